@@ -1,0 +1,372 @@
+#include "engine/AnalysisPipeline.h"
+
+#include "engine/AnalysisData.h"
+#include "engine/Decomposition.h"
+#include "engine/SpectralFrontEnd.h"
+#include "engine/TrackRendering.h"
+#include "engine/numerics/RandomStream.h"
+#include "engine/numerics/WorkerPool.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <memory>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
+
+/** Passes progress on, but never a value below an earlier one. */
+class RisingProgress
+{
+public:
+    explicit RisingProgress (const AnalysisControl& c) : control (c) {}
+
+    void set (double value)
+    {
+        value = std::min (1.0, value);
+
+        if (value <= last)
+            return;
+
+        last = value;
+        control.progress (value);
+    }
+
+private:
+    const AnalysisControl& control;
+    double last = -1.0;
+};
+
+class Analysis
+{
+public:
+    Analysis (std::span<const AnalysisTrack> t,
+              const AnalysisOptions& o,
+              AnalysisStorage& s,
+              const AnalysisControl& c)
+        : tracks (t), options (o), storage (s), control (c), progress (c), pool (std::max (1, o.numThreads))
+    {
+        result.tracks.resize (tracks.size());
+    }
+
+    AnalysisResult run()
+    {
+        result.status = analyse();
+
+        if (result.status == AnalysisStatus::completed)
+            progress.set (1.0);
+
+        return std::move (result);
+    }
+
+private:
+    AnalysisStatus analyse()
+    {
+        std::vector<TrackShape> shapes;
+
+        for (const auto& track : tracks)
+            shapes.push_back (track.shape);
+
+        const auto shape = AnalysisShape::forTracks (shapes);
+
+        if (! shape)
+            return AnalysisStatus::unsupportedRate;
+
+        result.shape = *shape;
+
+        for (int i = 0; i < static_cast<int> (tracks.size()); ++i)
+            if (! trackShape (i).excluded)
+                active.push_back (i);
+
+        if (active.empty())
+            return AnalysisStatus::completed;
+
+        const AnalysisControl loading{ control.shouldStop, [this] (double value) { progress.set (value); } };
+
+        if (! loadAnalysisData (
+                options.resourceFolder, result.shape.rate, data, loading, options.diagnostics))
+            return AnalysisStatus::stopped;
+
+        for (const auto index : active)
+            signals.push_back (
+                std::make_unique<PaddedSignal> (*tracks[static_cast<std::size_t> (index)].source,
+                                                trackShape (index).drumType,
+                                                result.shape,
+                                                data));
+
+        if (const auto status = buildSpectrogram(); status != AnalysisStatus::completed)
+            return status;
+
+        if (! factorise())
+            return AnalysisStatus::stopped;
+
+        return renderTracks();
+    }
+
+    [[nodiscard]] const TrackShape& trackShape (int index) const
+    {
+        return tracks[static_cast<std::size_t> (index)].shape;
+    }
+
+    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames. */
+    AnalysisStatus buildSpectrogram()
+    {
+        const auto& shape = result.shape;
+        const auto numFrames = static_cast<std::size_t> (shape.numFrames);
+        spectrogram = AlignedBuffer (shape.melRows() * numFrames);
+        loudest.resize (active.size());
+
+        const MelBands bands (data.melFilterBank.span(), static_cast<std::size_t> (shape.rate.numBins()));
+        std::vector<std::unique_ptr<FrameAnalyser>> analysers;
+
+        for (int i = 0; i < pool.numWorkers(); ++i)
+            analysers.push_back (std::make_unique<FrameAnalyser> (data));
+
+        std::vector<double> energies (numFrames);
+        const auto numPieces =
+            static_cast<std::size_t> ((shape.numFrames + frontEndFrames - 1) / frontEndFrames);
+
+        for (std::size_t i = 0; i < active.size(); ++i)
+        {
+            std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
+
+            pool.forEach (numPieces,
+                          [&] (std::size_t piece, int worker)
+                          {
+                              if (failure != AnalysisStatus::completed)
+                                  return;
+
+                              if (control.stopRequested())
+                              {
+                                  failure = AnalysisStatus::stopped;
+                                  return;
+                              }
+
+                              const auto first = static_cast<std::int64_t> (piece) * frontEndFrames;
+                              const auto end = std::min (first + frontEndFrames, shape.numFrames);
+                              auto* column = spectrogram.data()
+                                             + static_cast<std::size_t> (first) * shape.melRows()
+                                             + i * method::numMelBands;
+
+                              if (! analyseFrames (*signals[i],
+                                                   first,
+                                                   end,
+                                                   bands,
+                                                   *analysers[static_cast<std::size_t> (worker)],
+                                                   shape.rate,
+                                                   column,
+                                                   shape.melRows(),
+                                                   energies.data() + first))
+                                  failure = AnalysisStatus::readFailed;
+                          });
+
+            if (failure != AnalysisStatus::completed)
+                return failure;
+
+            if (drumCode::isRendered (trackShape (active[i]).drumType))
+                loudest[i] = loudestFrames (energies, shape.paddingFrames(), shape.numSegments);
+
+            // By the index before the track is counted: with one track the value stays where loading left it.
+            progress.set (0.05 + 0.05 * static_cast<double> (i) / shape.numActive);
+        }
+
+        return AnalysisStatus::completed;
+    }
+
+    bool factorise()
+    {
+        const auto rows = result.shape.melRows(), frames = static_cast<std::size_t> (result.shape.numFrames);
+        bases = AlignedBuffer (rows * method::numComponents);
+        activations = AlignedBuffer (method::numComponents * frames);
+        RandomStream random (options.seed);
+
+        for (auto& value : bases.span())
+            value = random.next();
+
+        for (auto& value : activations.span())
+            value = random.next();
+
+        const AnalysisControl iterating{ control.shouldStop,
+                                         [this] (double done) { progress.set (0.1 + 0.5 * done); } };
+        const auto isDone = decompose ({ spectrogram.data(), rows, frames },
+                                       { bases.data(), rows, method::numComponents },
+                                       { activations.data(), method::numComponents, frames },
+                                       {},
+                                       pool,
+                                       iterating);
+        spectrogram = {}; // the rendering streams; nothing else needs it
+        return isDone;
+    }
+
+    [[nodiscard]] bool isHiHat (int index) const
+    {
+        return (trackShape (index).drumType & drumCode::hiHat) != 0;
+    }
+
+    [[nodiscard]] bool hasHiHat() const
+    {
+        return std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
+    }
+
+    /** The first active track of a type in Group order, as a place in active; nothing when there is none. */
+    [[nodiscard]] std::optional<std::size_t> firstOfType (std::uint32_t code) const
+    {
+        for (std::size_t i = 0; i < active.size(); ++i)
+            if (trackShape (active[i]).drumType == code)
+                return i;
+
+        return std::nullopt;
+    }
+
+    AnalysisStatus renderTracks()
+    {
+        const auto withHiHat = hasHiHat();
+        auto* scratch = storage.scratch (scratchPlane::count (withHiHat, options.keepAllComponents),
+                                         result.shape.lengthInSamples);
+
+        if (scratch == nullptr)
+            return AnalysisStatus::storageFailed;
+
+        const RenderingContext context{ result.shape, data, pool, control, *scratch };
+        const auto kick = withHiHat ? firstOfType (drumCode::kick) : std::nullopt;
+        const auto snare = withHiHat ? firstOfType (drumCode::snare) : std::nullopt;
+
+        // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the tracks.
+        std::vector<std::size_t> sequence;
+
+        for (const auto hiHatsTurn : { false, true })
+            for (std::size_t i = 0; i < active.size(); ++i)
+                if (isHiHat (active[i]) == hiHatsTurn)
+                    sequence.push_back (i);
+
+        for (std::size_t position = 0; position < sequence.size(); ++position)
+        {
+            const auto i = sequence[position];
+            const auto index = active[i];
+
+            if (! drumCode::isRendered (trackShape (index).drumType))
+                continue;
+
+            if (control.stopRequested())
+                return AnalysisStatus::stopped;
+
+            TrackRenderingJob job;
+            job.signal = signals[i].get();
+            job.bases = { bases.data(), result.shape.melRows(), method::numComponents };
+            job.firstRow = i * method::numMelBands;
+            job.activations = { activations.data(),
+                                method::numComponents,
+                                static_cast<std::size_t> (result.shape.numFrames) };
+            job.loudest = loudest[i];
+            job.isHiHat = isHiHat (index);
+            job.similarityThreshold = static_cast<double> ((trackShape (index).drumType & drumCode::oh) != 0
+                                                               ? method::similarityThresholdOverhead
+                                                               : method::similarityThreshold);
+            job.hasKickReference = kick.has_value();
+            job.hasSnareReference = snare.has_value();
+            job.keepsAllComponents = options.keepAllComponents;
+            job.ownLength = trackShape (index).lengthInSamples;
+
+            if (kick == i)
+                job.referencePlane = scratchPlane::kickReference;
+            else if (snare == i)
+                job.referencePlane = scratchPlane::snareReference;
+
+            auto* sink = storage.rendered (index);
+
+            if (sink == nullptr)
+                return AnalysisStatus::storageFailed;
+
+            const auto status = renderTrack (
+                job,
+                context,
+                *sink,
+                [&] (int slot, std::span<const float> samples)
+                { return storage.component (index, slot, samples); },
+                [&] (RenderingStage stage, double fraction)
+                { setRenderingProgress (position, stage, fraction); },
+                result.tracks[static_cast<std::size_t> (index)]);
+
+            if (status != AnalysisStatus::completed)
+                return status;
+        }
+
+        return AnalysisStatus::completed;
+    }
+
+    void setRenderingProgress (std::size_t position, RenderingStage stage, double fraction)
+    {
+        const auto within = [&]
+        {
+            switch (stage)
+            {
+                case RenderingStage::model:
+                    return 1.0 / 12.0;
+                case RenderingStage::spectrum:
+                    return 1.0 / 6.0;
+                case RenderingStage::components:
+                    return 1.0 / 6.0 + std::floor (fraction * 10.0) / 60.0;
+                case RenderingStage::ordered:
+                    return 5.0 / 12.0;
+                case RenderingStage::stored:
+                    return 0.5;
+                case RenderingStage::summing:
+                    return 0.5 + 0.125 * std::floor (fraction * 20.0) / 20.0;
+                case RenderingStage::residual:
+                    return 0.625 + 0.125 * std::floor (fraction * 4.0) / 4.0;
+            }
+
+            return 0.0;
+        }();
+
+        progress.set (0.6 + 0.4 * (static_cast<double> (position) + within) / result.shape.numActive);
+    }
+
+    const std::span<const AnalysisTrack> tracks;
+    const AnalysisOptions& options;
+    AnalysisStorage& storage;
+    const AnalysisControl& control;
+    RisingProgress progress;
+    WorkerPool pool;
+    AnalysisResult result;
+    AnalysisData data;
+    std::vector<int> active;                            // indices of the tracks that are not excluded
+    std::vector<std::unique_ptr<PaddedSignal>> signals; // by place in active, like loudest
+    std::vector<std::vector<std::int64_t>> loudest;
+    AlignedBuffer spectrogram, bases, activations;
+};
+} // namespace
+
+AnalysisResult analyseTracks (std::span<const AnalysisTrack> tracks,
+                              const AnalysisOptions& options,
+                              AnalysisStorage& storage,
+                              const AnalysisControl& control)
+{
+    return Analysis (tracks, options, storage, control).run();
+}
+
+AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOptions& options)
+{
+    const auto frames = static_cast<std::uint64_t> (shape.numFrames);
+    const auto rows = static_cast<std::uint64_t> (shape.melRows());
+    const auto workers = static_cast<std::uint64_t> (std::max (1, options.numThreads));
+    const auto frameLength = static_cast<std::uint64_t> (shape.rate.frameLength);
+    constexpr std::uint64_t components = method::numComponents;
+
+    // The stacked spectrogram and its factors, or later a segment of ten components for every worker: never both.
+    const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
+    const auto rendering =
+        4 * workers * (components * (512 * frameLength / 4 + 4 * frameLength) + 512 * frameLength);
+    const auto numPlanes = static_cast<std::uint64_t> (scratchPlane::count (true, true));
+
+    AnalysisForecast forecast;
+    forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);
+    forecast.scratchBytes = 4 * numPlanes * static_cast<std::uint64_t> (shape.lengthInSamples);
+    return forecast;
+}
+
+} // namespace tessivar

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace tessivar
+{
+
+/** Drum type codes as the engine sees them: one bit each. */
+namespace drumCode
+{
+inline constexpr std::uint32_t other = 1, kick = 2, snare = 4, tomHigh = 8, tomLow = 16, tomFloor = 32,
+                               oh = 64, hiHat = 128;
+
+[[nodiscard]] constexpr bool isTom (std::uint32_t code)
+{
+    return (code & (tomHigh | tomLow | tomFloor)) != 0;
+}
+
+/** Only close microphones are rendered; Other and overhead tracks pass through unchanged. */
+[[nodiscard]] constexpr bool isRendered (std::uint32_t code)
+{
+    return code != other && code != oh;
+}
+} // namespace drumCode
+
+/** Constants of the method. */
+namespace method
+{
+inline constexpr int numComponents = 10;
+inline constexpr int numMelBands = 80;
+inline constexpr int numIterations = 75;
+inline constexpr float continuityWeight = 50.0f;
+inline constexpr float floorValue = 1.0e-24f;
+inline constexpr float similarityThreshold = 0.7f;
+inline constexpr float similarityThresholdOverhead = 0.45f;
+inline constexpr int templateCopies = 10;
+inline constexpr int numBestComponents = 5;
+inline constexpr int numRenderChannels = 7; // five components, residual, source
+inline constexpr std::uint64_t defaultSeed = 1;
+} // namespace method
+
+/** Sizes that follow from the sample rate. Only the five rates of the table are supported. */
+struct RateParameters
+{
+    int sampleRate = 0;     // Hz
+    int frameLength = 0;    // samples
+    int hop = 0;            // samples, a quarter of the frame
+    int templateLength = 0; // samples, about 0.186 s
+
+    [[nodiscard]] constexpr int numBins() const { return frameLength / 2 + 1; }
+
+    /** The row for exactly this rate, or nothing. */
+    [[nodiscard]] static std::optional<RateParameters> forRate (double sampleRate);
+};
+
+inline constexpr std::array<RateParameters, 5> supportedRates{ { { 44100, 1024, 256, 8192 },
+                                                                 { 48000, 1024, 256, 8916 },
+                                                                 { 88200, 2048, 512, 16384 },
+                                                                 { 96000, 2048, 512, 17833 },
+                                                                 { 192000, 4096, 1024, 35666 } } };
+
+/** What the analysis needs to know of a track to lay out its work. */
+struct TrackShape
+{
+    std::uint32_t drumType = drumCode::other;
+    bool excluded = false;
+    double sampleRate = 0.0; // Hz
+    std::int64_t lengthInSamples = 0;
+};
+
+/** Sizes of one analysis, all derived from its tracks. */
+struct AnalysisShape
+{
+    RateParameters rate;
+    std::int64_t lengthInSamples = 0; // longest track at the Group's rate, excluded ones too
+    int numSegments = 0;              // loudest frames that the scores are taken from: 50, above 60 s 150
+    bool padded = false;              // tom templates ahead of the toms: any tom and more than 90 s
+    std::int64_t paddingSamples = 0;
+    std::int64_t numFrames = 0;
+    int numActive = 0;   // tracks not excluded: 80 rows of the stacked spectrogram each
+    int numRendered = 0; // active close microphones
+
+    [[nodiscard]] std::int64_t paddedLength() const { return paddingSamples + lengthInSamples; }
+    [[nodiscard]] std::int64_t paddingFrames() const { return paddingSamples / rate.hop; }
+    [[nodiscard]] std::size_t melRows() const
+    {
+        return static_cast<std::size_t> (numActive) * method::numMelBands;
+    }
+
+    /** The shape for these tracks (the Group's rate is the first track's), or nothing for an unsupported rate. */
+    [[nodiscard]] static std::optional<AnalysisShape> forTracks (std::span<const TrackShape> tracks);
+
+    /** Frames of a signal: length / hop + 1 + 2 * (frameLength / hop), integer divisions. */
+    [[nodiscard]] static std::int64_t framesForLength (std::int64_t paddedLength, const RateParameters& rate);
+};
+
+} // namespace tessivar

@@ -1,0 +1,141 @@
+#include "engine/ComponentScoring.h"
+
+#include "engine/numerics/simd/SpectralKernels.h"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <cmath>
+#include <numeric>
+
+namespace tessivar
+{
+
+double correlation (double product, double energyA, double energyB)
+{
+    const auto norm = [] (double energy)
+    {
+        if (energy <= 0.0)
+            energy = static_cast<double> (method::floorValue);
+
+        const auto root = std::sqrt (energy);
+        return root == 0.0 ? static_cast<double> (method::floorValue) : root;
+    };
+
+    return product / (norm (energyA) * norm (energyB));
+}
+
+double correlation (std::span<const float> a, std::span<const float> b)
+{
+    assert (a.size() == b.size());
+    return correlation (kernels::dotProduct (a.data(), b.data(), a.size()),
+                        kernels::sumOfSquares (a.data(), a.size()),
+                        kernels::sumOfSquares (b.data(), b.size()));
+}
+
+std::vector<std::int64_t>
+loudestFrames (std::span<const double> energies, std::int64_t firstFrame, int numWanted)
+{
+    const auto numFrames = static_cast<std::int64_t> (energies.size());
+    std::vector<std::int64_t> frames (
+        static_cast<std::size_t> (std::max (std::int64_t{ 0 }, numFrames - firstFrame)));
+    std::iota (frames.begin(), frames.end(), firstFrame);
+
+    const auto numKept = std::min (frames.size(), static_cast<std::size_t> (numWanted));
+    const auto isLouder = [&] (std::int64_t a, std::int64_t b)
+    {
+        const auto ea = energies[static_cast<std::size_t> (a)], eb = energies[static_cast<std::size_t> (b)];
+        return ea > eb || (ea == eb && a < b);
+    };
+
+    std::partial_sort (
+        frames.begin(), frames.begin() + static_cast<std::ptrdiff_t> (numKept), frames.end(), isLouder);
+    frames.resize (numKept);
+    return frames;
+}
+
+ComponentOrder orderByScore (const ComponentValues& scores)
+{
+    ComponentOrder order;
+    std::iota (order.begin(), order.end(), 0);
+    std::stable_sort (order.begin(),
+                      order.end(),
+                      [&] (int a, int b) {
+                          return scores[static_cast<std::size_t> (a)] > scores[static_cast<std::size_t> (b)];
+                      });
+    return order;
+}
+
+float componentGain (double trackEnergy, double componentEnergy)
+{
+    return static_cast<float> (
+        std::sqrt (trackEnergy / std::max (componentEnergy, static_cast<double> (method::floorValue))));
+}
+
+float rescalingFactor (float firstComponentPeak)
+{
+    return firstComponentPeak > 1.0f ? 1.0f / firstComponentPeak : 1.0f;
+}
+
+void SimilarityFilter::process (std::span<float> samples)
+{
+    // 0.035713, 0.24107, 0.44643, 0.24107, 0.035713 to the bit.
+    static constexpr auto outer = std::bit_cast<float> (0x3d1247cbu);
+    static constexpr auto inner = std::bit_cast<float> (0x3e76db0eu);
+    static constexpr auto middle = std::bit_cast<float> (0x3ee49279u);
+
+    auto [x1, x2, x3, x4] = history; // the sample before, the one before that, ...
+
+    for (auto& sample : samples)
+    {
+        const auto x0 = sample;
+        sample = std::abs (outer * x0 + inner * x1 + middle * x2 + inner * x3 + outer * x4);
+        x4 = x3;
+        x3 = x2;
+        x2 = x1;
+        x1 = x0;
+    }
+
+    history = { x1, x2, x3, x4 };
+}
+
+ComponentValues normalisedSimilarities (const ComponentValues& similarities)
+{
+    auto result = similarities;
+    const auto largest = *std::max_element (similarities.begin(), similarities.end());
+
+    if (largest > 0.0)
+        for (auto& value : result)
+            value /= largest;
+
+    return result;
+}
+
+ComponentOrder hiHatSlots (const ComponentOrder& scoreOrder,
+                           std::span<const double> kickSimilarity,
+                           std::span<const double> snareSimilarity,
+                           double threshold)
+{
+    std::array<bool, method::numComponents> isSimilar{};
+    ComponentOrder slots{};
+    std::size_t nextFromEnd = slots.size();
+
+    for (std::size_t k = 0; k < isSimilar.size(); ++k)
+    {
+        isSimilar[k] = (! kickSimilarity.empty() && kickSimilarity[k] >= threshold)
+                       || (! snareSimilarity.empty() && snareSimilarity[k] >= threshold);
+
+        if (isSimilar[k])
+            slots[--nextFromEnd] = static_cast<int> (k);
+    }
+
+    std::size_t nextFromStart = 0;
+
+    for (const auto component : scoreOrder)
+        if (! isSimilar[static_cast<std::size_t> (component)])
+            slots[nextFromStart++] = component;
+
+    return slots;
+}
+
+} // namespace tessivar

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "engine/AnalysisData.h"
+#include "engine/AnalysisSettings.h"
+#include "engine/SampleStorage.h"
+#include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/RealFft.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace tessivar
+{
+
+/** Sets samples that are NaN or infinite to 0 and returns how many there were. */
+std::int64_t replaceNonFinite (std::span<float> samples);
+
+/** A track as the analysis sees it: tom templates first where the Group is padded, then the track's samples, then zeros
+    to the Group's length. Reads as zeros on both sides, so that frames need no special case at the ends.
+*/
+class PaddedSignal
+{
+public:
+    /** source and data must outlive this. */
+    PaddedSignal (SampleSource& source,
+                  std::uint32_t drumType,
+                  const AnalysisShape& shape,
+                  const AnalysisData& data);
+
+    /** Samples from padded position start on; positions before 0 and past the end are zeros. Non-finite samples read as
+        0. Returns false when the source can't be read. May be called from several threads. */
+    [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) const;
+
+private:
+    SampleSource& source;
+    std::span<const float> drumTemplate; // empty when the track gets none
+    std::int64_t paddingSamples;
+};
+
+/** Frame t of a padded signal starts at this sample: the signal is led by one frame of zeros. */
+[[nodiscard]] inline std::int64_t frameStart (std::int64_t frame, const RateParameters& rate)
+{
+    return frame * rate.hop - rate.frameLength;
+}
+
+/** A mel filter bank with its zeros left out: each band a run of bins. Weights apply to magnitudes. */
+class MelBands
+{
+public:
+    /** bank: 80 x numBins, column-major. */
+    MelBands (std::span<const float> bank, std::size_t numBins);
+
+    /** dest[m] = (sum of weights times magnitudes)^2 for the 80 bands. The squaring comes after the bank by design: the
+        bank weights magnitudes, not powers. magnitudes: 64-byte aligned, numBins plus 64 floats of room. */
+    void melPower (float* dest, const float* magnitudes) const;
+
+private:
+    std::vector<std::size_t> firstBin, numPanels;
+    AlignedBuffer weights; // band after band, each numPanels[m] panels of 16
+};
+
+/** Windowed frames and their spectra; one for each worker. */
+class FrameAnalyser
+{
+public:
+    explicit FrameAnalyser (const AnalysisData& data);
+
+    /** Windows n = frameLength samples and transforms them; the unscaled DFT. Returns false for a frame of zeros, which
+        has no spectrum worth computing: windowed() and spectrum() are then zeros too. */
+    bool analyse (const float* samples);
+
+    [[nodiscard]] const float* windowed() const { return frame.data(); }
+    [[nodiscard]] const float* spectrum() const { return bins.data(); }
+    [[nodiscard]] RealFft& fft() { return transform; }
+
+    /** Sum of squares of the windowed samples. */
+    [[nodiscard]] double energy() const;
+
+    /** Mel power of the last frame, 80 floats. */
+    void melPower (float* dest, const MelBands& bands);
+
+private:
+    const AnalysisData& data;
+    RealFft transform;
+    AlignedBuffer frame, bins, magnitudes;
+    bool isSilent = true;
+};
+
+/** The front end of one track over frames first .. end - 1.
+
+    melPower: column t - first at melPower + (t - first) * stride, 80 floats; energies: one value a frame. Returns false
+    when the source can't be read.
+*/
+[[nodiscard]] bool analyseFrames (const PaddedSignal& signal,
+                                  std::int64_t first,
+                                  std::int64_t end,
+                                  const MelBands& bands,
+                                  FrameAnalyser& analyser,
+                                  const RateParameters& rate,
+                                  float* melPower,
+                                  std::size_t stride,
+                                  double* energies);
+
+/** Adds the inverse transforms of frames back into a signal: dest[i] += gain * frame[i] * window[i] for n = frameLength
+    samples. */
+void overlapAdd (float* dest, const float* frame, const AnalysisData& data, float gain);
+
+} // namespace tessivar

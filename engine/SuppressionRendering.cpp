@@ -1,0 +1,102 @@
+#include "engine/SuppressionRendering.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace tessivar
+{
+
+SuppressionSetting SuppressionSetting::sanitised() const
+{
+    const auto clean = [] (float value, float top)
+    { return std::isnan (value) ? 0.0f : std::clamp (value, 0.0f, top); };
+
+    return { clean (focus, 5.0f), clean (fine, 1.0f) };
+}
+
+SuppressionRule SuppressionRule::forSetting (SuppressionSetting setting)
+{
+    const auto [focus, fine] = setting.sanitised();
+    const auto whole = static_cast<int> (focus);
+    const auto fade = std::pow (0.001f, focus - static_cast<float> (whole));
+
+    SuppressionRule rule;
+
+    for (int c = 0; c < 6; ++c)
+    {
+        const auto index = static_cast<std::size_t> (c);
+
+        if (5.0f - focus >= static_cast<float> (c))
+            rule.channelWeight[index] = 1.0f;
+        else if (c < 6 - whole)
+            rule.channelWeight[index] = fade;
+    }
+
+    // (1001^fine - 1) / 1000, exactly 0 and 1 at the ends of the knob.
+    if (fine <= 0.0f)
+        rule.back = 0.0f;
+    else if (fine >= 1.0f)
+        rule.back = 1.0f;
+    else
+        rule.back = static_cast<float> ((std::pow (1001.0, static_cast<double> (fine)) - 1.0) / 1000.0);
+
+    return rule;
+}
+
+ChannelWeights SuppressionRule::toWeights() const
+{
+    ChannelWeights result;
+
+    for (std::size_t c = 0; c < 6; ++c)
+        result.weight[c] = (1.0f - back) * channelWeight[c];
+
+    result.weight[6] = back;
+    return result;
+}
+
+void foldChannels (std::span<float> frames,
+                   const std::array<const float*, 5>& best,
+                   std::span<const float> source)
+{
+    assert (frames.size() == 7 * source.size());
+    auto* frame = frames.data();
+
+    for (std::size_t i = 0; i < source.size(); ++i)
+    {
+        float sum = 0.0f;
+
+        for (std::size_t c = 0; c < best.size(); ++c)
+        {
+            frame[c] = best[c][i];
+            sum += frame[c];
+        }
+
+        frame[5] = source[i] - sum;
+        frame[6] = source[i];
+        frame += 7;
+    }
+}
+
+float renderSuppression (std::span<float> dest, std::span<const float> frames, const SuppressionRule& rule)
+{
+    assert (frames.size() == 7 * dest.size());
+    float peak = 0.0f;
+    const auto* frame = frames.data();
+
+    for (auto& out : dest)
+    {
+        float kept = 0.0f;
+
+        for (std::size_t c = 0; c < 6; ++c)
+            kept += rule.channelWeight[c] * frame[c];
+
+        out = kept + rule.back * (frame[6] - kept);
+        peak = std::max (peak, std::abs (out));
+        frame += 7;
+    }
+
+    return peak;
+}
+
+} // namespace tessivar

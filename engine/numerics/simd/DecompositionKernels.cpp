@@ -1,0 +1,420 @@
+#include "engine/numerics/simd/DecompositionKernels.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/numerics/simd/DecompositionKernels.cpp"
+#include <hwy/cache_control.h>
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "engine/numerics/simd/ExactArithmetic.h"
+
+// Element by element of V an iteration needs 120 flops and reads V twice; the model W h is never stored. The quotient and
+// the reciprocal of a few columns stay in the first-level cache between the model and the sums over them. With
+// u = 1 / max (model, floor) the other divisor is exact too: V / max (model^2, floor) = V * min (u * u, 1 / floor), also where
+// model^2 underflows. Every logical lane sees the same operations in the same order at every vector width, so all
+// instruction sets give the same bits.
+
+HWY_BEFORE_NAMESPACE();
+namespace tessivar::kernels::HWY_NAMESPACE
+{
+
+constexpr std::size_t panelFloats = numComponents * lanes;
+constexpr float floorValue = 1.0e-24f;
+constexpr float inverseFloor = 1.0f / floorValue;
+
+#if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
+constexpr std::size_t modelPanels = 5; // register block of the model: panels by four columns
+constexpr std::size_t sumGroup = 10;   // components whose two sums stay in registers
+#else
+constexpr std::size_t modelPanels = 1;
+constexpr std::size_t sumGroup = 5;
+#endif
+
+/** Quotients and reciprocals of numPanels panels by numC columns. dest: 16 quotients and 16 reciprocals for each column
+    and panel, the panel's columns destColumns apart. */
+template <std::size_t numP, std::size_t numC>
+HWY_INLINE void quotientBlock (const float* HWY_RESTRICT bases,
+                               const float* HWY_RESTRICT power,
+                               std::size_t powerStride,
+                               const float* HWY_RESTRICT activations,
+                               float* HWY_RESTRICT dest,
+                               std::size_t destColumns)
+{
+    const FloatTag d;
+    constexpr auto numV = numP * vectorsPerPanel;
+    Floats model[numV][numC];
+
+#pragma GCC unroll 16
+    for (std::size_t k = 0; k < numComponents; ++k)
+    {
+        Floats w[numV];
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < numV; ++i)
+            w[i] = hn::Load (d,
+                             bases + (i / vectorsPerPanel) * panelFloats + k * lanes
+                                 + (i % vectorsPerPanel) * vectorLanes);
+#pragma GCC unroll 8
+        for (std::size_t c = 0; c < numC; ++c)
+        {
+            const auto h = broadcast (activations[c * activationStride + k]);
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < numV; ++i)
+                model[i][c] = k == 0 ? hn::Mul (w[i], h) : fusedMultiplyAdd (w[i], h, model[i][c]);
+        }
+    }
+
+    const auto one = broadcast (1.0f), lowest = broadcast (floorValue), highest = broadcast (inverseFloor);
+
+#pragma GCC unroll 8
+    for (std::size_t c = 0; c < numC; ++c)
+    {
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < numV; ++i)
+        {
+            const auto u = hn::Div (one, hn::Max (model[i][c], lowest));
+            const auto v = hn::LoadU (d, power + c * powerStride + i * vectorLanes);
+            const auto q = hn::Mul (v, hn::Min (hn::Mul (u, u), highest));
+            auto* out = dest + ((i / vectorsPerPanel) * destColumns + c) * 2 * lanes
+                        + (i % vectorsPerPanel) * vectorLanes;
+            hn::Store (q, d, out);
+            hn::Store (u, d, out + lanes);
+        }
+    }
+}
+
+/** The same over any number of panels. prefetchDistance columns ahead the power is fetched into the cache. */
+template <std::size_t numC>
+HWY_INLINE void quotients (const float* bases,
+                           const float* power,
+                           std::size_t powerStride,
+                           const float* activations,
+                           float* dest,
+                           std::size_t destColumns,
+                           std::size_t numPanels)
+{
+    std::size_t p = 0;
+
+    for (; p + modelPanels <= numPanels; p += modelPanels)
+    {
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < modelPanels; ++i)
+#pragma GCC unroll 8
+            for (std::size_t c = 0; c < numC; ++c)
+                hwy::Prefetch (power + (c + numC) * powerStride + (p + i) * lanes);
+
+        quotientBlock<modelPanels, numC> (bases + p * panelFloats,
+                                          power + p * lanes,
+                                          powerStride,
+                                          activations,
+                                          dest + p * destColumns * 2 * lanes,
+                                          destColumns);
+    }
+
+    for (; p < numPanels; ++p)
+        quotientBlock<1, numC> (bases + p * panelFloats,
+                                power + p * lanes,
+                                powerStride,
+                                activations,
+                                dest + p * destColumns * 2 * lanes,
+                                destColumns);
+}
+
+/** Adds the products of one column with numPanels panels to 20 logical vectors: ten numerators, ten denominators. */
+HWY_INLINE void accumulateColumn (const float* HWY_RESTRICT bases,
+                                  const float* HWY_RESTRICT quotient,
+                                  std::size_t quotientColumns,
+                                  std::size_t numPanels,
+                                  float* HWY_RESTRICT sums,
+                                  bool first)
+{
+    const FloatTag d;
+
+    for (std::size_t s = 0; s < lanes; s += vectorLanes)
+    {
+#pragma GCC unroll 2
+        for (std::size_t k0 = 0; k0 < numComponents; k0 += sumGroup)
+        {
+            Floats n[sumGroup], e[sumGroup];
+#pragma GCC unroll 16
+            for (std::size_t k = 0; k < sumGroup; ++k)
+            {
+                n[k] = first ? hn::Zero (d) : hn::Load (d, sums + (k0 + k) * lanes + s);
+                e[k] = first ? hn::Zero (d) : hn::Load (d, sums + (numComponents + k0 + k) * lanes + s);
+            }
+
+            const auto* q = quotient + s;
+            const auto* w = bases + k0 * lanes + s;
+
+            for (std::size_t p = 0; p < numPanels; ++p)
+            {
+                const auto vq = hn::Load (d, q), vu = hn::Load (d, q + lanes);
+#pragma GCC unroll 16
+                for (std::size_t k = 0; k < sumGroup; ++k)
+                {
+                    const auto x = hn::Load (d, w + k * lanes);
+                    n[k] = fusedMultiplyAdd (x, vq, n[k]);
+                    e[k] = fusedMultiplyAdd (x, vu, e[k]);
+                }
+
+                q += quotientColumns * 2 * lanes;
+                w += panelFloats;
+            }
+
+#pragma GCC unroll 16
+            for (std::size_t k = 0; k < sumGroup; ++k)
+            {
+                hn::Store (n[k], d, sums + (k0 + k) * lanes + s);
+                hn::Store (e[k], d, sums + (numComponents + k0 + k) * lanes + s);
+            }
+        }
+    }
+}
+
+/** Sums the 16 lanes of each of the 20 vectors. */
+HWY_INLINE void reduceColumn (const float* HWY_RESTRICT sums,
+                              float* HWY_RESTRICT numerators,
+                              float* HWY_RESTRICT denominators)
+{
+    HWY_ALIGN float reduced[2 * numComponents];
+
+#pragma GCC unroll 5
+    for (std::size_t k = 0; k < 2 * numComponents; k += 4)
+        sumFourPanels (sums + k * lanes, reduced + k);
+
+    for (std::size_t k = 0; k < numComponents; ++k)
+    {
+        numerators[k] = reduced[k];
+        denominators[k] = reduced[numComponents + k];
+    }
+}
+
+void SumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators)
+{
+    // Twenty panels of bases (12.5 KB) and their quotients for four columns (10 KB) fit the first-level cache.
+    constexpr std::size_t panelBlock = 20;
+    const auto powerStride = tile.numPanels * lanes;
+    HWY_ALIGN float sums[4][2 * panelFloats];
+    std::size_t column = 0;
+
+    const auto run = [&] (auto count)
+    {
+        constexpr std::size_t numC = decltype (count)::value;
+
+        for (; column + numC <= tile.numColumns; column += numC)
+        {
+            const auto* power = tile.power + column * powerStride;
+            const auto* activations = tile.activations + column * activationStride;
+
+            for (std::size_t p = 0; p < tile.numPanels; p += panelBlock)
+            {
+                const auto numPanels = std::min (panelBlock, tile.numPanels - p);
+                const auto* bases = tile.bases + p * panelFloats;
+                quotients<numC> (
+                    bases, power + p * lanes, powerStride, activations, tile.scratch, numC, numPanels);
+
+                for (std::size_t c = 0; c < numC; ++c)
+                    accumulateColumn (bases, tile.scratch + c * 2 * lanes, numC, numPanels, sums[c], p == 0);
+            }
+
+            for (std::size_t c = 0; c < numC; ++c)
+                reduceColumn (sums[c],
+                              numerators + (column + c) * activationStride,
+                              denominators + (column + c) * activationStride);
+        }
+    };
+
+    run (std::integral_constant<std::size_t, 4>());
+    run (std::integral_constant<std::size_t, 1>());
+}
+
+void SumsForBases (const DecompositionTile& tile, float* numerators, float* denominators)
+{
+    // Bases and both sums of eight panels (15 KB) and their quotients for sixteen columns (16 KB).
+    constexpr std::size_t panelBlock = 8, columnBlock = 16;
+    const FloatTag d;
+    const auto powerStride = tile.numPanels * lanes;
+
+    for (std::size_t p0 = 0; p0 < tile.numPanels; p0 += panelBlock)
+    {
+        const auto numPanels = std::min (panelBlock, tile.numPanels - p0);
+        const auto* bases = tile.bases + p0 * panelFloats;
+
+        for (std::size_t t0 = 0; t0 < tile.numColumns; t0 += columnBlock)
+        {
+            const auto numColumns = std::min (columnBlock, tile.numColumns - t0);
+            const auto* power = tile.power + t0 * powerStride + p0 * lanes;
+            const auto* activations = tile.activations + t0 * activationStride;
+            std::size_t t = 0;
+
+            for (; t + 4 <= numColumns; t += 4)
+                quotients<4> (bases,
+                              power + t * powerStride,
+                              powerStride,
+                              activations + t * activationStride,
+                              tile.scratch + t * 2 * lanes,
+                              columnBlock,
+                              numPanels);
+
+            for (; t < numColumns; ++t)
+                quotients<1> (bases,
+                              power + t * powerStride,
+                              powerStride,
+                              activations + t * activationStride,
+                              tile.scratch + t * 2 * lanes,
+                              columnBlock,
+                              numPanels);
+
+            for (std::size_t p = 0; p < numPanels; ++p)
+                for (std::size_t s = 0; s < lanes; s += vectorLanes)
+#pragma GCC unroll 2
+                    for (std::size_t k0 = 0; k0 < numComponents; k0 += sumGroup)
+                    {
+                        auto* nw = numerators + (p0 + p) * panelFloats + k0 * lanes + s;
+                        auto* dw = denominators + (p0 + p) * panelFloats + k0 * lanes + s;
+                        Floats n[sumGroup], e[sumGroup];
+#pragma GCC unroll 16
+                        for (std::size_t k = 0; k < sumGroup; ++k)
+                        {
+                            n[k] = hn::Load (d, nw + k * lanes);
+                            e[k] = hn::Load (d, dw + k * lanes);
+                        }
+
+                        const auto* q = tile.scratch + p * columnBlock * 2 * lanes + s;
+                        const auto* h = activations + k0;
+
+                        for (std::size_t c = 0; c < numColumns; ++c)
+                        {
+                            const auto vq = hn::Load (d, q), vu = hn::Load (d, q + lanes);
+#pragma GCC unroll 16
+                            for (std::size_t k = 0; k < sumGroup; ++k)
+                            {
+                                const auto hk = broadcast (h[k]);
+                                n[k] = fusedMultiplyAdd (vq, hk, n[k]);
+                                e[k] = fusedMultiplyAdd (vu, hk, e[k]);
+                            }
+
+                            q += 2 * lanes;
+                            h += activationStride;
+                        }
+
+#pragma GCC unroll 16
+                        for (std::size_t k = 0; k < sumGroup; ++k)
+                        {
+                            hn::Store (n[k], d, nw + k * lanes);
+                            hn::Store (e[k], d, dw + k * lanes);
+                        }
+                    }
+        }
+    }
+}
+
+void UpdateActivations (float* activations,
+                        const float* numerators,
+                        const float* denominators,
+                        std::size_t first,
+                        std::size_t end,
+                        std::size_t numColumns,
+                        float continuityWeight)
+{
+    const FloatTag d;
+    const auto lowest = broadcast (floorValue), weight = broadcast (continuityWeight);
+    const auto weightSquared = broadcast (continuityWeight * continuityWeight);
+    const auto two = broadcast (2.0f), four = broadcast (4.0f);
+
+    for (std::size_t s = 0; s < activationStride; s += vectorLanes)
+    {
+        auto previous =
+            first > 0 ? hn::Load (d, activations + (first - 1) * activationStride + s) : hn::Zero (d);
+
+        for (std::size_t t = first; t < end; ++t)
+        {
+            auto* h = activations + t * activationStride + s;
+            const auto old = hn::Load (d, h);
+            const auto divisor = hn::Load (d, denominators + (t - first) * activationStride + s);
+            const auto c =
+                hn::Mul (hn::Load (d, numerators + (t - first) * activationStride + s), hn::Mul (old, old));
+
+            if (t == 0)
+            {
+                // The floor stands on 2 a here but on the undoubled divisor at the other end; the two ends differ by design.
+                const auto next = hn::Max (hn::Load (d, h + activationStride), lowest);
+                const auto a = hn::Add (divisor, hn::Div (weight, next));
+                const auto root = hn::Sqrt (hn::Add (weightSquared, hn::Mul (hn::Mul (four, a), c)));
+                previous = hn::Div (hn::Add (weight, root), hn::Max (hn::Mul (two, a), lowest));
+            }
+            else if (t + 1 < numColumns)
+            {
+                const auto next = hn::Max (hn::Load (d, h + activationStride), lowest);
+                const auto a = hn::Max (hn::Add (divisor, hn::Div (weight, next)), lowest);
+                previous = hn::Sqrt (hn::Div (hn::Add (c, hn::Mul (weight, previous)), a));
+            }
+            else
+            {
+                const auto b = hn::Add (c, hn::Mul (weight, previous));
+                const auto root = hn::Sqrt (hn::Add (weightSquared, hn::Mul (hn::Mul (four, divisor), b)));
+                previous = hn::Div (hn::Sub (root, weight), hn::Mul (two, hn::Max (divisor, lowest)));
+            }
+
+            hn::Store (previous, d, h);
+        }
+    }
+}
+
+void ScaleActivations (float* activations, std::size_t numColumns, const float* scale)
+{
+    const FloatTag d;
+    const auto lowest = broadcast (floorValue);
+
+    for (std::size_t s = 0; s < activationStride; s += vectorLanes)
+    {
+        const auto factor = hn::Load (d, scale + s);
+
+        for (std::size_t t = 0; t < numColumns; ++t)
+        {
+            auto* h = activations + t * activationStride + s;
+            hn::Store (hn::Max (hn::Mul (hn::Load (d, h), factor), lowest), d, h);
+        }
+    }
+}
+
+} // namespace tessivar::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessivar::kernels
+{
+HWY_EXPORT (SumsForActivations);
+HWY_EXPORT (SumsForBases);
+HWY_EXPORT (UpdateActivations);
+HWY_EXPORT (ScaleActivations);
+
+void sumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators)
+{
+    HWY_DYNAMIC_DISPATCH (SumsForActivations) (tile, numerators, denominators);
+}
+
+void sumsForBases (const DecompositionTile& tile, float* numerators, float* denominators)
+{
+    HWY_DYNAMIC_DISPATCH (SumsForBases) (tile, numerators, denominators);
+}
+
+void updateActivations (float* activations,
+                        const float* numerators,
+                        const float* denominators,
+                        std::size_t first,
+                        std::size_t end,
+                        std::size_t numColumns,
+                        float continuityWeight)
+{
+    HWY_DYNAMIC_DISPATCH (UpdateActivations)
+    (activations, numerators, denominators, first, end, numColumns, continuityWeight);
+}
+
+void scaleActivations (float* activations, std::size_t numColumns, const float* scale)
+{
+    HWY_DYNAMIC_DISPATCH (ScaleActivations) (activations, numColumns, scale);
+}
+} // namespace tessivar::kernels
+#endif

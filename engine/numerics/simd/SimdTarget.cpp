@@ -1,0 +1,76 @@
+#include "engine/numerics/simd/SimdTarget.h"
+
+#include <hwy/highway.h>
+
+#include <cstdint>
+
+namespace tessivar
+{
+
+namespace
+{
+std::int64_t compiledTargets()
+{
+    return HWY_TARGETS;
+}
+
+std::int64_t machineTargets()
+{
+    hwy::SetSupportedTargetsForTest (0); // lifts an earlier restriction, so that the machine itself is asked
+    return hwy::SupportedTargets() & compiledTargets();
+}
+
+// Highway numbers its targets so that a better one has a lower bit.
+std::int64_t bestOf (std::int64_t targets)
+{
+    return targets & -targets;
+}
+
+std::int64_t restriction = 0;
+
+void apply()
+{
+    hwy::SetSupportedTargetsForTest (restriction);
+    hwy::GetChosenTarget().Update (hwy::SupportedTargets());
+}
+} // namespace
+
+std::string simdTargetName()
+{
+    return hwy::TargetName (bestOf (restriction != 0 ? restriction : machineTargets()));
+}
+
+std::vector<std::string> availableSimdTargets()
+{
+    std::vector<std::string> names;
+
+    for (auto remaining = machineTargets(); remaining != 0; remaining &= remaining - 1)
+        names.emplace_back (hwy::TargetName (bestOf (remaining)));
+
+    apply();
+    return names;
+}
+
+bool useSimdTarget (const std::string& name)
+{
+    std::int64_t wanted = 0;
+
+    if (! name.empty())
+    {
+        for (auto remaining = machineTargets(); remaining != 0; remaining &= remaining - 1)
+            if (name == hwy::TargetName (bestOf (remaining)))
+                wanted = bestOf (remaining);
+
+        if (wanted == 0)
+        {
+            apply();
+            return false;
+        }
+    }
+
+    restriction = wanted;
+    apply();
+    return true;
+}
+
+} // namespace tessivar

@@ -1,0 +1,351 @@
+#include "engine/numerics/simd/SpectralKernels.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/numerics/simd/SpectralKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "engine/numerics/simd/ExactArithmetic.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessivar::kernels::HWY_NAMESPACE
+{
+
+constexpr FloatTag tag;
+using DoubleTag = hn::Repartition<double, FloatTag>;
+
+/** Complex values in reverse order. */
+HWY_INLINE Floats reverseComplex (Floats x)
+{
+    return hn::BitCast (tag, hn::Reverse (DoubleTag(), hn::BitCast (DoubleTag(), x)));
+}
+
+/** Minus zero in the imaginary lanes: exclusive-or conjugates. */
+HWY_INLINE Floats imaginarySigns()
+{
+    const hn::Repartition<std::uint64_t, FloatTag> du;
+    return hn::BitCast (tag, hn::Set (du, std::uint64_t{ 1 } << 63));
+}
+
+HWY_INLINE Floats multiplyComplex (Floats a, Floats b)
+{
+    // (ar br - ai bi, ar bi + ai br); the sign goes on the swapped b, whose even lanes hold bi.
+    const hn::Repartition<std::uint64_t, FloatTag> du;
+    const auto realSigns = hn::BitCast (tag, hn::Set (du, std::uint64_t{ 1 } << 31));
+    const auto swapped = hn::Xor (hn::Reverse2 (tag, b), realSigns);
+    return hn::Add (hn::Mul (hn::DupEven (a), b), hn::Mul (hn::DupOdd (a), swapped));
+}
+
+/** Sums 16 logical lanes: lanes 8, 4, 2 and 1 apart. */
+HWY_INLINE float sumLanes (const float* lanesOfSum)
+{
+    float x[16];
+    std::copy_n (lanesOfSum, 16, x);
+
+    for (int width = 8; width > 0; width /= 2)
+        for (int i = 0; i < width; ++i)
+            x[i] += x[i + width];
+
+    return x[0];
+}
+
+void Multiply (float* dest, const float* a, const float* b, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+        hn::StoreU (hn::Mul (hn::LoadU (tag, a + i), hn::LoadU (tag, b + i)), tag, dest + i);
+}
+
+void AddWindowed (float* dest, const float* a, const float* window, float gain, std::size_t n)
+{
+    const auto g = broadcast (gain);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto x = hn::Mul (g, hn::Mul (hn::LoadU (tag, a + i), hn::LoadU (tag, window + i)));
+        hn::StoreU (hn::Add (hn::LoadU (tag, dest + i), x), tag, dest + i);
+    }
+}
+
+double DotProduct (const float* a, const float* b, std::size_t n)
+{
+    double total = 0.0;
+
+    for (std::size_t start = 0; start < n; start += 1024)
+    {
+        const auto end = std::min (n, start + 1024);
+        Floats sums[vectorsPerPanel];
+        HWY_ALIGN float x[16];
+        auto i = start;
+
+#pragma GCC unroll 4
+        for (auto& s : sums)
+            s = hn::Zero (tag);
+
+        for (; i + 16 <= end; i += 16)
+#pragma GCC unroll 4
+            for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+                sums[s] = hn::Add (sums[s],
+                                   hn::Mul (hn::LoadU (tag, a + i + s * vectorLanes),
+                                            hn::LoadU (tag, b + i + s * vectorLanes)));
+
+#pragma GCC unroll 4
+        for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+            hn::Store (sums[s], tag, x + s * vectorLanes);
+
+        for (std::size_t lane = 0; i < end; ++i, ++lane)
+            x[lane] += a[i] * b[i];
+
+        total += static_cast<double> (sumLanes (x));
+    }
+
+    return total;
+}
+
+float PeakLevel (const float* a, std::size_t n)
+{
+    auto peaks = hn::Zero (tag);
+    std::size_t i = 0;
+
+    for (; i + vectorLanes <= n; i += vectorLanes)
+        peaks = hn::Max (peaks, hn::Abs (hn::LoadU (tag, a + i)));
+
+    auto peak = hn::GetLane (hn::MaxOfLanes (tag, peaks));
+
+    for (; i < n; ++i)
+        peak = std::max (peak, std::max (a[i], -a[i]));
+
+    return peak;
+}
+
+void Magnitudes (float* dest, const float* spectrum, std::size_t numBins)
+{
+    std::size_t bin = 0;
+
+    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
+    {
+        Floats re, im;
+        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
+        hn::StoreU (hn::Sqrt (hn::Add (hn::Mul (re, re), hn::Mul (im, im))), tag, dest + bin);
+    }
+
+    for (; bin < numBins; ++bin)
+    {
+        const auto re = spectrum[2 * bin], im = spectrum[2 * bin + 1];
+        dest[bin] = std::sqrt (re * re + im * im);
+    }
+}
+
+void SumBands (float* dest,
+               const float* values,
+               const float* weights,
+               const std::size_t* firstBin,
+               const std::size_t* numPanels,
+               std::size_t numBands)
+{
+    HWY_ALIGN float sums[4 * 16];
+    HWY_ALIGN float fourBands[4];
+
+    for (std::size_t band = 0; band < numBands; band += 4)
+    {
+        for (std::size_t b = 0; b < 4; ++b)
+        {
+            const auto* v = values + firstBin[band + b];
+            Floats s[vectorsPerPanel];
+
+#pragma GCC unroll 4
+            for (auto& x : s)
+                x = hn::Zero (tag);
+
+            for (std::size_t p = 0; p < numPanels[band + b]; ++p)
+            {
+#pragma GCC unroll 4
+                for (std::size_t i = 0; i < vectorsPerPanel; ++i)
+                    s[i] = hn::Add (s[i],
+                                    hn::Mul (hn::Load (tag, weights + i * vectorLanes),
+                                             hn::LoadU (tag, v + i * vectorLanes)));
+
+                weights += 16;
+                v += 16;
+            }
+
+#pragma GCC unroll 4
+            for (std::size_t i = 0; i < vectorsPerPanel; ++i)
+                hn::Store (s[i], tag, sums + b * 16 + i * vectorLanes);
+        }
+
+        sumFourPanels (sums, fourBands);
+        std::copy_n (fourBands, 4, dest + band);
+    }
+}
+
+void DivideByModel (float* quotient,
+                    const float* spectrum,
+                    const float* bases,
+                    std::size_t basesStride,
+                    const float* activations,
+                    std::size_t numBins)
+{
+    const auto one = broadcast (1.0f), lowest = broadcast (1.0e-24f);
+    Floats h[10];
+
+#pragma GCC unroll 10
+    for (std::size_t k = 0; k < 10; ++k)
+        h[k] = broadcast (activations[k]);
+
+    for (std::size_t bin = 0; bin < numBins; bin += vectorLanes)
+    {
+        auto model = hn::Mul (h[0], hn::Load (tag, bases + bin));
+#pragma GCC unroll 10
+        for (std::size_t k = 1; k < 10; ++k)
+            model = hn::Add (model, hn::Mul (h[k], hn::Load (tag, bases + k * basesStride + bin)));
+
+        const auto inverse = hn::Div (one, hn::Max (model, lowest));
+        Floats re, im;
+        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
+        hn::StoreInterleaved2 (hn::Mul (re, inverse), hn::Mul (im, inverse), tag, quotient + 2 * bin);
+    }
+}
+
+void SplitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half)
+{
+    // z repeats after half values: with the first one behind the last, every k finds its mirror image half - k.
+    z[2 * half] = z[0];
+    z[2 * half + 1] = z[1];
+    const auto signs = imaginarySigns();
+    const auto oneHalf = broadcast (0.5f);
+
+    for (std::size_t i = 0; i < 2 * half; i += vectorLanes)
+    {
+        const auto a = hn::Load (tag, z + i);
+        const auto b = hn::Xor (signs, reverseComplex (hn::LoadU (tag, z + 2 * half - i - vectorLanes + 2)));
+        const auto even = hn::Mul (oneHalf, hn::Add (a, b));
+        const auto difference = hn::Sub (a, b);
+        // -i times the difference: (im, -re).
+        const auto odd = hn::Xor (signs, hn::Reverse2 (tag, difference));
+        hn::Store (hn::Add (even, multiplyComplex (hn::Load (tag, twiddles + i), odd)), tag, spectrum + i);
+    }
+
+    spectrum[2 * half] = z[0] - z[1];
+    spectrum[2 * half + 1] = 0.0f;
+}
+
+void PrepareInverse (float* prepared,
+                     float* mirrored,
+                     const float* spectrum,
+                     const float* plus,
+                     const float* minus,
+                     std::size_t half)
+{
+    const auto signs = imaginarySigns();
+
+    for (std::size_t i = 0; i < 2 * half; i += vectorLanes)
+    {
+        const auto a = hn::Load (tag, spectrum + i);
+        const auto b =
+            hn::Xor (signs, reverseComplex (hn::LoadU (tag, spectrum + 2 * half - i - vectorLanes + 2)));
+        hn::Store (multiplyComplex (hn::Load (tag, plus + i), a), tag, prepared + i);
+        hn::Store (multiplyComplex (hn::Load (tag, minus + i), b), tag, mirrored + i);
+    }
+}
+
+void WeightedSum (
+    float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+        hn::Store (hn::Add (hn::Mul (hn::Load (tag, a + i), hn::Load (tag, wa + i)),
+                            hn::Mul (hn::Load (tag, b + i), hn::Load (tag, wb + i))),
+                   tag,
+                   dest + i);
+}
+
+} // namespace tessivar::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessivar::kernels
+{
+HWY_EXPORT (Multiply);
+HWY_EXPORT (AddWindowed);
+HWY_EXPORT (DotProduct);
+HWY_EXPORT (PeakLevel);
+HWY_EXPORT (Magnitudes);
+HWY_EXPORT (SumBands);
+HWY_EXPORT (DivideByModel);
+HWY_EXPORT (SplitSpectrum);
+HWY_EXPORT (PrepareInverse);
+HWY_EXPORT (WeightedSum);
+
+void multiply (float* dest, const float* a, const float* b, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (Multiply) (dest, a, b, n);
+}
+
+void addWindowed (float* dest, const float* a, const float* window, float gain, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (AddWindowed) (dest, a, window, gain, n);
+}
+
+double sumOfSquares (const float* a, std::size_t n)
+{
+    return HWY_DYNAMIC_DISPATCH (DotProduct) (a, a, n);
+}
+
+double dotProduct (const float* a, const float* b, std::size_t n)
+{
+    return HWY_DYNAMIC_DISPATCH (DotProduct) (a, b, n);
+}
+
+float peakLevel (const float* a, std::size_t n)
+{
+    return HWY_DYNAMIC_DISPATCH (PeakLevel) (a, n);
+}
+
+void magnitudes (float* dest, const float* spectrum, std::size_t numBins)
+{
+    HWY_DYNAMIC_DISPATCH (Magnitudes) (dest, spectrum, numBins);
+}
+
+void sumBands (float* dest,
+               const float* values,
+               const float* weights,
+               const std::size_t* firstBin,
+               const std::size_t* numPanels,
+               std::size_t numBands)
+{
+    HWY_DYNAMIC_DISPATCH (SumBands) (dest, values, weights, firstBin, numPanels, numBands);
+}
+
+void divideByModel (float* quotient,
+                    const float* spectrum,
+                    const float* bases,
+                    std::size_t basesStride,
+                    const float* activations,
+                    std::size_t numBins)
+{
+    HWY_DYNAMIC_DISPATCH (DivideByModel) (quotient, spectrum, bases, basesStride, activations, numBins);
+}
+
+void splitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half)
+{
+    HWY_DYNAMIC_DISPATCH (SplitSpectrum) (spectrum, z, twiddles, half);
+}
+
+void prepareInverse (float* prepared,
+                     float* mirrored,
+                     const float* spectrum,
+                     const float* plus,
+                     const float* minus,
+                     std::size_t half)
+{
+    HWY_DYNAMIC_DISPATCH (PrepareInverse) (prepared, mirrored, spectrum, plus, minus, half);
+}
+
+void weightedSum (
+    float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (WeightedSum) (dest, a, wa, b, wb, n);
+}
+} // namespace tessivar::kernels
+#endif

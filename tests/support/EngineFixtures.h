@@ -1,0 +1,186 @@
+#pragma once
+
+#include "engine/AnalysisData.h"
+#include "engine/AnalysisPipeline.h"
+#include "engine/DataFileGenerator.h"
+#include "engine/numerics/simd/SimdTarget.h"
+
+#include <catch2/catch.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tessivar::test
+{
+
+/** A folder that disappears with the object. */
+class TemporaryFolder
+{
+public:
+    TemporaryFolder()
+    {
+        auto pattern = (std::filesystem::temp_directory_path() / "tessivar-test-XXXXXX").string();
+
+        if (::mkdtemp (pattern.data()) != nullptr)
+            path = pattern;
+    }
+
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all (path, ignored);
+    }
+
+    TemporaryFolder (const TemporaryFolder&) = delete;
+    TemporaryFolder& operator= (const TemporaryFolder&) = delete;
+
+    [[nodiscard]] std::string name() const { return path.string(); }
+
+private:
+    std::filesystem::path path;
+};
+
+/** The data files of all rates, written once for the test program. */
+inline const std::string& resourceFolder()
+{
+    static const TemporaryFolder folder;
+    static const auto path = []
+    {
+        REQUIRE (writeAllDataFiles (folder.name()).empty());
+        return folder.name();
+    }();
+    return path;
+}
+
+inline AnalysisData analysisData (int sampleRate)
+{
+    AnalysisData data;
+    const auto rate = RateParameters::forRate (sampleRate);
+    REQUIRE (rate);
+    REQUIRE (loadAnalysisData (resourceFolder(), *rate, data, {}, [] (std::string_view) {}));
+    return data;
+}
+
+/** Samples in memory. */
+class MemorySource : public SampleSource
+{
+public:
+    explicit MemorySource (std::vector<float> s) : samples (std::move (s)) {}
+
+    std::int64_t lengthInSamples() const override { return static_cast<std::int64_t> (samples.size()); }
+
+    bool read (std::int64_t start, std::span<float> dest) override
+    {
+        for (auto& x : dest)
+        {
+            x = start >= 0 && start < lengthInSamples() ? samples[static_cast<std::size_t> (start)] : 0.0f;
+            ++start;
+        }
+
+        return ! failsToRead;
+    }
+
+    std::vector<float> samples;
+    bool failsToRead = false;
+};
+
+class MemoryPlanes : public ScratchPlanes
+{
+public:
+    MemoryPlanes (int numPlanes, std::int64_t length)
+        : planes (static_cast<std::size_t> (numPlanes),
+                  std::vector<float> (static_cast<std::size_t> (length)))
+    {
+    }
+
+    bool write (int plane, std::int64_t start, std::span<const float> samples) override
+    {
+        std::copy (samples.begin(), samples.end(), at (plane, start));
+        return true;
+    }
+
+    bool read (int plane, std::int64_t start, std::span<float> dest) override
+    {
+        std::copy_n (at (plane, start), dest.size(), dest.begin());
+        return true;
+    }
+
+    std::vector<std::vector<float>> planes;
+
+private:
+    std::vector<float>::iterator at (int plane, std::int64_t start)
+    {
+        return planes.at (static_cast<std::size_t> (plane)).begin() + static_cast<std::ptrdiff_t> (start);
+    }
+};
+
+class MemorySink : public RenderedTrackSink
+{
+public:
+    explicit MemorySink (std::int64_t length)
+        : frames (static_cast<std::size_t> (length) * method::numRenderChannels)
+    {
+    }
+
+    bool writeFrames (std::int64_t start, std::span<const float> samples) override
+    {
+        std::copy (samples.begin(),
+                   samples.end(),
+                   frames.begin() + static_cast<std::ptrdiff_t> (start) * method::numRenderChannels);
+        return true;
+    }
+
+    std::vector<float> frames;
+};
+
+/** Keeps everything in memory. */
+class MemoryStorage : public AnalysisStorage
+{
+public:
+    explicit MemoryStorage (std::vector<std::int64_t> trackLengths) : lengths (std::move (trackLengths)) {}
+
+    ScratchPlanes* scratch (int numPlanes, std::int64_t length) override
+    {
+        planes = std::make_unique<MemoryPlanes> (numPlanes, length);
+        return planes.get();
+    }
+
+    RenderedTrackSink* rendered (int track) override
+    {
+        return &sinks.try_emplace (track, lengths.at (static_cast<std::size_t> (track))).first->second;
+    }
+
+    bool component (int track, int slot, std::span<const float> samples) override
+    {
+        auto& signal = components[{ track, slot }];
+        signal.insert (signal.end(), samples.begin(), samples.end());
+        return true;
+    }
+
+    std::vector<std::int64_t> lengths;
+    std::unique_ptr<MemoryPlanes> planes;
+    std::map<int, MemorySink> sinks;
+    std::map<std::pair<int, int>, std::vector<float>> components;
+};
+
+/** Runs a piece of a test on every SIMD target of this machine. */
+template <typename Function>
+void onEveryTarget (Function&& function)
+{
+    for (const auto& target : availableSimdTargets())
+    {
+        INFO ("on " << target);
+        REQUIRE (useSimdTarget (target));
+        function();
+    }
+
+    useSimdTarget ({});
+}
+
+} // namespace tessivar::test
