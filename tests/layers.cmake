@@ -1,0 +1,101 @@
+# Reads the includes of every room and fails when one reaches where it must not: see docs/architecture.md for the
+# reasons. Run by ctest with -DSOURCE_DIR=<root of the sources>.
+cmake_minimum_required(VERSION 3.25)
+
+if(NOT IS_DIRECTORY "${SOURCE_DIR}/engine")
+    message(FATAL_ERROR "layers: SOURCE_DIR is not the root of the sources: '${SOURCE_DIR}'")
+endif()
+
+set(rooms engine model jobs playback ui cli app tests/engine)
+
+# Rooms whose headers a room may include.
+set(engine_sees engine)
+set(model_sees model)
+set(jobs_sees jobs engine model)
+set(playback_sees playback engine model)
+set(ui_sees ui)
+set(cli_sees cli jobs model)
+set(app_sees app ui jobs playback model)
+set(tests/engine_sees engine tests)
+
+# JUCE modules, by the name after "juce_", that a room may include.
+set(withoutWindow core events data_structures audio_basics audio_formats)
+set(windows gui_basics gui_extra graphics)
+set(engine_juce)
+set(tests/engine_juce)
+set(model_juce ${withoutWindow})
+set(jobs_juce ${withoutWindow})
+set(cli_juce ${withoutWindow})
+set(playback_juce ${withoutWindow} audio_devices audio_utils)
+set(ui_juce core events data_structures ${windows})
+set(app_juce ${withoutWindow} ${windows} audio_devices audio_utils)
+
+# Other libraries: the pattern of their headers and the only folders that may name them.
+set(libraries fftw highway sndfile cli11 json)
+set(fftw_header "^fftw3")
+set(fftw_at "^engine/numerics/")
+set(highway_header "^hwy/")
+set(highway_at "^engine/numerics/")
+set(sndfile_header "^sndfile")
+set(sndfile_at "^model/")
+set(cli11_header "^CLI/")
+set(cli11_at "^cli/")
+set(json_header "^nlohmann/")
+set(json_at "^(cli|jobs|app)/")
+
+set(breaches "")
+set(numFiles 0)
+
+macro(breach text)
+    list(APPEND breaches "  ${file}: ${include}\n      ${text}")
+endmacro()
+
+foreach(room IN LISTS rooms)
+    file(GLOB_RECURSE files RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/${room}/*.h" "${SOURCE_DIR}/${room}/*.cpp")
+
+    foreach(file IN LISTS files)
+        math(EXPR numFiles "${numFiles} + 1")
+        file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*[\"<]")
+
+        foreach(line IN LISTS lines)
+            string(REGEX REPLACE "^[ \t]*#[ \t]*include[ \t]*([\"<][^\">]*[\">]).*$" "\\1" include "${line}")
+            string(REGEX REPLACE "[\"<>]" "" path "${include}")
+
+            if(include MATCHES "^\"")
+                string(REGEX REPLACE "/.*$" "" target "${path}")
+                if(NOT path MATCHES "/" OR NOT IS_DIRECTORY "${SOURCE_DIR}/${target}")
+                    breach("own headers are included by their path from the root")
+                elseif(NOT target IN_LIST ${room}_sees)
+                    list(JOIN ${room}_sees ", " allowed)
+                    breach("${room}/ may include only: ${allowed}")
+                endif()
+            elseif(path MATCHES "^juce_([a-z_]+)/")
+                if(NOT CMAKE_MATCH_1 IN_LIST ${room}_juce)
+                    list(JOIN ${room}_juce ", " allowed)
+                    breach("modules of JUCE that ${room}/ may include: ${allowed}")
+                endif()
+            elseif(path STREQUAL "JuceHeader.h")
+                breach("modules are included one by one")
+            elseif(path MATCHES "/" AND EXISTS "${SOURCE_DIR}/${path}")
+                breach("own headers stand in double quotes")
+            else()
+                foreach(library IN LISTS libraries)
+                    if(path MATCHES "${${library}_header}" AND NOT file MATCHES "${${library}_at}")
+                        breach("only for files of ${${library}_at}")
+                    endif()
+                endforeach()
+            endif()
+        endforeach()
+    endforeach()
+endforeach()
+
+if(numFiles EQUAL 0)
+    message(FATAL_ERROR "layers: no source file found below '${SOURCE_DIR}'")
+endif()
+
+if(breaches)
+    string(REPLACE ";" "\n" breaches "${breaches}")
+    message(FATAL_ERROR "layers: includes across the wrong border:\n${breaches}")
+endif()
+
+message(STATUS "layers: ${numFiles} files keep to their rooms")
