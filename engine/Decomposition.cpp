@@ -135,6 +135,8 @@ private:
         return ((row / kernels::lanes) * numComponents + k) * kernels::lanes + row % kernels::lanes;
     }
 
+    [[nodiscard]] std::size_t rangeOf (std::size_t tile) const { return tile * numRanges / numTiles; }
+
     void pack (MatrixView<float> w, MatrixView<float> h)
     {
         for (std::size_t k = 0; k < numComponents; ++k)
@@ -166,7 +168,6 @@ private:
         std::atomic<bool> stopped{ false };
         activationOrder.restart();
         sumOrder.restart();
-        rangeSums.clear();
 
         pool.onEachWorker (
             [&] (int worker)
@@ -216,16 +217,18 @@ private:
             activations.data(), numerators, denominators, first, end, numFrames, settings.continuityWeight);
         activationOrder.done();
 
-        mine.tileSums.clear();
         kernels::sumsForBases (columns, mine.tileSums.data(), mine.tileSums.data() + packedSize);
 
         if (! sumOrder.waitFor (tile))
             return false;
 
-        auto* sums = rangeSums.data() + (tile * numRanges / numTiles) * 2 * packedSize;
+        const auto range = rangeOf (tile);
+        auto* sums = rangeSums.data() + range * 2 * packedSize;
 
-        for (std::size_t i = 0; i < 2 * packedSize; ++i)
-            sums[i] += mine.tileSums[i];
+        if (tile == 0 || rangeOf (tile - 1) != range)
+            std::copy_n (mine.tileSums.data(), 2 * packedSize, sums);
+        else
+            kernels::add (sums, mine.tileSums.data(), 2 * packedSize);
 
         sumOrder.done();
         return true;
@@ -235,9 +238,10 @@ private:
     {
         auto* sums = rangeSums.data();
 
-        for (std::size_t range = 1; range < numRanges; ++range)
-            for (std::size_t i = 0; i < 2 * packedSize; ++i)
-                sums[i] += sums[range * 2 * packedSize + i];
+        // Fewer tiles than ranges leave some ranges out.
+        for (std::size_t tile = 1; tile < numTiles; ++tile)
+            if (rangeOf (tile) != rangeOf (tile - 1))
+                kernels::add (sums, sums + rangeOf (tile) * 2 * packedSize, 2 * packedSize);
 
         for (std::size_t i = 0; i < packedSize; ++i)
             bases[i] *= sums[i] / std::max (sums[packedSize + i], method::floorValue);

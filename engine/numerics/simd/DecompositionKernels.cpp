@@ -24,12 +24,13 @@ constexpr std::size_t panelFloats = numComponents * lanes;
 constexpr float floorValue = 1.0e-24f;
 constexpr float inverseFloor = 1.0f / floorValue;
 
+// Register blocks: as many independent sums as the registers hold, so that the latency of a multiply-add is covered. The model
+// takes modelPanels panels by columnsAtOnce columns; the sums over rows sumComponents components by sumColumns columns; the
+// sums over columns basesGroup components.
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-constexpr std::size_t modelPanels = 5; // register block of the model: panels by four columns
-constexpr std::size_t sumGroup = 10;   // components whose two sums stay in registers
+constexpr std::size_t modelPanels = 5, columnsAtOnce = 4, sumColumns = 1, sumComponents = 10, basesGroup = 10;
 #else
-constexpr std::size_t modelPanels = 1;
-constexpr std::size_t sumGroup = 5;
+constexpr std::size_t modelPanels = 1, columnsAtOnce = 4, sumColumns = 1, sumComponents = 5, basesGroup = 5;
 #endif
 
 /** Quotients and reciprocals of numPanels panels by numC columns. dest: 16 quotients and 16 reciprocals for each column
@@ -121,27 +122,33 @@ HWY_INLINE void quotients (const float* bases,
                                 destColumns);
 }
 
-/** Adds the products of one column with numPanels panels to 20 logical vectors: ten numerators, ten denominators. */
-HWY_INLINE void accumulateColumn (const float* HWY_RESTRICT bases,
-                                  const float* HWY_RESTRICT quotient,
-                                  std::size_t quotientColumns,
-                                  std::size_t numPanels,
-                                  float* HWY_RESTRICT sums,
-                                  bool first)
+/** Adds the products of numC columns with numPanels panels to 20 logical vectors a column: ten numerators, ten denominators. */
+template <std::size_t numC>
+HWY_INLINE void accumulateColumns (const float* HWY_RESTRICT bases,
+                                   const float* HWY_RESTRICT quotient,
+                                   std::size_t quotientColumns,
+                                   std::size_t numPanels,
+                                   float* HWY_RESTRICT sums,
+                                   bool first)
 {
     const FloatTag d;
+    constexpr auto columnStride = 2 * panelFloats;
 
     for (std::size_t s = 0; s < lanes; s += vectorLanes)
     {
-#pragma GCC unroll 2
-        for (std::size_t k0 = 0; k0 < numComponents; k0 += sumGroup)
+        for (std::size_t k0 = 0; k0 < numComponents; k0 += sumComponents)
         {
-            Floats n[sumGroup], e[sumGroup];
+            Floats n[sumComponents][numC], e[sumComponents][numC];
 #pragma GCC unroll 16
-            for (std::size_t k = 0; k < sumGroup; ++k)
+            for (std::size_t k = 0; k < sumComponents; ++k)
             {
-                n[k] = first ? hn::Zero (d) : hn::Load (d, sums + (k0 + k) * lanes + s);
-                e[k] = first ? hn::Zero (d) : hn::Load (d, sums + (numComponents + k0 + k) * lanes + s);
+#pragma GCC unroll 16
+                for (std::size_t c = 0; c < numC; ++c)
+                {
+                    const auto* sum = sums + c * columnStride + (k0 + k) * lanes + s;
+                    n[k][c] = first ? hn::Zero (d) : hn::Load (d, sum);
+                    e[k][c] = first ? hn::Zero (d) : hn::Load (d, sum + panelFloats);
+                }
             }
 
             const auto* q = quotient + s;
@@ -149,13 +156,22 @@ HWY_INLINE void accumulateColumn (const float* HWY_RESTRICT bases,
 
             for (std::size_t p = 0; p < numPanels; ++p)
             {
-                const auto vq = hn::Load (d, q), vu = hn::Load (d, q + lanes);
+                Floats x[sumComponents];
 #pragma GCC unroll 16
-                for (std::size_t k = 0; k < sumGroup; ++k)
+                for (std::size_t k = 0; k < sumComponents; ++k)
+                    x[k] = hn::Load (d, w + k * lanes);
+#pragma GCC unroll 16
+                for (std::size_t c = 0; c < numC; ++c)
                 {
-                    const auto x = hn::Load (d, w + k * lanes);
-                    n[k] = fusedMultiplyAdd (x, vq, n[k]);
-                    e[k] = fusedMultiplyAdd (x, vu, e[k]);
+                    const auto vq = hn::Load (d, q + c * 2 * lanes);
+#pragma GCC unroll 16
+                    for (std::size_t k = 0; k < sumComponents; ++k)
+                        n[k][c] = fusedMultiplyAdd (x[k], vq, n[k][c]);
+
+                    const auto vu = hn::Load (d, q + c * 2 * lanes + lanes);
+#pragma GCC unroll 16
+                    for (std::size_t k = 0; k < sumComponents; ++k)
+                        e[k][c] = fusedMultiplyAdd (x[k], vu, e[k][c]);
                 }
 
                 q += quotientColumns * 2 * lanes;
@@ -163,10 +179,15 @@ HWY_INLINE void accumulateColumn (const float* HWY_RESTRICT bases,
             }
 
 #pragma GCC unroll 16
-            for (std::size_t k = 0; k < sumGroup; ++k)
+            for (std::size_t k = 0; k < sumComponents; ++k)
             {
-                hn::Store (n[k], d, sums + (k0 + k) * lanes + s);
-                hn::Store (e[k], d, sums + (numComponents + k0 + k) * lanes + s);
+#pragma GCC unroll 16
+                for (std::size_t c = 0; c < numC; ++c)
+                {
+                    auto* sum = sums + c * columnStride + (k0 + k) * lanes + s;
+                    hn::Store (n[k][c], d, sum);
+                    hn::Store (e[k][c], d, sum + panelFloats);
+                }
             }
         }
     }
@@ -195,7 +216,7 @@ void SumsForActivations (const DecompositionTile& tile, float* numerators, float
     // Twenty panels of bases (12.5 KB) and their quotients for four columns (10 KB) fit the first-level cache.
     constexpr std::size_t panelBlock = 20;
     const auto powerStride = tile.numPanels * lanes;
-    HWY_ALIGN float sums[4][2 * panelFloats];
+    HWY_ALIGN float sums[columnsAtOnce][2 * panelFloats];
     std::size_t column = 0;
 
     const auto run = [&] (auto count)
@@ -214,8 +235,11 @@ void SumsForActivations (const DecompositionTile& tile, float* numerators, float
                 quotients<numC> (
                     bases, power + p * lanes, powerStride, activations, tile.scratch, numC, numPanels);
 
-                for (std::size_t c = 0; c < numC; ++c)
-                    accumulateColumn (bases, tile.scratch + c * 2 * lanes, numC, numPanels, sums[c], p == 0);
+                constexpr auto group = numC % sumColumns == 0 ? sumColumns : 1;
+
+                for (std::size_t c = 0; c < numC; c += group)
+                    accumulateColumns<group> (
+                        bases, tile.scratch + c * 2 * lanes, numC, numPanels, sums[c], p == 0);
             }
 
             for (std::size_t c = 0; c < numC; ++c)
@@ -225,7 +249,7 @@ void SumsForActivations (const DecompositionTile& tile, float* numerators, float
         }
     };
 
-    run (std::integral_constant<std::size_t, 4>());
+    run (std::integral_constant<std::size_t, columnsAtOnce>());
     run (std::integral_constant<std::size_t, 1>());
 }
 
@@ -248,14 +272,14 @@ void SumsForBases (const DecompositionTile& tile, float* numerators, float* deno
             const auto* activations = tile.activations + t0 * activationStride;
             std::size_t t = 0;
 
-            for (; t + 4 <= numColumns; t += 4)
-                quotients<4> (bases,
-                              power + t * powerStride,
-                              powerStride,
-                              activations + t * activationStride,
-                              tile.scratch + t * 2 * lanes,
-                              columnBlock,
-                              numPanels);
+            for (; t + columnsAtOnce <= numColumns; t += columnsAtOnce)
+                quotients<columnsAtOnce> (bases,
+                                          power + t * powerStride,
+                                          powerStride,
+                                          activations + t * activationStride,
+                                          tile.scratch + t * 2 * lanes,
+                                          columnBlock,
+                                          numPanels);
 
             for (; t < numColumns; ++t)
                 quotients<1> (bases,
@@ -269,16 +293,16 @@ void SumsForBases (const DecompositionTile& tile, float* numerators, float* deno
             for (std::size_t p = 0; p < numPanels; ++p)
                 for (std::size_t s = 0; s < lanes; s += vectorLanes)
 #pragma GCC unroll 2
-                    for (std::size_t k0 = 0; k0 < numComponents; k0 += sumGroup)
+                    for (std::size_t k0 = 0; k0 < numComponents; k0 += basesGroup)
                     {
                         auto* nw = numerators + (p0 + p) * panelFloats + k0 * lanes + s;
                         auto* dw = denominators + (p0 + p) * panelFloats + k0 * lanes + s;
-                        Floats n[sumGroup], e[sumGroup];
+                        Floats n[basesGroup], e[basesGroup];
 #pragma GCC unroll 16
-                        for (std::size_t k = 0; k < sumGroup; ++k)
+                        for (std::size_t k = 0; k < basesGroup; ++k)
                         {
-                            n[k] = hn::Load (d, nw + k * lanes);
-                            e[k] = hn::Load (d, dw + k * lanes);
+                            n[k] = t0 == 0 ? hn::Zero (d) : hn::Load (d, nw + k * lanes);
+                            e[k] = t0 == 0 ? hn::Zero (d) : hn::Load (d, dw + k * lanes);
                         }
 
                         const auto* q = tile.scratch + p * columnBlock * 2 * lanes + s;
@@ -288,7 +312,7 @@ void SumsForBases (const DecompositionTile& tile, float* numerators, float* deno
                         {
                             const auto vq = hn::Load (d, q), vu = hn::Load (d, q + lanes);
 #pragma GCC unroll 16
-                            for (std::size_t k = 0; k < sumGroup; ++k)
+                            for (std::size_t k = 0; k < basesGroup; ++k)
                             {
                                 const auto hk = broadcast (h[k]);
                                 n[k] = fusedMultiplyAdd (vq, hk, n[k]);
@@ -300,7 +324,7 @@ void SumsForBases (const DecompositionTile& tile, float* numerators, float* deno
                         }
 
 #pragma GCC unroll 16
-                        for (std::size_t k = 0; k < sumGroup; ++k)
+                        for (std::size_t k = 0; k < basesGroup; ++k)
                         {
                             hn::Store (n[k], d, nw + k * lanes);
                             hn::Store (e[k], d, dw + k * lanes);
@@ -362,6 +386,14 @@ void UpdateActivations (float* activations,
     }
 }
 
+void Add (float* dest, const float* a, std::size_t n)
+{
+    const FloatTag d;
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+        hn::Store (hn::Add (hn::Load (d, dest + i), hn::Load (d, a + i)), d, dest + i);
+}
+
 void ScaleActivations (float* activations, std::size_t numColumns, const float* scale)
 {
     const FloatTag d;
@@ -388,6 +420,7 @@ namespace tessivar::kernels
 HWY_EXPORT (SumsForActivations);
 HWY_EXPORT (SumsForBases);
 HWY_EXPORT (UpdateActivations);
+HWY_EXPORT (Add);
 HWY_EXPORT (ScaleActivations);
 
 void sumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators)
@@ -410,6 +443,11 @@ void updateActivations (float* activations,
 {
     HWY_DYNAMIC_DISPATCH (UpdateActivations)
     (activations, numerators, denominators, first, end, numColumns, continuityWeight);
+}
+
+void add (float* dest, const float* a, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (Add) (dest, a, n);
 }
 
 void scaleActivations (float* activations, std::size_t numColumns, const float* scale)

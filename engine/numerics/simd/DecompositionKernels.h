@@ -33,8 +33,8 @@ inline constexpr std::size_t tileScratchFloats = 32 * 160;
     model = W h. 120 flops an element of V are needed by this and sumsForBases together. */
 void sumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators);
 
-/** Adds to the packed sums numerators += (V / max (model^2, floor)) h^T and denominators += (1 / max (model, floor)) h^T, column by
-    column in ascending order. */
+/** Packed sums over the tile's columns, in ascending order: numerators = (V / max (model^2, floor)) h^T and
+    denominators = (1 / max (model, floor)) h^T. */
 void sumsForBases (const DecompositionTile& tile, float* numerators, float* denominators);
 
 /** The in-order update of columns first .. end - 1 of activations that has numColumns columns in all (at least 2).
@@ -46,6 +46,9 @@ void updateActivations (float* activations,
                         std::size_t end,
                         std::size_t numColumns,
                         float continuityWeight);
+
+/** dest[i] += a[i]; both on 64-byte boundaries, n a multiple of 16. */
+void add (float* dest, const float* a, std::size_t n);
 
 /** activations = max (activations * scale, floor); scale holds 16 floats. */
 void scaleActivations (float* activations, std::size_t numColumns, const float* scale);
