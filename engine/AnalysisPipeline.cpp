@@ -124,7 +124,7 @@ private:
         std::vector<std::unique_ptr<FrameAnalyser>> analysers;
 
         for (int i = 0; i < pool.numWorkers(); ++i)
-            analysers.push_back (std::make_unique<FrameAnalyser> (data));
+            analysers.push_back (std::make_unique<FrameAnalyser> (data.window.span()));
 
         std::vector<double> energies (numFrames);
         const auto numPieces =

@@ -29,7 +29,7 @@ LinearBases::LinearBases (const float* melBases, std::size_t melStride, const An
 }
 
 ComponentRenderer::ComponentRenderer (const LinearBases& b, MatrixView<const float> h, const AnalysisData& d)
-    : bases (b), activations (h), data (d), frameAnalyser (d),
+    : bases (b), activations (h), data (d), frameAnalyser (d.window.span()),
       quotient (frameAnalyser.fft().spectrumFloats()), output (frameAnalyser.fft().length())
 {
     for (std::size_t k = 0; k < method::numComponents; ++k)
@@ -112,7 +112,8 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
         const auto offset = static_cast<std::size_t> (frameStart (t, rate) - start + rate.frameLength);
 
         for (std::size_t k = 0; k < method::numComponents; ++k)
-            overlapAdd (segment.components[k].data() + offset, component (k), data, componentScale (k));
+            overlapAdd (
+                segment.components[k].data() + offset, component (k), data.window.span(), componentScale (k));
     }
 
     return true;

@@ -51,7 +51,7 @@ SelfTestLine checkReconstruction (const std::string& folder, const RateParameter
 {
     AnalysisData data;
     const auto isLoaded = loadAnalysisData (folder, rate, data, {}, [] (std::string_view) {});
-    FrameAnalyser analyser (data);
+    FrameAnalyser analyser (data.window.span());
 
     const auto frameLength = static_cast<std::size_t> (rate.frameLength),
                hop = static_cast<std::size_t> (rate.hop);
@@ -69,8 +69,10 @@ SelfTestLine checkReconstruction (const std::string& folder, const RateParameter
             continue;
 
         analyser.fft().inverse (output.data(), analyser.spectrum());
-        overlapAdd (
-            rebuilt.data() + start, output.data(), data, 2.0f / static_cast<float> (rate.frameLength));
+        overlapAdd (rebuilt.data() + start,
+                    output.data(),
+                    data.window.span(),
+                    2.0f / static_cast<float> (rate.frameLength));
     }
 
     float worst = 0.0f;

@@ -100,9 +100,9 @@ void MelBands::melPower (float* dest, const float* magnitudes) const
         dest[m] *= dest[m];
 }
 
-FrameAnalyser::FrameAnalyser (const AnalysisData& d)
-    : data (d), transform (static_cast<std::size_t> (d.rate.frameLength)), frame (transform.length()),
-      bins (transform.spectrumFloats()), magnitudes (transform.numBins() + 64)
+FrameAnalyser::FrameAnalyser (std::span<const float> w)
+    : window (w), transform (w.size()), frame (transform.length()), bins (transform.spectrumFloats()),
+      magnitudes (transform.numBins() + 64)
 {
 }
 
@@ -117,7 +117,7 @@ bool FrameAnalyser::analyse (const float* samples)
         return false;
     }
 
-    kernels::multiply (frame.data(), samples, data.window.data(), transform.length());
+    kernels::multiply (frame.data(), samples, window.data(), transform.length());
     transform.forward (bins.data(), frame.data());
     return true;
 }
@@ -165,9 +165,9 @@ bool analyseFrames (const PaddedSignal& signal,
     return true;
 }
 
-void overlapAdd (float* dest, const float* frame, const AnalysisData& data, float gain)
+void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain)
 {
-    kernels::addWindowed (dest, frame, data.window.data(), gain, data.window.size());
+    kernels::addWindowed (dest, frame, window.data(), gain, window.size());
 }
 
 } // namespace tessivar

@@ -64,9 +64,10 @@ private:
 class FrameAnalyser
 {
 public:
-    explicit FrameAnalyser (const AnalysisData& data);
+    /** window: one weight a sample of a frame, a power of two of them; must outlive this. */
+    explicit FrameAnalyser (std::span<const float> window);
 
-    /** Windows n = frameLength samples and transforms them; the unscaled DFT. Returns false for a frame of zeros, which
+    /** Windows the frame's samples and transforms them; the unscaled DFT. Returns false for a frame of zeros, which
         has no spectrum worth computing: windowed() and spectrum() are then zeros too. */
     bool analyse (const float* samples);
 
@@ -81,7 +82,7 @@ public:
     void melPower (float* dest, const MelBands& bands);
 
 private:
-    const AnalysisData& data;
+    std::span<const float> window;
     RealFft transform;
     AlignedBuffer frame, bins, magnitudes;
     bool isSilent = true;
@@ -102,8 +103,7 @@ private:
                                   std::size_t stride,
                                   double* energies);
 
-/** Adds the inverse transforms of frames back into a signal: dest[i] += gain * frame[i] * window[i] for n = frameLength
-    samples. */
-void overlapAdd (float* dest, const float* frame, const AnalysisData& data, float gain);
+/** Adds the inverse transform of a frame back into a signal: dest[i] += gain * frame[i] * window[i]. */
+void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain);
 
 } // namespace tessivar

@@ -52,7 +52,7 @@ FrontEnd runFrontEnd (const PaddedSignal& signal, const AnalysisShape& shape, co
     const auto numFrames = static_cast<std::size_t> (shape.numFrames);
     FrontEnd result{ std::vector<float> (method::numMelBands * numFrames), std::vector<double> (numFrames) };
     const MelBands bands (data.melFilterBank.span(), static_cast<std::size_t> (shape.rate.numBins()));
-    FrameAnalyser analyser (data);
+    FrameAnalyser analyser (data.window.span());
     REQUIRE (analyseFrames (signal,
                             0,
                             shape.numFrames,
@@ -96,7 +96,7 @@ TEST_CASE ("Golden arrays of the front end", "[engine][golden]")
                       const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
                       std::vector<double> frames, spectrum;
                       std::vector<float> rebuilt (source.samples.size() + 3 * frameLength);
-                      FrameAnalyser analyser (data);
+                      FrameAnalyser analyser (data.window.span());
                       AlignedBuffer samples (frameLength), output (frameLength);
 
                       for (std::int64_t t = 0; t < shape.numFrames; ++t)
@@ -110,7 +110,7 @@ TEST_CASE ("Golden arrays of the front end", "[engine][golden]")
                           analyser.fft().inverse (output.data(), analyser.spectrum());
                           overlapAdd (rebuilt.data() + t * shape.rate.hop,
                                       output.data(),
-                                      data,
+                                      data.window.span(),
                                       2.0f / static_cast<float> (frameLength));
                       }
 
