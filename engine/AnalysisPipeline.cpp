@@ -6,6 +6,8 @@
 #include "engine/TrackRendering.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/WorkerPool.h"
+#include "engine/refinement/RefinedLayers.h"
+#include "engine/refinement/SeededStart.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,6 +20,7 @@ namespace tessivar
 namespace
 {
 constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
+constexpr double standardShare = 0.5;        // of a refined analysis' time
 
 /** Passes progress on, but never a value below an earlier one. */
 class RisingProgress
@@ -25,10 +28,13 @@ class RisingProgress
 public:
     explicit RisingProgress (const AnalysisControl& c) : control (c) {}
 
-    void set (double value)
-    {
-        value = std::min (1.0, value);
+    /** From here on values run up to this share of the whole. */
+    void scaleTo (double share) { scale = share; }
 
+    void set (double value) { setWhole (std::min (1.0, value) * scale); }
+
+    void setWhole (double value)
+    {
         if (value <= last)
             return;
 
@@ -38,7 +44,7 @@ public:
 
 private:
     const AnalysisControl& control;
-    double last = -1.0;
+    double last = -1.0, scale = 1.0;
 };
 
 class Analysis
@@ -51,6 +57,9 @@ public:
         : tracks (t), options (o), storage (s), control (c), progress (c), pool (std::max (1, o.numThreads))
     {
         result.tracks.resize (tracks.size());
+
+        if (isRefined())
+            progress.scaleTo (standardShare);
     }
 
     AnalysisResult run()
@@ -58,7 +67,7 @@ public:
         result.status = analyse();
 
         if (result.status == AnalysisStatus::completed)
-            progress.set (1.0);
+            progress.setWhole (1.0);
 
         return std::move (result);
     }
@@ -104,8 +113,11 @@ private:
         if (! factorise())
             return AnalysisStatus::stopped;
 
-        return renderTracks();
+        const auto status = renderTracks();
+        return status == AnalysisStatus::completed && isRefined() ? refine() : status;
     }
+
+    [[nodiscard]] bool isRefined() const { return options.method == AnalysisMethod::refined; }
 
     [[nodiscard]] const TrackShape& trackShape (int index) const
     {
@@ -189,6 +201,18 @@ private:
 
         for (auto& value : activations.span())
             value = random.next();
+
+        if (isRefined())
+        {
+            std::vector<std::uint32_t> types;
+
+            for (const auto index : active)
+                types.push_back (trackShape (index).drumType);
+
+            seedActivations ({ spectrogram.data(), rows, frames },
+                             types,
+                             { activations.data(), method::numComponents, frames });
+        }
 
         const AnalysisControl iterating{ control.shouldStop,
                                          [this] (double done) { progress.set (0.1 + 0.5 * done); } };
@@ -296,6 +320,41 @@ private:
         }
 
         return AnalysisStatus::completed;
+    }
+
+    AnalysisStatus refine()
+    {
+        std::vector<RefinementTrack> participants;
+
+        for (const auto index : active)
+        {
+            const auto& track = tracks[static_cast<std::size_t> (index)];
+            RefinementTrack participant;
+            participant.index = index;
+            participant.drumType = track.shape.drumType;
+            participant.source = track.source;
+            participant.ownLength = track.shape.lengthInSamples;
+
+            if (drumCode::isRendered (track.shape.drumType))
+            {
+                participant.standard = storage.standard (index);
+
+                if (participant.standard == nullptr)
+                    return AnalysisStatus::storageFailed;
+            }
+
+            participants.push_back (participant);
+        }
+
+        return refineTracks (
+            participants,
+            result.shape,
+            pool,
+            { [this] (int planes, std::int64_t floats) { return storage.spectrograms (planes, floats); },
+              [this] (int index) { return storage.refined (index); } },
+            control,
+            [this] (double done) { progress.setWhole (standardShare + (1.0 - standardShare) * done); },
+            result.tracks);
     }
 
     void setRenderingProgress (std::size_t position, RenderingStage stage, double fraction)

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -21,8 +22,15 @@ struct AnalysisTrack
     SampleSource* source = nullptr; // not owned; lives as long as the analysis
 };
 
+enum class AnalysisMethod
+{
+    standard,
+    refined // seeded start, and layers from an interference model over all microphones; takes about twice as long
+};
+
 struct AnalysisOptions
 {
+    AnalysisMethod method = AnalysisMethod::standard;
     std::string resourceFolder; // the folder that holds resources01, resources02 and resources03
     int numThreads = 1;         // results do not depend on it
     std::uint64_t seed = method::defaultSeed;
@@ -44,6 +52,29 @@ public:
     /** The sink for the seven channels of the track with this index; null when there is no room. */
     virtual RenderedTrackSink* rendered (int trackIndex) = 0;
 
+    /** Only with the refined method, after the last standard track: planes of that many floats, beside the scratch planes. */
+    virtual ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane)
+    {
+        (void) numPlanes;
+        (void) floatsPerPlane;
+        return nullptr;
+    }
+
+    /** Only with the refined method: what rendered (trackIndex) took. */
+    virtual RenderedTrackSource* standard (int trackIndex)
+    {
+        (void) trackIndex;
+        return nullptr;
+    }
+
+    /** Only with the refined method: a second sink for the track, which takes the place of the first when the analysis is
+        complete. Both are in use until then. */
+    virtual RenderedTrackSink* refined (int trackIndex)
+    {
+        (void) trackIndex;
+        return nullptr;
+    }
+
     /** Only with keepAllComponents: the next samples of a component slot (0 = best) of a track, own length, in
         order, slot after slot. */
     [[nodiscard]] virtual bool component (int trackIndex, int slot, std::span<const float> samples)
@@ -63,6 +94,13 @@ struct TrackAnalysis
     std::array<int, method::numComponents> slots{};     // component index by slot, best first
     double gain = 1.0;                                  // of all components
     double rescaling = 1.0; // below 1 when the first component would peak above 1.0
+
+    // Of the refined method; elsewhere as they stand here.
+    std::array<double, 6> focusMatchDb{}; // standard output at Focus 0..5 against the masked track
+    std::array<int, 6> bestFocusUpTo{};   // for Focus f the best match among 0..f
+    double leakageDb = 0.0;               // leakage over own drum, estimated, whole track
+    double maskedEnergyDb = 0.0;          // masked track over track
+    std::optional<double> suggestedFocus; // 0 where nothing should be removed
 };
 
 enum class AnalysisStatus

@@ -50,4 +50,13 @@ public:
     [[nodiscard]] virtual bool writeFrames (std::int64_t start, std::span<const float> frames) = 0;
 };
 
+/** Gives back the frames of a rendered track that a sink took, in the same layout. Several threads at once. */
+class RenderedTrackSource
+{
+public:
+    virtual ~RenderedTrackSource() = default;
+
+    [[nodiscard]] virtual bool readFrames (std::int64_t start, std::span<float> frames) = 0;
+};
+
 } // namespace tessivar

@@ -120,7 +120,7 @@ private:
     }
 };
 
-class MemorySink : public RenderedTrackSink
+class MemorySink : public RenderedTrackSink, public RenderedTrackSource
 {
 public:
     explicit MemorySink (std::int64_t length)
@@ -133,6 +133,14 @@ public:
         std::copy (samples.begin(),
                    samples.end(),
                    frames.begin() + static_cast<std::ptrdiff_t> (start) * method::numRenderChannels);
+        return true;
+    }
+
+    bool readFrames (std::int64_t start, std::span<float> dest) override
+    {
+        std::copy_n (frames.begin() + static_cast<std::ptrdiff_t> (start) * method::numRenderChannels,
+                     dest.size(),
+                     dest.begin());
         return true;
     }
 
@@ -156,6 +164,19 @@ public:
         return &sinks.try_emplace (track, lengths.at (static_cast<std::size_t> (track))).first->second;
     }
 
+    ScratchPlanes* spectrograms (int numPlanes, std::int64_t floats) override
+    {
+        spectra = std::make_unique<MemoryPlanes> (numPlanes, floats);
+        return spectra.get();
+    }
+
+    RenderedTrackSource* standard (int track) override { return &sinks.at (track); }
+
+    RenderedTrackSink* refined (int track) override
+    {
+        return &refinedSinks.try_emplace (track, lengths.at (static_cast<std::size_t> (track))).first->second;
+    }
+
     bool component (int track, int slot, std::span<const float> samples) override
     {
         auto& signal = components[{ track, slot }];
@@ -164,8 +185,8 @@ public:
     }
 
     std::vector<std::int64_t> lengths;
-    std::unique_ptr<MemoryPlanes> planes;
-    std::map<int, MemorySink> sinks;
+    std::unique_ptr<MemoryPlanes> planes, spectra;
+    std::map<int, MemorySink> sinks, refinedSinks;
     std::map<std::pair<int, int>, std::vector<float>> components;
 };
 

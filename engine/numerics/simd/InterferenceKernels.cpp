@@ -1,0 +1,281 @@
+#include "engine/numerics/simd/InterferenceKernels.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/numerics/simd/InterferenceKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "engine/numerics/simd/ExactArithmetic.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessivar::kernels::HWY_NAMESPACE
+{
+
+constexpr FloatTag tag;
+
+void InterferenceModel (float* HWY_RESTRICT reciprocals,
+                        float* HWY_RESTRICT quotients,
+                        std::size_t scratchStride,
+                        const float* HWY_RESTRICT power,
+                        const float* HWY_RESTRICT sources,
+                        std::size_t rowStride,
+                        const float* HWY_RESTRICT gains,
+                        std::size_t numTracks,
+                        std::size_t numFrames)
+{
+    constexpr std::size_t width = 4 * vectorLanes; // four independent sums cover the latency
+    const auto one = broadcast (1.0f);
+
+    const auto run = [&] (std::size_t t, auto count)
+    {
+        constexpr std::size_t numV = decltype (count)::value;
+
+        for (std::size_t i = 0; i < numTracks; ++i)
+        {
+            Floats model[numV];
+
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < numV; ++v)
+                model[v] = hn::Zero (tag);
+
+            for (std::size_t j = 0; j < numTracks; ++j)
+            {
+                const auto gain = broadcast (gains[i * numTracks + j]);
+#pragma GCC unroll 4
+                for (std::size_t v = 0; v < numV; ++v)
+                    model[v] = fusedMultiplyAdd (
+                        gain, hn::Load (tag, sources + j * rowStride + t + v * vectorLanes), model[v]);
+            }
+
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < numV; ++v)
+            {
+                const auto at = i * scratchStride + t + v * vectorLanes;
+                const auto u = hn::Div (one, model[v]);
+                const auto x = hn::Load (tag, power + i * rowStride + t + v * vectorLanes);
+                hn::Store (u, tag, reciprocals + at);
+                // In this order neither factor leaves the range of a float, however faint the model is.
+                hn::Store (hn::Mul (hn::Mul (x, u), u), tag, quotients + at);
+            }
+        }
+    };
+
+    std::size_t t = 0;
+
+    for (; t + width <= numFrames; t += width)
+        run (t, std::integral_constant<std::size_t, 4>());
+
+    for (; t < numFrames; t += vectorLanes)
+        run (t, std::integral_constant<std::size_t, 1>());
+}
+
+void InterferenceSums (double* HWY_RESTRICT numerators,
+                       double* HWY_RESTRICT denominators,
+                       const float* HWY_RESTRICT reciprocals,
+                       const float* HWY_RESTRICT quotients,
+                       std::size_t scratchStride,
+                       const float* HWY_RESTRICT sources,
+                       std::size_t rowStride,
+                       std::size_t numTracks,
+                       std::size_t numFrames)
+{
+    constexpr std::size_t group = 2; // sources at a time: two sums each over 16 logical lanes
+    HWY_ALIGN float lanesOfSum[4 * 16];
+    HWY_ALIGN float reduced[4];
+
+    for (std::size_t i = 0; i < numTracks; ++i)
+        for (std::size_t j0 = 0; j0 < numTracks; j0 += group)
+        {
+            const auto numJ = std::min (group, numTracks - j0);
+            Floats n[group][vectorsPerPanel], d[group][vectorsPerPanel];
+
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < group; ++j)
+#pragma GCC unroll 4
+                for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+                    n[j][s] = d[j][s] = hn::Zero (tag);
+
+            for (std::size_t t = 0; t < numFrames; t += 16)
+#pragma GCC unroll 4
+                for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+                {
+                    const auto at = t + s * vectorLanes;
+                    const auto q = hn::Load (tag, quotients + i * scratchStride + at);
+                    const auto u = hn::Load (tag, reciprocals + i * scratchStride + at);
+#pragma GCC unroll 4
+                    for (std::size_t j = 0; j < group; ++j)
+                    {
+                        // An odd one out is computed twice; the second is not used.
+                        const auto p =
+                            hn::Load (tag, sources + (j0 + std::min (j, numJ - 1)) * rowStride + at);
+                        n[j][s] = fusedMultiplyAdd (q, p, n[j][s]);
+                        d[j][s] = fusedMultiplyAdd (u, p, d[j][s]);
+                    }
+                }
+
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < group; ++j)
+#pragma GCC unroll 4
+                for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+                {
+                    hn::Store (n[j][s], tag, lanesOfSum + 2 * j * 16 + s * vectorLanes);
+                    hn::Store (d[j][s], tag, lanesOfSum + (2 * j + 1) * 16 + s * vectorLanes);
+                }
+
+            sumFourPanels (lanesOfSum, reduced);
+
+            for (std::size_t j = 0; j < numJ; ++j)
+            {
+                numerators[i * numTracks + j0 + j] += static_cast<double> (reduced[2 * j]);
+                denominators[i * numTracks + j0 + j] += static_cast<double> (reduced[2 * j + 1]);
+            }
+        }
+}
+
+void InterferenceUpdate (float* HWY_RESTRICT sources,
+                         std::size_t rowStride,
+                         const float* HWY_RESTRICT reciprocals,
+                         const float* HWY_RESTRICT quotients,
+                         std::size_t scratchStride,
+                         const float* HWY_RESTRICT gains,
+                         const float* HWY_RESTRICT floors,
+                         std::size_t numTracks,
+                         std::size_t numFrames)
+{
+    for (std::size_t j = 0; j < numTracks; ++j)
+    {
+        const auto lowest = broadcast (floors[j]);
+
+        for (std::size_t t = 0; t < numFrames; t += 2 * vectorLanes)
+        {
+            Floats n[2], d[2];
+            n[0] = n[1] = d[0] = d[1] = hn::Zero (tag);
+            // numFrames is a multiple of 16 and so of one vector, not always of two.
+            const auto second = t + vectorLanes < numFrames ? t + vectorLanes : t;
+            const std::size_t at[2]{ t, second };
+
+            for (std::size_t i = 0; i < numTracks; ++i)
+            {
+                const auto gain = broadcast (gains[i * numTracks + j]);
+#pragma GCC unroll 2
+                for (std::size_t v = 0; v < 2; ++v)
+                {
+                    n[v] =
+                        fusedMultiplyAdd (gain, hn::Load (tag, quotients + i * scratchStride + at[v]), n[v]);
+                    d[v] = fusedMultiplyAdd (
+                        gain, hn::Load (tag, reciprocals + i * scratchStride + at[v]), d[v]);
+                }
+            }
+
+            Floats updated[2];
+#pragma GCC unroll 2
+            for (std::size_t v = 0; v < 2; ++v)
+                updated[v] = hn::Max (lowest,
+                                      hn::Mul (hn::Load (tag, sources + j * rowStride + at[v]),
+                                               hn::Sqrt (hn::Div (n[v], d[v]))));
+#pragma GCC unroll 2
+            for (std::size_t v = 0; v < 2; ++v)
+                hn::Store (updated[v], tag, sources + j * rowStride + at[v]);
+        }
+    }
+}
+
+void LeakageOf (float* HWY_RESTRICT leakage,
+                const float* HWY_RESTRICT sources,
+                std::size_t rowStride,
+                const float* HWY_RESTRICT gains,
+                std::size_t track,
+                std::size_t numTracks,
+                std::size_t numFrames)
+{
+    const auto lowest = broadcast (1.0e-30f);
+
+    for (std::size_t t = 0; t < numFrames; t += vectorLanes)
+    {
+        auto sum = hn::Zero (tag);
+
+        for (std::size_t j = 0; j < numTracks; ++j)
+            if (j != track)
+                sum = fusedMultiplyAdd (broadcast (gains[track * numTracks + j]),
+                                        hn::Load (tag, sources + j * rowStride + t),
+                                        sum);
+
+        hn::Store (hn::Max (sum, lowest), tag, leakage + t);
+    }
+}
+
+} // namespace tessivar::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessivar::kernels
+{
+HWY_EXPORT (InterferenceModel);
+HWY_EXPORT (InterferenceSums);
+HWY_EXPORT (InterferenceUpdate);
+HWY_EXPORT (LeakageOf);
+
+void interferenceModel (float* reciprocals,
+                        float* quotients,
+                        std::size_t scratchStride,
+                        const float* power,
+                        const float* sources,
+                        std::size_t rowStride,
+                        const float* gains,
+                        std::size_t numTracks,
+                        std::size_t numFrames)
+{
+    HWY_DYNAMIC_DISPATCH (InterferenceModel)
+    (reciprocals, quotients, scratchStride, power, sources, rowStride, gains, numTracks, numFrames);
+}
+
+void interferenceSums (double* numerators,
+                       double* denominators,
+                       const float* reciprocals,
+                       const float* quotients,
+                       std::size_t scratchStride,
+                       const float* sources,
+                       std::size_t rowStride,
+                       std::size_t numTracks,
+                       std::size_t numFrames)
+{
+    HWY_DYNAMIC_DISPATCH (InterferenceSums)
+    (numerators,
+     denominators,
+     reciprocals,
+     quotients,
+     scratchStride,
+     sources,
+     rowStride,
+     numTracks,
+     numFrames);
+}
+
+void interferenceUpdate (float* sources,
+                         std::size_t rowStride,
+                         const float* reciprocals,
+                         const float* quotients,
+                         std::size_t scratchStride,
+                         const float* gains,
+                         const float* floors,
+                         std::size_t numTracks,
+                         std::size_t numFrames)
+{
+    HWY_DYNAMIC_DISPATCH (InterferenceUpdate)
+    (sources, rowStride, reciprocals, quotients, scratchStride, gains, floors, numTracks, numFrames);
+}
+
+void leakageOf (float* leakage,
+                const float* sources,
+                std::size_t rowStride,
+                const float* gains,
+                std::size_t track,
+                std::size_t numTracks,
+                std::size_t numFrames)
+{
+    HWY_DYNAMIC_DISPATCH (LeakageOf) (leakage, sources, rowStride, gains, track, numTracks, numFrames);
+}
+} // namespace tessivar::kernels
+#endif

@@ -1,0 +1,206 @@
+#include "engine/numerics/simd/MaskKernels.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/numerics/simd/MaskKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "engine/numerics/simd/ExactArithmetic.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessivar::kernels::HWY_NAMESPACE
+{
+
+constexpr FloatTag tag;
+using IntTag = hn::RebindToSigned<FloatTag>;
+
+HWY_INLINE Floats timesPlus (Floats a, Floats b, float c)
+{
+    return hn::Add (hn::Mul (a, b), broadcast (c));
+}
+
+/** Natural logarithm of normal positive numbers. */
+HWY_INLINE Floats logarithm (Floats x)
+{
+    const IntTag ti;
+    // x = 2^e * (1 + f), 1 + f in [sqrt (1/2), sqrt (2)).
+    const auto bits = hn::BitCast (ti, x);
+    const auto offset = hn::Sub (bits, hn::Set (ti, 0x3f3504f3));
+    const auto exponent = hn::ShiftRight<23> (offset);
+    const auto mantissa = hn::BitCast (tag, hn::Sub (bits, hn::ShiftLeft<23> (exponent)));
+    const auto e = hn::ConvertTo (tag, exponent);
+    const auto f = hn::Sub (mantissa, broadcast (1.0f));
+    const auto squared = hn::Mul (f, f);
+
+    auto y = timesPlus (broadcast (7.0376836292e-2f), f, -1.1514610310e-1f);
+    y = timesPlus (y, f, 1.1676998740e-1f);
+    y = timesPlus (y, f, -1.2420140846e-1f);
+    y = timesPlus (y, f, 1.4249322787e-1f);
+    y = timesPlus (y, f, -1.6668057665e-1f);
+    y = timesPlus (y, f, 2.0000714765e-1f);
+    y = timesPlus (y, f, -2.4999993993e-1f);
+    y = timesPlus (y, f, 3.3333331174e-1f);
+    y = hn::Mul (hn::Mul (y, f), squared);
+    y = hn::Sub (hn::Sub (y, hn::Mul (e, broadcast (2.12194440e-4f))), hn::Mul (broadcast (0.5f), squared));
+    return hn::Add (hn::Add (f, y), hn::Mul (e, broadcast (0.693359375f)));
+}
+
+HWY_INLINE Floats exponential (Floats x)
+{
+    const IntTag ti;
+    x = hn::Min (hn::Max (x, broadcast (-87.0f)), broadcast (87.0f));
+    const auto n = hn::Round (hn::Mul (x, broadcast (1.44269504088896341f)));
+    const auto r =
+        hn::Add (hn::Sub (x, hn::Mul (n, broadcast (0.693359375f))), hn::Mul (n, broadcast (2.12194440e-4f)));
+
+    auto y = timesPlus (broadcast (1.9875691500e-4f), r, 1.3981999507e-3f);
+    y = timesPlus (y, r, 8.3334519073e-3f);
+    y = timesPlus (y, r, 4.1665795894e-2f);
+    y = timesPlus (y, r, 1.6666665459e-1f);
+    y = timesPlus (y, r, 5.0000001201e-1f);
+    y = hn::Add (hn::Add (hn::Mul (hn::Mul (y, r), r), r), broadcast (1.0f));
+    const auto scale =
+        hn::BitCast (tag, hn::ShiftLeft<23> (hn::Add (hn::ConvertTo (ti, n), hn::Set (ti, 127))));
+    return hn::Mul (y, scale);
+}
+
+void Powers (float* power, const float* spectrum, std::size_t numBins)
+{
+    std::size_t bin = 0;
+
+    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
+    {
+        Floats re, im;
+        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
+        hn::StoreU (hn::Add (hn::Mul (re, re), hn::Mul (im, im)), tag, power + bin);
+    }
+
+    for (; bin < numBins; ++bin)
+        power[bin] = spectrum[2 * bin] * spectrum[2 * bin] + spectrum[2 * bin + 1] * spectrum[2 * bin + 1];
+}
+
+void MeanOfThree (float* dest, const float* a, const float* b, const float* c, std::size_t n)
+{
+    const auto third = broadcast (1.0f / 3.0f);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+        hn::StoreU (hn::Mul (third,
+                             hn::Add (hn::Add (hn::LoadU (tag, a + i), hn::LoadU (tag, b + i)),
+                                      hn::LoadU (tag, c + i))),
+                    tag,
+                    dest + i);
+}
+
+void Accumulate (float* dest, const float* a, std::size_t n)
+{
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+        hn::StoreU (hn::Add (hn::LoadU (tag, dest + i), hn::LoadU (tag, a + i)), tag, dest + i);
+}
+
+void SeparationLogits (
+    float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n)
+{
+    const auto limit = broadcast (12.0f), factor = broadcast (weight);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto ratio = logarithm (hn::Div (hn::LoadU (tag, own + i), hn::LoadU (tag, leakage + i)));
+        const auto evidence = hn::Min (hn::Max (ratio, hn::Neg (limit)), limit);
+        hn::StoreU (hn::Add (hn::LoadU (tag, common + i), hn::Mul (factor, evidence)), tag, logits + i);
+    }
+}
+
+void MaskGains (float* gains, const float* logits, float exponent, std::size_t n)
+{
+    const auto one = broadcast (1.0f), power = broadcast (-exponent);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto odds = exponential (hn::Neg (hn::LoadU (tag, logits + i)));
+        hn::StoreU (exponential (hn::Mul (power, logarithm (hn::Add (one, odds)))), tag, gains + i);
+    }
+}
+
+void ApplyLayer (float* gains, const float* layer, const float* total, std::size_t n)
+{
+    const auto one = broadcast (1.0f), tiny = broadcast (1.0e-20f);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto ratio = hn::Div (hn::LoadU (tag, layer + i), hn::Add (hn::LoadU (tag, total + i), tiny));
+        // The square root of an amplitude ratio: the fourth root of a power ratio.
+        const auto gain = hn::Sqrt (hn::Sqrt (hn::Min (one, ratio)));
+        hn::StoreU (hn::Mul (hn::LoadU (tag, gains + i), gain), tag, gains + i);
+    }
+}
+
+void MultiplySpectrum (float* dest, const float* spectrum, const float* gains, std::size_t numBins)
+{
+    std::size_t bin = 0;
+
+    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
+    {
+        Floats re, im;
+        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
+        const auto g = hn::LoadU (tag, gains + bin);
+        hn::StoreInterleaved2 (hn::Mul (re, g), hn::Mul (im, g), tag, dest + 2 * bin);
+    }
+
+    for (; bin < numBins; ++bin)
+    {
+        dest[2 * bin] = spectrum[2 * bin] * gains[bin];
+        dest[2 * bin + 1] = spectrum[2 * bin + 1] * gains[bin];
+    }
+}
+
+} // namespace tessivar::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessivar::kernels
+{
+HWY_EXPORT (Powers);
+HWY_EXPORT (MeanOfThree);
+HWY_EXPORT (Accumulate);
+HWY_EXPORT (SeparationLogits);
+HWY_EXPORT (MaskGains);
+HWY_EXPORT (ApplyLayer);
+HWY_EXPORT (MultiplySpectrum);
+
+void powers (float* power, const float* spectrum, std::size_t numBins)
+{
+    HWY_DYNAMIC_DISPATCH (Powers) (power, spectrum, numBins);
+}
+
+void meanOfThree (float* dest, const float* a, const float* b, const float* c, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (MeanOfThree) (dest, a, b, c, n);
+}
+
+void accumulate (float* dest, const float* a, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (Accumulate) (dest, a, n);
+}
+
+void separationLogits (
+    float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (SeparationLogits) (logits, own, leakage, common, weight, n);
+}
+
+void maskGains (float* gains, const float* logits, float exponent, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (MaskGains) (gains, logits, exponent, n);
+}
+
+void applyLayer (float* gains, const float* layer, const float* total, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (ApplyLayer) (gains, layer, total, n);
+}
+
+void multiplySpectrum (float* dest, const float* spectrum, const float* gains, std::size_t numBins)
+{
+    HWY_DYNAMIC_DISPATCH (MultiplySpectrum) (dest, spectrum, gains, numBins);
+}
+} // namespace tessivar::kernels
+#endif

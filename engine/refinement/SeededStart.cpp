@@ -1,0 +1,69 @@
+#include "engine/refinement/SeededStart.h"
+
+#include "engine/refinement/Statistics.h"
+
+#include <algorithm>
+#include <cassert>
+#include <vector>
+
+namespace tessivar
+{
+
+void seedActivations (MatrixView<const float> v,
+                      std::span<const std::uint32_t> drumTypes,
+                      MatrixView<float> h)
+{
+    assert (v.rows == drumTypes.size() * method::numMelBands && h.columns == v.columns);
+    const auto numFrames = v.columns;
+    std::vector<std::vector<float>> relative (drumTypes.size());
+    std::vector<float> sums (numFrames);
+
+    for (std::size_t i = 0; i < drumTypes.size(); ++i)
+    {
+        std::vector<float> energy (numFrames);
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+        {
+            const auto* rows = v.column (t) + i * method::numMelBands;
+            double sum = 0.0;
+
+            for (std::size_t m = 0; m < method::numMelBands; ++m)
+                sum += static_cast<double> (rows[m]);
+
+            energy[t] = static_cast<float> (sum);
+        }
+
+        auto sorted = energy;
+        const auto reference = quantile (sorted, 0.98);
+
+        if (reference <= 0.0f)
+            continue;
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+        {
+            energy[t] /= reference;
+            sums[t] += energy[t];
+        }
+
+        relative[i] = std::move (energy);
+    }
+
+    std::size_t row = 0;
+
+    for (std::size_t i = 0; i < drumTypes.size() && row < h.rows; ++i)
+    {
+        if (! drumCode::isRendered (drumTypes[i]) || relative[i].empty())
+            continue;
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+        {
+            const auto e = relative[i][t];
+            const auto share = sums[t] > 0.0f ? std::min (1.0f, e) * e / sums[t] : 0.0f;
+            h (row, t) = std::clamp (share, 0.001f, 1.0f);
+        }
+
+        ++row;
+    }
+}
+
+} // namespace tessivar

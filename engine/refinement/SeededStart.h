@@ -1,0 +1,23 @@
+#pragma once
+
+#include "engine/AnalysisSettings.h"
+#include "engine/numerics/MatrixView.h"
+
+#include <cstdint>
+#include <span>
+
+namespace tessivar
+{
+
+/** Replaces rows of random start activations by what the close microphones say about when their drums sound.
+
+    v  stacked mel power, 80 rows for each active track; h  10 x frames, filled with the random start; drumTypes of the
+    active tracks. For close microphone k (in Group order, at most ten) with frame energy E_k, e_k = E_k / its 98 % quantile:
+    h[k, t] = clip (min (1, e_k) e_k / sum of e over all active tracks, 0.001, 1). A track without energy gets no row; further
+    rows stay random. Which drum a component carries then no longer depends on the random start.
+*/
+void seedActivations (MatrixView<const float> v,
+                      std::span<const std::uint32_t> drumTypes,
+                      MatrixView<float> h);
+
+} // namespace tessivar

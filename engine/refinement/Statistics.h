@@ -1,0 +1,50 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <span>
+
+namespace tessivar
+{
+
+/** The quantile (0..1) of values with linear interpolation between neighbours; reorders them. 0 for no values. */
+inline float quantile (std::span<float> values, double fraction)
+{
+    if (values.empty())
+        return 0.0f;
+
+    const auto position = fraction * static_cast<double> (values.size() - 1);
+    const auto index = static_cast<std::size_t> (position);
+    const auto nth = values.begin() + static_cast<std::ptrdiff_t> (index);
+    std::nth_element (values.begin(), nth, values.end());
+    const auto lower = *nth;
+
+    if (index + 1 == values.size())
+        return lower;
+
+    const auto upper = *std::min_element (nth + 1, values.end());
+    return lower + static_cast<float> (position - static_cast<double> (index)) * (upper - lower);
+}
+
+/** The mean of the largest values; reorders them. 0 for no values. */
+inline double meanOfLargest (std::span<float> values, std::size_t count)
+{
+    count = std::min (count, values.size());
+
+    if (count == 0)
+        return 0.0;
+
+    const auto end = values.begin() + static_cast<std::ptrdiff_t> (count);
+    std::nth_element (values.begin(), end - 1, values.end(), std::greater<>());
+    // Sorted, so that the sum does not depend on how the selection left them.
+    std::sort (values.begin(), end);
+    double sum = 0.0;
+
+    for (auto it = values.begin(); it != end; ++it)
+        sum += static_cast<double> (*it);
+
+    return sum / static_cast<double> (count);
+}
+
+} // namespace tessivar
