@@ -1,0 +1,162 @@
+#include "model/Abbreviations.h"
+
+namespace tessivar
+{
+
+namespace
+{
+// Differs from the order of registration; both are fixed.
+constexpr std::array<DrumType, 8> savingOrder{ DrumType::kick,   DrumType::snare,    DrumType::tomHigh,
+                                               DrumType::tomLow, DrumType::tomFloor, DrumType::oh,
+                                               DrumType::hiHat,  DrumType::other };
+} // namespace
+
+void AbbreviationTable::registerList (const juce::String& list, DrumType type)
+{
+    juce::StringArray pieces;
+    pieces.addTokens (list, ",;", "\"'");
+
+    for (const auto& piece : pieces)
+        abbreviations.emplace (piece.trim(), type);
+}
+
+bool AbbreviationTable::load (const juce::PropertySet* settings)
+{
+    if (settings == nullptr || ! settings->containsKey (drumTypeKey (DrumType::kick)))
+        return false;
+
+    for (const auto type : drumTypeRegistrationOrder)
+    {
+        lists[type] = settings->getValue (drumTypeKey (type));
+        registerList (lists[type], type);
+    }
+
+    return true;
+}
+
+void AbbreviationTable::setDefaults()
+{
+    for (const auto type : drumTypeRegistrationOrder)
+    {
+        lists[type] = defaultList (type);
+        registerList (lists[type], type);
+    }
+}
+
+bool AbbreviationTable::save (juce::PropertiesFile* settings) const
+{
+    if (settings == nullptr)
+        return false;
+
+    for (const auto type : savingOrder)
+        settings->setValue (drumTypeKey (type), list (type));
+
+    return settings->save();
+}
+
+void AbbreviationTable::loadOrSetDefaults (juce::PropertiesFile* settings)
+{
+    if (load (settings))
+        return;
+
+    setDefaults();
+    // Without a settings file the built-in lists do for this run.
+    juce::ignoreUnused (save (settings));
+}
+
+TrackClassification AbbreviationTable::classify (const juce::String& path) const
+{
+    const auto separator =
+        juce::jmax (path.lastIndexOfChar ('/'), path.lastIndexOfChar (juce::File::getSeparatorChar()));
+    const auto fileName = path.substring (separator + 1);
+
+    for (const auto& [abbreviation, type] : abbreviations)
+        if (fileName.containsIgnoreCase (abbreviation))
+            return { type, true, abbreviation };
+
+    return {};
+}
+
+juce::String AbbreviationTable::list (DrumType type) const
+{
+    const auto found = lists.find (type);
+    return found != lists.end() ? found->second : juce::String();
+}
+
+void AbbreviationTable::setList (DrumType type, const juce::String& text)
+{
+    lists[type] = text;
+}
+
+juce::String AbbreviationTable::defaultList (DrumType type)
+{
+    switch (type)
+    {
+        case DrumType::kick:
+            return "kick; kik; kck; bd; bass_drum; bass_drm; bassdrum; bass";
+        case DrumType::snare:
+            return "snare; snr; sn";
+        case DrumType::tomFloor:
+            return "floor; flr; tom1; tom_1; tom 1; T1";
+        case DrumType::tomHigh:
+            return "high; tom3; tom_3; tom 3; T3";
+        case DrumType::tomLow:
+            return "low; tom2; tom_2; tom 2; tom; T2";
+        case DrumType::oh:
+            return "oh";
+        case DrumType::hiHat:
+            return "hh; hat";
+        case DrumType::other:
+            return "ride; cymbal";
+    }
+
+    jassertfalse;
+    return {};
+}
+
+AbbreviationTable& processAbbreviations()
+{
+    static AbbreviationTable table;
+    return table;
+}
+
+void registerAbbreviations (const juce::String& list, DrumType type)
+{
+    processAbbreviations().registerList (list, type);
+}
+
+bool loadAbbreviations (const juce::PropertySet* settings)
+{
+    return processAbbreviations().load (settings);
+}
+
+void setDefaultAbbreviations()
+{
+    processAbbreviations().setDefaults();
+}
+
+bool saveAbbreviations (juce::PropertiesFile* settings)
+{
+    return processAbbreviations().save (settings);
+}
+
+TrackClassification classifyTrackFile (const juce::String& path)
+{
+    return processAbbreviations().classify (path);
+}
+
+std::map<DrumType, juce::String> abbreviationLists()
+{
+    std::map<DrumType, juce::String> lists;
+    for (const auto type : drumTypeRegistrationOrder)
+        lists[type] = processAbbreviations().list (type);
+
+    return lists;
+}
+
+const AbbreviationTable::Table& abbreviationTable()
+{
+    return processAbbreviations().table();
+}
+
+} // namespace tessivar

@@ -1,0 +1,371 @@
+#include "model/AtomicFile.h"
+#include "model/TemporaryStore.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr std::size_t longestFileName = 255; // bytes, of every file system in use
+
+juce::File withLinksResolved (const juce::File& file)
+{
+    struct stat info = {};
+    const auto path = file.getFullPathName();
+
+    if (::lstat (path.toRawUTF8(), &info) != 0 || ! S_ISLNK (info.st_mode))
+        return file;
+
+    std::unique_ptr<char, decltype (&std::free)> real{ ::realpath (path.toRawUTF8(), nullptr), &std::free };
+    return real != nullptr ? juce::File (juce::String::fromUTF8 (real.get())) : file;
+}
+
+constexpr auto temporaryMark = ".tmp-";
+
+/** What the names of all temporary files of a target begin with; room is left for process id and random part. */
+juce::String temporaryPrefix (const juce::File& target)
+{
+    constexpr std::size_t tail = 10 + 1 + 8; // "<process id>-<random>"
+    const auto room = longestFileName - 1 - std::strlen (temporaryMark) - tail;
+    return "." + shortenedToBytes (target.getFileName(), room) + temporaryMark;
+}
+
+juce::File temporaryBeside (const juce::File& target)
+{
+    const auto random = juce::String::toHexString (juce::Random::getSystemRandom().nextInt());
+    return target.getSiblingFile (temporaryPrefix (target) + juce::String (::getpid()) + "-"
+                                  + random.paddedLeft ('0', 8));
+}
+
+/** Removes the temporary files that processes left for this target when they were killed. */
+void removeLeftovers (const juce::File& target)
+{
+    const auto prefix = temporaryPrefix (target);
+    const auto files = target.getParentDirectory().findChildFiles (
+        juce::File::findFiles, false, "*", juce::File::FollowSymlinks::no);
+
+    for (const auto& file : files)
+    {
+        const auto tail = file.getFileName().fromFirstOccurrenceOf (prefix, false, false);
+        const auto process = tail.upToFirstOccurrenceOf ("-", false, false);
+
+        if (! file.getFileName().startsWith (prefix) || process.isEmpty()
+            || ! process.containsOnly ("0123456789") || tail.length() != process.length() + 9)
+            continue;
+
+        if (::kill (static_cast<pid_t> (process.getIntValue()), 0) != 0 && errno == ESRCH)
+            ::unlink (file.getFullPathName().toRawUTF8());
+    }
+}
+} // namespace
+
+juce::String describeError (int errorNumber)
+{
+    return juce::String::fromUTF8 (std::generic_category().message (errorNumber).c_str());
+}
+
+juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes)
+{
+    const auto* bytes = name.toRawUTF8();
+    auto length = name.getNumBytesAsUTF8();
+
+    if (length <= maxBytes)
+        return name;
+
+    length = maxBytes;
+
+    // A byte of the form 10xxxxxx continues a character: the cut goes before the character it belongs to.
+    while (length > 0 && (static_cast<unsigned char> (bytes[length]) & 0xc0) == 0x80)
+        --length;
+
+    return juce::String::fromUTF8 (bytes, static_cast<int> (length));
+}
+
+AtomicFile::AtomicFile (const juce::File& file, FileSystemCalls& callsToUse)
+    : calls (callsToUse), target (withLinksResolved (file))
+{
+}
+
+AtomicFile::~AtomicFile()
+{
+    discard();
+}
+
+juce::Result AtomicFile::open (std::uint64_t expectedBytes)
+{
+    jassert (descriptor < 0 && ! temporaryExists);
+    const auto folder = target.getParentDirectory();
+    struct stat existing = {};
+    auto replaces = false;
+
+    if (::stat (target.getFullPathName().toRawUTF8(), &existing) == 0)
+    {
+        if (S_ISDIR (existing.st_mode))
+            fail ("can't be written", EISDIR);
+        else if (! S_ISREG (existing.st_mode))
+            fail ("can't be written: it is no regular file", 0);
+        else if (::faccessat (AT_FDCWD, target.getFullPathName().toRawUTF8(), W_OK, AT_EACCESS) != 0)
+            fail ("can't be written", errno);
+
+        replaces = true;
+    }
+    else if (errno != ENOENT)
+    {
+        fail ("can't be written", errno);
+    }
+
+    if (result.failed())
+        return result;
+
+    removeLeftovers (target);
+
+    // Nobody but the owner sees the content before it has the permissions of the file it replaces.
+    const auto mode = replaces ? 0600u : 0666u;
+
+    for (int attempt = 0; attempt < 16 && descriptor < 0; ++attempt)
+    {
+        temporary = temporaryBeside (target);
+        descriptor = calls.open (temporary.getFullPathName().toRawUTF8(),
+                                 O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
+                                 mode);
+
+        if (descriptor < 0 && errno != EEXIST && errno != EINTR)
+            break;
+    }
+
+    if (descriptor < 0)
+    {
+        fail ("can't be written in folder " + folder.getFullPathName(), errno);
+        return result;
+    }
+
+    temporaryExists = true;
+
+    // File systems without permissions refuse this, and there is nothing to keep then.
+    if (replaces && ::fchmod (descriptor, existing.st_mode & 07777) != 0 && errno != EPERM
+        && errno != EOPNOTSUPP)
+    {
+        fail ("can't be given its permissions", errno);
+        discard();
+        return result;
+    }
+
+    expectedSize = expectedBytes;
+
+    if (expectedBytes > 0)
+    {
+        const auto free = freeBytesOf (folder);
+        auto error = free.has_value() && *free < expectedBytes ? ENOSPC : 0;
+
+        while (
+            error == 0
+            && calls.fallocate (descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<std::int64_t> (expectedBytes))
+                   != 0)
+        {
+            if (errno == EINTR)
+                continue;
+
+            // Without reservation a full disk shows at the write that fills it.
+            if (errno != EOPNOTSUPP && errno != EINVAL && errno != ENOSYS)
+                error = errno;
+
+            break;
+        }
+
+        if (error != 0)
+        {
+            fail ("can't be written", error);
+            discard();
+            return result;
+        }
+    }
+
+    buffer.malloc (bufferSize);
+    return result;
+}
+
+bool AtomicFile::write (const void* data, std::size_t numBytes)
+{
+    jassert (descriptor >= 0 || result.failed());
+    const auto* bytes = static_cast<const char*> (data);
+
+    while (numBytes > 0 && result.wasOk() && descriptor >= 0)
+    {
+        if (bufferedBytes == bufferSize && ! writeOutBuffer())
+            break;
+
+        const auto count = std::min (numBytes, bufferSize - bufferedBytes);
+        std::memcpy (buffer + bufferedBytes, bytes, count);
+        bufferedBytes += count;
+        position += static_cast<juce::int64> (count);
+        bytes += count;
+        numBytes -= count;
+    }
+
+    return result.wasOk() && numBytes == 0;
+}
+
+bool AtomicFile::setPosition (juce::int64 newPosition)
+{
+    jassert (newPosition >= 0);
+
+    if (newPosition == position)
+        return result.wasOk();
+
+    if (! writeOutBuffer())
+        return false;
+
+    bufferStart = newPosition;
+    position = newPosition;
+    return true;
+}
+
+void AtomicFile::flush()
+{
+    writeOutBuffer();
+}
+
+bool AtomicFile::writeOutBuffer()
+{
+    std::size_t done = 0;
+
+    while (result.wasOk() && descriptor >= 0 && done < bufferedBytes)
+    {
+        const auto count = calls.pwrite (
+            descriptor, buffer + done, bufferedBytes - done, bufferStart + static_cast<juce::int64> (done));
+
+        if (count > 0)
+            done += static_cast<std::size_t> (count);
+        else if (count == 0)
+            fail ("can't be written",
+                  EIO); // a write that takes nothing and gives no reason would go on for ever
+        else if (errno != EINTR)
+            fail ("can't be written", errno);
+    }
+
+    bufferStart += static_cast<juce::int64> (bufferedBytes);
+    bufferedBytes = 0;
+    return result.wasOk();
+}
+
+juce::Result AtomicFile::finish()
+{
+    if (descriptor < 0)
+        return result;
+
+    writeOutBuffer();
+
+    while (result.wasOk() && calls.fdatasync (descriptor) != 0)
+        if (errno != EINTR)
+            fail ("can't be written", errno);
+
+    // Linux frees the descriptor even when close reports an error, so it is never closed twice.
+    const auto closed = calls.close (std::exchange (descriptor, -1)) == 0;
+
+    if (! closed && result.wasOk() && errno != EINTR)
+        fail ("can't be written", errno);
+
+    if (result.failed())
+        discard();
+
+    return result;
+}
+
+juce::Result AtomicFile::commit (IfTargetExists ifTargetExists)
+{
+    if (finish().failed())
+        return result;
+
+    jassert (temporaryExists);
+
+    const auto rename = [&] (bool replace)
+    {
+        return calls.rename (
+                   temporary.getFullPathName().toRawUTF8(), target.getFullPathName().toRawUTF8(), replace)
+               == 0;
+    };
+
+    auto renamed = rename (ifTargetExists == IfTargetExists::replace);
+
+    if (! renamed && ifTargetExists == IfTargetExists::fail && (errno == EINVAL || errno == ENOSYS))
+    {
+        // The next best thing where it can't be done in one step: to look just before.
+        if (target.exists())
+            errno = EEXIST;
+        else
+            renamed = rename (true);
+    }
+
+    if (! renamed)
+    {
+        fail ("can't be given its name", errno);
+        discard();
+        return result;
+    }
+
+    temporaryExists = false;
+    const auto folder = target.getParentDirectory().getFullPathName();
+    const auto folderDescriptor = calls.open (folder.toRawUTF8(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+
+    if (folderDescriptor < 0)
+    {
+        // A folder that may be written to but not listed can't be opened for the flush either.
+        if (errno != EACCES)
+            fail ("may not survive a power cut", errno);
+
+        return result;
+    }
+
+    // Some network and FUSE file systems have no such thing as flushing a folder.
+    if (calls.fsync (folderDescriptor) != 0 && errno != EINVAL && errno != EOPNOTSUPP && errno != ENOSYS)
+        fail ("may not survive a power cut", errno);
+
+    calls.close (folderDescriptor);
+    return result;
+}
+
+void AtomicFile::fail (const juce::String& action, int errorNumber)
+{
+    if (result.failed())
+        return;
+
+    auto text = target.getFullPathName() + " " + action;
+
+    if (errorNumber != 0)
+        text << ": " << describeError (errorNumber);
+
+    if (errorNumber == ENOSPC || errorNumber == EDQUOT || errorNumber == EFBIG)
+    {
+        const auto needed = std::max (expectedSize, static_cast<std::uint64_t> (position));
+        text << " (" << juce::String (needed) << " bytes needed";
+
+        if (const auto free = freeBytesOf (target.getParentDirectory()))
+            text << ", " << juce::String (*free) << " bytes free";
+
+        text << ")";
+    }
+
+    result = juce::Result::fail (text);
+}
+
+void AtomicFile::discard()
+{
+    if (descriptor >= 0)
+        calls.close (std::exchange (descriptor, -1));
+
+    if (temporaryExists)
+        calls.unlink (temporary.getFullPathName().toRawUTF8());
+
+    temporaryExists = false;
+    bufferedBytes = 0;
+}
+
+} // namespace tessivar

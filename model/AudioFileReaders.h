@@ -1,0 +1,64 @@
+#pragma once
+
+#include "model/AudioHeaderGate.h"
+
+#include <juce_audio_formats/juce_audio_formats.h>
+
+#include <memory>
+#include <vector>
+
+namespace tessivar
+{
+
+/** A reader whose header was checked, and which says so when its samples can't be read.
+
+    The fields of the base class hold the truth about the file: the significant bits, the length as far as the
+    file goes, and only such metadata as the file holds. read() returns false where the file is damaged or
+    can't be read any more. Not for use on two threads at once.
+*/
+class AudioFileReader final : public juce::AudioFormatReader
+{
+public:
+    /** @param checkedStream  the stream that formatReader reads, if a short read of it means lost samples */
+    AudioFileReader (std::unique_ptr<juce::AudioFormatReader> formatReader,
+                     AudioHeader audioHeader,
+                     PatchedInputStream* checkedStream);
+
+    [[nodiscard]] const AudioHeader& header() const { return audioFileHeader; }
+
+    bool readSamples (int* const* destChannels,
+                      int numDestChannels,
+                      int startOffsetInDestBuffer,
+                      juce::int64 startSampleInFile,
+                      int numSamples) override;
+
+private:
+    std::unique_ptr<juce::AudioFormatReader> reader;
+    AudioHeader audioFileHeader;
+    PatchedInputStream* stream; // owned by reader
+};
+
+/** Opens an audio file by its content: WAV, AIFF, CAF, FLAC or Ogg Vorbis, whatever its name says.
+
+    @returns null with the reason in why; it doesn't name the file
+*/
+std::unique_ptr<AudioFileReader> openAudioFile (const juce::File& file, juce::Result& why);
+
+/** The same for a stream of known length. */
+std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
+                                                  juce::Result& why);
+
+/** One chunk of a WAV file, byte for byte. */
+struct MetadataChunk
+{
+    std::array<char, 4> id{};
+    std::vector<std::uint8_t> bytes;
+};
+
+/** Everything in a WAV file that is neither format nor audio nor padding, in file order, for passing it on
+    unchanged: bext, iXML, cue, LIST and the like, known to the program or not. Damaged chunks, and chunks of
+    more than headerLimits::maxMetadataBytes, are left out. Files of other kinds give an empty list.
+*/
+juce::Result readMetadataChunks (const juce::File& file, std::vector<MetadataChunk>& chunks);
+
+} // namespace tessivar

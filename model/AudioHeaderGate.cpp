@@ -1,0 +1,145 @@
+#include "model/AudioHeaderGate.h"
+
+#include "model/HeaderWalk.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace tessivar
+{
+
+juce::String audioFileKindName (AudioFileKind kind)
+{
+    switch (kind)
+    {
+        case AudioFileKind::wav:
+            return "WAV";
+        case AudioFileKind::aiff:
+            return "AIFF";
+        case AudioFileKind::caf:
+            return "CAF";
+        case AudioFileKind::flac:
+            return "FLAC";
+        case AudioFileKind::oggVorbis:
+            return "Ogg Vorbis";
+    }
+
+    jassertfalse;
+    return {};
+}
+
+bool HeaderSource::read (std::int64_t position, std::span<std::uint8_t> bytes) const
+{
+    const auto count = static_cast<std::int64_t> (bytes.size());
+    return position >= 0 && count <= totalSize && position <= totalSize - count
+           && stream.setPosition (position)
+           && stream.read (bytes.data(), static_cast<int> (count)) == static_cast<int> (count);
+}
+
+bool HeaderSource::hasTag (std::int64_t position, const char* tag) const
+{
+    std::array<std::uint8_t, 4> bytes{};
+    return read (position, bytes) && isTag (bytes.data(), tag);
+}
+
+juce::Result checkAudioFormat (std::int64_t channels, double sampleRate, int bits, bool isFloatingPoint)
+{
+    using juce::Result, juce::String;
+
+    if (channels < 1 || channels > headerLimits::maxChannels)
+        return Result::fail (String (channels) + " channels; 1 to " + String (headerLimits::maxChannels)
+                             + " can be read");
+    // Written so that not-a-number fails too.
+    if (! (sampleRate > 0.0 && sampleRate <= headerLimits::maxSampleRate))
+        return Result::fail ("a sample rate of " + String (sampleRate) + " Hz; at most "
+                             + String (static_cast<int> (headerLimits::maxSampleRate)) + " Hz is possible");
+    if (isFloatingPoint && bits != 32)
+        return Result::fail (String (bits) + "-bit floating-point samples; only 32-bit ones can be read");
+
+    constexpr std::array<int, 6> depths{ 8, 12, 16, 20, 24, 32 };
+    if (std::find (depths.begin(), depths.end(), bits) == depths.end())
+        return Result::fail (String (bits) + " bits a sample; 8, 12, 16, 20, 24 and 32 can be read");
+
+    return Result::ok();
+}
+
+bool isTag (const std::uint8_t* bytes, const char* tag)
+{
+    return std::memcmp (bytes, tag, 4) == 0;
+}
+
+juce::String tagText (const std::uint8_t* bytes)
+{
+    juce::String text;
+    for (int i = 0; i < 4; ++i)
+        text << juce::String::charToString (bytes[i] >= 32 && bytes[i] < 127 ? bytes[i] : '?');
+
+    return text;
+}
+
+juce::Result chunkPastEnd (const juce::String& tag, std::int64_t chunkSize, std::int64_t remaining)
+{
+    return juce::Result::fail ("the chunk \"" + tag + "\" of " + juce::String (chunkSize)
+                               + " bytes runs past the end of the file, where only "
+                               + juce::String (remaining) + " bytes are left");
+}
+
+juce::Result metadataTooLarge (const juce::String& tag, std::int64_t chunkSize)
+{
+    return juce::Result::fail ("the metadata chunk \"" + tag + "\" has " + juce::String (chunkSize)
+                               + " bytes; at most " + juce::String (headerLimits::maxMetadataBytes)
+                               + " can be read");
+}
+
+juce::String truncationNote (std::int64_t promised, std::int64_t present)
+{
+    return "the header promises " + juce::String (promised) + " samples, but the file ends after "
+           + juce::String (present);
+}
+
+namespace
+{
+/** Where the audio file starts behind an ID3 tag, which some programs put before it; 0 without one. */
+std::int64_t sizeOfLeadingTag (const HeaderSource& source)
+{
+    std::array<std::uint8_t, 10> tag{};
+    if (! source.read (0, tag) || std::memcmp (tag.data(), "ID3", 3) != 0)
+        return 0;
+
+    std::int64_t size = 10;
+    for (const auto index : { 6, 7, 8, 9 })
+        size += static_cast<std::int64_t> (tag[static_cast<std::size_t> (index)] & 0x7f) << (7 * (9 - index));
+
+    return size;
+}
+} // namespace
+
+juce::Result inspectAudioHeader (juce::InputStream& stream, AudioHeader& header)
+{
+    const HeaderSource source (stream);
+    if (source.size() <= 0)
+        return juce::Result::fail (source.size() == 0 ? "the file is empty"
+                                                      : "the size of the file can't be told");
+
+    AudioHeader found;
+    auto result =
+        juce::Result::fail ("not an audio file of a known kind (WAV, AIFF, CAF, FLAC or Ogg Vorbis)");
+
+    if (source.hasTag (0, "RIFF") || source.hasTag (0, "RF64") || source.hasTag (0, "BW64"))
+        result = inspectWavHeader (source, found);
+    else if (source.hasTag (0, "FORM"))
+        result = inspectAiffHeader (source, found);
+    else if (source.hasTag (0, "caff"))
+        result = inspectCafHeader (source, found);
+    else if (source.hasTag (0, "OggS"))
+        result = inspectOggHeader (source, found);
+    else if (const auto start = sizeOfLeadingTag (source); source.hasTag (start, "fLaC"))
+        result = inspectFlacHeader (source, start, found);
+
+    if (result.wasOk())
+        header = std::move (found);
+
+    return result;
+}
+
+} // namespace tessivar

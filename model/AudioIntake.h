@@ -1,0 +1,125 @@
+#pragma once
+
+#include "model/DrumType.h"
+#include "model/ImportWarnings.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tessivar
+{
+
+/** The sample rates that can be analysed, in Hz. */
+inline constexpr std::array<int, 5> supportedSampleRates{ 44100, 48000, 88200, 96000, 192000 };
+
+/** Samples in one block of the waveform overview; a file shorter than one block is discarded. */
+inline constexpr int intakeBlockLength = 16384;
+
+/** One channel of an accepted audio file. A two-channel file becomes two of these, left first. */
+struct IntakeTrack
+{
+    juce::File file;
+    juce::String name;                // file name without extension, the same for both channels of a file
+    int channel = 0;                  // 0-based, within the file
+    int numChannels = 1;              // of the file: 1 or 2
+    double sampleRate = 0.0;          // Hz, one of supportedSampleRates
+    std::int64_t lengthInSamples = 0; // at least intakeBlockLength
+    std::int64_t numBlocks = 0;       // whole blocks of intakeBlockLength
+    int bitsPerSample = 0;            // of the file's samples: 8, 12, 16, 20, 24 or 32
+    bool isFloatingPoint = false;
+    juce::StringPairArray metadata;      // only what the file itself holds
+    juce::String formatName;             // "WAV", "AIFF", "CAF", "FLAC" or "Ogg Vorbis", by content
+    DrumType drumType = DrumType::other; // guessed from the file name
+    juce::String matchedAbbreviation;    // what the guess rests on; empty when nothing matched
+    std::int64_t nonFiniteSamples = 0;   // NaN or infinite, read as 0; 0 as long as nothing was decoded
+    float peak = 0.0f; // largest magnitude, full scale 1.0; 0 as long as nothing was decoded
+};
+
+/** What became of one file. */
+struct IntakeOutcome
+{
+    std::vector<IntakeTrack> tracks; // one per channel; empty when the file was refused or the intake stopped
+    std::optional<int> code;         // the warning code a refusal was filed under
+    juce::String reason;             // why it was refused, with the number that was exceeded; names the file
+    juce::StringArray notes;         // what the user should know about an accepted file; each names the file
+    bool cancelled = false;          // stopped from outside: no tracks, no code
+    bool storageFailed = false;      // the sink gave up: no tracks, no code, reason says so
+
+    [[nodiscard]] bool accepted() const { return ! tracks.empty(); }
+};
+
+/** Takes the decoded samples of a file while it is checked. */
+class IntakeSink
+{
+public:
+    virtual ~IntakeSink() = default;
+
+    /** Called once for a file that passed every check made on its header, before the first block. The tracks'
+        nonFiniteSamples and peak are not known yet. Returns false to give up on this file.
+    */
+    virtual bool begin (const std::vector<IntakeTrack>& tracks)
+    {
+        juce::ignoreUnused (tracks);
+        return true;
+    }
+
+    /** The samples [start, start + samples.size()) of one channel, full scale 1.0. Blocks come in ascending
+        order of start, all channels of a block after one another; all but the last hold intakeBlockLength
+        samples. NaN and infinite samples are already 0. Returns false when they can't be kept: the file is
+        then given up.
+
+        A file that turns out damaged, or a stop, ends the calls before the last block: what came so far is to
+        be thrown away whenever intakeFile() returns no tracks.
+    */
+    virtual bool block (int channel, std::int64_t start, std::span<const float> samples) = 0;
+};
+
+/** How an intake is watched and stopped. Both may be empty; both are called on the intake's own thread. */
+struct IntakeControl
+{
+    std::function<bool()> shouldStop;
+    std::function<void (double)> setProgress; // 0..1, never falls
+};
+
+/** Opens one audio file, checks it against the rules of its Group and decodes it once, from start to end.
+
+    The kind of file is told by its content, never by its extension. Problems are filed in warnings: the code
+    of a refusal, and the advice of codes 8 (short) and 10 (long). The first failing check decides:
+      2  the path is empty, names a folder or no file
+      3  unreadable, no known kind of audio file, damaged, or more than two channels
+      1  sample rate other than groupSampleRate, when that is above 0
+      7  sample rate not supported
+      9  fewer than intakeBlockLength samples
+
+    A file whose samples can't be decoded up to the stated end is refused with code 3 as well, except that plain
+    PCM whose file simply ends early is taken as far as it goes, with a note.
+
+    @param groupSampleRate  Hz; 0 for a Group without tracks, whose rate is then that of these tracks
+    @param sink             gets the samples; null checks the header only and decodes nothing
+*/
+IntakeOutcome intakeFile (const juce::File& file,
+                          double groupSampleRate,
+                          ImportWarnings& warnings,
+                          IntakeSink* sink,
+                          const IntakeControl& control = {});
+
+/** The checks made when a batch of files joins a Group:
+      6  every file, of the batch or of the Group, that the batch leaves shorter than the longest track
+      0  every file of the batch whose bit depth differs from that of the Group's first track
+
+    Tracks that were short already before the batch came are not filed again. Nothing is refused here.
+
+    @param groupTracks  the Group's tracks before the batch, may be empty
+    @param batch        the accepted tracks that join
+*/
+void checkBatch (std::span<const IntakeTrack> groupTracks,
+                 std::span<const IntakeTrack> batch,
+                 ImportWarnings& warnings);
+
+/** The duration as it is compared and shown: whole hundredths of a second, never rounded up. */
+double intakeDurationSeconds (std::int64_t lengthInSamples, double sampleRate);
+
+} // namespace tessivar

@@ -1,0 +1,131 @@
+#include "model/ImportWarnings.h"
+
+namespace tessivar
+{
+
+namespace
+{
+bool isKnownCode (int code)
+{
+    return code >= 0 && code < ImportWarnings::numCodes;
+}
+} // namespace
+
+void ImportWarnings::add (const juce::String& entry, int code)
+{
+    if (! isKnownCode (code))
+    {
+        jassertfalse;
+        return;
+    }
+
+    const juce::ScopedLock lock (entriesLock);
+    lists[static_cast<std::size_t> (code)].addIfNotAlreadyThere (entry);
+}
+
+juce::StringArray ImportWarnings::entries (int code) const
+{
+    if (! isKnownCode (code))
+        return {};
+
+    const juce::ScopedLock lock (entriesLock);
+    return lists[static_cast<std::size_t> (code)];
+}
+
+bool ImportWarnings::isEmpty() const
+{
+    const juce::ScopedLock lock (entriesLock);
+    return std::all_of (lists.begin(), lists.end(), [] (const auto& list) { return list.isEmpty(); });
+}
+
+void ImportWarnings::show (const Presenter& presenter)
+{
+    std::array<juce::StringArray, numCodes> taken;
+    {
+        const juce::ScopedLock lock (entriesLock);
+        std::swap (taken, lists);
+    }
+
+    for (int code = 0; code < numCodes; ++code)
+    {
+        const auto& list = taken[static_cast<std::size_t> (code)];
+        if (list.isEmpty() || isSilenced (code))
+            continue;
+
+        const auto neverAgain = presenter ({ code, warningMessage (code), list, canBeSilenced (code) });
+        if (neverAgain && canBeSilenced (code))
+            setSilenced (code, true);
+    }
+}
+
+bool ImportWarnings::canBeSilenced (int code)
+{
+    return code == shortDuration || code == longDuration;
+}
+
+void ImportWarnings::setSilenced (int code, bool shouldBeSilenced)
+{
+    jassert (canBeSilenced (code) || ! shouldBeSilenced);
+
+    const juce::ScopedLock lock (entriesLock);
+    if (shouldBeSilenced && canBeSilenced (code))
+        silencedCodes.insert (code);
+    else
+        silencedCodes.erase (code);
+}
+
+bool ImportWarnings::isSilenced (int code) const
+{
+    const juce::ScopedLock lock (entriesLock);
+    return silencedCodes.count (code) > 0;
+}
+
+void ImportWarnings::clear()
+{
+    const juce::ScopedLock lock (entriesLock);
+    for (auto& list : lists)
+        list.clear();
+}
+
+juce::String warningMessage (int code)
+{
+    switch (code)
+    {
+        case ImportWarnings::differentBitDepths:
+            return "The following group seems to contain files with different bitrates.";
+        case ImportWarnings::differentSampleRate:
+            return "The following files have a samplerate which is different from the first track you added "
+                   "in "
+                   "the group.";
+        // Missing and unreadable files each have two lists with the same words and separate dialogs, on
+        // purpose.
+        case ImportWarnings::missing:
+        case ImportWarnings::missingInGroupFile:
+            return "The following files appear to be missing.";
+        case ImportWarnings::unreadable:
+        case ImportWarnings::unreadableInGroupFile:
+            return "The following files appear to be corrupted or unsupported.";
+        case ImportWarnings::shorterThanGroup:
+            return "The following files appear to be smaller in length.";
+        case ImportWarnings::unsupportedSampleRate:
+            return "The following files have unsupported samplerate.";
+        case ImportWarnings::shortDuration:
+            return "The group contains tracks of small duration. In order to get the best possible results, "
+                   "please "
+                   "consider merging groups of smaller tracks.";
+        case ImportWarnings::tooShort:
+            return "The following files are of too small duration to be analysed. They will be discarded.";
+        case ImportWarnings::longDuration:
+            return "The group contains tracks of large duration. Analysis of extremely large tracks may "
+                   "result in "
+                   "unstable behavior. Please consider splitting the material to smaller groups.";
+        case ImportWarnings::largeGroup:
+            return "You are attempting to analyze a large group. To ensure fast and accurate analysis, "
+                   "consider "
+                   "removing any tracks that are unnecessary, empty or consist only of leakage.";
+        default:
+            return "Unclassified error occured.";
+    }
+}
+
+} // namespace tessivar

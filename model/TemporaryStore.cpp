@@ -1,0 +1,339 @@
+#include "model/TemporaryStore.h"
+#include "model/AtomicFile.h"
+
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+#include <dirent.h>
+#include <sys/file.h>
+#include <sys/statvfs.h>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto folderPrefix = "tessivar-";
+constexpr auto lockFileName = "lock";
+
+juce::String errorOf (const juce::File& file, int errorNumber)
+{
+    return file.getFullPathName() + ": " + describeError (errorNumber);
+}
+
+/** True when the open file is still the one that the path leads to, and not one that was unlinked meanwhile. */
+bool isStillAt (int descriptor, const juce::File& file)
+{
+    struct stat open = {};
+    struct stat named = {};
+    return ::fstat (descriptor, &open) == 0 && ::stat (file.getFullPathName().toRawUTF8(), &named) == 0
+           && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+/** Whether a folder's name is one that open() gives: prefix, process id, "-" and eight hexadecimal digits. */
+bool isStoreName (const juce::String& name)
+{
+    const auto process =
+        name.fromFirstOccurrenceOf (folderPrefix, false, false).upToLastOccurrenceOf ("-", false, false);
+    const auto random = name.fromLastOccurrenceOf ("-", false, false);
+    return name.startsWith (folderPrefix) && process.isNotEmpty() && process.containsOnly ("0123456789")
+           && random.length() == 8 && random.containsOnly ("0123456789abcdef");
+}
+
+/** Removes a folder of plain files; the lock file goes last, so that a sweep that is cut short can be repeated. */
+void removeStoreFolder (const juce::File& folder)
+{
+    const auto path = folder.getFullPathName();
+    const auto descriptor = ::open (path.toRawUTF8(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+
+    if (descriptor < 0)
+        return;
+
+    if (auto* listing = ::fdopendir (descriptor))
+    {
+        while (const auto* entry = ::readdir (listing))
+            if (juce::CharPointer_UTF8 (entry->d_name).compare (juce::CharPointer_UTF8 (lockFileName)) != 0)
+                ::unlinkat (descriptor, entry->d_name, 0);
+
+        ::unlinkat (descriptor, lockFileName, 0);
+        ::closedir (listing);
+    }
+    else
+    {
+        ::close (descriptor);
+    }
+
+    ::rmdir (path.toRawUTF8());
+}
+
+/** Creates and locks the lock file of a folder. Returns -1 when another process holds the lock. */
+int takeLock (const juce::File& folder)
+{
+    const auto lockFile = folder.getChildFile (lockFileName);
+    const auto descriptor =
+        ::open (lockFile.getFullPathName().toRawUTF8(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+
+    if (descriptor >= 0 && ::flock (descriptor, LOCK_EX | LOCK_NB) == 0 && isStillAt (descriptor, lockFile))
+        return descriptor;
+
+    const auto lockError = errno;
+
+    if (descriptor >= 0)
+        ::close (descriptor);
+
+    errno = lockError;
+    return -1;
+}
+} // namespace
+
+StoreFile::StoreFile (FileSystemCalls& callsToUse,
+                      const juce::File& fileToUse,
+                      int descriptorToOwn,
+                      std::uint64_t fileSize)
+    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize)
+{
+}
+
+StoreFile::~StoreFile()
+{
+    calls.close (descriptor);
+    calls.unlink (file.getFullPathName().toRawUTF8());
+}
+
+bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBytes)
+{
+    if (! contains (offset, numBytes))
+        return fail ("write outside the file");
+
+    const auto* bytes = static_cast<const char*> (data);
+
+    while (numBytes > 0)
+    {
+        const auto count = calls.pwrite (descriptor, bytes, numBytes, static_cast<std::int64_t> (offset));
+
+        if (count > 0)
+        {
+            bytes += count;
+            offset += static_cast<std::uint64_t> (count);
+            numBytes -= static_cast<std::size_t> (count);
+        }
+        else if (count == 0 || errno != EINTR)
+        {
+            return fail (describeError (count == 0 ? EIO : errno));
+        }
+    }
+
+    return true;
+}
+
+bool StoreFile::read (std::uint64_t offset, void* dest, std::size_t numBytes)
+{
+    if (! contains (offset, numBytes))
+        return fail ("read outside the file");
+
+    auto* bytes = static_cast<char*> (dest);
+
+    while (numBytes > 0)
+    {
+        const auto count = calls.pread (descriptor, bytes, numBytes, static_cast<std::int64_t> (offset));
+
+        if (count > 0)
+        {
+            bytes += count;
+            offset += static_cast<std::uint64_t> (count);
+            numBytes -= static_cast<std::size_t> (count);
+        }
+        else if (count == 0)
+        {
+            return fail ("the file has been cut short");
+        }
+        else if (errno != EINTR)
+        {
+            return fail (describeError (errno));
+        }
+    }
+
+    return true;
+}
+
+juce::String StoreFile::lastError() const
+{
+    const std::lock_guard guard (errorLock);
+    return error;
+}
+
+bool StoreFile::fail (const juce::String& reason)
+{
+    const std::lock_guard guard (errorLock);
+    error = file.getFullPathName() + ": " + reason;
+    return false;
+}
+
+bool StoreFile::contains (std::uint64_t offset, std::size_t numBytes) const
+{
+    return offset <= size && numBytes <= size - offset;
+}
+
+juce::File TemporaryStore::defaultFolder()
+{
+    const auto* cache = std::getenv ("XDG_CACHE_HOME");
+
+    if (cache != nullptr && cache[0] == '/')
+        return juce::File (juce::String::fromUTF8 (cache)).getChildFile ("tessivar/tmp");
+
+    return juce::File::getSpecialLocation (juce::File::userHomeDirectory)
+        .getChildFile (".cache/tessivar/tmp");
+}
+
+juce::Result TemporaryStore::open (const juce::File& parentFolder,
+                                   std::unique_ptr<TemporaryStore>& store,
+                                   FileSystemCalls& calls)
+{
+    if (const auto created = parentFolder.createDirectory(); created.failed())
+        return juce::Result::fail ("temporary folder " + parentFolder.getFullPathName()
+                                   + " can't be made: " + created.getErrorMessage());
+
+    sweep (parentFolder);
+    auto lastFailure = 0;
+
+    // A sweep of another process may take a folder between its making and its locking: the next try has a new name.
+    for (int attempt = 0; attempt < 16; ++attempt)
+    {
+        const auto random = juce::String::toHexString (juce::Random::getSystemRandom().nextInt());
+        const auto folder = parentFolder.getChildFile (folderPrefix + juce::String (::getpid()) + "-"
+                                                       + random.paddedLeft ('0', 8));
+
+        if (::mkdir (folder.getFullPathName().toRawUTF8(), 0700) != 0)
+        {
+            lastFailure = errno;
+
+            if (lastFailure == EEXIST)
+                continue;
+
+            break;
+        }
+
+        const auto lock = takeLock (folder);
+        lastFailure = errno;
+
+        if (lock >= 0)
+        {
+            store.reset (new TemporaryStore (calls, folder, lock));
+            return juce::Result::ok();
+        }
+
+        ::rmdir (folder.getFullPathName().toRawUTF8());
+    }
+
+    return juce::Result::fail ("temporary folder " + errorOf (parentFolder, lastFailure));
+}
+
+TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse, const juce::File& folderToOwn, int lockToOwn)
+    : calls (callsToUse), ownFolder (folderToOwn), lockDescriptor (lockToOwn)
+{
+}
+
+TemporaryStore::~TemporaryStore()
+{
+    removeStoreFolder (ownFolder);
+    ::close (lockDescriptor);
+}
+
+juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file)
+{
+    const auto path = ownFolder.getChildFile (juce::String (nextFileNumber++) + ".data");
+    const auto noRoom = [&] (const juce::String& reason)
+    {
+        const auto free = freeBytes();
+        return juce::Result::fail (
+            "temporary folder " + ownFolder.getFullPathName() + ": " + reason + " ("
+            + juce::String (sizeInBytes) + " bytes needed"
+            + (free ? ", " + juce::String (*free) + " bytes free)" : juce::String (")")));
+    };
+
+    if (sizeInBytes > static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max()))
+        return noRoom (describeError (EFBIG));
+
+    const auto descriptor = calls.open (
+        path.getFullPathName().toRawUTF8(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+
+    if (descriptor < 0)
+        return juce::Result::fail ("temporary file " + errorOf (path, errno));
+
+    // Owns the descriptor and the name from here on, so that every return below cleans up.
+    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes));
+    const auto length = static_cast<std::int64_t> (sizeInBytes);
+
+    while (length > 0 && calls.fallocate (descriptor, 0, 0, length) != 0)
+    {
+        if (errno == EINTR)
+            continue;
+
+        if (errno != EOPNOTSUPP && errno != EINVAL && errno != ENOSYS)
+            return noRoom (describeError (errno));
+
+        // This file system can't reserve: what is free at this moment has to do as the check.
+        if (const auto free = freeBytes(); free.has_value() && *free < sizeInBytes)
+            return noRoom (describeError (ENOSPC));
+
+        if (calls.ftruncate (descriptor, length) != 0)
+            return noRoom (describeError (errno));
+
+        break;
+    }
+
+    file = std::move (made);
+    return juce::Result::ok();
+}
+
+std::optional<std::uint64_t> TemporaryStore::freeBytes() const
+{
+    return freeBytesOf (ownFolder);
+}
+
+int TemporaryStore::sweep (const juce::File& parentFolder)
+{
+    auto removed = 0;
+
+    for (const auto& entry : juce::RangedDirectoryIterator (
+             parentFolder, false, juce::String (folderPrefix) + "*", juce::File::findDirectories))
+    {
+        const auto folder = entry.getFile();
+        struct stat info = {};
+
+        if (! isStoreName (folder.getFileName()))
+            continue;
+
+        // Never through a link, and never what belongs to another user, whatever its name.
+        if (::lstat (folder.getFullPathName().toRawUTF8(), &info) != 0 || ! S_ISDIR (info.st_mode)
+            || info.st_uid != ::geteuid())
+            continue;
+
+        if (const auto lock = takeLock (folder); lock >= 0)
+        {
+            removeStoreFolder (folder);
+            ::close (lock);
+            removed += folder.exists() ? 0 : 1;
+        }
+    }
+
+    return removed;
+}
+
+std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
+{
+    auto existing = folder;
+
+    while (! existing.exists() && existing != existing.getParentDirectory())
+        existing = existing.getParentDirectory();
+
+    struct statvfs info = {};
+
+    if (::statvfs (existing.getFullPathName().toRawUTF8(), &info) != 0)
+        return std::nullopt;
+
+    return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize);
+}
+
+} // namespace tessivar

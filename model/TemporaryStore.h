@@ -1,0 +1,106 @@
+#pragma once
+
+#include "model/FileSystemCalls.h"
+
+#include <juce_core/juce_core.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace tessivar
+{
+
+/** A file of fixed size in a TemporaryStore, made by TemporaryStore::createFile and removed when destroyed.
+
+    Reads and writes may come from several threads at once, as long as they touch different bytes. What was never
+    written reads as zeros.
+*/
+class StoreFile
+{
+public:
+    ~StoreFile();
+
+    [[nodiscard]] std::uint64_t sizeInBytes() const { return size; }
+
+    /** Writes all bytes at offset, or returns false; lastError() then says why. The range lies inside the file. */
+    [[nodiscard]] bool write (std::uint64_t offset, const void* data, std::size_t numBytes);
+
+    /** Reads all bytes at offset, or returns false; dest is then partly filled. The range lies inside the file. */
+    [[nodiscard]] bool read (std::uint64_t offset, void* dest, std::size_t numBytes);
+
+    /** File and reason of the last failed read or write; empty when none failed. */
+    [[nodiscard]] juce::String lastError() const;
+
+private:
+    friend class TemporaryStore;
+    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size);
+
+    bool fail (const juce::String& reason);
+    [[nodiscard]] bool contains (std::uint64_t offset, std::size_t numBytes) const;
+
+    FileSystemCalls& calls;
+    const juce::File file;
+    const int descriptor;
+    const std::uint64_t size;
+
+    mutable std::mutex errorLock; // guards error
+    juce::String error;
+
+    JUCE_DECLARE_NON_COPYABLE (StoreFile)
+};
+
+/** A folder of this process for signals that don't fit in memory: tessivar-<pid>-<random>, mode 0700.
+
+    A lock file inside is held locked while the store lives. Folders whose lock can be taken were left behind by a
+    process that is gone; opening a store removes those beside its own. All functions may be called from several
+    threads at once.
+*/
+class TemporaryStore
+{
+public:
+    /** $XDG_CACHE_HOME/tessivar/tmp when that variable holds an absolute path, else ~/.cache/tessivar/tmp. */
+    [[nodiscard]] static juce::File defaultFolder();
+
+    /** Makes a store inside parentFolder, which is created when missing, and sweeps what dead processes left there.
+        On failure the result names the folder and the reason, and store stays as it was.
+    */
+    [[nodiscard]] static juce::Result open (const juce::File& parentFolder,
+                                            std::unique_ptr<TemporaryStore>& store,
+                                            FileSystemCalls& calls = FileSystemCalls::system());
+
+    /** Removes the store's folder and all files in it. A StoreFile that is still open can be used until it goes. */
+    ~TemporaryStore();
+
+    /** Makes a file and reserves its space, so that a full disk shows before the work. On failure the result names
+        the folder, the bytes needed and the bytes free, and file stays as it was.
+    */
+    [[nodiscard]] juce::Result createFile (std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file);
+
+    /** Bytes that can be written to the folder's file system; nothing when it can't be asked. */
+    [[nodiscard]] std::optional<std::uint64_t> freeBytes() const;
+
+    [[nodiscard]] const juce::File& folder() const { return ownFolder; }
+
+    /** Removes the folders of dead processes in parentFolder and returns how many. */
+    static int sweep (const juce::File& parentFolder);
+
+private:
+    TemporaryStore (FileSystemCalls&, const juce::File& folder, int lockDescriptor);
+
+    FileSystemCalls& calls;
+    const juce::File ownFolder;
+    const int lockDescriptor;
+    std::atomic<int> nextFileNumber{ 1 };
+
+    JUCE_DECLARE_NON_COPYABLE (TemporaryStore)
+};
+
+/** Bytes that can be written to the file system of a folder, or of its nearest ancestor that exists; nothing when it
+    can't be asked.
+*/
+[[nodiscard]] std::optional<std::uint64_t> freeBytesOf (const juce::File& folder);
+
+} // namespace tessivar
