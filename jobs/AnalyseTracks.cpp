@@ -1,0 +1,353 @@
+#include "jobs/AnalyseTracks.h"
+
+#include "jobs/StoreSignals.h"
+#include "jobs/SystemResources.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <optional>
+#include <vector>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto analysisFailedText =
+    "Analyze seems to have failed. Please try again. If the problem persists contact us.";
+
+constexpr std::uint64_t bytesPerRenderedSample = method::numRenderChannels * sizeof (float);
+constexpr std::uint64_t bytesPerComponentSample = method::numComponents * sizeof (float);
+
+std::uint64_t lengthOf (const SessionTrack& track)
+{
+    return static_cast<std::uint64_t> (std::max<std::int64_t> (0, track.lengthInSamples));
+}
+
+std::vector<TrackShape> shapesOf (std::span<const SessionTrack> tracks)
+{
+    std::vector<TrackShape> shapes;
+
+    for (const auto& track : tracks)
+        shapes.push_back (
+            { drumTypeCode (track.drumType), track.excluded, track.sampleRate, track.lengthInSamples });
+
+    return shapes;
+}
+
+AnalysisOptions engineOptions (const AnalyseOptions& options, juce::StringArray* diagnostics)
+{
+    AnalysisOptions result;
+    result.resourceFolder = options.resourceFolder.getFullPathName().toStdString();
+    result.numThreads = options.numThreads;
+    result.seed = options.seed;
+    result.keepAllComponents = options.keepAllComponents;
+    result.diagnostics = [diagnostics] (std::string_view line)
+    {
+        if (diagnostics != nullptr)
+            diagnostics->add (juce::String::fromUTF8 (line.data(), static_cast<int> (line.size())).trimEnd());
+    };
+    return result;
+}
+
+/** The engine's working space in a TemporaryStore. Nothing of it reaches the tracks before the analysis is done. */
+class StoreBackedStorage final : public AnalysisStorage
+{
+public:
+    StoreBackedStorage (TemporaryStore& storeToUse, std::span<const SessionTrack> sessionTracks)
+        : store (storeToUse), tracks (sessionTracks), results (sessionTracks.size())
+    {
+    }
+
+    ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override
+    {
+        const auto size = static_cast<std::uint64_t> (numPlanes)
+                          * static_cast<std::uint64_t> (lengthInSamples) * sizeof (float);
+
+        if (auto file = make (size))
+            scratchPlanes.emplace (std::move (file), lengthInSamples);
+
+        return scratchPlanes ? &*scratchPlanes : nullptr;
+    }
+
+    RenderedTrackSink* rendered (int trackIndex) override
+    {
+        auto& result = results[static_cast<std::size_t> (trackIndex)];
+        result.rendered = make (bytesPerRenderedSample * length (trackIndex));
+
+        if (result.rendered != nullptr)
+            result.sink.emplace (result.rendered);
+
+        return result.sink ? &*result.sink : nullptr;
+    }
+
+    bool component (int trackIndex, int slot, std::span<const float> samples) override
+    {
+        auto& result = results[static_cast<std::size_t> (trackIndex)];
+
+        if (result.components == nullptr)
+            result.components = make (bytesPerComponentSample * length (trackIndex));
+
+        if (result.components == nullptr)
+            return false;
+
+        if (slot != result.slot)
+        {
+            result.slot = slot;
+            result.position = 0;
+        }
+
+        const auto first = slot * static_cast<std::int64_t> (length (trackIndex)) + result.position;
+        result.position += static_cast<std::int64_t> (samples.size());
+        return writeSamples (*result.components, first, samples);
+    }
+
+    /** Why the engine was refused room or a write; empty when neither happened. */
+    [[nodiscard]] juce::String failure() const
+    {
+        if (creationFailure.isNotEmpty())
+            return creationFailure;
+
+        if (scratchPlanes && scratchPlanes->lastError().isNotEmpty())
+            return scratchPlanes->lastError();
+
+        for (const auto& result : results)
+            for (const auto& file : { result.rendered, result.components })
+                if (file != nullptr && file->lastError().isNotEmpty())
+                    return file->lastError();
+
+        return {};
+    }
+
+    [[nodiscard]] bool ranOutOfRoom() const { return creationFailure.isNotEmpty(); }
+
+    void moveInto (std::size_t index, SessionTrack& track)
+    {
+        track.rendered = std::move (results[index].rendered);
+        track.components = std::move (results[index].components);
+    }
+
+private:
+    struct TrackResult
+    {
+        std::shared_ptr<StoreFile> rendered, components;
+        std::optional<StoreSink> sink;
+        int slot = -1;             // of the component that is being written
+        std::int64_t position = 0; // its next sample
+    };
+
+    [[nodiscard]] std::uint64_t length (int trackIndex) const
+    {
+        return lengthOf (tracks[static_cast<std::size_t> (trackIndex)]);
+    }
+
+    std::shared_ptr<StoreFile> make (std::uint64_t size)
+    {
+        std::shared_ptr<StoreFile> file;
+
+        if (const auto made = store.createFile (size, file); made.failed())
+            creationFailure = made.getErrorMessage();
+
+        return file;
+    }
+
+    TemporaryStore& store;
+    std::span<const SessionTrack> tracks;
+    std::vector<TrackResult> results;
+    std::optional<StorePlanes> scratchPlanes;
+    juce::String creationFailure;
+};
+
+AnalyseOutcome outcomeOf (AnalyseStatus status, const juce::String& message, const juce::String& reason = {})
+{
+    AnalyseOutcome outcome;
+    outcome.status = status;
+    outcome.message = message;
+    outcome.reason = reason;
+    return outcome;
+}
+
+juce::String reasonOf (AnalysisStatus status,
+                       const StoreBackedStorage& storage,
+                       std::span<const StoreSource> sources,
+                       double sampleRate)
+{
+    switch (status)
+    {
+        case AnalysisStatus::unsupportedRate:
+            return "sample rate " + juce::String (sampleRate) + " Hz can't be analysed";
+        case AnalysisStatus::readFailed:
+            for (const auto& source : sources)
+                if (source.lastError().isNotEmpty())
+                    return source.lastError();
+
+            return "a track's audio can't be read";
+        case AnalysisStatus::storageFailed:
+            return storage.failure();
+        case AnalysisStatus::numericalFailure:
+            return "a component holds nothing but values that are no numbers";
+        case AnalysisStatus::completed:
+        case AnalysisStatus::stopped:
+            break;
+    }
+
+    return {};
+}
+} // namespace
+
+juce::Result AnalyseForecast::check() const
+{
+    const auto tooMuch = [] (const juce::String& what, std::uint64_t needed, std::uint64_t free)
+    {
+        return juce::Result::fail ("not enough " + what + ": " + describeBytes (needed) + " needed, "
+                                   + describeBytes (free) + " free");
+    };
+
+    if (memoryNeeded > memoryFree)
+        return tooMuch ("memory", memoryNeeded, memoryFree);
+
+    if (diskNeeded > diskFree)
+        return tooMuch ("space in the temporary folder", diskNeeded, diskFree);
+
+    return juce::Result::ok();
+}
+
+juce::Result AnalyseOutcome::result() const
+{
+    if (status == AnalyseStatus::completed)
+        return juce::Result::ok();
+
+    if (status == AnalyseStatus::stopped)
+        return juce::Result::fail ("stopped");
+
+    return juce::Result::fail (reason.isEmpty() ? message : message + "\n" + reason);
+}
+
+juce::String analysisRefusal (std::span<const SessionTrack> tracks)
+{
+    const auto hasActive = [&] (DrumType type)
+    {
+        return std::any_of (tracks.begin(),
+                            tracks.end(),
+                            [type] (const SessionTrack& track)
+                            { return ! track.excluded && track.drumType == type; });
+    };
+
+    // A Group of HiHat tracks alone has close microphones; what it lacks is a Kick or Snare to tell them by.
+    if (hasActive (DrumType::hiHat) && ! hasActive (DrumType::kick) && ! hasActive (DrumType::snare))
+        return "In order to analyze the HiHat track a Kick or Snare track has to be present in the Group. "
+               "Add a Kick/Snare track or select Other as the track type.";
+
+    if (std::none_of (
+            tracks.begin(), tracks.end(), [] (const SessionTrack& track) { return track.takesPart(); }))
+        return "Group has no close microphones to analyze.";
+
+    return {};
+}
+
+AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,
+                                 const AnalyseOptions& options,
+                                 const juce::File& temporaryFolder)
+{
+    constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
+    AnalyseForecast forecast;
+    forecast.memoryFree = freeMemory().value_or (unknown);
+    forecast.diskFree = freeBytesOf (temporaryFolder).value_or (unknown);
+
+    const auto shape = AnalysisShape::forTracks (shapesOf (tracks));
+
+    if (! shape)
+        return forecast;
+
+    const auto engine = forecastAnalysis (*shape, engineOptions (options, nullptr));
+    forecast.memoryNeeded = engine.memoryBytes;
+    forecast.diskNeeded = engine.scratchBytes;
+
+    for (const auto& track : tracks)
+    {
+        if (track.takesPart())
+            forecast.diskNeeded +=
+                lengthOf (track)
+                * (bytesPerRenderedSample + (options.keepAllComponents ? bytesPerComponentSample : 0));
+
+        if (track.source == nullptr)
+            forecast.diskNeeded += lengthOf (track) * sizeof (float);
+    }
+
+    return forecast;
+}
+
+AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
+                               const AnalyseOptions& options,
+                               TemporaryStore& store,
+                               const AnalysisControl& control)
+{
+    if (const auto refusal = analysisRefusal (tracks); refusal.isNotEmpty())
+        return outcomeOf (AnalyseStatus::refused, refusal);
+
+    for (const auto& track : tracks)
+        if (track.sampleRate != tracks.front().sampleRate)
+            return outcomeOf (AnalyseStatus::refused,
+                              "The tracks have different sample rates.",
+                              track.sourceFile.getFullPathName() + " has " + juce::String (track.sampleRate)
+                                  + " Hz, " + tracks.front().sourceFile.getFullPathName() + " has "
+                                  + juce::String (tracks.front().sampleRate) + " Hz");
+
+    if (const auto room = forecastAnalyse (tracks, options, store.folder()).check(); room.failed())
+        return outcomeOf (AnalyseStatus::noRoom, analysisFailedText, room.getErrorMessage());
+
+    try
+    {
+        StoreBackedStorage storage (store, tracks);
+        std::vector<StoreSource> sources;
+        std::vector<AnalysisTrack> engineTracks;
+        const auto shapes = shapesOf (tracks);
+        sources.reserve (tracks.size());
+
+        for (std::size_t i = 0; i < tracks.size(); ++i)
+        {
+            jassert (tracks[i].source != nullptr);
+            sources.emplace_back (tracks[i].source);
+            engineTracks.push_back ({ shapes[i], &sources.back() });
+        }
+
+        AnalyseOutcome outcome;
+        auto analysis =
+            analyseTracks (engineTracks, engineOptions (options, &outcome.diagnostics), storage, control);
+        outcome.shape = analysis.shape;
+        outcome.nonFiniteSamples = analysis.nonFiniteSamples;
+
+        if (analysis.status == AnalysisStatus::stopped)
+        {
+            outcome.status = AnalyseStatus::stopped;
+            return outcome;
+        }
+
+        if (analysis.status != AnalysisStatus::completed)
+        {
+            const auto isRate = analysis.status == AnalysisStatus::unsupportedRate;
+            outcome.status = isRate                   ? AnalyseStatus::refused
+                             : storage.ranOutOfRoom() ? AnalyseStatus::noRoom
+                                                      : AnalyseStatus::failed;
+            outcome.message = analysisFailedText;
+            outcome.reason = reasonOf (analysis.status, storage, sources, tracks.front().sampleRate);
+            return outcome;
+        }
+
+        for (std::size_t i = 0; i < tracks.size(); ++i)
+        {
+            tracks[i].processed = analysis.tracks[i].rendered;
+            tracks[i].analysis = analysis.tracks[i];
+            storage.moveInto (i, tracks[i]);
+        }
+
+        return outcome;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return outcomeOf (AnalyseStatus::noRoom, analysisFailedText, "memory ran out");
+    }
+}
+
+} // namespace tessivar

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "engine/AnalysisData.h"
+#include "engine/SelfTest.h"
+
+#include <juce_core/juce_core.h>
+
+namespace tessivar
+{
+
+/** The engine's self-test for rooms that don't see the engine. Takes about a second; not while an analysis runs. */
+[[nodiscard]] inline std::vector<SelfTestLine> runSelfTest (const juce::File& resourceFolder)
+{
+    return runSelfTest (resourceFolder.getFullPathName().toStdString());
+}
+
+/** Fails when an analysis data file is missing or has another size than it should; the reason names the first one.
+    The analysis itself reads zeros for what it does not find, which nobody would want to listen to.
+*/
+[[nodiscard]] inline juce::Result checkDataFiles (const juce::File& resourceFolder)
+{
+    for (const auto& entry : allDataFiles())
+    {
+        const auto file = resourceFolder.getChildFile (juce::String (entry.name));
+        const auto expected = static_cast<juce::int64> (entry.numFloats * sizeof (float));
+        if (! file.existsAsFile())
+            return juce::Result::fail (file.getFullPathName() + ": this analysis data file is missing");
+        if (file.getSize() != expected)
+            return juce::Result::fail (file.getFullPathName() + ": this analysis data file has "
+                                       + juce::String (file.getSize()) + " bytes instead of "
+                                       + juce::String (expected));
+    }
+    return juce::Result::ok();
+}
+
+} // namespace tessivar

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "engine/AnalysisPipeline.h"
+#include "engine/SuppressionRendering.h"
+#include "model/DrumType.h"
+#include "model/TemporaryStore.h"
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace tessivar
+{
+
+/** One close microphone (or overhead, or other track) of a performance, as the jobs see it.
+
+    Its audio lies in a TemporaryStore, full scale 1.0, in the byte order of this machine:
+      source      lengthInSamples floats
+      rendered    7 * lengthInSamples floats, interleaved: 0..4 the five best components, 5 the residual, 6 the source
+      components  10 planes of lengthInSamples floats, best first
+*/
+struct SessionTrack
+{
+    juce::File sourceFile;
+    juce::String name;                // of the source file, without extension
+    int channel = 0;                  // 0-based, within the source file
+    int numChannels = 1;              // of the source file
+    double sampleRate = 0.0;          // Hz
+    std::int64_t lengthInSamples = 0; // the track's own, others of the session may be longer
+    int bitsPerSample = 0;            // of the source file
+    bool isFloatingPoint = false;     // of the source file
+    juce::StringPairArray metadata;   // of the source file, as its reader gave it
+
+    DrumType drumType = DrumType::other;
+    bool excluded = false;
+    SuppressionSetting setting;
+
+    std::shared_ptr<StoreFile> source; // null until the track is imported
+
+    bool processed = false;                // set by an analysis the track took part in
+    TrackAnalysis analysis;                // of that analysis
+    std::shared_ptr<StoreFile> rendered;   // null unless processed
+    std::shared_ptr<StoreFile> components; // null unless processed and asked for
+
+    /** Whether an analysis renders this track; all others pass through unchanged. */
+    [[nodiscard]] bool takesPart() const
+    {
+        return ! excluded && drumCode::isRendered (drumTypeCode (drumType));
+    }
+
+    /** Whether what is played and exported is rendered, from `rendered`, and not the source as it is. */
+    [[nodiscard]] bool hasProcessedOutput() const { return processed && takesPart(); }
+};
+
+} // namespace tessivar

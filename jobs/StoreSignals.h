@@ -1,0 +1,66 @@
+#pragma once
+
+#include "engine/SampleStorage.h"
+#include "model/TemporaryStore.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace tessivar
+{
+
+/** Float samples in a StoreFile, addressed by sample instead of by byte: in front of the engine's interfaces. */
+[[nodiscard]] bool writeSamples (StoreFile& file, std::int64_t firstSample, std::span<const float> samples);
+[[nodiscard]] bool readSamples (StoreFile& file, std::int64_t firstSample, std::span<float> dest);
+
+/** A whole StoreFile as one signal. */
+class StoreSource final : public SampleSource
+{
+public:
+    explicit StoreSource (std::shared_ptr<StoreFile> signal) : file (std::move (signal)) {}
+
+    [[nodiscard]] std::int64_t lengthInSamples() const override
+    {
+        return static_cast<std::int64_t> (file->sizeInBytes() / sizeof (float));
+    }
+
+    [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] juce::String lastError() const { return file->lastError(); }
+
+private:
+    std::shared_ptr<StoreFile> file;
+};
+
+/** A StoreFile cut into planes of equal length, one after the other. */
+class StorePlanes final : public ScratchPlanes
+{
+public:
+    StorePlanes (std::shared_ptr<StoreFile> planes, std::int64_t planeLength)
+        : file (std::move (planes)), length (planeLength)
+    {
+    }
+
+    [[nodiscard]] bool write (int plane, std::int64_t start, std::span<const float> samples) override;
+    [[nodiscard]] bool read (int plane, std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] juce::String lastError() const { return file->lastError(); }
+
+private:
+    std::shared_ptr<StoreFile> file;
+    std::int64_t length;
+};
+
+/** A StoreFile of seven interleaved channels. */
+class StoreSink final : public RenderedTrackSink
+{
+public:
+    explicit StoreSink (std::shared_ptr<StoreFile> frames) : file (std::move (frames)) {}
+
+    [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override;
+    [[nodiscard]] juce::String lastError() const { return file->lastError(); }
+
+private:
+    std::shared_ptr<StoreFile> file;
+};
+
+} // namespace tessivar

@@ -1,0 +1,260 @@
+#include "jobs/AnalyseTracks.h"
+
+#include "jobs/StoreSignals.h"
+#include "jobs/SystemResources.h"
+#include "tests/jobs/JobFixtures.h"
+
+#include <cmath>
+
+#include <sys/resource.h>
+
+using namespace tessivar;
+using namespace tessivar::test;
+
+namespace
+{
+constexpr std::int64_t length = 66150; // 1.5 s
+
+/** Decaying bursts of a sine, four to the second, with some of another drum leaking in. */
+std::vector<float> drum (double frequency, double leakFrequency, std::int64_t numSamples)
+{
+    std::vector<float> samples (static_cast<std::size_t> (numSamples));
+
+    for (std::size_t i = 0; i < samples.size(); ++i)
+    {
+        const auto hit = [i] (double hz, std::size_t offset)
+        {
+            const auto t = static_cast<double> ((i + offset) % 11025) / 44100.0;
+            return std::exp (-30.0 * t) * std::sin (2.0 * juce::MathConstants<double>::pi * hz * t);
+        };
+
+        samples[i] = static_cast<float> (0.6 * hit (frequency, 0) + 0.1 * hit (leakFrequency, 5512));
+    }
+
+    return samples;
+}
+
+SessionTrack trackOf (TemporaryStore& store, DrumType type, const std::vector<float>& samples)
+{
+    SessionTrack track;
+    track.name = drumTypeKey (type);
+    track.sourceFile = juce::File ("/takes/" + track.name + ".wav");
+    track.sampleRate = 44100.0;
+    track.lengthInSamples = static_cast<std::int64_t> (samples.size());
+    track.bitsPerSample = 24;
+    track.drumType = type;
+    track.source = stored (store, samples);
+    return track;
+}
+
+/** A disk that is full as soon as a file of an analysis is wanted. */
+struct FullDisk final : FileSystemCalls
+{
+    int fallocate (int descriptor, int mode, std::int64_t offset, std::int64_t size) override
+    {
+        if (! isFull)
+            return FileSystemCalls::fallocate (descriptor, mode, offset, size);
+
+        errno = ENOSPC;
+        return -1;
+    }
+
+    bool isFull = false;
+};
+} // namespace
+
+TEST_CASE ("analyseSession", "[jobs][analyse]")
+{
+    WorkFolder work;
+    FullDisk disk;
+    std::unique_ptr<TemporaryStore> store;
+    REQUIRE (TemporaryStore::open (work.folder, store, disk).wasOk());
+
+    AnalyseOptions options;
+    options.resourceFolder = juce::File (juce::String (resourceFolder()));
+
+    const auto kick = drum (60.0, 1900.0, length), snare = drum (1900.0, 60.0, length - 20000);
+    std::vector<SessionTrack> tracks{ trackOf (*store, DrumType::kick, kick),
+                                      trackOf (*store, DrumType::oh, drum (800.0, 60.0, length)),
+                                      trackOf (*store, DrumType::snare, snare),
+                                      trackOf (*store, DrumType::tomLow, drum (120.0, 60.0, length)) };
+    tracks[3].excluded = true;
+    tracks[3].processed = true; // from an earlier analysis in which it took part
+
+    const auto numFiles = [&] { return store->folder().getNumberOfChildFiles (juce::File::findFiles); };
+    const auto filesBefore = numFiles();
+
+    SECTION (
+        "gives the close microphones seven channels that add up to the source, and leaves the others alone")
+    {
+        options.keepAllComponents = true;
+        const auto outcome = analyseSession (tracks, options, *store, {});
+        INFO (outcome.message + " " + outcome.reason);
+        REQUIRE (outcome.status == AnalyseStatus::completed);
+
+        for (const auto index : { 0u, 2u })
+        {
+            const auto& track = tracks[index];
+            CHECK (track.processed);
+            CHECK (track.analysis.rendered);
+            REQUIRE (track.rendered != nullptr);
+            const auto frames = samplesOf (*track.rendered);
+            const auto source = samplesOf (*track.source);
+            REQUIRE (frames.size() == 7 * source.size());
+            const auto components = samplesOf (*track.components);
+            REQUIRE (components.size() == 10 * source.size());
+            float worst = 0.0f, worstComponent = 0.0f;
+
+            for (std::size_t i = 0; i < source.size(); ++i)
+            {
+                const auto* frame = &frames[7 * i];
+                float sum = 0.0f;
+
+                for (std::size_t c = 0; c < 6; ++c)
+                    sum += frame[c];
+
+                worst = std::max ({ worst, std::abs (sum - source[i]), std::abs (frame[6] - source[i]) });
+
+                for (std::size_t c = 0; c < 5; ++c)
+                    worstComponent =
+                        std::max (worstComponent, std::abs (frame[c] - components[c * source.size() + i]));
+            }
+
+            CHECK (worst < 1.0e-6f);
+            CHECK (worstComponent == 0.0f);
+        }
+
+        for (const auto index : { 1u, 3u })
+        {
+            CHECK_FALSE (tracks[index].processed);
+            CHECK (tracks[index].rendered == nullptr);
+        }
+
+        CHECK (numFiles() == filesBefore + 4); // no scratch is left
+    }
+
+    SECTION ("a stop, a full disk or an unreadable source changes no track and leaves no file")
+    {
+        for (const auto* what : { "stopped", "full", "unreadable" })
+        {
+            INFO (what);
+            AnalysisControl control;
+            auto expected = AnalyseStatus::failed;
+            std::shared_ptr<StoreFile> shortFile;
+
+            if (juce::String (what) == "stopped")
+            {
+                int asked = 0;
+                control.shouldStop = [asked]() mutable { return ++asked > 40; };
+                expected = AnalyseStatus::stopped;
+            }
+            else if (juce::String (what) == "full")
+            {
+                disk.isFull = true;
+                expected = AnalyseStatus::noRoom;
+            }
+            else
+            {
+                disk.isFull = false;
+                const auto data = store->folder().findChildFiles (juce::File::findFiles, false, "*.data");
+
+                for (const auto& file : data)
+                    REQUIRE (::truncate (file.getFullPathName().toRawUTF8(), 1000) == 0);
+            }
+
+            const auto outcome = analyseSession (tracks, options, *store, control);
+            CHECK (outcome.status == expected);
+            CHECK (outcome.message.isEmpty() == (expected == AnalyseStatus::stopped));
+            CHECK (outcome.reason.contains (store->folder().getFullPathName())
+                   == (expected != AnalyseStatus::stopped));
+            CHECK_FALSE (tracks[0].processed);
+            CHECK (tracks[3].processed);
+            CHECK (numFiles() == filesBefore);
+        }
+    }
+
+    SECTION ("refuses, in the fixed words, what can't be analysed")
+    {
+        tracks[2].excluded = true;
+        tracks[0].drumType = DrumType::hiHat;
+        const auto hiHatText = analysisRefusal (tracks);
+        CHECK (hiHatText.startsWith (
+            "In order to analyze the HiHat track a Kick or Snare track has to be present"));
+        const auto outcome = analyseSession (tracks, options, *store, {});
+        CHECK (outcome.status == AnalyseStatus::refused);
+        CHECK (outcome.message == hiHatText);
+
+        tracks[0].drumType = DrumType::other;
+        CHECK (analysisRefusal (tracks) == "Group has no close microphones to analyze.");
+        tracks[2].excluded = false;
+        CHECK (analysisRefusal (tracks).isEmpty());
+
+        tracks[0].sampleRate = 48000.0;
+        CHECK (analyseSession (tracks, options, *store, {}).reason.contains ("48000"));
+    }
+
+    SECTION ("forecasts the disk it takes, and refuses with both numbers what does not fit")
+    {
+        auto forecast = forecastAnalyse (tracks, options, work.file ("not/yet/there"));
+        CHECK (forecast.diskFree > 0);
+        CHECK (forecast.memoryNeeded > 0);
+        CHECK (forecast.check().wasOk());
+
+        // Not imported yet: the source's 4 bytes a sample come on top.
+        const auto needed = forecast.diskNeeded;
+        tracks[0].source.reset();
+        CHECK (forecastAnalyse (tracks, options, work.folder).diskNeeded == needed + 4 * length);
+
+        // One more rendered track, with all its components: 28 + 40 bytes a sample.
+        options.keepAllComponents = true;
+        const auto withComponents = forecastAnalyse (tracks, options, work.folder).diskNeeded;
+        tracks[3].excluded = false;
+        CHECK (forecastAnalyse (tracks, options, work.folder).diskNeeded == withComponents + 68 * length);
+
+        forecast.diskFree = 5;
+        CHECK (forecast.check().getErrorMessage().contains (juce::String (forecast.diskNeeded) + " bytes"));
+        CHECK (forecast.check().getErrorMessage().contains ("5 bytes free"));
+        forecast.memoryFree = 6;
+        CHECK (forecast.check().getErrorMessage().contains ("6 bytes free"));
+    }
+}
+
+TEST_CASE ("StoreSource", "[jobs][store]")
+{
+    WorkFolder work;
+    auto store = openStore (work.folder);
+    StoreSource source (stored (*store, { 1.0f, 2.0f, 3.0f }));
+    CHECK (source.lengthInSamples() == 3);
+
+    // Every window of every length around the three samples, silence where there is none.
+    for (std::int64_t start = -4; start < 6; ++start)
+        for (std::size_t count = 0; count < 9; ++count)
+        {
+            INFO (count << " samples from " << start);
+            std::vector<float> dest (count, 9.0f);
+            REQUIRE (source.read (start, dest));
+
+            for (std::size_t i = 0; i < count; ++i)
+            {
+                const auto position = start + static_cast<std::int64_t> (i);
+                REQUIRE (dest[i]
+                         == (position >= 0 && position < 3 ? static_cast<float> (position + 1) : 0.0f));
+            }
+        }
+}
+
+TEST_CASE ("freeMemory", "[jobs][resources]")
+{
+    const auto before = freeMemory();
+    REQUIRE (before.has_value());
+    rlimit kept = {};
+    REQUIRE (::getrlimit (RLIMIT_AS, &kept) == 0);
+
+    // A limit that the process is already beyond leaves nothing.
+    rlimit tight = kept;
+    tight.rlim_cur = 1 << 20;
+    REQUIRE (::setrlimit (RLIMIT_AS, &tight) == 0);
+    const auto limited = freeMemory();
+    REQUIRE (::setrlimit (RLIMIT_AS, &kept) == 0);
+    CHECK (limited == std::uint64_t (0));
+}
