@@ -1,0 +1,219 @@
+#include "cli/CommandTable.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr OptionSpec jsonOption{
+    .name = "--json",
+    .help = "Print one JSON document on standard output, and nothing else there.",
+};
+
+constexpr std::array processOptions{
+    OptionSpec{
+        .name = "--out",
+        .value = "DIR",
+        .kind = ValueKind::folder,
+        .required = true,
+        .help = "The folder for the processed files. It is made when it does not exist.",
+    },
+    OptionSpec{
+        .name = "--focus",
+        .value = "[NAME=]VALUE",
+        .kind = ValueKind::text,
+        .repeatable = true,
+        .help =
+            "How much is removed: 0 leaves a track as it is, 5 keeps only the best component. VALUE is a "
+            "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for "
+            "every track that no NAME matches. Default: 3, the most that rarely costs a drum its own sound.",
+    },
+    OptionSpec{
+        .name = "--fine",
+        .value = "[NAME=]VALUE",
+        .kind = ValueKind::text,
+        .repeatable = true,
+        .help =
+            "How much of what was removed is mixed back: 0 nothing, 1 everything; a number from 0 to 1 or "
+            "a percentage. Given like --focus. Default: 0.",
+    },
+    OptionSpec{
+        .name = "--type",
+        .value = "NAME=TYPE",
+        .kind = ValueKind::drumType,
+        .repeatable = true,
+        .help =
+            "The drum type of the tracks that NAME matches: kick, snare, hiHat, tomHigh, tomLow, tomFloor, "
+            "oh or other. Without it the type is guessed from the file name. Tracks of type oh and other "
+            "pass through unchanged.",
+    },
+    OptionSpec{
+        .name = "--exclude",
+        .value = "NAME",
+        .kind = ValueKind::text,
+        .repeatable = true,
+        .help = "Leave the tracks that NAME matches out of the analysis. They pass through unchanged.",
+    },
+    OptionSpec{
+        .name = "--format",
+        .value = "FORMAT",
+        .kind = ValueKind::audioFormat,
+        .help = "The kind of file to write: wav or aiff. Default: wav.",
+    },
+    OptionSpec{
+        .name = "--overwrite",
+        .help = "Replace files that exist in DIR. A source file is never replaced.",
+    },
+    OptionSpec{
+        .name = "--components",
+        .help =
+            "Also write the ten component signals of every analysed track, best first, as 32-bit float WAV.",
+    },
+    OptionSpec{
+        .name = "--seed",
+        .value = "N",
+        .kind = ValueKind::text,
+        .help = "The start of the analysis. Equal seeds give equal files; another seed may part the drums "
+                "better or worse. Default: 1.",
+    },
+    OptionSpec{
+        .name = "--threads",
+        .value = "N",
+        .kind = ValueKind::text,
+        .help =
+            "How many threads compute, 1 to 256. The result does not depend on it. Default: one per core.",
+    },
+    OptionSpec{
+        .name = "--temp",
+        .value = "DIR",
+        .kind = ValueKind::folder,
+        .help = "The folder for temporary data; it needs about 32 bytes for each sample of each track. "
+                "Default: tessivar/tmp in the user's cache folder.",
+    },
+    OptionSpec{
+        .name = "--dry-run",
+        .help = "Check the files and print the plan and what it takes of memory and disk; write nothing.",
+    },
+    jsonOption,
+    OptionSpec{
+        .name = "--quiet",
+        .help = "No progress and no table; errors are still told.",
+    },
+};
+
+constexpr std::array infoOptions{ jsonOption };
+
+constexpr std::array demoOptions{
+    OptionSpec{
+        .name = "--overwrite",
+        .help = "Replace files that exist in DIR.",
+    },
+};
+
+constexpr std::array helpOptions{
+    OptionSpec{
+        .name = "--help",
+        .help = "Print this help.",
+    },
+};
+
+constexpr std::array versionOptions{
+    OptionSpec{
+        .name = "--version",
+        .help = "Print version and revision.",
+    },
+};
+
+constexpr std::array commands{
+    CommandSpec{
+        "process",
+        OperandKind::audioFilesAndFolders,
+        "INPUT...",
+        "analyse the tracks of one performance together and write them with less leakage",
+        "INPUT are the close microphones of one performance: audio files, folders (their audio files, "
+        "sorted by name, without their subfolders), or a mix. Files keep the order in which they are "
+        "given. WAV, AIFF, CAF, FLAC and Ogg Vorbis are read, mono or stereo, at 44.1, 48, 88.2, 96 or 192 "
+        "kHz, all of one rate.\n"
+        "Every track becomes one mono file in DIR, named after its source with _Processed added (and _L or "
+        "_R before it when the source is stereo), at the source's own length and bit depth and with its "
+        "metadata. Tracks that pass through unchanged keep their plain name.\n"
+        "NAME is a file name without its extension, upper and lower case alike; * stands for any "
+        "characters and ? for one. When several options fit a track, the last one counts. A NAME that "
+        "matches no track is an error.",
+        processOptions },
+    CommandSpec{
+        "classify",
+        OperandKind::text,
+        "NAME...",
+        "tell which drum type is guessed from a file name",
+        "Prints one line for each NAME: the name, its type, and what in the name the guess rests on. The "
+        "files need not exist.",
+        {} },
+    CommandSpec{
+        "info",
+        OperandKind::audioFiles,
+        "FILE...",
+        "tell rate, depth, channels, length, type and warnings of audio files",
+        "Reads every file to its end and checks it the way process does. Each file is judged by itself.",
+        infoOptions },
+    CommandSpec{
+        "demo",
+        OperandKind::folder,
+        "DIR",
+        "write the demo session as 24-bit WAV files",
+        "Writes seven tracks of a real drum kit with much leakage into DIR, 20 seconds each, with their "
+        "licence.",
+        demoOptions },
+    CommandSpec{
+        "selftest",
+        OperandKind::none,
+        "",
+        "check this installation",
+        "Checks that the analysis data are all there and whole, and that sound comes back unchanged from "
+        "the analysis at all five sample rates; tells which processor instructions are used.",
+        {} },
+};
+
+constexpr std::array exitCodes{
+    ExitCodeSpec{ exitCode::done, "all done" },
+    ExitCodeSpec{ exitCode::someFailed, "some files failed, the rest is done" },
+    ExitCodeSpec{ exitCode::usage, "wrong usage; nothing was done" },
+    ExitCodeSpec{ exitCode::inputRefused, "the input was refused; nothing was written" },
+    ExitCodeSpec{ exitCode::outputFailed, "the output could not be written" },
+    ExitCodeSpec{ exitCode::analysisFailed, "the analysis failed; nothing was written" },
+    ExitCodeSpec{ exitCode::interrupted, "interrupted" },
+};
+} // namespace
+
+std::span<const CommandSpec> commandTable()
+{
+    return commands;
+}
+
+std::span<const OptionSpec> commonOptions()
+{
+    return helpOptions;
+}
+
+std::span<const OptionSpec> programOptions()
+{
+    return versionOptions;
+}
+
+std::span<const ExitCodeSpec> exitCodeTable()
+{
+    return exitCodes;
+}
+
+const CommandSpec* findCommand (std::string_view name)
+{
+    const auto found = std::find_if (commands.begin(),
+                                     commands.end(),
+                                     [name] (const CommandSpec& command) { return command.name == name; });
+    return found == commands.end() ? nullptr : &*found;
+}
+
+} // namespace tessivar

@@ -1,0 +1,108 @@
+#include "cli/DemoCommand.h"
+
+#include "cli/CommandTable.h"
+#include "cli/InputFiles.h"
+#include "cli/TerminalText.h"
+#include "jobs/ExportTracks.h"
+#include "jobs/ImportTracks.h"
+
+#include <ostream>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto licenceName = "LICENSE";
+
+/** Puts the licence beside the tracks; one that is already there, with the same words, stays. */
+juce::Result copyLicence (const juce::File& source, const juce::File& target, bool overwrite)
+{
+    if (target.existsAsFile() && target.hasIdenticalContentTo (source))
+        return juce::Result::ok();
+    if (target.exists() && ! overwrite)
+        return juce::Result::fail (target.getFullPathName() + ": the file exists; --overwrite replaces it");
+    if (! source.copyFileTo (target))
+        return juce::Result::fail (target.getFullPathName() + ": the file can't be written");
+    return juce::Result::ok();
+}
+} // namespace
+
+int runDemo (const std::string& folderArgument, bool overwrite, const CommandContext& context)
+{
+    juce::File folder;
+    const auto named = fileFromArgument (folderArgument, folder);
+    if (named.failed())
+    {
+        context.tellError (named.getErrorMessage());
+        return exitCode::usage;
+    }
+
+    const auto demoFolder = context.resourceFolder.getChildFile ("demo");
+    const auto inputs = collectInputFiles ({ demoFolder.getFullPathName().toStdString() });
+    for (const auto& bad : inputs.bad)
+        context.tellError ("the demo session is not installed: " + bad.reason);
+    if (! inputs.bad.empty())
+        return exitCode::inputRefused;
+
+    std::unique_ptr<TemporaryStore> store;
+    const auto opened = TemporaryStore::open (TemporaryStore::defaultFolder(), store);
+    if (opened.failed())
+    {
+        context.tellError (opened.getErrorMessage());
+        return exitCode::outputFailed;
+    }
+
+    const AnalysisControl control{ .shouldStop = context.stopRequested, .setProgress = {} };
+    ImportWarnings warnings;
+    std::vector<SessionTrack> tracks;
+    for (const auto& file : inputs.files)
+    {
+        auto outcome = importFile (file, 0.0, warnings, store.get(), control);
+        if (outcome.intake.cancelled)
+        {
+            context.tellError ("interrupted");
+            return exitCode::interrupted;
+        }
+        if (! outcome.intake.accepted())
+        {
+            context.tellError (outcome.intake.reason);
+            return outcome.intake.storageFailed ? exitCode::outputFailed : exitCode::inputRefused;
+        }
+        tracks.insert (tracks.end(), outcome.tracks.begin(), outcome.tracks.end());
+    }
+
+    const auto report =
+        exportTracks (tracks, { .folder = folder, .extension = ".wav", .overwrite = overwrite }, control);
+    for (const auto& error : report.errors)
+        context.tellError (error);
+    if (report.stopped)
+    {
+        context.tellError ("interrupted");
+        return exitCode::interrupted;
+    }
+
+    int numWritten = 0;
+    for (const auto& track : report.tracks)
+        if (track.written)
+        {
+            context.out << printable (track.file.getFullPathName()) << "\n";
+            ++numWritten;
+        }
+
+    auto failed = ! report.errors.isEmpty();
+    if (numWritten > 0)
+    {
+        const auto copied =
+            copyLicence (demoFolder.getChildFile (licenceName), folder.getChildFile (licenceName), overwrite);
+        if (copied.failed())
+            context.tellError (copied.getErrorMessage());
+        failed = failed || copied.failed();
+    }
+
+    if (! failed)
+        return exitCode::done;
+    return numWritten == 0 ? exitCode::outputFailed : exitCode::someFailed;
+}
+
+} // namespace tessivar

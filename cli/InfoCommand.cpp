@@ -1,0 +1,187 @@
+#include "cli/InfoCommand.h"
+
+#include "cli/CommandTable.h"
+#include "cli/InputFiles.h"
+#include "cli/JsonText.h"
+#include "cli/TerminalText.h"
+#include "cli/TypeOrigin.h"
+#include "model/AudioIntake.h"
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+
+/** What was found out about one file. */
+struct FileInfo
+{
+    juce::String path;
+    IntakeOutcome intake;
+    std::vector<ImportWarnings::Warning> warnings;
+};
+
+/** The samples are looked at by the intake; nobody keeps them. */
+class DiscardingSink : public IntakeSink
+{
+public:
+    bool block (int, std::int64_t, std::span<const float>) override { return true; }
+};
+
+FileInfo readInfo (const juce::File& file, const CommandContext& context)
+{
+    FileInfo info;
+    info.path = file.getFullPathName();
+
+    ImportWarnings warnings;
+    DiscardingSink sink;
+    info.intake =
+        intakeFile (file, 0.0, warnings, &sink, { .shouldStop = context.stopRequested, .setProgress = {} });
+    warnings.show (
+        [&info] (const ImportWarnings::Warning& warning)
+        {
+            info.warnings.push_back (warning);
+            return false;
+        });
+    return info;
+}
+
+float peakOf (const IntakeOutcome& intake)
+{
+    float peak = 0.0f;
+    for (const auto& track : intake.tracks)
+        peak = std::max (peak, track.peak);
+    return peak;
+}
+
+std::int64_t nonFiniteSamplesOf (const IntakeOutcome& intake)
+{
+    std::int64_t count = 0;
+    for (const auto& track : intake.tracks)
+        count += track.nonFiniteSamples;
+    return count;
+}
+
+std::string formatInfo (const FileInfo& info)
+{
+    juce::String text = printable (info.path) + "\n";
+    if (info.intake.accepted())
+    {
+        const auto& track = info.intake.tracks.front();
+        const auto peak = peakOf (info.intake);
+        text << "  Format    " << track.formatName << ", " << track.bitsPerSample << "-bit"
+             << (track.isFloatingPoint ? " float" : "") << "\n"
+             << "  Rate      " << juce::String (track.sampleRate) << " Hz\n"
+             << "  Channels  " << track.numChannels << "\n"
+             << "  Length    " << juce::String (track.lengthInSamples) << " samples, "
+             << juce::String (intakeDurationSeconds (track.lengthInSamples, track.sampleRate), 2) << " s\n"
+             << "  Peak      "
+             << (peak > 0.0f ? formatDb (20.0 * std::log10 (static_cast<double> (peak))) + " dBFS"
+                             : juce::String ("silence"))
+             << "\n"
+             << "  Type      " << typeText (track.drumType) << " ("
+             << originText (originOf (classifyTrackFile (info.path)), track.matchedAbbreviation) << ")\n";
+    }
+    else
+    {
+        text << "  Refused\n";
+    }
+
+    for (const auto& warning : info.warnings)
+        text << "  Warning   " << warning.code << ": " << warning.message << "\n";
+    for (const auto& note : info.intake.notes)
+        text << "  Note      " << printable (note) << "\n";
+    return text.toStdString();
+}
+
+Json infoToJson (const FileInfo& info)
+{
+    Json json;
+    json["file"] = jsonText (info.path);
+    json["accepted"] = info.intake.accepted();
+    json["refusalCode"] = info.intake.code.has_value() ? Json (*info.intake.code) : Json();
+    json["reason"] = info.intake.accepted() ? Json() : Json (jsonText (info.intake.reason));
+    json["warnings"] = warningsToJson (info.warnings);
+    json["notes"] = jsonTexts (info.intake.notes);
+    if (! info.intake.accepted())
+        return json;
+
+    const auto& track = info.intake.tracks.front();
+    const auto origin = originOf (classifyTrackFile (info.path));
+    json["format"] = jsonText (track.formatName);
+    json["sampleRate"] = track.sampleRate;
+    json["channels"] = track.numChannels;
+    json["bitsPerSample"] = track.bitsPerSample;
+    json["floatingPoint"] = track.isFloatingPoint;
+    json["lengthInSamples"] = track.lengthInSamples;
+    json["seconds"] = static_cast<double> (track.lengthInSamples) / track.sampleRate;
+    json["peak"] = peakOf (info.intake);
+    json["nonFiniteSamples"] = nonFiniteSamplesOf (info.intake);
+    json["type"] = jsonText (drumTypeKey (track.drumType));
+    json["typeOrigin"] = jsonText (originWord (origin));
+    json["abbreviation"] = origin == TypeOrigin::name ? Json (jsonText (track.matchedAbbreviation)) : Json();
+    json["metadata"] = Json::object();
+    for (const auto& key : track.metadata.getAllKeys())
+        json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);
+    return json;
+}
+} // namespace
+
+int runInfo (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
+{
+    std::vector<FileInfo> infos;
+    for (const auto& argument : arguments)
+    {
+        juce::File file;
+        const auto outcome = fileFromArgument (argument, file);
+        if (outcome.failed())
+        {
+            infos.push_back (
+                { .path = juce::String::fromUTF8 (argument.c_str()), .intake = {}, .warnings = {} });
+            infos.back().intake.reason = outcome.getErrorMessage();
+        }
+        else
+        {
+            infos.push_back (readInfo (file, context));
+        }
+
+        if (infos.back().intake.cancelled)
+        {
+            context.tellError ("interrupted");
+            return exitCode::interrupted;
+        }
+    }
+
+    std::size_t numRefused = 0;
+    auto documents = Json::array();
+    for (const auto& info : infos)
+    {
+        if (! info.intake.accepted())
+        {
+            context.tellError (info.intake.reason);
+            ++numRefused;
+        }
+        if (asJson)
+            documents.push_back (infoToJson (info));
+        else
+            context.out << formatInfo (info);
+    }
+
+    const auto code = numRefused == 0              ? exitCode::done
+                      : numRefused == infos.size() ? exitCode::inputRefused
+                                                   : exitCode::someFailed;
+    if (asJson)
+    {
+        auto json = jsonHeading ("info", code);
+        json["files"] = std::move (documents);
+        context.out << json.dump (2) << "\n";
+    }
+    return code;
+}
+
+} // namespace tessivar

@@ -1,0 +1,67 @@
+#include "cli/JsonText.h"
+
+#include "cli/CommandTable.h"
+#include "cli/Version.h"
+
+namespace tessivar
+{
+
+std::string jsonText (const juce::String& text)
+{
+    return text.toStdString();
+}
+
+nlohmann::ordered_json jsonTexts (const juce::StringArray& texts)
+{
+    auto json = nlohmann::ordered_json::array();
+    for (const auto& text : texts)
+        json.push_back (jsonText (text));
+    return json;
+}
+
+juce::String statusWord (int code)
+{
+    switch (code)
+    {
+        case exitCode::done:
+            return "done";
+        case exitCode::someFailed:
+            return "partial";
+        case exitCode::usage:
+            return "usage";
+        case exitCode::inputRefused:
+            return "refused";
+        case exitCode::outputFailed:
+            return "outputFailed";
+        case exitCode::interrupted:
+            return "interrupted";
+        default:
+            return "analysisFailed";
+    }
+}
+
+nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode)
+{
+    nlohmann::ordered_json json;
+    json["program"] = programName;
+    json["version"] = programVersion();
+    json["revision"] = programRevision();
+    json["command"] = command;
+    json["exitCode"] = exitCode;
+    json["status"] = jsonText (statusWord (exitCode));
+    return json;
+}
+
+nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings)
+{
+    auto json = nlohmann::ordered_json::array();
+    for (const auto& warning : warnings)
+        json.push_back ({
+            { "code", warning.code },
+            { "message", jsonText (warning.message) },
+            { "entries", jsonTexts (warning.entries) },
+        });
+    return json;
+}
+
+} // namespace tessivar

@@ -1,0 +1,21 @@
+#include "cli/Interruption.h"
+#include "cli/Program.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+int main (int numArguments, char** arguments)
+{
+    tessivar::installInterruptionHandlers();
+
+    // Found through the running program itself: the working directory and the name it was started by say nothing.
+    const auto program = juce::File::getSpecialLocation (juce::File::hostApplicationPath);
+
+    const tessivar::CommandContext context{ .out = std::cout,
+                                            .diagnostics = std::cerr,
+                                            .diagnosticsAreTerminal = isatty (STDERR_FILENO) == 1,
+                                            .resourceFolder = program.getSiblingFile ("Resources"),
+                                            .stopRequested = tessivar::interruptionRequested };
+    return tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
+}

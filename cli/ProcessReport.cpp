@@ -1,0 +1,276 @@
+#include "cli/ProcessReport.h"
+
+#include "cli/JsonText.h"
+#include "cli/TerminalText.h"
+#include "cli/Version.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <limits>
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+using Row = std::vector<juce::String>;
+
+constexpr auto unknownBytes = std::numeric_limits<std::uint64_t>::max();
+
+/** The name a user knows the track by: both channels of a stereo file carry the file's. */
+juce::String trackLabel (const SessionTrack& track)
+{
+    auto label = printable (track.name);
+    if (track.numChannels > 1)
+        label << (track.channel == 0 ? " (L)" : " (R)");
+    return label;
+}
+
+juce::String typeLabel (const ReportedTrack& reported)
+{
+    return typeText (reported.track.drumType) + " (" + originText (reported.typeOrigin, reported.abbreviation)
+           + ")";
+}
+
+juce::String removedLabel (const ReportedTrack& reported)
+{
+    if (reported.track.excluded)
+        return "excluded";
+    if (! reported.track.takesPart())
+        return "unchanged";
+    if (! reported.output.has_value() || ! reported.output->written)
+        return "-";
+    // Below what 24 bits hold nothing is gone.
+    constexpr double nothing = -140.0;
+    return reported.output->removedPartDb < nothing ? "nothing"
+                                                    : formatDb (reported.output->removedPartDb) + " dB";
+}
+
+juce::String fileLabel (const ReportedTrack& reported)
+{
+    if (reported.isSourceItself)
+        return "is the source itself, stays as it is";
+    if (reported.output.has_value() && ! reported.output->written)
+        return "not written";
+    return printable (reported.outputFile.getFileName());
+}
+
+juce::String knobLabel (float value)
+{
+    // At most three decimals, none that say nothing.
+    auto text = juce::String (static_cast<double> (value), 3);
+    return text.trimCharactersAtEnd ("0").trimCharactersAtEnd (".");
+}
+
+std::string formatTracks (const ProcessReport& report, bool isPlan)
+{
+    std::vector<Row> rows{ Row{ "Track", "Type", "Focus", "Fine" } };
+    if (! isPlan)
+        rows.back().push_back ("Removed");
+    rows.back().push_back ("File");
+
+    for (const auto& reported : report.tracks)
+    {
+        const bool takesPart = reported.track.takesPart();
+        Row row{ trackLabel (reported.track),
+                 typeLabel (reported),
+                 takesPart ? knobLabel (reported.track.setting.focus) : "-",
+                 takesPart ? knobLabel (reported.track.setting.fine) : "-" };
+        if (! isPlan)
+            row.push_back (removedLabel (reported));
+        row.push_back (fileLabel (reported));
+        rows.push_back (std::move (row));
+    }
+    return formatTable (rows);
+}
+
+juce::String neededAndFree (std::uint64_t needed, std::uint64_t free)
+{
+    return formatBytes (needed) + " needed, " + (free == unknownBytes ? "unknown" : formatBytes (free))
+           + " free";
+}
+
+std::string formatForecast (const ProcessForecast& forecast, const ProcessRequest& request)
+{
+    juce::String text;
+    text << "Memory          " << neededAndFree (forecast.analysis.memoryNeeded, forecast.analysis.memoryFree)
+         << "\n"
+         << "Temporary disk  " << neededAndFree (forecast.analysis.diskNeeded, forecast.analysis.diskFree)
+         << " in " << printable (request.temporaryFolder.getFullPathName()) << "\n"
+         << "Output          " << neededAndFree (forecast.outputNeeded, forecast.outputFree) << " in "
+         << printable (request.outFolder.getFullPathName()) << "\n";
+    return text.toStdString();
+}
+
+/** A heading and its lines, each indented and printable; nothing when there is no line. */
+std::string formatSection (const juce::String& heading, const juce::StringArray& lines)
+{
+    if (lines.isEmpty())
+        return {};
+    auto text = heading + "\n";
+    for (const auto& line : lines)
+        text << "  " << printable (line) << "\n";
+    return text.toStdString();
+}
+
+std::string formatTotals (const ProcessReport& report, const ProcessRequest& request)
+{
+    int numFiles = static_cast<int> (report.componentFiles.size());
+    std::uint64_t bytes = 0;
+    double longest = 0.0;
+    for (const auto& reported : report.tracks)
+    {
+        if (! reported.output.has_value() || ! reported.output->written)
+            continue;
+        ++numFiles;
+        bytes += reported.output->bytes;
+        longest = std::max (longest,
+                            static_cast<double> (reported.track.lengthInSamples) / reported.track.sampleRate);
+    }
+    for (const auto& file : report.componentFiles)
+        bytes += static_cast<std::uint64_t> (file.getSize());
+
+    juce::String text;
+    text << numFiles << (numFiles == 1 ? " file, " : " files, ") << formatBytes (bytes) << ", in "
+         << printable (request.outFolder.getFullPathName()) << "\n"
+         << formatSeconds (longest) << " of audio in " << formatSeconds (report.totalSeconds) << " (reading "
+         << formatSeconds (report.readingSeconds) << ", analysis " << formatSeconds (report.analysisSeconds)
+         << ", writing " << formatSeconds (report.writingSeconds) << "), seed " << juce::String (request.seed)
+         << "\n";
+    return text.toStdString();
+}
+
+Json bytesToJson (std::uint64_t bytes)
+{
+    return bytes == unknownBytes ? Json() : Json (bytes);
+}
+
+Json trackToJson (const ReportedTrack& reported)
+{
+    const auto& track = reported.track;
+    Json json;
+    json["name"] = jsonText (track.name);
+    json["source"] = jsonText (track.sourceFile.getFullPathName());
+    json["channel"] = track.channel;
+    json["channels"] = track.numChannels;
+    json["sampleRate"] = track.sampleRate;
+    json["lengthInSamples"] = track.lengthInSamples;
+    json["bitsPerSample"] = track.bitsPerSample;
+    json["floatingPoint"] = track.isFloatingPoint;
+    json["nonFiniteSamples"] = reported.nonFiniteSamples;
+    json["type"] = jsonText (drumTypeKey (track.drumType));
+    json["typeOrigin"] = jsonText (originWord (reported.typeOrigin));
+    json["abbreviation"] =
+        reported.typeOrigin == TypeOrigin::name ? Json (jsonText (reported.abbreviation)) : Json();
+    json["excluded"] = track.excluded;
+    json["takesPart"] = track.takesPart();
+    json["focus"] = track.setting.focus;
+    json["fine"] = track.setting.fine;
+    json["file"] = reported.outputFile == juce::File() || reported.isSourceItself
+                       ? Json()
+                       : Json (jsonText (reported.outputFile.getFullPathName()));
+
+    const bool written = reported.output.has_value() && reported.output->written;
+    json["written"] = written;
+    json["fileBitsPerSample"] = written ? Json (reported.output->format.bitsPerSample) : Json();
+    json["fileFloatingPoint"] = written ? Json (reported.output->format.isFloatingPoint) : Json();
+    json["bytes"] = written ? Json (reported.output->bytes) : Json();
+    json["removedDb"] = written ? Json (reported.output->removedPartDb) : Json();
+    json["levelChangeDb"] = written ? Json (reported.output->removedDb) : Json();
+    json["peak"] = written ? Json (reported.output->peak) : Json();
+    json["clippedSamples"] = written ? Json (reported.output->clippedSamples) : Json();
+    return json;
+}
+} // namespace
+
+std::string formatReport (const ProcessReport& report, const ProcessRequest& request)
+{
+    const bool isExported =
+        std::any_of (report.tracks.begin(),
+                     report.tracks.end(),
+                     [] (const ReportedTrack& track) { return track.output.has_value(); });
+
+    std::vector<std::string> sections;
+    if (isExported)
+        sections.push_back (formatTracks (report, false));
+    else if (request.dryRun && ! report.tracks.empty())
+        sections.push_back (formatTracks (report, true));
+    if (request.dryRun && report.forecast.has_value())
+        sections.push_back (formatForecast (*report.forecast, request));
+
+    for (const auto& warning : report.warnings)
+        sections.push_back (warning.entries.isEmpty() ? warning.message.toStdString() + "\n"
+                                                      : formatSection (warning.message, warning.entries));
+    sections.push_back (formatSection ("Notes", report.notes));
+    for (const auto& hint : report.hints)
+        sections.push_back (hint.toStdString() + "\n");
+    sections.push_back (formatSection ("Export log", report.log));
+    if (isExported)
+        sections.push_back (formatTotals (report, request));
+
+    std::string text;
+    for (const auto& section : sections)
+        if (! section.empty())
+            text += (text.empty() ? "" : "\n") + section;
+    return text;
+}
+
+Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
+{
+    auto json = jsonHeading ("process", report.exitCode);
+    json["dryRun"] = request.dryRun;
+
+    json["settings"] = Json{
+        { "out", jsonText (request.outFolder.getFullPathName()) },
+        { "format", jsonText (request.extension.substring (1)) },
+        { "overwrite", request.overwrite },
+        { "components", request.components },
+        { "seed", request.seed },
+        { "threads", request.numThreads },
+        { "temporaryFolder", jsonText (request.temporaryFolder.getFullPathName()) },
+    };
+
+    json["forecast"] = Json();
+    if (report.forecast.has_value())
+        json["forecast"] = Json{
+            { "memoryNeeded", report.forecast->analysis.memoryNeeded },
+            { "memoryFree", bytesToJson (report.forecast->analysis.memoryFree) },
+            { "temporaryNeeded", report.forecast->analysis.diskNeeded },
+            { "temporaryFree", bytesToJson (report.forecast->analysis.diskFree) },
+            { "outputNeeded", report.forecast->outputNeeded },
+            { "outputFree", bytesToJson (report.forecast->outputFree) },
+        };
+
+    json["tracks"] = Json::array();
+    for (const auto& reported : report.tracks)
+        json["tracks"].push_back (trackToJson (reported));
+
+    json["componentFiles"] = Json::array();
+    for (const auto& file : report.componentFiles)
+        json["componentFiles"].push_back (jsonText (file.getFullPathName()));
+
+    json["refused"] = Json::array();
+    for (const auto& refused : report.refused)
+        json["refused"].push_back (Json{
+            { "file", jsonText (refused.file) },
+            { "code", refused.code.has_value() ? Json (*refused.code) : Json() },
+            { "reason", jsonText (refused.reason) },
+        });
+
+    json["warnings"] = warningsToJson (report.warnings);
+    json["notes"] = jsonTexts (report.notes);
+    json["hints"] = jsonTexts (report.hints);
+    json["errors"] = jsonTexts (report.errors);
+    json["log"] = jsonTexts (report.log);
+    json["seconds"] = Json{
+        { "reading", report.readingSeconds },
+        { "analysis", report.analysisSeconds },
+        { "writing", report.writingSeconds },
+        { "total", report.totalSeconds },
+    };
+    return json;
+}
+
+} // namespace tessivar

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "cli/ProcessRequest.h"
+#include "cli/TypeOrigin.h"
+#include "jobs/AnalyseTracks.h"
+#include "jobs/ExportTracks.h"
+#include "jobs/SessionTrack.h"
+#include "model/ImportWarnings.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessivar
+{
+
+/** One track of a run, with what was decided and what became of it. */
+struct ReportedTrack
+{
+    SessionTrack track;
+    TypeOrigin typeOrigin = TypeOrigin::fallback;
+    juce::String abbreviation; // what the guess rests on
+    std::int64_t nonFiniteSamples = 0;
+    juce::File outputFile; // planned, and after the export written
+    bool isSourceItself =
+        false; // passes through unchanged to the very file it comes from: nothing is written
+    std::optional<TrackExport> output; // nothing before the export
+};
+
+/** A file that did not become a track. */
+struct RefusedFile
+{
+    juce::String file;
+    std::optional<int> code; // of the warning it was filed under
+    juce::String reason;     // names the file
+};
+
+/** What the run takes and what there is, in bytes; UINT64_MAX where the system does not say. */
+struct ProcessForecast
+{
+    AnalyseForecast analysis;
+    std::uint64_t outputNeeded = 0;
+    std::uint64_t outputFree = 0;
+};
+
+/** Everything there is to tell about a run of "process". */
+struct ProcessReport
+{
+    int exitCode = 0;
+    std::vector<ReportedTrack> tracks;
+    std::vector<RefusedFile> refused;
+    std::vector<ImportWarnings::Warning> warnings;
+    juce::StringArray notes;  // on accepted files
+    juce::StringArray hints;  // what the user may want to do
+    juce::StringArray errors; // file and reason
+    juce::StringArray log;    // of the export
+    std::vector<juce::File> componentFiles;
+    std::optional<ProcessForecast> forecast;
+    double readingSeconds = 0.0, analysisSeconds = 0.0, writingSeconds = 0.0, totalSeconds = 0.0;
+};
+
+/** The report for people: table, warnings, log, totals. Errors are left out; they are told as they come. */
+[[nodiscard]] std::string formatReport (const ProcessReport& report, const ProcessRequest& request);
+
+/** The report for machines; docs/cli-json.md lists the keys. */
+[[nodiscard]] nlohmann::ordered_json reportToJson (const ProcessReport& report,
+                                                   const ProcessRequest& request);
+
+} // namespace tessivar

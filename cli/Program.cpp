@@ -1,0 +1,100 @@
+#include "cli/Program.h"
+
+#include "cli/ClassifyCommand.h"
+#include "cli/CommandLine.h"
+#include "cli/CommandTexts.h"
+#include "cli/DemoCommand.h"
+#include "cli/InfoCommand.h"
+#include "cli/ProcessCommand.h"
+#include "cli/SelfTestCommand.h"
+#include "cli/TerminalText.h"
+#include "cli/Version.h"
+#include "model/Abbreviations.h"
+
+#include <new>
+#include <ostream>
+
+namespace tessivar
+{
+
+namespace
+{
+int usageError (const juce::String& error, const CommandSpec* command, const CommandContext& context)
+{
+    context.tellError (error);
+    context.diagnostics << "Try: " << programName << " " << (command != nullptr ? command->name : "")
+                        << (command != nullptr ? " " : "") << "--help" << std::endl;
+    return exitCode::usage;
+}
+
+int runCommand (const Invocation& invocation, const CommandContext& context)
+{
+    const auto name = invocation.command->name;
+    const auto& operands = invocation.operands;
+    setDefaultAbbreviations();
+
+    if (name == "process")
+    {
+        ProcessRequest request;
+        const auto outcome = parseProcessRequest (invocation, request);
+        if (outcome.failed())
+            return usageError (outcome.getErrorMessage(), invocation.command, context);
+        return runProcess (request, context);
+    }
+    if (name == "classify")
+        return runClassify (operands, context);
+    if (name == "info")
+        return runInfo (operands, invocation.has ("--json"), context);
+    if (name == "demo")
+        return runDemo (operands.front(), invocation.has ("--overwrite"), context);
+
+    jassert (name == "selftest");
+    return runSelfTestCommand (context);
+}
+
+int runParsed (const CommandLineResult& parsed, const CommandContext& context)
+{
+    switch (parsed.kind)
+    {
+        case CommandLineResult::Kind::run:
+            return runCommand (parsed.invocation, context);
+        case CommandLineResult::Kind::help:
+            context.out << helpText (parsed.invocation.command);
+            return exitCode::done;
+        case CommandLineResult::Kind::version:
+            context.out << programName << " " << programVersion() << " (" << programRevision() << ")\n";
+            return exitCode::done;
+        case CommandLineResult::Kind::error:
+            break;
+    }
+    return usageError (juce::String::fromUTF8 (parsed.error.c_str()), parsed.invocation.command, context);
+}
+} // namespace
+
+void CommandContext::tellError (const juce::String& text) const
+{
+    diagnostics << programName << ": " << printable (text) << std::endl;
+}
+
+int runProgram (const std::vector<std::string>& arguments, const CommandContext& context)
+{
+    int code = exitCode::analysisFailed;
+    try
+    {
+        code = runParsed (parseCommandLine (arguments), context);
+    }
+    catch (const std::bad_alloc&)
+    {
+        context.tellError ("memory has run out");
+    }
+
+    context.out.flush();
+    if (! context.out.good() && code == exitCode::done)
+    {
+        context.tellError ("standard output can't be written");
+        code = exitCode::outputFailed;
+    }
+    return code;
+}
+
+} // namespace tessivar

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "model/DrumType.h"
+
+#include <juce_core/juce_core.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessivar
+{
+
+/** True when a name fits a pattern in which * stands for any characters and ? for one; upper and lower case alike. */
+[[nodiscard]] bool matchesPattern (const juce::String& name, const juce::String& pattern);
+
+/** A number from 0 to maximum, or a percentage of it with a % behind. Decimal point; nothing but the number. */
+[[nodiscard]] std::optional<float> parseKnobValue (const juce::String& text, float maximum);
+
+/** What was said on the command line about the tracks whose name fits a pattern. */
+template <typename Value>
+struct TrackChoice
+{
+    juce::String pattern;
+    Value value{};
+};
+
+/** The choices for one quantity, in the order in which they were given. */
+template <typename Value>
+struct TrackChoices
+{
+    std::vector<TrackChoice<Value>> choices;
+
+    /** The value of the last choice that fits; nothing when none does. */
+    [[nodiscard]] std::optional<Value> valueFor (const juce::String& name) const
+    {
+        for (auto choice = choices.rbegin(); choice != choices.rend(); ++choice)
+            if (matchesPattern (name, choice->pattern))
+                return choice->value;
+        return {};
+    }
+
+    [[nodiscard]] juce::StringArray patterns() const
+    {
+        juce::StringArray result;
+        for (const auto& choice : choices)
+            result.add (choice.pattern);
+        return result;
+    }
+};
+
+/** One knob: what holds for all tracks, and what for some. */
+struct KnobChoices
+{
+    float general = 0.0f;
+    TrackChoices<float> perTrack;
+
+    [[nodiscard]] float valueFor (const juce::String& name) const
+    {
+        return perTrack.valueFor (name).value_or (general);
+    }
+};
+
+/** Reads the values of --focus or --fine. Names may hold an equals sign: the last one parts NAME from VALUE.
+
+    @param option   as the error names it
+    @param choices  general holds the default; stays untouched on failure
+*/
+[[nodiscard]] juce::Result parseKnobChoices (const juce::String& option,
+                                             const std::vector<std::string>& values,
+                                             float maximum,
+                                             KnobChoices& choices);
+
+/** Reads the values of --type. */
+[[nodiscard]] juce::Result parseTypeChoices (const std::vector<std::string>& values,
+                                             TrackChoices<DrumType>& choices);
+
+/** Fails when a pattern fits none of the names; the reason lists them. */
+[[nodiscard]] juce::Result
+checkPatterns (const juce::String& option, const juce::StringArray& patterns, const juce::StringArray& names);
+
+} // namespace tessivar

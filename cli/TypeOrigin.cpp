@@ -1,0 +1,47 @@
+#include "cli/TypeOrigin.h"
+
+#include "cli/TerminalText.h"
+
+namespace tessivar
+{
+
+TypeOrigin originOf (const TrackClassification& classification)
+{
+    return classification.matched ? TypeOrigin::name : TypeOrigin::fallback;
+}
+
+juce::String originWord (TypeOrigin origin)
+{
+    switch (origin)
+    {
+        case TypeOrigin::given:
+            return "given";
+        case TypeOrigin::name:
+            return "name";
+        case TypeOrigin::fallback:
+            break;
+    }
+    return "fallback";
+}
+
+juce::String originText (TypeOrigin origin, const juce::String& abbreviation)
+{
+    switch (origin)
+    {
+        case TypeOrigin::given:
+            return "given";
+        case TypeOrigin::name:
+            return "guessed from \"" + printable (abbreviation) + "\"";
+        case TypeOrigin::fallback:
+            break;
+    }
+    return "nothing in the name";
+}
+
+juce::String typeText (DrumType type)
+{
+    const auto name = drumTypeDisplayName (type);
+    return name.isEmpty() ? juce::String ("Overhead") : name;
+}
+
+} // namespace tessivar

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "model/Abbreviations.h"
+
+#include <juce_core/juce_core.h>
+
+namespace tessivar
+{
+
+/** Where a track's drum type comes from. */
+enum class TypeOrigin
+{
+    given,   // on the command line
+    name,    // guessed from the file name
+    fallback // the name tells nothing
+};
+
+[[nodiscard]] TypeOrigin originOf (const TrackClassification& classification);
+
+/** The word for it in JSON: given, name or fallback. */
+[[nodiscard]] juce::String originWord (TypeOrigin origin);
+
+/** The words for people: given, guessed from "kick", or nothing in the name. */
+[[nodiscard]] juce::String originText (TypeOrigin origin, const juce::String& abbreviation);
+
+/** The type as people read it; overheads too, which the display names leave out. */
+[[nodiscard]] juce::String typeText (DrumType type);
+
+} // namespace tessivar

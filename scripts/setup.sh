@@ -1,0 +1,95 @@
+#!/usr/bin/env bash
+# Installs the packages that building and testing need; says nothing and changes nothing when all are there.
+# Made for Debian 12. Needs root or sudo only when something is missing.
+set -euo pipefail
+
+packages=(
+    build-essential
+    catch2
+    ccache
+    cmake
+    git
+    juce-modules-source
+    libcli11-dev
+    libfftw3-dev
+    libflac-dev
+    libhwy-dev
+    libogg-dev
+    libsndfile1-dev
+    libvorbis-dev
+    ninja-build
+    nlohmann-json3-dev
+    pkg-config
+    zlib1g-dev
+)
+
+# Taken when there is room for it, never waited for: the benchmarks measure themselves against it.
+optional_packages=(
+    libopenblas-dev
+)
+
+die ()
+{
+    printf 'setup: %s\n' "$@" >&2
+    exit 1
+}
+
+installed ()
+{
+    [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+    die "this system has no apt-get; the build is made for Debian 12." \
+        "Install what these Debian packages hold, then build with: cmake --workflow --preset release" \
+        "${packages[*]}"
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    installed "$package" || missing+=("$package")
+done
+
+if ((${#missing[@]} == 0)); then
+    exit 0
+fi
+
+for package in "${optional_packages[@]}"; do
+    installed "$package" || missing+=("$package")
+done
+
+as_root=()
+if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+        die "packages are missing, and installing them takes root, and there is no sudo here." \
+            "As root: apt-get install ${missing[*]}"
+    fi
+    # Without a terminal sudo can't ask for a password: it must work without one, or say so at once.
+    if [[ ! -t 0 ]] && ! sudo --non-interactive true 2>/dev/null; then
+        die "packages are missing, and sudo wants a password that can't be asked for without a terminal." \
+            "As root: apt-get install ${missing[*]}"
+    fi
+    as_root=(sudo)
+fi
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+
+apt ()
+{
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get --quiet --yes "$@" >>"$log" 2>&1 </dev/null
+}
+
+install_missing ()
+{
+    apt install --no-install-recommends "${missing[@]}"
+}
+
+printf 'Installing %s\n' "${missing[*]}" >&2
+
+# Package lists that are absent or too old show themselves when the install fails; then they are fetched once.
+if ! install_missing && ! { apt update && install_missing; }; then
+    tail -n 20 "$log" >&2
+    die "the packages could not be installed; apt-get's last lines stand above." \
+        "Package list: ${missing[*]}"
+fi

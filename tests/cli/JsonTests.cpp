@@ -1,0 +1,145 @@
+#include "cli/InfoCommand.h"
+#include "cli/ProcessReport.h"
+#include "model/Abbreviations.h"
+#include "tests/cli/ProgramRunner.h"
+#include "tests/cli/TestAudio.h"
+
+#include <catch2/catch.hpp>
+#include <nlohmann/json.hpp>
+
+#include <set>
+#include <sstream>
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+
+/** The keys of a document as docs/cli-json.md writes them: "tracks[].name". What lies below metadata is the file's. */
+void collectKeys (const Json& json, const std::string& prefix, std::set<std::string>& keys)
+{
+    for (const auto& [key, value] : json.items())
+    {
+        const auto path = prefix + key;
+        keys.insert (path);
+        if (value.is_object() && key != "metadata")
+            collectKeys (value, path + ".", keys);
+        if (value.is_array())
+            for (const auto& element : value)
+                if (element.is_object())
+                    collectKeys (element, path + "[].", keys);
+    }
+}
+
+/** The keys in the tables of a chapter of docs/cli-json.md. */
+std::set<std::string> documentedKeys (const juce::String& chapter)
+{
+    const auto text = juce::File (TESSIVAR_SOURCE_DIR "/docs/cli-json.md").loadFileAsString();
+    std::set<std::string> keys;
+    bool inChapter = false;
+    for (const auto& line : juce::StringArray::fromLines (text))
+    {
+        if (line.startsWith ("## "))
+            inChapter = line == "## " + chapter;
+        if (inChapter && line.startsWith ("| `"))
+            keys.insert (line.fromFirstOccurrenceOf ("`", false, false)
+                             .upToFirstOccurrenceOf ("`", false, false)
+                             .toStdString());
+    }
+    REQUIRE_FALSE (keys.empty());
+    return keys;
+}
+
+std::set<std::string> documentKeysFor (const juce::String& chapter)
+{
+    auto keys = documentedKeys ("Every document");
+    keys.merge (documentedKeys (chapter));
+    return keys;
+}
+
+/** A report with something in every list. */
+ProcessReport fullReport()
+{
+    ProcessReport report;
+    ReportedTrack track;
+    track.track.name = juce::String::fromUTF8 ("Sn\xc3\xa4re \"1\"\n");
+    track.track.sampleRate = 44100.0;
+    track.track.lengthInSamples = 44100;
+    track.track.drumType = DrumType::snare;
+    track.typeOrigin = TypeOrigin::given;
+    track.outputFile = juce::File ("/out/Snare_Processed.wav");
+    track.output = TrackExport{};
+    track.output->written = true;
+    track.output->removedDb = -3.0;
+    track.output->removedPartDb = -6.0;
+    report.tracks.push_back (track);
+    report.refused.push_back ({ "bad.wav", 3, "bad.wav: why" });
+    report.warnings.push_back ({ .code = 3, .message = "message", .entries = { "bad.wav" } });
+    report.forecast = ProcessForecast{};
+    report.forecast->outputFree = std::numeric_limits<std::uint64_t>::max();
+    return report;
+}
+} // namespace
+
+TEST_CASE ("JSON documents", "[cli]")
+{
+    SECTION ("process prints the documented keys, all of them and no others")
+    {
+        const auto json = reportToJson (fullReport(), {});
+        std::set<std::string> keys;
+        collectKeys (json, {}, keys);
+        CHECK (keys == documentKeysFor ("process"));
+
+        const auto parsed = Json::parse (json.dump());
+        CHECK (parsed["tracks"][0]["name"] == "Sn\xc3\xa4re \"1\"\n");
+        CHECK (parsed["tracks"][0]["removedDb"] == -6.0);
+        CHECK (parsed["tracks"][0]["levelChangeDb"] == -3.0);
+        CHECK (parsed["forecast"]["outputFree"].is_null());
+    }
+
+    SECTION ("a run that ends early keeps the keys and has no values for what it did not reach")
+    {
+        auto report = fullReport();
+        report.exitCode = 130;
+        report.forecast.reset();
+        report.tracks[0].output.reset();
+        report.tracks[0].outputFile = juce::File();
+        const auto json = reportToJson (report, {});
+        CHECK (json["status"] == "interrupted");
+        CHECK (json["forecast"].is_null());
+        CHECK (json["tracks"][0]["file"].is_null());
+        CHECK (json["tracks"][0]["removedDb"].is_null());
+        CHECK (json["tracks"][0]["written"] == false);
+    }
+
+    SECTION ("info prints the documented keys")
+    {
+        const test::TemporaryFolder temporary;
+        test::writeHits (temporary.child ("Kick.wav"), { .bitsPerSample = 16, .numChannels = 2 });
+        setDefaultAbbreviations();
+        std::ostringstream out, diagnostics;
+        const CommandContext context{ .out = out,
+                                      .diagnostics = diagnostics,
+                                      .diagnosticsAreTerminal = false,
+                                      .resourceFolder = {},
+                                      .stopRequested = {} };
+        CHECK (runInfo ({ temporary.path ("Kick.wav"), temporary.path ("gone.wav") }, true, context) == 1);
+
+        const auto json = Json::parse (out.str());
+        std::set<std::string> keys;
+        collectKeys (json, {}, keys);
+        CHECK (keys == documentKeysFor ("info"));
+        CHECK (json["files"][0]["channels"] == 2);
+        CHECK (json["files"][0]["bitsPerSample"] == 16);
+        CHECK (json["files"][0]["lengthInSamples"] == 20000);
+        CHECK (json["files"][0]["type"] == "kick");
+        CHECK (json["files"][0]["warnings"][0]["code"] == 8);
+        CHECK (json["files"][1]["accepted"] == false);
+        CHECK (json["files"][1]["refusalCode"] == 2);
+        CHECK_THAT (diagnostics.str(), Catch::Contains ("gone.wav"));
+    }
+}
+
+} // namespace tessivar

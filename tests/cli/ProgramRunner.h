@@ -1,0 +1,50 @@
+#pragma once
+
+#include <juce_core/juce_core.h>
+
+#include <string>
+#include <vector>
+
+namespace tessivar::test
+{
+
+/** A folder of its own, gone with the object. */
+class TemporaryFolder
+{
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+
+    TemporaryFolder (const TemporaryFolder&) = delete;
+    TemporaryFolder& operator= (const TemporaryFolder&) = delete;
+
+    /** A file inside. Not by getChildFile, which takes a name that begins with "~" for a path of its own. */
+    [[nodiscard]] juce::File child (const juce::String& name) const
+    {
+        return juce::File (folder.getFullPathName() + "/" + name);
+    }
+
+    [[nodiscard]] std::string path (const juce::String& name) const
+    {
+        return child (name).getFullPathName().toStdString();
+    }
+
+    const juce::File folder;
+};
+
+struct ProgramResult
+{
+    int exitCode = -1; // -1: ended by a signal
+    std::string out;
+    std::string diagnostics;
+};
+
+/** Runs tessivar-cli to its end, with its cache below cacheFolder and the working directory "/".
+
+    @param interruptAt  when not empty: an interrupt is sent as soon as this text appears on standard error
+*/
+[[nodiscard]] ProgramResult runTessivar (const std::vector<std::string>& arguments,
+                                         const juce::File& cacheFolder,
+                                         const std::string& interruptAt = {});
+
+} // namespace tessivar::test

@@ -1,0 +1,267 @@
+#include "tests/cli/ProgramRunner.h"
+#include "tests/cli/TestAudio.h"
+
+#include <catch2/catch.hpp>
+#include <nlohmann/json.hpp>
+
+namespace tessivar
+{
+
+using Catch::Contains;
+using nlohmann::json;
+
+namespace
+{
+/** Kick and snare, half a second each, and everything needed to run the program on them. */
+struct Session
+{
+    Session()
+    {
+        test::writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
+        test::writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
+    }
+
+    /** Processes the tracks and the further inputs and options into the folder "out". */
+    [[nodiscard]] test::ProgramResult process (std::vector<std::string> further = {}) const
+    {
+        std::vector<std::string> arguments{ "process",
+                                            tracks.path ("Kick.wav"),
+                                            tracks.path ("Snare.wav"),
+                                            "--out",
+                                            outFolder().getFullPathName().toStdString() };
+        arguments.insert (arguments.end(), further.begin(), further.end());
+        return test::runTessivar (arguments, cache.folder);
+    }
+
+    [[nodiscard]] juce::File outFolder() const { return work.child ("out"); }
+
+    [[nodiscard]] juce::StringArray writtenFiles() const
+    {
+        juce::StringArray names;
+        for (const auto& file : outFolder().findChildFiles (juce::File::findFiles, true))
+            names.add (file.getFileName());
+        names.sort (false);
+        return names;
+    }
+
+    /** Nothing of the temporary data is left. */
+    [[nodiscard]] bool cacheIsClean() const
+    {
+        return cache.child ("tessivar/tmp")
+            .findChildFiles (juce::File::findFilesAndDirectories, true)
+            .isEmpty();
+    }
+
+    test::TemporaryFolder tracks, work, cache;
+};
+
+std::string text (const juce::File& file)
+{
+    return file.getFullPathName().toStdString();
+}
+} // namespace
+
+TEST_CASE ("Program: what is written", "[cli][program]")
+{
+    const Session session;
+
+    SECTION ("a whole run writes the tracks, tells so and leaves no temporary data")
+    {
+        const auto result = session.process();
+        CHECK (result.exitCode == 0);
+        CHECK (session.writtenFiles() == juce::StringArray{ "Kick_Processed.wav", "Snare_Processed.wav" });
+        CHECK_THAT (result.out,
+                    Contains ("Kick (guessed from \"kick\")") && Contains ("Snare_Processed.wav"));
+        CHECK_THAT (result.out, Contains ("The group contains tracks of small duration."));
+        CHECK_THAT (result.diagnostics, Contains ("Analysing: 100 %") && ! Contains ("\x1b"));
+        CHECK (session.cacheIsClean());
+
+        SECTION ("and a second one replaces them only when told to")
+        {
+            const auto file = session.outFolder().getChildFile ("Kick_Processed.wav");
+            file.replaceWithText ("older");
+            const auto refused = session.process();
+            CHECK (refused.exitCode == 4);
+            CHECK_THAT (refused.diagnostics, Contains ("Kick_Processed.wav") && Contains ("--overwrite"));
+            CHECK (file.loadFileAsString() == "older");
+
+            const auto replaced = session.process ({ "--overwrite" });
+            CHECK (replaced.exitCode == 0);
+            CHECK_THAT (replaced.out, Contains ("Kick_Processed.wav - File already exists - Overwritting."));
+            CHECK (test::decode (file).samples.size() == 20000);
+        }
+    }
+
+    SECTION ("a dry run writes nothing")
+    {
+        const auto result = session.process ({ "--dry-run" });
+        CHECK (result.exitCode == 0);
+        CHECK_THAT (result.out,
+                    Contains ("Memory") && Contains ("needed") && Contains ("Kick_Processed.wav"));
+        CHECK_FALSE (session.outFolder().exists());
+        CHECK (session.cache.folder.findChildFiles (juce::File::findFilesAndDirectories, true).isEmpty());
+    }
+
+    SECTION ("tracks that pass through keep name and samples; component files and format come when asked for")
+    {
+        const auto room = session.tracks.child ("Room.wav");
+        test::writeHits (room, { .bitsPerSample = 16, .numChannels = 2, .seed = 3 });
+        const auto result =
+            session.process ({ text (room), "--exclude", "snare", "--components", "--format", "aiff" });
+        CHECK (result.exitCode == 0);
+        CHECK_THAT (result.out, Contains ("--type 'Room=snare'"));
+
+        const auto names = session.writtenFiles();
+        CHECK (names.contains ("Kick_Processed.aiff"));
+        CHECK (names.contains ("Snare.aiff"));
+        CHECK (names.contains ("Room_L.aiff"));
+        CHECK (names.contains ("Room_R.aiff"));
+        CHECK (names.size() == 4 + 10);
+        CHECK (test::decode (session.outFolder().getChildFile ("Room_L.aiff")).samples
+               == test::decode (room).samples);
+    }
+
+    SECTION ("a track that would be written over its own source stays as it is")
+    {
+        const auto room = session.tracks.child ("Room.wav");
+        test::writeHits (room);
+        const auto before = room.loadFileAsString();
+        const auto result = test::runTessivar ({ "process",
+                                                 text (session.tracks.folder),
+                                                 "--out",
+                                                 text (session.tracks.folder),
+                                                 "--overwrite",
+                                                 "--json" },
+                                               session.cache.folder);
+        CHECK (result.exitCode == 0);
+        CHECK (room.loadFileAsString() == before);
+        CHECK (json::parse (result.out)["tracks"][1]["file"].is_null());
+        CHECK (session.tracks.child ("Kick_Processed.wav").existsAsFile());
+    }
+}
+
+TEST_CASE ("Program: exit codes", "[cli][program]")
+{
+    const Session session;
+
+    SECTION ("2: nothing is done on wrong usage")
+    {
+        CHECK (session.process ({ "--focus", "7" }).exitCode == 2);
+        CHECK (test::runTessivar ({}, session.cache.folder).exitCode == 2);
+        const auto result = session.process ({ "--type", "Snaer=snare" });
+        CHECK (result.exitCode == 2);
+        CHECK_THAT (result.diagnostics, Contains ("\"Snaer\"") && Contains ("\"Kick\", \"Snare\""));
+        CHECK_FALSE (session.outFolder().exists());
+    }
+
+    SECTION ("1: bad files are told by name and reason, the others are processed")
+    {
+        const auto& tracks = session.tracks;
+        tracks.child ("empty.wav").create();
+        tracks.child ("text.wav").replaceWithText ("This is no audio file at all.");
+        test::writeHits (tracks.child ("slow.wav"), { .sampleRate = 22050.0 });
+        test::writeHits (tracks.child ("other rate.wav"), { .sampleRate = 48000.0 });
+        test::writeHits (tracks.child ("blip.wav"), { .lengthInSamples = 16383 });
+        const auto odd = juce::String::fromUTF8 ("Tom \"1\": \xc3\xa9\n\x1b[2J.wav");
+        test::writeHits (tracks.child (odd), { .seed = 5 });
+
+        const auto result = session.process ({ text (tracks.child ("empty.wav")),
+                                               text (tracks.child ("text.wav")),
+                                               text (tracks.child ("slow.wav")),
+                                               text (tracks.child ("other rate.wav")),
+                                               text (tracks.child ("blip.wav")),
+                                               text (tracks.child ("gone.wav")),
+                                               text (tracks.child (odd)),
+                                               "--json" });
+        CHECK (result.exitCode == 1);
+
+        const auto document = json::parse (result.out);
+        CHECK (document["status"] == "partial");
+        CHECK (document["tracks"].size() == 3);
+        std::vector<int> codes;
+        for (const auto& refused : document["refused"])
+            codes.push_back (refused["code"].get<int>());
+        CHECK (codes == std::vector<int>{ 3, 3, 1, 1, 9, 2 });
+        for (const auto* name :
+             { "empty.wav", "text.wav", "slow.wav", "other rate.wav", "blip.wav", "gone.wav" })
+            CHECK_THAT (result.diagnostics, Contains (name));
+        CHECK_THAT (result.diagnostics, Contains ("22050") && Contains ("16383") && ! Contains ("\x1b"));
+
+        CHECK (session.writtenFiles().size() == 3);
+        CHECK (session.outFolder()
+                   .getChildFile (odd.upToLastOccurrenceOf (".", false, false) + "_Processed.wav")
+                   .existsAsFile());
+    }
+
+    SECTION ("3: no usable file, no drum to analyse, or a hi-hat alone")
+    {
+        const auto& tracks = session.tracks;
+        const auto out = session.work.path ("out");
+        const auto run = [&] (std::vector<std::string> arguments)
+        {
+            arguments.insert (arguments.begin(), "process");
+            arguments.insert (arguments.end(), { "--out", out });
+            return test::runTessivar (arguments, session.cache.folder);
+        };
+        CHECK (run ({ tracks.path ("gone.wav") }).exitCode == 3);
+
+        const auto hat = run ({ tracks.path ("Kick.wav"), "--type", "Kick=hiHat" });
+        CHECK (hat.exitCode == 3);
+        CHECK_THAT (hat.diagnostics, Contains ("a Kick or Snare track has to be present in the Group."));
+
+        const auto nothing = run ({ tracks.path ("Kick.wav"), "--type", "Kick=other" });
+        CHECK (nothing.exitCode == 3);
+        CHECK_THAT (nothing.diagnostics, Contains ("Group has no close microphones to analyze."));
+        CHECK_FALSE (juce::File (out).exists());
+    }
+
+    SECTION ("4: a target that can't be a folder")
+    {
+        session.work.child ("out").replaceWithText ("a file");
+        const auto result = session.process();
+        CHECK (result.exitCode == 4);
+        CHECK_THAT (result.diagnostics, Contains ("out") && Contains ("not a folder"));
+        CHECK (session.outFolder().loadFileAsString() == "a file");
+    }
+
+    SECTION ("5: the temporary folder can't be used")
+    {
+        const auto result = session.process ({ "--temp", text (session.tracks.child ("Kick.wav")) });
+        CHECK (result.exitCode == 5);
+        CHECK_THAT (result.diagnostics, Contains ("Kick.wav"));
+        CHECK_FALSE (session.outFolder().exists());
+    }
+}
+
+TEST_CASE ("Program: the small commands", "[cli][program]")
+{
+    const test::TemporaryFolder temporary;
+    const auto run = [&] (const std::vector<std::string>& arguments)
+    { return test::runTessivar (arguments, temporary.folder); };
+
+    SECTION ("classify tells type and reason")
+    {
+        const auto result = run ({ "classify", "Kick_01.wav", "SD Top.wav", "OH L.wav" });
+        CHECK (result.exitCode == 0);
+        CHECK_THAT (result.out, Contains ("guessed from \"kick\"") && Contains ("Overhead"));
+        CHECK_THAT (result.out, Contains ("Other") && Contains ("nothing in the name"));
+    }
+
+    SECTION ("selftest passes on what was built")
+    {
+        const auto result = run ({ "selftest" });
+        CHECK (result.exitCode == 0);
+        CHECK_THAT (result.out, Contains ("ok") && ! Contains ("FAILED"));
+    }
+
+    SECTION ("version and help go to standard output")
+    {
+        CHECK_THAT (run ({ "--version" }).out, Catch::StartsWith ("tessivar-cli 0."));
+        const auto help = run ({ "process", "--help" });
+        CHECK (help.exitCode == 0);
+        CHECK_THAT (help.out, Contains ("--focus [NAME=]VALUE"));
+        CHECK (help.diagnostics.empty());
+    }
+}
+
+} // namespace tessivar
