@@ -1,0 +1,191 @@
+#include "benchmarks/FileStorage.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tessivar::benchmarks
+{
+
+namespace
+{
+[[noreturn]] void fail (const std::string& path, int error)
+{
+    throw std::runtime_error (path + ": " + std::strerror (error));
+}
+
+/** Repeats a call that may move fewer bytes than asked for. */
+template <typename Call>
+bool moveAll (std::size_t numBytes, Call&& call)
+{
+    for (std::size_t done = 0; done < numBytes;)
+    {
+        const auto moved = call (done, numBytes - done);
+
+        if (moved <= 0)
+            return false;
+
+        done += static_cast<std::size_t> (moved);
+    }
+
+    return true;
+}
+} // namespace
+
+FloatFile::FloatFile (const std::string& path) : descriptor (open (path.c_str(), O_RDONLY | O_CLOEXEC))
+{
+    struct stat status
+    {
+    };
+
+    if (descriptor < 0 || fstat (descriptor, &status) != 0)
+        fail (path, errno);
+
+    numFloats = static_cast<std::int64_t> (status.st_size) / 4;
+}
+
+FloatFile::FloatFile (const std::string& path, std::int64_t n)
+    : descriptor (open (path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)), numFloats (n)
+{
+    if (descriptor < 0)
+        fail (path, errno);
+
+    if (const auto error = posix_fallocate (descriptor, 0, 4 * std::max (n, std::int64_t{ 1 })); error != 0)
+    {
+        close (descriptor);
+        fail (path, error);
+    }
+}
+
+FloatFile::~FloatFile()
+{
+    close (descriptor);
+}
+
+bool FloatFile::read (std::int64_t position, std::span<float> dest) const
+{
+    auto* bytes = reinterpret_cast<char*> (dest.data());
+    return moveAll (
+        dest.size_bytes(),
+        [&] (std::size_t done, std::size_t left)
+        { return pread (descriptor, bytes + done, left, 4 * position + static_cast<off_t> (done)); });
+}
+
+bool FloatFile::write (std::int64_t position, std::span<const float> values) const
+{
+    const auto* bytes = reinterpret_cast<const char*> (values.data());
+    return moveAll (
+        values.size_bytes(),
+        [&] (std::size_t done, std::size_t left)
+        { return pwrite (descriptor, bytes + done, left, 4 * position + static_cast<off_t> (done)); });
+}
+
+bool FileSource::read (std::int64_t start, std::span<float> dest)
+{
+    const auto size = static_cast<std::int64_t> (dest.size());
+    const auto first = std::clamp (-start, std::int64_t{ 0 }, size);
+    const auto end = std::clamp (lengthInSamples() - start, first, size);
+    std::fill_n (dest.begin(), first, 0.0f);
+    std::fill (dest.begin() + end, dest.end(), 0.0f);
+    return file.read (
+        start + first,
+        dest.subspan (static_cast<std::size_t> (first), static_cast<std::size_t> (end - first)));
+}
+
+class FileStorage::Planes : public ScratchPlanes
+{
+public:
+    Planes (const std::string& path, int numPlanes, std::int64_t lengthInSamples)
+        : file (path, numPlanes * lengthInSamples), length (lengthInSamples)
+    {
+    }
+
+    [[nodiscard]] bool write (int plane, std::int64_t start, std::span<const float> samples) override
+    {
+        return file.write (plane * length + start, samples);
+    }
+
+    [[nodiscard]] bool read (int plane, std::int64_t start, std::span<float> dest) override
+    {
+        return file.read (plane * length + start, dest);
+    }
+
+private:
+    FloatFile file;
+    const std::int64_t length;
+};
+
+class FileStorage::Sink : public RenderedTrackSink
+{
+public:
+    Sink (const std::string& path, std::int64_t lengthInSamples)
+        : file (path, method::numRenderChannels * lengthInSamples)
+    {
+    }
+
+    [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override
+    {
+        return file.write (method::numRenderChannels * start, frames);
+    }
+
+    void addTo (std::uint64_t& sum) const
+    {
+        std::vector<float> values (1u << 18);
+
+        for (std::int64_t position = 0; position < file.size();)
+        {
+            const auto n = std::min (static_cast<std::int64_t> (values.size()), file.size() - position);
+            const std::span<float> piece{ values.data(), static_cast<std::size_t> (n) };
+
+            if (! file.read (position, piece))
+                throw std::runtime_error ("a result cannot be read back");
+
+            for (const auto value : piece)
+                sum = (sum ^ std::bit_cast<std::uint32_t> (value)) * 0x100000001b3u;
+
+            position += n;
+        }
+    }
+
+private:
+    FloatFile file;
+};
+
+FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)
+    : folder (std::move (f)), lengths (std::move (l)), sinks (lengths.size())
+{
+}
+
+FileStorage::~FileStorage() = default;
+
+ScratchPlanes* FileStorage::scratch (int numPlanes, std::int64_t lengthInSamples)
+{
+    planes = std::make_unique<Planes> (folder + "/scratch", numPlanes, lengthInSamples);
+    return planes.get();
+}
+
+RenderedTrackSink* FileStorage::rendered (int trackIndex)
+{
+    const auto i = static_cast<std::size_t> (trackIndex);
+    sinks[i] = std::make_unique<Sink> (folder + "/rendered" + std::to_string (trackIndex), lengths[i]);
+    return sinks[i].get();
+}
+
+std::uint64_t FileStorage::checksum() const
+{
+    std::uint64_t sum = 0xcbf29ce484222325u;
+
+    for (const auto& sink : sinks)
+        if (sink != nullptr)
+            sink->addTo (sum);
+
+    return sum;
+}
+
+} // namespace tessivar::benchmarks

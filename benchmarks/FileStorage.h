@@ -1,0 +1,71 @@
+#pragma once
+
+#include "engine/AnalysisPipeline.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tessivar::benchmarks
+{
+
+/** Floats in a file of fixed size, read and written at any place from several threads at once. */
+class FloatFile
+{
+public:
+    /** Opens an existing file for reading, or makes one of numFloats floats with its room on disk reserved. Throws
+        std::runtime_error with file and reason. */
+    explicit FloatFile (const std::string& path);
+    FloatFile (const std::string& path, std::int64_t numFloats);
+    ~FloatFile();
+
+    FloatFile (const FloatFile&) = delete;
+    FloatFile& operator= (const FloatFile&) = delete;
+
+    [[nodiscard]] std::int64_t size() const { return numFloats; }
+    [[nodiscard]] bool read (std::int64_t position, std::span<float> dest) const;
+    [[nodiscard]] bool write (std::int64_t position, std::span<const float> values) const;
+
+private:
+    int descriptor = -1;
+    std::int64_t numFloats = 0;
+};
+
+class FileSource : public SampleSource
+{
+public:
+    explicit FileSource (const std::string& path) : file (path) {}
+
+    [[nodiscard]] std::int64_t lengthInSamples() const override { return file.size(); }
+    [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) override;
+
+private:
+    FloatFile file;
+};
+
+/** Scratch planes and seven-channel results on real files, as the product keeps them. */
+class FileStorage : public AnalysisStorage
+{
+public:
+    /** lengths: samples of each track. */
+    FileStorage (std::string folder, std::vector<std::int64_t> lengths);
+    ~FileStorage() override;
+
+    ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override;
+    RenderedTrackSink* rendered (int trackIndex) override;
+
+    /** A number that depends on every bit of the results and on their order. */
+    [[nodiscard]] std::uint64_t checksum() const;
+
+private:
+    class Planes;
+    class Sink;
+
+    const std::string folder;
+    const std::vector<std::int64_t> lengths;
+    std::unique_ptr<Planes> planes;
+    std::vector<std::unique_ptr<Sink>> sinks;
+};
+
+} // namespace tessivar::benchmarks

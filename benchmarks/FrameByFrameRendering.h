@@ -1,0 +1,51 @@
+#pragma once
+
+#include "engine/AnalysisSettings.h"
+#include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/MatrixView.h"
+
+#include <array>
+#include <memory>
+
+namespace tessivar::benchmarks
+{
+
+/** The anchor of the rendering: the component signals of one track by FFTW alone, one frame after the other.
+
+    Per frame a real transform, the quotient of spectrum and model, and per component the product with its bases, a real
+    inverse transform and the overlap-add. Plans are measured (FFTW_MEASURE); the vector loops are as wide as the machine
+    allows; neither masks nor whole-length arrays are made.
+*/
+class FrameByFrameRendering
+{
+public:
+    /** bases: ten times numBins weights, each component stride floats after the one before; window: frameLength weights for
+        analysis and synthesis. */
+    FrameByFrameRendering (const RateParameters& rate,
+                           const float* bases,
+                           std::size_t stride,
+                           const float* window);
+    ~FrameByFrameRendering();
+
+    FrameByFrameRendering (const FrameByFrameRendering&) = delete;
+    FrameByFrameRendering& operator= (const FrameByFrameRendering&) = delete;
+
+    /** Renders numFrames frames, the first of which starts at samples; numFrames is the same in every call. Completes
+        numFrames hops of every component, from the start of the first frame on; what overlaps them is kept for the
+        next call. */
+    void render (const float* samples, MatrixView<const float> activations, std::size_t numFrames);
+
+    [[nodiscard]] const float* component (std::size_t k) const { return outputs[k].data(); }
+
+private:
+    struct Plans;
+
+    const RateParameters rate;
+    const float* const window;
+    std::unique_ptr<Plans> plans;
+    AlignedBuffer bases, doubledBases; // one weight a bin, and each weight twice, for (re, im)
+    AlignedBuffer frame, spectrum, quotient, masked, output;
+    std::array<AlignedBuffer, method::numComponents> outputs;
+};
+
+} // namespace tessivar::benchmarks

@@ -1,0 +1,176 @@
+#include "benchmarks/AnalysisBenchmark.h"
+#include "benchmarks/DecompositionBenchmark.h"
+#include "benchmarks/MachineBenchmark.h"
+#include "benchmarks/RenderingBenchmark.h"
+#include "engine/numerics/simd/SimdTarget.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace tessivar::benchmarks
+{
+
+namespace
+{
+struct Request
+{
+    BenchmarkOptions options;
+    std::vector<std::string> only;
+    std::string jsonFile, document, analysisFolder;
+    bool markdown = false;
+};
+
+struct Benchmark
+{
+    const char* name;
+    Findings (*run) (const BenchmarkOptions&);
+};
+
+constexpr std::array<Benchmark, 4> allBenchmarks{ { { "machine", benchmarkMachine },
+                                                    { "decomposition", benchmarkDecomposition },
+                                                    { "rendering", benchmarkRendering },
+                                                    { "analysis", benchmarkAnalysis } } };
+
+/** Names of SIMD targets that this machine runs; "all" stands for every one. */
+std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
+{
+    const auto available = availableSimdTargets();
+
+    if (std::find (wanted.begin(), wanted.end(), "all") != wanted.end())
+        return available;
+
+    for (const auto& name : wanted)
+        if (std::find (available.begin(), available.end(), name) == available.end())
+        {
+            std::string text = "this machine does not run " + name + ", but";
+
+            for (const auto& other : available)
+                text += " " + other;
+
+            throw std::runtime_error (text);
+        }
+
+    return wanted;
+}
+
+int run (const Request& request)
+{
+    std::vector<Table> tables;
+    std::vector<std::string> failures;
+    nlohmann::ordered_json figures;
+
+    for (const auto& benchmark : allBenchmarks)
+    {
+        if (! request.only.empty()
+            && std::find (request.only.begin(), request.only.end(), benchmark.name) == request.only.end())
+            continue;
+
+        const auto findings = benchmark.run (request.options);
+        figures[benchmark.name] = findings.figures;
+        failures.insert (failures.end(), findings.failures.begin(), findings.failures.end());
+
+        for (const auto& table : findings.tables)
+        {
+            tables.push_back (table);
+            std::cout << (request.markdown ? table.asMarkdown() : table.asText()) << std::endl;
+        }
+    }
+
+    if (! request.jsonFile.empty())
+    {
+        std::ofstream file (request.jsonFile);
+        file << figures.dump (2) << "\n";
+        file.close();
+
+        if (! file)
+            failures.push_back (request.jsonFile + ": cannot be written");
+    }
+
+    if (! request.document.empty())
+        if (const auto problem = updateDocument (request.document, tables); ! problem.empty())
+            failures.push_back (problem);
+
+    for (const auto& failure : failures)
+        announce ("error: " + failure);
+
+    return failures.empty() ? 0 : 1;
+}
+} // namespace
+
+int runProgram (int numArguments, char** arguments)
+{
+    Request request;
+    auto& options = request.options;
+    std::vector<std::string> targets{ "all" };
+    std::vector<std::string> names;
+
+    for (const auto& benchmark : allBenchmarks)
+        names.emplace_back (benchmark.name);
+
+    CLI::App app (
+        "Measures Tessivar's engine beside its anchors, in rounds that take turns, and prints medians.");
+    app.add_option ("--only", request.only, "Benchmarks to run: machine, decomposition, rendering, analysis")
+        ->delimiter (',')
+        ->check (CLI::IsMember (names));
+    app.add_option ("--tracks", options.numTracks, "Number of tracks")->check (CLI::Range (1, 64));
+    app.add_option ("--seconds", options.seconds, "Lengths of the performance")
+        ->delimiter (',')
+        ->check (CLI::Range (1, 3600));
+    app.add_option ("--threads", options.threads, "Numbers of threads")
+        ->delimiter (',')
+        ->check (CLI::Range (1, 256));
+    app.add_option ("--targets", targets, "SIMD targets: all, or names such as AVX2")->delimiter (',');
+    app.add_option ("--rounds", options.rounds.numRounds, "Rounds of decomposition, rendering and machine")
+        ->check (CLI::Range (1, 1000));
+    app.add_option ("--analysis-rounds", options.analysisRounds, "Rounds of the whole analysis")
+        ->check (CLI::Range (1, 1000));
+    app.add_option ("--patience",
+                    options.rounds.patienceSeconds,
+                    "Seconds to wait, for each comparison, for rounds that other programs leave alone")
+        ->check (CLI::Range (0.0, 3600.0));
+    app.add_option ("--folder", options.temporaryFolder, "Where the analysis puts its temporary files")
+        ->check (CLI::ExistingDirectory);
+    app.add_option ("--json", request.jsonFile, "File for the figures of every round");
+    app.add_flag ("--markdown", request.markdown, "Print the tables as Markdown");
+    app.add_option ("--document", request.document, "Markdown file whose marked tables are replaced")
+        ->check (CLI::ExistingFile);
+    // The program calls itself with this one.
+    app.add_option ("--analyse-folder", request.analysisFolder)->group ("");
+
+    try
+    {
+        app.parse (numArguments, arguments);
+    }
+    catch (const CLI::ParseError& error)
+    {
+        return app.exit (error) == 0 ? 0 : 2;
+    }
+
+    try
+    {
+        if (! request.analysisFolder.empty())
+            return analyseInThisProcess (request.analysisFolder, options.numTracks, options.threads.front());
+
+        if (options.temporaryFolder.empty())
+            options.temporaryFolder = std::filesystem::temp_directory_path();
+
+        options.simdTargets = chosenTargets (targets);
+        return run (request);
+    }
+    catch (const std::exception& error)
+    {
+        announce (std::string ("error: ") + error.what());
+        return 1;
+    }
+}
+
+} // namespace tessivar::benchmarks
+
+int main (int numArguments, char** arguments)
+{
+    return tessivar::benchmarks::runProgram (numArguments, arguments);
+}

@@ -1,0 +1,256 @@
+#include "benchmarks/RenderingBenchmark.h"
+
+#include "benchmarks/FrameByFrameRendering.h"
+#include "benchmarks/MachineBenchmark.h"
+#include "engine/AnalysisData.h"
+#include "engine/ComponentRendering.h"
+#include "engine/DataFileGenerator.h"
+#include "engine/SpectralFrontEnd.h"
+#include "engine/numerics/RandomStream.h"
+#include "engine/numerics/simd/SimdTarget.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+
+namespace tessivar::benchmarks
+{
+
+namespace
+{
+constexpr std::int64_t segmentHops = 512; // as the product cuts a track
+constexpr std::int64_t numSegments = 8;   // a round renders these
+
+class NoiseSource : public SampleSource
+{
+public:
+    explicit NoiseSource (std::int64_t length) : samples (static_cast<std::size_t> (length))
+    {
+        RandomStream random (3);
+
+        for (auto& x : samples)
+            x = random.next() - 0.5f;
+    }
+
+    [[nodiscard]] std::int64_t lengthInSamples() const override
+    {
+        return static_cast<std::int64_t> (samples.size());
+    }
+
+    [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) override
+    {
+        const auto size = static_cast<std::int64_t> (dest.size());
+        const auto first = std::clamp (-start, std::int64_t{ 0 }, size);
+        const auto end = std::clamp (lengthInSamples() - start, first, size);
+        std::fill (dest.begin(), dest.end(), 0.0f);
+        std::copy_n (samples.begin() + start + first, end - first, dest.begin() + first);
+        return true;
+    }
+
+    [[nodiscard]] const float* data() const { return samples.data(); }
+
+private:
+    std::vector<float> samples;
+};
+
+AnalysisData makeData (const RateParameters& rate)
+{
+    const auto aligned = [] (const std::vector<float>& values)
+    {
+        AlignedBuffer buffer (values.size());
+        std::copy (values.begin(), values.end(), buffer.data());
+        return buffer;
+    };
+
+    AnalysisData data;
+    data.rate = rate;
+    data.window = aligned (dataFiles::sineBellWindow (rate.frameLength));
+    data.interpolation = aligned (dataFiles::interpolationVector (rate));
+    return data;
+}
+
+AnalysisShape makeShape (const RateParameters& rate)
+{
+    TrackShape track;
+    track.drumType = drumCode::snare;
+    track.sampleRate = rate.sampleRate;
+    track.lengthInSamples = segmentHops * rate.hop * numSegments + rate.frameLength;
+    return *AnalysisShape::forTracks (std::span (&track, 1));
+}
+
+/** Everything that both ways of rendering one frame length need. */
+class Comparison
+{
+public:
+    explicit Comparison (const RateParameters& r)
+        : rate (r), data (makeData (rate)), shape (makeShape (rate)), source (shape.lengthInSamples),
+          signal (source, drumCode::snare, shape, data),
+          melBases (method::numMelBands * method::numComponents),
+          activations (method::numComponents * static_cast<std::size_t> (shape.numFrames))
+    {
+        RandomStream random (4);
+
+        for (auto& x : melBases)
+            x = 0.01f + random.next();
+
+        for (auto& x : activations)
+            x = 0.01f + random.next();
+    }
+
+    void run (const BenchmarkOptions& options, Findings& findings, Table& table)
+    {
+        announce ("rendering: frames of " + std::to_string (rate.frameLength));
+
+        // The product's plans come first: what FFTW learns when it measures the anchor's must not slip into them.
+        const LinearBases bases (melBases.data(), method::numMelBands, data);
+        ComponentRenderer renderer (bases, frames(), data);
+        FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());
+        checkAgreement (renderer, anchor, findings);
+
+        std::map<std::string, Series> times; // CPU nanoseconds a frame; the anchor's under an empty name
+
+        const auto numDisturbed = runRounds (
+            options.rounds,
+            [&]
+            {
+                std::map<std::string, double> found;
+                found[{}] = nanosecondsPerFrame ([&] (std::int64_t i) { renderAnchor (anchor, i); });
+
+                for (const auto& target : options.simdTargets)
+                {
+                    useSimdTarget (target);
+                    found[target] =
+                        nanosecondsPerFrame ([&] (std::int64_t i) { renderProduct (renderer, i); });
+                }
+
+                return [&times, found]
+                {
+                    for (const auto& [name, value] : found)
+                        times[name].add (value);
+                };
+            });
+
+        useSimdTarget ({});
+        auto names = options.simdTargets;
+        names.insert (names.begin(), std::string());
+
+        for (const auto& name : names)
+        {
+            const auto isAnchor = name.empty();
+            const auto& time = times[name];
+            const auto faster = isAnchor ? Series() : ratios (times[{}], time);
+            const auto hasGoal = ! isAnchor && rate.frameLength == 1024 && vectorWidth (name) > 4;
+            constexpr auto none = std::numeric_limits<double>::quiet_NaN();
+            const auto label = isAnchor ? std::string ("FFTW frame by frame") : name;
+
+            table.rows.push_back ({ std::to_string (rate.frameLength),
+                                    label,
+                                    number (time.median()),
+                                    number (time.minimum()),
+                                    number (faster.median(), 2),
+                                    number (hasGoal ? 1.0 : none, 1),
+                                    number (hasGoal ? (vectorWidth (name) == 16 ? 2.0 : 1.6) : none, 1) });
+            findings.figures["variants"].push_back ({ { "frameLength", rate.frameLength },
+                                                      { "kernels", label },
+                                                      { "cpuNanosecondsPerFrame", time.values() },
+                                                      { "timesFaster", faster.values() },
+                                                      { "disturbedRounds", numDisturbed },
+                                                      { "relativeDifference", difference } });
+        }
+
+        if (numDisturbed > 0)
+            table.notes.push_back (
+                "N = " + std::to_string (rate.frameLength) + ": " + std::to_string (numDisturbed) + " of "
+                + std::to_string (options.rounds.numRounds) + " rounds were disturbed by other programs.");
+    }
+
+private:
+    [[nodiscard]] MatrixView<const float> frames() const
+    {
+        return { activations.data(), method::numComponents, static_cast<std::size_t> (shape.numFrames) };
+    }
+
+    /** Frames of 512 hops each; the product renders those that overlap the ends of a segment twice. */
+    double nanosecondsPerFrame (const std::function<void (std::int64_t)>& renderOneSegment) const
+    {
+        const auto cpu = measure (
+                             [&]
+                             {
+                                 for (std::int64_t i = 0; i < numSegments; ++i)
+                                     renderOneSegment (i);
+                             })
+                             .cpu;
+        return cpu * 1.0e9 / static_cast<double> (numSegments * segmentHops);
+    }
+
+    void renderProduct (ComponentRenderer& renderer, std::int64_t i)
+    {
+        const auto length = segmentHops * rate.hop;
+        (void) renderer.renderSegment (signal, i * length, (i + 1) * length, shape, segment);
+    }
+
+    void renderAnchor (FrameByFrameRendering& anchor, std::int64_t i) const
+    {
+        // This frame starts at sample 0.
+        const auto leading = rate.frameLength / rate.hop;
+        const auto first = static_cast<std::size_t> (leading + i * segmentHops);
+        const MatrixView<const float> h{ frames().column (first), method::numComponents, segmentHops };
+        anchor.render (source.data() + i * segmentHops * rate.hop, h, segmentHops);
+    }
+
+    void checkAgreement (ComponentRenderer& renderer, FrameByFrameRendering& anchor, Findings& findings)
+    {
+        // The first segment of the anchor lacks the frames before it; the second is whole.
+        renderAnchor (anchor, 0);
+        renderAnchor (anchor, 1);
+        renderProduct (renderer, 1);
+
+        for (std::size_t k = 0; k < method::numComponents; ++k)
+        {
+            const auto *a = segment.component (k), *b = anchor.component (k);
+            auto peak = 1.0e-30, largest = 0.0;
+
+            for (std::int64_t i = 0; i < segmentHops * rate.hop; ++i)
+            {
+                peak = std::max (peak, static_cast<double> (std::abs (b[i])));
+                largest = std::max (largest, static_cast<double> (std::abs (a[i] - b[i])));
+            }
+
+            difference = std::max (difference, largest / peak);
+        }
+
+        if (! (difference < 1.0e-5))
+            findings.failures.push_back ("rendering, N = " + std::to_string (rate.frameLength)
+                                         + ": the product and its anchor differ by " + number (difference, 7)
+                                         + " of the peak");
+    }
+
+    const RateParameters rate;
+    const AnalysisData data;
+    const AnalysisShape shape;
+    NoiseSource source;
+    const PaddedSignal signal;
+    std::vector<float> melBases, activations;
+    ComponentRenderer::Segment segment;
+    double difference = 0.0;
+};
+} // namespace
+
+Findings benchmarkRendering (const BenchmarkOptions& options)
+{
+    Findings findings;
+    Table table;
+    table.id = "rendering";
+    table.title = "Rendering ten components of one track, one thread";
+    table.columns = { "N", "kernels", "ns a frame", "best ns", "times faster", "must", "ahead" };
+
+    for (const auto& rate : supportedRates)
+        if (rate.sampleRate == 44100 || rate.sampleRate == 88200 || rate.sampleRate == 192000)
+            Comparison (rate).run (options, findings, table);
+
+    findings.tables.push_back (table);
+    return findings;
+}
+
+} // namespace tessivar::benchmarks
