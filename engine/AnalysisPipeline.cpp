@@ -425,6 +425,14 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     AnalysisForecast forecast;
     forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);
     forecast.scratchBytes = 4 * numPlanes * static_cast<std::uint64_t> (shape.lengthInSamples);
+
+    if (options.method == AnalysisMethod::refined)
+    {
+        const auto refinement = forecastRefinement (shape, static_cast<int> (workers));
+        forecast.memoryBytes = std::max (forecast.memoryBytes, refinement.memoryBytes);
+        forecast.scratchBytes = std::max (forecast.scratchBytes, refinement.scratchBytes);
+    }
+
     return forecast;
 }
 

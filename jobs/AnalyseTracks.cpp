@@ -42,6 +42,7 @@ AnalysisOptions engineOptions (const AnalyseOptions& options, juce::StringArray*
     result.resourceFolder = options.resourceFolder.getFullPathName().toStdString();
     result.numThreads = options.numThreads;
     result.seed = options.seed;
+    result.method = options.method;
     result.keepAllComponents = options.keepAllComponents;
     result.diagnostics = [diagnostics] (std::string_view line)
     {
@@ -82,6 +83,36 @@ public:
         return result.sink ? &*result.sink : nullptr;
     }
 
+    ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override
+    {
+        // The component planes have served; their room is not needed twice.
+        scratchPlanes.reset();
+        const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
+                          * sizeof (float);
+
+        if (auto file = make (size))
+            spectrogramPlanes.emplace (std::move (file), floatsPerPlane);
+
+        return spectrogramPlanes ? &*spectrogramPlanes : nullptr;
+    }
+
+    RenderedTrackSource* standard (int trackIndex) override
+    {
+        auto& result = results[static_cast<std::size_t> (trackIndex)];
+        return result.sink ? &*result.sink : nullptr;
+    }
+
+    RenderedTrackSink* refined (int trackIndex) override
+    {
+        auto& result = results[static_cast<std::size_t> (trackIndex)];
+        result.refined = make (bytesPerRenderedSample * length (trackIndex));
+
+        if (result.refined != nullptr)
+            result.refinedSink.emplace (result.refined);
+
+        return result.refinedSink ? &*result.refinedSink : nullptr;
+    }
+
     bool component (int trackIndex, int slot, std::span<const float> samples) override
     {
         auto& result = results[static_cast<std::size_t> (trackIndex)];
@@ -109,11 +140,12 @@ public:
         if (creationFailure.isNotEmpty())
             return creationFailure;
 
-        if (scratchPlanes && scratchPlanes->lastError().isNotEmpty())
-            return scratchPlanes->lastError();
+        for (const auto* planes : { &scratchPlanes, &spectrogramPlanes })
+            if (*planes && (*planes)->lastError().isNotEmpty())
+                return (*planes)->lastError();
 
         for (const auto& result : results)
-            for (const auto& file : { result.rendered, result.components })
+            for (const auto& file : { result.rendered, result.refined, result.components })
                 if (file != nullptr && file->lastError().isNotEmpty())
                     return file->lastError();
 
@@ -124,15 +156,16 @@ public:
 
     void moveInto (std::size_t index, SessionTrack& track)
     {
-        track.rendered = std::move (results[index].rendered);
-        track.components = std::move (results[index].components);
+        auto& result = results[index];
+        track.rendered = std::move (result.refined != nullptr ? result.refined : result.rendered);
+        track.components = std::move (result.components);
     }
 
 private:
     struct TrackResult
     {
-        std::shared_ptr<StoreFile> rendered, components;
-        std::optional<StoreSink> sink;
+        std::shared_ptr<StoreFile> rendered, refined, components;
+        std::optional<StoreSink> sink, refinedSink;
         int slot = -1;             // of the component that is being written
         std::int64_t position = 0; // its next sample
     };
@@ -155,7 +188,7 @@ private:
     TemporaryStore& store;
     std::span<const SessionTrack> tracks;
     std::vector<TrackResult> results;
-    std::optional<StorePlanes> scratchPlanes;
+    std::optional<StorePlanes> scratchPlanes, spectrogramPlanes;
     juce::String creationFailure;
 };
 
@@ -269,7 +302,8 @@ AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,
         if (track.takesPart())
             forecast.diskNeeded +=
                 lengthOf (track)
-                * (bytesPerRenderedSample + (options.keepAllComponents ? bytesPerComponentSample : 0));
+                * (bytesPerRenderedSample * (options.method == AnalysisMethod::refined ? 2 : 1)
+                   + (options.keepAllComponents ? bytesPerComponentSample : 0));
 
         if (track.source == nullptr)
             forecast.diskNeeded += lengthOf (track) * sizeof (float);

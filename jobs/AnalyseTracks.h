@@ -16,6 +16,7 @@ struct AnalyseOptions
     juce::File resourceFolder; // holds resources01, resources02 and resources03
     int numThreads = 1;        // results do not depend on it
     std::uint64_t seed = method::defaultSeed;
+    AnalysisMethod method = AnalysisMethod::standard;
     bool keepAllComponents = false; // fill SessionTrack::components
 };
 

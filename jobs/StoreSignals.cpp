@@ -55,4 +55,9 @@ bool StoreSink::writeFrames (std::int64_t start, std::span<const float> frames)
     return writeSamples (*file, start * method::numRenderChannels, frames);
 }
 
+bool StoreSink::readFrames (std::int64_t start, std::span<float> frames)
+{
+    return readSamples (*file, start * method::numRenderChannels, frames);
+}
+
 } // namespace tessivar

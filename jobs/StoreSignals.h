@@ -50,13 +50,14 @@ private:
     std::int64_t length;
 };
 
-/** A StoreFile of seven interleaved channels. */
-class StoreSink final : public RenderedTrackSink
+/** A StoreFile of seven interleaved channels, to write and to read back. */
+class StoreSink final : public RenderedTrackSink, public RenderedTrackSource
 {
 public:
     explicit StoreSink (std::shared_ptr<StoreFile> frames) : file (std::move (frames)) {}
 
     [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override;
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> frames) override;
     [[nodiscard]] juce::String lastError() const { return file->lastError(); }
 
 private:

@@ -756,10 +756,28 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     return Refinement (tracks, shape, pool, storage, control, progress, analyses).run();
 }
 
-std::int64_t refinementPlaneFloats (const AnalysisShape& analysisShape)
+AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int numThreads)
 {
     const SpectrumShape shape (analysisShape);
-    return shape.numSegments * segmentFrames * static_cast<std::int64_t> (shape.numBins);
+    const auto tracks = static_cast<std::uint64_t> (analysisShape.numActive);
+    const auto workers = static_cast<std::uint64_t> (numThreads);
+    const auto bins = static_cast<std::uint64_t> (shape.numBins);
+    const auto frames = static_cast<std::uint64_t> (shape.numSegments) * tileFrames;
+    const auto samples =
+        static_cast<std::uint64_t> (segmentFrames + 8) * static_cast<std::uint64_t> (shape.rate.hop);
+    const auto bands = static_cast<std::uint64_t> (
+        EvidenceBands (shape.numBins, static_cast<double> (shape.rate.sampleRate) / shape.rate.frameLength)
+            .count());
+
+    // A worker holds a block of bins of all tracks, or a segment: logits and two kinds of power, seven channels and layers.
+    const auto block = std::max (std::uint64_t{ modelBytes }, 8 * tracks * frames);
+    const auto segment = 4 * (3 * bins * (tileFrames + 8) + 22 * samples);
+    const auto evidence = 16 * bands * frames;
+
+    AnalysisForecast forecast;
+    forecast.memoryBytes = workers * std::max (block, segment) + evidence + (32u << 20);
+    forecast.scratchBytes = 8 * tracks * frames * bins;
+    return forecast;
 }
 
 } // namespace tessivar

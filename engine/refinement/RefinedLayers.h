@@ -53,7 +53,7 @@ struct RefinementStorage
                                            const std::function<void (double)>& progress,
                                            std::vector<TrackAnalysis>& analyses);
 
-/** Floats of each of the two spectrogram planes that a track of this analysis needs. */
-[[nodiscard]] std::int64_t refinementPlaneFloats (const AnalysisShape& shape);
+/** Bytes that refineTracks takes from memory and from its spectrogram planes. */
+[[nodiscard]] AnalysisForecast forecastRefinement (const AnalysisShape& shape, int numThreads);
 
 } // namespace tessivar
