@@ -29,7 +29,10 @@ constexpr std::array processOptions{
         .help =
             "How much is removed: 0 leaves a track as it is, 5 keeps only the best component. VALUE is a "
             "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for "
-            "every track that no NAME matches. Default: 3, the most that rarely costs a drum its own sound.",
+            "every track that no NAME matches. With the refined method VALUE may be the word suggested: the "
+            "lowest value that has the whole effect, found by the analysis for each track. Default: "
+            "suggested "
+            "with the refined method; else 3, the most that rarely costs a drum its own sound.",
     },
     OptionSpec{
         .name = "--fine",
@@ -39,6 +42,14 @@ constexpr std::array processOptions{
         .help =
             "How much of what was removed is mixed back: 0 nothing, 1 everything; a number from 0 to 1 or "
             "a percentage. Given like --focus. Default: 0.",
+    },
+    OptionSpec{
+        .name = "--method",
+        .value = "METHOD",
+        .kind = ValueKind::analysisMethod,
+        .help = "How the tracks are analysed: standard, or refined, which models the leakage between the "
+                "microphones, removes much more of it, suggests a focus for each track and takes about twice "
+                "as long. Default: standard.",
     },
     OptionSpec{
         .name = "--type",

@@ -9,11 +9,12 @@ namespace tessivar
 /** What a shell can offer in place of a value. */
 enum class ValueKind
 {
-    none,       // a flag: takes no value
-    text,       // anything
-    folder,     // the name of a folder
-    drumType,   // NAME=TYPE
-    audioFormat // wav or aiff
+    none,          // a flag: takes no value
+    text,          // anything
+    folder,        // the name of a folder
+    drumType,      // NAME=TYPE
+    audioFormat,   // wav or aiff
+    analysisMethod // standard or refined
 };
 
 /** One option of a command. */

@@ -133,6 +133,8 @@ std::string completionFor (ValueKind kind)
             return "_tessivar_cli_files folders";
         case ValueKind::drumType:
             return "_tessivar_cli_drum_type";
+        case ValueKind::analysisMethod:
+            return "mapfile -t COMPREPLY < <(compgen -W 'standard refined' -- \"$cur\")";
         case ValueKind::audioFormat:
             return "mapfile -t COMPREPLY < <(compgen -W 'wav aiff' -- \"$cur\")";
         case ValueKind::none:

@@ -154,6 +154,7 @@ private:
         return { .resourceFolder = context.resourceFolder,
                  .numThreads = request.numThreads,
                  .seed = request.seed,
+                 .method = request.method,
                  .keepAllComponents = request.components };
     }
 
@@ -400,7 +401,12 @@ private:
         report.analysisSeconds = secondsNow() - start;
 
         if (outcome.status == AnalyseStatus::completed)
+        {
+            for (auto& track : session)
+                if (track.setting.focus == suggestedValue)
+                    track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
             return true;
+        }
         if (outcome.status == AnalyseStatus::stopped)
             return interrupted();
 
@@ -485,12 +491,14 @@ private:
     /** What the user should look at, or listen to. */
     void collectHints()
     {
-        juce::StringArray untold, faint;
+        juce::StringArray untold, faint, withoutDrum;
         for (std::size_t i = 0; i < session.size(); ++i)
         {
             const auto& reported = report.tracks[i];
             if (! session[i].excluded && reported.typeOrigin == TypeOrigin::fallback)
                 untold.addIfNotAlreadyThere (session[i].name);
+            if (session[i].hasProcessedOutput() && session[i].analysis.suggestedFocus == 0.0)
+                withoutDrum.add ("\"" + printable (session[i].name) + "\"");
             if (reported.output.has_value() && reported.output->written
                 && reported.output->removedDb < faintDb)
                 faint.add ("\"" + printable (session[i].name) + "\"");
@@ -506,6 +514,11 @@ private:
                 + " tells no drum: type Other, passed through unchanged. To say what it is, use --type "
                 + shellQuoted (untold[0] + "=snare"));
         }
+        if (! withoutDrum.isEmpty())
+            report.hints.add (
+                withoutDrum.joinIntoString (", ")
+                + ": its own drum hardly plays, or most of the track would go. The suggestion is to "
+                  "leave it as it is.");
         if (! faint.isEmpty())
             report.hints.add (
                 "Hardly anything is left of " + faint.joinIntoString (", ")

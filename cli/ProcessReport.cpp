@@ -19,6 +19,12 @@ using Row = std::vector<juce::String>;
 
 constexpr auto unknownBytes = std::numeric_limits<std::uint64_t>::max();
 
+/** Signal-to-distortion ratio between the best standard output and the masked track, in dB: two estimates of one drum. */
+double agreementOf (const SessionTrack& track)
+{
+    return track.analysis.focusMatchDb[static_cast<std::size_t> (track.analysis.bestFocusUpTo.back())];
+}
+
 /** The name a user knows the track by: both channels of a stereo file carry the file's. */
 juce::String trackLabel (const SessionTrack& track)
 {
@@ -64,9 +70,31 @@ juce::String knobLabel (float value)
     return text.trimCharactersAtEnd ("0").trimCharactersAtEnd (".");
 }
 
-std::string formatTracks (const ProcessReport& report, bool isPlan)
+juce::String focusLabel (const SessionTrack& track)
 {
+    return track.setting.focus == suggestedValue ? "suggested" : knobLabel (track.setting.focus);
+}
+
+/** How far the two independent estimates behind a suggestion agree, in words. */
+juce::String confidenceLabel (double agreementDb)
+{
+    return agreementDb >= 20.0 ? "sure" : agreementDb >= 12.0 ? "fairly sure" : "unsure";
+}
+
+juce::String suggestionLabel (const SessionTrack& track)
+{
+    if (! track.hasProcessedOutput() || ! track.analysis.suggestedFocus.has_value())
+        return "-";
+    return knobLabel (static_cast<float> (*track.analysis.suggestedFocus)) + " ("
+           + confidenceLabel (agreementOf (track)) + ")";
+}
+
+std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
+{
+    const bool isRefined = request.method == AnalysisMethod::refined && ! isPlan;
     std::vector<Row> rows{ Row{ "Track", "Type", "Focus", "Fine" } };
+    if (isRefined)
+        rows.back().insert (rows.back().end(), { "Leakage", "Suggested" });
     if (! isPlan)
         rows.back().push_back ("Removed");
     rows.back().push_back ("File");
@@ -76,8 +104,15 @@ std::string formatTracks (const ProcessReport& report, bool isPlan)
         const bool takesPart = reported.track.takesPart();
         Row row{ trackLabel (reported.track),
                  typeLabel (reported),
-                 takesPart ? knobLabel (reported.track.setting.focus) : "-",
+                 takesPart ? focusLabel (reported.track) : "-",
                  takesPart ? knobLabel (reported.track.setting.fine) : "-" };
+        if (isRefined)
+        {
+            row.push_back (reported.track.hasProcessedOutput()
+                               ? formatDb (reported.track.analysis.leakageDb) + " dB"
+                               : "-");
+            row.push_back (suggestionLabel (reported.track));
+        }
         if (! isPlan)
             row.push_back (removedLabel (reported));
         row.push_back (fileLabel (reported));
@@ -166,11 +201,17 @@ Json trackToJson (const ReportedTrack& reported)
         reported.typeOrigin == TypeOrigin::name ? Json (jsonText (reported.abbreviation)) : Json();
     json["excluded"] = track.excluded;
     json["takesPart"] = track.takesPart();
-    json["focus"] = track.setting.focus;
+    const bool isSuggested = track.setting.focus == suggestedValue; // the run ended before the analysis chose
+    json["focus"] = isSuggested ? Json() : Json (track.setting.focus);
     json["fine"] = track.setting.fine;
     json["file"] = reported.outputFile == juce::File() || reported.isSourceItself
                        ? Json()
                        : Json (jsonText (reported.outputFile.getFullPathName()));
+
+    const bool hasSuggestion = track.hasProcessedOutput() && track.analysis.suggestedFocus.has_value();
+    json["suggestedFocus"] = hasSuggestion ? Json (*track.analysis.suggestedFocus) : Json();
+    json["leakageDb"] = hasSuggestion ? Json (track.analysis.leakageDb) : Json();
+    json["agreementDb"] = hasSuggestion ? Json (agreementOf (track)) : Json();
 
     const bool written = reported.output.has_value() && reported.output->written;
     json["written"] = written;
@@ -194,9 +235,9 @@ std::string formatReport (const ProcessReport& report, const ProcessRequest& req
 
     std::vector<std::string> sections;
     if (isExported)
-        sections.push_back (formatTracks (report, false));
+        sections.push_back (formatTracks (report, request, false));
     else if (request.dryRun && ! report.tracks.empty())
-        sections.push_back (formatTracks (report, true));
+        sections.push_back (formatTracks (report, request, true));
     if (request.dryRun && report.forecast.has_value())
         sections.push_back (formatForecast (*report.forecast, request));
 
@@ -227,6 +268,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         { "format", jsonText (request.extension.substring (1)) },
         { "overwrite", request.overwrite },
         { "components", request.components },
+        { "method", request.method == AnalysisMethod::refined ? "refined" : "standard" },
         { "seed", request.seed },
         { "threads", request.numThreads },
         { "temporaryFolder", jsonText (request.temporaryFolder.getFullPathName()) },

@@ -61,11 +61,26 @@ juce::Result parseProcessRequest (const Invocation& invocation, ProcessRequest& 
     if (outcome.failed())
         return juce::Result::fail ("--temp: " + outcome.getErrorMessage());
 
-    outcome = parseKnobChoices ("--focus", invocation.all ("--focus"), maximumFocus, result.focus);
+    if (const auto* method = invocation.one ("--method"))
+    {
+        if (*method != "standard" && *method != "refined")
+            return badValue ("--method", *method, "standard or refined");
+        result.method = *method == "refined" ? AnalysisMethod::refined : AnalysisMethod::standard;
+    }
+
+    const bool canSuggest = result.method == AnalysisMethod::refined;
+    if (canSuggest)
+        result.focus.general = suggestedValue;
+
+    outcome = parseKnobChoices ("--focus", invocation.all ("--focus"), maximumFocus, true, result.focus);
     if (outcome.failed())
         return outcome;
 
-    outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), maximumFine, result.fine);
+    if (! canSuggest && result.focus.asksForSuggestion())
+        return juce::Result::fail (
+            "--focus suggested: only the refined method suggests a value; add --method refined");
+
+    outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), maximumFine, false, result.fine);
     if (outcome.failed())
         return outcome;
 

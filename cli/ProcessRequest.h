@@ -2,6 +2,7 @@
 
 #include "cli/CommandLine.h"
 #include "cli/TrackChoices.h"
+#include "jobs/AnalyseTracks.h"
 
 #include <juce_core/juce_core.h>
 
@@ -17,7 +18,8 @@ struct ProcessRequest
 {
     std::vector<std::string> inputs;
     juce::File outFolder;
-    KnobChoices focus{ defaultFocus, {} }; // 0..5
+    AnalysisMethod method = AnalysisMethod::standard;
+    KnobChoices focus{ defaultFocus, {} }; // 0..5, or suggestedValue
     KnobChoices fine{ defaultFine, {} };   // 0..1
     TrackChoices<DrumType> types;
     juce::StringArray excluded; // patterns

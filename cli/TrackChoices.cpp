@@ -90,6 +90,7 @@ std::optional<float> parseKnobValue (const juce::String& text, float maximum)
 juce::Result parseKnobChoices (const juce::String& option,
                                const std::vector<std::string>& values,
                                float maximum,
+                               bool words,
                                KnobChoices& choices)
 {
     auto result = choices;
@@ -97,11 +98,14 @@ juce::Result parseKnobChoices (const juce::String& option,
     {
         const auto text = juce::String::fromUTF8 (each.c_str());
         const auto split = splitAtEquals (text);
-        const auto value = parseKnobValue (split ? split->second : text, maximum);
+        const auto word = split ? split->second : text;
+        const auto value =
+            words && word == "suggested" ? std::optional (suggestedValue) : parseKnobValue (word, maximum);
 
         if (! value.has_value())
             return juce::Result::fail (option + " " + quoted (text) + ": the value is not a number from 0 to "
-                                       + juce::String (maximum) + " or a percentage from 0% to 100%");
+                                       + juce::String (maximum) + " or a percentage from 0% to 100%"
+                                       + (words ? ", nor the word suggested" : ""));
         if (split)
             result.perTrack.choices.push_back ({ split->first, *value });
         else

@@ -4,6 +4,7 @@
 
 #include <juce_core/juce_core.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,9 @@ struct TrackChoices
     }
 };
 
+/** The knob value that leaves the choice to the analysis; outside every knob's range. */
+inline constexpr float suggestedValue = -1.0f;
+
 /** One knob: what holds for all tracks, and what for some. */
 struct KnobChoices
 {
@@ -59,16 +63,27 @@ struct KnobChoices
     {
         return perTrack.valueFor (name).value_or (general);
     }
+
+    [[nodiscard]] bool asksForSuggestion() const
+    {
+        return general == suggestedValue
+               || std::any_of (perTrack.choices.begin(),
+                               perTrack.choices.end(),
+                               [] (const TrackChoice<float>& choice)
+                               { return choice.value == suggestedValue; });
+    }
 };
 
 /** Reads the values of --focus or --fine. Names may hold an equals sign: the last one parts NAME from VALUE.
 
     @param option   as the error names it
+    @param words    whether the word "suggested" may stand for suggestedValue
     @param choices  general holds the default; stays untouched on failure
 */
 [[nodiscard]] juce::Result parseKnobChoices (const juce::String& option,
                                              const std::vector<std::string>& values,
                                              float maximum,
+                                             bool words,
                                              KnobChoices& choices);
 
 /** Reads the values of --type. */
