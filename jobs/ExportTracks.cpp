@@ -51,7 +51,7 @@ public:
         for (int number = 1;; ++number)
         {
             const auto numbered = number == 1 ? suffix : suffix + "_" + juce::String (number);
-            const auto name = joinedName (base, numbered + extension);
+            auto name = joinedName (base, numbered + extension);
 
             if (taken.insert (name.toLowerCase()).second)
                 return name;
@@ -284,13 +284,13 @@ private:
         MonoFileWriter writer (
             target, std::move (plan), options.calls != nullptr ? *options.calls : FileSystemCalls::system());
 
-        if (const auto opened = writer.openFile(); opened.failed())
+        if (auto opened = writer.openFile(); opened.failed())
         {
             log (target, "Failed to open file.");
             return opened;
         }
 
-        if (const auto created = writer.createWriter(); created.failed())
+        if (auto created = writer.createWriter(); created.failed())
         {
             log (target, "Failed to create file.");
             return created;

@@ -172,7 +172,7 @@ juce::Result MonoFileWriter::finish()
     if (file.status().wasOk())
         patchFileSize();
 
-    if (const auto finished = file.finish(); finished.failed())
+    if (auto finished = file.finish(); finished.failed())
         return finished;
 
     return verify();

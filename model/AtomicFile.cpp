@@ -19,7 +19,7 @@ constexpr std::size_t longestFileName = 255; // bytes, of every file system in u
 juce::File withLinksResolved (const juce::File& file)
 {
     struct stat info = {};
-    const auto path = file.getFullPathName();
+    const auto& path = file.getFullPathName();
 
     if (::lstat (path.toRawUTF8(), &info) != 0 || ! S_ISLNK (info.st_mode))
         return file;

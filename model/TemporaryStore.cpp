@@ -44,7 +44,7 @@ bool isStoreName (const juce::String& name)
 /** Removes a folder of plain files; the lock file goes last, so that a sweep that is cut short can be repeated. */
 void removeStoreFolder (const juce::File& folder)
 {
-    const auto path = folder.getFullPathName();
+    const auto& path = folder.getFullPathName();
     const auto descriptor = ::open (path.toRawUTF8(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 
     if (descriptor < 0)

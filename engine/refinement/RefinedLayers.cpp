@@ -23,11 +23,24 @@ namespace
 constexpr std::int64_t segmentFrames = 256;
 constexpr std::size_t tileFrames = static_cast<std::size_t> (segmentFrames);
 constexpr int numFocusSteps = 6; // whole Focus values 0..5
-constexpr float firstEstimateFocus = 4.0f;
+constexpr int firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.001f; // of the track's power
 constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 constexpr std::size_t modelBytes = std::size_t{ 24 } << 20; // a worker's block of bins
+
+/** dest (columns x rows) = transposed source (rows x columns), both row by row; in blocks, so that neither side walks
+    through the cache a line at a time. */
+void transpose (float* dest, const float* source, std::size_t rows, std::size_t columns)
+{
+    constexpr std::size_t block = 16;
+
+    for (std::size_t r0 = 0; r0 < rows; r0 += block)
+        for (std::size_t c0 = 0; c0 < columns; c0 += block)
+            for (auto c = c0; c < std::min (c0 + block, columns); ++c)
+                for (auto r = r0; r < std::min (r0 + block, rows); ++r)
+                    dest[c * rows + r] = source[r * columns + c];
+}
 
 /** Sizes of the refinement's own spectra: twice the frame length of the analysis. */
 struct SpectrumShape
@@ -48,42 +61,70 @@ struct SpectrumShape
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
 };
 
-/** The standard output of a track at one whole Focus, Fine 0; Focus 0, or a track without rendered channels, is the source. */
+/** A stretch of the standard method's seven channels of a track, read once for all Focus values that are looked at. */
+class StandardChannels
+{
+public:
+    explicit StandardChannels (const RefinementTrack& t) : track (t) {}
+
+    /** Holds samples start .. start + length - 1 of the track from now on; false when they can't be read. */
+    [[nodiscard]] bool load (std::int64_t start, std::int64_t length)
+    {
+        first = std::clamp (start, std::int64_t{ 0 }, track.ownLength);
+        end = std::clamp (start + length, first, track.ownLength);
+        frames.resize (static_cast<std::size_t> (end - first) * method::numRenderChannels);
+        return frames.empty() || track.standard->readFrames (first, frames);
+    }
+
+    /** The output at a whole Focus 1..5, Fine 0: the best components that it keeps, summed in order. Zeros outside the track. */
+    void output (int focus, std::int64_t start, std::span<float> dest) const
+    {
+        const auto numKept = static_cast<std::size_t> (numFocusSteps - focus);
+
+        for (std::size_t i = 0; i < dest.size(); ++i)
+        {
+            const auto position = start + static_cast<std::int64_t> (i);
+            float sum = 0.0f;
+
+            if (position >= first && position < end)
+            {
+                const auto* frame = frames.data() + (position - first) * method::numRenderChannels;
+
+                for (std::size_t c = 0; c < numKept; ++c)
+                    sum += frame[c];
+            }
+
+            dest[i] = sum;
+        }
+    }
+
+private:
+    const RefinementTrack& track;
+    std::vector<float> frames;
+    std::int64_t first = 0, end = 0;
+};
+
+/** The standard output of a track at one whole Focus as a signal; channels must hold what is read. */
 class StandardOutput : public SampleSource
 {
 public:
-    StandardOutput (const RefinementTrack& t, float f) : track (t), focus (f) {}
+    StandardOutput (const RefinementTrack& t, const StandardChannels& c, int f)
+        : track (t), channels (c), focus (f)
+    {
+    }
 
     std::int64_t lengthInSamples() const override { return track.ownLength; }
 
     bool read (std::int64_t start, std::span<float> dest) override
     {
-        if (track.standard == nullptr || focus == 0.0f)
-            return track.source->read (start, dest);
-
-        const auto length = static_cast<std::int64_t> (dest.size());
-        const auto first = std::clamp (start, std::int64_t{ 0 }, track.ownLength);
-        const auto end = std::clamp (start + length, first, track.ownLength);
-        std::fill (dest.begin(), dest.end(), 0.0f);
-
-        if (first == end)
-            return true;
-
-        std::vector<float> frames (static_cast<std::size_t> (end - first) * method::numRenderChannels);
-
-        if (! track.standard->readFrames (first, frames))
-            return false;
-
-        renderSuppression (
-            dest.subspan (static_cast<std::size_t> (first - start), static_cast<std::size_t> (end - first)),
-            frames,
-            SuppressionRule::forSetting ({ focus, 0.0f }));
+        channels.output (focus, start, dest);
         return true;
     }
 
 private:
     const RefinementTrack& track;
-    const float focus;
+    const StandardChannels& channels;
+    const int focus;
 };
 
 /** Spectra of consecutive frames of a signal, one for each worker. */
@@ -261,43 +302,56 @@ private:
     /** Smoothed power of every track and of its standard output, as tiles of bins by 256 frames. */
     bool gatherPower()
     {
-        return forEach (static_cast<std::size_t> (shape.numSegments) * numTracks,
-                        0.0,
-                        0.1,
-                        [&] (std::size_t item, Workspace& w)
-                        {
-                            const auto segment = static_cast<std::int64_t> (item / numTracks);
-                            const auto i = item % numTracks;
-                            const auto first = segment * segmentFrames,
-                                       end = std::min (first + segmentFrames, shape.numFrames);
-                            std::vector<float> power (tileFloats()), own (tileFloats());
+        return forEach (
+            static_cast<std::size_t> (shape.numSegments) * numTracks,
+            0.0,
+            0.1,
+            [&] (std::size_t item, Workspace& w)
+            {
+                const auto segment = static_cast<std::int64_t> (item / numTracks);
+                const auto i = item % numTracks;
+                const auto first = segment * segmentFrames,
+                           end = std::min (first + segmentFrames, shape.numFrames);
+                std::vector<float> power (tileFloats()), own (tileFloats());
 
-                            const auto into = [&] (std::vector<float>& tile)
-                            {
-                                return [&, first] (std::int64_t t, const float* values)
-                                {
-                                    const auto column = static_cast<std::size_t> (t - first);
+                std::vector<float> rows (tileFloats());
 
-                                    for (std::size_t f = 0; f < shape.numBins; ++f)
-                                        tile[f * tileFrames + column] = values[f];
-                                };
-                            };
+                const auto keepRow = [&, first] (std::int64_t t, const float* values) {
+                    std::copy_n (values,
+                                 shape.numBins,
+                                 rows.data() + static_cast<std::size_t> (t - first) * shape.numBins);
+                };
 
-                            StandardOutput estimate (tracks[i], firstEstimateFocus);
+                const auto readStart = frameStart (first - 1, shape.rate);
+                const auto readLength = (segmentFrames + 2) * shape.rate.hop + shape.rate.frameLength;
 
-                            if (! smoothedPower (*tracks[i].source, first, end, w, into (power))
-                                || ! smoothedPower (estimate, first, end, w, into (own)))
-                                return AnalysisStatus::readFailed;
+                if (! smoothedPower (*tracks[i].source, first, end, w, keepRow))
+                    return AnalysisStatus::readFailed;
 
-                            for (std::size_t x = 0; x < own.size(); ++x)
-                                own[x] += firstEstimateFloor * power[x];
+                transpose (power.data(), rows.data(), tileFrames, shape.numBins);
 
-                            const auto at = segment * static_cast<std::int64_t> (tileFloats());
-                            return planes->write (powerPlane (i), at, power)
-                                           && planes->write (ownPlane (i), at, own)
-                                       ? AnalysisStatus::completed
-                                       : AnalysisStatus::storageFailed;
-                        });
+                if (tracks[i].standard == nullptr)
+                    own = power; // nothing better is known of a track that is not rendered
+                else
+                {
+                    StandardChannels channels (tracks[i]);
+                    StandardOutput estimate (tracks[i], channels, firstEstimateFocus);
+
+                    if (! channels.load (readStart, readLength)
+                        || ! smoothedPower (estimate, first, end, w, keepRow))
+                        return AnalysisStatus::readFailed;
+
+                    transpose (own.data(), rows.data(), tileFrames, shape.numBins);
+                }
+
+                for (std::size_t x = 0; x < own.size(); ++x)
+                    own[x] += firstEstimateFloor * power[x];
+
+                const auto at = segment * static_cast<std::int64_t> (tileFloats());
+                return planes->write (powerPlane (i), at, power) && planes->write (ownPlane (i), at, own)
+                           ? AnalysisStatus::completed
+                           : AnalysisStatus::storageFailed;
+            });
     }
 
     /** Fits the model to blocks of bins; the planes then hold leakage and own power. */
@@ -457,24 +511,20 @@ private:
                 const auto column = segment * tileFrames;
                 const auto at = static_cast<std::int64_t> (column * shape.numBins);
                 std::vector<float> own (tileFloats()), leakage (tileFloats()), logits (tileFloats());
-                AlignedBuffer row (tileFrames);
 
                 if (! planes->read (ownPlane (i), at, own) || ! planes->read (powerPlane (i), at, leakage))
                     return AnalysisStatus::storageFailed;
 
                 for (std::size_t g = 0; g < bands.count(); ++g)
                     for (auto f = bands.firstBin (g); f < bands.endBin (g); ++f)
-                    {
-                        kernels::separationLogits (row.data(),
+                        kernels::separationLogits (leakage.data() + f * tileFrames,
                                                    own.data() + f * tileFrames,
                                                    leakage.data() + f * tileFrames,
                                                    evidence.common (g) + column,
                                                    SeparationEvidence::binWeight,
                                                    tileFrames);
 
-                        for (std::size_t t = 0; t < tileFrames; ++t)
-                            logits[t * shape.numBins + f] = row[t];
-                    }
+                transpose (logits.data(), leakage.data(), shape.numBins, tileFrames);
 
                 return planes->write (powerPlane (i), at, logits) ? AnalysisStatus::completed
                                                                   : AnalysisStatus::storageFailed;
@@ -562,14 +612,21 @@ private:
                          const auto* y = masked.data() + frameLength;
                          mine.masked = kernels::sumOfSquares (y, length);
                          std::vector<float> output (length);
+                         StandardChannels channels (tracks[i]);
 
-                         for (std::size_t f = 0; f < numFocusSteps; ++f)
+                         if (! channels.load (start, end - start))
+                             return AnalysisStatus::readFailed;
+
+                         for (int f = 0; f < numFocusSteps; ++f)
                          {
-                             if (! StandardOutput (tracks[i], static_cast<float> (f)).read (start, output))
+                             if (f > 0)
+                                 channels.output (f, start, output);
+                             else if (! tracks[i].source->read (start, output))
                                  return AnalysisStatus::readFailed;
 
-                             mine.product[f] = kernels::dotProduct (output.data(), y, length);
-                             mine.energy[f] = kernels::sumOfSquares (output.data(), length);
+                             const auto index = static_cast<std::size_t> (f);
+                             mine.product[index] = kernels::dotProduct (output.data(), y, length);
+                             mine.energy[index] = kernels::sumOfSquares (output.data(), length);
                          }
 
                          return AnalysisStatus::completed;
@@ -667,6 +724,13 @@ private:
                 if (! smoothedPower (*tracks[i].source, frames.first, frames.end, w, keepIn (total)))
                     return AnalysisStatus::readFailed;
 
+                StandardChannels channels (tracks[i]);
+
+                if (! channels.load (frameStart (frames.first - 1, shape.rate),
+                                     (frames.end - frames.first + 2) * shape.rate.hop
+                                         + shape.rate.frameLength))
+                    return AnalysisStatus::readFailed;
+
                 std::array<AlignedBuffer, numFocusSteps> signals;
 
                 for (const auto which : layers)
@@ -674,7 +738,7 @@ private:
                     auto& signal = signals[static_cast<std::size_t> (which)];
                     signal = AlignedBuffer (length + 2 * frameLength);
 
-                    if (StandardOutput output (tracks[i], static_cast<float> (which));
+                    if (StandardOutput output (tracks[i], channels, which);
                         which > 0 && ! smoothedPower (output, frames.first, frames.end, w, keepIn (layer)))
                         return AnalysisStatus::readFailed;
 
@@ -699,7 +763,7 @@ private:
                     }
                 }
 
-                std::vector<float> source (length), channels (length * method::numRenderChannels);
+                std::vector<float> source (length), rendered (length * method::numRenderChannels);
 
                 if (! tracks[i].source->read (start, source))
                     return AnalysisStatus::readFailed;
@@ -714,7 +778,7 @@ private:
 
                 for (std::size_t x = 0; x < length; ++x)
                 {
-                    auto* frame = channels.data() + x * method::numRenderChannels;
+                    auto* frame = rendered.data() + x * method::numRenderChannels;
                     frame[0] = atFocus (5, x);
 
                     for (int c = 1; c < 6; ++c)
@@ -723,7 +787,7 @@ private:
                     frame[6] = source[x];
                 }
 
-                return sink->writeFrames (start, channels) ? AnalysisStatus::completed
+                return sink->writeFrames (start, rendered) ? AnalysisStatus::completed
                                                            : AnalysisStatus::storageFailed;
             });
     }

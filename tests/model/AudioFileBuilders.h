@@ -64,7 +64,9 @@ juce::AudioBuffer<float> noise (int channels, int numSamples);
 /** Written by JUCE's encoders. */
 Bytes flacFile (const juce::AudioBuffer<float>& audio, double sampleRate, int bits = 16);
 Bytes oggFile (const juce::AudioBuffer<float>& audio, double sampleRate);
-/** A CAF file with 16-bit ALAC and a title. */
+/** A CAF file with 16-bit ALAC and a title. Its packets must stay below 16 KB, or the encoder overruns its
+    table: no noise in two channels.
+*/
 Bytes alacFile (const juce::AudioBuffer<float>& audio, int sampleRate);
 
 /** A stream on bytes of its own. */

@@ -110,6 +110,17 @@ void SeparationLogits (
     }
 }
 
+void MaskValues (float* values, const float* logits, std::size_t n)
+{
+    const auto one = broadcast (1.0f);
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto odds = exponential (hn::Neg (hn::LoadU (tag, logits + i)));
+        hn::StoreU (hn::Div (one, hn::Add (one, odds)), tag, values + i);
+    }
+}
+
 void MaskGains (float* gains, const float* logits, float exponent, std::size_t n)
 {
     const auto one = broadcast (1.0f), power = broadcast (-exponent);
@@ -163,6 +174,7 @@ HWY_EXPORT (Powers);
 HWY_EXPORT (MeanOfThree);
 HWY_EXPORT (Accumulate);
 HWY_EXPORT (SeparationLogits);
+HWY_EXPORT (MaskValues);
 HWY_EXPORT (MaskGains);
 HWY_EXPORT (ApplyLayer);
 HWY_EXPORT (MultiplySpectrum);
@@ -186,6 +198,11 @@ void separationLogits (
     float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH (SeparationLogits) (logits, own, leakage, common, weight, n);
+}
+
+void maskValues (float* values, const float* logits, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (MaskValues) (values, logits, n);
 }
 
 void maskGains (float* gains, const float* logits, float exponent, std::size_t n)

@@ -23,6 +23,9 @@ void accumulate (float* dest, const float* a, std::size_t n);
 void separationLogits (
     float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n);
 
+/** values = m = 1 / (1 + exp (-logit)). */
+void maskValues (float* values, const float* logits, std::size_t n);
+
 /** gains = m^exponent, m = 1 / (1 + exp (-logit)). */
 void maskGains (float* gains, const float* logits, float exponent, std::size_t n);
 
