@@ -31,8 +31,7 @@ constexpr std::array processOptions{
             "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for "
             "every track that no NAME matches. With the refined method VALUE may be the word suggested: the "
             "lowest value that has the whole effect, found by the analysis for each track. Default: "
-            "suggested "
-            "with the refined method; else 3, the most that rarely costs a drum its own sound.",
+            "suggested with the refined method; else 3, the most that rarely costs a drum its own sound.",
     },
     OptionSpec{
         .name = "--fine",

@@ -126,6 +126,36 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
         }
     }
 
+    SECTION ("loses more leakage and less of the drum by the refined method, at the focus it suggests")
+    {
+        const auto out = work.child ("refined");
+        const auto result =
+            test::runTessivar (processDemo (out, { "--method", "refined", "--json" }), cache.folder);
+        REQUIRE (result.exitCode == 0);
+        const auto document = json::parse (result.out);
+
+        for (const auto& track : document["tracks"])
+        {
+            const auto name = track["name"].get<std::string>();
+            INFO (name);
+            CHECK (track["focus"] == track["suggestedFocus"]);
+            CHECK (track["focus"].get<double>() >= 1.0);
+            CHECK (track["leakageDb"].get<double>() < 0.0);
+            CHECK (track["agreementDb"].get<double>() > 6.0);
+            const auto source = test::decode (juce::File (track["source"].get<std::string>()));
+            const auto processed = test::decode (juce::File (track["file"].get<std::string>()));
+
+            // Leakage alone until the first stroke, which has to keep its level.
+            if (name == "Rack Tom 1")
+            {
+                const std::size_t stroke = 353564;
+                CHECK (levelChange (source.samples, processed.samples, 0, stroke - 2000) < -15.0);
+                CHECK (std::abs (levelChange (source.samples, processed.samples, stroke, stroke + 8820))
+                       < 0.2);
+            }
+        }
+    }
+
     SECTION ("an interrupted run ends with 130 and leaves nothing behind")
     {
         const auto out = work.child ("stopped");

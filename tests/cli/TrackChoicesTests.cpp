@@ -80,6 +80,18 @@ TEST_CASE ("Options of process", "[cli]")
         CHECK (request->focus.valueFor ("x=y") == 1.0f);
     }
 
+    SECTION ("the refined method suggests values, and only it")
+    {
+        const auto request = requestFor ({ "--method", "refined", "--focus", "HH=2" });
+        REQUIRE (request.has_value());
+        CHECK (request->method == AnalysisMethod::refined);
+        CHECK (request->focus.valueFor ("Kick") == suggestedValue);
+        CHECK (request->focus.valueFor ("HH") == 2.0f);
+        CHECK_FALSE (requestFor ({ "--focus", "suggested" }).has_value());
+        CHECK_FALSE (requestFor ({ "--focus", "HH=suggested" }).has_value());
+        CHECK_FALSE (requestFor ({ "--method", "refined", "--fine", "suggested" }).has_value());
+    }
+
     SECTION ("a bad value is refused with the option and what is expected")
     {
         for (const auto& [options, part] : std::vector<std::pair<std::vector<std::string>, const char*>>{
@@ -89,6 +101,7 @@ TEST_CASE ("Options of process", "[cli]")
                  { { "--type", "snare" }, "NAME=TYPE" },
                  { { "--type", "=snare" }, "NAME=TYPE" },
                  { { "--format", "mp3" }, "wav or aiff" },
+                 { { "--method", "best" }, "standard or refined" },
                  { { "--threads", "0" }, "1 to 256" },
                  { { "--seed", "-1" }, "whole number" },
                  { { "--seed", "18446744073709551616" }, "whole number" },
