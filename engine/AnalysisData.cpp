@@ -80,7 +80,9 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
         std::cout << line;
 
     std::fill (dest.begin(), dest.end(), 0.0f);
-    std::memcpy (dest.data(), bytes.data(), bytes.size());
+
+    if (! bytes.empty())
+        std::memcpy (dest.data(), bytes.data(), bytes.size());
 }
 
 bool loadAnalysisData (const std::string& resourceFolder,
