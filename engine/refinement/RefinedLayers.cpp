@@ -557,8 +557,7 @@ private:
                 const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
                 const auto frames = framesOf (start, end);
                 const auto numFrames = static_cast<std::size_t> (frames.end - frames.first);
-                std::vector<float> logits (numFrames * shape.numBins + 16), total (numFrames * w.stride),
-                    layer (total.size());
+                std::vector<float> logits (numFrames * shape.numBins + 16), total (numFrames * w.stride);
 
                 if (! planes->read (powerPlane (i),
                                     frames.first * static_cast<std::int64_t> (shape.numBins),
@@ -584,34 +583,50 @@ private:
                     return AnalysisStatus::readFailed;
 
                 std::array<AlignedBuffer, numFocusSteps> signals;
+                std::array<std::vector<float>, numFocusSteps> powers;
 
                 for (const auto which : layers)
                 {
-                    auto& signal = signals[static_cast<std::size_t> (which)];
-                    signal = AlignedBuffer (length + 2 * frameLength);
+                    const auto index = static_cast<std::size_t> (which);
+                    signals[index] = AlignedBuffer (length + 2 * frameLength);
+
+                    if (which == 0)
+                        continue;
+
+                    powers[index].resize (total.size());
 
                     if (StandardOutput output (tracks[i], channels, which);
-                        which > 0 && ! smoothedPower (output, frames.first, frames.end, w, keepIn (layer)))
+                        ! smoothedPower (output, frames.first, frames.end, w, keepIn (powers[index])))
                         return AnalysisStatus::readFailed;
+                }
 
-                    if (! w.reader.open (*tracks[i].source, frames.first, frames.end))
-                        return AnalysisStatus::readFailed;
+                if (! w.reader.open (*tracks[i].source, frames.first, frames.end))
+                    return AnalysisStatus::readFailed;
 
-                    for (auto t = frames.first; t < frames.end; ++t)
+                for (auto t = frames.first; t < frames.end; ++t)
+                {
+                    const auto* spectrum = w.reader.spectrum (t);
+                    const auto* frameLogits = logits.data() + rowOf (t) * shape.numBins;
+                    kernels::maskGains (w.mask.data(), frameLogits, maskExponent, w.stride);
+
+                    for (const auto which : layers)
                     {
-                        // Layer 0 has no standard output of its own: there the mask stands for it.
-                        kernels::maskGains (w.gains.data(),
-                                            logits.data() + rowOf (t) * shape.numBins,
-                                            which > 0 ? maskExponent : maskExponent + layerExponent,
-                                            w.stride);
+                        const auto index = static_cast<std::size_t> (which);
 
-                        if (which > 0)
+                        // Layer 0 has no standard output of its own: there the mask stands for it.
+                        if (which == 0)
+                            kernels::maskGains (
+                                w.gains.data(), frameLogits, maskExponent + layerExponent, w.stride);
+                        else
+                        {
+                            std::copy_n (w.mask.data(), w.stride, w.gains.data());
                             kernels::applyLayer (w.gains.data(),
-                                                 layer.data() + rowOf (t) * w.stride,
+                                                 powers[index].data() + rowOf (t) * w.stride,
                                                  total.data() + rowOf (t) * w.stride,
                                                  w.stride);
+                        }
 
-                        addFrame (w, w.reader.spectrum (t), t, start, signal);
+                        addFrame (w, spectrum, t, start, signals[index]);
                     }
                 }
 

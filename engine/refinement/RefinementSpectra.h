@@ -124,7 +124,7 @@ struct Workspace
     Workspace (const SpectrumShape& shape, std::span<const float> window)
         : reader (shape, window), stride ((shape.numBins + 15) / 16 * 16), smoothed (stride),
           spectrum (shape.numBins * 2 + 64), output (static_cast<std::size_t> (shape.rate.frameLength)),
-          gains (stride)
+          gains (stride), mask (stride)
     {
         for (auto& row : powerRows)
             row = AlignedBuffer (stride);
@@ -133,7 +133,7 @@ struct Workspace
     SpectrumReader reader;
     std::size_t stride; // floats of a row of bins
     std::array<AlignedBuffer, 3> powerRows;
-    AlignedBuffer smoothed, spectrum, output, gains;
+    AlignedBuffer smoothed, spectrum, output, gains, mask;
 };
 
 } // namespace refinement
