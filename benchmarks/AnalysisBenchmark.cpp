@@ -25,36 +25,52 @@ namespace tessivar::benchmarks
 
 namespace
 {
-const std::array<std::string, 5> stageNames{ "front end", "decomposition", "rendering", "folding", "rest" };
+const std::array<std::string, 6> stageNames{ "front end", "decomposition", "rendering",
+                                             "folding",   "refining",      "rest" };
 
-/** Wall seconds of each stage, told from the values of progress: the front end ends at 0.1, the decomposition at 0.6; each
-    track's part of what follows is half rendering, half folding and storing. */
+constexpr std::size_t frontEnd = 0, decomposition = 1, rendering = 2, folding = 3, refining = 4, rest = 5;
+
+const std::string refinedMethod = "refined";
+
+/** Wall seconds of each stage, told from the values of progress: the front end ends at 0.1, the decomposition
+    at 0.6; each track's part of what follows is half rendering, half folding and storing. A refined analysis
+    spends the upper half of all values on refining. */
 class StageClock
 {
 public:
-    explicit StageClock (int tracks) : numTracks (tracks) {}
+    StageClock (int tracks, bool refined) : numTracks (tracks), isRefined (refined) {}
 
-    void progress (double value)
-    {
-        constexpr double rounding = 1.0e-9;
-        const auto ofTracks = (value - 0.6) / 0.4 * numTracks;
-        const auto withinTrack = ofTracks - std::floor (ofTracks + rounding);
-
-        if (value < 0.05)
-            add (4);
-        else if (value <= 0.1)
-            add (0);
-        else if (value <= 0.6 + rounding)
-            add (1);
-        else if (value >= 1.0)
-            add (4);
-        else
-            add (withinTrack > 0.5 + rounding ? 3 : 2);
-    }
+    void progress (double value) { add (stageAt (value)); }
 
     [[nodiscard]] double seconds (std::size_t stage) const { return sums[stage]; }
 
 private:
+    /** The stage that ends where progress has this value. */
+    [[nodiscard]] std::size_t stageAt (double value) const
+    {
+        constexpr double rounding = 1.0e-9;
+
+        if (isRefined)
+        {
+            if (value > 0.5 + rounding)
+                return refining;
+
+            value *= 2.0;
+        }
+
+        if (value < 0.05)
+            return rest;
+
+        if (value <= 0.1)
+            return frontEnd;
+
+        if (value <= 0.6 + rounding)
+            return decomposition;
+
+        const auto ofTracks = (value - 0.6) / 0.4 * numTracks;
+        return ofTracks - std::floor (ofTracks + rounding) > 0.5 + rounding ? folding : rendering;
+    }
+
     void add (std::size_t stage)
     {
         const auto now = currentTime().wall;
@@ -63,6 +79,7 @@ private:
     }
 
     const int numTracks;
+    const bool isRefined;
     double last = currentTime().wall;
     std::array<double, stageNames.size()> sums{};
 };
@@ -111,7 +128,8 @@ public:
 };
 
 /** Runs this program again in the role of analyseInThisProcess and returns what it printed. */
-nlohmann::json analyseInChild (const std::string& folder, int numTracks, int numThreads)
+nlohmann::json
+analyseInChild (const std::string& folder, int numTracks, int numThreads, const std::string& method)
 {
     int ends[2];
 
@@ -123,10 +141,15 @@ nlohmann::json analyseInChild (const std::string& folder, int numTracks, int num
     posix_spawn_file_actions_adddup2 (&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose (&actions, ends[0]);
 
-    std::vector<std::string> words{
-        "tessivar_benchmarks", "--analyse-folder",         folder, "--tracks", std::to_string (numTracks),
-        "--threads",           std::to_string (numThreads)
-    };
+    std::vector<std::string> words{ "tessivar_benchmarks",
+                                    "--analyse-folder",
+                                    folder,
+                                    "--tracks",
+                                    std::to_string (numTracks),
+                                    "--threads",
+                                    std::to_string (numThreads),
+                                    "--methods",
+                                    method };
     std::vector<char*> arguments;
 
     for (auto& word : words)
@@ -156,14 +179,17 @@ nlohmann::json analyseInChild (const std::string& folder, int numTracks, int num
     return nlohmann::json::parse (text);
 }
 
-/** Room that the files of one analysis take, in bytes. */
-std::uint64_t diskBytes (int numTracks, int seconds)
+/** Room that the files of one analysis take, in bytes: scratch planes, tracks and results, and with the refined
+    method second results and two power spectrograms of twice the frame length for each track. */
+std::uint64_t diskBytes (int numTracks, int seconds, bool isRefined)
 {
     const auto samples = std::uint64_t{ 44100 } * static_cast<std::uint64_t> (seconds);
-    return 4 * samples * (12 + static_cast<std::uint64_t> (numTracks) * (1 + method::numRenderChannels))
+    const std::uint64_t channels = 1 + (isRefined ? 2 : 1) * method::numRenderChannels + (isRefined ? 5 : 0);
+    return 4 * samples * (12 + static_cast<std::uint64_t> (numTracks) * channels)
            + (std::uint64_t{ 64 } << 20);
 }
 
+/** All rounds with one method and number of threads. */
 struct Runs
 {
     Series wall, cpu, memory;
@@ -171,77 +197,77 @@ struct Runs
     std::string checksum;
 };
 
-void reportLength (const BenchmarkOptions& options,
-                   int seconds,
-                   std::map<int, Runs>& runs,
-                   int numDisturbed,
-                   Findings& findings,
-                   Table& times,
-                   Table& stages)
+using Variant = std::pair<std::string, int>; // method and threads
+
+void reportVariant (const BenchmarkOptions& options,
+                    int seconds,
+                    const Variant& variant,
+                    std::map<Variant, Runs>& all,
+                    int numDisturbed,
+                    Findings& findings,
+                    Table& times,
+                    Table& stages)
 {
+    const auto& [method, threads] = variant;
+    const auto& run = all[variant];
+    const auto& first = all[{ method, options.threads.front() }];
     const auto length = std::to_string (options.numTracks) + " x " + std::to_string (seconds) + " s";
-    const auto isGoal = options.numTracks == 8 && seconds == 300;
-    const auto hasOne = runs.count (1) != 0;
+    const auto isGoal = options.numTracks == 8 && method != refinedMethod;
+    const auto oneThread = all.find ({ method, 1 });
+    const auto faster =
+        oneThread != all.end() && threads > 1 ? ratios (oneThread->second.wall, run.wall) : Series();
+    const auto realTime = run.wall.mapped ([&] (double wall) { return seconds / wall; });
+    const std::vector<std::string> label{ length, method, std::to_string (threads) };
 
-    for (const auto threads : options.threads)
-    {
-        const auto& run = runs[threads];
-        const auto faster = hasOne && threads > 1 ? ratios (runs[1].wall, run.wall) : Series();
-        const auto realTime = run.wall.mapped ([&] (double wall) { return seconds / wall; });
+    auto timesRow = label;
+    timesRow.insert (timesRow.end(),
+                     { number (run.wall.median(), 2),
+                       number (run.wall.minimum(), 2),
+                       number (run.cpu.median(), 2),
+                       number (realTime.median(), 1),
+                       isGoal && seconds == 300 && threads == 2 ? "25 / 50" : "-",
+                       number (faster.median(), 2),
+                       isGoal && threads == 2 ? "1.7 / 1.9" : "-",
+                       number (run.memory.median() * 1.0e-6),
+                       isGoal && seconds == 300 ? "400 / 200" : "-" });
+    times.rows.push_back (timesRow);
 
-        times.rows.push_back ({ length,
-                                std::to_string (threads),
-                                number (run.wall.median(), 2),
-                                number (run.wall.minimum(), 2),
-                                number (run.cpu.median(), 2),
-                                number (realTime.median(), 1),
-                                isGoal && threads == 2 ? "25 / 50" : "-",
-                                number (faster.median(), 2),
-                                options.numTracks == 8 && threads == 2 ? "1.7 / 1.9" : "-",
-                                number (run.memory.median() * 1.0e-6),
-                                isGoal ? "400 / 200" : "-" });
+    auto stagesRow = label;
+    auto total = 0.0;
 
-        std::vector<std::string> row{ length, std::to_string (threads) };
-        auto total = 0.0;
+    for (const auto& stage : run.stages)
+        total += stage.median();
 
-        for (const auto& stage : run.stages)
-            total += stage.median();
+    for (const auto& stage : run.stages)
+        stagesRow.push_back (number (stage.median(), 2) + " s, " + percent (stage.median() / total));
 
-        for (const auto& stage : run.stages)
-            row.push_back (number (stage.median(), 2) + " s, " + percent (stage.median() / total));
+    stages.rows.push_back (stagesRow);
 
-        stages.rows.push_back (row);
+    nlohmann::ordered_json figures{ { "tracks", options.numTracks },
+                                    { "seconds", seconds },
+                                    { "method", method },
+                                    { "threads", threads },
+                                    { "wallSeconds", run.wall.values() },
+                                    { "cpuSeconds", run.cpu.values() },
+                                    { "timesRealTime", realTime.values() },
+                                    { "timesFasterThanOneThread", faster.values() },
+                                    { "peakMemoryBytes", run.memory.values() },
+                                    { "checksum", run.checksum },
+                                    { "disturbedRounds", numDisturbed } };
 
-        nlohmann::ordered_json figures{ { "tracks", options.numTracks },
-                                        { "seconds", seconds },
-                                        { "threads", threads },
-                                        { "wallSeconds", run.wall.values() },
-                                        { "cpuSeconds", run.cpu.values() },
-                                        { "timesRealTime", realTime.values() },
-                                        { "timesFasterThanOneThread", faster.values() },
-                                        { "peakMemoryBytes", run.memory.values() },
-                                        { "checksum", run.checksum },
-                                        { "disturbedRounds", numDisturbed } };
+    for (std::size_t i = 0; i < stageNames.size(); ++i)
+        figures["stageSeconds"][stageNames[i]] = run.stages[i].values();
 
-        for (std::size_t i = 0; i < stageNames.size(); ++i)
-            figures["stageSeconds"][stageNames[i]] = run.stages[i].values();
+    findings.figures["variants"].push_back (figures);
 
-        findings.figures["variants"].push_back (figures);
-
-        if (run.checksum != runs[options.threads.front()].checksum)
-            findings.failures.push_back ("analysis, " + length + ": " + std::to_string (threads) + " and "
-                                         + std::to_string (options.threads.front())
-                                         + " threads give different results");
-    }
-
-    if (numDisturbed > 0)
-        times.notes.push_back (length + ": " + std::to_string (numDisturbed) + " of "
-                               + std::to_string (options.analysisRounds)
-                               + " rounds were disturbed by other programs.");
+    if (run.checksum != first.checksum)
+        findings.failures.push_back ("analysis, " + length + ", " + method + ": " + std::to_string (threads)
+                                     + " and " + std::to_string (options.threads.front())
+                                     + " threads give different results");
 }
 } // namespace
 
-int analyseInThisProcess (const std::string& folder, int numTracks, int numThreads)
+int analyseInThisProcess (const std::string& folder, int numTracks, int numThreads, const std::string& method)
 {
     std::vector<std::unique_ptr<FileSource>> sources;
     std::vector<AnalysisTrack> tracks;
@@ -263,7 +289,9 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
     AnalysisOptions options;
     options.resourceFolder = folder + "/Resources";
     options.numThreads = numThreads;
-    StageClock stages (numTracks);
+    options.diagnostics = [] (std::string_view) {}; // standard output is for the figures
+    options.method = method == refinedMethod ? AnalysisMethod::refined : AnalysisMethod::standard;
+    StageClock stages (numTracks, method == refinedMethod);
     AnalysisControl control;
     control.setProgress = [&] (double value) { stages.progress (value); };
     auto status = AnalysisStatus::completed;
@@ -296,18 +324,23 @@ Findings benchmarkAnalysis (const BenchmarkOptions& options)
     Table times, stages;
     times.id = "analysis";
     times.title = "Whole analysis, " + simdTargetName() + ", files in a temporary folder";
-    times.columns = { "tracks",       "threads",    "wall s",       "best s",  "CPU s",       "x real time",
-                      "must / ahead", "x 1 thread", "must / ahead", "peak MB", "must / ahead" };
+    times.columns = {
+        "tracks",      "method",       "threads",    "wall s",       "best s",  "CPU s",
+        "x real time", "must / ahead", "x 1 thread", "must / ahead", "peak MB", "must / ahead"
+    };
     stages.id = "stages";
     stages.title = "Stages of the analysis, wall time";
-    stages.columns = { "tracks", "threads" };
+    stages.columns = { "tracks", "method", "threads" };
     stages.columns.insert (stages.columns.end(), stageNames.begin(), stageNames.end());
+
+    const auto hasRefined =
+        std::find (options.methods.begin(), options.methods.end(), refinedMethod) != options.methods.end();
 
     for (const auto seconds : options.seconds)
     {
         announce ("analysis: " + std::to_string (options.numTracks) + " tracks x " + std::to_string (seconds)
                   + " s");
-        const auto needed = diskBytes (options.numTracks, seconds);
+        const auto needed = diskBytes (options.numTracks, seconds, hasRefined);
         const auto available = std::filesystem::space (options.temporaryFolder).available;
 
         if (available < needed)
@@ -321,36 +354,49 @@ Findings benchmarkAnalysis (const BenchmarkOptions& options)
             throw std::runtime_error (problem);
 
         writeSyntheticDrums (folder.path, options.numTracks, seconds);
-        std::map<int, Runs> runs;
+        std::vector<Variant> variants;
+
+        for (const auto& method : options.methods)
+            for (const auto threads : options.threads)
+                variants.emplace_back (method, threads);
+
+        std::map<Variant, Runs> runs;
         auto policy = options.rounds;
         policy.numRounds = options.analysisRounds;
 
-        const auto numDisturbed =
-            runRounds (policy,
-                       [&]
-                       {
-                           std::map<int, nlohmann::json> found;
+        const auto analyseAll = [&]() -> std::function<void()>
+        {
+            std::map<Variant, nlohmann::json> found;
 
-                           for (const auto threads : options.threads)
-                               found[threads] = analyseInChild (folder.path, options.numTracks, threads);
+            for (const auto& variant : variants)
+                found[variant] =
+                    analyseInChild (folder.path, options.numTracks, variant.second, variant.first);
 
-                           return [&runs, found]
-                           {
-                               for (const auto& [threads, figures] : found)
-                               {
-                                   auto& run = runs[threads];
-                                   run.wall.add (figures["wall"]);
-                                   run.cpu.add (figures["cpu"]);
-                                   run.memory.add (figures["memory"]);
-                                   run.checksum = figures["checksum"];
+            return [&runs, found]
+            {
+                for (const auto& [variant, figures] : found)
+                {
+                    auto& run = runs[variant];
+                    run.wall.add (figures["wall"]);
+                    run.cpu.add (figures["cpu"]);
+                    run.memory.add (figures["memory"]);
+                    run.checksum = figures["checksum"];
 
-                                   for (std::size_t i = 0; i < stageNames.size(); ++i)
-                                       run.stages[i].add (figures["stages"][i]);
-                               }
-                           };
-                       });
+                    for (std::size_t i = 0; i < stageNames.size(); ++i)
+                        run.stages[i].add (figures["stages"][i]);
+                }
+            };
+        };
 
-        reportLength (options, seconds, runs, numDisturbed, findings, times, stages);
+        const auto numDisturbed = runRounds (policy, analyseAll);
+
+        for (const auto& variant : variants)
+            reportVariant (options, seconds, variant, runs, numDisturbed, findings, times, stages);
+
+        if (numDisturbed > 0)
+            times.notes.push_back (std::to_string (seconds) + " s: " + std::to_string (numDisturbed) + " of "
+                                   + std::to_string (options.analysisRounds)
+                                   + " rounds were disturbed by other programs.");
     }
 
     times.notes.push_back (

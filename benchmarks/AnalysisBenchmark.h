@@ -6,12 +6,15 @@
 namespace tessivar::benchmarks
 {
 
-/** Whole analyses of synthetic drums with sources, scratch and results on files, each in a process of its own so that its peak
-    memory can be read: wall and CPU time, share of the stages, memory. */
+/** Whole analyses of synthetic drums with sources, scratch and results on files, each in a process of its own
+    so that its peak memory can be read: wall and CPU time, share of the stages, memory. */
 [[nodiscard]] Findings benchmarkAnalysis (const BenchmarkOptions& options);
 
-/** What such a process does: analyses the tracks that lie in folder and prints its figures as one line of JSON. Returns the
-    exit code. */
-int analyseInThisProcess (const std::string& folder, int numTracks, int numThreads);
+/** What such a process does: analyses the tracks that lie in folder and prints its figures as one line of JSON.
+    Returns the exit code. */
+int analyseInThisProcess (const std::string& folder,
+                          int numTracks,
+                          int numThreads,
+                          const std::string& method);
 
 } // namespace tessivar::benchmarks

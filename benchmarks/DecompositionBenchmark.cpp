@@ -24,12 +24,13 @@ namespace tessivar::benchmarks
 namespace
 {
 constexpr double flopsPerElement = 120.0;
-// A round times iterations for this long and at least so many, after one that is not timed: it brings caches and threads
-// into their usual state.
+// A round times iterations for this long and at least so many, after one that is not timed: it brings caches
+// and threads into their usual state.
 constexpr double timedSeconds = 0.3;
 constexpr int leastIterations = 2;
 
-/** A spectrogram like those of drums: ten spectra of wide range, activations that jump and decay, exponential scatter. */
+/** A spectrogram like those of drums: ten spectra of wide range, activations that jump and decay, exponential
+    scatter. */
 class Problem
 {
 public:

@@ -121,10 +121,10 @@ private:
     const std::int64_t length;
 };
 
-class FileStorage::Sink : public RenderedTrackSink
+class FileStorage::Result : public RenderedTrackSink, public RenderedTrackSource
 {
 public:
-    Sink (const std::string& path, std::int64_t lengthInSamples)
+    Result (const std::string& path, std::int64_t lengthInSamples)
         : file (path, method::numRenderChannels * lengthInSamples)
     {
     }
@@ -132,6 +132,11 @@ public:
     [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override
     {
         return file.write (method::numRenderChannels * start, frames);
+    }
+
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> frames) override
+    {
+        return file.read (method::numRenderChannels * start, frames);
     }
 
     void addTo (std::uint64_t& sum) const
@@ -158,7 +163,8 @@ private:
 };
 
 FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)
-    : folder (std::move (f)), lengths (std::move (l)), sinks (lengths.size())
+    : folder (std::move (f)), lengths (std::move (l)), standardResults (lengths.size()),
+      refinedResults (lengths.size())
 {
 }
 
@@ -166,24 +172,45 @@ FileStorage::~FileStorage() = default;
 
 ScratchPlanes* FileStorage::scratch (int numPlanes, std::int64_t lengthInSamples)
 {
-    planes = std::make_unique<Planes> (folder + "/scratch", numPlanes, lengthInSamples);
-    return planes.get();
+    scratchPlanes = std::make_unique<Planes> (folder + "/scratch", numPlanes, lengthInSamples);
+    return scratchPlanes.get();
+}
+
+ScratchPlanes* FileStorage::spectrograms (int numPlanes, std::int64_t floatsPerPlane)
+{
+    spectrogramPlanes = std::make_unique<Planes> (folder + "/spectrograms", numPlanes, floatsPerPlane);
+    return spectrogramPlanes.get();
 }
 
 RenderedTrackSink* FileStorage::rendered (int trackIndex)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
-    sinks[i] = std::make_unique<Sink> (folder + "/rendered" + std::to_string (trackIndex), lengths[i]);
-    return sinks[i].get();
+    standardResults[i] =
+        std::make_unique<Result> (folder + "/rendered" + std::to_string (trackIndex), lengths[i]);
+    return standardResults[i].get();
+}
+
+RenderedTrackSource* FileStorage::standard (int trackIndex)
+{
+    return standardResults[static_cast<std::size_t> (trackIndex)].get();
+}
+
+RenderedTrackSink* FileStorage::refined (int trackIndex)
+{
+    const auto i = static_cast<std::size_t> (trackIndex);
+    refinedResults[i] =
+        std::make_unique<Result> (folder + "/refined" + std::to_string (trackIndex), lengths[i]);
+    return refinedResults[i].get();
 }
 
 std::uint64_t FileStorage::checksum() const
 {
     std::uint64_t sum = 0xcbf29ce484222325u;
 
-    for (const auto& sink : sinks)
-        if (sink != nullptr)
-            sink->addTo (sum);
+    for (const auto* results : { &standardResults, &refinedResults })
+        for (const auto& result : *results)
+            if (result != nullptr)
+                result->addTo (sum);
 
     return sum;
 }

@@ -14,8 +14,8 @@ namespace tessivar::benchmarks
 class FloatFile
 {
 public:
-    /** Opens an existing file for reading, or makes one of numFloats floats with its room on disk reserved. Throws
-        std::runtime_error with file and reason. */
+    /** Opens an existing file for reading, or makes one of numFloats floats with its room on disk reserved.
+        Throws std::runtime_error with file and reason. */
     explicit FloatFile (const std::string& path);
     FloatFile (const std::string& path, std::int64_t numFloats);
     ~FloatFile();
@@ -54,18 +54,22 @@ public:
 
     ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override;
     RenderedTrackSink* rendered (int trackIndex) override;
+    ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override;
+    RenderedTrackSource* standard (int trackIndex) override;
+    RenderedTrackSink* refined (int trackIndex) override;
 
     /** A number that depends on every bit of the results and on their order. */
     [[nodiscard]] std::uint64_t checksum() const;
 
 private:
     class Planes;
-    class Sink;
+    class Result;
 
     const std::string folder;
     const std::vector<std::int64_t> lengths;
-    std::unique_ptr<Planes> planes;
-    std::vector<std::unique_ptr<Sink>> sinks;
+    std::unique_ptr<Planes> scratchPlanes, spectrogramPlanes;
+    std::vector<std::unique_ptr<Result>> standardResults,
+        refinedResults; // by track; null for those not rendered
 };
 
 } // namespace tessivar::benchmarks

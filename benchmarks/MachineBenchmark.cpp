@@ -9,8 +9,6 @@
 #include <limits>
 #include <thread>
 
-#include <unistd.h>
-
 #ifdef __x86_64__
     #include <immintrin.h>
 #endif
@@ -26,11 +24,11 @@ constexpr double notMeasured = std::numeric_limits<double>::quiet_NaN();
 std::atomic<float> drain;
 
 #ifdef __x86_64__
-// Twelve independent chains hide the latency of a multiply-add and leave room for both constants in 16 registers.
+// Twelve independent chains hide the latency of a multiply-add; both constants fit beside them in 16 registers.
 constexpr int numChains = 12;
-constexpr long chainLength = 400000;
+constexpr long chainLength = 4000000;
 constexpr int numDivisors = 8;
-constexpr long divisionLength = 60000;
+constexpr long divisionLength = 1000000;
 
 __attribute__ ((noinline, target ("avx2,fma"))) void multiplyAdd256()
 {
@@ -206,9 +204,17 @@ std::string describeMachine()
     text += __builtin_cpu_supports ("avx512f") ? ", AVX-512" : ", no AVX-512";
 #endif
 
-    const auto kilobytes = [] (int name) { return std::to_string (sysconf (name) / 1024) + " KB"; };
-    return text + "; caches " + kilobytes (_SC_LEVEL1_DCACHE_SIZE) + ", " + kilobytes (_SC_LEVEL2_CACHE_SIZE)
-           + ", " + kilobytes (_SC_LEVEL3_CACHE_SIZE);
+    // The instruction cache is index 1.
+    for (const auto index : { 0, 2, 3 })
+    {
+        std::ifstream file ("/sys/devices/system/cpu/cpu0/cache/index" + std::to_string (index) + "/size");
+        std::string size;
+
+        if (file >> size)
+            text += (index == 0 ? "; caches " : ", ") + size;
+    }
+
+    return text;
 }
 
 Findings benchmarkMachine (const BenchmarkOptions& options)
@@ -245,7 +251,7 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
                * ((static_cast<std::size_t> (seconds) * 44100 + 255) / 256);
     };
 
-    std::vector<Area> areas{ { "read 256 KB (second-level cache)", 256u << 10, 400 } };
+    std::vector<Area> areas{ { "read 256 KB (second-level cache)", 256u << 10, 4000 } };
 
     for (const auto seconds : options.seconds)
         areas.push_back ({ "read " + number (static_cast<double> (powerBytes (seconds)) * 1.0e-6)

@@ -124,6 +124,9 @@ int runProgram (int numArguments, char** arguments)
         ->delimiter (',')
         ->check (CLI::Range (1, 256));
     app.add_option ("--targets", targets, "SIMD targets: all, or names such as AVX2")->delimiter (',');
+    app.add_option ("--methods", options.methods, "Methods of the whole analysis")
+        ->delimiter (',')
+        ->check (CLI::IsMember ({ "standard", "refined" }));
     app.add_option ("--rounds", options.rounds.numRounds, "Rounds of decomposition, rendering and machine")
         ->check (CLI::Range (1, 1000));
     app.add_option ("--analysis-rounds", options.analysisRounds, "Rounds of the whole analysis")
@@ -153,7 +156,8 @@ int runProgram (int numArguments, char** arguments)
     try
     {
         if (! request.analysisFolder.empty())
-            return analyseInThisProcess (request.analysisFolder, options.numTracks, options.threads.front());
+            return analyseInThisProcess (
+                request.analysisFolder, options.numTracks, options.threads.front(), options.methods.front());
 
         if (options.temporaryFolder.empty())
             options.temporaryFolder = std::filesystem::temp_directory_path();

@@ -41,8 +41,8 @@ private:
 /** a[i] / b[i]: the ratio round by round, so that what slows the machine for a while slows both. */
 [[nodiscard]] Series ratios (const Series& a, const Series& b);
 
-/** CPU seconds that the machine spent for others than this process and its children since the object was made; counts
-    stolen time too. Always 0 where the system does not say. */
+/** CPU seconds that the machine spent for others than this process and its children since the object was made;
+    counts stolen time too. Always 0 where the system does not say. */
 class ForeignLoad
 {
 public:
@@ -62,14 +62,15 @@ struct RoundPolicy
     double patienceSeconds = 30.0;
 };
 
-/** Runs round() until numRounds of them passed without much work of others in between. A disturbed round is thrown away while
-    the patience lasts, which counts waiting and thrown-away rounds; after that every round counts. round (keep) must not
-    record its figures itself but return a function that does.
+/** Runs round() until numRounds of them passed without much work of others in between. A disturbed round is
+    thrown away while the patience lasts, which counts waiting and thrown-away rounds; after that every round
+    counts. round (keep) must not record its figures itself but return a function that does.
 
     Returns the number of disturbed rounds that counted all the same. */
 int runRounds (const RoundPolicy& policy, const std::function<std::function<void()>()>& round);
 
-/** Lets threads that wait actively after a call of a library fall asleep, so that they don't disturb what is measured next. */
+/** Lets threads that wait actively after a call of a library fall asleep, so that they don't disturb what is
+    measured next. */
 void settle();
 
 /** A line to standard error about what is going on. */

@@ -102,7 +102,7 @@ public:
     {
         announce ("rendering: frames of " + std::to_string (rate.frameLength));
 
-        // The product's plans come first: what FFTW learns when it measures the anchor's must not slip into them.
+        // The product's plans come first, so that nothing FFTW learns while it measures slips into them.
         const LinearBases bases (melBases.data(), method::numMelBands, data);
         ComponentRenderer renderer (bases, frames(), data);
         FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());

@@ -6,8 +6,8 @@
 namespace tessivar::benchmarks
 {
 
-/** Rendering the ten component signals of one track on one thread, at the three frame lengths and every SIMD target,
-    beside FFTW frame by frame: CPU nanoseconds a frame. */
+/** Rendering the ten component signals of one track on one thread, at the three frame lengths and every SIMD
+    target, beside FFTW frame by frame: CPU nanoseconds a frame. */
 [[nodiscard]] Findings benchmarkRendering (const BenchmarkOptions& options);
 
 } // namespace tessivar::benchmarks
