@@ -150,12 +150,9 @@ analyseInChild (const std::string& folder, int numTracks, int numThreads, const 
                                     std::to_string (numThreads),
                                     "--methods",
                                     method };
-    std::vector<char*> arguments;
-
-    for (auto& word : words)
-        arguments.push_back (word.data());
-
-    arguments.push_back (nullptr);
+    std::vector<char*> arguments (words.size() + 1, nullptr); // ends with a null pointer
+    std::transform (
+        words.begin(), words.end(), arguments.begin(), [] (std::string& word) { return word.data(); });
     pid_t child = 0;
     const auto error = posix_spawn (&child, "/proc/self/exe", &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy (&actions);

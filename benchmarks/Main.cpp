@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -38,7 +40,7 @@ constexpr std::array<Benchmark, 4> allBenchmarks{ { { "machine", benchmarkMachin
 /** Names of SIMD targets that this machine runs; "all" stands for every one. */
 std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
 {
-    const auto available = availableSimdTargets();
+    auto available = availableSimdTargets();
 
     if (std::find (wanted.begin(), wanted.end(), "all") != wanted.end())
         return available;
@@ -106,10 +108,11 @@ int runProgram (int numArguments, char** arguments)
     Request request;
     auto& options = request.options;
     std::vector<std::string> targets{ "all" };
-    std::vector<std::string> names;
-
-    for (const auto& benchmark : allBenchmarks)
-        names.emplace_back (benchmark.name);
+    std::vector<std::string> names (allBenchmarks.size());
+    std::transform (allBenchmarks.begin(),
+                    allBenchmarks.end(),
+                    names.begin(),
+                    [] (const Benchmark& benchmark) { return benchmark.name; });
 
     CLI::App app (
         "Measures Tessivar's engine beside its anchors, in rounds that take turns, and prints medians.");
@@ -153,28 +156,33 @@ int runProgram (int numArguments, char** arguments)
         return app.exit (error) == 0 ? 0 : 2;
     }
 
-    try
-    {
-        if (! request.analysisFolder.empty())
-            return analyseInThisProcess (
-                request.analysisFolder, options.numTracks, options.threads.front(), options.methods.front());
+    if (! request.analysisFolder.empty())
+        return analyseInThisProcess (
+            request.analysisFolder, options.numTracks, options.threads.front(), options.methods.front());
 
-        if (options.temporaryFolder.empty())
-            options.temporaryFolder = std::filesystem::temp_directory_path();
+    if (options.temporaryFolder.empty())
+        options.temporaryFolder = std::filesystem::temp_directory_path();
 
-        options.simdTargets = chosenTargets (targets);
-        return run (request);
-    }
-    catch (const std::exception& error)
-    {
-        announce (std::string ("error: ") + error.what());
-        return 1;
-    }
+    options.simdTargets = chosenTargets (targets);
+    return run (request);
 }
 
 } // namespace tessivar::benchmarks
 
 int main (int numArguments, char** arguments)
 {
-    return tessivar::benchmarks::runProgram (numArguments, arguments);
+    try
+    {
+        return tessivar::benchmarks::runProgram (numArguments, arguments);
+    }
+    catch (const std::exception& error)
+    {
+        std::fprintf (stderr, "error: %s\n", error.what());
+    }
+    catch (...)
+    {
+        std::fputs ("error: unknown\n", stderr);
+    }
+
+    return 1;
 }

@@ -98,10 +98,10 @@ std::string syntheticTrackFile (const std::string& folder, int track)
 void writeSyntheticDrums (const std::string& folder, int numTracks, int seconds)
 {
     const auto length = static_cast<std::size_t> (seconds) * sampleRate;
-    std::vector<std::vector<float>> drums;
+    std::vector<std::vector<float>> drums (static_cast<std::size_t> (numTracks));
 
     for (int track = 0; track < numTracks; ++track)
-        drums.push_back (performance (track, length));
+        drums[static_cast<std::size_t> (track)] = performance (track, length);
 
     for (int track = 0; track < numTracks; ++track)
     {
