@@ -118,7 +118,6 @@ struct AnalysisResult
     AnalysisStatus status = AnalysisStatus::completed;
     AnalysisShape shape;
     std::vector<TrackAnalysis> tracks;
-    std::int64_t nonFiniteSamples = 0; // read as 0
 };
 
 /** Analyses the tracks of one performance together.

@@ -350,7 +350,6 @@ AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
         auto analysis =
             analyseTracks (engineTracks, engineOptions (options, &outcome.diagnostics), storage, control);
         outcome.shape = analysis.shape;
-        outcome.nonFiniteSamples = analysis.nonFiniteSamples;
 
         if (analysis.status == AnalysisStatus::stopped)
         {
