@@ -24,3 +24,31 @@ target_compile_definitions(tessivar_juce
         JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1)
 target_compile_definitions(tessivar_juce INTERFACE $<TARGET_PROPERTY:tessivar_juce,COMPILE_DEFINITIONS>)
 target_include_directories(tessivar_juce SYSTEM INTERFACE $<TARGET_PROPERTY:tessivar_juce,INCLUDE_DIRECTORIES>)
+
+# The modules that the command line's engine does without, each as one object of a library of its own: sound devices, and
+# windows. They share the definitions above, so that a header means the same everywhere.
+function(tessivar_add_juce_modules target)
+    cmake_parse_arguments(ARG "" "" "MODULES;LIBS" ${ARGN})
+    add_library(${target} STATIC)
+
+    foreach(module IN LISTS ARG_MODULES)
+        get_target_property(sources juce::${module} INTERFACE_SOURCES)
+        list(FILTER sources INCLUDE REGEX "/${module}\\.cpp$")
+        target_sources(${target} PRIVATE ${sources})
+        target_compile_definitions(${target} PUBLIC JUCE_MODULE_AVAILABLE_${module}=1)
+    endforeach()
+
+    target_link_libraries(${target} PUBLIC ${ARG_LIBS})
+endfunction()
+
+pkg_check_modules(TESSIVAR_ALSA REQUIRED IMPORTED_TARGET alsa)
+tessivar_add_juce_modules(tessivar_juce_devices
+    MODULES juce_audio_devices
+    LIBS tessivar_juce PkgConfig::TESSIVAR_ALSA)
+# libjack is opened at run time; its headers alone are needed here.
+target_compile_definitions(tessivar_juce_devices PUBLIC JUCE_ALSA=1 JUCE_JACK=1 JUCE_JACK_CLIENT_NAME="Tessivar")
+
+pkg_check_modules(TESSIVAR_GRAPHICS REQUIRED IMPORTED_TARGET freetype2 libpng libjpeg)
+tessivar_add_juce_modules(tessivar_juce_window
+    MODULES juce_graphics juce_gui_basics juce_gui_extra
+    LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS)

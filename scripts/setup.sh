@@ -10,13 +10,24 @@ packages=(
     cmake
     git
     juce-modules-source
+    libasound2-dev
     libcli11-dev
     libfftw3-dev
     libflac-dev
+    libfreetype-dev
     libhwy-dev
+    libjack-jackd2-dev
+    libjpeg-dev
     libogg-dev
+    libpng-dev
     libsndfile1-dev
     libvorbis-dev
+    libx11-dev
+    libxcursor-dev
+    libxext-dev
+    libxinerama-dev
+    libxrandr-dev
+    libxrender-dev
     ninja-build
     nlohmann-json3-dev
     pkg-config
