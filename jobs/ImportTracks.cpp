@@ -75,7 +75,7 @@ ImportOutcome importFile (const juce::File& file,
                           TemporaryStore* store,
                           const AnalysisControl& control)
 {
-    const IntakeControl intakeControl{ control.shouldStop, control.setProgress };
+    const JobControl intakeControl{ control.shouldStop, control.setProgress };
     ImportOutcome outcome;
 
     if (store == nullptr)

@@ -109,7 +109,7 @@ enum class Decoding
 Decoding decode (AudioFileReader& reader,
                  std::vector<IntakeTrack>& tracks,
                  IntakeSink& sink,
-                 const IntakeControl& control,
+                 const JobControl& control,
                  std::int64_t& position)
 {
     if (! sink.begin (tracks))
@@ -148,7 +148,7 @@ IntakeOutcome intakeFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
                           IntakeSink* sink,
-                          const IntakeControl& control)
+                          const JobControl& control)
 {
     IntakeOutcome outcome;
 

@@ -2,9 +2,9 @@
 
 #include "model/DrumType.h"
 #include "model/ImportWarnings.h"
+#include "model/JobControl.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -77,13 +77,6 @@ public:
     virtual bool block (int channel, std::int64_t start, std::span<const float> samples) = 0;
 };
 
-/** How an intake is watched and stopped. Both may be empty; both are called on the intake's own thread. */
-struct IntakeControl
-{
-    std::function<bool()> shouldStop;
-    std::function<void (double)> setProgress; // 0..1, never falls
-};
-
 /** Opens one audio file, checks it against the rules of its Group and decodes it once, from start to end.
 
     The kind of file is told by its content, never by its extension. Problems are filed in warnings: the code
@@ -104,7 +97,7 @@ IntakeOutcome intakeFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
                           IntakeSink* sink,
-                          const IntakeControl& control = {});
+                          const JobControl& control = {});
 
 /** The checks made when a batch of files joins a Group:
       6  every file, of the batch or of the Group, that the batch leaves shorter than the longest track

@@ -24,6 +24,7 @@ public:
     ~StoreFile();
 
     [[nodiscard]] std::uint64_t sizeInBytes() const { return size; }
+    [[nodiscard]] const juce::File& path() const { return file; }
 
     /** Writes all bytes at offset, or returns false; lastError() then says why. The range lies inside the file. */
     [[nodiscard]] bool write (std::uint64_t offset, const void* data, std::size_t numBytes);

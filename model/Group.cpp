@@ -1,0 +1,430 @@
+#include "model/Group.h"
+
+#include "model/GroupEdit.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+std::uint32_t nextGroupId()
+{
+    static std::atomic<std::uint32_t> last{ 0 };
+    return ++last;
+}
+
+bool contains (const std::vector<std::uint32_t>& ids, std::uint32_t id)
+{
+    return std::find (ids.begin(), ids.end(), id) != ids.end();
+}
+
+std::vector<Track::Ptr> makeTracks (std::vector<TrackState> states)
+{
+    std::vector<Track::Ptr> tracks;
+
+    for (auto& state : states)
+        tracks.push_back (new Track (std::move (state)));
+
+    return tracks;
+}
+} // namespace
+
+GroupContents GroupContents::of (const GroupState& state)
+{
+    GroupContents contents;
+
+    for (const auto& track : state.tracks)
+    {
+        if (track.excluded)
+            continue;
+
+        const auto type = track.drumType();
+        ++contents.numActiveTracks;
+        contents.hasAnalysableCloseMicrophone = contents.hasAnalysableCloseMicrophone || track.takesPart();
+        contents.hasHiHat = contents.hasHiHat || type == DrumType::hiHat;
+        contents.hasKick = contents.hasKick || type == DrumType::kick;
+        contents.hasSnare = contents.hasSnare || type == DrumType::snare;
+    }
+
+    return contents;
+}
+
+Group::Group (const juce::String& name, std::vector<TrackState> tracks)
+    : groupId (nextGroupId()), groupName (name), members (makeTracks (std::move (tracks)))
+{
+}
+
+Group::Group (GroupState loadedState, const juce::File& file, std::shared_ptr<GroupFile> openFile)
+    : groupId (nextGroupId()), groupName (loadedState.name), chosenMethod (loadedState.method),
+      members (makeTracks (std::move (loadedState.tracks))), lastAnalysis (loadedState.analysis),
+      unknownProperties (std::move (loadedState.unknownProperties)), foreignText (loadedState.foreignText),
+      groupFile (file), fileHandle (std::move (openFile)),
+      savedEditable (std::make_unique<Editable> (editable()))
+{
+}
+
+Group::~Group() = default;
+
+Track::Ptr Group::track (int index) const
+{
+    return juce::isPositiveAndBelow (index, numTracks()) ? members[static_cast<std::size_t> (index)]
+                                                         : nullptr;
+}
+
+Track::Ptr Group::findTrack (std::uint32_t trackId) const
+{
+    for (const auto& member : members)
+        if (member->id() == trackId)
+            return member;
+
+    return nullptr;
+}
+
+int Group::indexOf (const Track& track) const
+{
+    for (int i = 0; i < numTracks(); ++i)
+        if (members[static_cast<std::size_t> (i)].get() == &track)
+            return i;
+
+    return -1;
+}
+
+double Group::sampleRate() const
+{
+    return members.empty() ? 0.0 : members.front()->sampleRate();
+}
+
+std::int64_t Group::lengthInSamples() const
+{
+    std::int64_t length = 0;
+
+    for (const auto& member : members)
+        length = std::max (length, member->lengthInSamples());
+
+    return length;
+}
+
+GroupState Group::state() const
+{
+    GroupState result;
+    result.name = groupName;
+    result.method = chosenMethod;
+    result.analysis = lastAnalysis;
+    result.unknownProperties = unknownProperties;
+    result.foreignText = foreignText;
+
+    for (const auto& member : members)
+        result.tracks.push_back (member->state());
+
+    return result;
+}
+
+GroupContents Group::contents() const
+{
+    return GroupContents::of (state());
+}
+
+bool Group::changedSinceLastAnalysis() const
+{
+    return state().changedSinceAnalysis();
+}
+
+//======================================================================================================================
+
+Group::Editable Group::editable() const
+{
+    Editable result{ groupName, chosenMethod, {} };
+
+    for (const auto& member : members)
+        result.tracks.emplace_back (member);
+
+    return result;
+}
+
+void Group::apply (const Editable& wanted)
+{
+    groupName = wanted.name;
+    chosenMethod = wanted.method;
+    members.clear();
+
+    for (const auto& entry : wanted.tracks)
+    {
+        members.push_back (entry.track);
+        auto& data = entry.track->data;
+
+        if (EditableTrack (entry.track) == entry)
+            continue;
+
+        data.name = entry.name;
+        data.excluded = entry.excluded;
+        data.sourceFile = entry.sourceFile;
+
+        // Only what differs is written: codes and values that this program can't read outlast other edits.
+        if (data.drumType() != entry.drumType)
+            data.record.setDrumType (entry.drumType);
+
+        for (const auto& [setting, values] :
+             { std::pair{ KnobSetting::a, entry.a }, std::pair{ KnobSetting::b, entry.b } })
+            if (data.record.knobs (setting) != values)
+                data.record.setKnobs (setting, values);
+
+        data.record.select (entry.selected);
+        entry.track->lookForSourceFile();
+        entry.track->sendChangeMessage();
+    }
+
+    noteChange();
+}
+
+void Group::perform (const juce::String& stepName, const Editable& after, bool continuesStep)
+{
+    auto before = editable();
+
+    if (after == before)
+        return;
+
+    if (! continuesStep || undoManager.getCurrentTransactionName() != stepName)
+        undoManager.beginNewTransaction (stepName);
+
+    undoManager.perform (new GroupEdit (*this, std::move (before), after));
+}
+
+void Group::editTracks (const juce::String& stepName,
+                        const std::vector<std::uint32_t>& trackIds,
+                        const std::function<void (EditableTrack&)>& change,
+                        bool continuesStep)
+{
+    auto wanted = editable();
+
+    for (auto& entry : wanted.tracks)
+        if (contains (trackIds, entry.track->id()))
+            change (entry);
+
+    perform (stepName, wanted, continuesStep);
+}
+
+void Group::noteChange()
+{
+    ++changeCount;
+    sendChangeMessage();
+}
+
+//======================================================================================================================
+
+void Group::rename (const juce::String& newName)
+{
+    auto wanted = editable();
+    wanted.name = newName;
+    perform ("Rename Group", wanted);
+}
+
+void Group::setMethod (SeparationMethod method)
+{
+    auto wanted = editable();
+    wanted.method = method;
+    perform ("Change Method", wanted);
+}
+
+void Group::addTracks (std::vector<TrackState> tracks, int index)
+{
+    auto wanted = editable();
+    const auto at = juce::isPositiveAndBelow (index, numTracks()) ? index : numTracks();
+    auto added = makeTracks (std::move (tracks));
+
+    for (std::size_t i = 0; i < added.size(); ++i)
+    {
+        jassert (members.empty() || added[i]->sampleRate() == sampleRate());
+        wanted.tracks.insert (wanted.tracks.begin() + at + static_cast<int> (i), EditableTrack (added[i]));
+    }
+
+    perform (added.size() == 1 ? "Add Track" : "Add Tracks", wanted);
+}
+
+void Group::removeTracks (const std::vector<std::uint32_t>& trackIds)
+{
+    auto wanted = editable();
+    std::erase_if (wanted.tracks,
+                   [&] (const EditableTrack& entry) { return contains (trackIds, entry.track->id()); });
+    perform (trackIds.size() == 1 ? "Remove Track" : "Remove Tracks", wanted);
+}
+
+void Group::moveTrack (std::uint32_t trackId, int newIndex)
+{
+    auto wanted = editable();
+    const auto found =
+        std::find_if (wanted.tracks.begin(),
+                      wanted.tracks.end(),
+                      [&] (const EditableTrack& entry) { return entry.track->id() == trackId; });
+
+    if (found == wanted.tracks.end())
+        return;
+
+    const auto moved = *found;
+    wanted.tracks.erase (found);
+    wanted.tracks.insert (wanted.tracks.begin() + juce::jlimit (0, numTracks() - 1, newIndex), moved);
+    perform ("Move Track", wanted);
+}
+
+void Group::duplicateTrack (std::uint32_t trackId)
+{
+    const auto original = findTrack (trackId);
+
+    if (original == nullptr)
+        return;
+
+    auto copy = original->state();
+    copy.name << " copy";
+
+    // The last analysis knew one track here, not two.
+    copy.analysedAs.reset();
+    auto wanted = editable();
+    wanted.tracks.insert (wanted.tracks.begin() + indexOf (*original) + 1,
+                          EditableTrack (new Track (std::move (copy))));
+    perform ("Duplicate Track", wanted);
+}
+
+void Group::renameTrack (std::uint32_t trackId, const juce::String& newName)
+{
+    editTracks ("Rename Track", { trackId }, [&] (EditableTrack& entry) { entry.name = newName; });
+}
+
+void Group::setDrumType (const std::vector<std::uint32_t>& trackIds, DrumType type)
+{
+    editTracks ("Change Drum Type", trackIds, [&] (EditableTrack& entry) { entry.drumType = type; });
+}
+
+void Group::setExcluded (const std::vector<std::uint32_t>& trackIds, bool excluded)
+{
+    editTracks (excluded ? "Exclude from Analysis" : "Include in Analysis",
+                trackIds,
+                [&] (EditableTrack& entry) { entry.excluded = excluded; });
+}
+
+void Group::setSourceFile (std::uint32_t trackId, const juce::File& file)
+{
+    editTracks ("Locate Source File", { trackId }, [&] (EditableTrack& entry) { entry.sourceFile = file; });
+}
+
+void Group::setKnobs (const std::vector<std::uint32_t>& trackIds,
+                      KnobSetting setting,
+                      KnobValues values,
+                      bool continuesStep)
+{
+    editTracks (
+        setting == KnobSetting::a ? "Change Setting A" : "Change Setting B",
+        trackIds,
+        [&, stored = values.sanitised()] (EditableTrack& entry)
+        { (setting == KnobSetting::a ? entry.a : entry.b) = stored; },
+        continuesStep);
+}
+
+void Group::copyKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting from)
+{
+    editTracks (from == KnobSetting::a ? "Copy A to B" : "Copy B to A",
+                trackIds,
+                [&] (EditableTrack& entry)
+                {
+                    const auto values = from == KnobSetting::a ? entry.a : entry.b;
+                    entry.a = entry.b = values;
+                });
+}
+
+void Group::selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetting setting)
+{
+    editTracks (setting == KnobSetting::a ? "Switch to A" : "Switch to B",
+                trackIds,
+                [&] (EditableTrack& entry) { entry.selected = setting; });
+}
+
+//======================================================================================================================
+
+void Group::applyAnalysis (const GroupState::Analysis& analysis, std::vector<AnalysedTrack> tracks)
+{
+    lastAnalysis = analysis;
+    ++analysisCount;
+
+    for (auto& result : tracks)
+    {
+        // A track that was removed meanwhile may come back by undo, with what was found for it.
+        const auto track = findTrack (result.trackId);
+
+        if (track == nullptr)
+            continue;
+
+        auto& data = track->data;
+        data.analysedAs = result.input;
+        data.rendered = std::move (result.rendered);
+        data.components = std::move (result.components);
+        data.findings = result.findings;
+        data.record.setProcessed (data.rendered != nullptr);
+
+        if (result.startFocus)
+        {
+            data.record.setKnobs (KnobSetting::a, { static_cast<float> (*result.startFocus), 0.0f });
+            data.record.setKnobs (KnobSetting::b, {});
+            data.record.select (KnobSetting::a);
+        }
+
+        track->sendChangeMessage();
+    }
+
+    noteChange();
+}
+
+void Group::markSaved (const GroupState& savedState, const juce::File& savedFile, std::shared_ptr<GroupFile> openFile)
+{
+    // What was edited while the save ran is not in the file, and stays an unsaved change.
+    Editable saved{ savedState.name, savedState.method, {} };
+
+    for (const auto& savedTrack : savedState.tracks)
+    {
+        const auto track = findTrack (savedTrack.id);
+
+        if (track == nullptr)
+            continue;
+
+        track->data.source = savedTrack.source;
+        track->data.rendered = savedTrack.rendered;
+        saved.tracks.emplace_back (track, savedTrack);
+    }
+
+    groupFile = savedFile;
+    fileHandle = std::move (openFile);
+    savedEditable = std::make_unique<Editable> (std::move (saved));
+    savedAnalysisCount = analysisCount;
+    sendChangeMessage();
+}
+
+bool Group::hasUnsavedChanges() const
+{
+    return savedEditable == nullptr || savedAnalysisCount != analysisCount || *savedEditable != editable();
+}
+
+void Group::markUnsaved()
+{
+    savedEditable.reset();
+    noteChange();
+}
+
+void Group::update()
+{
+    auto anyChanged = false;
+
+    for (const auto& member : members)
+    {
+        if (! member->lookForSourceFile())
+            continue;
+
+        anyChanged = true;
+        member->sendChangeMessage();
+    }
+
+    if (anyChanged)
+        sendChangeMessage();
+}
+
+} // namespace tessivar

@@ -1,0 +1,174 @@
+#pragma once
+
+#include "model/Track.h"
+
+#include <juce_data_structures/juce_data_structures.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tessivar
+{
+
+class GroupFile;
+struct EditableTrack;
+
+/** What the tracks of a Group can be asked before an analysis. */
+struct GroupContents
+{
+    int numActiveTracks = 0; // not excluded
+    bool hasAnalysableCloseMicrophone = false;
+    bool hasHiHat = false; // of active tracks, as the next two
+    bool hasKick = false;
+    bool hasSnare = false;
+
+    /** A HiHat is told by a Kick or Snare; without either it can't be analysed. */
+    [[nodiscard]] bool breaksHiHatRule() const { return hasHiHat && ! hasKick && ! hasSnare; }
+
+    [[nodiscard]] static GroupContents of (const GroupState& state);
+};
+
+/** The tracks of one performance, in order, at one sample rate. Tells its listeners of every change of itself or of one
+    of its tracks.
+
+    On the message thread alone, but for the reference count: jobs hold a Group by its Ptr and work on state(), a value.
+    What a job found comes back through the functions below "Results of jobs". Every edit is one named step of undo().
+*/
+class Group : public juce::ReferenceCountedObject, public juce::ChangeBroadcaster
+{
+public:
+    using Ptr = juce::ReferenceCountedObjectPtr<Group>;
+
+    Group (const juce::String& name, std::vector<TrackState> tracks);
+
+    /** A Group as a file held it, with the file that its audio lies in. */
+    Group (GroupState loadedState, const juce::File& file, std::shared_ptr<GroupFile> openFile);
+
+    ~Group() override;
+
+    /** Of this Group within the process. */
+    [[nodiscard]] std::uint32_t id() const { return groupId; }
+    [[nodiscard]] const juce::String& name() const { return groupName; }
+    [[nodiscard]] int numTracks() const { return static_cast<int> (members.size()); }
+    [[nodiscard]] Track::Ptr track (int index) const;
+    [[nodiscard]] Track::Ptr findTrack (std::uint32_t trackId) const;
+
+    /** -1 when the track is not in this Group. */
+    [[nodiscard]] int indexOf (const Track& track) const;
+
+    [[nodiscard]] double sampleRate() const;            // Hz; 0 without tracks
+    [[nodiscard]] std::int64_t lengthInSamples() const; // of the longest track
+    [[nodiscard]] SeparationMethod method() const { return chosenMethod; }
+    [[nodiscard]] const std::optional<GroupState::Analysis>& analysis() const { return lastAnalysis; }
+
+    [[nodiscard]] GroupState state() const;
+    [[nodiscard]] GroupContents contents() const;
+    [[nodiscard]] bool isAnalysed() const { return lastAnalysis.has_value(); }
+    [[nodiscard]] bool changedSinceLastAnalysis() const;
+
+    // Edits. One call is one step, except where it says otherwise. An edit that changes nothing makes no step.
+
+    void rename (const juce::String& newName);
+    void setMethod (SeparationMethod method);
+
+    /** An index of -1 adds at the end. Tracks must have the Group's sample rate, when it has one. */
+    void addTracks (std::vector<TrackState> tracks, int index = -1);
+    void removeTracks (const std::vector<std::uint32_t>& trackIds);
+    void moveTrack (std::uint32_t trackId, int newIndex);
+
+    /** Puts a copy with its own knobs behind the track: same samples, same name with " copy" behind. */
+    void duplicateTrack (std::uint32_t trackId);
+
+    void renameTrack (std::uint32_t trackId, const juce::String& newName);
+    void setDrumType (const std::vector<std::uint32_t>& trackIds, DrumType type);
+    void setExcluded (const std::vector<std::uint32_t>& trackIds, bool excluded);
+    void setSourceFile (std::uint32_t trackId, const juce::File& file);
+
+    /** Values that come while a knob is dragged belong to one step: continuesStep then says that this one is not
+        the first.
+    */
+    void setKnobs (const std::vector<std::uint32_t>& trackIds,
+                   KnobSetting setting,
+                   KnobValues values,
+                   bool continuesStep = false);
+
+    /** Copies what one setting holds to the other. */
+    void copyKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting from);
+
+    /** Which of both settings sounds. */
+    void selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetting setting);
+
+    [[nodiscard]] juce::UndoManager& undo() { return undoManager; }
+
+    // Results of jobs.
+
+    /** What an analysis of one of the tracks gave. */
+    struct AnalysedTrack
+    {
+        std::uint32_t trackId = 0;
+        AnalysisInput input;
+        std::shared_ptr<TrackSamples> rendered; // null for a track that passes through
+        std::shared_ptr<StoreFile> components;
+        TrackFindings findings;
+        std::optional<double> startFocus; // of setting A; B then starts at 0
+    };
+
+    /** Takes the result of an analysis as a whole. Not a step of undo: older steps stay, and keep the new samples. */
+    void applyAnalysis (const GroupState::Analysis& analysis, std::vector<AnalysedTrack> tracks);
+
+    /** Notes that what state() was when the save began now stands in the file, and that the audio is there too.
+        savedState has the samples that lie in the file.
+    */
+    void markSaved (const GroupState& savedState,
+                    const juce::File& savedFile,
+                    std::shared_ptr<GroupFile> openFile);
+
+    [[nodiscard]] const juce::File& file() const { return groupFile; } // none: never saved
+    [[nodiscard]] std::shared_ptr<GroupFile> openFile() const { return fileHandle; }
+    [[nodiscard]] bool hasUnsavedChanges() const;
+
+    /** For a Group that was recovered: its file, if any, does not hold what it is. */
+    void markUnsaved();
+
+    /** Counts every change; a state taken at the same count is the same. */
+    [[nodiscard]] std::uint64_t revision() const { return changeCount; }
+
+    /** Looks for the source files again, and tells listeners when one has gone or come back. */
+    void update();
+
+private:
+    friend class GroupEdit;
+
+    struct Editable;
+
+    [[nodiscard]] Editable editable() const;
+    void apply (const Editable&);
+    void perform (const juce::String& stepName, const Editable& after, bool continuesStep = false);
+    void editTracks (const juce::String& stepName,
+                     const std::vector<std::uint32_t>& trackIds,
+                     const std::function<void (EditableTrack&)>& change,
+                     bool continuesStep = false);
+    void noteChange();
+
+    const std::uint32_t groupId;
+    juce::String groupName;
+    SeparationMethod chosenMethod = SeparationMethod::standard;
+    std::vector<Track::Ptr> members;
+    std::optional<GroupState::Analysis> lastAnalysis;
+    juce::StringPairArray unknownProperties;
+    juce::String foreignText;
+
+    juce::File groupFile;
+    std::shared_ptr<GroupFile> fileHandle;
+    std::unique_ptr<Editable> savedEditable; // null: never saved
+    std::uint64_t analysisCount = 0, savedAnalysisCount = 0;
+    std::uint64_t changeCount = 0;
+    juce::UndoManager undoManager;
+
+    JUCE_DECLARE_NON_COPYABLE (Group)
+};
+
+} // namespace tessivar

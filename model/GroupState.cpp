@@ -1,0 +1,37 @@
+#include "model/GroupState.h"
+
+#include <algorithm>
+
+namespace tessivar
+{
+
+juce::String separationMethodKey (SeparationMethod method)
+{
+    return method == SeparationMethod::refined ? "refined" : "standard";
+}
+
+std::optional<SeparationMethod> parseSeparationMethod (const juce::String& key)
+{
+    for (const auto method : { SeparationMethod::standard, SeparationMethod::refined })
+        if (key == separationMethodKey (method))
+            return method;
+
+    return std::nullopt;
+}
+
+bool TrackState::takesPart() const
+{
+    return ! excluded && drumType() != DrumType::other && drumType() != DrumType::oh;
+}
+
+bool GroupState::changedSinceAnalysis() const
+{
+    return ! analysis || analysis->method != method
+           || static_cast<std::size_t> (analysis->numTracks) != tracks.size()
+           || std::any_of (tracks.begin(),
+                           tracks.end(),
+                           [] (const TrackState& track)
+                           { return track.analysedAs != track.analysisInput(); });
+}
+
+} // namespace tessivar

@@ -1,0 +1,30 @@
+#include "model/Track.h"
+
+#include <atomic>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+std::uint32_t nextTrackId()
+{
+    static std::atomic<std::uint32_t> last{ 0 };
+    return ++last;
+}
+} // namespace
+
+Track::Track (TrackState initialState) : data (std::move (initialState))
+{
+    data.id = nextTrackId();
+    lookForSourceFile();
+}
+
+bool Track::lookForSourceFile()
+{
+    const auto before = std::exchange (sourceFileThere, data.sourceFile.existsAsFile());
+    return before != sourceFileThere;
+}
+
+} // namespace tessivar

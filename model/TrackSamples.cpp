@@ -1,0 +1,40 @@
+#include "model/TrackSamples.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace tessivar
+{
+
+ChannelOfSamples::ChannelOfSamples (std::shared_ptr<TrackSamples> samplesToUse, int channelToShow)
+    : samples (std::move (samplesToUse)), channel (channelToShow)
+{
+    jassert (channel >= 0 && channel < samples->numChannels());
+}
+
+bool ChannelOfSamples::readFrames (std::int64_t start, std::span<float> dest)
+{
+    constexpr std::size_t maxFrames = 16384;
+    const auto stride = static_cast<std::size_t> (samples->numChannels());
+    std::vector<float> frames (std::min (maxFrames, dest.size()) * stride);
+
+    while (! dest.empty())
+    {
+        const auto count = std::min (maxFrames, dest.size());
+        const std::span<float> piece (frames.data(), count * stride);
+
+        if (! samples->readFrames (start, piece))
+            return false;
+
+        for (std::size_t i = 0; i < count; ++i)
+            dest[i] = piece[i * stride + static_cast<std::size_t> (channel)];
+
+        dest = dest.subspan (count);
+        start += static_cast<std::int64_t> (count);
+    }
+
+    return true;
+}
+
+} // namespace tessivar
