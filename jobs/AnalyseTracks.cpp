@@ -2,6 +2,7 @@
 
 #include "jobs/StoreSignals.h"
 #include "jobs/SystemResources.h"
+#include "model/StoreSamples.h"
 
 #include <algorithm>
 #include <limits>
@@ -157,7 +158,9 @@ public:
     void moveInto (std::size_t index, SessionTrack& track)
     {
         auto& result = results[index];
-        track.rendered = std::move (result.refined != nullptr ? result.refined : result.rendered);
+        const auto& rendered = result.refined != nullptr ? result.refined : result.rendered;
+        track.rendered =
+            rendered != nullptr ? std::make_shared<StoreSamples> (rendered, renderedChannels) : nullptr;
         track.components = std::move (result.components);
     }
 
@@ -203,7 +206,7 @@ AnalyseOutcome outcomeOf (AnalyseStatus status, const juce::String& message, con
 
 juce::String reasonOf (AnalysisStatus status,
                        const StoreBackedStorage& storage,
-                       std::span<const StoreSource> sources,
+                       std::span<const TrackSource> sources,
                        double sampleRate)
 {
     switch (status)
@@ -334,7 +337,7 @@ AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
     try
     {
         StoreBackedStorage storage (store, tracks);
-        std::vector<StoreSource> sources;
+        std::vector<TrackSource> sources;
         std::vector<AnalysisTrack> engineTracks;
         const auto shapes = shapesOf (tracks);
         sources.reserve (tracks.size());

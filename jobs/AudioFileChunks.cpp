@@ -341,34 +341,42 @@ juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, Export
     return out.getMemoryBlock();
 }
 
+std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file)
+{
+    auto stream = file.createInputStream();
+
+    if (stream == nullptr)
+        return nullptr;
+
+    // Types other than these have no chunks: what their reader found is all there is.
+    auto result = std::make_shared<SourceChunks>();
+    const auto type = typeOf (*stream);
+
+    if (type)
+        result->container =
+            *type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
+
+    if (type == ExportFileType::wav && readMetadataChunks (file, result->chunks).failed())
+        return nullptr;
+
+    if (type == ExportFileType::aiff && ! listMetadataChunks (*stream, ExportFileType::aiff, result->chunks))
+        return nullptr;
+
+    std::erase_if (result->chunks, belongsToTheAudio);
+    return result;
+}
+
 CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type)
 {
-    std::vector<MetadataChunk> sourceChunks;
-    std::optional<ExportFileType> sourceType;
-    auto readable = false;
+    const auto kept = track.sourceChunks != nullptr ? track.sourceChunks : readSourceChunks (track.sourceFile);
+    const auto container = type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
 
-    if (auto stream = track.sourceFile.createInputStream())
-    {
-        sourceType = typeOf (*stream);
+    if (kept != nullptr && kept->container == container)
+        return { kept->chunks, {} };
 
-        if (sourceType == ExportFileType::wav)
-            readable = readMetadataChunks (track.sourceFile, sourceChunks).wasOk();
-        else if (sourceType == ExportFileType::aiff)
-            readable = listMetadataChunks (*stream, ExportFileType::aiff, sourceChunks);
-        else
-            readable = true; // other types have no chunks: what their reader found is all there is
-    }
+    auto carried = translate (track, type, kept != nullptr ? kept->chunks : std::vector<MetadataChunk>());
 
-    if (readable && sourceType == type)
-    {
-        sourceChunks.erase (std::remove_if (sourceChunks.begin(), sourceChunks.end(), belongsToTheAudio),
-                            sourceChunks.end());
-        return { std::move (sourceChunks), {} };
-    }
-
-    auto carried = translate (track, type, sourceChunks);
-
-    if (! readable && track.metadata.size() > 0)
+    if (kept == nullptr && track.metadata.size() > 0)
         carried.note = "The source can't be read any more: only the metadata known from its import is kept.";
 
     return carried;

@@ -5,6 +5,7 @@
 
 #include <juce_core/juce_core.h>
 
+#include <memory>
 #include <vector>
 
 namespace tessivar
@@ -24,6 +25,9 @@ struct CarriedMetadata
     and copyright. Nothing is added that the source does not have.
 */
 [[nodiscard]] CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type);
+
+/** The metadata chunks of a file. Null when it can't be read. */
+[[nodiscard]] std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file);
 
 /** The chunks of a RIFF or FORM file, without those that hold format, audio, or what describes the audio so closely
     that it would be wrong for another signal. False when it is no such file; chunks are then left alone.

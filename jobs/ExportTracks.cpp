@@ -2,7 +2,7 @@
 
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
-#include "jobs/StoreSignals.h"
+#include "model/StoreSamples.h"
 
 #include <algorithm>
 #include <cmath>
@@ -103,27 +103,27 @@ double energyOf (std::span<const float> samples)
     return sum;
 }
 
-juce::Result lostAudio (const SessionTrack& track, const std::shared_ptr<StoreFile>& file)
+juce::Result lostAudio (const SessionTrack& track, const std::shared_ptr<TrackSamples>& samples)
 {
     return juce::Result::fail ("the audio of " + track.sourceFile.getFullPathName() + " can't be read: "
-                               + (file != nullptr ? file->lastError() : juce::String ("it was never kept")));
+                               + (samples != nullptr ? samples->lastError() : juce::String ("it was never kept")));
 }
 
-/** A plane of samples as it is. */
+/** Samples of one channel as they are, from firstSample on. */
 class PlainSignal final : public Signal
 {
 public:
     PlainSignal (const SessionTrack& sessionTrack,
-                 std::shared_ptr<StoreFile> samples,
+                 std::shared_ptr<TrackSamples> channel,
                  std::int64_t firstSample)
-        : track (sessionTrack), file (std::move (samples)), first (firstSample)
+        : track (sessionTrack), samples (std::move (channel)), first (firstSample)
     {
     }
 
     juce::Result read (std::int64_t start, std::span<float> dest) override
     {
-        if (file == nullptr || ! readSamples (*file, first + start, dest))
-            return lostAudio (track, file);
+        if (samples == nullptr || ! samples->readFrames (first + start, dest))
+            return lostAudio (track, samples);
 
         outputEnergy += energyOf (dest);
         sourceEnergy = outputEnergy;
@@ -132,7 +132,7 @@ public:
 
 private:
     const SessionTrack& track;
-    std::shared_ptr<StoreFile> file;
+    std::shared_ptr<TrackSamples> samples;
     std::int64_t first;
 };
 
@@ -157,8 +157,7 @@ public:
         constexpr std::size_t numChannels = method::numRenderChannels;
         const auto block = std::span<float> (frames).first (dest.size() * numChannels);
 
-        if (track.rendered == nullptr
-            || ! readSamples (*track.rendered, start * method::numRenderChannels, block))
+        if (track.rendered == nullptr || ! track.rendered->readFrames (start, block))
             return lostAudio (track, track.rendered);
 
         if (! isSource)
@@ -508,6 +507,9 @@ ExportReport exportComponents (std::span<const SessionTrack> tracks,
         if (track.components == nullptr)
             continue;
 
+        // Ten planes one after the other, which is one long channel.
+        const auto planes = std::make_shared<StoreSamples> (track.components, 1);
+
         for (int slot = 0; slot < method::numComponents; ++slot)
         {
             const auto suffix =
@@ -518,7 +520,7 @@ ExportReport exportComponents (std::span<const SessionTrack> tracks,
             plan.format = { 32, true, {} };
             plan.sampleRate = track.sampleRate;
             plan.lengthInSamples = track.lengthInSamples;
-            PlainSignal signal (track, track.components, slot * track.lengthInSamples);
+            PlainSignal signal (track, planes, slot * track.lengthInSamples);
 
             if (exporter.write (file, std::move (plan), signal).written)
                 report.componentFiles.push_back (file);

@@ -1,6 +1,8 @@
 #include "jobs/ImportTracks.h"
 
+#include "jobs/AudioFileChunks.h"
 #include "jobs/StoreSignals.h"
+#include "model/StoreSamples.h"
 
 namespace tessivar
 {
@@ -94,10 +96,17 @@ ImportOutcome importFile (const juce::File& file,
     if (outcome.intake.storageFailed && sink.failure.isNotEmpty())
         outcome.intake.reason = file.getFullPathName() + " can't be read in: " + sink.failure;
 
+    auto chunks = outcome.intake.accepted() ? readSourceChunks (file) : nullptr;
+
+    if (chunks != nullptr && chunks->numBytes() > SourceChunks::maxBytes)
+        chunks.reset();
+
+
     for (std::size_t i = 0; i < outcome.intake.tracks.size(); ++i)
     {
         outcome.tracks.push_back (sessionTrackOf (outcome.intake.tracks[i]));
-        outcome.tracks.back().source = sink.channels[i];
+        outcome.tracks.back().source = std::make_shared<StoreSamples> (sink.channels[i], sourceChannels);
+        outcome.tracks.back().sourceChunks = chunks;
     }
 
     return outcome;

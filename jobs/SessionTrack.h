@@ -3,7 +3,9 @@
 #include "engine/AnalysisPipeline.h"
 #include "engine/SuppressionRendering.h"
 #include "model/DrumType.h"
+#include "model/SourceChunks.h"
 #include "model/TemporaryStore.h"
+#include "model/TrackSamples.h"
 
 #include <juce_core/juce_core.h>
 
@@ -15,10 +17,10 @@ namespace tessivar
 
 /** One close microphone (or overhead, or other track) of a performance, as the jobs see it.
 
-    Its audio lies in a TemporaryStore, full scale 1.0, in the byte order of this machine:
-      source      lengthInSamples floats
-      rendered    7 * lengthInSamples floats, interleaved: 0..4 the five best components, 5 the residual, 6 the source
-      components  10 planes of lengthInSamples floats, best first
+    Its audio lies on disk, full scale 1.0:
+      source      one channel of lengthInSamples
+      rendered    seven channels of lengthInSamples: 0..4 the five best components, 5 the residual, 6 the source
+      components  10 planes of lengthInSamples floats, best first, in the byte order of this machine
 */
 struct SessionTrack
 {
@@ -31,16 +33,17 @@ struct SessionTrack
     int bitsPerSample = 0;            // of the source file
     bool isFloatingPoint = false;     // of the source file
     juce::StringPairArray metadata;   // of the source file, as its reader gave it
+    std::shared_ptr<const SourceChunks> sourceChunks; // of the source file; null when they are too large to keep
 
     DrumType drumType = DrumType::other;
     bool excluded = false;
     SuppressionSetting setting;
 
-    std::shared_ptr<StoreFile> source; // null until the track is imported
+    std::shared_ptr<TrackSamples> source; // null until the track is imported
 
     bool processed = false;                // set by an analysis the track took part in
     TrackAnalysis analysis;                // of that analysis
-    std::shared_ptr<StoreFile> rendered;   // null unless processed
+    std::shared_ptr<TrackSamples> rendered; // null unless processed
     std::shared_ptr<StoreFile> components; // null unless processed and asked for
 
     /** Whether an analysis renders this track; all others pass through unchanged. */

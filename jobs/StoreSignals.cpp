@@ -19,7 +19,7 @@ bool readSamples (StoreFile& file, std::int64_t firstSample, std::span<float> de
         static_cast<std::uint64_t> (firstSample) * sizeof (float), dest.data(), dest.size_bytes());
 }
 
-bool StoreSource::read (std::int64_t start, std::span<float> dest)
+bool TrackSource::read (std::int64_t start, std::span<float> dest)
 {
     const auto end = start + static_cast<std::int64_t> (dest.size());
     const auto first = std::clamp<std::int64_t> (start, 0, lengthInSamples());
@@ -37,7 +37,7 @@ bool StoreSource::read (std::int64_t start, std::span<float> dest)
 
     std::fill_n (dest.begin(), ahead, 0.0f);
     std::fill (dest.begin() + static_cast<std::ptrdiff_t> (ahead + count), dest.end(), 0.0f);
-    return readSamples (*file, first, dest.subspan (ahead, count));
+    return samples->readFrames (first, dest.subspan (ahead, count));
 }
 
 bool StorePlanes::write (int plane, std::int64_t start, std::span<const float> samples)

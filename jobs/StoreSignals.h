@@ -2,6 +2,7 @@
 
 #include "engine/SampleStorage.h"
 #include "model/TemporaryStore.h"
+#include "model/TrackSamples.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,22 +15,18 @@ namespace tessivar
 [[nodiscard]] bool writeSamples (StoreFile& file, std::int64_t firstSample, std::span<const float> samples);
 [[nodiscard]] bool readSamples (StoreFile& file, std::int64_t firstSample, std::span<float> dest);
 
-/** A whole StoreFile as one signal. */
-class StoreSource final : public SampleSource
+/** A track's source as the engine reads it: silence before its start and past its end. */
+class TrackSource final : public SampleSource
 {
 public:
-    explicit StoreSource (std::shared_ptr<StoreFile> signal) : file (std::move (signal)) {}
+    explicit TrackSource (std::shared_ptr<TrackSamples> signal) : samples (std::move (signal)) {}
 
-    [[nodiscard]] std::int64_t lengthInSamples() const override
-    {
-        return static_cast<std::int64_t> (file->sizeInBytes() / sizeof (float));
-    }
-
+    [[nodiscard]] std::int64_t lengthInSamples() const override { return samples->lengthInFrames(); }
     [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) override;
-    [[nodiscard]] juce::String lastError() const { return file->lastError(); }
+    [[nodiscard]] juce::String lastError() const { return samples->lastError(); }
 
 private:
-    std::shared_ptr<StoreFile> file;
+    std::shared_ptr<TrackSamples> samples; // one channel
 };
 
 /** A StoreFile cut into planes of equal length, one after the other. */

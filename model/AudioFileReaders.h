@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/SourceChunks.h"
+
 #include "model/AudioHeaderGate.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
@@ -47,13 +49,6 @@ std::unique_ptr<AudioFileReader> openAudioFile (const juce::File& file, juce::Re
 /** The same for a stream of known length. */
 std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
                                                   juce::Result& why);
-
-/** One chunk of a WAV file, byte for byte. */
-struct MetadataChunk
-{
-    std::array<char, 4> id{};
-    std::vector<std::uint8_t> bytes;
-};
 
 /** Everything in a WAV file that is neither format nor audio nor padding, in file order, for passing it on
     unchanged: bext, iXML, cue, LIST and the like, known to the program or not. Damaged chunks, and chunks of

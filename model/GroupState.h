@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/SourceChunks.h"
 #include "model/TrackRecord.h"
 #include "model/TrackSamples.h"
 
@@ -67,7 +68,8 @@ struct TrackState
     double sampleRate = 0.0;   // Hz
     int bitsPerSample = 0;
     bool isFloatingPoint = false;
-    juce::StringPairArray metadata;
+    juce::StringPairArray metadata;                 // as its reader gave it
+    std::shared_ptr<const SourceChunks> sourceChunks; // null when they are too large to keep, or unknown
 
     std::shared_ptr<TrackSamples> source;   // one channel; null only for a track whose audio is lost
     std::shared_ptr<TrackSamples> rendered; // seven channels; null unless processed

@@ -43,7 +43,7 @@ SessionTrack trackOf (TemporaryStore& store, DrumType type, const std::vector<fl
     track.lengthInSamples = static_cast<std::int64_t> (samples.size());
     track.bitsPerSample = 24;
     track.drumType = type;
-    track.source = stored (store, samples);
+    track.source = storedTrack (store, samples);
     return track;
 }
 
@@ -219,11 +219,11 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
     }
 }
 
-TEST_CASE ("StoreSource", "[jobs][store]")
+TEST_CASE ("TrackSource", "[jobs][store]")
 {
     WorkFolder work;
     auto store = openStore (work.folder);
-    StoreSource source (stored (*store, { 1.0f, 2.0f, 3.0f }));
+    TrackSource source (storedTrack (*store, { 1.0f, 2.0f, 3.0f }));
     CHECK (source.lengthInSamples() == 3);
 
     // Every window of every length around the three samples, silence where there is none.

@@ -88,7 +88,7 @@ void process (SessionTrack& track, TemporaryStore& store, float componentLevel =
 
     track.drumType = DrumType::snare;
     track.processed = true;
-    track.rendered = stored (store, frames);
+    track.rendered = storedTrack (store, frames, renderedChannels);
 }
 
 /** A small WAV file with chunks ahead of its audio: what a field recorder, a text tool and an unknown program wrote. */

@@ -3,6 +3,7 @@
 #include "jobs/ImportTracks.h"
 #include "jobs/SessionTrack.h"
 #include "model/FileSystemCalls.h"
+#include "model/StoreSamples.h"
 #include "model/TemporaryStore.h"
 #include "tests/support/EngineFixtures.h"
 
@@ -184,6 +185,20 @@ inline std::vector<float> samplesOf (StoreFile& file)
     std::vector<float> samples (file.sizeInBytes() / sizeof (float));
     REQUIRE (file.read (0, samples.data(), samples.size() * sizeof (float)));
     return samples;
+}
+
+/** A signal for a track: one channel, or frames of seven. */
+inline std::shared_ptr<TrackSamples>
+storedTrack (TemporaryStore& store, const std::vector<float>& samples, int numChannels = sourceChannels)
+{
+    return std::make_shared<StoreSamples> (stored (store, samples), numChannels);
+}
+
+inline std::vector<float> samplesOf (TrackSamples& samples)
+{
+    std::vector<float> result (static_cast<std::size_t> (samples.lengthInFrames() * samples.numChannels()));
+    REQUIRE (samples.readFrames (0, result));
+    return result;
 }
 
 inline std::unique_ptr<TemporaryStore> openStore (const juce::File& parent)
