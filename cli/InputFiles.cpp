@@ -1,43 +1,12 @@
 #include "cli/InputFiles.h"
 
 #include "cli/TerminalText.h"
+#include "jobs/AudioFolder.h"
 
 #include <algorithm>
 
 namespace tessivar
 {
-
-namespace
-{
-constexpr auto audioFileExtensions = "wav;aiff;aif;caf;flac;ogg";
-
-bool precedes (const juce::File& a, const juce::File& b)
-{
-    const auto nameA = a.getFileName(), nameB = b.getFileName();
-    const auto natural = nameA.compareNatural (nameB);
-    return natural != 0 ? natural < 0 : nameA.compare (nameB) < 0;
-}
-
-/** The audio files of a folder in order; fails when the folder can't be read. */
-juce::Result listFolder (const juce::File& folder, std::vector<juce::File>& files)
-{
-    // An unreadable folder lists as an empty one.
-    if (! folder.hasReadAccess())
-        return juce::Result::fail (printable (folder.getFullPathName()) + ": the folder can't be read");
-
-    std::vector<juce::File> sorted;
-    for (const auto& child :
-         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
-        if (child.hasFileExtension (audioFileExtensions))
-            sorted.push_back (child);
-    std::sort (sorted.begin(), sorted.end(), precedes);
-    if (sorted.empty())
-        return juce::Result::fail (printable (folder.getFullPathName())
-                                   + ": the folder holds no audio file (wav, aiff, aif, caf, flac, ogg)");
-    files.insert (files.end(), sorted.begin(), sorted.end());
-    return juce::Result::ok();
-}
-} // namespace
 
 juce::Result fileFromArgument (const std::string& argument, juce::File& file)
 {
@@ -68,7 +37,14 @@ InputFiles collectInputFiles (const std::vector<std::string>& arguments)
         if (outcome.wasOk())
         {
             if (file.isDirectory())
-                outcome = listFolder (file, candidates);
+            {
+                std::vector<juce::File> listed;
+                outcome = listAudioFolder (file, listed);
+                candidates.insert (candidates.end(), listed.begin(), listed.end());
+
+                if (outcome.failed())
+                    outcome = juce::Result::fail (printable (outcome.getErrorMessage()));
+            }
             else
                 candidates.push_back (file);
         }

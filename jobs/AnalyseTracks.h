@@ -49,7 +49,7 @@ struct AnalyseOutcome
     juce::String message; // for the user; empty when completed or stopped
     juce::String reason;  // what exactly went wrong, with file and numbers; may be empty
     AnalysisShape shape;
-    juce::StringArray diagnostics;     // what the loading of the data files had to say, for a log
+    juce::StringArray diagnostics; // what the loading of the data files had to say, for a log
 
     [[nodiscard]] juce::Result result() const;
 };

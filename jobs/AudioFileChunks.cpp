@@ -368,8 +368,10 @@ std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file)
 
 CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type)
 {
-    const auto kept = track.sourceChunks != nullptr ? track.sourceChunks : readSourceChunks (track.sourceFile);
-    const auto container = type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
+    const auto kept =
+        track.sourceChunks != nullptr ? track.sourceChunks : readSourceChunks (track.sourceFile);
+    const auto container =
+        type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
 
     if (kept != nullptr && kept->container == container)
         return { kept->chunks, {} };

@@ -105,8 +105,9 @@ double energyOf (std::span<const float> samples)
 
 juce::Result lostAudio (const SessionTrack& track, const std::shared_ptr<TrackSamples>& samples)
 {
-    return juce::Result::fail ("the audio of " + track.sourceFile.getFullPathName() + " can't be read: "
-                               + (samples != nullptr ? samples->lastError() : juce::String ("it was never kept")));
+    return juce::Result::fail (
+        "the audio of " + track.sourceFile.getFullPathName() + " can't be read: "
+        + (samples != nullptr ? samples->lastError() : juce::String ("it was never kept")));
 }
 
 /** Samples of one channel as they are, from firstSample on. */
@@ -468,7 +469,6 @@ ExportReport exportTracks (std::span<const SessionTrack> tracks,
 
         if (signal->sourceEnergy > 0.0)
             result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
-
 
         if (! result.written)
             continue;

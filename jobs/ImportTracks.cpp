@@ -101,7 +101,6 @@ ImportOutcome importFile (const juce::File& file,
     if (chunks != nullptr && chunks->numBytes() > SourceChunks::maxBytes)
         chunks.reset();
 
-
     for (std::size_t i = 0; i < outcome.intake.tracks.size(); ++i)
     {
         outcome.tracks.push_back (sessionTrackOf (outcome.intake.tracks[i]));

@@ -33,7 +33,8 @@ struct SessionTrack
     int bitsPerSample = 0;            // of the source file
     bool isFloatingPoint = false;     // of the source file
     juce::StringPairArray metadata;   // of the source file, as its reader gave it
-    std::shared_ptr<const SourceChunks> sourceChunks; // of the source file; null when they are too large to keep
+    std::shared_ptr<const SourceChunks>
+        sourceChunks; // of the source file; null when they are too large to keep
 
     DrumType drumType = DrumType::other;
     bool excluded = false;
@@ -41,10 +42,10 @@ struct SessionTrack
 
     std::shared_ptr<TrackSamples> source; // null until the track is imported
 
-    bool processed = false;                // set by an analysis the track took part in
-    TrackAnalysis analysis;                // of that analysis
+    bool processed = false;                 // set by an analysis the track took part in
+    TrackAnalysis analysis;                 // of that analysis
     std::shared_ptr<TrackSamples> rendered; // null unless processed
-    std::shared_ptr<StoreFile> components; // null unless processed and asked for
+    std::shared_ptr<StoreFile> components;  // null unless processed and asked for
 
     /** Whether an analysis renders this track; all others pass through unchanged. */
     [[nodiscard]] bool takesPart() const

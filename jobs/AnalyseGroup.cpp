@@ -1,0 +1,66 @@
+#include "jobs/AnalyseGroup.h"
+
+#include "jobs/GroupTracks.h"
+
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+/** Whether setting A still stands where the program put it. */
+bool isUntouched (const TrackState& track)
+{
+    const auto a = track.record.knobs (KnobSetting::a);
+    const auto suggested = track.findings.suggestedFocus;
+    const KnobValues fromSuggestion{ static_cast<float> (suggested.value_or (0.0)), 0.0f };
+    return a == startKnobsA || (suggested && a == fromSuggestion);
+}
+} // namespace
+
+GroupAnalysis analyseGroup (const GroupState& state,
+                            AnalyseOptions options,
+                            TemporaryStore& store,
+                            const AnalysisControl& control)
+{
+    options.method = analysisMethodOf (state.method);
+    auto session = sessionTracksOf (state);
+    GroupAnalysis result;
+    result.outcome = analyseSession (session, options, store, control);
+
+    if (result.outcome.status != AnalyseStatus::completed)
+        return result;
+
+    result.analysis = { state.method, options.seed, static_cast<int> (state.tracks.size()) };
+
+    for (std::size_t i = 0; i < session.size(); ++i)
+    {
+        const auto& before = state.tracks[i];
+        auto& after = session[i];
+        Group::AnalysedTrack track;
+        track.trackId = before.id;
+        track.input = before.analysisInput();
+        track.rendered = std::move (after.rendered);
+        track.components = std::move (after.components);
+        track.findings = findingsOf (after.analysis);
+
+        if (isUntouched (before))
+            track.startFocus = after.analysis.suggestedFocus;
+
+        result.tracks.push_back (std::move (track));
+    }
+
+    return result;
+}
+
+void applyAnalysis (GroupState& state, const GroupAnalysis& result)
+{
+    jassert (result.tracks.size() == state.tracks.size());
+    state.analysis = result.analysis;
+
+    for (std::size_t i = 0; i < state.tracks.size(); ++i)
+        result.tracks[i].applyTo (state.tracks[i]);
+}
+
+} // namespace tessivar

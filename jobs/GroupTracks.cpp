@@ -1,0 +1,130 @@
+#include "jobs/GroupTracks.h"
+
+namespace tessivar
+{
+
+namespace
+{
+// A Group and the engine count the same channels, without knowing each other.
+static_assert (renderedChannels == method::numRenderChannels);
+static_assert (sourceChannelOfRendered == method::numRenderChannels - 1);
+
+SuppressionSetting settingOf (KnobValues knobs)
+{
+    return { knobs.focus, knobs.fine };
+}
+
+/** The channels of a file have its name; in a Group each has its own. */
+juce::String channelSuffix (const SessionTrack& track)
+{
+    return track.numChannels <= 1 ? "" : track.channel == 0 ? " L" : " R";
+}
+
+TrackAnalysis analysisOf (const TrackState& track)
+{
+    TrackAnalysis analysis;
+    analysis.rendered = track.rendered != nullptr;
+    analysis.focusMatchDb = track.findings.focusMatchDb;
+    analysis.bestFocusUpTo = track.findings.bestFocusUpTo;
+    analysis.leakageDb = track.findings.leakageDb;
+    analysis.maskedEnergyDb = track.findings.maskedEnergyDb;
+    analysis.suggestedFocus = track.findings.suggestedFocus;
+    return analysis;
+}
+} // namespace
+
+SessionTrack sessionTrackOf (const TrackState& track)
+{
+    SessionTrack session;
+    session.sourceFile = track.sourceFile;
+    session.name = track.name;
+    session.channel = track.channel;
+    session.numChannels = track.numSourceChannels;
+    session.sampleRate = track.sampleRate;
+    session.lengthInSamples = track.lengthInSamples();
+    session.bitsPerSample = track.bitsPerSample;
+    session.isFloatingPoint = track.isFloatingPoint;
+    session.metadata = track.metadata;
+    session.sourceChunks = track.sourceChunks;
+    session.drumType = track.drumType();
+    session.excluded = track.excluded;
+    session.setting = settingOf (track.record.knobs (track.record.selected()));
+    session.source = track.source;
+    session.processed = track.rendered != nullptr;
+    session.analysis = analysisOf (track);
+    session.rendered = track.rendered;
+    session.components = track.components;
+    return session;
+}
+
+std::vector<SessionTrack> sessionTracksOf (const GroupState& group)
+{
+    std::vector<SessionTrack> tracks;
+
+    for (const auto& track : group.tracks)
+        tracks.push_back (sessionTrackOf (track));
+
+    return tracks;
+}
+
+TrackState trackStateOf (const SessionTrack& track)
+{
+    TrackState state;
+    state.name = track.name + channelSuffix (track);
+    state.excluded = track.excluded;
+    state.sourceFile = track.sourceFile;
+    state.channel = track.channel;
+    state.numSourceChannels = track.numChannels;
+    state.sampleRate = track.sampleRate;
+    state.bitsPerSample = track.bitsPerSample;
+    state.isFloatingPoint = track.isFloatingPoint;
+    state.metadata = track.metadata;
+    state.sourceChunks = track.sourceChunks;
+    state.source = track.source;
+    state.rendered = track.rendered;
+    state.components = track.components;
+    state.findings = findingsOf (track.analysis);
+    state.record.setLengthInSamples (track.lengthInSamples);
+    state.record.setDrumType (track.drumType);
+    state.record.setProcessed (track.rendered != nullptr);
+    state.record.setKnobs (KnobSetting::a, { track.setting.focus, track.setting.fine });
+    state.record.setKnobs (KnobSetting::b, startKnobsB);
+    return state;
+}
+
+IntakeTrack intakeTrackOf (const TrackState& track)
+{
+    IntakeTrack intake;
+    intake.file = track.sourceFile;
+    intake.name = track.name;
+    intake.channel = track.channel;
+    intake.numChannels = track.numSourceChannels;
+    intake.sampleRate = track.sampleRate;
+    intake.lengthInSamples = track.lengthInSamples();
+    intake.bitsPerSample = track.bitsPerSample;
+    intake.isFloatingPoint = track.isFloatingPoint;
+    return intake;
+}
+
+AnalysisMethod analysisMethodOf (SeparationMethod method)
+{
+    return method == SeparationMethod::refined ? AnalysisMethod::refined : AnalysisMethod::standard;
+}
+
+SeparationMethod separationMethodOf (AnalysisMethod method)
+{
+    return method == AnalysisMethod::refined ? SeparationMethod::refined : SeparationMethod::standard;
+}
+
+TrackFindings findingsOf (const TrackAnalysis& analysis)
+{
+    TrackFindings findings;
+    findings.focusMatchDb = analysis.focusMatchDb;
+    findings.bestFocusUpTo = analysis.bestFocusUpTo;
+    findings.leakageDb = analysis.leakageDb;
+    findings.maskedEnergyDb = analysis.maskedEnergyDb;
+    findings.suggestedFocus = analysis.suggestedFocus;
+    return findings;
+}
+
+} // namespace tessivar

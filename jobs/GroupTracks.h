@@ -1,0 +1,33 @@
+#pragma once
+
+#include "jobs/SessionTrack.h"
+#include "model/AudioIntake.h"
+#include "model/GroupState.h"
+
+#include <vector>
+
+namespace tessivar
+{
+
+/** What the knobs of a track stand at before anybody turned them. */
+inline constexpr KnobValues startKnobsA{ 2.5f, 0.0f }, startKnobsB{ 0.0f, 0.0f };
+
+/** A track as the jobs work on it; its setting is the one that sounds. */
+[[nodiscard]] SessionTrack sessionTrackOf (const TrackState& track);
+[[nodiscard]] std::vector<SessionTrack> sessionTracksOf (const GroupState& group);
+
+/** A track that was just imported, or analysed on the command line, as a Group keeps it. Its setting becomes setting A,
+    which sounds; B is down.
+*/
+[[nodiscard]] TrackState trackStateOf (const SessionTrack& track);
+
+/** What the checks of a batch need to know of a track that is in a Group already. */
+[[nodiscard]] IntakeTrack intakeTrackOf (const TrackState& track);
+
+[[nodiscard]] AnalysisMethod analysisMethodOf (SeparationMethod method);
+[[nodiscard]] SeparationMethod separationMethodOf (AnalysisMethod method);
+
+/** What an analysis found out, as a Group keeps it. */
+[[nodiscard]] TrackFindings findingsOf (const TrackAnalysis& analysis);
+
+} // namespace tessivar

@@ -1,0 +1,131 @@
+#include "jobs/ImportGroup.h"
+
+#include "jobs/AudioFolder.h"
+#include "jobs/GroupTracks.h"
+#include "jobs/ImportTracks.h"
+#include "model/AudioIntake.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto droppedAudioExtensions = "wav;aiff;aif;caf;flac;ogg";
+constexpr auto groupFileExtension = "dls";
+
+/** The share of the work that a file is, when nothing better is known. */
+double weightOf (const juce::File& file)
+{
+    return static_cast<double> (std::max<juce::int64> (1, file.getSize()));
+}
+} // namespace
+
+ImportedTracks importTracks (const std::vector<juce::File>& files,
+                             const GroupState& group,
+                             ImportWarnings& warnings,
+                             TemporaryStore& store,
+                             const AnalysisControl& control)
+{
+    ImportedTracks result;
+    std::vector<IntakeTrack> present, batch;
+    auto sampleRate = group.sampleRate();
+    double total = 0.0, done = 0.0;
+
+    for (const auto& track : group.tracks)
+        present.push_back (intakeTrackOf (track));
+
+    for (const auto& file : files)
+        total += weightOf (file);
+
+    for (const auto& file : files)
+    {
+        auto ofFile = control;
+        ofFile.setProgress = [&] (double fraction)
+        { control.progress ((done + fraction * weightOf (file)) / total); };
+        auto outcome = importFile (file, sampleRate, warnings, &store, ofFile);
+
+        if (outcome.intake.cancelled || control.stopRequested())
+        {
+            result = {};
+            result.stopped = true;
+            return result;
+        }
+
+        if (outcome.intake.storageFailed)
+        {
+            const auto reason = outcome.intake.reason;
+            result = {};
+            result.storageError = reason;
+            return result;
+        }
+
+        if (! outcome.intake.accepted())
+            result.refused.push_back ({ file, outcome.intake.code, outcome.intake.reason });
+
+        for (std::size_t i = 0; i < outcome.tracks.size(); ++i)
+        {
+            auto track = trackStateOf (outcome.tracks[i]);
+            track.record.setKnobs (KnobSetting::a, startKnobsA);
+            sampleRate = track.sampleRate;
+            result.tracks.push_back (std::move (track));
+            batch.push_back (outcome.intake.tracks[i]);
+        }
+
+        for (const auto& note : outcome.intake.notes)
+            result.notes.addIfNotAlreadyThere (note);
+
+        done += weightOf (file);
+    }
+
+    checkBatch (present, batch, warnings);
+    control.progress (1.0);
+    return result;
+}
+
+SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
+{
+    SortedInputs sorted;
+    std::vector<NewGroupFiles> folders;
+    NewGroupFiles loose;
+
+    for (const auto& file : filesAndFolders)
+    {
+        if (file.isDirectory())
+        {
+            NewGroupFiles group{ file.getFileName(), {} };
+
+            if (listAudioFolder (file, group.files).wasOk())
+                folders.push_back (std::move (group));
+            else
+                sorted.rejected.push_back (file);
+        }
+        else if (file.hasFileExtension (groupFileExtension))
+        {
+            sorted.groupFiles.push_back (file);
+        }
+        else if (file.hasFileExtension (droppedAudioExtensions))
+        {
+            loose.files.push_back (file);
+        }
+        else
+        {
+            sorted.rejected.push_back (file);
+        }
+    }
+
+    if (! loose.files.empty())
+    {
+        loose.name = loose.files.front().getParentDirectory().getFileName();
+        sorted.newGroups.push_back (std::move (loose));
+    }
+
+    for (auto& group : folders)
+        sorted.newGroups.push_back (std::move (group));
+
+    return sorted;
+}
+
+} // namespace tessivar
