@@ -15,9 +15,6 @@ namespace tessivar
 
 namespace
 {
-constexpr auto analysisFailedText =
-    "Analyze seems to have failed. Please try again. If the problem persists contact us.";
-
 constexpr std::uint64_t bytesPerRenderedSample = method::numRenderChannels * sizeof (float);
 constexpr std::uint64_t bytesPerComponentSample = method::numComponents * sizeof (float);
 
@@ -260,26 +257,25 @@ juce::Result AnalyseOutcome::result() const
     return juce::Result::fail (reason.isEmpty() ? message : message + "\n" + reason);
 }
 
-juce::String analysisRefusal (std::span<const SessionTrack> tracks)
+juce::String analysisRefusal (const GroupContents& contents)
 {
-    const auto hasActive = [&] (DrumType type)
-    {
-        return std::any_of (tracks.begin(),
-                            tracks.end(),
-                            [type] (const SessionTrack& track)
-                            { return ! track.excluded && track.drumType == type; });
-    };
-
     // A Group of HiHat tracks alone has close microphones; what it lacks is a Kick or Snare to tell them by.
-    if (hasActive (DrumType::hiHat) && ! hasActive (DrumType::kick) && ! hasActive (DrumType::snare))
+    if (contents.breaksHiHatRule())
         return "In order to analyze the HiHat track a Kick or Snare track has to be present in the Group. "
                "Add a Kick/Snare track or select Other as the track type.";
 
-    if (std::none_of (
-            tracks.begin(), tracks.end(), [] (const SessionTrack& track) { return track.takesPart(); }))
-        return "Group has no close microphones to analyze.";
+    return contents.hasAnalysableCloseMicrophone ? juce::String()
+                                                 : "Group has no close microphones to analyze.";
+}
 
-    return {};
+juce::String analysisRefusal (std::span<const SessionTrack> tracks)
+{
+    GroupContents contents;
+
+    for (const auto& track : tracks)
+        contents.add (track.drumType, track.excluded);
+
+    return analysisRefusal (contents);
 }
 
 AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,

@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisControl.h"
 #include "jobs/SessionTrack.h"
+#include "model/GroupContents.h"
 
 #include <juce_core/juce_core.h>
 
@@ -54,8 +55,13 @@ struct AnalyseOutcome
     [[nodiscard]] juce::Result result() const;
 };
 
+/** What the user is told when an analysis was begun and did not come to its end. */
+inline constexpr auto analysisFailedText =
+    "Analyze seems to have failed. Please try again. If the problem persists contact us.";
+
 /** Why these tracks can't be analysed, in the words for the user; empty when they can. */
 [[nodiscard]] juce::String analysisRefusal (std::span<const SessionTrack> tracks);
+[[nodiscard]] juce::String analysisRefusal (const GroupContents& contents);
 
 /** The forecast for these tracks, imported or only checked. temporaryFolder need not exist yet. An empty or
     unsupported session needs nothing.

@@ -376,6 +376,36 @@ double levelOverSource (double energy, const Signal& signal)
 
     return std::max (lowest, 10.0 * std::log10 (std::max (energy / signal.sourceEnergy, 1.0e-20)));
 }
+/** Writes the output of one track, or its source as it is when it has none. */
+TrackExport
+exportOne (const SessionTrack& track, const juce::File& file, ExportFileType type, Exporter& exporter)
+{
+    auto metadata = carryMetadata (track, type);
+    MonoFilePlan plan;
+    plan.type = type;
+    plan.format = exportSampleFormatFor (track.bitsPerSample, track.isFloatingPoint, type);
+    plan.sampleRate = track.sampleRate;
+    plan.lengthInSamples = track.lengthInSamples;
+    plan.metadata = std::move (metadata.chunks);
+
+    std::unique_ptr<Signal> signal;
+
+    if (track.hasProcessedOutput())
+        signal = std::make_unique<RenderedSignal> (track);
+    else
+        signal = std::make_unique<PlainSignal> (track, track.source, 0);
+
+    auto result = exporter.write (file, std::move (plan), *signal);
+    result.removedDb = levelOverSource (signal->outputEnergy, *signal);
+
+    if (signal->sourceEnergy > 0.0)
+        result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
+
+    if (result.written && metadata.note.isNotEmpty())
+        exporter.log (result.file, metadata.note);
+
+    return result;
+}
 } // namespace
 
 ExportFileType exportFileTypeFor (const juce::String& extension)
@@ -448,27 +478,8 @@ ExportReport exportTracks (std::span<const SessionTrack> tracks,
     for (std::size_t i = 0; i < tracks.size(); ++i)
     {
         const auto& track = tracks[i];
-        auto metadata = carryMetadata (track, type);
-        MonoFilePlan plan;
-        plan.type = type;
-        plan.format = exportSampleFormatFor (track.bitsPerSample, track.isFloatingPoint, type);
-        plan.sampleRate = track.sampleRate;
-        plan.lengthInSamples = track.lengthInSamples;
-        plan.metadata = std::move (metadata.chunks);
-
-        std::unique_ptr<Signal> signal;
-
-        if (track.hasProcessedOutput())
-            signal = std::make_unique<RenderedSignal> (track);
-        else
-            signal = std::make_unique<PlainSignal> (track, track.source, 0);
-
-        report.tracks.push_back (exporter.write (files[i], std::move (plan), *signal));
-        auto& result = report.tracks.back();
-        result.removedDb = levelOverSource (signal->outputEnergy, *signal);
-
-        if (signal->sourceEnergy > 0.0)
-            result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
+        report.tracks.push_back (exportOne (track, files[i], type, exporter));
+        const auto& result = report.tracks.back();
 
         if (! result.written)
             continue;
@@ -480,11 +491,22 @@ ExportReport exportTracks (std::span<const SessionTrack> tracks,
             exporter.log (result.file, "Name shortened: it would have had more than 255 bytes.");
         else if (result.file.getFileName() != ownName)
             exporter.log (result.file, "Numbered: another track has the name " + ownName + ".");
-
-        if (metadata.note.isNotEmpty())
-            exporter.log (result.file, metadata.note);
     }
 
+    return report;
+}
+
+ExportReport exportTrackTo (const juce::File& target,
+                            const SessionTrack& track,
+                            const ExportOptions& options,
+                            const AnalysisControl& control)
+{
+    ExportReport report;
+    auto ownOptions = options;
+    ownOptions.folder = target.getParentDirectory();
+    const auto file = target.getFileExtension().isEmpty() ? target.withFileExtension (".wav") : target;
+    Exporter exporter ({ &track, 1 }, ownOptions, control, track.lengthInSamples, report);
+    report.tracks.push_back (exportOne (track, file, exportFileTypeFor (file.getFileExtension()), exporter));
     return report;
 }
 

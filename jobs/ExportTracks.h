@@ -98,6 +98,14 @@ struct ExportReport
                                          const ExportOptions& options,
                                          const AnalysisControl& control = {});
 
+/** Writes one track to a file of any name, under the same promises: of options only overwrite and calls count. The
+    extension of the file decides its type; one that has none gets ".wav".
+*/
+[[nodiscard]] ExportReport exportTrackTo (const juce::File& target,
+                                          const SessionTrack& track,
+                                          const ExportOptions& options,
+                                          const AnalysisControl& control = {});
+
 /** Writes the ten component signals of every track that has them as NAME_Component01.wav, best first, to ..10.wav:
     32-bit float, under the same promises. report.tracks stays empty.
 */

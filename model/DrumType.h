@@ -43,6 +43,12 @@ constexpr std::uint32_t drumTypeCode (DrumType type)
     return static_cast<std::uint32_t> (type);
 }
 
+/** Whether an analysis renders tracks of this type; all others pass through unchanged. */
+constexpr bool isRenderedType (DrumType type)
+{
+    return type != DrumType::other && type != DrumType::oh;
+}
+
 /** The type with this code; nothing for a number that is not one of the eight single bits. */
 std::optional<DrumType> drumTypeFromCode (std::uint32_t code);
 

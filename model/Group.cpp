@@ -33,26 +33,6 @@ std::vector<Track::Ptr> makeTracks (std::vector<TrackState> states)
 }
 } // namespace
 
-GroupContents GroupContents::of (const GroupState& state)
-{
-    GroupContents contents;
-
-    for (const auto& track : state.tracks)
-    {
-        if (track.excluded)
-            continue;
-
-        const auto type = track.drumType();
-        ++contents.numActiveTracks;
-        contents.hasAnalysableCloseMicrophone = contents.hasAnalysableCloseMicrophone || track.takesPart();
-        contents.hasHiHat = contents.hasHiHat || type == DrumType::hiHat;
-        contents.hasKick = contents.hasKick || type == DrumType::kick;
-        contents.hasSnare = contents.hasSnare || type == DrumType::snare;
-    }
-
-    return contents;
-}
-
 Group::Group (const juce::String& name, std::vector<TrackState> tracks)
     : groupId (nextGroupId()), groupName (name), members (makeTracks (std::move (tracks)))
 {
@@ -342,40 +322,42 @@ void Group::selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetti
 
 //======================================================================================================================
 
-void Group::applyAnalysis (const GroupState::Analysis& analysis, std::vector<AnalysedTrack> tracks)
+void Group::AnalysedTrack::applyTo (TrackState& track) const
+{
+    track.analysedAs = input;
+    track.rendered = rendered;
+    track.components = components;
+    track.findings = findings;
+    track.record.setProcessed (rendered != nullptr);
+
+    if (startFocus)
+    {
+        track.record.setKnobs (KnobSetting::a, { static_cast<float> (*startFocus), 0.0f });
+        track.record.setKnobs (KnobSetting::b, {});
+        track.record.select (KnobSetting::a);
+    }
+}
+
+void Group::applyAnalysis (const GroupState::Analysis& analysis, const std::vector<AnalysedTrack>& tracks)
 {
     lastAnalysis = analysis;
     ++analysisCount;
 
-    for (auto& result : tracks)
+    for (const auto& result : tracks)
     {
-        // A track that was removed meanwhile may come back by undo, with what was found for it.
-        const auto track = findTrack (result.trackId);
-
-        if (track == nullptr)
-            continue;
-
-        auto& data = track->data;
-        data.analysedAs = result.input;
-        data.rendered = std::move (result.rendered);
-        data.components = std::move (result.components);
-        data.findings = result.findings;
-        data.record.setProcessed (data.rendered != nullptr);
-
-        if (result.startFocus)
+        if (const auto track = findTrack (result.trackId))
         {
-            data.record.setKnobs (KnobSetting::a, { static_cast<float> (*result.startFocus), 0.0f });
-            data.record.setKnobs (KnobSetting::b, {});
-            data.record.select (KnobSetting::a);
+            result.applyTo (track->data);
+            track->sendChangeMessage();
         }
-
-        track->sendChangeMessage();
     }
 
     noteChange();
 }
 
-void Group::markSaved (const GroupState& savedState, const juce::File& savedFile, std::shared_ptr<GroupFile> openFile)
+void Group::markSaved (const GroupState& savedState,
+                       const juce::File& savedFile,
+                       std::shared_ptr<GroupFile> openFile)
 {
     // What was edited while the save ran is not in the file, and stays an unsaved change.
     Editable saved{ savedState.name, savedState.method, {} };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/GroupContents.h"
 #include "model/Track.h"
 
 #include <juce_data_structures/juce_data_structures.h>
@@ -15,21 +16,6 @@ namespace tessivar
 
 class GroupFile;
 struct EditableTrack;
-
-/** What the tracks of a Group can be asked before an analysis. */
-struct GroupContents
-{
-    int numActiveTracks = 0; // not excluded
-    bool hasAnalysableCloseMicrophone = false;
-    bool hasHiHat = false; // of active tracks, as the next two
-    bool hasKick = false;
-    bool hasSnare = false;
-
-    /** A HiHat is told by a Kick or Snare; without either it can't be analysed. */
-    [[nodiscard]] bool breaksHiHatRule() const { return hasHiHat && ! hasKick && ! hasSnare; }
-
-    [[nodiscard]] static GroupContents of (const GroupState& state);
-};
 
 /** The tracks of one performance, in order, at one sample rate. Tells its listeners of every change of itself or of one
     of its tracks.
@@ -114,10 +100,12 @@ public:
         std::shared_ptr<StoreFile> components;
         TrackFindings findings;
         std::optional<double> startFocus; // of setting A; B then starts at 0
+
+        void applyTo (TrackState& track) const;
     };
 
     /** Takes the result of an analysis as a whole. Not a step of undo: older steps stay, and keep the new samples. */
-    void applyAnalysis (const GroupState::Analysis& analysis, std::vector<AnalysedTrack> tracks);
+    void applyAnalysis (const GroupState::Analysis& analysis, const std::vector<AnalysedTrack>& tracks);
 
     /** Notes that what state() was when the save began now stands in the file, and that the audio is there too.
         savedState has the samples that lie in the file.

@@ -21,7 +21,7 @@ std::optional<SeparationMethod> parseSeparationMethod (const juce::String& key)
 
 bool TrackState::takesPart() const
 {
-    return ! excluded && drumType() != DrumType::other && drumType() != DrumType::oh;
+    return ! excluded && isRenderedType (drumType());
 }
 
 bool GroupState::changedSinceAnalysis() const

@@ -1,0 +1,85 @@
+#include "jobs/AnalysisRequest.h"
+
+#include "jobs/WarningsDisplay.h"
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto quickTips = "To ensure the best possible analysis results:\n"
+                           " 1) Please make sure to choose the correct drum type for each track.\n"
+                           " 2) Please avoid including tracks consisting exclusively of leakage or silence.\n"
+                           " 3) Keep in mind that different track combinations produce different results.\n"
+                           "\n"
+                           " Would you like to proceed with analysis, or change track settings?";
+
+/** Shows the tips to a user who has not seen them; false when the user wants to go back. */
+bool passQuickTips (juce::PropertySet& settings, UserPrompts& prompts)
+{
+    if (settings.getValue (settingsKeys::analysisTips).isNotEmpty())
+        return true;
+
+    const auto proceeds = prompts.ask ({ "Quick Tips", quickTips, "PROCEED", "RETURN" });
+    settings.setValue (settingsKeys::analysisTips, settingsFalse);
+    return proceeds;
+}
+} // namespace
+
+AnalysisRequestEnd requestAnalysis (const Group::Ptr& group,
+                                    TessivarWorkspace& workspace,
+                                    ImportWarnings& pending,
+                                    UserPrompts& prompts,
+                                    const AnalysisRunner& run)
+{
+    if (group == nullptr)
+        return AnalysisRequestEnd::noGroup;
+
+    if (! passQuickTips (workspace.settings(), prompts))
+        return AnalysisRequestEnd::returned;
+
+    const auto contents = group->contents();
+
+    if (contents.numActiveTracks > largeGroupTracks)
+        pending.add ({}, ImportWarnings::largeGroup);
+
+    if (! pending.isEmpty())
+    {
+        const auto silenced = workspace.suppressedWarnings();
+        showWarnings (pending, workspace, prompts);
+        workspace.suppressWarnings (silenced);
+    }
+
+    if (const auto refusal = analysisRefusal (contents, group->changedSinceLastAnalysis());
+        refusal.isNotEmpty())
+    {
+        prompts.warn (refusal);
+        return AnalysisRequestEnd::refused;
+    }
+
+    const auto result = run (group);
+
+    switch (result.outcome.status)
+    {
+        case AnalyseStatus::completed:
+            group->applyAnalysis (result.analysis, result.tracks);
+            return AnalysisRequestEnd::done;
+        case AnalyseStatus::stopped:
+            return AnalysisRequestEnd::stopped;
+        case AnalyseStatus::refused:
+        case AnalyseStatus::noRoom:
+        case AnalyseStatus::failed:
+            break;
+    }
+
+    prompts.warn (analysisFailedText, result.outcome.reason);
+    return AnalysisRequestEnd::failed;
+}
+
+juce::String analysisRefusal (const GroupContents& contents, bool changedSinceLastAnalysis)
+{
+    return changedSinceLastAnalysis ? analysisRefusal (contents)
+                                    : "Group has not changed since the last time you analyzed it.";
+}
+
+} // namespace tessivar
