@@ -1,0 +1,245 @@
+#include "jobs/AnalysisRequest.h"
+#include "jobs/ExportRequest.h"
+#include "jobs/ImportGroup.h"
+#include "jobs/WarningsDisplay.h"
+#include "tests/jobs/JobFixtures.h"
+
+namespace tessivar
+{
+
+using namespace test;
+
+namespace
+{
+/** Answers as it is told to, and writes down what it was asked. */
+struct ScriptedPrompts final : UserPrompts
+{
+    void warn (const juce::String& text, const juce::String&) override { heard.add ("warn: " + text); }
+
+    bool ask (const Question& question) override
+    {
+        heard.add ("ask: " + question.title + "|" + question.acceptButton + "|" + question.refuseButton);
+        lastText = question.text;
+        return accepts;
+    }
+
+    bool showWarning (const ImportWarnings::Warning& warning) override
+    {
+        heard.add ("warning " + juce::String (warning.code));
+        return silences;
+    }
+
+    juce::StringArray heard;
+    juce::String lastText;
+    bool accepts = true, silences = false;
+};
+
+TrackState trackOf (DrumType type)
+{
+    TrackState track;
+    track.name = drumTypeKey (type);
+    track.sourceFile = juce::File ("/takes/" + track.name + ".wav");
+    track.sampleRate = 44100.0;
+    track.record.setDrumType (type);
+    track.record.setLengthInSamples (16384);
+    return track;
+}
+
+/** An analysis that is over at once. */
+GroupAnalysis completedAnalysis (const Group::Ptr& group)
+{
+    GroupAnalysis result;
+    result.analysis = { group->method(), 1, group->numTracks() };
+
+    for (const auto& track : group->state().tracks)
+        result.tracks.push_back ({ track.id, track.analysisInput(), nullptr, nullptr, {}, {} });
+
+    return result;
+}
+
+struct Desk
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    WorkFolder work;
+    TessivarWorkspace workspace{ nullptr, UserFolders::below (work.folder) };
+    ImportWarnings pending;
+    ScriptedPrompts prompts;
+    int numRuns = 0;
+
+    AnalysisRequestEnd request (const Group::Ptr& group)
+    {
+        return requestAnalysis (group,
+                                workspace,
+                                pending,
+                                prompts,
+                                [this] (const Group::Ptr& g)
+                                {
+                                    ++numRuns;
+                                    return completedAnalysis (g);
+                                });
+    }
+};
+} // namespace
+
+TEST_CASE ("requestAnalysis", "[jobs][request]")
+{
+    Desk desk;
+    auto& heard = desk.prompts.heard;
+    const Group::Ptr group = new Group ("Take 3", { trackOf (DrumType::kick), trackOf (DrumType::other) });
+
+    SECTION ("shows the tips once per user, whatever the answer")
+    {
+        desk.prompts.accepts = false;
+        CHECK (desk.request (group) == AnalysisRequestEnd::returned);
+        CHECK (heard == juce::StringArray{ "ask: Quick Tips|PROCEED|RETURN" });
+        CHECK (desk.prompts.lastText
+               == "To ensure the best possible analysis results:\n 1) Please make sure to choose the correct drum type "
+                  "for each track.\n 2) Please avoid including tracks consisting exclusively of leakage or silence.\n "
+                  "3) Keep in mind that different track combinations produce different results.\n\n Would you like to "
+                  "proceed with analysis, or change track settings?");
+        CHECK (desk.numRuns == 0);
+
+        heard.clear();
+        CHECK (desk.request (group) == AnalysisRequestEnd::done);
+        CHECK (heard.isEmpty());
+        CHECK (desk.request (group) == AnalysisRequestEnd::refused);
+        CHECK (heard == juce::StringArray{ "warn: Group has not changed since the last time you analyzed it." });
+        CHECK (desk.numRuns == 1);
+    }
+
+    desk.workspace.settings().setValue (settingsKeys::analysisTips, "x");
+
+    SECTION ("warns of more than 16 active tracks, and of what waits, and goes on")
+    {
+        std::vector<TrackState> tracks (17, trackOf (DrumType::kick));
+        auto excluded = trackOf (DrumType::kick);
+        excluded.excluded = true;
+        tracks.push_back (excluded);
+        const Group::Ptr large = new Group ("Large", tracks);
+
+        desk.workspace.suppressWarning (ImportWarnings::shortDuration);
+        desk.pending.add ("a.wav", ImportWarnings::shortDuration);
+        desk.pending.add ("b.wav", ImportWarnings::longDuration);
+        desk.prompts.silences = true;
+        CHECK (desk.request (large) == AnalysisRequestEnd::done);
+        CHECK (heard == juce::StringArray{ "warning 10", "warning 11" });
+        CHECK (desk.pending.isEmpty());
+        CHECK (desk.workspace.suppressedWarnings() == std::vector<int>{ 8, 10 }); // 11 can't be silenced
+
+        heard.clear();
+        large->removeTracks ({ large->track (0)->id() });
+        CHECK (desk.request (large) == AnalysisRequestEnd::done);
+        CHECK (heard.isEmpty());
+    }
+
+    SECTION ("gives one refusal at most, by its order of precedence")
+    {
+        const auto refusalOf = [&] (std::vector<TrackState> tracks)
+        {
+            heard.clear();
+            const Group::Ptr refused = new Group ("Refused", std::move (tracks));
+            CHECK (desk.request (refused) == AnalysisRequestEnd::refused);
+            REQUIRE (heard.size() == 1);
+            CHECK_FALSE (refused->isAnalysed());
+            return heard[0];
+        };
+
+        CHECK (refusalOf ({ trackOf (DrumType::hiHat), trackOf (DrumType::other) })
+                   .startsWith ("warn: In order to analyze the HiHat track a Kick or Snare track"));
+        CHECK (refusalOf ({ trackOf (DrumType::other), trackOf (DrumType::oh) })
+               == "warn: Group has no close microphones to analyze.");
+        CHECK (desk.request (nullptr) == AnalysisRequestEnd::noGroup);
+    }
+
+    SECTION ("tells a failure, keeps a stop to itself, and leaves the Group as it was")
+    {
+        for (const auto status : { AnalyseStatus::failed, AnalyseStatus::noRoom, AnalyseStatus::stopped })
+        {
+            heard.clear();
+            const auto end = requestAnalysis (group,
+                                              desk.workspace,
+                                              desk.pending,
+                                              desk.prompts,
+                                              [&] (const Group::Ptr&)
+                                              {
+                                                  GroupAnalysis result;
+                                                  result.outcome.status = status;
+                                                  return result;
+                                              });
+            const auto isStop = status == AnalyseStatus::stopped;
+            CHECK (end == (isStop ? AnalysisRequestEnd::stopped : AnalysisRequestEnd::failed));
+            CHECK (heard
+                   == (isStop ? juce::StringArray()
+                              : juce::StringArray{ "warn: Analyze seems to have failed. Please try again. If the "
+                                                   "problem persists contact us." }));
+            CHECK_FALSE (group->isAnalysed());
+        }
+    }
+}
+
+TEST_CASE ("Export checks", "[jobs][request]")
+{
+    Desk desk;
+    auto& workspace = desk.workspace;
+    const auto refusal = [&] (ExportScope scope, const Group* group, const Track* track)
+    { return exportRefusal (scope, workspace, group, track); };
+
+    for (const auto scope : { ExportScope::track, ExportScope::group, ExportScope::allGroups })
+        CHECK (refusal (scope, nullptr, nullptr) == "There are no groups to export.");
+
+    const Group::Ptr group = new Group ("Take", { trackOf (DrumType::kick), trackOf (DrumType::other) });
+    workspace.addGroup (group);
+    CHECK (refusal (ExportScope::track, group.get(), nullptr) == "There are no tracks to export.");
+    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get()) == "The selected group is not analyzed.");
+    CHECK (refusal (ExportScope::group, group.get(), nullptr) == "The group is not analyzed.");
+    CHECK (refusal (ExportScope::allGroups, group.get(), nullptr) == "The group is not analyzed.");
+
+    const auto analysis = completedAnalysis (group);
+    group->applyAnalysis (analysis.analysis, analysis.tracks);
+    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get()) == "The selected track is not analyzed.");
+    CHECK (refusal (ExportScope::track, group.get(), group->track (1).get()).isEmpty()); // passes through as it is
+    CHECK (refusal (ExportScope::group, group.get(), nullptr).isEmpty());
+
+    workspace.addGroup (new Group ("Other", {}));
+    CHECK (refusal (ExportScope::allGroups, group.get(), nullptr) == "The group is not analyzed.");
+
+    SECTION ("ask once before any file is replaced")
+    {
+        const auto there = desk.work.file ("Kick_Processed.wav");
+        CHECK (confirmOverwriting ({ there }, desk.prompts));
+        CHECK (desk.prompts.heard.isEmpty());
+        there.replaceWithText ("old");
+        desk.prompts.accepts = false;
+        CHECK_FALSE (confirmOverwriting ({ desk.work.file ("new.wav"), there }, desk.prompts));
+        CHECK (desk.prompts.heard == juce::StringArray{ "ask: Warning|Overwrite|Cancel" });
+        CHECK (desk.prompts.lastText == "Do you want to overwrite previously exported files?");
+    }
+}
+
+TEST_CASE ("sortInputs", "[jobs][import]")
+{
+    WorkFolder work;
+    const auto take = work.file ("Take 3"), empty = work.file ("Empty");
+    take.createDirectory();
+    empty.createDirectory();
+
+    for (const auto* name : { "T10.wav", "T9.WAV", "notes.txt" })
+        take.getChildFile (name).replaceWithText ("x");
+
+    const auto sorted = sortInputs ({ work.file ("a.wav"),
+                                      take,
+                                      work.file ("old.dls"),
+                                      work.file ("readme.txt"),
+                                      work.file ("b.aif"),
+                                      empty });
+    REQUIRE (sorted.newGroups.size() == 2);
+    CHECK (sorted.newGroups[0].name == work.folder.getFileName());
+    CHECK (sorted.newGroups[0].files == std::vector<juce::File>{ work.file ("a.wav"), work.file ("b.aif") });
+    CHECK (sorted.newGroups[1].name == "Take 3");
+    CHECK (sorted.newGroups[1].files
+           == std::vector<juce::File>{ take.getChildFile ("T9.WAV"), take.getChildFile ("T10.wav") });
+    CHECK (sorted.groupFiles == std::vector<juce::File>{ work.file ("old.dls") });
+    CHECK (sorted.rejected == std::vector<juce::File>{ work.file ("readme.txt"), empty });
+}
+
+} // namespace tessivar
