@@ -13,106 +13,221 @@ constexpr OptionSpec jsonOption{
     .help = "Print one JSON document on standard output, and nothing else there.",
 };
 
-constexpr std::array processOptions{
-    OptionSpec{
-        .name = "--out",
-        .value = "DIR",
-        .kind = ValueKind::folder,
-        .required = true,
-        .help = "The folder for the processed files. It is made when it does not exist.",
-    },
-    OptionSpec{
-        .name = "--focus",
-        .value = "[NAME=]VALUE",
-        .kind = ValueKind::text,
-        .repeatable = true,
-        .help =
-            "How much is removed: 0 leaves a track as it is, 5 keeps only the best component. VALUE is a "
+constexpr OptionSpec outOption{
+    .name = "--out",
+    .value = "DIR",
+    .kind = ValueKind::folder,
+    .required = true,
+    .help = "The folder for the processed files. It is made when it does not exist.",
+};
+
+constexpr OptionSpec focusOption{
+    .name = "--focus",
+    .value = "[NAME=]VALUE",
+    .kind = ValueKind::text,
+    .repeatable = true,
+    .help = "How much is removed: 0 leaves a track as it is, 5 keeps only the best component. VALUE is a "
             "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for "
             "every track that no NAME matches. With the refined method VALUE may be the word suggested: the "
             "lowest value that has the whole effect, found by the analysis for each track. Default: "
             "suggested with the refined method; else 3, the most that rarely costs a drum its own sound.",
-    },
-    OptionSpec{
-        .name = "--fine",
-        .value = "[NAME=]VALUE",
-        .kind = ValueKind::text,
-        .repeatable = true,
-        .help =
-            "How much of what was removed is mixed back: 0 nothing, 1 everything; a number from 0 to 1 or "
+};
+
+constexpr OptionSpec fineOption{
+    .name = "--fine",
+    .value = "[NAME=]VALUE",
+    .kind = ValueKind::text,
+    .repeatable = true,
+    .help = "How much of what was removed is mixed back: 0 nothing, 1 everything; a number from 0 to 1 or "
             "a percentage. Given like --focus. Default: 0.",
-    },
-    OptionSpec{
-        .name = "--method",
-        .value = "METHOD",
-        .kind = ValueKind::analysisMethod,
-        .help = "How the tracks are analysed: standard, or refined, which models the leakage between the "
-                "microphones, removes much more of it, suggests a focus for each track and takes two to "
-                "three times as long. Default: standard.",
-    },
-    OptionSpec{
-        .name = "--type",
-        .value = "NAME=TYPE",
-        .kind = ValueKind::drumType,
-        .repeatable = true,
-        .help =
-            "The drum type of the tracks that NAME matches: kick, snare, hiHat, tomHigh, tomLow, tomFloor, "
+};
+
+constexpr OptionSpec methodOption{
+    .name = "--method",
+    .value = "METHOD",
+    .kind = ValueKind::analysisMethod,
+    .help = "How the tracks are analysed: standard, or refined, which models the leakage between the "
+            "microphones, removes much more of it, suggests a focus for each track and takes two to "
+            "three times as long. Default: standard.",
+};
+
+constexpr OptionSpec typeOption{
+    .name = "--type",
+    .value = "NAME=TYPE",
+    .kind = ValueKind::drumType,
+    .repeatable = true,
+    .help = "The drum type of the tracks that NAME matches: kick, snare, hiHat, tomHigh, tomLow, tomFloor, "
             "oh or other. Without it the type is guessed from the file name. Tracks of type oh and other "
             "pass through unchanged.",
-    },
-    OptionSpec{
-        .name = "--exclude",
-        .value = "NAME",
-        .kind = ValueKind::text,
-        .repeatable = true,
-        .help = "Leave the tracks that NAME matches out of the analysis. They pass through unchanged.",
-    },
-    OptionSpec{
-        .name = "--format",
-        .value = "FORMAT",
-        .kind = ValueKind::audioFormat,
-        .help = "The kind of file to write: wav or aiff. Default: wav.",
-    },
-    OptionSpec{
-        .name = "--overwrite",
-        .help = "Replace files that exist in DIR. A source file is never replaced.",
-    },
-    OptionSpec{
-        .name = "--components",
-        .help =
-            "Also write the ten component signals of every analysed track, best first, as 32-bit float WAV.",
-    },
-    OptionSpec{
-        .name = "--seed",
-        .value = "N",
-        .kind = ValueKind::text,
-        .help = "The start of the analysis. Equal seeds give equal files; another seed may part the drums "
-                "better or worse. Default: 1.",
-    },
-    OptionSpec{
-        .name = "--threads",
-        .value = "N",
-        .kind = ValueKind::text,
-        .help =
-            "How many threads compute, 1 to 256. The result does not depend on it. Default: one per core.",
-    },
-    OptionSpec{
-        .name = "--temp",
-        .value = "DIR",
-        .kind = ValueKind::folder,
-        .help = "The folder for temporary data; it needs about 32 bytes for each sample of each track. "
-                "Default: tessivar/tmp in the user's cache folder.",
-    },
-    OptionSpec{
-        .name = "--dry-run",
-        .help = "Check the files and print the plan and what it takes of memory and disk; write nothing.",
-    },
-    jsonOption,
-    OptionSpec{
-        .name = "--quiet",
-        .help = "No progress and no table; errors are still told.",
-    },
 };
+
+constexpr OptionSpec excludeOption{
+    .name = "--exclude",
+    .value = "NAME",
+    .kind = ValueKind::text,
+    .repeatable = true,
+    .help = "Leave the tracks that NAME matches out of the analysis. They pass through unchanged.",
+};
+
+constexpr OptionSpec formatOption{
+    .name = "--format",
+    .value = "FORMAT",
+    .kind = ValueKind::audioFormat,
+    .help = "The kind of file to write: wav or aiff. Default: wav.",
+};
+
+constexpr OptionSpec overwriteOption{
+    .name = "--overwrite",
+    .help = "Replace files that exist in DIR. A source file is never replaced.",
+};
+
+constexpr OptionSpec componentsOption{
+    .name = "--components",
+    .help = "Also write the ten component signals of every analysed track, best first, as 32-bit float WAV.",
+};
+
+constexpr OptionSpec seedOption{
+    .name = "--seed",
+    .value = "N",
+    .kind = ValueKind::text,
+    .help = "The start of the analysis. Equal seeds give equal files; another seed may part the drums "
+            "better or worse. Default: 1.",
+};
+
+constexpr OptionSpec threadsOption{
+    .name = "--threads",
+    .value = "N",
+    .kind = ValueKind::text,
+    .help = "How many threads compute, 1 to 256. The result does not depend on it. Default: one per core.",
+};
+
+constexpr OptionSpec tempOption{
+    .name = "--temp",
+    .value = "DIR",
+    .kind = ValueKind::folder,
+    .help = "The folder for temporary data; it needs about 32 bytes for each sample of each track. "
+            "Default: tessivar/tmp in the user's cache folder.",
+};
+
+constexpr OptionSpec dryRunOption{
+    .name = "--dry-run",
+    .help = "Check the files and print the plan and what it takes of memory and disk; write nothing.",
+};
+
+constexpr OptionSpec quietOption{
+    .name = "--quiet",
+    .help = "No progress and no table; errors are still told.",
+};
+
+constexpr OptionSpec eachOption{
+    .name = "--each",
+    .help = "Take every folder among INPUT as a performance of its own. Group files always are. With "
+            "several, each "
+            "is written into a folder of its name below DIR; one that fails does not keep the others back.",
+};
+
+constexpr OptionSpec saveOption{
+    .name = "--save",
+    .value = "GROUP.dls",
+    .kind = ValueKind::text,
+    .help = "Save the tracks with their analysis and knobs in a group file, from which they can be exported "
+            "again with "
+            "other knobs in seconds. With several Groups it names a folder.",
+};
+
+constexpr auto requiredSaveOption = []
+{
+    auto option = saveOption;
+    option.required = true;
+    return option;
+}();
+
+constexpr std::array processOptions{ outOption,     focusOption,     fineOption,       methodOption,
+                                     typeOption,    excludeOption,   eachOption,       saveOption,
+                                     formatOption,  overwriteOption, componentsOption, seedOption,
+                                     threadsOption, tempOption,      dryRunOption,     jsonOption,
+                                     quietOption };
+
+constexpr std::array analyzeOptions{ requiredSaveOption, focusOption,   fineOption, methodOption,
+                                     typeOption,         excludeOption, eachOption, overwriteOption,
+                                     seedOption,         threadsOption, tempOption, dryRunOption,
+                                     jsonOption,         quietOption };
+
+constexpr OptionSpec settingOption{
+    .name = "--setting",
+    .value = "A|B",
+    .kind = ValueKind::text,
+    .help = "Which of the two settings of each track to use. Default: the one that is chosen in the Group.",
+};
+
+constexpr auto exportFocusOption = []
+{
+    auto option = focusOption;
+    option.help =
+        "Another focus than the one saved in the Group, 0 to 5 or a percentage of the range (50% is 2.5); "
+        "after a refined analysis VALUE may be the word suggested. Without NAME it holds for every track "
+        "that no NAME matches.";
+    return option;
+}();
+
+constexpr auto exportFineOption = []
+{
+    auto option = fineOption;
+    option.help = "Another fine than the one saved in the Group, 0 to 1 or a percentage. Given like --focus.";
+    return option;
+}();
+
+constexpr OptionSpec onlyTrackOption{
+    .name = "--track",
+    .value = "NAME",
+    .kind = ValueKind::text,
+    .repeatable = true,
+    .help = "Only the tracks that NAME matches. Default: all.",
+};
+
+constexpr std::array exportOptions{ outOption,       settingOption, exportFocusOption, exportFineOption,
+                                    onlyTrackOption, formatOption,  overwriteOption,   dryRunOption,
+                                    jsonOption,      quietOption };
+
+constexpr OptionSpec editedTrackOption{
+    .name = "--track",
+    .value = "NAME",
+    .kind = ValueKind::text,
+    .repeatable = true,
+    .required = true,
+    .help = "The tracks to change: all that NAME matches.",
+};
+
+constexpr std::array editOptions{
+    editedTrackOption,
+    OptionSpec{ .name = "--type",
+                .value = "TYPE",
+                .kind = ValueKind::text,
+                .help = "The drum type: kick, snare, hiHat, tomHigh, tomLow, tomFloor, oh or other." },
+    OptionSpec{ .name = "--focus-a",
+                .value = "VALUE",
+                .kind = ValueKind::text,
+                .help = "Focus of setting A, 0 to 5 or a percentage." },
+    OptionSpec{ .name = "--fine-a",
+                .value = "VALUE",
+                .kind = ValueKind::text,
+                .help = "Fine of setting A, 0 to 1 or a percentage." },
+    OptionSpec{
+        .name = "--focus-b", .value = "VALUE", .kind = ValueKind::text, .help = "Focus of setting B." },
+    OptionSpec{ .name = "--fine-b", .value = "VALUE", .kind = ValueKind::text, .help = "Fine of setting B." },
+    OptionSpec{ .name = "--select",
+                .value = "A|B",
+                .kind = ValueKind::text,
+                .help = "The setting that sounds and is exported." },
+    OptionSpec{ .name = "--exclude",
+                .help = "Leave the tracks out of the next analysis; they pass through unchanged." },
+    OptionSpec{ .name = "--include", .help = "Take the tracks into the next analysis." },
+    OptionSpec{
+        .name = "--rename", .value = "NEW", .kind = ValueKind::text, .help = "A new name, for one track." },
+    jsonOption,
+};
+
+constexpr std::array verifyOptions{ jsonOption };
 
 constexpr std::array infoOptions{ jsonOption };
 
@@ -144,7 +259,9 @@ constexpr std::array commands{
         "INPUT...",
         "analyse the tracks of one performance together and write them with less leakage",
         "INPUT are the close microphones of one performance: audio files, folders (their audio files, "
-        "sorted by name, without their subfolders), or a mix. Files keep the order in which they are "
+        "sorted by name, without their subfolders), or a mix; a group file is a performance of its own, "
+        "which is "
+        "analysed again. Files keep the order in which they are "
         "given. WAV, AIFF, CAF, FLAC and Ogg Vorbis are read, mono or stereo, at 44.1, 48, 88.2, 96 or 192 "
         "kHz, all of one rate.\n"
         "Every track becomes one mono file in DIR, named after its source with _Processed added (and _L or "
@@ -155,6 +272,40 @@ constexpr std::array commands{
         "matches no track is an error.",
         processOptions },
     CommandSpec{
+        "analyze",
+        OperandKind::audioFilesAndFolders,
+        "INPUT...",
+        "analyse the tracks of one performance and save them as a Group, without writing audio files",
+        "INPUT are audio files and folders as for process, or one group file, whose tracks are then analysed "
+        "again. The "
+        "analysis, the audio and the knobs are kept in the group file; the sources are not needed any more.",
+        analyzeOptions },
+    CommandSpec{
+        "export",
+        OperandKind::groupFiles,
+        "GROUP...",
+        "write the tracks of group files with less leakage",
+        "Renders the analysis that a group file (.dls) holds, with the knobs saved in it or with others, in "
+        "seconds: nothing is analysed. Files are named and written as process does it. With several group "
+        "files each has a folder of its name below DIR; one that fails does not keep the others back.",
+        exportOptions },
+    CommandSpec{
+        "edit",
+        OperandKind::groupFiles,
+        "GROUP",
+        "change knobs, types and names in a group file",
+        "Writes the change behind what the file holds, which takes no longer for a large file than for a "
+        "small one. A drum type, or what takes part, counts from the next analysis on.",
+        editOptions },
+    CommandSpec{ "verify",
+                 OperandKind::groupFiles,
+                 "GROUP...",
+                 "check every sum of group files",
+                 "Reads the files to their end and tells what is damaged and what can still be read. Exits "
+                 "with 1 when "
+                 "one of several is damaged, with 3 when all are.",
+                 verifyOptions },
+    CommandSpec{
         "classify",
         OperandKind::text,
         "NAME...",
@@ -162,13 +313,16 @@ constexpr std::array commands{
         "Prints one line for each NAME: the name, its type, and what in the name the guess rests on. The "
         "files need not exist.",
         {} },
-    CommandSpec{
-        "info",
-        OperandKind::audioFiles,
-        "FILE...",
-        "tell rate, depth, channels, length, type and warnings of audio files",
-        "Reads every file to its end and checks it the way process does. Each file is judged by itself.",
-        infoOptions },
+    CommandSpec{ "info",
+                 OperandKind::audioFiles,
+                 "FILE...",
+                 "tell what audio files and group files hold",
+                 "Reads every audio file to its end and checks it the way process does; tells its rate, "
+                 "depth, channels, length, "
+                 "type and warnings. Each file is judged by itself. Of a group file it tells the tracks with "
+                 "their knobs, and "
+                 "the analysis; its audio is not read, which verify does.",
+                 infoOptions },
     CommandSpec{
         "demo",
         OperandKind::folder,

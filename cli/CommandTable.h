@@ -36,6 +36,7 @@ enum class OperandKind
     none,
     audioFilesAndFolders,
     audioFiles,
+    groupFiles,
     folder,
     text
 };

@@ -151,6 +151,8 @@ std::string completionFor (OperandKind kind)
         case OperandKind::audioFilesAndFolders:
         case OperandKind::audioFiles:
             return "_tessivar_cli_files audio";
+        case OperandKind::groupFiles:
+            return "_tessivar_cli_files groups";
         case OperandKind::folder:
             return "_tessivar_cli_files folders";
         case OperandKind::none:
@@ -238,7 +240,8 @@ std::string bashCompletion()
     [[ $1 == folders ]] && return
     while IFS= read -r candidate; do
         case "${candidate,,}" in
-            *.wav | *.aiff | *.aif | *.caf | *.flac | *.ogg) COMPREPLY+=("$candidate") ;;
+            *.dls) COMPREPLY+=("$candidate") ;;
+            *.wav | *.aiff | *.aif | *.caf | *.flac | *.ogg) [[ $1 == groups ]] || COMPREPLY+=("$candidate") ;;
         esac
     done < <(compgen -f -- "$cur")
 }

@@ -1,17 +1,18 @@
-#include "cli/ProcessCommand.h"
+#include "cli/GroupRun.h"
 
 #include "cli/InputFiles.h"
 #include "cli/ProcessReport.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
+#include "jobs/AnalyseGroup.h"
+#include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
 #include "jobs/SelfTest.h"
 #include "jobs/SystemResources.h"
 #include "model/Abbreviations.h"
 #include "model/AudioIntake.h"
-#include "model/TemporaryStore.h"
-
-#include <nlohmann/json.hpp>
+#include "model/groupfile/GroupFileLoading.h"
+#include "model/groupfile/GroupFileSaving.h"
 
 #include <sys/stat.h>
 
@@ -27,8 +28,7 @@ namespace tessivar
 
 namespace
 {
-constexpr int largeGroup = 16;    // more active tracks than this are worth a warning
-constexpr double faintDb = -12.0; // below this level against its source a track has likely lost its drum
+constexpr int largeGroup = 16; // more active tracks than this are worth a warning
 
 double secondsNow()
 {
@@ -66,29 +66,35 @@ juce::String pathOf (const juce::File& file)
     return printable (file.getFullPathName());
 }
 
-/** One run of the command, step after step. A step that returns false ends the run with the exit code it set. */
-class ProcessRun
+/** One run over a Group, step after step. A step that returns false ends the run with the exit code it set. */
+class GroupRun
 {
 public:
-    ProcessRun (const ProcessRequest& requestToUse, const CommandContext& contextToUse)
+    GroupRun (const ProcessRequest& requestToUse, const CommandContext& contextToUse)
         : request (requestToUse), context (contextToUse),
           progress (contextToUse.diagnostics, progressStyle(), secondsNow)
     {
     }
 
-    int run()
+    ProcessReport run()
     {
         const auto start = secondsNow();
+        const bool ready = (request.isFromGroupFile() ? loadGroup() : checkFiles()) && applyChoices()
+                           && planOutput() && planSave() && checkRoom();
 
-        if (checkFiles() && applyChoices() && planOutput() && checkRoom() && ! request.dryRun)
-            if (readTracks() && analyse())
-                write();
+        if (ready && ! request.dryRun && readTracks() && analyse() && write())
+            save();
 
         progress.finish();
         report.totalSeconds = secondsNow() - start;
         collectWarnings();
-        collectHints();
-        return print();
+
+        for (std::size_t i = 0; i < session.size(); ++i)
+            report.tracks[i].track = session[i];
+
+        report.method = method();
+        report.hints = hintsFor (report);
+        return std::move (report);
     }
 
 private:
@@ -154,8 +160,91 @@ private:
         return { .resourceFolder = context.resourceFolder,
                  .numThreads = request.numThreads,
                  .seed = request.seed,
-                 .method = request.method,
+                 .method = method(),
                  .keepAllComponents = request.components };
+    }
+
+    /** How the Group is analysed, or was. */
+    [[nodiscard]] AnalysisMethod method() const
+    {
+        if (! request.analyses() && group.analysis)
+            return analysisMethodOf (group.analysis->method);
+
+        return request.method.value_or (analysisMethodOf (group.method));
+    }
+
+    /** Opens a group file in place of looking at audio files. */
+    bool loadGroup()
+    {
+        LoadedGroup loaded;
+        const auto outcome = openGroupFile (request.groupFile, loaded);
+
+        if (outcome.failed())
+        {
+            refuse (request.groupFile.getFullPathName(), {}, outcome.getErrorMessage());
+            return end (exitCode::inputRefused);
+        }
+
+        group = std::move (loaded.state);
+        groupFile = std::move (loaded.file);
+        addNotes (loaded.notes);
+
+        if (! request.analyses() && ! group.analysis)
+            return fail (exitCode::inputRefused, pathOf (request.groupFile) + ": The group is not analyzed.");
+
+        if (! request.analyses() && group.changedSinceAnalysis())
+            addNotes ({ "The Group has changed since its last analysis, which is what is exported." });
+
+        for (const auto& track : group.tracks)
+            inputNames.add (track.name);
+
+        if (! dropOtherTracks())
+            return false;
+
+        for (const auto& track : group.tracks)
+        {
+            session.push_back (sessionTrackOf (track));
+
+            if (request.setting)
+                session.back().setting = settingOf (track.record.knobs (*request.setting));
+
+            ReportedTrack reported;
+            reported.typeOrigin = TypeOrigin::group;
+            report.tracks.push_back (reported);
+        }
+
+        if (session.empty())
+            return fail (exitCode::inputRefused,
+                         pathOf (request.groupFile) + ": There are no tracks to export.");
+
+        return true;
+    }
+
+    [[nodiscard]] static SuppressionSetting settingOf (KnobValues knobs)
+    {
+        return { knobs.focus, knobs.fine };
+    }
+
+    /** Leaves only the tracks that were asked for by name. */
+    bool dropOtherTracks()
+    {
+        if (request.onlyTracks.isEmpty())
+            return true;
+
+        const auto outcome = checkPatterns ("--track", request.onlyTracks, inputNames);
+
+        if (outcome.failed())
+            return fail (exitCode::usage, outcome.getErrorMessage());
+
+        std::erase_if (group.tracks,
+                       [this] (const TrackState& track)
+                       {
+                           return std::none_of (request.onlyTracks.begin(),
+                                                request.onlyTracks.end(),
+                                                [&] (const juce::String& pattern)
+                                                { return matchesPattern (track.name, pattern); });
+                       });
+        return true;
     }
 
     /** Looks at every header; what is refused here costs no time and no disk. */
@@ -227,7 +316,8 @@ private:
         for (std::size_t i = 0; i < session.size(); ++i)
         {
             auto& track = session[i];
-            track.setting = { request.focus.valueFor (track.name), request.fine.valueFor (track.name) };
+            applyKnobs (track);
+
             for (const auto& pattern : request.excluded)
                 track.excluded = track.excluded || matchesPattern (track.name, pattern);
             if (const auto type = request.types.valueFor (track.name))
@@ -235,8 +325,18 @@ private:
                 track.drumType = *type;
                 report.tracks[i].typeOrigin = TypeOrigin::given;
             }
+            if (track.setting.focus == suggestedValue && ! canSuggest (track))
+                return fail (exitCode::usage,
+                             "--focus suggested: only the refined method suggests a value; \""
+                                 + printable (track.name) + "\" was not analysed by it");
 
             numActive += track.excluded ? 0 : 1;
+        }
+
+        if (! request.analyses())
+        {
+            takeSuggestions();
+            return true;
         }
 
         if (numActive > largeGroup)
@@ -248,12 +348,40 @@ private:
         return true;
     }
 
+    /** What the command line says, else what a Group from a file holds, else where the knobs of the method start. */
+    void applyKnobs (SessionTrack& track) const
+    {
+        const auto isNew = ! request.isFromGroupFile();
+        const auto start = method() == AnalysisMethod::refined ? suggestedValue : defaultFocus;
+        track.setting.focus =
+            request.focus.valueFor (track.name).value_or (isNew ? start : track.setting.focus);
+        track.setting.fine =
+            request.fine.valueFor (track.name).value_or (isNew ? defaultFine : track.setting.fine);
+    }
+
+    [[nodiscard]] bool canSuggest (const SessionTrack& track) const
+    {
+        return method() == AnalysisMethod::refined
+               && (request.analyses() || ! track.hasProcessedOutput()
+                   || track.analysis.suggestedFocus.has_value());
+    }
+
+    void takeSuggestions()
+    {
+        for (auto& track : session)
+            if (track.setting.focus == suggestedValue)
+                track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+    }
+
     /** Names the files to be written, and refuses now what would be refused after minutes of work. */
     bool planOutput()
     {
+        if (! request.writesAudio())
+            return true;
+
         auto planned = session;
         for (auto& track : planned)
-            track.processed = track.takesPart();
+            track.processed = request.analyses() ? track.takesPart() : track.hasProcessedOutput();
         const auto files = planExport (planned, exportOptions());
 
         juce::StringArray problems;
@@ -292,12 +420,39 @@ private:
         return problems.isEmpty() || end (exitCode::outputFailed);
     }
 
+    /** Refuses now a group file that could not be written after minutes of work. */
+    bool planSave()
+    {
+        if (! request.saves())
+            return true;
+
+        const auto& file = request.saveFile;
+
+        if (file.isDirectory())
+            return fail (exitCode::outputFailed, pathOf (file) + ": a folder has this name");
+
+        if (file.existsAsFile() && ! request.overwrite)
+            return fail (exitCode::outputFailed,
+                         pathOf (file) + ": the file exists; --overwrite replaces it");
+
+        const auto ancestor = existingAncestor (file.getParentDirectory());
+
+        if (! ancestor.isDirectory() || ! ancestor.hasWriteAccess())
+            return fail (exitCode::outputFailed,
+                         pathOf (file) + ": writing to " + pathOf (ancestor) + " is not permitted");
+
+        return true;
+    }
+
     bool checkRoom()
     {
         ProcessForecast forecast;
-        forecast.analysis = forecastAnalyse (session, analyseOptions(), request.temporaryFolder);
-        forecast.outputFree =
-            freeBytesOf (request.outFolder).value_or (std::numeric_limits<std::uint64_t>::max());
+
+        if (request.analyses())
+            forecast.analysis = forecastAnalyse (session, analyseOptions(), request.temporaryFolder);
+
+        const auto target = request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory();
+        forecast.outputFree = freeBytesOf (target).value_or (std::numeric_limits<std::uint64_t>::max());
 
         const auto type = exportFileTypeFor (request.extension);
         for (std::size_t i = 0; i < session.size(); ++i)
@@ -305,24 +460,28 @@ private:
             const auto& track = session[i];
             const auto length = static_cast<std::uint64_t> (track.lengthInSamples);
             const auto format = exportSampleFormatFor (track.bitsPerSample, track.isFloatingPoint, type);
-            if (! report.tracks[i].isSourceItself)
+            if (request.writesAudio() && ! report.tracks[i].isSourceItself)
                 forecast.outputNeeded += length * static_cast<std::uint64_t> (format.bitsPerSample / 8);
             if (request.components && track.takesPart())
                 forecast.outputNeeded += length * method::numComponents * sizeof (float);
+            if (request.saves() && areOnOneFileSystem (request.saveFile.getParentDirectory(), target))
+                forecast.outputNeeded +=
+                    length * sizeof (float)
+                    * static_cast<std::uint64_t> (track.takesPart() ? renderedChannels : sourceChannels);
         }
         report.forecast = forecast;
 
-        auto outcome = checkDataFiles (context.resourceFolder);
-        if (outcome.wasOk())
+        auto outcome = request.analyses() ? checkDataFiles (context.resourceFolder) : juce::Result::ok();
+        if (outcome.wasOk() && request.analyses())
             outcome = forecast.analysis.check();
         if (outcome.failed())
             return fail (exitCode::analysisFailed, outcome.getErrorMessage());
 
-        const bool shared = areOnOneFileSystem (request.outFolder, request.temporaryFolder);
+        const bool shared = areOnOneFileSystem (target, request.temporaryFolder);
         const auto needed = forecast.outputNeeded + (shared ? forecast.analysis.diskNeeded : 0);
         if (needed > forecast.outputFree)
             return fail (exitCode::outputFailed,
-                         pathOf (request.outFolder) + ": " + describeBytes (needed) + " are needed"
+                         pathOf (target) + ": " + describeBytes (needed) + " are needed"
                              + (shared ? ", temporary data included" : "") + ", "
                              + describeBytes (forecast.outputFree) + " are free");
         return true;
@@ -330,10 +489,16 @@ private:
 
     bool readTracks()
     {
+        if (! request.analyses())
+            return true;
+
         const auto start = secondsNow();
         const auto opened = TemporaryStore::open (request.temporaryFolder, store);
         if (opened.failed())
             return fail (exitCode::analysisFailed, opened.getErrorMessage());
+
+        if (request.isFromGroupFile())
+            return true; // its audio is read from the group file itself
 
         std::vector<SessionTrack> readSession;
         std::vector<ReportedTrack> readReports;
@@ -391,20 +556,57 @@ private:
         return true;
     }
 
+    /** The Group as it is to be analysed: as it was loaded, or made of the tracks, with what the command line says. */
+    void prepareGroup()
+    {
+        if (! request.isFromGroupFile())
+        {
+            group.name = request.saves() ? request.saveFile.getFileNameWithoutExtension()
+                                         : session.front().sourceFile.getParentDirectory().getFileName();
+
+            for (const auto& track : session)
+            {
+                group.tracks.push_back (trackStateOf (track));
+                group.tracks.back().id = static_cast<std::uint32_t> (group.tracks.size());
+            }
+        }
+
+        group.method = separationMethodOf (method());
+
+        for (std::size_t i = 0; i < session.size(); ++i)
+        {
+            auto& record = group.tracks[i].record;
+            const auto& setting = session[i].setting;
+            group.tracks[i].excluded = session[i].excluded;
+
+            if (record.drumType() != session[i].drumType)
+                record.setDrumType (session[i].drumType);
+
+            // A knob that waits for the analysis stands where one stands that nobody turned.
+            record.setKnobs (record.selected(),
+                             setting.focus == suggestedValue ? startKnobsA
+                                                             : KnobValues{ setting.focus, setting.fine });
+        }
+    }
+
     bool analyse()
     {
+        if (! request.analyses())
+            return true;
+
         // The data files and the spectra take next to no time; the first tenth of the progress says nothing yet.
         constexpr double cheapFraction = 0.1;
         const auto start = secondsNow();
         progress.beginStage ("Analysing", cheapFraction);
-        const auto outcome = analyseSession (session, analyseOptions(), *store, control());
+        prepareGroup();
+        const auto result = analyseGroup (group, analyseOptions(), *store, control());
+        const auto& outcome = result.outcome;
         report.analysisSeconds = secondsNow() - start;
 
         if (outcome.status == AnalyseStatus::completed)
         {
-            for (auto& track : session)
-                if (track.setting.focus == suggestedValue)
-                    track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+            applyAnalysis (group, result);
+            adoptAnalysis();
             return true;
         }
         if (outcome.status == AnalyseStatus::stopped)
@@ -418,8 +620,32 @@ private:
                      text);
     }
 
-    void write()
+    /** What the analysis gave the Group, for the export and the report. */
+    void adoptAnalysis()
     {
+        for (std::size_t i = 0; i < session.size(); ++i)
+        {
+            const auto name = session[i].name;
+            const auto wanted = session[i].setting;
+            session[i] = sessionTrackOf (group.tracks[i]);
+            session[i].name = name;
+            session[i].setting = wanted;
+        }
+
+        takeSuggestions();
+
+        for (std::size_t i = 0; i < session.size(); ++i)
+        {
+            auto& record = group.tracks[i].record;
+            record.setKnobs (record.selected(), { session[i].setting.focus, session[i].setting.fine });
+        }
+    }
+
+    bool write()
+    {
+        if (! request.writesAudio())
+            return true;
+
         const auto start = secondsNow();
         const bool folderExisted = request.outFolder.isDirectory();
 
@@ -439,8 +665,7 @@ private:
         if (written.stopped || components.stopped)
         {
             removeNewFiles (written, components, folderExisted);
-            interrupted();
-            return;
+            return interrupted();
         }
 
         int numWritten = 0, numFailed = 0;
@@ -470,6 +695,47 @@ private:
             report.exitCode = numWritten == 0 ? exitCode::outputFailed : exitCode::someFailed;
         else
             report.exitCode = report.refused.empty() ? exitCode::done : exitCode::someFailed;
+        return true;
+    }
+
+    void save()
+    {
+        if (! request.saves())
+            return;
+
+        const auto start = secondsNow();
+        progress.beginStage ("Saving");
+        const auto made = request.saveFile.getParentDirectory().createDirectory();
+        SavedGroup saved;
+        const auto outcome =
+            made.failed()
+                ? made
+                : saveGroup ({ .state = group, .target = request.saveFile, .currentFile = groupFile },
+                             saved,
+                             { .shouldStop = context.stopRequested, .setProgress = [this] (double fraction) {
+                                  progress.setProgress (fraction);
+                              } });
+        report.savingSeconds = secondsNow() - start;
+
+        if (outcome.wasOk())
+        {
+            report.savedFile = request.saveFile;
+            report.savedBytes = saved.bytesWritten;
+            return;
+        }
+
+        if (stopRequested())
+        {
+            interrupted();
+            return;
+        }
+
+        tell (outcome.getErrorMessage());
+        const auto wroteAudio = std::any_of (report.tracks.begin(),
+                                             report.tracks.end(),
+                                             [] (const ReportedTrack& track)
+                                             { return track.output.has_value() && track.output->written; });
+        report.exitCode = wroteAudio ? exitCode::someFailed : exitCode::outputFailed;
     }
 
     /** An interrupted run leaves nothing it made; only what took the place of an older file has to stay. */
@@ -488,44 +754,6 @@ private:
             request.outFolder.deleteFile();
     }
 
-    /** What the user should look at, or listen to. */
-    void collectHints()
-    {
-        juce::StringArray untold, faint, withoutDrum;
-        for (std::size_t i = 0; i < session.size(); ++i)
-        {
-            const auto& reported = report.tracks[i];
-            if (! session[i].excluded && reported.typeOrigin == TypeOrigin::fallback)
-                untold.addIfNotAlreadyThere (session[i].name);
-            if (session[i].hasProcessedOutput() && session[i].analysis.suggestedFocus == 0.0)
-                withoutDrum.add ("\"" + printable (session[i].name) + "\"");
-            if (reported.output.has_value() && reported.output->written
-                && reported.output->removedDb < faintDb)
-                faint.add ("\"" + printable (session[i].name) + "\"");
-        }
-
-        if (! untold.isEmpty())
-        {
-            auto names = untold;
-            for (auto& name : names)
-                name = "\"" + printable (name) + "\"";
-            report.hints.add (
-                "The name of " + names.joinIntoString (", ")
-                + " tells no drum: type Other, passed through unchanged. To say what it is, use --type "
-                + shellQuoted (untold[0] + "=snare"));
-        }
-        if (! withoutDrum.isEmpty())
-            report.hints.add (
-                withoutDrum.joinIntoString (", ")
-                + ": its own drum hardly plays, or most of the track would go. The suggestion is to "
-                  "leave it as it is.");
-        if (! faint.isEmpty())
-            report.hints.add (
-                "Hardly anything is left of " + faint.joinIntoString (", ")
-                + ": the drum itself may be gone. Listen to it; a lower --focus or another --seed may "
-                  "keep it.");
-    }
-
     void collectWarnings()
     {
         warnings.show (
@@ -538,30 +766,13 @@ private:
             });
     }
 
-    int print()
-    {
-        for (std::size_t i = 0; i < session.size(); ++i)
-            report.tracks[i].track = session[i];
-
-        if (request.json)
-            context.out << reportToJson (report, request).dump (2) << "\n";
-        else if (! request.quiet || request.dryRun)
-            context.out << formatReport (report, request);
-        context.out.flush();
-
-        if (! context.out.good())
-        {
-            context.tellError ("standard output can't be written");
-            return report.exitCode == exitCode::done ? exitCode::outputFailed : report.exitCode;
-        }
-        return report.exitCode;
-    }
-
     const ProcessRequest& request;
     const CommandContext& context;
     ProgressDisplay progress;
 
     std::unique_ptr<TemporaryStore> store; // outlives the tracks, whose audio lies in it
+    GroupState group;                      // of a group file, or made for the analysis
+    std::shared_ptr<GroupFile> groupFile;  // that the Group came from
     ImportWarnings warnings;
     double sampleRate = 0.0; // of the Group; 0 until a file is accepted
     juce::StringArray inputNames;
@@ -572,9 +783,9 @@ private:
 };
 } // namespace
 
-int runProcess (const ProcessRequest& request, const CommandContext& context)
+ProcessReport runGroup (const ProcessRequest& request, const CommandContext& context)
 {
-    return ProcessRun (request, context).run();
+    return GroupRun (request, context).run();
 }
 
 } // namespace tessivar

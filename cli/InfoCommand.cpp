@@ -1,6 +1,7 @@
 #include "cli/InfoCommand.h"
 
 #include "cli/CommandTable.h"
+#include "cli/GroupInfo.h"
 #include "cli/InputFiles.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
@@ -9,7 +10,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <ostream>
+#include <utility>
 
 namespace tessivar
 {
@@ -130,51 +133,88 @@ Json infoToJson (const FileInfo& info)
         json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);
     return json;
 }
+/** What is to be printed about one argument. */
+struct Finding
+{
+    bool accepted = false;
+    juce::String error; // when not accepted
+    std::string text;
+    Json json;
+};
+
+Finding refusal (const juce::String& path, const juce::String& reason)
+{
+    FileInfo info;
+    info.path = path;
+    info.intake.reason = reason;
+    return { false, reason, formatInfo (info), infoToJson (info) };
+}
+
+Finding examineGroup (const juce::File& file)
+{
+    LoadedGroup group;
+    const auto outcome = openGroupFile (file, group);
+    return outcome.failed()
+               ? refusal (file.getFullPathName(), outcome.getErrorMessage())
+               : Finding{ true, {}, formatGroupInfo (file, group), groupInfoToJson (file, group) };
+}
+
+/** Nothing when the user interrupted it. */
+std::optional<Finding> examine (const std::string& argument, const CommandContext& context)
+{
+    juce::File file;
+
+    if (const auto outcome = fileFromArgument (argument, file); outcome.failed())
+        return refusal (juce::String::fromUTF8 (argument.c_str()), outcome.getErrorMessage());
+
+    if (file.hasFileExtension ("dls"))
+        return examineGroup (file);
+
+    const auto info = readInfo (file, context);
+
+    if (info.intake.cancelled)
+        return {};
+
+    return Finding{ info.intake.accepted(), info.intake.reason, formatInfo (info), infoToJson (info) };
+}
 } // namespace
 
 int runInfo (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
 {
-    std::vector<FileInfo> infos;
+    std::size_t numRefused = 0;
+    std::vector<Finding> findings;
+
     for (const auto& argument : arguments)
     {
-        juce::File file;
-        const auto outcome = fileFromArgument (argument, file);
-        if (outcome.failed())
-        {
-            infos.push_back (
-                { .path = juce::String::fromUTF8 (argument.c_str()), .intake = {}, .warnings = {} });
-            infos.back().intake.reason = outcome.getErrorMessage();
-        }
-        else
-        {
-            infos.push_back (readInfo (file, context));
-        }
+        auto finding = examine (argument, context);
 
-        if (infos.back().intake.cancelled)
+        if (! finding.has_value())
         {
             context.tellError ("interrupted");
             return exitCode::interrupted;
         }
+
+        findings.push_back (std::move (*finding));
     }
 
-    std::size_t numRefused = 0;
     auto documents = Json::array();
-    for (const auto& info : infos)
+
+    for (auto& finding : findings)
     {
-        if (! info.intake.accepted())
+        if (! finding.accepted)
         {
-            context.tellError (info.intake.reason);
+            context.tellError (finding.error);
             ++numRefused;
         }
         if (asJson)
-            documents.push_back (infoToJson (info));
+            documents.push_back (std::move (finding.json));
         else
-            context.out << formatInfo (info);
+            context.out << finding.text;
     }
 
-    const auto code = numRefused == 0              ? exitCode::done
-                      : numRefused == infos.size() ? exitCode::inputRefused
-                                                   : exitCode::someFailed;
+    const auto code = numRefused == 0                 ? exitCode::done
+                      : numRefused == findings.size() ? exitCode::inputRefused
+                                                      : exitCode::someFailed;
     if (asJson)
     {
         auto json = jsonHeading ("info", code);

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <string_view>
+#include <utility>
 
 namespace tessivar
 {
@@ -25,11 +27,22 @@ double agreementOf (const SessionTrack& track)
     return track.analysis.focusMatchDb[static_cast<std::size_t> (track.analysis.bestFocusUpTo.back())];
 }
 
+juce::String quoted (const juce::String& name)
+{
+    return "\"" + printable (name) + "\"";
+}
+
+/** The command that a run of this kind belongs to. */
+std::string_view commandWord (RunKind kind)
+{
+    return kind == RunKind::exports ? "export" : kind == RunKind::analyse ? "analyze" : "process";
+}
+
 /** The name a user knows the track by: both channels of a stereo file carry the file's. */
 juce::String trackLabel (const SessionTrack& track)
 {
     auto label = printable (track.name);
-    if (track.numChannels > 1)
+    if (track.numChannels > 1 && track.name == track.sourceFile.getFileNameWithoutExtension())
         label << (track.channel == 0 ? " (L)" : " (R)");
     return label;
 }
@@ -91,13 +104,14 @@ juce::String suggestionLabel (const SessionTrack& track)
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
 {
-    const bool isRefined = request.method == AnalysisMethod::refined && ! isPlan;
+    const bool isRefined = report.method == AnalysisMethod::refined && ! isPlan;
     std::vector<Row> rows{ Row{ "Track", "Type", "Focus", "Fine" } };
     if (isRefined)
         rows.back().insert (rows.back().end(), { "Leakage", "Suggested" });
-    if (! isPlan)
+    if (! isPlan && request.writesAudio())
         rows.back().push_back ("Removed");
-    rows.back().push_back ("File");
+    if (request.writesAudio())
+        rows.back().push_back ("File");
 
     for (const auto& reported : report.tracks)
     {
@@ -113,9 +127,10 @@ std::string formatTracks (const ProcessReport& report, const ProcessRequest& req
                                : "-");
             row.push_back (suggestionLabel (reported.track));
         }
-        if (! isPlan)
+        if (! isPlan && request.writesAudio())
             row.push_back (removedLabel (reported));
-        row.push_back (fileLabel (reported));
+        if (request.writesAudio())
+            row.push_back (fileLabel (reported));
         rows.push_back (std::move (row));
     }
     return formatTable (rows);
@@ -135,7 +150,9 @@ std::string formatForecast (const ProcessForecast& forecast, const ProcessReques
          << "Temporary disk  " << neededAndFree (forecast.analysis.diskNeeded, forecast.analysis.diskFree)
          << " in " << printable (request.temporaryFolder.getFullPathName()) << "\n"
          << "Output          " << neededAndFree (forecast.outputNeeded, forecast.outputFree) << " in "
-         << printable (request.outFolder.getFullPathName()) << "\n";
+         << printable ((request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory())
+                           .getFullPathName())
+         << "\n";
     return text.toStdString();
 }
 
@@ -157,23 +174,36 @@ std::string formatTotals (const ProcessReport& report, const ProcessRequest& req
     double longest = 0.0;
     for (const auto& reported : report.tracks)
     {
+        longest = std::max (longest,
+                            static_cast<double> (reported.track.lengthInSamples) / reported.track.sampleRate);
         if (! reported.output.has_value() || ! reported.output->written)
             continue;
         ++numFiles;
         bytes += reported.output->bytes;
-        longest = std::max (longest,
-                            static_cast<double> (reported.track.lengthInSamples) / reported.track.sampleRate);
     }
     for (const auto& file : report.componentFiles)
         bytes += static_cast<std::uint64_t> (file.getSize());
 
+    juce::StringArray parts;
+    for (const auto& [what, seconds] : { std::pair{ "reading ", report.readingSeconds },
+                                         std::pair{ "analysis ", report.analysisSeconds },
+                                         std::pair{ "writing ", report.writingSeconds },
+                                         std::pair{ "saving ", report.savingSeconds } })
+        if (seconds > 0.0)
+            parts.add (what + formatSeconds (seconds));
+
     juce::String text;
-    text << numFiles << (numFiles == 1 ? " file, " : " files, ") << formatBytes (bytes) << ", in "
-         << printable (request.outFolder.getFullPathName()) << "\n"
-         << formatSeconds (longest) << " of audio in " << formatSeconds (report.totalSeconds) << " (reading "
-         << formatSeconds (report.readingSeconds) << ", analysis " << formatSeconds (report.analysisSeconds)
-         << ", writing " << formatSeconds (report.writingSeconds) << "), seed " << juce::String (request.seed)
-         << "\n";
+    if (request.writesAudio())
+        text << numFiles << (numFiles == 1 ? " file, " : " files, ") << formatBytes (bytes) << ", in "
+             << printable (request.outFolder.getFullPathName()) << "\n";
+    if (report.savedFile != juce::File())
+        text << "Group saved in " << printable (report.savedFile.getFullPathName()) << ", "
+             << formatBytes (report.savedBytes) << "\n";
+    text << formatSeconds (longest) << " of audio in " << formatSeconds (report.totalSeconds) << " ("
+         << parts.joinIntoString (", ") << ")";
+    if (request.analyses())
+        text << ", seed " << juce::String (request.seed);
+    text << "\n";
     return text.toStdString();
 }
 
@@ -226,12 +256,50 @@ Json trackToJson (const ReportedTrack& reported)
 }
 } // namespace
 
+juce::StringArray hintsFor (const ProcessReport& report)
+{
+    constexpr double faintDb = -12.0; // below this level against its source a track has likely lost its drum
+    juce::StringArray untold, faint, withoutDrum, hints;
+
+    for (const auto& reported : report.tracks)
+    {
+        const auto& track = reported.track;
+        if (! track.excluded && reported.typeOrigin == TypeOrigin::fallback)
+            untold.addIfNotAlreadyThere (track.name);
+        if (track.hasProcessedOutput() && track.analysis.suggestedFocus == 0.0)
+            withoutDrum.add (quoted (track.name));
+        if (reported.output.has_value() && reported.output->written && reported.output->removedDb < faintDb)
+            faint.add (quoted (track.name));
+    }
+
+    if (! untold.isEmpty())
+    {
+        juce::StringArray names;
+        for (const auto& name : untold)
+            names.add (quoted (name));
+        hints.add ("The name of " + names.joinIntoString (", ")
+                   + " tells no drum: type Other, passed through unchanged. To say what it is, use --type "
+                   + shellQuoted (untold[0] + "=snare"));
+    }
+    if (! withoutDrum.isEmpty())
+        hints.add (withoutDrum.joinIntoString (", ")
+                   + ": its own drum hardly plays, or most of the track would go. The suggestion is to "
+                     "leave it as it is.");
+    if (! faint.isEmpty())
+        hints.add ("Hardly anything is left of " + faint.joinIntoString (", ")
+                   + ": the drum itself may be gone. Listen to it; a lower --focus or another --seed may "
+                     "keep it.");
+    return hints;
+}
+
 std::string formatReport (const ProcessReport& report, const ProcessRequest& request)
 {
+    // Something came out of it: audio, or a Group.
     const bool isExported =
-        std::any_of (report.tracks.begin(),
-                     report.tracks.end(),
-                     [] (const ReportedTrack& track) { return track.output.has_value(); });
+        report.savedFile != juce::File()
+        || std::any_of (report.tracks.begin(),
+                        report.tracks.end(),
+                        [] (const ReportedTrack& track) { return track.output.has_value(); });
 
     std::vector<std::string> sections;
     if (isExported)
@@ -260,15 +328,18 @@ std::string formatReport (const ProcessReport& report, const ProcessRequest& req
 
 Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
 {
-    auto json = jsonHeading ("process", report.exitCode);
+    auto json = jsonHeading (commandWord (request.kind), report.exitCode);
     json["dryRun"] = request.dryRun;
 
     json["settings"] = Json{
-        { "out", jsonText (request.outFolder.getFullPathName()) },
+        { "group",
+          request.isFromGroupFile() ? Json (jsonText (request.groupFile.getFullPathName())) : Json() },
+        { "out", request.writesAudio() ? Json (jsonText (request.outFolder.getFullPathName())) : Json() },
+        { "save", request.saves() ? Json (jsonText (request.saveFile.getFullPathName())) : Json() },
         { "format", jsonText (request.extension.substring (1)) },
         { "overwrite", request.overwrite },
         { "components", request.components },
-        { "method", request.method == AnalysisMethod::refined ? "refined" : "standard" },
+        { "method", report.method == AnalysisMethod::refined ? "refined" : "standard" },
         { "seed", request.seed },
         { "threads", request.numThreads },
         { "temporaryFolder", jsonText (request.temporaryFolder.getFullPathName()) },
@@ -293,6 +364,10 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     for (const auto& file : report.componentFiles)
         json["componentFiles"].push_back (jsonText (file.getFullPathName()));
 
+    const bool saved = report.savedFile != juce::File();
+    json["savedFile"] = saved ? Json (jsonText (report.savedFile.getFullPathName())) : Json();
+    json["savedBytes"] = saved ? Json (report.savedBytes) : Json();
+
     json["refused"] = Json::array();
     for (const auto& refused : report.refused)
         json["refused"].push_back (Json{
@@ -307,9 +382,8 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     json["errors"] = jsonTexts (report.errors);
     json["log"] = jsonTexts (report.log);
     json["seconds"] = Json{
-        { "reading", report.readingSeconds },
-        { "analysis", report.analysisSeconds },
-        { "writing", report.writingSeconds },
+        { "reading", report.readingSeconds }, { "analysis", report.analysisSeconds },
+        { "writing", report.writingSeconds }, { "saving", report.savingSeconds },
         { "total", report.totalSeconds },
     };
     return json;

@@ -45,7 +45,7 @@ struct ProcessForecast
     std::uint64_t outputFree = 0;
 };
 
-/** Everything there is to tell about a run of "process". */
+/** Everything there is to tell about a run over one Group. */
 struct ProcessReport
 {
     int exitCode = 0;
@@ -57,9 +57,16 @@ struct ProcessReport
     juce::StringArray errors; // file and reason
     juce::StringArray log;    // of the export
     std::vector<juce::File> componentFiles;
+    AnalysisMethod method = AnalysisMethod::standard; // of the analysis whose result this is
+    juce::File savedFile;                             // none: the Group was not saved
+    std::uint64_t savedBytes = 0;
     std::optional<ProcessForecast> forecast;
-    double readingSeconds = 0.0, analysisSeconds = 0.0, writingSeconds = 0.0, totalSeconds = 0.0;
+    double readingSeconds = 0.0, analysisSeconds = 0.0, writingSeconds = 0.0, savingSeconds = 0.0,
+           totalSeconds = 0.0;
 };
+
+/** What the user should look at, or listen to: one paragraph each. */
+[[nodiscard]] juce::StringArray hintsFor (const ProcessReport& report);
 
 /** The report for people: table, warnings, log, totals. Errors are left out; they are told as they come. */
 [[nodiscard]] std::string formatReport (const ProcessReport& report, const ProcessRequest& request);

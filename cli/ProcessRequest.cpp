@@ -29,93 +29,232 @@ std::optional<std::uint64_t> parseWholeNumber (const std::string& text)
     return value;
 }
 
+constexpr auto groupFileExtension = "dls";
+
 juce::Result badValue (const juce::String& option, const std::string& value, const juce::String& expected)
 {
     return juce::Result::fail (option + " \"" + printable (juce::String::fromUTF8 (value.c_str()))
                                + "\": " + expected + " is expected");
 }
-} // namespace
-
-juce::Result parseProcessRequest (const Invocation& invocation, ProcessRequest& request)
+RunKind kindOf (const Invocation& invocation)
 {
-    ProcessRequest result;
-    result.inputs = invocation.operands;
-    result.overwrite = invocation.has ("--overwrite");
-    result.components = invocation.has ("--components");
-    result.dryRun = invocation.has ("--dry-run");
-    result.json = invocation.has ("--json");
-    result.quiet = invocation.has ("--quiet");
-    result.temporaryFolder = TemporaryStore::defaultFolder();
-    result.numThreads =
-        std::clamp (static_cast<int> (std::thread::hardware_concurrency()), 1, maximumThreads);
+    const auto name = invocation.command->name;
+    return name == "export" ? RunKind::exports : name == "analyze" ? RunKind::analyse : RunKind::process;
+}
 
-    auto outcome = juce::Result::ok();
+/** The folder or file that an option names; none when it is absent. */
+juce::Result parseFile (const Invocation& invocation, const char* option, juce::File& file)
+{
+    const auto* value = invocation.one (option);
 
-    if (const auto* folder = invocation.one ("--out"))
-        outcome = fileFromArgument (*folder, result.outFolder);
-    if (outcome.failed())
-        return juce::Result::fail ("--out: " + outcome.getErrorMessage());
+    if (value == nullptr)
+        return juce::Result::ok();
 
-    if (const auto* folder = invocation.one ("--temp"))
-        outcome = fileFromArgument (*folder, result.temporaryFolder);
-    if (outcome.failed())
-        return juce::Result::fail ("--temp: " + outcome.getErrorMessage());
+    const auto outcome = fileFromArgument (*value, file);
+    return outcome.wasOk() ? outcome : juce::Result::fail (option + (": " + outcome.getErrorMessage()));
+}
 
+juce::Result parseMethod (const Invocation& invocation, ProcessRequest& request)
+{
     if (const auto* method = invocation.one ("--method"))
     {
         if (*method != "standard" && *method != "refined")
             return badValue ("--method", *method, "standard or refined");
-        result.method = *method == "refined" ? AnalysisMethod::refined : AnalysisMethod::standard;
+
+        request.method = *method == "refined" ? AnalysisMethod::refined : AnalysisMethod::standard;
     }
 
-    const bool canSuggest = result.method == AnalysisMethod::refined;
-    if (canSuggest)
-        result.focus.general = suggestedValue;
+    if (const auto* setting = invocation.one ("--setting"))
+    {
+        if (*setting != "A" && *setting != "B")
+            return badValue ("--setting", *setting, "A or B");
 
-    outcome = parseKnobChoices ("--focus", invocation.all ("--focus"), maximumFocus, true, result.focus);
-    if (outcome.failed())
-        return outcome;
+        request.setting = *setting == "A" ? KnobSetting::a : KnobSetting::b;
+    }
 
-    if (! canSuggest && result.focus.asksForSuggestion())
-        return juce::Result::fail (
-            "--focus suggested: only the refined method suggests a value; add --method refined");
+    return juce::Result::ok();
+}
 
-    outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), maximumFine, false, result.fine);
-    if (outcome.failed())
-        return outcome;
+juce::Result parseKnobs (const Invocation& invocation, ProcessRequest& request)
+{
+    auto outcome =
+        parseKnobChoices ("--focus", invocation.all ("--focus"), maximumFocus, true, request.focus);
 
-    outcome = parseTypeChoices (invocation.all ("--type"), result.types);
-    if (outcome.failed())
-        return outcome;
+    if (outcome.wasOk())
+        outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), maximumFine, false, request.fine);
 
-    for (const auto& pattern : invocation.all ("--exclude"))
-        result.excluded.add (juce::String::fromUTF8 (pattern.c_str()));
+    return outcome;
+}
 
+juce::Result parseNumbers (const Invocation& invocation, ProcessRequest& request)
+{
     if (const auto* format = invocation.one ("--format"))
     {
         if (*format != "wav" && *format != "aiff")
             return badValue ("--format", *format, "wav or aiff");
-        result.extension = "." + juce::String (*format);
+
+        request.extension = "." + juce::String (*format);
     }
 
     if (const auto* seed = invocation.one ("--seed"))
     {
         const auto value = parseWholeNumber (*seed);
+
         if (! value.has_value())
             return badValue ("--seed", *seed, "a whole number from 0 to 18446744073709551615");
-        result.seed = *value;
+
+        request.seed = *value;
     }
 
     if (const auto* threads = invocation.one ("--threads"))
     {
         const auto value = parseWholeNumber (*threads);
+
         if (! value.has_value() || *value < 1 || *value > maximumThreads)
             return badValue (
                 "--threads", *threads, "a whole number from 1 to " + juce::String (maximumThreads));
-        result.numThreads = static_cast<int> (*value);
+
+        request.numThreads = static_cast<int> (*value);
     }
 
-    request = std::move (result);
+    return juce::Result::ok();
+}
+
+void parsePatterns (const Invocation& invocation, const char* option, juce::StringArray& patterns)
+{
+    for (const auto& pattern : invocation.all (option))
+        patterns.add (juce::String::fromUTF8 (pattern.c_str()));
+}
+
+/** What holds for every Group of the command line. */
+juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
+{
+    request.kind = kindOf (invocation);
+    request.overwrite = invocation.has ("--overwrite");
+    request.components = invocation.has ("--components");
+    request.dryRun = invocation.has ("--dry-run");
+    request.json = invocation.has ("--json");
+    request.quiet = invocation.has ("--quiet");
+    request.temporaryFolder = TemporaryStore::defaultFolder();
+    request.numThreads =
+        std::clamp (static_cast<int> (std::thread::hardware_concurrency()), 1, maximumThreads);
+    parsePatterns (invocation, "--exclude", request.excluded);
+    parsePatterns (invocation, "--track", request.onlyTracks);
+
+    for (const auto& outcome : { parseFile (invocation, "--out", request.outFolder),
+                                 parseFile (invocation, "--save", request.saveFile),
+                                 parseFile (invocation, "--temp", request.temporaryFolder),
+                                 parseMethod (invocation, request),
+                                 parseKnobs (invocation, request),
+                                 parseTypeChoices (invocation.all ("--type"), request.types),
+                                 parseNumbers (invocation, request) })
+        if (outcome.failed())
+            return outcome;
+
+    return juce::Result::ok();
+}
+
+/** A Group of the command line: the inputs it is made of, and what its files are named after. */
+struct GroupInputs
+{
+    std::vector<std::string> inputs;
+    juce::File groupFile;
+    juce::String name;
+};
+
+juce::Result splitIntoGroups (const Invocation& invocation, std::vector<GroupInputs>& groups)
+{
+    std::vector<GroupInputs> ownGroups;
+    GroupInputs rest;
+
+    for (const auto& operand : invocation.operands)
+    {
+        juce::File file;
+        const auto isFile = fileFromArgument (operand, file).wasOk();
+
+        if (isFile && file.hasFileExtension (groupFileExtension))
+            ownGroups.push_back ({ {}, file, file.getFileNameWithoutExtension() });
+        else if (isFile && invocation.has ("--each") && file.isDirectory())
+            ownGroups.push_back ({ { operand }, {}, file.getFileName() });
+        else
+            rest.inputs.push_back (operand);
+    }
+
+    if (! rest.inputs.empty() && invocation.command->name == "export")
+        return badValue ("export", rest.inputs.front(), "a group file (.dls)");
+
+    if (! rest.inputs.empty())
+    {
+        juce::File first;
+        const auto isFile = fileFromArgument (rest.inputs.front(), first).wasOk();
+        rest.name = ! isFile              ? juce::String ("Group")
+                    : first.isDirectory() ? first.getFileName()
+                                          : first.getParentDirectory().getFileName();
+        groups.push_back (rest);
+    }
+
+    groups.insert (groups.end(), ownGroups.begin(), ownGroups.end());
+    return juce::Result::ok();
+}
+
+/** A name that none of the Groups before has; many file systems take "take" and "Take" for the same. */
+juce::String claimName (const juce::String& wanted, juce::StringArray& taken)
+{
+    auto name = wanted;
+
+    for (int number = 2; taken.contains (name, true); ++number)
+        name = wanted + "_" + juce::String (number);
+
+    taken.add (name);
+    return name;
+}
+} // namespace
+
+juce::Result parseProcessRequests (const Invocation& invocation, std::vector<ProcessRequest>& requests)
+{
+    ProcessRequest common;
+    std::vector<GroupInputs> groups;
+    auto outcome = parseCommon (invocation, common);
+
+    if (outcome.wasOk())
+        outcome = splitIntoGroups (invocation, groups);
+
+    if (outcome.failed())
+        return outcome;
+
+    const auto mayBeRefined =
+        std::any_of (groups.begin(),
+                     groups.end(),
+                     [&] (const GroupInputs& group) { return group.groupFile != juce::File(); })
+        && ! common.method;
+
+    if (common.focus.asksForSuggestion() && common.method != AnalysisMethod::refined && ! mayBeRefined)
+        return juce::Result::fail (
+            "--focus suggested: only the refined method suggests a value; add --method refined");
+
+    std::vector<ProcessRequest> result;
+    juce::StringArray names;
+
+    for (const auto& group : groups)
+    {
+        auto request = common;
+        request.inputs = group.inputs;
+        request.groupFile = group.groupFile;
+
+        if (groups.size() > 1)
+        {
+            const auto name = claimName (group.name, names);
+
+            if (common.outFolder != juce::File())
+                request.outFolder = common.outFolder.getChildFile (name);
+            if (common.saves())
+                request.saveFile = common.saveFile.getChildFile (name + "." + groupFileExtension);
+        }
+
+        result.push_back (std::move (request));
+    }
+
+    requests = std::move (result);
     return juce::Result::ok();
 }
 

@@ -3,26 +3,41 @@
 #include "cli/CommandLine.h"
 #include "cli/TrackChoices.h"
 #include "jobs/AnalyseTracks.h"
+#include "model/TrackRecord.h"
 
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace tessivar
 {
 
-/** What the command "process" is asked for. */
+/** Which of the steps a run over a Group goes through. */
+enum class RunKind
+{
+    process, // analyses and writes audio, and saves when asked to
+    analyse, // analyses and saves
+    exports  // writes audio from Groups that were analysed before
+};
+
+/** What the commands "process", "analyze" and "export" are asked for, about one Group. */
 struct ProcessRequest
 {
-    std::vector<std::string> inputs;
-    juce::File outFolder;
-    AnalysisMethod method = AnalysisMethod::standard;
-    KnobChoices focus{ defaultFocus, {} }; // 0..5, or suggestedValue
-    KnobChoices fine{ defaultFine, {} };   // 0..1
+    RunKind kind = RunKind::process;
+    std::vector<std::string> inputs; // audio files and folders; empty when groupFile is set
+    juce::File groupFile;            // the Group comes from this file
+    juce::File outFolder;            // none: no audio is written
+    juce::File saveFile;             // none: the Group is not saved
+
+    std::optional<AnalysisMethod> method; // nothing: the Group's own, standard for a new one
+    std::optional<KnobSetting> setting;   // to export; nothing: the one that sounds in the Group
+    KnobChoices focus{ std::nullopt, {} }, fine{ std::nullopt, {} }; // 0..5, or suggestedValue; 0..1
     TrackChoices<DrumType> types;
-    juce::StringArray excluded; // patterns
+    juce::StringArray excluded;   // patterns
+    juce::StringArray onlyTracks; // patterns; empty: all
     juce::String extension = ".wav";
     bool overwrite = false;
     bool components = false;
@@ -32,9 +47,20 @@ struct ProcessRequest
     bool dryRun = false;
     bool json = false;
     bool quiet = false;
+
+    [[nodiscard]] bool analyses() const { return kind != RunKind::exports; }
+    [[nodiscard]] bool writesAudio() const { return kind != RunKind::analyse; }
+    [[nodiscard]] bool isFromGroupFile() const { return groupFile != juce::File(); }
+    [[nodiscard]] bool saves() const { return saveFile != juce::File(); }
 };
 
-/** Reads the values of a command line. On failure the reason names the option, and request stays untouched. */
-[[nodiscard]] juce::Result parseProcessRequest (const Invocation& invocation, ProcessRequest& request);
+/** Reads the values of a command line into one request for each Group: every group file among the inputs is one, every
+    folder too when --each is given, and all other inputs together are one. With several, each has a folder of its own
+    below --out and a file of its own below --save.
+
+    On failure the reason names the option, and requests stays untouched.
+*/
+[[nodiscard]] juce::Result parseProcessRequests (const Invocation& invocation,
+                                                 std::vector<ProcessRequest>& requests);
 
 } // namespace tessivar

@@ -4,10 +4,12 @@
 #include "cli/CommandLine.h"
 #include "cli/CommandTexts.h"
 #include "cli/DemoCommand.h"
+#include "cli/EditCommand.h"
 #include "cli/InfoCommand.h"
 #include "cli/ProcessCommand.h"
 #include "cli/SelfTestCommand.h"
 #include "cli/TerminalText.h"
+#include "cli/VerifyCommand.h"
 #include "cli/Version.h"
 #include "model/Abbreviations.h"
 
@@ -33,14 +35,24 @@ int runCommand (const Invocation& invocation, const CommandContext& context)
     const auto& operands = invocation.operands;
     setDefaultAbbreviations();
 
-    if (name == "process")
+    if (name == "process" || name == "analyze" || name == "export")
     {
-        ProcessRequest request;
-        const auto outcome = parseProcessRequest (invocation, request);
+        std::vector<ProcessRequest> requests;
+        const auto outcome = parseProcessRequests (invocation, requests);
         if (outcome.failed())
             return usageError (outcome.getErrorMessage(), invocation.command, context);
-        return runProcess (request, context);
+        return runProcess (requests, context);
     }
+    if (name == "edit")
+    {
+        EditRequest request;
+        const auto outcome = parseEditRequest (invocation, request);
+        if (outcome.failed())
+            return usageError (outcome.getErrorMessage(), invocation.command, context);
+        return runEdit (request, context);
+    }
+    if (name == "verify")
+        return runVerify (operands, invocation.has ("--json"), context);
     if (name == "classify")
         return runClassify (operands, context);
     if (name == "info")

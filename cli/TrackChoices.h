@@ -56,12 +56,13 @@ inline constexpr float suggestedValue = -1.0f;
 /** One knob: what holds for all tracks, and what for some. */
 struct KnobChoices
 {
-    float general = 0.0f;
+    std::optional<float> general; // nothing was said
     TrackChoices<float> perTrack;
 
-    [[nodiscard]] float valueFor (const juce::String& name) const
+    [[nodiscard]] std::optional<float> valueFor (const juce::String& name) const
     {
-        return perTrack.valueFor (name).value_or (general);
+        const auto own = perTrack.valueFor (name);
+        return own.has_value() ? own : general;
     }
 
     [[nodiscard]] bool asksForSuggestion() const
@@ -78,7 +79,7 @@ struct KnobChoices
 
     @param option   as the error names it
     @param words    whether the word "suggested" may stand for suggestedValue
-    @param choices  general holds the default; stays untouched on failure
+    @param choices  stays untouched on failure
 */
 [[nodiscard]] juce::Result parseKnobChoices (const juce::String& option,
                                              const std::vector<std::string>& values,

@@ -16,6 +16,8 @@ juce::String originWord (TypeOrigin origin)
     {
         case TypeOrigin::given:
             return "given";
+        case TypeOrigin::group:
+            return "group";
         case TypeOrigin::name:
             return "name";
         case TypeOrigin::fallback:
@@ -30,6 +32,8 @@ juce::String originText (TypeOrigin origin, const juce::String& abbreviation)
     {
         case TypeOrigin::given:
             return "given";
+        case TypeOrigin::group:
+            return "saved";
         case TypeOrigin::name:
             return "guessed from \"" + printable (abbreviation) + "\"";
         case TypeOrigin::fallback:

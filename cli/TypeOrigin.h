@@ -11,16 +11,17 @@ namespace tessivar
 enum class TypeOrigin
 {
     given,   // on the command line
+    group,   // in the group file
     name,    // guessed from the file name
     fallback // the name tells nothing
 };
 
 [[nodiscard]] TypeOrigin originOf (const TrackClassification& classification);
 
-/** The word for it in JSON: given, name or fallback. */
+/** The word for it in JSON: given, group, name or fallback. */
 [[nodiscard]] juce::String originWord (TypeOrigin origin);
 
-/** The words for people: given, guessed from "kick", or nothing in the name. */
+/** The words for people: given, saved, guessed from "kick", or nothing in the name. */
 [[nodiscard]] juce::String originText (TypeOrigin origin, const juce::String& abbreviation);
 
 /** The type as people read it; overheads too, which the display names leave out. */

@@ -1,0 +1,137 @@
+#include "cli/GroupInfo.h"
+
+#include "cli/JsonText.h"
+#include "cli/TerminalText.h"
+#include "cli/TypeOrigin.h"
+
+#include <algorithm>
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+
+juce::String knobText (KnobValues values)
+{
+    const auto number = [] (float value) {
+        return juce::String (static_cast<double> (value), 3)
+            .trimCharactersAtEnd ("0")
+            .trimCharactersAtEnd (".");
+    };
+    return number (values.focus) + " / " + number (values.fine);
+}
+
+juce::String stateText (const TrackState& track)
+{
+    if (track.excluded)
+        return "excluded";
+    if (! track.takesPart())
+        return "as is";
+    return track.rendered != nullptr ? "analysed" : "not analysed";
+}
+
+juce::String analysisText (const GroupState& group)
+{
+    if (! group.analysis)
+        return "none";
+
+    return separationMethodKey (group.analysis->method) + ", seed " + juce::String (group.analysis->seed)
+           + (group.changedSinceAnalysis() ? "; changed since then" : "");
+}
+
+double lengthSeconds (const GroupState& group)
+{
+    std::int64_t longest = 0;
+    for (const auto& track : group.tracks)
+        longest = std::max (longest, track.lengthInSamples());
+    return group.sampleRate() > 0.0 ? static_cast<double> (longest) / group.sampleRate() : 0.0;
+}
+
+Json knobsToJson (KnobValues values)
+{
+    return Json{ { "focus", values.focus }, { "fine", values.fine } };
+}
+
+Json trackToJson (const TrackState& track)
+{
+    Json json;
+    json["name"] = jsonText (track.name);
+    json["type"] = jsonText (drumTypeKey (track.drumType()));
+    json["excluded"] = track.excluded;
+    json["processed"] = track.rendered != nullptr;
+    json["settingA"] = knobsToJson (track.record.knobs (KnobSetting::a));
+    json["settingB"] = knobsToJson (track.record.knobs (KnobSetting::b));
+    json["selected"] = track.record.selected() == KnobSetting::a ? "A" : "B";
+    json["suggestedFocus"] = track.findings.suggestedFocus ? Json (*track.findings.suggestedFocus) : Json();
+    json["leakageDb"] = track.findings.suggestedFocus ? Json (track.findings.leakageDb) : Json();
+    json["sampleRate"] = track.sampleRate;
+    json["lengthInSamples"] = track.lengthInSamples();
+    json["bitsPerSample"] = track.bitsPerSample;
+    json["floatingPoint"] = track.isFloatingPoint;
+    json["source"] = jsonText (track.sourceFile.getFullPathName());
+    json["sourceIsThere"] = track.sourceFile.existsAsFile();
+    json["channel"] = track.channel;
+    json["channels"] = track.numSourceChannels;
+    json["metadata"] = Json::object();
+    for (const auto& key : track.metadata.getAllKeys())
+        json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);
+    return json;
+}
+} // namespace
+
+std::string formatGroupInfo (const juce::File& file, const LoadedGroup& loaded)
+{
+    const auto& group = loaded.state;
+    juce::String text = printable (file.getFullPathName()) + "\n";
+    text << "  Group     " << printable (group.name) << "\n"
+         << "  Rate      " << juce::String (group.sampleRate()) << " Hz\n"
+         << "  Length    " << formatSeconds (lengthSeconds (group)) << "\n"
+         << "  Analysis  " << analysisText (group) << "\n";
+    for (const auto& note : loaded.notes)
+        text << "  Note      " << printable (note) << "\n";
+
+    std::vector<std::vector<juce::String>> rows{
+        { "Track", "Type", "State", "A focus / fine", "B focus / fine", "Sounds", "Source" }
+    };
+    for (const auto& track : group.tracks)
+        rows.push_back ({ printable (track.name),
+                          typeText (track.drumType()),
+                          stateText (track),
+                          knobText (track.record.knobs (KnobSetting::a)),
+                          knobText (track.record.knobs (KnobSetting::b)),
+                          track.record.selected() == KnobSetting::a ? "A" : "B",
+                          printable (track.sourceFile.getFileName())
+                              + (track.sourceFile.existsAsFile() ? "" : " (not found)") });
+    return text.toStdString() + "\n" + formatTable (rows);
+}
+
+Json groupInfoToJson (const juce::File& file, const LoadedGroup& loaded)
+{
+    const auto& group = loaded.state;
+    Json json;
+    json["file"] = jsonText (file.getFullPathName());
+    json["accepted"] = true;
+    json["format"] = "Group";
+    json["name"] = jsonText (group.name);
+    json["sampleRate"] = group.sampleRate();
+    json["seconds"] = lengthSeconds (group);
+    json["method"] = jsonText (separationMethodKey (group.method));
+    json["analysis"] = Json();
+    if (group.analysis)
+        json["analysis"] = Json{
+            { "method", jsonText (separationMethodKey (group.analysis->method)) },
+            { "seed", group.analysis->seed },
+            { "changedSince", group.changedSinceAnalysis() },
+        };
+    json["recovered"] = loaded.recovered;
+    json["damaged"] = loaded.damaged;
+    json["notes"] = jsonTexts (loaded.notes);
+    json["tracks"] = Json::array();
+    for (const auto& track : group.tracks)
+        json["tracks"].push_back (trackToJson (track));
+    return json;
+}
+
+} // namespace tessivar

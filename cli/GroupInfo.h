@@ -1,0 +1,18 @@
+#pragma once
+
+#include "model/groupfile/GroupFileLoading.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+
+namespace tessivar
+{
+
+/** What a group file holds, for people: the Group, its analysis, and its tracks with their knobs. */
+[[nodiscard]] std::string formatGroupInfo (const juce::File& file, const LoadedGroup& group);
+
+/** The same for machines; docs/cli-json.md lists the keys. */
+[[nodiscard]] nlohmann::ordered_json groupInfoToJson (const juce::File& file, const LoadedGroup& group);
+
+} // namespace tessivar

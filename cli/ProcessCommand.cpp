@@ -1,0 +1,120 @@
+#include "cli/ProcessCommand.h"
+
+#include "cli/GroupRun.h"
+#include "cli/JsonText.h"
+#include "cli/TerminalText.h"
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+/** The name of a Group in what is printed. */
+juce::String titleOf (const ProcessRequest& request)
+{
+    if (request.isFromGroupFile())
+        return printable (request.groupFile.getFullPathName());
+
+    return printable (juce::String::fromUTF8 (request.inputs.front().c_str()));
+}
+
+int combinedExitCode (const std::vector<ProcessReport>& reports)
+{
+    const auto first = reports.front().exitCode;
+
+    if (reports.back().exitCode == exitCode::interrupted)
+        return exitCode::interrupted;
+
+    const auto alike = std::all_of (reports.begin(),
+                                    reports.end(),
+                                    [&] (const ProcessReport& report) { return report.exitCode == first; });
+    return alike ? first : exitCode::someFailed;
+}
+
+std::string formatSummary (const std::vector<ProcessRequest>& requests,
+                           const std::vector<ProcessReport>& reports)
+{
+    std::vector<std::vector<juce::String>> rows{ { "Group", "Result", "Time" } };
+
+    for (std::size_t i = 0; i < reports.size(); ++i)
+    {
+        const auto& report = reports[i];
+        const auto reason = report.errors.isEmpty() ? juce::String() : ": " + printable (report.errors[0]);
+        rows.push_back ({ titleOf (requests[i]),
+                          report.exitCode == exitCode::done ? "done" : statusWord (report.exitCode) + reason,
+                          formatSeconds (report.totalSeconds) });
+    }
+
+    for (auto i = reports.size(); i < requests.size(); ++i)
+        rows.push_back ({ titleOf (requests[i]), "not begun", "" });
+
+    return formatTable (rows);
+}
+
+void print (const std::vector<ProcessRequest>& requests,
+            const std::vector<ProcessReport>& reports,
+            int code,
+            const CommandContext& context)
+{
+    if (requests.front().json)
+    {
+        if (requests.size() == 1)
+        {
+            context.out << reportToJson (reports.front(), requests.front()).dump (2) << "\n";
+            return;
+        }
+
+        auto json = reportToJson (reports.front(), requests.front());
+        auto document = jsonHeading (json["command"].get<std::string>(), code);
+        document["groups"] = nlohmann::ordered_json::array();
+
+        for (std::size_t i = 0; i < reports.size(); ++i)
+            document["groups"].push_back (reportToJson (reports[i], requests[i]));
+
+        context.out << document.dump (2) << "\n";
+    }
+    else if (requests.size() > 1 && ! requests.front().quiet)
+    {
+        context.out << "\n" << formatSummary (requests, reports);
+    }
+}
+} // namespace
+
+int runProcess (const std::vector<ProcessRequest>& requests, const CommandContext& context)
+{
+    std::vector<ProcessReport> reports;
+
+    for (const auto& request : requests)
+    {
+        if (requests.size() > 1 && ! request.json && ! request.quiet)
+            context.out << (reports.empty() ? "" : "\n") << titleOf (request) << "\n";
+
+        reports.push_back (runGroup (request, context));
+
+        if (! request.json && (! request.quiet || request.dryRun))
+            context.out << formatReport (reports.back(), request);
+
+        context.out.flush();
+
+        if (reports.back().exitCode == exitCode::interrupted)
+            break;
+    }
+
+    auto code = combinedExitCode (reports);
+    print (requests, reports, code, context);
+    context.out.flush();
+
+    if (! context.out.good())
+    {
+        context.tellError ("standard output can't be written");
+        code = code == exitCode::done ? exitCode::outputFailed : code;
+    }
+
+    return code;
+}
+
+} // namespace tessivar

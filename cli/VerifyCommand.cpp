@@ -1,0 +1,117 @@
+#include "cli/VerifyCommand.h"
+
+#include "cli/CommandTable.h"
+#include "cli/InputFiles.h"
+#include "cli/JsonText.h"
+#include "cli/TerminalText.h"
+#include "model/groupfile/GroupFileVerification.h"
+
+#include <ostream>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+
+struct Verified
+{
+    juce::String path;
+    juce::Result opened = juce::Result::ok();
+    GroupVerification result;
+
+    [[nodiscard]] bool isIntact() const { return opened.wasOk() && result.isIntact(); }
+};
+
+Verified verify (const std::string& argument, const CommandContext& context)
+{
+    Verified verified;
+    juce::File file;
+    verified.path = juce::String::fromUTF8 (argument.c_str());
+    verified.opened = fileFromArgument (argument, file);
+
+    if (verified.opened.failed())
+        return verified;
+
+    verified.path = file.getFullPathName();
+    verified.opened =
+        verifyGroupFile (file, verified.result, { .shouldStop = context.stopRequested, .setProgress = {} });
+    return verified;
+}
+
+std::string format (const Verified& verified)
+{
+    auto text = printable (verified.path) + "\n";
+
+    if (verified.opened.failed())
+        text << "  Refused   " << printable (verified.opened.getErrorMessage()) << "\n";
+    else if (verified.result.isIntact())
+        text << "  Intact\n";
+
+    for (const auto& line : verified.result.damage)
+        text << "  Damaged   " << printable (line) << "\n";
+    for (const auto& name : verified.result.readable)
+        text << "  Readable  " << printable (name) << "\n";
+    for (const auto& line : verified.result.notes)
+        text << "  Note      " << printable (line) << "\n";
+
+    return text.toStdString();
+}
+
+Json toJson (const Verified& verified)
+{
+    return Json{
+        { "file", jsonText (verified.path) },
+        { "intact", verified.isIntact() },
+        { "reason", verified.opened.wasOk() ? Json() : Json (jsonText (verified.opened.getErrorMessage())) },
+        { "damage", jsonTexts (verified.result.damage) },
+        { "readable", jsonTexts (verified.result.readable) },
+        { "notes", jsonTexts (verified.result.notes) },
+    };
+}
+} // namespace
+
+int runVerify (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
+{
+    std::size_t numBad = 0;
+    auto documents = Json::array();
+
+    for (const auto& argument : arguments)
+    {
+        const auto verified = verify (argument, context);
+
+        if (context.stopRequested && context.stopRequested())
+        {
+            context.tellError ("interrupted");
+            return exitCode::interrupted;
+        }
+
+        if (! verified.isIntact())
+        {
+            ++numBad;
+            context.tellError (verified.opened.failed() ? verified.opened.getErrorMessage()
+                                                        : verified.path + ": the file is damaged");
+        }
+
+        if (asJson)
+            documents.push_back (toJson (verified));
+        else
+            context.out << format (verified);
+    }
+
+    const auto code = numBad == 0                  ? exitCode::done
+                      : numBad == arguments.size() ? exitCode::inputRefused
+                                                   : exitCode::someFailed;
+    if (asJson)
+    {
+        auto json = jsonHeading ("verify", code);
+        json["files"] = std::move (documents);
+        context.out << json.dump (2) << "\n";
+    }
+
+    return code;
+}
+
+} // namespace tessivar

@@ -1,0 +1,173 @@
+#include "jobs/GroupDLSImporter.h"
+
+#include "jobs/StoreSignals.h"
+#include "model/StoreSamples.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+enum class CopyEnd
+{
+    done,
+    stopped,
+    unreadable,
+    noRoom
+};
+
+struct Copy
+{
+    CopyEnd end = CopyEnd::done;
+    std::shared_ptr<TrackSamples> samples;
+    juce::String reason;
+};
+
+/** Samples in a file of the store; setProgress is told how many frames are done. */
+Copy copyOf (TrackSamples& original,
+             TemporaryStore& store,
+             const AnalysisControl& control,
+             const std::function<void (std::int64_t)>& setProgress)
+{
+    const auto numChannels = static_cast<std::size_t> (original.numChannels());
+    const auto length = original.lengthInFrames();
+    std::shared_ptr<StoreFile> file;
+
+    if (const auto made =
+            store.createFile (static_cast<std::uint64_t> (length) * numChannels * sizeof (float), file);
+        made.failed())
+        return { CopyEnd::noRoom, nullptr, made.getErrorMessage() };
+
+    std::vector<float> chunk (static_cast<std::size_t> (std::min<std::int64_t> (length, GroupDLSImporter::chunkLength))
+                              * numChannels);
+
+    for (std::int64_t start = 0; start < length; start += GroupDLSImporter::chunkLength)
+    {
+        if (control.stopRequested())
+            return { CopyEnd::stopped, nullptr, {} };
+
+        const auto count = std::min<std::int64_t> (GroupDLSImporter::chunkLength, length - start);
+        const auto frames = std::span<float> (chunk).first (static_cast<std::size_t> (count) * numChannels);
+
+        if (! original.readFrames (start, frames))
+            return { CopyEnd::unreadable, nullptr, original.lastError() };
+
+        if (! writeSamples (*file, start * original.numChannels(), frames))
+            return { CopyEnd::noRoom, nullptr, file->lastError() };
+
+        setProgress (start + count);
+    }
+
+    return { CopyEnd::done, std::make_shared<StoreSamples> (file, original.numChannels()), {} };
+}
+
+/** The samples that hold everything there is of a track. */
+std::shared_ptr<TrackSamples> allSamplesOf (const TrackState& track)
+{
+    return track.rendered != nullptr ? track.rendered : track.source;
+}
+
+void adopt (TrackState& track, std::shared_ptr<TrackSamples> samples)
+{
+    const auto isRendered = samples->numChannels() == renderedChannels;
+    track.source =
+        isRendered ? std::make_shared<ChannelOfSamples> (samples, sourceChannelOfRendered) : samples;
+    track.rendered = isRendered ? std::move (samples) : nullptr;
+    track.components.reset();
+    track.analysedAs.reset();
+    track.id = 0;
+}
+
+ImportedTracks ended (CopyEnd end, const juce::String& reason)
+{
+    ImportedTracks result;
+    result.stopped = end == CopyEnd::stopped;
+
+    if (end == CopyEnd::noRoom)
+        result.storageError = reason;
+
+    return result;
+}
+} // namespace
+
+juce::Result GroupDLSImporter::open (const juce::File& file, ImportWarnings& warnings)
+{
+    groupFile = file;
+    loaded = {};
+    const auto outcome = openGroupFile (file, loaded);
+
+    if (outcome.failed())
+        warnings.add (file.getFileName(),
+                      file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing);
+
+    return outcome;
+}
+
+ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
+                                         const GroupState& target,
+                                         ImportWarnings& warnings,
+                                         TemporaryStore& store,
+                                         const AnalysisControl& control) const
+{
+    ImportedTracks result;
+    std::vector<TrackState> wanted;
+    std::int64_t total = 0, done = 0;
+    auto sampleRate = target.sampleRate();
+    const auto refuse = [&] (const TrackState& track, int code, const juce::String& reason)
+    {
+        warnings.add (track.name, code);
+        result.refused.push_back ({ groupFile, code, groupFile.getFullPathName() + ", " + track.name + ": " + reason });
+    };
+
+    for (const auto index : indices)
+    {
+        const auto& track = loaded.state.tracks[static_cast<std::size_t> (index)];
+
+        if (sampleRate > 0.0 && track.sampleRate != sampleRate)
+        {
+            refuse (track, ImportWarnings::differentSampleRate, "another sample rate than the Group's");
+            continue;
+        }
+
+        sampleRate = track.sampleRate;
+
+        if (allSamplesOf (track) == nullptr)
+        {
+            refuse (track, ImportWarnings::unreadableInGroupFile, "its audio is not in the file");
+            continue;
+        }
+
+        total += track.lengthInSamples();
+        wanted.push_back (track);
+    }
+
+    for (auto& track : wanted)
+    {
+        auto copy = copyOf (*allSamplesOf (track),
+                            store,
+                            control,
+                            [&] (std::int64_t frames)
+                            { control.progress (static_cast<double> (done + frames) / static_cast<double> (total)); });
+
+        if (copy.end == CopyEnd::stopped || copy.end == CopyEnd::noRoom)
+            return ended (copy.end, copy.reason);
+
+        done += track.lengthInSamples();
+
+        if (copy.end == CopyEnd::unreadable)
+        {
+            refuse (track, ImportWarnings::unreadableInGroupFile, copy.reason);
+            continue;
+        }
+
+        adopt (track, std::move (copy.samples));
+        result.tracks.push_back (std::move (track));
+    }
+
+    return result;
+}
+
+} // namespace tessivar

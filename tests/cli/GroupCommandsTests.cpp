@@ -1,0 +1,244 @@
+#include "tests/cli/ProgramRunner.h"
+#include "tests/cli/TestAudio.h"
+
+#include <catch2/catch.hpp>
+#include <nlohmann/json.hpp>
+
+namespace tessivar
+{
+
+using Catch::Contains;
+using nlohmann::json;
+
+namespace
+{
+/** Kick and snare, half a second each, analysed and saved as a Group. */
+struct SavedSession
+{
+    SavedSession()
+    {
+        test::writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
+        test::writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
+    }
+
+    [[nodiscard]] test::ProgramResult run (const std::vector<std::string>& arguments) const
+    {
+        return test::runTessivar (arguments, cache.folder);
+    }
+
+    [[nodiscard]] std::string groupPath() const { return work.path ("Take 3.dls"); }
+
+    void analyse (const std::vector<std::string>& further = {}) const
+    {
+        std::vector<std::string> arguments{
+            "analyze", tracks.folder.getFullPathName().toStdString(), "--save", groupPath(), "--quiet"
+        };
+        arguments.insert (arguments.end(), further.begin(), further.end());
+        const auto result = run (arguments);
+        INFO (result.diagnostics);
+        REQUIRE (result.exitCode == 0);
+    }
+
+    [[nodiscard]] json info() const
+    {
+        const auto result = run ({ "info", groupPath(), "--json" });
+        INFO (result.diagnostics);
+        REQUIRE (result.exitCode == 0);
+        return json::parse (result.out).at ("files").at (0);
+    }
+
+    test::TemporaryFolder tracks, work, cache;
+};
+
+juce::MemoryBlock bytesOf (const juce::File& file)
+{
+    juce::MemoryBlock bytes;
+    REQUIRE (file.loadFileAsData (bytes));
+    return bytes;
+}
+} // namespace
+
+TEST_CASE ("A Group on the command line", "[cli][group]")
+{
+    const SavedSession session;
+
+    SECTION ("exports from its file what the analysis exported, though the sources are gone")
+    {
+        const auto processed = session.run ({ "process",
+                                              session.tracks.folder.getFullPathName().toStdString(),
+                                              "--out",
+                                              session.work.path ("direct"),
+                                              "--focus",
+                                              "2.5",
+                                              "--save",
+                                              session.groupPath(),
+                                              "--quiet" });
+        INFO (processed.diagnostics);
+        REQUIRE (processed.exitCode == 0);
+        session.tracks.child ("Kick.wav").deleteFile();
+        session.tracks.child ("Snare.wav").deleteFile();
+
+        const auto exported =
+            session.run ({ "export", session.groupPath(), "--out", session.work.path ("again"), "--json" });
+        INFO (exported.diagnostics);
+        REQUIRE (exported.exitCode == 0);
+
+        for (const auto* name : { "Kick_Processed.wav", "Snare_Processed.wav" })
+            CHECK (bytesOf (session.work.child (juce::String ("direct/") + name))
+                   == bytesOf (session.work.child (juce::String ("again/") + name)));
+
+        const auto document = json::parse (exported.out);
+        CHECK (document.at ("command") == "export");
+        CHECK (document.at ("tracks").at (0).at ("focus") == 2.5);
+        CHECK (document.at ("tracks").at (0).at ("typeOrigin") == "group");
+        CHECK (session.info().at ("tracks").at (0).at ("sourceIsThere") == false);
+    }
+
+    SECTION ("keeps an edit of knobs, names and types, and says what needs a new analysis")
+    {
+        session.analyse();
+        const auto edited = session.run ({ "edit",
+                                           session.groupPath(),
+                                           "--track",
+                                           "kick",
+                                           "--focus-a",
+                                           "80%",
+                                           "--fine-b",
+                                           "0.25",
+                                           "--select",
+                                           "B",
+                                           "--rename",
+                                           "Kick In" });
+        INFO (edited.diagnostics);
+        REQUIRE (edited.exitCode == 0);
+        auto info = session.info();
+        const auto& kick = info.at ("tracks").at (0);
+        CHECK (kick.at ("name") == "Kick In");
+        CHECK (kick.at ("settingA").at ("focus") == 4.0);
+        CHECK (kick.at ("settingB").at ("fine") == 0.25);
+        CHECK (kick.at ("selected") == "B");
+        CHECK (info.at ("analysis").at ("changedSince") == false);
+
+        REQUIRE (session.run ({ "edit", session.groupPath(), "--track", "*", "--type", "snare" }).exitCode == 0);
+        CHECK (session.info().at ("analysis").at ("changedSince") == true);
+        CHECK (session.run ({ "verify", session.groupPath() }).exitCode == 0);
+
+        const auto exported =
+            session.run ({ "export", session.groupPath(), "--out", session.work.path ("out"), "--track", "Kick In" });
+        CHECK (exported.exitCode == 0);
+        CHECK_THAT (exported.out, Contains ("has changed since its last analysis"));
+        CHECK (session.work.child ("out").getNumberOfChildFiles (juce::File::findFiles) == 1);
+    }
+
+    SECTION ("refuses a mistake and changes nothing")
+    {
+        session.analyse();
+        const auto before = bytesOf (session.work.child ("Take 3.dls"));
+        const std::vector<std::pair<std::vector<std::string>, const char*>> mistakes{
+            { { "--track", "Tom", "--select", "A" }, "no track has this name" },
+            { { "--track", "*", "--rename", "Both" }, "a name is for one" },
+            { { "--track", "*", "--focus-a", "6" }, "0 to 5" },
+            { { "--track", "*", "--exclude", "--include" }, "exclude each other" },
+            { { "--track", "*" }, "nothing to change" },
+        };
+
+        for (const auto& [options, part] : mistakes)
+        {
+            std::vector<std::string> arguments{ "edit", session.groupPath() };
+            arguments.insert (arguments.end(), options.begin(), options.end());
+            const auto result = session.run (arguments);
+            CHECK (result.exitCode == 2);
+            CHECK_THAT (result.diagnostics, Contains (part));
+        }
+
+        CHECK (bytesOf (session.work.child ("Take 3.dls")) == before);
+        CHECK (session.run ({ "analyze", session.tracks.path ("Kick.wav"), "--save", session.groupPath() }).exitCode
+               == 4); // exists
+    }
+
+    SECTION ("is analysed again from its own audio, by another method, into another file")
+    {
+        session.analyse ({ "--focus", "Kick=1.5" });
+        session.tracks.child ("Kick.wav").deleteFile();
+        const auto again = session.run ({ "analyze",
+                                          session.groupPath(),
+                                          "--method",
+                                          "refined",
+                                          "--save",
+                                          session.work.path ("refined.dls"),
+                                          "--json" });
+        INFO (again.diagnostics);
+        REQUIRE (again.exitCode == 0);
+        const auto info =
+            json::parse (session.run ({ "info", session.work.path ("refined.dls"), "--json" }).out).at ("files").at (0);
+        CHECK (info.at ("analysis").at ("method") == "refined");
+        CHECK (info.at ("tracks").at (0).at ("settingA").at ("focus") == 1.5); // the user's own
+        CHECK (info.at ("tracks").at (1).at ("suggestedFocus").is_number());
+    }
+}
+
+TEST_CASE ("Several Groups on the command line", "[cli][group]")
+{
+    const SavedSession session;
+    session.analyse();
+    session.work.child ("Bank.dls").replaceWithText ("RIFF a bank of instruments, not a Group");
+
+    SECTION ("go on after one that fails, and end with a summary")
+    {
+        const auto result = session.run (
+            { "export", session.work.path ("Bank.dls"), session.groupPath(), "--out", session.work.path ("out") });
+        CHECK (result.exitCode == 1);
+        CHECK_THAT (result.diagnostics, Contains ("Bank.dls"));
+        CHECK_THAT (result.out, Contains ("refused") && Contains ("done"));
+        CHECK (session.work.child ("out/Take 3/Kick_Processed.wav").existsAsFile());
+        CHECK_FALSE (session.work.child ("out/Bank").exists());
+    }
+
+    SECTION ("are made of folders too, each with its own files")
+    {
+        test::TemporaryFolder takes;
+        for (const auto* take : { "One", "Two" })
+        {
+            takes.child (take).createDirectory();
+            test::writeHits (takes.child (take + juce::String ("/Snare.wav")), { .seed = 3 });
+        }
+
+        const auto result = session.run ({ "process",
+                                           takes.path ("One"),
+                                           takes.path ("Two"),
+                                           "--each",
+                                           "--out",
+                                           session.work.path ("out"),
+                                           "--save",
+                                           session.work.path ("groups"),
+                                           "--json" });
+        INFO (result.diagnostics);
+        REQUIRE (result.exitCode == 0);
+        CHECK (json::parse (result.out).at ("groups").size() == 2);
+        for (const auto* take : { "One", "Two" })
+        {
+            CHECK (session.work.child ("out/" + juce::String (take) + "/Snare_Processed.wav").existsAsFile());
+            CHECK (session.work.child ("groups/" + juce::String (take) + ".dls").existsAsFile());
+        }
+    }
+
+    SECTION ("are verified one by one, with what is damaged")
+    {
+        auto bytes = bytesOf (session.work.child ("Take 3.dls"));
+        static_cast<char*> (bytes.getData())[1000] ^= 1; // within the audio of the first track
+        const auto damaged = session.work.child ("damaged.dls");
+        REQUIRE (damaged.replaceWithData (bytes.getData(), bytes.getSize()));
+
+        const auto result = session.run (
+            { "verify", session.groupPath(), damaged.getFullPathName().toStdString(), "--json" });
+        CHECK (result.exitCode == 1);
+        const auto files = json::parse (result.out).at ("files");
+        CHECK (files.at (0).at ("intact") == true);
+        CHECK (files.at (1).at ("intact") == false);
+        CHECK (files.at (1).at ("damage").size() == 1);
+        CHECK (files.at (1).at ("readable") == json::array ({ "Snare" }));
+        CHECK (session.run ({ "verify", session.work.path ("Bank.dls") }).exitCode == 3);
+    }
+}
+
+} // namespace tessivar
