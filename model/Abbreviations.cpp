@@ -43,7 +43,7 @@ void AbbreviationTable::setDefaults()
     }
 }
 
-bool AbbreviationTable::save (juce::PropertiesFile* settings) const
+bool AbbreviationTable::save (SettingsStore* settings) const
 {
     if (settings == nullptr)
         return false;
@@ -51,10 +51,10 @@ bool AbbreviationTable::save (juce::PropertiesFile* settings) const
     for (const auto type : savingOrder)
         settings->setValue (drumTypeKey (type), list (type));
 
-    return settings->save();
+    return settings->save().wasOk();
 }
 
-void AbbreviationTable::loadOrSetDefaults (juce::PropertiesFile* settings)
+void AbbreviationTable::loadOrSetDefaults (SettingsStore* settings)
 {
     if (load (settings))
         return;
@@ -135,7 +135,7 @@ void setDefaultAbbreviations()
     processAbbreviations().setDefaults();
 }
 
-bool saveAbbreviations (juce::PropertiesFile* settings)
+bool saveAbbreviations (SettingsStore* settings)
 {
     return processAbbreviations().save (settings);
 }

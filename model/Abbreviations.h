@@ -1,8 +1,7 @@
 #pragma once
 
 #include "model/DrumType.h"
-
-#include <juce_data_structures/juce_data_structures.h>
+#include "model/SettingsStore.h"
 
 #include <map>
 
@@ -53,10 +52,10 @@ public:
     void setDefaults();
 
     /** Writes the eight lists and saves the settings. False when settings is null or can't be saved. */
-    bool save (juce::PropertiesFile* settings) const;
+    bool save (SettingsStore* settings) const;
 
     /** What the program does when it starts: loads the lists, or takes the built-in ones and writes them. */
-    void loadOrSetDefaults (juce::PropertiesFile* settings);
+    void loadOrSetDefaults (SettingsStore* settings);
 
     /** The type for a file path. The file name alone counts, with its extension, upper and lower case alike:
         the first abbreviation in the table's order that occurs anywhere in it decides.
@@ -84,7 +83,7 @@ AbbreviationTable& processAbbreviations();
 void registerAbbreviations (const juce::String& list, DrumType type);
 bool loadAbbreviations (const juce::PropertySet* settings);
 void setDefaultAbbreviations();
-bool saveAbbreviations (juce::PropertiesFile* settings);
+bool saveAbbreviations (SettingsStore* settings);
 TrackClassification classifyTrackFile (const juce::String& path);
 
 /** The raw list texts, by type. */

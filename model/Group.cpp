@@ -348,6 +348,7 @@ void Group::applyAnalysis (const GroupState::Analysis& analysis, const std::vect
         if (const auto track = findTrack (result.trackId))
         {
             result.applyTo (track->data);
+            track->samplesChanged();
             track->sendChangeMessage();
         }
     }

@@ -56,7 +56,8 @@ struct TrackFindings
 */
 struct TrackState
 {
-    std::uint32_t id = 0; // of this track within the process; a copy of the track has another
+    std::uint32_t id = 0;        // of this track within the process; a copy of the track has another
+    std::uint32_t contentId = 0; // within the process: another one whenever the samples are others
     TrackRecord record;   // knobs, A/B, drum type, processed flag, length
     juce::String name;
     bool excluded = false;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include <dirent.h>
-#include <sys/file.h>
 #include <sys/statvfs.h>
 
 namespace tessivar
@@ -16,19 +15,12 @@ namespace
 {
 constexpr auto folderPrefix = "tessivar-";
 constexpr auto lockFileName = "lock";
+constexpr auto dataSuffix = ".data";
+constexpr auto noteOfNeedPrefix = "needed-by-";
 
 juce::String errorOf (const juce::File& file, int errorNumber)
 {
     return file.getFullPathName() + ": " + describeError (errorNumber);
-}
-
-/** True when the open file is still the one that the path leads to, and not one that was unlinked meanwhile. */
-bool isStillAt (int descriptor, const juce::File& file)
-{
-    struct stat open = {};
-    struct stat named = {};
-    return ::fstat (descriptor, &open) == 0 && ::stat (file.getFullPathName().toRawUTF8(), &named) == 0
-           && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
 /** Whether a folder's name is one that open() gives: prefix, process id, "-" and eight hexadecimal digits. */
@@ -67,38 +59,51 @@ void removeStoreFolder (const juce::File& folder)
     ::rmdir (path.toRawUTF8());
 }
 
-/** Creates and locks the lock file of a folder. Returns -1 when another process holds the lock. */
-int takeLock (const juce::File& folder)
+/** Never through a link, and never what belongs to another user, whatever its name. */
+bool isStoreFolder (const juce::File& folder)
 {
-    const auto lockFile = folder.getChildFile (lockFileName);
-    const auto descriptor =
-        ::open (lockFile.getFullPathName().toRawUTF8(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    struct stat info = {};
+    return isStoreName (folder.getFileName()) && ::lstat (folder.getFullPathName().toRawUTF8(), &info) == 0
+           && S_ISDIR (info.st_mode) && info.st_uid == ::geteuid();
+}
 
-    if (descriptor >= 0 && ::flock (descriptor, LOCK_EX | LOCK_NB) == 0 && isStillAt (descriptor, lockFile))
-        return descriptor;
+juce::File lockFileOf (const juce::File& folder)
+{
+    return folder.getChildFile (lockFileName);
+}
 
-    const auto lockError = errno;
+/** Whether a file that somebody noted as needing the folder still exists. */
+bool isNeeded (const juce::File& folder)
+{
+    for (const auto& entry : juce::RangedDirectoryIterator (
+             folder, false, juce::String (noteOfNeedPrefix) + "*", juce::File::findFiles))
+    {
+        const auto path = entry.getFile().loadFileAsString();
 
-    if (descriptor >= 0)
-        ::close (descriptor);
+        if (juce::File::isAbsolutePath (path) && juce::File (path).exists())
+            return true;
+    }
 
-    errno = lockError;
-    return -1;
+    return false;
 }
 } // namespace
 
 StoreFile::StoreFile (FileSystemCalls& callsToUse,
                       const juce::File& fileToUse,
                       int descriptorToOwn,
-                      std::uint64_t fileSize)
-    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize)
+                      std::uint64_t fileSize,
+                      IsLeftBehind leftBehind)
+    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize),
+      isLeftBehind (std::move (leftBehind))
 {
 }
 
 StoreFile::~StoreFile()
 {
     calls.close (descriptor);
-    calls.unlink (file.getFullPathName().toRawUTF8());
+
+    if (! *isLeftBehind)
+        calls.unlink (file.getFullPathName().toRawUTF8());
 }
 
 bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBytes)
@@ -214,35 +219,110 @@ juce::Result TemporaryStore::open (const juce::File& parentFolder,
             break;
         }
 
-        const auto lock = takeLock (folder);
-        lastFailure = errno;
-
-        if (lock >= 0)
+        if (auto lock = FileLock::take (lockFileOf (folder)))
         {
-            store.reset (new TemporaryStore (calls, folder, lock));
+            store.reset (new TemporaryStore (calls, folder, std::move (*lock)));
             return juce::Result::ok();
         }
 
+        lastFailure = errno;
         ::rmdir (folder.getFullPathName().toRawUTF8());
     }
 
     return juce::Result::fail ("temporary folder " + errorOf (parentFolder, lastFailure));
 }
 
-TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse, const juce::File& folderToOwn, int lockToOwn)
-    : calls (callsToUse), ownFolder (folderToOwn), lockDescriptor (lockToOwn)
+juce::Result TemporaryStore::adopt (const juce::File& folder,
+                                    std::shared_ptr<TemporaryStore>& store,
+                                    FileSystemCalls& calls)
+{
+    if (! isStoreFolder (folder))
+        return juce::Result::fail (folder.getFullPathName() + ": no temporary folder of this user");
+
+    auto lock = FileLock::take (lockFileOf (folder));
+
+    if (! lock)
+        return juce::Result::fail ("temporary folder " + errorOf (folder, errno));
+
+    store.reset (new TemporaryStore (calls, folder, std::move (*lock)));
+
+    // New files get numbers above those that are there.
+    for (const auto& entry : juce::RangedDirectoryIterator (
+             folder, false, juce::String ("*") + dataSuffix, juce::File::findFiles))
+        store->nextFileNumber = std::max (store->nextFileNumber.load(),
+                                          entry.getFile().getFileNameWithoutExtension().getIntValue() + 1);
+
+    return juce::Result::ok();
+}
+
+TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse,
+                                const juce::File& folderToOwn,
+                                FileLock lockToOwn)
+    : calls (callsToUse), ownFolder (folderToOwn), lock (std::move (lockToOwn))
 {
 }
 
 TemporaryStore::~TemporaryStore()
 {
-    removeStoreFolder (ownFolder);
-    ::close (lockDescriptor);
+    if (! *isLeftBehind && ! isNeeded (ownFolder))
+        removeStoreFolder (ownFolder);
+}
+
+juce::Result TemporaryStore::keepWhileExists (const juce::File& storeFolder,
+                                              const juce::File& elsewhere,
+                                              FileSystemCalls& calls)
+{
+    const auto note = storeFolder.getChildFile (noteOfNeedPrefix + elsewhere.getFileName());
+
+    if (note.loadFileAsString() == elsewhere.getFullPathName())
+        return juce::Result::ok();
+
+    AtomicFile file (note, calls);
+
+    if (file.open().wasOk() && file.writeText (elsewhere.getFullPathName(), false, false, nullptr))
+        juce::ignoreUnused (file.commit());
+
+    return file.status();
+}
+
+juce::Result TemporaryStore::openFile (const juce::String& name,
+                                       std::uint64_t sizeInBytes,
+                                       std::shared_ptr<StoreFile>& file)
+{
+    const auto path = ownFolder.getChildFile (name);
+
+    if (path.getParentDirectory() != ownFolder || ! isStoreFile (path))
+        return juce::Result::fail ("temporary file " + path.getFullPathName() + ": no name of such a file");
+
+    const auto descriptor =
+        calls.open (path.getFullPathName().toRawUTF8(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0);
+
+    if (descriptor < 0)
+        return juce::Result::fail ("temporary file " + errorOf (path, errno));
+
+    struct stat info = {};
+
+    if (::fstat (descriptor, &info) != 0 || ! S_ISREG (info.st_mode)
+        || static_cast<std::uint64_t> (info.st_size) != sizeInBytes)
+    {
+        calls.close (descriptor);
+        return juce::Result::fail ("temporary file " + path.getFullPathName()
+                                   + ": not what was stored there");
+    }
+
+    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not keep the store.
+    file = { new StoreFile (calls, path, descriptor, sizeInBytes, isLeftBehind),
+             [store = weak_from_this().lock()] (StoreFile* opened) mutable
+             {
+                 delete opened;
+                 store.reset();
+             } };
+    return juce::Result::ok();
 }
 
 juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file)
 {
-    const auto path = ownFolder.getChildFile (juce::String (nextFileNumber++) + ".data");
+    const auto path = ownFolder.getChildFile (juce::String (nextFileNumber++) + dataSuffix);
     const auto noRoom = [&] (const juce::String& reason)
     {
         const auto free = freeBytes();
@@ -262,7 +342,7 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
         return juce::Result::fail ("temporary file " + errorOf (path, errno));
 
     // Owns the descriptor and the name from here on, so that every return below cleans up.
-    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes));
+    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes, isLeftBehind));
     const auto length = static_cast<std::int64_t> (sizeInBytes);
 
     while (length > 0 && calls.fallocate (descriptor, 0, 0, length) != 0)
@@ -287,6 +367,13 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
     return juce::Result::ok();
 }
 
+bool TemporaryStore::isStoreFile (const juce::File& file)
+{
+    const auto number = file.getFileNameWithoutExtension();
+    return isStoreName (file.getParentDirectory().getFileName()) && file.getFileName() == number + dataSuffix
+           && number.isNotEmpty() && number.containsOnly ("0123456789");
+}
+
 std::optional<std::uint64_t> TemporaryStore::freeBytes() const
 {
     return freeBytesOf (ownFolder);
@@ -300,20 +387,13 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
              parentFolder, false, juce::String (folderPrefix) + "*", juce::File::findDirectories))
     {
         const auto folder = entry.getFile();
-        struct stat info = {};
 
-        if (! isStoreName (folder.getFileName()))
+        if (! isStoreFolder (folder))
             continue;
 
-        // Never through a link, and never what belongs to another user, whatever its name.
-        if (::lstat (folder.getFullPathName().toRawUTF8(), &info) != 0 || ! S_ISDIR (info.st_mode)
-            || info.st_uid != ::geteuid())
-            continue;
-
-        if (const auto lock = takeLock (folder); lock >= 0)
+        if (const auto lock = FileLock::take (lockFileOf (folder)); lock && ! isNeeded (folder))
         {
             removeStoreFolder (folder);
-            ::close (lock);
             removed += folder.exists() ? 0 : 1;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/FileLock.h"
 #include "model/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
@@ -37,7 +38,9 @@ public:
 
 private:
     friend class TemporaryStore;
-    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size);
+    using IsLeftBehind = std::shared_ptr<const std::atomic<bool>>;
+
+    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size, IsLeftBehind);
 
     bool fail (const juce::String& reason);
     [[nodiscard]] bool contains (std::uint64_t offset, std::size_t numBytes) const;
@@ -46,6 +49,7 @@ private:
     const juce::File file;
     const int descriptor;
     const std::uint64_t size;
+    const IsLeftBehind isLeftBehind; // shared with the store, which may go first
 
     mutable std::mutex errorLock; // guards error
     juce::String error;
@@ -56,10 +60,10 @@ private:
 /** A folder of this process for signals that don't fit in memory: tessivar-<pid>-<random>, mode 0700.
 
     A lock file inside is held locked while the store lives. Folders whose lock can be taken were left behind by a
-    process that is gone; opening a store removes those beside its own. All functions may be called from several
-    threads at once.
+    process that is gone; opening a store removes those beside its own. What a file somewhere else still needs, such as a
+    note of unsaved work, stays: see keepWhileExists(). All functions may be called from several threads at once.
 */
-class TemporaryStore
+class TemporaryStore : public std::enable_shared_from_this<TemporaryStore>
 {
 public:
     /** $XDG_CACHE_HOME/tessivar/tmp when that variable holds an absolute path, else ~/.cache/tessivar/tmp. */
@@ -72,7 +76,16 @@ public:
                                             std::unique_ptr<TemporaryStore>& store,
                                             FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** Removes the store's folder and all files in it. A StoreFile that is still open can be used until it goes. */
+    /** Takes over the folder of a store whose process is gone. Fails when that lives, or when the folder is none of this
+        user's stores.
+    */
+    [[nodiscard]] static juce::Result adopt (const juce::File& folder,
+                                             std::shared_ptr<TemporaryStore>& store,
+                                             FileSystemCalls& calls = FileSystemCalls::system());
+
+    /** Removes the store's folder and all files in it, unless something still needs them. A StoreFile that is still open
+        can be used until it goes.
+    */
     ~TemporaryStore();
 
     /** Makes a file and reserves its space, so that a full disk shows before the work. On failure the result names
@@ -80,20 +93,42 @@ public:
     */
     [[nodiscard]] juce::Result createFile (std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file);
 
+    /** Opens a file of an adopted store, by its name in the folder. It must have exactly that size. The file keeps the
+        store alive.
+    */
+    [[nodiscard]] juce::Result
+    openFile (const juce::String& name, std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file);
+
+    /** Whether a path is, by the names in it, that of a file of some store. */
+    [[nodiscard]] static bool isStoreFile (const juce::File& file);
+
     /** Bytes that can be written to the folder's file system; nothing when it can't be asked. */
     [[nodiscard]] std::optional<std::uint64_t> freeBytes() const;
 
     [[nodiscard]] const juce::File& folder() const { return ownFolder; }
 
-    /** Removes the folders of dead processes in parentFolder and returns how many. */
+    /** Notes in the folder of a store that its files are needed as long as a file elsewhere exists: then neither a sweep
+        nor the end of the store removes the folder. Write the note before that file.
+    */
+    [[nodiscard]] static juce::Result keepWhileExists (const juce::File& storeFolder,
+                                                       const juce::File& elsewhere,
+                                                       FileSystemCalls& calls = FileSystemCalls::system());
+
+    /** From here on neither the store nor its files remove anything from the disk: for a program that has to end before
+        its user could decide about unsaved work. The next one sweeps what nobody needs.
+    */
+    void leaveBehind() { *isLeftBehind = true; }
+
+    /** Removes the folders of dead processes in parentFolder that nothing needs, and returns how many. */
     static int sweep (const juce::File& parentFolder);
 
 private:
-    TemporaryStore (FileSystemCalls&, const juce::File& folder, int lockDescriptor);
+    TemporaryStore (FileSystemCalls&, const juce::File& folder, FileLock lock);
 
     FileSystemCalls& calls;
     const juce::File ownFolder;
-    const int lockDescriptor;
+    const FileLock lock;
+    const std::shared_ptr<std::atomic<bool>> isLeftBehind = std::make_shared<std::atomic<bool>> (false);
     std::atomic<int> nextFileNumber{ 1 };
 
     JUCE_DECLARE_NON_COPYABLE (TemporaryStore)

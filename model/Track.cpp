@@ -8,7 +8,7 @@ namespace tessivar
 
 namespace
 {
-std::uint32_t nextTrackId()
+std::uint32_t nextNumber()
 {
     static std::atomic<std::uint32_t> last{ 0 };
     return ++last;
@@ -17,8 +17,14 @@ std::uint32_t nextTrackId()
 
 Track::Track (TrackState initialState) : data (std::move (initialState))
 {
-    data.id = nextTrackId();
+    data.id = nextNumber();
+    samplesChanged();
     lookForSourceFile();
+}
+
+void Track::samplesChanged()
+{
+    data.contentId = nextNumber();
 }
 
 bool Track::lookForSourceFile()

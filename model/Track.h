@@ -40,6 +40,8 @@ private:
     friend class Group;
     friend class GroupEdit;
 
+    void samplesChanged();
+
     /** Looks for the source file; true when the answer is another than before. */
     bool lookForSourceFile();
 

@@ -89,20 +89,19 @@ TEST_CASE ("AbbreviationTable", "[model][drumtypes]")
 TEST_CASE ("AbbreviationTable in settings", "[model][drumtypes]")
 {
     const test::TemporaryFolder folder;
-    const juce::PropertiesFile::Options options;
-    const auto file = folder.file ("lists.config");
+    const auto folders = UserFolders::below (folder.file ("home"));
 
     SECTION ("writes the built-in lists at the first start and finds the edited ones at the next")
     {
         {
-            juce::PropertiesFile settings (file, options);
+            SettingsStore settings (folders);
             AbbreviationTable first;
             first.loadOrSetDefaults (&settings);
             first.setList (DrumType::snare, "clack; it's; \"a;b\"");
             CHECK (first.save (&settings));
         }
 
-        juce::PropertiesFile settings (file, options);
+        SettingsStore settings (folders);
         AbbreviationTable next;
         CHECK (next.load (&settings));
         CHECK (next.list (DrumType::snare) == "clack; it's; \"a;b\"");

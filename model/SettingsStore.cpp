@@ -1,0 +1,235 @@
+#include "model/SettingsStore.h"
+
+#include "model/AtomicFile.h"
+#include "model/FileLock.h"
+
+#include <algorithm>
+
+namespace tessivar
+{
+
+namespace
+{
+// A copy of the program that was stopped in the middle of a save must not stop this one for ever; the file is replaced
+// in one step in any case.
+constexpr int longestWaitForLock = 2000; // ms
+constexpr int maxDamagedFiles = 10;
+} // namespace
+
+SettingsStore::SettingsStore (const UserFolders& foldersToUse,
+                              int saveDelayMilliseconds,
+                              FileSystemCalls& callsToUse)
+    : folders (foldersToUse), settingsFile (foldersToUse.settingsFile()), saveDelay (saveDelayMilliseconds),
+      calls (callsToUse)
+{
+    std::optional<SettingsValues> values;
+
+    // What can't be read is empty, as at the first start.
+    if (readFile (values).wasOk() && values)
+        base = std::move (*values);
+
+    for (const auto& [key, value] : base)
+        getAllProperties().set (key, value);
+}
+
+SettingsStore::~SettingsStore()
+{
+    saveIfNeeded();
+}
+
+bool SettingsStore::needsToBeSaved() const
+{
+    return changed;
+}
+
+void SettingsStore::propertyChanged()
+{
+    changed = true;
+    sendChangeMessage();
+    startSaveTimer (saveDelay);
+}
+
+void SettingsStore::startSaveTimer (int milliseconds)
+{
+    // Nothing calls timers in a program without messages, and one that is started there keeps all from running later.
+    if (juce::MessageManager::getInstanceWithoutCreating() != nullptr)
+        startTimer (milliseconds);
+}
+
+void SettingsStore::timerCallback()
+{
+    stopTimer();
+
+    // A full disk may have room again later; what failed stays to be saved.
+    if (saveIfNeeded().failed())
+        startSaveTimer (10 * saveDelay);
+}
+
+juce::Result SettingsStore::saveIfNeeded()
+{
+    return changed ? save() : juce::Result::ok();
+}
+
+juce::Result SettingsStore::save()
+{
+    const std::lock_guard saving (saveLock);
+
+    // A state folder that can't be written to leaves the settings without a lock, but not without being saved.
+    const auto processLock = FileLock::waitFor (folders.settingsLock(), longestWaitForLock);
+
+    changed = false;
+    const auto mine = currentValues();
+    std::optional<SettingsValues> onDisk;
+    auto result = readFile (onDisk);
+    SettingsValues merged;
+
+    if (result.wasOk())
+    {
+        merged = onDisk ? mergeSettings (base, mine, *onDisk) : mine;
+
+        if (! onDisk || *onDisk != merged)
+            result = writeFile (merged);
+    }
+
+    if (result.failed())
+    {
+        changed = true;
+        return result;
+    }
+
+    adopt (mine, merged);
+    base = std::move (merged);
+    return result;
+}
+
+juce::Result SettingsStore::readFile (std::optional<SettingsValues>& values)
+{
+    const auto failed = [&] (int error)
+    { return juce::Result::fail (settingsFile.getFullPathName() + ": " + describeError (error)); };
+
+    struct stat info = {};
+
+    if (::stat (settingsFile.getFullPathName().toRawUTF8(), &info) != 0)
+        return errno == ENOENT || errno == ENOTDIR ? juce::Result::ok() : failed (errno);
+
+    // Opening a pipe would wait for its other end.
+    if (! S_ISREG (info.st_mode))
+        return failed (S_ISDIR (info.st_mode) ? EISDIR : EINVAL);
+
+    juce::FileInputStream stream (settingsFile);
+    juce::MemoryBlock content;
+
+    if (stream.openedOk())
+        stream.readIntoMemoryBlock (content, static_cast<ssize_t> (maxSettingsFileSize + 1));
+
+    if (stream.failedToOpen() || stream.getStatus().failed())
+        return juce::Result::fail (settingsFile.getFullPathName() + ": "
+                                   + stream.getStatus().getErrorMessage());
+
+    SettingsValues parsed;
+    damaged = parseSettings (content.getData(), content.getSize(), parsed).failed();
+
+    if (damaged)
+        return putAside (content);
+
+    values = std::move (parsed);
+    return juce::Result::ok();
+}
+
+juce::Result SettingsStore::putAside (const juce::MemoryBlock& content)
+{
+    if (content == damagedContent)
+        return juce::Result::ok();
+
+    const auto folder = folders.damagedSettings();
+
+    if (const auto made = makeFolder (folder); made.failed())
+        return juce::Result::fail (folder.getFullPathName() + ": " + made.getErrorMessage());
+
+    auto kept = folder.findChildFiles (juce::File::findFiles, false, "*.config");
+    std::sort (kept.begin(), kept.end());
+
+    while (kept.size() >= maxDamagedFiles)
+        kept.removeAndReturn (0).deleteFile();
+
+    const auto name = juce::Time::getCurrentTime().formatted ("%Y%m%d-%H%M%S");
+    AtomicFile aside (folder.getNonexistentChildFile (name, ".config", false), calls);
+
+    if (aside.open().wasOk() && aside.write (content.getData(), content.getSize()))
+        juce::ignoreUnused (aside.commit());
+
+    if (aside.status().wasOk())
+        damagedContent = content;
+
+    return aside.status();
+}
+
+juce::Result SettingsStore::writeFile (const SettingsValues& values)
+{
+    const auto folder = settingsFile.getParentDirectory();
+
+    if (const auto made = makeFolder (folder); made.failed())
+        return juce::Result::fail (settingsFile.getFullPathName() + ": " + made.getErrorMessage());
+
+    const auto text = encodeSettings (values);
+
+    if (text.getNumBytesAsUTF8() > maxSettingsFileSize || values.size() > maxSettingsKeys)
+        return juce::Result::fail (settingsFile.getFullPathName() + ": " + describeError (EFBIG));
+
+    AtomicFile output (settingsFile, calls);
+
+    if (output.open().wasOk() && output.write (text.toRawUTF8(), text.getNumBytesAsUTF8()))
+        juce::ignoreUnused (output.commit());
+
+    return output.status();
+}
+
+void SettingsStore::adopt (const SettingsValues& saved, const SettingsValues& merged)
+{
+    auto anyChanged = false;
+    const juce::ScopedLock scopedLock (getLock());
+    auto& all = getAllProperties();
+
+    const auto isAsSaved = [&] (const juce::String& key)
+    {
+        const auto found = saved.find (key);
+        const auto isThere = all.containsKey (key);
+        return found == saved.end() ? ! isThere : isThere && all[key] == found->second;
+    };
+
+    // What another thread changed while the file was written stays, and is written the next time.
+    for (const auto& [key, value] : merged)
+    {
+        if (isAsSaved (key) && ! (saved.contains (key) && saved.at (key) == value))
+        {
+            all.set (key, value);
+            anyChanged = true;
+        }
+    }
+
+    for (const auto& [key, value] : saved)
+    {
+        if (isAsSaved (key) && ! merged.contains (key))
+        {
+            all.remove (juce::StringRef (key));
+            anyChanged = true;
+        }
+    }
+
+    if (anyChanged)
+        sendChangeMessage();
+}
+
+SettingsValues SettingsStore::currentValues()
+{
+    const juce::ScopedLock scopedLock (getLock());
+    const auto& all = getAllProperties();
+    SettingsValues values;
+
+    for (int i = 0; i < all.size(); ++i)
+        values[all.getAllKeys()[i]] = all.getAllValues()[i];
+
+    return values;
+}
+
+} // namespace tessivar

@@ -1,0 +1,274 @@
+#include "model/groupfile/GroupFile.h"
+
+#include "model/AtomicFile.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace tessivar
+{
+
+namespace
+{
+/** The process that holds a lock on an open file, where the system tells; 0 where not. */
+int holderOfLock (int descriptor)
+{
+    struct stat info = {};
+
+    if (::fstat (descriptor, &info) != 0)
+        return 0;
+
+    std::array<char, 64> key{};
+    std::snprintf (key.data(),
+                   key.size(),
+                   "%02x:%02x:%llu",
+                   static_cast<unsigned> (major (info.st_dev)),
+                   static_cast<unsigned> (minor (info.st_dev)),
+                   static_cast<unsigned long long> (info.st_ino));
+
+    juce::StringArray lines;
+    lines.addLines (juce::File ("/proc/locks").loadFileAsString());
+
+    // "1: FLOCK  ADVISORY  WRITE 1234 fe:00:5678 0 EOF"
+    for (const auto& line : lines)
+    {
+        auto words = juce::StringArray::fromTokens (line, " ", {});
+        words.removeEmptyStrings();
+
+        if (words.size() > 5 && words[1] == "FLOCK" && words[5] == key.data())
+            return words[4].getIntValue();
+    }
+
+    return 0;
+}
+
+juce::String heldByAnother (int descriptor)
+{
+    const auto holder = holderOfLock (descriptor);
+
+    if (holder == ::getpid())
+        return "open in another window of this program";
+
+    return holder > 0 ? "open in another window (process " + juce::String (holder) + ")"
+                      : juce::String ("open in another window");
+}
+
+/** Empty when the lock was taken, or when the file system knows no locks. */
+juce::String takeLockOf (int descriptor)
+{
+    while (::flock (descriptor, LOCK_EX | LOCK_NB) != 0)
+    {
+        if (errno == EWOULDBLOCK)
+            return heldByAnother (descriptor);
+
+        if (errno != EINTR)
+            break;
+    }
+
+    return {};
+}
+
+int openWithoutWaiting (const juce::File& file, int flags)
+{
+    // A pipe would wait for its writer.
+    return ::open (file.getFullPathName().toRawUTF8(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+}
+} // namespace
+
+juce::Result GroupFile::open (const juce::File& path, std::shared_ptr<GroupFile>& file)
+{
+    const auto failed = [&] (const juce::String& reason)
+    { return juce::Result::fail (path.getFullPathName() + ": " + reason); };
+
+    // Before anything is opened: opening a device can have effects of its own.
+    struct stat info = {};
+
+    if (::stat (path.getFullPathName().toRawUTF8(), &info) != 0)
+        return failed (describeError (errno));
+
+    if (! S_ISREG (info.st_mode))
+        return failed (S_ISDIR (info.st_mode) ? "is a folder" : "is no regular file");
+
+    juce::String againstWriting;
+    auto opened = openWithoutWaiting (path, O_RDWR);
+
+    if (opened < 0 && (errno == EACCES || errno == EROFS || errno == EPERM || errno == ETXTBSY))
+    {
+        againstWriting = "write-protected";
+        opened = openWithoutWaiting (path, O_RDONLY);
+    }
+
+    if (opened < 0)
+        return failed (describeError (errno));
+
+    if (::fstat (opened, &info) != 0 || ! S_ISREG (info.st_mode))
+    {
+        ::close (opened);
+        return failed ("is no regular file");
+    }
+
+    std::shared_ptr<GroupFile> result (
+        new GroupFile (path, opened, static_cast<std::uint64_t> (info.st_size)));
+    result->reasonAgainstWriting = againstWriting;
+    result->takeLock();
+    file = std::move (result);
+    return juce::Result::ok();
+}
+
+GroupFile::GroupFile (const juce::File& path, int descriptorToOwn, std::uint64_t fileSize)
+    : name (path), fileDescriptor (descriptorToOwn), size (fileSize)
+{
+}
+
+GroupFile::~GroupFile()
+{
+    ::close (fileDescriptor);
+}
+
+void GroupFile::takeLock()
+{
+    if (const auto holder = takeLockOf (fileDescriptor); holder.isNotEmpty())
+        reasonAgainstWriting = holder;
+}
+
+bool GroupFile::read (std::uint64_t offset, std::span<std::uint8_t> dest)
+{
+    const auto known = size.load();
+
+    if (offset > known || dest.size() > known - offset)
+        return fail ("read outside the file");
+
+    while (! dest.empty())
+    {
+        const auto count = ::pread (fileDescriptor, dest.data(), dest.size(), static_cast<off_t> (offset));
+
+        if (count > 0)
+        {
+            dest = dest.subspan (static_cast<std::size_t> (count));
+            offset += static_cast<std::uint64_t> (count);
+        }
+        else if (count == 0)
+        {
+            return fail ("the file has been cut short");
+        }
+        else if (errno != EINTR)
+        {
+            return fail (describeError (errno));
+        }
+    }
+
+    return true;
+}
+
+bool GroupFile::isStillAt (const juce::File& path) const
+{
+    struct stat open = {}, named = {};
+    return ::fstat (fileDescriptor, &open) == 0 && ::stat (path.getFullPathName().toRawUTF8(), &named) == 0
+           && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+bool GroupFile::isUnchanged() const
+{
+    struct stat open = {};
+    return isStillAt (name) && ::fstat (fileDescriptor, &open) == 0
+           && static_cast<std::uint64_t> (open.st_size) == size;
+}
+
+std::uint64_t GroupFile::bytesOnDisk() const
+{
+    constexpr std::uint64_t unitOfBlocks = 512;
+    struct stat info = {};
+    return ::fstat (fileDescriptor, &info) == 0 ? static_cast<std::uint64_t> (info.st_blocks) * unitOfBlocks
+                                                : size.load();
+}
+
+juce::String GroupFile::lastError() const
+{
+    const std::lock_guard guard (stateLock);
+    return error;
+}
+
+void GroupFile::setTail (std::uint64_t start, std::uint64_t end)
+{
+    startOfTail = start;
+    size = end;
+}
+
+std::vector<AudioRange> GroupFile::rangesInUse() const
+{
+    const std::lock_guard guard (stateLock);
+    return used;
+}
+
+bool GroupFile::fail (const juce::String& reason)
+{
+    const std::lock_guard guard (stateLock);
+    error = name.getFullPathName() + ": " + reason;
+    return false;
+}
+
+void GroupFile::addUser (const AudioRange& range)
+{
+    const std::lock_guard guard (stateLock);
+    used.push_back (range);
+}
+
+void GroupFile::removeUser (const AudioRange& range)
+{
+    const std::lock_guard guard (stateLock);
+    used.erase (std::find (used.begin(), used.end(), range));
+}
+
+//======================================================================================================================
+
+GroupFileSamples::GroupFileSamples (std::shared_ptr<GroupFile> file,
+                                    const AudioRange& range,
+                                    const SumsPlace& sums)
+    : groupFile (std::move (file)), audio (range), sumsPlace (sums)
+{
+    groupFile->addUser (audio);
+}
+
+GroupFileSamples::~GroupFileSamples()
+{
+    groupFile->removeUser (audio);
+}
+
+bool GroupFileSamples::readFrames (std::int64_t start, std::span<float> dest)
+{
+    static_assert (std::endian::native == std::endian::little, "samples are read as they stand in the file");
+    const auto bytesPerFrame = sizeof (float) * static_cast<std::uint64_t> (audio.channels);
+    const auto from = static_cast<std::uint64_t> (start) * bytesPerFrame;
+
+    if (start < 0 || from > audio.size || dest.size_bytes() > audio.size - from)
+        return groupFile->fail ("read outside a track");
+
+    const std::span<std::uint8_t> bytes (reinterpret_cast<std::uint8_t*> (dest.data()), dest.size_bytes());
+
+    if (! groupFile->read (audio.offset + from, bytes))
+        return false;
+
+    // A device that gets a sample that is no number may play anything.
+    for (auto& sample : dest)
+        sample = std::isfinite (sample) ? sample : 0.0f;
+
+    return true;
+}
+
+juce::String lockForReplacing (const juce::File& path, int& lockDescriptor)
+{
+    lockDescriptor = openWithoutWaiting (path, O_RDONLY);
+    return lockDescriptor < 0 ? juce::String() : takeLockOf (lockDescriptor);
+}
+
+} // namespace tessivar

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "model/TrackSamples.h"
+#include "model/groupfile/AudioSums.h"
+#include "model/groupfile/GroupTables.h"
+#include "model/groupfile/RandomAccessBytes.h"
+
+#include <juce_core/juce_core.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace tessivar
+{
+
+/** A group file that is open, shared by the samples that lie in it.
+
+    While it is open it is locked against other copies of the program, and against other Groups of this one: who comes
+    second may read it, but not save to it. Reads may come from several threads at once; they go to the file that was
+    opened, also when another has taken its name since.
+*/
+class GroupFile final : public RandomAccessBytes
+{
+public:
+    /** Fails, naming the file and the reason, when it isn't there, is no regular file or can't be read. */
+    [[nodiscard]] static juce::Result open (const juce::File& path, std::shared_ptr<GroupFile>& file);
+
+    ~GroupFile() override;
+
+    [[nodiscard]] const juce::File& path() const { return name; }
+
+    /** As of opening or of the last save. */
+    [[nodiscard]] std::uint64_t sizeInBytes() const override { return size; }
+    [[nodiscard]] bool read (std::uint64_t offset, std::span<std::uint8_t> dest) override;
+
+    /** Whether saving to it is refused; why() then tells the user. */
+    [[nodiscard]] bool isReadOnly() const { return reasonAgainstWriting.isNotEmpty(); }
+    [[nodiscard]] const juce::String& why() const { return reasonAgainstWriting; }
+
+    /** Whether its path still leads to it. */
+    [[nodiscard]] bool isStillAt (const juce::File& path) const;
+
+    /** Whether it has the size that is known here, under its path. */
+    [[nodiscard]] bool isUnchanged() const;
+
+    /** Bytes that it takes on disk; holes take none. */
+    [[nodiscard]] std::uint64_t bytesOnDisk() const;
+
+    /** Error of the last read that failed; empty when none did. */
+    [[nodiscard]] juce::String lastError() const;
+
+    // For saving.
+
+    [[nodiscard]] int descriptor() const { return fileDescriptor; }
+
+    /** Says which name the file was given, before it is shared. */
+    void setPath (const juce::File& newPath) { name = newPath; }
+
+    /** Where the tail begins that now stands at the end of the file, and where it ends. */
+    void setTail (std::uint64_t start, std::uint64_t end);
+    [[nodiscard]] std::uint64_t tailStart() const { return startOfTail; }
+
+    /** Ranges that samples were made for and that are in use. */
+    [[nodiscard]] std::vector<AudioRange> rangesInUse() const;
+
+private:
+    friend class GroupFileSamples;
+
+    GroupFile (const juce::File& path, int descriptorToOwn, std::uint64_t fileSize);
+    void takeLock();
+    bool fail (const juce::String& reason);
+    void addUser (const AudioRange& range);
+    void removeUser (const AudioRange& range);
+
+    juce::File name;
+    const int fileDescriptor;
+    std::atomic<std::uint64_t> size, startOfTail{ 0 };
+    juce::String reasonAgainstWriting;
+
+    mutable std::mutex stateLock; // guards error and used
+    juce::String error;
+    std::vector<AudioRange> used;
+
+    JUCE_DECLARE_NON_COPYABLE (GroupFile)
+};
+
+/** A track's samples in a group file. Samples that are no finite number read as 0. */
+class GroupFileSamples final : public TrackSamples
+{
+public:
+    /** The range lies inside the file. */
+    GroupFileSamples (std::shared_ptr<GroupFile> file, const AudioRange& range, const SumsPlace& sums);
+    ~GroupFileSamples() override;
+
+    [[nodiscard]] int numChannels() const override { return audio.channels; }
+    [[nodiscard]] std::int64_t lengthInFrames() const override { return framesOf (audio); }
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] juce::String lastError() const override { return groupFile->lastError(); }
+    [[nodiscard]] Location location() const override { return { groupFile->path(), audio.offset }; }
+
+    [[nodiscard]] const GroupFile* file() const { return groupFile.get(); }
+    [[nodiscard]] const AudioRange& range() const { return audio; }
+    [[nodiscard]] const SumsPlace& sums() const { return sumsPlace; }
+
+private:
+    const std::shared_ptr<GroupFile> groupFile;
+    const AudioRange audio;
+    const SumsPlace sumsPlace;
+
+    JUCE_DECLARE_NON_COPYABLE (GroupFileSamples)
+};
+
+/** Whether somebody else holds the lock of a group file: the text for the user, empty when nobody does. A lock that is taken
+    on the way is left in lockDescriptor, to be closed by the caller; -1 when the file isn't there.
+*/
+[[nodiscard]] juce::String lockForReplacing (const juce::File& path, int& lockDescriptor);
+
+} // namespace tessivar

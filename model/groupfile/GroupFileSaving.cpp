@@ -1,0 +1,248 @@
+#include "model/groupfile/GroupFileSaving.h"
+
+#include "model/AtomicFile.h"
+#include "model/TemporaryStore.h"
+#include "model/groupfile/GroupFileAppending.h"
+#include "model/groupfile/GroupFileAudio.h"
+#include "model/groupfile/GroupFileVerification.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr std::string_view head = "Tessivar group file. It is read from its end.\n";
+static_assert (head.size() < SavePlan::headSize);
+
+juce::Result failed (const juce::File& file, const juce::String& reason)
+{
+    return juce::Result::fail (file.getFullPathName() + ": " + reason);
+}
+
+FileSystemCalls& callsOf (const SaveRequest& request)
+{
+    return request.calls != nullptr ? *request.calls : FileSystemCalls::system();
+}
+
+/** Largest size of a file in a folder. */
+std::optional<std::uint64_t> sizeLimitOf (const juce::File& folder)
+{
+    constexpr std::uint64_t largestOfFat = 0xffffffffu;
+    struct statfs info = {};
+
+    if (::statfs (folder.getFullPathName().toRawUTF8(), &info) == 0 && info.f_type == MSDOS_SUPER_MAGIC)
+        return largestOfFat;
+
+    return std::nullopt;
+}
+
+/** Why no file of that size can be made in the target's folder, or so many bytes be added; empty when they can. */
+juce::String reasonAgainstSize (const SaveRequest& request,
+                                std::uint64_t size,
+                                std::uint64_t bytesToAdd,
+                                std::uint64_t spare)
+{
+    const auto folder = request.target.getParentDirectory();
+
+    if (const auto limit = sizeLimitOf (folder); limit && size > *limit)
+        return "the file system takes no file of more than " + juce::String (*limit) + " bytes; "
+               + juce::String (size) + " bytes needed";
+
+    const auto free = freeBytesOf (folder);
+
+    if (free && (*free < bytesToAdd || *free - bytesToAdd < spare))
+        return "not enough room: " + juce::String (bytesToAdd + spare) + " bytes needed, "
+               + juce::String (*free) + " bytes free";
+
+    return {};
+}
+
+juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t size)
+{
+    return reasonAgainstSize (request, size, size, request.spareBytes);
+}
+
+/** Keeps others from opening the file that is about to be replaced. */
+class LockOfTarget
+{
+public:
+    ~LockOfTarget()
+    {
+        if (descriptor >= 0)
+            ::close (descriptor);
+    }
+
+    LockOfTarget() = default;
+    LockOfTarget (const LockOfTarget&) = delete;
+    LockOfTarget& operator= (const LockOfTarget&) = delete;
+
+    [[nodiscard]] juce::Result take (const SaveRequest& request)
+    {
+        const auto& current = request.currentFile;
+        const auto isCurrent = current != nullptr && current->isStillAt (request.target);
+        const auto holder = isCurrent ? current->why() : lockForReplacing (request.target, descriptor);
+        return holder.isEmpty() ? juce::Result::ok() : failed (request.target, holder);
+    }
+
+private:
+    int descriptor = -1;
+};
+
+/** Reads a new file back that has not got its name yet. */
+juce::Result checkNewFile (const juce::File& temporary,
+                           const SavePlan& plan,
+                           std::shared_ptr<GroupFile>& file,
+                           const JobControl& control)
+{
+    constexpr std::uint64_t readBackWhole = 256u << 20;
+    const auto wrong = juce::Result::fail ("what was written can't be read back");
+
+    if (const auto result = GroupFile::open (temporary, file); result.failed())
+        return result;
+
+    const auto tail = plan.encodedTail();
+    std::vector<std::uint8_t> present (tail.size());
+    FoundTail found;
+
+    if (file->sizeInBytes() != plan.fileSize() || ! file->read (plan.tailStart(), present) || present != tail)
+        return wrong;
+
+    if (decodeGroupTail (*file, file->sizeInBytes(), found).failed() || ! found.isIntact())
+        return wrong;
+
+    file->setTail (found.start, found.end);
+
+    if (file->sizeInBytes() > readBackWhole)
+        return juce::Result::ok();
+
+    GroupVerification verification;
+    const auto result = verifyAudio (*file, found, verification, control);
+    return result.failed() || verification.isIntact() ? result : wrong;
+}
+
+juce::Result
+saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
+{
+    const auto size = plan.fileSize();
+
+    if (const auto reason = reasonAgainstNewFile (request, size); reason.isNotEmpty())
+        return failed (request.target, reason);
+
+    AtomicFile atomic (request.target, callsOf (request));
+
+    if (const auto result = atomic.open (size); result.failed())
+        return result;
+
+    constexpr auto shareOfWriting = 0.95;
+    std::uint64_t done = 0;
+    const auto progress = [&] (std::uint64_t count)
+    { control.progress (shareOfWriting * static_cast<double> (done += count) / static_cast<double> (size)); };
+
+    atomic.write (head.data(), head.size());
+    atomic.writeRepeatedByte (0, SavePlan::headSize - head.size());
+
+    if (const auto result = plan.write (atomic, control, progress); result.failed())
+        return result.getErrorMessage() == streamFailed ? atomic.status() : result;
+
+    const auto tail = plan.encodedTail();
+    atomic.write (tail.data(), tail.size());
+
+    if (const auto result = atomic.finish(); result.failed())
+        return result;
+
+    std::shared_ptr<GroupFile> file;
+    const JobControl onlyStop{ control.shouldStop, {} };
+
+    if (const auto result = checkNewFile (atomic.temporaryFile(), plan, file, onlyStop); result.failed())
+        return result.getErrorMessage() == stoppedByUser ? result
+                                                         : failed (request.target, result.getErrorMessage());
+
+    if (control.isStopped())
+        return juce::Result::fail (stoppedByUser);
+
+    if (const auto result = atomic.commit(); result.failed())
+        return result;
+
+    file->setPath (atomic.targetFile());
+    saved = { plan.stateIn (file), file, SaveKind::whole, size, {} };
+    control.progress (1.0);
+    return juce::Result::ok();
+}
+
+/** Whether so much of a file is not needed any more that it is worth writing anew. */
+bool hasMuchSlack (const GroupFile& file, const SavePlan& plan)
+{
+    constexpr std::uint64_t always = 1u << 20;
+    constexpr std::uint64_t onePercent = 100;
+    const auto present = std::min (file.bytesOnDisk(), file.sizeInBytes());
+    const auto needed = plan.bytesInUse();
+    return present > needed && present - needed > std::max (always, needed / onePercent);
+}
+
+juce::Result append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
+{
+    const auto size = plan.fileSize();
+
+    if (const auto reason = reasonAgainstSize (request, size, size - request.currentFile->sizeInBytes(), 0);
+        reason.isNotEmpty())
+        return failed (request.target, reason);
+
+    SavedGroup result;
+
+    if (const auto appended = appendToGroupFile (request, plan, result, control); appended.failed())
+        return appended;
+
+    // What another program put into the file may be needed by it, wherever it lies.
+    const auto isForeign =
+        std::any_of (request.state.tracks.begin(),
+                     request.state.tracks.end(),
+                     [] (const TrackState& track)
+                     { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
+
+    if (result.kind == SaveKind::inPlace && ! isForeign)
+        if (const auto given = giveBackRoom (*request.currentFile, plan, callsOf (request)); given.failed())
+            result.notes.add (given.getErrorMessage());
+
+    saved = std::move (result);
+    return juce::Result::ok();
+}
+} // namespace
+
+juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const JobControl& control)
+{
+    if (control.isStopped())
+        return juce::Result::fail (stoppedByUser);
+
+    LockOfTarget lock;
+
+    if (const auto result = lock.take (request); result.failed())
+        return result;
+
+    SavePlan whole (request.state, nullptr);
+
+    if (whole.problem().isNotEmpty())
+        return failed (request.target, whole.problem());
+
+    if (request.compact || ! canAppend (request))
+        return saveWhole (request, whole, saved, control);
+
+    SavePlan appended (request.state, request.currentFile.get());
+    const auto wholeFits = reasonAgainstNewFile (request, whole.fileSize()).isEmpty();
+    const auto isWhole = appended.needsAudio() ? wholeFits || ! request.savingDiskSpace
+                                               : wholeFits && hasMuchSlack (*request.currentFile, appended);
+
+    if (isWhole)
+        return saveWhole (request, whole, saved, control);
+
+    return append (request, appended, saved, control);
+}
+
+} // namespace tessivar

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "model/JobControl.h"
+#include "model/groupfile/GroupTail.h"
+#include "model/groupfile/RandomAccessBytes.h"
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+
+namespace tessivar
+{
+
+/** What checking a whole group file found. */
+struct GroupVerification
+{
+    juce::StringArray damage;   // what is not as it was written, in words
+    juce::StringArray readable; // names of the tracks whose audio is all there
+    juce::StringArray notes;    // what is no damage: an older save that was found, audio without sums
+    int numTracks = 0;
+    std::uint64_t bytesChecked = 0; // of audio, by sums
+
+    [[nodiscard]] bool isIntact() const { return damage.isEmpty(); }
+};
+
+/** Checks everything in a group file that has a sum: tail, records and all audio, which is read from end to end. Fails, naming
+    the file and the reason, when no group can be read from it at all, or with "stopped".
+*/
+[[nodiscard]] juce::Result
+verifyGroupFile (const juce::File& path, GroupVerification& verification, const JobControl& control = {});
+
+/** The part of it that concerns the audio of a tail. */
+[[nodiscard]] juce::Result verifyAudio (RandomAccessBytes& bytes,
+                                        const FoundTail& found,
+                                        GroupVerification& verification,
+                                        const JobControl& control);
+
+} // namespace tessivar

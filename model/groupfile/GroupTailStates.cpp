@@ -1,0 +1,351 @@
+#include "model/groupfile/GroupTail.h"
+
+#include "model/AtomicFile.h"
+#include "model/groupfile/PropertyList.h"
+#include "model/groupfile/RecordSampleRate.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tessivar
+{
+
+namespace
+{
+using Properties = juce::StringPairArray;
+
+namespace key
+{
+constexpr auto name = "name", foreignText = "foreignText", method = "method",
+               analysisMethod = "analysis.method", analysisSeed = "analysis.seed",
+               analysisTracks = "analysis.numTracks", excluded = "excluded", sourcePath = "sourcePath",
+               channel = "channel", numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
+               floatingPoint = "floatingPoint", sourceChunks = "sourceChunks",
+               analysedType = "analysed.drumType", analysedExcluded = "analysed.excluded",
+               focusMatch = "findings.focusMatchDb", bestFocus = "findings.bestFocusUpTo",
+               leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
+               suggestedFocus = "findings.suggestedFocus";
+} // namespace key
+
+juce::String textOf (bool value)
+{
+    return value ? "1" : "0";
+}
+
+template <typename Values>
+juce::String listOf (const Values& values)
+{
+    juce::StringArray texts;
+
+    for (const auto value : values)
+        texts.add (tessivar::textOf (static_cast<double> (value)));
+
+    return texts.joinIntoString (" ");
+}
+
+/** Nothing unless the text holds exactly as many numbers. */
+template <typename Values>
+void parseList (const juce::String& text, Values& values)
+{
+    const auto texts = juce::StringArray::fromTokens (text, " ", {});
+
+    if (static_cast<std::size_t> (texts.size()) != values.size())
+        return;
+
+    auto parsed = values;
+
+    for (std::size_t i = 0; i < parsed.size(); ++i)
+    {
+        const auto number = doubleOf (texts[static_cast<int> (i)]);
+
+        // Outside of it a conversion to int has no result.
+        if (! number || (std::is_integral_v<typename Values::value_type> && ! (std::abs (*number) <= 1.0e6)))
+            return;
+
+        parsed[i] = static_cast<typename Values::value_type> (*number);
+    }
+
+    values = parsed;
+}
+
+/** Properties of a file, of which what is known is taken out. */
+class PropertiesLeft
+{
+public:
+    explicit PropertiesLeft (const Properties& properties) : left (properties) {}
+
+    [[nodiscard]] bool has (const char* name) const { return left.containsKey (name); }
+
+    juce::String take (const char* name)
+    {
+        const auto value = left[name];
+        left.remove (juce::StringRef (name));
+        return value;
+    }
+
+    /** The number when there is one within the limits, else the default. */
+    int takeInt (const char* name, int low, int high, int otherwise)
+    {
+        const auto number = unsignedOf (take (name));
+        return number && *number >= static_cast<std::uint64_t> (low)
+                       && *number <= static_cast<std::uint64_t> (high)
+                   ? static_cast<int> (*number)
+                   : otherwise;
+    }
+
+    void takePrefixed (const juce::String& prefix)
+    {
+        for (int i = left.size(); --i >= 0;)
+            if (left.getAllKeys()[i].startsWith (prefix))
+                left.remove (i);
+    }
+
+    [[nodiscard]] const Properties& rest() const { return left; }
+
+private:
+    Properties left;
+};
+
+void addFindings (const TrackFindings& findings, Properties& properties)
+{
+    if (findings == TrackFindings{})
+        return;
+
+    properties.set (key::focusMatch, listOf (findings.focusMatchDb));
+    properties.set (key::bestFocus, listOf (findings.bestFocusUpTo));
+    properties.set (key::leakage, tessivar::textOf (findings.leakageDb));
+    properties.set (key::maskedEnergy, tessivar::textOf (findings.maskedEnergyDb));
+
+    if (findings.suggestedFocus)
+        properties.set (key::suggestedFocus, tessivar::textOf (*findings.suggestedFocus));
+}
+
+TrackFindings takeFindings (PropertiesLeft& properties)
+{
+    TrackFindings findings;
+    parseList (properties.take (key::focusMatch), findings.focusMatchDb);
+    parseList (properties.take (key::bestFocus), findings.bestFocusUpTo);
+    findings.leakageDb = doubleOf (properties.take (key::leakage)).value_or (0.0);
+    findings.maskedEnergyDb = doubleOf (properties.take (key::maskedEnergy)).value_or (0.0);
+    findings.suggestedFocus = doubleOf (properties.take (key::suggestedFocus));
+    return findings;
+}
+
+/** Bits of a track's word that have a meaning here. The rest stays as it came. */
+constexpr std::uint32_t knownWordBits = 0x1ffff;
+
+std::uint32_t wordFor (const TrackState& track)
+{
+    if (track.unknownProperties.containsKey (tailKey::foreignRecord))
+        return track.fileWord;
+
+    const auto within = [] (int value) { return static_cast<std::uint32_t> (std::clamp (value, 0, 255)); };
+    return (track.fileWord & ~knownWordBits) | within (track.channel) | within (track.numSourceChannels) << 8
+           | (track.excluded ? 1u << 16 : 0u);
+}
+
+TailTrack tailTrackFor (const TrackState& track)
+{
+    TailTrack result;
+    result.record = track.record;
+    result.word = wordFor (track);
+    result.name = track.name;
+    result.metadata = track.metadata;
+
+    auto& properties = result.properties;
+    properties.set (key::excluded, textOf (track.excluded));
+    properties.set (key::sourcePath, track.sourceFile.getFullPathName());
+    properties.set (key::channel, juce::String (track.channel));
+    properties.set (key::numSourceChannels, juce::String (track.numSourceChannels));
+    properties.set (key::bitsPerSample, juce::String (track.bitsPerSample));
+    properties.set (key::floatingPoint, textOf (track.isFloatingPoint));
+
+    if (track.analysedAs)
+    {
+        properties.set (key::analysedType,
+                        tessivar::textOf (std::uint64_t{ drumTypeCode (track.analysedAs->drumType) }));
+        properties.set (key::analysedExcluded, textOf (track.analysedAs->excluded));
+    }
+
+    addFindings (track.findings, properties);
+
+    if (track.sourceChunks != nullptr)
+        properties.set (key::sourceChunks, track.sourceChunks->toText());
+
+    properties.addArray (track.unknownProperties);
+    return result;
+}
+
+TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOurs)
+{
+    TrackState state;
+    state.record = track.record;
+    state.name = track.name;
+    state.metadata = track.metadata;
+    state.fileWord = track.word;
+    state.sampleRate = sampleRate;
+
+    PropertiesLeft properties (track.properties);
+    state.excluded = properties.take (key::excluded) == "1";
+
+    if (const auto path = properties.take (key::sourcePath); juce::File::isAbsolutePath (path))
+        state.sourceFile = juce::File (path);
+
+    state.numSourceChannels = properties.takeInt (key::numSourceChannels, 1, 64, 1);
+    state.channel = properties.takeInt (key::channel, 0, state.numSourceChannels - 1, 0);
+    // What is in the file is what is known of the depth of another program's tracks.
+    state.bitsPerSample = properties.takeInt (key::bitsPerSample, 1, 64, 32);
+    state.isFloatingPoint = isOurs ? properties.take (key::floatingPoint) == "1" : true;
+
+    const auto type = unsignedOf (properties.take (key::analysedType));
+    const auto wasExcluded = properties.take (key::analysedExcluded) == "1";
+
+    if (type && *type <= 0xffffffffu)
+        if (const auto drumType = drumTypeFromCode (static_cast<std::uint32_t> (*type)))
+            state.analysedAs = AnalysisInput{ *drumType, wasExcluded };
+
+    state.findings = takeFindings (properties);
+
+    if (properties.has (key::sourceChunks))
+        if (auto chunks = SourceChunks::fromText (properties.take (key::sourceChunks)))
+            state.sourceChunks = std::make_shared<const SourceChunks> (std::move (*chunks));
+
+    // Where things lie in the file is not the track's.
+    for (const auto* place :
+         { tailKey::sumsOffset, tailKey::sumsLength, tailKey::sumsCrc, tailKey::recordCrc })
+        properties.take (place);
+
+    properties.takePrefixed (tailKey::recoveryPrefix);
+    state.unknownProperties = properties.rest();
+
+    if (! isOurs)
+        state.unknownProperties.set (tailKey::foreignRecord, "1");
+
+    return state;
+}
+
+double sampleRateOf (const FoundTail& found, PropertiesLeft& properties, juce::StringArray& notes)
+{
+    if (const auto rate = doubleOf (properties.take (tailKey::sampleRate));
+        rate && isSupportedSampleRate (*rate))
+        return *rate;
+
+    for (const auto& track : found.tail.tracks)
+        if (const auto rate = sampleRateInRecord (track.record.bytes()))
+            return *rate;
+
+    if (! found.tail.tracks.empty())
+        notes.add ("the file does not tell its sample rate; 44100 Hz is assumed");
+
+    return 44100.0;
+}
+
+/** Whether the text of another program's file can serve as a name. */
+bool isPlainName (const juce::String& text)
+{
+    constexpr auto longestName = 120;
+    auto isPrintable =
+        text.trim().isNotEmpty() && text.length() <= longestName && ! text.startsWith ("base64:");
+
+    for (const auto character : text)
+        isPrintable = isPrintable && character >= 32 && character != 127;
+
+    return isPrintable;
+}
+
+/** Renderings by another program count as an analysis of the tracks as they are: asking for another one is up to the user. */
+void assumeAnalysis (GroupState& state)
+{
+    const auto isProcessed = [] (const TrackState& track) { return track.record.isProcessed(); };
+
+    if (std::none_of (state.tracks.begin(), state.tracks.end(), isProcessed))
+        return;
+
+    state.analysis =
+        GroupState::Analysis{ SeparationMethod::standard, 1, static_cast<int> (state.tracks.size()) };
+
+    for (auto& track : state.tracks)
+        track.analysedAs = track.analysisInput();
+}
+
+std::optional<GroupState::Analysis> takeAnalysis (PropertiesLeft& properties)
+{
+    const auto method = parseSeparationMethod (properties.take (key::analysisMethod));
+    const auto seed = unsignedOf (properties.take (key::analysisSeed));
+    const auto numTracks = properties.takeInt (key::analysisTracks, 0, 1 << 20, 0);
+
+    if (! method || ! seed)
+        return std::nullopt;
+
+    return GroupState::Analysis{ *method, *seed, numTracks };
+}
+} // namespace
+
+GroupTail groupTailFor (const GroupState& state)
+{
+    GroupTail tail;
+    auto& properties = tail.properties;
+
+    if (state.foreignText.isNotEmpty())
+    {
+        tail.text = bytesForAnyText (state.foreignText);
+        properties.set (key::foreignText, "1");
+    }
+    else
+    {
+        const auto cut =
+            shortenedToBytes (state.name, static_cast<std::size_t> (groupFileFormat::maxTextBytes));
+        const auto characters = bytesOfText (cut);
+        tail.text.assign (characters.begin(), characters.end());
+    }
+
+    properties.set (key::name, state.name);
+    properties.set (tailKey::sampleRate, tessivar::textOf (state.sampleRate()));
+    properties.set (key::method, separationMethodKey (state.method));
+
+    if (state.analysis)
+    {
+        properties.set (key::analysisMethod, separationMethodKey (state.analysis->method));
+        properties.set (key::analysisSeed, tessivar::textOf (state.analysis->seed));
+        properties.set (key::analysisTracks, juce::String (state.analysis->numTracks));
+    }
+
+    properties.addArray (state.unknownProperties);
+
+    for (const auto& track : state.tracks)
+        tail.tracks.push_back (tailTrackFor (track));
+
+    return tail;
+}
+
+GroupState groupStateFrom (const FoundTail& found, const juce::String& fallbackName, juce::StringArray& notes)
+{
+    GroupState state;
+    PropertiesLeft properties (found.tail.properties);
+    const auto text = textForAnyBytes (found.tail.text);
+    const auto hasName = properties.has (key::name);
+    state.name = properties.take (key::name);
+
+    if (! found.isOurs || properties.take (key::foreignText) == "1")
+        state.foreignText = text;
+
+    if (! hasName)
+        state.name = isPlainName (text) ? text : fallbackName;
+
+    const auto sampleRate = sampleRateOf (found, properties, notes);
+    state.method =
+        parseSeparationMethod (properties.take (key::method)).value_or (SeparationMethod::standard);
+    state.analysis = takeAnalysis (properties);
+    properties.takePrefixed (tailKey::recoveryPrefix);
+    state.unknownProperties = properties.rest();
+
+    for (const auto& track : found.tail.tracks)
+        state.tracks.push_back (trackStateFrom (track, sampleRate, found.isOurs));
+
+    if (! found.isOurs)
+        assumeAnalysis (state);
+
+    return state;
+}
+
+} // namespace tessivar

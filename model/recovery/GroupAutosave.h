@@ -1,0 +1,100 @@
+#pragma once
+
+#include "model/TessivarWorkspace.h"
+#include "model/recovery/RecoveryList.h"
+#include "model/recovery/RecoverySession.h"
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace tessivar
+{
+
+/** Keeps a recovery entry for every open Group with unsaved changes: at most changeDelay after a change, at the next tick
+    after an analysis. It goes when the Group was saved, or when discard() says that its changes are not wanted; what is
+    left when the program ends is offered at the next start.
+
+    Writes on a thread of its own; everything else is on the message thread.
+*/
+class GroupAutosave
+{
+public:
+    static constexpr std::int64_t changeDelay = 5000;  // ms from the first change to the entry
+    static constexpr std::int64_t retryDelay = 10000;  // ms after a failure
+    static constexpr int suggestedTickInterval = 1000; // ms
+
+    GroupAutosave (TessivarWorkspace& workspace, std::shared_ptr<RecoverySession> session);
+
+    /** Finishes what is being written. */
+    ~GroupAutosave();
+
+    /** Told on the message thread, in tick(), when an entry can't be written: file and reason, once until it works again. */
+    std::function<void (const juce::String&)> onFailure;
+
+    /** To be called by a timer of the owner with the time in ms, from any start. */
+    void tick (std::int64_t now);
+
+    /** Writes the Group's entry if it has unsaved changes, and does not wait for the next tick. */
+    void writeNow (const Group::Ptr& group);
+
+    /** Deletes the Group's entry: for one that is closed and whose changes the user does not want. */
+    void discard (const Group::Ptr& group);
+
+    /** For a Group that was recovered: its old entry goes once it has a new one, or was saved, or is discarded. */
+    void takeOver (const RecoveredGroup& recovered);
+
+    /** Waits until everything that was begun is done. */
+    void flush();
+
+private:
+    /** The entry that a Group was recovered from. */
+    struct OldEntry
+    {
+        juce::File file;
+        std::shared_ptr<const FileLock> lock;
+    };
+
+    struct Watched
+    {
+        std::optional<std::uint64_t> writtenRevision; // or on its way
+        std::optional<std::int64_t> changedSince;     // ms
+        std::vector<const void*> renderings; // of the tracks, to tell a new analysis by; never followed
+        std::int64_t notBefore = 0;          // ms, after a failure
+        bool mayHaveEntry = false;
+        std::shared_ptr<OldEntry> oldEntry;
+    };
+
+    struct Failure
+    {
+        std::uint32_t groupId = 0;
+        juce::String reason;
+    };
+
+    void look (const Group::Ptr& group, std::int64_t now);
+    void write (const Group& group, Watched& watched);
+    void removeEntry (std::uint32_t groupId, Watched& watched);
+    void collectFailures (std::int64_t now);
+    void report (std::uint32_t groupId, const juce::Result& result);
+
+    TessivarWorkspace& workspace;
+    const std::shared_ptr<RecoverySession> session;
+    std::map<std::uint32_t, Watched> watchedGroups;
+    juce::String reportedFailure;
+
+    std::mutex failuresLock; // guards failures and anySuccess
+    std::vector<Failure> failures;
+    bool anySuccess = false;
+
+    juce::ThreadPool writer{ 1 }; // one after the other: an entry that goes after it was written stays gone
+
+    JUCE_DECLARE_NON_COPYABLE (GroupAutosave)
+};
+
+} // namespace tessivar

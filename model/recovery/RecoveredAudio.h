@@ -1,0 +1,42 @@
+#pragma once
+
+#include "model/TemporaryStore.h"
+#include "model/groupfile/GroupFileLoading.h"
+#include "model/recovery/RecoveryEntry.h"
+
+#include <juce_core/juce_core.h>
+
+#include <map>
+#include <memory>
+
+namespace tessivar
+{
+
+/** Finds the audio again that recovery entries name, and opens it: in temporary folders of processes that are gone, which it
+    takes over, and in group files. Groups that share a folder or samples share them again.
+*/
+class RecoveredAudio
+{
+public:
+    /** Gives the tracks of an entry's state their samples. What is no longer as it was noted is left out, and notes say so
+        in words for the user: a track without its rendering counts as not analysed, one without any audio has no samples.
+        own is what the Group's own file holds; without a file when it has none.
+    */
+    void attach (RecoveryEntry& entry, const LoadedGroup& own, juce::StringArray& notes);
+
+private:
+    using Samples = std::shared_ptr<TrackSamples>;
+
+    [[nodiscard]] Samples samplesAt (const AudioPlace& place, std::int64_t numFrames);
+    [[nodiscard]] Samples framesAt (const AudioPlace& place);
+    [[nodiscard]] std::shared_ptr<StoreFile> storeFileAt (const AudioPlace& place);
+    [[nodiscard]] std::shared_ptr<GroupFile> groupFileAt (const juce::File& path);
+    void attachTo (TrackState& track, const RecoveryEntry::TrackAudio& audio, juce::StringArray& notes);
+
+    std::map<juce::String, std::weak_ptr<TemporaryStore>> stores; // by folder
+    std::map<juce::String, std::weak_ptr<StoreFile>> storeFiles;  // by path
+    std::map<juce::String, std::weak_ptr<GroupFile>> groupFiles;  // by path
+    std::map<juce::String, std::weak_ptr<TrackSamples>> samples;  // by path, offset and channels
+};
+
+} // namespace tessivar

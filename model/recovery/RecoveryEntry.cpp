@@ -1,0 +1,245 @@
+#include "model/recovery/RecoveryEntry.h"
+
+#include "model/TemporaryStore.h"
+#include "model/groupfile/GroupTail.h"
+#include "model/groupfile/PropertyList.h"
+
+#include <limits>
+#include <utility>
+
+#include <sys/stat.h>
+
+namespace tessivar
+{
+
+namespace
+{
+namespace key
+{
+constexpr auto version = "recovery.version", groupFile = "recovery.groupFile",
+               writtenAt = "recovery.writtenAt", boot = "recovery.boot", length = "recovery.length",
+               source = "recovery.source", rendered = "recovery.rendered", components = "recovery.components";
+} // namespace key
+
+constexpr auto currentVersion = "1";
+
+/** Names of files may be any bytes. */
+juce::String textOfPath (const juce::File& file)
+{
+    return textForAnyBytes (bytesOfText (file.getFullPathName()));
+}
+
+std::optional<juce::File> fileOf (const juce::String& text)
+{
+    const auto bytes = bytesForAnyText (text);
+    const juce::String path (juce::CharPointer_UTF8 (std::string (bytes.begin(), bytes.end()).c_str()));
+    return juce::File::isAbsolutePath (path) ? std::make_optional<juce::File> (path) : std::nullopt;
+}
+
+/** Eight numbers and the path, with a space after each number. */
+juce::String textOf (const AudioPlace& place)
+{
+    juce::String text;
+
+    for (const auto number : { place.offset,
+                               static_cast<std::uint64_t> (place.numFrames),
+                               static_cast<std::uint64_t> (place.numChannels),
+                               static_cast<std::uint64_t> (place.channel + 1),
+                               place.identity.size,
+                               place.identity.modified,
+                               place.identity.device,
+                               place.identity.inode })
+        text << juce::String (number) << ' ';
+
+    return text + textOfPath (place.file);
+}
+
+std::optional<AudioPlace> placeOf (const juce::String& text)
+{
+    std::array<std::uint64_t, 8> numbers{};
+    auto rest = text;
+
+    for (auto& number : numbers)
+    {
+        const auto parsed = unsignedOf (rest.upToFirstOccurrenceOf (" ", false, false));
+
+        if (! parsed)
+            return std::nullopt;
+
+        number = *parsed;
+        rest = rest.fromFirstOccurrenceOf (" ", false, false);
+    }
+
+    const auto [offset, numFrames, numChannels, channel, size, modified, device, inode] = numbers;
+    const auto file = fileOf (rest);
+    const auto fits = numFrames <= static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max())
+                      && numChannels >= 1 && numChannels <= renderedChannels && channel <= numChannels;
+
+    if (! file || ! fits)
+        return std::nullopt;
+
+    return AudioPlace{ *file,
+                       { size, modified, device, inode },
+                       offset,
+                       static_cast<std::int64_t> (numFrames),
+                       static_cast<int> (numChannels),
+                       static_cast<int> (channel) - 1 };
+}
+
+std::optional<AudioPlace> placeOf (TrackSamples* samples)
+{
+    if (samples == nullptr)
+        return std::nullopt;
+
+    const auto location = samples->location();
+    const auto identity = FileIdentity::of (location.file);
+
+    if (! identity)
+        return std::nullopt;
+
+    AudioPlace place{ location.file, *identity, location.offset, samples->lengthInFrames() };
+    place.numChannels = samples->numChannels();
+
+    // One channel of several is always the source within the rendered ones.
+    if (dynamic_cast<ChannelOfSamples*> (samples) != nullptr)
+    {
+        place.numChannels = renderedChannels;
+        place.channel = sourceChannelOfRendered;
+    }
+
+    return place;
+}
+
+std::optional<AudioPlace> placeOf (const StoreFile* file)
+{
+    if (file == nullptr)
+        return std::nullopt;
+
+    const auto identity = FileIdentity::of (file->path());
+    return identity ? std::make_optional (AudioPlace{ file->path(), *identity }) : std::nullopt;
+}
+
+void setPlace (juce::StringPairArray& properties, const char* name, const std::optional<AudioPlace>& place)
+{
+    if (place)
+        properties.set (name, textOf (*place));
+}
+} // namespace
+
+std::optional<FileIdentity> FileIdentity::of (const juce::File& file)
+{
+    struct stat info = {};
+
+    if (::stat (file.getFullPathName().toRawUTF8(), &info) != 0 || ! S_ISREG (info.st_mode))
+        return std::nullopt;
+
+    return FileIdentity{ static_cast<std::uint64_t> (info.st_size),
+                         static_cast<std::uint64_t> (info.st_mtim.tv_sec) * 1000000000u
+                             + static_cast<std::uint64_t> (info.st_mtim.tv_nsec),
+                         static_cast<std::uint64_t> (info.st_dev),
+                         static_cast<std::uint64_t> (info.st_ino) };
+}
+
+bool FileIdentity::isStillIn (const FileIdentity& later) const
+{
+    const auto isSame = device == later.device && inode == later.inode && size <= later.size;
+    return isSame || (size == later.size && modified == later.modified);
+}
+
+RecoveryEntry RecoveryEntry::of (const GroupState& state, const juce::File& groupFile)
+{
+    RecoveryEntry entry;
+    entry.state = state;
+    entry.groupFile = groupFile;
+    entry.groupFileIdentity = FileIdentity::of (groupFile).value_or (FileIdentity{});
+    entry.writtenAt = juce::Time::currentTimeMillis();
+    entry.boot = currentBoot();
+
+    for (const auto& track : state.tracks)
+        entry.audio.push_back ({ placeOf (track.source.get()),
+                                 placeOf (track.rendered.get()),
+                                 placeOf (track.components.get()) });
+
+    return entry;
+}
+
+juce::String RecoveryEntry::currentBoot()
+{
+    return juce::File ("/proc/sys/kernel/random/boot_id").loadFileAsString().trim();
+}
+
+std::vector<std::uint8_t> encodeRecoveryEntry (const RecoveryEntry& entry)
+{
+    auto tail = groupTailFor (entry.state);
+    tail.properties.set (key::version, currentVersion);
+    tail.properties.set (key::writtenAt, juce::String (entry.writtenAt));
+    tail.properties.set (key::boot, entry.boot);
+
+    if (entry.groupFile != juce::File())
+        tail.properties.set (key::groupFile, textOf (AudioPlace{ entry.groupFile, entry.groupFileIdentity }));
+
+    jassert (entry.audio.size() == tail.tracks.size());
+
+    for (std::size_t i = 0; i < tail.tracks.size(); ++i)
+    {
+        auto& [record, word, name, metadata, properties] = tail.tracks[i];
+        properties.set (key::length, juce::String (record.lengthInSamples()));
+        setPlace (properties, key::source, entry.audio[i].source);
+        setPlace (properties, key::rendered, entry.audio[i].rendered);
+        setPlace (properties, key::components, entry.audio[i].components);
+
+        // The audio isn't here, and a reader of tails looks whether it can be.
+        record.setSampleDataOffset (0);
+        record.setLengthInSamples (0);
+    }
+
+    return encodeGroupTail (tail, 0);
+}
+
+juce::Result decodeRecoveryEntry (std::span<const std::uint8_t> bytes, RecoveryEntry& out)
+{
+    MemoryBytes memory (bytes);
+    FoundTail found;
+
+    if (const auto decoded = decodeGroupTail (memory, bytes.size(), found); decoded.failed())
+        return decoded;
+
+    if (! found.isMarked || ! found.isOurs || ! found.isIntact() || found.start != 0)
+        return juce::Result::fail ("damaged");
+
+    const auto& properties = found.tail.properties;
+
+    if (properties[key::version] != currentVersion)
+        return juce::Result::fail ("no recovery entry that this version of the program knows");
+
+    RecoveryEntry entry;
+    juce::StringArray notes;
+    entry.state = groupStateFrom (found, {}, notes);
+    entry.writtenAt = properties[key::writtenAt].getLargeIntValue();
+    entry.boot = properties[key::boot];
+
+    if (const auto place = placeOf (properties[key::groupFile]))
+    {
+        entry.groupFile = place->file;
+        entry.groupFileIdentity = place->identity;
+    }
+
+    for (std::size_t i = 0; i < entry.state.tracks.size(); ++i)
+    {
+        const auto& ofTrack = found.tail.tracks[i].properties;
+        const auto length = unsignedOf (ofTrack[key::length]);
+
+        if (! length || *length > static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max()))
+            return juce::Result::fail ("a track without a length");
+
+        entry.state.tracks[i].record.setLengthInSamples (static_cast<std::int64_t> (*length));
+        entry.audio.push_back ({ placeOf (ofTrack[key::source]),
+                                 placeOf (ofTrack[key::rendered]),
+                                 placeOf (ofTrack[key::components]) });
+    }
+
+    out = std::move (entry);
+    return juce::Result::ok();
+}
+
+} // namespace tessivar

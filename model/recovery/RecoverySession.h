@@ -1,0 +1,71 @@
+#pragma once
+
+#include "model/FileLock.h"
+#include "model/FileSystemCalls.h"
+#include "model/recovery/RecoveryEntry.h"
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+
+namespace tessivar
+{
+
+/** Names in a recovery folder: "<pid>-<random>.lock", held locked as long as the process lives, beside it its entries,
+    "<pid>-<random>-<group>.recovery", and "....skipped" for those that the user does not want to be asked about again. What
+    is broken lies in bad/.
+*/
+namespace recoveryNames
+{
+inline constexpr auto entrySuffix = ".recovery", lockSuffix = ".lock", skippedSuffix = ".skipped",
+                      badFolder = "bad";
+
+[[nodiscard]] juce::File lockOf (const juce::File& entry);
+[[nodiscard]] juce::File skippedMarkOf (const juce::File& entry);
+} // namespace recoveryNames
+
+/** Deletes an entry and its mark. A missing one counts as deleted. */
+[[nodiscard]] juce::Result deleteRecoveryEntry (const juce::File& entry,
+                                                FileSystemCalls& calls = FileSystemCalls::system());
+
+/** The entries of this process. On any thread. */
+class RecoverySession
+{
+public:
+    /** Makes the folder, readable by the user alone, and a lock in it. */
+    [[nodiscard]] static juce::Result open (const juce::File& folder,
+                                            std::shared_ptr<RecoverySession>& session,
+                                            FileSystemCalls& calls = FileSystemCalls::system());
+
+    /** Leaves the entries that are there. */
+    ~RecoverySession();
+
+    /** Writes a Group's entry in one step: afterwards there is the new one or, on failure, the one before. The temporary
+        files that it names are kept from being swept.
+    */
+    [[nodiscard]] juce::Result write (std::uint32_t groupId, const RecoveryEntry& entry);
+
+    /** Deletes a Group's entry, if it has one. */
+    [[nodiscard]] juce::Result remove (std::uint32_t groupId);
+
+    [[nodiscard]] juce::File entryFile (std::uint32_t groupId) const;
+
+private:
+    RecoverySession (FileSystemCalls&, const juce::File& folder, const juce::String& name, FileLock lock);
+
+    FileSystemCalls& calls;
+    const juce::File folder;
+    const juce::String name;
+    const FileLock lock;
+
+    std::mutex notesLock;                                         // guards notedFolders
+    std::map<std::uint32_t, std::set<juce::String>> notedFolders; // of temporary stores, per Group
+
+    JUCE_DECLARE_NON_COPYABLE (RecoverySession)
+};
+
+} // namespace tessivar

@@ -1,0 +1,229 @@
+#include "tests/model/GroupFileBuilders.h"
+
+#include "model/LittleEndian.h"
+
+#include <algorithm>
+#include <bit>
+#include <stdexcept>
+
+namespace tessivar::test
+{
+
+bool MemorySamples::readFrames (std::int64_t start, std::span<float> dest)
+{
+    const auto from = static_cast<std::size_t> (start * channels);
+
+    if (fails || from > samples.size() || dest.size() > samples.size() - from)
+        return false;
+
+    std::copy_n (samples.begin() + static_cast<std::ptrdiff_t> (from), dest.size(), dest.begin());
+    return true;
+}
+
+std::vector<float> numberedSamples (std::int64_t numFrames, int channels, int seed)
+{
+    std::vector<float> samples (static_cast<std::size_t> (numFrames * channels));
+
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float> (seed) + static_cast<float> (i) / 1024.0f;
+
+    return samples;
+}
+
+TrackState
+trackWith (const juce::String& name, DrumType type, std::int64_t numFrames, bool isRendered, int seed)
+{
+    TrackState track;
+    track.name = name;
+    track.sampleRate = 48000.0;
+    track.bitsPerSample = 24;
+    track.record.setLengthInSamples (numFrames);
+    track.record.setDrumType (type);
+    track.record.setProcessed (isRendered);
+
+    if (isRendered)
+    {
+        track.rendered = std::make_shared<MemorySamples> (numberedSamples (numFrames, 7, seed), 7);
+        track.source = std::make_shared<ChannelOfSamples> (track.rendered, sourceChannelOfRendered);
+    }
+    else
+    {
+        track.source = std::make_shared<MemorySamples> (numberedSamples (numFrames, 1, seed), 1);
+    }
+
+    return track;
+}
+
+GroupState smallGroup (std::int64_t numFrames)
+{
+    GroupState group;
+    group.name = juce::CharPointer_UTF8 ("Take 3 \xe2\x80\x93 stage");
+    group.method = SeparationMethod::refined;
+    group.analysis = GroupState::Analysis{ SeparationMethod::refined, 0xfedcba9876543210u, 3 };
+    group.unknownProperties.set ("colour of the Group", "green");
+    group.tracks = { trackWith ("Kick in", DrumType::kick, numFrames, true, 1),
+                     trackWith ("Snare", DrumType::snare, numFrames + 17, false, 2),
+                     trackWith ("Room", DrumType::other, numFrames - 5, false, 3) };
+
+    auto& kick = group.tracks[0];
+    kick.record.setKnobs (KnobSetting::a, { 3.5f, 0.25f });
+    kick.record.setKnobs (KnobSetting::b, { 1.0f, 1.0f });
+    kick.record.select (KnobSetting::b);
+    kick.sourceFile = juce::File ("/takes/3/Kick in.wav");
+    kick.channel = 1;
+    kick.numSourceChannels = 2;
+    kick.metadata.set ("Z last letter", "first");
+    kick.metadata.set ("artist", juce::CharPointer_UTF8 ("M\xc3\xbcller"));
+    kick.metadata.set ("empty", "");
+    kick.analysedAs = AnalysisInput{ DrumType::kick, false };
+    kick.findings.focusMatchDb = { 0.1, 1.0 / 3.0, -1.0e-300, 4.0, 5.0, 6.0 };
+    kick.findings.bestFocusUpTo = { 0, 1, 1, 3, 3, 5 };
+    kick.findings.leakageDb = -17.3;
+    kick.findings.maskedEnergyDb = -0.2;
+    kick.findings.suggestedFocus = 2.7;
+    kick.unknownProperties.set ("x", "1");
+
+    SourceChunks chunks;
+    chunks.container = SourceChunks::Container::wav;
+    chunks.chunks.push_back ({ { 'b', 'e', 'x', 't' }, { 1, 0, 255 } });
+    kick.sourceChunks = std::make_shared<const SourceChunks> (chunks);
+
+    group.tracks[1].isFloatingPoint = true;
+    group.tracks[1].fileWord = 0xabc00000;
+    group.tracks[2].excluded = true;
+    group.tracks[2].analysedAs = AnalysisInput{ DrumType::other, true };
+    return group;
+}
+
+std::vector<float> savedSamplesOf (const TrackState& track)
+{
+    const auto& samples = track.rendered != nullptr ? track.rendered : track.source;
+
+    if (samples == nullptr)
+        return {};
+
+    std::vector<float> result (static_cast<std::size_t> (samples->lengthInFrames() * samples->numChannels()));
+    return samples->readFrames (0, result) ? result : std::vector<float>{};
+}
+
+namespace
+{
+bool isSameTrack (const TrackState& a, const TrackState& b)
+{
+    const auto chunks = [] (const TrackState& track)
+    { return track.sourceChunks != nullptr ? *track.sourceChunks : SourceChunks{}; };
+
+    return a.name == b.name && a.excluded == b.excluded && a.sourceFile == b.sourceFile
+           && a.channel == b.channel && a.numSourceChannels == b.numSourceChannels
+           && a.sampleRate == b.sampleRate && a.bitsPerSample == b.bitsPerSample
+           && a.isFloatingPoint == b.isFloatingPoint && a.metadata.getAllKeys() == b.metadata.getAllKeys()
+           && a.metadata.getAllValues() == b.metadata.getAllValues() && chunks (a) == chunks (b)
+           && a.analysedAs == b.analysedAs && a.findings == b.findings
+           && a.unknownProperties == b.unknownProperties && a.drumType() == b.drumType()
+           && a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a)
+           && a.record.knobs (KnobSetting::b) == b.record.knobs (KnobSetting::b)
+           && a.record.selected() == b.record.selected() && a.lengthInSamples() == b.lengthInSamples()
+           && a.record.isProcessed() == b.record.isProcessed() && savedSamplesOf (a) == savedSamplesOf (b);
+}
+} // namespace
+
+bool isSameGroup (const GroupState& a, const GroupState& b)
+{
+    return a.name == b.name && a.method == b.method && a.analysis == b.analysis
+           && a.unknownProperties == b.unknownProperties && a.foreignText == b.foreignText
+           && std::equal (a.tracks.begin(), a.tracks.end(), b.tracks.begin(), b.tracks.end(), isSameTrack);
+}
+
+SaveRequest requestFor (const GroupState& state, const juce::File& target, std::shared_ptr<GroupFile> current)
+{
+    SaveRequest request;
+    request.state = state;
+    request.target = target;
+    request.currentFile = std::move (current);
+    return request;
+}
+
+SavedGroup saved (const GroupState& state, const juce::File& target, std::shared_ptr<GroupFile> current)
+{
+    SavedGroup result;
+
+    if (const auto saving = saveGroup (requestFor (state, target, std::move (current)), result);
+        saving.failed())
+        throw std::runtime_error (saving.getErrorMessage().toStdString());
+
+    return result;
+}
+
+LoadedGroup loaded (const juce::File& file)
+{
+    LoadedGroup result;
+
+    if (const auto opening = openGroupFile (file, result); opening.failed())
+        throw std::runtime_error (opening.getErrorMessage().toStdString());
+
+    return result;
+}
+
+Bytes bytesOf (const juce::File& file)
+{
+    juce::MemoryBlock block;
+    file.loadFileAsData (block);
+    const auto* data = static_cast<const std::uint8_t*> (block.getData());
+    return { data, data + block.getSize() };
+}
+
+Bytes f32 (float value)
+{
+    return u32 (static_cast<std::int64_t> (std::bit_cast<std::uint32_t> (value)));
+}
+
+void overwrite (Bytes& bytes, std::size_t place, const Bytes& with)
+{
+    std::copy (with.begin(), with.end(), bytes.begin() + static_cast<std::ptrdiff_t> (place));
+}
+
+void repairChecksum (Bytes& bytes)
+{
+    const auto trailer = bytes.size() - GroupFileTrailer::encodedSize;
+    const auto tableSize = littleEndian::readU32 (&bytes[trailer]) * TrackRecord::encodedSize;
+    const auto table = std::span<const std::uint8_t> (bytes).subspan (trailer - tableSize, tableSize);
+    littleEndian::writeU64 (&bytes[trailer + 4], recordChecksum (table));
+}
+
+Bytes ForeignFile::encode() const
+{
+    Bytes bytes, words, records;
+    const auto size = [&] { return static_cast<std::int64_t> (bytes.size()); };
+
+    for (const auto& track : tracks)
+    {
+        Bytes raw (track.record.begin(), track.record.end());
+        overwrite (raw, 0, u64 (size()));
+
+        for (const auto sample : track.samples)
+            bytes = bytes + f32 (sample);
+
+        overwrite (raw, 16, u64 (size()) + u64 (static_cast<std::int64_t> (track.name.size())));
+        bytes = bytes + track.name;
+
+        for (const auto& [key, value] : track.metadata)
+            bytes = bytes + key + u64 (static_cast<std::int64_t> (key.size())) + value
+                    + u64 (static_cast<std::int64_t> (value.size()));
+
+        bytes = bytes + u64 (static_cast<std::int64_t> (track.metadata.size()));
+        const auto channels = track.isRendered ? 7u : 1u;
+        overwrite (raw, 48, u64 (static_cast<std::int64_t> (track.samples.size() / channels)));
+        overwrite (raw, 88, u64 (size()));
+        raw[116] = track.isRendered ? 1 : 0;
+        overwrite (raw, 136, f32 (track.version));
+        records = records + raw;
+        words = words + u32 (track.word);
+    }
+
+    bytes = bytes + groupText + u64 (static_cast<std::int64_t> (groupText.size())) + words + records
+            + u32 (static_cast<std::int64_t> (tracks.size())) + u64 (0) + magic + f32 (version);
+    repairChecksum (bytes);
+    return bytes;
+}
+
+} // namespace tessivar::test

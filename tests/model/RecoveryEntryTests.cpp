@@ -1,0 +1,194 @@
+#include "model/recovery/RecoveryEntry.h"
+#include "tests/model/RecoveryFixtures.h"
+#include "tests/support/FileFaults.h"
+
+namespace tessivar
+{
+
+using namespace test;
+
+namespace
+{
+void checkSame (const GroupState& state, const GroupState& expected)
+{
+    CHECK (state.name == expected.name);
+    CHECK (state.method == expected.method);
+    CHECK (state.analysis == expected.analysis);
+    REQUIRE (state.tracks.size() == expected.tracks.size());
+
+    for (std::size_t i = 0; i < state.tracks.size(); ++i)
+    {
+        const auto &a = state.tracks[i], &b = expected.tracks[i];
+        CHECK (a.name == b.name);
+        CHECK (a.excluded == b.excluded);
+        CHECK (a.sourceFile == b.sourceFile);
+        CHECK (a.sampleRate == b.sampleRate);
+        CHECK (a.bitsPerSample == b.bitsPerSample);
+        CHECK (a.metadata == b.metadata);
+        CHECK (a.drumType() == b.drumType());
+        CHECK (a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a));
+        CHECK (a.record.isProcessed() == b.record.isProcessed());
+        CHECK (a.lengthInSamples() == b.lengthInSamples());
+        CHECK (a.analysedAs == b.analysedAs);
+        CHECK (a.findings == b.findings);
+    }
+}
+} // namespace
+
+TEST_CASE ("RecoveryEntry", "[model][recovery]")
+{
+    const RecoveryFixture fixture;
+    const auto store = fixture.store();
+    auto state = groupWithAudio (*store);
+    // A name that is no text.
+    const juce::File groupFile (juce::String (juce::CharPointer_UTF8 ("/groups/\xe4 1.dls")));
+    const auto entry = RecoveryEntry::of (state, groupFile);
+    const auto bytes = encodeRecoveryEntry (entry);
+
+    SECTION ("holds everything of a Group but its audio, and where that lies")
+    {
+        RecoveryEntry read;
+        const auto decoded = decodeRecoveryEntry (bytes, read);
+        INFO (decoded.getErrorMessage());
+        REQUIRE (decoded.wasOk());
+        checkSame (read.state, state);
+        CHECK (read.groupFile == groupFile);
+        CHECK (read.writtenAt == entry.writtenAt);
+        CHECK (read.boot == RecoveryEntry::currentBoot());
+        CHECK (read.audio == entry.audio);
+        CHECK (read.state.unknownProperties.size() == 0);
+        CHECK (bytes.size() < 4096);
+
+        const auto& kick = read.audio[0];
+        CHECK (kick.rendered->numChannels == 7);
+        CHECK (kick.rendered->identity.size == framesOfTracks * 7 * sizeof (float));
+        CHECK (kick.source->file == kick.rendered->file);
+        CHECK (kick.source->channel == 6);
+        CHECK (kick.components->identity.size == 4000);
+        CHECK (read.audio[1].source->channel == AudioPlace::allChannels);
+        CHECK_FALSE (read.audio[1].rendered.has_value());
+    }
+
+    SECTION ("is refused when it is cut anywhere")
+    {
+        RecoveryEntry read;
+
+        for (std::size_t length = 0; length < bytes.size(); ++length)
+            REQUIRE (decodeRecoveryEntry (std::span (bytes).first (length), read).failed());
+
+        CHECK (read.audio.empty());
+    }
+
+    SECTION ("with any bit flipped is refused or means the same")
+    {
+        auto damaged = bytes;
+        auto numAccepted = 0;
+
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+        {
+            for (int bit = 0; bit < 8; ++bit)
+            {
+                damaged[i] = static_cast<std::uint8_t> (bytes[i] ^ (1 << bit));
+                RecoveryEntry read;
+
+                if (decodeRecoveryEntry (damaged, read).wasOk())
+                {
+                    ++numAccepted;
+                    REQUIRE (encodeRecoveryEntry (read) == bytes);
+                }
+            }
+
+            damaged[i] = bytes[i];
+        }
+
+        // Of the version in the trailer.
+        CHECK (numAccepted <= 32);
+    }
+
+    SECTION ("says of a file whether the audio still lies in it")
+    {
+        const FileIdentity noted{ 1000, 5, 1, 2 };
+        CHECK (noted.isStillIn (noted));
+        CHECK (noted.isStillIn ({ 1200, 9, 1, 2 }));       // saved again, at its end
+        CHECK (noted.isStillIn ({ 1000, 5, 3, 4 }));       // copied
+        CHECK_FALSE (noted.isStillIn ({ 999, 9, 1, 2 }));  // cut
+        CHECK_FALSE (noted.isStillIn ({ 1000, 6, 1, 3 })); // replaced
+        CHECK_FALSE (FileIdentity::of (fixture.temporary).has_value());
+    }
+}
+
+TEST_CASE ("RecoverySession", "[model][recovery]")
+{
+    const RecoveryFixture fixture;
+    const auto store = fixture.store();
+    auto state = groupWithAudio (*store);
+    const auto before = RecoveryEntry::of (state, {});
+    state.name = "renamed";
+    const auto after = RecoveryEntry::of (state, {});
+
+    const auto nameIn = [] (const juce::File& file)
+    {
+        juce::MemoryBlock content;
+        REQUIRE (file.loadFileAsData (content));
+        RecoveryEntry read;
+        REQUIRE (decodeRecoveryEntry (
+                     { static_cast<const std::uint8_t*> (content.getData()), content.getSize() }, read)
+                     .wasOk());
+        return read.state.name;
+    };
+
+    SECTION ("whichever call fails, the entry before or the new one is there and the error is told")
+    {
+        for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+        {
+            auto call = 1;
+
+            for (;; ++call)
+            {
+                INFO ("call " << call << ", error " << error);
+                FaultyCalls calls (1000000, error);
+                const auto session = fixture.session (calls);
+                REQUIRE (session->write (1, before).wasOk());
+
+                FaultyCalls faulty (call, error);
+                std::shared_ptr<RecoverySession> second;
+                REQUIRE (RecoverySession::open (fixture.entries, second, faulty).wasOk());
+                const auto file = second->entryFile (1);
+                REQUIRE (session->entryFile (1).copyFileTo (file));
+                const auto written = second->write (1, after);
+                const auto name = nameIn (file);
+                REQUIRE ((name == before.state.name || name == "renamed"));
+                REQUIRE ((written.failed() || name == "renamed"));
+                REQUIRE (fixture.numFiles (fixture.entries, ".*") == 0);
+
+                const auto isOver = ! faulty.reachedTheFault();
+
+                if (! isOver && error != FaultyCalls::shortWrite && written.wasOk())
+                    REQUIRE (faulty.failedAfterRename());
+
+                REQUIRE (session->remove (1).wasOk());
+                REQUIRE (second->remove (1).wasOk());
+
+                if (isOver)
+                    break;
+            }
+
+            REQUIRE (call > 8);
+        }
+    }
+
+    SECTION ("leaves its folder clean when it leaves no entry")
+    {
+        auto session = fixture.session();
+        struct stat info = {};
+        REQUIRE (::stat (fixture.entries.getFullPathName().toRawUTF8(), &info) == 0);
+        CHECK ((info.st_mode & 0777) == 0700);
+        REQUIRE (session->write (3, before).wasOk());
+        REQUIRE (session->remove (3).wasOk());
+        CHECK (session->remove (3).wasOk());
+        session.reset();
+        CHECK (fixture.numFiles (fixture.entries) == 0);
+    }
+}
+
+} // namespace tessivar
