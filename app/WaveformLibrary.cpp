@@ -1,0 +1,280 @@
+#include "app/WaveformLibrary.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr std::int64_t framesPerPiece = 65536; // of pyramids
+constexpr std::int64_t framesPerBlock = 16384; // of exact columns
+
+std::shared_ptr<TrackSamples> samplesOf (const TrackState& track)
+{
+    return track.rendered != nullptr ? track.rendered : track.source;
+}
+
+/** Every channel of interleaved frames after the other, weighted: one signal. */
+void weigh (std::span<const float> interleaved, const WaveChannelWeights& weights, std::span<float> dest)
+{
+    constexpr auto numChannels = std::tuple_size_v<WaveChannelWeights>;
+
+    for (std::size_t i = 0; i < dest.size(); ++i)
+    {
+        const auto* frame = &interleaved[i * numChannels];
+        auto sum = 0.0f;
+
+        for (std::size_t c = 0; c < numChannels; ++c)
+            sum += weights[c] * frame[c];
+
+        dest[i] = sum;
+    }
+}
+
+void pick (std::span<const float> interleaved, int numChannels, int channel, std::span<float> dest)
+{
+    for (std::size_t i = 0; i < dest.size(); ++i)
+        dest[i] = interleaved[i * static_cast<std::size_t> (numChannels) + static_cast<std::size_t> (channel)];
+}
+} // namespace
+
+WaveformLibrary::WaveformLibrary() : thread ([this] { work(); }) {}
+
+WaveformLibrary::~WaveformLibrary()
+{
+    cancelPendingUpdate();
+
+    {
+        const std::lock_guard guard (lock);
+        isEnding = true;
+        newestRequest.fetch_add (1);
+    }
+
+    wake.notify_all();
+    thread.join();
+}
+
+void WaveformLibrary::setTracks (const std::vector<TrackState>& tracks)
+{
+    std::vector<std::shared_ptr<Entry>> entries;
+
+    for (const auto& track : tracks)
+    {
+        const auto found = std::find_if (known.begin(),
+                                         known.end(),
+                                         [&] (const std::shared_ptr<Entry>& entry)
+                                         { return entry->contentId == track.contentId; });
+
+        if (found != known.end())
+        {
+            entries.push_back (*found);
+            continue;
+        }
+
+        if (samplesOf (track) == nullptr)
+            continue;
+
+        auto entry = std::make_shared<Entry>();
+        entry->contentId = track.contentId;
+        entry->samples = samplesOf (track);
+        entry->waveform = std::make_shared<TrackWaveform>();
+        entry->waveform->source = std::make_shared<EnvelopePyramid> (track.lengthInSamples());
+
+        if (track.rendered != nullptr)
+            entry->waveform->energies = std::make_shared<ChannelEnergyPyramid> (track.lengthInSamples());
+
+        entries.push_back (std::move (entry));
+    }
+
+    known = entries;
+
+    {
+        const std::lock_guard guard (lock);
+        wanted = std::move (entries);
+        busy = true;
+    }
+
+    wake.notify_all();
+}
+
+std::shared_ptr<const TrackWaveform> WaveformLibrary::find (const TrackState& track) const
+{
+    for (const auto& entry : known)
+        if (entry->contentId == track.contentId)
+            return entry->waveform;
+
+    return nullptr;
+}
+
+double WaveformLibrary::readShare (const TrackState& track) const
+{
+    const auto waveform = find (track);
+
+    if (waveform == nullptr || waveform->source->lengthInSamples() == 0)
+        return 1.0;
+
+    return static_cast<double> (waveform->source->readySamples())
+           / static_cast<double> (waveform->source->lengthInSamples());
+}
+
+void WaveformLibrary::requestExact (const TrackState& track,
+                                    const WaveEnvelopeRequest& request,
+                                    const WaveChannelWeights& weights)
+{
+    {
+        const std::lock_guard guard (lock);
+        exactTask = ExactTask{ samplesOf (track), request, weights };
+        newestRequest.fetch_add (1);
+    }
+
+    wake.notify_all();
+}
+
+void WaveformLibrary::handleAsyncUpdate()
+{
+    std::optional<WaveExactEnvelope> ready;
+
+    {
+        const std::lock_guard guard (lock);
+        ready = std::exchange (answer, std::nullopt);
+    }
+
+    if (ready && onExactEnvelope)
+        onExactEnvelope (*ready);
+}
+
+void WaveformLibrary::work()
+{
+    for (;;)
+    {
+        std::optional<ExactTask> task;
+        std::shared_ptr<Entry> entry;
+
+        {
+            std::unique_lock guard (lock);
+            const auto unfinished = [this]
+            {
+                return std::find_if (wanted.begin(),
+                                     wanted.end(),
+                                     [] (const std::shared_ptr<Entry>& each)
+                                     { return each->next < each->waveform->source->lengthInSamples(); });
+            };
+            busy = unfinished() != wanted.end();
+            wake.wait (guard, [&] { return isEnding || exactTask || unfinished() != wanted.end(); });
+
+            if (isEnding)
+                return;
+
+            task = std::exchange (exactTask, std::nullopt);
+
+            if (! task)
+                entry = *unfinished();
+        }
+
+        if (entry != nullptr)
+        {
+            readPiece (*entry);
+            continue;
+        }
+
+        if (auto ready = readExact (*task))
+        {
+            const std::lock_guard guard (lock);
+            answer = std::move (ready);
+            triggerAsyncUpdate();
+        }
+    }
+}
+
+void WaveformLibrary::readPiece (Entry& entry)
+{
+    const auto numChannels = entry.samples->numChannels();
+    const auto length = std::min (entry.waveform->source->lengthInSamples(), entry.samples->lengthInFrames());
+    const auto count = std::clamp<std::int64_t> (length - entry.next, 0, framesPerPiece);
+    frames.resize (static_cast<std::size_t> (count * numChannels));
+
+    if (count == 0 || ! entry.samples->readFrames (entry.next, frames))
+    {
+        // What can't be read is drawn as silence; who plays or exports it is told.
+        entry.next = entry.waveform->source->lengthInSamples();
+        return;
+    }
+
+    if (entry.waveform->energies != nullptr)
+        entry.waveform->energies->append (frames);
+
+    if (numChannels == sourceChannels)
+    {
+        entry.waveform->source->append (frames);
+    }
+    else
+    {
+        std::vector<float> source (static_cast<std::size_t> (count));
+        pick (frames, numChannels, sourceChannelOfRendered, source);
+        entry.waveform->source->append (source);
+    }
+
+    entry.next += count;
+}
+
+std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& task)
+{
+    const auto& request = task.request;
+    const auto serial = newestRequest.load();
+
+    if (task.samples == nullptr || request.numColumns <= 0)
+        return std::nullopt;
+
+    const auto numChannels = task.samples->numChannels();
+    const auto isRendered = numChannels == renderedChannels;
+    const auto first =
+        std::max<std::int64_t> (0, waveColumnSamples (request.firstColumn, request.samplesPerColumn).from);
+    const auto last = std::min (
+        task.samples->lengthInFrames(),
+        waveColumnSamples (request.firstColumn + request.numColumns - 1, request.samplesPerColumn).to);
+    WaveColumnBuilder source (request.firstColumn, request.samplesPerColumn, request.numColumns);
+    WaveColumnBuilder processed (request.firstColumn, request.samplesPerColumn, request.numColumns);
+    std::vector<float> block, signal;
+
+    for (auto start = first; start < last; start += framesPerBlock)
+    {
+        // A newer request has come, or the end.
+        if (newestRequest.load() != serial)
+            return std::nullopt;
+
+        const auto count = static_cast<std::size_t> (std::min (framesPerBlock, last - start));
+        block.resize (count * static_cast<std::size_t> (numChannels));
+        signal.resize (count);
+
+        if (! task.samples->readFrames (start, block))
+            return std::nullopt;
+
+        if (request.wantsSource)
+        {
+            pick (block, numChannels, isRendered ? sourceChannelOfRendered : 0, signal);
+            source.add (start, signal);
+        }
+
+        if (request.wantsProcessed && isRendered)
+        {
+            weigh (block, task.weights, signal);
+            processed.add (start, signal);
+        }
+    }
+
+    WaveExactEnvelope result;
+    result.serial = request.serial;
+    result.firstColumn = request.firstColumn;
+
+    if (request.wantsSource)
+        result.source = source.columns();
+
+    if (request.wantsProcessed && isRendered)
+        result.processed = processed.columns();
+
+    return result;
+}
+
+} // namespace tessivar

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "model/GroupState.h"
+#include "ui/wave/ChannelEnergyPyramid.h"
+#include "ui/wave/EnvelopePyramid.h"
+#include "ui/wave/WaveData.h"
+
+#include <juce_events/juce_events.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+namespace tessivar
+{
+
+/** What is drawn of a track, and from where its meters read. */
+struct TrackWaveform
+{
+    std::shared_ptr<EnvelopePyramid> source;
+    std::shared_ptr<ChannelEnergyPyramid> energies; // null unless rendered
+};
+
+/** The pyramids of all open tracks, made once from their samples, and exact columns on demand; on a thread of its own, one
+    piece of work at a time: columns that are waited for before pyramids, the track that is looked at before the others.
+    Everything else belongs to the message thread.
+*/
+class WaveformLibrary : private juce::AsyncUpdater
+{
+public:
+    WaveformLibrary();
+    ~WaveformLibrary() override;
+
+    /** Makes room for these tracks and starts to read those that are new; forgets all others. The first is read first. */
+    void setTracks (const std::vector<TrackState>& tracks);
+
+    /** Null for a track that is not among them. It may still be growing. */
+    [[nodiscard]] std::shared_ptr<const TrackWaveform> find (const TrackState& track) const;
+
+    /** Share of a track that has been read, 0..1. */
+    [[nodiscard]] double readShare (const TrackState& track) const;
+
+    [[nodiscard]] bool isReading() const { return busy.load (std::memory_order_relaxed); }
+
+    /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on the message
+        thread, by onExactEnvelope.
+    */
+    void requestExact (const TrackState& track, const WaveEnvelopeRequest& request, const WaveChannelWeights& weights);
+
+    std::function<void (const WaveExactEnvelope&)> onExactEnvelope;
+
+private:
+    struct Entry
+    {
+        std::uint32_t contentId = 0;
+        std::shared_ptr<TrackSamples> samples;
+        std::shared_ptr<TrackWaveform> waveform;
+        std::int64_t next = 0; // frame to be read; on the library's thread
+    };
+
+    struct ExactTask
+    {
+        std::shared_ptr<TrackSamples> samples;
+        WaveEnvelopeRequest request;
+        WaveChannelWeights weights{};
+    };
+
+    void work();
+    void readPiece (Entry& entry);
+    [[nodiscard]] std::optional<WaveExactEnvelope> readExact (const ExactTask& task);
+    void handleAsyncUpdate() override;
+
+    std::vector<std::shared_ptr<Entry>> known; // message thread
+
+    std::mutex lock; // guards wanted, exactTask, answer, isEnding
+    std::condition_variable wake;
+    std::vector<std::shared_ptr<Entry>> wanted; // in the order in which they are read
+    std::optional<ExactTask> exactTask;
+    std::optional<WaveExactEnvelope> answer;
+    bool isEnding = false;
+
+    std::atomic<bool> busy{ false };
+    std::atomic<std::uint64_t> newestRequest{ 0 };
+    std::vector<float> frames; // on the library's thread
+    std::thread thread;
+
+    JUCE_DECLARE_NON_COPYABLE (WaveformLibrary)
+};
+
+} // namespace tessivar

@@ -1,0 +1,108 @@
+#include "playback/DeviceCallback.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace tessivar
+{
+
+void DeviceCallback::audioDeviceAboutToStart (juce::AudioIODevice* device)
+{
+    const auto deviceRateNow = device->getCurrentSampleRate();
+    const auto needsConversion = deviceRateNow != engine.sampleRate();
+    const auto isReachable = ! needsConversion || converter.prepare (engine.sampleRate(), deviceRateNow);
+
+    preparedGroupRate.store (engine.sampleRate(), std::memory_order_relaxed);
+    rate.store (deviceRateNow, std::memory_order_relaxed);
+    converts.store (needsConversion, std::memory_order_relaxed);
+    unreachable.store (! isReachable, std::memory_order_relaxed);
+    smoothedLoad.store (0.0f, std::memory_order_relaxed);
+    pendingStart = pendingCount = 0;
+    engine.prepare();
+    starts.fetch_add (1, std::memory_order_relaxed);
+}
+
+void DeviceCallback::audioDeviceIOCallbackWithContext (const float* const*,
+                                                       int,
+                                                       float* const* outputs,
+                                                       int numOutputs,
+                                                       int numSamples,
+                                                       const juce::AudioIODeviceCallbackContext&)
+{
+    const juce::ScopedNoDenormals noDenormals;
+    const auto before = std::chrono::steady_clock::now();
+    callbacks.fetch_add (1, std::memory_order_relaxed);
+
+    if (numSamples <= 0)
+        return;
+
+    if (engine.sampleRate() != groupRate())
+    {
+        for (int i = 0; i < numOutputs; ++i)
+            if (outputs[i] != nullptr)
+                std::fill_n (outputs[i], numSamples, 0.0f);
+    }
+    else if (converts.load (std::memory_order_relaxed))
+        renderConverted (outputs, numOutputs, numSamples);
+    else
+        engine.render (outputs, numOutputs, numSamples);
+
+    measureLoad (std::chrono::duration<double> (std::chrono::steady_clock::now() - before).count(), numSamples);
+}
+
+void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int numSamples)
+{
+    std::array<float, TrackVoice::maxFrames> converted;
+
+    for (int done = 0; done < numSamples;)
+    {
+        const auto wanted = std::min (numSamples - done, TrackVoice::maxFrames);
+        int count = 0;
+
+        while (count < wanted && canConvert())
+        {
+            if (pendingCount == 0)
+            {
+                float* mono[] = { pending.data() };
+                engine.render (mono, 1, TrackVoice::maxFrames);
+                pendingStart = 0;
+                pendingCount = TrackVoice::maxFrames;
+            }
+
+            const auto [numRead, numWritten] = converter.process (
+                pending.data() + pendingStart, pendingCount, converted.data() + count, wanted - count);
+            pendingStart += numRead;
+            pendingCount -= numRead;
+            count += numWritten;
+        }
+
+        std::fill (converted.begin() + count, converted.begin() + wanted, 0.0f);
+
+        for (int i = 0; i < numOutputs; ++i)
+        {
+            if (outputs[i] != nullptr && i < 2)
+                std::copy_n (converted.begin(), wanted, outputs[i] + done);
+            else if (outputs[i] != nullptr)
+                std::fill_n (outputs[i] + done, wanted, 0.0f);
+        }
+
+        done += wanted;
+    }
+}
+
+void DeviceCallback::measureLoad (double seconds, int numSamples)
+{
+    const auto share = static_cast<float> (seconds * deviceRate() / numSamples);
+    const auto smoothed = smoothedLoad.load (std::memory_order_relaxed);
+    smoothedLoad.store (smoothed + 0.01f * (share - smoothed), std::memory_order_relaxed);
+
+    if (share > peakLoad.load (std::memory_order_relaxed))
+        peakLoad.store (share, std::memory_order_relaxed);
+}
+
+void DeviceCallback::audioDeviceStopped()
+{
+    smoothedLoad.store (0.0f, std::memory_order_relaxed);
+}
+
+} // namespace tessivar

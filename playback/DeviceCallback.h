@@ -1,0 +1,70 @@
+#pragma once
+
+#include "playback/PlaybackEngine.h"
+#include "playback/RateConverter.h"
+
+#include <juce_audio_devices/juce_audio_devices.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+namespace tessivar
+{
+
+/** What one sound device asks the engine for, at the device's rate. */
+class DeviceCallback final : public juce::AudioIODeviceCallback
+{
+public:
+    explicit DeviceCallback (PlaybackEngine& playbackEngine) : engine (playbackEngine) {}
+
+    void audioDeviceAboutToStart (juce::AudioIODevice* device) override;
+    void audioDeviceIOCallbackWithContext (const float* const* inputs,
+                                           int numInputs,
+                                           float* const* outputs,
+                                           int numOutputs,
+                                           int numSamples,
+                                           const juce::AudioIODeviceCallbackContext& context) override;
+    void audioDeviceStopped() override;
+
+    // Any thread.
+
+    /** Goes up with every block that a device asked for, and with every start of one. */
+    [[nodiscard]] std::uint64_t numCallbacks() const { return callbacks.load (std::memory_order_relaxed); }
+    [[nodiscard]] std::uint64_t numStarts() const { return starts.load (std::memory_order_relaxed); }
+
+    /** Hz; 0 before the first start. */
+    [[nodiscard]] double deviceRate() const { return rate.load (std::memory_order_relaxed); }
+
+    /** Hz, of the Group, as it was when the device was started. While the engine has another, the device is given silence. */
+    [[nodiscard]] double groupRate() const { return preparedGroupRate.load (std::memory_order_relaxed); }
+
+    [[nodiscard]] bool isConverting() const { return converts.load (std::memory_order_relaxed); }
+
+    /** False when the device runs at a rate that can't be reached: then it is given silence. */
+    [[nodiscard]] bool canConvert() const { return ! unreachable.load (std::memory_order_relaxed); }
+
+    /** Time spent in the callback over the time that it may take: smoothed over some 100 blocks. */
+    [[nodiscard]] float load() const { return smoothedLoad.load (std::memory_order_relaxed); }
+
+    /** The same, the largest since the last call. */
+    [[nodiscard]] float takePeakLoad() { return peakLoad.exchange (0.0f, std::memory_order_relaxed); }
+
+private:
+    void renderConverted (float* const* outputs, int numOutputs, int numSamples);
+    void measureLoad (double seconds, int numSamples);
+
+    PlaybackEngine& engine;
+    RateConverter converter;
+
+    // Samples at the Group's rate that are not converted yet.
+    std::array<float, TrackVoice::maxFrames> pending{};
+    int pendingStart = 0, pendingCount = 0;
+
+    std::atomic<std::uint64_t> callbacks{ 0 }, starts{ 0 };
+    std::atomic<double> rate{ 0.0 }, preparedGroupRate{ 0.0 };
+    std::atomic<bool> converts{ false }, unreachable{ false };
+    std::atomic<float> smoothedLoad{ 0.0f }, peakLoad{ 0.0f };
+};
+
+} // namespace tessivar

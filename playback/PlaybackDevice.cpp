@@ -1,0 +1,244 @@
+#include "playback/PlaybackDevice.h"
+
+#include "model/AtomicFile.h"
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr int numOutputs = 2;
+constexpr juce::int64 largestSettingsFile = 1 << 20; // bytes; a real one has a few hundred
+
+// Of the state as the device manager writes it.
+constexpr const char* stateTag = "DEVICESETUP";
+constexpr const char* typeAttribute = "deviceType";
+
+// A device that has called back once must go on to; the first call may take a sound server some seconds.
+constexpr std::uint32_t longestSilence = 600, longestStart = 4000; // ms
+
+juce::String kiloHertz (double rate)
+{
+    return juce::String (rate / 1000.0, 3).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
+}
+} // namespace
+
+PlaybackDevice::PlaybackDevice (PlaybackEngine& playbackEngine, const juce::File& settingsFile)
+    : engine (playbackEngine), file (settingsFile), deviceCallback (engine)
+{
+    deviceManager.addAudioCallback (&deviceCallback);
+}
+
+PlaybackDevice::~PlaybackDevice()
+{
+    deviceManager.removeAudioCallback (&deviceCallback);
+    deviceManager.closeAudioDevice();
+}
+
+juce::Result PlaybackDevice::checkOpened (const juce::String& error)
+{
+    isLost = false;
+    clockIsSet = false;
+    wasOpened = deviceManager.getCurrentAudioDevice() != nullptr;
+
+    if (! wasOpened)
+        return juce::Result::fail (error.isNotEmpty() ? error : juce::String ("There is no audio device."));
+
+    matchGroupRate();
+    return juce::Result::ok();
+}
+
+juce::Result PlaybackDevice::open()
+{
+    std::unique_ptr<juce::XmlElement> state;
+
+    if (file.getSize() <= largestSettingsFile)
+        state = juce::parseXML (file);
+
+    // What is damaged counts as no choice; a type without a device is the choice of none.
+    if (state != nullptr && (! state->hasTagName (stateTag) || ! state->hasAttribute (typeAttribute)))
+        state.reset();
+
+    return checkOpened (deviceManager.initialise (0, numOutputs, state.get(), true));
+}
+
+juce::Result PlaybackDevice::openByName (const juce::String& name)
+{
+    if (deviceManager.getCurrentDeviceTypeObject() == nullptr)
+        (void) deviceManager.getAvailableDeviceTypes();
+
+    for (auto* type : deviceManager.getAvailableDeviceTypes())
+    {
+        type->scanForDevices();
+
+        for (const auto& device : type->getDeviceNames (false))
+        {
+            if (name != device && name != type->getTypeName() + ": " + device)
+                continue;
+
+            // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at another device.
+            juce::XmlElement state (stateTag);
+            state.setAttribute (typeAttribute, type->getTypeName());
+            state.setAttribute ("audioOutputDeviceName", device);
+            return checkOpened (deviceManager.initialise (0, numOutputs, &state, false));
+        }
+    }
+
+    return juce::Result::fail ("There is no audio device \"" + name + "\".");
+}
+
+juce::Result PlaybackDevice::reopen()
+{
+    const auto setup = deviceManager.getAudioDeviceSetup();
+
+    if (setup.outputDeviceName.isEmpty())
+        return open();
+
+    deviceManager.closeAudioDevice();
+
+    if (auto* type = deviceManager.getCurrentDeviceTypeObject())
+        type->scanForDevices();
+
+    auto error = deviceManager.setAudioDeviceSetup (setup, false);
+
+    if (error.isNotEmpty())
+        error = deviceManager.initialise (0, numOutputs, deviceManager.createStateXml().get(), true);
+
+    return checkOpened (error);
+}
+
+juce::Result PlaybackDevice::save() const
+{
+    const auto state = deviceManager.createStateXml();
+
+    if (state == nullptr)
+        return juce::Result::ok();
+
+    AtomicFile target (file);
+
+    if (auto opened = target.open(); opened.failed())
+        return opened;
+
+    state->writeTo (target);
+    return target.commit();
+}
+
+void PlaybackDevice::matchGroupRate()
+{
+    auto* device = deviceManager.getCurrentAudioDevice();
+
+    if (device == nullptr || isLost)
+        return;
+
+    const auto groupRate = engine.sampleRate();
+
+    if (device->getCurrentSampleRate() != groupRate && device->getAvailableSampleRates().contains (groupRate))
+    {
+        const auto before = deviceManager.getAudioDeviceSetup();
+        auto setup = before;
+        setup.sampleRate = groupRate;
+
+        // Not the user's choice, so it does not go into the settings file.
+        if (deviceManager.setAudioDeviceSetup (setup, false).isNotEmpty())
+            (void) deviceManager.setAudioDeviceSetup (before, false);
+    }
+
+    // The rate of the Group has changed above a device that stayed as it is.
+    if (deviceCallback.groupRate() != groupRate)
+    {
+        deviceManager.removeAudioCallback (&deviceCallback);
+        deviceManager.addAudioCallback (&deviceCallback);
+    }
+}
+
+bool PlaybackDevice::isAlive (std::uint32_t now)
+{
+    const auto starts = deviceCallback.numStarts();
+    const auto callbacks = deviceCallback.numCallbacks();
+
+    if (! clockIsSet || starts != seenStarts)
+    {
+        clockIsSet = true;
+        hasCalledBack = false;
+        seenStarts = starts;
+        seenCallbacks = callbacks;
+        lastSign = now;
+        return true;
+    }
+
+    if (callbacks != seenCallbacks)
+    {
+        seenCallbacks = callbacks;
+        hasCalledBack = true;
+        lastSign = now;
+    }
+
+    return now - lastSign < (hasCalledBack ? longestSilence : longestStart);
+}
+
+void PlaybackDevice::tick (std::uint32_t now)
+{
+    engine.collect();
+
+    if (! wasOpened || isLost)
+        return;
+
+    auto* device = deviceManager.getCurrentAudioDevice();
+
+    if (device == nullptr)
+        return lose ("The audio device is gone.");
+
+    if (! device->isOpen() || ! device->isPlaying())
+    {
+        const auto error = device->getLastError();
+        return lose (error.isNotEmpty() ? error : device->getName() + " has stopped.");
+    }
+
+    if (! isAlive (now))
+        lose (device->getName() + " no longer answers.");
+}
+
+void PlaybackDevice::lose (const juce::String& reason)
+{
+    isLost = true;
+
+    // A device that is dead takes no more blocks; the position is the one of its last.
+    if (engine.isPlaying())
+        engine.stop();
+
+    if (onLost)
+        onLost (reason);
+}
+
+DeviceStatus PlaybackDevice::status() const
+{
+    if (isLost)
+        return DeviceStatus::lost;
+
+    if (deviceManager.getCurrentAudioDevice() == nullptr)
+        return DeviceStatus::none;
+
+    return deviceCallback.isConverting() ? DeviceStatus::converting : DeviceStatus::running;
+}
+
+juce::String PlaybackDevice::statusText() const
+{
+    const auto rate = kiloHertz (deviceCallback.deviceRate());
+
+    switch (status())
+    {
+        case DeviceStatus::none:
+            break;
+        case DeviceStatus::lost:
+            return "Audio device lost";
+        case DeviceStatus::converting:
+            return "Device " + rate + ", group " + kiloHertz (engine.sampleRate());
+        case DeviceStatus::running:
+            auto* device = deviceManager.getCurrentAudioDevice();
+            return device->getTypeName() + ": " + device->getName() + ", " + rate;
+    }
+
+    return "No audio device";
+}
+
+} // namespace tessivar

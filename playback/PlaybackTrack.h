@@ -1,0 +1,71 @@
+#pragma once
+
+#include "engine/SuppressionRendering.h"
+#include "model/TrackSamples.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace tessivar
+{
+
+/** What the user set for one track. */
+struct PlaybackMix
+{
+    SuppressionSetting settingA, settingB;
+    bool usesSettingB = false;
+
+    /** Linear gains that make both settings equally loud; 1 where that is not asked for. See LoudnessMatch. */
+    float matchingGainA = 1.0f, matchingGainB = 1.0f;
+
+    float gain = 1.0f; // linear, 0..16
+    bool solo = false;
+    bool mute = false;
+
+    [[nodiscard]] const SuppressionSetting& setting() const { return usesSettingB ? settingB : settingA; }
+    [[nodiscard]] float matchingGain() const { return usesSettingB ? matchingGainB : matchingGainA; }
+};
+
+/** A track as it is handed to playback.
+
+    samples has seven channels (six of the rendering and the source) or one (the source alone, which then plays as it is).
+    Null stands for a track whose audio is lost: it is silent.
+*/
+struct PlaybackTrack
+{
+    std::uint32_t id = 0; // equal ids are the same track before and after a change
+    std::shared_ptr<TrackSamples> samples;
+    PlaybackMix mix;
+};
+
+/** Which of the three signals of a track is heard; removed is source minus processed. */
+enum class Listening
+{
+    processed,
+    bypassed,
+    removed
+};
+
+/** What of a Group is heard: all tracks together, by their solo and mute, or the selected one alone, whatever they are. */
+struct PlaybackChoice
+{
+    Listening listening = Listening::processed;
+    bool playsWholeGroup = false;
+    std::uint32_t selectedTrack = 0;
+
+    /** Whether a track of these is heard. */
+    [[nodiscard]] bool letsThrough (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const;
+};
+
+/** The range that repeats: samples from start up to, not including, end. */
+struct LoopRange
+{
+    std::int64_t start = 0;
+    std::int64_t end = 0;
+
+    [[nodiscard]] std::int64_t length() const { return end - start; }
+    bool operator== (const LoopRange&) const = default;
+};
+
+} // namespace tessivar

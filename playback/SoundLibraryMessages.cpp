@@ -1,0 +1,36 @@
+#include "playback/SoundLibraryMessages.h"
+
+#include <juce_core/juce_core.h>
+
+#if JUCE_LINUX
+    #include <alsa/asoundlib.h>
+#endif
+
+namespace tessivar
+{
+
+namespace
+{
+#if JUCE_LINUX
+void ignoreAlsa (const char*, int, const char*, int, const char*, ...) {}
+void ignoreJack (const char*) {}
+#endif
+} // namespace
+
+void silenceSoundLibraries()
+{
+#if JUCE_LINUX
+    snd_lib_error_set_handler (ignoreAlsa);
+
+    using SetHandler = void (*) (void (*) (const char*));
+
+    // Need not be there. Stays open: the handlers are part of the library's own state.
+    static juce::DynamicLibrary jack ("libjack.so.0");
+
+    for (const auto* name : { "jack_set_error_function", "jack_set_info_function" })
+        if (auto* function = jack.getFunction (name))
+            reinterpret_cast<SetHandler> (function) (ignoreJack);
+#endif
+}
+
+} // namespace tessivar

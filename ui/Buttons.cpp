@@ -1,0 +1,260 @@
+#include "ui/Buttons.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+namespace
+{
+
+/** Ground from top to bottom and the edge around it. */
+struct GroundColours
+{
+    juce::Colour top, bottom, edge;
+};
+
+GroundColours standardGround (ButtonState state)
+{
+    if (! state.enabled)
+        return { palette::hover.withAlpha (0.25f), palette::hover.withAlpha (0.2f), palette::line };
+    if (state.down)
+        return { palette::raised, juce::Colour (0xff161b20), palette::outline };
+    if (state.over)
+        return { juce::Colour (0xff2a343c), juce::Colour (0xff232b32), palette::outline };
+    return { palette::hover, juce::Colour (0xff1b2228), palette::lineStrong };
+}
+
+GroundColours filledGround (juce::Colour top, juce::Colour bottom, ButtonState state)
+{
+    if (state.down)
+        return { bottom, bottom, bottom };
+    if (state.over)
+        return { top.brighter (0.25f), bottom.brighter (0.2f), top.brighter (0.5f) };
+    return { top, bottom, top.interpolatedWith (juce::Colours::white, 0.35f) };
+}
+
+GroundColours bareGround (ButtonState state)
+{
+    if (state.on && state.enabled)
+        return { juce::Colour (0xff1d2f3a).brighter (state.over ? 0.12f : 0.0f),
+                 juce::Colour (0xff1d2f3a),
+                 palette::iceMid.withAlpha (0.6f) };
+    if (state.over && state.enabled)
+        return { palette::hover, palette::hover, palette::hover };
+    return {};
+}
+
+GroundColours groundColours (ButtonLook look, ButtonState state)
+{
+    if (look == ButtonLook::bare)
+        return bareGround (state);
+    if (! state.enabled)
+        return standardGround (state);
+    switch (look)
+    {
+        case ButtonLook::primary:
+            return filledGround (juce::Colour (0xffc8eeff), juce::Colour (0xff9fdaf7), state);
+        case ButtonLook::caution:
+            return filledGround (juce::Colour (0xfff6cd6a), juce::Colour (0xffe5b440), state);
+        case ButtonLook::bypassOn:
+            return filledGround (juce::Colour (0xffedeff0), juce::Colour (0xffd3dae0), state);
+        case ButtonLook::removedOn:
+            return filledGround (juce::Colour (0xffff9d70), juce::Colour (0xffee8850), state);
+        case ButtonLook::playing:
+            return { juce::Colour (0xff2e3943).brighter (state.over ? 0.1f : 0.0f),
+                     juce::Colour (0xff222a31),
+                     palette::iceMid };
+        case ButtonLook::standard:
+        case ButtonLook::danger:
+        case ButtonLook::quiet:
+        case ButtonLook::bare:
+            break;
+    }
+    return standardGround (state);
+}
+
+ButtonState stateOf (const juce::Button& button, bool over, bool down)
+{
+    return { button.isEnabled(), over, down, button.getToggleState() };
+}
+
+constexpr float gap = 8.0f;
+constexpr float inset = 12.0f;
+
+} // namespace
+
+void drawButtonGround (
+    juce::Graphics& g, juce::Rectangle<float> area, ButtonLook look, ButtonState state, float cornerRadius)
+{
+    const auto colours = groundColours (look, state);
+    if (colours.top.isTransparent())
+        return;
+    const auto inner = area.reduced (0.5f);
+    g.setGradientFill (
+        juce::ColourGradient::vertical (colours.top, inner.getY(), colours.bottom, inner.getBottom()));
+    g.fillRoundedRectangle (inner, cornerRadius);
+    g.setColour (colours.edge);
+    g.drawRoundedRectangle (inner, cornerRadius, 1.0f);
+}
+
+juce::Colour buttonInk (ButtonLook look, ButtonState state)
+{
+    if (! state.enabled)
+        return palette::textDisabled;
+    switch (look)
+    {
+        case ButtonLook::primary:
+            return palette::textOnFill;
+        case ButtonLook::caution:
+            return juce::Colour (0xff2e2207);
+        case ButtonLook::bypassOn:
+            return juce::Colour (0xff14181c);
+        case ButtonLook::removedOn:
+            return juce::Colour (0xff2b1208);
+        case ButtonLook::playing:
+            return palette::ice;
+        case ButtonLook::danger:
+            return palette::danger;
+        case ButtonLook::quiet:
+            return palette::textLow;
+        case ButtonLook::bare:
+            return state.on ? palette::ice : (state.over ? palette::textHigh : palette::textMid);
+        case ButtonLook::standard:
+            break;
+    }
+    return palette::textHigh;
+}
+
+void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::String& key, juce::Colour ink)
+{
+    const auto font = fonts::inter (11.0f, fonts::Weight::medium);
+    const auto width = std::max (18.0f, font.getStringWidthFloat (key) + 10.0f);
+    const auto cap = area.withSizeKeepingCentre (width, 18.0f).reduced (0.5f);
+    g.setColour (ink.withMultipliedAlpha (0.4f));
+    g.drawRoundedRectangle (cap, 4.0f, 1.0f);
+    g.setColour (ink.withMultipliedAlpha (0.85f));
+    g.setFont (font);
+    g.drawText (key, cap, juce::Justification::centred, false);
+}
+
+ActionButton::ActionButton (const juce::String& words, ButtonLook lookToUse, Icon leadingIcon) :
+    Button (words), look (lookToUse), leading (leadingIcon)
+{
+    setButtonText (words);
+    setMouseClickGrabsKeyboardFocus (false);
+    setHasFocusOutline (true);
+}
+
+void ActionButton::setLook (ButtonLook newLook)
+{
+    look = newLook;
+    repaint();
+}
+
+void ActionButton::setLeadingIcon (Icon newIcon)
+{
+    leading = newIcon;
+    repaint();
+}
+
+void ActionButton::setTrailing (Icon newIcon, const juce::String& newText)
+{
+    trailing = newIcon;
+    trailingText = newText;
+    repaint();
+}
+
+juce::Font ActionButton::textFont() const
+{
+    return fonts::inter (getHeight() > 0 && getHeight() < 30 ? 12.0f : 13.0f, fonts::Weight::semibold);
+}
+
+float ActionButton::contentWidth() const
+{
+    const auto font = textFont();
+    auto width = font.getStringWidthFloat (getButtonText());
+    if (leading != Icon::none)
+        width += 14.0f + gap;
+    if (trailing != Icon::none)
+        width += 12.0f + 2.0f * gap + font.getStringWidthFloat (trailingText);
+    return width;
+}
+
+int ActionButton::idealWidth() const
+{
+    return juce::roundToInt (std::ceil (contentWidth() + 2.0f * inset));
+}
+
+void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
+{
+    const auto state = stateOf (*this, over, down);
+    auto area = getLocalBounds().toFloat();
+    drawButtonGround (g, area, look, state, pill ? 0.5f * area.getHeight() : 6.0f);
+
+    const auto ink = buttonInk (look, state);
+    const auto font = textFont();
+    auto content = area.withSizeKeepingCentre (std::min (contentWidth(), area.getWidth() - 8.0f), area.getHeight());
+    if (leading != Icon::none)
+    {
+        drawIcon (g, leading, content.removeFromLeft (14.0f).withSizeKeepingCentre (14.0f, 14.0f), ink);
+        content.removeFromLeft (gap);
+    }
+    if (trailing != Icon::none)
+    {
+        g.setColour (ink);
+        g.setFont (font);
+        g.drawText (trailingText,
+                    content.removeFromRight (font.getStringWidthFloat (trailingText) + 1.0f),
+                    juce::Justification::centredRight,
+                    false);
+        content.removeFromRight (gap);
+        drawIcon (g, trailing, content.removeFromRight (12.0f).withSizeKeepingCentre (12.0f, 12.0f), ink);
+    }
+    g.setColour (ink);
+    g.setFont (font);
+    // A hair more than the measured width, or the last letter falls to an ellipsis.
+    g.drawText (getButtonText(),
+                content.withWidth (content.getWidth() + 1.0f),
+                leading == Icon::none && trailing == Icon::none ? juce::Justification::centred
+                                                                : juce::Justification::centredLeft,
+                true);
+}
+
+IconButton::IconButton (const juce::String& name, Icon iconToShow, ButtonLook lookToUse) :
+    Button (name), icon (iconToShow), look (lookToUse)
+{
+    setTitle (name);
+    setTooltip (name);
+    setMouseClickGrabsKeyboardFocus (false);
+    setHasFocusOutline (true);
+}
+
+void IconButton::setIcon (Icon newIcon)
+{
+    icon = newIcon;
+    repaint();
+}
+
+void IconButton::setLook (ButtonLook newLook)
+{
+    look = newLook;
+    repaint();
+}
+
+void IconButton::paintButton (juce::Graphics& g, bool over, bool down)
+{
+    const auto state = stateOf (*this, over, down);
+    const auto area = getLocalBounds().toFloat();
+    drawButtonGround (g, area, look, state);
+    const auto colour = ink.isTransparent() || ! state.enabled || state.over ? buttonInk (look, state) : ink;
+    drawIcon (g, icon, area.withSizeKeepingCentre (iconSize, iconSize), colour);
+}
+
+void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float cornerRadius)
+{
+    g.setColour (palette::ice);
+    g.drawRoundedRectangle (area.expanded (3.0f), cornerRadius + 3.0f, 2.0f);
+}
+
+} // namespace tessivar

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+namespace tessivar
+{
+
+/** The audio device at the right end of the menu bar: a dot and a line of words. A click asks for the settings. */
+class DeviceStatus : public juce::Button
+{
+public:
+    DeviceStatus();
+
+    /** @param warns  amber: no device, or its rate differs from the Group's */
+    void setStatus (const juce::String& words, bool warns);
+
+    /** The width its words take, in logical pixels. */
+    int idealWidth() const;
+
+    void paintButton (juce::Graphics& g, bool over, bool down) override;
+
+private:
+    bool warning = false;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DeviceStatus)
+};
+
+} // namespace tessivar

@@ -1,0 +1,198 @@
+#include "ui/EmptyView.h"
+
+#include "ui/DrumLook.h"
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+#include <array>
+
+namespace tessivar
+{
+namespace
+{
+
+constexpr int glyphTile = 54;
+constexpr int glyphGap = 10;
+constexpr int contentHeight = 296; // from the top of the tiles to the bottom of the line of keys
+
+juce::String utf8 (const char* text)
+{
+    return juce::String::fromUTF8 (text);
+}
+
+} // namespace
+
+EmptyView::EmptyView() :
+    import (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
+    open (utf8 ("Open Group(s)\xe2\x80\xa6"))
+{
+    setTitle ("Start");
+    addAndMakeVisible (import);
+    addAndMakeVisible (open);
+    import.onClick = [this]
+    {
+        if (onImport != nullptr)
+            onImport();
+    };
+    open.onClick = [this]
+    {
+        if (onOpen != nullptr)
+            onOpen();
+    };
+}
+
+void EmptyView::setHovered (bool shouldBeHovered)
+{
+    if (hovered == shouldBeHovered)
+        return;
+    hovered = shouldBeHovered;
+    repaint();
+}
+
+void EmptyView::filesDropped (const juce::StringArray& files, int, int)
+{
+    setHovered (false);
+    if (onFilesDropped != nullptr)
+        onFilesDropped (files);
+}
+
+int EmptyView::contentTop() const
+{
+    return zone().getCentreY() - contentHeight / 2;
+}
+
+void EmptyView::resized()
+{
+    const auto y = contentTop() + 227;
+    const auto total = 172 + 10 + 145;
+    const auto left = getWidth() / 2 - total / 2;
+    import.setBounds (left, y, 172, 36);
+    open.setBounds (left + 182, y, 145, 36);
+}
+
+void EmptyView::paint (juce::Graphics& g)
+{
+    const auto area = getLocalBounds().toFloat();
+    g.fillAll (palette::panel);
+    g.setGradientFill (juce::ColourGradient (juce::Colour (0xff1a1f27),
+                                             area.getCentre(),
+                                             palette::panel.withAlpha (0.0f),
+                                             area.getCentre().translated (0.5f * area.getWidth(), 0.0f),
+                                             true));
+    g.fillAll();
+
+    juce::Path frame;
+    frame.addRoundedRectangle (zone().toFloat().reduced (0.5f), 14.0f);
+    if (hovered)
+    {
+        g.setColour (palette::ice.withAlpha (0.05f));
+        g.fillPath (frame);
+        g.setColour (palette::ice);
+        g.strokePath (frame, juce::PathStrokeType (2.0f));
+    }
+    else
+    {
+        constexpr std::array<float, 2> dashes{ 4.0f, 3.0f };
+        juce::Path dashed;
+        juce::PathStrokeType (1.0f).createDashedStroke (dashed, frame, dashes.data(), 2);
+        g.setColour (palette::textDisabled);
+        g.fillPath (dashed);
+    }
+
+    paintGlyphs (g);
+    const auto top = contentTop();
+    const auto line = [&] (int y, int height, const juce::String& words)
+    { g.drawFittedText (words, { zone().getCentreX() - 260, top + y, 520, height }, juce::Justification::centredTop, 3, 1.0f); };
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (28.0f, fonts::Weight::semibold));
+    line (84, 36, hovered ? "Release to make a new group" : "Drop your drum tracks here");
+    g.setColour (palette::textMid);
+    const auto body = fonts::inter (15.0f);
+    g.setFont (body);
+    const char* const lines[] = { "One close microphone per file. WAV, AIFF or CAF at 44.1 to 192 kHz.",
+                                  "Dropped files become one group, and their drum types are read from",
+                                  "the file names." };
+    for (int i = 0; i < 3; ++i)
+        line (133 + i * 23, 20, lines[i]);
+    g.setColour (palette::textLow);
+    g.setFont (fonts::inter (12.0f));
+    line (280,
+          16,
+          utf8 ("Ctrl+I import tracks  \xc2\xb7  Ctrl+F import a folder  \xc2\xb7  Ctrl+O open a saved group"));
+    paintSteps (g);
+}
+
+void EmptyView::paintGlyphs (juce::Graphics& g) const
+{
+    constexpr int count = 6;
+    auto x = zone().getCentreX() - (count * glyphTile + (count - 1) * glyphGap) / 2;
+    for (int i = 0; i < count; ++i)
+    {
+        const auto look = static_cast<DrumLook> (i);
+        const auto tile = juce::Rectangle<int> (x, contentTop(), glyphTile, glyphTile).toFloat();
+        g.setColour (drumColour (look).withAlpha (0.16f));
+        g.fillRoundedRectangle (tile, 12.0f);
+        drawIcon (g, drumIcon (look), tile.withSizeKeepingCentre (28.0f, 28.0f), drumColour (look));
+        x += glyphTile + glyphGap;
+    }
+}
+
+void EmptyView::paintSteps (juce::Graphics& g) const
+{
+    const std::array<const char*, 5> steps{ "Gather", "Check types", "Analyze", "Turn Focus", "Export" };
+    const auto font = fonts::inter (13.0f);
+    constexpr float disc = 20.0f, gap = 9.0f, between = 34.0f;
+    float total = -between;
+    for (const auto* step : steps)
+        total += disc + gap + font.getStringWidthFloat (step) + between;
+
+    auto x = static_cast<float> (zone().getCentreX()) - 0.5f * total;
+    const auto y = static_cast<float> (zone().getBottom() - 37);
+    int number = 1;
+    for (const auto* step : steps)
+    {
+        const auto circle = juce::Rectangle<float> (disc, disc).withCentre ({ x + 0.5f * disc, y });
+        g.setColour (palette::hover);
+        g.fillEllipse (circle);
+        g.setColour (palette::textMid);
+        g.setFont (fonts::inter (11.0f, fonts::Weight::semibold));
+        g.drawText (juce::String (number++), circle, juce::Justification::centred, false);
+        x += disc + gap;
+        g.setColour (palette::textLow);
+        g.setFont (font);
+        const auto width = font.getStringWidthFloat (step);
+        g.drawText (step, juce::Rectangle<float> (x, y - 10.0f, width + 2.0f, 20.0f), juce::Justification::centredLeft, false);
+        x += width + between;
+    }
+}
+
+DropOverlay::DropOverlay()
+{
+    setInterceptsMouseClicks (false, false);
+}
+
+void DropOverlay::setTexts (const juce::String& newTitle, const juce::String& newDetail)
+{
+    title = newTitle;
+    detail = newDetail;
+    repaint();
+}
+
+void DropOverlay::paint (juce::Graphics& g)
+{
+    const auto frame = getLocalBounds().toFloat().reduced (1.0f);
+    g.setColour (palette::well.withAlpha (0.78f));
+    g.fillRoundedRectangle (frame, 8.0f);
+    g.setColour (palette::ice);
+    g.drawRoundedRectangle (frame, 8.0f, 2.0f);
+
+    auto words = getLocalBounds().withSizeKeepingCentre (getWidth() - 24, 44);
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
+    g.drawText (title, detail.isEmpty() ? words : words.removeFromTop (24), juce::Justification::centred, true);
+    g.setColour (palette::textMid);
+    g.setFont (fonts::inter (12.0f));
+    g.drawText (detail, words, juce::Justification::centred, true);
+}
+
+} // namespace tessivar

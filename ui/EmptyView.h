@@ -1,0 +1,55 @@
+#pragma once
+
+#include "ui/Buttons.h"
+
+namespace tessivar
+{
+
+/** What stands in the centre while no Group is open: the drop zone, two buttons and the five steps. */
+class EmptyView : public juce::Component, public juce::FileDragAndDropTarget
+{
+public:
+    EmptyView();
+
+    std::function<void()> onImport, onOpen;
+    std::function<void (const juce::StringArray&)> onFilesDropped;
+
+    /** Files hover over the window. */
+    void setHovered (bool shouldBeHovered);
+
+    bool isInterestedInFileDrag (const juce::StringArray&) override { return onFilesDropped != nullptr; }
+    void fileDragEnter (const juce::StringArray&, int, int) override { setHovered (true); }
+    void fileDragExit (const juce::StringArray&) override { setHovered (false); }
+    void filesDropped (const juce::StringArray& files, int x, int y) override;
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+
+private:
+    juce::Rectangle<int> zone() const { return getLocalBounds().reduced (20); }
+    int contentTop() const;
+    void paintGlyphs (juce::Graphics& g) const;
+    void paintSteps (juce::Graphics& g) const;
+
+    bool hovered = false;
+    ActionButton import, open;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (EmptyView)
+};
+
+/** Covers an area while files hover over it: solid edge, and what happens on release. Lets the mouse through. */
+class DropOverlay : public juce::Component
+{
+public:
+    DropOverlay();
+
+    void setTexts (const juce::String& newTitle, const juce::String& newDetail);
+    void paint (juce::Graphics& g) override;
+
+private:
+    juce::String title{ "Release to make a new group" }, detail;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DropOverlay)
+};
+
+} // namespace tessivar

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <juce_graphics/juce_graphics.h>
+
+#include <map>
+
+namespace tessivar
+{
+
+/** The images that are shipped with the program, read from its Resources folder by their path below it.
+
+    The folder is absolute: a file chooser may change the process's working directory, and an image that was
+    named relative to it would come out empty without a word. A file that is missing or unreadable is an empty
+    image, which draws nothing and has no size. Each file is decoded once; copies share their pixels.
+    Message thread only.
+*/
+class ResourceImages
+{
+public:
+    explicit ResourceImages (const juce::File& resourcesFolder) : folder (resourcesFolder) {}
+
+    /** @param path  below the folder, with "/" between its parts: "slider/slider knob.png" */
+    juce::Image get (const juce::String& path) const;
+
+    /** The folder that everything shipped is found in. */
+    const juce::File& getFolder() const { return folder; }
+
+private:
+    juce::File folder;
+    mutable std::map<juce::String, juce::Image> decoded;
+};
+
+} // namespace tessivar

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+#include <cstdint>
+
+namespace tessivar
+{
+
+/** How visible a value label is: shown, fading, or held while its editor is open. */
+struct KnobLabelState
+{
+    static constexpr std::uint8_t alphaStep = 3;
+
+    enum class Change
+    {
+        none,   // the label keeps its look
+        redraw, // draw with the lower alpha
+        hide    // the fade has come to its end
+    };
+
+    std::uint8_t alpha = 255;
+    bool fading = false;
+
+    /** Full opacity; fading starts with the next tick that finds no editor open. */
+    void show();
+
+    /** Full opacity, fading from the next tick on. */
+    void valueChanged();
+
+    /** Holds the label as it is for as long as it is edited. */
+    void holdForEditing();
+
+    /** One step of the fade, 30 times a second: 84 of them from full opacity until hidden. */
+    Change fadeTick (bool editorOpen);
+};
+
+/** The value below a knob: appears on a change or a double-click, fades out, and takes a typed percentage.
+
+    The owner registers it as a listener of its knob, calls fadeTick from its timer, and sets onTextChange to hear a
+    typed text (see percentFromText); Escape and an unchanged text call nothing.
+*/
+class TessivarKnobTooltip : public juce::Label, public juce::Slider::Listener
+{
+public:
+    TessivarKnobTooltip();
+
+    void sliderValueChanged (juce::Slider* slider) override;
+    void mouseDown (const juce::MouseEvent& event) override;
+
+    /** Shows a text at full opacity, above its siblings. */
+    void showText (const juce::String& text);
+
+    /** Called by the owner's timer. */
+    void fadeTick();
+
+    const KnobLabelState& getState() const { return state; }
+
+protected:
+    juce::TextEditor* createEditorComponent() override;
+    void editorShown (juce::TextEditor* box) override;
+
+private:
+    void applyAlpha();
+
+    KnobLabelState state;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarKnobTooltip)
+};
+
+} // namespace tessivar

@@ -1,0 +1,272 @@
+#include "ui/TessivarLookAndFeel.h"
+
+#include "ui/Buttons.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+namespace
+{
+
+using Scheme = juce::LookAndFeel_V4::ColourScheme;
+
+Scheme makeScheme()
+{
+    return { palette::window,     palette::well,     palette::popup,     palette::lineStrong, palette::textHigh,
+             palette::lineStrong, palette::textHigh, palette::highlight, palette::textHigh };
+}
+
+/** The keyboard focus as design-wide frame around any component that asks for an outline. */
+class RingProperties : public juce::FocusOutline::OutlineWindowProperties
+{
+public:
+    juce::Rectangle<int> getOutlineBounds (juce::Component& focused) override
+    {
+        return focused.getScreenBounds().expanded (4);
+    }
+
+    void drawOutline (juce::Graphics& g, int width, int height) override
+    {
+        drawFocusRing (g, juce::Rectangle<int> (width, height).reduced (4).toFloat());
+    }
+};
+
+ButtonLook lookOf (const juce::Button& button)
+{
+    return button.getProperties().getWithDefault ("primary", false) ? ButtonLook::primary : ButtonLook::standard;
+}
+
+} // namespace
+
+TessivarLookAndFeel::TessivarLookAndFeel (const juce::File& resourcesFolder) :
+    LookAndFeel_V4 (makeScheme()), typefaces (resourcesFolder)
+{
+    setColours();
+    // A font that was drawn before this look came keeps its typeface in the cache, and would go on being drawn so.
+    juce::Typeface::clearTypefaceCache();
+}
+
+TessivarLookAndFeel::~TessivarLookAndFeel()
+{
+    juce::Typeface::clearTypefaceCache();
+}
+
+void TessivarLookAndFeel::setColours()
+{
+    setColour (juce::ResizableWindow::backgroundColourId, palette::window);
+    setColour (juce::Label::textColourId, palette::textHigh);
+    setColour (juce::ComboBox::backgroundColourId, juce::Colour (0xff11161a));
+    setColour (juce::ComboBox::outlineColourId, palette::outline);
+    setColour (juce::ComboBox::arrowColourId, palette::textMid);
+    setColour (juce::TextEditor::backgroundColourId, palette::well);
+    setColour (juce::TextEditor::outlineColourId, palette::outline);
+    setColour (juce::TextEditor::focusedOutlineColourId, palette::ice);
+    setColour (juce::TextEditor::highlightColourId, palette::highlight);
+    setColour (juce::CaretComponent::caretColourId, palette::ice);
+    setColour (juce::AlertWindow::backgroundColourId, palette::raised);
+    setColour (juce::AlertWindow::outlineColourId, palette::dialogEdge);
+    setColour (juce::PopupMenu::backgroundColourId, palette::popup);
+    setColour (juce::ListBox::backgroundColourId, palette::well);
+    setColour (juce::TooltipWindow::textColourId, palette::textHigh);
+    setColour (juce::ProgressBar::backgroundColourId, palette::well);
+    setColour (juce::ProgressBar::foregroundColourId, palette::iceMid);
+    setColour (juce::ScrollBar::thumbColourId, palette::lineStrong);
+}
+
+juce::Typeface::Ptr TessivarLookAndFeel::getTypefaceForFont (const juce::Font& font)
+{
+    const auto& name = font.getTypefaceName();
+    if (name == fonts::familyName || name == juce::Font::getDefaultSansSerifFontName())
+    {
+        auto style = font.getTypefaceStyle();
+        if (auto typeface = typefaces.forStyle (style))
+            return typeface;
+        return LookAndFeel_V4::getTypefaceForFont (juce::Font (font.getHeight()));
+    }
+    return LookAndFeel_V4::getTypefaceForFont (font);
+}
+
+void TessivarLookAndFeel::drawButtonBackground (
+    juce::Graphics& g, juce::Button& button, const juce::Colour&, bool over, bool down)
+{
+    drawButtonGround (g, button.getLocalBounds().toFloat(), lookOf (button), { button.isEnabled(), over, down });
+}
+
+void TessivarLookAndFeel::drawButtonText (juce::Graphics& g, juce::TextButton& button, bool over, bool down)
+{
+    g.setFont (getTextButtonFont (button, button.getHeight()));
+    g.setColour (buttonInk (lookOf (button), { button.isEnabled(), over, down }));
+    g.drawFittedText (button.getButtonText(), button.getLocalBounds().reduced (8, 2), juce::Justification::centred, 1);
+}
+
+juce::Font TessivarLookAndFeel::getTextButtonFont (juce::TextButton&, int height)
+{
+    return fonts::inter (height < 30 ? 12.0f : 13.0f, fonts::Weight::semibold);
+}
+
+void TessivarLookAndFeel::drawToggleButton (juce::Graphics& g, juce::ToggleButton& button, bool over, bool)
+{
+    const auto area = button.getLocalBounds().toFloat();
+    const auto box = area.withWidth (20.0f).withSizeKeepingCentre (13.0f, 13.0f);
+    g.setColour (palette::well);
+    g.fillEllipse (box);
+    g.setColour (over ? palette::textMid : palette::outline);
+    g.drawEllipse (box, 1.0f);
+    if (button.getToggleState())
+    {
+        g.setColour (palette::ice);
+        g.fillEllipse (box.reduced (3.0f));
+    }
+    g.setColour (button.isEnabled() ? palette::textHigh : palette::textDisabled);
+    g.setFont (fonts::inter (13.0f));
+    g.drawText (button.getButtonText(), area.withTrimmedLeft (26.0f), juce::Justification::centredLeft, true);
+}
+
+void TessivarLookAndFeel::drawComboBox (
+    juce::Graphics& g, int width, int height, bool, int, int, int, int, juce::ComboBox& box)
+{
+    const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
+    const auto enabled = box.isEnabled();
+    g.setColour (box.findColour (juce::ComboBox::backgroundColourId).withMultipliedAlpha (enabled ? 1.0f : 0.5f));
+    g.fillRoundedRectangle (area, 5.0f);
+    g.setColour (! enabled              ? palette::line
+                 : box.isMouseOver (true) ? palette::textMid
+                                          : box.findColour (juce::ComboBox::outlineColourId));
+    g.drawRoundedRectangle (area, 5.0f, 1.0f);
+    const auto chevron = area.withLeft (area.getRight() - 28.0f).withSizeKeepingCentre (12.0f, 12.0f);
+    drawIcon (g,
+              Icon::chevronDown,
+              chevron,
+              enabled ? box.findColour (juce::ComboBox::arrowColourId) : palette::textDisabled);
+}
+
+juce::Font TessivarLookAndFeel::getComboBoxFont (juce::ComboBox&)
+{
+    return fonts::inter (13.0f);
+}
+
+void TessivarLookAndFeel::positionComboBoxText (juce::ComboBox& box, juce::Label& label)
+{
+    label.setBounds (10, 1, std::max (0, box.getWidth() - 38), box.getHeight() - 2);
+    label.setFont (getComboBoxFont (box));
+    label.setBorderSize ({ 0, 0, 0, 0 });
+}
+
+juce::PopupMenu::Options TessivarLookAndFeel::getOptionsForComboBoxPopupMenu (juce::ComboBox& box, juce::Label& label)
+{
+    return LookAndFeel_V4::getOptionsForComboBoxPopupMenu (box, label).withStandardItemHeight (30);
+}
+
+juce::Font TessivarLookAndFeel::getLabelFont (juce::Label& label)
+{
+    return label.getFont();
+}
+
+juce::Font TessivarLookAndFeel::getAlertWindowTitleFont()
+{
+    return fonts::inter (15.0f, fonts::Weight::semibold);
+}
+
+juce::Font TessivarLookAndFeel::getAlertWindowMessageFont()
+{
+    return fonts::inter (13.0f);
+}
+
+juce::Font TessivarLookAndFeel::getAlertWindowFont()
+{
+    return fonts::inter (13.0f);
+}
+
+void TessivarLookAndFeel::drawAlertBox (juce::Graphics& g,
+                                        juce::AlertWindow& alert,
+                                        const juce::Rectangle<int>& textArea,
+                                        juce::TextLayout& text)
+{
+    const auto area = alert.getLocalBounds().toFloat();
+    g.fillAll (palette::raised);
+    g.setColour (palette::dialogEdge);
+    g.drawRect (area, 1.0f);
+    auto textBox = textArea.toFloat();
+    if (alert.getAlertType() == juce::MessageBoxIconType::WarningIcon)
+    {
+        const auto tile = juce::Rectangle<float> (24.0f, 24.0f, 44.0f, 44.0f);
+        g.setColour (palette::amber.withAlpha (0.13f));
+        g.fillRoundedRectangle (tile, 10.0f);
+        drawIcon (g, Icon::warning, tile.reduced (10.0f), palette::amber);
+        textBox.setLeft (std::max (textBox.getX(), 84.0f));
+    }
+    g.setColour (palette::textHigh);
+    text.draw (g, textBox);
+}
+
+void TessivarLookAndFeel::drawScrollbar (juce::Graphics& g,
+                                         juce::ScrollBar&,
+                                         int x,
+                                         int y,
+                                         int width,
+                                         int height,
+                                         bool isVertical,
+                                         int thumbStart,
+                                         int thumbSize,
+                                         bool isOver,
+                                         bool isDown)
+{
+    if (thumbSize <= 0)
+        return;
+    const auto thumb = isVertical ? juce::Rectangle<int> (x, thumbStart, width, thumbSize)
+                                  : juce::Rectangle<int> (thumbStart, y, thumbSize, height);
+    g.setColour (isDown ? palette::textLow : (isOver ? palette::outline : palette::lineStrong));
+    const auto bar = thumb.toFloat().reduced (2.0f);
+    g.fillRoundedRectangle (bar, 0.5f * std::min (bar.getWidth(), bar.getHeight()));
+}
+
+void TessivarLookAndFeel::fillTextEditorBackground (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
+{
+    g.setColour (editor.findColour (juce::TextEditor::backgroundColourId));
+    g.fillRoundedRectangle (juce::Rectangle<int> (width, height).toFloat().reduced (0.5f), 5.0f);
+}
+
+void TessivarLookAndFeel::drawTextEditorOutline (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
+{
+    const auto focused = editor.hasKeyboardFocus (true) && ! editor.isReadOnly();
+    auto colour = editor.findColour (focused ? juce::TextEditor::focusedOutlineColourId
+                                             : juce::TextEditor::outlineColourId);
+    g.setColour (editor.isEnabled() ? colour : palette::line);
+    g.drawRoundedRectangle (juce::Rectangle<int> (width, height).toFloat().reduced (0.5f),
+                            5.0f,
+                            focused && colour == palette::ice ? 2.0f : 1.0f);
+}
+
+void drawProgressTrough (juce::Graphics& g, juce::Rectangle<float> area, double progress)
+{
+    const auto radius = 0.5f * std::min (area.getHeight(), 8.0f);
+    g.setColour (palette::well);
+    g.fillRoundedRectangle (area, radius);
+    g.setColour (palette::line);
+    g.drawRoundedRectangle (area.reduced (0.5f), radius, 1.0f);
+    if (progress <= 0.0)
+        return;
+    const auto filled = area.withWidth (area.getWidth() * static_cast<float> (std::min (1.0, progress)));
+    g.setGradientFill (juce::ColourGradient::horizontal (palette::iceDeep, palette::ice, filled));
+    g.fillRoundedRectangle (filled, std::min (radius, 0.5f * filled.getWidth()));
+}
+
+void TessivarLookAndFeel::drawProgressBar (
+    juce::Graphics& g, juce::ProgressBar&, int width, int height, double progress, const juce::String& text)
+{
+    const auto area = juce::Rectangle<int> (width, height).toFloat();
+    drawProgressTrough (g, area.withSizeKeepingCentre (area.getWidth(), 8.0f), progress);
+    if (text.isNotEmpty() && height >= 28)
+    {
+        g.setColour (palette::textMid);
+        g.setFont (fonts::inter (12.0f));
+        g.drawText (text, area, juce::Justification::topLeft, true);
+    }
+}
+
+std::unique_ptr<juce::FocusOutline> TessivarLookAndFeel::createFocusOutlineForComponent (juce::Component&)
+{
+    return std::make_unique<juce::FocusOutline> (std::make_unique<RingProperties>());
+}
+
+} // namespace tessivar

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "ui/Fonts.h"
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+namespace tessivar
+{
+
+/** The program's look for the toolkit's own widgets, and the keeper of its typefaces.
+
+    Made once, set as the default look and feel before any window, and kept until the last one is gone. A TextButton is
+    drawn as standard button, or as primary one when its property "primary" is set. Tooltips show a key at their end in
+    square brackets, "Hear only what is removed [R]", as a key cap.
+*/
+class TessivarLookAndFeel : public juce::LookAndFeel_V4
+{
+public:
+    explicit TessivarLookAndFeel (const juce::File& resourcesFolder);
+    ~TessivarLookAndFeel() override;
+
+    juce::Typeface::Ptr getTypefaceForFont (const juce::Font& font) override;
+
+    void drawButtonBackground (juce::Graphics&, juce::Button&, const juce::Colour&, bool over, bool down) override;
+    void drawButtonText (juce::Graphics&, juce::TextButton&, bool over, bool down) override;
+    juce::Font getTextButtonFont (juce::TextButton&, int height) override;
+    void drawToggleButton (juce::Graphics&, juce::ToggleButton&, bool over, bool down) override;
+
+    void drawComboBox (juce::Graphics&, int, int, bool, int, int, int, int, juce::ComboBox&) override;
+    juce::Font getComboBoxFont (juce::ComboBox&) override;
+    void positionComboBoxText (juce::ComboBox&, juce::Label&) override;
+    juce::PopupMenu::Options getOptionsForComboBoxPopupMenu (juce::ComboBox&, juce::Label&) override;
+    juce::Font getLabelFont (juce::Label&) override;
+
+    void drawPopupMenuBackground (juce::Graphics&, int width, int height) override;
+    void drawPopupMenuItem (juce::Graphics&,
+                            const juce::Rectangle<int>& area,
+                            bool isSeparator,
+                            bool isActive,
+                            bool isHighlighted,
+                            bool isTicked,
+                            bool hasSubMenu,
+                            const juce::String& text,
+                            const juce::String& shortcutKeyText,
+                            const juce::Drawable* icon,
+                            const juce::Colour* textColour) override;
+    void getIdealPopupMenuItemSize (
+        const juce::String& text, bool isSeparator, int standardHeight, int& idealWidth, int& idealHeight) override;
+    juce::Font getPopupMenuFont() override;
+    int getPopupMenuBorderSize() override;
+    int getPopupMenuBorderSizeWithOptions (const juce::PopupMenu::Options&) override;
+
+    void drawMenuBarBackground (juce::Graphics&, int width, int height, bool, juce::MenuBarComponent&) override;
+    void drawMenuBarItem (juce::Graphics&,
+                          int width,
+                          int height,
+                          int index,
+                          const juce::String& text,
+                          bool isOverItem,
+                          bool isOpen,
+                          bool isOverBar,
+                          juce::MenuBarComponent&) override;
+    int getMenuBarItemWidth (juce::MenuBarComponent&, int index, const juce::String& text) override;
+    juce::Font getMenuBarFont (juce::MenuBarComponent&, int index, const juce::String& text) override;
+    int getDefaultMenuBarHeight() override { return 28; }
+
+    void drawAlertBox (juce::Graphics&,
+                       juce::AlertWindow&,
+                       const juce::Rectangle<int>& textArea,
+                       juce::TextLayout&) override;
+    juce::Font getAlertWindowTitleFont() override;
+    juce::Font getAlertWindowMessageFont() override;
+    juce::Font getAlertWindowFont() override;
+    int getAlertWindowButtonHeight() override { return 36; }
+
+    void drawTooltip (juce::Graphics&, const juce::String& text, int width, int height) override;
+    juce::Rectangle<int> getTooltipBounds (const juce::String& text,
+                                           juce::Point<int> screenPosition,
+                                           juce::Rectangle<int> parentArea) override;
+
+    int getDefaultScrollbarWidth() override { return 10; }
+    void drawScrollbar (juce::Graphics&,
+                        juce::ScrollBar&,
+                        int x,
+                        int y,
+                        int width,
+                        int height,
+                        bool isVertical,
+                        int thumbStart,
+                        int thumbSize,
+                        bool isOver,
+                        bool isDown) override;
+
+    void fillTextEditorBackground (juce::Graphics&, int width, int height, juce::TextEditor&) override;
+    void drawTextEditorOutline (juce::Graphics&, int width, int height, juce::TextEditor&) override;
+    void drawProgressBar (juce::Graphics&,
+                          juce::ProgressBar&,
+                          int width,
+                          int height,
+                          double progress,
+                          const juce::String& text) override;
+
+    std::unique_ptr<juce::FocusOutline> createFocusOutlineForComponent (juce::Component&) override;
+
+private:
+    void setColours();
+
+    const fonts::InterTypefaces typefaces;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarLookAndFeel)
+};
+
+/** A tooltip's text and the key that stands in square brackets at its end. */
+struct TooltipParts
+{
+    juce::String text, key;
+};
+TooltipParts splitTooltip (const juce::String& tip);
+
+/** A progress trough with its ice fill. @param progress  0 to 1; below 0 draws the empty trough */
+void drawProgressTrough (juce::Graphics& g, juce::Rectangle<float> area, double progress);
+
+} // namespace tessivar

@@ -1,0 +1,186 @@
+#include "ui/TessivarSuppressionMeterComponent.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+#include <cmath>
+
+namespace tessivar
+{
+namespace
+{
+
+// The meter is laid out at double size, so its font is doubled too.
+constexpr float readoutEm = 2.0f * 14.0f;
+constexpr int widthAt2x = 112;
+
+void drawUnscaled (juce::Graphics& g, const juce::Image& image, juce::Rectangle<int> area)
+{
+    if (image.isValid())
+        g.drawImageWithin (image,
+                           area.getX(),
+                           area.getY(),
+                           area.getWidth(),
+                           area.getHeight(),
+                           juce::RectanglePlacement::centred | juce::RectanglePlacement::doNotResize);
+}
+
+} // namespace
+
+void SuppressionMeterState::setLevel (float fraction, float levelADb, float levelBDb, bool isSilent)
+{
+    const auto distance = std::abs (static_cast<double> (levelADb - levelBDb));
+    const auto readingDb = static_cast<float> (distance) * fraction;
+    if (holdCounter == holdCalls || readingDb > heldReadingDb)
+    {
+        heldReadingDb = readingDb;
+        holdCounter = 0;
+    }
+    if (isSilent)
+    {
+        litLeds = 0;
+        heldReadingDb = 0.0f;
+        holdCounter = 0;
+    }
+    else
+    {
+        litLeds = static_cast<int> (static_cast<float> (numLeds) * fraction);
+    }
+    ++holdCounter;
+    silent = isSilent;
+}
+
+void SuppressionMeterState::clear()
+{
+    litLeds = 0;
+    heldReadingDb = 0.0f;
+    silent = true;
+    holdCounter = 1;
+}
+
+juce::String SuppressionMeterState::readout() const
+{
+    if (silent || ! (heldReadingDb > 0.0f))
+        return "--";
+    return juce::String (juce::roundToInt (heldReadingDb)) + "dB";
+}
+
+int ledPitch (int meterHeight, int readoutHeight, int headerHeight)
+{
+    return juce::roundToInt (static_cast<float> (meterHeight - (headerHeight + readoutHeight))
+                             / static_cast<float> (SuppressionMeterState::numLeds));
+}
+
+int fittingLedPitch (int availableHeight)
+{
+    return juce::jlimit (6, 12, (availableHeight - meterHeightForPitch (0)) / SuppressionMeterState::numLeds);
+}
+
+TessivarSuppressionMeterComponent::TessivarSuppressionMeterComponent (const ResourceImages& images) :
+    background (images.get ("suppressionMeter/suppressionMeterBase.png")),
+    readoutBacking (images.get ("suppressionMeter/suppressionIndincatorBase.png")),
+    readoutGlass (images.get ("suppressionMeter/suppressionIndincatorGlow.png")),
+    ledOn (images.get ("suppressionMeter/suppressionMeterLedOn.png")),
+    headerOn (images.get ("suppressionMeter/suppressionMeterHeaderOn.png")),
+    ledOff (images.get ("suppressionMeter/suppressionMeterLedOff.png")),
+    headerOff (images.get ("suppressionMeter/suppressionMeterHeaderOff.png"))
+{
+    setTitle ("Suppression");
+    setTooltip ("Click the number to clear it");
+    setOpaque (true);
+}
+
+void TessivarSuppressionMeterComponent::setLevel (float fraction, float levelADb, float levelBDb, bool isSilent)
+{
+    state.setLevel (fraction, levelADb, levelBDb, isSilent);
+    repaint();
+}
+
+void TessivarSuppressionMeterComponent::layOut (juce::Point<int> topLeft, int pitch)
+{
+    setTransform (juce::AffineTransform::scale (0.5f));
+    setBounds (topLeft.x * 2, topLeft.y * 2, widthAt2x, 2 * meterHeightForPitch (pitch));
+}
+
+void TessivarSuppressionMeterComponent::mouseDown (const juce::MouseEvent& event)
+{
+    if (event.y >= readoutBacking.getHeight())
+        return;
+    state.clear();
+    repaint();
+}
+
+void TessivarSuppressionMeterComponent::paint (juce::Graphics& g)
+{
+    g.fillAll (juce::Colours::black);
+    if (background.isValid())
+        g.drawImage (background, getLocalBounds().toFloat());
+    paintReadout (g);
+    paintLeds (g);
+}
+
+void TessivarSuppressionMeterComponent::paintReadout (juce::Graphics& g) const
+{
+    const auto area = getLocalBounds().withHeight (readoutBacking.getHeight());
+    drawUnscaled (g, readoutBacking, area);
+    g.setColour (juce::Colour (0xffbfeaff));
+    g.setFont (fonts::inter (readoutEm, fonts::Weight::semibold));
+    g.drawFittedText (state.readout(), area, juce::Justification::centred, 1, 0.7f);
+    g.setOpacity (1.0f);
+    drawUnscaled (g, readoutGlass, area);
+}
+
+void TessivarSuppressionMeterComponent::paintLeds (juce::Graphics& g) const
+{
+    const auto width = getWidth() - 3;
+    const auto top = readoutBacking.getHeight();
+    const auto headerHeight = headerOn.getHeight();
+    const auto& header = state.litLeds != 0 ? headerOn : headerOff;
+    drawUnscaled (g, header, { 0, top, width, header.getHeight() });
+
+    const auto pitch = ledPitch (getHeight(), top, headerHeight);
+    const auto ledsTop = top + headerHeight;
+    for (int i = 0; i < SuppressionMeterState::numLeds; ++i)
+    {
+        const auto& led = i < state.litLeds ? ledOn : ledOff;
+        drawUnscaled (g, led, { 0, ledsTop + i * pitch, width, led.getHeight() });
+    }
+    drawUnscaled (
+        g, headerOff, { 0, ledsTop + SuppressionMeterState::numLeds * pitch, width, headerOff.getHeight() });
+}
+
+namespace
+{
+
+/** The held number as a value that is read out, never set. */
+class MeterValue : public juce::AccessibilityTextValueInterface
+{
+public:
+    explicit MeterValue (const TessivarSuppressionMeterComponent& meterToRead) : meter (meterToRead) {}
+    bool isReadOnly() const override { return true; }
+    void setValueAsString (const juce::String&) override {}
+
+    juce::String getCurrentValueAsString() const override
+    {
+        const auto& state = meter.getState();
+        if (state.silent)
+            return "silent";
+        return juce::String (juce::roundToInt (state.heldReadingDb)) + " decibels";
+    }
+
+private:
+    const TessivarSuppressionMeterComponent& meter;
+};
+
+} // namespace
+
+std::unique_ptr<juce::AccessibilityHandler> TessivarSuppressionMeterComponent::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (
+        *this,
+        juce::AccessibilityRole::progressBar,
+        juce::AccessibilityActions{},
+        juce::AccessibilityHandler::Interfaces{ std::make_unique<MeterValue> (*this) });
+}
+
+} // namespace tessivar

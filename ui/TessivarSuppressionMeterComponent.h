@@ -1,0 +1,76 @@
+#pragma once
+
+#include "ui/ResourceImages.h"
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+namespace tessivar
+{
+
+/** What the meter shows: a row of LEDs for the moment, and a number that is held for 90 calls. */
+struct SuppressionMeterState
+{
+    static constexpr int numLeds = 41;
+    static constexpr int holdCalls = 90;
+
+    int litLeds = 0;
+    float heldReadingDb = 0.0f;
+    int holdCounter = 0;
+    bool silent = false;
+
+    /** @param fraction  of the LEDs, 0 to 1
+        @param levelADb, levelBDb  the number is their distance times the fraction
+        @param isSilent  nothing is measured at this moment
+    */
+    void setLevel (float fraction, float levelADb, float levelBDb, bool isSilent);
+
+    /** Forgets the held number until the next level that is not silent. */
+    void clear();
+
+    /** "12dB", or "--" while nothing is held. */
+    juce::String readout() const;
+};
+
+/** Distance between two LEDs in whole pixels of a meter of this height. */
+int ledPitch (int meterHeight, int readoutHeight, int headerHeight);
+
+/** The largest pitch from 6 to 12 logical pixels with which a meter fits the space, and the height it then has. */
+int fittingLedPitch (int availableHeight);
+constexpr int meterHeightForPitch (int pitch)
+{
+    return SuppressionMeterState::numLeds * pitch + 50;
+}
+
+/** The suppression meter: a readout and 41 LEDs, lit from the top.
+
+    It draws its images unscaled, and the images are made at double size: the owner gives it twice the bounds and a
+    transform of 0.5 (see layOut), which is sharp on any display. A press on the readout clears it.
+*/
+class TessivarSuppressionMeterComponent : public juce::Component, public juce::SettableTooltipClient
+{
+public:
+    explicit TessivarSuppressionMeterComponent (const ResourceImages& images);
+
+    /** Called by the owner's timer; the meter itself polls nothing. */
+    void setLevel (float fraction, float levelADb, float levelBDb, bool isSilent);
+
+    const SuppressionMeterState& getState() const { return state; }
+
+    /** Places the meter, 56 wide and as high as its pitch asks, in logical pixels of its parent. */
+    void layOut (juce::Point<int> topLeft, int pitch);
+
+    void mouseDown (const juce::MouseEvent& event) override;
+    void paint (juce::Graphics& g) override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+private:
+    void paintReadout (juce::Graphics& g) const;
+    void paintLeds (juce::Graphics& g) const;
+
+    SuppressionMeterState state;
+    juce::Image background, readoutBacking, readoutGlass, ledOn, headerOn, ledOff, headerOff;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarSuppressionMeterComponent)
+};
+
+} // namespace tessivar

@@ -1,0 +1,367 @@
+#include "ui/browser/BrowserList.h"
+
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+namespace
+{
+
+constexpr int dragThreshold = 6; // pixels before a press becomes a drag
+
+} // namespace
+
+BrowserList::BrowserList (const ResourceImages& imagesToUse) : images (imagesToUse)
+{
+    setTitle ("Groups and tracks");
+    setWantsKeyboardFocus (true);
+    wireRows();
+}
+
+BrowserList::~BrowserList() = default;
+
+void BrowserList::wireRows()
+{
+    callbacks.onPress = [this] (RowId group, RowId track, const juce::MouseEvent& event)
+    { pressed (group, track, event); };
+    callbacks.onDrag = [this] (RowId, RowId, const juce::MouseEvent& event) { dragged (event); };
+    callbacks.onRelease = [this] (RowId group, RowId track, const juce::MouseEvent& event)
+    { released (group, track, event); };
+    callbacks.onMenu = [this] (RowId group, RowId track, juce::Point<int> place)
+    {
+        // A menu on a row outside the selection is about that row alone.
+        if (track == 0)
+            choose (afterGroupClick (state, group));
+        else if (! selection.contains (track))
+            choose (afterTrackClick (state, selection, group, track, false, false));
+        if (onMenu != nullptr)
+            onMenu (group, track, place);
+    };
+    callbacks.onInclude = [this] (RowId track, bool included)
+    {
+        if (onInclude != nullptr)
+            onInclude (actedOn (track), included);
+    };
+    callbacks.onType = [this] (RowId track, DrumLook type)
+    {
+        if (onType != nullptr)
+            onType (actedOn (track), type);
+    };
+    callbacks.onLocate = [this] (RowId track)
+    {
+        if (onLocate != nullptr)
+            onLocate (track);
+    };
+    callbacks.onFold = [this] (RowId group)
+    {
+        if (onFold != nullptr)
+            onFold (group);
+    };
+    callbacks.onClose = [this] (RowId group)
+    {
+        if (onClose != nullptr)
+            onClose (group);
+    };
+    callbacks.onRename = [this] (RowId group, const juce::String& name)
+    {
+        if (onRename != nullptr)
+            onRename (group, name);
+    };
+}
+
+std::vector<RowId> BrowserList::actedOn (RowId track) const
+{
+    return selection.contains (track) ? selection.tracks : std::vector<RowId>{ track };
+}
+
+void BrowserList::setState (const BrowserState& newState)
+{
+    state = newState;
+    if (visibleRows (state, metrics) != shownRows)
+        rebuildRows();
+
+    for (auto& row : groupRows)
+        if (const auto* group = findGroup (state, row->getGroup()))
+            row->setState (*group);
+    for (auto& row : trackRows)
+        if (const auto* track = findTrack (state, row->getTrack()))
+            row->setState (*track);
+    selection = withoutMissingRows (state, selection);
+    showSelection();
+}
+
+void BrowserList::rebuildRows()
+{
+    endDrag();
+    shownRows = visibleRows (state, metrics);
+    // Rows that stay keep their components: a chooser may be open, a name may be being typed.
+    auto oldGroups = std::move (groupRows);
+    auto oldTracks = std::move (trackRows);
+    groupRows.clear();
+    trackRows.clear();
+    for (const auto& row : shownRows)
+    {
+        if (row.track == 0)
+        {
+            const auto old = std::find_if (
+                oldGroups.begin(), oldGroups.end(), [&] (auto& o) { return o != nullptr && o->getGroup() == row.group; });
+            groupRows.push_back (old != oldGroups.end() ? std::move (*old)
+                                                        : std::make_unique<GroupRow> (callbacks, row.group));
+            addAndMakeVisible (*groupRows.back());
+        }
+        else
+        {
+            const auto old = std::find_if (oldTracks.begin(),
+                                           oldTracks.end(),
+                                           [&] (auto& o)
+                                           { return o != nullptr && o->getTrack() == row.track && o->getGroup() == row.group; });
+            trackRows.push_back (old != oldTracks.end()
+                                     ? std::move (*old)
+                                     : std::make_unique<TrackRow> (images, callbacks, row.group, row.track));
+            addAndMakeVisible (*trackRows.back());
+        }
+    }
+    setSize (getWidth(), totalHeight (state, metrics));
+    resized();
+}
+
+void BrowserList::setSelection (const BrowserSelection& newSelection)
+{
+    selection = withoutMissingRows (state, newSelection);
+    showSelection();
+    scrollToLead();
+}
+
+void BrowserList::showSelection()
+{
+    for (auto& row : groupRows)
+        row->setSelected (selection.lead == 0 && row->getGroup() == selection.group);
+    for (auto& row : trackRows)
+        row->setSelected (selection.contains (row->getTrack()), row->getTrack() == selection.lead);
+    if (hasKeyboardFocus (false))
+        repaint();
+}
+
+void BrowserList::choose (const BrowserSelection& newSelection)
+{
+    if (newSelection == selection)
+        return;
+    selection = newSelection;
+    showSelection();
+    scrollToLead();
+    if (onSelect != nullptr)
+        onSelect (selection);
+}
+
+void BrowserList::scrollToLead()
+{
+    auto* viewport = findParentComponentOfClass<juce::Viewport>();
+    if (viewport == nullptr)
+        return;
+    for (const auto& row : shownRows)
+        if (row.group == selection.group && row.track == selection.lead)
+        {
+            const auto view = viewport->getViewArea();
+            if (row.top < view.getY())
+                viewport->setViewPosition (0, row.top);
+            else if (row.top + row.height > view.getBottom())
+                viewport->setViewPosition (0, row.top + row.height - view.getHeight());
+        }
+}
+
+void BrowserList::setCompact (bool compact)
+{
+    metrics = browserMetrics (compact);
+    setState (state);
+}
+
+void BrowserList::setLevels (const std::vector<Level>& levels)
+{
+    for (const auto& level : levels)
+        for (auto& row : trackRows)
+            if (row->getTrack() == level.track)
+                row->setLevels (level.source, level.kept);
+}
+
+void BrowserList::beginRename (RowId group)
+{
+    for (auto& row : groupRows)
+        if (row->getGroup() == group)
+            row->beginRename();
+}
+
+void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& event)
+{
+    grabKeyboardFocus();
+    if (track == 0)
+    {
+        choose (afterGroupClick (state, group));
+        return;
+    }
+    const auto ctrl = event.mods.isCommandDown() || event.mods.isCtrlDown();
+    const auto shift = event.mods.isShiftDown();
+    // A press on one of several chosen tracks may begin a drag of all of them; a mere click singles it out on release.
+    if (! ctrl && ! shift && selection.contains (track) && selection.tracks.size() > 1)
+    {
+        auto led = selection;
+        led.lead = track;
+        choose (led);
+        return;
+    }
+    choose (afterTrackClick (state, selection, group, track, ctrl, shift));
+}
+
+void BrowserList::dragged (const juce::MouseEvent& event)
+{
+    if (selection.tracks.empty() || selection.lead == 0)
+        return;
+    if (draggedTracks.empty())
+    {
+        if (event.getDistanceFromDragStart() < dragThreshold)
+            return;
+        draggedTracks = selection.tracks;
+        for (auto& row : trackRows)
+            row->setDimmed (selection.contains (row->getTrack()));
+    }
+    const auto here = event.getEventRelativeTo (this).getPosition();
+    dropPlace = dropPlaceAt (state, metrics, here.y);
+    if (auto* viewport = findParentComponentOfClass<juce::Viewport>())
+    {
+        const auto inView = event.getEventRelativeTo (viewport).getPosition();
+        viewport->autoScroll (inView.x, inView.y, 24, 8);
+    }
+    repaint();
+}
+
+void BrowserList::released (RowId group, RowId track, const juce::MouseEvent& event)
+{
+    const auto moved = draggedTracks;
+    const auto place = dropPlace;
+    endDrag();
+    if (! moved.empty())
+    {
+        if (place.has_value() && onMoveTracks != nullptr)
+            onMoveTracks (moved, place->group, place->index);
+        return;
+    }
+    if (track != 0 && ! event.mods.isAnyModifierKeyDown() && selection.tracks.size() > 1 && selection.contains (track))
+        choose (afterTrackClick (state, selection, group, track, false, false));
+}
+
+void BrowserList::endDrag()
+{
+    if (draggedTracks.empty())
+        return;
+    draggedTracks.clear();
+    dropPlace.reset();
+    for (auto& row : trackRows)
+        row->setDimmed (false);
+    repaint();
+}
+
+bool BrowserList::foldByKey (bool open)
+{
+    const auto* group = findGroup (state, selection.group);
+    if (selection.lead != 0 || group == nullptr)
+        return false;
+    if (group->open != open && onFold != nullptr)
+        onFold (group->id);
+    return true;
+}
+
+void BrowserList::openMenuByKey()
+{
+    for (const auto& row : shownRows)
+        if (row.group == selection.group && row.track == selection.lead && onMenu != nullptr)
+        {
+            onMenu (row.group, row.track, localPointToGlobal (juce::Point<int> (40, row.top + row.height / 2)));
+            return;
+        }
+}
+
+bool BrowserList::keyPressed (const juce::KeyPress& key)
+{
+    const auto code = key.getKeyCode();
+    const auto modifiers = key.getModifiers();
+    const auto shift = modifiers.isShiftDown();
+    if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
+    {
+        endDrag();
+        return true;
+    }
+    if (code == juce::KeyPress::F10Key && shift)
+    {
+        openMenuByKey();
+        return true;
+    }
+    // Other keys with modifiers are the window's commands.
+    if (modifiers.isAltDown() || modifiers.isCtrlDown() || modifiers.isCommandDown())
+        return false;
+    if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
+    {
+        choose (afterArrow (state, selection, code == juce::KeyPress::upKey ? -1 : 1, shift));
+        return true;
+    }
+    if (code == juce::KeyPress::leftKey && ! shift)
+        return foldByKey (false);
+    if (code == juce::KeyPress::rightKey && ! shift)
+        return foldByKey (true);
+    if (code == juce::KeyPress::F2Key && selection.group != 0)
+    {
+        beginRename (selection.group);
+        return true;
+    }
+    return false;
+}
+
+void BrowserList::focusGained (FocusChangeType)
+{
+    repaint();
+}
+
+void BrowserList::focusLost (FocusChangeType)
+{
+    repaint();
+}
+
+void BrowserList::resized()
+{
+    std::size_t group = 0, track = 0;
+    for (const auto& row : shownRows)
+    {
+        const juce::Rectangle<int> bounds (0, row.top, getWidth(), row.height);
+        if (row.track == 0)
+            groupRows[group++]->setBounds (bounds);
+        else
+            trackRows[track++]->setBounds (bounds);
+    }
+}
+
+void BrowserList::paint (juce::Graphics& g)
+{
+    g.fillAll (palette::panel);
+}
+
+void BrowserList::paintOverChildren (juce::Graphics& g)
+{
+    if (dropPlace.has_value())
+    {
+        g.setColour (palette::ice);
+        g.fillRect (0, juce::jlimit (0, std::max (0, getHeight() - 3), dropPlace->lineY - 2), getWidth(), 3);
+    }
+    if (! hasKeyboardFocus (false))
+        return;
+    for (const auto& row : shownRows)
+        if (row.group == selection.group && row.track == selection.lead)
+        {
+            g.setColour (palette::ice);
+            g.drawRect (juce::Rectangle<int> (0, row.top, getWidth(), row.height - 1), 2);
+        }
+}
+
+std::unique_ptr<juce::AccessibilityHandler> BrowserList::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::list);
+}
+
+} // namespace tessivar

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "ui/browser/BrowserRows.h"
+
+namespace tessivar
+{
+
+/** The rows of the browser, one below the other; lives in a viewport. It keeps the selection, takes the keys, and moves
+    tracks by dragging.
+*/
+class BrowserList : public juce::Component
+{
+public:
+    explicit BrowserList (const ResourceImages& images);
+    ~BrowserList() override;
+
+    void setState (const BrowserState& newState);
+    const BrowserState& getState() const { return state; }
+
+    void setSelection (const BrowserSelection& newSelection);
+    const BrowserSelection& getSelection() const { return selection; }
+
+    void setCompact (bool compact);
+    BrowserMetrics getMetrics() const { return metrics; }
+
+    struct Level
+    {
+        RowId track = 0;
+        float source = 0.0f, kept = 0.0f; // 0 to 1 of the bar
+    };
+    void setLevels (const std::vector<Level>& levels);
+
+    void beginRename (RowId group);
+
+    /** The user has chosen other rows. */
+    std::function<void (const BrowserSelection&)> onSelect;
+    /** Tracks were dragged to before the track with this index of a Group, counted before they left their places. */
+    std::function<void (const std::vector<RowId>& tracks, RowId toGroup, int index)> onMoveTracks;
+    /** A menu is asked for; track is 0 on a Group row. */
+    std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
+    /** Switching one of several chosen tracks switches all of them. */
+    std::function<void (const std::vector<RowId>& tracks, bool included)> onInclude;
+    std::function<void (const std::vector<RowId>& tracks, DrumLook type)> onType;
+    std::function<void (RowId)> onLocate, onFold, onClose;
+    std::function<void (RowId group, const juce::String& name)> onRename;
+
+    bool keyPressed (const juce::KeyPress& key) override;
+    void focusGained (FocusChangeType cause) override;
+    void focusLost (FocusChangeType cause) override;
+    void paint (juce::Graphics& g) override;
+    void paintOverChildren (juce::Graphics& g) override;
+    void resized() override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+private:
+    void wireRows();
+    void rebuildRows();
+    void showSelection();
+    void choose (const BrowserSelection& newSelection);
+    void pressed (RowId group, RowId track, const juce::MouseEvent& event);
+    void dragged (const juce::MouseEvent& event);
+    void released (RowId group, RowId track, const juce::MouseEvent& event);
+    void endDrag();
+    void scrollToLead();
+    bool foldByKey (bool open);
+    void openMenuByKey();
+    std::vector<RowId> actedOn (RowId track) const;
+
+    const ResourceImages& images;
+    BrowserState state;
+    BrowserSelection selection;
+    BrowserMetrics metrics = browserMetrics (false);
+    RowCallbacks callbacks;
+    std::vector<std::unique_ptr<GroupRow>> groupRows;
+    std::vector<std::unique_ptr<TrackRow>> trackRows;
+    std::vector<BrowserRow> shownRows;
+    std::vector<RowId> draggedTracks; // empty while nothing is dragged
+    std::optional<DropPlace> dropPlace;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserList)
+};
+
+} // namespace tessivar

@@ -1,0 +1,208 @@
+#include "ui/browser/BrowserView.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+BrowserView::BrowserView (const ResourceImages& images) :
+    newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
+{
+    setTitle ("Browser");
+    addAndMakeVisible (newGroup);
+    addAndMakeVisible (import);
+    addAndMakeVisible (viewport);
+    addAndMakeVisible (analyze);
+    addAndMakeVisible (exportGroup);
+    viewport.setViewedComponent (&list, false);
+    viewport.setScrollBarsShown (true, false);
+    viewport.setWantsKeyboardFocus (false);
+    import.setTooltip ("Import tracks [Ctrl+I]");
+
+    const auto wire = [] (juce::Button& button, const std::function<void()>& callback)
+    {
+        button.onClick = [&callback]
+        {
+            if (callback != nullptr)
+                callback();
+        };
+    };
+    wire (newGroup, onNewGroup);
+    wire (import, onImport);
+    wire (exportGroup, onExport);
+    analyze.onClick = [this]
+    {
+        // "Up to date" is a state, not an offer.
+        if (getState().analyze != BrowserState::Analyze::upToDate && onAnalyze != nullptr)
+            onAnalyze();
+    };
+    showButtons();
+}
+
+void BrowserView::setState (const BrowserState& newState)
+{
+    list.setState (newState);
+    viewport.setVisible (! newState.groups.empty());
+    showButtons();
+    resized();
+    repaint();
+}
+
+void BrowserView::showButtons()
+{
+    using Analyze = BrowserState::Analyze;
+    const auto& state = getState();
+    const auto upToDate = state.analyze == Analyze::upToDate;
+    analyze.setButtonText (upToDate                          ? "Up to date"
+                           : state.analyze == Analyze::again ? "Analyze Again"
+                                                             : "Analyze Group");
+    analyze.setLook (upToDate ? ButtonLook::quiet : ButtonLook::primary);
+    analyze.setLeadingIcon (upToDate ? Icon::tick : Icon::none);
+    analyze.setEnabled (state.analyze != Analyze::unavailable);
+    exportGroup.setEnabled (state.canExport);
+    exportGroup.setLook (upToDate ? ButtonLook::primary : ButtonLook::standard);
+    exportGroup.setLeadingIcon (state.groups.empty() ? Icon::none : Icon::exporting);
+}
+
+void BrowserView::setCompact (bool compact)
+{
+    list.setCompact (compact);
+    resized();
+}
+
+void BrowserView::resized()
+{
+    auto area = getLocalBounds().withTrimmedRight (1);
+    auto title = area.removeFromTop (titleHeight);
+    title.removeFromRight (9);
+    import.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
+    title.removeFromRight (6);
+    newGroup.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
+
+    auto footer = area.removeFromBottom (footerHeight).reduced (12);
+    analyze.setBounds (footer.removeFromLeft ((footer.getWidth() - 8) / 2));
+    footer.removeFromLeft (8);
+    exportGroup.setBounds (footer);
+
+    viewport.setBounds (area.withTrimmedTop (1).withTrimmedBottom (1));
+    list.setSize (viewport.getMaximumVisibleWidth(), totalHeight (list.getState(), list.getMetrics()));
+}
+
+void BrowserView::paint (juce::Graphics& g)
+{
+    g.fillAll (palette::panel);
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
+    g.drawText ("Groups", 16, 0, 180, titleHeight, juce::Justification::centredLeft, false);
+
+    g.setColour (palette::seam);
+    g.fillRect (getWidth() - 1, 0, 1, getHeight());
+    if (getState().groups.empty())
+        paintEmpty (g);
+    else
+        g.fillRect (0, titleHeight, getWidth(), 1);
+    g.setColour (palette::seam);
+    g.fillRect (0, getHeight() - footerHeight - 1, getWidth(), 1);
+}
+
+void BrowserView::paintEmpty (juce::Graphics& g) const
+{
+    const auto middle = getLocalBounds().withTrimmedTop (titleHeight).withTrimmedBottom (footerHeight).getCentreY();
+    const auto width = getWidth();
+    g.setColour (palette::textMid);
+    g.setFont (fonts::inter (13.0f));
+    g.drawText ("No groups yet", 0, middle - 26, width, 18, juce::Justification::centred, false);
+    g.setColour (palette::textLow);
+    g.setFont (fonts::inter (12.0f));
+    g.drawFittedText ("One group holds the close-mic tracks of one performance.",
+                      { 40, middle - 2, width - 80, 36 },
+                      juce::Justification::centredTop,
+                      3,
+                      1.0f);
+}
+
+void BrowserView::setDropHover (std::optional<DropHover> hover)
+{
+    if (hover == dropHover)
+        return;
+    dropHover = hover;
+    repaint();
+}
+
+juce::Rectangle<int> BrowserView::dropArea() const
+{
+    const auto shown = viewport.getBounds();
+    const auto extent = groupExtent (getState(), list.getMetrics(), dropHover->group);
+    if (dropHover->group == 0 || ! extent.has_value())
+        return shown;
+    return juce::Rectangle<int> (0, extent->getStart(), viewport.getMaximumVisibleWidth(), extent->getLength())
+        .translated (0, viewport.getY() - viewport.getViewPositionY())
+        .getIntersection (shown);
+}
+
+void BrowserView::paintOverChildren (juce::Graphics& g)
+{
+    if (dropHover.has_value())
+        paintDropHover (g);
+}
+
+void BrowserView::paintDropHover (juce::Graphics& g) const
+{
+    const auto area = dropArea();
+    const auto frame = area.toFloat().reduced (1.0f);
+    g.setColour (palette::well.withAlpha (0.78f));
+    g.fillRoundedRectangle (frame, 8.0f);
+    g.setColour (palette::ice);
+    g.drawRoundedRectangle (frame, 8.0f, 2.0f);
+
+    const auto* group = findGroup (getState(), dropHover->group);
+    auto words = area.withSizeKeepingCentre (area.getWidth() - 24, std::min (area.getHeight(), 44));
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
+    if (group == nullptr)
+    {
+        g.drawText ("Release to make a new group", words, juce::Justification::centred, true);
+        return;
+    }
+    g.drawText (dropText (dropHover->numFiles, group->name), words.removeFromTop (24), juce::Justification::centred, true);
+    g.setColour (palette::textMid);
+    g.setFont (fonts::inter (12.0f));
+    g.drawText ("The group will need a new analysis.", words, juce::Justification::centred, true);
+}
+
+RowId BrowserView::groupUnder (juce::Point<int> position) const
+{
+    if (! viewport.isVisible() || ! viewport.getBounds().contains (position))
+        return 0;
+    return groupAt (getState(), list.getMetrics(), position.y - viewport.getY() + viewport.getViewPositionY());
+}
+
+bool BrowserView::isInterestedInFileDrag (const juce::StringArray&)
+{
+    return onFilesDropped != nullptr;
+}
+
+void BrowserView::fileDragEnter (const juce::StringArray& files, int x, int y)
+{
+    fileDragMove (files, x, y);
+}
+
+void BrowserView::fileDragMove (const juce::StringArray& files, int x, int y)
+{
+    setDropHover (DropHover{ groupUnder ({ x, y }), files.size() });
+}
+
+void BrowserView::fileDragExit (const juce::StringArray&)
+{
+    setDropHover ({});
+}
+
+void BrowserView::filesDropped (const juce::StringArray& files, int x, int y)
+{
+    setDropHover ({});
+    if (onFilesDropped != nullptr)
+        onFilesDropped (files, groupUnder ({ x, y }));
+}
+
+} // namespace tessivar

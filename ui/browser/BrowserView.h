@@ -1,0 +1,66 @@
+#pragma once
+
+#include "ui/browser/BrowserList.h"
+
+namespace tessivar
+{
+
+/** The browser at the left of the window: title with "new" and "import", the list, and the buttons for the chosen
+    Group. It takes dropped files and shows where they would go.
+*/
+class BrowserView : public juce::Component, public juce::FileDragAndDropTarget
+{
+public:
+    explicit BrowserView (const ResourceImages& images);
+
+    void setState (const BrowserState& newState);
+    const BrowserState& getState() const { return list.getState(); }
+
+    /** Rows of 53 instead of 57. */
+    void setCompact (bool compact);
+
+    BrowserList& getList() { return list; }
+
+    std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
+    /** Files were dropped on a Group, or elsewhere (0): then they make a new Group. */
+    std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
+
+    /** Shows where hovering files would go; nothing, a Group, or a new Group (0). */
+    struct DropHover
+    {
+        RowId group = 0;
+        int numFiles = 0;
+        friend bool operator== (const DropHover&, const DropHover&) = default;
+    };
+    void setDropHover (std::optional<DropHover> hover);
+
+    bool isInterestedInFileDrag (const juce::StringArray& files) override;
+    void fileDragEnter (const juce::StringArray& files, int x, int y) override;
+    void fileDragMove (const juce::StringArray& files, int x, int y) override;
+    void fileDragExit (const juce::StringArray& files) override;
+    void filesDropped (const juce::StringArray& files, int x, int y) override;
+
+    void paint (juce::Graphics& g) override;
+    void paintOverChildren (juce::Graphics& g) override;
+    void resized() override;
+
+    static constexpr int titleHeight = 44;
+    static constexpr int footerHeight = 60;
+
+private:
+    RowId groupUnder (juce::Point<int> position) const;
+    juce::Rectangle<int> dropArea() const;
+    void paintEmpty (juce::Graphics& g) const;
+    void paintDropHover (juce::Graphics& g) const;
+    void showButtons();
+
+    IconButton newGroup, import;
+    juce::Viewport viewport;
+    BrowserList list;
+    ActionButton analyze{ "Analyze Group" }, exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };
+    std::optional<DropHover> dropHover;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserView)
+};
+
+} // namespace tessivar

@@ -1,0 +1,244 @@
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+#include "ui/browser/BrowserRows.h"
+
+namespace tessivar
+{
+namespace
+{
+
+juce::Colour markColour (GroupRowState::Mark mark)
+{
+    switch (mark)
+    {
+        case GroupRowState::Mark::analysed:
+            return palette::green;
+        case GroupRowState::Mark::changed:
+            return palette::amber;
+        case GroupRowState::Mark::notAnalysed:
+            break;
+    }
+    return palette::textMid;
+}
+
+Icon markIcon (GroupRowState::Mark mark)
+{
+    switch (mark)
+    {
+        case GroupRowState::Mark::analysed:
+            return Icon::tick;
+        case GroupRowState::Mark::changed:
+            return Icon::warning;
+        case GroupRowState::Mark::notAnalysed:
+            break;
+    }
+    return Icon::ring;
+}
+
+juce::Font badgeFont()
+{
+    return fonts::inter (11.0f, fonts::Weight::semibold);
+}
+
+constexpr int textLeft = 34;
+
+} // namespace
+
+GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group) :
+    callbacks (callbacksToUse), id (group), fold ("Fold or unfold", Icon::chevronDown),
+    close ("Close group", Icon::close)
+{
+    for (auto* button : { &fold, &close })
+    {
+        addAndMakeVisible (*button);
+        button->setWantsKeyboardFocus (false);
+        button->setIconSize (13.0f);
+    }
+    fold.setInk (palette::textLow);
+    close.setInk (palette::textMid);
+    fold.onClick = [this]
+    {
+        if (callbacks.onFold != nullptr)
+            callbacks.onFold (id);
+    };
+    close.onClick = [this]
+    {
+        if (callbacks.onClose != nullptr)
+            callbacks.onClose (id);
+    };
+}
+
+void GroupRow::setState (const GroupRowState& newState)
+{
+    state = newState;
+    fold.setIcon (state.open ? Icon::chevronDown : Icon::chevronRight);
+    fold.setTitle ((state.open ? "Fold " : "Unfold ") + state.name);
+    close.setTitle ("Close " + state.name);
+    setTitle (accessibleName (state));
+    repaint();
+}
+
+void GroupRow::setSelected (bool isSelected)
+{
+    selected = isSelected;
+    repaint();
+}
+
+void GroupRow::resized()
+{
+    fold.setBounds (6, (getHeight() - 28) / 2, 28, 28);
+    close.setBounds (getWidth() - 37, (getHeight() - 28) / 2, 28, 28);
+    if (nameEditor != nullptr)
+        nameEditor->setBounds (textLeft - 4, 4, getWidth() - textLeft - 40, 24);
+}
+
+float GroupRow::badgeWidth() const
+{
+    return badgeFont().getStringWidthFloat (groupMarkText (state.mark)) + 31.0f;
+}
+
+void GroupRow::paintBadge (juce::Graphics& g) const
+{
+    const auto right = static_cast<float> (getWidth() - 38);
+    auto badge = juce::Rectangle<float> (right - badgeWidth(), 0.5f * static_cast<float> (getHeight()) - 10.5f, badgeWidth(), 20.0f);
+    const auto colour = markColour (state.mark);
+    g.setColour (colour.withAlpha (0.12f));
+    g.fillRoundedRectangle (badge, 10.0f);
+    badge.removeFromLeft (8.0f);
+    const auto icon = badge.removeFromLeft (10.0f).withSizeKeepingCentre (10.0f, 10.0f);
+    drawIcon (g, markIcon (state.mark), state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon, colour);
+    badge.removeFromLeft (5.0f);
+    g.setColour (colour);
+    g.setFont (badgeFont());
+    g.drawText (groupMarkText (state.mark), badge, juce::Justification::centredLeft, false);
+}
+
+void GroupRow::paint (juce::Graphics& g)
+{
+    g.fillAll (selected ? palette::selected : (hovered ? palette::hover : juce::Colour (0xff171c21)));
+    g.setColour (juce::Colour (0xff0a0d0f));
+    g.fillRect (0, getHeight() - 1, getWidth(), 1);
+    paintBadge (g);
+
+    const auto width = getWidth() - 38 - juce::roundToInt (badgeWidth()) - textLeft - 6;
+    if (nameEditor == nullptr)
+    {
+        const auto font = fonts::inter (13.0f, fonts::Weight::semibold);
+        const auto dotRoom = state.unsaved ? 10 : 0;
+        const juce::Rectangle<int> nameArea (textLeft, 5, width - dotRoom, 20);
+        g.setColour (palette::textHigh);
+        g.setFont (font);
+        g.drawText (state.name, nameArea, juce::Justification::centredLeft, true);
+        if (state.unsaved)
+        {
+            const auto drawn = std::min (font.getStringWidth (state.name), nameArea.getWidth());
+            g.setColour (palette::amber);
+            g.fillEllipse (juce::Rectangle<int> (nameArea.getX() + drawn + 4, nameArea.getCentreY() - 2, 5, 5).toFloat());
+        }
+    }
+    g.setColour (palette::textLow);
+    fonts::drawTabular (g,
+                        fonts::inter (12.0f),
+                        state.facts,
+                        juce::Rectangle<int> (textLeft, 23, width, 18).toFloat(),
+                        juce::Justification::centredLeft);
+    if (selected)
+    {
+        g.setColour (palette::ice.withAlpha (0.55f));
+        g.drawRect (getLocalBounds().withTrimmedBottom (1), 1);
+    }
+}
+
+void GroupRow::mouseDown (const juce::MouseEvent& event)
+{
+    if (event.mods.isPopupMenu())
+    {
+        if (callbacks.onMenu != nullptr)
+            callbacks.onMenu (id, 0, event.getScreenPosition());
+        return;
+    }
+    if (callbacks.onPress != nullptr)
+        callbacks.onPress (id, 0, event);
+}
+
+void GroupRow::mouseDrag (const juce::MouseEvent& event)
+{
+    if (! event.mods.isPopupMenu() && callbacks.onDrag != nullptr)
+        callbacks.onDrag (id, 0, event);
+}
+
+void GroupRow::mouseUp (const juce::MouseEvent& event)
+{
+    if (! event.mods.isPopupMenu() && callbacks.onRelease != nullptr)
+        callbacks.onRelease (id, 0, event);
+}
+
+void GroupRow::mouseDoubleClick (const juce::MouseEvent&)
+{
+    if (callbacks.onFold != nullptr)
+        callbacks.onFold (id);
+}
+
+void GroupRow::mouseEnter (const juce::MouseEvent&)
+{
+    hovered = true;
+    repaint();
+}
+
+void GroupRow::mouseExit (const juce::MouseEvent&)
+{
+    hovered = false;
+    repaint();
+}
+
+void GroupRow::beginRename()
+{
+    nameEditor = std::make_unique<juce::TextEditor>();
+    nameEditor->setFont (fonts::inter (13.0f, fonts::Weight::semibold));
+    nameEditor->setText (state.name, false);
+    nameEditor->setInputRestrictions (128);
+    nameEditor->setTitle ("Name of the group");
+    addAndMakeVisible (*nameEditor);
+    resized();
+    nameEditor->selectAll();
+    nameEditor->grabKeyboardFocus();
+    nameEditor->addListener (this);
+    repaint();
+}
+
+void GroupRow::endRename (bool keep)
+{
+    if (nameEditor == nullptr)
+        return;
+    const auto name = nameEditor->getText().trim();
+    // The editor is still calling: it goes when its call has come back.
+    std::shared_ptr<juce::TextEditor> leaving (std::move (nameEditor));
+    leaving->removeListener (this);
+    removeChildComponent (leaving.get());
+    juce::MessageManager::callAsync ([leaving] {});
+    repaint();
+    if (keep && name.isNotEmpty() && name != state.name && callbacks.onRename != nullptr)
+        callbacks.onRename (id, name);
+}
+
+void GroupRow::textEditorReturnKeyPressed (juce::TextEditor&)
+{
+    endRename (true);
+}
+
+void GroupRow::textEditorEscapeKeyPressed (juce::TextEditor&)
+{
+    endRename (false);
+}
+
+void GroupRow::textEditorFocusLost (juce::TextEditor&)
+{
+    endRename (true);
+}
+
+std::unique_ptr<juce::AccessibilityHandler> GroupRow::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::listItem);
+}
+
+} // namespace tessivar

@@ -1,0 +1,308 @@
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+#include "ui/browser/BrowserRows.h"
+
+namespace tessivar
+{
+namespace
+{
+
+constexpr int dotColumn = 34; // logical pixels; the whole of it switches the dot
+constexpr int colourBarWidth = 4;
+constexpr float excludedAlpha = 0.5f;
+
+} // namespace
+
+TrackRow::TrackRow (const ResourceImages& images, const RowCallbacks& callbacksToUse, RowId groupId, RowId trackId) :
+    callbacks (callbacksToUse), group (groupId), id (trackId), include (images),
+    locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
+{
+    addAndMakeVisible (include);
+    addAndMakeVisible (type);
+    addChildComponent (locate);
+    include.setWantsKeyboardFocus (false);
+    locate.setWantsKeyboardFocus (false);
+    include.onClick = [this]
+    {
+        if (callbacks.onInclude != nullptr)
+            callbacks.onInclude (id, include.getToggleState());
+    };
+    type.onChoose = [this] (DrumLook chosen)
+    {
+        if (callbacks.onType != nullptr)
+            callbacks.onType (id, chosen);
+    };
+    locate.onClick = [this]
+    {
+        if (callbacks.onLocate != nullptr)
+            callbacks.onLocate (id);
+    };
+    // Leaving the row for a control inside it is no leaving: the hover stays.
+    include.addMouseListener (this, false);
+    type.addMouseListener (this, false);
+}
+
+void TrackRow::setState (const TrackRowState& newState)
+{
+    state = newState;
+    include.setToggleState (state.included, juce::dontSendNotification);
+    include.setTitle ("Include " + state.name + " in analysis");
+    include.setTooltip (state.included ? "Leave out of analysis [E]" : "Include in analysis [E]");
+    type.setType (state.type);
+    type.setTitle ("Drum type of " + state.name);
+    type.setVisible (! state.sourceMissing);
+    locate.setVisible (state.sourceMissing);
+    setTitle (accessibleName (state));
+    resized();
+    repaint();
+}
+
+void TrackRow::setSelected (bool isSelected, bool isLead)
+{
+    selected = isSelected;
+    lead = isLead;
+    repaint();
+}
+
+void TrackRow::setDimmed (bool shouldBeDimmed)
+{
+    setAlpha (shouldBeDimmed ? 0.45f : 1.0f);
+}
+
+void TrackRow::setLevels (float source, float kept)
+{
+    if (juce::approximatelyEqual (source, state.sourceLevel) && juce::approximatelyEqual (kept, state.keptLevel))
+        return;
+    state.sourceLevel = source;
+    state.keptLevel = kept;
+    repaint (levelBar());
+}
+
+juce::Rectangle<int> TrackRow::levelBar() const
+{
+    return { getWidth() - 16, 6, 5, getHeight() - 13 };
+}
+
+juce::Rectangle<int> TrackRow::waveArea() const
+{
+    // "Excluded" is wider than the other marks.
+    const auto right = state.mark == TrackRowState::Mark::excluded ? 80 : 72;
+    return juce::Rectangle<int>::leftTopRightBottom (146, getHeight() - 32, getWidth() - right, getHeight() - 6);
+}
+
+void TrackRow::resized()
+{
+    include.layOut ({ 9, (getHeight() - 1) / 2 - 10, 20, 20 });
+    const auto chooserTop = getHeight() - 29;
+    type.setBounds (dotColumn, chooserTop, 104, 22);
+    locate.setBounds (dotColumn, chooserTop, 76, 22);
+}
+
+void TrackRow::paint (juce::Graphics& g)
+{
+    g.fillAll (selected ? palette::selected : (hovered ? palette::hover : palette::raised));
+    g.setColour (juce::Colour (0xff0f1316));
+    g.fillRect (0, getHeight() - 1, getWidth(), 1);
+
+    const auto alpha = state.included ? 1.0f : excludedAlpha;
+    g.setColour (drumColour (state.type).withMultipliedAlpha (alpha));
+    g.fillRect (0, 0, colourBarWidth, getHeight() - 1);
+
+    paintName (g);
+    paintMark (g);
+    if (! state.sourceMissing)
+        paintWave (g);
+    paintLevel (g);
+
+    if (state.loading.has_value())
+    {
+        g.setColour (palette::iceMid);
+        g.fillRect (0.0f,
+                    static_cast<float> (getHeight() - 3),
+                    static_cast<float> (getWidth()) * juce::jlimit (0.0f, 1.0f, *state.loading),
+                    2.0f);
+    }
+    if (selected)
+    {
+        g.setColour (palette::ice.withAlpha (lead ? 0.55f : 0.25f));
+        g.drawRect (getLocalBounds().withTrimmedBottom (1), 1);
+    }
+}
+
+void TrackRow::paintOverChildren (juce::Graphics& g)
+{
+    drawSocket (g, include.getDotArea());
+}
+
+void TrackRow::paintName (juce::Graphics& g) const
+{
+    const auto font = fonts::inter (13.0f, fonts::Weight::medium);
+    const auto area = juce::Rectangle<int>::leftTopRightBottom (
+        dotColumn, getHeight() > 55 ? 5 : 3, getWidth() - 66, getHeight() > 55 ? 25 : 23);
+    g.setColour (palette::textHigh.withMultipliedAlpha (state.included && ! state.sourceMissing ? 1.0f : excludedAlpha));
+    g.setFont (font);
+    g.drawText (state.name, area, juce::Justification::centredLeft, true);
+    if (! state.sourceMissing)
+        return;
+    const auto width = std::min (font.getStringWidth (state.name), area.getWidth());
+    g.fillRect (area.getX(), area.getCentreY(), width, 1);
+    g.setColour (palette::amber);
+    g.setFont (fonts::inter (12.0f));
+    g.drawText ("Source file not found",
+                juce::Rectangle<int>::leftTopRightBottom (
+                    dotColumn + 84, getHeight() - 29, getWidth() - 24, getHeight() - 7),
+                juce::Justification::centredLeft,
+                true);
+}
+
+void TrackRow::paintMark (juce::Graphics& g) const
+{
+    using Mark = TrackRowState::Mark;
+    const auto right = getWidth() - 22;
+    const auto nameLine = juce::Rectangle<float> (static_cast<float> (right - 60), getHeight() > 55 ? 7.0f : 5.0f, 60.0f, 20.0f);
+    if (state.focusPercent.has_value())
+    {
+        g.setColour (palette::textHigh);
+        fonts::drawTabular (g,
+                            fonts::inter (13.0f, fonts::Weight::semibold),
+                            juce::String (*state.focusPercent) + "%",
+                            nameLine,
+                            juce::Justification::centredRight);
+    }
+    else
+    {
+        g.setColour (palette::textLow);
+        g.setFont (fonts::inter (13.0f));
+        g.drawText (juce::String::fromUTF8 ("\xe2\x80\x93"), nameLine, juce::Justification::centredRight, false);
+    }
+    if (state.sourceMissing)
+        return;
+
+    const juce::Rectangle<float> markLine (
+        static_cast<float> (right - 60), static_cast<float> (getHeight() - 29), 60.0f, 22.0f);
+    const auto spot = markLine.withLeft (markLine.getRight() - 13.0f).withSizeKeepingCentre (13.0f, 13.0f);
+    const auto word = [&] (const char* text)
+    {
+        g.setColour (palette::textLow);
+        g.setFont (fonts::inter (12.0f));
+        g.drawText (text, markLine, juce::Justification::centredRight, false);
+    };
+    switch (state.mark)
+    {
+        case Mark::analysed:
+            drawIcon (g, Icon::tick, spot.reduced (0.5f), palette::green);
+            break;
+        case Mark::notAnalysed:
+            drawIcon (g, Icon::ring, spot.expanded (3.0f), palette::textLow);
+            break;
+        case Mark::asIs:
+            word ("As is");
+            break;
+        case Mark::excluded:
+            word ("Excluded");
+            break;
+    }
+}
+
+void TrackRow::paintWave (juce::Graphics& g) const
+{
+    if (state.wave == nullptr || state.wave->numColumns <= 0)
+        return;
+    const auto area = waveArea().toFloat();
+    const auto middle = area.getCentreY();
+    const auto half = 0.5f * area.getHeight();
+    const auto columnWidth = area.getWidth() / static_cast<float> (state.wave->numColumns);
+    const auto fill = [&] (const std::vector<float>& peaks, juce::Colour colour)
+    {
+        juce::RectangleList<float> bars;
+        for (std::size_t i = 0; i < peaks.size(); ++i)
+        {
+            const auto height = std::max (0.5f, juce::jlimit (0.0f, 1.0f, peaks[i]) * half);
+            bars.addWithoutMerging (
+                { area.getX() + static_cast<float> (i) * columnWidth, middle - height, columnWidth, 2.0f * height });
+        }
+        g.setColour (colour);
+        g.fillRectList (bars);
+    };
+    const auto alpha = state.included ? 1.0f : excludedAlpha;
+    const auto isAnalysed = ! state.wave->kept.empty() && state.mark == TrackRowState::Mark::analysed;
+    const auto plain = state.mark == TrackRowState::Mark::asIs ? drumColour (state.type).withAlpha (0.8f)
+                                                               : palette::sourceUnanalysed.withAlpha (0.6f);
+    fill (state.wave->source, isAnalysed ? palette::emberLine : plain.withMultipliedAlpha (alpha));
+    if (isAnalysed)
+        fill (state.wave->kept, drumColour (state.type));
+}
+
+void TrackRow::paintLevel (juce::Graphics& g) const
+{
+    const auto bar = levelBar().toFloat();
+    g.setColour (palette::well);
+    g.fillRoundedRectangle (bar, 2.0f);
+    const auto level = [&] (float height, juce::Colour colour)
+    {
+        g.setColour (colour);
+        g.fillRoundedRectangle (bar.withTop (bar.getBottom() - juce::jlimit (0.0f, 1.0f, height) * bar.getHeight()),
+                                2.0f);
+    };
+    if (state.sourceLevel > 0.0f)
+        level (state.sourceLevel, palette::emberLine);
+    if (state.keptLevel > 0.0f)
+        level (state.keptLevel, drumColour (state.type));
+}
+
+void TrackRow::mouseDown (const juce::MouseEvent& event)
+{
+    if (event.eventComponent != this)
+        return;
+    if (event.mods.isPopupMenu())
+    {
+        if (callbacks.onMenu != nullptr)
+            callbacks.onMenu (group, id, event.getScreenPosition());
+        return;
+    }
+    if (event.x < dotColumn && event.x >= colourBarWidth)
+    {
+        include.triggerClick();
+        return;
+    }
+    if (callbacks.onPress != nullptr)
+        callbacks.onPress (group, id, event);
+}
+
+void TrackRow::mouseDrag (const juce::MouseEvent& event)
+{
+    if (event.eventComponent == this && ! event.mods.isPopupMenu() && callbacks.onDrag != nullptr)
+        callbacks.onDrag (group, id, event);
+}
+
+void TrackRow::mouseUp (const juce::MouseEvent& event)
+{
+    if (event.eventComponent == this && ! event.mods.isPopupMenu() && callbacks.onRelease != nullptr)
+        callbacks.onRelease (group, id, event);
+}
+
+void TrackRow::updateHover()
+{
+    const auto over = isMouseOver (true);
+    if (over == hovered)
+        return;
+    hovered = over;
+    repaint();
+}
+
+void TrackRow::mouseEnter (const juce::MouseEvent&)
+{
+    updateHover();
+}
+
+void TrackRow::mouseExit (const juce::MouseEvent&)
+{
+    updateHover();
+}
+
+std::unique_ptr<juce::AccessibilityHandler> TrackRow::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::listItem);
+}
+
+} // namespace tessivar

@@ -1,0 +1,231 @@
+#include "ui/dialogs/DialogContent.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+DialogContent::DialogContent (const juce::String& titleText, std::vector<DialogButton> buttonsToShow) :
+    title (titleText), specs (std::move (buttonsToShow))
+{
+    setTitle (title);
+    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
+    setWantsKeyboardFocus (true);
+    for (std::size_t i = 0; i < specs.size(); ++i)
+    {
+        auto button = std::make_unique<ActionButton> (specs[i].text, specs[i].look);
+        button->onClick = [this, i] { choose (static_cast<int> (i)); };
+        addAndMakeVisible (*button);
+        buttons.push_back (std::move (button));
+    }
+}
+
+void DialogContent::setTitleText (const juce::String& text)
+{
+    if (text == title)
+        return;
+    title = text;
+    setTitle (title);
+    repaint();
+}
+
+int DialogContent::idealHeight (int width) const
+{
+    return padding + titleHeight + bodyHeight (width - 2 * padding) + buttonRowHeight() + padding;
+}
+
+juce::Rectangle<int> DialogContent::bodyArea() const
+{
+    return getLocalBounds()
+        .reduced (padding)
+        .withTrimmedTop (titleHeight)
+        .withTrimmedBottom (buttonRowHeight());
+}
+
+void DialogContent::choose (int index)
+{
+    // The callbacks are copied: dismissing may destroy this dialog and the button that is calling.
+    const auto choice = onChoice;
+    const auto dismiss = onDismiss;
+    if (specs[static_cast<std::size_t> (index)].closes && dismiss != nullptr)
+        dismiss();
+    if (choice != nullptr)
+        choice (index);
+}
+
+void DialogContent::escape()
+{
+    for (std::size_t i = 0; i < specs.size(); ++i)
+        if (specs[i].isSafe && buttons[i]->isEnabled())
+        {
+            choose (static_cast<int> (i));
+            return;
+        }
+}
+
+void DialogContent::takeFirstFocus()
+{
+    for (std::size_t i = 0; i < specs.size(); ++i)
+        if (specs[i].hasFirstFocus)
+        {
+            buttons[i]->grabKeyboardFocus();
+            return;
+        }
+    grabKeyboardFocus();
+}
+
+bool DialogContent::keyPressed (const juce::KeyPress& key)
+{
+    if (key != juce::KeyPress (juce::KeyPress::escapeKey))
+        return false;
+    escape();
+    return true;
+}
+
+void DialogContent::paint (juce::Graphics& g)
+{
+    const auto card = getLocalBounds().toFloat().reduced (0.5f);
+    g.setGradientFill (juce::ColourGradient::vertical (
+        juce::Colour (0xff1c2229), card.getY(), juce::Colour (0xff191e24), card.getBottom()));
+    g.fillRoundedRectangle (card, 12.0f);
+    g.setColour (palette::dialogEdge);
+    g.drawRoundedRectangle (card, 12.0f, 1.0f);
+
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
+    g.drawText (title,
+                getLocalBounds().reduced (padding).withHeight (titleHeight).withTrimmedLeft (titleIndent()),
+                juce::Justification::topLeft,
+                true);
+}
+
+void DialogContent::resized()
+{
+    auto row = getLocalBounds().reduced (padding).removeFromBottom (buttonHeight);
+    const auto widthOf = [&] (std::size_t i)
+    {
+        buttons[i]->setSize (80, buttonHeight);
+        const auto least = specs[i].look == ButtonLook::primary || specs[i].look == ButtonLook::caution ? 96 : 70;
+        return std::max (least, buttons[i]->idealWidth() + 4);
+    };
+    for (std::size_t i = buttons.size(); i-- > 0;)
+    {
+        if (specs[i].atLeft)
+            continue;
+        buttons[i]->setBounds (row.removeFromRight (widthOf (i)));
+        row.removeFromRight (8);
+    }
+    for (std::size_t i = 0; i < buttons.size(); ++i)
+        if (specs[i].atLeft)
+        {
+            buttons[i]->setBounds (row.removeFromLeft (widthOf (i)));
+            row.removeFromLeft (8);
+        }
+    layOutBody (bodyArea());
+}
+
+std::unique_ptr<juce::AccessibilityHandler> DialogContent::createAccessibilityHandler()
+{
+    setDescription (getMessage());
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::dialogWindow);
+}
+
+juce::TextLayout layOutText (const juce::String& text, juce::Colour colour, float width)
+{
+    juce::AttributedString attributed;
+    attributed.append (text, fonts::inter (13.0f), colour);
+    attributed.setLineSpacing (3.0f);
+    attributed.setWordWrap (juce::AttributedString::WordWrap::byWord);
+    juce::TextLayout layout;
+    layout.createLayout (attributed, width);
+    return layout;
+}
+
+DialogScrim::DialogScrim()
+{
+    setInterceptsMouseClicks (true, true);
+    setVisible (false);
+}
+
+void DialogScrim::show (std::unique_ptr<DialogContent> content)
+{
+    auto* shown = content.get();
+    if (dialogs.empty())
+        focusedBefore = juce::Component::getCurrentlyFocusedComponent();
+    shown->onDismiss = [this, shown] { remove (shown); };
+    dialogs.push_back (std::move (content));
+    addAndMakeVisible (*shown);
+    layOut (*shown);
+    toFront (false);
+    if (animated && isShowing())
+    {
+        shown->setAlpha (0.0f);
+        juce::Desktop::getInstance().getAnimator().animateComponent (shown, shown->getBounds(), 1.0f, 120, false, 1.0, 1.0);
+    }
+    setVisible (true);
+    if (shown->isShowing())
+        shown->takeFirstFocus();
+}
+
+void DialogScrim::dismissTop()
+{
+    if (! dialogs.empty())
+        remove (dialogs.back().get());
+}
+
+void DialogScrim::remove (DialogContent* content)
+{
+    const auto found = std::find_if (dialogs.begin(), dialogs.end(), [&] (auto& d) { return d.get() == content; });
+    if (found == dialogs.end())
+        return;
+    // One of the dialog's own buttons may be calling: the dialog goes when that call has come back.
+    std::shared_ptr<DialogContent> leaving (std::move (*found));
+    dialogs.erase (found);
+    juce::Desktop::getInstance().getAnimator().cancelAnimation (leaving.get(), false);
+    removeChildComponent (leaving.get());
+    juce::MessageManager::callAsync ([leaving] {});
+
+    if (! dialogs.empty())
+    {
+        if (isShowing())
+            dialogs.back()->takeFirstFocus();
+        repaint();
+        return;
+    }
+    setVisible (false);
+    if (focusedBefore != nullptr && focusedBefore->isShowing())
+        focusedBefore->grabKeyboardFocus();
+}
+
+void DialogScrim::layOut (DialogContent& content)
+{
+    const auto width = std::min (content.idealWidth(), getWidth() - 32);
+    const auto height = std::min (content.idealHeight (width), getHeight() - 16);
+    content.setBounds (getLocalBounds().withSizeKeepingCentre (width, height));
+}
+
+void DialogScrim::resized()
+{
+    for (auto& content : dialogs)
+        layOut (*content);
+}
+
+bool DialogScrim::keyPressed (const juce::KeyPress&)
+{
+    // Nothing gets past an open dialog to the window's commands.
+    return isShowingDialog();
+}
+
+void DialogScrim::paint (juce::Graphics& g)
+{
+    g.fillAll (palette::scrim);
+    for (const auto& content : dialogs)
+    {
+        juce::Path card;
+        card.addRoundedRectangle (content->getBounds().toFloat(), 12.0f);
+        juce::DropShadow (juce::Colours::black.withAlpha (0.5f), 28, { 0, 10 }).drawForPath (g, card);
+    }
+}
+
+} // namespace tessivar

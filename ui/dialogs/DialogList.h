@@ -1,0 +1,66 @@
+#pragma once
+
+#include "ui/TessivarCheckBox.h"
+#include "ui/Buttons.h"
+
+#include <optional>
+
+namespace tessivar
+{
+
+/** A line of a dialog's list. */
+struct DialogListRow
+{
+    juce::String text, remark;
+    Icon icon = Icon::file;
+    juce::Colour iconColour;   // transparent: the low text colour
+    juce::Colour remarkColour; // transparent: the low text colour
+    std::optional<bool> ticked; // with a dot in place of the icon
+};
+
+/** A scrolling list in a well, up to eight rows high. */
+class DialogList : public juce::Component
+{
+public:
+    explicit DialogList (const ResourceImages& images);
+
+    void setRows (std::vector<DialogListRow> newRows, int rowHeightToUse);
+    const std::vector<DialogListRow>& getRows() const { return rows; }
+
+    /** Height for its rows, at most eight of them, in logical pixels. */
+    int idealHeight() const;
+
+    /** The user has lit or put out the dot of a row. */
+    std::function<void (int row, bool ticked)> onTick;
+
+    void paint (juce::Graphics& g) override;
+    void paintOverChildren (juce::Graphics& g) override;
+    void resized() override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+private:
+    /** All rows; lives in the viewport. */
+    class Rows : public juce::Component
+    {
+    public:
+        explicit Rows (DialogList& ownerList) : owner (ownerList) {}
+        void paint (juce::Graphics& g) override;
+        void paintOverChildren (juce::Graphics& g) override;
+        void resized() override;
+
+        std::vector<std::unique_ptr<TessivarCheckBox>> dots;
+
+    private:
+        DialogList& owner;
+    };
+
+    const ResourceImages& images;
+    std::vector<DialogListRow> rows;
+    int rowHeight = 30;
+    Rows content;
+    juce::Viewport viewport;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DialogList)
+};
+
+} // namespace tessivar

@@ -1,0 +1,187 @@
+#include "ui/dialogs/MessageDialog.h"
+
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+namespace
+{
+
+std::vector<DialogListRow> rowsFrom (const juce::StringArray& list)
+{
+    std::vector<DialogListRow> rows;
+    for (const auto& line : list)
+    {
+        DialogListRow row;
+        row.text = line;
+        rows.push_back (row);
+    }
+    return rows;
+}
+
+constexpr int listRowHeight = 30;
+
+} // namespace
+
+MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogSettings& settingsToUse) :
+    DialogContent (settingsToUse.title, settingsToUse.buttons), settings (settingsToUse), list (images),
+    tick (images, settingsToUse.tickText)
+{
+    list.setRows (rowsFrom (settings.list), listRowHeight);
+    if (! settings.list.isEmpty())
+        addAndMakeVisible (list);
+    if (settings.tickText.isNotEmpty())
+        addAndMakeVisible (tick);
+    onChoice = [this] (int index)
+    {
+        const auto result = onResult;
+        const auto ticked = isTicked();
+        if (result != nullptr)
+            result (index, ticked);
+    };
+}
+
+int MessageDialog::bodyHeight (int width) const
+{
+    const auto text =
+        layOutText (settings.message, palette::textMid, static_cast<float> (textWidth (width))).getHeight();
+    auto height = 4 + juce::roundToInt (std::ceil (text));
+    if (settings.warns)
+        height = std::max (height, 24);
+    if (! settings.list.isEmpty())
+        height += 16 + list.idealHeight();
+    return height;
+}
+
+void MessageDialog::layOutBody (juce::Rectangle<int> body)
+{
+    // A dialog that is too high for the window shortens its list; nothing else can scroll.
+    const auto above = bodyHeight (body.getWidth()) - list.idealHeight();
+    list.setBounds (body.withTrimmedTop (std::min (above, body.getHeight())));
+    const auto row = getButton (0).getBounds();
+    tick.layOut (juce::Rectangle<int> (padding + 1, row.getY(), 240, row.getHeight()).withSizeKeepingCentre (240, 20));
+}
+
+void MessageDialog::paint (juce::Graphics& g)
+{
+    DialogContent::paint (g);
+    auto body = bodyArea();
+    if (settings.warns)
+    {
+        const auto tile = juce::Rectangle<int> (padding, padding, 44, 44).toFloat();
+        g.setColour (palette::amber.withAlpha (0.13f));
+        g.fillRoundedRectangle (tile, 10.0f);
+        drawIcon (g, Icon::warning, tile.reduced (11.0f), palette::amber);
+    }
+    body.removeFromLeft (titleIndent());
+    layOutText (settings.message, palette::textMid, static_cast<float> (body.getWidth()))
+        .draw (g, body.withTrimmedTop (4).toFloat());
+}
+
+void MessageDialog::paintOverChildren (juce::Graphics& g)
+{
+    if (tick.isVisible() && tick.getParentComponent() == this)
+        drawSocket (g, tick.getDotArea());
+}
+
+std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
+                                                  const juce::String& title,
+                                                  const juce::String& message,
+                                                  const juce::StringArray& list,
+                                                  bool mayBeSilenced,
+                                                  std::function<void (bool silence)> onClose)
+{
+    MessageDialogSettings settings;
+    settings.title = title;
+    settings.message = message;
+    settings.warns = true;
+    settings.list = list;
+    if (mayBeSilenced)
+        settings.tickText = "Don't show this warning again.";
+    if (! list.isEmpty())
+    {
+        DialogButton copy;
+        copy.text = "Copy list";
+        copy.closes = false;
+        settings.buttons.push_back (copy);
+    }
+    DialogButton ok;
+    ok.text = "OK";
+    ok.look = ButtonLook::primary;
+    ok.hasFirstFocus = true;
+    ok.isSafe = true;
+    settings.buttons.push_back (ok);
+
+    auto dialog = std::make_unique<MessageDialog> (images, settings);
+    const auto okIndex = static_cast<int> (settings.buttons.size()) - 1;
+    dialog->onResult = [okIndex, list, close = std::move (onClose)] (int button, bool ticked)
+    {
+        if (button != okIndex)
+            juce::SystemClipboard::copyTextToClipboard (list.joinIntoString ("\n"));
+        else if (close != nullptr)
+            close (ticked);
+    };
+    return dialog;
+}
+
+std::unique_ptr<MessageDialog> makeNoticeDialog (const ResourceImages& images,
+                                                 const juce::String& title,
+                                                 const juce::String& message,
+                                                 const juce::String& buttonText,
+                                                 std::function<void()> onClose)
+{
+    MessageDialogSettings settings;
+    settings.title = title;
+    settings.message = message;
+    settings.warns = true;
+    DialogButton ok;
+    ok.text = buttonText;
+    ok.look = ButtonLook::primary;
+    ok.hasFirstFocus = true;
+    ok.isSafe = true;
+    settings.buttons = { ok };
+    auto dialog = std::make_unique<MessageDialog> (images, settings);
+    dialog->onResult = [close = std::move (onClose)] (int, bool)
+    {
+        if (close != nullptr)
+            close();
+    };
+    return dialog;
+}
+
+std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
+                                                   const juce::String& title,
+                                                   const juce::String& message,
+                                                   const juce::String& affirmative,
+                                                   const juce::String& negative,
+                                                   ButtonLook affirmativeLook,
+                                                   std::function<void (bool)> onAnswer)
+{
+    const auto destroys = affirmativeLook != ButtonLook::primary;
+    MessageDialogSettings settings;
+    settings.title = title;
+    settings.message = message;
+    settings.warns = destroys;
+    settings.width = destroys ? 480 : 560;
+
+    DialogButton yes, no;
+    yes.text = affirmative;
+    yes.look = affirmativeLook;
+    yes.hasFirstFocus = ! destroys;
+    no.text = negative;
+    no.isSafe = true;
+    no.hasFirstFocus = destroys;
+    // The primary stands at the right; what overwrites gives that place to the safe answer.
+    settings.buttons = destroys ? std::vector<DialogButton>{ yes, no } : std::vector<DialogButton>{ no, yes };
+    const auto yesIndex = destroys ? 0 : 1;
+
+    auto dialog = std::make_unique<MessageDialog> (images, settings);
+    dialog->onResult = [yesIndex, answer = std::move (onAnswer)] (int button, bool)
+    {
+        if (answer != nullptr)
+            answer (button == yesIndex);
+    };
+    return dialog;
+}
+
+} // namespace tessivar

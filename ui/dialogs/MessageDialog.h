@@ -1,0 +1,81 @@
+#pragma once
+
+#include "ui/TessivarCheckBox.h"
+#include "ui/dialogs/DialogContent.h"
+#include "ui/dialogs/DialogList.h"
+
+namespace tessivar
+{
+
+/** A message with, where needed, a warning sign, a list that can be copied, and a dot to tick. */
+struct MessageDialogSettings
+{
+    juce::String title, message;
+    bool warns = false;          // shows the amber sign
+    juce::StringArray list;      // files the message is about
+    juce::String tickText;       // "Don't show this warning again."; empty: no dot
+    std::vector<DialogButton> buttons;
+    int width = 520;
+};
+
+class MessageDialog : public DialogContent
+{
+public:
+    MessageDialog (const ResourceImages& images, const MessageDialogSettings& settings);
+
+    bool isTicked() const { return tick.getToggleState(); }
+
+    /** Called before the dialog goes, with the chosen button and whether the dot was lit. */
+    std::function<void (int button, bool ticked)> onResult;
+
+    int idealWidth() const override { return settings.width; }
+    juce::String getMessage() const override { return settings.message; }
+    void paint (juce::Graphics& g) override;
+    void paintOverChildren (juce::Graphics& g) override;
+
+protected:
+    int bodyHeight (int width) const override;
+    void layOutBody (juce::Rectangle<int> body) override;
+    int titleIndent() const override { return settings.warns ? signWidth : 0; }
+
+private:
+    static constexpr int signWidth = 60;
+    int textWidth (int width) const { return width - titleIndent(); }
+
+    const MessageDialogSettings settings;
+    DialogList list;
+    TessivarCheckBox tick;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MessageDialog)
+};
+
+/** A warning with its list of files: "Copy list", which keeps the dialog open, and "OK". Where `mayBeSilenced`, with
+    the dot "Don't show this warning again."; onClose hears whether it was lit.
+*/
+std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
+                                                  const juce::String& title,
+                                                  const juce::String& message,
+                                                  const juce::StringArray& list,
+                                                  bool mayBeSilenced,
+                                                  std::function<void (bool silence)> onClose);
+
+/** A message with one button. */
+std::unique_ptr<MessageDialog> makeNoticeDialog (const ResourceImages& images,
+                                                 const juce::String& title,
+                                                 const juce::String& message,
+                                                 const juce::String& buttonText,
+                                                 std::function<void()> onClose);
+
+/** A question with two answers. A safe question has the focus on its affirmative answer; one that overwrites or
+    throws away has it on the negative one and shows the affirmative in that look.
+    @param affirmativeLook  primary, caution or danger
+*/
+std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
+                                                   const juce::String& title,
+                                                   const juce::String& message,
+                                                   const juce::String& affirmative,
+                                                   const juce::String& negative,
+                                                   ButtonLook affirmativeLook,
+                                                   std::function<void (bool)> onAnswer);
+
+} // namespace tessivar

@@ -1,0 +1,101 @@
+#include "ui/dock/DockState.h"
+
+#include "ui/KnobGeometry.h"
+
+#include <cmath>
+
+namespace tessivar
+{
+
+juce::String letterOf (SettingLetter setting)
+{
+    return setting == SettingLetter::a ? "A" : "B";
+}
+
+void ListenLatch::press (Listening mode, double now)
+{
+    before = listening;
+    listening = mode;
+    pressed = mode;
+    pressedAt = now;
+}
+
+void ListenLatch::release (Listening mode, double now)
+{
+    if (pressed != mode)
+        return;
+    pressed.reset();
+    const auto wasHeld = now - pressedAt > holdMilliseconds;
+    if (before == mode)
+        listening = Listening::processed; // the second click, or the end of a hold that began latched
+    else if (wasHeld)
+        listening = before;
+}
+
+void ListenLatch::toggle (Listening mode)
+{
+    set (listening == mode ? Listening::processed : mode);
+}
+
+void ListenLatch::set (Listening mode)
+{
+    pressed.reset();
+    listening = mode;
+}
+
+float layerBarHeight (float weight)
+{
+    constexpr float floorDb = -60.0f;
+    if (! (weight > 0.0f))
+        return 0.0f;
+    return juce::jlimit (0.0f, 1.0f, 1.0f - 20.0f * std::log10 (weight) / floorDb);
+}
+
+namespace
+{
+
+juce::String percentWords (float value, float maximum)
+{
+    return percentText (static_cast<double> (value), static_cast<double> (maximum)).dropLastCharacters (1)
+           + " percent";
+}
+
+} // namespace
+
+juce::String settingDescription (const DockState& state)
+{
+    const auto& values = state.valuesOf (state.sounding);
+    return letterOf (state.sounding) + ", Focus " + percentWords (values.focus, DockState::focusMaximum) + ", Fine "
+           + percentWords (values.fine, DockState::fineMaximum);
+}
+
+juce::String listeningText (const DockState& state)
+{
+    if (! state.available)
+        return state.unavailableText;
+    switch (state.listening)
+    {
+        case Listening::bypass:
+            return "The source, unprocessed.";
+        case Listening::removed:
+            return "Only the removed part.";
+        case Listening::processed:
+            break;
+    }
+    return "The processed track.";
+}
+
+DockLayout dockLayout (juce::Rectangle<int> area, bool compact)
+{
+    constexpr double fineToFocus = 0.55;
+    DockLayout layout;
+    layout.setting = area.removeFromLeft (compact ? 172 : 196);
+    layout.listen = area.removeFromRight (compact ? 176 : 196);
+    if (! compact)
+        layout.layers = area.removeFromRight (176);
+    layout.focus = area.removeFromLeft (juce::roundToInt (area.getWidth() / (1.0 + fineToFocus)));
+    layout.fine = area;
+    return layout;
+}
+
+} // namespace tessivar

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+#include <array>
+#include <optional>
+
+namespace tessivar
+{
+
+/** The two settings of a track. */
+enum class SettingLetter
+{
+    a,
+    b
+};
+constexpr SettingLetter otherSetting (SettingLetter setting)
+{
+    return setting == SettingLetter::a ? SettingLetter::b : SettingLetter::a;
+}
+juce::String letterOf (SettingLetter setting);
+
+/** What is heard of a track. */
+enum class Listening
+{
+    processed,
+    bypass, // the source
+    removed // the source less the processed track
+};
+
+/** Decides between a click, which latches, and a hold, which lasts only as long as the button is down. Each mode
+    releases the other.
+*/
+class ListenLatch
+{
+public:
+    static constexpr double holdMilliseconds = 300.0;
+
+    /** @param now  any clock, in milliseconds */
+    void press (Listening mode, double now);
+    void release (Listening mode, double now);
+
+    /** A click from the keyboard: latches, or lets go what is latched. */
+    void toggle (Listening mode);
+
+    /** What the owner has decided by itself; ends a hold. */
+    void set (Listening mode);
+
+    Listening current() const { return listening; }
+
+private:
+    Listening listening = Listening::processed;
+    Listening before = Listening::processed;
+    std::optional<Listening> pressed;
+    double pressedAt = 0.0;
+};
+
+/** The weight of a layer in what is heard, linear, 0 to 1: what the knob keeps of it, and what Fine blends back. */
+struct LayerWeight
+{
+    float kept = 0.0f;
+    float blendedBack = 0.0f;
+};
+
+/** Height of a bar as a fraction, for a linear weight: -60 dB is 0, 0 dB is 1. */
+float layerBarHeight (float weight);
+
+/** Everything the dock shows. */
+struct DockState
+{
+    struct Values
+    {
+        float focus = 0.0f; // 0 to 5
+        float fine = 0.0f;  // 0 to 1
+    };
+
+    static constexpr float focusMaximum = 5.0f;
+    static constexpr float fineMaximum = 1.0f;
+
+    bool available = false;    // false: nothing can be turned, and `unavailableText` says why
+    juce::String unavailableText{ "Available after analysis." };
+    SettingLetter sounding = SettingLetter::a;
+    std::array<Values, 2> settings{};
+    std::optional<float> suggestedFocus; // 0 to 5
+    std::array<LayerWeight, 6> layers{}; // the five best components, then the rest
+    Listening listening = Listening::processed;
+
+    const Values& valuesOf (SettingLetter setting) const { return settings[static_cast<std::size_t> (setting)]; }
+};
+
+/** "A, Focus 62 percent, Fine 18 percent", for screen readers. */
+juce::String settingDescription (const DockState& state);
+
+/** The line below Bypass and Removed that says what is heard, or why nothing can be chosen. */
+juce::String listeningText (const DockState& state);
+
+/** Where the dock's five sections go. Spare width goes to Focus and Fine, 1 to 0.55; a compact dock has no Layers. */
+struct DockLayout
+{
+    juce::Rectangle<int> setting, focus, fine, layers, listen;
+};
+DockLayout dockLayout (juce::Rectangle<int> area, bool compact);
+
+constexpr int dockHeight (bool compact)
+{
+    return compact ? 166 : 202;
+}
+
+} // namespace tessivar

@@ -1,0 +1,303 @@
+#include "ui/dock/KnobSection.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+KnobSectionSettings focusSectionSettings()
+{
+    KnobSectionSettings settings;
+    settings.title = "Focus";
+    settings.help = "Turn down what is not this drum";
+    settings.keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x91 \xe2\x86\x93");
+    return settings;
+}
+
+KnobSectionSettings fineSectionSettings()
+{
+    KnobSectionSettings settings;
+    settings.title = "Fine";
+    settings.help = "Blend the removed part back";
+    settings.keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x90 \xe2\x86\x92");
+    settings.sizeClass = 23.0f;
+    settings.alternateSet = false;
+    settings.maximum = 1.0;
+    settings.defaultValue = 0.0f;
+    settings.ringSegments = 1;
+    settings.ringThickness = 3.0f;
+    settings.knobSize = 76;
+    settings.compactKnobSize = 64;
+    settings.knobCentreY = 100;
+    settings.compactKnobCentreY = 81;
+    settings.labelCentreY = 148;
+    settings.compactLabelCentreY = 122;
+    settings.labelEm = 13.0f;
+    settings.showsEnds = false;
+    return settings;
+}
+
+std::vector<RingSegment> ringSegments (int count, float proportion, float gapRadians)
+{
+    std::vector<RingSegment> segments;
+    const auto whole = static_cast<float> (count);
+    const auto lit = angleForProportion (proportion);
+    for (int i = 0; i < count; ++i)
+    {
+        RingSegment segment;
+        segment.start = angleForProportion (static_cast<float> (i) / whole) + (i > 0 ? 0.5f * gapRadians : 0.0f);
+        segment.end =
+            angleForProportion (static_cast<float> (i + 1) / whole) - (i + 1 < count ? 0.5f * gapRadians : 0.0f);
+        segment.litEnd = juce::jlimit (segment.start, segment.end, lit);
+        segments.push_back (segment);
+    }
+    return segments;
+}
+
+KnobSection::KnobSection (const ResourceImages& images, const KnobSectionSettings& settingsToUse) :
+    DockSection (settingsToUse.title, true, true), settings (settingsToUse),
+    knob (images, settingsToUse.sizeClass, &label, settingsToUse.alternateSet)
+{
+    knob.setRange (0.0, settings.maximum);
+    knob.setDefaultValue (settings.defaultValue);
+    knob.setTitle (settings.title);
+    knob.setHelpText (settings.help);
+    knob.setTooltip (settings.help + " [" + settings.keys + "]");
+    knob.textFromValueFunction = [this] (double value)
+    { return percentText (value, settings.maximum).dropLastCharacters (1) + " percent"; };
+    knob.onContextMenu = [this] (juce::Point<int> place) { showMenu (place); };
+    knob.addListener (&label);
+    knob.addListener (this);
+    addAndMakeVisible (knob);
+
+    label.setFont (fonts::inter (settings.labelEm, fonts::Weight::semibold));
+    label.onTextChange = [this] { takeTypedText(); };
+    addChildComponent (label);
+    setHelpText (settings.help);
+}
+
+KnobSection::~KnobSection()
+{
+    knob.removeListener (this);
+    knob.removeListener (&label);
+}
+
+void KnobSection::setState (const State& newState)
+{
+    state = newState;
+    knob.setEnabled (state.available);
+    if (! state.available)
+        label.setVisible (false);
+    // While the knob is held, the hand decides; a value that comes back late would pull it away.
+    if (! knob.isMouseButtonDown())
+        knob.setValue (state.available ? state.value : 0.0, juce::dontSendNotification);
+    repaint();
+}
+
+void KnobSection::sliderValueChanged (juce::Slider*)
+{
+    label.setVisible (true);
+    state.value = knob.getValue();
+    repaint();
+    if (onValueChange != nullptr)
+        onValueChange (state.value);
+}
+
+void KnobSection::sliderDragStarted (juce::Slider*)
+{
+    if (onGestureStart != nullptr)
+        onGestureStart();
+}
+
+void KnobSection::sliderDragEnded (juce::Slider*)
+{
+    if (onGestureEnd != nullptr)
+        onGestureEnd();
+}
+
+void KnobSection::takeTypedText()
+{
+    if (const auto percent = percentFromText (label.getText()))
+        knob.setValue (*percent * settings.maximum / 100.0, juce::sendNotificationSync);
+    // An empty text changes nothing; the label goes back to what the knob says.
+    label.showText (percentText (knob.getValue(), settings.maximum));
+}
+
+void KnobSection::typeValue()
+{
+    knob.showValueLabel();
+    if (label.isVisible())
+        label.showEditor();
+}
+
+void KnobSection::nudge (double fraction)
+{
+    if (! knob.isEnabled())
+        return;
+    const auto proportion = static_cast<double> (knob.getProportion()) + fraction;
+    knob.setValue (juce::jlimit (0.0, 1.0, proportion) * settings.maximum, juce::sendNotificationSync);
+}
+
+void KnobSection::resetToDefault()
+{
+    if (knob.isEnabled())
+        knob.setValue (static_cast<double> (settings.defaultValue), juce::sendNotificationSync);
+}
+
+bool KnobSection::keyPressed (const juce::KeyPress& key)
+{
+    const auto modifiers = key.getModifiers();
+    if (modifiers.isAltDown() || modifiers.isCtrlDown())
+        return false;
+    const auto step = modifiers.isShiftDown() ? 0.05 : 0.01;
+    const auto code = key.getKeyCode();
+    if (code == juce::KeyPress::upKey || code == juce::KeyPress::rightKey)
+        nudge (step);
+    else if (code == juce::KeyPress::downKey || code == juce::KeyPress::leftKey)
+        nudge (-step);
+    else if (code == juce::KeyPress::returnKey)
+        typeValue();
+    else
+        return false;
+    return true;
+}
+
+void KnobSection::showMenu (juce::Point<int> screenPosition)
+{
+    const juce::Component::SafePointer<KnobSection> self (this);
+    juce::PopupMenu menu;
+    menu.addItem ("Copy to other setting",
+                  [self]
+                  {
+                      if (self != nullptr && self->onCopyToOther != nullptr)
+                          self->onCopyToOther();
+                  });
+    menu.addItem ("Reset",
+                  [self]
+                  {
+                      if (self != nullptr)
+                          self->resetToDefault();
+                  });
+    menu.addItem ("Type a value",
+                  [self]
+                  {
+                      if (self != nullptr)
+                          self->typeValue();
+                  });
+    menu.showMenuAsync (juce::PopupMenu::Options()
+                            .withTargetComponent (knob)
+                            .withTargetScreenArea ({ screenPosition.x, screenPosition.y, 1, 1 }));
+}
+
+void KnobSection::resized()
+{
+    const auto size = isCompact() ? settings.compactKnobSize : settings.knobSize;
+    const auto centreY = isCompact() ? settings.compactKnobCentreY : settings.knobCentreY;
+    const auto labelY = isCompact() ? settings.compactLabelCentreY : settings.labelCentreY;
+    const auto centreX = getWidth() / 2;
+    knob.setBounds (juce::Rectangle<int> (size, size).withCentre ({ centreX, centreY }));
+    label.setBounds (juce::Rectangle<int> (56, 22).withCentre ({ centreX, labelY }));
+}
+
+float KnobSection::ringRadius() const
+{
+    // Outside the knob's well, which reaches to 46.5 % of its edge.
+    return 0.54f * static_cast<float> (knob.getWidth());
+}
+
+float KnobSection::proportionOf (double value) const
+{
+    return static_cast<float> (juce::jlimit (0.0, 1.0, value / settings.maximum));
+}
+
+void KnobSection::paint (juce::Graphics& g)
+{
+    DockSection::paint (g);
+    drawRing (g);
+    if (! state.available)
+        return;
+    if (state.suggestedValue.has_value())
+        drawSuggestedTick (g);
+    if (state.otherValue.has_value())
+        drawOtherTick (g);
+}
+
+void KnobSection::drawRing (juce::Graphics& g) const
+{
+    const auto centre = knob.getBounds().toFloat().getCentre();
+    const auto radius = ringRadius();
+    const auto gap = settings.ringSegments > 1 ? 2.6f / radius : 0.0f;
+    const juce::PathStrokeType stroke (settings.ringThickness);
+    const auto groove = juce::Colour (0xff303a43).withMultipliedAlpha (state.available ? 1.0f : 0.45f);
+    const auto lit = knob.isMouseOverOrDragging() ? palette::iceHover : palette::iceMid;
+
+    const auto proportion = state.available ? proportionOf (state.value) : 0.0f;
+    for (const auto& segment : ringSegments (settings.ringSegments, proportion, gap))
+    {
+        const auto arc = [&] (float from, float to, juce::Colour colour)
+        {
+            if (to - from < 0.001f)
+                return;
+            juce::Path path;
+            path.addCentredArc (centre.x, centre.y, radius, radius, 0.0f, from, to, true);
+            g.setColour (colour);
+            g.strokePath (path, stroke);
+        };
+        arc (segment.litEnd, segment.end, groove);
+        arc (segment.start, segment.litEnd, lit);
+    }
+
+    if (settings.showsEnds)
+    {
+        g.setColour (state.available ? palette::textLow : palette::textDisabled);
+        g.setFont (fonts::inter (11.0f));
+        const auto y = centre.y + radius * 0.84f;
+        const auto reach = radius * 0.92f;
+        g.drawText ("0",
+                    juce::Rectangle<float> (40.0f, 14.0f).withCentre ({ centre.x - reach + 3.0f, y }),
+                    juce::Justification::centred,
+                    false);
+        g.drawText ("100",
+                    juce::Rectangle<float> (40.0f, 14.0f).withCentre ({ centre.x + reach + 3.0f, y }),
+                    juce::Justification::centred,
+                    false);
+    }
+}
+
+void KnobSection::drawOtherTick (juce::Graphics& g) const
+{
+    const auto centre = knob.getBounds().toFloat().getCentre();
+    const auto radius = ringRadius();
+    const auto angle = angleForProportion (proportionOf (*state.otherValue));
+    const auto at = [&] (float distance) { return centre.getPointOnCircumference (distance, angle); };
+    const juce::Line<float> tick (at (radius - 4.0f), at (radius + 6.0f));
+    // A dark seam on both sides keeps the tick apart from the ring it crosses.
+    g.setColour (palette::panel);
+    g.drawLine (tick, 5.0f);
+    g.setColour (palette::textHigh);
+    g.drawLine (tick, 2.0f);
+    g.setFont (fonts::inter (10.0f, fonts::Weight::semibold));
+    g.drawText (state.otherLetter,
+                juce::Rectangle<float> (14.0f, 14.0f).withCentre (at (radius + 13.0f)),
+                juce::Justification::centred,
+                false);
+}
+
+void KnobSection::drawSuggestedTick (juce::Graphics& g) const
+{
+    const auto centre = knob.getBounds().toFloat().getCentre();
+    const auto radius = ringRadius();
+    const auto angle = angleForProportion (proportionOf (*state.suggestedValue));
+    // A small arrow head that points at the ring from outside.
+    juce::Path arrow;
+    const auto outer = radius + settings.ringThickness + 6.0f;
+    arrow.startNewSubPath (centre.getPointOnCircumference (radius + settings.ringThickness, angle));
+    arrow.lineTo (centre.getPointOnCircumference (outer, angle - 4.0f / outer));
+    arrow.lineTo (centre.getPointOnCircumference (outer, angle + 4.0f / outer));
+    arrow.closeSubPath();
+    g.setColour (palette::ice);
+    g.fillPath (arrow);
+}
+
+} // namespace tessivar

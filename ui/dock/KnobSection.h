@@ -1,0 +1,100 @@
+#pragma once
+
+#include "ui/TessivarKnobComponent.h"
+#include "ui/dock/DockSection.h"
+#include "ui/dock/DockState.h"
+
+namespace tessivar
+{
+
+/** What makes the Focus section differ from the Fine section. */
+struct KnobSectionSettings
+{
+    juce::String title, help, keys; // help and keys make the tooltip
+    float sizeClass = 39.0f;
+    bool alternateSet = true;
+    double maximum = 5.0;
+    float defaultValue = 2.5f;
+    int ringSegments = 5;
+    float ringThickness = 4.0f;
+    int knobSize = 128, compactKnobSize = 104;
+    int knobCentreY = 95, compactKnobCentreY = 76;   // from the top of the dock
+    int labelCentreY = 166, compactLabelCentreY = 133;
+    float labelEm = 18.0f;
+    bool showsEnds = true; // "0" and "100" at the ends of the scale
+};
+
+KnobSectionSettings focusSectionSettings();
+KnobSectionSettings fineSectionSettings();
+
+/** Angles, in radians clockwise from the top, of the lit part of each segment of a scale ring; a segment that is not
+    lit at all has equal ends. Segments part by a gap of `gapRadians`.
+*/
+struct RingSegment
+{
+    float start = 0.0f, end = 0.0f, litEnd = 0.0f;
+};
+std::vector<RingSegment> ringSegments (int count, float proportion, float gapRadians);
+
+/** A knob with its value label, and around it the scale ring, the tick of the other setting and the tick of the
+    suggested value, all of which are the section's.
+*/
+class KnobSection : public DockSection, private juce::Slider::Listener
+{
+public:
+    KnobSection (const ResourceImages& images, const KnobSectionSettings& settings);
+    ~KnobSection() override;
+
+    struct State
+    {
+        bool available = false;
+        double value = 0.0;
+        std::optional<double> otherValue; // of the other setting, in the knob's range
+        juce::String otherLetter;
+        std::optional<double> suggestedValue;
+    };
+    /** Shows a state; calls nothing back. */
+    void setState (const State& newState);
+
+    /** The user has moved the knob or typed a value. */
+    std::function<void (double)> onValueChange;
+    std::function<void()> onGestureStart, onGestureEnd, onCopyToOther;
+
+    /** Opens the value label for typing. */
+    void typeValue();
+
+    /** One step of the label's fade; called 30 times a second. */
+    void fadeTick() { label.fadeTick(); }
+
+    TessivarKnobComponent& getKnob() { return knob; }
+    TessivarKnobTooltip& getLabel() { return label; }
+
+    /** Moves the knob by a fraction of its range, as the arrow keys do. */
+    void nudge (double fraction);
+    void resetToDefault();
+
+    bool keyPressed (const juce::KeyPress& key) override;
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+
+private:
+    void sliderValueChanged (juce::Slider*) override;
+    void sliderDragStarted (juce::Slider*) override;
+    void sliderDragEnded (juce::Slider*) override;
+    void takeTypedText();
+    void showMenu (juce::Point<int> screenPosition);
+    void drawRing (juce::Graphics& g) const;
+    void drawOtherTick (juce::Graphics& g) const;
+    void drawSuggestedTick (juce::Graphics& g) const;
+    float ringRadius() const;
+    float proportionOf (double value) const;
+
+    const KnobSectionSettings settings;
+    State state;
+    TessivarKnobTooltip label;
+    TessivarKnobComponent knob;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (KnobSection)
+};
+
+} // namespace tessivar

@@ -1,0 +1,154 @@
+#include "ui/dock/ListenSection.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+ListenButton::ListenButton (const juce::String& word,
+                            const juce::String& keyName,
+                            Icon iconToShow,
+                            ButtonLook lookToUseWhenOn) :
+    Button (word), key (keyName), icon (iconToShow), lookWhenOn (lookToUseWhenOn)
+{
+    setButtonText (word);
+    setTitle (word);
+    // The owner decides what a click does; the toolkit only needs to know that this is a toggle.
+    setToggleable (true);
+    setWantsKeyboardFocus (false);
+    setMouseClickGrabsKeyboardFocus (false);
+}
+
+void ListenButton::mouseDown (const juce::MouseEvent& event)
+{
+    Button::mouseDown (event);
+    if (! isEnabled() || event.mods.isPopupMenu())
+        return;
+    heldByMouse = true;
+    if (onPress != nullptr)
+        onPress();
+}
+
+void ListenButton::mouseUp (const juce::MouseEvent& event)
+{
+    Button::mouseUp (event);
+    if (! std::exchange (heldByMouse, false))
+        return;
+    if (onRelease != nullptr)
+        onRelease();
+}
+
+void ListenButton::clicked()
+{
+    if (! heldByMouse && onKeyboardClick != nullptr)
+        onKeyboardClick();
+}
+
+void ListenButton::paintButton (juce::Graphics& g, bool over, bool down)
+{
+    const auto look = getToggleState() && isEnabled() ? lookWhenOn : ButtonLook::standard;
+    const tessivar::ButtonState state{ isEnabled(), over, down, getToggleState() };
+    auto area = getLocalBounds().toFloat();
+    drawButtonGround (g, area, look, state, 8.0f);
+
+    const auto ink = buttonInk (look, state);
+    area.removeFromLeft (14.0f);
+    drawIcon (g, icon, area.removeFromLeft (17.0f).withSizeKeepingCentre (17.0f, 17.0f), ink);
+    area.removeFromLeft (10.0f);
+    area.removeFromRight (11.0f);
+    drawKeyCap (g, area.removeFromRight (22.0f), key, ink.withMultipliedAlpha (0.85f));
+    g.setColour (ink);
+    g.setFont (fonts::inter (13.0f, fonts::Weight::semibold));
+    g.drawText (getButtonText(), area, juce::Justification::centredLeft, true);
+}
+
+ListenSection::ListenSection() :
+    DockSection ("Listen to", true, true), bypass ("Bypass", "B", Icon::bypass, ButtonLook::bypassOn),
+    removed ("Removed", "R", Icon::removed, ButtonLook::removedOn)
+{
+    const auto wire = [this] (ListenButton& button, Listening mode, const juce::String& tip)
+    {
+        addAndMakeVisible (button);
+        button.setTooltip (tip);
+        button.onPress = [this, mode] { press (mode); };
+        button.onRelease = [this, mode] { release (mode); };
+        button.onKeyboardClick = [this, mode] { apply ([&] { latch.toggle (mode); }); };
+    };
+    wire (bypass, Listening::bypass, "Hear the source [B]");
+    wire (removed, Listening::removed, "Hear only what is removed [R]");
+}
+
+void ListenSection::setState (const DockState& newState)
+{
+    const auto listeningChanged = newState.listening != latch.current();
+    state = newState;
+    // A state that agrees with the button must not end a hold.
+    if (listeningChanged)
+        latch.set (state.listening);
+    showListening();
+}
+
+void ListenSection::showListening()
+{
+    state.listening = latch.current();
+    bypass.setEnabled (state.available);
+    removed.setEnabled (state.available);
+    bypass.setToggleState (state.listening == Listening::bypass, juce::dontSendNotification);
+    removed.setToggleState (state.listening == Listening::removed, juce::dontSendNotification);
+    repaint();
+}
+
+void ListenSection::apply (const std::function<void()>& change)
+{
+    const auto before = latch.current();
+    change();
+    showListening();
+    if (latch.current() != before && onChange != nullptr)
+        onChange (latch.current());
+}
+
+void ListenSection::press (Listening mode)
+{
+    if (state.available)
+        apply ([&] { latch.press (mode, juce::Time::getMillisecondCounterHiRes()); });
+}
+
+void ListenSection::release (Listening mode)
+{
+    apply ([&] { latch.release (mode, juce::Time::getMillisecondCounterHiRes()); });
+}
+
+bool ListenSection::keyPressed (const juce::KeyPress& keyPress)
+{
+    const auto code = keyPress.getKeyCode();
+    const auto isDown = code == juce::KeyPress::downKey || code == juce::KeyPress::rightKey;
+    const auto isUp = code == juce::KeyPress::upKey || code == juce::KeyPress::leftKey;
+    if (! state.available || (! isDown && ! isUp) || keyPress.getModifiers().isAnyModifierKeyDown())
+        return false;
+    const auto next = juce::jlimit (0, 2, static_cast<int> (latch.current()) + (isDown ? 1 : -1));
+    apply ([&] { latch.set (static_cast<Listening> (next)); });
+    return true;
+}
+
+void ListenSection::paint (juce::Graphics& g)
+{
+    DockSection::paint (g);
+    g.setColour (palette::textLow);
+    g.setFont (fonts::inter (12.0f));
+    if (! isCompact())
+        g.drawFittedText (listeningText (state),
+                          { inset, 133, getWidth() - inset - 8, 34 },
+                          juce::Justification::topLeft,
+                          2,
+                          1.0f);
+}
+
+void ListenSection::resized()
+{
+    const auto width = getWidth() - 2 * inset;
+    bypass.setBounds (inset, 36, width, 40);
+    removed.setBounds (inset, 84, width, 40);
+}
+
+} // namespace tessivar

@@ -1,0 +1,143 @@
+#include "ui/dock/SettingDock.h"
+
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+SettingDock::SettingDock (const ResourceImages& images) :
+    focus (images, focusSectionSettings()), fine (images, fineSectionSettings())
+{
+    for (auto* section : { static_cast<DockSection*> (&setting),
+                           static_cast<DockSection*> (&focus),
+                           static_cast<DockSection*> (&fine),
+                           static_cast<DockSection*> (&layers),
+                           static_cast<DockSection*> (&listen) })
+        addAndMakeVisible (*section);
+
+    setting.onChoose = [this] (SettingLetter letter, bool wholeGroup)
+    {
+        if (onChooseSetting != nullptr)
+            onChooseSetting (letter, wholeGroup);
+    };
+    setting.onCopy = [this]
+    {
+        if (onCopy != nullptr)
+            onCopy();
+    };
+    setting.onReset = [this]
+    {
+        if (onReset != nullptr)
+            onReset();
+    };
+    listen.onChange = [this] (Listening mode)
+    {
+        state.listening = mode;
+        if (onListeningChange != nullptr)
+            onListeningChange (mode);
+    };
+    wireKnobs();
+    setState (state);
+}
+
+void SettingDock::wireKnobs()
+{
+    const auto wire = [this] (KnobSection& section)
+    {
+        section.onGestureStart = [this]
+        {
+            if (onGestureStart != nullptr)
+                onGestureStart();
+        };
+        section.onGestureEnd = [this]
+        {
+            if (onGestureEnd != nullptr)
+                onGestureEnd();
+        };
+        section.onCopyToOther = [this]
+        {
+            if (onCopy != nullptr)
+                onCopy();
+        };
+    };
+    wire (focus);
+    wire (fine);
+    const auto sounding = [this]() -> DockState::Values&
+    { return state.settings[static_cast<std::size_t> (state.sounding)]; };
+    focus.onValueChange = [this, sounding] (double value)
+    {
+        sounding().focus = static_cast<float> (value);
+        setting.setState (state);
+        if (onFocusChange != nullptr)
+            onFocusChange (static_cast<float> (value));
+    };
+    fine.onValueChange = [this, sounding] (double value)
+    {
+        sounding().fine = static_cast<float> (value);
+        setting.setState (state);
+        if (onFineChange != nullptr)
+            onFineChange (static_cast<float> (value));
+    };
+}
+
+void SettingDock::setState (const DockState& newState)
+{
+    state = newState;
+    setting.setState (state);
+    layers.setState (state);
+    listen.setState (state);
+    showKnobs();
+}
+
+void SettingDock::showKnobs()
+{
+    const auto& mine = state.valuesOf (state.sounding);
+    const auto& others = state.valuesOf (otherSetting (state.sounding));
+    const auto letter = letterOf (otherSetting (state.sounding));
+    KnobSection::State shown{ state.available, static_cast<double> (mine.focus), static_cast<double> (others.focus), letter, {} };
+    if (state.suggestedFocus.has_value())
+        shown.suggestedValue = static_cast<double> (*state.suggestedFocus);
+    focus.setState (shown);
+    fine.setState (
+        { state.available, static_cast<double> (mine.fine), static_cast<double> (others.fine), letter, {} });
+}
+
+void SettingDock::setCompact (bool shouldBeCompact)
+{
+    compact = shouldBeCompact;
+    for (auto* section : { static_cast<DockSection*> (&setting),
+                           static_cast<DockSection*> (&focus),
+                           static_cast<DockSection*> (&fine),
+                           static_cast<DockSection*> (&listen) })
+        section->setCompact (compact);
+    layers.setVisible (! compact);
+    resized();
+}
+
+void SettingDock::fadeTick()
+{
+    focus.fadeTick();
+    fine.fadeTick();
+}
+
+void SettingDock::paint (juce::Graphics& g)
+{
+    const auto area = getLocalBounds().toFloat();
+    g.setGradientFill (juce::ColourGradient::vertical (
+        juce::Colour (0xff1a1f25), area.getY(), juce::Colour (0xff13171b), area.getBottom()));
+    g.fillAll();
+    g.setColour (juce::Colour (0xff22282e));
+    g.fillRect (area.withHeight (1.0f));
+}
+
+void SettingDock::resized()
+{
+    const auto layout = dockLayout (getLocalBounds(), compact);
+    setting.setBounds (layout.setting);
+    focus.setBounds (layout.focus);
+    fine.setBounds (layout.fine);
+    layers.setBounds (layout.layers);
+    listen.setBounds (layout.listen);
+}
+
+} // namespace tessivar

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "ui/dock/KnobSection.h"
+#include "ui/dock/LayerBars.h"
+#include "ui/dock/ListenSection.h"
+#include "ui/dock/SettingSwitch.h"
+
+namespace tessivar
+{
+
+/** The dock below the waveform: Setting, Focus, Fine, Layers, Listen to.
+
+    It shows a DockState and reports what the user does; the owner changes its model and hands the new state back.
+    Message thread only.
+*/
+class SettingDock : public juce::Component
+{
+public:
+    explicit SettingDock (const ResourceImages& images);
+
+    void setState (const DockState& newState);
+    const DockState& getState() const { return state; }
+
+    /** 166 high, smaller knobs, no Layers, Copy or Reset. */
+    void setCompact (bool shouldBeCompact);
+
+    /** A knob of the sounding setting has moved. Focus is 0 to 5, Fine 0 to 1. */
+    std::function<void (float)> onFocusChange, onFineChange;
+    /** A knob is taken in hand, and let go. */
+    std::function<void()> onGestureStart, onGestureEnd;
+    std::function<void (SettingLetter, bool wholeGroup)> onChooseSetting;
+    /** Copy the sounding setting to the other one. */
+    std::function<void()> onCopy;
+    /** Both knobs to their defaults. */
+    std::function<void()> onReset;
+    std::function<void (Listening)> onListeningChange;
+
+    KnobSection& getFocus() { return focus; }
+    KnobSection& getFine() { return fine; }
+    ListenSection& getListen() { return listen; }
+    SettingSwitch& getSetting() { return setting; }
+
+    /** One step of the value labels' fade; called 30 times a second. */
+    void fadeTick();
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+
+private:
+    void wireKnobs();
+    void showKnobs();
+
+    DockState state;
+    bool compact = false;
+    SettingSwitch setting;
+    KnobSection focus, fine;
+    LayerBars layers;
+    ListenSection listen;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingDock)
+};
+
+} // namespace tessivar

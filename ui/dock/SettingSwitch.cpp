@@ -1,0 +1,202 @@
+#include "ui/dock/SettingSwitch.h"
+
+#include "ui/Fonts.h"
+#include "ui/KnobGeometry.h"
+#include "ui/Palette.h"
+
+namespace tessivar
+{
+
+SettingSwitch::SettingSwitch() : DockSection ("Setting", true, false)
+{
+    addAndMakeVisible (copy);
+    addAndMakeVisible (reset);
+    copy.setTooltip ("Copy the sounding setting to the other [C]");
+    reset.setTooltip ("Both knobs to default [Alt+0]");
+    copy.onClick = [this]
+    {
+        if (onCopy != nullptr)
+            onCopy();
+    };
+    reset.onClick = [this]
+    {
+        if (onReset != nullptr)
+            onReset();
+    };
+    setTooltip ("Choose the setting that sounds, with Shift for every track of the group [A]");
+}
+
+void SettingSwitch::setState (const DockState& newState)
+{
+    state = newState;
+    copy.setButtonText ("Copy " + letterOf (state.sounding));
+    copy.setTitle ("Copy " + letterOf (state.sounding) + " to " + letterOf (otherSetting (state.sounding)));
+    copy.setTrailing (Icon::arrowRight, letterOf (otherSetting (state.sounding)));
+    copy.setEnabled (state.available);
+    reset.setEnabled (state.available);
+    repaint();
+}
+
+juce::Rectangle<int> SettingSwitch::frame() const
+{
+    return { inset, 36, getWidth() - 2 * inset, 84 };
+}
+
+juce::Rectangle<int> SettingSwitch::cell (SettingLetter letter) const
+{
+    auto inner = frame().reduced (3);
+    const auto width = inner.getWidth() / 2 - 1;
+    return letter == SettingLetter::a ? inner.removeFromLeft (width) : inner.removeFromRight (width);
+}
+
+std::optional<SettingLetter> SettingSwitch::cellAt (juce::Point<int> position) const
+{
+    if (! state.available)
+        return {};
+    for (const auto letter : { SettingLetter::a, SettingLetter::b })
+        if (cell (letter).contains (position))
+            return letter;
+    return {};
+}
+
+void SettingSwitch::choose (SettingLetter letter, bool wholeGroup)
+{
+    if (onChoose != nullptr && (wholeGroup || letter != state.sounding))
+        onChoose (letter, wholeGroup);
+}
+
+bool SettingSwitch::keyPressed (const juce::KeyPress& key)
+{
+    const auto code = key.getKeyCode();
+    if (! state.available || key.getModifiers().isAnyModifierKeyDown())
+        return false;
+    if (code == juce::KeyPress::leftKey)
+        choose (SettingLetter::a, false);
+    else if (code == juce::KeyPress::rightKey)
+        choose (SettingLetter::b, false);
+    else
+        return false;
+    return true;
+}
+
+void SettingSwitch::mouseDown (const juce::MouseEvent& event)
+{
+    if (const auto letter = cellAt (event.getPosition()))
+        choose (*letter, event.mods.isShiftDown());
+}
+
+void SettingSwitch::mouseMove (const juce::MouseEvent& event)
+{
+    const auto now = cellAt (event.getPosition());
+    if (now != hovered)
+    {
+        hovered = now;
+        repaint (frame());
+    }
+}
+
+void SettingSwitch::mouseExit (const juce::MouseEvent&)
+{
+    hovered.reset();
+    repaint (frame());
+}
+
+void SettingSwitch::resized()
+{
+    auto row = juce::Rectangle<int> (inset, 130, getWidth() - 2 * inset, 26);
+    reset.setBounds (row.removeFromRight (53));
+    row.removeFromRight (6);
+    copy.setBounds (row);
+    copy.setVisible (! isCompact());
+    reset.setVisible (! isCompact());
+}
+
+void SettingSwitch::paint (juce::Graphics& g)
+{
+    DockSection::paint (g);
+    const auto area = frame().toFloat().reduced (0.5f);
+    g.setColour (palette::well);
+    g.fillRoundedRectangle (area, 8.0f);
+    g.setColour (palette::line);
+    g.drawRoundedRectangle (area, 8.0f, 1.0f);
+    paintCell (g, SettingLetter::a);
+    paintCell (g, SettingLetter::b);
+}
+
+void SettingSwitch::paintCell (juce::Graphics& g, SettingLetter letter) const
+{
+    const auto area = cell (letter).toFloat();
+    const auto sounds = state.available && letter == state.sounding;
+    const auto isHovered = hovered == letter && ! sounds;
+    if (sounds)
+    {
+        g.setGradientFill (juce::ColourGradient::vertical (
+            juce::Colour (0xff2e3943), area.getY(), juce::Colour (0xff232b33), area.getBottom()));
+        g.fillRoundedRectangle (area, 6.0f);
+        g.setGradientFill (juce::ColourGradient::vertical (
+            palette::iceMid, area.getY(), juce::Colour (0xff55636f), area.getY() + 12.0f));
+        g.drawRoundedRectangle (area.reduced (0.5f), 6.0f, 1.0f);
+    }
+    else if (isHovered)
+    {
+        g.setColour (palette::raised);
+        g.fillRoundedRectangle (area, 6.0f);
+    }
+
+    const auto line = [&] (float em, fonts::Weight weight, const juce::String& words, float centreY, juce::Colour ink)
+    {
+        g.setColour (ink);
+        g.setFont (fonts::inter (em, weight));
+        g.drawText (words, area.withY (area.getY() + centreY - 14.0f).withHeight (28.0f), juce::Justification::centred, false);
+    };
+    const auto letterInk = ! state.available ? palette::textDisabled
+                           : sounds         ? palette::ice
+                           : isHovered      ? palette::textMid
+                                            : palette::textLow;
+    line (24.0f, fonts::Weight::semibold, letterOf (letter), state.available ? 23.0f : 31.0f, letterInk);
+    if (! state.available)
+    {
+        line (13.0f, fonts::Weight::regular, juce::String::fromUTF8 ("\xe2\x80\x93"), 53.0f, palette::textDisabled);
+        return;
+    }
+    const auto& values = state.valuesOf (letter);
+    const auto ink = sounds ? palette::textHigh : (isHovered ? palette::textMid : palette::textLow);
+    line (12.0f,
+          fonts::Weight::regular,
+          percentText (static_cast<double> (values.focus), static_cast<double> (DockState::focusMaximum)),
+          45.0f,
+          ink);
+    line (11.0f,
+          fonts::Weight::regular,
+          "Fine " + percentText (static_cast<double> (values.fine), static_cast<double> (DockState::fineMaximum)),
+          61.0f,
+          ink.interpolatedWith (palette::textMid, sounds ? 0.5f : 0.0f));
+}
+
+namespace
+{
+
+class SwitchValue : public juce::AccessibilityTextValueInterface
+{
+public:
+    explicit SwitchValue (const DockState& stateToRead) : state (stateToRead) {}
+    bool isReadOnly() const override { return true; }
+    juce::String getCurrentValueAsString() const override { return settingDescription (state); }
+    void setValueAsString (const juce::String&) override {}
+
+private:
+    const DockState& state;
+};
+
+} // namespace
+
+std::unique_ptr<juce::AccessibilityHandler> SettingSwitch::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (
+        *this,
+        juce::AccessibilityRole::group,
+        juce::AccessibilityActions{},
+        juce::AccessibilityHandler::Interfaces{ std::make_unique<SwitchValue> (state) });
+}
+
+} // namespace tessivar

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "ui/Buttons.h"
+#include "ui/dock/DockSection.h"
+#include "ui/dock/DockState.h"
+
+namespace tessivar
+{
+
+/** The cells A and B with the values of both settings, and below them Copy and Reset. */
+class SettingSwitch : public DockSection, public juce::SettableTooltipClient
+{
+public:
+    SettingSwitch();
+
+    /** Shows a state; calls nothing back. */
+    void setState (const DockState& newState);
+
+    /** A cell was chosen; with Shift for every track of the Group. */
+    std::function<void (SettingLetter, bool wholeGroup)> onChoose;
+    std::function<void()> onCopy, onReset;
+
+    bool keyPressed (const juce::KeyPress& key) override;
+    void mouseDown (const juce::MouseEvent& event) override;
+    void mouseMove (const juce::MouseEvent& event) override;
+    void mouseExit (const juce::MouseEvent& event) override;
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+private:
+    juce::Rectangle<int> frame() const;
+    juce::Rectangle<int> cell (SettingLetter letter) const;
+    std::optional<SettingLetter> cellAt (juce::Point<int> position) const;
+    void paintCell (juce::Graphics& g, SettingLetter letter) const;
+    void choose (SettingLetter letter, bool wholeGroup);
+
+    DockState state;
+    std::optional<SettingLetter> hovered;
+    ActionButton copy{ "Copy A" }, reset{ "Reset" };
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingSwitch)
+};
+
+} // namespace tessivar

@@ -1,0 +1,265 @@
+#include "ui/transport/TransportBar.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+#include "ui/wave/WaveTimeText.h"
+
+namespace tessivar
+{
+namespace
+{
+
+constexpr int timeLeft = 238;
+constexpr float timeEm = 24.0f;
+
+} // namespace
+
+TransportBar::TransportBar (const ResourceImages& images) :
+    toStart ("To start", Icon::toStart), play ("Play", Icon::play, ButtonLook::primary), loop ("Loop", Icon::loop),
+    follow ("Follow playhead", Icon::follow), volume (images)
+{
+    setTitle ("Transport");
+    for (auto* child : std::initializer_list<juce::Component*>{
+             &toStart, &play, &loop, &follow, &loopStart, &loopEnd, &volume, &meter })
+        addAndMakeVisible (child);
+    addChildComponent (noticeButton);
+    play.setIconSize (19.0f);
+    toStart.setTooltip ("To start [Home]");
+    loop.setTooltip ("Loop [L]");
+    follow.setTooltip ("Follow playhead [F]");
+
+    const auto call = [] (const auto& callback, auto... arguments)
+    {
+        if (callback != nullptr)
+            callback (arguments...);
+    };
+    toStart.onClick = [this, call] { call (onToStart); };
+    play.onClick = [this, call] { call (onPlayOrStop); };
+    loop.onClick = [this, call] { call (onLoop, ! state.looping); };
+    follow.onClick = [this, call] { call (onFollow, ! state.following); };
+    noticeButton.onClick = [this, call] { call (noticeAction); };
+    volume.onValueChange = [this, call]
+    {
+        state.volumeDb = volumeDbForPosition (volume.getValue());
+        repaint();
+        call (onVolume, state.volumeDb);
+    };
+    // Ends that are typed in the wrong order are put right: a loop always runs forward.
+    loopStart.onTyped = [this, call] (double start)
+    {
+        if (state.loop.has_value())
+            call (onLoopTyped, juce::Range<double>::between (start, state.loop->getEnd()));
+    };
+    loopEnd.onTyped = [this, call] (double end)
+    {
+        if (state.loop.has_value())
+            call (onLoopTyped, juce::Range<double>::between (state.loop->getStart(), end));
+    };
+    setState (state);
+}
+
+void TransportBar::setState (const TransportState& newState)
+{
+    state = newState;
+    showControls();
+    layOutLoop();
+    repaint();
+}
+
+void TransportBar::showControls()
+{
+    const auto canPlay = state.hasTrack && state.playable;
+    play.setIcon (state.playing ? Icon::stop : Icon::play);
+    play.setLook (state.playing ? ButtonLook::playing : ButtonLook::primary);
+    play.setTitle (state.playing ? "Stop" : "Play");
+    play.setTooltip (! state.playable ? "No audio device" : (state.playing ? "Stop [Space]" : "Play [Space]"));
+    play.setEnabled (canPlay);
+    toStart.setEnabled (state.hasTrack);
+    loop.setEnabled (state.hasTrack);
+    follow.setEnabled (state.hasTrack);
+    loop.setToggleState (state.looping, juce::dontSendNotification);
+    // Following is the usual state and shows by the colour of its sign alone.
+    follow.setInk (state.following ? palette::ice : palette::textMid);
+    follow.setTitle (state.following ? "Follow playhead, on" : "Follow playhead, off");
+    if (! volume.isMouseButtonDown())
+        volume.setValue (positionForVolumeDb (state.volumeDb), juce::dontSendNotification);
+}
+
+void TransportBar::setPosition (double seconds)
+{
+    state.position = seconds;
+    repaint (timeArea());
+}
+
+void TransportBar::showNotice (const juce::String& text,
+                               const juce::String& action,
+                               std::function<void()> onAction,
+                               bool warns)
+{
+    notice = { text, action, warns, NoticeState::secondsShown };
+    noticeAction = std::move (onAction);
+    noticeButton.setButtonText (action);
+    layOutLoop();
+    repaint();
+    juce::AccessibilityHandler::postAnnouncement (text, juce::AccessibilityHandler::AnnouncementPriority::medium);
+}
+
+void TransportBar::tick (double elapsed)
+{
+    if (! notice.tick (elapsed))
+        return;
+    layOutLoop();
+    repaint();
+}
+
+juce::Rectangle<int> TransportBar::timeArea() const
+{
+    const auto font = fonts::inter (timeEm, fonts::Weight::medium);
+    const auto longest = waveTimeText (std::max (state.position, state.duration), 3);
+    const auto width = juce::roundToInt (std::ceil (fonts::tabularWidth (font, longest)));
+    return { timeLeft, 0, width + 2, getHeight() };
+}
+
+juce::Rectangle<int> TransportBar::middleArea() const
+{
+    const auto total = fonts::tabularWidth (fonts::inter (13.0f), "/ " + waveTimeText (state.duration, 3));
+    const auto left = timeArea().getRight() + (state.hasTrack ? juce::roundToInt (total) + 8 : 8) + 20;
+    return juce::Rectangle<int>::leftTopRightBottom (left, 0, volume.getX() - 44, getHeight());
+}
+
+void TransportBar::resized()
+{
+    const auto centre = [&] (int x, int width) { return juce::Rectangle<int> (x, (getHeight() - 36) / 2, width, 36); };
+    toStart.setBounds (centre (16, 40));
+    play.setBounds (centre (64, 56));
+    loop.setBounds (centre (128, 40));
+    follow.setBounds (centre (176, 40));
+
+    const auto volumeWidth = (isNarrow() ? 84 : 112) + 16;
+    meter.setBounds (getWidth() - 126, 0, 110, getHeight());
+    volume.setBounds (getWidth() - 159 - 52 - volumeWidth, (getHeight() - 28) / 2, volumeWidth, 28);
+    layOutLoop();
+}
+
+void TransportBar::layOutLoop()
+{
+    const auto showsLoop = state.hasTrack && state.loop.has_value() && ! notice.isVisible();
+    loopStart.setVisible (showsLoop);
+    loopEnd.setVisible (showsLoop);
+    noticeButton.setVisible (notice.isVisible() && notice.action.isNotEmpty());
+
+    const auto left = middleArea().getX() + 17;
+    const auto line = juce::Rectangle<int> (left, getHeight() / 2 - 3, 60, 20);
+    if (state.loop.has_value())
+    {
+        loopStart.setTime (state.loop->getStart());
+        loopEnd.setTime (state.loop->getEnd());
+        loopStart.setBounds (line.withWidth (loopStart.idealWidth()));
+        loopEnd.setBounds (line.withX (loopStart.getRight() + 14).withWidth (loopEnd.idealWidth()));
+    }
+    const auto textWidth = fonts::inter (13.0f).getStringWidth (notice.text);
+    noticeButton.setBounds (left + textWidth + 12 + (notice.warns ? 22 : 0),
+                            (getHeight() - 28) / 2,
+                            noticeButton.idealWidth(),
+                            28);
+}
+
+void TransportBar::paint (juce::Graphics& g)
+{
+    const auto area = getLocalBounds().toFloat();
+    g.setGradientFill (juce::ColourGradient::vertical (
+        juce::Colour (0xff12161a), area.getY(), juce::Colour (0xff0e1215), area.getBottom()));
+    g.fillAll();
+    g.setColour (palette::seam);
+    g.fillRect (0, 0, getWidth(), 1);
+    g.setColour (palette::line.withAlpha (0.5f));
+    g.fillRect (0, 1, getWidth(), 1);
+
+    paintTime (g);
+    const auto middle = middleArea();
+    g.setColour (palette::line);
+    g.fillRect (middle.getX(), getHeight() / 2 - 14, 1, 28);
+    g.fillRect (getWidth() - 143, getHeight() / 2 - 14, 1, 28);
+    if (notice.isVisible())
+        paintNotice (g);
+    else if (state.hasTrack)
+        paintLoop (g);
+
+    drawIcon (g,
+              Icon::speaker,
+              juce::Rectangle<int> (volume.getX() - 26, getHeight() / 2 - 8, 16, 16).toFloat(),
+              palette::textMid);
+    g.setColour (palette::textMid);
+    fonts::drawTabular (g,
+                        fonts::inter (12.0f),
+                        volumeText (state.volumeDb),
+                        juce::Rectangle<int> (getWidth() - 159 - 60, 0, 60, getHeight()).toFloat(),
+                        juce::Justification::centredRight);
+}
+
+void TransportBar::paintTime (juce::Graphics& g) const
+{
+    const auto area = timeArea().toFloat();
+    g.setColour (state.hasTrack ? palette::textHigh : palette::textDisabled);
+    fonts::drawTabular (g,
+                        fonts::inter (timeEm, fonts::Weight::medium),
+                        waveTimeText (state.position, 3),
+                        area.translated (0.0f, -1.0f),
+                        juce::Justification::centredLeft);
+    if (! state.hasTrack)
+        return;
+    g.setColour (palette::textLow);
+    fonts::drawTabular (g,
+                        fonts::inter (13.0f),
+                        "/ " + waveTimeText (state.duration, 3),
+                        area.withX (area.getRight() + 7.0f).withWidth (120.0f).translated (0.0f, 3.0f),
+                        juce::Justification::centredLeft);
+}
+
+void TransportBar::paintLoop (juce::Graphics& g) const
+{
+    const auto middle = middleArea();
+    const auto left = middle.getX() + 17;
+    const auto caption = juce::Rectangle<int> (left, getHeight() / 2 - 18, 120, 14);
+    g.setColour (palette::textLow);
+    g.setFont (fonts::caption());
+    g.drawText (state.loop.has_value() && state.looping ? "LOOP" : "SELECTION", caption, juce::Justification::centredLeft, false);
+
+    const auto font = fonts::inter (13.0f);
+    g.setFont (font);
+    const auto line = juce::Rectangle<int>::leftTopRightBottom (left, getHeight() / 2 - 3, middle.getRight(), getHeight() / 2 + 17);
+    if (! state.loop.has_value())
+    {
+        g.setColour (palette::textMid);
+        g.drawText (juce::String::fromUTF8 ("None \xc2\xb7 drag in the waveform"), line, juce::Justification::centredLeft, true);
+        return;
+    }
+    g.setColour (palette::textMid);
+    g.drawText (juce::String::fromUTF8 ("\xe2\x80\x93"),
+                line.withLeft (loopStart.getRight()).withWidth (14),
+                juce::Justification::centred,
+                false);
+    if (isNarrow())
+        return;
+    g.setColour (palette::textLow);
+    fonts::drawTabular (g,
+                        font,
+                        juce::String::fromUTF8 (" \xc2\xb7 ") + juce::String (state.loop->getLength(), 3) + " s",
+                        line.withLeft (loopEnd.getRight() + 1).toFloat(),
+                        juce::Justification::centredLeft);
+}
+
+void TransportBar::paintNotice (juce::Graphics& g) const
+{
+    auto line = middleArea().withTrimmedLeft (17);
+    if (notice.warns)
+    {
+        drawIcon (g, Icon::warning, line.removeFromLeft (14).withSizeKeepingCentre (14, 14).toFloat(), palette::amber);
+        line.removeFromLeft (8);
+    }
+    g.setColour (notice.warns ? palette::amber : palette::textHigh);
+    g.setFont (fonts::inter (13.0f));
+    g.drawText (notice.text, line, juce::Justification::centredLeft, true);
+}
+
+} // namespace tessivar

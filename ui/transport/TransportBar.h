@@ -1,0 +1,116 @@
+#pragma once
+
+#include "ui/Buttons.h"
+#include "ui/SliderArt.h"
+#include "ui/transport/TransportState.h"
+
+namespace tessivar
+{
+
+/** The volume slider; a Shift-click or a double-click sets 0 dB, the wheel moves it by a half dB or so. */
+class VolumeSlider : public juce::Slider
+{
+public:
+    explicit VolumeSlider (const ResourceImages& images);
+    void paint (juce::Graphics& g) override;
+
+private:
+    const SliderArt art;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (VolumeSlider)
+};
+
+/** A time that is typed over: a click opens it, Enter and losing the focus keep, Escape drops, nonsense changes
+    nothing.
+*/
+class TimeField : public juce::Label
+{
+public:
+    explicit TimeField (const juce::String& name);
+
+    void setTime (double seconds);
+    std::function<void (double)> onTyped;
+
+    void paint (juce::Graphics& g) override;
+    /** Width that the shown time takes, in logical pixels. */
+    int idealWidth() const;
+
+protected:
+    juce::TextEditor* createEditorComponent() override;
+
+private:
+    double shown = 0.0;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TimeField)
+};
+
+/** The stereo output level: two bars with held peaks. */
+class OutputMeter : public juce::Component
+{
+public:
+    OutputMeter();
+
+    /** Called at display rate. @param elapsed  seconds since the last call */
+    void update (std::array<float, 2> levelsDb, double elapsed);
+    void paint (juce::Graphics& g) override;
+
+private:
+    std::array<OutputLevel, 2> levels;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (OutputMeter)
+};
+
+/** The bar at the bottom of the window. It shows a TransportState and reports what the user does. Below a width of
+    1180 the length of the loop goes and the volume gets shorter.
+*/
+class TransportBar : public juce::Component
+{
+public:
+    explicit TransportBar (const ResourceImages& images);
+
+    static constexpr int height = 56;
+
+    void setState (const TransportState& newState);
+    const TransportState& getState() const { return state; }
+
+    /** The playhead alone, at display rate. */
+    void setPosition (double seconds);
+
+    OutputMeter& getMeter() { return meter; }
+
+    /** A line for four seconds in place of the loop; the action is a link at its end and may be empty. */
+    void showNotice (const juce::String& text, const juce::String& action, std::function<void()> onAction, bool warns);
+    /** Called by the owner's timer. @param elapsed  seconds since the last call */
+    void tick (double elapsed);
+
+    std::function<void()> onToStart, onPlayOrStop;
+    std::function<void (bool)> onLoop, onFollow;
+    std::function<void (float)> onVolume; // dB
+    std::function<void (juce::Range<double>)> onLoopTyped;
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+
+private:
+    bool isNarrow() const { return getWidth() < 1180; }
+    juce::Rectangle<int> timeArea() const;
+    juce::Rectangle<int> middleArea() const;
+    void layOutLoop();
+    void showControls();
+    void paintTime (juce::Graphics& g) const;
+    void paintLoop (juce::Graphics& g) const;
+    void paintNotice (juce::Graphics& g) const;
+
+    TransportState state;
+    NoticeState notice;
+    std::function<void()> noticeAction;
+    IconButton toStart, play, loop, follow;
+    TimeField loopStart{ "Loop start" }, loopEnd{ "Loop end" };
+    ActionButton noticeButton;
+    VolumeSlider volume;
+    OutputMeter meter;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TransportBar)
+};
+
+} // namespace tessivar

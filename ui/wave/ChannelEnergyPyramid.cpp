@@ -1,0 +1,223 @@
+#include "ui/wave/ChannelEnergyPyramid.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tessivar
+{
+
+namespace
+{
+
+constexpr double highestDb = 12.0;
+constexpr double stepDb = 0.5;
+
+std::uint8_t encode (double meanSquare) noexcept
+{
+    if (! (meanSquare > 0.0))
+        return 0;
+    const auto code = 255.0 + std::round ((10.0 * std::log10 (meanSquare) - highestDb) / stepDb);
+    return code < 1.0 ? std::uint8_t{ 0 } : static_cast<std::uint8_t> (std::min (code, 255.0));
+}
+
+/** Mean squares of the 256 codes. */
+const std::array<float, 256>& powers()
+{
+    static const auto table = []
+    {
+        std::array<float, 256> result{};
+        for (std::size_t code = 1; code < result.size(); ++code)
+        {
+            const auto db = highestDb + stepDb * (static_cast<double> (code) - 255.0);
+            result[code] = static_cast<float> (std::pow (10.0, db / 10.0));
+        }
+        return result;
+    }();
+    return table;
+}
+
+} // namespace
+
+ChannelEnergyPyramid::ChannelEnergyPyramid (std::int64_t lengthInFrames)
+    : length (std::max<std::int64_t> (lengthInFrames, 0))
+{
+    auto count = static_cast<std::size_t> ((length + baseBlock - 1) / baseBlock);
+    std::size_t total = 0;
+    while (count > 0)
+    {
+        levels.push_back ({ total, count });
+        total += count;
+        if (count <= factor)
+            break;
+        count = (count + factor - 1) / factor;
+    }
+    blocks.resize (total);
+}
+
+void ChannelEnergyPyramid::append (std::span<const float> interleaved) noexcept
+{
+    const auto numFrames = static_cast<std::int64_t> (interleaved.size() / numChannels);
+    const auto wanted = static_cast<std::size_t> (std::min (numFrames, length - written));
+    for (std::size_t frame = 0; frame < wanted; ++frame)
+    {
+        for (std::size_t c = 0; c < numChannels; ++c)
+        {
+            const auto value = static_cast<double> (interleaved[frame * numChannels + c]);
+            if (std::isfinite (value))
+                sums[c] += value * value;
+        }
+        if (++written % baseBlock == 0 || written == length)
+            finishBlock();
+    }
+}
+
+void ChannelEnergyPyramid::finishBlock() noexcept
+{
+    const auto index = readyBlocks.load (std::memory_order_relaxed);
+    const auto framesInBlock = static_cast<double> (written - static_cast<std::int64_t> (index) * baseBlock);
+    for (std::size_t c = 0; c < numChannels; ++c)
+        blocks[index][c] = encode (sums[c] / framesInBlock);
+    sums.fill (0.0);
+    storeParents (index);
+    readyBlocks.store (index + 1, std::memory_order_release);
+}
+
+void ChannelEnergyPyramid::storeParents (std::size_t index) noexcept
+{
+    for (std::size_t level = 1; level < levels.size(); ++level)
+    {
+        const auto& children = levels[level - 1];
+        if ((index + 1) % factor != 0 && index + 1 != children.count)
+            return;
+
+        const auto parent = index / factor;
+        for (std::size_t c = 0; c < numChannels; ++c)
+        {
+            auto sum = 0.0;
+            for (auto child = parent * factor; child <= index; ++child)
+                sum += static_cast<double> (powers()[blocks[children.offset + child][c]]);
+            blocks[levels[level].offset + parent][c] =
+                encode (sum / static_cast<double> (index + 1 - parent * factor));
+        }
+        index = parent;
+    }
+}
+
+std::int64_t ChannelEnergyPyramid::readyFrames() const noexcept
+{
+    const auto ready = static_cast<std::int64_t> (readyBlocks.load (std::memory_order_acquire));
+    return std::min (ready * baseBlock, length);
+}
+
+const ChannelEnergyPyramid::Block* ChannelEnergyPyramid::blockAt (std::int64_t frame) const noexcept
+{
+    return frame < 0 || frame >= readyFrames() ? nullptr
+                                               : &blocks[static_cast<std::size_t> (frame / baseBlock)];
+}
+
+ChannelEnergyPyramid::SquaredWeights
+ChannelEnergyPyramid::squared (const WaveChannelWeights& weights) noexcept
+{
+    // The source is the sum of the other six, so its weight adds to each of theirs.
+    SquaredWeights result{};
+    for (std::size_t c = 0; c < result.size(); ++c)
+    {
+        const auto weight = weights[c] + weights[sourceChannel];
+        result[c] = weight * weight;
+    }
+    return result;
+}
+
+float ChannelEnergyPyramid::keptShare (const Block& block, const SquaredWeights& weights) noexcept
+{
+    const auto& table = powers();
+    auto kept = 0.0f, whole = 0.0f;
+    for (std::size_t c = 0; c < weights.size(); ++c)
+    {
+        const auto channelPower = table[block[c]];
+        kept += weights[c] * channelPower;
+        whole += channelPower;
+    }
+    return whole > 0.0f ? std::min (kept / whole, 1.0f) : 1.0f;
+}
+
+float ChannelEnergyPyramid::power (std::int64_t frame, int channel) const noexcept
+{
+    const auto* block = blockAt (frame);
+    return block == nullptr ? 0.0f : powers()[(*block)[static_cast<std::size_t> (channel)]];
+}
+
+float ChannelEnergyPyramid::processedPower (std::int64_t frame,
+                                            const WaveChannelWeights& weights) const noexcept
+{
+    const auto* block = blockAt (frame);
+    return block == nullptr ? 0.0f
+                            : powers()[(*block)[sourceChannel]] * keptShare (*block, squared (weights));
+}
+
+float ChannelEnergyPyramid::keptGain (double frame, const WaveChannelWeights& weights) const noexcept
+{
+    const auto squares = squared (weights);
+    const auto position = frame / baseBlock - 0.5; // in blocks, counted from the middle of the first
+    const auto before = std::floor (position);
+    const auto gainAt = [&] (double block)
+    {
+        const auto lastFrame = static_cast<double> (readyFrames() - 1);
+        const auto* found = blockAt (
+            static_cast<std::int64_t> (std::clamp (block * baseBlock, 0.0, std::max (lastFrame, 0.0))));
+        return found == nullptr ? 1.0f : std::sqrt (keptShare (*found, squares));
+    };
+    const auto share = static_cast<float> (position - before);
+    return gainAt (before) * (1.0f - share) + gainAt (before + 1.0) * share;
+}
+
+void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,
+                                     const WaveChannelWeights& weights,
+                                     double start,
+                                     double stop,
+                                     std::span<EnvelopeColumn> columns) const noexcept
+{
+    const auto squares = squared (weights);
+    const auto ready = readyFrames();
+    const auto width = (stop - start) / static_cast<double> (columns.size());
+
+    // Blocks about a quarter of a column long: short enough that a loud hit does not lend its share to the
+    // leakage beside it, and never more than a few to a column.
+    std::size_t level = 0;
+    auto blockLength = std::int64_t{ baseBlock };
+    while (level + 1 < levels.size() && static_cast<double> (blockLength * factor) * 4.0 <= width)
+    {
+        ++level;
+        blockLength *= factor;
+    }
+
+    for (std::size_t i = 0; i < columns.size(); ++i)
+    {
+        const auto from = static_cast<std::int64_t> (std::floor (start + width * static_cast<double> (i)));
+        const auto end = static_cast<std::int64_t> (std::ceil (start + width * static_cast<double> (i + 1)));
+        const auto to = std::min (std::max (end, from + 1), length);
+        // A block is complete, and safe to read, when all of its frames are ready.
+        if (from < 0 || from >= to || std::min (((to - 1) / blockLength + 1) * blockLength, length) > ready)
+        {
+            columns[i] = source.range (from, to);
+            continue;
+        }
+
+        EnvelopeColumn column{};
+        for (auto at = from; at < to;)
+        {
+            const auto block = at / blockLength;
+            const auto next = std::min ((block + 1) * blockLength, to);
+            const auto part = source.range (at, next);
+            const auto scale = std::sqrt (
+                keptShare (blocks[levels[level].offset + static_cast<std::size_t> (block)], squares));
+            const auto isFirst = at == from;
+            column.low = isFirst ? part.low * scale : std::min (column.low, part.low * scale);
+            column.high = isFirst ? part.high * scale : std::max (column.high, part.high * scale);
+            at = next;
+        }
+        columns[i] = column;
+    }
+}
+
+} // namespace tessivar

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "ui/wave/EnvelopePyramid.h"
+
+#include <array>
+
+namespace tessivar
+{
+
+/** Weights of the seven channels of a rendered track: the processed signal is the sum of weight[c] *
+    channel[c]. Channels 0..4 are components, 5 is the rest, 6 the source, which is the sum of the other six.
+*/
+using WaveChannelWeights = std::array<float, 7>;
+
+/** Mean squares of the seven channels of a rendered track in blocks of 512 frames, and of 4, 16, 64 ...
+    blocks together: enough to say how high the processed envelope stands for any weights, and which levels a
+    meter shows at a position, without reading audio.
+
+    One byte a value, in steps of half a decibel from -115 to +12 dB (0: silence), which makes an estimate at
+    most 3 % too high or too low. 9.3 bytes for 512 frames: 1.05 MB for 20 minutes at 48 kHz. Threads as in
+    EnvelopePyramid: one appends, any may read what is ready.
+*/
+class ChannelEnergyPyramid
+{
+public:
+    static constexpr int numChannels = 7;
+    static constexpr int sourceChannel = 6;
+    static constexpr int baseBlock = 512; // frames
+    static constexpr int factor = 4;
+
+    /** Memory for this many frames, none of them known yet. */
+    explicit ChannelEnergyPyramid (std::int64_t lengthInFrames);
+
+    /** The next frames, seven interleaved samples each, in blocks of any number of frames. What goes beyond
+        the length is ignored; a sample that is not finite counts as 0. Writing thread only. */
+    void append (std::span<const float> interleaved) noexcept;
+
+    [[nodiscard]] std::int64_t lengthInFrames() const noexcept { return length; }
+    [[nodiscard]] std::int64_t readyFrames() const noexcept;
+    [[nodiscard]] std::size_t memoryInBytes() const noexcept { return blocks.size() * sizeof (Block); }
+
+    /** Mean square of one channel in the base block at a frame; 0 outside the ready ones. */
+    [[nodiscard]] float power (std::int64_t frame, int channel) const noexcept;
+
+    /** Mean square of the processed signal there, estimated for these weights. */
+    [[nodiscard]] float processedPower (std::int64_t frame, const WaveChannelWeights& weights) const noexcept;
+
+    /** Linear gain from the source to the processed signal at a frame, estimated for these weights; between
+        the middles of two blocks it goes over evenly. 1 where nothing is known. */
+    [[nodiscard]] float keptGain (double frame, const WaveChannelWeights& weights) const noexcept;
+
+    /** The envelope of the processed signal, estimated: as source.query(), each stretch scaled by the root of
+        the share of power that the weights leave there. The channels count as uncorrelated; weights of 1 give
+        the source, exactly. The share never exceeds 1, so what is kept stays inside the source. Takes below 5
+        ms for 4000 columns.
+    */
+    void estimate (const EnvelopePyramid& source,
+                   const WaveChannelWeights& weights,
+                   double start,
+                   double end,
+                   std::span<EnvelopeColumn> columns) const noexcept;
+
+private:
+    using Block = std::array<std::uint8_t, numChannels>;
+    using SquaredWeights = std::array<float, numChannels - 1>;
+
+    struct Level
+    {
+        std::size_t offset = 0;
+        std::size_t count = 0;
+    };
+
+    void finishBlock() noexcept;
+    void storeParents (std::size_t index) noexcept;
+    [[nodiscard]] const Block* blockAt (std::int64_t frame) const noexcept;
+    [[nodiscard]] static SquaredWeights squared (const WaveChannelWeights& weights) noexcept;
+    [[nodiscard]] static float keptShare (const Block& block, const SquaredWeights& weights) noexcept;
+
+    std::int64_t length;
+    std::vector<Level> levels;
+    std::vector<Block> blocks; // level after level
+
+    std::int64_t written = 0; // frames, by the writing thread
+    std::array<double, numChannels> sums{};
+
+    std::atomic<std::size_t> readyBlocks{ 0 };
+};
+
+} // namespace tessivar

@@ -1,0 +1,141 @@
+#pragma once
+
+#include "ui/TessivarTimeMarker.h"
+#include "ui/wave/WaveBanner.h"
+#include "ui/wave/WaveOverview.h"
+#include "ui/wave/WavePlot.h"
+#include "ui/wave/WaveRuler.h"
+#include "ui/wave/WaveZoomColumn.h"
+
+namespace tessivar
+{
+
+/** The waveform of one track with ruler, overview and vertical zoom: what is kept in front of what is
+    removed.
+
+    Knows tracks only as envelopes. The owner hands over a track, its look and the weights of the sounding
+    setting, moves the playhead at most once a frame, and answers requests for exact columns from a thread of
+    its own. The viewer has no timer; while a track is being read, the owner calls envelopesGrew() a few times
+    a second. Message thread.
+
+    Positions are seconds from the start of the track.
+*/
+class TessivarWaveViewer : public juce::Component, private juce::Slider::Listener, private juce::AsyncUpdater
+{
+public:
+    static constexpr int rulerHeight = 27; // with the seam below it
+    static constexpr int overviewHeight = 46;
+    static constexpr int zoomColumnWidth = 26;
+
+    TessivarWaveViewer();
+    ~TessivarWaveViewer() override;
+
+    /** A click or a drag put the playhead there. */
+    std::function<void (double seconds)> onPlayheadMoved;
+    /** The selection changed by the mouse or a command of this class; not finished while the mouse is still
+        down. */
+    std::function<void (std::optional<WaveRange> selection, bool isFinished)> onLoopChanged;
+    /** Zoom or scroll position changed. */
+    std::function<void()> onViewChanged;
+    /** Columns are wanted that the pyramids cannot give. Only an answer to the newest request is shown, so
+        older work may be given up; a request comes with every step of a zoom or a knob, and waiting for a
+        pause of 100 ms is wise. A wide view asks for the processed signal of minutes; an owner that renders a
+        whole track anyway hands its pyramid over with setProcessedEnvelope() and is asked no more. */
+    std::function<void (const WaveEnvelopeRequest&)> onExactEnvelopeNeeded;
+    std::function<void()> onHintButton;
+
+    // What is shown.
+
+    /** Another track, or the same one in another state. Zoom, scroll position and selection stay, since the
+        tracks of a Group share their time axis. */
+    void setTrack (WaveTrack track);
+    void clearTrack() { setTrack ({}); }
+    /** The colours, and the banner that says what is heard. */
+    void setLook (WaveLook look);
+    /** The weights of the sounding setting; redraws an estimate at once and asks for the exact columns. With
+        a fade, for the step from setting A to B, what was drawn goes over into it while the owner calls
+        advanceFade(). */
+    void setWeights (const WaveChannelWeights& weights, bool shouldFade = false);
+    /** Carries a fade on by the time since the last call; returns whether it goes on. */
+    bool advanceFade (double seconds) { return plot.advanceFade (seconds); }
+    /** Hides the layer in front or the one behind; a track that is not analysed has but one, which is always
+        drawn. */
+    void setLayersShown (bool kept, bool removed);
+    /** See WaveContent::setProcessed. */
+    void setProcessedEnvelope (std::shared_ptr<const EnvelopePyramid> processed);
+    /** Blocks were added to the pyramids of the track. */
+    void envelopesGrew();
+    /** An answer, whole or in part; one to an older request is ignored. */
+    void setExactEnvelope (const WaveExactEnvelope& answer);
+    /** A line near the lower edge with a button; an empty text takes it away. */
+    void setHint (const juce::String& text, const juce::String& buttonText);
+
+    // Playhead and loop.
+
+    void setPlayhead (double seconds, bool isPlaying);
+    void setFollowing (bool shouldFollow);
+    void setLooping (bool isLooping);
+    /** Does not call back. */
+    void setSelection (std::optional<WaveRange> selection);
+    /** The commands call back like the mouse does. */
+    void clearSelection();
+    void setLoopStartToPlayhead();
+    void setLoopEndToPlayhead();
+
+    // Zoom.
+
+    void setHorizontalZoom (double zoom);
+    void setVerticalZoom (double zoom);
+    void zoomHorizontally (int steps);
+    void zoomVertically (int steps);
+    void zoomTo (WaveRange range);
+    void zoomToSelection();
+    void fit();
+    void setViewStart (double seconds);
+    /** Sliders that show and set the zoom, 0 to 0.9 and 0 to 1.4. Neither is owned; the vertical one becomes
+        a child of the column beside the waveform. Null takes one away. */
+    void setHorizontalZoomSlider (juce::Slider* slider);
+    void setVerticalZoomSlider (juce::Slider* slider);
+
+    [[nodiscard]] const WaveViewState& view() const noexcept { return scene.view; }
+    /** Sends the request that recent changes call for now, instead of when the message loop comes round. */
+    void sendPendingRequest();
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+    /** "playhead 0:49.306, loop 0:48.375 to 0:50.690" */
+    [[nodiscard]] juce::String accessibleValue() const;
+
+private:
+    void sliderValueChanged (juce::Slider* slider) override;
+    void handleAsyncUpdate() override;
+
+    void contentChanged();
+    void viewMoved();
+    void selectionMoved (bool isFinished);
+    void placePlayhead();
+    void placeBanners();
+    void listenTo (juce::Component::SafePointer<juce::Slider>& held,
+                   juce::Slider* slider,
+                   const juce::String& title);
+    void showZoomOnSliders();
+    void tellAssistiveTechnology();
+
+    WaveScene scene;
+    double pixelScale = 1.0;
+    int playheadX = 0;         // in the plot
+    int overviewPlayheadX = 0; // in the overview
+
+    WavePlot plot{ scene };
+    WaveRuler ruler{ scene };
+    WaveOverview overview{ scene };
+    WaveZoomColumn zoomColumn;
+    TessivarTimeMarker marker;
+    WaveBanner stateBanner;
+    WaveBanner hint;
+    juce::Component::SafePointer<juce::Slider> horizontalSlider;
+    juce::Component::SafePointer<juce::Slider> verticalSlider;
+};
+
+} // namespace tessivar

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "ui/wave/WaveGestures.h"
+#include "ui/wave/WavePlot.h"
+
+namespace tessivar
+{
+
+/** The whole track under the plot, with a frame around what the plot shows. Dragging the frame scrolls, a
+    click outside it jumps there. The waveform is drawn into images when track, knobs or size change; moving
+    the frame only copies them.
+*/
+class WaveOverview : public juce::Component
+{
+public:
+    explicit WaveOverview (WaveScene& sceneToDraw);
+
+    std::function<void()> onViewChanged;
+
+    /** x of a time, logical pixels. */
+    [[nodiscard]] int xForTime (double seconds) const noexcept;
+    /** The frame around the visible stretch, at least 8 pixels wide. */
+    [[nodiscard]] juce::Rectangle<int> frameBounds() const noexcept;
+    void repaintPlayhead (int x) { repaint (x - 1, 0, 3, getHeight()); }
+
+    void paint (juce::Graphics& g) override;
+    void mouseDown (const juce::MouseEvent& event) override;
+    void mouseDrag (const juce::MouseEvent& event) override;
+    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
+
+private:
+    struct ImageKey
+    {
+        int width = 0;
+        int height = 0;
+        std::uint64_t version = 0;
+        std::int64_t readySamples = 0;
+
+        bool operator== (const ImageKey&) const = default;
+    };
+
+    void drawImages (const ImageKey& key, float scale);
+
+    WaveScene& scene;
+    juce::Image dim;    // outside the frame
+    juce::Image bright; // inside it
+    ImageKey imageKey;
+    OverviewDrag drag;
+};
+
+} // namespace tessivar

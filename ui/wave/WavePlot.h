@@ -1,0 +1,116 @@
+#pragma once
+
+#include "ui/wave/StrongHits.h"
+#include "ui/wave/WaveContent.h"
+#include "ui/wave/WaveViewState.h"
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+#include <functional>
+
+namespace tessivar
+{
+
+/** All that the parts of the wave viewer draw from; the viewer owns it. */
+struct WaveScene
+{
+    WaveViewState view;
+    WaveContent content;
+    WaveLook look = WaveLook::notAnalysed;
+    bool showsKept = true;
+    bool showsRemoved = true;
+    bool isLooping = false;
+    std::vector<double> hits; // s, ascending; found when they are first needed
+    bool hitsAreKnown = false;
+    std::uint64_t version = 0; // raised by whatever changes the columns or their colours
+
+    /** The columns of the drawing at a scale of the display: how long one is, and which one lies at the left
+        edge. */
+    [[nodiscard]] double samplesPerColumn (double pixelScale) const noexcept;
+    [[nodiscard]] std::int64_t firstColumn (double pixelScale) const noexcept;
+
+    const std::vector<double>& strongHits();
+};
+
+/** Does what a turn of the wheel at x means. Returns whether the view changed. */
+bool turnWaveWheel (WaveScene& scene,
+                    double x,
+                    const juce::MouseEvent& event,
+                    const juce::MouseWheelDetails& wheel);
+
+/** The waveform itself with grid, level lines and selection, drawn once into an image and from there until
+    something changes; the playhead is a strip of its own above it. Turns mouse events into calls and changes
+    nothing itself but the view and the selection.
+*/
+class WavePlot : public juce::Component
+{
+public:
+    explicit WavePlot (WaveScene& sceneToDraw);
+
+    std::function<void (double seconds)> onPlayheadMoved;
+    std::function<void (bool isFinished)> onSelectionChanged;
+    std::function<void()> onViewChanged;
+    /** The display's pixels per logical pixel, told when the first painting finds another value than before.
+    */
+    std::function<void (double)> onPixelScaleFound;
+
+    /** Fades from what is drawn to what the changes made after this call look like, over 90 ms. The owner's
+        timer carries the fade on, advanceFade() tells whether it goes on. */
+    void beginFade();
+    bool advanceFade (double seconds);
+
+    /** Repaints what lies around an x where the playhead was or is. */
+    void repaintPlayhead (int x);
+
+    void paint (juce::Graphics& g) override;
+    void mouseDown (const juce::MouseEvent& event) override;
+    void mouseDrag (const juce::MouseEvent& event) override;
+    void mouseUp (const juce::MouseEvent& event) override;
+    void mouseDoubleClick (const juce::MouseEvent& event) override;
+    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
+
+private:
+    enum class Drag
+    {
+        none,
+        pending, // down, not yet moved far enough to select
+        selecting,
+        panning
+    };
+
+    struct ImageKey
+    {
+        int width = 0;
+        int height = 0;
+        float scale = 0.0f;
+        std::int64_t firstColumn = 0;
+        double samplesPerColumn = 0.0;
+        double displayGain = 0.0;
+        std::optional<WaveRange> selection;
+        bool isLooping = false;
+        std::uint64_t version = 0;
+
+        bool operator== (const ImageKey&) const = default;
+    };
+
+    [[nodiscard]] ImageKey keyFor (float scale) const;
+    void drawImage (const ImageKey& key);
+    /** What lies behind the waveform; vertical stripes only. */
+    void drawGround (juce::Graphics& g) const;
+    void drawLayers (const ImageKey& key);
+    void drawOverlay (juce::Graphics& g) const;
+
+    WaveScene& scene;
+    juce::Image image; // of the state that imageKey names
+    ImageKey imageKey;
+    juce::Image fading;    // what was drawn before the last change of setting
+    double fadeLeft = 0.0; // s
+    std::vector<EnvelopeColumn> sourceColumns;
+    std::vector<EnvelopeColumn> processedColumns;
+
+    Drag drag = Drag::none;
+    double dragAnchor = 0.0; // s
+    double panStart = 0.0;   // s, the view's start at mouse down
+};
+
+} // namespace tessivar

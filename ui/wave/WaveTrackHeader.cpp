@@ -1,0 +1,132 @@
+#include "ui/wave/WaveTrackHeader.h"
+
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
+#include "ui/wave/WaveRaster.h"
+
+namespace tessivar
+{
+
+namespace
+{
+
+/** Narrower than this the slider is shorter, so that names keep their room. */
+constexpr int compactBelow = 800;
+constexpr int overlap = 10; // px
+
+} // namespace
+
+WaveTrackHeader::WaveTrackHeader()
+{
+    setOpaque (true);
+    for (auto* button :
+         std::initializer_list<juce::Button*>{ &kept, &removed, &smaller, &larger, &zoomToSelection, &fit })
+        addAndMakeVisible (button);
+    const auto tellLayers = [this]
+    {
+        if (onLayersShown != nullptr)
+            onLayersShown (kept.getToggleState(), removed.getToggleState());
+    };
+    kept.onClick = tellLayers;
+    removed.onClick = tellLayers;
+    const auto tell = [] (std::function<void (int)>& callback, int steps)
+    {
+        if (callback != nullptr)
+            callback (steps);
+    };
+    smaller.onClick = [this, tell] { tell (onZoomSteps, -1); };
+    larger.onClick = [this, tell] { tell (onZoomSteps, 1); };
+    zoomToSelection.onClick = [this]
+    {
+        if (onZoomToSelection != nullptr)
+            onZoomToSelection();
+    };
+    fit.onClick = [this]
+    {
+        if (onFit != nullptr)
+            onFit();
+    };
+    setContent ({});
+}
+
+void WaveTrackHeader::setContent (const Content& newContent)
+{
+    content = newContent;
+    const auto colours = WaveLayerColours::forLook (content.look, content.colour);
+    const auto hasLegend = ! colours.processed.isTransparent();
+    kept.setVisible (hasLegend);
+    removed.setVisible (hasLegend);
+    kept.setColours (colours.processed, {});
+    removed.setColours (colours.source, colours.sourceEdge);
+    setTitle (content.name);
+    setDescription (content.facts);
+    resized();
+    repaint();
+}
+
+void WaveTrackHeader::setSlider (juce::Slider* newSlider)
+{
+    if (slider != nullptr)
+        removeChildComponent (slider);
+    slider = newSlider;
+    if (slider != nullptr)
+        addAndMakeVisible (slider);
+    resized();
+}
+
+void WaveTrackHeader::resized()
+{
+    auto area = getLocalBounds().withTrimmedRight (13).withSizeKeepingCentre (getWidth() - 13, 28).withX (0);
+    fit.setBounds (area.removeFromRight (28));
+    area.removeFromRight (2);
+    zoomToSelection.setBounds (area.removeFromRight (28));
+    area.removeFromRight (5);
+    larger.setBounds (area.removeFromRight (28));
+    // The slider's cap reaches 8 pixels past its groove and over the edges of both buttons.
+    const auto sliderWidth = getWidth() < compactBelow ? 80 : 112;
+    const auto sliderBounds =
+        area.withTrimmedLeft (area.getWidth() - (sliderWidth - overlap)).withWidth (sliderWidth);
+    if (slider != nullptr)
+        slider->setBounds (sliderBounds);
+    smaller.setBounds (area.withWidth (28).withX (sliderBounds.getX() + overlap - 28));
+    dividerX = smaller.getX() - 5;
+    area.setRight (dividerX - 20);
+    if (kept.isVisible())
+    {
+        removed.setBounds (area.removeFromRight (removed.idealWidth()));
+        area.removeFromRight (29);
+        kept.setBounds (area.removeFromRight (kept.idealWidth()));
+        area.removeFromRight (16);
+    }
+    textEnd = area.getRight();
+}
+
+void WaveTrackHeader::paint (juce::Graphics& g)
+{
+    g.fillAll (palette::panel);
+    g.setColour (palette::line);
+    g.fillRect (dividerX, 13, 1, 22);
+    if (content.name.isEmpty())
+        return;
+
+    const juce::Rectangle<float> tile (16.0f, 9.0f, 30.0f, 30.0f);
+    g.setColour (palette::panel.interpolatedWith (content.colour, 0.16f));
+    g.fillRoundedRectangle (tile, 7.0f);
+    drawIcon (g, content.icon, tile.reduced (5.0f), content.colour);
+
+    auto area = juce::Rectangle<float>::leftTopRightBottom (
+        58.0f, 0.0f, static_cast<float> (textEnd), static_cast<float> (getHeight()));
+    const auto nameFont = fonts::inter (18.0f, fonts::Weight::semibold);
+    g.setColour (palette::textHigh);
+    g.setFont (nameFont);
+    const auto nameWidth = std::min (nameFont.getStringWidthFloat (content.name), area.getWidth());
+    g.drawText (content.name, area.removeFromLeft (nameWidth + 1.0f), juce::Justification::centredLeft, true);
+    area.removeFromLeft (11.0f);
+    g.setColour (palette::textLow);
+    g.setFont (fonts::inter (12.0f));
+    // Less than a word's width is no help to anyone.
+    if (area.getWidth() > 24.0f)
+        g.drawText (content.facts, area, juce::Justification::centredLeft, true);
+}
+
+} // namespace tessivar

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "ui/Palette.h"
+#include "ui/wave/WaveButtons.h"
+#include "ui/wave/WaveData.h"
+
+#include <functional>
+
+namespace tessivar
+{
+
+/** The bar over the waveform: which track this is, what the colours mean, and the horizontal zoom. 48 pixels
+    high. */
+class WaveTrackHeader : public juce::Component
+{
+public:
+    static constexpr int height = 48;
+
+    struct Content
+    {
+        juce::String name;
+        juce::String facts; // "Kick · 24-bit · mono · 3:42.000"
+        Icon icon = Icon::none;
+        juce::Colour colour; // of the drum type
+        WaveLook look = WaveLook::notAnalysed;
+    };
+
+    WaveTrackHeader();
+
+    std::function<void (bool kept, bool removed)> onLayersShown;
+    std::function<void (int steps)> onZoomSteps;
+    std::function<void()> onZoomToSelection;
+    std::function<void()> onFit;
+
+    /** The legend stands only beside a track with two layers. */
+    void setContent (const Content& newContent);
+    /** The horizontal zoom's slider; becomes a child, is not owned. Null takes it out. */
+    void setSlider (juce::Slider* newSlider);
+    void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+
+private:
+    Content content;
+    WaveLegendButton kept{ "Kept" };
+    WaveLegendButton removed{ "Removed" };
+    WaveIconButton smaller{ "Zoom out", Icon::minus, 11.0f, palette::outline };
+    WaveIconButton larger{ "Zoom in", Icon::plus, 11.0f, palette::outline };
+    WaveIconButton zoomToSelection{ "Zoom to selection", Icon::zoomToSelection, 16.0f, palette::textMid };
+    WaveIconButton fit{ "Show the whole track", Icon::fit, 16.0f, palette::textMid };
+    juce::Component::SafePointer<juce::Slider> slider;
+    int dividerX = 0;
+    int textEnd = 0; // x where the facts must stop
+};
+
+} // namespace tessivar
