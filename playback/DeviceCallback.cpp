@@ -47,7 +47,8 @@ void DeviceCallback::audioDeviceIOCallbackWithContext (const float* const*,
     else
         engine.render (outputs, numOutputs, numSamples);
 
-    measureLoad (std::chrono::duration<double> (std::chrono::steady_clock::now() - before).count(), numSamples);
+    measureLoad (std::chrono::duration<double> (std::chrono::steady_clock::now() - before).count(),
+                 numSamples);
 }
 
 void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int numSamples)

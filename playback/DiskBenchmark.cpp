@@ -74,8 +74,10 @@ public:
     {
         for (std::size_t done = 0; done < bytes.size();)
         {
-            const auto count = ::pread (
-                descriptor, bytes.data() + done, bytes.size() - done, offset + static_cast<std::int64_t> (done));
+            const auto count = ::pread (descriptor,
+                                        bytes.data() + done,
+                                        bytes.size() - done,
+                                        offset + static_cast<std::int64_t> (done));
 
             if (count < 0 && errno == EINTR)
                 continue;
@@ -187,7 +189,8 @@ private:
 
     bool readStreams (int framesPerRead, DiskBenchmark& result)
     {
-        const auto piece = static_cast<std::int64_t> (framesPerRead) * static_cast<std::int64_t> (bytesPerFrame);
+        const auto piece =
+            static_cast<std::int64_t> (framesPerRead) * static_cast<std::int64_t> (bytesPerFrame);
         const auto perStream = size / DiskBenchmark::numStreams;
         DiskBenchmark::Streams streams;
         streams.framesPerRead = framesPerRead;
@@ -198,7 +201,8 @@ private:
 
         const auto start = Clock::now();
 
-        for (std::int64_t at = 0; at + piece <= perStream && secondsSince (start) < options.secondsPerMeasurement;
+        for (std::int64_t at = 0;
+             at + piece <= perStream && secondsSince (start) < options.secondsPerMeasurement;
              at += piece)
         {
             for (int stream = 0; stream < DiskBenchmark::numStreams; ++stream)
@@ -231,8 +235,10 @@ private:
 };
 } // namespace
 
-juce::Result
-DiskBenchmark::run (const juce::File& folder, const Options& options, const JobControl& control, DiskBenchmark& result)
+juce::Result DiskBenchmark::run (const juce::File& folder,
+                                 const Options& options,
+                                 const JobControl& control,
+                                 DiskBenchmark& result)
 {
     DiskBenchmark measured;
 
@@ -265,12 +271,12 @@ void DiskBenchmark::propose (double sampleRate)
         if (s.bytesPerSecond < goodEnough * best)
             continue;
 
-        const auto secondsPerRound = numStreams * s.framesPerRead * static_cast<double> (bytesPerFrame) / s.bytesPerSecond;
+        const auto secondsPerRound =
+            numStreams * s.framesPerRead * static_cast<double> (bytesPerFrame) / s.bytesPerSecond;
         proposal.framesPerRead = s.framesPerRead;
 
         // Twice the worst that was seen, a round of all tracks to catch up, and half a second for what was not seen.
-        proposal.seconds = 0.5 + 2.0 * (s.longestRead + secondsPerRound)
-                           + 2.0 * s.framesPerRead / sampleRate;
+        proposal.seconds = 0.5 + 2.0 * (s.longestRead + secondsPerRound) + 2.0 * s.framesPerRead / sampleRate;
         break;
     }
 

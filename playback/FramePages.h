@@ -126,7 +126,8 @@ private:
     const int channels;
     const std::int64_t length;
     const std::size_t floatsPerPage;
-    std::unique_ptr<float[]> memory; // left untouched until it is filled: pages that are never used cost nothing
+    std::unique_ptr<float[]>
+        memory; // left untouched until it is filled: pages that are never used cost nothing
     std::vector<Slot> slots;
 };
 

@@ -5,7 +5,9 @@
 namespace tessivar
 {
 
-OfflineMix::OfflineMix (std::span<const PlaybackTrack> tracks, double sampleRate, const PlaybackChoice& choice)
+OfflineMix::OfflineMix (std::span<const PlaybackTrack> tracks,
+                        double sampleRate,
+                        const PlaybackChoice& choice)
 {
     for (const auto& track : tracks)
     {
@@ -13,9 +15,8 @@ OfflineMix::OfflineMix (std::span<const PlaybackTrack> tracks, double sampleRate
             continue;
 
         const auto target = VoiceTarget::forMix (track.mix, choice.listening, true);
-        parts.push_back (
-            { track.samples,
-              std::make_unique<TrackVoice> (track.samples->numChannels(), sampleRate, target) });
+        parts.push_back ({ track.samples,
+                           std::make_unique<TrackVoice> (track.samples->numChannels(), sampleRate, target) });
         parts.back().voice->jumpToTarget();
         length = std::max (length, track.samples->lengthInFrames());
     }

@@ -38,10 +38,8 @@ PlaybackDevice::~PlaybackDevice()
 juce::Result PlaybackDevice::checkOpened (const juce::String& error)
 {
     isLost = false;
-    clockIsSet = false;
-    wasOpened = deviceManager.getCurrentAudioDevice() != nullptr;
 
-    if (! wasOpened)
+    if (deviceManager.getCurrentAudioDevice() == nullptr)
         return juce::Result::fail (error.isNotEmpty() ? error : juce::String ("There is no audio device."));
 
     matchGroupRate();
@@ -62,26 +60,36 @@ juce::Result PlaybackDevice::open()
     return checkOpened (deviceManager.initialise (0, numOutputs, state.get(), true));
 }
 
-juce::Result PlaybackDevice::openByName (const juce::String& name)
+juce::StringArray PlaybackDevice::outputNames()
 {
-    if (deviceManager.getCurrentDeviceTypeObject() == nullptr)
-        (void) deviceManager.getAvailableDeviceTypes();
+    juce::StringArray names;
 
     for (auto* type : deviceManager.getAvailableDeviceTypes())
     {
         type->scanForDevices();
 
         for (const auto& device : type->getDeviceNames (false))
-        {
-            if (name != device && name != type->getTypeName() + ": " + device)
-                continue;
+            names.add (type->getTypeName() + ": " + device);
+    }
 
-            // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at another device.
-            juce::XmlElement state (stateTag);
-            state.setAttribute (typeAttribute, type->getTypeName());
-            state.setAttribute ("audioOutputDeviceName", device);
-            return checkOpened (deviceManager.initialise (0, numOutputs, &state, false));
-        }
+    return names;
+}
+
+juce::Result PlaybackDevice::openByName (const juce::String& name)
+{
+    for (const auto& full : outputNames())
+    {
+        const auto type = full.upToFirstOccurrenceOf (": ", false, false);
+        const auto device = full.fromFirstOccurrenceOf (": ", false, false);
+
+        if (name != device && name != full)
+            continue;
+
+        // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at another device.
+        juce::XmlElement state (stateTag);
+        state.setAttribute (typeAttribute, type);
+        state.setAttribute ("audioOutputDeviceName", device);
+        return checkOpened (deviceManager.initialise (0, numOutputs, &state, false));
     }
 
     return juce::Result::fail ("There is no audio device \"" + name + "\".");
@@ -151,22 +159,24 @@ void PlaybackDevice::matchGroupRate()
     }
 }
 
+bool PlaybackDevice::hasStarted (std::uint32_t now)
+{
+    // Whoever started it, this object or a page of settings.
+    if (deviceCallback.numStarts() == seenStarts)
+        return false;
+
+    seenStarts = deviceCallback.numStarts();
+    seenCallbacks = deviceCallback.numCallbacks();
+    hasCalledBack = false;
+    lastSign = now;
+    isWatched = true;
+    isLost = false;
+    return true;
+}
+
 bool PlaybackDevice::isAlive (std::uint32_t now)
 {
-    const auto starts = deviceCallback.numStarts();
-    const auto callbacks = deviceCallback.numCallbacks();
-
-    if (! clockIsSet || starts != seenStarts)
-    {
-        clockIsSet = true;
-        hasCalledBack = false;
-        seenStarts = starts;
-        seenCallbacks = callbacks;
-        lastSign = now;
-        return true;
-    }
-
-    if (callbacks != seenCallbacks)
+    if (const auto callbacks = deviceCallback.numCallbacks(); callbacks != seenCallbacks)
     {
         seenCallbacks = callbacks;
         hasCalledBack = true;
@@ -179,23 +189,29 @@ bool PlaybackDevice::isAlive (std::uint32_t now)
 void PlaybackDevice::tick (std::uint32_t now)
 {
     engine.collect();
+    const auto isNew = hasStarted (now);
 
-    if (! wasOpened || isLost)
+    if (! isWatched || isLost)
         return;
 
     auto* device = deviceManager.getCurrentAudioDevice();
 
     if (device == nullptr)
-        return lose ("The audio device is gone.");
+    {
+        // Who chooses to have none while nothing plays need not be told.
+        isWatched = false;
+        return engine.isPlaying() ? lose ("The audio device is gone.") : void();
+    }
 
     if (! device->isOpen() || ! device->isPlaying())
     {
         const auto error = device->getLastError();
-        return lose (error.isNotEmpty() ? error : device->getName() + " has stopped.");
+        lose (error.isNotEmpty() ? error : device->getName() + " has stopped.");
     }
-
-    if (! isAlive (now))
+    else if (! isNew && ! isAlive (now))
+    {
         lose (device->getName() + " no longer answers.");
+    }
 }
 
 void PlaybackDevice::lose (const juce::String& reason)

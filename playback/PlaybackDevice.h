@@ -15,10 +15,10 @@ namespace tessivar
 /** How the sound device and the Group get along. */
 enum class DeviceStatus
 {
-    none,      // there is none, or it can't be opened: everything but sound works
-    running,   // at the Group's rate
+    none,       // there is none, or it can't be opened: everything but sound works
+    running,    // at the Group's rate
     converting, // at another rate, see PlaybackDevice::statusText()
-    lost       // it was there and died; reopen() tries again
+    lost        // it was there and died; reopen() tries again
 };
 
 /** The sound device that an engine plays through: its choice, its settings file, its rate, and what becomes of it.
@@ -40,6 +40,9 @@ public:
 
     /** Opens an output by its name, as juce::AudioIODeviceType lists it; "type: name" picks the type too. */
     juce::Result openByName (const juce::String& name);
+
+    /** All outputs that can be opened by name, as "type: name". Looks for them anew. */
+    [[nodiscard]] juce::StringArray outputNames();
 
     /** Closes what is left of a lost device and opens it anew; where it is gone for good, the system's default. */
     juce::Result reopen();
@@ -72,6 +75,7 @@ public:
 
 private:
     [[nodiscard]] juce::Result checkOpened (const juce::String& error);
+    [[nodiscard]] bool hasStarted (std::uint32_t now);
     [[nodiscard]] bool isAlive (std::uint32_t now);
     void lose (const juce::String& reason);
 
@@ -87,11 +91,10 @@ private:
     DeviceCallback deviceCallback;
     juce::AudioDeviceManager deviceManager;
 
-    bool wasOpened = false, isLost = false;
+    bool isWatched = false, isLost = false;
     std::uint64_t seenCallbacks = 0, seenStarts = 0;
-    std::uint32_t lastSign = 0;   // of life, in the clock of tick()
-    bool hasCalledBack = false;   // since the device was started
-    bool clockIsSet = false;
+    std::uint32_t lastSign = 0; // of life, in the clock of tick()
+    bool hasCalledBack = false; // since the device was started
 
     JUCE_DECLARE_NON_COPYABLE (PlaybackDevice)
 };

@@ -11,11 +11,13 @@ namespace
 constexpr float highestVolume = 4.0f;
 } // namespace
 
-PlaybackEngine::PlaybackEngine (juce::TimeSliceThread& readAheadThread, const ReadAheadSettings& readAheadSettings)
+PlaybackEngine::PlaybackEngine (juce::TimeSliceThread& readAheadThread,
+                                const ReadAheadSettings& readAheadSettings)
     : thread (readAheadThread), settings (readAheadSettings.sanitised()),
-      readAhead (settings, { [this] { return position(); },
-                              [this] { return status.nextSample.load (std::memory_order_relaxed); },
-                              [this] { return isPlaying(); } })
+      readAhead (settings,
+                 { [this] { return position(); },
+                   [this] { return status.nextSample.load (std::memory_order_relaxed); },
+                   [this] { return isPlaying(); } })
 {
     thread.addTimeSliceClient (&readAhead);
 }
@@ -104,7 +106,8 @@ void PlaybackEngine::updateTargets()
 
         const auto heard = choice.letsThrough (playbackTracks[i], playbackTracks);
         playingTracks[i]->isAudible.store (heard, std::memory_order_relaxed);
-        playingTracks[i]->voice.setTarget (VoiceTarget::forMix (playbackTracks[i].mix, choice.listening, heard));
+        playingTracks[i]->voice.setTarget (
+            VoiceTarget::forMix (playbackTracks[i].mix, choice.listening, heard));
     }
 }
 
@@ -203,7 +206,8 @@ void PlaybackEngine::wakeReadAhead()
 bool PlaybackEngine::isPlaying() const
 {
     // A command that was not carried out yet counts as carried out.
-    if (status.playSerial.load (std::memory_order_acquire) != requestedPlaySerial.load (std::memory_order_acquire))
+    if (status.playSerial.load (std::memory_order_acquire)
+        != requestedPlaySerial.load (std::memory_order_acquire))
         return requestedPlay.load (std::memory_order_relaxed);
 
     return status.playing.load (std::memory_order_relaxed);
@@ -211,7 +215,8 @@ bool PlaybackEngine::isPlaying() const
 
 std::int64_t PlaybackEngine::position() const
 {
-    if (status.seekSerial.load (std::memory_order_acquire) != requestedSeekSerial.load (std::memory_order_acquire))
+    if (status.seekSerial.load (std::memory_order_acquire)
+        != requestedSeekSerial.load (std::memory_order_acquire))
         return requestedPosition.load (std::memory_order_relaxed);
 
     return status.position.load (std::memory_order_relaxed);

@@ -22,8 +22,8 @@ namespace tessivar
 /** Counts of what went wrong since the engine was made. */
 struct PlaybackCounters
 {
-    std::uint64_t lateBlocks = 0;   // stretches rendered in which an audible track's samples were missing
-    std::uint64_t mutedSamples = 0; // that were not a number or infinite
+    std::uint64_t lateBlocks = 0;     // stretches rendered in which an audible track's samples were missing
+    std::uint64_t mutedSamples = 0;   // that were not a number or infinite
     std::uint64_t clippedSamples = 0; // of the output, beyond PlaybackEngine::outputLimit
     std::uint64_t failedReads = 0;    // of the tracks that are loaded
 };
@@ -146,7 +146,8 @@ private:
 
     // Message thread.
     std::vector<PlaybackTrack> playbackTracks;
-    std::vector<std::shared_ptr<PlayingTrack>> playingTracks; // of playbackTracks; null where there are no samples
+    std::vector<std::shared_ptr<PlayingTrack>>
+        playingTracks; // of playbackTracks; null where there are no samples
     PlaybackChoice choice;
     TransportRequest request;
 

@@ -117,8 +117,7 @@ void PlaybackEngine::startWhenReady()
     const auto rateNow = current != nullptr ? current->sampleRate : 44100.0;
     const auto waited = static_cast<double> (transport.waitedSamples());
     const auto most = settings.framesAhead (rateNow) / 2;
-    auto wanted = std::min<std::int64_t> (
-        most, std::llround (stallSeconds * rateNow + shareOfWait * waited));
+    auto wanted = std::min<std::int64_t> (most, std::llround (stallSeconds * rateNow + shareOfWait * waited));
 
     if (const auto loopAhead = transport.loopAhead())
         wanted = std::min (wanted, loopAhead->end - transport.position());

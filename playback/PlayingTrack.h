@@ -15,11 +15,8 @@ namespace tessivar
 */
 struct PlayingTrack
 {
-    PlayingTrack (const PlaybackTrack& track,
-                  double sampleRate,
-                  int numPages,
-                  const VoiceTarget& initial,
-                  bool isHeard)
+    PlayingTrack (
+        const PlaybackTrack& track, double sampleRate, int numPages, const VoiceTarget& initial, bool isHeard)
         : id (track.id), samples (track.samples), isAudible (isHeard),
           pages (track.samples->numChannels(), track.samples->lengthInFrames(), numPages),
           voice (track.samples->numChannels(), sampleRate, initial)

@@ -35,7 +35,8 @@ bool RateConverter::prepare (double fromRate, double toRate)
     return false;
 }
 
-RateConverter::Progress RateConverter::process (const float* input, int numInput, float* output, int numOutput)
+RateConverter::Progress
+RateConverter::process (const float* input, int numInput, float* output, int numOutput)
 {
     if (filter == nullptr)
         return {};
@@ -46,7 +47,8 @@ RateConverter::Progress RateConverter::process (const float* input, int numInput
     resampler.out_count = static_cast<unsigned> (numOutput);
     resampler.out_data = output;
     resampler.process();
-    return { numInput - static_cast<int> (resampler.inp_count), numOutput - static_cast<int> (resampler.out_count) };
+    return { numInput - static_cast<int> (resampler.inp_count),
+             numOutput - static_cast<int> (resampler.out_count) };
 }
 
 } // namespace tessivar

@@ -12,7 +12,7 @@ namespace tessivar
 namespace
 {
 constexpr int maxBytesPerRead = 1 << 20;
-constexpr int idleMilliseconds = 10;
+constexpr int idleMilliseconds = 10, stoppedMilliseconds = 50;
 constexpr std::uint32_t retryMilliseconds = 250;
 constexpr std::int64_t pageLength = FramePages::framesPerPage;
 
@@ -66,7 +66,11 @@ int ReadAhead::useTimeSlice()
 {
     const auto didRead = readOnce();
     const auto again = sliceRequested.exchange (false, std::memory_order_acq_rel);
-    return didRead || again ? 0 : idleMilliseconds;
+
+    if (didRead || again)
+        return 0;
+
+    return clock.isRunning() ? idleMilliseconds : stoppedMilliseconds;
 }
 
 bool ReadAhead::readOnce()
@@ -110,9 +114,8 @@ std::vector<std::int64_t> ReadAhead::wantedPages (const PlayingTrack& track, std
     return result;
 }
 
-std::optional<ReadAhead::Piece> ReadAhead::nextPiece (const std::shared_ptr<PlayingTrack>& track,
-                                                      std::int64_t position,
-                                                      bool isRunning) const
+std::optional<ReadAhead::Piece>
+ReadAhead::nextPiece (const std::shared_ptr<PlayingTrack>& track, std::int64_t position, bool isRunning) const
 {
     auto wanted = wantedPages (*track, position);
     const auto isMissing = [&] (std::int64_t page) { return ! track->pages.contains (page); };
@@ -210,7 +213,8 @@ void ReadAhead::read (const Piece& piece)
 
     for (int i = 0; i < piece.numPages; ++i)
     {
-        const auto rest = std::span<const float> (frames).subspan (static_cast<std::size_t> (i) * floatsPerPage);
+        const auto rest =
+            std::span<const float> (frames).subspan (static_cast<std::size_t> (i) * floatsPerPage);
         track.pages.put (
             piece.firstPage + i, rest.first (std::min (rest.size(), floatsPerPage)), victimDistance);
     }

@@ -25,6 +25,10 @@ struct ReadAheadSettings
     /** Values as read from anywhere: clamped to their ranges. */
     [[nodiscard]] ReadAheadSettings sanitised() const;
 
+    /** Under which the program's settings hold these, as plain numbers. */
+    static constexpr const char* secondsKey = "readAheadSeconds";
+    static constexpr const char* framesPerReadKey = "readAheadFramesPerRead";
+
     [[nodiscard]] std::int64_t framesAhead (double sampleRate) const;
     [[nodiscard]] int numPages (double sampleRate) const;
     [[nodiscard]] int framesPerReadOf (int numChannels) const;
@@ -44,7 +48,8 @@ public:
     /** What it asks the transport for; called on the read-ahead thread. */
     struct Clock
     {
-        std::function<std::int64_t()> position; // that will be played next, also when a jump there is only asked for
+        std::function<std::int64_t()>
+            position; // that will be played next, also when a jump there is only asked for
         std::function<std::int64_t()> sounding; // what still sounds meanwhile
         std::function<bool()> isRunning;
     };
@@ -74,9 +79,8 @@ private:
 
     [[nodiscard]] std::vector<std::int64_t> wantedPages (const PlayingTrack& track,
                                                          std::int64_t position) const;
-    [[nodiscard]] std::optional<Piece> nextPiece (const std::shared_ptr<PlayingTrack>& track,
-                                                  std::int64_t position,
-                                                  bool isRunning) const;
+    [[nodiscard]] std::optional<Piece>
+    nextPiece (const std::shared_ptr<PlayingTrack>& track, std::int64_t position, bool isRunning) const;
     [[nodiscard]] std::optional<Piece> mostUrgent();
     void read (const Piece& piece);
 

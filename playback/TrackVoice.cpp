@@ -23,8 +23,7 @@ void fade (float* samples, int numFrames, bool in)
     const auto length = std::min (numFrames, edgeLength);
 
     for (int i = 0; i < length; ++i)
-        samples[in ? i : numFrames - 1 - i] *=
-            (static_cast<float> (i) + 0.5f) / static_cast<float> (length);
+        samples[in ? i : numFrames - 1 - i] *= (static_cast<float> (i) + 0.5f) / static_cast<float> (length);
 }
 } // namespace
 

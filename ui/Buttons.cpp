@@ -138,8 +138,8 @@ void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::Str
     g.drawText (key, cap, juce::Justification::centred, false);
 }
 
-ActionButton::ActionButton (const juce::String& words, ButtonLook lookToUse, Icon leadingIcon) :
-    Button (words), look (lookToUse), leading (leadingIcon)
+ActionButton::ActionButton (const juce::String& words, ButtonLook lookToUse, Icon leadingIcon)
+    : Button (words), look (lookToUse), leading (leadingIcon)
 {
     setButtonText (words);
     setMouseClickGrabsKeyboardFocus (false);
@@ -194,7 +194,8 @@ void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
 
     const auto ink = buttonInk (look, state);
     const auto font = textFont();
-    auto content = area.withSizeKeepingCentre (std::min (contentWidth(), area.getWidth() - 8.0f), area.getHeight());
+    auto content =
+        area.withSizeKeepingCentre (std::min (contentWidth(), area.getWidth() - 8.0f), area.getHeight());
     if (leading != Icon::none)
     {
         drawIcon (g, leading, content.removeFromLeft (14.0f).withSizeKeepingCentre (14.0f, 14.0f), ink);
@@ -221,8 +222,8 @@ void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
                 true);
 }
 
-IconButton::IconButton (const juce::String& name, Icon iconToShow, ButtonLook lookToUse) :
-    Button (name), icon (iconToShow), look (lookToUse)
+IconButton::IconButton (const juce::String& name, Icon iconToShow, ButtonLook lookToUse)
+    : Button (name), icon (iconToShow), look (lookToUse)
 {
     setTitle (name);
     setTooltip (name);

@@ -22,24 +22,21 @@ juce::String utf8 (const char* text)
 
 } // namespace
 
-EmptyView::EmptyView() :
-    import (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
-    open (utf8 ("Open Group(s)\xe2\x80\xa6"))
+EmptyView::EmptyView()
+    : import (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
+      open (utf8 ("Open Group(s)\xe2\x80\xa6"))
 {
     setTitle ("Start");
     addAndMakeVisible (import);
     addAndMakeVisible (open);
-    import.onClick = [this]
-    {
-        if (onImport != nullptr)
-            onImport();
-    };
-    open.onClick = [this]
-    {
-        if (onOpen != nullptr)
-            onOpen();
-    };
-}
+    import.onClick = [this] { if (onImport != nullptr) onImport();
+};
+open.onClick = [this]
+{
+    if (onOpen != nullptr)
+        onOpen();
+};
+} // namespace tessivar
 
 void EmptyView::setHovered (bool shouldBeHovered)
 {
@@ -102,7 +99,13 @@ void EmptyView::paint (juce::Graphics& g)
     paintGlyphs (g);
     const auto top = contentTop();
     const auto line = [&] (int y, int height, const juce::String& words)
-    { g.drawFittedText (words, { zone().getCentreX() - 260, top + y, 520, height }, juce::Justification::centredTop, 3, 1.0f); };
+    {
+        g.drawFittedText (words,
+                          { zone().getCentreX() - 260, top + y, 520, height },
+                          juce::Justification::centredTop,
+                          3,
+                          1.0f);
+    };
     g.setColour (palette::textHigh);
     g.setFont (fonts::inter (28.0f, fonts::Weight::semibold));
     line (84, 36, hovered ? "Release to make a new group" : "Drop your drum tracks here");
@@ -116,9 +119,10 @@ void EmptyView::paint (juce::Graphics& g)
         line (133 + i * 23, 20, lines[i]);
     g.setColour (palette::textLow);
     g.setFont (fonts::inter (12.0f));
-    line (280,
-          16,
-          utf8 ("Ctrl+I import tracks  \xc2\xb7  Ctrl+F import a folder  \xc2\xb7  Ctrl+O open a saved group"));
+    line (
+        280,
+        16,
+        utf8 ("Ctrl+I import tracks  \xc2\xb7  Ctrl+F import a folder  \xc2\xb7  Ctrl+O open a saved group"));
     paintSteps (g);
 }
 
@@ -161,7 +165,10 @@ void EmptyView::paintSteps (juce::Graphics& g) const
         g.setColour (palette::textLow);
         g.setFont (font);
         const auto width = font.getStringWidthFloat (step);
-        g.drawText (step, juce::Rectangle<float> (x, y - 10.0f, width + 2.0f, 20.0f), juce::Justification::centredLeft, false);
+        g.drawText (step,
+                    juce::Rectangle<float> (x, y - 10.0f, width + 2.0f, 20.0f),
+                    juce::Justification::centredLeft,
+                    false);
         x += width + between;
     }
 }
@@ -189,7 +196,8 @@ void DropOverlay::paint (juce::Graphics& g)
     auto words = getLocalBounds().withSizeKeepingCentre (getWidth() - 24, 44);
     g.setColour (palette::textHigh);
     g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
-    g.drawText (title, detail.isEmpty() ? words : words.removeFromTop (24), juce::Justification::centred, true);
+    g.drawText (
+        title, detail.isEmpty() ? words : words.removeFromTop (24), juce::Justification::centred, true);
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (12.0f));
     g.drawText (detail, words, juce::Justification::centred, true);

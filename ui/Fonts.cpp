@@ -36,7 +36,8 @@ InterTypefaces::InterTypefaces (const juce::File& resourcesFolder)
 {
     for (std::size_t i = 0; i < styleNames.size(); ++i)
     {
-        const auto file = resourcesFolder.getChildFile ("fonts/Inter-" + juce::String (styleNames[i]) + ".otf");
+        const auto file =
+            resourcesFolder.getChildFile ("fonts/Inter-" + juce::String (styleNames[i]) + ".otf");
         juce::MemoryBlock data;
         if (file.existsAsFile() && file.loadFileAsData (data))
             typefaces[i] = juce::Typeface::createSystemTypefaceFor (data.getData(), data.getSize());
@@ -56,7 +57,8 @@ float tabularWidth (const juce::Font& font, const juce::String& text)
     const auto cell = widestDigit (font);
     float width = 0.0f;
     for (auto character : text)
-        width += isDigit (character) ? cell : font.getStringWidthFloat (juce::String::charToString (character));
+        width +=
+            isDigit (character) ? cell : font.getStringWidthFloat (juce::String::charToString (character));
     return width;
 }
 

@@ -70,35 +70,40 @@ using ShapeTable = std::map<Icon, Shape>;
 void addDrums (ShapeTable& table)
 {
     table[Icon::kick] = kickShape();
-    table[Icon::snare] = drumShape (2.2f, 13.8f, 5.6f, 10.4f, 2.1f, "M2.4 9 L5.4 11.2 L7 9.9 L9 11.4 L10.6 10 L13.6 9");
-    table[Icon::hiHat] =
-        makeShape ("M8 2 L8 14 M1.8 7.6 C4.5 6.6 6.2 5.8 8 5.8 C9.8 5.8 11.5 6.6 14.2 7.6 M1.8 8.6 C4.5 9.6 6.2 10.4 8 "
-                   "10.4 C9.8 10.4 11.5 9.6 14.2 8.6",
-                   "");
+    table[Icon::snare] =
+        drumShape (2.2f, 13.8f, 5.6f, 10.4f, 2.1f, "M2.4 9 L5.4 11.2 L7 9.9 L9 11.4 L10.6 10 L13.6 9");
+    table[Icon::hiHat] = makeShape (
+        "M8 2 L8 14 M1.8 7.6 C4.5 6.6 6.2 5.8 8 5.8 C9.8 5.8 11.5 6.6 14.2 7.6 M1.8 8.6 C4.5 9.6 6.2 10.4 8 "
+        "10.4 C9.8 10.4 11.5 9.6 14.2 8.6",
+        "");
     table[Icon::tomHigh] = drumShape (3.8f, 12.2f, 4.0f, 8.6f, 1.8f, "M8 10.6 L8 14");
     table[Icon::tomLow] = drumShape (2.8f, 13.2f, 4.8f, 11.0f, 2.0f, "");
     table[Icon::tomFloor] =
         drumShape (2.8f, 13.2f, 4.0f, 11.0f, 1.8f, "M2.8 11 L2.8 14.2 M13.2 11 L13.2 14.2");
-    table[Icon::microphone] = makeShape ("M8 1.8 A2.4 2.4 0 0 1 10.4 4.2 L10.4 7.6 A2.4 2.4 0 0 1 5.6 7.6 L5.6 4.2 A2.4 "
-                                         "2.4 0 0 1 8 1.8 Z M3.4 7.4 A4.6 4.6 0 0 0 12.6 7.4 M8 12 L8 14.4",
-                                         "");
+    table[Icon::microphone] =
+        makeShape ("M8 1.8 A2.4 2.4 0 0 1 10.4 4.2 L10.4 7.6 A2.4 2.4 0 0 1 5.6 7.6 L5.6 4.2 A2.4 "
+                   "2.4 0 0 1 8 1.8 Z M3.4 7.4 A4.6 4.6 0 0 0 12.6 7.4 M8 12 L8 14.4",
+                   "");
 }
 
 void addTransport (ShapeTable& table)
 {
     table[Icon::play] = makeShape ("", "M4.6 2.8 L13.2 8 L4.6 13.2 Z");
-    table[Icon::stop] =
-        makeShape ("", "M4.6 3.2 L11.4 3.2 Q12.8 3.2 12.8 4.6 L12.8 11.4 Q12.8 12.8 11.4 12.8 L4.6 12.8 Q3.2 12.8 3.2 11.4 "
-                       "L3.2 4.6 Q3.2 3.2 4.6 3.2 Z");
+    table[Icon::stop] = makeShape (
+        "",
+        "M4.6 3.2 L11.4 3.2 Q12.8 3.2 12.8 4.6 L12.8 11.4 Q12.8 12.8 11.4 12.8 L4.6 12.8 Q3.2 12.8 3.2 11.4 "
+        "L3.2 4.6 Q3.2 3.2 4.6 3.2 Z");
     table[Icon::toStart] = makeShape ("M3.4 3.4 L3.4 12.6", "M12.6 3.2 L12.6 12.8 L5.4 8 Z");
-    table[Icon::loop] = makeShape ("M2 8.4 L2 7.2 Q2 4.6 4.6 4.6 L13.6 4.6 M11.4 2.2 L13.8 4.6 L11.4 7 M14 7.6 L14 8.8 Q14 "
-                                   "11.4 11.4 11.4 L2.4 11.4 M4.6 9 L2.2 11.4 L4.6 13.8",
-                                   "");
-    table[Icon::follow] =
-        makeShape ("M4 5 L4 14 M7.4 8.6 L14 8.6 M11.4 6 L14 8.6 L11.4 11.2", "M1.6 1.8 L6.4 1.8 L6.4 4 L4 6.4 L1.6 4 Z");
-    table[Icon::speaker] = makeShape ("M2 6 L4.6 6 L8.4 2.8 L8.4 13.2 L4.6 10 L2 10 Z M10.4 6 A2.8 2.8 0 0 1 10.4 10 M12.2 "
-                                      "4 A5.4 5.4 0 0 1 12.2 12",
-                                      "");
+    table[Icon::loop] =
+        makeShape ("M2 8.4 L2 7.2 Q2 4.6 4.6 4.6 L13.6 4.6 M11.4 2.2 L13.8 4.6 L11.4 7 M14 7.6 L14 8.8 Q14 "
+                   "11.4 11.4 11.4 L2.4 11.4 M4.6 9 L2.2 11.4 L4.6 13.8",
+                   "");
+    table[Icon::follow] = makeShape ("M4 5 L4 14 M7.4 8.6 L14 8.6 M11.4 6 L14 8.6 L11.4 11.2",
+                                     "M1.6 1.8 L6.4 1.8 L6.4 4 L4 6.4 L1.6 4 Z");
+    table[Icon::speaker] =
+        makeShape ("M2 6 L4.6 6 L8.4 2.8 L8.4 13.2 L4.6 10 L2 10 Z M10.4 6 A2.8 2.8 0 0 1 10.4 10 M12.2 "
+                   "4 A5.4 5.4 0 0 1 12.2 12",
+                   "");
 }
 
 void addActions (ShapeTable& table)
@@ -120,18 +125,20 @@ void addActions (ShapeTable& table)
     table[Icon::bypass].filled =
         withEllipse (withEllipse ({}, 4.4f, 9.6f, 1.6f, 1.6f), 11.6f, 9.6f, 1.6f, 1.6f);
     table[Icon::removed] = makeShape ("M1 8 L3.2 8 L5 3 L7.4 13 L9.4 6 L10.6 9.4 M12 11 L15.4 11", "");
-    table[Icon::fit] = makeShape ("M2 3 L2 13 M14 3 L14 13 M4.4 8 L11.6 8 M6.4 5.8 L4.2 8 L6.4 10.2 M9.6 5.8 L11.8 8 L9.6 "
-                                  "10.2",
-                                  "");
-    table[Icon::zoomToSelection] =
-        makeShape ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 13.6 L11 13.6 M5 13.6 L2 13.6 L2 10.8 M5 8 "
-                   "L11 8",
+    table[Icon::fit] =
+        makeShape ("M2 3 L2 13 M14 3 L14 13 M4.4 8 L11.6 8 M6.4 5.8 L4.2 8 L6.4 10.2 M9.6 5.8 L11.8 8 L9.6 "
+                   "10.2",
                    "");
+    table[Icon::zoomToSelection] = makeShape ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 "
+                                              "13.6 L11 13.6 M5 13.6 L2 13.6 L2 10.8 M5 8 "
+                                              "L11 8",
+                                              "");
 }
 
 void addThings (ShapeTable& table)
 {
-    table[Icon::file] = makeShape ("M4 1.8 L9 1.8 L12.4 5.2 L12.4 14.2 L4 14.2 Z M8.8 2 L8.8 5.4 L12.2 5.4", "");
+    table[Icon::file] =
+        makeShape ("M4 1.8 L9 1.8 L12.4 5.2 L12.4 14.2 L4 14.2 Z M8.8 2 L8.8 5.4 L12.2 5.4", "");
     table[Icon::folder] = makeShape ("M1.8 3.2 L6 3.2 L7.6 5 L14.2 5 L14.2 13 L1.8 13 Z", "");
     table[Icon::device] = makeShape ("M4 1.6 L12 1.6 L12 14.4 L4 14.4 Z", "");
     table[Icon::device].stroked = withEllipse (table[Icon::device].stroked, 8, 10, 2.2f, 2.2f);

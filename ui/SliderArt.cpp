@@ -10,9 +10,10 @@ constexpr float knobSize = 16.0f;
 
 } // namespace
 
-SliderArt::SliderArt (const ResourceImages& images) :
-    path (images.get ("slider/slider path.png")), pathVertical (images.get ("slider/slider path vertical.png")),
-    pathFill (images.get ("slider/slider path fill.png")), knob (images.get ("slider/slider knob.png"))
+SliderArt::SliderArt (const ResourceImages& images)
+    : path (images.get ("slider/slider path.png")),
+      pathVertical (images.get ("slider/slider path vertical.png")),
+      pathFill (images.get ("slider/slider path fill.png")), knob (images.get ("slider/slider knob.png"))
 {
 }
 

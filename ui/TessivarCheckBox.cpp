@@ -13,9 +13,10 @@ constexpr float socketDiameter = 13.0f;
 
 } // namespace
 
-TessivarCheckBox::TessivarCheckBox (const ResourceImages& images, const juce::String& buttonText) :
-    ToggleButton (buttonText), off (images.get ("mainKnob/main knob dot off.png")),
-    on (images.get ("mainKnob/main knob dot on.png")), offHighlighted (on.createCopy()), onHighlighted (on.createCopy())
+TessivarCheckBox::TessivarCheckBox (const ResourceImages& images, const juce::String& buttonText)
+    : ToggleButton (buttonText), off (images.get ("mainKnob/main knob dot off.png")),
+      on (images.get ("mainKnob/main knob dot on.png")), offHighlighted (on.createCopy()),
+      onHighlighted (on.createCopy())
 {
     if (offHighlighted.isValid())
         offHighlighted.multiplyAllAlphas (0.2f);
@@ -41,7 +42,8 @@ void TessivarCheckBox::paintButton (juce::Graphics& g, bool highlighted, bool do
         g.setColour (juce::Colour (0xfff5f5f5).withMultipliedAlpha (isEnabled() ? 1.0f : 0.4f));
         g.setFont (fonts::inter (2.0f * 13.0f));
         const auto left = std::max (off.getWidth(), on.getWidth());
-        g.drawText (getButtonText(), left, 2, getWidth(), getHeight(), juce::Justification::centredLeft, false);
+        g.drawText (
+            getButtonText(), left, 2, getWidth(), getHeight(), juce::Justification::centredLeft, false);
     }
 }
 

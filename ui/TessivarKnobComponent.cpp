@@ -20,8 +20,8 @@ bool isFine (const juce::ModifierKeys& modifiers)
 TessivarKnobComponent::TessivarKnobComponent (const ResourceImages& images,
                                               float sizeClassToUse,
                                               TessivarKnobTooltip* valueLabel,
-                                              bool alternateSet) :
-    sliderArt (images), sizeClass (sizeClassToUse), label (valueLabel)
+                                              bool alternateSet)
+    : sliderArt (images), sizeClass (sizeClassToUse), label (valueLabel)
 {
     loadKnobImages (images, alternateSet);
 
@@ -136,7 +136,8 @@ void TessivarKnobComponent::showValueLabel()
     label->showText (percentText (getValue(), getMaximum()));
 }
 
-void TessivarKnobComponent::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
+void TessivarKnobComponent::mouseWheelMove (const juce::MouseEvent& event,
+                                            const juce::MouseWheelDetails& wheel)
 {
     if (! isEnabled() || ! isScrollWheelEnabled() || event.mods.isAnyMouseButtonDown())
     {

@@ -55,8 +55,8 @@ private:
     void paintKnob (juce::Graphics& g) const;
     void setProportion (double proportion);
 
-    juce::Image base, baseDisabled, midGradient, topLightDetail, topShadow, topGradient, topGradientDisabled, topLight,
-        dotOn;
+    juce::Image base, baseDisabled, midGradient, topLightDetail, topShadow, topGradient, topGradientDisabled,
+        topLight, dotOn;
     const SliderArt sliderArt;
     float defaultValue = 0.0f;
     const float sizeClass;

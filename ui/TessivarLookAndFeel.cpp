@@ -12,8 +12,9 @@ using Scheme = juce::LookAndFeel_V4::ColourScheme;
 
 Scheme makeScheme()
 {
-    return { palette::window,     palette::well,     palette::popup,     palette::lineStrong, palette::textHigh,
-             palette::lineStrong, palette::textHigh, palette::highlight, palette::textHigh };
+    return { palette::window,     palette::well,      palette::popup,
+             palette::lineStrong, palette::textHigh,  palette::lineStrong,
+             palette::textHigh,   palette::highlight, palette::textHigh };
 }
 
 /** The keyboard focus as design-wide frame around any component that asks for an outline. */
@@ -33,13 +34,14 @@ public:
 
 ButtonLook lookOf (const juce::Button& button)
 {
-    return button.getProperties().getWithDefault ("primary", false) ? ButtonLook::primary : ButtonLook::standard;
+    return button.getProperties().getWithDefault ("primary", false) ? ButtonLook::primary
+                                                                    : ButtonLook::standard;
 }
 
 } // namespace
 
-TessivarLookAndFeel::TessivarLookAndFeel (const juce::File& resourcesFolder) :
-    LookAndFeel_V4 (makeScheme()), typefaces (resourcesFolder)
+TessivarLookAndFeel::TessivarLookAndFeel (const juce::File& resourcesFolder)
+    : LookAndFeel_V4 (makeScheme()), typefaces (resourcesFolder)
 {
     setColours();
     // A font that was drawn before this look came keeps its typeface in the cache, and would go on being drawn so.
@@ -89,14 +91,16 @@ juce::Typeface::Ptr TessivarLookAndFeel::getTypefaceForFont (const juce::Font& f
 void TessivarLookAndFeel::drawButtonBackground (
     juce::Graphics& g, juce::Button& button, const juce::Colour&, bool over, bool down)
 {
-    drawButtonGround (g, button.getLocalBounds().toFloat(), lookOf (button), { button.isEnabled(), over, down });
+    drawButtonGround (
+        g, button.getLocalBounds().toFloat(), lookOf (button), { button.isEnabled(), over, down });
 }
 
 void TessivarLookAndFeel::drawButtonText (juce::Graphics& g, juce::TextButton& button, bool over, bool down)
 {
     g.setFont (getTextButtonFont (button, button.getHeight()));
     g.setColour (buttonInk (lookOf (button), { button.isEnabled(), over, down }));
-    g.drawFittedText (button.getButtonText(), button.getLocalBounds().reduced (8, 2), juce::Justification::centred, 1);
+    g.drawFittedText (
+        button.getButtonText(), button.getLocalBounds().reduced (8, 2), juce::Justification::centred, 1);
 }
 
 juce::Font TessivarLookAndFeel::getTextButtonFont (juce::TextButton&, int height)
@@ -127,9 +131,10 @@ void TessivarLookAndFeel::drawComboBox (
 {
     const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
     const auto enabled = box.isEnabled();
-    g.setColour (box.findColour (juce::ComboBox::backgroundColourId).withMultipliedAlpha (enabled ? 1.0f : 0.5f));
+    g.setColour (
+        box.findColour (juce::ComboBox::backgroundColourId).withMultipliedAlpha (enabled ? 1.0f : 0.5f));
     g.fillRoundedRectangle (area, 5.0f);
-    g.setColour (! enabled              ? palette::line
+    g.setColour (! enabled                ? palette::line
                  : box.isMouseOver (true) ? palette::textMid
                                           : box.findColour (juce::ComboBox::outlineColourId));
     g.drawRoundedRectangle (area, 5.0f, 1.0f);
@@ -152,7 +157,8 @@ void TessivarLookAndFeel::positionComboBoxText (juce::ComboBox& box, juce::Label
     label.setBorderSize ({ 0, 0, 0, 0 });
 }
 
-juce::PopupMenu::Options TessivarLookAndFeel::getOptionsForComboBoxPopupMenu (juce::ComboBox& box, juce::Label& label)
+juce::PopupMenu::Options TessivarLookAndFeel::getOptionsForComboBoxPopupMenu (juce::ComboBox& box,
+                                                                              juce::Label& label)
 {
     return LookAndFeel_V4::getOptionsForComboBoxPopupMenu (box, label).withStandardItemHeight (30);
 }
@@ -220,13 +226,19 @@ void TessivarLookAndFeel::drawScrollbar (juce::Graphics& g,
     g.fillRoundedRectangle (bar, 0.5f * std::min (bar.getWidth(), bar.getHeight()));
 }
 
-void TessivarLookAndFeel::fillTextEditorBackground (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
+void TessivarLookAndFeel::fillTextEditorBackground (juce::Graphics& g,
+                                                    int width,
+                                                    int height,
+                                                    juce::TextEditor& editor)
 {
     g.setColour (editor.findColour (juce::TextEditor::backgroundColourId));
     g.fillRoundedRectangle (juce::Rectangle<int> (width, height).toFloat().reduced (0.5f), 5.0f);
 }
 
-void TessivarLookAndFeel::drawTextEditorOutline (juce::Graphics& g, int width, int height, juce::TextEditor& editor)
+void TessivarLookAndFeel::drawTextEditorOutline (juce::Graphics& g,
+                                                 int width,
+                                                 int height,
+                                                 juce::TextEditor& editor)
 {
     const auto focused = editor.hasKeyboardFocus (true) && ! editor.isReadOnly();
     auto colour = editor.findColour (focused ? juce::TextEditor::focusedOutlineColourId
@@ -235,6 +247,14 @@ void TessivarLookAndFeel::drawTextEditorOutline (juce::Graphics& g, int width, i
     g.drawRoundedRectangle (juce::Rectangle<int> (width, height).toFloat().reduced (0.5f),
                             5.0f,
                             focused && colour == palette::ice ? 2.0f : 1.0f);
+}
+
+void prepareTextField (juce::TextEditor& editor)
+{
+    editor.setFont (fonts::inter (13.0f));
+    editor.setIndents (9, 0);
+    editor.setJustification (juce::Justification::centredLeft);
+    editor.setTextToShowWhenEmpty (editor.getTextToShowWhenEmpty(), palette::textLow);
 }
 
 void drawProgressTrough (juce::Graphics& g, juce::Rectangle<float> area, double progress)

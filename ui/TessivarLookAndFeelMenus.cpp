@@ -37,7 +37,8 @@ float keyCapWidth (const juce::String& key)
 void TessivarLookAndFeel::drawPopupMenuBackground (juce::Graphics& g, int width, int height)
 {
     // The window is opaque: without a compositor its corners could not be cut out, so they take the ground's colour.
-    g.fillAll (palette::window);
+    g.setColour (palette::window);
+    g.fillRect (0, 0, width, height);
     const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
     g.setColour (palette::popup);
     g.fillRoundedRectangle (area, 8.0f);
@@ -69,8 +70,10 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
         g.setColour (palette::highlight);
         g.fillRoundedRectangle (row.reduced (6.0f, 0.0f), 6.0f);
     }
-    const auto ink = ! isActive ? palette::textDisabled : (textColour != nullptr ? *textColour : palette::textHigh);
-    const auto mark = row.removeFromLeft (iconColumn).withSizeKeepingCentre (16.0f, 16.0f).translated (3.0f, 0.0f);
+    const auto ink =
+        ! isActive ? palette::textDisabled : (textColour != nullptr ? *textColour : palette::textHigh);
+    const auto mark =
+        row.removeFromLeft (iconColumn).withSizeKeepingCentre (16.0f, 16.0f).translated (3.0f, 0.0f);
     if (isTicked)
         drawIcon (g, Icon::tick, mark.reduced (1.0f), ink);
     else if (icon != nullptr)
@@ -83,7 +86,10 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
 
     if (hasSubMenu)
     {
-        drawIcon (g, Icon::chevronRight, row.removeFromRight (10.0f).withSizeKeepingCentre (10.0f, 10.0f), palette::textLow);
+        drawIcon (g,
+                  Icon::chevronRight,
+                  row.removeFromRight (10.0f).withSizeKeepingCentre (10.0f, 10.0f),
+                  palette::textLow);
     }
     else if (shortcutKeyText.isNotEmpty())
     {
@@ -98,9 +104,10 @@ void TessivarLookAndFeel::getIdealPopupMenuItemSize (
 {
     idealHeight = isSeparator ? separatorHeight : itemHeight;
     // The toolkit hands the words and the key over as one text, so the key needs no room of its own but a gap.
-    idealWidth = isSeparator ? 50
-                             : juce::roundToInt (iconColumn + getPopupMenuFont().getStringWidthFloat (text) + 16.0f
-                                                 + 24.0f);
+    idealWidth =
+        isSeparator
+            ? 50
+            : juce::roundToInt (iconColumn + getPopupMenuFont().getStringWidthFloat (text) + 16.0f + 24.0f);
 }
 
 juce::Font TessivarLookAndFeel::getPopupMenuFont()
@@ -121,7 +128,8 @@ int TessivarLookAndFeel::getPopupMenuBorderSizeWithOptions (const juce::PopupMen
 void TessivarLookAndFeel::drawMenuBarBackground (
     juce::Graphics& g, int width, int height, bool, juce::MenuBarComponent&)
 {
-    g.fillAll (palette::window);
+    g.setColour (palette::window);
+    g.fillRect (0, 0, width, height);
     g.setColour (palette::seam);
     g.fillRect (0, height - 1, width, 1);
 }
@@ -142,13 +150,16 @@ void TessivarLookAndFeel::drawMenuBarItem (juce::Graphics& g,
         g.setColour (isOpen ? palette::selected : palette::hover);
         g.fillRoundedRectangle (area.toFloat().reduced (2.0f, 3.0f), 4.0f);
     }
-    g.setColour (bar.isEnabled() ? palette::textMid.interpolatedWith (palette::textHigh, isOverItem || isOpen ? 1.0f : 0.4f)
+    g.setColour (bar.isEnabled() ? palette::textMid.interpolatedWith (palette::textHigh,
+                                                                      isOverItem || isOpen ? 1.0f : 0.4f)
                                  : palette::textDisabled);
     g.setFont (getMenuBarFont (bar, index, text));
     g.drawText (text, area, juce::Justification::centred, false);
 }
 
-int TessivarLookAndFeel::getMenuBarItemWidth (juce::MenuBarComponent& bar, int index, const juce::String& text)
+int TessivarLookAndFeel::getMenuBarItemWidth (juce::MenuBarComponent& bar,
+                                              int index,
+                                              const juce::String& text)
 {
     return juce::roundToInt (getMenuBarFont (bar, index, text).getStringWidthFloat (text)) + 20;
 }
@@ -168,7 +179,8 @@ TooltipParts splitTooltip (const juce::String& tip)
 
 void TessivarLookAndFeel::drawTooltip (juce::Graphics& g, const juce::String& text, int width, int height)
 {
-    g.fillAll (palette::window);
+    g.setColour (palette::window);
+    g.fillRect (0, 0, width, height);
     const auto frame = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
     g.setColour (juce::Colour (0xff2a333b));
     g.fillRoundedRectangle (frame, 5.0f);
@@ -195,7 +207,8 @@ juce::Rectangle<int> TessivarLookAndFeel::getTooltipBounds (const juce::String& 
     if (parts.key.isNotEmpty())
         width += keyCapWidth (parts.key) + 10.0f;
     const auto lines = static_cast<int> (std::ceil (words / widest));
-    const juce::Rectangle<int> size (juce::roundToInt (std::ceil (width)), tipHeight + 16 * (std::max (1, lines) - 1));
+    const juce::Rectangle<int> size (juce::roundToInt (std::ceil (width)),
+                                     tipHeight + 16 * (std::max (1, lines) - 1));
     // Below and to the right of the pointer; on the other side of it where the screen ends.
     const auto x = screenPosition.x > parentArea.getCentreX() ? screenPosition.x - size.getWidth() - 12
                                                               : screenPosition.x + 16;

@@ -76,24 +76,40 @@ int fittingLedPitch (int availableHeight)
     return juce::jlimit (6, 12, (availableHeight - meterHeightForPitch (0)) / SuppressionMeterState::numLeds);
 }
 
-TessivarSuppressionMeterComponent::TessivarSuppressionMeterComponent (const ResourceImages& images) :
-    background (images.get ("suppressionMeter/suppressionMeterBase.png")),
-    readoutBacking (images.get ("suppressionMeter/suppressionIndincatorBase.png")),
-    readoutGlass (images.get ("suppressionMeter/suppressionIndincatorGlow.png")),
-    ledOn (images.get ("suppressionMeter/suppressionMeterLedOn.png")),
-    headerOn (images.get ("suppressionMeter/suppressionMeterHeaderOn.png")),
-    ledOff (images.get ("suppressionMeter/suppressionMeterLedOff.png")),
-    headerOff (images.get ("suppressionMeter/suppressionMeterHeaderOff.png"))
+TessivarSuppressionMeterComponent::TessivarSuppressionMeterComponent (const ResourceImages& images)
+    : background (images.get ("suppressionMeter/suppressionMeterBase.png")),
+      readoutBacking (images.get ("suppressionMeter/suppressionIndincatorBase.png")),
+      readoutGlass (images.get ("suppressionMeter/suppressionIndincatorGlow.png")),
+      ledOn (images.get ("suppressionMeter/suppressionMeterLedOn.png")),
+      headerOn (images.get ("suppressionMeter/suppressionMeterHeaderOn.png")),
+      ledOff (images.get ("suppressionMeter/suppressionMeterLedOff.png")),
+      headerOff (images.get ("suppressionMeter/suppressionMeterHeaderOff.png"))
 {
     setTitle ("Suppression");
     setTooltip ("Click the number to clear it");
     setOpaque (true);
 }
 
-void TessivarSuppressionMeterComponent::setLevel (float fraction, float levelADb, float levelBDb, bool isSilent)
+void TessivarSuppressionMeterComponent::setLevel (float fraction,
+                                                  float levelADb,
+                                                  float levelBDb,
+                                                  bool isSilent)
 {
     state.setLevel (fraction, levelADb, levelBDb, isSilent);
+    announceReading();
     repaint();
+}
+
+void TessivarSuppressionMeterComponent::announceReading()
+{
+    // A screen reader hears a new number at most once in the time that a number is held.
+    ++callsSinceAnnouncement;
+    if (callsSinceAnnouncement < SuppressionMeterState::holdCalls || state.readout() == announced)
+        return;
+    announced = state.readout();
+    callsSinceAnnouncement = 0;
+    if (auto* handler = getAccessibilityHandler())
+        handler->notifyAccessibilityEvent (juce::AccessibilityEvent::valueChanged);
 }
 
 void TessivarSuppressionMeterComponent::layOut (juce::Point<int> topLeft, int pitch)

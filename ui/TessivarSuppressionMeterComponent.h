@@ -64,10 +64,13 @@ public:
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
+    void announceReading();
     void paintReadout (juce::Graphics& g) const;
     void paintLeds (juce::Graphics& g) const;
 
     SuppressionMeterState state;
+    juce::String announced;
+    int callsSinceAnnouncement = SuppressionMeterState::holdCalls;
     juce::Image background, readoutBacking, readoutGlass, ledOn, headerOn, ledOff, headerOff;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarSuppressionMeterComponent)

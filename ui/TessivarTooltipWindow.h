@@ -12,8 +12,8 @@ namespace tessivar
 class TessivarTooltipWindow : public juce::TooltipWindow
 {
 public:
-    explicit TessivarTooltipWindow (juce::Component* parent = nullptr, int delayMs = 700) :
-        TooltipWindow (parent, delayMs)
+    explicit TessivarTooltipWindow (juce::Component* parent = nullptr, int delayMs = 700)
+        : TooltipWindow (parent, delayMs)
     {
     }
 

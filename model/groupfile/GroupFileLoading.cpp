@@ -10,10 +10,11 @@ namespace tessivar
 
 namespace
 {
+/** Tells the user how the file was found, and names it in all that is told. */
 void addNotes (const FoundTail& found, LoadedGroup& group)
 {
-    const auto note = [&] (const juce::String& text)
-    { group.notes.add (group.file->path().getFileName() + ": " + text); };
+    juce::StringArray notes;
+    const auto note = [&] (const juce::String& text) { notes.add (text); };
 
     if (found.replacesDamaged)
         note ("the last save is damaged; the one before it was opened");
@@ -31,6 +32,13 @@ void addNotes (const FoundTail& found, LoadedGroup& group)
 
     if (group.file->isReadOnly())
         note (group.file->why());
+
+    notes.addArray (group.notes);
+
+    for (auto& text : notes)
+        text = group.file->path().getFileName() + ": " + text;
+
+    group.notes = notes;
 }
 } // namespace
 

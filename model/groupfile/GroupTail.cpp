@@ -49,22 +49,34 @@ struct Locator
         littleEndian::writeU64 (&bytes[start + 40], tailEnd);
     }
 
-    /** Nothing where other bytes stand. Damage to the tag alone does not make a file another program's. */
+    /** Nothing in files by other programs. Damage to the tag, or to the length of the text that it stands before, does not
+        make a file another program's: the locator is looked for.
+    */
     [[nodiscard]] static std::optional<Locator> read (RandomAccessBytes& bytes, const GroupTables& tables)
     {
-        std::array<std::uint8_t, encodedSize> raw{};
+        const auto textEnd = tables.textStart + tables.text.size();
+        Bytes before (
+            std::min<std::uint64_t> (textEnd, encodedSize + static_cast<std::uint64_t> (maxTextBytes)));
 
-        if (tables.textStart < encodedSize || ! bytes.read (tables.textStart - encodedSize, raw))
+        if (before.size() < encodedSize || ! bytes.read (textEnd - before.size(), before))
             return std::nullopt;
 
-        Locator locator;
-        locator.crc = littleEndian::readU32 (&raw[crcAt]);
-        locator.listsStart = littleEndian::readU64 (&raw[16]);
-        locator.listsLength = littleEndian::readU64 (&raw[24]);
-        locator.tailStart = littleEndian::readU64 (&raw[32]);
-        locator.tailEnd = littleEndian::readU64 (&raw[40]);
-        const auto isTagged = std::equal (tag.begin(), tag.end(), raw.begin());
-        return isTagged || locator.tailEnd == tables.end ? std::optional (locator) : std::nullopt;
+        const auto start = textEnd - before.size();
+
+        if (tables.textStart >= start + encodedSize)
+        {
+            const auto place = tables.textStart - start - encodedSize;
+            const auto locator = decode (&before[place]);
+
+            if (isTagAt (before, place) || locator.tailEnd == tables.end)
+                return locator;
+        }
+
+        for (std::size_t place = 0; place + encodedSize <= before.size(); ++place)
+            if (isTagAt (before, place) && decode (&before[place]).tailEnd == tables.end)
+                return Locator{};
+
+        return std::nullopt;
     }
 
     /** Whether the numbers fit each other and the place. */
@@ -73,6 +85,23 @@ struct Locator
         const auto own = tables.textStart - encodedSize;
         return tailEnd == tables.end && tailStart <= listsStart && listsStart <= own
                && listsLength == own - listsStart && tailEnd - tailStart <= largestTailBytes;
+    }
+
+private:
+    static bool isTagAt (const Bytes& bytes, std::size_t place)
+    {
+        return std::equal (tag.begin(), tag.end(), bytes.begin() + static_cast<std::ptrdiff_t> (place));
+    }
+
+    static Locator decode (const std::uint8_t* bytes)
+    {
+        Locator locator;
+        locator.crc = littleEndian::readU32 (bytes + crcAt);
+        locator.listsStart = littleEndian::readU64 (bytes + 16);
+        locator.listsLength = littleEndian::readU64 (bytes + 24);
+        locator.tailStart = littleEndian::readU64 (bytes + 32);
+        locator.tailEnd = littleEndian::readU64 (bytes + 40);
+        return locator;
     }
 };
 
@@ -303,11 +332,10 @@ FoundTail tailOf (RandomAccessBytes& bytes, GroupTables& tables)
     return found;
 }
 
-/** A run of zeros has the structure of a file without tracks. */
+/** Zeros, and the records of a save that was cut off before its trailer, have the structure of a file without tracks. */
 bool isNothing (const GroupTables& tables)
 {
-    return tables.tracks.empty() && ! tables.trailer.isMarked() && tables.text.empty()
-           && tables.trailer.fileVersion == 0.0f;
+    return tables.tracks.empty() && ! tables.trailer.isMarked();
 }
 
 /** Whether a tail that was found is one, and not bytes that look like one. */

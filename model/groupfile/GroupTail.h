@@ -81,11 +81,11 @@ struct FoundTail
         0; // of everything the tail consists of; of another program's, where the group text begins
     std::uint64_t end = 0; // behind the trailer
     float fileVersion = 0.0f;
-    bool isMarked = false;             // the file says that it is a group file
-    bool isOurs = false;               // with properties, and sums that tell of damage
-    bool sumIsRight = false;           // of our own sum over the whole tail
-    std::vector<bool> recordIsRight;   // per track, by a sum of its own; true when there is none
-    juce::StringArray problems;        // what can't be read, each naming its track
+    bool isMarked = false;           // the file says that it is a group file
+    bool isOurs = false;             // with properties, and sums that tell of damage
+    bool sumIsRight = false;         // of our own sum over the whole tail
+    std::vector<bool> recordIsRight; // per track, by a sum of its own; true when there is none
+    juce::StringArray problems;      // what can't be read, each naming its track
 
     // Where it was found.
     bool isLast = true;           // nothing but this tail stands at the end of the file

@@ -84,7 +84,7 @@ void GroupAutosave::write (const Group& group, Watched& watched)
     writer.addJob (
         [this, old, id = group.id(), state = group.state(), file = group.file()]
         {
-            const auto written = session->write (id, RecoveryEntry::of (state, file));
+            const auto written = session->write (id, RecoveryEntry::of (state, file, probes));
 
             if (written.wasOk() && old != nullptr)
             {

@@ -92,6 +92,7 @@ private:
     std::vector<Failure> failures;
     bool anySuccess = false;
 
+    AudioProbes probes;           // used by the writer alone
     juce::ThreadPool writer{ 1 }; // one after the other: an entry that goes after it was written stays gone
 
     JUCE_DECLARE_NON_COPYABLE (GroupAutosave)

@@ -121,10 +121,11 @@ RecoveredAudio::Samples RecoveredAudio::samplesAt (const AudioPlace& place, std:
     if (frames == nullptr || frames->lengthInFrames() != numFrames)
         return nullptr;
 
-    if (place.channel == AudioPlace::allChannels)
-        return frames;
+    const auto found = place.channel == AudioPlace::allChannels
+                           ? frames
+                           : std::make_shared<ChannelOfSamples> (frames, place.channel);
 
-    return std::make_shared<ChannelOfSamples> (frames, place.channel);
+    return probes.of (found) == place.probe ? found : nullptr;
 }
 
 RecoveredAudio::Samples RecoveredAudio::framesAt (const AudioPlace& place)

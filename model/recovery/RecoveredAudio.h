@@ -33,6 +33,7 @@ private:
     [[nodiscard]] std::shared_ptr<GroupFile> groupFileAt (const juce::File& path);
     void attachTo (TrackState& track, const RecoveryEntry::TrackAudio& audio, juce::StringArray& notes);
 
+    AudioProbes probes;
     std::map<juce::String, std::weak_ptr<TemporaryStore>> stores; // by folder
     std::map<juce::String, std::weak_ptr<StoreFile>> storeFiles;  // by path
     std::map<juce::String, std::weak_ptr<GroupFile>> groupFiles;  // by path

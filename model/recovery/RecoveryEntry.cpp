@@ -1,9 +1,12 @@
 #include "model/recovery/RecoveryEntry.h"
 
+#include "model/LittleEndian.h"
 #include "model/TemporaryStore.h"
+#include "model/groupfile/AudioSums.h"
 #include "model/groupfile/GroupTail.h"
 #include "model/groupfile/PropertyList.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -36,7 +39,7 @@ std::optional<juce::File> fileOf (const juce::String& text)
     return juce::File::isAbsolutePath (path) ? std::make_optional<juce::File> (path) : std::nullopt;
 }
 
-/** Eight numbers and the path, with a space after each number. */
+/** Nine numbers and the path, with a space after each number. */
 juce::String textOf (const AudioPlace& place)
 {
     juce::String text;
@@ -48,7 +51,8 @@ juce::String textOf (const AudioPlace& place)
                                place.identity.size,
                                place.identity.modified,
                                place.identity.device,
-                               place.identity.inode })
+                               place.identity.inode,
+                               std::uint64_t{ place.probe } })
         text << juce::String (number) << ' ';
 
     return text + textOfPath (place.file);
@@ -56,7 +60,7 @@ juce::String textOf (const AudioPlace& place)
 
 std::optional<AudioPlace> placeOf (const juce::String& text)
 {
-    std::array<std::uint64_t, 8> numbers{};
+    std::array<std::uint64_t, 9> numbers{};
     auto rest = text;
 
     for (auto& number : numbers)
@@ -70,10 +74,11 @@ std::optional<AudioPlace> placeOf (const juce::String& text)
         rest = rest.fromFirstOccurrenceOf (" ", false, false);
     }
 
-    const auto [offset, numFrames, numChannels, channel, size, modified, device, inode] = numbers;
+    const auto [offset, numFrames, numChannels, channel, size, modified, device, inode, probe] = numbers;
     const auto file = fileOf (rest);
     const auto fits = numFrames <= static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max())
-                      && numChannels >= 1 && numChannels <= renderedChannels && channel <= numChannels;
+                      && numChannels >= 1 && numChannels <= renderedChannels && channel <= numChannels
+                      && probe <= std::numeric_limits<std::uint32_t>::max();
 
     if (! file || ! fits)
         return std::nullopt;
@@ -83,25 +88,28 @@ std::optional<AudioPlace> placeOf (const juce::String& text)
                        offset,
                        static_cast<std::int64_t> (numFrames),
                        static_cast<int> (numChannels),
-                       static_cast<int> (channel) - 1 };
+                       static_cast<int> (channel) - 1,
+                       static_cast<std::uint32_t> (probe) };
 }
 
-std::optional<AudioPlace> placeOf (TrackSamples* samples)
+std::optional<AudioPlace> placeOf (const std::shared_ptr<TrackSamples>& samples, AudioProbes& probes)
 {
     if (samples == nullptr)
         return std::nullopt;
 
     const auto location = samples->location();
     const auto identity = FileIdentity::of (location.file);
+    const auto probe = probes.of (samples);
 
-    if (! identity)
+    if (! identity || ! probe)
         return std::nullopt;
 
     AudioPlace place{ location.file, *identity, location.offset, samples->lengthInFrames() };
     place.numChannels = samples->numChannels();
+    place.probe = *probe;
 
     // One channel of several is always the source within the rendered ones.
-    if (dynamic_cast<ChannelOfSamples*> (samples) != nullptr)
+    if (dynamic_cast<const ChannelOfSamples*> (samples.get()) != nullptr)
     {
         place.numChannels = renderedChannels;
         place.channel = sourceChannelOfRendered;
@@ -146,7 +154,37 @@ bool FileIdentity::isStillIn (const FileIdentity& later) const
     return isSame || (size == later.size && modified == later.modified);
 }
 
-RecoveryEntry RecoveryEntry::of (const GroupState& state, const juce::File& groupFile)
+std::optional<std::uint32_t> AudioProbes::of (const std::shared_ptr<TrackSamples>& samples)
+{
+    std::erase_if (known, [] (const auto& entry) { return entry.second.samples.expired(); });
+
+    if (const auto found = known.find (samples.get()); found != known.end())
+        return found->second.probe;
+
+    constexpr std::int64_t framesAtATime = 256;
+    const auto length = samples->lengthInFrames();
+    const auto count = std::min (framesAtATime, length);
+    std::vector<float> frames (static_cast<std::size_t> (count * samples->numChannels()));
+    std::vector<std::uint8_t> bytes;
+
+    for (const auto start : { std::int64_t{}, (length - count) / 2, length - count })
+    {
+        if (! samples->readFrames (start, frames))
+            return std::nullopt;
+
+        for (const auto value : frames)
+        {
+            bytes.resize (bytes.size() + sizeof (float));
+            littleEndian::writeF32 (&bytes[bytes.size() - sizeof (float)], value);
+        }
+    }
+
+    const auto probe = crc32Of (bytes);
+    known[samples.get()] = { samples, probe };
+    return probe;
+}
+
+RecoveryEntry RecoveryEntry::of (const GroupState& state, const juce::File& groupFile, AudioProbes& probes)
 {
     RecoveryEntry entry;
     entry.state = state;
@@ -156,8 +194,8 @@ RecoveryEntry RecoveryEntry::of (const GroupState& state, const juce::File& grou
     entry.boot = currentBoot();
 
     for (const auto& track : state.tracks)
-        entry.audio.push_back ({ placeOf (track.source.get()),
-                                 placeOf (track.rendered.get()),
+        entry.audio.push_back ({ placeOf (track.source, probes),
+                                 placeOf (track.rendered, probes),
                                  placeOf (track.components.get()) });
 
     return entry;
@@ -204,7 +242,7 @@ juce::Result decodeRecoveryEntry (std::span<const std::uint8_t> bytes, RecoveryE
     if (const auto decoded = decodeGroupTail (memory, bytes.size(), found); decoded.failed())
         return decoded;
 
-    if (! found.isMarked || ! found.isOurs || ! found.isIntact() || found.start != 0)
+    if (! found.isOurs || ! found.isIntact() || found.start != 0)
         return juce::Result::fail ("damaged");
 
     const auto& properties = found.tail.properties;

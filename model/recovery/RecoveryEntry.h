@@ -5,6 +5,8 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -39,10 +41,31 @@ struct AudioPlace
     std::int64_t numFrames = 0; // 0: everything in the file, in no frames
     int numChannels = 1;        // interleaved 32-bit floats
     int channel = allChannels;  // the one that counts
+    std::uint32_t probe = 0;    // of the samples, see AudioProbes
 
     static constexpr int allChannels = -1;
 
     bool operator== (const AudioPlace&) const = default;
+};
+
+/** Sums over a few frames of samples, by which to tell later whether a place still holds them: a file may have been replaced,
+    or its last part may not have reached the disk. Remembers the sums of samples that live, as reading takes time. On one
+    thread at a time.
+*/
+class AudioProbes
+{
+public:
+    /** Nothing when the samples can't be read. */
+    [[nodiscard]] std::optional<std::uint32_t> of (const std::shared_ptr<TrackSamples>& samples);
+
+private:
+    struct Known
+    {
+        std::weak_ptr<TrackSamples> samples;
+        std::uint32_t probe = 0;
+    };
+
+    std::map<const TrackSamples*, Known> known;
 };
 
 /** Everything about an open Group but its audio, for which it notes where that lies: what brings unsaved work back after a
@@ -58,9 +81,9 @@ struct AudioPlace
       recovery.length     in samples; the record's own length and offset are 0
       recovery.source, recovery.rendered, recovery.components
                           places; missing: there is no such audio
-    A place is eight decimal numbers, each with a space behind it, and a path: offset in bytes, frames, interleaved
-    channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in ns since 1970, device and
-    inode.
+    A place is nine decimal numbers, each with a space behind it, and a path: offset in bytes, frames, interleaved
+    channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in ns since 1970, device,
+    inode, and the probe.
 */
 struct RecoveryEntry
 {
@@ -82,7 +105,8 @@ struct RecoveryEntry
     std::vector<TrackAudio> audio; // one per track
 
     /** Looks at the files that the samples lie in. On any thread. */
-    [[nodiscard]] static RecoveryEntry of (const GroupState& state, const juce::File& groupFile);
+    [[nodiscard]] static RecoveryEntry
+    of (const GroupState& state, const juce::File& groupFile, AudioProbes& probes);
 
     /** The identity of this start of the operating system; empty where it has none. */
     [[nodiscard]] static juce::String currentBoot();

@@ -108,6 +108,11 @@ juce::Result RecoverySession::write (std::uint32_t groupId, const RecoveryEntry&
     }
 
     const auto bytes = encodeRecoveryEntry (entry);
+
+    // What could not be read back must not take the place of an entry that can.
+    if (RecoveryEntry readBack; decodeRecoveryEntry (bytes, readBack).failed())
+        return juce::Result::fail (entry.state.name + " can't be noted for recovery");
+
     AtomicFile output (file, calls);
 
     if (output.open().wasOk() && output.write (bytes.data(), bytes.size()))

@@ -190,38 +190,60 @@ void repairChecksum (Bytes& bytes)
     littleEndian::writeU64 (&bytes[trailer + 4], recordChecksum (table));
 }
 
+namespace
+{
+/** Unlike "+", without copying what is there: files of some megabytes are put together from single numbers. */
+void append (Bytes& bytes, const Bytes& more)
+{
+    bytes.insert (bytes.end(), more.begin(), more.end());
+}
+
+void appendText (Bytes& bytes, const Bytes& characters)
+{
+    append (bytes, characters);
+    append (bytes, u64 (static_cast<std::int64_t> (characters.size())));
+}
+} // namespace
+
 Bytes ForeignFile::encode() const
 {
     Bytes bytes, words, records;
-    const auto size = [&] { return static_cast<std::int64_t> (bytes.size()); };
+    const auto place = [&] { return u64 (static_cast<std::int64_t> (bytes.size())); };
 
     for (const auto& track : tracks)
     {
         Bytes raw (track.record.begin(), track.record.end());
-        overwrite (raw, 0, u64 (size()));
+        overwrite (raw, 0, place());
 
         for (const auto sample : track.samples)
-            bytes = bytes + f32 (sample);
+            append (bytes, f32 (sample));
 
-        overwrite (raw, 16, u64 (size()) + u64 (static_cast<std::int64_t> (track.name.size())));
-        bytes = bytes + track.name;
+        overwrite (raw, 16, place());
+        overwrite (raw, 24, u64 (static_cast<std::int64_t> (track.name.size())));
+        append (bytes, track.name);
 
         for (const auto& [key, value] : track.metadata)
-            bytes = bytes + key + u64 (static_cast<std::int64_t> (key.size())) + value
-                    + u64 (static_cast<std::int64_t> (value.size()));
+        {
+            appendText (bytes, key);
+            appendText (bytes, value);
+        }
 
-        bytes = bytes + u64 (static_cast<std::int64_t> (track.metadata.size()));
-        const auto channels = track.isRendered ? 7u : 1u;
-        overwrite (raw, 48, u64 (static_cast<std::int64_t> (track.samples.size() / channels)));
-        overwrite (raw, 88, u64 (size()));
+        append (bytes, u64 (static_cast<std::int64_t> (track.metadata.size())));
+        overwrite (
+            raw, 48, u64 (static_cast<std::int64_t> (track.samples.size() / (track.isRendered ? 7 : 1))));
+        overwrite (raw, 88, place());
         raw[116] = track.isRendered ? 1 : 0;
         overwrite (raw, 136, f32 (track.version));
-        records = records + raw;
-        words = words + u32 (track.word);
+        append (records, raw);
+        append (words, u32 (track.word));
     }
 
-    bytes = bytes + groupText + u64 (static_cast<std::int64_t> (groupText.size())) + words + records
-            + u32 (static_cast<std::int64_t> (tracks.size())) + u64 (0) + magic + f32 (version);
+    appendText (bytes, groupText);
+
+    for (const auto& part :
+         { words, records, u32 (static_cast<std::int64_t> (tracks.size())), u64 (0), magic, f32 (version) })
+        append (bytes, part);
+
     repairChecksum (bytes);
     return bytes;
 }

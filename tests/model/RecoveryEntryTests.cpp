@@ -42,7 +42,7 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
     auto state = groupWithAudio (*store);
     // A name that is no text.
     const juce::File groupFile (juce::String (juce::CharPointer_UTF8 ("/groups/\xe4 1.dls")));
-    const auto entry = RecoveryEntry::of (state, groupFile);
+    const auto entry = noted (state, groupFile);
     const auto bytes = encodeRecoveryEntry (entry);
 
     SECTION ("holds everything of a Group but its audio, and where that lies")
@@ -101,8 +101,8 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
             damaged[i] = bytes[i];
         }
 
-        // Of the version in the trailer.
-        CHECK (numAccepted <= 32);
+        // Of the mark and the version in the trailer, which the sum does not cover.
+        CHECK (numAccepted <= 8 * 12);
     }
 
     SECTION ("says of a file whether the audio still lies in it")
@@ -122,9 +122,9 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
     const RecoveryFixture fixture;
     const auto store = fixture.store();
     auto state = groupWithAudio (*store);
-    const auto before = RecoveryEntry::of (state, {});
+    const auto before = noted (state, {});
     state.name = "renamed";
-    const auto after = RecoveryEntry::of (state, {});
+    const auto after = noted (state, {});
 
     const auto nameIn = [] (const juce::File& file)
     {

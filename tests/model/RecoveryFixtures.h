@@ -112,6 +112,12 @@ inline GroupState groupWithAudio (TemporaryStore& store)
     return state;
 }
 
+inline RecoveryEntry noted (const GroupState& state, const juce::File& groupFile)
+{
+    AudioProbes probes;
+    return RecoveryEntry::of (state, groupFile, probes);
+}
+
 /** Runs work in a process of its own, which then ends at once, as a crash would. */
 inline void inDyingProcess (const std::function<void()>& work)
 {

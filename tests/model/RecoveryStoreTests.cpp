@@ -54,7 +54,7 @@ TEST_CASE ("TemporaryStore of a process that is gone", "[model][recovery]")
 
         adopted.reset();
         CHECK (TemporaryStore::sweep (fixture.temporary) == 0);
-        const std::weak_ptr<StoreFile> watching (file);
+        const std::weak_ptr<StoreFile> watching (file); // holds nothing back
         file.reset();
         CHECK_FALSE (folder.exists());
     }
@@ -93,7 +93,7 @@ TEST_CASE ("Settings and recovery entries on a full disk", "[model][recovery][se
     const auto store = fixture.store();
     auto state = groupWithAudio (*store);
     state.tracks[0].metadata.set ("notes", juce::String::repeatedString ("x", 100000));
-    const auto entry = RecoveryEntry::of (state, {});
+    const auto entry = noted (state, {});
     const auto encoded = encodeRecoveryEntry (entry);
     auto numWritten = 0, numRefused = 0;
 

@@ -35,8 +35,7 @@ void leaveUnsavedGroup (const RecoveryFixture& fixture, int numGroups = 1)
             for (int i = 1; i <= numGroups; ++i)
             {
                 const auto state = groupWithAudio (*store);
-                juce::ignoreUnused (
-                    session->write (static_cast<std::uint32_t> (i), RecoveryEntry::of (state, {})));
+                juce::ignoreUnused (session->write (static_cast<std::uint32_t> (i), noted (state, {})));
                 new GroupState (state);
             }
 
@@ -106,7 +105,7 @@ TEST_CASE ("Recovery", "[model][recovery]")
     {
         auto session = fixture.session();
         const auto store = fixture.store();
-        REQUIRE (session->write (1, RecoveryEntry::of (groupWithAudio (*store), {})).wasOk());
+        REQUIRE (session->write (1, noted (groupWithAudio (*store), {})).wasOk());
         CHECK (RecoveryList::scan (fixture.entries).offers().empty());
         CHECK (fixture.numEntries() == 1);
         session.reset();
@@ -143,6 +142,23 @@ TEST_CASE ("Recovery", "[model][recovery]")
         CHECK (back.notes.size() == 2);
         CHECK (back.notes[0] == "kick: the audio is gone.");
         CHECK (back.entryFile.existsAsFile());
+    }
+
+    SECTION ("does not take other audio for the right one because it lies in the same place")
+    {
+        leaveUnsavedGroup (fixture);
+        const auto folder = fixture.temporary.findChildFiles (juce::File::findDirectories, false)[0];
+        const auto rendering = folder.getChildFile ("1.data");
+        const juce::MemoryBlock zeros (static_cast<std::size_t> (rendering.getSize()), true);
+        juce::FileOutputStream stream (rendering);
+        REQUIRE ((stream.openedOk() && stream.setPosition (0)));
+        REQUIRE (stream.write (zeros.getData(), zeros.getSize()));
+        stream.flush();
+        auto list = RecoveryList::scan (fixture.entries);
+        const auto back = recovered (list);
+        CHECK (back.group->track (0)->state().rendered == nullptr);
+        CHECK (back.group->track (1)->state().source != nullptr);
+        CHECK (back.notes.size() == 1);
     }
 
     SECTION ("sets aside what is broken, each entry for itself")
@@ -204,7 +220,7 @@ TEST_CASE ("Recovery", "[model][recovery]")
         auto session = fixture.session();
         auto store = fixture.store();
         auto group = groupWithAudio (*store);
-        REQUIRE (session->write (1, RecoveryEntry::of (group, {})).wasOk());
+        REQUIRE (session->write (1, noted (group, {})).wasOk());
         store->leaveBehind();
         group = {};
         store.reset();
@@ -230,7 +246,7 @@ TEST_CASE ("Recovery of a saved Group", "[model][recovery]")
 
             saved.state.tracks[0].record.setKnobs (KnobSetting::b, { 4.0f, 0.5f });
             saved.state.tracks[0].components.reset();
-            const auto written = fixture.session()->write (1, RecoveryEntry::of (saved.state, target));
+            const auto written = fixture.session()->write (1, noted (saved.state, target));
             ::_exit (written.wasOk() ? 0 : 1);
         });
 

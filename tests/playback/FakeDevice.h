@@ -76,7 +76,8 @@ public:
 
         card->isOpen = true;
         card->hasDiedSilently = false;
-        card->rate = std::count (card->rates.begin(), card->rates.end(), rate) > 0 ? rate : card->preferredRate;
+        card->rate =
+            std::count (card->rates.begin(), card->rates.end(), rate) > 0 ? rate : card->preferredRate;
         ++card->numOpened;
         return error = {};
     }

@@ -17,7 +17,10 @@ TEST_CASE ("Settings of equal loudness", "[playback][loudness]")
 
     for (int i = 0; i < 480000; ++i)
     {
-        const auto tone = i % 24000 < 12000 ? 0.4f * std::sin (2.0f * std::numbers::pi_v<float> * 0.02f * static_cast<float> (i)) : 0.0f;
+        const auto tone =
+            i % 24000 < 12000
+                ? 0.4f * std::sin (2.0f * std::numbers::pi_v<float> * 0.02f * static_cast<float> (i))
+                : 0.0f;
         frames.insert (frames.end(), { 0.5f * tone, 0, 0, 0, 0, 0.5f * tone, tone });
     }
 
@@ -33,12 +36,14 @@ TEST_CASE ("Settings of equal loudness", "[playback][loudness]")
 
     SECTION ("silence, too little of it, and a track without a rendering are left alone")
     {
-        MemorySamples silence (7, std::vector<float> (7 * 96000)), plain (1, std::vector<float> (96000, 0.1f));
+        MemorySamples silence (7, std::vector<float> (7 * 96000)),
+            plain (1, std::vector<float> (96000, 0.1f));
 
-        for (const auto& result : { LoudnessMatch::measure (silence, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
-                                    LoudnessMatch::measure (plain, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
-                                    LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { 500, 900 }),
-                                    LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { -9, -5 }) })
+        for (const auto& result :
+             { LoudnessMatch::measure (silence, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
+               LoudnessMatch::measure (plain, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
+               LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { 500, 900 }),
+               LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { -9, -5 }) })
         {
             REQUIRE (result);
             CHECK (result->gainA == 1.0f);
@@ -54,7 +59,8 @@ TEST_CASE ("Settings of equal loudness", "[playback][loudness]")
     SECTION ("around the position, inside the track")
     {
         CHECK (LoudnessMatch::rangeAround (10, 480000, 48000.0) == LoopRange{ 0, 480000 });
-        CHECK (LoudnessMatch::rangeAround (48000 * 100, 48000 * 101, 48000.0) == LoopRange{ 48000 * 71, 48000 * 101 });
+        CHECK (LoudnessMatch::rangeAround (48000 * 100, 48000 * 101, 48000.0)
+               == LoopRange{ 48000 * 71, 48000 * 101 });
         CHECK (LoudnessMatch::rangeAround (0, 0, 48000.0) == LoopRange{ 0, 0 });
     }
 }

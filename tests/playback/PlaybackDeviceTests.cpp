@@ -106,7 +106,8 @@ TEST_CASE ("Rate conversion", "[playback][device]")
     {
         const auto [fromRate, toRate] = rates;
         REQUIRE (converter.prepare (fromRate, toRate));
-        std::vector<float> input (static_cast<std::size_t> (fromRate / 2)), output (static_cast<std::size_t> (toRate / 2));
+        std::vector<float> input (static_cast<std::size_t> (fromRate / 2)),
+            output (static_cast<std::size_t> (toRate / 2));
 
         for (std::size_t i = 0; i < input.size(); ++i)
             input[i] = static_cast<float> (
@@ -116,10 +117,11 @@ TEST_CASE ("Rate conversion", "[playback][device]")
 
         while (read < input.size() && written < output.size())
         {
-            const auto progress = converter.process (input.data() + read,
-                                                     static_cast<int> (std::min<std::size_t> (512, input.size() - read)),
-                                                     output.data() + written,
-                                                     static_cast<int> (std::min<std::size_t> (37, output.size() - written)));
+            const auto progress =
+                converter.process (input.data() + read,
+                                   static_cast<int> (std::min<std::size_t> (512, input.size() - read)),
+                                   output.data() + written,
+                                   static_cast<int> (std::min<std::size_t> (37, output.size() - written)));
             read += static_cast<std::size_t> (progress.numRead);
             written += static_cast<std::size_t> (progress.numWritten);
         }
@@ -237,7 +239,9 @@ TEST_CASE ("The device follows the Group's rate", "[playback][device]")
         const auto at = d.rig.engine.position();
         d.card->left.clear();
         d.pump (10);
-        CHECK (firstDifference (part (d.card->left, 96, 5000), exported (*d.samples, { 1.5f, 0.0f }, at + 96, 5000)) == -1);
+        CHECK (firstDifference (part (d.card->left, 96, 5000),
+                                exported (*d.samples, { 1.5f, 0.0f }, at + 96, 5000))
+               == -1);
     }
 }
 
@@ -289,8 +293,41 @@ TEST_CASE ("A device that dies", "[playback][device]")
     d.rig.engine.play();
     d.card->left.clear();
     d.pump (10);
-    CHECK (firstDifference (part (d.card->left, 96, 5000), exported (*d.samples, { 1.5f, 0.0f }, position + 96, 5000))
+    CHECK (firstDifference (part (d.card->left, 96, 5000),
+                            exported (*d.samples, { 1.5f, 0.0f }, position + 96, 5000))
            == -1);
+}
+
+TEST_CASE ("A device that the user changes by hand", "[playback][device]")
+{
+    DeviceRig d;
+    REQUIRE (d.device.open().wasOk());
+    d.pump (1);
+    d.device.tick (d.clock += 250);
+    d.card->dieLoudly();
+    CHECK (d.millisecondsUntilLost() <= 250);
+
+    SECTION ("is watched instead of the one that was lost")
+    {
+        auto setup = d.device.manager().getAudioDeviceSetup();
+        setup.outputDeviceName = "other card";
+        REQUIRE (d.device.manager().setAudioDeviceSetup (setup, true).isEmpty());
+        d.device.tick (d.clock += 250);
+        CHECK (d.device.status() == DeviceStatus::running);
+        d.otherCard->pump (512);
+        d.losses.clear();
+        CHECK (d.millisecondsUntilLost() <= 1000);
+    }
+
+    SECTION ("to none, while nothing plays, is no loss")
+    {
+        REQUIRE (d.device.reopen().wasOk());
+        d.device.tick (d.clock += 250);
+        d.losses.clear();
+        d.device.manager().closeAudioDevice();
+        CHECK (d.millisecondsUntilLost() == -1);
+        CHECK (d.device.status() == DeviceStatus::none);
+    }
 }
 
 TEST_CASE ("A device that takes its time to start is not lost", "[playback][device]")
@@ -315,6 +352,7 @@ TEST_CASE ("The choice of a device outlasts the program", "[playback][device]")
 
     SECTION ("kept in the settings file")
     {
+        CHECK (d.device.outputNames() == juce::StringArray{ "Fake: card", "Fake: other card" });
         REQUIRE (d.device.openByName ("other card").wasOk());
         REQUIRE (d.device.openByName ("Fake: other card").wasOk());
         CHECK (d.device.openByName ("no such card").failed());
@@ -340,7 +378,8 @@ TEST_CASE ("The choice of a device outlasts the program", "[playback][device]")
 
     SECTION ("a damaged file counts as none")
     {
-        for (const auto* text : { "", "<", "<DEVICESETUP", "<OTHER/>", "<DEVICESETUP audioDeviceRate=\"-1e400\"/>", "\x01\x02" })
+        for (const auto* text :
+             { "", "<", "<DEVICESETUP", "<OTHER/>", "<DEVICESETUP audioDeviceRate=\"-1e400\"/>", "\x01\x02" })
         {
             REQUIRE (d.settings.replaceWithText (text));
             CHECK (d.device.open().wasOk());

@@ -88,7 +88,8 @@ TEST_CASE ("Bypass and removed", "[playback]")
     for (std::size_t i = 0; i < sum.size(); ++i)
         sum[i] -= processed[i] + removed[i];
 
-    CHECK (firstDifference (part (sum, fadeIn, 9600 - fadeIn), std::vector<float> (9600 - fadeIn), 1.0e-6f) == -1);
+    CHECK (firstDifference (part (sum, fadeIn, 9600 - fadeIn), std::vector<float> (9600 - fadeIn), 1.0e-6f)
+           == -1);
 
     SECTION ("of a track without a rendering are its source and silence")
     {
@@ -127,13 +128,17 @@ TEST_CASE ("Switches and knobs make no step", "[playback]")
 
     a.mix.usesSettingB = true;
     checkChange ([&] { rig.engine.setMix (1, a.mix); },
-                 [&] (auto at, auto count) { return exported (*samples, { 0.0f, 0.5f }, at, count); });
+                 [&] (auto at, auto count) {
+                     return exported (*samples, { 0.0f, 0.5f }, at, count);
+                 });
     checkChange ([&] { rig.engine.setListening (Listening::bypassed); },
                  [&] (auto at, auto count) { return sourceOf (*samples, at, count); });
     rig.engine.setListening (Listening::processed);
     a.mix.settingB = { 5.0f, 0.0f };
     checkChange ([&] { rig.engine.setMix (1, a.mix); },
-                 [&] (auto at, auto count) { return exported (*samples, { 5.0f, 0.0f }, at, count); });
+                 [&] (auto at, auto count) {
+                     return exported (*samples, { 5.0f, 0.0f }, at, count);
+                 });
 
     SECTION ("a knob that is turned all the time")
     {
@@ -158,7 +163,8 @@ TEST_CASE ("Switches and knobs make no step", "[playback]")
         rig.engine.setVolume (1.0f);
         (void) rig.render (rampLength);
         const auto at = rig.engine.position();
-        CHECK (firstDifference (rig.render (500), exported (*samples, { 5.0f, 0.0f }, at, 500), 1.0e-6f) == -1);
+        CHECK (firstDifference (rig.render (500), exported (*samples, { 5.0f, 0.0f }, at, 500), 1.0e-6f)
+               == -1);
     }
 }
 
@@ -188,7 +194,8 @@ TEST_CASE ("Loop", "[playback]")
     // The seam: what leaves and what comes, each weighted so that their powers add up.
     for (const std::int64_t i : { 0, 1, 120, 239 })
     {
-        const auto phase = std::numbers::pi / 2.0 * (static_cast<double> (i) + 0.5) / static_cast<double> (seam);
+        const auto phase =
+            std::numbers::pi / 2.0 * (static_cast<double> (i) + 0.5) / static_cast<double> (seam);
         const auto leaving = content[static_cast<std::size_t> (loop.end - seam + i)];
         const auto coming = content[static_cast<std::size_t> (loop.start - seam + i)];
         CHECK (heard[static_cast<std::size_t> (1000 + loop.length() - seam + i)]
@@ -215,7 +222,8 @@ TEST_CASE ("Loop", "[playback]")
 
     SECTION ("of no length, of a few samples, and outside the Group")
     {
-        for (const auto range : { LoopRange{ 12000, 12000 }, LoopRange{ 13000, 12000 }, LoopRange{ 12000, 12100 } })
+        for (const auto range :
+             { LoopRange{ 12000, 12000 }, LoopRange{ 13000, 12000 }, LoopRange{ 12000, 12100 } })
         {
             rig.engine.setLoop (range);
             CHECK_FALSE (rig.engine.loop());
@@ -249,7 +257,8 @@ TEST_CASE ("Transport", "[playback]")
         CHECK (rig.engine.position() == 4800 + fadeOut);
         rig.engine.play();
         const auto again = rig.render (1000);
-        CHECK (firstDifference (part (again, fadeIn, 900), part (content, 4800 + fadeOut + fadeIn, 900)) == -1);
+        CHECK (firstDifference (part (again, fadeIn, 900), part (content, 4800 + fadeOut + fadeIn, 900))
+               == -1);
     }
 
     SECTION ("says where it will be before anybody renders")
@@ -277,7 +286,8 @@ TEST_CASE ("Transport", "[playback]")
             (void) rig.render (fadeOut);
             CHECK (rig.engine.position() == aim);
             const auto heard = rig.render (900, 100);
-            CHECK (firstDifference (part (heard, fadeIn, 900 - fadeIn), part (content, aim + fadeIn, 900 - fadeIn))
+            CHECK (firstDifference (part (heard, fadeIn, 900 - fadeIn),
+                                    part (content, aim + fadeIn, 900 - fadeIn))
                    == -1);
         }
 

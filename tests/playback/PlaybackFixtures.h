@@ -27,7 +27,8 @@ public:
     /** Noise that a wrong position, channel or track can't hit by chance; -0.25..0.25. */
     [[nodiscard]] float sample (std::int64_t position, int channel) const
     {
-        auto x = static_cast<std::uint32_t> (position) * 7u + static_cast<std::uint32_t> (channel) + seed * 0x9e3779b9u;
+        auto x = static_cast<std::uint32_t> (position) * 7u + static_cast<std::uint32_t> (channel)
+                 + seed * 0x9e3779b9u;
         x ^= x >> 16;
         x *= 0x7feb352du;
         x ^= x >> 15;
@@ -74,13 +75,17 @@ public:
     }
 
     int numChannels() const override { return channels; }
-    std::int64_t lengthInFrames() const override { return static_cast<std::int64_t> (frames.size()) / channels; }
+    std::int64_t lengthInFrames() const override
+    {
+        return static_cast<std::int64_t> (frames.size()) / channels;
+    }
     juce::String lastError() const override { return {}; }
     Location location() const override { return {}; }
 
     bool readFrames (std::int64_t start, std::span<float> dest) override
     {
-        std::copy_n (frames.begin() + static_cast<std::ptrdiff_t> (start * channels), dest.size(), dest.begin());
+        std::copy_n (
+            frames.begin() + static_cast<std::ptrdiff_t> (start * channels), dest.size(), dest.begin());
         return true;
     }
 
@@ -117,7 +122,8 @@ inline std::vector<float> sourceOf (TrackSamples& samples, std::int64_t start, s
     return result;
 }
 
-inline PlaybackTrack track (std::uint32_t id, std::shared_ptr<TrackSamples> samples, SuppressionSetting setting = {})
+inline PlaybackTrack
+track (std::uint32_t id, std::shared_ptr<TrackSamples> samples, SuppressionSetting setting = {})
 {
     PlaybackTrack result;
     result.id = id;
@@ -183,7 +189,8 @@ public:
 };
 
 /** Index of the first element that differs, or -1: shorter to read than two vectors of thousands. */
-inline std::int64_t firstDifference (std::span<const float> a, std::span<const float> b, float tolerance = 0.0f)
+inline std::int64_t
+firstDifference (std::span<const float> a, std::span<const float> b, float tolerance = 0.0f)
 {
     if (a.size() != b.size())
         return static_cast<std::int64_t> (std::min (a.size(), b.size()));
@@ -197,7 +204,8 @@ inline std::int64_t firstDifference (std::span<const float> a, std::span<const f
 
 inline std::span<const float> part (const std::vector<float>& samples, std::int64_t start, std::int64_t count)
 {
-    return std::span<const float> (samples).subspan (static_cast<std::size_t> (start), static_cast<std::size_t> (count));
+    return std::span<const float> (samples).subspan (static_cast<std::size_t> (start),
+                                                     static_cast<std::size_t> (count));
 }
 
 inline bool isSilent (std::span<const float> samples)

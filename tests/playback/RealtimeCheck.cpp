@@ -57,11 +57,11 @@ Function next (std::atomic<void*>& cache, const char* name)
 
     // Stands in for the C library's functions in the whole test program. The declarations are the library's own.
     #define TESSIVAR_STAND_IN(counter, result, name, parameters, arguments) \
-        extern "C" result name parameters \
-        { \
-            static std::atomic<void*> cache{ nullptr }; \
-            count (counter); \
-            return next<result (*) parameters> (cache, #name) arguments; \
+        extern "C" result name parameters                                   \
+        {                                                                   \
+            static std::atomic<void*> cache{ nullptr };                     \
+            count (counter);                                                \
+            return next<result (*) parameters> (cache, #name) arguments;    \
         }
 
 extern "C"
@@ -107,24 +107,19 @@ TESSIVAR_STAND_IN (locks, int, pthread_mutex_lock, (pthread_mutex_t * mutex), (m
 TESSIVAR_STAND_IN (locks, int, pthread_rwlock_rdlock, (pthread_rwlock_t * lock), (lock))
 TESSIVAR_STAND_IN (locks, int, pthread_rwlock_wrlock, (pthread_rwlock_t * lock), (lock))
 TESSIVAR_STAND_IN (locks, int, sem_wait, (sem_t * semaphore), (semaphore))
-TESSIVAR_STAND_IN (locks,
-                   int,
-                   pthread_cond_wait,
-                   (pthread_cond_t * condition, pthread_mutex_t* mutex),
-                   (condition, mutex))
+TESSIVAR_STAND_IN (
+    locks, int, pthread_cond_wait, (pthread_cond_t * condition, pthread_mutex_t* mutex), (condition, mutex))
 TESSIVAR_STAND_IN (locks, int, pthread_cond_signal, (pthread_cond_t * condition), (condition))
 TESSIVAR_STAND_IN (locks, int, pthread_cond_broadcast, (pthread_cond_t * condition), (condition))
-TESSIVAR_STAND_IN (fileAccesses, ssize_t, read, (int file, void* bytes, std::size_t size), (file, bytes, size))
+TESSIVAR_STAND_IN (
+    fileAccesses, ssize_t, read, (int file, void* bytes, std::size_t size), (file, bytes, size))
 TESSIVAR_STAND_IN (fileAccesses,
                    ssize_t,
                    pread,
                    (int file, void* bytes, std::size_t size, off_t offset),
                    (file, bytes, size, offset))
-TESSIVAR_STAND_IN (fileAccesses,
-                   ssize_t,
-                   write,
-                   (int file, const void* bytes, std::size_t size),
-                   (file, bytes, size))
+TESSIVAR_STAND_IN (
+    fileAccesses, ssize_t, write, (int file, const void* bytes, std::size_t size), (file, bytes, size))
 TESSIVAR_STAND_IN (sleeps, int, nanosleep, (const timespec* time, timespec* left), (time, left))
 TESSIVAR_STAND_IN (sleeps,
                    int,

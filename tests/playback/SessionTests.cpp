@@ -52,7 +52,8 @@ public:
             case 4:
                 return random() % 4 == 0 ? engine.stop() : engine.play();
             case 5:
-                return engine.setLoop (LoopRange{ 1000 + static_cast<std::int64_t> (random() % 50000), 60000 });
+                return engine.setLoop (
+                    LoopRange{ 1000 + static_cast<std::int64_t> (random() % 50000), 60000 });
             case 6:
                 return engine.setLoop (std::nullopt);
             case 7:

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -19,7 +20,10 @@ class DiskSimulation
 public:
     using Latency = std::function<double (double now, std::size_t numBytes)>;
 
-    DiskSimulation (const ReadAheadSettings& settings, int numTracks, std::int64_t length, Latency latencyOfReads)
+    DiskSimulation (const ReadAheadSettings& settings,
+                    int numTracks,
+                    std::int64_t length,
+                    Latency latencyOfReads)
         : rig (settings), latency (std::move (latencyOfReads)), left (blockSize), right (blockSize)
     {
         for (int t = 0; t < numTracks; ++t)
@@ -89,6 +93,14 @@ DiskSimulation::Latency stalling (double stall, DiskSimulation::Latency disk)
     };
 }
 
+/** Seconds that this thread has had: what other programs take away from it does not count. */
+double processorTime()
+{
+    timespec time{};
+    ::clock_gettime (CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double> (time.tv_sec) + static_cast<double> (time.tv_nsec) * 1.0e-9;
+}
+
 double fastDisk (double, std::size_t numBytes)
 {
     return 0.0001 + static_cast<double> (numBytes) / 500.0e6;
@@ -106,8 +118,8 @@ void checkKeepsUp (double seconds, const DiskSimulation::Latency& latency, doubl
     CHECK (disk.rig.engine.isPlaying());
 
     if (seconds >= 600.0)
-        WARN (counters.lateBlocks << " late blocks in " << seconds << " s, started after " << disk.startedAfter
-                                  << " s");
+        WARN (counters.lateBlocks << " late blocks in " << seconds << " s, started after "
+                                  << disk.startedAfter << " s");
 }
 } // namespace
 
@@ -136,6 +148,47 @@ TEST_CASE ("Twenty-four tracks from slow disks for ten minutes", "[.long]")
     checkKeepsUp (600.0, stalling (0.5, hardDisk), 3.0);
 }
 
+TEST_CASE ("Time that a block of twenty-four tracks takes", "[.long]")
+{
+    EngineRig rig;
+    std::vector<PlaybackTrack> tracks;
+
+    for (std::uint32_t t = 0; t < 24; ++t)
+        tracks.push_back (track (t, std::make_shared<FormulaSamples> (7, 48000 * 600, t), { 2.5f, 0.1f }));
+
+    rig.engine.setPlaysWholeGroup (true);
+    rig.start (tracks);
+    const auto turnsKnobs = GENERATE (false, true);
+    std::vector<double> seconds;
+    std::vector<float> left (blockSize), right (blockSize);
+    float* outputs[] = { left.data(), right.data() };
+
+    for (int i = 0; i < 10000; ++i)
+    {
+        rig.readAll();
+
+        for (auto& t : tracks)
+        {
+            t.mix.settingA.focus = static_cast<float> (i % 50) / 10.0f;
+
+            if (turnsKnobs)
+                rig.engine.setMix (t.id, t.mix);
+        }
+
+        const auto before = processorTime();
+        rig.engine.render (outputs, 2, blockSize);
+        seconds.push_back (processorTime() - before);
+    }
+
+    std::sort (seconds.begin(), seconds.end());
+    const auto period = blockSize / sampleRate;
+    WARN ((turnsKnobs ? "all knobs turning" : "nothing turning")
+          << ": median " << 100.0 * seconds[seconds.size() / 2] / period << " %, 99.9th percentile "
+          << 100.0 * seconds[seconds.size() * 999 / 1000] / period
+          << " % of the period of 512 samples at 48 kHz");
+    CHECK (seconds[seconds.size() * 999 / 1000] <= 0.25 * period);
+}
+
 TEST_CASE ("A stall that is longer than the read-ahead", "[playback][disk]")
 {
     bool isStalled = false;
@@ -160,7 +213,8 @@ TEST_CASE ("A stall that is longer than the read-ahead", "[playback][disk]")
 
     // The clock has not shifted, and what is heard is what belongs there.
     const auto start = std::ceil (disk.startedAfter * sampleRate / blockSize);
-    CHECK (engine.position() == Approx ((static_cast<double> (disk.numBlocks) - start) * blockSize).margin (blockSize));
+    CHECK (engine.position()
+           == Approx ((static_cast<double> (disk.numBlocks) - start) * blockSize).margin (blockSize));
     const auto at = engine.position();
     std::vector<float> expected (blockSize);
 

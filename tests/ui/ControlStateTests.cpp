@@ -13,7 +13,9 @@ TEST_CASE ("SuppressionMeterState", "[ui][meter]")
 
     SECTION ("lights one LED a whole 41st of the fraction")
     {
-        const std::pair<float, int> cases[] = { { 0.0f, 0 }, { 0.99f, 40 }, { 1.0f, 41 }, { 12.0f / 41.0f + 0.0005f, 12 } };
+        const std::pair<float, int> cases[] = {
+            { 0.0f, 0 }, { 0.99f, 40 }, { 1.0f, 41 }, { 12.0f / 41.0f + 0.0005f, 12 }
+        };
         for (const auto& [fraction, lit] : cases)
         {
             meter.setLevel (fraction, 0.0f, 41.0f, false);

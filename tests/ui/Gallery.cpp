@@ -11,7 +11,8 @@ int main (int argc, char* argv[])
         std::cerr << "usage: tessivar_ui_gallery <folder> [page]\n";
         return 1;
     }
-    const auto folder = juce::File::getCurrentWorkingDirectory().getChildFile (juce::String::fromUTF8 (argv[1]));
+    const auto folder =
+        juce::File::getCurrentWorkingDirectory().getChildFile (juce::String::fromUTF8 (argv[1]));
     const auto only = argc > 2 ? juce::String::fromUTF8 (argv[2]) : juce::String();
     if (! folder.createDirectory())
     {

@@ -1,6 +1,6 @@
 #include "tests/ui/GalleryPages.h"
 
-#include "ui/DeviceStatus.h"
+#include "ui/DeviceStatusButton.h"
 #include "ui/DrumLook.h"
 #include "ui/Palette.h"
 #include "ui/dialogs/ChecklistDialog.h"
@@ -18,11 +18,12 @@ juce::String utf8 (const char* text)
     return juce::String::fromUTF8 (text);
 }
 
-ExportReport sampleReport()
+ExportReportContent sampleReport()
 {
     using Outcome = ExportReportLine::Outcome;
-    ExportReport report;
-    report.facts = utf8 ("/Mixes/Take 3/Processed \xc2\xb7 WAV \xc2\xb7 24-bit \xc2\xb7 48 kHz \xc2\xb7 mono");
+    ExportReportContent report;
+    report.facts =
+        utf8 ("/Mixes/Take 3/Processed \xc2\xb7 WAV \xc2\xb7 24-bit \xc2\xb7 48 kHz \xc2\xb7 mono");
     report.lines = { { "Kick In_Processed.wav", {}, Outcome::written },
                      { "Snare Top_Processed.wav", "File already exists - Overwritting.", Outcome::remarked },
                      { "HiHat_Processed.wav", "Failed to open file.", Outcome::failed },
@@ -38,41 +39,46 @@ ExportReport sampleReport()
 std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages& images)
 {
     std::vector<std::unique_ptr<DialogContent>> dialogs;
-    dialogs.push_back (makeWarningDialog (
-        images,
-        "Warning",
-        "The following files have a samplerate which is different from the first track you added in the group.",
-        { "Overhead L.wav", "Overhead R.wav", "Talkback.wav" },
-        false,
-        nullptr));
     dialogs.push_back (makeWarningDialog (images,
                                           "Warning",
-                                          "The group contains tracks of small duration. In order to get the best possible "
-                                          "results, please consider merging groups of smaller tracks.",
-                                          { "Kick In.wav (22.41secs)", "Snare Top.wav (22.41secs)" },
-                                          true,
+                                          "The following files have a samplerate which is different from the "
+                                          "first track you added in the group.",
+                                          { "Overhead L.wav", "Overhead R.wav", "Talkback.wav" },
+                                          false,
                                           nullptr));
-    dialogs.push_back (makeQuestionDialog (
-        images,
-        "Quick Tips",
-        "To ensure the best possible analysis results:\n 1) Please make sure to choose the correct drum type for each "
-        "track.\n 2) Please avoid including tracks consisting exclusively of leakage or silence.\n 3) Keep in mind that "
-        "different track combinations produce different results.\n\n Would you like to proceed with analysis, or change "
-        "track settings?",
-        "PROCEED",
-        "RETURN",
-        ButtonLook::primary,
-        nullptr));
-    dialogs.push_back (makeNoticeDialog (images,
-                                         "Warning",
-                                         "In order to analyze the HiHat track a Kick or Snare track has to be present in "
-                                         "the Group. Add a Kick/Snare track or select Other as the track type.",
-                                         "Ok",
-                                         nullptr));
-    dialogs.push_back (makeQuitDialog (images,
-                                       { { utf8 ("Take 3 \xc2\xb7 Full Kit"), "Focus and drum types changed", true },
-                                         { "Rehearsal", "Never saved", false } },
-                                       nullptr));
+    dialogs.push_back (
+        makeWarningDialog (images,
+                           "Warning",
+                           "The group contains tracks of small duration. In order to get the best possible "
+                           "results, please consider merging groups of smaller tracks.",
+                           { "Kick In.wav (22.41secs)", "Snare Top.wav (22.41secs)" },
+                           true,
+                           nullptr));
+    dialogs.push_back (makeQuestionDialog (images,
+                                           "Quick Tips",
+                                           "To ensure the best possible analysis results:\n 1) Please make "
+                                           "sure to choose the correct drum type for each "
+                                           "track.\n 2) Please avoid including tracks consisting exclusively "
+                                           "of leakage or silence.\n 3) Keep in mind that "
+                                           "different track combinations produce different results.\n\n "
+                                           "Would you like to proceed with analysis, or change "
+                                           "track settings?",
+                                           "PROCEED",
+                                           "RETURN",
+                                           ButtonLook::primary,
+                                           nullptr));
+    dialogs.push_back (
+        makeNoticeDialog (images,
+                          "Warning",
+                          "In order to analyze the HiHat track a Kick or Snare track has to be present in "
+                          "the Group. Add a Kick/Snare track or select Other as the track type.",
+                          "Ok",
+                          nullptr));
+    dialogs.push_back (
+        makeQuitDialog (images,
+                        { { utf8 ("Take 3 \xc2\xb7 Full Kit"), "Focus and drum types changed", true },
+                          { "Rehearsal", "Never saved", false } },
+                        nullptr));
     dialogs.push_back (makeRecoveryDialog (images, { { "Take 3", "Changed today, 14:02", true } }, nullptr));
     dialogs.push_back (makeQuestionDialog (images,
                                            "Warning",
@@ -106,18 +112,39 @@ void paintMenus (juce::Graphics& g)
     {
         const auto type = static_cast<DrumLook> (i);
         const auto icon = iconDrawable (drumIcon (type), 16.0f, drumColour (type));
-        look.drawPopupMenuItem (g, { 20, 26 + 30 * i, 200, 30 }, false, true, i == 3, false, false, drumName (type), juce::String (i + 1), icon.get(), nullptr);
+        look.drawPopupMenuItem (g,
+                                { 20, 26 + 30 * i, 200, 30 },
+                                false,
+                                true,
+                                i == 3,
+                                false,
+                                false,
+                                drumName (type),
+                                juce::String (i + 1),
+                                icon.get(),
+                                nullptr);
     }
     menuAt (240, 20, 250, 143);
-    const auto item = [&] (int y, const char* text, const char* key, bool ticked, bool sub, bool active, const juce::Colour* colour)
-    { look.drawPopupMenuItem (g, { 240, y, 250, 30 }, false, active, false, ticked, sub, text, key, nullptr, colour); };
+    const auto item = [&] (int y,
+                           const char* text,
+                           const char* key,
+                           bool ticked,
+                           bool sub,
+                           bool active,
+                           const juce::Colour* colour)
+    {
+        look.drawPopupMenuItem (
+            g, { 240, y, 250, 30 }, false, active, false, ticked, sub, text, key, nullptr, colour);
+    };
     item (26, "Include in analysis", "E", true, false, true, nullptr);
     item (56, "Drum type", "", false, true, true, nullptr);
-    look.drawPopupMenuItem (g, { 240, 86, 250, 11 }, true, true, false, false, false, {}, {}, nullptr, nullptr);
+    look.drawPopupMenuItem (
+        g, { 240, 86, 250, 11 }, true, true, false, false, false, {}, {}, nullptr, nullptr);
     item (97, "Copy A to B", "", false, false, false, nullptr);
     item (127, "Remove from group", "Delete", false, false, true, &palette::danger);
 
-    for (const auto& [tip, y] : { std::pair<const char*, int> { "Turn down what is not this drum [Alt+\xe2\x86\x91 \xe2\x86\x93]", 20 },
+    for (const auto& [tip, y] : { std::pair<const char*, int>{
+                                      "Turn down what is not this drum [Alt+\xe2\x86\x91 \xe2\x86\x93]", 20 },
                                   { "Hear only what is removed [R]", 64 } })
     {
         const auto size = look.getTooltipBounds (utf8 (tip), {}, { 0, 0, 2000, 2000 }).withZeroOrigin();
@@ -131,7 +158,7 @@ void paintMenus (juce::Graphics& g)
 
 std::unique_ptr<juce::Component> dialogsPage (const ResourceImages& images)
 {
-    auto sheet = std::make_unique<GallerySheet> (1160, 1330, palette::window);
+    auto sheet = std::make_unique<GallerySheet> (1160, 1400, palette::window);
     int y[] = { 20, 20 };
     int index = 0;
     for (auto& dialog : sampleDialogs (images))
@@ -149,10 +176,10 @@ std::unique_ptr<juce::Component> menusPage (const ResourceImages&)
 {
     auto sheet = std::make_unique<GallerySheet> (860, 260, palette::window);
     sheet->over = paintMenus;
-    auto& status = sheet->add (std::make_unique<DeviceStatus>());
+    auto& status = sheet->add (std::make_unique<DeviceStatusButton>());
     status.setStatus (utf8 ("Studio Interface \xc2\xb7 48 kHz \xc2\xb7 256 samples"), false);
     status.setBounds (520, 120, status.idealWidth(), 28);
-    auto& warning = sheet->add (std::make_unique<DeviceStatus>());
+    auto& warning = sheet->add (std::make_unique<DeviceStatusButton>());
     warning.setStatus ("Device 44.1 kHz, group 48 kHz", true);
     warning.setBounds (520, 150, warning.idealWidth(), 28);
     return sheet;

@@ -113,6 +113,7 @@ std::unique_ptr<juce::Component> smallControlsPage (const ResourceImages& images
     combo.setSelectedId (1, juce::dontSendNotification);
     combo.setBounds (20, 120, 240, 32);
     auto& editor = sheet->add (std::make_unique<juce::TextEditor>());
+    prepareTextField (editor);
     editor.setText ("snare; snr; sn; rim");
     editor.setBounds (280, 120, 240, 32);
     auto& bar = sheet->add (std::make_unique<juce::TextButton> ("Use default"));
@@ -135,15 +136,18 @@ std::unique_ptr<juce::Component> dockPage (const ResourceImages& images)
         auto state = dockSample();
         state.available = variant != 1;
         state.sounding = variant == 2 ? SettingLetter::b : SettingLetter::a;
-        state.listening = variant == 2 ? Listening::removed : (variant == 3 ? Listening::bypass : Listening::processed);
+        state.listening =
+            variant == 2 ? ListenMode::removed : (variant == 3 ? ListenMode::bypass : ListenMode::processed);
         auto& dock = sheet->add (std::make_unique<SettingDock> (images));
         dock.setCompact (variant >= 2);
         dock.setState (state);
         dock.setBounds (0, y, variant >= 2 ? 724 : 935, dockHeight (variant >= 2));
         if (variant != 1)
         {
-            dock.getFocus().getLabel().showText (percentText (static_cast<double> (state.valuesOf (state.sounding).focus), 5.0));
-            dock.getFine().getLabel().showText (percentText (static_cast<double> (state.valuesOf (state.sounding).fine), 1.0));
+            dock.getFocus().getLabel().showText (
+                percentText (static_cast<double> (state.valuesOf (state.sounding).focus), 5.0));
+            dock.getFine().getLabel().showText (
+                percentText (static_cast<double> (state.valuesOf (state.sounding).fine), 1.0));
         }
         y += dock.getHeight() + 10;
     }
@@ -161,7 +165,8 @@ std::unique_ptr<juce::Component> browserPage (const ResourceImages& images)
         if (variant == 3)
             continue;
         browser.setState (browserSample (variant == 0));
-        browser.getList().setSelection ({ 1, 11, 11, variant == 1 ? std::vector<RowId>{ 11, 13 } : std::vector<RowId>{ 11 } });
+        browser.getList().setSelection (
+            { 1, 11, 11, variant == 1 ? std::vector<RowId>{ 11, 13 } : std::vector<RowId>{ 11 } });
         if (variant == 2)
             browser.setDropHover (BrowserView::DropHover{ 1, 4 });
     }
@@ -191,7 +196,8 @@ std::unique_ptr<juce::Component> transportPage (const ResourceImages& images)
         if (variant == 0)
             bar.getMeter().update ({ -22.0f, -24.0f }, 0.0);
         if (variant == 4)
-            bar.showNotice ("8 files exported", "Show in folder", [] {}, false);
+            bar.showNotice (
+                "8 files exported", "Show in folder", [] {}, false);
     }
     return sheet;
 }
@@ -211,7 +217,9 @@ std::unique_ptr<juce::Component> emptyPage (const ResourceImages& images)
 
 std::vector<GalleryPage> galleryPages()
 {
-    return { { "knobs", knobPage }, { "meter", meterPage }, { "small controls", smallControlsPage }, { "dock", dockPage }, { "browser", browserPage }, { "transport", transportPage }, { "empty", emptyPage }, { "dialogs", dialogsPage }, { "menus", menusPage } };
+    return { { "knobs", knobPage },  { "meter", meterPage },     { "small controls", smallControlsPage },
+             { "dock", dockPage },   { "browser", browserPage }, { "transport", transportPage },
+             { "empty", emptyPage }, { "dialogs", dialogsPage }, { "menus", menusPage } };
 }
 
 } // namespace tessivar::test

@@ -15,7 +15,8 @@ std::shared_ptr<const MiniWave> sampleWave (int perTrack, float floorLevel, bool
     juce::Random random (perTrack);
     for (int i = 0; i < wave->numColumns; ++i)
     {
-        const auto phase = std::fmod (static_cast<float> (i * perTrack) / static_cast<float> (wave->numColumns), 1.0f);
+        const auto phase =
+            std::fmod (static_cast<float> (i * perTrack) / static_cast<float> (wave->numColumns), 1.0f);
         const auto kept = std::exp (-3.0f * phase) * (0.7f + 0.3f * random.nextFloat());
         wave->source.push_back (std::max (kept, floorLevel * random.nextFloat()));
         if (analysed)
@@ -82,12 +83,8 @@ BrowserState browserSample (bool analysed)
                         false,
                         analysed ? Mark::analysed : Mark::changed,
                         {} };
-    GroupRowState rehearsal{ 3,
-                             "Rehearsal",
-                             facts ("11 tracks \xc2\xb7 44.1 kHz \xc2\xb7 4:55"),
-                             false,
-                             false,
-                             Mark::notAnalysed,
+    GroupRowState rehearsal{ 3,     "Rehearsal", facts ("11 tracks \xc2\xb7 44.1 kHz \xc2\xb7 4:55"),
+                             false, false,       Mark::notAnalysed,
                              {} };
     state.groups = { take, toms, rehearsal };
     state.analyze = analysed ? BrowserState::Analyze::upToDate : BrowserState::Analyze::analyze;

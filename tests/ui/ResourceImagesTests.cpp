@@ -23,7 +23,8 @@ TEST_CASE ("ResourceImages", "[ui][images]")
     SECTION ("gives an empty image for a file or a folder that is missing")
     {
         CHECK_FALSE (ResourceImages (resources).get ("slider/no such.png").isValid());
-        CHECK_FALSE (ResourceImages (resources.getChildFile ("none")).get ("slider/slider knob.png").isValid());
+        CHECK_FALSE (
+            ResourceImages (resources.getChildFile ("none")).get ("slider/slider knob.png").isValid());
     }
 }
 

@@ -103,8 +103,10 @@ void BrowserList::rebuildRows()
     {
         if (row.track == 0)
         {
-            const auto old = std::find_if (
-                oldGroups.begin(), oldGroups.end(), [&] (auto& o) { return o != nullptr && o->getGroup() == row.group; });
+            const auto old =
+                std::find_if (oldGroups.begin(),
+                              oldGroups.end(),
+                              [&] (auto& o) { return o != nullptr && o->getGroup() == row.group; });
             groupRows.push_back (old != oldGroups.end() ? std::move (*old)
                                                         : std::make_unique<GroupRow> (callbacks, row.group));
             addAndMakeVisible (*groupRows.back());
@@ -113,8 +115,10 @@ void BrowserList::rebuildRows()
         {
             const auto old = std::find_if (oldTracks.begin(),
                                            oldTracks.end(),
-                                           [&] (auto& o)
-                                           { return o != nullptr && o->getTrack() == row.track && o->getGroup() == row.group; });
+                                           [&] (auto& o) {
+                                               return o != nullptr && o->getTrack() == row.track
+                                                      && o->getGroup() == row.group;
+                                           });
             trackRows.push_back (old != oldTracks.end()
                                      ? std::move (*old)
                                      : std::make_unique<TrackRow> (images, callbacks, row.group, row.track));
@@ -244,7 +248,8 @@ void BrowserList::released (RowId group, RowId track, const juce::MouseEvent& ev
             onMoveTracks (moved, place->group, place->index);
         return;
     }
-    if (track != 0 && ! event.mods.isAnyModifierKeyDown() && selection.tracks.size() > 1 && selection.contains (track))
+    if (track != 0 && ! event.mods.isAnyModifierKeyDown() && selection.tracks.size() > 1
+        && selection.contains (track))
         choose (afterTrackClick (state, selection, group, track, false, false));
 }
 
@@ -274,7 +279,8 @@ void BrowserList::openMenuByKey()
     for (const auto& row : shownRows)
         if (row.group == selection.group && row.track == selection.lead && onMenu != nullptr)
         {
-            onMenu (row.group, row.track, localPointToGlobal (juce::Point<int> (40, row.top + row.height / 2)));
+            onMenu (
+                row.group, row.track, localPointToGlobal (juce::Point<int> (40, row.top + row.height / 2)));
             return;
         }
 }

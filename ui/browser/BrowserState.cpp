@@ -79,8 +79,12 @@ const TrackRowState* findTrack (const BrowserState& state, RowId id)
     return nullptr;
 }
 
-BrowserSelection afterTrackClick (
-    const BrowserState& state, const BrowserSelection& selection, RowId groupId, RowId track, bool ctrl, bool shift)
+BrowserSelection afterTrackClick (const BrowserState& state,
+                                  const BrowserSelection& selection,
+                                  RowId groupId,
+                                  RowId track,
+                                  bool ctrl,
+                                  bool shift)
 {
     const auto* group = findGroup (state, groupId);
     BrowserSelection alone{ groupId, track, track, { track } };
@@ -115,7 +119,8 @@ BrowserSelection afterGroupClick (const BrowserState&, RowId group)
     return { group, 0, 0, {} };
 }
 
-BrowserSelection afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift)
+BrowserSelection
+afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift)
 {
     const auto rows = visibleRows (state, {});
     if (rows.empty())
@@ -165,7 +170,8 @@ std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics 
             // On the Group's own row: to the front of an open Group, to the end of a folded one.
             if (y < tracksTop)
                 return DropPlace{ group.id, group.open ? 0 : count, tracksTop };
-            const auto index = std::clamp ((y - tracksTop + metrics.trackHeight / 2) / metrics.trackHeight, 0, count);
+            const auto index =
+                std::clamp ((y - tracksTop + metrics.trackHeight / 2) / metrics.trackHeight, 0, count);
             return DropPlace{ group.id, index, tracksTop + index * metrics.trackHeight };
         }
         top = bottom;

@@ -118,12 +118,17 @@ const TrackRowState* findTrack (const BrowserState& state, RowId track);
 /** The selection after a click on a track: alone; with Ctrl one more or less; with Shift all from the anchor on.
     A multiple selection stays within one Group; a click elsewhere begins anew.
 */
-BrowserSelection afterTrackClick (
-    const BrowserState& state, const BrowserSelection& selection, RowId group, RowId track, bool ctrl, bool shift);
+BrowserSelection afterTrackClick (const BrowserState& state,
+                                  const BrowserSelection& selection,
+                                  RowId group,
+                                  RowId track,
+                                  bool ctrl,
+                                  bool shift);
 BrowserSelection afterGroupClick (const BrowserState& state, RowId group);
 
 /** The selection one visible row further down (+1) or up (-1); with Shift the range grows. */
-BrowserSelection afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift);
+BrowserSelection
+afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift);
 
 /** What is left of a selection after rows have gone. */
 BrowserSelection withoutMissingRows (const BrowserState& state, const BrowserSelection& selection);

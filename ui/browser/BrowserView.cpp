@@ -6,8 +6,8 @@
 namespace tessivar
 {
 
-BrowserView::BrowserView (const ResourceImages& images) :
-    newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
+BrowserView::BrowserView (const ResourceImages& images)
+    : newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
 {
     setTitle ("Browser");
     addAndMakeVisible (newGroup);
@@ -108,7 +108,8 @@ void BrowserView::paint (juce::Graphics& g)
 
 void BrowserView::paintEmpty (juce::Graphics& g) const
 {
-    const auto middle = getLocalBounds().withTrimmedTop (titleHeight).withTrimmedBottom (footerHeight).getCentreY();
+    const auto middle =
+        getLocalBounds().withTrimmedTop (titleHeight).withTrimmedBottom (footerHeight).getCentreY();
     const auto width = getWidth();
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (13.0f));
@@ -136,7 +137,8 @@ juce::Rectangle<int> BrowserView::dropArea() const
     const auto extent = groupExtent (getState(), list.getMetrics(), dropHover->group);
     if (dropHover->group == 0 || ! extent.has_value())
         return shown;
-    return juce::Rectangle<int> (0, extent->getStart(), viewport.getMaximumVisibleWidth(), extent->getLength())
+    return juce::Rectangle<int> (
+               0, extent->getStart(), viewport.getMaximumVisibleWidth(), extent->getLength())
         .translated (0, viewport.getY() - viewport.getViewPositionY())
         .getIntersection (shown);
 }
@@ -165,7 +167,10 @@ void BrowserView::paintDropHover (juce::Graphics& g) const
         g.drawText ("Release to make a new group", words, juce::Justification::centred, true);
         return;
     }
-    g.drawText (dropText (dropHover->numFiles, group->name), words.removeFromTop (24), juce::Justification::centred, true);
+    g.drawText (dropText (dropHover->numFiles, group->name),
+                words.removeFromTop (24),
+                juce::Justification::centred,
+                true);
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (12.0f));
     g.drawText ("The group will need a new analysis.", words, juce::Justification::centred, true);
@@ -175,7 +180,8 @@ RowId BrowserView::groupUnder (juce::Point<int> position) const
 {
     if (! viewport.isVisible() || ! viewport.getBounds().contains (position))
         return 0;
-    return groupAt (getState(), list.getMetrics(), position.y - viewport.getY() + viewport.getViewPositionY());
+    return groupAt (
+        getState(), list.getMetrics(), position.y - viewport.getY() + viewport.getViewPositionY());
 }
 
 bool BrowserView::isInterestedInFileDrag (const juce::StringArray&)

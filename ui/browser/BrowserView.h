@@ -57,7 +57,8 @@ private:
     IconButton newGroup, import;
     juce::Viewport viewport;
     BrowserList list;
-    ActionButton analyze{ "Analyze Group" }, exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };
+    ActionButton analyze{ "Analyze Group" },
+        exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };
     std::optional<DropHover> dropHover;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserView)

@@ -64,7 +64,8 @@ void DrumTypeChooser::paint (juce::Graphics& g)
     drawIcon (g, drumIcon (type), area.removeFromLeft (14.0f).withSizeKeepingCentre (14.0f, 14.0f), colour);
     area.removeFromLeft (4.5f);
     area.removeFromRight (6.0f);
-    drawIcon (g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
+    drawIcon (
+        g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
     g.setColour (enabled ? palette::textHigh : palette::textDisabled);
     g.setFont (fonts::inter (12.0f));
     g.drawText (drumName (type), area, juce::Justification::centredLeft, true);

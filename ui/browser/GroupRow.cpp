@@ -44,9 +44,9 @@ constexpr int textLeft = 34;
 
 } // namespace
 
-GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group) :
-    callbacks (callbacksToUse), id (group), fold ("Fold or unfold", Icon::chevronDown),
-    close ("Close group", Icon::close)
+GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group)
+    : callbacks (callbacksToUse), id (group), fold ("Fold or unfold", Icon::chevronDown),
+      close ("Close group", Icon::close)
 {
     for (auto* button : { &fold, &close })
     {
@@ -100,13 +100,17 @@ float GroupRow::badgeWidth() const
 void GroupRow::paintBadge (juce::Graphics& g) const
 {
     const auto right = static_cast<float> (getWidth() - 38);
-    auto badge = juce::Rectangle<float> (right - badgeWidth(), 0.5f * static_cast<float> (getHeight()) - 10.5f, badgeWidth(), 20.0f);
+    auto badge = juce::Rectangle<float> (
+        right - badgeWidth(), 0.5f * static_cast<float> (getHeight()) - 10.5f, badgeWidth(), 20.0f);
     const auto colour = markColour (state.mark);
     g.setColour (colour.withAlpha (0.12f));
     g.fillRoundedRectangle (badge, 10.0f);
     badge.removeFromLeft (8.0f);
     const auto icon = badge.removeFromLeft (10.0f).withSizeKeepingCentre (10.0f, 10.0f);
-    drawIcon (g, markIcon (state.mark), state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon, colour);
+    drawIcon (g,
+              markIcon (state.mark),
+              state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon,
+              colour);
     badge.removeFromLeft (5.0f);
     g.setColour (colour);
     g.setFont (badgeFont());
@@ -133,7 +137,8 @@ void GroupRow::paint (juce::Graphics& g)
         {
             const auto drawn = std::min (font.getStringWidth (state.name), nameArea.getWidth());
             g.setColour (palette::amber);
-            g.fillEllipse (juce::Rectangle<int> (nameArea.getX() + drawn + 4, nameArea.getCentreY() - 2, 5, 5).toFloat());
+            g.fillEllipse (juce::Rectangle<int> (nameArea.getX() + drawn + 4, nameArea.getCentreY() - 2, 5, 5)
+                               .toFloat());
         }
     }
     g.setColour (palette::textLow);

@@ -13,9 +13,12 @@ constexpr float excludedAlpha = 0.5f;
 
 } // namespace
 
-TrackRow::TrackRow (const ResourceImages& images, const RowCallbacks& callbacksToUse, RowId groupId, RowId trackId) :
-    callbacks (callbacksToUse), group (groupId), id (trackId), include (images),
-    locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
+TrackRow::TrackRow (const ResourceImages& images,
+                    const RowCallbacks& callbacksToUse,
+                    RowId groupId,
+                    RowId trackId)
+    : callbacks (callbacksToUse), group (groupId), id (trackId), include (images),
+      locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
 {
     addAndMakeVisible (include);
     addAndMakeVisible (type);
@@ -71,7 +74,8 @@ void TrackRow::setDimmed (bool shouldBeDimmed)
 
 void TrackRow::setLevels (float source, float kept)
 {
-    if (juce::approximatelyEqual (source, state.sourceLevel) && juce::approximatelyEqual (kept, state.keptLevel))
+    if (juce::approximatelyEqual (source, state.sourceLevel)
+        && juce::approximatelyEqual (kept, state.keptLevel))
         return;
     state.sourceLevel = source;
     state.keptLevel = kept;
@@ -87,7 +91,8 @@ juce::Rectangle<int> TrackRow::waveArea() const
 {
     // "Excluded" is wider than the other marks.
     const auto right = state.mark == TrackRowState::Mark::excluded ? 80 : 72;
-    return juce::Rectangle<int>::leftTopRightBottom (146, getHeight() - 32, getWidth() - right, getHeight() - 6);
+    return juce::Rectangle<int>::leftTopRightBottom (
+        146, getHeight() - 32, getWidth() - right, getHeight() - 6);
 }
 
 void TrackRow::resized()
@@ -139,7 +144,8 @@ void TrackRow::paintName (juce::Graphics& g) const
     const auto font = fonts::inter (13.0f, fonts::Weight::medium);
     const auto area = juce::Rectangle<int>::leftTopRightBottom (
         dotColumn, getHeight() > 55 ? 5 : 3, getWidth() - 66, getHeight() > 55 ? 25 : 23);
-    g.setColour (palette::textHigh.withMultipliedAlpha (state.included && ! state.sourceMissing ? 1.0f : excludedAlpha));
+    g.setColour (palette::textHigh.withMultipliedAlpha (
+        state.included && ! state.sourceMissing ? 1.0f : excludedAlpha));
     g.setFont (font);
     g.drawText (state.name, area, juce::Justification::centredLeft, true);
     if (! state.sourceMissing)
@@ -159,7 +165,8 @@ void TrackRow::paintMark (juce::Graphics& g) const
 {
     using Mark = TrackRowState::Mark;
     const auto right = getWidth() - 22;
-    const auto nameLine = juce::Rectangle<float> (static_cast<float> (right - 60), getHeight() > 55 ? 7.0f : 5.0f, 60.0f, 20.0f);
+    const auto nameLine = juce::Rectangle<float> (
+        static_cast<float> (right - 60), getHeight() > 55 ? 7.0f : 5.0f, 60.0f, 20.0f);
     if (state.focusPercent.has_value())
     {
         g.setColour (palette::textHigh);
@@ -173,7 +180,8 @@ void TrackRow::paintMark (juce::Graphics& g) const
     {
         g.setColour (palette::textLow);
         g.setFont (fonts::inter (13.0f));
-        g.drawText (juce::String::fromUTF8 ("\xe2\x80\x93"), nameLine, juce::Justification::centredRight, false);
+        g.drawText (
+            juce::String::fromUTF8 ("\xe2\x80\x93"), nameLine, juce::Justification::centredRight, false);
     }
     if (state.sourceMissing)
         return;
@@ -218,8 +226,10 @@ void TrackRow::paintWave (juce::Graphics& g) const
         for (std::size_t i = 0; i < peaks.size(); ++i)
         {
             const auto height = std::max (0.5f, juce::jlimit (0.0f, 1.0f, peaks[i]) * half);
-            bars.addWithoutMerging (
-                { area.getX() + static_cast<float> (i) * columnWidth, middle - height, columnWidth, 2.0f * height });
+            bars.addWithoutMerging ({ area.getX() + static_cast<float> (i) * columnWidth,
+                                      middle - height,
+                                      columnWidth,
+                                      2.0f * height });
         }
         g.setColour (colour);
         g.fillRectList (bars);
@@ -241,8 +251,8 @@ void TrackRow::paintLevel (juce::Graphics& g) const
     const auto level = [&] (float height, juce::Colour colour)
     {
         g.setColour (colour);
-        g.fillRoundedRectangle (bar.withTop (bar.getBottom() - juce::jlimit (0.0f, 1.0f, height) * bar.getHeight()),
-                                2.0f);
+        g.fillRoundedRectangle (
+            bar.withTop (bar.getBottom() - juce::jlimit (0.0f, 1.0f, height) * bar.getHeight()), 2.0f);
     };
     if (state.sourceLevel > 0.0f)
         level (state.sourceLevel, palette::emberLine);

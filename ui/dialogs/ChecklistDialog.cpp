@@ -23,8 +23,8 @@ ChecklistDialog::ChecklistDialog (const ResourceImages& images,
                                   const juce::String& titleText,
                                   const juce::String& messageText,
                                   const std::vector<Entry>& entries,
-                                  std::vector<DialogButton> buttonsToShow) :
-    DialogContent (titleText, std::move (buttonsToShow)), message (messageText), list (images)
+                                  std::vector<DialogButton> buttonsToShow)
+    : DialogContent (titleText, std::move (buttonsToShow)), message (messageText), list (images)
 {
     std::vector<DialogListRow> rows;
     for (const auto& entry : entries)
@@ -67,10 +67,10 @@ void ChecklistDialog::paint (juce::Graphics& g)
     layOutText (message, palette::textMid, body.getWidth()).draw (g, body);
 }
 
-std::unique_ptr<ChecklistDialog> makeQuitDialog (
-    const ResourceImages& images,
-    const std::vector<ChecklistDialog::Entry>& unsavedGroups,
-    std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice)
+std::unique_ptr<ChecklistDialog>
+makeQuitDialog (const ResourceImages& images,
+                const std::vector<ChecklistDialog::Entry>& unsavedGroups,
+                std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice)
 {
     auto without = button ("Quit Without Saving", ButtonLook::danger);
     without.atLeft = true;
@@ -92,10 +92,10 @@ std::unique_ptr<ChecklistDialog> makeQuitDialog (
     return dialog;
 }
 
-std::unique_ptr<ChecklistDialog> makeRecoveryDialog (
-    const ResourceImages& images,
-    const std::vector<ChecklistDialog::Entry>& groups,
-    std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice)
+std::unique_ptr<ChecklistDialog>
+makeRecoveryDialog (const ResourceImages& images,
+                    const std::vector<ChecklistDialog::Entry>& groups,
+                    std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice)
 {
     auto discard = button ("Discard", ButtonLook::danger);
     discard.atLeft = true;

@@ -46,10 +46,10 @@ enum class QuitChoice
     saveAndQuit
 };
 /** One dialog for all unsaved Groups; the remark says what has changed. */
-std::unique_ptr<ChecklistDialog> makeQuitDialog (
-    const ResourceImages& images,
-    const std::vector<ChecklistDialog::Entry>& unsavedGroups,
-    std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice);
+std::unique_ptr<ChecklistDialog>
+makeQuitDialog (const ResourceImages& images,
+                const std::vector<ChecklistDialog::Entry>& unsavedGroups,
+                std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice);
 
 enum class RecoveryChoice
 {
@@ -58,9 +58,9 @@ enum class RecoveryChoice
     recover
 };
 /** Offers what was not saved when the program last ended. Escape leaves everything for the next start. */
-std::unique_ptr<ChecklistDialog> makeRecoveryDialog (
-    const ResourceImages& images,
-    const std::vector<ChecklistDialog::Entry>& groups,
-    std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice);
+std::unique_ptr<ChecklistDialog>
+makeRecoveryDialog (const ResourceImages& images,
+                    const std::vector<ChecklistDialog::Entry>& groups,
+                    std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice);
 
 } // namespace tessivar

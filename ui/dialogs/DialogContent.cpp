@@ -6,8 +6,8 @@
 namespace tessivar
 {
 
-DialogContent::DialogContent (const juce::String& titleText, std::vector<DialogButton> buttonsToShow) :
-    title (titleText), specs (std::move (buttonsToShow))
+DialogContent::DialogContent (const juce::String& titleText, std::vector<DialogButton> buttonsToShow)
+    : title (titleText), specs (std::move (buttonsToShow))
 {
     setTitle (title);
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
@@ -106,7 +106,8 @@ void DialogContent::resized()
     const auto widthOf = [&] (std::size_t i)
     {
         buttons[i]->setSize (80, buttonHeight);
-        const auto least = specs[i].look == ButtonLook::primary || specs[i].look == ButtonLook::caution ? 96 : 70;
+        const auto least =
+            specs[i].look == ButtonLook::primary || specs[i].look == ButtonLook::caution ? 96 : 70;
         return std::max (least, buttons[i]->idealWidth() + 4);
     };
     for (std::size_t i = buttons.size(); i-- > 0;)
@@ -161,7 +162,8 @@ void DialogScrim::show (std::unique_ptr<DialogContent> content)
     if (animated && isShowing())
     {
         shown->setAlpha (0.0f);
-        juce::Desktop::getInstance().getAnimator().animateComponent (shown, shown->getBounds(), 1.0f, 120, false, 1.0, 1.0);
+        juce::Desktop::getInstance().getAnimator().animateComponent (
+            shown, shown->getBounds(), 1.0f, 120, false, 1.0, 1.0);
     }
     setVisible (true);
     if (shown->isShowing())
@@ -176,7 +178,8 @@ void DialogScrim::dismissTop()
 
 void DialogScrim::remove (DialogContent* content)
 {
-    const auto found = std::find_if (dialogs.begin(), dialogs.end(), [&] (auto& d) { return d.get() == content; });
+    const auto found =
+        std::find_if (dialogs.begin(), dialogs.end(), [&] (auto& d) { return d.get() == content; });
     if (found == dialogs.end())
         return;
     // One of the dialog's own buttons may be calling: the dialog goes when that call has come back.

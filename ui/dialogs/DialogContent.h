@@ -12,10 +12,10 @@ struct DialogButton
 {
     juce::String text;
     ButtonLook look = ButtonLook::standard;
-    bool atLeft = false;      // apart from the others, at the left end
+    bool atLeft = false; // apart from the others, at the left end
     bool hasFirstFocus = false;
-    bool isSafe = false;      // what Escape means
-    bool closes = true;       // false: the dialog stays open after its callback
+    bool isSafe = false; // what Escape means
+    bool closes = true;  // false: the dialog stays open after its callback
 };
 
 /** The card of a dialog: ground, edge, title, and a row of buttons at its bottom. Derived classes lay out and paint what

@@ -81,7 +81,8 @@ void DialogList::Rows::resized()
 {
     for (std::size_t i = 0; i < dots.size(); ++i)
         if (dots[i] != nullptr)
-            dots[i]->layOut ({ 12, static_cast<int> (i) * owner.rowHeight + (owner.rowHeight - 20) / 2, 20, 20 });
+            dots[i]->layOut (
+                { 12, static_cast<int> (i) * owner.rowHeight + (owner.rowHeight - 20) / 2, 20, 20 });
 }
 
 void DialogList::Rows::paint (juce::Graphics& g)
@@ -90,7 +91,8 @@ void DialogList::Rows::paint (juce::Graphics& g)
     for (std::size_t i = 0; i < owner.rows.size(); ++i)
     {
         const auto& row = owner.rows[i];
-        auto area = juce::Rectangle<int> (0, static_cast<int> (i) * owner.rowHeight, getWidth(), owner.rowHeight);
+        auto area =
+            juce::Rectangle<int> (0, static_cast<int> (i) * owner.rowHeight, getWidth(), owner.rowHeight);
         if (! area.intersects (clip))
             continue;
         if (i > 0)
@@ -104,7 +106,10 @@ void DialogList::Rows::paint (juce::Graphics& g)
         else
         {
             area.removeFromLeft (13);
-            drawIcon (g, row.icon, area.removeFromLeft (13).withSizeKeepingCentre (13, 13).toFloat(), orLow (row.iconColour));
+            drawIcon (g,
+                      row.icon,
+                      area.removeFromLeft (13).withSizeKeepingCentre (13, 13).toFloat(),
+                      orLow (row.iconColour));
             area.removeFromLeft (11);
         }
         const auto remarkFont = fonts::inter (12.0f);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ui/TessivarCheckBox.h"
 #include "ui/Buttons.h"
+#include "ui/TessivarCheckBox.h"
 
 #include <optional>
 
@@ -13,8 +13,8 @@ struct DialogListRow
 {
     juce::String text, remark;
     Icon icon = Icon::file;
-    juce::Colour iconColour;   // transparent: the low text colour
-    juce::Colour remarkColour; // transparent: the low text colour
+    juce::Colour iconColour;    // transparent: the low text colour
+    juce::Colour remarkColour;  // transparent: the low text colour
     std::optional<bool> ticked; // with a dot in place of the icon
 };
 

@@ -12,7 +12,7 @@ namespace
 
 using Outcome = ExportReportLine::Outcome;
 
-std::vector<DialogButton> buttonsFor (const ExportReport& report)
+std::vector<DialogButton> buttonsFor (const ExportReportContent& report)
 {
     DialogButton show, again, done;
     show.text = "Show in folder";
@@ -54,21 +54,21 @@ DialogListRow rowFor (const ExportReportLine& line)
 
 } // namespace
 
-int ExportReport::numWritten() const
+int ExportReportContent::numWritten() const
 {
-    return static_cast<int> (
-        std::count_if (lines.begin(), lines.end(), [] (auto& line) { return line.outcome != Outcome::failed; }));
+    return static_cast<int> (std::count_if (
+        lines.begin(), lines.end(), [] (auto& line) { return line.outcome != Outcome::failed; }));
 }
 
-juce::String ExportReport::title() const
+juce::String ExportReportContent::title() const
 {
     const auto total = static_cast<int> (lines.size());
     const auto files = juce::String (total) + (total == 1 ? " file exported" : " files exported");
     return numWritten() == total ? files : juce::String (numWritten()) + " of " + files;
 }
 
-ExportReportDialog::ExportReportDialog (const ResourceImages& images, const ExportReport& reportToShow) :
-    DialogContent (reportToShow.title(), buttonsFor (reportToShow)), report (reportToShow), list (images)
+ExportReportDialog::ExportReportDialog (const ResourceImages& images, const ExportReportContent& reportToShow)
+    : DialogContent (reportToShow.title(), buttonsFor (reportToShow)), report (reportToShow), list (images)
 {
     std::vector<DialogListRow> rows;
     for (const auto& line : report.lines)

@@ -20,7 +20,7 @@ struct ExportReportLine
     Outcome outcome = Outcome::written;
 };
 
-struct ExportReport
+struct ExportReportContent
 {
     juce::String facts; // "/Mixes/Take 3/Processed · WAV · 24-bit · 48 kHz · mono"
     std::vector<ExportReportLine> lines;
@@ -34,7 +34,7 @@ struct ExportReport
 class ExportReportDialog : public DialogContent
 {
 public:
-    ExportReportDialog (const ResourceImages& images, const ExportReport& report);
+    ExportReportDialog (const ResourceImages& images, const ExportReportContent& report);
 
     std::function<void()> onShowInFolder, onTryAgain;
 
@@ -49,7 +49,7 @@ protected:
 private:
     static constexpr int factsHeight = 34;
 
-    const ExportReport report;
+    const ExportReportContent report;
     DialogList list;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ExportReportDialog)

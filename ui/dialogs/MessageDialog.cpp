@@ -23,9 +23,9 @@ constexpr int listRowHeight = 30;
 
 } // namespace
 
-MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogSettings& settingsToUse) :
-    DialogContent (settingsToUse.title, settingsToUse.buttons), settings (settingsToUse), list (images),
-    tick (images, settingsToUse.tickText)
+MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogSettings& settingsToUse)
+    : DialogContent (settingsToUse.title, settingsToUse.buttons), settings (settingsToUse), list (images),
+      tick (images, settingsToUse.tickText)
 {
     list.setRows (rowsFrom (settings.list), listRowHeight);
     if (! settings.list.isEmpty())
@@ -59,7 +59,8 @@ void MessageDialog::layOutBody (juce::Rectangle<int> body)
     const auto above = bodyHeight (body.getWidth()) - list.idealHeight();
     list.setBounds (body.withTrimmedTop (std::min (above, body.getHeight())));
     const auto row = getButton (0).getBounds();
-    tick.layOut (juce::Rectangle<int> (padding + 1, row.getY(), 240, row.getHeight()).withSizeKeepingCentre (240, 20));
+    tick.layOut (
+        juce::Rectangle<int> (padding + 1, row.getY(), 240, row.getHeight()).withSizeKeepingCentre (240, 20));
 }
 
 void MessageDialog::paint (juce::Graphics& g)

@@ -11,9 +11,9 @@ namespace tessivar
 struct MessageDialogSettings
 {
     juce::String title, message;
-    bool warns = false;          // shows the amber sign
-    juce::StringArray list;      // files the message is about
-    juce::String tickText;       // "Don't show this warning again."; empty: no dot
+    bool warns = false;     // shows the amber sign
+    juce::StringArray list; // files the message is about
+    juce::String tickText;  // "Don't show this warning again."; empty: no dot
     std::vector<DialogButton> buttons;
     int width = 520;
 };

@@ -13,7 +13,8 @@ namespace
 
 int percentOf (double progress)
 {
-    return juce::jlimit (0, 100, static_cast<int> (progress * 100.0));
+    // Cut, so that 100 % stands for the end alone; the millionth takes up what 0.58 lacks to 58 hundredths.
+    return juce::jlimit (0, 100, static_cast<int> (progress * 100.0 + 1.0e-6));
 }
 
 juce::String timeLeftText (double seconds)
@@ -80,8 +81,8 @@ juce::String ProgressAnnouncer::next (const ProgressState& state)
     return parts.joinIntoString (", ");
 }
 
-ProgressDialog::ProgressDialog (const juce::String& titleText) :
-    DialogContent (titleText, { { "Cancel", ButtonLook::standard, false, true, true, false } })
+ProgressDialog::ProgressDialog (const juce::String& titleText)
+    : DialogContent (titleText, { { "Cancel", ButtonLook::standard, false, true, true, false } })
 {
     onChoice = [this] (int)
     {
@@ -96,7 +97,8 @@ void ProgressDialog::setState (const ProgressState& newState)
     const auto hadStages = ! state.stages.empty();
     state = newState;
     if (const auto words = announcer.next (state); words.isNotEmpty())
-        juce::AccessibilityHandler::postAnnouncement (words, juce::AccessibilityHandler::AnnouncementPriority::low);
+        juce::AccessibilityHandler::postAnnouncement (words,
+                                                      juce::AccessibilityHandler::AnnouncementPriority::low);
     if (hadStages == state.stages.empty())
         resized();
     repaint();
@@ -108,9 +110,7 @@ int ProgressDialog::bodyHeight (int) const
     return state.stages.empty() ? 48 : 58;
 }
 
-void ProgressDialog::layOutBody (juce::Rectangle<int>)
-{
-}
+void ProgressDialog::layOutBody (juce::Rectangle<int>) {}
 
 void ProgressDialog::paint (juce::Graphics& g)
 {
@@ -151,7 +151,10 @@ void ProgressDialog::paintStages (juce::Graphics& g, juce::Rectangle<int> area) 
         const auto isDone = stageProgress (state, i) >= 1.0;
         if (isDone)
         {
-            drawIcon (g, Icon::tick, name.removeFromLeft (12.0f).withSizeKeepingCentre (11.0f, 11.0f), palette::green);
+            drawIcon (g,
+                      Icon::tick,
+                      name.removeFromLeft (12.0f).withSizeKeepingCentre (11.0f, 11.0f),
+                      palette::green);
             name.removeFromLeft (5.0f);
         }
         const auto isNow = i == now && ! isDone;

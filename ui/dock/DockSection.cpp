@@ -7,8 +7,8 @@
 namespace tessivar
 {
 
-DockSection::DockSection (const juce::String& captionText, bool takesKeyboard, bool hasLineAtLeft) :
-    caption (captionText), lineAtLeft (hasLineAtLeft)
+DockSection::DockSection (const juce::String& captionText, bool takesKeyboard, bool hasLineAtLeft)
+    : caption (captionText), lineAtLeft (hasLineAtLeft)
 {
     setTitle (captionText);
     setWantsKeyboardFocus (takesKeyboard);
@@ -33,7 +33,8 @@ void DockSection::paint (juce::Graphics& g)
     }
     g.setColour (palette::textLow);
     g.setFont (fonts::caption());
-    g.drawText (caption.toUpperCase(), inset, 11, getWidth() - inset, 16, juce::Justification::centredLeft, false);
+    g.drawText (
+        caption.toUpperCase(), inset, 11, getWidth() - inset, 16, juce::Justification::centredLeft, false);
 }
 
 void DockSection::paintOverChildren (juce::Graphics& g)

@@ -12,7 +12,7 @@ juce::String letterOf (SettingLetter setting)
     return setting == SettingLetter::a ? "A" : "B";
 }
 
-void ListenLatch::press (Listening mode, double now)
+void ListenLatch::press (ListenMode mode, double now)
 {
     before = listening;
     listening = mode;
@@ -20,24 +20,24 @@ void ListenLatch::press (Listening mode, double now)
     pressedAt = now;
 }
 
-void ListenLatch::release (Listening mode, double now)
+void ListenLatch::release (ListenMode mode, double now)
 {
     if (pressed != mode)
         return;
     pressed.reset();
     const auto wasHeld = now - pressedAt > holdMilliseconds;
     if (before == mode)
-        listening = Listening::processed; // the second click, or the end of a hold that began latched
+        listening = ListenMode::processed; // the second click, or the end of a hold that began latched
     else if (wasHeld)
         listening = before;
 }
 
-void ListenLatch::toggle (Listening mode)
+void ListenLatch::toggle (ListenMode mode)
 {
-    set (listening == mode ? Listening::processed : mode);
+    set (listening == mode ? ListenMode::processed : mode);
 }
 
-void ListenLatch::set (Listening mode)
+void ListenLatch::set (ListenMode mode)
 {
     pressed.reset();
     listening = mode;
@@ -65,8 +65,8 @@ juce::String percentWords (float value, float maximum)
 juce::String settingDescription (const DockState& state)
 {
     const auto& values = state.valuesOf (state.sounding);
-    return letterOf (state.sounding) + ", Focus " + percentWords (values.focus, DockState::focusMaximum) + ", Fine "
-           + percentWords (values.fine, DockState::fineMaximum);
+    return letterOf (state.sounding) + ", Focus " + percentWords (values.focus, DockState::focusMaximum)
+           + ", Fine " + percentWords (values.fine, DockState::fineMaximum);
 }
 
 juce::String listeningText (const DockState& state)
@@ -75,11 +75,11 @@ juce::String listeningText (const DockState& state)
         return state.unavailableText;
     switch (state.listening)
     {
-        case Listening::bypass:
+        case ListenMode::bypass:
             return "The source, unprocessed.";
-        case Listening::removed:
+        case ListenMode::removed:
             return "Only the removed part.";
-        case Listening::processed:
+        case ListenMode::processed:
             break;
     }
     return "The processed track.";

@@ -21,7 +21,7 @@ constexpr SettingLetter otherSetting (SettingLetter setting)
 juce::String letterOf (SettingLetter setting);
 
 /** What is heard of a track. */
-enum class Listening
+enum class ListenMode
 {
     processed,
     bypass, // the source
@@ -37,21 +37,21 @@ public:
     static constexpr double holdMilliseconds = 300.0;
 
     /** @param now  any clock, in milliseconds */
-    void press (Listening mode, double now);
-    void release (Listening mode, double now);
+    void press (ListenMode mode, double now);
+    void release (ListenMode mode, double now);
 
     /** A click from the keyboard: latches, or lets go what is latched. */
-    void toggle (Listening mode);
+    void toggle (ListenMode mode);
 
     /** What the owner has decided by itself; ends a hold. */
-    void set (Listening mode);
+    void set (ListenMode mode);
 
-    Listening current() const { return listening; }
+    ListenMode current() const { return listening; }
 
 private:
-    Listening listening = Listening::processed;
-    Listening before = Listening::processed;
-    std::optional<Listening> pressed;
+    ListenMode listening = ListenMode::processed;
+    ListenMode before = ListenMode::processed;
+    std::optional<ListenMode> pressed;
     double pressedAt = 0.0;
 };
 
@@ -77,15 +77,18 @@ struct DockState
     static constexpr float focusMaximum = 5.0f;
     static constexpr float fineMaximum = 1.0f;
 
-    bool available = false;    // false: nothing can be turned, and `unavailableText` says why
+    bool available = false; // false: nothing can be turned, and `unavailableText` says why
     juce::String unavailableText{ "Available after analysis." };
     SettingLetter sounding = SettingLetter::a;
     std::array<Values, 2> settings{};
     std::optional<float> suggestedFocus; // 0 to 5
     std::array<LayerWeight, 6> layers{}; // the five best components, then the rest
-    Listening listening = Listening::processed;
+    ListenMode listening = ListenMode::processed;
 
-    const Values& valuesOf (SettingLetter setting) const { return settings[static_cast<std::size_t> (setting)]; }
+    const Values& valuesOf (SettingLetter setting) const
+    {
+        return settings[static_cast<std::size_t> (setting)];
+    }
 };
 
 /** "A, Focus 62 percent, Fine 18 percent", for screen readers. */

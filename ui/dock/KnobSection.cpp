@@ -46,18 +46,19 @@ std::vector<RingSegment> ringSegments (int count, float proportion, float gapRad
     for (int i = 0; i < count; ++i)
     {
         RingSegment segment;
-        segment.start = angleForProportion (static_cast<float> (i) / whole) + (i > 0 ? 0.5f * gapRadians : 0.0f);
-        segment.end =
-            angleForProportion (static_cast<float> (i + 1) / whole) - (i + 1 < count ? 0.5f * gapRadians : 0.0f);
+        segment.start =
+            angleForProportion (static_cast<float> (i) / whole) + (i > 0 ? 0.5f * gapRadians : 0.0f);
+        segment.end = angleForProportion (static_cast<float> (i + 1) / whole)
+                      - (i + 1 < count ? 0.5f * gapRadians : 0.0f);
         segment.litEnd = juce::jlimit (segment.start, segment.end, lit);
         segments.push_back (segment);
     }
     return segments;
 }
 
-KnobSection::KnobSection (const ResourceImages& images, const KnobSectionSettings& settingsToUse) :
-    DockSection (settingsToUse.title, true, true), settings (settingsToUse),
-    knob (images, settingsToUse.sizeClass, &label, settingsToUse.alternateSet)
+KnobSection::KnobSection (const ResourceImages& images, const KnobSectionSettings& settingsToUse)
+    : DockSection (settingsToUse.title, true, true), settings (settingsToUse),
+      knob (images, settingsToUse.sizeClass, &label, settingsToUse.alternateSet)
 {
     knob.setRange (0.0, settings.maximum);
     knob.setDefaultValue (settings.defaultValue);
@@ -185,9 +186,8 @@ void KnobSection::showMenu (juce::Point<int> screenPosition)
                       if (self != nullptr)
                           self->typeValue();
                   });
-    menu.showMenuAsync (juce::PopupMenu::Options()
-                            .withTargetComponent (knob)
-                            .withTargetScreenArea ({ screenPosition.x, screenPosition.y, 1, 1 }));
+    menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (knob).withTargetScreenArea (
+        { screenPosition.x, screenPosition.y, 1, 1 }));
 }
 
 void KnobSection::resized()

@@ -18,7 +18,7 @@ struct KnobSectionSettings
     int ringSegments = 5;
     float ringThickness = 4.0f;
     int knobSize = 128, compactKnobSize = 104;
-    int knobCentreY = 95, compactKnobCentreY = 76;   // from the top of the dock
+    int knobCentreY = 95, compactKnobCentreY = 76; // from the top of the dock
     int labelCentreY = 166, compactLabelCentreY = 133;
     float labelEm = 18.0f;
     bool showsEnds = true; // "0" and "100" at the ends of the scale

@@ -36,7 +36,8 @@ void LayerBars::paint (juce::Graphics& g)
                     false);
         x += width + gap;
     }
-    const juce::Rectangle<float> ends (static_cast<float> (inset), top + height + 24.0f, x - gap + restWidth - width - inset, 16.0f);
+    const juce::Rectangle<float> ends (
+        static_cast<float> (inset), top + height + 24.0f, x - gap + restWidth - width - inset, 16.0f);
     g.setColour (palette::textLow);
     g.drawText ("Best match", ends, juce::Justification::centredLeft, false);
     g.drawText ("Worst", ends, juce::Justification::centredRight, false);

@@ -9,8 +9,8 @@ namespace tessivar
 ListenButton::ListenButton (const juce::String& word,
                             const juce::String& keyName,
                             Icon iconToShow,
-                            ButtonLook lookToUseWhenOn) :
-    Button (word), key (keyName), icon (iconToShow), lookWhenOn (lookToUseWhenOn)
+                            ButtonLook lookToUseWhenOn)
+    : Button (word), key (keyName), icon (iconToShow), lookWhenOn (lookToUseWhenOn)
 {
     setButtonText (word);
     setTitle (word);
@@ -63,11 +63,11 @@ void ListenButton::paintButton (juce::Graphics& g, bool over, bool down)
     g.drawText (getButtonText(), area, juce::Justification::centredLeft, true);
 }
 
-ListenSection::ListenSection() :
-    DockSection ("Listen to", true, true), bypass ("Bypass", "B", Icon::bypass, ButtonLook::bypassOn),
-    removed ("Removed", "R", Icon::removed, ButtonLook::removedOn)
+ListenSection::ListenSection()
+    : DockSection ("Listen to", true, true), bypass ("Bypass", "B", Icon::bypass, ButtonLook::bypassOn),
+      removed ("Removed", "R", Icon::removed, ButtonLook::removedOn)
 {
-    const auto wire = [this] (ListenButton& button, Listening mode, const juce::String& tip)
+    const auto wire = [this] (ListenButton& button, ListenMode mode, const juce::String& tip)
     {
         addAndMakeVisible (button);
         button.setTooltip (tip);
@@ -75,8 +75,8 @@ ListenSection::ListenSection() :
         button.onRelease = [this, mode] { release (mode); };
         button.onKeyboardClick = [this, mode] { apply ([&] { latch.toggle (mode); }); };
     };
-    wire (bypass, Listening::bypass, "Hear the source [B]");
-    wire (removed, Listening::removed, "Hear only what is removed [R]");
+    wire (bypass, ListenMode::bypass, "Hear the source [B]");
+    wire (removed, ListenMode::removed, "Hear only what is removed [R]");
 }
 
 void ListenSection::setState (const DockState& newState)
@@ -94,8 +94,8 @@ void ListenSection::showListening()
     state.listening = latch.current();
     bypass.setEnabled (state.available);
     removed.setEnabled (state.available);
-    bypass.setToggleState (state.listening == Listening::bypass, juce::dontSendNotification);
-    removed.setToggleState (state.listening == Listening::removed, juce::dontSendNotification);
+    bypass.setToggleState (state.listening == ListenMode::bypass, juce::dontSendNotification);
+    removed.setToggleState (state.listening == ListenMode::removed, juce::dontSendNotification);
     repaint();
 }
 
@@ -108,13 +108,13 @@ void ListenSection::apply (const std::function<void()>& change)
         onChange (latch.current());
 }
 
-void ListenSection::press (Listening mode)
+void ListenSection::press (ListenMode mode)
 {
     if (state.available)
         apply ([&] { latch.press (mode, juce::Time::getMillisecondCounterHiRes()); });
 }
 
-void ListenSection::release (Listening mode)
+void ListenSection::release (ListenMode mode)
 {
     apply ([&] { latch.release (mode, juce::Time::getMillisecondCounterHiRes()); });
 }
@@ -127,7 +127,7 @@ bool ListenSection::keyPressed (const juce::KeyPress& keyPress)
     if (! state.available || (! isDown && ! isUp) || keyPress.getModifiers().isAnyModifierKeyDown())
         return false;
     const auto next = juce::jlimit (0, 2, static_cast<int> (latch.current()) + (isDown ? 1 : -1));
-    apply ([&] { latch.set (static_cast<Listening> (next)); });
+    apply ([&] { latch.set (static_cast<ListenMode> (next)); });
     return true;
 }
 

@@ -40,11 +40,11 @@ public:
     void setState (const DockState& newState);
 
     /** Press and release of a mode, by mouse or by a key of the window; see ListenLatch. */
-    void press (Listening mode);
-    void release (Listening mode);
+    void press (ListenMode mode);
+    void release (ListenMode mode);
 
     /** What is to be heard has changed. */
-    std::function<void (Listening)> onChange;
+    std::function<void (ListenMode)> onChange;
 
     bool keyPressed (const juce::KeyPress& keyPress) override;
     void paint (juce::Graphics& g) override;

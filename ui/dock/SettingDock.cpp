@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-SettingDock::SettingDock (const ResourceImages& images) :
-    focus (images, focusSectionSettings()), fine (images, fineSectionSettings())
+SettingDock::SettingDock (const ResourceImages& images)
+    : focus (images, focusSectionSettings()), fine (images, fineSectionSettings())
 {
     for (auto* section : { static_cast<DockSection*> (&setting),
                            static_cast<DockSection*> (&focus),
@@ -30,7 +30,7 @@ SettingDock::SettingDock (const ResourceImages& images) :
         if (onReset != nullptr)
             onReset();
     };
-    listen.onChange = [this] (Listening mode)
+    listen.onChange = [this] (ListenMode mode)
     {
         state.listening = mode;
         if (onListeningChange != nullptr)
@@ -94,7 +94,9 @@ void SettingDock::showKnobs()
     const auto& mine = state.valuesOf (state.sounding);
     const auto& others = state.valuesOf (otherSetting (state.sounding));
     const auto letter = letterOf (otherSetting (state.sounding));
-    KnobSection::State shown{ state.available, static_cast<double> (mine.focus), static_cast<double> (others.focus), letter, {} };
+    KnobSection::State shown{
+        state.available, static_cast<double> (mine.focus), static_cast<double> (others.focus), letter, {}
+    };
     if (state.suggestedFocus.has_value())
         shown.suggestedValue = static_cast<double> (*state.suggestedFocus);
     focus.setState (shown);

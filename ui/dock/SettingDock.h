@@ -33,7 +33,7 @@ public:
     std::function<void()> onCopy;
     /** Both knobs to their defaults. */
     std::function<void()> onReset;
-    std::function<void (Listening)> onListeningChange;
+    std::function<void (ListenMode)> onListeningChange;
 
     KnobSection& getFocus() { return focus; }
     KnobSection& getFine() { return fine; }

@@ -143,20 +143,28 @@ void SettingSwitch::paintCell (juce::Graphics& g, SettingLetter letter) const
         g.fillRoundedRectangle (area, 6.0f);
     }
 
-    const auto line = [&] (float em, fonts::Weight weight, const juce::String& words, float centreY, juce::Colour ink)
+    const auto line =
+        [&] (float em, fonts::Weight weight, const juce::String& words, float centreY, juce::Colour ink)
     {
         g.setColour (ink);
         g.setFont (fonts::inter (em, weight));
-        g.drawText (words, area.withY (area.getY() + centreY - 14.0f).withHeight (28.0f), juce::Justification::centred, false);
+        g.drawText (words,
+                    area.withY (area.getY() + centreY - 14.0f).withHeight (28.0f),
+                    juce::Justification::centred,
+                    false);
     };
     const auto letterInk = ! state.available ? palette::textDisabled
-                           : sounds         ? palette::ice
-                           : isHovered      ? palette::textMid
-                                            : palette::textLow;
+                           : sounds          ? palette::ice
+                           : isHovered       ? palette::textMid
+                                             : palette::textLow;
     line (24.0f, fonts::Weight::semibold, letterOf (letter), state.available ? 23.0f : 31.0f, letterInk);
     if (! state.available)
     {
-        line (13.0f, fonts::Weight::regular, juce::String::fromUTF8 ("\xe2\x80\x93"), 53.0f, palette::textDisabled);
+        line (13.0f,
+              fonts::Weight::regular,
+              juce::String::fromUTF8 ("\xe2\x80\x93"),
+              53.0f,
+              palette::textDisabled);
         return;
     }
     const auto& values = state.valuesOf (letter);
@@ -168,7 +176,8 @@ void SettingSwitch::paintCell (juce::Graphics& g, SettingLetter letter) const
           ink);
     line (11.0f,
           fonts::Weight::regular,
-          "Fine " + percentText (static_cast<double> (values.fine), static_cast<double> (DockState::fineMaximum)),
+          "Fine "
+              + percentText (static_cast<double> (values.fine), static_cast<double> (DockState::fineMaximum)),
           61.0f,
           ink.interpolatedWith (palette::textMid, sounds ? 0.5f : 0.0f));
 }

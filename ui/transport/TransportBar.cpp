@@ -14,9 +14,9 @@ constexpr float timeEm = 24.0f;
 
 } // namespace
 
-TransportBar::TransportBar (const ResourceImages& images) :
-    toStart ("To start", Icon::toStart), play ("Play", Icon::play, ButtonLook::primary), loop ("Loop", Icon::loop),
-    follow ("Follow playhead", Icon::follow), volume (images)
+TransportBar::TransportBar (const ResourceImages& images)
+    : toStart ("To start", Icon::toStart), play ("Play", Icon::play, ButtonLook::primary),
+      loop ("Loop", Icon::loop), follow ("Follow playhead", Icon::follow), volume (images)
 {
     setTitle ("Transport");
     for (auto* child : std::initializer_list<juce::Component*>{
@@ -72,7 +72,8 @@ void TransportBar::showControls()
     play.setIcon (state.playing ? Icon::stop : Icon::play);
     play.setLook (state.playing ? ButtonLook::playing : ButtonLook::primary);
     play.setTitle (state.playing ? "Stop" : "Play");
-    play.setTooltip (! state.playable ? "No audio device" : (state.playing ? "Stop [Space]" : "Play [Space]"));
+    play.setTooltip (! state.playable ? "No audio device"
+                                      : (state.playing ? "Stop [Space]" : "Play [Space]"));
     play.setEnabled (canPlay);
     toStart.setEnabled (state.hasTrack);
     loop.setEnabled (state.hasTrack);
@@ -101,7 +102,8 @@ void TransportBar::showNotice (const juce::String& text,
     noticeButton.setButtonText (action);
     layOutLoop();
     repaint();
-    juce::AccessibilityHandler::postAnnouncement (text, juce::AccessibilityHandler::AnnouncementPriority::medium);
+    juce::AccessibilityHandler::postAnnouncement (text,
+                                                  juce::AccessibilityHandler::AnnouncementPriority::medium);
 }
 
 void TransportBar::tick (double elapsed)
@@ -129,7 +131,8 @@ juce::Rectangle<int> TransportBar::middleArea() const
 
 void TransportBar::resized()
 {
-    const auto centre = [&] (int x, int width) { return juce::Rectangle<int> (x, (getHeight() - 36) / 2, width, 36); };
+    const auto centre = [&] (int x, int width)
+    { return juce::Rectangle<int> (x, (getHeight() - 36) / 2, width, 36); };
     toStart.setBounds (centre (16, 40));
     play.setBounds (centre (64, 56));
     loop.setBounds (centre (128, 40));
@@ -187,7 +190,7 @@ void TransportBar::paint (juce::Graphics& g)
 
     drawIcon (g,
               Icon::speaker,
-              juce::Rectangle<int> (volume.getX() - 26, getHeight() / 2 - 8, 16, 16).toFloat(),
+              juce::Rectangle<int> (volume.getX() - 18, getHeight() / 2 - 8, 16, 16).toFloat(),
               palette::textMid);
     g.setColour (palette::textMid);
     fonts::drawTabular (g,
@@ -223,15 +226,22 @@ void TransportBar::paintLoop (juce::Graphics& g) const
     const auto caption = juce::Rectangle<int> (left, getHeight() / 2 - 18, 120, 14);
     g.setColour (palette::textLow);
     g.setFont (fonts::caption());
-    g.drawText (state.loop.has_value() && state.looping ? "LOOP" : "SELECTION", caption, juce::Justification::centredLeft, false);
+    g.drawText (state.loop.has_value() && state.looping ? "LOOP" : "SELECTION",
+                caption,
+                juce::Justification::centredLeft,
+                false);
 
     const auto font = fonts::inter (13.0f);
     g.setFont (font);
-    const auto line = juce::Rectangle<int>::leftTopRightBottom (left, getHeight() / 2 - 3, middle.getRight(), getHeight() / 2 + 17);
+    const auto line = juce::Rectangle<int>::leftTopRightBottom (
+        left, getHeight() / 2 - 3, middle.getRight(), getHeight() / 2 + 17);
     if (! state.loop.has_value())
     {
         g.setColour (palette::textMid);
-        g.drawText (juce::String::fromUTF8 ("None \xc2\xb7 drag in the waveform"), line, juce::Justification::centredLeft, true);
+        g.drawText (juce::String::fromUTF8 ("None \xc2\xb7 drag in the waveform"),
+                    line,
+                    juce::Justification::centredLeft,
+                    true);
         return;
     }
     g.setColour (palette::textMid);
@@ -244,7 +254,8 @@ void TransportBar::paintLoop (juce::Graphics& g) const
     g.setColour (palette::textLow);
     fonts::drawTabular (g,
                         font,
-                        juce::String::fromUTF8 (" \xc2\xb7 ") + juce::String (state.loop->getLength(), 3) + " s",
+                        juce::String::fromUTF8 (" \xc2\xb7 ") + juce::String (state.loop->getLength(), 3)
+                            + " s",
                         line.withLeft (loopEnd.getRight() + 1).toFloat(),
                         juce::Justification::centredLeft);
 }
@@ -254,7 +265,10 @@ void TransportBar::paintNotice (juce::Graphics& g) const
     auto line = middleArea().withTrimmedLeft (17);
     if (notice.warns)
     {
-        drawIcon (g, Icon::warning, line.removeFromLeft (14).withSizeKeepingCentre (14, 14).toFloat(), palette::amber);
+        drawIcon (g,
+                  Icon::warning,
+                  line.removeFromLeft (14).withSizeKeepingCentre (14, 14).toFloat(),
+                  palette::amber);
         line.removeFromLeft (8);
     }
     g.setColour (notice.warns ? palette::amber : palette::textHigh);

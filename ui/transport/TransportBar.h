@@ -79,7 +79,10 @@ public:
     OutputMeter& getMeter() { return meter; }
 
     /** A line for four seconds in place of the loop; the action is a link at its end and may be empty. */
-    void showNotice (const juce::String& text, const juce::String& action, std::function<void()> onAction, bool warns);
+    void showNotice (const juce::String& text,
+                     const juce::String& action,
+                     std::function<void()> onAction,
+                     bool warns);
     /** Called by the owner's timer. @param elapsed  seconds since the last call */
     void tick (double elapsed);
 

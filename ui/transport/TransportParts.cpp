@@ -54,7 +54,8 @@ void TimeField::setTime (double seconds)
 
 int TimeField::idealWidth() const
 {
-    return juce::roundToInt (std::ceil (fonts::tabularWidth (fonts::inter (13.0f), waveTimeText (shown, 3)))) + 1;
+    return juce::roundToInt (std::ceil (fonts::tabularWidth (fonts::inter (13.0f), waveTimeText (shown, 3))))
+           + 1;
 }
 
 void TimeField::paint (juce::Graphics& g)
@@ -62,7 +63,8 @@ void TimeField::paint (juce::Graphics& g)
     if (isBeingEdited())
         return;
     g.setColour (isMouseOver() ? palette::textHigh : palette::textMid);
-    fonts::drawTabular (g, getFont(), getText(), getLocalBounds().toFloat(), juce::Justification::centredLeft);
+    fonts::drawTabular (
+        g, getFont(), getText(), getLocalBounds().toFloat(), juce::Justification::centredLeft);
 }
 
 juce::TextEditor* TimeField::createEditorComponent()
@@ -109,7 +111,8 @@ void OutputMeter::paint (juce::Graphics& g)
         if (peak <= 0.0f)
             continue;
         g.setColour (level.peakDb > 0.0f ? palette::amber : palette::textMid);
-        g.fillRect (bar.withX (std::min (bar.getX() + peak * bar.getWidth(), bar.getRight() - 2.0f)).withWidth (2.0f));
+        g.fillRect (bar.withX (std::min (bar.getX() + peak * bar.getWidth(), bar.getRight() - 2.0f))
+                        .withWidth (2.0f));
     }
 }
 

@@ -24,7 +24,8 @@ juce::String volumeText (float volumeDb)
         return "Off";
     // A value that rounds to nothing has no sign.
     const auto tenths = juce::roundToInt (volumeDb * 10.0f);
-    const auto sign = tenths < 0 ? juce::String::fromUTF8 ("\xe2\x88\x92") : juce::String (tenths > 0 ? "+" : "");
+    const auto sign =
+        tenths < 0 ? juce::String::fromUTF8 ("\xe2\x88\x92") : juce::String (tenths > 0 ? "+" : "");
     return sign + juce::String (std::abs (tenths) / 10.0, 1) + " dB";
 }
 
@@ -39,8 +40,9 @@ std::optional<double> parseTime (const juce::String& text)
     {
         const auto isLast = i + 1 == parts.size();
         const auto& part = parts[i];
-        if (part.isEmpty() || ! part.containsOnly (isLast ? "0123456789." : "0123456789") || part.length() > 12
-            || ! part.containsAnyOf ("0123456789") || part.indexOfChar ('.') != part.lastIndexOfChar ('.'))
+        if (part.isEmpty() || ! part.containsOnly (isLast ? "0123456789." : "0123456789")
+            || part.length() > 12 || ! part.containsAnyOf ("0123456789")
+            || part.indexOfChar ('.') != part.lastIndexOfChar ('.'))
             return {};
         const auto value = part.getDoubleValue();
         // After the first part every one is a sixtieth.

@@ -125,6 +125,8 @@ void WavePlot::paint (juce::Graphics& g)
         g.drawImageTransformed (fading, juce::AffineTransform::scale (1.0f / scale));
     }
 
+    if (scene.content.track().source == nullptr)
+        return;
     // A breath of shadow sets the white strip off from bright waveforms.
     const auto x = juce::roundToInt (scene.view.xForTime (scene.view.playhead()));
     for (const auto& [distance, alpha] :

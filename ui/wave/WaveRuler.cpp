@@ -94,6 +94,8 @@ void WaveRuler::drawSelection (juce::Graphics& g) const
 
 void WaveRuler::drawFlag (juce::Graphics& g) const
 {
+    if (scene.content.track().source == nullptr)
+        return;
     const auto& view = scene.view;
     const auto x = static_cast<float> (juce::roundToInt (view.xForTime (view.playhead())));
     const auto top = static_cast<float> (bandTop + 1);

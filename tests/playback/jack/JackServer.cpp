@@ -46,8 +46,23 @@ JackServer::JackServer (int sampleRate, int blockSize)
         const auto nowhere = ::open ("/dev/null", O_RDWR);
         ::dup2 (nowhere, 1);
         ::dup2 (nowhere, 2);
-        ::execlp ("jackd", "jackd", "--no-realtime", "--sync", "-n", name.c_str(), "-d", "dummy", "-r", rate.c_str(), "-p",
-                  size.c_str(), "-C", "0", "-P", "2", nullptr);
+        ::execlp ("jackd",
+                  "jackd",
+                  "--no-realtime",
+                  "--sync",
+                  "-n",
+                  name.c_str(),
+                  "-d",
+                  "dummy",
+                  "-r",
+                  rate.c_str(),
+                  "-p",
+                  size.c_str(),
+                  "-C",
+                  "0",
+                  "-P",
+                  "2",
+                  nullptr);
         ::_exit (127);
     }
 

@@ -90,8 +90,11 @@ public:
     {
         constexpr std::ptrdiff_t pattern = 32;
         const auto close = [] (float a, float b) { return std::abs (a - b) < 1.0e-6f; };
-        const auto found = std::search (
-            recorded.begin() + searchFrom, recorded.end(), expected.begin(), expected.begin() + pattern, close);
+        const auto found = std::search (recorded.begin() + searchFrom,
+                                        recorded.end(),
+                                        expected.begin(),
+                                        expected.begin() + pattern,
+                                        close);
 
         if (found == recorded.end() || recorded.end() - found < static_cast<std::ptrdiff_t> (expected.size()))
         {
@@ -103,7 +106,9 @@ public:
         double largest = 0.0;
 
         for (std::size_t i = 0; i < expected.size(); ++i)
-            largest = std::max (largest, static_cast<double> (std::abs (found[static_cast<std::ptrdiff_t> (i)] - expected[i])));
+            largest = std::max (
+                largest,
+                static_cast<double> (std::abs (found[static_cast<std::ptrdiff_t> (i)] - expected[i])));
 
         searchFrom = found - recorded.begin();
         largestDifference = std::max (largestDifference, largest);
@@ -150,9 +155,9 @@ bool compareAt (int rate)
         checks.push_back ([=] (Comparison& c) { c.find (what, expected (from, count)); });
     };
 
-    const auto withSetting = [&] (SuppressionSetting setting)
-    {
-        return [=] (std::int64_t from, std::int64_t count) { return exported (*samples, setting, from, count); };
+    const auto withSetting = [&] (SuppressionSetting setting) {
+        return [=] (std::int64_t from, std::int64_t count)
+        { return exported (*samples, setting, from, count); };
     };
 
     engine.play();
@@ -196,7 +201,8 @@ bool compareAt (int rate)
             {
                 auto result = sourceOf (*samples, from, count);
                 const auto processed = exported (*samples, a, from, count);
-                std::transform (result.begin(), result.end(), processed.begin(), result.begin(), std::minus<>());
+                std::transform (
+                    result.begin(), result.end(), processed.begin(), result.begin(), std::minus<>());
                 return result;
             });
     engine.stop();
@@ -209,7 +215,8 @@ bool compareAt (int rate)
 
     const auto late = engine.counters().lateBlocks;
     const auto xruns = player.device->manager().getXRunCount();
-    std::printf ("%6d Hz: %zu stretches, %.1f s compared, largest difference %.1f dBFS, %llu late blocks, %d xruns, callback "
+    std::printf ("%6d Hz: %zu stretches, %.1f s compared, largest difference %.1f dBFS, %llu late blocks, %d "
+                 "xruns, callback "
                  "load at most %.1f %%%s\n",
                  rate,
                  checks.size(),
@@ -230,7 +237,7 @@ bool kill (int numKills)
     auto server = std::make_unique<JackServer> (rate, 512);
     Player player;
     int numNotices = 0;
-    std::uint32_t killedAt = 0, slowestNotice = 0;
+    std::uint32_t killedAt = 0, slowestNotice = 0, slowestResume = 0;
     player.device->onLost = [&] (const juce::String&)
     {
         ++numNotices;
@@ -259,17 +266,25 @@ bool kill (int numKills)
         }
 
         player.engine->play();
-        player.run (400);
-        numResumed += player.engine->position() > kept + rate / 10 && player.engine->isPlaying() ? 1 : 0;
+        const auto reopenedAt = now();
+
+        while (player.engine->position() == kept && now() - reopenedAt < 3000)
+            player.run (5);
+
+        slowestResume = std::max (slowestResume, now() - reopenedAt);
+        player.run (100);
+        numResumed += player.engine->position() > kept && player.engine->isPlaying() ? 1 : 0;
     }
 
-    std::printf ("%d kills: %d notices, the slowest after %u ms; position kept %d times, resumed %d times; longest gap in the "
-                 "message loop %u ms\n",
+    std::printf ("%d kills: %d notices, the slowest after %u ms; position kept %d times, resumed %d times, "
+                 "at most %u ms "
+                 "after the new start; longest gap in the message loop %u ms\n",
                  numKills,
                  numNotices,
                  slowestNotice,
                  numKept,
                  numResumed,
+                 slowestResume,
                  player.longestGap);
     return numNotices == numKills && numKept == numKills && numResumed == numKills && slowestNotice <= 1000;
 }
@@ -313,7 +328,8 @@ bool playFromDisk (const char* folder, int seconds)
     for (auto& x : block)
         x = static_cast<float> (random() % 2001) / 1000.0f * 0.01f - 0.01f;
 
-    for (std::int64_t done = 0; done < numTracks * length * 28; done += static_cast<std::int64_t> (block.size() * 4))
+    for (std::int64_t done = 0; done < numTracks * length * 28;
+         done += static_cast<std::int64_t> (block.size() * 4))
         if (::write (file, block.data(), block.size() * 4) < 0)
             throw std::runtime_error (std::string ("can't write to ") + folder);
 
@@ -324,7 +340,8 @@ bool playFromDisk (const char* folder, int seconds)
     std::vector<PlaybackTrack> tracks;
 
     for (std::uint32_t t = 0; t < numTracks; ++t)
-        tracks.push_back (track (t, std::make_shared<FileSamples> (file, t * length * 28, length), { 2.5f, 0.1f }));
+        tracks.push_back (
+            track (t, std::make_shared<FileSamples> (file, t * length * 28, length), { 2.5f, 0.1f }));
 
     Player player;
     player.open (tracks, rate);
@@ -339,7 +356,8 @@ bool playFromDisk (const char* folder, int seconds)
     const auto startedAfter = now() - before;
     player.run (1000 * seconds);
     const auto late = player.engine->counters().lateBlocks;
-    std::printf ("%d tracks from %s for %d s: started after %u ms, %llu late blocks, %d xruns, callback load %.1f %% on average, "
+    std::printf ("%d tracks from %s for %d s: started after %u ms, %llu late blocks, %d xruns, callback load "
+                 "%.1f %% on average, "
                  "%.1f %% at most\n",
                  numTracks,
                  folder,

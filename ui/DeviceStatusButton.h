@@ -6,10 +6,10 @@ namespace tessivar
 {
 
 /** The audio device at the right end of the menu bar: a dot and a line of words. A click asks for the settings. */
-class DeviceStatus : public juce::Button
+class DeviceStatusButton : public juce::Button
 {
 public:
-    DeviceStatus();
+    DeviceStatusButton();
 
     /** @param warns  amber: no device, or its rate differs from the Group's */
     void setStatus (const juce::String& words, bool warns);
@@ -22,7 +22,7 @@ public:
 private:
     bool warning = false;
 
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DeviceStatus)
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DeviceStatusButton)
 };
 
 } // namespace tessivar

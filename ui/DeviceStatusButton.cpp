@@ -1,4 +1,4 @@
-#include "ui/DeviceStatus.h"
+#include "ui/DeviceStatusButton.h"
 
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
@@ -18,14 +18,14 @@ juce::Font statusFont()
 
 } // namespace
 
-DeviceStatus::DeviceStatus() : Button ("Audio device")
+DeviceStatusButton::DeviceStatusButton() : Button ("Audio device")
 {
     setTooltip ("Audio settings");
     setMouseClickGrabsKeyboardFocus (false);
     setHasFocusOutline (true);
 }
 
-void DeviceStatus::setStatus (const juce::String& words, bool warns)
+void DeviceStatusButton::setStatus (const juce::String& words, bool warns)
 {
     warning = warns;
     setButtonText (words);
@@ -33,12 +33,13 @@ void DeviceStatus::setStatus (const juce::String& words, bool warns)
     repaint();
 }
 
-int DeviceStatus::idealWidth() const
+int DeviceStatusButton::idealWidth() const
 {
-    return juce::roundToInt (std::ceil (fonts::tabularWidth (statusFont(), getButtonText()))) + dotColumn + 2 * inset;
+    return juce::roundToInt (std::ceil (fonts::tabularWidth (statusFont(), getButtonText()))) + dotColumn
+           + 2 * inset;
 }
 
-void DeviceStatus::paintButton (juce::Graphics& g, bool over, bool)
+void DeviceStatusButton::paintButton (juce::Graphics& g, bool over, bool)
 {
     auto area = getLocalBounds().reduced (inset, 0).toFloat();
     g.setColour (warning ? palette::amber : palette::green);

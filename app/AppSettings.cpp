@@ -1,0 +1,55 @@
+#include "app/AppSettings.h"
+
+#include <algorithm>
+#include <array>
+#include <thread>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr int maximumThreads = 256;
+constexpr std::array scales{ 2.0, 1.5, 1.25, 1.0 };
+constexpr int roomWidth = 1280, roomHeight = 800;
+} // namespace
+
+int analysisThreads (const juce::PropertySet& settings)
+{
+    const auto chosen = settings.getIntValue (appSettingsKeys::analysisThreads);
+    const auto cores = static_cast<int> (std::thread::hardware_concurrency());
+    return std::clamp (chosen > 0 ? chosen : cores, 1, maximumThreads);
+}
+
+SeparationMethod defaultMethod (const juce::PropertySet& settings)
+{
+    return parseSeparationMethod (settings.getValue (appSettingsKeys::analysisMethod)).value_or (SeparationMethod::standard);
+}
+
+ReadAheadSettings readAheadSettings (const juce::PropertySet& settings)
+{
+    ReadAheadSettings result;
+    result.seconds = settings.getDoubleValue (appSettingsKeys::readAheadSeconds, result.seconds);
+    result.framesPerRead = settings.getIntValue (appSettingsKeys::readAheadFrames, result.framesPerRead);
+    return result.sanitised();
+}
+
+double interfaceScale (const juce::PropertySet& settings, int screenWidth, int screenHeight)
+{
+    const auto fromEnvironment =
+        juce::SystemStats::getEnvironmentVariable ("TESSIVAR_SCALE", {}).getDoubleValue();
+
+    if (fromEnvironment >= 0.5 && fromEnvironment <= 4.0)
+        return fromEnvironment;
+
+    if (const auto percent = settings.getIntValue (appSettingsKeys::interfaceSize); percent >= 100 && percent <= 200)
+        return percent / 100.0;
+
+    for (const auto scale : scales)
+        if (screenWidth / scale >= roomWidth && screenHeight / scale >= roomHeight)
+            return scale;
+
+    return 1.0;
+}
+
+} // namespace tessivar

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "model/GroupState.h"
+#include "model/SettingsStore.h"
+#include "playback/ReadAhead.h"
+
+namespace tessivar
+{
+
+/** Keys of the settings that only the window uses, and their values. Absent or senseless values give the defaults. */
+namespace appSettingsKeys
+{
+inline constexpr auto analysisThreads = "analysisThreads";   // 0: one per core
+inline constexpr auto analysisMethod = "analysisMethod";     // "standard" or "refined", of new Groups
+inline constexpr auto interfaceSize = "interfaceSize";       // percent; 0: automatic
+inline constexpr auto windowState = "windowState";
+inline constexpr auto browserWidth = "browserWidth";
+inline constexpr auto volume = "volume";                     // dB
+inline constexpr auto readAheadSeconds = "readAheadSeconds";
+inline constexpr auto readAheadFrames = "readAheadFrames";
+} // namespace appSettingsKeys
+
+[[nodiscard]] int analysisThreads (const juce::PropertySet& settings);
+[[nodiscard]] SeparationMethod defaultMethod (const juce::PropertySet& settings);
+[[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
+
+/** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % that leaves 1280 x 800 logical pixels of a
+    screen of this size; TESSIVAR_SCALE in the environment (a number such as 1.5) comes before both.
+*/
+[[nodiscard]] double interfaceScale (const juce::PropertySet& settings, int screenWidth, int screenHeight);
+
+} // namespace tessivar

@@ -1,0 +1,165 @@
+#include "app/DialogPrompts.h"
+
+#include <utility>
+
+namespace tessivar
+{
+
+bool DialogPrompts::showModally (
+    const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make)
+{
+    // Shared with the dialog's callbacks, which may come after this call has given up.
+    const auto answered = std::make_shared<bool> (false);
+    auto content = make ([answered] { *answered = true; });
+    juce::Component::SafePointer<DialogContent> dialog (content.get());
+    scrim.show (std::move (content));
+
+    while (! *answered && dialog != nullptr)
+        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
+            break;
+
+    if (! *answered && dialog != nullptr && scrim.getTop() == dialog.getComponent())
+        scrim.dismissTop();
+
+    return *answered;
+}
+
+void DialogPrompts::warn (const juce::String& text, const juce::String& details)
+{
+    MessageDialogSettings settings;
+    settings.title = "Warning";
+    settings.message = text;
+    settings.warns = true;
+
+    if (details.isNotEmpty())
+        settings.list = juce::StringArray::fromLines (details);
+
+    settings.buttons = { { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } };
+    showMessage (settings, [] (int, bool) {});
+}
+
+void DialogPrompts::tell (const juce::String& title, const juce::String& text, const juce::StringArray& list)
+{
+    MessageDialogSettings settings;
+    settings.title = title;
+    settings.message = text;
+    settings.list = list;
+    settings.buttons = { { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } };
+    showMessage (settings, [] (int, bool) {});
+}
+
+void DialogPrompts::showMessage (const MessageDialogSettings& settings,
+                                 const std::function<void (int button, bool ticked)>& onResult)
+{
+    showModally (
+        [&] (std::function<void()> close)
+        {
+            auto dialog = std::make_unique<MessageDialog> (images, settings);
+            dialog->onResult = [onResult, close] (int button, bool ticked)
+            {
+                onResult (button, ticked);
+                close();
+            };
+            return dialog;
+        });
+}
+
+bool DialogPrompts::showExportReport (const ExportReportContent& report, const std::function<void()>& onShowInFolder)
+{
+    const auto again = std::make_shared<bool> (false);
+    showModally (
+        [&] (std::function<void()>)
+        {
+            auto dialog = std::make_unique<ExportReportDialog> (images, report);
+            dialog->onShowInFolder = onShowInFolder;
+            dialog->onTryAgain = [again] { *again = true; };
+            return dialog;
+        });
+    return *again;
+}
+
+bool DialogPrompts::ask (const Question& question)
+{
+    const auto overwrites = question.acceptButton == "Overwrite";
+    return askWith (question, overwrites ? ButtonLook::caution : ButtonLook::primary);
+}
+
+bool DialogPrompts::askDangerous (const Question& question)
+{
+    return askWith (question, ButtonLook::danger);
+}
+
+bool DialogPrompts::askWith (const Question& question, ButtonLook look)
+{
+    const auto accepted = std::make_shared<bool> (false);
+    showModally (
+        [&] (std::function<void()> close)
+        {
+            return makeQuestionDialog (images,
+                                       question.title,
+                                       question.text,
+                                       question.acceptButton,
+                                       question.refuseButton,
+                                       look,
+                                       [accepted, close] (bool answer)
+                                       {
+                                           *accepted = answer;
+                                           close();
+                                       });
+        });
+    return *accepted;
+}
+
+bool DialogPrompts::showWarning (const ImportWarnings::Warning& warning)
+{
+    const auto silence = std::make_shared<bool> (false);
+    auto entries = warning.entries;
+    entries.removeEmptyStrings();
+    showModally (
+        [&] (std::function<void()> close)
+        {
+            return makeWarningDialog (images,
+                                      "Warning",
+                                      warning.message,
+                                      entries,
+                                      warning.canBeSilenced,
+                                      [silence, close] (bool never)
+                                      {
+                                          *silence = never;
+                                          close();
+                                      });
+        });
+    return *silence;
+}
+
+std::optional<std::vector<bool>> DialogPrompts::pick (const juce::String& title,
+                                                      const juce::String& message,
+                                                      const std::vector<ChecklistDialog::Entry>& entries,
+                                                      const juce::String& acceptButton)
+{
+    const auto result = std::make_shared<std::optional<std::vector<bool>>>();
+    showModally (
+        [&] (std::function<void()> close)
+        {
+            auto dialog = std::make_unique<ChecklistDialog> (
+                images,
+                title,
+                message,
+                entries,
+                std::vector<DialogButton>{
+                    { .text = "Cancel", .isSafe = true },
+                    { .text = acceptButton, .look = ButtonLook::primary, .hasFirstFocus = true },
+                });
+            dialog->onResult = [result, close] (int button, const std::vector<bool>& ticked)
+            {
+                if (button == 1)
+                    *result = ticked;
+
+                close();
+            };
+            return dialog;
+        });
+    return *result;
+}
+
+} // namespace tessivar

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "jobs/UserPrompts.h"
+#include "ui/ResourceImages.h"
+#include "ui/dialogs/ChecklistDialog.h"
+#include "ui/dialogs/ExportReportDialog.h"
+#include "ui/dialogs/MessageDialog.h"
+
+#include <optional>
+#include <vector>
+
+namespace tessivar
+{
+
+/** Tells and asks by dialogs over the window; each call returns when the user has answered. Message thread. */
+class DialogPrompts final : public UserPrompts
+{
+public:
+    DialogPrompts (DialogScrim& scrimToUse, const ResourceImages& imagesToUse) : scrim (scrimToUse), images (imagesToUse)
+    {
+    }
+
+    void warn (const juce::String& text, const juce::String& details = {}) override;
+    [[nodiscard]] bool ask (const Question& question) override;
+    [[nodiscard]] bool showWarning (const ImportWarnings::Warning& warning) override;
+
+    /** A message that is no warning. */
+    void tell (const juce::String& title, const juce::String& text, const juce::StringArray& list = {});
+
+    /** As ask(), for what throws something away. */
+    [[nodiscard]] bool askDangerous (const Question& question);
+
+    void showMessage (const MessageDialogSettings& settings, const std::function<void (int button, bool ticked)>& onResult);
+    /** True when the user wants what failed to be tried again. */
+    [[nodiscard]] bool showExportReport (const ExportReportContent& report, const std::function<void()>& onShowInFolder);
+
+    /** The ticked entries; nothing when the user went back. */
+    [[nodiscard]] std::optional<std::vector<bool>> pick (const juce::String& title,
+                                                         const juce::String& message,
+                                                         const std::vector<ChecklistDialog::Entry>& entries,
+                                                         const juce::String& acceptButton);
+
+    /** Shows a dialog and returns when it has called the function it is given; false when the program ends first. */
+    bool showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
+
+private:
+    [[nodiscard]] bool askWith (const Question& question, ButtonLook look);
+
+    DialogScrim& scrim;
+    const ResourceImages& images;
+};
+
+} // namespace tessivar

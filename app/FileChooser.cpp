@@ -1,0 +1,169 @@
+#include "app/FileChooser.h"
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+namespace tessivar
+{
+
+namespace
+{
+using Kind = FileChooserRequest::Kind;
+
+// Between the names of several files: no name holds it.
+const juce::String separator = juce::String::charToString (0x1f);
+
+juce::File programInPath (const char* name)
+{
+    for (const auto& folder :
+         juce::StringArray::fromTokens (juce::SystemStats::getEnvironmentVariable ("PATH", {}), ":", {}))
+        if (juce::File::isAbsolutePath (folder))
+            if (const auto file = juce::File (folder).getChildFile (name); file.existsAsFile())
+                return file;
+
+    return {};
+}
+
+juce::String startPathOf (const FileChooserRequest& request)
+{
+    // With a separator behind it, or the chooser takes the folder for a file inside its parent.
+    const auto folder = juce::File::addTrailingSeparator (request.startFolder.getFullPathName());
+    return request.kind == Kind::saveFile ? folder + request.suggestedName : folder;
+}
+
+std::vector<juce::File> filesFrom (const juce::String& output, const juce::String& between)
+{
+    std::vector<juce::File> files;
+
+    for (const auto& path : juce::StringArray::fromTokens (output, between, {}))
+        if (juce::File::isAbsolutePath (path))
+            files.emplace_back (path);
+
+    return files;
+}
+
+/** Runs a chooser to its end while messages are delivered, and returns what it printed. */
+juce::String outputOf (const juce::StringArray& arguments)
+{
+    juce::ChildProcess process;
+
+    if (! process.start (arguments, juce::ChildProcess::wantStdOut))
+        return {};
+
+    while (process.isRunning())
+    {
+        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
+        {
+            process.kill();
+            return {};
+        }
+    }
+
+    const auto output = process.readAllProcessOutput();
+    return process.getExitCode() == 0 ? output.trimCharactersAtEnd ("\n") : juce::String();
+}
+
+std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)
+{
+    int flags = request.kind == Kind::saveFile ? juce::FileBrowserComponent::saveMode
+                                               : juce::FileBrowserComponent::openMode;
+    flags |= request.wantsFolders() ? juce::FileBrowserComponent::canSelectDirectories
+                                    : juce::FileBrowserComponent::canSelectFiles;
+
+    if (request.wantsSeveral())
+        flags |= juce::FileBrowserComponent::canSelectMultipleItems;
+
+    const auto start = request.kind == Kind::saveFile ? request.startFolder.getChildFile (request.suggestedName)
+                                                      : request.startFolder;
+    juce::FileChooser chooser (request.title, start, bothCases (request.wildcard).replace (" ", ";"), false);
+    auto finished = false;
+    std::vector<juce::File> files;
+    chooser.launchAsync (flags,
+                         [&] (const juce::FileChooser& done)
+                         {
+                             for (const auto& file : done.getResults())
+                                 files.push_back (file);
+
+                             finished = true;
+                         });
+
+    while (! finished && juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
+    {
+    }
+
+    return files;
+}
+} // namespace
+
+juce::String bothCases (const juce::String& wildcard)
+{
+    juce::StringArray patterns;
+
+    for (const auto& pattern : juce::StringArray::fromTokens (wildcard, ";", {}))
+    {
+        patterns.add (pattern.trim());
+        patterns.add (pattern.trim().toUpperCase());
+    }
+
+    return patterns.joinIntoString (" ");
+}
+
+juce::StringArray zenityArguments (const FileChooserRequest& request)
+{
+    juce::StringArray arguments{ "zenity", "--file-selection", "--title=" + request.title };
+
+    if (request.kind == Kind::saveFile)
+        arguments.add ("--save");
+
+    if (request.wantsFolders())
+        arguments.add ("--directory");
+    else
+        arguments.add ("--file-filter=" + request.wildcard + " | " + bothCases (request.wildcard));
+
+    if (request.wantsSeveral())
+    {
+        arguments.add ("--multiple");
+        arguments.add ("--separator=" + separator);
+    }
+
+    arguments.add ("--filename=" + startPathOf (request));
+    return arguments;
+}
+
+juce::StringArray kdialogArguments (const FileChooserRequest& request)
+{
+    juce::StringArray arguments{ "kdialog", "--title", request.title };
+
+    if (request.wantsSeveral())
+        arguments.addArray ({ "--multiple", "--separate-output" });
+
+    arguments.add (request.wantsFolders()             ? "--getexistingdirectory"
+                   : request.kind == Kind::saveFile ? "--getsavefilename"
+                                                    : "--getopenfilename");
+    arguments.add (startPathOf (request));
+
+    if (! request.wantsFolders())
+        arguments.add (bothCases (request.wildcard));
+
+    return arguments;
+}
+
+std::vector<juce::File> chooseFiles (const FileChooserRequest& request)
+{
+    const auto zenity = programInPath ("zenity"), kdialog = programInPath ("kdialog");
+
+    // kdialog can't choose several folders.
+    const auto useKdialog = kdialog != juce::File() && request.kind != Kind::chooseFolders;
+    const auto prefersKdialog = juce::SystemStats::getEnvironmentVariable ("XDG_CURRENT_DESKTOP", {}).contains ("KDE");
+    std::vector<juce::File> files;
+
+    if (useKdialog && (prefersKdialog || zenity == juce::File()))
+        files = filesFrom (outputOf (kdialogArguments (request)), "\n");
+    else if (zenity != juce::File())
+        files = filesFrom (outputOf (zenityArguments (request)), request.wantsSeveral() ? separator : juce::String());
+    else
+        files = chooseWithOwnBrowser (request);
+
+    return files;
+}
+
+} // namespace tessivar

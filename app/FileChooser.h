@@ -1,0 +1,45 @@
+#pragma once
+
+#include <juce_core/juce_core.h>
+
+#include <vector>
+
+namespace tessivar
+{
+
+/** What a file chooser is opened for. */
+struct FileChooserRequest
+{
+    enum class Kind
+    {
+        openFile,
+        openFiles,
+        saveFile,
+        chooseFolder,
+        chooseFolders
+    };
+
+    juce::String title;
+    juce::String wildcard; // "*.wav;*.aiff"
+    Kind kind = Kind::openFile;
+    juce::File startFolder;
+    juce::String suggestedName; // of a file to save
+
+    [[nodiscard]] bool wantsFolders() const { return kind == Kind::chooseFolder || kind == Kind::chooseFolders; }
+    [[nodiscard]] bool wantsSeveral() const { return kind == Kind::openFiles || kind == Kind::chooseFolders; }
+};
+
+/** Opens the desktop's own chooser, zenity or kdialog, or one of the program's own where there is none, and returns what
+    the user chose; nothing when it was cancelled. Messages are delivered meanwhile. The working directory stays what it
+    is, and names keep colons, blanks and quotes.
+*/
+[[nodiscard]] std::vector<juce::File> chooseFiles (const FileChooserRequest& request);
+
+/** The arguments that a chooser program is started with; the first is its name. For tests. */
+[[nodiscard]] juce::StringArray zenityArguments (const FileChooserRequest& request);
+[[nodiscard]] juce::StringArray kdialogArguments (const FileChooserRequest& request);
+
+/** A wildcard with its upper-case form beside it, parted by blanks: "*.wav *.WAV". */
+[[nodiscard]] juce::String bothCases (const juce::String& wildcard);
+
+} // namespace tessivar

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "app/DialogPrompts.h"
+#include "app/JobRunner.h"
+#include "jobs/AnalysisRequest.h"
+#include "jobs/ExportRequest.h"
+#include "jobs/ImportGroup.h"
+#include "model/TemporaryStore.h"
+#include "model/TessivarWorkspace.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tessivar
+{
+
+/** What the commands do with Groups: open, save, import, analyse, export, close. Everything that takes long runs behind the
+    progress dialog; everything that fails is told. Message thread; each function returns when all of it is over.
+*/
+class GroupWork
+{
+public:
+    GroupWork (TessivarWorkspace& workspace, JobRunner& runner, DialogPrompts& prompts, const juce::File& resourceFolder);
+
+    Group::Ptr newGroup();
+
+    void open (const std::vector<juce::File>& groupFiles);
+
+    /** False when the Group is not in its file afterwards. One that has none is saved as. */
+    bool save (const Group::Ptr& group);
+    bool saveAs (const Group::Ptr& group);
+    bool saveAll();
+
+    /** Asks about unsaved changes first. False when the user keeps it open. */
+    bool close (const Group::Ptr& group);
+
+    /** Audio files join the target; without one they make a new Group, as each folder does; group files are opened, or
+        offer their tracks to the target.
+    */
+    void importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target);
+    void importFromGroupFile (const juce::File& file, const Group::Ptr& target);
+
+    /** The user chooses what to import or open. */
+    void chooseAndOpen();
+    void chooseAndImportTracks (const Group::Ptr& target);
+    void chooseAndImportFolders();
+    void chooseAndImportFromGroup (const Group::Ptr& target);
+
+    void analyze (const Group::Ptr& group);
+
+    /** One after the other; a Group that is refused does not keep the others back. Ends with one summary. */
+    void analyzeAll();
+
+    void exportTrack (const Group::Ptr& group, const Track::Ptr& track);
+    void exportGroups (ExportScope scope, const Group::Ptr& selected);
+
+    /** Shows the warnings that were collected. */
+    void showPendingWarnings();
+
+    /** Whether a job runs, or a chooser is open. */
+    [[nodiscard]] bool isBusy() const { return runner.isBusy() || choosing; }
+
+    /** Told of a Group that is about to be closed, with or without its changes. */
+    std::function<void (const Group::Ptr&)> onClosed;
+
+    /** Told when an analysis has ended well, and with what to say for four seconds; an action may be empty. */
+    std::function<void (const Group::Ptr&)> onAnalysed;
+    std::function<void (const juce::String& text, const juce::String& action, std::function<void()> onAction)> onNotice;
+
+private:
+    [[nodiscard]] TemporaryStore* temporaryStore();
+    [[nodiscard]] std::vector<juce::File> choose (const struct FileChooserRequest& request);
+    void openOne (const juce::File& file);
+    void importNewGroup (const NewGroupFiles& files);
+    void importInto (const std::vector<juce::File>& files, const Group::Ptr& target);
+    void finishImport (ImportedTracks imported, const Group::Ptr& target);
+    bool saveTo (const Group::Ptr& group, const juce::File& file, bool savingDiskSpace);
+    [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
+    void runExport (const juce::String& title,
+                    const std::vector<SessionTrack>& tracks,
+                    const ExportOptions& options,
+                    const juce::File& singleFile);
+
+    /** True when the user wants what failed to be tried again. */
+    [[nodiscard]] bool reportExport (const ExportReport& report, const ExportOptions& options);
+
+    TessivarWorkspace& workspace;
+    JobRunner& runner;
+    DialogPrompts& prompts;
+    const juce::File resources;
+    ImportWarnings warnings;
+    std::shared_ptr<TemporaryStore> store; // made when it is first needed
+    bool choosing = false;
+};
+
+} // namespace tessivar

@@ -1,0 +1,79 @@
+#include "app/JobRunner.h"
+
+#include <juce_events/juce_events.h>
+
+#include <atomic>
+#include <new>
+#include <thread>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr int pollMs = 33;
+}
+
+JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work)
+{
+    jassert (! running);
+    running = true;
+    stopRequested = false;
+
+    std::atomic<double> progress{ 0.0 };
+    std::atomic<bool> finished{ false }, memoryRanOut{ false };
+    auto content = std::make_unique<ProgressDialog> (title);
+    juce::Component::SafePointer<ProgressDialog> dialog (content.get());
+    content->onCancel = [this] { stopRequested = true; };
+    scrim.show (std::move (content));
+
+    std::thread thread (
+        [&]
+        {
+            try
+            {
+                work ({ [this] { return stopRequested.load(); },
+                        [&progress] (double fraction) { progress = fraction; } });
+            }
+            catch (const std::bad_alloc&)
+            {
+                memoryRanOut = true;
+            }
+
+            finished = true;
+        });
+
+    const auto start = juce::Time::getMillisecondCounterHiRes();
+    ProgressState state;
+    state.stages = std::move (stages);
+
+    while (! finished)
+    {
+        state.progress = progress;
+        state.status = stopRequested ? juce::String ("Stopping...") : juce::String();
+        state.secondsLeft = stopRequested
+                                ? std::nullopt
+                                : estimateSecondsLeft (state.progress,
+                                                       (juce::Time::getMillisecondCounterHiRes() - start) / 1000.0);
+
+        if (dialog != nullptr)
+            dialog->setState (state);
+
+        // The program is told to end: the loop delivers nothing any more, and the work has to come to its end first.
+        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs))
+        {
+            stopRequested = true;
+            juce::Thread::sleep (pollMs);
+        }
+    }
+
+    thread.join();
+
+    if (dialog != nullptr && scrim.getTop() == dialog.getComponent())
+        scrim.dismissTop();
+
+    running = false;
+    return memoryRanOut ? End::outOfMemory : stopRequested ? End::stopped : End::done;
+}
+
+} // namespace tessivar

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "ui/dialogs/ProgressDialog.h"
+
+#include <functional>
+#include <vector>
+
+namespace tessivar
+{
+
+/** Runs one long piece of work at a time on a thread of its own, behind a progress dialog, while the window stays alive.
+
+    run() returns when the work is over; meanwhile messages are delivered, so whoever can be reached by them asks isBusy()
+    first. Cancel asks the work to stop, which it looks for several times a second; it is never killed.
+*/
+class JobRunner
+{
+public:
+    explicit JobRunner (DialogScrim& scrimToUse) : scrim (scrimToUse) {}
+
+    /** What the work may ask and tell while it runs, on its own thread. */
+    struct Watch
+    {
+        std::function<bool()> shouldStop;
+        std::function<void (double)> setProgress; // 0..1, never falls
+    };
+
+    using Work = std::function<void (const Watch&)>;
+
+    enum class End
+    {
+        done,
+        stopped,   // the user asked for it; the work has ended all the same
+        outOfMemory
+    };
+
+    End run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work);
+
+    [[nodiscard]] bool isBusy() const { return running; }
+
+    /** For quitting: as Cancel does. */
+    void requestStop() { stopRequested = true; }
+
+private:
+    DialogScrim& scrim;
+    bool running = false;
+    std::atomic<bool> stopRequested{ false };
+};
+
+} // namespace tessivar

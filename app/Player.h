@@ -1,0 +1,66 @@
+#pragma once
+
+#include "model/Group.h"
+#include "model/TessivarWorkspace.h"
+#include "playback/PlaybackDevice.h"
+#include "playback/PlaybackEngine.h"
+
+#include <functional>
+
+namespace tessivar
+{
+
+/** What is heard of the open work: hands the selected Group to the playback engine, and keeps engine, device and the
+    window's transport state together. Times are seconds from the start of the Group. Message thread.
+*/
+class Player
+{
+public:
+    Player (TessivarWorkspace& workspaceToUse, const ReadAheadSettings& readAhead);
+
+    /** Opens the sound device; without one everything but sound works. */
+    void start();
+
+    /** Called four times a second: looks after the device. */
+    void tick();
+
+    /** Brings playback in line with the Group and its tracks; does nothing where nothing differs. */
+    void show (const Group::Ptr& group, std::uint32_t selectedTrack);
+
+    void setListening (Listening listening);
+
+    void play();
+    void stop();
+    void playOrStop();
+    void seek (double seconds);
+    void setLoop (std::optional<juce::Range<double>> range); // nothing: plays through
+    void setVolumeDb (float levelDb);
+
+    [[nodiscard]] bool canPlay() const;
+    [[nodiscard]] bool isPlaying() const { return engine.isPlaying(); }
+    [[nodiscard]] double position() const;
+    [[nodiscard]] double duration() const;
+    [[nodiscard]] Listening listening() const { return currentListening; }
+    [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const { return engine.levels (trackId); }
+
+    PlaybackEngine engine;
+    PlaybackDevice device;
+
+    /** A sentence for the user: the device was lost, or playback can't keep up. */
+    std::function<void (const juce::String& text, bool canReopen)> onNotice;
+
+private:
+    [[nodiscard]] bool sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampleRate) const;
+    [[nodiscard]] std::int64_t samplesAt (double seconds) const;
+
+    std::vector<PlaybackTrack> shownTracks;
+    double shownRate = 0.0;
+    std::uint32_t shownSelection = 0;
+    Listening currentListening = Listening::processed;
+    std::uint64_t seenLateBlocks = 0;
+    std::uint32_t lastLateNotice = 0;
+
+    JUCE_DECLARE_NON_COPYABLE (Player)
+};
+
+} // namespace tessivar

@@ -1,0 +1,407 @@
+#include "tests/ui/GallerySamples.h"
+#include "tests/ui/Snapshots.h"
+
+#include "ui/Palette.h"
+#include "ui/TessivarCheckBox.h"
+#include "ui/TessivarComboBox.h"
+#include "ui/TessivarComponent.h"
+#include "ui/TessivarSuppressionMeterComponent.h"
+#include "ui/TessivarTimeMarker.h"
+#include "ui/browser/BrowserView.h"
+#include "ui/dock/SettingDock.h"
+#include "ui/transport/TransportBar.h"
+
+#include <catch2/catch.hpp>
+
+namespace tessivar
+{
+namespace
+{
+
+juce::MouseEvent mouseAt (juce::Component& component,
+                          juce::Point<float> position,
+                          int modifiers = juce::ModifierKeys::leftButtonModifier)
+{
+    const auto now = juce::Time::getCurrentTime();
+    return { juce::Desktop::getInstance().getMainMouseSource(),
+             position,
+             juce::ModifierKeys (modifiers),
+             juce::MouseInputSource::defaultPressure,
+             juce::MouseInputSource::defaultOrientation,
+             juce::MouseInputSource::defaultRotation,
+             juce::MouseInputSource::defaultTiltX,
+             juce::MouseInputSource::defaultTiltY,
+             &component,
+             &component,
+             now,
+             position,
+             now,
+             1,
+             false };
+}
+
+constexpr auto left = juce::ModifierKeys::leftButtonModifier;
+constexpr auto shiftLeft = juce::ModifierKeys::leftButtonModifier | juce::ModifierKeys::shiftModifier;
+constexpr auto ctrlLeft = juce::ModifierKeys::leftButtonModifier | juce::ModifierKeys::ctrlModifier;
+
+} // namespace
+
+TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
+{
+    test::PaintingFixture fixture;
+    TessivarKnobTooltip label;
+    TessivarKnobComponent knob (fixture.images, 39.0f, &label, true);
+    knob.setRange (0.0, 5.0);
+    knob.setDefaultValue (2.5f);
+    knob.setBounds (0, 0, 128, 128);
+
+    SECTION ("shows its dot where its value points, bright only when it can be turned")
+    {
+        const auto dotAt = [&] (float proportion)
+        {
+            const auto place =
+                knobDotBounds (knob.getLocalBounds().toFloat(), 39.0f, proportion).getCentre().roundToInt();
+            return test::snapshot (knob).getPixelAt (place.x, place.y);
+        };
+        knob.setValue (2.5, juce::dontSendNotification);
+        CHECK (dotAt (0.5f).getBrightness() > 0.9f);
+        CHECK (dotAt (0.0f).getBrightness() < 0.4f);
+        knob.setEnabled (false);
+        CHECK (dotAt (0.5f).getBrightness() < 0.6f);
+    }
+
+    SECTION ("jumps to its default on a shift-click and begins no drag with it")
+    {
+        knob.setValue (1.0, juce::dontSendNotification);
+        knob.mouseDown (mouseAt (knob, { 64.0f, 64.0f }, shiftLeft));
+        CHECK (knob.getValue() == 2.5);
+        knob.mouseDrag (mouseAt (knob, { 64.0f, 0.0f }, shiftLeft));
+        CHECK (knob.getValue() == 2.5);
+        knob.mouseUp (mouseAt (knob, { 64.0f, 0.0f }, shiftLeft));
+    }
+
+    SECTION ("turns by drags without a jump when the modifier for fine movement comes and goes")
+    {
+        knob.setValue (0.0, juce::dontSendNotification);
+        knob.mouseDown (mouseAt (knob, { 10.0f, 100.0f }));
+        knob.mouseDrag (mouseAt (knob, { 10.0f, 50.0f }));
+        CHECK (knob.getValue() == Approx (5.0 * 50.0 / 250.0));
+        knob.mouseDrag (mouseAt (knob, { 160.0f, 50.0f }, ctrlLeft));
+        CHECK (knob.getValue() == Approx (5.0 * (0.2 + 0.1)));
+        knob.mouseDrag (mouseAt (knob, { 160.0f, 75.0f }, left));
+        CHECK (knob.getValue() == Approx (5.0 * (0.3 - 0.1)));
+        knob.mouseUp (mouseAt (knob, { 160.0f, 75.0f }));
+    }
+
+    SECTION ("moves by 1 % a notch of the wheel, and not while it is held or disabled")
+    {
+        juce::MouseWheelDetails up{ 0.0f, 50.0f / 256.0f, false, false, false };
+        knob.setValue (2.5, juce::dontSendNotification);
+        knob.mouseWheelMove (mouseAt (knob, { 64.0f, 64.0f }, 0), up);
+        CHECK (knob.getValue() == Approx (5.0 * 0.51));
+        knob.mouseWheelMove (mouseAt (knob, { 64.0f, 64.0f }, juce::ModifierKeys::ctrlModifier), up);
+        CHECK (knob.getValue() == Approx (5.0 * 0.512));
+        knob.mouseWheelMove (mouseAt (knob, { 64.0f, 64.0f }), up);
+        knob.setEnabled (false);
+        knob.mouseWheelMove (mouseAt (knob, { 64.0f, 64.0f }, 0), up);
+        CHECK (knob.getValue() == Approx (5.0 * 0.512));
+    }
+
+    SECTION ("shows its label on a double-click, unless it is disabled")
+    {
+        label.setVisible (false);
+        knob.setValue (3.1, juce::dontSendNotification);
+        knob.setEnabled (false);
+        knob.mouseDoubleClick (mouseAt (knob, { 64.0f, 64.0f }));
+        CHECK_FALSE (label.isVisible());
+        knob.setEnabled (true);
+        knob.mouseDoubleClick (mouseAt (knob, { 64.0f, 64.0f }));
+        CHECK (label.isVisible());
+        CHECK (label.getText() == "62%");
+        for (int tick = 0; tick < 85; ++tick)
+            label.fadeTick();
+        CHECK_FALSE (label.isVisible());
+    }
+}
+
+TEST_CASE ("Control pictures", "[ui][controls]")
+{
+    test::PaintingFixture fixture;
+
+    SECTION ("the meter's lit LEDs are ember, the others dark, from the top down")
+    {
+        TessivarSuppressionMeterComponent meter (fixture.images);
+        meter.layOut ({ 0, 0 }, 8);
+        meter.setLevel (12.0f / 41.0f + 0.0005f, 0.0f, 41.0f, false);
+        const auto image = test::snapshot (meter);
+        REQUIRE (image.getWidth() == 112);
+        // At double size: readout 60, header 20, then LEDs of 10 every 16.
+        const auto led = [&] (int index) { return image.getPixelAt (30, 80 + 16 * index + 5); };
+        CHECK (test::isNear (led (0), palette::ember, 60));
+        CHECK (test::isNear (led (11), palette::ember, 60));
+        CHECK (led (12).getBrightness() < 0.25f);
+        CHECK (led (40).getBrightness() < 0.25f);
+
+        meter.mouseDown (mouseAt (meter, { 50.0f, 59.0f }));
+        CHECK (meter.getState().readout() == "--");
+        meter.setLevel (0.6f, 0.0f, 41.0f, false);
+        meter.mouseDown (mouseAt (meter, { 50.0f, 60.0f }));
+        CHECK (meter.getState().readout() == "25dB");
+    }
+
+    SECTION ("without its images the meter draws, and no press clears it")
+    {
+        const ResourceImages none (test::shippedResources().getChildFile ("none"));
+        TessivarSuppressionMeterComponent meter (none);
+        meter.setSize (112, 400);
+        meter.setLevel (0.6f, 0.0f, 41.0f, false);
+        CHECK (test::snapshot (meter).getPixelAt (20, 200) == juce::Colours::black);
+        meter.mouseDown (mouseAt (meter, { 50.0f, 0.0f }));
+        CHECK (meter.getState().readout() == "25dB");
+    }
+
+    SECTION ("a check box glows when it is on")
+    {
+        TessivarCheckBox box (fixture.images);
+        box.layOut ({ 0, 0, 20, 20 });
+        CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() < 0.4f);
+        box.setToggleState (true, juce::dontSendNotification);
+        CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() > 0.9f);
+    }
+
+    SECTION ("the plain panels show what they are given")
+    {
+        TessivarTimeMarker marker;
+        marker.setSize (2, 20);
+        CHECK (test::isNear (test::snapshot (marker).getPixelAt (1, 10), juce::Colour (0xffe6e6e6), 2));
+        juce::Image red (juce::Image::RGB, 1, 1, true);
+        red.setPixelAt (0, 0, juce::Colours::red);
+        TessivarComponent panel (red);
+        panel.setSize (30, 10);
+        CHECK (test::snapshot (panel).getPixelAt (25, 5) == juce::Colours::red);
+        TessivarComboBox box;
+        CHECK (box.getTextWhenNoChoicesAvailable() == "(no choices)");
+        CHECK_FALSE (box.getWantsKeyboardFocus());
+    }
+}
+
+TEST_CASE ("SettingDock", "[ui][dock]")
+{
+    test::PaintingFixture fixture;
+    SettingDock dock (fixture.images);
+    dock.setSize (935, 202);
+    dock.setState (test::dockSample());
+
+    SECTION ("reports a turned knob with the sounding setting's values and shows the label")
+    {
+        std::vector<float> heard;
+        dock.onFocusChange = [&] (float value) { heard.push_back (value); };
+        dock.getFocus().nudge (0.01);
+        REQUIRE (heard.size() == 1);
+        CHECK (heard[0] == Approx (3.15f));
+        CHECK (dock.getState().settings[0].focus == Approx (3.15f));
+        CHECK (dock.getFocus().getLabel().getText() == "63%");
+        CHECK (dock.getFocus().getLabel().isVisible());
+        dock.getFocus().keyPressed (
+            juce::KeyPress (juce::KeyPress::downKey, juce::ModifierKeys::shiftModifier, 0));
+        CHECK (heard.back() == Approx (2.9f));
+    }
+
+    SECTION ("takes a typed percentage, and for an empty text goes back to what was")
+    {
+        float heard = -1.0f;
+        dock.onFocusChange = [&] (float value) { heard = value; };
+        auto& label = dock.getFocus().getLabel();
+        label.setText ("40", juce::sendNotificationSync);
+        CHECK (heard == Approx (2.0f));
+        heard = -1.0f;
+        label.setText ("%", juce::sendNotificationSync);
+        CHECK (heard == -1.0f);
+        CHECK (label.getText() == "40%");
+    }
+
+    SECTION ("reports nothing while there is nothing to turn")
+    {
+        int calls = 0;
+        dock.onFocusChange = [&] (float) { ++calls; };
+        dock.onListeningChange = [&] (ListenMode) { ++calls; };
+        dock.onChooseSetting = [&] (SettingLetter, bool) { ++calls; };
+        auto state = test::dockSample();
+        state.available = false;
+        dock.setState (state);
+        dock.getFocus().nudge (0.1);
+        dock.getListen().press (ListenMode::bypass);
+        dock.getSetting().mouseDown (mouseAt (dock.getSetting(), { 140.0f, 80.0f }));
+        CHECK (calls == 0);
+    }
+
+    SECTION ("tells the cell that was clicked, and with Shift that it is for the group")
+    {
+        std::vector<std::pair<SettingLetter, bool>> chosen;
+        dock.onChooseSetting = [&] (SettingLetter letter, bool wholeGroup) {
+            chosen.push_back ({ letter, wholeGroup });
+        };
+        auto& setting = dock.getSetting();
+        setting.mouseDown (mouseAt (setting, { 140.0f, 80.0f }));
+        setting.mouseDown (mouseAt (setting, { 60.0f, 80.0f }));
+        setting.mouseDown (mouseAt (setting, { 60.0f, 80.0f }, shiftLeft));
+        REQUIRE (chosen.size() == 2);
+        CHECK (chosen[0] == std::pair (SettingLetter::b, false));
+        CHECK (chosen[1] == std::pair (SettingLetter::a, true));
+    }
+
+    SECTION ("draws the value ring up to the value in ice and beyond it in grey")
+    {
+        auto& section = dock.getFocus();
+        const auto centre = section.getKnob().getBounds().toFloat().getCentre();
+        const auto image = test::snapshot (section);
+        const auto ringAt = [&] (float proportion)
+        {
+            const auto place =
+                centre.getPointOnCircumference (0.54f * 128.0f, angleForProportion (proportion)).roundToInt();
+            return image.getPixelAt (place.x, place.y);
+        };
+        CHECK (test::isNear (ringAt (0.5f), palette::iceMid, 30));
+        CHECK (ringAt (0.9f).getBrightness() < 0.35f);
+    }
+}
+
+TEST_CASE ("BrowserList", "[ui][browser]")
+{
+    test::PaintingFixture fixture;
+    BrowserList list (fixture.images);
+    list.setSize (344, 600);
+    list.setState (test::browserSample (true));
+    const auto rowOf = [&] (RowId track) -> TrackRow*
+    {
+        for (auto* child : list.getChildren())
+            if (auto* row = dynamic_cast<TrackRow*> (child); row != nullptr && row->getTrack() == track)
+                return row;
+        return nullptr;
+    };
+    const auto click = [&] (RowId track, int modifiers = left)
+    {
+        rowOf (track)->mouseDown (mouseAt (*rowOf (track), { 200.0f, 20.0f }, modifiers));
+        rowOf (track)->mouseUp (mouseAt (*rowOf (track), { 200.0f, 20.0f }, modifiers));
+    };
+
+    SECTION ("chooses rows by clicks and keys and reports each change once")
+    {
+        std::vector<RowId> leads;
+        list.onSelect = [&] (const BrowserSelection& selection) { leads.push_back (selection.lead); };
+        click (12);
+        click (12);
+        list.keyPressed (juce::KeyPress (juce::KeyPress::downKey));
+        list.keyPressed (juce::KeyPress (juce::KeyPress::upKey, juce::ModifierKeys::altModifier, 0));
+        CHECK (leads == std::vector<RowId>{ 12, 13 });
+    }
+
+    SECTION ("lets a type chosen in one of several chosen rows act on all of them")
+    {
+        std::vector<RowId> acted;
+        list.onType = [&] (const std::vector<RowId>& tracks, DrumLook) { acted = tracks; };
+        list.setSelection ({ 1, 11, 11, { 11, 13 } });
+        const auto chooseIn = [&] (RowId track)
+        {
+            for (auto* child : rowOf (track)->getChildren())
+                if (auto* chooser = dynamic_cast<DrumTypeChooser*> (child))
+                    chooser->onChoose (DrumLook::snare);
+        };
+        chooseIn (13);
+        CHECK (acted == std::vector<RowId>{ 11, 13 });
+        chooseIn (12);
+        CHECK (acted == std::vector<RowId>{ 12 });
+    }
+
+    SECTION ("singles a row out of several only when it is let go without a drag")
+    {
+        list.setSelection ({ 1, 11, 11, { 11, 13 } });
+        auto& row = *rowOf (13);
+        row.mouseDown (mouseAt (row, { 200.0f, 20.0f }));
+        CHECK (list.getSelection().tracks.size() == 2);
+        row.mouseUp (mouseAt (row, { 200.0f, 20.0f }));
+        CHECK (list.getSelection().tracks == std::vector<RowId>{ 13 });
+    }
+
+    SECTION ("folds the chosen group by the arrow keys")
+    {
+        std::vector<RowId> folded;
+        list.onFold = [&] (RowId group) { folded.push_back (group); };
+        list.setSelection ({ 2, 0, 0, {} });
+        CHECK (list.keyPressed (juce::KeyPress (juce::KeyPress::leftKey))); // is folded already
+        CHECK (list.keyPressed (juce::KeyPress (juce::KeyPress::rightKey)));
+        list.setSelection ({ 1, 11, 11, { 11 } });
+        CHECK_FALSE (list.keyPressed (juce::KeyPress (juce::KeyPress::leftKey)));
+        CHECK (folded == std::vector<RowId>{ 2 });
+    }
+
+    SECTION ("keeps a row's component when only its content changes")
+    {
+        auto* before = rowOf (12);
+        auto state = test::browserSample (true);
+        state.groups[0].tracks[1].focusPercent = 50;
+        list.setState (state);
+        CHECK (rowOf (12) == before);
+        state.groups[0].tracks.erase (state.groups[0].tracks.begin());
+        list.setState (state);
+        CHECK (rowOf (12) == before);
+        CHECK (rowOf (11) == nullptr);
+        CHECK (before->getY() == 46);
+    }
+
+    SECTION ("shows levels in ember behind and the type's colour in front")
+    {
+        list.setLevels ({ { 12, 1.0f, 0.5f } });
+        const auto image = test::snapshot (*rowOf (12));
+        CHECK (test::isNear (image.getPixelAt (330, 12), palette::emberLine));
+        CHECK (test::isNear (image.getPixelAt (330, 45), palette::snare));
+    }
+}
+
+TEST_CASE ("Browser and transport", "[ui][browser]")
+{
+    test::PaintingFixture fixture;
+
+    SECTION ("files dropped on a group go there, elsewhere they make a new one")
+    {
+        BrowserView browser (fixture.images);
+        browser.setSize (345, 716);
+        browser.setState (test::browserSample (true));
+        std::vector<RowId> targets;
+        browser.onFilesDropped = [&] (const juce::StringArray&, RowId group) { targets.push_back (group); };
+        browser.filesDropped ({ "a.wav" }, 100, 200);
+        browser.filesDropped ({ "a.wav" }, 100, 44 + 1 + 46 + 8 * 57 + 10);
+        browser.filesDropped ({ "a.wav" }, 100, 20);
+        CHECK (targets == std::vector<RowId>{ 1, 2, 0 });
+    }
+
+    SECTION ("a state says which buttons can be used")
+    {
+        TransportBar bar (fixture.images);
+        bar.setSize (1280, 56);
+        TransportState state;
+        state.hasTrack = true;
+        state.playable = false;
+        bar.setState (state);
+        int plays = 0;
+        bar.onPlayOrStop = [&] { ++plays; };
+        const auto play = [&]() -> juce::Button*
+        {
+            for (auto* child : bar.getChildren())
+                if (child->getTitle() == "Play")
+                    return dynamic_cast<juce::Button*> (child);
+            return nullptr;
+        }();
+        REQUIRE (play != nullptr);
+        CHECK_FALSE (play->isEnabled());
+        state.playable = true;
+        bar.setState (state);
+        CHECK (play->isEnabled());
+        // The round ground of the play button is ice while it offers to play.
+        CHECK (test::isNear (test::snapshot (bar).getPixelAt (70, 28), palette::ice, 40));
+        play->onClick();
+        CHECK (plays == 1);
+    }
+}
+
+} // namespace tessivar

@@ -1,0 +1,159 @@
+#include "tests/ui/Snapshots.h"
+
+#include "ui/dialogs/ChecklistDialog.h"
+#include "ui/dialogs/ExportReportDialog.h"
+#include "ui/dialogs/MessageDialog.h"
+#include "ui/dialogs/ProgressDialog.h"
+
+#include <catch2/catch.hpp>
+
+namespace tessivar
+{
+
+TEST_CASE ("Progress", "[ui][dialogs]")
+{
+    ProgressState state{ analysisStages(), 0.35, "Separating, pass 37 of 75", {} };
+
+    SECTION ("belongs to one stage at a time")
+    {
+        CHECK (currentStage (state) == 1);
+        CHECK (stageProgress (state, 0) == 1.0);
+        CHECK (stageProgress (state, 1) == Approx (0.5));
+        CHECK (stageProgress (state, 2) == 0.0);
+        state.progress = 0.6;
+        CHECK (currentStage (state) == 2);
+        state.progress = 1.0;
+        CHECK (currentStage (state) == 2);
+    }
+
+    SECTION ("guesses the time left only after five seconds")
+    {
+        CHECK_FALSE (estimateSecondsLeft (0.5, 4.0).has_value());
+        CHECK_FALSE (estimateSecondsLeft (0.0, 60.0).has_value());
+        CHECK (estimateSecondsLeft (0.25, 20.0) == Approx (60.0));
+        state.secondsLeft = 38.0;
+        CHECK (progressLine (state)
+               == juce::String::fromUTF8 ("Separating, pass 37 of 75 \xc2\xb7 about 40 s left"));
+    }
+
+    SECTION ("is announced at each stage and every ten percent, and nowhere between")
+    {
+        ProgressAnnouncer announcer;
+        const auto at = [&] (double progress)
+        {
+            state.progress = progress;
+            return announcer.next (state);
+        };
+        CHECK (at (0.0) == "Read tracks");
+        CHECK (at (0.05).isEmpty());
+        CHECK (at (0.1) == "Separate, 10 percent");
+        CHECK (at (0.19).isEmpty());
+        CHECK (at (0.45) == "40 percent");
+        CHECK (at (1.0) == "Build layers, 100 percent");
+    }
+}
+
+TEST_CASE ("Dialogs", "[ui][dialogs]")
+{
+    test::PaintingFixture fixture;
+
+    SECTION ("a warning answers when it closes, not when its list is copied")
+    {
+        std::vector<bool> silenced;
+        auto dialog = makeWarningDialog (fixture.images,
+                                         "Warning",
+                                         "Text",
+                                         { "a.wav", "b.wav" },
+                                         true,
+                                         [&] (bool silence) { silenced.push_back (silence); });
+        int dismissed = 0;
+        dialog->onDismiss = [&] { ++dismissed; };
+        dialog->choose (0);
+        CHECK (silenced.empty());
+        CHECK (dismissed == 0);
+        dialog->escape();
+        CHECK (silenced == std::vector<bool>{ false });
+        CHECK (dismissed == 1);
+    }
+
+    SECTION ("Escape gives the safe answer to a question, whichever side it stands on")
+    {
+        for (const auto look : { ButtonLook::primary, ButtonLook::caution, ButtonLook::danger })
+        {
+            std::vector<bool> answers;
+            auto dialog = makeQuestionDialog (fixture.images,
+                                              "T",
+                                              "M",
+                                              "Yes",
+                                              "No",
+                                              look,
+                                              [&] (bool answer) { answers.push_back (answer); });
+            dialog->keyPressed (juce::KeyPress (juce::KeyPress::escapeKey));
+            dialog->choose (dialog->getButton (0).getButtonText() == "Yes" ? 0 : 1);
+            CHECK (answers == std::vector<bool>{ false, true });
+        }
+    }
+
+    SECTION ("quitting hands over which groups are ticked")
+    {
+        std::optional<QuitChoice> choice;
+        std::vector<bool> toSave;
+        auto dialog =
+            makeQuitDialog (fixture.images,
+                            { { "Take 3", "Never saved", true }, { "Take 5", "Focus changed", false } },
+                            [&] (QuitChoice chosen, const std::vector<bool>& ticked)
+                            {
+                                choice = chosen;
+                                toSave = ticked;
+                            });
+        dialog->escape();
+        CHECK (choice == QuitChoice::cancel);
+        dialog->choose (2);
+        CHECK (choice == QuitChoice::saveAndQuit);
+        CHECK (toSave == std::vector<bool>{ true, false });
+    }
+
+    SECTION ("Cancel of a running operation asks once and leaves the dialog to the owner")
+    {
+        ProgressDialog dialog ("Analyzing");
+        int cancelled = 0, dismissed = 0;
+        dialog.onCancel = [&] { ++cancelled; };
+        dialog.onDismiss = [&] { ++dismissed; };
+        dialog.escape();
+        dialog.escape();
+        CHECK (cancelled == 1);
+        CHECK (dismissed == 0);
+    }
+
+    SECTION ("an export report counts its files and offers another try only after a failure")
+    {
+        ExportReportContent report;
+        report.lines = { { "a.wav", {}, ExportReportLine::Outcome::written },
+                         { "b.wav", "Failed to open file.", ExportReportLine::Outcome::failed } };
+        CHECK (report.title() == "1 of 2 files exported");
+        CHECK (ExportReportDialog (fixture.images, report).getNumButtons() == 3);
+        report.lines[1].outcome = ExportReportLine::Outcome::remarked;
+        CHECK (report.title() == "2 files exported");
+        CHECK (ExportReportDialog (fixture.images, report).getNumButtons() == 2);
+    }
+
+    SECTION ("a scrim shows one dialog above the other and goes with the last, which may open the next")
+    {
+        DialogScrim scrim;
+        scrim.setSize (1024, 640);
+        int answers = 0;
+        const auto ask = [&] (std::function<void()> then)
+        { scrim.show (makeNoticeDialog (fixture.images, "T", "M", "Ok", std::move (then))); };
+        ask ([&] { ++answers; });
+        ask ([&] { ask ([&] { ++answers; }); });
+        auto* second = scrim.getTop();
+        second->escape();
+        CHECK (scrim.getTop() != second);
+        scrim.getTop()->escape();
+        scrim.getTop()->escape();
+        CHECK (answers == 2);
+        CHECK_FALSE (scrim.isVisible());
+    }
+}
+
+} // namespace tessivar

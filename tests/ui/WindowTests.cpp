@@ -1,0 +1,167 @@
+#include "tests/ui/GallerySamples.h"
+#include "tests/ui/Snapshots.h"
+
+#include "ui/browser/BrowserView.h"
+#include "ui/dialogs/MessageDialog.h"
+#include "ui/dock/SettingDock.h"
+
+#include <catch2/catch.hpp>
+
+// What needs a real window: keyboard focus, text fields, and names for screen readers. On a machine without a display
+// these cases say so and pass.
+
+namespace tessivar
+{
+namespace
+{
+
+bool hasDisplay()
+{
+    if (juce::SystemStats::getEnvironmentVariable ("DISPLAY", {}).isNotEmpty())
+        return true;
+    WARN ("no display: the cases that need a window are left out");
+    return false;
+}
+
+/** Only for what it takes to be an application does the toolkit catch errors of the X server, which may have no window
+    manager and then refuses some hints. Has to stand before the toolkit first asks for the display.
+*/
+struct AsApplication
+{
+    AsApplication()
+    {
+        juce::JUCEApplicationBase::createInstance = []() -> juce::JUCEApplicationBase* { return nullptr; };
+    }
+};
+
+/** A window of the toolkit with the program's look, on the screen for as long as a test runs. */
+struct WindowFixture : AsApplication, test::PaintingFixture
+{
+    WindowFixture()
+    {
+        window.setSize (1024, 640);
+        window.addToDesktop (0);
+        window.setVisible (true);
+        window.toFront (true);
+        settle();
+    }
+
+    void settle (int milliseconds = 60) const
+    {
+        juce::MessageManager::getInstance()->runDispatchLoopUntil (milliseconds);
+    }
+
+    void type (const juce::String& text) const
+    {
+        for (auto character : text)
+            press (juce::KeyPress (static_cast<int> (character), {}, character));
+    }
+
+    void press (const juce::KeyPress& key) const { window.getPeer()->handleKeyPress (key); }
+
+    juce::Component window;
+};
+
+const juce::KeyPress enter (juce::KeyPress::returnKey);
+const juce::KeyPress escape (juce::KeyPress::escapeKey);
+
+} // namespace
+
+TEST_CASE ("Keyboard in a window", "[ui][window]")
+{
+    if (! hasDisplay())
+        return;
+    WindowFixture fixture;
+
+    SECTION ("a dialog has the focus on its safe side, keeps Tab inside and gives the focus back")
+    {
+        juce::TextEditor before;
+        fixture.window.addAndMakeVisible (before);
+        before.setBounds (0, 0, 100, 30);
+        before.grabKeyboardFocus();
+        fixture.settle();
+        REQUIRE (before.hasKeyboardFocus (true));
+
+        DialogScrim scrim;
+        fixture.window.addChildComponent (scrim);
+        scrim.setBounds (fixture.window.getLocalBounds());
+        std::vector<bool> answers;
+        scrim.show (makeQuestionDialog (fixture.images,
+                                        "Warning",
+                                        "Do you want to overwrite previously exported files?",
+                                        "Overwrite",
+                                        "Cancel",
+                                        ButtonLook::caution,
+                                        [&] (bool answer) { answers.push_back (answer); }));
+        fixture.settle (200);
+        CHECK (scrim.getTop()->getButton (1).hasKeyboardFocus (true));
+        fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
+        CHECK (scrim.getTop()->getButton (0).hasKeyboardFocus (true));
+        fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
+        CHECK_FALSE (before.hasKeyboardFocus (true));
+        fixture.press (escape);
+        fixture.settle();
+        CHECK (answers == std::vector<bool>{ false });
+        CHECK (before.hasKeyboardFocus (true));
+    }
+
+    SECTION ("a percentage is typed over a knob's label: Enter keeps it, Escape drops it")
+    {
+        SettingDock dock (fixture.images);
+        fixture.window.addAndMakeVisible (dock);
+        dock.setBounds (0, 0, 935, 202);
+        dock.setState (test::dockSample());
+        std::vector<float> heard;
+        dock.onFocusChange = [&] (float value) { heard.push_back (value); };
+
+        dock.getFocus().typeValue();
+        fixture.settle();
+        fixture.type ("4x0");
+        // While the editor is open nothing fades.
+        for (int tick = 0; tick < 100; ++tick)
+            dock.fadeTick();
+        CHECK (dock.getFocus().getLabel().isVisible());
+        fixture.press (enter);
+        fixture.settle();
+        REQUIRE (heard.size() == 1);
+        CHECK (heard[0] == Approx (2.0f));
+
+        dock.getFocus().typeValue();
+        fixture.settle();
+        fixture.type ("90");
+        fixture.press (escape);
+        fixture.settle();
+        CHECK (heard.size() == 1);
+        CHECK (dock.getFocus().getLabel().getText() == "40%");
+        CHECK (dock.getFocus()
+                   .getKnob()
+                   .getAccessibilityHandler()
+                   ->getValueInterface()
+                   ->getCurrentValueAsString()
+               == "40 percent");
+    }
+
+    SECTION ("a group is renamed in its row")
+    {
+        BrowserView browser (fixture.images);
+        fixture.window.addAndMakeVisible (browser);
+        browser.setBounds (0, 0, 344, 600);
+        browser.setState (test::browserSample (true));
+        juce::StringArray names;
+        browser.getList().onRename = [&] (RowId, const juce::String& name) { names.add (name); };
+
+        browser.getList().beginRename (1);
+        fixture.settle();
+        fixture.type ("Take 4");
+        fixture.press (enter);
+        fixture.settle();
+        browser.getList().beginRename (1);
+        fixture.settle();
+        fixture.type ("Lost");
+        fixture.press (escape);
+        fixture.settle();
+        CHECK (names == juce::StringArray{ "Take 4" });
+    }
+}
+
+} // namespace tessivar
