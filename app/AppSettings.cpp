@@ -23,7 +23,8 @@ int analysisThreads (const juce::PropertySet& settings)
 
 SeparationMethod defaultMethod (const juce::PropertySet& settings)
 {
-    return parseSeparationMethod (settings.getValue (appSettingsKeys::analysisMethod)).value_or (SeparationMethod::standard);
+    return parseSeparationMethod (settings.getValue (appSettingsKeys::analysisMethod))
+        .value_or (SeparationMethod::standard);
 }
 
 ReadAheadSettings readAheadSettings (const juce::PropertySet& settings)
@@ -42,7 +43,8 @@ double interfaceScale (const juce::PropertySet& settings, int screenWidth, int s
     if (fromEnvironment >= 0.5 && fromEnvironment <= 4.0)
         return fromEnvironment;
 
-    if (const auto percent = settings.getIntValue (appSettingsKeys::interfaceSize); percent >= 100 && percent <= 200)
+    if (const auto percent = settings.getIntValue (appSettingsKeys::interfaceSize);
+        percent >= 100 && percent <= 200)
         return percent / 100.0;
 
     for (const auto scale : scales)

@@ -10,12 +10,12 @@ namespace tessivar
 /** Keys of the settings that only the window uses, and their values. Absent or senseless values give the defaults. */
 namespace appSettingsKeys
 {
-inline constexpr auto analysisThreads = "analysisThreads";   // 0: one per core
-inline constexpr auto analysisMethod = "analysisMethod";     // "standard" or "refined", of new Groups
-inline constexpr auto interfaceSize = "interfaceSize";       // percent; 0: automatic
+inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
+inline constexpr auto analysisMethod = "analysisMethod";   // "standard" or "refined", of new Groups
+inline constexpr auto interfaceSize = "interfaceSize";     // percent; 0: automatic
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
-inline constexpr auto volume = "volume";                     // dB
+inline constexpr auto volume = "volume"; // dB
 inline constexpr auto readAheadSeconds = "readAheadSeconds";
 inline constexpr auto readAheadFrames = "readAheadFrames";
 } // namespace appSettingsKeys

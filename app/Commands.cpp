@@ -47,12 +47,13 @@ constexpr std::array entries{
     CommandEntry{ toggleSetting, "Toggle AB setup", "Toggle AB setup" },
 };
 
-constexpr std::array served{ 16, 17, 18, 19, 20, 22, 33, 34, 35, 36, 37, 38, 49, 50,  65, 66,
+constexpr std::array served{ 16, 17, 18, 19, 20, 22, 33, 34, 35, 36, 37, 38, 49,  50,  65, 66,
                              67, 68, 69, 70, 81, 82, 83, 84, 23, 97, 98, 99, 100, 101, 102 };
 
 constexpr int separator = 0, recentFilesMenu = -1;
 
-constexpr std::array fileMenu{ 16, 17, separator, recentFilesMenu, separator, 18, 19, 20, 21, separator, 22, separator, 23 };
+constexpr std::array fileMenu{ 16, 17,        separator, recentFilesMenu, separator, 18, 19, 20,
+                               21, separator, 22,        separator,       23 };
 constexpr std::array importMenu{ 33, 34, 35 };
 constexpr std::array analyzeMenu{ 49, 50 };
 constexpr std::array exportMenu{ 65, 66, 67 };
@@ -95,8 +96,8 @@ std::span<const CommandEntry> commandEntries()
 
 const CommandEntry* findCommandEntry (int id)
 {
-    const auto found =
-        std::find_if (entries.begin(), entries.end(), [id] (const CommandEntry& entry) { return entry.id == id; });
+    const auto found = std::find_if (
+        entries.begin(), entries.end(), [id] (const CommandEntry& entry) { return entry.id == id; });
     return found == entries.end() ? nullptr : &*found;
 }
 

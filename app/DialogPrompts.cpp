@@ -34,7 +34,9 @@ void DialogPrompts::warn (const juce::String& text, const juce::String& details)
     if (details.isNotEmpty())
         settings.list = juce::StringArray::fromLines (details);
 
-    settings.buttons = { { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } };
+    settings.buttons = {
+        { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true }
+    };
     showMessage (settings, [] (int, bool) {});
 }
 
@@ -44,7 +46,9 @@ void DialogPrompts::tell (const juce::String& title, const juce::String& text, c
     settings.title = title;
     settings.message = text;
     settings.list = list;
-    settings.buttons = { { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } };
+    settings.buttons = {
+        { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true }
+    };
     showMessage (settings, [] (int, bool) {});
 }
 
@@ -64,7 +68,8 @@ void DialogPrompts::showMessage (const MessageDialogSettings& settings,
         });
 }
 
-bool DialogPrompts::showExportReport (const ExportReportContent& report, const std::function<void()>& onShowInFolder)
+bool DialogPrompts::showExportReport (const ExportReportContent& report,
+                                      const std::function<void()>& onShowInFolder)
 {
     const auto again = std::make_shared<bool> (false);
     showModally (

@@ -16,7 +16,8 @@ namespace tessivar
 class DialogPrompts final : public UserPrompts
 {
 public:
-    DialogPrompts (DialogScrim& scrimToUse, const ResourceImages& imagesToUse) : scrim (scrimToUse), images (imagesToUse)
+    DialogPrompts (DialogScrim& scrimToUse, const ResourceImages& imagesToUse)
+        : scrim (scrimToUse), images (imagesToUse)
     {
     }
 
@@ -30,9 +31,11 @@ public:
     /** As ask(), for what throws something away. */
     [[nodiscard]] bool askDangerous (const Question& question);
 
-    void showMessage (const MessageDialogSettings& settings, const std::function<void (int button, bool ticked)>& onResult);
+    void showMessage (const MessageDialogSettings& settings,
+                      const std::function<void (int button, bool ticked)>& onResult);
     /** True when the user wants what failed to be tried again. */
-    [[nodiscard]] bool showExportReport (const ExportReportContent& report, const std::function<void()>& onShowInFolder);
+    [[nodiscard]] bool showExportReport (const ExportReportContent& report,
+                                         const std::function<void()>& onShowInFolder);
 
     /** The ticked entries; nothing when the user went back. */
     [[nodiscard]] std::optional<std::vector<bool>> pick (const juce::String& title,
@@ -41,7 +44,8 @@ public:
                                                          const juce::String& acceptButton);
 
     /** Shows a dialog and returns when it has called the function it is given; false when the program ends first. */
-    bool showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
+    bool
+    showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
 
 private:
     [[nodiscard]] bool askWith (const Question& question, ButtonLook look);

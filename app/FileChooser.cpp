@@ -72,8 +72,9 @@ std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)
     if (request.wantsSeveral())
         flags |= juce::FileBrowserComponent::canSelectMultipleItems;
 
-    const auto start = request.kind == Kind::saveFile ? request.startFolder.getChildFile (request.suggestedName)
-                                                      : request.startFolder;
+    const auto start = request.kind == Kind::saveFile
+                           ? request.startFolder.getChildFile (request.suggestedName)
+                           : request.startFolder;
     juce::FileChooser chooser (request.title, start, bothCases (request.wildcard).replace (" ", ";"), false);
     auto finished = false;
     std::vector<juce::File> files;
@@ -136,7 +137,7 @@ juce::StringArray kdialogArguments (const FileChooserRequest& request)
     if (request.wantsSeveral())
         arguments.addArray ({ "--multiple", "--separate-output" });
 
-    arguments.add (request.wantsFolders()             ? "--getexistingdirectory"
+    arguments.add (request.wantsFolders()           ? "--getexistingdirectory"
                    : request.kind == Kind::saveFile ? "--getsavefilename"
                                                     : "--getopenfilename");
     arguments.add (startPathOf (request));
@@ -153,13 +154,15 @@ std::vector<juce::File> chooseFiles (const FileChooserRequest& request)
 
     // kdialog can't choose several folders.
     const auto useKdialog = kdialog != juce::File() && request.kind != Kind::chooseFolders;
-    const auto prefersKdialog = juce::SystemStats::getEnvironmentVariable ("XDG_CURRENT_DESKTOP", {}).contains ("KDE");
+    const auto prefersKdialog =
+        juce::SystemStats::getEnvironmentVariable ("XDG_CURRENT_DESKTOP", {}).contains ("KDE");
     std::vector<juce::File> files;
 
     if (useKdialog && (prefersKdialog || zenity == juce::File()))
         files = filesFrom (outputOf (kdialogArguments (request)), "\n");
     else if (zenity != juce::File())
-        files = filesFrom (outputOf (zenityArguments (request)), request.wantsSeveral() ? separator : juce::String());
+        files = filesFrom (outputOf (zenityArguments (request)),
+                           request.wantsSeveral() ? separator : juce::String());
     else
         files = chooseWithOwnBrowser (request);
 

@@ -25,7 +25,10 @@ struct FileChooserRequest
     juce::File startFolder;
     juce::String suggestedName; // of a file to save
 
-    [[nodiscard]] bool wantsFolders() const { return kind == Kind::chooseFolder || kind == Kind::chooseFolders; }
+    [[nodiscard]] bool wantsFolders() const
+    {
+        return kind == Kind::chooseFolder || kind == Kind::chooseFolders;
+    }
     [[nodiscard]] bool wantsSeveral() const { return kind == Kind::openFiles || kind == Kind::chooseFolders; }
 };
 

@@ -83,8 +83,9 @@ Group::Ptr GroupWork::newGroup()
     {
         const auto candidate = "Group " + juce::String (number);
         const auto groups = workspace.allGroups();
-        const auto taken = std::any_of (
-            groups.begin(), groups.end(), [&] (const Group::Ptr& group) { return group->name() == candidate; });
+        const auto taken = std::any_of (groups.begin(),
+                                        groups.end(),
+                                        [&] (const Group::Ptr& group) { return group->name() == candidate; });
 
         if (! taken)
             name = candidate;
@@ -140,8 +141,9 @@ void GroupWork::openOne (const juce::File& file)
     if (end == JobRunner::End::outOfMemory || outcome.failed())
     {
         workspace.removeRecentFile (file);
-        prompts.warn (warningMessage (file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing),
-                      outcome.failed() ? outcome.getErrorMessage() : file.getFullPathName() + ": memory ran out");
+        prompts.warn (
+            warningMessage (file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing),
+            outcome.failed() ? outcome.getErrorMessage() : file.getFullPathName() + ": memory ran out");
         return;
     }
 
@@ -346,9 +348,10 @@ void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, co
     for (const auto& group : sorted.newGroups)
     {
         // Loose files come first, and only they can join a Group that is there.
-        const auto isLoose = &group == &sorted.newGroups.front() && ! group.files.empty()
-                             && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
-                                    != filesAndFolders.end();
+        const auto isLoose =
+            &group == &sorted.newGroups.front() && ! group.files.empty()
+            && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
+                   != filesAndFolders.end();
 
         if (isLoose && target != nullptr)
             importInto (group.files, target);
@@ -389,11 +392,11 @@ void GroupWork::importInto (const std::vector<juce::File>& files, const Group::P
 
     ImportedTracks imported;
     const auto state = target->state();
-    const auto end = runner.run (
-        "Importing data",
-        {},
-        [&] (const JobRunner::Watch& watch)
-        { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
+    const auto end =
+        runner.run ("Importing data",
+                    {},
+                    [&] (const JobRunner::Watch& watch)
+                    { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
 
     if (end == JobRunner::End::outOfMemory)
         imported.storageError = "memory ran out";
@@ -494,11 +497,8 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
 
 void GroupWork::analyze (const Group::Ptr& group)
 {
-    const auto end = requestAnalysis (group,
-                                      workspace,
-                                      warnings,
-                                      prompts,
-                                      [this] (const Group::Ptr& each) { return runAnalysis (each); });
+    const auto end = requestAnalysis (
+        group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
     if (end == AnalysisRequestEnd::done && onAnalysed)
         onAnalysed (group);
@@ -518,7 +518,10 @@ public:
     }
 
     bool ask (const Question& question) override { return prompts.ask (question); }
-    bool showWarning (const ImportWarnings::Warning& warning) override { return prompts.showWarning (warning); }
+    bool showWarning (const ImportWarnings::Warning& warning) override
+    {
+        return prompts.showWarning (warning);
+    }
 
     juce::String lastWarning;
 
@@ -546,8 +549,9 @@ void GroupWork::analyzeAll()
         if (end == AnalysisRequestEnd::done && onAnalysed)
             onAnalysed (group);
 
-        summary.add (group->name() + ": "
-                     + (end == AnalysisRequestEnd::done ? juce::String ("analysed") : collecting.lastWarning));
+        summary.add (
+            group->name() + ": "
+            + (end == AnalysisRequestEnd::done ? juce::String ("analysed") : collecting.lastWarning));
     }
 
     if (! summary.isEmpty())
@@ -578,7 +582,8 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
     if (files.empty())
         return;
 
-    const auto file = files.front().getFileExtension().isEmpty() ? files.front().withFileExtension (".wav") : files.front();
+    const auto file =
+        files.front().getFileExtension().isEmpty() ? files.front().withFileExtension (".wav") : files.front();
     workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
 
     if (! confirmOverwriting ({ file }, prompts))
@@ -609,7 +614,8 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
                           : juce::String ("Choose a folder to export your audio...");
     request.wildcard = folderWildcard;
     request.kind = FileChooserRequest::Kind::chooseFolder;
-    request.startFolder = workspace.folderSettings().exportFolder.value_or (juce::File (workspace.lastExportFolder()));
+    request.startFolder =
+        workspace.folderSettings().exportFolder.value_or (juce::File (workspace.lastExportFolder()));
     const auto folders = choose (request);
 
     if (folders.empty())
@@ -634,15 +640,16 @@ void GroupWork::runExport (const juce::String& title,
     for (;;)
     {
         ExportReport report;
-        const auto end = runner.run (title,
-                                     {},
-                                     [&] (const JobRunner::Watch& watch)
-                                     {
-                                         report = singleFile == juce::File()
-                                                      ? exportTracks (left, options, controlOf (watch))
-                                                      : exportTrackTo (
-                                                          singleFile, left.front(), options, controlOf (watch));
-                                     });
+        const auto end =
+            runner.run (title,
+                        {},
+                        [&] (const JobRunner::Watch& watch)
+                        {
+                            report =
+                                singleFile == juce::File()
+                                    ? exportTracks (left, options, controlOf (watch))
+                                    : exportTrackTo (singleFile, left.front(), options, controlOf (watch));
+                        });
 
         if (end == JobRunner::End::outOfMemory)
             prompts.warn ("The export did not come to its end.", "memory ran out");

@@ -21,7 +21,10 @@ namespace tessivar
 class GroupWork
 {
 public:
-    GroupWork (TessivarWorkspace& workspace, JobRunner& runner, DialogPrompts& prompts, const juce::File& resourceFolder);
+    GroupWork (TessivarWorkspace& workspace,
+               JobRunner& runner,
+               DialogPrompts& prompts,
+               const juce::File& resourceFolder);
 
     Group::Ptr newGroup();
 
@@ -66,7 +69,8 @@ public:
 
     /** Told when an analysis has ended well, and with what to say for four seconds; an action may be empty. */
     std::function<void (const Group::Ptr&)> onAnalysed;
-    std::function<void (const juce::String& text, const juce::String& action, std::function<void()> onAction)> onNotice;
+    std::function<void (const juce::String& text, const juce::String& action, std::function<void()> onAction)>
+        onNotice;
 
 private:
     [[nodiscard]] TemporaryStore* temporaryStore();

@@ -134,7 +134,8 @@ bool InstanceLink::listen (Receiver receiver)
     listening = ::socket (AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const auto oldMask = ::umask (0177);
     const auto bound =
-        listening >= 0 && ::bind (listening, reinterpret_cast<const sockaddr*> (&address), sizeof (address)) == 0;
+        listening >= 0
+        && ::bind (listening, reinterpret_cast<const sockaddr*> (&address), sizeof (address)) == 0;
     ::umask (oldMask);
 
     if (! bound || ::listen (listening, 8) != 0 || ::pipe2 (wakeUp, O_CLOEXEC) != 0)

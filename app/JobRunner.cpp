@@ -51,10 +51,10 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     {
         state.progress = progress;
         state.status = stopRequested ? juce::String ("Stopping...") : juce::String();
-        state.secondsLeft = stopRequested
-                                ? std::nullopt
-                                : estimateSecondsLeft (state.progress,
-                                                       (juce::Time::getMillisecondCounterHiRes() - start) / 1000.0);
+        state.secondsLeft =
+            stopRequested ? std::nullopt
+                          : estimateSecondsLeft (state.progress,
+                                                 (juce::Time::getMillisecondCounterHiRes() - start) / 1000.0);
 
         if (dialog != nullptr)
             dialog->setState (state);

@@ -30,7 +30,7 @@ public:
     enum class End
     {
         done,
-        stopped,   // the user asked for it; the work has ended all the same
+        stopped, // the user asked for it; the work has ended all the same
         outOfMemory
     };
 

@@ -36,7 +36,8 @@ void weigh (std::span<const float> interleaved, const WaveChannelWeights& weight
 void pick (std::span<const float> interleaved, int numChannels, int channel, std::span<float> dest)
 {
     for (std::size_t i = 0; i < dest.size(); ++i)
-        dest[i] = interleaved[i * static_cast<std::size_t> (numChannels) + static_cast<std::size_t> (channel)];
+        dest[i] =
+            interleaved[i * static_cast<std::size_t> (numChannels) + static_cast<std::size_t> (channel)];
 }
 } // namespace
 

@@ -51,7 +51,9 @@ public:
     /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on the message
         thread, by onExactEnvelope.
     */
-    void requestExact (const TrackState& track, const WaveEnvelopeRequest& request, const WaveChannelWeights& weights);
+    void requestExact (const TrackState& track,
+                       const WaveEnvelopeRequest& request,
+                       const WaveChannelWeights& weights);
 
     std::function<void (const WaveExactEnvelope&)> onExactEnvelope;
 

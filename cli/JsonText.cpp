@@ -1,7 +1,7 @@
 #include "cli/JsonText.h"
 
 #include "cli/CommandTable.h"
-#include "cli/Version.h"
+#include "model/Version.h"
 
 namespace tessivar
 {

@@ -2,7 +2,7 @@
 
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
-#include "cli/Version.h"
+#include "model/Version.h"
 
 #include <nlohmann/json.hpp>
 

@@ -10,7 +10,7 @@
 #include "cli/SelfTestCommand.h"
 #include "cli/TerminalText.h"
 #include "cli/VerifyCommand.h"
-#include "cli/Version.h"
+#include "model/Version.h"
 #include "model/Abbreviations.h"
 
 #include <new>

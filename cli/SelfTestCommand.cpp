@@ -2,7 +2,7 @@
 
 #include "cli/CommandTable.h"
 #include "cli/TerminalText.h"
-#include "cli/Version.h"
+#include "model/Version.h"
 #include "jobs/SelfTest.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "model/FileLock.h"
 
 #include <cerrno>
+#include <csignal>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -76,6 +77,21 @@ FileLock::~FileLock()
 {
     if (descriptor >= 0)
         ::close (descriptor);
+}
+
+Unfinished unfinishedState (const juce::File& file)
+{
+    const auto tail = file.getFileName().fromLastOccurrenceOf (".tmp-", false, false);
+    const auto process = tail.upToFirstOccurrenceOf ("-", false, false);
+    const auto random = tail.fromFirstOccurrenceOf ("-", false, false);
+
+    if (! file.getFileName().startsWithChar ('.') || process.isEmpty() || process.length() > 9
+        || ! process.containsOnly ("0123456789") || random.length() != 8
+        || ! random.containsOnly ("0123456789abcdef"))
+        return Unfinished::no;
+
+    const auto isLiving = ::kill (static_cast<pid_t> (process.getIntValue()), 0) == 0 || errno == EPERM;
+    return isLiving ? Unfinished::beingWritten : Unfinished::leftBehind;
 }
 
 juce::Result makeFolder (const juce::File& folder)

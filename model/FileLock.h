@@ -8,8 +8,8 @@
 namespace tessivar
 {
 
-/** A lock between processes, held on a file that is made for it (mode 0600) and stays. It goes with the object, and with
-    the process however that ends. Two locks of one process on the same file exclude each other as well.
+/** A lock between processes, held on a file that is made for it (mode 0600) and stays. It goes with the object, and
+    with the process however that ends. Two locks of one process on the same file exclude each other as well.
 */
 class FileLock
 {
@@ -29,6 +29,18 @@ private:
 
     int descriptor;
 };
+
+/** What the name of a file says of it: whether it is a temporary one that AtomicFile made, and if its process still
+    lives.
+*/
+enum class Unfinished
+{
+    no,
+    beingWritten,
+    leftBehind
+};
+
+[[nodiscard]] Unfinished unfinishedState (const juce::File& file);
 
 /** Makes a folder and those above it; one that another process makes at the same moment counts as made. */
 [[nodiscard]] juce::Result makeFolder (const juce::File& folder);

@@ -2,28 +2,11 @@
 
 #include "model/FileLock.h"
 
-#include <cerrno>
-#include <csignal>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace tessivar
 {
-
-namespace
-{
-/** Whether the file is one that AtomicFile names, by a process that lives. */
-bool isBeingWritten (const juce::File& file)
-{
-    const auto tail = file.getFileName().fromLastOccurrenceOf (".tmp-", false, false);
-    const auto process = tail.upToFirstOccurrenceOf ("-", false, false);
-
-    return process.isNotEmpty() && process.length() < 10 && process.containsOnly ("0123456789")
-           && tail.length() == process.length() + 9
-           && (::kill (static_cast<pid_t> (process.getIntValue()), 0) == 0 || errno == EPERM);
-}
-} // namespace
 
 int tidySettingsFolder (const juce::File& folder)
 {
@@ -42,7 +25,8 @@ int tidySettingsFolder (const juce::File& folder)
         struct stat info = {};
 
         // A link to a folder counts as a folder.
-        if (file.hasFileExtension (".config") || file.isDirectory() || isBeingWritten (file)
+        if (file.hasFileExtension (".config") || file.isDirectory()
+            || unfinishedState (file) == Unfinished::beingWritten
             || ::lstat (file.getFullPathName().toRawUTF8(), &info) != 0)
             continue;
 

@@ -1,10 +1,11 @@
 #include "model/SettingsMerge.h"
 
+#include <algorithm>
 #include <charconv>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tessivar
 {

@@ -13,12 +13,13 @@
 namespace tessivar
 {
 
-/** The persisted settings: strings by key, upper and lower case told apart, in the XML form of a juce::PropertiesFile.
+/** The persisted settings: strings by key, upper and lower case told apart, in the XML form of a
+    juce::PropertiesFile.
 
     Saved a while after a change and when destroyed. Several running copies of the program share the file: before it
-    writes, each reads what the file holds by now, puts in only the keys that it has itself changed or removed, and takes
-    over all others. A file appears whole or not at all. One that can't be read as settings counts as empty; it is put
-    aside, into UserFolders::damagedSettings(), before anything is written over it.
+    writes, each reads what the file holds by now, puts in only the keys that it has itself changed or removed, and
+    takes over all others. A file appears whole or not at all. One that can't be read as settings counts as empty; it
+    is put aside, into UserFolders::damagedSettings(), before anything is written over it.
 
     Values may be read and set on any thread, as those of every juce::PropertySet; listeners hear of changes on the
     message thread, and without one nothing is saved until save() or destruction.
@@ -37,8 +38,8 @@ public:
     [[nodiscard]] const juce::File& file() const { return settingsFile; }
 
     /** Writes what was changed, also when nothing was since the last time: so that what other copies of the program
-        wrote is known afterwards. On failure the file is the one it was, the changes are kept for the next try, and the
-        result names the file and the reason.
+        wrote is known afterwards. On failure the file is the one it was, the changes are kept for the next try, and
+        the result names the file and the reason.
     */
     juce::Result save();
 
@@ -57,7 +58,9 @@ private:
     void timerCallback() override;
     void startSaveTimer (int milliseconds);
 
-    /** Reads the file. Fails when it is there and can't be read at all; damaged content is put aside and gives nothing. */
+    /** Reads the file. Fails when it is there and can't be read at all; damaged content is put aside and gives
+        nothing.
+    */
     juce::Result readFile (std::optional<SettingsValues>& values);
     juce::Result putAside (const juce::MemoryBlock& content);
     juce::Result writeFile (const SettingsValues& values);

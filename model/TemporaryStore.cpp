@@ -310,7 +310,8 @@ juce::Result TemporaryStore::openFile (const juce::String& name,
                                    + ": not what was stored there");
     }
 
-    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not keep the store.
+    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not keep the
+    // store.
     file = { new StoreFile (calls, path, descriptor, sizeInBytes, isLeftBehind),
              [store = weak_from_this().lock()] (StoreFile* opened) mutable
              {

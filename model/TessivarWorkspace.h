@@ -17,8 +17,8 @@ namespace tessivar
 /** The user's open work: the open Groups and which of them is selected, the thread that reads ahead for playback, the
     settings, and the group files used last. One object, made at the start by the main component and gone with it.
 
-    Listeners are told, on the message thread and some time later, when the set of Groups or the selection has changed, or
-    one of the Groups. Everything is called on the message thread, but the functions that say otherwise.
+    Listeners are told, on the message thread and some time later, when the set of Groups or the selection has
+    changed, or one of the Groups. Everything is called on the message thread, but the functions that say otherwise.
 */
 class TessivarWorkspace : public juce::ChangeBroadcaster, public juce::ChangeListener
 {
@@ -30,8 +30,9 @@ public:
         virtual ~Owner() = default;
     };
 
-    /** Opens the settings and makes the abbreviation lists and folders that they hold those of the program. As long as no
-        folder was ever chosen, the built-in lists take the place of the saved ones, in the settings too. That is intended.
+    /** Opens the settings and makes the abbreviation lists and folders that they hold those of the program. As long
+        as no folder was ever chosen, the built-in lists take the place of the saved ones, in the settings too. That
+        is intended.
     */
     explicit TessivarWorkspace (Owner* owner, const UserFolders& folders = UserFolders::ofUser());
 
@@ -44,8 +45,8 @@ public:
     /** For sources of playback; runs as long as the workspace lives. On any thread. */
     [[nodiscard]] juce::TimeSliceThread& readAheadThread() { return readAhead; }
 
-    // Groups, in the order in which they were opened. These questions may be asked on any thread; what is done with the
-    // Groups themselves belongs to the message thread.
+    // Groups, in the order in which they were opened. These questions may be asked on any thread; what is done with
+    // the Groups themselves belongs to the message thread.
 
     [[nodiscard]] int numGroups() const;
     [[nodiscard]] Group::Ptr group (int index) const; // null outside
@@ -88,8 +89,8 @@ public:
     }
     void suppressWarnings (const std::vector<int>& kinds) { tessivar::suppressWarnings (&store, kinds); }
 
-    // Folders that dialogs start with. What was stored is returned as it is, also when it no longer exists; the user's
-    // documents folder when nothing was.
+    // Folders that dialogs start with. What was stored is returned as it is, also when it no longer exists; the
+    // user's documents folder when nothing was.
 
     [[nodiscard]] juce::String lastViewedFolder() const;
     void setLastViewedFolder (const juce::String& path);

@@ -10,8 +10,8 @@ namespace tessivar
 
 /** Where a user's files of this program lie. None of the folders is made here.
 
-    On desktops with freedesktop.org's base directories these are honoured; a variable that holds no absolute path counts
-    as not set.
+    On desktops with freedesktop.org's base directories these are honoured; a variable that holds no absolute path
+    counts as not set.
 */
 struct UserFolders
 {
@@ -32,8 +32,8 @@ struct UserFolders
 
     [[nodiscard]] juce::File settingsFile() const { return settings.getChildFile ("tessivar.config"); }
 
-    /** Held while the settings are written. It does not lie beside them: everything there that is no ".config" file is
-        deleted at each start.
+    /** Held while the settings are written. It does not lie beside them: everything there that is no ".config" file
+        is deleted at each start.
     */
     [[nodiscard]] juce::File settingsLock() const { return state.getChildFile ("settings.lock"); }
 

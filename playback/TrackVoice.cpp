@@ -76,10 +76,6 @@ void TrackVoice::update()
     if (wanted == current)
         return;
 
-    // A ramp that starts at silence has no old weights to come from.
-    if (! isSounding())
-        ramp.weights = wanted.rule.toWeights().weight;
-
     current = wanted;
     const auto aims = current.rule.toWeights().weight;
     const auto perFrame = 1.0f / static_cast<float> (rampLength);

@@ -100,10 +100,12 @@ void Transport::adoptLoop()
 
     const auto& next = wanted.loop;
 
-    if (next && next->length() < samplesOf (shortestLoopSeconds, rate))
+    const auto isTooShort = next && next->length() < samplesOf (shortestLoopSeconds, rate);
+    const auto isTooLate =
+        next && clock > next->end - seamLength (*next, rate) && clock < next->end && ! isSilent();
+
+    if (isTooShort || isTooLate)
         loop.reset();
-    else if (next && clock > next->end - seamLength (*next, rate) && clock < next->end && ! isSilent())
-        loop.reset(); // too late for this seam
     else
         loop = next;
 }

@@ -27,6 +27,7 @@ EmptyView::EmptyView()
       open (utf8 ("Open Group(s)\xe2\x80\xa6"))
 {
     setTitle ("Start");
+    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     addAndMakeVisible (import);
     addAndMakeVisible (open);
     import.onClick = [this] { if (onImport != nullptr) onImport();

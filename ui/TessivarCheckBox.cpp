@@ -21,6 +21,7 @@ TessivarCheckBox::TessivarCheckBox (const ResourceImages& images, const juce::St
     if (offHighlighted.isValid())
         offHighlighted.multiplyAllAlphas (0.2f);
     setMouseClickGrabsKeyboardFocus (false);
+    setHasFocusOutline (true);
 }
 
 void TessivarCheckBox::layOut (juce::Rectangle<int> area)

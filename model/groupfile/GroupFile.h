@@ -100,7 +100,7 @@ public:
     [[nodiscard]] juce::String lastError() const override { return groupFile->lastError(); }
     [[nodiscard]] Location location() const override { return { groupFile->path(), audio.offset }; }
 
-    [[nodiscard]] const GroupFile* file() const { return groupFile.get(); }
+    [[nodiscard]] GroupFile* file() const { return groupFile.get(); }
     [[nodiscard]] const AudioRange& range() const { return audio; }
     [[nodiscard]] const SumsPlace& sums() const { return sumsPlace; }
 

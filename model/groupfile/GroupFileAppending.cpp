@@ -167,7 +167,9 @@ appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved
 
     appender.keep();
     file.setTail (plan.tailStart(), newSize);
-    saved = { plan.stateIn (request.currentFile), request.currentFile, kind, newSize - oldSize, {} };
+    saved = {
+        plan.stateIn (request.currentFile), request.currentFile, kind, newSize - oldSize, plan.notes()
+    };
     control.progress (1.0);
     return juce::Result::ok();
 }

@@ -203,7 +203,28 @@ juce::Result SavePlan::writeAudio (Audio& audio,
 
     audio.encodedSums = sums.encoded();
     audio.sums.crc = crc32Of (audio.encodedSums);
+    compareWithOldSums (audio);
     return juce::Result::ok();
+}
+
+/** New sums fit the audio as it is, whatever happened to it: damage has to be told when it is copied. */
+void SavePlan::compareWithOldSums (const Audio& audio)
+{
+    const auto* inFile = dynamic_cast<const GroupFileSamples*> (audio.samples.get());
+
+    if (inFile == nullptr || inFile->sums().length != audio.encodedSums.size())
+        return;
+
+    std::vector<std::uint8_t> old (audio.encodedSums.size());
+
+    if (! inFile->file()->read (inFile->sums().offset, old) || crc32Of (old) != inFile->sums().crc
+        || old == audio.encodedSums)
+        return;
+
+    for (std::size_t i = 0; i < state.tracks.size(); ++i)
+        if (&audios[audioOfTrack[i]] == &audio)
+            notesOfWriting.add (inFile->file()->path().getFileName() + ": the audio of track \""
+                                + state.tracks[i].name + "\" was damaged there");
 }
 
 GroupTail SavePlan::tail() const

@@ -54,6 +54,9 @@ public:
                                       const JobControl& control,
                                       const std::function<void (std::uint64_t)>& progress);
 
+    /** What was noticed by write(): audio that was not as its old file's sums say. */
+    [[nodiscard]] const juce::StringArray& notes() const { return notesOfWriting; }
+
     /** The tail; its sums are right only after write(). */
     [[nodiscard]] std::vector<std::uint8_t> encodedTail() const { return encodedTailAt (tailStart()); }
 
@@ -79,6 +82,7 @@ private:
                                            juce::OutputStream& stream,
                                            const JobControl& control,
                                            const std::function<void (std::uint64_t)>& progress);
+    void compareWithOldSums (const Audio& audio);
     [[nodiscard]] GroupTail tail() const;
 
     const GroupState state;
@@ -87,6 +91,7 @@ private:
     std::uint64_t start = 0; // of what is to be written
     std::uint64_t endOfSums = 0;
     juce::String problemFound;
+    juce::StringArray notesOfWriting;
 };
 
 } // namespace tessivar

@@ -172,19 +172,29 @@ saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const 
         return result;
 
     file->setPath (atomic.targetFile());
-    saved = { plan.stateIn (file), file, SaveKind::whole, size, {} };
+    saved = { plan.stateIn (file), file, SaveKind::whole, size, plan.notes() };
     control.progress (1.0);
     return juce::Result::ok();
 }
 
+/** Whether another program put something into the file that may be needed by it, wherever it lies. */
+bool holdsForeignTracks (const GroupState& state)
+{
+    return std::any_of (state.tracks.begin(),
+                        state.tracks.end(),
+                        [] (const TrackState& track)
+                        { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
+}
+
 /** Whether so much of a file is not needed any more that it is worth writing anew. */
-bool hasMuchSlack (const GroupFile& file, const SavePlan& plan)
+bool hasMuchSlack (const SaveRequest& request, const SavePlan& plan)
 {
     constexpr std::uint64_t always = 1u << 20;
     constexpr std::uint64_t onePercent = 100;
-    const auto present = std::min (file.bytesOnDisk(), file.sizeInBytes());
+    const auto present = std::min (request.currentFile->bytesOnDisk(), request.currentFile->sizeInBytes());
     const auto needed = plan.bytesInUse();
-    return present > needed && present - needed > std::max (always, needed / onePercent);
+    return ! holdsForeignTracks (request.state) && present > needed
+           && present - needed > std::max (always, needed / onePercent);
 }
 
 juce::Result append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
@@ -200,14 +210,7 @@ juce::Result append (const SaveRequest& request, SavePlan& plan, SavedGroup& sav
     if (const auto appended = appendToGroupFile (request, plan, result, control); appended.failed())
         return appended;
 
-    // What another program put into the file may be needed by it, wherever it lies.
-    const auto isForeign =
-        std::any_of (request.state.tracks.begin(),
-                     request.state.tracks.end(),
-                     [] (const TrackState& track)
-                     { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
-
-    if (result.kind == SaveKind::inPlace && ! isForeign)
+    if (result.kind == SaveKind::inPlace && ! holdsForeignTracks (request.state))
         if (const auto given = giveBackRoom (*request.currentFile, plan, callsOf (request)); given.failed())
             result.notes.add (given.getErrorMessage());
 
@@ -237,7 +240,7 @@ juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const Job
     SavePlan appended (request.state, request.currentFile.get());
     const auto wholeFits = reasonAgainstNewFile (request, whole.fileSize()).isEmpty();
     const auto isWhole = appended.needsAudio() ? wholeFits || ! request.savingDiskSpace
-                                               : wholeFits && hasMuchSlack (*request.currentFile, appended);
+                                               : wholeFits && hasMuchSlack (request, appended);
 
     if (isWhole)
         return saveWhole (request, whole, saved, control);

@@ -128,8 +128,7 @@ GroupFileTrailer::Bytes GroupFileTrailer::encode() const
 
 bool GroupFileTrailer::isMarked() const
 {
-    return std::equal (
-        magic.begin(), magic.end(), groupFileFormat::magic.begin(), groupFileFormat::magic.end());
+    return magic == groupFileFormat::magic;
 }
 
 bool GroupTables::isSound() const

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 namespace tessivar
@@ -18,7 +17,8 @@ namespace tessivar
 /** What the format of a group file fixes; docs/group-file.md has it whole. Numbers are little-endian. */
 namespace groupFileFormat
 {
-inline constexpr std::string_view magic = "RAVISSET";
+// An array: a pointer to a literal may differ from one source file to another.
+inline constexpr std::array<std::uint8_t, 8> magic{ 'R', 'A', 'V', 'I', 'S', 'S', 'E', 'T' };
 inline constexpr std::uint32_t maxTracks = 254;
 inline constexpr std::int64_t maxTextBytes = 8192; // of the group text and of a name
 inline constexpr float version = 1.5f;             // that this program writes

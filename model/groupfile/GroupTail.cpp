@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <optional>
+#include <string_view>
 
 #include <zlib.h>
 
@@ -210,7 +211,7 @@ void appendTables (const GroupTail& tail, const std::vector<TailTrack>& tracks, 
     GroupFileTrailer trailer;
     trailer.trackCount = static_cast<std::uint32_t> (count);
     trailer.recordChecksum = recordChecksum (std::span<const std::uint8_t> (bytes).subspan (place));
-    std::copy (magic.begin(), magic.end(), trailer.magic.begin());
+    trailer.magic = magic;
     trailer.fileVersion = version;
     const auto encoded = trailer.encode();
     bytes.insert (bytes.end(), encoded.begin(), encoded.end());
@@ -408,7 +409,7 @@ private:
 std::optional<FoundTail> findEarlierTail (RandomAccessBytes& bytes, std::optional<FoundTail>& best)
 {
     // A file made for it could hold millions of places to try.
-    auto recordsToTry = 2048, tailsToTry = 16;
+    auto recordsToTry = 2048, tailsToTry = 8;
     TrailerSearch search (bytes);
 
     while (recordsToTry > 0 && tailsToTry > 0)

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace tessivar
 {
@@ -196,18 +197,29 @@ bool PairReader::mayBeSet (const std::vector<juce::String>& keys, std::vector<bo
                       order.end(),
                       [&] (std::size_t a, std::size_t b) { return viewOf (keys[a]) < viewOf (keys[b]); });
 
-    // A key has no longer beginning in common with any other than with its neighbours in this order.
-    std::uint64_t commonLengths = 0;
+    // Of keys in this order, two have as much of their beginning in common as the least that neighbours between them have.
+    // The sum of that over all pairs is kept as steps of equal height, each with the number of keys it stands for.
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> steps;
+    std::uint64_t sumOfSteps = 0, work = keys.size() * keys.size() / 2;
 
     for (std::size_t i = 1; i < order.size(); ++i)
     {
         const auto before = viewOf (keys[order[i - 1]]), key = viewOf (keys[order[i]]);
         isRepeated[order[i]] = before == key;
         const auto difference = std::mismatch (before.begin(), before.end(), key.begin(), key.end()).first;
-        commonLengths += 2 * static_cast<std::uint64_t> (difference - before.begin());
-    }
+        const auto common = static_cast<std::uint64_t> (difference - before.begin());
+        std::uint64_t count = 1;
 
-    const auto work = keys.size() * (commonLengths + keys.size());
+        for (; ! steps.empty() && steps.back().first >= common; steps.pop_back())
+        {
+            sumOfSteps -= steps.back().first * steps.back().second;
+            count += steps.back().second;
+        }
+
+        steps.emplace_back (common, count);
+        sumOfSteps += common * count;
+        work += sumOfSteps;
+    }
 
     if (work > comparisonsLeft)
         return false;
@@ -222,7 +234,14 @@ juce::String textFromBytes (std::span<const std::uint8_t> bytes)
     const std::string text (bytes.begin(), std::find (bytes.begin(), bytes.end(), std::uint8_t{}));
 
     if (juce::CharPointer_UTF8::isValidString (text.c_str(), static_cast<int> (text.size())))
-        return juce::String::fromUTF8 (text.c_str(), static_cast<int> (text.size()));
+    {
+        // By way of its characters: longer spellings of a character than need be pass as valid, and change later.
+        const juce::String read (
+            juce::String::fromUTF8 (text.c_str(), static_cast<int> (text.size())).toUTF32());
+
+        if (viewOf (read) == text)
+            return read;
+    }
 
     std::vector<juce::juce_wchar> characters;
 

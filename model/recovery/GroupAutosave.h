@@ -17,9 +17,9 @@
 namespace tessivar
 {
 
-/** Keeps a recovery entry for every open Group with unsaved changes: at most changeDelay after a change, at the next tick
-    after an analysis. It goes when the Group was saved, or when discard() says that its changes are not wanted; what is
-    left when the program ends is offered at the next start.
+/** Keeps a recovery entry for every open Group with unsaved changes: at most changeDelay after a change, at the next
+    tick after an analysis. It goes when the Group was saved, or when discard() says that its changes are not wanted;
+    what is left when the program ends is offered at the next start.
 
     Writes on a thread of its own; everything else is on the message thread.
 */
@@ -35,7 +35,9 @@ public:
     /** Finishes what is being written. */
     ~GroupAutosave();
 
-    /** Told on the message thread, in tick(), when an entry can't be written: file and reason, once until it works again. */
+    /** Told on the message thread, in tick(), when an entry can't be written: file and reason, once until it works
+        again.
+    */
     std::function<void (const juce::String&)> onFailure;
 
     /** To be called by a timer of the owner with the time in ms, from any start. */

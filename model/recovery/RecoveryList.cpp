@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <set>
 
 namespace tessivar
 {
@@ -57,9 +58,13 @@ juce::File moveToBad (const juce::File& file)
     return moved ? target : file;
 }
 
-/** Deletes the locks of processes that are gone and left no entry. */
-void sweepLocks (const juce::File& folder)
+/** Deletes what processes that are gone have left half written, and the locks of those that left no entry. */
+void sweep (const juce::File& folder)
 {
+    for (const auto& file : folder.findChildFiles (juce::File::findFiles, false, ".*"))
+        if (unfinishedState (file) == Unfinished::leftBehind)
+            file.deleteFile();
+
     for (const auto& lockFile :
          folder.findChildFiles (juce::File::findFiles, false, juce::String ("*") + recoveryNames::lockSuffix))
     {
@@ -79,7 +84,7 @@ RecoveryList RecoveryList::scan (const juce::File& folder)
     std::map<juce::File, LockPtr> locks;
 
     if (folder.isDirectory())
-        sweepLocks (folder);
+        sweep (folder);
 
     for (const auto& file : folder.findChildFiles (juce::File::findFilesAndDirectories,
                                                    false,
@@ -175,7 +180,21 @@ juce::Result RecoveryList::skip (const RecoveryOffer& offer)
 
 juce::Result RecoveryList::discard (const RecoveryOffer& offer)
 {
-    return deleteRecoveryEntry (offer.file);
+    if (const auto deleted = deleteRecoveryEntry (offer.file); deleted.failed())
+        return deleted;
+
+    std::set<juce::File> folders;
+
+    for (const auto& track : offer.entry.audio)
+        for (const auto& place : { track.source, track.rendered, track.components })
+            if (place && TemporaryStore::isStoreFile (place->file))
+                folders.insert (place->file.getParentDirectory().getParentDirectory());
+
+    // They may lie elsewhere than what this run of the program sweeps.
+    for (const auto& folder : folders)
+        TemporaryStore::sweep (folder);
+
+    return juce::Result::ok();
 }
 
 } // namespace tessivar

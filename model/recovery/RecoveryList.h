@@ -35,8 +35,8 @@ struct RecoveredGroup
 class RecoveryList
 {
 public:
-    /** Reads each entry for itself. One that is broken is moved to the folder bad/ and never keeps others from being offered;
-        entries of running processes are left out. A missing folder has no entries.
+    /** Reads each entry for itself. One that is broken is moved to the folder bad/ and never keeps others from being
+        offered; entries of running processes are left out. A missing folder has no entries.
     */
     [[nodiscard]] static RecoveryList scan (const juce::File& folder);
 
@@ -49,15 +49,15 @@ public:
     /** What could not be read, with the reason, and where it lies now. */
     [[nodiscard]] const juce::StringArray& problems() const { return problemTexts; }
 
-    /** Makes a Group with unsaved changes of an offer, with its audio as far as that is still there. The entry stays until
-        GroupAutosave::takeOver() has a new one. On the message thread.
+    /** Makes a Group with unsaved changes of an offer, with its audio as far as that is still there. The entry stays
+        until GroupAutosave::takeOver() has a new one. On the message thread.
     */
     [[nodiscard]] juce::Result recover (const RecoveryOffer& offer, RecoveredGroup& recovered);
 
     /** Keeps the entry, but notes that the user need not be asked about it again. */
     [[nodiscard]] static juce::Result skip (const RecoveryOffer& offer);
 
-    /** Deletes the entry; its temporary files go with the next sweep. */
+    /** Deletes the entry, and its temporary files unless something else needs them. */
     [[nodiscard]] static juce::Result discard (const RecoveryOffer& offer);
 
 private:

@@ -15,9 +15,9 @@
 namespace tessivar
 {
 
-/** Names in a recovery folder: "<pid>-<random>.lock", held locked as long as the process lives, beside it its entries,
-    "<pid>-<random>-<group>.recovery", and "....skipped" for those that the user does not want to be asked about again. What
-    is broken lies in bad/.
+/** Names in a recovery folder: "<pid>-<random>.lock", held locked as long as the process lives, beside it its
+    entries, "<pid>-<random>-<group>.recovery", and "....skipped" for those that the user does not want to be asked
+    about again. What is broken lies in bad/.
 */
 namespace recoveryNames
 {
@@ -44,8 +44,8 @@ public:
     /** Leaves the entries that are there. */
     ~RecoverySession();
 
-    /** Writes a Group's entry in one step: afterwards there is the new one or, on failure, the one before. The temporary
-        files that it names are kept from being swept.
+    /** Writes a Group's entry in one step: afterwards there is the new one or, on failure, the one before. The
+        temporary files that it names are kept from being swept.
     */
     [[nodiscard]] juce::Result write (std::uint32_t groupId, const RecoveryEntry& entry);
 

@@ -233,6 +233,12 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
             "track 1 \"Kick in\": 1 of 1 blocks of its audio are damaged"));
         CHECK (verification.readable == juce::StringArray ("Other name", "Room"));
 
+        // A copy has sums that fit it, so that who makes it has to tell.
+        const auto copied = saved (loaded (folder.file ("damaged.dls")).state, folder.file ("copy.dls"));
+        CHECK (copied.notes
+               == juce::StringArray ("damaged.dls: the audio of track \"Kick in\" was damaged there"));
+        CHECK (saved (loaded (file).state, folder.file ("second.dls")).notes.isEmpty());
+
         damaged = bytes;
         damaged[oldTail - 1] ^= 4; // a sum of the last track
         REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).wasOk());

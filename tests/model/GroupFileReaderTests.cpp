@@ -286,11 +286,17 @@ TEST_CASE ("Numbers in a group file that can't be", "[model][groupfile]")
                 CHECK (reception.notes().contains ("track 1: its metadata"));
             }
 
-        // A million pairs whose keys have much in common would take minutes to compare.
+        // The metadata of a recording with a thousand marks are read; keys that would take minutes to compare are not.
         file.tracks[0].metadata.clear();
 
-        for (int i = 0; i < 20000; ++i)
-            file.tracks[0].metadata.emplace_back (Bytes (100, 'k') + u64 (i * 0x0101010101), Bytes());
+        for (int i = 0; i < 6000; ++i)
+            file.tracks[0].metadata.emplace_back (
+                text ("Cue" + std::to_string (i / 6) + "Field" + std::to_string (i % 6)), text ("0"));
+
+        CHECK (receptionOf (file.encode()).group.state.tracks[0].metadata.size() == 6000);
+
+        for (auto& [key, value] : file.tracks[0].metadata)
+            key = Bytes (100, 'k') + key;
 
         CHECK_FALSE (receptionOf (file.encode()).isValid);
     }
@@ -339,6 +345,7 @@ TEST_CASE ("Numbers in a group file that can't be", "[model][groupfile]")
         CHECK (nameOf ({ 'a', 0, 'b' }) == "a");
         CHECK (nameOf ({ 'T', 0xf6, 'm' }) == juce::CharPointer_UTF8 ("T\xc3\xb6m"));
         CHECK (nameOf ({ 0xc3 }) == juce::CharPointer_UTF8 ("\xc3\x83"));
+        CHECK (nameOf ({ 0xc0, 0x83 }) == juce::CharPointer_UTF8 ("\xc3\x80\xc2\x83"));
         CHECK (nameOf ({}) == "Track 1");
     }
 }

@@ -1,6 +1,9 @@
 #include "model/recovery/RecoveryEntry.h"
+#include "model/recovery/RecoveryList.h"
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
+
+#include <csignal>
 
 namespace tessivar
 {
@@ -174,6 +177,43 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
             }
 
             REQUIRE (call > 8);
+        }
+    }
+
+    SECTION (
+        "killed at any moment leaves the entry before or the new one, and nothing else after the next start")
+    {
+        for (int kill = 0; kill < 20; ++kill)
+        {
+            const auto child = ::fork();
+
+            if (child == 0)
+            {
+                const auto session = fixture.session();
+
+                for (;;)
+                    for (const auto* entry : { &before, &after })
+                        if (session->write (1, *entry).failed())
+                            ::_exit (1);
+            }
+
+            ::usleep (static_cast<useconds_t> (20000 + 1700 * kill));
+            REQUIRE (::kill (child, SIGKILL) == 0);
+            int status = -1;
+            REQUIRE (::waitpid (child, &status, 0) == child);
+            REQUIRE (WIFSIGNALED (status));
+
+            const auto list = RecoveryList::scan (fixture.entries);
+            REQUIRE (list.problems().isEmpty());
+            REQUIRE (fixture.numFiles (fixture.entries, ".*") == 0);
+
+            if (list.offers().empty())
+                continue;
+
+            REQUIRE (list.offers().size() == 1);
+            const auto name = list.offers()[0].entry.state.name;
+            REQUIRE ((name == before.state.name || name == "renamed"));
+            REQUIRE (RecoveryList::discard (list.offers()[0]).wasOk());
         }
     }
 

@@ -210,7 +210,7 @@ TEST_CASE ("Recovery", "[model][recovery]")
             REQUIRE (RecoveryList::discard (list.offers()[0]).wasOk());
         }
 
-        CHECK (TemporaryStore::sweep (fixture.temporary) == 1);
+        CHECK (fixture.numStores() == 0);
         CHECK (RecoveryList::scan (fixture.entries).offers().empty());
         CHECK (fixture.numFiles (fixture.entries) == 0); // the lock too
     }

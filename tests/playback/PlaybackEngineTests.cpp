@@ -204,6 +204,21 @@ TEST_CASE ("Loop", "[playback]")
 
     CHECK (rig.engine.counters().lateBlocks == 0);
 
+    SECTION ("has its beginning read before its end is reached")
+    {
+        EngineRig far;
+        far.engine.setTracks (std::vector<PlaybackTrack>{ track (1, noise (8, 7, 900 * 1000)) }, 48000.0);
+        far.engine.selectTrack (1);
+        far.engine.setLoop (LoopRange{ 30000, 600000 });
+        far.engine.seek (590000);
+        far.engine.prepare();
+        far.engine.play();
+        far.readAll();
+        (void) far.renderOnly (30000);
+        CHECK (far.engine.position() == 50000);
+        CHECK (far.engine.counters().lateBlocks == 0);
+    }
+
     SECTION ("ends where it is switched off, and the rest is played through")
     {
         rig.engine.setLoop (std::nullopt);

@@ -1,3 +1,6 @@
+// The checked variants of read() and others would be defined in the headers, and again here.
+#undef _FORTIFY_SOURCE
+
 #include "tests/playback/RealtimeCheck.h"
 
 #include <dlfcn.h>
@@ -54,6 +57,8 @@ Function next (std::atomic<void*>& cache, const char* name)
 } // namespace
 
 #if TESSIVAR_COUNTS_BREACHES
+
+    // NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses): names and declarations of the C library
 
     // Stands in for the C library's functions in the whole test program. The declarations are the library's own.
     #define TESSIVAR_STAND_IN(counter, result, name, parameters, arguments) \
@@ -128,6 +133,8 @@ TESSIVAR_STAND_IN (sleeps,
                    (clock, flags, time, left))
 TESSIVAR_STAND_IN (sleeps, int, usleep, (useconds_t time), (time))
 TESSIVAR_STAND_IN (sleeps, int, sched_yield, (), ())
+
+// NOLINTEND(bugprone-reserved-identifier, bugprone-macro-parentheses)
 
 #endif
 

@@ -229,6 +229,45 @@ TEST_CASE ("The real-time check counts what it is for", "[playback][realtime]")
     CHECK (after.fileAccesses > before.fileAccesses);
 }
 
+TEST_CASE ("Pages are whole or not there, whoever is faster", "[playback][realtime]")
+{
+    constexpr int numPages = 4, numReads = 200 * 1000;
+    FramePages pages (1, INT64_MAX / 2, numPages);
+    std::atomic<bool> isDone{ false };
+    std::thread filler (
+        [&]
+        {
+            std::vector<float> frames (FramePages::framesPerPage);
+
+            for (std::int64_t page = 0; ! isDone; page = (page + 1) % 7)
+            {
+                std::fill (frames.begin(), frames.end(), static_cast<float> (page));
+                pages.put (page, frames, [&] (std::int64_t held) { return (held + page) % 5; });
+            }
+        });
+    int numRead = 0, numWrong = 0;
+
+    for (int turn = 0; numRead < numReads; ++turn)
+    {
+        const auto page = turn % 7;
+
+        if (const auto lease = pages.lease (page))
+        {
+            ++numRead;
+            const auto* frames = lease->frames();
+            numWrong += std::all_of (frames,
+                                     frames + FramePages::framesPerPage,
+                                     [page] (float x) { return x == static_cast<float> (page); })
+                            ? 0
+                            : 1;
+        }
+    }
+
+    isDone = true;
+    filler.join();
+    CHECK (numWrong == 0);
+}
+
 TEST_CASE ("The callback neither locks, allocates, reads nor sleeps", "[playback][realtime]")
 {
     runSession (40 * 1000);

@@ -141,6 +141,28 @@ TEST_CASE ("Twenty-four tracks from slow disks", "[playback][disk]")
     }
 }
 
+TEST_CASE ("A hard disk that stops just when playback has begun", "[playback][disk]")
+{
+    const DiskSimulation* simulation = nullptr;
+    double stoppedAt = -1.0;
+    DiskSimulation disk ({},
+                         24,
+                         static_cast<std::int64_t> (60.0 * sampleRate),
+                         [&] (double now, std::size_t numBytes)
+                         {
+                             if (simulation == nullptr || simulation->startedAfter < 0.0 || stoppedAt >= 0.0)
+                                 return hardDisk (now, numBytes);
+
+                             stoppedAt = now;
+                             return 0.5 + hardDisk (now, numBytes);
+                         });
+    simulation = &disk;
+    disk.runUntil (10.0);
+    CHECK (stoppedAt >= 0.0);
+    CHECK (stoppedAt <= 2.0);
+    CHECK (disk.rig.engine.counters().lateBlocks == 0);
+}
+
 TEST_CASE ("Twenty-four tracks from slow disks for ten minutes", "[.long]")
 {
     checkKeepsUp (600.0, hardDisk, 2.0);

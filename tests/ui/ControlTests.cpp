@@ -349,6 +349,21 @@ TEST_CASE ("BrowserList", "[ui][browser]")
         CHECK (before->getY() == 46);
     }
 
+    SECTION ("outlives a group that its own button closes")
+    {
+        list.onClose = [&] (RowId) { list.setState ({}); };
+        for (auto* child : list.getChildren())
+            if (auto* row = dynamic_cast<GroupRow*> (child); row != nullptr && row->getGroup() == 1)
+            {
+                for (auto* button : row->getChildren())
+                    if (button->getTitle().startsWith ("Close"))
+                        dynamic_cast<juce::Button*> (button)->onClick();
+                break;
+            }
+        CHECK (list.getNumChildComponents() == 0);
+        CHECK (list.getSelection() == BrowserSelection{});
+    }
+
     SECTION ("shows levels in ember behind and the type's colour in front")
     {
         list.setLevels ({ { 12, 1.0f, 0.5f } });

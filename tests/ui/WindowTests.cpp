@@ -1,6 +1,7 @@
 #include "tests/ui/GallerySamples.h"
 #include "tests/ui/Snapshots.h"
 
+#include "ui/Palette.h"
 #include "ui/browser/BrowserView.h"
 #include "ui/dialogs/MessageDialog.h"
 #include "ui/dock/SettingDock.h"
@@ -94,7 +95,12 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
                                         ButtonLook::caution,
                                         [&] (bool answer) { answers.push_back (answer); }));
         fixture.settle (200);
-        CHECK (scrim.getTop()->getButton (1).hasKeyboardFocus (true));
+        const auto& cancel = scrim.getTop()->getButton (1);
+        CHECK (cancel.hasKeyboardFocus (true));
+        // The ring lies 2 to 4 px outside the button.
+        const auto ring = fixture.window.getLocalArea (&cancel, cancel.getLocalBounds().expanded (3));
+        CHECK (test::isNear (test::snapshot (fixture.window).getPixelAt (ring.getX(), ring.getCentreY()),
+                             palette::ice));
         fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
         CHECK (scrim.getTop()->getButton (0).hasKeyboardFocus (true));
         fixture.press (juce::KeyPress (juce::KeyPress::tabKey));

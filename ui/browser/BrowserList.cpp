@@ -9,6 +9,29 @@ namespace
 
 constexpr int dragThreshold = 6; // pixels before a press becomes a drag
 
+/** Takes the first row that matches out of a list of rows; nothing when there is none. */
+template <typename Row, typename Predicate>
+std::unique_ptr<Row> takeRow (std::vector<std::unique_ptr<Row>>& rows, Predicate matches)
+{
+    for (auto& row : rows)
+        if (row != nullptr && matches (*row))
+            return std::move (row);
+    return nullptr;
+}
+
+/** Takes rows off their list at once and destroys them later: the change may have begun in one of their buttons, whose
+    call has to come back first.
+*/
+template <typename Row>
+void letGo (juce::Component& list, std::vector<std::unique_ptr<Row>> rows)
+{
+    for (auto& row : rows)
+        if (row != nullptr)
+            list.removeChildComponent (row.get());
+    auto leaving = std::make_shared<std::vector<std::unique_ptr<Row>>> (std::move (rows));
+    juce::MessageManager::callAsync ([leaving] {});
+}
+
 } // namespace
 
 BrowserList::BrowserList (const ResourceImages& imagesToUse) : images (imagesToUse)
@@ -103,28 +126,26 @@ void BrowserList::rebuildRows()
     {
         if (row.track == 0)
         {
-            const auto old =
-                std::find_if (oldGroups.begin(),
-                              oldGroups.end(),
-                              [&] (auto& o) { return o != nullptr && o->getGroup() == row.group; });
-            groupRows.push_back (old != oldGroups.end() ? std::move (*old)
-                                                        : std::make_unique<GroupRow> (callbacks, row.group));
-            addAndMakeVisible (*groupRows.back());
+            auto kept =
+                takeRow (oldGroups, [&] (const GroupRow& old) { return old.getGroup() == row.group; });
+            if (kept == nullptr)
+                kept = std::make_unique<GroupRow> (callbacks, row.group);
+            addAndMakeVisible (*kept);
+            groupRows.push_back (std::move (kept));
         }
         else
         {
-            const auto old = std::find_if (oldTracks.begin(),
-                                           oldTracks.end(),
-                                           [&] (auto& o) {
-                                               return o != nullptr && o->getTrack() == row.track
-                                                      && o->getGroup() == row.group;
-                                           });
-            trackRows.push_back (old != oldTracks.end()
-                                     ? std::move (*old)
-                                     : std::make_unique<TrackRow> (images, callbacks, row.group, row.track));
-            addAndMakeVisible (*trackRows.back());
+            auto kept = takeRow (oldTracks,
+                                 [&] (const TrackRow& old)
+                                 { return old.getTrack() == row.track && old.getGroup() == row.group; });
+            if (kept == nullptr)
+                kept = std::make_unique<TrackRow> (images, callbacks, row.group, row.track);
+            addAndMakeVisible (*kept);
+            trackRows.push_back (std::move (kept));
         }
     }
+    letGo (*this, std::move (oldGroups));
+    letGo (*this, std::move (oldTracks));
     setSize (getWidth(), totalHeight (state, metrics));
     resized();
 }

@@ -10,6 +10,7 @@ BrowserView::BrowserView (const ResourceImages& images)
     : newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
 {
     setTitle ("Browser");
+    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     addAndMakeVisible (newGroup);
     addAndMakeVisible (import);
     addAndMakeVisible (viewport);

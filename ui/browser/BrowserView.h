@@ -54,8 +54,15 @@ private:
     void paintDropHover (juce::Graphics& g) const;
     void showButtons();
 
+    /** Leaves Home, End and the page keys, with which the toolkit would scroll, to the window's commands. */
+    class ListViewport : public juce::Viewport
+    {
+    public:
+        bool keyPressed (const juce::KeyPress&) override { return false; }
+    };
+
     IconButton newGroup, import;
-    juce::Viewport viewport;
+    ListViewport viewport;
     BrowserList list;
     ActionButton analyze{ "Analyze Group" },
         exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };

@@ -262,14 +262,15 @@ void TrackRow::paintLevel (juce::Graphics& g) const
 
 void TrackRow::mouseDown (const juce::MouseEvent& event)
 {
-    if (event.eventComponent != this)
-        return;
-    if (event.mods.isPopupMenu())
+    // The menu is the row's wherever in the row it is asked for; the dot alone answers to either button.
+    if (event.mods.isPopupMenu() && event.eventComponent != &include)
     {
         if (callbacks.onMenu != nullptr)
             callbacks.onMenu (group, id, event.getScreenPosition());
         return;
     }
+    if (event.eventComponent != this)
+        return;
     if (event.x < dotColumn && event.x >= colourBarWidth)
     {
         include.triggerClick();

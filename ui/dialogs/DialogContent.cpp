@@ -168,6 +168,8 @@ void DialogScrim::show (std::unique_ptr<DialogContent> content)
     setVisible (true);
     if (shown->isShowing())
         shown->takeFirstFocus();
+    juce::AccessibilityHandler::postAnnouncement (shown->getTitle() + ". " + shown->getMessage(),
+                                                  juce::AccessibilityHandler::AnnouncementPriority::high);
 }
 
 void DialogScrim::dismissTop()
@@ -214,10 +216,11 @@ void DialogScrim::resized()
         layOut (*content);
 }
 
-bool DialogScrim::keyPressed (const juce::KeyPress&)
+bool DialogScrim::keyPressed (const juce::KeyPress& key)
 {
-    // Nothing gets past an open dialog to the window's commands.
-    return isShowingDialog();
+    // Nothing gets past an open dialog to the window's commands. Tab is taken by the toolkit after everyone else has
+    // left it, and stays inside the dialog.
+    return isShowingDialog() && ! key.isKeyCode (juce::KeyPress::tabKey);
 }
 
 void DialogScrim::paint (juce::Graphics& g)

@@ -8,6 +8,8 @@ namespace tessivar
 SettingDock::SettingDock (const ResourceImages& images)
     : focus (images, focusSectionSettings()), fine (images, fineSectionSettings())
 {
+    setTitle ("Setting, Focus, Fine and listening");
+    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     for (auto* section : { static_cast<DockSection*> (&setting),
                            static_cast<DockSection*> (&focus),
                            static_cast<DockSection*> (&fine),

@@ -10,7 +10,6 @@ namespace
 {
 
 constexpr int timeLeft = 238;
-constexpr float timeEm = 24.0f;
 
 } // namespace
 
@@ -19,8 +18,9 @@ TransportBar::TransportBar (const ResourceImages& images)
       loop ("Loop", Icon::loop), follow ("Follow playhead", Icon::follow), volume (images)
 {
     setTitle ("Transport");
+    setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     for (auto* child : std::initializer_list<juce::Component*>{
-             &toStart, &play, &loop, &follow, &loopStart, &loopEnd, &volume, &meter })
+             &toStart, &play, &loop, &follow, &position, &loopStart, &loopEnd, &volume, &meter })
         addAndMakeVisible (child);
     addChildComponent (noticeButton);
     play.setIconSize (19.0f);
@@ -62,6 +62,8 @@ void TransportBar::setState (const TransportState& newState)
 {
     state = newState;
     showControls();
+    position.setTime (state.position, state.hasTrack);
+    layOutPosition();
     layOutLoop();
     repaint();
 }
@@ -89,7 +91,7 @@ void TransportBar::showControls()
 void TransportBar::setPosition (double seconds)
 {
     state.position = seconds;
-    repaint (timeArea());
+    position.setTime (seconds, state.hasTrack);
 }
 
 void TransportBar::showNotice (const juce::String& text,
@@ -114,18 +116,16 @@ void TransportBar::tick (double elapsed)
     repaint();
 }
 
-juce::Rectangle<int> TransportBar::timeArea() const
+void TransportBar::layOutPosition()
 {
-    const auto font = fonts::inter (timeEm, fonts::Weight::medium);
-    const auto longest = waveTimeText (std::max (state.position, state.duration), 3);
-    const auto width = juce::roundToInt (std::ceil (fonts::tabularWidth (font, longest)));
-    return { timeLeft, 0, width + 2, getHeight() };
+    const auto longest = std::max (state.position, state.duration);
+    position.setBounds (timeLeft, 0, PositionDisplay::widthFor (longest), getHeight());
 }
 
 juce::Rectangle<int> TransportBar::middleArea() const
 {
     const auto total = fonts::tabularWidth (fonts::inter (13.0f), "/ " + waveTimeText (state.duration, 3));
-    const auto left = timeArea().getRight() + (state.hasTrack ? juce::roundToInt (total) + 8 : 8) + 20;
+    const auto left = position.getRight() + (state.hasTrack ? juce::roundToInt (total) + 8 : 8) + 20;
     return juce::Rectangle<int>::leftTopRightBottom (left, 0, volume.getX() - 44, getHeight());
 }
 
@@ -140,6 +140,7 @@ void TransportBar::resized()
 
     const auto volumeWidth = (isNarrow() ? 84 : 112) + 16;
     meter.setBounds (getWidth() - 126, 0, 110, getHeight());
+    layOutPosition();
     volume.setBounds (getWidth() - 159 - 52 - volumeWidth, (getHeight() - 28) / 2, volumeWidth, 28);
     layOutLoop();
 }
@@ -178,7 +179,7 @@ void TransportBar::paint (juce::Graphics& g)
     g.setColour (palette::line.withAlpha (0.5f));
     g.fillRect (0, 1, getWidth(), 1);
 
-    paintTime (g);
+    paintDuration (g);
     const auto middle = middleArea();
     g.setColour (palette::line);
     g.fillRect (middle.getX(), getHeight() / 2 - 14, 1, 28);
@@ -200,17 +201,11 @@ void TransportBar::paint (juce::Graphics& g)
                         juce::Justification::centredRight);
 }
 
-void TransportBar::paintTime (juce::Graphics& g) const
+void TransportBar::paintDuration (juce::Graphics& g) const
 {
-    const auto area = timeArea().toFloat();
-    g.setColour (state.hasTrack ? palette::textHigh : palette::textDisabled);
-    fonts::drawTabular (g,
-                        fonts::inter (timeEm, fonts::Weight::medium),
-                        waveTimeText (state.position, 3),
-                        area.translated (0.0f, -1.0f),
-                        juce::Justification::centredLeft);
     if (! state.hasTrack)
         return;
+    const auto area = position.getBounds().toFloat();
     g.setColour (palette::textLow);
     fonts::drawTabular (g,
                         fonts::inter (13.0f),

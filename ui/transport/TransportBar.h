@@ -7,7 +7,8 @@
 namespace tessivar
 {
 
-/** The volume slider; a Shift-click or a double-click sets 0 dB, the wheel moves it by a half dB or so. */
+/** The volume slider; a Shift-click or a double-click sets 0 dB, the wheel and, when it has the
+    focus, the arrow keys move it. */
 class VolumeSlider : public juce::Slider
 {
 public:
@@ -42,6 +43,27 @@ private:
     double shown = 0.0;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TimeField)
+};
+
+/** The position of the playhead in large figures. */
+class PositionDisplay : public juce::Component
+{
+public:
+    PositionDisplay();
+
+    /** @param available  false: nothing is open, the figures are grey */
+    void setTime (double newSeconds, bool available);
+    /** Width that a time takes, in logical pixels. */
+    static int widthFor (double seconds);
+
+    void paint (juce::Graphics& g) override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+private:
+    double seconds = 0.0;
+    bool isAvailable = false;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (PositionDisplay)
 };
 
 /** The stereo output level: two bars with held peaks. */
@@ -96,11 +118,11 @@ public:
 
 private:
     bool isNarrow() const { return getWidth() < 1180; }
-    juce::Rectangle<int> timeArea() const;
     juce::Rectangle<int> middleArea() const;
     void layOutLoop();
     void showControls();
-    void paintTime (juce::Graphics& g) const;
+    void layOutPosition();
+    void paintDuration (juce::Graphics& g) const;
     void paintLoop (juce::Graphics& g) const;
     void paintNotice (juce::Graphics& g) const;
 
@@ -108,6 +130,7 @@ private:
     NoticeState notice;
     std::function<void()> noticeAction;
     IconButton toStart, play, loop, follow;
+    PositionDisplay position;
     TimeField loopStart{ "Loop start" }, loopEnd{ "Loop end" };
     ActionButton noticeButton;
     VolumeSlider volume;

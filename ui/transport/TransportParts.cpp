@@ -6,6 +6,15 @@
 
 namespace tessivar
 {
+namespace
+{
+
+juce::Font positionFont()
+{
+    return fonts::inter (24.0f, fonts::Weight::medium);
+}
+
+} // namespace
 
 VolumeSlider::VolumeSlider (const ResourceImages& images) : art (images)
 {
@@ -75,6 +84,63 @@ juce::TextEditor* TimeField::createEditorComponent()
     box->setIndents (2, 0);
     box->setJustification (juce::Justification::centredLeft);
     return box;
+}
+
+PositionDisplay::PositionDisplay()
+{
+    setTitle ("Position");
+    setInterceptsMouseClicks (false, false);
+}
+
+void PositionDisplay::setTime (double newSeconds, bool available)
+{
+    const auto sameText =
+        waveTimeText (newSeconds, 3) == waveTimeText (seconds, 3) && available == isAvailable;
+    seconds = newSeconds;
+    isAvailable = available;
+    if (! sameText)
+        repaint();
+}
+
+int PositionDisplay::widthFor (double time)
+{
+    return juce::roundToInt (std::ceil (fonts::tabularWidth (positionFont(), waveTimeText (time, 3)))) + 2;
+}
+
+void PositionDisplay::paint (juce::Graphics& g)
+{
+    g.setColour (isAvailable ? palette::textHigh : palette::textDisabled);
+    fonts::drawTabular (g,
+                        positionFont(),
+                        waveTimeText (seconds, 3),
+                        getLocalBounds().toFloat().translated (0.0f, -1.0f),
+                        juce::Justification::centredLeft);
+}
+
+namespace
+{
+
+class PositionValue : public juce::AccessibilityTextValueInterface
+{
+public:
+    explicit PositionValue (const double& secondsToRead) : seconds (secondsToRead) {}
+    bool isReadOnly() const override { return true; }
+    juce::String getCurrentValueAsString() const override { return waveTimeText (seconds, 3); }
+    void setValueAsString (const juce::String&) override {}
+
+private:
+    const double& seconds;
+};
+
+} // namespace
+
+std::unique_ptr<juce::AccessibilityHandler> PositionDisplay::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (
+        *this,
+        juce::AccessibilityRole::staticText,
+        juce::AccessibilityActions{},
+        juce::AccessibilityHandler::Interfaces{ std::make_unique<PositionValue> (seconds) });
 }
 
 OutputMeter::OutputMeter()

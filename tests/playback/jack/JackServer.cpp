@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,6 +44,7 @@ JackServer::JackServer (int sampleRate, int blockSize)
 
     if (process == 0)
     {
+        ::prctl (PR_SET_PDEATHSIG, SIGTERM); // it must not outlive this program, however that ends
         const auto nowhere = ::open ("/dev/null", O_RDWR);
         ::dup2 (nowhere, 1);
         ::dup2 (nowhere, 2);

@@ -1,4 +1,4 @@
-#include "cli/Version.h"
+#include "model/Version.h"
 
 namespace tessivar
 {

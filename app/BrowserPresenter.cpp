@@ -1,0 +1,219 @@
+#include "app/BrowserPresenter.h"
+
+#include "app/DrumLooks.h"
+#include "app/TrackLooks.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tessivar
+{
+
+namespace
+{
+// Rows of Groups and of Tracks are told apart by this bit.
+constexpr RowId groupRows = RowId (1) << 40;
+constexpr int miniWaveColumns = 96;
+constexpr float levelFloorDb = -60.0f;
+
+/** Height of a level bar for a mean square. */
+float barFor (float power)
+{
+    const auto levelDb = power > 0.0f ? 10.0f * std::log10 (power) : levelFloorDb;
+    return std::clamp (1.0f - levelDb / levelFloorDb, 0.0f, 1.0f);
+}
+
+TrackRowState::Mark markOf (const TrackState& track)
+{
+    if (track.excluded)
+        return TrackRowState::Mark::excluded;
+    if (! track.takesPart())
+        return TrackRowState::Mark::asIs;
+    return track.rendered != nullptr ? TrackRowState::Mark::analysed : TrackRowState::Mark::notAnalysed;
+}
+
+GroupRowState::Mark markOf (const Group& group)
+{
+    if (! group.isAnalysed())
+        return GroupRowState::Mark::notAnalysed;
+    return group.changedSinceLastAnalysis() ? GroupRowState::Mark::changed : GroupRowState::Mark::analysed;
+}
+
+juce::String factsOf (const Group& group)
+{
+    const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
+    const auto count = group.numTracks();
+    juce::String facts;
+    facts << count << (count == 1 ? " track" : " tracks");
+
+    if (group.sampleRate() > 0.0)
+        facts << dot << rateText (group.sampleRate()) << dot
+              << durationText (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), false);
+
+    return facts;
+}
+
+BrowserState::Analyze analyzeOf (const Group* group)
+{
+    if (group == nullptr || group->numTracks() == 0)
+        return BrowserState::Analyze::unavailable;
+    if (! group->isAnalysed())
+        return BrowserState::Analyze::analyze;
+    return group->changedSinceLastAnalysis() ? BrowserState::Analyze::again : BrowserState::Analyze::upToDate;
+}
+} // namespace
+
+RowId BrowserPresenter::rowOf (const Group& group)
+{
+    return groupRows + static_cast<RowId> (group.id());
+}
+
+Group::Ptr BrowserPresenter::groupOf (RowId row) const
+{
+    for (const auto& group : workspace.allGroups())
+        if (rowOf (*group) == row)
+            return group;
+
+    return nullptr;
+}
+
+std::vector<std::uint32_t> BrowserPresenter::trackIdsOf (const std::vector<RowId>& rows)
+{
+    std::vector<std::uint32_t> ids;
+
+    for (const auto row : rows)
+        ids.push_back (static_cast<std::uint32_t> (row));
+
+    return ids;
+}
+
+void BrowserPresenter::toggleOpen (RowId group)
+{
+    const auto id = static_cast<std::uint32_t> (group - groupRows);
+
+    if (closedGroups.erase (id) == 0)
+        closedGroups.insert (id);
+}
+
+BrowserState BrowserPresenter::makeState()
+{
+    BrowserState state;
+
+    for (const auto& group : workspace.allGroups())
+    {
+        GroupRowState row;
+        row.id = rowOf (*group);
+        row.name = group->name();
+        row.facts = factsOf (*group);
+        row.unsaved = group->hasUnsavedChanges();
+        row.open = closedGroups.count (group->id()) == 0;
+        row.mark = markOf (*group);
+
+        for (int i = 0; i < group->numTracks(); ++i)
+            row.tracks.push_back (rowFor (group->track (i)->state(), group->track (i)->isSourceFileThere()));
+
+        state.groups.push_back (std::move (row));
+    }
+
+    const auto selected = workspace.selectedGroup();
+    state.analyze = analyzeOf (selected.get());
+    state.canExport = selected != nullptr && selected->isAnalysed();
+    return state;
+}
+
+TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsThere)
+{
+    TrackRowState row;
+    row.id = static_cast<RowId> (track.id);
+    row.name = track.name;
+    row.type = drumLookOf (track.drumType());
+    row.included = ! track.excluded;
+    row.mark = markOf (track);
+    // The track plays from its own audio; only one that has none needs its file.
+    row.sourceMissing = ! sourceIsThere && track.source == nullptr;
+    row.wave = miniWaveFor (track);
+
+    if (track.hasProcessedOutput())
+        row.focusPercent = juce::roundToInt (track.record.knobs (track.record.selected()).focus * 20.0f);
+
+    if (const auto share = waveforms.readShare (track); share < 1.0)
+        row.loading = static_cast<float> (share);
+
+    return row;
+}
+
+std::shared_ptr<const MiniWave> BrowserPresenter::miniWaveFor (const TrackState& track)
+{
+    const auto waveform = waveforms.find (track);
+
+    if (waveform == nullptr)
+        return nullptr;
+
+    auto& cached = waves[track.contentId];
+    const auto ready = waveform->source->readySamples();
+    const auto knobs = track.record.knobs (track.record.selected());
+
+    if (cached.wave != nullptr && cached.readySamples == ready && cached.knobs == knobs)
+        return cached.wave;
+
+    const auto length = static_cast<double> (std::max<std::int64_t> (1, waveform->source->lengthInSamples()));
+    const auto numReady =
+        static_cast<std::size_t> (std::ceil (miniWaveColumns * static_cast<double> (ready) / length));
+    std::vector<EnvelopeColumn> columns (miniWaveColumns);
+    auto wave = std::make_shared<MiniWave>();
+    wave->numColumns = miniWaveColumns;
+    waveform->source->query (0.0, length, columns);
+
+    for (std::size_t i = 0; i < std::min (numReady, columns.size()); ++i)
+        wave->source.push_back (std::min (1.0f, columns[i].peak()));
+
+    if (track.hasProcessedOutput() && waveform->energies != nullptr)
+    {
+        waveform->energies->estimate (*waveform->source, soundingWeights (track), 0.0, length, columns);
+
+        for (std::size_t i = 0; i < std::min (numReady, columns.size()); ++i)
+            wave->kept.push_back (std::min (1.0f, columns[i].peak()));
+    }
+
+    cached = { wave, knobs, ready };
+    return wave;
+}
+
+std::vector<BrowserList::Level> BrowserPresenter::levelsAt (double seconds) const
+{
+    std::vector<BrowserList::Level> levels;
+    const auto group = workspace.selectedGroup();
+
+    if (group == nullptr)
+        return levels;
+
+    for (int i = 0; i < group->numTracks(); ++i)
+    {
+        const auto& track = group->track (i)->state();
+        const auto waveform = waveforms.find (track);
+
+        if (waveform == nullptr)
+            continue;
+
+        const auto frame = static_cast<std::int64_t> (seconds * track.sampleRate);
+        BrowserList::Level level;
+        level.track = static_cast<RowId> (track.id);
+
+        if (waveform->energies != nullptr && track.hasProcessedOutput())
+        {
+            level.source = barFor (waveform->energies->power (frame, ChannelEnergyPyramid::sourceChannel));
+            level.kept = barFor (waveform->energies->processedPower (frame, soundingWeights (track)));
+        }
+        else
+        {
+            const auto peak = waveform->source->range (frame, frame + ChannelEnergyPyramid::baseBlock).peak();
+            level.source = level.kept = barFor (0.25f * peak * peak);
+        }
+
+        levels.push_back (level);
+    }
+
+    return levels;
+}
+
+} // namespace tessivar

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "app/WaveformLibrary.h"
+#include "model/TessivarWorkspace.h"
+#include "ui/browser/BrowserList.h"
+
+#include <map>
+#include <set>
+#include <vector>
+
+namespace tessivar
+{
+
+/** What the browser shows of the workspace. Message thread. */
+class BrowserPresenter
+{
+public:
+    BrowserPresenter (TessivarWorkspace& workspaceToShow, const WaveformLibrary& waveformLibrary)
+        : workspace (workspaceToShow), waveforms (waveformLibrary)
+    {
+    }
+
+    [[nodiscard]] BrowserState makeState();
+
+    /** What the level bars show at a position, in seconds, of the selected Group. */
+    [[nodiscard]] std::vector<BrowserList::Level> levelsAt (double seconds) const;
+
+    [[nodiscard]] static RowId rowOf (const Group& group);
+    [[nodiscard]] static RowId rowOf (const Track& track) { return static_cast<RowId> (track.id()); }
+    [[nodiscard]] Group::Ptr groupOf (RowId row) const;
+    [[nodiscard]] static std::vector<std::uint32_t> trackIdsOf (const std::vector<RowId>& rows);
+
+    void toggleOpen (RowId group);
+
+private:
+    struct CachedWave
+    {
+        std::shared_ptr<const MiniWave> wave;
+        KnobValues knobs;
+        std::int64_t readySamples = -1;
+    };
+
+    [[nodiscard]] TrackRowState rowFor (const TrackState& track, bool sourceIsThere);
+    [[nodiscard]] std::shared_ptr<const MiniWave> miniWaveFor (const TrackState& track);
+
+    TessivarWorkspace& workspace;
+    const WaveformLibrary& waveforms;
+    std::set<std::uint32_t> closedGroups;
+    std::map<std::uint32_t, CachedWave> waves; // by content
+};
+
+} // namespace tessivar

@@ -1,0 +1,526 @@
+#include "app/MainComponent.h"
+
+#include "app/AppSettings.h"
+#include "app/Splitter.h"
+#include "app/TrackLooks.h"
+#include "model/SettingsFolder.h"
+#include "model/recovery/RecoveryList.h"
+#include "ui/Palette.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr int menuBarHeight = 28, dockSeam = 1;
+constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
+constexpr int fastHz = 60, slowHz = 4;
+constexpr double exactPause = 0.1; // s without a change before exact columns are asked for
+constexpr double meterRange = SuppressionMeterState::numLeds;
+
+double now()
+{
+    return juce::Time::getMillisecondCounterHiRes() / 1000.0;
+}
+
+float levelDbOf (float rms)
+{
+    return 20.0f * std::log10 (std::max (rms, 1.0e-6f));
+}
+} // namespace
+
+MainComponent::MainComponent (const juce::File& resourceFolder, const UserFolders& folders)
+    : resources (resourceFolder), images (resourceFolder), workspace (this, folders),
+      player (workspace, readAheadSettings (workspace.settings())), presenter (workspace, waveforms),
+      menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()),
+      horizontalZoom (images, 0.0f, nullptr, false), verticalZoom (images, 0.0f, nullptr, false),
+      meter (images), dock (images), transport (images), tooltips (this), prompts (scrim, images),
+      work (workspace, runner, prompts, resourceFolder)
+{
+    // A folder of settings alone: what else lies there was left behind.
+    tidySettingsFolder (folders.settings);
+    [[maybe_unused]] const auto firstRun = workspace.isFirstRun();
+    auto& settings = workspace.settings();
+    volumeDb = static_cast<float> (settings.getDoubleValue (appSettingsKeys::volume, 0.0));
+    browserWidth =
+        juce::jlimit (300, 480, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
+    player.setVolumeDb (volumeDb);
+
+    for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
+                                                                &deviceStatus,
+                                                                &browser,
+                                                                splitter.get(),
+                                                                &trackHeader,
+                                                                &wave,
+                                                                &meter,
+                                                                &dock,
+                                                                &transport,
+                                                                &empty,
+                                                                &dropOverlay,
+                                                                &scrim })
+        addChildComponent (child);
+
+    for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
+                                                                &deviceStatus,
+                                                                &browser,
+                                                                splitter.get(),
+                                                                &trackHeader,
+                                                                &wave,
+                                                                &meter,
+                                                                &dock,
+                                                                &transport })
+        child->setVisible (true);
+
+    wireCommands();
+    wireBrowser();
+    wireWave();
+    wireDock();
+    wireTransport();
+    wireWork();
+
+    if (const auto opened = RecoverySession::open (folders.recovery(), recovery); opened.wasOk())
+    {
+        autosave = std::make_unique<GroupAutosave> (workspace, recovery);
+        autosave->onFailure = [this] (const juce::String& reason)
+        { transport.showNotice ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
+    }
+
+    workspace.addChangeListener (this);
+    addKeyListener (commands.manager().getKeyMappings());
+    setWantsKeyboardFocus (true);
+    setSize (1280, 772);
+    lastTick = now();
+    startTimerHz (slowHz);
+    refresh();
+}
+
+MainComponent::~MainComponent()
+{
+    stopTimer();
+    workspace.removeChangeListener (this);
+    removeKeyListener (commands.manager().getKeyMappings());
+    player.stop();
+    auto& settings = workspace.settings();
+    settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
+    settings.setValue (appSettingsKeys::browserWidth, browserWidth);
+    autosave.reset();
+    wave.setHorizontalZoomSlider (nullptr);
+    wave.setVerticalZoomSlider (nullptr);
+    trackHeader.setSlider (nullptr);
+}
+
+void MainComponent::start (const juce::StringArray& paths)
+{
+    player.start();
+    showDevice();
+    grabKeyboardFocus();
+    offerRecovery();
+    openPaths (paths);
+}
+
+void MainComponent::paint (juce::Graphics& g)
+{
+    g.fillAll (palette::window);
+}
+
+void MainComponent::resized()
+{
+    auto area = getLocalBounds();
+    const auto isCompact = getHeight() < compactHeight || getWidth() < compactWidth;
+    scrim.setBounds (area);
+
+    auto bar = area.removeFromTop (menuBarHeight);
+    deviceStatus.setBounds (bar.removeFromRight (std::min (bar.getWidth() / 2, deviceStatus.idealWidth())));
+    menuBar.setBounds (bar);
+    transport.setBounds (area.removeFromBottom (TransportBar::height));
+
+    browser.setCompact (isCompact);
+    dock.setCompact (isCompact);
+    browser.setBounds (area.removeFromLeft (isCompact ? compactBrowserWidth : browserWidth));
+    splitter->setBounds (browser.getBounds().removeFromRight (3).translated (2, 0));
+    area.removeFromLeft (1);
+    empty.setBounds (area);
+    dropOverlay.setBounds (area);
+
+    dock.setBounds (area.removeFromBottom (dockHeight (isCompact)));
+    area.removeFromBottom (dockSeam);
+    trackHeader.setBounds (area.removeFromTop (WaveTrackHeader::height));
+    meter.setBounds (area.removeFromRight (MeterColumn::width));
+    area.removeFromRight (1);
+    wave.setBounds (area);
+}
+
+//======================================================================================================================
+
+bool MainComponent::isBlocked() const
+{
+    return work.isBusy() || scrim.isShowingDialog();
+}
+
+void MainComponent::changeListenerCallback (juce::ChangeBroadcaster*)
+{
+    refresh();
+}
+
+Track::Ptr MainComponent::selectedTrack() const
+{
+    const auto group = selectedGroup();
+    return group != nullptr ? group->findTrack (selectedTrackId) : nullptr;
+}
+
+void MainComponent::refresh()
+{
+    const auto group = selectedGroup();
+
+    if (group != nullptr && group->findTrack (selectedTrackId) == nullptr)
+        selectedTrackId = group->numTracks() > 0 ? group->track (0)->id() : 0;
+
+    if (group == nullptr)
+        selectedTrackId = 0;
+
+    // What is looked at is read first.
+    std::vector<TrackState> tracks;
+
+    if (const auto track = selectedTrack())
+        tracks.push_back (track->state());
+
+    for (const auto& each : workspace.allGroups())
+        for (auto& track : each->state().tracks)
+            if (track.id != selectedTrackId)
+                (each == group ? tracks.insert (tracks.begin() + (tracks.empty() ? 0 : 1), track)
+                               : tracks.insert (tracks.end(), track));
+
+    waveforms.setTracks (tracks);
+    browser.setState (presenter.makeState());
+
+    if (group != nullptr)
+    {
+        auto selection = browser.getList().getSelection();
+
+        if (selection.group != BrowserPresenter::rowOf (*group)
+            || selection.lead != static_cast<RowId> (selectedTrackId))
+        {
+            selection = {};
+            selection.group = BrowserPresenter::rowOf (*group);
+            selection.lead = selection.anchor = static_cast<RowId> (selectedTrackId);
+
+            if (selectedTrackId != 0)
+                selection.tracks = { static_cast<RowId> (selectedTrackId) };
+
+            browser.getList().setSelection (selection);
+        }
+    }
+
+    player.show (group, selectedTrackId);
+    showTrack();
+    showTransport();
+    showDevice();
+    commands.refresh();
+
+    if (waveforms.isReading())
+        animateFor (0.5);
+}
+
+void MainComponent::showTrack()
+{
+    const auto group = selectedGroup();
+    const auto track = selectedTrack();
+    const auto hasTrack = track != nullptr;
+    empty.setVisible (! hasTrack);
+
+    for (auto* view : std::initializer_list<juce::Component*>{ &trackHeader, &wave, &meter, &dock })
+        view->setVisible (hasTrack);
+
+    if (! hasTrack)
+        return;
+
+    const auto& state = track->state();
+    const auto look = waveLookFor (state, listenMode);
+    const auto waveform = waveforms.find (state);
+    trackHeader.setContent (headerFor (state, look));
+    wave.setTrack (waveTrackFor (state, waveform.get(), group->lengthInSamples()));
+    wave.setLook (look);
+    wave.setWeights (soundingWeights (state));
+    wave.setHint (state.takesPart() && ! group->isAnalysed()
+                      ? "Check the drum types, then analyze to unlock Focus."
+                      : juce::String(),
+                  "Analyze Group");
+    dock.setState (dockFor (&state, listenMode));
+}
+
+void MainComponent::showTransport()
+{
+    TransportState state;
+    state.hasTrack = selectedTrack() != nullptr;
+    state.playable = player.canPlay();
+    state.playing = player.isPlaying();
+    state.looping = looping;
+    state.following = following;
+    state.position = player.position();
+    state.duration = player.duration();
+    state.volumeDb = volumeDb;
+
+    if (const auto selection = wave.view().selection())
+        state.loop = juce::Range<double> (selection->start, selection->end);
+
+    transport.setState (state);
+    trackHeader.setCanZoomToSelection (state.loop.has_value());
+}
+
+void MainComponent::showDevice()
+{
+    const auto status = player.device.status();
+    const auto text = player.device.statusText();
+
+    if (deviceStatus.getButtonText() != text)
+    {
+        deviceStatus.setStatus (text, status != DeviceStatus::running);
+        resized();
+    }
+}
+
+void MainComponent::movePlayhead()
+{
+    const auto position = player.position();
+    transport.setPosition (position);
+    wave.setPlayhead (position, player.isPlaying());
+    browser.getList().setLevels (presenter.levelsAt (position));
+}
+
+void MainComponent::showMeter()
+{
+    const auto track = selectedTrack();
+    const auto isSilent = track == nullptr || ! player.isPlaying() || listenMode == ListenMode::bypass
+                          || ! track->state().hasProcessedOutput();
+
+    if (isSilent)
+    {
+        meter.getMeter().setLevel (0.0f, 0.0f, static_cast<float> (meterRange), true);
+        return;
+    }
+
+    const auto levels = player.levels (track->id());
+    const auto suppression =
+        levels.source > 0.0f ? levelDbOf (levels.source) - levelDbOf (levels.processed) : 0.0f;
+    // A hair more, so that a whole dB always lights its LED.
+    const auto fraction = std::clamp (suppression / static_cast<float> (meterRange) + 0.0005f, 0.0f, 1.0f);
+    meter.getMeter().setLevel (fraction, 0.0f, static_cast<float> (meterRange), false);
+}
+
+//======================================================================================================================
+
+void MainComponent::animateFor (double seconds)
+{
+    animateUntil = std::max (animateUntil, now() + seconds);
+
+    if (getTimerInterval() > 1000 / fastHz)
+        startTimerHz (fastHz);
+}
+
+void MainComponent::timerCallback()
+{
+    const auto time = now();
+    const auto elapsed = time - std::exchange (lastTick, time);
+    const auto isPlaying = player.isPlaying();
+    evenTick = ! evenTick;
+
+    if (isPlaying || isPlaying != wasPlaying)
+        movePlayhead();
+
+    if (isPlaying != std::exchange (wasPlaying, isPlaying))
+        showTransport();
+
+    if (isPlaying || time < animateUntil)
+    {
+        wave.advanceFade (elapsed);
+
+        if (evenTick)
+        {
+            dock.fadeTick();
+            showMeter();
+        }
+
+        const auto peaks = player.engine.takeOutputPeaks();
+        transport.getMeter().update ({ levelDbOf (peaks[0]), levelDbOf (peaks[1]) }, elapsed);
+    }
+
+    transport.tick (elapsed);
+
+    if (exactRequest && time - exactRequestAt >= exactPause)
+        sendExactRequest();
+
+    if (time - lastSlowTick >= 0.25)
+    {
+        lastSlowTick = time;
+        player.tick();
+        showDevice();
+
+        if (waveforms.isReading())
+        {
+            wave.envelopesGrew();
+            browser.setState (presenter.makeState());
+            animateFor (0.5);
+        }
+    }
+
+    if (autosave != nullptr && time - lastSecond >= 1.0)
+    {
+        lastSecond = time;
+        autosave->tick (juce::Time::getMillisecondCounter());
+    }
+
+    if (! isBlocked() && ! waitingPaths.isEmpty())
+        openPaths (std::exchange (waitingPaths, {}));
+
+    if (! isPlaying && time >= animateUntil && getTimerInterval() < 1000 / slowHz)
+        startTimerHz (slowHz);
+}
+
+void MainComponent::sendExactRequest()
+{
+    if (const auto track = selectedTrack(); track != nullptr && exactRequest)
+        waveforms.requestExact (track->state(), *exactRequest, soundingWeights (track->state()));
+
+    exactRequest.reset();
+}
+
+//======================================================================================================================
+
+bool MainComponent::mayQuit()
+{
+    if (isBlocked())
+    {
+        if (runner.isBusy())
+            runner.requestStop();
+
+        return false;
+    }
+
+    std::vector<Group::Ptr> unsaved;
+    std::vector<ChecklistDialog::Entry> entries;
+
+    for (const auto& group : workspace.allGroups())
+    {
+        if (! group->hasUnsavedChanges() || group->numTracks() == 0)
+            continue;
+
+        unsaved.push_back (group);
+        entries.push_back (
+            { group->name(),
+              group->file() == juce::File() ? juce::String ("never saved") : group->file().getFileName(),
+              true });
+    }
+
+    if (unsaved.empty())
+        return true;
+
+    auto choice = QuitChoice::cancel;
+    std::vector<bool> toSave;
+    prompts.showModally (
+        [&] (std::function<void()> close)
+        {
+            return makeQuitDialog (
+                images,
+                entries,
+                [&choice, &toSave, close] (QuitChoice chosen, const std::vector<bool>& ticked)
+                {
+                    choice = chosen;
+                    toSave = ticked;
+                    close();
+                });
+        });
+
+    if (choice == QuitChoice::cancel)
+        return false;
+
+    for (std::size_t i = 0; i < unsaved.size(); ++i)
+    {
+        const auto saves = choice == QuitChoice::saveAndQuit && i < toSave.size() && toSave[i];
+
+        if (saves && ! work.save (unsaved[i]))
+            return false;
+    }
+
+    // Nothing is thrown away before everything that was to be saved is.
+    if (autosave != nullptr)
+        for (const auto& group : unsaved)
+            autosave->discard (group);
+
+    return true;
+}
+
+void MainComponent::offerRecovery()
+{
+    auto list = RecoveryList::scan (workspace.folders().recovery());
+
+    if (! list.problems().isEmpty())
+        prompts.tell (
+            "Recovery", "Some notes of unsaved work can't be read. They were put aside.", list.problems());
+
+    if (! list.hasNews())
+        return;
+
+    std::vector<ChecklistDialog::Entry> entries;
+
+    for (const auto& offer : list.offers())
+        entries.push_back ({ offer.entry.state.name,
+                             juce::Time (offer.entry.writtenAt).toString (true, true, false, true),
+                             ! offer.wasSkipped });
+
+    auto choice = RecoveryChoice::later;
+    std::vector<bool> chosen;
+    prompts.showModally (
+        [&] (std::function<void()> close)
+        {
+            return makeRecoveryDialog (
+                images,
+                entries,
+                [&choice, &chosen, close] (RecoveryChoice made, const std::vector<bool>& ticked)
+                {
+                    choice = made;
+                    chosen = ticked;
+                    close();
+                });
+        });
+    juce::StringArray notes;
+
+    for (std::size_t i = 0; i < list.offers().size() && i < chosen.size(); ++i)
+    {
+        const auto& offer = list.offers()[i];
+        auto outcome = juce::Result::ok();
+
+        if (! chosen[i])
+        {
+            outcome = RecoveryList::skip (offer);
+        }
+        else if (choice == RecoveryChoice::discard)
+        {
+            outcome = RecoveryList::discard (offer);
+        }
+        else if (choice == RecoveryChoice::recover)
+        {
+            RecoveredGroup recovered;
+            outcome = list.recover (offer, recovered);
+
+            if (outcome.wasOk())
+            {
+                workspace.selectGroup (workspace.addGroup (recovered.group));
+                notes.addArray (recovered.notes);
+
+                if (autosave != nullptr)
+                    autosave->takeOver (recovered);
+            }
+        }
+
+        if (outcome.failed())
+            notes.add (outcome.getErrorMessage());
+    }
+
+    if (! notes.isEmpty())
+        prompts.tell ("Recovery", "There is something to know about the recovered Groups.", notes);
+}
+
+} // namespace tessivar

@@ -1,0 +1,162 @@
+#pragma once
+
+#include "app/BrowserPresenter.h"
+#include "app/CommandCentre.h"
+#include "app/GroupWork.h"
+#include "app/Player.h"
+#include "app/WaveformLibrary.h"
+#include "app/WindowKeys.h"
+#include "model/recovery/GroupAutosave.h"
+#include "ui/DeviceStatusButton.h"
+#include "ui/EmptyView.h"
+#include "ui/MeterColumn.h"
+#include "ui/TessivarTooltipWindow.h"
+#include "ui/browser/BrowserView.h"
+#include "ui/dock/SettingDock.h"
+#include "ui/transport/TransportBar.h"
+#include "ui/wave/TessivarWaveViewer.h"
+#include "ui/wave/WaveTrackHeader.h"
+
+namespace tessivar
+{
+
+/** Everything in the window: the workspace, the views of it, and what the user's gestures do to it. */
+class MainComponent : public juce::Component,
+                      public TessivarWorkspace::Owner,
+                      public juce::FileDragAndDropTarget,
+                      private juce::ChangeListener,
+                      private juce::Timer
+{
+public:
+    /** @param resourceFolder  images, fonts, documents and analysis data */
+    MainComponent (const juce::File& resourceFolder, const UserFolders& folders);
+    ~MainComponent() override;
+
+    /** Once the window shows: the sound device, what an earlier run left unsaved, and these files. */
+    void start (const juce::StringArray& paths);
+
+    /** Files from a second start of the program. */
+    void openPaths (const juce::StringArray& paths);
+
+    /** Asks about unsaved Groups. True when the program may end. */
+    bool mayQuit();
+
+    [[nodiscard]] TessivarWorkspace& getWorkspace() { return workspace; }
+    [[nodiscard]] CommandCentre& getCommands() { return commands; }
+
+    /** Told when the user asks for these. */
+    std::function<void()> onQuit, onToggleFullScreen;
+
+    void paint (juce::Graphics& g) override;
+    void resized() override;
+    bool keyPressed (const juce::KeyPress& key) override;
+
+    bool isInterestedInFileDrag (const juce::StringArray&) override { return ! isBlocked(); }
+    void fileDragEnter (const juce::StringArray& files, int x, int y) override;
+    void fileDragExit (const juce::StringArray& files) override;
+    void filesDropped (const juce::StringArray& files, int x, int y) override;
+
+    static constexpr int minimumWidth = 1024, minimumHeight = 640;
+
+private:
+    class Splitter;
+
+    // Wiring, in the order of the areas.
+    void wireCommands();
+    void wireBrowser();
+    void wireWave();
+    void wireDock();
+    void wireTransport();
+    void wireWork();
+
+    void changeListenerCallback (juce::ChangeBroadcaster*) override;
+    void timerCallback() override;
+
+    /** Whether a job or a dialog is in front of everything. */
+    [[nodiscard]] bool isBlocked() const;
+
+    // Showing.
+    void refresh();
+    void showTrack();
+    void showTransport();
+    void showDevice();
+    void showMeter();
+    void movePlayhead();
+    void animateFor (double seconds);
+    void sendExactRequest();
+
+    // The selection.
+    [[nodiscard]] Group::Ptr selectedGroup() const { return workspace.selectedGroup(); }
+    [[nodiscard]] Track::Ptr selectedTrack() const;
+    [[nodiscard]] std::vector<std::uint32_t> chosenTracks();
+    void selectTrack (std::uint32_t trackId);
+    void select (const BrowserSelection& selection);
+    void stepTrack (int step);
+    void stepGroup (int step);
+
+    // What gestures do.
+    void performAction (int action);
+    [[nodiscard]] bool canPerform (int action) const;
+    void performKey (WindowKey key, const juce::KeyPress& press);
+    void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
+    void turnKnobs (std::optional<float> focus, std::optional<float> fine);
+    void nudgeKnob (bool isFocus, float fraction);
+    void chooseSetting (KnobSetting setting, bool wholeGroup);
+    void copySetting();
+    void resetKnobs();
+    void setListening (ListenMode mode);
+    void setLooping (bool shouldLoop);
+    void seek (double seconds);
+    void removeTracks();
+    void showTrackMenu (std::uint32_t trackId, juce::Point<int> position);
+    void showGroupMenu (const Group::Ptr& group, juce::Point<int> position);
+    void undo (bool redo);
+    void openSettings();
+    void showAbout();
+    void openHelp (const char* document);
+    void offerRecovery();
+    void locateSource (std::uint32_t trackId);
+
+    const juce::File resources;
+    ResourceImages images;
+    TessivarWorkspace workspace;
+    Player player;
+    WaveformLibrary waveforms;
+    BrowserPresenter presenter;
+
+    CommandCentre commands;
+    juce::MenuBarComponent menuBar;
+    DeviceStatusButton deviceStatus;
+    BrowserView browser;
+    std::unique_ptr<Splitter> splitter;
+    WaveTrackHeader trackHeader;
+    TessivarWaveViewer wave;
+    TessivarKnobComponent horizontalZoom, verticalZoom;
+    MeterColumn meter;
+    SettingDock dock;
+    TransportBar transport;
+    EmptyView empty;
+    DropOverlay dropOverlay;
+    DialogScrim scrim;
+    TessivarTooltipWindow tooltips;
+
+    JobRunner runner{ scrim };
+    DialogPrompts prompts;
+    GroupWork work;
+    std::shared_ptr<RecoverySession> recovery;
+    std::unique_ptr<GroupAutosave> autosave;
+    juce::StringArray waitingPaths; // came while something was in front
+
+    std::uint32_t selectedTrackId = 0;
+    ListenMode listenMode = ListenMode::processed;
+    bool looping = false, following = true, knobGesture = false, wasPlaying = false;
+    float volumeDb = 0.0f;
+    int browserWidth = 344;
+    std::optional<WaveEnvelopeRequest> exactRequest; // waits for a pause
+    double exactRequestAt = 0.0, animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
+    bool evenTick = false;
+
+    JUCE_DECLARE_NON_COPYABLE (MainComponent)
+};
+
+} // namespace tessivar

@@ -1,0 +1,281 @@
+#include "app/AppSettings.h"
+#include "app/DrumLooks.h"
+#include "app/MainComponent.h"
+#include "app/Splitter.h"
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr int smallestBrowser = 300, largestBrowser = 480;
+
+double now()
+{
+    return juce::Time::getMillisecondCounterHiRes() / 1000.0;
+}
+} // namespace
+
+void MainComponent::wireCommands()
+{
+    commands.onPerform = [this] (int action) { performAction (action); };
+    commands.isActive = [this] (int action) { return canPerform (action); };
+    commands.recentFiles = [this]
+    {
+        std::vector<RecentMenuEntry> entries;
+
+        for (const auto& entry : workspace.recentFilesMenu())
+            entries.push_back ({ entry.index, entry.file.getFullPathName() });
+
+        return entries;
+    };
+    commands.onRecentFile = [this] (int index)
+    {
+        const auto& paths = workspace.recentFiles().paths();
+
+        if (! isBlocked() && juce::isPositiveAndBelow (index, paths.size()))
+        {
+            work.open ({ juce::File (paths[index]) });
+            commands.menuItemsChanged();
+        }
+    };
+    deviceStatus.onClick = [this] { openSettings(); };
+}
+
+void MainComponent::wireBrowser()
+{
+    browser.onNewGroup = [this] { performAction (commandId::newGroup); };
+    browser.onImport = [this] { performAction (commandId::importTracks); };
+    browser.onAnalyze = [this] { performAction (commandId::analyzeGroup); };
+    browser.onExport = [this] { performAction (commandId::exportGroup); };
+    browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
+    { dropPaths (files, presenter.groupOf (group)); };
+
+    auto& list = browser.getList();
+    list.onSelect = [this] (const BrowserSelection& selection) { select (selection); };
+    list.onMenu = [this] (RowId group, RowId track, juce::Point<int> position)
+    {
+        if (track != 0)
+            showTrackMenu (static_cast<std::uint32_t> (track), position);
+        else if (const auto found = presenter.groupOf (group))
+            showGroupMenu (found, position);
+    };
+    list.onInclude = [this] (const std::vector<RowId>& tracks, bool included)
+    {
+        if (const auto group = selectedGroup())
+            group->setExcluded (BrowserPresenter::trackIdsOf (tracks), ! included);
+    };
+    list.onType = [this] (const std::vector<RowId>& tracks, DrumLook type)
+    {
+        const auto ids = BrowserPresenter::trackIdsOf (tracks);
+
+        // A chooser works on rows of any Group, selected or not.
+        for (const auto& group : workspace.allGroups())
+            if (! ids.empty() && group->findTrack (ids.front()) != nullptr)
+                group->setDrumType (ids, drumTypeOf (type));
+    };
+    list.onFold = [this] (RowId group)
+    {
+        presenter.toggleOpen (group);
+        browser.setState (presenter.makeState());
+    };
+    list.onClose = [this] (RowId row)
+    {
+        if (const auto group = presenter.groupOf (row); group != nullptr && ! isBlocked())
+            juce::MessageManager::callAsync (
+                [this, group, self = juce::Component::SafePointer<juce::Component> (this)]
+                {
+                    if (self != nullptr)
+                        work.close (group);
+                });
+    };
+    list.onRename = [this] (RowId row, const juce::String& name)
+    {
+        if (const auto group = presenter.groupOf (row); group != nullptr && name.trim().isNotEmpty())
+            group->rename (name.trim());
+    };
+    list.onLocate = [this] (RowId track) { locateSource (static_cast<std::uint32_t> (track)); };
+    list.onMoveTracks = [this] (const std::vector<RowId>& tracks, RowId toGroup, int index)
+    {
+        const auto target = presenter.groupOf (toGroup);
+        auto place = index;
+
+        if (target == nullptr)
+            return;
+
+        for (const auto id : BrowserPresenter::trackIdsOf (tracks))
+        {
+            const auto track = target->findTrack (id);
+
+            if (track == nullptr)
+                continue; // of another Group: see below
+
+            // The place was counted with the track still where it was.
+            const auto from = target->indexOf (*track);
+            target->moveTrack (id, from < place ? place - 1 : place);
+            place = from < place ? place : place + 1;
+        }
+
+        for (const auto& source : workspace.allGroups())
+        {
+            std::vector<TrackState> moved;
+            std::vector<std::uint32_t> ids;
+
+            for (const auto id : BrowserPresenter::trackIdsOf (tracks))
+                if (const auto track = source->findTrack (id); source != target && track != nullptr)
+                {
+                    moved.push_back (track->state());
+                    moved.back().analysedAs.reset();
+                    ids.push_back (id);
+                }
+
+            const auto fits = target->sampleRate() == 0.0 || target->sampleRate() == source->sampleRate();
+
+            if (ids.empty())
+                continue;
+
+            if (! fits)
+            {
+                prompts.warn (warningMessage (ImportWarnings::differentSampleRate));
+                continue;
+            }
+
+            target->addTracks (std::move (moved), index);
+            source->removeTracks (ids);
+        }
+    };
+
+    splitter->onDrag = [this] (int right)
+    {
+        browserWidth = juce::jlimit (smallestBrowser, largestBrowser, right);
+        resized();
+    };
+}
+
+void MainComponent::wireWave()
+{
+    for (auto* slider : { &horizontalZoom, &verticalZoom })
+        slider->setTextBoxStyle (juce::Slider::NoTextBox, true, 0, 0);
+
+    horizontalZoom.setSliderStyle (juce::Slider::LinearHorizontal);
+    horizontalZoom.setRange (0.0, static_cast<double> (0.9f), 0.0);
+    horizontalZoom.setValue (0.0, juce::sendNotificationAsync);
+    horizontalZoom.setDefaultValue (0.0f);
+    verticalZoom.setSliderStyle (juce::Slider::LinearVertical);
+    verticalZoom.setRange (0.0, 1.4, 0.0);
+    verticalZoom.setValue (1.0, juce::sendNotificationAsync);
+    verticalZoom.setDefaultValue (1.0f);
+    trackHeader.setSlider (&horizontalZoom);
+    wave.setHorizontalZoomSlider (&horizontalZoom);
+    wave.setVerticalZoomSlider (&verticalZoom);
+    wave.setFollowing (following);
+
+    trackHeader.onLayersShown = [this] (bool kept, bool removed) { wave.setLayersShown (kept, removed); };
+    trackHeader.onZoomSteps = [this] (int steps) { wave.zoomHorizontally (steps); };
+    trackHeader.onZoomToSelection = [this] { wave.zoomToSelection(); };
+    trackHeader.onFit = [this] { wave.fit(); };
+
+    wave.onPlayheadMoved = [this] (double seconds) { seek (seconds); };
+    wave.onLoopChanged = [this] (std::optional<WaveRange> selection, bool isFinished)
+    {
+        if (isFinished)
+            setLooping (looping && selection.has_value());
+
+        showTransport();
+    };
+    wave.onExactEnvelopeNeeded = [this] (const WaveEnvelopeRequest& request)
+    {
+        exactRequest = request;
+        exactRequestAt = now();
+        animateFor (0.3);
+    };
+    wave.onHintButton = [this] { performAction (commandId::analyzeGroup); };
+    waveforms.onExactEnvelope = [this] (const WaveExactEnvelope& answer) { wave.setExactEnvelope (answer); };
+}
+
+void MainComponent::wireDock()
+{
+    dock.onFocusChange = [this] (float focus) { turnKnobs (focus, {}); };
+    dock.onFineChange = [this] (float fine) { turnKnobs ({}, fine); };
+    dock.onGestureStart = [this] { knobGesture = false; };
+    dock.onGestureEnd = [this] { knobGesture = false; };
+    dock.onChooseSetting = [this] (SettingLetter letter, bool wholeGroup)
+    { chooseSetting (letter == SettingLetter::a ? KnobSetting::a : KnobSetting::b, wholeGroup); };
+    dock.onCopy = [this] { copySetting(); };
+    dock.onReset = [this] { resetKnobs(); };
+    dock.onListeningChange = [this] (ListenMode mode) { setListening (mode); };
+}
+
+void MainComponent::wireTransport()
+{
+    transport.onToStart = [this] { seek (0.0); };
+    transport.onPlayOrStop = [this]
+    {
+        player.playOrStop();
+        animateFor (1.0);
+    };
+    transport.onLoop = [this] (bool shouldLoop) { setLooping (shouldLoop); };
+    transport.onFollow = [this] (bool shouldFollow)
+    {
+        following = shouldFollow;
+        wave.setFollowing (following);
+        showTransport();
+    };
+    transport.onVolume = [this] (float levelDb)
+    {
+        volumeDb = levelDb;
+        player.setVolumeDb (levelDb);
+        showTransport();
+    };
+    transport.onLoopTyped = [this] (juce::Range<double> range)
+    {
+        wave.setSelection (WaveRange{ range.getStart(), range.getEnd() });
+        setLooping (looping);
+    };
+    player.onNotice = [this] (const juce::String& text, bool canReopen)
+    {
+        if (canReopen)
+            transport.showNotice (
+                text,
+                "Reopen",
+                [this]
+                {
+                    if (const auto opened = player.device.reopen(); opened.failed())
+                        prompts.warn ("The audio device can't be opened.", opened.getErrorMessage());
+
+                    showDevice();
+                },
+                true);
+        else
+            transport.showNotice (
+                text, "Performance", [this] { openSettings(); }, true);
+
+        animateFor (5.0);
+    };
+}
+
+void MainComponent::wireWork()
+{
+    empty.onImport = [this] { performAction (commandId::importTracks); };
+    empty.onOpen = [this] { performAction (commandId::openGroups); };
+    empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
+
+    work.onNotice =
+        [this] (const juce::String& text, const juce::String& action, std::function<void()> onAction)
+    {
+        transport.showNotice (text, action, std::move (onAction), false);
+        animateFor (5.0);
+    };
+    work.onAnalysed = [this] (const Group::Ptr& group)
+    {
+        if (autosave != nullptr)
+            autosave->writeNow (group);
+    };
+    work.onClosed = [this] (const Group::Ptr& group)
+    {
+        if (autosave != nullptr)
+            autosave->discard (group);
+    };
+}
+
+} // namespace tessivar

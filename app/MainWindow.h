@@ -1,0 +1,26 @@
+#pragma once
+
+#include "app/MainComponent.h"
+
+namespace tessivar
+{
+
+/** The one window. Its place and size are kept in the settings. */
+class MainWindow : public juce::DocumentWindow
+{
+public:
+    MainWindow (const juce::File& resourceFolder, const UserFolders& folders);
+    ~MainWindow() override;
+
+    [[nodiscard]] MainComponent& content() { return *main; }
+
+    void closeButtonPressed() override;
+    void toggleFullScreen();
+
+private:
+    MainComponent* main; // owned by the window
+
+    JUCE_DECLARE_NON_COPYABLE (MainWindow)
+};
+
+} // namespace tessivar

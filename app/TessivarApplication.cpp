@@ -1,0 +1,127 @@
+#include "app/TessivarApplication.h"
+
+#include "app/AppSettings.h"
+#include "model/Version.h"
+
+#include <iostream>
+#include <new>
+
+namespace tessivar
+{
+
+juce::File resourceFolder()
+{
+    return juce::File::getSpecialLocation (juce::File::hostApplicationPath).getSiblingFile ("Resources");
+}
+
+const juce::String TessivarApplication::getApplicationVersion()
+{
+    return juce::String (programVersion());
+}
+
+juce::StringArray TessivarApplication::pathsFrom (const juce::StringArray& arguments)
+{
+    juce::StringArray paths;
+    auto onlyFiles = false;
+
+    for (const auto& argument : arguments)
+    {
+        if (argument == "--")
+            onlyFiles = true;
+        else if (onlyFiles || ! argument.startsWith ("-"))
+            paths.add (juce::File::isAbsolutePath (argument)
+                           ? argument
+                           : juce::File::getCurrentWorkingDirectory().getFullPathName() + "/" + argument);
+    }
+
+    return paths;
+}
+
+void TessivarApplication::initialise (const juce::String&)
+{
+    const auto paths = pathsFrom (getCommandLineParameterArray());
+
+    if (juce::Desktop::getInstance().getDisplays().getPrimaryDisplay() == nullptr)
+    {
+        std::cerr
+            << "tessivar: there is no X server to show a window on (DISPLAY); tessivar-cli works without one"
+            << std::endl;
+        setApplicationReturnValue (1);
+        quit();
+        return;
+    }
+
+    link = std::make_unique<InstanceLink> (folders.runtime);
+
+    if (link->handOver (paths))
+    {
+        quit();
+        return;
+    }
+
+    look = std::make_unique<TessivarLookAndFeel> (resourceFolder());
+    juce::LookAndFeel::setDefaultLookAndFeel (look.get());
+
+    {
+        const SettingsStore settings (folders);
+        const auto area = juce::Desktop::getInstance().getDisplays().getPrimaryDisplay()->userArea;
+        juce::Desktop::getInstance().setGlobalScaleFactor (
+            static_cast<float> (interfaceScale (settings, area.getWidth(), area.getHeight())));
+    }
+
+    window = std::make_unique<MainWindow> (resourceFolder(), folders);
+    [[maybe_unused]] const auto listening = link->listen (
+        [this] (const juce::StringArray& received)
+        {
+            juce::MessageManager::callAsync (
+                [this, received]
+                {
+                    if (window == nullptr)
+                        return;
+
+                    window->toFront (true);
+                    window->content().openPaths (received);
+                });
+        });
+
+    juce::MessageManager::callAsync (
+        [this, paths]
+        {
+            if (window != nullptr)
+                window->content().start (paths);
+        });
+}
+
+void TessivarApplication::shutdown()
+{
+    link.reset();
+    window.reset();
+    juce::LookAndFeel::setDefaultLookAndFeel (nullptr);
+    look.reset();
+}
+
+void TessivarApplication::systemRequestedQuit()
+{
+    if (window == nullptr)
+    {
+        quit();
+        return;
+    }
+
+    if (isQuitting)
+        return;
+
+    const juce::ScopedValueSetter<bool> asking (isQuitting, true);
+
+    if (window->content().mayQuit())
+        quit();
+}
+
+void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)
+{
+    // Memory that ran out in a job is told by the job; what gets here could not go on anyway, and open work is in the
+    // recovery folder.
+    std::cerr << "tessivar: " << (error != nullptr ? error->what() : "unknown error") << std::endl;
+}
+
+} // namespace tessivar

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "app/InstanceLink.h"
+#include "app/MainWindow.h"
+#include "ui/TessivarLookAndFeel.h"
+
+#include <memory>
+
+namespace tessivar
+{
+
+/** The program with its window: one instance a user, to which later starts hand their files. */
+class TessivarApplication : public juce::JUCEApplication
+{
+public:
+    const juce::String getApplicationName() override { return "Tessivar"; }
+    const juce::String getApplicationVersion() override;
+    bool moreThanOneInstanceAllowed() override { return true; } // the link decides
+
+    void initialise (const juce::String& commandLine) override;
+    void shutdown() override;
+    void systemRequestedQuit() override;
+    void unhandledException (const std::exception* error, const juce::String& file, int line) override;
+
+    /** Files on a command line, relative ones as seen from the working directory; options left out. */
+    [[nodiscard]] static juce::StringArray pathsFrom (const juce::StringArray& arguments);
+
+private:
+    UserFolders folders = UserFolders::ofUser();
+    std::unique_ptr<InstanceLink> link;
+    std::unique_ptr<TessivarLookAndFeel> look;
+    std::unique_ptr<MainWindow> window;
+    bool isQuitting = false;
+};
+
+/** The folder of the program's resources: beside the executable, wherever it was started from and through links. */
+[[nodiscard]] juce::File resourceFolder();
+
+} // namespace tessivar

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "app/FileChooser.h"
+#include "app/JobRunner.h"
+#include "jobs/UserPrompts.h"
+#include "model/TessivarWorkspace.h"
+#include "playback/PlaybackDevice.h"
+#include "ui/dialogs/DialogContent.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace tessivar
+{
+
+/** In the order of the list. */
+enum class SettingsPageId
+{
+    audioDevice,
+    abbreviations,
+    folders,
+    performance
+};
+
+/** What the settings dialog works on; all of it outlives the dialog's time on the screen. */
+struct SettingsDialogContext
+{
+    TessivarWorkspace& workspace;
+    PlaybackDevice& device;
+    UserPrompts& prompts;
+
+    /** Hz of the selected Group; 0 when none is open. */
+    std::function<double()> groupRate;
+
+    /** Runs work behind a progress dialog and returns when it is over: JobRunner::run(). */
+    std::function<JobRunner::End (const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)> runJob;
+
+    /** Asks the user for a folder: chooseFiles(). */
+    std::function<std::vector<juce::File> (const FileChooserRequest&)> chooseFiles;
+
+    /** Told the new size in percent, 0 for automatic, after it was stored. Empty: the page says that it holds from the
+        next start.
+    */
+    std::function<void (int percent)> onInterfaceSizeChanged;
+
+    SettingsPageId firstPage = SettingsPageId::audioDevice;
+};
+
+/** The dialog "Settings", 720 x 480, to be shown by a DialogScrim. What the user changes is stored at once, the lists of
+    abbreviations when saved. Once it is off the screen it touches nothing of its context any more. Message thread.
+*/
+[[nodiscard]] std::unique_ptr<DialogContent> makeSettingsDialog (SettingsDialogContext context);
+
+} // namespace tessivar

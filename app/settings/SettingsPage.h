@@ -1,0 +1,55 @@
+#pragma once
+
+#include "app/settings/SettingsWidgets.h"
+
+#include <functional>
+
+namespace tessivar
+{
+
+/** One page of the settings: lies right of the list of pages and above the dialog's bottom row. */
+class SettingsPage : public juce::Component
+{
+public:
+    explicit SettingsPage (const juce::String& title)
+    {
+        setTitle (title);
+        setFocusContainerType (FocusContainerType::none);
+    }
+
+    /** Comes to the front: shows what holds by now. */
+    virtual void enter() = 0;
+
+    /** Another page comes to the front, or the dialog goes. Called once for each enter(). */
+    virtual void leave() {}
+
+    /** What stands left of the dialog's button. */
+    [[nodiscard]] virtual juce::String footnote() const { return "Changes apply at once."; }
+
+    std::function<void()> onFootnoteChanged;
+
+protected:
+    // Of the layout, in logical pixels.
+    static constexpr int inset = 20, labelHeight = 16, labelGap = 6, fieldHeight = 32, columnGap = 16;
+    static constexpr int rowPitch = 71, smallButtonHeight = 28;
+
+    [[nodiscard]] juce::Rectangle<int> contentArea() const { return getLocalBounds().reduced (inset); }
+
+    /** Puts a label and the field below it at the top of an area; returns the field's area. */
+    static juce::Rectangle<int>
+    placeField (juce::Component& label, juce::Component& field, juce::Rectangle<int> area)
+    {
+        label.setBounds (area.removeFromTop (labelHeight));
+        area.removeFromTop (labelGap);
+        field.setBounds (area.removeFromTop (fieldHeight));
+        return field.getBounds();
+    }
+
+    void footnoteChanged() const
+    {
+        if (onFootnoteChanged)
+            onFootnoteChanged();
+    }
+};
+
+} // namespace tessivar
