@@ -16,8 +16,9 @@ inline constexpr auto interfaceSize = "interfaceSize";     // percent; 0: automa
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB
-inline constexpr auto readAheadSeconds = "readAheadSeconds";
-inline constexpr auto readAheadFrames = "readAheadFrames";
+inline constexpr auto readAheadSeconds = ReadAheadSettings::secondsKey;
+inline constexpr auto readAheadFrames = ReadAheadSettings::framesPerReadKey;
+inline constexpr auto diskBenchmark = "diskBenchmark";       // the last one, as BenchmarkSummary::toText()
 } // namespace appSettingsKeys
 
 [[nodiscard]] int analysisThreads (const juce::PropertySet& settings);

@@ -221,7 +221,10 @@ void MainComponent::refresh()
     commands.refresh();
 
     if (waveforms.isReading())
+    {
+        wasReading = true;
         animateFor (0.5);
+    }
 }
 
 void MainComponent::showTrack()
@@ -358,7 +361,8 @@ void MainComponent::timerCallback()
         player.tick();
         showDevice();
 
-        if (waveforms.isReading())
+        // Once more when the last track has been read.
+        if (const auto isReading = waveforms.isReading(); std::exchange (wasReading, isReading) || isReading)
         {
             wave.envelopesGrew();
             browser.setState (presenter.makeState());

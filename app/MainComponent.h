@@ -149,7 +149,7 @@ private:
 
     std::uint32_t selectedTrackId = 0;
     ListenMode listenMode = ListenMode::processed;
-    bool looping = false, following = true, knobGesture = false, wasPlaying = false;
+    bool looping = false, following = true, knobGesture = false, wasPlaying = false, wasReading = false;
     float volumeDb = 0.0f;
     int browserWidth = 344;
     std::optional<WaveEnvelopeRequest> exactRequest; // waits for a pause

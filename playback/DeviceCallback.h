@@ -36,7 +36,9 @@ public:
     /** Hz; 0 before the first start. */
     [[nodiscard]] double deviceRate() const { return rate.load (std::memory_order_relaxed); }
 
-    /** Hz, of the Group, as it was when the device was started. While the engine has another, the device is given silence. */
+    /** Hz, of the Group, as it was when the device was started. While the engine has another, the device
+        is given silence.
+    */
     [[nodiscard]] double groupRate() const { return preparedGroupRate.load (std::memory_order_relaxed); }
 
     [[nodiscard]] bool isConverting() const { return converts.load (std::memory_order_relaxed); }

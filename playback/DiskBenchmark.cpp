@@ -275,7 +275,8 @@ void DiskBenchmark::propose (double sampleRate)
             numStreams * s.framesPerRead * static_cast<double> (bytesPerFrame) / s.bytesPerSecond;
         proposal.framesPerRead = s.framesPerRead;
 
-        // Twice the worst that was seen, a round of all tracks to catch up, and half a second for what was not seen.
+        // Twice the worst that was seen, a round of all tracks to catch up, and half a second for what was
+        // not seen.
         proposal.seconds = 0.5 + 2.0 * (s.longestRead + secondsPerRound) + 2.0 * s.framesPerRead / sampleRate;
         break;
     }

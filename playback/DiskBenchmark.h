@@ -43,9 +43,9 @@ struct DiskBenchmark
     /** Whether 24 rendered tracks can be played from this disk with something to spare. */
     bool keepsUp = false;
 
-    /** Writes the test file, reads it past the system's cache, and removes it. Takes secondsPerMeasurement some five times, and the
-        time to write; asks shouldStop after every piece. Fails with the reason, also when stopped.
-        Not for the message thread.
+    /** Writes the test file, reads it past the system's cache, and removes it. Takes secondsPerMeasurement
+        some five times, and the time to write; asks shouldStop after every piece. Fails with the reason, also
+        when stopped. Not for the message thread.
     */
     [[nodiscard]] static juce::Result
     run (const juce::File& folder, const Options& options, const JobControl& control, DiskBenchmark& result);

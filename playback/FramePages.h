@@ -11,11 +11,12 @@
 namespace tessivar
 {
 
-/** The part of a track's samples that is in memory for playback: pages of frames, found by their absolute position.
+/** The part of a track's samples that is in memory for playback: pages of frames, found by their absolute
+    position.
 
-    Pages stand in any order, so that the two ends of a loop, or the places before and after a jump, can be there at the
-    same time. One thread fills pages, one other thread reads them; neither waits for the other. The memory is reserved at
-    construction: numPages * framesPerPage * numChannels floats.
+    Pages stand in any order, so that the two ends of a loop, or the places before and after a jump, can be
+    there at the same time. One thread fills pages, one other thread reads them; neither waits for the other.
+    The memory is reserved at construction: numPages * framesPerPage * numChannels floats.
 */
 class FramePages
 {
@@ -26,17 +27,20 @@ public:
 
     [[nodiscard]] int numChannels() const { return channels; }
     [[nodiscard]] std::int64_t lengthInFrames() const { return length; }
-    [[nodiscard]] int capacityInPages() const { return static_cast<int> (slots.size()); }
 
     [[nodiscard]] static std::int64_t pageOf (std::int64_t position) { return position / framesPerPage; }
 
     /** Whether a page is there; may have changed when the call returns. Any thread. */
     [[nodiscard]] bool contains (std::int64_t page) const;
 
-    /** Frames that are there from position on without a gap, at most maxFrames, counted to the end of the track. Any thread. */
+    /** Frames that are there from position on without a gap, at most maxFrames, counted to the end of the
+        track. Any thread.
+    */
     [[nodiscard]] std::int64_t framesAvailable (std::int64_t position, std::int64_t maxFrames) const;
 
-    /** A page under the reader's hands: it can't be overwritten before this object goes. At most one at a time. */
+    /** A page under the reader's hands: it can't be overwritten before this object goes. At most one at a
+        time.
+    */
     class Lease
     {
     public:
@@ -65,9 +69,9 @@ public:
     /** Reader only: nothing when the page is not there. */
     [[nodiscard]] std::optional<Lease> lease (std::int64_t page);
 
-    /** Filler only: puts a page in, in place of the one that victimDistance rates highest; frames holds up to framesPerPage
-        interleaved frames, the rest of the page becomes 0. A negative rating protects a page. Returns false when no
-        place can be had.
+    /** Filler only: puts a page in, in place of the one that victimDistance rates highest; frames holds up to
+        framesPerPage interleaved frames, the rest of the page becomes 0. A negative rating protects a page.
+        Returns false when no place can be had.
     */
     template <typename Distance>
     bool put (std::int64_t page, std::span<const float> frames, Distance&& victimDistance)

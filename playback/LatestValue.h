@@ -7,8 +7,9 @@
 namespace tessivar
 {
 
-/** Hands the newest value of one thread to another, which neither waits nor allocates: three copies, of which one belongs to
-    each side and the third changes hands. Values that were overwritten before they were looked at are lost.
+/** Hands the newest value of one thread to another, which neither waits nor allocates: three copies, of which
+    one belongs to each side and the third changes hands. Values that were overwritten before they were looked
+    at are lost.
 
     One thread calls write(), one other thread calls read().
 */

@@ -85,7 +85,8 @@ juce::Result PlaybackDevice::openByName (const juce::String& name)
         if (name != device && name != full)
             continue;
 
-        // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at another device.
+        // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at
+        // another device.
         juce::XmlElement state (stateTag);
         state.setAttribute (typeAttribute, type);
         state.setAttribute ("audioOutputDeviceName", device);

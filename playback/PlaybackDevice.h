@@ -21,21 +21,24 @@ enum class DeviceStatus
     lost        // it was there and died; reopen() tries again
 };
 
-/** The sound device that an engine plays through: its choice, its settings file, its rate, and what becomes of it.
+/** The sound device that an engine plays through: its choice, its settings file, its rate, and what becomes
+    of it.
 
-    Message thread only. The owner calls tick() four times a second; a device that dies, with a word or without one, then
-    stops the transport within a second, keeps its position, and onLost is called.
+    Message thread only. The owner calls tick() four times a second; a device that dies, with a word or
+    without one, then stops the transport within a second, keeps its position, and onLost is called.
 */
 class PlaybackDevice
 {
 public:
-    /** settingsFile holds the device's state as XML between runs ("AudioDeviceSetup.config"); it need not exist. Nothing is opened
-        yet: types of devices can be added to manager() first.
+    /** settingsFile holds the device's state as XML between runs ("AudioDeviceSetup.config"); it need not
+        exist. Nothing is opened yet: types of devices can be added to manager() first.
     */
     PlaybackDevice (PlaybackEngine& playbackEngine, const juce::File& settingsFile);
     ~PlaybackDevice();
 
-    /** Opens the device of the settings file, or else the system's default. Fails with the reason when there is none. */
+    /** Opens the device of the settings file, or else the system's default. Fails with the reason when
+        there is none.
+    */
     juce::Result open();
 
     /** Opens an output by its name, as juce::AudioIODeviceType lists it; "type: name" picks the type too. */
@@ -44,14 +47,17 @@ public:
     /** All outputs that can be opened by name, as "type: name". Looks for them anew. */
     [[nodiscard]] juce::StringArray outputNames();
 
-    /** Closes what is left of a lost device and opens it anew; where it is gone for good, the system's default. */
+    /** Closes what is left of a lost device and opens it anew; where it is gone for good, the system's
+        default.
+    */
     juce::Result reopen();
 
     /** Writes the user's choice to the settings file, in one step. Nothing when the user never chose. */
     [[nodiscard]] juce::Result save() const;
 
-    /** After the engine was given tracks of another rate: sets the device to it where it can, or else converts. Until then the device
-        gets silence. Also worth a call after the user changed the device. Nothing when all is well.
+    /** After the engine was given tracks of another rate: sets the device to it where it can, or else
+        converts. Until then the device gets silence. Also worth a call after the user changed the device.
+        Nothing when all is well.
     */
     void matchGroupRate();
 

@@ -30,17 +30,20 @@ struct PlaybackCounters
 
 /** Plays the tracks of a Group from disk: transport, mixing by the focus and fine rule, levels.
 
-    It knows no sound device: whoever has one calls render(), a device's callback, a test as fast as it can. render() takes
-    no lock, allocates nothing, touches no file. Everything else belongs to the message thread unless it says otherwise,
-    and works with and without somebody who renders; what is set becomes audible with the next render().
+    It knows no sound device: whoever has one calls render(), a device's callback, a test as fast as it can.
+    render() takes no lock, allocates nothing, touches no file. Everything else belongs to the message thread
+    unless it says otherwise, and works with and without somebody who renders; what is set becomes audible
+    with the next render().
 
-    Tracks are mono and come out of both of the first two outputs alike. The mix of a single track at gain and volume 1,
-    away from fades and ramps, is that of renderSuppression() bit for bit.
+    Tracks are mono and come out of both of the first two outputs alike. The mix of a single track at gain and
+    volume 1, away from fades and ramps, is that of renderSuppression() bit for bit.
 */
 class PlaybackEngine
 {
 public:
-    /** Samples beyond this, 12 dB above full scale, come out as this: no recording has them, a broken file may. */
+    /** Samples beyond this, 12 dB above full scale, come out as this: no recording has them, a broken file
+        may.
+    */
     static constexpr float outputLimit = 4.0f;
 
     /** The thread must run while this object lives, and outlive it. */
@@ -51,8 +54,9 @@ public:
 
     // What plays.
 
-    /** Replaces all tracks. Tracks with an id, samples and a rate that were there before play on without a gap. The position is
-        kept; a loop beyond the new end is cut. Takes memory for the read-ahead. */
+    /** Replaces all tracks. Tracks with an id, samples and a rate that were there before play on without a
+        gap. The position is kept; a loop beyond the new end is cut. Takes memory for the read-ahead.
+    */
     void setTracks (std::span<const PlaybackTrack> tracks, double sampleRate);
 
     void setMix (std::uint32_t trackId, const PlaybackMix& mix);
@@ -99,7 +103,9 @@ public:
 
     // Rendering.
 
-    /** Before the first render(), and whenever rendering starts again after a break. Nobody may be rendering. */
+    /** Before the first render(), and whenever rendering starts again after a break. Nobody may be
+        rendering.
+    */
     void prepare();
 
     /** Fills all outputs with numSamples samples; null outputs are left out. Any number of samples, 0 too. */

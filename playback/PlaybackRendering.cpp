@@ -10,8 +10,8 @@ namespace tessivar
 
 namespace
 {
-// What must be there before the clock starts: what a disk may stall, and a half of the time that it took so far, so that a
-// disk that is hardly fast enough gets a head start.
+// What must be there before the clock starts: what a disk may stall, and a half of the time that it took so
+// far, so that a disk that is hardly fast enough gets a head start.
 constexpr double stallSeconds = 0.5;
 constexpr double shareOfWait = 0.5;
 constexpr double longestWaitSeconds = 5.0;

@@ -16,7 +16,9 @@ struct PlaybackMix
     SuppressionSetting settingA, settingB;
     bool usesSettingB = false;
 
-    /** Linear gains that make both settings equally loud; 1 where that is not asked for. See LoudnessMatch. */
+    /** Linear gains that make both settings equally loud; 1 where that is not asked for. See
+        LoudnessMatch.
+    */
     float matchingGainA = 1.0f, matchingGainB = 1.0f;
 
     float gain = 1.0f; // linear, 0..16
@@ -29,8 +31,8 @@ struct PlaybackMix
 
 /** A track as it is handed to playback.
 
-    samples has seven channels (six of the rendering and the source) or one (the source alone, which then plays as it is).
-    Null stands for a track whose audio is lost: it is silent.
+    samples has seven channels (six of the rendering and the source) or one (the source alone, which then
+    plays as it is). Null stands for a track whose audio is lost: it is silent.
 */
 struct PlaybackTrack
 {
@@ -47,7 +49,9 @@ enum class Listening
     removed
 };
 
-/** What of a Group is heard: all tracks together, by their solo and mute, or the selected one alone, whatever they are. */
+/** What of a Group is heard: all tracks together, by their solo and mute, or the selected one alone,
+    whatever they are.
+*/
 struct PlaybackChoice
 {
     Listening listening = Listening::processed;

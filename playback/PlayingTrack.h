@@ -10,8 +10,8 @@
 namespace tessivar
 {
 
-/** One track under way from disk to ear. The read-ahead thread fills its pages, the rendering thread empties them through the
-    voice, the message thread sets its target; it lives as long as one of them knows it.
+/** One track under way from disk to ear. The read-ahead thread fills its pages, the rendering thread empties
+    them through the voice, the message thread sets its target; it lives as long as one of them knows it.
 */
 struct PlayingTrack
 {

@@ -7,10 +7,11 @@
 namespace tessivar
 {
 
-/** Band-limited conversion of one channel from one sample rate to another, for devices that can't run at the Group's rate.
+/** Band-limited conversion of one channel from one sample rate to another, for devices that can't run at the
+    Group's rate.
 
-    At least 114 dB of signal to noise up to 0.45 of the lower rate, flat to 0.001 dB there; docs/playback.md has what was
-    measured. process() allocates nothing and takes no lock.
+    At least 114 dB of signal to noise up to 0.45 of the lower rate, flat to 0.001 dB there; docs/playback.md
+    has what was measured. process() allocates nothing and takes no lock.
 */
 class RateConverter
 {
@@ -18,8 +19,8 @@ public:
     RateConverter();
     ~RateConverter();
 
-    /** Gets ready to convert, with an empty past. False when the ratio of the rates is beyond it (more than 1:16, or of large
-        numbers).
+    /** Gets ready to convert, with an empty past. False when the ratio of the rates is beyond it (more than
+        1:16, or of large numbers).
     */
     [[nodiscard]] bool prepare (double fromRate, double toRate);
 

@@ -36,9 +36,10 @@ struct ReadAheadSettings
 
 /** Reads what will be played soon, on a juce::TimeSliceThread that somebody else owns.
 
-    The track whose frames run out first is served first, audible tracks before silent ones; the others follow, so that a
-    switch to them makes no gap. Where a loop leads back, its start is read ahead too. One call reads at most
-    1 MB, so that the thread can be stopped quickly. A failed read is tried again after a quarter of a second.
+    The track whose frames run out first is served first, audible tracks before silent ones; the others
+    follow, so that a switch to them makes no gap. Where a loop leads back, its start is read ahead too. One
+    call reads at most 1 MB, so that the thread can be stopped quickly. A failed read is tried again after a
+    quarter of a second.
 
     useTimeSlice() belongs to the read-ahead thread, the rest to the message thread.
 */

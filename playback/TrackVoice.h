@@ -38,8 +38,9 @@ struct VoiceTarget
 
 /** Turns the frames of one track into its share of the mix.
 
-    A new target is reached in rampSeconds, weight by weight in straight lines, so that neither a knob nor a switch is
-    heard as a step. When nothing ramps, the processed signal is that of renderSuppression(), bit for bit.
+    A new target is reached in rampSeconds, weight by weight in straight lines, so that neither a knob nor a
+    switch is heard as a step. When nothing ramps, the processed signal is that of renderSuppression(), bit
+    for bit.
 
     setTarget() belongs to one thread, everything else but the readings to the thread that mixes.
 */
@@ -74,8 +75,8 @@ public:
         fadeOut
     };
 
-    /** Adds numFrames (at most maxFrames) to dest. frames are interleaved; Edge::fadeIn and fadeOut take the edge off where
-        frames before or after them are missing.
+    /** Adds numFrames (at most maxFrames) to dest. frames are interleaved; Edge::fadeIn and fadeOut take the
+        edge off where frames before or after them are missing.
     */
     void mix (const float* frames, int numFrames, float* dest, Edge edge = Edge::none);
 

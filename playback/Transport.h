@@ -20,10 +20,11 @@ struct TransportRequest
 
 /** The one clock of playback: the position in samples at the Group's rate, and how it moves.
 
-    It decides sample by sample what is to be played, not what it sounds like: start and stop with a short fade, jumps with
-    a fade out before and a fade in after, loops without a gap. At the seam of a loop the last seamSeconds before its
-    end fade out while the same time before its start fades in, with equal power, so that the first sample of the
-    loop is heard at full level exactly where the loop begins again. While samples are awaited the clock stands.
+    It decides sample by sample what is to be played, not what it sounds like: start and stop with a short
+    fade, jumps with a fade out before and a fade in after, loops without a gap. At the seam of a loop the
+    last seamSeconds before its end fade out while the same time before its start fades in, with equal power,
+    so that the first sample of the loop is heard at full level exactly where the loop begins again. While
+    samples are awaited the clock stands.
 
     Used by the thread that renders.
 */

@@ -98,6 +98,12 @@ public:
             page->setBounds (area.withTrimmedLeft (1));
     }
 
+    bool keyPressed (const juce::KeyPress& key) override
+    {
+        // The dialog itself has the focus when it appears; the arrows then belong to the list of pages.
+        return (hasKeyboardFocus (false) && list.keyPressed (key)) || DialogContent::keyPressed (key);
+    }
+
     void parentHierarchyChanged() override
     {
         // Off the screen: what it works on may go before it does.

@@ -33,7 +33,9 @@ float largestStep (std::span<const float> samples)
     return result;
 }
 
-/** Seven channels of which each is a slow sine of its own level, so that a step in the output is a fault of the mixing. */
+/** Seven channels of which each is a slow sine of its own level, so that a step in the output is a fault
+    of the mixing.
+*/
 std::shared_ptr<MemorySamples> slowSines()
 {
     std::vector<float> frames;
@@ -560,7 +562,8 @@ TEST_CASE ("Broken samples never come out", "[playback]")
 
 TEST_CASE ("Levels", "[playback]")
 {
-    // Source 0.5, best component 0.2, all others 0: at focus 5 the processed signal is 0.2 and 0.3 was removed.
+    // Source 0.5, best component 0.2, all others 0: at focus 5 the processed signal is 0.2 and 0.3 was
+    // removed.
     std::vector<float> frames;
 
     for (int i = 0; i < length; ++i)

@@ -58,9 +58,10 @@ Function next (std::atomic<void*>& cache, const char* name)
 
 #if TESSIVAR_COUNTS_BREACHES
 
-    // NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses): names and declarations of the C library
+    // NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses): as the C library has them
 
-    // Stands in for the C library's functions in the whole test program. The declarations are the library's own.
+    // Stands in for the C library's functions in the whole test program. The declarations are the library's
+    // own.
     #define TESSIVAR_STAND_IN(counter, result, name, parameters, arguments) \
         extern "C" result name parameters                                   \
         {                                                                   \

@@ -14,7 +14,9 @@ namespace
 constexpr double sampleRate = 48000.0;
 constexpr int blockSize = 512;
 
-/** A disk with a clock of its own: a read takes as long as the model says, and meanwhile the sound device goes on asking for blocks. */
+/** A disk with a clock of its own: a read takes as long as the model says, and meanwhile the sound device
+    goes on asking for blocks.
+*/
 class DiskSimulation
 {
 public:
@@ -83,7 +85,9 @@ double hardDisk (double, std::size_t numBytes)
     return 0.012 + static_cast<double> (numBytes) / 100.0e6;
 }
 
-/** A disk that stands still for a while every five seconds: a read that meets such a time takes that much longer. */
+/** A disk that stands still for a while every five seconds: a read that meets such a time takes that much
+    longer.
+*/
 DiskSimulation::Latency stalling (double stall, DiskSimulation::Latency disk)
 {
     return [stall, disk = std::move (disk)] (double now, std::size_t numBytes)

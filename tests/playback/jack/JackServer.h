@@ -12,8 +12,8 @@ typedef struct _jack_port jack_port_t;
 namespace tessivar::test
 {
 
-/** A sound server of the test's own, without a sound card: jackd's dummy driver, in real time; it waits for its
-    clients, so that a busy machine costs time and not samples. Its name goes into the environment, so
+/** A sound server of the test's own, without a sound card: jackd's dummy driver, in real time; it waits for
+    its clients, so that a busy machine costs time and not samples. Its name goes into the environment, so
     that clients of this process find it.
 */
 class JackServer

@@ -1,5 +1,6 @@
-// Plays through a real sound server, records what comes out of it and compares that with what an export would hold; kills the
-// server under the program; plays twenty-four tracks from disk. Run on demand, see docs/playback.md.
+// Plays through a real sound server, records what comes out of it and compares that with what an export would
+// hold; kills the server under the program; plays twenty-four tracks from disk. Run on demand, see
+// docs/playback.md.
 #include "tests/playback/PlaybackFixtures.h"
 #include "tests/playback/jack/JackServer.h"
 
@@ -145,7 +146,8 @@ bool compareAt (int rate)
     const JackCapture capture ("Tessivar:out_1", static_cast<std::size_t> (rate) * 60);
     std::vector<std::function<void (Comparison&)>> checks;
 
-    // What is heard from a little later on: a stretch of so many milliseconds, however long a busy machine takes for it.
+    // What is heard from a little later on: a stretch of so many milliseconds, however long a busy machine
+    // takes for it.
     const auto listen = [&] (const char* what, int milliseconds, auto&& expected)
     {
         player.run (60);
@@ -153,8 +155,13 @@ bool compareAt (int rate)
         const auto count = static_cast<std::int64_t> (rate) * milliseconds / 1000;
         const auto begun = now();
 
-        while (engine.position() < from + count + 2048 && now() - begun < 10000)
+        while (engine.position() < from + count + 2048)
+        {
             player.run (10);
+
+            if (player.device->status() == DeviceStatus::lost || now() - begun > 10000)
+                throw std::runtime_error ("the server has dropped the program; is the machine busy?");
+        }
 
         checks.push_back ([=] (Comparison& c) { c.find (what, expected (from, count)); });
     };
@@ -184,7 +191,8 @@ bool compareAt (int rate)
         checks.push_back (
             [=] (Comparison& c)
             {
-                // From the second turn on: the first one fades in. The seam is left out, the sample after it is not.
+                // From the second turn on: the first one fades in. The seam is left out, the sample after it
+                // is not.
                 c.find ("a turn of the loop", exported (*samples, a, loop.start, loop.length() - seam));
             });
 

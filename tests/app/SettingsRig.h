@@ -1,0 +1,117 @@
+#pragma once
+
+#include "tests/playback/FakeDevice.h"
+#include "tests/ui/Snapshots.h"
+
+#include "app/settings/SettingsDialog.h"
+#include "playback/PlaybackEngine.h"
+
+#include <optional>
+#include <utility>
+
+namespace tessivar::test
+{
+
+/** Answers of a user who accepts nothing and remembers what he was told. */
+struct SilentPrompts final : UserPrompts
+{
+    void warn (const juce::String& text, const juce::String& details) override { told.add (text + " " + details); }
+    bool ask (const Question&) override { return false; }
+    bool showWarning (const ImportWarnings::Warning&) override { return false; }
+
+    juce::StringArray told;
+};
+
+/** A workspace below a folder of its own, two sound cards, and what the settings dialog asks for. */
+class SettingsRig
+{
+public:
+    SettingsRig()
+    {
+        card->name = "Studio Interface";
+        otherCard->name = "Headphones";
+        device.manager().addAudioDeviceType (
+            std::make_unique<FakeDeviceType> (std::vector<std::shared_ptr<FakeCard>>{ card, otherCard }));
+    }
+
+    ~SettingsRig() { folder.deleteRecursively(); }
+
+    [[nodiscard]] SettingsDialogContext context (SettingsPageId page = SettingsPageId::audioDevice)
+    {
+        return { .workspace = workspace,
+                 .device = device,
+                 .prompts = prompts,
+                 .groupRate = [this] { return groupRate; },
+                 .runJob =
+                     [this] (const juce::String&, const std::vector<ProgressStage>&, const JobRunner::Work& work)
+                 {
+                     work ({ [this] { return stopsJobs; }, [] (double) {} });
+                     return stopsJobs ? JobRunner::End::stopped : JobRunner::End::done;
+                 },
+                 .chooseFiles =
+                     [this] (const FileChooserRequest& request)
+                 {
+                     lastRequest = request;
+                     return chosen;
+                 },
+                 .onInterfaceSizeChanged = onInterfaceSizeChanged,
+                 .firstPage = page };
+    }
+
+    [[nodiscard]] std::unique_ptr<DialogContent> dialog (SettingsPageId page)
+    {
+        return makeSettingsDialog (context (page));
+    }
+
+    PaintingFixture painting;
+    const juce::File folder = juce::File::createTempFile ("");
+    TessivarWorkspace workspace{ nullptr, UserFolders::below (folder) };
+    std::shared_ptr<FakeCard> card = std::make_shared<FakeCard>(), otherCard = std::make_shared<FakeCard>();
+    PlaybackEngine engine{ workspace.readAheadThread() };
+    PlaybackDevice device{ engine, folder.getChildFile ("AudioDeviceSetup.config") };
+    SilentPrompts prompts;
+    double groupRate = 0.0;
+    bool stopsJobs = false;
+    std::vector<juce::File> chosen;
+    FileChooserRequest lastRequest;
+    std::function<void (int)> onInterfaceSizeChanged;
+};
+
+/** The visible component with this title somewhere below another; null where there is none. */
+template <typename Type = juce::Component>
+Type* find (juce::Component& parent, const juce::String& title)
+{
+    for (auto* child : parent.getChildren())
+    {
+        if (! child->isVisible())
+            continue;
+
+        if (auto* found = dynamic_cast<Type*> (child); found != nullptr && child->getTitle() == title)
+            return found;
+
+        if (auto* found = find<Type> (*child, title))
+            return found;
+    }
+
+    return nullptr;
+}
+
+/** The visible button with these words. */
+inline juce::Button* findButton (juce::Component& parent, const juce::String& words)
+{
+    for (auto* child : parent.getChildren())
+    {
+        if (! child->isVisible())
+            continue;
+
+        if (auto* button = dynamic_cast<juce::Button*> (child); button != nullptr && button->getButtonText() == words)
+            return button;
+
+        if (auto* found = findButton (*child, words))
+            return found;
+    }
+
+    return nullptr;
+}
+
+} // namespace tessivar::test
