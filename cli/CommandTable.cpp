@@ -229,6 +229,75 @@ constexpr std::array editOptions{
 
 constexpr std::array verifyOptions{ jsonOption };
 
+constexpr OptionSpec fromOption{
+    .name = "--from",
+    .value = "TIME",
+    .kind = ValueKind::text,
+    .help = "Where to begin: seconds, or minutes:seconds. Default: the start.",
+};
+
+constexpr OptionSpec toOption{
+    .name = "--to",
+    .value = "TIME",
+    .kind = ValueKind::text,
+    .help = "Where to end. Default: the end of the longest track.",
+};
+
+constexpr OptionSpec bypassOption{
+    .name = "--bypass",
+    .help = "The tracks as they were recorded.",
+};
+
+constexpr OptionSpec removedOption{
+    .name = "--removed",
+    .help = "Only what is removed from the tracks.",
+};
+
+constexpr OptionSpec allOption{
+    .name = "--all",
+    .help = "All tracks together, which is what happens without --track too.",
+};
+
+constexpr OptionSpec plainQuietOption{
+    .name = "--quiet",
+    .help = "Tell errors only.",
+};
+
+constexpr std::array playOptions{
+    onlyTrackOption,
+    allOption,
+    fromOption,
+    toOption,
+    settingOption,
+    bypassOption,
+    removedOption,
+    OptionSpec{ .name = "--device",
+                .value = "NAME",
+                .kind = ValueKind::text,
+                .help =
+                    "The output to play through, as the command devices names it. Default: the system's." },
+    plainQuietOption,
+};
+
+constexpr std::array renderOptions{
+    OptionSpec{ .name = "--out",
+                .value = "FILE",
+                .kind = ValueKind::text,
+                .required = true,
+                .help = "The file to write: WAV with 32-bit float samples, or AIFF with 24-bit ones when its "
+                        "name ends in "
+                        ".aiff or .aif." },
+    onlyTrackOption,
+    allOption,
+    fromOption,
+    toOption,
+    settingOption,
+    bypassOption,
+    removedOption,
+    overwriteOption,
+    plainQuietOption,
+};
+
 constexpr std::array infoOptions{ jsonOption };
 
 constexpr std::array demoOptions{
@@ -305,6 +374,22 @@ constexpr std::array commands{
                  "with 1 when "
                  "one of several is damaged, with 3 when all are.",
                  verifyOptions },
+    CommandSpec{ "play",
+                 OperandKind::groupFiles,
+                 "GROUP",
+                 "play a group file through a sound device",
+                 "Plays the tracks together, each with its own knobs, as they would be exported. Ends at the "
+                 "end of the "
+                 "range, or with an interruption.",
+                 playOptions },
+    CommandSpec{ "render",
+                 OperandKind::groupFiles,
+                 "GROUP",
+                 "write into a file what play would let you hear",
+                 "The mix of the tracks as one mono file, without a sound device and faster than it plays.",
+                 renderOptions },
+    CommandSpec{
+        "devices", OperandKind::none, "", "list the sound devices", "One line for each output.", {} },
     CommandSpec{
         "classify",
         OperandKind::text,

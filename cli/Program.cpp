@@ -6,12 +6,13 @@
 #include "cli/DemoCommand.h"
 #include "cli/EditCommand.h"
 #include "cli/InfoCommand.h"
+#include "cli/PlayCommand.h"
 #include "cli/ProcessCommand.h"
 #include "cli/SelfTestCommand.h"
 #include "cli/TerminalText.h"
 #include "cli/VerifyCommand.h"
-#include "model/Version.h"
 #include "model/Abbreviations.h"
+#include "model/Version.h"
 
 #include <new>
 #include <ostream>
@@ -51,6 +52,16 @@ int runCommand (const Invocation& invocation, const CommandContext& context)
             return usageError (outcome.getErrorMessage(), invocation.command, context);
         return runEdit (request, context);
     }
+    if (name == "play" || name == "render")
+    {
+        PlayRequest request;
+        const auto outcome = parsePlayRequest (invocation, request);
+        if (outcome.failed())
+            return usageError (outcome.getErrorMessage(), invocation.command, context);
+        return name == "play" ? runPlay (request, context) : runRender (request, context);
+    }
+    if (name == "devices")
+        return runDevices (context);
     if (name == "verify")
         return runVerify (operands, invocation.has ("--json"), context);
     if (name == "classify")

@@ -2,8 +2,8 @@
 
 #include "cli/CommandTable.h"
 #include "cli/TerminalText.h"
-#include "model/Version.h"
 #include "jobs/SelfTest.h"
+#include "model/Version.h"
 
 #include <algorithm>
 #include <ostream>

@@ -12,6 +12,7 @@ packages=(
     juce-modules-source
     libasound2-dev
     libcli11-dev
+    libebur128-dev
     libfftw3-dev
     libflac-dev
     libfreetype-dev
@@ -28,6 +29,7 @@ packages=(
     libxinerama-dev
     libxrandr-dev
     libxrender-dev
+    libzita-resampler-dev
     ninja-build
     nlohmann-json3-dev
     pkg-config

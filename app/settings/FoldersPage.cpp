@@ -65,7 +65,7 @@ std::optional<juce::File> FoldersPage::askForFolder (const juce::String& title, 
     // The chooser delivers messages, by which the dialog may be closed.
     const juce::Component::SafePointer<juce::Component> self (this);
     const auto chosen = context.chooseFiles (
-        { .title = title, .wildcard = {}, .kind = FileChooserRequest::Kind::chooseFolder, .startFolder = start });
+        { .title = title, .wildcard = {}, .kind = FileChooserRequest::Kind::chooseFolder, .startFolder = start, .suggestedName = {} });
 
     if (self == nullptr || chosen.empty() || getParentComponent() == nullptr)
         return {};

@@ -1,0 +1,283 @@
+#include "cli/PlayCommand.h"
+
+#include "cli/ProgressDisplay.h"
+#include "cli/TerminalText.h"
+#include "cli/TrackChoices.h"
+#include "jobs/MonoFileWriter.h"
+#include "model/groupfile/GroupFileLoading.h"
+#include "playback/OfflineMix.h"
+#include "playback/PlaybackDevice.h"
+#include "playback/PlaybackEngine.h"
+
+#include <juce_events/juce_events.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ostream>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr std::int64_t renderBlock = 16384; // samples
+constexpr int pollMs = 20;
+
+SuppressionSetting settingOf (KnobValues values)
+{
+    return { values.focus, values.fine };
+}
+
+/** The Group of a request as playback takes it. */
+struct Programme
+{
+    LoadedGroup loaded; // keeps the file open
+    std::vector<PlaybackTrack> tracks;
+    double sampleRate = 0.0;
+    std::int64_t start = 0, end = 0; // samples
+    PlaybackChoice choice;
+};
+
+PlaybackTrack playbackTrackOf (const TrackState& track, const PlayRequest& request)
+{
+    PlaybackTrack result;
+    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
+    result.mix.settingA = settingOf (track.record.knobs (KnobSetting::a));
+    result.mix.settingB = settingOf (track.record.knobs (KnobSetting::b));
+    result.mix.usesSettingB = request.setting.value_or (track.record.selected()) == KnobSetting::b;
+    return result;
+}
+
+bool isWanted (const TrackState& track, const PlayRequest& request)
+{
+    return request.tracks.isEmpty()
+           || std::any_of (request.tracks.begin(),
+                           request.tracks.end(),
+                           [&] (const juce::String& pattern)
+                           { return matchesPattern (track.name, pattern); });
+}
+
+/** The exit code of a failure, which is told; done when there is none. */
+int prepare (const PlayRequest& request, const CommandContext& context, Programme& programme)
+{
+    if (const auto opened = openGroupFile (request.groupFile, programme.loaded); opened.failed())
+    {
+        context.tellError (opened.getErrorMessage());
+        return exitCode::inputRefused;
+    }
+
+    const auto& group = programme.loaded.state;
+    juce::StringArray names;
+
+    for (const auto& track : group.tracks)
+        names.add (track.name);
+
+    if (const auto known = checkPatterns ("--track", request.tracks, names); known.failed())
+    {
+        context.tellError (known.getErrorMessage());
+        return exitCode::usage;
+    }
+
+    std::uint32_t id = 0;
+
+    for (const auto& track : group.tracks)
+    {
+        if (! isWanted (track, request))
+            continue;
+
+        programme.tracks.push_back (playbackTrackOf (track, request));
+        programme.tracks.back().id = ++id;
+        programme.end = std::max (programme.end, track.lengthInSamples());
+    }
+
+    programme.sampleRate = group.sampleRate();
+    programme.choice.listening = request.listening;
+    programme.choice.playsWholeGroup = true;
+    programme.start = static_cast<std::int64_t> (std::llround (request.from * programme.sampleRate));
+
+    if (request.to)
+        programme.end = std::min (
+            programme.end, static_cast<std::int64_t> (std::llround (*request.to * programme.sampleRate)));
+
+    if (programme.start < programme.end)
+        return exitCode::done;
+
+    context.tellError (request.groupFile.getFullPathName() + ": nothing plays in this range");
+    return exitCode::inputRefused;
+}
+
+/** Plays from start to end; true when nobody interrupted it and the device lived. */
+bool playThrough (PlaybackEngine& engine,
+                  PlaybackDevice& device,
+                  const Programme& programme,
+                  const CommandContext& context,
+                  ProgressDisplay& progress)
+{
+    const auto length = static_cast<double> (programme.end - programme.start);
+    auto lost = juce::String();
+    device.onLost = [&] (const juce::String& reason) { lost = reason; };
+    engine.seek (programme.start);
+    engine.play();
+    auto nextTick = juce::Time::getMillisecondCounter();
+
+    while (engine.position() < programme.end && lost.isEmpty())
+    {
+        if (context.stopRequested && context.stopRequested())
+            break;
+
+        juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs);
+        progress.setProgress (
+            std::clamp (static_cast<double> (engine.position() - programme.start) / length, 0.0, 1.0));
+
+        if (const auto now = juce::Time::getMillisecondCounter(); now >= nextTick)
+        {
+            device.tick();
+            engine.collect();
+            nextTick = now + 250;
+        }
+
+        // At the very end the engine stops by itself, and stands at its length.
+        if (! engine.isPlaying() && engine.position() != programme.start)
+            break;
+    }
+
+    engine.stop();
+    juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs);
+
+    if (lost.isNotEmpty())
+        context.tellError (lost);
+
+    return lost.isEmpty() && ! (context.stopRequested && context.stopRequested());
+}
+} // namespace
+
+int runPlay (const PlayRequest& request, const CommandContext& context)
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    Programme programme;
+
+    if (const auto code = prepare (request, context, programme); code != exitCode::done)
+        return code;
+
+    juce::TimeSliceThread readAhead ("playbackReadAheadThreadName");
+    readAhead.startThread();
+    PlaybackEngine engine (readAhead);
+    engine.setPlaysWholeGroup (true);
+    engine.setListening (request.listening);
+    engine.setTracks (programme.tracks, programme.sampleRate);
+
+    // What the window saved is the window's: a run of the command line leaves it alone.
+    PlaybackDevice device (engine, juce::File());
+    const auto opened = request.device.isEmpty() ? device.open() : device.openByName (request.device);
+
+    if (opened.failed())
+    {
+        context.tellError (opened.getErrorMessage() + "; the command devices lists what there is");
+        return exitCode::outputFailed;
+    }
+
+    device.matchGroupRate();
+    ProgressDisplay progress (context.diagnostics,
+                              request.quiet || ! context.diagnosticsAreTerminal ? ProgressDisplay::Style::none
+                                                                                : ProgressDisplay::Style::bar,
+                              [] { return juce::Time::getMillisecondCounterHiRes() / 1000.0; });
+    progress.beginStage ("Playing");
+    const auto played = playThrough (engine, device, programme, context, progress);
+    progress.finish();
+
+    if (const auto late = engine.counters().lateBlocks; late > 0 && ! request.quiet)
+        context.tellError ("the disk could not keep up " + juce::String (late) + " times");
+
+    readAhead.stopThread (10000);
+
+    if (played)
+        return exitCode::done;
+
+    return context.stopRequested && context.stopRequested() ? exitCode::interrupted : exitCode::outputFailed;
+}
+
+int runRender (const PlayRequest& request, const CommandContext& context)
+{
+    Programme programme;
+
+    if (const auto code = prepare (request, context, programme); code != exitCode::done)
+        return code;
+
+    if (request.outFile.existsAsFile() && ! request.overwrite)
+    {
+        context.tellError (request.outFile.getFullPathName() + ": the file exists; --overwrite replaces it");
+        return exitCode::outputFailed;
+    }
+
+    MonoFilePlan plan;
+    plan.type = exportFileTypeFor (request.outFile.getFileExtension());
+    plan.format = exportSampleFormatFor (32, true, plan.type);
+    plan.sampleRate = programme.sampleRate;
+    plan.lengthInSamples = programme.end - programme.start;
+    MonoFileWriter writer (request.outFile, plan, FileSystemCalls::system());
+    OfflineMix mix (programme.tracks, programme.sampleRate, programme.choice);
+    std::vector<float> samples (static_cast<std::size_t> (renderBlock));
+    auto outcome = plan.check();
+
+    if (outcome.wasOk())
+        outcome = writer.openFile();
+
+    if (outcome.wasOk())
+        outcome = writer.createWriter();
+
+    for (auto start = programme.start; start < programme.end && outcome.wasOk(); start += renderBlock)
+    {
+        if (context.stopRequested && context.stopRequested())
+        {
+            context.tellError ("interrupted");
+            return exitCode::interrupted;
+        }
+
+        const auto count = static_cast<std::size_t> (std::min (renderBlock, programme.end - start));
+        const auto block = std::span<float> (samples).first (count);
+
+        if (! mix.read (start, block))
+            outcome = juce::Result::fail (request.groupFile.getFullPathName() + ": its audio can't be read");
+        else
+            outcome = writer.write (block);
+    }
+
+    if (outcome.wasOk())
+        outcome = writer.finish();
+
+    if (outcome.wasOk())
+        outcome = writer.commit (request.overwrite ? AtomicFile::IfTargetExists::replace
+                                                   : AtomicFile::IfTargetExists::fail);
+
+    if (outcome.failed())
+    {
+        context.tellError (outcome.getErrorMessage());
+        return exitCode::outputFailed;
+    }
+
+    if (! request.quiet)
+        context.out << printable (request.outFile.getFullPathName()) << ": "
+                    << formatSeconds (static_cast<double> (plan.lengthInSamples) / plan.sampleRate) << ", "
+                    << formatBytes (plan.fileBytes()) << "\n";
+
+    return exitCode::done;
+}
+
+int runDevices (const CommandContext& context)
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    juce::TimeSliceThread readAhead ("playbackReadAheadThreadName");
+    PlaybackEngine engine (readAhead);
+    PlaybackDevice device (engine, juce::File());
+    const auto names = device.outputNames();
+
+    for (const auto& name : names)
+        context.out << printable (name) << "\n";
+
+    if (names.isEmpty())
+        context.tellError ("there is no audio device");
+
+    return names.isEmpty() ? exitCode::outputFailed : exitCode::done;
+}
+
+} // namespace tessivar
