@@ -132,7 +132,8 @@ void AbbreviationsPage::leave()
 juce::String AbbreviationsPage::footnote() const
 {
     if (state.willBeLost())
-        return "The next start brings back the built-in lists, as long as no folder is chosen on the page Folders.";
+        return "The next start brings back the built-in lists, as long as no folder is chosen on the page "
+               "Folders.";
 
     return "Changes apply at once, lists when saved.";
 }
@@ -152,9 +153,10 @@ void AbbreviationsPage::showTrial()
 {
     const auto isEmpty = state.hasEmptyEntry();
     listHint.setWarning (isEmpty);
-    listHint.setText (isEmpty ? "An empty entry matches every file name. Remove the separator at the end."
-                              : "Separate entries with ; or , and put quotes around an entry that holds one. Upper "
-                                "and lower case are equal.");
+    listHint.setText (
+        isEmpty ? "An empty entry matches every file name. Remove the separator at the end."
+                : "Separate entries with ; or , and put quotes around an entry that holds one. Upper "
+                  "and lower case are equal.");
 
     auto words = state.hints();
     sign.setVisible (! name.isEmpty());

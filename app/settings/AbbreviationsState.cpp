@@ -123,9 +123,11 @@ AbbreviationsState::Trial AbbreviationsState::tryName (const juce::String& fileN
     if (! found.matched)
         return { found.drumType, "No entry occurs in the name, so it is Other." };
 
-    const auto entry = found.abbreviation.isEmpty() ? juce::String ("an empty entry") : quoted (found.abbreviation);
+    const auto entry =
+        found.abbreviation.isEmpty() ? juce::String ("an empty entry") : quoted (found.abbreviation);
     const auto why = "Decided by " + entry + ".";
-    return { found.drumType, found.drumType == DrumType::oh ? why + " Overheads are passed through as is." : why };
+    return { found.drumType,
+             found.drumType == DrumType::oh ? why + " Overheads are passed through as is." : why };
 }
 
 } // namespace tessivar

@@ -97,8 +97,9 @@ void AudioPage::showDevice()
             combo->setChoices ({}, -1);
     }
 
-    tone.setButtonText (device != nullptr && context.device.status() != DeviceStatus::lost ? "Play test tone"
-                                                                                            : "Open device again");
+    tone.setButtonText (device != nullptr && context.device.status() != DeviceStatus::lost
+                            ? "Play test tone"
+                            : "Open device again");
     tone.setLeadingIcon (device != nullptr ? Icon::speaker : Icon::none);
     resized();
     latency.setText ({});
@@ -144,7 +145,8 @@ void AudioPage::chooseDriver()
 
 void AudioPage::chooseOutput()
 {
-    const auto name = output.getSelectedItemIndex() == output.getNumItems() - 1 ? juce::String() : output.getText();
+    const auto name =
+        output.getSelectedItemIndex() == output.getNumItems() - 1 ? juce::String() : output.getText();
     finish (changeOutput (context.device, context.device.manager().getCurrentAudioDeviceType(), name));
 }
 
@@ -157,7 +159,8 @@ void AudioPage::choosePair()
 
     auto setup = context.device.manager().getAudioDeviceSetup();
     setup.useDefaultOutputChannels = false;
-    setup.outputChannels = outputPairChannels (pair.getSelectedItemIndex(), device->getOutputChannelNames().size());
+    setup.outputChannels =
+        outputPairChannels (pair.getSelectedItemIndex(), device->getOutputChannelNames().size());
     finish (changeSetup (context.device, setup));
 }
 
@@ -205,12 +208,14 @@ void AudioPage::resized()
 {
     const auto area = contentArea();
     const auto columnWidth = (area.getWidth() - columnGap) / 2;
-    const auto left = area.withWidth (columnWidth), right = area.withTrimmedLeft (area.getWidth() - columnWidth);
+    const auto left = area.withWidth (columnWidth),
+               right = area.withTrimmedLeft (area.getWidth() - columnWidth);
     placeField (driverLabel, driver, left);
     placeField (outputLabel, output, right);
     placeField (pairLabel, pair, left.translated (0, rowPitch));
     placeField (bufferLabel, buffer, right.translated (0, rowPitch));
-    auto below = area.withTop (placeField (rateLabel, rate, area.translated (0, 2 * rowPitch)).getBottom() + 16);
+    auto below =
+        area.withTop (placeField (rateLabel, rate, area.translated (0, 2 * rowPitch)).getBottom() + 16);
     note.setBounds (below.removeFromTop (38));
     below.removeFromTop (18);
     auto row = below.removeFromTop (smallButtonHeight);

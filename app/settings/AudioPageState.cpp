@@ -21,7 +21,9 @@ juce::String stem (const juce::String& name)
 /** Whether a name says no more than that it is one of a device's outputs. */
 bool isGeneric (const juce::String& name)
 {
-    static const juce::StringArray words{ "", "channel", "output", "output channel", "out", "playback", "ch" };
+    static const juce::StringArray words{
+        "", "channel", "output", "output channel", "out", "playback", "ch"
+    };
     return words.contains (name.trim(), true);
 }
 
@@ -124,7 +126,8 @@ DeviceNote deviceNote (DeviceStatus status, double deviceRate, double groupRate)
         return { NoteKind::warning, "The audio device was lost. Open it again, or choose another." };
 
     if (groupRate <= 0.0)
-        return { NoteKind::plain, "No group is open. The device takes the rate of the next one where it can." };
+        return { NoteKind::plain,
+                 "No group is open. The device takes the rate of the next one where it can." };
 
     if (deviceRate == groupRate)
         return { NoteKind::good, "Matches the selected group. Playback is not resampled." };

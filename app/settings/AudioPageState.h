@@ -35,12 +35,14 @@ struct DeviceNote
 /** Opens an output; an empty name closes the device and means to have none. When it can't be opened, the one that was open
     before is opened again as it was and the result says why. The new choice is saved.
 */
-[[nodiscard]] juce::Result changeOutput (PlaybackDevice& device, const juce::String& type, const juce::String& name);
+[[nodiscard]] juce::Result
+changeOutput (PlaybackDevice& device, const juce::String& type, const juce::String& name);
 
 /** Opens the type's own choice of output, as changeOutput() does. */
 [[nodiscard]] juce::Result changeDeviceType (PlaybackDevice& device, const juce::String& type);
 
 /** Gives the open device another rate, buffer or other channels; when it refuses, it stays as it was. Saved. */
-[[nodiscard]] juce::Result changeSetup (PlaybackDevice& device, const juce::AudioDeviceManager::AudioDeviceSetup& setup);
+[[nodiscard]] juce::Result changeSetup (PlaybackDevice& device,
+                                        const juce::AudioDeviceManager::AudioDeviceSetup& setup);
 
 } // namespace tessivar

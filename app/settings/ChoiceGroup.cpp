@@ -98,7 +98,9 @@ private:
 
         const auto isPage = style == Style::pages;
         const auto ink = on ? palette::textHigh : palette::textMid;
-        const auto iconInk = ! choice.colour.isTransparent() ? choice.colour : on ? palette::ice : palette::textLow;
+        const auto iconInk = ! choice.colour.isTransparent() ? choice.colour
+                             : on                            ? palette::ice
+                                                             : palette::textLow;
         const auto iconArea = area.withTrimmedLeft (isPage ? 12.0f : 10.0f).withWidth (16.0f);
         drawIcon (g, choice.icon, iconArea.withSizeKeepingCentre (15.0f, 15.0f), iconInk);
         g.setColour (ink);

@@ -9,10 +9,12 @@ namespace tessivar
 namespace
 {
 constexpr int buttonGap = 8, cardHeight = 66, cardInset = 13;
-constexpr auto advice = "A fast local disk is best. One analysed minute takes about 80 MB per track at 48 kHz.";
+constexpr auto advice =
+    "A fast local disk is best. One analysed minute takes about 80 MB per track at 48 kHz.";
 } // namespace
 
-FoldersPage::FoldersPage (const SettingsDialogContext& contextToUse) : SettingsPage ("Folders"), context (contextToUse)
+FoldersPage::FoldersPage (const SettingsDialogContext& contextToUse)
+    : SettingsPage ("Folders"), context (contextToUse)
 {
     chooseTemporaryButton.setTitle ("Browse for the folder of temporary files");
     chooseExportButton.setTitle ("Browse for the export folder");
@@ -49,7 +51,10 @@ void FoldersPage::refresh()
     disk = TemporaryDisk::of (choice.folder);
     temporary.setText (choice.folder.getFullPathName(), false);
     temporaryHint.setText (note.isNotEmpty() ? note : juce::String (advice));
-    temporaryHint.setWarning (note.isNotEmpty() && choice.reason != TemporaryFolderChoice::Reason::sharedByAllUsers);
+    temporaryHint.setWarning (note.isNotEmpty());
+    temporaryLabel.setText (choice.reason == TemporaryFolderChoice::Reason::chosenByUser
+                                ? "Temporary files"
+                                : "Temporary files (default)");
     freeSpace.setText (disk.freeText());
     groups.setText (disk.groupsText());
 
@@ -64,8 +69,11 @@ std::optional<juce::File> FoldersPage::askForFolder (const juce::String& title, 
 {
     // The chooser delivers messages, by which the dialog may be closed.
     const juce::Component::SafePointer<juce::Component> self (this);
-    const auto chosen = context.chooseFiles (
-        { .title = title, .wildcard = {}, .kind = FileChooserRequest::Kind::chooseFolder, .startFolder = start, .suggestedName = {} });
+    const auto chosen = context.chooseFiles ({ .title = title,
+                                               .wildcard = {},
+                                               .kind = FileChooserRequest::Kind::chooseFolder,
+                                               .startFolder = start,
+                                               .suggestedName = {} });
 
     if (self == nullptr || chosen.empty() || getParentComponent() == nullptr)
         return {};
@@ -160,8 +168,7 @@ void FoldersPage::resized()
     diskCard = area.removeFromTop (cardHeight);
     auto card = diskCard.reduced (cardInset, 10);
     auto top = card.removeFromTop (22);
-    const juce::String freeText = freeSpace.getText();
-    freeSpace.setBounds (top.removeFromRight (juce::roundToInt (8.0f * static_cast<float> (freeText.length()))));
+    freeSpace.setBounds (top.removeFromRight (freeSpace.idealWidth()));
     diskBar = top.withTrimmedRight (12).withSizeKeepingCentre (top.getWidth() - 12, 6);
     groups.setBounds (card.withTrimmedTop (5));
 

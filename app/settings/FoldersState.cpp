@@ -50,10 +50,8 @@ juce::String TemporaryDisk::freeText() const
 
 juce::String TemporaryDisk::groupsText() const
 {
-    if (ofOpenGroups == 0)
-        return "Open groups use nothing here. Temporary files are removed when a group is closed.";
-
-    return "Open groups use " + byteText (ofOpenGroups) + ". Temporary files are removed when a group is closed.";
+    const juce::String removal ("Temporary files are removed when a group is closed.");
+    return ofOpenGroups == 0 ? removal : "Open groups use " + byteText (ofOpenGroups) + ". " + removal;
 }
 
 juce::String byteText (std::uint64_t bytes)
@@ -70,7 +68,8 @@ juce::String byteText (std::uint64_t bytes)
     }
 
     const auto hasPoint = unit > 0 && value < 9.95;
-    return juce::String (value, hasPoint ? 1 : 0) + " " + units[unit];
+    const auto number = hasPoint ? juce::String (value, 1) : juce::String (juce::roundToInt (value));
+    return number + " " + units[unit];
 }
 
 juce::String temporaryFolderNote (const TemporaryFolderChoice& choice, const juce::File& sharedFolder)
@@ -87,7 +86,7 @@ juce::String temporaryFolderNote (const TemporaryFolderChoice& choice, const juc
     if (choice.folder.existsAsFile())
         return choice.folder.getFullPathName() + " is a file, not a folder. Choose another folder.";
 
-    return choice.reason == Reason::sharedByAllUsers ? "The default folder, shared by all users." : juce::String();
+    return {};
 }
 
 juce::Result checkFolder (const juce::File& folder)
@@ -101,8 +100,9 @@ juce::Result checkFolder (const juce::File& folder)
     return juce::Result::ok();
 }
 
-FolderSettings
-withDefaultTemporaryFolder (FolderSettings settings, const UserFolders& folders, const juce::File& sharedFolder)
+FolderSettings withDefaultTemporaryFolder (FolderSettings settings,
+                                           const UserFolders& folders,
+                                           const juce::File& sharedFolder)
 {
     settings.temporaryFiles = chooseTemporaryFolder (std::nullopt, folders, sharedFolder).folder;
     return settings;

@@ -29,11 +29,12 @@ struct TemporaryDisk
     [[nodiscard]] juce::String groupsText() const;
 };
 
-/** "6.4 GB": decimal units, three digits at most behind and before the point together up to 100. */
+/** "6.4 GB", "312 GB": decimal units, tenths below 10. */
 [[nodiscard]] juce::String byteText (std::uint64_t bytes);
 
-/** A sentence on why temporary files go where they go; empty where the user chose so and the folder can be used. */
-[[nodiscard]] juce::String temporaryFolderNote (const TemporaryFolderChoice& choice, const juce::File& sharedFolder);
+/** A sentence on why temporary files go where they go; empty where there is nothing wrong with it. */
+[[nodiscard]] juce::String temporaryFolderNote (const TemporaryFolderChoice& choice,
+                                                const juce::File& sharedFolder);
 
 /** Whether files can be written to a folder that the user chose; it is made where it is missing. */
 [[nodiscard]] juce::Result checkFolder (const juce::File& folder);
@@ -42,7 +43,8 @@ struct TemporaryDisk
     program's own default would come to mean another folder. What is written is the folder that can be used by now: that of
     all users, or else the one in the user's cache.
 */
-[[nodiscard]] FolderSettings
-withDefaultTemporaryFolder (FolderSettings settings, const UserFolders& folders, const juce::File& sharedFolder);
+[[nodiscard]] FolderSettings withDefaultTemporaryFolder (FolderSettings settings,
+                                                         const UserFolders& folders,
+                                                         const juce::File& sharedFolder);
 
 } // namespace tessivar

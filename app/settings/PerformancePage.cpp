@@ -116,13 +116,15 @@ void PerformancePage::refresh()
 
 void PerformancePage::showBenchmark()
 {
-    const auto proposal = benchmark ? benchmark->proposalText (readAheadSettings (settings())) : juce::String();
+    const auto proposal =
+        benchmark ? benchmark->proposalText (readAheadSettings (settings())) : juce::String();
     runButton.setButtonText (benchmark ? "Run again" : "Run");
     useButton.setVisible (proposal.isNotEmpty());
     headline.setText (benchmark ? benchmark->headline() : juce::String ("Not tested yet"));
-    verdict.setText (benchmark ? benchmark->verdict (juce::Time::getCurrentTime()) + " " + proposal
-                               : juce::String ("Tests how fast the folder for temporary files reads and writes, and "
-                                               "proposes how far to read ahead."));
+    verdict.setText (
+        benchmark ? benchmark->verdict (juce::Time::getCurrentTime()) + " " + proposal
+                  : juce::String ("Tests how fast the folder for temporary files reads and writes, and "
+                                  "proposes how far to read ahead."));
     resized();
 }
 
@@ -164,12 +166,12 @@ void PerformancePage::runBenchmark()
 
     // Messages are delivered meanwhile; this page may be gone afterwards.
     const juce::Component::SafePointer<juce::Component> self (this);
-    const auto end = context.runJob ("Testing the disk",
-                                     benchmarkStages(),
-                                     [&] (const JobRunner::Watch& watch) {
-                                         outcome = DiskBenchmark::run (
-                                             folder, options, { watch.shouldStop, watch.setProgress }, measured);
-                                     });
+    const auto end = context.runJob (
+        "Testing the disk",
+        benchmarkStages(),
+        [&] (const JobRunner::Watch& watch) {
+            outcome = DiskBenchmark::run (folder, options, { watch.shouldStop, watch.setProgress }, measured);
+        });
 
     if (self == nullptr || end == JobRunner::End::stopped)
         return;
@@ -193,7 +195,10 @@ void PerformancePage::resized()
 {
     auto area = contentArea();
     const auto columnWidth = (area.getWidth() - columnGap) / 2;
-    const auto placeRow = [&] (juce::Component& leftLabel, juce::Component& left, juce::Component& rightLabel, juce::Component& right)
+    const auto placeRow = [&] (juce::Component& leftLabel,
+                               juce::Component& left,
+                               juce::Component& rightLabel,
+                               juce::Component& right)
     {
         placeField (leftLabel, left, area.withWidth (columnWidth));
         placeField (rightLabel, right, area.withLeft (area.getRight() - columnWidth));

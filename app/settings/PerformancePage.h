@@ -43,8 +43,10 @@ private:
     TextBlock secondsHint{ TextBlock::Kind::hint, "Raise it when playback drops out." };
     TextBlock methodLabel{ TextBlock::Kind::label, "Method of new groups" };
     SettingsCombo method{ "Method of new groups" };
-    TextBlock methodHint{ TextBlock::Kind::hint,
-                          "Refined models how drums leak into other microphones; it takes 3 to 4 times as long." };
+    TextBlock methodHint{
+        TextBlock::Kind::hint,
+        "Refined models how drums leak into other microphones; it takes 3 to 4 times as long."
+    };
     TextBlock pieceLabel{ TextBlock::Kind::label, "Piece size" };
     SettingsCombo piece{ "Piece size" };
     TextBlock benchmarkLabel{ TextBlock::Kind::label, "Disk benchmark" };

@@ -25,8 +25,8 @@ juce::String speedText (double bytesPerSecond)
 /** "2 s", "2.7 s" */
 juce::String secondsText (double seconds)
 {
-    const auto tenths = std::round (seconds * 10.0) / 10.0;
-    return juce::String (tenths, std::abs (tenths - std::round (tenths)) < 0.01 ? 0 : 1) + " s";
+    const auto tenths = juce::roundToInt (seconds * 10.0);
+    return (tenths % 10 == 0 ? juce::String (tenths / 10) : juce::String (tenths / 10.0, 1)) + " s";
 }
 
 bool isSameDay (juce::Time a, juce::Time b)
@@ -54,8 +54,8 @@ ChoiceList<Value> listOf (std::vector<Value> values, Value chosen, const Words& 
     for (const auto value : result.values)
         result.texts.add (words (value));
 
-    result.selected =
-        static_cast<int> (std::find (result.values.begin(), result.values.end(), chosen) - result.values.begin());
+    result.selected = static_cast<int> (std::find (result.values.begin(), result.values.end(), chosen)
+                                        - result.values.begin());
     return result;
 }
 } // namespace
@@ -84,8 +84,10 @@ ChoiceList<double> readAheadChoices (double chosen)
 
 ChoiceList<int> pieceChoices (int chosen)
 {
-    const auto words = [] (int frames)
-    { return juce::String (frames) + " frames (" + juce::String (frames * bytesPerFrame / 1.0e6, 1) + " MB)"; };
+    const auto words = [] (int frames) {
+        return juce::String (frames) + " frames (" + juce::String (frames * bytesPerFrame / 1.0e6, 1)
+               + " MB)";
+    };
     return listOf<int> ({ 8192, 16384, 32768, 65536 }, chosen, words);
 }
 
@@ -102,7 +104,8 @@ std::optional<std::int64_t> benchmarkFileBytes (std::optional<std::uint64_t> fre
     if (! freeBytes)
         return usual;
 
-    const auto quarter = static_cast<std::int64_t> (std::min (*freeBytes / 4, static_cast<std::uint64_t> (usual)));
+    const auto quarter =
+        static_cast<std::int64_t> (std::min (*freeBytes / 4, static_cast<std::uint64_t> (usual)));
     return quarter >= smallestTest ? std::make_optional (quarter) : std::nullopt;
 }
 
@@ -184,11 +187,12 @@ juce::String BenchmarkSummary::verdict (juce::Time now) const
 
 juce::String BenchmarkSummary::proposalText (const ReadAheadSettings& current) const
 {
-    if (juce::approximatelyEqual (proposal.seconds, current.seconds) && proposal.framesPerRead == current.framesPerRead)
+    if (juce::approximatelyEqual (proposal.seconds, current.seconds)
+        && proposal.framesPerRead == current.framesPerRead)
         return {};
 
-    return "Proposed: " + secondsText (proposal.seconds) + " in pieces of " + juce::String (proposal.framesPerRead)
-           + " frames.";
+    return "Proposed: " + secondsText (proposal.seconds) + " in pieces of "
+           + juce::String (proposal.framesPerRead) + " frames.";
 }
 
 } // namespace tessivar

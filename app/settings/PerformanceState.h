@@ -46,14 +46,15 @@ struct BenchmarkSummary
 {
     juce::String folder;
     juce::Time when;
-    double readBytesPerSecond = 0.0;    // in one go
+    double readBytesPerSecond = 0.0; // in one go
     double writeBytesPerSecond = 0.0;
     double streamsBytesPerSecond = 0.0; // 24 streams side by side, the best piece size
     double neededBytesPerSecond = 0.0;  // of 24 rendered tracks
     bool keepsUp = false;
     ReadAheadSettings proposal;
 
-    [[nodiscard]] static BenchmarkSummary of (const DiskBenchmark& result, const juce::File& folder, juce::Time when);
+    [[nodiscard]] static BenchmarkSummary
+    of (const DiskBenchmark& result, const juce::File& folder, juce::Time when);
 
     /** One line for the settings file, and back; nothing for any other text. */
     [[nodiscard]] juce::String toText() const;

@@ -23,7 +23,8 @@ class SettingsDialog final : public DialogContent
 {
 public:
     explicit SettingsDialog (SettingsDialogContext contextToUse)
-        : DialogContent ("Settings", { { .text = "Close", .isSafe = true } }), context (std::move (contextToUse))
+        : DialogContent ("Settings", { { .text = "Close", .isSafe = true } }),
+          context (std::move (contextToUse))
     {
         closeSign.onClick = [this] { escape(); };
         list.onSelect = [this] (int index) { showPage (index); };
@@ -91,7 +92,9 @@ public:
         closeSign.setBounds (header.removeFromRight (44).withSizeKeepingCentre (28, 28).translated (-5, 1));
         getButton (0).setBounds (
             footer.removeFromRight (closeWidth).withSizeKeepingCentre (closeWidth, closeHeight));
-        footnote.setBounds (footer.withTrimmedRight (16).withSizeKeepingCentre (footer.getWidth() - 16, 20));
+        footnote.setBounds (footer.withTrimmedRight (16)
+                                .withSizeKeepingCentre (footer.getWidth() - 16, 17)
+                                .translated (0, 1));
         list.setBounds (area.removeFromLeft (listWidth).reduced (9, 12).withTrimmedTop (1));
 
         for (auto* page : pages)

@@ -34,7 +34,9 @@ struct SettingsDialogContext
     std::function<double()> groupRate;
 
     /** Runs work behind a progress dialog and returns when it is over: JobRunner::run(). */
-    std::function<JobRunner::End (const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)> runJob;
+    std::function<JobRunner::End (
+        const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)>
+        runJob;
 
     /** Asks the user for a folder: chooseFiles(). */
     std::function<std::vector<juce::File> (const FileChooserRequest&)> chooseFiles;

@@ -4,6 +4,9 @@
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"
 
+#include <cmath>
+#include <utility>
+
 namespace tessivar
 {
 
@@ -35,10 +38,10 @@ NoteLook lookOf (NoteKind kind)
     return { Icon::ring, palette::textLow };
 }
 
-juce::TextLayout layOut (const juce::String& text, float size, juce::Colour colour, float width)
+juce::TextLayout layOut (const juce::String& text, const juce::Font& font, juce::Colour colour, float width)
 {
     juce::AttributedString attributed;
-    attributed.append (text, fonts::inter (size), colour);
+    attributed.append (text, font, colour);
     attributed.setLineSpacing (hintLineSpacing);
     juce::TextLayout layout;
     layout.createLayout (attributed, width);
@@ -79,19 +82,34 @@ juce::Colour TextBlock::ink() const
     if (warns)
         return palette::amber;
 
-    return kind == Kind::value ? palette::textHigh : kind == Kind::label ? palette::textMid : palette::textLow;
+    return kind == Kind::value   ? palette::textHigh
+           : kind == Kind::label ? palette::textMid
+                                 : palette::textLow;
+}
+
+juce::Font TextBlock::font() const
+{
+    if (kind == Kind::value)
+        return fonts::inter (valueSize);
+
+    return fonts::inter (hintSize, kind == Kind::label ? fonts::Weight::medium : fonts::Weight::regular);
+}
+
+int TextBlock::idealWidth() const
+{
+    return juce::roundToInt (std::ceil (font().getStringWidthFloat (text))) + 1;
 }
 
 void TextBlock::paint (juce::Graphics& g)
 {
     if (kind == Kind::hint)
     {
-        layOut (text, hintSize, ink(), static_cast<float> (getWidth())).draw (g, getLocalBounds().toFloat());
+        layOut (text, font(), ink(), static_cast<float> (getWidth())).draw (g, getLocalBounds().toFloat());
         return;
     }
 
     g.setColour (ink());
-    g.setFont (kind == Kind::value ? fonts::inter (valueSize) : fonts::inter (hintSize, fonts::Weight::medium));
+    g.setFont (font());
     g.drawText (text, getLocalBounds(), juce::Justification::centredLeft, true);
 }
 
@@ -119,11 +137,8 @@ void NoteBox::paint (juce::Graphics& g)
     // Two lines at most: the reason why a device can't be opened may be a long one.
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (valueSize));
-    g.drawFittedText (text,
-                      area.withTrimmedRight (10.0f).toNearestInt(),
-                      juce::Justification::centredLeft,
-                      2,
-                      1.0f);
+    g.drawFittedText (
+        text, area.withTrimmedRight (10.0f).toNearestInt(), juce::Justification::centredLeft, 2, 1.0f);
 }
 
 std::unique_ptr<juce::AccessibilityHandler> NoteBox::createAccessibilityHandler()

@@ -23,6 +23,9 @@ public:
     void setText (const juce::String& words);
     [[nodiscard]] juce::String getText() const { return text; }
 
+    /** Of one line, in logical pixels. */
+    [[nodiscard]] int idealWidth() const;
+
     /** In amber instead of grey. */
     void setWarning (bool shouldWarn);
 
@@ -31,6 +34,7 @@ public:
 
 private:
     [[nodiscard]] juce::Colour ink() const;
+    [[nodiscard]] juce::Font font() const;
 
     const Kind kind;
     juce::String text;

@@ -20,10 +20,7 @@ juce::String utf8 (const char* text)
 /** Settings in a folder of their own, and a table as the program has it after its start. */
 struct Lists
 {
-    Lists()
-    {
-        table.loadOrSetDefaults (&settings);
-    }
+    Lists() { table.loadOrSetDefaults (&settings); }
     ~Lists() { folder.deleteRecursively(); }
 
     juce::ScopedJuceInitialiser_GUI messages;
@@ -213,7 +210,8 @@ TEST_CASE ("Settings of the folders", "[app][settings]")
     {
         using Reason = TemporaryFolderChoice::Reason;
         CHECK (temporaryFolderNote ({ folder, Reason::chosenByUser }, shared).isEmpty());
-        CHECK (temporaryFolderNote ({ folder, Reason::sharedNotWritable }, shared).contains (shared.getFullPathName()));
+        CHECK (temporaryFolderNote ({ folder, Reason::sharedNotWritable }, shared)
+                   .contains (shared.getFullPathName()));
         const auto file = folder.getChildFile ("file");
         REQUIRE (file.replaceWithText ("x"));
         CHECK (temporaryFolderNote ({ file, Reason::chosenByUser }, shared).contains ("is a file"));

@@ -15,7 +15,10 @@ namespace tessivar::test
 /** Answers of a user who accepts nothing and remembers what he was told. */
 struct SilentPrompts final : UserPrompts
 {
-    void warn (const juce::String& text, const juce::String& details) override { told.add (text + " " + details); }
+    void warn (const juce::String& text, const juce::String& details) override
+    {
+        told.add (text + " " + details);
+    }
     bool ask (const Question&) override { return false; }
     bool showWarning (const ImportWarnings::Warning&) override { return false; }
 
@@ -43,7 +46,8 @@ public:
                  .prompts = prompts,
                  .groupRate = [this] { return groupRate; },
                  .runJob =
-                     [this] (const juce::String&, const std::vector<ProgressStage>&, const JobRunner::Work& work)
+                     [this] (
+                         const juce::String&, const std::vector<ProgressStage>&, const JobRunner::Work& work)
                  {
                      work ({ [this] { return stopsJobs; }, [] (double) {} });
                      return stopsJobs ? JobRunner::End::stopped : JobRunner::End::done;
@@ -96,6 +100,13 @@ Type* find (juce::Component& parent, const juce::String& title)
     return nullptr;
 }
 
+/** Types over a field's text; without a message loop the field tells nobody by itself. */
+inline void type (juce::TextEditor& editor, const juce::String& text)
+{
+    editor.setText (text, false);
+    editor.onTextChange();
+}
+
 /** The visible button with these words. */
 inline juce::Button* findButton (juce::Component& parent, const juce::String& words)
 {
@@ -104,7 +115,8 @@ inline juce::Button* findButton (juce::Component& parent, const juce::String& wo
         if (! child->isVisible())
             continue;
 
-        if (auto* button = dynamic_cast<juce::Button*> (child); button != nullptr && button->getButtonText() == words)
+        if (auto* button = dynamic_cast<juce::Button*> (child);
+            button != nullptr && button->getButtonText() == words)
             return button;
 
         if (auto* found = findButton (*child, words))
