@@ -3,6 +3,7 @@
 #include "model/AudioTags.h"
 #include "model/CafAudioFormat.h"
 #include "model/FlacFileReader.h"
+#include "model/groupfile/TessivarAudioFormat.h"
 
 #include <filesystem>
 
@@ -61,10 +62,35 @@ createReaderOfKind (AudioFileKind kind, std::unique_ptr<juce::InputStream> strea
             return createFlacFileReader (std::move (stream), why);
         case AudioFileKind::oggVorbis:
             return createReader<juce::OggVorbisAudioFormat> (std::move (stream), why);
+        case AudioFileKind::groupFile:
+            return createReader<TessivarAudioFormat> (std::move (stream), why);
     }
 
     jassertfalse;
     return nullptr;
+}
+/** The first track of a group file as an audio file. Such a file is told by its end, and its reader checks every number in
+    it; null when it is none.
+*/
+std::unique_ptr<AudioFileReader> openGroupStream (std::unique_ptr<juce::InputStream>& stream)
+{
+    if (! TessivarAudioFormat::isMarked (*stream))
+        return nullptr;
+
+    auto why = juce::Result::ok();
+    auto reader = createReaderOfKind (AudioFileKind::groupFile, std::move (stream), why);
+
+    if (reader == nullptr)
+        return nullptr;
+
+    AudioHeader header;
+    header.kind = AudioFileKind::groupFile;
+    header.sampleRate = reader->sampleRate;
+    header.numChannels = static_cast<int> (reader->numChannels);
+    header.bitsPerSample = static_cast<int> (reader->bitsPerSample);
+    header.isFloatingPoint = true;
+    header.lengthInSamples = reader->lengthInSamples;
+    return std::make_unique<AudioFileReader> (std::move (reader), std::move (header), nullptr);
 }
 } // namespace
 
@@ -123,7 +149,11 @@ std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStr
     AudioHeader header;
     why = inspectAudioHeader (*stream, header);
     if (why.failed())
-        return nullptr;
+    {
+        auto group = openGroupStream (stream);
+        why = group != nullptr ? juce::Result::ok() : why;
+        return group;
+    }
 
     stream->setPosition (0);
     auto patched = std::make_unique<PatchedInputStream> (std::move (stream), header.patches);

@@ -22,6 +22,8 @@ juce::String audioFileKindName (AudioFileKind kind)
             return "FLAC";
         case AudioFileKind::oggVorbis:
             return "Ogg Vorbis";
+        case AudioFileKind::groupFile:
+            return "DLS";
     }
 
     jassertfalse;

@@ -17,10 +17,11 @@ enum class AudioFileKind
     aiff,
     caf,
     flac,
-    oggVorbis
+    oggVorbis,
+    groupFile // one track of it; never told by inspectAudioHeader()
 };
 
-/** "WAV", "AIFF", "CAF", "FLAC" or "Ogg Vorbis". */
+/** "WAV", "AIFF", "CAF", "FLAC", "Ogg Vorbis" or "DLS". */
 juce::String audioFileKindName (AudioFileKind kind);
 
 /** Where a chunk of a WAV file lies that holds neither the format nor the audio. */

@@ -16,10 +16,12 @@ class AbbreviationsPage : public SettingsPage
 public:
     explicit AbbreviationsPage (const SettingsDialogContext& contextToUse);
 
-    void enter() override;
-    void leave() override;
     [[nodiscard]] juce::String footnote() const override;
     void resized() override;
+
+protected:
+    void enter() override;
+    void leave() override;
 
 private:
     /** The type that the name would get, as a sign. */

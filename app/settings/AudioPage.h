@@ -13,9 +13,11 @@ class AudioPage : public SettingsPage, private juce::ChangeListener
 public:
     explicit AudioPage (const SettingsDialogContext& contextToUse);
 
+    void resized() override;
+
+protected:
     void enter() override;
     void leave() override;
-    void resized() override;
 
 private:
     void changeListenerCallback (juce::ChangeBroadcaster*) override { refresh(); }

@@ -54,7 +54,6 @@ juce::Result failure (PlaybackDevice& device, const juce::String& reason, const 
     if (before != nullptr)
     {
         const auto error = device.manager().initialise (0, numOutputs, before, false);
-        device.matchGroupRate();
 
         if (device.manager().getCurrentAudioDevice() == nullptr)
             return juce::Result::fail (reason + " The device used before can't be opened either: " + error);

@@ -67,7 +67,11 @@ void FoldersPage::refresh()
 
 std::optional<juce::File> FoldersPage::askForFolder (const juce::String& title, const juce::File& start)
 {
-    // The chooser delivers messages, by which the dialog may be closed.
+    if (choosing)
+        return {};
+
+    // The chooser delivers messages, by which the dialog may be closed, or this be asked again.
+    choosing = true;
     const juce::Component::SafePointer<juce::Component> self (this);
     const auto chosen = context.chooseFiles ({ .title = title,
                                                .wildcard = {},
@@ -75,7 +79,12 @@ std::optional<juce::File> FoldersPage::askForFolder (const juce::String& title, 
                                                .startFolder = start,
                                                .suggestedName = {} });
 
-    if (self == nullptr || chosen.empty() || getParentComponent() == nullptr)
+    if (self == nullptr)
+        return {};
+
+    choosing = false;
+
+    if (! isOpen() || chosen.empty())
         return {};
 
     if (const auto usable = checkFolder (chosen.front()); usable.failed())

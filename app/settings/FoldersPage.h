@@ -14,9 +14,11 @@ class FoldersPage : public SettingsPage
 public:
     explicit FoldersPage (const SettingsDialogContext& contextToUse);
 
-    void enter() override;
     void paint (juce::Graphics& g) override;
     void resized() override;
+
+protected:
+    void enter() override;
 
 private:
     void refresh();
@@ -29,6 +31,7 @@ private:
 
     const SettingsDialogContext& context;
     TemporaryDisk disk;
+    bool choosing = false;
     juce::Rectangle<int> diskCard, diskBar;
 
     TextBlock temporaryLabel{ TextBlock::Kind::label, "Temporary files" };

@@ -173,7 +173,7 @@ void PerformancePage::runBenchmark()
             outcome = DiskBenchmark::run (folder, options, { watch.shouldStop, watch.setProgress }, measured);
         });
 
-    if (self == nullptr || end == JobRunner::End::stopped)
+    if (self == nullptr || ! isOpen() || end == JobRunner::End::stopped)
         return;
 
     if (end == JobRunner::End::outOfMemory || outcome.failed())

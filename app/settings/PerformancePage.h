@@ -15,10 +15,12 @@ class PerformancePage : public SettingsPage
 public:
     explicit PerformancePage (const SettingsDialogContext& contextToUse);
 
-    void enter() override;
     [[nodiscard]] juce::String footnote() const override;
     void paint (juce::Graphics& g) override;
     void resized() override;
+
+protected:
+    void enter() override;
 
 private:
     void refresh();

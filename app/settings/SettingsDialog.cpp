@@ -26,6 +26,7 @@ public:
         : DialogContent ("Settings", { { .text = "Close", .isSafe = true } }),
           context (std::move (contextToUse))
     {
+        closeSign.setInk (palette::textLow);
         closeSign.onClick = [this] { escape(); };
         list.onSelect = [this] (int index) { showPage (index); };
         // Tab goes through the page's fields before it comes to the bottom row.
@@ -129,14 +130,14 @@ private:
         for (auto* page : pages)
             page->setVisible (page == current);
 
-        current->enter();
+        current->open();
         showFootnote();
     }
 
     void leave()
     {
         if (auto* left = std::exchange (current, nullptr))
-            left->leave();
+            left->close();
     }
 
     void showFootnote()

@@ -3,6 +3,7 @@
 #include "app/settings/SettingsWidgets.h"
 
 #include <functional>
+#include <utility>
 
 namespace tessivar
 {
@@ -17,11 +18,22 @@ public:
         setFocusContainerType (FocusContainerType::none);
     }
 
-    /** Comes to the front: shows what holds by now. */
-    virtual void enter() = 0;
+    /** The page comes to the front. */
+    void open()
+    {
+        front = true;
+        enter();
+    }
 
-    /** Another page comes to the front, or the dialog goes. Called once for each enter(). */
-    virtual void leave() {}
+    /** Another page comes to the front, or the dialog leaves the screen: from here on nothing of the context is touched. */
+    void close()
+    {
+        if (std::exchange (front, false))
+            leave();
+    }
+
+    /** To be asked after anything that delivers messages: the user may have closed the dialog meanwhile. */
+    [[nodiscard]] bool isOpen() const { return front; }
 
     /** What stands left of the dialog's button. */
     [[nodiscard]] virtual juce::String footnote() const { return "Changes apply at once."; }
@@ -29,6 +41,12 @@ public:
     std::function<void()> onFootnoteChanged;
 
 protected:
+    /** Shows what holds by now. */
+    virtual void enter() = 0;
+
+    /** Called once for each enter(). */
+    virtual void leave() {}
+
     // Of the layout, in logical pixels.
     static constexpr int inset = 20, labelHeight = 16, labelGap = 6, fieldHeight = 32, columnGap = 16;
     static constexpr int rowPitch = 71, smallButtonHeight = 28;
@@ -50,6 +68,9 @@ protected:
         if (onFootnoteChanged)
             onFootnoteChanged();
     }
+
+private:
+    bool front = false;
 };
 
 } // namespace tessivar

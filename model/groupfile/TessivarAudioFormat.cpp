@@ -1,6 +1,7 @@
 #include "model/groupfile/TessivarAudioFormat.h"
 
 #include "model/AudioIntake.h"
+#include "model/groupfile/GroupTables.h"
 #include "model/groupfile/TessivarFormatReader.h"
 
 #include <memory>
@@ -9,6 +10,14 @@ namespace tessivar
 {
 
 TessivarAudioFormat::TessivarAudioFormat() : AudioFormat ("DLS", ".dls") {}
+
+bool TessivarAudioFormat::isMarked (juce::InputStream& stream)
+{
+    GroupFileTrailer::Bytes bytes{};
+    constexpr auto size = static_cast<int> (GroupFileTrailer::encodedSize);
+    return stream.getTotalLength() >= size && stream.setPosition (stream.getTotalLength() - size)
+           && stream.read (bytes.data(), size) == size && GroupFileTrailer::decode (bytes).isMarked();
+}
 
 juce::Array<int> TessivarAudioFormat::getPossibleSampleRates()
 {

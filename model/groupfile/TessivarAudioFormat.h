@@ -11,6 +11,9 @@ class TessivarAudioFormat final : public juce::AudioFormat
 public:
     TessivarAudioFormat();
 
+    /** Whether a stream of known length ends as a group file written by this program does. */
+    [[nodiscard]] static bool isMarked (juce::InputStream& stream);
+
     juce::Array<int> getPossibleSampleRates() override;
     juce::Array<int> getPossibleBitDepths() override { return { 32 }; }
     bool canDoStereo() override { return false; }

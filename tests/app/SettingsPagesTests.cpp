@@ -5,6 +5,7 @@
 #include "app/settings/ChoiceGroup.h"
 #include "app/settings/PerformanceState.h"
 #include "app/settings/SettingsPage.h"
+#include "model/Abbreviations.h"
 #include "ui/Palette.h"
 
 #include <catch2/catch.hpp>
@@ -103,7 +104,7 @@ TEST_CASE ("Settings dialog", "[app][settings]")
                                               || dynamic_cast<juce::TextEditor*> (control) != nullptr;
                         const auto* button = dynamic_cast<juce::Button*> (control);
 
-                        if (isChoice || button != nullptr)
+                        if (control->isEnabled() && (isChoice || button != nullptr))
                             CHECK (control->getWantsKeyboardFocus());
 
                         if (isChoice)
@@ -274,6 +275,23 @@ TEST_CASE ("Folders page", "[app][settings]")
         CHECK (rig.workspace.temporaryFolder().reason == TemporaryFolderChoice::Reason::chosenByUser);
     }
 
+    SECTION ("what is chosen after the dialog was closed counts no more")
+    {
+        DialogScrim scrim;
+        scrim.setSize (1024, 640);
+        scrim.show (rig.dialog (SettingsPageId::folders));
+        rig.chosen = { target };
+        rig.whileChoosing = [&]
+        {
+            if (scrim.isShowingDialog())
+                scrim.getTop()->escape();
+        };
+        test::find<juce::Button> (*scrim.getTop(), "Browse for the folder of temporary files")->onClick();
+        CHECK_FALSE (scrim.isShowingDialog());
+        CHECK_FALSE (settings.containsKey (settingsKeys::tempFileLocation));
+        CHECK_FALSE (target.exists());
+    }
+
     SECTION ("a folder that can't be used is refused with the reason")
     {
         REQUIRE (rig.folder.createDirectory());
@@ -328,6 +346,17 @@ TEST_CASE ("Performance page", "[app][settings]")
         CHECK (test::find<juce::ComboBox> (*dialog, "Playback read-ahead")->getText() == "4.5 s");
         CHECK (test::findButton (*dialog, "Use these") == nullptr);
 
+        // What can't be measured is told, what was stopped is not; either way the last figures stay.
+        const auto inTheWay = rig.folder.getChildFile ("in the way");
+        REQUIRE (inTheWay.replaceWithText ("a file"));
+        chosen.temporaryFiles = inTheWay;
+        rig.workspace.setFolderSettings (chosen);
+        test::findButton (*dialog, "Run again")->onClick();
+        CHECK (rig.prompts.told.size() == 1);
+        CHECK (rig.prompts.told[0].contains ("temporary files"));
+        rig.prompts.told.clear();
+        chosen.temporaryFiles = rig.folder;
+        rig.workspace.setFolderSettings (chosen);
         rig.stopsJobs = true;
         test::findButton (*dialog, "Run again")->onClick();
         CHECK (settings.getValue (appSettingsKeys::diskBenchmark) == known.toText());

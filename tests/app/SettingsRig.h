@@ -56,6 +56,10 @@ public:
                      [this] (const FileChooserRequest& request)
                  {
                      lastRequest = request;
+
+                     if (whileChoosing)
+                         whileChoosing();
+
                      return chosen;
                  },
                  .onInterfaceSizeChanged = onInterfaceSizeChanged,
@@ -78,6 +82,7 @@ public:
     bool stopsJobs = false;
     std::vector<juce::File> chosen;
     FileChooserRequest lastRequest;
+    std::function<void()> whileChoosing; // what else the user does meanwhile
     std::function<void (int)> onInterfaceSizeChanged;
 };
 

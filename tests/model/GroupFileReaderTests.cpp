@@ -1,3 +1,4 @@
+#include "model/AudioFileReaders.h"
 #include "model/LittleEndian.h"
 #include "model/groupfile/TessivarAudioFormat.h"
 #include "model/groupfile/TessivarFormatReader.h"
@@ -5,6 +6,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -388,4 +390,27 @@ TEST_CASE ("Files that are no group files", "[model][groupfile]")
         const juce::File longest ("/" + juce::String::repeatedString ("a", 4096));
         CHECK (openGroupFile (longest, group).getErrorMessage().contains ("too long"));
     }
+}
+
+TEST_CASE ("A group file among the audio files", "[model][groupfile][readers]")
+{
+    auto group = smallGroup (20000);
+    std::stable_partition (group.tracks.begin(),
+                           group.tracks.end(),
+                           [] (const TrackState& track) { return track.rendered == nullptr; });
+    const TemporaryFolder folder;
+    const auto file = folder.file ("take.dls");
+    const auto inFile = saved (group, file);
+    auto why = juce::Result::ok();
+    const auto reader = openAudioFile (file, why);
+    INFO (why.getErrorMessage());
+    REQUIRE (reader != nullptr);
+    CHECK (reader->getFormatName() == "DLS");
+    CHECK (reader->sampleRate == group.sampleRate());
+    CHECK (reader->numChannels == 1);
+
+    const auto expected = savedSamplesOf (group.tracks[0]);
+    juce::AudioBuffer<float> buffer (1, static_cast<int> (expected.size()));
+    REQUIRE (reader->read (&buffer, 0, buffer.getNumSamples(), 0, true, false));
+    CHECK (std::equal (expected.begin(), expected.end(), buffer.getReadPointer (0)));
 }
