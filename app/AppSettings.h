@@ -18,7 +18,7 @@ inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB
 inline constexpr auto readAheadSeconds = ReadAheadSettings::secondsKey;
 inline constexpr auto readAheadFrames = ReadAheadSettings::framesPerReadKey;
-inline constexpr auto diskBenchmark = "diskBenchmark";       // the last one, as BenchmarkSummary::toText()
+inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as BenchmarkSummary::toText()
 } // namespace appSettingsKeys
 
 [[nodiscard]] int analysisThreads (const juce::PropertySet& settings);

@@ -20,6 +20,8 @@
 namespace tessivar
 {
 
+enum class SettingsPageId;
+
 /** Everything in the window: the workspace, the views of it, and what the user's gestures do to it. */
 class MainComponent : public juce::Component,
                       public TessivarWorkspace::Owner,
@@ -111,7 +113,7 @@ private:
     void showTrackMenu (std::uint32_t trackId, juce::Point<int> position);
     void showGroupMenu (const Group::Ptr& group, juce::Point<int> position);
     void undo (bool redo);
-    void openSettings();
+    void openSettings (SettingsPageId page);
     void showAbout();
     void openHelp (const char* document);
     void offerRecovery();

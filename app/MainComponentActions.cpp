@@ -3,6 +3,7 @@
 #include "app/MainComponent.h"
 #include "app/OpenExternally.h"
 #include "app/TrackLooks.h"
+#include "app/settings/SettingsDialog.h"
 #include "model/Version.h"
 
 #include <algorithm>
@@ -140,7 +141,7 @@ void MainComponent::performAction (int action)
             work.saveAll();
             break;
         case commandId::settings:
-            openSettings();
+            openSettings (SettingsPageId::audioDevice);
             break;
         case commandId::quit:
             if (onQuit)
@@ -217,8 +218,30 @@ void MainComponent::openHelp (const char* document)
         prompts.warn ("The document can't be opened.", file.getFullPathName());
 }
 
-void MainComponent::openSettings()
+void MainComponent::openSettings (SettingsPageId page)
 {
+    if (isBlocked())
+        return;
+
+    SettingsDialogContext context{
+        .workspace = workspace,
+        .device = player.device,
+        .prompts = prompts,
+        .groupRate =
+            [this]
+        {
+            const auto group = selectedGroup();
+            return group != nullptr ? group->sampleRate() : 0.0;
+        },
+        .runJob =
+            [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
+        { return runner.run (title, std::move (stages), job); },
+        .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
+        .onInterfaceSizeChanged = {},
+        .firstPage = page
+    };
+    prompts.showModally ([&] (std::function<void()>) { return makeSettingsDialog (context); });
+    player.device.matchGroupRate();
     refresh();
 }
 

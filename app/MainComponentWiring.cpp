@@ -2,6 +2,7 @@
 #include "app/DrumLooks.h"
 #include "app/MainComponent.h"
 #include "app/Splitter.h"
+#include "app/settings/SettingsDialog.h"
 
 namespace tessivar
 {
@@ -39,7 +40,7 @@ void MainComponent::wireCommands()
             commands.menuItemsChanged();
         }
     };
-    deviceStatus.onClick = [this] { openSettings(); };
+    deviceStatus.onClick = [this] { openSettings (SettingsPageId::audioDevice); };
 }
 
 void MainComponent::wireBrowser()
@@ -248,7 +249,7 @@ void MainComponent::wireTransport()
                 true);
         else
             transport.showNotice (
-                text, "Performance", [this] { openSettings(); }, true);
+                text, "Performance", [this] { openSettings (SettingsPageId::performance); }, true);
 
         animateFor (5.0);
     };

@@ -97,10 +97,11 @@ void AudioPage::showDevice()
             combo->setChoices ({}, -1);
     }
 
-    tone.setButtonText (device != nullptr && context.device.status() != DeviceStatus::lost
-                            ? "Play test tone"
-                            : "Open device again");
-    tone.setLeadingIcon (device != nullptr ? Icon::speaker : Icon::none);
+    const auto status = context.device.status();
+    tone.setButtonText (status == DeviceStatus::none   ? "Open default device"
+                        : status == DeviceStatus::lost ? "Open device again"
+                                                       : "Play test tone");
+    tone.setLeadingIcon (tone.getButtonText() == "Play test tone" ? Icon::speaker : Icon::none);
     resized();
     latency.setText ({});
 
@@ -187,11 +188,20 @@ void AudioPage::chooseRate()
 
 void AudioPage::playOrReopen()
 {
-    if (context.device.manager().getCurrentAudioDevice() != nullptr
-        && context.device.status() != DeviceStatus::lost)
-        context.device.manager().playTestSound();
-    else
-        finish (context.device.reopen());
+    auto& manager = context.device.manager();
+    const auto type = manager.getCurrentAudioDeviceType();
+
+    switch (context.device.status())
+    {
+        case DeviceStatus::lost:
+            return finish (context.device.reopen());
+        case DeviceStatus::none:
+            return finish (type.isEmpty() ? context.device.reopen()
+                                          : changeDeviceType (context.device, type));
+        case DeviceStatus::running:
+        case DeviceStatus::converting:
+            return manager.playTestSound();
+    }
 }
 
 void AudioPage::finish (const juce::Result& result)

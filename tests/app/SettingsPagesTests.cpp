@@ -113,6 +113,26 @@ TEST_CASE ("Settings dialog", "[app][settings]")
         }
     }
 
+    SECTION ("Tab goes from the list through the page, top to bottom, to Close")
+    {
+        const auto dialog = rig.dialog (SettingsPageId::performance);
+        juce::StringArray titles;
+
+        for (auto* component : dialog->createKeyboardFocusTraverser()->getAllComponents (dialog.get()))
+            titles.add (component->getTitle().isNotEmpty() ? component->getTitle() : component->getName());
+
+        CHECK (titles
+               == juce::StringArray{ "Performance",
+                                     "Analysis threads",
+                                     "Playback read-ahead",
+                                     "Method of new groups",
+                                     "Piece size",
+                                     "Run",
+                                     "Automatic",
+                                     "Close",
+                                     "Close settings" });
+    }
+
     SECTION ("off the screen it lets go of the device and of the lists")
     {
         DialogScrim scrim;
@@ -159,6 +179,8 @@ TEST_CASE ("Audio device page", "[app][settings]")
         choose (*test::find<juce::ComboBox> (*page, "Output device"), "No output");
         CHECK (rig.device.status() == DeviceStatus::none);
         CHECK_FALSE (saved.loadFileAsString().contains ("Headphones"));
+        test::findButton (*page, "Open default device")->onClick();
+        CHECK (rig.card->isOpen);
     }
 
     SECTION ("a device that fails shows its reason, and the old one plays on as it was")

@@ -45,7 +45,7 @@ void writeSeeds (const juce::File& folder)
 
     and what the fuzzer starts from:
 
-      tessivar_group_file_faults --seeds tests/fuzz/corpus/groupfile
+      tessivar_group_file_faults --seeds tests/fuzz/corpus/group_file
 */
 int main (int argc, char* argv[])
 {
