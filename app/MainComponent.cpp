@@ -89,7 +89,6 @@ MainComponent::MainComponent (const juce::File& resourceFolder, const UserFolder
     }
 
     workspace.addChangeListener (this);
-    addKeyListener (commands.manager().getKeyMappings());
     setWantsKeyboardFocus (true);
     setSize (1280, 772);
     lastTick = now();
@@ -101,7 +100,6 @@ MainComponent::~MainComponent()
 {
     stopTimer();
     workspace.removeChangeListener (this);
-    removeKeyListener (commands.manager().getKeyMappings());
     player.stop();
     auto& settings = workspace.settings();
     settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));

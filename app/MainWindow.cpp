@@ -26,12 +26,15 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
         state.isEmpty() || ! restoreWindowStateFromString (state))
         centreWithSize (1280, 800);
 
+    // On the window, because that is what has the focus when none of the views has it.
+    addKeyListener (main->getCommands().manager().getKeyMappings());
     addToDesktop();
     setVisible (true);
 }
 
 MainWindow::~MainWindow()
 {
+    removeKeyListener (main->getCommands().manager().getKeyMappings());
     main->getWorkspace().settings().setValue (appSettingsKeys::windowState, getWindowStateAsString());
     clearContentComponent();
 }
@@ -39,6 +42,14 @@ MainWindow::~MainWindow()
 void MainWindow::closeButtonPressed()
 {
     juce::JUCEApplicationBase::getInstance()->systemRequestedQuit();
+}
+
+bool MainWindow::keyPressed (const juce::KeyPress& key)
+{
+    // From a view it has been to the content already.
+    const auto* focused = juce::Component::getCurrentlyFocusedComponent();
+    const auto isNew = focused == nullptr || ! (main == focused || main->isParentOf (focused));
+    return (isNew && main->keyPressed (key)) || juce::DocumentWindow::keyPressed (key);
 }
 
 void MainWindow::toggleFullScreen()

@@ -15,6 +15,9 @@ public:
     [[nodiscard]] MainComponent& content() { return *main; }
 
     void closeButtonPressed() override;
+
+    /** Keys that no view took, also those that come while no view has the focus. */
+    bool keyPressed (const juce::KeyPress& key) override;
     void toggleFullScreen();
 
 private:

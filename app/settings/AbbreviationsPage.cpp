@@ -178,6 +178,7 @@ void AbbreviationsPage::showTrial()
 void AbbreviationsPage::save()
 {
     const auto saved = state.save();
+    passFocus (saveButton, list);
     showList();
 
     if (saved.failed())
@@ -194,7 +195,7 @@ void AbbreviationsPage::save()
 void AbbreviationsPage::resized()
 {
     auto area = contentArea();
-    types.setBounds (area.removeFromLeft (typesWidth).withTrimmedTop (-1));
+    types.setBounds (area.removeFromLeft (typesWidth).withTrimmedTop (-1).expanded (ChoiceGroup::ringRoom));
     area.removeFromLeft (columnGap);
     listLabel.setBounds (area.removeFromTop (labelHeight));
     area.removeFromTop (labelGap);

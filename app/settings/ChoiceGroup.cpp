@@ -169,10 +169,14 @@ bool ChoiceGroup::keyPressed (const juce::KeyPress& key)
 
     choose (*index);
 
+    takeFocus();
+    return true;
+}
+
+void ChoiceGroup::takeFocus()
+{
     if (isShowing())
         entries[static_cast<std::size_t> (selected)]->grabKeyboardFocus();
-
-    return true;
 }
 
 int ChoiceGroup::entryWidth (int index) const
@@ -196,7 +200,7 @@ void ChoiceGroup::paint (juce::Graphics& g)
     if (style != Style::segments)
         return;
 
-    const auto trough = getLocalBounds().toFloat();
+    const auto trough = getLocalBounds().reduced (ringRoom).toFloat();
     g.setColour (palette::well);
     g.fillRoundedRectangle (trough, 8.0f);
     g.setColour (palette::lineStrong);
@@ -205,7 +209,7 @@ void ChoiceGroup::paint (juce::Graphics& g)
 
 void ChoiceGroup::resized()
 {
-    auto area = getLocalBounds();
+    auto area = getLocalBounds().reduced (ringRoom);
 
     if (style == Style::segments)
     {

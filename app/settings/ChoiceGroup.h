@@ -39,7 +39,13 @@ public:
     /** The user chose another. */
     std::function<void (int)> onSelect;
 
-    /** What segments take, in logical pixels. */
+    /** Logical pixels that the choices leave free on each side, for the ring around the focused one. */
+    static constexpr int ringRoom = 4;
+
+    /** Gives the keyboard to the choice that holds. */
+    void takeFocus();
+
+    /** What segments take without the room for the ring, in logical pixels. */
     [[nodiscard]] int idealWidth() const;
 
     void paint (juce::Graphics& g) override;

@@ -137,6 +137,7 @@ void FoldersPage::clearExport()
 {
     auto chosen = context.workspace.folderSettings();
     chosen.exportFolder = std::nullopt;
+    passFocus (clearButton, chooseExportButton);
     context.workspace.setFolderSettings (chosen);
     refresh();
 }

@@ -61,6 +61,8 @@ PerformancePage::PerformancePage (const SettingsDialogContext& contextToUse)
     runButton.onClick = [this] { runBenchmark(); };
     useButton.onClick = [this]
     {
+        passFocus (useButton, runButton);
+
         if (benchmark)
             storeReadAhead (benchmark->proposal);
     };
@@ -238,7 +240,7 @@ void PerformancePage::resized()
     area.removeFromTop (18);
     sizeLabel.setBounds (area.removeFromTop (labelHeight));
     area.removeFromTop (4);
-    size.setBounds (area.removeFromTop (34).withWidth (size.idealWidth()));
+    size.setBounds (area.withSize (size.idealWidth(), 34).expanded (ChoiceGroup::ringRoom));
 }
 
 } // namespace tessivar

@@ -96,17 +96,15 @@ public:
         footnote.setBounds (footer.withTrimmedRight (16)
                                 .withSizeKeepingCentre (footer.getWidth() - 16, 17)
                                 .translated (0, 1));
-        list.setBounds (area.removeFromLeft (listWidth).reduced (9, 12).withTrimmedTop (1));
+        list.setBounds (area.removeFromLeft (listWidth).reduced (9, 12).withTrimmedTop (1).expanded (
+            ChoiceGroup::ringRoom));
 
         for (auto* page : pages)
             page->setBounds (area.withTrimmedLeft (1));
     }
 
-    bool keyPressed (const juce::KeyPress& key) override
-    {
-        // The dialog itself has the focus when it appears; the arrows then belong to the list of pages.
-        return (hasKeyboardFocus (false) && list.keyPressed (key)) || DialogContent::keyPressed (key);
-    }
+    /** The dialog gets the focus when it appears, and Tab would not lead from there to what lies inside. */
+    void focusGained (FocusChangeType) override { list.takeFocus(); }
 
     void parentHierarchyChanged() override
     {

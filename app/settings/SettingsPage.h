@@ -63,6 +63,13 @@ protected:
         return field.getBounds();
     }
 
+    /** Before a button is disabled or hidden by its own click: the keyboard would be left with nothing, Escape included. */
+    static void passFocus (const juce::Component& from, juce::Component& to)
+    {
+        if (from.hasKeyboardFocus (true))
+            to.grabKeyboardFocus();
+    }
+
     void footnoteChanged() const
     {
         if (onFootnoteChanged)

@@ -54,7 +54,7 @@ TEST_CASE ("Commands", "[app][commands]")
         CHECK (std::set<int> (served.begin(), served.end()).size() == 31);
         CHECK (std::find (served.begin(), served.end(), static_cast<int> (commandId::closeAllGroups))
                == served.end());
-        CHECK (served[22] == 84);
+        CHECK (served[23] == 84);
         CHECK (served[24] == 23);
 
         for (const auto id : served)
