@@ -125,11 +125,11 @@ void addActions (ShapeTable& table)
     table[Icon::bypass].filled =
         withEllipse (withEllipse ({}, 4.4f, 9.6f, 1.6f, 1.6f), 11.6f, 9.6f, 1.6f, 1.6f);
     table[Icon::removed] = makeShape ("M1 8 L3.2 8 L5 3 L7.4 13 L9.4 6 L10.6 9.4 M12 11 L15.4 11", "");
-    table[Icon::fit] =
+    table[Icon::zoomToSelection] =
         makeShape ("M2 3 L2 13 M14 3 L14 13 M4.4 8 L11.6 8 M6.4 5.8 L4.2 8 L6.4 10.2 M9.6 5.8 L11.8 8 L9.6 "
                    "10.2",
                    "");
-    table[Icon::zoomToSelection] = makeShape ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 "
+    table[Icon::fit] = makeShape ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 "
                                               "13.6 L11 13.6 M5 13.6 L2 13.6 L2 10.8 M5 8 "
                                               "L11 8",
                                               "");
