@@ -681,6 +681,10 @@ enum MenuItem
     closeIt,
     undoIt,
     redoIt,
+    playAll,
+    equalLoudness,
+    solo,
+    mute,
     firstType = 100
 };
 
@@ -724,6 +728,10 @@ void MainComponent::showTrackMenu (std::uint32_t trackId, juce::Point<int> posit
     menu.addItem (applyToType, "Apply to all of this type");
     menu.addItem (duplicate, "Duplicate track");
     menu.addSeparator();
+    menu.addItem (solo, "Solo in the group", player.playsWholeGroup(), player.isSolo (trackId));
+    menu.addItem (mute, "Mute in the group", player.playsWholeGroup(), player.isMuted (trackId));
+    menu.addItem (equalLoudness, "A and B equally loud", true, player.matchesLoudness());
+    menu.addSeparator();
     menu.addItem (exportIt, juce::String::fromUTF8 ("Export Track\xe2\x80\xa6"));
     menu.addItem (showSource, "Show source file", hasSource);
     menu.addItem (remove, "Remove from group");
@@ -752,6 +760,12 @@ void MainComponent::showTrackMenu (std::uint32_t trackId, juce::Point<int> posit
                 removeTracks();
             else if (item == undoIt || item == redoIt)
                 undo (item == redoIt);
+            else if (item == solo)
+                player.setSolo (track->id(), ! player.isSolo (track->id()));
+            else if (item == mute)
+                player.setMute (track->id(), ! player.isMuted (track->id()));
+            else if (item == equalLoudness)
+                player.setMatchesLoudness (! player.matchesLoudness());
             else if (item == applyToType)
             {
                 std::vector<std::uint32_t> alike;
@@ -762,6 +776,8 @@ void MainComponent::showTrackMenu (std::uint32_t trackId, juce::Point<int> posit
 
                 group->setKnobs (alike, track->selectedSetting(), track->soundingKnobs());
             }
+
+            refresh();
         });
 }
 
@@ -776,6 +792,7 @@ void MainComponent::showGroupMenu (const Group::Ptr& group, juce::Point<int> pos
         methodRefined, "Refined, with a suggested Focus", true, group->method() == SeparationMethod::refined);
     menu.addItem (rename, "Rename");
     menu.addSubMenu ("Method of analysis", methods);
+    menu.addItem (playAll, "Play all tracks together", true, player.playsWholeGroup());
     menu.addItem (analyze, "Analyze Group");
     menu.addItem (exportIt, juce::String::fromUTF8 ("Export Group\xe2\x80\xa6"));
     menu.addSeparator();

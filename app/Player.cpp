@@ -1,7 +1,11 @@
 #include "app/Player.h"
 
+#include "playback/LoudnessMatch.h"
+
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <thread>
 
 namespace tessivar
 {
@@ -16,22 +20,100 @@ SuppressionSetting settingOf (KnobValues values)
     return { values.focus, values.fine };
 }
 
-PlaybackTrack playbackTrackOf (const TrackState& track)
-{
-    PlaybackTrack result;
-    result.id = track.id;
-    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
-    result.mix.settingA = settingOf (track.record.knobs (KnobSetting::a));
-    result.mix.settingB = settingOf (track.record.knobs (KnobSetting::b));
-    result.mix.usesSettingB = track.record.selected() == KnobSetting::b;
-    return result;
-}
-
 bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
 {
     return a.id == b.id && a.samples == b.samples;
 }
 } // namespace
+
+/** Measures one track at a time on a thread of its own; a newer wish ends the measurement before it. */
+class Player::LoudnessWorker
+{
+public:
+    explicit LoudnessWorker (Player& playerToTell) : player (playerToTell) {}
+    ~LoudnessWorker() { end(); }
+
+    void measure (const PlaybackTrack& track, double sampleRate, std::int64_t position)
+    {
+        const Wish wish{ track.id, track.mix.settingA, track.mix.settingB };
+
+        if (track.samples == nullptr || track.samples->numChannels() != renderedChannels || wish == current)
+            return;
+
+        end();
+        current = wish;
+        stop = false;
+        thread = std::thread (
+            [this, track, sampleRate, position]
+            {
+                const auto range =
+                    LoudnessMatch::rangeAround (position, track.samples->lengthInFrames(), sampleRate);
+                const auto match = LoudnessMatch::measure (
+                    *track.samples,
+                    sampleRate,
+                    track.mix.settingA,
+                    track.mix.settingB,
+                    range,
+                    { .shouldStop = [this] { return stop.load(); }, .setProgress = {} });
+
+                if (match)
+                    juce::MessageManager::callAsync (
+                        [worker = juce::WeakReference<LoudnessWorker> (this), id = track.id, found = *match]
+                        {
+                            if (worker != nullptr && worker->current.trackId == id)
+                                worker->apply (found);
+                        });
+            });
+    }
+
+    [[nodiscard]] LoudnessMatch gainsOf (std::uint32_t trackId) const
+    {
+        return trackId == current.trackId ? gains : LoudnessMatch();
+    }
+
+private:
+    struct Wish
+    {
+        std::uint32_t trackId = 0;
+        SuppressionSetting a, b;
+
+        bool operator== (const Wish& other) const
+        {
+            return trackId == other.trackId && a.focus == other.a.focus && a.fine == other.a.fine
+                   && b.focus == other.b.focus && b.fine == other.b.fine;
+        }
+    };
+
+    void apply (const LoudnessMatch& found)
+    {
+        gains = found;
+
+        for (auto& track : player.shownTracks)
+            if (track.id == current.trackId)
+            {
+                track.mix.matchingGainA = gains.gainA;
+                track.mix.matchingGainB = gains.gainB;
+                player.engine.setMix (track.id, track.mix);
+            }
+    }
+
+    void end()
+    {
+        stop = true;
+
+        if (thread.joinable())
+            thread.join();
+    }
+
+    Player& player;
+    Wish current;
+    LoudnessMatch gains;
+    std::atomic<bool> stop{ false };
+    std::thread thread;
+
+    JUCE_DECLARE_WEAK_REFERENCEABLE (LoudnessWorker)
+    JUCE_DECLARE_NON_COPYABLE (LoudnessWorker)
+};
 
 Player::Player (TessivarWorkspace& workspace, const ReadAheadSettings& readAhead)
     : engine (workspace.readAheadThread(), readAhead),
@@ -42,6 +124,29 @@ Player::Player (TessivarWorkspace& workspace, const ReadAheadSettings& readAhead
         if (onNotice)
             onNotice (reason, true);
     };
+}
+
+Player::~Player() = default;
+
+PlaybackTrack Player::playbackTrackOf (const TrackState& track) const
+{
+    PlaybackTrack result;
+    result.id = track.id;
+    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
+    result.mix.settingA = settingOf (track.record.knobs (KnobSetting::a));
+    result.mix.settingB = settingOf (track.record.knobs (KnobSetting::b));
+    result.mix.usesSettingB = track.record.selected() == KnobSetting::b;
+    result.mix.solo = isSolo (track.id);
+    result.mix.mute = isMuted (track.id);
+
+    if (loudness != nullptr)
+    {
+        const auto gains = loudness->gainsOf (track.id);
+        result.mix.matchingGainA = gains.gainA;
+        result.mix.matchingGainB = gains.gainB;
+    }
+
+    return result;
 }
 
 void Player::start()
@@ -99,6 +204,52 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
         engine.selectTrack (selectedTrack);
 
     shownSelection = selectedTrack;
+    measureLoudness();
+}
+
+void Player::measureLoudness()
+{
+    if (loudness == nullptr)
+        return;
+
+    for (const auto& track : shownTracks)
+        if (track.id == shownSelection)
+            loudness->measure (track, shownRate, engine.position());
+}
+
+void Player::setMatchesLoudness (bool shouldMatch)
+{
+    loudness = shouldMatch ? std::make_unique<LoudnessWorker> (*this) : nullptr;
+
+    for (auto& track : shownTracks)
+    {
+        track.mix.matchingGainA = track.mix.matchingGainB = 1.0f;
+        engine.setMix (track.id, track.mix);
+    }
+
+    measureLoudness();
+}
+
+void Player::setPlaysWholeGroup (bool shouldPlayAll)
+{
+    wholeGroup = shouldPlayAll;
+    engine.setPlaysWholeGroup (shouldPlayAll);
+}
+
+void Player::setSolo (std::uint32_t trackId, bool solo)
+{
+    if (solo)
+        soloTracks.insert (trackId);
+    else
+        soloTracks.erase (trackId);
+}
+
+void Player::setMute (std::uint32_t trackId, bool mute)
+{
+    if (mute)
+        mutedTracks.insert (trackId);
+    else
+        mutedTracks.erase (trackId);
 }
 
 bool Player::sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampleRate) const

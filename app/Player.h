@@ -6,6 +6,8 @@
 #include "playback/PlaybackEngine.h"
 
 #include <functional>
+#include <memory>
+#include <set>
 
 namespace tessivar
 {
@@ -17,6 +19,7 @@ class Player
 {
 public:
     Player (TessivarWorkspace& workspaceToUse, const ReadAheadSettings& readAhead);
+    ~Player();
 
     /** Opens the sound device; without one everything but sound works. */
     void start();
@@ -28,6 +31,20 @@ public:
     void show (const Group::Ptr& group, std::uint32_t selectedTrack);
 
     void setListening (Listening listening);
+
+    /** All tracks of the Group together, each with its own knobs, instead of the selected one alone. */
+    void setPlaysWholeGroup (bool shouldPlayAll);
+    [[nodiscard]] bool playsWholeGroup() const { return wholeGroup; }
+
+    /** Of the tracks while the whole Group plays; mute comes before solo. */
+    void setSolo (std::uint32_t trackId, bool solo);
+    void setMute (std::uint32_t trackId, bool mute);
+    [[nodiscard]] bool isSolo (std::uint32_t trackId) const { return soloTracks.count (trackId) != 0; }
+    [[nodiscard]] bool isMuted (std::uint32_t trackId) const { return mutedTracks.count (trackId) != 0; }
+
+    /** Makes A and B of the selected track equally loud, so that the ear compares what they do and not their level. */
+    void setMatchesLoudness (bool shouldMatch);
+    [[nodiscard]] bool matchesLoudness() const { return loudness != nullptr; }
 
     void play();
     void stop();
@@ -50,6 +67,10 @@ public:
     std::function<void (const juce::String& text, bool canReopen)> onNotice;
 
 private:
+    class LoudnessWorker;
+
+    [[nodiscard]] PlaybackTrack playbackTrackOf (const TrackState& track) const;
+    void measureLoudness();
     [[nodiscard]] bool sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampleRate) const;
     [[nodiscard]] std::int64_t samplesAt (double seconds) const;
 
@@ -57,6 +78,9 @@ private:
     double shownRate = 0.0;
     std::uint32_t shownSelection = 0;
     Listening currentListening = Listening::processed;
+    bool wholeGroup = false;
+    std::set<std::uint32_t> soloTracks, mutedTracks;
+    std::unique_ptr<LoudnessWorker> loudness; // null: not wanted
     std::uint64_t seenLateBlocks = 0;
     std::uint32_t lastLateNotice = 0;
 
