@@ -32,6 +32,15 @@ struct FileChooserRequest
     [[nodiscard]] bool wantsSeveral() const { return kind == Kind::openFiles || kind == Kind::chooseFolders; }
 };
 
+/** A request without a suggested name. */
+[[nodiscard]] inline FileChooserRequest chooserRequest (const juce::String& title,
+                                                        const char* wildcard,
+                                                        FileChooserRequest::Kind kind,
+                                                        const juce::String& startFolder)
+{
+    return { title, wildcard, kind, juce::File (startFolder), {} };
+}
+
 /** Opens the desktop's own chooser, zenity or kdialog, or one of the program's own where there is none, and returns what
     the user chose; nothing when it was cancelled. Messages are delivered meanwhile. The working directory stays what it
     is, and names keep colons, blanks and quotes.

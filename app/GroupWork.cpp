@@ -2,12 +2,8 @@
 
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
-#include "app/OpenExternally.h"
-#include "jobs/GroupDLSImporter.h"
-#include "jobs/WarningsDisplay.h"
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/groupfile/GroupFileSaving.h"
-#include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
 #include <utility>
@@ -19,22 +15,10 @@ namespace
 {
 constexpr auto groupFileWildcard = "*.dls";
 constexpr auto groupFileExtension = ".dls";
-constexpr auto importWildcard = "*.wav;*.aiff;*.caf;*.aif";
-constexpr auto folderWildcard = "*.wav;*.aiff";
-
-AnalysisControl controlOf (const JobRunner::Watch& watch)
-{
-    return { .shouldStop = watch.shouldStop, .setProgress = watch.setProgress };
-}
 
 JobControl jobControlOf (const JobRunner::Watch& watch)
 {
     return { .shouldStop = watch.shouldStop, .setProgress = watch.setProgress };
-}
-
-juce::String filesExported (int count)
-{
-    return juce::String (count) + (count == 1 ? " file exported" : " files exported");
 }
 } // namespace
 
@@ -100,11 +84,10 @@ Group::Ptr GroupWork::newGroup()
 
 void GroupWork::chooseAndOpen()
 {
-    FileChooserRequest request;
-    request.title = "Choose a file to open...";
-    request.wildcard = groupFileWildcard;
-    request.kind = FileChooserRequest::Kind::openFiles;
-    request.startFolder = juce::File (workspace.lastViewedFolder());
+    auto request = chooserRequest ("Choose a file to open...",
+                                   groupFileWildcard,
+                                   FileChooserRequest::Kind::openFiles,
+                                   workspace.lastViewedFolder());
     const auto files = choose (request);
 
     if (! files.empty())
@@ -187,11 +170,10 @@ bool GroupWork::saveAs (const Group::Ptr& group)
     if (group == nullptr)
         return false;
 
-    FileChooserRequest request;
-    request.title = "Choose a file to save... (" + group->name() + ")";
-    request.wildcard = groupFileWildcard;
-    request.kind = FileChooserRequest::Kind::saveFile;
-    request.startFolder = juce::File (workspace.lastViewedFolder());
+    auto request = chooserRequest ("Choose a file to save... (" + group->name() + ")",
+                                   groupFileWildcard,
+                                   FileChooserRequest::Kind::saveFile,
+                                   workspace.lastViewedFolder());
     request.suggestedName = juce::File::createLegalFileName (group->name()) + groupFileExtension;
     const auto files = choose (request);
 
@@ -290,184 +272,6 @@ bool GroupWork::close (const Group::Ptr& group)
 
 //======================================================================================================================
 
-void GroupWork::chooseAndImportTracks (const Group::Ptr& target)
-{
-    FileChooserRequest request;
-    request.title = "Select files to import...";
-    request.wildcard = importWildcard;
-    request.kind = FileChooserRequest::Kind::openFiles;
-    request.startFolder = juce::File (workspace.lastViewedImportFolder());
-    const auto files = choose (request);
-
-    if (files.empty())
-        return;
-
-    workspace.setLastViewedImportFolder (files.front().getParentDirectory().getFullPathName());
-    importInputs (files, target);
-}
-
-void GroupWork::chooseAndImportFolders()
-{
-    FileChooserRequest request;
-    request.title = "Select folders to import...";
-    request.wildcard = folderWildcard;
-    request.kind = FileChooserRequest::Kind::chooseFolders;
-    request.startFolder = juce::File (workspace.lastViewedImportFolder());
-    const auto folders = choose (request);
-
-    if (folders.empty())
-        return;
-
-    workspace.setLastViewedImportFolder (folders.front().getFullPathName());
-    importInputs (folders, nullptr);
-}
-
-void GroupWork::chooseAndImportFromGroup (const Group::Ptr& target)
-{
-    FileChooserRequest request;
-    request.title = "Select files to import...";
-    request.wildcard = groupFileWildcard;
-    request.kind = FileChooserRequest::Kind::openFile;
-    request.startFolder = juce::File (workspace.lastViewedImportFolder());
-    const auto files = choose (request);
-
-    if (files.empty())
-        return;
-
-    workspace.setLastViewedImportFolder (files.front().getParentDirectory().getFullPathName());
-    importFromGroupFile (files.front(), target);
-}
-
-void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target)
-{
-    const auto sorted = sortInputs (filesAndFolders);
-
-    for (const auto& rejected : sorted.rejected)
-        juce::Logger::writeToLog ("Rejected file " + rejected.getFullPathName());
-
-    for (const auto& group : sorted.newGroups)
-    {
-        // Loose files come first, and only they can join a Group that is there.
-        const auto isLoose =
-            &group == &sorted.newGroups.front() && ! group.files.empty()
-            && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
-                   != filesAndFolders.end();
-
-        if (isLoose && target != nullptr)
-            importInto (group.files, target);
-        else
-            importNewGroup (group);
-    }
-
-    for (const auto& file : sorted.groupFiles)
-    {
-        if (target != nullptr)
-            importFromGroupFile (file, target);
-        else
-            openOne (file);
-    }
-
-    showPendingWarnings();
-}
-
-void GroupWork::importNewGroup (const NewGroupFiles& files)
-{
-    const Group::Ptr group = new Group (files.name.isEmpty() ? juce::String ("Group") : files.name, {});
-    group->setMethod (defaultMethod (workspace.settings()));
-    importInto (files.files, group);
-
-    if (group->numTracks() == 0)
-        return;
-
-    group->undo().clearUndoHistory();
-    workspace.selectGroup (workspace.addGroup (group));
-}
-
-void GroupWork::importInto (const std::vector<juce::File>& files, const Group::Ptr& target)
-{
-    auto* temporary = temporaryStore();
-
-    if (temporary == nullptr)
-        return;
-
-    ImportedTracks imported;
-    const auto state = target->state();
-    const auto end =
-        runner.run ("Importing data",
-                    {},
-                    [&] (const JobRunner::Watch& watch)
-                    { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
-
-    if (end == JobRunner::End::outOfMemory)
-        imported.storageError = "memory ran out";
-
-    finishImport (std::move (imported), target);
-}
-
-void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
-{
-    if (imported.storageError.isNotEmpty())
-        prompts.warn ("The files could not be read in.", imported.storageError);
-
-    if (! imported.tracks.empty())
-        target->addTracks (std::move (imported.tracks));
-
-    if (! imported.notes.isEmpty())
-        prompts.tell ("Imported", "There is something to know about these files.", imported.notes);
-}
-
-void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& target)
-{
-    GroupDLSImporter importer;
-
-    if (importer.open (file, warnings).failed())
-    {
-        showPendingWarnings();
-        return;
-    }
-
-    std::vector<ChecklistDialog::Entry> entries;
-
-    for (const auto& track : importer.group().tracks)
-        entries.push_back ({ track.name, drumTypeDisplayName (track.drumType()), true });
-
-    const auto picked = prompts.pick ("Import From Group (" + importer.group().name + ")",
-                                      "Choose the tracks to import.",
-                                      entries,
-                                      "Import");
-
-    if (! picked)
-        return;
-
-    std::vector<int> indices;
-
-    for (std::size_t i = 0; i < picked->size(); ++i)
-        if ((*picked)[i])
-            indices.push_back (static_cast<int> (i));
-
-    auto* temporary = temporaryStore();
-
-    if (indices.empty() || temporary == nullptr)
-        return;
-
-    const auto group = target != nullptr ? target : newGroup();
-    const auto state = group->state();
-    ImportedTracks imported;
-    runner.run ("Importing data",
-                {},
-                [&] (const JobRunner::Watch& watch)
-                { imported = importer.import (indices, state, warnings, *temporary, controlOf (watch)); });
-    finishImport (std::move (imported), group);
-    showPendingWarnings();
-}
-
-void GroupWork::showPendingWarnings()
-{
-    showWarnings (warnings, workspace, prompts);
-}
-
-//======================================================================================================================
-
 GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
 {
     GroupAnalysis result;
@@ -556,155 +360,6 @@ void GroupWork::analyzeAll()
 
     if (! summary.isEmpty())
         prompts.tell ("Analyze Group(s)", "This is what became of the open Groups.", summary);
-}
-
-//======================================================================================================================
-
-void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
-{
-    const auto refusal = exportRefusal (ExportScope::track, workspace, group.get(), track.get());
-
-    if (refusal.isNotEmpty())
-    {
-        prompts.warn (refusal);
-        return;
-    }
-
-    const auto session = tracksToExport ({ group })[static_cast<std::size_t> (group->indexOf (*track))];
-    FileChooserRequest request;
-    request.title = "Choose a file to export your audio - " + track->name();
-    request.wildcard = "*.wav";
-    request.kind = FileChooserRequest::Kind::saveFile;
-    request.startFolder = juce::File (workspace.lastExportFolder());
-    request.suggestedName = exportFileName (session, ".wav");
-    const auto files = choose (request);
-
-    if (files.empty())
-        return;
-
-    const auto file =
-        files.front().getFileExtension().isEmpty() ? files.front().withFileExtension (".wav") : files.front();
-    workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
-
-    if (! confirmOverwriting ({ file }, prompts))
-        return;
-
-    ExportOptions options;
-    options.folder = file.getParentDirectory();
-    options.overwrite = true;
-    runExport ("Exporting Track to folder " + options.folder.getFullPathName(), { session }, options, file);
-}
-
-void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
-{
-    const auto refusal = exportRefusal (scope, workspace, selected.get(), nullptr);
-
-    if (refusal.isNotEmpty())
-    {
-        prompts.warn (refusal);
-        return;
-    }
-
-    const auto isOne = scope == ExportScope::group;
-    const auto groups = isOne ? std::vector<Group::Ptr>{ selected } : workspace.allGroups();
-    const auto tracks = tracksToExport (groups);
-
-    FileChooserRequest request;
-    request.title = isOne ? "Choose a folder to export your audio - " + selected->name()
-                          : juce::String ("Choose a folder to export your audio...");
-    request.wildcard = folderWildcard;
-    request.kind = FileChooserRequest::Kind::chooseFolder;
-    request.startFolder =
-        workspace.folderSettings().exportFolder.value_or (juce::File (workspace.lastExportFolder()));
-    const auto folders = choose (request);
-
-    if (folders.empty())
-        return;
-
-    ExportOptions options;
-    options.folder = folders.front();
-    options.overwrite = true;
-    workspace.setLastExportFolder (options.folder.getFullPathName());
-
-    if (confirmOverwriting (planExport (tracks, options), prompts))
-        runExport ("Exporting Group to folder " + options.folder.getFullPathName(), tracks, options, {});
-}
-
-void GroupWork::runExport (const juce::String& title,
-                           const std::vector<SessionTrack>& tracks,
-                           const ExportOptions& options,
-                           const juce::File& singleFile)
-{
-    auto left = tracks;
-
-    for (;;)
-    {
-        ExportReport report;
-        const auto end =
-            runner.run (title,
-                        {},
-                        [&] (const JobRunner::Watch& watch)
-                        {
-                            report =
-                                singleFile == juce::File()
-                                    ? exportTracks (left, options, controlOf (watch))
-                                    : exportTrackTo (singleFile, left.front(), options, controlOf (watch));
-                        });
-
-        if (end == JobRunner::End::outOfMemory)
-            prompts.warn ("The export did not come to its end.", "memory ran out");
-
-        if (end != JobRunner::End::done || ! reportExport (report, options))
-            return;
-
-        std::vector<SessionTrack> failed;
-
-        for (std::size_t i = 0; i < report.tracks.size(); ++i)
-            if (! report.tracks[i].written)
-                failed.push_back (left[i]);
-
-        left = std::move (failed);
-    }
-}
-
-bool GroupWork::reportExport (const ExportReport& report, const ExportOptions& options)
-{
-    ExportReportContent content;
-    content.facts = options.folder.getFullPathName();
-
-    for (const auto& track : report.tracks)
-    {
-        ExportReportLine line;
-        line.fileName = track.file.getFileName();
-        line.outcome = track.written ? ExportReportLine::Outcome::written : ExportReportLine::Outcome::failed;
-
-        for (const auto& text : report.log)
-            if (text.startsWith (line.fileName + " - "))
-            {
-                line.remark = text.fromFirstOccurrenceOf (" - ", false, false);
-
-                if (track.written)
-                    line.outcome = ExportReportLine::Outcome::remarked;
-            }
-
-        if (! track.written)
-            line.remark = track.error;
-
-        content.lines.push_back (line);
-    }
-
-    const auto folder = options.folder;
-    const auto numWritten = content.numWritten();
-
-    if (report.log.isEmpty() && report.errors.isEmpty())
-    {
-        if (onNotice)
-            onNotice (filesExported (numWritten), "Show in folder", [folder] { showFolder (folder); });
-
-        return false;
-    }
-
-    return prompts.showExportReport (content, [folder] { showFolder (folder); });
 }
 
 } // namespace tessivar

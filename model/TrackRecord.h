@@ -17,6 +17,11 @@ enum class KnobSetting
     b
 };
 
+constexpr KnobSetting otherSetting (KnobSetting setting)
+{
+    return setting == KnobSetting::a ? KnobSetting::b : KnobSetting::a;
+}
+
 /** The values of the two knobs in one setting. */
 struct KnobValues
 {

@@ -1,0 +1,194 @@
+#include "app/AppSettings.h"
+#include "app/FileChooser.h"
+#include "app/GroupWork.h"
+#include "jobs/GroupDLSImporter.h"
+#include "jobs/WarningsDisplay.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto groupFileWildcard = "*.dls";
+constexpr auto importWildcard = "*.wav;*.aiff;*.caf;*.aif";
+constexpr auto folderWildcard = "*.wav;*.aiff";
+
+} // namespace
+
+void GroupWork::chooseAndImportTracks (const Group::Ptr& target)
+{
+    auto request = chooserRequest ("Select files to import...",
+                                   importWildcard,
+                                   FileChooserRequest::Kind::openFiles,
+                                   workspace.lastViewedImportFolder());
+    const auto files = choose (request);
+
+    if (files.empty())
+        return;
+
+    workspace.setLastViewedImportFolder (files.front().getParentDirectory().getFullPathName());
+    importInputs (files, target);
+}
+
+void GroupWork::chooseAndImportFolders()
+{
+    auto request = chooserRequest ("Select folders to import...",
+                                   folderWildcard,
+                                   FileChooserRequest::Kind::chooseFolders,
+                                   workspace.lastViewedImportFolder());
+    const auto folders = choose (request);
+
+    if (folders.empty())
+        return;
+
+    workspace.setLastViewedImportFolder (folders.front().getFullPathName());
+    importInputs (folders, nullptr);
+}
+
+void GroupWork::chooseAndImportFromGroup (const Group::Ptr& target)
+{
+    auto request = chooserRequest ("Select files to import...",
+                                   groupFileWildcard,
+                                   FileChooserRequest::Kind::openFile,
+                                   workspace.lastViewedImportFolder());
+    const auto files = choose (request);
+
+    if (files.empty())
+        return;
+
+    workspace.setLastViewedImportFolder (files.front().getParentDirectory().getFullPathName());
+    importFromGroupFile (files.front(), target);
+}
+
+void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target)
+{
+    const auto sorted = sortInputs (filesAndFolders);
+
+    for (const auto& rejected : sorted.rejected)
+        juce::Logger::writeToLog ("Rejected file " + rejected.getFullPathName());
+
+    for (const auto& group : sorted.newGroups)
+    {
+        // Loose files come first, and only they can join a Group that is there.
+        const auto isLoose =
+            &group == &sorted.newGroups.front() && ! group.files.empty()
+            && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
+                   != filesAndFolders.end();
+
+        if (isLoose && target != nullptr)
+            importInto (group.files, target);
+        else
+            importNewGroup (group);
+    }
+
+    for (const auto& file : sorted.groupFiles)
+    {
+        if (target != nullptr)
+            importFromGroupFile (file, target);
+        else
+            openOne (file);
+    }
+
+    showPendingWarnings();
+}
+
+void GroupWork::importNewGroup (const NewGroupFiles& files)
+{
+    const Group::Ptr group = new Group (files.name.isEmpty() ? juce::String ("Group") : files.name, {});
+    group->setMethod (defaultMethod (workspace.settings()));
+    importInto (files.files, group);
+
+    if (group->numTracks() == 0)
+        return;
+
+    group->undo().clearUndoHistory();
+    workspace.selectGroup (workspace.addGroup (group));
+}
+
+void GroupWork::importInto (const std::vector<juce::File>& files, const Group::Ptr& target)
+{
+    auto* temporary = temporaryStore();
+
+    if (temporary == nullptr)
+        return;
+
+    ImportedTracks imported;
+    const auto state = target->state();
+    const auto end =
+        runner.run ("Importing data",
+                    {},
+                    [&] (const JobRunner::Watch& watch)
+                    { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
+
+    if (end == JobRunner::End::outOfMemory)
+        imported.storageError = "memory ran out";
+
+    finishImport (std::move (imported), target);
+}
+
+void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
+{
+    if (imported.storageError.isNotEmpty())
+        prompts.warn ("The files could not be read in.", imported.storageError);
+
+    if (! imported.tracks.empty())
+        target->addTracks (std::move (imported.tracks));
+
+    if (! imported.notes.isEmpty())
+        prompts.tell ("Imported", "There is something to know about these files.", imported.notes);
+}
+
+void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& target)
+{
+    GroupDLSImporter importer;
+
+    if (importer.open (file, warnings).failed())
+    {
+        showPendingWarnings();
+        return;
+    }
+
+    std::vector<ChecklistDialog::Entry> entries;
+
+    for (const auto& track : importer.group().tracks)
+        entries.push_back ({ track.name, drumTypeDisplayName (track.drumType()), true });
+
+    const auto picked = prompts.pick ("Import From Group (" + importer.group().name + ")",
+                                      "Choose the tracks to import.",
+                                      entries,
+                                      "Import");
+
+    if (! picked)
+        return;
+
+    std::vector<int> indices;
+
+    for (std::size_t i = 0; i < picked->size(); ++i)
+        if ((*picked)[i])
+            indices.push_back (static_cast<int> (i));
+
+    auto* temporary = temporaryStore();
+
+    if (indices.empty() || temporary == nullptr)
+        return;
+
+    const auto group = target != nullptr ? target : newGroup();
+    const auto state = group->state();
+    ImportedTracks imported;
+    runner.run ("Importing data",
+                {},
+                [&] (const JobRunner::Watch& watch)
+                { imported = importer.import (indices, state, warnings, *temporary, controlOf (watch)); });
+    finishImport (std::move (imported), group);
+    showPendingWarnings();
+}
+
+void GroupWork::showPendingWarnings()
+{
+    showWarnings (warnings, workspace, prompts);
+}
+
+} // namespace tessivar
