@@ -28,11 +28,8 @@ void DialogPrompts::warn (const juce::String& text, const juce::String& details)
 {
     MessageDialogSettings settings;
     settings.title = "Warning";
-    settings.message = text;
+    settings.message = details.isEmpty() ? text : text + "\n\n" + details;
     settings.warns = true;
-
-    if (details.isNotEmpty())
-        settings.list = juce::StringArray::fromLines (details);
 
     settings.buttons = {
         { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true }
