@@ -5,6 +5,7 @@
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
 #include "jobs/AnalyseGroup.h"
+#include "jobs/AnalysisRequest.h"
 #include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
 #include "jobs/SelfTest.h"
@@ -28,8 +29,6 @@ namespace tessivar
 
 namespace
 {
-constexpr int largeGroup = 16; // more active tracks than this are worth a warning
-
 double secondsNow()
 {
     return std::chrono::duration<double> (std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -339,7 +338,7 @@ private:
             return true;
         }
 
-        if (numActive > largeGroup)
+        if (numActive > largeGroupTracks)
             warnings.add ({}, ImportWarnings::largeGroup);
 
         const auto refusal = analysisRefusal (session);
