@@ -26,6 +26,7 @@ bool DialogPrompts::showModally (
 
 void DialogPrompts::warn (const juce::String& text, const juce::String& details)
 {
+    juce::Logger::writeToLog ("Warned: " + text + " " + details);
     MessageDialogSettings settings;
     settings.title = "Warning";
     settings.message = details.isEmpty() ? text : text + "\n\n" + details;

@@ -2,6 +2,9 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <atomic>
+#include <thread>
+
 namespace tessivar
 {
 
@@ -11,6 +14,8 @@ using Kind = FileChooserRequest::Kind;
 
 // Between the names of several files: no name holds it.
 const juce::String separator = juce::String::charToString (0x1f);
+
+constexpr int exitMs = 2000; // from the end of its output to the end of a chooser
 
 juce::File programInPath (const char* name)
 {
@@ -49,16 +54,31 @@ juce::String outputOf (const juce::StringArray& arguments)
     if (! process.start (arguments, juce::ChildProcess::wantStdOut))
         return {};
 
-    while (process.isRunning())
-    {
-        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
+    // Read while it runs: the names of some hundred files fill a pipe, and whoever writes to a full one waits.
+    juce::String output;
+    std::atomic<bool> isRead{ false };
+    std::thread reader (
+        [&]
         {
-            process.kill();
-            return {};
-        }
-    }
+            output = process.readAllProcessOutput();
+            isRead = true;
+        });
 
-    const auto output = process.readAllProcessOutput();
+    auto isEnding = false;
+
+    while (! isRead && ! isEnding)
+        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
+            isEnding = true;
+
+    if (isEnding)
+        process.kill();
+
+    reader.join();
+    process.waitForProcessToFinish (exitMs);
+
+    if (isEnding)
+        return {};
+
     return process.getExitCode() == 0 ? output.trimCharactersAtEnd ("\n") : juce::String();
 }
 

@@ -93,6 +93,29 @@ void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, co
     }
 
     showPendingWarnings();
+    tellOfRejected (sorted);
+}
+
+void GroupWork::tellOfRejected (const SortedInputs& sorted)
+{
+    const auto count = static_cast<int> (sorted.rejected.size());
+
+    if (count == 0)
+        return;
+
+    if (sorted.newGroups.empty() && sorted.groupFiles.empty())
+    {
+        juce::StringArray names;
+
+        for (const auto& file : sorted.rejected)
+            names.add (file.getFullPathName());
+
+        prompts.tell ("Nothing to open", "There is no audio file and no group file among these.", names);
+    }
+    else if (onNotice)
+    {
+        onNotice (juce::String (count) + (count == 1 ? " file" : " files") + " left out: no audio", {}, {});
+    }
 }
 
 void GroupWork::importNewGroup (const NewGroupFiles& files)

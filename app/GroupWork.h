@@ -82,6 +82,7 @@ private:
     [[nodiscard]] TemporaryStore* temporaryStore();
     [[nodiscard]] std::vector<juce::File> choose (const struct FileChooserRequest& request);
     void openOne (const juce::File& file);
+    void tellOfRejected (const SortedInputs& sorted);
     void importNewGroup (const NewGroupFiles& files);
     void importInto (const std::vector<juce::File>& files, const Group::Ptr& target);
     void finishImport (ImportedTracks imported, const Group::Ptr& target);

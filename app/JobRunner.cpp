@@ -18,6 +18,7 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
 {
     jassert (! running);
     running = true;
+    juce::Logger::writeToLog (title);
     stopRequested = false;
 
     std::atomic<double> progress{ 0.0 };
@@ -73,6 +74,12 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
         scrim.dismissTop();
 
     running = false;
+    juce::Logger::writeToLog (
+        title + ": "
+        + (memoryRanOut    ? "memory ran out"
+           : stopRequested ? "stopped"
+                           : "over")
+        + " after " + juce::String ((juce::Time::getMillisecondCounterHiRes() - start) / 1000.0, 1) + " s");
     return memoryRanOut ? End::outOfMemory : stopRequested ? End::stopped : End::done;
 }
 

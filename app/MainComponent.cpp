@@ -15,7 +15,7 @@ namespace tessivar
 
 namespace
 {
-constexpr int menuBarHeight = 28, dockSeam = 1;
+constexpr int menuBarHeight = 28, menuBarInset = 6, seam = 1;
 constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
 constexpr int fastHz = 60, slowHz = 4;
 constexpr double exactPause = 0.1; // s without a change before exact columns are asked for
@@ -32,8 +32,10 @@ float levelDbOf (float rms)
 }
 } // namespace
 
-MainComponent::MainComponent (const juce::File& resourceFolder, const UserFolders& folders)
-    : resources (resourceFolder), images (resourceFolder), workspace (this, folders),
+MainComponent::MainComponent (const juce::File& resourceFolder,
+                              const UserFolders& folders,
+                              const ProgramLog& log)
+    : resources (resourceFolder), programLog (log), images (resourceFolder), workspace (this, folders),
       player (workspace, readAheadSettings (workspace.settings())), presenter (workspace, waveforms),
       menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()),
       horizontalZoom (images, 0.0f, nullptr, false), verticalZoom (images, 0.0f, nullptr, false),
@@ -121,7 +123,10 @@ void MainComponent::start (const juce::StringArray& paths)
 
 void MainComponent::paint (juce::Graphics& g)
 {
-    g.fillAll (palette::window);
+    // What shows between the areas are their seams.
+    g.fillAll (palette::seam);
+    g.setColour (palette::window);
+    g.fillRect (0, 0, getWidth(), menuBarHeight - 1);
 }
 
 void MainComponent::resized()
@@ -132,22 +137,21 @@ void MainComponent::resized()
 
     auto bar = area.removeFromTop (menuBarHeight);
     deviceStatus.setBounds (bar.removeFromRight (std::min (bar.getWidth() / 2, deviceStatus.idealWidth())));
-    menuBar.setBounds (bar);
+    menuBar.setBounds (bar.withTrimmedLeft (menuBarInset));
     transport.setBounds (area.removeFromBottom (TransportBar::height));
 
     browser.setCompact (isCompact);
     dock.setCompact (isCompact);
     browser.setBounds (area.removeFromLeft (isCompact ? compactBrowserWidth : browserWidth));
     splitter->setBounds (browser.getBounds().removeFromRight (3).translated (2, 0));
-    area.removeFromLeft (1);
+    area.removeFromLeft (seam);
     empty.setBounds (area);
     dropOverlay.setBounds (area);
 
-    dock.setBounds (area.removeFromBottom (dockHeight (isCompact)));
-    area.removeFromBottom (dockSeam);
+    dock.setBounds (area.removeFromBottom (dockHeight (isCompact)).withTrimmedTop (seam));
     trackHeader.setBounds (area.removeFromTop (WaveTrackHeader::height));
     meter.setBounds (area.removeFromRight (MeterColumn::width));
-    area.removeFromRight (1);
+    area.removeFromRight (seam);
     wave.setBounds (area);
 }
 
@@ -278,6 +282,7 @@ void MainComponent::showDevice()
 
     if (deviceStatus.getButtonText() != text)
     {
+        juce::Logger::writeToLog ("Audio device: " + text);
         deviceStatus.setStatus (text, status != DeviceStatus::running);
         resized();
     }
@@ -452,6 +457,20 @@ bool MainComponent::mayQuit()
             autosave->discard (group);
 
     return true;
+}
+
+void MainComponent::keepForRecovery()
+{
+    if (runner.isBusy())
+        runner.requestStop();
+
+    if (autosave == nullptr)
+        return;
+
+    for (const auto& group : workspace.allGroups())
+        autosave->writeNow (group);
+
+    autosave->flush();
 }
 
 void MainComponent::offerRecovery()

@@ -6,6 +6,7 @@
 #include "app/Player.h"
 #include "app/WaveformLibrary.h"
 #include "app/WindowKeys.h"
+#include "app/system/ProgramLog.h"
 #include "model/recovery/GroupAutosave.h"
 #include "ui/DeviceStatusButton.h"
 #include "ui/EmptyView.h"
@@ -30,8 +31,10 @@ class MainComponent : public juce::Component,
                       private juce::Timer
 {
 public:
-    /** @param resourceFolder  images, fonts, documents and analysis data */
-    MainComponent (const juce::File& resourceFolder, const UserFolders& folders);
+    /** @param resourceFolder  images, fonts, documents and analysis data
+        @param log             whose last lines go into diagnostics; outlives the component
+    */
+    MainComponent (const juce::File& resourceFolder, const UserFolders& folders, const ProgramLog& log);
     ~MainComponent() override;
 
     /** Once the window shows: the sound device, what an earlier run left unsaved, and these files. */
@@ -42,6 +45,9 @@ public:
 
     /** Asks about unsaved Groups. True when the program may end. */
     bool mayQuit();
+
+    /** For an end without questions: stops a job and writes what is not saved to the recovery folder. */
+    void keepForRecovery();
 
     [[nodiscard]] TessivarWorkspace& getWorkspace() { return workspace; }
     [[nodiscard]] CommandCentre& getCommands() { return commands; }
@@ -109,17 +115,20 @@ private:
     void setListening (ListenMode mode);
     void setLooping (bool shouldLoop);
     void seek (double seconds);
-    void removeTracks();
+    void removeTracks (const std::vector<std::uint32_t>& ids);
     void showTrackMenu (std::uint32_t trackId, juce::Point<int> position);
     void showGroupMenu (const Group::Ptr& group, juce::Point<int> position);
     void undo (bool redo);
     void openSettings (SettingsPageId page);
+    void applyInterfaceSize();
     void showAbout();
+    [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
     void openHelp (const char* document);
     void offerRecovery();
     void locateSource (std::uint32_t trackId);
 
     const juce::File resources;
+    const ProgramLog& programLog;
     ResourceImages images;
     TessivarWorkspace workspace;
     Player player;

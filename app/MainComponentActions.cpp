@@ -1,10 +1,12 @@
+#include "app/AppSettings.h"
 #include "app/DrumLooks.h"
 #include "app/FileChooser.h"
 #include "app/MainComponent.h"
 #include "app/OpenExternally.h"
 #include "app/TrackLooks.h"
+#include "app/about/AboutDialog.h"
+#include "app/about/Diagnostics.h"
 #include "app/settings/SettingsDialog.h"
-#include "model/Version.h"
 
 #include <algorithm>
 
@@ -14,6 +16,7 @@ namespace tessivar
 namespace
 {
 constexpr auto contactPage = "https://tessivar.org/contact";
+constexpr int diagnosticsLogLines = 60;
 constexpr KnobValues defaultKnobs{ 2.5f, 0.0f };
 
 std::vector<juce::File> filesOf (const juce::StringArray& paths)
@@ -230,7 +233,7 @@ void MainComponent::openSettings (SettingsPageId page)
             [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
         { return runner.run (title, std::move (stages), job); },
         .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
-        .onInterfaceSizeChanged = {},
+        .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize(); },
         .firstPage = page
     };
     prompts.showModally ([&] (std::function<void()>) { return makeSettingsDialog (context); });
@@ -238,15 +241,43 @@ void MainComponent::openSettings (SettingsPageId page)
     refresh();
 }
 
+void MainComponent::applyInterfaceSize()
+{
+    auto& desktop = juce::Desktop::getInstance();
+    const auto* display = desktop.getDisplays().getPrimaryDisplay();
+
+    if (display == nullptr)
+        return;
+
+    // The display's area is told in the size that holds now.
+    const auto area = display->userArea.toFloat() * desktop.getGlobalScaleFactor();
+    desktop.setGlobalScaleFactor (static_cast<float> (interfaceScale (
+        workspace.settings(), juce::roundToInt (area.getWidth()), juce::roundToInt (area.getHeight()))));
+}
+
 void MainComponent::showAbout()
 {
-    const auto notices =
-        juce::StringArray::fromLines (resources.getChildFile ("THIRD-PARTY-NOTICES.md").loadFileAsString());
-    prompts.tell ("About tessivar",
-                  juce::String (programVersion()) + " (rev. " + juce::String (programRevision())
-                      + ")\n"
-                        "Leakage reduction for multitrack drum recordings.",
-                  notices);
+    showAboutDialog (
+        prompts, images, resources, [this] (bool withPaths) { return makeDiagnostics (withPaths); });
+}
+
+juce::String MainComponent::makeDiagnostics (bool withPaths)
+{
+    const auto& desktop = juce::Desktop::getInstance();
+    juce::String screen;
+
+    if (const auto* display = desktop.getDisplays().getPrimaryDisplay())
+        screen << display->totalArea.getWidth() << " x " << display->totalArea.getHeight() << ", interface "
+               << juce::roundToInt (desktop.getGlobalScaleFactor() * 100.0f) << " %, window " << getWidth()
+               << " x " << getHeight();
+
+    DiagnosticsRequest request{ workspace, resources, player.device.statusText(), {}, screen, {}, withPaths };
+
+    for (const auto* type : player.device.manager().getAvailableDeviceTypes())
+        request.soundTypes.add (type->getTypeName());
+
+    request.logLines = programLog.lastLines (diagnosticsLogLines);
+    return diagnosticsText (request);
 }
 
 //======================================================================================================================
@@ -451,10 +482,9 @@ void MainComponent::undo (bool redo)
         group->undo().undo();
 }
 
-void MainComponent::removeTracks()
+void MainComponent::removeTracks (const std::vector<std::uint32_t>& ids)
 {
     const auto group = selectedGroup();
-    const auto ids = chosenTracks();
 
     if (group == nullptr || ids.empty())
         return;

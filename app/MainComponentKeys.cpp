@@ -126,7 +126,7 @@ void MainComponent::performKey (WindowKey key, const juce::KeyPress& press)
                 group->setExcluded (chosenTracks(), ! track->isExcluded());
             break;
         case WindowKey::removeTrack:
-            removeTracks();
+            removeTracks (chosenTracks());
             break;
         case WindowKey::renameGroup:
             if (group != nullptr)

@@ -103,7 +103,7 @@ void MainComponent::showTrackMenu (std::uint32_t trackId, juce::Point<int> posit
             else if (item == showSource)
                 showFolder (track->state().sourceFile.getParentDirectory());
             else if (item == remove)
-                removeTracks();
+                removeTracks (ids);
             else if (item == undoIt || item == redoIt)
                 undo (item == redoIt);
             else if (item == solo)
@@ -164,6 +164,9 @@ void MainComponent::showGroupMenu (const Group::Ptr& group, juce::Point<int> pos
                                 case methodRefined:
                                     group->setMethod (item == methodRefined ? SeparationMethod::refined
                                                                             : SeparationMethod::standard);
+                                    break;
+                                case playAll:
+                                    player.setPlaysWholeGroup (! player.playsWholeGroup());
                                     break;
                                 case analyze:
                                     work.analyze (group);

@@ -6,9 +6,9 @@
 namespace tessivar
 {
 
-MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& folders)
+MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& folders, ProgramLog& log)
     : juce::DocumentWindow ("Tessivar", palette::window, juce::DocumentWindow::allButtons, false),
-      main (new MainComponent (resourceFolder, folders))
+      main (new MainComponent (resourceFolder, folders, log))
 {
     const juce::Image icon (juce::ImageFileFormat::loadFrom (resourceFolder.getChildFile ("icon.png")));
     setUsingNativeTitleBar (true);

@@ -9,7 +9,8 @@ namespace tessivar
 class MainWindow : public juce::DocumentWindow
 {
 public:
-    MainWindow (const juce::File& resourceFolder, const UserFolders& folders);
+    /** @param log  the program's, whose last lines go into diagnostics; outlives the window */
+    MainWindow (const juce::File& resourceFolder, const UserFolders& folders, ProgramLog& log);
     ~MainWindow() override;
 
     [[nodiscard]] MainComponent& content() { return *main; }

@@ -59,6 +59,13 @@ void TessivarApplication::initialise (const juce::String&)
         return;
     }
 
+    log = std::make_unique<ProgramLog> (folders.logs());
+    log->noteCrashes();
+    juce::Logger::setCurrentLogger (log.get());
+    juce::Logger::writeToLog ("Started: version " + getApplicationVersion() + " (rev. "
+                              + juce::String (programRevision()) + ")");
+    signals = std::make_unique<TerminationSignals> (
+        [this] (int signal) { juce::MessageManager::callAsync ([this, signal] { end (signal); }); });
     look = std::make_unique<TessivarLookAndFeel> (resourceFolder());
     juce::LookAndFeel::setDefaultLookAndFeel (look.get());
 
@@ -69,7 +76,7 @@ void TessivarApplication::initialise (const juce::String&)
             static_cast<float> (interfaceScale (settings, area.getWidth(), area.getHeight())));
     }
 
-    window = std::make_unique<MainWindow> (resourceFolder(), folders);
+    window = std::make_unique<MainWindow> (resourceFolder(), folders, *log);
     [[maybe_unused]] const auto listening = link->listen (
         [this] (const juce::StringArray& received)
         {
@@ -92,10 +99,25 @@ void TessivarApplication::initialise (const juce::String&)
         });
 }
 
+void TessivarApplication::end (int signal)
+{
+    // Whoever sends this waits seconds at most: nothing is asked, and what is not saved is offered at the next start.
+    juce::Logger::writeToLog ("Ending on signal " + juce::String (signal));
+
+    if (window != nullptr)
+        window->content().keepForRecovery();
+
+    quit();
+}
+
 void TessivarApplication::shutdown()
 {
     link.reset();
     window.reset();
+    signals.reset();
+    juce::Logger::writeToLog ("Ended");
+    juce::Logger::setCurrentLogger (nullptr);
+    log.reset();
     juce::LookAndFeel::setDefaultLookAndFeel (nullptr);
     look.reset();
 }
@@ -121,7 +143,9 @@ void TessivarApplication::unhandledException (const std::exception* error, const
 {
     // Memory that ran out in a job is told by the job; what gets here could not go on anyway, and open work is in the
     // recovery folder.
-    std::cerr << "tessivar: " << (error != nullptr ? error->what() : "unknown error") << std::endl;
+    const juce::String reason (error != nullptr ? error->what() : "unknown error");
+    juce::Logger::writeToLog ("Unhandled error: " + reason);
+    std::cerr << "tessivar: " << reason << std::endl;
 }
 
 } // namespace tessivar

@@ -2,6 +2,8 @@
 
 #include "app/InstanceLink.h"
 #include "app/MainWindow.h"
+#include "app/system/ProgramLog.h"
+#include "app/system/TerminationSignals.h"
 #include "ui/TessivarLookAndFeel.h"
 
 #include <memory>
@@ -26,10 +28,14 @@ public:
     [[nodiscard]] static juce::StringArray pathsFrom (const juce::StringArray& arguments);
 
 private:
+    void end (int signal);
+
     UserFolders folders = UserFolders::ofUser();
+    std::unique_ptr<ProgramLog> log;
     std::unique_ptr<InstanceLink> link;
     std::unique_ptr<TessivarLookAndFeel> look;
     std::unique_ptr<MainWindow> window;
+    std::unique_ptr<TerminationSignals> signals;
     bool isQuitting = false;
 };
 

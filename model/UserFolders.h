@@ -38,6 +38,7 @@ struct UserFolders
     [[nodiscard]] juce::File settingsLock() const { return state.getChildFile ("settings.lock"); }
 
     [[nodiscard]] juce::File damagedSettings() const { return state.getChildFile ("damaged-settings"); }
+    [[nodiscard]] juce::File logs() const { return state.getChildFile ("log"); }
     [[nodiscard]] juce::File recovery() const { return state.getChildFile ("recovery"); }
 };
 

@@ -1,0 +1,215 @@
+#include "tests/app/WindowWorkRig.h"
+
+#include <catch2/catch.hpp>
+
+#include <new>
+
+using namespace tessivar;
+using namespace tessivar::test;
+
+namespace
+{
+juce::File demoFile (const char* name)
+{
+    return juce::File (juce::String (TESSIVAR_SOURCE_DIR) + "/demo").getChildFile (name);
+}
+
+/** Three tracks of the demo as an open Group. */
+Group::Ptr importDemo (WindowWorkRig& rig)
+{
+    rig.work.importInputs ({ demoFile ("Kick In.flac"), demoFile ("HH.flac"), demoFile ("Floor.flac") },
+                           nullptr);
+    const auto group = rig.workspace.selectedGroup();
+    REQUIRE (group != nullptr);
+    REQUIRE (group->numTracks() == 3);
+    return group;
+}
+} // namespace
+
+TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
+{
+    WindowWorkRig rig;
+    const auto group = importDemo (rig);
+
+    SECTION ("asks, analyses, saves and exports, and the file brings all of it back")
+    {
+        rig.answers = { "PROCEED" };
+        rig.work.analyze (group);
+        REQUIRE (group->isAnalysed());
+        CHECK (rig.told.size() == 1);
+
+        // The tips come once a user, and nothing has changed since.
+        rig.told.clear();
+        rig.work.analyze (group);
+        CHECK (rig.told.size() == 1);
+
+        const auto file = rig.folder.getChildFile ("Take 12:30 'b'.dls");
+        rig.choose ({ file.withFileExtension ({}).getFullPathName() });
+        CHECK (group->hasUnsavedChanges());
+        REQUIRE (rig.work.save (group));
+        CHECK (file.existsAsFile());
+        CHECK_FALSE (group->hasUnsavedChanges());
+        CHECK (rig.chooserCalls().joinIntoString ("\n").contains ("Choose a file to save... (" + group->name()
+                                                                  + ")"));
+
+        const auto exports = rig.folder.getChildFile ("out");
+        exports.createDirectory();
+        rig.choose ({ exports.getFullPathName() });
+        rig.work.exportGroups (ExportScope::group, group);
+        CHECK (exports.getNumberOfChildFiles (juce::File::findFiles) == 3);
+        const auto kick = exports.getChildFile ("Kick In_Processed.wav");
+        juce::MemoryBlock first, second;
+        REQUIRE (kick.loadFileAsData (first));
+
+        rig.work.close (group);
+        CHECK (rig.workspace.numGroups() == 0);
+        rig.work.open ({ file });
+        const auto loaded = rig.workspace.selectedGroup();
+        REQUIRE (loaded != nullptr);
+        CHECK (loaded->isAnalysed());
+
+        // The files are there now: one question about all of them, and no means none is touched.
+        rig.told.clear();
+        kick.replaceWithText ("mine");
+        rig.work.exportGroups (ExportScope::group, loaded);
+        CHECK (rig.told.size() == 1);
+        CHECK (kick.loadFileAsString() == "mine");
+
+        rig.answers = { "Overwrite" };
+        rig.work.exportGroups (ExportScope::group, loaded);
+        REQUIRE (kick.loadFileAsData (second));
+        CHECK (first == second);
+    }
+
+    SECTION ("leaves the Group as it was when it is cancelled")
+    {
+        const auto before = group->state();
+        rig.answers = { "PROCEED" };
+        rig.cancelsJobs = true;
+        rig.work.analyze (group);
+        CHECK_FALSE (group->isAnalysed());
+        CHECK (group->state().tracks.size() == before.tracks.size());
+
+        // And a Group that is only half read in is none.
+        rig.work.importInputs ({ demoFile ("SD Top.flac") }, group);
+        CHECK (group->numTracks() == 3);
+    }
+
+    SECTION ("tells of a save that failed, and nothing is taken for saved")
+    {
+        const auto inTheWay = rig.folder.getChildFile ("file");
+        inTheWay.replaceWithText ("x");
+        rig.choose ({ inTheWay.getChildFile ("Take.dls").getFullPathName() });
+        CHECK_FALSE (rig.work.save (group));
+        CHECK (rig.told.size() == 1);
+        CHECK (group->hasUnsavedChanges());
+        CHECK (group->file() == juce::File());
+    }
+
+    SECTION ("asks before changes are closed away")
+    {
+        CHECK_FALSE (rig.work.close (group)); // escaped from
+        CHECK (rig.workspace.numGroups() == 1);
+
+        rig.answers = { "Save and Close" };
+        rig.choose ({}); // the chooser is cancelled
+        CHECK_FALSE (rig.work.close (group));
+        CHECK (rig.workspace.numGroups() == 1);
+
+        rig.answers = { "Close Without Saving" };
+        CHECK (rig.work.close (group));
+        CHECK (rig.workspace.numGroups() == 0);
+    }
+}
+
+TEST_CASE ("Files that are none of ours", "[app][work]")
+{
+    WindowWorkRig rig;
+    juce::StringArray notices;
+    rig.work.onNotice = [&] (const juce::String& text, const juce::String&, const std::function<void()>&)
+    { notices.add (text); };
+
+    SECTION ("in a drop of many are left out in one notice, and unreadable ones told once a kind")
+    {
+        std::vector<juce::File> files{ demoFile ("HH.flac") };
+
+        for (int i = 0; i < 50; ++i)
+        {
+            files.push_back (rig.folder.getChildFile ("note " + juce::String (i) + ".txt"));
+            files.back().replaceWithText ("text");
+            files.push_back (rig.folder.getChildFile ("broken " + juce::String (i) + ".wav"));
+            files.back().replaceWithText ("RIFF, but no more");
+        }
+
+        rig.work.importInputs (files, nullptr);
+        CHECK (rig.workspace.numGroups() == 1);
+        CHECK (rig.told.size() == 1);
+        REQUIRE (notices.size() == 1);
+        CHECK (notices[0].contains ("50"));
+    }
+
+    SECTION ("alone are told, as a folder without audio is")
+    {
+        const auto text = rig.folder.getChildFile ("notes.txt"), empty = rig.folder.getChildFile ("empty");
+        text.replaceWithText ("text");
+        empty.createDirectory();
+        rig.work.importInputs ({ text, empty }, nullptr);
+        CHECK (rig.workspace.numGroups() == 0);
+        CHECK (rig.told.size() == 1);
+    }
+
+    SECTION ("are refused as group files, and leave the list of recent files")
+    {
+        const auto bank = rig.folder.getChildFile ("piano.dls");
+        bank.replaceWithText ("RIFF1234DLS colh");
+        rig.workspace.addRecentFile (bank);
+        rig.work.open ({ bank });
+        CHECK (rig.workspace.numGroups() == 0);
+        CHECK (rig.told.size() == 1);
+        CHECK (rig.workspace.recentFiles().paths().isEmpty());
+    }
+}
+
+TEST_CASE ("A job behind the progress dialog", "[app][work]")
+{
+    WindowWorkRig rig;
+
+    SECTION ("that runs out of memory ends as such")
+    {
+        CHECK (rig.runner.run ("x", {}, [] (const JobRunner::Watch&) { throw std::bad_alloc(); })
+               == JobRunner::End::outOfMemory);
+        CHECK_FALSE (rig.runner.isBusy());
+        CHECK_FALSE (rig.scrim.isShowingDialog());
+    }
+
+    SECTION ("delivers messages meanwhile, and stops when it is asked to")
+    {
+        std::atomic<int> delivered{ 0 };
+        rig.cancelsJobs = true;
+        const auto end = rig.runner.run ("x",
+                                         {},
+                                         [&] (const JobRunner::Watch& watch)
+                                         {
+                                             juce::MessageManager::callAsync ([&] { ++delivered; });
+
+                                             while (! watch.shouldStop() || delivered == 0)
+                                                 juce::Thread::sleep (1);
+                                         });
+        CHECK (end == JobRunner::End::stopped);
+    }
+}
+
+TEST_CASE ("A chooser that answers with very many files", "[app][chooser]")
+{
+    WindowWorkRig rig;
+    juce::StringArray paths;
+
+    // More than fits into a pipe.
+    for (int i = 0; i < 2000; ++i)
+        paths.add ("/somewhere/with a long name/that goes on for a while: and on/" + juce::String (i)
+                   + ".wav");
+
+    rig.choose (paths);
+    const auto request = chooserRequest ("Many", "*.wav", FileChooserRequest::Kind::openFiles, "/");
+    CHECK (chooseFiles (request).size() == 2000);
+}

@@ -1,0 +1,126 @@
+#pragma once
+
+#include "tests/ui/Snapshots.h"
+
+#include "app/FileChooser.h"
+#include "app/GroupWork.h"
+
+#include <cstdlib>
+#include <deque>
+
+namespace tessivar::test
+{
+
+/** The window's work without the window: a user who answers each dialog as told, and a chooser program that chooses what it
+    is told to.
+*/
+class WindowWorkRig : private juce::Timer
+{
+public:
+    WindowWorkRig()
+    {
+        juce::Logger::setCurrentLogger (&quiet);
+        tools.createDirectory();
+        const auto script = tools.getChildFile ("zenity");
+        script.replaceWithText ("#!/bin/sh\necho \"$@\" >> '" + folder.getFullPathName() + "/asked'\ncat '"
+                                    + answer.getFullPathName() + "'\n",
+                                false,
+                                false,
+                                "\n");
+        script.setExecutePermission (true);
+        ::setenv ("PATH", (tools.getFullPathName() + ":" + oldPath).toRawUTF8(), 1);
+        scrim.setBounds (0, 0, 1280, 800);
+        auto folders = workspace.folderSettings();
+        folders.temporaryFiles = folder.getChildFile ("temporary");
+        workspace.setFolderSettings (folders);
+        workspace.suppressWarning (ImportWarnings::shortDuration); // the demo is
+        startTimer (2);
+    }
+
+    ~WindowWorkRig() override
+    {
+        stopTimer();
+        juce::Logger::setCurrentLogger (nullptr);
+        ::setenv ("PATH", oldPath.toRawUTF8(), 1);
+
+        while (workspace.numGroups() > 0)
+            workspace.removeGroup (0);
+
+        folder.deleteRecursively();
+    }
+
+    /** What the next dialogs are answered with, by the texts of their buttons; one without an answer is escaped from. */
+    std::deque<juce::String> answers;
+    juce::StringArray told; // messages of the dialogs that came
+    bool cancelsJobs = false;
+
+    void choose (const juce::StringArray& paths)
+    {
+        answer.replaceWithText (
+            paths.joinIntoString (juce::String::charToString (0x1f)) + "\n", false, false, "\n");
+    }
+
+    [[nodiscard]] juce::StringArray chooserCalls() const
+    {
+        auto lines = juce::StringArray::fromLines (folder.getChildFile ("asked").loadFileAsString());
+        lines.removeEmptyStrings();
+        return lines;
+    }
+
+    PaintingFixture painting;
+    const juce::File folder = juce::File::createTempFile ("");
+    const juce::File tools = folder.getChildFile ("bin"), answer = folder.getChildFile ("answer");
+    const juce::String oldPath = juce::SystemStats::getEnvironmentVariable ("PATH", {});
+    TessivarWorkspace workspace{ nullptr, UserFolders::below (folder.getChildFile ("user")) };
+    DialogScrim scrim;
+    JobRunner runner{ scrim };
+    DialogPrompts prompts{ scrim, painting.images };
+    GroupWork work{ workspace, runner, prompts, juce::File (juce::String (TESSIVAR_BIN_DIR) + "/Resources") };
+
+private:
+    struct Quiet final : juce::Logger
+    {
+        void logMessage (const juce::String&) override {}
+    };
+
+    Quiet quiet;
+
+    void timerCallback() override
+    {
+        auto* top = scrim.getTop();
+
+        if (auto* progress = dynamic_cast<ProgressDialog*> (top))
+        {
+            if (cancelsJobs && progress->onCancel)
+                progress->onCancel();
+
+            return;
+        }
+
+        if (top == nullptr)
+            return;
+
+        told.add (top->getMessage());
+
+        if (answers.empty())
+        {
+            top->escape();
+            return;
+        }
+
+        const auto wanted = answers.front();
+        answers.pop_front();
+
+        for (int i = 0; i < top->getNumButtons(); ++i)
+            if (top->getButton (i).getButtonText() == wanted)
+            {
+                top->choose (i);
+                return;
+            }
+
+        told.add ("no button " + wanted);
+        top->escape();
+    }
+};
+
+} // namespace tessivar::test
