@@ -108,7 +108,10 @@ FrameAnalyser::FrameAnalyser (std::span<const float> w)
 
 bool FrameAnalyser::analyse (const float* samples)
 {
-    isSilent = kernels::peakLevel (samples, transform.length()) == 0.0f;
+    // Mostly the first samples say it already.
+    constexpr std::size_t ahead = 16;
+    isSilent = kernels::peakLevel (samples, ahead) == 0.0f
+               && kernels::peakLevel (samples + ahead, transform.length() - ahead) == 0.0f;
 
     if (isSilent)
     {

@@ -137,4 +137,12 @@ void RealFft::inverseWeighted (float* samples, const float* packedWeights)
                        reinterpret_cast<fftwf_complex*> (samples));
 }
 
+void RealFft::inverseGained (float* samples, const float* gains)
+{
+    kernels::gainedSum (half.data(), prepared.data(), mirrored.data(), gains, n / 2);
+    fftwf_execute_dft (plans->backward,
+                       reinterpret_cast<fftwf_complex*> (half.data()),
+                       reinterpret_cast<fftwf_complex*> (samples));
+}
+
 } // namespace tessivar

@@ -44,6 +44,9 @@ public:
     [[nodiscard]] std::size_t packedWeightFloats() const { return 2 * n; }
     void packWeights (float* packed, const float* weights) const;
 
+    /** The same with weights that serve one spectrum only and are not packed: one real gain a bin. */
+    void inverseGained (float* samples, const float* gains);
+
 private:
     struct Plans;
 

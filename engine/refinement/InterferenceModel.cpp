@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <functional>
 
 namespace tessivar
 {
@@ -15,6 +15,11 @@ namespace
 {
 constexpr std::size_t frameBlock = 256; // u and w of eight tracks fit the first-level cache
 constexpr int numUpdates = 5;
+constexpr std::size_t framesPerPeak = 16;
+
+// A hit is heard in another microphone as a rise too. What already sounds there may waver by half without counting.
+constexpr std::size_t riseFrames = 3; // so that the means of three frames don't overlap
+constexpr float steadyFactor = 1.5f, riseTolerance = 2.0f;
 
 /** Two microphones on the same kind of drum hear the same drum: neither is leakage of the other. */
 bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
@@ -24,29 +29,56 @@ bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
 } // namespace
 
 InterferenceModel::InterferenceModel (std::span<const std::uint32_t> drumTypes, std::size_t frames)
-    : numTracks (drumTypes.size()), numFrames (frames), types (drumTypes.begin(), drumTypes.end()),
-      gain (numTracks * numTracks), bound (gain.size()), floors (numTracks), numerators (gain.size()),
-      denominators (gain.size()), reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
-      loudest (frames)
+    : numTracks (drumTypes.size()), numFrames (frames),
+      numLoud (std::min (frames, std::max (std::size_t{ 8 }, frames / 50))), // two in a hundred
+      types (drumTypes.begin(), drumTypes.end()), gain (numTracks * numTracks), bound (gain.size()),
+      floors (numTracks), numerators (gain.size()), denominators (gain.size()),
+      reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
+      peaks ((std::max (frames / framesPerPeak, std::size_t{ 1 }) + 15) / 16 * 16), loudest (frames),
+      ratios (numLoud)
 {
+}
+
+void InterferenceModel::findLoudest (const float* power)
+{
+    const auto louder = [power] (std::uint32_t a, std::uint32_t b)
+    { return power[a] > power[b] || (power[a] == power[b] && a < b); };
+
+    // The loudest frames of numLoud different groups are numLoud frames, so none of the numLoud loudest lies
+    // below the quietest of them. That leaves few candidates, found without sorting all frames.
+    auto threshold = -1.0f;
+
+    if (peaks.size() >= numLoud && peaks.size() <= numFrames)
+    {
+        kernels::groupPeaks (peaks.data(), peaks.size(), power, numFrames);
+        const auto peak = peaks.span();
+        std::nth_element (peak.begin(),
+                          peak.begin() + static_cast<std::ptrdiff_t> (numLoud - 1),
+                          peak.end(),
+                          std::greater<>());
+        threshold = peaks[numLoud - 1];
+    }
+
+    std::size_t numCandidates = 0;
+
+    for (std::size_t t = 0; t < numFrames; ++t)
+    {
+        loudest[numCandidates] = static_cast<std::uint32_t> (t);
+        numCandidates += power[t] >= threshold ? 1 : 0;
+    }
+
+    std::nth_element (loudest.begin(),
+                      loudest.begin() + static_cast<std::ptrdiff_t> (numLoud - 1),
+                      loudest.begin() + static_cast<std::ptrdiff_t> (numCandidates),
+                      louder);
 }
 
 void InterferenceModel::boundGains (const float* power, std::size_t rowStride)
 {
-    const auto numLoud = std::min (
-        numFrames,
-        std::max (std::size_t{ 8 }, static_cast<std::size_t> (0.02 * static_cast<double> (numFrames))));
-    ratios.resize (numLoud);
-
     for (std::size_t j = 0; j < numTracks; ++j)
     {
         const auto* own = power + j * rowStride;
-        std::iota (loudest.begin(), loudest.end(), 0u);
-        std::nth_element (loudest.begin(),
-                          loudest.begin() + static_cast<std::ptrdiff_t> (numLoud - 1),
-                          loudest.end(),
-                          [own] (std::uint32_t a, std::uint32_t b)
-                          { return own[a] > own[b] || (own[a] == own[b] && a < b); });
+        findLoudest (own);
 
         for (std::size_t i = 0; i < numTracks; ++i)
         {
@@ -65,7 +97,78 @@ void InterferenceModel::boundGains (const float* power, std::size_t rowStride)
 
             limit = std::min (0.5f, quantile (ratios, 0.2));
         }
+
+        boundByRises (j, power, rowStride);
     }
+}
+
+void InterferenceModel::boundByRises (std::size_t drum, const float* power, std::size_t rowStride)
+{
+    const auto* own = power + drum * rowStride;
+    const auto rise = [own] (std::uint32_t t)
+    { return t < riseFrames ? 0.0f : own[t] - own[t - riseFrames]; };
+    const auto begin = loudest.begin(), end = begin + static_cast<std::ptrdiff_t> ((numLoud + 1) / 2);
+    std::nth_element (begin,
+                      end - 1,
+                      begin + static_cast<std::ptrdiff_t> (numLoud),
+                      [&] (std::uint32_t a, std::uint32_t b)
+                      { return rise (a) > rise (b) || (! (rise (a) < rise (b)) && a < b); });
+    const auto onsets =
+        std::span (begin, std::partition (begin, end, [&] (std::uint32_t t) { return rise (t) > 0.0f; }));
+
+    if (onsets.empty())
+        return; // nothing that sounds ever begins: nothing to learn
+
+    for (std::size_t i = 0; i < numTracks; ++i)
+    {
+        auto& limit = bound[i * numTracks + drum];
+
+        if (limit <= 0.0f)
+            continue;
+
+        const auto* other = power + i * rowStride;
+
+        for (std::size_t n = 0; n < onsets.size(); ++n)
+        {
+            const auto t = onsets[n];
+            ratios[n] = std::max (0.0f, other[t] - steadyFactor * other[t - riseFrames])
+                        / std::max (rise (t), 1.0e-20f);
+        }
+
+        limit = std::min (limit, riseTolerance * quantile (std::span (ratios).first (onsets.size()), 0.5));
+    }
+}
+
+void InterferenceModel::start (float* power, float* source, std::size_t rowStride)
+{
+    for (std::size_t i = 0; i < numTracks; ++i)
+    {
+        auto* v = power + i * rowStride;
+        auto* p = source + i * rowStride;
+        const auto mean = kernels::rowSum (v, numFrames) / static_cast<double> (numFrames);
+        const auto lift = static_cast<float> (1.0e-7 * mean + 1.0e-20);
+        const auto lowest = floors[i] = 0.001f * lift;
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+        {
+            v[t] += lift;
+            p[t] = std::max (p[t], lowest);
+        }
+
+        for (std::size_t j = 0; j < numTracks; ++j)
+            gain[i * numTracks + j] = i == j ? 1.0f : hearTheSameDrum (types[i], types[j]) ? 0.0f : 0.05f;
+    }
+}
+
+void InterferenceModel::updateGains()
+{
+    for (std::size_t i = 0; i < numTracks; ++i)
+        for (std::size_t j = 0; j < numTracks; ++j)
+            if (const auto ij = i * numTracks + j; i != j)
+                gain[ij] = std::min (bound[ij],
+                                     gain[ij]
+                                         * static_cast<float> (std::sqrt (
+                                             numerators[ij] / std::max (denominators[ij], 1.0e-30))));
 }
 
 bool InterferenceModel::fit (float* power,
@@ -74,30 +177,11 @@ bool InterferenceModel::fit (float* power,
                              const AnalysisControl& control)
 {
     boundGains (power, rowStride);
+    start (power, source, rowStride);
 
-    for (std::size_t i = 0; i < numTracks; ++i)
-    {
-        auto* v = power + i * rowStride;
-        auto* p = source + i * rowStride;
-        double sum = 0.0;
-
-        for (std::size_t t = 0; t < numFrames; ++t)
-            sum += static_cast<double> (v[t]);
-
-        const auto lift = static_cast<float> (1.0e-7 * sum / static_cast<double> (numFrames) + 1.0e-20);
-        floors[i] = 0.001f * lift;
-
-        for (std::size_t t = 0; t < numFrames; ++t)
-        {
-            v[t] += lift;
-            p[t] = std::max (p[t], floors[i]);
-        }
-
-        for (std::size_t j = 0; j < numTracks; ++j)
-            gain[i * numTracks + j] = i == j ? 1.0f : hearTheSameDrum (types[i], types[j]) ? 0.0f : 0.05f;
-    }
-
-    for (int update = 0; update < numUpdates; ++update)
+    // Each pass over the frames updates the drums with the gains of the pass before and sums up for the next
+    // gains, while a block of frames lies in the cache.
+    for (int pass = 0; pass <= numUpdates; ++pass)
     {
         if (control.stopRequested())
             return false;
@@ -105,41 +189,17 @@ bool InterferenceModel::fit (float* power,
         std::fill (numerators.begin(), numerators.end(), 0.0);
         std::fill (denominators.begin(), denominators.end(), 0.0);
 
-        for (std::size_t start = 0; start < numFrames; start += frameBlock)
+        for (std::size_t first = 0; first < numFrames; first += frameBlock)
         {
-            const auto n = computeModel (power, source, rowStride, start);
-            kernels::interferenceSums (numerators.data(),
-                                       denominators.data(),
-                                       reciprocals.data(),
-                                       quotients.data(),
-                                       frameBlock,
-                                       source + start,
-                                       rowStride,
-                                       numTracks,
-                                       n);
+            if (pass > 0)
+                updateSources (power, source, rowStride, first);
+
+            if (pass < numUpdates)
+                addSums (power, source, rowStride, first);
         }
 
-        for (std::size_t i = 0; i < numTracks; ++i)
-            for (std::size_t j = 0; j < numTracks; ++j)
-                if (const auto ij = i * numTracks + j; i != j)
-                    gain[ij] = std::min (bound[ij],
-                                         gain[ij]
-                                             * static_cast<float> (std::sqrt (
-                                                 numerators[ij] / std::max (denominators[ij], 1.0e-30))));
-
-        for (std::size_t start = 0; start < numFrames; start += frameBlock)
-        {
-            const auto n = computeModel (power, source, rowStride, start);
-            kernels::interferenceUpdate (source + start,
-                                         rowStride,
-                                         reciprocals.data(),
-                                         quotients.data(),
-                                         frameBlock,
-                                         gain.data(),
-                                         floors.data(),
-                                         numTracks,
-                                         n);
-        }
+        if (pass < numUpdates)
+            updateGains();
     }
 
     // The leakage takes the place of the power, which every caller can compute again.
@@ -148,6 +208,34 @@ bool InterferenceModel::fit (float* power,
             power + i * rowStride, source, rowStride, gain.data(), i, numTracks, (numFrames + 15) / 16 * 16);
 
     return true;
+}
+
+void InterferenceModel::updateSources (float* power, float* source, std::size_t rowStride, std::size_t first)
+{
+    const auto n = computeModel (power, source, rowStride, first);
+    kernels::interferenceUpdate (source + first,
+                                 rowStride,
+                                 reciprocals.data(),
+                                 quotients.data(),
+                                 frameBlock,
+                                 gain.data(),
+                                 floors.data(),
+                                 numTracks,
+                                 n);
+}
+
+void InterferenceModel::addSums (float* power, float* source, std::size_t rowStride, std::size_t first)
+{
+    const auto n = computeModel (power, source, rowStride, first);
+    kernels::interferenceSums (numerators.data(),
+                               denominators.data(),
+                               reciprocals.data(),
+                               quotients.data(),
+                               frameBlock,
+                               source + first,
+                               rowStride,
+                               numTracks,
+                               n);
 }
 
 std::size_t

@@ -13,21 +13,23 @@ namespace tessivar
 
 /** How far each drum is heard in each microphone, bin by bin.
 
-    Every microphone i hears its own drum's power P_i and, through gains L_ij that do not change over time, the others':
-    V_i ~ sum over j of L_ij P_j, L_ii = 1. The gains are bounded by what the frames in which j is loudest allow, and both are
-    fitted by five multiplicative updates that lower the Itakura-Saito divergence (one source a microphone; compare
-    Praetzlich, Bittner, Liutkus, Mueller 2015). Bins are independent of each other.
+    Every microphone i hears its own drum's power P_i and, through gains L_ij that do not change over time,
+    the others': V_i ~ sum over j of L_ij P_j, L_ii = 1. The gains are bounded by what the frames in which j
+    is loudest allow, and both are fitted by five multiplicative updates that lower the Itakura-Saito
+    divergence (one source a microphone; compare Praetzlich, Bittner, Liutkus, Mueller 2015). Bins are
+    independent of each other.
 */
 class InterferenceModel
 {
 public:
-    /** drumTypes of the M tracks that take part, numFrames frames; owns scratch of about 2 * M * 256 floats and M * numFrames
-        indices. One for each worker. */
+    /** drumTypes of the M tracks that take part, numFrames frames; owns scratch of about 2 * M * 256 floats
+        and M * numFrames indices. One for each worker. */
     InterferenceModel (std::span<const std::uint32_t> drumTypes, std::size_t numFrames);
 
-    /** Rows of frames of one bin: power V_i and first estimate P_i of the own drum, M rows each, rowStride floats apart, 64-byte
-        aligned, with room up to a multiple of 256 frames. On return source holds the fitted P_i and power the leakage
-        q_i = max (sum over j other than i of L_ij P_j, 1e-30). Returns false when told to stop. */
+    /** Rows of frames of one bin: power V_i and first estimate P_i of the own drum, M rows each, rowStride
+        floats apart, 64-byte aligned, with room up to a multiple of 256 frames. On return source holds the
+        fitted P_i and power the leakage q_i = max (sum over j other than i of L_ij P_j, 1e-30). Returns
+        false when told to stop. */
     [[nodiscard]] bool
     fit (float* power, float* source, std::size_t rowStride, const AnalysisControl& control);
 
@@ -35,16 +37,28 @@ public:
     [[nodiscard]] std::span<const float> gains() const { return gain; }
 
 private:
+    /** The first numLoud of loudest become the loudest frames of a track, in any order; of equals the
+        earlier ones. */
+    void findLoudest (const float* power);
+
     void boundGains (const float* power, std::size_t rowStride);
+
+    /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: where another microphone does
+        not rise with it, what that one holds is its own drum's ring. */
+    void boundByRises (std::size_t drum, const float* power, std::size_t rowStride);
+    void start (float* power, float* source, std::size_t rowStride);
+    void updateGains();
+    void updateSources (float* power, float* source, std::size_t rowStride, std::size_t first);
+    void addSums (float* power, float* source, std::size_t rowStride, std::size_t first);
 
     /** Fills the scratch for the block of frames from start on; returns its length in whole vectors. */
     std::size_t computeModel (float* power, float* source, std::size_t rowStride, std::size_t start);
 
-    const std::size_t numTracks, numFrames;
+    const std::size_t numTracks, numFrames, numLoud;
     std::vector<std::uint32_t> types;
     std::vector<float> gain, bound, floors;
     std::vector<double> numerators, denominators;
-    AlignedBuffer reciprocals, quotients;
+    AlignedBuffer reciprocals, quotients, peaks;
     std::vector<std::uint32_t> loudest;
     std::vector<float> ratios;
 };

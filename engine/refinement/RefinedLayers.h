@@ -29,18 +29,21 @@ struct RefinementTrack
 struct RefinementStorage
 {
     std::function<ScratchPlanes*(int numPlanes, std::int64_t floatsPerPlane)> spectrograms;
-    /** A new place for the seven channels of the track with this index, to be filled while the standard ones are still read. */
+    /** A new place for the seven channels of the track with this index, to be filled while the standard
+        ones are still read. */
     std::function<RenderedTrackSink*(int trackIndex)> refined;
 };
 
-/** Takes the standard method's result further: channels whose whole Focus values remove what the evidence calls leakage.
+/** Takes the standard method's result further: channels whose whole Focus values remove what the evidence
+    calls leakage.
 
-    Spectra have twice the frame length of the analysis, n, with hop n/4. The standard output at Focus 4 is the first estimate of
-    every drum's own power; an interference model over all microphones refines it bin by bin; evidence from bin, band and
-    whole spectrum gives a mask; the standard outputs are compared with the masked track, and the layers are the track under
-    mask and layer gains, so that channels 0..5 still rebuild the source and the focus and fine rule holds unchanged.
-    Turning Focus up never moves to a worse match. Streamed: two spectrogram planes a track on disk, blocks of bins for the model,
-    segments of 256 frames for everything else. Results do not depend on the number of workers.
+    Spectra have twice the frame length of the analysis, n, with hop n/4. The standard output at Focus 4 is
+    the first estimate of every drum's own power; an interference model over all microphones refines it bin
+    by bin; evidence from bin, band and whole spectrum gives a mask; the standard outputs are compared with
+    the masked track, and the layers are the track under mask and layer gains, so that channels 0..5 still
+    rebuild the source and the focus and fine rule holds unchanged. Turning Focus up never moves to a worse
+    match. Streamed: three planes of 16 bits a bin and frame of a track on disk, blocks of bins for the
+    model, segments of 256 frames for everything else. Results do not depend on the number of workers.
 
     progress gets 0..1. Fills the refined fields of analyses (indexed like the tracks of the analysis).
     Returns completed, stopped, readFailed or storageFailed.

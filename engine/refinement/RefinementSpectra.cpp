@@ -1,48 +1,159 @@
 #include "engine/refinement/RefinementSpectra.h"
 
+#include "engine/numerics/simd/MaskKernels.h"
+#include "engine/numerics/simd/SpectralKernels.h"
+
 #include <algorithm>
 
 namespace tessivar::refinement
 {
 
-void transpose (float* dest, const float* source, std::size_t rows, std::size_t columns)
+SpectrumShape::SpectrumShape (const AnalysisShape& shape) : rate (shape.rate), length (shape.lengthInSamples)
 {
-    constexpr std::size_t block = 16;
-
-    for (std::size_t r0 = 0; r0 < rows; r0 += block)
-        for (std::size_t c0 = 0; c0 < columns; c0 += block)
-            for (auto c = c0; c < std::min (c0 + block, columns); ++c)
-                for (auto r = r0; r < std::min (r0 + block, rows); ++r)
-                    dest[c * rows + r] = source[r * columns + c];
+    rate.frameLength *= 2;
+    rate.hop *= 2;
+    numBins = static_cast<std::size_t> (rate.numBins());
+    binStride = (numBins + 15) / 16 * 16;
+    numFrames = AnalysisShape::framesForLength (length, rate);
+    numSegments = (numFrames + segmentFrames - 1) / segmentFrames;
 }
 
-bool StandardChannels::load (std::int64_t start, std::int64_t length)
+FrameRange SpectrumShape::segment (std::size_t index) const
 {
-    first = std::clamp (start, std::int64_t{ 0 }, track.ownLength);
-    end = std::clamp (start + length, first, track.ownLength);
-    frames.resize (static_cast<std::size_t> (end - first) * method::numRenderChannels);
-    return frames.empty() || track.standard->readFrames (first, frames);
+    const auto first = static_cast<std::int64_t> (index) * segmentFrames;
+    return { first, std::min (first + segmentFrames, numFrames) };
 }
 
-void StandardChannels::output (int focus, std::int64_t start, std::span<float> dest) const
+FrameRange SpectrumShape::withNeighbours (FrameRange frames) const
 {
-    const auto numKept = static_cast<std::size_t> (numFocusSteps - focus);
+    return { std::max (frames.first - 1, std::int64_t{ 0 }), std::min (frames.end + 1, numFrames) };
+}
 
-    for (std::size_t i = 0; i < dest.size(); ++i)
+FrameRange SpectrumShape::framesOf (std::int64_t start, std::int64_t end) const
+{
+    return { start / rate.hop + 1, std::min (numFrames, (end + rate.frameLength + rate.hop - 1) / rate.hop) };
+}
+
+std::size_t SpectrumShape::samplesOf (FrameRange frames) const
+{
+    return static_cast<std::size_t> ((frames.size() - 1) * rate.hop + rate.frameLength);
+}
+
+bool readFrames (SampleSource& source,
+                 const SpectrumShape& shape,
+                 FrameRange frames,
+                 std::vector<float>& samples)
+{
+    samples.resize (shape.samplesOf (frames));
+
+    if (! source.read (frameStart (frames.first, shape.rate), samples))
+        return false;
+
+    replaceNonFinite (samples);
+    return true;
+}
+
+bool StandardOutputReader::read (const RefinementTrack& track,
+                                 std::int64_t start,
+                                 std::size_t length,
+                                 const Outputs& outputs)
+{
+    const auto limit = start + static_cast<std::int64_t> (length);
+    const auto first = std::clamp (std::int64_t{ 0 }, start, limit);
+    const auto end = std::clamp (track.ownLength, first, limit);
+    const auto at = [&] (std::int64_t position)
     {
-        const auto position = start + static_cast<std::int64_t> (i);
-        float sum = 0.0f;
+        auto moved = outputs;
 
-        if (position >= first && position < end)
+        for (auto& output : moved)
+            if (output != nullptr)
+                output += position - start;
+
+        return moved;
+    };
+
+    for (auto* output : outputs)
+        if (output != nullptr)
         {
-            const auto* frame = frames.data() + (position - first) * method::numRenderChannels;
-
-            for (std::size_t c = 0; c < numKept; ++c)
-                sum += frame[c];
+            std::fill (output, output + (first - start), 0.0f);
+            std::fill (output + (end - start), output + length, 0.0f);
         }
 
-        dest[i] = sum;
+    for (auto position = first; position < end;)
+    {
+        const auto n = std::min (end - position, static_cast<std::int64_t> (pieceSamples));
+
+        if (! readPiece (track, position, static_cast<std::size_t> (n), at (position)))
+            return false;
+
+        position += n;
     }
+
+    return true;
+}
+
+bool StandardOutputReader::readPiece (const RefinementTrack& track,
+                                      std::int64_t start,
+                                      std::size_t length,
+                                      const Outputs& outputs)
+{
+    channels.resize (pieceSamples * method::numRenderChannels);
+
+    if (! track.standard->readFrames (start, std::span (channels).first (length * method::numRenderChannels)))
+        return false;
+
+    std::array<float*, method::numBestComponents> sums{};
+
+    for (std::size_t c = 0; c < sums.size(); ++c)
+        sums[c] = outputs[numFocusSteps - 1 - c]; // Focus 5 keeps one component, Focus 1 five
+
+    kernels::sumFirstChannels (sums.data(), channels.data(), length);
+    return true;
+}
+
+PowerStream::PowerStream (const SpectrumShape& s, bool keepsSpectra) : shape (s), smoothed (s.binStride)
+{
+    for (auto& powers : rows)
+        powers = AlignedBuffer (shape.binStride);
+
+    if (keepsSpectra)
+        for (auto& bins : spectra)
+            bins = AlignedBuffer (static_cast<std::size_t> (shape.rate.frameLength) + 32);
+}
+
+AlignedBuffer& PowerStream::row (std::int64_t frame)
+{
+    return rows[static_cast<std::size_t> (std::clamp (frame, available.first, available.end - 1) % 3)];
+}
+
+void PowerStream::open (FrameAnalyser& a, const float* s, FrameRange frames)
+{
+    analyser = &a;
+    samples = s;
+    available = shape.withNeighbours (frames);
+    current = frames.first - 1;
+    upcoming = available.first;
+}
+
+const float* PowerStream::next()
+{
+    ++current;
+
+    for (; upcoming <= std::min (current + 1, available.end - 1); ++upcoming)
+    {
+        analyser->analyse (samples + (upcoming - available.first) * shape.rate.hop);
+        kernels::powers (row (upcoming).data(), analyser->spectrum(), shape.numBins);
+
+        if (auto& bins = spectra[static_cast<std::size_t> (upcoming % 2)]; bins.size() != 0)
+            std::copy_n (analyser->spectrum(), 2 * shape.numBins, bins.data());
+    }
+
+    kernels::meanOfThree (smoothed.data(),
+                          row (current - 1).data(),
+                          row (current).data(),
+                          row (current + 1).data(),
+                          shape.binStride);
+    return smoothed.data();
 }
 
 } // namespace tessivar::refinement

@@ -11,130 +11,103 @@
 #include <span>
 #include <vector>
 
-namespace tessivar
-{
-
-/** What the refinement reads: spectra of tracks and of their standard outputs, a segment of frames at a time. */
-namespace refinement
+namespace tessivar::refinement
 {
 
 inline constexpr std::int64_t segmentFrames = 256;
 inline constexpr std::size_t tileFrames = static_cast<std::size_t> (segmentFrames);
 inline constexpr int numFocusSteps = 6; // whole Focus values 0..5
 
-/** dest (columns x rows) = transposed source (rows x columns), both row by row; in blocks, so that neither side walks
-    through the cache a line at a time. */
-void transpose (float* dest, const float* source, std::size_t rows, std::size_t columns);
+/** Frames first .. end - 1. */
+struct FrameRange
+{
+    std::int64_t first = 0, end = 0;
+
+    [[nodiscard]] std::int64_t size() const { return end - first; }
+};
 
 /** Sizes of the refinement's own spectra: twice the frame length of the analysis. */
 struct SpectrumShape
 {
-    explicit SpectrumShape (const AnalysisShape& shape)
-    {
-        rate = shape.rate;
-        rate.frameLength *= 2;
-        rate.hop *= 2;
-        numBins = static_cast<std::size_t> (rate.numBins());
-        numFrames = AnalysisShape::framesForLength (shape.lengthInSamples, rate);
-        numSegments = (numFrames + segmentFrames - 1) / segmentFrames;
-        length = shape.lengthInSamples;
-    }
+    explicit SpectrumShape (const AnalysisShape& shape);
+
+    /** Frames of a segment of 256. */
+    [[nodiscard]] FrameRange segment (std::size_t index) const;
+
+    /** The frames and one more on either side, where there is one. */
+    [[nodiscard]] FrameRange withNeighbours (FrameRange frames) const;
+
+    /** Frames that overlap samples start .. end - 1. */
+    [[nodiscard]] FrameRange framesOf (std::int64_t start, std::int64_t end) const;
+
+    /** Samples that the frames span, from frameStart (frames.first, rate) on. */
+    [[nodiscard]] std::size_t samplesOf (FrameRange frames) const;
+
+    [[nodiscard]] std::size_t tileCodes() const { return binStride * tileFrames; }
 
     RateParameters rate; // only frame length and hop count
     std::size_t numBins = 0;
+    std::size_t binStride = 0; // bins of a row, in whole vectors
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
 };
 
-/** A stretch of the standard method's seven channels of a track, read once for all Focus values that are looked at. */
-class StandardChannels
+/** Samples of a source that these frames span; what is not finite reads as 0. False when they can't be read. */
+[[nodiscard]] bool
+readFrames (SampleSource& source, const SpectrumShape& shape, FrameRange frames, std::vector<float>& samples);
+
+/** Reads the standard method's seven channels in pieces that stay in the cache and adds them up to its
+    outputs. */
+class StandardOutputReader
 {
 public:
-    explicit StandardChannels (const RefinementTrack& t) : track (t) {}
+    static constexpr std::size_t pieceSamples = 4096;
 
-    /** Holds samples start .. start + length - 1 of the track from now on; false when they can't be read. */
-    [[nodiscard]] bool load (std::int64_t start, std::int64_t length);
+    using Outputs = std::array<float*, numFocusSteps>;
 
-    /** The output at a whole Focus 1..5, Fine 0: the best components that it keeps, summed in order. Zeros outside the track. */
-    void output (int focus, std::int64_t start, std::span<float> dest) const;
+    /** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track:
+        the best components that each keeps, summed in order. Null pointers, and the one for Focus 0, are
+        left out. False when the channels can't be read. */
+    [[nodiscard]] bool
+    read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
 
 private:
-    const RefinementTrack& track;
-    std::vector<float> frames;
-    std::int64_t first = 0, end = 0;
+    bool
+    readPiece (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
+
+    std::vector<float> channels;
 };
 
-/** The standard output of a track at one whole Focus as a signal; channels must hold what is read. */
-class StandardOutput : public SampleSource
+/** Power of consecutive frames, averaged over a frame and its two neighbours; edges are repeated. */
+class PowerStream
 {
 public:
-    StandardOutput (const RefinementTrack& t, const StandardChannels& c, int f)
-        : track (t), channels (c), focus (f)
-    {
-    }
+    /** keepsSpectra: whether spectrum() is needed. */
+    PowerStream (const SpectrumShape& shape, bool keepsSpectra);
 
-    std::int64_t lengthInSamples() const override { return track.ownLength; }
+    /** Starts at the first of the frames. samples begin where the frames with their neighbours do and
+        outlive the stream's use. The analyser may serve other streams between two calls of next(). */
+    void open (FrameAnalyser& analyser, const float* samples, FrameRange frames);
 
-    bool read (std::int64_t start, std::span<float> dest) override
+    /** Power of the next frame, binStride values, zeros behind the last bin; valid until the next call. */
+    const float* next();
+
+    /** Unscaled spectrum of the frame that next() gave. */
+    [[nodiscard]] const float* spectrum() const
     {
-        channels.output (focus, start, dest);
-        return true;
+        return spectra[static_cast<std::size_t> (current % 2)].data();
     }
 
 private:
-    const RefinementTrack& track;
-    const StandardChannels& channels;
-    const int focus;
-};
+    [[nodiscard]] AlignedBuffer& row (std::int64_t frame);
 
-/** Spectra of consecutive frames of a signal, one for each worker. */
-class SpectrumReader
-{
-public:
-    SpectrumReader (const SpectrumShape& s, std::span<const float> window) : shape (s), analyser (window) {}
-
-    /** Makes frames first .. end - 1 available one after the other; false when the source can't be read. */
-    bool open (SampleSource& source, std::int64_t first, std::int64_t end)
-    {
-        firstFrame = first;
-        block.resize (static_cast<std::size_t> ((end - first - 1) * shape.rate.hop + shape.rate.frameLength));
-        const auto isRead = source.read (frameStart (first, shape.rate), block);
-        replaceNonFinite (block);
-        return isRead;
-    }
-
-    /** The unscaled spectrum of a frame, valid until the next call. */
-    const float* spectrum (std::int64_t frame)
-    {
-        analyser.analyse (block.data() + (frame - firstFrame) * shape.rate.hop);
-        return analyser.spectrum();
-    }
-
-    RealFft& fft() { return analyser.fft(); }
-
-private:
     const SpectrumShape& shape;
-    FrameAnalyser analyser;
-    std::vector<float> block;
-    std::int64_t firstFrame = 0;
+    std::array<AlignedBuffer, 3> rows;
+    std::array<AlignedBuffer, 2> spectra;
+    AlignedBuffer smoothed;
+    FrameAnalyser* analyser = nullptr;
+    const float* samples = nullptr;
+    FrameRange available;
+    std::int64_t current = 0, upcoming = 0;
 };
 
-/** Everything one worker owns. */
-struct Workspace
-{
-    Workspace (const SpectrumShape& shape, std::span<const float> window)
-        : reader (shape, window), stride ((shape.numBins + 15) / 16 * 16), smoothed (stride),
-          spectrum (shape.numBins * 2 + 64), output (static_cast<std::size_t> (shape.rate.frameLength)),
-          gains (stride), mask (stride)
-    {
-        for (auto& row : powerRows)
-            row = AlignedBuffer (stride);
-    }
-
-    SpectrumReader reader;
-    std::size_t stride; // floats of a row of bins
-    std::array<AlignedBuffer, 3> powerRows;
-    AlignedBuffer smoothed, spectrum, output, gains, mask;
-};
-
-} // namespace refinement
-} // namespace tessivar
+} // namespace tessivar::refinement

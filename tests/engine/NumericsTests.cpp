@@ -178,6 +178,16 @@ TEST_CASE ("RealFft", "[engine][numerics]")
                            == Approx (4.0 * (bin5 * std::polar (1.0, angle)).real())
                                   .margin (2.0e-5 * std::sqrt (static_cast<double> (n))));
                 }
+
+                // Gains that serve once are not packed, and do the same.
+                for (std::size_t k = 0; k < weights.size(); ++k)
+                    weights[k] = std::abs (signal[k % n]) + 0.1f;
+
+                AlignedBuffer gained (n);
+                fft.packWeights (packed.data(), weights.data());
+                fft.inverseWeighted (back.data(), packed.data());
+                fft.inverseGained (gained.data(), weights.data());
+                CHECK (std::equal (gained.span().begin(), gained.span().end(), back.span().begin()));
             }
         });
 }

@@ -1,6 +1,8 @@
 #include "engine/SuppressionRendering.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/MaskKernels.h"
+#include "engine/numerics/simd/PackingKernels.h"
+#include "engine/numerics/simd/SpectralKernels.h"
 #include "engine/refinement/InterferenceModel.h"
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -9,6 +11,8 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstring>
+#include <limits>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -168,7 +172,7 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
 
     SECTION ("a stop is honoured wherever it comes")
     {
-        for (const double stopAt : { 0.4, 0.5, 0.52, 0.57, 0.65, 0.7, 0.78, 0.9 })
+        for (const double stopAt : { 0.4, 0.5, 0.62, 0.727, 0.75, 0.8, 0.9 })
         {
             TwoDrums drums (0.2f, 60000);
             std::atomic<double> reached{ -1.0 };
@@ -182,7 +186,7 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
 
 TEST_CASE ("InterferenceModel", "[engine][refinement]")
 {
-    // Two microphones, 300 frames: each drum sounds alone half of the time, heard in the other at -10 and -20 dB of power.
+    // Two microphones, 300 frames: the drums hit in turn, every eight frames for two, heard in the other at -10 and -20 dB of power.
     constexpr std::size_t numFrames = 300, stride = 512;
     constexpr float intoFirst = 0.1f, intoSecond = 0.01f;
     AlignedBuffer power (2 * stride), source (2 * stride);
@@ -191,8 +195,8 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
 
     for (std::size_t t = 0; t < numFrames; ++t)
     {
-        own[0][t] = t % 4 < 2 ? 1.0f + random.next() : 1.0e-6f;
-        own[1][t] = t % 4 >= 2 ? 1.0f + random.next() : 1.0e-6f;
+        own[0][t] = t % 16 < 2 ? 1.0f + random.next() : 1.0e-6f;
+        own[1][t] = t % 16 / 2 == 4 ? 1.0f + random.next() : 1.0e-6f;
         power[t] = own[0][t] + intoFirst * own[1][t];
         power[stride + t] = own[1][t] + intoSecond * own[0][t];
     }
@@ -200,8 +204,8 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
     // The first estimate knows roughly when each drum sounds.
     for (std::size_t t = 0; t < numFrames; ++t)
     {
-        source[t] = t % 4 < 2 ? power[t] : 0.05f * power[t];
-        source[stride + t] = t % 4 >= 2 ? power[stride + t] : 0.05f * power[stride + t];
+        source[t] = t % 16 < 2 ? power[t] : 0.05f * power[t];
+        source[stride + t] = t % 16 / 2 == 4 ? power[stride + t] : 0.05f * power[stride + t];
     }
 
     const auto powerStart = std::vector<float> (power.data(), power.data() + power.size());
@@ -222,13 +226,34 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
             CHECK (model.gains()[2] == Approx (intoSecond).epsilon (0.2));
 
             // Where only the second drum sounds, the first microphone holds its leakage.
-            for (std::size_t t = 2; t < numFrames; t += 4)
+            for (std::size_t t = 8; t < numFrames; t += 16)
                 CHECK (power[t] == Approx (intoFirst * own[1][t]).epsilon (0.15));
 
             const std::vector<float> fitted (source.data(), source.data() + numFrames);
             expected = expected.empty() ? fitted : expected;
             CHECK (fitted == expected); // the same bits on every target
         });
+
+    SECTION ("no gain exceeds what the loudest frames of the leaking drum allow")
+    {
+        // 2000 frames: the 40 loudest, in runs after a pause, are heard at 0.01 in the other microphone; the rest at 0.3.
+        constexpr std::size_t length = 2000, rowStride = 2048;
+        AlignedBuffer heard (2 * rowStride), estimate (2 * rowStride);
+
+        for (std::size_t t = 0; t < length; ++t)
+        {
+            const auto isLoudest = t % 250 < 5;
+            heard[t] = isLoudest ? 1.0f + random.next() : t % 250 < 240 ? 0.9f * random.next() : 1.0e-6f;
+            heard[rowStride + t] = (isLoudest ? 0.01f : 0.3f) * heard[t];
+            estimate[t] = heard[t];
+            estimate[rowStride + t] = 1.0e-6f;
+        }
+
+        const std::vector<std::uint32_t> types{ drumCode::kick, drumCode::snare };
+        InterferenceModel model (types, length);
+        REQUIRE (model.fit (heard.data(), estimate.data(), rowStride, {}));
+        CHECK (model.gains()[2] == Approx (0.01f).epsilon (0.001));
+    }
 
     SECTION ("two microphones on one drum are no leakage of each other")
     {
@@ -284,27 +309,41 @@ TEST_CASE ("Evidence", "[engine][refinement]")
 
     SECTION ("mask and layer gains agree with the library's functions on every target")
     {
-        AlignedBuffer logits (64), gains (64), layer (64), total (64);
+        constexpr float weight = 0.396f;
+        AlignedBuffer own (64), leakage (64), common (64), gains (64), ones (64), layer (64), total (64);
+        std::vector<std::int16_t> ratios (64);
+        std::vector<std::uint16_t> mask (64), expected;
 
         for (std::size_t i = 0; i < 64; ++i)
         {
-            logits[i] = -30.0f + static_cast<float> (i);
+            own[i] = std::pow (10.0f, static_cast<float> (i % 16) - 9.0f); // log ratios beyond both limits
+            leakage[i] = i % 3 == 0 ? 1.0e-30f : 1.0f;
+            common[i] = -30.0f + static_cast<float> (i);
             layer[i] = std::pow (10.0f, static_cast<float> (i % 8) - 6.0f);
             total[i] = std::pow (10.0f, static_cast<float> (i / 8) - 6.0f);
+            ones[i] = 1.0f;
         }
 
         onEveryTarget (
             [&]
             {
-                kernels::maskGains (gains.data(), logits.data(), 0.35f, 64);
+                kernels::packLogRatios (ratios.data(), own.data(), leakage.data(), 64);
+                kernels::packMask (mask.data(), ratios.data(), common.data(), weight, 64);
+                expected = expected.empty() ? mask : expected;
+                CHECK (mask == expected);
+                kernels::maskGains (gains.data(), mask.data(), 0.35f, 64);
 
                 for (std::size_t i = 0; i < 64; ++i)
+                {
+                    const auto ratio =
+                        std::log (static_cast<double> (own[i]) / static_cast<double> (leakage[i]));
+                    const auto logit = static_cast<double> (common[i])
+                                       + static_cast<double> (weight) * std::clamp (ratio, -12.0, 12.0);
                     CHECK (static_cast<double> (gains[i])
-                           == Approx (std::pow (1.0 + std::exp (-static_cast<double> (logits[i])), -0.35))
-                                  .epsilon (2.0e-6));
+                           == Approx (std::pow (1.0 + std::exp (-logit), -0.35)).epsilon (3.0e-4));
+                }
 
-                std::fill_n (gains.data(), 64, 1.0f);
-                kernels::applyLayer (gains.data(), layer.data(), total.data(), 64);
+                kernels::layerGains (gains.data(), ones.data(), layer.data(), total.data(), 64);
 
                 for (std::size_t i = 0; i < 64; ++i)
                     CHECK (static_cast<double> (gains[i])
@@ -315,4 +354,102 @@ TEST_CASE ("Evidence", "[engine][refinement]")
                                   .epsilon (1.0e-6));
             });
     }
+}
+
+TEST_CASE ("Packed powers", "[engine][refinement]")
+{
+    SECTION ("keep a power within 0.1 %, and stay within their range whatever comes")
+    {
+        std::vector<float> powers (96), back (96);
+
+        for (std::size_t i = 0; i < 80; ++i)
+            powers[i] = std::pow (2.0f, -70.0f + 1.53f * static_cast<float> (i)); // up to 2^51
+
+        powers[80] = 0.0f;
+        powers[81] = 1.0e-23f;
+        powers[82] = std::numeric_limits<float>::denorm_min();
+        powers[83] = 1.0e30f;
+        powers[84] = std::numeric_limits<float>::infinity();
+        powers[85] = std::numeric_limits<float>::quiet_NaN();
+        std::vector<std::uint16_t> codes (96), expected;
+
+        onEveryTarget (
+            [&]
+            {
+                kernels::packPowers (codes.data(), powers.data(), codes.size());
+                kernels::unpackPowers (back.data(), codes.data(), codes.size());
+                expected = expected.empty() ? codes : expected;
+                CHECK (codes == expected);
+
+                for (std::size_t i = 0; i < 80; ++i)
+                    CHECK (back[i] == Approx (powers[i]).epsilon (0.00098));
+
+                for (std::size_t i = 80; i < 83; ++i)
+                    CHECK (back[i] == 0.0f);
+
+                for (std::size_t i = 83; i < 86; ++i)
+                    CHECK (back[i] == Approx (std::pow (2.0f, 54.0f)).epsilon (0.002));
+
+                std::vector<std::uint16_t> lower (codes.size());
+                kernels::splitFloats (codes.data(), lower.data(), powers.data(), codes.size());
+                kernels::joinFloats (back.data(), codes.data(), lower.data(), codes.size());
+                CHECK (std::memcmp (back.data(), powers.data(), sizeof (float) * powers.size()) == 0);
+            });
+    }
+
+    SECTION ("tiles turn over, also where rows are longer than what is taken")
+    {
+        constexpr std::size_t rows = 16, columns = 72, rowStride = 75, columnStride = 19;
+        std::vector<std::uint16_t> tile (rows * rowStride), turned (columns * columnStride, 7);
+
+        for (std::size_t i = 0; i < tile.size(); ++i)
+            tile[i] = static_cast<std::uint16_t> (i);
+
+        onEveryTarget (
+            [&]
+            {
+                kernels::transposeCodes (turned.data(), columnStride, tile.data(), rowStride, rows, columns);
+
+                for (std::size_t c = 0; c < columns; ++c)
+                {
+                    for (std::size_t r = 0; r < rows; ++r)
+                        REQUIRE (turned[c * columnStride + r] == tile[r * rowStride + c]);
+
+                    REQUIRE (turned[c * columnStride + rows] == 7);
+                }
+            });
+    }
+}
+
+TEST_CASE ("Sums of the first channels", "[engine][refinement]")
+{
+    constexpr std::size_t length = 11; // four at a time, and some over
+    std::vector<float> frames (7 * length);
+    RandomStream random (3);
+
+    for (auto& x : frames)
+        x = random.next() - 0.5f;
+
+    onEveryTarget (
+        [&]
+        {
+            std::vector<std::vector<float>> rows (5, std::vector<float> (length + 1, 9.0f));
+            float* const dest[]{ rows[0].data(), rows[1].data(), nullptr, rows[3].data(), rows[4].data() };
+            kernels::sumFirstChannels (dest, frames.data(), length);
+
+            for (const std::size_t c : { 0u, 1u, 3u, 4u })
+            {
+                for (std::size_t i = 0; i < length; ++i)
+                {
+                    float sum = 0.0f;
+
+                    for (std::size_t k = 0; k <= c; ++k)
+                        sum += frames[7 * i + k];
+
+                    REQUIRE (rows[c][i] == sum);
+                }
+
+                REQUIRE (rows[c][length] == 9.0f);
+            }
+        });
 }

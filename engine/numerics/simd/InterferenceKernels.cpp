@@ -15,6 +15,58 @@ namespace tessivar::kernels::HWY_NAMESPACE
 
 constexpr FloatTag tag;
 
+double RowSum (const float* row, std::size_t n)
+{
+    constexpr std::size_t block = 1024; // summed in single precision
+    double total = 0.0;
+
+    for (std::size_t start = 0; start < n; start += block)
+    {
+        const auto end = std::min (n, start + block);
+        Floats sums[vectorsPerPanel];
+        HWY_ALIGN float x[4 * 16] = {};
+        HWY_ALIGN float reduced[4];
+        auto t = start;
+
+#pragma GCC unroll 4
+        for (auto& s : sums)
+            s = hn::Zero (tag);
+
+        for (; t + 16 <= end; t += 16)
+#pragma GCC unroll 4
+            for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+                sums[s] = hn::Add (sums[s], hn::Load (tag, row + t + s * vectorLanes));
+
+#pragma GCC unroll 4
+        for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+            hn::Store (sums[s], tag, x + s * vectorLanes);
+
+        for (std::size_t lane = 0; t < end; ++t, ++lane)
+            x[lane] += row[t];
+
+        sumFourPanels (x, reduced);
+        total += static_cast<double> (reduced[0]);
+    }
+
+    return total;
+}
+
+void GroupPeaks (float* HWY_RESTRICT peaks,
+                 std::size_t numGroups,
+                 const float* HWY_RESTRICT row,
+                 std::size_t n)
+{
+    for (std::size_t g = 0; g < numGroups; g += vectorLanes)
+    {
+        auto peak = hn::Load (tag, row + g);
+
+        for (auto t = g + numGroups; t + vectorLanes <= n; t += numGroups)
+            peak = hn::Max (peak, hn::Load (tag, row + t));
+
+        hn::Store (peak, tag, peaks + g);
+    }
+}
+
 void InterferenceModel (float* HWY_RESTRICT reciprocals,
                         float* HWY_RESTRICT quotients,
                         std::size_t scratchStride,
@@ -81,9 +133,10 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
                        std::size_t numTracks,
                        std::size_t numFrames)
 {
-    constexpr std::size_t group = 2; // sources at a time: two sums each over 16 logical lanes
-    HWY_ALIGN float lanesOfSum[4 * 16];
-    HWY_ALIGN float reduced[4];
+    // Sources at a time, two sums each over 16 logical lanes: as many as the registers hold.
+    constexpr std::size_t group = vectorsPerPanel == 1 ? 4 : 2;
+    HWY_ALIGN float lanesOfSum[2 * group * 16];
+    HWY_ALIGN float reduced[2 * group];
 
     for (std::size_t i = 0; i < numTracks; ++i)
         for (std::size_t j0 = 0; j0 < numTracks; j0 += group)
@@ -107,7 +160,7 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
 #pragma GCC unroll 4
                     for (std::size_t j = 0; j < group; ++j)
                     {
-                        // An odd one out is computed twice; the second is not used.
+                        // Where the group is not full the last one is computed again and not used.
                         const auto p =
                             hn::Load (tag, sources + (j0 + std::min (j, numJ - 1)) * rowStride + at);
                         n[j][s] = fusedMultiplyAdd (q, p, n[j][s]);
@@ -124,7 +177,8 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
                     hn::Store (d[j][s], tag, lanesOfSum + (2 * j + 1) * 16 + s * vectorLanes);
                 }
 
-            sumFourPanels (lanesOfSum, reduced);
+            for (std::size_t first = 0; first < 2 * group; first += 4)
+                sumFourPanels (lanesOfSum + first * 16, reduced + first);
 
             for (std::size_t j = 0; j < numJ; ++j)
             {
@@ -212,10 +266,22 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
+HWY_EXPORT (RowSum);
+HWY_EXPORT (GroupPeaks);
 HWY_EXPORT (InterferenceModel);
 HWY_EXPORT (InterferenceSums);
 HWY_EXPORT (InterferenceUpdate);
 HWY_EXPORT (LeakageOf);
+
+double rowSum (const float* row, std::size_t n)
+{
+    return HWY_DYNAMIC_DISPATCH (RowSum) (row, n);
+}
+
+void groupPeaks (float* peaks, std::size_t numGroups, const float* row, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (GroupPeaks) (peaks, numGroups, row, n);
+}
 
 void interferenceModel (float* reciprocals,
                         float* quotients,

@@ -5,12 +5,21 @@
 namespace tessivar::kernels
 {
 
-/** Passes of the interference model over some frames of one bin. Power and sources are rows of frames, rowStride floats apart,
-    reciprocals and quotients scratchStride apart; all 64-byte aligned; numFrames a multiple of 16. M tracks; gains is M x M, row-major: gains[i * M + j] is the gain of source j into
-    track i. Sums run over 16 logical lanes and one fixed tree, so results are the same on every instruction set.
+/** Passes of the interference model over some frames of one bin. Power and sources are rows of frames,
+    rowStride floats apart, reciprocals and quotients scratchStride apart; all 64-byte aligned; numFrames a
+    multiple of 16. M tracks; gains is M x M, row-major: gains[i * M + j] is the gain of source j into track
+    i. Sums run over 16 logical lanes and one fixed tree, so results are the same on every instruction set.
 */
 
-/** model_i = sum over j of gains[i, j] sources_j; reciprocals_i = 1 / model_i; quotients_i = power_i / model_i^2. */
+/** The sum of a row of any length n; sums of 1024 in single precision, over those in double. */
+[[nodiscard]] double rowSum (const float* row, std::size_t n);
+
+/** peaks[g] = the largest of row[g], row[g + numGroups], row[g + 2 numGroups], ...; the last n % 16 values
+    may be left out. numGroups a multiple of 16 and at most n. */
+void groupPeaks (float* peaks, std::size_t numGroups, const float* row, std::size_t n);
+
+/** model_i = sum over j of gains[i, j] sources_j; reciprocals_i = 1 / model_i; quotients_i = power_i /
+    model_i^2. */
 void interferenceModel (float* reciprocals,
                         float* quotients,
                         std::size_t scratchStride,
@@ -21,8 +30,8 @@ void interferenceModel (float* reciprocals,
                         std::size_t numTracks,
                         std::size_t numFrames);
 
-/** Adds to M x M sums: numerators[i, j] += sum over t of quotients_i sources_j, denominators[i, j] += sum of reciprocals_i
-    sources_j. */
+/** Adds to M x M sums: numerators[i, j] += sum over t of quotients_i sources_j, denominators[i, j] += sum
+    of reciprocals_i sources_j. */
 void interferenceSums (double* numerators,
                        double* denominators,
                        const float* reciprocals,
@@ -33,7 +42,8 @@ void interferenceSums (double* numerators,
                        std::size_t numTracks,
                        std::size_t numFrames);
 
-/** sources_j *= sqrt (sum over i of gains[i, j] quotients_i / sum over i of gains[i, j] reciprocals_i), at least floors[j]. */
+/** sources_j *= sqrt (sum over i of gains[i, j] quotients_i / sum over i of gains[i, j] reciprocals_i), at
+    least floors[j]. */
 void interferenceUpdate (float* sources,
                          std::size_t rowStride,
                          const float* reciprocals,

@@ -97,42 +97,54 @@ void Accumulate (float* dest, const float* a, std::size_t n)
         hn::StoreU (hn::Add (hn::LoadU (tag, dest + i), hn::LoadU (tag, a + i)), tag, dest + i);
 }
 
-void SeparationLogits (
-    float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n)
+void PackLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)
 {
-    const auto limit = broadcast (12.0f), factor = broadcast (weight);
+    const hn::Rebind<std::int16_t, FloatTag> tagOfCodes;
+    const auto limit = broadcast (logRatioLimit), scale = broadcast (32767.0f / logRatioLimit);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
         const auto ratio = logarithm (hn::Div (hn::LoadU (tag, own + i), hn::LoadU (tag, leakage + i)));
-        const auto evidence = hn::Min (hn::Max (ratio, hn::Neg (limit)), limit);
-        hn::StoreU (hn::Add (hn::LoadU (tag, common + i), hn::Mul (factor, evidence)), tag, logits + i);
+        const auto clipped = hn::Min (hn::Max (ratio, hn::Neg (limit)), limit);
+        hn::StoreU (
+            hn::DemoteTo (tagOfCodes, hn::NearestInt (hn::Mul (clipped, scale))), tagOfCodes, codes + i);
     }
 }
 
-void MaskValues (float* values, const float* logits, std::size_t n)
+void PackMask (
+    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n)
 {
-    const auto one = broadcast (1.0f);
+    const hn::Rebind<std::int16_t, FloatTag> tagOfRatios;
+    const hn::Rebind<std::uint16_t, FloatTag> tagOfMask;
+    const IntTag ti;
+    const auto factor = broadcast (weight * (logRatioLimit / 32767.0f)), one = broadcast (1.0f);
+    const auto scale = broadcast (65535.0f / logMaskLimit);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
-        const auto odds = exponential (hn::Neg (hn::LoadU (tag, logits + i)));
-        hn::StoreU (hn::Div (one, hn::Add (one, odds)), tag, values + i);
+        const auto evidence = hn::ConvertTo (tag, hn::PromoteTo (ti, hn::LoadU (tagOfRatios, ratios + i)));
+        const auto logit = hn::Add (hn::LoadU (tag, common + i), hn::Mul (factor, evidence));
+        // -ln m = ln (1 + exp (-logit))
+        const auto attenuation = logarithm (hn::Add (one, exponential (hn::Neg (logit))));
+        hn::StoreU (
+            hn::DemoteTo (tagOfMask, hn::NearestInt (hn::Mul (attenuation, scale))), tagOfMask, mask + i);
     }
 }
 
-void MaskGains (float* gains, const float* logits, float exponent, std::size_t n)
+void MaskGains (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)
 {
-    const auto one = broadcast (1.0f), power = broadcast (-exponent);
+    const hn::Rebind<std::uint16_t, FloatTag> tagOfMask;
+    const IntTag ti;
+    const auto factor = broadcast (-exponent * (logMaskLimit / 65535.0f));
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
-        const auto odds = exponential (hn::Neg (hn::LoadU (tag, logits + i)));
-        hn::StoreU (exponential (hn::Mul (power, logarithm (hn::Add (one, odds)))), tag, gains + i);
+        const auto attenuation = hn::ConvertTo (tag, hn::PromoteTo (ti, hn::LoadU (tagOfMask, mask + i)));
+        hn::StoreU (exponential (hn::Mul (factor, attenuation)), tag, gains + i);
     }
 }
 
-void ApplyLayer (float* gains, const float* layer, const float* total, std::size_t n)
+void LayerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n)
 {
     const auto one = broadcast (1.0f), tiny = broadcast (1.0e-20f);
 
@@ -141,26 +153,7 @@ void ApplyLayer (float* gains, const float* layer, const float* total, std::size
         const auto ratio = hn::Div (hn::LoadU (tag, layer + i), hn::Add (hn::LoadU (tag, total + i), tiny));
         // The square root of an amplitude ratio: the fourth root of a power ratio.
         const auto gain = hn::Sqrt (hn::Sqrt (hn::Min (one, ratio)));
-        hn::StoreU (hn::Mul (hn::LoadU (tag, gains + i), gain), tag, gains + i);
-    }
-}
-
-void MultiplySpectrum (float* dest, const float* spectrum, const float* gains, std::size_t numBins)
-{
-    std::size_t bin = 0;
-
-    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
-    {
-        Floats re, im;
-        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
-        const auto g = hn::LoadU (tag, gains + bin);
-        hn::StoreInterleaved2 (hn::Mul (re, g), hn::Mul (im, g), tag, dest + 2 * bin);
-    }
-
-    for (; bin < numBins; ++bin)
-    {
-        dest[2 * bin] = spectrum[2 * bin] * gains[bin];
-        dest[2 * bin + 1] = spectrum[2 * bin + 1] * gains[bin];
+        hn::StoreU (hn::Mul (hn::LoadU (tag, mask + i), gain), tag, gains + i);
     }
 }
 
@@ -173,11 +166,10 @@ namespace tessivar::kernels
 HWY_EXPORT (Powers);
 HWY_EXPORT (MeanOfThree);
 HWY_EXPORT (Accumulate);
-HWY_EXPORT (SeparationLogits);
-HWY_EXPORT (MaskValues);
+HWY_EXPORT (PackLogRatios);
+HWY_EXPORT (PackMask);
 HWY_EXPORT (MaskGains);
-HWY_EXPORT (ApplyLayer);
-HWY_EXPORT (MultiplySpectrum);
+HWY_EXPORT (LayerGains);
 
 void powers (float* power, const float* spectrum, std::size_t numBins)
 {
@@ -194,30 +186,25 @@ void accumulate (float* dest, const float* a, std::size_t n)
     HWY_DYNAMIC_DISPATCH (Accumulate) (dest, a, n);
 }
 
-void separationLogits (
-    float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n)
+void packLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)
 {
-    HWY_DYNAMIC_DISPATCH (SeparationLogits) (logits, own, leakage, common, weight, n);
+    HWY_DYNAMIC_DISPATCH (PackLogRatios) (codes, own, leakage, n);
 }
 
-void maskValues (float* values, const float* logits, std::size_t n)
+void packMask (
+    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n)
 {
-    HWY_DYNAMIC_DISPATCH (MaskValues) (values, logits, n);
+    HWY_DYNAMIC_DISPATCH (PackMask) (mask, ratios, common, weight, n);
 }
 
-void maskGains (float* gains, const float* logits, float exponent, std::size_t n)
+void maskGains (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)
 {
-    HWY_DYNAMIC_DISPATCH (MaskGains) (gains, logits, exponent, n);
+    HWY_DYNAMIC_DISPATCH (MaskGains) (gains, mask, exponent, n);
 }
 
-void applyLayer (float* gains, const float* layer, const float* total, std::size_t n)
+void layerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n)
 {
-    HWY_DYNAMIC_DISPATCH (ApplyLayer) (gains, layer, total, n);
-}
-
-void multiplySpectrum (float* dest, const float* spectrum, const float* gains, std::size_t numBins)
-{
-    HWY_DYNAMIC_DISPATCH (MultiplySpectrum) (dest, spectrum, gains, numBins);
+    HWY_DYNAMIC_DISPATCH (LayerGains) (gains, mask, layer, total, n);
 }
 } // namespace tessivar::kernels
 #endif

@@ -1,16 +1,23 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace tessivar::kernels
 {
 
-/** Passes that turn evidence into gains. 64-byte aligned where a row starts, n a multiple of 16; no operation is fused and the
-    logarithm and exponential are polynomials of our own (after Moshier's Cephes, 2e-7 relative), so results are the same on
-    every instruction set.
+/** Passes that turn evidence into gains. Rows may lie anywhere, n is a multiple of 16; no operation is
+    fused and the logarithm and exponential are polynomials of our own (after Moshier's Cephes, 2e-7
+    relative), so results are the same on every instruction set.
+
+    What is kept of a bin and frame between two passes takes 16 bits: a log ratio in steps of 4e-4, a mask
+    as its negative logarithm in steps of 6e-4. Half a step is below 0.003 dB of a gain.
 */
 
-/** power = re^2 + im^2 for numBins bins; any alignment. */
+inline constexpr float logRatioLimit = 12.0f; // of a bin's own log ratio, in either direction
+inline constexpr float logMaskLimit = 40.0f;  // masks are at least exp (-40)
+
+/** power = re^2 + im^2 for numBins bins. */
 void powers (float* power, const float* spectrum, std::size_t numBins);
 
 /** dest = (a + b + c) / 3. */
@@ -19,20 +26,18 @@ void meanOfThree (float* dest, const float* a, const float* b, const float* c, s
 /** dest += a. */
 void accumulate (float* dest, const float* a, std::size_t n);
 
-/** logits = common + weight * clip (ln (own / leakage), +-12). */
-void separationLogits (
-    float* logits, const float* own, const float* leakage, const float* common, float weight, std::size_t n);
+/** codes = clip (ln (own / leakage), +-logRatioLimit), full scale 32767. */
+void packLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n);
 
-/** values = m = 1 / (1 + exp (-logit)). */
-void maskValues (float* values, const float* logits, std::size_t n);
+/** mask = -ln m, m = 1 / (1 + exp (-logit)), logit = common + weight * log ratio; 65535 stands for
+    logMaskLimit. May work in place. */
+void packMask (
+    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n);
 
-/** gains = m^exponent, m = 1 / (1 + exp (-logit)). */
-void maskGains (float* gains, const float* logits, float exponent, std::size_t n);
+/** gains = m^exponent. */
+void maskGains (float* gains, const std::uint16_t* mask, float exponent, std::size_t n);
 
-/** gains *= min (1, sqrt (layer / (total + 1e-20)))^0.5. */
-void applyLayer (float* gains, const float* layer, const float* total, std::size_t n);
-
-/** dest = spectrum * gains, one real gain a bin. */
-void multiplySpectrum (float* dest, const float* spectrum, const float* gains, std::size_t numBins);
+/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5. */
+void layerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n);
 
 } // namespace tessivar::kernels

@@ -260,6 +260,83 @@ void WeightedSum (
                    dest + i);
 }
 
+void GainedSum (
+    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half)
+{
+    constexpr std::size_t pairs = vectorLanes / 2; // complex values in a vector
+    const hn::Repartition<std::uint64_t, FloatTag> du;
+    const hn::Rebind<std::uint32_t, decltype (du)> tagOfBits;
+    const hn::Rebind<float, decltype (du)> tagOfGains;
+
+    // A gain for the real and the same for the imaginary part.
+    const auto twice = [&] (auto x)
+    {
+        const auto wide = hn::PromoteTo (du, hn::BitCast (tagOfBits, x));
+        return hn::BitCast (tag, hn::Or (wide, hn::ShiftLeft<32> (wide)));
+    };
+
+    for (std::size_t k = 0; k < half; k += pairs)
+    {
+        const auto a = twice (hn::LoadU (tagOfGains, gains + k));
+        const auto b = twice (hn::Reverse (tagOfGains, hn::LoadU (tagOfGains, gains + half - k - pairs + 1)));
+        hn::Store (hn::Add (hn::Mul (hn::Load (tag, prepared + 2 * k), a),
+                            hn::Mul (hn::Load (tag, mirrored + 2 * k), b)),
+                   tag,
+                   dest + 2 * k);
+    }
+}
+
+void SumFirstChannels (float* const* dest, const float* frames, std::size_t n)
+{
+    constexpr std::size_t numChannels = 7, numSums = 5;
+    const hn::CappedTag<float, 4> d;
+    float* const rows[numSums]{ dest[0], dest[1], dest[2], dest[3], dest[4] };
+    std::size_t i = 0;
+
+    // Four frames turned over: channels 0..3, and 3..6, of which only 4 is of use.
+    for (; i + 4 <= n; i += 4, frames += 4 * numChannels)
+    {
+        const auto load = [&] (std::size_t frame, std::size_t channel)
+        { return hn::LoadU (d, frames + frame * numChannels + channel); };
+
+        const auto a = load (0, 0), b = load (1, 0), c = load (2, 0), e = load (3, 0);
+        const auto abLow = hn::InterleaveLower (d, a, b), ceLow = hn::InterleaveLower (d, c, e);
+        const auto abHigh = hn::InterleaveUpper (d, a, b), ceHigh = hn::InterleaveUpper (d, c, e);
+        const auto abLast = hn::InterleaveLower (d, load (0, 3), load (1, 3));
+        const auto ceLast = hn::InterleaveLower (d, load (2, 3), load (3, 3));
+
+        auto sum = hn::ConcatLowerLower (d, ceLow, abLow);
+        const auto store = [&] (std::size_t row)
+        {
+            if (rows[row] != nullptr)
+                hn::StoreU (sum, d, rows[row] + i);
+        };
+
+        store (0);
+        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceLow, abLow));
+        store (1);
+        sum = hn::Add (sum, hn::ConcatLowerLower (d, ceHigh, abHigh));
+        store (2);
+        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceHigh, abHigh));
+        store (3);
+        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceLast, abLast));
+        store (4);
+    }
+
+    for (; i < n; ++i, frames += numChannels)
+    {
+        auto sum = frames[0];
+
+        for (std::size_t c = 0; c < numSums; ++c)
+        {
+            sum = c == 0 ? sum : sum + frames[c];
+
+            if (rows[c] != nullptr)
+                rows[c][i] = sum;
+        }
+    }
+}
+
 } // namespace tessivar::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -276,6 +353,8 @@ HWY_EXPORT (DivideByModel);
 HWY_EXPORT (SplitSpectrum);
 HWY_EXPORT (PrepareInverse);
 HWY_EXPORT (WeightedSum);
+HWY_EXPORT (GainedSum);
+HWY_EXPORT (SumFirstChannels);
 
 void multiply (float* dest, const float* a, const float* b, std::size_t n)
 {
@@ -346,6 +425,17 @@ void weightedSum (
     float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n)
 {
     HWY_DYNAMIC_DISPATCH (WeightedSum) (dest, a, wa, b, wb, n);
+}
+
+void gainedSum (
+    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half)
+{
+    HWY_DYNAMIC_DISPATCH (GainedSum) (dest, prepared, mirrored, gains, half);
+}
+
+void sumFirstChannels (float* const* dest, const float* frames, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH (SumFirstChannels) (dest, frames, n);
 }
 } // namespace tessivar::kernels
 #endif

@@ -62,4 +62,13 @@ void prepareInverse (float* prepared,
 void weightedSum (
     float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n);
 
+/** dest[k] = gains[k] * prepared[k] + gains[half - k] * mirrored[k] for complex k < half. All but gains
+    aligned. */
+void gainedSum (
+    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half);
+
+/** Sums of the first channels of seven interleaved ones: dest[c][i] = channel 0 + ... + channel c of frame
+    i, in that order, for c below 5. What dest[c] is null for is left out. Frames and rows may lie anywhere. */
+void sumFirstChannels (float* const* dest, const float* frames, std::size_t n);
+
 } // namespace tessivar::kernels

@@ -1,0 +1,153 @@
+#include "engine/refinement/LayerWriting.h"
+
+#include "engine/numerics/simd/MaskKernels.h"
+#include "engine/refinement/FocusMatching.h"
+#include "engine/refinement/OutputSegment.h"
+
+#include <algorithm>
+
+namespace tessivar::refinement
+{
+
+namespace
+{
+constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
+
+/** The standard outputs that layers are made of, by Focus; different Focus values often share one. */
+std::vector<std::size_t> layersOf (const TrackAnalysis& analysis)
+{
+    std::vector<std::size_t> layers;
+
+    for (std::size_t f = 1; f < numFocusSteps; ++f)
+        if (const auto best = static_cast<std::size_t> (analysis.bestFocusUpTo[f]);
+            std::find (layers.begin(), layers.end(), best) == layers.end())
+            layers.push_back (best);
+
+    return layers;
+}
+
+bool readOutputs (const RefinementRun& run,
+                  const RefinementTrack& track,
+                  std::span<const std::size_t> layers,
+                  FrameRange frames,
+                  Workspace& w)
+{
+    const auto& shape = run.shape;
+    const auto all = shape.withNeighbours (frames);
+    StandardOutputReader::Outputs outputs{};
+
+    for (const auto layer : layers)
+        if (layer != 0)
+        {
+            w.outputs[layer].resize (std::max (w.outputs[layer].size(), shape.samplesOf (all)));
+            outputs[layer] = w.outputs[layer].data();
+            w.outputPower[layer].open (w.outputFrames, outputs[layer], frames);
+        }
+
+    return w.outputReader.read (track, frameStart (all.first, shape.rate), shape.samplesOf (all), outputs);
+}
+
+/** Every layer's signal: the track under the mask and the layer's own gains. */
+void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Workspace& w)
+{
+    const auto stride = w.gains.size();
+    w.sourcePower.open (w.sourceFrames, segment.samplesAhead(), segment.frames());
+
+    for (const auto layer : layers)
+        segment.clear (layer);
+
+    for (auto t = segment.frames().first; t < segment.frames().end; ++t)
+    {
+        const auto* total = w.sourcePower.next();
+        segment.setSpectrum (w.sourcePower.spectrum());
+        kernels::maskGains (w.mask.data(), segment.mask (t), maskExponent, stride);
+
+        for (const auto layer : layers)
+        {
+            // Layer 0 has no standard output of its own: there the mask stands for it.
+            if (layer == 0)
+                kernels::maskGains (w.gains.data(), segment.mask (t), maskExponent + layerExponent, stride);
+            else
+                kernels::layerGains (
+                    w.gains.data(), w.mask.data(), w.outputPower[layer].next(), total, stride);
+
+            segment.add (layer, t, w.gains.data());
+        }
+    }
+}
+
+/** Differences of neighbouring Focus values, from 5 down to the source, and the source; written in pieces
+    that stay in the cache. */
+bool writeChannels (const OutputSegment& segment,
+                    const TrackAnalysis& analysis,
+                    Workspace& w,
+                    RenderedTrackSink& sink)
+{
+    constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
+    std::array<const float*, numFocusSteps> atFocus{ segment.source() };
+    const auto effect = static_cast<float> (supportedEffect (analysis));
+
+    for (std::size_t f = 1; f < numFocusSteps; ++f)
+        atFocus[f] = segment.samples (static_cast<std::size_t> (analysis.bestFocusUpTo[f]));
+
+    w.rendered.resize (pieceSamples * method::numRenderChannels);
+
+    for (std::size_t first = 0; first < segment.length(); first += pieceSamples)
+    {
+        const auto n = std::min (pieceSamples, segment.length() - first);
+        auto* frame = w.rendered.data();
+
+        for (auto x = first; x < first + n; ++x, frame += method::numRenderChannels)
+        {
+            const auto source = atFocus[0][x];
+            const auto at = [&] (std::size_t f)
+            { return effect < 1.0f ? source + effect * (atFocus[f][x] - source) : atFocus[f][x]; };
+            const float z[]{ source, at (1), at (2), at (3), at (4), at (5) };
+            frame[0] = z[5];
+            frame[1] = z[4] - z[5];
+            frame[2] = z[3] - z[4];
+            frame[3] = z[2] - z[3];
+            frame[4] = z[1] - z[2];
+            frame[5] = z[0] - z[1];
+            frame[6] = z[0];
+        }
+
+        if (! sink.writeFrames (segment.start() + static_cast<std::int64_t> (first),
+                                std::span (w.rendered).first (n * method::numRenderChannels)))
+            return false;
+    }
+
+    return true;
+}
+} // namespace
+
+bool writeLayers (RefinementRun& run, std::size_t track, ProgressRange progress)
+{
+    auto* sink = run.storage.refined (run.tracks[track].index);
+
+    if (sink == nullptr)
+        return run.fail (AnalysisStatus::storageFailed);
+
+    const auto& analysis = run.analysis (track);
+    const auto layers = layersOf (analysis);
+
+    return run.forEach (OutputSegment::count (run, track),
+                        progress,
+                        [&] (std::size_t item, Workspace& w)
+                        {
+                            OutputSegment segment (run, track, item, w);
+
+                            if (const auto status = segment.open(); status != AnalysisStatus::completed)
+                                return status;
+
+                            if (! readOutputs (run, run.tracks[track], layers, segment.frames(), w))
+                                return AnalysisStatus::readFailed;
+
+                            addLayers (segment, layers, w);
+                            return writeChannels (segment, analysis, w, *sink)
+                                       ? AnalysisStatus::completed
+                                       : AnalysisStatus::storageFailed;
+                        });
+}
+
+} // namespace tessivar::refinement

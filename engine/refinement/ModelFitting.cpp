@@ -1,0 +1,197 @@
+#include "engine/refinement/ModelFitting.h"
+
+#include "engine/numerics/simd/MaskKernels.h"
+#include "engine/numerics/simd/PackingKernels.h"
+#include "engine/refinement/InterferenceModel.h"
+
+#include <algorithm>
+
+namespace tessivar::refinement
+{
+
+namespace
+{
+constexpr std::uint64_t blockBytes = std::uint64_t{ 32 } << 20; // a worker's block of bins
+
+/** Frames of all segments. */
+std::size_t rowFrames (const SpectrumShape& shape)
+{
+    return static_cast<std::size_t> (shape.numSegments) * tileFrames;
+}
+
+/** Codes of one bin of all tracks. */
+std::size_t codesOfBin (const SpectrumShape& shape, std::size_t numTracks)
+{
+    return RefinementRun::planesPerTrack * numTracks * rowFrames (shape);
+}
+
+/** Floats of one bin of all tracks: power and own drum. */
+std::size_t floatsOfBin (const SpectrumShape& shape, std::size_t numTracks)
+{
+    return 2 * numTracks * rowFrames (shape);
+}
+
+std::size_t binsOfBlock (const SpectrumShape& shape, std::size_t numTracks)
+{
+    return std::max (std::size_t{ 1 }, blockBytes / sizeof (std::uint16_t) / codesOfBin (shape, numTracks));
+}
+
+/** Neighbouring bins of one band, all tracks and frames. */
+class BinBlock
+{
+public:
+    BinBlock (RefinementRun& r, Workspace& workspace, std::size_t first, std::size_t count)
+        : run (r), w (workspace), firstBin (first), numBins (count),
+          numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape))
+    {
+        const auto numTracks = run.tracks.size();
+        const auto numCodes = codesOfBin (run.shape, numTracks);
+
+        if (w.blockCodes.size() < numBins * numCodes)
+            w.blockCodes.resize (numBins * numCodes);
+
+        if (const auto numFloats = floatsOfBin (run.shape, numTracks); w.blockRows.size() != numFloats)
+            w.blockRows = AlignedBuffer (numFloats);
+    }
+
+    [[nodiscard]] bool read()
+    {
+        for (std::size_t segment = 0; segment < numSegments; ++segment)
+            for (std::size_t i = 0; i < run.tracks.size(); ++i)
+                if (! run.planes.read (run.powerPlane (i), startOf (segment), codes (power, i, segment))
+                    || ! run.planes.read (run.finePlane (i), startOf (segment), codes (fine, i, segment))
+                    || ! run.planes.read (run.ownPlane (i), startOf (segment), codes (own, i, segment)))
+                    return false;
+
+        return true;
+    }
+
+    /** Puts the log ratios of all bins where the power was. */
+    [[nodiscard]] bool write()
+    {
+        for (std::size_t segment = 0; segment < numSegments; ++segment)
+            for (std::size_t i = 0; i < run.tracks.size(); ++i)
+                if (! run.planes.write (run.powerPlane (i), startOf (segment), codes (power, i, segment)))
+                    return false;
+
+        return true;
+    }
+
+    [[nodiscard]] bool fit (InterferenceModel& model,
+                            std::size_t bin,
+                            std::size_t band,
+                            std::vector<SeparationEvidence>& evidence)
+    {
+        for (std::size_t i = 0; i < run.tracks.size(); ++i)
+        {
+            for (std::size_t segment = 0; segment < numSegments; ++segment)
+            {
+                kernels::joinFloats (row (power, i) + segment * tileFrames,
+                                     codes (power, i, segment).data() + bin * tileFrames,
+                                     codes (fine, i, segment).data() + bin * tileFrames,
+                                     tileFrames);
+                kernels::unpackPowers (row (own, i) + segment * tileFrames,
+                                       codes (own, i, segment).data() + bin * tileFrames,
+                                       tileFrames);
+            }
+
+            kernels::accumulate (evidence[i].total (band), row (power, i), rowStride);
+        }
+
+        if (! model.fit (row (power, 0), row (own, 0), rowStride, run.control))
+            return false;
+
+        for (std::size_t i = 0; i < run.tracks.size(); ++i)
+        {
+            kernels::accumulate (evidence[i].own (band), row (own, i), rowStride);
+            kernels::accumulate (evidence[i].leakage (band), row (power, i), rowStride);
+
+            for (std::size_t segment = 0; segment < numSegments; ++segment)
+                kernels::packLogRatios (reinterpret_cast<std::int16_t*> (codes (power, i, segment).data())
+                                            + bin * tileFrames,
+                                        row (own, i) + segment * tileFrames,
+                                        row (power, i) + segment * tileFrames,
+                                        tileFrames);
+        }
+
+        return true;
+    }
+
+private:
+    enum Kind : std::size_t
+    {
+        power,
+        own,
+        fine // codes only
+    };
+
+    [[nodiscard]] std::int64_t startOf (std::size_t segment) const
+    {
+        return run.tileStart (segment) + static_cast<std::int64_t> (firstBin * tileFrames);
+    }
+
+    [[nodiscard]] std::span<std::uint16_t> codes (Kind kind, std::size_t track, std::size_t segment)
+    {
+        const auto piece = numBins * tileFrames;
+        return std::span (w.blockCodes)
+            .subspan (((kind * run.tracks.size() + track) * numSegments + segment) * piece, piece);
+    }
+
+    [[nodiscard]] float* row (Kind kind, std::size_t track)
+    {
+        return w.blockRows.data() + (kind * run.tracks.size() + track) * rowStride;
+    }
+
+    RefinementRun& run;
+    Workspace& w;
+    const std::size_t firstBin, numBins, numSegments, rowStride;
+};
+} // namespace
+
+bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, ProgressRange progress)
+{
+    std::vector<std::uint32_t> types;
+
+    for (const auto& track : run.tracks)
+        types.push_back (track.drumType);
+
+    const auto room = binsOfBlock (run.shape, run.tracks.size());
+
+    // One worker sums up a band, bin after bin, so that the sums don't depend on their number. The upper
+    // bands are the widest and come first, the narrow ones fill the gaps at the end.
+    return run.forEach (run.bands.count(),
+                        progress,
+                        [&] (std::size_t item, Workspace& w)
+                        {
+                            const auto band = run.bands.count() - 1 - item;
+                            InterferenceModel model (types, static_cast<std::size_t> (run.shape.numFrames));
+
+                            for (auto first = run.bands.firstBin (band); first < run.bands.endBin (band);
+                                 first += room)
+                            {
+                                const auto numBins = std::min (room, run.bands.endBin (band) - first);
+                                BinBlock block (run, w, first, numBins);
+
+                                if (! block.read())
+                                    return AnalysisStatus::storageFailed;
+
+                                for (std::size_t bin = 0; bin < numBins; ++bin)
+                                    if (! block.fit (model, bin, band, evidence))
+                                        return AnalysisStatus::stopped;
+
+                                if (! block.write())
+                                    return AnalysisStatus::storageFailed;
+                            }
+
+                            return AnalysisStatus::completed;
+                        });
+}
+
+std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks)
+{
+    const auto ofBin = codesOfBin (shape, numTracks);
+    return std::max (blockBytes, sizeof (std::uint16_t) * ofBin)
+           + sizeof (float) * floatsOfBin (shape, numTracks);
+}
+
+} // namespace tessivar::refinement
