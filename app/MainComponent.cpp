@@ -3,8 +3,11 @@
 #include "app/AppSettings.h"
 #include "app/Splitter.h"
 #include "app/TrackLooks.h"
+#include "app/settings/ReducedMotion.h"
 #include "model/SettingsFolder.h"
+#include "model/TemporaryStore.h"
 #include "model/recovery/RecoveryList.h"
+#include "ui/Motion.h"
 #include "ui/Palette.h"
 
 #include <algorithm>
@@ -18,12 +21,25 @@ namespace
 constexpr int menuBarHeight = 28, menuBarInset = 6, seam = 1;
 constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
 constexpr int fastHz = 60, slowHz = 4;
-constexpr double exactPause = 0.1; // s without a change before exact columns are asked for
+constexpr double exactPause = 0.1;     // s without a change before exact columns are asked for
+constexpr double processedPause = 0.5; // s without a change before a whole processed track is read
+constexpr double longestExact =
+    60.0; // s that are read at once for exact columns; the whole track covers more
 constexpr double meterRange = SuppressionMeterState::numLeds;
 
 double now()
 {
     return juce::Time::getMillisecondCounterHiRes() / 1000.0;
+}
+
+/** "Studio Interface · 48 kHz · 256 samples", the device by its own name and, where that says little, its kind's. */
+juce::String deviceText (juce::AudioIODevice& device)
+{
+    const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
+    const auto isJack = device.getTypeName() == "JACK";
+    return (isJack ? "JACK " + device.getName() : device.getName()) + dot
+           + rateText (device.getCurrentSampleRate()) + dot
+           + juce::String (device.getCurrentBufferSizeSamples()) + " samples";
 }
 
 float levelDbOf (float rms)
@@ -114,6 +130,7 @@ MainComponent::~MainComponent()
 
 void MainComponent::start (const juce::StringArray& paths)
 {
+    applyMotion (workspace.settings());
     player.start();
     showDevice();
     grabKeyboardFocus();
@@ -248,7 +265,29 @@ void MainComponent::showTrack()
     trackHeader.setContent (headerFor (state, look));
     wave.setTrack (waveTrackFor (state, waveform.get(), group->lengthInSamples()));
     wave.setLook (look);
-    wave.setWeights (soundingWeights (state));
+    // The step from A to B is seen as it is heard: one goes over into the other.
+    const auto setting = track->selectedSetting();
+    const auto steps = state.id == shownTrack && setting != shownSetting && ! motion::isReduced();
+    shownTrack = state.id;
+    shownSetting = setting;
+    wave.setWeights (soundingWeights (state), steps);
+
+    if (steps)
+        animateFor (0.2);
+
+    if (waveform == nullptr || waveform->energies == nullptr || ! waveform->source->isComplete())
+        processedWish.reset();
+    else if (const ProcessedWish wish{ state.contentId, soundingWeights (state) }; wish != processedWish)
+    {
+        processedWish = wish;
+        processedRequestAt = now();
+        auto known = waveforms.findProcessed (wish.contentId, wish.weights);
+        processedIsWanted = known == nullptr;
+
+        if (known != nullptr)
+            wave.setProcessedEnvelope (std::move (known));
+    }
+
     wave.setHint (state.takesPart() && ! group->isAnalysed()
                       ? "Check the drum types, then analyze to unlock Focus."
                       : juce::String(),
@@ -277,13 +316,17 @@ void MainComponent::showTransport()
 
 void MainComponent::showDevice()
 {
-    const auto status = player.device.status();
-    const auto text = player.device.statusText();
+    auto* device = player.device.manager().getCurrentAudioDevice();
+    const auto deviceStatusNow = player.device.status();
+    // Without a Group there is no rate to differ from.
+    const auto isRunning = deviceStatusNow == DeviceStatus::running
+                           || (deviceStatusNow == DeviceStatus::converting && selectedGroup() == nullptr);
+    const auto text = isRunning && device != nullptr ? deviceText (*device) : player.device.statusText();
 
     if (deviceStatus.getButtonText() != text)
     {
         juce::Logger::writeToLog ("Audio device: " + text);
-        deviceStatus.setStatus (text, status != DeviceStatus::running);
+        deviceStatus.setStatus (text, ! isRunning);
         resized();
     }
 }
@@ -358,6 +401,15 @@ void MainComponent::timerCallback()
     if (exactRequest && time - exactRequestAt >= exactPause)
         sendExactRequest();
 
+    // Reading a whole track takes its time, so it waits until the hand has let go of the knob.
+    if (processedIsWanted && processedWish && time - processedRequestAt >= processedPause)
+    {
+        processedIsWanted = false;
+
+        if (const auto track = selectedTrack())
+            waveforms.requestProcessed (track->state(), processedWish->weights);
+    }
+
     if (time - lastSlowTick >= 0.25)
     {
         lastSlowTick = time;
@@ -368,6 +420,7 @@ void MainComponent::timerCallback()
         if (const auto isReading = waveforms.isReading(); std::exchange (wasReading, isReading) || isReading)
         {
             wave.envelopesGrew();
+            showTrack();
             browser.setState (presenter.makeState());
             animateFor (0.5);
         }
@@ -388,7 +441,11 @@ void MainComponent::timerCallback()
 
 void MainComponent::sendExactRequest()
 {
-    if (const auto track = selectedTrack(); track != nullptr && exactRequest)
+    const auto seconds = [] (const TrackState& track, const WaveEnvelopeRequest& request)
+    { return request.numColumns * request.samplesPerColumn / track.sampleRate; };
+
+    if (const auto track = selectedTrack();
+        track != nullptr && exactRequest && seconds (track->state(), *exactRequest) <= longestExact)
         waveforms.requestExact (track->state(), *exactRequest, soundingWeights (track->state()));
 
     exactRequest.reset();
@@ -467,10 +524,18 @@ void MainComponent::keepForRecovery()
     if (autosave == nullptr)
         return;
 
+    auto isAnyUnsaved = false;
+
     for (const auto& group : workspace.allGroups())
+    {
         autosave->writeNow (group);
+        isAnyUnsaved |= group->hasUnsavedChanges();
+    }
 
     autosave->flush();
+
+    if (isAnyUnsaved)
+        TemporaryStore::leaveAllBehind(); // the next start finds the audio there
 }
 
 void MainComponent::offerRecovery()

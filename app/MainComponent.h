@@ -43,6 +43,9 @@ public:
     /** Files from a second start of the program. */
     void openPaths (const juce::StringArray& paths);
 
+    /** The keyboard's focus, which the window has just got: to the dialog in front, if there is one. */
+    void takeFocus();
+
     /** Asks about unsaved Groups. True when the program may end. */
     bool mayQuit();
 
@@ -101,11 +104,13 @@ private:
     void select (const BrowserSelection& selection);
     void stepTrack (int step);
     void stepGroup (int step);
+    void moveToArea (int step);
 
     // What gestures do.
     void performAction (int action);
     [[nodiscard]] bool canPerform (int action) const;
     void performKey (WindowKey key, const juce::KeyPress& press);
+    void giveToDialog (const juce::KeyPress& key);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
     void turnKnobs (std::optional<float> focus, std::optional<float> fine);
     void nudgeKnob (bool isFocus, float fraction);
@@ -163,6 +168,17 @@ private:
     bool looping = false, following = true, knobGesture = false, wasPlaying = false, wasReading = false;
     float volumeDb = 0.0f;
     int browserWidth = 344;
+    struct ProcessedWish
+    {
+        std::uint32_t contentId = 0;
+        WaveChannelWeights weights{};
+        bool operator== (const ProcessedWish&) const = default;
+    };
+    std::optional<ProcessedWish> processedWish; // whose whole processed signal is drawn in wide views
+    bool processedIsWanted = false;
+    double processedRequestAt = 0.0;
+    std::uint32_t shownTrack = 0;
+    KnobSetting shownSetting = KnobSetting::a;
     std::optional<WaveEnvelopeRequest> exactRequest; // waits for a pause
     double exactRequestAt = 0.0, animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
     bool evenTick = false;

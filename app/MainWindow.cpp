@@ -52,6 +52,11 @@ bool MainWindow::keyPressed (const juce::KeyPress& key)
     return (isNew && main->keyPressed (key)) || juce::DocumentWindow::keyPressed (key);
 }
 
+void MainWindow::focusGained (FocusChangeType)
+{
+    main->takeFocus();
+}
+
 void MainWindow::toggleFullScreen()
 {
     setFullScreen (! isFullScreen());

@@ -19,6 +19,7 @@ public:
 
     /** Keys that no view took, also those that come while no view has the focus. */
     bool keyPressed (const juce::KeyPress& key) override;
+    void focusGained (FocusChangeType cause) override;
     void toggleFullScreen();
 
 private:

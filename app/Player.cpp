@@ -12,6 +12,7 @@ namespace tessivar
 
 namespace
 {
+constexpr double defaultRate = 44100.0; // Hz, while there is neither a Group nor a device
 constexpr auto deviceStateFile = "AudioDeviceSetup.config";
 constexpr std::uint32_t lateNoticeInterval = 30000; // ms
 
@@ -153,6 +154,9 @@ void Player::start()
 {
     // Without a device there is nothing to be told: the status at the top right says so.
     [[maybe_unused]] const auto opened = device.open();
+
+    if (shownTracks.empty())
+        show ({}, 0);
 }
 
 void Player::tick()
@@ -181,7 +185,11 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
         for (const auto& track : group->state().tracks)
             tracks.push_back (playbackTrackOf (track));
 
-    const auto sampleRate = group != nullptr && group->sampleRate() > 0.0 ? group->sampleRate() : 44100.0;
+    // Without tracks at the device's own rate: nothing is converted, and the device's status has nothing to complain of.
+    const auto deviceRate = device.callback().deviceRate();
+    const auto sampleRate = group != nullptr && group->sampleRate() > 0.0 ? group->sampleRate()
+                            : deviceRate > 0.0                            ? deviceRate
+                                                                          : defaultRate;
 
     if (! sameAsShown (tracks, sampleRate))
     {

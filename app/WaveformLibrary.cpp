@@ -90,6 +90,14 @@ void WaveformLibrary::setTracks (const std::vector<TrackState>& tracks)
     }
 
     known = entries;
+    std::erase_if (processedTracks,
+                   [this] (const auto& each)
+                   {
+                       return std::none_of (known.begin(),
+                                            known.end(),
+                                            [&] (const std::shared_ptr<Entry>& entry)
+                                            { return entry->contentId == each.first; });
+                   });
 
     {
         const std::lock_guard guard (lock);
@@ -133,17 +141,55 @@ void WaveformLibrary::requestExact (const TrackState& track,
     wake.notify_all();
 }
 
+void WaveformLibrary::requestProcessed (const TrackState& track, const WaveChannelWeights& weights)
+{
+    if (track.rendered == nullptr || track.rendered->numChannels() != renderedChannels)
+        return;
+
+    auto task = std::make_shared<ProcessedTask>();
+    task->contentId = track.contentId;
+    task->samples = track.rendered;
+    task->weights = weights;
+    task->pyramid = std::make_shared<EnvelopePyramid> (track.lengthInSamples());
+
+    {
+        const std::lock_guard guard (lock);
+        processedTask = std::move (task);
+    }
+
+    wake.notify_all();
+}
+
+std::shared_ptr<const EnvelopePyramid>
+WaveformLibrary::findProcessed (std::uint32_t contentId, const WaveChannelWeights& weights) const
+{
+    const auto found = processedTracks.find (contentId);
+    return found != processedTracks.end() && found->second->weights == weights ? found->second->pyramid
+                                                                               : nullptr;
+}
+
 void WaveformLibrary::handleAsyncUpdate()
 {
     std::optional<WaveExactEnvelope> ready;
+    std::shared_ptr<ProcessedTask> done;
 
     {
         const std::lock_guard guard (lock);
         ready = std::exchange (answer, std::nullopt);
+        done = std::exchange (processedDone, nullptr);
     }
 
     if (ready && onExactEnvelope)
         onExactEnvelope (*ready);
+
+    if (done == nullptr)
+        return;
+
+    done->samples = nullptr;
+    processedTracks[done->contentId] = done;
+
+    if (onProcessed)
+        onProcessed (done->contentId, done->weights, done->pyramid);
 }
 
 void WaveformLibrary::work()
@@ -152,6 +198,7 @@ void WaveformLibrary::work()
     {
         std::optional<ExactTask> task;
         std::shared_ptr<Entry> entry;
+        std::shared_ptr<ProcessedTask> processed;
 
         {
             std::unique_lock guard (lock);
@@ -162,16 +209,43 @@ void WaveformLibrary::work()
                                      [] (const std::shared_ptr<Entry>& each)
                                      { return each->next < each->waveform->source->lengthInSamples(); });
             };
-            busy = unfinished() != wanted.end();
-            wake.wait (guard, [&] { return isEnding || exactTask || unfinished() != wanted.end(); });
+            const auto hasWork = [&]
+            {
+                busy = unfinished() != wanted.end();
+                return isEnding || exactTask || processedTask || busy;
+            };
+            wake.wait (guard, hasWork);
 
             if (isEnding)
                 return;
 
             task = std::exchange (exactTask, std::nullopt);
 
-            if (! task)
+            if (! task && unfinished() != wanted.end())
                 entry = *unfinished();
+            else if (! task)
+                processed = processedTask;
+        }
+
+        if (processed != nullptr)
+        {
+            const auto goesOn = readProcessedPiece (*processed);
+            const auto isWhole = processed->pyramid->isComplete();
+            const std::lock_guard guard (lock);
+
+            // A newer wish stays for the next turn.
+            if (processedTask == processed && (isWhole || ! goesOn))
+            {
+                processedTask.reset();
+
+                if (isWhole)
+                {
+                    processedDone = processed;
+                    triggerAsyncUpdate();
+                }
+            }
+
+            continue;
         }
 
         if (entry != nullptr)
@@ -218,6 +292,23 @@ void WaveformLibrary::readPiece (Entry& entry)
     }
 
     entry.next += count;
+}
+
+bool WaveformLibrary::readProcessedPiece (ProcessedTask& task)
+{
+    const auto length = std::min (task.pyramid->lengthInSamples(), task.samples->lengthInFrames());
+    const auto count =
+        static_cast<std::size_t> (std::clamp<std::int64_t> (length - task.next, 0, framesPerPiece));
+    frames.resize (count * static_cast<std::size_t> (renderedChannels));
+
+    if (count == 0 || ! task.samples->readFrames (task.next, frames))
+        return false;
+
+    std::vector<float> signal (count);
+    weigh (frames, task.weights, signal);
+    task.pyramid->append (signal);
+    task.next += static_cast<std::int64_t> (count);
+    return true;
 }
 
 std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& task)

@@ -57,6 +57,19 @@ public:
 
     std::function<void (const WaveExactEnvelope&)> onExactEnvelope;
 
+    /** Reads a whole rendered track as these weights sound, when nothing else is to be done; the newest wish takes the
+        place of any before. The answer comes on the message thread, by onProcessed.
+    */
+    void requestProcessed (const TrackState& track, const WaveChannelWeights& weights);
+
+    /** The last answer for a track, when it was for these weights; null otherwise. */
+    [[nodiscard]] std::shared_ptr<const EnvelopePyramid>
+    findProcessed (std::uint32_t contentId, const WaveChannelWeights& weights) const;
+
+    std::function<void (
+        std::uint32_t contentId, const WaveChannelWeights&, std::shared_ptr<const EnvelopePyramid>)>
+        onProcessed;
+
 private:
     struct Entry
     {
@@ -73,17 +86,32 @@ private:
         WaveChannelWeights weights{};
     };
 
+    /** A whole processed signal on its way. */
+    struct ProcessedTask
+    {
+        std::uint32_t contentId = 0;
+        std::shared_ptr<TrackSamples> samples;
+        WaveChannelWeights weights{};
+        std::shared_ptr<EnvelopePyramid> pyramid;
+        std::int64_t next = 0; // frame to be read; on the library's thread
+    };
+
     void work();
+    /** Returns false when the rest can't be read. */
+    bool readProcessedPiece (ProcessedTask& task);
     void readPiece (Entry& entry);
     [[nodiscard]] std::optional<WaveExactEnvelope> readExact (const ExactTask& task);
     void handleAsyncUpdate() override;
 
     std::vector<std::shared_ptr<Entry>> known; // message thread
+    std::map<std::uint32_t, std::shared_ptr<const ProcessedTask>>
+        processedTracks; // by content; message thread
 
-    std::mutex lock; // guards wanted, exactTask, answer, isEnding
+    std::mutex lock; // guards wanted, exactTask, processedTask, processedDone, answer, isEnding
     std::condition_variable wake;
     std::vector<std::shared_ptr<Entry>> wanted; // in the order in which they are read
     std::optional<ExactTask> exactTask;
+    std::shared_ptr<ProcessedTask> processedTask, processedDone;
     std::optional<WaveExactEnvelope> answer;
     bool isEnding = false;
 

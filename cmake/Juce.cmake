@@ -52,3 +52,9 @@ pkg_check_modules(TESSIVAR_GRAPHICS REQUIRED IMPORTED_TARGET freetype2 libpng li
 tessivar_add_juce_modules(tessivar_juce_window
     MODULES juce_graphics juce_gui_basics juce_gui_extra
     LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS)
+
+# Compiling the windows' modules with the checks for undefined behaviour, or with debug information for every variable, takes
+# an hour and gigabytes; memory errors in them are still found.
+if(TESSIVAR_SANITIZE)
+    target_compile_options(tessivar_juce_window PRIVATE -fno-sanitize=undefined -g1)
+endif()

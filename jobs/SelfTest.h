@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisData.h"
 #include "engine/SelfTest.h"
+#include "engine/numerics/simd/SimdTarget.h"
 
 #include <juce_core/juce_core.h>
 
@@ -12,6 +13,12 @@ namespace tessivar
 [[nodiscard]] inline std::vector<SelfTestLine> runSelfTest (const juce::File& resourceFolder)
 {
     return runSelfTest (resourceFolder.getFullPathName().toStdString());
+}
+
+/** The instruction set whose kernels are in use. */
+[[nodiscard]] inline juce::String kernelsInUse()
+{
+    return juce::String (simdTargetName());
 }
 
 /** Fails when an analysis data file is missing or has another size than it should; the reason names the first one.

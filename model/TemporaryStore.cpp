@@ -18,6 +18,8 @@ constexpr auto lockFileName = "lock";
 constexpr auto dataSuffix = ".data";
 constexpr auto noteOfNeedPrefix = "needed-by-";
 
+std::atomic<bool> everythingIsLeftBehind{ false };
+
 juce::String errorOf (const juce::File& file, int errorNumber)
 {
     return file.getFullPathName() + ": " + describeError (errorNumber);
@@ -91,10 +93,8 @@ bool isNeeded (const juce::File& folder)
 StoreFile::StoreFile (FileSystemCalls& callsToUse,
                       const juce::File& fileToUse,
                       int descriptorToOwn,
-                      std::uint64_t fileSize,
-                      IsLeftBehind leftBehind)
-    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize),
-      isLeftBehind (std::move (leftBehind))
+                      std::uint64_t fileSize)
+    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize)
 {
 }
 
@@ -102,7 +102,7 @@ StoreFile::~StoreFile()
 {
     calls.close (descriptor);
 
-    if (! *isLeftBehind)
+    if (! everythingIsLeftBehind)
         calls.unlink (file.getFullPathName().toRawUTF8());
 }
 
@@ -264,8 +264,13 @@ TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse,
 
 TemporaryStore::~TemporaryStore()
 {
-    if (! *isLeftBehind && ! isNeeded (ownFolder))
+    if (! everythingIsLeftBehind && ! isNeeded (ownFolder))
         removeStoreFolder (ownFolder);
+}
+
+void TemporaryStore::leaveAllBehind()
+{
+    everythingIsLeftBehind = true;
 }
 
 juce::Result TemporaryStore::keepWhileExists (const juce::File& storeFolder,
@@ -312,7 +317,7 @@ juce::Result TemporaryStore::openFile (const juce::String& name,
 
     // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not keep the
     // store.
-    file = { new StoreFile (calls, path, descriptor, sizeInBytes, isLeftBehind),
+    file = { new StoreFile (calls, path, descriptor, sizeInBytes),
              [store = weak_from_this().lock()] (StoreFile* opened) mutable
              {
                  delete opened;
@@ -343,7 +348,7 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
         return juce::Result::fail ("temporary file " + errorOf (path, errno));
 
     // Owns the descriptor and the name from here on, so that every return below cleans up.
-    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes, isLeftBehind));
+    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes));
     const auto length = static_cast<std::int64_t> (sizeInBytes);
 
     while (length > 0 && calls.fallocate (descriptor, 0, 0, length) != 0)

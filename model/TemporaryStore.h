@@ -38,9 +38,7 @@ public:
 
 private:
     friend class TemporaryStore;
-    using IsLeftBehind = std::shared_ptr<const std::atomic<bool>>;
-
-    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size, IsLeftBehind);
+    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size);
 
     bool fail (const juce::String& reason);
     [[nodiscard]] bool contains (std::uint64_t offset, std::size_t numBytes) const;
@@ -49,7 +47,6 @@ private:
     const juce::File file;
     const int descriptor;
     const std::uint64_t size;
-    const IsLeftBehind isLeftBehind; // shared with the store, which may go first
 
     mutable std::mutex errorLock; // guards error
     juce::String error;
@@ -114,10 +111,10 @@ public:
                                                        const juce::File& elsewhere,
                                                        FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** From here on neither the store nor its files remove anything from the disk: for a program that has to end before
-        its user could decide about unsaved work. The next one sweeps what nobody needs.
+    /** From here on no store of this process, and none of their files, removes anything from the disk: for a program that has
+        to end before its user could decide about unsaved work. The next one sweeps what nobody needs.
     */
-    void leaveBehind() { *isLeftBehind = true; }
+    static void leaveAllBehind();
 
     /** Removes the folders of dead processes in parentFolder that nothing needs, and returns how many. */
     static int sweep (const juce::File& parentFolder);
@@ -128,7 +125,6 @@ private:
     FileSystemCalls& calls;
     const juce::File ownFolder;
     const FileLock lock;
-    const std::shared_ptr<std::atomic<bool>> isLeftBehind = std::make_shared<std::atomic<bool>> (false);
     std::atomic<int> nextFileNumber{ 1 };
 
     JUCE_DECLARE_NON_COPYABLE (TemporaryStore)

@@ -17,7 +17,7 @@ void DeviceCallback::audioDeviceAboutToStart (juce::AudioIODevice* device)
     converts.store (needsConversion, std::memory_order_relaxed);
     unreachable.store (! isReachable, std::memory_order_relaxed);
     smoothedLoad.store (0.0f, std::memory_order_relaxed);
-    pendingStart = pendingCount = 0;
+    pendingStart = pendingCount = silentFrames = 0;
     engine.prepare();
     starts.fetch_add (1, std::memory_order_relaxed);
 }
@@ -68,6 +68,17 @@ void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int
                 engine.render (mono, 1, TrackVoice::maxFrames);
                 pendingStart = 0;
                 pendingCount = TrackVoice::maxFrames;
+                noteSilence();
+            }
+
+            // Stopped, and the converter holds nothing but zeros any more: converting zeros would only warm the machine.
+            if (silentFrames >= converterMemory && ! engine.isPlaying())
+            {
+                const auto silent = std::min (wanted - count, pendingCount);
+                std::fill_n (converted.begin() + count, silent, 0.0f);
+                pendingCount = 0;
+                count += silent;
+                continue;
             }
 
             const auto [numRead, numWritten] = converter.process (
@@ -89,6 +100,12 @@ void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int
 
         done += wanted;
     }
+}
+
+void DeviceCallback::noteSilence()
+{
+    const auto isSilent = std::all_of (pending.begin(), pending.end(), [] (float x) { return x == 0.0f; });
+    silentFrames = isSilent ? std::min (silentFrames + TrackVoice::maxFrames, converterMemory) : 0;
 }
 
 void DeviceCallback::measureLoad (double seconds, int numSamples)

@@ -53,7 +53,10 @@ public:
     [[nodiscard]] float takePeakLoad() { return peakLoad.exchange (0.0f, std::memory_order_relaxed); }
 
 private:
+    static constexpr int converterMemory = 4096; // frames, more than the longest filter
+
     void renderConverted (float* const* outputs, int numOutputs, int numSamples);
+    void noteSilence();
     void measureLoad (double seconds, int numSamples);
 
     PlaybackEngine& engine;
@@ -62,6 +65,7 @@ private:
     // Samples at the Group's rate that are not converted yet.
     std::array<float, TrackVoice::maxFrames> pending{};
     int pendingStart = 0, pendingCount = 0;
+    int silentFrames = 0; // rendered last, in a row; no more than converterMemory
 
     std::atomic<std::uint64_t> callbacks{ 0 }, starts{ 0 };
     std::atomic<double> rate{ 0.0 }, preparedGroupRate{ 0.0 };

@@ -1,6 +1,5 @@
 #include "app/about/Diagnostics.h"
 
-#include "engine/numerics/simd/SimdTarget.h"
 #include "jobs/SelfTest.h"
 #include "jobs/SystemResources.h"
 #include "model/Version.h"
@@ -101,8 +100,7 @@ juce::String diagnosticsText (const DiagnosticsRequest& request)
     lines.add ("System: " + systemName() + ", "
                + juce::SystemStats::getEnvironmentVariable ("XDG_CURRENT_DESKTOP", "no desktop"));
     lines.add ("Processor: " + juce::SystemStats::getCpuModel() + ", "
-               + juce::String (juce::SystemStats::getNumCpus()) + " threads, kernels for "
-               + juce::String (simdTargetName()));
+               + juce::String (juce::SystemStats::getNumCpus()) + " threads, kernels for " + kernelsInUse());
     lines.add ("Memory: " + juce::String (juce::SystemStats::getMemorySizeInMegabytes()) + " MB"
                + (freeMemory() ? ", " + describeBytes (*freeMemory()) + " free" : juce::String()));
     lines.add ("Screen: " + request.screen);

@@ -216,6 +216,19 @@ TEST_CASE ("The device follows the Group's rate", "[playback][device]")
         CHECK (d.rig.engine.position()
                == Approx (static_cast<double> (d.card->left.size()) * 44100.0 / 48000.0).margin (1024.0));
 
+        // Nothing is converted once all is silent, and it goes on from there when it is played again.
+        const auto isSilent = [&] {
+            return std::all_of (d.card->left.begin(), d.card->left.end(), [] (float x) { return x == 0.0f; });
+        };
+        d.rig.engine.stop();
+        d.pump (40);
+        d.card->left.clear();
+        d.pump (4);
+        CHECK (isSilent());
+        d.rig.engine.play();
+        d.pump (4);
+        CHECK_FALSE (isSilent());
+
         d.rig.engine.setTracks (std::vector<PlaybackTrack>{ track (1, d.samples, { 1.5f, 0.0f }) }, 48000.0);
         d.device.matchGroupRate();
         CHECK (d.device.status() == DeviceStatus::running);
