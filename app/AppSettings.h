@@ -13,6 +13,7 @@ namespace appSettingsKeys
 inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
 inline constexpr auto analysisMethod = "analysisMethod";   // "standard" or "refined", of new Groups
 inline constexpr auto interfaceSize = "interfaceSize";     // percent; 0: automatic
+inline constexpr auto reducedMotion = "reducedMotion";     // absent: as the desktop says
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB

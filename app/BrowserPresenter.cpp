@@ -95,9 +95,33 @@ void BrowserPresenter::toggleOpen (RowId group)
         closedGroups.insert (id);
 }
 
+void BrowserPresenter::foldOlderGroups()
+{
+    const auto groups = workspace.allGroups();
+    const auto selected = workspace.selectedGroup();
+    const auto hasNew =
+        std::any_of (groups.begin(),
+                     groups.end(),
+                     [this] (const Group::Ptr& group) { return seenGroups.count (group->id()) == 0; });
+
+    // One open Group fits into the list; what the user unfolds beside it stays unfolded.
+    if (hasNew && selected != nullptr)
+        for (const auto& group : groups)
+        {
+            if (group == selected)
+                closedGroups.erase (group->id());
+            else
+                closedGroups.insert (group->id());
+        }
+
+    for (const auto& group : groups)
+        seenGroups.insert (group->id());
+}
+
 BrowserState BrowserPresenter::makeState()
 {
     BrowserState state;
+    foldOlderGroups();
 
     for (const auto& group : workspace.allGroups())
     {
@@ -117,6 +141,9 @@ BrowserState BrowserPresenter::makeState()
 
     const auto selected = workspace.selectedGroup();
     state.analyze = analyzeOf (selected.get());
+    state.method = selected != nullptr && selected->method() == SeparationMethod::refined
+                       ? BrowserState::Method::refined
+                       : BrowserState::Method::standard;
     state.canExport = selected != nullptr && selected->isAnalysed();
     return state;
 }
@@ -132,6 +159,8 @@ TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsTh
     // The track plays from its own audio; only one that has none needs its file.
     row.sourceMissing = ! sourceIsThere && track.source == nullptr;
     row.wave = miniWaveFor (track);
+    row.leakage = leakageText (track);
+    row.hint = findingsSentence (track);
 
     if (track.hasProcessedOutput())
         row.focusPercent = juce::roundToInt (track.record.knobs (track.record.selected()).focus * 20.0f);

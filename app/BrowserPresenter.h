@@ -40,12 +40,14 @@ private:
         std::int64_t readySamples = -1;
     };
 
+    /** When Groups have come, the selected one alone is open. */
+    void foldOlderGroups();
     [[nodiscard]] TrackRowState rowFor (const TrackState& track, bool sourceIsThere);
     [[nodiscard]] std::shared_ptr<const MiniWave> miniWaveFor (const TrackState& track);
 
     TessivarWorkspace& workspace;
     const WaveformLibrary& waveforms;
-    std::set<std::uint32_t> closedGroups;
+    std::set<std::uint32_t> closedGroups, seenGroups;
     std::map<std::uint32_t, CachedWave> waves; // by content
 };
 

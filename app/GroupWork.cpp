@@ -42,13 +42,20 @@ TemporaryStore* GroupWork::temporaryStore()
 
     if (const auto outcome = TemporaryStore::open (wanted, opened); outcome.failed())
     {
-        prompts.warn ("The folder for temporary files can't be used. Choose another one in the settings.",
-                      outcome.getErrorMessage());
+        offerAnotherTemporaryFolder ("The folder for temporary files can't be used.\n\n"
+                                     + outcome.getErrorMessage());
         return nullptr;
     }
 
     store = std::move (opened);
     return store.get();
+}
+
+void GroupWork::offerAnotherTemporaryFolder (const juce::String& why)
+{
+    if (prompts.ask ({ "Temporary files", why, "Choose another folder", "Cancel" })
+        && onChooseTemporaryFolder)
+        onChooseTemporaryFolder();
 }
 
 std::vector<juce::File> GroupWork::choose (const FileChooserRequest& request)
@@ -296,16 +303,21 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     if (end == JobRunner::End::outOfMemory)
         result.outcome.reason = "memory ran out";
 
+    hadNoRoom = end != JobRunner::End::outOfMemory && result.outcome.status == AnalyseStatus::noRoom;
     return result;
 }
 
 void GroupWork::analyze (const Group::Ptr& group)
 {
+    hadNoRoom = false;
     const auto end = requestAnalysis (
         group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
     if (end == AnalysisRequestEnd::done && onAnalysed)
         onAnalysed (group);
+
+    if (end == AnalysisRequestEnd::failed && hadNoRoom)
+        offerAnotherTemporaryFolder ("There may be more room for temporary files in another folder.");
 }
 
 namespace

@@ -75,11 +75,16 @@ public:
 
     /** Told when an analysis has ended well, and with what to say for four seconds; an action may be empty. */
     std::function<void (const Group::Ptr&)> onAnalysed;
+
+    /** The user wants to choose another folder for temporary files. */
+    std::function<void()> onChooseTemporaryFolder;
+
     std::function<void (const juce::String& text, const juce::String& action, std::function<void()> onAction)>
         onNotice;
 
 private:
     [[nodiscard]] TemporaryStore* temporaryStore();
+    void offerAnotherTemporaryFolder (const juce::String& why);
     [[nodiscard]] std::vector<juce::File> choose (const struct FileChooserRequest& request);
     void openOne (const juce::File& file);
     void tellOfRejected (const SortedInputs& sorted);
@@ -103,6 +108,7 @@ private:
     ImportWarnings warnings;
     std::shared_ptr<TemporaryStore> store; // made when it is first needed
     bool choosing = false;
+    bool hadNoRoom = false; // in the last analysis
 };
 
 } // namespace tessivar

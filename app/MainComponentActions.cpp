@@ -7,6 +7,7 @@
 #include "app/about/AboutDialog.h"
 #include "app/about/Diagnostics.h"
 #include "app/settings/SettingsDialog.h"
+#include "jobs/GroupTracks.h"
 
 #include <algorithm>
 
@@ -17,7 +18,6 @@ namespace
 {
 constexpr auto contactPage = "https://tessivar.org/contact";
 constexpr int diagnosticsLogLines = 60;
-constexpr KnobValues defaultKnobs{ 2.5f, 0.0f };
 
 std::vector<juce::File> filesOf (const juce::StringArray& paths)
 {
@@ -428,7 +428,7 @@ void MainComponent::resetKnobs()
     if (track == nullptr)
         return;
 
-    auto values = defaultKnobs;
+    auto values = startKnobsA;
 
     if (const auto suggested = track->state().findings.suggestedFocus)
         values.focus = static_cast<float> (*suggested);

@@ -15,7 +15,10 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
 {
     // Text fields have taken their keys by now; a dialog keeps the window's from working.
     if (isBlocked())
-        return true;
+    {
+        giveToDialog (key);
+        return ! key.isKeyCode (juce::KeyPress::tabKey); // the toolkit's: the next control of the dialog
+    }
 
     if (const auto windowKey = windowKeyFor (key))
     {
@@ -24,6 +27,29 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
     }
 
     return false;
+}
+
+void MainComponent::giveToDialog (const juce::KeyPress& key)
+{
+    auto* dialog = scrim.getTop();
+
+    // One that came before the window had the focus, or while another window had it, is without it.
+    if (dialog == nullptr || dialog->hasKeyboardFocus (true))
+        return;
+
+    dialog->takeFirstFocus();
+    auto* focused = juce::Component::getCurrentlyFocusedComponent();
+
+    if (! (focused != nullptr && dialog->isParentOf (focused) && focused->keyPressed (key)))
+        dialog->keyPressed (key);
+}
+
+void MainComponent::takeFocus()
+{
+    if (auto* dialog = scrim.getTop())
+        dialog->takeFirstFocus();
+    else
+        grabKeyboardFocus();
 }
 
 void MainComponent::performKey (WindowKey key, const juce::KeyPress& press)
@@ -166,10 +192,10 @@ void MainComponent::performKey (WindowKey key, const juce::KeyPress& press)
             performAction (commandId::toggleFullscreen);
             break;
         case WindowKey::nextArea:
-            moveKeyboardFocusToSibling (true);
+            moveToArea (1);
             break;
         case WindowKey::previousArea:
-            moveKeyboardFocusToSibling (false);
+            moveToArea (-1);
             break;
         case WindowKey::contextMenu:
             if (track != nullptr)
@@ -184,6 +210,37 @@ void MainComponent::performKey (WindowKey key, const juce::KeyPress& press)
         case WindowKey::redo:
             undo (true);
             break;
+    }
+}
+
+void MainComponent::moveToArea (int step)
+{
+    std::vector<juce::Component*> areas;
+
+    for (auto* area : std::initializer_list<juce::Component*>{ &browser, &empty, &wave, &dock, &transport })
+        if (area->isShowing())
+            areas.push_back (area);
+
+    const auto count = static_cast<int> (areas.size());
+    const auto here =
+        std::find_if (areas.begin(),
+                      areas.end(),
+                      [] (const juce::Component* area) { return area->hasKeyboardFocus (true); });
+    auto index = here != areas.end() ? static_cast<int> (here - areas.begin()) : (step > 0 ? -1 : count);
+
+    // An area in which nothing can be used right now is passed over.
+    for (int tries = 0; tries < count; ++tries)
+    {
+        index = (index + step + count) % count;
+        auto* area = areas[static_cast<std::size_t> (index)];
+
+        if (area == &browser && browser.getList().isShowing())
+            browser.getList().grabKeyboardFocus();
+        else
+            area->grabKeyboardFocus();
+
+        if (area->hasKeyboardFocus (true))
+            return;
     }
 }
 

@@ -2,6 +2,7 @@
 #include "app/DrumLooks.h"
 #include "app/MainComponent.h"
 #include "app/Splitter.h"
+#include "app/TrackLooks.h"
 #include "app/settings/SettingsDialog.h"
 
 namespace tessivar
@@ -48,6 +49,12 @@ void MainComponent::wireBrowser()
     browser.onNewGroup = [this] { performAction (commandId::newGroup); };
     browser.onImport = [this] { performAction (commandId::importTracks); };
     browser.onAnalyze = [this] { performAction (commandId::analyzeGroup); };
+    browser.onMethodChosen = [this] (BrowserState::Method method)
+    {
+        if (const auto group = selectedGroup(); group != nullptr && ! isBlocked())
+            group->setMethod (method == BrowserState::Method::refined ? SeparationMethod::refined
+                                                                      : SeparationMethod::standard);
+    };
     browser.onExport = [this] { performAction (commandId::exportGroup); };
     browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
     { dropPaths (files, presenter.groupOf (group)); };
@@ -191,6 +198,13 @@ void MainComponent::wireWave()
         animateFor (0.3);
     };
     wave.onHintButton = [this] { performAction (commandId::analyzeGroup); };
+    waveforms.onProcessed = [this] (std::uint32_t contentId,
+                                    const WaveChannelWeights& weights,
+                                    std::shared_ptr<const EnvelopePyramid> whole)
+    {
+        if (processedWish == ProcessedWish{ contentId, weights })
+            wave.setProcessedEnvelope (std::move (whole));
+    };
     waveforms.onExactEnvelope = [this] (const WaveExactEnvelope& answer) { wave.setExactEnvelope (answer); };
 }
 
@@ -267,10 +281,20 @@ void MainComponent::wireWork()
         transport.showNotice (text, action, std::move (onAction), false);
         animateFor (5.0);
     };
+    work.onChooseTemporaryFolder = [this] { openSettings (SettingsPageId::folders); };
     work.onAnalysed = [this] (const Group::Ptr& group)
     {
         if (autosave != nullptr)
             autosave->writeNow (group);
+
+        const auto summary = analysisSummary (group->state());
+        transport.showNotice (
+            summary.headline,
+            summary.sentences.isEmpty() ? juce::String() : juce::String ("Details"),
+            [this, summary, name = group->name()]
+            { prompts.tell (name, summary.headline + ".", summary.sentences); },
+            false);
+        animateFor (5.0);
     };
     work.onClosed = [this] (const Group::Ptr& group)
     {

@@ -16,9 +16,6 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
     setResizable (true, false);
     setResizeLimits (MainComponent::minimumWidth, MainComponent::minimumHeight, 32000, 32000);
 
-    if (icon.isValid())
-        setIcon (icon);
-
     main->onQuit = [] { juce::JUCEApplicationBase::getInstance()->systemRequestedQuit(); };
     main->onToggleFullScreen = [this] { toggleFullScreen(); };
 
@@ -29,6 +26,11 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
     // On the window, because that is what has the focus when none of the views has it.
     addKeyListener (main->getCommands().manager().getKeyMappings());
     addToDesktop();
+
+    // The toolkit's own setIcon is for the title bar that it draws itself.
+    if (auto* peer = getPeer(); peer != nullptr && icon.isValid())
+        peer->setIcon (icon);
+
     setVisible (true);
 }
 

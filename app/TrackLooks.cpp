@@ -3,6 +3,7 @@
 #include "app/DrumLooks.h"
 #include "playback/PlaybackTrack.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tessivar
@@ -19,6 +20,24 @@ SuppressionRule soundingRule (const TrackState& track)
 DockState::Values valuesOf (KnobValues knobs)
 {
     return { knobs.focus, knobs.fine };
+}
+
+bool hasFindings (const TrackState& track)
+{
+    return track.hasProcessedOutput() && track.findings.suggestedFocus.has_value();
+}
+
+/** How far the two independent estimates behind a suggestion agree, in words. */
+juce::String certainty (const TrackFindings& findings)
+{
+    const auto best = static_cast<std::size_t> (std::clamp (findings.bestFocusUpTo.back(), 0, 5));
+    const auto agreementDb = findings.focusMatchDb[best];
+    return agreementDb >= 20.0 ? "sure" : agreementDb >= 12.0 ? "fairly sure" : "unsure";
+}
+
+juce::String focusPercent (double focus)
+{
+    return juce::String (juce::roundToInt (focus * 20.0)) + "%";
 }
 
 juce::String bullet()
@@ -47,6 +66,66 @@ juce::String rateText (double sampleRate)
     return juce::String (sampleRate / 1000.0, 1).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
 }
 
+juce::String leakageText (const TrackState& track)
+{
+    if (! hasFindings (track))
+        return {};
+
+    const auto level = juce::roundToInt (track.findings.leakageDb);
+    return "leakage " + juce::String (level > 0 ? "+" : "")
+           + (level < 0 ? juce::String::fromUTF8 ("\xe2\x88\x92") : juce::String())
+           + juce::String (std::abs (level)) + " dB";
+}
+
+juce::String findingsSentence (const TrackState& track)
+{
+    if (! hasFindings (track))
+        return {};
+
+    const auto focus = *track.findings.suggestedFocus;
+
+    if (focus == 0.0)
+        return "Its own drum hardly plays, or most of the track would go: best left as it is.";
+
+    const auto level = juce::roundToInt (track.findings.leakageDb);
+    const auto place =
+        level == 0 ? juce::String ("as loud as the drum")
+                   : juce::String (std::abs (level)) + (level < 0 ? " dB below" : " dB above") + " the drum";
+    const auto sure = certainty (track.findings);
+    return "Leakage is " + place + ". Focus " + focusPercent (focus) + " is suggested"
+           + (sure == "unsure" ? ", but the analysis is unsure: listen to it."
+                               : "; the analysis is " + sure + ".");
+}
+
+AnalysisSummary analysisSummary (const GroupState& group)
+{
+    AnalysisSummary summary;
+    juce::StringArray unsure;
+    auto count = 0;
+
+    for (const auto& track : group.tracks)
+    {
+        count += track.hasProcessedOutput() ? 1 : 0;
+
+        if (! hasFindings (track))
+            continue;
+
+        summary.sentences.add (track.name + ": " + findingsSentence (track));
+
+        if (*track.findings.suggestedFocus == 0.0 || certainty (track.findings) == "unsure")
+            unsure.add (track.name);
+    }
+
+    summary.headline << count << (count == 1 ? " track" : " tracks") << " analysed";
+
+    if (! unsure.isEmpty())
+        summary.headline << ", listen to " << unsure.joinIntoString (", ", 0, 2)
+                         << (unsure.size() > 2 ? " and " + juce::String (unsure.size() - 2) + " more"
+                                               : juce::String());
+
+    return summary;
+}
+
 WaveChannelWeights soundingWeights (const TrackState& track)
 {
     return soundingRule (track).toWeights().weight;
@@ -72,7 +151,7 @@ WaveTrack waveTrackFor (const TrackState& track, const TrackWaveform* waveform, 
 WaveLook waveLookFor (const TrackState& track, ListenMode listening)
 {
     if (! track.takesPart())
-        return track.excluded ? WaveLook::notAnalysed : WaveLook::asIs;
+        return track.excluded ? WaveLook::excluded : WaveLook::asIs;
 
     if (! track.hasProcessedOutput())
         return WaveLook::notAnalysed;
@@ -98,20 +177,23 @@ WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
     content.icon = drumIcon (type);
     content.colour = drumColour (type);
     content.look = look;
-    content.facts << drumName (type) << bullet() << track.bitsPerSample << "-bit"
-                  << (track.isFloatingPoint ? " float" : "") << bullet() << "mono" << bullet()
-                  << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate, true);
+    content.facts << drumName (type) << bullet();
 
-    if (track.hasProcessedOutput() && track.findings.suggestedFocus)
+    // What was found comes first: it is what is left where there is little room.
+    if (hasFindings (track))
     {
-        content.facts << bullet();
-
-        if (*track.findings.suggestedFocus == 0.0)
-            content.facts << "its own drum hardly plays, or most of it would go: left as it is";
+        if (const auto focus = *track.findings.suggestedFocus; focus > 0.0)
+            content.facts << leakageText (track) << bullet() << focusPercent (focus) << " suggested, "
+                          << certainty (track.findings) << bullet();
         else
-            content.facts << "leakage " << juce::String (track.findings.leakageDb, 1) << " dB";
+            content.facts << "best left as it is" << bullet();
     }
 
+    content.facts << track.bitsPerSample << "-bit" << (track.isFloatingPoint ? " float" : "") << bullet()
+                  << "mono" << bullet()
+                  << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate, true);
+
+    content.hint = findingsSentence (track);
     return content;
 }
 

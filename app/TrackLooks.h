@@ -19,6 +19,18 @@ waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64
 [[nodiscard]] WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look);
 [[nodiscard]] DockState dockFor (const TrackState* track, ListenMode listening);
 
+/** What an analysis found out about a track. */
+[[nodiscard]] juce::String leakageText (const TrackState& track);      // "leakage -3 dB", or nothing
+[[nodiscard]] juce::String findingsSentence (const TrackState& track); // or nothing
+
+/** What is told after an analysis: a line that says it all, and a sentence for every track where there is more. */
+struct AnalysisSummary
+{
+    juce::String headline;
+    juce::StringArray sentences;
+};
+[[nodiscard]] AnalysisSummary analysisSummary (const GroupState& group);
+
 /** "3:42" and "3:42.000". */
 [[nodiscard]] juce::String durationText (double seconds, bool withMilliseconds);
 

@@ -44,6 +44,7 @@ std::optional<WindowKey> lookUp (int code, int modifiers)
         Entry{ '=', shift, K::zoomIn },
         Entry{ '-', none, K::zoomOut },
         Entry{ '+', command, K::zoomInVertically },
+        Entry{ '+', command | shift, K::zoomInVertically }, // where the plus sign needs it
         Entry{ '=', command, K::zoomInVertically },
         Entry{ '-', command, K::zoomOutVertically },
         Entry{ '0', none, K::fit },

@@ -268,9 +268,9 @@ TemporaryStore::~TemporaryStore()
         removeStoreFolder (ownFolder);
 }
 
-void TemporaryStore::leaveAllBehind()
+void TemporaryStore::leaveAllBehind (bool shouldLeave)
 {
-    everythingIsLeftBehind = true;
+    everythingIsLeftBehind = shouldLeave;
 }
 
 juce::Result TemporaryStore::keepWhileExists (const juce::File& storeFolder,

@@ -114,7 +114,7 @@ public:
     /** From here on no store of this process, and none of their files, removes anything from the disk: for a program that has
         to end before its user could decide about unsaved work. The next one sweeps what nobody needs.
     */
-    static void leaveAllBehind();
+    static void leaveAllBehind (bool shouldLeave = true);
 
     /** Removes the folders of dead processes in parentFolder that nothing needs, and returns how many. */
     static int sweep (const juce::File& parentFolder);

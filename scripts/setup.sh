@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the packages that building and testing need; says nothing and changes nothing when all are there.
 # Made for Debian 12. Needs root or sudo only when something is missing.
+#   scripts/setup.sh [packaging]   with "packaging" also what ./run package draws icons with and checks its work with
 set -euo pipefail
 
 packages=(
@@ -29,17 +30,41 @@ packages=(
     libxinerama-dev
     libxrandr-dev
     libxrender-dev
+    libxtst-dev
     libzita-resampler-dev
     ninja-build
     nlohmann-json3-dev
+    openbox
     pkg-config
+    xvfb
     zlib1g-dev
 )
 
-# Taken when there is room for it, never waited for: the benchmarks measure themselves against it.
+packaging_packages=(
+    appstream
+    desktop-file-utils
+    file
+    librsvg2-bin
+    lintian
+    shared-mime-info
+)
+
+# They set the manual; with what they depend on they take 300 MB.
+manual_packages=(
+    python3-markdown
+    weasyprint
+)
+
+# Taken when there is room for it, never waited for: the benchmarks measure themselves against the first, and without
+# the others the manual isn't made, which a package can't do without.
 optional_packages=(
     libopenblas-dev
+    "${manual_packages[@]}"
 )
+
+if [[ ${1-} == packaging ]]; then
+    packages+=("${packaging_packages[@]}" "${manual_packages[@]}")
+fi
 
 die ()
 {

@@ -74,9 +74,9 @@ GroundColours groundColours (ButtonLook look, ButtonState state)
     return standardGround (state);
 }
 
-ButtonState stateOf (const juce::Button& button, bool over, bool down)
+ButtonState stateOf (const juce::Button& button, bool over, bool down, const motion::HoverFade& hover)
 {
-    return { button.isEnabled(), over, down, button.getToggleState() };
+    return { button.isEnabled(), over, down, button.getToggleState(), hover.amount() };
 }
 
 constexpr float gap = 8.0f;
@@ -87,7 +87,17 @@ constexpr float inset = 12.0f;
 void drawButtonGround (
     juce::Graphics& g, juce::Rectangle<float> area, ButtonLook look, ButtonState state, float cornerRadius)
 {
-    const auto colours = groundColours (look, state);
+    auto colours = groundColours (look, state);
+    if (state.hover >= 0.0f)
+    {
+        auto rest = state, under = state;
+        rest.over = false;
+        under.over = true;
+        const auto from = groundColours (look, rest), to = groundColours (look, under);
+        colours = { from.top.interpolatedWith (to.top, state.hover),
+                    from.bottom.interpolatedWith (to.bottom, state.hover),
+                    from.edge.interpolatedWith (to.edge, state.hover) };
+    }
     if (colours.top.isTransparent())
         return;
     const auto inner = area.reduced (0.5f);
@@ -131,9 +141,9 @@ void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::Str
     const auto font = fonts::inter (11.0f, fonts::Weight::medium);
     const auto width = std::max (18.0f, font.getStringWidthFloat (key) + 10.0f);
     const auto cap = area.withSizeKeepingCentre (width, 18.0f).reduced (0.5f);
-    g.setColour (ink.withMultipliedAlpha (0.4f));
+    g.setColour (ink.withMultipliedAlpha (0.3f));
     g.drawRoundedRectangle (cap, 4.0f, 1.0f);
-    g.setColour (ink.withMultipliedAlpha (0.85f));
+    g.setColour (ink);
     g.setFont (font);
     g.drawText (key, cap, juce::Justification::centred, false);
 }
@@ -167,7 +177,9 @@ void ActionButton::setTrailing (Icon newIcon, const juce::String& newText)
 
 juce::Font ActionButton::textFont() const
 {
-    return fonts::inter (getHeight() > 0 && getHeight() < 30 ? 12.0f : 13.0f, fonts::Weight::semibold);
+    const auto isSmall = getHeight() > 0 && getHeight() < 30;
+    return isSmall ? fonts::inter (12.0f, fonts::Weight::medium)
+                   : fonts::inter (13.0f, fonts::Weight::semibold);
 }
 
 float ActionButton::contentWidth() const
@@ -188,7 +200,7 @@ int ActionButton::idealWidth() const
 
 void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
-    const auto state = stateOf (*this, over, down);
+    const auto state = stateOf (*this, over, down, hover);
     auto area = getLocalBounds().toFloat();
     drawButtonGround (g, area, look, state, pill ? 0.5f * area.getHeight() : 6.0f);
 
@@ -245,7 +257,7 @@ void IconButton::setLook (ButtonLook newLook)
 
 void IconButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
-    const auto state = stateOf (*this, over, down);
+    const auto state = stateOf (*this, over, down, hover);
     const auto area = getLocalBounds().toFloat();
     drawButtonGround (g, area, look, state);
     const auto colour = ink.isTransparent() || ! state.enabled || state.over ? buttonInk (look, state) : ink;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/Icons.h"
+#include "ui/Motion.h"
 
 namespace tessivar
 {
@@ -25,6 +26,7 @@ struct ButtonState
     bool over = false;
     bool down = false;
     bool on = false;
+    float hover = -1.0f; // 0 to 1 on the way to the look under the mouse; below 0: as `over` says
 };
 
 /** Draws a button's ground with rounded corners, 1 px inside its edge. */
@@ -64,6 +66,7 @@ public:
     int idealWidth() const;
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;
+    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
     juce::Font textFont() const;
@@ -74,6 +77,7 @@ private:
     Icon trailing = Icon::none;
     juce::String trailingText;
     bool pill = false;
+    motion::HoverFade hover{ *this };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ActionButton)
 };
@@ -90,12 +94,14 @@ public:
     void setInk (juce::Colour colour) { ink = colour; }
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;
+    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
     Icon icon;
     ButtonLook look;
     float iconSize = 16.0f;
     juce::Colour ink; // transparent: the look's own
+    motion::HoverFade hover{ *this };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (IconButton)
 };

@@ -74,7 +74,7 @@ void EmptyView::paint (juce::Graphics& g)
     g.fillAll (palette::panel);
     g.setGradientFill (juce::ColourGradient (juce::Colour (0xff1a1f27),
                                              area.getCentre(),
-                                             palette::panel.withAlpha (0.0f),
+                                             palette::panel,
                                              area.getCentre().translated (0.5f * area.getWidth(), 0.0f),
                                              true));
     g.fillAll();
@@ -90,7 +90,7 @@ void EmptyView::paint (juce::Graphics& g)
     }
     else
     {
-        constexpr std::array<float, 2> dashes{ 4.0f, 3.0f };
+        constexpr std::array<float, 2> dashes{ 3.0f, 3.0f };
         juce::Path dashed;
         juce::PathStrokeType (1.0f).createDashedStroke (dashed, frame, dashes.data(), 2);
         g.setColour (palette::textDisabled);
@@ -102,14 +102,14 @@ void EmptyView::paint (juce::Graphics& g)
     const auto line = [&] (int y, int height, const juce::String& words)
     {
         g.drawFittedText (words,
-                          { zone().getCentreX() - 260, top + y, 520, height },
+                          { zone().getCentreX() - 259, top + y, 520, height },
                           juce::Justification::centredTop,
                           3,
                           1.0f);
     };
     g.setColour (palette::textHigh);
-    g.setFont (fonts::inter (28.0f, fonts::Weight::semibold));
-    line (84, 36, hovered ? "Release to make a new group" : "Drop your drum tracks here");
+    g.setFont (fonts::inter (28.0f, fonts::Weight::semibold).withExtraKerningFactor (-0.016f));
+    line (85, 36, hovered ? "Release to make a new group" : "Drop your drum tracks here");
     g.setColour (palette::textMid);
     const auto body = fonts::inter (15.0f);
     g.setFont (body);
@@ -117,7 +117,7 @@ void EmptyView::paint (juce::Graphics& g)
                                   "Dropped files become one group, and their drum types are read from",
                                   "the file names." };
     for (int i = 0; i < 3; ++i)
-        line (133 + i * 23, 20, lines[i]);
+        line (132 + i * 23, 20, lines[i]);
     g.setColour (palette::textLow);
     g.setFont (fonts::inter (12.0f));
     line (
@@ -130,12 +130,12 @@ void EmptyView::paint (juce::Graphics& g)
 void EmptyView::paintGlyphs (juce::Graphics& g) const
 {
     constexpr int count = 6;
-    auto x = zone().getCentreX() - (count * glyphTile + (count - 1) * glyphGap) / 2;
+    auto x = zone().getCentreX() + 1 - (count * glyphTile + (count - 1) * glyphGap) / 2;
     for (int i = 0; i < count; ++i)
     {
         const auto look = static_cast<DrumLook> (i);
         const auto tile = juce::Rectangle<int> (x, contentTop(), glyphTile, glyphTile).toFloat();
-        g.setColour (drumColour (look).withAlpha (0.16f));
+        g.setColour (drumColour (look).withAlpha (0.14f));
         g.fillRoundedRectangle (tile, 12.0f);
         drawIcon (g, drumIcon (look), tile.withSizeKeepingCentre (28.0f, 28.0f), drumColour (look));
         x += glyphTile + glyphGap;

@@ -54,7 +54,7 @@ Shape kickShape()
 {
     Shape shape;
     shape.stroked = withEllipse ({}, 8, 8, 6.0f, 6.0f);
-    shape.filled = withEllipse ({}, 8, 8, 1.7f, 1.7f);
+    shape.filled = withEllipse ({}, 8, 8, 2.0f, 2.0f);
     return shape;
 }
 
@@ -73,8 +73,8 @@ void addDrums (ShapeTable& table)
     table[Icon::snare] =
         drumShape (2.2f, 13.8f, 5.6f, 10.4f, 2.1f, "M2.4 9 L5.4 11.2 L7 9.9 L9 11.4 L10.6 10 L13.6 9");
     table[Icon::hiHat] = makeShape (
-        "M8 2 L8 14 M1.8 7.6 C4.5 6.6 6.2 5.8 8 5.8 C9.8 5.8 11.5 6.6 14.2 7.6 M1.8 8.6 C4.5 9.6 6.2 10.4 8 "
-        "10.4 C9.8 10.4 11.5 9.6 14.2 8.6",
+        "M8 1.6 L8 5 M8 11 L8 14.8 M1.4 7.1 C4.5 6 6 5 8 5 C10 5 11.5 6 14.6 7.1 M1.4 8.9 C4.5 10 6 11 8 11 "
+        "C10 11 11.5 10 14.6 8.9",
         "");
     table[Icon::tomHigh] = drumShape (3.8f, 12.2f, 4.0f, 8.6f, 1.8f, "M8 10.6 L8 14");
     table[Icon::tomLow] = drumShape (2.8f, 13.2f, 4.8f, 11.0f, 2.0f, "");
@@ -121,18 +121,18 @@ void addActions (ShapeTable& table)
     table[Icon::ring] = ringShape();
     table[Icon::warning] = makeShape ("M8 2.4 L14.4 13.4 L1.6 13.4 Z M8 6.6 L8 9.8", "");
     table[Icon::warning].filled = withEllipse ({}, 8.0f, 11.5f, 0.85f, 0.85f);
-    table[Icon::bypass] = makeShape ("M1 9.6 L3.4 9.6 M12.6 9.6 L15 9.6 M4.6 8 A3.6 3.4 0 0 1 11.4 8", "");
+    table[Icon::bypass] = makeShape ("M0.9 8.4 L4 8.4 M12 8.4 L15.1 8.4 M5 7.2 A3 2.6 0 0 1 11 7.2", "");
     table[Icon::bypass].filled =
-        withEllipse (withEllipse ({}, 4.4f, 9.6f, 1.6f, 1.6f), 11.6f, 9.6f, 1.6f, 1.6f);
-    table[Icon::removed] = makeShape ("M1 8 L3.2 8 L5 3 L7.4 13 L9.4 6 L10.6 9.4 M12 11 L15.4 11", "");
+        withEllipse (withEllipse ({}, 5.1f, 8.4f, 1.9f, 1.9f), 10.9f, 8.4f, 1.9f, 1.9f);
+    table[Icon::removed] = makeShape ("M1 8 L3.2 8 L5 3 L7.4 13 L9.4 6 L10.6 9.4 M11.2 12.8 L15.4 12.8", "");
     table[Icon::zoomToSelection] =
         makeShape ("M2 3 L2 13 M14 3 L14 13 M4.4 8 L11.6 8 M6.4 5.8 L4.2 8 L6.4 10.2 M9.6 5.8 L11.8 8 L9.6 "
                    "10.2",
                    "");
     table[Icon::fit] = makeShape ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 "
-                                              "13.6 L11 13.6 M5 13.6 L2 13.6 L2 10.8 M5 8 "
-                                              "L11 8",
-                                              "");
+                                  "13.6 L11 13.6 M5 13.6 L2 13.6 L2 10.8 M5 8 "
+                                  "L11 8",
+                                  "");
 }
 
 void addThings (ShapeTable& table)

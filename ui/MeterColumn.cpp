@@ -20,8 +20,6 @@ void MeterColumn::resized()
 void MeterColumn::paint (juce::Graphics& g)
 {
     g.fillAll (juce::Colour (0xff101418));
-    g.setColour (palette::seam);
-    g.fillRect (0, 0, 1, getHeight());
     g.setColour (palette::textLow);
     g.setFont (fonts::caption());
     g.drawText ("REMOVED", 0, 5, getWidth(), 16, juce::Justification::centred, false);

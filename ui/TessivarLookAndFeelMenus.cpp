@@ -27,6 +27,17 @@ juce::Font keyFont()
     return fonts::inter (11.0f, fonts::Weight::medium);
 }
 
+/** "Ctrl+Shift+S" for what the toolkit calls "ctrl + shift + S"; other words stay as they are. */
+juce::String keyName (const juce::String& description)
+{
+    if (! description.contains (" + "))
+        return description;
+    juce::StringArray parts;
+    for (const auto& part : juce::StringArray::fromTokens (description.replace (" + ", "+"), "+", {}))
+        parts.add (part.substring (0, 1).toUpperCase() + part.substring (1));
+    return parts.joinIntoString ("+");
+}
+
 float keyCapWidth (const juce::String& key)
 {
     return key.isEmpty() ? 0.0f : std::max (18.0f, keyFont().getStringWidthFloat (key) + 10.0f);
@@ -61,7 +72,7 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
     auto row = area.toFloat();
     if (isSeparator)
     {
-        g.setColour (palette::line.brighter (0.15f));
+        g.setColour (palette::line.brighter (0.06f));
         g.fillRect (row.reduced (12.0f, 0.0f).withSizeKeepingCentre (row.getWidth() - 24.0f, 1.0f));
         return;
     }
@@ -95,7 +106,7 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
     {
         g.setColour (isActive ? palette::textLow : palette::textDisabled);
         g.setFont (fonts::inter (12.0f));
-        g.drawText (shortcutKeyText, row, juce::Justification::centredRight, false);
+        g.drawText (keyName (shortcutKeyText), row, juce::Justification::centredRight, false);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "model/TemporaryStore.h"
+#include "ui/Motion.h"
 
 #include <thread>
 
@@ -32,7 +33,10 @@ std::vector<ProgressStage> benchmarkStages()
 
 PerformancePage::PerformancePage (const SettingsDialogContext& contextToUse)
     : SettingsPage ("Performance"), context (contextToUse),
-      size ("Interface size", ChoiceGroup::Style::segments, sizeChoices())
+      size ("Interface size", ChoiceGroup::Style::segments, sizeChoices()),
+      motion ("Motion",
+              ChoiceGroup::Style::segments,
+              { { "Full", Icon::none, {} }, { "Reduced", Icon::none, {} } })
 {
     threads.onChange = [this]
     {
@@ -57,6 +61,13 @@ PerformancePage::PerformancePage (const SettingsDialogContext& contextToUse)
         chosen.framesPerRead = pieceList.values[static_cast<std::size_t> (piece.getSelectedItemIndex())];
         storeReadAhead (chosen);
     };
+    motion.onSelect = [this] (int index)
+    {
+        const auto isReduced = index == 1;
+        settings().setValue (appSettingsKeys::reducedMotion, isReduced);
+        tessivar::motion::setReduced (isReduced);
+        motion.select (index);
+    };
     size.onSelect = [this] (int index) { chooseSize (index); };
     runButton.onClick = [this] { runBenchmark(); };
     useButton.onClick = [this]
@@ -67,24 +78,11 @@ PerformancePage::PerformancePage (const SettingsDialogContext& contextToUse)
             storeReadAhead (benchmark->proposal);
     };
 
-    for (auto* component : std::initializer_list<juce::Component*>{ &threadsLabel,
-                                                                    &threads,
-                                                                    &threadsHint,
-                                                                    &secondsLabel,
-                                                                    &seconds,
-                                                                    &secondsHint,
-                                                                    &methodLabel,
-                                                                    &method,
-                                                                    &pieceLabel,
-                                                                    &piece,
-                                                                    &methodHint,
-                                                                    &benchmarkLabel,
-                                                                    &headline,
-                                                                    &verdict,
-                                                                    &runButton,
-                                                                    &useButton,
-                                                                    &sizeLabel,
-                                                                    &size })
+    for (auto* component : std::initializer_list<juce::Component*>{
+             &threadsLabel, &threads,        &threadsHint, &secondsLabel, &seconds,
+             &secondsHint,  &methodLabel,    &method,      &pieceLabel,   &piece,
+             &methodHint,   &benchmarkLabel, &headline,    &verdict,      &runButton,
+             &useButton,    &sizeLabel,      &size,        &motionLabel,  &motion })
         addAndMakeVisible (component);
 }
 
@@ -112,6 +110,7 @@ void PerformancePage::refresh()
     piece.setChoices (pieceList.texts, pieceList.selected);
     method.setChoices ({ "Standard", "Refined" },
                        defaultMethod (settings()) == SeparationMethod::refined ? 1 : 0);
+    motion.select (tessivar::motion::isReduced() ? 1 : 0);
     size.select (interfaceSizeIndex (settings().getIntValue (appSettingsKeys::interfaceSize)));
     showBenchmark();
 }
@@ -238,9 +237,15 @@ void PerformancePage::resized()
 
     secondDivider = area.getY() + 9;
     area.removeFromTop (18);
-    sizeLabel.setBounds (area.removeFromTop (labelHeight));
+    const auto motionWidth = motion.idealWidth();
+    auto labels = area.removeFromTop (labelHeight);
+    motionLabel.setBounds (labels.removeFromRight (motionWidth));
+    sizeLabel.setBounds (labels);
     area.removeFromTop (4);
     size.setBounds (area.withSize (size.idealWidth(), 34).expanded (ChoiceGroup::ringRoom));
+    motion.setBounds (area.withSize (motionWidth, 34)
+                          .withX (area.getRight() - motionWidth)
+                          .expanded (ChoiceGroup::ringRoom));
 }
 
 } // namespace tessivar

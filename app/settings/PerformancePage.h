@@ -56,6 +56,8 @@ private:
     ActionButton runButton{ "Run" }, useButton{ "Use these" };
     TextBlock sizeLabel{ TextBlock::Kind::label, "Interface size" };
     ChoiceGroup size;
+    TextBlock motionLabel{ TextBlock::Kind::label, "Motion" };
+    ChoiceGroup motion;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (PerformancePage)
 };

@@ -129,6 +129,7 @@ TEST_CASE ("Settings dialog", "[app][settings]")
                                      "Piece size",
                                      "Run",
                                      "Automatic",
+                                     "Reduced",
                                      "Close",
                                      "Close settings" });
     }

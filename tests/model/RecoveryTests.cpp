@@ -221,9 +221,10 @@ TEST_CASE ("Recovery", "[model][recovery]")
         auto store = fixture.store();
         auto group = groupWithAudio (*store);
         REQUIRE (session->write (1, noted (group, {})).wasOk());
-        store->leaveBehind();
+        TemporaryStore::leaveAllBehind();
         group = {};
         store.reset();
+        TemporaryStore::leaveAllBehind (false);
         session.reset();
         auto list = RecoveryList::scan (fixture.entries);
         CHECK (recovered (list).notes.isEmpty());

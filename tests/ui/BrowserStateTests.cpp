@@ -67,6 +67,33 @@ TEST_CASE ("Browser rows", "[ui][browser]")
         CHECK_FALSE (dropPlaceAt ({}, metrics, 10).has_value());
     }
 
+    SECTION ("of groups keep to the edges of a scrolled list")
+    {
+        auto sample = state;
+        for (auto& group : sample.groups)
+            group.open = true;
+        const auto rows = visibleRows (sample, metrics);
+        const auto topOf = [&] (RowId group, juce::Range<int> view)
+        {
+            for (std::size_t i = 0; i < rows.size(); ++i)
+                if (rows[i].track == 0 && rows[i].group == group)
+                    return seenTop (rows, i, view);
+            return -1;
+        };
+        const auto second = groupExtent (sample, metrics, 2)->getStart();
+        const auto third = groupExtent (sample, metrics, 3)->getStart();
+        // Among its tracks at the top, pushed out by the next one, and gone with its last track.
+        CHECK (topOf (1, { 100, 250 }) == 100);
+        CHECK (topOf (1, { second - 20, second + 130 }) == second - 46);
+        CHECK (topOf (1, { second + 10, second + 160 }) == second - 46);
+        // The next one waits at the bottom, the one after it in its place.
+        CHECK (topOf (2, { 0, second - 60 }) == second - 60 - 46);
+        CHECK (topOf (3, { 0, second - 60 }) == third);
+        // Where there is room for all, and where there is none for two, nothing moves.
+        CHECK (topOf (2, { 0, 5000 }) == second);
+        CHECK (topOf (1, { 20, 80 }) == 0);
+    }
+
     SECTION ("are described in words")
     {
         auto sample = test::browserSample (true);

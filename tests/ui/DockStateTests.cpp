@@ -61,8 +61,8 @@ TEST_CASE ("DockState", "[ui][dock]")
     SECTION ("gives spare width to Focus and Fine, and drops Layers when compact")
     {
         const auto roomy = dockLayout ({ 0, 0, 935, 202 }, false);
-        CHECK (roomy.focus.getWidth() == 237);
-        CHECK (roomy.fine.getWidth() == 130);
+        CHECK (roomy.focus.getWidth() == 234);
+        CHECK (roomy.fine.getWidth() == 133);
         CHECK (roomy.listen == juce::Rectangle<int> (739, 0, 196, 202));
         const auto compact = dockLayout ({ 0, 0, 724, 166 }, true);
         CHECK (compact.layers.isEmpty());

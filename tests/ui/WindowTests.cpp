@@ -8,7 +8,10 @@
 
 #include <catch2/catch.hpp>
 
-// What needs a real window: keyboard focus, text fields, and names for screen readers. On a machine without a display
+#include <cstdlib>
+
+// What needs a real window: keyboard focus, text fields, and names for screen readers. The program hides the display from
+// all other tests; the one for these, which are best run alone ("[window]"), is named in TESSIVAR_TEST_DISPLAY. Without it
 // these cases say so and pass.
 
 namespace tessivar
@@ -16,13 +19,28 @@ namespace tessivar
 namespace
 {
 
+constexpr auto displayVariable = "TESSIVAR_TEST_DISPLAY";
+
 bool hasDisplay()
 {
-    if (juce::SystemStats::getEnvironmentVariable ("DISPLAY", {}).isNotEmpty())
+    if (juce::SystemStats::getEnvironmentVariable (displayVariable, {}).isNotEmpty())
         return true;
     WARN ("no display: the cases that need a window are left out");
     return false;
 }
+
+/** Shows the toolkit the display for these tests, and takes it away again. */
+struct OnDisplay
+{
+    OnDisplay() : hidden (juce::SystemStats::getEnvironmentVariable ("DISPLAY", {}))
+    {
+        const auto display = juce::SystemStats::getEnvironmentVariable (displayVariable, {});
+        ::setenv ("DISPLAY", display.toRawUTF8(), 1);
+    }
+    ~OnDisplay() { ::setenv ("DISPLAY", hidden.toRawUTF8(), 1); }
+
+    const juce::String hidden;
+};
 
 /** Only for what it takes to be an application does the toolkit catch errors of the X server, which may have no window
     manager and then refuses some hints. Has to stand before the toolkit first asks for the display.
@@ -36,7 +54,7 @@ struct AsApplication
 };
 
 /** A window of the toolkit with the program's look, on the screen for as long as a test runs. */
-struct WindowFixture : AsApplication, test::PaintingFixture
+struct WindowFixture : OnDisplay, AsApplication, test::PaintingFixture
 {
     WindowFixture()
     {
@@ -44,6 +62,12 @@ struct WindowFixture : AsApplication, test::PaintingFixture
         window.addToDesktop (0);
         window.setVisible (true);
         window.toFront (true);
+        // A window manager takes its time to hand over the keyboard.
+        for (int tries = 0; tries < 40 && ! window.getPeer()->isFocused(); ++tries)
+        {
+            settle();
+            window.toFront (true);
+        }
         settle();
     }
 

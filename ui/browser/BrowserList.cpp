@@ -1,6 +1,9 @@
 #include "ui/browser/BrowserList.h"
 
+#include "ui/Motion.h"
 #include "ui/Palette.h"
+
+#include <utility>
 
 namespace tessivar
 {
@@ -102,6 +105,8 @@ void BrowserList::setState (const BrowserState& newState)
     state = newState;
     if (visibleRows (state, metrics) != shownRows)
         rebuildRows();
+    else
+        setSize (getWidth(), idealHeight());
 
     for (auto& row : groupRows)
         if (const auto* group = findGroup (state, row->getGroup()))
@@ -116,7 +121,20 @@ void BrowserList::setState (const BrowserState& newState)
 void BrowserList::rebuildRows()
 {
     endDrag();
-    shownRows = visibleRows (state, metrics);
+    // Rows that a fold moves glide; any other change is there at once.
+    const auto before = std::exchange (shownRows, visibleRows (state, metrics));
+    const auto sameGroups = [&]
+    {
+        std::vector<RowId> old, now;
+        for (const auto& row : before)
+            if (row.track == 0)
+                old.push_back (row.group);
+        for (const auto& row : shownRows)
+            if (row.track == 0)
+                now.push_back (row.group);
+        return old == now;
+    };
+    const auto glides = before.size() != shownRows.size() && sameGroups();
     // Rows that stay keep their components: a chooser may be open, a name may be being typed.
     auto oldGroups = std::move (groupRows);
     auto oldTracks = std::move (trackRows);
@@ -146,8 +164,30 @@ void BrowserList::rebuildRows()
     }
     letGo (*this, std::move (oldGroups));
     letGo (*this, std::move (oldTracks));
-    setSize (getWidth(), totalHeight (state, metrics));
-    resized();
+    setSize (getWidth(), idealHeight());
+    layOutRows (glides && ! motion::isReduced() && isShowing());
+}
+
+int BrowserList::idealHeight() const
+{
+    return std::max (totalHeight (state, metrics), view.getLength());
+}
+
+void BrowserList::setView (juce::Range<int> newView)
+{
+    if (view == newView)
+        return;
+    view = newView;
+    setSize (getWidth(), idealHeight());
+    placeGroupRows();
+}
+
+RowId BrowserList::groupSeenAt (int y) const
+{
+    for (const auto& row : groupRows)
+        if (row->isVisible() && y >= row->getY() && y < row->getBottom())
+            return row->getGroup();
+    return groupAt (state, metrics, y);
 }
 
 void BrowserList::setSelection (const BrowserSelection& newSelection)
@@ -186,11 +226,16 @@ void BrowserList::scrollToLead()
     for (const auto& row : shownRows)
         if (row.group == selection.group && row.track == selection.lead)
         {
-            const auto view = viewport->getViewArea();
-            if (row.top < view.getY())
-                viewport->setViewPosition (0, row.top);
-            else if (row.top + row.height > view.getBottom())
-                viewport->setViewPosition (0, row.top + row.height - view.getHeight());
+            // Group rows at the edges of the view hide what lies behind them.
+            const auto isTrack = row.track != 0;
+            const auto isLast = row.group == shownRows.back().group;
+            const auto top = row.top - (isTrack ? metrics.groupHeight : 0);
+            const auto bottom = row.top + row.height + (isTrack && ! isLast ? metrics.groupHeight : 0);
+            const auto area = viewport->getViewArea();
+            if (top < area.getY())
+                viewport->setViewPosition (0, top);
+            else if (bottom > area.getBottom())
+                viewport->setViewPosition (0, bottom - area.getHeight());
         }
 }
 
@@ -218,6 +263,8 @@ void BrowserList::beginRename (RowId group)
 void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& event)
 {
     grabKeyboardFocus();
+    showsFocus = false;
+    repaint();
     if (track == 0)
     {
         choose (afterGroupClick (state, group));
@@ -250,6 +297,13 @@ void BrowserList::dragged (const juce::MouseEvent& event)
     }
     const auto here = event.getEventRelativeTo (this).getPosition();
     dropPlace = dropPlaceAt (state, metrics, here.y);
+    // A Group row at an edge of the view stands for its Group, not for the tracks behind it.
+    for (const auto& row : groupRows)
+        if (const auto* group = findGroup (state, row->getGroup());
+            group != nullptr && here.y >= row->getY() && here.y < row->getBottom())
+            dropPlace = { group->id,
+                          group->open ? 0 : static_cast<int> (group->tracks.size()),
+                          row->getBottom() };
     if (auto* viewport = findParentComponentOfClass<juce::Viewport>())
     {
         const auto inView = event.getEventRelativeTo (viewport).getPosition();
@@ -311,6 +365,9 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     const auto code = key.getKeyCode();
     const auto modifiers = key.getModifiers();
     const auto shift = modifiers.isShiftDown();
+    // Whoever steps through the rows wants to see where the keys go.
+    if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
+        showsFocus = true;
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
     {
         endDrag();
@@ -327,6 +384,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
     {
         choose (afterArrow (state, selection, code == juce::KeyPress::upKey ? -1 : 1, shift));
+        repaint();
         return true;
     }
     if (code == juce::KeyPress::leftKey && ! shift)
@@ -343,6 +401,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
 
 void BrowserList::focusGained (FocusChangeType)
 {
+    showsFocus = true;
     repaint();
 }
 
@@ -353,15 +412,48 @@ void BrowserList::focusLost (FocusChangeType)
 
 void BrowserList::resized()
 {
+    layOutRows (false);
+}
+
+juce::Rectangle<int> BrowserList::seenBounds (std::size_t row) const
+{
+    return { 0, seenTop (shownRows, row, view), getWidth(), shownRows[row].height };
+}
+
+void BrowserList::layOutRows (bool animated)
+{
+    animator.cancelAllAnimations (false);
     std::size_t group = 0, track = 0;
-    for (const auto& row : shownRows)
+    for (std::size_t i = 0; i < shownRows.size(); ++i)
     {
-        const juce::Rectangle<int> bounds (0, row.top, getWidth(), row.height);
-        if (row.track == 0)
-            groupRows[group++]->setBounds (bounds);
+        const auto isGroup = shownRows[i].track == 0;
+        auto& row = isGroup ? static_cast<juce::Component&> (*groupRows[group++]) : *trackRows[track++];
+        const auto bounds = seenBounds (i);
+        // A row that has just been made has no place to come from: the rows that move away uncover it.
+        if (animated && ! row.getBounds().isEmpty() && row.getBounds() != bounds)
+            animator.animateComponent (&row, bounds, 1.0f, motion::disclosureMs, false, 2.0, 0.0);
         else
-            trackRows[track++]->setBounds (bounds);
+            row.setBounds (bounds);
     }
+    placeGroupRows();
+}
+
+void BrowserList::placeGroupRows()
+{
+    std::size_t group = 0;
+    for (std::size_t i = 0; i < shownRows.size(); ++i)
+    {
+        if (shownRows[i].track != 0)
+            continue;
+        auto& row = *groupRows[group++];
+        row.toFront (false);
+        if (animator.isAnimating (&row))
+            continue;
+        const auto bounds = seenBounds (i);
+        row.setBounds (bounds);
+        row.setPinned (bounds.getY() != shownRows[i].top);
+    }
+    repaint();
 }
 
 void BrowserList::paint (juce::Graphics& g)
@@ -376,14 +468,23 @@ void BrowserList::paintOverChildren (juce::Graphics& g)
         g.setColour (palette::ice);
         g.fillRect (0, juce::jlimit (0, std::max (0, getHeight() - 3), dropPlace->lineY - 2), getWidth(), 3);
     }
-    if (! hasKeyboardFocus (false))
+    g.setColour (palette::seam);
+    for (const auto& row : groupRows)
+        if (row->getY() > 0)
+            g.fillRect (0, row->getY() - 1, getWidth(), 1);
+    if (! showsFocus || ! hasKeyboardFocus (false))
         return;
-    for (const auto& row : shownRows)
-        if (row.group == selection.group && row.track == selection.lead)
-        {
-            g.setColour (palette::ice);
-            g.drawRect (juce::Rectangle<int> (0, row.top, getWidth(), row.height - 1), 2);
-        }
+    const auto ring = [&] (const juce::Component& row)
+    {
+        g.setColour (palette::ice);
+        g.drawRect (row.getBounds().withTrimmedBottom (1), 2);
+    };
+    for (const auto& row : groupRows)
+        if (selection.lead == 0 && row->getGroup() == selection.group)
+            ring (*row);
+    for (const auto& row : trackRows)
+        if (row->getTrack() == selection.lead && row->getGroup() == selection.group)
+            ring (*row);
 }
 
 std::unique_ptr<juce::AccessibilityHandler> BrowserList::createAccessibilityHandler()

@@ -23,6 +23,11 @@ public:
     void setCompact (bool compact);
     BrowserMetrics getMetrics() const { return metrics; }
 
+    /** What is seen of the list, logical pixels from its top; Group rows keep to its edges. The list is never shorter. */
+    void setView (juce::Range<int> newView);
+    /** The Group whose row, as it is seen, or tracks are at this height; 0 below the last one. */
+    RowId groupSeenAt (int y) const;
+
     struct Level
     {
         RowId track = 0;
@@ -55,6 +60,10 @@ public:
 private:
     void wireRows();
     void rebuildRows();
+    void layOutRows (bool animated);
+    void placeGroupRows();
+    juce::Rectangle<int> seenBounds (std::size_t row) const;
+    int idealHeight() const;
     void showSelection();
     void choose (const BrowserSelection& newSelection);
     void pressed (RowId group, RowId track, const juce::MouseEvent& event);
@@ -74,8 +83,11 @@ private:
     std::vector<std::unique_ptr<GroupRow>> groupRows;
     std::vector<std::unique_ptr<TrackRow>> trackRows;
     std::vector<BrowserRow> shownRows;
+    juce::Range<int> view;
+    juce::ComponentAnimator animator;
     std::vector<RowId> draggedTracks; // empty while nothing is dragged
     std::optional<DropPlace> dropPlace;
+    bool showsFocus = false; // the keyboard is in use here: a click alone draws no ring
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserList)
 };

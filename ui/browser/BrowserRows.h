@@ -21,7 +21,7 @@ struct RowCallbacks
 };
 
 /** The row of a Track. */
-class TrackRow : public juce::Component
+class TrackRow : public juce::Component, public juce::SettableTooltipClient
 {
 public:
     TrackRow (const ResourceImages& images, const RowCallbacks& callbacks, RowId group, RowId track);
@@ -58,7 +58,8 @@ private:
     const RowCallbacks& callbacks;
     const RowId group, id;
     TrackRowState state;
-    bool selected = false, lead = false, hovered = false;
+    bool selected = false, lead = false;
+    motion::HoverFade hover{ *this };
     TessivarCheckBox include;
     DrumTypeChooser type;
     ActionButton locate;
@@ -76,6 +77,8 @@ public:
 
     void setState (const GroupRowState& newState);
     void setSelected (bool isSelected);
+    /** At an edge of the list instead of its place, with tracks below or above it. */
+    void setPinned (bool shouldBePinned);
 
     /** Opens the name for typing. Enter and losing the focus keep, Escape drops; an empty name changes nothing. */
     void beginRename();
@@ -101,7 +104,8 @@ private:
     const RowCallbacks& callbacks;
     const RowId id;
     GroupRowState state;
-    bool selected = false, hovered = false;
+    bool selected = false, pinned = false;
+    motion::HoverFade hover{ *this };
     IconButton fold, close;
     std::unique_ptr<juce::TextEditor> nameEditor;
 

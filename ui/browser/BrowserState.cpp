@@ -157,6 +157,32 @@ BrowserSelection withoutMissingRows (const BrowserState& state, const BrowserSel
     return left;
 }
 
+int seenTop (const std::vector<BrowserRow>& rows, std::size_t index, juce::Range<int> view)
+{
+    const auto& row = rows[index];
+    if (row.track != 0 || view.getLength() < 2 * row.height)
+        return row.top;
+
+    if (row.top < view.getStart())
+    {
+        // The next Group's row, or the end of the list, pushes it out.
+        auto end = rows.back().top + rows.back().height;
+        for (auto next = index + 1; next < rows.size(); ++next)
+            if (rows[next].track == 0)
+            {
+                end = rows[next].top;
+                break;
+            }
+        return std::max (row.top, std::min (view.getStart(), end - row.height));
+    }
+    if (row.top + row.height <= view.getEnd())
+        return row.top;
+    for (std::size_t before = 0; before < index; ++before)
+        if (rows[before].track == 0 && rows[before].top + rows[before].height > view.getEnd())
+            return row.top;
+    return view.getEnd() - row.height;
+}
+
 std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics metrics, int y)
 {
     int top = 0;

@@ -36,6 +36,8 @@ struct TrackRowState
     DrumLook type = DrumLook::other;
     bool included = true;
     Mark mark = Mark::notAnalysed;
+    juce::String leakage;            // "leakage -3 dB" where an analysis has estimated it
+    juce::String hint;               // what the analysis found, in a sentence
     std::optional<int> focusPercent; // of the sounding setting; none where there is nothing to focus
     bool sourceMissing = false;
     std::optional<float> loading; // 0 to 1 while the file loads
@@ -72,8 +74,15 @@ struct BrowserState
         again
     };
 
+    enum class Method
+    {
+        standard,
+        refined
+    };
+
     std::vector<GroupRowState> groups;
     Analyze analyze = Analyze::unavailable;
+    Method method = Method::standard; // that the chosen Group's next analysis will use
     bool canExport = false;
 };
 
@@ -141,6 +150,12 @@ struct DropPlace
     int lineY = 0;
     friend bool operator== (const DropPlace&, const DropPlace&) = default;
 };
+/** Where the row with this index is seen while the list is scrolled: tracks at their places; the row of the Group whose
+    tracks are at the top of the view stays there, pushed out by the next Group; and the first Group row below the view
+    waits at its bottom. @param view  what is seen of the list, logical pixels from its top
+*/
+int seenTop (const std::vector<BrowserRow>& rows, std::size_t index, juce::Range<int> view);
+
 std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics metrics, int y);
 
 /** From the top of a Group's row to the bottom of its last visible track; nothing for an unknown Group. */

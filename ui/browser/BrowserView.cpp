@@ -6,6 +6,11 @@
 namespace tessivar
 {
 
+namespace
+{
+constexpr int scrollBarWidth = 8, methodWidth = 28;
+}
+
 BrowserView::BrowserView (const ResourceImages& images)
     : newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
 {
@@ -15,10 +20,17 @@ BrowserView::BrowserView (const ResourceImages& images)
     addAndMakeVisible (import);
     addAndMakeVisible (viewport);
     addAndMakeVisible (analyze);
+    addAndMakeVisible (method);
     addAndMakeVisible (exportGroup);
+    method.setIconSize (12.0f);
+    method.onClick = [this] { showMethods(); };
     viewport.setViewedComponent (&list, false);
-    viewport.setScrollBarsShown (true, false);
+    addChildComponent (scrollBar);
+    viewport.setScrollBarsShown (false, false, true, false);
     viewport.setWantsKeyboardFocus (false);
+    viewport.onScroll = [this] { showScrollPosition(); };
+    scrollBar.setAutoHide (false);
+    scrollBar.addListener (this);
     import.setTooltip ("Import tracks [Ctrl+I]");
 
     const auto wire = [] (juce::Button& button, const std::function<void()>& callback)
@@ -41,6 +53,12 @@ BrowserView::BrowserView (const ResourceImages& images)
     showButtons();
 }
 
+BrowserView::~BrowserView()
+{
+    // The list goes before the viewport, which would tell of it.
+    viewport.onScroll = [] {};
+}
+
 void BrowserView::setState (const BrowserState& newState)
 {
     list.setState (newState);
@@ -61,9 +79,37 @@ void BrowserView::showButtons()
     analyze.setLook (upToDate ? ButtonLook::quiet : ButtonLook::primary);
     analyze.setLeadingIcon (upToDate ? Icon::tick : Icon::none);
     analyze.setEnabled (state.analyze != Analyze::unavailable);
+    const auto isRefined = state.method == BrowserState::Method::refined;
+    analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
+                        : isRefined ? "Analyse by the refined method [Ctrl+P]"
+                                    : "Analyse by the standard method [Ctrl+P]");
+    method.setTitle (isRefined ? "Method of analysis, refined" : "Method of analysis, standard");
+    method.setTooltip (isRefined ? "Method: refined" : "Method: standard");
+    method.setEnabled (state.analyze != Analyze::unavailable);
     exportGroup.setEnabled (state.canExport);
     exportGroup.setLook (upToDate ? ButtonLook::primary : ButtonLook::standard);
     exportGroup.setLeadingIcon (state.groups.empty() ? Icon::none : Icon::exporting);
+}
+
+void BrowserView::showMethods()
+{
+    using Method = BrowserState::Method;
+    juce::PopupMenu menu;
+    const auto add = [&] (Method which, const char* name, const char* what)
+    {
+        juce::PopupMenu::Item item (name);
+        item.isTicked = getState().method == which;
+        item.shortcutKeyDescription = what;
+        item.action = [self = juce::Component::SafePointer<BrowserView> (this), which]
+        {
+            if (self != nullptr && self->getState().method != which && self->onMethodChosen != nullptr)
+                self->onMethodChosen (which);
+        };
+        menu.addItem (std::move (item));
+    };
+    add (Method::standard, "Standard", "quick");
+    add (Method::refined, "Refined", "removes more, takes longer");
+    menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (method));
 }
 
 void BrowserView::setCompact (bool compact)
@@ -74,7 +120,7 @@ void BrowserView::setCompact (bool compact)
 
 void BrowserView::resized()
 {
-    auto area = getLocalBounds().withTrimmedRight (1);
+    auto area = getLocalBounds();
     auto title = area.removeFromTop (titleHeight);
     title.removeFromRight (9);
     import.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
@@ -82,12 +128,32 @@ void BrowserView::resized()
     newGroup.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
 
     auto footer = area.removeFromBottom (footerHeight).reduced (12);
-    analyze.setBounds (footer.removeFromLeft ((footer.getWidth() - 8) / 2));
+    auto left = footer.removeFromLeft ((footer.getWidth() - 8) / 2);
+    method.setBounds (left.removeFromRight (methodWidth));
+    left.removeFromRight (2);
+    analyze.setBounds (left);
     footer.removeFromLeft (8);
     exportGroup.setBounds (footer);
 
-    viewport.setBounds (area.withTrimmedTop (1).withTrimmedBottom (1));
-    list.setSize (viewport.getMaximumVisibleWidth(), totalHeight (list.getState(), list.getMetrics()));
+    // The last row's seam lies under the footer's.
+    viewport.setBounds (area.withTrimmedTop (1));
+    list.setSize (viewport.getWidth(), list.getHeight());
+    scrollBar.setBounds (viewport.getBounds().withTrimmedBottom (1).removeFromRight (scrollBarWidth));
+    showScrollPosition();
+}
+
+void BrowserView::showScrollPosition()
+{
+    const auto y = viewport.getViewPositionY();
+    list.setView ({ y, y + viewport.getHeight() });
+    scrollBar.setRangeLimits (0.0, list.getHeight(), juce::dontSendNotification);
+    scrollBar.setCurrentRange (y, viewport.getHeight(), juce::dontSendNotification);
+    scrollBar.setVisible (viewport.isVisible() && list.getHeight() > viewport.getHeight());
+}
+
+void BrowserView::scrollBarMoved (juce::ScrollBar*, double newStart)
+{
+    viewport.setViewPosition (0, juce::roundToInt (newStart));
 }
 
 void BrowserView::paint (juce::Graphics& g)
@@ -98,13 +164,10 @@ void BrowserView::paint (juce::Graphics& g)
     g.drawText ("Groups", 16, 0, 180, titleHeight, juce::Justification::centredLeft, false);
 
     g.setColour (palette::seam);
-    g.fillRect (getWidth() - 1, 0, 1, getHeight());
     if (getState().groups.empty())
         paintEmpty (g);
     else
         g.fillRect (0, titleHeight, getWidth(), 1);
-    g.setColour (palette::seam);
-    g.fillRect (0, getHeight() - footerHeight - 1, getWidth(), 1);
 }
 
 void BrowserView::paintEmpty (juce::Graphics& g) const
@@ -114,14 +177,13 @@ void BrowserView::paintEmpty (juce::Graphics& g) const
     const auto width = getWidth();
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (13.0f));
-    g.drawText ("No groups yet", 0, middle - 26, width, 18, juce::Justification::centred, false);
-    g.setColour (palette::textLow);
-    g.setFont (fonts::inter (12.0f));
-    g.drawFittedText ("One group holds the close-mic tracks of one performance.",
-                      { 40, middle - 2, width - 80, 36 },
-                      juce::Justification::centredTop,
-                      3,
-                      1.0f);
+    g.drawText ("No groups yet", 0, middle - 29, width, 18, juce::Justification::centred, false);
+    juce::AttributedString words;
+    words.append (
+        "One group holds the close-mic tracks of one performance.", fonts::inter (12.0f), palette::textLow);
+    words.setJustification (juce::Justification::horizontallyCentred);
+    words.setLineSpacing (2.0f);
+    words.draw (g, juce::Rectangle<int> (40, middle - 4, width - 80, 40).toFloat());
 }
 
 void BrowserView::setDropHover (std::optional<DropHover> hover)
@@ -138,14 +200,15 @@ juce::Rectangle<int> BrowserView::dropArea() const
     const auto extent = groupExtent (getState(), list.getMetrics(), dropHover->group);
     if (dropHover->group == 0 || ! extent.has_value())
         return shown;
-    return juce::Rectangle<int> (
-               0, extent->getStart(), viewport.getMaximumVisibleWidth(), extent->getLength())
+    return juce::Rectangle<int> (0, extent->getStart(), viewport.getWidth(), extent->getLength())
         .translated (0, viewport.getY() - viewport.getViewPositionY())
         .getIntersection (shown);
 }
 
 void BrowserView::paintOverChildren (juce::Graphics& g)
 {
+    g.setColour (palette::seam);
+    g.fillRect (0, getHeight() - footerHeight - 1, getWidth(), 1);
     if (dropHover.has_value())
         paintDropHover (g);
 }
@@ -181,8 +244,7 @@ RowId BrowserView::groupUnder (juce::Point<int> position) const
 {
     if (! viewport.isVisible() || ! viewport.getBounds().contains (position))
         return 0;
-    return groupAt (
-        getState(), list.getMetrics(), position.y - viewport.getY() + viewport.getViewPositionY());
+    return list.groupSeenAt (position.y - viewport.getY() + viewport.getViewPositionY());
 }
 
 bool BrowserView::isInterestedInFileDrag (const juce::StringArray&)

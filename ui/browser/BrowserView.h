@@ -8,10 +8,13 @@ namespace tessivar
 /** The browser at the left of the window: title with "new" and "import", the list, and the buttons for the chosen
     Group. It takes dropped files and shows where they would go.
 */
-class BrowserView : public juce::Component, public juce::FileDragAndDropTarget
+class BrowserView : public juce::Component,
+                    public juce::FileDragAndDropTarget,
+                    private juce::ScrollBar::Listener
 {
 public:
     explicit BrowserView (const ResourceImages& images);
+    ~BrowserView() override;
 
     void setState (const BrowserState& newState);
     const BrowserState& getState() const { return list.getState(); }
@@ -22,6 +25,8 @@ public:
     BrowserList& getList() { return list; }
 
     std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
+    /** Another method was chosen for the chosen Group's next analysis. */
+    std::function<void (BrowserState::Method)> onMethodChosen;
     /** Files were dropped on a Group, or elsewhere (0): then they make a new Group. */
     std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
 
@@ -53,17 +58,24 @@ private:
     void paintEmpty (juce::Graphics& g) const;
     void paintDropHover (juce::Graphics& g) const;
     void showButtons();
+    void showMethods();
+    void showScrollPosition();
+    void scrollBarMoved (juce::ScrollBar*, double newStart) override;
 
     /** Leaves Home, End and the page keys, with which the toolkit would scroll, to the window's commands. */
     class ListViewport : public juce::Viewport
     {
     public:
         bool keyPressed (const juce::KeyPress&) override { return false; }
+        void visibleAreaChanged (const juce::Rectangle<int>&) override { onScroll(); }
+        std::function<void()> onScroll = [] {};
     };
 
     IconButton newGroup, import;
     ListViewport viewport;
     BrowserList list;
+    juce::ScrollBar scrollBar{ true }; // over the rows, so that they keep their width
+    IconButton method{ "Method of analysis", Icon::chevronDown, ButtonLook::standard };
     ActionButton analyze{ "Analyze Group" },
         exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };
     std::optional<DropHover> dropHover;

@@ -41,6 +41,7 @@ juce::Font badgeFont()
 }
 
 constexpr int textLeft = 34;
+const juce::Colour trackSeam (0xff0f1316); // between rows of one Group
 
 } // namespace
 
@@ -51,6 +52,7 @@ GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group)
     for (auto* button : { &fold, &close })
     {
         addAndMakeVisible (*button);
+        button->addMouseListener (this, false);
         button->setWantsKeyboardFocus (false);
         button->setIconSize (13.0f);
     }
@@ -82,6 +84,12 @@ void GroupRow::setSelected (bool isSelected)
 {
     selected = isSelected;
     repaint();
+}
+
+void GroupRow::setPinned (bool shouldBePinned)
+{
+    if (std::exchange (pinned, shouldBePinned) != shouldBePinned)
+        repaint();
 }
 
 void GroupRow::resized()
@@ -119,9 +127,16 @@ void GroupRow::paintBadge (juce::Graphics& g) const
 
 void GroupRow::paint (juce::Graphics& g)
 {
-    g.fillAll (selected ? palette::selected : (hovered ? palette::hover : juce::Colour (0xff171c21)));
-    g.setColour (juce::Colour (0xff0a0d0f));
-    g.fillRect (0, getHeight() - 1, getWidth(), 1);
+    g.fillAll (palette::panel);
+    g.setColour (selected ? palette::selected
+                          : juce::Colour (0xff171c21).interpolatedWith (palette::hover, hover.amount()));
+    g.fillRect (getLocalBounds().withTrimmedBottom (1));
+    // Below a folded Group the list draws the seam, where another one follows.
+    if (state.open || pinned)
+    {
+        g.setColour (pinned ? palette::seam : trackSeam);
+        g.fillRect (0, getHeight() - 1, getWidth(), 1);
+    }
     paintBadge (g);
 
     const auto width = getWidth() - 38 - juce::roundToInt (badgeWidth()) - textLeft - 6;
@@ -186,14 +201,12 @@ void GroupRow::mouseDoubleClick (const juce::MouseEvent&)
 
 void GroupRow::mouseEnter (const juce::MouseEvent&)
 {
-    hovered = true;
-    repaint();
+    hover.setOver (true);
 }
 
 void GroupRow::mouseExit (const juce::MouseEvent&)
 {
-    hovered = false;
-    repaint();
+    hover.setOver (isMouseOver (true));
 }
 
 void GroupRow::beginRename()

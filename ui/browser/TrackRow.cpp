@@ -56,6 +56,7 @@ void TrackRow::setState (const TrackRowState& newState)
     type.setVisible (! state.sourceMissing);
     locate.setVisible (state.sourceMissing);
     setTitle (accessibleName (state));
+    setTooltip (state.hint);
     resized();
     repaint();
 }
@@ -105,7 +106,8 @@ void TrackRow::resized()
 
 void TrackRow::paint (juce::Graphics& g)
 {
-    g.fillAll (selected ? palette::selected : (hovered ? palette::hover : palette::raised));
+    g.fillAll (selected ? palette::selected
+                        : palette::raised.interpolatedWith (palette::hover, hover.amount()));
     g.setColour (juce::Colour (0xff0f1316));
     g.fillRect (0, getHeight() - 1, getWidth(), 1);
 
@@ -142,8 +144,20 @@ void TrackRow::paintOverChildren (juce::Graphics& g)
 void TrackRow::paintName (juce::Graphics& g) const
 {
     const auto font = fonts::inter (13.0f, fonts::Weight::medium);
-    const auto area = juce::Rectangle<int>::leftTopRightBottom (
+    auto area = juce::Rectangle<int>::leftTopRightBottom (
         dotColumn, getHeight() > 55 ? 5 : 3, getWidth() - 66, getHeight() > 55 ? 25 : 23);
+    if (state.leakage.isNotEmpty())
+    {
+        const auto figures = fonts::inter (11.0f);
+        g.setColour (palette::textLow.withMultipliedAlpha (state.included ? 1.0f : excludedAlpha));
+        const auto width = juce::roundToInt (std::ceil (fonts::tabularWidth (figures, state.leakage)));
+        fonts::drawTabular (g,
+                            figures,
+                            state.leakage,
+                            area.removeFromRight (width).toFloat(),
+                            juce::Justification::centredRight);
+        area.removeFromRight (8);
+    }
     g.setColour (palette::textHigh.withMultipliedAlpha (
         state.included && ! state.sourceMissing ? 1.0f : excludedAlpha));
     g.setFont (font);
@@ -294,11 +308,7 @@ void TrackRow::mouseUp (const juce::MouseEvent& event)
 
 void TrackRow::updateHover()
 {
-    const auto over = isMouseOver (true);
-    if (over == hovered)
-        return;
-    hovered = over;
-    repaint();
+    hover.setOver (isMouseOver (true));
 }
 
 void TrackRow::mouseEnter (const juce::MouseEvent&)

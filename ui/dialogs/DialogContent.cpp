@@ -1,7 +1,10 @@
 #include "ui/dialogs/DialogContent.h"
 
 #include "ui/Fonts.h"
+#include "ui/Motion.h"
 #include "ui/Palette.h"
+
+#include <algorithm>
 
 namespace tessivar
 {
@@ -103,11 +106,17 @@ void DialogContent::paint (juce::Graphics& g)
 void DialogContent::resized()
 {
     auto row = getLocalBounds().reduced (padding).removeFromBottom (buttonHeight);
+    // The two answers to a question are equally wide.
+    const auto isQuestion =
+        specs.size() == 2
+        && std::none_of (specs.begin(),
+                         specs.end(),
+                         [] (const DialogButton& spec) { return spec.atLeft || ! spec.closes; });
     const auto widthOf = [&] (std::size_t i)
     {
         buttons[i]->setSize (80, buttonHeight);
-        const auto least =
-            specs[i].look == ButtonLook::primary || specs[i].look == ButtonLook::caution ? 96 : 70;
+        const auto isFilled = specs[i].look == ButtonLook::primary || specs[i].look == ButtonLook::caution;
+        const auto least = isQuestion ? 112 : isFilled ? 96 : specs.size() > 1 && specs[i].isSafe ? 92 : 70;
         return std::max (least, buttons[i]->idealWidth() + 4);
     };
     for (std::size_t i = buttons.size(); i-- > 0;)
@@ -136,7 +145,7 @@ juce::TextLayout layOutText (const juce::String& text, juce::Colour colour, floa
 {
     juce::AttributedString attributed;
     attributed.append (text, fonts::inter (13.0f), colour);
-    attributed.setLineSpacing (3.0f);
+    attributed.setLineSpacing (3.3f);
     attributed.setWordWrap (juce::AttributedString::WordWrap::byWord);
     juce::TextLayout layout;
     layout.createLayout (attributed, width);
@@ -159,13 +168,8 @@ void DialogScrim::show (std::unique_ptr<DialogContent> content)
     addAndMakeVisible (*shown);
     layOut (*shown);
     toFront (false);
-    if (animated && isShowing())
-    {
-        shown->setAlpha (0.0f);
-        juce::Desktop::getInstance().getAnimator().animateComponent (
-            shown, shown->getBounds(), 1.0f, 120, false, 1.0, 1.0);
-    }
     setVisible (true);
+    motion::fadeIn (*shown);
     if (shown->isShowing())
         shown->takeFirstFocus();
     juce::AccessibilityHandler::postAnnouncement (shown->getTitle() + ". " + shown->getMessage(),

@@ -97,9 +97,6 @@ public:
     bool isShowingDialog() const { return ! dialogs.empty(); }
     DialogContent* getTop() { return dialogs.empty() ? nullptr : dialogs.back().get(); }
 
-    /** With the system's reduced-motion setting a dialog is there at once; otherwise it fades in within 120 ms. */
-    void setAnimated (bool shouldAnimate) { animated = shouldAnimate; }
-
     void paint (juce::Graphics& g) override;
     void resized() override;
     bool keyPressed (const juce::KeyPress& key) override;
@@ -110,7 +107,6 @@ private:
 
     std::vector<std::unique_ptr<DialogContent>> dialogs;
     juce::Component::SafePointer<juce::Component> focusedBefore;
-    bool animated = true;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DialogScrim)
 };

@@ -19,19 +19,23 @@ std::vector<DialogListRow> rowsFrom (const juce::StringArray& list)
     return rows;
 }
 
-constexpr int listRowHeight = 30;
+constexpr int listRowHeight = 30, textTop = 6, listGap = 18;
+constexpr juce::juce_wchar enSpace = 0x2002; // sets the words off from the dot
 
 } // namespace
 
 MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogSettings& settingsToUse)
     : DialogContent (settingsToUse.title, settingsToUse.buttons), settings (settingsToUse), list (images),
-      tick (images, settingsToUse.tickText)
+      tick (images, juce::String::charToString (enSpace) + settingsToUse.tickText)
 {
     list.setRows (rowsFrom (settings.list), listRowHeight);
     if (! settings.list.isEmpty())
         addAndMakeVisible (list);
     if (settings.tickText.isNotEmpty())
+    {
         addAndMakeVisible (tick);
+        tick.setTitle (settings.tickText);
+    }
     onChoice = [this] (int index)
     {
         const auto result = onResult;
@@ -45,11 +49,11 @@ int MessageDialog::bodyHeight (int width) const
 {
     const auto text =
         layOutText (settings.message, palette::textMid, static_cast<float> (textWidth (width))).getHeight();
-    auto height = 4 + juce::roundToInt (std::ceil (text));
+    auto height = textTop + juce::roundToInt (std::ceil (text));
     if (settings.warns)
         height = std::max (height, 24);
     if (! settings.list.isEmpty())
-        height += 16 + list.idealHeight();
+        height += listGap + list.idealHeight();
     return height;
 }
 
@@ -76,7 +80,7 @@ void MessageDialog::paint (juce::Graphics& g)
     }
     body.removeFromLeft (titleIndent());
     layOutText (settings.message, palette::textMid, static_cast<float> (body.getWidth()))
-        .draw (g, body.withTrimmedTop (4).toFloat());
+        .draw (g, body.withTrimmedTop (textTop).toFloat());
 }
 
 void MessageDialog::paintOverChildren (juce::Graphics& g)

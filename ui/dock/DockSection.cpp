@@ -33,8 +33,13 @@ void DockSection::paint (juce::Graphics& g)
     }
     g.setColour (palette::textLow);
     g.setFont (fonts::caption());
-    g.drawText (
-        caption.toUpperCase(), inset, 11, getWidth() - inset, 16, juce::Justification::centredLeft, false);
+    g.drawText (caption.toUpperCase(),
+                contentLeft(),
+                11,
+                getWidth() - contentLeft(),
+                16,
+                juce::Justification::centredLeft,
+                false);
 }
 
 void DockSection::paintOverChildren (juce::Graphics& g)

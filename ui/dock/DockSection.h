@@ -19,6 +19,9 @@ public:
     void setCompact (bool shouldBeCompact);
     bool isCompact() const { return compact; }
 
+    /** Where the content begins: the line at the left has its own pixel. */
+    int contentLeft() const { return lineAtLeft ? inset + 1 : inset; }
+
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
     void focusGained (FocusChangeType cause) override;

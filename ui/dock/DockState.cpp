@@ -87,13 +87,17 @@ juce::String listeningText (const DockState& state)
 
 DockLayout dockLayout (juce::Rectangle<int> area, bool compact)
 {
-    constexpr double fineToFocus = 0.55;
+    constexpr double fineToFocus = 0.55, compactFocusShare = 0.68;
     DockLayout layout;
     layout.setting = area.removeFromLeft (compact ? 172 : 196);
     layout.listen = area.removeFromRight (compact ? 176 : 196);
     if (! compact)
         layout.layers = area.removeFromRight (176);
-    layout.focus = area.removeFromLeft (juce::roundToInt (area.getWidth() / (1.0 + fineToFocus)));
+    // Each keeps its frame; what lies inside shares the width.
+    constexpr int frame = 10;
+    layout.focus = area.removeFromLeft (
+        compact ? juce::roundToInt (compactFocusShare * area.getWidth())
+                : frame + juce::roundToInt ((area.getWidth() - 2 * frame) / (1.0 + fineToFocus)));
     layout.fine = area;
     return layout;
 }

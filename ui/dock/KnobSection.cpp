@@ -3,6 +3,8 @@
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
+#include <cmath>
+
 namespace tessivar
 {
 
@@ -203,7 +205,7 @@ void KnobSection::resized()
 float KnobSection::ringRadius() const
 {
     // Outside the knob's well, which reaches to 46.5 % of its edge.
-    return 0.54f * static_cast<float> (knob.getWidth());
+    return 0.5f * static_cast<float> (knob.getWidth()) + 1.2f * settings.ringThickness;
 }
 
 float KnobSection::proportionOf (double value) const
@@ -254,14 +256,25 @@ void KnobSection::drawRing (juce::Graphics& g) const
         g.setFont (fonts::inter (11.0f));
         const auto y = centre.y + radius * 0.84f;
         const auto reach = radius * 0.92f;
-        g.drawText ("0",
-                    juce::Rectangle<float> (40.0f, 14.0f).withCentre ({ centre.x - reach + 3.0f, y }),
-                    juce::Justification::centred,
-                    false);
-        g.drawText ("100",
-                    juce::Rectangle<float> (40.0f, 14.0f).withCentre ({ centre.x + reach + 3.0f, y }),
-                    juce::Justification::centred,
-                    false);
+        // A tick that stands at an end of the scale takes the place of its figure.
+        const auto isFree = [&] (float place)
+        {
+            const auto isFar = [&] (const std::optional<double>& value)
+            { return ! value.has_value() || std::abs (proportionOf (*value) - place) > 0.04f; };
+            return ! state.available || (isFar (state.otherValue) && isFar (state.suggestedValue));
+        };
+        const auto end = [&] (const char* words, float side)
+        {
+            g.drawText (
+                words,
+                juce::Rectangle<float> (40.0f, 14.0f).withCentre ({ centre.x + side * reach + 3.0f, y }),
+                juce::Justification::centred,
+                false);
+        };
+        if (isFree (0.0f))
+            end ("0", -1.0f);
+        if (isFree (1.0f))
+            end ("100", 1.0f);
     }
 }
 
@@ -277,6 +290,7 @@ void KnobSection::drawOtherTick (juce::Graphics& g) const
     g.drawLine (tick, 5.0f);
     g.setColour (palette::textHigh);
     g.drawLine (tick, 2.0f);
+    g.setColour (palette::textMid);
     g.setFont (fonts::inter (10.0f, fonts::Weight::semibold));
     g.drawText (state.otherLetter,
                 juce::Rectangle<float> (14.0f, 14.0f).withCentre (at (radius + 13.0f)),

@@ -22,7 +22,7 @@ void LayerBars::paint (juce::Graphics& g)
 {
     DockSection::paint (g);
     constexpr float top = 38.0f, height = 90.0f, width = 19.0f, restWidth = 23.0f, gap = 5.0f;
-    auto x = static_cast<float> (inset);
+    auto x = static_cast<float> (contentLeft());
     for (std::size_t i = 0; i < layers.size(); ++i)
     {
         const auto isRest = i + 1 == layers.size();
@@ -36,8 +36,10 @@ void LayerBars::paint (juce::Graphics& g)
                     false);
         x += width + gap;
     }
-    const juce::Rectangle<float> ends (
-        static_cast<float> (inset), top + height + 24.0f, x - gap + restWidth - width - inset, 16.0f);
+    const juce::Rectangle<float> ends (static_cast<float> (contentLeft()),
+                                       top + height + 24.0f,
+                                       x - gap + restWidth - width - static_cast<float> (contentLeft()),
+                                       16.0f);
     g.setColour (palette::textLow);
     g.drawText ("Best match", ends, juce::Justification::centredLeft, false);
     g.drawText ("Worst", ends, juce::Justification::centredRight, false);

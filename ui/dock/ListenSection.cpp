@@ -48,7 +48,7 @@ void ListenButton::clicked()
 void ListenButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
     const auto look = getToggleState() && isEnabled() ? lookWhenOn : ButtonLook::standard;
-    const tessivar::ButtonState state{ isEnabled(), over, down, getToggleState() };
+    const tessivar::ButtonState state{ isEnabled(), over, down, getToggleState(), hover.amount() };
     auto area = getLocalBounds().toFloat();
     drawButtonGround (g, area, look, state, 8.0f);
 
@@ -57,7 +57,10 @@ void ListenButton::paintButton (juce::Graphics& g, bool over, bool down)
     drawIcon (g, icon, area.removeFromLeft (17.0f).withSizeKeepingCentre (17.0f, 17.0f), ink);
     area.removeFromLeft (10.0f);
     area.removeFromRight (11.0f);
-    drawKeyCap (g, area.removeFromRight (22.0f), key, ink.withMultipliedAlpha (0.85f));
+    drawKeyCap (g,
+                area.removeFromRight (22.0f),
+                key,
+                state.enabled && ! state.on ? palette::textLow : ink.withMultipliedAlpha (0.85f));
     g.setColour (ink);
     g.setFont (fonts::inter (13.0f, fonts::Weight::semibold));
     g.drawText (getButtonText(), area, juce::Justification::centredLeft, true);
@@ -138,7 +141,7 @@ void ListenSection::paint (juce::Graphics& g)
     g.setFont (fonts::inter (12.0f));
     if (! isCompact())
         g.drawFittedText (listeningText (state),
-                          { inset, 133, getWidth() - inset - 8, 34 },
+                          { contentLeft(), 133, getWidth() - contentLeft() - 8, 34 },
                           juce::Justification::topLeft,
                           2,
                           1.0f);
@@ -146,9 +149,9 @@ void ListenSection::paint (juce::Graphics& g)
 
 void ListenSection::resized()
 {
-    const auto width = getWidth() - 2 * inset;
-    bypass.setBounds (inset, 36, width, 40);
-    removed.setBounds (inset, 84, width, 40);
+    const auto width = getWidth() - contentLeft() - inset;
+    bypass.setBounds (contentLeft(), 36, width, 40);
+    removed.setBounds (contentLeft(), 84, width, 40);
 }
 
 } // namespace tessivar

@@ -21,12 +21,14 @@ public:
     void mouseUp (const juce::MouseEvent& event) override;
     void clicked() override;
     void paintButton (juce::Graphics& g, bool over, bool down) override;
+    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
     const juce::String key;
     const Icon icon;
     const ButtonLook lookWhenOn;
     bool heldByMouse = false;
+    motion::HoverFade hover{ *this };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ListenButton)
 };

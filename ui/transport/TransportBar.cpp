@@ -10,6 +10,7 @@ namespace
 {
 
 constexpr int timeLeft = 238;
+constexpr int seam = 1; // at the top; everything else is centred below it
 
 } // namespace
 
@@ -24,6 +25,8 @@ TransportBar::TransportBar (const ResourceImages& images)
         addAndMakeVisible (child);
     addChildComponent (noticeButton);
     play.setIconSize (19.0f);
+    for (auto* button : { &toStart, &loop, &follow })
+        button->setIconSize (17.0f);
     toStart.setTooltip ("To start [Home]");
     loop.setTooltip ("Loop [L]");
     follow.setTooltip ("Follow playhead [F]");
@@ -132,16 +135,16 @@ juce::Rectangle<int> TransportBar::middleArea() const
 void TransportBar::resized()
 {
     const auto centre = [&] (int x, int width)
-    { return juce::Rectangle<int> (x, (getHeight() - 36) / 2, width, 36); };
+    { return juce::Rectangle<int> (x, (getHeight() - 36) / 2 + seam, width, 36); };
     toStart.setBounds (centre (16, 40));
     play.setBounds (centre (64, 56));
     loop.setBounds (centre (128, 40));
     follow.setBounds (centre (176, 40));
 
     const auto volumeWidth = (isNarrow() ? 84 : 112) + 16;
-    meter.setBounds (getWidth() - 126, 0, 110, getHeight());
+    meter.setBounds (getWidth() - 126, seam, 110, getHeight());
     layOutPosition();
-    volume.setBounds (getWidth() - 159 - 52 - volumeWidth, (getHeight() - 28) / 2, volumeWidth, 28);
+    volume.setBounds (getWidth() - 159 - 52 - volumeWidth, (getHeight() - 28) / 2 + seam, volumeWidth, 28);
     layOutLoop();
 }
 
@@ -163,7 +166,7 @@ void TransportBar::layOutLoop()
     }
     const auto textWidth = fonts::inter (13.0f).getStringWidth (notice.text);
     noticeButton.setBounds (left + textWidth + 12 + (notice.warns ? 22 : 0),
-                            (getHeight() - 28) / 2,
+                            (getHeight() - 28) / 2 + seam,
                             noticeButton.idealWidth(),
                             28);
 }
@@ -182,8 +185,8 @@ void TransportBar::paint (juce::Graphics& g)
     paintDuration (g);
     const auto middle = middleArea();
     g.setColour (palette::line);
-    g.fillRect (middle.getX(), getHeight() / 2 - 14, 1, 28);
-    g.fillRect (getWidth() - 143, getHeight() / 2 - 14, 1, 28);
+    g.fillRect (middle.getX(), getHeight() / 2 - 14 + seam, 1, 28);
+    g.fillRect (getWidth() - 143, getHeight() / 2 - 14 + seam, 1, 28);
     if (notice.isVisible())
         paintNotice (g);
     else if (state.hasTrack)
@@ -191,13 +194,13 @@ void TransportBar::paint (juce::Graphics& g)
 
     drawIcon (g,
               Icon::speaker,
-              juce::Rectangle<int> (volume.getX() - 18, getHeight() / 2 - 8, 16, 16).toFloat(),
+              juce::Rectangle<int> (volume.getX() - 18, getHeight() / 2 - 8 + seam, 17, 17).toFloat(),
               palette::textMid);
     g.setColour (palette::textMid);
     fonts::drawTabular (g,
                         fonts::inter (12.0f),
                         volumeText (state.volumeDb),
-                        juce::Rectangle<int> (getWidth() - 159 - 60, 0, 60, getHeight()).toFloat(),
+                        juce::Rectangle<int> (getWidth() - 159 - 60, seam, 60, getHeight()).toFloat(),
                         juce::Justification::centredRight);
 }
 
@@ -218,7 +221,7 @@ void TransportBar::paintLoop (juce::Graphics& g) const
 {
     const auto middle = middleArea();
     const auto left = middle.getX() + 17;
-    const auto caption = juce::Rectangle<int> (left, getHeight() / 2 - 18, 120, 14);
+    const auto caption = juce::Rectangle<int> (left, getHeight() / 2 - 15, 120, 14);
     g.setColour (palette::textLow);
     g.setFont (fonts::caption());
     g.drawText (state.loop.has_value() && state.looping ? "LOOP" : "SELECTION",

@@ -38,6 +38,8 @@ private:
 TessivarWaveViewer::TessivarWaveViewer()
 {
     setOpaque (true);
+    setWantsKeyboardFocus (true);
+    setMouseClickGrabsKeyboardFocus (false);
     for (auto* part : std::initializer_list<juce::Component*>{ &plot, &ruler, &overview, &zoomColumn })
         addAndMakeVisible (part);
     plot.addAndMakeVisible (marker);
@@ -367,6 +369,20 @@ void TessivarWaveViewer::paint (juce::Graphics& g)
 {
     // The seams between the parts.
     g.fillAll (palette::seam);
+}
+
+void TessivarWaveViewer::focusGained (FocusChangeType cause)
+{
+    showsFocus = cause != focusChangedByMouseClick;
+    repaint();
+}
+
+void TessivarWaveViewer::paintOverChildren (juce::Graphics& g)
+{
+    if (! showsFocus || ! hasKeyboardFocus (false))
+        return;
+    g.setColour (palette::ice);
+    g.drawRect (getLocalBounds(), 2);
 }
 
 void TessivarWaveViewer::resized()

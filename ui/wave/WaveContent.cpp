@@ -57,7 +57,12 @@ void WaveContent::Layer::copyTo (std::int64_t offset, std::span<EnvelopeColumn> 
 
 void WaveContent::setTrack (WaveTrack newTrack)
 {
+    // Another name, type or level of the same signals leaves what is known of them.
+    const auto isSameSignal = newTrack.source == shown.source && newTrack.energies == shown.energies
+                              && newTrack.lengthInSamples == shown.lengthInSamples;
     shown = std::move (newTrack);
+    if (isSameSignal && shown.source != nullptr)
+        return;
     processed = nullptr;
     exactSource.clear();
     exactProcessed.clear();

@@ -27,6 +27,7 @@ enum class WaveLook
     processed,   // kept in the colour of the type, removed in ember behind it
     bypassed,    // the source light, kept faint
     removed,     // removed bright, kept dark
+    excluded,    // left out of the analysis: the source alone, dimmed
     asIs         // passed through: the source in the colour of the type
 };
 

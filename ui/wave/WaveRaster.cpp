@@ -218,6 +218,8 @@ WaveLayerColours WaveLayerColours::forLook (WaveLook look, juce::Colour typeColo
             return { palette::ember, {}, juce::Colour (0xff3a4650) };
         case WaveLook::asIs:
             return { typeColour, {}, {} };
+        case WaveLook::excluded:
+            return { palette::sourceUnanalysed.withAlpha (0.45f), {}, {} };
         case WaveLook::notAnalysed:
             break;
     }

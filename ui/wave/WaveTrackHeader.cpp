@@ -60,6 +60,7 @@ void WaveTrackHeader::setContent (const Content& newContent)
     removed.setColours (colours.source, colours.sourceEdge);
     setTitle (content.name);
     setDescription (content.facts);
+    setTooltip (content.hint);
     resized();
     repaint();
 }
@@ -94,7 +95,7 @@ void WaveTrackHeader::resized()
     if (kept.isVisible())
     {
         removed.setBounds (area.removeFromRight (removed.idealWidth()));
-        area.removeFromRight (29);
+        area.removeFromRight (27);
         kept.setBounds (area.removeFromRight (kept.idealWidth()));
         area.removeFromRight (16);
     }

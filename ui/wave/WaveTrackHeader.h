@@ -11,7 +11,7 @@ namespace tessivar
 
 /** The bar over the waveform: which track this is, what the colours mean, and the horizontal zoom. 48 pixels
     high. */
-class WaveTrackHeader : public juce::Component
+class WaveTrackHeader : public juce::Component, public juce::SettableTooltipClient
 {
 public:
     static constexpr int height = 48;
@@ -23,6 +23,7 @@ public:
         Icon icon = Icon::none;
         juce::Colour colour; // of the drum type
         WaveLook look = WaveLook::notAnalysed;
+        juce::String hint{}; // what the analysis found, in a sentence
     };
 
     WaveTrackHeader();

@@ -1,0 +1,173 @@
+#include "docs/manual/tools/ManualFacts.h"
+
+#include "app/AppSettings.h"
+#include "app/settings/PerformanceState.h"
+#include "cli/CommandTable.h"
+#include "engine/AnalysisSettings.h"
+#include "jobs/AnalyseTracks.h"
+#include "jobs/AnalysisRequest.h"
+#include "jobs/GroupTracks.h"
+#include "model/Abbreviations.h"
+#include "model/AudioIntake.h"
+#include "model/ImportWarnings.h"
+#include "model/UserFolders.h"
+#include "model/Version.h"
+#include "ui/KnobGeometry.h"
+
+namespace tessivar
+{
+
+namespace
+{
+using Json = nlohmann::ordered_json;
+
+/** "50 %", "0.2 %" */
+std::string percent (double fraction)
+{
+    const auto value = fraction * 100.0;
+    const auto isWhole = juce::approximatelyEqual (value, std::round (value));
+    return juce::String (value, isWhole ? 0 : 1).toStdString() + " %";
+}
+
+Json drumTypes()
+{
+    auto types = Json::array();
+
+    for (std::size_t i = 0; i < drumTypeChooserOrder.size(); ++i)
+    {
+        const auto type = drumTypeChooserOrder[i];
+        types.push_back ({ { "name", drumTypeDisplayName (type).toStdString() },
+                           { "word", drumTypeKey (type).toStdString() },
+                           { "key", std::to_string (i + 1) },
+                           { "list", AbbreviationTable::defaultList (type).toStdString() },
+                           { "analysed", isRenderedType (type) } });
+    }
+
+    return types;
+}
+
+Json startValues()
+{
+    const ReadAheadSettings readAhead;
+    auto sizes = std::string ("Automatic");
+
+    for (const auto size : interfaceSizes)
+        if (size > 0)
+            sizes += ", " + std::to_string (size) + " %";
+
+    const juce::PropertySet settings;
+    return { { "focusA", percent (static_cast<double> (startKnobsA.focus) / 5.0) },
+             { "fineA", percent (static_cast<double> (startKnobsA.fine)) },
+             { "focusB", percent (static_cast<double> (startKnobsB.focus) / 5.0) },
+             { "fineB", percent (static_cast<double> (startKnobsB.fine)) },
+             { "cliFocus", juce::String (defaultFocus, 0).toStdString() },
+             { "cliFine", juce::String (defaultFine, 0).toStdString() },
+             { "seed", std::to_string (method::defaultSeed) },
+             { "method", separationMethodKey (defaultMethod (settings)).toStdString() },
+             { "readAheadSeconds", juce::String (readAhead.seconds, 0).toStdString() },
+             { "readAheadFrames", std::to_string (readAhead.framesPerRead) },
+             { "interfaceSizes", sizes } };
+}
+
+Json limits()
+{
+    std::string rates;
+
+    for (const auto rate : supportedSampleRates)
+        rates += (rates.empty()                         ? ""
+                  : rate == supportedSampleRates.back() ? " and "
+                                                        : ", ")
+                 + juce::String (rate / 1000.0, rate % 1000 == 0 ? 0 : 1).toStdString();
+
+    return { { "sampleRates", rates + " kHz" },
+             { "smallestTrack", std::to_string (intakeBlockLength) },
+             { "largeGroup", std::to_string (largeGroupTracks) },
+             { "dragPixels", juce::String (KnobDrag::pixelsForRange, 0).toStdString() },
+             { "fineDragPixels", juce::String (KnobDrag::finePixelsForRange, 0).toStdString() },
+             { "wheelStep", percent (KnobDrag::wheelStep) },
+             { "fineWheelStep", percent (KnobDrag::fineWheelStep) } };
+}
+
+Json folders()
+{
+    const juce::File home ("/home/you");
+    const auto user = UserFolders::below (home);
+    const auto from = [&] (const juce::File& file)
+    { return file.getFullPathName().replace (home.getFullPathName(), "~").toStdString(); };
+    return { { "settingsFile", from (user.settingsFile()) },
+             { "recovery", from (user.recovery()) },
+             { "damagedSettings", from (user.damagedSettings()) },
+             { "cacheTemporary", from (user.cache.getChildFile ("tmp")) },
+             { "sharedTemporary", sharedTemporaryFolder().getFullPathName().toStdString() } };
+}
+
+Json messages()
+{
+    using W = ImportWarnings;
+    Json texts = Json::object();
+    const auto add = [&] (const char* name, int code) { texts[name] = warningMessage (code).toStdString(); };
+    add ("differentBitDepths", W::differentBitDepths);
+    add ("differentSampleRate", W::differentSampleRate);
+    add ("missing", W::missing);
+    add ("unreadable", W::unreadable);
+    add ("shorterThanGroup", W::shorterThanGroup);
+    add ("unsupportedSampleRate", W::unsupportedSampleRate);
+    add ("shortDuration", W::shortDuration);
+    add ("tooShort", W::tooShort);
+    add ("longDuration", W::longDuration);
+    add ("largeGroup", W::largeGroup);
+
+    GroupContents hiHatAlone;
+    hiHatAlone.add (DrumType::hiHat, false);
+    texts["hiHatAlone"] = analysisRefusal (hiHatAlone, true).toStdString();
+    texts["noCloseMicrophone"] = analysisRefusal (GroupContents(), true).toStdString();
+    texts["notChanged"] = analysisRefusal (hiHatAlone, false).toStdString();
+    texts["analysisFailed"] = analysisFailedText;
+    return texts;
+}
+} // namespace
+
+nlohmann::ordered_json valueFacts()
+{
+    return { { "version", programVersion() },
+             { "drumTypes", drumTypes() },
+             { "overheadList", AbbreviationTable::defaultList (DrumType::oh).toStdString() },
+             { "start", startValues() },
+             { "limit", limits() },
+             { "folder", folders() },
+             { "message", messages() } };
+}
+
+nlohmann::ordered_json commandLineFacts()
+{
+    Json commands = Json::object(), exitCodes = Json::array();
+    const auto namesOf = [] (std::span<const OptionSpec> options)
+    {
+        auto names = Json::array();
+
+        for (const auto& option : options)
+            names.push_back (option.name);
+
+        return names;
+    };
+
+    for (const auto& command : commandTable())
+    {
+        auto options = namesOf (command.options);
+
+        for (const auto& option : commonOptions())
+            options.push_back (option.name);
+
+        commands[std::string (command.name)] = { { "summary", command.summary }, { "options", options } };
+    }
+
+    for (const auto& code : exitCodeTable())
+        exitCodes.push_back ({ { "code", code.code }, { "meaning", code.meaning } });
+
+    return { { "name", programName },
+             { "commands", commands },
+             { "programOptions", namesOf (programOptions()) },
+             { "exitCodes", exitCodes } };
+}
+
+} // namespace tessivar

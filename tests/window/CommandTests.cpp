@@ -1,0 +1,269 @@
+#include "tests/window/FakePrograms.h"
+
+#include "app/MainWindow.h"
+#include "app/system/ProgramLog.h"
+#include "ui/TessivarLookAndFeel.h"
+
+#include <catch2/catch.hpp>
+
+#include <cstdlib>
+#include <set>
+
+using namespace tessivar;
+
+namespace
+{
+/** The program's real window with a user who answers its dialogs as told, on the screen of the test. */
+class WindowRig : private juce::Timer
+{
+public:
+    WindowRig()
+    {
+        home.createDirectory();
+        test::writeFakePrograms (home);
+        const auto path = home.getChildFile ("bin").getFullPathName() + ":" + oldPath;
+        ::setenv ("PATH", path.toRawUTF8(), 1);
+        juce::LookAndFeel::setDefaultLookAndFeel (&look);
+        window = std::make_unique<MainWindow> (resources, folders, log);
+        workspace().suppressWarning (ImportWarnings::shortDuration);
+        window->content().onQuit = [this] { ++quits; };
+        window->content().onToggleFullScreen = [this] { ++fullScreens; };
+        scrim = findScrim();
+        startTimer (5);
+    }
+
+    ~WindowRig() override
+    {
+        stopTimer();
+        window.reset();
+        juce::LookAndFeel::setDefaultLookAndFeel (nullptr);
+        ::setenv ("PATH", oldPath.toRawUTF8(), 1);
+        home.deleteRecursively();
+    }
+
+    /** Invokes a command as a menu does, and returns when all that follows from it is over. */
+    void perform (int command)
+    {
+        told.clear();
+        REQUIRE (window->content().getCommands().manager().invokeDirectly (command, false));
+        settle();
+    }
+
+    void settle()
+    {
+        // Behind what the command has posted; dialogs and jobs are loops inside that.
+        auto reached = false;
+        juce::MessageManager::callAsync ([&] { reached = true; });
+
+        while (! reached)
+            REQUIRE (juce::MessageManager::getInstance()->runDispatchLoopUntil (10));
+    }
+
+    void chooserAnswers (const juce::StringArray& paths) const
+    {
+        test::writeChooserAnswers (home, { paths });
+    }
+
+    [[nodiscard]] juce::String lastChooser() const
+    {
+        const auto lines =
+            juce::StringArray::fromLines (home.getChildFile ("chooser.log").loadFileAsString().trimEnd());
+        return lines[lines.size() - 1];
+    }
+
+    [[nodiscard]] juce::String lastOpened() const
+    {
+        const auto lines =
+            juce::StringArray::fromLines (home.getChildFile ("opened.log").loadFileAsString().trimEnd());
+        return lines[lines.size() - 1];
+    }
+
+    TessivarWorkspace& workspace() { return window->content().getWorkspace(); }
+    Group::Ptr group() { return workspace().selectedGroup(); }
+
+    juce::StringArray told; // titles of the dialogs since the last command
+    juce::String answer;    // the button to press; else the safe one
+    int quits = 0, fullScreens = 0;
+    const juce::File home = juce::File::createTempFile ("");
+    const juce::File resources{ TESSIVAR_BIN_DIR "/Resources" };
+
+private:
+    DialogScrim* findScrim()
+    {
+        for (auto* child : window->content().getChildren())
+            if (auto* found = dynamic_cast<DialogScrim*> (child))
+                return found;
+
+        return nullptr;
+    }
+
+    void timerCallback() override
+    {
+        auto* top = scrim->getTop();
+
+        if (top == nullptr || dynamic_cast<ProgressDialog*> (top) != nullptr)
+            return;
+
+        told.add (top->getTitle());
+
+        for (int i = 0; i < top->getNumButtons(); ++i)
+            if (top->getButton (i).getButtonText() == answer)
+            {
+                top->choose (i);
+                return;
+            }
+
+        top->escape();
+    }
+
+    const juce::String oldPath = juce::SystemStats::getEnvironmentVariable ("PATH", {});
+    const juce::ScopedJuceInitialiser_GUI toolkit;
+    const UserFolders folders = UserFolders::below (home);
+    ProgramLog log{ folders.logs() };
+    TessivarLookAndFeel look{ resources };
+    std::unique_ptr<MainWindow> window;
+    DialogScrim* scrim = nullptr;
+};
+
+juce::File demoFile (const char* name)
+{
+    return juce::File (TESSIVAR_SOURCE_DIR "/demo").getChildFile (name);
+}
+} // namespace
+
+TEST_CASE ("All commands are performed", "[window][commands]")
+{
+    WindowRig rig;
+    const auto file = rig.home.getChildFile ("A.dls"), out = rig.home.getChildFile ("out");
+    out.createDirectory();
+    const auto numExported = [&] { return out.getNumberOfChildFiles (juce::File::findFiles, "*.wav"); };
+    std::set<int> performed;
+    const auto perform = [&] (int command)
+    {
+        INFO ("command " << command);
+        performed.insert (command);
+        rig.perform (command);
+    };
+    const auto choosing = [&] (int command, const juce::StringArray& paths)
+    {
+        rig.chooserAnswers (paths);
+        perform (command);
+    };
+
+    // With nothing open there is nothing to export.
+    for (const auto command : { commandId::exportTrack,
+                                commandId::exportGroup,
+                                commandId::exportAllGroups,
+                                commandId::exportTrackByKey,
+                                commandId::exportGroupByKey,
+                                commandId::exportAllGroupsByKey })
+    {
+        perform (command);
+        CHECK (rig.told == juce::StringArray{ "Warning" });
+    }
+
+    perform (commandId::newGroup);
+    REQUIRE (rig.workspace().numGroups() == 1);
+    choosing (commandId::importTracks,
+              { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
+    CHECK (rig.lastChooser().contains ("Select files to import..."));
+    CHECK (rig.group()->numTracks() == 2);
+    choosing (commandId::importTracksByKey, { demoFile ("Floor.flac").getFullPathName() });
+    REQUIRE (rig.group()->numTracks() == 3);
+    rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
+    perform (commandId::analyzeGroup);
+    REQUIRE (rig.group()->isAnalysed());
+    perform (commandId::analyzeGroups); // nothing has changed, which the summary says
+    CHECK (rig.told == juce::StringArray{ "Analyze Group(s)" });
+
+    const auto track = rig.group()->track (0);
+    const auto before = track->selectedSetting();
+    perform (commandId::toggleSetting);
+    CHECK (rig.group()->track (0)->selectedSetting() != before);
+    perform (commandId::playStop); // without a device it is quiet
+
+    choosing (commandId::exportTrack, { out.getChildFile ("one.wav").getFullPathName() });
+    CHECK (numExported() == 1);
+    choosing (commandId::exportTrackByKey, { out.getChildFile ("two.wav").getFullPathName() });
+    CHECK (numExported() == 2);
+    choosing (commandId::exportGroup, { out.getFullPathName() });
+    CHECK (numExported() == 5);
+    rig.answer = "Overwrite";
+
+    for (const auto command :
+         { commandId::exportGroupByKey, commandId::exportAllGroups, commandId::exportAllGroupsByKey })
+    {
+        choosing (command, { out.getFullPathName() });
+        CHECK (rig.told.contains ("Warning"));
+        CHECK (numExported() == 5);
+    }
+
+    rig.answer = {};
+    choosing (commandId::saveGroup, { file.getFullPathName() });
+    REQUIRE (file.existsAsFile());
+    choosing (commandId::saveGroupAs, { file.getSiblingFile ("B.dls").getFullPathName() });
+    CHECK (file.getSiblingFile ("B.dls").existsAsFile());
+    rig.group()->rename ("Other");
+    perform (commandId::saveAllGroups);
+    CHECK_FALSE (rig.group()->hasUnsavedChanges());
+    choosing (commandId::openGroups, { file.getFullPathName() });
+    CHECK (rig.workspace().numGroups() == 2);
+
+    // The track picker takes what it shows.
+    rig.answer = "Import";
+
+    for (const auto command : { commandId::importFromGroup, commandId::importFromGroupByKey })
+    {
+        const auto count = rig.group()->numTracks();
+        choosing (command, { file.getFullPathName() });
+        CHECK (rig.told.contains ("Import From Group (" + juce::String ("Group 1") + ")"));
+        CHECK (rig.group()->numTracks() == count + 3);
+    }
+
+    rig.answer = {};
+    const auto folder = rig.home.getChildFile ("Take 2");
+    folder.createDirectory();
+    REQUIRE (out.getChildFile ("one.wav").copyFileTo (folder.getChildFile ("Kick.wav")));
+    choosing (commandId::importFolders, { folder.getFullPathName() });
+    CHECK (rig.workspace().numGroups() == 3);
+    choosing (commandId::importFoldersByKey, { folder.getFullPathName() });
+    CHECK (rig.workspace().numGroups() == 4);
+
+    perform (commandId::settings);
+    CHECK (rig.told == juce::StringArray{ "Settings" });
+    perform (commandId::about);
+    CHECK (rig.told == juce::StringArray{ "About tessivar" });
+    perform (commandId::onlineHelp);
+    CHECK (rig.lastOpened().startsWith ("https://"));
+
+    for (const auto& [command, name] :
+         { std::pair{ commandId::quickStartGuide, "tessivarQuickStartGuide.pdf" },
+           std::pair{ commandId::documentation, "tessivarManual.pdf" } })
+    {
+        perform (command);
+
+        if (rig.resources.getChildFile (name).existsAsFile())
+            CHECK (rig.lastOpened() == rig.resources.getChildFile (name).getFullPathName());
+        else
+            CHECK (rig.told == juce::StringArray{ "Warning" });
+    }
+
+    perform (commandId::warnings);
+    CHECK (rig.told.isEmpty());
+    perform (commandId::filesDropped);
+    CHECK (rig.told.isEmpty());
+    perform (commandId::toggleFullscreen);
+    CHECK (rig.fullScreens == 1);
+
+    // The group with unsaved tracks is asked about and kept, then let go.
+    const auto numGroups = rig.workspace().numGroups();
+    perform (commandId::closeSelectedGroup);
+    CHECK (rig.workspace().numGroups() == numGroups);
+    rig.answer = "Close Without Saving";
+    perform (commandId::closeSelectedGroup);
+    CHECK (rig.workspace().numGroups() == numGroups - 1);
+    perform (commandId::quit);
+    CHECK (rig.quits == 1);
+
+    CHECK (performed == std::set<int> (servedCommands().begin(), servedCommands().end()));
+}

@@ -1,0 +1,55 @@
+#include "tests/window/ProgramRun.h"
+#include "tests/window/VirtualScreen.h"
+
+#define CATCH_CONFIG_RUNNER
+#include <catch2/catch.hpp>
+
+#include <iostream>
+
+namespace tessivar::test
+{
+
+namespace
+{
+constexpr int skipped = 77; // as ctest is told in the CMake file
+
+std::string& displayName()
+{
+    static std::string name;
+    return name;
+}
+} // namespace
+
+const std::string& testDisplay()
+{
+    return displayName();
+}
+
+int run (int argc, char* argv[])
+{
+    if (const auto missing = VirtualScreen::missingPrograms(); ! missing.isEmpty())
+    {
+        std::cout << "window: skipped, not installed: " << missing.joinIntoString (", ") << std::endl;
+        return skipped;
+    }
+
+    const VirtualScreen screen;
+    const XClient client (screen.name());
+
+    if (screen.name().empty() || ! client.isConnected()
+        || ! waitUntil ([&] { return client.hasWindowManager(); }, 20000))
+    {
+        std::cout << "window: skipped, Xvfb or openbox does not start" << std::endl;
+        return skipped;
+    }
+
+    displayName() = screen.name();
+    return Catch::Session().run (argc, argv);
+}
+
+} // namespace tessivar::test
+
+int main (int argc, char* argv[])
+{
+    return tessivar::test::run (argc, argv);
+}
