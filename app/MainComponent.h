@@ -62,7 +62,7 @@ public:
     void resized() override;
     bool keyPressed (const juce::KeyPress& key) override;
 
-    bool isInterestedInFileDrag (const juce::StringArray&) override { return ! isBlocked(); }
+    bool isInterestedInFileDrag (const juce::StringArray&) override { return true; }
     void fileDragEnter (const juce::StringArray& files, int x, int y) override;
     void fileDragExit (const juce::StringArray& files) override;
     void filesDropped (const juce::StringArray& files, int x, int y) override;

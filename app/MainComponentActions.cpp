@@ -304,8 +304,14 @@ void MainComponent::dropPaths (const juce::StringArray& paths, const Group::Ptr&
     juce::MessageManager::callAsync (
         [this, paths, target, self = juce::Component::SafePointer<juce::Component> (this)]
         {
-            if (self == nullptr || isBlocked())
+            if (self == nullptr)
                 return;
+
+            if (isBlocked())
+            {
+                waitingPaths.addArray (paths); // for when the dialog or the job in front is over
+                return;
+            }
 
             work.importInputs (filesOf (paths), target);
             refresh();
@@ -314,6 +320,9 @@ void MainComponent::dropPaths (const juce::StringArray& paths, const Group::Ptr&
 
 void MainComponent::fileDragEnter (const juce::StringArray& files, int, int)
 {
+    if (isBlocked())
+        return;
+
     dropOverlay.setTexts ("Release to make a new group",
                           juce::String (files.size()) + (files.size() == 1 ? " file" : " files"));
     dropOverlay.setVisible (! empty.isVisible());

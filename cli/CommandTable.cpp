@@ -47,8 +47,8 @@ constexpr OptionSpec methodOption{
     .value = "METHOD",
     .kind = ValueKind::analysisMethod,
     .help = "How the tracks are analysed: standard, or refined, which models the leakage between the "
-            "microphones, removes much more of it, suggests a focus for each track and takes two to "
-            "three times as long. Default: standard.",
+            "microphones, removes much more of it, suggests a focus for each track and takes about "
+            "twice as long. Default: standard.",
 };
 
 constexpr OptionSpec typeOption{

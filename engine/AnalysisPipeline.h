@@ -25,7 +25,7 @@ struct AnalysisTrack
 enum class AnalysisMethod
 {
     standard,
-    refined // seeded start, and layers from an interference model over all microphones; takes two to three times as long
+    refined // seeded start, and layers from an interference model over all microphones; takes about twice as long
 };
 
 struct AnalysisOptions

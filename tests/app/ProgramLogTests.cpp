@@ -70,4 +70,18 @@ TEST_CASE ("Diagnostics hide names of files and folders", "[app][diagnostics]")
     CHECK (withoutPaths ("'/a' and '/b c'").containsNonWhitespaceChars());
     CHECK_FALSE (withoutPaths ("'/secret' and '/b secret'").contains ("secret"));
     CHECK (withoutPaths ("48 kHz, A/B") == "48 kHz, A/B");
+
+    const TemporaryFolder temporary;
+    const juce::File secret (juce::String (temporary.name()) + "/secret session");
+    TessivarWorkspace workspace (nullptr, UserFolders::below (secret));
+    DiagnosticsRequest request{ .workspace = workspace,
+                                .resourceFolder = secret,
+                                .soundDevice = "No audio device",
+                                .soundTypes = { "JACK" },
+                                .screen = "1920 x 1080",
+                                .logLines = { "Loading " + secret.getFullPathName() + "/Take.dls" } };
+    CHECK_FALSE (diagnosticsText (request).contains ("secret"));
+    CHECK (diagnosticsText (request).contains ("Sound: No audio device"));
+    request.withPaths = true;
+    CHECK (diagnosticsText (request).contains (secret.getFullPathName() + "/Take.dls"));
 }
