@@ -1,0 +1,162 @@
+#include "cli/GroupRunSteps.h"
+
+namespace tessivar
+{
+
+void GroupRun::takeSuggestions()
+{
+    for (auto& track : session)
+        if (track.setting.focus == suggestedValue)
+            track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+}
+
+bool GroupRun::readTracks()
+{
+    if (! request.analyses())
+        return true;
+
+    const auto start = secondsNow();
+    const auto opened = TemporaryStore::open (request.temporaryFolder, store);
+    if (opened.failed())
+        return fail (exitCode::analysisFailed, opened.getErrorMessage());
+
+    if (request.isFromGroupFile())
+        return true; // its audio is read from the group file itself
+
+    std::vector<SessionTrack> readSession;
+    std::vector<ReportedTrack> readReports;
+    double done = 0.0;
+    progress.beginStage ("Reading");
+
+    for (const auto& checked : checkedFiles)
+    {
+        if (stopRequested())
+            return interrupted();
+
+        auto watch = control();
+        const auto numFiles = static_cast<double> (checkedFiles.size());
+        watch.setProgress = [&] (double fraction) { progress.setProgress ((done + fraction) / numFiles); };
+        auto outcome = importFile (checked.file, sampleRate, warnings, store.get(), watch);
+        done += 1.0;
+
+        if (outcome.intake.cancelled)
+            return interrupted();
+        if (outcome.intake.storageFailed)
+            return fail (exitCode::analysisFailed, outcome.intake.reason);
+        if (! outcome.intake.accepted() || outcome.tracks.size() != checked.numTracks)
+        {
+            refuse (checked.file.getFullPathName(),
+                    outcome.intake.code,
+                    outcome.intake.accepted() ? pathOf (checked.file) + ": the file changed while it was read"
+                                              : outcome.intake.reason);
+            progress.beginStage ("Reading");
+            continue;
+        }
+
+        for (std::size_t i = 0; i < checked.numTracks; ++i)
+        {
+            auto& track = outcome.tracks[i];
+            const auto& decided = session[checked.firstTrack + i];
+            track.drumType = decided.drumType;
+            track.excluded = decided.excluded;
+            track.setting = decided.setting;
+            readSession.push_back (std::move (track));
+
+            readReports.push_back (report.tracks[checked.firstTrack + i]);
+            readReports.back().nonFiniteSamples = outcome.intake.tracks[i].nonFiniteSamples;
+        }
+        addNotes (outcome.intake.notes);
+    }
+
+    session = std::move (readSession);
+    report.tracks = std::move (readReports);
+    report.readingSeconds = secondsNow() - start;
+
+    if (session.empty())
+        return fail (exitCode::inputRefused, "there is no usable audio file");
+    return true;
+}
+
+void GroupRun::prepareGroup()
+{
+    if (! request.isFromGroupFile())
+    {
+        group.name = request.saves() ? request.saveFile.getFileNameWithoutExtension()
+                                     : session.front().sourceFile.getParentDirectory().getFileName();
+
+        for (const auto& track : session)
+        {
+            group.tracks.push_back (trackStateOf (track));
+            group.tracks.back().id = static_cast<std::uint32_t> (group.tracks.size());
+        }
+    }
+
+    group.method = separationMethodOf (method());
+
+    for (std::size_t i = 0; i < session.size(); ++i)
+    {
+        auto& record = group.tracks[i].record;
+        const auto& setting = session[i].setting;
+        group.tracks[i].excluded = session[i].excluded;
+
+        if (record.drumType() != session[i].drumType)
+            record.setDrumType (session[i].drumType);
+
+        // A knob that waits for the analysis stands where one stands that nobody turned.
+        record.setKnobs (record.selected(),
+                         setting.focus == suggestedValue ? startKnobsA
+                                                         : KnobValues{ setting.focus, setting.fine });
+    }
+}
+
+bool GroupRun::analyse()
+{
+    if (! request.analyses())
+        return true;
+
+    // The data files and the spectra take next to no time; the first tenth of the progress says nothing yet.
+    constexpr double cheapFraction = 0.1;
+    const auto start = secondsNow();
+    progress.beginStage ("Analysing", cheapFraction);
+    prepareGroup();
+    const auto result = analyseGroup (group, analyseOptions(), *store, control());
+    const auto& outcome = result.outcome;
+    report.analysisSeconds = secondsNow() - start;
+
+    if (outcome.status == AnalyseStatus::completed)
+    {
+        applyAnalysis (group, result);
+        adoptAnalysis();
+        return true;
+    }
+    if (outcome.status == AnalyseStatus::stopped)
+        return interrupted();
+
+    auto text = outcome.message;
+    if (outcome.reason.isNotEmpty() && outcome.reason != text)
+        text << (text.isEmpty() ? "" : " (") << printable (outcome.reason) << (text.isEmpty() ? "" : ")");
+    return fail (outcome.status == AnalyseStatus::refused ? exitCode::inputRefused : exitCode::analysisFailed,
+                 text);
+}
+
+void GroupRun::adoptAnalysis()
+{
+    for (std::size_t i = 0; i < session.size(); ++i)
+    {
+        const auto name = session[i].name;
+        const auto wanted = session[i].setting;
+        session[i] = sessionTrackOf (group.tracks[i]);
+        session[i].name = name;
+        session[i].setting = wanted;
+    }
+
+    takeSuggestions();
+
+    for (std::size_t i = 0; i < session.size(); ++i)
+    {
+        auto& record = group.tracks[i].record;
+        record.setKnobs (record.selected(), { session[i].setting.focus, session[i].setting.fine });
+    }
+}
+
+} // namespace tessivar

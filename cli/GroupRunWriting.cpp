@@ -1,0 +1,122 @@
+#include "cli/GroupRunSteps.h"
+
+#include "model/groupfile/GroupFileSaving.h"
+
+#include <algorithm>
+
+namespace tessivar
+{
+
+bool GroupRun::write()
+{
+    if (! request.writesAudio())
+        return true;
+
+    const auto start = secondsNow();
+    const bool folderExisted = request.outFolder.isDirectory();
+
+    progress.beginStage ("Writing");
+    const auto written = exportTracks (session, exportOptions(), control());
+    ExportReport components;
+    if (request.components && ! written.stopped)
+    {
+        progress.beginStage ("Components");
+        components = exportComponents (session, exportOptions(), control());
+    }
+    progress.finish();
+    report.writingSeconds = secondsNow() - start;
+    report.log = written.log;
+    report.log.addArray (components.log);
+
+    if (written.stopped || components.stopped)
+    {
+        removeNewFiles (written, components, folderExisted);
+        return interrupted();
+    }
+
+    int numWritten = 0, numFailed = 0;
+    for (std::size_t i = 0; i < session.size(); ++i)
+    {
+        auto& reported = report.tracks[i];
+        reported.output = written.tracks[i];
+        if (written.tracks[i].written)
+        {
+            reported.outputFile = written.tracks[i].file;
+            ++numWritten;
+        }
+        else if (! reported.isSourceItself)
+        {
+            tell (written.tracks[i].error);
+            ++numFailed;
+        }
+    }
+    for (const auto& error : components.errors)
+    {
+        tell (error);
+        ++numFailed;
+    }
+    report.componentFiles = components.componentFiles;
+
+    if (numFailed > 0)
+        report.exitCode = numWritten == 0 ? exitCode::outputFailed : exitCode::someFailed;
+    else
+        report.exitCode = report.refused.empty() ? exitCode::done : exitCode::someFailed;
+    return true;
+}
+
+void GroupRun::save()
+{
+    if (! request.saves())
+        return;
+
+    const auto start = secondsNow();
+    progress.beginStage ("Saving");
+    const auto made = request.saveFile.getParentDirectory().createDirectory();
+    SavedGroup saved;
+    const auto outcome =
+        made.failed()
+            ? made
+            : saveGroup ({ .state = group, .target = request.saveFile, .currentFile = groupFile },
+                         saved,
+                         { .shouldStop = context.stopRequested,
+                           .setProgress = [this] (double fraction) { progress.setProgress (fraction); } });
+    report.savingSeconds = secondsNow() - start;
+
+    if (outcome.wasOk())
+    {
+        report.savedFile = request.saveFile;
+        report.savedBytes = saved.bytesWritten;
+        return;
+    }
+
+    if (stopRequested())
+    {
+        interrupted();
+        return;
+    }
+
+    tell (outcome.getErrorMessage());
+    const auto wroteAudio = std::any_of (report.tracks.begin(),
+                                         report.tracks.end(),
+                                         [] (const ReportedTrack& track)
+                                         { return track.output.has_value() && track.output->written; });
+    report.exitCode = wroteAudio ? exitCode::someFailed : exitCode::outputFailed;
+}
+
+void GroupRun::removeNewFiles (const ExportReport& written,
+                               const ExportReport& components,
+                               bool folderExisted)
+{
+    std::vector<juce::File> files = components.componentFiles;
+    for (const auto& track : written.tracks)
+        if (track.written)
+            files.push_back (track.file);
+
+    for (const auto& file : files)
+        if (std::find (replacedFiles.begin(), replacedFiles.end(), file) == replacedFiles.end())
+            file.deleteFile();
+    if (! folderExisted && request.outFolder.getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0)
+        request.outFolder.deleteFile();
+}
+
+} // namespace tessivar
