@@ -14,25 +14,17 @@ namespace
 {
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 
-// Where the mask takes more than half of a track and no output of the standard method resembles the rest, only leakage was
-// found: a drum that plays, however seldom, is seen by both.
-constexpr double mostlyMaskedDb = -4.0, doubtfulMatchDb = 10.0;
-
-// Below this no output of the standard method holds the masked drum at all.
-constexpr double contradictionDb = 3.0;
+// Below this no output of the standard method holds the masked drum: mask and outputs contradict each other, as where a drum never
+// plays. Drums that play were seen from 4.4 dB on.
+constexpr double contradictionDb = 4.0;
 
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the second goes.
 constexpr double inaudibleDb = 46.0, audibleDb = 42.0;
 
-double bestStandardMatch (const TrackAnalysis& analysis)
+bool isContradictory (const TrackAnalysis& analysis)
 {
-    return *std::max_element (analysis.focusMatchDb.begin() + 1, analysis.focusMatchDb.end());
-}
-
-bool hasNoDrum (const TrackAnalysis& analysis)
-{
-    return analysis.maskedEnergyDb < emptyTrackDb
-           || (analysis.maskedEnergyDb < mostlyMaskedDb && bestStandardMatch (analysis) < doubtfulMatchDb);
+    const auto& matches = analysis.focusMatchDb;
+    return *std::max_element (matches.begin() + 1, matches.end()) < contradictionDb;
 }
 
 /** Of the standard outputs by Focus, and of the masked track. */
@@ -123,14 +115,14 @@ void conclude (const MatchSums& sums, TrackAnalysis& analysis)
     // The lowest value that has the whole effect; nothing where no drum was found to keep.
     const auto best = analysis.bestFocusUpTo.back();
     const auto isLeft =
-        sums.energy[0] <= 0.0 || hasNoDrum (analysis) || bestStandardMatch (analysis) < contradictionDb;
+        sums.energy[0] <= 0.0 || analysis.maskedEnergyDb < emptyTrackDb || isContradictory (analysis);
     analysis.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
 }
 } // namespace
 
 double supportedEffect (const TrackAnalysis& analysis)
 {
-    if (bestStandardMatch (analysis) < contradictionDb)
+    if (isContradictory (analysis))
         return 0.0;
 
     return std::clamp ((inaudibleDb - analysis.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
