@@ -19,7 +19,7 @@ constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this foun
 constexpr double contradictionDb = 4.0;
 
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the second goes.
-constexpr double inaudibleDb = 46.0, audibleDb = 42.0;
+constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
 
 bool isContradictory (const TrackAnalysis& analysis)
 {

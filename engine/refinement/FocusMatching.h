@@ -10,7 +10,7 @@ namespace tessivar::refinement
 [[nodiscard]] bool matchFocus (RefinementRun& run, std::size_t track, ProgressRange progress);
 
 /** How much of what the layers take away goes, 0..1; call after matchFocus. 0 where the evidence contradicts itself, and where
-    so little would go (46 dB below the track) that the mask errs more than it mends; 1 from 42 dB on. */
+    so little would go (45 dB below the track) that the mask errs more than it mends; 1 from 42 dB on. */
 [[nodiscard]] double supportedEffect (const TrackAnalysis& analysis);
 
 } // namespace tessivar::refinement

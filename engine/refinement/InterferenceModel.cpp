@@ -17,9 +17,8 @@ constexpr std::size_t frameBlock = 256; // u and w of eight tracks fit the first
 constexpr int numUpdates = 5;
 constexpr std::size_t framesPerPeak = 16;
 
-// A hit is heard in another microphone as a rise too. What already sounds there may waver by half without counting.
+// A hit is heard in another microphone as a rise too.
 constexpr std::size_t riseFrames = 3; // so that the means of three frames don't overlap
-constexpr float steadyFactor = 1.5f, riseTolerance = 2.0f;
 
 /** Two microphones on the same kind of drum hear the same drum: neither is leakage of the other. */
 bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
@@ -28,7 +27,9 @@ bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
 }
 } // namespace
 
-InterferenceModel::InterferenceModel (std::span<const std::uint32_t> drumTypes, std::size_t frames)
+InterferenceModel::InterferenceModel (std::span<const std::uint32_t> drumTypes,
+                                      std::size_t frames,
+                                      std::span<const RiseRule> rulesToUse)
     : numTracks (drumTypes.size()), numFrames (frames),
       numLoud (std::min (frames, std::max (std::size_t{ 8 }, frames / 50))), // two in a hundred
       types (drumTypes.begin(), drumTypes.end()), gain (numTracks * numTracks), bound (gain.size()),
@@ -37,6 +38,8 @@ InterferenceModel::InterferenceModel (std::span<const std::uint32_t> drumTypes, 
       peaks ((std::max (frames / framesPerPeak, std::size_t{ 1 }) + 15) / 16 * 16), loudest (frames),
       ratios (numLoud)
 {
+    rules.assign (rulesToUse.begin(), rulesToUse.end());
+    rules.resize (gain.size());
 }
 
 void InterferenceModel::findLoudest (const float* power)
@@ -127,15 +130,17 @@ void InterferenceModel::boundByRises (std::size_t drum, const float* power, std:
             continue;
 
         const auto* other = power + i * rowStride;
+        const auto& rule = rules[i * numTracks + drum];
 
         for (std::size_t n = 0; n < onsets.size(); ++n)
         {
             const auto t = onsets[n];
-            ratios[n] = std::max (0.0f, other[t] - steadyFactor * other[t - riseFrames])
+            ratios[n] = std::max (0.0f, other[t] - rule.steadyFactor * other[t - riseFrames])
                         / std::max (rise (t), 1.0e-20f);
         }
 
-        limit = std::min (limit, riseTolerance * quantile (std::span (ratios).first (onsets.size()), 0.5));
+        limit = std::min (
+            limit, rule.tolerance * quantile (std::span (ratios).first (onsets.size()), rule.quantile));
     }
 }
 

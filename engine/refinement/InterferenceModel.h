@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisControl.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "engine/refinement/RiseRules.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,9 +23,12 @@ namespace tessivar
 class InterferenceModel
 {
 public:
-    /** drumTypes of the M tracks that take part, numFrames frames; owns scratch of about 2 * M * 256 floats
-        and M * numFrames indices. One for each worker. */
-    InterferenceModel (std::span<const std::uint32_t> drumTypes, std::size_t numFrames);
+    /** drumTypes of the M tracks that take part, numFrames frames, M * M rules for the bounds of the gains
+        (without them the wariest holds for all); owns scratch of about 2 * M * 256 floats and M * numFrames
+        indices. One for each worker. */
+    InterferenceModel (std::span<const std::uint32_t> drumTypes,
+                       std::size_t numFrames,
+                       std::span<const RiseRule> rules = {});
 
     /** Rows of frames of one bin: power V_i and first estimate P_i of the own drum, M rows each, rowStride
         floats apart, 64-byte aligned, with room up to a multiple of 256 frames. On return source holds the
@@ -56,6 +60,7 @@ private:
 
     const std::size_t numTracks, numFrames, numLoud;
     std::vector<std::uint32_t> types;
+    std::vector<RiseRule> rules;
     std::vector<float> gain, bound, floors;
     std::vector<double> numerators, denominators;
     AlignedBuffer reciprocals, quotients, peaks;

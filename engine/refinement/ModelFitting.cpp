@@ -155,6 +155,8 @@ bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, Pr
     for (const auto& track : run.tracks)
         types.push_back (track.drumType);
 
+    const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
+    const auto rules = riseRules (run.totals, run.tracks.size(), numFrames);
     const auto room = binsOfBlock (run.shape, run.tracks.size());
 
     // One worker sums up a band, bin after bin, so that the sums don't depend on their number. The upper
@@ -164,7 +166,7 @@ bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, Pr
                         [&] (std::size_t item, Workspace& w)
                         {
                             const auto band = run.bands.count() - 1 - item;
-                            InterferenceModel model (types, static_cast<std::size_t> (run.shape.numFrames));
+                            InterferenceModel model (types, numFrames, rules);
 
                             for (auto first = run.bands.firstBin (band); first < run.bands.endBin (band);
                                  first += room)

@@ -1,5 +1,6 @@
 #include "engine/refinement/PowerGathering.h"
 
+#include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
 
 #include <algorithm>
@@ -62,6 +63,7 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
     }
 
     auto& sum = w.gains;
+    auto* totals = run.totals.data() + static_cast<std::int64_t> (i) * shape.numFrames + frames.first;
 
     for (std::int64_t t = 0; t < frames.size(); ++t)
     {
@@ -73,6 +75,7 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
         for (std::size_t f = 0; f < shape.binStride; ++f)
             sum[f] = p[f] + firstEstimateFloor * v[f];
 
+        totals[t] = static_cast<float> (kernels::rowSum (v, shape.binStride));
         kernels::splitFloats (power.data() + at, fine.data() + at, v, shape.binStride);
         kernels::packPowers (own.data() + at, sum.data(), shape.binStride);
     }
@@ -88,6 +91,7 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
 bool gatherPowers (RefinementRun& run, ProgressRange progress)
 {
     const auto numTracks = run.tracks.size();
+    run.totals.assign (numTracks * static_cast<std::size_t> (run.shape.numFrames), 0.0f);
     return run.forEach (static_cast<std::size_t> (run.shape.numSegments) * numTracks,
                         progress,
                         [&] (std::size_t item, Workspace& w)

@@ -101,6 +101,9 @@ public:
     AlignedBuffer window;
     PackedPlanes planes;
 
+    /** Power of whole frames of every track, shape.numFrames each: what powerPlane() holds, summed up. */
+    std::vector<float> totals;
+
 private:
     WorkerPool& pool;
     const std::function<void (double)>& progress;

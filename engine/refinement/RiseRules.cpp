@@ -1,0 +1,111 @@
+#include "engine/refinement/RiseRules.h"
+
+#include "engine/refinement/Statistics.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr RiseRule wary{ 1.5f, 2.0f, 0.5 }, usual{ 1.25f, 2.0f, 0.65 }, trusting{ 1.1f, 1.5f, 0.8 };
+
+// Of whole frames, in dB: the median rise in one microphone, in parts of the rise in the other.
+constexpr double heardPairDb = -45.0;                  // this drum is heard in this microphone
+constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the other drums in a microphone
+constexpr double sameDrumDb = -6.0;                    // so loud is no leakage: both hear one drum
+constexpr double unheardDb = -90.0;
+
+constexpr std::size_t riseFrames = 3; // so that the means of three frames don't overlap
+
+/** Frames in which a track becomes loud: of its loudest ones the half that rises most. */
+std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
+{
+    const auto rise = [own] (std::uint32_t t)
+    { return t < riseFrames ? 0.0f : own[t] - own[t - riseFrames]; };
+    std::vector<std::uint32_t> frames (own.size());
+
+    for (std::size_t t = 0; t < frames.size(); ++t)
+        frames[t] = static_cast<std::uint32_t> (t);
+
+    const auto keepLargest = [&frames] (std::size_t count, auto value)
+    {
+        const auto larger = [value] (std::uint32_t a, std::uint32_t b)
+        { return value (a) > value (b) || (! (value (a) < value (b)) && a < b); };
+        std::nth_element (
+            frames.begin(), frames.begin() + static_cast<std::ptrdiff_t> (count) - 1, frames.end(), larger);
+        frames.resize (count);
+    };
+
+    if (frames.empty())
+        return frames;
+
+    keepLargest (std::min (frames.size(), std::max (std::size_t{ 20 }, frames.size() / 20)),
+                 [own] (std::uint32_t t) { return own[t]; });
+    keepLargest ((frames.size() + 1) / 2, rise);
+    std::erase_if (frames, [&] (std::uint32_t t) { return rise (t) <= 0.0f; });
+    return frames;
+}
+
+double
+medianRiseDb (std::span<const float> own, std::span<const float> other, std::span<const std::uint32_t> onsets)
+{
+    if (onsets.empty())
+        return unheardDb;
+
+    std::vector<float> ratios (onsets.size());
+    std::transform (onsets.begin(),
+                    onsets.end(),
+                    ratios.begin(),
+                    [&] (std::uint32_t t)
+                    {
+                        return std::max (0.0f, other[t] - wary.steadyFactor * other[t - riseFrames])
+                               / (own[t] - own[t - riseFrames]);
+                    });
+    const auto median = static_cast<double> (quantile (ratios, 0.5));
+    return std::clamp (10.0 * std::log10 (median + 1.0e-30), unheardDb, 0.0);
+}
+} // namespace
+
+std::vector<RiseRule> riseRules (std::span<const float> totals, std::size_t numTracks, std::size_t numFrames)
+{
+    const auto row = [&] (std::size_t i) { return totals.subspan (i * numFrames, numFrames); };
+    std::vector<double> heard (numTracks * numTracks, unheardDb);
+
+    for (std::size_t j = 0; j < numTracks; ++j)
+    {
+        const auto onsets = onsetsOf (row (j));
+
+        for (std::size_t i = 0; i < numTracks; ++i)
+            if (i != j)
+                heard[i * numTracks + j] = medianRiseDb (row (j), row (i), onsets);
+    }
+
+    std::vector<RiseRule> rules (numTracks * numTracks, wary);
+
+    for (std::size_t i = 0; i < numTracks; ++i)
+    {
+        auto loudest = unheardDb;
+
+        for (std::size_t j = 0; j < numTracks; ++j)
+            if (const auto db = heard[i * numTracks + j]; i != j && db < sameDrumDb)
+                loudest = std::max (loudest, db);
+
+        for (std::size_t j = 0; j < numTracks; ++j)
+        {
+            auto& rule = rules[i * numTracks + j];
+
+            if (loudest >= wellHeardDb || heard[i * numTracks + j] >= heardPairDb)
+                rule = trusting;
+            else if (loudest >= heardDb)
+                rule = usual;
+        }
+    }
+
+    return rules;
+}
+
+} // namespace tessivar
