@@ -22,6 +22,7 @@ void MainComponent::wireCommands()
 {
     commands.onPerform = [this] (int action) { performAction (action); };
     commands.isActive = [this] (int action) { return canPerform (action); };
+    scrim.addKeyListener (&quitKey);
     commands.recentFiles = [this]
     {
         std::vector<RecentMenuEntry> entries;
@@ -273,6 +274,18 @@ void MainComponent::wireWork()
 {
     empty.onImport = [this] { performAction (commandId::importTracks); };
     empty.onOpen = [this] { performAction (commandId::openGroups); };
+    const auto demo = resources.getChildFile ("demo");
+    empty.setHasDemo (demo.isDirectory());
+    empty.onDemo = [this, demo]
+    {
+        // Its dialogs come when the click is over.
+        juce::MessageManager::callAsync (
+            [this, demo, self = juce::Component::SafePointer<juce::Component> (this)]
+            {
+                if (self != nullptr)
+                    openPaths ({ demo.getFullPathName() });
+            });
+    };
     empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
 
     work.onNotice =

@@ -85,7 +85,7 @@ juce::String findingsSentence (const TrackState& track)
     const auto focus = *track.findings.suggestedFocus;
 
     if (focus == 0.0)
-        return "Its own drum hardly plays, or most of the track would go: best left as it is.";
+        return "No drum was found that could be kept apart: it hardly plays, or most of the track would go.";
 
     const auto level = juce::roundToInt (track.findings.leakageDb);
     const auto place =

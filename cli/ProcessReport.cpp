@@ -283,7 +283,8 @@ juce::StringArray hintsFor (const ProcessReport& report)
     }
     if (! withoutDrum.isEmpty())
         hints.add (withoutDrum.joinIntoString (", ")
-                   + ": its own drum hardly plays, or most of the track would go. The suggestion is to "
+                   + ": no drum was found that could be kept apart: it hardly plays, or most of the track "
+                     "would go. The suggestion is to "
                      "leave it as it is.");
     if (! faint.isEmpty())
         hints.add ("Hardly anything is left of " + faint.joinIntoString (", ")

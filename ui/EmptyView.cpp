@@ -24,20 +24,26 @@ juce::String utf8 (const char* text)
 
 EmptyView::EmptyView()
     : import (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
-      open (utf8 ("Open Group(s)\xe2\x80\xa6"))
+      open (utf8 ("Open Group(s)\xe2\x80\xa6")), demo ("Open the demo session", ButtonLook::text)
 {
     setTitle ("Start");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     addAndMakeVisible (import);
     addAndMakeVisible (open);
-    import.onClick = [this] { if (onImport != nullptr) onImport();
-};
-open.onClick = [this]
-{
-    if (onOpen != nullptr)
-        onOpen();
-};
-} // namespace tessivar
+    addChildComponent (demo);
+    demo.setTooltip ("Opens a group of example tracks");
+    const auto calls = [] (std::function<void()>& callback)
+    {
+        return [&callback]
+        {
+            if (callback != nullptr)
+                callback();
+        };
+    };
+    import.onClick = calls (onImport);
+    open.onClick = calls (onOpen);
+    demo.onClick = calls (onDemo);
+}
 
 void EmptyView::setHovered (bool shouldBeHovered)
 {
@@ -66,6 +72,9 @@ void EmptyView::resized()
     const auto left = getWidth() / 2 - total / 2;
     import.setBounds (left, y, 172, 36);
     open.setBounds (left + 182, y, 145, 36);
+    demo.setSize (160, 28);
+    const auto width = demo.idealWidth();
+    demo.setBounds (zone().getCentreX() - width / 2, contentTop() + 302, width, 28);
 }
 
 void EmptyView::paint (juce::Graphics& g)

@@ -5,14 +5,19 @@
 namespace tessivar
 {
 
-/** What stands in the centre while no Group is open: the drop zone, two buttons and the five steps. */
+/** What stands in the centre while no Group is open: the drop zone, two buttons and the five steps; and, where there is
+    one, an offer to open the demo session.
+*/
 class EmptyView : public juce::Component, public juce::FileDragAndDropTarget
 {
 public:
     EmptyView();
 
-    std::function<void()> onImport, onOpen;
+    std::function<void()> onImport, onOpen, onDemo;
     std::function<void (const juce::StringArray&)> onFilesDropped;
+
+    /** Whether there is a demo session to open; until told so there is none. */
+    void setHasDemo (bool shouldHaveDemo) { demo.setVisible (shouldHaveDemo); }
 
     /** Files hover over the window. */
     void setHovered (bool shouldBeHovered);
@@ -32,7 +37,7 @@ private:
     void paintSteps (juce::Graphics& g) const;
 
     bool hovered = false;
-    ActionButton import, open;
+    ActionButton import, open, demo;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (EmptyView)
 };
