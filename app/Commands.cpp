@@ -78,6 +78,12 @@ std::span<const int> itemsOf (int menuIndex)
     }
 }
 
+juce::KeyPress keyOf (const CommandEntry& entry)
+{
+    const auto shift = entry.withShift ? juce::ModifierKeys::shiftModifier : 0;
+    return { entry.key, juce::ModifierKeys (juce::ModifierKeys::commandModifier | shift), 0 };
+}
+
 juce::PopupMenu recentMenu (const std::vector<RecentMenuEntry>& files)
 {
     juce::PopupMenu menu;
@@ -116,10 +122,16 @@ void describeCommand (int id, juce::ApplicationCommandInfo& info)
     info.setInfo (entry->name, entry->description, "General", 0);
 
     if (entry->key != 0)
-    {
-        const auto shift = entry->withShift ? juce::ModifierKeys::shiftModifier : 0;
-        info.addDefaultKeypress (entry->key, juce::ModifierKeys::commandModifier | shift);
-    }
+        info.defaultKeypresses.add (keyOf (*entry));
+}
+
+juce::KeyPress keyOfAction (int id)
+{
+    for (const auto& entry : entries)
+        if (entry.key != 0 && actionOf (entry.id) == actionOf (id))
+            return keyOf (entry);
+
+    return {};
 }
 
 int actionOf (int id)

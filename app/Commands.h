@@ -64,6 +64,9 @@ struct CommandEntry
 [[nodiscard]] std::span<const CommandEntry> commandEntries();
 [[nodiscard]] const CommandEntry* findCommandEntry (int id);
 
+/** The key that performs a command's action, its own or that of its pair; not a valid key where there is none. */
+[[nodiscard]] juce::KeyPress keyOfAction (int commandId);
+
 /** The commands that the main component serves, in this order: all but "Close All Groups", which is described and in the
     File menu's list, but not served; so the framework neither shows it nor binds its key.
 */

@@ -304,8 +304,9 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     options.resourceFolder = resources;
     options.numThreads = analysisThreads (workspace.settings());
     const auto state = group->state();
+    const auto share = state.method == SeparationMethod::refined ? standardShare : 1.0;
     const auto end = runner.run ("Analyzing " + group->name(),
-                                 analysisStages(),
+                                 analysisStages (method::numIterations, share),
                                  [&] (const JobRunner::Watch& watch)
                                  { result = analyseGroup (state, options, *temporary, controlOf (watch)); });
 

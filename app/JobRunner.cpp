@@ -51,7 +51,7 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     while (! finished)
     {
         state.progress = progress;
-        state.status = stopRequested ? juce::String ("Stopping...") : juce::String();
+        state.status = stopRequested ? juce::String ("Stopping...") : stageActivity (state);
         state.secondsLeft =
             stopRequested ? std::nullopt
                           : estimateSecondsLeft (state.progress,

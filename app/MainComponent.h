@@ -111,6 +111,7 @@ private:
     [[nodiscard]] bool canPerform (int action) const;
     void performKey (WindowKey key, const juce::KeyPress& press);
     void giveToDialog (const juce::KeyPress& key);
+    bool quitInSpiteOfDialog (const juce::KeyPress& key);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
     void turnKnobs (std::optional<float> focus, std::optional<float> fine);
     void nudgeKnob (bool isFocus, float fraction);
@@ -153,6 +154,22 @@ private:
     TransportBar transport;
     EmptyView empty;
     DropOverlay dropOverlay;
+
+    /** Of the window's keys a dialog keeps all but the one for quitting. */
+    class QuitKey final : public juce::KeyListener
+    {
+    public:
+        explicit QuitKey (MainComponent& ownerToUse) : owner (ownerToUse) {}
+        bool keyPressed (const juce::KeyPress& key, juce::Component*) override
+        {
+            return owner.quitInSpiteOfDialog (key);
+        }
+
+    private:
+        MainComponent& owner;
+    };
+
+    QuitKey quitKey{ *this };
     DialogScrim scrim;
     TessivarTooltipWindow tooltips;
 

@@ -115,7 +115,13 @@ bool MainComponent::canPerform (int action) const
 void MainComponent::performAction (int action)
 {
     if (isBlocked())
+    {
+        // As the close button in the frame: it stops a job that is in front.
+        if (action == commandId::quit && onQuit)
+            onQuit();
+
         return;
+    }
 
     const auto group = selectedGroup();
 

@@ -16,7 +16,9 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
     // Text fields have taken their keys by now; a dialog keeps the window's from working.
     if (isBlocked())
     {
-        giveToDialog (key);
+        if (! quitInSpiteOfDialog (key))
+            giveToDialog (key);
+
         return ! key.isKeyCode (juce::KeyPress::tabKey); // the toolkit's: the next control of the dialog
     }
 
@@ -27,6 +29,16 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
     }
 
     return false;
+}
+
+bool MainComponent::quitInSpiteOfDialog (const juce::KeyPress& key)
+{
+    if (! isBlocked()
+        || commands.manager().getKeyMappings()->findCommandForKeyPress (key) != commandId::quit)
+        return false;
+
+    performAction (commandId::quit);
+    return true;
 }
 
 void MainComponent::giveToDialog (const juce::KeyPress& key)

@@ -1,5 +1,7 @@
+#include "app/DrumLooks.h"
 #include "app/MainComponent.h"
 #include "app/OpenExternally.h"
+#include "ui/Palette.h"
 
 #include <algorithm>
 
@@ -34,13 +36,92 @@ enum MenuItem
     firstType = 100
 };
 
+/** An entry with the key that does the same beside its words. */
+juce::PopupMenu::Item entry (int id, const juce::String& text, const juce::KeyPress& key = {})
+{
+    juce::PopupMenu::Item item (text);
+    item.itemID = id;
+    item.shortcutKeyDescription = key.isValid() ? key.getTextDescription() : juce::String();
+    return item;
+}
+
 void addUndoItems (juce::PopupMenu& menu, juce::UndoManager& undo)
 {
+    const auto named = [] (const char* action, const juce::String& what)
+    { return what.isEmpty() ? juce::String (action) : action + (" " + what); };
+    menu.addSeparator();
+    menu.addItem (entry (undoIt, named ("Undo", undo.getUndoDescription()), keyOf (WindowKey::undo))
+                      .setEnabled (undo.canUndo()));
+    menu.addItem (entry (redoIt, named ("Redo", undo.getRedoDescription()), keyOf (WindowKey::redo))
+                      .setEnabled (undo.canRedo()));
+}
+
+juce::PopupMenu typeMenu (DrumType current)
+{
+    juce::PopupMenu menu;
+
+    for (int i = 0; i < static_cast<int> (drumTypeChooserOrder.size()); ++i)
+    {
+        const auto type = drumTypeChooserOrder[static_cast<std::size_t> (i)];
+        const auto look = drumLookOf (type);
+        auto item = entry (firstType + i, drumTypeDisplayName (type));
+        item.shortcutKeyDescription = juce::String (i + 1); // see drumTypeIndexOf
+        item.image = iconDrawable (drumIcon (look), 16.0f, drumColour (look));
+        item.isTicked = type == current;
+        menu.addItem (std::move (item));
+    }
+
+    return menu;
+}
+
+juce::PopupMenu trackMenu (const Track& track, const Player& player, juce::UndoManager& undo)
+{
+    const auto isWhole = player.playsWholeGroup();
+    juce::PopupMenu menu;
+    menu.addItem (entry (include, "Include in analysis", keyOf (WindowKey::includeOrExclude))
+                      .setTicked (! track.isExcluded()));
+    menu.addSubMenu ("Drum type", typeMenu (track.drumType()));
+    menu.addSeparator();
+    menu.addItem (copyAToB, "Copy A to B");
+    menu.addItem (copyBToA, "Copy B to A");
+    menu.addItem (applyToType, "Apply to all of this type");
+    menu.addSeparator();
+    menu.addItem (solo, "Solo in the group", isWhole, player.isSolo (track.id()));
+    menu.addItem (mute, "Mute in the group", isWhole, player.isMuted (track.id()));
+    menu.addItem (equalLoudness, "A and B equally loud", true, player.matchesLoudness());
+    menu.addSeparator();
+    menu.addItem (duplicate, "Duplicate track");
+    menu.addItem (entry (
+        exportIt, juce::String::fromUTF8 ("Export Track\xe2\x80\xa6"), keyOfAction (commandId::exportTrack)));
+    menu.addItem (showSource, "Show source file", track.state().sourceFile.existsAsFile());
     menu.addSeparator();
     menu.addItem (
-        undoIt, undo.canUndo() ? "Undo " + undo.getUndoDescription() : juce::String ("Undo"), undo.canUndo());
-    menu.addItem (
-        redoIt, undo.canRedo() ? "Redo " + undo.getRedoDescription() : juce::String ("Redo"), undo.canRedo());
+        entry (remove, "Remove from group", keyOf (WindowKey::removeTrack)).setColour (palette::danger));
+    addUndoItems (menu, undo);
+    return menu;
+}
+
+juce::PopupMenu groupMenu (Group& group, const Player& player)
+{
+    juce::PopupMenu menu, methods;
+    methods.addItem (methodStandard, "Standard", true, group.method() == SeparationMethod::standard);
+    methods.addItem (
+        methodRefined, "Refined, with a suggested Focus", true, group.method() == SeparationMethod::refined);
+    menu.addItem (entry (rename, "Rename", keyOf (WindowKey::renameGroup)));
+    menu.addItem (playAll, "Play all tracks together", true, player.playsWholeGroup());
+    menu.addSeparator();
+    menu.addSubMenu ("Method of analysis", methods);
+    menu.addItem (entry (analyze, "Analyze Group", keyOfAction (commandId::analyzeGroup)));
+    menu.addItem (entry (
+        exportIt, juce::String::fromUTF8 ("Export Group\xe2\x80\xa6"), keyOfAction (commandId::exportGroup)));
+    menu.addSeparator();
+    menu.addItem (entry (save, "Save Group", keyOfAction (commandId::saveGroup)));
+    menu.addItem (entry (
+        saveAs, juce::String::fromUTF8 ("Save Group as\xe2\x80\xa6"), keyOfAction (commandId::saveGroupAs)));
+    menu.addSeparator();
+    menu.addItem (closeIt, "Close group");
+    addUndoItems (menu, group.undo());
+    return menu;
 }
 } // namespace
 
@@ -57,32 +138,7 @@ void MainComponent::showTrackMenu (std::uint32_t trackId, juce::Point<int> posit
     if (std::find (ids.begin(), ids.end(), trackId) == ids.end())
         ids = { trackId };
 
-    juce::PopupMenu menu, types;
-
-    for (int i = 0; i < static_cast<int> (drumTypeChooserOrder.size()); ++i)
-    {
-        const auto type = drumTypeChooserOrder[static_cast<std::size_t> (i)];
-        types.addItem (firstType + i, drumTypeDisplayName (type), true, track->drumType() == type);
-    }
-
-    const auto hasSource = track->state().sourceFile.existsAsFile();
-    menu.addItem (include, "Include in analysis", true, ! track->isExcluded());
-    menu.addSubMenu ("Drum type", types);
-    menu.addSeparator();
-    menu.addItem (copyAToB, "Copy A to B");
-    menu.addItem (copyBToA, "Copy B to A");
-    menu.addItem (applyToType, "Apply to all of this type");
-    menu.addItem (duplicate, "Duplicate track");
-    menu.addSeparator();
-    menu.addItem (solo, "Solo in the group", player.playsWholeGroup(), player.isSolo (trackId));
-    menu.addItem (mute, "Mute in the group", player.playsWholeGroup(), player.isMuted (trackId));
-    menu.addItem (equalLoudness, "A and B equally loud", true, player.matchesLoudness());
-    menu.addSeparator();
-    menu.addItem (exportIt, juce::String::fromUTF8 ("Export Track\xe2\x80\xa6"));
-    menu.addItem (showSource, "Show source file", hasSource);
-    menu.addItem (remove, "Remove from group");
-    addUndoItems (menu, group->undo());
-
+    auto menu = trackMenu (*track, player, group->undo());
     menu.showMenuAsync (
         juce::PopupMenu::Options().withTargetScreenArea ({ position.x, position.y, 1, 1 }),
         [this, group, track, ids, self = juce::Component::SafePointer<juce::Component> (this)] (int item)
@@ -132,21 +188,7 @@ void MainComponent::showGroupMenu (const Group::Ptr& group, juce::Point<int> pos
     if (isBlocked())
         return;
 
-    juce::PopupMenu menu, methods;
-    methods.addItem (methodStandard, "Standard", true, group->method() == SeparationMethod::standard);
-    methods.addItem (
-        methodRefined, "Refined, with a suggested Focus", true, group->method() == SeparationMethod::refined);
-    menu.addItem (rename, "Rename");
-    menu.addSubMenu ("Method of analysis", methods);
-    menu.addItem (playAll, "Play all tracks together", true, player.playsWholeGroup());
-    menu.addItem (analyze, "Analyze Group");
-    menu.addItem (exportIt, juce::String::fromUTF8 ("Export Group\xe2\x80\xa6"));
-    menu.addSeparator();
-    menu.addItem (save, "Save Group");
-    menu.addItem (saveAs, juce::String::fromUTF8 ("Save Group as\xe2\x80\xa6"));
-    menu.addItem (closeIt, "Close group");
-    addUndoItems (menu, group->undo());
-
+    auto menu = groupMenu (*group, player);
     menu.showMenuAsync (juce::PopupMenu::Options().withTargetScreenArea ({ position.x, position.y, 1, 1 }),
                         [this, group, self = juce::Component::SafePointer<juce::Component> (this)] (int item)
                         {

@@ -16,10 +16,12 @@ struct Entry
     WindowKey key;
 };
 
-std::optional<WindowKey> lookUp (int code, int modifiers)
+constexpr int none = 0, shift = juce::ModifierKeys::shiftModifier, alt = juce::ModifierKeys::altModifier,
+              command = juce::ModifierKeys::commandModifier;
+
+// Built when first asked for: the toolkit's key codes are no constants.
+const auto& windowKeys()
 {
-    constexpr int none = 0, shift = juce::ModifierKeys::shiftModifier, alt = juce::ModifierKeys::altModifier,
-                  command = juce::ModifierKeys::commandModifier;
     static const std::array entries{
         Entry{ juce::KeyPress::spaceKey, none, K::playOrStop },
         Entry{ 'A', none, K::toggleSetting },
@@ -75,7 +77,12 @@ std::optional<WindowKey> lookUp (int code, int modifiers)
         Entry{ 'Z', command | shift, K::redo },
     };
 
-    for (const auto& entry : entries)
+    return entries;
+}
+
+std::optional<WindowKey> lookUp (int code, int modifiers)
+{
+    for (const auto& entry : windowKeys())
         if (entry.code == code && entry.modifiers == modifiers)
             return entry.key;
 
@@ -98,6 +105,16 @@ std::optional<WindowKey> windowKeyFor (const juce::KeyPress& key)
         code += 'A' - 'a';
 
     return lookUp (code, modifiers);
+}
+
+juce::KeyPress keyOf (WindowKey key)
+{
+    for (const auto& entry : windowKeys())
+        if (entry.key == key)
+            return { entry.code, juce::ModifierKeys (entry.modifiers), 0 };
+
+    jassertfalse;
+    return {};
 }
 
 int drumTypeIndexOf (const juce::KeyPress& key)

@@ -37,7 +37,7 @@ enum class WindowKey
     nextTrack,
     previousGroup,
     nextGroup,
-    drumType, // see drumTypeKeyOf
+    drumType, // see drumTypeIndexOf
     includeOrExclude,
     removeTrack,
     renameGroup,
@@ -61,6 +61,9 @@ enum class WindowKey
 };
 
 [[nodiscard]] std::optional<WindowKey> windowKeyFor (const juce::KeyPress& key);
+
+/** The key that a menu names beside what this does: the first of several. Not for WindowKey::drumType. */
+[[nodiscard]] juce::KeyPress keyOf (WindowKey key);
 
 /** 0 to 6 for the keys 1 to 7: a drum type in the chooser's order. -1 for any other key. */
 [[nodiscard]] int drumTypeIndexOf (const juce::KeyPress& key);

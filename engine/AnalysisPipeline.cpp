@@ -20,7 +20,6 @@ namespace tessivar
 namespace
 {
 constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
-constexpr double standardShare = 0.45;       // of the time of a refined analysis
 
 /** Passes progress on, but never a value below an earlier one. */
 class RisingProgress

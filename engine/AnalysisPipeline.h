@@ -28,6 +28,9 @@ enum class AnalysisMethod
     refined // seeded start, and layers from an interference model over all microphones; takes about twice as long
 };
 
+/** The part of a refined analysis' progress in which the standard one runs, 0..1; the refinement is the rest. */
+inline constexpr double standardShare = 0.45;
+
 struct AnalysisOptions
 {
     AnalysisMethod method = AnalysisMethod::standard;

@@ -47,7 +47,7 @@ GroundColours bareGround (ButtonState state)
 
 GroundColours groundColours (ButtonLook look, ButtonState state)
 {
-    if (look == ButtonLook::bare)
+    if (look == ButtonLook::bare || look == ButtonLook::text)
         return bareGround (state);
     if (! state.enabled)
         return standardGround (state);
@@ -69,6 +69,7 @@ GroundColours groundColours (ButtonLook look, ButtonState state)
         case ButtonLook::danger:
         case ButtonLook::quiet:
         case ButtonLook::bare:
+        case ButtonLook::text:
             break;
     }
     return standardGround (state);
@@ -128,6 +129,8 @@ juce::Colour buttonInk (ButtonLook look, ButtonState state)
             return palette::danger;
         case ButtonLook::quiet:
             return palette::textLow;
+        case ButtonLook::text:
+            return state.over ? palette::textHigh : palette::textLow;
         case ButtonLook::bare:
             return state.on ? palette::ice : (state.over ? palette::textHigh : palette::textMid);
         case ButtonLook::standard:

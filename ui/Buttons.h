@@ -15,6 +15,7 @@ enum class ButtonLook
     danger,   // dark with red words: throws something away
     quiet,    // dark with low words: a state rather than an offer
     bare,     // no ground until hovered; on: tinted ice with an edge
+    text,     // low words without a ground until hovered: an offer that stands back
     playing,  // the play button while it plays
     bypassOn, // white
     removedOn // ember

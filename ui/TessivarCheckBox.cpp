@@ -11,6 +11,15 @@ namespace
 constexpr int dotEdge = 20; // logical pixels; 40 in the images
 constexpr float socketDiameter = 13.0f;
 
+/** Stands in for an image that is not there: what is lit must never look like what is not. */
+void drawPlainDot (juce::Graphics& g, bool isLit, bool isActive, float opacity)
+{
+    const auto disc = juce::Rectangle<int> (2 * dotEdge, 2 * dotEdge).toFloat();
+    const auto unlit = isActive ? palette::textLow : palette::line;
+    g.setColour ((isLit ? palette::ice : unlit).withMultipliedAlpha (opacity));
+    g.fillEllipse (disc.withSizeKeepingCentre (14.0f, 14.0f));
+}
+
 } // namespace
 
 TessivarCheckBox::TessivarCheckBox (const ResourceImages& images, const juce::String& buttonText)
@@ -35,14 +44,19 @@ void TessivarCheckBox::paintButton (juce::Graphics& g, bool highlighted, bool do
 {
     const auto active = highlighted || down;
     const auto& image = getToggleState() ? (active ? onHighlighted : on) : (active ? offHighlighted : off);
-    g.setOpacity (isEnabled() ? 1.0f : 0.4f);
-    g.drawImageAt (image, 0, 0);
+    const auto opacity = isEnabled() ? 1.0f : 0.4f;
+    g.setOpacity (opacity);
+    if (image.isValid())
+        g.drawImageAt (image, 0, 0);
+    else
+        drawPlainDot (g, getToggleState(), active, opacity);
 
     if (getButtonText().isNotEmpty())
     {
-        g.setColour (juce::Colour (0xfff5f5f5).withMultipliedAlpha (isEnabled() ? 1.0f : 0.4f));
+        g.setColour (juce::Colour (0xfff5f5f5).withMultipliedAlpha (opacity));
         g.setFont (fonts::inter (2.0f * 13.0f));
-        const auto left = std::max (off.getWidth(), on.getWidth());
+        const auto left =
+            on.isValid() || off.isValid() ? std::max (off.getWidth(), on.getWidth()) : 2 * dotEdge;
         g.drawText (
             getButtonText(), left, 2, getWidth(), getHeight(), juce::Justification::centredLeft, false);
     }

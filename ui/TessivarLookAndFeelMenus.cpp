@@ -27,14 +27,17 @@ juce::Font keyFont()
     return fonts::inter (11.0f, fonts::Weight::medium);
 }
 
-/** "Ctrl+Shift+S" for what the toolkit calls "ctrl + shift + S"; other words stay as they are. */
+/** "Ctrl+Shift+S" for what the toolkit calls "ctrl + shift + S", "Delete" for "delete". */
 juce::String keyName (const juce::String& description)
 {
-    if (! description.contains (" + "))
-        return description;
+    // Split at the signs with spaces around them: a plus sign may be the key itself.
     juce::StringArray parts;
-    for (const auto& part : juce::StringArray::fromTokens (description.replace (" + ", "+"), "+", {}))
+    for (auto rest = description; rest.isNotEmpty();)
+    {
+        const auto part = rest.upToFirstOccurrenceOf (" + ", false, false);
         parts.add (part.substring (0, 1).toUpperCase() + part.substring (1));
+        rest = rest.substring (part.length() + 3);
+    }
     return parts.joinIntoString ("+");
 }
 

@@ -47,7 +47,7 @@ private:
     SettingsCombo method{ "Method of new groups" };
     TextBlock methodHint{
         TextBlock::Kind::hint,
-        "Refined models how drums leak into other microphones; it takes 3 to 4 times as long."
+        "Refined models how drums leak into other microphones; it takes about twice as long."
     };
     TextBlock pieceLabel{ TextBlock::Kind::label, "Piece size" };
     SettingsCombo piece{ "Piece size" };

@@ -131,6 +131,13 @@ TEST_CASE ("Keys of the window", "[app][keys]")
     CHECK (drumTypeIndexOf (juce::KeyPress ('5', none, '5')) == 4);
     CHECK (drumTypeIndexOf (juce::KeyPress ('5', with (juce::ModifierKeys::commandModifier), 0)) == -1);
 
+    // What a menu names beside an entry, the key of a pair's other command included.
+    CHECK (keyOf (WindowKey::redo).getTextDescription() == "ctrl + shift + Z");
+    CHECK (keyOf (WindowKey::removeTrack) == juce::KeyPress (juce::KeyPress::deleteKey));
+    CHECK (keyOfAction (commandId::exportTrack).getTextDescription() == "ctrl + E");
+    CHECK (keyOfAction (commandId::saveGroupAs).getTextDescription() == "ctrl + shift + S");
+    CHECK_FALSE (keyOfAction (commandId::settings).isValid());
+
     // Keys of commands, and Ctrl+W, are not the window's.
     for (const auto letter : { 'w', 's', 'o', 'x', 'a', 'b' })
         CHECK_FALSE (windowKeyFor (juce::KeyPress (letter, with (juce::ModifierKeys::commandModifier), 0))

@@ -1,6 +1,7 @@
 #include "tests/ui/GallerySamples.h"
 #include "tests/ui/Snapshots.h"
 
+#include "ui/EmptyView.h"
 #include "ui/Palette.h"
 #include "ui/TessivarCheckBox.h"
 #include "ui/TessivarComboBox.h"
@@ -12,6 +13,8 @@
 #include "ui/transport/TransportBar.h"
 
 #include <catch2/catch.hpp>
+
+#include <array>
 
 namespace tessivar
 {
@@ -160,13 +163,34 @@ TEST_CASE ("Control pictures", "[ui][controls]")
         CHECK (meter.getState().readout() == "25dB");
     }
 
-    SECTION ("a check box glows when it is on")
+    SECTION ("a check box glows when it is on, with its images and without")
     {
-        TessivarCheckBox box (fixture.images);
-        box.layOut ({ 0, 0, 20, 20 });
-        CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() < 0.4f);
-        box.setToggleState (true, juce::dontSendNotification);
-        CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() > 0.9f);
+        const ResourceImages none (test::shippedResources().getChildFile ("none"));
+        for (const auto* images : std::array<const ResourceImages*, 2>{ &fixture.images, &none })
+        {
+            TessivarCheckBox box (*images);
+            box.layOut ({ 0, 0, 20, 20 });
+            CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() < 0.4f);
+            box.setToggleState (true, juce::dontSendNotification);
+            CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() > 0.9f);
+        }
+    }
+
+    SECTION ("the empty window offers the demo session only where there is one, clear of everything else")
+    {
+        EmptyView empty;
+        empty.setSize (723, 556); // the smallest window's
+        auto opened = 0;
+        empty.onDemo = [&] { ++opened; };
+        auto& demo = *empty.getChildComponent (2);
+        CHECK_FALSE (demo.isVisible());
+        const auto before = test::snapshot (empty);
+        for (int y = demo.getY(); y < demo.getBottom(); ++y)
+            CHECK (test::isNear (before.getPixelAt (empty.getWidth() / 2, y), juce::Colour (0xff1a1f27), 16));
+        empty.setHasDemo (true);
+        CHECK (demo.isVisible());
+        dynamic_cast<juce::Button&> (demo).onClick();
+        CHECK (opened == 1);
     }
 
     SECTION ("the plain panels show what they are given")

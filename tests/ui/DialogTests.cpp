@@ -10,9 +10,38 @@
 namespace tessivar
 {
 
+namespace
+{
+
+/** Notes what a component asks to have painted anew. */
+struct RepaintRecorder : juce::CachedComponentImage
+{
+    explicit RepaintRecorder (juce::RectangleList<int>& areasToFill) : areas (areasToFill) {}
+
+    void paint (juce::Graphics&) override {}
+    bool invalidateAll() override
+    {
+        areas.add (0, 0, 10000, 10000);
+        return true;
+    }
+    bool invalidate (const juce::Rectangle<int>& area) override
+    {
+        areas.add (area);
+        return true;
+    }
+    void releaseResources() override {}
+
+    juce::RectangleList<int>& areas;
+};
+
+} // namespace
+
 TEST_CASE ("Progress", "[ui][dialogs]")
 {
-    ProgressState state{ analysisStages(), 0.35, "Separating, pass 37 of 75", {} };
+    ProgressState state{ analysisStages (75), 0.35, "Separating, pass 37 of 75", {} };
+    CHECK (stageActivity (state) == "Separating, pass 38 of 75");
+    CHECK (stageActivity ({ analysisStages (75), 0.6, {}, {} }).startsWith ("Building"));
+    CHECK (stageActivity ({ analysisStages (75, 0.5), 0.175, {}, {} }) == "Separating, pass 38 of 75");
 
     SECTION ("belongs to one stage at a time")
     {
@@ -113,6 +142,43 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
         CHECK (toSave == std::vector<bool>{ true, false });
     }
 
+    SECTION ("a running operation repaints its bar and its words, and those not before they change")
+    {
+        juce::RectangleList<int> areas;
+        ProgressDialog dialog ("Analyzing");
+        dialog.setSize (480, dialog.idealHeight (480));
+        dialog.setVisible (true);
+        ProgressState state{ analysisStages (75), 0.35, "Separating", 40.0 };
+        dialog.setState (state);
+        dialog.setCachedComponentImage (new RepaintRecorder (areas));
+        const auto settle = [] { juce::MessageManager::getInstance()->runDispatchLoopUntil (250); };
+        settle();
+        areas.clear();
+
+        state.progress = 0.35001; // less than what can be seen
+        dialog.setState (state);
+        settle();
+        CHECK (areas.isEmpty());
+        state.progress = 0.36; // the second stage goes on, the percent with it
+        dialog.setState (state);
+        settle();
+        CHECK_FALSE (areas.isEmpty());
+        CHECK (areas.containsRectangle ({ 173, 62, 60, 4 }));
+        for (const auto& area : areas)
+            CHECK (area.getWidth() * area.getHeight() < 480 * 30);
+
+        areas.clear();
+        for (int i = 0; i < 20; ++i)
+        {
+            state.progress = 0.37 + 0.01 * i;
+            dialog.setState (state);
+        }
+        CHECK (areas.getNumRectangles() <= 3); // one round: the bar, the percent, the line
+        settle();
+        CHECK (areas.containsRectangle ({ 173, 62, 60, 4 }));
+        dialog.setCachedComponentImage (nullptr);
+    }
+
     SECTION ("Cancel of a running operation asks once and leaves the dialog to the owner")
     {
         ProgressDialog dialog ("Analyzing");
@@ -153,6 +219,44 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
         scrim.getTop()->escape();
         CHECK (answers == 2);
         CHECK_FALSE (scrim.isVisible());
+    }
+
+    SECTION ("a progress dialog that is told its stages when it is on the screen takes the height they need")
+    {
+        DialogScrim scrim;
+        scrim.setSize (1024, 640);
+        auto content = std::make_unique<ProgressDialog> ("Analyzing");
+        auto& dialog = *content;
+        scrim.show (std::move (content));
+        const auto plain = dialog.getHeight();
+        dialog.setState ({ analysisStages (75), 0.1, {}, {} });
+        CHECK (dialog.getHeight() > plain);
+        CHECK (dialog.getHeight() == dialog.idealHeight (dialog.getWidth()));
+        CHECK (std::abs (dialog.getBounds().getCentreY() - 320) <= 1);
+    }
+
+    SECTION ("a dialog's shadow goes with it, in every size of the window and the display")
+    {
+        DialogScrim scrim;
+        scrim.setSize (1024, 640);
+        scrim.show (makeNoticeDialog (fixture.images, "T", "M", "Ok", nullptr));
+        for (const auto size : { juce::Point<int> (1024, 640), juce::Point<int> (1400, 900) })
+            for (const auto scale : { 1, 2 })
+            {
+                scrim.setSize (size.x, size.y);
+                juce::Image picture (juce::Image::RGB, size.x * scale, size.y * scale, true);
+                juce::Graphics g (picture);
+                g.addTransform (juce::AffineTransform::scale (static_cast<float> (scale)));
+                g.fillAll (juce::Colours::white);
+                scrim.paintEntireComponent (g, false);
+                const auto card = scrim.getTop()->getBounds();
+                const auto brightness = [&] (int x, int y)
+                { return picture.getPixelAt (x * scale, y * scale).getBrightness(); };
+                const auto far = brightness (4, 4);
+                CHECK (brightness (card.getCentreX(), card.getBottom() + 6) < 0.8f * far);
+                CHECK (brightness (card.getRight() + 4, card.getCentreY()) < 0.9f * far);
+                CHECK (brightness (card.getCentreX(), card.getBottom() + 60) == Approx (far));
+            }
     }
 }
 

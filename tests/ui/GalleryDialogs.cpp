@@ -88,7 +88,7 @@ std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages&
                                            ButtonLook::caution,
                                            nullptr));
     auto analysing = std::make_unique<ProgressDialog> (utf8 ("Analyzing Take 3 \xc2\xb7 Full Kit"));
-    analysing->setState ({ analysisStages(), 0.41, "Separating, pass 46 of 75", 40.0 });
+    analysing->setState ({ analysisStages (75), 0.41, "Separating, pass 46 of 75", 40.0 });
     dialogs.push_back (std::move (analysing));
     auto exporting = std::make_unique<ProgressDialog> ("Exporting Group to folder /Mixes/Take 3/Processed");
     exporting->setState ({ {}, 0.58, utf8 ("Rack Tom 2_Processed.wav \xc2\xb7 5 of 8"), {} });

@@ -4,11 +4,13 @@
 #include "ui/Palette.h"
 #include "ui/browser/BrowserView.h"
 #include "ui/dialogs/MessageDialog.h"
+#include "ui/dialogs/ProgressDialog.h"
 #include "ui/dock/SettingDock.h"
 
 #include <catch2/catch.hpp>
 
 #include <cstdlib>
+#include <functional>
 
 // What needs a real window: keyboard focus, text fields, and names for screen readers. The program hides the display from
 // all other tests; the one for these, which are best run alone ("[window]"), is named in TESSIVAR_TEST_DISPLAY. Without it
@@ -62,18 +64,48 @@ struct WindowFixture : OnDisplay, AsApplication, test::PaintingFixture
         window.addToDesktop (0);
         window.setVisible (true);
         window.toFront (true);
-        // A window manager takes its time to hand over the keyboard.
-        for (int tries = 0; tries < 40 && ! window.getPeer()->isFocused(); ++tries)
-        {
-            settle();
+        // A window manager takes its time to hand over the keyboard, and may ask to be asked again.
+        for (int tries = 0; tries < 20 && ! waitUntil ([this] { return hasKeyboard(); }, 1000); ++tries)
             window.toFront (true);
-        }
         settle();
     }
+
+    bool hasKeyboard() const { return window.getPeer()->isFocused(); }
 
     void settle (int milliseconds = 60) const
     {
         juce::MessageManager::getInstance()->runDispatchLoopUntil (milliseconds);
+    }
+
+    /** Delivers messages until something holds; false when it does not in all this time. On a busy machine the window
+        manager answers late.
+    */
+    bool waitUntil (const std::function<bool()>& holds, int milliseconds = 20000) const
+    {
+        const auto start = juce::Time::getMillisecondCounter();
+        while (! holds())
+        {
+            if (juce::Time::getMillisecondCounter() - start > static_cast<juce::uint32> (milliseconds))
+                return false;
+            settle (10);
+        }
+        return true;
+    }
+
+    bool waitForFocus (const juce::Component& component) const
+    {
+        return waitUntil ([&] { return component.hasKeyboardFocus (true); });
+    }
+
+    /** A text field of a knob or a row takes what is typed. */
+    bool waitForEditor() const
+    {
+        return waitUntil (
+            []
+            {
+                auto* focused = juce::Component::getCurrentlyFocusedComponent();
+                return dynamic_cast<juce::TextEditor*> (focused) != nullptr;
+            });
     }
 
     void type (const juce::String& text) const
@@ -104,8 +136,7 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         fixture.window.addAndMakeVisible (before);
         before.setBounds (0, 0, 100, 30);
         before.grabKeyboardFocus();
-        fixture.settle();
-        REQUIRE (before.hasKeyboardFocus (true));
+        REQUIRE (fixture.waitForFocus (before));
 
         DialogScrim scrim;
         fixture.window.addChildComponent (scrim);
@@ -118,21 +149,39 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
                                         "Cancel",
                                         ButtonLook::caution,
                                         [&] (bool answer) { answers.push_back (answer); }));
-        fixture.settle (200);
         const auto& cancel = scrim.getTop()->getButton (1);
-        CHECK (cancel.hasKeyboardFocus (true));
+        CHECK (fixture.waitForFocus (cancel));
         // The ring lies 2 to 4 px outside the button.
         const auto ring = fixture.window.getLocalArea (&cancel, cancel.getLocalBounds().expanded (3));
-        CHECK (test::isNear (test::snapshot (fixture.window).getPixelAt (ring.getX(), ring.getCentreY()),
-                             palette::ice));
+        const auto isRinged = [&]
+        {
+            const auto pixel = test::snapshot (fixture.window).getPixelAt (ring.getX(), ring.getCentreY());
+            return test::isNear (pixel, palette::ice);
+        };
+        CHECK (fixture.waitUntil (isRinged)); // the toolkit draws it when it has delivered its messages
         fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
         CHECK (scrim.getTop()->getButton (0).hasKeyboardFocus (true));
         fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
         CHECK_FALSE (before.hasKeyboardFocus (true));
         fixture.press (escape);
-        fixture.settle();
+        CHECK (fixture.waitForFocus (before));
         CHECK (answers == std::vector<bool>{ false });
-        CHECK (before.hasKeyboardFocus (true));
+    }
+
+    SECTION ("a dialog that grows while it fades in keeps its new size")
+    {
+        DialogScrim scrim;
+        fixture.window.addChildComponent (scrim);
+        scrim.setBounds (fixture.window.getLocalBounds());
+        motion::setReduced (false);
+        auto content = std::make_unique<ProgressDialog> ("Analyzing");
+        auto& dialog = *content;
+        scrim.show (std::move (content));
+        dialog.setState ({ analysisStages (75), 0.1, {}, {} });
+        CHECK (fixture.waitUntil ([&] { return dialog.getAlpha() >= 1.0f; }));
+        fixture.settle();
+        CHECK (dialog.getHeight() == dialog.idealHeight (dialog.getWidth()));
+        motion::setReduced (true);
     }
 
     SECTION ("a percentage is typed over a knob's label: Enter keeps it, Escape drops it")
@@ -145,19 +194,19 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         dock.onFocusChange = [&] (float value) { heard.push_back (value); };
 
         dock.getFocus().typeValue();
-        fixture.settle();
+        REQUIRE (fixture.waitForEditor());
         fixture.type ("4x0");
         // While the editor is open nothing fades.
         for (int tick = 0; tick < 100; ++tick)
             dock.fadeTick();
         CHECK (dock.getFocus().getLabel().isVisible());
         fixture.press (enter);
-        fixture.settle();
+        REQUIRE (fixture.waitUntil ([&] { return ! heard.empty(); }));
         REQUIRE (heard.size() == 1);
         CHECK (heard[0] == Approx (2.0f));
 
         dock.getFocus().typeValue();
-        fixture.settle();
+        REQUIRE (fixture.waitForEditor());
         fixture.type ("90");
         fixture.press (escape);
         fixture.settle();
@@ -181,12 +230,12 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         browser.getList().onRename = [&] (RowId, const juce::String& name) { names.add (name); };
 
         browser.getList().beginRename (1);
-        fixture.settle();
+        REQUIRE (fixture.waitForEditor());
         fixture.type ("Take 4");
         fixture.press (enter);
-        fixture.settle();
+        CHECK (fixture.waitUntil ([&] { return ! names.isEmpty(); }));
         browser.getList().beginRename (1);
-        fixture.settle();
+        REQUIRE (fixture.waitForEditor());
         fixture.type ("Lost");
         fixture.press (escape);
         fixture.settle();

@@ -5,6 +5,7 @@
 #include <juce_audio_formats/juce_audio_formats.h>
 
 #include <exception>
+#include <iostream>
 #include <stdexcept>
 
 namespace tessivar::test
@@ -53,9 +54,58 @@ int brightestIn (const juce::Image& image, juce::Rectangle<int> area)
     return brightest;
 }
 
+bool isIce (juce::Colour colour)
+{
+    return colour.getRed() >= 140 && colour.getRed() < 215 && colour.getGreen() >= 205
+           && colour.getBlue() >= 235;
+}
+
+constexpr int settleMs = 80; // a dialog that comes or fades away looks different then
+
 // The names of the menus: bright, but for when they are dimmed to a third.
 const juce::Rectangle<int> menuNames{ 4, 4, 240, 22 };
 constexpr int dimmedBelow = 110;
+
+/** Whether all of the window is dimmed. It is painted in pieces, and a picture may come between two of them, in which a button
+    of the window itself is bright: what is at its top and what is at its bottom are looked at.
+*/
+bool isDimmedThroughout (const juce::Image& image)
+{
+    const juce::Rectangle<int> time{ 238, image.getHeight() - 44, 108, 34 };
+    return image.isValid() && brightestIn (image, menuNames) < dimmedBelow
+           && brightestIn (image, time) < dimmedBelow;
+}
+
+/** Where the button is that accepts something, in front of a dimmed window: columns that are ice from its top to its bottom.
+    A bar of progress is thinner. Empty without such a button.
+*/
+juce::Rectangle<int> primaryButtonIn (const juce::Image& image)
+{
+    constexpr int leastHeight = 20, leastColumns = 12; // the frame of a focused control has four
+    juce::Rectangle<int> button;
+    auto columns = 0;
+
+    if (! isDimmedThroughout (image))
+        return button;
+
+    for (int column = 0; column < image.getWidth(); ++column)
+    {
+        auto run = 0, longest = 0;
+
+        for (int y = 0; y < image.getHeight(); ++y)
+        {
+            run = isIce (image.getPixelAt (column, y)) ? run + 1 : 0;
+            longest = std::max (longest, run);
+
+            if (run >= leastHeight)
+                button = button.getUnion ({ column, y + 1 - run, 1, run });
+        }
+
+        columns += longest >= leastHeight ? 1 : 0;
+    }
+
+    return columns >= leastColumns ? button : juce::Rectangle<int>();
+}
 } // namespace
 
 UserAtScreen::UserAtScreen (const std::string& displayName)
@@ -123,6 +173,11 @@ void UserAtScreen::answerChoosers (const std::vector<juce::StringArray>& answers
 juce::StringArray UserAtScreen::chooserCalls() const
 {
     return juce::StringArray::fromLines (file ("chooser.log").loadFileAsString().trimEnd());
+}
+
+juce::String UserAtScreen::programLog() const
+{
+    return file (".local/state/tessivar/log/tessivar.log").loadFileAsString();
 }
 
 juce::StringArray UserAtScreen::recording (double seconds, const juce::String& folderName) const
@@ -197,9 +252,10 @@ ProgramRun::~ProgramRun()
 
     keepPicture ("failed");
 
-    for (const auto* name : { "program.log", "chooser.log" })
-        user.file (name).copyFileTo (
-            juce::File (TESSIVAR_BIN_DIR "/../window-tests/failed-" + juce::String (name)));
+    std::cerr << "What the program wrote:\n"
+              << user.file ("program.log").loadFileAsString() << "Its log:\n"
+              << user.programLog() << "Its choosers:\n"
+              << user.file ("chooser.log").loadFileAsString() << std::endl;
 }
 
 juce::File ProgramRun::standardProgram()
@@ -270,41 +326,52 @@ bool ProgramRun::waitForRest (int timeoutMs) const
 
 bool ProgramRun::asksSomething() const
 {
-    constexpr int leastOfAButton = 1200; // pixels
-    const auto image = picture();
+    const auto button = primaryButtonIn (picture());
 
-    if (! image.isValid() || brightestIn (image, menuNames) >= dimmedBelow)
+    if (button.isEmpty())
         return false;
 
-    auto numIce = 0;
+    juce::Thread::sleep (settleMs);
+    return primaryButtonIn (picture()) == button;
+}
 
-    for (int y = 0; y < image.getHeight(); ++y)
-        for (int column = 0; column < image.getWidth(); ++column)
-            if (const auto colour = image.getPixelAt (column, y);
-                colour.getRed() >= 140 && colour.getRed() < 215 && colour.getGreen() >= 205
-                && colour.getBlue() >= 235)
-                ++numIce;
-
-    return numIce >= leastOfAButton;
+juce::Point<int> ProgramRun::leftOfDialog() const
+{
+    // A dialog is in the middle, so that what is at its left is as far from one edge as the button from the other.
+    constexpr int inside = 12;
+    const auto image = picture();
+    const auto button = primaryButtonIn (image);
+    return at (image.getWidth() - button.getRight() + inside, button.getCentreY());
 }
 
 int ProgramRun::answerUntilRest (const char* key, int timeoutMs) const
 {
     constexpr double rest = 400.0;
+    constexpr int fadeMs = 3000;
     auto answers = 0;
     auto since = now();
     const auto atRest = waitUntil (
         [&]
         {
-            if (isDimmed())
+            const auto image = picture();
+            const auto button = primaryButtonIn (image);
+
+            if (! image.isValid() || brightestIn (image, menuNames) < dimmedBelow)
                 since = now();
 
-            if (asksSomething())
+            if (! button.isEmpty())
             {
-                user.x.key (key);
-                ++answers;
-                // A dialog fades away before the next one comes.
-                juce::Thread::sleep (250);
+                // A dialog that comes or fades away looks different a moment later. A key that comes when it has gone is
+                // the window's: Return opens the field of the Focus knob, which then takes the keys of the test.
+                juce::Thread::sleep (settleMs);
+
+                if (primaryButtonIn (picture()) == button)
+                {
+                    user.x.key (key);
+                    ++answers;
+                    [[maybe_unused]] const auto changed =
+                        waitUntil ([&] { return primaryButtonIn (picture()) != button; }, fadeMs);
+                }
             }
 
             return now() - since > rest;
@@ -374,6 +441,17 @@ void ProgramRun::keepPicture (const juce::String& name) const
     if (const auto image = picture(); image.isValid())
         if (const auto stream = file.createOutputStream())
             juce::PNGImageFormat().writeImageToStream (image, *stream);
+}
+
+bool ProgramRun::quitUntilAsked() const
+{
+    return waitUntil (
+        [this]
+        {
+            user.x.key ("ctrl+q");
+            return waitUntil ([this] { return asksSomething(); }, 5000);
+        },
+        20000);
 }
 
 std::optional<int> ProgramRun::quit (int timeoutMs)

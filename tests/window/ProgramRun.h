@@ -29,6 +29,9 @@ public:
     [[nodiscard]] juce::StringArray recording (double seconds,
                                                const juce::String& folderName = "Take 1") const;
 
+    /** The program's own log so far. */
+    [[nodiscard]] juce::String programLog() const;
+
     /** What the program is started with. */
     [[nodiscard]] std::map<std::string, std::string> environment() const;
 
@@ -71,6 +74,11 @@ public:
     /** Whether a dialog with a button to accept it is in front: a question or a message, not a job's progress. */
     [[nodiscard]] bool asksSomething() const;
 
+    /** On the screen: what a dialog that asks something has at the left of its buttons, which is its dot or the button
+        that throws work away.
+    */
+    [[nodiscard]] juce::Point<int> leftOfDialog() const;
+
     /** Answers every question with this key until none has come for a while; a job may run before and between them.
         @return  how many there were; -1 when there is no end to them within the time
     */
@@ -95,6 +103,11 @@ public:
 
     /** Into the folder of pictures of the build. */
     void keepPicture (const juce::String& name) const;
+
+    /** Presses the key for quitting until the question about unsaved work is there: a busy program loses a key now and then,
+        and to a dialog this one does nothing.
+    */
+    [[nodiscard]] bool quitUntilAsked() const;
 
     /** Asks it to quit by its key, and waits. The exit code as ChildProgram has it. */
     [[nodiscard]] std::optional<int> quit (int timeoutMs = 15000);

@@ -234,18 +234,37 @@ TEST_CASE ("Unsaved work", "[window][recovery]")
     {
         WorkingRun working (user);
         auto& run = working.run;
-        user.x.key ("ctrl+q");
-        REQUIRE (run.waitForDialog());
+        REQUIRE (run.quitUntilAsked());
         run.keepPicture ("quit");
         user.x.key ("Escape");
         REQUIRE (run.waitForNoDialog());
         CHECK (run.process.isRunning());
         user.answerChoosers ({ { user.file ("Kept.dls").getFullPathName() } });
         user.x.askToClose (run.window);
-        REQUIRE (run.waitForDialog());
+        REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
         user.x.key ("Return");
-        CHECK (run.process.waitForEnd (20000) == 0);
+        REQUIRE (run.process.waitForEnd (20000) == 0);
         CHECK (user.file ("Kept.dls").existsAsFile());
+    }
+
+    SECTION ("is let go for good when that is wanted")
+    {
+        {
+            WorkingRun working (user);
+            auto& run = working.run;
+            REQUIRE (waitUntil (hasEntry));
+            REQUIRE (run.quitUntilAsked());
+            user.x.click (run.leftOfDialog());
+            REQUIRE (run.process.waitForEnd (20000) == 0);
+            CHECK (user.chooserCalls().isEmpty());
+        }
+
+        CHECK_FALSE (hasEntry());
+        ProgramRun next (user);
+        REQUIRE (next.waitForWindow());
+        CHECK (next.answerUntilRest() == 0);
+        CHECK_FALSE (next.showsTrack());
+        CHECK (next.quit() == 0); // with nothing to lose, nothing is asked
     }
 
     SECTION ("is offered again after the program was killed")
@@ -284,4 +303,71 @@ TEST_CASE ("A second start", "[window][instance]")
     CHECK (second.process.waitForEnd (5000) == 0);
     CHECK (waitUntil ([&] { return first.showsTrack(); }));
     CHECK (user.x.windows().size() == 1);
+}
+
+TEST_CASE ("What is told", "[window][told]")
+{
+    UserAtScreen user (testDisplay());
+
+    SECTION ("an analysis that would change nothing is refused")
+    {
+        user.presetExperiencedUser();
+        WorkingRun working (user);
+        auto& run = working.run;
+        REQUIRE (run.analyze());
+        const auto before = user.programLog();
+        user.x.key ("ctrl+p");
+        REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
+        CHECK (run.answerUntilRest() == 1);
+        const auto added = user.programLog().substring (before.length());
+        CHECK (added.contains ("Group has not changed"));
+        CHECK_FALSE (added.contains ("Analyzing"));
+        CHECK (run.exportIsPrimary());
+    }
+
+    SECTION ("a warning that is not wanted again stays away, in the next run too")
+    {
+        user.presetSettings ({ { "FirstTime", "FALSE" } });
+        const auto files = user.recording (4.0); // short, which is what the warning is about
+        const auto questionsAfterDrop = [&] (bool silencing)
+        {
+            ProgramRun run (user);
+            REQUIRE (run.waitForWindow());
+            REQUIRE (user.x.drop (run.window, run.waveform(), files));
+            REQUIRE (waitUntil ([&] { return run.asksSomething() || run.showsTrack(); }));
+
+            if (silencing)
+            {
+                REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
+                user.x.click (run.leftOfDialog());
+                user.x.moveTo (run.at (20, 200)); // no hover on the picture
+                run.keepPicture ("silenced");
+            }
+
+            const auto count = run.answerUntilRest();
+            CHECK (run.showsTrack());
+            REQUIRE (run.quitUntilAsked());
+            user.x.click (run.leftOfDialog());
+            REQUIRE (run.process.waitForEnd (20000) == 0);
+            return count;
+        };
+        CHECK (questionsAfterDrop (true) == 1);
+        CHECK (questionsAfterDrop (false) == 0);
+    }
+
+    SECTION ("files that come while a dialog is open wait for its end")
+    {
+        user.presetExperiencedUser();
+        const auto files = user.recording (4.0);
+        ProgramRun run (user);
+        REQUIRE (run.waitForWindow());
+        user.x.key ("ctrl+x"); // there is nothing to export
+        REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
+        REQUIRE (user.x.drop (run.window, run.waveform(), files));
+        juce::Thread::sleep (500);
+        CHECK (run.asksSomething());
+        CHECK_FALSE (user.programLog().contains ("Importing"));
+        CHECK (run.answerUntilRest() == 1);
+        CHECK (waitUntil ([&] { return run.showsTrack(); }));
+    }
 }

@@ -170,20 +170,20 @@ TEST_CASE ("Five hundred files", "[window][trouble]")
 TEST_CASE ("A job", "[window][job]")
 {
     UserAtScreen user (testDisplay());
-    user.presetExperiencedUser();
-    const auto files = user.recording (240.0); // long enough to be at work through all that follows
+
+    // At work through all that follows, while its import is not worth a test.
+    user.presetSettings (
+        { { "ANALTIPS", "FALSE" }, { "FirstTime", "FALSE" }, { "analysisMethod", "refined" } });
+    const auto files = user.recording (60.0);
     ProgramRun run (user);
     REQUIRE (run.waitForWindow());
     REQUIRE (importInto (run, files));
     const auto temporaryFiles = [&]
     { return user.file ("tmp").findChildFiles (juce::File::findFiles, true).size(); };
+    const auto logged = [&] (const char* text) { return user.programLog().contains (text); };
     const auto before = temporaryFiles();
     user.x.click (run.analyzeButton());
-    REQUIRE (run.waitForDialog());
-
-    // It is well on its way.
-    juce::Thread::sleep (1000);
-    REQUIRE (run.isDimmed());
+    REQUIRE (waitUntil ([&] { return logged ("Analyzing Take 1") && run.isDimmed(); }));
     std::vector<double> beats;
 
     for (int i = 0; i < 10; ++i)
@@ -202,27 +202,29 @@ TEST_CASE ("A job", "[window][job]")
         WARN ("analysis: longest heartbeat " << longest << " ms, cancelled within " << seconds << " s");
         CHECK (seconds < 3.0); // a second, where nothing else runs
         REQUIRE (run.waitForRest());
+        CHECK (logged ("Analyzing Take 1: stopped"));
         CHECK_FALSE (run.exportIsPrimary());
         CHECK (waitUntil ([&] { return temporaryFiles() <= before; }));
     }
 
     SECTION ("is stopped by quitting, which then asks about the Group as ever")
     {
+        REQUIRE_FALSE (logged ("Analyzing Take 1: "));
         user.x.key ("ctrl+q");
-        REQUIRE (waitUntil ([&] { return ! run.isDimmed() || run.asksSomething(); }));
+        REQUIRE (waitUntil ([&] { return logged ("Analyzing Take 1: stopped"); }));
         CHECK (run.process.isRunning());
         REQUIRE (run.waitForRest());
-        user.x.key ("ctrl+q");
-        REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
+        REQUIRE (run.quitUntilAsked());
         user.answerChoosers ({ { user.file ("Kept.dls").getFullPathName() } });
         user.x.key ("Return");
-        CHECK (run.process.waitForEnd (30000) == 0);
+        REQUIRE (run.process.waitForEnd (30000) == 0);
         CHECK (user.file ("Kept.dls").existsAsFile());
     }
 
     SECTION ("does not keep the session from ending")
     {
         const auto start = now();
+        REQUIRE_FALSE (logged ("Analyzing Take 1: "));
         run.process.signal (SIGTERM);
         CHECK (run.process.waitForEnd (10000).has_value());
         WARN ("ended by a signal during a job within " << (now() - start) / 1000.0 << " s");
@@ -249,7 +251,13 @@ TEST_CASE ("A full disk", "[window][trouble]")
     user.x.click (run.analyzeButton());
     REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
     run.keepPicture ("full-disk");
-    REQUIRE (run.answerUntilRest() >= 1);
+
+    // Told; then another folder is offered, and refused.
+    user.x.key ("Return");
+    REQUIRE (waitUntil ([&] { return ! run.asksSomething(); }));
+    REQUIRE (waitUntil ([&] { return run.asksSomething(); }));
+    run.keepPicture ("full-disk-offer");
+    CHECK (run.answerUntilRest ("Escape") >= 1);
     CHECK_FALSE (run.exportIsPrimary());
     CHECK (run.showsTrack());
     CHECK (user.x.heartbeat (run.window));

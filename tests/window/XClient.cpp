@@ -19,6 +19,21 @@ int ignoreError (::Display*, ::XErrorEvent*)
     return 0;
 }
 
+/** The pointer trembles, as under a hand. The toolkit reads events only when new ones come in: one that it took in with the
+    answer to a question of its own stays where it is until then, and on a screen where nothing else moves that is for good.
+*/
+void tremble (::Display* display)
+{
+    juce::Thread::sleep (20);
+
+    for (const auto step : { 1, -1 })
+    {
+        ::XTestFakeRelativeMotionEvent (display, step, 0, CurrentTime);
+        ::XFlush (display);
+        juce::Thread::sleep (20);
+    }
+}
+
 ::KeySym modifierNamed (const std::string& name)
 {
     if (name == "ctrl")
@@ -186,10 +201,15 @@ void XClient::key (const std::string& combination) const
     for (const auto code : codes)
         ::XTestFakeKeyEvent (x->display, code, True, CurrentTime);
 
+    // Held for as long as a quick hand holds it.
+    ::XFlush (x->display);
+    juce::Thread::sleep (15);
+
     for (auto code = codes.rbegin(); code != codes.rend(); ++code)
         ::XTestFakeKeyEvent (x->display, *code, False, CurrentTime);
 
     ::XFlush (x->display);
+    tremble (x->display);
 }
 
 void XClient::type (const std::string& text) const
@@ -239,6 +259,7 @@ void XClient::click (juce::Point<int> position, int button) const
     moveTo (position);
     press (button);
     release (button);
+    tremble (x->display);
 }
 
 void XClient::drag (juce::Point<int> from, juce::Point<int> to, int steps) const

@@ -35,6 +35,16 @@ Icon markIcon (GroupRowState::Mark mark)
     return Icon::ring;
 }
 
+/** The facts, without those in their middle where there is too little room: how many tracks, and how long, say most. */
+juce::String factsWithin (const juce::String& facts, float width)
+{
+    const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
+    auto parts = juce::StringArray::fromTokens (facts.replace (dot, "\n"), "\n", {});
+    while (parts.size() > 1 && fonts::tabularWidth (fonts::inter (12.0f), parts.joinIntoString (dot)) > width)
+        parts.remove (parts.size() > 2 ? 1 : parts.size() - 1);
+    return parts.joinIntoString (dot);
+}
+
 juce::Font badgeFont()
 {
     return fonts::inter (11.0f, fonts::Weight::semibold);
@@ -159,7 +169,7 @@ void GroupRow::paint (juce::Graphics& g)
     g.setColour (palette::textLow);
     fonts::drawTabular (g,
                         fonts::inter (12.0f),
-                        state.facts,
+                        factsWithin (state.facts, static_cast<float> (width)),
                         juce::Rectangle<int> (textLeft, 23, width, 18).toFloat(),
                         juce::Justification::centredLeft);
     if (selected)

@@ -158,8 +158,8 @@ void TrackRow::paintName (juce::Graphics& g) const
                             juce::Justification::centredRight);
         area.removeFromRight (8);
     }
-    g.setColour (palette::textHigh.withMultipliedAlpha (
-        state.included && ! state.sourceMissing ? 1.0f : excludedAlpha));
+    // Dimmed, yet it can be read on the ground of a chosen row.
+    g.setColour (state.included && ! state.sourceMissing ? palette::textHigh : palette::textLow);
     g.setFont (font);
     g.drawText (state.name, area, juce::Justification::centredLeft, true);
     if (! state.sourceMissing)

@@ -91,9 +91,9 @@ void DialogContent::paint (juce::Graphics& g)
     const auto card = getLocalBounds().toFloat().reduced (0.5f);
     g.setGradientFill (juce::ColourGradient::vertical (
         juce::Colour (0xff1c2229), card.getY(), juce::Colour (0xff191e24), card.getBottom()));
-    g.fillRoundedRectangle (card, 12.0f);
+    g.fillRoundedRectangle (card, DialogShadow::cornerRadius);
     g.setColour (palette::dialogEdge);
-    g.drawRoundedRectangle (card, 12.0f, 1.0f);
+    g.drawRoundedRectangle (card, DialogShadow::cornerRadius, 1.0f);
 
     g.setColour (palette::textHigh);
     g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
@@ -164,6 +164,11 @@ void DialogScrim::show (std::unique_ptr<DialogContent> content)
     if (dialogs.empty())
         focusedBefore = juce::Component::getCurrentlyFocusedComponent();
     shown->onDismiss = [this, shown] { remove (shown); };
+    shown->onHeightChanged = [this, shown]
+    {
+        layOut (*shown);
+        repaint();
+    };
     dialogs.push_back (std::move (content));
     addAndMakeVisible (*shown);
     layOut (*shown);
@@ -211,7 +216,12 @@ void DialogScrim::layOut (DialogContent& content)
 {
     const auto width = std::min (content.idealWidth(), getWidth() - 32);
     const auto height = std::min (content.idealHeight (width), getHeight() - 16);
+    auto& animator = juce::Desktop::getInstance().getAnimator();
+    const auto isFading = animator.isAnimating (&content);
+    animator.cancelAnimation (&content, false); // it would put the dialog back to where it began
     content.setBounds (getLocalBounds().withSizeKeepingCentre (width, height));
+    if (isFading)
+        motion::fadeIn (content);
 }
 
 void DialogScrim::resized()
@@ -231,11 +241,7 @@ void DialogScrim::paint (juce::Graphics& g)
 {
     g.fillAll (palette::scrim);
     for (const auto& content : dialogs)
-    {
-        juce::Path card;
-        card.addRoundedRectangle (content->getBounds().toFloat(), 12.0f);
-        juce::DropShadow (juce::Colours::black.withAlpha (0.5f), 28, { 0, 10 }).drawForPath (g, card);
-    }
+        shadow.draw (g, content->getBounds());
 }
 
 } // namespace tessivar

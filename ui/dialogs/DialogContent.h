@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ui/Buttons.h"
+#include "ui/dialogs/DialogShadow.h"
 
 #include <functional>
 
@@ -30,7 +31,7 @@ public:
     DialogContent (const juce::String& titleText, std::vector<DialogButton> buttonsToShow);
     ~DialogContent() override = default;
 
-    static constexpr int padding = 24;
+    static constexpr int padding = 25; // 24 inside the edge
 
     /** Height that the dialog takes at this width, in logical pixels. */
     int idealHeight (int width) const;
@@ -42,8 +43,11 @@ public:
     std::function<void (int)> onChoice;
     /** Set by whoever shows the dialog: takes it off the screen. */
     std::function<void()> onDismiss;
+    /** Set likewise: the dialog asks for another height than before. */
+    std::function<void()> onHeightChanged;
 
     ActionButton& getButton (int index) { return *buttons[static_cast<std::size_t> (index)]; }
+    const ActionButton& getButton (int index) const { return *buttons[static_cast<std::size_t> (index)]; }
     int getNumButtons() const { return static_cast<int> (buttons.size()); }
 
     /** Chooses as a click on the button with this index does. */
@@ -106,6 +110,7 @@ private:
     void remove (DialogContent* content);
 
     std::vector<std::unique_ptr<DialogContent>> dialogs;
+    DialogShadow shadow;
     juce::Component::SafePointer<juce::Component> focusedBefore;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DialogScrim)

@@ -11,6 +11,10 @@ namespace tessivar
 namespace
 {
 
+constexpr int stageGap = 6;
+constexpr double smallestMove =
+    0.25; // logical pixels: what a bar's end has to move before it is painted anew
+
 int percentOf (double progress)
 {
     // Cut, so that 100 % stands for the end alone; the millionth takes up what 0.58 lacks to 58 hundredths.
@@ -29,9 +33,27 @@ juce::String timeLeftText (double seconds)
 
 } // namespace
 
-std::vector<ProgressStage> analysisStages()
+std::vector<ProgressStage> analysisStages (int passes, double share)
 {
-    return { { "Read tracks", 0.1 }, { "Separate", 0.6 }, { "Build layers", 1.0 } };
+    return { { "Read tracks", 0.1 * share, "Reading tracks" },
+             { "Separate", 0.6 * share, "Separating", passes },
+             { "Build layers", 1.0, "Building layers" } };
+}
+
+juce::String stageActivity (const ProgressState& state)
+{
+    if (state.stages.empty())
+        return {};
+
+    const auto stage = currentStage (state);
+    const auto& shown = state.stages[stage];
+
+    if (shown.passes == 0)
+        return shown.activity;
+
+    const auto pass =
+        std::min (shown.passes, 1 + static_cast<int> (stageProgress (state, stage) * shown.passes));
+    return shown.activity + ", pass " + juce::String (pass) + " of " + juce::String (shown.passes);
 }
 
 double stageProgress (const ProgressState& state, std::size_t stage)
@@ -94,75 +116,139 @@ ProgressDialog::ProgressDialog (const juce::String& titleText)
 
 void ProgressDialog::setState (const ProgressState& newState)
 {
-    const auto hadStages = ! state.stages.empty();
+    const auto isLaidOut = newState.stages.size() == state.stages.size();
     state = newState;
     if (const auto words = announcer.next (state); words.isNotEmpty())
         juce::AccessibilityHandler::postAnnouncement (words,
                                                       juce::AccessibilityHandler::AnnouncementPriority::low);
-    if (hadStages == state.stages.empty())
+    if (! isLaidOut)
+    {
+        shown = state;
+        if (onHeightChanged != nullptr)
+            onHeightChanged();
         resized();
-    repaint();
+        repaint();
+    }
+    if (isTimerRunning())
+        return;
+    showChanges();
+    startTimer (repaintMs);
+}
+
+void ProgressDialog::timerCallback()
+{
+    if (! showChanges())
+        stopTimer();
+}
+
+bool ProgressDialog::showChanges()
+{
+    auto changed = false;
+    const auto repaintIf = [&] (bool differs, juce::Rectangle<int> area)
+    {
+        if (differs)
+            repaint (area);
+        changed = changed || differs;
+    };
+    const auto moved = [] (double from, double to, int width)
+    { return std::abs (to - from) * width >= smallestMove || (to >= 1.0) != (from >= 1.0); };
+
+    const auto count = state.stages.size();
+    if (count == 0)
+        repaintIf (moved (shown.progress, state.progress, barArea (0).getWidth()), barArea (0));
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        const auto before = stageProgress (shown, i), after = stageProgress (state, i);
+        repaintIf (moved (before, after, barArea (i).getWidth()), barArea (i));
+        repaintIf ((before >= 1.0) != (after >= 1.0)
+                       || (currentStage (shown) == i) != (currentStage (state) == i),
+                   stageNameArea (i));
+    }
+    repaintIf (percentOf (shown.progress) != percentOf (state.progress), percentArea());
+    repaintIf (progressLine (shown) != progressLine (state), lineArea());
+    if (changed)
+        shown = state;
+    return changed;
 }
 
 int ProgressDialog::bodyHeight (int) const
 {
     // The percent and the status line stand beside the button, not above it.
-    return state.stages.empty() ? 48 : 58;
+    return state.stages.empty() ? 28 : 49;
 }
 
 void ProgressDialog::layOutBody (juce::Rectangle<int>) {}
 
+juce::Rectangle<int> ProgressDialog::barArea (std::size_t stage) const
+{
+    const auto area = getLocalBounds().reduced (padding);
+    if (state.stages.empty())
+        return area.withY (padding + 38).withHeight (8);
+    const auto count = static_cast<int> (state.stages.size()), index = static_cast<int> (stage);
+    const auto room = area.getWidth() + stageGap;
+    const auto left = room * index / count, right = room * (index + 1) / count - stageGap;
+    return { area.getX() + left, area.getY() + 35, right - left, 6 };
+}
+
+juce::Rectangle<int> ProgressDialog::stageNameArea (std::size_t stage) const
+{
+    const auto bar = barArea (stage);
+    return bar.withY (bar.getBottom() + 7).withHeight (18);
+}
+
+juce::Rectangle<int> ProgressDialog::wordsArea() const
+{
+    const auto cancel = getButton (0).getBounds();
+    return cancel.withX (padding).withRight (cancel.getX() - 12);
+}
+
+juce::Rectangle<int> ProgressDialog::percentArea() const
+{
+    const auto words = wordsArea();
+    return words.withY (words.getBottom() - 47).withHeight (28);
+}
+
+juce::Rectangle<int> ProgressDialog::lineArea() const
+{
+    const auto words = wordsArea();
+    return words.withY (words.getBottom() - 17).withHeight (18);
+}
+
 void ProgressDialog::paint (juce::Graphics& g)
 {
     DialogContent::paint (g);
-    const auto area = getLocalBounds().reduced (padding);
     if (state.stages.empty())
-        drawProgressTrough (g, area.withY (padding + 39).withHeight (8).toFloat(), state.progress);
-    else
-        paintStages (g, area.withTrimmedTop (36));
+        drawProgressTrough (g, barArea (0).toFloat(), state.progress);
+    for (std::size_t i = 0; i < state.stages.size(); ++i)
+        paintStage (g, i);
 
-    const auto words = getButton (0).getBounds().withX (padding).withRight (getButton (0).getX() - 12);
     g.setColour (palette::textHigh);
     fonts::drawTabular (g,
                         fonts::inter (24.0f, fonts::Weight::semibold),
                         juce::String (percentOf (state.progress)) + "%",
-                        words.withY (words.getBottom() - 47).withHeight (28).toFloat(),
+                        percentArea().toFloat(),
                         juce::Justification::centredLeft);
     g.setColour (palette::textLow);
     g.setFont (fonts::inter (12.0f));
-    g.drawText (progressLine (state),
-                words.withY (words.getBottom() - 17).withHeight (18),
-                juce::Justification::centredLeft,
-                true);
+    g.drawText (progressLine (state), lineArea(), juce::Justification::centredLeft, true);
 }
 
-void ProgressDialog::paintStages (juce::Graphics& g, juce::Rectangle<int> area) const
+void ProgressDialog::paintStage (juce::Graphics& g, std::size_t stage) const
 {
-    constexpr float gap = 6.0f;
-    const auto count = static_cast<float> (state.stages.size());
-    const auto width = (static_cast<float> (area.getWidth()) - gap * (count - 1.0f)) / count;
-    const auto now = currentStage (state);
-    auto x = static_cast<float> (area.getX());
-    for (std::size_t i = 0; i < state.stages.size(); ++i)
+    const auto share = stageProgress (state, stage);
+    drawProgressTrough (g, barArea (stage).toFloat(), share);
+    auto name = stageNameArea (stage).toFloat();
+    const auto isDone = share >= 1.0;
+    if (isDone)
     {
-        const juce::Rectangle<float> bar (x, static_cast<float> (area.getY()), width, 6.0f);
-        drawProgressTrough (g, bar, stageProgress (state, i));
-        auto name = bar.withY (bar.getBottom() + 7.0f).withHeight (18.0f);
-        const auto isDone = stageProgress (state, i) >= 1.0;
-        if (isDone)
-        {
-            drawIcon (g,
-                      Icon::tick,
-                      name.removeFromLeft (12.0f).withSizeKeepingCentre (11.0f, 11.0f),
-                      palette::green);
-            name.removeFromLeft (5.0f);
-        }
-        const auto isNow = i == now && ! isDone;
-        g.setColour (isNow ? palette::textHigh : (isDone ? palette::textMid : palette::textLow));
-        g.setFont (fonts::inter (12.0f, isNow ? fonts::Weight::semibold : fonts::Weight::regular));
-        g.drawText (state.stages[i].name, name, juce::Justification::centredLeft, true);
-        x += width + gap;
+        drawIcon (
+            g, Icon::tick, name.removeFromLeft (12.0f).withSizeKeepingCentre (11.0f, 11.0f), palette::green);
+        name.removeFromLeft (5.0f);
     }
+    const auto isNow = stage == currentStage (state) && ! isDone;
+    g.setColour (isNow ? palette::textHigh : (isDone ? palette::textMid : palette::textLow));
+    g.setFont (fonts::inter (12.0f, isNow ? fonts::Weight::semibold : fonts::Weight::regular));
+    g.drawText (state.stages[stage].name, name, juce::Justification::centredLeft, true);
 }
 
 } // namespace tessivar

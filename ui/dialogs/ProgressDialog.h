@@ -12,10 +12,14 @@ struct ProgressStage
 {
     juce::String name;
     double end = 1.0;
+    juce::String activity = {}; // what the line says meanwhile; empty: nothing
+    int passes = 0;             // through which the stage goes, for the line; 0: none to be told of
 };
 
-/** Read tracks to 10 %, Separate to 60 %, Build layers to the end. */
-std::vector<ProgressStage> analysisStages();
+/** Read tracks to 10 %, Separate to 60 %, Build layers to the end; all of it within the first share of the progress, with the
+    rest of Build layers behind it.
+*/
+std::vector<ProgressStage> analysisStages (int passes, double share = 1.0);
 
 struct ProgressState
 {
@@ -29,6 +33,9 @@ struct ProgressState
 double stageProgress (const ProgressState& state, std::size_t stage);
 /** Index of the stage that runs; the last one when all is done. */
 std::size_t currentStage (const ProgressState& state);
+
+/** What a stage does just now: "Separating, pass 46 of 75". */
+juce::String stageActivity (const ProgressState& state);
 
 /** "Separating, pass 46 of 75 · about 40 s left" */
 juce::String progressLine (const ProgressState& state);
@@ -48,8 +55,10 @@ private:
     int tens = 0;
 };
 
-/** Progress of analysis, export, open, save or import, with Cancel. */
-class ProgressDialog : public DialogContent
+/** Progress of analysis, export, open, save or import, with Cancel. However often it is told the state, it repaints what
+    has changed, at most 15 times a second.
+*/
+class ProgressDialog : public DialogContent, private juce::Timer
 {
 public:
     explicit ProgressDialog (const juce::String& titleText);
@@ -69,9 +78,19 @@ protected:
     void layOutBody (juce::Rectangle<int> body) override;
 
 private:
-    void paintStages (juce::Graphics& g, juce::Rectangle<int> area) const;
+    static constexpr int repaintMs = 66;
 
-    ProgressState state;
+    void timerCallback() override;
+    /** Repaints what differs from what was shown last; false when nothing does. */
+    bool showChanges();
+    juce::Rectangle<int> barArea (std::size_t stage) const;
+    juce::Rectangle<int> stageNameArea (std::size_t stage) const;
+    juce::Rectangle<int> wordsArea() const;
+    juce::Rectangle<int> percentArea() const;
+    juce::Rectangle<int> lineArea() const;
+    void paintStage (juce::Graphics& g, std::size_t stage) const;
+
+    ProgressState state, shown;
     ProgressAnnouncer announcer;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ProgressDialog)
