@@ -33,8 +33,7 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
 
 bool MainComponent::quitInSpiteOfDialog (const juce::KeyPress& key)
 {
-    if (! isBlocked()
-        || commands.manager().getKeyMappings()->findCommandForKeyPress (key) != commandId::quit)
+    if (! isBlocked() || commands.manager().getKeyMappings()->findCommandForKeyPress (key) != commandId::quit)
         return false;
 
     performAction (commandId::quit);

@@ -38,6 +38,7 @@ MainWindow::~MainWindow()
 {
     removeKeyListener (main->getCommands().manager().getKeyMappings());
     main->getWorkspace().settings().setValue (appSettingsKeys::windowState, getWindowStateAsString());
+    isEnding = true;
     clearContentComponent();
 }
 
@@ -56,7 +57,8 @@ bool MainWindow::keyPressed (const juce::KeyPress& key)
 
 void MainWindow::focusGained (FocusChangeType)
 {
-    main->takeFocus();
+    if (! isEnding)
+        main->takeFocus();
 }
 
 void MainWindow::toggleFullScreen()

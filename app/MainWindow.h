@@ -23,7 +23,8 @@ public:
     void toggleFullScreen();
 
 private:
-    MainComponent* main; // owned by the window
+    MainComponent* main;   // owned by the window
+    bool isEnding = false; // the focus of what is deleted comes to the window
 
     JUCE_DECLARE_NON_COPYABLE (MainWindow)
 };
