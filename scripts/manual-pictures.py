@@ -274,7 +274,7 @@ def take_first_minutes(stage, pictures, folder):
 
 def take_analysis(stage, pictures):
     stage.click("groupRow", button=3)
-    stage.keys("Down", "Down", "Right", pause=0.4)
+    stage.keys("Down", "Down", "Down", "Right", pause=0.4)
     pictures.take("group-menu", "groupMenu")
     stage.keys("Down", "Return", pause=0.5)
     stage.away()
