@@ -3,8 +3,10 @@
 #include "app/AppSettings.h"
 #include "model/Version.h"
 
+#include <fcntl.h>
 #include <iostream>
 #include <new>
+#include <unistd.h>
 
 namespace tessivar
 {
@@ -59,6 +61,9 @@ void TessivarApplication::initialise (const juce::String&)
         return;
     }
 
+    if (::pipe2 (wakeUp, O_CLOEXEC) == 0)
+        juce::LinuxEventLoop::registerFdCallback (wakeUp[0], [] (int) {});
+
     log = std::make_unique<ProgramLog> (folders.logs());
     log->noteCrashes();
     juce::Logger::setCurrentLogger (log.get());
@@ -107,7 +112,7 @@ void TessivarApplication::end (int signal)
     if (window != nullptr)
         window->content().keepForRecovery();
 
-    quit();
+    leave();
 }
 
 void TessivarApplication::shutdown()
@@ -115,6 +120,14 @@ void TessivarApplication::shutdown()
     link.reset();
     window.reset();
     signals.reset();
+
+    if (wakeUp[0] >= 0)
+    {
+        juce::LinuxEventLoop::unregisterFdCallback (wakeUp[0]);
+        ::close (wakeUp[0]);
+        ::close (wakeUp[1]);
+    }
+
     juce::Logger::writeToLog ("Ended");
     juce::Logger::setCurrentLogger (nullptr);
     log.reset();
@@ -136,7 +149,19 @@ void TessivarApplication::systemRequestedQuit()
     const juce::ScopedValueSetter<bool> asking (isQuitting, true);
 
     if (window->content().mayQuit())
-        quit();
+        leave();
+}
+
+void TessivarApplication::leave()
+{
+    quit();
+
+    // The toolkit's loop forgets, after a loop within it, that there was something to do, and waits for the next event
+    // before it looks whether it should end. This is one; no message can be posted any more.
+    const unsigned char byte = 1;
+
+    if (wakeUp[1] >= 0) [[maybe_unused]]
+        const auto ignored = ::write (wakeUp[1], &byte, 1);
 }
 
 void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)

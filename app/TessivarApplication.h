@@ -30,6 +30,9 @@ public:
 private:
     void end (int signal);
 
+    /** Ends the program, also from within a dialog's loop. */
+    void leave();
+
     UserFolders folders = UserFolders::ofUser();
     std::unique_ptr<ProgramLog> log;
     std::unique_ptr<InstanceLink> link;
@@ -37,6 +40,7 @@ private:
     std::unique_ptr<MainWindow> window;
     std::unique_ptr<TerminationSignals> signals;
     bool isQuitting = false;
+    int wakeUp[2] = { -1, -1 }; // a pipe that is watched by the message loop
 };
 
 /** The folder of the program's resources: beside the executable, wherever it was started from and through links. */
