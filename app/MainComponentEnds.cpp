@@ -1,0 +1,166 @@
+#include "app/MainComponent.h"
+#include "model/TemporaryStore.h"
+#include "model/recovery/RecoveryList.h"
+
+// The ends of a run: what the one before left unsaved, and what this one would.
+
+namespace tessivar
+{
+
+namespace
+{
+/** Shows a dialog with a dot for each Group; the choice and the dots that were lit, or the given choice without an answer. */
+template <typename Choice, typename MakeDialog>
+std::pair<Choice, std::vector<bool>> askAboutGroups (Choice choiceWithoutAnswer,
+                                                     const MakeDialog& makeDialog,
+                                                     DialogPrompts& prompts,
+                                                     const ResourceImages& images,
+                                                     const std::vector<ChecklistDialog::Entry>& entries)
+{
+    std::pair<Choice, std::vector<bool>> answer{ choiceWithoutAnswer, {} };
+    prompts.showModally (
+        [&] (std::function<void()> close)
+        {
+            return makeDialog (images,
+                               entries,
+                               [&answer, close] (Choice choice, const std::vector<bool>& ticked)
+                               {
+                                   answer = { choice, ticked };
+                                   close();
+                               });
+        });
+    return answer;
+}
+} // namespace
+
+bool MainComponent::mayQuit()
+{
+    if (isBlocked())
+    {
+        if (runner.isBusy())
+            runner.requestStop();
+
+        return false;
+    }
+
+    std::vector<Group::Ptr> unsaved;
+    std::vector<ChecklistDialog::Entry> entries;
+
+    for (const auto& group : workspace.allGroups())
+    {
+        if (! group->hasUnsavedChanges() || group->numTracks() == 0)
+            continue;
+
+        unsaved.push_back (group);
+        entries.push_back (
+            { group->name(),
+              group->file() == juce::File() ? juce::String ("never saved") : group->file().getFileName(),
+              true });
+    }
+
+    if (unsaved.empty())
+        return true;
+
+    const auto [choice, toSave] =
+        askAboutGroups (QuitChoice::cancel, makeQuitDialog, prompts, images, entries);
+
+    if (choice == QuitChoice::cancel)
+        return false;
+
+    for (std::size_t i = 0; i < unsaved.size(); ++i)
+    {
+        const auto saves = choice == QuitChoice::saveAndQuit && i < toSave.size() && toSave[i];
+
+        if (saves && ! work.save (unsaved[i]))
+            return false;
+    }
+
+    // Nothing is thrown away before everything that was to be saved is.
+    if (autosave != nullptr)
+        for (const auto& group : unsaved)
+            autosave->discard (group);
+
+    return true;
+}
+
+void MainComponent::keepForRecovery()
+{
+    if (runner.isBusy())
+        runner.requestStop();
+
+    if (autosave == nullptr)
+        return;
+
+    auto isAnyUnsaved = false;
+
+    for (const auto& group : workspace.allGroups())
+    {
+        autosave->writeNow (group);
+        isAnyUnsaved |= group->hasUnsavedChanges();
+    }
+
+    autosave->flush();
+
+    if (isAnyUnsaved)
+        TemporaryStore::leaveAllBehind(); // the next start finds the audio there
+}
+
+void MainComponent::offerRecovery()
+{
+    auto list = RecoveryList::scan (workspace.folders().recovery());
+
+    if (! list.problems().isEmpty())
+        prompts.tell (
+            "Recovery", "Some notes of unsaved work can't be read. They were put aside.", list.problems());
+
+    if (! list.hasNews())
+        return;
+
+    std::vector<ChecklistDialog::Entry> entries;
+
+    for (const auto& offer : list.offers())
+        entries.push_back ({ offer.entry.state.name,
+                             juce::Time (offer.entry.writtenAt).toString (true, true, false, true),
+                             ! offer.wasSkipped });
+
+    const auto [choice, chosen] =
+        askAboutGroups (RecoveryChoice::later, makeRecoveryDialog, prompts, images, entries);
+    juce::StringArray notes;
+
+    for (std::size_t i = 0; i < list.offers().size() && i < chosen.size(); ++i)
+    {
+        const auto& offer = list.offers()[i];
+        auto outcome = juce::Result::ok();
+
+        if (! chosen[i])
+        {
+            outcome = RecoveryList::skip (offer);
+        }
+        else if (choice == RecoveryChoice::discard)
+        {
+            outcome = RecoveryList::discard (offer);
+        }
+        else if (choice == RecoveryChoice::recover)
+        {
+            RecoveredGroup recovered;
+            outcome = list.recover (offer, recovered);
+
+            if (outcome.wasOk())
+            {
+                workspace.selectGroup (workspace.addGroup (recovered.group));
+                notes.addArray (recovered.notes);
+
+                if (autosave != nullptr)
+                    autosave->takeOver (recovered);
+            }
+        }
+
+        if (outcome.failed())
+            notes.add (outcome.getErrorMessage());
+    }
+
+    if (! notes.isEmpty())
+        prompts.tell ("Recovery", "There is something to know about the recovered Groups.", notes);
+}
+
+} // namespace tessivar
