@@ -6,6 +6,8 @@ find_package(ZLIB REQUIRED)
 # Debian's JUCE comes without its bundled codecs.
 pkg_check_modules(TESSIVAR_CODECS REQUIRED IMPORTED_TARGET flac vorbis vorbisfile vorbisenc ogg)
 
+include(cmake/JuceFixes.cmake)
+
 add_library(tessivar_juce STATIC)
 target_link_libraries(tessivar_juce
     PRIVATE juce::juce_audio_formats juce::juce_data_structures juce::juce_events

@@ -1,6 +1,7 @@
 #include "playback/PlaybackDevice.h"
 
 #include "model/AtomicFile.h"
+#include "playback/JackDevices.h"
 
 namespace tessivar
 {
@@ -22,6 +23,15 @@ juce::String kiloHertz (double rate)
     return juce::String (rate / 1000.0, 3).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
 }
 } // namespace
+
+void PlaybackDevice::DeviceManager::createAudioDeviceTypes (juce::OwnedArray<juce::AudioIODeviceType>& types)
+{
+    juce::AudioDeviceManager::createAudioDeviceTypes (types);
+
+    for (auto index = types.size(); --index >= 0;)
+        if (types[index]->getTypeName() == "JACK")
+            types.set (index, createJackDevices().release());
+}
 
 PlaybackDevice::PlaybackDevice (PlaybackEngine& playbackEngine, const juce::File& settingsFile)
     : engine (playbackEngine), file (settingsFile), deviceCallback (engine)

@@ -91,11 +91,17 @@ private:
         Quiet() { silenceSoundLibraries(); }
     };
 
+    /** The toolkit's, but for the way in which JACK is asked. */
+    struct DeviceManager : juce::AudioDeviceManager
+    {
+        void createAudioDeviceTypes (juce::OwnedArray<juce::AudioIODeviceType>& types) override;
+    };
+
     const Quiet quiet;
     PlaybackEngine& engine;
     const juce::File file;
     DeviceCallback deviceCallback;
-    juce::AudioDeviceManager deviceManager;
+    DeviceManager deviceManager;
 
     bool isWatched = false, isLost = false;
     std::uint64_t seenCallbacks = 0, seenStarts = 0;

@@ -1,0 +1,128 @@
+# Faults of JUCE 7 that its users can't reach from outside. The one source file of a module that has the fault is copied into
+# the build folder, mended there, and found before the original; everything else is compiled from where it is installed.
+
+# tessivar_mend_juce_file(<module> <file> <from> <to> [<from> <to>]...) has the module's main source file compiled in the build
+# folder, beside a copy of <file> in which every <from> has become its <to>. A <from> that is not there exactly once stops the
+# configuration: then this JUCE is another one, and the fault is to be looked at anew.
+function(tessivar_mend_juce_file module file)
+    get_target_property(target juce::${module} ALIASED_TARGET)
+    get_target_property(sources ${target} INTERFACE_SOURCES)
+    set(source "${sources}")
+    list(FILTER source INCLUDE REGEX "/${module}\\.cpp$")
+    get_filename_component(original "${source}" DIRECTORY)
+    set(folder "${CMAKE_BINARY_DIR}/juce-mended/${module}")
+    file(READ "${original}/${file}" text)
+
+    math(EXPR last_pair "${ARGC} - 2")
+    foreach(index RANGE 2 ${last_pair} 2)
+        math(EXPR next "${index} + 1")
+        set(from "${ARGV${index}}") # one by one: in a list they would part at their semicolons
+        set(to "${ARGV${next}}")
+        string(FIND "${text}" "${from}" first)
+        string(FIND "${text}" "${from}" last REVERSE)
+
+        if(first EQUAL -1 OR NOT first EQUAL last)
+            message(FATAL_ERROR "${original}/${file} is not the file that cmake/JuceFixes.cmake mends: ${from}")
+        endif()
+
+        string(REPLACE "${from}" "${to}" text "${text}")
+    endforeach()
+
+    set(before "")
+    if(EXISTS "${folder}/${file}")
+        file(READ "${folder}/${file}" before)
+    endif()
+    if(NOT before STREQUAL text)
+        file(WRITE "${folder}/${file}" "${text}")
+    endif()
+    configure_file("${source}" "${folder}/${module}.cpp" COPYONLY)
+
+    set_property(DIRECTORY "${CMAKE_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${original}/${file}")
+    set_property(SOURCE "${folder}/${module}.cpp" PROPERTY COMPILE_OPTIONS "-iquote;${original}")
+    list(TRANSFORM sources REPLACE ".*/${module}\\.cpp$" "${folder}/${module}.cpp")
+    set_property(TARGET ${target} PROPERTY INTERFACE_SOURCES "${sources}")
+endfunction()
+
+# A child process whose output was read had its end of the pipe closed twice: the second time it hit whatever file another
+# thread had opened in between. Its pipe was also left open in every other child.
+tessivar_mend_juce_file(juce_core native/juce_posix_SharedCode.h
+    [=[if (pipe (pipeHandles) == 0)]=]
+    [=[if (pipe2 (pipeHandles, O_CLOEXEC) == 0)]=]
+    [=[            fclose (readHandle);
+
+        if (pipeHandle != 0)]=]
+    [=[            fclose (readHandle);
+        else if (pipeHandle != 0)]=])
+
+# A window's frame timer ran at the display's rate for ever, 100 times a second where none is told. It now runs while
+# something is painted, and looks in ten times a second at rest. With it goes a look for events that a call in between has
+# already read from the X server: the loop waits for the socket, where they no longer are, and so until the next one.
+tessivar_mend_juce_file(juce_gui_basics native/juce_linux_Windowing.cpp
+    [=[            regionsNeedingRepaint.add (area * peer.currentScaleFactor);]=]
+    [=[            regionsNeedingRepaint.add (area * peer.currentScaleFactor);
+            peer.wakeFrameTimer();]=]
+    [=[        if (repainter != nullptr)
+            repainter->dispatchDeferredRepaints();
+    }]=]
+    [=[        if (repainter != nullptr)
+            repainter->dispatchDeferredRepaints();
+
+        if (isFrameTimerAwake && ++framesAtRest > framesPerSecond / 2)
+        {
+            isFrameTimerAwake = false;
+            vBlankManager.startTimerHz (10);
+        }
+
+        handleEventsReadAlready();
+    }
+
+    void wakeFrameTimer()
+    {
+        framesAtRest = 0;
+
+        if (std::exchange (isFrameTimerAwake, true))
+            return;
+
+        vBlankManager.startTimerHz (framesPerSecond);
+    }
+
+    static void handleEventsReadAlready()
+    {
+        XWindowSystemUtilities::ScopedXLock xLock;
+        auto* display = XWindowSystem::getInstance()->getDisplay();
+        auto* symbols = X11Symbols::getInstance();
+
+        if (display != nullptr && symbols->xEventsQueued (display, QueuedAlready) > 0)
+            MessageManager::callAsync ([descriptor = symbols->xConnectionNumber (display)]
+            {
+                LinuxEventLoopInternal::invokeEventLoopCallbackForFd (descriptor);
+            });
+    }
+
+    bool isFrameTimerAwake = false;
+    int framesPerSecond = 60, framesAtRest = 0;]=]
+    [=[const auto frequencyToUse = newIntFrequencyHz != 0 ? newIntFrequencyHz : 100;]=]
+    [=[const auto frequencyToUse = newIntFrequencyHz != 0 ? newIntFrequencyHz : 60;]=]
+    [=[            if (vBlankManager.getTimerInterval() != frequencyToUse)
+                vBlankManager.startTimerHz (frequencyToUse);]=]
+    [=[            if (std::exchange (framesPerSecond, frequencyToUse) != frequencyToUse)
+                isFrameTimerAwake = false;
+
+            wakeFrameTimer();]=]
+    [=[namespace juce
+{]=]
+    [=[#include <juce_events/native/juce_linux_EventLoopInternal.h>
+#include <utility>
+
+namespace juce
+{]=])
+
+# The loop under a dialog looked for messages a thousand times a second. It now sleeps until there is one, and looks up
+# often enough for whoever gave it a time to return.
+tessivar_mend_juce_file(juce_events native/juce_linux_Messaging.cpp
+    [=[                return false;
+
+            runLoop->sleepUntilNextEvent (2000);]=]
+    [=[                return runLoop->sleepUntilNextEvent (20);
+
+            runLoop->sleepUntilNextEvent (2000);]=])
