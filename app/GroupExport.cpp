@@ -1,6 +1,7 @@
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
 #include "app/OpenExternally.h"
+#include "app/TrackLooks.h"
 #include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
@@ -16,6 +17,46 @@ constexpr auto folderWildcard = "*.wav;*.aiff";
 juce::String filesExported (int count)
 {
     return juce::String (count) + (count == 1 ? " file exported" : " files exported");
+}
+
+/** Without the name of the file, which stands beside it. */
+juce::String reasonOf (const TrackExport& track)
+{
+    const auto path = track.file.getFullPathName();
+    return track.error.startsWith (path) ? track.error.substring (path.length()).trimCharactersAtStart (": ")
+                                         : track.error;
+}
+
+/** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common. */
+juce::String
+factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, const juce::File& folder)
+{
+    juce::StringArray types, depths, rates;
+
+    for (std::size_t i = 0; i < report.tracks.size(); ++i)
+    {
+        const auto& track = report.tracks[i];
+
+        if (! track.written)
+            continue;
+
+        const auto isAiff = exportFileTypeFor (track.file.getFileExtension()) == ExportFileType::aiff;
+        types.addIfNotAlreadyThere (isAiff ? "AIFF" : "WAV");
+        depths.addIfNotAlreadyThere (juce::String (track.format.bitsPerSample) + "-bit"
+                                     + (track.format.isFloatingPoint ? " float" : ""));
+        rates.addIfNotAlreadyThere (rateText (tracks[i].sampleRate));
+    }
+
+    juce::StringArray facts{ folder.getFullPathName() };
+
+    for (const auto& kind : { types, depths, rates })
+        if (kind.size() == 1)
+            facts.add (kind[0]);
+
+    if (! types.isEmpty())
+        facts.add ("mono");
+
+    return facts.joinIntoString (juce::String::fromUTF8 (" \xc2\xb7 "));
 }
 } // namespace
 
@@ -112,7 +153,7 @@ void GroupWork::runExport (const juce::String& title,
         if (end == JobRunner::End::outOfMemory)
             prompts.warn ("The export did not come to its end.", "memory ran out");
 
-        if (end != JobRunner::End::done || ! reportExport (report, options))
+        if (end != JobRunner::End::done || ! reportExport (report, left, options))
             return;
 
         std::vector<SessionTrack> failed;
@@ -125,10 +166,12 @@ void GroupWork::runExport (const juce::String& title,
     }
 }
 
-bool GroupWork::reportExport (const ExportReport& report, const ExportOptions& options)
+bool GroupWork::reportExport (const ExportReport& report,
+                              const std::vector<SessionTrack>& tracks,
+                              const ExportOptions& options)
 {
     ExportReportContent content;
-    content.facts = options.folder.getFullPathName();
+    content.facts = factsOf (report, tracks, options.folder);
 
     for (const auto& track : report.tracks)
     {
@@ -146,7 +189,7 @@ bool GroupWork::reportExport (const ExportReport& report, const ExportOptions& o
             }
 
         if (! track.written)
-            line.remark = track.error;
+            line.remark = reasonOf (track);
 
         content.lines.push_back (line);
     }

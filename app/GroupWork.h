@@ -99,7 +99,9 @@ private:
                     const juce::File& singleFile);
 
     /** True when the user wants what failed to be tried again. */
-    [[nodiscard]] bool reportExport (const ExportReport& report, const ExportOptions& options);
+    [[nodiscard]] bool reportExport (const ExportReport& report,
+                                     const std::vector<SessionTrack>& tracks,
+                                     const ExportOptions& options);
 
     TessivarWorkspace& workspace;
     JobRunner& runner;

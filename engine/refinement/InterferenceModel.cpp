@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/simd/InterferenceKernels.h"
+#include "engine/refinement/Rises.h"
 #include "engine/refinement/Statistics.h"
 
 #include <algorithm>
@@ -16,9 +17,6 @@ namespace
 constexpr std::size_t frameBlock = 256; // u and w of eight tracks fit the first-level cache
 constexpr int numUpdates = 5;
 constexpr std::size_t framesPerPeak = 16;
-
-// A hit is heard in another microphone as a rise too.
-constexpr std::size_t riseFrames = 3; // so that the means of three frames don't overlap
 
 /** Two microphones on the same kind of drum hear the same drum: neither is leakage of the other. */
 bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
@@ -108,8 +106,7 @@ void InterferenceModel::boundGains (const float* power, std::size_t rowStride)
 void InterferenceModel::boundByRises (std::size_t drum, const float* power, std::size_t rowStride)
 {
     const auto* own = power + drum * rowStride;
-    const auto rise = [own] (std::uint32_t t)
-    { return t < riseFrames ? 0.0f : own[t] - own[t - riseFrames]; };
+    const auto rise = [own] (std::uint32_t t) { return riseAt (own, t); };
     const auto begin = loudest.begin(), end = begin + static_cast<std::ptrdiff_t> ((numLoud + 1) / 2);
     std::nth_element (begin,
                       end - 1,
@@ -133,11 +130,7 @@ void InterferenceModel::boundByRises (std::size_t drum, const float* power, std:
         const auto& rule = rules[i * numTracks + drum];
 
         for (std::size_t n = 0; n < onsets.size(); ++n)
-        {
-            const auto t = onsets[n];
-            ratios[n] = std::max (0.0f, other[t] - rule.steadyFactor * other[t - riseFrames])
-                        / std::max (rise (t), 1.0e-20f);
-        }
+            ratios[n] = riseRatio (own, other, onsets[n], rule.steadyFactor);
 
         limit = std::min (
             limit, rule.tolerance * quantile (std::span (ratios).first (onsets.size()), rule.quantile));

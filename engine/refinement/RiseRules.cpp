@@ -1,5 +1,6 @@
 #include "engine/refinement/RiseRules.h"
 
+#include "engine/refinement/Rises.h"
 #include "engine/refinement/Statistics.h"
 
 #include <algorithm>
@@ -19,13 +20,10 @@ constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the oth
 constexpr double sameDrumDb = -6.0;                    // so loud is no leakage: both hear one drum
 constexpr double unheardDb = -90.0;
 
-constexpr std::size_t riseFrames = 3; // so that the means of three frames don't overlap
-
 /** Frames in which a track becomes loud: of its loudest ones the half that rises most. */
 std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
 {
-    const auto rise = [own] (std::uint32_t t)
-    { return t < riseFrames ? 0.0f : own[t] - own[t - riseFrames]; };
+    const auto rise = [own] (std::uint32_t t) { return riseAt (own.data(), t); };
     std::vector<std::uint32_t> frames (own.size());
 
     for (std::size_t t = 0; t < frames.size(); ++t)
@@ -61,10 +59,7 @@ medianRiseDb (std::span<const float> own, std::span<const float> other, std::spa
                     onsets.end(),
                     ratios.begin(),
                     [&] (std::uint32_t t)
-                    {
-                        return std::max (0.0f, other[t] - wary.steadyFactor * other[t - riseFrames])
-                               / (own[t] - own[t - riseFrames]);
-                    });
+                    { return riseRatio (own.data(), other.data(), t, wary.steadyFactor); });
     const auto median = static_cast<double> (quantile (ratios, 0.5));
     return std::clamp (10.0 * std::log10 (median + 1.0e-30), unheardDb, 0.0);
 }
