@@ -1,6 +1,7 @@
 #include "app/TrackLooks.h"
 
 #include "app/DrumLooks.h"
+#include "jobs/Certainty.h"
 #include "playback/PlaybackTrack.h"
 
 #include <algorithm>
@@ -27,12 +28,10 @@ bool hasFindings (const TrackState& track)
     return track.hasProcessedOutput() && track.findings.suggestedFocus.has_value();
 }
 
-/** How far the two independent estimates behind a suggestion agree, in words. */
 juce::String certainty (const TrackFindings& findings)
 {
     const auto best = static_cast<std::size_t> (std::clamp (findings.bestFocusUpTo.back(), 0, 5));
-    const auto agreementDb = findings.focusMatchDb[best];
-    return agreementDb >= 20.0 ? "sure" : agreementDb >= 12.0 ? "fairly sure" : "unsure";
+    return certaintyOf (findings.focusMatchDb[best]);
 }
 
 juce::String focusPercent (double focus)

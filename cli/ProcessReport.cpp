@@ -2,6 +2,7 @@
 
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
+#include "jobs/Certainty.h"
 #include "model/Version.h"
 
 #include <nlohmann/json.hpp>
@@ -88,18 +89,12 @@ juce::String focusLabel (const SessionTrack& track)
     return track.setting.focus == suggestedValue ? "suggested" : knobLabel (track.setting.focus);
 }
 
-/** How far the two independent estimates behind a suggestion agree, in words. */
-juce::String confidenceLabel (double agreementDb)
-{
-    return agreementDb >= 20.0 ? "sure" : agreementDb >= 12.0 ? "fairly sure" : "unsure";
-}
-
 juce::String suggestionLabel (const SessionTrack& track)
 {
     if (! track.hasProcessedOutput() || ! track.analysis.suggestedFocus.has_value())
         return "-";
     return knobLabel (static_cast<float> (*track.analysis.suggestedFocus)) + " ("
-           + confidenceLabel (agreementOf (track)) + ")";
+           + certaintyOf (agreementOf (track)) + ")";
 }
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)

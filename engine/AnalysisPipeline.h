@@ -89,6 +89,9 @@ public:
     }
 };
 
+/** From these matches of the suggested Focus on, in dB, a suggestion is called sure or fairly sure. */
+inline constexpr double sureMatchDb = 20.0, fairlySureMatchDb = 12.0;
+
 /** What was found for one track. Indexed like the tracks given; tracks that are not rendered keep rendered = false. */
 struct TrackAnalysis
 {

@@ -120,6 +120,12 @@ void conclude (const MatchSums& sums, TrackAnalysis& analysis)
 }
 } // namespace
 
+bool isDrumFound (const TrackAnalysis& analysis)
+{
+    const auto best = static_cast<std::size_t> (analysis.bestFocusUpTo.back());
+    return analysis.suggestedFocus.value_or (0.0) > 0.0 && analysis.focusMatchDb[best] >= fairlySureMatchDb;
+}
+
 double supportedEffect (const TrackAnalysis& analysis)
 {
     if (isContradictory (analysis))

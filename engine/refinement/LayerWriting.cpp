@@ -121,7 +121,7 @@ bool writeChannels (const OutputSegment& segment,
 }
 } // namespace
 
-bool writeLayers (RefinementRun& run, std::size_t track, ProgressRange progress)
+bool writeLayers (RefinementRun& run, std::size_t track, bool isCancelled, ProgressRange progress)
 {
     auto* sink = run.storage.refined (run.tracks[track].index);
 
@@ -131,23 +131,23 @@ bool writeLayers (RefinementRun& run, std::size_t track, ProgressRange progress)
     const auto& analysis = run.analysis (track);
     const auto layers = layersOf (analysis);
 
-    return run.forEach (OutputSegment::count (run, track),
-                        progress,
-                        [&] (std::size_t item, Workspace& w)
-                        {
-                            OutputSegment segment (run, track, item, w);
+    return run.forEach (
+        OutputSegment::count (run, track),
+        progress,
+        [&] (std::size_t item, Workspace& w)
+        {
+            OutputSegment segment (run, track, item, w);
 
-                            if (const auto status = segment.open(); status != AnalysisStatus::completed)
-                                return status;
+            if (const auto status = segment.open (isCancelled); status != AnalysisStatus::completed)
+                return status;
 
-                            if (! readOutputs (run, run.tracks[track], layers, segment.frames(), w))
-                                return AnalysisStatus::readFailed;
+            if (! readOutputs (run, run.tracks[track], layers, segment.frames(), w))
+                return AnalysisStatus::readFailed;
 
-                            addLayers (segment, layers, w);
-                            return writeChannels (segment, analysis, w, *sink)
-                                       ? AnalysisStatus::completed
-                                       : AnalysisStatus::storageFailed;
-                        });
+            addLayers (segment, layers, w);
+            return writeChannels (segment, analysis, w, *sink) ? AnalysisStatus::completed
+                                                               : AnalysisStatus::storageFailed;
+        });
 }
 
 } // namespace tessivar::refinement

@@ -5,7 +5,9 @@
 namespace tessivar::refinement
 {
 
-/** Last pass, track by track: writes the seven channels whose whole Focus values are the refined layers. */
-[[nodiscard]] bool writeLayers (RefinementRun& run, std::size_t track, ProgressRange progress);
+/** Last pass, track by track: writes the seven channels whose whole Focus values are the refined layers. isCancelled: the layers
+    are made of what LeakageCancelling has left of the track. */
+[[nodiscard]] bool
+writeLayers (RefinementRun& run, std::size_t track, bool isCancelled, ProgressRange progress);
 
 } // namespace tessivar::refinement

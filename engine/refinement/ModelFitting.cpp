@@ -1,5 +1,6 @@
 #include "engine/refinement/ModelFitting.h"
 
+#include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
 #include "engine/refinement/InterferenceModel.h"
@@ -96,6 +97,8 @@ public:
             }
 
             kernels::accumulate (evidence[i].total (band), row (power, i), rowStride);
+            run.meanPower (firstBin + bin, i) = static_cast<float> (
+                kernels::rowSum (row (power, i), rowStride) / static_cast<double> (run.shape.numFrames));
         }
 
         if (! model.fit (row (power, 0), row (own, 0), rowStride, run.control))
@@ -103,6 +106,9 @@ public:
 
         for (std::size_t i = 0; i < run.tracks.size(); ++i)
         {
+            for (std::size_t j = 0; j < run.tracks.size(); ++j)
+                run.gainOf (firstBin + bin, i, j) = model.gains()[i * run.tracks.size() + j];
+
             kernels::accumulate (evidence[i].own (band), row (own, i), rowStride);
             kernels::accumulate (evidence[i].leakage (band), row (power, i), rowStride);
 

@@ -1,5 +1,7 @@
 #include "engine/refinement/OutputSegment.h"
 
+#include "engine/refinement/LeakageCancelling.h"
+
 #include <algorithm>
 
 namespace tessivar::refinement
@@ -28,7 +30,7 @@ OutputSegment::OutputSegment (RefinementRun& r, std::size_t t, std::size_t index
     overlapping = run.shape.framesOf (firstSample, end);
 }
 
-AnalysisStatus OutputSegment::open()
+AnalysisStatus OutputSegment::open (bool isCancelled)
 {
     const auto& shape = run.shape;
     auto& codes = w.codes[0];
@@ -38,9 +40,20 @@ AnalysisStatus OutputSegment::open()
             run.powerPlane (track), overlapping.first * static_cast<std::int64_t> (shape.binStride), codes))
         return AnalysisStatus::storageFailed;
 
-    return readFrames (*run.tracks[track].source, shape, shape.withNeighbours (overlapping), w.source)
+    const auto all = shape.withNeighbours (overlapping);
+
+    if (! readFrames (*run.tracks[track].source, shape, all, w.source))
+        return AnalysisStatus::readFailed;
+
+    if (! isCancelled)
+        return AnalysisStatus::completed;
+
+    const auto* own = source();
+    w.uncancelled.assign (own, own + numSamples);
+    isUncancelledApart = true;
+    return LeakageCancelling::read (run, track, frameStart (all.first, shape.rate), w.source)
                ? AnalysisStatus::completed
-               : AnalysisStatus::readFailed;
+               : AnalysisStatus::storageFailed;
 }
 
 const std::uint16_t* OutputSegment::mask (std::int64_t frame) const
@@ -60,6 +73,9 @@ const float* OutputSegment::samplesAhead() const
 
 const float* OutputSegment::source() const
 {
+    if (isUncancelledApart)
+        return w.uncancelled.data();
+
     const auto first = run.shape.withNeighbours (overlapping).first;
     return w.source.data() + (firstSample - frameStart (first, run.shape.rate));
 }

@@ -16,8 +16,8 @@ public:
     OutputSegment (RefinementRun& run, std::size_t track, std::size_t index, Workspace& workspace);
 
     /** Reads the mask and the source of all frames that overlap the segment, and of the source one more
-        frame on either side. */
-    [[nodiscard]] AnalysisStatus open();
+        frame on either side. isCancelled: frames are made of what LeakageCancelling has left of the source. */
+    [[nodiscard]] AnalysisStatus open (bool isCancelled = false);
 
     [[nodiscard]] std::int64_t start() const { return firstSample; }
     [[nodiscard]] std::size_t length() const { return numSamples; }
@@ -56,6 +56,7 @@ private:
     std::int64_t firstSample = 0;
     std::size_t numSamples = 0;
     FrameRange overlapping;
+    bool isUncancelledApart = false; // the track itself lies in the workspace's uncancelled
 };
 
 } // namespace tessivar::refinement

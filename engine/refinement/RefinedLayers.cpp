@@ -2,6 +2,8 @@
 
 #include "engine/refinement/FocusMatching.h"
 #include "engine/refinement/LayerWriting.h"
+#include "engine/refinement/LeakageCancelling.h"
+#include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/MaskComputing.h"
 #include "engine/refinement/ModelFitting.h"
 #include "engine/refinement/PowerGathering.h"
@@ -15,14 +17,28 @@ namespace
 {
 using namespace refinement;
 
-/** Everything that is particular to one track: its mask, its matches and its layers. */
-bool renderTrack (RefinementRun& run, std::size_t track, SeparationEvidence& evidence, ProgressRange progress)
+/** A track's mask, and what the standard method's outputs have in common with it. */
+bool maskTrack (RefinementRun& run, std::size_t track, SeparationEvidence& evidence, ProgressRange progress)
 {
     evidence.weigh();
     run.analysis (track).leakageDb = evidence.leakageDb();
-    return computeMask (run, track, evidence, progress.part (0.0, 0.1))
-           && matchFocus (run, track, progress.part (0.1, 0.4))
-           && writeLayers (run, track, progress.part (0.4, 1.0));
+    return computeMask (run, track, evidence, progress.part (0.0, 0.25))
+           && matchFocus (run, track, progress.part (0.25, 1.0));
+}
+
+/** Does the work for one track after the other. */
+bool forAll (std::span<const std::size_t> tracks,
+             ProgressRange progress,
+             const std::function<bool (std::size_t track, ProgressRange)>& work)
+{
+    const auto share = 1.0 / static_cast<double> (tracks.size());
+
+    for (std::size_t n = 0; n < tracks.size(); ++n)
+        if (const auto done = static_cast<double> (n) * share;
+            ! work (tracks[n], progress.part (done, done + share)))
+            return false;
+
+    return true;
 }
 
 std::vector<SeparationEvidence> makeEvidence (const RefinementRun& run)
@@ -57,18 +73,17 @@ bool refine (RefinementRun& run)
         if (run.tracks[i].standard != nullptr)
             rendered.push_back (i);
 
-    const ProgressRange all{ 0.5, 1.0 };
+    LeakageCancelling cancelling (run);
 
-    for (std::size_t n = 0; n < rendered.size(); ++n)
-    {
-        const auto share = 1.0 / static_cast<double> (rendered.size());
-        const auto done = static_cast<double> (n) * share;
-
-        if (! renderTrack (run, rendered[n], evidence[rendered[n]], all.part (done, done + share)))
-            return false;
-    }
-
-    return true;
+    return forAll (rendered,
+                   { 0.5, 0.65 },
+                   [&] (std::size_t track, ProgressRange progress)
+                   { return maskTrack (run, track, evidence[track], progress); })
+           && cancelling.cancel ({ 0.65, 0.75 })
+           && forAll (rendered,
+                      { 0.75, 1.0 },
+                      [&] (std::size_t track, ProgressRange progress)
+                      { return writeLayers (run, track, cancelling.isCancelled (track), progress); });
 }
 } // namespace
 
@@ -97,14 +112,15 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
             .count());
 
     // A worker's buffers stay: a block of bins of all tracks; four tiles; a segment of the source, five
-    // outputs, six signals.
-    const auto segment = 8 * shape.tileCodes() + 4 * 12 * samples;
+    // outputs, six signals; a tile, the source and its leakage of every track.
+    const auto segment =
+        8 * shape.tileCodes() + 4 * 12 * samples + tracks * (2 * shape.tileCodes() + 8 * samples);
     const auto evidence = 16 * bands * frames * tracks;
 
     AnalysisForecast forecast;
     forecast.memoryBytes =
         workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + segment)
-        + evidence + (32u << 20);
+        + evidence + pathBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + (32u << 20);
     forecast.scratchBytes = 2 * RefinementRun::planesPerTrack * tracks * frames * shape.binStride;
     return forecast;
 }

@@ -33,6 +33,9 @@ RefinementRun::RefinementRun (std::span<const RefinementTrack> t,
     window = AlignedBuffer (weights.size());
     std::copy (weights.begin(), weights.end(), window.data());
 
+    gains.resize (shape.binStride * tracks.size() * tracks.size());
+    meanPowers.resize (shape.binStride * tracks.size());
+
     for (int i = 0; i < pool.numWorkers(); ++i)
         workspaces.push_back (std::make_unique<Workspace> (shape, window.span()));
 }

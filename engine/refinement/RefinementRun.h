@@ -17,6 +17,15 @@
 namespace tessivar::refinement
 {
 
+/** What a worker needs where it works on all tracks at once, indexed like the tracks. */
+struct AllTracks
+{
+    std::vector<std::vector<float>> sources;
+    std::vector<std::vector<std::uint16_t>> codes;
+    std::vector<AlignedBuffer> leakage;
+    AlignedBuffer drums, spectrum, sums;
+};
+
 /** Everything one worker owns. Buffers keep their room from one piece of work to the next. */
 struct Workspace
 {
@@ -26,7 +35,7 @@ struct Workspace
     PowerStream sourcePower;
     std::array<PowerStream, numFocusSteps> outputPower; // by Focus; that of 0 is not used
     StandardOutputReader outputReader;
-    std::vector<float> source;
+    std::vector<float> source, uncancelled;
     std::array<std::vector<float>, numFocusSteps> outputs;
     std::array<std::vector<std::uint16_t>, 4> codes; // tiles
     std::vector<std::uint16_t> blockCodes;           // the model's block of bins
@@ -34,6 +43,7 @@ struct Workspace
     AlignedBuffer frame, mask, gains;
     std::array<AlignedBuffer, numFocusSteps> signals;
     std::vector<float> rendered;
+    AllTracks allTracks;
 };
 
 /** A stretch of the progress, 0..1. */
@@ -81,8 +91,8 @@ public:
     {
         return static_cast<int> (planesPerTrack * track);
     }
-    /** Where the lower bits lie. Hits that are alike differ by less than half the bits, and it matters
-        which is the loudest. */
+    /** Where the lower bits lie, hits that are alike differ by less than half the bits and it matters which is the loudest;
+        later the samples without what was cancelled. */
     [[nodiscard]] int finePlane (std::size_t track) const { return powerPlane (track) + 1; }
     /** Where the first estimate of its own drum's power lies. */
     [[nodiscard]] int ownPlane (std::size_t track) const { return powerPlane (track) + 2; }
@@ -104,7 +114,27 @@ public:
     /** Power of whole frames of every track, shape.numFrames each: what powerPlane() holds, summed up. */
     std::vector<float> totals;
 
+    /** Of the fitted model: the power gain from a drum into a microphone, and the mean power of a track, in a bin. */
+    [[nodiscard]] float& gainOf (std::size_t bin, std::size_t microphone, std::size_t drum)
+    {
+        return gains[(bin * tracks.size() + microphone) * tracks.size() + drum];
+    }
+    [[nodiscard]] float gainOf (std::size_t bin, std::size_t microphone, std::size_t drum) const
+    {
+        return gains[(bin * tracks.size() + microphone) * tracks.size() + drum];
+    }
+    [[nodiscard]] float& meanPower (std::size_t bin, std::size_t track)
+    {
+        return meanPowers[bin * tracks.size() + track];
+    }
+    [[nodiscard]] float meanPower (std::size_t bin, std::size_t track) const
+    {
+        return meanPowers[bin * tracks.size() + track];
+    }
+
 private:
+    std::vector<float> gains, meanPowers;
+
     WorkerPool& pool;
     const std::function<void (double)>& progress;
     std::vector<TrackAnalysis>& analyses;

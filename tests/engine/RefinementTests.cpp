@@ -71,19 +71,29 @@ struct TwoDrums
         return analyseTracks (tracks, options, *storage, control);
     }
 
-    /** Signal-to-distortion ratio against the drum alone, in dB. */
-    [[nodiscard]] double quality (std::size_t track, std::span<const float> samples) const
+    /** Signal-to-distortion ratio against the drum alone, in dB; of what is louder than a threshold in both drums. */
+    [[nodiscard]] double
+    quality (std::size_t track, std::span<const float> samples, float threshold = 0.0f) const
     {
         double signal = 0.0, distortion = 0.0;
 
         for (std::size_t i = 0; i < samples.size(); ++i)
         {
+            if (level (0, i) < threshold || level (1, i) < threshold)
+                continue;
+
             const auto s = static_cast<double> (truth[track][i]), e = static_cast<double> (samples[i]) - s;
             signal += s * s;
             distortion += e * e;
         }
 
         return 10.0 * std::log10 (signal / distortion);
+    }
+
+    /** The louder of two samples a sixth of a period of the kick apart. */
+    [[nodiscard]] float level (std::size_t track, std::size_t i) const
+    {
+        return std::max (std::abs (truth[track][i]), std::abs (truth[track][i < 100 ? i : i - 100]));
     }
 
     [[nodiscard]] std::vector<float> rendered (std::size_t track, float focus) const
@@ -134,6 +144,21 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
         REQUIRE (drums.analyse (3).status == AnalysisStatus::completed);
         CHECK (drums.storage->refinedSinks.at (0).frames == first->refinedSinks.at (0).frames);
         CHECK (drums.storage->refinedSinks.at (1).frames == first->refinedSinks.at (1).frames);
+    }
+
+    SECTION ("takes leakage out from under a drum that sounds with it")
+    {
+        // Where both sound, a gain for each bin and frame could only choose between keeping both and losing both.
+        TwoDrums drums (0.2f);
+        REQUIRE (drums.analyse (2).status == AnalysisStatus::completed);
+
+        for (std::size_t track = 0; track < 2; ++track)
+        {
+            const auto together = [&] (std::span<const float> samples)
+            { return drums.quality (track, samples, 0.1f); };
+            // Gains alone reach 16 and 17 dB.
+            CHECK (together (drums.rendered (track, 5.0f)) - together (drums.sources[track]->samples) > 17.5);
+        }
     }
 
     SECTION ("does no harm where there is nothing to remove")
