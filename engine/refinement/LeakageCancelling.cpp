@@ -223,7 +223,7 @@ bool LeakageCancelling::cancel (ProgressRange progress)
 
     cancelled.assign (run.tracks.size(), 0);
 
-    if (ends.drums.empty() || ends.microphones.empty())
+    if (ends.drums.empty() || ends.microphones.empty() || run.tracks.size() < 2)
         return true;
 
     LeakagePaths paths (run.tracks.size(), run.shape.binStride);

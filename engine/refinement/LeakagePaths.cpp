@@ -16,7 +16,8 @@ namespace
 constexpr std::uint64_t frameRoom = std::uint64_t{ 80 } << 20; // bytes
 constexpr std::size_t mostFrames = 2000, mostDrums = 6;
 constexpr double leastGain = 1.0e-5;
-constexpr float powerFloor = 0.01f; // of the bin's mean power in the microphone
+constexpr float powerFloor = 0.01f;    // of the bin's mean power in the microphone
+constexpr float leastPower = 1.0e-12f; // of digital silence, so that weights stay within reason
 constexpr std::size_t framesPerItem = 16, binsPerItem = 16;
 
 /** Bytes of a frame of one track: spectrum and mask. */
@@ -273,7 +274,7 @@ private:
     void weigh (std::size_t bin, std::size_t microphone)
     {
         const auto n = frames.size();
-        std::fill (weights.begin(), weights.end(), powerFloor * run.meanPower (bin, microphone) + 1.0e-20f);
+        std::fill (weights.begin(), weights.end(), powerFloor * run.meanPower (bin, microphone) + leastPower);
 
         for (const auto isBefore : { false, true })
         {
@@ -328,7 +329,10 @@ private:
             right[a] = product (target.data());
         }
 
-        if (! solve (matrix, right))
+        const auto isFinite = [] (const std::complex<double>& value)
+        { return std::isfinite (value.real()) && std::isfinite (value.imag()); };
+
+        if (! solve (matrix, right) || ! std::all_of (right.begin(), right.end(), isFinite))
             return;
 
         for (std::size_t a = 0; a < size; ++a)

@@ -7,7 +7,8 @@
 namespace tessivar::refinement
 {
 
-/** The paths from every drum to the other microphones, as filters of two taps a bin on the spectra of its own microphone:
+/** The paths from every drum to the other microphones, as filters of two taps a bin on the spectra of its own microphone (a
+    convolutive transfer function: Avargel, Cohen 2007):
 
         X_i (f, t) ~ own drum + sum over j other than i, and over k = 0, 1, of H_ijk (f) Z_j (f, t - k)
 

@@ -93,13 +93,14 @@ private:
         return beat.has_value();
     }
 
-    /** Escape cancels jobs and dialogs; a rename or a menu, too. */
+    /** Escape cancels jobs and dialogs; a rename or a menu, too. What was dropped meanwhile is opened one after the other and may
+        have a dialog each. */
     bool comesToRest (ProgramRun& session)
     {
         note ("rest");
         ++rests;
 
-        for (int i = 0; i < 40 && session.process.isRunning(); ++i)
+        for (int i = 0; i < 200 && session.process.isRunning(); ++i)
         {
             user.x.key ("Escape");
             juce::Thread::sleep (150);
