@@ -83,19 +83,24 @@ public:
     {
         const auto n = static_cast<std::size_t> (std::lower_bound (tracks.begin(), tracks.end(), track)
                                                  - tracks.begin());
-        const auto stride = run.shape.binStride;
 
         for (std::size_t u = 0; u < used.size(); ++u)
         {
-            const auto frame = used[u] - (isBefore ? 1 : 0);
-            const auto* x = spectra[n].data() + (frame * stride + bin) * 2;
-            const auto gain = isMasked ? gains[n][frame * stride + bin] : 1.0f;
+            const auto at = position (used[u] - (isBefore ? 1 : 0), bin);
+            const auto* x = spectra[n].data() + 2 * at;
+            const auto gain = isMasked ? gains[n][at] : 1.0f;
             dest[u] = gain * x[0];
             dest[used.size() + u] = gain * x[1];
         }
     }
 
 private:
+    /** Where a bin lies: sixteen neighbours at a time, frame after frame, so that the frames of a bin are read in order. */
+    [[nodiscard]] std::size_t position (std::size_t frame, std::size_t bin) const
+    {
+        return (bin / binsPerItem * frames.size() + frame) * binsPerItem + bin % binsPerItem;
+    }
+
     /** The loudest frames, each track's power taken in parts of its own sum so that drums that play rarely count as much. */
     void choose()
     {
@@ -157,8 +162,11 @@ private:
             return AnalysisStatus::readFailed;
 
         w.sourceFrames.analyse (w.source.data());
-        std::copy_n (
-            w.sourceFrames.spectrum(), 2 * shape.numBins, spectra[n].data() + frame * 2 * shape.binStride);
+
+        for (std::size_t f = 0; f < shape.numBins; f += binsPerItem)
+            std::copy_n (w.sourceFrames.spectrum() + 2 * f,
+                         2 * std::min (binsPerItem, shape.numBins - f),
+                         spectra[n].data() + 2 * position (frame, f));
 
         // Only rendered tracks have a mask, and only they are among the drums.
         if (run.tracks[tracks[n]].standard == nullptr)
@@ -169,10 +177,11 @@ private:
                                std::span (codes).first (shape.binStride)))
             return AnalysisStatus::storageFailed;
 
-        kernels::maskGains (gains[n].data() + frame * shape.binStride,
-                            codes.data(),
-                            LeakagePaths::maskExponent,
-                            shape.binStride);
+        kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, shape.binStride);
+
+        for (std::size_t f = 0; f < shape.binStride; f += binsPerItem)
+            std::copy_n (w.gains.data() + f, binsPerItem, gains[n].data() + position (frame, f));
+
         return AnalysisStatus::completed;
     }
 

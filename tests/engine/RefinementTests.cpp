@@ -19,10 +19,11 @@ using namespace tessivar::test;
 
 namespace
 {
-/** Two drums that hit at different times and rates, each heard in the other's microphone at the given level. */
+/** Two drums that hit at different times and rates, each heard in the other's microphone at the given level, some
+    samples later. */
 struct TwoDrums
 {
-    explicit TwoDrums (float leakage, std::int64_t length = 120000)
+    explicit TwoDrums (float leakage, std::int64_t length = 120000, std::size_t delay = 0)
     {
         std::vector<float> own[2];
 
@@ -49,8 +50,8 @@ struct TwoDrums
         {
             auto mix = own[track];
 
-            for (std::size_t i = 0; i < mix.size(); ++i)
-                mix[i] += leakage * own[1 - track][i];
+            for (std::size_t i = delay; i < mix.size(); ++i)
+                mix[i] += leakage * own[1 - track][i - delay];
 
             truth[track] = own[track];
             sources[track] = std::make_unique<MemorySource> (mix);
@@ -149,15 +150,15 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
     SECTION ("takes leakage out from under a drum that sounds with it")
     {
         // Where both sound, a gain for each bin and frame could only choose between keeping both and losing both.
-        TwoDrums drums (0.2f);
+        TwoDrums drums (0.2f, 120000, 150);
         REQUIRE (drums.analyse (2).status == AnalysisStatus::completed);
 
         for (std::size_t track = 0; track < 2; ++track)
         {
             const auto together = [&] (std::span<const float> samples)
             { return drums.quality (track, samples, 0.1f); };
-            // Gains alone reach 16 and 17 dB.
-            CHECK (together (drums.rendered (track, 5.0f)) - together (drums.sources[track]->samples) > 17.5);
+            // Gains alone reach 13 and 15 dB, paths of a bin beside the right one 14 and 16 dB.
+            CHECK (together (drums.rendered (track, 5.0f)) - together (drums.sources[track]->samples) > 17.0);
         }
     }
 
