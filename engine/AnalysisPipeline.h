@@ -71,7 +71,8 @@ public:
     }
 
     /** Only with the refined method: a second sink for the track, which takes the place of the first when the analysis is
-        complete. Both are in use until then. */
+        complete. Asked for track by track: a call for the next track says that the channels rendered (of the one before) took
+        are not read any more. */
     virtual RenderedTrackSink* refined (int trackIndex)
     {
         (void) trackIndex;

@@ -5,9 +5,11 @@
 #include "model/StoreSamples.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace tessivar
@@ -103,7 +105,21 @@ public:
     RenderedTrackSink* refined (int trackIndex) override
     {
         auto& result = results[static_cast<std::size_t> (trackIndex)];
-        result.refined = make (bytesPerRenderedSample * length (trackIndex));
+        const auto size = bytesPerRenderedSample * length (trackIndex);
+
+        // The standard channels of the track before have served. Their file has its room on disk and in the system's memory.
+        if (const auto done = std::exchange (lastRefined, static_cast<std::size_t> (trackIndex));
+            done < results.size())
+        {
+            results[done].sink.reset();
+
+            if (auto file = std::exchange (results[done].rendered, nullptr);
+                file != nullptr && file->sizeInBytes() == size)
+                result.refined = std::move (file);
+        }
+
+        if (result.refined == nullptr)
+            result.refined = make (size);
 
         if (result.refined != nullptr)
             result.refinedSink.emplace (result.refined);
@@ -174,6 +190,8 @@ private:
     {
         return lengthOf (tracks[static_cast<std::size_t> (trackIndex)]);
     }
+
+    std::size_t lastRefined = SIZE_MAX; // none yet
 
     std::shared_ptr<StoreFile> make (std::uint64_t size)
     {
@@ -296,17 +314,25 @@ AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,
     forecast.memoryNeeded = engine.memoryBytes;
     forecast.diskNeeded = engine.scratchBytes;
 
+    std::uint64_t longest = 0;
+
     for (const auto& track : tracks)
     {
         if (track.takesPart())
+        {
+            longest = std::max (longest, lengthOf (track));
             forecast.diskNeeded +=
                 lengthOf (track)
-                * (bytesPerRenderedSample * (options.method == AnalysisMethod::refined ? 2 : 1)
-                   + (options.keepAllComponents ? bytesPerComponentSample : 0));
+                * (bytesPerRenderedSample + (options.keepAllComponents ? bytesPerComponentSample : 0));
+        }
 
         if (track.source == nullptr)
             forecast.diskNeeded += lengthOf (track) * sizeof (float);
     }
+
+    // One track at a time has its standard channels beside the refined ones.
+    if (options.method == AnalysisMethod::refined)
+        forecast.diskNeeded += longest * bytesPerRenderedSample;
 
     return forecast;
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace tessivar::refinement
 {
@@ -20,6 +21,8 @@ constexpr double contradictionDb = 4.0;
 
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the second goes.
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
+
+constexpr std::size_t fewestSegments = 32;
 
 bool isContradictory (const TrackAnalysis& analysis)
 {
@@ -92,6 +95,31 @@ bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Wor
     return true;
 }
 
+/** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half, which hold next to all
+    that the sums are made of.
+*/
+std::vector<std::size_t> loudSegments (const RefinementRun& run, std::size_t track)
+{
+    const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
+    const auto* totals = run.totals.data() + track * numFrames;
+    std::vector<double> power (OutputSegment::count (run, track));
+    std::vector<std::size_t> segments (power.size());
+
+    for (std::size_t n = 0; n < power.size(); ++n)
+    {
+        const auto first = std::min (n * tileFrames, numFrames),
+                   end = std::min (first + tileFrames, numFrames);
+        power[n] = std::accumulate (totals + first, totals + end, 0.0);
+        segments[n] = n;
+    }
+
+    std::stable_sort (
+        segments.begin(), segments.end(), [&] (std::size_t a, std::size_t b) { return power[a] > power[b]; });
+    segments.resize (std::min (segments.size(), std::max (fewestSegments, (segments.size() + 1) / 2)));
+    std::sort (segments.begin(), segments.end());
+    return segments;
+}
+
 void conclude (const MatchSums& sums, TrackAnalysis& analysis)
 {
     // Scale-invariant signal-to-distortion ratio of each output against the masked track, in dB.
@@ -136,14 +164,15 @@ double supportedEffect (const TrackAnalysis& analysis)
 
 bool matchFocus (RefinementRun& run, std::size_t track, ProgressRange progress)
 {
-    std::vector<MatchSums> sums (OutputSegment::count (run, track));
+    const auto segments = loudSegments (run, track);
+    std::vector<MatchSums> sums (segments.size());
 
     const auto isDone =
         run.forEach (sums.size(),
                      progress,
                      [&] (std::size_t item, Workspace& w)
                      {
-                         OutputSegment segment (run, track, item, w);
+                         OutputSegment segment (run, track, segments[item], w);
 
                          if (const auto status = segment.open(); status != AnalysisStatus::completed)
                              return status;
