@@ -1,0 +1,117 @@
+#include "model/ForeignText.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <string>
+
+namespace tessivar
+{
+
+namespace
+{
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr char32_t replacement = 0xfffd;
+
+bool isUtf8 (Bytes bytes)
+{
+    for (std::size_t i = 0; i < bytes.size();)
+    {
+        const auto first = bytes[i++];
+        if (first < 0x80)
+            continue;
+
+        const auto more = first >= 0xf0 ? 3u : first >= 0xe0 ? 2u : 1u;
+        if (first < 0xc2 || first > 0xf4 || bytes.size() - i < more)
+            return false;
+
+        // Only the second byte tells overlong forms, surrogates and what lies above U+10FFFF.
+        const auto lowest = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
+        const auto highest = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
+        if (bytes[i] < lowest || bytes[i] > highest)
+            return false;
+        for (const auto byte : bytes.subspan (i + 1, more - 1))
+            if ((byte & 0xc0) != 0x80)
+                return false;
+        i += more;
+    }
+
+    return true;
+}
+
+std::u32string fromUtf16 (Bytes bytes, bool isBigEndian)
+{
+    const auto unit = [=] (std::size_t i) {
+        return static_cast<char32_t> (isBigEndian ? bytes[i] << 8 | bytes[i + 1]
+                                                  : bytes[i + 1] << 8 | bytes[i]);
+    };
+
+    std::u32string text;
+    for (std::size_t i = 0; i + 1 < bytes.size() && unit (i) != 0; i += 2)
+    {
+        const auto first = unit (i);
+        const auto isPair =
+            (first & 0xfc00) == 0xd800 && i + 3 < bytes.size() && (unit (i + 2) & 0xfc00) == 0xdc00;
+        if (isPair)
+        {
+            i += 2;
+            text += 0x10000 + ((first & 0x3ff) << 10) + (unit (i) & 0x3ff);
+        }
+        else
+        {
+            text += (first & 0xf800) == 0xd800 ? replacement : first;
+        }
+    }
+
+    return text;
+}
+
+std::u32string fromWindows1252 (Bytes bytes)
+{
+    std::u32string text;
+    for (const auto byte : bytes)
+    {
+        const auto character =
+            static_cast<char32_t> (juce::CharacterFunctions::getUnicodeCharFromWindows1252Codepage (byte));
+        // The toolkit gives a control character for the five bytes that stand for none.
+        text += byte >= 0x80 && character < 0x80 ? replacement : character;
+    }
+
+    return text;
+}
+
+juce::String toString (const std::u32string& text)
+{
+    using Characters = juce::CharPointer_UTF32;
+    return juce::String (Characters (reinterpret_cast<const Characters::CharType*> (text.c_str())));
+}
+} // namespace
+
+juce::String textOfBytes (Bytes bytes)
+{
+    const auto startsWith = [&] (std::initializer_list<std::uint8_t> mark)
+    { return bytes.size() >= mark.size() && std::equal (mark.begin(), mark.end(), bytes.begin()); };
+
+    if (startsWith ({ 0xfe, 0xff }) || startsWith ({ 0xff, 0xfe }))
+        return toString (fromUtf16 (bytes.subspan (2), bytes[0] == 0xfe));
+    if (startsWith ({ 0xef, 0xbb, 0xbf }))
+        bytes = bytes.subspan (3);
+
+    bytes = bytes.first (
+        static_cast<std::size_t> (std::find (bytes.begin(), bytes.end(), std::uint8_t{ 0 }) - bytes.begin()));
+    if (! isUtf8 (bytes))
+        return toString (fromWindows1252 (bytes));
+
+    return juce::String::fromUTF8 (reinterpret_cast<const char*> (bytes.data()),
+                                   static_cast<int> (bytes.size()));
+}
+
+juce::String validText (const juce::String& text)
+{
+    // The string's own functions read on behind the end of text that stops within a character.
+    const auto* const bytes = text.toRawUTF8();
+    return textOfBytes ({ reinterpret_cast<const std::uint8_t*> (bytes), std::strlen (bytes) });
+}
+
+} // namespace tessivar

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+#include <span>
+
+namespace tessivar
+{
+
+/** The text in bytes that a stranger wrote: file contents, file names. It can't fail and reads only these bytes.
+
+    UTF-16 is told by its byte order mark. Otherwise bytes that are UTF-8 throughout (no overlong forms, no surrogates)
+    are that, and any others are Windows-1252. The text ends at its first zero.
+*/
+[[nodiscard]] juce::String textOfBytes (std::span<const std::uint8_t> bytes);
+
+/** The same for the bytes in a string that may have been filled without a check: always valid UTF-8. */
+[[nodiscard]] juce::String validText (const juce::String& text);
+
+} // namespace tessivar
