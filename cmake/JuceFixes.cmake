@@ -3,13 +3,18 @@
 
 # tessivar_mend_juce_file(<module> <file> <from> <to> [<from> <to>]...) has the module's main source file compiled in the build
 # folder, beside a copy of <file> in which every <from> has become its <to>. A <from> that is not there exactly once stops the
-# configuration: then this JUCE is another one, and the fault is to be looked at anew.
+# configuration: then this JUCE is another one, and the fault is to be looked at anew. Several files of a module can be mended.
 function(tessivar_mend_juce_file module file)
     get_target_property(target juce::${module} ALIASED_TARGET)
     get_target_property(sources ${target} INTERFACE_SOURCES)
     set(source "${sources}")
     list(FILTER source INCLUDE REGEX "/${module}\\.cpp$")
-    get_filename_component(original "${source}" DIRECTORY)
+    get_property(original GLOBAL PROPERTY original_of_${module})
+    if(NOT original)
+        get_filename_component(original "${source}" DIRECTORY)
+        set_property(GLOBAL PROPERTY original_of_${module} "${original}")
+    endif()
+    set(source "${original}/${module}.cpp")
     set(folder "${CMAKE_BINARY_DIR}/juce-mended/${module}")
     file(READ "${original}/${file}" text)
 
@@ -38,14 +43,55 @@ function(tessivar_mend_juce_file module file)
     configure_file("${source}" "${folder}/${module}.cpp" COPYONLY)
 
     set_property(DIRECTORY "${CMAKE_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${original}/${file}")
-    set_property(SOURCE "${folder}/${module}.cpp" PROPERTY COMPILE_OPTIONS "-iquote;${original}")
+    set_property(SOURCE "${folder}/${module}.cpp" PROPERTY COMPILE_OPTIONS "-iquote;${original};-iquote;${PROJECT_SOURCE_DIR}")
     list(TRANSFORM sources REPLACE ".*/${module}\\.cpp$" "${folder}/${module}.cpp")
     set_property(TARGET ${target} PROPERTY INTERFACE_SOURCES "${sources}")
 endfunction()
 
 # A child process whose output was read had its end of the pipe closed twice: the second time it hit whatever file another
 # thread had opened in between. Its pipe was also left open in every other child.
+#
+# Names of files that are no UTF-8 came in as they were, and strings then read past their end. They are carried as
+# model/DiskNames tells: what comes from the system is turned into text, and overloads for JUCE's own pointers to text give
+# it back its bytes.
 tessivar_mend_juce_file(juce_core native/juce_posix_SharedCode.h
+    [=[namespace juce
+{
+
+CriticalSection::CriticalSection() noexcept]=]
+    [=[#include "model/DiskNames.h"
+
+namespace juce
+{
+
+static std::string nameOnDisk (CharPointer_UTF8 path)  { return tessivar::bytesOfPath (String (path)); }
+
+static int open (const char* path, int flags, mode_t mode = 0)
+{
+    return ::open (nameOnDisk (CharPointer_UTF8 (path)).c_str(), flags, mode);
+}
+
+static int stat64 (CharPointer_UTF8 path, struct stat64* info)          { return ::stat64 (nameOnDisk (path).c_str(), info); }
+static int statfs (CharPointer_UTF8 path, struct statfs* info)          { return ::statfs (nameOnDisk (path).c_str(), info); }
+static int access (CharPointer_UTF8 path, int mode)                     { return ::access (nameOnDisk (path).c_str(), mode); }
+static int chmod (CharPointer_UTF8 path, mode_t mode)                   { return ::chmod (nameOnDisk (path).c_str(), mode); }
+static int utimes (CharPointer_UTF8 path, const struct timeval* times)  { return ::utimes (nameOnDisk (path).c_str(), times); }
+static int mkdir (CharPointer_UTF8 path, mode_t mode)                   { return ::mkdir (nameOnDisk (path).c_str(), mode); }
+static int rmdir (CharPointer_UTF8 path)                                { return ::rmdir (nameOnDisk (path).c_str()); }
+static int remove (CharPointer_UTF8 path)                               { return ::remove (nameOnDisk (path).c_str()); }
+static int chdir (CharPointer_UTF8 path)                                { return ::chdir (nameOnDisk (path).c_str()); }
+static DIR* opendir (CharPointer_UTF8 path)                             { return ::opendir (nameOnDisk (path).c_str()); }
+
+static int rename (CharPointer_UTF8 from, CharPointer_UTF8 to)
+{
+    return ::rename (nameOnDisk (from).c_str(), nameOnDisk (to).c_str());
+}
+
+CriticalSection::CriticalSection() noexcept]=]
+    [=[return File (CharPointer_UTF8 (cwd));]=]
+    [=[return File (tessivar::pathOfBytes (cwd != nullptr ? cwd : ""));]=]
+    [=[        return String::fromUTF8 (s);]=]
+    [=[        return tessivar::pathOfBytes (s);]=]
     [=[if (pipe (pipeHandles) == 0)]=]
     [=[if (pipe2 (pipeHandles, O_CLOEXEC) == 0)]=]
     [=[            fclose (readHandle);
@@ -53,6 +99,38 @@ tessivar_mend_juce_file(juce_core native/juce_posix_SharedCode.h
         if (pipeHandle != 0)]=]
     [=[            fclose (readHandle);
         else if (pipeHandle != 0)]=])
+
+tessivar_mend_juce_file(juce_core native/juce_linux_CommonFile.cpp
+    [=[readlink (getFullPathName().toRawUTF8(), buffer, bufferSize - 2);]=]
+    [=[readlink (nameOnDisk (getFullPathName().toUTF8()).c_str(), buffer, bufferSize - 2);]=]
+    [=[return String::fromUTF8 (buffer, jmax (0, numBytes));]=]
+    [=[return tessivar::pathOfBytes ({ buffer.get(), (size_t) jmax (0, numBytes) });]=]
+    [=[filenameFound = CharPointer_UTF8 (de->d_name);]=]
+    [=[filenameFound = tessivar::pathOfBytes (de->d_name);]=])
+
+tessivar_mend_juce_file(juce_core native/juce_linux_Files.cpp
+    [=[return File (CharPointer_UTF8 (homeDir));]=]
+    [=[return File (tessivar::pathOfBytes (homeDir));]=]
+    [=[return File (CharPointer_UTF8 (pw->pw_dir));]=]
+    [=[return File (tessivar::pathOfBytes (pw->pw_dir));]=]
+    [=[return File (CharPointer_UTF8 (tmpDir));]=]
+    [=[return File (tessivar::pathOfBytes (tmpDir));]=])
+
+tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_XWindowSystem.cpp
+    [=[return String::fromUTF8 ((const char*) prop.data, (int) prop.numItems);]=]
+    [=[return String::createStringFromData (prop.data, (int) prop.numItems);]=])
+
+tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_X11_DragAndDrop.cpp
+    [=[namespace juce
+{]=]
+    [=[#include "model/DiskNames.h"
+
+namespace juce
+{]=]
+    [=[lines.addLines (dropData.toString());]=]
+    [=[lines.addLines (String::createStringFromData (dropData.getData(), (int) dropData.getSize()));]=]
+    [=[dragInfo.files.add (URL::removeEscapeChars (escaped));]=]
+    [=[dragInfo.files.add (tessivar::pathOfBytes (URL::removeEscapeChars (escaped).toRawUTF8()));]=])
 
 # A window's frame timer ran at the display's rate for ever, 100 times a second where none is told. It now runs while
 # something is painted, and looks in ten times a second at rest. With it goes a look for events that a call in between has

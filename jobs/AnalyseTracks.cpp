@@ -2,6 +2,7 @@
 
 #include "jobs/StoreSignals.h"
 #include "jobs/SystemResources.h"
+#include "model/DiskNames.h"
 #include "model/StoreSamples.h"
 
 #include <algorithm>
@@ -39,7 +40,7 @@ std::vector<TrackShape> shapesOf (std::span<const SessionTrack> tracks)
 AnalysisOptions engineOptions (const AnalyseOptions& options, juce::StringArray* diagnostics)
 {
     AnalysisOptions result;
-    result.resourceFolder = options.resourceFolder.getFullPathName().toStdString();
+    result.resourceFolder = bytesOfPath (options.resourceFolder);
     result.numThreads = options.numThreads;
     result.seed = options.seed;
     result.method = options.method;

@@ -2,6 +2,7 @@
 
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
+#include "model/DiskNames.h"
 #include "model/StoreSamples.h"
 
 #include <algorithm>
@@ -66,9 +67,8 @@ bool isSameFile (const juce::File& a, const juce::File& b)
 {
     struct stat infoA = {};
     struct stat infoB = {};
-    return ::stat (a.getFullPathName().toRawUTF8(), &infoA) == 0
-           && ::stat (b.getFullPathName().toRawUTF8(), &infoB) == 0 && infoA.st_dev == infoB.st_dev
-           && infoA.st_ino == infoB.st_ino;
+    return ::stat (bytesOfPath (a).c_str(), &infoA) == 0 && ::stat (bytesOfPath (b).c_str(), &infoB) == 0
+           && infoA.st_dev == infoB.st_dev && infoA.st_ino == infoB.st_ino;
 }
 
 bool isSourceOf (std::span<const SessionTrack> tracks, const juce::File& file)

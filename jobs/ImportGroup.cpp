@@ -4,6 +4,7 @@
 #include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
 #include "model/AudioIntake.h"
+#include "model/DiskNames.h"
 
 #include <algorithm>
 #include <utility>
@@ -95,7 +96,7 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
     {
         if (file.isDirectory())
         {
-            NewGroupFiles group{ file.getFileName(), {} };
+            NewGroupFiles group{ readablePath (file.getFileName()), {} };
 
             if (listAudioFolder (file, group.files).wasOk())
                 folders.push_back (std::move (group));
@@ -118,7 +119,7 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
 
     if (! loose.files.empty())
     {
-        loose.name = loose.files.front().getParentDirectory().getFileName();
+        loose.name = readablePath (loose.files.front().getParentDirectory().getFileName());
         sorted.newGroups.push_back (std::move (loose));
     }
 

@@ -3,6 +3,7 @@
 #include "engine/AnalysisData.h"
 #include "engine/SelfTest.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "model/DiskNames.h"
 
 #include <juce_core/juce_core.h>
 
@@ -12,7 +13,7 @@ namespace tessivar
 /** The engine's self-test for rooms that don't see the engine. Takes about a second; not while an analysis runs. */
 [[nodiscard]] inline std::vector<SelfTestLine> runSelfTest (const juce::File& resourceFolder)
 {
-    return runSelfTest (resourceFolder.getFullPathName().toStdString());
+    return runSelfTest (bytesOfPath (resourceFolder));
 }
 
 /** The instruction set whose kernels are in use. */

@@ -1,4 +1,5 @@
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
 
 #include <algorithm>
@@ -19,13 +20,13 @@ constexpr std::size_t longestFileName = 255; // bytes, of every file system in u
 juce::File withLinksResolved (const juce::File& file)
 {
     struct stat info = {};
-    const auto& path = file.getFullPathName();
+    const auto path = bytesOfPath (file);
 
-    if (::lstat (path.toRawUTF8(), &info) != 0 || ! S_ISLNK (info.st_mode))
+    if (::lstat (path.c_str(), &info) != 0 || ! S_ISLNK (info.st_mode))
         return file;
 
-    std::unique_ptr<char, decltype (&std::free)> real{ ::realpath (path.toRawUTF8(), nullptr), &std::free };
-    return real != nullptr ? juce::File (juce::String::fromUTF8 (real.get())) : file;
+    std::unique_ptr<char, decltype (&std::free)> real{ ::realpath (path.c_str(), nullptr), &std::free };
+    return real != nullptr ? juce::File (pathOfBytes (real.get())) : file;
 }
 
 constexpr auto temporaryMark = ".tmp-";
@@ -62,7 +63,7 @@ void removeLeftovers (const juce::File& target)
             continue;
 
         if (::kill (static_cast<pid_t> (process.getIntValue()), 0) != 0 && errno == ESRCH)
-            ::unlink (file.getFullPathName().toRawUTF8());
+            ::unlink (bytesOfPath (file).c_str());
     }
 }
 } // namespace
@@ -106,13 +107,13 @@ juce::Result AtomicFile::open (std::uint64_t expectedBytes)
     struct stat existing = {};
     auto replaces = false;
 
-    if (::stat (target.getFullPathName().toRawUTF8(), &existing) == 0)
+    if (::stat (bytesOfPath (target).c_str(), &existing) == 0)
     {
         if (S_ISDIR (existing.st_mode))
             fail ("can't be written", EISDIR);
         else if (! S_ISREG (existing.st_mode))
             fail ("can't be written: it is no regular file", 0);
-        else if (::faccessat (AT_FDCWD, target.getFullPathName().toRawUTF8(), W_OK, AT_EACCESS) != 0)
+        else if (::faccessat (AT_FDCWD, bytesOfPath (target).c_str(), W_OK, AT_EACCESS) != 0)
             fail ("can't be written", errno);
 
         replaces = true;
@@ -133,9 +134,8 @@ juce::Result AtomicFile::open (std::uint64_t expectedBytes)
     for (int attempt = 0; attempt < 16 && descriptor < 0; ++attempt)
     {
         temporary = temporaryBeside (target);
-        descriptor = calls.open (temporary.getFullPathName().toRawUTF8(),
-                                 O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
-                                 mode);
+        descriptor = calls.open (
+            bytesOfPath (temporary).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode);
 
         if (descriptor < 0 && errno != EEXIST && errno != EINTR)
             break;
@@ -287,11 +287,7 @@ juce::Result AtomicFile::commit (IfTargetExists ifTargetExists)
     jassert (temporaryExists);
 
     const auto rename = [&] (bool replace)
-    {
-        return calls.rename (
-                   temporary.getFullPathName().toRawUTF8(), target.getFullPathName().toRawUTF8(), replace)
-               == 0;
-    };
+    { return calls.rename (bytesOfPath (temporary).c_str(), bytesOfPath (target).c_str(), replace) == 0; };
 
     auto renamed = rename (ifTargetExists == IfTargetExists::replace);
 
@@ -312,8 +308,8 @@ juce::Result AtomicFile::commit (IfTargetExists ifTargetExists)
     }
 
     temporaryExists = false;
-    const auto folder = target.getParentDirectory().getFullPathName();
-    const auto folderDescriptor = calls.open (folder.toRawUTF8(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+    const auto folder = bytesOfPath (target.getParentDirectory());
+    const auto folderDescriptor = calls.open (folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
 
     if (folderDescriptor < 0)
     {
@@ -362,7 +358,7 @@ void AtomicFile::discard()
         calls.close (std::exchange (descriptor, -1));
 
     if (temporaryExists)
-        calls.unlink (temporary.getFullPathName().toRawUTF8());
+        calls.unlink (bytesOfPath (temporary).c_str());
 
     temporaryExists = false;
     bufferedBytes = 0;

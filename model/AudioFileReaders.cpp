@@ -2,6 +2,7 @@
 
 #include "model/AudioTags.h"
 #include "model/CafAudioFormat.h"
+#include "model/DiskNames.h"
 #include "model/FlacFileReader.h"
 #include "model/groupfile/TessivarAudioFormat.h"
 
@@ -17,7 +18,7 @@ std::unique_ptr<juce::InputStream> openStream (const juce::File& file, juce::Res
 {
     // A pipe or a device would block the opening or never end.
     std::error_code error;
-    const std::filesystem::path path (file.getFullPathName().toStdString());
+    const std::filesystem::path path (bytesOfPath (file));
     if (! std::filesystem::is_regular_file (path, error))
     {
         why = juce::Result::fail (error ? juce::String (error.message())

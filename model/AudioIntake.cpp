@@ -2,6 +2,7 @@
 
 #include "model/Abbreviations.h"
 #include "model/AudioFileReaders.h"
+#include "model/DiskNames.h"
 
 #include <algorithm>
 #include <cmath>
@@ -61,7 +62,7 @@ std::vector<IntakeTrack> tracksOf (const juce::File& file, const AudioFileReader
 
     IntakeTrack track;
     track.file = file;
-    track.name = file.getFileNameWithoutExtension();
+    track.name = readablePath (file.getFileNameWithoutExtension());
     track.numChannels = static_cast<int> (reader.numChannels);
     track.sampleRate = reader.sampleRate;
     track.lengthInSamples = reader.lengthInSamples;

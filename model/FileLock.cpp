@@ -1,5 +1,7 @@
 #include "model/FileLock.h"
 
+#include "model/DiskNames.h"
+
 #include <cerrno>
 #include <csignal>
 
@@ -18,7 +20,7 @@ bool isStillAt (int descriptor, const juce::File& file)
 {
     struct stat open = {};
     struct stat named = {};
-    return ::fstat (descriptor, &open) == 0 && ::stat (file.getFullPathName().toRawUTF8(), &named) == 0
+    return ::fstat (descriptor, &open) == 0 && ::stat (bytesOfPath (file).c_str(), &named) == 0
            && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 } // namespace
@@ -26,7 +28,7 @@ bool isStillAt (int descriptor, const juce::File& file)
 std::optional<FileLock> FileLock::take (const juce::File& file)
 {
     const auto descriptor =
-        ::open (file.getFullPathName().toRawUTF8(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        ::open (bytesOfPath (file).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
 
     if (descriptor < 0)
         return std::nullopt;

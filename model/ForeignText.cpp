@@ -1,5 +1,7 @@
 #include "model/ForeignText.h"
 
+#include "model/DiskNames.h"
+
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
@@ -112,6 +114,11 @@ juce::String validText (const juce::String& text)
     // The string's own functions read on behind the end of text that stops within a character.
     const auto* const bytes = text.toRawUTF8();
     return textOfBytes ({ reinterpret_cast<const std::uint8_t*> (bytes), std::strlen (bytes) });
+}
+
+juce::String shownText (const juce::String& text)
+{
+    return readablePath (validText (text));
 }
 
 } // namespace tessivar

@@ -18,4 +18,7 @@ namespace tessivar
 /** The same for the bytes in a string that may have been filled without a check: always valid UTF-8. */
 [[nodiscard]] juce::String validText (const juce::String& text);
 
+/** What is printed, logged and put into documents: valid, and names of files in it as people read them. */
+[[nodiscard]] juce::String shownText (const juce::String& text);
+
 } // namespace tessivar

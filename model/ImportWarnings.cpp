@@ -1,5 +1,7 @@
 #include "model/ImportWarnings.h"
 
+#include "model/ForeignText.h"
+
 namespace tessivar
 {
 
@@ -20,7 +22,7 @@ void ImportWarnings::add (const juce::String& entry, int code)
     }
 
     const juce::ScopedLock lock (entriesLock);
-    lists[static_cast<std::size_t> (code)].addIfNotAlreadyThere (entry);
+    lists[static_cast<std::size_t> (code)].addIfNotAlreadyThere (shownText (entry));
 }
 
 juce::StringArray ImportWarnings::entries (int code) const

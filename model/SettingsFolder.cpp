@@ -1,5 +1,6 @@
 #include "model/SettingsFolder.h"
 
+#include "model/DiskNames.h"
 #include "model/FileLock.h"
 
 #include <sys/stat.h>
@@ -12,7 +13,7 @@ int tidySettingsFolder (const juce::File& folder)
 {
     auto numDeleted = 0;
 
-    if (folder.existsAsFile() && ::unlink (folder.getFullPathName().toRawUTF8()) == 0)
+    if (folder.existsAsFile() && ::unlink (bytesOfPath (folder).c_str()) == 0)
         ++numDeleted;
 
     if (makeFolder (folder).failed())
@@ -27,10 +28,10 @@ int tidySettingsFolder (const juce::File& folder)
         // A link to a folder counts as a folder.
         if (file.hasFileExtension (".config") || file.isDirectory()
             || unfinishedState (file) == Unfinished::beingWritten
-            || ::lstat (file.getFullPathName().toRawUTF8(), &info) != 0)
+            || ::lstat (bytesOfPath (file).c_str(), &info) != 0)
             continue;
 
-        numDeleted += ::unlink (file.getFullPathName().toRawUTF8()) == 0 ? 1 : 0;
+        numDeleted += ::unlink (bytesOfPath (file).c_str()) == 0 ? 1 : 0;
     }
 
     return numDeleted;

@@ -1,6 +1,7 @@
 #include "model/SettingsStore.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 #include "model/FileLock.h"
 
 #include <algorithm>
@@ -109,7 +110,7 @@ juce::Result SettingsStore::readFile (std::optional<SettingsValues>& values)
 
     struct stat info = {};
 
-    if (::stat (settingsFile.getFullPathName().toRawUTF8(), &info) != 0)
+    if (::stat (bytesOfPath (settingsFile).c_str(), &info) != 0)
         return errno == ENOENT || errno == ENOTDIR ? juce::Result::ok() : failed (errno);
 
     // Opening a pipe would wait for its other end.

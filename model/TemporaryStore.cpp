@@ -1,5 +1,6 @@
 #include "model/TemporaryStore.h"
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 
 #include <cstdlib>
 #include <limits>
@@ -38,8 +39,8 @@ bool isStoreName (const juce::String& name)
 /** Removes a folder of plain files; the lock file goes last, so that a sweep that is cut short can be repeated. */
 void removeStoreFolder (const juce::File& folder)
 {
-    const auto& path = folder.getFullPathName();
-    const auto descriptor = ::open (path.toRawUTF8(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const auto path = bytesOfPath (folder);
+    const auto descriptor = ::open (path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 
     if (descriptor < 0)
         return;
@@ -58,14 +59,14 @@ void removeStoreFolder (const juce::File& folder)
         ::close (descriptor);
     }
 
-    ::rmdir (path.toRawUTF8());
+    ::rmdir (path.c_str());
 }
 
 /** Never through a link, and never what belongs to another user, whatever its name. */
 bool isStoreFolder (const juce::File& folder)
 {
     struct stat info = {};
-    return isStoreName (folder.getFileName()) && ::lstat (folder.getFullPathName().toRawUTF8(), &info) == 0
+    return isStoreName (folder.getFileName()) && ::lstat (bytesOfPath (folder).c_str(), &info) == 0
            && S_ISDIR (info.st_mode) && info.st_uid == ::geteuid();
 }
 
@@ -103,7 +104,7 @@ StoreFile::~StoreFile()
     calls.close (descriptor);
 
     if (! everythingIsLeftBehind)
-        calls.unlink (file.getFullPathName().toRawUTF8());
+        calls.unlink (bytesOfPath (file).c_str());
 }
 
 bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBytes)
@@ -185,7 +186,7 @@ juce::File TemporaryStore::defaultFolder()
     const auto* cache = std::getenv ("XDG_CACHE_HOME");
 
     if (cache != nullptr && cache[0] == '/')
-        return juce::File (juce::String::fromUTF8 (cache)).getChildFile ("tessivar/tmp");
+        return juce::File (pathOfBytes (cache)).getChildFile ("tessivar/tmp");
 
     return juce::File::getSpecialLocation (juce::File::userHomeDirectory)
         .getChildFile (".cache/tessivar/tmp");
@@ -209,7 +210,7 @@ juce::Result TemporaryStore::open (const juce::File& parentFolder,
         const auto folder = parentFolder.getChildFile (folderPrefix + juce::String (::getpid()) + "-"
                                                        + random.paddedLeft ('0', 8));
 
-        if (::mkdir (folder.getFullPathName().toRawUTF8(), 0700) != 0)
+        if (::mkdir (bytesOfPath (folder).c_str(), 0700) != 0)
         {
             lastFailure = errno;
 
@@ -226,7 +227,7 @@ juce::Result TemporaryStore::open (const juce::File& parentFolder,
         }
 
         lastFailure = errno;
-        ::rmdir (folder.getFullPathName().toRawUTF8());
+        ::rmdir (bytesOfPath (folder).c_str());
     }
 
     return juce::Result::fail ("temporary folder " + errorOf (parentFolder, lastFailure));
@@ -300,7 +301,7 @@ juce::Result TemporaryStore::openFile (const juce::String& name,
         return juce::Result::fail ("temporary file " + path.getFullPathName() + ": no name of such a file");
 
     const auto descriptor =
-        calls.open (path.getFullPathName().toRawUTF8(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0);
+        calls.open (bytesOfPath (path).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0);
 
     if (descriptor < 0)
         return juce::Result::fail ("temporary file " + errorOf (path, errno));
@@ -341,8 +342,8 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
     if (sizeInBytes > static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max()))
         return noRoom (describeError (EFBIG));
 
-    const auto descriptor = calls.open (
-        path.getFullPathName().toRawUTF8(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    const auto descriptor =
+        calls.open (bytesOfPath (path).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
 
     if (descriptor < 0)
         return juce::Result::fail ("temporary file " + errorOf (path, errno));
@@ -416,7 +417,7 @@ std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
 
     struct statvfs info = {};
 
-    if (::statvfs (existing.getFullPathName().toRawUTF8(), &info) != 0)
+    if (::statvfs (bytesOfPath (existing).c_str(), &info) != 0)
         return std::nullopt;
 
     return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize);

@@ -1,5 +1,7 @@
 #include "model/UserFolders.h"
 
+#include "model/DiskNames.h"
+
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -19,7 +21,7 @@ bool isUsable (const juce::File& folder)
         existing = existing.getParentDirectory();
 
     return existing.isDirectory()
-           && ::faccessat (AT_FDCWD, existing.getFullPathName().toRawUTF8(), W_OK | X_OK, AT_EACCESS) == 0;
+           && ::faccessat (AT_FDCWD, bytesOfPath (existing).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 } // namespace
 
@@ -28,7 +30,7 @@ UserFolders UserFolders::ofUser()
     const auto environment = [] (const char* variable)
     {
         const auto* value = std::getenv (variable);
-        return value != nullptr ? juce::String::fromUTF8 (value) : juce::String();
+        return value != nullptr ? pathOfBytes (value) : juce::String();
     };
 
     auto folders = from (environment, juce::File::getSpecialLocation (juce::File::userHomeDirectory));

@@ -1,6 +1,7 @@
 #include "playback/DiskBenchmark.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -34,7 +35,7 @@ class ScratchFile
 public:
     explicit ScratchFile (const juce::File& folder)
     {
-        auto pattern = folder.getChildFile ("tessivar-benchmark-XXXXXX").getFullPathName().toStdString();
+        auto pattern = bytesOfPath (folder.getChildFile ("tessivar-benchmark-XXXXXX"));
         descriptor = ::mkostemp (pattern.data(), O_CLOEXEC);
 
         if (descriptor >= 0)

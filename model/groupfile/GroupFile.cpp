@@ -1,6 +1,7 @@
 #include "model/groupfile/GroupFile.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 
 #include <algorithm>
 #include <bit>
@@ -81,7 +82,7 @@ juce::String takeLockOf (int descriptor)
 int openWithoutWaiting (const juce::File& file, int flags)
 {
     // A pipe would wait for its writer.
-    return ::open (file.getFullPathName().toRawUTF8(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    return ::open (bytesOfPath (file).c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 } // namespace
 
@@ -93,7 +94,7 @@ juce::Result GroupFile::open (const juce::File& path, std::shared_ptr<GroupFile>
     // Before anything is opened: opening a device can have effects of its own.
     struct stat info = {};
 
-    if (::stat (path.getFullPathName().toRawUTF8(), &info) != 0)
+    if (::stat (bytesOfPath (path).c_str(), &info) != 0)
         return failed (describeError (errno));
 
     if (! S_ISREG (info.st_mode))
@@ -173,7 +174,7 @@ bool GroupFile::read (std::uint64_t offset, std::span<std::uint8_t> dest)
 bool GroupFile::isStillAt (const juce::File& path) const
 {
     struct stat open = {}, named = {};
-    return ::fstat (fileDescriptor, &open) == 0 && ::stat (path.getFullPathName().toRawUTF8(), &named) == 0
+    return ::fstat (fileDescriptor, &open) == 0 && ::stat (bytesOfPath (path).c_str(), &named) == 0
            && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 

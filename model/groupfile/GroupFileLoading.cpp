@@ -1,5 +1,6 @@
 #include "model/groupfile/GroupFileLoading.h"
 
+#include "model/DiskNames.h"
 #include "model/groupfile/PropertyList.h"
 
 #include <string_view>
@@ -118,7 +119,7 @@ juce::Result openGroupFile (const juce::File& path, LoadedGroup& group)
                                    + reasonAgainstGroupFile (*loaded.file, result.getErrorMessage()));
 
     const auto& file = loaded.file;
-    loaded.state = groupStateFrom (found, path.getFileNameWithoutExtension(), loaded.notes);
+    loaded.state = groupStateFrom (found, readablePath (path.getFileNameWithoutExtension()), loaded.notes);
     loaded.recovered = ! found.isLast;
     loaded.damaged = ! found.isIntact() || found.replacesDamaged;
 

@@ -1,6 +1,7 @@
 #include "model/groupfile/GroupFileSaving.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
 #include "model/groupfile/GroupFileAppending.h"
 #include "model/groupfile/GroupFileAudio.h"
@@ -38,7 +39,7 @@ std::optional<std::uint64_t> sizeLimitOf (const juce::File& folder)
     constexpr std::uint64_t largestOfFat = 0xffffffffu;
     struct statfs info = {};
 
-    if (::statfs (folder.getFullPathName().toRawUTF8(), &info) == 0 && info.f_type == MSDOS_SUPER_MAGIC)
+    if (::statfs (bytesOfPath (folder).c_str(), &info) == 0 && info.f_type == MSDOS_SUPER_MAGIC)
         return largestOfFat;
 
     return std::nullopt;

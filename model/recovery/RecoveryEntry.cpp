@@ -1,5 +1,6 @@
 #include "model/recovery/RecoveryEntry.h"
 
+#include "model/DiskNames.h"
 #include "model/LittleEndian.h"
 #include "model/TemporaryStore.h"
 #include "model/groupfile/AudioSums.h"
@@ -29,13 +30,14 @@ constexpr auto currentVersion = "1";
 /** Names of files may be any bytes. */
 juce::String textOfPath (const juce::File& file)
 {
-    return textForAnyBytes (bytesOfText (file.getFullPathName()));
+    const auto bytes = bytesOfPath (file);
+    return textForAnyBytes ({ reinterpret_cast<const std::uint8_t*> (bytes.data()), bytes.size() });
 }
 
 std::optional<juce::File> fileOf (const juce::String& text)
 {
     const auto bytes = bytesForAnyText (text);
-    const juce::String path (juce::CharPointer_UTF8 (std::string (bytes.begin(), bytes.end()).c_str()));
+    const auto path = pathOfBytes (std::string (bytes.begin(), bytes.end()));
     return juce::File::isAbsolutePath (path) ? std::make_optional<juce::File> (path) : std::nullopt;
 }
 
@@ -138,7 +140,7 @@ std::optional<FileIdentity> FileIdentity::of (const juce::File& file)
 {
     struct stat info = {};
 
-    if (::stat (file.getFullPathName().toRawUTF8(), &info) != 0 || ! S_ISREG (info.st_mode))
+    if (::stat (bytesOfPath (file).c_str(), &info) != 0 || ! S_ISREG (info.st_mode))
         return std::nullopt;
 
     return FileIdentity{ static_cast<std::uint64_t> (info.st_size),

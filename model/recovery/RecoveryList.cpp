@@ -1,6 +1,7 @@
 #include "model/recovery/RecoveryList.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/recovery/RecoverySession.h"
 
@@ -21,7 +22,7 @@ juce::Result readEntry (const juce::File& file, RecoveryEntry& entry)
 {
     struct stat info = {};
 
-    if (::lstat (file.getFullPathName().toRawUTF8(), &info) != 0)
+    if (::lstat (bytesOfPath (file).c_str(), &info) != 0)
         return juce::Result::fail (describeError (errno));
 
     if (! S_ISREG (info.st_mode))
@@ -52,9 +53,9 @@ juce::File moveToBad (const juce::File& file)
     const auto folder = file.getSiblingFile (recoveryNames::badFolder);
     juce::ignoreUnused (makeFolder (folder));
     const auto target = folder.getChildFile (file.getFileName()).getNonexistentSibling();
-    const auto moved = FileSystemCalls::system().rename (
-                           file.getFullPathName().toRawUTF8(), target.getFullPathName().toRawUTF8(), false)
-                       == 0;
+    const auto moved =
+        FileSystemCalls::system().rename (bytesOfPath (file).c_str(), bytesOfPath (target).c_str(), false)
+        == 0;
     return moved ? target : file;
 }
 

@@ -1,6 +1,7 @@
 #include "model/recovery/RecoverySession.h"
 
 #include "model/AtomicFile.h"
+#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
 
 #include <utility>
@@ -20,10 +21,10 @@ juce::File recoveryNames::skippedMarkOf (const juce::File& entry)
 
 juce::Result deleteRecoveryEntry (const juce::File& entry, FileSystemCalls& calls)
 {
-    if (calls.unlink (entry.getFullPathName().toRawUTF8()) != 0 && errno != ENOENT)
+    if (calls.unlink (bytesOfPath (entry).c_str()) != 0 && errno != ENOENT)
         return juce::Result::fail (entry.getFullPathName() + " can't be deleted: " + describeError (errno));
 
-    calls.unlink (recoveryNames::skippedMarkOf (entry).getFullPathName().toRawUTF8());
+    calls.unlink (bytesOfPath (recoveryNames::skippedMarkOf (entry)).c_str());
     return juce::Result::ok();
 }
 
@@ -36,7 +37,7 @@ juce::Result RecoverySession::open (const juce::File& folder,
                                    + made.getErrorMessage());
 
     // Names of Groups and files are nobody else's business; a folder that refuses is another user's anyway.
-    juce::ignoreUnused (::chmod (folder.getFullPathName().toRawUTF8(), 0700));
+    juce::ignoreUnused (::chmod (bytesOfPath (folder).c_str(), 0700));
 
     for (int attempt = 0; attempt < 16; ++attempt)
     {

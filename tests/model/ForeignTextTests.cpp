@@ -1,7 +1,9 @@
+#include "model/DiskNames.h"
 #include "model/ForeignText.h"
 
 #include <catch2/catch.hpp>
 
+#include <string>
 #include <string_view>
 
 namespace tessivar
@@ -43,6 +45,30 @@ TEST_CASE ("textOfBytes makes valid text of any bytes", "[model][text]")
     }
 
     CHECK (validText (juce::String (juce::CharPointer_UTF8 ("Gr\xf6"))) == juce::CharPointer_UTF8 ("Grö"));
+}
+
+TEST_CASE ("Every name on disk is carried as valid text and comes back as it was", "[model][text]")
+{
+    const auto check = [] (const std::string& bytes)
+    {
+        const auto text = pathOfBytes (bytes);
+        return bytesOfPath (text) == bytes && validText (text).toStdString() == text.toStdString();
+    };
+
+    // What matters in a byte after the first of a character are its limits.
+    const std::string later = "a/\x80\x8f\x90\x9f\xa0\xbe\xbf\xc0\xff";
+    std::string failing;
+
+    for (int first = 1; first < 256; ++first)
+        for (const auto second : later)
+            for (const auto third : later)
+                for (const auto end : { "", "\x80", ".wav" })
+                    if (const auto name = std::string{ static_cast<char> (first), second, third } + end;
+                        ! check (name) && failing.empty())
+                        failing = name;
+
+    CHECK (failing == "");
+    CHECK (shownText (pathOfBytes ("Gr\xf6\xdf ö \x81")) == juce::CharPointer_UTF8 ("Größ ö \xef\xbf\xbd"));
 }
 
 } // namespace tessivar
