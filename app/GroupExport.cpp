@@ -2,6 +2,7 @@
 #include "app/GroupWork.h"
 #include "app/OpenExternally.h"
 #include "app/TrackLooks.h"
+#include "model/ForeignText.h"
 #include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
@@ -47,7 +48,7 @@ factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, co
         rates.addIfNotAlreadyThere (rateText (tracks[i].sampleRate));
     }
 
-    juce::StringArray facts{ folder.getFullPathName() };
+    juce::StringArray facts{ shownText (folder.getFullPathName()) };
 
     for (const auto& kind : { types, depths, rates })
         if (kind.size() == 1)
@@ -150,8 +151,8 @@ void GroupWork::runExport (const juce::String& title,
                                     : exportTrackTo (singleFile, left.front(), options, controlOf (watch));
                         });
 
-        if (end == JobRunner::End::outOfMemory)
-            prompts.warn ("The export did not come to its end.", "memory ran out");
+        if (end == JobRunner::End::failed)
+            prompts.warn ("The export did not come to its end.", runner.failure());
 
         if (end != JobRunner::End::done || ! reportExport (report, left, options))
             return;
@@ -176,20 +177,21 @@ bool GroupWork::reportExport (const ExportReport& report,
     for (const auto& track : report.tracks)
     {
         ExportReportLine line;
-        line.fileName = track.file.getFileName();
+        const auto fileName = track.file.getFileName();
+        line.fileName = shownText (fileName);
         line.outcome = track.written ? ExportReportLine::Outcome::written : ExportReportLine::Outcome::failed;
 
         for (const auto& text : report.log)
-            if (text.startsWith (line.fileName + " - "))
+            if (text.startsWith (fileName + " - "))
             {
-                line.remark = text.fromFirstOccurrenceOf (" - ", false, false);
+                line.remark = shownText (text.fromFirstOccurrenceOf (" - ", false, false));
 
                 if (track.written)
                     line.outcome = ExportReportLine::Outcome::remarked;
             }
 
         if (! track.written)
-            line.remark = reasonOf (track);
+            line.remark = shownText (reasonOf (track));
 
         content.lines.push_back (line);
     }

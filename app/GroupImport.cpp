@@ -146,8 +146,8 @@ void GroupWork::importInto (const std::vector<juce::File>& files, const Group::P
                     [&] (const JobRunner::Watch& watch)
                     { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
 
-    if (end == JobRunner::End::outOfMemory)
-        imported.storageError = "memory ran out";
+    if (end == JobRunner::End::failed)
+        imported.storageError = runner.failure();
 
     finishImport (std::move (imported), target);
 }

@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "jobs/SelfTest.h"
+#include "model/ForeignText.h"
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/groupfile/GroupFileSaving.h"
 
@@ -129,12 +130,12 @@ void GroupWork::openOne (const juce::File& file)
     if (end == JobRunner::End::stopped)
         return;
 
-    if (end == JobRunner::End::outOfMemory || outcome.failed())
+    if (end == JobRunner::End::failed || outcome.failed())
     {
         workspace.removeRecentFile (file);
         prompts.warn (
             warningMessage (file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing),
-            outcome.failed() ? outcome.getErrorMessage() : file.getFullPathName() + ": memory ran out");
+            outcome.failed() ? outcome.getErrorMessage() : file.getFullPathName() + ": " + runner.failure());
         return;
     }
 
@@ -210,11 +211,14 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file, bool sa
     request.currentFile = group->openFile();
     request.savingDiskSpace = savingDiskSpace;
     SavedGroup saved;
-    auto outcome = juce::Result::fail ("memory ran out");
+    auto outcome = juce::Result::ok();
     const auto end = runner.run ("Saving Track " + group->name(),
                                  {},
                                  [&] (const JobRunner::Watch& watch)
                                  { outcome = saveGroup (request, saved, jobControlOf (watch)); });
+
+    if (end == JobRunner::End::failed)
+        outcome = juce::Result::fail (runner.failure());
 
     // A stop that came too late changes nothing: the file is there.
     if (outcome.failed())
@@ -229,7 +233,7 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file, bool sa
     workspace.addRecentFile (file);
 
     if (onNotice)
-        onNotice ("Saved " + file.getFileName(), {}, {});
+        onNotice ("Saved " + shownText (file.getFileName()), {}, {});
 
     return true;
 }
@@ -310,10 +314,10 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
                                  [&] (const JobRunner::Watch& watch)
                                  { result = analyseGroup (state, options, *temporary, controlOf (watch)); });
 
-    if (end == JobRunner::End::outOfMemory)
-        result.outcome.reason = "memory ran out";
+    if (end == JobRunner::End::failed)
+        result.outcome.reason = runner.failure();
 
-    hadNoRoom = end != JobRunner::End::outOfMemory && result.outcome.status == AnalyseStatus::noRoom;
+    hadNoRoom = end != JobRunner::End::failed && result.outcome.status == AnalyseStatus::noRoom;
     return result;
 }
 

@@ -1,8 +1,11 @@
 #include "app/JobRunner.h"
 
+#include "model/ForeignText.h"
+
 #include <juce_events/juce_events.h>
 
 #include <atomic>
+#include <exception>
 #include <new>
 #include <thread>
 
@@ -22,8 +25,9 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     stopRequested = false;
 
     std::atomic<double> progress{ 0.0 };
-    std::atomic<bool> finished{ false }, memoryRanOut{ false };
-    auto content = std::make_unique<ProgressDialog> (title);
+    std::atomic<bool> finished{ false };
+    whyFailed = {};
+    auto content = std::make_unique<ProgressDialog> (shownText (title));
     juce::Component::SafePointer<ProgressDialog> dialog (content.get());
     content->onCancel = [this] { stopRequested = true; };
     scrim.show (std::move (content));
@@ -38,7 +42,12 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
             }
             catch (const std::bad_alloc&)
             {
-                memoryRanOut = true;
+                whyFailed = "memory ran out";
+            }
+            catch (const std::exception& error)
+            {
+                whyFailed = "error of the program itself: "
+                            + validText (juce::String (juce::CharPointer_UTF8 (error.what())));
             }
 
             finished = true;
@@ -76,11 +85,11 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     running = false;
     juce::Logger::writeToLog (
         title + ": "
-        + (memoryRanOut    ? "memory ran out"
-           : stopRequested ? "stopped"
-                           : "over")
+        + (whyFailed.isNotEmpty() ? whyFailed
+           : stopRequested        ? "stopped"
+                                  : "over")
         + " after " + juce::String ((juce::Time::getMillisecondCounterHiRes() - start) / 1000.0, 1) + " s");
-    return memoryRanOut ? End::outOfMemory : stopRequested ? End::stopped : End::done;
+    return whyFailed.isNotEmpty() ? End::failed : stopRequested ? End::stopped : End::done;
 }
 
 } // namespace tessivar

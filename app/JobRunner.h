@@ -31,10 +31,13 @@ public:
     {
         done,
         stopped, // the user asked for it; the work has ended all the same
-        outOfMemory
+        failed   // by an exception: failure() tells
     };
 
     End run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work);
+
+    /** Why the last work failed, as a part of a sentence: "memory ran out". */
+    [[nodiscard]] const juce::String& failure() const { return whyFailed; }
 
     [[nodiscard]] bool isBusy() const { return running; }
 
@@ -44,6 +47,7 @@ public:
 private:
     DialogScrim& scrim;
     bool running = false;
+    juce::String whyFailed;
     std::atomic<bool> stopRequested{ false };
 };
 

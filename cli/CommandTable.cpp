@@ -433,6 +433,7 @@ constexpr std::array exitCodes{
     ExitCodeSpec{ exitCode::inputRefused, "the input was refused; nothing was written" },
     ExitCodeSpec{ exitCode::outputFailed, "the output could not be written" },
     ExitCodeSpec{ exitCode::analysisFailed, "the analysis failed; nothing was written" },
+    ExitCodeSpec{ exitCode::internalError, "an error of the program itself" },
     ExitCodeSpec{ exitCode::interrupted, "interrupted" },
 };
 } // namespace

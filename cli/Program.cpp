@@ -14,6 +14,7 @@
 #include "model/Abbreviations.h"
 #include "model/Version.h"
 
+#include <exception>
 #include <new>
 #include <ostream>
 
@@ -109,6 +110,12 @@ int runProgram (const std::vector<std::string>& arguments, const CommandContext&
     catch (const std::bad_alloc&)
     {
         context.tellError ("memory has run out");
+    }
+    catch (const std::exception& error)
+    {
+        code = exitCode::internalError;
+        context.tellError ("error of the program itself: "
+                           + juce::String (juce::CharPointer_UTF8 (error.what())));
     }
 
     context.out.flush();

@@ -163,7 +163,7 @@ void PerformancePage::runBenchmark()
     const auto groupRate = context.groupRate ? context.groupRate() : 0.0;
     options.sampleRate = groupRate > 0.0 ? groupRate : usualRate;
     DiskBenchmark measured;
-    auto outcome = juce::Result::ok();
+    auto outcome = juce::Result::fail ("The test did not come to its end.");
 
     // Messages are delivered meanwhile; this page may be gone afterwards.
     const juce::Component::SafePointer<juce::Component> self (this);
@@ -177,7 +177,7 @@ void PerformancePage::runBenchmark()
     if (self == nullptr || ! isOpen() || end == JobRunner::End::stopped)
         return;
 
-    if (end == JobRunner::End::outOfMemory || outcome.failed())
+    if (end == JobRunner::End::failed || outcome.failed())
         return context.prompts.warn ("The disk could not be tested.", outcome.getErrorMessage());
 
     benchmark = BenchmarkSummary::of (measured, folder, juce::Time::getCurrentTime());

@@ -3,6 +3,7 @@
 #include <catch2/catch.hpp>
 
 #include <new>
+#include <stdexcept>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -174,10 +175,14 @@ TEST_CASE ("A job behind the progress dialog", "[app][work]")
 {
     WindowWorkRig rig;
 
-    SECTION ("that runs out of memory ends as such")
+    SECTION ("ends as failed, and tells why, when memory runs out or an exception comes up")
     {
         CHECK (rig.runner.run ("x", {}, [] (const JobRunner::Watch&) { throw std::bad_alloc(); })
-               == JobRunner::End::outOfMemory);
+               == JobRunner::End::failed);
+        CHECK (rig.runner.failure() == "memory ran out");
+        CHECK (rig.runner.run ("x", {}, [] (const JobRunner::Watch&) { throw std::runtime_error ("odd"); })
+               == JobRunner::End::failed);
+        CHECK (rig.runner.failure().contains ("odd"));
         CHECK_FALSE (rig.runner.isBusy());
         CHECK_FALSE (rig.scrim.isShowingDialog());
     }

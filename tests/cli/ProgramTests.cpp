@@ -1,8 +1,12 @@
+#include "cli/Program.h"
 #include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
+
+#include <sstream>
+#include <stdexcept>
 
 namespace tessivar
 {
@@ -230,6 +234,26 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         CHECK (result.exitCode == 5);
         CHECK_THAT (result.diagnostics, Contains ("Kick.wav"));
         CHECK_FALSE (session.outFolder().exists());
+    }
+
+    SECTION ("70: what nobody expected is told in a line")
+    {
+        std::ostringstream out, diagnostics;
+        const CommandContext context{ .out = out,
+                                      .diagnostics = diagnostics,
+                                      .resourceFolder = juce::File (TESSIVAR_BIN_DIR "/Resources"),
+                                      .stopRequested = []() -> bool
+                                      { throw std::runtime_error ("odd \xf6"); } };
+        const auto code = runProgram ({ "process",
+                                        text (session.tracks.folder),
+                                        "--out",
+                                        text (session.outFolder()),
+                                        "--temp",
+                                        text (session.cache.folder) },
+                                      context);
+        CHECK (code == 70);
+        CHECK_THAT (diagnostics.str(), Contains ("tessivar-cli: error of the program itself: odd ö\n"));
+        CHECK (session.writtenFiles().isEmpty());
     }
 }
 
