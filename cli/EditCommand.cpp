@@ -5,6 +5,7 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
+#include "model/DiskNames.h"
 #include "model/Group.h"
 #include "model/groupfile/GroupFileSaving.h"
 
@@ -71,7 +72,7 @@ juce::Result parseChoices (const Invocation& invocation, EditRequest& request)
 
     if (const auto* name = invocation.one ("--rename"))
     {
-        request.newName = textOf (*name).trim();
+        request.newName = readablePath (textOf (*name)).trim();
 
         if (request.newName->isEmpty())
             return juce::Result::fail ("--rename: a name is expected");
@@ -202,7 +203,7 @@ int runEdit (const EditRequest& request, const CommandContext& context)
     {
         auto json = jsonHeading ("edit", exitCode::done);
         json["group"] = groupInfoToJson (request.groupFile, loaded);
-        context.out << json.dump (2) << "\n";
+        printJson (context.out, json);
     }
     else
     {

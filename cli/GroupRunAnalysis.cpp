@@ -1,4 +1,5 @@
 #include "cli/GroupRunSteps.h"
+#include "model/DiskNames.h"
 
 namespace tessivar
 {
@@ -81,8 +82,9 @@ void GroupRun::prepareGroup()
 {
     if (! request.isFromGroupFile())
     {
-        group.name = request.saves() ? request.saveFile.getFileNameWithoutExtension()
-                                     : session.front().sourceFile.getParentDirectory().getFileName();
+        group.name =
+            readablePath (request.saves() ? request.saveFile.getFileNameWithoutExtension()
+                                          : session.front().sourceFile.getParentDirectory().getFileName());
 
         for (const auto& track : session)
         {

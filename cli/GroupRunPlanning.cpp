@@ -6,6 +6,7 @@
 #include "jobs/SystemResources.h"
 #include "model/Abbreviations.h"
 #include "model/AudioIntake.h"
+#include "model/DiskNames.h"
 #include "model/groupfile/GroupFileLoading.h"
 
 #include <sys/stat.h>
@@ -29,8 +30,8 @@ juce::File existingAncestor (juce::File folder)
 bool areOnOneFileSystem (const juce::File& a, const juce::File& b)
 {
     struct stat statusA = {}, statusB = {};
-    return stat (existingAncestor (a).getFullPathName().toRawUTF8(), &statusA) == 0
-           && stat (existingAncestor (b).getFullPathName().toRawUTF8(), &statusB) == 0
+    return stat (bytesOfPath (existingAncestor (a)).c_str(), &statusA) == 0
+           && stat (bytesOfPath (existingAncestor (b)).c_str(), &statusB) == 0
            && statusA.st_dev == statusB.st_dev;
 }
 
@@ -39,9 +40,8 @@ bool isSameFile (const juce::File& a, const juce::File& b)
 {
     struct stat statusA = {}, statusB = {};
     return a == b
-           || (stat (a.getFullPathName().toRawUTF8(), &statusA) == 0
-               && stat (b.getFullPathName().toRawUTF8(), &statusB) == 0 && statusA.st_dev == statusB.st_dev
-               && statusA.st_ino == statusB.st_ino);
+           || (stat (bytesOfPath (a).c_str(), &statusA) == 0 && stat (bytesOfPath (b).c_str(), &statusB) == 0
+               && statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino);
 }
 } // namespace
 

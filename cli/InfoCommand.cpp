@@ -219,7 +219,7 @@ int runInfo (const std::vector<std::string>& arguments, bool asJson, const Comma
     {
         auto json = jsonHeading ("info", code);
         json["files"] = std::move (documents);
-        context.out << json.dump (2) << "\n";
+        printJson (context.out, json);
     }
     return code;
 }

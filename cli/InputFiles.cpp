@@ -12,11 +12,6 @@ juce::Result fileFromArgument (const std::string& argument, juce::File& file)
 {
     if (argument.empty())
         return juce::Result::fail ("an empty name is given");
-    if (! juce::CharPointer_UTF8::isValidString (argument.data(), static_cast<int> (argument.size())))
-        return juce::Result::fail ("\""
-                                   + printable (juce::String::createStringFromData (
-                                       argument.data(), static_cast<int> (argument.size())))
-                                   + "\": the name is not UTF-8; rename the file");
 
     auto path = juce::String::fromUTF8 (argument.c_str());
     if (! path.startsWithChar ('/'))

@@ -9,7 +9,7 @@ namespace tessivar
 {
 
 /** An argument as a file. Relative names belong to the working directory, "~" is a letter like any other; fails on an
-    argument that is empty or no UTF-8, which has no faithful text.
+    empty argument.
 */
 [[nodiscard]] juce::Result fileFromArgument (const std::string& argument, juce::File& file);
 

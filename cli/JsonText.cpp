@@ -1,14 +1,17 @@
 #include "cli/JsonText.h"
 
 #include "cli/CommandTable.h"
+#include "model/ForeignText.h"
 #include "model/Version.h"
+
+#include <ostream>
 
 namespace tessivar
 {
 
 std::string jsonText (const juce::String& text)
 {
-    return text.toStdString();
+    return shownText (text).toStdString();
 }
 
 nlohmann::ordered_json jsonTexts (const juce::StringArray& texts)
@@ -50,6 +53,11 @@ nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode)
     json["exitCode"] = exitCode;
     json["status"] = jsonText (statusWord (exitCode));
     return json;
+}
+
+void printJson (std::ostream& out, const nlohmann::ordered_json& document)
+{
+    out << document.dump (2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
 }
 
 nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings)

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,7 +12,7 @@
 namespace tessivar
 {
 
-/** Text as JSON takes it: names stay as they are on disk, what is no UTF-8 becomes the replacement character. */
+/** Text as JSON takes it. In names of files, what is no UTF-8 is read as Windows-1252. */
 [[nodiscard]] std::string jsonText (const juce::String& text);
 
 [[nodiscard]] nlohmann::ordered_json jsonTexts (const juce::StringArray& texts);
@@ -21,6 +22,9 @@ namespace tessivar
 
 /** The keys that every document begins with: program, version, revision, command, exitCode and status. */
 [[nodiscard]] nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode);
+
+/** Prints a document, whatever its texts hold. */
+void printJson (std::ostream& out, const nlohmann::ordered_json& document);
 
 /** Warnings as an array of code, message and entries. */
 [[nodiscard]] nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings);

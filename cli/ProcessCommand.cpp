@@ -64,7 +64,7 @@ void print (const std::vector<ProcessRequest>& requests,
     {
         if (requests.size() == 1)
         {
-            context.out << reportToJson (reports.front(), requests.front()).dump (2) << "\n";
+            printJson (context.out, reportToJson (reports.front(), requests.front()));
             return;
         }
 
@@ -75,7 +75,7 @@ void print (const std::vector<ProcessRequest>& requests,
         for (std::size_t i = 0; i < reports.size(); ++i)
             document["groups"].push_back (reportToJson (reports[i], requests[i]));
 
-        context.out << document.dump (2) << "\n";
+        printJson (context.out, document);
     }
     else if (requests.size() > 1 && ! requests.front().quiet)
     {

@@ -12,6 +12,7 @@
 #include "cli/TerminalText.h"
 #include "cli/VerifyCommand.h"
 #include "model/Abbreviations.h"
+#include "model/DiskNames.h"
 #include "model/Version.h"
 
 #include <exception>
@@ -105,7 +106,12 @@ int runProgram (const std::vector<std::string>& arguments, const CommandContext&
     int code = exitCode::analysisFailed;
     try
     {
-        code = runParsed (parseCommandLine (arguments), context);
+        // As text, since arguments are any bytes: a name of a file comes back to its own.
+        std::vector<std::string> texts;
+        for (const auto& argument : arguments)
+            texts.push_back (pathOfBytes (argument).toStdString());
+
+        code = runParsed (parseCommandLine (texts), context);
     }
     catch (const std::bad_alloc&)
     {

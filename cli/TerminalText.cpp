@@ -1,5 +1,7 @@
 #include "cli/TerminalText.h"
 
+#include "model/ForeignText.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -40,8 +42,9 @@ juce::String escaped (juce::juce_wchar character)
 
 juce::String printable (const juce::String& text)
 {
+    const auto shown = shownText (text);
     juce::String result;
-    for (auto pointer = text.getCharPointer(); ! pointer.isEmpty();)
+    for (auto pointer = shown.getCharPointer(); ! pointer.isEmpty();)
     {
         const auto character = pointer.getAndAdvance();
         if (isHarmful (character))

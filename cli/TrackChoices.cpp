@@ -1,6 +1,7 @@
 #include "cli/TrackChoices.h"
 
 #include "cli/TerminalText.h"
+#include "model/DiskNames.h"
 
 #include <charconv>
 #include <cmath>
@@ -27,8 +28,8 @@ juce::String quoted (const juce::String& text)
 
 bool matchesPattern (const juce::String& name, const juce::String& pattern)
 {
-    const auto lowerName = name.toLowerCase();
-    const auto lowerPattern = pattern.toLowerCase();
+    const auto lowerName = readablePath (name).toLowerCase();
+    const auto lowerPattern = readablePath (pattern).toLowerCase();
     auto text = lowerName.getCharPointer();
     auto glob = lowerPattern.getCharPointer();
 

@@ -108,7 +108,7 @@ int runVerify (const std::vector<std::string>& arguments, bool asJson, const Com
     {
         auto json = jsonHeading ("verify", code);
         json["files"] = std::move (documents);
-        context.out << json.dump (2) << "\n";
+        printJson (context.out, json);
     }
 
     return code;
