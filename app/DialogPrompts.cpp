@@ -1,5 +1,7 @@
 #include "app/DialogPrompts.h"
 
+#include "model/ForeignText.h"
+
 #include <utility>
 
 namespace tessivar
@@ -29,7 +31,7 @@ void DialogPrompts::warn (const juce::String& text, const juce::String& details)
     juce::Logger::writeToLog ("Warned: " + text + " " + details);
     MessageDialogSettings settings;
     settings.title = "Warning";
-    settings.message = details.isEmpty() ? text : text + "\n\n" + details;
+    settings.message = shownText (details.isEmpty() ? text : text + "\n\n" + details);
     settings.warns = true;
 
     settings.buttons = {
@@ -42,8 +44,11 @@ void DialogPrompts::tell (const juce::String& title, const juce::String& text, c
 {
     MessageDialogSettings settings;
     settings.title = title;
-    settings.message = text;
-    settings.list = list;
+    settings.message = shownText (text);
+
+    for (const auto& line : list)
+        settings.list.add (shownText (line));
+
     settings.buttons = {
         { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true }
     };
@@ -100,7 +105,7 @@ bool DialogPrompts::askWith (const Question& question, ButtonLook look)
         {
             return makeQuestionDialog (images,
                                        question.title,
-                                       question.text,
+                                       shownText (question.text),
                                        question.acceptButton,
                                        question.refuseButton,
                                        look,

@@ -1,8 +1,13 @@
 #include "app/FileChooser.h"
 
+#include "model/DiskNames.h"
+
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <string>
 #include <thread>
 
 namespace tessivar
@@ -55,12 +60,18 @@ juce::String outputOf (const juce::StringArray& arguments)
         return {};
 
     // Read while it runs: the names of some hundred files fill a pipe, and whoever writes to a full one waits.
-    juce::String output;
+    std::string output;
     std::atomic<bool> isRead{ false };
     std::thread reader (
         [&]
         {
-            output = process.readAllProcessOutput();
+            std::array<char, 4096> piece{};
+            for (int count = 1; count > 0;)
+            {
+                count = process.readProcessOutput (piece.data(), static_cast<int> (piece.size()));
+                output.append (piece.data(), static_cast<std::size_t> (std::max (0, count)));
+            }
+
             isRead = true;
         });
 
@@ -79,7 +90,7 @@ juce::String outputOf (const juce::StringArray& arguments)
     if (isEnding)
         return {};
 
-    return process.getExitCode() == 0 ? output.trimCharactersAtEnd ("\n") : juce::String();
+    return process.getExitCode() == 0 ? pathOfBytes (output).trimCharactersAtEnd ("\n") : juce::String();
 }
 
 std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)

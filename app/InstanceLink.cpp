@@ -1,5 +1,7 @@
 #include "app/InstanceLink.h"
 
+#include "model/DiskNames.h"
+
 #include <array>
 #include <cstring>
 #include <utility>
@@ -23,14 +25,14 @@ constexpr char accepted = 1;
 
 bool makeAddress (const juce::File& file, sockaddr_un& address)
 {
-    const auto path = file.getFullPathName();
+    const auto path = bytesOfPath (file);
     address = {};
     address.sun_family = AF_UNIX;
 
-    if (path.getNumBytesAsUTF8() >= sizeof (address.sun_path))
+    if (path.size() >= sizeof (address.sun_path))
         return false;
 
-    std::memcpy (address.sun_path, path.toRawUTF8(), path.getNumBytesAsUTF8());
+    std::memcpy (address.sun_path, path.data(), path.size());
     return true;
 }
 
@@ -107,7 +109,7 @@ bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) cons
     std::string message;
 
     for (const auto& path : paths)
-        message.append (path.toRawUTF8()).push_back ('\0');
+        message.append (bytesOfPath (path)).push_back ('\0');
 
     char answer = 0;
     return message.size() <= maxMessageBytes && sendAll (connection.value, message, timeoutMs)
@@ -122,7 +124,7 @@ bool InstanceLink::listen (Receiver receiver)
     if (socketFile.getParentDirectory().createDirectory().failed() || ! makeAddress (socketFile, address))
         return false;
 
-    ::chmod (socketFile.getParentDirectory().getFullPathName().toRawUTF8(), 0700);
+    ::chmod (bytesOfPath (socketFile.getParentDirectory()).c_str(), 0700);
 
     lock = FileLock::take (lockFile);
 
@@ -195,9 +197,7 @@ void InstanceLink::serve (int connection)
         if (end == std::string::npos)
             return;
 
-        if (juce::CharPointer_UTF8::isValidString (message.data() + start, static_cast<int> (end - start)))
-            paths.add (juce::String::fromUTF8 (message.data() + start, static_cast<int> (end - start)));
-
+        paths.add (pathOfBytes ({ message.data() + start, end - start }));
         start = end + 1;
     }
 
@@ -208,7 +208,7 @@ void InstanceLink::serve (int connection)
 void InstanceLink::close()
 {
     if (listening >= 0)
-        ::unlink (socketFile.getFullPathName().toRawUTF8());
+        ::unlink (bytesOfPath (socketFile).c_str());
 
     for (auto* descriptor : { &listening, &wakeUp[0], &wakeUp[1] })
         if (*descriptor >= 0)

@@ -1,9 +1,12 @@
 #include "app/TessivarApplication.h"
+#include "model/DiskNames.h"
 #include "model/Version.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <string>
+#include <vector>
 
 namespace
 {
@@ -62,6 +65,15 @@ int main (int argc, char* argv[])
         return 1;
     }
 
+    // As text, since arguments are any bytes.
+    std::vector<std::string> texts;
+    for (int i = 0; i < argc; ++i)
+        texts.push_back (tessivar::pathOfBytes (argv[i]).toStdString());
+
+    std::vector<const char*> arguments;
+    for (const auto& text : texts)
+        arguments.push_back (text.c_str());
+
     juce::JUCEApplicationBase::createInstance = &createApplication;
-    return juce::JUCEApplicationBase::main (argc, const_cast<const char**> (argv));
+    return juce::JUCEApplicationBase::main (argc, arguments.data());
 }

@@ -1,4 +1,5 @@
 #include "app/MainComponent.h"
+#include "model/ForeignText.h"
 #include "model/TemporaryStore.h"
 #include "model/recovery/RecoveryList.h"
 
@@ -52,10 +53,10 @@ bool MainComponent::mayQuit()
             continue;
 
         unsaved.push_back (group);
-        entries.push_back (
-            { group->name(),
-              group->file() == juce::File() ? juce::String ("never saved") : group->file().getFileName(),
-              true });
+        entries.push_back ({ group->name(),
+                             group->file() == juce::File() ? juce::String ("never saved")
+                                                           : shownText (group->file().getFileName()),
+                             true });
     }
 
     if (unsaved.empty())

@@ -4,6 +4,7 @@
 #include "app/Splitter.h"
 #include "app/TrackLooks.h"
 #include "app/settings/SettingsDialog.h"
+#include "model/ForeignText.h"
 
 namespace tessivar
 {
@@ -28,7 +29,7 @@ void MainComponent::wireCommands()
         std::vector<RecentMenuEntry> entries;
 
         for (const auto& entry : workspace.recentFilesMenu())
-            entries.push_back ({ entry.index, entry.file.getFullPathName() });
+            entries.push_back ({ entry.index, shownText (entry.file.getFullPathName()) });
 
         return entries;
     };

@@ -1,5 +1,7 @@
 #include "app/OpenExternally.h"
 
+#include "model/DiskNames.h"
+
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +16,7 @@ constexpr int waitMs = 2000;
 /** Starts a program of the PATH and waits a moment for a failure. */
 bool start (const juce::String& program, const juce::String& argument)
 {
-    const auto name = program.toStdString(), text = argument.toStdString();
+    const auto name = program.toStdString(), text = bytesOfPath (argument);
     char* const arguments[] = { const_cast<char*> (name.c_str()), const_cast<char*> (text.c_str()), nullptr };
     pid_t process = 0;
 

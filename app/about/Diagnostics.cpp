@@ -2,6 +2,7 @@
 
 #include "jobs/SelfTest.h"
 #include "jobs/SystemResources.h"
+#include "model/ForeignText.h"
 #include "model/Version.h"
 
 namespace tessivar
@@ -53,7 +54,7 @@ juce::String reasonOf (const TemporaryFolderChoice& choice)
 juce::String folderLine (const char* name, const juce::File& folder)
 {
     juce::String line (name);
-    line << ": " << folder.getFullPathName() << ": ";
+    line << ": " << shownText (folder.getFullPathName()) << ": ";
 
     if (! folder.isDirectory())
         return line << "not there";

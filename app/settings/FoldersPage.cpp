@@ -1,5 +1,6 @@
 #include "app/settings/FoldersPage.h"
 
+#include "model/ForeignText.h"
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"
 
@@ -49,8 +50,8 @@ void FoldersPage::refresh()
     const auto choice = context.workspace.temporaryFolder();
     const auto note = temporaryFolderNote (choice, sharedTemporaryFolder());
     disk = TemporaryDisk::of (choice.folder);
-    temporary.setText (choice.folder.getFullPathName(), false);
-    temporaryHint.setText (note.isNotEmpty() ? note : juce::String (advice));
+    temporary.setText (shownText (choice.folder.getFullPathName()), false);
+    temporaryHint.setText (note.isNotEmpty() ? shownText (note) : juce::String (advice));
     temporaryHint.setWarning (note.isNotEmpty());
     temporaryLabel.setText (choice.reason == TemporaryFolderChoice::Reason::chosenByUser
                                 ? "Temporary files"
@@ -59,7 +60,7 @@ void FoldersPage::refresh()
     groups.setText (disk.groupsText());
 
     const auto preset = context.workspace.folderSettings().exportFolder;
-    exportFolder.setText (preset ? preset->getFullPathName() : juce::String(), false);
+    exportFolder.setText (preset ? shownText (preset->getFullPathName()) : juce::String(), false);
     clearButton.setEnabled (preset.has_value());
     resized();
     repaint();

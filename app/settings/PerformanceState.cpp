@@ -1,5 +1,7 @@
 #include "app/settings/PerformanceState.h"
 
+#include "model/ForeignText.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -112,7 +114,7 @@ std::optional<std::int64_t> benchmarkFileBytes (std::optional<std::uint64_t> fre
 BenchmarkSummary BenchmarkSummary::of (const DiskBenchmark& result, const juce::File& folder, juce::Time when)
 {
     BenchmarkSummary summary;
-    summary.folder = folder.getFullPathName();
+    summary.folder = shownText (folder.getFullPathName());
     summary.when = when;
     summary.readBytesPerSecond = result.sequentialBytesPerSecond;
     summary.writeBytesPerSecond = result.writeBytesPerSecond;

@@ -1,5 +1,8 @@
 #include "app/system/ProgramLog.h"
 
+#include "model/DiskNames.h"
+#include "model/ForeignText.h"
+
 #include <array>
 #include <csignal>
 #include <cstring>
@@ -65,8 +68,8 @@ void ProgramLog::open()
     if (folder.createDirectory().failed())
         return;
 
-    descriptor = ::open (
-        currentFile().getFullPathName().toRawUTF8(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ownerOnly);
+    descriptor =
+        ::open (bytesOfPath (currentFile()).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, ownerOnly);
     struct stat status = {};
     written = descriptor >= 0 && ::fstat (descriptor, &status) == 0 ? status.st_size : 0;
 }
@@ -78,8 +81,7 @@ void ProgramLog::rotate()
     ::close (descriptor);
     descriptor = -1;
 
-    if (::rename (currentFile().getFullPathName().toRawUTF8(), previousFile().getFullPathName().toRawUTF8())
-        != 0)
+    if (::rename (bytesOfPath (currentFile()).c_str(), bytesOfPath (previousFile()).c_str()) != 0)
         currentFile().deleteFile();
 
     open();
@@ -107,8 +109,9 @@ void ProgramLog::logMessage (const juce::String& message)
 {
     const auto now = juce::Time::getCurrentTime();
     const auto time = juce::Time (now.toMilliseconds() - now.getUTCOffsetSeconds() * 1000LL);
-    const auto line = time.formatted ("%Y-%m-%dT%H:%M:%SZ ")
-                      + message.trimEnd().replaceCharacters ("\r\n", "  ").substring (0, longestLine) + "\n";
+    const auto line =
+        time.formatted ("%Y-%m-%dT%H:%M:%SZ ")
+        + shownText (message).trimEnd().replaceCharacters ("\r\n", "  ").substring (0, longestLine) + "\n";
     const std::lock_guard guard (lock);
     write (line);
 }

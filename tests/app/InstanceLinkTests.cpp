@@ -1,5 +1,6 @@
 #include "app/FileChooser.h"
 #include "app/InstanceLink.h"
+#include "model/DiskNames.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <catch2/catch.hpp>
@@ -30,7 +31,8 @@ TEST_CASE ("InstanceLink", "[app][instance]")
         CHECK_FALSE (second.listen (receive));
 
         const juce::StringArray paths{ juce::String::fromUTF8 ("/t/Tr\xc3\xb6mmel \"1\":2.dls"),
-                                       "/t/two\nlines.wav" };
+                                       "/t/two\nlines.wav",
+                                       pathOfBytes ("/t/Caf\xe9") };
         CHECK (second.handOver (paths));
         CHECK (second.handOver ({}));
         const std::lock_guard guard (lock);
