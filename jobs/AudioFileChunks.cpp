@@ -1,5 +1,7 @@
 #include "jobs/AudioFileChunks.h"
 
+#include "model/ForeignText.h"
+
 #include <juce_audio_formats/juce_audio_formats.h>
 
 #include <algorithm>
@@ -230,7 +232,8 @@ juce::String listOfIds (const std::vector<MetadataChunk>& chunks,
 
     for (const auto& chunk : chunks)
         if (! isOneOf (idOf (chunk), except))
-            ids.addIfNotAlreadyThere (juce::String::fromUTF8 (chunk.id.data(), 4).trim());
+            ids.addIfNotAlreadyThere (
+                textOfBytes ({ reinterpret_cast<const std::uint8_t*> (chunk.id.data()), 4 }).trim());
 
     return ids.joinIntoString (", ");
 }
@@ -257,8 +260,7 @@ translate (const SessionTrack& track, ExportFileType type, const std::vector<Met
         for (const auto& chunk : sourceChunks)
             for (const auto& [id, key] : textCounterparts)
                 if (idOf (chunk) == id)
-                    values[key] = juce::String::fromUTF8 (reinterpret_cast<const char*> (chunk.bytes.data()),
-                                                          static_cast<int> (chunk.bytes.size()));
+                    values[key] = textOfBytes (chunk.bytes);
 
         carried.chunks = wavChunksFrom (values);
         left = listOfIds (sourceChunks, { "MARK", "COMT", "NAME", "AUTH", "(c) ", "ANNO" });
@@ -343,7 +345,8 @@ juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, Export
 
 std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file)
 {
-    auto stream = file.createInputStream();
+    auto why = juce::Result::ok();
+    const auto stream = openCheckedStream (file, why);
 
     if (stream == nullptr)
         return nullptr;
@@ -360,6 +363,9 @@ std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file)
         return nullptr;
 
     if (type == ExportFileType::aiff && ! listMetadataChunks (*stream, ExportFileType::aiff, result->chunks))
+        return nullptr;
+
+    if (stream->status().failed())
         return nullptr;
 
     std::erase_if (result->chunks, belongsToTheAudio);

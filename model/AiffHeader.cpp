@@ -191,7 +191,8 @@ juce::Result inspectAiffHeader (const HeaderSource& source, AudioHeader& header)
             if (size < 8 || ! source.read (content, offsetBytes))
                 return Result::fail ("an audio chunk of " + String (size) + " bytes; it has at least 8");
             const auto offset = readU32 (offsetBytes.data());
-            if (offset > size - 8)
+            // The reader takes the offset for a signed number.
+            if (offset > std::min<std::int64_t> (size - 8, largestSignedSize))
                 return Result::fail ("the audio starts " + String (offset) + " bytes into a chunk of "
                                      + String (size - 8));
 

@@ -4,16 +4,18 @@
 #include "model/CafAudioFormat.h"
 #include "model/DiskNames.h"
 #include "model/FlacFileReader.h"
+#include "model/ForeignText.h"
 #include "model/groupfile/TessivarAudioFormat.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <utility>
 
 namespace tessivar
 {
 
 namespace
 {
-/** A stream on an ordinary file; null with the reason when there is none. */
 std::unique_ptr<juce::InputStream> openStream (const juce::File& file, juce::Result& why)
 {
     // A pipe or a device would block the opening or never end.
@@ -70,56 +72,65 @@ createReaderOfKind (AudioFileKind kind, std::unique_ptr<juce::InputStream> strea
     jassertfalse;
     return nullptr;
 }
-/** The first track of a group file as an audio file. Such a file is told by its end, and its reader checks every number in
-    it; null when it is none.
-*/
-std::unique_ptr<AudioFileReader> openGroupStream (std::unique_ptr<juce::InputStream>& stream)
+
+/** The header of a group file's first track. Such a file is told by its end, and its reader checks every number in it. */
+AudioHeader groupHeader (const juce::AudioFormatReader& reader)
 {
-    if (! TessivarAudioFormat::isMarked (*stream))
-        return nullptr;
-
-    auto why = juce::Result::ok();
-    auto reader = createReaderOfKind (AudioFileKind::groupFile, std::move (stream), why);
-
-    if (reader == nullptr)
-        return nullptr;
-
     AudioHeader header;
     header.kind = AudioFileKind::groupFile;
-    header.sampleRate = reader->sampleRate;
-    header.numChannels = static_cast<int> (reader->numChannels);
-    header.bitsPerSample = static_cast<int> (reader->bitsPerSample);
+    header.sampleRate = reader.sampleRate;
+    header.numChannels = static_cast<int> (reader.numChannels);
+    header.bitsPerSample = static_cast<int> (reader.bitsPerSample);
     header.isFloatingPoint = true;
-    header.lengthInSamples = reader->lengthInSamples;
-    return std::make_unique<AudioFileReader> (std::move (reader), std::move (header), nullptr);
+    header.lengthInSamples = header.maxLengthInSamples = reader.lengthInSamples;
+    return header;
+}
+
+/** Makes channels and length of a reader those of the header, or refuses them. */
+juce::Result settle (juce::AudioFormatReader& reader, const AudioHeader& header)
+{
+    if (static_cast<int> (reader.numChannels) != header.numChannels)
+        return juce::Result::fail ("the audio holds " + juce::String (reader.numChannels)
+                                   + " channels where the header says " + juce::String (header.numChannels));
+
+    // Of plain PCM the header check has counted the samples that are there; the toolkit's readers take a large count for a
+    // negative one, or make up silence behind the end. Decoders have their own idea, and count where no header does.
+    const auto isPlain = header.kind == AudioFileKind::wav || header.kind == AudioFileKind::aiff;
+    const auto decoded = static_cast<std::uint64_t> (reader.lengthInSamples);
+    const auto stated = static_cast<std::uint64_t> (header.lengthInSamples);
+    const auto length = isPlain ? stated : std::min (decoded, stated); // none stated is the largest number
+    if (length > static_cast<std::uint64_t> (std::max<std::int64_t> (0, header.maxLengthInSamples)))
+        return juce::Result::fail ("the audio claims " + juce::String (length)
+                                   + " samples; a file of this size holds at most "
+                                   + juce::String (header.maxLengthInSamples));
+
+    reader.lengthInSamples = static_cast<juce::int64> (length);
+    return juce::Result::ok();
 }
 } // namespace
 
 AudioFileReader::AudioFileReader (std::unique_ptr<juce::AudioFormatReader> formatReader,
                                   AudioHeader audioHeader,
-                                  PatchedInputStream* checkedStream)
+                                  std::shared_ptr<const juce::Result> streamStatus)
     : AudioFormatReader (nullptr, audioFileKindName (audioHeader.kind)), reader (std::move (formatReader)),
-      audioFileHeader (std::move (audioHeader)), stream (checkedStream)
+      audioFileHeader (std::move (audioHeader)), readStatus (std::move (streamStatus))
 {
     sampleRate = audioFileHeader.sampleRate;
     numChannels = static_cast<unsigned int> (audioFileHeader.numChannels);
     bitsPerSample = static_cast<unsigned int> (audioFileHeader.bitsPerSample);
     usesFloatingPointData = reader->usesFloatingPointData;
-    // The format's readers go by their own idea of the length and would make up silence behind the end.
-    if (audioFileHeader.lengthInSamples >= 0)
-        reader->lengthInSamples =
-            std::min (reader->lengthInSamples, juce::int64{ audioFileHeader.lengthInSamples });
     lengthInSamples = reader->lengthInSamples;
 
-    const auto isOgg = audioFileHeader.kind == AudioFileKind::oggVorbis;
     const auto& keys = reader->metadataValues.getAllKeys();
     const auto& values = reader->metadataValues.getAllValues();
     for (int i = 0; i < keys.size(); ++i)
     {
-        // What the format's readers say about themselves and the format is no metadata of the file.
-        if (keys[i] == "MetaDataSource" || keys[i] == "ChannelMask")
+        // What the format's readers say about themselves and the format is no metadata of the file. The header check has
+        // read the texts of an Ogg file itself.
+        if (keys[i] == "MetaDataSource" || keys[i] == "ChannelMask"
+            || audioFileHeader.kind == AudioFileKind::oggVorbis)
             continue;
-        metadataValues.set (isOgg ? metadataKeyForTag (keys[i].replace ("id3", {})) : keys[i], values[i]);
+        metadataValues.set (validText (keys[i]), validText (values[i]));
     }
     metadataValues.addArray (audioFileHeader.metadata);
 }
@@ -130,72 +141,75 @@ bool AudioFileReader::readSamples (int* const* destChannels,
                                    juce::int64 startSampleInFile,
                                    int numSamples)
 {
-    if (stream != nullptr)
-        stream->takeShortRead();
-
-    const auto succeeded = reader->readSamples (
-        destChannels, numDestChannels, startOffsetInDestBuffer, startSampleInFile, numSamples);
-    return succeeded && (stream == nullptr || ! stream->takeShortRead());
+    // The toolkit's readers take lost samples for silence and report success.
+    return readStatus->wasOk()
+           && reader->readSamples (
+               destChannels, numDestChannels, startOffsetInDestBuffer, startSampleInFile, numSamples)
+           && readStatus->wasOk();
 }
 
-std::unique_ptr<AudioFileReader> openAudioFile (const juce::File& file, juce::Result& why)
+std::unique_ptr<PatchedInputStream> openCheckedStream (const juce::File& file, juce::Result& why)
 {
     auto stream = openStream (file, why);
-    return stream != nullptr ? openAudioStream (std::move (stream), why) : nullptr;
+    return stream != nullptr ? std::make_unique<PatchedInputStream> (std::move (stream)) : nullptr;
+}
+
+std::unique_ptr<AudioFileReader>
+openAudioFile (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop)
+{
+    auto stream = openStream (file, why);
+    return stream != nullptr ? openAudioStream (std::move (stream), why, std::move (shouldStop)) : nullptr;
 }
 
 std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
-                                                  juce::Result& why)
+                                                  juce::Result& why,
+                                                  std::function<bool()> shouldStop)
 {
+    auto checked = std::make_unique<PatchedInputStream> (std::move (stream), std::move (shouldStop));
+    const auto status = checked->sharedStatus();
+
     AudioHeader header;
-    why = inspectAudioHeader (*stream, header);
-    if (why.failed())
+    why = inspectAudioHeader (*checked, header);
+    const auto notAudio = why;
+    const auto isGroup = why.failed() && TessivarAudioFormat::isMarked (*checked);
+    std::unique_ptr<juce::AudioFormatReader> reader;
+    if (isGroup || why.wasOk())
     {
-        auto group = openGroupStream (stream);
-        why = group != nullptr ? juce::Result::ok() : why;
-        return group;
+        checked->setPosition (0);
+        checked->setPatches (header.patches);
+        const auto kind = isGroup ? AudioFileKind::groupFile : header.kind;
+        reader = createReaderOfKind (kind, std::move (checked), why);
     }
 
-    stream->setPosition (0);
-    auto patched = std::make_unique<PatchedInputStream> (std::move (stream), header.patches);
-    // Of plain PCM, every byte that a reader asks for is known to be there; decoders read ahead past the end.
-    const auto isPlain = header.kind == AudioFileKind::wav || header.kind == AudioFileKind::aiff;
-    auto* const checkedStream = isPlain ? patched.get() : nullptr;
-
-    auto reader = createReaderOfKind (header.kind, std::move (patched), why);
-    if (reader == nullptr)
-        return nullptr;
-
-    if (static_cast<int> (reader->numChannels) != header.numChannels)
+    if (reader != nullptr)
     {
-        why = juce::Result::fail ("the audio holds " + juce::String (reader->numChannels)
-                                  + " channels where the header says " + juce::String (header.numChannels));
-        return nullptr;
+        if (isGroup)
+            header = groupHeader (*reader);
+        why = settle (*reader, header);
     }
-    // Counted by the decoder, for kinds whose header doesn't say it.
-    if (header.lengthInSamples < 0
-        && (reader->lengthInSamples < 0 || reader->lengthInSamples > header.maxLengthInSamples))
+    else if (isGroup)
     {
-        why = juce::Result::fail ("the audio claims " + juce::String (reader->lengthInSamples)
-                                  + " samples; a file of this size holds at most "
-                                  + juce::String (header.maxLengthInSamples));
-        return nullptr;
+        why = notAudio;
     }
 
-    return std::make_unique<AudioFileReader> (std::move (reader), std::move (header), checkedStream);
+    // Whatever else seems wrong follows from bytes that weren't read.
+    if (status->failed())
+        why = *status;
+    return why.wasOk() ? std::make_unique<AudioFileReader> (std::move (reader), std::move (header), status)
+                       : nullptr;
 }
 
 juce::Result readMetadataChunks (const juce::File& file, std::vector<MetadataChunk>& chunks)
 {
     auto result = juce::Result::ok();
-    const auto stream = openStream (file, result);
+    const auto stream = openCheckedStream (file, result);
     if (stream == nullptr)
         return result;
 
     AudioHeader header;
     result = inspectAudioHeader (*stream, header);
-    if (result.failed())
-        return result;
+    if (stream->status().failed() || result.failed())
+        return stream->status().failed() ? stream->status() : result;
 
     std::vector<MetadataChunk> found;
     for (const auto& location : header.chunks)
@@ -207,7 +221,7 @@ juce::Result readMetadataChunks (const juce::File& file, std::vector<MetadataChu
                              std::vector<std::uint8_t> (static_cast<std::size_t> (location.size)) };
         const auto size = static_cast<int> (location.size);
         if (! stream->setPosition (location.start) || stream->read (chunk.bytes.data(), size) != size)
-            return juce::Result::fail ("the metadata can't be read");
+            return stream->status();
         found.push_back (std::move (chunk));
     }
 

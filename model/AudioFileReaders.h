@@ -3,9 +3,11 @@
 #include "model/SourceChunks.h"
 
 #include "model/AudioHeaderGate.h"
+#include "model/PatchedInputStream.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,12 +23,15 @@ namespace tessivar
 class AudioFileReader final : public juce::AudioFormatReader
 {
 public:
-    /** @param checkedStream  the stream that formatReader reads, if a short read of it means lost samples */
+    /** @param streamStatus  of the stream that formatReader reads */
     AudioFileReader (std::unique_ptr<juce::AudioFormatReader> formatReader,
                      AudioHeader audioHeader,
-                     PatchedInputStream* checkedStream);
+                     std::shared_ptr<const juce::Result> streamStatus);
 
     [[nodiscard]] const AudioHeader& header() const { return audioFileHeader; }
+
+    /** Why the file can't be read any more. Ok as long as it can, also where what it holds is damaged. */
+    [[nodiscard]] const juce::Result& status() const { return *readStatus; }
 
     bool readSamples (int* const* destChannels,
                       int numDestChannels,
@@ -37,18 +42,24 @@ public:
 private:
     std::unique_ptr<juce::AudioFormatReader> reader;
     AudioHeader audioFileHeader;
-    PatchedInputStream* stream; // owned by reader
+    std::shared_ptr<const juce::Result> readStatus;
 };
 
 /** Opens an audio file by its content: WAV, AIFF, CAF, FLAC or Ogg Vorbis, whatever its name says.
 
-    @returns null with the reason in why; it doesn't name the file
+    @param shouldStop  asked at every read, also later by the reader; may be empty. A stop is a failure to read
+    @returns           null with the reason in why; it doesn't name the file
 */
-std::unique_ptr<AudioFileReader> openAudioFile (const juce::File& file, juce::Result& why);
+std::unique_ptr<AudioFileReader>
+openAudioFile (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop = {});
 
 /** The same for a stream of known length. */
 std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
-                                                  juce::Result& why);
+                                                  juce::Result& why,
+                                                  std::function<bool()> shouldStop = {});
+
+/** A stream on an ordinary file that says when it can't be read; null with the reason when there is none. */
+std::unique_ptr<PatchedInputStream> openCheckedStream (const juce::File& file, juce::Result& why);
 
 /** Everything in a WAV file that is neither format nor audio nor padding, in file order, for passing it on
     unchanged: bext, iXML, cue, LIST and the like, known to the program or not. Damaged chunks, and chunks of

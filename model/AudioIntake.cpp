@@ -120,12 +120,12 @@ Decoding decode (AudioFileReader& reader,
     const auto length = std::int64_t{ reader.lengthInSamples };
     for (position = 0; position < length;)
     {
-        if (control.shouldStop && control.shouldStop())
+        if (control.isStopped())
             return Decoding::stopped;
 
         const auto count = static_cast<int> (std::min<std::int64_t> (intakeBlockLength, length - position));
         if (! reader.read (buffer.getArrayOfWritePointers(), buffer.getNumChannels(), position, count))
-            return Decoding::damaged;
+            return control.isStopped() ? Decoding::stopped : Decoding::damaged;
 
         for (auto& track : tracks)
         {
@@ -162,7 +162,10 @@ IntakeOutcome intakeFile (const juce::File& file,
         return refuse (outcome, warnings, file, ImportWarnings::missing, "there is no such file"), outcome;
 
     auto why = juce::Result::ok();
-    const auto reader = openAudioFile (file, why);
+    const auto reader = openAudioFile (file, why, control.shouldStop);
+    outcome.cancelled = reader == nullptr && control.isStopped();
+    if (outcome.cancelled)
+        return outcome;
     if (reader == nullptr)
         return refuse (outcome, warnings, file, ImportWarnings::unreadable, why.getErrorMessage()), outcome;
     if (reader->numChannels > 2)
@@ -227,8 +230,10 @@ IntakeOutcome intakeFile (const juce::File& file,
                     warnings,
                     file,
                     ImportWarnings::unreadable,
-                    "damaged: of " + String (reader->lengthInSamples) + " samples only those up to about "
-                        + String (position) + " can be decoded");
+                    reader->status().failed()
+                        ? reader->status().getErrorMessage()
+                        : "damaged: of " + String (reader->lengthInSamples)
+                              + " samples only those up to about " + String (position) + " can be decoded");
             return outcome;
     }
 

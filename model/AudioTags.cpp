@@ -1,5 +1,7 @@
 #include "model/AudioTags.h"
 
+#include "model/ForeignText.h"
+
 #include <array>
 
 namespace tessivar
@@ -32,6 +34,19 @@ juce::String metadataKeyForTag (const juce::String& tag)
             return pair.key;
 
     return tag;
+}
+
+void addVorbisComment (std::span<const std::uint8_t> comment, juce::StringPairArray& metadata)
+{
+    // So that no file keeps the program busy with tags for minutes.
+    constexpr int maxTags = 10000;
+    if (metadata.size() >= maxTags)
+        return;
+
+    const auto text = textOfBytes (comment);
+    const auto value = text.fromFirstOccurrenceOf ("=", false, false);
+    if (value.isNotEmpty())
+        metadata.set (metadataKeyForTag (text.upToFirstOccurrenceOf ("=", false, false)), value);
 }
 
 } // namespace tessivar

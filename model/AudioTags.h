@@ -2,6 +2,9 @@
 
 #include <juce_core/juce_core.h>
 
+#include <cstdint>
+#include <span>
+
 namespace tessivar
 {
 
@@ -10,5 +13,8 @@ namespace tessivar
     counterpart keep their name.
 */
 juce::String metadataKeyForTag (const juce::String& tag);
+
+/** Adds a text tag as FLAC and Ogg files hold it, "TITLE=Take 1", under its key. Without a value it is left out. */
+void addVorbisComment (std::span<const std::uint8_t> comment, juce::StringPairArray& metadata);
 
 } // namespace tessivar

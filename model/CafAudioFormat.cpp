@@ -1,11 +1,13 @@
 #include "model/CafAudioFormat.h"
 
 #include "model/AudioTags.h"
+#include "model/ForeignText.h"
 
 #include <sndfile.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 namespace tessivar
@@ -177,7 +179,9 @@ private:
                                               { SF_STR_GENRE, "genre" } } };
         for (const auto& tag : tags)
             if (const auto* const text = sf_get_string (handle, tag.id); text != nullptr && *text != 0)
-                metadataValues.set (metadataKeyForTag (tag.name), juce::String::fromUTF8 (text));
+                metadataValues.set (
+                    metadataKeyForTag (tag.name),
+                    textOfBytes ({ reinterpret_cast<const std::uint8_t*> (text), std::strlen (text) }));
     }
 
     JUCE_DECLARE_NON_COPYABLE (CafReader)

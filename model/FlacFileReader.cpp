@@ -232,12 +232,7 @@ private:
             for (FLAC__uint32 i = 0; i < comments.num_comments; ++i)
             {
                 const auto& entry = comments.comments[i];
-                const auto text = juce::String::fromUTF8 (reinterpret_cast<const char*> (entry.entry),
-                                                          static_cast<int> (entry.length));
-                const auto value = text.fromFirstOccurrenceOf ("=", false, false);
-                if (value.isNotEmpty())
-                    reader.metadataValues.set (
-                        metadataKeyForTag (text.upToFirstOccurrenceOf ("=", false, false)), value);
+                addVorbisComment ({ entry.entry, entry.length }, reader.metadataValues);
             }
         }
     }

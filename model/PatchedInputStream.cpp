@@ -1,40 +1,85 @@
 #include "model/PatchedInputStream.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace tessivar
 {
 
 PatchedInputStream::PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
-                                        std::vector<HeaderPatch> headerPatches)
-    : source (std::move (sourceStream)), patches (std::move (headerPatches))
+                                        std::function<bool()> shouldStop)
+    : source (std::move (sourceStream)), stopRequested (std::move (shouldStop)),
+      totalLength (source->getTotalLength())
 {
-    jassert (source != nullptr);
+}
+
+bool PatchedInputStream::setPosition (juce::int64 newPosition)
+{
+    if (newPosition < 0)
+        return false;
+
+    position = newPosition;
+    return true;
 }
 
 int PatchedInputStream::read (void* destination, int maxBytes)
 {
-    const auto start = source->getPosition();
-    const auto numRead = source->read (destination, maxBytes);
-    if (numRead < maxBytes)
-        shortRead = true;
-
     auto* const bytes = static_cast<std::uint8_t*> (destination);
+    const auto start = position;
+    const auto wanted =
+        static_cast<int> (std::clamp<juce::int64> (totalLength - start, 0, std::max (0, maxBytes)));
+    const auto numRead = readFromSource (bytes, wanted);
+
+    if (firstFailure->failed())
+        errno = EIO; // by which the Vorbis library tells a failure from the end
+    position += numRead > 0 ? numRead : std::max (0, maxBytes);
+
     for (const auto& patch : patches)
     {
-        const auto from = juce::jmax<std::int64_t> (start, patch.offset);
-        const auto to = juce::jmin<std::int64_t> (
+        const auto from = std::max<std::int64_t> (start, patch.offset);
+        const auto to = std::min<std::int64_t> (
             start + numRead, patch.offset + static_cast<std::int64_t> (patch.bytes.size()));
-        for (auto position = from; position < to; ++position)
-            bytes[position - start] = patch.bytes[static_cast<std::size_t> (position - patch.offset)];
+        for (auto i = from; i < to; ++i)
+            bytes[i - start] = patch.bytes[static_cast<std::size_t> (i - patch.offset)];
     }
 
     return numRead;
 }
 
-bool PatchedInputStream::takeShortRead()
+/** All of the bytes, which the file is known to hold, or as many as came before the failure. */
+int PatchedInputStream::readFromSource (std::uint8_t* bytes, int numBytes)
 {
-    return std::exchange (shortRead, false);
+    if (numBytes == 0 || firstFailure->failed())
+        return 0;
+
+    if (stopRequested && stopRequested())
+    {
+        *firstFailure = juce::Result::fail ("stopped");
+        return 0;
+    }
+
+    int done = 0;
+    auto isPlaced = source->getPosition() == position || source->setPosition (position);
+    while (isPlaced && done < numBytes)
+    {
+        const auto count = source->read (bytes + done, numBytes - done);
+        if (count <= 0)
+            break;
+        done += count;
+    }
+
+    if (done < numBytes)
+    {
+        juce::String reason;
+        if (const auto* const file = dynamic_cast<juce::FileInputStream*> (source.get()))
+            reason = file->getStatus().failed() ? file->getStatus().getErrorMessage()
+                                                : "the file is shorter than it was";
+        *firstFailure = juce::Result::fail ("the file can't be read at byte " + juce::String (position + done)
+                                            + (reason.isNotEmpty() ? ": " + reason : juce::String()));
+    }
+
+    return done;
 }
 
 } // namespace tessivar

@@ -3,6 +3,7 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -16,29 +17,45 @@ struct HeaderPatch
     std::vector<std::uint8_t> bytes;
 };
 
-/** A stream with some bytes replaced, which remembers that a read came back short.
+/** The stream below every reader of foreign audio. It checks every read, and can replace some of the bytes.
 
-    It lets a reader that knows fewer variants of a format open a file that says the same in other words.
+    The toolkit's readers and the decoders don't ask whether a read failed, and some wait for ever for a position that they
+    never reach. So the first failure is remembered and nothing is read after it: the stream is then exhausted, reads give 0
+    bytes, and a reader is done soon. Reads at the end, and failed ones, move the position on by what was asked for. Who
+    has read asks status() whether the bytes can be believed.
+
+    The replaced bytes let a reader that knows fewer variants of a format open a file that says the same in other words.
 */
 class PatchedInputStream final : public juce::InputStream
 {
 public:
-    PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
-                        std::vector<HeaderPatch> headerPatches);
+    /** @param shouldStop  asked at every read, may be empty; the stream fails as soon as it returns true */
+    explicit PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
+                                 std::function<bool()> shouldStop = {});
 
-    juce::int64 getTotalLength() override { return source->getTotalLength(); }
-    bool isExhausted() override { return source->isExhausted(); }
-    juce::int64 getPosition() override { return source->getPosition(); }
-    bool setPosition (juce::int64 position) override { return source->setPosition (position); }
+    void setPatches (std::vector<HeaderPatch> headerPatches) { patches = std::move (headerPatches); }
+
+    /** The first failure, with the byte and the system's reason; it doesn't name the file. */
+    [[nodiscard]] const juce::Result& status() const { return *firstFailure; }
+
+    /** The same for those who may ask when the stream is gone. */
+    [[nodiscard]] std::shared_ptr<const juce::Result> sharedStatus() const { return firstFailure; }
+
+    juce::int64 getTotalLength() override { return totalLength; }
+    bool isExhausted() override { return firstFailure->failed() || position >= totalLength; }
+    juce::int64 getPosition() override { return position; }
+    bool setPosition (juce::int64 newPosition) override;
     int read (void* destination, int maxBytes) override;
-
-    /** True when, since the last call, a read got fewer bytes than were asked for. */
-    bool takeShortRead();
 
 private:
     std::unique_ptr<juce::InputStream> source;
+    std::function<bool()> stopRequested;
     std::vector<HeaderPatch> patches;
-    bool shortRead = false;
+    juce::int64 totalLength;
+    juce::int64 position = 0;
+    std::shared_ptr<juce::Result> firstFailure = std::make_shared<juce::Result> (juce::Result::ok());
+
+    int readFromSource (std::uint8_t* bytes, int numBytes);
 };
 
 } // namespace tessivar

@@ -1,3 +1,4 @@
+#include "model/ForeignText.h"
 #include "model/HeaderWalk.h"
 #include "model/LittleEndian.h"
 
@@ -162,7 +163,7 @@ MetadataState inspectList (const HeaderSource& source,
             std::vector<std::uint8_t> text (static_cast<std::size_t> (subSize));
             if (! source.read (subStart, text))
                 return MetadataState::damaged;
-            const auto value = String::createStringFromData (text.data(), static_cast<int> (text.size()));
+            const auto value = textOfBytes (text);
             if (value.isNotEmpty())
                 texts.set (tagText (tag).toUpperCase(), value);
         }
