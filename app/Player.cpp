@@ -163,10 +163,21 @@ void Player::tick()
 {
     device.tick();
     engine.collect();
-    const auto late = engine.counters().lateBlocks;
+    const auto counters = engine.counters();
+    const auto late = counters.lateBlocks;
     const auto now = juce::Time::getMillisecondCounter();
 
-    if (late != seenLateBlocks && (lastLateNotice == 0 || now - lastLateNotice > lateNoticeInterval))
+    // What can't be read isn't there in time either, but the disk is not to blame for that.
+    if (counters.failedReads > seenFailedReads && onNotice)
+    {
+        if (lastReadNotice == 0 || now - lastReadNotice > lateNoticeInterval)
+        {
+            lastReadNotice = now;
+            onNotice ("Audio can't be read: " + engine.readError(), false);
+        }
+    }
+    else if (counters.failedReads == 0 && late != seenLateBlocks
+             && (lastLateNotice == 0 || now - lastLateNotice > lateNoticeInterval))
     {
         lastLateNotice = now;
 
@@ -175,6 +186,7 @@ void Player::tick()
     }
 
     seenLateBlocks = late;
+    seenFailedReads = counters.failedReads;
 }
 
 void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)

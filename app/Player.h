@@ -63,7 +63,7 @@ public:
     PlaybackEngine engine;
     PlaybackDevice device;
 
-    /** A sentence for the user: the device was lost, or playback can't keep up. */
+    /** A sentence for the user: the device was lost, audio can't be read, or playback can't keep up. */
     std::function<void (const juce::String& text, bool canReopen)> onNotice;
 
 private:
@@ -81,8 +81,8 @@ private:
     bool wholeGroup = false;
     std::set<std::uint32_t> soloTracks, mutedTracks;
     std::unique_ptr<LoudnessWorker> loudness; // null: not wanted
-    std::uint64_t seenLateBlocks = 0;
-    std::uint32_t lastLateNotice = 0;
+    std::uint64_t seenLateBlocks = 0, seenFailedReads = 0;
+    std::uint32_t lastLateNotice = 0, lastReadNotice = 0;
 
     JUCE_DECLARE_NON_COPYABLE (Player)
 };

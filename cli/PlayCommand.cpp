@@ -106,6 +106,15 @@ int prepare (const PlayRequest& request, const CommandContext& context, Programm
     return exitCode::inputRefused;
 }
 
+juce::String lastErrorOf (const Programme& programme)
+{
+    for (const auto& track : programme.tracks)
+        if (track.samples != nullptr && track.samples->lastError().isNotEmpty())
+            return track.samples->lastError();
+
+    return programme.loaded.file->path().getFullPathName();
+}
+
 /** Plays from start to end; true when nobody interrupted it and the device lived. */
 bool playThrough (PlaybackEngine& engine,
                   PlaybackDevice& device,
@@ -128,6 +137,10 @@ bool playThrough (PlaybackEngine& engine,
         juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs);
         progress.setProgress (
             std::clamp (static_cast<double> (engine.position() - programme.start) / length, 0.0, 1.0));
+
+        // Without its samples it would wait for ever; once they sound, what is missing is silent.
+        if (engine.isWaiting() && engine.counters().failedReads > 0)
+            break;
 
         if (const auto now = juce::Time::getMillisecondCounter(); now >= nextTick)
         {
@@ -185,7 +198,11 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     const auto played = playThrough (engine, device, programme, context, progress);
     progress.finish();
 
-    if (const auto late = engine.counters().lateBlocks; late > 0 && ! request.quiet)
+    const auto unread = engine.readError();
+
+    if (unread.isNotEmpty())
+        context.tellError ("audio can't be read: " + unread);
+    else if (const auto late = engine.counters().lateBlocks; late > 0 && ! request.quiet)
         context.tellError ("the disk could not keep up " + juce::String (late) + " times");
 
     readAhead.stopThread (10000);
@@ -237,7 +254,7 @@ int runRender (const PlayRequest& request, const CommandContext& context)
         const auto block = std::span<float> (samples).first (count);
 
         if (! mix.read (start, block))
-            outcome = juce::Result::fail (request.groupFile.getFullPathName() + ": its audio can't be read");
+            outcome = juce::Result::fail ("audio can't be read: " + lastErrorOf (programme));
         else
             outcome = writer.write (block);
     }

@@ -250,6 +250,15 @@ PlaybackCounters PlaybackEngine::counters() const
     return result;
 }
 
+juce::String PlaybackEngine::readError() const
+{
+    for (const auto& track : playingTracks)
+        if (track != nullptr && track->failedReads.load (std::memory_order_relaxed) > 0)
+            return track->samples->lastError();
+
+    return {};
+}
+
 std::array<float, 2> PlaybackEngine::takeOutputPeaks()
 {
     return { outputPeaks[0].exchange (0.0f, std::memory_order_relaxed),

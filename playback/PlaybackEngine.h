@@ -95,6 +95,9 @@ public:
     [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const;
     [[nodiscard]] PlaybackCounters counters() const;
 
+    /** File and reason, when samples of a track that is loaded can't be read; empty when all could. */
+    [[nodiscard]] juce::String readError() const;
+
     /** Largest absolute output samples, left and right, since the last call. */
     [[nodiscard]] std::array<float, 2> takeOutputPeaks();
 

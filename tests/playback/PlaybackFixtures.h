@@ -39,7 +39,7 @@ public:
 
     int numChannels() const override { return channels; }
     std::int64_t lengthInFrames() const override { return length; }
-    juce::String lastError() const override { return {}; }
+    juce::String lastError() const override { return "samples: no longer there"; }
     Location location() const override { return {}; }
 
     bool readFrames (std::int64_t start, std::span<float> dest) override
@@ -79,7 +79,7 @@ public:
     {
         return static_cast<std::int64_t> (frames.size()) / channels;
     }
-    juce::String lastError() const override { return {}; }
+    juce::String lastError() const override { return "samples: no longer there"; }
     Location location() const override { return {}; }
 
     bool readFrames (std::int64_t start, std::span<float> dest) override
