@@ -139,16 +139,17 @@ juce::Result SettingsStore::readFile (std::optional<SettingsValues>& values)
 
 juce::Result SettingsStore::putAside (const juce::MemoryBlock& content)
 {
-    if (content == damagedContent)
-        return juce::Result::ok();
-
     const auto folder = folders.damagedSettings();
+    auto kept = folder.findChildFiles (juce::File::findFiles, false, "*.config");
+    std::sort (kept.begin(), kept.end());
+
+    // Whoever reads the file until it is replaced finds the same in it.
+    for (const auto& file : kept)
+        if (juce::MemoryBlock present; file.loadFileAsData (present) && present == content)
+            return juce::Result::ok();
 
     if (const auto made = makeFolder (folder); made.failed())
         return juce::Result::fail (folder.getFullPathName() + ": " + made.getErrorMessage());
-
-    auto kept = folder.findChildFiles (juce::File::findFiles, false, "*.config");
-    std::sort (kept.begin(), kept.end());
 
     while (kept.size() >= maxDamagedFiles)
         kept.removeAndReturn (0).deleteFile();
@@ -158,9 +159,6 @@ juce::Result SettingsStore::putAside (const juce::MemoryBlock& content)
 
     if (aside.open().wasOk() && aside.write (content.getData(), content.getSize()))
         juce::ignoreUnused (aside.commit());
-
-    if (aside.status().wasOk())
-        damagedContent = content;
 
     return aside.status();
 }

@@ -72,9 +72,8 @@ private:
     const int saveDelay;
     FileSystemCalls& calls;
 
-    std::mutex saveLock; // guards base and damagedContent; held while the file is read and written
+    std::mutex saveLock; // guards base; held while the file is read and written
     SettingsValues base; // what the file held when this process last saw it
-    juce::MemoryBlock damagedContent;
 
     std::atomic<bool> changed{ false };
     std::atomic<bool> damaged{ false };
