@@ -105,8 +105,10 @@ constexpr OptionSpec tempOption{
     .name = "--temp",
     .value = "DIR",
     .kind = ValueKind::folder,
-    .help = "The folder for temporary data; it needs about 32 bytes for each sample of each track. "
-            "Default: tessivar/tmp in the user's cache folder.",
+    .help =
+        "The folder for temporary data. It needs about 32 bytes for each sample of each analysed track, 40 "
+        "with the refined method, and for each sample of the longest one 50 more, 80 with the refined "
+        "method; --dry-run tells how much that is. Default: tessivar/tmp in the user's cache folder.",
 };
 
 constexpr OptionSpec dryRunOption{
@@ -366,14 +368,16 @@ constexpr std::array commands{
         "Writes the change behind what the file holds, which takes no longer for a large file than for a "
         "small one. A drum type, or what takes part, counts from the next analysis on.",
         editOptions },
-    CommandSpec{ "verify",
-                 OperandKind::groupFiles,
-                 "GROUP...",
-                 "check every sum of group files",
-                 "Reads the files to their end and tells what is damaged and what can still be read. Exits "
-                 "with 1 when "
-                 "one of several is damaged, with 3 when all are.",
-                 verifyOptions },
+    CommandSpec{
+        "verify",
+        OperandKind::groupFiles,
+        "GROUP...",
+        "check every sum of group files",
+        "Reads the files to their end and tells what is damaged and what can still be read. Exits "
+        "with 1 when one of several is damaged, with 3 when all are. An interrupted save that lost "
+        "nothing is no damage: the save before it is whole, and the next one clears it up. It is told, "
+        "and exits with 6 when nothing is damaged.",
+        verifyOptions },
     CommandSpec{ "play",
                  OperandKind::groupFiles,
                  "GROUP",
@@ -433,6 +437,7 @@ constexpr std::array exitCodes{
     ExitCodeSpec{ exitCode::inputRefused, "the input was refused; nothing was written" },
     ExitCodeSpec{ exitCode::outputFailed, "the output could not be written" },
     ExitCodeSpec{ exitCode::analysisFailed, "the analysis failed; nothing was written" },
+    ExitCodeSpec{ exitCode::interruptedSave, "verify found an interrupted save; nothing is lost" },
     ExitCodeSpec{ exitCode::internalError, "an error of the program itself" },
     ExitCodeSpec{ exitCode::interrupted, "interrupted" },
 };

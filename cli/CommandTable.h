@@ -77,7 +77,7 @@ struct ExitCodeSpec
 namespace exitCode
 {
 inline constexpr int done = 0, someFailed = 1, usage = 2, inputRefused = 3, outputFailed = 4,
-                     analysisFailed = 5, internalError = 70, interrupted = 130;
+                     analysisFailed = 5, interruptedSave = 6, internalError = 70, interrupted = 130;
 }
 
 inline constexpr std::string_view programName = "tessivar-cli";

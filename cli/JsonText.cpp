@@ -36,6 +36,8 @@ juce::String statusWord (int code)
             return "refused";
         case exitCode::outputFailed:
             return "outputFailed";
+        case exitCode::interruptedSave:
+            return "interruptedSave";
         case exitCode::interrupted:
             return "interrupted";
         default:

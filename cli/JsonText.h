@@ -17,7 +17,9 @@ namespace tessivar
 
 [[nodiscard]] nlohmann::ordered_json jsonTexts (const juce::StringArray& texts);
 
-/** The word for an exit code in JSON: done, partial, usage, refused, outputFailed, analysisFailed or interrupted. */
+/** The word for an exit code in JSON: done, partial, usage, refused, outputFailed, analysisFailed, interruptedSave or
+    interrupted.
+*/
 [[nodiscard]] juce::String statusWord (int exitCode);
 
 /** The keys that every document begins with: program, version, revision, command, exitCode and status. */

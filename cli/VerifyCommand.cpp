@@ -23,6 +23,7 @@ struct Verified
     GroupVerification result;
 
     [[nodiscard]] bool isIntact() const { return opened.wasOk() && result.isIntact(); }
+    [[nodiscard]] bool isInterrupted() const { return isIntact() && result.wasInterrupted; }
 };
 
 Verified verify (const std::string& argument, const CommandContext& context)
@@ -47,8 +48,12 @@ std::string format (const Verified& verified)
 
     if (verified.opened.failed())
         text << "  Refused   " << printable (verified.opened.getErrorMessage()) << "\n";
-    else if (verified.result.isIntact())
+    else if (verified.isIntact() && ! verified.isInterrupted())
         text << "  Intact\n";
+
+    if (verified.result.wasInterrupted)
+        text << "  Note      interrupted save" << (verified.isIntact() ? ", nothing lost" : "")
+             << ": this is about the save before it\n";
 
     for (const auto& line : verified.result.damage)
         text << "  Damaged   " << printable (line) << "\n";
@@ -65,6 +70,7 @@ Json toJson (const Verified& verified)
     return Json{
         { "file", jsonText (verified.path) },
         { "intact", verified.isIntact() },
+        { "interruptedSave", verified.result.wasInterrupted },
         { "reason", verified.opened.wasOk() ? Json() : Json (jsonText (verified.opened.getErrorMessage())) },
         { "damage", jsonTexts (verified.result.damage) },
         { "readable", jsonTexts (verified.result.readable) },
@@ -75,7 +81,7 @@ Json toJson (const Verified& verified)
 
 int runVerify (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
 {
-    std::size_t numBad = 0;
+    std::size_t numBad = 0, numInterrupted = 0;
     auto documents = Json::array();
 
     for (const auto& argument : arguments)
@@ -87,6 +93,8 @@ int runVerify (const std::vector<std::string>& arguments, bool asJson, const Com
             context.tellError ("interrupted");
             return exitCode::interrupted;
         }
+
+        numInterrupted += verified.isInterrupted() ? 1 : 0;
 
         if (! verified.isIntact())
         {
@@ -101,7 +109,7 @@ int runVerify (const std::vector<std::string>& arguments, bool asJson, const Com
             context.out << format (verified);
     }
 
-    const auto code = numBad == 0                  ? exitCode::done
+    const auto code = numBad == 0 ? (numInterrupted == 0 ? exitCode::done : exitCode::interruptedSave)
                       : numBad == arguments.size() ? exitCode::inputRefused
                                                    : exitCode::someFailed;
     if (asJson)

@@ -169,8 +169,8 @@ verifyGroupFile (const juce::File& path, GroupVerification& verification, const 
 
     if (found.replacesDamaged)
         checked.damage.add ("the last save is damaged; this is about the one before it");
-    else if (! found.isLast)
-        checked.damage.add ("the last save was interrupted; this is about the one before it");
+
+    checked.wasInterrupted = ! found.isLast && ! found.replacesDamaged;
 
     if (found.isOurs && ! found.sumIsRight)
         checked.damage.add ("the settings and texts of the Group are damaged");

@@ -16,7 +16,9 @@ struct GroupVerification
 {
     juce::StringArray damage;   // what is not as it was written, in words
     juce::StringArray readable; // names of the tracks whose audio is all there
-    juce::StringArray notes;    // what is no damage: an older save that was found, audio without sums
+    juce::StringArray notes;    // what is no damage: audio without sums
+    bool wasInterrupted =
+        false; // a save was begun at the end and not finished; this is about the one before it
     int numTracks = 0;
     std::uint64_t bytesChecked = 0; // of audio, by sums
 

@@ -238,6 +238,11 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
         CHECK (files.at (1).at ("damage").size() == 1);
         CHECK (files.at (1).at ("readable") == json::array ({ "Snare" }));
         CHECK (session.run ({ "verify", session.work.path ("Bank.dls") }).exitCode == 3);
+
+        REQUIRE (session.work.child ("Take 3.dls").appendText ("a save that was begun"));
+        const auto begun = session.run ({ "verify", session.groupPath() });
+        CHECK (begun.exitCode == 6);
+        CHECK_THAT (begun.out, Contains ("interrupted save, nothing lost"));
     }
 }
 

@@ -250,6 +250,12 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
         REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).wasOk());
         CHECK (verification.damage[0].contains ("the one before it"));
 
+        // A save that was only begun has cost nothing.
+        damaged = bytes;
+        damaged.resize (damaged.size() + 40, 7);
+        REQUIRE (verifyGroupFile (folder.write ("begun.dls", damaged), verification).wasOk());
+        CHECK ((verification.isIntact() && verification.wasInterrupted));
+
         const JobControl stop{ [] { return true; }, {} };
         CHECK (verifyGroupFile (file, verification, stop).getErrorMessage() == "stopped");
     }
