@@ -103,6 +103,10 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
         autosave->onFailure = [this] (const juce::String& reason)
         { transport.showNotice ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
     }
+    else
+    {
+        reasonAgainstRecovery = opened.getErrorMessage();
+    }
 
     workspace.addChangeListener (this);
     setWantsKeyboardFocus (true);
@@ -115,6 +119,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
 MainComponent::~MainComponent()
 {
     stopTimer();
+    sweeper.removeAllJobs (false, -1); // a thread that is ended by force may hold anything
     workspace.removeChangeListener (this);
     player.stop();
     auto& settings = workspace.settings();
@@ -132,6 +137,13 @@ void MainComponent::start (const juce::StringArray& paths)
     player.start();
     showDevice();
     grabKeyboardFocus();
+    sweepLeftovers();
+
+    if (reasonAgainstRecovery.isNotEmpty())
+        prompts.warn (
+            "Changes can't be kept for recovery: if the program ends before they are saved, they are lost.",
+            reasonAgainstRecovery);
+
     offerRecovery();
     openPaths (paths);
 }

@@ -131,6 +131,7 @@ private:
     [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
     void openHelp (const char* document);
     void offerRecovery();
+    void sweepLeftovers();
     void locateSource (std::uint32_t trackId);
 
     const juce::File resources;
@@ -178,7 +179,9 @@ private:
     GroupWork work;
     std::shared_ptr<RecoverySession> recovery;
     std::unique_ptr<GroupAutosave> autosave;
-    juce::StringArray waitingPaths; // came while something was in front
+    juce::String reasonAgainstRecovery; // why there is no autosave; empty when there is one
+    juce::ThreadPool sweeper{ 1 };      // what killed runs left may be large
+    juce::StringArray waitingPaths;     // came while something was in front
 
     std::uint32_t selectedTrackId = 0;
     ListenMode listenMode = ListenMode::processed;

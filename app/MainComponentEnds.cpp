@@ -1,6 +1,7 @@
 #include "app/MainComponent.h"
 #include "model/ForeignText.h"
 #include "model/TemporaryStore.h"
+#include "model/WritingNote.h"
 #include "model/recovery/RecoveryList.h"
 
 // The ends of a run: what the one before left unsaved, and what this one would.
@@ -104,6 +105,20 @@ void MainComponent::keepForRecovery()
 
     if (isAnyUnsaved)
         TemporaryStore::leaveAllBehind(); // the next start finds the audio there
+}
+
+void MainComponent::sweepLeftovers()
+{
+    const auto& folders = workspace.folders();
+    sweeper.addJob (
+        [notes = folders.writing(),
+         own = TemporaryStore::defaultFolder(),
+         chosen = workspace.temporaryFolder().folder]
+        {
+            WritingNote::sweep (notes);
+            TemporaryStore::sweep (own);
+            TemporaryStore::sweep (chosen);
+        });
 }
 
 void MainComponent::offerRecovery()

@@ -1,6 +1,9 @@
 #include "cli/GroupRunSteps.h"
 #include "model/DiskNames.h"
 
+#include "model/UserFolders.h"
+#include "model/WritingNote.h"
+
 namespace tessivar
 {
 
@@ -17,6 +20,7 @@ bool GroupRun::readTracks()
         return true;
 
     const auto start = secondsNow();
+    WritingNote::sweep (UserFolders::ofUser().writing());
     const auto opened = TemporaryStore::open (request.temporaryFolder, store);
     if (opened.failed())
         return fail (exitCode::analysisFailed, opened.getErrorMessage());

@@ -5,8 +5,10 @@
 #include "jobs/SelfTest.h"
 #include "jobs/SystemResources.h"
 #include "model/Abbreviations.h"
+#include "model/AtomicFile.h"
 #include "model/AudioIntake.h"
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 #include "model/groupfile/GroupFileLoading.h"
 
 #include <sys/stat.h>
@@ -19,14 +21,6 @@ namespace tessivar
 
 namespace
 {
-/** The folder, or the nearest one above it that exists. */
-juce::File existingAncestor (juce::File folder)
-{
-    while (! folder.exists() && folder != folder.getParentDirectory())
-        folder = folder.getParentDirectory();
-    return folder;
-}
-
 bool areOnOneFileSystem (const juce::File& a, const juce::File& b)
 {
     struct stat statusA = {}, statusB = {};

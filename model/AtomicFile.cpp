@@ -1,14 +1,17 @@
 #include "model/AtomicFile.h"
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 #include "model/TemporaryStore.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
+
+#include <sys/file.h>
 
 namespace tessivar
 {
@@ -29,42 +32,15 @@ juce::File withLinksResolved (const juce::File& file)
     return real != nullptr ? juce::File (pathOfBytes (real.get())) : file;
 }
 
-constexpr auto temporaryMark = ".tmp-";
-
-/** What the names of all temporary files of a target begin with; room is left for process id and random part. */
-juce::String temporaryPrefix (const juce::File& target)
-{
-    constexpr std::size_t tail = 10 + 1 + 8; // "<process id>-<random>"
-    const auto room = longestFileName - 1 - std::strlen (temporaryMark) - tail;
-    return "." + shortenedToBytes (target.getFileName(), room) + temporaryMark;
-}
-
+/** A name that unfinishedState() knows. */
 juce::File temporaryBeside (const juce::File& target)
 {
+    constexpr std::string_view mark = ".tmp-";
+    constexpr std::size_t tail = 10 + 1 + 8; // "<process id>-<random>"
+    const auto name = shortenedToBytes (target.getFileName(), longestFileName - 1 - mark.size() - tail);
     const auto random = juce::String::toHexString (juce::Random::getSystemRandom().nextInt());
-    return target.getSiblingFile (temporaryPrefix (target) + juce::String (::getpid()) + "-"
+    return target.getSiblingFile ("." + name + mark.data() + juce::String (::getpid()) + "-"
                                   + random.paddedLeft ('0', 8));
-}
-
-/** Removes the temporary files that processes left for this target when they were killed. */
-void removeLeftovers (const juce::File& target)
-{
-    const auto prefix = temporaryPrefix (target);
-    const auto files = target.getParentDirectory().findChildFiles (
-        juce::File::findFiles, false, "*", juce::File::FollowSymlinks::no);
-
-    for (const auto& file : files)
-    {
-        const auto tail = file.getFileName().fromFirstOccurrenceOf (prefix, false, false);
-        const auto process = tail.upToFirstOccurrenceOf ("-", false, false);
-
-        if (! file.getFileName().startsWith (prefix) || process.isEmpty()
-            || ! process.containsOnly ("0123456789") || tail.length() != process.length() + 9)
-            continue;
-
-        if (::kill (static_cast<pid_t> (process.getIntValue()), 0) != 0 && errno == ESRCH)
-            ::unlink (bytesOfPath (file).c_str());
-    }
 }
 } // namespace
 
@@ -90,6 +66,27 @@ juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes)
     return juce::String::fromUTF8 (bytes, static_cast<int> (length));
 }
 
+juce::Result checkTarget (const juce::File& target)
+{
+    const auto refused = [&] (const juce::String& reason)
+    { return juce::Result::fail (target.getFullPathName() + " can't be written: " + reason); };
+    struct stat info = {};
+
+    if (::stat (bytesOfPath (target).c_str(), &info) != 0)
+        return errno == ENOENT ? juce::Result::ok() : refused (describeError (errno));
+
+    if (S_ISDIR (info.st_mode))
+        return refused (describeError (EISDIR));
+
+    if (! S_ISREG (info.st_mode))
+        return refused ("it is no regular file");
+
+    if (::faccessat (AT_FDCWD, bytesOfPath (target).c_str(), W_OK, AT_EACCESS) != 0)
+        return refused (describeError (errno));
+
+    return juce::Result::ok();
+}
+
 AtomicFile::AtomicFile (const juce::File& file, FileSystemCalls& callsToUse)
     : calls (callsToUse), target (withLinksResolved (file))
 {
@@ -105,28 +102,12 @@ juce::Result AtomicFile::open (std::uint64_t expectedBytes)
     jassert (descriptor < 0 && ! temporaryExists);
     const auto folder = target.getParentDirectory();
     struct stat existing = {};
-    auto replaces = false;
+    const auto replaces = ::stat (bytesOfPath (target).c_str(), &existing) == 0;
 
-    if (::stat (bytesOfPath (target).c_str(), &existing) == 0)
-    {
-        if (S_ISDIR (existing.st_mode))
-            fail ("can't be written", EISDIR);
-        else if (! S_ISREG (existing.st_mode))
-            fail ("can't be written: it is no regular file", 0);
-        else if (::faccessat (AT_FDCWD, bytesOfPath (target).c_str(), W_OK, AT_EACCESS) != 0)
-            fail ("can't be written", errno);
-
-        replaces = true;
-    }
-    else if (errno != ENOENT)
-    {
-        fail ("can't be written", errno);
-    }
-
-    if (result.failed())
+    if (result = checkTarget (target); result.failed())
         return result;
 
-    removeLeftovers (target);
+    sweepUnfinished (folder);
 
     // Nobody but the owner sees the content before it has the permissions of the file it replaces.
     const auto mode = replaces ? 0600u : 0666u;
@@ -148,6 +129,9 @@ juce::Result AtomicFile::open (std::uint64_t expectedBytes)
     }
 
     temporaryExists = true;
+
+    // Says to others that it is being written, as far as the file system knows locks.
+    juce::ignoreUnused (::flock (descriptor, LOCK_EX | LOCK_NB));
 
     // File systems without permissions refuse this, and there is nothing to keep then.
     if (replaces && ::fchmod (descriptor, existing.st_mode & 07777) != 0 && errno != EPERM

@@ -13,8 +13,8 @@ namespace tessivar
 
     Bytes go to a hidden temporary file beside the target. finish() makes them durable, so that they can be read back
     and checked; commit() then gives the file its name in one step. Until commit() an existing target stays as it is.
-    Destruction without a commit removes the temporary file; what a killed process left for the same target goes when
-    the target is written the next time.
+    Destruction without a commit removes the temporary file; what a killed process left goes when any file of the folder
+    is written the next time.
 
     As a juce::OutputStream it can be handed to writers that seek back to their header. The first failure is kept:
     every later write fails too, and status(), finish() and commit() report it. Use from one thread at a time.
@@ -78,6 +78,11 @@ private:
 
     JUCE_DECLARE_NON_COPYABLE (AtomicFile)
 };
+
+/** Whether a file can be made or replaced, as far as that can be told without its folder; on failure with its name and the
+    reason.
+*/
+[[nodiscard]] juce::Result checkTarget (const juce::File& target);
 
 /** The text of an errno value. */
 [[nodiscard]] juce::String describeError (int errorNumber);

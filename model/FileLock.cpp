@@ -4,7 +4,11 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -93,7 +97,48 @@ Unfinished unfinishedState (const juce::File& file)
         return Unfinished::no;
 
     const auto isLiving = ::kill (static_cast<pid_t> (process.getIntValue()), 0) == 0 || errno == EPERM;
-    return isLiving ? Unfinished::beingWritten : Unfinished::leftBehind;
+    constexpr std::int64_t longestPause = 600; // s
+    struct stat info = {};
+    const auto isThere = ::lstat (bytesOfPath (file).c_str(), &info) == 0;
+
+    if (isLiving && isThere && juce::Time::currentTimeMillis() / 1000 - info.st_mtim.tv_sec <= longestPause)
+        return Unfinished::beingWritten;
+
+    // The number of a process is given to another one some day, and on another computer it says nothing: the lock does.
+    const auto descriptor =
+        ::open (bytesOfPath (file).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    const auto isFree = descriptor >= 0 && ::flock (descriptor, LOCK_EX | LOCK_NB) == 0;
+    const auto isHeld = descriptor >= 0 && ! isFree && errno == EWOULDBLOCK;
+
+    if (descriptor >= 0)
+        ::close (descriptor);
+
+    return isHeld || (isLiving && ! isFree) ? Unfinished::beingWritten : Unfinished::leftBehind;
+}
+
+void sweepUnfinished (const juce::File& folder)
+{
+    auto* const listing = ::opendir (bytesOfPath (folder).c_str());
+
+    if (listing == nullptr)
+        return;
+
+    std::vector<juce::File> found;
+
+    while (const auto* entry = ::readdir (listing))
+        if (entry->d_name[0] == '.' && std::strstr (entry->d_name, ".tmp-") != nullptr)
+            found.push_back (folder.getChildFile (pathOfBytes (entry->d_name)));
+
+    ::closedir (listing);
+
+    for (const auto& file : found)
+    {
+        struct stat info = {};
+
+        if (::lstat (bytesOfPath (file).c_str(), &info) == 0 && S_ISREG (info.st_mode)
+            && info.st_uid == ::geteuid() && unfinishedState (file) == Unfinished::leftBehind)
+            ::unlink (bytesOfPath (file).c_str());
+    }
 }
 
 juce::Result makeFolder (const juce::File& folder)
@@ -103,6 +148,14 @@ juce::Result makeFolder (const juce::File& folder)
         juce::ignoreUnused (folder.createDirectory());
 
     return folder.isDirectory() ? juce::Result::ok() : folder.createDirectory();
+}
+
+juce::File existingAncestor (juce::File folder)
+{
+    while (! folder.exists() && folder != folder.getParentDirectory())
+        folder = folder.getParentDirectory();
+
+    return folder;
 }
 
 } // namespace tessivar

@@ -30,8 +30,8 @@ private:
     int descriptor;
 };
 
-/** What the name of a file says of it: whether it is a temporary one that AtomicFile made, and if its process still
-    lives.
+/** Whether a file is, by its name, a temporary one that AtomicFile made, and if it is still being written: it is locked
+    meanwhile. Where that can't be told by a lock, whether its process lives counts.
 */
 enum class Unfinished
 {
@@ -42,7 +42,13 @@ enum class Unfinished
 
 [[nodiscard]] Unfinished unfinishedState (const juce::File& file);
 
+/** Deletes what processes that are gone left half written in a folder. */
+void sweepUnfinished (const juce::File& folder);
+
 /** Makes a folder and those above it; one that another process makes at the same moment counts as made. */
 [[nodiscard]] juce::Result makeFolder (const juce::File& folder);
+
+/** The folder, or the nearest one above it that exists. */
+[[nodiscard]] juce::File existingAncestor (juce::File folder);
 
 } // namespace tessivar

@@ -410,14 +410,9 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
 
 std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
 {
-    auto existing = folder;
-
-    while (! existing.exists() && existing != existing.getParentDirectory())
-        existing = existing.getParentDirectory();
-
     struct statvfs info = {};
 
-    if (::statvfs (bytesOfPath (existing).c_str(), &info) != 0)
+    if (::statvfs (bytesOfPath (existingAncestor (folder)).c_str(), &info) != 0)
         return std::nullopt;
 
     return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize);

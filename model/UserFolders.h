@@ -40,6 +40,9 @@ struct UserFolders
     [[nodiscard]] juce::File damagedSettings() const { return state.getChildFile ("damaged-settings"); }
     [[nodiscard]] juce::File logs() const { return state.getChildFile ("log"); }
     [[nodiscard]] juce::File recovery() const { return state.getChildFile ("recovery"); }
+
+    /** Notes of folders that are being written to, see WritingNote. */
+    [[nodiscard]] juce::File writing() const { return state.getChildFile ("writing"); }
 };
 
 /** Where temporary files go, and why. */

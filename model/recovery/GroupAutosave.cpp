@@ -161,7 +161,7 @@ void GroupAutosave::collectFailures (std::int64_t now)
     }
 
     if (worksAgain)
-        reportedFailure.clear();
+        isFailureReported = false;
 
     for (const auto& failure : collected)
     {
@@ -172,7 +172,8 @@ void GroupAutosave::collectFailures (std::int64_t now)
             found->second.notBefore = now + retryDelay;
         }
 
-        if (std::exchange (reportedFailure, failure.reason) != failure.reason && onFailure != nullptr)
+        // Once: on a full disk each reason has other numbers in it.
+        if (! std::exchange (isFailureReported, true) && onFailure != nullptr)
             onFailure (failure.reason);
     }
 }

@@ -88,7 +88,7 @@ private:
     TessivarWorkspace& workspace;
     const std::shared_ptr<RecoverySession> session;
     std::map<std::uint32_t, Watched> watchedGroups;
-    juce::String reportedFailure;
+    bool isFailureReported = false;
 
     std::mutex failuresLock; // guards failures and anySuccess
     std::vector<Failure> failures;

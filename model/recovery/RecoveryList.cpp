@@ -62,9 +62,7 @@ juce::File moveToBad (const juce::File& file)
 /** Deletes what processes that are gone have left half written, and the locks of those that left no entry. */
 void sweep (const juce::File& folder)
 {
-    for (const auto& file : folder.findChildFiles (juce::File::findFiles, false, ".*"))
-        if (unfinishedState (file) == Unfinished::leftBehind)
-            file.deleteFile();
+    sweepUnfinished (folder);
 
     for (const auto& lockFile :
          folder.findChildFiles (juce::File::findFiles, false, juce::String ("*") + recoveryNames::lockSuffix))
