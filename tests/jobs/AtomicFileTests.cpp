@@ -1,4 +1,6 @@
 #include "model/AtomicFile.h"
+#include "model/FileLock.h"
+#include "model/WritingNote.h"
 
 #include "tests/jobs/JobFixtures.h"
 
@@ -58,7 +60,7 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
     SECTION ("whichever call fails, the target is whole, the error is told and nothing else remains")
     {
         for (const auto hasOld : { true, false })
-            for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+            for (const auto [error, duration] : faults())
             {
                 auto call = 1;
 
@@ -70,7 +72,7 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
                     if (hasOld)
                         REQUIRE (target.replaceWithData (oldContent.getData(), oldContent.getSize()));
 
-                    FaultyCalls calls (call, error);
+                    FaultyCalls calls (call, error, duration);
                     const auto result = writeContent (target, calls);
                     REQUIRE (work.numEntries() == (target.exists() ? 1 : 0));
 
@@ -95,6 +97,14 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
             }
     }
 
+    SECTION ("is on disk before it has its name, and its name is before the end")
+    {
+        RecordingCalls calls;
+        REQUIRE (writeContent (target, calls).wasOk());
+        CHECK (calls.log
+               == juce::StringArray ("write", "sync", "rename", "sync " + work.folder.getFileName()));
+    }
+
     SECTION ("gives up without a trace unless it is committed")
     {
         {
@@ -108,7 +118,7 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
         CHECK (work.numEntries() == 0);
     }
 
-    SECTION ("clears away what a killed process left, but not what a living one is writing")
+    SECTION ("clears away what killed processes left in the folder, but not what a living one is writing")
     {
         AtomicFile living (target);
         REQUIRE (living.open().wasOk());
@@ -116,7 +126,7 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
 
         if (child == 0)
         {
-            AtomicFile file (target);
+            AtomicFile file (work.file ("take 2.wav"));
             const auto opened = file.open();
             ::_exit (opened.wasOk() ? 0 : 1); // without a destructor, as a kill would
         }
@@ -125,10 +135,54 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
         REQUIRE (::waitpid (child, &status, 0) == child);
         REQUIRE (status == 0);
         CHECK (work.numEntries() == 2);
+
+        // Written from another computer, where the process that is gone here lives; left by a process whose number this one
+        // has now; and somebody else's.
+        const auto remote = work.folder.getChildFile (".a.tmp-" + juce::String (child) + "-0123abcd"),
+                   stale = work.folder.getChildFile (".a.tmp-" + juce::String (::getpid()) + "-0123abcd"),
+                   foreign = work.file (".a.tmp-1-backup");
+        const auto lock = FileLock::take (remote);
+        REQUIRE (lock.has_value());
+        REQUIRE (stale.replaceWithText ("x"));
+        REQUIRE (
+            stale.setLastModificationTime (juce::Time::getCurrentTime() - juce::RelativeTime::hours (1)));
+        REQUIRE (foreign.replaceWithText ("x"));
+
         REQUIRE (writeContent (target, FileSystemCalls::system()).wasOk());
-        CHECK (work.numEntries() == 2);
+        CHECK (work.numEntries() == 4);
         CHECK (living.temporaryFile().existsAsFile());
+        CHECK (remote.existsAsFile());
+        CHECK (foreign.existsAsFile());
         CHECK (living.commit().wasOk());
+    }
+
+    SECTION ("is found at the next start when its process was killed")
+    {
+        const auto notes = work.file ("notes"), folder = work.file ("session");
+        REQUIRE (folder.createDirectory().wasOk());
+        const auto child = ::fork();
+
+        if (child == 0)
+        {
+            const WritingNote note (notes, folder);
+            AtomicFile file (folder.getChildFile ("take.dls"));
+            const auto opened = file.open();
+            ::_exit (opened.wasOk() ? 0 : 1);
+        }
+
+        int status = -1;
+        REQUIRE (::waitpid (child, &status, 0) == child);
+        REQUIRE (status == 0);
+
+        {
+            const WritingNote living (notes, folder);
+            CHECK (folder.getNumberOfChildFiles (juce::File::findFiles) == 1);
+            WritingNote::sweep (notes);
+            CHECK (folder.getNumberOfChildFiles (juce::File::findFiles) == 0);
+            CHECK (notes.getNumberOfChildFiles (juce::File::findFiles) == 1);
+        }
+
+        CHECK (notes.getNumberOfChildFiles (juce::File::findFiles) == 0);
     }
 
     SECTION ("keeps the permissions of the file it replaces and gives new ones those the user wants")

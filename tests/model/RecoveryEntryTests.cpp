@@ -142,7 +142,7 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
 
     SECTION ("whichever call fails, the entry before or the new one is there and the error is told")
     {
-        for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+        for (const auto [error, duration] : faults())
         {
             auto call = 1;
 
@@ -153,7 +153,7 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
                 const auto session = fixture.session (calls);
                 REQUIRE (session->write (1, before).wasOk());
 
-                FaultyCalls faulty (call, error);
+                FaultyCalls faulty (call, error, duration);
                 std::shared_ptr<RecoverySession> second;
                 REQUIRE (RecoverySession::open (fixture.entries, second, faulty).wasOk());
                 const auto file = second->entryFile (1);

@@ -374,7 +374,7 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
 
     SECTION ("tells of a failure once, and tries again later")
     {
-        FaultyCalls calls (1, ENOSPC);
+        FaultyCalls calls (1, ENOSPC, Fault::lasting);
         GroupAutosave autosave (workspace, fixture.session (calls));
         juce::StringArray told;
         autosave.onFailure = [&] (const juce::String& reason) { told.add (reason); };
@@ -388,10 +388,23 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
         autosave.tick (GroupAutosave::retryDelay - 1);
         autosave.flush();
         CHECK (fixture.numEntries() == 0);
-        autosave.tick (GroupAutosave::retryDelay);
-        autosave.tick (GroupAutosave::retryDelay + GroupAutosave::changeDelay);
-        autosave.flush();
-        autosave.tick (GroupAutosave::retryDelay + GroupAutosave::changeDelay);
+        std::int64_t now = GroupAutosave::retryDelay;
+        const auto tryAgain = [&]
+        {
+            autosave.tick (now);
+            autosave.tick (now += GroupAutosave::changeDelay);
+            autosave.flush();
+            autosave.tick (now);
+            now += GroupAutosave::retryDelay;
+        };
+
+        // The numbers in the reason are others each time.
+        REQUIRE (fixture.owner.file ("fills the disk")
+                     .replaceWithText (juce::String::repeatedString ("x", 1 << 20)));
+        tryAgain();
+        CHECK (fixture.numEntries() == 0);
+        calls.end();
+        tryAgain();
         CHECK (fixture.numEntries() == 1);
         CHECK (told.size() == 1);
     }

@@ -291,36 +291,53 @@ TEST_CASE ("SettingsStore", "[model][settings]")
     {
         const SettingsValues before{ { "old", "value" } }, after{ { "new", "value" }, { "old", "value" } };
 
-        for (const auto error : { ENOSPC, EIO, test::FaultyCalls::shortWrite })
-        {
-            auto call = 1;
-
-            for (;; ++call)
+        for (const auto [error, duration] : test::faults())
+            for (const auto isDamaged : { false, true })
             {
-                INFO ("call " << call << ", error " << error);
-                fixture.writeFile (encodeSettings (before));
-                test::FaultyCalls calls (call, error);
-                SettingsStore store (fixture.folders, 3000, calls);
-                store.setValue ("new", "value");
-                const auto result = store.save();
-                const auto isThere = result.wasOk() || calls.failedAfterRename();
-                REQUIRE (fixture.stored() == (isThere ? after : before));
-                REQUIRE (fixture.numFilesIn (fixture.folders.settings) == 1);
+                auto call = 1;
 
-                if (! calls.reachedTheFault())
-                    break;
-
-                if (result.failed())
+                for (;; ++call)
                 {
-                    REQUIRE (result.getErrorMessage().startsWith (fixture.file.getFullPathName() + " "));
-                    REQUIRE (store.needsToBeSaved());
-                    REQUIRE (store.save().wasOk());
-                    REQUIRE (fixture.stored() == after);
-                }
-            }
+                    INFO ("call " << call << ", error " << error << ", damaged: " << isDamaged);
+                    const auto text = isDamaged ? juce::String ("rubbish") : encodeSettings (before);
+                    const auto kept = fixture.folders.damagedSettings();
+                    kept.deleteRecursively();
+                    fixture.writeFile (text);
+                    test::FaultyCalls calls (call, error, duration);
+                    SettingsStore store (fixture.folders, 3000, calls);
+                    store.setValue ("new", "value");
 
-            REQUIRE (call > 4);
-        }
+                    if (isDamaged)
+                        store.setValue ("old", "value");
+
+                    const auto result = store.save();
+                    REQUIRE (fixture.numFilesIn (fixture.folders.settings) == 1);
+
+                    // What was there is there, or lies aside.
+                    if (result.failed() && fixture.file.loadFileAsString() == text)
+                        REQUIRE (store.needsToBeSaved());
+                    else
+                        REQUIRE (fixture.stored() == after);
+
+                    if (isDamaged && fixture.file.loadFileAsString() != text)
+                        REQUIRE (kept.findChildFiles (juce::File::findFiles, false)[0].loadFileAsString()
+                                 == text);
+
+                    if (! calls.reachedTheFault())
+                        break;
+
+                    if (result.failed())
+                    {
+                        REQUIRE (result.getErrorMessage().startsWith ("/"));
+                        REQUIRE (store.needsToBeSaved());
+                        calls.end();
+                        REQUIRE (store.save().wasOk());
+                        REQUIRE (fixture.stored() == after);
+                    }
+                }
+
+                REQUIRE (call > 4);
+            }
     }
 
     SECTION ("starts empty with a file that is none, and puts that aside before it writes over it")
@@ -328,9 +345,11 @@ TEST_CASE ("SettingsStore", "[model][settings]")
         const auto kept = fixture.folders.damagedSettings();
         const auto rubbish = encodeSettings (difficultValues()).substring (0, 100);
         fixture.writeFile (rubbish);
+        const SettingsStore early (fixture.folders); // as for the size of the window, before anything else
         SettingsStore store (fixture.folders);
         CHECK (store.wasDamaged());
         CHECK (store.getAllProperties().size() == 0);
+        CHECK (fixture.numFilesIn (kept) == 1);
         store.setValue ("key", "value");
         REQUIRE (store.save().wasOk());
         CHECK (fixture.stored() == SettingsValues{ { "key", "value" } });

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <vector>
 
 #include <sys/mount.h>
 
@@ -57,13 +58,27 @@ struct WithoutPrivileges
     const bool wasRoot;
 };
 
-/** System calls of which one fails: the one with number failingCall, counted from 1 over all kinds. */
+/** How long a fault lasts: for one call, or until end() as on a disk that is gone. */
+enum class Fault
+{
+    once,
+    lasting
+};
+
+/** System calls of which one fails, the one with number failingCall, counted from 1 over all kinds, or all from there on.
+    Files can be removed all the same.
+*/
 class FaultyCalls final : public FileSystemCalls
 {
 public:
     static constexpr int shortWrite = -1; // as errorNumber: the call takes only part of its bytes
 
-    FaultyCalls (int callToFail, int errorToGive) : failingCall (callToFail), errorNumber (errorToGive) {}
+    FaultyCalls (int callToFail, int errorToGive, Fault duration = Fault::once)
+        : failingCall (callToFail), errorNumber (errorToGive), lasts (duration == Fault::lasting)
+    {
+    }
+
+    void end() { hasEnded = true; }
 
     [[nodiscard]] bool reachedTheFault() const { return numCalls >= failingCall; }
     [[nodiscard]] bool failedAfterRename() const { return renamed && reachedTheFault() && ! failedRename; }
@@ -86,6 +101,11 @@ public:
     int fallocate (int descriptor, int mode, std::int64_t offset, std::int64_t length) override
     {
         return fails() ? -1 : FileSystemCalls::fallocate (descriptor, mode, offset, length);
+    }
+
+    int ftruncate (int descriptor, std::int64_t length) override
+    {
+        return fails() ? -1 : FileSystemCalls::ftruncate (descriptor, length);
     }
 
     int fdatasync (int descriptor) override { return fails() ? -1 : FileSystemCalls::fdatasync (descriptor); }
@@ -111,7 +131,11 @@ public:
     }
 
 private:
-    bool isFault() { return ++numCalls == failingCall; }
+    bool isFault()
+    {
+        ++numCalls;
+        return ! hasEnded && (lasts ? numCalls >= failingCall : numCalls == failingCall);
+    }
 
     int fail()
     {
@@ -130,8 +154,67 @@ private:
 
     const int failingCall;
     const int errorNumber;
+    const bool lasts;
     int numCalls = 0;
-    bool renamed = false, failedRename = false;
+    bool hasEnded = false, renamed = false, failedRename = false;
+};
+
+/** What happens to the Nth call of a test that tries them all. */
+struct FaultToTry
+{
+    int error = 0;
+    Fault duration = Fault::once;
+};
+
+inline std::vector<FaultToTry> faults()
+{
+    std::vector<FaultToTry> all;
+
+    for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+        for (const auto duration : { Fault::once, Fault::lasting })
+            all.push_back ({ error, duration });
+
+    return all;
+}
+
+/** Notes the order in which things are written and reach the disk. */
+class RecordingCalls final : public FileSystemCalls
+{
+public:
+    /** "write", "sync", "rename" and "sync FOLDER", each once for several of the kind in a row. */
+    juce::StringArray log;
+
+    ssize_t pwrite (int descriptor, const void* data, std::size_t numBytes, std::int64_t offset) override
+    {
+        note ("write");
+        return FileSystemCalls::pwrite (descriptor, data, numBytes, offset);
+    }
+
+    int fdatasync (int descriptor) override
+    {
+        note ("sync");
+        return FileSystemCalls::fdatasync (descriptor);
+    }
+
+    int fsync (int descriptor) override
+    {
+        const juce::File link ("/proc/self/fd/" + juce::String (descriptor));
+        note ("sync " + link.getLinkedTarget().getFileName());
+        return FileSystemCalls::fsync (descriptor);
+    }
+
+    int rename (const char* from, const char* to, bool replace) override
+    {
+        note ("rename");
+        return FileSystemCalls::rename (from, to, replace);
+    }
+
+private:
+    void note (const juce::String& what)
+    {
+        if (log.isEmpty() || log[log.size() - 1] != what)
+            log.add (what);
+    }
 };
 
 } // namespace tessivar::test
