@@ -63,19 +63,14 @@ private:
     std::set<juce::String> taken;
 };
 
-bool isSameFile (const juce::File& a, const juce::File& b)
+void protectFilesOf (std::span<const SessionTrack> tracks, OutputRules& rules)
 {
-    struct stat infoA = {};
-    struct stat infoB = {};
-    return ::stat (bytesOfPath (a).c_str(), &infoA) == 0 && ::stat (bytesOfPath (b).c_str(), &infoB) == 0
-           && infoA.st_dev == infoB.st_dev && infoA.st_ino == infoB.st_ino;
-}
-
-bool isSourceOf (std::span<const SessionTrack> tracks, const juce::File& file)
-{
-    return std::any_of (tracks.begin(),
-                        tracks.end(),
-                        [&] (const SessionTrack& track) { return isSameFile (track.sourceFile, file); });
+    for (const auto& track : tracks)
+    {
+        rules.protectSource (track.sourceFile);
+        rules.protectSamples (track.source.get());
+        rules.protectSamples (track.rendered.get());
+    }
 }
 
 /** One signal to be written, read block by block; also measures what was removed from it. */
@@ -201,9 +196,12 @@ public:
               const AnalysisControl& exportControl,
               std::int64_t samplesToWrite,
               ExportReport& exportReport)
-        : tracks (sessionTracks), options (exportOptions), control (exportControl), report (exportReport),
+        : options (exportOptions), control (exportControl), report (exportReport),
+          rules (exportOptions.rules != nullptr ? *exportOptions.rules : ownRules),
           totalSamples (samplesToWrite)
     {
+        protectFilesOf (sessionTracks, rules);
+
         if (const auto created = options.folder.createDirectory(); created.failed())
             folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
     }
@@ -253,11 +251,12 @@ private:
             return juce::Result::fail (folderError);
         }
 
-        if (isSourceOf (tracks, target))
+        if (const auto refusal = rules.claim (target, options.overwrite); refusal != OutputRefusal::none)
         {
-            log (target, "Not written: this is a source file.");
-            return juce::Result::fail (target.getFullPathName()
-                                       + ": this is a source file of the session, which is never replaced");
+            log (target,
+                 refusal == OutputRefusal::exists ? "File already exists - Not written."
+                                                  : "Not written: " + reasonOf (refusal) + ".");
+            return juce::Result::fail (target.getFullPathName() + ": " + reasonOf (refusal));
         }
 
         if (const auto possible = plan.check(); possible.failed())
@@ -267,16 +266,7 @@ private:
         }
 
         if (target.existsAsFile())
-        {
-            if (! options.overwrite)
-            {
-                log (target, "File already exists - Not written.");
-                return juce::Result::fail (target.getFullPathName()
-                                           + ": the file exists and is not to be overwritten");
-            }
-
             log (target, "File already exists - Overwritting.");
-        }
 
         const auto format = plan.format;
         const auto numSamples = plan.lengthInSamples;
@@ -357,10 +347,11 @@ private:
                           / static_cast<double> (std::max<std::int64_t> (1, totalSamples)));
     }
 
-    std::span<const SessionTrack> tracks;
     const ExportOptions& options;
     const AnalysisControl& control;
     ExportReport& report;
+    OutputRules ownRules;
+    OutputRules& rules;
     juce::String folderError;
     const std::int64_t totalSamples;
     std::int64_t samplesDone = 0, fileStart = 0;
@@ -461,6 +452,22 @@ std::vector<juce::File> planExport (std::span<const SessionTrack> tracks, const 
     return files;
 }
 
+std::vector<juce::File> planComponents (std::span<const SessionTrack> tracks, const ExportOptions& options)
+{
+    UniqueNames names;
+    std::vector<juce::File> files;
+
+    for (const auto& track : tracks)
+        for (int slot = 0; slot < method::numComponents; ++slot)
+        {
+            const auto suffix =
+                channelSuffix (track) + "_Component" + juce::String (slot + 1).paddedLeft ('0', 2);
+            files.push_back (fileIn (options.folder, names.claim (baseName (track), suffix, ".wav")));
+        }
+
+    return files;
+}
+
 ExportReport exportTracks (std::span<const SessionTrack> tracks,
                            const ExportOptions& options,
                            const AnalysisControl& control)
@@ -515,37 +522,35 @@ ExportReport exportComponents (std::span<const SessionTrack> tracks,
                                const AnalysisControl& control)
 {
     ExportReport report;
-    UniqueNames names;
+    std::vector<SessionTrack> kept;
     std::int64_t totalSamples = 0;
 
     for (const auto& track : tracks)
         if (track.components != nullptr)
+        {
+            kept.push_back (track);
             totalSamples += method::numComponents * track.lengthInSamples;
+        }
 
+    const auto files = planComponents (kept, options);
+    auto file = files.begin();
     Exporter exporter (tracks, options, control, totalSamples, report);
 
-    for (const auto& track : tracks)
+    for (const auto& track : kept)
     {
-        if (track.components == nullptr)
-            continue;
-
         // Ten planes one after the other, which is one long channel.
         const auto planes = std::make_shared<StoreSamples> (track.components, 1);
 
-        for (int slot = 0; slot < method::numComponents; ++slot)
+        for (int slot = 0; slot < method::numComponents; ++slot, ++file)
         {
-            const auto suffix =
-                channelSuffix (track) + "_Component" + juce::String (slot + 1).paddedLeft ('0', 2);
-            const auto file = fileIn (options.folder, names.claim (baseName (track), suffix, ".wav"));
-
             MonoFilePlan plan;
             plan.format = { 32, true, {} };
             plan.sampleRate = track.sampleRate;
             plan.lengthInSamples = track.lengthInSamples;
             PlainSignal signal (track, planes, slot * track.lengthInSamples);
 
-            if (exporter.write (file, std::move (plan), signal).written)
-                report.componentFiles.push_back (file);
+            if (exporter.write (*file, std::move (plan), signal).written)
+                report.componentFiles.push_back (*file);
         }
     }
 

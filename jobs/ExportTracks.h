@@ -3,6 +3,7 @@
 #include "engine/AnalysisControl.h"
 #include "jobs/SessionTrack.h"
 #include "model/FileSystemCalls.h"
+#include "model/OutputRules.h"
 
 #include <juce_core/juce_core.h>
 
@@ -44,9 +45,10 @@ exportSampleFormatFor (int bitsPerSample, bool isFloatingPoint, ExportFileType t
 
 struct ExportOptions
 {
-    juce::File folder;                // created when missing
-    juce::String extension = ".wav";  // ".wav", ".aiff" or ".aif"
-    bool overwrite = false;           // replace files that exist
+    juce::File folder;               // created when missing
+    juce::String extension = ".wav"; // ".wav", ".aiff" or ".aif"
+    bool overwrite = false;          // replace files that exist
+    OutputRules* rules = nullptr; // that every file is claimed from; null: only the tracks' own files count
     FileSystemCalls* calls = nullptr; // null: those of the operating system
 };
 
@@ -55,6 +57,10 @@ struct ExportOptions
 */
 [[nodiscard]] std::vector<juce::File> planExport (std::span<const SessionTrack> tracks,
                                                   const ExportOptions& options);
+
+/** The files that exporting the components of these tracks writes, ten for each. */
+[[nodiscard]] std::vector<juce::File> planComponents (std::span<const SessionTrack> tracks,
+                                                      const ExportOptions& options);
 
 /** What became of one track. */
 struct TrackExport
@@ -91,8 +97,8 @@ struct ExportReport
     metadata. Tracks without processed output are written as their source is.
 
     A file appears under its name only when it is complete and was read back; an existing one stays untouched until
-    then and is replaced only with options.overwrite. A source file of the session is never replaced. A track that
-    fails is reported and the others go on.
+    then and is replaced only with options.overwrite. No source of the tracks is replaced, and no group file that their
+    audio lies in, nor what options.rules protect. A track that fails is reported and the others go on.
 */
 [[nodiscard]] ExportReport exportTracks (std::span<const SessionTrack> tracks,
                                          const ExportOptions& options,

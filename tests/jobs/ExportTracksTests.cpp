@@ -447,6 +447,44 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         CHECK (work.file ("in").getNumberOfChildFiles (juce::File::findFiles) == 3);
     }
 
+    SECTION ("never replaces a group file in use, nor one result by another, by links of any kind")
+    {
+        writeSource (source, 16);
+        writeSource (work.file ("in/Tom.wav"), 16);
+        auto tracks = imported (source, *store);
+        tracks.push_back (imported (work.file ("in/Tom.wav"), *store)[0]);
+        const auto group = work.file ("take.dls"), first = work.file ("out/Snare.wav"),
+                   second = work.file ("out/Tom.wav");
+        REQUIRE (group.replaceWithText ("group"));
+        REQUIRE (first.getParentDirectory().createDirectory().wasOk());
+        options.overwrite = true;
+        OutputRules rules;
+        rules.protectGroupFile (group);
+        options.rules = &rules;
+
+        SECTION ("a hard link to the group file")
+        {
+            REQUIRE (::link (group.getFullPathName().toRawUTF8(), first.getFullPathName().toRawUTF8()) == 0);
+            const auto report = exportTracks (tracks, options);
+            CHECK (report.tracks[0].error.contains ("group file in use"));
+            CHECK (report.tracks[1].written);
+            CHECK (first.loadFileAsString() == "group");
+        }
+
+        for (const auto exists : { false, true })
+            DYNAMIC_SECTION ("a name that leads to the file of the track before, which exists: " << exists)
+            {
+                if (exists)
+                    REQUIRE (first.replaceWithText ("old"));
+
+                REQUIRE (first.createSymbolicLink (second, false));
+                const auto report = exportTracks (tracks, options);
+                CHECK (report.tracks[0].written);
+                CHECK (report.tracks[1].error.contains ("two results"));
+                CHECK (rawSamples (first) == rawSamples (source));
+            }
+    }
+
     SECTION ("a stop leaves complete files and nothing half-written")
     {
         writeSource (source, 16);
@@ -501,12 +539,12 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         REQUIRE (target.create().wasOk());
         options.overwrite = true;
 
-        for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+        for (const auto [error, duration] : faults())
             for (int call = 1;; ++call)
             {
                 INFO ("call " << call << ", error " << error);
                 REQUIRE (target.replaceWithText ("old"));
-                FaultyCalls calls (call, error);
+                FaultyCalls calls (call, error, duration);
                 options.calls = &calls;
                 const auto report = exportTracks (tracks, options);
                 REQUIRE (target.getParentDirectory().getNumberOfChildFiles (juce::File::findFiles) == 1);
