@@ -2,6 +2,7 @@
 
 #include "model/AtomicFile.h"
 #include "model/DiskNames.h"
+#include "model/OutputRules.h"
 
 #include <algorithm>
 #include <bit>
@@ -79,6 +80,11 @@ juce::String takeLockOf (int descriptor)
     return {};
 }
 
+std::int64_t timeOf (const struct stat& info)
+{
+    return static_cast<std::int64_t> (info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+}
+
 int openWithoutWaiting (const juce::File& file, int flags)
 {
     // A pipe would wait for its writer.
@@ -122,6 +128,7 @@ juce::Result GroupFile::open (const juce::File& path, std::shared_ptr<GroupFile>
         new GroupFile (path, opened, static_cast<std::uint64_t> (info.st_size)));
     result->reasonAgainstWriting = againstWriting;
     result->takeLock();
+    result->noteContent();
     file = std::move (result);
     return juce::Result::ok();
 }
@@ -182,7 +189,51 @@ bool GroupFile::isUnchanged() const
 {
     struct stat open = {};
     return isStillAt (name) && ::fstat (fileDescriptor, &open) == 0
-           && static_cast<std::uint64_t> (open.st_size) == size;
+           && static_cast<std::uint64_t> (open.st_size) == size && isAsNoted();
+}
+
+bool GroupFile::wasChangedAt (const juce::File& target) const
+{
+    return isStillAt (target) ? ! isAsNoted() : isSameFile (target, name);
+}
+
+bool GroupFile::isAsNoted() const
+{
+    Content before;
+
+    {
+        const std::lock_guard guard (stateLock);
+        before = noted;
+    }
+
+    struct stat info = {};
+
+    // A time alone says little: copying programs touch files. What somebody has saved stands at the end.
+    return ::fstat (fileDescriptor, &info) == 0 && static_cast<std::uint64_t> (info.st_size) == before.size
+           && (timeOf (info) == before.modified || endSumOf (before.size) == before.endSum);
+}
+
+void GroupFile::noteContent()
+{
+    struct stat info = {};
+
+    if (::fstat (fileDescriptor, &info) != 0)
+        return;
+
+    const auto present = static_cast<std::uint64_t> (info.st_size);
+    const Content content{ present, timeOf (info), endSumOf (present) };
+    const std::lock_guard guard (stateLock);
+    noted = content;
+}
+
+std::uint32_t GroupFile::endSumOf (std::uint64_t fileSize) const
+{
+    constexpr std::uint64_t most = 64 << 10; // the records of all tracks, and more
+    std::vector<std::uint8_t> end (static_cast<std::size_t> (std::min (most, fileSize)));
+    const auto count =
+        ::pread (fileDescriptor, end.data(), end.size(), static_cast<off_t> (fileSize - end.size()));
+    end.resize (count > 0 ? static_cast<std::size_t> (count) : 0);
+    return crc32Of (end);
 }
 
 std::uint64_t GroupFile::bytesOnDisk() const
@@ -203,6 +254,7 @@ void GroupFile::setTail (std::uint64_t start, std::uint64_t end)
 {
     startOfTail = start;
     size = end;
+    noteContent();
 }
 
 std::vector<AudioRange> GroupFile::rangesInUse() const
@@ -270,6 +322,20 @@ juce::String lockForReplacing (const juce::File& path, int& lockDescriptor)
 {
     lockDescriptor = openWithoutWaiting (path, O_RDONLY);
     return lockDescriptor < 0 ? juce::String() : takeLockOf (lockDescriptor);
+}
+
+juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current)
+{
+    auto descriptor = -1;
+    const auto holder = current != nullptr && current->isStillAt (target)
+                            ? current->why()
+                            : lockForReplacing (target, descriptor);
+
+    if (descriptor >= 0)
+        ::close (descriptor);
+
+    return holder.isEmpty() ? juce::Result::ok()
+                            : juce::Result::fail (target.getFullPathName() + ": " + holder);
 }
 
 } // namespace tessivar

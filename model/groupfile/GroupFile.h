@@ -42,8 +42,13 @@ public:
     /** Whether its path still leads to it. */
     [[nodiscard]] bool isStillAt (const juce::File& path) const;
 
-    /** Whether it has the size that is known here, under its path. */
+    /** Whether it stands under its path as it was opened or last saved. */
     [[nodiscard]] bool isUnchanged() const;
+
+    /** Whether something else stands in its place, or it was changed, since it was opened or last saved: what others
+        put there would be lost with a save to target. Not so when target is another file, or none.
+    */
+    [[nodiscard]] bool wasChangedAt (const juce::File& target) const;
 
     /** Bytes that it takes on disk; holes take none. */
     [[nodiscard]] std::uint64_t bytesOnDisk() const;
@@ -60,6 +65,9 @@ public:
 
     /** Where the tail begins that now stands at the end of the file, and where it ends. */
     void setTail (std::uint64_t start, std::uint64_t end);
+
+    /** Notes how the file stands on disk, after it was written to. */
+    void noteContent();
     [[nodiscard]] std::uint64_t tailStart() const { return startOfTail; }
 
     /** Ranges that samples were made for and that are in use. */
@@ -70,6 +78,8 @@ private:
 
     GroupFile (const juce::File& path, int descriptorToOwn, std::uint64_t fileSize);
     void takeLock();
+    [[nodiscard]] bool isAsNoted() const;
+    [[nodiscard]] std::uint32_t endSumOf (std::uint64_t fileSize) const;
     bool fail (const juce::String& reason);
     void addUser (const AudioRange& range);
     void removeUser (const AudioRange& range);
@@ -77,10 +87,20 @@ private:
     juce::File name;
     const int fileDescriptor;
     std::atomic<std::uint64_t> size, startOfTail{ 0 };
+
+    /** How the file stood on disk when it was last looked at. */
+    struct Content
+    {
+        std::uint64_t size = 0;    // more than that of the file when what was begun can't be cut off
+        std::int64_t modified = 0; // ns since 1970
+        std::uint32_t endSum = 0;  // of the last bytes
+    };
+
     juce::String reasonAgainstWriting;
 
-    mutable std::mutex stateLock; // guards error and used
+    mutable std::mutex stateLock; // guards error, noted and used
     juce::String error;
+    Content noted;
     std::vector<AudioRange> used;
 
     JUCE_DECLARE_NON_COPYABLE (GroupFile)
@@ -116,5 +136,10 @@ private:
     on the way is left in lockDescriptor, to be closed by the caller; -1 when the file isn't there.
 */
 [[nodiscard]] juce::String lockForReplacing (const juce::File& path, int& lockDescriptor);
+
+/** Whether a Group may be saved to a file as far as locks and rights go; on failure with the name and the reason. current
+    is the file that the Group has open, or null.
+*/
+[[nodiscard]] juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current);
 
 } // namespace tessivar

@@ -76,6 +76,7 @@ public:
                 break;
             }
 
+        file.noteContent();
         return result;
     }
 
@@ -183,6 +184,7 @@ juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCall
     kept.push_back ({ plan.tailStart(), file.sizeInBytes() - plan.tailStart() });
     std::sort (kept.begin(), kept.end(), [] (const auto& a, const auto& b) { return a.offset < b.offset; });
     std::uint64_t free = 0;
+    auto result = juce::Result::ok();
 
     for (const auto& range : kept)
     {
@@ -196,14 +198,21 @@ juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCall
                                    static_cast<std::int64_t> (range.offset - free))
                       != 0)
             if (errno != EINTR)
-                return juce::Result::fail (file.path().getFileName()
-                                           + ": the room of older audio can't be given back: "
-                                           + describeError (errno));
+            {
+                result = juce::Result::fail (file.path().getFileName()
+                                             + ": the room of older audio can't be given back: "
+                                             + describeError (errno));
+                break;
+            }
+
+        if (result.failed())
+            break;
 
         free = std::max (free, range.offset + range.size);
     }
 
-    return juce::Result::ok();
+    file.noteContent();
+    return result;
 }
 
 } // namespace tessivar

@@ -66,6 +66,14 @@ juce::String reasonAgainstSize (const SaveRequest& request,
     return {};
 }
 
+juce::Result checkUnchanged (const SaveRequest& request)
+{
+    const auto isLost = ! request.replacesChanged && request.currentFile != nullptr
+                        && request.currentFile->wasChangedAt (request.target);
+    return isLost ? failed (request.target, "changed by another program since it was opened")
+                  : juce::Result::ok();
+}
+
 juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t size)
 {
     return reasonAgainstSize (request, size, size, request.spareBytes);
@@ -169,6 +177,10 @@ saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const 
     if (control.isStopped())
         return juce::Result::fail (stoppedByUser);
 
+    // Writing has taken its time.
+    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
+        return unchanged;
+
     if (const auto result = atomic.commit(); result.failed())
         return result;
 
@@ -220,10 +232,32 @@ juce::Result append (const SaveRequest& request, SavePlan& plan, SavedGroup& sav
 }
 } // namespace
 
+SaveQuestion questionBeforeSaving (const SaveRequest& request)
+{
+    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
+        return { SaveQuestion::About::changedFile, unchanged.getErrorMessage() };
+
+    if (request.savingDiskSpace || request.compact || ! canAppend (request))
+        return {};
+
+    const SavePlan whole (request.state, nullptr), appended (request.state, request.currentFile.get());
+    const auto noRoom = reasonAgainstNewFile (request, whole.fileSize());
+    const auto added = appended.fileSize() - request.currentFile->sizeInBytes();
+
+    if (! appended.needsAudio() || noRoom.isEmpty()
+        || reasonAgainstSize (request, appended.fileSize(), added, 0).isNotEmpty())
+        return {};
+
+    return { SaveQuestion::About::inPlace, request.target.getFullPathName() + ": " + noRoom };
+}
+
 juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const JobControl& control)
 {
     if (control.isStopped())
         return juce::Result::fail (stoppedByUser);
+
+    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
+        return unchanged;
 
     LockOfTarget lock;
 

@@ -28,6 +28,7 @@ struct SaveRequest
     juce::File target;
     std::shared_ptr<GroupFile> currentFile; // that the Group was loaded from or saved to; null: none
     bool savingDiskSpace = false;           // save in place when there is no room for a second copy
+    bool replacesChanged = false;           // also what others made of the Group's file meanwhile
     bool compact = false;                   // write a new file in any case
     std::uint64_t spareBytes = 64u << 20;   // that a new file must leave free on its disk
     FileSystemCalls* calls = nullptr;       // null: those of the system
@@ -43,11 +44,29 @@ struct SavedGroup
     juce::StringArray notes; // what the user should know, each naming the file
 };
 
+/** What a save does only after the user has agreed to it. */
+struct SaveQuestion
+{
+    enum class About
+    {
+        nothing,
+        changedFile, // others have changed the Group's file, or replaced it: see SaveRequest::replacesChanged
+        inPlace      // there is no room for a second copy, but in place: see SaveRequest::savingDiskSpace
+    };
+
+    About about = About::nothing;
+    juce::String reason; // names the file
+};
+
+/** What the user has to be asked before a save that would fail without. Takes no time. */
+[[nodiscard]] SaveQuestion questionBeforeSaving (const SaveRequest& request);
+
 /** The failure of a job that was stopped. */
 inline constexpr auto stoppedByUser = "stopped";
 
 /** Saves a Group. What was in the target before stays whole until the new is on disk, whatever happens meanwhile; of a save
-    that fails or is stopped nothing remains.
+    that fails or is stopped nothing remains. What others made of the Group's own file since it was opened or last saved
+    is replaced only on request.
 
     Only a tail is written when all audio lies in currentFile, which is the target and has not been changed by others; else
     a new file, which replaces the target when it is complete and was read back. The same new file comes of the same state.

@@ -160,25 +160,60 @@ TEST_CASE ("Saving what was changed", "[model][groupfile]")
         CHECK (bytesOf (file) == after);
     }
 
-    SECTION ("goes to a new file when the old one is not what it was")
+    SECTION ("goes to a new file when the old one is gone, and appends to one that was only touched")
     {
-        SECTION ("because it grew")
+        REQUIRE (file.setLastModificationTime (juce::Time::getCurrentTime() + juce::RelativeTime::hours (1)));
+        const auto second = saved (changed, file, first.file);
+        CHECK (second.kind == SaveKind::tail);
+        REQUIRE (file.deleteFile());
+        CHECK (saved (changed, file, second.file).kind == SaveKind::whole);
+        CHECK (isSameGroup (loaded (file).state, changed));
+    }
+
+    SECTION ("replaces what others made of the file only on request")
+    {
+        const auto link = folder.file ("link.dls");
+        auto target = file;
+
+        SECTION ("when it grew")
         {
             file.appendText ("more");
         }
-        SECTION ("because another took its place")
+        SECTION ("when another saved into it, at the same size")
+        {
+            auto theirs = before;
+            theirs[theirs.size() - 60] ^= 1;
+            juce::FileOutputStream stream (file);
+            REQUIRE (stream.write (theirs.data(), theirs.size()));
+        }
+        SECTION ("when another took its place")
         {
             const auto other = folder.write ("other.dls", before);
             REQUIRE (::rename (other.getFullPathName().toRawUTF8(), file.getFullPathName().toRawUTF8()) == 0);
-        }
-        SECTION ("because it is gone")
-        {
-            REQUIRE (file.deleteFile());
+
+            SECTION ("also by another name")
+            {
+                REQUIRE (file.createSymbolicLink (link, false));
+                target = link;
+            }
         }
 
-        const auto second = saved (changed, file, first.file);
+        const auto theirs = bytesOf (file);
+        auto request = requestFor (changed, target, first.file);
+        const auto question = questionBeforeSaving (request);
+        CHECK (question.about == SaveQuestion::About::changedFile);
+        CHECK (question.reason.startsWith (target.getFullPathName()));
+        SavedGroup second;
+        CHECK (saveGroup (request, second).failed());
+        CHECK (bytesOf (file) == theirs);
+
+        request.replacesChanged = true;
+        CHECK (questionBeforeSaving (request).about == SaveQuestion::About::nothing);
+        REQUIRE (saveGroup (request, second).wasOk());
         CHECK (second.kind == SaveKind::whole);
         CHECK (isSameGroup (loaded (file).state, changed));
+        CHECK (questionBeforeSaving (requestFor (changed, file, second.file)).about
+               == SaveQuestion::About::nothing);
     }
 
     SECTION ("goes to a new file when audio is new")
@@ -234,10 +269,15 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
         auto rendered = first.state;
         rendered.tracks[0] = trackWith ("Kick", DrumType::kick, 300000, true, 5);
         auto request = requestFor (rendered, file, first.file);
-        request.savingDiskSpace = true;
         request.spareBytes = 1ull << 60;
         const auto onDisk = bytesOnDisk (file);
         SavedGroup result;
+
+        // Only when the user has agreed to it.
+        CHECK (questionBeforeSaving (request).about == SaveQuestion::About::inPlace);
+        CHECK (saveGroup (request, result).getErrorMessage().contains ("not enough room"));
+        request.savingDiskSpace = true;
+        CHECK (questionBeforeSaving (request).about == SaveQuestion::About::nothing);
         REQUIRE (saveGroup (request, result).wasOk());
         CHECK (result.kind == SaveKind::inPlace);
         CHECK (result.notes.isEmpty());
