@@ -3,6 +3,7 @@
 #include "app/OpenExternally.h"
 #include "app/TrackLooks.h"
 #include "model/ForeignText.h"
+#include "model/WritingNote.h"
 #include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
@@ -135,10 +136,14 @@ void GroupWork::runExport (const juce::String& title,
                            const ExportOptions& options,
                            const juce::File& singleFile)
 {
+    const WritingNote note (workspace.folders().writing(), options.folder);
     auto left = tracks;
 
     for (;;)
     {
+        auto rules = outputRules();
+        auto ownOptions = options;
+        ownOptions.rules = &rules;
         ExportReport report;
         const auto end =
             runner.run (title,
@@ -147,8 +152,8 @@ void GroupWork::runExport (const juce::String& title,
                         {
                             report =
                                 singleFile == juce::File()
-                                    ? exportTracks (left, options, controlOf (watch))
-                                    : exportTrackTo (singleFile, left.front(), options, controlOf (watch));
+                                    ? exportTracks (left, ownOptions, controlOf (watch))
+                                    : exportTrackTo (singleFile, left.front(), ownOptions, controlOf (watch));
                         });
 
         if (end == JobRunner::End::failed)

@@ -4,8 +4,8 @@
 #include "app/FileChooser.h"
 #include "jobs/SelfTest.h"
 #include "model/ForeignText.h"
+#include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
-#include "model/groupfile/GroupFileSaving.h"
 
 #include <algorithm>
 #include <utility>
@@ -171,7 +171,7 @@ bool GroupWork::save (const Group::Ptr& group)
         return saveAs (group);
     }
 
-    return ! group->hasUnsavedChanges() || saveTo (group, group->file(), true);
+    return ! group->hasUnsavedChanges() || saveTo (group, group->file());
 }
 
 bool GroupWork::saveAs (const Group::Ptr& group)
@@ -200,16 +200,79 @@ bool GroupWork::saveAs (const Group::Ptr& group)
         && ! prompts.ask ({ "Warning", file.getFileName() + " exists. Replace it?", "Overwrite", "Cancel" }))
         return false;
 
-    return saveTo (group, file, false);
+    return saveTo (group, file);
 }
 
-bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file, bool savingDiskSpace)
+OutputRules GroupWork::outputRules (const Group* saved) const
 {
+    OutputRules rules;
+
+    for (const auto& group : workspace.allGroups())
+    {
+        const auto isSaved = group.get() == saved;
+        rules.protect (group->state(), isSaved ? group->file() : juce::File());
+
+        if (! isSaved)
+            rules.protectGroupFile (group->file());
+    }
+
+    return rules;
+}
+
+GroupWork::SaveAnswer GroupWork::askBeforeSaving (SaveRequest& request)
+{
+    const auto question = questionBeforeSaving (request);
+
+    if (question.about == SaveQuestion::About::nothing)
+        return SaveAnswer::save;
+
+    const auto isChanged = question.about == SaveQuestion::About::changedFile;
+    auto answer = SaveAnswer::cancel;
+    MessageDialogSettings settings;
+    settings.title = isChanged ? "Save " + request.state.name : juce::String ("Saving disk space");
+    settings.message =
+        isChanged
+            ? question.reason + ".\n\nReplace what stands there now?"
+            : question.reason
+                  + ".\n\nThe Group can be saved in place: what is new goes into the file that is there, and "
+                    "the room of what it replaces is given back. The file as it was last saved is gone then.";
+    settings.warns = true;
+    settings.buttons = {
+        { .text = "Save as", .atLeft = true },
+        { .text = "Cancel", .hasFirstFocus = true, .isSafe = true },
+        { .text = isChanged ? "Replace" : "Save in place",
+          .look = isChanged ? ButtonLook::danger : ButtonLook::caution },
+    };
+    prompts.showMessage (
+        settings,
+        [&] (int button, bool) {
+            answer = button == 0 ? SaveAnswer::saveAs : button == 1 ? SaveAnswer::cancel : SaveAnswer::save;
+        });
+
+    if (answer == SaveAnswer::save)
+        (isChanged ? request.replacesChanged : request.savingDiskSpace) = true;
+
+    return answer;
+}
+
+bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file)
+{
+    if (const auto claimed = outputRules (group.get()).claimFile (file, true, group->file());
+        claimed.failed())
+    {
+        prompts.warn ("The Group could not be saved.", claimed.getErrorMessage());
+        return false;
+    }
+
     SaveRequest request;
     request.state = group->state();
     request.target = file;
     request.currentFile = group->openFile();
-    request.savingDiskSpace = savingDiskSpace;
+
+    if (const auto answer = askBeforeSaving (request); answer != SaveAnswer::save)
+        return answer == SaveAnswer::saveAs && saveAs (group);
+
+    const WritingNote note (workspace.folders().writing(), file.getParentDirectory());
     SavedGroup saved;
     auto outcome = juce::Result::ok();
     const auto end = runner.run ("Saving Track " + group->name(),

@@ -5,8 +5,10 @@
 #include "jobs/AnalysisRequest.h"
 #include "jobs/ExportRequest.h"
 #include "jobs/ImportGroup.h"
+#include "model/OutputRules.h"
 #include "model/TemporaryStore.h"
 #include "model/TessivarWorkspace.h"
+#include "model/groupfile/GroupFileSaving.h"
 
 #include <functional>
 #include <memory>
@@ -91,7 +93,20 @@ private:
     void importNewGroup (const NewGroupFiles& files);
     void importInto (const std::vector<juce::File>& files, const Group::Ptr& target);
     void finishImport (ImportedTracks imported, const Group::Ptr& target);
-    bool saveTo (const Group::Ptr& group, const juce::File& file, bool savingDiskSpace);
+    bool saveTo (const Group::Ptr& group, const juce::File& file);
+
+    /** Protects the files of all open Groups; one of them may be saved to its own. */
+    [[nodiscard]] OutputRules outputRules (const Group* saved = nullptr) const;
+
+    enum class SaveAnswer
+    {
+        save,
+        saveAs,
+        cancel
+    };
+
+    /** Asks the user what the save can't decide, and notes the answer in the request. */
+    [[nodiscard]] SaveAnswer askBeforeSaving (SaveRequest& request);
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
     void runExport (const juce::String& title,
                     const std::vector<SessionTrack>& tracks,

@@ -78,7 +78,7 @@ constexpr OptionSpec formatOption{
 
 constexpr OptionSpec overwriteOption{
     .name = "--overwrite",
-    .help = "Replace files that exist in DIR. A source file is never replaced.",
+    .help = "Replace files that exist. A source, or a group file in use, is never replaced by anything else.",
 };
 
 constexpr OptionSpec componentsOption{

@@ -5,6 +5,8 @@
 #include "cli/TerminalText.h"
 #include "jobs/ExportTracks.h"
 #include "jobs/ImportTracks.h"
+#include "model/AtomicFile.h"
+#include "model/OutputRules.h"
 
 #include <ostream>
 
@@ -16,15 +18,21 @@ namespace
 constexpr auto licenceName = "LICENSE";
 
 /** Puts the licence beside the tracks; one that is already there, with the same words, stays. */
-juce::Result copyLicence (const juce::File& source, const juce::File& target, bool overwrite)
+juce::Result
+copyLicence (const juce::File& source, const juce::File& target, OutputRules& rules, bool overwrite)
 {
     if (target.existsAsFile() && target.hasIdenticalContentTo (source))
         return juce::Result::ok();
-    if (target.exists() && ! overwrite)
-        return juce::Result::fail (target.getFullPathName() + ": the file exists; --overwrite replaces it");
-    if (! source.copyFileTo (target))
-        return juce::Result::fail (target.getFullPathName() + ": the file can't be written");
-    return juce::Result::ok();
+
+    if (const auto claimed = rules.claimFile (target, overwrite); claimed.failed())
+        return claimed;
+
+    AtomicFile copy (target);
+
+    if (copy.open().wasOk() && copy.writeText (source.loadFileAsString(), false, false, nullptr))
+        juce::ignoreUnused (copy.commit());
+
+    return copy.status();
 }
 } // namespace
 
@@ -72,8 +80,9 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
         tracks.insert (tracks.end(), outcome.tracks.begin(), outcome.tracks.end());
     }
 
-    const auto report =
-        exportTracks (tracks, { .folder = folder, .extension = ".wav", .overwrite = overwrite }, control);
+    OutputRules rules;
+    const auto report = exportTracks (
+        tracks, { .folder = folder, .extension = ".wav", .overwrite = overwrite, .rules = &rules }, control);
     for (const auto& error : report.errors)
         context.tellError (error);
     if (report.stopped)
@@ -93,8 +102,8 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
     auto failed = ! report.errors.isEmpty();
     if (numWritten > 0)
     {
-        const auto copied =
-            copyLicence (demoFolder.getChildFile (licenceName), folder.getChildFile (licenceName), overwrite);
+        const auto copied = copyLicence (
+            demoFolder.getChildFile (licenceName), folder.getChildFile (licenceName), rules, overwrite);
         if (copied.failed())
             context.tellError (copied.getErrorMessage());
         failed = failed || copied.failed();

@@ -7,6 +7,7 @@
 #include "cli/TrackChoices.h"
 #include "model/DiskNames.h"
 #include "model/Group.h"
+#include "model/OutputRules.h"
 #include "model/groupfile/GroupFileSaving.h"
 
 #include <algorithm>
@@ -188,10 +189,15 @@ int runEdit (const EditRequest& request, const CommandContext& context)
 
     if (group->hasUnsavedChanges())
     {
+        OutputRules rules;
+        rules.protect (loaded.state, request.groupFile);
         SavedGroup saved;
-        const auto outcome = saveGroup (
-            { .state = group->state(), .target = request.groupFile, .currentFile = group->openFile() },
-            saved);
+        auto outcome = rules.claimFile (request.groupFile, true, request.groupFile);
+
+        if (outcome.wasOk())
+            outcome = saveGroup (
+                { .state = group->state(), .target = request.groupFile, .currentFile = group->openFile() },
+                saved);
 
         if (outcome.failed())
             return fail (context, exitCode::outputFailed, outcome.getErrorMessage());

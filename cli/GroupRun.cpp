@@ -5,8 +5,10 @@
 namespace tessivar
 {
 
-GroupRun::GroupRun (const ProcessRequest& requestToUse, const CommandContext& contextToUse)
-    : request (requestToUse), context (contextToUse),
+GroupRun::GroupRun (const ProcessRequest& requestToUse,
+                    const CommandContext& contextToUse,
+                    OutputRules& rulesToUse)
+    : request (requestToUse), context (contextToUse), rules (rulesToUse), rulesOfWriting (rulesToUse),
       progress (contextToUse.diagnostics, progressStyle(), secondsNow)
 {
 }
@@ -110,9 +112,9 @@ void GroupRun::collectWarnings()
         });
 }
 
-ProcessReport runGroup (const ProcessRequest& request, const CommandContext& context)
+ProcessReport runGroup (const ProcessRequest& request, const CommandContext& context, OutputRules& rules)
 {
-    return GroupRun (request, context).run();
+    return GroupRun (request, context, rules).run();
 }
 
 } // namespace tessivar

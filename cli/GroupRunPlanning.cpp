@@ -52,6 +52,8 @@ bool GroupRun::loadGroup()
 
     group = std::move (loaded.state);
     groupFile = std::move (loaded.file);
+    rules.protect (group, request.groupFile);
+    rulesOfWriting.protect (group, request.groupFile);
     addNotes (loaded.notes);
 
     if (! request.analyses() && ! group.analysis)
@@ -236,22 +238,15 @@ bool GroupRun::planOutput()
         auto& reported = report.tracks[i];
         reported.outputFile = files[i];
         reported.isSourceItself = ! planned[i].processed && isSameFile (files[i], session[i].sourceFile);
-        if (reported.isSourceItself || ! files[i].exists())
-            continue;
-
-        const bool isSource =
-            std::any_of (session.begin(),
-                         session.end(),
-                         [&] (const SessionTrack& track) { return isSameFile (files[i], track.sourceFile); });
-        if (isSource)
-            problems.add (pathOf (files[i]) + ": the file is one of the sources, which are never replaced");
-        else if (files[i].isDirectory())
-            problems.add (pathOf (files[i]) + ": a folder has this name");
-        else if (! request.overwrite)
-            problems.add (pathOf (files[i]) + ": the file exists; --overwrite replaces it");
-        else
-            replacedFiles.push_back (files[i]);
+        if (! reported.isSourceItself)
+            problems.add (claim (files[i]));
     }
+
+    std::erase_if (planned, [] (const SessionTrack& track) { return ! track.processed; });
+    if (request.components)
+        for (const auto& file : planComponents (planned, exportOptions()))
+            problems.add (claim (file));
+    problems.removeEmptyStrings();
 
     const auto ancestor = existingAncestor (request.outFolder);
     if (! ancestor.isDirectory())
@@ -265,6 +260,20 @@ bool GroupRun::planOutput()
     return problems.isEmpty() || end (exitCode::outputFailed);
 }
 
+juce::String GroupRun::claim (const juce::File& file)
+{
+    if (file.isDirectory())
+        return pathOf (file) + ": a folder has this name";
+
+    const auto existed = file.existsAsFile();
+    if (const auto claimed = rules.claimFile (file, request.overwrite); claimed.failed())
+        return printable (claimed.getErrorMessage());
+
+    if (existed)
+        replacedFiles.push_back (file);
+    return {};
+}
+
 bool GroupRun::planSave()
 {
     if (! request.saves())
@@ -275,8 +284,11 @@ bool GroupRun::planSave()
     if (file.isDirectory())
         return fail (exitCode::outputFailed, pathOf (file) + ": a folder has this name");
 
-    if (file.existsAsFile() && ! request.overwrite)
-        return fail (exitCode::outputFailed, pathOf (file) + ": the file exists; --overwrite replaces it");
+    for (const auto& outcome : { rules.claimFile (file, request.overwrite, request.groupFile),
+                                 checkTarget (file),
+                                 checkGroupTarget (file, groupFile.get()) })
+        if (outcome.failed())
+            return fail (exitCode::outputFailed, outcome.getErrorMessage());
 
     const auto ancestor = existingAncestor (file.getParentDirectory());
 

@@ -8,6 +8,7 @@
 #include "jobs/AnalyseGroup.h"
 #include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
+#include "model/OutputRules.h"
 #include "model/groupfile/GroupFile.h"
 
 #include <chrono>
@@ -31,7 +32,9 @@ inline juce::String pathOf (const juce::File& file)
 class GroupRun
 {
 public:
-    GroupRun (const ProcessRequest& requestToUse, const CommandContext& contextToUse);
+    GroupRun (const ProcessRequest& requestToUse,
+              const CommandContext& contextToUse,
+              OutputRules& rulesToUse);
 
     ProcessReport run();
 
@@ -84,6 +87,9 @@ private:
     /** Names the files to be written, and refuses now what would be refused after minutes of work. */
     bool planOutput();
 
+    /** Claims a planned file; the problem if that is refused, else empty. */
+    [[nodiscard]] juce::String claim (const juce::File& file);
+
     /** Refuses now a group file that could not be written after minutes of work. */
     bool planSave();
 
@@ -113,6 +119,8 @@ private:
 
     const ProcessRequest& request;
     const CommandContext& context;
+    OutputRules& rules;         // what is planned is claimed from these
+    OutputRules rulesOfWriting; // and from these once more what is written
     ProgressDisplay progress;
 
     std::unique_ptr<TemporaryStore> store; // outlives the tracks, whose audio lies in it

@@ -1,5 +1,7 @@
 #include "cli/GroupRunSteps.h"
 
+#include "model/UserFolders.h"
+#include "model/WritingNote.h"
 #include "model/groupfile/GroupFileSaving.h"
 
 #include <algorithm>
@@ -15,13 +17,16 @@ bool GroupRun::write()
     const auto start = secondsNow();
     const bool folderExisted = request.outFolder.isDirectory();
 
+    const WritingNote note (UserFolders::ofUser().writing(), request.outFolder);
+    auto options = exportOptions();
+    options.rules = &rulesOfWriting;
     progress.beginStage ("Writing");
-    const auto written = exportTracks (session, exportOptions(), control());
+    const auto written = exportTracks (session, options, control());
     ExportReport components;
     if (request.components && ! written.stopped)
     {
         progress.beginStage ("Components");
-        components = exportComponents (session, exportOptions(), control());
+        components = exportComponents (session, options, control());
     }
     progress.finish();
     report.writingSeconds = secondsNow() - start;
@@ -71,11 +76,14 @@ void GroupRun::save()
 
     const auto start = secondsNow();
     progress.beginStage ("Saving");
+    const WritingNote note (UserFolders::ofUser().writing(), request.saveFile.getParentDirectory());
     const auto made = request.saveFile.getParentDirectory().createDirectory();
+    const auto claimed = rulesOfWriting.claimFile (request.saveFile, request.overwrite, request.groupFile);
     SavedGroup saved;
     const auto outcome =
-        made.failed()
-            ? made
+        made.failed() ? made
+        : claimed.failed()
+            ? claimed
             : saveGroup ({ .state = group, .target = request.saveFile, .currentFile = groupFile },
                          saved,
                          { .shouldStop = context.stopRequested,

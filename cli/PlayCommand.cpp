@@ -4,6 +4,7 @@
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
 #include "jobs/MonoFileWriter.h"
+#include "model/OutputRules.h"
 #include "model/groupfile/GroupFileLoading.h"
 #include "playback/OfflineMix.h"
 #include "playback/PlaybackDevice.h"
@@ -208,7 +209,7 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     readAhead.stopThread (10000);
 
     if (played)
-        return exitCode::done;
+        return unread.isEmpty() ? exitCode::done : exitCode::someFailed;
 
     return context.stopRequested && context.stopRequested() ? exitCode::interrupted : exitCode::outputFailed;
 }
@@ -220,9 +221,13 @@ int runRender (const PlayRequest& request, const CommandContext& context)
     if (const auto code = prepare (request, context, programme); code != exitCode::done)
         return code;
 
-    if (request.outFile.existsAsFile() && ! request.overwrite)
+    OutputRules rules;
+    rules.protectGroupFile (request.groupFile);
+    rules.protect (programme.loaded.state);
+
+    if (const auto claimed = rules.claimFile (request.outFile, request.overwrite); claimed.failed())
     {
-        context.tellError (request.outFile.getFullPathName() + ": the file exists; --overwrite replaces it");
+        context.tellError (claimed.getErrorMessage());
         return exitCode::outputFailed;
     }
 

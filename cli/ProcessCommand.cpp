@@ -1,8 +1,11 @@
 #include "cli/ProcessCommand.h"
 
 #include "cli/GroupRun.h"
+#include "cli/InputFiles.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
+#include "model/OutputRules.h"
+#include "model/groupfile/GroupFileLoading.h"
 
 #include <algorithm>
 #include <ostream>
@@ -20,6 +23,30 @@ juce::String titleOf (const ProcessRequest& request)
         return printable (request.groupFile.getFullPathName());
 
     return printable (juce::String::fromUTF8 (request.inputs.front().c_str()));
+}
+
+/** Nothing that the command line reads is written over, by whichever of its Groups. */
+OutputRules rulesFor (const std::vector<ProcessRequest>& requests)
+{
+    OutputRules rules;
+
+    for (const auto& request : requests)
+    {
+        for (const auto& file : collectInputFiles (request.inputs).files)
+            rules.protectSource (file);
+
+        if (! request.isFromGroupFile())
+            continue;
+
+        rules.protectGroupFile (request.groupFile);
+        LoadedGroup loaded;
+
+        // What is wrong with it is told when its turn comes.
+        if (requests.size() > 1 && openGroupFile (request.groupFile, loaded).wasOk())
+            rules.protect (loaded.state);
+    }
+
+    return rules;
 }
 
 int combinedExitCode (const std::vector<ProcessReport>& reports)
@@ -87,13 +114,14 @@ void print (const std::vector<ProcessRequest>& requests,
 int runProcess (const std::vector<ProcessRequest>& requests, const CommandContext& context)
 {
     std::vector<ProcessReport> reports;
+    auto rules = rulesFor (requests);
 
     for (const auto& request : requests)
     {
         if (requests.size() > 1 && ! request.json && ! request.quiet)
             context.out << (reports.empty() ? "" : "\n") << titleOf (request) << "\n";
 
-        reports.push_back (runGroup (request, context));
+        reports.push_back (runGroup (request, context, rules));
 
         if (! request.json && (! request.quiet || request.dryRun))
             context.out << formatReport (reports.back(), request);

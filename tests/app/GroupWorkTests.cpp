@@ -1,4 +1,5 @@
 #include "tests/app/WindowWorkRig.h"
+#include "tests/support/FileFaults.h"
 
 #include <catch2/catch.hpp>
 
@@ -105,6 +106,107 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
         CHECK (rig.told.size() == 1);
         CHECK (group->hasUnsavedChanges());
         CHECK (group->file() == juce::File());
+    }
+
+    SECTION ("never writes over a source, nor over the file of an open Group")
+    {
+        const auto source = rig.folder.getChildFile ("Kick.dls"), file = rig.folder.getChildFile ("Take.dls");
+        REQUIRE (demoFile ("Kick In.flac").copyFileTo (source));
+        group->setSourceFile (group->track (0)->id(), source);
+        rig.answers = { "Overwrite" };
+        rig.choose ({ source.getFullPathName() });
+        CHECK_FALSE (rig.work.saveAs (group));
+        CHECK (rig.told.joinIntoString ("\n").contains ("source file"));
+        CHECK (source.hasIdenticalContentTo (demoFile ("Kick In.flac")));
+
+        // A Group that is saved, and another one with its own file.
+        rig.choose ({ file.getFullPathName() });
+        REQUIRE (rig.work.saveAs (group));
+        juce::MemoryBlock before;
+        REQUIRE (file.loadFileAsData (before));
+        rig.work.importInputs ({ demoFile ("SD Top.flac") }, nullptr);
+        const auto other = rig.workspace.selectedGroup();
+        REQUIRE (other != group);
+        rig.told.clear();
+        rig.answers = { "Overwrite" };
+        CHECK_FALSE (rig.work.saveAs (other));
+        CHECK (rig.told.joinIntoString ("\n").contains ("group file in use"));
+
+        rig.answers = { "PROCEED" };
+        rig.work.analyze (group);
+        const auto track = group->track (0);
+        const auto link = rig.folder.getChildFile ("link.wav");
+        REQUIRE (file.createSymbolicLink (link, false));
+        rig.told.clear();
+
+        for (const auto& target : { source, file, link })
+        {
+            rig.answers = { "Overwrite" };
+            rig.choose ({ target.getFullPathName() });
+            rig.work.exportTrack (group, track);
+        }
+
+        juce::MemoryBlock after;
+        REQUIRE (file.loadFileAsData (after));
+        CHECK (after == before);
+        CHECK (source.hasIdenticalContentTo (demoFile ("Kick In.flac")));
+    }
+
+    SECTION ("asks before it replaces what another program has put in the place of its file")
+    {
+        const auto file = rig.folder.getChildFile ("Take.dls"),
+                   elsewhere = rig.folder.getChildFile ("Mine.dls");
+        rig.choose ({ file.getFullPathName() });
+        REQUIRE (rig.work.save (group));
+        const auto theirs = rig.folder.getChildFile ("theirs");
+        REQUIRE (theirs.replaceWithText ("newer work"));
+        REQUIRE (theirs.moveFileTo (file));
+        group->rename ("changed");
+        rig.told.clear();
+
+        CHECK_FALSE (rig.work.saveAll()); // escaped from
+        CHECK (rig.told.size() == 1);
+        CHECK (rig.told[0].contains ("changed by another program"));
+        CHECK (file.loadFileAsString() == "newer work");
+
+        rig.answers = { "Save as" };
+        rig.choose ({ elsewhere.getFullPathName() });
+        REQUIRE (rig.work.save (group));
+        CHECK (file.loadFileAsString() == "newer work");
+        CHECK (group->file() == elsewhere);
+
+        REQUIRE (theirs.replaceWithText ("newer work"));
+        REQUIRE (theirs.moveFileTo (elsewhere));
+        group->rename ("changed again");
+        rig.answers = { "Replace" };
+        REQUIRE (rig.work.save (group));
+        CHECK (elsewhere.getSize() > 1000);
+        rig.told.clear();
+        group->rename ("once more");
+        REQUIRE (rig.work.save (group));
+        CHECK (rig.told.isEmpty());
+    }
+
+    SECTION ("asks before it saves in place, where there is no room for a second copy")
+    {
+        const SmallFileSystem disk (rig.folder.getChildFile ("disk"), 120 << 10);
+
+        if (disk.isMounted)
+        {
+            rig.choose ({ disk.folder.getChildFile ("Take.dls").getFullPathName() });
+            REQUIRE (rig.work.save (group));
+            rig.answers = { "PROCEED" };
+            rig.work.analyze (group);
+            REQUIRE (group->isAnalysed());
+            rig.told.clear();
+
+            CHECK_FALSE (rig.work.save (group)); // escaped from
+            REQUIRE (rig.told.size() == 1);
+            CHECK (rig.told[0].contains ("saved in place"));
+            rig.answers = { "Save in place" };
+            CHECK (rig.work.save (group));
+            CHECK_FALSE (group->hasUnsavedChanges());
+        }
     }
 
     SECTION ("asks before changes are closed away")

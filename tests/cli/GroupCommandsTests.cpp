@@ -1,8 +1,11 @@
+#include "model/FileLock.h"
 #include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
+
+#include <unistd.h>
 
 namespace tessivar
 {
@@ -119,12 +122,13 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK (kick.at ("selected") == "B");
         CHECK (info.at ("analysis").at ("changedSince") == false);
 
-        REQUIRE (session.run ({ "edit", session.groupPath(), "--track", "*", "--type", "snare" }).exitCode == 0);
+        REQUIRE (session.run ({ "edit", session.groupPath(), "--track", "*", "--type", "snare" }).exitCode
+                 == 0);
         CHECK (session.info().at ("analysis").at ("changedSince") == true);
         CHECK (session.run ({ "verify", session.groupPath() }).exitCode == 0);
 
-        const auto exported =
-            session.run ({ "export", session.groupPath(), "--out", session.work.path ("out"), "--track", "Kick In" });
+        const auto exported = session.run (
+            { "export", session.groupPath(), "--out", session.work.path ("out"), "--track", "Kick In" });
         CHECK (exported.exitCode == 0);
         CHECK_THAT (exported.out, Contains ("has changed since its last analysis"));
         CHECK (session.work.child ("out").getNumberOfChildFiles (juce::File::findFiles) == 1);
@@ -152,8 +156,84 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         }
 
         CHECK (bytesOf (session.work.child ("Take 3.dls")) == before);
-        CHECK (session.run ({ "analyze", session.tracks.path ("Kick.wav"), "--save", session.groupPath() }).exitCode
+        CHECK (session.run ({ "analyze", session.tracks.path ("Kick.wav"), "--save", session.groupPath() })
+                   .exitCode
                == 4); // exists
+    }
+
+    SECTION (
+        "never costs a source, a group file in use or another result, whatever writes and by whatever name")
+    {
+        session.analyse();
+        const auto group = session.work.child ("Take 3.dls"), kick = session.tracks.child ("Kick.wav"),
+                   out = session.work.child ("out");
+        const auto tracks = session.tracks.folder.getFullPathName().toStdString(),
+                   link = session.work.path ("link.wav");
+        const auto groupBytes = bytesOf (group), kickBytes = bytesOf (kick);
+        REQUIRE (group.createSymbolicLink (session.work.child ("link.wav"), false));
+        REQUIRE (out.createDirectory().wasOk());
+        REQUIRE (::link (kick.getFullPathName().toRawUTF8(),
+                         out.getChildFile ("Snare_Processed.wav").getFullPathName().toRawUTF8())
+                 == 0);
+        const auto kickPath = kick.getFullPathName().toStdString(),
+                   outPath = out.getFullPathName().toStdString();
+        const std::vector<std::vector<std::string>> commands{
+            { "render", session.groupPath(), "--out", session.groupPath() },
+            { "render", session.groupPath(), "--out", link },
+            { "render", session.groupPath(), "--out", kickPath },
+            { "export", session.groupPath(), "--out", outPath },
+            { "analyze", tracks, "--save", kickPath },
+            { "analyze", session.groupPath(), "--save", kickPath },
+            { "process", tracks, "--out", outPath },
+            { "process",
+              tracks,
+              "--out",
+              session.work.path ("new"),
+              "--save",
+              session.work.path ("new/Kick_Processed.wav") },
+            { "process",
+              tracks,
+              "--out",
+              session.work.path ("new"),
+              "--components",
+              "--save",
+              session.work.path ("new/Kick_Component07.wav") },
+        };
+
+        for (auto arguments : commands)
+        {
+            INFO (arguments[0] << " " << arguments.back());
+            arguments.emplace_back ("--overwrite");
+            const auto result = session.run (arguments);
+            INFO (result.diagnostics);
+            CHECK (result.exitCode == 4);
+            CHECK (bytesOf (group) == groupBytes);
+            CHECK (bytesOf (kick) == kickBytes);
+            CHECK_FALSE (session.work.child ("new").exists());
+        }
+
+        // Of several Groups none is saved over the file of another.
+        const auto other = session.work.child ("other/Take 3.dls");
+        REQUIRE (other.create().wasOk());
+        REQUIRE (group.copyFileTo (other));
+        const auto both = session.run ({ "analyze",
+                                         session.groupPath(),
+                                         other.getFullPathName().toStdString(),
+                                         "--save",
+                                         session.work.path ("other"),
+                                         "--overwrite",
+                                         "--quiet" });
+        CHECK (both.exitCode == 1);
+        CHECK_THAT (both.diagnostics, Contains ("group file in use"));
+        CHECK (bytesOf (other) == groupBytes);
+
+        // Its own file is what a Group may be saved to; not one that another program has open, which is told at once.
+        CHECK (session.run ({ "analyze", session.groupPath(), "--save", link, "--overwrite" }).exitCode == 0);
+        const auto lock = FileLock::take (group);
+        REQUIRE (lock.has_value());
+        const auto locked = session.run ({ "analyze", tracks, "--save", session.groupPath(), "--overwrite" });
+        CHECK (locked.exitCode == 4);
+        CHECK_THAT (locked.diagnostics, Contains ("open in another window") && ! Contains ("Analysing"));
     }
 
     SECTION ("is analysed again from its own audio, by another method, into another file")
@@ -170,7 +250,9 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         INFO (again.diagnostics);
         REQUIRE (again.exitCode == 0);
         const auto info =
-            json::parse (session.run ({ "info", session.work.path ("refined.dls"), "--json" }).out).at ("files").at (0);
+            json::parse (session.run ({ "info", session.work.path ("refined.dls"), "--json" }).out)
+                .at ("files")
+                .at (0);
         CHECK (info.at ("analysis").at ("method") == "refined");
         CHECK (info.at ("tracks").at (0).at ("settingA").at ("focus") == 1.5); // the user's own
         CHECK (info.at ("tracks").at (1).at ("suggestedFocus").is_number());
@@ -185,8 +267,11 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
 
     SECTION ("go on after one that fails, and end with a summary")
     {
-        const auto result = session.run (
-            { "export", session.work.path ("Bank.dls"), session.groupPath(), "--out", session.work.path ("out") });
+        const auto result = session.run ({ "export",
+                                           session.work.path ("Bank.dls"),
+                                           session.groupPath(),
+                                           "--out",
+                                           session.work.path ("out") });
         CHECK (result.exitCode == 1);
         CHECK_THAT (result.diagnostics, Contains ("Bank.dls"));
         CHECK_THAT (result.out, Contains ("refused") && Contains ("done"));
