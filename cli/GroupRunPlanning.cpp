@@ -28,15 +28,6 @@ bool areOnOneFileSystem (const juce::File& a, const juce::File& b)
            && stat (bytesOfPath (existingAncestor (b)).c_str(), &statusB) == 0
            && statusA.st_dev == statusB.st_dev;
 }
-
-/** Whether two names lead to one file, through links too. */
-bool isSameFile (const juce::File& a, const juce::File& b)
-{
-    struct stat statusA = {}, statusB = {};
-    return a == b
-           || (stat (bytesOfPath (a).c_str(), &statusA) == 0 && stat (bytesOfPath (b).c_str(), &statusB) == 0
-               && statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino);
-}
 } // namespace
 
 bool GroupRun::loadGroup()

@@ -1,5 +1,6 @@
 #include "model/OutputRules.h"
 
+#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ std::optional<Inode> inodeOf (const juce::File& file)
 {
     struct stat info = {};
 
-    if (::stat (file.getFullPathName().toRawUTF8(), &info) != 0)
+    if (::stat (bytesOfPath (file).c_str(), &info) != 0)
         return std::nullopt;
 
     return Inode{ static_cast<std::uint64_t> (info.st_dev), static_cast<std::uint64_t> (info.st_ino) };
