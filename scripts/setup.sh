@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the packages that building and testing need; says nothing and changes nothing when all are there.
 # Made for Debian 12. Needs root or sudo only when something is missing.
-#   scripts/setup.sh [packaging]   with "packaging" also what ./run package draws icons with and checks its work with
+#   scripts/setup.sh [packaging | long]   also what ./run package draws icons with and checks its work with, or what
+#                                         ./test --long runs
 set -euo pipefail
 
 packages=(
@@ -9,7 +10,9 @@ packages=(
     catch2
     ccache
     cmake
+    desktop-file-utils
     git
+    groff-base
     juce-modules-source
     libasound2-dev
     libcli11-dev
@@ -35,18 +38,29 @@ packages=(
     ninja-build
     nlohmann-json3-dev
     openbox
+    parallel
     pkg-config
+    python3
+    shared-mime-info
+    strace
     xvfb
     zlib1g-dev
 )
 
 packaging_packages=(
     appstream
-    desktop-file-utils
     file
     librsvg2-bin
     lintian
-    shared-mime-info
+)
+
+# A queue of one node, a sound server, and the compiler that fuzzes.
+long_packages=(
+    clang-14
+    jackd2
+    libclang-rt-14-dev
+    munge
+    slurm-wlm
 )
 
 # They set the manual; with what they depend on they take 300 MB.
@@ -62,9 +76,10 @@ optional_packages=(
     "${manual_packages[@]}"
 )
 
-if [[ ${1-} == packaging ]]; then
-    packages+=("${packaging_packages[@]}" "${manual_packages[@]}")
-fi
+case ${1-} in
+    packaging) packages+=("${packaging_packages[@]}" "${manual_packages[@]}") ;;
+    long) packages+=("${long_packages[@]}") ;;
+esac
 
 die ()
 {

@@ -68,8 +68,7 @@ check_parallel ()
     same "exit code of with-parallel with a session that fails" 1 "$code"
 }
 
+need parallel
 check_queue
-have parallel && parallel --version 2>/dev/null | grep -q GNU ||
-    { ((failures == 0)) || exit 1; skip "GNU parallel is not installed: the batch script was not run under it"; }
 check_parallel
 finish

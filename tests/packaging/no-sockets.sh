@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The programs open no network socket: every call that makes one is traced through analysis, sound devices and window.
 source "$(dirname "$0")/support.sh"
-have strace || skip "strace is not installed: what sockets the programs open was not traced"
+need strace Xvfb
 strace -o /dev/null true 2>/dev/null || skip "strace may not trace here (ptrace is forbidden)"
 
 trace=(strace -f -qq --trace=socket,connect,bind)
@@ -64,9 +64,5 @@ trace_command_line export export "$work/take.dls" --out "$work/out" --quiet
 "${trace[@]}" -o "$work/devices" "$PROGRAMS/tessivar-cli" devices >/dev/null 2>&1 || true
 expect_no_network "tessivar-cli devices" "$work/devices"
 
-if have Xvfb; then
-    trace_window
-else
-    echo "Xvfb is not installed: the window was not traced"
-fi
+trace_window
 finish

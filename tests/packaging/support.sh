@@ -39,6 +39,15 @@ have ()
     command -v "$1" >/dev/null
 }
 
+# need PROGRAM...: what scripts/setup.sh installs is no reason to skip a test.
+need ()
+{
+    local program
+    for program; do
+        have "$program" || { fail "$program is not installed; scripts/setup.sh does it"; exit 1; }
+    done
+}
+
 # Compares two texts.
 same ()
 {
