@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace tessivar
 {
@@ -25,8 +26,8 @@ public:
     explicit InstanceLink (const juce::File& folder);
     ~InstanceLink() override;
 
-    /** Gives the paths to a running instance. False when none runs, or when it does not answer within timeoutMs. */
-    [[nodiscard]] bool handOver (const juce::StringArray& paths, int timeoutMs = 2000) const;
+    /** Gives the paths to a running instance. False when none runs, or when it has not answered after timeoutMs. */
+    [[nodiscard]] bool handOver (const juce::StringArray& paths, int timeoutMs = 1000) const;
 
     /** Listens from now on. False when another instance does, or no socket can be made; the program then runs all the
         same, on its own.
@@ -34,8 +35,11 @@ public:
     [[nodiscard]] bool listen (Receiver receiver);
 
 private:
+    struct Client;
+
     void run() override;
-    void serve (int connection);
+    [[nodiscard]] bool serve (Client& client) const;
+    void deliver (const std::string& message) const;
     void close();
 
     const juce::File socketFile, lockFile;
