@@ -8,7 +8,7 @@ namespace tessivar
 namespace
 {
 
-/** Ground from top to bottom and the edge around it. */
+/** Background from top to bottom, and the edge around it. */
 struct GroundColours
 {
     juce::Colour top, bottom, edge;
@@ -229,7 +229,7 @@ void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
     }
     g.setColour (ink);
     g.setFont (font);
-    // A hair more than the measured width, or the last letter falls to an ellipsis.
+    // Slightly more than the measured width, or the last letter would turn into an ellipsis.
     g.drawText (getButtonText(),
                 content.withWidth (content.getWidth() + 1.0f),
                 leading == Icon::none && trailing == Icon::none ? juce::Justification::centred

@@ -6,16 +6,16 @@
 namespace tessivar
 {
 
-/** The kinds of button ground. */
+/** Kinds of button background. */
 enum class ButtonLook
 {
     standard, // dark, raised edge
-    primary,  // ice: the one thing to do
+    primary,  // ice: the main action
     caution,  // amber: overwrites something
-    danger,   // dark with red words: throws something away
-    quiet,    // dark with low words: a state rather than an offer
-    bare,     // no ground until hovered; on: tinted ice with an edge
-    text,     // low words without a ground until hovered: an offer that stands back
+    danger,   // dark with red text: discards something
+    quiet,    // dark with dimmed text: a state rather than an action
+    bare,     // no background until hovered; when on, tinted ice with an edge
+    text,     // dimmed text, no background until hovered: a secondary action
     playing,  // the play button while it plays
     bypassOn, // white
     removedOn // ember
@@ -27,24 +27,24 @@ struct ButtonState
     bool over = false;
     bool down = false;
     bool on = false;
-    float hover = -1.0f; // 0 to 1 on the way to the look under the mouse; below 0: as `over` says
+    float hover = -1.0f; // for fades: 0 at rest to 1 hovered; below 0: decided by `over`
 };
 
-/** Draws a button's ground with rounded corners, 1 px inside its edge. */
+/** Draws a button's background with rounded corners, inset by 1 px. */
 void drawButtonGround (juce::Graphics& g,
                        juce::Rectangle<float> area,
                        ButtonLook look,
                        ButtonState state,
                        float cornerRadius = 6.0f);
 
-/** The colour of words and icons on such a ground. */
+/** Colour of text and icons on such a background. */
 juce::Colour buttonInk (ButtonLook look, ButtonState state);
 
-/** Draws a key's name in a small frame, 20 x 18, centred in the area. */
+/** Draws a key cap: the key's name in a frame of 20 x 18, centred in the area. */
 void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::String& key, juce::Colour ink);
 
-/** A button with words and, before or after them, an icon. A click leaves the keyboard focus where it is; Tab reaches
-    the button and shows its focus ring.
+/** A button with text and an optional icon on either side. Clicking it leaves the keyboard focus alone; Tab
+    reaches it and shows its focus ring.
 */
 class ActionButton : public juce::Button
 {
@@ -57,13 +57,13 @@ public:
     ButtonLook getLook() const { return look; }
     void setLeadingIcon (Icon newIcon);
 
-    /** An arrow and a further word after the text: "Copy A -> B". */
+    /** Adds an icon and more text after the label: "Copy A -> B". */
     void setTrailing (Icon newIcon, const juce::String& newText);
 
     /** Pill ends instead of 6 px corners. */
     void setPill (bool shouldBePill) { pill = shouldBePill; }
 
-    /** The width that its content asks for, in logical pixels, insets of 12 included. */
+    /** Width its content needs, insets of 12 included, in logical pixels. */
     int idealWidth() const;
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;
@@ -83,7 +83,7 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ActionButton)
 };
 
-/** A button that shows an icon only; its name, for the tooltip and for screen readers, says what it does. */
+/** A button that shows only an icon; its name is used for the tooltip and by screen readers. */
 class IconButton : public juce::Button
 {
 public:
@@ -107,7 +107,7 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (IconButton)
 };
 
-/** The frame that shows the keyboard focus: 2 px ice, 2 px outside the area. */
+/** Draws the keyboard focus: a 2 px ice frame, 2 px outside the area. */
 void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float cornerRadius = 6.0f);
 
 } // namespace tessivar

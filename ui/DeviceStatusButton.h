@@ -5,16 +5,18 @@
 namespace tessivar
 {
 
-/** The audio device at the right end of the menu bar: a dot and a line of words. A click asks for the settings. */
+/** The audio device, at the right end of the menu bar: a dot and a line of text. A click asks for the
+    settings.
+*/
 class DeviceStatusButton : public juce::Button
 {
 public:
     DeviceStatusButton();
 
-    /** @param warns  amber: no device, or its rate differs from the Group's */
+    /** @param warns  shows amber: no device, or its rate differs from the Group's */
     void setStatus (const juce::String& words, bool warns);
 
-    /** The width its words take, in logical pixels. */
+    /** Width its text needs, in logical pixels. */
     int idealWidth() const;
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;

@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** How a drum type looks: hue, glyph and name, in the chooser's order. An overhead has no name of its own and is not
-    offered for choice, so it comes last.
+/** Hue, glyph and name of a drum type, in the chooser's order. An overhead has no name and can't be chosen,
+    so it comes last.
 */
 enum class DrumLook
 {
@@ -20,7 +20,7 @@ enum class DrumLook
     overhead
 };
 
-/** How many of the looks a user can choose: all but the overhead. */
+/** Looks a user can choose: all but the overhead. */
 inline constexpr int numChoosableDrumLooks = 7;
 
 juce::Colour drumColour (DrumLook look);

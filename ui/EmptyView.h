@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** What stands in the centre while no Group is open: the drop zone, two buttons and the five steps; and, where there is
-    one, an offer to open the demo session.
+/** Fills the centre while no Group is open: the drop zone, two buttons, the five steps and, where it is
+    installed, an offer to open the demo session.
 */
 class EmptyView : public juce::Component, public juce::FileDragAndDropTarget
 {
@@ -16,10 +16,10 @@ public:
     std::function<void()> onImport, onOpen, onDemo;
     std::function<void (const juce::StringArray&)> onFilesDropped;
 
-    /** Whether there is a demo session to open; until told so there is none. */
+    /** Whether there is a demo session to open; false until set. */
     void setHasDemo (bool shouldHaveDemo) { demo.setVisible (shouldHaveDemo); }
 
-    /** Files hover over the window. */
+    /** Highlights the drop zone while files hover over the window. */
     void setHovered (bool shouldBeHovered);
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return onFilesDropped != nullptr; }
@@ -42,7 +42,9 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (EmptyView)
 };
 
-/** Covers an area while files hover over it: solid edge, and what happens on release. Lets the mouse through. */
+/** Covers an area while files hover over it: a solid edge, and what releasing them does. Lets the mouse
+    through.
+*/
 class DropOverlay : public juce::Component
 {
 public:

@@ -46,7 +46,7 @@ InterTypefaces::InterTypefaces (const juce::File& resourcesFolder)
 
 juce::Typeface::Ptr InterTypefaces::forStyle (const juce::String& style) const
 {
-    // Widgets of the toolkit ask for "Bold"; the interface's bold is semibold.
+    // The toolkit's widgets ask for "Bold"; the interface's bold is semibold.
     if (style.equalsIgnoreCase (styleNames[2]) || style.containsIgnoreCase ("bold"))
         return typefaces[2];
     return style.equalsIgnoreCase (styleNames[1]) ? typefaces[1] : typefaces[0];

@@ -4,11 +4,11 @@
 
 #include <array>
 
-/** Type of the interface. Sizes are in logical pixels of the em, as designers state them; juce::Font counts from the
-    top of the ascenders to the bottom of the descenders, which is 1.21 times as much for Inter.
+/** The interface's type. Sizes are em sizes in logical pixels, as designers state them; juce::Font measures
+    from ascender to descender, which for Inter is 1.21 times as much.
 
-    Which file stands behind the name "Inter" is the look and feel's business (TessivarLookAndFeel): without it the
-    system's sans serif is drawn.
+    TessivarLookAndFeel supplies the file behind the name "Inter"; without it, the system's sans serif is
+    used.
 */
 namespace tessivar::fonts
 {
@@ -20,7 +20,7 @@ enum class Weight
     semibold
 };
 
-/** The family that TessivarLookAndFeel answers for. */
+/** The family that TessivarLookAndFeel supplies. */
 inline constexpr const char* familyName = "Inter";
 
 /** Height of a juce::Font over its em: (2728 + 680) / 2816 in Inter's own units. */
@@ -29,13 +29,13 @@ inline constexpr float heightPerEm = 3408.0f / 2816.0f;
 /** @param emPixels  size of the em in logical pixels, above 0 */
 juce::Font inter (float emPixels, Weight weight = Weight::regular);
 
-/** The three shipped files, read once and kept for the look and feel. A missing file is an empty pointer. */
+/** The three shipped files, read once and kept for the look and feel. A missing file gives a null pointer. */
 class InterTypefaces
 {
 public:
     explicit InterTypefaces (const juce::File& resourcesFolder);
 
-    /** The typeface for a style name as inter() sets it; nothing when its file is missing. */
+    /** The typeface for a style name set by inter(); null when its file is missing. */
     juce::Typeface::Ptr forStyle (const juce::String& style) const;
 
 private:
@@ -45,11 +45,11 @@ private:
 /** Section caption: 11 px semibold capitals, tracked by 6 %. */
 juce::Font caption();
 
-/** Width of text when every digit takes the cell of the widest one. */
+/** Width of text when every digit is as wide as the widest one. */
 float tabularWidth (const juce::Font& font, const juce::String& text);
 
-/** Draws one line, every digit centred in a cell of the widest digit's width, so that a running time does not
-    tremble. Text that is wider than the area runs out of it. Vertically centred unless the justification says else.
+/** Draws one line with every digit centred in a cell as wide as the widest, so that a running time doesn't
+    jitter. Text wider than the area overflows it. Centred vertically unless the justification says otherwise.
 */
 void drawTabular (juce::Graphics& g,
                   const juce::Font& font,

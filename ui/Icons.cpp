@@ -7,7 +7,7 @@ namespace tessivar
 namespace
 {
 
-/** Path data of one icon in a square of 16 units: what is stroked, and what is filled. */
+/** Path data of an icon in a square of 16 units: what is stroked and what is filled. */
 struct Shape
 {
     juce::Path stroked, filled;
@@ -16,7 +16,7 @@ struct Shape
 Shape makeShape (const char* strokedData, const char* filledData)
 {
     Shape shape;
-    // An empty path string is no path; the parser would otherwise warn about it.
+    // The parser warns about an empty string.
     if (*strokedData != 0)
         shape.stroked = juce::Drawable::parseSVGPath (strokedData);
     if (*filledData != 0)

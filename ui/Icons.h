@@ -5,7 +5,7 @@
 namespace tessivar
 {
 
-/** The glyphs of the interface, drawn as lines and shapes in a square of 16 units. */
+/** The interface's icons, drawn as lines and shapes in a square of 16 units. */
 enum class Icon
 {
     none,
@@ -45,7 +45,8 @@ enum class Icon
     zoomToSelection
 };
 
-/** Draws an icon centred in the area, scaled to its shorter side. Lines are 1.5 units of 16 wide, at least 1.2 px. */
+/** Draws an icon centred in the area, scaled to its shorter side. Lines are 1.5 units wide, at least 1.2 px.
+*/
 void drawIcon (juce::Graphics& g, Icon icon, juce::Rectangle<float> area, juce::Colour colour);
 
 /** The icon as a drawable of the given edge length in pixels, for menus. */

@@ -7,25 +7,26 @@
 namespace tessivar
 {
 
-/** Arithmetic of the knobs and sliders, without a component: which images, which angle, which text. */
+/** Knob and slider arithmetic, without a component: images, angles, texts. */
 
-/** Path below the Resources folder, up to and with the space before the layer's name, of the image set for a knob;
-    empty for a slider, which has no knob images. Size classes from 30 up with the alternate set have a base image of
-    their own for the disabled state.
+/** Path of a knob's image set below the Resources folder, up to and including the space before the layer's
+    name; empty for a slider, which has no knob images. In the alternate set, size classes from 30 up have a
+    base image of their own for the disabled state.
 */
 juce::String knobImagePrefix (float sizeClass, bool alternateSet);
 bool knobHasDisabledBase (float sizeClass, bool alternateSet);
 
-/** Angle of the position dot in radians, clockwise, 0 pointing up, for a proportion 0 to 1 of the range: from 7:30 to
-    4:30 with the gap below. The constants are a hair short of 1.25 and 1.5 pi, deliberately.
+/** Angle of the position dot in radians, clockwise from the top, for a proportion 0 to 1 of the range: from
+    7:30 to 4:30, leaving the gap at the bottom. The constants are deliberately a hair short of 1.25 and 1.5
+    pi.
 */
 constexpr float angleForProportion (float proportion)
 {
     return 3.9269876f + proportion * 4.712385f;
 }
 
-/** The size a knob of this class has at 100 %: 128 for 39, 76 for 23. Its dot's orbit and size scale with the bounds
-    over this.
+/** Design size of a knob: 128 for class 39, 76 for class 23. The dot's orbit and size scale with the actual
+    bounds.
 */
 struct KnobProportions
 {
@@ -35,16 +36,16 @@ struct KnobProportions
 };
 KnobProportions knobProportions (float sizeClass);
 
-/** Where the dot's image goes in a knob of these bounds. */
+/** Bounds of the dot's image in a knob with these bounds. */
 juce::Rectangle<float> knobDotBounds (juce::Rectangle<float> knob, float sizeClass, float proportion);
 
-/** "38%" for 0.375 of 1: value over the maximum, rounded to the nearest and held to 0 to 100. The range starts at 0. */
+/** "38%" for 0.375 of 1: value over maximum, rounded and limited to 0 to 100. Ranges start at 0. */
 juce::String percentText (double value, double maximum);
 
-/** The percentage that was typed, 0 to 100; nothing when the text holds no digit. */
+/** The typed percentage, 0 to 100; nothing when the text holds no digit. */
 std::optional<int> percentFromText (const juce::String& text);
 
-/** Movement of a pointer turned into movement of a knob: up and right raise it. */
+/** Turns pointer movement into knob movement: up and right raise the value. */
 struct KnobDrag
 {
     static constexpr double pixelsForRange = 250.0;
@@ -59,7 +60,7 @@ struct KnobDrag
     */
     void move (double dx, double dy, bool fine);
 
-    /** The proportion after a turn of the wheel. @param steps  notches, upwards positive */
+    /** The proportion after turning the wheel. @param steps  notches, upwards positive */
     static double afterWheel (double proportion, double steps, bool fine);
 };
 

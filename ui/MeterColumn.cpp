@@ -24,7 +24,7 @@ void MeterColumn::paint (juce::Graphics& g)
     g.setFont (fonts::caption());
     g.drawText ("REMOVED", 0, 5, getWidth(), 16, juce::Justification::centred, false);
 
-    // The first LED lies below the readout of 30 and the header of 10.
+    // The first LED lies below the readout (30) and the header (10).
     constexpr int firstLed = meterTop + 40;
     g.setFont (fonts::inter (10.0f));
     for (const auto figure : { 1, 6, 12, 18, 24, 30, 36, 41 })

@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** The column at the right of the waveform: caption, suppression meter, and beside it the figures of its scale, which
-    are the column's. The meter takes the largest pitch that fits and stays at the top.
+/** The column right of the waveform: caption, suppression meter and, beside it, the figures of the scale,
+    which the column draws. The meter takes the largest pitch that fits and stays at the top.
 */
 class MeterColumn : public juce::Component
 {

@@ -2,22 +2,22 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
-/** How the interface moves: short, and not at all where the user wants no motion. Message thread. */
+/** How the interface moves: briefly, and not at all where the user wants no motion. Message thread. */
 namespace tessivar::motion
 {
 
 inline constexpr int hoverMs = 80, fadeMs = 120, disclosureMs = 140;
 
-/** With reduced motion everything is in its place at once; only playhead, meters and the value label still move.
-    True until the program says otherwise, so that pictures and tests see how a change ends.
+/** With reduced motion every change is immediate; only playhead, meters and the value label still move. True
+    until the program sets it, so that pictures and tests show how a change ends.
 */
 [[nodiscard]] bool isReduced();
 void setReduced (bool shouldBeReduced);
 
-/** Shows a component by a short fade; at once where motion is reduced or nobody would see it. */
+/** Fades a component in; shows it at once when motion is reduced or nobody would see the fade. */
 void fadeIn (juce::Component& component);
 
-/** How far a component has gone from its look at rest to its look under the mouse; repaints it on the way. */
+/** How far a component is from its resting look to its hovered look; repaints it on the way. */
 class HoverFade : private juce::Timer
 {
 public:
@@ -25,7 +25,7 @@ public:
 
     void setOver (bool shouldBeOver);
     [[nodiscard]] bool isOver() const { return over; }
-    /** 0 at rest to 1 under the mouse. */
+    /** 0 at rest to 1 hovered. */
     [[nodiscard]] float amount() const { return share; }
 
 private:

@@ -2,13 +2,13 @@
 
 #include <juce_graphics/juce_graphics.h>
 
-/** Every colour of the interface by its name. One meaning per colour: ice is what is touched or active, ember is
-    what is removed, a drum type has its own hue, amber warns and red is failure only.
+/** Every colour of the interface, by name. Each has one meaning: ice is touched or active, ember is removed,
+    amber warns, red is failure only, and every drum type has a hue of its own.
 */
 namespace tessivar::palette
 {
 
-// Grounds, from the window to what floats over it.
+// Backgrounds, from the window up to what floats over it.
 inline const juce::Colour window (0xff0d1013);
 inline const juce::Colour wave (0xff0b0e11);
 inline const juce::Colour panel (0xff14181c);
@@ -46,7 +46,7 @@ inline const juce::Colour emberFill (0xff6e3b2a);
 inline const juce::Colour amber (0xfff2c14e);
 inline const juce::Colour red (0xffff6b6b);
 inline const juce::Colour green (0xff7fd6a4);
-/** The words of an action that destroys something, on raised ground. */
+/** Text of a destructive action, on a raised background. */
 inline const juce::Colour danger (0xffff9c9c);
 
 inline const juce::Colour kick (0xff78aeff);
@@ -57,7 +57,7 @@ inline const juce::Colour tomLow (0xfff593cd);
 inline const juce::Colour tomFloor (0xff9cdb6e);
 inline const juce::Colour other (0xffaeb8c2);
 
-/** A track's source where nothing has been analysed. */
+/** The source of a track that has not been analysed. */
 inline const juce::Colour sourceUnanalysed (0xff93a0ac);
 
 } // namespace tessivar::palette

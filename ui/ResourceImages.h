@@ -7,12 +7,11 @@
 namespace tessivar
 {
 
-/** The images that are shipped with the program, read from its Resources folder by their path below it.
+/** The images shipped with the program, read from its Resources folder by relative path.
 
-    The folder is absolute: a file chooser may change the process's working directory, and an image that was
-    named relative to it would come out empty without a word. A file that is missing or unreadable is an empty
-    image, which draws nothing and has no size. Each file is decoded once; copies share their pixels.
-    Message thread only.
+    The folder is absolute: a file chooser may change the process's working directory, and an image at a
+    relative path would then silently come out empty. A missing or unreadable file gives an empty image, which
+    draws nothing and has no size. Each file is decoded once; copies share their pixels. Message thread only.
 */
 class ResourceImages
 {
@@ -22,7 +21,7 @@ public:
     /** @param path  below the folder, with "/" between its parts: "slider/slider knob.png" */
     juce::Image get (const juce::String& path) const;
 
-    /** The folder that everything shipped is found in. */
+    /** The folder that holds everything shipped. */
     const juce::File& getFolder() const { return folder; }
 
 private:

@@ -37,7 +37,7 @@ void SliderArt::paint (juce::Graphics& g, juce::Slider& slider) const
     g.drawImage (pathVertical, groove);
     if (pathFill.isValid() && position < groove.getBottom())
     {
-        // The fill lies along the slider: stretched to the length, turned to run upwards.
+        // The fill runs along the slider: stretched to its length, rotated to run upwards.
         const auto length = (groove.getBottom() - position) / static_cast<float> (pathFill.getWidth());
         const auto across = thickness / static_cast<float> (pathFill.getHeight());
         g.drawImageTransformed (pathFill,

@@ -7,12 +7,12 @@
 namespace tessivar
 {
 
-/** The four images of a straight slider, and how they make one. */
+/** The four images of a straight slider, and how to draw one with them. */
 struct SliderArt
 {
     explicit SliderArt (const ResourceImages& images);
 
-    /** Draws a horizontal or vertical slider over its whole bounds: the groove, the fill up to the value, the knob. */
+    /** Draws a horizontal or vertical slider over its whole bounds: groove, fill up to the value, knob. */
     void paint (juce::Graphics& g, juce::Slider& slider) const;
 
     juce::Image path, pathVertical, pathFill, knob;

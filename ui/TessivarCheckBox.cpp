@@ -11,7 +11,7 @@ namespace
 constexpr int dotEdge = 20; // logical pixels; 40 in the images
 constexpr float socketDiameter = 13.0f;
 
-/** Stands in for an image that is not there: what is lit must never look like what is not. */
+/** Replaces a missing image: lit must never look like unlit. */
 void drawPlainDot (juce::Graphics& g, bool isLit, bool isActive, float opacity)
 {
     const auto disc = juce::Rectangle<int> (2 * dotEdge, 2 * dotEdge).toFloat();

@@ -9,16 +9,17 @@ namespace tessivar
 
 /** A toggle shown as a dot that lights up, with its text beside it.
 
-    The images are drawn at their own size, which is double: layOut gives it twice the bounds under a transform of
-    0.5. The parent draws the socket ring (see drawSocket), so that an empty box keeps its outline while hovered.
+    The images have double resolution and are drawn at their own size, so layOut gives the box twice the
+    bounds and a transform of 0.5. The parent draws the socket ring (see drawSocket), so that an unlit box
+    keeps its outline while hovered.
 */
 class TessivarCheckBox : public juce::ToggleButton
 {
 public:
     explicit TessivarCheckBox (const ResourceImages& images, const juce::String& buttonText = {});
 
-    /** Places the box in logical pixels of its parent; the dot's square is 20 x 20 at the left of the area, centred
-        from top to bottom.
+    /** Places the box, in logical pixels of its parent; the dot's square of 20 x 20 stands at the left of the
+        area, centred vertically.
     */
     void layOut (juce::Rectangle<int> area);
 
@@ -34,7 +35,7 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarCheckBox)
 };
 
-/** The ring of 13 px around a dot, drawn by the parent of a check box. */
+/** The ring of 13 px around a check box's dot, drawn by the parent. */
 void drawSocket (juce::Graphics& g, juce::Rectangle<int> dotArea, bool enabled = true);
 
 } // namespace tessivar

@@ -17,7 +17,7 @@ Scheme makeScheme()
              palette::textHigh,   palette::highlight, palette::textHigh };
 }
 
-/** The keyboard focus as design-wide frame around any component that asks for an outline. */
+/** Draws the keyboard focus around any component that asks for an outline. */
 class RingProperties : public juce::FocusOutline::OutlineWindowProperties
 {
 public:
@@ -44,7 +44,7 @@ TessivarLookAndFeel::TessivarLookAndFeel (const juce::File& resourcesFolder)
     : LookAndFeel_V4 (makeScheme()), typefaces (resourcesFolder)
 {
     setColours();
-    // A font that was drawn before this look came keeps its typeface in the cache, and would go on being drawn so.
+    // A font drawn before this look was set keeps its cached typeface until the cache is cleared.
     juce::Typeface::clearTypefaceCache();
 }
 

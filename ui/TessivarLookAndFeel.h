@@ -7,11 +7,11 @@
 namespace tessivar
 {
 
-/** The program's look for the toolkit's own widgets, and the keeper of its typefaces.
+/** The program's look for the toolkit's widgets, and owner of its typefaces.
 
-    Made once, set as the default look and feel before any window, and kept until the last one is gone. A TextButton is
-    drawn as standard button, or as primary one when its property "primary" is set. Tooltips show a key at their end in
-    square brackets, "Hear only what is removed [R]", as a key cap.
+    Made once, set as default look and feel before the first window, and kept until the last one is gone. A
+    TextButton is drawn as a standard button, or as a primary one when its property "primary" is set. A key in
+    square brackets at the end of a tooltip, "Hear only what is removed [R]", is drawn as a key cap.
 */
 class TessivarLookAndFeel : public juce::LookAndFeel_V4
 {
@@ -115,17 +115,17 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarLookAndFeel)
 };
 
-/** Gives a single-line text field the interface's type: 13 px, in the middle of its height, 10 px from its edge. */
+/** Sets up a single-line text field: 13 px type, centred vertically, 10 px from its edge. */
 void prepareTextField (juce::TextEditor& editor);
 
-/** A tooltip's text and the key that stands in square brackets at its end. */
+/** A tooltip's text, and the key in square brackets at its end. */
 struct TooltipParts
 {
     juce::String text, key;
 };
 TooltipParts splitTooltip (const juce::String& tip);
 
-/** A progress trough with its ice fill. @param progress  0 to 1; below 0 draws the empty trough */
+/** A progress bar's trough with its ice fill. @param progress  0 to 1; below 0 draws the empty trough */
 void drawProgressTrough (juce::Graphics& g, juce::Rectangle<float> area, double progress);
 
 } // namespace tessivar

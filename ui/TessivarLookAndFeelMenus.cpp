@@ -27,10 +27,10 @@ juce::Font keyFont()
     return fonts::inter (11.0f, fonts::Weight::medium);
 }
 
-/** "Ctrl+Shift+S" for what the toolkit calls "ctrl + shift + S", "Delete" for "delete". */
+/** "Ctrl+Shift+S" for the toolkit's "ctrl + shift + S", "Delete" for "delete". */
 juce::String keyName (const juce::String& description)
 {
-    // Split at the signs with spaces around them: a plus sign may be the key itself.
+    // Split only at plus signs between spaces: the key itself may be a plus sign.
     juce::StringArray parts;
     for (auto rest = description; rest.isNotEmpty();)
     {
@@ -50,7 +50,7 @@ float keyCapWidth (const juce::String& key)
 
 void TessivarLookAndFeel::drawPopupMenuBackground (juce::Graphics& g, int width, int height)
 {
-    // The window is opaque: without a compositor its corners could not be cut out, so they take the ground's colour.
+    // The window is opaque, and without a compositor its corners can't be cut out: they take its colour.
     g.setColour (palette::window);
     g.fillRect (0, 0, width, height);
     const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
@@ -117,7 +117,7 @@ void TessivarLookAndFeel::getIdealPopupMenuItemSize (
     const juce::String& text, bool isSeparator, int, int& idealWidth, int& idealHeight)
 {
     idealHeight = isSeparator ? separatorHeight : itemHeight;
-    // The toolkit hands the words and the key over as one text, so the key needs no room of its own but a gap.
+    // The toolkit passes words and key as one text, so the key needs only a gap.
     idealWidth =
         isSeparator
             ? 50
@@ -223,7 +223,7 @@ juce::Rectangle<int> TessivarLookAndFeel::getTooltipBounds (const juce::String& 
     const auto lines = static_cast<int> (std::ceil (words / widest));
     const juce::Rectangle<int> size (juce::roundToInt (std::ceil (width)),
                                      tipHeight + 16 * (std::max (1, lines) - 1));
-    // Below and to the right of the pointer; on the other side of it where the screen ends.
+    // Below and right of the pointer, or on its other side near the screen's end.
     const auto x = screenPosition.x > parentArea.getCentreX() ? screenPosition.x - size.getWidth() - 12
                                                               : screenPosition.x + 16;
     const auto y = screenPosition.y > parentArea.getCentreY() ? screenPosition.y - size.getHeight() - 6

@@ -5,7 +5,9 @@
 namespace tessivar
 {
 
-/** The strip that marks the play position; whoever shows the waveform moves it. The mouse goes through to the waveform. */
+/** The strip that marks the play position; whoever shows the waveform moves it. The mouse goes through to the
+    waveform.
+*/
 class TessivarTimeMarker : public juce::Component
 {
 public:

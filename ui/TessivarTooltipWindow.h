@@ -5,9 +5,8 @@
 namespace tessivar
 {
 
-/** The tooltip window: after 700 ms over a component, at once when another tip went less than a second ago. The look
-    and feel draws it; a key at the end of a tip in square brackets, "Hear only what is removed [R]", is shown as a
-    key cap.
+/** Shows tooltips after 700 ms, or at once when another one closed less than a second ago.
+    TessivarLookAndFeel draws them.
 */
 class TessivarTooltipWindow : public juce::TooltipWindow
 {

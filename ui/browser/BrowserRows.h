@@ -8,7 +8,7 @@
 namespace tessivar
 {
 
-/** What rows tell the list; set once by the list for all of them. */
+/** What rows report to the list, which sets these once for all rows. */
 struct RowCallbacks
 {
     std::function<void (RowId group, RowId track, const juce::MouseEvent&)> onPress, onDrag, onRelease;
@@ -33,7 +33,7 @@ public:
     void setSelected (bool isSelected, bool isLead);
     void setDimmed (bool shouldBeDimmed);
 
-    /** The level bar alone, at display rate. */
+    /** Updates the level bar alone; called at display rate. */
     void setLevels (float source, float kept);
 
     void paint (juce::Graphics& g) override;
@@ -77,10 +77,12 @@ public:
 
     void setState (const GroupRowState& newState);
     void setSelected (bool isSelected);
-    /** At an edge of the list instead of its place, with tracks below or above it. */
+    /** Shown at an edge of the list, away from its place, with tracks passing behind it. */
     void setPinned (bool shouldBePinned);
 
-    /** Opens the name for typing. Enter and losing the focus keep, Escape drops; an empty name changes nothing. */
+    /** Opens the name for editing. Enter and losing the focus commit, Escape cancels; an empty name changes
+        nothing.
+    */
     void beginRename();
 
     void paint (juce::Graphics& g) override;

@@ -106,7 +106,7 @@ BrowserSelection afterTrackClick (const BrowserState& state,
     for (const auto& candidate : group->tracks)
         if (selection.contains (candidate.id) != (candidate.id == track))
             changed.tracks.push_back (candidate.id);
-    // The last chosen track stays: there is always one to show.
+    // Keep the last selected track: one must always be shown.
     if (changed.tracks.empty())
         return selection;
     changed.anchor = track;
@@ -126,7 +126,7 @@ afterArrow (const BrowserState& state, const BrowserSelection& selection, int st
     if (rows.empty())
         return {};
     auto index = indexOf (rows, selection);
-    // The chosen track may be hidden in a folded Group: its Group row stands for it.
+    // The selected track may be hidden in a folded Group, whose row then stands for it.
     if (! index.has_value())
         index = indexOf (rows, { selection.group, 0, 0, {} });
     if (! index.has_value())
@@ -165,7 +165,7 @@ int seenTop (const std::vector<BrowserRow>& rows, std::size_t index, juce::Range
 
     if (row.top < view.getStart())
     {
-        // The next Group's row, or the end of the list, pushes it out.
+        // Pushed out by the next Group's row or the end of the list.
         auto end = rows.back().top + rows.back().height;
         for (auto next = index + 1; next < rows.size(); ++next)
             if (rows[next].track == 0)
@@ -193,7 +193,7 @@ std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics 
         const auto bottom = tracksTop + (group.open ? count * metrics.trackHeight : 0);
         if (y < bottom)
         {
-            // On the Group's own row: to the front of an open Group, to the end of a folded one.
+            // On a Group's row: to the front of an open Group, to the end of a folded one.
             if (y < tracksTop)
                 return DropPlace{ group.id, group.open ? 0 : count, tracksTop };
             const auto index =

@@ -10,10 +10,11 @@
 namespace tessivar
 {
 
-/** Names a Group or a Track for as long as it is open; handed out by the owner, never 0. */
+/** Identifies a Group or a Track while it is open; assigned by the owner, never 0. */
 using RowId = std::int64_t;
 
-/** Peaks of a whole track in equal columns, 0 to 1. While a file loads there are fewer columns than `numColumns`. */
+/** Peaks of a whole track in equal columns, 0 to 1. While the file loads there are fewer than `numColumns`.
+*/
 struct MiniWave
 {
     int numColumns = 0;
@@ -36,7 +37,7 @@ struct TrackRowState
     DrumLook type = DrumLook::other;
     bool included = true;
     Mark mark = Mark::notAnalysed;
-    juce::String leakage;            // "leakage -3 dB" where an analysis has estimated it
+    juce::String leakage;            // "leakage -3 dB" once an analysis has estimated it
     juce::String hint;               // what the analysis found, in a sentence
     std::optional<int> focusPercent; // of the sounding setting; none where there is nothing to focus
     bool sourceMissing = false;
@@ -82,23 +83,23 @@ struct BrowserState
 
     std::vector<GroupRowState> groups;
     Analyze analyze = Analyze::unavailable;
-    Method method = Method::standard; // that the chosen Group's next analysis will use
+    Method method = Method::standard; // for the selected Group's next analysis
     bool canExport = false;
 };
 
-/** Which rows are chosen. The lead is the one that is shown and played: a Track, or a Group when no track is. */
+/** The selected rows. The lead is shown and played: a Track, or the Group when no track is selected. */
 struct BrowserSelection
 {
     RowId group = 0;
-    RowId lead = 0;            // track; 0 when the Group row itself is chosen
-    RowId anchor = 0;          // where a Shift-click's range begins
-    std::vector<RowId> tracks; // all chosen tracks, of that Group, in its order
+    RowId lead = 0;            // track; 0 when the Group row itself is selected
+    RowId anchor = 0;          // where a Shift-click's range starts
+    std::vector<RowId> tracks; // all selected tracks of that Group, in its order
 
     bool contains (RowId track) const;
     friend bool operator== (const BrowserSelection&, const BrowserSelection&) = default;
 };
 
-/** A place in the list. track is 0 for a Group row. */
+/** A row's place in the list; track is 0 for a Group row. */
 struct BrowserRow
 {
     RowId group = 0;
@@ -117,15 +118,15 @@ constexpr BrowserMetrics browserMetrics (bool compact)
     return { 46, compact ? 53 : 57 };
 }
 
-/** Rows of open Groups and of Groups themselves, from the top. */
+/** Rows of all Groups and of the tracks of open ones, from the top. */
 std::vector<BrowserRow> visibleRows (const BrowserState& state, BrowserMetrics metrics);
 int totalHeight (const BrowserState& state, BrowserMetrics metrics);
 
 const GroupRowState* findGroup (const BrowserState& state, RowId group);
 const TrackRowState* findTrack (const BrowserState& state, RowId track);
 
-/** The selection after a click on a track: alone; with Ctrl one more or less; with Shift all from the anchor on.
-    A multiple selection stays within one Group; a click elsewhere begins anew.
+/** The selection after a click on a track: that track alone; Ctrl toggles it; Shift extends from the anchor.
+    Several tracks can be selected only within one Group; a click elsewhere starts over.
 */
 BrowserSelection afterTrackClick (const BrowserState& state,
                                   const BrowserSelection& selection,
@@ -135,14 +136,14 @@ BrowserSelection afterTrackClick (const BrowserState& state,
                                   bool shift);
 BrowserSelection afterGroupClick (const BrowserState& state, RowId group);
 
-/** The selection one visible row further down (+1) or up (-1); with Shift the range grows. */
+/** The selection one visible row further down (+1) or up (-1); Shift extends the range. */
 BrowserSelection
 afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift);
 
-/** What is left of a selection after rows have gone. */
+/** What remains of a selection after rows have gone. */
 BrowserSelection withoutMissingRows (const BrowserState& state, const BrowserSelection& selection);
 
-/** Where dragged tracks would land: before the track with this index of the Group, and the line that shows it. */
+/** Where dragged tracks would land: before the track with this index, and the line that marks it. */
 struct DropPlace
 {
     RowId group = 0;
@@ -150,9 +151,10 @@ struct DropPlace
     int lineY = 0;
     friend bool operator== (const DropPlace&, const DropPlace&) = default;
 };
-/** Where the row with this index is seen while the list is scrolled: tracks at their places; the row of the Group whose
-    tracks are at the top of the view stays there, pushed out by the next Group; and the first Group row below the view
-    waits at its bottom. @param view  what is seen of the list, logical pixels from its top
+/** Where the top of this row appears while the list is scrolled. Tracks stay in place; the row of the Group
+    whose tracks are at the top of the view sticks there until the next Group pushes it out; the first Group
+    row below the view sticks to its bottom. @param view  visible part of the list, logical pixels from its
+    top
 */
 int seenTop (const std::vector<BrowserRow>& rows, std::size_t index, juce::Range<int> view);
 
@@ -160,7 +162,7 @@ std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics 
 
 /** From the top of a Group's row to the bottom of its last visible track; nothing for an unknown Group. */
 std::optional<juce::Range<int>> groupExtent (const BrowserState& state, BrowserMetrics metrics, RowId group);
-/** The Group whose rows are at this height; 0 below the last one. */
+/** The Group with rows at this height; 0 below the last one. */
 RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y);
 
 /** "Kick In, Kick, included, analysed, Focus 62 percent" and "Take 3, 8 tracks, changed, not saved". */

@@ -46,7 +46,7 @@ BrowserView::BrowserView (const ResourceImages& images)
     wire (exportGroup, onExport);
     analyze.onClick = [this]
     {
-        // "Up to date" is a state, not an offer.
+        // "Up to date" is a state, not an action.
         if (getState().analyze != BrowserState::Analyze::upToDate && onAnalyze != nullptr)
             onAnalyze();
     };
@@ -55,7 +55,7 @@ BrowserView::BrowserView (const ResourceImages& images)
 
 BrowserView::~BrowserView()
 {
-    // The list goes before the viewport, which would tell of it.
+    // The list is destroyed before the viewport, which would still report it.
     viewport.onScroll = [] {};
 }
 

@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** The browser at the left of the window: title with "new" and "import", the list, and the buttons for the chosen
-    Group. It takes dropped files and shows where they would go.
+/** The browser at the left of the window: title with "new" and "import" buttons, the list, and the buttons
+    for the selected Group. It takes dropped files and shows where they would go.
 */
 class BrowserView : public juce::Component,
                     public juce::FileDragAndDropTarget,
@@ -19,18 +19,18 @@ public:
     void setState (const BrowserState& newState);
     const BrowserState& getState() const { return list.getState(); }
 
-    /** Rows of 53 instead of 57. */
+    /** Rows 53 pixels high instead of 57. */
     void setCompact (bool compact);
 
     BrowserList& getList() { return list; }
 
     std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
-    /** Another method was chosen for the chosen Group's next analysis. */
+    /** The user chose a method for the selected Group's next analysis. */
     std::function<void (BrowserState::Method)> onMethodChosen;
-    /** Files were dropped on a Group, or elsewhere (0): then they make a new Group. */
+    /** Files were dropped on a Group, or elsewhere (0), which makes a new Group. */
     std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
 
-    /** Shows where hovering files would go; nothing, a Group, or a new Group (0). */
+    /** Where hovering files would go: nowhere, to a Group, or to a new Group (0). */
     struct DropHover
     {
         RowId group = 0;
@@ -62,7 +62,7 @@ private:
     void showScrollPosition();
     void scrollBarMoved (juce::ScrollBar*, double newStart) override;
 
-    /** Leaves Home, End and the page keys, with which the toolkit would scroll, to the window's commands. */
+    /** Leaves Home, End and the page keys, which the toolkit would scroll with, to the window's commands. */
     class ListViewport : public juce::Viewport
     {
     public:

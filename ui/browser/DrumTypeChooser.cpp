@@ -32,7 +32,7 @@ DrumTypeChooser::DrumTypeChooser()
 
 void DrumTypeChooser::hideLabel()
 {
-    // The chooser draws its glyph and name itself; the toolkit's label would draw the name again, centred.
+    // The chooser draws glyph and name itself; the toolkit's label would draw the name again, centred.
     for (auto* child : getChildren())
         child->setVisible (false);
 }

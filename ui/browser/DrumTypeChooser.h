@@ -6,17 +6,17 @@
 namespace tessivar
 {
 
-/** The drum type of a track: glyph, name and the list of the seven types with their keys. */
+/** Chooses a track's drum type: glyph, name, and a list of the seven types with their keys. */
 class DrumTypeChooser : public TessivarComboBox
 {
 public:
     DrumTypeChooser();
 
-    /** Shows a type; calls nothing back. An overhead shows a dash and stands in no list. */
+    /** Shows a type without calling back. An overhead shows a dash and isn't in the list. */
     void setType (DrumLook newType);
     DrumLook getType() const { return type; }
 
-    /** The user has chosen a type. */
+    /** The user chose a type. */
     std::function<void (DrumLook)> onChoose;
 
     void paint (juce::Graphics& g) override;

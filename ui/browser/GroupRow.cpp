@@ -35,7 +35,8 @@ Icon markIcon (GroupRowState::Mark mark)
     return Icon::ring;
 }
 
-/** The facts, without those in their middle where there is too little room: how many tracks, and how long, say most. */
+/** The facts, without the middle ones when space is short: the number of tracks and the length matter most.
+*/
 juce::String factsWithin (const juce::String& facts, float width)
 {
     const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
@@ -141,7 +142,7 @@ void GroupRow::paint (juce::Graphics& g)
     g.setColour (selected ? palette::selected
                           : juce::Colour (0xff171c21).interpolatedWith (palette::hover, hover.amount()));
     g.fillRect (getLocalBounds().withTrimmedBottom (1));
-    // Below a folded Group the list draws the seam, where another one follows.
+    // Below a folded Group the list draws the seam, if another Group follows.
     if (state.open || pinned)
     {
         g.setColour (pinned ? palette::seam : trackSeam);
@@ -239,7 +240,7 @@ void GroupRow::endRename (bool keep)
     if (nameEditor == nullptr)
         return;
     const auto name = nameEditor->getText().trim();
-    // The editor is still calling: it goes when its call has come back.
+    // The editor is still calling: destroy it once that call has returned.
     std::shared_ptr<juce::TextEditor> leaving (std::move (nameEditor));
     leaving->removeListener (this);
     removeChildComponent (leaving.get());

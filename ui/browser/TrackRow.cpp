@@ -7,7 +7,7 @@ namespace tessivar
 namespace
 {
 
-constexpr int dotColumn = 34; // logical pixels; the whole of it switches the dot
+constexpr int dotColumn = 34; // logical pixels; all of it toggles the dot
 constexpr int colourBarWidth = 4;
 constexpr float excludedAlpha = 0.5f;
 
@@ -40,7 +40,7 @@ TrackRow::TrackRow (const ResourceImages& images,
         if (callbacks.onLocate != nullptr)
             callbacks.onLocate (id);
     };
-    // Leaving the row for a control inside it is no leaving: the hover stays.
+    // Moving onto a control inside the row doesn't end the hover.
     include.addMouseListener (this, false);
     type.addMouseListener (this, false);
 }
@@ -158,7 +158,7 @@ void TrackRow::paintName (juce::Graphics& g) const
                             juce::Justification::centredRight);
         area.removeFromRight (8);
     }
-    // Dimmed, yet it can be read on the ground of a chosen row.
+    // Dimmed, but legible on the background of a selected row.
     g.setColour (state.included && ! state.sourceMissing ? palette::textHigh : palette::textLow);
     g.setFont (font);
     g.drawText (state.name, area, juce::Justification::centredLeft, true);
@@ -276,7 +276,7 @@ void TrackRow::paintLevel (juce::Graphics& g) const
 
 void TrackRow::mouseDown (const juce::MouseEvent& event)
 {
-    // The menu is the row's wherever in the row it is asked for; the dot alone answers to either button.
+    // A menu click anywhere in the row opens its menu; only the dot answers to either button.
     if (event.mods.isPopupMenu() && event.eventComponent != &include)
     {
         if (callbacks.onMenu != nullptr)

@@ -22,7 +22,7 @@ public:
                      const std::vector<Entry>& entries,
                      std::vector<DialogButton> buttonsToShow);
 
-    /** The chosen button, and which entries were ticked. */
+    /** The button pressed, and which entries were ticked. */
     std::function<void (int button, const std::vector<bool>& ticked)> onResult;
 
     juce::String getMessage() const override { return message; }
@@ -45,7 +45,7 @@ enum class QuitChoice
     cancel,
     saveAndQuit
 };
-/** One dialog for all unsaved Groups; the remark says what has changed. */
+/** One dialog for all unsaved Groups; each remark says what has changed. */
 std::unique_ptr<ChecklistDialog>
 makeQuitDialog (const ResourceImages& images,
                 const std::vector<ChecklistDialog::Entry>& unsavedGroups,
@@ -57,7 +57,9 @@ enum class RecoveryChoice
     later,
     recover
 };
-/** Offers what was not saved when the program last ended. Escape leaves everything for the next start. */
+/** Offers to recover what was unsaved when the program last ended. Escape keeps everything for the next
+    start.
+*/
 std::unique_ptr<ChecklistDialog>
 makeRecoveryDialog (const ResourceImages& images,
                     const std::vector<ChecklistDialog::Entry>& groups,

@@ -48,7 +48,7 @@ juce::Rectangle<int> DialogContent::bodyArea() const
 
 void DialogContent::choose (int index)
 {
-    // The callbacks are copied: dismissing may destroy this dialog and the button that is calling.
+    // Copied, because dismissing may destroy this dialog and the button that is calling.
     const auto choice = onChoice;
     const auto dismiss = onDismiss;
     if (specs[static_cast<std::size_t> (index)].closes && dismiss != nullptr)
@@ -106,7 +106,7 @@ void DialogContent::paint (juce::Graphics& g)
 void DialogContent::resized()
 {
     auto row = getLocalBounds().reduced (padding).removeFromBottom (buttonHeight);
-    // The two answers to a question are equally wide.
+    // Both answers to a question are equally wide.
     const auto isQuestion =
         specs.size() == 2
         && std::none_of (specs.begin(),
@@ -193,7 +193,7 @@ void DialogScrim::remove (DialogContent* content)
         std::find_if (dialogs.begin(), dialogs.end(), [&] (auto& d) { return d.get() == content; });
     if (found == dialogs.end())
         return;
-    // One of the dialog's own buttons may be calling: the dialog goes when that call has come back.
+    // One of the dialog's own buttons may be calling: destroy the dialog once that call has returned.
     std::shared_ptr<DialogContent> leaving (std::move (*found));
     dialogs.erase (found);
     juce::Desktop::getInstance().getAnimator().cancelAnimation (leaving.get(), false);
@@ -218,7 +218,7 @@ void DialogScrim::layOut (DialogContent& content)
     const auto height = std::min (content.idealHeight (width), getHeight() - 16);
     auto& animator = juce::Desktop::getInstance().getAnimator();
     const auto isFading = animator.isAnimating (&content);
-    animator.cancelAnimation (&content, false); // it would put the dialog back to where it began
+    animator.cancelAnimation (&content, false); // it would move the dialog back to where it started
     content.setBounds (getLocalBounds().withSizeKeepingCentre (width, height));
     if (isFading)
         motion::fadeIn (content);
@@ -232,8 +232,8 @@ void DialogScrim::resized()
 
 bool DialogScrim::keyPressed (const juce::KeyPress& key)
 {
-    // Nothing gets past an open dialog to the window's commands. Tab is taken by the toolkit after everyone else has
-    // left it, and stays inside the dialog.
+    // An open dialog keeps all keys from the window's commands, except Tab: the toolkit takes it after
+    // everyone else has declined it, and keeps it inside the dialog.
     return isShowingDialog() && ! key.isKeyCode (juce::KeyPress::tabKey);
 }
 

@@ -8,22 +8,22 @@
 namespace tessivar
 {
 
-/** One button of a dialog's bottom row. */
+/** A button in a dialog's bottom row. */
 struct DialogButton
 {
     juce::String text;
     ButtonLook look = ButtonLook::standard;
-    bool atLeft = false; // apart from the others, at the left end
+    bool atLeft = false; // set apart at the left end
     bool hasFirstFocus = false;
-    bool isSafe = false; // what Escape means
+    bool isSafe = false; // what Escape chooses
     bool closes = true;  // false: the dialog stays open after its callback
 };
 
-/** The card of a dialog: ground, edge, title, and a row of buttons at its bottom. Derived classes lay out and paint what
-    lies between.
+/** The card of a dialog: background, edge, title, and a row of buttons at the bottom. Derived classes lay out
+    and paint the body in between.
 
-    A button calls back with its index among the buttons. Unless the button keeps the dialog open, `onDismiss` is called
-    before `onChoice`, so that a choice may open the next dialog.
+    A button calls back with its index. Unless it keeps the dialog open, `onDismiss` is called before
+    `onChoice`, so that a choice can open the next dialog.
 */
 class DialogContent : public juce::Component
 {
@@ -33,26 +33,26 @@ public:
 
     static constexpr int padding = 25; // 24 inside the edge
 
-    /** Height that the dialog takes at this width, in logical pixels. */
+    /** Height the dialog needs at this width, in logical pixels. */
     int idealHeight (int width) const;
     virtual int idealWidth() const { return 520; }
 
-    /** What the screen reader says after the title. */
+    /** Read by screen readers after the title. */
     virtual juce::String getMessage() const { return {}; }
 
     std::function<void (int)> onChoice;
-    /** Set by whoever shows the dialog: takes it off the screen. */
+    /** Removes the dialog from the screen; set by whoever shows it. */
     std::function<void()> onDismiss;
-    /** Set likewise: the dialog asks for another height than before. */
+    /** The dialog needs a different height; set likewise. */
     std::function<void()> onHeightChanged;
 
     ActionButton& getButton (int index) { return *buttons[static_cast<std::size_t> (index)]; }
     const ActionButton& getButton (int index) const { return *buttons[static_cast<std::size_t> (index)]; }
     int getNumButtons() const { return static_cast<int> (buttons.size()); }
 
-    /** Chooses as a click on the button with this index does. */
+    /** Does what clicking the button with this index does. */
     void choose (int index);
-    /** Chooses the safe button; nothing when there is none. */
+    /** Chooses the safe button, if there is one. */
     void escape();
     void takeFirstFocus();
 
@@ -62,10 +62,10 @@ public:
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 protected:
-    /** Height of what lies between title and buttons, at the width inside the padding. */
+    /** Height of the body at the width inside the padding. */
     virtual int bodyHeight (int width) const = 0;
     virtual void layOutBody (juce::Rectangle<int> body) = 0;
-    /** Width at the left that the title leaves free, for a sign. */
+    /** Width at the left of the title to keep free for a sign. */
     virtual int titleIndent() const { return 0; }
 
     juce::Rectangle<int> bodyArea() const;
@@ -84,11 +84,11 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DialogContent)
 };
 
-/** Text of several lines, 13 px on 19. */
+/** Multi-line text: 13 px type, lines 19 px apart. */
 juce::TextLayout layOutText (const juce::String& text, juce::Colour colour, float width);
 
-/** Dims the window below and shows one dialog in its middle. Clicks beside the dialog go nowhere; Tab stays inside.
-    Dialogs shown while one is open lie on top of it.
+/** Dims the window and shows one dialog in its middle. Clicks beside the dialog do nothing; Tab stays inside.
+    A dialog shown while another is open lies on top of it.
 */
 class DialogScrim : public juce::Component
 {
@@ -96,7 +96,7 @@ public:
     DialogScrim();
 
     void show (std::unique_ptr<DialogContent> content);
-    /** Takes the top dialog away, without a choice. */
+    /** Removes the top dialog without a choice. */
     void dismissTop();
     bool isShowingDialog() const { return ! dialogs.empty(); }
     DialogContent* getTop() { return dialogs.empty() ? nullptr : dialogs.back().get(); }

@@ -115,7 +115,7 @@ void DialogList::Rows::paint (juce::Graphics& g)
         const auto remarkFont = fonts::inter (12.0f);
         if (row.remark.isNotEmpty())
         {
-            // Half of the row, or what the text leaves of it.
+            // Half of the row, or what the text leaves.
             const auto left = area.getWidth() - fonts::inter (13.0f).getStringWidth (row.text) - 16;
             const auto width =
                 std::min (remarkFont.getStringWidth (row.remark) + 2, std::max (left, area.getWidth() / 2));

@@ -8,14 +8,14 @@
 namespace tessivar
 {
 
-/** A line of a dialog's list. */
+/** A row of a dialog's list. */
 struct DialogListRow
 {
     juce::String text, remark;
     Icon icon = Icon::file;
     juce::Colour iconColour;    // transparent: the low text colour
     juce::Colour remarkColour;  // transparent: the low text colour
-    std::optional<bool> ticked; // with a dot in place of the icon
+    std::optional<bool> ticked; // shows a dot in place of the icon
 };
 
 /** A scrolling list in a well, up to eight rows high. */
@@ -27,10 +27,10 @@ public:
     void setRows (std::vector<DialogListRow> newRows, int rowHeightToUse);
     const std::vector<DialogListRow>& getRows() const { return rows; }
 
-    /** Height for its rows, at most eight of them, in logical pixels. */
+    /** Height of its rows, eight at most, in logical pixels. */
     int idealHeight() const;
 
-    /** The user has lit or put out the dot of a row. */
+    /** The user ticked or cleared a row's dot. */
     std::function<void (int row, bool ticked)> onTick;
 
     void paint (juce::Graphics& g) override;
@@ -39,7 +39,7 @@ public:
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
-    /** All rows; lives in the viewport. */
+    /** All rows, inside the viewport. */
     class Rows : public juce::Component
     {
     public:

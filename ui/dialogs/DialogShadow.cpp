@@ -10,9 +10,9 @@ namespace
 
 constexpr int blur = 28, drop = 10; // logical pixels
 constexpr int margin = blur + drop; // from the card to the image's edge, on each side
-constexpr std::size_t mostKept = 3; // as many dialogs as ever lie above each other
+constexpr std::size_t mostKept = 3; // dialogs that are ever stacked
 
-/** At one pixel per logical pixel: a shadow this soft has no detail that a finer one would show. */
+/** At one pixel per logical pixel: a shadow this soft has no detail that more would show. */
 juce::Image blurred (int width, int height)
 {
     juce::Image image (juce::Image::ARGB, width + 2 * margin, height + 2 * margin, true);

@@ -20,7 +20,7 @@ std::vector<DialogListRow> rowsFrom (const juce::StringArray& list)
 }
 
 constexpr int listRowHeight = 30, textTop = 6, listGap = 18;
-constexpr juce::juce_wchar enSpace = 0x2002; // sets the words off from the dot
+constexpr juce::juce_wchar enSpace = 0x2002; // separates the text from the dot
 
 } // namespace
 
@@ -59,7 +59,7 @@ int MessageDialog::bodyHeight (int width) const
 
 void MessageDialog::layOutBody (juce::Rectangle<int> body)
 {
-    // A dialog that is too high for the window shortens its list; nothing else can scroll.
+    // A dialog too high for the window shortens its list; nothing else can scroll.
     const auto above = bodyHeight (body.getWidth()) - list.idealHeight();
     list.setBounds (body.withTrimmedTop (std::min (above, body.getHeight())));
     const auto row = getButton (0).getBounds();
@@ -176,7 +176,7 @@ std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
     no.text = negative;
     no.isSafe = true;
     no.hasFirstFocus = destroys;
-    // The primary stands at the right; what overwrites gives that place to the safe answer.
+    // The primary button stands at the right; a destructive question puts the safe answer there.
     settings.buttons = destroys ? std::vector<DialogButton>{ yes, no } : std::vector<DialogButton>{ no, yes };
     const auto yesIndex = destroys ? 0 : 1;
 

@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** A message with, where needed, a warning sign, a list that can be copied, and a dot to tick. */
+/** A message, optionally with a warning sign, a list that can be copied, and a dot to tick. */
 struct MessageDialogSettings
 {
     juce::String title, message;
@@ -25,7 +25,7 @@ public:
 
     bool isTicked() const { return tick.getToggleState(); }
 
-    /** Called before the dialog goes, with the chosen button and whether the dot was lit. */
+    /** Called before the dialog closes, with the button pressed and whether the dot was ticked. */
     std::function<void (int button, bool ticked)> onResult;
 
     int idealWidth() const override { return settings.width; }
@@ -49,8 +49,8 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MessageDialog)
 };
 
-/** A warning with its list of files: "Copy list", which keeps the dialog open, and "OK". Where `mayBeSilenced`, with
-    the dot "Don't show this warning again."; onClose hears whether it was lit.
+/** A warning with a list of files: "Copy list", which keeps the dialog open, and "OK". With `mayBeSilenced`
+    there is also the dot "Don't show this warning again."; onClose receives its state.
 */
 std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
                                                   const juce::String& title,
@@ -66,9 +66,9 @@ std::unique_ptr<MessageDialog> makeNoticeDialog (const ResourceImages& images,
                                                  const juce::String& buttonText,
                                                  std::function<void()> onClose);
 
-/** A question with two answers. A safe question has the focus on its affirmative answer; one that overwrites or
-    throws away has it on the negative one and shows the affirmative in that look.
-    @param affirmativeLook  primary, caution or danger
+/** A question with two answers. A safe question has the focus on its affirmative answer; one that overwrites
+    or discards has it on the negative one, and its affirmative takes the look given. @param affirmativeLook
+    primary, caution or danger
 */
 std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
                                                    const juce::String& title,

@@ -12,18 +12,17 @@ namespace
 {
 
 constexpr int stageGap = 6;
-constexpr double smallestMove =
-    0.25; // logical pixels: what a bar's end has to move before it is painted anew
+constexpr double smallestMove = 0.25; // logical pixels that a bar's end moves before it is repainted
 
 int percentOf (double progress)
 {
-    // Cut, so that 100 % stands for the end alone; the millionth takes up what 0.58 lacks to 58 hundredths.
+    // Truncated, so that 100 % means done; the millionth makes up for 0.58 being stored slightly low.
     return juce::jlimit (0, 100, static_cast<int> (progress * 100.0 + 1.0e-6));
 }
 
 juce::String timeLeftText (double seconds)
 {
-    // Steps that a person would say: tens of seconds, then minutes.
+    // Steps a person would say: tens of seconds, then minutes.
     if (seconds < 10.0)
         return "a few seconds left";
     if (seconds < 90.0)
@@ -173,7 +172,7 @@ bool ProgressDialog::showChanges()
 
 int ProgressDialog::bodyHeight (int) const
 {
-    // The percent and the status line stand beside the button, not above it.
+    // Percentage and status line stand beside the button, not above it.
     return state.stages.empty() ? 28 : 49;
 }
 

@@ -7,17 +7,17 @@
 namespace tessivar
 {
 
-/** A stage of a long operation; it ends at this fraction of the whole, 0 to 1. */
+/** A stage of a long operation, with the overall progress at which it ends, 0 to 1. */
 struct ProgressStage
 {
     juce::String name;
     double end = 1.0;
     juce::String activity = {}; // what the line says meanwhile; empty: nothing
-    int passes = 0;             // through which the stage goes, for the line; 0: none to be told of
+    int passes = 0;             // shown in the line; 0: none
 };
 
-/** Read tracks to 10 %, Separate to 60 %, Build layers to the end; all of it within the first share of the progress, with the
-    rest of Build layers behind it.
+/** Read tracks to 10 %, Separate to 60 %, Build layers to the end. With a share below 1 all of this takes
+    that share of the progress, and Build layers the rest as well.
 */
 std::vector<ProgressStage> analysisStages (int passes, double share = 1.0);
 
@@ -29,25 +29,25 @@ struct ProgressState
     std::optional<double> secondsLeft;
 };
 
-/** Fraction of a stage that is done, 0 to 1. */
+/** Progress of one stage, 0 to 1. */
 double stageProgress (const ProgressState& state, std::size_t stage);
-/** Index of the stage that runs; the last one when all is done. */
+/** Index of the running stage; the last one when all are done. */
 std::size_t currentStage (const ProgressState& state);
 
-/** What a stage does just now: "Separating, pass 46 of 75". */
+/** What the running stage does: "Separating, pass 46 of 75". */
 juce::String stageActivity (const ProgressState& state);
 
 /** "Separating, pass 46 of 75 · about 40 s left" */
 juce::String progressLine (const ProgressState& state);
 
-/** Time left of an operation, from its speed so far; nothing in the first five seconds, when a guess would jump. */
+/** Time left, from the speed so far; nothing in the first five seconds, when an estimate would jump. */
 std::optional<double> estimateSecondsLeft (double progress, double secondsSoFar);
 
-/** Says when a screen reader should speak: at each stage, and every ten percent. */
+/** Decides when a screen reader speaks: at each stage, and every ten percent. */
 class ProgressAnnouncer
 {
 public:
-    /** What is to be said at this state; empty for nothing. */
+    /** What to say in this state; empty for nothing. */
     juce::String next (const ProgressState& state);
 
 private:
@@ -55,8 +55,8 @@ private:
     int tens = 0;
 };
 
-/** Progress of analysis, export, open, save or import, with Cancel. However often it is told the state, it repaints what
-    has changed, at most 15 times a second.
+/** Progress of an analysis, export, open, save or import, with Cancel. However often its state is set, it
+    repaints only what changed, at most 15 times a second.
 */
 class ProgressDialog : public DialogContent, private juce::Timer
 {
@@ -66,7 +66,7 @@ public:
     void setState (const ProgressState& newState);
     void setMessageTitle (const juce::String& text) { setTitleText (text); }
 
-    /** The user wants to stop. The dialog stays until the owner takes it away; Cancel is grey from then on. */
+    /** The user wants to stop. The dialog stays until the owner removes it; Cancel is grey from then on. */
     std::function<void()> onCancel;
 
     int idealWidth() const override { return 480; }
@@ -81,7 +81,7 @@ private:
     static constexpr int repaintMs = 66;
 
     void timerCallback() override;
-    /** Repaints what differs from what was shown last; false when nothing does. */
+    /** Repaints what differs from what is on screen; false when nothing does. */
     bool showChanges();
     juce::Rectangle<int> barArea (std::size_t stage) const;
     juce::Rectangle<int> stageNameArea (std::size_t stage) const;

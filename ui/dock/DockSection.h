@@ -5,9 +5,10 @@
 namespace tessivar
 {
 
-/** One section of the dock: a caption at its top, a line at its left, and a focus ring when the keyboard is here.
+/** A section of the dock: caption at the top, divider at the left, and a focus ring while it has the
+    keyboard.
 
-    The controls inside take no focus, so the section does, and hands the keys on.
+    The controls inside take no focus, so the section does, and passes the keys on.
 */
 class DockSection : public juce::Component
 {
@@ -19,7 +20,7 @@ public:
     void setCompact (bool shouldBeCompact);
     bool isCompact() const { return compact; }
 
-    /** Where the content begins: the line at the left has its own pixel. */
+    /** Left edge of the content, past the divider's pixel. */
     int contentLeft() const { return lineAtLeft ? inset + 1 : inset; }
 
     void paint (juce::Graphics& g) override;

@@ -93,7 +93,7 @@ DockLayout dockLayout (juce::Rectangle<int> area, bool compact)
     layout.listen = area.removeFromRight (compact ? 176 : 196);
     if (! compact)
         layout.layers = area.removeFromRight (176);
-    // Each keeps its frame; what lies inside shares the width.
+    // Each keeps its frame; the insides share the width.
     constexpr int frame = 10;
     layout.focus = area.removeFromLeft (
         compact ? juce::roundToInt (compactFocusShare * area.getWidth())

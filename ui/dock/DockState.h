@@ -25,10 +25,10 @@ enum class ListenMode
 {
     processed,
     bypass, // the source
-    removed // the source less the processed track
+    removed // the source minus the processed track
 };
 
-/** Decides between a click, which latches, and a hold, which lasts only as long as the button is down. Each mode
+/** Tells a click, which latches, from a hold, which lasts only as long as the button is down. Each mode
     releases the other.
 */
 class ListenLatch
@@ -40,10 +40,10 @@ public:
     void press (ListenMode mode, double now);
     void release (ListenMode mode, double now);
 
-    /** A click from the keyboard: latches, or lets go what is latched. */
+    /** A click from the keyboard: latches, or releases what is latched. */
     void toggle (ListenMode mode);
 
-    /** What the owner has decided by itself; ends a hold. */
+    /** Takes over what the owner decided; ends a hold. */
     void set (ListenMode mode);
 
     ListenMode current() const { return listening; }
@@ -55,14 +55,15 @@ private:
     double pressedAt = 0.0;
 };
 
-/** The weight of a layer in what is heard, linear, 0 to 1: what the knob keeps of it, and what Fine blends back. */
+/** Weight of a layer in what is heard, linear, 0 to 1: what the knob keeps of it, and what Fine blends back.
+*/
 struct LayerWeight
 {
     float kept = 0.0f;
     float blendedBack = 0.0f;
 };
 
-/** Height of a bar as a fraction, for a linear weight: -60 dB is 0, 0 dB is 1. */
+/** Height of a bar, 0 to 1, for a linear weight: 0 at -60 dB, 1 at 0 dB. */
 float layerBarHeight (float weight);
 
 /** Everything the dock shows. */
@@ -77,7 +78,7 @@ struct DockState
     static constexpr float focusMaximum = 5.0f;
     static constexpr float fineMaximum = 1.0f;
 
-    bool available = false; // false: nothing can be turned, and `unavailableText` says why
+    bool available = false; // false: the knobs are inactive, and `unavailableText` says why
     juce::String unavailableText{ "Available after analysis." };
     SettingLetter sounding = SettingLetter::a;
     std::array<Values, 2> settings{};
@@ -97,7 +98,9 @@ juce::String settingDescription (const DockState& state);
 /** The line below Bypass and Removed that says what is heard, or why nothing can be chosen. */
 juce::String listeningText (const DockState& state);
 
-/** Where the dock's five sections go. Spare width goes to Focus and Fine, 1 to 0.55; a compact dock has no Layers. */
+/** Bounds of the dock's five sections. Focus and Fine share spare width 1 to 0.55; a compact dock has no
+    Layers.
+*/
 struct DockLayout
 {
     juce::Rectangle<int> setting, focus, fine, layers, listen;

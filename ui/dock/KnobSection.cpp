@@ -92,7 +92,7 @@ void KnobSection::setState (const State& newState)
     knob.setEnabled (state.available);
     if (! state.available)
         label.setVisible (false);
-    // While the knob is held, the hand decides; a value that comes back late would pull it away.
+    // While the knob is held, the hand decides; a late value would pull it away.
     if (! knob.isMouseButtonDown())
         knob.setValue (state.available ? state.value : 0.0, juce::dontSendNotification);
     repaint();
@@ -123,7 +123,7 @@ void KnobSection::takeTypedText()
 {
     if (const auto percent = percentFromText (label.getText()))
         knob.setValue (*percent * settings.maximum / 100.0, juce::sendNotificationSync);
-    // An empty text changes nothing; the label goes back to what the knob says.
+    // An empty text changes nothing; show the knob's value again.
     label.showText (percentText (knob.getValue(), settings.maximum));
 }
 
@@ -256,7 +256,7 @@ void KnobSection::drawRing (juce::Graphics& g) const
         g.setFont (fonts::inter (11.0f));
         const auto y = centre.y + radius * 0.84f;
         const auto reach = radius * 0.92f;
-        // A tick that stands at an end of the scale takes the place of its figure.
+        // A tick at an end of the scale replaces the figure there.
         const auto isFree = [&] (float place)
         {
             const auto isFar = [&] (const std::optional<double>& value)
@@ -285,7 +285,7 @@ void KnobSection::drawOtherTick (juce::Graphics& g) const
     const auto angle = angleForProportion (proportionOf (*state.otherValue));
     const auto at = [&] (float distance) { return centre.getPointOnCircumference (distance, angle); };
     const juce::Line<float> tick (at (radius - 4.0f), at (radius + 6.0f));
-    // A dark seam on both sides keeps the tick apart from the ring it crosses.
+    // Dark seams on both sides set the tick off from the ring.
     g.setColour (palette::panel);
     g.drawLine (tick, 5.0f);
     g.setColour (palette::textHigh);
@@ -303,7 +303,7 @@ void KnobSection::drawSuggestedTick (juce::Graphics& g) const
     const auto centre = knob.getBounds().toFloat().getCentre();
     const auto radius = ringRadius();
     const auto angle = angleForProportion (proportionOf (*state.suggestedValue));
-    // A small arrow head that points at the ring from outside.
+    // A small arrowhead pointing at the ring from outside.
     juce::Path arrow;
     const auto outer = radius + settings.ringThickness + 6.0f;
     arrow.startNewSubPath (centre.getPointOnCircumference (radius + settings.ringThickness, angle));

@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** What makes the Focus section differ from the Fine section. */
+/** What distinguishes the Focus section from the Fine section. */
 struct KnobSectionSettings
 {
     juce::String title, help, keys; // help and keys make the tooltip
@@ -27,8 +27,8 @@ struct KnobSectionSettings
 KnobSectionSettings focusSectionSettings();
 KnobSectionSettings fineSectionSettings();
 
-/** Angles, in radians clockwise from the top, of the lit part of each segment of a scale ring; a segment that is not
-    lit at all has equal ends. Segments part by a gap of `gapRadians`.
+/** A segment of a scale ring: angles in radians clockwise from the top. An unlit one has `litEnd` at `start`;
+    `gapRadians` separates neighbours.
 */
 struct RingSegment
 {
@@ -36,8 +36,8 @@ struct RingSegment
 };
 std::vector<RingSegment> ringSegments (int count, float proportion, float gapRadians);
 
-/** A knob with its value label, and around it the scale ring, the tick of the other setting and the tick of the
-    suggested value, all of which are the section's.
+/** A knob with its value label. The section itself draws the scale ring, the other setting's tick and the
+    suggested value's tick around it.
 */
 class KnobSection : public DockSection, private juce::Slider::Listener
 {
@@ -53,10 +53,10 @@ public:
         juce::String otherLetter;
         std::optional<double> suggestedValue;
     };
-    /** Shows a state; calls nothing back. */
+    /** Shows a state without calling back. */
     void setState (const State& newState);
 
-    /** The user has moved the knob or typed a value. */
+    /** The user moved the knob or typed a value. */
     std::function<void (double)> onValueChange;
     std::function<void()> onGestureStart, onGestureEnd, onCopyToOther;
 

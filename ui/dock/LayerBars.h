@@ -6,7 +6,7 @@
 namespace tessivar
 {
 
-/** Six bars, one a layer: how much of it is heard. */
+/** Six bars, one per layer: how much of it is heard. */
 class LayerBars : public DockSection, public juce::SettableTooltipClient
 {
 public:

@@ -7,8 +7,8 @@
 namespace tessivar
 {
 
-/** A toggle with an icon, a word and its key, 40 px high. It reports presses and releases rather than clicks, because
-    a held button means something else than a clicked one.
+/** A toggle with an icon, a word and its key, 40 px high. It reports presses and releases rather than clicks,
+    because holding it means something else than clicking it.
 */
 class ListenButton : public juce::Button
 {
@@ -33,7 +33,7 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ListenButton)
 };
 
-/** Bypass, Removed, and the line that says what is heard. */
+/** Bypass, Removed, and a line that says what is heard. */
 class ListenSection : public DockSection
 {
 public:

@@ -10,8 +10,8 @@ namespace tessivar
 
 /** The dock below the waveform: Setting, Focus, Fine, Layers, Listen to.
 
-    It shows a DockState and reports what the user does; the owner changes its model and hands the new state back.
-    Message thread only.
+    It shows a DockState and reports what the user does; the owner updates its model and passes the new state
+    back. Message thread only.
 */
 class SettingDock : public juce::Component
 {
@@ -21,17 +21,17 @@ public:
     void setState (const DockState& newState);
     const DockState& getState() const { return state; }
 
-    /** 166 high, smaller knobs, no Layers, Copy or Reset. */
+    /** 166 pixels high, with smaller knobs and without Layers, Copy and Reset. */
     void setCompact (bool shouldBeCompact);
 
-    /** A knob of the sounding setting has moved. Focus is 0 to 5, Fine 0 to 1. */
+    /** A knob of the sounding setting moved. Focus is 0 to 5, Fine 0 to 1. */
     std::function<void (float)> onFocusChange, onFineChange;
-    /** A knob is taken in hand, and let go. */
+    /** The user grabbed or released a knob. */
     std::function<void()> onGestureStart, onGestureEnd;
     std::function<void (SettingLetter, bool wholeGroup)> onChooseSetting;
-    /** Copy the sounding setting to the other one. */
+    /** Copies the sounding setting to the other one. */
     std::function<void()> onCopy;
-    /** Both knobs to their defaults. */
+    /** Resets both knobs to their defaults. */
     std::function<void()> onReset;
     std::function<void (ListenMode)> onListeningChange;
 

@@ -7,16 +7,16 @@
 namespace tessivar
 {
 
-/** The cells A and B with the values of both settings, and below them Copy and Reset. */
+/** Cells A and B with the values of both settings, and Copy and Reset below them. */
 class SettingSwitch : public DockSection, public juce::SettableTooltipClient
 {
 public:
     SettingSwitch();
 
-    /** Shows a state; calls nothing back. */
+    /** Shows a state without calling back. */
     void setState (const DockState& newState);
 
-    /** A cell was chosen; with Shift for every track of the Group. */
+    /** The user chose a cell; with Shift, for every track of the Group. */
     std::function<void (SettingLetter, bool wholeGroup)> onChoose;
     std::function<void()> onCopy, onReset;
 

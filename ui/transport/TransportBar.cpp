@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr int timeLeft = 238;
-constexpr int seam = 1; // at the top; everything else is centred below it
+constexpr int seam = 1; // at the top; the rest is centred below it
 
 } // namespace
 
@@ -47,7 +47,7 @@ TransportBar::TransportBar (const ResourceImages& images)
         repaint();
         call (onVolume, state.volumeDb);
     };
-    // Ends that are typed in the wrong order are put right: a loop always runs forward.
+    // Swap ends typed in the wrong order: a loop always runs forward.
     loopStart.onTyped = [this, call] (double start)
     {
         if (state.loop.has_value())
@@ -84,7 +84,7 @@ void TransportBar::showControls()
     loop.setEnabled (state.hasTrack);
     follow.setEnabled (state.hasTrack);
     loop.setToggleState (state.looping, juce::dontSendNotification);
-    // Following is the usual state and shows by the colour of its sign alone.
+    // Following is the normal state, so only the colour of its icon shows it.
     follow.setInk (state.following ? palette::ice : palette::textMid);
     follow.setTitle (state.following ? "Follow playhead, on" : "Follow playhead, off");
     if (! volume.isMouseButtonDown())

@@ -7,8 +7,8 @@
 namespace tessivar
 {
 
-/** The volume slider; a Shift-click or a double-click sets 0 dB, the wheel and, when it has the
-    focus, the arrow keys move it. */
+/** The volume slider. A Shift-click or a double-click sets 0 dB; the wheel moves it and, while it has the
+    focus, so do the arrow keys. */
 class VolumeSlider : public juce::Slider
 {
 public:
@@ -21,8 +21,8 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (VolumeSlider)
 };
 
-/** A time that is typed over: a click opens it, Enter and losing the focus keep, Escape drops, nonsense changes
-    nothing.
+/** A time that can be edited: a click opens it, Enter and losing the focus commit, Escape cancels, invalid
+    text changes nothing.
 */
 class TimeField : public juce::Label
 {
@@ -33,7 +33,7 @@ public:
     std::function<void (double)> onTyped;
 
     void paint (juce::Graphics& g) override;
-    /** Width that the shown time takes, in logical pixels. */
+    /** Width the shown time needs, in logical pixels. */
     int idealWidth() const;
 
 protected:
@@ -53,7 +53,7 @@ public:
 
     /** @param available  false: nothing is open, the figures are grey */
     void setTime (double newSeconds, bool available);
-    /** Width that a time takes, in logical pixels. */
+    /** Width a time needs, in logical pixels. */
     static int widthFor (double seconds);
 
     void paint (juce::Graphics& g) override;
@@ -82,8 +82,8 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (OutputMeter)
 };
 
-/** The bar at the bottom of the window. It shows a TransportState and reports what the user does. Below a width of
-    1180 the length of the loop goes and the volume gets shorter.
+/** The bar at the bottom of the window. It shows a TransportState and reports what the user does. Below a
+    width of 1180 it hides the loop's length and shortens the volume slider.
 */
 class TransportBar : public juce::Component
 {
@@ -95,12 +95,13 @@ public:
     void setState (const TransportState& newState);
     const TransportState& getState() const { return state; }
 
-    /** The playhead alone, at display rate. */
+    /** Moves the playhead alone; called at display rate. */
     void setPosition (double seconds);
 
     OutputMeter& getMeter() { return meter; }
 
-    /** A line for four seconds in place of the loop; the action is a link at its end and may be empty. */
+    /** Shows a line in place of the loop for four seconds; the action is a link at its end and may be empty.
+    */
     void showNotice (const juce::String& text,
                      const juce::String& action,
                      std::function<void()> onAction,

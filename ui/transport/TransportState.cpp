@@ -45,7 +45,7 @@ std::optional<double> parseTime (const juce::String& text)
             || part.indexOfChar ('.') != part.lastIndexOfChar ('.'))
             return {};
         const auto value = part.getDoubleValue();
-        // After the first part every one is a sixtieth.
+        // Every part after the first is a sixtieth of the one before it.
         if (i > 0 && value >= 60.0)
             return {};
         seconds = seconds * 60.0 + value;

@@ -18,12 +18,12 @@ struct TransportState
     bool following = false;
     double position = 0.0;
     double duration = 0.0;
-    std::optional<juce::Range<double>> loop; // the selection, which is the loop while looping
+    std::optional<juce::Range<double>> loop; // the selection, which is what loops while looping
     float volumeDb = 0.0f;
 };
 
-/** The volume slider: gain = 2 p^3 for its position p, 0 to 1: silence at the left end, +6 dB at the right one, and most
-    of the travel where the ear needs it.
+/** The volume slider's curve: gain = 2 p^3 for position p, 0 to 1. Silence at the left end, +6 dB at the
+    right, and most of the travel where the ear needs it.
 */
 float volumeDbForPosition (double position);
 double positionForVolumeDb (float volumeDb);
@@ -34,10 +34,11 @@ inline constexpr float volumeOffDb = -80.0f;
 /** "-4.2 dB" with a true minus sign, "+1.0 dB", or "Off". */
 juce::String volumeText (float volumeDb);
 
-/** A typed time in seconds: "0:48.375", "1:02:03", "48,375"; nothing when the text is none. */
+/** A typed time in seconds: "0:48.375", "1:02:03", "48,375"; nothing for invalid text. */
 std::optional<double> parseTime (const juce::String& text);
 
-/** Level of one output channel: the bar, and the peak that is held for two seconds and then falls with the bar. */
+/** Level of one output channel: the bar, and a peak that holds for two seconds and then falls with the bar.
+*/
 struct OutputLevel
 {
     static constexpr float floorDb = -60.0f;
@@ -47,14 +48,14 @@ struct OutputLevel
     float peakDb = floorDb;
     double peakAge = 0.0; // seconds since the peak
 
-    /** @param newLevelDb  the level of the last moment  @param elapsed  seconds since the last call */
+    /** @param newLevelDb  since the last call  @param elapsed  seconds since the last call */
     void update (float newLevelDb, double elapsed);
 
     /** Fraction of the bar, 0 to 1, for a level in dB. */
     static float fractionFor (float levelDb);
 };
 
-/** A line that appears for four seconds. */
+/** A line shown for four seconds. */
 struct NoticeState
 {
     static constexpr double secondsShown = 4.0;
@@ -64,7 +65,7 @@ struct NoticeState
     double secondsLeft = 0.0;
 
     bool isVisible() const { return secondsLeft > 0.0; }
-    /** Returns true when the notice has just gone. */
+    /** Returns true when the notice has just expired. */
     bool tick (double elapsed);
 };
 

@@ -181,8 +181,8 @@ void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,
     const auto ready = readyFrames();
     const auto width = (stop - start) / static_cast<double> (columns.size());
 
-    // Blocks about a quarter of a column long: short enough that a loud hit does not lend its share to the
-    // leakage beside it, and never more than a few to a column.
+    // Blocks of about a quarter of a column: short enough that a loud hit doesn't lend its share to the
+    // leakage beside it, and only a few per column.
     std::size_t level = 0;
     auto blockLength = std::int64_t{ baseBlock };
     while (level + 1 < levels.size() && static_cast<double> (blockLength * factor) * 4.0 <= width)
@@ -196,7 +196,7 @@ void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,
         const auto from = static_cast<std::int64_t> (std::floor (start + width * static_cast<double> (i)));
         const auto end = static_cast<std::int64_t> (std::ceil (start + width * static_cast<double> (i + 1)));
         const auto to = std::min (std::max (end, from + 1), length);
-        // A block is complete, and safe to read, when all of its frames are ready.
+        // A block is complete, and safe to read, once all of its frames are ready.
         if (from < 0 || from >= to || std::min (((to - 1) / blockLength + 1) * blockLength, length) > ready)
         {
             columns[i] = source.range (from, to);

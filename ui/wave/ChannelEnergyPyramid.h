@@ -8,17 +8,18 @@ namespace tessivar
 {
 
 /** Weights of the seven channels of a rendered track: the processed signal is the sum of weight[c] *
-    channel[c]. Channels 0..4 are components, 5 is the rest, 6 the source, which is the sum of the other six.
+    channel[c]. Channels 0 to 4 are components, 5 is the rest, 6 the source, which is the sum of the other
+    six.
 */
 using WaveChannelWeights = std::array<float, 7>;
 
-/** Mean squares of the seven channels of a rendered track in blocks of 512 frames, and of 4, 16, 64 ...
-    blocks together: enough to say how high the processed envelope stands for any weights, and which levels a
-    meter shows at a position, without reading audio.
+/** Mean squares of the seven channels of a rendered track in blocks of 512 frames, and of 4, 16, 64 ... such
+    blocks: enough to estimate the processed envelope for any weights, and a meter's levels at any position,
+    without reading audio.
 
-    One byte a value, in steps of half a decibel from -115 to +12 dB (0: silence), which makes an estimate at
-    most 3 % too high or too low. 9.3 bytes for 512 frames: 1.05 MB for 20 minutes at 48 kHz. Threads as in
-    EnvelopePyramid: one appends, any may read what is ready.
+    One byte per value, in steps of half a decibel from -115 to +12 dB (0: silence), so that an estimate is at
+    most 3 % off. 9.3 bytes per 512 frames: 1.05 MB for 20 minutes at 48 kHz. Threads as in EnvelopePyramid:
+    one appends, any may read what is ready.
 */
 class ChannelEnergyPyramid
 {
@@ -28,31 +29,31 @@ public:
     static constexpr int baseBlock = 512; // frames
     static constexpr int factor = 4;
 
-    /** Memory for this many frames, none of them known yet. */
+    /** Takes memory for this many frames, none of them ready yet. */
     explicit ChannelEnergyPyramid (std::int64_t lengthInFrames);
 
-    /** The next frames, seven interleaved samples each, in blocks of any number of frames. What goes beyond
-        the length is ignored; a sample that is not finite counts as 0. Writing thread only. */
+    /** Adds the next frames, seven interleaved samples each, any number at a time. Frames beyond the length
+        are ignored; a sample that isn't finite counts as 0. Writing thread only. */
     void append (std::span<const float> interleaved) noexcept;
 
     [[nodiscard]] std::int64_t lengthInFrames() const noexcept { return length; }
     [[nodiscard]] std::int64_t readyFrames() const noexcept;
     [[nodiscard]] std::size_t memoryInBytes() const noexcept { return blocks.size() * sizeof (Block); }
 
-    /** Mean square of one channel in the base block at a frame; 0 outside the ready ones. */
+    /** Mean square of one channel in the base block at a frame; 0 where nothing is ready. */
     [[nodiscard]] float power (std::int64_t frame, int channel) const noexcept;
 
     /** Mean square of the processed signal there, estimated for these weights. */
     [[nodiscard]] float processedPower (std::int64_t frame, const WaveChannelWeights& weights) const noexcept;
 
-    /** Linear gain from the source to the processed signal at a frame, estimated for these weights; between
-        the middles of two blocks it goes over evenly. 1 where nothing is known. */
+    /** Linear gain from the source to the processed signal at a frame, estimated for these weights and
+        interpolated between block centres; 1 where nothing is known. */
     [[nodiscard]] float keptGain (double frame, const WaveChannelWeights& weights) const noexcept;
 
-    /** The envelope of the processed signal, estimated: as source.query(), each stretch scaled by the root of
-        the share of power that the weights leave there. The channels count as uncorrelated; weights of 1 give
-        the source, exactly. The share never exceeds 1, so what is kept stays inside the source. Takes below 5
-        ms for 4000 columns.
+    /** Estimates the envelope of the processed signal: source.query() with each stretch scaled by the root of
+        the share of power that the weights leave there. Channels count as uncorrelated; weights of 1 give the
+        source exactly. The share never exceeds 1, so what is kept stays inside the source. Under 5 ms for
+        4000 columns.
     */
     void estimate (const EnvelopePyramid& source,
                    const WaveChannelWeights& weights,

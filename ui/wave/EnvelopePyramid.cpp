@@ -60,7 +60,7 @@ void EnvelopePyramid::finishBlock() noexcept
     const auto numReady = index + 1;
     blocks[index] = { encode (blockLow), encode (blockHigh) };
 
-    // A parent is stored when its last child is: the fourth one, or the end of the level.
+    // A parent is stored after its last child: the fourth, or the end of the level.
     for (std::size_t level = 1; level < levels.size(); ++level)
     {
         const auto& children = levels[level - 1];
@@ -96,7 +96,7 @@ EnvelopeColumn EnvelopePyramid::blockRange (std::size_t from, std::size_t to) co
         high = std::max (high, blocks[level.offset + index].high);
     };
 
-    // Blocks outside a whole parent are taken one by one, the rest a level higher.
+    // Blocks outside a whole parent are read one by one, the rest a level higher.
     for (std::size_t level = 0; level < levels.size() && from < to; ++level)
     {
         const auto isTop = level + 1 == levels.size();

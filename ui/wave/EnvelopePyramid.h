@@ -19,15 +19,15 @@ struct EnvelopeColumn
     bool operator== (const EnvelopeColumn&) const = default;
 };
 
-/** Smallest and largest samples of one signal in blocks of 256, and of 4, 16, 64 ... blocks together, so that
-    any stretch at any zoom is drawn from a few stored values and no audio is read.
+/** Smallest and largest samples of a signal in blocks of 256, and of 4, 16, 64 ... such blocks, so that any
+    stretch at any zoom is drawn from a few stored values without reading audio.
 
-    Kept as 16-bit numbers with steps of 1/16384: 6 dB over full scale can be stored, anything above is drawn
-    at that height, and a step is a third of a pixel at the largest vertical zoom on a plot 800 pixels high.
-    5.3 bytes for 256 samples: 1.2 MB for 20 minutes at 48 kHz.
+    Stored as 16-bit numbers with steps of 1/16384: up to 6 dB over full scale, anything above is drawn at
+    that height. A step is a third of a pixel at the largest vertical zoom on a plot 800 pixels high. 5.3
+    bytes per 256 samples: 1.2 MB for 20 minutes at 48 kHz.
 
-    The length is fixed at construction, where all memory is taken. One thread appends; any thread may read at
-    the same time and sees the blocks that were whole by then. A sample that is not finite counts as 0.
+    The length is fixed at construction, where all memory is taken. One thread appends; any thread may read
+    meanwhile and sees the blocks completed so far. A sample that isn't finite counts as 0.
 */
 class EnvelopePyramid
 {
@@ -36,25 +36,25 @@ public:
     static constexpr int factor = 4;      // blocks of one level in one block of the next
     static constexpr float largestLevel = 2.0f;
 
-    /** Memory for a signal of this many samples, none of them known yet. */
+    /** Takes memory for a signal of this many samples, none of them ready yet. */
     explicit EnvelopePyramid (std::int64_t lengthInSamples);
 
-    /** The next samples, in blocks of any size. What goes beyond the length is ignored. Writing thread only.
+    /** Adds the next samples, any number at a time. Those beyond the length are ignored. Writing thread only.
     */
     void append (std::span<const float> samples) noexcept;
 
     [[nodiscard]] std::int64_t lengthInSamples() const noexcept { return length; }
-    /** Samples that can be queried: whole blocks, and at the end the last, shorter one. */
+    /** Samples that can be queried: whole blocks, and the shorter one at the end. */
     [[nodiscard]] std::int64_t readySamples() const noexcept;
     [[nodiscard]] bool isComplete() const noexcept { return readySamples() == length; }
     [[nodiscard]] std::size_t memoryInBytes() const noexcept { return blocks.size() * sizeof (Block); }
 
-    /** Extremes of all ready base blocks that samples [start, end) touch; both 0 when there are none. */
+    /** Extremes of all ready base blocks that overlap samples [start, end); both 0 when there are none. */
     [[nodiscard]] EnvelopeColumn range (std::int64_t start, std::int64_t end) const noexcept;
 
-    /** Divides [start, end), in samples, into columns.size() equal parts and fills each as range() would; a
-        part narrower than a block takes the block it lies in. Columns past the ready samples, and before
-        sample 0, become 0.
+    /** Divides samples [start, end) into columns.size() equal parts and fills each as range() would; a part
+        narrower than a block takes its block's extremes. Columns before sample 0 or past the ready samples
+        become 0.
     */
     void query (double start, double end, std::span<EnvelopeColumn> columns) const noexcept;
 
@@ -78,12 +78,12 @@ private:
     std::vector<Level> levels;
     std::vector<Block> blocks; // level after level
 
-    // The writing thread's place in the signal and in its unfinished block.
+    // The writing thread's position in the signal, and its unfinished block.
     std::int64_t written = 0;
     float blockLow = 0.0f;
     float blockHigh = 0.0f;
 
-    // Raised after a block and every parent it completes are stored; readers look at nothing beyond it.
+    // Raised once a block and every parent it completes are stored; readers look no further.
     std::atomic<std::size_t> readyBlocks{ 0 };
 };
 

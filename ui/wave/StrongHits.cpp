@@ -51,7 +51,7 @@ std::vector<Stroke> findStrokes (const std::vector<float>& peaks, double sampleR
     for (std::size_t i = 0; i < peaks.size(); ++i)
     {
         const auto height = peaks[i];
-        // -60 dB: below that lies hiss, whose blocks double easily.
+        // -60 dB: below that is hiss, whose blocks easily double.
         if (height < 0.001f)
             continue;
 

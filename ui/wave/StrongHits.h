@@ -6,13 +6,13 @@
 namespace tessivar
 {
 
-/** Where the loud strokes of a track begin, in seconds, ascending, accurate to a base block (5 ms at 48 kHz).
+/** Where the loud hits of a track begin, in seconds, ascending, accurate to a base block (5 ms at 48 kHz).
 
-    A stroke is a block at least twice as high as the 15 ms before it and the highest within 50 ms. It is
-    strong from a third of the middle height of the eight highest strokes on, so that one accident of clipping
-    hides no others. `processed` may be null; with it the heights are those of the processed signal as
-    estimated with `weights`, and what leaks in from other drums counts for little. Reads every ready base
-    block once: about 5 ms for 20 minutes.
+    A hit is a block at least twice as high as the 15 ms before it and the highest within 50 ms. It is strong
+    from a third of the median height of the eight highest hits, so that a single clipped one doesn't hide the
+    others. `processed` may be null; with it, heights are those of the processed signal as estimated with
+    `weights`, and leakage from other drums counts for little. Reads every ready base block once: about 5 ms
+    for 20 minutes.
 */
 [[nodiscard]] std::vector<double> findStrongHits (const EnvelopePyramid& source,
                                                   const ChannelEnergyPyramid* processed,

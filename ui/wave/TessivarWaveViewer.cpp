@@ -346,7 +346,7 @@ void TessivarWaveViewer::setVerticalZoomSlider (juce::Slider* slider)
 
 void TessivarWaveViewer::sliderValueChanged (juce::Slider* slider)
 {
-    // The value that the zoom itself put on the slider comes back here as well, when it was sent later.
+    // Ignore the value that showZoomOnSliders() set, which may arrive late.
     const auto isHorizontal = slider == horizontalSlider.getComponent();
     const auto shown = isHorizontal ? scene.view.horizontalZoom() : scene.view.verticalZoom();
     if (std::abs (slider->getValue() - shown) < 1.0e-9)

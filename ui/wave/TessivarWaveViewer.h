@@ -13,10 +13,10 @@ namespace tessivar
 /** The waveform of one track with ruler, overview and vertical zoom: what is kept in front of what is
     removed.
 
-    Knows tracks only as envelopes. The owner hands over a track, its look and the weights of the sounding
-    setting, moves the playhead at most once a frame, and answers requests for exact columns from a thread of
-    its own. The viewer has no timer; while a track is being read, the owner calls envelopesGrew() a few times
-    a second. Message thread.
+    Knows tracks only as envelopes. The owner supplies a track, its look and the weights of the sounding
+    setting, moves the playhead at most once per frame, and answers requests for exact columns from a thread
+    of its own. The viewer has no timer; while a track is being read, the owner calls envelopesGrew() a few
+    times a second. Message thread.
 
     Positions are seconds from the start of the track.
 */
@@ -30,44 +30,42 @@ public:
     TessivarWaveViewer();
     ~TessivarWaveViewer() override;
 
-    /** A click or a drag put the playhead there. */
+    /** A click or a drag moved the playhead. */
     std::function<void (double seconds)> onPlayheadMoved;
-    /** The selection changed by the mouse or a command of this class; not finished while the mouse is still
-        down. */
+    /** The selection changed, by the mouse or a command of this class; unfinished while the mouse is down. */
     std::function<void (std::optional<WaveRange> selection, bool isFinished)> onLoopChanged;
     /** Zoom or scroll position changed. */
     std::function<void()> onViewChanged;
-    /** Columns are wanted that the pyramids cannot give. Only an answer to the newest request is shown, so
-        older work may be given up; a request comes with every step of a zoom or a knob, and waiting for a
-        pause of 100 ms is wise. A wide view asks for the processed signal of minutes; an owner that renders a
-        whole track anyway hands its pyramid over with setProcessedEnvelope() and is asked no more. */
+    /** Asks for columns that the pyramids can't give. Only an answer to the newest request is shown, so older
+        work may be dropped; every step of a zoom or a knob sends a request, so wait for a pause of 100 ms. A
+        wide view asks for minutes of processed signal; an owner that renders whole tracks anyway can supply
+        the pyramid by setProcessedEnvelope() and isn't asked again. */
     std::function<void (const WaveEnvelopeRequest&)> onExactEnvelopeNeeded;
     std::function<void()> onHintButton;
 
     // What is shown.
 
-    /** Another track, or the same one in another state. Zoom, scroll position and selection stay, since the
-        tracks of a Group share their time axis. */
+    /** Shows another track, or the same one in another state. Zoom, scroll position and selection stay,
+        because the tracks of a Group share their time axis. */
     void setTrack (WaveTrack track);
     void clearTrack() { setTrack ({}); }
-    /** The colours, and the banner that says what is heard. */
+    /** Sets the colours, and the banner that says what is heard. */
     void setLook (WaveLook look);
-    /** The weights of the sounding setting; redraws an estimate at once and asks for the exact columns. With
-        a fade, for the step from setting A to B, what was drawn goes over into it while the owner calls
+    /** Sets the sounding setting's weights: redraws an estimate at once and asks for exact columns. With a
+        fade, used between settings A and B, the old drawing turns into the new one while the owner calls
         advanceFade(). */
     void setWeights (const WaveChannelWeights& weights, bool shouldFade = false);
-    /** Carries a fade on by the time since the last call; returns whether it goes on. */
+    /** Advances a fade by the time since the last call; false once it has ended. */
     bool advanceFade (double seconds) { return plot.advanceFade (seconds); }
-    /** Hides the layer in front or the one behind; a track that is not analysed has but one, which is always
-        drawn. */
+    /** Shows or hides the two layers; a track that isn't analysed has only one, which is always drawn. */
     void setLayersShown (bool kept, bool removed);
     /** See WaveContent::setProcessed. */
     void setProcessedEnvelope (std::shared_ptr<const EnvelopePyramid> processed);
     /** Blocks were added to the pyramids of the track. */
     void envelopesGrew();
-    /** An answer, whole or in part; one to an older request is ignored. */
+    /** Takes an answer, whole or partial; one to an older request is ignored. */
     void setExactEnvelope (const WaveExactEnvelope& answer);
-    /** A line near the lower edge with a button; an empty text takes it away. */
+    /** Shows a line with a button near the lower edge; an empty text removes it. */
     void setHint (const juce::String& text, const juce::String& buttonText);
 
     // Playhead and loop.
@@ -75,9 +73,9 @@ public:
     void setPlayhead (double seconds, bool isPlaying);
     void setFollowing (bool shouldFollow);
     void setLooping (bool isLooping);
-    /** Does not call back. */
+    /** Doesn't call back. */
     void setSelection (std::optional<WaveRange> selection);
-    /** The commands call back like the mouse does. */
+    /** These call back as the mouse does. */
     void clearSelection();
     void setLoopStartToPlayhead();
     void setLoopEndToPlayhead();
@@ -93,12 +91,12 @@ public:
     void fit();
     void setViewStart (double seconds);
     /** Sliders that show and set the zoom, 0 to 0.9 and 0 to 1.4. Neither is owned; the vertical one becomes
-        a child of the column beside the waveform. Null takes one away. */
+        a child of the column beside the waveform. Null removes one. */
     void setHorizontalZoomSlider (juce::Slider* slider);
     void setVerticalZoomSlider (juce::Slider* slider);
 
     [[nodiscard]] const WaveViewState& view() const noexcept { return scene.view; }
-    /** Sends the request that recent changes call for now, instead of when the message loop comes round. */
+    /** Sends a pending request at once instead of waiting for the message loop. */
     void sendPendingRequest();
 
     void paint (juce::Graphics& g) override;
@@ -127,7 +125,7 @@ private:
 
     WaveScene scene;
     double pixelScale = 1.0;
-    bool showsFocus = false;   // the keyboard came here: a click alone draws no ring
+    bool showsFocus = false;   // the keyboard came here; a click alone draws no ring
     int playheadX = 0;         // in the plot
     int overviewPlayheadX = 0; // in the overview
 

@@ -7,8 +7,8 @@
 namespace tessivar
 {
 
-/** A line of text in a pill over the waveform: what is heard, or what to do next, then with a button. Without
-    a button it lets the mouse through to the waveform. */
+/** A line of text in a pill over the waveform: what is heard, or what to do next, the latter with a button.
+    Without a button it lets the mouse through to the waveform. */
 class WaveBanner : public juce::Component
 {
 public:
@@ -25,7 +25,7 @@ public:
 
     /** An empty text hides the banner. */
     void show (Kind newKind, Icon newIcon, const juce::String& newText, const juce::String& buttonText);
-    /** The size that its content takes; the owner places it. */
+    /** The size its content needs; the owner places it. */
     [[nodiscard]] juce::Rectangle<int> idealSize() const;
 
     void paint (juce::Graphics& g) override;

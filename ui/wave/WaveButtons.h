@@ -5,12 +5,12 @@
 namespace tessivar
 {
 
-/** A glyph without a frame that lights up under the mouse: the zoom buttons around the waveform. */
+/** A frameless glyph that lights up under the mouse: the zoom buttons around the waveform. */
 class WaveIconButton : public juce::Button
 {
 public:
-    /** `name` is what assistive technology reads; `glyphSize` in logical pixels; `restColour` while the mouse
-        is elsewhere. */
+    /** `name` is read by assistive technology; `glyphSize` is in logical pixels; `restColour` applies while
+        the mouse is elsewhere. */
     WaveIconButton (const juce::String& name, Icon glyph, float glyphSize, juce::Colour restColour);
 
     void paintButton (juce::Graphics& g, bool isOver, bool isDown) override;
@@ -21,16 +21,16 @@ private:
     juce::Colour rest;
 };
 
-/** A coloured square with the name of a layer; a click hides the layer and shows it again. */
+/** A coloured square with a layer's name; a click hides or shows the layer. */
 class WaveLegendButton : public juce::Button
 {
 public:
     explicit WaveLegendButton (const juce::String& name);
 
-    /** An edge that is transparent is not drawn. */
+    /** A transparent edge isn't drawn. */
     void setColours (juce::Colour squareFill, juce::Colour squareEdge);
 
-    /** Width that square and name take, logical pixels. */
+    /** Width of square and name, in logical pixels. */
     [[nodiscard]] int idealWidth() const;
 
     void paintButton (juce::Graphics& g, bool isOver, bool isDown) override;

@@ -57,7 +57,7 @@ void WaveContent::Layer::copyTo (std::int64_t offset, std::span<EnvelopeColumn> 
 
 void WaveContent::setTrack (WaveTrack newTrack)
 {
-    // Another name, type or level of the same signals leaves what is known of them.
+    // Another name, type or level of the same signals leaves their columns valid.
     const auto isSameSignal = newTrack.source == shown.source && newTrack.energies == shown.energies
                               && newTrack.lengthInSamples == shown.lengthInSamples;
     shown = std::move (newTrack);
@@ -108,7 +108,7 @@ void WaveContent::read (std::int64_t firstColumn,
     else if (! isNarrow)
         shown.energies->estimate (*shown.source, channelWeights, start, end, processedColumns);
     else
-        // Where a block is wider than a column the drawn source gives the shape, be it exact or not.
+        // Where a block is wider than a column, the drawn source gives the shape, exact or not.
         for (std::size_t i = 0; i < processedColumns.size(); ++i)
         {
             const auto middle = start + (static_cast<double> (i) + 0.5) * samplesPerColumn;

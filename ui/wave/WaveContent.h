@@ -7,41 +7,41 @@
 namespace tessivar
 {
 
-/** The columns that are drawn of a track: exact ones where they have been supplied, else those of the stored
-    blocks, and for the processed signal an estimate. Columns lie on a fixed grid from sample 0, so that
-    scrolling moves a drawing and never changes it. Message thread.
+/** The columns drawn for a track: exact ones where supplied, else those of the stored blocks, and an estimate
+    for the processed signal. Columns lie on a fixed grid from sample 0, so that scrolling moves a drawing
+    without changing it. Message thread.
 */
 class WaveContent
 {
 public:
-    /** Below this many samples to a column the stored blocks are too coarse for the source. */
+    /** Below this many samples per column the stored blocks are too coarse for the source. */
     static constexpr double coarsestExactSource = 2.0 * EnvelopePyramid::baseBlock;
 
     void setTrack (WaveTrack newTrack);
     [[nodiscard]] const WaveTrack& track() const noexcept { return shown; }
     [[nodiscard]] bool isAnalysed() const noexcept { return shown.energies != nullptr; }
 
-    /** Weights of the setting that sounds. What was supplied for others is dropped. */
+    /** Weights of the sounding setting. Columns supplied for other weights are dropped. */
     void setWeights (const WaveChannelWeights& newWeights);
     [[nodiscard]] const WaveChannelWeights& weights() const noexcept { return channelWeights; }
 
-    /** The processed signal's own pyramid for the present weights: replaces the estimate wherever a column is
-        wide enough for it. Null takes it away; so does a change of weights. */
+    /** Sets the processed signal's own pyramid for the current weights, which replaces the estimate wherever
+        a column is wide enough. Null drops it, and so does a change of weights. */
     void setProcessed (std::shared_ptr<const EnvelopePyramid> pyramid) { processed = std::move (pyramid); }
 
-    /** Fills both spans, of equal size, from a column of the grid on. `processedColumns` stays as it is when
-        the track is not analysed. */
+    /** Fills both spans, of equal size, starting at this column of the grid. `processedColumns` stays as it
+        is when the track isn't analysed. */
     void read (std::int64_t firstColumn,
                double samplesPerColumn,
                std::span<EnvelopeColumn> sourceColumns,
                std::span<EnvelopeColumn> processedColumns) const;
 
-    /** What to ask for so that these columns are exact, with half their number more on both sides; nothing
-        when they are exact, or asked for already. */
+    /** What to ask for to make these columns exact, plus half their number on either side; nothing when they
+        are exact or already asked for. */
     [[nodiscard]] std::optional<WaveEnvelopeRequest>
     requestFor (std::int64_t firstColumn, double samplesPerColumn, int numColumns);
 
-    /** Takes an answer to the newest request. Returns false, and changes nothing, for any other. */
+    /** Takes an answer to the newest request. Ignores any other and returns false. */
     bool takeExact (const WaveExactEnvelope& answer);
 
 private:
@@ -51,7 +51,7 @@ private:
         std::vector<EnvelopeColumn> columns;
         std::vector<bool> isExact;
 
-        /** Lays the columns out for another range of the same grid; those in both keep what they hold. */
+        /** Moves the layer to another range of the same grid; columns in both keep their values. */
         void moveTo (std::int64_t offset, std::size_t size);
         void clear();
         [[nodiscard]] bool isWhole() const;

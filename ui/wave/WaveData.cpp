@@ -24,7 +24,7 @@ WaveColumnBuilder::WaveColumnBuilder (std::int64_t first, double spacing, int nu
 void WaveColumnBuilder::add (std::int64_t first, std::span<const float> samples)
 {
     const auto end = first + static_cast<std::int64_t> (samples.size());
-    // One column earlier than the division says: neighbours may share a sample.
+    // Start one column before the quotient: neighbours may share a sample.
     const auto column =
         static_cast<std::int64_t> (static_cast<double> (first) / samplesPerColumn) - 1 - firstColumn;
     for (auto i = static_cast<std::size_t> (std::max<std::int64_t> (column, 0)); i < result.size(); ++i)

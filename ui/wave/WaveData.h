@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** What the viewer shows of a track. The pyramids may still be growing while they are shown. */
+/** What the viewer shows of a track. The pyramids may keep growing meanwhile. */
 struct WaveTrack
 {
     juce::String name;
@@ -20,7 +20,7 @@ struct WaveTrack
     std::shared_ptr<const ChannelEnergyPyramid> energies; // null: not analysed
 };
 
-/** How the layers are coloured, by what the track is and what is heard. */
+/** How the layers are coloured, depending on the track and on what is heard. */
 enum class WaveLook
 {
     notAnalysed, // the source alone, grey
@@ -31,19 +31,20 @@ enum class WaveLook
     asIs         // passed through: the source in the colour of the type
 };
 
-/** Asks for columns that stored blocks cannot give: column i holds the extremes of the samples
-    waveColumnSamples() names. */
+/** Asks for columns that stored blocks can't give: column i holds the extremes of the samples named by
+    waveColumnSamples(). */
 struct WaveEnvelopeRequest
 {
-    std::uint64_t serial = 0;      // handed back with the answer
-    std::int64_t firstColumn = 0;  // columns are counted from sample 0
+    std::uint64_t serial = 0;      // returned with the answer
+    std::int64_t firstColumn = 0;  // columns count from sample 0
     double samplesPerColumn = 1.0; // > 0
     int numColumns = 0;
-    bool wantsSource = false;    // else stored blocks are fine enough for the source
+    bool wantsSource = false;    // false: stored blocks are fine enough for the source
     bool wantsProcessed = false; // with the weights last given to the viewer
 };
 
-/** Samples [from, to) of a column, never none: neighbours share a sample where a column is narrower than one.
+/** Samples [from, to) of a column, at least one: neighbours share a sample where columns are narrower than
+    that.
 */
 struct WaveSampleRange
 {
@@ -52,7 +53,7 @@ struct WaveSampleRange
 };
 [[nodiscard]] WaveSampleRange waveColumnSamples (std::int64_t column, double samplesPerColumn) noexcept;
 
-/** Exact columns; may come in parts and in any order. A layer that was not asked for stays empty. */
+/** Exact columns, possibly in parts and in any order. A layer that wasn't asked for stays empty. */
 struct WaveExactEnvelope
 {
     std::uint64_t serial = 0;
@@ -61,16 +62,16 @@ struct WaveExactEnvelope
     std::vector<EnvelopeColumn> processed;
 };
 
-/** Makes the columns of a request from blocks of samples as they are read, on any one thread. */
+/** Builds the columns of a request from blocks of samples as they are read, on any one thread. */
 class WaveColumnBuilder
 {
 public:
     WaveColumnBuilder (std::int64_t firstColumn, double samplesPerColumn, int numColumns);
 
-    /** Samples [first, first + samples.size()) of the signal. A sample that is not finite counts as 0. */
+    /** Adds samples [first, first + samples.size()) of the signal. A sample that isn't finite counts as 0. */
     void add (std::int64_t first, std::span<const float> samples);
 
-    /** Columns so far; one that no sample reached is 0. */
+    /** Columns so far; those that no sample reached are 0. */
     [[nodiscard]] const std::vector<EnvelopeColumn>& columns() const noexcept { return result; }
 
 private:

@@ -23,7 +23,7 @@ applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, Wa
     }
 
     const auto before = state.viewStart();
-    // Some systems turn a wheel with Shift into a sideways one themselves.
+    // Some systems turn Shift and wheel into a sideways movement.
     const auto steps = std::abs (deltaX) > std::abs (deltaY) ? deltaX : deltaY;
     state.setViewStart (before - steps * state.visibleLength() / (modifiers.shift ? 2.0 : 12.0));
     return state.viewStart() == before ? WaveWheelEffect::none : WaveWheelEffect::scrolled;
@@ -63,7 +63,7 @@ LoopGrip dragLoopGrip (WaveViewState& state, LoopGrip grip, double seconds) noex
 
     const auto fixedEnd = grip == LoopGrip::start ? selection->end : selection->start;
     const auto moved = state.clampedTime (seconds);
-    // A loop of less than a sample would vanish under the mouse; it stays as it was until the mouse goes on.
+    // A loop shorter than a sample would vanish under the mouse; keep the old one until the mouse moves on.
     if (std::abs (moved - fixedEnd) * state.sampleRate() < 1.0)
         return grip;
     state.select (moved, fixedEnd);

@@ -5,14 +5,14 @@
 namespace tessivar
 {
 
-/** The modifier keys that change what the mouse does in the waveform; ctrl is Cmd on macOS. */
+/** Modifier keys that change what the mouse does in the waveform; ctrl is Cmd on macOS. */
 struct WaveModifiers
 {
     bool shift = false;
     bool ctrl = false;
 };
 
-/** What a turn of the wheel did, so that the owner repaints and tells no more than it must. */
+/** What a turn of the wheel did, so that the owner repaints and reports no more than necessary. */
 enum class WaveWheelEffect
 {
     none,
@@ -31,16 +31,16 @@ applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, Wa
 /** Steps of the zoom buttons and keys. */
 inline constexpr double waveZoomStep = 0.05;
 
-/** A drag of the overview's frame, or a click outside it, as the time that the view's start moves to.
+/** A drag of the overview's frame, or a click outside it, turned into a start time for the view.
     `overviewWidth` logical pixels show the whole track. */
 struct OverviewDrag
 {
-    /** Mouse down at x: inside the frame it is held where it was taken, outside it jumps centred under the
+    /** Mouse down at x: inside the frame, holds it at that point; outside, the frame jumps and centres on the
         mouse. */
     static OverviewDrag begin (WaveViewState& state, double x, double overviewWidth) noexcept;
     void moveTo (WaveViewState& state, double x, double overviewWidth) const noexcept;
 
-    double grabOffset = 0.0; // s from the view's start to the point taken
+    double grabOffset = 0.0; // s from the view's start to the point held
 };
 
 /** Which end of the selection lies under the mouse. */
@@ -51,11 +51,10 @@ enum class LoopGrip
     end
 };
 
-/** The grip within reach (7 pixels) of x; the nearer one where both are. */
+/** The grip within 7 pixels of x; the nearer one where both are. */
 [[nodiscard]] LoopGrip loopGripAt (const WaveViewState& state, double x) noexcept;
 
-/** Moves one grip; pulled past the other end, the two change roles. Returns the grip that is held from then
-    on. */
+/** Moves one grip; pulled past the other end, the two swap. Returns the grip held from then on. */
 LoopGrip dragLoopGrip (WaveViewState& state, LoopGrip grip, double seconds) noexcept;
 
 } // namespace tessivar

@@ -39,7 +39,7 @@ juce::Rectangle<int> WaveOverview::frameBounds() const noexcept
 
 void WaveOverview::paint (juce::Graphics& g)
 {
-    // The images are a cache of what the scene says; only here the display's scale is known for certain.
+    // The images are a cache of the scene; only painting knows the display's scale for certain.
     const auto scale = g.getInternalContext().getPhysicalPixelScaleFactor();
     const auto& source = scene.content.track().source;
     const ImageKey key{ juce::roundToInt (static_cast<float> (getWidth()) * scale),
@@ -114,7 +114,7 @@ void WaveOverview::mouseDrag (const juce::MouseEvent& event)
 
 void WaveOverview::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
 {
-    // Zooming holds what the frame shows, scrolling is the plot's.
+    // Zooming holds the middle of the frame; scrolling is the same as in the plot.
     if (turnWaveWheel (scene, scene.view.plotWidth() / 2.0, event, wheel))
         onViewChanged();
 }

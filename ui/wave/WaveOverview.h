@@ -6,8 +6,8 @@
 namespace tessivar
 {
 
-/** The whole track under the plot, with a frame around what the plot shows. Dragging the frame scrolls, a
-    click outside it jumps there. The waveform is drawn into images when track, knobs or size change; moving
+/** The whole track below the plot, with a frame around what the plot shows. Dragging the frame scrolls;
+    clicking outside jumps there. The waveform is drawn into images when track, knobs or size change; moving
     the frame only copies them.
 */
 class WaveOverview : public juce::Component

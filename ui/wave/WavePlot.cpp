@@ -15,13 +15,13 @@ namespace tessivar
 namespace
 {
 
-/** Full scale at true level reaches this share of the way from the centre to an edge of the plot. */
+/** Full scale at true level reaches this share of the way from the centre to the plot's edge. */
 constexpr float fullScaleShare = 0.94f;
 constexpr int dragThreshold = 3;  // px
 constexpr double snapReach = 4.0; // px
 constexpr double fadeSeconds = 0.09;
 
-/** One notch of a wheel, as the toolkit reports it. */
+/** One wheel notch, as the toolkit reports it. */
 constexpr double wheelNotch = 50.0 / 256.0;
 
 const juce::Colour gridLine = juce::Colours::white.withAlpha (0.055f);
@@ -47,7 +47,7 @@ const std::vector<double>& WaveScene::strongHits()
     if (! hitsAreKnown && track.source != nullptr)
     {
         hits = findStrongHits (*track.source, track.energies.get(), content.weights(), track.sampleRate);
-        // A track that is still being read is looked through again the next time.
+        // Search again next time while the track is still being read.
         hitsAreKnown = track.source->isComplete();
     }
     return hits;
@@ -109,7 +109,7 @@ WavePlot::ImageKey WavePlot::keyFor (float scale) const
 
 void WavePlot::paint (juce::Graphics& g)
 {
-    // The image is a cache of what the scene says; only here the display's scale is known for certain.
+    // The image is a cache of the scene; only painting knows the display's scale for certain.
     const auto scale = g.getInternalContext().getPhysicalPixelScaleFactor();
     if (const auto key = keyFor (scale); key != imageKey || image.isNull())
     {
@@ -127,7 +127,7 @@ void WavePlot::paint (juce::Graphics& g)
 
     if (scene.content.track().source == nullptr)
         return;
-    // A breath of shadow sets the white strip off from bright waveforms.
+    // A faint shadow sets the white strip off from bright waveforms.
     const auto x = juce::roundToInt (scene.view.xForTime (scene.view.playhead()));
     for (const auto& [distance, alpha] :
          { std::pair{ 1, 0.20f }, std::pair{ 2, 0.18f }, std::pair{ 3, 0.12f } })
@@ -148,7 +148,7 @@ void WavePlot::drawImage (const ImageKey& key)
                              juce::SoftwareImageType());
     {
         juce::Graphics g (image);
-        // One row of it is enough: it consists of vertical stripes.
+        // One row is enough: the background consists of vertical stripes.
         g.reduceClipRegion (0, 0, key.width, 1);
         g.addTransform (juce::AffineTransform::scale (key.scale));
         drawGround (g);
@@ -220,7 +220,7 @@ void WavePlot::drawOverlay (juce::Graphics& g) const
     g.setColour (juce::Colours::white.withAlpha (0.10f));
     g.fillRect (0, juce::roundToInt (centre), getWidth(), 1);
 
-    // The two multiples of 6 dB that lie best in the plot: -6 and -12 at true level.
+    // The two multiples of 6 dB that fit the plot best: -6 and -12 at true level.
     const auto gainDb = 20.0 * std::log10 (view.displayGain());
     const auto upper = 6.0 * std::floor (-gainDb / 6.0 + 1.0e-9) - 6.0;
     const auto font = fonts::inter (10.0f);
@@ -237,7 +237,7 @@ void WavePlot::drawOverlay (juce::Graphics& g) const
             g.setColour (levelLine);
             g.fillRect (0, juce::roundToInt (y), getWidth(), 1);
             const juce::Rectangle<float> place (7.0f, y - 7.0f, font.getStringWidthFloat (text), 14.0f);
-            // Figures must be readable in front of a loud track too.
+            // Figures must stay legible over a loud track.
             g.setColour (palette::wave.withAlpha (0.85f));
             g.fillRect (place.expanded (2.0f, -1.0f));
             g.setColour (palette::textLow);
@@ -305,7 +305,7 @@ void WavePlot::mouseUp (const juce::MouseEvent& event)
 {
     const auto finished = std::exchange (drag, Drag::none);
     setMouseCursor (juce::MouseCursor::IBeamCursor);
-    // The second click of a double click has a meaning of its own.
+    // The second click of a double-click has its own meaning.
     if (finished == Drag::pending && event.getNumberOfClicks() < 2)
         onPlayheadMoved (scene.view.clampedTime (scene.view.timeForX (event.position.x)));
     else if (finished == Drag::selecting)

@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** All that the parts of the wave viewer draw from; the viewer owns it. */
+/** Everything the parts of the wave viewer draw from; owned by the viewer. */
 struct WaveScene
 {
     WaveViewState view;
@@ -20,27 +20,26 @@ struct WaveScene
     bool showsKept = true;
     bool showsRemoved = true;
     bool isLooping = false;
-    std::vector<double> hits; // s, ascending; found when they are first needed
+    std::vector<double> hits; // s, ascending; found when first needed
     bool hitsAreKnown = false;
-    std::uint64_t version = 0; // raised by whatever changes the columns or their colours
+    std::uint64_t version = 0; // raised by every change of the columns or their colours
 
-    /** The columns of the drawing at a scale of the display: how long one is, and which one lies at the left
-        edge. */
+    /** Samples per column at a display scale, and the column at the left edge. */
     [[nodiscard]] double samplesPerColumn (double pixelScale) const noexcept;
     [[nodiscard]] std::int64_t firstColumn (double pixelScale) const noexcept;
 
     const std::vector<double>& strongHits();
 };
 
-/** Does what a turn of the wheel at x means. Returns whether the view changed. */
+/** Acts on a turn of the wheel at x; returns whether the view changed. */
 bool turnWaveWheel (WaveScene& scene,
                     double x,
                     const juce::MouseEvent& event,
                     const juce::MouseWheelDetails& wheel);
 
-/** The waveform itself with grid, level lines and selection, drawn once into an image and from there until
-    something changes; the playhead is a strip of its own above it. Turns mouse events into calls and changes
-    nothing itself but the view and the selection.
+/** The waveform with grid, level lines and selection, drawn into an image that is kept until something
+    changes; the playhead is a separate strip above it. Turns mouse events into calls and changes only the
+    view and the selection itself.
 */
 class WavePlot : public juce::Component
 {
@@ -50,16 +49,15 @@ public:
     std::function<void (double seconds)> onPlayheadMoved;
     std::function<void (bool isFinished)> onSelectionChanged;
     std::function<void()> onViewChanged;
-    /** The display's pixels per logical pixel, told when the first painting finds another value than before.
-    */
+    /** Display pixels per logical pixel; called when painting finds a new value. */
     std::function<void (double)> onPixelScaleFound;
 
-    /** Fades from what is drawn to what the changes made after this call look like, over 90 ms. The owner's
-        timer carries the fade on, advanceFade() tells whether it goes on. */
+    /** Fades over 90 ms from the current drawing to the one after the changes that follow. The owner's timer
+        calls advanceFade(), which returns false once the fade has ended. */
     void beginFade();
     bool advanceFade (double seconds);
 
-    /** Repaints what lies around an x where the playhead was or is. */
+    /** Repaints around an x where the playhead was or is. */
     void repaintPlayhead (int x);
 
     void paint (juce::Graphics& g) override;
@@ -95,13 +93,13 @@ private:
 
     [[nodiscard]] ImageKey keyFor (float scale) const;
     void drawImage (const ImageKey& key);
-    /** What lies behind the waveform; vertical stripes only. */
+    /** What lies behind the waveform: vertical stripes only. */
     void drawGround (juce::Graphics& g) const;
     void drawLayers (const ImageKey& key);
     void drawOverlay (juce::Graphics& g) const;
 
     WaveScene& scene;
-    juce::Image image; // of the state that imageKey names
+    juce::Image image; // drawn for imageKey
     ImageKey imageKey;
     juce::Image fading;    // what was drawn before the last change of setting
     double fadeLeft = 0.0; // s

@@ -28,10 +28,10 @@ struct Run
     juce::PixelARGB colour;
 };
 
-/** The runs of one column, from above: edge, fill, edge; unused ones are empty. */
+/** The runs of one column, from the top: edge, fill, edge; unused ones are empty. */
 using ColumnRuns = std::array<Run, 3>;
 
-/** Writes runs into one column of an RGB image, as far as they lie in rows [firstRow, endRow). */
+/** Writes runs into one column of an RGB image, clipped to rows [firstRow, endRow). */
 class ColumnPen
 {
 public:
@@ -47,7 +47,7 @@ public:
             || run.top >= static_cast<float> (endRow))
             return;
 
-        // Far outside the image a float may not fit into an int any more.
+        // Far outside the image a float may not fit into an int.
         const auto upper = std::max (run.top, static_cast<float> (firstRow - 1));
         const auto lower = std::min (run.bottom, static_cast<float> (endRow + 1));
         const auto firstWhole = static_cast<int> (std::ceil (upper));
@@ -68,7 +68,7 @@ public:
                 reinterpret_cast<juce::PixelRGB*> (pixel)->blend (run.colour);
     }
 
-    /** The same, leaving out rows [hidden.top, hidden.bottom), both whole. */
+    /** The same without rows [hidden.top, hidden.bottom), both whole. */
     void fillAround (const Run& run, Extent hidden) const noexcept
     {
         if (hidden.top >= hidden.bottom)
@@ -105,8 +105,8 @@ std::vector<Extent> extentsOf (const WaveRasterLayer& layer, WaveRasterScale sca
         }
         auto top = scale.centre - high * scale.unit;
         auto bottom = scale.centre - low * scale.unit;
-        // A line, however short the excursion, so that a curve of single samples can be seen away from the
-        // centre too.
+        // Even the shortest excursion gets a line, so that a curve of single samples stays visible away from
+        // the centre.
         const auto missing = 2.0f * layer.thinnest - (bottom - top);
         if (missing > 0.0f)
         {
@@ -118,7 +118,7 @@ std::vector<Extent> extentsOf (const WaveRasterLayer& layer, WaveRasterScale sca
     return extents;
 }
 
-/** What remains of a column when the shape is eaten away by `depth` pixels on every side: the part inside the
+/** What remains of a column when `depth` pixels of the shape are eroded on every side: the part inside the
     edge. */
 Extent insideOf (const std::vector<Extent>& extents, std::size_t column, int depth)
 {
@@ -156,7 +156,7 @@ std::vector<ColumnRuns> runsOf (const WaveRasterLayer& layer, const std::vector<
     return runs;
 }
 
-/** The whole rows of each column that the last layer covers: what lies behind them need not be drawn. */
+/** Whole rows of each column that the last layer covers: what lies behind them needn't be drawn. */
 std::vector<Extent> hiddenBehind (std::span<const WaveRasterLayer> layers,
                                   const std::vector<std::vector<ColumnRuns>>& runs)
 {
@@ -179,15 +179,15 @@ void fillWaveLayers (juce::Image::BitmapData& pixels,
         runs.push_back (runsOf (layer, extentsOf (layer, scale)));
     const auto hidden = hiddenBehind (layers, runs);
 
-    // A band of rows is laid and filled while it is in the processor's cache, and within it tiles whose
-    // columns share cache lines: going down whole columns of a large image would push every line out before
-    // its neighbour needs it.
+    // Fill in bands of rows that fit the processor's cache, and within a band in tiles whose columns share
+    // cache lines: going down whole columns of a large image would evict every line before its neighbour
+    // needs it.
     constexpr int bandHeight = 32;
     constexpr std::size_t tileWidth = 64;
     const auto rowBytes = static_cast<std::size_t> (pixels.width * pixels.pixelStride);
     const auto width = static_cast<std::size_t> (pixels.width);
 
-    // Upwards, so that row 0 stays the ground until all others have been laid.
+    // Upwards, so that row 0 keeps the background until all other rows have it.
     for (auto band = (pixels.height - 1) / bandHeight * bandHeight; band >= 0; band -= bandHeight)
     {
         const auto bandEnd = std::min (band + bandHeight, pixels.height);

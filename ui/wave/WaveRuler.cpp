@@ -46,7 +46,7 @@ void WaveRuler::drawTicks (juce::Graphics& g) const
     const auto bottom = getHeight() - 1;
     const auto font = fonts::inter (11.0f);
     const auto last = static_cast<juce::int64> (view.timeForX (view.plotWidth()) / part);
-    // One label to the left of the view reaches into it.
+    // One label left of the view reaches into it.
     auto i = std::max<juce::int64> (static_cast<juce::int64> (view.viewStart() / part) - ticks.divisions, 0);
     for (; i <= last; ++i)
     {

@@ -6,8 +6,8 @@
 namespace tessivar
 {
 
-/** The time ruler over the plot, with the band and the grips of the selection and the flag of the playhead.
-    Dragging a grip moves that end; a click elsewhere, or a drag from there, moves the playhead.
+/** The time ruler above the plot, with the selection's band and grips and the playhead's flag. Dragging a
+    grip moves that end; clicking or dragging elsewhere moves the playhead.
 */
 class WaveRuler : public juce::Component
 {

@@ -10,7 +10,7 @@ namespace tessivar
 namespace
 {
 
-/** Narrower than this the slider is shorter, so that names keep their room. */
+/** Below this width the slider is shorter, so that names keep their space. */
 constexpr int compactBelow = 800;
 constexpr int overlap = 10; // px
 
@@ -83,7 +83,7 @@ void WaveTrackHeader::resized()
     zoomToSelection.setBounds (area.removeFromRight (28));
     area.removeFromRight (5);
     larger.setBounds (area.removeFromRight (28));
-    // The slider's cap reaches 8 pixels past its groove and over the edges of both buttons.
+    // The slider's cap extends 8 pixels past its groove, over the edges of both buttons.
     const auto sliderWidth = getWidth() < compactBelow ? 80 : 112;
     const auto sliderBounds =
         area.withTrimmedLeft (area.getWidth() - (sliderWidth - overlap)).withWidth (sliderWidth);
@@ -125,7 +125,7 @@ void WaveTrackHeader::paint (juce::Graphics& g)
     area.removeFromLeft (11.0f);
     g.setColour (palette::textLow);
     g.setFont (fonts::inter (12.0f));
-    // Less than a word's width is no help to anyone.
+    // Less than a word's width helps nobody.
     if (area.getWidth() > 24.0f)
         g.drawText (content.facts, area, juce::Justification::centredLeft, true);
 }

@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** The bar over the waveform: which track this is, what the colours mean, and the horizontal zoom. 48 pixels
+/** The bar above the waveform: which track it is, what the colours mean, and the horizontal zoom. 48 pixels
     high. */
 class WaveTrackHeader : public juce::Component, public juce::SettableTooltipClient
 {
@@ -33,9 +33,9 @@ public:
     std::function<void()> onZoomToSelection;
     std::function<void()> onFit;
 
-    /** The legend stands only beside a track with two layers. */
+    /** The legend shows only for a track with two layers. */
     void setContent (const Content& newContent);
-    /** The horizontal zoom's slider; becomes a child, is not owned. Null takes it out. */
+    /** The horizontal zoom slider; becomes a child, isn't owned. Null removes it. */
     void setSlider (juce::Slider* newSlider);
     void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
 
@@ -52,7 +52,7 @@ private:
     WaveIconButton fit{ "Show the whole track", Icon::fit, 16.0f, palette::textMid };
     juce::Component::SafePointer<juce::Slider> slider;
     int dividerX = 0;
-    int textEnd = 0; // x where the facts must stop
+    int textEnd = 0; // x where the facts must end
 };
 
 } // namespace tessivar

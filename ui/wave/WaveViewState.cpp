@@ -8,7 +8,7 @@ namespace tessivar
 
 double WaveViewState::visibleLengthFor (double zoom, double length) noexcept
 {
-    // An empty track shows a second of empty ground, so that no conversion divides by 0.
+    // An empty track shows one second, so that no conversion divides by 0.
     if (length <= 0.0)
         return 1.0;
     if (length <= shortestView)

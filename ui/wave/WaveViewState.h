@@ -16,8 +16,8 @@ struct WaveRange
     bool operator== (const WaveRange&) const = default;
 };
 
-/** What a wave viewer shows of a track and where: zoom, scroll, selection, playhead. Arithmetic alone,
-    without a window.
+/** What a wave viewer shows of a track, and where: zoom, scroll position, selection, playhead. Arithmetic
+    only, no window.
 
     Times are seconds from the start of the track, x positions logical pixels from the left edge of the plot.
     The visible stretch always lies inside the track.
@@ -29,16 +29,16 @@ public:
     static constexpr double maxVerticalZoom = 1.4;
     static constexpr double shortestView = 0.05; // s, at the largest zoom
 
-    /** Visible seconds at horizontal zoom v of a track of `length` seconds: length * (0.05 / length)^(v /
+    /** Visible seconds at a horizontal zoom for a track of `length` seconds: length * (0.05 / length)^(zoom /
         0.9). A track shorter than 0.05 s is always shown whole. */
     [[nodiscard]] static double visibleLengthFor (double zoom, double length) noexcept;
     /** The zoom, 0 to 0.9, at which `visible` seconds are shown. */
     [[nodiscard]] static double zoomForVisibleLength (double visible, double length) noexcept;
-    /** Linear gain of the drawing at vertical zoom v: 60 (v - 1) dB. */
+    /** Linear gain of the drawing at a vertical zoom: 60 (zoom - 1) dB. */
     [[nodiscard]] static double displayGainFor (double zoom) noexcept;
 
-    /** A track of another length: the view keeps zoom and start as far as they fit, selection and playhead
-        are cut. */
+    /** Takes a track of another length: keeps zoom and start as far as they fit, cuts selection and playhead.
+    */
     void setTrack (double lengthSeconds, double sampleRate) noexcept;
     void setPlotWidth (double pixels) noexcept;
 
@@ -61,33 +61,33 @@ public:
 
     /** Zooms so that the time at `anchor` keeps its x, as far as the ends of the track allow. */
     void setHorizontalZoom (double v, double anchor) noexcept;
-    /** The same, anchored at the playhead when it is in view, else at the middle. */
+    /** The same, anchored at the playhead while it is in view, else at the centre. */
     void setHorizontalZoom (double v) noexcept;
     void setVerticalZoom (double v) noexcept;
     void setViewStart (double seconds) noexcept;
     void scrollByPixels (double pixels) noexcept { setViewStart (start + pixels / pixelsPerSecond()); }
     void centreOn (double seconds) noexcept { setViewStart (seconds - visibleLength() / 2.0); }
     void fit() noexcept;
-    /** Shows a stretch with a twentieth of its length on both sides. */
+    /** Shows a stretch with a twentieth of its length on either side. */
     void zoomTo (WaveRange range) noexcept;
 
     [[nodiscard]] double playhead() const noexcept { return playheadSeconds; }
-    /** Moves the playhead; while following and `isPlaying`, a playhead that leaves the view turns the page,
-        so that it stands at a tenth of the new one. Returns true when the view moved. */
+    /** Moves the playhead; while following and `isPlaying`, a playhead that leaves the view turns the page
+        and stands at a tenth of the new one. Returns whether the view moved. */
     bool setPlayhead (double seconds, bool isPlaying) noexcept;
     void setFollowing (bool shouldFollow) noexcept { following = shouldFollow; }
     [[nodiscard]] bool isFollowing() const noexcept { return following; }
     [[nodiscard]] bool isInView (double seconds) const noexcept;
 
-    /** The selected stretch; it is what the loop plays. */
+    /** The selected stretch, which is what loops. */
     [[nodiscard]] std::optional<WaveRange> selection() const noexcept { return selected; }
-    /** Ends in either order; cut to the track and set on whole samples. Less than one sample clears the
-        selection. */
+    /** Takes the ends in either order, limited to the track and rounded to whole samples. Less than one
+        sample clears the selection. */
     void select (double oneEnd, double otherEnd) noexcept;
     void clearSelection() noexcept { selected.reset(); }
 
-    /** Seconds moved to the nearest of `targets`, the playhead or an end of the track within `tolerance`
-        pixels, else as it is. */
+    /** The nearest of `targets`, the playhead and the ends of the track within `tolerance` pixels; `seconds`
+        if there is none. */
     [[nodiscard]] double
     snapped (double seconds, std::span<const double> targets, double tolerance) const noexcept;
 

@@ -8,7 +8,7 @@
 namespace tessivar
 {
 
-/** The column right of the waveform: larger, the vertical zoom's slider, smaller. */
+/** The column right of the waveform: zoom in, the vertical zoom slider, zoom out. */
 class WaveZoomColumn : public juce::Component
 {
 public:
@@ -16,7 +16,7 @@ public:
 
     std::function<void (int steps)> onZoomSteps;
 
-    /** The slider between the buttons; not owned, and taken out again by null or by its end. */
+    /** The slider between the buttons. Not owned; removed by null or by its own end. */
     void setSlider (juce::Slider* newSlider);
 
     void paint (juce::Graphics& g) override;
