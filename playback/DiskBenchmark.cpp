@@ -29,7 +29,7 @@ double secondsSince (Clock::time_point start)
     return std::chrono::duration<double> (Clock::now() - start).count();
 }
 
-/** A file without a name, gone when it is closed. */
+/** An unnamed file, gone when it is closed. */
 class ScratchFile
 {
 public:
@@ -92,7 +92,7 @@ public:
         return true;
     }
 
-    /** To disk, and out of the system's cache. Pages that are not written yet would stay. */
+    /** Writes to disk and drops the system's cache, which would keep unwritten pages. */
     [[nodiscard]] bool settle()
     {
         if (::fdatasync (descriptor) != 0)
@@ -149,7 +149,7 @@ private:
 
     bool write (DiskBenchmark& result)
     {
-        // Noise, so that a file system that compresses has nothing to gain.
+        // Noise, so that a compressing file system gains nothing.
         juce::Random random (1);
         const auto start = Clock::now();
 
@@ -253,7 +253,7 @@ juce::Result DiskBenchmark::run (const juce::File& folder,
 
 void DiskBenchmark::propose (double sampleRate)
 {
-    // What is left after this share of the disk's time is for stalls, and for everybody else on the machine.
+    // The rest of the disk's time is for stalls and for everybody else on the machine.
     constexpr double usableShare = 0.8;
     constexpr double goodEnough = 0.9;
 
@@ -276,8 +276,7 @@ void DiskBenchmark::propose (double sampleRate)
             numStreams * s.framesPerRead * static_cast<double> (bytesPerFrame) / s.bytesPerSecond;
         proposal.framesPerRead = s.framesPerRead;
 
-        // Twice the worst that was seen, a round of all tracks to catch up, and half a second for what was
-        // not seen.
+        // Twice the worst seen, a round of all tracks to catch up, and half a second for the unseen.
         proposal.seconds = 0.5 + 2.0 * (s.longestRead + secondsPerRound) + 2.0 * s.framesPerRead / sampleRate;
         break;
     }

@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** How fast a folder's disk reads, in the way playback reads: in one go, and as 24 streams side by side. */
+/** How fast a folder's disk reads the way playback does: in one go, and as 24 streams side by side. */
 struct DiskBenchmark
 {
     static constexpr int numStreams = 24;
@@ -20,10 +20,10 @@ struct DiskBenchmark
     {
         std::int64_t fileBytes = 768 << 20; // of the test file, which is removed at the end; at least 24 MB
         double secondsPerMeasurement = 3.0; // at most
-        double sampleRate = 48000.0;        // of the playback that the proposal is for
+        double sampleRate = 48000.0;        // of the playback that the proposal serves
     };
 
-    /** Reading 24 streams in turns with pieces of one size. */
+    /** Reading 24 streams in turn, in pieces of one size. */
     struct Streams
     {
         int framesPerRead = 0; // of seven channels
@@ -35,22 +35,22 @@ struct DiskBenchmark
     double sequentialBytesPerSecond = 0.0;
     std::vector<Streams> streams; // smallest pieces first
 
-    /** What 24 rendered tracks at the sample rate of the options take. */
+    /** What 24 rendered tracks need at the sample rate of the options. */
     double neededBytesPerSecond = 0.0;
 
     ReadAheadSettings proposal;
 
-    /** Whether 24 rendered tracks can be played from this disk with something to spare. */
+    /** Whether this disk can play 24 rendered tracks with something to spare. */
     bool keepsUp = false;
 
-    /** Writes the test file, reads it past the system's cache, and removes it. Takes secondsPerMeasurement
-        some five times, and the time to write; asks shouldStop after every piece. Fails with the reason, also
-        when stopped. Not for the message thread.
+    /** Writes the test file, reads it past the system's cache, and removes it. Takes about five times
+        secondsPerMeasurement, and the time to write; asks shouldStop after every piece. Fails with the
+        reason, also when stopped. Not for the message thread.
     */
     [[nodiscard]] static juce::Result
     run (const juce::File& folder, const Options& options, const JobControl& control, DiskBenchmark& result);
 
-    /** Sets proposal and keepsUp from the figures. */
+    /** Derives proposal and keepsUp from the measurements. */
     void propose (double sampleRate);
 };
 

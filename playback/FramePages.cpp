@@ -46,12 +46,12 @@ std::optional<FramePages::Lease> FramePages::lease (std::int64_t page)
 
         int expected = ready;
 
-        // A failed exchange means that the filler is at it: then the page is not there.
+        // A failed exchange means the filler has the slot, so the page isn't in memory.
         if (! slot.state.compare_exchange_strong (
                 expected, reading, std::memory_order_acquire, std::memory_order_relaxed))
             continue;
 
-        // It may have been filled with another page between the look and the exchange.
+        // The slot may have been refilled between the look and the exchange.
         if (slot.page.load (std::memory_order_relaxed) == page)
             return Lease (slot.state, slot.frames);
 
@@ -80,7 +80,7 @@ bool FramePages::fill (Slot& slot, std::int64_t page, std::span<const float> fra
     std::copy_n (frames.begin(), count, slot.frames);
     std::fill (slot.frames + count, slot.frames + floatsPerPage, 0.0f);
 
-    // In this order a page that is seen can be had.
+    // Free the slot before naming its page, so that a page that is seen can be leased.
     slot.state.store (ready, std::memory_order_release);
     slot.page.store (page, std::memory_order_release);
     return true;

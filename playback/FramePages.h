@@ -11,12 +11,11 @@
 namespace tessivar
 {
 
-/** The part of a track's samples that is in memory for playback: pages of frames, found by their absolute
-    position.
+/** The part of a track's samples that is in memory for playback: pages of frames, found by absolute position.
 
-    Pages stand in any order, so that the two ends of a loop, or the places before and after a jump, can be
-    there at the same time. One thread fills pages, one other thread reads them; neither waits for the other.
-    The memory is reserved at construction: numPages * framesPerPage * numChannels floats.
+    Pages are in no particular order, so that both ends of a loop, or the places before and after a jump, can
+    be in memory at once. One thread fills pages, one other thread reads them; neither waits for the other.
+    All memory, numPages * framesPerPage * numChannels floats, is reserved at construction.
 */
 class FramePages
 {
@@ -30,17 +29,15 @@ public:
 
     [[nodiscard]] static std::int64_t pageOf (std::int64_t position) { return position / framesPerPage; }
 
-    /** Whether a page is there; may have changed when the call returns. Any thread. */
+    /** Whether a page is in memory; may have changed on return. Any thread. */
     [[nodiscard]] bool contains (std::int64_t page) const;
 
-    /** Frames that are there from position on without a gap, at most maxFrames, counted to the end of the
-        track. Any thread.
+    /** Frames in memory from position on without a gap, at most maxFrames, up to the end of the track. Any
+        thread.
     */
     [[nodiscard]] std::int64_t framesAvailable (std::int64_t position, std::int64_t maxFrames) const;
 
-    /** A page under the reader's hands: it can't be overwritten before this object goes. At most one at a
-        time.
-    */
+    /** A page held by the reader: it can't be overwritten while this object exists. At most one at a time. */
     class Lease
     {
     public:
@@ -55,7 +52,7 @@ public:
         Lease& operator= (const Lease&) = delete;
         Lease& operator= (Lease&&) = delete;
 
-        /** framesPerPage interleaved frames; beyond the end of the track they are 0. */
+        /** framesPerPage interleaved frames, 0 beyond the end of the track. */
         [[nodiscard]] const float* frames() const { return firstFrame; }
 
     private:
@@ -66,12 +63,12 @@ public:
         const float* firstFrame;
     };
 
-    /** Reader only: nothing when the page is not there. */
+    /** Reader only: nothing when the page isn't in memory. */
     [[nodiscard]] std::optional<Lease> lease (std::int64_t page);
 
-    /** Filler only: puts a page in, in place of the one that victimDistance rates highest; frames holds up to
-        framesPerPage interleaved frames, the rest of the page becomes 0. A negative rating protects a page.
-        Returns false when no place can be had.
+    /** Filler only: stores a page in place of the one that victimDistance rates highest; a negative rating
+        protects a page. frames holds up to framesPerPage interleaved frames; the rest of the page becomes 0.
+        Returns false when there is no page to replace.
     */
     template <typename Distance>
     bool put (std::int64_t page, std::span<const float> frames, Distance&& victimDistance)
@@ -79,7 +76,7 @@ public:
         if (contains (page))
             return true;
 
-        Slot* inUse = nullptr; // the one that the reader has, if it was the best
+        Slot* inUse = nullptr; // the best one, if the reader holds it
 
         for (int attempt = 0; attempt < 2; ++attempt)
         {
@@ -114,8 +111,8 @@ private:
     enum State : int
     {
         ready,   // free for either side to take
-        reading, // in the reader's hands
-        filling, // in the filler's hands
+        reading, // held by the reader
+        filling, // held by the filler
     };
 
     struct Slot

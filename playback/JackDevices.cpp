@@ -54,7 +54,7 @@ public:
         std::promise<void> answer;
         auto future = answer.get_future();
 
-        // Whoever waits for the database can't be called back.
+        // A thread that waits for the database can't be called back.
         std::thread (
             [openClient = open, closeClient = close, toldAnswer = std::move (answer)]() mutable
             {
@@ -104,7 +104,8 @@ public:
 
     void scanForDevices() override
     {
-        // One for all, since a library that is stuck stays so, and never closed: then a client of it may wait.
+        // One for all, because a library that is stuck stays stuck; never closed, so that a client in it can
+        // wait.
         static auto& library = *new JackLibrary;
         hasServer = library.mayBeAsked() && library.answersInTime();
 

@@ -7,9 +7,8 @@
 namespace tessivar
 {
 
-/** Hands the newest value of one thread to another, which neither waits nor allocates: three copies, of which
-    one belongs to each side and the third changes hands. Values that were overwritten before they were looked
-    at are lost.
+/** Hands the newest value from one thread to another, without waiting or allocating: of three copies each
+    side owns one, and the third changes hands. Values overwritten before they are read are lost.
 
     One thread calls write(), one other thread calls read().
 */
@@ -25,7 +24,7 @@ public:
         writing = shared.exchange (writing | fresh, std::memory_order_acq_rel) & ~fresh;
     }
 
-    /** The newest value; stays as it is until the next call. */
+    /** The newest value; unchanged until the next call. */
     [[nodiscard]] const Value& read()
     {
         if ((shared.load (std::memory_order_relaxed) & fresh) != 0)
@@ -38,8 +37,8 @@ private:
     static constexpr std::uint32_t fresh = 4;
 
     std::array<Value, 3> copies;
-    std::uint32_t writing = 0; // of the writer
-    std::uint32_t reading = 1; // of the reader
+    std::uint32_t writing = 0; // the writer's copy
+    std::uint32_t reading = 1; // the reader's copy
     std::atomic<std::uint32_t> shared{ 2 };
 };
 

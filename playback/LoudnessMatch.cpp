@@ -15,7 +15,7 @@ namespace
 {
 constexpr std::int64_t blockLength = 16384;
 
-/** One signal whose loudness is taken. */
+/** Measures the loudness of one signal. */
 class Meter
 {
 public:
@@ -34,7 +34,7 @@ public:
     void add (std::span<const float> samples)
     {
         if (ebur128_add_frames_float (state, samples.data(), samples.size()) != EBUR128_SUCCESS)
-            throw std::bad_alloc(); // the only way in which it fails
+            throw std::bad_alloc(); // its only failure
     }
 
     /** LUFS; minus infinity for silence. */

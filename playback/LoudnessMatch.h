@@ -8,25 +8,25 @@
 namespace tessivar
 {
 
-/** Linear gains for PlaybackMix under which both settings of a track are equally loud. */
+/** Linear gains for PlaybackMix that make both settings of a track equally loud. */
 struct LoudnessMatch
 {
     float gainA = 1.0f;
     float gainB = 1.0f;
 
-    /** More than this is not made up for: settings that differ more are not compared by ear. */
+    /** Larger differences are reduced by this much only: such settings aren't compared by ear. */
     static constexpr double largestDifferenceDb = 24.0;
 
-    /** Longest stretch that is measured, seconds. */
+    /** Longest stretch measured, in seconds. */
     static constexpr double longestSeconds = 30.0;
 
     /** Renders a range of the track with both settings and measures their loudness (ITU-R BS.1770-4 with its
-        gates, so that of a drum the hits count and not the pauses between). The louder one is turned down to
-        the other; neither is ever turned up. Both gains are 1 when one of them is silent or the range is
-        shorter than 0.4 s.
+        gates, so that a drum's hits count and the pauses in between don't). The louder one is turned down to
+        the other; neither is ever turned up. Both gains are 1 when either is silent or the range is shorter
+        than 0.4 s.
 
-        Reads from disk: not for the message thread. Asks shouldStop block by block. Nothing when stopped or
-        when the samples can't be read.
+        Reads from disk: not for the message thread. Asks shouldStop after every block. Nothing when stopped
+        or when the samples can't be read.
     */
     [[nodiscard]] static std::optional<LoudnessMatch> measure (TrackSamples& samples,
                                                                double sampleRate,
@@ -35,9 +35,7 @@ struct LoudnessMatch
                                                                LoopRange range,
                                                                const JobControl& control = {});
 
-    /** The range to measure around a position: as much as is measured, moved so that it lies inside the
-        track.
-    */
+    /** The range to measure around a position: as long as measuring allows, moved to lie inside the track. */
     [[nodiscard]] static LoopRange
     rangeAround (std::int64_t position, std::int64_t lengthInSamples, double sampleRate);
 };

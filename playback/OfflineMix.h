@@ -10,8 +10,8 @@
 namespace tessivar
 {
 
-/** What playback would sound like, without a clock: the same voices, fed straight from disk. No fade, no
-    ramp, no limit.
+/** What playback sounds like, without a clock: the same voices, fed straight from disk. No fades, ramps or
+    limit.
 */
 class OfflineMix
 {
@@ -21,8 +21,8 @@ public:
     /** Of the longest track that is heard. */
     [[nodiscard]] std::int64_t lengthInSamples() const { return length; }
 
-    /** Fills dest with the mono mix from start on; beyond the end there is silence. False when a track can't
-        be read; its samples then know why.
+    /** Fills dest with the mono mix from start on; silence past the end. False when a track can't be read;
+        its samples then know why.
     */
     [[nodiscard]] bool read (std::int64_t start, std::span<float> dest);
 

@@ -10,8 +10,8 @@ namespace tessivar
 
 namespace
 {
-// What must be there before the clock starts: what a disk may stall, and a half of the time that it took so
-// far, so that a disk that is hardly fast enough gets a head start.
+// Buffered before the clock starts: what a disk may stall, plus half the time it has taken so far, so that a
+// barely fast enough disk gets a head start.
 constexpr double stallSeconds = 0.5;
 constexpr double shareOfWait = 0.5;
 constexpr double longestWaitSeconds = 5.0;
@@ -74,7 +74,7 @@ void PlaybackEngine::adoptTracks()
     if (next == nullptr)
         next = incoming.exchange (nullptr, std::memory_order_acq_rel);
 
-    // The message thread must have fetched the last ones that went before these can go.
+    // The message thread must have collected the previous tracks before these can retire.
     if (next == nullptr || retired.load (std::memory_order_acquire) != nullptr)
         return;
 
@@ -170,7 +170,7 @@ void PlaybackEngine::renderSegment (const Transport::Segment& segment, float* mo
     if (segment.seamPosition)
         mixSeam (segment, mono);
 
-    // What fades in at a seam is there by now; the rest is added under the fade that goes out.
+    // mono holds what fades in at the seam; add the rest under the fade out.
     std::array<float, TrackVoice::maxFrames> sum;
     std::fill_n (sum.begin(), segment.length, 0.0f);
 
@@ -218,7 +218,7 @@ bool PlaybackEngine::mixTrack (PlayingTrack& track, std::int64_t position, int n
         {
             auto edge = track.missedFrames ? TrackVoice::Edge::fadeIn : TrackVoice::Edge::none;
 
-            // A page always ends before the gap, so this is the last chance to leave without a click.
+            // A page always ends before the gap: the last chance to stop without a click.
             if (at + count == pageEnd && breaksOffAfter (track, pageEnd, pageEnd == position + numSamples))
                 edge = TrackVoice::Edge::fadeOut;
 

@@ -10,15 +10,13 @@
 namespace tessivar
 {
 
-/** What the user set for one track. */
+/** The user's settings for one track. */
 struct PlaybackMix
 {
     SuppressionSetting settingA, settingB;
     bool usesSettingB = false;
 
-    /** Linear gains that make both settings equally loud; 1 where that is not asked for. See
-        LoudnessMatch.
-    */
+    /** Linear gains that make both settings equally loud; 1 without matching. See LoudnessMatch. */
     float matchingGainA = 1.0f, matchingGainB = 1.0f;
 
     float gain = 1.0f; // linear, 0..16
@@ -29,10 +27,10 @@ struct PlaybackMix
     [[nodiscard]] float matchingGain() const { return usesSettingB ? matchingGainB : matchingGainA; }
 };
 
-/** A track as it is handed to playback.
+/** A track as handed to playback.
 
-    samples has seven channels (six of the rendering and the source) or one (the source alone, which then
-    plays as it is). Null stands for a track whose audio is lost: it is silent.
+    samples has seven channels (six rendered ones and the source) or one (the source alone, played as it is).
+    Null stands for a track whose audio is lost: it is silent.
 */
 struct PlaybackTrack
 {
@@ -41,7 +39,7 @@ struct PlaybackTrack
     PlaybackMix mix;
 };
 
-/** Which of the three signals of a track is heard; removed is source minus processed. */
+/** Which of a track's three signals is heard; removed is source minus processed. */
 enum class Listening
 {
     processed,
@@ -49,8 +47,8 @@ enum class Listening
     removed
 };
 
-/** What of a Group is heard: all tracks together, by their solo and mute, or the selected one alone,
-    whatever they are.
+/** What is heard of a Group: all tracks, subject to solo and mute, or the selected one alone, regardless of
+    both.
 */
 struct PlaybackChoice
 {
@@ -58,7 +56,7 @@ struct PlaybackChoice
     bool playsWholeGroup = false;
     std::uint32_t selectedTrack = 0;
 
-    /** Whether a track of these is heard. */
+    /** Whether this one of the tracks is heard. */
     [[nodiscard]] bool letsThrough (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const;
 };
 

@@ -10,8 +10,9 @@
 namespace tessivar
 {
 
-/** One track under way from disk to ear. The read-ahead thread fills its pages, the rendering thread empties
-    them through the voice, the message thread sets its target; it lives as long as one of them knows it.
+/** A track on its way from disk to ear. The read-ahead thread fills its pages, the rendering thread empties
+    them through the voice, the message thread sets the voice's target; it lives until the last of them drops
+    it.
 */
 struct PlayingTrack
 {
@@ -25,11 +26,11 @@ struct PlayingTrack
 
     const std::uint32_t id;
     const std::shared_ptr<TrackSamples> samples;
-    std::atomic<bool> isAudible; // or about to be; those are read first
+    std::atomic<bool> isAudible; // or about to be; audible tracks are read first
 
     FramePages pages;
     TrackVoice voice;
-    bool missedFrames = false; // rendering thread: the frames before were not there in time
+    bool missedFrames = false; // rendering thread: the preceding frames came too late
 
     std::atomic<std::uint32_t> failedReads{ 0 };
     std::uint32_t retryTime = 0; // read-ahead thread: juce::Time::getMillisecondCounter()

@@ -10,7 +10,7 @@ namespace tessivar
 
 namespace
 {
-// Half the filter's length in samples of the lower rate; the longest that the library has.
+// Half the filter's length in samples of the lower rate; the library's maximum.
 constexpr unsigned halfFilterLength = 96;
 } // namespace
 
@@ -43,7 +43,7 @@ RateConverter::process (const float* input, int numInput, float* output, int num
 
     auto& resampler = filter->resampler;
     resampler.inp_count = static_cast<unsigned> (numInput);
-    resampler.inp_data = const_cast<float*> (input); // it only reads there
+    resampler.inp_data = const_cast<float*> (input); // it only reads
     resampler.out_count = static_cast<unsigned> (numOutput);
     resampler.out_data = output;
     resampler.process();

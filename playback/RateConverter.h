@@ -7,11 +7,10 @@
 namespace tessivar
 {
 
-/** Band-limited conversion of one channel from one sample rate to another, for devices that can't run at the
-    Group's rate.
+/** Band-limited rate conversion of one channel, for devices that can't run at the Group's rate.
 
-    At least 114 dB of signal to noise up to 0.45 of the lower rate, flat to 0.001 dB there; docs/playback.md
-    has what was measured. process() allocates nothing and takes no lock.
+    At least 114 dB of signal to noise and flat to 0.001 dB, up to 0.45 of the lower rate; docs/playback.md
+    has the measurements. process() allocates nothing and takes no lock.
 */
 class RateConverter
 {
@@ -19,7 +18,7 @@ public:
     RateConverter();
     ~RateConverter();
 
-    /** Gets ready to convert, with an empty past. False when the ratio of the rates is beyond it (more than
+    /** Prepares to convert, with an empty past. False when it can't reach the ratio of the rates (beyond
         1:16, or of large numbers).
     */
     [[nodiscard]] bool prepare (double fromRate, double toRate);
@@ -30,7 +29,7 @@ public:
         int numWritten = 0;
     };
 
-    /** Converts as much as input and room allow; one of both is then used up. */
+    /** Converts until either the input or the room in the output is used up. */
     [[nodiscard]] Progress process (const float* input, int numInput, float* output, int numOutput);
 
 private:

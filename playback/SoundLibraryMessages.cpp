@@ -24,7 +24,7 @@ void silenceSoundLibraries()
 
     using SetHandler = void (*) (void (*) (const char*));
 
-    // Need not be there. Stays open: the handlers are part of the library's own state.
+    // Optional. Stays open, because the handlers are part of the library's own state.
     static juce::DynamicLibrary jack ("libjack.so.0");
 
     for (const auto* name : { "jack_set_error_function", "jack_set_info_function" })

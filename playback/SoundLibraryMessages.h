@@ -3,9 +3,8 @@
 namespace tessivar
 {
 
-/** Keeps the system's sound libraries from writing to the standard error stream: without a sound card ALSA,
-    and without a server libjack, have some fifteen lines to say about every look for devices. Before the
-    first look; once is enough.
+/** Keeps the system's sound libraries from writing to standard error: ALSA without a sound card and libjack
+    without a server print some fifteen lines for every look for devices. Call once, before the first look.
 */
 void silenceSoundLibraries();
 

@@ -158,7 +158,7 @@ void TrackVoice::addTo (float* dest, int numFrames, Ramp& r, const Signals& sign
 void TrackVoice::mix (const float* frames, int numFrames, float* dest, Edge edge)
 {
     assert (numFrames > 0 && numFrames <= maxFrames);
-    Signals signals; // left as it is: every element that is read is written before
+    Signals signals; // uninitialised: every element is written before it is read
     render (frames, numFrames, ramp, signals);
 
     if (edge != Edge::none)
@@ -209,7 +209,7 @@ int TrackVoice::muteBroken (Signals& signals, int numFrames) const
     const auto count = static_cast<std::size_t> (numFrames);
     float test = 0.0f;
 
-    // x - x is 0 for every number and nothing else.
+    // x - x is 0 for finite numbers and nothing else.
     for (std::size_t i = 0; i < count; ++i)
         test += (signals.processed[i] - signals.processed[i]) + (signals.source[i] - signals.source[i]);
 

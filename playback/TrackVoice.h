@@ -19,7 +19,7 @@ struct TrackLevels
     float removed = 0.0f;
 };
 
-/** What a track shall sound like: processedGain * processed + sourceGain * source. */
+/** What a track should sound like: processedGain * processed + sourceGain * source. */
 struct VoiceTarget
 {
     SuppressionRule rule;
@@ -32,17 +32,19 @@ struct VoiceTarget
                && processedGain == other.processedGain && sourceGain == other.sourceGain;
     }
 
-    /** The target for what the user set; isHeard says whether solo, mute and the selection let it through. */
+    /** The target for the user's settings; isHeard says whether solo, mute and selection let the track
+        through.
+    */
     [[nodiscard]] static VoiceTarget forMix (const PlaybackMix& mix, Listening listening, bool isHeard);
 };
 
 /** Turns the frames of one track into its share of the mix.
 
-    A new target is reached in rampSeconds, weight by weight in straight lines, so that neither a knob nor a
-    switch is heard as a step. When nothing ramps, the processed signal is that of renderSuppression(), bit
-    for bit.
+    Reaches a new target within rampSeconds, each weight in a straight line, so that neither knobs nor
+    switches are heard as steps. While nothing ramps, the processed signal equals renderSuppression() bit for
+    bit.
 
-    setTarget() belongs to one thread, everything else but the readings to the thread that mixes.
+    setTarget() belongs to one thread, everything else except the readings to the thread that mixes.
 */
 class TrackVoice
 {
@@ -51,18 +53,18 @@ public:
     static constexpr int maxFrames = 512; // per call of mix()
     static constexpr int numRenderedChannels = 7;
 
-    /** numChannels is 1 or 7. The first target is where the voice starts; its gain rises from 0. */
+    /** numChannels is 1 or 7. The voice starts at the initial target, its gain rising from 0. */
     TrackVoice (int numChannels, double sampleRate, const VoiceTarget& initial);
 
     void setTarget (const VoiceTarget& newTarget) { target.write (newTarget); }
 
-    /** Takes over the newest target; once per block. */
+    /** Takes over the newest target; call once per block. */
     void update();
 
-    /** Stands at the target without a ramp. */
+    /** Goes to the target without a ramp. */
     void jumpToTarget();
 
-    /** Whether anything of it is in the mix. */
+    /** Whether it contributes to the mix. */
     [[nodiscard]] bool isSounding() const
     {
         return ramp.remaining > 0 || ramp.processedGain != 0.0f || ramp.sourceGain != 0.0f;
@@ -75,24 +77,24 @@ public:
         fadeOut
     };
 
-    /** Adds numFrames (at most maxFrames) to dest. frames are interleaved; Edge::fadeIn and fadeOut take the
-        edge off where frames before or after them are missing.
+    /** Adds numFrames (at most maxFrames) interleaved frames to dest. Edge::fadeIn and fadeOut prevent a
+        click where the frames before or after are missing.
     */
     void mix (const float* frames, int numFrames, float* dest, Edge edge = Edge::none);
 
-    /** As mix(), but as if nothing had happened: no ramp goes on and no level is measured. */
+    /** Like mix(), but leaves ramps and levels alone. */
     void mixAside (const float* frames, int numFrames, float* dest);
 
-    /** Frames that were not there in time: nothing is added, ramps and levels go on. */
+    /** For frames that came too late: adds nothing, advances ramps and levels. */
     void skip (int numFrames);
 
-    /** Sets the levels to 0; costs nothing where they are. */
+    /** Sets the levels to 0; free if they already are. */
     void clearLevels();
 
     /** Any thread. */
     [[nodiscard]] TrackLevels levels() const;
 
-    /** Samples that were not a number or infinite and were muted. Any thread. */
+    /** Samples muted because they were infinite or not a number. Any thread. */
     [[nodiscard]] std::uint64_t numMutedSamples() const
     {
         return mutedSamples.load (std::memory_order_relaxed);
@@ -123,10 +125,10 @@ private:
     const int channels;
     const int rampLength, segmentLength; // frames
     LatestValue<VoiceTarget> target;
-    VoiceTarget current; // what the ramp leads to
+    VoiceTarget current; // where the ramp leads
     Ramp ramp;
 
-    // Energies of segments of 5 ms: the one that is filled, and the last 50 ms in a circle.
+    // Energies of 5 ms segments: the one being filled, and a ring of the last 50 ms.
     struct Energies
     {
         float source = 0.0f, processed = 0.0f, removed = 0.0f;

@@ -29,7 +29,7 @@ void Transport::setTimeline (std::int64_t lengthInSamples, double sampleRate)
 
 void Transport::reset (const TransportRequest& request)
 {
-    // A command to play that came while nobody rendered is still one.
+    // A command to play that came while nobody rendered still counts.
     const auto play = request.playSerial != wanted.playSerial ? request.play : isPlaying();
 
     clock = request.seekSerial != wanted.seekSerial ? request.seekTo : position();
@@ -94,7 +94,7 @@ void Transport::adoptLoop()
     if (loop == wanted.loop)
         return;
 
-    // A fade at a seam is played to its end before the loop may change.
+    // A fade at a seam runs to its end before the loop may change.
     if (loop && clock < loop->end && clock > loop->end - seamLength (*loop, rate) && ! isSilent())
         return;
 
