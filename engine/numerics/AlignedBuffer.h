@@ -14,7 +14,7 @@
 namespace tessivar
 {
 
-/** Owns floats on a 64-byte boundary, zero-filled when made; the home of everything that kernels work on. */
+/** Owns floats on a 64-byte boundary, zeroed when made; holds everything that kernels work on. */
 class AlignedBuffer
 {
 public:
@@ -24,8 +24,8 @@ public:
 
     AlignedBuffer() = default;
 
-    /** Throws std::bad_alloc when memory runs out. The allocation is rounded up to whole cache lines; large ones ask the
-        system for large pages. */
+    /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large
+        ones ask the system for large pages. */
     explicit AlignedBuffer (std::size_t numFloats) : numUsed (numFloats)
     {
         const auto isLarge = numFloats >= largePage;

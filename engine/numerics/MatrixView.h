@@ -6,7 +6,7 @@
 namespace tessivar
 {
 
-/** A column-major matrix that somebody else owns: element (r, c) is data[r + c * rows]. */
+/** A column-major matrix owned by someone else: element (r, c) is data[r + c * rows]. */
 template <typename T>
 struct MatrixView
 {

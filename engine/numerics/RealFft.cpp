@@ -27,8 +27,8 @@ struct RealFft::Plans
         AlignedBuffer in (n + 32), out (n + 32);
         auto* const a = reinterpret_cast<fftwf_complex*> (in.data());
         auto* const b = reinterpret_cast<fftwf_complex*> (out.data());
-        // ESTIMATE picks by counting operations, so that a run repeats bit by bit; at half lengths it lies within a
-        // tenth of what measuring finds.
+        // ESTIMATE picks by counting operations, so that results repeat bit by bit; at half lengths it comes
+        // within a tenth of what measuring finds.
         forward = fftwf_plan_dft_1d (length, a, b, FFTW_FORWARD, FFTW_ESTIMATE);
         backward = fftwf_plan_dft_1d (length, a, b, FFTW_BACKWARD, FFTW_ESTIMATE);
 
@@ -42,7 +42,7 @@ struct RealFft::Plans
                 // exp (-i angle) / 2 for the forward split.
                 forwardTwiddles[2 * k] = static_cast<float> (0.5 * c);
                 forwardTwiddles[2 * k + 1] = static_cast<float> (-0.5 * s);
-                // 1 + i exp (i angle) and, n + 32 floats on, 1 - i exp (i angle).
+                // 1 + i exp (i angle) and, n + 32 floats further, 1 - i exp (i angle).
                 inverseTwiddles[2 * k] = static_cast<float> (1.0 - s);
                 inverseTwiddles[2 * k + 1] = static_cast<float> (c);
                 inverseTwiddles[n + 32 + 2 * k] = static_cast<float> (1.0 + s);
@@ -63,8 +63,8 @@ struct RealFft::Plans
 
     static std::shared_ptr<const Plans> forLength (std::size_t n)
     {
-        // Plans stay for the life of the process; there are three lengths. Never destroyed, so that no order of
-        // destruction at exit can matter.
+        // Plans stay for the life of the process; there are three lengths. Never destroyed, so that the order
+        // of destruction at exit doesn't matter.
         static auto& table = *new std::map<std::size_t, std::shared_ptr<const Plans>>();
         const std::lock_guard lock (plannerLock);
         auto& entry = table[n];
@@ -90,7 +90,7 @@ RealFft::~RealFft() = default;
 
 void RealFft::forward (float* spectrum, const float* samples)
 {
-    // FFTW leaves the input of an out-of-place complex transform alone.
+    // FFTW leaves the input of an out-of-place complex transform unchanged.
     fftwf_execute_dft (plans->forward,
                        reinterpret_cast<fftwf_complex*> (const_cast<float*> (samples)),
                        reinterpret_cast<fftwf_complex*> (half.data()));

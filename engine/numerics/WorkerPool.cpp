@@ -57,7 +57,7 @@ void WorkerPool::forEach (std::size_t numItems, const std::function<void (std::s
             }
             catch (...)
             {
-                nextItem = numItems; // the others finish their item and come home
+                nextItem = numItems; // the others finish their item and stop
                 throw;
             }
         });

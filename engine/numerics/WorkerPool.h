@@ -14,13 +14,14 @@ namespace tessivar
 
 /** A fixed set of threads that share the items of one task at a time. Waiting threads sleep; none spins.
 
-    The thread that calls forEach() or onEachWorker() works along, so a pool of one has no thread of its own. Both
-    return when all work is done. An exception in the work ends the task early and rises to the caller.
+    The thread that calls forEach() or onEachWorker() works too, so a pool of one has no thread of its own.
+    Both return when all work is done. An exception in the work ends the task early and is rethrown to the
+    caller.
 */
 class WorkerPool
 {
 public:
-    /** numThreads counts the caller's thread; values below 1 count as 1. */
+    /** numThreads includes the caller's thread; values below 1 count as 1. */
     explicit WorkerPool (int numThreads);
     ~WorkerPool();
 
@@ -29,8 +30,8 @@ public:
 
     [[nodiscard]] int numWorkers() const { return static_cast<int> (threads.size()) + 1; }
 
-    /** Calls work (item, worker) for item 0 .. numItems - 1, each once, handed out in ascending order; worker is
-        0 .. numWorkers() - 1 and never used by two threads at a time. */
+    /** Calls work (item, worker) once for each item 0 .. numItems - 1, handed out in ascending order; worker
+        is 0 .. numWorkers() - 1 and never used by two threads at a time. */
     void forEach (std::size_t numItems, const std::function<void (std::size_t item, int worker)>& work);
 
     /** Calls work (worker) once on every worker at the same time. */

@@ -10,11 +10,11 @@
 
 #include "engine/numerics/simd/ExactArithmetic.h"
 
-// Element by element of V an iteration needs 120 flops and reads V twice; the model W h is never stored. The quotient and
-// the reciprocal of a few columns stay in the first-level cache between the model and the sums over them. With
-// u = 1 / max (model, floor) the other divisor is exact too: V / max (model^2, floor) = V * min (u * u, 1 / floor), also where
-// model^2 underflows. Every logical lane sees the same operations in the same order at every vector width, so all
-// instruction sets give the same bits.
+// An iteration needs 120 flops per element of V and reads V twice; the model W h is never stored. The
+// quotients and reciprocals of a few columns stay in the first-level cache between the model and the sums
+// over them. With u = 1 / max (model, floor) the other divisor is exact too: V / max (model^2, floor) = V *
+// min (u * u, 1 / floor), even where model^2 underflows. Every logical lane sees the same operations in the
+// same order at every vector width, so all instruction sets give the same bits.
 
 HWY_BEFORE_NAMESPACE();
 namespace tessivar::kernels::HWY_NAMESPACE
@@ -24,17 +24,17 @@ constexpr std::size_t panelFloats = numComponents * lanes;
 constexpr float floorValue = 1.0e-24f;
 constexpr float inverseFloor = 1.0f / floorValue;
 
-// Register blocks: as many independent sums as the registers hold, so that the latency of a multiply-add is covered. The model
-// takes modelPanels panels by columnsAtOnce columns; the sums over rows sumComponents components by sumColumns columns; the
-// sums over columns basesGroup components.
+// Register blocks: as many independent sums as the registers hold, to hide the latency of a multiply-add. The
+// model takes modelPanels panels by columnsAtOnce columns, the sums over rows take sumComponents components
+// by sumColumns columns, the sums over columns take basesGroup components.
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
 constexpr std::size_t modelPanels = 5, columnsAtOnce = 4, sumColumns = 1, sumComponents = 10, basesGroup = 10;
 #else
 constexpr std::size_t modelPanels = 1, columnsAtOnce = 4, sumColumns = 1, sumComponents = 5, basesGroup = 5;
 #endif
 
-/** Quotients and reciprocals of numPanels panels by numC columns. dest: 16 quotients and 16 reciprocals for each column
-    and panel, the panel's columns destColumns apart. */
+/** Quotients and reciprocals of numP panels by numC columns. dest: 16 quotients and 16 reciprocals per column
+    and panel, the columns of a panel destColumns apart. */
 template <std::size_t numP, std::size_t numC>
 HWY_INLINE void quotientBlock (const float* HWY_RESTRICT bases,
                                const float* HWY_RESTRICT power,
@@ -85,7 +85,7 @@ HWY_INLINE void quotientBlock (const float* HWY_RESTRICT bases,
     }
 }
 
-/** The same over any number of panels. prefetchDistance columns ahead the power is fetched into the cache. */
+/** The same over any number of panels; prefetches the power prefetchDistance columns ahead. */
 template <std::size_t numC>
 HWY_INLINE void quotients (const float* bases,
                            const float* power,
@@ -122,7 +122,9 @@ HWY_INLINE void quotients (const float* bases,
                                 destColumns);
 }
 
-/** Adds the products of numC columns with numPanels panels to 20 logical vectors a column: ten numerators, ten denominators. */
+/** Adds the products of numC columns with numPanels panels to 20 logical vectors per column: ten numerators,
+    ten denominators.
+*/
 template <std::size_t numC>
 HWY_INLINE void accumulateColumns (const float* HWY_RESTRICT bases,
                                    const float* HWY_RESTRICT quotient,
@@ -213,7 +215,8 @@ HWY_INLINE void reduceColumn (const float* HWY_RESTRICT sums,
 
 void SumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators)
 {
-    // Twenty panels of bases (12.5 KB) and their quotients for four columns (10 KB) fit the first-level cache.
+    // Twenty panels of bases (12.5 KB) and their quotients for four columns (10 KB) fit into the first-level
+    // cache.
     constexpr std::size_t panelBlock = 20;
     const auto powerStride = tile.numPanels * lanes;
     HWY_ALIGN float sums[columnsAtOnce][2 * panelFloats];
@@ -255,7 +258,7 @@ void SumsForActivations (const DecompositionTile& tile, float* numerators, float
 
 void SumsForBases (const DecompositionTile& tile, float* numerators, float* denominators)
 {
-    // Bases and both sums of eight panels (15 KB) and their quotients for sixteen columns (16 KB).
+    // Bases and both sums of eight panels (15 KB) and their quotients for sixteen columns (16 KB) do too.
     constexpr std::size_t panelBlock = 8, columnBlock = 16;
     const FloatTag d;
     const auto powerStride = tile.numPanels * lanes;
@@ -362,7 +365,7 @@ void UpdateActivations (float* activations,
 
             if (t == 0)
             {
-                // The floor stands on 2 a here but on the undoubled divisor at the other end; the two ends differ by design.
+                // Deliberate: the floor limits 2 a here, but the undoubled divisor at the other end.
                 const auto next = hn::Max (hn::Load (d, h + activationStride), lowest);
                 const auto a = hn::Add (divisor, hn::Div (weight, next));
                 const auto root = hn::Sqrt (hn::Add (weightSquared, hn::Mul (hn::Mul (four, a), c)));

@@ -5,18 +5,18 @@
 namespace tessivar::kernels
 {
 
-/** Memory layout that all decomposition kernels share.
+/** Memory layout shared by all decomposition kernels.
 
-    Rows come in panels of 16, the number of logical lanes at every vector width. Bases and the sums for them are packed
-    by panel: element (row, component) at (panel * 10 + component) * 16 + row % 16. Activations and the sums for them
-    take 16 floats a column, of which the first ten are used. All of these start on 64-byte boundaries. The power
-    spectrogram is column-major with a stride of 16 * numPanels floats.
+    Rows come in panels of 16, the number of logical lanes at every vector width. Bases and their sums are
+    packed by panel: element (row, component) is at (panel * 10 + component) * 16 + row % 16. Activations and
+    their sums take 16 floats per column, of which the first ten are used. All of these start on 64-byte
+    boundaries. The power spectrogram is column-major with a stride of 16 * numPanels floats.
 */
 inline constexpr std::size_t lanes = 16;
 inline constexpr std::size_t numComponents = 10;
 inline constexpr std::size_t activationStride = 16;
 
-/** Some consecutive columns of a decomposition, and one worker's scratch. */
+/** Consecutive columns of a decomposition, and one worker's scratch. */
 struct DecompositionTile
 {
     const float* bases = nullptr; // packed
@@ -29,16 +29,16 @@ struct DecompositionTile
 
 inline constexpr std::size_t tileScratchFloats = 32 * 160;
 
-/** For every column of the tile numerators = W^T (V / max (model^2, floor)) and denominators = W^T (1 / max (model, floor)),
-    model = W h. 120 flops an element of V are needed by this and sumsForBases together. */
+/** For every column of the tile, with model = W h: numerators = W^T (V / max (model^2, floor)) and
+    denominators = W^T (1 / max (model, floor)). Together with sumsForBases, 120 flops per element of V. */
 void sumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators);
 
-/** Packed sums over the tile's columns, in ascending order: numerators = (V / max (model^2, floor)) h^T and
+/** Sums over the tile's columns in ascending order, packed: numerators = (V / max (model^2, floor)) h^T and
     denominators = (1 / max (model, floor)) h^T. */
 void sumsForBases (const DecompositionTile& tile, float* numerators, float* denominators);
 
-/** The in-order update of columns first .. end - 1 of activations that has numColumns columns in all (at least 2).
-    numerators and denominators belong to column first on. Column end must still hold its old value. */
+/** Updates columns first .. end - 1 of activations in order, of numColumns (at least 2) in all. numerators
+    and denominators start at column first. Column end must still hold its old value. */
 void updateActivations (float* activations,
                         const float* numerators,
                         const float* denominators,

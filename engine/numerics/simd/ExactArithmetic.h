@@ -1,5 +1,5 @@
-// Vector arithmetic that rounds alike on every instruction set. No include guard by design: every kernel file includes
-// it once for each target, from inside Highway's per-target namespace.
+// Vector arithmetic that rounds alike on every instruction set. No include guard, by design: every kernel
+// file includes it once per target, from inside Highway's per-target namespace.
 
 #if defined(TESSIVAR_EXACT_ARITHMETIC_TOGGLE) == defined(HWY_TARGET_TOGGLE)
     #ifdef TESSIVAR_EXACT_ARITHMETIC_TOGGLE
@@ -28,8 +28,8 @@ HWY_INLINE Floats broadcast (float value)
     return hn::Set (FloatTag(), value);
 }
 
-/** a * b + c with a single rounding, also where the processor has no such instruction: there by exact products in double
-    precision, and lane by lane where rounding twice could differ from rounding once. */
+/** a * b + c rounded once, even where the processor has no such instruction: there by exact products in
+    double precision, and lane by lane where rounding twice could make a difference. */
 HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
 {
     #if HWY_TARGET == HWY_SSE2 || HWY_TARGET == HWY_SSSE3 || HWY_TARGET == HWY_SSE4
@@ -44,7 +44,7 @@ HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
     const auto low = half (hn::LowerHalf (dh, a), hn::LowerHalf (dh, b), hn::LowerHalf (dh, c));
     const auto high = half (hn::UpperHalf (dh, a), hn::UpperHalf (dh, b), hn::UpperHalf (dh, c));
 
-    // A double half-way between two floats may itself be rounded, and a subnormal float rounds at another bit.
+    // A double half-way between two floats may itself be rounded, and subnormal floats round at another bit.
     const auto isDoubtful = [&] (auto x)
     {
         const auto bits = hn::BitCast (du, x);
@@ -71,8 +71,8 @@ HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
     #endif
 }
 
-/** The sums of four times 16 lanes, one after the other at sums, by one fixed tree: lanes 8 apart, then 2 apart, 1 apart, 4
-    apart. dest: four floats on a 16-byte boundary. */
+/** Sums each of four panels of 16 lanes, stored one after the other, by one fixed tree: lanes 8 apart, then
+    2, 1 and 4 apart. dest: four floats on a 16-byte boundary. */
 HWY_INLINE void sumFourPanels (const float* HWY_RESTRICT sums, float* HWY_RESTRICT dest)
 {
     const hn::CappedTag<float, 4> d;

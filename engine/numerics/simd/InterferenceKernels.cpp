@@ -77,7 +77,7 @@ void InterferenceModel (float* HWY_RESTRICT reciprocals,
                         std::size_t numTracks,
                         std::size_t numFrames)
 {
-    constexpr std::size_t width = 4 * vectorLanes; // four independent sums cover the latency
+    constexpr std::size_t width = 4 * vectorLanes; // four independent sums hide the latency
     const auto one = broadcast (1.0f);
 
     const auto run = [&] (std::size_t t, auto count)
@@ -108,7 +108,7 @@ void InterferenceModel (float* HWY_RESTRICT reciprocals,
                 const auto u = hn::Div (one, model[v]);
                 const auto x = hn::Load (tag, power + i * rowStride + t + v * vectorLanes);
                 hn::Store (u, tag, reciprocals + at);
-                // In this order neither factor leaves the range of a float, however faint the model is.
+                // In this order neither factor leaves a float's range, however faint the model is.
                 hn::Store (hn::Mul (hn::Mul (x, u), u), tag, quotients + at);
             }
         }
@@ -133,7 +133,7 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
                        std::size_t numTracks,
                        std::size_t numFrames)
 {
-    // Sources at a time, two sums each over 16 logical lanes: as many as the registers hold.
+    // Sources per pass, two sums each over 16 logical lanes: as many as the registers hold.
     constexpr std::size_t group = vectorsPerPanel == 1 ? 4 : 2;
     HWY_ALIGN float lanesOfSum[2 * group * 16];
     HWY_ALIGN float reduced[2 * group];
@@ -160,7 +160,7 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
 #pragma GCC unroll 4
                     for (std::size_t j = 0; j < group; ++j)
                     {
-                        // Where the group is not full the last one is computed again and not used.
+                        // In a group that isn't full the last source is computed again and not used.
                         const auto p =
                             hn::Load (tag, sources + (j0 + std::min (j, numJ - 1)) * rowStride + at);
                         n[j][s] = fusedMultiplyAdd (q, p, n[j][s]);
@@ -206,7 +206,7 @@ void InterferenceUpdate (float* HWY_RESTRICT sources,
         {
             Floats n[2], d[2];
             n[0] = n[1] = d[0] = d[1] = hn::Zero (tag);
-            // numFrames is a multiple of 16 and so of one vector, not always of two.
+            // numFrames is a multiple of 16, so of one vector but not always of two.
             const auto second = t + vectorLanes < numFrames ? t + vectorLanes : t;
             const std::size_t at[2]{ t, second };
 

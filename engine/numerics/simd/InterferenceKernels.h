@@ -5,17 +5,18 @@
 namespace tessivar::kernels
 {
 
-/** Passes of the interference model over some frames of one bin. Power and sources are rows of frames,
-    rowStride floats apart, reciprocals and quotients scratchStride apart; all 64-byte aligned; numFrames a
-    multiple of 16. M tracks; gains is M x M, row-major: gains[i * M + j] is the gain of source j into track
-    i. Sums run over 16 logical lanes and one fixed tree, so results are the same on every instruction set.
+/** Passes of the interference model over frames of one bin. Power and sources are rows of frames, rowStride
+    floats apart; reciprocals and quotients are rows scratchStride apart; all are 64-byte aligned. numFrames
+    is a multiple of 16. For M tracks, gains is M x M, row-major: gains[i * M + j] is the gain of source j
+    into track i. Sums run over 16 logical lanes and one fixed tree, so results are the same on every
+    instruction set.
 */
 
-/** The sum of a row of any length n; sums of 1024 in single precision, over those in double. */
+/** Sum of a row of any length n: blocks of 1024 in single precision, their sums in double. */
 [[nodiscard]] double rowSum (const float* row, std::size_t n);
 
 /** peaks[g] = the largest of row[g], row[g + numGroups], row[g + 2 numGroups], ...; the last n % 16 values
-    may be left out. numGroups a multiple of 16 and at most n. */
+    may be left out. numGroups is a multiple of 16 and at most n. */
 void groupPeaks (float* peaks, std::size_t numGroups, const float* row, std::size_t n);
 
 /** model_i = sum over j of gains[i, j] sources_j; reciprocals_i = 1 / model_i; quotients_i = power_i /

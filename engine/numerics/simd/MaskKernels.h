@@ -6,12 +6,12 @@
 namespace tessivar::kernels
 {
 
-/** Passes that turn evidence into gains. Rows may lie anywhere, n is a multiple of 16; no operation is
-    fused and the logarithm and exponential are polynomials of our own (after Moshier's Cephes, 2e-7
-    relative), so results are the same on every instruction set.
+/** Passes that turn evidence into gains. Rows may start anywhere; n is a multiple of 16. No operation is
+    fused, and logarithm and exponential are our own polynomials (after Moshier's Cephes, 2e-7 relative), so
+    results are the same on every instruction set.
 
-    What is kept of a bin and frame between two passes takes 16 bits: a log ratio in steps of 4e-4, a mask
-    as its negative logarithm in steps of 6e-4. Half a step is below 0.003 dB of a gain.
+    What is kept between two passes takes 16 bits per bin and frame: a log ratio in steps of 4e-4, a mask as
+    its negative logarithm in steps of 6e-4. Half a step is less than 0.003 dB of gain.
 */
 
 inline constexpr float logRatioLimit = 12.0f; // of a bin's own log ratio, in either direction

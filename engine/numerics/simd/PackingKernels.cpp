@@ -15,15 +15,15 @@ namespace tessivar::kernels::HWY_NAMESPACE
 
 constexpr FloatTag tag;
 constexpr int droppedBits = 14; // of a float's mantissa
-constexpr std::int32_t lowestCode = (127 - 74)
-                                    << (23 - droppedBits); // the code of 2^-74, taken off all codes
+/** The code of 2^-74, subtracted from all codes. */
+constexpr std::int32_t lowestCode = (127 - 74) << (23 - droppedBits);
 
 void PackPowers (std::uint16_t* codes, const float* powers, std::size_t n)
 {
     const hn::RebindToSigned<FloatTag> ti;
     const hn::Rebind<std::uint16_t, FloatTag> tagOfCodes;
     const auto half = hn::Set (ti, 1 << (droppedBits - 1)), lowest = hn::Set (ti, lowestCode);
-    // Keeps the sum with half below the sign.
+    // Half is added below; this keeps the sum from reaching the sign.
     const auto largest = hn::Set (ti, 0x7f800000);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)

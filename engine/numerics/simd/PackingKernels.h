@@ -6,22 +6,22 @@
 namespace tessivar::kernels
 {
 
-/** Powers in 16 bits: the upper bits of the float, seven of the exponent and nine of the mantissa, for
-    2^-74 (5e-23) up to 2^54 (2e16). Below that is 0, above it the largest. Rounded to the nearest, within
-    0.1 % (0.004 dB). Integer operations only, so codes are the same on every instruction set. Rows may lie
-    anywhere, n is a multiple of 16.
+/** Powers in 16 bits: the upper bits of the float, seven of the exponent and nine of the mantissa, for 2^-74
+    (5e-23) to 2^54 (2e16). Smaller powers become 0, larger ones the maximum. Rounded to nearest, within 0.1 %
+    (0.004 dB). Integer operations only, so codes are the same on every instruction set. Rows may start
+    anywhere; n is a multiple of 16.
 */
 
-/** Powers are not negative; infinities and NaN become the largest. */
+/** Powers must not be negative; infinities and NaN become the maximum. */
 void packPowers (std::uint16_t* codes, const float* powers, std::size_t n);
 
 void unpackPowers (float* powers, const std::uint16_t* codes, std::size_t n);
 
-/** A float's upper and lower 16 bits apart, and together again: exact. */
+/** Splits floats into their upper and lower 16 bits, and joins them again: exact. */
 void splitFloats (std::uint16_t* upper, std::uint16_t* lower, const float* values, std::size_t n);
 void joinFloats (float* values, const std::uint16_t* upper, const std::uint16_t* lower, std::size_t n);
 
-/** dest (columns x rows) = transposed source (rows x columns), both row by row, strides in codes. Rows and
+/** dest (columns x rows) = source (rows x columns) transposed, both row by row, strides in codes. Rows and
     columns are multiples of 8. */
 void transposeCodes (std::uint16_t* dest,
                      std::size_t destStride,

@@ -16,11 +16,11 @@ std::int64_t compiledTargets()
 
 std::int64_t machineTargets()
 {
-    hwy::SetSupportedTargetsForTest (0); // lifts an earlier restriction, so that the machine itself is asked
+    hwy::SetSupportedTargetsForTest (0); // lifts an earlier restriction, to ask the machine itself
     return hwy::SupportedTargets() & compiledTargets();
 }
 
-// Highway numbers its targets so that a better one has a lower bit.
+// Highway gives better targets lower bits.
 std::int64_t bestOf (std::int64_t targets)
 {
     return targets & -targets;

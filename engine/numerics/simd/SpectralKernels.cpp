@@ -210,7 +210,7 @@ void DivideByModel (float* quotient,
 
 void SplitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half)
 {
-    // z repeats after half values: with the first one behind the last, every k finds its mirror image half - k.
+    // z repeats after half values: with the first one appended, every k finds its mirror image half - k.
     z[2 * half] = z[0];
     z[2 * half + 1] = z[1];
     const auto signs = imaginarySigns();
@@ -268,7 +268,7 @@ void GainedSum (
     const hn::Rebind<std::uint32_t, decltype (du)> tagOfBits;
     const hn::Rebind<float, decltype (du)> tagOfGains;
 
-    // A gain for the real and the same for the imaginary part.
+    // One gain serves the real and the imaginary part.
     const auto twice = [&] (auto x)
     {
         const auto wide = hn::PromoteTo (du, hn::BitCast (tagOfBits, x));
@@ -293,7 +293,7 @@ void SumFirstChannels (float* const* dest, const float* frames, std::size_t n)
     float* const rows[numSums]{ dest[0], dest[1], dest[2], dest[3], dest[4] };
     std::size_t i = 0;
 
-    // Four frames turned over: channels 0..3, and 3..6, of which only 4 is of use.
+    // Four frames transposed: channels 0..3, and 3..6, of which only 4 is needed.
     for (; i + 4 <= n; i += 4, frames += 4 * numChannels)
     {
         const auto load = [&] (std::size_t frame, std::size_t channel)

@@ -5,9 +5,9 @@
 namespace tessivar::kernels
 {
 
-/** Passes over spectra and signals. Complex arrays are interleaved (re, im). Pointers named aligned lie on 64-byte
-    boundaries; the others may lie anywhere. Element by element, or over 16 logical lanes and a fixed tree: results
-    are the same on every instruction set. No operation is fused.
+/** Passes over spectra and signals. Complex arrays are interleaved (re, im). Pointers called aligned start on
+    64-byte boundaries; the others may start anywhere. Element by element, or over 16 logical lanes and one
+    fixed tree: results are the same on every instruction set. No operation is fused.
 */
 
 /** dest[i] = a[i] * b[i]; n a multiple of 16. */
@@ -16,20 +16,22 @@ void multiply (float* dest, const float* a, const float* b, std::size_t n);
 /** dest[i] += gain * (a[i] * window[i]); n a multiple of 16. */
 void addWindowed (float* dest, const float* a, const float* window, float gain, std::size_t n);
 
-/** Sum of squares, squares rounded to single precision; sums of 1024 in single precision, over those in double. */
+/** Sum of squares, each rounded to single precision: blocks of 1024 in single precision, their sums in
+    double.
+*/
 [[nodiscard]] double sumOfSquares (const float* a, std::size_t n);
 
-/** Sum of products, rounded like sumOfSquares. */
+/** Sum of products, rounded as in sumOfSquares. */
 [[nodiscard]] double dotProduct (const float* a, const float* b, std::size_t n);
 
-/** Largest absolute value, 0 for n = 0. A NaN counts as any value. */
+/** Largest absolute value, 0 for n = 0. A NaN may count as any value. */
 [[nodiscard]] float peakLevel (const float* a, std::size_t n);
 
 /** dest[i] = sqrt (re^2 + im^2) for numBins bins. */
 void magnitudes (float* dest, const float* spectrum, std::size_t numBins);
 
-/** dest[b] = sum over i of weights[i] * values[firstBin[b] + i], over 16 * numPanels[b] bins; the weights of the bands follow each
-    other. numBands a multiple of 4; weights aligned. */
+/** dest[b] = sum over i of weights[i] * values[firstBin[b] + i], over 16 * numPanels[b] bins; the weights of
+    the bands follow one another. numBands is a multiple of 4; weights aligned. */
 void sumBands (float* dest,
                const float* values,
                const float* weights,
@@ -37,8 +39,9 @@ void sumBands (float* dest,
                const std::size_t* numPanels,
                std::size_t numBands);
 
-/** quotient = spectrum / max (sum over k of activations[k] * bases[k][bin], 1e-24), the model of ten components. bases[k]
-    holds numBins weights from basesStride * k on; aligned; arrays are padded to whole vectors of 16 bins. */
+/** quotient = spectrum / max (sum over k of activations[k] * bases[k][bin], 1e-24), the model of ten
+    components. bases[k] holds numBins weights from basesStride * k on. All aligned, and padded to whole
+    vectors of 16 bins. */
 void divideByModel (float* quotient,
                     const float* spectrum,
                     const float* bases,
@@ -46,11 +49,14 @@ void divideByModel (float* quotient,
                     const float* activations,
                     std::size_t numBins);
 
-/** Bins 0 .. half of a real signal's spectrum from the transform z of its even samples plus i times its odd ones. z has half
-    values and room for one more. twiddles[k] = exp (-2 pi i k / (2 half)) / 2. All aligned. */
+/** Bins 0 .. half of a real signal's spectrum, from the transform z of its even samples plus i times its odd
+    ones. z has half values and room for one more. twiddles[k] = exp (-2 pi i k / (2 half)) / 2. All aligned.
+*/
 void splitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half);
 
-/** prepared[k] = spectrum[k] * plus[k], mirrored[k] = conj (spectrum[half - k]) * minus[k] for k < half. All aligned. */
+/** prepared[k] = spectrum[k] * plus[k] and mirrored[k] = conj (spectrum[half - k]) * minus[k] for k < half.
+    All aligned.
+*/
 void prepareInverse (float* prepared,
                      float* mirrored,
                      const float* spectrum,
@@ -67,8 +73,8 @@ void weightedSum (
 void gainedSum (
     float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half);
 
-/** Sums of the first channels of seven interleaved ones: dest[c][i] = channel 0 + ... + channel c of frame
-    i, in that order, for c below 5. What dest[c] is null for is left out. Frames and rows may lie anywhere. */
+/** Sums of the leading channels of seven interleaved ones: dest[c][i] = channel 0 + ... + channel c of frame
+    i, in that order, for c below 5. A null dest[c] is skipped. Frames and rows may start anywhere. */
 void sumFirstChannels (float* const* dest, const float* frames, std::size_t n);
 
 } // namespace tessivar::kernels
