@@ -32,9 +32,9 @@ constexpr std::size_t frontEnd = 0, decomposition = 1, rendering = 2, folding = 
 
 const std::string refinedMethod = "refined";
 
-/** Wall seconds of each stage, told from the values of progress: the front end ends at 0.1, the decomposition
-    at 0.6; each track's part of what follows is half rendering, half folding and storing. A refined analysis
-    spends the upper half of all values on refining. */
+/** Wall seconds of each stage, derived from the progress: the front end ends at 0.1, the decomposition at
+    0.6; each track's share of the rest is half rendering, half folding and storing. A refined analysis spends
+    the upper half of its progress on refining. */
 class StageClock
 {
 public:
@@ -45,7 +45,7 @@ public:
     [[nodiscard]] double seconds (std::size_t stage) const { return sums[stage]; }
 
 private:
-    /** The stage that ends where progress has this value. */
+    /** The stage that ends at this progress. */
     [[nodiscard]] std::size_t stageAt (double value) const
     {
         constexpr double rounding = 1.0e-9;
@@ -84,7 +84,7 @@ private:
     std::array<double, stageNames.size()> sums{};
 };
 
-/** Peak resident memory of this process in bytes; 0 where the system does not say. */
+/** Peak resident memory of this process in bytes; 0 where the system doesn't say. */
 double peakMemory()
 {
     std::ifstream file ("/proc/self/status");
@@ -101,7 +101,7 @@ double peakMemory()
     return 0.0;
 }
 
-/** A folder that goes when this does. */
+/** A folder that is deleted with this object. */
 class TemporaryFolder
 {
 public:
@@ -127,7 +127,7 @@ public:
     std::string path;
 };
 
-/** Runs this program again in the role of analyseInThisProcess and returns what it printed. */
+/** Runs this program again as analyseInThisProcess and returns what it printed. */
 nlohmann::json
 analyseInChild (const std::string& folder, int numTracks, int numThreads, const std::string& method)
 {
@@ -176,8 +176,8 @@ analyseInChild (const std::string& folder, int numTracks, int numThreads, const 
     return nlohmann::json::parse (text);
 }
 
-/** Room that the files of one analysis take, in bytes: scratch planes, tracks and results, and with the refined
-    method second results and two power spectrograms of twice the frame length for each track. */
+/** Bytes that the files of one analysis take: scratch planes, tracks and results, and with the refined method
+    second results and two power spectrograms of twice the frame length for each track. */
 std::uint64_t diskBytes (int numTracks, int seconds, bool isRefined)
 {
     const auto samples = std::uint64_t{ 44100 } * static_cast<std::uint64_t> (seconds);
@@ -186,7 +186,7 @@ std::uint64_t diskBytes (int numTracks, int seconds, bool isRefined)
            + (std::uint64_t{ 64 } << 20);
 }
 
-/** All rounds with one method and number of threads. */
+/** All rounds of one method and number of threads. */
 struct Runs
 {
     Series wall, cpu, memory;

@@ -6,11 +6,11 @@
 namespace tessivar::benchmarks
 {
 
-/** Whole analyses of synthetic drums with sources, scratch and results on files, each in a process of its own
-    so that its peak memory can be read: wall and CPU time, share of the stages, memory. */
+/** Whole analyses of synthetic drums with sources, scratch and results in files: wall and CPU time, share of
+    the stages, memory. Each runs in a process of its own, so that its peak memory can be read. */
 [[nodiscard]] Findings benchmarkAnalysis (const BenchmarkOptions& options);
 
-/** What such a process does: analyses the tracks that lie in folder and prints its figures as one line of JSON.
+/** What such a process does: analyses the tracks in folder and prints its figures as one line of JSON.
     Returns the exit code. */
 int analyseInThisProcess (const std::string& folder,
                           int numTracks,

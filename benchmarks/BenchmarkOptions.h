@@ -16,8 +16,8 @@ struct BenchmarkOptions
     std::vector<std::string> simdTargets;                      // names, best first
     std::vector<std::string> methods{ "standard", "refined" }; // of the whole analysis
     RoundPolicy rounds;
-    int analysisRounds = 3;      // of the whole analysis, which takes many seconds each
-    std::string temporaryFolder; // must exist; the analysis puts its files there
+    int analysisRounds = 3;      // of the whole analysis, which takes many seconds
+    std::string temporaryFolder; // must exist; holds the files of the analysis
 };
 
 } // namespace tessivar::benchmarks

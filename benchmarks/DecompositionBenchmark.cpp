@@ -24,8 +24,8 @@ namespace tessivar::benchmarks
 namespace
 {
 constexpr double flopsPerElement = 120.0;
-// A round times iterations for this long and at least so many, after one that is not timed: it brings caches
-// and threads into their usual state.
+// A round times iterations for this long and at least this many, after an untimed one that brings caches and
+// threads into their usual state.
 constexpr double timedSeconds = 0.3;
 constexpr int leastIterations = 2;
 
@@ -87,7 +87,7 @@ private:
     std::size_t rows, frames;
 };
 
-/** Bases and activations from equal random starting values. */
+/** Bases and activations, always from the same random starting values. */
 struct Factors
 {
     explicit Factors (MatrixView<const float> v)
@@ -132,11 +132,11 @@ double modelDifference (Factors& a, Factors& b)
     return largest;
 }
 
-/** Tells when a round has timed enough iterations. */
+/** Decides when a round has timed enough iterations. */
 class IterationClock
 {
 public:
-    /** Call after every iteration, the first and untimed one too. */
+    /** Call after every iteration, including the first, untimed one. */
     void tick() { ends.push_back (currentTime().wall); }
 
     [[nodiscard]] bool isEnough() const
@@ -197,7 +197,7 @@ struct Goal
     double ahead = std::numeric_limits<double>::quiet_NaN();
 };
 
-/** Times faster than the anchor that we ask of ourselves with eight tracks. */
+/** How many times faster than the anchor we aim to be with eight tracks. */
 Goal goalFor (const BenchmarkOptions& options, int seconds, const std::string& target)
 {
     if (options.numTracks != 8 || vectorWidth (target) == 4)
@@ -216,7 +216,7 @@ Goal goalFor (const BenchmarkOptions& options, int seconds, const std::string& t
 
 const std::string anchorName = "whole arrays";
 
-/** Rounds of all variants for one length and number of threads. */
+/** The rounds of all variants for one length and number of threads. */
 class Comparison
 {
 public:
@@ -239,7 +239,7 @@ public:
     }
 
 private:
-    /** Both ways from the same start must give the same model; else one of them computes something else. */
+    /** Both ways must reach the same model from the same start, or one of them computes something else. */
     void checkAgreement ([[maybe_unused]] const Problem& problem, [[maybe_unused]] Findings& findings)
     {
 #ifdef TESSIVAR_HAS_OPENBLAS

@@ -20,7 +20,7 @@ namespace
     throw std::runtime_error (path + ": " + std::strerror (error));
 }
 
-/** Repeats a call that may move fewer bytes than asked for. */
+/** Repeats a call that may transfer fewer bytes than asked for. */
 template <typename Call>
 bool moveAll (std::size_t numBytes, Call&& call)
 {

@@ -10,11 +10,11 @@
 namespace tessivar::benchmarks
 {
 
-/** Floats in a file of fixed size, read and written at any place from several threads at once. */
+/** Floats in a file of fixed size, read and written at any position by several threads at once. */
 class FloatFile
 {
 public:
-    /** Opens an existing file for reading, or makes one of numFloats floats with its room on disk reserved.
+    /** Opens an existing file for reading, or makes one of numFloats floats with its disk space reserved.
         Throws std::runtime_error with file and reason. */
     explicit FloatFile (const std::string& path);
     FloatFile (const std::string& path, std::int64_t numFloats);
@@ -44,7 +44,7 @@ private:
     FloatFile file;
 };
 
-/** Scratch planes and seven-channel results on real files, as the product keeps them. */
+/** Scratch planes and seven-channel results in real files, as the product keeps them. */
 class FileStorage : public AnalysisStorage
 {
 public:

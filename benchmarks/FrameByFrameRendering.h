@@ -10,17 +10,17 @@
 namespace tessivar::benchmarks
 {
 
-/** The anchor of the rendering: the component signals of one track by FFTW alone, one frame after the other.
+/** The anchor of the rendering: the component signals of one track by FFTW alone, frame by frame.
 
-    Per frame a real transform, the quotient of spectrum and model, and per component the product with its
-    bases, a real inverse transform and the overlap-add. Plans are measured (FFTW_MEASURE); the vector loops are
-    as wide as the machine allows; neither masks nor whole-length arrays are made.
+    A frame takes a real transform, the quotient of spectrum and model, and for each component the product
+    with its bases, a real inverse transform and the overlap-add. Plans are measured (FFTW_MEASURE); vector
+    loops are as wide as the machine allows; there are no masks and no whole-length arrays.
 */
 class FrameByFrameRendering
 {
 public:
-    /** bases: ten times numBins weights, each component stride floats after the one before; window: frameLength
-        weights for analysis and synthesis. */
+    /** bases: ten times numBins weights, each component stride floats after the previous one; window:
+        frameLength weights for analysis and synthesis. */
     FrameByFrameRendering (const RateParameters& rate,
                            const float* bases,
                            std::size_t stride,
@@ -31,7 +31,7 @@ public:
     FrameByFrameRendering& operator= (const FrameByFrameRendering&) = delete;
 
     /** Renders numFrames frames, the first of which starts at samples; numFrames is the same in every call.
-        Completes numFrames hops of every component, from the start of the first frame on; what overlaps them is
+        Completes numFrames hops of every component from the start of the first frame; what overlaps them is
         kept for the next call. */
     void render (const float* samples, MatrixView<const float> activations, std::size_t numFrames);
 

@@ -20,11 +20,11 @@ namespace
 {
 constexpr double notMeasured = std::numeric_limits<double>::quiet_NaN();
 
-// Takes results, so that no computation can be left out.
+// Takes results, so that no computation can be optimised away.
 std::atomic<float> drain;
 
 #ifdef __x86_64__
-// Twelve independent chains hide the latency of a multiply-add; both constants fit beside them in 16 registers.
+// Twelve independent chains hide the latency of a multiply-add; 16 registers hold them and both constants.
 constexpr int numChains = 12;
 constexpr long chainLength = 4000000;
 constexpr int numDivisors = 8;
@@ -304,7 +304,7 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
                                                               { probe.work (worker, pool.numWorkers()); });
                                        })
                                        .wall;
-                               // What is read is shared among the threads, what is computed each does in full.
+                               // Threads share what is read; each does all of what is computed.
                                const auto work = probe.workPerThread * (probe.unit == "GB/s" ? 1 : threads);
                                found[i].push_back (work / seconds * 1.0e-9);
                            }

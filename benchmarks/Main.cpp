@@ -37,7 +37,7 @@ constexpr std::array<Benchmark, 4> allBenchmarks{ { { "machine", benchmarkMachin
                                                     { "rendering", benchmarkRendering },
                                                     { "analysis", benchmarkAnalysis } } };
 
-/** Names of SIMD targets that this machine runs; "all" stands for every one. */
+/** Names of SIMD targets that this machine runs; "all" stands for all of them. */
 std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
 {
     auto available = availableSimdTargets();
@@ -144,7 +144,7 @@ int runProgram (int numArguments, char** arguments)
     app.add_flag ("--markdown", request.markdown, "Print the tables as Markdown");
     app.add_option ("--document", request.document, "Markdown file whose marked tables are replaced")
         ->check (CLI::ExistingFile);
-    // The program calls itself with this one.
+    // For the program's own child processes.
     app.add_option ("--analyse-folder", request.analysisFolder)->group ("");
 
     try

@@ -25,7 +25,7 @@ double secondsOf (clockid_t clock)
     return static_cast<double> (time.tv_sec) + 1.0e-9 * static_cast<double> (time.tv_nsec);
 }
 
-/** CPU seconds that all processors were busy or taken away, since the start of the machine. */
+/** CPU seconds that all processors were busy or stolen since the machine started. */
 double busySeconds()
 {
     std::ifstream file ("/proc/stat");

@@ -18,7 +18,7 @@ struct Duration
 [[nodiscard]] Duration currentTime();
 [[nodiscard]] Duration measure (const std::function<void()>& work);
 
-/** One value a round. */
+/** One value per round. */
 class Series
 {
 public:
@@ -27,22 +27,22 @@ public:
     [[nodiscard]] bool empty() const { return list.empty(); }
     [[nodiscard]] const std::vector<double>& values() const { return list; }
 
-    /** NaN when there are no values. */
+    /** NaN without values. */
     [[nodiscard]] double median() const;
     [[nodiscard]] double minimum() const;
 
-    /** The same with f (value) for every value. */
+    /** A series with f applied to every value. */
     [[nodiscard]] Series mapped (const std::function<double (double)>& f) const;
 
 private:
     std::vector<double> list;
 };
 
-/** a[i] / b[i]: the ratio round by round, so that what slows the machine for a while slows both. */
+/** a[i] / b[i]: ratios round by round, so that whatever slows the machine for a while slows both. */
 [[nodiscard]] Series ratios (const Series& a, const Series& b);
 
-/** CPU seconds that the machine spent for others than this process and its children since the object was made;
-    counts stolen time too. Always 0 where the system does not say. */
+/** CPU seconds the machine spent on others than this process and its children since construction, stolen time
+    included. Always 0 where the system doesn't say. */
 class ForeignLoad
 {
 public:
@@ -54,29 +54,29 @@ private:
     double busyAtStart, ownAtStart;
 };
 
-/** How often measurements are repeated on a machine that others use too. */
+/** How often to repeat measurements on a machine that others use too. */
 struct RoundPolicy
 {
     int numRounds = 7;
-    double tolerableLoad = 0.03; // CPU seconds of others a second
+    double tolerableLoad = 0.03; // CPU seconds of others per second
     double patienceSeconds = 30.0;
 };
 
-/** Runs round() until numRounds of them passed without much work of others in between. A disturbed round is
-    thrown away while the patience lasts, which counts waiting and thrown-away rounds; after that every round
-    counts. round (keep) must not record its figures itself but return a function that does.
+/** Runs round() until numRounds rounds have passed with little work of others. Disturbed rounds are discarded
+    until patienceSeconds have gone into waiting and discarded rounds; after that every round counts. round()
+    must not record its figures itself but return a function that does.
 
-    Returns the number of disturbed rounds that counted all the same. */
+    Returns the number of disturbed rounds that counted. */
 int runRounds (const RoundPolicy& policy, const std::function<std::function<void()>()>& round);
 
-/** Lets threads that wait actively after a call of a library fall asleep, so that they don't disturb what is
-    measured next. */
+/** Lets threads that keep spinning after a library call fall asleep, so that they don't disturb the next
+    measurement. */
 void settle();
 
-/** A line to standard error about what is going on. */
+/** Prints a line about the progress to standard error. */
 void announce (const std::string& text);
 
-/** The value with a fixed number of decimals and commas between thousands; a dash for NaN. */
+/** The value with fixed decimals and commas between thousands; a dash for NaN. */
 [[nodiscard]] std::string number (double value, int decimals = 0);
 [[nodiscard]] std::string percent (double fraction);
 

@@ -20,7 +20,7 @@ namespace tessivar::benchmarks
 namespace
 {
 constexpr std::int64_t segmentHops = 512; // as the product cuts a track
-constexpr std::int64_t numSegments = 8;   // a round renders these
+constexpr std::int64_t numSegments = 8;   // per round
 
 class NoiseSource : public SampleSource
 {
@@ -79,7 +79,7 @@ AnalysisShape makeShape (const RateParameters& rate)
     return *AnalysisShape::forTracks (std::span (&track, 1));
 }
 
-/** Everything that both ways of rendering one frame length need. */
+/** What both ways of rendering need at one frame length. */
 class Comparison
 {
 public:
@@ -102,7 +102,7 @@ public:
     {
         announce ("rendering: frames of " + std::to_string (rate.frameLength));
 
-        // The product's plans come first, so that nothing FFTW learns while it measures slips into them.
+        // The product's plans come first, so that nothing FFTW learns by measuring gets into them.
         const LinearBases bases (melBases.data(), method::numMelBands, data);
         ComponentRenderer renderer (bases, frames(), data);
         FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());
@@ -171,7 +171,7 @@ private:
         return { activations.data(), method::numComponents, static_cast<std::size_t> (shape.numFrames) };
     }
 
-    /** Frames of 512 hops each; the product renders those that overlap the ends of a segment twice. */
+    /** Segments are 512 hops long; the product renders the frames that overlap their ends twice. */
     double nanosecondsPerFrame (const std::function<void (std::int64_t)>& renderOneSegment) const
     {
         const auto cpu = measure (
@@ -201,7 +201,7 @@ private:
 
     void checkAgreement (ComponentRenderer& renderer, FrameByFrameRendering& anchor, Findings& findings)
     {
-        // The first segment of the anchor lacks the frames before it; the second is whole.
+        // The anchor's first segment lacks the frames before it; its second is whole.
         renderAnchor (anchor, 0);
         renderAnchor (anchor, 1);
         renderProduct (renderer, 1);

@@ -7,7 +7,7 @@ namespace tessivar::benchmarks
 {
 
 /** Rendering the ten component signals of one track on one thread, at the three frame lengths and every SIMD
-    target, beside FFTW frame by frame: CPU nanoseconds a frame. */
+    target, compared with FFTW frame by frame: CPU nanoseconds per frame. */
 [[nodiscard]] Findings benchmarkRendering (const BenchmarkOptions& options);
 
 } // namespace tessivar::benchmarks

@@ -23,7 +23,7 @@ std::vector<std::size_t> columnWidths (const Table& table)
     return widths;
 }
 
-/** The first column holds words and stands left, the others hold figures and stand right. */
+/** The first column holds words and is left-aligned, the others hold figures and are right-aligned. */
 std::string padded (const std::string& text, std::size_t width, bool isFirst)
 {
     const std::string blanks (width - std::min (width, text.size()), ' ');

@@ -9,7 +9,7 @@ namespace tessivar::benchmarks
 
 struct Table
 {
-    std::string id; // of its place in a document
+    std::string id; // names its place in a document
     std::string title;
     std::vector<std::string> columns;
     std::vector<std::vector<std::string>> rows;
@@ -19,17 +19,17 @@ struct Table
     [[nodiscard]] std::string asMarkdown() const;
 };
 
-/** What one benchmark found: tables for people, figures with every round for programs. */
+/** What one benchmark found: tables for people, and figures with every round for programs. */
 struct Findings
 {
     std::vector<Table> tables;
     nlohmann::ordered_json figures;
-    std::vector<std::string> failures; // results that should agree and don't
+    std::vector<std::string> failures; // results that should agree but don't
 };
 
-/** Puts tables into a Markdown file, each between the lines "<!-- benchmark: ID -->" and "<!-- end -->" that it
-    finds there; tables without such lines are left out. Returns what went wrong, empty when nothing did; the
-    file is then as it was. */
+/** Puts tables into a Markdown file, each between its lines "<!-- benchmark: ID -->" and "<!-- end -->";
+    tables without such lines are left out. Returns the error, or an empty text; on an error the file is
+    unchanged. */
 [[nodiscard]] std::string updateDocument (const std::string& path, const std::vector<Table>& tables);
 
 } // namespace tessivar::benchmarks

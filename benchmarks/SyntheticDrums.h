@@ -6,17 +6,19 @@
 namespace tessivar::benchmarks
 {
 
-/** The type code of microphone i of a synthetic kit: kick, kick, snare, snare, hi-hat, three toms, then again. */
+/** The type code of a microphone of a synthetic kit: kick, kick, snare, snare, hi-hat, three toms, then
+    again.
+*/
 [[nodiscard]] std::uint32_t syntheticDrumType (int track);
 
-/** The file of microphone i below a folder. */
+/** The file of a microphone below a folder. */
 [[nodiscard]] std::string syntheticTrackFile (const std::string& folder, int track);
 
 /** Writes the close microphones of a synthetic drum kit as 44.1 kHz float32 files without a header.
 
-    Every drum has hits of its own, each a damped sinusoid with falling pitch and a burst of noise; every
-    microphone hears its own drum, the others 12 to 30 dB softer and later, and a noise floor at -84 dBFS. Equal
-    arguments give equal files. Throws std::runtime_error with file and reason.
+    Every drum has its own hits, each a damped sinusoid with falling pitch and a burst of noise; every
+    microphone hears its own drum, the others 12 to 30 dB softer and later, and a noise floor at -84 dBFS.
+    Equal arguments give equal files. Throws std::runtime_error with file and reason.
 */
 void writeSyntheticDrums (const std::string& folder, int numTracks, int seconds);
 

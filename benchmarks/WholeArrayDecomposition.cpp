@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstring>
 
-// The loops run on the widest vectors of the machine, as those of a vector library would.
+// The loops use the machine's widest vectors, as those of a vector library would.
 #if defined(__x86_64__) && ! defined(__SANITIZE_ADDRESS__)
     #define TESSIVAR_WIDEST_VECTORS \
         __attribute__ ((target_clones ("arch=x86-64-v4", "arch=x86-64-v3", "default")))
@@ -253,7 +253,7 @@ void WholeArrayDecomposition::iterate()
     updateModel();
     normalise();
 
-    // Composed of whole arrays, an iteration leaves its scratch cleared for the next.
+    // Composed of whole arrays, an iteration leaves its scratch cleared for the next one.
     inShares (v.size(),
               [&] (std::size_t i, std::size_t n)
               { std::memset (quotient.data() + i, 0, n * sizeof (float)); });

@@ -11,15 +11,15 @@ namespace tessivar::benchmarks
 
 /** The anchor of the decomposition: the same iteration composed of calls that each pass over a whole array.
 
-    Matrix products are sgemm of OpenBLAS on as many threads as the pool has; squares, floors, quotients and
-    reciprocals are vector loops over even shares of the array, one for each worker. Model and quotient are kept
-    as whole arrays, so that an iteration makes 29 passes over data of V's size. The workers sleep between loops
-    and leave the processors to OpenBLAS.
+    Matrix products are OpenBLAS's sgemm on as many threads as the pool has; squares, floors, quotients and
+    reciprocals are vector loops over equal shares of the array, one per worker. Model and quotient are kept
+    as whole arrays, so that an iteration makes 29 passes over data of V's size. The workers sleep between
+    loops and leave the processors to OpenBLAS.
 */
 class WholeArrayDecomposition
 {
 public:
-    /** All shapes as for decompose(); v, w and h must outlive this. */
+    /** Shapes as for decompose(); v, w and h must outlive this object. */
     WholeArrayDecomposition (MatrixView<const float> v,
                              MatrixView<float> w,
                              MatrixView<float> h,

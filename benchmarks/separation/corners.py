@@ -1,20 +1,21 @@
 #!/usr/bin/python3
 """corners.py --program PROGRAM --evaluate EVALUATE.PY --cache DIR [--only TEXT] [--json FILE] MATERIAL
 
-What the corners of the separation cost and bring: one row of a Markdown table for every folder CORNER of MATERIAL, which
-material.py makes, over all sessions in it. PROGRAM is tessivar-cli; EVALUATE.PY offers compare (track, truth, output, rate,
-hits) -> gain, attack, quiet, lost, and si_sdr (output, truth). Results are kept in DIR by program, session and method, so that
-only what changed is computed again. Columns, refined method unless said otherwise:
+What the separation gains and costs in corner cases: a Markdown table with one row for each folder CORNER of
+MATERIAL, made by material.py, over all sessions in it. PROGRAM is tessivar-cli; EVALUATE.PY offers compare (track,
+truth, output, rate, hits) -> gain, attack, quiet, lost, and si_sdr (output, truth). DIR caches results by program,
+session and method, so that only what changed is computed again. Columns, for the refined method unless stated:
 
-  tracks      with a truth that sounds
-  in          SI-SDR of the tracks as they are, mean, dB
+  tracks      whose truth is audible
+  in          SI-SDR of the unprocessed tracks, mean, dB
   standard    gain at Focus 3, mean (worst)
   suggested, Focus 5   gain, mean (worst)
-  attack, quiet, lost  at the suggested Focus: level change of the own drum's hits, of its quiet ones; per cent of hits that
-              fell by more than 6 dB
+  attack, quiet, lost  at the suggested Focus: level change of the own drum's hits, and of its quiet ones; per cent of
+              hits that fell by more than 6 dB
   near best   tracks whose suggestion comes within 0.5 dB of the best of Focus 0, 1 and 5, per cent
-  passed      tracks that were given Focus 0, and how many of these had no drum to keep (silent, absent or with one hit only)
-  unsure      tracks whose suggestion is called unsure
+  passed      tracks with a suggested Focus of 0, and how many of them have no drum to keep (silent, absent or a
+              single hit)
+  unsure      tracks whose suggestion is marked unsure
 """
 import argparse
 import hashlib
@@ -58,7 +59,7 @@ class Runner:
         return json.loads(done.stdout)
 
     def result(self, folder, method):
-        # The standard method does not change with the refinement: its results hold for every program.
+        # The refinement doesn't affect the standard method: its results hold for every program.
         program = "standard" if method == "standard" else self.binary
         kept = os.path.join(self.args.cache, "%s-%s.json" % (program, hashlib.sha256(folder.encode()).hexdigest()[:16]))
         if os.path.exists(kept):

@@ -1,16 +1,16 @@
 #!/usr/bin/python3
 """material.py SESSION... --out DIR [--only TEXT]
 
-Makes sessions for the corners of the separation from recorded ones whose truth is known. A SESSION is a folder with
-session.json (sample_rate; per track: name, file, drum_type, hits as [sample, velocity, kind]), tracks/ and truth/. What is
-made has the same shape, float WAV, and goes to DIR/CORNER/SESSION[.VARIANT]. The truth of every track stays known: a track
-is own + leakage, and only own, leakage, time and rate are changed. Beside the known keys, session.json of what is made may
-hold extra_tracks (Other and overhead tracks that are played into the Group but have no truth), and per track "drum":
+Makes sessions for corner cases of the separation from recorded ones whose truth is known. A SESSION is a folder with
+session.json (sample_rate; per track: name, file, drum_type, hits as [sample, velocity, kind]), tracks/ and truth/.
+The results have the same shape, float WAV, and go to DIR/CORNER/SESSION[.VARIANT]. The truth of every track stays
+known: a track is own + leakage, and only own, leakage, time and rate change. In addition, a resulting session.json
+may hold extra_tracks (Other and overhead tracks that belong to the Group but have no truth), and per track "drum":
 "absent" (never plays) or "rare" (one hit), and "silent": true.
 
-Corners that need a drum apart from its room (further drums, long pieces) are mixed from the truths alone: each drum reaches
-each other microphone over a path of its own: delay, level, and a dull diffuse tail of 0.15 s. Levels are given in dB of the
-leaking drum's power at its own microphone. Everything is drawn from fixed seeds: the same sessions come out each time.
+Corners that need a drum without its room (more drums, long pieces) are mixed from the truths alone: each drum reaches
+every other microphone over its own path of delay, level and a dull diffuse tail of 0.15 s. Levels are in dB of the
+leaking drum's power at its own microphone. All random values come from fixed seeds, so results repeat.
 Needs numpy and soundfile.
 """
 import argparse
@@ -20,7 +20,7 @@ import os
 import numpy as np
 import soundfile as sf
 
-LEAKS = [-60, -40, -30, -20, -10, 10, 20]  # dB, on all that is not the own drum
+LEAKS = [-60, -40, -30, -20, -10, 10, 20]  # dB, on everything but the own drum
 RATES = [44100, 48000, 88200, 96000, 192000]
 
 
@@ -40,7 +40,7 @@ class Session:
         return other
 
     def map(self, name, change):
-        """A copy in which change (own or leakage, track index) made every signal."""
+        """A copy with change (own or leakage, track index) applied to every signal."""
         other = self.copy(name)
         for i, t in enumerate(other.tracks):
             t["own"], t["rest"] = change(t["own"], i), change(t["rest"], i)
@@ -86,7 +86,7 @@ def save(session, folder):
 
 
 def resampled(x, length):
-    """The signal at as many samples as given, by its spectrum."""
+    """The signal resampled to this many samples, by its spectrum."""
     spectrum = np.fft.rfft(x)
     bins = np.zeros(length // 2 + 1, complex)
     n = min(len(bins), len(spectrum))
@@ -123,7 +123,7 @@ def convolved(x, response):
 
 
 def mixed(name, rate, drums, level_db, seed=1):
-    """A session from drums alone (name, drum_type, own, hits): every microphone hears every other drum."""
+    """A session made of drums (name, drum_type, own, hits): every microphone hears every other drum."""
     random = np.random.default_rng(seed)
     session = Session(name, rate, [])
     for i, drum in enumerate(drums):
@@ -136,7 +136,7 @@ def mixed(name, rate, drums, level_db, seed=1):
 
 
 def drum_of(session, track, name=None, roll=0, drum_type=None):
-    """One drum alone, its performance begun roll samples later, in a circle."""
+    """One drum alone, its performance rotated by roll samples."""
     t = next(t for t in session.tracks if t["name"] == track) if isinstance(track, str) else track
     n = session.length
     return {"name": name or t["name"], "drum_type": drum_type or t["drum_type"], "own": np.roll(t["own"], roll),
@@ -168,7 +168,7 @@ def repeated(session, name, seconds):
 
 
 def sections(sessions, name, seconds, seed):
-    """Eight drums, 20 s sections in each of which every drum rests, plays softly or plays; drums come late and leave."""
+    """Eight drums in 20 s sections; in each a drum rests, plays softly or plays. Drums come late and leave."""
     a = sessions[0]
     random = np.random.default_rng(seed)
     drums = [drum_of(a, t) for t in a.tracks][:8]
@@ -250,7 +250,7 @@ def silence_corners(session, first):
         keep_hits(t, gaps)
     yield "silent gaps", other
 
-    # The same with the silence cut out: what an analysis would see that leaves silent frames out.
+    # The same without its silence: what an analysis would see that skips silent frames.
     kept = gaps > 0
     places = np.cumsum(kept) - 1
     cut = other.map(session.name, lambda x, i: x[kept])
@@ -260,7 +260,7 @@ def silence_corners(session, first):
 
     random = np.random.default_rng(7)
     windows = []
-    for _ in session.tracks:  # every track muted over stretches of its own
+    for _ in session.tracks:  # mute every track over its own stretches
         at = random.uniform(1, 13, 2)
         windows.append(1 - np.maximum(faded(session, at[0], at[0] + 3), faded(session, at[1], at[1] + 3)))
     other = session.map(session.name, lambda x, i: x * windows[i])
@@ -290,7 +290,7 @@ def rate_corners(session, first):
 
 
 def joint_corners(sessions):
-    """Corners of drums from several sessions, at the first one's rate."""
+    """Corners of drums from several sessions, at the rate of the first."""
     rate = sessions[0].rate
     all_at = [s if s.rate == rate else at_rate(s, rate) for s in sessions]
     n = min(s.length for s in all_at)

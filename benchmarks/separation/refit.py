@@ -1,14 +1,15 @@
 #!/usr/bin/python3
 """refit.py --program PROGRAM --cache DIR [--json FILE] SESSION...
 
-Fits the nine coefficients of the refined method's logistic model again, leaving one session out at a time, and tells what the
-left-out sessions gain with the coefficients that stand and with the fitted ones. A SESSION is a folder as material.py makes or
-starts from; what comes from one recording (its name up to the first dot) is left out together.
+Fits the nine coefficients of the refined method's logistic model again, leaving out one session at a time, and
+prints what the left-out sessions gain with the standing coefficients and with the fitted ones. A SESSION is a folder
+such as material.py makes or starts from; everything from one recording (its name up to the first dot) is left out
+together.
 
-The equations of interference model, evidence and layers are computed here in numpy from the component signals that PROGRAM
-(tessivar-cli) writes, so that this is also a second, independent implementation of them; DIR keeps what they need. The target
-of a bin is the own share of its energy, |own|^2 / (|own|^2 + |leakage|^2); bins are drawn with a chance that goes with their
-magnitude, so that loud and soft ones are both heard. Prints Markdown. Needs numpy and soundfile.
+Interference model, evidence and layers are computed here in numpy from the component signals that PROGRAM
+(tessivar-cli) writes, as a second, independent implementation; DIR caches what they need. The target of a bin is
+the own share of its energy, |own|^2 / (|own|^2 + |leakage|^2); bins are drawn with a probability that follows their
+magnitude, so that loud and soft ones both count. Prints Markdown. Needs numpy and soundfile.
 """
 import argparse
 import json
@@ -21,8 +22,8 @@ import soundfile as sf
 
 STANDING = np.array([-2.203, 0.396, 0.427, 0.228, -0.410, -0.421, -0.132, 0.433, 0.680])
 MASK_EXPONENT, LAYER_EXPONENT = 0.35, 0.5
-RISE_FRAMES, STEADY = 3, 1.5  # frames; what may pass as wavering of what already sounds
-SAMPLES = 8000  # bins of a track
+RISE_FRAMES, STEADY = 3, 1.5  # frames; rises below this factor count as fluctuations of a steady sound
+SAMPLES = 8000  # bins per track
 
 
 def si_sdr(x, s):
@@ -65,8 +66,8 @@ def same_drum(a, b):
 
 
 def bounded_gains(v, types):
-    """Upper bounds of the gains, bins x microphones x drums, from the frames in which the drum is loudest: the 20 % quantile of
-    the ratio of powers, and twice the median ratio of rises at the onsets among them."""
+    """Upper bounds of the gains, bins x microphones x drums, from the frames where the drum is loudest: the 20 %
+    quantile of the ratio of powers, and twice the median ratio of rises at the onsets among them."""
     bins, tracks, frames = v.shape
     loud = min(frames, max(8, frames // 50))
     bound = np.zeros((bins, tracks, tracks), np.float32)
@@ -184,7 +185,7 @@ class Case:
         return signals
 
     def prepare(self):
-        """Spectra and evidence; large, so only for as long as they are needed."""
+        """Spectra and evidence: large, so kept only while needed."""
         s, count = self.signals, len(self.tracks)
         self.spectra = [self.transform.forward(s["x%d" % i]) for i in range(count)]
         v = np.stack([smoothed(np.abs(x) ** 2) for x in self.spectra], 1)
@@ -199,7 +200,7 @@ class Case:
         self.spectra = self.power = self.rows = None
 
     def samples(self, random):
-        """Evidence and target of drawn bins of all tracks that have a truth which sounds."""
+        """Evidence and target of drawn bins, over all tracks whose truth is audible."""
         x, y = [], []
         for i in self.rendered:
             own = self.signals["s%d" % i]

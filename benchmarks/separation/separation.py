@@ -3,10 +3,10 @@
 
 How much leakage goes and how little of the drum: tables over recorded sessions whose truth is known.
 
-A SESSION is a folder with session.json (per track: name, file, drum_type), tracks/ and truth/; EVALUATE.PY is the program
-that compares processed files with the truth and writes a result with --json (per track: gain, attack, quiet, lost). PROGRAM
-is tessivar-cli. Every session is processed with both methods at Focus 1 to 5, and with the refined one at the Focus it
-suggests, for every seed. The figure of merit of a track is
+A SESSION is a folder with session.json (per track: name, file, drum_type), tracks/ and truth/; EVALUATE.PY compares
+processed files with the truth and writes a result with --json (per track: gain, attack, quiet, lost). PROGRAM is
+tessivar-cli. Every session is processed with both methods at Focus 1 to 5, and with the refined one at its suggested
+Focus, for every seed. The figure of merit of a track is
 max (-20, gain) - 0.5 max (0, -attack) - 0.5 max (0, -quiet) - 0.1 lost%, in dB. Prints Markdown.
 """
 import argparse
