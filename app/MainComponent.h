@@ -11,7 +11,7 @@
 #include "ui/DeviceStatusButton.h"
 #include "ui/EmptyView.h"
 #include "ui/MeterColumn.h"
-#include "ui/TessivarTooltipWindow.h"
+#include "ui/TessivarControls.h"
 #include "ui/browser/BrowserView.h"
 #include "ui/dock/SettingDock.h"
 #include "ui/transport/TransportBar.h"

@@ -3,9 +3,7 @@
 
 #include "ui/EmptyView.h"
 #include "ui/Palette.h"
-#include "ui/TessivarCheckBox.h"
-#include "ui/TessivarComboBox.h"
-#include "ui/TessivarComponent.h"
+#include "ui/TessivarControls.h"
 #include "ui/TessivarSuppressionMeterComponent.h"
 #include "ui/TessivarTimeMarker.h"
 #include "ui/browser/BrowserView.h"

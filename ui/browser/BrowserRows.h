@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/Buttons.h"
-#include "ui/TessivarCheckBox.h"
+#include "ui/TessivarControls.h"
 #include "ui/browser/BrowserState.h"
 #include "ui/browser/DrumTypeChooser.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/DrumLook.h"
-#include "ui/TessivarComboBox.h"
+#include "ui/TessivarControls.h"
 
 namespace tessivar
 {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/Buttons.h"
-#include "ui/TessivarCheckBox.h"
+#include "ui/TessivarControls.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/TessivarCheckBox.h"
+#include "ui/TessivarControls.h"
 #include "ui/dialogs/DialogContent.h"
 #include "ui/dialogs/DialogList.h"
 

@@ -1,4 +1,4 @@
-#include "ui/TessivarCheckBox.h"
+#include "ui/TessivarControls.h"
 
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
@@ -66,6 +66,16 @@ void drawSocket (juce::Graphics& g, juce::Rectangle<int> dotArea, bool enabled)
 {
     g.setColour (palette::outline.withMultipliedAlpha (enabled ? 1.0f : 0.4f));
     g.drawEllipse (dotArea.toFloat().withSizeKeepingCentre (socketDiameter, socketDiameter), 1.0f);
+}
+
+TessivarComboBox::TessivarComboBox (const juce::String& name) : ComboBox (name)
+{
+    setWantsKeyboardFocus (false);
+    setMouseClickGrabsKeyboardFocus (false);
+    setJustificationType (juce::Justification::centred);
+    setEditableText (false);
+    setTextWhenNoChoicesAvailable ("(no choices)");
+    enabledAtConstruction = isEnabled();
 }
 
 } // namespace tessivar
