@@ -5,10 +5,10 @@
 #include "ui/Palette.h"
 #include "ui/TessivarControls.h"
 #include "ui/TessivarSuppressionMeterComponent.h"
-#include "ui/TessivarTimeMarker.h"
 #include "ui/browser/BrowserView.h"
 #include "ui/dock/SettingDock.h"
 #include "ui/transport/TransportBar.h"
+#include "ui/wave/TessivarWaveViewer.h"
 
 #include <catch2/catch.hpp>
 

@@ -5,7 +5,6 @@
 
 namespace tessivar
 {
-
 namespace
 {
 

@@ -1,14 +1,29 @@
 #pragma once
 
-#include "ui/TessivarTimeMarker.h"
 #include "ui/wave/WaveBanner.h"
 #include "ui/wave/WaveOverview.h"
 #include "ui/wave/WavePlot.h"
 #include "ui/wave/WaveRuler.h"
 #include "ui/wave/WaveZoomColumn.h"
 
+#include <juce_gui_basics/juce_gui_basics.h>
+
 namespace tessivar
 {
+
+/** The strip that marks the play position; whoever shows the waveform moves it. The mouse goes through to the
+    waveform.
+*/
+class TessivarTimeMarker : public juce::Component
+{
+public:
+    TessivarTimeMarker() { setInterceptsMouseClicks (false, false); }
+
+    void paint (juce::Graphics& g) override { g.fillAll (juce::Colours::white.withAlpha (0.9f)); }
+
+private:
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarTimeMarker)
+};
 
 /** The waveform of one track with ruler, overview and vertical zoom: what is kept in front of what is
     removed.
