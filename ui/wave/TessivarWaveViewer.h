@@ -1,10 +1,10 @@
 #pragma once
 
 #include "ui/wave/WaveBanner.h"
+#include "ui/wave/WaveButtons.h"
 #include "ui/wave/WaveOverview.h"
 #include "ui/wave/WavePlot.h"
 #include "ui/wave/WaveRuler.h"
-#include "ui/wave/WaveZoomColumn.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
