@@ -3,7 +3,7 @@
 #include "model/GroupState.h"
 #include "ui/wave/ChannelEnergyPyramid.h"
 #include "ui/wave/EnvelopePyramid.h"
-#include "ui/wave/WaveData.h"
+#include "ui/wave/WaveContent.h"
 
 #include <juce_events/juce_events.h>
 

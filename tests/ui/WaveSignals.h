@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/wave/WaveData.h"
+#include "ui/wave/WaveContent.h"
 
 #include <cmath>
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "ui/Palette.h"
 #include "ui/wave/WaveButtons.h"
-#include "ui/wave/WaveData.h"
+#include "ui/wave/WaveContent.h"
 
 #include <functional>
 
