@@ -8,7 +8,7 @@
 #include "app/WindowKeys.h"
 #include "app/system/ProgramLog.h"
 #include "model/recovery/GroupAutosave.h"
-#include "ui/DeviceStatusButton.h"
+#include "ui/Buttons.h"
 #include "ui/EmptyView.h"
 #include "ui/MeterColumn.h"
 #include "ui/TessivarControls.h"

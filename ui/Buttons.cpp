@@ -83,6 +83,14 @@ ButtonState stateOf (const juce::Button& button, bool over, bool down, const mot
 constexpr float gap = 8.0f;
 constexpr float inset = 12.0f;
 
+constexpr int statusDotColumn = 14;
+constexpr int statusInset = 12;
+
+juce::Font statusFont()
+{
+    return fonts::inter (12.0f);
+}
+
 } // namespace
 
 void drawButtonGround (
@@ -271,6 +279,37 @@ void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float corner
 {
     g.setColour (palette::ice);
     g.drawRoundedRectangle (area.expanded (3.0f), cornerRadius + 3.0f, 2.0f);
+}
+
+DeviceStatusButton::DeviceStatusButton() : Button ("Audio device")
+{
+    setTooltip ("Audio settings");
+    setMouseClickGrabsKeyboardFocus (false);
+    setHasFocusOutline (true);
+}
+
+void DeviceStatusButton::setStatus (const juce::String& words, bool warns)
+{
+    warning = warns;
+    setButtonText (words);
+    setTitle ("Audio device, " + words);
+    repaint();
+}
+
+int DeviceStatusButton::idealWidth() const
+{
+    return juce::roundToInt (std::ceil (fonts::tabularWidth (statusFont(), getButtonText())))
+           + statusDotColumn + 2 * statusInset;
+}
+
+void DeviceStatusButton::paintButton (juce::Graphics& g, bool over, bool)
+{
+    auto area = getLocalBounds().reduced (statusInset, 0).toFloat();
+    g.setColour (warning ? palette::amber : palette::green);
+    g.fillEllipse (area.removeFromLeft (6.0f).withSizeKeepingCentre (6.0f, 6.0f));
+    area.removeFromLeft (static_cast<float> (statusDotColumn - 6));
+    g.setColour (warning ? palette::amber : (over ? palette::textHigh : palette::textLow));
+    fonts::drawTabular (g, statusFont(), getButtonText(), area, juce::Justification::centredLeft);
 }
 
 } // namespace tessivar

@@ -3,6 +3,8 @@
 #include "ui/Icons.h"
 #include "ui/Motion.h"
 
+#include <juce_gui_basics/juce_gui_basics.h>
+
 namespace tessivar
 {
 
@@ -109,5 +111,27 @@ private:
 
 /** Draws the keyboard focus: a 2 px ice frame, 2 px outside the area. */
 void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float cornerRadius = 6.0f);
+
+/** The audio device, at the right end of the menu bar: a dot and a line of text. A click asks for the
+    settings.
+*/
+class DeviceStatusButton : public juce::Button
+{
+public:
+    DeviceStatusButton();
+
+    /** @param warns  shows amber: no device, or its rate differs from the Group's */
+    void setStatus (const juce::String& words, bool warns);
+
+    /** Width its text needs, in logical pixels. */
+    int idealWidth() const;
+
+    void paintButton (juce::Graphics& g, bool over, bool down) override;
+
+private:
+    bool warning = false;
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DeviceStatusButton)
+};
 
 } // namespace tessivar

@@ -1,6 +1,6 @@
 #include "tests/ui/GalleryPages.h"
 
-#include "ui/DeviceStatusButton.h"
+#include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 #include "ui/Palette.h"
 #include "ui/dialogs/ChecklistDialog.h"
