@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/KnobGeometry.h"
-#include "ui/SliderArt.h"
+#include "ui/ResourceImages.h"
 #include "ui/TessivarKnobTooltip.h"
 
 #include <functional>

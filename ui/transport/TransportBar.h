@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/Buttons.h"
-#include "ui/SliderArt.h"
+#include "ui/ResourceImages.h"
 #include "ui/transport/TransportState.h"
 
 namespace tessivar
