@@ -141,7 +141,7 @@ private:
         return juce::Result::fail ("disk benchmark in " + folder.getFullPathName() + ": " + reason);
     }
 
-    bool goesOn()
+    bool shouldContinue()
     {
         wasStopped = control.isStopped();
         return ! wasStopped;
@@ -157,7 +157,7 @@ private:
         {
             random.fillBitsRandomly (buffer.data(), buffer.size());
 
-            if (! goesOn() || ! file.append (buffer))
+            if (! shouldContinue() || ! file.append (buffer))
                 return false;
 
             control.progress (0.4 * static_cast<double> (done) / static_cast<double> (size));
@@ -177,7 +177,7 @@ private:
 
         while (done < size && secondsSince (start) < options.secondsPerMeasurement)
         {
-            if (! goesOn() || ! file.readAt (done, buffer))
+            if (! shouldContinue() || ! file.readAt (done, buffer))
                 return false;
 
             done += static_cast<std::int64_t> (pieceBytes);
@@ -210,7 +210,7 @@ private:
             {
                 const auto before = Clock::now();
 
-                if (! goesOn()
+                if (! shouldContinue()
                     || ! file.readAt (stream * perStream + at,
                                       std::span (buffer).first (static_cast<std::size_t> (piece))))
                     return false;

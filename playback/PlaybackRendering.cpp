@@ -267,11 +267,12 @@ void PlaybackEngine::mixSeam (const Transport::Segment& segment, float* mono)
             const auto count = static_cast<int> (std::min (end, pageStart + FramePages::framesPerPage) - at);
 
             if (const auto lease = track->pages.lease (page))
-                track->voice.mixAside (lease->frames()
-                                           + static_cast<std::size_t> (at - pageStart)
-                                                 * static_cast<std::size_t> (track->pages.numChannels()),
-                                       count,
-                                       mono + (at - *segment.seamPosition));
+                track->voice.mixWithoutAdvancing (
+                    lease->frames()
+                        + static_cast<std::size_t> (at - pageStart)
+                              * static_cast<std::size_t> (track->pages.numChannels()),
+                    count,
+                    mono + (at - *segment.seamPosition));
 
             at += count;
         }

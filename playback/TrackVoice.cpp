@@ -174,7 +174,7 @@ void TrackVoice::mix (const float* frames, int numFrames, float* dest, Edge edge
     addTo (dest, numFrames, ramp, signals);
 }
 
-void TrackVoice::mixAside (const float* frames, int numFrames, float* dest)
+void TrackVoice::mixWithoutAdvancing (const float* frames, int numFrames, float* dest)
 {
     assert (numFrames > 0 && numFrames <= maxFrames);
     Signals signals;

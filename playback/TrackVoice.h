@@ -83,7 +83,7 @@ public:
     void mix (const float* frames, int numFrames, float* dest, Edge edge = Edge::none);
 
     /** Like mix(), but leaves ramps and levels alone. */
-    void mixAside (const float* frames, int numFrames, float* dest);
+    void mixWithoutAdvancing (const float* frames, int numFrames, float* dest);
 
     /** For frames that came too late: adds nothing, advances ramps and levels. */
     void skip (int numFrames);

@@ -44,7 +44,7 @@ void Transport::reset (const TransportRequest& request)
 
 bool Transport::isPlaying() const
 {
-    return state == State::waiting || state == State::playing || (state == State::fadingOut && goesOn);
+    return state == State::waiting || state == State::playing || (state == State::fadingOut && resumes);
 }
 
 void Transport::adopt (const TransportRequest& request)
@@ -74,7 +74,7 @@ void Transport::adopt (const TransportRequest& request)
             state = State::waiting;
         }
 
-        goesOn = true;
+        resumes = true;
     }
     else if (newPlay)
     {
@@ -83,7 +83,7 @@ void Transport::adopt (const TransportRequest& request)
         else if (state == State::playing)
             fadeOut (false);
 
-        goesOn = false;
+        resumes = false;
     }
 
     adoptLoop();
@@ -115,9 +115,9 @@ std::optional<LoopRange> Transport::loopAhead() const
     return loop && clock < loop->end ? loop : std::nullopt;
 }
 
-void Transport::fadeOut (bool andGoOn)
+void Transport::fadeOut (bool andResume)
 {
-    goesOn = andGoOn;
+    resumes = andResume;
     state = State::fadingOut;
     fadeRemaining = fadeOutLength;
 }
@@ -135,7 +135,7 @@ void Transport::fallSilent()
     waited = 0;
     clock = position();
     jumpTo.reset();
-    state = goesOn ? State::waiting : State::stopped;
+    state = resumes ? State::waiting : State::stopped;
 }
 
 void Transport::begin()
@@ -204,11 +204,11 @@ Transport::Segment Transport::next (int maxLength)
     }
 
     segment.gain = gain;
-    moveOn (segment.length);
+    advance (segment.length);
     return segment;
 }
 
-void Transport::moveOn (int length)
+void Transport::advance (int length)
 {
     const auto ahead = loopAhead();
     clock += length;
@@ -234,7 +234,7 @@ void Transport::moveOn (int length)
     if (clock >= timelineLength)
     {
         clock = timelineLength;
-        goesOn = jumpTo.has_value() && isPlaying();
+        resumes = jumpTo.has_value() && isPlaying();
         fallSilent();
     }
 }

@@ -93,14 +93,14 @@ private:
         fadingOut
     };
 
-    void fadeOut (bool andGoOn);
+    void fadeOut (bool andResume);
     void fallSilent();
     void adoptLoop();
     void shapeSeam (Segment& segment) const;
-    void moveOn (int length);
+    void advance (int length);
 
     State state = State::stopped;
-    bool goesOn = false; // after a fade out
+    bool resumes = false; // after a fade out
     TransportRequest wanted;
     std::optional<LoopRange> loop;      // the one in effect
     std::optional<std::int64_t> jumpTo; // after a fade out

@@ -213,7 +213,7 @@ void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
     const auto state = stateOf (*this, over, down, hover);
     auto area = getLocalBounds().toFloat();
-    drawButtonGround (g, area, look, state, pill ? 0.5f * area.getHeight() : 6.0f);
+    drawButtonGround (g, area, look, state);
 
     const auto ink = buttonInk (look, state);
     const auto font = textFont();

@@ -56,14 +56,10 @@ public:
                            Icon leadingIcon = Icon::none);
 
     void setLook (ButtonLook newLook);
-    ButtonLook getLook() const { return look; }
     void setLeadingIcon (Icon newIcon);
 
     /** Adds an icon and more text after the label: "Copy A -> B". */
     void setTrailing (Icon newIcon, const juce::String& newText);
-
-    /** Pill ends instead of 6 px corners. */
-    void setPill (bool shouldBePill) { pill = shouldBePill; }
 
     /** Width its content needs, insets of 12 included, in logical pixels. */
     int idealWidth() const;
@@ -79,7 +75,6 @@ private:
     Icon leading;
     Icon trailing = Icon::none;
     juce::String trailingText;
-    bool pill = false;
     motion::HoverFade hover{ *this };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ActionButton)

@@ -16,7 +16,6 @@ public:
     static constexpr int width = 104;
 
     TessivarSuppressionMeterComponent& getMeter() { return meter; }
-    int getPitch() const { return pitch; }
 
     void paint (juce::Graphics& g) override;
     void resized() override;

@@ -22,9 +22,6 @@ public:
     /** @param path  below the folder, with "/" between its parts: "slider/slider knob.png" */
     juce::Image get (const juce::String& path) const;
 
-    /** The folder that holds everything shipped. */
-    const juce::File& getFolder() const { return folder; }
-
 private:
     juce::File folder;
     mutable std::map<juce::String, juce::Image> decoded;

@@ -209,7 +209,10 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
         scrim.setSize (1024, 640);
         int answers = 0;
         const auto ask = [&] (std::function<void()> then)
-        { scrim.show (makeNoticeDialog (fixture.images, "T", "M", "Ok", std::move (then))); };
+        {
+            scrim.show (makeWarningDialog (
+                fixture.images, "T", "M", {}, false, [then = std::move (then)] (bool) { then(); }));
+        };
         ask ([&] { ++answers; });
         ask ([&] { ask ([&] { ++answers; }); });
         auto* second = scrim.getTop();
@@ -239,7 +242,7 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
     {
         DialogScrim scrim;
         scrim.setSize (1024, 640);
-        scrim.show (makeNoticeDialog (fixture.images, "T", "M", "Ok", nullptr));
+        scrim.show (makeWarningDialog (fixture.images, "T", "M", {}, false, nullptr));
         for (const auto size : { juce::Point<int> (1024, 640), juce::Point<int> (1400, 900) })
             for (const auto scale : { 1, 2 })
             {

@@ -68,12 +68,13 @@ std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages&
                                            ButtonLook::primary,
                                            nullptr));
     dialogs.push_back (
-        makeNoticeDialog (images,
-                          "Warning",
-                          "In order to analyze the HiHat track a Kick or Snare track has to be present in "
-                          "the Group. Add a Kick/Snare track or select Other as the track type.",
-                          "Ok",
-                          nullptr));
+        makeWarningDialog (images,
+                           "Warning",
+                           "In order to analyze the HiHat track a Kick or Snare track has to be present in "
+                           "the Group. Add a Kick/Snare track or select Other as the track type.",
+                           {},
+                           false,
+                           nullptr));
     dialogs.push_back (
         makeQuitDialog (images,
                         { { utf8 ("Take 3 \xc2\xb7 Full Kit"), "Focus and drum types changed", true },

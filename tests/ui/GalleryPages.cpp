@@ -120,9 +120,6 @@ std::unique_ptr<juce::Component> smallControlsPage (const ResourceImages& images
     auto& copy = sheet->add (std::make_unique<ActionButton> ("Copy A"));
     copy.setTrailing (Icon::arrowRight, "B");
     copy.setBounds (20, 180, 105, 26);
-    auto& pill = sheet->add (std::make_unique<ActionButton> ("Analyze Group", ButtonLook::primary));
-    pill.setPill (true);
-    pill.setBounds (160, 180, 118, 26);
     return sheet;
 }
 

@@ -104,13 +104,6 @@ TEST_CASE ("EnvelopePyramid", "[ui][wave]")
         pyramid.append (std::vector{ 17.0f });
         CHECK (pyramid.range (0, 1).high == 2.0f);
     }
-
-    SECTION ("24 tracks of 20 minutes with their energies take less than 60 MB")
-    {
-        constexpr std::int64_t length = 20 * 60 * 48000;
-        CHECK (24 * (EnvelopePyramid (length).memoryInBytes() + ChannelEnergyPyramid (length).memoryInBytes())
-               < 60'000'000);
-    }
 }
 
 TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")

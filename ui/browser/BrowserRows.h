@@ -16,7 +16,6 @@ public:
 
     /** Shows a type without calling back. An overhead shows a dash and isn't in the list. */
     void setType (DrumLook newType);
-    DrumLook getType() const { return type; }
 
     /** The user chose a type. */
     std::function<void (DrumLook)> onChoose;

@@ -90,15 +90,6 @@ DialogContent::DialogContent (const juce::String& titleText, std::vector<DialogB
     }
 }
 
-void DialogContent::setTitleText (const juce::String& text)
-{
-    if (text == title)
-        return;
-    title = text;
-    setTitle (title);
-    repaint();
-}
-
 int DialogContent::idealHeight (int width) const
 {
     return padding + titleHeight + bodyHeight (width - 2 * padding) + buttonRowHeight() + padding;

@@ -97,14 +97,13 @@ protected:
 
     juce::Rectangle<int> bodyArea() const;
     juce::String getTitleText() const { return title; }
-    void setTitleText (const juce::String& text);
 
 private:
     static constexpr int titleHeight = 22;
     static constexpr int buttonHeight = 36;
     int buttonRowHeight() const { return buttons.empty() ? 0 : buttonHeight + 24; }
 
-    juce::String title;
+    const juce::String title;
     std::vector<DialogButton> specs;
     std::vector<std::unique_ptr<ActionButton>> buttons;
 

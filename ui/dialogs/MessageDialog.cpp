@@ -129,31 +129,6 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
     return dialog;
 }
 
-std::unique_ptr<MessageDialog> makeNoticeDialog (const ResourceImages& images,
-                                                 const juce::String& title,
-                                                 const juce::String& message,
-                                                 const juce::String& buttonText,
-                                                 std::function<void()> onClose)
-{
-    MessageDialogSettings settings;
-    settings.title = title;
-    settings.message = message;
-    settings.warns = true;
-    DialogButton ok;
-    ok.text = buttonText;
-    ok.look = ButtonLook::primary;
-    ok.hasFirstFocus = true;
-    ok.isSafe = true;
-    settings.buttons = { ok };
-    auto dialog = std::make_unique<MessageDialog> (images, settings);
-    dialog->onResult = [close = std::move (onClose)] (int, bool)
-    {
-        if (close != nullptr)
-            close();
-    };
-    return dialog;
-}
-
 std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
                                                    const juce::String& title,
                                                    const juce::String& message,

@@ -59,13 +59,6 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
                                                   bool mayBeSilenced,
                                                   std::function<void (bool silence)> onClose);
 
-/** A message with one button. */
-std::unique_ptr<MessageDialog> makeNoticeDialog (const ResourceImages& images,
-                                                 const juce::String& title,
-                                                 const juce::String& message,
-                                                 const juce::String& buttonText,
-                                                 std::function<void()> onClose);
-
 /** A question with two answers. A safe question has the focus on its affirmative answer; one that overwrites
     or discards has it on the negative one, and its affirmative takes the look given. @param affirmativeLook
     primary, caution or danger

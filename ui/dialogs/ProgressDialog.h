@@ -64,7 +64,6 @@ public:
     explicit ProgressDialog (const juce::String& titleText);
 
     void setState (const ProgressState& newState);
-    void setMessageTitle (const juce::String& text) { setTitleText (text); }
 
     /** The user wants to stop. The dialog stays until the owner removes it; Cancel is grey from then on. */
     std::function<void()> onCancel;

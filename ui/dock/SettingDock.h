@@ -38,7 +38,6 @@ public:
     explicit SettingDock (const ResourceImages& images);
 
     void setState (const DockState& newState);
-    const DockState& getState() const { return state; }
 
     /** 166 pixels high, with smaller knobs and without Layers, Copy and Reset. */
     void setCompact (bool shouldBeCompact);

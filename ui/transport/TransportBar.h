@@ -93,7 +93,6 @@ public:
     static constexpr int height = 56;
 
     void setState (const TransportState& newState);
-    const TransportState& getState() const { return state; }
 
     /** Moves the playhead alone; called at display rate. */
     void setPosition (double seconds);

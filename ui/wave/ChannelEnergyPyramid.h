@@ -38,7 +38,6 @@ public:
 
     [[nodiscard]] std::int64_t lengthInFrames() const noexcept { return length; }
     [[nodiscard]] std::int64_t readyFrames() const noexcept;
-    [[nodiscard]] std::size_t memoryInBytes() const noexcept { return blocks.size() * sizeof (Block); }
 
     /** Mean square of one channel in the base block at a frame; 0 where nothing is ready. */
     [[nodiscard]] float power (std::int64_t frame, int channel) const noexcept;

@@ -47,7 +47,6 @@ public:
     /** Samples that can be queried: whole blocks, and the shorter one at the end. */
     [[nodiscard]] std::int64_t readySamples() const noexcept;
     [[nodiscard]] bool isComplete() const noexcept { return readySamples() == length; }
-    [[nodiscard]] std::size_t memoryInBytes() const noexcept { return blocks.size() * sizeof (Block); }
 
     /** Extremes of all ready base blocks that overlap samples [start, end); both 0 when there are none. */
     [[nodiscard]] EnvelopeColumn range (std::int64_t start, std::int64_t end) const noexcept;

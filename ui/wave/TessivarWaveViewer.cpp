@@ -166,8 +166,6 @@ void TessivarWaveViewer::viewMoved()
     ruler.repaint();
     overview.repaint();
     triggerAsyncUpdate();
-    if (onViewChanged != nullptr)
-        onViewChanged();
 }
 
 void TessivarWaveViewer::handleAsyncUpdate()

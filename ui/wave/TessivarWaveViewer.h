@@ -49,8 +49,6 @@ public:
     std::function<void (double seconds)> onPlayheadMoved;
     /** The selection changed, by the mouse or a command of this class; unfinished while the mouse is down. */
     std::function<void (std::optional<WaveRange> selection, bool isFinished)> onLoopChanged;
-    /** Zoom or scroll position changed. */
-    std::function<void()> onViewChanged;
     /** Asks for columns that the pyramids can't give. Only an answer to the newest request is shown, so older
         work may be dropped; every step of a zoom or a knob sends a request, so wait for a pause of 100 ms. A
         wide view asks for minutes of processed signal; an owner that renders whole tracks anyway can supply

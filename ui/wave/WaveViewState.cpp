@@ -20,9 +20,9 @@ double WaveViewState::zoomForVisibleLength (double visible, double length) noexc
 {
     if (length <= shortestView || visible >= length)
         return 0.0;
-    const auto v = maxHorizontalZoom * std::log (std::max (visible, shortestView) / length)
-                   / std::log (shortestView / length);
-    return std::clamp (v, 0.0, maxHorizontalZoom);
+    const auto unlimited = maxHorizontalZoom * std::log (std::max (visible, shortestView) / length)
+                           / std::log (shortestView / length);
+    return std::clamp (unlimited, 0.0, maxHorizontalZoom);
 }
 
 double WaveViewState::displayGainFor (double zoom) noexcept
@@ -50,21 +50,21 @@ double WaveViewState::clampedTime (double seconds) const noexcept
     return std::clamp (seconds, 0.0, length);
 }
 
-void WaveViewState::setHorizontalZoom (double v, double anchor) noexcept
+void WaveViewState::setHorizontalZoom (double newZoom, double anchor) noexcept
 {
     const auto anchorShare = (anchor - start) / visibleLength();
-    zoom = std::clamp (v, 0.0, maxHorizontalZoom);
+    zoom = std::clamp (newZoom, 0.0, maxHorizontalZoom);
     setViewStart (anchor - anchorShare * visibleLength());
 }
 
-void WaveViewState::setHorizontalZoom (double v) noexcept
+void WaveViewState::setHorizontalZoom (double newZoom) noexcept
 {
-    setHorizontalZoom (v, isInView (playheadSeconds) ? playheadSeconds : start + visibleLength() / 2.0);
+    setHorizontalZoom (newZoom, isInView (playheadSeconds) ? playheadSeconds : start + visibleLength() / 2.0);
 }
 
-void WaveViewState::setVerticalZoom (double v) noexcept
+void WaveViewState::setVerticalZoom (double newZoom) noexcept
 {
-    heightZoom = std::clamp (v, 0.0, maxVerticalZoom);
+    heightZoom = std::clamp (newZoom, 0.0, maxVerticalZoom);
 }
 
 void WaveViewState::setViewStart (double seconds) noexcept

@@ -60,10 +60,10 @@ public:
     [[nodiscard]] double displayGain() const noexcept { return displayGainFor (heightZoom); }
 
     /** Zooms so that the time at `anchor` keeps its x, as far as the ends of the track allow. */
-    void setHorizontalZoom (double v, double anchor) noexcept;
+    void setHorizontalZoom (double newZoom, double anchor) noexcept;
     /** The same, anchored at the playhead while it is in view, else at the centre. */
-    void setHorizontalZoom (double v) noexcept;
-    void setVerticalZoom (double v) noexcept;
+    void setHorizontalZoom (double newZoom) noexcept;
+    void setVerticalZoom (double newZoom) noexcept;
     void setViewStart (double seconds) noexcept;
     void scrollByPixels (double pixels) noexcept { setViewStart (start + pixels / pixelsPerSecond()); }
     void centreOn (double seconds) noexcept { setViewStart (seconds - visibleLength() / 2.0); }
@@ -76,7 +76,6 @@ public:
         and stands at a tenth of the new one. Returns whether the view moved. */
     bool setPlayhead (double seconds, bool isPlaying) noexcept;
     void setFollowing (bool shouldFollow) noexcept { following = shouldFollow; }
-    [[nodiscard]] bool isFollowing() const noexcept { return following; }
     [[nodiscard]] bool isInView (double seconds) const noexcept;
 
     /** The selected stretch, which is what loops. */
