@@ -71,7 +71,8 @@ void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int
                 noteSilence();
             }
 
-            // Stopped, and the converter holds nothing but zeros any more: converting zeros would only warm the machine.
+            // Stopped, and the converter holds nothing but zeros: converting more would only warm the
+            // machine.
             if (silentFrames >= converterMemory && ! engine.isPlaying())
             {
                 const auto silent = std::min (wanted - count, pendingCount);

@@ -12,7 +12,7 @@
 namespace tessivar
 {
 
-/** What one sound device asks the engine for, at the device's rate. */
+/** Feeds one sound device from the engine, at the device's rate. */
 class DeviceCallback final : public juce::AudioIODeviceCallback
 {
 public:
@@ -29,27 +29,27 @@ public:
 
     // Any thread.
 
-    /** Goes up with every block that a device asked for, and with every start of one. */
+    /** Counts every block a device asked for and every start of one. */
     [[nodiscard]] std::uint64_t numCallbacks() const { return callbacks.load (std::memory_order_relaxed); }
     [[nodiscard]] std::uint64_t numStarts() const { return starts.load (std::memory_order_relaxed); }
 
     /** Hz; 0 before the first start. */
     [[nodiscard]] double deviceRate() const { return rate.load (std::memory_order_relaxed); }
 
-    /** Hz, of the Group, as it was when the device was started. While the engine has another, the device
-        is given silence.
+    /** Hz, the Group's rate when the device was started. While the engine has another one, the device gets
+        silence.
     */
     [[nodiscard]] double groupRate() const { return preparedGroupRate.load (std::memory_order_relaxed); }
 
     [[nodiscard]] bool isConverting() const { return converts.load (std::memory_order_relaxed); }
 
-    /** False when the device runs at a rate that can't be reached: then it is given silence. */
+    /** False when the device runs at an unreachable rate; it then gets silence. */
     [[nodiscard]] bool canConvert() const { return ! unreachable.load (std::memory_order_relaxed); }
 
-    /** Time spent in the callback over the time that it may take: smoothed over some 100 blocks. */
+    /** Share of the available time spent in the callback, smoothed over some 100 blocks. */
     [[nodiscard]] float load() const { return smoothedLoad.load (std::memory_order_relaxed); }
 
-    /** The same, the largest since the last call. */
+    /** The largest such share since the last call. */
     [[nodiscard]] float takePeakLoad() { return peakLoad.exchange (0.0f, std::memory_order_relaxed); }
 
 private:
@@ -62,10 +62,10 @@ private:
     PlaybackEngine& engine;
     RateConverter converter;
 
-    // Samples at the Group's rate that are not converted yet.
+    // Samples at the Group's rate, not converted yet.
     std::array<float, TrackVoice::maxFrames> pending{};
     int pendingStart = 0, pendingCount = 0;
-    int silentFrames = 0; // rendered last, in a row; no more than converterMemory
+    int silentFrames = 0; // rendered in a row up to now; at most converterMemory
 
     std::atomic<std::uint64_t> callbacks{ 0 }, starts{ 0 };
     std::atomic<double> rate{ 0.0 }, preparedGroupRate{ 0.0 };

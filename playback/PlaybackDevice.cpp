@@ -9,13 +9,13 @@ namespace tessivar
 namespace
 {
 constexpr int numOutputs = 2;
-constexpr juce::int64 largestSettingsFile = 1 << 20; // bytes; a real one has a few hundred
+constexpr juce::int64 largestSettingsFile = 1 << 20; // bytes; real ones have a few hundred
 
-// Of the state as the device manager writes it.
+// Names in the state as the device manager writes it.
 constexpr const char* stateTag = "DEVICESETUP";
 constexpr const char* typeAttribute = "deviceType";
 
-// A device that has called back once must go on to; the first call may take a sound server some seconds.
+// A device that has called back once must go on; the first call may take a sound server some seconds.
 constexpr std::uint32_t longestSilence = 600, longestStart = 4000; // ms
 
 juce::String kiloHertz (double rate)
@@ -63,7 +63,7 @@ juce::Result PlaybackDevice::open()
     if (file.getSize() <= largestSettingsFile)
         state = juce::parseXML (file);
 
-    // What is damaged counts as no choice; a type without a device is the choice of none.
+    // Damaged settings count as no choice; a type without a device means the user chose none.
     if (state != nullptr && (! state->hasTagName (stateTag) || ! state->hasAttribute (typeAttribute)))
         state.reset();
 
@@ -95,8 +95,8 @@ juce::Result PlaybackDevice::openByName (const juce::String& name)
         if (name != device && name != full)
             continue;
 
-        // A state as a settings file would hold it: unlike a change of type by hand it makes no stop at
-        // another device.
+        // A state as in a settings file: unlike a change of type by hand, it doesn't stop at another device
+        // first.
         juce::XmlElement state (stateTag);
         state.setAttribute (typeAttribute, type);
         state.setAttribute ("audioOutputDeviceName", device);
@@ -157,12 +157,12 @@ void PlaybackDevice::matchGroupRate()
         auto setup = before;
         setup.sampleRate = groupRate;
 
-        // Not the user's choice, so it does not go into the settings file.
+        // Not the user's choice, so it stays out of the settings file.
         if (deviceManager.setAudioDeviceSetup (setup, false).isNotEmpty())
             (void) deviceManager.setAudioDeviceSetup (before, false);
     }
 
-    // The rate of the Group has changed above a device that stayed as it is.
+    // The Group's rate has changed while the device stayed the same.
     if (deviceCallback.groupRate() != groupRate)
     {
         deviceManager.removeAudioCallback (&deviceCallback);
@@ -172,7 +172,7 @@ void PlaybackDevice::matchGroupRate()
 
 bool PlaybackDevice::hasStarted (std::uint32_t now)
 {
-    // Whoever started it, this object or a page of settings.
+    // No matter who started it, this object or a settings page.
     if (deviceCallback.numStarts() == seenStarts)
         return false;
 
@@ -209,7 +209,7 @@ void PlaybackDevice::tick (std::uint32_t now)
 
     if (device == nullptr)
     {
-        // Who chooses to have none while nothing plays need not be told.
+        // Users who choose no device while nothing plays need no message.
         isWatched = false;
         return engine.isPlaying() ? lose ("The audio device is gone.") : void();
     }
@@ -229,7 +229,7 @@ void PlaybackDevice::lose (const juce::String& reason)
 {
     isLost = true;
 
-    // A device that is dead takes no more blocks; the position is the one of its last.
+    // A dead device takes no more blocks; the position is that of its last one.
     if (engine.isPlaying())
         engine.stop();
 

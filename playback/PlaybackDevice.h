@@ -12,56 +12,55 @@
 namespace tessivar
 {
 
-/** How the sound device and the Group get along. */
+/** State of the sound device, seen from the Group. */
 enum class DeviceStatus
 {
-    none,       // there is none, or it can't be opened: everything but sound works
+    none,       // no device, or it can't be opened: everything but sound works
     running,    // at the Group's rate
     converting, // at another rate, see PlaybackDevice::statusText()
-    lost        // it was there and died; reopen() tries again
+    lost        // died; reopen() tries again
 };
 
-/** The sound device that an engine plays through: its choice, its settings file, its rate, and what becomes
-    of it.
+/** The sound device that an engine plays through: its choice, settings file, rate and failures.
 
-    Message thread only. The owner calls tick() four times a second; a device that dies, with a word or
-    without one, then stops the transport within a second, keeps its position, and onLost is called.
+    Message thread only. The owner calls tick() four times a second. When a device dies, with or without a
+    message, the transport stops within a second and keeps its position, and onLost is called.
 */
 class PlaybackDevice
 {
 public:
     /** settingsFile holds the device's state as XML between runs ("AudioDeviceSetup.config"); it need not
-        exist. Nothing is opened yet: types of devices can be added to manager() first.
+        exist. Opens nothing yet, so that device types can be added to manager() first.
     */
     PlaybackDevice (PlaybackEngine& playbackEngine, const juce::File& settingsFile);
     ~PlaybackDevice();
 
-    /** Opens the device of the settings file, or else the system's default. Fails with the reason when
-        there is none.
+    /** Opens the device in the settings file, or else the system's default. Fails with the reason when there
+        is none.
     */
     juce::Result open();
 
     /** Opens an output by its name, as juce::AudioIODeviceType lists it; "type: name" picks the type too. */
     juce::Result openByName (const juce::String& name);
 
-    /** All outputs that can be opened by name, as "type: name". Looks for them anew. */
+    /** All outputs that openByName() accepts, as "type: name"; scans for them. */
     [[nodiscard]] juce::StringArray outputNames();
 
-    /** Closes what is left of a lost device and opens it anew; where it is gone for good, the system's
-        default.
+    /** Closes what is left of a lost device and opens it again, or the system's default if it is gone for
+        good.
     */
     juce::Result reopen();
 
-    /** Writes the user's choice to the settings file, in one step. Nothing when the user never chose. */
+    /** Writes the user's choice to the settings file, atomically. Does nothing when the user never chose. */
     [[nodiscard]] juce::Result save() const;
 
-    /** After the engine was given tracks of another rate: sets the device to it where it can, or else
-        converts. Until then the device gets silence. Also worth a call after the user changed the device.
-        Nothing when all is well.
+    /** Sets the device to the Group's rate if it can, or else converts. Call it after the engine got tracks
+        of another rate, until which the device gets silence, or after the user changed the device. Does
+        nothing when all is well.
     */
     void matchGroupRate();
 
-    /** Looks after the device; milliseconds is any steady clock. */
+    /** Checks on the device; milliseconds is any steady clock. */
     void tick (std::uint32_t milliseconds);
     void tick() { tick (juce::Time::getMillisecondCounter()); }
 
@@ -73,7 +72,7 @@ public:
     [[nodiscard]] const DeviceCallback& callback() const { return deviceCallback; }
     [[nodiscard]] DeviceCallback& callback() { return deviceCallback; }
 
-    /** For a page of settings; listeners of changes register there. */
+    /** For a settings page, which can also listen for changes here. */
     [[nodiscard]] juce::AudioDeviceManager& manager() { return deviceManager; }
 
     /** Called by tick() with the reason when a device was lost. */
@@ -85,13 +84,13 @@ private:
     [[nodiscard]] bool isAlive (std::uint32_t now);
     void lose (const juce::String& reason);
 
-    /** The device manager looks around as soon as it is made. */
+    /** Keeps the device manager from scanning as soon as it is made. */
     struct Quiet
     {
         Quiet() { silenceSoundLibraries(); }
     };
 
-    /** The toolkit's, but for the way in which JACK is asked. */
+    /** The toolkit's, except for how it asks about JACK. */
     struct DeviceManager : juce::AudioDeviceManager
     {
         void createAudioDeviceTypes (juce::OwnedArray<juce::AudioIODeviceType>& types) override;

@@ -89,7 +89,7 @@ void PlaybackEngine::setTracks (std::span<const PlaybackTrack> tracks, double ne
 void PlaybackEngine::publishTracks (std::unique_ptr<TrackSet> set)
 {
     collect();
-    delete incoming.exchange (set.release(), std::memory_order_acq_rel); // one that nobody had fetched yet
+    delete incoming.exchange (set.release(), std::memory_order_acq_rel); // one that was never adopted
 }
 
 void PlaybackEngine::collect()
@@ -205,7 +205,7 @@ void PlaybackEngine::wakeReadAhead()
 
 bool PlaybackEngine::isPlaying() const
 {
-    // A command that was not carried out yet counts as carried out.
+    // A command not carried out yet counts as done.
     if (status.playSerial.load (std::memory_order_acquire)
         != requestedPlaySerial.load (std::memory_order_acquire))
         return requestedPlay.load (std::memory_order_relaxed);

@@ -19,43 +19,41 @@
 namespace tessivar
 {
 
-/** Counts of what went wrong since the engine was made. */
+/** What went wrong since the engine was made. */
 struct PlaybackCounters
 {
     std::uint64_t lateBlocks = 0;     // stretches rendered in which an audible track's samples were missing
-    std::uint64_t mutedSamples = 0;   // that were not a number or infinite
+    std::uint64_t mutedSamples = 0;   // muted for being infinite or not a number
     std::uint64_t clippedSamples = 0; // of the output, beyond PlaybackEngine::outputLimit
-    std::uint64_t failedReads = 0;    // of the tracks that are loaded
+    std::uint64_t failedReads = 0;    // of the loaded tracks
 };
 
-/** Plays the tracks of a Group from disk: transport, mixing by the focus and fine rule, levels.
+/** Plays the tracks of a Group from disk: transport, mixing by the Focus and Fine rule, levels.
 
-    It knows no sound device: whoever has one calls render(), a device's callback, a test as fast as it can.
-    render() takes no lock, allocates nothing, touches no file. Everything else belongs to the message thread
-    unless it says otherwise, and works with and without somebody who renders; what is set becomes audible
-    with the next render().
+    It knows no sound device: anyone can call render(), a device's callback or a test as fast as it can.
+    render() takes no lock, allocates nothing and touches no file. Everything else belongs to the message
+    thread unless stated, and works whether or not anyone renders; changes become audible with the next
+    render().
 
-    Tracks are mono and come out of both of the first two outputs alike. The mix of a single track at gain and
-    volume 1, away from fades and ramps, is that of renderSuppression() bit for bit.
+    Tracks are mono and sound alike on the first two outputs. The mix of a single track at gain and volume 1,
+    away from fades and ramps, equals renderSuppression() bit for bit.
 */
 class PlaybackEngine
 {
 public:
-    /** Samples beyond this, 12 dB above full scale, come out as this: no recording has them, a broken file
-        may.
-    */
+    /** Samples are clipped here, 12 dB above full scale: no recording gets there, a broken file may. */
     static constexpr float outputLimit = 4.0f;
 
-    /** The thread must run while this object lives, and outlive it. */
+    /** The thread must be running and outlive this object. */
     explicit PlaybackEngine (juce::TimeSliceThread& readAheadThread, const ReadAheadSettings& settings = {});
 
-    /** Nobody may render any more. */
+    /** No one may be rendering. */
     ~PlaybackEngine();
 
     // What plays.
 
-    /** Replaces all tracks. Tracks with an id, samples and a rate that were there before play on without a
-        gap. The position is kept; a loop beyond the new end is cut. Takes memory for the read-ahead.
+    /** Replaces all tracks. A track that keeps id, samples and rate plays on without a gap. The position is
+        kept; a loop beyond the new end is cut. Allocates memory for the read-ahead.
     */
     void setTracks (std::span<const PlaybackTrack> tracks, double sampleRate);
 
@@ -69,24 +67,24 @@ public:
 
     // Transport.
 
-    /** At the end it begins anew from the start. */
+    /** Starts over when at the end. */
     void play();
     void stop();
 
-    /** Clamped to the Group. While it plays, it goes on from there as soon as the samples are there. */
+    /** Clamped to the Group. While playing, goes on from there as soon as the samples are in memory. */
     void seek (std::int64_t positionInSamples);
 
     /** Empty ranges, and those under 20 ms, don't loop. */
     void setLoop (const std::optional<LoopRange>& newLoop);
 
-    // What is the case; any thread but the rendering one.
+    // Current state, callable from any thread but the rendering one.
 
     [[nodiscard]] bool isPlaying() const;
     [[nodiscard]] std::int64_t position() const;
     [[nodiscard]] std::int64_t lengthInSamples() const { return length.load (std::memory_order_relaxed); }
     [[nodiscard]] double sampleRate() const { return rate.load (std::memory_order_relaxed); }
 
-    /** Whether it plays but is still waiting for the first samples. */
+    /** Whether it plays but still waits for its first samples. */
     [[nodiscard]] bool isWaiting() const { return status.waiting.load (std::memory_order_relaxed); }
 
     // Message thread.
@@ -101,17 +99,16 @@ public:
     /** Largest absolute output samples, left and right, since the last call. */
     [[nodiscard]] std::array<float, 2> takeOutputPeaks();
 
-    /** Deletes what the rendering thread no longer needs; once in a while, by the owner's timer. */
+    /** Deletes what the rendering thread no longer needs; call it now and then from the owner's timer. */
     void collect();
 
     // Rendering.
 
-    /** Before the first render(), and whenever rendering starts again after a break. Nobody may be
-        rendering.
+    /** Call before the first render() and whenever rendering resumes after a break. No one may be rendering.
     */
     void prepare();
 
-    /** Fills all outputs with numSamples samples; null outputs are left out. Any number of samples, 0 too. */
+    /** Fills all outputs with numSamples samples, 0 or more; null outputs are skipped. */
     void render (float* const* outputs, int numOutputs, int numSamples);
 
 private:
@@ -122,7 +119,7 @@ private:
         double sampleRate = 44100.0;
     };
 
-    /** What the rendering thread tells. */
+    /** What the rendering thread reports. */
     struct Status
     {
         std::atomic<std::int64_t> position{ 0 }, nextSample{ 0 };
@@ -176,9 +173,9 @@ private:
     // Rendering thread.
     Transport transport;
     TrackSet* current = nullptr; // null before the first tracks
-    TrackSet* next = nullptr;    // waits until current may go
+    TrackSet* next = nullptr;    // waits until current can be replaced
     float currentVolume = 1.0f, volumeAim = 1.0f;
-    int volumeRamp = 0; // samples that are left of it
+    int volumeRamp = 0; // samples left of the ramp
     bool wasSilent = true;
 
     ReadAhead readAhead;

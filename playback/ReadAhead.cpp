@@ -16,8 +16,7 @@ constexpr int idleMilliseconds = 10, stoppedMilliseconds = 50;
 constexpr std::uint32_t retryMilliseconds = 250;
 constexpr std::int64_t pageLength = FramePages::framesPerPage;
 
-// A fade out, and the blocks that a device asks for before it, are heard while the read-ahead is at another
-// place already.
+// A fade out, and the blocks that a device requests before it, still sound while the read-ahead is elsewhere.
 constexpr int pagesOfFade = 3;
 } // namespace
 
@@ -34,8 +33,8 @@ std::int64_t ReadAheadSettings::framesAhead (double sampleRate) const
 
 int ReadAheadSettings::numPages (double sampleRate) const
 {
-    // Beside the whole ones: one each for the two ends, two where a loop leads back, and what still sounds
-    // before a jump.
+    // Besides whole pages: one for each end, two where a loop leads back, and what still sounds before a
+    // jump.
     return static_cast<int> (framesAhead (sampleRate) / pageLength) + 5 + pagesOfFade;
 }
 
@@ -138,8 +137,8 @@ ReadAhead::nextPiece (const std::shared_ptr<PlayingTrack>& track, std::int64_t p
     piece.numPages = static_cast<int> (last - first);
     piece.distance = (first - wanted.begin()) * pageLength;
 
-    // A piece at the edge of what is wanted grows while time goes on; a few large reads cost a disk less than
-    // many small ones.
+    // A piece at the edge of the wanted range grows with time; a few large reads cost a disk less than many
+    // small ones.
     const auto isWhole = piece.numPages == most || last != wanted.end()
                          || (*(last - 1) + 1) * pageLength >= track->pages.lengthInFrames();
     const auto hasTime = piece.distance > settings.framesAhead (sampleRate) / 2;

@@ -19,13 +19,13 @@ namespace tessivar
 /** How far and in what pieces playback reads ahead. */
 struct ReadAheadSettings
 {
-    double seconds = 3.0;      // 0.5..30; costs seconds * rate * 28 bytes of memory for each rendered track
+    double seconds = 3.0;      // 0.5..30; takes seconds * rate * 28 bytes of memory per rendered track
     int framesPerRead = 32768; // 8192..65536; a read is never more than 1 MB
 
-    /** Values as read from anywhere: clamped to their ranges. */
+    /** Values from any origin, clamped to their ranges. */
     [[nodiscard]] ReadAheadSettings sanitised() const;
 
-    /** Under which the program's settings hold these, as plain numbers. */
+    /** Keys of these in the program's settings, as plain numbers. */
     static constexpr const char* secondsKey = "readAheadSeconds";
     static constexpr const char* framesPerReadKey = "readAheadFramesPerRead";
 
@@ -34,24 +34,24 @@ struct ReadAheadSettings
     [[nodiscard]] int framesPerReadOf (int numChannels) const;
 };
 
-/** Reads what will be played soon, on a juce::TimeSliceThread that somebody else owns.
+/** Reads what will be played soon, on a juce::TimeSliceThread owned by someone else.
 
-    The track whose frames run out first is served first, audible tracks before silent ones; the others
-    follow, so that a switch to them makes no gap. Where a loop leads back, its start is read ahead too. One
-    call reads at most 1 MB, so that the thread can be stopped quickly. A failed read is tried again after a
-    quarter of a second.
+    Audible tracks come before silent ones, and among them the track whose frames run out first; silent ones
+    follow, so that switching to them leaves no gap. The start of a loop is read ahead too. One call reads at
+    most 1 MB, so that the thread can be stopped quickly. A failed read is retried after a quarter of a
+    second.
 
     useTimeSlice() belongs to the read-ahead thread, the rest to the message thread.
 */
 class ReadAhead final : public juce::TimeSliceClient
 {
 public:
-    /** What it asks the transport for; called on the read-ahead thread. */
+    /** What it asks the transport; called on the read-ahead thread. */
     struct Clock
     {
         std::function<std::int64_t()>
             position; // that will be played next, also when a jump there is only asked for
-        std::function<std::int64_t()> sounding; // what still sounds meanwhile
+        std::function<std::int64_t()> sounding; // what still sounds until then
         std::function<bool()> isRunning;
     };
 
@@ -62,10 +62,10 @@ public:
 
     int useTimeSlice() override;
 
-    /** Makes the next slice come at once, even when one is under way. Any thread but the rendering one. */
+    /** Makes the next slice come at once, even while one is running. Any thread but the rendering one. */
     void requestSlice() { sliceRequested.store (true, std::memory_order_release); }
 
-    /** Reads one piece. False when everything that is wanted is there. */
+    /** Reads one piece. False when everything wanted is in memory. */
     bool readOnce();
 
 private:
@@ -94,7 +94,7 @@ private:
     double sampleRate = 44100.0;
     std::optional<LoopRange> loop;
 
-    std::vector<float> frames; // of the read under way
+    std::vector<float> frames; // of the current read
 };
 
 } // namespace tessivar
