@@ -7,7 +7,7 @@ namespace
 
 constexpr float disabledDotAlpha = 0.2f;
 
-// X11 reports a notch of the wheel as this much; smooth devices report parts of it.
+// X11 reports this much per notch of the wheel; smooth devices report parts of it.
 constexpr double wheelNotch = 50.0 / 256.0;
 
 bool isFine (const juce::ModifierKeys& modifiers)
@@ -29,7 +29,7 @@ TessivarKnobComponent::TessivarKnobComponent (const ResourceImages& images,
     setTextBoxStyle (NoTextBox, true, 0, 0);
     setWantsKeyboardFocus (false);
     setMouseClickGrabsKeyboardFocus (false);
-    // The toolkit's modifier for velocity would take the modifier for fine movement away.
+    // The toolkit's velocity modifier would take over the fine modifier.
     setVelocityModeParameters (1.0, 1, 0.0, false);
 }
 
@@ -41,7 +41,7 @@ void TessivarKnobComponent::loadKnobImages (const ResourceImages& images, bool a
 
     const auto layer = [&] (const char* name) { return images.get (prefix + name + ".png"); };
     base = layer ("base");
-    // Only the large set looks different when disabled; the others show their base again, deliberately.
+    // Only the large set looks different when disabled; the others keep their base, deliberately.
     baseDisabled = layer (knobHasDisabledBase (sizeClass, alternateSet) ? "base disabled" : "base");
     midGradient = layer ("mid gradient");
     topLightDetail = layer ("top light detail");
@@ -154,7 +154,7 @@ void TessivarKnobComponent::mouseWheelMove (const juce::MouseEvent& event,
 void TessivarKnobComponent::mouseEnter (const juce::MouseEvent& event)
 {
     Slider::mouseEnter (event);
-    // The scale ring around the knob is its parent's and brightens with it.
+    // The scale ring around the knob belongs to its parent and brightens with it.
     if (auto* parent = getParentComponent())
         parent->repaint (getBounds().expanded (24));
 }

@@ -9,11 +9,11 @@
 namespace tessivar
 {
 
-/** A knob put together from image layers, or, below size class 10, a slider put together from the slider images.
+/** A knob made of image layers or, below size class 10, a slider made of the slider images.
 
-    Nothing turns but the dot. The knob layers are stretched to the bounds, so the bounds should be square. It never
-    takes the keyboard focus; the dock shows the focus ring and turns the knob by keys. Ranges start at 0 and have no
-    step. The value label is not owned and must outlive the knob.
+    Only the dot turns. The knob layers are stretched to the bounds, which should be square. It never takes
+    the keyboard focus; the dock shows the focus ring and turns the knob by keys. Ranges start at 0 and have
+    no step. The value label isn't owned and must outlive the knob.
 */
 class TessivarKnobComponent : public juce::Slider
 {
@@ -27,14 +27,14 @@ public:
                            TessivarKnobTooltip* valueLabel,
                            bool alternateSet);
 
-    /** The value that a shift-click restores. */
+    /** The value restored by a shift-click. */
     void setDefaultValue (float value) { defaultValue = value; }
     float getDefaultValue() const { return defaultValue; }
 
-    /** Called on a right-click, with the place on the screen. */
+    /** Called on a right-click with its position on the screen. */
     std::function<void (juce::Point<int>)> onContextMenu;
 
-    /** Shows the value label, unless there is none or the knob cannot be used. */
+    /** Shows the value label, if there is one and the knob is enabled. */
     void showValueLabel();
 
     /** Fraction of the range, 0 to 1. */
@@ -65,7 +65,7 @@ private:
     enum class Gesture
     {
         none,
-        reset, // a shift-click has set the default; nothing more happens until the release
+        reset, // a shift-click set the default; nothing else happens until the release
         menu,
         drag
     };

@@ -41,7 +41,7 @@ KnobLabelState::Change KnobLabelState::fadeTick (bool editorOpen)
             fading = false;
         }
     }
-    // After the end of a fade this starts another one, which goes round unseen until the label is shown again.
+    // A finished fade starts again here, unseen until the label is shown the next time.
     if (! editorOpen)
         fading = true;
     return change;
@@ -117,7 +117,7 @@ juce::TextEditor* TessivarKnobTooltip::createEditorComponent()
 
 void TessivarKnobTooltip::editorShown (juce::TextEditor* box)
 {
-    // A tick between the press and the release, which opens the box, has started the fade again.
+    // A tick between the press and the release that opens the box has restarted the fade.
     state.holdForEditing();
     Label::editorShown (box);
 }

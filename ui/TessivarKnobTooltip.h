@@ -16,29 +16,29 @@ struct KnobLabelState
     {
         none,   // the label keeps its look
         redraw, // draw with the lower alpha
-        hide    // the fade has come to its end
+        hide    // the fade has ended
     };
 
     std::uint8_t alpha = 255;
     bool fading = false;
 
-    /** Full opacity; fading starts with the next tick that finds no editor open. */
+    /** Full opacity; fades from the next tick that finds no editor open. */
     void show();
 
-    /** Full opacity, fading from the next tick on. */
+    /** Full opacity; fades from the next tick on. */
     void valueChanged();
 
-    /** Holds the label as it is for as long as it is edited. */
+    /** Holds the label while it is edited. */
     void holdForEditing();
 
-    /** One step of the fade, 30 times a second: 84 of them from full opacity until hidden. */
+    /** One step of the fade, 30 times a second: 84 steps from full opacity to hidden. */
     Change fadeTick (bool editorOpen);
 };
 
 /** The value below a knob: appears on a change or a double-click, fades out, and takes a typed percentage.
 
-    The owner registers it as a listener of its knob, calls fadeTick from its timer, and sets onTextChange to hear a
-    typed text (see percentFromText); Escape and an unchanged text call nothing.
+    The owner registers it as a listener of its knob, calls fadeTick from its timer, and sets onTextChange to
+    hear of typed text (see percentFromText); Escape and unchanged text call nothing.
 */
 class TessivarKnobTooltip : public juce::Label, public juce::Slider::Listener
 {

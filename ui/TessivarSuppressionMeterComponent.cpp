@@ -102,7 +102,7 @@ void TessivarSuppressionMeterComponent::setLevel (float fraction,
 
 void TessivarSuppressionMeterComponent::announceReading()
 {
-    // A screen reader hears a new number at most once in the time that a number is held.
+    // A screen reader hears a new number at most once per hold.
     ++callsSinceAnnouncement;
     if (callsSinceAnnouncement < SuppressionMeterState::holdCalls || state.readout() == announced)
         return;
@@ -168,7 +168,7 @@ void TessivarSuppressionMeterComponent::paintLeds (juce::Graphics& g) const
 namespace
 {
 
-/** The held number as a value that is read out, never set. */
+/** The held number as a read-only value. */
 class MeterValue : public juce::AccessibilityTextValueInterface
 {
 public:

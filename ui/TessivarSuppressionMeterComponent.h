@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** What the meter shows: a row of LEDs for the moment, and a number that is held for 90 calls. */
+/** What the meter shows: LEDs for the current level, and a number held for 90 calls. */
 struct SuppressionMeterState
 {
     static constexpr int numLeds = 41;
@@ -20,21 +20,21 @@ struct SuppressionMeterState
 
     /** @param fraction  of the LEDs, 0 to 1
         @param levelADb, levelBDb  the number is their distance times the fraction
-        @param isSilent  nothing is measured at this moment
+        @param isSilent  nothing is measured right now
     */
     void setLevel (float fraction, float levelADb, float levelBDb, bool isSilent);
 
-    /** Forgets the held number until the next level that is not silent. */
+    /** Drops the held number until the next level that isn't silent. */
     void clear();
 
     /** "12dB", or "--" while nothing is held. */
     juce::String readout() const;
 };
 
-/** Distance between two LEDs in whole pixels of a meter of this height. */
+/** Distance between LEDs in whole pixels, for a meter of this height. */
 int ledPitch (int meterHeight, int readoutHeight, int headerHeight);
 
-/** The largest pitch from 6 to 12 logical pixels with which a meter fits the space, and the height it then has. */
+/** The largest pitch, 6 to 12 logical pixels, at which a meter fits the space, and its height at a pitch. */
 int fittingLedPitch (int availableHeight);
 constexpr int meterHeightForPitch (int pitch)
 {
@@ -43,8 +43,9 @@ constexpr int meterHeightForPitch (int pitch)
 
 /** The suppression meter: a readout and 41 LEDs, lit from the top.
 
-    It draws its images unscaled, and the images are made at double size: the owner gives it twice the bounds and a
-    transform of 0.5 (see layOut), which is sharp on any display. A press on the readout clears it.
+    The images have double resolution and are drawn at their own size: the owner gives the meter twice the
+    bounds and a transform of 0.5 (see layOut), which is sharp on any display. A press on the readout clears
+    it.
 */
 class TessivarSuppressionMeterComponent : public juce::Component, public juce::SettableTooltipClient
 {
@@ -56,7 +57,7 @@ public:
 
     const SuppressionMeterState& getState() const { return state; }
 
-    /** Places the meter, 56 wide and as high as its pitch asks, in logical pixels of its parent. */
+    /** Places the meter, 56 wide and as high as its pitch requires, in logical pixels of its parent. */
     void layOut (juce::Point<int> topLeft, int pitch);
 
     void mouseDown (const juce::MouseEvent& event) override;
