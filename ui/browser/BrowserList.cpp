@@ -12,7 +12,7 @@ namespace
 
 constexpr int dragThreshold = 6; // pixels before a press becomes a drag
 
-/** Takes the first row that matches out of a list of rows; nothing when there is none. */
+/** Takes the first matching row out of a list of rows; null when there is none. */
 template <typename Row, typename Predicate>
 std::unique_ptr<Row> takeRow (std::vector<std::unique_ptr<Row>>& rows, Predicate matches)
 {
@@ -22,8 +22,8 @@ std::unique_ptr<Row> takeRow (std::vector<std::unique_ptr<Row>>& rows, Predicate
     return nullptr;
 }
 
-/** Takes rows off their list at once and destroys them later: the change may have begun in one of their buttons, whose
-    call has to come back first.
+/** Takes rows off their list at once but destroys them later: the change may have started in one of their
+    buttons, whose call has to return first.
 */
 template <typename Row>
 void letGo (juce::Component& list, std::vector<std::unique_ptr<Row>> rows)
@@ -55,7 +55,7 @@ void BrowserList::wireRows()
     { released (group, track, event); };
     callbacks.onMenu = [this] (RowId group, RowId track, juce::Point<int> place)
     {
-        // A menu on a row outside the selection is about that row alone.
+        // A menu on a row outside the selection applies to that row alone.
         if (track == 0)
             choose (afterGroupClick (state, group));
         else if (! selection.contains (track))
@@ -121,7 +121,7 @@ void BrowserList::setState (const BrowserState& newState)
 void BrowserList::rebuildRows()
 {
     endDrag();
-    // Rows that a fold moves glide; any other change is there at once.
+    // Rows moved by folding glide; any other change is immediate.
     const auto before = std::exchange (shownRows, visibleRows (state, metrics));
     const auto sameGroups = [&]
     {
@@ -135,7 +135,7 @@ void BrowserList::rebuildRows()
         return old == now;
     };
     const auto glides = before.size() != shownRows.size() && sameGroups();
-    // Rows that stay keep their components: a chooser may be open, a name may be being typed.
+    // Rows that stay keep their components: a chooser may be open, or a name being edited.
     auto oldGroups = std::move (groupRows);
     auto oldTracks = std::move (trackRows);
     groupRows.clear();
@@ -226,7 +226,7 @@ void BrowserList::scrollToLead()
     for (const auto& row : shownRows)
         if (row.group == selection.group && row.track == selection.lead)
         {
-            // Group rows at the edges of the view hide what lies behind them.
+            // Group rows at the edges of the view hide what is behind them.
             const auto isTrack = row.track != 0;
             const auto isLast = row.group == shownRows.back().group;
             const auto top = row.top - (isTrack ? metrics.groupHeight : 0);
@@ -272,7 +272,8 @@ void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& eve
     }
     const auto ctrl = event.mods.isCommandDown() || event.mods.isCtrlDown();
     const auto shift = event.mods.isShiftDown();
-    // A press on one of several chosen tracks may begin a drag of all of them; a mere click singles it out on release.
+    // A press on one of several selected tracks may start a drag of all of them; a mere click selects it
+    // alone on release.
     if (! ctrl && ! shift && selection.contains (track) && selection.tracks.size() > 1)
     {
         auto led = selection;
@@ -365,7 +366,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     const auto code = key.getKeyCode();
     const auto modifiers = key.getModifiers();
     const auto shift = modifiers.isShiftDown();
-    // Whoever steps through the rows wants to see where the keys go.
+    // Arrow keys show where the focus is.
     if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
         showsFocus = true;
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
@@ -378,7 +379,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
         openMenuByKey();
         return true;
     }
-    // Other keys with modifiers are the window's commands.
+    // Other keys with modifiers are commands of the window.
     if (modifiers.isAltDown() || modifiers.isCtrlDown() || modifiers.isCommandDown())
         return false;
     if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
@@ -429,7 +430,7 @@ void BrowserList::layOutRows (bool animated)
         const auto isGroup = shownRows[i].track == 0;
         auto& row = isGroup ? static_cast<juce::Component&> (*groupRows[group++]) : *trackRows[track++];
         const auto bounds = seenBounds (i);
-        // A row that has just been made has no place to come from: the rows that move away uncover it.
+        // A new row has no place to come from: the rows that move away uncover it.
         if (animated && ! row.getBounds().isEmpty() && row.getBounds() != bounds)
             animator.animateComponent (&row, bounds, 1.0f, motion::disclosureMs, false, 2.0, 0.0);
         else

@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** The rows of the browser, one below the other; lives in a viewport. It keeps the selection, takes the keys, and moves
-    tracks by dragging.
+/** The browser's rows, one below the other, inside a viewport. It keeps the selection, handles the keys, and
+    moves tracks by dragging.
 */
 class BrowserList : public juce::Component
 {
@@ -23,9 +23,11 @@ public:
     void setCompact (bool compact);
     BrowserMetrics getMetrics() const { return metrics; }
 
-    /** What is seen of the list, logical pixels from its top; Group rows keep to its edges. The list is never shorter. */
+    /** Visible part of the list, logical pixels from its top; Group rows stick to its edges. The list is
+        never shorter.
+    */
     void setView (juce::Range<int> newView);
-    /** The Group whose row, as it is seen, or tracks are at this height; 0 below the last one. */
+    /** The Group whose visible row or tracks are at this height; 0 below the last one. */
     RowId groupSeenAt (int y) const;
 
     struct Level
@@ -37,13 +39,13 @@ public:
 
     void beginRename (RowId group);
 
-    /** The user has chosen other rows. */
+    /** The user selected other rows. */
     std::function<void (const BrowserSelection&)> onSelect;
-    /** Tracks were dragged to before the track with this index of a Group, counted before they left their places. */
+    /** Tracks were dragged to before the track with this index of a Group, as counted before the move. */
     std::function<void (const std::vector<RowId>& tracks, RowId toGroup, int index)> onMoveTracks;
-    /** A menu is asked for; track is 0 on a Group row. */
+    /** The user asked for a menu; track is 0 on a Group row. */
     std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
-    /** Switching one of several chosen tracks switches all of them. */
+    /** Toggling one of several selected tracks toggles all of them. */
     std::function<void (const std::vector<RowId>& tracks, bool included)> onInclude;
     std::function<void (const std::vector<RowId>& tracks, DrumLook type)> onType;
     std::function<void (RowId)> onLocate, onFold, onClose;
