@@ -6,13 +6,13 @@
 namespace tessivar
 {
 
-/** What became of one exported file. */
+/** What happened to one exported file. */
 struct ExportReportLine
 {
     enum class Outcome
     {
         written,
-        remarked, // written, with something to know
+        remarked, // written, with a remark
         failed
     };
 
@@ -30,7 +30,8 @@ struct ExportReportContent
     juce::String title() const;
 };
 
-/** The report of an export, shown when a line needs reading. "Try failed again" stands there only when one failed. */
+/** The report of an export, shown when a line needs reading. "Try failed again" appears only when one failed.
+*/
 class ExportReportDialog : public DialogContent
 {
 public:
