@@ -29,7 +29,6 @@ public:
 
     /** The value restored by a shift-click. */
     void setDefaultValue (float value) { defaultValue = value; }
-    float getDefaultValue() const { return defaultValue; }
 
     /** Called on a right-click with its position on the screen. */
     std::function<void (juce::Point<int>)> onContextMenu;

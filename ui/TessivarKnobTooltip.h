@@ -54,8 +54,6 @@ public:
     /** Called by the owner's timer. */
     void fadeTick();
 
-    const KnobLabelState& getState() const { return state; }
-
 protected:
     juce::TextEditor* createEditorComponent() override;
     void editorShown (juce::TextEditor* box) override;
