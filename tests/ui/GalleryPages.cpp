@@ -5,7 +5,6 @@
 #include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 #include "ui/EmptyView.h"
-#include "ui/MeterColumn.h"
 #include "ui/Palette.h"
 #include "ui/TessivarControls.h"
 #include "ui/TessivarKnobComponent.h"
