@@ -269,13 +269,13 @@ juce::String groupMarkText (GroupRowState::Mark mark)
     switch (mark)
     {
         case GroupRowState::Mark::analysed:
-            return "Analysed";
+            return "Analyzed";
         case GroupRowState::Mark::changed:
             return "Changed";
         case GroupRowState::Mark::notAnalysed:
             break;
     }
-    return "Not analysed";
+    return "Not analyzed";
 }
 
 juce::String dropText (int numFiles, const juce::String& groupName)

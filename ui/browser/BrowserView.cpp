@@ -81,8 +81,8 @@ void BrowserView::showButtons()
     analyze.setEnabled (state.analyze != Analyze::unavailable);
     const auto isRefined = state.method == BrowserState::Method::refined;
     analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
-                        : isRefined ? "Analyse by the refined method [Ctrl+P]"
-                                    : "Analyse by the standard method [Ctrl+P]");
+                        : isRefined ? "Analyze by the refined method [Ctrl+P]"
+                                    : "Analyze by the standard method [Ctrl+P]");
     method.setTitle (isRefined ? "Method of analysis, refined" : "Method of analysis, standard");
     method.setTooltip (isRefined ? "Method: refined" : "Method: standard");
     method.setEnabled (state.analyze != Analyze::unavailable);
