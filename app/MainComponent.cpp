@@ -331,12 +331,21 @@ void MainComponent::showDevice()
     // Without a Group there is no rate to differ from.
     const auto isRunning = deviceStatusNow == DeviceStatus::running
                            || (deviceStatusNow == DeviceStatus::converting && selectedGroup() == nullptr);
-    const auto text = isRunning && device != nullptr ? deviceText (*device) : player.device.statusText();
+    const auto name = isRunning && device != nullptr ? deviceText (*device) : player.device.statusText();
+    auto text = name;
+    const auto dropouts = player.numDropouts();
+
+    if (dropouts > 0)
+        text << juce::String::fromUTF8 (" \xc2\xb7 ") << juce::String (dropouts)
+             << (dropouts == 1 ? " dropout" : " dropouts");
 
     if (deviceStatus.getButtonText() != text)
     {
-        juce::Logger::writeToLog ("Audio device: " + text);
-        deviceStatus.setStatus (text, ! isRunning);
+        // Not every dropout has a line of its own.
+        if (! deviceStatus.getButtonText().startsWith (name))
+            juce::Logger::writeToLog ("Audio device: " + name);
+
+        deviceStatus.setStatus (text, ! isRunning || dropouts > 0);
         resized();
     }
 }

@@ -165,6 +165,7 @@ void Player::tick()
     engine.collect();
     const auto counters = engine.counters();
     const auto late = counters.lateBlocks;
+    const auto dropouts = device.numDropouts();
     const auto now = juce::Time::getMillisecondCounter();
 
     // What can't be read isn't there in time either, but the disk is not to blame for that.
@@ -176,17 +177,22 @@ void Player::tick()
             onNotice ("Audio can't be read: " + engine.readError(), false);
         }
     }
-    else if (counters.failedReads == 0 && late != seenLateBlocks
+    else if (counters.failedReads == 0 && (late != seenLateBlocks || dropouts != seenDropouts)
              && (lastLateNotice == 0 || now - lastLateNotice > lateNoticeInterval))
     {
         lastLateNotice = now;
+        juce::Logger::writeToLog ("Playback: " + juce::String (late) + " late reads, " + juce::String (dropouts)
+                                  + " dropouts since the start");
 
         if (onNotice)
-            onNotice ("Playback cannot keep up", false);
+            onNotice (late != seenLateBlocks ? "Playback cannot keep up"
+                                             : "The sound drops out: the computer is busy",
+                      false);
     }
 
     seenLateBlocks = late;
     seenFailedReads = counters.failedReads;
+    seenDropouts = dropouts;
 }
 
 void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
@@ -292,8 +298,11 @@ bool Player::canPlay() const
 
 void Player::play()
 {
-    if (canPlay())
-        engine.play();
+    if (! canPlay())
+        return;
+
+    dropoutsBefore = device.numDropouts();
+    engine.play();
 }
 
 void Player::stop()

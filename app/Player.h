@@ -58,6 +58,9 @@ public:
     [[nodiscard]] double position() const;
     [[nodiscard]] double duration() const;
     [[nodiscard]] Listening listening() const { return currentListening; }
+    /** How often the sound dropped out since playback was last started, because the program or the computer was too slow. */
+    [[nodiscard]] std::uint64_t numDropouts() const { return device.numDropouts() - dropoutsBefore; }
+
     [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const { return engine.levels (trackId); }
 
     PlaybackEngine engine;
@@ -81,7 +84,7 @@ private:
     bool wholeGroup = false;
     std::set<std::uint32_t> soloTracks, mutedTracks;
     std::unique_ptr<LoudnessWorker> loudness; // null: not wanted
-    std::uint64_t seenLateBlocks = 0, seenFailedReads = 0;
+    std::uint64_t seenLateBlocks = 0, seenFailedReads = 0, seenDropouts = 0, dropoutsBefore = 0;
     std::uint32_t lastLateNotice = 0, lastReadNotice = 0;
 
     JUCE_DECLARE_NON_COPYABLE (Player)

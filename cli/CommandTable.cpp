@@ -278,6 +278,7 @@ constexpr std::array playOptions{
                 .kind = ValueKind::text,
                 .help =
                     "The output to play through, as the command devices names it. Default: the system's." },
+    jsonOption,
     plainQuietOption,
 };
 

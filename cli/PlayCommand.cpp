@@ -1,5 +1,6 @@
 #include "cli/PlayCommand.h"
 
+#include "cli/JsonText.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
@@ -155,6 +156,7 @@ bool playThrough (PlaybackEngine& engine,
             break;
     }
 
+    device.tick();
     engine.stop();
     juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs);
 
@@ -163,11 +165,23 @@ bool playThrough (PlaybackEngine& engine,
 
     return lost.isEmpty() && ! (context.stopRequested && context.stopRequested());
 }
-} // namespace
 
-int runPlay (const PlayRequest& request, const CommandContext& context)
+/** What became of a playback. */
+struct Played
 {
-    const juce::ScopedJuceInitialiser_GUI messages;
+    juce::String device; // and its rate; empty: none was opened
+    double seconds = 0.0;
+    std::uint64_t dropouts = 0, lateReads = 0;
+    juce::String readError; // empty: all could be read
+};
+
+juce::String countText (std::uint64_t count, const char* noun)
+{
+    return juce::String (count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+int play (const PlayRequest& request, const CommandContext& context, Played& result)
+{
     Programme programme;
 
     if (const auto code = prepare (request, context, programme); code != exitCode::done)
@@ -191,6 +205,7 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     }
 
     device.matchGroupRate();
+    result.device = device.statusText();
     ProgressDisplay progress (context.diagnostics,
                               request.quiet || ! context.diagnosticsAreTerminal ? ProgressDisplay::Style::none
                                                                                 : ProgressDisplay::Style::bar,
@@ -198,20 +213,58 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     progress.beginStage ("Playing");
     const auto played = playThrough (engine, device, programme, context, progress);
     progress.finish();
+    result.seconds = static_cast<double> (std::min (engine.position(), programme.end) - programme.start)
+                     / programme.sampleRate;
+    result.dropouts = device.numDropouts();
+    result.readError = engine.readError();
 
-    const auto unread = engine.readError();
-
-    if (unread.isNotEmpty())
-        context.tellError ("audio can't be read: " + unread);
-    else if (const auto late = engine.counters().lateBlocks; late > 0 && ! request.quiet)
-        context.tellError ("the disk could not keep up " + juce::String (late) + " times");
+    // What can't be read isn't there in time either, but the disk is not to blame for that.
+    if (result.readError.isNotEmpty())
+        context.tellError ("audio can't be read: " + result.readError);
+    else
+        result.lateReads = engine.counters().lateBlocks;
 
     readAhead.stopThread (10000);
 
     if (played)
-        return unread.isEmpty() ? exitCode::done : exitCode::someFailed;
+        return result.readError.isEmpty() ? exitCode::done : exitCode::someFailed;
 
     return context.stopRequested && context.stopRequested() ? exitCode::interrupted : exitCode::outputFailed;
+}
+} // namespace
+
+int runPlay (const PlayRequest& request, const CommandContext& context)
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    Played played;
+    const auto code = play (request, context, played);
+
+    if (request.json)
+    {
+        auto json = jsonHeading ("play", code);
+        json["group"] = jsonText (request.groupFile.getFullPathName());
+        json["device"] = played.device.isEmpty() ? nlohmann::ordered_json()
+                                                 : nlohmann::ordered_json (jsonText (played.device));
+        json["seconds"] = played.seconds;
+        json["dropouts"] = played.dropouts;
+        json["lateReads"] = played.lateReads;
+        json["readError"] = played.readError.isEmpty() ? nlohmann::ordered_json()
+                                                       : nlohmann::ordered_json (jsonText (played.readError));
+        context.out << json.dump (2) << "\n";
+    }
+    else if (played.device.isNotEmpty() && ! request.quiet)
+    {
+        context.out << formatSeconds (played.seconds) << " played, "
+                    << printable (played.device + ", " + countText (played.dropouts, "dropout"));
+
+        if (played.lateReads > 0)
+            context.out << "; the disk could not keep up "
+                        << countText (played.lateReads, "time").toStdString();
+
+        context.out << "\n";
+    }
+
+    return code;
 }
 
 int runRender (const PlayRequest& request, const CommandContext& context)

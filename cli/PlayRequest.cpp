@@ -102,6 +102,7 @@ juce::Result parsePlayRequest (const Invocation& invocation, PlayRequest& reques
 
     result.overwrite = invocation.has ("--overwrite");
     result.quiet = invocation.has ("--quiet");
+    result.json = invocation.has ("--json");
     request = std::move (result);
     return juce::Result::ok();
 }

@@ -23,6 +23,7 @@ struct PlayRequest
     juce::String device; // of "play"; empty: the system's default
     juce::File outFile;  // of "render"
     bool overwrite = false;
+    bool json = false; // of "play"
     bool quiet = false;
 };
 

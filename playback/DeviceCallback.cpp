@@ -18,6 +18,13 @@ void DeviceCallback::audioDeviceAboutToStart (juce::AudioIODevice* device)
     unreachable.store (! isReachable, std::memory_order_relaxed);
     smoothedLoad.store (0.0f, std::memory_order_relaxed);
     pendingStart = pendingCount = silentFrames = 0;
+    knowsNextCycle = false;
+
+    if (device->getTypeName() != "JACK")
+        clock.reset();
+    else if (clock == nullptr || ! clock->isAlive())
+        clock = JackClock::open();
+
     engine.prepare();
     starts.fetch_add (1, std::memory_order_relaxed);
 }
@@ -49,6 +56,7 @@ void DeviceCallback::audioDeviceIOCallbackWithContext (const float* const*,
 
     measureLoad (std::chrono::duration<double> (std::chrono::steady_clock::now() - before).count(),
                  numSamples);
+    countMissed (numSamples);
 }
 
 void DeviceCallback::renderConverted (float* const* outputs, int numOutputs, int numSamples)
@@ -117,6 +125,26 @@ void DeviceCallback::measureLoad (double seconds, int numSamples)
 
     if (share > peakLoad.load (std::memory_order_relaxed))
         peakLoad.store (share, std::memory_order_relaxed);
+}
+
+void DeviceCallback::countMissed (int numSamples)
+{
+    if (clock == nullptr)
+        return;
+
+    // Looked at when the block is done: a cycle that has begun meanwhile did not get it.
+    const auto cycle = clock->cycleStart();
+    const auto late = knowsNextCycle ? static_cast<std::int32_t> (cycle - nextCycle) : 0;
+
+    if (late > 0 && engine.isPlaying())
+        missedBlocks.fetch_add (static_cast<std::uint64_t> ((late + numSamples - 1) / numSamples),
+                                std::memory_order_relaxed);
+
+    // Below 0 a late block is followed by the one that was asked for meanwhile: it is in time.
+    if (late >= 0)
+        nextCycle = cycle + static_cast<std::uint32_t> (numSamples);
+
+    knowsNextCycle = true;
 }
 
 void DeviceCallback::audioDeviceStopped()

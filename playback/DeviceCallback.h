@@ -1,5 +1,6 @@
 #pragma once
 
+#include "playback/JackDevices.h"
 #include "playback/PlaybackEngine.h"
 #include "playback/RateConverter.h"
 
@@ -8,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 namespace tessivar
 {
@@ -46,6 +48,15 @@ public:
     /** False when the device runs at an unreachable rate; it then gets silence. */
     [[nodiscard]] bool canConvert() const { return ! unreachable.load (std::memory_order_relaxed); }
 
+    /** Blocks that were not there in time while the engine played, by the clock of the server (JACK). */
+    [[nodiscard]] std::uint64_t numMissedBlocks() const
+    {
+        return missedBlocks.load (std::memory_order_relaxed);
+    }
+
+    /** Whether that clock is there; without it the device's own count of overruns has to do. */
+    [[nodiscard]] bool hasClock() const { return clock != nullptr; }
+
     /** Share of the available time spent in the callback, smoothed over some 100 blocks. */
     [[nodiscard]] float load() const { return smoothedLoad.load (std::memory_order_relaxed); }
 
@@ -58,6 +69,7 @@ private:
     void renderConverted (float* const* outputs, int numOutputs, int numSamples);
     void noteSilence();
     void measureLoad (double seconds, int numSamples);
+    void countMissed (int numSamples);
 
     PlaybackEngine& engine;
     RateConverter converter;
@@ -67,7 +79,11 @@ private:
     int pendingStart = 0, pendingCount = 0;
     int silentFrames = 0; // rendered in a row up to now; at most converterMemory
 
-    std::atomic<std::uint64_t> callbacks{ 0 }, starts{ 0 };
+    std::unique_ptr<JackClock> clock;
+    std::uint32_t nextCycle = 0; // of the clock, where the block to come belongs
+    bool knowsNextCycle = false;
+
+    std::atomic<std::uint64_t> callbacks{ 0 }, starts{ 0 }, missedBlocks{ 0 };
     std::atomic<double> rate{ 0.0 }, preparedGroupRate{ 0.0 };
     std::atomic<bool> converts{ false }, unreachable{ false };
     std::atomic<float> smoothedLoad{ 0.0f }, peakLoad{ 0.0f };

@@ -73,6 +73,12 @@ public:
     }
 
 private:
+    template <typename Function>
+    [[nodiscard]] Function* find (const char* name)
+    {
+        return reinterpret_cast<Function*> (library.getFunction (name));
+    }
+
     static constexpr std::chrono::seconds longestAnswer{ 2 };
 
     /** PipeWire's libjack keeps no such database, and its server has no socket of JACK's. */
@@ -84,12 +90,23 @@ private:
     }
 
     juce::DynamicLibrary library{ "libjack.so.0" };
-    decltype (&::jack_client_open) open =
-        reinterpret_cast<decltype (open)> (library.getFunction ("jack_client_open"));
-    decltype (&::jack_client_close) close =
-        reinterpret_cast<decltype (close)> (library.getFunction ("jack_client_close"));
     bool hasAnswered = false, isStuck = false;
+
+public:
+    decltype (::jack_client_open)* const open = find<decltype (::jack_client_open)> ("jack_client_open");
+    decltype (::jack_client_close)* const close = find<decltype (::jack_client_close)> ("jack_client_close");
+    decltype (::jack_on_shutdown)* const onShutdown =
+        find<decltype (::jack_on_shutdown)> ("jack_on_shutdown");
+    decltype (::jack_last_frame_time)* const lastFrameTime =
+        find<decltype (::jack_last_frame_time)> ("jack_last_frame_time");
 };
+
+/** One for all, since a library that is stuck stays so, and never closed: then a client of it may wait. */
+JackLibrary& jackLibrary()
+{
+    static auto& library = *new JackLibrary;
+    return library;
+}
 
 class JackDevices final : public juce::AudioIODeviceType, private juce::AudioIODeviceType::Listener
 {
@@ -104,9 +121,7 @@ public:
 
     void scanForDevices() override
     {
-        // One for all, because a library that is stuck stays stuck; never closed, so that a client in it can
-        // wait.
-        static auto& library = *new JackLibrary;
+        auto& library = jackLibrary();
         hasServer = library.mayBeAsked() && library.answersInTime();
 
         if (hasServer)
@@ -150,7 +165,42 @@ std::unique_ptr<juce::AudioIODeviceType> createJackDevices()
     return devices != nullptr ? std::make_unique<JackDevices> (std::move (devices)) : nullptr;
 }
 
+std::unique_ptr<JackClock> JackClock::open()
+{
+    auto& library = jackLibrary();
+
+    if (library.onShutdown == nullptr || library.lastFrameTime == nullptr || ! library.mayBeAsked()
+        || ! library.answersInTime())
+        return nullptr;
+
+    jack_status_t status{};
+    std::unique_ptr<JackClock> clock (new JackClock);
+    clock->lastFrameTime = library.lastFrameTime;
+    clock->client = library.open (JUCE_JACK_CLIENT_NAME "-clock", JackNoStartServer, &status);
+
+    if (clock->client == nullptr)
+        return nullptr;
+
+    library.onShutdown (
+        clock->client, [] (void* self) { static_cast<JackClock*> (self)->isGone = true; }, clock.get());
+    return clock;
+}
+
+JackClock::~JackClock()
+{
+    // What is left of a client whose server has gone can't be closed without waiting.
+    if (client != nullptr && isAlive())
+        jackLibrary().close (client);
+}
+
 #else
+
+std::unique_ptr<JackClock> JackClock::open()
+{
+    return nullptr;
+}
+
+JackClock::~JackClock() = default;
 
 std::unique_ptr<juce::AudioIODeviceType> createJackDevices()
 {

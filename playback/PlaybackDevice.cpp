@@ -3,6 +3,8 @@
 #include "model/AtomicFile.h"
 #include "playback/JackDevices.h"
 
+#include <algorithm>
+
 namespace tessivar
 {
 
@@ -201,6 +203,7 @@ void PlaybackDevice::tick (std::uint32_t now)
 {
     engine.collect();
     const auto isNew = hasStarted (now);
+    countOverruns (isNew);
 
     if (! isWatched || isLost)
         return;
@@ -223,6 +226,23 @@ void PlaybackDevice::tick (std::uint32_t now)
     {
         lose (device->getName() + " no longer answers.");
     }
+}
+
+void PlaybackDevice::countOverruns (bool isNew)
+{
+    const auto* device = deviceManager.getCurrentAudioDevice();
+    const auto count =
+        device != nullptr ? std::max (0, device->getXRunCount()) : 0; // begins anew with every opening
+
+    if (! isNew && count > seenOverruns && engine.isPlaying() && ! deviceCallback.hasClock())
+        overruns += static_cast<std::uint64_t> (count - seenOverruns);
+
+    seenOverruns = count;
+}
+
+std::uint64_t PlaybackDevice::numDropouts() const
+{
+    return overruns + deviceCallback.numMissedBlocks();
 }
 
 void PlaybackDevice::lose (const juce::String& reason)

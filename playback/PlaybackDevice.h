@@ -69,6 +69,11 @@ public:
     /** One line for the user: "JACK: system, 48 kHz", "Device 44.1 kHz, group 48 kHz", "No audio device". */
     [[nodiscard]] juce::String statusText() const;
 
+    /** How often the device went on without the next block while the engine played, since this object was made: the
+        program, or the computer, was too slow. By the server's clock (JACK) or the device's count as tick() sees it.
+    */
+    [[nodiscard]] std::uint64_t numDropouts() const;
+
     [[nodiscard]] const DeviceCallback& callback() const { return deviceCallback; }
     [[nodiscard]] DeviceCallback& callback() { return deviceCallback; }
 
@@ -82,6 +87,7 @@ private:
     [[nodiscard]] juce::Result checkOpened (const juce::String& error);
     [[nodiscard]] bool hasStarted (std::uint32_t now);
     [[nodiscard]] bool isAlive (std::uint32_t now);
+    void countOverruns (bool isNew);
     void lose (const juce::String& reason);
 
     /** Keeps the device manager from scanning as soon as it is made. */
@@ -103,7 +109,8 @@ private:
     DeviceManager deviceManager;
 
     bool isWatched = false, isLost = false;
-    std::uint64_t seenCallbacks = 0, seenStarts = 0;
+    std::uint64_t seenCallbacks = 0, seenStarts = 0, overruns = 0;
+    int seenOverruns = 0;
     std::uint32_t lastSign = 0; // of life, in the clock of tick()
     bool hasCalledBack = false; // since the device was started
 

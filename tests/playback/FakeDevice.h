@@ -23,6 +23,7 @@ struct FakeCard
     bool isOpen = false;
     bool hasDiedSilently = false; // takes no blocks and says nothing
     double rate = 0.0;
+    int overruns = 0;
     juce::AudioIODeviceCallback* callback = nullptr;
     std::vector<float> left, right; // everything that came out
     int numOpened = 0;
@@ -108,6 +109,7 @@ public:
     int getCurrentBufferSizeSamples() override { return 512; }
     double getCurrentSampleRate() override { return card->isOpen ? card->rate : card->preferredRate; }
     int getCurrentBitDepth() override { return 32; }
+    int getXRunCount() const noexcept override { return card->overruns; }
     juce::BigInteger getActiveOutputChannels() const override { return 3; }
     juce::BigInteger getActiveInputChannels() const override { return 0; }
     int getOutputLatencyInSamples() override { return 0; }

@@ -311,6 +311,32 @@ TEST_CASE ("A device that dies", "[playback][device]")
            == -1);
 }
 
+TEST_CASE ("A device that overruns", "[playback][device]")
+{
+    // What it missed while nothing played nobody heard; a device that is opened anew counts from 0.
+    DeviceRig d;
+    REQUIRE (d.device.open().wasOk());
+    d.device.tick (d.clock += 250);
+    d.card->overruns = 5;
+    d.pump (1);
+    d.device.tick (d.clock += 250);
+    CHECK (d.device.numDropouts() == 0);
+
+    d.rig.engine.play();
+    d.pump (4);
+    d.card->overruns = 7;
+    d.device.tick (d.clock += 250);
+    CHECK (d.device.numDropouts() == 2);
+
+    d.card->overruns = 0;
+    REQUIRE (d.device.reopen().wasOk());
+    d.pump (4);
+    d.device.tick (d.clock += 250);
+    d.card->overruns = 1;
+    d.device.tick (d.clock += 250);
+    CHECK (d.device.numDropouts() == 3);
+}
+
 TEST_CASE ("A device that the user changes by hand", "[playback][device]")
 {
     DeviceRig d;

@@ -34,11 +34,13 @@ bool answers()
 }
 } // namespace
 
-JackServer::JackServer (int sampleRate, int blockSize)
+JackServer::JackServer (int sampleRate, int blockSize, Clients clients)
 {
     const auto name = "tessivar-test-" + std::to_string (::getpid());
     ::setenv ("JACK_DEFAULT_SERVER", name.c_str(), 1);
     ::setenv ("JACK_NO_AUDIO_RESERVATION", "1", 1);
+    const auto* mode =
+        clients == Clients::awaited ? "--sync" : "--port-max=256"; // the latter is what it is anyway
     const auto rate = std::to_string (sampleRate), size = std::to_string (blockSize);
     process = ::fork();
 
@@ -51,7 +53,7 @@ JackServer::JackServer (int sampleRate, int blockSize)
         ::execlp ("jackd",
                   "jackd",
                   "--no-realtime",
-                  "--sync",
+                  mode,
                   "-n",
                   name.c_str(),
                   "-d",
@@ -99,6 +101,8 @@ JackCapture::JackCapture (const char* port, std::size_t maxSamples) : samples (m
     if (client == nullptr)
         throw std::runtime_error ("no client for the capture");
 
+    blockSize = ::jack_get_buffer_size (client);
+    cycles.resize (maxSamples / blockSize + 1);
     input = ::jack_port_register (client, "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
     ::jack_set_process_callback (client, process, this);
     ::jack_set_xrun_callback (
@@ -126,8 +130,15 @@ int JackCapture::process (unsigned numFrames, void* self)
     const auto at = capture.size.load (std::memory_order_relaxed);
     const auto count = std::min<std::size_t> (numFrames, capture.samples.size() - at);
     std::copy_n (in, count, capture.samples.begin() + static_cast<std::ptrdiff_t> (at));
+    capture.cycles[at / capture.blockSize] = ::jack_last_frame_time (capture.client);
     capture.size.store (at + count, std::memory_order_release);
     return 0;
+}
+
+bool JackCapture::hasMissedBefore (std::size_t sample) const
+{
+    const auto block = sample / blockSize;
+    return block > 0 && cycles[block] - cycles[block - 1] > blockSize;
 }
 
 std::vector<float> JackCapture::recorded() const

@@ -12,15 +12,20 @@ typedef struct _jack_port jack_port_t;
 namespace tessivar::test
 {
 
-/** A sound server of the test's own, without a sound card: jackd's dummy driver, in real time; it waits for
-    its clients, so that a busy machine costs time and not samples. Its name goes into the environment, so
+/** A sound server of the test's own, without a sound card: jackd's dummy driver, in real time. Its name goes into the environment, so
     that clients of this process find it.
 */
 class JackServer
 {
 public:
+    enum class Clients
+    {
+        awaited,   // a busy machine costs time and not samples
+        notAwaited // who is late has missed the block, as with most sound cards
+    };
+
     /** Throws std::runtime_error when it does not come up. */
-    JackServer (int sampleRate, int blockSize);
+    JackServer (int sampleRate, int blockSize, Clients clients = Clients::awaited);
     ~JackServer() { stop (15); }
 
     /** Ends the server by a signal and waits until it is gone. */
@@ -44,7 +49,11 @@ public:
     /** What was recorded so far. */
     [[nodiscard]] std::vector<float> recorded() const;
 
+    /** The server's, of all its clients together. */
     [[nodiscard]] int numOverruns() const { return overruns.load(); }
+
+    /** Whether the server went through cycles without this client, right before the block with a recorded sample. */
+    [[nodiscard]] bool hasMissedBefore (std::size_t sample) const;
 
     JackCapture (const JackCapture&) = delete;
     JackCapture& operator= (const JackCapture&) = delete;
@@ -56,6 +65,8 @@ private:
     jack_port_t* input = nullptr;
     std::vector<float> samples;
     std::atomic<std::size_t> size{ 0 };
+    std::vector<unsigned> cycles; // of each block, by the server's clock
+    std::size_t blockSize = 1;
     std::atomic<int> overruns{ 0 };
 };
 

@@ -13,8 +13,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <random>
 #include <stdexcept>
+#include <unordered_map>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -241,6 +243,94 @@ bool compareAt (int rate)
     return comparison.numFailures == 0 && late == 0;
 }
 
+/** Plays to a server that does not wait, and says where the recording departs from what was rendered, and whose fault that
+    is: the recorder's where the server went through cycles without it. True when the program knows of at least as many
+    blocks that it was late for as the rest shows.
+*/
+bool playUnderLoad (int seconds)
+{
+    constexpr int rate = 48000, block = 512;
+    const JackServer server (rate, block, JackServer::Clients::notAwaited);
+    const std::int64_t length = (seconds + 5) * rate;
+    const auto samples = std::make_shared<FormulaSamples> (7, length, 5u);
+    const SuppressionSetting setting{ 2.4f, 0.15f };
+    Player player;
+    player.open (std::vector<PlaybackTrack>{ track (1, samples, setting) }, rate);
+    const JackCapture capture ("Tessivar:out_1", static_cast<std::size_t> (2 * length));
+    player.engine->play();
+    player.run (1000 * seconds);
+    player.engine->stop();
+    player.run (200);
+
+    constexpr std::size_t same = 16; // samples in a row that are found by chance nowhere else
+    const auto expected = exported (*samples, setting, 0, length);
+    const auto recorded = capture.recorded();
+    std::unordered_multimap<float, std::size_t> places;
+
+    for (std::size_t i = 0; i + same < expected.size(); ++i)
+        places.emplace (expected[i], i);
+
+    const auto placeOf = [&] (std::size_t at) -> std::optional<std::size_t>
+    {
+        const auto [first, last] = places.equal_range (recorded[at]);
+
+        for (auto place = first; place != last; ++place)
+            if (std::equal (expected.begin() + static_cast<std::ptrdiff_t> (place->second),
+                            expected.begin() + static_cast<std::ptrdiff_t> (place->second + same),
+                            recorded.begin() + static_cast<std::ptrdiff_t> (at)))
+                return place->second;
+
+        return {};
+    };
+
+    std::optional<std::size_t> previous; // place of the sample before
+    std::size_t lastKnown = 0;
+    int byProgram = 0, byRecorder = 0;
+
+    for (std::size_t at = 0; at + same < recorded.size();)
+    {
+        if (previous && *previous + 1 < expected.size() && recorded[at] == expected[*previous + 1])
+        {
+            previous = *previous + 1;
+            lastKnown = at++;
+            continue;
+        }
+
+        if (const auto place = placeOf (at))
+        {
+            if (previous)
+            {
+                const auto extra =
+                    static_cast<std::ptrdiff_t> (at - lastKnown)
+                    - (static_cast<std::ptrdiff_t> (*place) - static_cast<std::ptrdiff_t> (*previous));
+                const auto isRecorders = capture.hasMissedBefore (at);
+                std::printf ("  at %.3f s: %td samples %s, by the %s\n",
+                             static_cast<double> (at) / rate,
+                             std::abs (extra),
+                             extra > 0 ? "more" : "fewer",
+                             isRecorders ? "recorder" : "program");
+                (isRecorders ? byRecorder : byProgram) += static_cast<int> (std::abs (extra)) / block;
+            }
+
+            previous = place;
+            lastKnown = at;
+        }
+
+        ++at;
+    }
+
+    const auto known = player.device->numDropouts();
+    std::printf ("%d s: the recording lacks or repeats %d blocks by the recorder, %d by the program, which "
+                 "knows of %llu; "
+                 "%d xruns of the server\n",
+                 seconds,
+                 byRecorder,
+                 byProgram,
+                 static_cast<unsigned long long> (known),
+                 capture.numOverruns());
+    return known >= static_cast<std::uint64_t> (byProgram);
+}
+
 /** Kills the server at random moments; the program must notice, say so, and go on. */
 bool kill (int numKills)
 {
@@ -412,6 +502,8 @@ int main (int argc, char** argv)
             passed = kill (number (1));
         else if (arguments.size() == 3 && arguments[0] == "--disk")
             passed = playFromDisk (arguments[1].c_str(), number (2));
+        else if (arguments.size() == 2 && arguments[0] == "--load")
+            passed = playUnderLoad (number (1));
         else if (arguments.size() == 2 && arguments[0] == "--rate")
             passed = compareAt (number (1));
         else if (arguments.empty())
@@ -421,7 +513,8 @@ int main (int argc, char** argv)
         }
         else
         {
-            std::printf ("tessivar_playback_jack [--rate HZ | --kills NUMBER | --disk FOLDER SECONDS]\n");
+            std::printf ("tessivar_playback_jack [--rate HZ | --load SECONDS | --kills NUMBER | --disk "
+                         "FOLDER SECONDS]\n");
             return 2;
         }
     }
