@@ -52,6 +52,10 @@ std::vector<float> melFilterBank (const RateParameters& rate)
         centres[m] = hertzOf (nyquistMel * static_cast<long double> (m) / (numBands - 1)) / binWidth;
 
     const auto numBins = static_cast<std::size_t> (rate.numBins());
+
+    // The last centre is the last bin, where the band before it ends: rounding that differs between processors would
+    // leave that band a weight of 1e-19 there, or none.
+    centres.back() = static_cast<long double> (numBins - 1);
     std::vector<float> bank (numBands * numBins);
 
     for (std::size_t m = 0; m < numBands; ++m)
