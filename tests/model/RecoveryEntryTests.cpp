@@ -1,3 +1,4 @@
+#include "model/DiskNames.h"
 #include "model/recovery/RecoveryEntry.h"
 #include "model/recovery/RecoveryList.h"
 #include "tests/model/RecoveryFixtures.h"
@@ -44,7 +45,7 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
     const auto store = fixture.store();
     auto state = groupWithAudio (*store);
     // A name that is no text.
-    const juce::File groupFile (juce::String (juce::CharPointer_UTF8 ("/groups/\xe4 1.dls")));
+    const juce::File groupFile (pathOfBytes ("/groups/\xe4 1.dls"));
     const auto entry = noted (state, groupFile);
     const auto bytes = encodeRecoveryEntry (entry);
 
