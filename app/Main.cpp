@@ -1,7 +1,9 @@
 #include "app/TessivarApplication.h"
 #include "model/DiskNames.h"
+#include "model/RoomRelease.h"
 #include "model/Version.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -75,5 +77,8 @@ int main (int argc, char* argv[])
         arguments.push_back (text.c_str());
 
     juce::JUCEApplicationBase::createInstance = &createApplication;
-    return juce::JUCEApplicationBase::main (argc, arguments.data());
+    ::signal (SIGPIPE, SIG_IGN); // whoever read the standard output may be gone
+    const auto code = juce::JUCEApplicationBase::main (argc, arguments.data());
+    tessivar::roomRelease::handOver();
+    return code;
 }

@@ -1,5 +1,6 @@
 #include "cli/Interruption.h"
 #include "cli/Program.h"
+#include "model/RoomRelease.h"
 
 #include <unistd.h>
 
@@ -17,5 +18,11 @@ int main (int numArguments, char** arguments)
                                             .diagnosticsAreTerminal = isatty (STDERR_FILENO) == 1,
                                             .resourceFolder = program.getSiblingFile ("Resources"),
                                             .stopRequested = tessivar::interruptionRequested };
-    return tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
+    const auto code = tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
+
+    // Who interrupts waits for the end; who waits for the result may want to use the room.
+    if (tessivar::interruptionRequested())
+        tessivar::roomRelease::handOver();
+
+    return code;
 }

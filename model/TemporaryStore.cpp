@@ -1,12 +1,15 @@
 #include "model/TemporaryStore.h"
 #include "model/AtomicFile.h"
 #include "model/DiskNames.h"
+#include "model/RoomRelease.h"
 
 #include <cstdlib>
 #include <limits>
 #include <utility>
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 namespace tessivar
@@ -36,6 +39,22 @@ bool isStoreName (const juce::String& name)
            && random.length() == 8 && random.containsOnly ("0123456789abcdef");
 }
 
+void removeFile (int folder, const char* name)
+{
+    const auto file = ::openat (folder, name, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    struct stat info = {};
+    const auto isGone = ::unlinkat (folder, name, 0) == 0;
+
+    if (file < 0)
+        return;
+
+    // A file that has another name elsewhere is not ours to cut.
+    if (isGone && ::fstat (file, &info) == 0 && S_ISREG (info.st_mode) && info.st_nlink == 0)
+        roomRelease::take (file);
+    else
+        ::close (file);
+}
+
 /** Removes a folder of plain files; the lock file goes last, so that a sweep that is cut short can be repeated. */
 void removeStoreFolder (const juce::File& folder)
 {
@@ -49,7 +68,7 @@ void removeStoreFolder (const juce::File& folder)
     {
         while (const auto* entry = ::readdir (listing))
             if (juce::CharPointer_UTF8 (entry->d_name).compare (juce::CharPointer_UTF8 (lockFileName)) != 0)
-                ::unlinkat (descriptor, entry->d_name, 0);
+                removeFile (descriptor, entry->d_name);
 
         ::unlinkat (descriptor, lockFileName, 0);
         ::closedir (listing);
@@ -101,10 +120,14 @@ StoreFile::StoreFile (FileSystemCalls& callsToUse,
 
 StoreFile::~StoreFile()
 {
-    calls.close (descriptor);
+    if (everythingIsLeftBehind)
+    {
+        calls.close (descriptor);
+        return;
+    }
 
-    if (! everythingIsLeftBehind)
-        calls.unlink (bytesOfPath (file).c_str());
+    calls.unlink (bytesOfPath (file).c_str());
+    roomRelease::take (descriptor);
 }
 
 bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBytes)
@@ -357,8 +380,13 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
         if (errno == EINTR)
             continue;
 
-        if (errno != EOPNOTSUPP && errno != EINVAL && errno != ENOSYS)
-            return noRoom (describeError (errno));
+        const auto reason = errno;
+
+        if (reason == ENOSPC && roomRelease::finish())
+            continue;
+
+        if (reason != EOPNOTSUPP && reason != EINVAL && reason != ENOSYS)
+            return noRoom (describeError (reason));
 
         // This file system can't reserve: what is free at this moment has to do as the check.
         if (const auto free = freeBytes(); free.has_value() && *free < sizeInBytes)
@@ -410,12 +438,17 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
 
 std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
 {
+    const auto existing = bytesOfPath (existingAncestor (folder));
     struct statvfs info = {};
 
-    if (::statvfs (bytesOfPath (existingAncestor (folder)).c_str(), &info) != 0)
+    if (::statvfs (existing.c_str(), &info) != 0)
         return std::nullopt;
 
-    return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize);
+    struct stat status = {};
+    const auto pending = ::stat (existing.c_str(), &status) == 0
+                             ? roomRelease::pendingBytes (status.st_dev)
+                             : 0;
+    return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize) + pending;
 }
 
 } // namespace tessivar

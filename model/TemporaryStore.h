@@ -131,7 +131,7 @@ private:
 };
 
 /** Bytes that can be written to the file system of a folder, or of its nearest ancestor that exists; nothing when it
-    can't be asked.
+    can't be asked. What removed files are still giving back counts.
 */
 [[nodiscard]] std::optional<std::uint64_t> freeBytesOf (const juce::File& folder);
 

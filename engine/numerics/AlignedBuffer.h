@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <span>
 #include <utility>
@@ -24,32 +25,40 @@ public:
 
     AlignedBuffer() = default;
 
-    /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large
-        ones ask the system for large pages. */
+    /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large ones come
+        from the system as pages that are zero and made when touched: filling gigabytes here would take a second. */
     explicit AlignedBuffer (std::size_t numFloats) : numUsed (numFloats)
     {
-        const auto isLarge = numFloats >= largePage;
-        const auto unit = isLarge ? largePage : alignment;
-        const auto bytes = (numFloats * sizeof (float) + unit - 1) / unit * unit;
-
-        if (bytes == 0)
+        if (numFloats == 0)
             return;
 
-        floats = static_cast<float*> (std::aligned_alloc (unit, bytes));
+#ifdef __linux__
+        if (numFloats >= largePage)
+        {
+            mapPages();
+            return;
+        }
+#endif
+
+        const auto bytes = (numFloats * sizeof (float) + alignment - 1) / alignment * alignment;
+        floats = static_cast<float*> (std::aligned_alloc (alignment, bytes));
 
         if (floats == nullptr)
             throw std::bad_alloc();
-
-#ifdef MADV_HUGEPAGE
-        if (isLarge)
-            madvise (floats, bytes, MADV_HUGEPAGE);
-#endif
 
         std::memset (floats, 0, bytes);
     }
 
     ~AlignedBuffer()
     {
+#ifdef __linux__
+        if (pages != nullptr)
+        {
+            munmap (pages, mappedBytes());
+            return;
+        }
+#endif
+
         std::free (floats);
     }
 
@@ -107,10 +116,34 @@ private:
     {
         std::swap (floats, other.floats);
         std::swap (numUsed, other.numUsed);
+        std::swap (pages, other.pages);
     }
+
+#ifdef __linux__
+    /** Room to begin on a large page. */
+    [[nodiscard]] std::size_t mappedBytes() const
+    {
+        return numUsed * sizeof (float) + largePage;
+    }
+
+    void mapPages()
+    {
+        auto* mapped =
+            mmap (nullptr, mappedBytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+
+        if (mapped == MAP_FAILED)
+            throw std::bad_alloc();
+
+        pages = mapped;
+        auto room = mappedBytes();
+        floats = static_cast<float*> (std::align (largePage, numUsed * sizeof (float), mapped, room));
+        madvise (floats, numUsed * sizeof (float), MADV_HUGEPAGE);
+    }
+#endif
 
     float* floats = nullptr;
     std::size_t numUsed = 0;
+    void* pages = nullptr; // of a large one
 };
 
 } // namespace tessivar

@@ -74,10 +74,13 @@ void InterferenceModel::findLoudest (const float* power)
                       louder);
 }
 
-void InterferenceModel::boundGains (const float* power, std::size_t rowStride)
+bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, const AnalysisControl& control)
 {
     for (std::size_t j = 0; j < numTracks; ++j)
     {
+        if (control.stopRequested())
+            return false;
+
         const auto* own = power + j * rowStride;
         findLoudest (own);
 
@@ -101,6 +104,8 @@ void InterferenceModel::boundGains (const float* power, std::size_t rowStride)
 
         boundByRises (j, power, rowStride);
     }
+
+    return true;
 }
 
 void InterferenceModel::boundByRises (std::size_t drum, const float* power, std::size_t rowStride)
@@ -174,21 +179,23 @@ bool InterferenceModel::fit (float* power,
                              std::size_t rowStride,
                              const AnalysisControl& control)
 {
-    boundGains (power, rowStride);
+    if (! boundGains (power, rowStride, control))
+        return false;
+
     start (power, source, rowStride);
 
     // Each pass over the frames updates the drums with the gains of the pass before and sums up for the next
     // gains, while a block of frames lies in the cache.
     for (int pass = 0; pass <= numUpdates; ++pass)
     {
-        if (control.stopRequested())
-            return false;
-
         std::fill (numerators.begin(), numerators.end(), 0.0);
         std::fill (denominators.begin(), denominators.end(), 0.0);
 
         for (std::size_t first = 0; first < numFrames; first += frameBlock)
         {
+            if (control.stopRequested())
+                return false;
+
             if (pass > 0)
                 updateSources (power, source, rowStride, first);
 

@@ -45,7 +45,7 @@ private:
         earlier ones. */
     void findLoudest (const float* power);
 
-    void boundGains (const float* power, std::size_t rowStride);
+    [[nodiscard]] bool boundGains (const float* power, std::size_t rowStride, const AnalysisControl& control);
 
     /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: where another microphone does
         not rise with it, what that one holds is its own drum's ring. */

@@ -53,6 +53,9 @@ public:
 
         for (auto t = frames.first; t < frames.end; ++t)
         {
+            if (run.control.stopRequested())
+                return AnalysisStatus::stopped;
+
             maskDrums (t);
 
             if (t > frames.first || t == 0)
@@ -97,6 +100,9 @@ private:
 
         for (const auto j : ends.drums)
         {
+            if (run.control.stopRequested())
+                return AnalysisStatus::stopped;
+
             a.codes[j].resize (static_cast<std::size_t> (frames.size() * stride));
 
             if (! run.planes.read (run.powerPlane (j), frames.first * stride, a.codes[j]))

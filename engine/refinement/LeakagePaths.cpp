@@ -378,7 +378,12 @@ bool fitPaths (RefinementRun& run, const PathEnds& ends, LeakagePaths& paths, Pr
                             const auto first = item * binsPerItem;
 
                             for (auto f = first; f < std::min (first + binsPerItem, numBins); ++f)
+                            {
+                                if (run.control.stopRequested())
+                                    return AnalysisStatus::stopped;
+
                                 bin.fit (f, paths);
+                            }
 
                             return AnalysisStatus::completed;
                         });

@@ -55,27 +55,23 @@ public:
             w.blockRows = AlignedBuffer (numFloats);
     }
 
-    [[nodiscard]] bool read()
+    [[nodiscard]] AnalysisStatus read()
     {
-        for (std::size_t segment = 0; segment < numSegments; ++segment)
-            for (std::size_t i = 0; i < run.tracks.size(); ++i)
-                if (! run.planes.read (run.powerPlane (i), startOf (segment), codes (power, i, segment))
-                    || ! run.planes.read (run.finePlane (i), startOf (segment), codes (fine, i, segment))
-                    || ! run.planes.read (run.ownPlane (i), startOf (segment), codes (own, i, segment)))
-                    return false;
-
-        return true;
+        return forEachPiece (
+            [&] (std::size_t i, std::size_t segment)
+            {
+                return run.planes.read (run.powerPlane (i), startOf (segment), codes (power, i, segment))
+                       && run.planes.read (run.finePlane (i), startOf (segment), codes (fine, i, segment))
+                       && run.planes.read (run.ownPlane (i), startOf (segment), codes (own, i, segment));
+            });
     }
 
     /** Puts the log ratios of all bins where the power was. */
-    [[nodiscard]] bool write()
+    [[nodiscard]] AnalysisStatus write()
     {
-        for (std::size_t segment = 0; segment < numSegments; ++segment)
-            for (std::size_t i = 0; i < run.tracks.size(); ++i)
-                if (! run.planes.write (run.powerPlane (i), startOf (segment), codes (power, i, segment)))
-                    return false;
-
-        return true;
+        return forEachPiece (
+            [&] (std::size_t i, std::size_t segment)
+            { return run.planes.write (run.powerPlane (i), startOf (segment), codes (power, i, segment)); });
     }
 
     [[nodiscard]] bool fit (InterferenceModel& model,
@@ -131,6 +127,23 @@ private:
         fine // codes only
     };
 
+    /** The pieces of a long Group lie far apart on the disk: tens of thousands of reads, each of which may take a while. */
+    template <typename Transfer>
+    [[nodiscard]] AnalysisStatus forEachPiece (const Transfer& transfer)
+    {
+        for (std::size_t segment = 0; segment < numSegments; ++segment)
+            for (std::size_t i = 0; i < run.tracks.size(); ++i)
+            {
+                if (run.control.stopRequested())
+                    return AnalysisStatus::stopped;
+
+                if (! transfer (i, segment))
+                    return AnalysisStatus::storageFailed;
+            }
+
+        return AnalysisStatus::completed;
+    }
+
     [[nodiscard]] std::int64_t startOf (std::size_t segment) const
     {
         return run.tileStart (segment) + static_cast<std::int64_t> (firstBin * tileFrames);
@@ -180,15 +193,15 @@ bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, Pr
                                 const auto numBins = std::min (room, run.bands.endBin (band) - first);
                                 BinBlock block (run, w, first, numBins);
 
-                                if (! block.read())
-                                    return AnalysisStatus::storageFailed;
+                                if (const auto status = block.read(); status != AnalysisStatus::completed)
+                                    return status;
 
                                 for (std::size_t bin = 0; bin < numBins; ++bin)
                                     if (! block.fit (model, bin, band, evidence))
                                         return AnalysisStatus::stopped;
 
-                                if (! block.write())
-                                    return AnalysisStatus::storageFailed;
+                                if (const auto status = block.write(); status != AnalysisStatus::completed)
+                                    return status;
                             }
 
                             return AnalysisStatus::completed;

@@ -20,7 +20,9 @@ using namespace refinement;
 /** A track's mask, and what the standard method's outputs have in common with it. */
 bool maskTrack (RefinementRun& run, std::size_t track, SeparationEvidence& evidence, ProgressRange progress)
 {
-    evidence.weigh();
+    if (! evidence.weigh (run.control))
+        return run.fail (AnalysisStatus::stopped);
+
     run.analysis (track).leakageDb = evidence.leakageDb();
     return computeMask (run, track, evidence, progress.part (0.0, 0.25))
            && matchFocus (run, track, progress.part (0.25, 1.0));

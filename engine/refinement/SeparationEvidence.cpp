@@ -13,6 +13,7 @@ namespace
 constexpr double lowestBandHz = 60.0;
 constexpr double holdSeconds = 0.030; // in which held evidence falls by one
 constexpr double evidenceLimit = 12.0;
+constexpr std::size_t framesPerQuestion = 4096; // whether to stop
 
 // Intercept, then the weights of: the bin's own ratio, the band's ratio, the broad ratio, the balance of relative levels, the
 // band's relative level, the own drum's relative level, and the last but two and the last one held.
@@ -68,7 +69,7 @@ SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
 {
 }
 
-void SeparationEvidence::weigh()
+bool SeparationEvidence::weigh (const AnalysisControl& control)
 {
     const auto numBands = bands.count();
     const auto numLargest = std::max (std::size_t{ 4 }, numFrames / 50);
@@ -77,6 +78,9 @@ void SeparationEvidence::weigh()
 
     for (std::size_t g = 0; g < numBands; ++g)
     {
+        if (control.stopRequested())
+            return false;
+
         std::copy_n (total (g), numFrames, sorted.begin());
         reference[g] = std::max (meanOfLargest (sorted, numLargest), 1.0e-30);
     }
@@ -122,6 +126,9 @@ void SeparationEvidence::weigh()
 
     for (std::size_t t = 0; t < numFrames; ++t)
     {
+        if (t % framesPerQuestion == 0 && control.stopRequested())
+            return false;
+
         const auto broadRatio =
             std::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30));
         const auto shared = weights[0] + weights[3] * clipped (broadRatio) + weights[4] * clipped (balance[t])
@@ -137,6 +144,8 @@ void SeparationEvidence::weigh()
                 shared + weights[2] * clipped (std::log (p / q)) + weights[5] * clipped (level));
         }
     }
+
+    return true;
 }
 
 } // namespace tessivar

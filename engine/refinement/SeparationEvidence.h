@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/AnalysisControl.h"
 #include "engine/numerics/AlignedBuffer.h"
 
 #include <cstddef>
@@ -44,7 +45,8 @@ public:
     [[nodiscard]] float* leakage (std::size_t band) { return leakageSums.data() + band * rowStride; }
     [[nodiscard]] float* total (std::size_t band) { return totalSums.data() + band * rowStride; }
 
-    void weigh();
+    /** Returns false when told to stop. */
+    [[nodiscard]] bool weigh (const AnalysisControl& control);
 
     /** After weigh(): the part of the logit that the bins of a band share, a row of frames. */
     [[nodiscard]] const float* common (std::size_t band) const

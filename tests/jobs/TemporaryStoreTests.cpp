@@ -1,3 +1,4 @@
+#include "model/RoomRelease.h"
 #include "model/TemporaryStore.h"
 
 #include "tests/jobs/JobFixtures.h"
@@ -5,7 +6,10 @@
 #include <csignal>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -97,6 +101,43 @@ TEST_CASE ("StoreFile", "[model][store]")
             CHECK ((found == data) == (calls == &shortOnce));
             CHECK (file->lastError().contains ("Input/output error") == (calls == &fails));
         }
+    }
+
+    SECTION ("gives large room back behind the scenes, and by another process when this one ends")
+    {
+        constexpr std::uint64_t large = 300u << 20;
+        const auto freeBefore = store->freeBytes();
+        std::shared_ptr<StoreFile> file;
+        REQUIRE (store->createFile (large, file).wasOk());
+        const auto path = file->path();
+        file.reset();
+        CHECK_FALSE (path.exists());
+        REQUIRE (freeBefore);
+        CHECK (store->freeBytes().value_or (0) + large / 2 > *freeBefore); // others use the disk too
+        (void) roomRelease::finish();
+        struct stat status = {};
+        REQUIRE (::stat (work.folder.getFullPathName().toRawUTF8(), &status) == 0);
+        CHECK (roomRelease::pendingBytes (status.st_dev) == 0);
+
+        // Who waits for the end of the output must not wait for the heir.
+        int ends[2]{};
+        REQUIRE (::pipe (ends) == 0);
+        REQUIRE (store->createFile (large, file).wasOk());
+
+        if (::fork() == 0)
+        {
+            roomRelease::handOver(); // from here on nothing is freed at once
+            roomRelease::take (::open (file->path().getFullPathName().toRawUTF8(), O_RDWR));
+            roomRelease::handOver();
+            ::_exit (0);
+        }
+
+        ::close (ends[1]);
+        char byte = 0;
+        const auto start = juce::Time::getMillisecondCounter();
+        CHECK (::read (ends[0], &byte, 1) == 0);
+        CHECK (juce::Time::getMillisecondCounter() - start < 1000);
+        ::close (ends[0]);
     }
 
     SECTION ("a full disk shows before the work, with both numbers, and leaves nothing")
