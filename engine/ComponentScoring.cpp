@@ -7,9 +7,44 @@
 #include <cassert>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 namespace tessivar
 {
+
+namespace
+{
+constexpr double liveEnergy = 1.0e-4; // of the strongest component's: what is fainter is gone to the ear
+
+/** The best live component where all that live would be pushed back; nothing elsewhere. */
+template <typename IsPushedBack>
+std::optional<int> lastResort (const ComponentOrder& scoreOrder,
+                               std::span<const double> energies,
+                               const IsPushedBack& isPushedBack)
+{
+    if (energies.empty())
+        return std::nullopt;
+
+    const auto strongest = *std::max_element (energies.begin(), energies.end());
+    std::optional<int> best;
+
+    for (const auto component : scoreOrder)
+    {
+        const auto energy = energies[static_cast<std::size_t> (component)];
+
+        if (! (energy > 0.0 && energy >= liveEnergy * strongest))
+            continue;
+
+        if (! isPushedBack (component))
+            return std::nullopt;
+
+        if (! best)
+            best = component;
+    }
+
+    return best;
+}
+} // namespace
 
 double correlation (double product, double energyA, double energyB)
 {
@@ -114,25 +149,29 @@ ComponentValues normalisedSimilarities (const ComponentValues& similarities)
 ComponentOrder hiHatSlots (const ComponentOrder& scoreOrder,
                            std::span<const double> kickSimilarity,
                            std::span<const double> snareSimilarity,
-                           double threshold)
+                           double threshold,
+                           std::span<const double> energies)
 {
-    std::array<bool, method::numComponents> isSimilar{};
-    ComponentOrder slots{};
-    std::size_t nextFromEnd = slots.size();
-
-    for (std::size_t k = 0; k < isSimilar.size(); ++k)
+    const auto isSimilar = [&] (int component)
     {
-        isSimilar[k] = (! kickSimilarity.empty() && kickSimilarity[k] >= threshold)
-                       || (! snareSimilarity.empty() && snareSimilarity[k] >= threshold);
+        const auto k = static_cast<std::size_t> (component);
+        return (! kickSimilarity.empty() && kickSimilarity[k] >= threshold)
+               || (! snareSimilarity.empty() && snareSimilarity[k] >= threshold);
+    };
 
-        if (isSimilar[k])
-            slots[--nextFromEnd] = static_cast<int> (k);
-    }
+    ComponentOrder slots{};
+    std::size_t nextFromStart = 0, nextFromEnd = slots.size();
+    const auto kept = lastResort (scoreOrder, energies, isSimilar);
 
-    std::size_t nextFromStart = 0;
+    if (kept)
+        slots[nextFromStart++] = *kept;
+
+    for (int k = 0; k < method::numComponents; ++k)
+        if (isSimilar (k) && kept != k)
+            slots[--nextFromEnd] = k;
 
     for (const auto component : scoreOrder)
-        if (! isSimilar[static_cast<std::size_t> (component)])
+        if (! isSimilar (component))
             slots[nextFromStart++] = component;
 
     return slots;

@@ -52,10 +52,15 @@ private:
 
 /** Slots of a HiHat track, component index by slot: walking the components by index, each whose similarity with the Kick or
     the Snare is at least the threshold goes to the last free slot; the others follow from slot 0 on in score order.
-    An empty span means that the Group has no such drum. */
+    An empty span means that the Group has no such drum.
+
+    Similarities are relative: a component that is alone on a track has the greatest there is, however little it is like that
+    drum. So where energies tell that every component that lives there (within 40 dB of the strongest) would be pushed back,
+    the one with the best score goes to slot 0 instead: the track would be silent without it. */
 [[nodiscard]] ComponentOrder hiHatSlots (const ComponentOrder& scoreOrder,
                                          std::span<const double> kickSimilarity,
                                          std::span<const double> snareSimilarity,
-                                         double threshold);
+                                         double threshold,
+                                         std::span<const double> energies = {});
 
 } // namespace tessivar

@@ -208,11 +208,16 @@ private:
                 const auto numKept = needsAllPlanes() ? method::numComponents : method::numBestComponents;
 
                 for (std::size_t slot = 0; slot < static_cast<std::size_t> (numKept); ++slot)
+                {
+                    if (context.control.stopRequested()) // megabytes each, on a disk that may be busy
+                        return AnalysisStatus::stopped;
+
                     if (! context.scratch.write (
                             planeOf (slot),
                             first,
                             { segment.component (static_cast<std::size_t> (result.slots[slot])), length }))
                         return AnalysisStatus::storageFailed;
+                }
 
                 const std::lock_guard lock (progressLock);
                 progress (RenderingStage::components,
@@ -232,6 +237,7 @@ private:
             for (std::size_t k = 0; k < method::numComponents; ++k)
             {
                 componentEnergy += part.component[k];
+                componentEnergies[k] += part.component[k];
                 peaks[k] = std::max (peaks[k], part.peak[k]);
                 hasFinite[k] = hasFinite[k] || part.hasFinite[k];
             }
@@ -322,7 +328,8 @@ private:
         result.slots = hiHatSlots (result.slots,
                                    given (job.hasKickReference, kick),
                                    given (job.hasSnareReference, snare),
-                                   job.similarityThreshold);
+                                   job.similarityThreshold,
+                                   componentEnergies);
         return true;
     }
 
@@ -442,6 +449,7 @@ private:
     std::vector<std::unique_ptr<ComponentRenderer>> renderers;
     std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
     double sourceEnergy = 0.0, componentEnergy = 0.0;
+    ComponentValues componentEnergies{};
     std::array<float, method::numComponents> peaks{};
 };
 } // namespace

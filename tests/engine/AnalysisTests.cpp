@@ -240,6 +240,13 @@ TEST_CASE ("Component scoring", "[engine][scoring]")
         ComponentValues all;
         all.fill (1.0);
         CHECK (hiHatSlots (order, all, {}, 0.7) == ComponentOrder{ 9, 8, 7, 6, 5, 4, 3, 2, 1, 0 });
+
+        // Where nothing else lives, the best of those that do keeps the track from silence.
+        ComponentValues energies{ 0.0, 3.0, 1.0, 0.0, 1.0e-9 };
+        CHECK (hiHatSlots (order, kick, snare, 0.7, energies)
+               == ComponentOrder{ 2, 0, 3, 5, 6, 7, 8, 9, 4, 1 });
+        energies[0] = 0.1;
+        CHECK (hiHatSlots (order, kick, snare, 0.7, energies) == hiHatSlots (order, kick, snare, 0.7));
     }
 }
 
