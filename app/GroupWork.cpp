@@ -2,7 +2,6 @@
 
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
-#include "jobs/SelfTest.h"
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
@@ -356,14 +355,6 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     if (temporary == nullptr)
     {
         result.outcome.status = AnalyseStatus::stopped; // the user was told why
-        return result;
-    }
-
-    // The engine takes zeros for what it does not find, and nobody wants to listen to the result.
-    if (const auto data = checkDataFiles (resources); data.failed())
-    {
-        result.outcome.status = AnalyseStatus::failed;
-        result.outcome.reason = data.getErrorMessage();
         return result;
     }
 

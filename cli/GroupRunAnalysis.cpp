@@ -4,6 +4,8 @@
 #include "model/UserFolders.h"
 #include "model/WritingNote.h"
 
+#include <ostream>
+
 namespace tessivar
 {
 
@@ -115,6 +117,19 @@ void GroupRun::prepareGroup()
     }
 }
 
+void GroupRun::tellDiagnostic (const juce::String& line)
+{
+    // What was read is told on standard output, where that is no document. What was not concerns everybody.
+    const auto isTrouble = ! line.startsWith ("Read ");
+
+    if (request.quiet && ! isTrouble)
+        return;
+
+    progress.clear();
+    auto& output = request.json || request.quiet ? context.diagnostics : context.out;
+    output << printable (line) << std::endl;
+}
+
 bool GroupRun::analyse()
 {
     if (! request.analyses())
@@ -125,7 +140,9 @@ bool GroupRun::analyse()
     const auto start = secondsNow();
     progress.beginStage ("Analysing", cheapFraction);
     prepareGroup();
-    const auto result = analyseGroup (group, analyseOptions(), *store, control());
+    auto options = analyseOptions();
+    options.diagnostics = [this] (const juce::String& line) { tellDiagnostic (line); };
+    const auto result = analyseGroup (group, options, *store, control());
     const auto& outcome = result.outcome;
     report.analysisSeconds = secondsNow() - start;
 
@@ -133,6 +150,7 @@ bool GroupRun::analyse()
     {
         applyAnalysis (group, result);
         adoptAnalysis();
+        addNotes (outcome.notes);
         return true;
     }
     if (outcome.status == AnalyseStatus::stopped)

@@ -2,7 +2,6 @@
 
 #include "cli/InputFiles.h"
 #include "jobs/AnalysisRequest.h"
-#include "jobs/SelfTest.h"
 #include "jobs/SystemResources.h"
 #include "model/Abbreviations.h"
 #include "model/AtomicFile.h"
@@ -317,11 +316,9 @@ bool GroupRun::checkRoom()
     }
     report.forecast = forecast;
 
-    auto outcome = request.analyses() ? checkDataFiles (context.resourceFolder) : juce::Result::ok();
-    if (outcome.wasOk() && request.analyses())
-        outcome = forecast.analysis.check();
-    if (outcome.failed())
-        return fail (exitCode::analysisFailed, outcome.getErrorMessage());
+    if (request.analyses())
+        if (const auto outcome = forecast.analysis.check(); outcome.failed())
+            return fail (exitCode::analysisFailed, outcome.getErrorMessage());
 
     const bool shared = areOnOneFileSystem (target, request.temporaryFolder);
     const auto needed = forecast.outputNeeded + (shared ? forecast.analysis.diskNeeded : 0);

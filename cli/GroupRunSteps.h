@@ -104,6 +104,9 @@ private:
 
     bool analyse();
 
+    /** Passes a line of the loading of the data files on. */
+    void tellDiagnostic (const juce::String& line);
+
     /** What the analysis gave the Group, for the export and the report. */
     void adoptAnalysis();
 

@@ -88,11 +88,16 @@ void ProgressDisplay::draw (double fraction)
     lineIsDrawn = true;
 }
 
-void ProgressDisplay::finish()
+void ProgressDisplay::clear()
 {
     if (lineIsDrawn)
         output << "\r\x1b[K" << std::flush;
     lineIsDrawn = false;
+}
+
+void ProgressDisplay::finish()
+{
+    clear();
     stage.clear();
 }
 

@@ -37,6 +37,9 @@ public:
 
     void setProgress (double fraction);
 
+    /** Wipes the line that is drawn, if any; the next progress draws it again. */
+    void clear();
+
     /** Ends the work and leaves a clean line; needed before anything else is printed to the same terminal. */
     void finish();
 

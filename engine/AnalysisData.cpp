@@ -60,24 +60,25 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
 {
     std::vector<char> bytes;
     std::ifstream file (path, std::ios::binary);
-    const auto opened = file.is_open();
+    auto isRead = file.is_open();
 
-    if (opened)
+    if (isRead)
     {
         // One byte more than is used tells nothing new: a longer file is cut either way.
         bytes.resize (dest.size_bytes());
         file.read (bytes.data(), static_cast<std::streamsize> (bytes.size()));
-        bytes.resize (static_cast<std::size_t> (file.gcount()));
+        isRead = ! file.bad(); // as a folder is
+        bytes.resize (isRead ? static_cast<std::size_t> (file.gcount()) : 0);
     }
 
     // The number is what was asked for, not what the file holds.
-    const auto line = opened ? "Read " + std::to_string (dest.size_bytes()) + " bytes from " + path + "\n"
+    const auto line = isRead ? "Read " + std::to_string (dest.size_bytes()) + " bytes from " + path + "\n"
                              : "Some data from " + path + " didn't fit.\n";
 
     if (log)
         log (line);
     else
-        std::cout << line;
+        std::cout << line << std::flush;
 
     std::fill (dest.begin(), dest.end(), 0.0f);
 

@@ -37,7 +37,7 @@ std::vector<TrackShape> shapesOf (std::span<const SessionTrack> tracks)
     return shapes;
 }
 
-AnalysisOptions engineOptions (const AnalyseOptions& options, juce::StringArray* diagnostics)
+AnalysisOptions engineOptions (const AnalyseOptions& options)
 {
     AnalysisOptions result;
     result.resourceFolder = bytesOfPath (options.resourceFolder);
@@ -45,11 +45,13 @@ AnalysisOptions engineOptions (const AnalyseOptions& options, juce::StringArray*
     result.seed = options.seed;
     result.method = options.method;
     result.keepAllComponents = options.keepAllComponents;
-    result.diagnostics = [diagnostics] (std::string_view line)
-    {
-        if (diagnostics != nullptr)
-            diagnostics->add (juce::String::fromUTF8 (line.data(), static_cast<int> (line.size())).trimEnd());
-    };
+
+    if (options.diagnostics)
+        result.diagnostics = [&options] (std::string_view line) {
+            options.diagnostics (
+                juce::String::fromUTF8 (line.data(), static_cast<int> (line.size())).trimEnd());
+        };
+
     return result;
 }
 
@@ -311,7 +313,7 @@ AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,
     if (! shape)
         return forecast;
 
-    const auto engine = forecastAnalysis (*shape, engineOptions (options, nullptr));
+    const auto engine = forecastAnalysis (*shape, engineOptions (options));
     forecast.memoryNeeded = engine.memoryBytes;
     forecast.diskNeeded = engine.scratchBytes;
 
@@ -373,8 +375,7 @@ AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
         }
 
         AnalyseOutcome outcome;
-        auto analysis =
-            analyseTracks (engineTracks, engineOptions (options, &outcome.diagnostics), storage, control);
+        auto analysis = analyseTracks (engineTracks, engineOptions (options), storage, control);
         outcome.shape = analysis.shape;
 
         if (analysis.status == AnalysisStatus::stopped)

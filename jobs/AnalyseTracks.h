@@ -7,6 +7,7 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <functional>
 #include <span>
 
 namespace tessivar
@@ -19,6 +20,8 @@ struct AnalyseOptions
     std::uint64_t seed = method::defaultSeed;
     AnalysisMethod method = AnalysisMethod::standard;
     bool keepAllComponents = false; // fill SessionTrack::components
+    // Takes the lines that loading the data files writes, on the thread of the analysis; standard output when empty.
+    std::function<void (const juce::String& line)> diagnostics{};
 };
 
 /** What an analysis will take, beside what there is, in bytes. */
@@ -50,7 +53,7 @@ struct AnalyseOutcome
     juce::String message; // for the user; empty when completed or stopped
     juce::String reason;  // what exactly went wrong, with file and numbers; may be empty
     AnalysisShape shape;
-    juce::StringArray diagnostics; // what the loading of the data files had to say, for a log
+    juce::StringArray notes; // what the user should know of an analysis that completed
 
     [[nodiscard]] juce::Result result() const;
 };

@@ -22,8 +22,8 @@ namespace tessivar
     return juce::String (simdTargetName());
 }
 
-/** Fails when an analysis data file is missing or has another size than it should; the reason names the first one.
-    The analysis itself reads zeros for what it does not find, which nobody would want to listen to.
+/** Fails when an analysis data file of any rate is missing or has another size than it should; the reason names the first one.
+    The analysis itself reads zeros for what it does not find, says so on standard output and carries on.
 */
 [[nodiscard]] inline juce::Result checkDataFiles (const juce::File& resourceFolder)
 {

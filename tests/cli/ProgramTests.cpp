@@ -78,6 +78,7 @@ TEST_CASE ("Program: what is written", "[cli][program]")
                     Contains ("Kick (guessed from \"kick\")") && Contains ("Snare_Processed.wav"));
         CHECK_THAT (result.out, Contains ("The group contains tracks of small duration."));
         CHECK_THAT (result.diagnostics, Contains ("Analysing: 100 %") && ! Contains ("\x1b"));
+        CHECK_THAT (result.out, Contains ("Read 4096 bytes from "));
         CHECK (session.cacheIsClean());
 
         SECTION ("and a second one replaces them only when told to")
@@ -93,6 +94,15 @@ TEST_CASE ("Program: what is written", "[cli][program]")
             CHECK (replaced.exitCode == 0);
             CHECK_THAT (replaced.out, Contains ("Kick_Processed.wav - File already exists - Overwritting."));
             CHECK (test::decode (file).samples.size() == 20000);
+        }
+
+        SECTION ("and one for a document has nothing else on standard output")
+        {
+            const auto document = session.process ({ "--overwrite", "--json" });
+            CHECK (nlohmann::json::accept (document.out));
+            CHECK_THAT (document.diagnostics, Contains ("Read 4096 bytes from "));
+            const auto quiet = session.process ({ "--overwrite", "--quiet" });
+            CHECK (quiet.out + quiet.diagnostics == "");
         }
     }
 
