@@ -372,6 +372,7 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
         result.outcome.reason = runner.failure();
 
     hadNoRoom = end != JobRunner::End::failed && result.outcome.status == AnalyseStatus::noRoom;
+    analysisNotes = result.outcome.notes;
     return result;
 }
 
@@ -382,7 +383,7 @@ void GroupWork::analyze (const Group::Ptr& group)
         group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
     if (end == AnalysisRequestEnd::done && onAnalysed)
-        onAnalysed (group);
+        onAnalysed (group, analysisNotes);
 
     if (end == AnalysisRequestEnd::failed && hadNoRoom)
         offerAnotherTemporaryFolder ("There may be more room for temporary files in another folder.");
@@ -431,7 +432,7 @@ void GroupWork::analyzeAll()
             return;
 
         if (end == AnalysisRequestEnd::done && onAnalysed)
-            onAnalysed (group);
+            onAnalysed (group, analysisNotes);
 
         summary.add (
             group->name() + ": "

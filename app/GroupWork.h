@@ -75,8 +75,9 @@ public:
     /** Told of a Group that is about to be closed, with or without its changes. */
     std::function<void (const Group::Ptr&)> onClosed;
 
-    /** Told when an analysis has ended well, and with what to say for four seconds; an action may be empty. */
-    std::function<void (const Group::Ptr&)> onAnalysed;
+    /** Told when an analysis has ended well, with what there is to note of it, and with what to say for four seconds; an action
+        may be empty. */
+    std::function<void (const Group::Ptr&, const juce::StringArray& notes)> onAnalysed;
 
     /** The user wants to choose another folder for temporary files. */
     std::function<void()> onChooseTemporaryFolder;
@@ -125,7 +126,8 @@ private:
     ImportWarnings warnings;
     std::shared_ptr<TemporaryStore> store; // made when it is first needed
     bool choosing = false;
-    bool hadNoRoom = false; // in the last analysis
+    bool hadNoRoom = false;          // in the last analysis
+    juce::StringArray analysisNotes; // of the last analysis
 };
 
 } // namespace tessivar

@@ -296,12 +296,13 @@ void MainComponent::wireWork()
         animateFor (5.0);
     };
     work.onChooseTemporaryFolder = [this] { openSettings (SettingsPageId::folders); };
-    work.onAnalysed = [this] (const Group::Ptr& group)
+    work.onAnalysed = [this] (const Group::Ptr& group, const juce::StringArray& notes)
     {
         if (autosave != nullptr)
             autosave->writeNow (group);
 
-        const auto summary = analysisSummary (group->state());
+        auto summary = analysisSummary (group->state());
+        summary.sentences.addArray (notes);
         transport.showNotice (
             summary.headline,
             summary.sentences.isEmpty() ? juce::String() : juce::String ("Details"),

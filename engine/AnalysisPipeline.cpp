@@ -20,6 +20,7 @@ namespace tessivar
 namespace
 {
 constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
+constexpr std::uint64_t mostRandomStarts = 10;
 
 /** Passes progress on, but never a value below an earlier one. */
 class RisingProgress
@@ -188,12 +189,36 @@ private:
         return AnalysisStatus::completed;
     }
 
+    /** False when told to stop. */
     bool factorise()
+    {
+        auto isDone = factoriseFrom (options.seed, isRefined());
+
+        // From the seeded start activations can grow until their square overflows, above all with short tracks. Then the
+        // start of the standard method has its turn, and after it those of the next seeds.
+        for (std::uint64_t n = 0; isDone && isRefined() && n < mostRandomStarts && ! areFactorsFinite(); ++n)
+        {
+            result.startedAtRandom = true;
+            isDone = factoriseFrom (options.seed + n, false);
+        }
+
+        spectrogram = {}; // the rendering streams; nothing else needs it
+        return isDone;
+    }
+
+    [[nodiscard]] bool areFactorsFinite() const
+    {
+        const auto isFinite = [] (float value) { return std::isfinite (value); };
+        const auto w = bases.span(), h = activations.span();
+        return std::all_of (w.begin(), w.end(), isFinite) && std::all_of (h.begin(), h.end(), isFinite);
+    }
+
+    bool factoriseFrom (std::uint64_t seed, bool isSeeded)
     {
         const auto rows = result.shape.melRows(), frames = static_cast<std::size_t> (result.shape.numFrames);
         bases = AlignedBuffer (rows * method::numComponents);
         activations = AlignedBuffer (method::numComponents * frames);
-        RandomStream random (options.seed);
+        RandomStream random (seed);
 
         for (auto& value : bases.span())
             value = random.next();
@@ -201,7 +226,7 @@ private:
         for (auto& value : activations.span())
             value = random.next();
 
-        if (isRefined())
+        if (isSeeded)
         {
             std::vector<std::uint32_t> types;
 
@@ -215,14 +240,12 @@ private:
 
         const AnalysisControl iterating{ control.shouldStop,
                                          [this] (double done) { progress.set (0.1 + 0.5 * done); } };
-        const auto isDone = decompose ({ spectrogram.data(), rows, frames },
-                                       { bases.data(), rows, method::numComponents },
-                                       { activations.data(), method::numComponents, frames },
-                                       {},
-                                       pool,
-                                       iterating);
-        spectrogram = {}; // the rendering streams; nothing else needs it
-        return isDone;
+        return decompose ({ spectrogram.data(), rows, frames },
+                          { bases.data(), rows, method::numComponents },
+                          { activations.data(), method::numComponents, frames },
+                          {},
+                          pool,
+                          iterating);
     }
 
     [[nodiscard]] bool isHiHat (int index) const

@@ -123,6 +123,7 @@ enum class AnalysisStatus
 struct AnalysisResult
 {
     AnalysisStatus status = AnalysisStatus::completed;
+    bool startedAtRandom = false; // a refined analysis whose seeded start came to nothing
     AnalysisShape shape;
     std::vector<TrackAnalysis> tracks;
 };

@@ -402,6 +402,11 @@ AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
             storage.moveInto (i, tracks[i]);
         }
 
+        if (analysis.startedAtRandom)
+            outcome.notes.add (
+                "The start that the refined method takes from the tracks came to nothing, as it may with "
+                "very short ones. It began at random, as the standard method does: listen to the result.");
+
         return outcome;
     }
     catch (const std::bad_alloc&)

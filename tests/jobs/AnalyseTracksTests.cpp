@@ -4,7 +4,9 @@
 #include "jobs/SystemResources.h"
 #include "tests/jobs/JobFixtures.h"
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include <sys/resource.h>
 
@@ -131,6 +133,83 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
         }
 
         CHECK (numFiles() == filesBefore + 4); // no scratch is left
+    }
+
+    SECTION ("the refined method starts anew where its start comes to nothing, and every track gets its own "
+             "length")
+    {
+        std::vector<SessionTrack> shortTracks{ trackOf (*store, DrumType::kick, drum (60.0, 1900.0, 26460)),
+                                               trackOf (*store, DrumType::snare, drum (1900.0, 60.0, 88200)),
+                                               trackOf (
+                                                   *store, DrumType::tomLow, drum (120.0, 60.0, 132300)) };
+        options.method = AnalysisMethod::refined;
+        const auto outcome = analyseSession (shortTracks, options, *store, {});
+        INFO (outcome.message + " " + outcome.reason);
+        REQUIRE (outcome.status == AnalyseStatus::completed);
+        CHECK (outcome.notes.size() == 1);
+
+        for (const auto& track : shortTracks)
+        {
+            REQUIRE (track.rendered != nullptr);
+            REQUIRE (track.rendered->lengthInFrames() == track.lengthInSamples);
+            const auto frames = samplesOf (*track.rendered), source = samplesOf (*track.source);
+            float worst = 0.0f;
+
+            for (std::size_t i = 0; i < source.size(); ++i)
+                worst = std::max (
+                    worst, std::abs (std::accumulate (&frames[7 * i], &frames[7 * i + 6], 0.0f) - source[i]));
+
+            CHECK (worst < 1.0e-6f);
+        }
+    }
+
+    SECTION ("a HiHat track whose one component is like nothing but itself does not fall silent")
+    {
+        std::vector<SessionTrack> pair{ trackOf (*store, DrumType::kick, kick),
+                                        trackOf (*store, DrumType::hiHat, drum (6000.0, 60.0, length)) };
+        REQUIRE (analyseSession (pair, options, *store, {}).status == AnalyseStatus::completed);
+        const auto frames = samplesOf (*pair[1].rendered);
+        double best = 0.0, source = 0.0;
+
+        for (std::size_t i = 0; i < frames.size(); i += 7)
+        {
+            best += std::pow (static_cast<double> (frames[i]), 2.0);
+            source += std::pow (static_cast<double> (frames[i + 6]), 2.0);
+        }
+
+        CHECK (best > 0.01 * source);
+    }
+
+    SECTION ("takes only the data files of its rate, and carries on without one of them")
+    {
+        const auto files = dataFilesFor (*RateParameters::forRate (44100.0));
+
+        for (const auto absent : { 1u, 3u, 5u })
+        {
+            const WorkFolder data;
+            juce::StringArray lines, expected;
+            options.resourceFolder = data.folder;
+            options.diagnostics = [&lines] (const juce::String& line) { lines.add (line); };
+
+            for (std::size_t i = 0; i < files.size(); ++i)
+            {
+                const auto target = data.file (files[i].name.c_str());
+                const auto isAbsent = i == absent;
+                expected.add (isAbsent ? "Some data from " + target.getFullPathName() + " didn't fit."
+                                       : "Read " + juce::String (4 * files[i].numFloats) + " bytes from "
+                                             + target.getFullPathName());
+
+                if (isAbsent)
+                    continue;
+
+                REQUIRE (target.getParentDirectory().createDirectory().wasOk());
+                REQUIRE (
+                    juce::File (juce::String (resourceFolder() + "/" + files[i].name)).copyFileTo (target));
+            }
+
+            CHECK (analyseSession (tracks, options, *store, {}).status == AnalyseStatus::completed);
+            CHECK (lines == expected);
+        }
     }
 
     SECTION ("a stop, a full disk or an unreadable source changes no track and leaves no file")
