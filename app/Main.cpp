@@ -1,4 +1,5 @@
 #include "app/TessivarApplication.h"
+#include "jobs/SystemResources.h"
 #include "model/DiskNames.h"
 #include "model/RoomRelease.h"
 #include "model/Version.h"
@@ -76,6 +77,7 @@ int main (int argc, char* argv[])
     for (const auto& text : texts)
         arguments.push_back (text.c_str());
 
+    tessivar::makeTooLargeWritesFail();
     juce::JUCEApplicationBase::createInstance = &createApplication;
     ::signal (SIGPIPE, SIG_IGN); // whoever read the standard output may be gone
     const auto code = juce::JUCEApplicationBase::main (argc, arguments.data());

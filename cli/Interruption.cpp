@@ -1,5 +1,7 @@
 #include "cli/Interruption.h"
 
+#include "jobs/SystemResources.h"
+
 #include <atomic>
 #include <csignal>
 
@@ -37,6 +39,7 @@ void installInterruptionHandlers()
     ignored.sa_handler = SIG_IGN;
     sigemptyset (&ignored.sa_mask);
     sigaction (SIGPIPE, &ignored, nullptr);
+    makeTooLargeWritesFail();
 }
 
 bool interruptionRequested()

@@ -4,7 +4,8 @@ namespace tessivar
 {
 
 /** Makes Ctrl+C, a request to terminate and a closed terminal known to the work instead of ending the process, so that
-    it leaves nothing half done behind. Writing into a closed pipe becomes an ordinary error. For the whole process.
+    it leaves nothing half done behind. Writing into a closed pipe, or more than a file may hold, becomes an ordinary
+    error. For the whole process.
 */
 void installInterruptionHandlers();
 

@@ -1,6 +1,7 @@
 #include "jobs/SystemResources.h"
 
 #include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -122,6 +123,16 @@ juce::String describeBytes (std::uint64_t bytes)
         return text + " (" + juce::String (value / 1.0e9, 2) + " GB)";
 
     return value >= 1.0e7 ? text + " (" + juce::String (value / 1.0e6, 0) + " MB)" : text;
+}
+
+void makeTooLargeWritesFail()
+{
+    // A handler and not SIG_IGN, which other programs would inherit.
+    struct sigaction action = {};
+    action.sa_handler = [] (int) {};
+    action.sa_flags = SA_RESTART;
+    sigemptyset (&action.sa_mask);
+    sigaction (SIGXFSZ, &action, nullptr);
 }
 
 } // namespace tessivar

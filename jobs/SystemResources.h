@@ -17,4 +17,9 @@ namespace tessivar
 /** A number of bytes for a message: exact, and above 10 MB in MB or GB as well: "1288490189 bytes (1.29 GB)". */
 [[nodiscard]] juce::String describeBytes (std::uint64_t bytes);
 
+/** Makes a write beyond the limit on the size of files (ulimit -f) fail like any other, with EFBIG, in place of ending
+    the process. Programs that are started from here keep the system's way. Once, at the start.
+*/
+void makeTooLargeWritesFail();
+
 } // namespace tessivar

@@ -5,6 +5,7 @@
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace tessivar
@@ -59,6 +60,21 @@ juce::MemoryBlock bytesOf (const juce::File& file)
     REQUIRE (file.loadFileAsData (bytes));
     return bytes;
 }
+
+/** Files that this process and its children write may not be longer; as long as the object lives. */
+struct FileSizeLimit
+{
+    explicit FileSizeLimit (rlim_t bytes)
+    {
+        getrlimit (RLIMIT_FSIZE, &before);
+        const rlimit limit{ bytes, before.rlim_max };
+        setrlimit (RLIMIT_FSIZE, &limit);
+    }
+
+    ~FileSizeLimit() { setrlimit (RLIMIT_FSIZE, &before); }
+
+    struct rlimit before = {};
+};
 } // namespace
 
 TEST_CASE ("A Group on the command line", "[cli][group]")
@@ -234,6 +250,32 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         const auto locked = session.run ({ "analyze", tracks, "--save", session.groupPath(), "--overwrite" });
         CHECK (locked.exitCode == 4);
         CHECK_THAT (locked.diagnostics, Contains ("open in another window") && ! Contains ("Analysing"));
+    }
+
+    SECTION ("is whole, and no file half written, where files may not grow")
+    {
+        session.analyse();
+        const auto before = bytesOf (session.work.child ("Take 3.dls"));
+        const auto under = [&] (rlim_t bytes, const std::vector<std::string>& arguments)
+        {
+            const FileSizeLimit limit (bytes);
+            return session.run (arguments);
+        };
+        const auto edited = under (20000, { "edit", session.groupPath(), "--track", "*", "--focus-b", "1" });
+        CHECK (edited.exitCode == 4);
+        CHECK_THAT (edited.diagnostics, Contains ("Take 3.dls can't be written: File too large"));
+        CHECK (bytesOf (session.work.child ("Take 3.dls")) == before);
+
+        const auto exported =
+            under (20000, { "export", session.groupPath(), "--out", session.work.path ("out") });
+        CHECK (exported.exitCode == 4);
+        CHECK_THAT (exported.diagnostics, Contains ("Kick_Processed.wav") && Contains ("File too large"));
+        CHECK (session.work.child ("out").getNumberOfChildFiles (juce::File::findFiles) == 0);
+
+        const auto input = session.tracks.folder.getFullPathName().toStdString();
+        const auto none = under (20000, { "analyze", input, "--save", session.work.path ("b.dls") });
+        CHECK (none.exitCode == 5);
+        CHECK_THAT (none.diagnostics, Contains ("File too large"));
     }
 
     SECTION ("is analysed again from its own audio, by another method, into another file")
