@@ -29,20 +29,13 @@ struct FileInfo
     std::vector<ImportWarnings::Warning> warnings;
 };
 
-/** The samples are looked at by the intake; nobody keeps them. */
-class DiscardingSink : public IntakeSink
-{
-public:
-    bool block (int, std::int64_t, std::span<const float>) override { return true; }
-};
-
 FileInfo readInfo (const juce::File& file, const CommandContext& context)
 {
     FileInfo info;
     info.path = file.getFullPathName();
 
     ImportWarnings warnings;
-    DiscardingSink sink;
+    IntakeSink sink;
     info.intake =
         intakeFile (file, 0.0, warnings, &sink, { .shouldStop = context.stopRequested, .setProgress = {} });
     warnings.show (

@@ -1,5 +1,6 @@
 #include "jobs/GroupDLSImporter.h"
 
+#include "jobs/GroupTracks.h"
 #include "jobs/StoreSignals.h"
 #include "model/StoreSamples.h"
 
@@ -126,20 +127,20 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
     {
         const auto& track = loaded.state.tracks[static_cast<std::size_t> (index)];
 
-        if (sampleRate > 0.0 && track.sampleRate != sampleRate)
-        {
-            refuse (track, ImportWarnings::differentSampleRate, "another sample rate than the Group's");
-            continue;
-        }
-
-        sampleRate = track.sampleRate;
-
         if (allSamplesOf (track) == nullptr)
         {
             refuse (track, ImportWarnings::unreadableInGroupFile, "its audio is not in the file");
             continue;
         }
 
+        if (const auto refusal =
+                checkTrack (track.name, track.sampleRate, track.lengthInSamples(), sampleRate, warnings))
+        {
+            refuse (track, refusal->code, refusal->reason);
+            continue;
+        }
+
+        sampleRate = track.sampleRate;
         total += track.lengthInSamples();
         wanted.push_back (track);
     }
@@ -167,6 +168,12 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
         result.tracks.push_back (std::move (track));
     }
 
+    auto batch = intakeTracksOf (result.tracks);
+
+    for (auto& track : batch)
+        track.file = juce::File(); // the user picked it by its name
+
+    checkBatch (intakeTracksOf (target.tracks), batch, warnings);
     return result;
 }
 

@@ -19,9 +19,9 @@ public:
     [[nodiscard]] const juce::StringArray& notes() const { return loaded.notes; }
 
     /** Copies the audio of the tracks with these indices into store, with all channels that the file has of them: the
-        tracks keep their knobs and what an analysis gave them, and count as not analysed in the Group they join. A track
-        of another rate than target's is refused. Progress runs from 0 to 1; a stop, or a store that is full, ends it with
-        nothing. On any thread.
+        tracks keep their knobs and what an analysis gave them, and count as not analysed in the Group they join. They are
+        checked as audio files are when they join target, and told of by the name of the track. Progress runs from
+        0 to 1; a stop, or a store that is full, ends it with nothing. On any thread.
     */
     [[nodiscard]] ImportedTracks import (const std::vector<int>& indices,
                                          const GroupState& target,

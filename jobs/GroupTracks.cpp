@@ -92,18 +92,22 @@ TrackState trackStateOf (const SessionTrack& track)
     return state;
 }
 
-IntakeTrack intakeTrackOf (const TrackState& track)
+std::vector<IntakeTrack> intakeTracksOf (const std::vector<TrackState>& tracks)
 {
-    IntakeTrack intake;
-    intake.file = track.sourceFile;
-    intake.name = track.name;
-    intake.channel = track.channel;
-    intake.numChannels = track.numSourceChannels;
-    intake.sampleRate = track.sampleRate;
-    intake.lengthInSamples = track.lengthInSamples();
-    intake.bitsPerSample = track.bitsPerSample;
-    intake.isFloatingPoint = track.isFloatingPoint;
-    return intake;
+    std::vector<IntakeTrack> result;
+
+    for (const auto& track : tracks)
+    {
+        IntakeTrack intake;
+        intake.file = track.sourceFile;
+        intake.name = track.name;
+        intake.sampleRate = track.sampleRate;
+        intake.lengthInSamples = track.lengthInSamples();
+        intake.bitsPerSample = track.bitsPerSample;
+        result.push_back (std::move (intake));
+    }
+
+    return result;
 }
 
 AnalysisMethod analysisMethodOf (SeparationMethod method)

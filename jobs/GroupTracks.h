@@ -21,8 +21,8 @@ inline constexpr KnobValues startKnobsA{ 2.5f, 0.0f }, startKnobsB{ 0.0f, 0.0f }
 */
 [[nodiscard]] TrackState trackStateOf (const SessionTrack& track);
 
-/** What the checks of a batch need to know of a track that is in a Group already. */
-[[nodiscard]] IntakeTrack intakeTrackOf (const TrackState& track);
+/** What the checks of a batch need to know of tracks that were in a Group already. */
+[[nodiscard]] std::vector<IntakeTrack> intakeTracksOf (const std::vector<TrackState>& tracks);
 
 [[nodiscard]] AnalysisMethod analysisMethodOf (SeparationMethod method);
 [[nodiscard]] SeparationMethod separationMethodOf (AnalysisMethod method);

@@ -31,12 +31,9 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
                              const AnalysisControl& control)
 {
     ImportedTracks result;
-    std::vector<IntakeTrack> present, batch;
+    std::vector<IntakeTrack> batch;
     auto sampleRate = group.sampleRate();
     double total = 0.0, done = 0.0;
-
-    for (const auto& track : group.tracks)
-        present.push_back (intakeTrackOf (track));
 
     for (const auto& file : files)
         total += weightOf (file);
@@ -81,7 +78,7 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
         done += weightOf (file);
     }
 
-    checkBatch (present, batch, warnings);
+    checkBatch (intakeTracksOf (group.tracks), batch, warnings);
     control.progress (1.0);
     return result;
 }

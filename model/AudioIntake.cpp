@@ -47,6 +47,12 @@ String entryOf (const juce::File& file)
     return name.isNotEmpty() ? name : String ("(no file name)");
 }
 
+/** A track of a Group need not have come from a file. */
+String entryOf (const IntakeTrack& track)
+{
+    return track.file.getFullPathName().isNotEmpty() ? entryOf (track.file) : track.name;
+}
+
 void refuse (
     IntakeOutcome& outcome, ImportWarnings& warnings, const juce::File& file, int code, const String& reason)
 {
@@ -145,6 +151,36 @@ Decoding decode (AudioFileReader& reader,
 }
 } // namespace
 
+std::optional<IntakeRefusal> checkTrack (const String& name,
+                                         double sampleRate,
+                                         std::int64_t lengthInSamples,
+                                         double groupSampleRate,
+                                         ImportWarnings& warnings)
+{
+    if (groupSampleRate > 0.0 && sampleRate != groupSampleRate)
+        return IntakeRefusal{ ImportWarnings::differentSampleRate,
+                              rateText (sampleRate) + " in a group of " + rateText (groupSampleRate) };
+    if (! isSupportedRate (sampleRate))
+        return IntakeRefusal{ ImportWarnings::unsupportedSampleRate,
+                              "a sample rate of " + rateText (sampleRate) + "; supported are "
+                                  + supportedRatesText() };
+
+    // No space before the unit: the entry's form is fixed.
+    const auto durationSeconds = intakeDurationSeconds (lengthInSamples, sampleRate);
+    const auto durationEntry = name + " (" + String (durationSeconds, 2) + "secs)";
+    if (durationSeconds > longDurationSeconds)
+        warnings.add (durationEntry, ImportWarnings::longDuration);
+    if (durationSeconds < shortDurationSeconds)
+        warnings.add (durationEntry, ImportWarnings::shortDuration);
+
+    if (lengthInSamples < intakeBlockLength)
+        return IntakeRefusal{ ImportWarnings::tooShort,
+                              String (lengthInSamples) + " samples; at least " + String (intakeBlockLength)
+                                  + " are needed" };
+
+    return {};
+}
+
 IntakeOutcome intakeFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
@@ -176,40 +212,11 @@ IntakeOutcome intakeFile (const juce::File& file,
                        String (reader->numChannels) + " channels; files of 1 or 2 can be taken"),
                outcome;
 
-    if (groupSampleRate > 0.0 && reader->sampleRate != groupSampleRate)
-        return refuse (outcome,
-                       warnings,
-                       file,
-                       ImportWarnings::differentSampleRate,
-                       rateText (reader->sampleRate) + " in a group of " + rateText (groupSampleRate)),
-               outcome;
-    if (! isSupportedRate (reader->sampleRate))
-        return refuse (outcome,
-                       warnings,
-                       file,
-                       ImportWarnings::unsupportedSampleRate,
-                       "a sample rate of " + rateText (reader->sampleRate) + "; supported are "
-                           + supportedRatesText()),
-               outcome;
-
-    // No space before the unit: the entry's form is fixed.
-    const auto durationSeconds = intakeDurationSeconds (reader->lengthInSamples, reader->sampleRate);
-    const auto durationEntry = file.getFileName() + " (" + String (durationSeconds, 2) + "secs)";
-    if (durationSeconds > longDurationSeconds)
-        warnings.add (durationEntry, ImportWarnings::longDuration);
-    if (durationSeconds < shortDurationSeconds)
-        warnings.add (durationEntry, ImportWarnings::shortDuration);
+    if (const auto refusal = checkTrack (
+            file.getFileName(), reader->sampleRate, reader->lengthInSamples, groupSampleRate, warnings))
+        return refuse (outcome, warnings, file, refusal->code, refusal->reason), outcome;
 
     auto tracks = tracksOf (file, *reader);
-    if (tracks.front().numBlocks == 0)
-        return refuse (outcome,
-                       warnings,
-                       file,
-                       ImportWarnings::tooShort,
-                       String (reader->lengthInSamples) + " samples; at least " + String (intakeBlockLength)
-                           + " are needed"),
-               outcome;
-
     for (const auto& note : reader->header().notes)
         outcome.notes.add (file.getFileName() + ": " + note);
 
@@ -266,15 +273,15 @@ void checkBatch (std::span<const IntakeTrack> groupTracks,
 
     for (const auto& track : groupTracks)
         if (track.lengthInSamples == longestBefore && track.lengthInSamples < longest)
-            warnings.add (entryOf (track.file), ImportWarnings::shorterThanGroup);
+            warnings.add (entryOf (track), ImportWarnings::shorterThanGroup);
     for (const auto& track : batch)
         if (track.lengthInSamples < longest)
-            warnings.add (entryOf (track.file), ImportWarnings::shorterThanGroup);
+            warnings.add (entryOf (track), ImportWarnings::shorterThanGroup);
 
     const auto bits = groupTracks.empty() ? batch.front().bitsPerSample : groupTracks.front().bitsPerSample;
     for (const auto& track : batch)
         if (track.bitsPerSample != bits)
-            warnings.add (entryOf (track.file), ImportWarnings::differentBitDepths);
+            warnings.add (entryOf (track), ImportWarnings::differentBitDepths);
 }
 
 double intakeDurationSeconds (std::int64_t lengthInSamples, double sampleRate)

@@ -22,7 +22,8 @@ inline constexpr int intakeBlockLength = 16384;
 struct IntakeTrack
 {
     juce::File file;
-    juce::String name;                // file name without extension, the same for both channels of a file
+    juce::String name;                // file name without extension, the same for both channels of a file;
+                                      // of a track of a Group its own
     int channel = 0;                  // 0-based, within the file
     int numChannels = 1;              // of the file: 1 or 2
     double sampleRate = 0.0;          // Hz, one of supportedSampleRates
@@ -51,7 +52,7 @@ struct IntakeOutcome
     [[nodiscard]] bool accepted() const { return ! tracks.empty(); }
 };
 
-/** Takes the decoded samples of a file while it is checked. */
+/** Takes the decoded samples of a file while it is checked. This one looks at none of them: for a check alone. */
 class IntakeSink
 {
 public:
@@ -74,8 +75,33 @@ public:
         A file that turns out damaged, or a stop, ends the calls before the last block: what came so far is to
         be thrown away whenever intakeFile() returns no tracks.
     */
-    virtual bool block (int channel, std::int64_t start, std::span<const float> samples) = 0;
+    virtual bool block (int channel, std::int64_t start, std::span<const float> samples)
+    {
+        juce::ignoreUnused (channel, start, samples);
+        return true;
+    }
 };
+
+/** Why a track can't join a Group: a code of ImportWarnings, which is not filed yet, and the reason without a name. */
+struct IntakeRefusal
+{
+    int code = 0;
+    juce::String reason;
+};
+
+/** The checks of a track's rate and length, wherever its samples lie; the first failing one decides:
+      1  sample rate other than groupSampleRate, when that is above 0
+      7  sample rate not supported
+      9  fewer than intakeBlockLength samples
+    The advice of codes 8 (short) and 10 (long) is filed under the name with the duration.
+
+    @param sampleRate, groupSampleRate  Hz
+*/
+[[nodiscard]] std::optional<IntakeRefusal> checkTrack (const juce::String& name,
+                                                       double sampleRate,
+                                                       std::int64_t lengthInSamples,
+                                                       double groupSampleRate,
+                                                       ImportWarnings& warnings);
 
 /** Opens one audio file, checks it against the rules of its Group and decodes it once, from start to end.
 
@@ -83,9 +109,7 @@ public:
     of a refusal, and the advice of codes 8 (short) and 10 (long). The first failing check decides:
       2  the path is empty, names a folder or no file
       3  unreadable, no known kind of audio file, damaged, or more than two channels
-      1  sample rate other than groupSampleRate, when that is above 0
-      7  sample rate not supported
-      9  fewer than intakeBlockLength samples
+      1, 7, 9  see checkTrack()
 
     A file whose samples can't be decoded up to the stated end is refused with code 3 as well, except that plain
     PCM whose file simply ends early is taken as far as it goes, with a note.

@@ -1,7 +1,9 @@
 #include "jobs/AnalysisRequest.h"
 #include "jobs/ExportRequest.h"
+#include "jobs/GroupDLSImporter.h"
 #include "jobs/ImportGroup.h"
 #include "jobs/WarningsDisplay.h"
+#include "model/groupfile/GroupFileSaving.h"
 #include "tests/jobs/JobFixtures.h"
 
 namespace tessivar
@@ -240,6 +242,47 @@ TEST_CASE ("sortInputs", "[jobs][import]")
            == std::vector<juce::File>{ take.getChildFile ("T9.WAV"), take.getChildFile ("T10.wav") });
     CHECK (sorted.groupFiles == std::vector<juce::File>{ work.file ("old.dls") });
     CHECK (sorted.rejected == std::vector<juce::File>{ work.file ("readme.txt"), empty });
+}
+
+TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][import]")
+{
+    WorkFolder work;
+    const auto store = openStore (work.file ("store"));
+    const auto track = [&] (const char* name, std::int64_t length, int bits)
+    {
+        auto made = trackOf (DrumType::kick);
+        made.name = name;
+        made.record.setLengthInSamples (length);
+        made.bitsPerSample = bits;
+        made.source = storedTrack (*store, noise (length, 1));
+        return made;
+    };
+    GroupState group;
+    group.tracks = { track ("Kick", 16384, 24), track ("Blip", 16383, 24), track ("Snare", 20000, 16) };
+    SaveRequest request;
+    request.state = group;
+    request.target = work.file ("take.dls");
+    SavedGroup saved;
+    REQUIRE (saveGroup (request, saved).wasOk());
+
+    ImportWarnings warnings;
+    GroupDLSImporter importer;
+    REQUIRE (importer.open (work.file ("take.dls"), warnings).wasOk());
+    const auto imported = importer.import ({ 0, 1, 2 }, {}, warnings, *store);
+    CHECK (imported.tracks.size() == 2);
+    REQUIRE (imported.refused.size() == 1);
+    CHECK (imported.refused[0].reason.contains ("Blip: 16383 samples"));
+    using Names = juce::StringArray;
+    CHECK (warnings.entries (ImportWarnings::shortDuration)
+           == Names{ "Kick (0.37secs)", "Blip (0.37secs)", "Snare (0.45secs)" });
+    CHECK (warnings.entries (ImportWarnings::tooShort) == Names{ "Blip" });
+    CHECK (warnings.entries (ImportWarnings::shorterThanGroup) == Names{ "Kick" });
+    CHECK (warnings.entries (ImportWarnings::differentBitDepths) == Names{ "Snare" });
+
+    auto elsewhere = group;
+    elsewhere.tracks[0].sampleRate = 48000.0;
+    CHECK (importer.import ({ 0 }, elsewhere, warnings, *store).tracks.empty());
+    CHECK (warnings.entries (ImportWarnings::differentSampleRate) == Names{ "Kick" });
 }
 
 } // namespace tessivar
