@@ -443,12 +443,7 @@ void MainComponent::resetKnobs()
     if (track == nullptr)
         return;
 
-    auto values = startKnobsA;
-
-    if (const auto suggested = track->state().findings.suggestedFocus)
-        values.focus = static_cast<float> (*suggested);
-
-    group->setKnobs ({ track->id() }, track->selectedSetting(), values);
+    group->resetKnobs ({ track->id() }, track->selectedSetting());
     player.show (group, selectedTrackId);
     showTrack();
 }

@@ -207,6 +207,7 @@ DockState dockFor (const TrackState* track, ListenMode listening)
     dock.sounding = track->record.selected() == KnobSetting::a ? SettingLetter::a : SettingLetter::b;
     dock.settings = { valuesOf (track->record.knobs (KnobSetting::a)),
                       valuesOf (track->record.knobs (KnobSetting::b)) };
+    dock.defaults = valuesOf (startKnobsA);
     dock.available = track->hasProcessedOutput();
 
     if (! track->takesPart())

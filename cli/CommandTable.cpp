@@ -1,5 +1,7 @@
 #include "cli/CommandTable.h"
 
+#include "model/KnobValues.h"
+
 #include <algorithm>
 #include <array>
 
@@ -21,6 +23,9 @@ constexpr OptionSpec outOption{
     .help = "The folder for the processed files. It is made when it does not exist.",
 };
 
+// The help says so.
+static_assert (startKnobsA.focus == 2.5f && startKnobsA.fine == 0.0f);
+
 constexpr OptionSpec focusOption{
     .name = "--focus",
     .value = "[NAME=]VALUE",
@@ -30,7 +35,9 @@ constexpr OptionSpec focusOption{
             "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for "
             "every track that no NAME matches. With the refined method VALUE may be the word suggested: the "
             "lowest value that has the whole effect, found by the analysis for each track. Default: "
-            "suggested with the refined method; else 3, the most that rarely costs a drum its own sound.",
+            "suggested with the refined method, else 2.5. Tracks of a group file keep what they stand at, "
+            "but that the refined method turns setting A where nobody has turned a knob; a VALUE goes to the "
+            "setting that sounds.",
 };
 
 constexpr OptionSpec fineOption{
@@ -39,7 +46,7 @@ constexpr OptionSpec fineOption{
     .kind = ValueKind::text,
     .repeatable = true,
     .help = "How much of what was removed is mixed back: 0 nothing, 1 everything; a number from 0 to 1 or "
-            "a percentage. Given like --focus. Default: 0.",
+            "a percentage. Given like --focus. Default: 0, or what a group file holds.",
 };
 
 constexpr OptionSpec methodOption{

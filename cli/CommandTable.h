@@ -83,7 +83,4 @@ inline constexpr int done = 0, someFailed = 1, usage = 2, inputRefused = 3, outp
 inline constexpr std::string_view programName = "tessivar-cli";
 inline constexpr std::string_view programSummary = "turn leakage down in multitrack drum recordings";
 
-/** What the knobs stand at when nothing is said. */
-inline constexpr float defaultFocus = 3.0f, defaultFine = 0.0f;
-
 } // namespace tessivar

@@ -9,11 +9,17 @@
 namespace tessivar
 {
 
-void GroupRun::takeSuggestions()
+void GroupRun::turnKnobs (TrackState& track, SuppressionSetting wanted)
 {
-    for (auto& track : session)
-        if (track.setting.focus == suggestedValue)
-            track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+    const auto setting = track.record.selected();
+    const auto before = track.record.knobs (setting);
+    KnobValues values{ wanted.focus, wanted.fine };
+
+    if (wanted.focus == suggestedValue)
+        values.focus = static_cast<float> (track.findings.suggestedFocus.value_or (before.focus));
+
+    if (values != before)
+        track.record.setKnobs (setting, values);
 }
 
 bool GroupRun::readTracks()
@@ -103,17 +109,18 @@ void GroupRun::prepareGroup()
 
     for (std::size_t i = 0; i < session.size(); ++i)
     {
-        auto& record = group.tracks[i].record;
-        const auto& setting = session[i].setting;
-        group.tracks[i].excluded = session[i].excluded;
+        auto& track = group.tracks[i];
+        track.excluded = session[i].excluded;
 
-        if (record.drumType() != session[i].drumType)
-            record.setDrumType (session[i].drumType);
+        if (track.drumType() != session[i].drumType)
+            track.record.setDrumType (session[i].drumType);
 
-        // A knob that waits for the analysis stands where one stands that nobody turned.
-        record.setKnobs (record.selected(),
-                         setting.focus == suggestedValue ? startKnobsA
-                                                         : KnobValues{ setting.focus, setting.fine });
+        turnKnobs (track, session[i].setting);
+
+        // Setting A at the suggestion is where the analysis itself puts it.
+        const auto focus = request.focus.valueFor (session[i].name);
+        const auto isOwn = focus && (focus != suggestedValue || track.record.selected() == KnobSetting::b);
+        track.knobsTouched = track.knobsTouched || isOwn || request.fine.valueFor (session[i].name);
     }
 }
 
@@ -168,18 +175,9 @@ void GroupRun::adoptAnalysis()
     for (std::size_t i = 0; i < session.size(); ++i)
     {
         const auto name = session[i].name;
-        const auto wanted = session[i].setting;
+        turnKnobs (group.tracks[i], session[i].setting);
         session[i] = sessionTrackOf (group.tracks[i]);
         session[i].name = name;
-        session[i].setting = wanted;
-    }
-
-    takeSuggestions();
-
-    for (std::size_t i = 0; i < session.size(); ++i)
-    {
-        auto& record = group.tracks[i].record;
-        record.setKnobs (record.selected(), { session[i].setting.focus, session[i].setting.fine });
     }
 }
 

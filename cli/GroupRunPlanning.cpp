@@ -164,7 +164,6 @@ bool GroupRun::applyChoices()
     for (std::size_t i = 0; i < session.size(); ++i)
     {
         auto& track = session[i];
-        applyKnobs (track);
 
         for (const auto& pattern : request.excluded)
             track.excluded = track.excluded || matchesPattern (track.name, pattern);
@@ -173,6 +172,8 @@ bool GroupRun::applyChoices()
             track.drumType = *type;
             report.tracks[i].typeOrigin = TypeOrigin::given;
         }
+
+        applyKnobs (i);
         if (track.setting.focus == suggestedValue && ! canSuggest (track))
             return fail (exitCode::usage,
                          "--focus suggested: only the refined method suggests a value; \""
@@ -183,7 +184,10 @@ bool GroupRun::applyChoices()
 
     if (! request.analyses())
     {
-        takeSuggestions();
+        for (auto& track : session)
+            if (track.setting.focus == suggestedValue)
+                track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+
         return true;
     }
 
@@ -196,13 +200,25 @@ bool GroupRun::applyChoices()
     return true;
 }
 
-void GroupRun::applyKnobs (SessionTrack& track) const
+void GroupRun::applyKnobs (std::size_t index)
 {
+    auto& track = session[index];
     const auto isNew = ! request.isFromGroupFile();
-    const auto start = method() == AnalysisMethod::refined ? suggestedValue : defaultFocus;
-    track.setting.focus = request.focus.valueFor (track.name).value_or (isNew ? start : track.setting.focus);
-    track.setting.fine =
-        request.fine.valueFor (track.name).value_or (isNew ? defaultFine : track.setting.fine);
+
+    if (isNew)
+        track.setting = settingOf (startKnobsA);
+
+    const auto takesSuggestion = request.analyses() && method() == AnalysisMethod::refined
+                                 && track.takesPart()
+                                 && (isNew
+                                     || (! group.tracks[index].knobsTouched
+                                         && group.tracks[index].record.selected() == KnobSetting::a));
+
+    if (takesSuggestion)
+        track.setting.focus = suggestedValue;
+
+    track.setting.focus = request.focus.valueFor (track.name).value_or (track.setting.focus);
+    track.setting.fine = request.fine.valueFor (track.name).value_or (track.setting.fine);
 }
 
 bool GroupRun::canSuggest (const SessionTrack& track) const

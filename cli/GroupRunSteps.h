@@ -78,8 +78,10 @@ private:
 
     bool applyChoices();
 
-    /** What the command line says, else what a Group from a file holds, else where the knobs of the method start. */
-    void applyKnobs (SessionTrack& track) const;
+    /** What the command line says, else what the analysis will suggest, where no user has turned the knobs, else what a
+        Group from a file holds.
+    */
+    void applyKnobs (std::size_t index);
 
     [[nodiscard]] static SuppressionSetting settingOf (KnobValues knobs);
     [[nodiscard]] bool canSuggest (const SessionTrack& track) const;
@@ -110,7 +112,10 @@ private:
     /** What the analysis gave the Group, for the export and the report. */
     void adoptAnalysis();
 
-    void takeSuggestions();
+    /** Turns the knobs of the sounding setting; the other setting and the selector stay. A focus of suggestedValue is
+        the suggestion of the last analysis, or leaves the knob where it is when there is none.
+    */
+    static void turnKnobs (TrackState& track, SuppressionSetting wanted);
 
     // GroupRunWriting.cpp: audio files and the group file.
 

@@ -7,18 +7,6 @@
 namespace tessivar
 {
 
-namespace
-{
-/** Whether setting A still stands where the program put it. */
-bool isUntouched (const TrackState& track)
-{
-    const auto a = track.record.knobs (KnobSetting::a);
-    const auto suggested = track.findings.suggestedFocus;
-    const KnobValues fromSuggestion{ static_cast<float> (suggested.value_or (0.0)), 0.0f };
-    return a == startKnobsA || (suggested && a == fromSuggestion);
-}
-} // namespace
-
 GroupAnalysis analyseGroup (const GroupState& state,
                             AnalyseOptions options,
                             TemporaryStore& store,
@@ -44,10 +32,6 @@ GroupAnalysis analyseGroup (const GroupState& state,
         track.rendered = std::move (after.rendered);
         track.components = std::move (after.components);
         track.findings = findingsOf (after.analysis);
-
-        if (isUntouched (before))
-            track.startFocus = after.analysis.suggestedFocus;
-
         result.tracks.push_back (std::move (track));
     }
 

@@ -19,8 +19,7 @@ struct GroupAnalysis
 /** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is ignored.
     The new samples lie in store; the Group itself is not touched. On any thread.
 
-    After the refined method setting A starts at the suggested Focus, unless the user has turned it away from an earlier
-    suggestion.
+    Settings and selector survive it, as Group::AnalysedTrack::applyTo says.
 */
 [[nodiscard]] GroupAnalysis analyseGroup (const GroupState& state,
                                           AnalyseOptions options,

@@ -87,7 +87,7 @@ TrackState trackStateOf (const SessionTrack& track)
     state.record.setLengthInSamples (track.lengthInSamples);
     state.record.setDrumType (track.drumType);
     state.record.setProcessed (track.rendered != nullptr);
-    state.record.setKnobs (KnobSetting::a, { track.setting.focus, track.setting.fine });
+    state.record.setKnobs (KnobSetting::a, startKnobsA);
     state.record.setKnobs (KnobSetting::b, startKnobsB);
     return state;
 }

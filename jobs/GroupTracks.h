@@ -9,16 +9,11 @@
 namespace tessivar
 {
 
-/** What the knobs of a track stand at before anybody turned them. */
-inline constexpr KnobValues startKnobsA{ 2.5f, 0.0f }, startKnobsB{ 0.0f, 0.0f };
-
 /** A track as the jobs work on it; its setting is the one that sounds. */
 [[nodiscard]] SessionTrack sessionTrackOf (const TrackState& track);
 [[nodiscard]] std::vector<SessionTrack> sessionTracksOf (const GroupState& group);
 
-/** A track that was just imported, or analysed on the command line, as a Group keeps it. Its setting becomes setting A,
-    which sounds; B is down.
-*/
+/** A track that was just imported as a Group keeps it, with its knobs where they start. */
 [[nodiscard]] TrackState trackStateOf (const SessionTrack& track);
 
 /** What the checks of a batch need to know of tracks that were in a Group already. */

@@ -66,7 +66,6 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
         for (std::size_t i = 0; i < outcome.tracks.size(); ++i)
         {
             auto track = trackStateOf (outcome.tracks[i]);
-            track.record.setKnobs (KnobSetting::a, startKnobsA);
             sampleRate = track.sampleRate;
             result.tracks.push_back (std::move (track));
             batch.push_back (outcome.intake.tracks[i]);

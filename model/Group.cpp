@@ -143,13 +143,17 @@ void Group::apply (const Editable& wanted)
         data.excluded = entry.excluded;
         data.sourceFile = entry.sourceFile;
 
+        // What an analysis suggested since the step is no part of it: untouched knobs stay where they are.
+        const auto leavesKnobs = ! data.knobsTouched && ! entry.knobsTouched;
+        data.knobsTouched = entry.knobsTouched;
+
         // Only what differs is written: codes and values that this program can't read outlast other edits.
         if (data.drumType() != entry.drumType)
             data.record.setDrumType (entry.drumType);
 
         for (const auto& [setting, values] :
              { std::pair{ KnobSetting::a, entry.a }, std::pair{ KnobSetting::b, entry.b } })
-            if (data.record.knobs (setting) != values)
+            if (! leavesKnobs && data.record.knobs (setting) != values)
                 data.record.setKnobs (setting, values);
 
         data.record.select (entry.selected);
@@ -298,8 +302,27 @@ void Group::setKnobs (const std::vector<std::uint32_t>& trackIds,
         setting == KnobSetting::a ? "Change Setting A" : "Change Setting B",
         trackIds,
         [&, stored = values.sanitised()] (EditableTrack& entry)
-        { (setting == KnobSetting::a ? entry.a : entry.b) = stored; },
+        {
+            (setting == KnobSetting::a ? entry.a : entry.b) = stored;
+            entry.knobsTouched = true;
+        },
         continuesStep);
+}
+
+void Group::resetKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting setting)
+{
+    editTracks ("Reset Setting " + juce::String (setting == KnobSetting::a ? "A" : "B"),
+                trackIds,
+                [&] (EditableTrack& entry)
+                {
+                    auto values = startKnobsA;
+
+                    if (const auto suggested = entry.track->state().findings.suggestedFocus)
+                        values.focus = static_cast<float> (*suggested);
+
+                    (setting == KnobSetting::a ? entry.a : entry.b) = values.sanitised();
+                    entry.knobsTouched = setting == KnobSetting::b || entry.b != startKnobsB;
+                });
 }
 
 void Group::copyKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting from)
@@ -308,6 +331,7 @@ void Group::copyKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting f
                 trackIds,
                 [&] (EditableTrack& entry)
                 {
+                    entry.knobsTouched = entry.knobsTouched || entry.a != entry.b;
                     const auto values = from == KnobSetting::a ? entry.a : entry.b;
                     entry.a = entry.b = values;
                 });
@@ -330,12 +354,9 @@ void Group::AnalysedTrack::applyTo (TrackState& track) const
     track.findings = findings;
     track.record.setProcessed (rendered != nullptr);
 
-    if (startFocus)
-    {
-        track.record.setKnobs (KnobSetting::a, { static_cast<float> (*startFocus), 0.0f });
-        track.record.setKnobs (KnobSetting::b, {});
-        track.record.select (KnobSetting::a);
-    }
+    if (findings.suggestedFocus && ! track.knobsTouched)
+        track.record.setKnobs (KnobSetting::a,
+                               { static_cast<float> (*findings.suggestedFocus), startKnobsA.fine });
 }
 
 void Group::applyAnalysis (const GroupState::Analysis& analysis, const std::vector<AnalysedTrack>& tracks)

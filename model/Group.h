@@ -81,6 +81,11 @@ public:
                    KnobValues values,
                    bool continuesStep = false);
 
+    /** Puts a setting where it starts: Focus at the suggestion if there is one. Setting A then follows the next
+        suggestion, unless B was turned.
+    */
+    void resetKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting setting);
+
     /** Copies what one setting holds to the other. */
     void copyKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting from);
 
@@ -99,8 +104,10 @@ public:
         std::shared_ptr<TrackSamples> rendered; // null for a track that passes through
         std::shared_ptr<StoreFile> components;
         TrackFindings findings;
-        std::optional<double> startFocus; // of setting A; B then starts at 0
 
+        /** The knobs stay where they are; Focus of setting A alone takes the suggestion, as long as nobody touched
+            them.
+        */
         void applyTo (TrackState& track) const;
     };
 

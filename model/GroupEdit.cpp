@@ -8,7 +8,7 @@ namespace tessivar
 EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& state)
     : track (trackToRead), name (state.name), drumType (state.drumType()), excluded (state.excluded),
       a (state.record.knobs (KnobSetting::a)), b (state.record.knobs (KnobSetting::b)),
-      selected (state.record.selected()), sourceFile (state.sourceFile)
+      knobsTouched (state.knobsTouched), selected (state.record.selected()), sourceFile (state.sourceFile)
 {
 }
 

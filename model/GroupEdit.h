@@ -15,6 +15,7 @@ struct EditableTrack
     DrumType drumType = DrumType::other;
     bool excluded = false;
     KnobValues a, b;
+    bool knobsTouched = false;
     KnobSetting selected = KnobSetting::a;
     juce::File sourceFile;
 

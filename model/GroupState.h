@@ -61,6 +61,7 @@ struct TrackState
     TrackRecord record;   // knobs, A/B, drum type, processed flag, length
     juce::String name;
     bool excluded = false;
+    bool knobsTouched = false; // by the user: from then on no analysis moves them
 
     // Of the file it came from. It may have moved since: the samples are the track's own.
     juce::File sourceFile;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/DrumType.h"
+#include "model/KnobValues.h"
 
 #include <array>
 #include <cstddef>
@@ -9,30 +10,6 @@
 
 namespace tessivar
 {
-
-/** The two settings of a track that the A/B switch chooses from. */
-enum class KnobSetting
-{
-    a,
-    b
-};
-
-constexpr KnobSetting otherSetting (KnobSetting setting)
-{
-    return setting == KnobSetting::a ? KnobSetting::b : KnobSetting::a;
-}
-
-/** The values of the two knobs in one setting. */
-struct KnobValues
-{
-    float focus = 0.0f; // 0..5
-    float fine = 0.0f;  // 0..1
-
-    bool operator== (const KnobValues&) const = default;
-
-    /** Clamped to the ranges; not a number counts as 0. */
-    [[nodiscard]] KnobValues sanitised() const;
-};
 
 /** The 144 bytes of a track that a group file keeps in its table, little-endian:
 

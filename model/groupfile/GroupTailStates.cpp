@@ -18,13 +18,13 @@ namespace key
 {
 constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysisMethod = "analysis.method", analysisSeed = "analysis.seed",
-               analysisTracks = "analysis.numTracks", excluded = "excluded", sourcePath = "sourcePath",
-               channel = "channel", numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
-               floatingPoint = "floatingPoint", sourceChunks = "sourceChunks",
-               analysedType = "analysed.drumType", analysedExcluded = "analysed.excluded",
-               focusMatch = "findings.focusMatchDb", bestFocus = "findings.bestFocusUpTo",
-               leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
-               suggestedFocus = "findings.suggestedFocus";
+               analysisTracks = "analysis.numTracks", excluded = "excluded", knobsTouched = "knobsTouched",
+               sourcePath = "sourcePath", channel = "channel", numSourceChannels = "numSourceChannels",
+               bitsPerSample = "bitsPerSample", floatingPoint = "floatingPoint",
+               sourceChunks = "sourceChunks", analysedType = "analysed.drumType",
+               analysedExcluded = "analysed.excluded", focusMatch = "findings.focusMatchDb",
+               bestFocus = "findings.bestFocusUpTo", leakage = "findings.leakageDb",
+               maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -154,6 +154,7 @@ TailTrack tailTrackFor (const TrackState& track)
 
     auto& properties = result.properties;
     properties.set (key::excluded, textOf (track.excluded));
+    properties.set (key::knobsTouched, textOf (track.knobsTouched));
     properties.set (key::sourcePath, track.sourceFile.getFullPathName());
     properties.set (key::channel, juce::String (track.channel));
     properties.set (key::numSourceChannels, juce::String (track.numSourceChannels));
@@ -174,6 +175,15 @@ TailTrack tailTrackFor (const TrackState& track)
 
     properties.addArray (track.unknownProperties);
     return result;
+}
+
+/** For files that don't tell: whether the knobs stand where no program leaves them by itself. */
+bool seemsTouched (const TrackState& track)
+{
+    const auto a = track.record.knobs (KnobSetting::a);
+    const auto suggested = static_cast<float> (track.findings.suggestedFocus.value_or (startKnobsA.focus));
+    return track.record.knobs (KnobSetting::b) != startKnobsB
+           || (a != startKnobsA && a != KnobValues{ suggested, startKnobsA.fine });
 }
 
 TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOurs)
@@ -205,6 +215,8 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
             state.analysedAs = AnalysisInput{ *drumType, wasExcluded };
 
     state.findings = takeFindings (properties);
+    state.knobsTouched = properties.has (key::knobsTouched) ? properties.take (key::knobsTouched) == "1"
+                                                            : seemsTouched (state);
 
     if (properties.has (key::sourceChunks))
         if (auto chunks = SourceChunks::fromText (properties.take (key::sourceChunks)))

@@ -252,6 +252,45 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK_THAT (locked.diagnostics, Contains ("open in another window") && ! Contains ("Analysing"));
     }
 
+    SECTION ("keeps both settings and the selector through an analysis, and a value that was given")
+    {
+        const auto refine =
+            [&] (const std::string& input, const char* name, std::vector<std::string> options = {})
+        {
+            options.insert (options.begin(),
+                            { "analyze", input, "--method", "refined", "--save", session.work.path (name) });
+            REQUIRE (session.run (options).exitCode == 0);
+            const auto info = session.run ({ "info", session.work.path (name), "--json" });
+            return json::parse (info.out).at ("files").at (0).at ("tracks");
+        };
+        session.analyse();
+        REQUIRE (
+            session
+                .run (
+                    { "edit", session.groupPath(), "--track", "snare", "--focus-b", "3.5", "--select", "B" })
+                .exitCode
+            == 0);
+        const auto tracks = refine (session.groupPath(), "refined.dls");
+        CHECK (tracks[0]["settingA"]["focus"] == tracks[0]["suggestedFocus"]);
+        CHECK (tracks[1]["settingA"]["focus"] == 2.5);
+        CHECK (tracks[1]["settingB"]["focus"] == 3.5);
+        CHECK (tracks[1]["selected"] == "B");
+
+        const auto given = refine (
+            session.tracks.folder.getFullPathName().toStdString(), "given.dls", { "--focus", "Kick=2.5" });
+        REQUIRE (given[0]["suggestedFocus"] != 2.5);
+        CHECK (given[0]["settingA"]["focus"] == 2.5);
+        CHECK (given[1]["settingA"]["focus"] == given[1]["suggestedFocus"]);
+        CHECK (refine (session.work.path ("given.dls"), "again.dls")[0]["settingA"]["focus"] == 2.5);
+
+        const auto options = refine (
+            session.work.path ("refined.dls"), "options.dls", { "--focus", "Snare=1", "--fine", "Kick=10%" });
+        CHECK (options[0]["settingA"]["focus"] == options[0]["suggestedFocus"]);
+        CHECK (options[0]["settingA"]["fine"].get<double>() == Approx (0.1));
+        CHECK (options[1]["settingA"]["focus"] == 2.5);
+        CHECK (options[1]["settingB"]["focus"] == 1.0); // the setting that sounds
+    }
+
     SECTION ("is whole, and no file half written, where files may not grow")
     {
         session.analyse();

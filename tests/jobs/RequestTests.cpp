@@ -54,7 +54,7 @@ GroupAnalysis completedAnalysis (const Group::Ptr& group)
     result.analysis = { group->method(), 1, group->numTracks() };
 
     for (const auto& track : group->state().tracks)
-        result.tracks.push_back ({ track.id, track.analysisInput(), nullptr, nullptr, {}, {} });
+        result.tracks.push_back ({ track.id, track.analysisInput(), nullptr, nullptr, {} });
 
     return result;
 }

@@ -89,6 +89,8 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.sourceChunks = std::make_shared<const SourceChunks> (chunks);
 
     group.tracks[1].isFloatingPoint = true;
+    group.tracks[1].record.setKnobs (KnobSetting::a, startKnobsA);
+    group.tracks[1].knobsTouched = true;
     group.tracks[1].fileWord = 0xabc00000;
     group.tracks[2].excluded = true;
     group.tracks[2].analysedAs = AnalysisInput{ DrumType::other, true };
@@ -113,10 +115,11 @@ bool isSameTrack (const TrackState& a, const TrackState& b)
     const auto chunks = [] (const TrackState& track)
     { return track.sourceChunks != nullptr ? *track.sourceChunks : SourceChunks{}; };
 
-    return a.name == b.name && a.excluded == b.excluded && a.sourceFile == b.sourceFile
-           && a.channel == b.channel && a.numSourceChannels == b.numSourceChannels
-           && a.sampleRate == b.sampleRate && a.bitsPerSample == b.bitsPerSample
-           && a.isFloatingPoint == b.isFloatingPoint && a.metadata.getAllKeys() == b.metadata.getAllKeys()
+    return a.name == b.name && a.excluded == b.excluded && a.knobsTouched == b.knobsTouched
+           && a.sourceFile == b.sourceFile && a.channel == b.channel
+           && a.numSourceChannels == b.numSourceChannels && a.sampleRate == b.sampleRate
+           && a.bitsPerSample == b.bitsPerSample && a.isFloatingPoint == b.isFloatingPoint
+           && a.metadata.getAllKeys() == b.metadata.getAllKeys()
            && a.metadata.getAllValues() == b.metadata.getAllValues() && chunks (a) == chunks (b)
            && a.analysedAs == b.analysedAs && a.findings == b.findings
            && a.unknownProperties == b.unknownProperties && a.drumType() == b.drumType()

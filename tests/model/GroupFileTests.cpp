@@ -1,5 +1,6 @@
 #include "model/LittleEndian.h"
 #include "model/groupfile/GroupFileVerification.h"
+#include "model/groupfile/GroupTail.h"
 #include "tests/model/GroupFileBuilders.h"
 
 #include <catch2/catch.hpp>
@@ -64,6 +65,32 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
         CHECK (verified (file).isIntact());
         CHECK (verified (file).readable.size() == 3);
         CHECK (verified (file).bytesChecked == 4u * (7 * 300 + 317 + 295));
+    }
+
+    SECTION ("of a version that does not tell counts knobs as touched that stand elsewhere than at the start")
+    {
+        auto old = group;
+        old.tracks[0].record.setKnobs (KnobSetting::b, startKnobsB);
+        old.tracks[0].record.setKnobs (KnobSetting::a, { 2.7f, 0.0f }); // what was suggested
+        old.tracks[2].record.setKnobs (KnobSetting::b, { 1.0f, 0.0f });
+        old.tracks.push_back (old.tracks[1]);
+        old.tracks[3].record.setKnobs (KnobSetting::a, { 3.0f, 0.0f });
+
+        FoundTail found;
+        found.isOurs = true;
+        found.tail = groupTailFor (old);
+
+        for (auto& track : found.tail.tracks)
+            track.properties.remove (juce::StringRef ("knobsTouched"));
+
+        juce::StringArray notes;
+        const auto read = groupStateFrom (found, {}, notes);
+        std::vector<bool> touched;
+
+        for (const auto& track : read.tracks)
+            touched.push_back (track.knobsTouched);
+
+        CHECK (touched == std::vector<bool>{ false, false, true, true });
     }
 
     SECTION ("without tracks, and one with the most there can be, too")

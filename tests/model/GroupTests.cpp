@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace tessivar
 {
@@ -27,12 +28,15 @@ Group::Ptr kickAndSnare()
 }
 
 /** As if the Group had been analysed as it stands. */
-void analyse (Group& group)
+void analyse (Group& group, std::optional<double> suggestedFocus = {})
 {
+    TrackFindings findings;
+    findings.suggestedFocus = suggestedFocus;
+
     std::vector<Group::AnalysedTrack> results;
 
     for (const auto& track : group.state().tracks)
-        results.push_back ({ track.id, track.analysisInput(), nullptr, nullptr, {}, {} });
+        results.push_back ({ track.id, track.analysisInput(), nullptr, nullptr, findings });
 
     group.applyAnalysis ({ group.method(), 1, group.numTracks() }, results);
 }
@@ -205,6 +209,34 @@ TEST_CASE ("Group edits", "[model][group]")
         group->undo().undo();
         CHECK (group->track (0)->knobs (KnobSetting::a).focus == 0.0f);
         CHECK_FALSE (group->undo().canUndo());
+    }
+
+    SECTION ("keep the knobs from every analysis once the user has touched them")
+    {
+        const auto focusA = [&] (int index) { return group->track (index)->knobs (KnobSetting::a).focus; };
+        group->selectSetting ({ snare }, KnobSetting::b);
+        analyse (*group, 1.5);
+        CHECK (focusA (0) == 1.5f);
+        CHECK (focusA (1) == 1.5f);
+        CHECK (group->track (1)->selectedSetting() == KnobSetting::b);
+
+        group->renameTrack (kick, "Kick In");
+        analyse (*group, 2.0);
+        group->undo().undo(); // of the name alone
+        CHECK (focusA (0) == 2.0f);
+
+        group->setKnobs ({ kick }, KnobSetting::a, startKnobsA); // a choice, though it is where knobs start
+        group->setKnobs ({ snare }, KnobSetting::b, { 3.0f, 0.5f });
+        analyse (*group, 4.0);
+        CHECK (focusA (0) == 2.5f);
+        CHECK (focusA (1) == 2.0f);
+        CHECK (group->track (1)->soundingKnobs() == KnobValues{ 3.0f, 0.5f });
+
+        group->resetKnobs ({ kick, snare }, KnobSetting::a);
+        CHECK (focusA (0) == 4.0f);
+        analyse (*group, 1.0);
+        CHECK (focusA (0) == 1.0f);
+        CHECK (focusA (1) == 4.0f); // its setting B is the user's
     }
 
     SECTION ("tell by comparing whether a new analysis would differ")

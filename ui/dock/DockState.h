@@ -82,6 +82,7 @@ struct DockState
     juce::String unavailableText{ "Available after analysis." };
     SettingLetter sounding = SettingLetter::a;
     std::array<Values, 2> settings{};
+    Values defaults;                     // that Shift and a click brings back
     std::optional<float> suggestedFocus; // 0 to 5
     std::array<LayerWeight, 6> layers{}; // the five best components, then the rest
     ListenMode listening = ListenMode::processed;

@@ -26,7 +26,6 @@ KnobSectionSettings fineSectionSettings()
     settings.sizeClass = 23.0f;
     settings.alternateSet = false;
     settings.maximum = 1.0;
-    settings.defaultValue = 0.0f;
     settings.ringSegments = 1;
     settings.ringThickness = 3.0f;
     settings.knobSize = 76;
@@ -63,7 +62,6 @@ KnobSection::KnobSection (const ResourceImages& images, const KnobSectionSetting
       knob (images, settingsToUse.sizeClass, &label, settingsToUse.alternateSet)
 {
     knob.setRange (0.0, settings.maximum);
-    knob.setDefaultValue (settings.defaultValue);
     knob.setTitle (settings.title);
     knob.setHelpText (settings.help);
     knob.setTooltip (settings.help + " [" + settings.keys + "]");
@@ -90,6 +88,7 @@ void KnobSection::setState (const State& newState)
 {
     state = newState;
     knob.setEnabled (state.available);
+    knob.setDefaultValue (static_cast<float> (state.defaultValue));
     if (! state.available)
         label.setVisible (false);
     // While the knob is held, the hand decides; a late value would pull it away.
@@ -145,7 +144,7 @@ void KnobSection::nudge (double fraction)
 void KnobSection::resetToDefault()
 {
     if (knob.isEnabled())
-        knob.setValue (static_cast<double> (settings.defaultValue), juce::sendNotificationSync);
+        knob.setValue (state.defaultValue, juce::sendNotificationSync);
 }
 
 bool KnobSection::keyPressed (const juce::KeyPress& key)

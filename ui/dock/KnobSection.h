@@ -14,7 +14,6 @@ struct KnobSectionSettings
     float sizeClass = 39.0f;
     bool alternateSet = true;
     double maximum = 5.0;
-    float defaultValue = 2.5f;
     int ringSegments = 5;
     float ringThickness = 4.0f;
     int knobSize = 128, compactKnobSize = 104;
@@ -49,6 +48,7 @@ public:
     {
         bool available = false;
         double value = 0.0;
+        double defaultValue = 0.0;        // that Shift and a click brings back
         std::optional<double> otherValue; // of the other setting, in the knob's range
         juce::String otherLetter;
         std::optional<double> suggestedValue;

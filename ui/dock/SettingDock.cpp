@@ -162,14 +162,21 @@ void SettingDock::showKnobs()
     const auto& mine = state.valuesOf (state.sounding);
     const auto& others = state.valuesOf (otherSetting (state.sounding));
     const auto letter = letterOf (otherSetting (state.sounding));
-    KnobSection::State shown{
-        state.available, static_cast<double> (mine.focus), static_cast<double> (others.focus), letter, {}
-    };
+    KnobSection::State shown{ state.available,
+                              static_cast<double> (mine.focus),
+                              static_cast<double> (state.defaults.focus),
+                              static_cast<double> (others.focus),
+                              letter,
+                              {} };
     if (state.suggestedFocus.has_value())
         shown.suggestedValue = static_cast<double> (*state.suggestedFocus);
     focus.setState (shown);
-    fine.setState (
-        { state.available, static_cast<double> (mine.fine), static_cast<double> (others.fine), letter, {} });
+    fine.setState ({ state.available,
+                     static_cast<double> (mine.fine),
+                     static_cast<double> (state.defaults.fine),
+                     static_cast<double> (others.fine),
+                     letter,
+                     {} });
 }
 
 void SettingDock::setCompact (bool shouldBeCompact)

@@ -60,8 +60,6 @@ Json startValues()
              { "fineA", percent (static_cast<double> (startKnobsA.fine)) },
              { "focusB", percent (static_cast<double> (startKnobsB.focus) / 5.0) },
              { "fineB", percent (static_cast<double> (startKnobsB.fine)) },
-             { "cliFocus", juce::String (defaultFocus, 0).toStdString() },
-             { "cliFine", juce::String (defaultFine, 0).toStdString() },
              { "seed", std::to_string (method::defaultSeed) },
              { "method", separationMethodKey (defaultMethod (settings)).toStdString() },
              { "readAheadSeconds", juce::String (readAhead.seconds, 0).toStdString() },
