@@ -120,7 +120,8 @@ constexpr OptionSpec tempOption{
 
 constexpr OptionSpec dryRunOption{
     .name = "--dry-run",
-    .help = "Check the files and print the plan and what it takes of memory and disk; write nothing.",
+    .help = "Check the files to their ends and print the plan and what it takes of memory and disk; write "
+            "nothing. Exits as the run would.",
 };
 
 constexpr OptionSpec quietOption{

@@ -19,7 +19,9 @@ ProcessReport GroupRun::run()
     const bool ready = (request.isFromGroupFile() ? loadGroup() : checkFiles()) && applyChoices()
                        && planOutput() && planSave() && checkRoom();
 
-    if (ready && ! request.dryRun && readTracks() && analyse() && write())
+    if (ready && request.dryRun)
+        end (report.refused.empty() ? exitCode::done : exitCode::someFailed);
+    else if (ready && readTracks() && analyse() && write())
         save();
 
     progress.finish();

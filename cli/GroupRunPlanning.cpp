@@ -116,6 +116,17 @@ bool GroupRun::checkFiles()
 
         inputNames.add (file.getFileNameWithoutExtension());
         auto outcome = importFile (file, sampleRate, warnings, nullptr, control());
+        const auto rate = outcome.tracks.empty() ? sampleRate : outcome.tracks.front().sampleRate;
+
+        // A run finds out what is damaged behind the header while it reads the file in.
+        if (request.dryRun && outcome.intake.accepted())
+        {
+            IntakeSink sink;
+            outcome.intake =
+                intakeFile (file, sampleRate, warnings, &sink, { context.stopRequested, nullptr });
+        }
+
+        sampleRate = rate;
         if (outcome.intake.cancelled)
             return interrupted();
         if (! outcome.intake.accepted())
@@ -125,7 +136,6 @@ bool GroupRun::checkFiles()
         }
 
         checkedFiles.push_back ({ file, session.size(), outcome.tracks.size() });
-        sampleRate = outcome.tracks.front().sampleRate;
         for (std::size_t i = 0; i < outcome.tracks.size(); ++i)
         {
             const auto& intake = outcome.intake.tracks[i];

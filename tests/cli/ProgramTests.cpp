@@ -207,6 +207,20 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
                    .existsAsFile());
     }
 
+    SECTION ("1 from a dry run too, for a file that turns out damaged when it is read")
+    {
+        juce::MemoryBlock flac;
+        REQUIRE (juce::File (TESSIVAR_SOURCE_DIR "/demo/HH.flac").loadFileAsData (flac));
+        const auto cut = session.tracks.child ("HH.flac");
+        REQUIRE (cut.replaceWithData (flac.getData(), flac.getSize() / 2));
+        const auto planned = session.process ({ text (cut), "--dry-run", "--json" });
+        CHECK (planned.exitCode == 1);
+        const auto tracks = json::parse (planned.out).at ("tracks");
+        REQUIRE (tracks.size() == 2);
+        CHECK (tracks[0]["focus"] == 2.5); // where the window's knobs start
+        CHECK (session.process ({ text (cut) }).exitCode == 1);
+    }
+
     SECTION ("3: no usable file, no drum to analyse, or a hi-hat alone")
     {
         const auto& tracks = session.tracks;
