@@ -43,6 +43,11 @@ std::string suggestion (std::string_view word, const std::vector<std::string_vie
     return "; did you mean " + std::string (*nearest) + "?";
 }
 
+bool hasEmpty (const std::vector<std::string>& names)
+{
+    return std::any_of (names.begin(), names.end(), [] (const std::string& name) { return name.empty(); });
+}
+
 CommandLineResult failure (std::string error)
 {
     CommandLineResult result;
@@ -150,6 +155,8 @@ CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::str
             return failure (std::string (spec.name) + " " + std::string (spec.value) + " is missing");
         if (count > 1 && ! spec.repeatable && ! spec.isFlag())
             return failure (std::string (spec.name) + " is given more than once");
+        if (spec.isPath() && hasEmpty (values[spec.name]))
+            return failure (std::string (spec.name) + ": an empty name is given");
         if (count > 0)
             result.invocation.values[std::string (spec.name)] = values[spec.name];
     }
@@ -158,6 +165,8 @@ CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::str
         return failure (std::string (command.operand) + " is missing");
     if (! command.takesSeveralOperands() && operands.size() > 1)
         return failure ("unexpected \"" + operands[1] + "\"");
+    if (command.operandKind != OperandKind::text && hasEmpty (operands))
+        return failure (std::string (command.operand) + ": an empty name is given");
 
     result.kind = CommandLineResult::Kind::run;
     return result;

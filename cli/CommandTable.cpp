@@ -139,7 +139,7 @@ constexpr OptionSpec eachOption{
 constexpr OptionSpec saveOption{
     .name = "--save",
     .value = "GROUP.dls",
-    .kind = ValueKind::text,
+    .kind = ValueKind::file,
     .help = "Save the tracks with their analysis and knobs in a group file, from which they can be exported "
             "again with "
             "other knobs in seconds. With several Groups it names a folder.",
@@ -293,7 +293,7 @@ constexpr std::array playOptions{
 constexpr std::array renderOptions{
     OptionSpec{ .name = "--out",
                 .value = "FILE",
-                .kind = ValueKind::text,
+                .kind = ValueKind::file,
                 .required = true,
                 .help = "The file to write: WAV with 32-bit float samples, or AIFF with 24-bit ones when its "
                         "name ends in "

@@ -12,6 +12,7 @@ enum class ValueKind
     none,          // a flag: takes no value
     text,          // anything
     folder,        // the name of a folder
+    file,          // the name of a file
     drumType,      // NAME=TYPE
     audioFormat,   // wav or aiff
     analysisMethod // standard or refined
@@ -28,6 +29,7 @@ struct OptionSpec
     std::string_view help{}; // whole sentences
 
     [[nodiscard]] bool isFlag() const { return kind == ValueKind::none; }
+    [[nodiscard]] bool isPath() const { return kind == ValueKind::folder || kind == ValueKind::file; }
 };
 
 /** What stands after the options of a command. */

@@ -131,6 +131,8 @@ std::string completionFor (ValueKind kind)
     {
         case ValueKind::folder:
             return "_tessivar_cli_files folders";
+        case ValueKind::file:
+            return "_tessivar_cli_files all";
         case ValueKind::drumType:
             return "_tessivar_cli_drum_type";
         case ValueKind::analysisMethod:
@@ -238,6 +240,7 @@ std::string bashCompletion()
     compopt -o filenames 2>/dev/null
     mapfile -t COMPREPLY < <(compgen -d -- "$cur")
     [[ $1 == folders ]] && return
+    [[ $1 == all ]] && { mapfile -t COMPREPLY < <(compgen -f -- "$cur"); return; }
     while IFS= read -r candidate; do
         case "${candidate,,}" in
             *.dls) COMPREPLY+=("$candidate") ;;

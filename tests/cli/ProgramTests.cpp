@@ -165,6 +165,20 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         const auto result = session.process ({ "--type", "Snaer=snare" });
         CHECK (result.exitCode == 2);
         CHECK_THAT (result.diagnostics, Contains ("\"Snaer\"") && Contains ("\"Kick\", \"Snare\""));
+
+        // A variable that is not set is no folder, and no file.
+        const auto kick = session.tracks.path ("Kick.wav");
+        for (const auto& arguments :
+             std::vector<std::vector<std::string>>{ { "process", kick, "--out", "" },
+                                                    { "process", "", "--out", "/x" },
+                                                    { "analyze", kick, "--save", "" },
+                                                    { "classify", kick, "--types", "" },
+                                                    { "info", kick, "" } })
+        {
+            const auto empty = test::runTessivar (arguments, session.cache.folder);
+            CHECK (empty.exitCode == 2);
+            CHECK_THAT (empty.diagnostics, Contains ("an empty name is given"));
+        }
         CHECK_FALSE (session.outFolder().exists());
     }
 
