@@ -19,7 +19,7 @@ int runClassify (const std::vector<std::string>& names, const CommandContext& co
         rows.push_back ({ printable (path),
                           typeText (classification.drumType),
                           drumTypeKey (classification.drumType),
-                          originText (originOf (classification), classification.abbreviation) });
+                          originText (originOf (classification), classification) });
     }
     context.out << formatTable (rows);
     return exitCode::done;

@@ -68,6 +68,15 @@ constexpr OptionSpec typeOption{
             "pass through unchanged.",
 };
 
+constexpr OptionSpec typesOption{
+    .name = "--types",
+    .value = "FILE",
+    .kind = ValueKind::file,
+    .help = "The lists of abbreviations that types are guessed by: a settings file of the program, or text "
+            "with a list a line, as \"snare = SD; snr\"; types without a line keep the built-in list. "
+            "Default: the lists in the user's settings, as the window takes them.",
+};
+
 constexpr OptionSpec excludeOption{
     .name = "--exclude",
     .value = "NAME",
@@ -152,16 +161,16 @@ constexpr auto requiredSaveOption = []
     return option;
 }();
 
-constexpr std::array processOptions{ outOption,     focusOption,     fineOption,       methodOption,
-                                     typeOption,    excludeOption,   eachOption,       saveOption,
-                                     formatOption,  overwriteOption, componentsOption, seedOption,
-                                     threadsOption, tempOption,      dryRunOption,     jsonOption,
-                                     quietOption };
+constexpr std::array processOptions{ outOption,  focusOption,   fineOption,      methodOption,
+                                     typeOption, typesOption,   excludeOption,   eachOption,
+                                     saveOption, formatOption,  overwriteOption, componentsOption,
+                                     seedOption, threadsOption, tempOption,      dryRunOption,
+                                     jsonOption, quietOption };
 
-constexpr std::array analyzeOptions{ requiredSaveOption, focusOption,   fineOption, methodOption,
-                                     typeOption,         excludeOption, eachOption, overwriteOption,
-                                     seedOption,         threadsOption, tempOption, dryRunOption,
-                                     jsonOption,         quietOption };
+constexpr std::array analyzeOptions{ requiredSaveOption, focusOption, fineOption,    methodOption,
+                                     typeOption,         typesOption, excludeOption, eachOption,
+                                     overwriteOption,    seedOption,  threadsOption, tempOption,
+                                     dryRunOption,       jsonOption,  quietOption };
 
 constexpr OptionSpec settingOption{
     .name = "--setting",
@@ -309,7 +318,8 @@ constexpr std::array renderOptions{
     plainQuietOption,
 };
 
-constexpr std::array infoOptions{ jsonOption };
+constexpr std::array classifyOptions{ typesOption };
+constexpr std::array infoOptions{ typesOption, jsonOption };
 
 constexpr std::array demoOptions{
     OptionSpec{
@@ -408,9 +418,9 @@ constexpr std::array commands{
         OperandKind::text,
         "NAME...",
         "tell which drum type is guessed from a file name",
-        "Prints one line for each NAME: the name, its type, and what in the name the guess rests on. The "
-        "files need not exist.",
-        {} },
+        "Prints one line for each NAME: the name, its type, and what in the name the guess rests on, with a "
+        "word on the list when it is not the built-in one. The files need not exist.",
+        classifyOptions },
     CommandSpec{ "info",
                  OperandKind::audioFiles,
                  "FILE...",
@@ -478,6 +488,14 @@ const CommandSpec* findCommand (std::string_view name)
                                      commands.end(),
                                      [name] (const CommandSpec& command) { return command.name == name; });
     return found == commands.end() ? nullptr : &*found;
+}
+
+const OptionSpec* findOption (const CommandSpec& command, std::string_view name)
+{
+    const auto found = std::find_if (command.options.begin(),
+                                     command.options.end(),
+                                     [name] (const OptionSpec& option) { return option.name == name; });
+    return found == command.options.end() ? nullptr : &*found;
 }
 
 } // namespace tessivar

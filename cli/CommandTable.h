@@ -76,6 +76,9 @@ struct ExitCodeSpec
 /** The command with this name, or null. */
 [[nodiscard]] const CommandSpec* findCommand (std::string_view name);
 
+/** The option of a command with this name, or null. */
+[[nodiscard]] const OptionSpec* findOption (const CommandSpec& command, std::string_view name);
+
 namespace exitCode
 {
 inline constexpr int done = 0, someFailed = 1, usage = 2, inputRefused = 3, outputFailed = 4,

@@ -143,8 +143,8 @@ bool GroupRun::checkFiles()
             batch.push_back (intake);
 
             ReportedTrack reported;
-            reported.typeOrigin = originOf (classifyTrackFile (intake.file.getFullPathName()));
-            reported.abbreviation = intake.matchedAbbreviation;
+            reported.guess = classifyTrackFile (intake.file.getFullPathName());
+            reported.typeOrigin = originOf (reported.guess);
             report.tracks.push_back (reported);
         }
         addNotes (outcome.intake.notes);

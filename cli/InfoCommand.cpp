@@ -69,6 +69,7 @@ std::string formatInfo (const FileInfo& info)
     if (info.intake.accepted())
     {
         const auto& track = info.intake.tracks.front();
+        const auto guess = classifyTrackFile (info.path);
         const auto peak = peakOf (info.intake);
         text << "  Format    " << track.formatName << ", " << track.bitsPerSample << "-bit"
              << (track.isFloatingPoint ? " float" : "") << "\n"
@@ -80,8 +81,8 @@ std::string formatInfo (const FileInfo& info)
              << (peak > 0.0f ? formatDb (20.0 * std::log10 (static_cast<double> (peak))) + " dBFS"
                              : juce::String ("silence"))
              << "\n"
-             << "  Type      " << typeText (track.drumType) << " ("
-             << originText (originOf (classifyTrackFile (info.path)), track.matchedAbbreviation) << ")\n";
+             << "  Type      " << typeText (track.drumType) << " (" << originText (originOf (guess), guess)
+             << ")\n";
     }
     else
     {
@@ -108,7 +109,7 @@ Json infoToJson (const FileInfo& info)
         return json;
 
     const auto& track = info.intake.tracks.front();
-    const auto origin = originOf (classifyTrackFile (info.path));
+    const auto guess = classifyTrackFile (info.path);
     json["format"] = jsonText (track.formatName);
     json["sampleRate"] = track.sampleRate;
     json["channels"] = track.numChannels;
@@ -119,8 +120,7 @@ Json infoToJson (const FileInfo& info)
     json["peak"] = peakOf (info.intake);
     json["nonFiniteSamples"] = nonFiniteSamplesOf (info.intake);
     json["type"] = jsonText (drumTypeKey (track.drumType));
-    json["typeOrigin"] = jsonText (originWord (origin));
-    json["abbreviation"] = origin == TypeOrigin::name ? Json (jsonText (track.matchedAbbreviation)) : Json();
+    addTypeOrigin (json, originOf (guess), guess);
     json["metadata"] = Json::object();
     for (const auto& key : track.metadata.getAllKeys())
         json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);

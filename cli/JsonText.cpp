@@ -62,6 +62,16 @@ void printJson (std::ostream& out, const nlohmann::ordered_json& document)
     out << document.dump (2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
 }
 
+void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const TrackClassification& guess)
+{
+    using Json = nlohmann::ordered_json;
+    const auto isGuessed = origin == TypeOrigin::name;
+    json["typeOrigin"] = jsonText (originWord (origin));
+    json["abbreviation"] = isGuessed ? Json (jsonText (guess.abbreviation)) : Json();
+    json["list"] = isGuessed ? Json (jsonText (drumTypeKey (guess.drumType))) : Json();
+    json["listOrigin"] = isGuessed ? Json (jsonText (listWord (guess.source))) : Json();
+}
+
 nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings)
 {
     auto json = nlohmann::ordered_json::array();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/TypeOrigin.h"
 #include "model/ImportWarnings.h"
 
 #include <nlohmann/json.hpp>
@@ -27,6 +28,9 @@ namespace tessivar
 
 /** Prints a document, whatever its texts hold. */
 void printJson (std::ostream& out, const nlohmann::ordered_json& document);
+
+/** Adds the keys that tell where a track's type comes from: typeOrigin, abbreviation, list and listOrigin. */
+void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const TrackClassification& guess);
 
 /** Warnings as an array of code, message and entries. */
 [[nodiscard]] nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings);

@@ -250,7 +250,7 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
         json["lateReads"] = played.lateReads;
         json["readError"] = played.readError.isEmpty() ? nlohmann::ordered_json()
                                                        : nlohmann::ordered_json (jsonText (played.readError));
-        context.out << json.dump (2) << "\n";
+        printJson (context.out, json);
     }
     else if (played.device.isNotEmpty() && ! request.quiet)
     {

@@ -50,8 +50,7 @@ juce::String trackLabel (const SessionTrack& track)
 
 juce::String typeLabel (const ReportedTrack& reported)
 {
-    return typeText (reported.track.drumType) + " (" + originText (reported.typeOrigin, reported.abbreviation)
-           + ")";
+    return typeText (reported.track.drumType) + " (" + originText (reported.typeOrigin, reported.guess) + ")";
 }
 
 juce::String removedLabel (const ReportedTrack& reported)
@@ -221,9 +220,7 @@ Json trackToJson (const ReportedTrack& reported)
     json["floatingPoint"] = track.isFloatingPoint;
     json["nonFiniteSamples"] = reported.nonFiniteSamples;
     json["type"] = jsonText (drumTypeKey (track.drumType));
-    json["typeOrigin"] = jsonText (originWord (reported.typeOrigin));
-    json["abbreviation"] =
-        reported.typeOrigin == TypeOrigin::name ? Json (jsonText (reported.abbreviation)) : Json();
+    addTypeOrigin (json, reported.typeOrigin, reported.guess);
     json["excluded"] = track.excluded;
     json["takesPart"] = track.takesPart();
     const bool isSuggested = track.setting.focus == suggestedValue; // the run ended before the analysis chose

@@ -21,7 +21,7 @@ struct ReportedTrack
 {
     SessionTrack track;
     TypeOrigin typeOrigin = TypeOrigin::fallback;
-    juce::String abbreviation; // what the guess rests on
+    TrackClassification guess; // from the name
     std::int64_t nonFiniteSamples = 0;
     juce::File outputFile; // planned, and after the export written
     bool isSourceItself =

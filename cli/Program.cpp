@@ -10,8 +10,8 @@
 #include "cli/ProcessCommand.h"
 #include "cli/SelfTestCommand.h"
 #include "cli/TerminalText.h"
+#include "cli/TypeLists.h"
 #include "cli/VerifyCommand.h"
-#include "model/Abbreviations.h"
 #include "model/DiskNames.h"
 #include "model/Version.h"
 
@@ -36,7 +36,11 @@ int runCommand (const Invocation& invocation, const CommandContext& context)
 {
     const auto name = invocation.command->name;
     const auto& operands = invocation.operands;
-    setDefaultAbbreviations();
+
+    // A command with that option guesses types from names.
+    if (findOption (*invocation.command, "--types") != nullptr)
+        if (const auto loaded = loadTypeLists (invocation.one ("--types"), context); loaded.failed())
+            return usageError (loaded.getErrorMessage(), invocation.command, context);
 
     if (name == "process" || name == "analyze" || name == "export")
     {

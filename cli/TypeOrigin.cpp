@@ -26,7 +26,7 @@ juce::String originWord (TypeOrigin origin)
     return "fallback";
 }
 
-juce::String originText (TypeOrigin origin, const juce::String& abbreviation)
+juce::String originText (TypeOrigin origin, const TrackClassification& guess)
 {
     switch (origin)
     {
@@ -35,11 +35,28 @@ juce::String originText (TypeOrigin origin, const juce::String& abbreviation)
         case TypeOrigin::group:
             return "saved";
         case TypeOrigin::name:
-            return "guessed from \"" + printable (abbreviation) + "\"";
+            return "guessed from \"" + printable (guess.abbreviation) + "\""
+                   + (guess.source == ListSource::settings ? ", user's list"
+                      : guess.source == ListSource::file   ? ", list of --types"
+                                                           : "");
         case TypeOrigin::fallback:
             break;
     }
     return "nothing in the name";
+}
+
+juce::String listWord (ListSource source)
+{
+    switch (source)
+    {
+        case ListSource::settings:
+            return "user";
+        case ListSource::file:
+            return "file";
+        case ListSource::builtIn:
+            break;
+    }
+    return "default";
 }
 
 juce::String typeText (DrumType type)

@@ -21,8 +21,13 @@ enum class TypeOrigin
 /** The word for it in JSON: given, group, name or fallback. */
 [[nodiscard]] juce::String originWord (TypeOrigin origin);
 
-/** The words for people: given, saved, guessed from "kick", or nothing in the name. */
-[[nodiscard]] juce::String originText (TypeOrigin origin, const juce::String& abbreviation);
+/** The words for people: given, saved, guessed from "kick" (with a word on the list when it isn't the built-in one), or
+    nothing in the name.
+*/
+[[nodiscard]] juce::String originText (TypeOrigin origin, const TrackClassification& guess);
+
+/** The word in JSON for where the list comes from: default, user or file. */
+[[nodiscard]] juce::String listWord (ListSource source);
 
 /** The type as people read it; overheads too, which the display names leave out. */
 [[nodiscard]] juce::String typeText (DrumType type);

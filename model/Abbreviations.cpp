@@ -1,5 +1,7 @@
 #include "model/Abbreviations.h"
 
+#include "model/Settings.h"
+
 namespace tessivar
 {
 
@@ -11,16 +13,17 @@ constexpr std::array<DrumType, 8> savingOrder{ DrumType::kick,   DrumType::snare
                                                DrumType::hiHat,  DrumType::other };
 } // namespace
 
-void AbbreviationTable::registerList (const juce::String& list, DrumType type)
+void AbbreviationTable::registerList (const juce::String& list, DrumType type, ListSource source)
 {
     juce::StringArray pieces;
     pieces.addTokens (list, ",;", "\"'");
 
     for (const auto& piece : pieces)
-        abbreviations.emplace (piece.trim(), type);
+        if (abbreviations.emplace (piece.trim(), type).second)
+            sources[piece.trim()] = list == defaultList (type) ? ListSource::builtIn : source;
 }
 
-bool AbbreviationTable::load (const juce::PropertySet* settings)
+bool AbbreviationTable::load (const juce::PropertySet* settings, ListSource source)
 {
     if (settings == nullptr || ! settings->containsKey (drumTypeKey (DrumType::kick)))
         return false;
@@ -28,7 +31,7 @@ bool AbbreviationTable::load (const juce::PropertySet* settings)
     for (const auto type : drumTypeRegistrationOrder)
     {
         lists[type] = settings->getValue (drumTypeKey (type));
-        registerList (lists[type], type);
+        registerList (lists[type], type, source);
     }
 
     return true;
@@ -72,7 +75,7 @@ TrackClassification AbbreviationTable::classify (const juce::String& path) const
 
     for (const auto& [abbreviation, type] : abbreviations)
         if (fileName.containsIgnoreCase (abbreviation))
-            return { type, true, abbreviation };
+            return { type, true, abbreviation, sources.at (abbreviation) };
 
     return {};
 }
@@ -133,6 +136,14 @@ bool loadAbbreviations (const juce::PropertySet* settings)
 void setDefaultAbbreviations()
 {
     processAbbreviations().setDefaults();
+}
+
+void loadAbbreviationsAtStart (const juce::PropertySet& settings)
+{
+    juce::ignoreUnused (loadAbbreviations (&settings));
+
+    if (! hasFolderSettings (settings))
+        setDefaultAbbreviations();
 }
 
 bool saveAbbreviations (SettingsStore* settings)

@@ -8,12 +8,21 @@
 namespace tessivar
 {
 
+/** Where the list comes from that an abbreviation stands in. */
+enum class ListSource
+{
+    builtIn, // also when settings or a file hold the very list that is built in
+    settings,
+    file // named on the command line
+};
+
 /** What a file name tells about its track. */
 struct TrackClassification
 {
-    DrumType drumType = DrumType::other;
+    DrumType drumType = DrumType::other; // also the type whose list has the abbreviation
     bool matched = false;      // false: nothing in the name is known, and Other is no more than the fallback
     juce::String abbreviation; // what matched; may be empty although something did, see AbbreviationTable
+    ListSource source = ListSource::builtIn;
 };
 
 /** Orders strings by plain character codes: upper-case letters before lower-case ones, a string before any
@@ -41,12 +50,12 @@ public:
 
     /** Splits the list and puts its pieces into the table. The stored list text of the type is left as it is.
     */
-    void registerList (const juce::String& list, DrumType type);
+    void registerList (const juce::String& list, DrumType type, ListSource source = ListSource::settings);
 
     /** Reads the eight lists and registers them. False, and nothing is changed, when settings is null or
         holds no list of kicks.
     */
-    bool load (const juce::PropertySet* settings);
+    bool load (const juce::PropertySet* settings, ListSource source = ListSource::settings);
 
     /** Sets the eight built-in lists and registers them. */
     void setDefaults();
@@ -75,6 +84,7 @@ public:
 private:
     std::map<DrumType, juce::String> lists;
     Table abbreviations;
+    std::map<juce::String, ListSource> sources; // of the abbreviations
 };
 
 /** The table of the process, behind the functions below. It starts out empty. */
@@ -83,6 +93,11 @@ AbbreviationTable& processAbbreviations();
 void registerAbbreviations (const juce::String& list, DrumType type);
 bool loadAbbreviations (const juce::PropertySet* settings);
 void setDefaultAbbreviations();
+
+/** The lists that a start of the program works with: those of the user, and as long as no folder was chosen the
+    built-in ones besides.
+*/
+void loadAbbreviationsAtStart (const juce::PropertySet& settings);
 bool saveAbbreviations (SettingsStore* settings);
 TrackClassification classifyTrackFile (const juce::String& path);
 

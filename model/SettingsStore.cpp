@@ -5,6 +5,7 @@
 #include "model/FileLock.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessivar
 {
@@ -16,6 +17,33 @@ namespace
 constexpr int longestWaitForLock = 2000; // ms
 constexpr int maxDamagedFiles = 10;
 } // namespace
+
+juce::Result readSettingsFile (const juce::File& file, std::optional<juce::MemoryBlock>& content)
+{
+    const auto failed = [&] (int error)
+    { return juce::Result::fail (file.getFullPathName() + ": " + describeError (error)); };
+
+    struct stat info = {};
+
+    if (::stat (bytesOfPath (file).c_str(), &info) != 0)
+        return errno == ENOENT || errno == ENOTDIR ? juce::Result::ok() : failed (errno);
+
+    // Opening a pipe would wait for its other end.
+    if (! S_ISREG (info.st_mode))
+        return failed (S_ISDIR (info.st_mode) ? EISDIR : EINVAL);
+
+    juce::FileInputStream stream (file);
+    juce::MemoryBlock bytes;
+
+    if (stream.openedOk())
+        stream.readIntoMemoryBlock (bytes, static_cast<ssize_t> (maxSettingsFileSize + 1));
+
+    if (stream.failedToOpen() || stream.getStatus().failed())
+        return juce::Result::fail (file.getFullPathName() + ": " + stream.getStatus().getErrorMessage());
+
+    content = std::move (bytes);
+    return juce::Result::ok();
+}
 
 SettingsStore::SettingsStore (const UserFolders& foldersToUse,
                               int saveDelayMilliseconds,
@@ -105,33 +133,16 @@ juce::Result SettingsStore::save()
 
 juce::Result SettingsStore::readFile (std::optional<SettingsValues>& values)
 {
-    const auto failed = [&] (int error)
-    { return juce::Result::fail (settingsFile.getFullPathName() + ": " + describeError (error)); };
+    std::optional<juce::MemoryBlock> content;
 
-    struct stat info = {};
-
-    if (::stat (bytesOfPath (settingsFile).c_str(), &info) != 0)
-        return errno == ENOENT || errno == ENOTDIR ? juce::Result::ok() : failed (errno);
-
-    // Opening a pipe would wait for its other end.
-    if (! S_ISREG (info.st_mode))
-        return failed (S_ISDIR (info.st_mode) ? EISDIR : EINVAL);
-
-    juce::FileInputStream stream (settingsFile);
-    juce::MemoryBlock content;
-
-    if (stream.openedOk())
-        stream.readIntoMemoryBlock (content, static_cast<ssize_t> (maxSettingsFileSize + 1));
-
-    if (stream.failedToOpen() || stream.getStatus().failed())
-        return juce::Result::fail (settingsFile.getFullPathName() + ": "
-                                   + stream.getStatus().getErrorMessage());
+    if (const auto read = readSettingsFile (settingsFile, content); read.failed() || ! content)
+        return read;
 
     SettingsValues parsed;
-    damaged = parseSettings (content.getData(), content.getSize(), parsed).failed();
+    damaged = parseSettings (content->getData(), content->getSize(), parsed).failed();
 
     if (damaged)
-        return putAside (content);
+        return putAside (*content);
 
     values = std::move (parsed);
     return juce::Result::ok();

@@ -13,6 +13,12 @@
 namespace tessivar
 {
 
+/** The bytes of a settings file, as far as one more than maxSettingsFileSize; nothing when there is none. Fails, with
+    file and reason, when it can't be read. Writes nothing.
+*/
+[[nodiscard]] juce::Result readSettingsFile (const juce::File& file,
+                                             std::optional<juce::MemoryBlock>& content);
+
 /** The persisted settings: strings by key, upper and lower case told apart, in the XML form of a
     juce::PropertiesFile.
 

@@ -27,18 +27,13 @@ void TessivarWorkspace::loadSettings()
     if (recentFilesAtStart.isNotEmpty())
         recent.restoreFrom (recentFilesAtStart);
 
-    juce::ignoreUnused (loadAbbreviations (&store));
+    loadAbbreviationsAtStart (store);
 
     if (hasFolderSettings (store))
-    {
         chosenFolders = FolderSettings::load (store);
-    }
     else
-    {
-        setDefaultAbbreviations();
         // Settings that can't be written are those of this run all the same.
         juce::ignoreUnused (saveAbbreviations (&store));
-    }
 }
 
 TessivarWorkspace::~TessivarWorkspace()

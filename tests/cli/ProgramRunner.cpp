@@ -60,6 +60,7 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
         close (errorPipe[1]);
         setenv ("XDG_CACHE_HOME", cachePath.c_str(), 1);
         setenv ("XDG_STATE_HOME", cachePath.c_str(), 1);
+        setenv ("XDG_CONFIG_HOME", (cachePath + "/config").c_str(), 1);
         unsetenv ("DISPLAY");
         if (chdir ("/") == 0)
             execv (program.c_str(), argumentPointers.data());

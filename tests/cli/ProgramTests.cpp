@@ -309,6 +309,42 @@ TEST_CASE ("Program: the small commands", "[cli][program]")
         CHECK_THAT (result.out, Contains ("Other") && Contains ("nothing in the name"));
     }
 
+    SECTION ("the user's lists count, or those of a file, and nothing is written to the settings")
+    {
+        const auto settings = temporary.child ("config/Tessivar/tessivar.config");
+        settings.getParentDirectory().createDirectory();
+        settings.replaceWithText ("<PROPERTIES><VALUE name=\"kick\" val=\"kick; boom\"/>"
+                                  "<VALUE name=\"exportPath\" val=\"/tmp\"/></PROPERTIES>");
+        const auto own = run ({ "classify", "Boom.wav", "Snare.wav" });
+        CHECK_THAT (own.out,
+                    Contains ("guessed from \"boom\", user's list") && Contains ("nothing in the name"));
+
+        temporary.child ("lists.txt").replaceWithText ("# ours\nsnare = SD; clack\n");
+        test::writeHits (temporary.child ("Clack.wav"));
+        const auto info =
+            run ({ "info", temporary.path ("Clack.wav"), "--types", temporary.path ("lists.txt"), "--json" });
+        const auto file = json::parse (info.out).at ("files").at (0);
+        CHECK (file["type"] == "snare");
+        CHECK (file["abbreviation"] == "clack");
+        CHECK (file["list"] == "snare");
+        CHECK (file["listOrigin"] == "file");
+        CHECK_THAT (run ({ "classify", "--types", temporary.path ("lists.txt"), "Kick.wav" }).out,
+                    Contains ("guessed from \"kick\"\n"));
+
+        temporary.child ("lists.txt").replaceWithText ("snare = SD\nsnaer = clack\n");
+        const auto bad = run ({ "classify", "--types", temporary.path ("lists.txt"), "Kick.wav" });
+        CHECK (bad.exitCode == 2);
+        CHECK_THAT (bad.diagnostics, Contains ("lists.txt: line 2"));
+
+        settings.replaceWithText ("<PROPERTIES");
+        const auto damaged = run ({ "classify", "Boom.wav", "Snare.wav" });
+        CHECK_THAT (damaged.out, Contains ("guessed from \"sn\"") && Contains ("nothing in the name"));
+        CHECK_THAT (damaged.diagnostics, Contains ("tessivar.config: damaged"));
+        CHECK (settings.loadFileAsString() == "<PROPERTIES");
+        CHECK (settings.getParentDirectory().getNumberOfChildFiles (juce::File::findFilesAndDirectories)
+               == 1);
+    }
+
     SECTION ("selftest passes on what was built")
     {
         const auto result = run ({ "selftest" });
