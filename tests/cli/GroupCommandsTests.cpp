@@ -8,6 +8,9 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <map>
+
 namespace tessivar
 {
 
@@ -75,6 +78,55 @@ struct FileSizeLimit
 
     struct rlimit before = {};
 };
+
+using Chunks = std::map<std::string, std::vector<std::uint8_t>>;
+
+/** Printable text, as an iXML chunk is read as one. */
+std::vector<std::uint8_t> bytesFrom (std::size_t count, std::size_t seed)
+{
+    std::vector<std::uint8_t> bytes (count);
+
+    for (std::size_t i = 0; i < count; ++i)
+        bytes[i] = static_cast<std::uint8_t> ('a' + (i * seed) % 26);
+
+    return bytes;
+}
+
+/** Puts chunks, of even sizes, behind those of a WAV file. */
+void appendChunks (const juce::File& file, const Chunks& chunks)
+{
+    juce::MemoryOutputStream whole;
+    whole << bytesOf (file);
+
+    for (const auto& [id, content] : chunks)
+    {
+        whole.write (id.data(), 4);
+        whole.writeInt (static_cast<int> (content.size()));
+        whole.write (content.data(), content.size());
+    }
+
+    juce::MemoryBlock bytes = whole.getMemoryBlock();
+    const auto size = juce::ByteOrder::swapIfBigEndian (static_cast<std::uint32_t> (bytes.getSize() - 8));
+    bytes.copyFrom (&size, 4, 4);
+    REQUIRE (file.replaceWithData (bytes.getData(), bytes.getSize()));
+}
+
+Chunks chunksOf (const juce::File& file)
+{
+    const auto bytes = bytesOf (file);
+    const auto* data = static_cast<const std::uint8_t*> (bytes.getData());
+    Chunks chunks;
+
+    for (std::size_t at = 12; at + 8 <= bytes.getSize();)
+    {
+        const auto size = std::size_t{ juce::ByteOrder::littleEndianInt (data + at + 4) };
+        REQUIRE (at + 8 + size <= bytes.getSize());
+        chunks[std::string (data + at, data + at + 4)].assign (data + at + 8, data + at + 8 + size);
+        at += 8 + size + size % 2;
+    }
+
+    return chunks;
+}
 } // namespace
 
 TEST_CASE ("A Group on the command line", "[cli][group]")
@@ -289,6 +341,50 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK (options[0]["settingA"]["fine"].get<double>() == Approx (0.1));
         CHECK (options[1]["settingA"]["focus"] == 2.5);
         CHECK (options[1]["settingB"]["focus"] == 1.0); // the setting that sounds
+    }
+
+    SECTION ("exports what its sources were, though they are gone")
+    {
+        const std::map<std::string, std::vector<std::uint8_t>> chunks{ { "bext", bytesFrom (602, 1) },
+                                                                       { "iXML", bytesFrom (34, 2) },
+                                                                       { "zzzz", bytesFrom (6, 3) } };
+        session.tracks.child ("Kick.wav").deleteFile();
+        session.tracks.child ("Snare.wav").deleteFile();
+        test::writeHits (session.tracks.child ("Kick.wav"), { .bitsPerSample = 32, .seed = 1 });
+        test::writeHits (session.tracks.child ("Snare.wav"), { .numChannels = 2, .seed = 2 });
+        std::map<std::string, json> metadata;
+
+        for (const auto* name : { "Kick", "Snare" })
+        {
+            const auto file = session.tracks.child (juce::String (name) + ".wav");
+            appendChunks (file, chunks);
+            const auto info = session.run ({ "info", file.getFullPathName().toStdString(), "--json" });
+            metadata[name] = json::parse (info.out).at ("files").at (0).at ("metadata");
+            REQUIRE_FALSE (metadata[name].empty());
+        }
+
+        session.analyse();
+        session.tracks.folder.deleteRecursively();
+        REQUIRE (session.run ({ "export", session.groupPath(), "--out", session.work.path ("out") }).exitCode
+                 == 0);
+
+        for (const auto& track : session.info().at ("tracks"))
+            CHECK (track.at ("metadata") == metadata[track.at ("name") == "Kick" ? "Kick" : "Snare"]);
+
+        for (const auto* name : { "Kick_Processed.wav", "Snare_L_Processed.wav", "Snare_R_Processed.wav" })
+        {
+            INFO (name);
+            const auto exported = session.work.child ("out").getChildFile (name);
+            const auto info = session.run ({ "info", exported.getFullPathName().toStdString(), "--json" });
+            const auto document = json::parse (info.out).at ("files").at (0);
+            const auto isFloat = exported.getFileName().startsWith ("Kick");
+            CHECK (document.at ("floatingPoint") == isFloat);
+            CHECK (document.at ("bitsPerSample") == (isFloat ? 32 : 24));
+            auto kept = chunksOf (exported);
+
+            for (const auto& [id, content] : chunks)
+                CHECK (kept[id] == content);
+        }
     }
 
     SECTION ("is whole, and no file half written, where files may not grow")
