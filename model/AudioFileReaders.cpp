@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <utility>
 
 namespace tessivar
@@ -121,6 +122,8 @@ AudioFileReader::AudioFileReader (std::unique_ptr<juce::AudioFormatReader> forma
     usesFloatingPointData = reader->usesFloatingPointData;
     lengthInSamples = reader->lengthInSamples;
 
+    // Thousands of markers are possible, and the array looks through all of its keys whenever one is set.
+    std::map<juce::String, juce::String> texts;
     const auto& keys = reader->metadataValues.getAllKeys();
     const auto& values = reader->metadataValues.getAllValues();
     for (int i = 0; i < keys.size(); ++i)
@@ -130,8 +133,9 @@ AudioFileReader::AudioFileReader (std::unique_ptr<juce::AudioFormatReader> forma
         if (keys[i] == "MetaDataSource" || keys[i] == "ChannelMask"
             || audioFileHeader.kind == AudioFileKind::oggVorbis)
             continue;
-        metadataValues.set (validText (keys[i]), validText (values[i]));
+        texts[validText (keys[i])] = validText (values[i]);
     }
+    metadataValues.addMap (texts);
     metadataValues.addArray (audioFileHeader.metadata);
 }
 
