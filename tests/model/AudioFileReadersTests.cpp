@@ -46,24 +46,29 @@ bool isEqual (AudioFileReader& reader, const juce::AudioBuffer<float>& expected)
     return true;
 }
 
-/** A stream whose disk fails behind a position. */
+/** A stream whose disk fails behind a position: at every read, or only once. */
 class FailingStream final : public juce::MemoryInputStream
 {
 public:
-    FailingStream (const Bytes& bytes, juce::int64 firstLostByte)
-        : MemoryInputStream (bytes.data(), bytes.size(), true), limit (firstLostByte)
+    FailingStream (const Bytes& bytes, juce::int64 firstLostByte, bool isLasting)
+        : MemoryInputStream (bytes.data(), bytes.size(), true), limit (firstLostByte), lasting (isLasting)
     {
     }
 
     int read (void* destination, int maxBytes) override
     {
         const auto left = std::max<juce::int64> (0, limit - getPosition());
-        return MemoryInputStream::read (destination,
-                                        static_cast<int> (std::min<juce::int64> (maxBytes, left)));
+        if (left >= maxBytes)
+            return MemoryInputStream::read (destination, maxBytes);
+
+        if (! lasting)
+            limit = getTotalLength();
+        return left > 0 ? MemoryInputStream::read (destination, static_cast<int> (left)) : -1;
     }
 
 private:
     juce::int64 limit;
+    const bool lasting;
 };
 } // namespace
 
@@ -195,17 +200,50 @@ TEST_CASE ("openAudioStream copes with odd headers", "[model][readers]")
 
 TEST_CASE ("AudioFileReader says so when samples are lost", "[model][readers]")
 {
-    SECTION ("because the disk fails")
+    SECTION ("because the disk fails, for ever or once, anywhere in the file")
     {
-        for (const auto& bytes : { wavFile ({}, audioBytes (4000)), aiffFile ({}, audioBytes (4000)) })
+        const auto labels =
+            riffChunk ("LIST", text ("adtl") + riffChunk ("labl", u32 (7) + text ("hit")))
+            + riffChunk ("cue ", u32 (1) + u32 (7) + u32 (0) + text ("data") + u32 (0) + u32 (0) + u32 (10));
+        const std::vector<Bytes> files{
+            wavFile ({}, audioBytes (4000), labels), wavFile ({ 1, 44100, 24 }, audioBytes (3000)),
+            aiffFile ({}, audioBytes (4000)),        pcmCafFile ({}, audioBytes (4000)),
+            alacFile (ramp (1, 2000), 44100),        flacFile (ramp (1, 2000), 44100.0),
+            oggFile (ramp (1, 2000), 44100.0)
+        };
+        for (const auto& bytes : files)
         {
+            const auto expected = samplesOf (*open (bytes));
+            const auto size = static_cast<juce::int64> (bytes.size());
+            for (juce::int64 lost = 0; lost < size; lost += 1 + size / 150)
+                for (const auto isLasting : { true, false })
+                {
+                    auto why = juce::Result::ok();
+                    const auto reader =
+                        openAudioStream (std::make_unique<FailingStream> (bytes, lost, isLasting), why);
+                    INFO (lost << (isLasting ? " for ever: " : " once: ") << why.getErrorMessage());
+                    if (reader == nullptr)
+                    {
+                        CHECK (why.getErrorMessage().contains ("can't be read at byte "));
+                        continue;
+                    }
+
+                    // What no sample needs may be lost.
+                    const auto samples = samplesOf (*reader);
+                    CHECK ((samples.empty() ? reader->status().failed() : samples == expected));
+                }
+        }
+    }
+
+    SECTION ("because it is told to stop, also while it opens")
+    {
+        for (const auto numReads : { 0, 1, 3 })
+        {
+            int asked = 0;
             auto why = juce::Result::ok();
-            const auto reader = openAudioStream (std::make_unique<FailingStream> (bytes, 2000), why);
-            REQUIRE (reader != nullptr);
-            std::vector<float> samples (500);
-            float* const channels[]{ samples.data() };
-            CHECK (reader->read (channels, 1, 0, 500));
-            CHECK_FALSE (reader->read (channels, 1, 900, 500));
+            const auto reader = openAudioStream (
+                streamOn (oggFile (ramp (1, 9000), 44100.0)), why, [&] { return asked++ >= numReads; });
+            CHECK ((reader == nullptr || samplesOf (*reader).empty()));
         }
     }
 
@@ -255,6 +293,22 @@ TEST_CASE ("AudioFileReader gives the metadata of the file", "[model][readers]")
     {
         CHECK (open (alacFile (ramp (1, 5000), 44100))->metadataValues["INAM"] == "Take 1");
         CHECK (open (oggFile (ramp (1, 5000), 44100.0))->metadataValues["INAM"] == "Take 1");
+    }
+
+    SECTION ("in text that isn't UTF-8")
+    {
+        const auto metadata = [] (const char* name)
+        {
+            auto why = juce::Result::ok();
+            const auto reader = openAudioFile (juce::File (TESSIVAR_AUDIO_CORPUS).getChildFile (name), why);
+            INFO (why.getErrorMessage());
+            REQUIRE (reader != nullptr);
+            return reader->metadataValues;
+        };
+        CHECK (
+            metadata ("latin1_bext.wav")["bwav description"].startsWith (juce::CharPointer_UTF8 ("Größe: ")));
+        CHECK (metadata ("latin1_cue.wav")["CueLabel0Text"] == juce::CharPointer_UTF8 ("Übergang"));
+        CHECK (metadata ("comment_not_utf8.flac").size() > 0);
     }
 
     SECTION ("but not what is damaged")

@@ -3,6 +3,7 @@
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>
+#include <ogg/ogg.h>
 
 #include <cmath>
 
@@ -37,11 +38,52 @@ bool contains (const juce::String& text, const char* part)
     return text.contains (part);
 }
 
+/** A number of so many bits in an Ogg packet. */
+struct PackedNumber
+{
+    unsigned long value;
+    int width;
+};
+
+/** An Ogg file of header packets alone, with a setup header of one codebook whose sizes and lengths are these. */
+Bytes oggWithCodebook (const std::vector<PackedNumber>& numbers)
+{
+    oggpack_buffer bits{};
+    oggpack_writeinit (&bits);
+    oggpack_write (&bits, 0, 8);
+    oggpack_write (&bits, 0x564342, 24);
+    for (const auto& number : numbers)
+        oggpack_write (&bits, number.value, number.width);
+    const auto* const packed = oggpack_get_buffer (&bits);
+    const Bytes setup (packed, packed + oggpack_bytes (&bits));
+    oggpack_writeclear (&bits);
+
+    ogg_stream_state stream{};
+    ogg_stream_init (&stream, 7);
+    Bytes file;
+    long number = 0;
+    for (auto packet :
+         { text ("\x01vorbis") + u32 (0) + Bytes{ 1 } + u32 (44100) + Bytes (12) + Bytes{ 0xb8, 1 },
+           text ("\x03vorbis") + u32 (0) + u32 (0) + Bytes{ 1 },
+           text ("\x05vorbis") + setup })
+    {
+        ogg_packet item{ packet.data(), static_cast<long> (packet.size()), number == 0, 0, 0, number };
+        ++number;
+        ogg_stream_packetin (&stream, &item);
+        for (ogg_page page{}; ogg_stream_flush (&stream, &page) != 0;)
+            file = file + Bytes (page.header, page.header + page.header_len)
+                   + Bytes (page.body, page.body + page.body_len);
+    }
+    ogg_stream_clear (&stream);
+    return file;
+}
+
 /** Opens a file and, if that succeeds, decodes all of it. What matters is that it comes back. */
 void openAndRead (const Bytes& bytes)
 {
     auto why = juce::Result::ok();
     const auto reader = openAudioStream (streamOn (bytes), why);
+    INFO (why.getErrorMessage());
     CHECK ((reader == nullptr) == why.failed());
     if (reader == nullptr)
         return;
@@ -259,6 +301,36 @@ TEST_CASE ("inspectAudioHeader refuses numbers no recording has", "[model][gate]
         const Bytes cut (whole.begin(), whole.end() - 10);
         CHECK (contains (pass (cut).notes.joinIntoString ("\n"), "no end mark"));
     }
+
+    SECTION ("Ogg codebooks that a decoder divides by, has no room for, or leaves half made")
+    {
+        // Dimensions, entries; then, in order of length: the first length - 1, and how many entries have it.
+        CHECK (refusal (oggWithCodebook ({ { 1, 16 }, { 2, 24 }, { 1, 1 }, { 0, 5 }, { 2, 2 }, { 0, 4 } }))
+                   .isEmpty());
+        CHECK (contains (refusal (oggWithCodebook ({ { 0, 16 }, { 2, 24 } })), "without dimensions"));
+        CHECK (contains (
+            refusal (oggWithCodebook ({ { 1, 16 }, { 1 << 20, 24 }, { 1, 1 }, { 19, 5 }, { 1 << 20, 21 } })),
+            "1048576 entries"));
+        CHECK (contains (
+            refusal (oggWithCodebook ({ { 1, 16 }, { 3, 24 }, { 1, 1 }, { 1, 5 }, { 3, 2 }, { 0, 4 } })),
+            "no whole tree"));
+        CHECK (contains (refusal (oggWithCodebook (
+                             { { 255, 16 }, { 32768, 24 }, { 1, 1 }, { 14, 5 }, { 32768, 16 }, { 0, 4 } })),
+                         "values"));
+    }
+
+    SECTION ("AIFF lengths that a reader takes for negative ones")
+    {
+        for (const auto frames : { 0x80000000, 0x8000084c, 0xffffffff })
+        {
+            auto why = juce::Result::ok();
+            const auto bytes = formFile ("AIFF", aiffFormat ({ 1, 44100, 16 }, frames) + soundChunk (audio));
+            const auto reader = openAudioStream (streamOn (bytes), why);
+            REQUIRE (reader != nullptr);
+            CHECK (reader->lengthInSamples == 300);
+            CHECK (contains (reader->header().notes.joinIntoString ("\n"), "ends after 300"));
+        }
+    }
 }
 
 TEST_CASE ("openAudioStream survives any file", "[model][gate][hostile]")
@@ -282,6 +354,23 @@ TEST_CASE ("openAudioStream survives any file", "[model][gate][hostile]")
                     openAndRead (bytes);
                 }
         }
+    }
+
+    SECTION ("that was found to end the program or to keep it for ever")
+    {
+        for (const auto& file :
+             juce::File (TESSIVAR_AUDIO_CORPUS).findChildFiles (juce::File::findFiles, false))
+        {
+            INFO (file.getFileName());
+            juce::MemoryBlock content;
+            REQUIRE (file.loadFileAsData (content));
+            openAndRead (Bytes (content.begin(), content.end()));
+        }
+
+        // A LIST of odd size with a stray byte, at the end of a file that lacks the byte of padding.
+        auto bytes = wavFile ({}, audioBytes (600), riffChunk ("LIST", text ("adtl") + Bytes{ 1 }));
+        bytes.pop_back();
+        openAndRead (bytes);
     }
 
     SECTION ("XML that is nested without end, or cut off")
