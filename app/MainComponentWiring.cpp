@@ -249,9 +249,9 @@ void MainComponent::wireTransport()
         wave.setSelection (WaveRange{ range.getStart(), range.getEnd() });
         setLooping (looping);
     };
-    player.onNotice = [this] (const juce::String& text, bool canReopen)
+    player.onNotice = [this] (const juce::String& text, Player::NoticeAction action)
     {
-        if (canReopen)
+        if (action == Player::NoticeAction::reopenDevice)
             transport.showNotice (
                 text,
                 "Reopen",
@@ -263,6 +263,8 @@ void MainComponent::wireTransport()
                     showDevice();
                 },
                 true);
+        else if (action == Player::NoticeAction::none)
+            transport.showNotice (text, {}, {}, true);
         else
             transport.showNotice (
                 text, "Performance", [this] { openSettings (SettingsPageId::performance); }, true);

@@ -21,6 +21,13 @@ SuppressionSetting settingOf (KnobValues values)
     return { values.focus, values.fine };
 }
 
+/** "take.dls: reason" of "/folder/take.dls: reason": a notice is one short line. */
+juce::String withoutFolder (const juce::String& error)
+{
+    const auto path = error.upToLastOccurrenceOf (": ", false, false);
+    return path.fromLastOccurrenceOf ("/", false, false) + error.substring (path.length());
+}
+
 bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
 {
     return a.id == b.id && a.samples == b.samples;
@@ -123,7 +130,7 @@ Player::Player (TessivarWorkspace& workspace, const ReadAheadSettings& readAhead
     device.onLost = [this] (const juce::String& reason)
     {
         if (onNotice)
-            onNotice (reason, true);
+            onNotice (reason, NoticeAction::reopenDevice);
     };
 }
 
@@ -174,7 +181,7 @@ void Player::tick()
         if (lastReadNotice == 0 || now - lastReadNotice > lateNoticeInterval)
         {
             lastReadNotice = now;
-            onNotice ("Audio can't be read: " + engine.readError(), false);
+            onNotice ("Audio can't be read: " + withoutFolder (engine.readError()), NoticeAction::none);
         }
     }
     else if (counters.failedReads == 0 && (late != seenLateBlocks || dropouts != seenDropouts)
@@ -187,7 +194,7 @@ void Player::tick()
         if (onNotice)
             onNotice (late != seenLateBlocks ? "Playback cannot keep up"
                                              : "The sound drops out: the computer is busy",
-                      false);
+                      NoticeAction::showPerformance);
     }
 
     seenLateBlocks = late;

@@ -66,8 +66,16 @@ public:
     PlaybackEngine engine;
     PlaybackDevice device;
 
+    /** What may help against what a notice tells. */
+    enum class NoticeAction
+    {
+        none,
+        reopenDevice,
+        showPerformance
+    };
+
     /** A sentence for the user: the device was lost, audio can't be read, or playback can't keep up. */
-    std::function<void (const juce::String& text, bool canReopen)> onNotice;
+    std::function<void (const juce::String& text, NoticeAction action)> onNotice;
 
 private:
     class LoudnessWorker;

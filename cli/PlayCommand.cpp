@@ -140,10 +140,6 @@ bool playThrough (PlaybackEngine& engine,
         progress.setProgress (
             std::clamp (static_cast<double> (engine.position() - programme.start) / length, 0.0, 1.0));
 
-        // Without its samples it would wait for ever; once they sound, what is missing is silent.
-        if (engine.isWaiting() && engine.counters().failedReads > 0)
-            break;
-
         if (const auto now = juce::Time::getMillisecondCounter(); now >= nextTick)
         {
             device.tick();

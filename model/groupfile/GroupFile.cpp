@@ -318,24 +318,29 @@ bool GroupFileSamples::readFrames (std::int64_t start, std::span<float> dest)
     return true;
 }
 
-juce::String lockForReplacing (const juce::File& path, int& lockDescriptor)
+juce::Result lockGroupTarget (const juce::File& target, const GroupFile* current, int& lockDescriptor)
 {
-    lockDescriptor = openWithoutWaiting (path, O_RDONLY);
-    return lockDescriptor < 0 ? juce::String() : takeLockOf (lockDescriptor);
+    juce::String holder;
+    lockDescriptor = -1;
+
+    if (current != nullptr && current->isStillAt (target))
+        holder = current->why();
+    else if (lockDescriptor = openWithoutWaiting (target, O_RDONLY); lockDescriptor >= 0)
+        holder = takeLockOf (lockDescriptor);
+
+    return holder.isEmpty() ? juce::Result::ok()
+                            : juce::Result::fail (target.getFullPathName() + ": " + holder);
 }
 
 juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current)
 {
     auto descriptor = -1;
-    const auto holder = current != nullptr && current->isStillAt (target)
-                            ? current->why()
-                            : lockForReplacing (target, descriptor);
+    const auto result = lockGroupTarget (target, current, descriptor);
 
     if (descriptor >= 0)
         ::close (descriptor);
 
-    return holder.isEmpty() ? juce::Result::ok()
-                            : juce::Result::fail (target.getFullPathName() + ": " + holder);
+    return result;
 }
 
 } // namespace tessivar

@@ -132,14 +132,14 @@ private:
     JUCE_DECLARE_NON_COPYABLE (GroupFileSamples)
 };
 
-/** Whether somebody else holds the lock of a group file: the text for the user, empty when nobody does. A lock that is taken
-    on the way is left in lockDescriptor, to be closed by the caller; -1 when the file isn't there.
+/** Keeps others from opening the file that a Group is to be saved to, as long as lockDescriptor is open, which the caller
+    closes; -1 when the file isn't there, or is current, the one that the Group has open. Fails, with the name and the
+    reason, when somebody else has it open or when current is write-protected.
 */
-[[nodiscard]] juce::String lockForReplacing (const juce::File& path, int& lockDescriptor);
+[[nodiscard]] juce::Result
+lockGroupTarget (const juce::File& target, const GroupFile* current, int& lockDescriptor);
 
-/** Whether a Group may be saved to a file as far as locks and rights go; on failure with the name and the reason. current
-    is the file that the Group has open, or null.
-*/
+/** Whether that would work now. */
 [[nodiscard]] juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current);
 
 } // namespace tessivar

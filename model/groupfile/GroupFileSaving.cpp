@@ -95,10 +95,7 @@ public:
 
     [[nodiscard]] juce::Result take (const SaveRequest& request)
     {
-        const auto& current = request.currentFile;
-        const auto isCurrent = current != nullptr && current->isStillAt (request.target);
-        const auto holder = isCurrent ? current->why() : lockForReplacing (request.target, descriptor);
-        return holder.isEmpty() ? juce::Result::ok() : failed (request.target, holder);
+        return lockGroupTarget (request.target, request.currentFile.get(), descriptor);
     }
 
 private:
