@@ -40,7 +40,10 @@ void DialogPrompts::warn (const juce::String& text, const juce::String& details)
     showMessage (settings, [] (int, bool) {});
 }
 
-void DialogPrompts::tell (const juce::String& title, const juce::String& text, const juce::StringArray& list)
+void DialogPrompts::tell (const juce::String& title,
+                          const juce::String& text,
+                          const juce::StringArray& list,
+                          const juce::StringArray& details)
 {
     MessageDialogSettings settings;
     settings.title = title;
@@ -48,6 +51,9 @@ void DialogPrompts::tell (const juce::String& title, const juce::String& text, c
 
     for (const auto& line : list)
         settings.list.add (shownText (line));
+
+    for (const auto& line : details)
+        settings.details.add (shownText (line));
 
     settings.buttons = {
         { .text = "Ok", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true }
@@ -121,8 +127,15 @@ bool DialogPrompts::askWith (const Question& question, ButtonLook look)
 bool DialogPrompts::showWarning (const ImportWarnings::Warning& warning)
 {
     const auto silence = std::make_shared<bool> (false);
-    auto entries = warning.entries;
-    entries.removeEmptyStrings();
+    juce::StringArray entries, reasons;
+
+    for (int i = 0; i < warning.entries.size(); ++i)
+        if (warning.entries[i].isNotEmpty())
+        {
+            entries.add (warning.entries[i]);
+            reasons.add (warning.reasons[i]);
+        }
+
     showModally (
         [&] (std::function<void()> close)
         {
@@ -130,6 +143,7 @@ bool DialogPrompts::showWarning (const ImportWarnings::Warning& warning)
                                       "Warning",
                                       warning.message,
                                       entries,
+                                      reasons,
                                       warning.canBeSilenced,
                                       [silence, close] (bool never)
                                       {

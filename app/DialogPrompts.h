@@ -25,8 +25,11 @@ public:
     [[nodiscard]] bool ask (const Question& question) override;
     [[nodiscard]] bool showWarning (const ImportWarnings::Warning& warning) override;
 
-    /** A message that is no warning. */
-    void tell (const juce::String& title, const juce::String& text, const juce::StringArray& list = {});
+    /** A message that is no warning; details stand below the lines of the list. */
+    void tell (const juce::String& title,
+               const juce::String& text,
+               const juce::StringArray& list = {},
+               const juce::StringArray& details = {});
 
     /** As ask(), for what throws something away. */
     [[nodiscard]] bool askDangerous (const Question& question);

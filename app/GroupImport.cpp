@@ -68,7 +68,7 @@ void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, co
     const auto sorted = sortInputs (filesAndFolders);
 
     for (const auto& rejected : sorted.rejected)
-        juce::Logger::writeToLog ("Rejected file " + rejected.getFullPathName());
+        juce::Logger::writeToLog ("Rejected file " + rejected.file.getFullPathName());
 
     for (const auto& group : sorted.newGroups)
     {
@@ -103,19 +103,22 @@ void GroupWork::tellOfRejected (const SortedInputs& sorted)
     if (count == 0)
         return;
 
+    juce::StringArray names, reasons;
+
+    for (const auto& rejected : sorted.rejected)
+    {
+        names.add (rejected.file.getFileName());
+        reasons.add (rejected.reason);
+    }
+
     if (sorted.newGroups.empty() && sorted.groupFiles.empty())
-    {
-        juce::StringArray names;
-
-        for (const auto& file : sorted.rejected)
-            names.add (file.getFullPathName());
-
-        prompts.tell ("Nothing to open", "There is no audio file and no group file among these.", names);
-    }
+        prompts.tell (
+            "Nothing to open", "There is no audio file and no group file among these.", names, reasons);
     else if (onNotice)
-    {
-        onNotice (juce::String (count) + (count == 1 ? " file" : " files") + " left out: no audio", {}, {});
-    }
+        onNotice (juce::String (count) + (count == 1 ? " file" : " files") + " left out: no audio",
+                  "Details",
+                  [this, names, reasons]
+                  { prompts.tell ("Left out", "These were not imported.", names, reasons); });
 }
 
 void GroupWork::importNewGroup (const NewGroupFiles& files)
@@ -157,6 +160,9 @@ void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
     if (imported.storageError.isNotEmpty())
         prompts.warn ("The files could not be read in.", imported.storageError);
 
+    for (const auto& refused : imported.refused)
+        juce::Logger::writeToLog ("Refused " + refused.file.getFullPathName() + ": " + refused.reason);
+
     if (! imported.tracks.empty())
         target->addTracks (std::move (imported.tracks));
 
@@ -167,8 +173,18 @@ void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
 void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& target)
 {
     GroupDLSImporter importer;
+    auto opened = juce::Result::ok();
+    const auto end = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
+                                 {},
+                                 [&] (const JobRunner::Watch&) { opened = importer.open (file, warnings); });
 
-    if (importer.open (file, warnings).failed())
+    if (end == JobRunner::End::stopped)
+        return;
+
+    if (end == JobRunner::End::outOfMemory)
+        warnings.add (file.getFileName(), ImportWarnings::unreadable, "memory ran out");
+
+    if (end == JobRunner::End::outOfMemory || opened.failed())
     {
         showPendingWarnings();
         return;
@@ -201,10 +217,16 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
     const auto group = target != nullptr ? target : newGroup();
     const auto state = group->state();
     ImportedTracks imported;
-    runner.run ("Importing data",
-                {},
-                [&] (const JobRunner::Watch& watch)
-                { imported = importer.import (indices, state, warnings, *temporary, controlOf (watch)); });
+    const auto imports =
+        runner.run ("Importing data",
+                    {},
+                    [&] (const JobRunner::Watch& watch) {
+                        imported = importer.import (indices, state, warnings, *temporary, controlOf (watch));
+                    });
+
+    if (imports == JobRunner::End::outOfMemory)
+        imported.storageError = "memory ran out";
+
     finishImport (std::move (imported), group);
     showPendingWarnings();
 }

@@ -102,7 +102,8 @@ juce::Result GroupDLSImporter::open (const juce::File& file, ImportWarnings& war
 
     if (outcome.failed())
         warnings.add (file.getFileName(),
-                      file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing);
+                      file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing,
+                      outcome.getErrorMessage());
 
     return outcome;
 }
@@ -119,7 +120,7 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
     auto sampleRate = target.sampleRate();
     const auto refuse = [&] (const TrackState& track, int code, const juce::String& reason)
     {
-        warnings.add (track.name, code);
+        warnings.add (track.name, code, reason);
         result.refused.push_back ({ groupFile, code, groupFile.getFullPathName() + ", " + track.name + ": " + reason });
     };
 

@@ -82,6 +82,26 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
     return result;
 }
 
+namespace
+{
+ImportRefusal rejectionOf (const juce::File& file, const char* reason)
+{
+    return { file, {}, file.getFullPathName() + ": " + reason };
+}
+
+/** What lies beside the audio files of a folder, without what is hidden. */
+void rejectOthers (const juce::File& folder,
+                   const std::vector<juce::File>& audioFiles,
+                   std::vector<ImportRefusal>& rejected)
+{
+    for (const auto& file :
+         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
+        if (std::find (audioFiles.begin(), audioFiles.end(), file) == audioFiles.end())
+            rejected.push_back (rejectionOf (
+                file, "of a folder only audio files are taken (wav, aiff, aif, caf, flac, ogg)"));
+}
+} // namespace
+
 SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
 {
     SortedInputs sorted;
@@ -94,10 +114,14 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
         {
             NewGroupFiles group{ readablePath (file.getFileName()), {} };
 
-            if (listAudioFolder (file, group.files).wasOk())
-                folders.push_back (std::move (group));
-            else
-                sorted.rejected.push_back (file);
+            if (const auto listed = listAudioFolder (file, group.files); listed.failed())
+            {
+                sorted.rejected.push_back ({ file, {}, listed.getErrorMessage() });
+                continue;
+            }
+
+            rejectOthers (file, group.files, sorted.rejected);
+            folders.push_back (std::move (group));
         }
         else if (file.hasFileExtension (groupFileExtension))
         {
@@ -109,7 +133,8 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
         }
         else
         {
-            sorted.rejected.push_back (file);
+            sorted.rejected.push_back (rejectionOf (
+                file, "neither an audio file (wav, aiff, aif, caf, flac, ogg) nor a group file (dls)"));
         }
     }
 

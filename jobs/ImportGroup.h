@@ -48,13 +48,13 @@ struct NewGroupFiles
 
 /** What files and folders that were dropped or chosen together become: each folder that holds audio a Group of its name,
     and all loose audio files one Group, which is named after the folder they lie in. Group files come apart, and what
-    is none of these is rejected.
+    is none of these is rejected, also right inside a folder.
 */
 struct SortedInputs
 {
     std::vector<NewGroupFiles> newGroups; // loose files first
     std::vector<juce::File> groupFiles;
-    std::vector<juce::File> rejected;
+    std::vector<ImportRefusal> rejected;
 };
 
 [[nodiscard]] SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders);

@@ -56,7 +56,7 @@ String entryOf (const IntakeTrack& track)
 void refuse (
     IntakeOutcome& outcome, ImportWarnings& warnings, const juce::File& file, int code, const String& reason)
 {
-    warnings.add (entryOf (file), code);
+    warnings.add (entryOf (file), code, reason);
     outcome.tracks.clear();
     outcome.code = code;
     outcome.reason = entryOf (file) + ": " + reason;

@@ -13,7 +13,7 @@ bool isKnownCode (int code)
 }
 } // namespace
 
-void ImportWarnings::add (const juce::String& entry, int code)
+void ImportWarnings::add (const juce::String& entry, int code, const juce::String& reason)
 {
     if (! isKnownCode (code))
     {
@@ -22,7 +22,23 @@ void ImportWarnings::add (const juce::String& entry, int code)
     }
 
     const juce::ScopedLock lock (entriesLock);
-    lists[static_cast<std::size_t> (code)].addIfNotAlreadyThere (shownText (entry));
+    auto& list = lists[static_cast<std::size_t> (code)];
+    auto& reasons = reasonLists[static_cast<std::size_t> (code)];
+    const auto shown = shownText (entry), shownReason = shownText (reason);
+    const auto index = list.indexOf (shown);
+
+    if (index < 0)
+    {
+        list.add (shown);
+        reasons.add (shownReason);
+        return;
+    }
+
+    // Two files of one name, from two folders, share the entry.
+    auto known = juce::StringArray::fromLines (reasons[index]);
+    known.addIfNotAlreadyThere (shownReason);
+    known.removeEmptyStrings();
+    reasons.set (index, known.joinIntoString ("\n"));
 }
 
 juce::StringArray ImportWarnings::entries (int code) const
@@ -42,10 +58,11 @@ bool ImportWarnings::isEmpty() const
 
 void ImportWarnings::show (const Presenter& presenter)
 {
-    std::array<juce::StringArray, numCodes> taken;
+    std::array<juce::StringArray, numCodes> taken, takenReasons;
     {
         const juce::ScopedLock lock (entriesLock);
         std::swap (taken, lists);
+        std::swap (takenReasons, reasonLists);
     }
 
     for (int code = 0; code < numCodes; ++code)
@@ -54,7 +71,9 @@ void ImportWarnings::show (const Presenter& presenter)
         if (list.isEmpty() || isSilenced (code))
             continue;
 
-        const auto neverAgain = presenter ({ code, warningMessage (code), list, canBeSilenced (code) });
+        const auto& reasons = takenReasons[static_cast<std::size_t> (code)];
+        const auto neverAgain =
+            presenter ({ code, warningMessage (code), list, reasons, canBeSilenced (code) });
         if (neverAgain && canBeSilenced (code))
             setSilenced (code, true);
     }
@@ -85,8 +104,9 @@ bool ImportWarnings::isSilenced (int code) const
 void ImportWarnings::clear()
 {
     const juce::ScopedLock lock (entriesLock);
-    for (auto& list : lists)
-        list.clear();
+    for (auto* each : { &lists, &reasonLists })
+        for (auto& list : *each)
+            list.clear();
 }
 
 juce::String warningMessage (int code)

@@ -35,10 +35,10 @@ public:
         largeGroup = 11
     };
 
-    /** Appends the entry unless an equal one is already listed under the code. Codes outside 0..11 are a
-        programmer's mistake and are left out.
+    /** Appends the entry unless an equal one is already listed under the code. A reason is told beside the entry, each
+        that comes for it once. Codes outside 0..11 are a programmer's mistake and are left out.
     */
-    void add (const juce::String& entry, int code);
+    void add (const juce::String& entry, int code, const juce::String& reason = {});
 
     /** The entries under a code, in order. */
     [[nodiscard]] juce::StringArray entries (int code) const;
@@ -51,7 +51,8 @@ public:
         int code = 0;
         juce::String message;
         juce::StringArray entries;
-        bool canBeSilenced = false; // offer "Don't show this warning again."
+        juce::StringArray reasons{}; // as many as entries; a line for each, empty where none was given
+        bool canBeSilenced = false;  // offer "Don't show this warning again."
     };
 
     /** Shows one warning, and says whether the user wants to see this code never again. Only the answer to a
@@ -74,8 +75,9 @@ public:
     void clear();
 
 private:
-    mutable juce::CriticalSection entriesLock; // lists, silencedCodes
+    mutable juce::CriticalSection entriesLock; // lists, reasonLists, silencedCodes
     std::array<juce::StringArray, numCodes> lists;
+    std::array<juce::StringArray, numCodes> reasonLists; // as long as lists
     std::set<int> silencedCodes;
 };
 

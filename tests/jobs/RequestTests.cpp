@@ -241,7 +241,16 @@ TEST_CASE ("sortInputs", "[jobs][import]")
     CHECK (sorted.newGroups[1].files
            == std::vector<juce::File>{ take.getChildFile ("T9.WAV"), take.getChildFile ("T10.wav") });
     CHECK (sorted.groupFiles == std::vector<juce::File>{ work.file ("old.dls") });
-    CHECK (sorted.rejected == std::vector<juce::File>{ work.file ("readme.txt"), empty });
+
+    // What a folder holds besides is told too, and each refusal names its file.
+    REQUIRE (sorted.rejected.size() == 3);
+    const std::array rejected{ take.getChildFile ("notes.txt"), work.file ("readme.txt"), empty };
+
+    for (std::size_t i = 0; i < rejected.size(); ++i)
+    {
+        CHECK (sorted.rejected[i].file == rejected[i]);
+        CHECK (sorted.rejected[i].reason.startsWith (rejected[i].getFullPathName() + ": "));
+    }
 }
 
 TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][import]")

@@ -34,6 +34,19 @@ TEST_CASE ("ImportWarnings", "[model][warnings]")
         CHECK (warnings.isEmpty());
     }
 
+    SECTION ("tells the reasons beside the entries, of two files of one name both")
+    {
+        warnings.add ("a.wav", 3, "no header");
+        warnings.add ("b.wav", 3);
+        warnings.add ("a.wav", 3, "4 channels");
+        warnings.add ("a.wav", 3, "no header");
+        warnings.show (record);
+
+        REQUIRE (shown.size() == 1);
+        CHECK (shown[0].entries == juce::StringArray{ "a.wav", "b.wav" });
+        CHECK (shown[0].reasons == juce::StringArray{ "no header\n4 channels", {} });
+    }
+
     SECTION ("never shows a silenced code again, and drops its entries")
     {
         warnings.add ("a.wav (1.00secs)", 8);

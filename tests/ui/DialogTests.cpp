@@ -93,6 +93,7 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
                                          "Warning",
                                          "Text",
                                          { "a.wav", "b.wav" },
+                                         { "no header" },
                                          true,
                                          [&] (bool silence) { silenced.push_back (silence); });
         int dismissed = 0;

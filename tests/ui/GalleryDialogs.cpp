@@ -24,15 +24,21 @@ ExportReportContent sampleReport()
     ExportReportContent report;
     report.facts =
         utf8 ("/Mixes/Take 3/Processed \xc2\xb7 WAV \xc2\xb7 24-bit \xc2\xb7 48 kHz \xc2\xb7 mono");
-    report.lines = { { "Kick In_Processed.wav", {}, Outcome::written },
-                     { "Snare Top_Processed.wav", "File already exists - Overwritting.", Outcome::remarked },
-                     { "HiHat_Processed.wav", "Failed to open file.", Outcome::failed },
-                     { "Rack Tom 1_Processed.wav", {}, Outcome::written },
-                     { "Ride.wav", "Written as is, not processed.", Outcome::written },
-                     { "Room Mono.wav", "Written as is, not processed.", Outcome::written },
-                     { "Spot 1.wav", "Written as is, not processed.", Outcome::written },
-                     { "Spot 2.wav", {}, Outcome::written },
-                     { "Spot 3.wav", {}, Outcome::written } };
+    report.lines = {
+        { "Kick In_Processed.wav", {}, Outcome::written },
+        { "Snare Top_Processed.wav", "File already exists - Overwritting.", Outcome::remarked },
+        { "HiHat_Processed.wav",
+          "Failed to write file.",
+          Outcome::failed,
+          "/Mixes/Take 3/Processed/HiHat_Processed.wav can't be written: No space left on device "
+          "(31752044 bytes needed, 1048576 bytes free)" },
+        { "Rack Tom 1_Processed.wav", {}, Outcome::written },
+        { "Ride.wav", "Written as is, not processed.", Outcome::written },
+        { "Room Mono.wav", "Written as is, not processed.", Outcome::written },
+        { "Spot 1.wav", "Written as is, not processed.", Outcome::written },
+        { "Spot 2.wav", {}, Outcome::written },
+        { "Spot 3.wav", {}, Outcome::written }
+    };
     return report;
 }
 
@@ -44,6 +50,9 @@ std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages&
                                           "The following files have a samplerate which is different from the "
                                           "first track you added in the group.",
                                           { "Overhead L.wav", "Overhead R.wav", "Talkback.wav" },
+                                          { "44100 Hz in a group of 48000 Hz",
+                                            "44100 Hz in a group of 48000 Hz",
+                                            "22050 Hz in a group of 48000 Hz" },
                                           false,
                                           nullptr));
     dialogs.push_back (
@@ -52,6 +61,7 @@ std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages&
                            "The group contains tracks of small duration. In order to get the best possible "
                            "results, please consider merging groups of smaller tracks.",
                            { "Kick In.wav (22.41secs)", "Snare Top.wav (22.41secs)" },
+                           {},
                            true,
                            nullptr));
     dialogs.push_back (makeQuestionDialog (images,

@@ -52,12 +52,12 @@ ChecklistDialog::ChecklistDialog (const ResourceImages& images,
 int ChecklistDialog::bodyHeight (int width) const
 {
     const auto text = layOutText (message, palette::textMid, static_cast<float> (width)).getHeight();
-    return 2 + juce::roundToInt (std::ceil (text)) + 16 + list.idealHeight();
+    return 2 + juce::roundToInt (std::ceil (text)) + 16 + list.idealHeight (width);
 }
 
 void ChecklistDialog::layOutBody (juce::Rectangle<int> body)
 {
-    list.setBounds (body.withTrimmedTop (bodyHeight (body.getWidth()) - list.idealHeight()));
+    list.setBounds (body.withTrimmedTop (bodyHeight (body.getWidth()) - list.idealHeight (body.getWidth())));
 }
 
 void ChecklistDialog::paint (juce::Graphics& g)

@@ -3,12 +3,17 @@
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace tessivar
 {
 namespace
 {
 
-constexpr std::size_t maxRowsShown = 8;
+constexpr int maxRowsShown = 8;
+constexpr int rightInset = 12, textLeft = 37, textLeftBesideDot = 42;
+constexpr int detailRise = 5, detailFoot = 8; // into the row's height above it; below its last line
 
 juce::Colour orLow (juce::Colour colour)
 {
@@ -53,15 +58,53 @@ void DialogList::setRows (std::vector<DialogListRow> newRows, int rowHeightToUse
     resized();
 }
 
-int DialogList::idealHeight() const
+std::vector<DialogList::Place> DialogList::placesAt (int rowWidth) const
 {
-    return rows.empty() ? 0 : static_cast<int> (std::min (rows.size(), maxRowsShown)) * rowHeight + 2;
+    std::vector<Place> result;
+    int top = 0;
+    for (const auto& row : rows)
+    {
+        Place place;
+        place.top = top;
+        place.height = rowHeight;
+        if (row.detail.isNotEmpty())
+        {
+            juce::AttributedString words;
+            words.append (row.detail, fonts::inter (12.0f), palette::textLow);
+            words.setLineSpacing (2.0f);
+            const auto left = row.ticked.has_value() ? textLeftBesideDot : textLeft;
+            place.detail.createLayout (words,
+                                       static_cast<float> (std::max (1, rowWidth - left - rightInset)));
+            place.height += juce::roundToInt (std::ceil (place.detail.getHeight())) - detailRise + detailFoot;
+        }
+        top += place.height;
+        result.push_back (std::move (place));
+    }
+    return result;
+}
+
+int DialogList::heightOf (const std::vector<Place>& rowPlaces)
+{
+    return rowPlaces.empty() ? 0 : rowPlaces.back().top + rowPlaces.back().height;
+}
+
+int DialogList::idealHeight (int width) const
+{
+    return rows.empty() ? 0 : std::min (heightOf (placesAt (width - 2)), maxRowsShown * rowHeight) + 2;
 }
 
 void DialogList::resized()
 {
-    viewport.setBounds (getLocalBounds().reduced (1));
-    content.setSize (viewport.getMaximumVisibleWidth(), static_cast<int> (rows.size()) * rowHeight);
+    const auto area = getLocalBounds().reduced (1);
+    auto rowWidth = area.getWidth();
+    places = placesAt (rowWidth);
+    if (heightOf (places) > area.getHeight())
+    {
+        rowWidth -= viewport.getScrollBarThickness();
+        places = placesAt (rowWidth);
+    }
+    viewport.setBounds (area);
+    content.setSize (rowWidth, heightOf (places));
     content.resized();
 }
 
@@ -79,20 +122,19 @@ void DialogList::paintOverChildren (juce::Graphics& g)
 
 void DialogList::Rows::resized()
 {
-    for (std::size_t i = 0; i < dots.size(); ++i)
+    for (std::size_t i = 0; i < std::min (dots.size(), owner.places.size()); ++i)
         if (dots[i] != nullptr)
-            dots[i]->layOut (
-                { 12, static_cast<int> (i) * owner.rowHeight + (owner.rowHeight - 20) / 2, 20, 20 });
+            dots[i]->layOut ({ 12, owner.places[i].top + (owner.rowHeight - 20) / 2, 20, 20 });
 }
 
 void DialogList::Rows::paint (juce::Graphics& g)
 {
     const auto clip = g.getClipBounds();
-    for (std::size_t i = 0; i < owner.rows.size(); ++i)
+    for (std::size_t i = 0; i < owner.places.size(); ++i)
     {
         const auto& row = owner.rows[i];
-        auto area =
-            juce::Rectangle<int> (0, static_cast<int> (i) * owner.rowHeight, getWidth(), owner.rowHeight);
+        const auto& place = owner.places[i];
+        juce::Rectangle<int> area (0, place.top, getWidth(), place.height);
         if (! area.intersects (clip))
             continue;
         if (i > 0)
@@ -100,9 +142,12 @@ void DialogList::Rows::paint (juce::Graphics& g)
             g.setColour (palette::raised);
             g.fillRect (area.withHeight (1));
         }
-        area.removeFromRight (12);
+        area.removeFromRight (rightInset);
+        auto below = area.removeFromBottom (place.height - owner.rowHeight);
+        below.removeFromLeft (row.ticked.has_value() ? textLeftBesideDot : textLeft);
+        place.detail.draw (g, below.withTop (below.getY() - detailRise).toFloat());
         if (row.ticked.has_value())
-            area.removeFromLeft (42);
+            area.removeFromLeft (textLeftBesideDot);
         else
         {
             area.removeFromLeft (13);

@@ -12,13 +12,14 @@ namespace tessivar
 struct DialogListRow
 {
     juce::String text, remark;
+    juce::String detail; // below the text, in as many lines as it takes
     Icon icon = Icon::file;
     juce::Colour iconColour;    // transparent: the low text colour
     juce::Colour remarkColour;  // transparent: the low text colour
     std::optional<bool> ticked; // shows a dot in place of the icon
 };
 
-/** A scrolling list in a well, up to eight rows high. */
+/** A scrolling list in a well, as high as its rows but not higher than eight without detail. */
 class DialogList : public juce::Component
 {
 public:
@@ -27,8 +28,8 @@ public:
     void setRows (std::vector<DialogListRow> newRows, int rowHeightToUse);
     const std::vector<DialogListRow>& getRows() const { return rows; }
 
-    /** Height of its rows, eight at most, in logical pixels. */
-    int idealHeight() const;
+    /** Height of its rows at this width, in logical pixels. */
+    int idealHeight (int width) const;
 
     /** The user ticked or cleared a row's dot. */
     std::function<void (int row, bool ticked)> onTick;
@@ -54,8 +55,18 @@ private:
         DialogList& owner;
     };
 
+    /** Where a row lies among all rows, and its detail as laid out. */
+    struct Place
+    {
+        int top = 0, height = 0;
+        juce::TextLayout detail;
+    };
+    std::vector<Place> placesAt (int rowWidth) const;
+    static int heightOf (const std::vector<Place>& rowPlaces);
+
     const ResourceImages& images;
     std::vector<DialogListRow> rows;
+    std::vector<Place> places;
     int rowHeight = 30;
     Rows content;
     juce::Viewport viewport;

@@ -33,6 +33,7 @@ DialogListRow rowFor (const ExportReportLine& line)
     DialogListRow row;
     row.text = line.fileName;
     row.remark = line.remark;
+    row.detail = line.detail;
     switch (line.outcome)
     {
         case Outcome::written:
@@ -86,9 +87,9 @@ ExportReportDialog::ExportReportDialog (const ResourceImages& images, const Expo
     };
 }
 
-int ExportReportDialog::bodyHeight (int) const
+int ExportReportDialog::bodyHeight (int width) const
 {
-    return factsHeight + list.idealHeight();
+    return factsHeight + list.idealHeight (width);
 }
 
 void ExportReportDialog::layOutBody (juce::Rectangle<int> body)

@@ -18,6 +18,7 @@ struct ExportReportLine
 
     juce::String fileName, remark;
     Outcome outcome = Outcome::written;
+    juce::String detail{}; // below the name
 };
 
 struct ExportReportContent

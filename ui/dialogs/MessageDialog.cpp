@@ -7,16 +7,25 @@ namespace tessivar
 namespace
 {
 
-std::vector<DialogListRow> rowsFrom (const juce::StringArray& list)
+std::vector<DialogListRow> rowsFrom (const juce::StringArray& list, const juce::StringArray& details)
 {
     std::vector<DialogListRow> rows;
-    for (const auto& line : list)
+    for (int i = 0; i < list.size(); ++i)
     {
         DialogListRow row;
-        row.text = line;
+        row.text = list[i];
+        row.detail = details[i];
         rows.push_back (row);
     }
     return rows;
+}
+
+juce::String copiedList (const juce::StringArray& list, const juce::StringArray& details)
+{
+    juce::StringArray lines;
+    for (int i = 0; i < list.size(); ++i)
+        lines.add (details[i].isEmpty() ? list[i] : list[i] + ": " + details[i].replace ("\n", "; "));
+    return lines.joinIntoString ("\n");
 }
 
 constexpr int listRowHeight = 30, textTop = 6, listGap = 18;
@@ -28,7 +37,7 @@ MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogS
     : DialogContent (settingsToUse.title, settingsToUse.buttons), settings (settingsToUse), list (images),
       tick (images, juce::String::charToString (enSpace) + settingsToUse.tickText)
 {
-    list.setRows (rowsFrom (settings.list), listRowHeight);
+    list.setRows (rowsFrom (settings.list, settings.details), listRowHeight);
     if (! settings.list.isEmpty())
         addAndMakeVisible (list);
     if (settings.tickText.isNotEmpty())
@@ -53,14 +62,14 @@ int MessageDialog::bodyHeight (int width) const
     if (settings.warns)
         height = std::max (height, 24);
     if (! settings.list.isEmpty())
-        height += listGap + list.idealHeight();
+        height += listGap + list.idealHeight (width);
     return height;
 }
 
 void MessageDialog::layOutBody (juce::Rectangle<int> body)
 {
     // A dialog too high for the window shortens its list; nothing else can scroll.
-    const auto above = bodyHeight (body.getWidth()) - list.idealHeight();
+    const auto above = bodyHeight (body.getWidth()) - list.idealHeight (body.getWidth());
     list.setBounds (body.withTrimmedTop (std::min (above, body.getHeight())));
     const auto row = getButton (0).getBounds();
     tick.layOut (
@@ -93,6 +102,7 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
                                                   const juce::String& title,
                                                   const juce::String& message,
                                                   const juce::StringArray& list,
+                                                  const juce::StringArray& details,
                                                   bool mayBeSilenced,
                                                   std::function<void (bool silence)> onClose)
 {
@@ -101,6 +111,7 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
     settings.message = message;
     settings.warns = true;
     settings.list = list;
+    settings.details = details;
     if (mayBeSilenced)
         settings.tickText = "Don't show this warning again.";
     if (! list.isEmpty())
@@ -119,10 +130,11 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
 
     auto dialog = std::make_unique<MessageDialog> (images, settings);
     const auto okIndex = static_cast<int> (settings.buttons.size()) - 1;
-    dialog->onResult = [okIndex, list, close = std::move (onClose)] (int button, bool ticked)
+    dialog->onResult =
+        [okIndex, copied = copiedList (list, details), close = std::move (onClose)] (int button, bool ticked)
     {
         if (button != okIndex)
-            juce::SystemClipboard::copyTextToClipboard (list.joinIntoString ("\n"));
+            juce::SystemClipboard::copyTextToClipboard (copied);
         else if (close != nullptr)
             close (ticked);
     };

@@ -13,6 +13,7 @@ struct MessageDialogSettings
     juce::String title, message;
     bool warns = false;     // shows the amber sign
     juce::StringArray list; // files the message is about
+    juce::StringArray details; // what there is to know about each of them; may be shorter than the list
     juce::String tickText;  // "Don't show this warning again."; empty: no dot
     std::vector<DialogButton> buttons;
     int width = 520;
@@ -49,13 +50,14 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MessageDialog)
 };
 
-/** A warning with a list of files: "Copy list", which keeps the dialog open, and "OK". With `mayBeSilenced`
-    there is also the dot "Don't show this warning again."; onClose receives its state.
+/** A warning with a list of files and their details: "Copy list", which copies both and keeps the dialog open, and "OK".
+    With `mayBeSilenced` there is also the dot "Don't show this warning again."; onClose receives its state.
 */
 std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
                                                   const juce::String& title,
                                                   const juce::String& message,
                                                   const juce::StringArray& list,
+                                                  const juce::StringArray& details,
                                                   bool mayBeSilenced,
                                                   std::function<void (bool silence)> onClose);
 
