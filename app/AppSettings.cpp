@@ -27,6 +27,11 @@ SeparationMethod defaultMethod (const juce::PropertySet& settings)
         .value_or (SeparationMethod::standard);
 }
 
+ExportFileType exportFileType (const juce::PropertySet& settings)
+{
+    return exportFileTypeFor (settings.getValue (appSettingsKeys::exportFileType));
+}
+
 ReadAheadSettings readAheadSettings (const juce::PropertySet& settings)
 {
     ReadAheadSettings result;

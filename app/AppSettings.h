@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jobs/ExportTracks.h"
 #include "model/GroupState.h"
 #include "model/SettingsStore.h"
 #include "playback/ReadAhead.h"
@@ -12,6 +13,7 @@ namespace appSettingsKeys
 {
 inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
 inline constexpr auto analysisMethod = "analysisMethod";   // "standard" or "refined", of new Groups
+inline constexpr auto exportFileType = "exportFileType";   // "wav" or "aiff", of exports to a folder
 inline constexpr auto interfaceSize = "interfaceSize";     // percent; 0: automatic
 inline constexpr auto reducedMotion = "reducedMotion";     // absent: as the desktop says
 inline constexpr auto windowState = "windowState";
@@ -24,6 +26,7 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 
 [[nodiscard]] int analysisThreads (const juce::PropertySet& settings);
 [[nodiscard]] SeparationMethod defaultMethod (const juce::PropertySet& settings);
+[[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 
 /** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % that leaves 1280 x 800 logical pixels of a

@@ -1,3 +1,4 @@
+#include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
 #include "app/OpenExternally.h"
@@ -21,12 +22,25 @@ juce::String filesExported (int count)
     return juce::String (count) + (count == 1 ? " file exported" : " files exported");
 }
 
-/** Without the name of the file, which stands beside it. */
-juce::String reasonOf (const TrackExport& track)
+/** A single remark stands beside the file's name, more of them below it, as does the reason of a failure. */
+ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& remarks)
 {
-    const auto path = track.file.getFullPathName();
-    return track.error.startsWith (path) ? track.error.substring (path.length()).trimCharactersAtStart (": ")
-                                         : track.error;
+    ExportReportLine line;
+    line.fileName = shownText (track.file.getFileName());
+
+    if (! track.written)
+    {
+        line.outcome = ExportReportLine::Outcome::failed;
+        line.remark = shownText (remarks[remarks.size() - 1]); // of all steps the one that failed
+        line.detail = shownText (track.error);
+    }
+    else if (! remarks.isEmpty())
+    {
+        line.outcome = ExportReportLine::Outcome::remarked;
+        (remarks.size() == 1 ? line.remark : line.detail) = shownText (remarks.joinIntoString ("\n"));
+    }
+
+    return line;
 }
 
 /** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common. */
@@ -73,10 +87,11 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
     }
 
     const auto session = tracksToExport ({ group })[static_cast<std::size_t> (group->indexOf (*track))];
-    auto request = chooserRequest ("Choose a file to export your audio - " + track->name(),
-                                   "*.wav",
-                                   FileChooserRequest::Kind::saveFile,
-                                   workspace.lastExportFolder());
+    FileChooserRequest request;
+    request.title = "Choose a file to export your audio - " + track->name();
+    request.wildcard = "*.wav";
+    request.kind = FileChooserRequest::Kind::saveFile;
+    request.startFolder = workspace.exportDialogFolder();
     request.suggestedName = exportFileName (session, ".wav");
     const auto files = choose (request);
 
@@ -109,14 +124,18 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
     const auto isOne = scope == ExportScope::group;
     const auto groups = isOne ? std::vector<Group::Ptr>{ selected } : workspace.allGroups();
     const auto tracks = tracksToExport (groups);
+    const auto type =
+        askForFileType (isOne ? "Export Group" : "Export All Groups", static_cast<int> (tracks.size()));
+
+    if (! type)
+        return;
 
     FileChooserRequest request;
     request.title = isOne ? "Choose a folder to export your audio - " + selected->name()
                           : juce::String ("Choose a folder to export your audio...");
     request.wildcard = folderWildcard;
     request.kind = FileChooserRequest::Kind::chooseFolder;
-    request.startFolder =
-        workspace.folderSettings().exportFolder.value_or (juce::File (workspace.lastExportFolder()));
+    request.startFolder = workspace.exportDialogFolder();
     const auto folders = choose (request);
 
     if (folders.empty())
@@ -124,11 +143,37 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
 
     ExportOptions options;
     options.folder = folders.front();
+    options.extension = *type == ExportFileType::aiff ? ".aiff" : ".wav";
     options.overwrite = true;
     workspace.setLastExportFolder (options.folder.getFullPathName());
 
     if (confirmOverwriting (planExport (tracks, options), prompts))
         runExport ("Exporting Group to folder " + options.folder.getFullPathName(), tracks, options, {});
+}
+
+std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& title, int numFiles)
+{
+    const auto isAiffProposed = exportFileType (workspace.settings()) == ExportFileType::aiff;
+    auto chosen = 0;
+    MessageDialogSettings dialog;
+    dialog.title = title;
+    dialog.message = numFiles == 1
+                         ? juce::String ("One file is written. Of which type?")
+                         : juce::String (numFiles) + " files are written, one for each track. Of which type?";
+    // What was chosen last time has the place and the focus of the primary button.
+    dialog.buttons = {
+        { .text = "Cancel", .isSafe = true },
+        { .text = isAiffProposed ? "WAV" : "AIFF" },
+        { .text = isAiffProposed ? "AIFF" : "WAV", .look = ButtonLook::primary, .hasFirstFocus = true },
+    };
+    prompts.showMessage (dialog, [&] (int button, bool) { chosen = button; });
+
+    if (chosen == 0)
+        return {};
+
+    const auto isAiff = isAiffProposed == (chosen == 2);
+    workspace.settings().setValue (appSettingsKeys::exportFileType, isAiff ? "aiff" : "wav");
+    return isAiff ? ExportFileType::aiff : ExportFileType::wav;
 }
 
 void GroupWork::runExport (const juce::String& title,
@@ -138,6 +183,8 @@ void GroupWork::runExport (const juce::String& title,
 {
     const WritingNote note (workspace.folders().writing(), options.folder);
     auto left = tracks;
+    // What is tried again goes where it would have gone, whatever has taken the names before it.
+    auto files = planExport (tracks, options);
 
     for (;;)
     {
@@ -152,23 +199,29 @@ void GroupWork::runExport (const juce::String& title,
                         {
                             report =
                                 singleFile == juce::File()
-                                    ? exportTracks (left, ownOptions, controlOf (watch))
+                                    ? exportTracks (left, files, ownOptions, controlOf (watch))
                                     : exportTrackTo (singleFile, left.front(), ownOptions, controlOf (watch));
                         });
 
         if (end == JobRunner::End::failed)
             prompts.warn ("The export did not come to its end.", runner.failure());
 
-        if (end != JobRunner::End::done || ! reportExport (report, left, options))
+        // A stop that came too late changes nothing: the files are there.
+        if (end == JobRunner::End::failed || report.stopped || ! reportExport (report, left, options))
             return;
 
         std::vector<SessionTrack> failed;
+        std::vector<juce::File> failedFiles;
 
         for (std::size_t i = 0; i < report.tracks.size(); ++i)
             if (! report.tracks[i].written)
+            {
                 failed.push_back (left[i]);
+                failedFiles.push_back (files[i]);
+            }
 
         left = std::move (failed);
+        files = std::move (failedFiles);
     }
 }
 
@@ -180,31 +233,12 @@ bool GroupWork::reportExport (const ExportReport& report,
     content.facts = factsOf (report, tracks, options.folder);
 
     for (const auto& track : report.tracks)
-    {
-        ExportReportLine line;
-        const auto fileName = track.file.getFileName();
-        line.fileName = shownText (fileName);
-        line.outcome = track.written ? ExportReportLine::Outcome::written : ExportReportLine::Outcome::failed;
-
-        for (const auto& text : report.log)
-            if (text.startsWith (fileName + " - "))
-            {
-                line.remark = shownText (text.fromFirstOccurrenceOf (" - ", false, false));
-
-                if (track.written)
-                    line.outcome = ExportReportLine::Outcome::remarked;
-            }
-
-        if (! track.written)
-            line.remark = shownText (reasonOf (track));
-
-        content.lines.push_back (line);
-    }
+        content.lines.push_back (lineOf (track, report.remarksOn (track.file)));
 
     const auto folder = options.folder;
     const auto numWritten = content.numWritten();
 
-    if (report.log.isEmpty() && report.errors.isEmpty())
+    if (report.remarks.empty() && report.errors.isEmpty())
     {
         if (onNotice)
             onNotice (filesExported (numWritten), "Show in folder", [folder] { showFolder (folder); });

@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace tessivar
@@ -109,6 +110,8 @@ private:
     /** Asks the user what the save can't decide, and notes the answer in the request. */
     [[nodiscard]] SaveAnswer askBeforeSaving (SaveRequest& request);
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
+    /** Which type of files an export to a folder writes; nothing when the user goes back. */
+    [[nodiscard]] std::optional<ExportFileType> askForFileType (const juce::String& title, int numFiles);
     void runExport (const juce::String& title,
                     const std::vector<SessionTrack>& tracks,
                     const ExportOptions& options,

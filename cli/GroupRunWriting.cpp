@@ -30,8 +30,8 @@ bool GroupRun::write()
     }
     progress.finish();
     report.writingSeconds = secondsNow() - start;
-    report.log = written.log;
-    report.log.addArray (components.log);
+    report.log = written.log();
+    report.log.addArray (components.log());
 
     if (written.stopped || components.stopped)
     {

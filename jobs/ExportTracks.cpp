@@ -28,9 +28,24 @@ juce::File fileIn (const juce::File& folder, const juce::String& name)
     return juce::File (juce::File::addTrailingSeparator (folder.getFullPathName()) + name);
 }
 
+/** A name that any file system takes, and no file browser hides. */
+juce::String safeFileName (const juce::String& name)
+{
+    juce::String printable;
+
+    for (auto text = name.getCharPointer(); ! text.isEmpty();)
+        if (const auto character = text.getAndAdvance(); character >= 0x20 && character != 0x7f)
+            printable += character;
+
+    const auto safe = juce::File::createLegalFileName (printable).trimCharactersAtStart (". ").trimEnd();
+    return safe.isNotEmpty() ? safe : juce::String ("Track");
+}
+
+/** Files by other writers of Groups don't tell where a track came from. */
 juce::String baseName (const SessionTrack& track)
 {
-    return track.sourceFile.getFileNameWithoutExtension();
+    const auto ofSource = track.sourceFile.getFileNameWithoutExtension();
+    return ofSource.isNotEmpty() ? ofSource : safeFileName (track.name);
 }
 
 juce::String channelSuffix (const SessionTrack& track)
@@ -100,8 +115,9 @@ double energyOf (std::span<const float> samples)
 
 juce::Result lostAudio (const SessionTrack& track, const std::shared_ptr<TrackSamples>& samples)
 {
+    const auto path = track.sourceFile.getFullPathName();
     return juce::Result::fail (
-        "the audio of " + track.sourceFile.getFullPathName() + " can't be read: "
+        "the audio of " + (path.isNotEmpty() ? path : track.name) + " can't be read: "
         + (samples != nullptr ? samples->lastError() : juce::String ("it was never kept")));
 }
 
@@ -235,10 +251,7 @@ public:
         return result;
     }
 
-    void log (const juce::File& file, const juce::String& text)
-    {
-        report.log.add (file.getFileName() + " - " + text);
-    }
+    void log (const juce::File& file, const juce::String& text) { report.remarks.push_back ({ file, text }); }
 
 private:
     juce::Result writeFile (MonoFilePlan plan, Signal& signal, TrackExport& result)
@@ -468,12 +481,40 @@ std::vector<juce::File> planComponents (std::span<const SessionTrack> tracks, co
     return files;
 }
 
+juce::StringArray ExportReport::log() const
+{
+    juce::StringArray lines;
+
+    for (const auto& remark : remarks)
+        lines.add (remark.file.getFileName() + " - " + remark.text);
+
+    return lines;
+}
+
+juce::StringArray ExportReport::remarksOn (const juce::File& file) const
+{
+    juce::StringArray texts;
+
+    for (const auto& remark : remarks)
+        if (remark.file == file)
+            texts.add (remark.text);
+
+    return texts;
+}
+
 ExportReport exportTracks (std::span<const SessionTrack> tracks,
                            const ExportOptions& options,
                            const AnalysisControl& control)
 {
+    return exportTracks (tracks, planExport (tracks, options), options, control);
+}
+
+ExportReport exportTracks (std::span<const SessionTrack> tracks,
+                           const std::vector<juce::File>& files,
+                           const ExportOptions& options,
+                           const AnalysisControl& control)
+{
     ExportReport report;
-    const auto files = planExport (tracks, options);
     const auto type = exportFileTypeFor (options.extension);
     std::int64_t totalSamples = 0;
 

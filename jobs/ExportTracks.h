@@ -38,8 +38,9 @@ struct ExportSampleFormat
 exportSampleFormatFor (int bitsPerSample, bool isFloatingPoint, ExportFileType type);
 
 /** The file name a track is exported under, without folder: the source's name, "_L" or "_R" when the source has more
-    than one channel, "_Processed" when the track has processed output, then extension (with its dot). Names that
-    would exceed 255 bytes are shortened in the part that comes from the source.
+    than one channel, "_Processed" when the track has processed output, then extension (with its dot). A track that knows
+    no source file gives its own name, without what file systems don't take. Names that would exceed 255 bytes are
+    shortened in that part.
 */
 [[nodiscard]] juce::String exportFileName (const SessionTrack& track, const juce::String& extension);
 
@@ -82,13 +83,26 @@ struct TrackExport
     double removedPartDb = -200.0;
 };
 
+/** Something that happened to one file, and that the user should know. */
+struct ExportRemark
+{
+    juce::File file;
+    juce::String text; // "File already exists - Overwritting."
+};
+
 struct ExportReport
 {
     std::vector<TrackExport> tracks; // indexed like the tracks given
     std::vector<juce::File> componentFiles;
-    juce::StringArray log;    // one line an event, each beginning with the file's name
-    juce::StringArray errors; // file and reason of everything that was not written
-    bool stopped = false;     // what was complete by then is kept, nothing else
+    std::vector<ExportRemark> remarks; // in the order in which they came
+    juce::StringArray errors;          // file and reason of everything that was not written
+    bool stopped = false;              // what was complete by then is kept, nothing else
+
+    /** The remarks as the lines of a log: "Snare_Processed.wav - File already exists - Overwritting." */
+    [[nodiscard]] juce::StringArray log() const;
+
+    /** The texts of the remarks on one file. */
+    [[nodiscard]] juce::StringArray remarksOn (const juce::File& file) const;
 
     [[nodiscard]] bool allWritten() const { return ! stopped && errors.isEmpty(); }
 };
@@ -101,6 +115,14 @@ struct ExportReport
     audio lies in, nor what options.rules protect. A track that fails is reported and the others go on.
 */
 [[nodiscard]] ExportReport exportTracks (std::span<const SessionTrack> tracks,
+                                         const ExportOptions& options,
+                                         const AnalysisControl& control = {});
+
+/** As exportTracks(), to files that planExport() has named: after it for all tracks, some of them may be tried again, and
+    go where they would have gone.
+*/
+[[nodiscard]] ExportReport exportTracks (std::span<const SessionTrack> tracks,
+                                         const std::vector<juce::File>& files,
                                          const ExportOptions& options,
                                          const AnalysisControl& control = {});
 

@@ -226,6 +226,11 @@ void TessivarWorkspace::setLastExportFolder (const juce::String& path)
     store.setValue (settingsKeys::lastExportFolder, path);
 }
 
+juce::File TessivarWorkspace::exportDialogFolder() const
+{
+    return chosenFolders.exportFolder.value_or (juce::File (lastExportFolder()));
+}
+
 juce::File TessivarWorkspace::defaultDialogFolder() const
 {
     if (const auto selected = selectedGroup(); selected != nullptr && selected->numTracks() > 0)

@@ -99,6 +99,9 @@ public:
     [[nodiscard]] juce::String lastExportFolder() const;
     void setLastExportFolder (const juce::String& path);
 
+    /** Where choosers for exports begin: the export folder of the settings page, or else the last one. */
+    [[nodiscard]] juce::File exportDialogFolder() const;
+
     /** The folder of the first source file of the selected Group; the documents folder when there is none. */
     [[nodiscard]] juce::File defaultDialogFolder() const;
 

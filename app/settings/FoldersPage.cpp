@@ -122,10 +122,7 @@ void FoldersPage::useDefault()
 
 void FoldersPage::chooseExport()
 {
-    const auto start = context.workspace.folderSettings().exportFolder.value_or (
-        juce::File (context.workspace.lastExportFolder()));
-
-    if (const auto folder = askForFolder ("Export folder", start))
+    if (const auto folder = askForFolder ("Export folder", context.workspace.exportDialogFolder()))
     {
         auto chosen = context.workspace.folderSettings();
         chosen.exportFolder = folder;

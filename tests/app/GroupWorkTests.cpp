@@ -1,6 +1,8 @@
 #include "tests/app/WindowWorkRig.h"
 #include "tests/support/FileFaults.h"
 
+#include <juce_audio_formats/juce_audio_formats.h>
+
 #include <catch2/catch.hpp>
 
 #include <new>
@@ -234,6 +236,8 @@ TEST_CASE ("Files that are none of ours", "[app][work]")
 
     SECTION ("in a drop of many are left out in one notice, and unreadable ones told once a kind")
     {
+        std::vector<DialogListRow> rows;
+        rig.onDialog = [&] (DialogContent& dialog) { rows = WindowWorkRig::rowsOf (dialog); };
         std::vector<juce::File> files{ demoFile ("HH.flac") };
 
         for (int i = 0; i < 50; ++i)
@@ -249,6 +253,9 @@ TEST_CASE ("Files that are none of ours", "[app][work]")
         CHECK (rig.told.size() == 1);
         REQUIRE (notices.size() == 1);
         CHECK (notices[0].contains ("50"));
+        REQUIRE (rows.size() == 50);
+        CHECK (rows[49].text == "broken 49.wav");
+        CHECK (rows[49].detail.isNotEmpty()); // why
     }
 
     SECTION ("alone are told, as a folder without audio is")
@@ -271,6 +278,106 @@ TEST_CASE ("Files that are none of ours", "[app][work]")
         CHECK (rig.told.size() == 1);
         CHECK (rig.workspace.recentFiles().paths().isEmpty());
     }
+}
+
+TEST_CASE ("Exports are reported file by file", "[app][work]")
+{
+    WindowWorkRig rig;
+    std::vector<std::vector<DialogListRow>> reports;
+    const auto out = rig.folder.getChildFile ("out");
+    out.createDirectory();
+    auto folders = rig.workspace.folderSettings();
+    folders.exportFolder = out;
+    rig.workspace.setFolderSettings (folders);
+
+    // Louder than an AIFF file takes, and of more bits; and a track twice, so that names are numbered.
+    const auto room = rig.folder.getChildFile ("Song - Room.wav");
+    {
+        juce::AudioBuffer<float> audio (1, 20000);
+
+        for (int i = 0; i < 20000; ++i)
+            audio.setSample (0, i, i % 100 == 0 ? 2.0f : 0.1f);
+
+        juce::WavAudioFormat wav;
+        std::unique_ptr<juce::AudioFormatWriter> writer (
+            wav.createWriterFor (room.createOutputStream().release(), 44100.0, 1, 32, {}, 0));
+        REQUIRE (writer->writeFromAudioSampleBuffer (audio, 0, 20000));
+    }
+    rig.work.importInputs (
+        { demoFile ("HH.flac"), demoFile ("Kick In.flac"), demoFile ("Kick In.flac"), room }, nullptr);
+    const auto group = rig.workspace.selectedGroup();
+    REQUIRE (group != nullptr);
+    rig.answers = { "PROCEED" };
+    rig.work.analyze (group);
+    REQUIRE (group->isAnalysed());
+
+    rig.onDialog = [&] (DialogContent& dialog)
+    {
+        if (dynamic_cast<ExportReportDialog*> (&dialog) == nullptr)
+            return;
+
+        reports.push_back (WindowWorkRig::rowsOf (dialog));
+
+        // What was in the way goes, and what was written is touched.
+        if (reports.size() == 1)
+        {
+            out.getChildFile ("Kick In_Processed_2.aiff").deleteRecursively();
+            out.getChildFile ("Kick In_Processed.aiff").replaceWithText ("mine");
+        }
+    };
+    out.getChildFile ("Kick In_Processed_2.aiff/inside").createDirectory();
+    rig.choose ({ out.getFullPathName() });
+    rig.answers = { "AIFF", "Try failed again" };
+    rig.work.exportGroups (ExportScope::group, group);
+    CHECK (rig.chooserCalls().joinIntoString ("\n").contains ("--filename=" + out.getFullPathName() + "/"));
+
+    // All that there is to know of each file, under its whole name.
+    REQUIRE (reports.size() >= 1);
+    REQUIRE (reports[0].size() == 4);
+    CHECK (reports[0][0].remark.isEmpty());
+    CHECK (reports[0][2].text == "Kick In_Processed_2.aiff");
+    CHECK (reports[0][2].detail.contains ("Kick In_Processed_2.aiff"));
+    CHECK (reports[0][3].text == "Song - Room.aiff");
+    CHECK (reports[0][3].detail
+           == "The source is 32-bit float, which AIFF can't hold: written as 24 bit.\n200 samples clipped, "
+              "peak 6.02 dBFS.");
+
+    // Once more what failed, where it belongs, and nothing else.
+    CHECK (out.getChildFile ("Kick In_Processed.aiff").loadFileAsString() == "mine");
+    CHECK (out.getChildFile ("Kick In_Processed_2.aiff").existsAsFile());
+    CHECK (reports.back().size() == 1);
+
+    // The type and the folder are those of last time for the next export.
+    rig.answers = { "Overwrite" };
+    rig.work.exportGroups (ExportScope::allGroups, nullptr);
+    CHECK (out.getNumberOfChildFiles (juce::File::findFiles, "*.wav") == 0);
+    CHECK (out.getChildFile ("Kick In_Processed.aiff").getSize() > 1000);
+    rig.choose ({});
+    rig.work.exportTrack (group, group->track (0));
+    CHECK (rig.chooserCalls().joinIntoString ("\n").contains ("--filename=" + out.getFullPathName()
+                                                              + "/HH_Processed.wav"));
+}
+
+TEST_CASE ("Choosers begin in a folder that exists", "[app][chooser]")
+{
+    WindowWorkRig rig;
+    auto folders = rig.workspace.folderSettings();
+    folders.exportFolder = rig.folder.getChildFile ("gone/too");
+    rig.workspace.setFolderSettings (folders);
+    const auto documents = rig.workspace.lastViewedFolder();
+    REQUIRE_FALSE (juce::File (documents).isDirectory());
+    rig.choose ({});
+    rig.work.chooseAndOpen();
+    rig.work.chooseAndImportFolders();
+    CHECK (nearestFolder (rig.workspace.exportDialogFolder()) == rig.folder);
+    CHECK (nearestFolder ({}).isDirectory());
+
+    for (const auto& call : rig.chooserCalls())
+        CHECK (juce::File (call.fromLastOccurrenceOf ("--filename=", false, false)).isDirectory());
+
+    CHECK (rig.chooserCalls().size() == 2);
+    CHECK (rig.workspace.lastViewedFolder() == documents); // a stand-in is not remembered
+    CHECK (rig.workspace.folderSettings().exportFolder == rig.folder.getChildFile ("gone/too"));
 }
 
 TEST_CASE ("A job behind the progress dialog", "[app][work]")

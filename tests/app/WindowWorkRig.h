@@ -49,8 +49,11 @@ public:
         folder.deleteRecursively();
     }
 
-    /** What the next dialogs are answered with, by the texts of their buttons; one without an answer is escaped from. */
+    /** What the next dialogs are answered with, by the texts of their buttons; one without an answer is escaped from, but the
+        question for a type of files takes what is proposed.
+    */
     std::deque<juce::String> answers;
+    std::function<void (DialogContent&)> onDialog; // sees each of them first
     juce::StringArray told; // messages of the dialogs that came
     bool cancelsJobs = false;
 
@@ -77,7 +80,26 @@ public:
     DialogPrompts prompts{ scrim, painting.images };
     GroupWork work{ workspace, runner, prompts, juce::File (juce::String (TESSIVAR_BIN_DIR) + "/Resources") };
 
+    /** The lines of a dialog's list. */
+    [[nodiscard]] static std::vector<DialogListRow> rowsOf (const DialogContent& dialog)
+    {
+        for (auto* child : dialog.getChildren())
+            if (const auto* list = dynamic_cast<DialogList*> (child))
+                return list->getRows();
+
+        return {};
+    }
+
 private:
+    static bool hasButton (const DialogContent& dialog, const juce::String& text)
+    {
+        for (int i = 0; i < dialog.getNumButtons(); ++i)
+            if (dialog.getButton (i).getButtonText() == text)
+                return true;
+
+        return false;
+    }
+
     struct Quiet final : juce::Logger
     {
         void logMessage (const juce::String&) override {}
@@ -100,7 +122,19 @@ private:
         if (top == nullptr)
             return;
 
-        told.add (top->getMessage());
+        const auto asksForType = top->getTitle().startsWith ("Export ");
+
+        if (asksForType && (answers.empty() || ! hasButton (*top, answers.front())))
+        {
+            top->choose (top->getNumButtons() - 1);
+            return;
+        }
+
+        if (! asksForType)
+            told.add (top->getMessage());
+
+        if (onDialog)
+            onDialog (*top);
 
         if (answers.empty())
         {

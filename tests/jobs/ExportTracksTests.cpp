@@ -198,6 +198,22 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
         CHECK (files[3].getFileName().endsWith (juce::String::fromUTF8 ("\xc3\xb6_Processed.wav")));
     }
 
+    SECTION ("a track that knows no source file goes by its own name, as far as files can")
+    {
+        std::vector<SessionTrack> tracks (4);
+        tracks[0].name = "Snare / Top\n";
+        tracks[1].name = "Kick";
+        tracks[2].name = "../..";
+        tracks[3].name = "Kick";
+        tracks[3].sourceFile = juce::File ("/takes/Kick in.WAV");
+        juce::StringArray names;
+
+        for (const auto& file : planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" }))
+            names.add (file.getRelativePathFrom (juce::File ("/out")));
+
+        CHECK (names == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav" });
+    }
+
     SECTION ("the extension chooses the type, the source and the type choose the depth")
     {
         CHECK (exportFileTypeFor (".AIF") == ExportFileType::aiff);
@@ -332,8 +348,8 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         CHECK (report.tracks[0].peak == Approx (1.25f).epsilon (1.0e-3));
         CHECK (report.tracks[0].removedDb
                == Approx (10.0 * std::log10 (energy / sourceEnergy)).margin (1.0e-6));
-        REQUIRE (report.log.size() == 1);
-        CHECK (report.log[0]
+        REQUIRE (report.log().size() == 1);
+        CHECK (report.log()[0]
                == "Snare_Processed.wav - " + juce::String (clipped) + " samples clipped, peak 1.94 dBFS.");
     }
 
@@ -380,7 +396,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         options.extension = ".aiff";
         report = exportTracks (tracks, options);
         REQUIRE (report.allWritten());
-        CHECK (report.log.joinIntoString ("\n")
+        CHECK (report.log().joinIntoString ("\n")
                == "Snare.aiff - AIFF has no place for this metadata of the source: bext, iXML, zzzz.");
         const auto aiff = chunksOf (report.tracks[0].file, ExportFileType::aiff);
         REQUIRE (idsOf (aiff) == "MARK");
@@ -421,7 +437,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         options.overwrite = true;
         report = exportTracks (tracks, options);
         CHECK (report.allWritten());
-        CHECK (report.log[0] == "Snare.wav - File already exists - Overwritting.");
+        CHECK (report.log()[0] == "Snare.wav - File already exists - Overwritting.");
         CHECK (rawSamples (target) == rawSamples (source));
     }
 
@@ -561,8 +577,8 @@ TEST_CASE ("exportTracks", "[jobs][export]")
                 {
                     REQUIRE (report.errors.size() == 1);
                     REQUIRE (report.errors[0].contains (target.getFullPathName()));
-                    REQUIRE (
-                        report.log[report.log.size() - 1].startsWith ("Snare_Processed.wav - Failed to "));
+                    REQUIRE (report.log()[report.log().size() - 1].startsWith (
+                        "Snare_Processed.wav - Failed to "));
                 }
             }
     }
@@ -575,7 +591,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         {
             const auto report = exportTracks (tracks, options);
             REQUIRE (report.errors.size() == 1);
-            CHECK (report.log.joinIntoString ("\n") == "Snare.wav - Failed to open file.");
+            CHECK (report.log().joinIntoString ("\n") == "Snare.wav - Failed to open file.");
             return report.errors[0];
         };
 

@@ -87,6 +87,10 @@ TEST_CASE ("A first session", "[window][session]")
     REQUIRE (user.x.heartbeat (run.window)); // the pointer is back from under the knob
     user.answerChoosers ({ { out.getFullPathName() } });
     user.x.click (run.exportButton());
+    REQUIRE (waitUntil ([&] { return run.asksSomething(); })); // of which type
+    run.keepPicture ("first-5-type");
+    user.x.key ("Return");
+    ++answers;
     REQUIRE (waitUntil ([&] { return namesIn (out).size() == 4; }));
     REQUIRE (run.waitForRest());
     const auto seconds = (now() - start) / 1000.0;
@@ -132,6 +136,12 @@ TEST_CASE ("Choosers and keys", "[window][choosers]")
             [&]
             {
                 user.x.key (key);
+
+                // An export to a folder asks for the type first.
+                if (waitUntil ([&] { return calls() > count || run.asksSomething(); }, 5000)
+                    && calls() == count)
+                    user.x.key ("Return");
+
                 return waitUntil ([&] { return calls() > count; }, 5000);
             },
             40000));
