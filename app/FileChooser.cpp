@@ -179,8 +179,18 @@ juce::StringArray kdialogArguments (const FileChooserRequest& request)
     return arguments;
 }
 
-std::vector<juce::File> chooseFiles (const FileChooserRequest& request)
+juce::File nearestFolder (juce::File folder)
 {
+    while (! folder.isDirectory() && folder != folder.getParentDirectory())
+        folder = folder.getParentDirectory();
+
+    return folder.isDirectory() ? folder : juce::File::getSpecialLocation (juce::File::userHomeDirectory);
+}
+
+std::vector<juce::File> chooseFiles (const FileChooserRequest& wanted)
+{
+    auto request = wanted;
+    request.startFolder = nearestFolder (wanted.startFolder);
     const auto zenity = programInPath ("zenity"), kdialog = programInPath ("kdialog");
 
     // kdialog can't choose several folders.
