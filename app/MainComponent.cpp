@@ -21,6 +21,8 @@ constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 30
 constexpr int fastHz = 60, slowHz = 4;
 constexpr double exactPause = 0.1;     // s without a change before exact columns are asked for
 constexpr double processedPause = 0.5; // s without a change before a whole processed track is read
+constexpr double meterRelease =
+    2.5; // s in which the output meter falls after playback, its held peak included
 constexpr double longestExact =
     60.0; // s that are read at once for exact columns; the whole track covers more
 constexpr double meterRange = SuppressionMeterState::numLeds;
@@ -399,7 +401,13 @@ void MainComponent::timerCallback()
         movePlayhead();
 
     if (isPlaying != std::exchange (wasPlaying, isPlaying))
+    {
         showTransport();
+        animateFor (meterRelease);
+    }
+
+    if (dock.isFading())
+        animateFor (1.0 / slowHz);
 
     if (isPlaying || time < animateUntil)
     {

@@ -1,4 +1,5 @@
 #include "tests/ui/GallerySamples.h"
+#include "tests/ui/MouseEvents.h"
 #include "tests/ui/Snapshots.h"
 
 #include "ui/EmptyView.h"
@@ -19,27 +20,7 @@ namespace tessivar
 namespace
 {
 
-juce::MouseEvent mouseAt (juce::Component& component,
-                          juce::Point<float> position,
-                          int modifiers = juce::ModifierKeys::leftButtonModifier)
-{
-    const auto now = juce::Time::getCurrentTime();
-    return { juce::Desktop::getInstance().getMainMouseSource(),
-             position,
-             juce::ModifierKeys (modifiers),
-             juce::MouseInputSource::defaultPressure,
-             juce::MouseInputSource::defaultOrientation,
-             juce::MouseInputSource::defaultRotation,
-             juce::MouseInputSource::defaultTiltX,
-             juce::MouseInputSource::defaultTiltY,
-             &component,
-             &component,
-             now,
-             position,
-             now,
-             1,
-             false };
-}
+using test::mouseAt;
 
 constexpr auto left = juce::ModifierKeys::leftButtonModifier;
 constexpr auto shiftLeft = juce::ModifierKeys::leftButtonModifier | juce::ModifierKeys::shiftModifier;

@@ -1,8 +1,11 @@
+#include "tests/ui/MouseEvents.h"
 #include "tests/window/FakePrograms.h"
 
 #include "app/MainWindow.h"
 #include "app/system/ProgramLog.h"
 #include "ui/TessivarLookAndFeel.h"
+#include "ui/browser/BrowserRows.h"
+#include "ui/dock/KnobSection.h"
 
 #include <catch2/catch.hpp>
 
@@ -78,6 +81,29 @@ public:
         return lines[lines.size() - 1];
     }
 
+    /** Below the content, at any depth; null when there is none that the test accepts. */
+    template <typename Kind>
+    Kind* find (const std::function<bool (Kind&)>& accepts)
+    {
+        std::vector<juce::Component*> waiting{ &window->content() };
+
+        while (! waiting.empty())
+        {
+            auto* component = waiting.back();
+            waiting.pop_back();
+
+            if (auto* found = dynamic_cast<Kind*> (component); found != nullptr && accepts (*found))
+                return found;
+
+            for (auto* child : component->getChildren())
+                waiting.push_back (child);
+        }
+
+        return nullptr;
+    }
+
+    bool press (const juce::KeyPress& key) { return window->content().keyPressed (key); }
+
     TessivarWorkspace& workspace() { return window->content().getWorkspace(); }
     Group::Ptr group() { return workspace().selectedGroup(); }
 
@@ -103,6 +129,12 @@ private:
 
         if (top == nullptr || dynamic_cast<ProgressDialog*> (top) != nullptr)
             return;
+
+        if (top->getTitle().startsWith ("Export ")) // of which type: as proposed
+        {
+            top->choose (top->getNumButtons() - 1);
+            return;
+        }
 
         told.add (top->getTitle());
 
@@ -266,4 +298,91 @@ TEST_CASE ("All commands are performed", "[window][commands]")
     CHECK (rig.quits == 1);
 
     CHECK (performed == std::set<int> (servedCommands().begin(), servedCommands().end()));
+}
+
+TEST_CASE ("Shift-click takes the tracks from the last plain choice on", "[window][browser]")
+{
+    WindowRig rig;
+    rig.perform (commandId::newGroup);
+    rig.chooserAnswers ({ demoFile ("Floor.flac").getFullPathName(),
+                          demoFile ("HH.flac").getFullPathName(),
+                          demoFile ("Kick In.flac").getFullPathName(),
+                          demoFile ("SD Bot.flac").getFullPathName(),
+                          demoFile ("SD Top.flac").getFullPathName() });
+    rig.perform (commandId::importTracks);
+    REQUIRE (rig.group()->numTracks() == 5);
+    const auto click = [&] (int index, int modifiers = 0)
+    {
+        const auto id = static_cast<RowId> (rig.group()->track (index)->id());
+        auto* row = rig.find<TrackRow> ([&] (TrackRow& each) { return each.getTrack() == id; });
+        REQUIRE (row != nullptr);
+        const auto event =
+            test::mouseAt (*row, { 200.0f, 20.0f }, juce::ModifierKeys::leftButtonModifier | modifiers);
+        row->mouseDown (event);
+        row->mouseUp (event);
+        rig.settle();
+    };
+    // The key leaves out or takes back whatever is chosen.
+    const auto excluded = [&]
+    {
+        REQUIRE (rig.press (juce::KeyPress ('e')));
+        rig.settle();
+        juce::String pattern;
+
+        for (int i = 0; i < 5; ++i)
+            pattern << (rig.group()->track (i)->state().excluded ? "x" : "-");
+
+        REQUIRE (rig.press (juce::KeyPress ('e')));
+        rig.settle();
+        return pattern;
+    };
+
+    click (0);
+    click (2);
+    click (4, juce::ModifierKeys::shiftModifier);
+    CHECK (excluded() == "--xxx");
+    click (1, juce::ModifierKeys::shiftModifier); // about the same anchor
+    CHECK (excluded() == "-xx--");
+
+    // A choice by key is one as well.
+    click (0);
+    REQUIRE (rig.press (juce::KeyPress (juce::KeyPress::downKey)));
+    rig.settle();
+    click (3, juce::ModifierKeys::shiftModifier);
+    CHECK (excluded() == "-xxx-");
+}
+
+TEST_CASE ("A knob's value label goes away and tells the value in between", "[window][dock]")
+{
+    WindowRig rig;
+    rig.chooserAnswers (
+        { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
+    rig.perform (commandId::importTracks);
+    rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
+    rig.perform (commandId::analyzeGroup);
+    REQUIRE (rig.group()->isAnalysed());
+    auto* focus = rig.find<KnobSection> ([] (KnobSection& each) { return each.getTitle() == "Focus"; });
+    REQUIRE (focus != nullptr);
+    auto& label = focus->getLabel();
+    const auto goes = [&]
+    {
+        for (int i = 0; i < 100 && label.isVisible(); ++i)
+            juce::MessageManager::getInstance()->runDispatchLoopUntil (100);
+
+        return ! label.isVisible();
+    };
+
+    focus->getKnob().showValueLabel();
+    REQUIRE (label.isVisible());
+    rig.perform (commandId::toggleSetting); // to B, which is at nothing
+    CHECK (label.getText() == "0%");
+    CHECK (goes());
+
+    // Typing keeps it, Escape lets it go.
+    focus->typeValue();
+    CHECK (label.isBeingEdited());
+    juce::MessageManager::getInstance()->runDispatchLoopUntil (1000);
+    REQUIRE (label.isVisible());
+    label.hideEditor (true);
+    CHECK (goes());
 }

@@ -94,6 +94,9 @@ void KnobSection::setState (const State& newState)
     // While the knob is held, the hand decides; a late value would pull it away.
     if (! knob.isMouseButtonDown())
         knob.setValue (state.available ? state.value : 0.0, juce::dontSendNotification);
+    // The label may still show the value of another track, or of before an undo.
+    if (! label.isBeingEdited())
+        label.setText (percentText (knob.getValue(), settings.maximum), juce::dontSendNotification);
     repaint();
 }
 

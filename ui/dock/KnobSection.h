@@ -66,6 +66,9 @@ public:
     /** One step of the label's fade; called 30 times a second. */
     void fadeTick() { label.fadeTick(); }
 
+    /** Whether the label is on its way out, which takes ticks: not while something is typed into it. */
+    bool isFading() const { return label.isVisible() && ! label.isBeingEdited(); }
+
     TessivarKnobComponent& getKnob() { return knob; }
     TessivarKnobTooltip& getLabel() { return label; }
 

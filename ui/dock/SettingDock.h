@@ -61,6 +61,9 @@ public:
     /** One step of the value labels' fade; called 30 times a second. */
     void fadeTick();
 
+    /** Whether a value label needs these steps. */
+    bool isFading() const { return focus.isFading() || fine.isFading(); }
+
     void paint (juce::Graphics& g) override;
     void resized() override;
 
