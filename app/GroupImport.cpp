@@ -228,6 +228,10 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
         imported.storageError = "memory ran out";
 
     finishImport (std::move (imported), group);
+
+    if (target == nullptr && group->numTracks() == 0)
+        workspace.removeGroup (workspace.indexOf (group.get()));
+
     showPendingWarnings();
 }
 

@@ -285,8 +285,17 @@ void MainComponent::wireWork()
         juce::MessageManager::callAsync (
             [this, demo, self = juce::Component::SafePointer<juce::Component> (this)]
             {
-                if (self != nullptr)
-                    openPaths ({ demo.getFullPathName() });
+                if (self == nullptr)
+                    return;
+
+                // Not the folder: its licence would be told of as no audio.
+                juce::StringArray tracks;
+
+                for (const auto& file : demo.findChildFiles (juce::File::findFiles, false, "*.flac"))
+                    tracks.add (file.getFullPathName());
+
+                tracks.sortNatural();
+                openPaths (tracks);
             });
     };
     empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
