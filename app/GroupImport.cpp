@@ -181,10 +181,10 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
     if (end == JobRunner::End::stopped)
         return;
 
-    if (end == JobRunner::End::outOfMemory)
-        warnings.add (file.getFileName(), ImportWarnings::unreadable, "memory ran out");
+    if (end == JobRunner::End::failed)
+        warnings.add (file.getFileName(), ImportWarnings::unreadable, runner.failure());
 
-    if (end == JobRunner::End::outOfMemory || opened.failed())
+    if (end == JobRunner::End::failed || opened.failed())
     {
         showPendingWarnings();
         return;
@@ -224,8 +224,8 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
                         imported = importer.import (indices, state, warnings, *temporary, controlOf (watch));
                     });
 
-    if (imports == JobRunner::End::outOfMemory)
-        imported.storageError = "memory ran out";
+    if (imports == JobRunner::End::failed)
+        imported.storageError = runner.failure();
 
     finishImport (std::move (imported), group);
 
