@@ -212,7 +212,7 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
         const auto ask = [&] (std::function<void()> then)
         {
             scrim.show (makeWarningDialog (
-                fixture.images, "T", "M", {}, false, [then = std::move (then)] (bool) { then(); }));
+                fixture.images, "T", "M", {}, {}, false, [then = std::move (then)] (bool) { then(); }));
         };
         ask ([&] { ++answers; });
         ask ([&] { ask ([&] { ++answers; }); });
@@ -243,7 +243,7 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
     {
         DialogScrim scrim;
         scrim.setSize (1024, 640);
-        scrim.show (makeWarningDialog (fixture.images, "T", "M", {}, false, nullptr));
+        scrim.show (makeWarningDialog (fixture.images, "T", "M", {}, {}, false, nullptr));
         for (const auto size : { juce::Point<int> (1024, 640), juce::Point<int> (1400, 900) })
             for (const auto scale : { 1, 2 })
             {

@@ -83,6 +83,7 @@ std::vector<std::unique_ptr<DialogContent>> sampleDialogs (const ResourceImages&
                            "In order to analyze the HiHat track a Kick or Snare track has to be present in "
                            "the Group. Add a Kick/Snare track or select Other as the track type.",
                            {},
+                           {},
                            false,
                            nullptr));
     dialogs.push_back (
