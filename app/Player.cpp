@@ -188,8 +188,8 @@ void Player::tick()
              && (lastLateNotice == 0 || now - lastLateNotice > lateNoticeInterval))
     {
         lastLateNotice = now;
-        juce::Logger::writeToLog ("Playback: " + juce::String (late) + " late reads, " + juce::String (dropouts)
-                                  + " dropouts since the start");
+        juce::Logger::writeToLog ("Playback: " + juce::String (late) + " late reads, "
+                                  + juce::String (dropouts) + " dropouts since the start");
 
         if (onNotice)
             onNotice (late != seenLateBlocks ? "Playback cannot keep up"

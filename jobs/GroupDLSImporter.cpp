@@ -42,8 +42,9 @@ Copy copyOf (TrackSamples& original,
         made.failed())
         return { CopyEnd::noRoom, nullptr, made.getErrorMessage() };
 
-    std::vector<float> chunk (static_cast<std::size_t> (std::min<std::int64_t> (length, GroupDLSImporter::chunkLength))
-                              * numChannels);
+    std::vector<float> chunk (
+        static_cast<std::size_t> (std::min<std::int64_t> (length, GroupDLSImporter::chunkLength))
+        * numChannels);
 
     for (std::int64_t start = 0; start < length; start += GroupDLSImporter::chunkLength)
     {
@@ -121,7 +122,8 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
     const auto refuse = [&] (const TrackState& track, int code, const juce::String& reason)
     {
         warnings.add (track.name, code, reason);
-        result.refused.push_back ({ groupFile, code, groupFile.getFullPathName() + ", " + track.name + ": " + reason });
+        result.refused.push_back (
+            { groupFile, code, groupFile.getFullPathName() + ", " + track.name + ": " + reason });
     };
 
     for (const auto index : indices)
@@ -148,11 +150,13 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
 
     for (auto& track : wanted)
     {
-        auto copy = copyOf (*allSamplesOf (track),
-                            store,
-                            control,
-                            [&] (std::int64_t frames)
-                            { control.progress (static_cast<double> (done + frames) / static_cast<double> (total)); });
+        auto copy =
+            copyOf (*allSamplesOf (track),
+                    store,
+                    control,
+                    [&] (std::int64_t frames) {
+                        control.progress (static_cast<double> (done + frames) / static_cast<double> (total));
+                    });
 
         if (copy.end == CopyEnd::stopped || copy.end == CopyEnd::noRoom)
             return ended (copy.end, copy.reason);

@@ -22,7 +22,9 @@ struct EditableTrack
     /** The values of a state of the track, which need not be its present one. */
     EditableTrack (const Track::Ptr& trackToRead, const TrackState& state);
 
-    explicit EditableTrack (const Track::Ptr& trackToRead) : EditableTrack (trackToRead, trackToRead->state()) {}
+    explicit EditableTrack (const Track::Ptr& trackToRead) : EditableTrack (trackToRead, trackToRead->state())
+    {
+    }
     bool operator== (const EditableTrack&) const = default;
 };
 

@@ -58,7 +58,7 @@ struct TrackState
 {
     std::uint32_t id = 0;        // of this track within the process; a copy of the track has another
     std::uint32_t contentId = 0; // within the process: another one whenever the samples are others
-    TrackRecord record;   // knobs, A/B, drum type, processed flag, length
+    TrackRecord record;          // knobs, A/B, drum type, processed flag, length
     juce::String name;
     bool excluded = false;
     bool knobsTouched = false; // by the user: from then on no analysis moves them
@@ -70,7 +70,7 @@ struct TrackState
     double sampleRate = 0.0;   // Hz
     int bitsPerSample = 0;
     bool isFloatingPoint = false;
-    juce::StringPairArray metadata;                 // as its reader gave it
+    juce::StringPairArray metadata;                   // as its reader gave it
     std::shared_ptr<const SourceChunks> sourceChunks; // null when they are too large to keep, or unknown
 
     std::shared_ptr<TrackSamples> source;   // one channel; null only for a track whose audio is lost

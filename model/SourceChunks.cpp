@@ -69,7 +69,8 @@ std::optional<SourceChunks> SourceChunks::fromText (const juce::String& text)
 
     juce::MemoryOutputStream decoded;
 
-    if (! known || ! juce::Base64::convertFromBase64 (decoded, text.fromFirstOccurrenceOf (":", false, false)))
+    if (! known
+        || ! juce::Base64::convertFromBase64 (decoded, text.fromFirstOccurrenceOf (":", false, false)))
         return std::nullopt;
 
     const auto* bytes = static_cast<const std::uint8_t*> (decoded.getData());

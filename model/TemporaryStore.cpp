@@ -445,9 +445,8 @@ std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
         return std::nullopt;
 
     struct stat status = {};
-    const auto pending = ::stat (existing.c_str(), &status) == 0
-                             ? roomRelease::pendingBytes (status.st_dev)
-                             : 0;
+    const auto pending =
+        ::stat (existing.c_str(), &status) == 0 ? roomRelease::pendingBytes (status.st_dev) : 0;
     return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize) + pending;
 }
 

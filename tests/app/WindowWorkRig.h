@@ -54,7 +54,7 @@ public:
     */
     std::deque<juce::String> answers;
     std::function<void (DialogContent&)> onDialog; // sees each of them first
-    juce::StringArray told; // messages of the dialogs that came
+    juce::StringArray told;                        // messages of the dialogs that came
     bool cancelsJobs = false;
 
     void choose (const juce::StringArray& paths)

@@ -42,7 +42,16 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
 
     SECTION ("of one track, from one time to another")
     {
-        REQUIRE (run ({ "render", group, "--track", "Kick", "--from", "0.1", "--to", "0:0.5", "--out", work.path ("a.wav") })
+        REQUIRE (run ({ "render",
+                        group,
+                        "--track",
+                        "Kick",
+                        "--from",
+                        "0.1",
+                        "--to",
+                        "0:0.5",
+                        "--out",
+                        work.path ("a.wav") })
                  == 0);
         const auto rendered = test::decode (work.child ("a.wav"));
         const auto exported = test::decode (work.child ("out/Kick_Processed.wav"));
@@ -51,22 +60,25 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
         float worst = 0.0f;
         for (std::size_t i = 0; i < rendered.samples.size(); ++i)
             worst = std::max (worst, std::abs (rendered.samples[i] - exported.samples[i + 4410]));
-        CHECK (worst <= 1.0f / 16777216.0f); // half a step of 24 bits
+        CHECK (worst <= 1.0f / 16777216.0f);                                  // half a step of 24 bits
         CHECK (run ({ "render", group, "--out", work.path ("a.wav") }) == 4); // exists
     }
 
     SECTION ("so that processed and removed make the source again")
     {
-        for (const auto& [option, file] :
-             { std::pair{ "--all", "p.wav" }, std::pair{ "--removed", "r.wav" }, std::pair{ "--bypass", "s.wav" } })
+        for (const auto& [option, file] : { std::pair{ "--all", "p.wav" },
+                                            std::pair{ "--removed", "r.wav" },
+                                            std::pair{ "--bypass", "s.wav" } })
             REQUIRE (run ({ "render", group, option, "--out", work.path (file) }) == 0);
 
-        const auto processed = test::decode (work.child ("p.wav")), removed = test::decode (work.child ("r.wav")),
+        const auto processed = test::decode (work.child ("p.wav")),
+                   removed = test::decode (work.child ("r.wav")),
                    source = test::decode (work.child ("s.wav"));
         float worst = 0.0f, loudestRemoved = 0.0f;
         for (std::size_t i = 0; i < source.samples.size(); ++i)
         {
-            worst = std::max (worst, std::abs (processed.samples[i] + removed.samples[i] - source.samples[i]));
+            worst =
+                std::max (worst, std::abs (processed.samples[i] + removed.samples[i] - source.samples[i]));
             loudestRemoved = std::max (loudestRemoved, std::abs (removed.samples[i]));
         }
         CHECK (worst < 1.0e-6f);

@@ -95,9 +95,12 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
         CHECK (desk.request (group) == AnalysisRequestEnd::returned);
         CHECK (heard == juce::StringArray{ "ask: Quick Tips|PROCEED|RETURN" });
         CHECK (desk.prompts.lastText
-               == "To ensure the best possible analysis results:\n 1) Please make sure to choose the correct drum type "
-                  "for each track.\n 2) Please avoid including tracks consisting exclusively of leakage or silence.\n "
-                  "3) Keep in mind that different track combinations produce different results.\n\n Would you like to "
+               == "To ensure the best possible analysis results:\n 1) Please make sure to choose the correct "
+                  "drum type "
+                  "for each track.\n 2) Please avoid including tracks consisting exclusively of leakage or "
+                  "silence.\n "
+                  "3) Keep in mind that different track combinations produce different results.\n\n Would "
+                  "you like to "
                   "proceed with analysis, or change track settings?");
         CHECK (desk.numRuns == 0);
 
@@ -105,7 +108,8 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
         CHECK (desk.request (group) == AnalysisRequestEnd::done);
         CHECK (heard.isEmpty());
         CHECK (desk.request (group) == AnalysisRequestEnd::refused);
-        CHECK (heard == juce::StringArray{ "warn: Group has not changed since the last time you analyzed it." });
+        CHECK (heard
+               == juce::StringArray{ "warn: Group has not changed since the last time you analyzed it." });
         CHECK (desk.numRuns == 1);
     }
 
@@ -172,8 +176,9 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
             CHECK (end == (isStop ? AnalysisRequestEnd::stopped : AnalysisRequestEnd::failed));
             CHECK (heard
                    == (isStop ? juce::StringArray()
-                              : juce::StringArray{ "warn: Analyze seems to have failed. Please try again. If the "
-                                                   "problem persists contact us." }));
+                              : juce::StringArray{
+                                  "warn: Analyze seems to have failed. Please try again. If the "
+                                  "problem persists contact us." }));
             CHECK_FALSE (group->isAnalysed());
         }
     }
@@ -192,14 +197,17 @@ TEST_CASE ("Export checks", "[jobs][request]")
     const Group::Ptr group = new Group ("Take", { trackOf (DrumType::kick), trackOf (DrumType::other) });
     workspace.addGroup (group);
     CHECK (refusal (ExportScope::track, group.get(), nullptr) == "There are no tracks to export.");
-    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get()) == "The selected group is not analyzed.");
+    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get())
+           == "The selected group is not analyzed.");
     CHECK (refusal (ExportScope::group, group.get(), nullptr) == "The group is not analyzed.");
     CHECK (refusal (ExportScope::allGroups, group.get(), nullptr) == "The group is not analyzed.");
 
     const auto analysis = completedAnalysis (group);
     group->applyAnalysis (analysis.analysis, analysis.tracks);
-    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get()) == "The selected track is not analyzed.");
-    CHECK (refusal (ExportScope::track, group.get(), group->track (1).get()).isEmpty()); // passes through as it is
+    CHECK (refusal (ExportScope::track, group.get(), group->track (0).get())
+           == "The selected track is not analyzed.");
+    CHECK (refusal (ExportScope::track, group.get(), group->track (1).get())
+               .isEmpty()); // passes through as it is
     CHECK (refusal (ExportScope::group, group.get(), nullptr).isEmpty());
 
     workspace.addGroup (new Group ("Other", {}));

@@ -7,8 +7,8 @@ namespace tessivar::test
 
 /** An event of the mouse at a place of a component. */
 inline juce::MouseEvent mouseAt (juce::Component& component,
-                          juce::Point<float> position,
-                          int modifiers = juce::ModifierKeys::leftButtonModifier)
+                                 juce::Point<float> position,
+                                 int modifiers = juce::ModifierKeys::leftButtonModifier)
 {
     const auto now = juce::Time::getCurrentTime();
     return { juce::Desktop::getInstance().getMainMouseSource(),

@@ -11,10 +11,10 @@ namespace tessivar
 struct MessageDialogSettings
 {
     juce::String title, message;
-    bool warns = false;     // shows the amber sign
-    juce::StringArray list; // files the message is about
+    bool warns = false;        // shows the amber sign
+    juce::StringArray list;    // files the message is about
     juce::StringArray details; // what there is to know about each of them; may be shorter than the list
-    juce::String tickText;  // "Don't show this warning again."; empty: no dot
+    juce::String tickText;     // "Don't show this warning again."; empty: no dot
     std::vector<DialogButton> buttons;
     int width = 520;
 };
