@@ -74,9 +74,7 @@ Json trackToJson (const TrackState& track)
     json["sourceIsThere"] = track.sourceFile.existsAsFile();
     json["channel"] = track.channel;
     json["channels"] = track.numSourceChannels;
-    json["metadata"] = Json::object();
-    for (const auto& key : track.metadata.getAllKeys())
-        json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);
+    json["metadata"] = metadataToJson (track.metadata);
     return json;
 }
 } // namespace

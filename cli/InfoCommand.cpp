@@ -121,9 +121,7 @@ Json infoToJson (const FileInfo& info)
     json["nonFiniteSamples"] = nonFiniteSamplesOf (info.intake);
     json["type"] = jsonText (drumTypeKey (track.drumType));
     addTypeOrigin (json, originOf (guess), guess);
-    json["metadata"] = Json::object();
-    for (const auto& key : track.metadata.getAllKeys())
-        json["metadata"][jsonText (key)] = jsonText (track.metadata[key]);
+    json["metadata"] = metadataToJson (track.metadata);
     return json;
 }
 /** What is to be printed about one argument. */

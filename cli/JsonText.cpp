@@ -72,6 +72,17 @@ void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const Track
     json["listOrigin"] = isGuessed ? Json (jsonText (listWord (guess.source))) : Json();
 }
 
+nlohmann::ordered_json metadataToJson (const juce::StringPairArray& metadata)
+{
+    // Side by side, since looking each of some thousand markers up takes the square of their number.
+    nlohmann::ordered_json::object_t values;
+
+    for (int i = 0; i < metadata.size(); ++i)
+        values.emplace_back (jsonText (metadata.getAllKeys()[i]), jsonText (metadata.getAllValues()[i]));
+
+    return values;
+}
+
 nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings)
 {
     auto json = nlohmann::ordered_json::array();

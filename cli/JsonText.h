@@ -32,6 +32,9 @@ void printJson (std::ostream& out, const nlohmann::ordered_json& document);
 /** Adds the keys that tell where a track's type comes from: typeOrigin, abbreviation, list and listOrigin. */
 void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const TrackClassification& guess);
 
+/** Keys and values as an object. */
+[[nodiscard]] nlohmann::ordered_json metadataToJson (const juce::StringPairArray& metadata);
+
 /** Warnings as an array of code, message and entries. */
 [[nodiscard]] nlohmann::ordered_json warningsToJson (const std::vector<ImportWarnings::Warning>& warnings);
 
