@@ -368,8 +368,15 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         REQUIRE (session.run ({ "export", session.groupPath(), "--out", session.work.path ("out") }).exitCode
                  == 0);
 
-        for (const auto& track : session.info().at ("tracks"))
-            CHECK (track.at ("metadata") == metadata[track.at ("name") == "Kick" ? "Kick" : "Snare"]);
+        const auto saved = session.info();
+        REQUIRE (saved.at ("tracks").size() == 3);
+
+        for (const auto& track : saved.at ("tracks"))
+        {
+            const auto isKick = track.at ("name") == "Kick";
+            CHECK (track.at ("metadata") == metadata[isKick ? "Kick" : "Snare"]);
+            CHECK (track.at ("floatingPoint") == isKick);
+        }
 
         for (const auto* name : { "Kick_Processed.wav", "Snare_L_Processed.wav", "Snare_R_Processed.wav" })
         {

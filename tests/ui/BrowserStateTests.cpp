@@ -120,6 +120,7 @@ TEST_CASE ("Browser selection", "[ui][browser]")
         const auto with11 = afterTrackClick (state, on12, 1, 11, true, false);
         CHECK (with11.tracks == Ids{ 11, 12 });
         CHECK (with11.lead == 11);
+        CHECK (afterTrackClick (state, with11, 1, 13, false, true).tracks == Ids{ 11, 12, 13 });
         const auto range = afterTrackClick (state, on12, 1, 14, false, true);
         CHECK (range.tracks == Ids{ 12, 13, 14 });
         // The range turns about its anchor.
