@@ -167,11 +167,11 @@ bool GroupFile::read (std::uint64_t offset, std::span<std::uint8_t> dest)
         }
         else if (count == 0)
         {
-            return fail ("the file has been cut short");
+            return failAt (offset, "the file has been cut short");
         }
         else if (errno != EINTR)
         {
-            return fail (describeError (errno));
+            return failAt (offset, describeError (errno));
         }
     }
 
@@ -250,6 +250,12 @@ juce::String GroupFile::lastError() const
     return error;
 }
 
+juce::Result GroupFile::readResult() const
+{
+    const std::lock_guard guard (stateLock);
+    return firstFailure.isEmpty() ? juce::Result::ok() : juce::Result::fail (firstFailure);
+}
+
 void GroupFile::setTail (std::uint64_t start, std::uint64_t end)
 {
     startOfTail = start;
@@ -268,6 +274,19 @@ bool GroupFile::fail (const juce::String& reason)
     const std::lock_guard guard (stateLock);
     error = name.getFullPathName() + ": " + reason;
     return false;
+}
+
+bool GroupFile::failAt (std::uint64_t offset, const juce::String& reason)
+{
+    {
+        const std::lock_guard guard (stateLock);
+
+        if (firstFailure.isEmpty())
+            firstFailure = name.getFullPathName() + ": the file can't be read at byte "
+                           + juce::String (offset) + ": " + reason;
+    }
+
+    return fail (reason);
 }
 
 void GroupFile::addUser (const AudioRange& range)

@@ -56,6 +56,11 @@ public:
     /** Error of the last read that failed; empty when none did. */
     [[nodiscard]] juce::String lastError() const;
 
+    /** Fails, naming the file and the first byte, when bytes that are inside could not be had: what was made of the rest
+        may be wrong.
+    */
+    [[nodiscard]] juce::Result readResult() const;
+
     // For saving.
 
     [[nodiscard]] int descriptor() const { return fileDescriptor; }
@@ -81,6 +86,7 @@ private:
     [[nodiscard]] bool isAsNoted() const;
     [[nodiscard]] std::uint32_t endSumOf (std::uint64_t fileSize) const;
     bool fail (const juce::String& reason);
+    bool failAt (std::uint64_t offset, const juce::String& reason);
     void addUser (const AudioRange& range);
     void removeUser (const AudioRange& range);
 
@@ -98,8 +104,8 @@ private:
 
     juce::String reasonAgainstWriting;
 
-    mutable std::mutex stateLock; // guards error, noted and used
-    juce::String error;
+    mutable std::mutex stateLock; // guards error, firstFailure, noted and used
+    juce::String error, firstFailure;
     Content noted;
     std::vector<AudioRange> used;
 

@@ -105,6 +105,18 @@ juce::String reasonAgainstGroupFile (RandomAccessBytes& bytes, const juce::Strin
     return "no group file, or a damaged one: " + reasonOfTail;
 }
 
+juce::Result findTailOf (GroupFile& file, FoundTail& found)
+{
+    const auto outcome = findGroupTail (file, found);
+
+    if (const auto result = file.readResult(); result.failed())
+        return result;
+
+    return outcome.wasOk() ? outcome
+                           : juce::Result::fail (file.path().getFullPathName() + ": "
+                                                 + reasonAgainstGroupFile (file, outcome.getErrorMessage()));
+}
+
 juce::Result openGroupFile (const juce::File& path, LoadedGroup& group)
 {
     LoadedGroup loaded;
@@ -114,9 +126,8 @@ juce::Result openGroupFile (const juce::File& path, LoadedGroup& group)
 
     FoundTail found;
 
-    if (const auto result = findGroupTail (*loaded.file, found); result.failed())
-        return juce::Result::fail (path.getFullPathName() + ": "
-                                   + reasonAgainstGroupFile (*loaded.file, result.getErrorMessage()));
+    if (const auto result = findTailOf (*loaded.file, found); result.failed())
+        return result;
 
     const auto& file = loaded.file;
     loaded.state = groupStateFrom (found, readablePath (path.getFileNameWithoutExtension()), loaded.notes);

@@ -34,6 +34,11 @@ struct LoadedGroup
 /** The samples of a track in a file, for both of a state's pointers; those stay null when its audio can't be there. */
 void setSamplesFromFile (TrackState& track, const std::shared_ptr<GroupFile>& file, const SumsPlace& sums);
 
+/** The last whole tail of a file, or why there is none; fails, too, when the disk keeps bytes back, since the last save
+    would then pass for a damaged one and an older save for the last.
+*/
+[[nodiscard]] juce::Result findTailOf (GroupFile& file, FoundTail& found);
+
 /** Why no group can be in a file that has no tail; by what the file says it is instead. */
 [[nodiscard]] juce::String reasonAgainstGroupFile (RandomAccessBytes& bytes,
                                                    const juce::String& reasonOfTail);

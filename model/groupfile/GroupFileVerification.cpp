@@ -160,9 +160,8 @@ verifyGroupFile (const juce::File& path, GroupVerification& verification, const 
 
     FoundTail found;
 
-    if (const auto result = findGroupTail (*file, found); result.failed())
-        return juce::Result::fail (path.getFullPathName() + ": "
-                                   + reasonAgainstGroupFile (*file, result.getErrorMessage()));
+    if (const auto result = findTailOf (*file, found); result.failed())
+        return result;
 
     GroupVerification checked;
     checked.numTracks = static_cast<int> (found.tail.tracks.size());

@@ -5,6 +5,7 @@
 
 #include <catch2/catch.hpp>
 
+#include <filesystem>
 #include <iostream>
 
 using namespace tessivar;
@@ -114,6 +115,18 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
                 REQUIRE (result.group.recovered);
                 REQUIRE (isSameGroup (result.group.state, old));
             }
+    }
+
+    SECTION ("whose last save the disk keeps back are refused, and don't open as the save before")
+    {
+        // The file loses its end when its size is known: to the reader, bytes that can't be read.
+        std::shared_ptr<GroupFile> shrunk;
+        REQUIRE (GroupFile::open (file, shrunk).wasOk());
+        std::filesystem::resize_file (file.getFullPathName().toStdString(), oldBytes.size());
+        FoundTail found;
+        const auto result = findTailOf (*shrunk, found);
+        CHECK (result.getErrorMessage().startsWith (file.getFullPathName()
+                                                    + ": the file can't be read at byte "));
     }
 
     SECTION ("with a wrong byte in the only tail are refused, or say that they are damaged")
