@@ -1,6 +1,7 @@
 #include "app/InstanceLink.h"
 
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 
 #include <algorithm>
 #include <array>
@@ -161,7 +162,7 @@ bool InstanceLink::listen (Receiver receiver)
 {
     sockaddr_un address;
 
-    if (socketFile.getParentDirectory().createDirectory().failed() || ! makeAddress (socketFile, address))
+    if (makeFolder (socketFile.getParentDirectory()).failed() || ! makeAddress (socketFile, address))
         return false;
 
     ::chmod (bytesOfPath (socketFile.getParentDirectory()).c_str(), 0700);

@@ -1,5 +1,6 @@
 #include "cli/GroupRunSteps.h"
 
+#include "model/FileLock.h"
 #include "model/UserFolders.h"
 #include "model/WritingNote.h"
 #include "model/groupfile/GroupFileSaving.h"
@@ -77,7 +78,7 @@ void GroupRun::save()
     const auto start = secondsNow();
     progress.beginStage ("Saving");
     const WritingNote note (UserFolders::ofUser().writing(), request.saveFile.getParentDirectory());
-    const auto made = request.saveFile.getParentDirectory().createDirectory();
+    const auto made = makeFolder (request.saveFile.getParentDirectory());
     const auto claimed = rulesOfWriting.claimFile (request.saveFile, request.overwrite, request.groupFile);
     SavedGroup saved;
     const auto outcome =

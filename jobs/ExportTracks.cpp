@@ -3,6 +3,7 @@
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 #include "model/StoreSamples.h"
 
 #include <algorithm>
@@ -218,7 +219,7 @@ public:
     {
         protectFilesOf (sessionTracks, rules);
 
-        if (const auto created = options.folder.createDirectory(); created.failed())
+        if (const auto created = makeFolder (options.folder); created.failed())
             folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
     }
 

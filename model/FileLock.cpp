@@ -143,8 +143,8 @@ void sweepUnfinished (const juce::File& folder)
 
 juce::Result makeFolder (const juce::File& folder)
 {
-    // A folder above may be the one that the other process makes: then a second try goes on from there.
-    for (int attempt = 0; attempt < 3 && ! folder.isDirectory(); ++attempt)
+    // Each folder above may be made by another process at this moment: then the next try goes on from there.
+    for (int attempt = 0; attempt < 10 && ! folder.isDirectory(); ++attempt)
         juce::ignoreUnused (folder.createDirectory());
 
     return folder.isDirectory() ? juce::Result::ok() : folder.createDirectory();

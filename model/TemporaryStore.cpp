@@ -1,6 +1,7 @@
 #include "model/TemporaryStore.h"
 #include "model/AtomicFile.h"
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 #include "model/RoomRelease.h"
 
 #include <cstdlib>
@@ -219,7 +220,7 @@ juce::Result TemporaryStore::open (const juce::File& parentFolder,
                                    std::unique_ptr<TemporaryStore>& store,
                                    FileSystemCalls& calls)
 {
-    if (const auto created = parentFolder.createDirectory(); created.failed())
+    if (const auto created = makeFolder (parentFolder); created.failed())
         return juce::Result::fail ("temporary folder " + parentFolder.getFullPathName()
                                    + " can't be made: " + created.getErrorMessage());
 

@@ -1,5 +1,6 @@
 #include "app/settings/FoldersState.h"
 
+#include "model/FileLock.h"
 #include "model/TemporaryStore.h"
 
 #include <unistd.h>
@@ -91,7 +92,7 @@ juce::String temporaryFolderNote (const TemporaryFolderChoice& choice, const juc
 
 juce::Result checkFolder (const juce::File& folder)
 {
-    if (const auto made = folder.createDirectory(); made.failed())
+    if (const auto made = makeFolder (folder); made.failed())
         return juce::Result::fail (folder.getFullPathName() + " can't be made: " + made.getErrorMessage());
 
     if (! folder.hasWriteAccess())

@@ -1,6 +1,7 @@
 #include "app/settings/PerformancePage.h"
 
 #include "app/AppSettings.h"
+#include "model/FileLock.h"
 #include "model/TemporaryStore.h"
 #include "ui/Motion.h"
 
@@ -150,7 +151,7 @@ void PerformancePage::runBenchmark()
 {
     const auto folder = context.workspace.temporaryFolder().folder;
 
-    if (const auto made = folder.createDirectory(); made.failed())
+    if (const auto made = makeFolder (folder); made.failed())
         return context.prompts.warn ("The folder for temporary files can't be used.", made.getErrorMessage());
 
     const auto fileBytes = benchmarkFileBytes (freeBytesOf (folder));

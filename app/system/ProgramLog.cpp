@@ -1,6 +1,7 @@
 #include "app/system/ProgramLog.h"
 
 #include "model/DiskNames.h"
+#include "model/FileLock.h"
 #include "model/ForeignText.h"
 
 #include <array>
@@ -65,7 +66,7 @@ ProgramLog::~ProgramLog()
 
 void ProgramLog::open()
 {
-    if (folder.createDirectory().failed())
+    if (makeFolder (folder).failed())
         return;
 
     descriptor =

@@ -3,8 +3,11 @@
 
 #include "tests/jobs/JobFixtures.h"
 
+#include <atomic>
 #include <csignal>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -229,6 +232,30 @@ TEST_CASE ("TemporaryStore", "[model][store]")
         CHECK (precious.getChildFile ("take.wav").existsAsFile());
         CHECK (work.file ("tessivar-2-0123abcd").loadFileAsString() == "mine");
         CHECK (work.file ("tessivar-backup/notes.txt").existsAsFile());
+    }
+
+    SECTION ("is made by each of many jobs that start at once, where none of the folders above exists")
+    {
+        std::atomic<int> numFailed{ 0 };
+
+        for (int round = 0; round < 30; ++round)
+        {
+            const auto parent = work.file ("new").getChildFile (juce::String (round) + "/a/b/c");
+            std::vector<std::thread> jobs;
+
+            for (int i = 0; i < 6; ++i)
+                jobs.emplace_back (
+                    [&]
+                    {
+                        std::unique_ptr<TemporaryStore> made;
+                        numFailed += TemporaryStore::open (parent, made).failed() ? 1 : 0;
+                    });
+
+            for (auto& job : jobs)
+                job.join();
+        }
+
+        CHECK (numFailed == 0);
     }
 
     SECTION ("says which folder can't be used, and why")
