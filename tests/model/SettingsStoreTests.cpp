@@ -91,6 +91,18 @@ TEST_CASE ("Settings file", "[model][settings]")
 {
     const SettingsFixture fixture;
 
+    SECTION ("of version 0.1.0 keeps every byte but the changed value's")
+    {
+        const auto before = juce::File (TESSIVAR_EARLIER_DIR "/0.1.0/tessivar.config").loadFileAsString();
+        fixture.writeFile (before);
+        SettingsStore store (fixture.folders);
+        CHECK (store.getValue ("kick") == "kick; kik; subkick");
+        store.setValue ("volume", "-6.0");
+        CHECK (store.save().wasOk());
+        CHECK (fixture.file.loadFileAsString()
+               == before.replace ("\"volume\" val=\"0.0\"", "\"volume\" val=\"-6.0\""));
+    }
+
     SECTION ("is understood by the properties file of the framework, and the other way round")
     {
         const auto values = difficultValues();
