@@ -191,27 +191,23 @@ double timeAnchor (MatrixView<const float> v, WorkerPool& pool)
 }
 #endif
 
-struct Goal
-{
-    double must = std::numeric_limits<double>::quiet_NaN();
-    double ahead = std::numeric_limits<double>::quiet_NaN();
-};
+constexpr auto noGoal = std::numeric_limits<double>::quiet_NaN();
 
-/** How many times faster than the anchor we aim to be with eight tracks. */
-Goal goalFor (const BenchmarkOptions& options, int seconds, const std::string& target)
+/** How many times faster than the anchor we aim to be with eight tracks; docs/performance.md says why. */
+double goalFor (const BenchmarkOptions& options, int seconds, const std::string& simdTarget)
 {
-    if (options.numTracks != 8 || vectorWidth (target) == 4)
-        return {};
+    if (options.numTracks != 8 || vectorWidth (simdTarget) == 4)
+        return noGoal;
 
-    const auto isWide = vectorWidth (target) == 16;
+    const auto isWide = vectorWidth (simdTarget) == 16;
 
     if (seconds == 60)
-        return isWide ? Goal{ 6.0, 7.0 } : Goal{ 4.0, 4.8 };
+        return isWide ? 7.0 : 4.8;
 
     if (seconds == 300)
-        return isWide ? Goal{ 8.0, 10.5 } : Goal{ 6.0, 7.2 };
+        return isWide ? 10.5 : 7.2;
 
-    return {};
+    return noGoal;
 }
 
 const std::string anchorName = "whole arrays";
@@ -316,7 +312,7 @@ private:
             const auto bytes = powerBytes;
             const Series faster;
 #endif
-            const auto goal = isAnchor ? Goal() : goalFor (options, seconds, name);
+            const auto goal = isAnchor ? noGoal : goalFor (options, seconds, name);
 
             table.rows.push_back ({ length,
                                     std::to_string (threads),
@@ -328,8 +324,7 @@ private:
                                     number (bytes * 1.0e-6),
                                     number (bytes / time.median() * 1.0e-9, 1),
                                     number (faster.median(), 2),
-                                    number (goal.must, 1),
-                                    number (goal.ahead, 1) });
+                                    number (goal, 1) });
             findings.figures["variants"].push_back ({ { "tracks", options.numTracks },
                                                       { "seconds", seconds },
                                                       { "threads", threads },
@@ -366,7 +361,7 @@ Findings benchmarkDecomposition (const BenchmarkOptions& options)
     table.id = "decomposition";
     table.title = "Decomposition, one iteration";
     table.columns = { "tracks",        "threads",  "kernels", "ms",           "best ms", "GFLOP/s",
-                      "share of peak", "MB moved", "GB/s",    "times faster", "must",    "ahead" };
+                      "share of peak", "MB moved", "GB/s",    "times faster", "target" };
 
     for (const auto seconds : options.seconds)
         for (const auto threads : options.threads)
