@@ -21,10 +21,10 @@ int analysisThreads (const juce::PropertySet& settings)
     return std::clamp (chosen > 0 ? chosen : cores, 1, maximumThreads);
 }
 
-SeparationMethod defaultMethod (const juce::PropertySet& settings)
+AnalysisMethod defaultMethod (const juce::PropertySet& settings)
 {
-    return parseSeparationMethod (settings.getValue (appSettingsKeys::analysisMethod))
-        .value_or (SeparationMethod::standard);
+    return parseAnalysisMethod (settings.getValue (appSettingsKeys::analysisMethod).toRawUTF8())
+        .value_or (AnalysisMethod::standard);
 }
 
 ExportFileType exportFileType (const juce::PropertySet& settings)

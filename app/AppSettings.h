@@ -4,6 +4,7 @@
 #include "model/GroupState.h"
 #include "model/SettingsStore.h"
 #include "playback/ReadAhead.h"
+#include "terms/AnalysisMethod.h"
 
 namespace tessivar
 {
@@ -25,7 +26,7 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 } // namespace appSettingsKeys
 
 [[nodiscard]] int analysisThreads (const juce::PropertySet& settings);
-[[nodiscard]] SeparationMethod defaultMethod (const juce::PropertySet& settings);
+[[nodiscard]] AnalysisMethod defaultMethod (const juce::PropertySet& settings);
 [[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 

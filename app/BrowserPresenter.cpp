@@ -1,7 +1,8 @@
 #include "app/BrowserPresenter.h"
 
-#include "app/DrumLooks.h"
 #include "app/TrackLooks.h"
+#include "terms/AnalysisMethod.h"
+#include "ui/DrumLook.h"
 
 #include <algorithm>
 #include <cmath>
@@ -141,9 +142,9 @@ BrowserState BrowserPresenter::makeState()
 
     const auto selected = workspace.selectedGroup();
     state.analyze = analyzeOf (selected.get());
-    state.method = selected != nullptr && selected->method() == SeparationMethod::refined
-                       ? BrowserState::Method::refined
-                       : BrowserState::Method::standard;
+    state.method = selected != nullptr && selected->method() == AnalysisMethod::refined
+                       ? AnalysisMethod::refined
+                       : AnalysisMethod::standard;
     state.canExport = selected != nullptr && selected->isAnalysed();
     return state;
 }
@@ -153,7 +154,7 @@ TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsTh
     TrackRowState row;
     row.id = static_cast<RowId> (track.id);
     row.name = track.name;
-    row.type = drumLookOf (track.drumType());
+    row.type = track.drumType();
     row.included = ! track.excluded;
     row.mark = markOf (track);
     // The track plays from its own audio; only one that has none needs its file.

@@ -5,6 +5,7 @@
 #include "app/TrackLooks.h"
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
+#include "terms/WorkControl.h"
 #include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
@@ -195,12 +196,11 @@ void GroupWork::runExport (const juce::String& title,
         const auto end =
             runner.run (title,
                         {},
-                        [&] (const JobRunner::Watch& watch)
+                        [&] (const WorkControl& watch)
                         {
-                            report =
-                                singleFile == juce::File()
-                                    ? exportTracks (left, files, ownOptions, controlOf (watch))
-                                    : exportTrackTo (singleFile, left.front(), ownOptions, controlOf (watch));
+                            report = singleFile == juce::File()
+                                         ? exportTracks (left, files, ownOptions, watch)
+                                         : exportTrackTo (singleFile, left.front(), ownOptions, watch);
                         });
 
         if (end == JobRunner::End::failed)

@@ -3,6 +3,8 @@
 #include "app/GroupWork.h"
 #include "jobs/GroupDLSImporter.h"
 #include "jobs/WarningsDisplay.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 
 #include <algorithm>
 #include <utility>
@@ -143,11 +145,10 @@ void GroupWork::importInto (const std::vector<juce::File>& files, const Group::P
 
     ImportedTracks imported;
     const auto state = target->state();
-    const auto end =
-        runner.run ("Importing data",
-                    {},
-                    [&] (const JobRunner::Watch& watch)
-                    { imported = importTracks (files, state, warnings, *temporary, controlOf (watch)); });
+    const auto end = runner.run ("Importing data",
+                                 {},
+                                 [&] (const WorkControl& watch)
+                                 { imported = importTracks (files, state, warnings, *temporary, watch); });
 
     if (end == JobRunner::End::failed)
         imported.storageError = runner.failure();
@@ -176,7 +177,7 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
     auto opened = juce::Result::ok();
     const auto end = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
                                  {},
-                                 [&] (const JobRunner::Watch&) { opened = importer.open (file, warnings); });
+                                 [&] (const WorkControl&) { opened = importer.open (file, warnings); });
 
     if (end == JobRunner::End::stopped)
         return;
@@ -220,9 +221,8 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
     const auto imports =
         runner.run ("Importing data",
                     {},
-                    [&] (const JobRunner::Watch& watch) {
-                        imported = importer.import (indices, state, warnings, *temporary, controlOf (watch));
-                    });
+                    [&] (const WorkControl& watch)
+                    { imported = importer.import (indices, state, warnings, *temporary, watch); });
 
     if (imports == JobRunner::End::failed)
         imported.storageError = runner.failure();

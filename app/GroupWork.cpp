@@ -5,6 +5,8 @@
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/WorkControl.h"
 
 #include <algorithm>
 #include <utility>
@@ -16,11 +18,6 @@ namespace
 {
 constexpr auto groupFileWildcard = "*.dls";
 constexpr auto groupFileExtension = ".dls";
-
-JobControl jobControlOf (const JobRunner::Watch& watch)
-{
-    return { .shouldStop = watch.shouldStop, .setProgress = watch.setProgress };
-}
 } // namespace
 
 GroupWork::GroupWork (TessivarWorkspace& workspaceToUse,
@@ -124,7 +121,7 @@ void GroupWork::openOne (const juce::File& file)
     auto outcome = juce::Result::ok();
     const auto end = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
                                  {},
-                                 [&] (const JobRunner::Watch&) { outcome = openGroupFile (file, loaded); });
+                                 [&] (const WorkControl&) { outcome = openGroupFile (file, loaded); });
 
     if (end == JobRunner::End::stopped)
         return;
@@ -274,10 +271,10 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file)
     const WritingNote note (workspace.folders().writing(), file.getParentDirectory());
     SavedGroup saved;
     auto outcome = juce::Result::ok();
-    const auto end = runner.run ("Saving Track " + group->name(),
-                                 {},
-                                 [&] (const JobRunner::Watch& watch)
-                                 { outcome = saveGroup (request, saved, jobControlOf (watch)); });
+    const auto end =
+        runner.run ("Saving Track " + group->name(),
+                    {},
+                    [&] (const WorkControl& watch) { outcome = saveGroup (request, saved, watch); });
 
     if (end == JobRunner::End::failed)
         outcome = juce::Result::fail (runner.failure());
@@ -362,11 +359,11 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     options.resourceFolder = resources;
     options.numThreads = analysisThreads (workspace.settings());
     const auto state = group->state();
-    const auto share = state.method == SeparationMethod::refined ? standardShare : 1.0;
+    const auto share = state.method == AnalysisMethod::refined ? standardShare : 1.0;
     const auto end = runner.run ("Analyzing " + group->name(),
                                  analysisStages (method::numIterations, share),
-                                 [&] (const JobRunner::Watch& watch)
-                                 { result = analyseGroup (state, options, *temporary, controlOf (watch)); });
+                                 [&] (const WorkControl& watch)
+                                 { result = analyseGroup (state, options, *temporary, watch); });
 
     if (end == JobRunner::End::failed)
         result.outcome.reason = runner.failure();

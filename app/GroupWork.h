@@ -18,12 +18,6 @@
 namespace tessivar
 {
 
-/** What a running job is watched by, as the work takes it. */
-[[nodiscard]] inline AnalysisControl controlOf (const JobRunner::Watch& watch)
-{
-    return { .shouldStop = watch.shouldStop, .setProgress = watch.setProgress };
-}
-
 /** What the commands do with Groups: open, save, import, analyse, export, close. Everything that takes long runs behind the
     progress dialog; everything that fails is told. Message thread; each function returns when all of it is over.
 */

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/WorkControl.h"
 #include "ui/dialogs/ProgressDialog.h"
 
 #include <functional>
@@ -18,14 +19,8 @@ class JobRunner
 public:
     explicit JobRunner (DialogScrim& scrimToUse) : scrim (scrimToUse) {}
 
-    /** What the work may ask and tell while it runs, on its own thread. */
-    struct Watch
-    {
-        std::function<bool()> shouldStop;
-        std::function<void (double)> setProgress; // 0..1, never falls
-    };
-
-    using Work = std::function<void (const Watch&)>;
+    /** Runs on its own thread. */
+    using Work = std::function<void (const WorkControl&)>;
 
     enum class End
     {

@@ -8,6 +8,8 @@
 #include "app/WindowKeys.h"
 #include "app/system/ProgramLog.h"
 #include "model/recovery/GroupAutosave.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 #include "ui/Buttons.h"
 #include "ui/EmptyView.h"
 #include "ui/TessivarControls.h"
@@ -191,7 +193,7 @@ private:
     struct ProcessedWish
     {
         std::uint32_t contentId = 0;
-        WaveChannelWeights weights{};
+        ChannelWeights weights{};
         bool operator== (const ProcessedWish&) const = default;
     };
     std::optional<ProcessedWish> processedWish; // whose whole processed signal is drawn in wide views

@@ -1,5 +1,4 @@
 #include "app/AppSettings.h"
-#include "app/DrumLooks.h"
 #include "app/FileChooser.h"
 #include "app/MainComponent.h"
 #include "app/OpenExternally.h"
@@ -8,6 +7,8 @@
 #include "app/about/Diagnostics.h"
 #include "app/settings/SettingsDialog.h"
 #include "jobs/GroupTracks.h"
+#include "terms/KnobValues.h"
+#include "ui/DrumLook.h"
 
 #include <algorithm>
 
@@ -395,9 +396,9 @@ void MainComponent::nudgeKnob (bool isFocus, float fraction)
     const auto values = track->soundingKnobs();
 
     if (isFocus)
-        turnKnobs (juce::jlimit (0.0f, 5.0f, values.focus + 5.0f * fraction), {});
+        turnKnobs (juce::jlimit (0.0f, focusMaximum, values.focus + focusMaximum * fraction), {});
     else
-        turnKnobs ({}, juce::jlimit (0.0f, 1.0f, values.fine + fraction));
+        turnKnobs ({}, juce::jlimit (0.0f, fineMaximum, values.fine + fineMaximum * fraction));
 }
 
 void MainComponent::chooseSetting (KnobSetting setting, bool wholeGroup)

@@ -1,6 +1,9 @@
-#include "app/DrumLooks.h"
 #include "app/MainComponent.h"
 #include "app/OpenExternally.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "ui/DrumLook.h"
 #include "ui/Palette.h"
 
 #include <algorithm>
@@ -63,10 +66,9 @@ juce::PopupMenu typeMenu (DrumType current)
     for (int i = 0; i < static_cast<int> (drumTypeChooserOrder.size()); ++i)
     {
         const auto type = drumTypeChooserOrder[static_cast<std::size_t> (i)];
-        const auto look = drumLookOf (type);
         auto item = entry (firstType + i, drumTypeDisplayName (type));
         item.shortcutKeyDescription = juce::String (i + 1); // see drumTypeIndexOf
-        item.image = iconDrawable (drumIcon (look), 16.0f, drumColour (look));
+        item.image = iconDrawable (drumIcon (type), 16.0f, drumColour (type));
         item.isTicked = type == current;
         menu.addItem (std::move (item));
     }
@@ -104,9 +106,9 @@ juce::PopupMenu trackMenu (const Track& track, const Player& player, juce::UndoM
 juce::PopupMenu groupMenu (Group& group, const Player& player)
 {
     juce::PopupMenu menu, methods;
-    methods.addItem (methodStandard, "Standard", true, group.method() == SeparationMethod::standard);
+    methods.addItem (methodStandard, "Standard", true, group.method() == AnalysisMethod::standard);
     methods.addItem (
-        methodRefined, "Refined, with a suggested Focus", true, group.method() == SeparationMethod::refined);
+        methodRefined, "Refined, with a suggested Focus", true, group.method() == AnalysisMethod::refined);
     menu.addItem (entry (rename, "Rename", keyOf (WindowKey::renameGroup)));
     menu.addItem (playAll, "Play all tracks together", true, player.playsWholeGroup());
     menu.addSeparator();
@@ -204,8 +206,8 @@ void MainComponent::showGroupMenu (const Group::Ptr& group, juce::Point<int> pos
                                     break;
                                 case methodStandard:
                                 case methodRefined:
-                                    group->setMethod (item == methodRefined ? SeparationMethod::refined
-                                                                            : SeparationMethod::standard);
+                                    group->setMethod (item == methodRefined ? AnalysisMethod::refined
+                                                                            : AnalysisMethod::standard);
                                     break;
                                 case playAll:
                                     player.setPlaysWholeGroup (! player.playsWholeGroup());

@@ -1,10 +1,14 @@
 #include "app/AppSettings.h"
-#include "app/DrumLooks.h"
 #include "app/MainComponent.h"
 #include "app/Splitter.h"
 #include "app/TrackLooks.h"
 #include "app/settings/SettingsDialog.h"
 #include "model/ForeignText.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "ui/DrumLook.h"
 
 namespace tessivar
 {
@@ -51,11 +55,11 @@ void MainComponent::wireBrowser()
     browser.onNewGroup = [this] { performAction (commandId::newGroup); };
     browser.onImport = [this] { performAction (commandId::importTracks); };
     browser.onAnalyze = [this] { performAction (commandId::analyzeGroup); };
-    browser.onMethodChosen = [this] (BrowserState::Method method)
+    browser.onMethodChosen = [this] (AnalysisMethod method)
     {
         if (const auto group = selectedGroup(); group != nullptr && ! isBlocked())
-            group->setMethod (method == BrowserState::Method::refined ? SeparationMethod::refined
-                                                                      : SeparationMethod::standard);
+            group->setMethod (method == AnalysisMethod::refined ? AnalysisMethod::refined
+                                                                : AnalysisMethod::standard);
     };
     browser.onExport = [this] { performAction (commandId::exportGroup); };
     browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
@@ -75,14 +79,14 @@ void MainComponent::wireBrowser()
         if (const auto group = selectedGroup())
             group->setExcluded (BrowserPresenter::trackIdsOf (tracks), ! included);
     };
-    list.onType = [this] (const std::vector<RowId>& tracks, DrumLook type)
+    list.onType = [this] (const std::vector<RowId>& tracks, DrumType type)
     {
         const auto ids = BrowserPresenter::trackIdsOf (tracks);
 
         // A chooser works on rows of any Group, selected or not.
         for (const auto& group : workspace.allGroups())
             if (! ids.empty() && group->findTrack (ids.front()) != nullptr)
-                group->setDrumType (ids, drumTypeOf (type));
+                group->setDrumType (ids, type);
     };
     list.onFold = [this] (RowId group)
     {
@@ -201,7 +205,7 @@ void MainComponent::wireWave()
     };
     wave.onHintButton = [this] { performAction (commandId::analyzeGroup); };
     waveforms.onProcessed = [this] (std::uint32_t contentId,
-                                    const WaveChannelWeights& weights,
+                                    const ChannelWeights& weights,
                                     std::shared_ptr<const EnvelopePyramid> whole)
     {
         if (processedWish == ProcessedWish{ contentId, weights })
@@ -216,8 +220,8 @@ void MainComponent::wireDock()
     dock.onFineChange = [this] (float fine) { turnKnobs ({}, fine); };
     dock.onGestureStart = [this] { knobGesture = false; };
     dock.onGestureEnd = [this] { knobGesture = false; };
-    dock.onChooseSetting = [this] (SettingLetter letter, bool wholeGroup)
-    { chooseSetting (letter == SettingLetter::a ? KnobSetting::a : KnobSetting::b, wholeGroup); };
+    dock.onChooseSetting = [this] (KnobSetting letter, bool wholeGroup)
+    { chooseSetting (letter, wholeGroup); };
     dock.onCopy = [this] { copySetting(); };
     dock.onReset = [this] { resetKnobs(); };
     dock.onListeningChange = [this] (ListenMode mode) { setListening (mode); };

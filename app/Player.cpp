@@ -1,6 +1,8 @@
 #include "app/Player.h"
 
 #include "playback/LoudnessMatch.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,11 +17,6 @@ namespace
 constexpr double defaultRate = 44100.0; // Hz, while there is neither a Group nor a device
 constexpr auto deviceStateFile = "AudioDeviceSetup.config";
 constexpr std::uint32_t lateNoticeInterval = 30000; // ms
-
-SuppressionSetting settingOf (KnobValues values)
-{
-    return { values.focus, values.fine };
-}
 
 /** "take.dls: reason" of "/folder/take.dls: reason": a notice is one short line. */
 juce::String withoutFolder (const juce::String& error)
@@ -45,7 +42,8 @@ public:
     {
         const Wish wish{ track.id, track.mix.settingA, track.mix.settingB };
 
-        if (track.samples == nullptr || track.samples->numChannels() != renderedChannels || wish == current)
+        if (track.samples == nullptr || track.samples->numChannels() != channelLayout::numRendered
+            || wish == current)
             return;
 
         end();
@@ -83,7 +81,7 @@ private:
     struct Wish
     {
         std::uint32_t trackId = 0;
-        SuppressionSetting a, b;
+        KnobValues a, b;
 
         bool operator== (const Wish& other) const
         {
@@ -141,8 +139,8 @@ PlaybackTrack Player::playbackTrackOf (const TrackState& track) const
     PlaybackTrack result;
     result.id = track.id;
     result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
-    result.mix.settingA = settingOf (track.record.knobs (KnobSetting::a));
-    result.mix.settingB = settingOf (track.record.knobs (KnobSetting::b));
+    result.mix.settingA = track.record.knobs (KnobSetting::a);
+    result.mix.settingB = track.record.knobs (KnobSetting::b);
     result.mix.usesSettingB = track.record.selected() == KnobSetting::b;
     result.mix.solo = isSolo (track.id);
     result.mix.mute = isMuted (track.id);

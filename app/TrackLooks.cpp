@@ -1,8 +1,9 @@
 #include "app/TrackLooks.h"
 
-#include "app/DrumLooks.h"
-#include "jobs/Certainty.h"
 #include "playback/PlaybackTrack.h"
+#include "terms/KnobValues.h"
+#include "terms/TrackFindings.h"
+#include "ui/DrumLook.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,24 +15,12 @@ namespace
 {
 SuppressionRule soundingRule (const TrackState& track)
 {
-    const auto knobs = track.record.knobs (track.record.selected());
-    return SuppressionRule::forSetting ({ knobs.focus, knobs.fine });
-}
-
-DockState::Values valuesOf (KnobValues knobs)
-{
-    return { knobs.focus, knobs.fine };
+    return SuppressionRule::forSetting (track.record.knobs (track.record.selected()));
 }
 
 bool hasFindings (const TrackState& track)
 {
     return track.hasProcessedOutput() && track.findings.suggestedFocus.has_value();
-}
-
-juce::String certainty (const TrackFindings& findings)
-{
-    const auto best = static_cast<std::size_t> (std::clamp (findings.bestFocusUpTo.back(), 0, 5));
-    return certaintyOf (findings.focusMatchDb[best]);
 }
 
 juce::String focusPercent (double focus)
@@ -90,10 +79,11 @@ juce::String findingsSentence (const TrackState& track)
     const auto place =
         level == 0 ? juce::String ("as loud as the drum")
                    : juce::String (std::abs (level)) + (level < 0 ? " dB below" : " dB above") + " the drum";
-    const auto sure = certainty (track.findings);
+    const auto certainty = track.findings.certainty();
     return "Leakage is " + place + ". Focus " + focusPercent (focus) + " is suggested"
-           + (sure == "unsure" ? ", but the analysis is unsure: listen to it."
-                               : "; the analysis is " + sure + ".");
+           + (certainty == Certainty::unsure
+                  ? juce::String (", but the analysis is unsure: listen to it.")
+                  : "; the analysis is " + juce::String (certaintyText (certainty)) + ".");
 }
 
 AnalysisSummary analysisSummary (const GroupState& group)
@@ -111,7 +101,7 @@ AnalysisSummary analysisSummary (const GroupState& group)
 
         summary.sentences.add (track.name + ": " + findingsSentence (track));
 
-        if (*track.findings.suggestedFocus == 0.0 || certainty (track.findings) == "unsure")
+        if (*track.findings.suggestedFocus == 0.0 || track.findings.certainty() == Certainty::unsure)
             unsure.add (track.name);
     }
 
@@ -125,16 +115,16 @@ AnalysisSummary analysisSummary (const GroupState& group)
     return summary;
 }
 
-WaveChannelWeights soundingWeights (const TrackState& track)
+ChannelWeights soundingWeights (const TrackState& track)
 {
-    return soundingRule (track).toWeights().weight;
+    return soundingRule (track).toWeights();
 }
 
 WaveTrack waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64_t groupLength)
 {
     WaveTrack result;
     result.name = track.name;
-    result.colour = drumColour (drumLookOf (track.drumType()));
+    result.colour = drumColour (track.drumType());
     result.sampleRate = track.sampleRate;
     result.lengthInSamples = groupLength;
 
@@ -170,7 +160,7 @@ WaveLook waveLookFor (const TrackState& track, ListenMode listening)
 
 WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
 {
-    const auto type = drumLookOf (track.drumType());
+    const auto type = track.drumType();
     WaveTrackHeader::Content content;
     content.name = track.name;
     content.icon = drumIcon (type);
@@ -183,7 +173,7 @@ WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
     {
         if (const auto focus = *track.findings.suggestedFocus; focus > 0.0)
             content.facts << leakageText (track) << bullet() << focusPercent (focus) << " suggested, "
-                          << certainty (track.findings) << bullet();
+                          << certaintyText (track.findings.certainty()) << bullet();
         else
             content.facts << "best left as it is" << bullet();
     }
@@ -204,10 +194,9 @@ DockState dockFor (const TrackState* track, ListenMode listening)
     if (track == nullptr)
         return dock;
 
-    dock.sounding = track->record.selected() == KnobSetting::a ? SettingLetter::a : SettingLetter::b;
-    dock.settings = { valuesOf (track->record.knobs (KnobSetting::a)),
-                      valuesOf (track->record.knobs (KnobSetting::b)) };
-    dock.defaults = valuesOf (startKnobsA);
+    dock.sounding = track->record.selected();
+    dock.settings = { track->record.knobs (KnobSetting::a), track->record.knobs (KnobSetting::b) };
+    dock.defaults = startKnobsA;
     dock.available = track->hasProcessedOutput();
 
     if (! track->takesPart())

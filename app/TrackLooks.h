@@ -2,6 +2,7 @@
 
 #include "app/WaveformLibrary.h"
 #include "model/GroupState.h"
+#include "terms/ChannelLayout.h"
 #include "ui/dock/DockState.h"
 #include "ui/wave/WaveTrackHeader.h"
 
@@ -11,7 +12,7 @@ namespace tessivar
 /** What the window shows of one track, made from its state. */
 
 /** Weights of the seven channels in what the track's sounding setting makes of it. */
-[[nodiscard]] WaveChannelWeights soundingWeights (const TrackState& track);
+[[nodiscard]] ChannelWeights soundingWeights (const TrackState& track);
 
 [[nodiscard]] WaveTrack
 waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64_t groupLength);

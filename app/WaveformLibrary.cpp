@@ -17,9 +17,9 @@ std::shared_ptr<TrackSamples> samplesOf (const TrackState& track)
 }
 
 /** Every channel of interleaved frames after the other, weighted: one signal. */
-void weigh (std::span<const float> interleaved, const WaveChannelWeights& weights, std::span<float> dest)
+void weigh (std::span<const float> interleaved, const ChannelWeights& weights, std::span<float> dest)
 {
-    constexpr auto numChannels = std::tuple_size_v<WaveChannelWeights>;
+    constexpr auto numChannels = std::tuple_size_v<ChannelWeights>;
 
     for (std::size_t i = 0; i < dest.size(); ++i)
     {
@@ -130,7 +130,7 @@ double WaveformLibrary::readShare (const TrackState& track) const
 
 void WaveformLibrary::requestExact (const TrackState& track,
                                     const WaveEnvelopeRequest& request,
-                                    const WaveChannelWeights& weights)
+                                    const ChannelWeights& weights)
 {
     {
         const std::lock_guard guard (lock);
@@ -141,9 +141,9 @@ void WaveformLibrary::requestExact (const TrackState& track,
     wake.notify_all();
 }
 
-void WaveformLibrary::requestProcessed (const TrackState& track, const WaveChannelWeights& weights)
+void WaveformLibrary::requestProcessed (const TrackState& track, const ChannelWeights& weights)
 {
-    if (track.rendered == nullptr || track.rendered->numChannels() != renderedChannels)
+    if (track.rendered == nullptr || track.rendered->numChannels() != channelLayout::numRendered)
         return;
 
     auto task = std::make_shared<ProcessedTask>();
@@ -160,8 +160,8 @@ void WaveformLibrary::requestProcessed (const TrackState& track, const WaveChann
     wake.notify_all();
 }
 
-std::shared_ptr<const EnvelopePyramid>
-WaveformLibrary::findProcessed (std::uint32_t contentId, const WaveChannelWeights& weights) const
+std::shared_ptr<const EnvelopePyramid> WaveformLibrary::findProcessed (std::uint32_t contentId,
+                                                                       const ChannelWeights& weights) const
 {
     const auto found = processedTracks.find (contentId);
     return found != processedTracks.end() && found->second->weights == weights ? found->second->pyramid
@@ -280,14 +280,14 @@ void WaveformLibrary::readPiece (Entry& entry)
     if (entry.waveform->energies != nullptr)
         entry.waveform->energies->append (frames);
 
-    if (numChannels == sourceChannels)
+    if (numChannels == channelLayout::numUnrendered)
     {
         entry.waveform->source->append (frames);
     }
     else
     {
         std::vector<float> source (static_cast<std::size_t> (count));
-        pick (frames, numChannels, sourceChannelOfRendered, source);
+        pick (frames, numChannels, channelLayout::source, source);
         entry.waveform->source->append (source);
     }
 
@@ -299,7 +299,7 @@ bool WaveformLibrary::readProcessedPiece (ProcessedTask& task)
     const auto length = std::min (task.pyramid->lengthInSamples(), task.samples->lengthInFrames());
     const auto count =
         static_cast<std::size_t> (std::clamp<std::int64_t> (length - task.next, 0, framesPerPiece));
-    frames.resize (count * static_cast<std::size_t> (renderedChannels));
+    frames.resize (count * static_cast<std::size_t> (channelLayout::numRendered));
 
     if (count == 0 || ! task.samples->readFrames (task.next, frames))
         return false;
@@ -320,7 +320,7 @@ std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& ta
         return std::nullopt;
 
     const auto numChannels = task.samples->numChannels();
-    const auto isRendered = numChannels == renderedChannels;
+    const auto isRendered = numChannels == channelLayout::numRendered;
     const auto first =
         std::max<std::int64_t> (0, waveColumnSamples (request.firstColumn, request.samplesPerColumn).from);
     const auto last = std::min (
@@ -345,7 +345,7 @@ std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& ta
 
         if (request.wantsSource)
         {
-            pick (block, numChannels, isRendered ? sourceChannelOfRendered : 0, signal);
+            pick (block, numChannels, isRendered ? channelLayout::source : 0, signal);
             source.add (start, signal);
         }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/GroupState.h"
+#include "terms/ChannelLayout.h"
 #include "ui/wave/ChannelEnergyPyramid.h"
 #include "ui/wave/EnvelopePyramid.h"
 #include "ui/wave/WaveContent.h"
@@ -51,23 +52,22 @@ public:
     /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on the message
         thread, by onExactEnvelope.
     */
-    void requestExact (const TrackState& track,
-                       const WaveEnvelopeRequest& request,
-                       const WaveChannelWeights& weights);
+    void
+    requestExact (const TrackState& track, const WaveEnvelopeRequest& request, const ChannelWeights& weights);
 
     std::function<void (const WaveExactEnvelope&)> onExactEnvelope;
 
     /** Reads a whole rendered track as these weights sound, when nothing else is to be done; the newest wish takes the
         place of any before. The answer comes on the message thread, by onProcessed.
     */
-    void requestProcessed (const TrackState& track, const WaveChannelWeights& weights);
+    void requestProcessed (const TrackState& track, const ChannelWeights& weights);
 
     /** The last answer for a track, when it was for these weights; null otherwise. */
-    [[nodiscard]] std::shared_ptr<const EnvelopePyramid>
-    findProcessed (std::uint32_t contentId, const WaveChannelWeights& weights) const;
+    [[nodiscard]] std::shared_ptr<const EnvelopePyramid> findProcessed (std::uint32_t contentId,
+                                                                        const ChannelWeights& weights) const;
 
     std::function<void (
-        std::uint32_t contentId, const WaveChannelWeights&, std::shared_ptr<const EnvelopePyramid>)>
+        std::uint32_t contentId, const ChannelWeights&, std::shared_ptr<const EnvelopePyramid>)>
         onProcessed;
 
 private:
@@ -83,7 +83,7 @@ private:
     {
         std::shared_ptr<TrackSamples> samples;
         WaveEnvelopeRequest request;
-        WaveChannelWeights weights{};
+        ChannelWeights weights{};
     };
 
     /** A whole processed signal on its way. */
@@ -91,7 +91,7 @@ private:
     {
         std::uint32_t contentId = 0;
         std::shared_ptr<TrackSamples> samples;
-        WaveChannelWeights weights{};
+        ChannelWeights weights{};
         std::shared_ptr<EnvelopePyramid> pyramid;
         std::int64_t next = 0; // frame to be read; on the library's thread
     };

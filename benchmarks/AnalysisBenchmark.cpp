@@ -5,6 +5,9 @@
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/WorkControl.h"
 
 #include <algorithm>
 #include <array>
@@ -181,7 +184,7 @@ analyseInChild (const std::string& folder, int numTracks, int numThreads, const 
 std::uint64_t diskBytes (int numTracks, int seconds, bool isRefined)
 {
     const auto samples = std::uint64_t{ 44100 } * static_cast<std::uint64_t> (seconds);
-    const std::uint64_t channels = 1 + (isRefined ? 2 : 1) * method::numRenderChannels + (isRefined ? 5 : 0);
+    const std::uint64_t channels = 1 + (isRefined ? 2 : 1) * channelLayout::numRendered + (isRefined ? 5 : 0);
     return 4 * samples * (12 + static_cast<std::uint64_t> (numTracks) * channels)
            + (std::uint64_t{ 64 } << 20);
 }
@@ -289,7 +292,7 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
     options.diagnostics = [] (std::string_view) {}; // standard output is for the figures
     options.method = method == refinedMethod ? AnalysisMethod::refined : AnalysisMethod::standard;
     StageClock stages (numTracks, method == refinedMethod);
-    AnalysisControl control;
+    WorkControl control;
     control.setProgress = [&] (double value) { stages.progress (value); };
     auto status = AnalysisStatus::completed;
 

@@ -6,6 +6,8 @@
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/ChannelLayout.h"
+#include "terms/WorkControl.h"
 
 #ifdef TESSIVAR_HAS_OPENBLAS
     #include "benchmarks/WholeArrayDecomposition.h"
@@ -37,7 +39,7 @@ public:
     Problem (std::size_t numRows, std::size_t numFrames, WorkerPool& pool)
         : power (numRows * numFrames), rows (numRows), frames (numFrames)
     {
-        constexpr std::size_t numComponents = method::numComponents;
+        constexpr std::size_t numComponents = channelLayout::numComponents;
         std::vector<float> spectra (rows * numComponents), levels (numComponents * frames);
         RandomStream random (1);
 
@@ -91,8 +93,8 @@ private:
 struct Factors
 {
     explicit Factors (MatrixView<const float> v)
-        : bases (v.rows * method::numComponents), activations (v.columns * method::numComponents),
-          rows (v.rows), frames (v.columns)
+        : bases (v.rows * channelLayout::numComponents),
+          activations (v.columns * channelLayout::numComponents), rows (v.rows), frames (v.columns)
     {
         RandomStream random (2);
 
@@ -103,14 +105,17 @@ struct Factors
             x = random.next();
     }
 
-    [[nodiscard]] MatrixView<float> w() { return { bases.data(), rows, method::numComponents }; }
-    [[nodiscard]] MatrixView<float> h() { return { activations.data(), method::numComponents, frames }; }
+    [[nodiscard]] MatrixView<float> w() { return { bases.data(), rows, channelLayout::numComponents }; }
+    [[nodiscard]] MatrixView<float> h()
+    {
+        return { activations.data(), channelLayout::numComponents, frames };
+    }
 
     [[nodiscard]] double model (std::size_t row, std::size_t t)
     {
         double sum = 0.0;
 
-        for (std::size_t k = 0; k < method::numComponents; ++k)
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
             sum += static_cast<double> (w() (row, k)) * static_cast<double> (h() (k, t));
 
         return sum;
@@ -161,7 +166,7 @@ double timeProduct (MatrixView<const float> v, WorkerPool& pool)
     std::atomic<bool> isEnough{ false };
     DecompositionSettings settings;
     settings.numIterations = std::numeric_limits<int>::max();
-    AnalysisControl control;
+    WorkControl control;
     control.shouldStop = [&] { return isEnough.load(); };
     control.setProgress = [&] (double)
     {

@@ -1,5 +1,7 @@
 #include "benchmarks/FileStorage.h"
 
+#include "terms/ChannelLayout.h"
+
 #include <algorithm>
 #include <bit>
 #include <cerrno>
@@ -125,18 +127,18 @@ class FileStorage::Result : public RenderedTrackSink, public RenderedTrackSource
 {
 public:
     Result (const std::string& path, std::int64_t lengthInSamples)
-        : file (path, method::numRenderChannels * lengthInSamples)
+        : file (path, channelLayout::numRendered * lengthInSamples)
     {
     }
 
     [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override
     {
-        return file.write (method::numRenderChannels * start, frames);
+        return file.write (channelLayout::numRendered * start, frames);
     }
 
     [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> frames) override
     {
-        return file.read (method::numRenderChannels * start, frames);
+        return file.read (channelLayout::numRendered * start, frames);
     }
 
     void addTo (std::uint64_t& sum) const

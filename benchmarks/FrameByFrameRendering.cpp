@@ -78,10 +78,10 @@ FrameByFrameRendering::FrameByFrameRendering (const RateParameters& r,
     spectrum = AlignedBuffer (2 * bins);
     quotient = AlignedBuffer (2 * bins);
     masked = AlignedBuffer (2 * bins);
-    bases = AlignedBuffer (method::numComponents * bins);
-    doubledBases = AlignedBuffer (2 * method::numComponents * bins);
+    bases = AlignedBuffer (channelLayout::numComponents * bins);
+    doubledBases = AlignedBuffer (2 * channelLayout::numComponents * bins);
 
-    for (std::size_t k = 0; k < method::numComponents; ++k)
+    for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         for (std::size_t f = 0; f < bins; ++f)
             bases[k * bins + f] = doubledBases[2 * (k * bins + f)] = doubledBases[2 * (k * bins + f) + 1] =
                 b[k * stride + f];
@@ -121,7 +121,7 @@ void FrameByFrameRendering::render (const float* samples,
         const auto* h = activations.column (t);
         divideByModel (quotient.data(), spectrum.data(), bases.data(), bins, h, bins);
 
-        for (std::size_t k = 0; k < method::numComponents; ++k)
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
             multiply (masked.data(), quotient.data(), doubledBases.data() + 2 * k * bins, 2 * bins);
             fftwf_execute (plans->inverse);

@@ -3,6 +3,7 @@
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/MatrixView.h"
+#include "terms/ChannelLayout.h"
 
 #include <array>
 #include <memory>
@@ -45,7 +46,7 @@ private:
     std::unique_ptr<Plans> plans;
     AlignedBuffer bases, doubledBases; // one weight a bin, and each weight twice, for (re, im)
     AlignedBuffer frame, spectrum, quotient, masked, output;
-    std::array<AlignedBuffer, method::numComponents> outputs;
+    std::array<AlignedBuffer, channelLayout::numComponents> outputs;
 };
 
 } // namespace tessivar::benchmarks

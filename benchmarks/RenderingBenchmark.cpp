@@ -8,6 +8,8 @@
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/ChannelLayout.h"
+#include "terms/DrumType.h"
 
 #include <algorithm>
 #include <cmath>
@@ -73,7 +75,7 @@ AnalysisData makeData (const RateParameters& rate)
 AnalysisShape makeShape (const RateParameters& rate)
 {
     TrackShape track;
-    track.drumType = drumCode::snare;
+    track.drumType = DrumType::snare;
     track.sampleRate = rate.sampleRate;
     track.lengthInSamples = segmentHops * rate.hop * numSegments + rate.frameLength;
     return *AnalysisShape::forTracks (std::span (&track, 1));
@@ -85,9 +87,9 @@ class Comparison
 public:
     explicit Comparison (const RateParameters& r)
         : rate (r), data (makeData (rate)), shape (makeShape (rate)), source (shape.lengthInSamples),
-          signal (source, drumCode::snare, shape, data),
-          melBases (method::numMelBands * method::numComponents),
-          activations (method::numComponents * static_cast<std::size_t> (shape.numFrames))
+          signal (source, DrumType::snare, shape, data),
+          melBases (method::numMelBands * channelLayout::numComponents),
+          activations (channelLayout::numComponents * static_cast<std::size_t> (shape.numFrames))
     {
         RandomStream random (4);
 
@@ -167,7 +169,9 @@ public:
 private:
     [[nodiscard]] MatrixView<const float> frames() const
     {
-        return { activations.data(), method::numComponents, static_cast<std::size_t> (shape.numFrames) };
+        return { activations.data(),
+                 channelLayout::numComponents,
+                 static_cast<std::size_t> (shape.numFrames) };
     }
 
     /** Segments are 512 hops long; the product renders the frames that overlap their ends twice. */
@@ -194,7 +198,7 @@ private:
         // This frame starts at sample 0.
         const auto leading = rate.frameLength / rate.hop;
         const auto first = static_cast<std::size_t> (leading + i * segmentHops);
-        const MatrixView<const float> h{ frames().column (first), method::numComponents, segmentHops };
+        const MatrixView<const float> h{ frames().column (first), channelLayout::numComponents, segmentHops };
         anchor.render (source.data() + i * segmentHops * rate.hop, h, segmentHops);
     }
 
@@ -205,7 +209,7 @@ private:
         renderAnchor (anchor, 1);
         renderProduct (renderer, 1);
 
-        for (std::size_t k = 0; k < method::numComponents; ++k)
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
             const auto *a = segment.component (k), *b = anchor.component (k);
             auto peak = 1.0e-30, largest = 0.0;

@@ -19,19 +19,19 @@ constexpr int sampleRate = 44100;
 
 struct Drum
 {
-    std::uint32_t type;
+    DrumType type;
     double pitchHz, decaySeconds, noiseDecaySeconds, noiseLevel;
     double beats, offset; // a hit every so many beats
 };
 
-constexpr std::array<Drum, 8> kit{ { { drumCode::kick, 58.0, 0.18, 0.010, 0.3, 2.0, 0.0 },
-                                     { drumCode::kick, 47.0, 0.25, 0.006, 0.1, 2.0, 0.0 },
-                                     { drumCode::snare, 190.0, 0.09, 0.110, 0.9, 2.0, 1.0 },
-                                     { drumCode::snare, 240.0, 0.06, 0.140, 1.2, 2.0, 1.0 },
-                                     { drumCode::hiHat, 6300.0, 0.01, 0.060, 0.8, 0.5, 0.0 },
-                                     { drumCode::tomHigh, 165.0, 0.22, 0.015, 0.2, 8.0, 6.5 },
-                                     { drumCode::tomLow, 120.0, 0.28, 0.015, 0.2, 8.0, 7.0 },
-                                     { drumCode::tomFloor, 80.0, 0.38, 0.015, 0.2, 8.0, 7.5 } } };
+constexpr std::array<Drum, 8> kit{ { { DrumType::kick, 58.0, 0.18, 0.010, 0.3, 2.0, 0.0 },
+                                     { DrumType::kick, 47.0, 0.25, 0.006, 0.1, 2.0, 0.0 },
+                                     { DrumType::snare, 190.0, 0.09, 0.110, 0.9, 2.0, 1.0 },
+                                     { DrumType::snare, 240.0, 0.06, 0.140, 1.2, 2.0, 1.0 },
+                                     { DrumType::hiHat, 6300.0, 0.01, 0.060, 0.8, 0.5, 0.0 },
+                                     { DrumType::tomHigh, 165.0, 0.22, 0.015, 0.2, 8.0, 6.5 },
+                                     { DrumType::tomLow, 120.0, 0.28, 0.015, 0.2, 8.0, 7.0 },
+                                     { DrumType::tomFloor, 80.0, 0.38, 0.015, 0.2, 8.0, 7.5 } } };
 
 const Drum& drumOf (int track)
 {
@@ -85,7 +85,7 @@ std::vector<float> performance (int track, std::size_t length)
 }
 } // namespace
 
-std::uint32_t syntheticDrumType (int track)
+DrumType syntheticDrumType (int track)
 {
     return drumOf (track).type;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/DrumType.h"
+
 #include <cstdint>
 #include <string>
 
@@ -9,7 +11,7 @@ namespace tessivar::benchmarks
 /** The type code of a microphone of a synthetic kit: kick, kick, snare, snare, hi-hat, three toms, then
     again.
 */
-[[nodiscard]] std::uint32_t syntheticDrumType (int track);
+[[nodiscard]] DrumType syntheticDrumType (int track);
 
 /** The file of a microphone below a folder. */
 [[nodiscard]] std::string syntheticTrackFile (const std::string& folder, int track);

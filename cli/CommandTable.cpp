@@ -1,6 +1,7 @@
 #include "cli/CommandTable.h"
 
-#include "model/KnobValues.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <algorithm>
 #include <array>
@@ -58,14 +59,17 @@ constexpr OptionSpec methodOption{
             "twice as long. Default: standard.",
 };
 
-constexpr OptionSpec typeOption{
+const auto typeHelp = "The drum type of the tracks that NAME matches: " + drumTypeWords()
+                      + ". Without it the type is guessed from the file name. Tracks of type oh and other "
+                        "pass through unchanged.";
+const auto editedTypeHelp = "The drum type: " + drumTypeWords() + ".";
+
+const OptionSpec typeOption{
     .name = "--type",
     .value = "NAME=TYPE",
     .kind = ValueKind::drumType,
     .repeatable = true,
-    .help = "The drum type of the tracks that NAME matches: kick, snare, hiHat, tomHigh, tomLow, tomFloor, "
-            "oh or other. Without it the type is guessed from the file name. Tracks of type oh and other "
-            "pass through unchanged.",
+    .help = typeHelp,
 };
 
 constexpr OptionSpec typesOption{
@@ -161,16 +165,16 @@ constexpr auto requiredSaveOption = []
     return option;
 }();
 
-constexpr std::array processOptions{ outOption,  focusOption,   fineOption,      methodOption,
-                                     typeOption, typesOption,   excludeOption,   eachOption,
-                                     saveOption, formatOption,  overwriteOption, componentsOption,
-                                     seedOption, threadsOption, tempOption,      dryRunOption,
-                                     jsonOption, quietOption };
+const std::array processOptions{ outOption,       focusOption,      fineOption, methodOption,  typeOption,
+                                 typesOption,     excludeOption,    eachOption, saveOption,    formatOption,
+                                 overwriteOption, componentsOption, seedOption, threadsOption, tempOption,
+                                 dryRunOption,    jsonOption,       quietOption };
 
-constexpr std::array analyzeOptions{ requiredSaveOption, focusOption, fineOption,    methodOption,
-                                     typeOption,         typesOption, excludeOption, eachOption,
-                                     overwriteOption,    seedOption,  threadsOption, tempOption,
-                                     dryRunOption,       jsonOption,  quietOption };
+const std::array analyzeOptions{
+    requiredSaveOption, focusOption,   fineOption,   methodOption,    typeOption,
+    typesOption,        excludeOption, eachOption,   overwriteOption, seedOption,
+    threadsOption,      tempOption,    dryRunOption, jsonOption,      quietOption
+};
 
 constexpr OptionSpec settingOption{
     .name = "--setting",
@@ -217,12 +221,9 @@ constexpr OptionSpec editedTrackOption{
     .help = "The tracks to change: all that NAME matches.",
 };
 
-constexpr std::array editOptions{
+const std::array editOptions{
     editedTrackOption,
-    OptionSpec{ .name = "--type",
-                .value = "TYPE",
-                .kind = ValueKind::text,
-                .help = "The drum type: kick, snare, hiHat, tomHigh, tomLow, tomFloor, oh or other." },
+    OptionSpec{ .name = "--type", .value = "TYPE", .kind = ValueKind::text, .help = editedTypeHelp },
     OptionSpec{ .name = "--focus-a",
                 .value = "VALUE",
                 .kind = ValueKind::text,

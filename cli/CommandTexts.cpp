@@ -1,5 +1,7 @@
 #include "cli/CommandTexts.h"
 
+#include "terms/DrumType.h"
+
 #include <iomanip>
 #include <sstream>
 #include <vector>
@@ -258,7 +260,8 @@ _tessivar_cli_drum_type ()
     elif [[ $cur != "=" && $prev != "=" ]]; then
         return
     fi
-    mapfile -t COMPREPLY < <(compgen -P "$name" -W 'kick snare hiHat tomHigh tomLow tomFloor oh other' -- "${cur##*=}")
+    mapfile -t COMPREPLY < <(compgen -P "$name" )sh";
+    script << "-W '" << drumTypeWords (" ", " ") << R"sh(' -- "${cur##*=}")
 }
 
 _tessivar_cli ()

@@ -7,6 +7,7 @@
 #include "jobs/ImportTracks.h"
 #include "model/AtomicFile.h"
 #include "model/OutputRules.h"
+#include "terms/WorkControl.h"
 
 #include <ostream>
 
@@ -61,7 +62,7 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
         return exitCode::outputFailed;
     }
 
-    const AnalysisControl control{ .shouldStop = context.stopRequested, .setProgress = {} };
+    const WorkControl control{ .shouldStop = context.stopRequested, .setProgress = {} };
     ImportWarnings warnings;
     std::vector<SessionTrack> tracks;
     for (const auto& file : inputs.files)

@@ -19,7 +19,6 @@ namespace tessivar
 
 namespace
 {
-constexpr float maximumFocus = 5.0f, maximumFine = 1.0f;
 
 juce::String textOf (const std::string& argument)
 {
@@ -48,7 +47,7 @@ juce::Result parseChoices (const Invocation& invocation, EditRequest& request)
 {
     if (const auto* type = invocation.one ("--type"))
     {
-        request.type = parseDrumType (textOf (*type));
+        request.type = parseDrumType (textOf (*type).toRawUTF8());
 
         if (! request.type)
             return juce::Result::fail (
@@ -148,10 +147,10 @@ juce::Result parseEditRequest (const Invocation& invocation, EditRequest& reques
         result.tracks.add (textOf (pattern));
 
     for (const auto& outcome : { fileFromArgument (invocation.operands.front(), result.groupFile),
-                                 parseKnob (invocation, "--focus-a", maximumFocus, result.focusA),
-                                 parseKnob (invocation, "--fine-a", maximumFine, result.fineA),
-                                 parseKnob (invocation, "--focus-b", maximumFocus, result.focusB),
-                                 parseKnob (invocation, "--fine-b", maximumFine, result.fineB),
+                                 parseKnob (invocation, "--focus-a", focusMaximum, result.focusA),
+                                 parseKnob (invocation, "--fine-a", fineMaximum, result.fineA),
+                                 parseKnob (invocation, "--focus-b", focusMaximum, result.focusB),
+                                 parseKnob (invocation, "--fine-b", fineMaximum, result.fineB),
                                  parseChoices (invocation, result) })
         if (outcome.failed())
             return outcome;

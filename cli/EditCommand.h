@@ -2,8 +2,9 @@
 
 #include "cli/CommandContext.h"
 #include "cli/CommandLine.h"
-#include "model/DrumType.h"
 #include "model/TrackRecord.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <optional>
 

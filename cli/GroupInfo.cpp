@@ -3,6 +3,9 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <algorithm>
 
@@ -37,7 +40,8 @@ juce::String analysisText (const GroupState& group)
     if (! group.analysis)
         return "none";
 
-    return separationMethodKey (group.analysis->method) + ", seed " + juce::String (group.analysis->seed)
+    return juce::String (analysisMethodKey (group.analysis->method)) + ", seed "
+           + juce::String (group.analysis->seed)
            + (group.changedSinceAnalysis() ? "; changed since then" : "");
 }
 
@@ -115,11 +119,11 @@ Json groupInfoToJson (const juce::File& file, const LoadedGroup& loaded)
     json["name"] = jsonText (group.name);
     json["sampleRate"] = group.sampleRate();
     json["seconds"] = lengthSeconds (group);
-    json["method"] = jsonText (separationMethodKey (group.method));
+    json["method"] = jsonText (analysisMethodKey (group.method));
     json["analysis"] = Json();
     if (group.analysis)
         json["analysis"] = Json{
-            { "method", jsonText (separationMethodKey (group.analysis->method)) },
+            { "method", jsonText (analysisMethodKey (group.analysis->method)) },
             { "seed", group.analysis->seed },
             { "changedSince", group.changedSinceAnalysis() },
         };

@@ -1,6 +1,8 @@
 #include "cli/GroupRun.h"
 
 #include "cli/GroupRunSteps.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/WorkControl.h"
 
 namespace tessivar
 {
@@ -68,7 +70,7 @@ void GroupRun::refuse (const juce::String& file, std::optional<int> code, const 
     tell (reason);
 }
 
-AnalysisControl GroupRun::control()
+WorkControl GroupRun::control()
 {
     return { .shouldStop = context.stopRequested,
              .setProgress = [this] (double fraction) { progress.setProgress (fraction); } };
@@ -91,9 +93,9 @@ AnalyseOptions GroupRun::analyseOptions() const
 AnalysisMethod GroupRun::method() const
 {
     if (! request.analyses() && group.analysis)
-        return analysisMethodOf (group.analysis->method);
+        return group.analysis->method;
 
-    return request.method.value_or (analysisMethodOf (group.method));
+    return request.method.value_or (group.method);
 }
 
 void GroupRun::addNotes (const juce::StringArray& notes)

@@ -3,13 +3,14 @@
 
 #include "model/UserFolders.h"
 #include "model/WritingNote.h"
+#include "terms/KnobValues.h"
 
 #include <ostream>
 
 namespace tessivar
 {
 
-void GroupRun::turnKnobs (TrackState& track, SuppressionSetting wanted)
+void GroupRun::turnKnobs (TrackState& track, KnobValues wanted)
 {
     const auto setting = track.record.selected();
     const auto before = track.record.knobs (setting);
@@ -105,7 +106,7 @@ void GroupRun::prepareGroup()
         }
     }
 
-    group.method = separationMethodOf (method());
+    group.method = method();
 
     for (std::size_t i = 0; i < session.size(); ++i)
     {

@@ -9,6 +9,9 @@
 #include "model/DiskNames.h"
 #include "model/FileLock.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 
 #include <sys/stat.h>
 
@@ -63,7 +66,7 @@ bool GroupRun::loadGroup()
         session.push_back (sessionTrackOf (track));
 
         if (request.setting)
-            session.back().setting = settingOf (track.record.knobs (*request.setting));
+            session.back().setting = track.record.knobs (*request.setting);
 
         ReportedTrack reported;
         reported.typeOrigin = TypeOrigin::group;
@@ -74,11 +77,6 @@ bool GroupRun::loadGroup()
         return fail (exitCode::inputRefused, pathOf (request.groupFile) + ": There are no tracks to export.");
 
     return true;
-}
-
-SuppressionSetting GroupRun::settingOf (KnobValues knobs)
-{
-    return { knobs.focus, knobs.fine };
 }
 
 bool GroupRun::dropOtherTracks()
@@ -196,7 +194,8 @@ bool GroupRun::applyChoices()
     {
         for (auto& track : session)
             if (track.setting.focus == suggestedValue)
-                track.setting.focus = static_cast<float> (track.analysis.suggestedFocus.value_or (0.0));
+                track.setting.focus =
+                    static_cast<float> (track.analysis.findings.suggestedFocus.value_or (0.0));
 
         return true;
     }
@@ -216,7 +215,7 @@ void GroupRun::applyKnobs (std::size_t index)
     const auto isNew = ! request.isFromGroupFile();
 
     if (isNew)
-        track.setting = settingOf (startKnobsA);
+        track.setting = startKnobsA;
 
     const auto takesSuggestion = request.analyses() && method() == AnalysisMethod::refined
                                  && track.takesPart()
@@ -235,7 +234,7 @@ bool GroupRun::canSuggest (const SessionTrack& track) const
 {
     return method() == AnalysisMethod::refined
            && (request.analyses() || ! track.hasProcessedOutput()
-               || track.analysis.suggestedFocus.has_value());
+               || track.analysis.findings.suggestedFocus.has_value());
 }
 
 bool GroupRun::planOutput()
@@ -334,11 +333,12 @@ bool GroupRun::checkRoom()
         if (request.writesAudio() && ! report.tracks[i].isSourceItself)
             forecast.outputNeeded += length * static_cast<std::uint64_t> (format.bitsPerSample / 8);
         if (request.components && track.takesPart())
-            forecast.outputNeeded += length * method::numComponents * sizeof (float);
+            forecast.outputNeeded += length * channelLayout::numComponents * sizeof (float);
         if (request.saves() && areOnOneFileSystem (request.saveFile.getParentDirectory(), target))
             forecast.outputNeeded +=
                 length * sizeof (float)
-                * static_cast<std::uint64_t> (track.takesPart() ? renderedChannels : sourceChannels);
+                * static_cast<std::uint64_t> (track.takesPart() ? channelLayout::numRendered
+                                                                : channelLayout::numUnrendered);
     }
     report.forecast = forecast;
 

@@ -10,6 +10,9 @@
 #include "jobs/ImportTracks.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFile.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/KnobValues.h"
+#include "terms/WorkControl.h"
 
 #include <chrono>
 #include <memory>
@@ -57,7 +60,7 @@ private:
     void collectWarnings();
 
     [[nodiscard]] ProgressDisplay::Style progressStyle() const;
-    [[nodiscard]] AnalysisControl control();
+    [[nodiscard]] WorkControl control();
     [[nodiscard]] bool stopRequested() const { return context.stopRequested && context.stopRequested(); }
     [[nodiscard]] ExportOptions exportOptions() const;
     [[nodiscard]] AnalyseOptions analyseOptions() const;
@@ -83,7 +86,6 @@ private:
     */
     void applyKnobs (std::size_t index);
 
-    [[nodiscard]] static SuppressionSetting settingOf (KnobValues knobs);
     [[nodiscard]] bool canSuggest (const SessionTrack& track) const;
 
     /** Names the files to be written, and refuses now what would be refused after minutes of work. */
@@ -115,7 +117,7 @@ private:
     /** Turns the knobs of the sounding setting; the other setting and the selector stay. A focus of suggestedValue is
         the suggestion of the last analysis, or leaves the knob where it is when there is none.
     */
-    static void turnKnobs (TrackState& track, SuppressionSetting wanted);
+    static void turnKnobs (TrackState& track, KnobValues wanted);
 
     // GroupRunWriting.cpp: audio files and the group file.
 

@@ -10,6 +10,7 @@
 #include "playback/OfflineMix.h"
 #include "playback/PlaybackDevice.h"
 #include "playback/PlaybackEngine.h"
+#include "terms/KnobValues.h"
 
 #include <juce_events/juce_events.h>
 
@@ -25,11 +26,6 @@ namespace
 constexpr std::int64_t renderBlock = 16384; // samples
 constexpr int pollMs = 20;
 
-SuppressionSetting settingOf (KnobValues values)
-{
-    return { values.focus, values.fine };
-}
-
 /** The Group of a request as playback takes it. */
 struct Programme
 {
@@ -44,8 +40,8 @@ PlaybackTrack playbackTrackOf (const TrackState& track, const PlayRequest& reque
 {
     PlaybackTrack result;
     result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
-    result.mix.settingA = settingOf (track.record.knobs (KnobSetting::a));
-    result.mix.settingB = settingOf (track.record.knobs (KnobSetting::b));
+    result.mix.settingA = track.record.knobs (KnobSetting::a);
+    result.mix.settingB = track.record.knobs (KnobSetting::b);
     result.mix.usesSettingB = request.setting.value_or (track.record.selected()) == KnobSetting::b;
     return result;
 }

@@ -2,8 +2,9 @@
 
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
-#include "jobs/Certainty.h"
 #include "model/Version.h"
+#include "terms/DrumType.h"
+#include "terms/TrackFindings.h"
 
 #include <nlohmann/json.hpp>
 
@@ -25,7 +26,7 @@ constexpr auto unknownBytes = std::numeric_limits<std::uint64_t>::max();
 /** Signal-to-distortion ratio between the best standard output and the masked track, in dB: two estimates of one drum. */
 double agreementOf (const SessionTrack& track)
 {
-    return track.analysis.focusMatchDb[static_cast<std::size_t> (track.analysis.bestFocusUpTo.back())];
+    return track.analysis.findings.bestMatchDb();
 }
 
 juce::String quoted (const juce::String& name)
@@ -90,10 +91,10 @@ juce::String focusLabel (const SessionTrack& track)
 
 juce::String suggestionLabel (const SessionTrack& track)
 {
-    if (! track.hasProcessedOutput() || ! track.analysis.suggestedFocus.has_value())
+    if (! track.hasProcessedOutput() || ! track.analysis.findings.suggestedFocus.has_value())
         return "-";
-    return knobLabel (static_cast<float> (*track.analysis.suggestedFocus)) + " ("
-           + certaintyOf (agreementOf (track)) + ")";
+    return knobLabel (static_cast<float> (*track.analysis.findings.suggestedFocus)) + " ("
+           + certaintyText (track.analysis.findings.certainty()) + ")";
 }
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
@@ -117,7 +118,7 @@ std::string formatTracks (const ProcessReport& report, const ProcessRequest& req
         if (isRefined)
         {
             row.push_back (reported.track.hasProcessedOutput()
-                               ? formatDb (reported.track.analysis.leakageDb) + " dB"
+                               ? formatDb (reported.track.analysis.findings.leakageDb) + " dB"
                                : "-");
             row.push_back (suggestionLabel (reported.track));
         }
@@ -230,9 +231,10 @@ Json trackToJson (const ReportedTrack& reported)
                        ? Json()
                        : Json (jsonText (reported.outputFile.getFullPathName()));
 
-    const bool hasSuggestion = track.hasProcessedOutput() && track.analysis.suggestedFocus.has_value();
-    json["suggestedFocus"] = hasSuggestion ? Json (*track.analysis.suggestedFocus) : Json();
-    json["leakageDb"] = hasSuggestion ? Json (track.analysis.leakageDb) : Json();
+    const bool hasSuggestion =
+        track.hasProcessedOutput() && track.analysis.findings.suggestedFocus.has_value();
+    json["suggestedFocus"] = hasSuggestion ? Json (*track.analysis.findings.suggestedFocus) : Json();
+    json["leakageDb"] = hasSuggestion ? Json (track.analysis.findings.leakageDb) : Json();
     json["agreementDb"] = hasSuggestion ? Json (agreementOf (track)) : Json();
 
     const bool written = reported.output.has_value() && reported.output->written;
@@ -258,7 +260,7 @@ juce::StringArray hintsFor (const ProcessReport& report)
         const auto& track = reported.track;
         if (! track.excluded && reported.typeOrigin == TypeOrigin::fallback)
             untold.addIfNotAlreadyThere (track.name);
-        if (track.hasProcessedOutput() && track.analysis.suggestedFocus == 0.0)
+        if (track.hasProcessedOutput() && track.analysis.findings.suggestedFocus == 0.0)
             withoutDrum.add (quoted (track.name));
         if (reported.output.has_value() && reported.output->written && reported.output->removedDb < faintDb)
             faint.add (quoted (track.name));

@@ -14,8 +14,6 @@ namespace tessivar
 
 namespace
 {
-constexpr float maximumFocus = 5.0f;
-constexpr float maximumFine = 1.0f;
 constexpr int maximumThreads = 256;
 
 /** The whole text as a number, without sign. */
@@ -78,10 +76,10 @@ juce::Result parseMethod (const Invocation& invocation, ProcessRequest& request)
 juce::Result parseKnobs (const Invocation& invocation, ProcessRequest& request)
 {
     auto outcome =
-        parseKnobChoices ("--focus", invocation.all ("--focus"), maximumFocus, true, request.focus);
+        parseKnobChoices ("--focus", invocation.all ("--focus"), focusMaximum, true, request.focus);
 
     if (outcome.wasOk())
-        outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), maximumFine, false, request.fine);
+        outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), fineMaximum, false, request.fine);
 
     return outcome;
 }

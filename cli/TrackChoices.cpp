@@ -126,7 +126,7 @@ juce::Result parseTypeChoices (const std::vector<std::string>& values, TrackChoi
         if (! split)
             return juce::Result::fail ("--type " + quoted (text) + ": NAME=TYPE is expected");
 
-        const auto type = parseDrumType (split->second);
+        const auto type = parseDrumType (split->second.toRawUTF8());
         if (! type.has_value())
             return juce::Result::fail (
                 "--type " + quoted (text) + ": " + quoted (split->second)

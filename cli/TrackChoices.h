@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/DrumType.h"
+#include "terms/DrumType.h"
 
 #include <juce_core/juce_core.h>
 

@@ -5,6 +5,7 @@
 #include "model/SettingsMerge.h"
 #include "model/SettingsStore.h"
 #include "model/UserFolders.h"
+#include "terms/DrumType.h"
 
 #include <optional>
 
@@ -32,12 +33,11 @@ juce::Result parseLists (const juce::MemoryBlock& content, SettingsValues& lists
         if (line.isEmpty() || line.startsWithChar ('#'))
             continue;
 
-        const auto type = parseDrumType (line.upToFirstOccurrenceOf ("=", false, false).trim());
+        const auto type = parseDrumType (line.upToFirstOccurrenceOf ("=", false, false).trim().toRawUTF8());
 
         if (! line.containsChar ('=') || ! type)
             return juce::Result::fail ("line " + juce::String (i + 1)
-                                       + ": TYPE = LIST is expected, TYPE being kick, snare, hiHat, tomHigh, "
-                                         "tomLow, tomFloor, oh or other");
+                                       + ": TYPE = LIST is expected, TYPE being " + drumTypeWords());
 
         lists[drumTypeKey (*type)] = line.fromFirstOccurrenceOf ("=", false, false).trim();
     }

@@ -61,8 +61,7 @@ juce::String listWord (ListSource source)
 
 juce::String typeText (DrumType type)
 {
-    const auto name = drumTypeDisplayName (type);
-    return name.isEmpty() ? juce::String ("Overhead") : name;
+    return canBeChosen (type) ? drumTypeDisplayName (type) : "Overhead";
 }
 
 } // namespace tessivar

@@ -13,15 +13,15 @@ namespace tessivar
 
 static_assert (std::endian::native == std::endian::little, "the data files hold little-endian floats");
 
-std::span<const float> AnalysisData::templateFor (std::uint32_t drumType) const
+std::span<const float> AnalysisData::templateFor (DrumType drumType) const
 {
-    if ((drumType & drumCode::tomHigh) != 0)
+    if (drumType == DrumType::tomHigh)
         return tomHighTemplate.span();
 
-    if ((drumType & drumCode::tomLow) != 0)
+    if (drumType == DrumType::tomLow)
         return tomLowTemplate.span();
 
-    if ((drumType & drumCode::tomFloor) != 0)
+    if (drumType == DrumType::tomFloor)
         return tomFloorTemplate.span();
 
     return {};
@@ -89,7 +89,7 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
 bool loadAnalysisData (const std::string& resourceFolder,
                        const RateParameters& rate,
                        AnalysisData& data,
-                       const AnalysisControl& control,
+                       const WorkControl& control,
                        const DiagnosticLog& log)
 {
     data.rate = rate;

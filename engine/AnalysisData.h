@@ -1,8 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 
 #include <cstddef>
 #include <functional>
@@ -25,7 +26,7 @@ struct AnalysisData
     AlignedBuffer melFilterBank; // 80 x rate.numBins(), column-major: weight of bin f in band m at m + 80 * f
 
     /** The template of a tom type; empty for any other type. */
-    [[nodiscard]] std::span<const float> templateFor (std::uint32_t drumType) const;
+    [[nodiscard]] std::span<const float> templateFor (DrumType drumType) const;
 };
 
 /** One data file: its name below the resource folder and the number of floats it holds. */
@@ -57,7 +58,7 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
 [[nodiscard]] bool loadAnalysisData (const std::string& resourceFolder,
                                      const RateParameters& rate,
                                      AnalysisData& data,
-                                     const AnalysisControl& control,
+                                     const WorkControl& control,
                                      const DiagnosticLog& log = {});
 
 } // namespace tessivar

@@ -8,6 +8,7 @@
 #include "engine/numerics/WorkerPool.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/SeededStart.h"
+#include "terms/DrumType.h"
 
 #include <algorithm>
 #include <atomic>
@@ -26,7 +27,7 @@ constexpr std::uint64_t mostRandomStarts = 10;
 class RisingProgress
 {
 public:
-    explicit RisingProgress (const AnalysisControl& c) : control (c) {}
+    explicit RisingProgress (const WorkControl& c) : control (c) {}
 
     /** From here on values run up to this share of the whole. */
     void scaleTo (double share) { scale = share; }
@@ -43,7 +44,7 @@ public:
     }
 
 private:
-    const AnalysisControl& control;
+    const WorkControl& control;
     double last = -1.0, scale = 1.0;
 };
 
@@ -53,7 +54,7 @@ public:
     Analysis (std::span<const AnalysisTrack> t,
               const AnalysisOptions& o,
               AnalysisStorage& s,
-              const AnalysisControl& c)
+              const WorkControl& c)
         : tracks (t), options (o), storage (s), control (c), progress (c), pool (std::max (1, o.numThreads))
     {
         result.tracks.resize (tracks.size());
@@ -94,7 +95,7 @@ private:
         if (active.empty())
             return AnalysisStatus::completed;
 
-        const AnalysisControl loading{ control.shouldStop, [this] (double value) { progress.set (value); } };
+        const WorkControl loading{ control.shouldStop, [this] (double value) { progress.set (value); } };
 
         if (! loadAnalysisData (
                 options.resourceFolder, result.shape.rate, data, loading, options.diagnostics))
@@ -179,7 +180,7 @@ private:
             if (failure != AnalysisStatus::completed)
                 return failure;
 
-            if (drumCode::isRendered (trackShape (active[i]).drumType))
+            if (isRenderedType (trackShape (active[i]).drumType))
                 loudest[i] = loudestFrames (energies, shape.paddingFrames(), shape.numSegments);
 
             // By the index before the track is counted: with one track the value stays where loading left it.
@@ -216,8 +217,8 @@ private:
     bool factoriseFrom (std::uint64_t seed, bool isSeeded)
     {
         const auto rows = result.shape.melRows(), frames = static_cast<std::size_t> (result.shape.numFrames);
-        bases = AlignedBuffer (rows * method::numComponents);
-        activations = AlignedBuffer (method::numComponents * frames);
+        bases = AlignedBuffer (rows * channelLayout::numComponents);
+        activations = AlignedBuffer (channelLayout::numComponents * frames);
         RandomStream random (seed);
 
         for (auto& value : bases.span())
@@ -228,30 +229,27 @@ private:
 
         if (isSeeded)
         {
-            std::vector<std::uint32_t> types;
+            std::vector<DrumType> types;
 
             for (const auto index : active)
                 types.push_back (trackShape (index).drumType);
 
             seedActivations ({ spectrogram.data(), rows, frames },
                              types,
-                             { activations.data(), method::numComponents, frames });
+                             { activations.data(), channelLayout::numComponents, frames });
         }
 
-        const AnalysisControl iterating{ control.shouldStop,
-                                         [this] (double done) { progress.set (0.1 + 0.5 * done); } };
+        const WorkControl iterating{ control.shouldStop,
+                                     [this] (double done) { progress.set (0.1 + 0.5 * done); } };
         return decompose ({ spectrogram.data(), rows, frames },
-                          { bases.data(), rows, method::numComponents },
-                          { activations.data(), method::numComponents, frames },
+                          { bases.data(), rows, channelLayout::numComponents },
+                          { activations.data(), channelLayout::numComponents, frames },
                           {},
                           pool,
                           iterating);
     }
 
-    [[nodiscard]] bool isHiHat (int index) const
-    {
-        return (trackShape (index).drumType & drumCode::hiHat) != 0;
-    }
+    [[nodiscard]] bool isHiHat (int index) const { return trackShape (index).drumType == DrumType::hiHat; }
 
     [[nodiscard]] bool hasHiHat() const
     {
@@ -259,10 +257,10 @@ private:
     }
 
     /** The first active track of a type in Group order, as a place in active; nothing when there is none. */
-    [[nodiscard]] std::optional<std::size_t> firstOfType (std::uint32_t code) const
+    [[nodiscard]] std::optional<std::size_t> firstOfType (DrumType type) const
     {
         for (std::size_t i = 0; i < active.size(); ++i)
-            if (trackShape (active[i]).drumType == code)
+            if (trackShape (active[i]).drumType == type)
                 return i;
 
         return std::nullopt;
@@ -278,8 +276,8 @@ private:
             return AnalysisStatus::storageFailed;
 
         const RenderingContext context{ result.shape, data, pool, control, *scratch };
-        const auto kick = withHiHat ? firstOfType (drumCode::kick) : std::nullopt;
-        const auto snare = withHiHat ? firstOfType (drumCode::snare) : std::nullopt;
+        const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
+        const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
 
         // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the tracks.
         std::vector<std::size_t> sequence;
@@ -294,7 +292,7 @@ private:
             const auto i = sequence[position];
             const auto index = active[i];
 
-            if (! drumCode::isRendered (trackShape (index).drumType))
+            if (! isRenderedType (trackShape (index).drumType))
                 continue;
 
             if (control.stopRequested())
@@ -302,14 +300,14 @@ private:
 
             TrackRenderingJob job;
             job.signal = signals[i].get();
-            job.bases = { bases.data(), result.shape.melRows(), method::numComponents };
+            job.bases = { bases.data(), result.shape.melRows(), channelLayout::numComponents };
             job.firstRow = i * method::numMelBands;
             job.activations = { activations.data(),
-                                method::numComponents,
+                                channelLayout::numComponents,
                                 static_cast<std::size_t> (result.shape.numFrames) };
             job.loudest = loudest[i];
             job.isHiHat = isHiHat (index);
-            job.similarityThreshold = static_cast<double> ((trackShape (index).drumType & drumCode::oh) != 0
+            job.similarityThreshold = static_cast<double> (trackShape (index).drumType == DrumType::oh
                                                                ? method::similarityThresholdOverhead
                                                                : method::similarityThreshold);
             job.hasKickReference = kick.has_value();
@@ -357,7 +355,7 @@ private:
             participant.source = track.source;
             participant.ownLength = track.shape.lengthInSamples;
 
-            if (drumCode::isRendered (track.shape.drumType))
+            if (isRenderedType (track.shape.drumType))
             {
                 participant.standard = storage.standard (index);
 
@@ -410,7 +408,7 @@ private:
     const std::span<const AnalysisTrack> tracks;
     const AnalysisOptions& options;
     AnalysisStorage& storage;
-    const AnalysisControl& control;
+    const WorkControl& control;
     RisingProgress progress;
     WorkerPool pool;
     AnalysisResult result;
@@ -425,7 +423,7 @@ private:
 AnalysisResult analyseTracks (std::span<const AnalysisTrack> tracks,
                               const AnalysisOptions& options,
                               AnalysisStorage& storage,
-                              const AnalysisControl& control)
+                              const WorkControl& control)
 {
     return Analysis (tracks, options, storage, control).run();
 }
@@ -436,7 +434,7 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     const auto rows = static_cast<std::uint64_t> (shape.melRows());
     const auto workers = static_cast<std::uint64_t> (std::max (1, options.numThreads));
     const auto frameLength = static_cast<std::uint64_t> (shape.rate.frameLength);
-    constexpr std::uint64_t components = method::numComponents;
+    constexpr std::uint64_t components = channelLayout::numComponents;
 
     // The stacked spectrogram and its factors, or later a segment of ten components for every worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);

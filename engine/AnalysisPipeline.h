@@ -1,8 +1,11 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/SampleStorage.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/TrackFindings.h"
+#include "terms/WorkControl.h"
 
 #include <array>
 #include <cstdint>
@@ -20,12 +23,6 @@ struct AnalysisTrack
 {
     TrackShape shape;
     SampleSource* source = nullptr; // not owned; lives as long as the analysis
-};
-
-enum class AnalysisMethod
-{
-    standard,
-    refined // seeded start, and layers from an interference model over all microphones; takes about twice as long
 };
 
 /** The part of a refined analysis' progress in which the standard one runs, 0..1; the refinement is the rest. */
@@ -90,24 +87,15 @@ public:
     }
 };
 
-/** From these matches of the suggested Focus on, in dB, a suggestion is called sure or fairly sure. */
-inline constexpr double sureMatchDb = 20.0, fairlySureMatchDb = 12.0;
-
 /** What was found for one track. Indexed like the tracks given; tracks that are not rendered keep rendered = false. */
 struct TrackAnalysis
 {
     bool rendered = false;
-    std::array<double, method::numComponents> scores{}; // mean correlation, by component index
-    std::array<int, method::numComponents> slots{};     // component index by slot, best first
-    double gain = 1.0;                                  // of all components
+    std::array<double, channelLayout::numComponents> scores{}; // mean correlation, by component index
+    std::array<int, channelLayout::numComponents> slots{};     // component index by slot, best first
+    double gain = 1.0;                                         // of all components
     double rescaling = 1.0; // below 1 when the first component would peak above 1.0
-
-    // Of the refined method; elsewhere as they stand here.
-    std::array<double, 6> focusMatchDb{}; // standard output at Focus 0..5 against the masked track
-    std::array<int, 6> bestFocusUpTo{};   // for Focus f the best match among 0..f
-    double leakageDb = 0.0;               // leakage over own drum, estimated, whole track
-    double maskedEnergyDb = 0.0;          // masked track over track
-    std::optional<double> suggestedFocus; // 0 where nothing should be removed
+    TrackFindings findings; // of the refined method; elsewhere as they stand here
 };
 
 enum class AnalysisStatus
@@ -138,7 +126,7 @@ struct AnalysisResult
 [[nodiscard]] AnalysisResult analyseTracks (std::span<const AnalysisTrack> tracks,
                                             const AnalysisOptions& options,
                                             AnalysisStorage& storage,
-                                            const AnalysisControl& control);
+                                            const WorkControl& control);
 
 /** Bytes that analyseTracks takes from memory and from its scratch planes, for a forecast before it starts. */
 struct AnalysisForecast

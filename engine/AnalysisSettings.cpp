@@ -45,8 +45,8 @@ std::optional<AnalysisShape> AnalysisShape::forTracks (std::span<const TrackShap
             continue;
 
         ++shape.numActive;
-        shape.numRendered += drumCode::isRendered (track.drumType) ? 1 : 0;
-        numToms += drumCode::isTom (track.drumType) ? 1 : 0;
+        shape.numRendered += isRenderedType (track.drumType) ? 1 : 0;
+        numToms += rowOf (track.drumType).isTom ? 1 : 0;
     }
 
     const auto oneMinute = std::int64_t{ rate->sampleRate } * 60;

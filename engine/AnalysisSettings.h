@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/DrumType.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,28 +11,9 @@
 namespace tessivar
 {
 
-/** Drum type codes as the engine sees them: one bit each. */
-namespace drumCode
-{
-inline constexpr std::uint32_t other = 1, kick = 2, snare = 4, tomHigh = 8, tomLow = 16, tomFloor = 32,
-                               oh = 64, hiHat = 128;
-
-[[nodiscard]] constexpr bool isTom (std::uint32_t code)
-{
-    return (code & (tomHigh | tomLow | tomFloor)) != 0;
-}
-
-/** Only close microphones are rendered; Other and overhead tracks pass through unchanged. */
-[[nodiscard]] constexpr bool isRendered (std::uint32_t code)
-{
-    return code != other && code != oh;
-}
-} // namespace drumCode
-
 /** Constants of the method. */
 namespace method
 {
-inline constexpr int numComponents = 10;
 inline constexpr int numMelBands = 80;
 inline constexpr int numIterations = 75;
 inline constexpr float continuityWeight = 50.0f;
@@ -38,8 +21,6 @@ inline constexpr float floorValue = 1.0e-24f;
 inline constexpr float similarityThreshold = 0.7f;
 inline constexpr float similarityThresholdOverhead = 0.45f;
 inline constexpr int templateCopies = 10;
-inline constexpr int numBestComponents = 5;
-inline constexpr int numRenderChannels = 7; // five components, residual, source
 inline constexpr std::uint64_t defaultSeed = 1;
 } // namespace method
 
@@ -66,7 +47,7 @@ inline constexpr std::array<RateParameters, 5> supportedRates{ { { 44100, 1024, 
 /** What the analysis needs to know of a track to lay out its work. */
 struct TrackShape
 {
-    std::uint32_t drumType = drumCode::other;
+    DrumType drumType = DrumType::other;
     bool excluded = false;
     double sampleRate = 0.0; // Hz
     std::int64_t lengthInSamples = 0;

@@ -10,9 +10,9 @@ namespace tessivar
 
 LinearBases::LinearBases (const float* melBases, std::size_t melStride, const AnalysisData& data)
     : bins (static_cast<std::size_t> (data.rate.numBins())), stride ((bins + 15) / 16 * 16),
-      values (stride * method::numComponents)
+      values (stride * channelLayout::numComponents)
 {
-    for (std::size_t k = 0; k < method::numComponents; ++k)
+    for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
     {
         const auto* b = melBases + k * melStride;
         auto* out = values.data() + k * stride;
@@ -32,7 +32,7 @@ ComponentRenderer::ComponentRenderer (const LinearBases& b, MatrixView<const flo
     : bases (b), activations (h), data (d), frameAnalyser (d.window.span()),
       quotient (frameAnalyser.fft().spectrumFloats()), output (frameAnalyser.fft().length())
 {
-    for (std::size_t k = 0; k < method::numComponents; ++k)
+    for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
     {
         packedBases[k] = AlignedBuffer (frameAnalyser.fft().packedWeightFloats());
         frameAnalyser.fft().packWeights (packedBases[k].data(), bases.component (k));
@@ -111,7 +111,7 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
 
         const auto offset = static_cast<std::size_t> (frameStart (t, rate) - start + rate.frameLength);
 
-        for (std::size_t k = 0; k < method::numComponents; ++k)
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
             overlapAdd (
                 segment.components[k].data() + offset, component (k), data.window.span(), componentScale (k));
     }

@@ -4,6 +4,7 @@
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/MatrixView.h"
+#include "terms/ChannelLayout.h"
 
 #include <array>
 #include <cstdint>
@@ -60,8 +61,8 @@ public:
     struct Segment
     {
         std::vector<float> source;
-        std::array<AlignedBuffer, method::numComponents> components;
-        std::array<std::size_t, method::numComponents> offsets{};
+        std::array<AlignedBuffer, channelLayout::numComponents> components;
+        std::array<std::size_t, channelLayout::numComponents> offsets{};
 
         [[nodiscard]] const float* component (std::size_t k) const
         {
@@ -80,7 +81,7 @@ private:
     MatrixView<const float> activations;
     const AnalysisData& data;
     FrameAnalyser frameAnalyser;
-    std::array<AlignedBuffer, method::numComponents> packedBases;
+    std::array<AlignedBuffer, channelLayout::numComponents> packedBases;
     AlignedBuffer quotient, output, block;
     const float* frameActivations = nullptr;
 };

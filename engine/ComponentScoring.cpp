@@ -166,7 +166,7 @@ ComponentOrder hiHatSlots (const ComponentOrder& scoreOrder,
     if (kept)
         slots[nextFromStart++] = *kept;
 
-    for (int k = 0; k < method::numComponents; ++k)
+    for (int k = 0; k < channelLayout::numComponents; ++k)
         if (isSimilar (k) && kept != k)
             slots[--nextFromEnd] = k;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/AnalysisSettings.h"
+#include "terms/ChannelLayout.h"
 
 #include <array>
 #include <cstddef>
@@ -11,8 +12,8 @@
 namespace tessivar
 {
 
-using ComponentValues = std::array<double, method::numComponents>;
-using ComponentOrder = std::array<int, method::numComponents>;
+using ComponentValues = std::array<double, channelLayout::numComponents>;
+using ComponentOrder = std::array<int, channelLayout::numComponents>;
 
 /** Sum of products over the root of the product of energies, -1..1. Energies of 0 are floored at 1e-24, so a silent
     sequence correlates at 0. Squares are single precision: a sequence fainter than about 1e-23 counts as silent.

@@ -86,7 +86,7 @@ public:
     Decomposer (MatrixView<const float> v,
                 const DecompositionSettings& s,
                 WorkerPool& p,
-                const AnalysisControl& c)
+                const WorkControl& c)
         : settings (s), pool (p), control (c), numRows (v.rows), numFrames (v.columns),
           numPanels ((v.rows + kernels::lanes - 1) / kernels::lanes),
           packedSize (numPanels * kernels::lanes * numComponents),
@@ -271,7 +271,7 @@ private:
 
     const DecompositionSettings& settings;
     WorkerPool& pool;
-    const AnalysisControl& control;
+    const WorkControl& control;
     const std::size_t numRows, numFrames, numPanels, packedSize, numTiles;
     const float* power = nullptr;
     AlignedBuffer paddedPower, bases, activations, rangeSums;
@@ -286,7 +286,7 @@ bool decompose (MatrixView<const float> v,
                 MatrixView<float> h,
                 const DecompositionSettings& settings,
                 WorkerPool& pool,
-                const AnalysisControl& control)
+                const WorkControl& control)
 {
     assert (w.rows == v.rows && w.columns == numComponents);
     assert (h.rows == numComponents && h.columns == v.columns && v.columns >= 2);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/MatrixView.h"
 #include "engine/numerics/WorkerPool.h"
+#include "terms/WorkControl.h"
 
 namespace tessivar
 {
@@ -36,6 +36,6 @@ struct DecompositionSettings
                               MatrixView<float> h,
                               const DecompositionSettings& settings,
                               WorkerPool& pool,
-                              const AnalysisControl& control);
+                              const WorkControl& control);
 
 } // namespace tessivar

@@ -5,6 +5,7 @@
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <cmath>
@@ -103,7 +104,7 @@ SelfTestLine checkTargets()
     {
         useSimdTarget (target);
         RandomStream start (3);
-        std::vector<float> factors ((rows + frames) * method::numComponents);
+        std::vector<float> factors ((rows + frames) * channelLayout::numComponents);
 
         for (auto& x : factors)
             x = start.next();
@@ -111,13 +112,13 @@ SelfTestLine checkTargets()
         WorkerPool pool (1);
         DecompositionSettings settings;
         settings.numIterations = 3;
-        isEqual &=
-            decompose ({ v.data(), rows, frames },
-                       { factors.data(), rows, method::numComponents },
-                       { factors.data() + rows * method::numComponents, method::numComponents, frames },
-                       settings,
-                       pool,
-                       {});
+        isEqual &= decompose (
+            { v.data(), rows, frames },
+            { factors.data(), rows, channelLayout::numComponents },
+            { factors.data() + rows * channelLayout::numComponents, channelLayout::numComponents, frames },
+            settings,
+            pool,
+            {});
 
         if (expected.empty())
             expected = factors;

@@ -26,7 +26,7 @@ std::int64_t replaceNonFinite (std::span<float> samples)
 }
 
 PaddedSignal::PaddedSignal (SampleSource& s,
-                            std::uint32_t drumType,
+                            DrumType drumType,
                             const AnalysisShape& shape,
                             const AnalysisData& data)
     : source (s), paddingSamples (shape.paddingSamples)

@@ -5,6 +5,7 @@
 #include "engine/SampleStorage.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/RealFft.h"
+#include "terms/DrumType.h"
 
 #include <cstdint>
 #include <span>
@@ -24,7 +25,7 @@ class PaddedSignal
 public:
     /** source and data must outlive this. */
     PaddedSignal (SampleSource& source,
-                  std::uint32_t drumType,
+                  DrumType drumType,
                   const AnalysisShape& shape,
                   const AnalysisData& data);
 

@@ -7,15 +7,7 @@
 namespace tessivar
 {
 
-SuppressionSetting SuppressionSetting::sanitised() const
-{
-    const auto clean = [] (float value, float top)
-    { return std::isnan (value) ? 0.0f : std::clamp (value, 0.0f, top); };
-
-    return { clean (focus, 5.0f), clean (fine, 1.0f) };
-}
-
-SuppressionRule SuppressionRule::forSetting (SuppressionSetting setting)
+SuppressionRule SuppressionRule::forSetting (KnobValues setting)
 {
     const auto [focus, fine] = setting.sanitised();
     const auto whole = static_cast<int> (focus);
@@ -27,7 +19,7 @@ SuppressionRule SuppressionRule::forSetting (SuppressionSetting setting)
     {
         const auto index = static_cast<std::size_t> (c);
 
-        if (5.0f - focus >= static_cast<float> (c))
+        if (focusMaximum - focus >= static_cast<float> (c))
             rule.channelWeight[index] = 1.0f;
         else if (c < 6 - whole)
             rule.channelWeight[index] = fade;
@@ -49,14 +41,14 @@ ChannelWeights SuppressionRule::toWeights() const
     ChannelWeights result;
 
     for (std::size_t c = 0; c < 6; ++c)
-        result.weight[c] = (1.0f - back) * channelWeight[c];
+        result[c] = (1.0f - back) * channelWeight[c];
 
-    result.weight[6] = back;
+    result[channelLayout::source] = back;
     return result;
 }
 
 void foldChannels (std::span<float> frames,
-                   const std::array<const float*, 5>& best,
+                   const std::array<const float*, channelLayout::numBestComponents>& best,
                    std::span<const float> source)
 {
     assert (frames.size() == 7 * source.size());

@@ -1,31 +1,14 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
+
 #include <array>
 #include <cstddef>
 #include <span>
 
 namespace tessivar
 {
-
-/** The knob values of one setting: focus 0..5, fine 0..1. */
-struct SuppressionSetting
-{
-    float focus = 0.0f;
-    float fine = 0.0f;
-
-    /** Values as read from anywhere: clamped to their ranges, not a number counts as 0. */
-    [[nodiscard]] SuppressionSetting sanitised() const;
-};
-
-/** Weights of the seven channels that make the processed signal of one setting: out = sum of weight[c] * channel[c].
-
-    Channels 0..4 are the components, best first, 5 the residual, 6 the source. Derived from the focus and fine
-    rule below, so that playback can ramp from one setting to another channel by channel.
-*/
-struct ChannelWeights
-{
-    std::array<float, 7> weight{};
-};
 
 /** The focus and fine rule, the one place where it stands.
 
@@ -36,17 +19,21 @@ struct ChannelWeights
 */
 struct SuppressionRule
 {
-    std::array<float, 6> channelWeight{}; // of channels 0..5
-    float back = 0.0f;                    // 0..1, share of the removed part that is mixed back
+    std::array<float, channelLayout::numParts> channelWeight{}; // of channels 0..5
+    float back = 0.0f; // 0..1, share of the removed part that is mixed back
 
-    [[nodiscard]] static SuppressionRule forSetting (SuppressionSetting setting);
+    [[nodiscard]] static SuppressionRule forSetting (KnobValues setting);
+
+    /** The weights of all seven channels in the processed signal, so that playback can ramp from one setting to another
+        channel by channel.
+    */
     [[nodiscard]] ChannelWeights toWeights() const;
 };
 
 /** Folds the five best components and the source into interleaved seven-channel frames: channel 5 becomes source minus their
     sum (taken in ascending order), so that channels 0..5 rebuild the source. frames holds 7 * source.size() floats. */
 void foldChannels (std::span<float> frames,
-                   const std::array<const float*, 5>& best,
+                   const std::array<const float*, channelLayout::numBestComponents>& best,
                    std::span<const float> source);
 
 /** Renders interleaved seven-channel frames to the processed signal by the rule: dest.size() frames, frames holds

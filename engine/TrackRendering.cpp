@@ -3,6 +3,7 @@
 #include "engine/ComponentRendering.h"
 #include "engine/SuppressionRendering.h"
 #include "engine/numerics/simd/SpectralKernels.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +19,7 @@ int scratchPlane::count (bool hasHiHat, bool keepsAllComponents)
     if (hasHiHat)
         return snareReference + 1;
 
-    return keepsAllComponents ? method::numComponents : method::numBestComponents;
+    return keepsAllComponents ? channelLayout::numComponents : channelLayout::numBestComponents;
 }
 
 namespace
@@ -122,7 +123,7 @@ private:
                 if (! mine.setFrame (t, samples.data()))
                     return AnalysisStatus::completed; // a frame of zeros correlates with nothing
 
-                for (std::size_t k = 0; k < method::numComponents; ++k)
+                for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
                 {
                     // To the component's true level: its squares must underflow where they do in single precision.
                     const auto scale = mine.componentScale (k);
@@ -136,7 +137,7 @@ private:
                 return AnalysisStatus::completed;
             });
 
-        for (std::size_t k = 0; k < method::numComponents; ++k)
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
             double sum = 0.0;
 
@@ -169,8 +170,8 @@ private:
         {
             double source = 0.0;
             ComponentValues component{};
-            std::array<float, method::numComponents> peak{};
-            std::array<bool, method::numComponents> hasFinite{};
+            std::array<float, channelLayout::numComponents> peak{};
+            std::array<bool, channelLayout::numComponents> hasFinite{};
         };
 
         std::vector<Sums> sums (numSegments);
@@ -193,7 +194,7 @@ private:
                 auto& mine = sums[item];
                 mine.source = kernels::sumOfSquares (segment.source.data(), length);
 
-                for (std::size_t k = 0; k < method::numComponents; ++k)
+                for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
                 {
                     const auto* samples = segment.component (k);
                     mine.component[k] = kernels::sumOfSquares (samples, length);
@@ -205,7 +206,8 @@ private:
                                                         [] (float x) { return std::isfinite (x); });
                 }
 
-                const auto numKept = needsAllPlanes() ? method::numComponents : method::numBestComponents;
+                const auto numKept =
+                    needsAllPlanes() ? channelLayout::numComponents : channelLayout::numBestComponents;
 
                 for (std::size_t slot = 0; slot < static_cast<std::size_t> (numKept); ++slot)
                 {
@@ -228,13 +230,13 @@ private:
         if (! isDone)
             return false;
 
-        std::array<bool, method::numComponents> hasFinite{};
+        std::array<bool, channelLayout::numComponents> hasFinite{};
 
         for (const auto& part : sums)
         {
             sourceEnergy += part.source;
 
-            for (std::size_t k = 0; k < method::numComponents; ++k)
+            for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
             {
                 componentEnergy += part.component[k];
                 componentEnergies[k] += part.component[k];
@@ -274,7 +276,7 @@ private:
         ComponentValues kick{}, snare{};
 
         const auto isDone =
-            forEach (method::numComponents,
+            forEach (channelLayout::numComponents,
                      [&] (std::size_t k, int)
                      {
                          SimilarityFilter filter;
@@ -381,9 +383,9 @@ private:
                             const auto start = static_cast<std::int64_t> (item) * foldBlock;
                             const auto n =
                                 static_cast<std::size_t> (std::min (foldBlock, job.ownLength - start));
-                            std::array<std::vector<float>, method::numBestComponents> best;
-                            std::array<const float*, method::numBestComponents> pointers{};
-                            std::vector<float> source (n), frames (n * method::numRenderChannels);
+                            std::array<std::vector<float>, channelLayout::numBestComponents> best;
+                            std::array<const float*, channelLayout::numBestComponents> pointers{};
+                            std::vector<float> source (n), frames (n * channelLayout::numRendered);
 
                             for (std::size_t slot = 0; slot < best.size(); ++slot)
                             {
@@ -423,7 +425,8 @@ private:
     {
         std::vector<float> samples (foldBlock);
 
-        for (int slot = 0; slot < method::numComponents && failure == AnalysisStatus::completed; ++slot)
+        for (int slot = 0; slot < channelLayout::numComponents && failure == AnalysisStatus::completed;
+             ++slot)
             failure = inPieces (
                 job.ownLength,
                 [&] (std::int64_t start, std::size_t n)
@@ -450,7 +453,7 @@ private:
     std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
     double sourceEnergy = 0.0, componentEnergy = 0.0;
     ComponentValues componentEnergies{};
-    std::array<float, method::numComponents> peaks{};
+    std::array<float, channelLayout::numComponents> peaks{};
 };
 } // namespace
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/AnalysisData.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/ComponentScoring.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/MatrixView.h"
 #include "engine/numerics/WorkerPool.h"
+#include "terms/WorkControl.h"
 
 #include <functional>
 #include <optional>
@@ -21,7 +21,7 @@ struct RenderingContext
     const AnalysisShape& shape;
     const AnalysisData& data;
     WorkerPool& pool;
-    const AnalysisControl& control; // its progress is not used
+    const WorkControl& control; // its progress is not used
     ScratchPlanes& scratch;
 };
 

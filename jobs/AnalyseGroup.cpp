@@ -10,9 +10,9 @@ namespace tessivar
 GroupAnalysis analyseGroup (const GroupState& state,
                             AnalyseOptions options,
                             TemporaryStore& store,
-                            const AnalysisControl& control)
+                            const WorkControl& control)
 {
-    options.method = analysisMethodOf (state.method);
+    options.method = state.method;
     auto session = sessionTracksOf (state);
     GroupAnalysis result;
     result.outcome = analyseSession (session, options, store, control);
@@ -31,7 +31,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
         track.input = before.analysisInput();
         track.rendered = std::move (after.rendered);
         track.components = std::move (after.components);
-        track.findings = findingsOf (after.analysis);
+        track.findings = after.analysis.findings;
         result.tracks.push_back (std::move (track));
     }
 

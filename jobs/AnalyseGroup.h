@@ -2,6 +2,7 @@
 
 #include "jobs/AnalyseTracks.h"
 #include "model/Group.h"
+#include "terms/WorkControl.h"
 
 #include <vector>
 
@@ -24,7 +25,7 @@ struct GroupAnalysis
 [[nodiscard]] GroupAnalysis analyseGroup (const GroupState& state,
                                           AnalyseOptions options,
                                           TemporaryStore& store,
-                                          const AnalysisControl& control);
+                                          const WorkControl& control);
 
 /** Puts the result into a Group that is a value, as Group::applyAnalysis() does with a shared one. */
 void applyAnalysis (GroupState& state, const GroupAnalysis& result);

@@ -4,6 +4,8 @@
 #include "jobs/SystemResources.h"
 #include "model/DiskNames.h"
 #include "model/StoreSamples.h"
+#include "terms/ChannelLayout.h"
+#include "terms/DrumType.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -18,8 +20,8 @@ namespace tessivar
 
 namespace
 {
-constexpr std::uint64_t bytesPerRenderedSample = method::numRenderChannels * sizeof (float);
-constexpr std::uint64_t bytesPerComponentSample = method::numComponents * sizeof (float);
+constexpr std::uint64_t bytesPerRenderedSample = channelLayout::numRendered * sizeof (float);
+constexpr std::uint64_t bytesPerComponentSample = channelLayout::numComponents * sizeof (float);
 
 std::uint64_t lengthOf (const SessionTrack& track)
 {
@@ -31,8 +33,7 @@ std::vector<TrackShape> shapesOf (std::span<const SessionTrack> tracks)
     std::vector<TrackShape> shapes;
 
     for (const auto& track : tracks)
-        shapes.push_back (
-            { drumTypeCode (track.drumType), track.excluded, track.sampleRate, track.lengthInSamples });
+        shapes.push_back ({ track.drumType, track.excluded, track.sampleRate, track.lengthInSamples });
 
     return shapes;
 }
@@ -175,8 +176,9 @@ public:
     {
         auto& result = results[index];
         const auto& rendered = result.refined != nullptr ? result.refined : result.rendered;
-        track.rendered =
-            rendered != nullptr ? std::make_shared<StoreSamples> (rendered, renderedChannels) : nullptr;
+        track.rendered = rendered != nullptr
+                             ? std::make_shared<StoreSamples> (rendered, channelLayout::numRendered)
+                             : nullptr;
         track.components = std::move (result.components);
     }
 
@@ -343,7 +345,7 @@ AnalyseForecast forecastAnalyse (std::span<const SessionTrack> tracks,
 AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
                                const AnalyseOptions& options,
                                TemporaryStore& store,
-                               const AnalysisControl& control)
+                               const WorkControl& control)
 {
     if (const auto refusal = analysisRefusal (tracks); refusal.isNotEmpty())
         return outcomeOf (AnalyseStatus::refused, refusal);

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "jobs/SessionTrack.h"
 #include "model/GroupContents.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -81,6 +82,6 @@ inline constexpr auto analysisFailedText =
 [[nodiscard]] AnalyseOutcome analyseSession (std::span<SessionTrack> tracks,
                                              const AnalyseOptions& options,
                                              TemporaryStore& store,
-                                             const AnalysisControl& control);
+                                             const WorkControl& control);
 
 } // namespace tessivar

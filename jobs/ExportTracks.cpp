@@ -5,6 +5,7 @@
 #include "model/DiskNames.h"
 #include "model/FileLock.h"
 #include "model/StoreSamples.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <cmath>
@@ -155,7 +156,7 @@ class RenderedSignal final : public Signal
 public:
     explicit RenderedSignal (const SessionTrack& sessionTrack)
         : track (sessionTrack), rule (SuppressionRule::forSetting (sessionTrack.setting)),
-          frames (static_cast<std::size_t> (blockLength * method::numRenderChannels))
+          frames (static_cast<std::size_t> (blockLength * channelLayout::numRendered))
     {
         const auto keepsAll = std::all_of (rule.channelWeight.begin(),
                                            rule.channelWeight.end(),
@@ -167,7 +168,7 @@ public:
 
     juce::Result read (std::int64_t start, std::span<float> dest) override
     {
-        constexpr std::size_t numChannels = method::numRenderChannels;
+        constexpr std::size_t numChannels = channelLayout::numRendered;
         const auto block = std::span<float> (frames).first (dest.size() * numChannels);
 
         if (track.rendered == nullptr || ! track.rendered->readFrames (start, block))
@@ -210,7 +211,7 @@ class Exporter
 public:
     Exporter (std::span<const SessionTrack> sessionTracks,
               const ExportOptions& exportOptions,
-              const AnalysisControl& exportControl,
+              const WorkControl& exportControl,
               std::int64_t samplesToWrite,
               ExportReport& exportReport)
         : options (exportOptions), control (exportControl), report (exportReport),
@@ -362,7 +363,7 @@ private:
     }
 
     const ExportOptions& options;
-    const AnalysisControl& control;
+    const WorkControl& control;
     ExportReport& report;
     OutputRules ownRules;
     OutputRules& rules;
@@ -472,7 +473,7 @@ std::vector<juce::File> planComponents (std::span<const SessionTrack> tracks, co
     std::vector<juce::File> files;
 
     for (const auto& track : tracks)
-        for (int slot = 0; slot < method::numComponents; ++slot)
+        for (int slot = 0; slot < channelLayout::numComponents; ++slot)
         {
             const auto suffix =
                 channelSuffix (track) + "_Component" + juce::String (slot + 1).paddedLeft ('0', 2);
@@ -503,9 +504,8 @@ juce::StringArray ExportReport::remarksOn (const juce::File& file) const
     return texts;
 }
 
-ExportReport exportTracks (std::span<const SessionTrack> tracks,
-                           const ExportOptions& options,
-                           const AnalysisControl& control)
+ExportReport
+exportTracks (std::span<const SessionTrack> tracks, const ExportOptions& options, const WorkControl& control)
 {
     return exportTracks (tracks, planExport (tracks, options), options, control);
 }
@@ -513,7 +513,7 @@ ExportReport exportTracks (std::span<const SessionTrack> tracks,
 ExportReport exportTracks (std::span<const SessionTrack> tracks,
                            const std::vector<juce::File>& files,
                            const ExportOptions& options,
-                           const AnalysisControl& control)
+                           const WorkControl& control)
 {
     ExportReport report;
     const auto type = exportFileTypeFor (options.extension);
@@ -548,7 +548,7 @@ ExportReport exportTracks (std::span<const SessionTrack> tracks,
 ExportReport exportTrackTo (const juce::File& target,
                             const SessionTrack& track,
                             const ExportOptions& options,
-                            const AnalysisControl& control)
+                            const WorkControl& control)
 {
     ExportReport report;
     auto ownOptions = options;
@@ -561,7 +561,7 @@ ExportReport exportTrackTo (const juce::File& target,
 
 ExportReport exportComponents (std::span<const SessionTrack> tracks,
                                const ExportOptions& options,
-                               const AnalysisControl& control)
+                               const WorkControl& control)
 {
     ExportReport report;
     std::vector<SessionTrack> kept;
@@ -571,7 +571,7 @@ ExportReport exportComponents (std::span<const SessionTrack> tracks,
         if (track.components != nullptr)
         {
             kept.push_back (track);
-            totalSamples += method::numComponents * track.lengthInSamples;
+            totalSamples += channelLayout::numComponents * track.lengthInSamples;
         }
 
     const auto files = planComponents (kept, options);
@@ -583,7 +583,7 @@ ExportReport exportComponents (std::span<const SessionTrack> tracks,
         // Ten planes one after the other, which is one long channel.
         const auto planes = std::make_shared<StoreSamples> (track.components, 1);
 
-        for (int slot = 0; slot < method::numComponents; ++slot, ++file)
+        for (int slot = 0; slot < channelLayout::numComponents; ++slot, ++file)
         {
             MonoFilePlan plan;
             plan.format = { 32, true, {} };

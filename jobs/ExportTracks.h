@@ -1,9 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "jobs/SessionTrack.h"
 #include "model/FileSystemCalls.h"
 #include "model/OutputRules.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -116,7 +116,7 @@ struct ExportReport
 */
 [[nodiscard]] ExportReport exportTracks (std::span<const SessionTrack> tracks,
                                          const ExportOptions& options,
-                                         const AnalysisControl& control = {});
+                                         const WorkControl& control = {});
 
 /** As exportTracks(), to files that planExport() has named: after it for all tracks, some of them may be tried again, and
     go where they would have gone.
@@ -124,7 +124,7 @@ struct ExportReport
 [[nodiscard]] ExportReport exportTracks (std::span<const SessionTrack> tracks,
                                          const std::vector<juce::File>& files,
                                          const ExportOptions& options,
-                                         const AnalysisControl& control = {});
+                                         const WorkControl& control = {});
 
 /** Writes one track to a file of any name, under the same promises: of options only overwrite and calls count. The
     extension of the file decides its type; one that has none gets ".wav".
@@ -132,13 +132,13 @@ struct ExportReport
 [[nodiscard]] ExportReport exportTrackTo (const juce::File& target,
                                           const SessionTrack& track,
                                           const ExportOptions& options,
-                                          const AnalysisControl& control = {});
+                                          const WorkControl& control = {});
 
 /** Writes the ten component signals of every track that has them as NAME_Component01.wav, best first, to ..10.wav:
     32-bit float, under the same promises. report.tracks stays empty.
 */
 [[nodiscard]] ExportReport exportComponents (std::span<const SessionTrack> tracks,
                                              const ExportOptions& options,
-                                             const AnalysisControl& control = {});
+                                             const WorkControl& control = {});
 
 } // namespace tessivar

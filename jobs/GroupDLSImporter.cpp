@@ -3,6 +3,7 @@
 #include "jobs/GroupTracks.h"
 #include "jobs/StoreSignals.h"
 #include "model/StoreSamples.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <utility>
@@ -30,7 +31,7 @@ struct Copy
 /** Samples in a file of the store; setProgress is told how many frames are done. */
 Copy copyOf (TrackSamples& original,
              TemporaryStore& store,
-             const AnalysisControl& control,
+             const WorkControl& control,
              const std::function<void (std::int64_t)>& setProgress)
 {
     const auto numChannels = static_cast<std::size_t> (original.numChannels());
@@ -74,9 +75,8 @@ std::shared_ptr<TrackSamples> allSamplesOf (const TrackState& track)
 
 void adopt (TrackState& track, std::shared_ptr<TrackSamples> samples)
 {
-    const auto isRendered = samples->numChannels() == renderedChannels;
-    track.source =
-        isRendered ? std::make_shared<ChannelOfSamples> (samples, sourceChannelOfRendered) : samples;
+    const auto isRendered = samples->numChannels() == channelLayout::numRendered;
+    track.source = isRendered ? std::make_shared<ChannelOfSamples> (samples, channelLayout::source) : samples;
     track.rendered = isRendered ? std::move (samples) : nullptr;
     track.components.reset();
     track.analysedAs.reset();
@@ -113,7 +113,7 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
                                          const GroupState& target,
                                          ImportWarnings& warnings,
                                          TemporaryStore& store,
-                                         const AnalysisControl& control) const
+                                         const WorkControl& control) const
 {
     ImportedTracks result;
     std::vector<TrackState> wanted;

@@ -2,6 +2,7 @@
 
 #include "jobs/ImportGroup.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "terms/WorkControl.h"
 
 #include <vector>
 
@@ -27,7 +28,7 @@ public:
                                          const GroupState& target,
                                          ImportWarnings& warnings,
                                          TemporaryStore& store,
-                                         const AnalysisControl& control = {}) const;
+                                         const WorkControl& control = {}) const;
 
     /** Samples of each channel that are copied at a time. */
     static constexpr int chunkLength = 2097152;

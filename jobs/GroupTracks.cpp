@@ -1,19 +1,12 @@
 #include "jobs/GroupTracks.h"
 
+#include "terms/KnobValues.h"
+
 namespace tessivar
 {
 
 namespace
 {
-// A Group and the engine count the same channels, without knowing each other.
-static_assert (renderedChannels == method::numRenderChannels);
-static_assert (sourceChannelOfRendered == method::numRenderChannels - 1);
-
-SuppressionSetting settingOf (KnobValues knobs)
-{
-    return { knobs.focus, knobs.fine };
-}
-
 /** The channels of a file have its name; in a Group each has its own. */
 juce::String channelSuffix (const SessionTrack& track)
 {
@@ -24,11 +17,7 @@ TrackAnalysis analysisOf (const TrackState& track)
 {
     TrackAnalysis analysis;
     analysis.rendered = track.rendered != nullptr;
-    analysis.focusMatchDb = track.findings.focusMatchDb;
-    analysis.bestFocusUpTo = track.findings.bestFocusUpTo;
-    analysis.leakageDb = track.findings.leakageDb;
-    analysis.maskedEnergyDb = track.findings.maskedEnergyDb;
-    analysis.suggestedFocus = track.findings.suggestedFocus;
+    analysis.findings = track.findings;
     return analysis;
 }
 } // namespace
@@ -48,7 +37,7 @@ SessionTrack sessionTrackOf (const TrackState& track)
     session.sourceChunks = track.sourceChunks;
     session.drumType = track.drumType();
     session.excluded = track.excluded;
-    session.setting = settingOf (track.record.knobs (track.record.selected()));
+    session.setting = track.record.knobs (track.record.selected());
     session.source = track.source;
     session.processed = track.rendered != nullptr;
     session.analysis = analysisOf (track);
@@ -83,7 +72,7 @@ TrackState trackStateOf (const SessionTrack& track)
     state.source = track.source;
     state.rendered = track.rendered;
     state.components = track.components;
-    state.findings = findingsOf (track.analysis);
+    state.findings = track.analysis.findings;
     state.record.setLengthInSamples (track.lengthInSamples);
     state.record.setDrumType (track.drumType);
     state.record.setProcessed (track.rendered != nullptr);
@@ -108,27 +97,6 @@ std::vector<IntakeTrack> intakeTracksOf (const std::vector<TrackState>& tracks)
     }
 
     return result;
-}
-
-AnalysisMethod analysisMethodOf (SeparationMethod method)
-{
-    return method == SeparationMethod::refined ? AnalysisMethod::refined : AnalysisMethod::standard;
-}
-
-SeparationMethod separationMethodOf (AnalysisMethod method)
-{
-    return method == AnalysisMethod::refined ? SeparationMethod::refined : SeparationMethod::standard;
-}
-
-TrackFindings findingsOf (const TrackAnalysis& analysis)
-{
-    TrackFindings findings;
-    findings.focusMatchDb = analysis.focusMatchDb;
-    findings.bestFocusUpTo = analysis.bestFocusUpTo;
-    findings.leakageDb = analysis.leakageDb;
-    findings.maskedEnergyDb = analysis.maskedEnergyDb;
-    findings.suggestedFocus = analysis.suggestedFocus;
-    return findings;
 }
 
 } // namespace tessivar

@@ -19,10 +19,4 @@ namespace tessivar
 /** What the checks of a batch need to know of tracks that were in a Group already. */
 [[nodiscard]] std::vector<IntakeTrack> intakeTracksOf (const std::vector<TrackState>& tracks);
 
-[[nodiscard]] AnalysisMethod analysisMethodOf (SeparationMethod method);
-[[nodiscard]] SeparationMethod separationMethodOf (AnalysisMethod method);
-
-/** What an analysis found out, as a Group keeps it. */
-[[nodiscard]] TrackFindings findingsOf (const TrackAnalysis& analysis);
-
 } // namespace tessivar

@@ -28,7 +28,7 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
                              const GroupState& group,
                              ImportWarnings& warnings,
                              TemporaryStore& store,
-                             const AnalysisControl& control)
+                             const WorkControl& control)
 {
     ImportedTracks result;
     std::vector<IntakeTrack> batch;

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "model/GroupState.h"
 #include "model/ImportWarnings.h"
 #include "model/TemporaryStore.h"
+#include "terms/WorkControl.h"
 
 #include <optional>
 #include <vector>
@@ -37,7 +37,7 @@ struct ImportedTracks
                                            const GroupState& group,
                                            ImportWarnings& warnings,
                                            TemporaryStore& store,
-                                           const AnalysisControl& control = {});
+                                           const WorkControl& control = {});
 
 /** Files that become one new Group. */
 struct NewGroupFiles

@@ -3,6 +3,7 @@
 #include "jobs/AudioFileChunks.h"
 #include "jobs/StoreSignals.h"
 #include "model/StoreSamples.h"
+#include "terms/ChannelLayout.h"
 
 namespace tessivar
 {
@@ -75,9 +76,9 @@ ImportOutcome importFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
                           TemporaryStore* store,
-                          const AnalysisControl& control)
+                          const WorkControl& control)
 {
-    const JobControl intakeControl{ control.shouldStop, control.setProgress };
+    const WorkControl intakeControl{ control.shouldStop, control.setProgress };
     ImportOutcome outcome;
 
     if (store == nullptr)
@@ -104,7 +105,8 @@ ImportOutcome importFile (const juce::File& file,
     for (std::size_t i = 0; i < outcome.intake.tracks.size(); ++i)
     {
         outcome.tracks.push_back (sessionTrackOf (outcome.intake.tracks[i]));
-        outcome.tracks.back().source = std::make_shared<StoreSamples> (sink.channels[i], sourceChannels);
+        outcome.tracks.back().source =
+            std::make_shared<StoreSamples> (sink.channels[i], channelLayout::numUnrendered);
         outcome.tracks.back().sourceChunks = chunks;
     }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "jobs/SessionTrack.h"
 #include "model/AudioIntake.h"
+#include "terms/WorkControl.h"
 
 #include <vector>
 
@@ -26,6 +26,6 @@ struct ImportOutcome
                                         double groupSampleRate,
                                         ImportWarnings& warnings,
                                         TemporaryStore* store,
-                                        const AnalysisControl& control = {});
+                                        const WorkControl& control = {});
 
 } // namespace tessivar

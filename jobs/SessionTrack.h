@@ -2,10 +2,11 @@
 
 #include "engine/AnalysisPipeline.h"
 #include "engine/SuppressionRendering.h"
-#include "model/DrumType.h"
 #include "model/SourceChunks.h"
 #include "model/TemporaryStore.h"
 #include "model/TrackSamples.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <juce_core/juce_core.h>
 
@@ -38,7 +39,7 @@ struct SessionTrack
 
     DrumType drumType = DrumType::other;
     bool excluded = false;
-    SuppressionSetting setting;
+    KnobValues setting;
 
     std::shared_ptr<TrackSamples> source; // null until the track is imported
 
@@ -48,10 +49,7 @@ struct SessionTrack
     std::shared_ptr<StoreFile> components;  // null unless processed and asked for
 
     /** Whether an analysis renders this track; all others pass through unchanged. */
-    [[nodiscard]] bool takesPart() const
-    {
-        return ! excluded && drumCode::isRendered (drumTypeCode (drumType));
-    }
+    [[nodiscard]] bool takesPart() const { return ! excluded && isRenderedType (drumType); }
 
     /** Whether what is played and exported is rendered, from `rendered`, and not the source as it is. */
     [[nodiscard]] bool hasProcessedOutput() const { return processed && takesPart(); }

@@ -1,6 +1,7 @@
 #include "jobs/StoreSignals.h"
 
 #include "engine/AnalysisSettings.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 
@@ -52,12 +53,12 @@ bool StorePlanes::read (int plane, std::int64_t start, std::span<float> dest)
 
 bool StoreSink::writeFrames (std::int64_t start, std::span<const float> frames)
 {
-    return writeSamples (*file, start * method::numRenderChannels, frames);
+    return writeSamples (*file, start * channelLayout::numRendered, frames);
 }
 
 bool StoreSink::readFrames (std::int64_t start, std::span<float> frames)
 {
-    return readSamples (*file, start * method::numRenderChannels, frames);
+    return readSamples (*file, start * channelLayout::numRendered, frames);
 }
 
 } // namespace tessivar

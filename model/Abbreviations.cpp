@@ -5,14 +5,6 @@
 namespace tessivar
 {
 
-namespace
-{
-// Differs from the order of registration; both are fixed.
-constexpr std::array<DrumType, 8> savingOrder{ DrumType::kick,   DrumType::snare,    DrumType::tomHigh,
-                                               DrumType::tomLow, DrumType::tomFloor, DrumType::oh,
-                                               DrumType::hiHat,  DrumType::other };
-} // namespace
-
 void AbbreviationTable::registerList (const juce::String& list, DrumType type, ListSource source)
 {
     juce::StringArray pieces;
@@ -51,7 +43,7 @@ bool AbbreviationTable::save (SettingsStore* settings) const
     if (settings == nullptr)
         return false;
 
-    for (const auto type : savingOrder)
+    for (const auto type : drumTypeSavingOrder)
         settings->setValue (drumTypeKey (type), list (type));
 
     return settings->save().wasOk();

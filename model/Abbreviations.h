@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/DrumType.h"
 #include "model/SettingsStore.h"
+#include "terms/DrumType.h"
 
 #include <map>
 

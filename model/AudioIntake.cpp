@@ -116,7 +116,7 @@ enum class Decoding
 Decoding decode (AudioFileReader& reader,
                  std::vector<IntakeTrack>& tracks,
                  IntakeSink& sink,
-                 const JobControl& control,
+                 const WorkControl& control,
                  std::int64_t& position)
 {
     if (! sink.begin (tracks))
@@ -126,12 +126,12 @@ Decoding decode (AudioFileReader& reader,
     const auto length = std::int64_t{ reader.lengthInSamples };
     for (position = 0; position < length;)
     {
-        if (control.isStopped())
+        if (control.stopRequested())
             return Decoding::stopped;
 
         const auto count = static_cast<int> (std::min<std::int64_t> (intakeBlockLength, length - position));
         if (! reader.read (buffer.getArrayOfWritePointers(), buffer.getNumChannels(), position, count))
-            return control.isStopped() ? Decoding::stopped : Decoding::damaged;
+            return control.stopRequested() ? Decoding::stopped : Decoding::damaged;
 
         for (auto& track : tracks)
         {
@@ -185,7 +185,7 @@ IntakeOutcome intakeFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
                           IntakeSink* sink,
-                          const JobControl& control)
+                          const WorkControl& control)
 {
     IntakeOutcome outcome;
 
@@ -199,7 +199,7 @@ IntakeOutcome intakeFile (const juce::File& file,
 
     auto why = juce::Result::ok();
     const auto reader = openAudioFile (file, why, control.shouldStop);
-    outcome.cancelled = reader == nullptr && control.isStopped();
+    outcome.cancelled = reader == nullptr && control.stopRequested();
     if (outcome.cancelled)
         return outcome;
     if (reader == nullptr)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/DrumType.h"
 #include "model/ImportWarnings.h"
-#include "model/JobControl.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 
 #include <cstdint>
 #include <optional>
@@ -121,7 +121,7 @@ IntakeOutcome intakeFile (const juce::File& file,
                           double groupSampleRate,
                           ImportWarnings& warnings,
                           IntakeSink* sink,
-                          const JobControl& control = {});
+                          const WorkControl& control = {});
 
 /** The checks made when a batch of files joins a Group:
       6  every file, of the batch or of the Group, that the batch leaves shorter than the longest track

@@ -206,7 +206,7 @@ void Group::rename (const juce::String& newName)
     perform ("Rename Group", wanted);
 }
 
-void Group::setMethod (SeparationMethod method)
+void Group::setMethod (AnalysisMethod method)
 {
     auto wanted = editable();
     wanted.method = method;

@@ -2,6 +2,10 @@
 
 #include "model/GroupContents.h"
 #include "model/Track.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "terms/TrackFindings.h"
 
 #include <juce_data_structures/juce_data_structures.h>
 
@@ -47,7 +51,7 @@ public:
 
     [[nodiscard]] double sampleRate() const;            // Hz; 0 without tracks
     [[nodiscard]] std::int64_t lengthInSamples() const; // of the longest track
-    [[nodiscard]] SeparationMethod method() const { return chosenMethod; }
+    [[nodiscard]] AnalysisMethod method() const { return chosenMethod; }
     [[nodiscard]] const std::optional<GroupState::Analysis>& analysis() const { return lastAnalysis; }
 
     [[nodiscard]] GroupState state() const;
@@ -58,7 +62,7 @@ public:
     // Edits. One call is one step, except where it says otherwise. An edit that changes nothing makes no step.
 
     void rename (const juce::String& newName);
-    void setMethod (SeparationMethod method);
+    void setMethod (AnalysisMethod method);
 
     /** An index of -1 adds at the end. Tracks must have the Group's sample rate, when it has one. */
     void addTracks (std::vector<TrackState> tracks, int index = -1);
@@ -150,7 +154,7 @@ private:
 
     const std::uint32_t groupId;
     juce::String groupName;
-    SeparationMethod chosenMethod = SeparationMethod::standard;
+    AnalysisMethod chosenMethod = AnalysisMethod::standard;
     std::vector<Track::Ptr> members;
     std::optional<GroupState::Analysis> lastAnalysis;
     juce::StringPairArray unknownProperties;

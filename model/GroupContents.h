@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/DrumType.h"
+#include "terms/DrumType.h"
 
 namespace tessivar
 {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "model/Group.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <vector>
 
@@ -33,7 +36,7 @@ struct EditableTrack
 struct Group::Editable
 {
     juce::String name;
-    SeparationMethod method = SeparationMethod::standard;
+    AnalysisMethod method = AnalysisMethod::standard;
     std::vector<EditableTrack> tracks;
 
     bool operator== (const Editable&) const = default;

@@ -5,20 +5,6 @@
 namespace tessivar
 {
 
-juce::String separationMethodKey (SeparationMethod method)
-{
-    return method == SeparationMethod::refined ? "refined" : "standard";
-}
-
-std::optional<SeparationMethod> parseSeparationMethod (const juce::String& key)
-{
-    for (const auto method : { SeparationMethod::standard, SeparationMethod::refined })
-        if (key == separationMethodKey (method))
-            return method;
-
-    return std::nullopt;
-}
-
 bool TrackState::takesPart() const
 {
     return ! excluded && isRenderedType (drumType());

@@ -3,6 +3,9 @@
 #include "model/SourceChunks.h"
 #include "model/TrackRecord.h"
 #include "model/TrackSamples.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/TrackFindings.h"
 
 #include <juce_core/juce_core.h>
 
@@ -17,17 +20,6 @@ namespace tessivar
 
 class StoreFile;
 
-/** Which analysis a Group asks for, or was made with. */
-enum class SeparationMethod
-{
-    standard,
-    refined
-};
-
-/** The word for files and the command line: "standard" or "refined". */
-[[nodiscard]] juce::String separationMethodKey (SeparationMethod method);
-[[nodiscard]] std::optional<SeparationMethod> parseSeparationMethod (const juce::String& key);
-
 /** What decides over the result of an analysis, per track. */
 struct AnalysisInput
 {
@@ -35,19 +27,6 @@ struct AnalysisInput
     bool excluded = false;
 
     bool operator== (const AnalysisInput&) const = default;
-};
-
-/** What an analysis by the refined method found out about a track, beside its audio. */
-struct TrackFindings
-{
-    std::array<double, 6> focusMatchDb{}; // standard output at Focus 0..5 against the masked track
-    std::array<int, 6> bestFocusUpTo{};   // for Focus f the best match among 0..f
-    double leakageDb = 0.0;               // leakage over own drum, estimated, whole track
-    double maskedEnergyDb = 0.0;          // masked track over track
-    std::optional<double>
-        suggestedFocus; // 0 where nothing should be removed; nothing after a standard analysis
-
-    bool operator== (const TrackFindings&) const = default;
 };
 
 /** Everything about one track, as a value: what jobs work on, files hold and steps of undo compare.
@@ -99,13 +78,13 @@ struct TrackState
 struct GroupState
 {
     juce::String name;
-    SeparationMethod method = SeparationMethod::standard; // that the next analysis will use
+    AnalysisMethod method = AnalysisMethod::standard; // that the next analysis will use
     std::vector<TrackState> tracks;
 
     /** The last analysis that the tracks' rendered samples come from. */
     struct Analysis
     {
-        SeparationMethod method = SeparationMethod::standard;
+        AnalysisMethod method = AnalysisMethod::standard;
         std::uint64_t seed = 1;
         int numTracks = 0; // of the Group at that time
 

@@ -18,17 +18,7 @@ constexpr std::size_t sampleDataOffset = 0, nameOffset = 16, nameLength = 24, le
 // Setting B, the further value and the selector: of no meaning in records older than version 1.2.
 constexpr std::size_t sinceSettingB = 72, sinceSettingBEnd = 88;
 } // namespace at
-
-float withinOr0 (float value, float maximum)
-{
-    return std::isnan (value) ? 0.0f : std::clamp (value, 0.0f, maximum);
-}
 } // namespace
-
-KnobValues KnobValues::sanitised() const
-{
-    return { withinOr0 (focus, 5.0f), withinOr0 (fine, 1.0f) };
-}
 
 TrackRecord::TrackRecord()
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/DrumType.h"
-#include "model/KnobValues.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <array>
 #include <cstddef>

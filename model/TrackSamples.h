@@ -9,12 +9,6 @@
 namespace tessivar
 {
 
-/** Channels of a track's samples: of a track that was not rendered, and of one that was. */
-inline constexpr int sourceChannels = 1, renderedChannels = 7;
-
-/** The channel of rendered samples that holds the source; the six before it are the rendering's. */
-inline constexpr int sourceChannelOfRendered = 6;
-
 /** Audio of a track that lies on disk: frames of interleaved 32-bit floats, full scale 1.0.
 
     Reads may come from several threads at once.

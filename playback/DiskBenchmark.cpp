@@ -110,7 +110,7 @@ private:
 class Run
 {
 public:
-    Run (const juce::File& folderToUse, const DiskBenchmark::Options& o, const JobControl& c)
+    Run (const juce::File& folderToUse, const DiskBenchmark::Options& o, const WorkControl& c)
         : folder (folderToUse), options (o), control (c), file (folderToUse),
           size (std::max (o.fileBytes, smallestFile) / static_cast<std::int64_t> (pieceBytes)
                 * static_cast<std::int64_t> (pieceBytes)),
@@ -143,7 +143,7 @@ private:
 
     bool shouldContinue()
     {
-        wasStopped = control.isStopped();
+        wasStopped = control.stopRequested();
         return ! wasStopped;
     }
 
@@ -228,7 +228,7 @@ private:
 
     const juce::File folder;
     const DiskBenchmark::Options options;
-    const JobControl& control;
+    const WorkControl& control;
     ScratchFile file;
     const std::int64_t size;
     std::vector<std::byte> buffer;
@@ -238,7 +238,7 @@ private:
 
 juce::Result DiskBenchmark::run (const juce::File& folder,
                                  const Options& options,
-                                 const JobControl& control,
+                                 const WorkControl& control,
                                  DiskBenchmark& result)
 {
     DiskBenchmark measured;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/JobControl.h"
 #include "playback/ReadAhead.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -48,7 +48,7 @@ struct DiskBenchmark
         reason, also when stopped. Not for the message thread.
     */
     [[nodiscard]] static juce::Result
-    run (const juce::File& folder, const Options& options, const JobControl& control, DiskBenchmark& result);
+    run (const juce::File& folder, const Options& options, const WorkControl& control, DiskBenchmark& result);
 
     /** Derives proposal and keepsUp from the measurements. */
     void propose (double sampleRate);

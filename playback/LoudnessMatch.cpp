@@ -1,5 +1,7 @@
 #include "playback/LoudnessMatch.h"
 
+#include "terms/ChannelLayout.h"
+
 #include <ebur128.h>
 
 #include <algorithm>
@@ -51,12 +53,12 @@ private:
 
 std::optional<LoudnessMatch> LoudnessMatch::measure (TrackSamples& samples,
                                                      double sampleRate,
-                                                     const SuppressionSetting& settingA,
-                                                     const SuppressionSetting& settingB,
+                                                     const KnobValues& settingA,
+                                                     const KnobValues& settingB,
                                                      LoopRange range,
-                                                     const JobControl& control)
+                                                     const WorkControl& control)
 {
-    if (samples.numChannels() != renderedChannels)
+    if (samples.numChannels() != channelLayout::numRendered)
         return LoudnessMatch();
 
     Meter meterA (sampleRate), meterB (sampleRate);
@@ -67,11 +69,11 @@ std::optional<LoudnessMatch> LoudnessMatch::measure (TrackSamples& samples,
 
     for (auto at = std::max<std::int64_t> (0, range.start); at < end;)
     {
-        if (control.isStopped())
+        if (control.stopRequested())
             return std::nullopt;
 
         const auto count = static_cast<std::size_t> (std::min (blockLength, end - at));
-        frames.resize (count * static_cast<std::size_t> (renderedChannels));
+        frames.resize (count * static_cast<std::size_t> (channelLayout::numRendered));
         rendered.resize (count);
 
         if (! samples.readFrames (at, frames))

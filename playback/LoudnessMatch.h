@@ -1,7 +1,8 @@
 #pragma once
 
-#include "model/JobControl.h"
 #include "playback/PlaybackTrack.h"
+#include "terms/KnobValues.h"
+#include "terms/WorkControl.h"
 
 #include <optional>
 
@@ -30,10 +31,10 @@ struct LoudnessMatch
     */
     [[nodiscard]] static std::optional<LoudnessMatch> measure (TrackSamples& samples,
                                                                double sampleRate,
-                                                               const SuppressionSetting& settingA,
-                                                               const SuppressionSetting& settingB,
+                                                               const KnobValues& settingA,
+                                                               const KnobValues& settingB,
                                                                LoopRange range,
-                                                               const JobControl& control = {});
+                                                               const WorkControl& control = {});
 
     /** The range to measure around a position: as long as measuring allows, moved to lie inside the track. */
     [[nodiscard]] static LoopRange

@@ -1,5 +1,7 @@
 #include "playback/PlaybackEngine.h"
 
+#include "terms/ChannelLayout.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -34,7 +36,7 @@ std::shared_ptr<PlayingTrack> PlaybackEngine::makeTrack (const PlaybackTrack& tr
 {
     const auto numChannels = track.samples != nullptr ? track.samples->numChannels() : 0;
 
-    if (numChannels != sourceChannels && numChannels != renderedChannels)
+    if (numChannels != channelLayout::numUnrendered && numChannels != channelLayout::numRendered)
         return nullptr;
 
     const auto heard = choice.letsThrough (track, playbackTracks);

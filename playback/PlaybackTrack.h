@@ -2,6 +2,7 @@
 
 #include "engine/SuppressionRendering.h"
 #include "model/TrackSamples.h"
+#include "terms/KnobValues.h"
 
 #include <cstdint>
 #include <memory>
@@ -13,7 +14,7 @@ namespace tessivar
 /** The user's settings for one track. */
 struct PlaybackMix
 {
-    SuppressionSetting settingA, settingB;
+    KnobValues settingA, settingB;
     bool usesSettingB = false;
 
     /** Linear gains that make both settings equally loud; 1 without matching. See LoudnessMatch. */
@@ -23,7 +24,7 @@ struct PlaybackMix
     bool solo = false;
     bool mute = false;
 
-    [[nodiscard]] const SuppressionSetting& setting() const { return usesSettingB ? settingB : settingA; }
+    [[nodiscard]] const KnobValues& setting() const { return usesSettingB ? settingB : settingA; }
     [[nodiscard]] float matchingGain() const { return usesSettingB ? matchingGainB : matchingGainA; }
 };
 

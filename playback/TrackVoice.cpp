@@ -63,7 +63,7 @@ TrackVoice::TrackVoice (int numChannels, double sampleRate, const VoiceTarget& i
 
 void TrackVoice::settle (Ramp& r) const
 {
-    r.weights = current.rule.toWeights().weight;
+    r.weights = current.rule.toWeights();
     r.processedGain = current.processedGain;
     r.sourceGain = current.sourceGain;
     r.remaining = 0;
@@ -77,7 +77,7 @@ void TrackVoice::update()
         return;
 
     current = wanted;
-    const auto aims = current.rule.toWeights().weight;
+    const auto aims = current.rule.toWeights();
     const auto perFrame = 1.0f / static_cast<float> (rampLength);
 
     for (std::size_t c = 0; c < aims.size(); ++c)

@@ -6,21 +6,24 @@ if(NOT IS_DIRECTORY "${SOURCE_DIR}/engine")
     message(FATAL_ERROR "layers: SOURCE_DIR is not the root of the sources: '${SOURCE_DIR}'")
 endif()
 
-set(rooms engine model jobs playback ui cli app tests/engine)
+set(rooms terms engine model jobs playback ui cli app tests/engine)
 
 # Rooms whose headers a room may include.
-set(engine_sees engine)
-set(model_sees model)
-set(jobs_sees jobs engine model)
-set(playback_sees playback engine model)
-set(ui_sees ui)
-set(cli_sees cli jobs playback model)
-set(app_sees app ui jobs playback model)
-set(tests/engine_sees engine tests)
+# terms/ is for every room, and knows none.
+set(terms_sees terms)
+set(engine_sees terms engine)
+set(model_sees terms model)
+set(jobs_sees terms jobs engine model)
+set(playback_sees terms playback engine model)
+set(ui_sees terms ui)
+set(cli_sees terms cli jobs playback model)
+set(app_sees terms app ui jobs playback model)
+set(tests/engine_sees terms engine tests)
 
 # JUCE modules, by the name after "juce_", that a room may include.
 set(withoutWindow core events data_structures audio_basics audio_formats)
 set(windows gui_basics gui_extra graphics)
+set(terms_juce)
 set(engine_juce)
 set(tests/engine_juce)
 set(model_juce ${withoutWindow})

@@ -6,44 +6,55 @@
 
 namespace tessivar
 {
-namespace
+juce::Colour drumColour (DrumType type)
 {
-
-struct Entry
-{
-    juce::Colour colour;
-    Icon icon;
-    const char* name;
-};
-
-const Entry& entryFor (DrumLook look)
-{
-    static const std::array<Entry, 8> entries{ { { palette::kick, Icon::kick, "Kick" },
-                                                 { palette::snare, Icon::snare, "Snare" },
-                                                 { palette::hiHat, Icon::hiHat, "HiHat" },
-                                                 { palette::tomHigh, Icon::tomHigh, "High Tom" },
-                                                 { palette::tomLow, Icon::tomLow, "Low Tom" },
-                                                 { palette::tomFloor, Icon::tomFloor, "Floor Tom" },
-                                                 { palette::other, Icon::microphone, "Other" },
-                                                 { palette::other, Icon::microphone, "\xe2\x80\x93" } } };
-    return entries[static_cast<std::size_t> (look)];
+    switch (type)
+    {
+        case DrumType::kick:
+            return palette::kick;
+        case DrumType::snare:
+            return palette::snare;
+        case DrumType::hiHat:
+            return palette::hiHat;
+        case DrumType::tomHigh:
+            return palette::tomHigh;
+        case DrumType::tomLow:
+            return palette::tomLow;
+        case DrumType::tomFloor:
+            return palette::tomFloor;
+        case DrumType::oh:
+        case DrumType::other:
+            break;
+    }
+    return palette::other;
 }
 
-} // namespace
-
-juce::Colour drumColour (DrumLook look)
+Icon drumIcon (DrumType type)
 {
-    return entryFor (look).colour;
+    switch (type)
+    {
+        case DrumType::kick:
+            return Icon::kick;
+        case DrumType::snare:
+            return Icon::snare;
+        case DrumType::hiHat:
+            return Icon::hiHat;
+        case DrumType::tomHigh:
+            return Icon::tomHigh;
+        case DrumType::tomLow:
+            return Icon::tomLow;
+        case DrumType::tomFloor:
+            return Icon::tomFloor;
+        case DrumType::oh:
+        case DrumType::other:
+            break;
+    }
+    return Icon::microphone;
 }
 
-Icon drumIcon (DrumLook look)
+juce::String drumName (DrumType type)
 {
-    return entryFor (look).icon;
-}
-
-juce::String drumName (DrumLook look)
-{
-    return juce::String::fromUTF8 (entryFor (look).name);
+    return canBeChosen (type) ? drumTypeDisplayName (type) : juce::String::fromUTF8 ("\xe2\x80\x93");
 }
 
 } // namespace tessivar

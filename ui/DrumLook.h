@@ -1,32 +1,16 @@
 #pragma once
 
+#include "terms/DrumType.h"
 #include "ui/Icons.h"
 
 namespace tessivar
 {
 
-/** Hue, glyph and name of a drum type, in the chooser's order. An overhead has no name and can't be chosen,
-    so it comes last.
-*/
-enum class DrumLook
-{
-    kick,
-    snare,
-    hiHat,
-    tomHigh,
-    tomLow,
-    tomFloor,
-    other,
-    overhead
-};
-
-/** Looks a user can choose: all but the overhead. */
-inline constexpr int numChoosableDrumLooks = 7;
-
-juce::Colour drumColour (DrumLook look);
-Icon drumIcon (DrumLook look);
+/** Hue, glyph and name of a drum type. */
+juce::Colour drumColour (DrumType look);
+Icon drumIcon (DrumType look);
 
 /** "Kick" ... "Other"; an en dash for an overhead. */
-juce::String drumName (DrumLook look);
+juce::String drumName (DrumType look);
 
 } // namespace tessivar

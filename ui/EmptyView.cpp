@@ -1,10 +1,12 @@
 #include "ui/EmptyView.h"
 
+#include "terms/DrumType.h"
 #include "ui/DrumLook.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
 #include <array>
+#include <span>
 
 namespace tessivar
 {
@@ -140,13 +142,12 @@ void EmptyView::paintGlyphs (juce::Graphics& g) const
 {
     constexpr int count = 6;
     auto x = zone().getCentreX() + 1 - (count * glyphTile + (count - 1) * glyphGap) / 2;
-    for (int i = 0; i < count; ++i)
+    for (const auto type : std::span (drumTypeChooserOrder).first<count>())
     {
-        const auto look = static_cast<DrumLook> (i);
         const auto tile = juce::Rectangle<int> (x, contentTop(), glyphTile, glyphTile).toFloat();
-        g.setColour (drumColour (look).withAlpha (0.14f));
+        g.setColour (drumColour (type).withAlpha (0.14f));
         g.fillRoundedRectangle (tile, 12.0f);
-        drawIcon (g, drumIcon (look), tile.withSizeKeepingCentre (28.0f, 28.0f), drumColour (look));
+        drawIcon (g, drumIcon (type), tile.withSizeKeepingCentre (28.0f, 28.0f), drumColour (type));
         x += glyphTile + glyphGap;
     }
 }

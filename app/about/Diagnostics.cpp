@@ -4,6 +4,7 @@
 #include "jobs/SystemResources.h"
 #include "model/ForeignText.h"
 #include "model/Version.h"
+#include "terms/AnalysisMethod.h"
 
 namespace tessivar
 {
@@ -29,7 +30,7 @@ juce::String groupLine (const Group& group)
         line << ", " << juce::String (group.sampleRate() / 1000.0, 1) << " kHz, "
              << juce::String (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), 1) << " s";
 
-    line << ", " << separationMethodKey (group.method()) << " method"
+    line << ", " << analysisMethodKey (group.method()) << " method"
          << (group.isAnalysed() ? ", analysed" : ", not analysed")
          << (group.hasUnsavedChanges() ? ", not saved" : ", saved");
     return line;

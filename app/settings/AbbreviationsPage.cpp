@@ -1,6 +1,6 @@
 #include "app/settings/AbbreviationsPage.h"
 
-#include "app/DrumLooks.h"
+#include "ui/DrumLook.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"
@@ -20,10 +20,7 @@ std::vector<ChoiceGroup::Choice> typeChoices()
     std::vector<ChoiceGroup::Choice> choices;
 
     for (const auto type : drumTypeChooserOrder)
-    {
-        const auto look = drumLookOf (type);
-        choices.push_back ({ drumTypeDisplayName (type), drumIcon (look), drumColour (look) });
-    }
+        choices.push_back ({ drumTypeDisplayName (type), drumIcon (type), drumColour (type) });
 
     return choices;
 }
@@ -34,10 +31,10 @@ juce::Font signFont()
 }
 } // namespace
 
-void AbbreviationsPage::TypeSign::show (DrumLook newLook)
+void AbbreviationsPage::TypeSign::show (DrumType newLook)
 {
     look = newLook;
-    setTitle (look == DrumLook::overhead ? juce::String ("Overhead") : drumName (look));
+    setTitle (look == DrumType::oh ? juce::String ("Overhead") : drumName (look));
     repaint();
 }
 
@@ -164,7 +161,7 @@ void AbbreviationsPage::showTrial()
     if (! name.isEmpty())
     {
         const auto trial = state.tryName (name.getText());
-        sign.show (drumLookOf (trial.type));
+        sign.show (trial.type);
         words.insert (0, trial.why);
     }
 

@@ -4,6 +4,7 @@
 #include "app/settings/ChoiceGroup.h"
 #include "app/settings/SettingsDialog.h"
 #include "app/settings/SettingsPage.h"
+#include "terms/DrumType.h"
 #include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 
@@ -28,13 +29,13 @@ private:
     class TypeSign : public juce::Component
     {
     public:
-        void show (DrumLook newLook);
+        void show (DrumType newLook);
         [[nodiscard]] int idealWidth() const;
         void paint (juce::Graphics& g) override;
         std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
     private:
-        DrumLook look = DrumLook::other;
+        DrumType look = DrumType::other;
     };
 
     /** Keeps a list on one line, whatever is pasted. */

@@ -22,8 +22,7 @@ AbbreviationTable::Table entriesOf (const juce::String& list, DrumType type)
 
 juce::String nameOf (DrumType type)
 {
-    const auto name = drumTypeDisplayName (type);
-    return name.isNotEmpty() ? name : juce::String ("overheads");
+    return canBeChosen (type) ? drumTypeDisplayName (type) : "overheads";
 }
 } // namespace
 

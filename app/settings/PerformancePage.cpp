@@ -3,6 +3,8 @@
 #include "app/AppSettings.h"
 #include "model/FileLock.h"
 #include "model/TemporaryStore.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/WorkControl.h"
 #include "ui/Motion.h"
 
 #include <thread>
@@ -47,8 +49,8 @@ PerformancePage::PerformancePage (const SettingsDialogContext& contextToUse)
     method.onChange = [this]
     {
         const auto chosen =
-            method.getSelectedItemIndex() == 1 ? SeparationMethod::refined : SeparationMethod::standard;
-        settings().setValue (appSettingsKeys::analysisMethod, separationMethodKey (chosen));
+            method.getSelectedItemIndex() == 1 ? AnalysisMethod::refined : AnalysisMethod::standard;
+        settings().setValue (appSettingsKeys::analysisMethod, analysisMethodKey (chosen));
     };
     seconds.onChange = [this]
     {
@@ -110,7 +112,7 @@ void PerformancePage::refresh()
     seconds.setChoices (secondsList.texts, secondsList.selected);
     piece.setChoices (pieceList.texts, pieceList.selected);
     method.setChoices ({ "Standard", "Refined" },
-                       defaultMethod (settings()) == SeparationMethod::refined ? 1 : 0);
+                       defaultMethod (settings()) == AnalysisMethod::refined ? 1 : 0);
     motion.select (tessivar::motion::isReduced() ? 1 : 0);
     size.select (interfaceSizeIndex (settings().getIntValue (appSettingsKeys::interfaceSize)));
     showBenchmark();
@@ -168,12 +170,10 @@ void PerformancePage::runBenchmark()
 
     // Messages are delivered meanwhile; this page may be gone afterwards.
     const juce::Component::SafePointer<juce::Component> self (this);
-    const auto end = context.runJob (
-        "Testing the disk",
-        benchmarkStages(),
-        [&] (const JobRunner::Watch& watch) {
-            outcome = DiskBenchmark::run (folder, options, { watch.shouldStop, watch.setProgress }, measured);
-        });
+    const auto end = context.runJob ("Testing the disk",
+                                     benchmarkStages(),
+                                     [&] (const WorkControl& watch)
+                                     { outcome = DiskBenchmark::run (folder, options, watch, measured); });
 
     if (self == nullptr || ! isOpen() || end == JobRunner::End::stopped)
         return;

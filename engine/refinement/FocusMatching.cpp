@@ -26,7 +26,7 @@ constexpr std::size_t fewestSegments = 32;
 
 bool isContradictory (const TrackAnalysis& analysis)
 {
-    const auto& matches = analysis.focusMatchDb;
+    const auto& matches = analysis.findings.focusMatchDb;
     return *std::max_element (matches.begin() + 1, matches.end()) < contradictionDb;
 }
 
@@ -127,31 +127,32 @@ void conclude (const MatchSums& sums, TrackAnalysis& analysis)
     {
         const auto projection = sums.product[f] * sums.product[f] / std::max (sums.masked, 1.0e-30);
         const auto distortion = std::max (sums.energy[f] - projection, 1.0e-12 * sums.energy[f] + 1.0e-30);
-        analysis.focusMatchDb[f] = 10.0 * std::log10 (std::max (projection, 1.0e-30) / distortion);
+        analysis.findings.focusMatchDb[f] = 10.0 * std::log10 (std::max (projection, 1.0e-30) / distortion);
     }
 
-    analysis.maskedEnergyDb =
+    analysis.findings.maskedEnergyDb =
         10.0 * std::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
 
     for (int f = 0; f < numFocusSteps; ++f)
     {
-        const auto begin = analysis.focusMatchDb.begin();
-        analysis.bestFocusUpTo[static_cast<std::size_t> (f)] =
+        const auto begin = analysis.findings.focusMatchDb.begin();
+        analysis.findings.bestFocusUpTo[static_cast<std::size_t> (f)] =
             static_cast<int> (std::max_element (begin, begin + f + 1) - begin);
     }
 
     // The lowest value that has the whole effect; nothing where no drum was found to keep.
-    const auto best = analysis.bestFocusUpTo.back();
-    const auto isLeft =
-        sums.energy[0] <= 0.0 || analysis.maskedEnergyDb < emptyTrackDb || isContradictory (analysis);
-    analysis.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
+    const auto best = analysis.findings.bestFocusUpTo.back();
+    const auto isLeft = sums.energy[0] <= 0.0 || analysis.findings.maskedEnergyDb < emptyTrackDb
+                        || isContradictory (analysis);
+    analysis.findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
 }
 } // namespace
 
 bool isDrumFound (const TrackAnalysis& analysis)
 {
-    const auto best = static_cast<std::size_t> (analysis.bestFocusUpTo.back());
-    return analysis.suggestedFocus.value_or (0.0) > 0.0 && analysis.focusMatchDb[best] >= fairlySureMatchDb;
+    const auto best = static_cast<std::size_t> (analysis.findings.bestFocusUpTo.back());
+    return analysis.findings.suggestedFocus.value_or (0.0) > 0.0
+           && analysis.findings.focusMatchDb[best] >= fairlySureMatchDb;
 }
 
 double supportedEffect (const TrackAnalysis& analysis)
@@ -159,7 +160,8 @@ double supportedEffect (const TrackAnalysis& analysis)
     if (isContradictory (analysis))
         return 0.0;
 
-    return std::clamp ((inaudibleDb - analysis.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
+    return std::clamp (
+        (inaudibleDb - analysis.findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
 }
 
 bool matchFocus (RefinementRun& run, std::size_t track, ProgressRange progress)

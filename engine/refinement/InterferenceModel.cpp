@@ -19,13 +19,13 @@ constexpr int numUpdates = 5;
 constexpr std::size_t framesPerPeak = 16;
 
 /** Two microphones on the same kind of drum hear the same drum: neither is leakage of the other. */
-bool hearTheSameDrum (std::uint32_t a, std::uint32_t b)
+bool hearTheSameDrum (DrumType a, DrumType b)
 {
-    return a == b && (a == drumCode::kick || a == drumCode::snare);
+    return a == b && (a == DrumType::kick || a == DrumType::snare);
 }
 } // namespace
 
-InterferenceModel::InterferenceModel (std::span<const std::uint32_t> drumTypes,
+InterferenceModel::InterferenceModel (std::span<const DrumType> drumTypes,
                                       std::size_t frames,
                                       std::span<const RiseRule> rulesToUse)
     : numTracks (drumTypes.size()), numFrames (frames),
@@ -74,7 +74,7 @@ void InterferenceModel::findLoudest (const float* power)
                       louder);
 }
 
-bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, const AnalysisControl& control)
+bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, const WorkControl& control)
 {
     for (std::size_t j = 0; j < numTracks; ++j)
     {
@@ -174,10 +174,7 @@ void InterferenceModel::updateGains()
                                              numerators[ij] / std::max (denominators[ij], 1.0e-30))));
 }
 
-bool InterferenceModel::fit (float* power,
-                             float* source,
-                             std::size_t rowStride,
-                             const AnalysisControl& control)
+bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride, const WorkControl& control)
 {
     if (! boundGains (power, rowStride, control))
         return false;

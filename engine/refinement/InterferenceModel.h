@@ -1,8 +1,9 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/refinement/RiseRules.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +27,7 @@ public:
     /** drumTypes of the M tracks that take part, numFrames frames, M * M rules for the bounds of the gains
         (without them the wariest holds for all); owns scratch of about 2 * M * 256 floats and M * numFrames
         indices. One for each worker. */
-    InterferenceModel (std::span<const std::uint32_t> drumTypes,
+    InterferenceModel (std::span<const DrumType> drumTypes,
                        std::size_t numFrames,
                        std::span<const RiseRule> rules = {});
 
@@ -34,8 +35,7 @@ public:
         floats apart, 64-byte aligned, with room up to a multiple of 256 frames. On return source holds the
         fitted P_i and power the leakage q_i = max (sum over j other than i of L_ij P_j, 1e-30). Returns
         false when told to stop. */
-    [[nodiscard]] bool
-    fit (float* power, float* source, std::size_t rowStride, const AnalysisControl& control);
+    [[nodiscard]] bool fit (float* power, float* source, std::size_t rowStride, const WorkControl& control);
 
     /** The fitted gains of the last bin, M x M, row-major. */
     [[nodiscard]] std::span<const float> gains() const { return gain; }
@@ -45,7 +45,7 @@ private:
         earlier ones. */
     void findLoudest (const float* power);
 
-    [[nodiscard]] bool boundGains (const float* power, std::size_t rowStride, const AnalysisControl& control);
+    [[nodiscard]] bool boundGains (const float* power, std::size_t rowStride, const WorkControl& control);
 
     /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: where another microphone does
         not rise with it, what that one holds is its own drum's ring. */
@@ -59,7 +59,7 @@ private:
     std::size_t computeModel (float* power, float* source, std::size_t rowStride, std::size_t start);
 
     const std::size_t numTracks, numFrames, numLoud;
-    std::vector<std::uint32_t> types;
+    std::vector<DrumType> types;
     std::vector<RiseRule> rules;
     std::vector<float> gain, bound, floors;
     std::vector<double> numerators, denominators;

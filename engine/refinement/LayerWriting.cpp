@@ -3,6 +3,7 @@
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/refinement/FocusMatching.h"
 #include "engine/refinement/OutputSegment.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 
@@ -19,7 +20,7 @@ std::vector<std::size_t> layersOf (const TrackAnalysis& analysis)
     std::vector<std::size_t> layers;
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
-        if (const auto best = static_cast<std::size_t> (analysis.bestFocusUpTo[f]);
+        if (const auto best = static_cast<std::size_t> (analysis.findings.bestFocusUpTo[f]);
             std::find (layers.begin(), layers.end(), best) == layers.end())
             layers.push_back (best);
 
@@ -88,16 +89,16 @@ bool writeChannels (const OutputSegment& segment,
     const auto effect = static_cast<float> (supportedEffect (analysis));
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
-        atFocus[f] = segment.samples (static_cast<std::size_t> (analysis.bestFocusUpTo[f]));
+        atFocus[f] = segment.samples (static_cast<std::size_t> (analysis.findings.bestFocusUpTo[f]));
 
-    w.rendered.resize (pieceSamples * method::numRenderChannels);
+    w.rendered.resize (pieceSamples * channelLayout::numRendered);
 
     for (std::size_t first = 0; first < segment.length(); first += pieceSamples)
     {
         const auto n = std::min (pieceSamples, segment.length() - first);
         auto* frame = w.rendered.data();
 
-        for (auto x = first; x < first + n; ++x, frame += method::numRenderChannels)
+        for (auto x = first; x < first + n; ++x, frame += channelLayout::numRendered)
         {
             const auto source = atFocus[0][x];
             const auto at = [&] (std::size_t f)
@@ -113,7 +114,7 @@ bool writeChannels (const OutputSegment& segment,
         }
 
         if (! sink.writeFrames (segment.start() + static_cast<std::int64_t> (first),
-                                std::span (w.rendered).first (n * method::numRenderChannels)))
+                                std::span (w.rendered).first (n * channelLayout::numRendered)))
             return false;
     }
 

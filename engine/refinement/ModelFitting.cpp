@@ -169,7 +169,7 @@ private:
 
 bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, ProgressRange progress)
 {
-    std::vector<std::uint32_t> types;
+    std::vector<DrumType> types;
 
     for (const auto& track : run.tracks)
         types.push_back (track.drumType);

@@ -23,7 +23,7 @@ bool maskTrack (RefinementRun& run, std::size_t track, SeparationEvidence& evide
     if (! evidence.weigh (run.control))
         return run.fail (AnalysisStatus::stopped);
 
-    run.analysis (track).leakageDb = evidence.leakageDb();
+    run.analysis (track).findings.leakageDb = evidence.leakageDb();
     return computeMask (run, track, evidence, progress.part (0.0, 0.25))
            && matchFocus (run, track, progress.part (0.25, 1.0));
 }
@@ -93,7 +93,7 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                              const AnalysisShape& shape,
                              WorkerPool& pool,
                              const RefinementStorage& storage,
-                             const AnalysisControl& control,
+                             const WorkControl& control,
                              const std::function<void (double)>& progress,
                              std::vector<TrackAnalysis>& analyses)
 {

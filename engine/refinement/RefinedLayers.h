@@ -1,10 +1,11 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/SampleStorage.h"
 #include "engine/numerics/WorkerPool.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 
 #include <cstdint>
 #include <functional>
@@ -18,7 +19,7 @@ namespace tessivar
 struct RefinementTrack
 {
     int index = 0; // among the tracks of the analysis
-    std::uint32_t drumType = drumCode::other;
+    DrumType drumType = DrumType::other;
     SampleSource* source = nullptr; // the track's own samples
     RenderedTrackSource* standard =
         nullptr;                // the standard method's seven channels; null for tracks that are not rendered
@@ -53,7 +54,7 @@ struct RefinementStorage
                                            const AnalysisShape& shape,
                                            WorkerPool& pool,
                                            const RefinementStorage& storage,
-                                           const AnalysisControl& control,
+                                           const WorkControl& control,
                                            const std::function<void (double)>& progress,
                                            std::vector<TrackAnalysis>& analyses);
 

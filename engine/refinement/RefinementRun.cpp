@@ -22,7 +22,7 @@ RefinementRun::RefinementRun (std::span<const RefinementTrack> t,
                               const AnalysisShape& s,
                               WorkerPool& p,
                               const RefinementStorage& st,
-                              const AnalysisControl& c,
+                              const WorkControl& c,
                               const std::function<void (double)>& pr,
                               std::vector<TrackAnalysis>& a)
     : tracks (t), shape (s), storage (st), control (c),

@@ -5,6 +5,7 @@
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/RefinementSpectra.h"
 #include "engine/refinement/SeparationEvidence.h"
+#include "terms/WorkControl.h"
 
 #include <array>
 #include <atomic>
@@ -63,7 +64,7 @@ public:
                    const AnalysisShape& shape,
                    WorkerPool& pool,
                    const RefinementStorage& storage,
-                   const AnalysisControl& control,
+                   const WorkControl& control,
                    const std::function<void (double)>& progress,
                    std::vector<TrackAnalysis>& analyses);
 
@@ -106,7 +107,7 @@ public:
     const std::span<const RefinementTrack> tracks;
     const SpectrumShape shape;
     const RefinementStorage& storage;
-    const AnalysisControl& control;
+    const WorkControl& control;
     const EvidenceBands bands;
     AlignedBuffer window;
     PackedPlanes planes;

@@ -2,6 +2,7 @@
 
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/SpectralKernels.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 
@@ -97,12 +98,13 @@ bool StandardOutputReader::readPiece (const RefinementTrack& track,
                                       std::size_t length,
                                       const Outputs& outputs)
 {
-    channels.resize (pieceSamples * method::numRenderChannels);
+    channels.resize (pieceSamples * channelLayout::numRendered);
 
-    if (! track.standard->readFrames (start, std::span (channels).first (length * method::numRenderChannels)))
+    if (! track.standard->readFrames (start,
+                                      std::span (channels).first (length * channelLayout::numRendered)))
         return false;
 
-    std::array<float*, method::numBestComponents> sums{};
+    std::array<float*, channelLayout::numBestComponents> sums{};
 
     for (std::size_t c = 0; c < sums.size(); ++c)
         sums[c] = outputs[numFocusSteps - 1 - c]; // Focus 5 keeps one component, Focus 1 five

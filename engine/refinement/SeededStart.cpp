@@ -9,9 +9,7 @@
 namespace tessivar
 {
 
-void seedActivations (MatrixView<const float> v,
-                      std::span<const std::uint32_t> drumTypes,
-                      MatrixView<float> h)
+void seedActivations (MatrixView<const float> v, std::span<const DrumType> drumTypes, MatrixView<float> h)
 {
     assert (v.rows == drumTypes.size() * method::numMelBands && h.columns == v.columns);
     const auto numFrames = v.columns;
@@ -52,7 +50,7 @@ void seedActivations (MatrixView<const float> v,
 
     for (std::size_t i = 0; i < drumTypes.size() && row < h.rows; ++i)
     {
-        if (! drumCode::isRendered (drumTypes[i]) || relative[i].empty())
+        if (! isRenderedType (drumTypes[i]) || relative[i].empty())
             continue;
 
         for (std::size_t t = 0; t < numFrames; ++t)

@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/MatrixView.h"
+#include "terms/DrumType.h"
 
 #include <cstdint>
 #include <span>
@@ -16,8 +17,6 @@ namespace tessivar
     h[k, t] = clip (min (1, e_k) e_k / sum of e over all active tracks, 0.001, 1). A track without energy gets no row; further
     rows stay random. Which drum a component carries then no longer depends on the random start.
 */
-void seedActivations (MatrixView<const float> v,
-                      std::span<const std::uint32_t> drumTypes,
-                      MatrixView<float> h);
+void seedActivations (MatrixView<const float> v, std::span<const DrumType> drumTypes, MatrixView<float> h);
 
 } // namespace tessivar

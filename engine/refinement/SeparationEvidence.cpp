@@ -69,7 +69,7 @@ SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
 {
 }
 
-bool SeparationEvidence::weigh (const AnalysisControl& control)
+bool SeparationEvidence::weigh (const WorkControl& control)
 {
     const auto numBands = bands.count();
     const auto numLargest = std::max (std::size_t{ 4 }, numFrames / 50);

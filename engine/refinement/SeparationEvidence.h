@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/AnalysisControl.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "terms/WorkControl.h"
 
 #include <cstddef>
 #include <vector>
@@ -46,7 +46,7 @@ public:
     [[nodiscard]] float* total (std::size_t band) { return totalSums.data() + band * rowStride; }
 
     /** Returns false when told to stop. */
-    [[nodiscard]] bool weigh (const AnalysisControl& control);
+    [[nodiscard]] bool weigh (const WorkControl& control);
 
     /** After weigh(): the part of the logit that the bins of a band share, a row of frames. */
     [[nodiscard]] const float* common (std::size_t band) const

@@ -130,7 +130,7 @@ bool canAppend (const SaveRequest& request)
 }
 
 juce::Result
-appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
+appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
 {
     auto& file = *request.currentFile;
     auto& calls = request.calls != nullptr ? *request.calls : FileSystemCalls::system();

@@ -2,6 +2,7 @@
 
 #include "model/groupfile/GroupFileAudio.h"
 #include "model/groupfile/GroupFileSaving.h"
+#include "terms/WorkControl.h"
 
 namespace tessivar
 {
@@ -15,7 +16,7 @@ namespace tessivar
     all else is on disk, so that at any moment a whole tail is the last one. On failure the file is cut back to what it was.
 */
 [[nodiscard]] juce::Result
-appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control);
+appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control);
 
 /** Gives the room back that nothing in a saved file needs any more, and no samples in use. Older tails go too: what they
     describe isn't there any more. Nothing is lost when it fails; the result then says why the file stays as large.

@@ -3,6 +3,7 @@
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/groupfile/PropertyList.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <array>
@@ -51,7 +52,7 @@ std::size_t SavePlan::audioFor (const TrackState& track, const GroupFile* curren
     audio.range.channels = audio.samples != nullptr ? audio.samples->numChannels() : 1;
     const auto isProcessed = track.rendered != nullptr;
 
-    if (audio.range.channels != (isProcessed ? renderedChannels : sourceChannels))
+    if (audio.range.channels != (isProcessed ? channelLayout::numRendered : channelLayout::numUnrendered))
     {
         jassertfalse;
         problemFound =
@@ -140,7 +141,7 @@ std::vector<AudioRange> SavePlan::rangesInUse() const
 }
 
 juce::Result SavePlan::write (juce::OutputStream& stream,
-                              const JobControl& control,
+                              const WorkControl& control,
                               const std::function<void (std::uint64_t)>& progress)
 {
     auto place = start;
@@ -169,7 +170,7 @@ juce::Result SavePlan::write (juce::OutputStream& stream,
 
 juce::Result SavePlan::writeAudio (Audio& audio,
                                    juce::OutputStream& stream,
-                                   const JobControl& control,
+                                   const WorkControl& control,
                                    const std::function<void (std::uint64_t)>& progress)
 {
     static_assert (std::endian::native == std::endian::little, "samples are written as they lie in memory");
@@ -182,7 +183,7 @@ juce::Result SavePlan::writeAudio (Audio& audio,
 
     for (std::int64_t place = 0; place < numFrames; place += framesAtOnce)
     {
-        if (control.isStopped())
+        if (control.stopRequested())
             return juce::Result::fail (stoppedByUser);
 
         const auto count = static_cast<std::size_t> (std::min (framesAtOnce, numFrames - place)) * channels;
@@ -237,7 +238,7 @@ GroupTail SavePlan::tail() const
         const auto& audio = audios[audioOfTrack[i]];
         track.record.setSampleDataOffset (static_cast<std::int64_t> (audio.range.offset));
         track.record.setLengthInSamples (framesOf (audio.range));
-        track.record.setProcessed (audio.range.channels == renderedChannels);
+        track.record.setProcessed (audio.range.channels == channelLayout::numRendered);
 
         if (audio.sums.length == 0)
             continue;

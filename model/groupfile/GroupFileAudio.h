@@ -1,9 +1,9 @@
 #pragma once
 
 #include "model/GroupState.h"
-#include "model/JobControl.h"
 #include "model/groupfile/GroupFile.h"
 #include "model/groupfile/GroupTail.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -51,7 +51,7 @@ public:
         written.
     */
     [[nodiscard]] juce::Result write (juce::OutputStream& stream,
-                                      const JobControl& control,
+                                      const WorkControl& control,
                                       const std::function<void (std::uint64_t)>& progress);
 
     /** What was noticed by write(): audio that was not as its old file's sums say. */
@@ -80,7 +80,7 @@ private:
     void placeAudio (std::uint64_t firstFree);
     [[nodiscard]] juce::Result writeAudio (Audio& audio,
                                            juce::OutputStream& stream,
-                                           const JobControl& control,
+                                           const WorkControl& control,
                                            const std::function<void (std::uint64_t)>& progress);
     void compareWithOldSums (const Audio& audio);
     [[nodiscard]] GroupTail tail() const;

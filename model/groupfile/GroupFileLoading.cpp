@@ -2,6 +2,7 @@
 
 #include "model/DiskNames.h"
 #include "model/groupfile/PropertyList.h"
+#include "terms/ChannelLayout.h"
 
 #include <string_view>
 #include <utility>
@@ -72,9 +73,9 @@ void setSamplesFromFile (TrackState& track, const std::shared_ptr<GroupFile>& fi
     const auto range = *audioRangeOf (track.record);
     auto samples = std::make_shared<GroupFileSamples> (file, range, sums);
 
-    if (range.channels == renderedChannels)
+    if (range.channels == channelLayout::numRendered)
     {
-        track.source = std::make_shared<ChannelOfSamples> (samples, sourceChannelOfRendered);
+        track.source = std::make_shared<ChannelOfSamples> (samples, channelLayout::source);
         track.rendered = std::move (samples);
     }
     else

@@ -106,7 +106,7 @@ private:
 juce::Result checkNewFile (const juce::File& temporary,
                            const SavePlan& plan,
                            std::shared_ptr<GroupFile>& file,
-                           const JobControl& control)
+                           const WorkControl& control)
 {
     constexpr std::uint64_t readBackWhole = 256u << 20;
     const auto wrong = juce::Result::fail ("what was written can't be read back");
@@ -135,7 +135,7 @@ juce::Result checkNewFile (const juce::File& temporary,
 }
 
 juce::Result
-saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
+saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
 {
     const auto size = plan.fileSize();
 
@@ -165,13 +165,13 @@ saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const 
         return result;
 
     std::shared_ptr<GroupFile> file;
-    const JobControl onlyStop{ control.shouldStop, {} };
+    const WorkControl onlyStop{ control.shouldStop, {} };
 
     if (const auto result = checkNewFile (atomic.temporaryFile(), plan, file, onlyStop); result.failed())
         return result.getErrorMessage() == stoppedByUser ? result
                                                          : failed (request.target, result.getErrorMessage());
 
-    if (control.isStopped())
+    if (control.stopRequested())
         return juce::Result::fail (stoppedByUser);
 
     // Writing has taken its time.
@@ -207,7 +207,8 @@ bool hasMuchSlack (const SaveRequest& request, const SavePlan& plan)
            && present - needed > std::max (always, needed / onePercent);
 }
 
-juce::Result append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const JobControl& control)
+juce::Result
+append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
 {
     const auto size = plan.fileSize();
 
@@ -248,9 +249,9 @@ SaveQuestion questionBeforeSaving (const SaveRequest& request)
     return { SaveQuestion::About::inPlace, request.target.getFullPathName() + ": " + noRoom };
 }
 
-juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const JobControl& control)
+juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control)
 {
-    if (control.isStopped())
+    if (control.stopRequested())
         return juce::Result::fail (stoppedByUser);
 
     if (const auto unchanged = checkUnchanged (request); unchanged.failed())

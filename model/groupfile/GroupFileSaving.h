@@ -2,8 +2,8 @@
 
 #include "model/FileSystemCalls.h"
 #include "model/GroupState.h"
-#include "model/JobControl.h"
 #include "model/groupfile/GroupFile.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -75,6 +75,6 @@ inline constexpr auto stoppedByUser = "stopped";
     One save of a file at a time; may be called on any thread.
 */
 [[nodiscard]] juce::Result
-saveGroup (const SaveRequest& request, SavedGroup& saved, const JobControl& control = {});
+saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control = {});
 
 } // namespace tessivar

@@ -90,7 +90,7 @@ bool readBlocks (RandomAccessBytes& bytes,
 juce::Result verifyAudio (RandomAccessBytes& bytes,
                           const FoundTail& found,
                           GroupVerification& verification,
-                          const JobControl& control)
+                          const WorkControl& control)
 {
     juce::StringArray ignoredNotes;
     const auto state = groupStateFrom (found, {}, ignoredNotes);
@@ -104,7 +104,7 @@ juce::Result verifyAudio (RandomAccessBytes& bytes,
     {
         done += count;
         control.progress (static_cast<double> (done) / static_cast<double> (total));
-        return ! control.isStopped();
+        return ! control.stopRequested();
     };
 
     for (std::size_t i = 0; i < state.tracks.size(); ++i)
@@ -136,7 +136,7 @@ juce::Result verifyAudio (RandomAccessBytes& bytes,
 
             if (! readBlocks (bytes, toCheck, goesOn))
             {
-                if (control.isStopped())
+                if (control.stopRequested())
                     return juce::Result::fail (stoppedByUser);
 
                 verification.damage.add (name + ": its audio can't be read");
@@ -151,7 +151,7 @@ juce::Result verifyAudio (RandomAccessBytes& bytes,
 }
 
 juce::Result
-verifyGroupFile (const juce::File& path, GroupVerification& verification, const JobControl& control)
+verifyGroupFile (const juce::File& path, GroupVerification& verification, const WorkControl& control)
 {
     std::shared_ptr<GroupFile> file;
 

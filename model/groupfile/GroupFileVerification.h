@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/JobControl.h"
 #include "model/groupfile/GroupTail.h"
 #include "model/groupfile/RandomAccessBytes.h"
+#include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
@@ -29,12 +29,12 @@ struct GroupVerification
     the file and the reason, when no group can be read from it at all, or with "stopped".
 */
 [[nodiscard]] juce::Result
-verifyGroupFile (const juce::File& path, GroupVerification& verification, const JobControl& control = {});
+verifyGroupFile (const juce::File& path, GroupVerification& verification, const WorkControl& control = {});
 
 /** The part of it that concerns the audio of a tail. */
 [[nodiscard]] juce::Result verifyAudio (RandomAccessBytes& bytes,
                                         const FoundTail& found,
                                         GroupVerification& verification,
-                                        const JobControl& control);
+                                        const WorkControl& control);
 
 } // namespace tessivar

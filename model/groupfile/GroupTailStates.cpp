@@ -3,6 +3,10 @@
 #include "model/AtomicFile.h"
 #include "model/groupfile/PropertyList.h"
 #include "model/groupfile/RecordSampleRate.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "terms/TrackFindings.h"
 
 #include <algorithm>
 #include <cmath>
@@ -274,7 +278,7 @@ void assumeAnalysis (GroupState& state)
         return;
 
     state.analysis =
-        GroupState::Analysis{ SeparationMethod::standard, 1, static_cast<int> (state.tracks.size()) };
+        GroupState::Analysis{ AnalysisMethod::standard, 1, static_cast<int> (state.tracks.size()) };
 
     for (auto& track : state.tracks)
         track.analysedAs = track.analysisInput();
@@ -282,7 +286,7 @@ void assumeAnalysis (GroupState& state)
 
 std::optional<GroupState::Analysis> takeAnalysis (PropertiesLeft& properties)
 {
-    const auto method = parseSeparationMethod (properties.take (key::analysisMethod));
+    const auto method = parseAnalysisMethod (properties.take (key::analysisMethod).toRawUTF8());
     const auto seed = unsignedOf (properties.take (key::analysisSeed));
     const auto numTracks = properties.takeInt (key::analysisTracks, 0, 1 << 20, 0);
 
@@ -313,11 +317,11 @@ GroupTail groupTailFor (const GroupState& state)
 
     properties.set (key::name, state.name);
     properties.set (tailKey::sampleRate, tessivar::textOf (state.sampleRate()));
-    properties.set (key::method, separationMethodKey (state.method));
+    properties.set (key::method, analysisMethodKey (state.method));
 
     if (state.analysis)
     {
-        properties.set (key::analysisMethod, separationMethodKey (state.analysis->method));
+        properties.set (key::analysisMethod, analysisMethodKey (state.analysis->method));
         properties.set (key::analysisSeed, tessivar::textOf (state.analysis->seed));
         properties.set (key::analysisTracks, juce::String (state.analysis->numTracks));
     }
@@ -346,7 +350,7 @@ GroupState groupStateFrom (const FoundTail& found, const juce::String& fallbackN
 
     const auto sampleRate = sampleRateOf (found, properties, notes);
     state.method =
-        parseSeparationMethod (properties.take (key::method)).value_or (SeparationMethod::standard);
+        parseAnalysisMethod (properties.take (key::method).toRawUTF8()).value_or (AnalysisMethod::standard);
     state.analysis = takeAnalysis (properties);
     properties.takePrefixed (tailKey::recoveryPrefix);
     state.unknownProperties = properties.rest();

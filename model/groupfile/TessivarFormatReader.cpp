@@ -3,6 +3,7 @@
 #include "model/LittleEndian.h"
 #include "model/TrackSamples.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <bit>
@@ -136,7 +137,7 @@ bool TessivarFormatReader::readPiece (
             continue;
 
         auto* const samples = reinterpret_cast<float*> (dest[i]) + destStart;
-        const auto from = isSpread ? (i == sourceChannelOfRendered ? 0 : -1) : (i < audio.channels ? i : -1);
+        const auto from = isSpread ? (i == channelLayout::source ? 0 : -1) : (i < audio.channels ? i : -1);
 
         if (from < 0)
             std::fill_n (samples, count, 0.0f);

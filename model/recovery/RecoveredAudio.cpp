@@ -1,6 +1,7 @@
 #include "model/recovery/RecoveredAudio.h"
 
 #include "model/StoreSamples.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 
@@ -75,18 +76,18 @@ void RecoveredAudio::attachTo (TrackState& track,
 {
     const auto length = track.record.lengthInSamples();
 
-    if (audio.rendered && audio.rendered->numChannels == renderedChannels
+    if (audio.rendered && audio.rendered->numChannels == channelLayout::numRendered
         && audio.rendered->channel == AudioPlace::allChannels)
         track.rendered = samplesAt (*audio.rendered, length);
 
     if (audio.source)
         track.source = samplesAt (*audio.source, length);
 
-    if (track.source != nullptr && track.source->numChannels() != sourceChannels)
+    if (track.source != nullptr && track.source->numChannels() != channelLayout::numUnrendered)
         track.source.reset();
 
     if (track.source == nullptr && track.rendered != nullptr)
-        track.source = std::make_shared<ChannelOfSamples> (track.rendered, sourceChannelOfRendered);
+        track.source = std::make_shared<ChannelOfSamples> (track.rendered, channelLayout::source);
 
     if (audio.components)
         track.components = storeFileAt (*audio.components);

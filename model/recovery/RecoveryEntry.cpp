@@ -6,6 +6,7 @@
 #include "model/groupfile/AudioSums.h"
 #include "model/groupfile/GroupTail.h"
 #include "model/groupfile/PropertyList.h"
+#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <limits>
@@ -79,8 +80,8 @@ std::optional<AudioPlace> placeOf (const juce::String& text)
     const auto [offset, numFrames, numChannels, channel, size, modified, device, inode, probe] = numbers;
     const auto file = fileOf (rest);
     const auto fits = numFrames <= static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max())
-                      && numChannels >= 1 && numChannels <= renderedChannels && channel <= numChannels
-                      && probe <= std::numeric_limits<std::uint32_t>::max();
+                      && numChannels >= 1 && numChannels <= channelLayout::numRendered
+                      && channel <= numChannels && probe <= std::numeric_limits<std::uint32_t>::max();
 
     if (! file || ! fits)
         return std::nullopt;
@@ -113,8 +114,8 @@ std::optional<AudioPlace> placeOf (const std::shared_ptr<TrackSamples>& samples,
     // One channel of several is always the source within the rendered ones.
     if (dynamic_cast<const ChannelOfSamples*> (samples.get()) != nullptr)
     {
-        place.numChannels = renderedChannels;
-        place.channel = sourceChannelOfRendered;
+        place.numChannels = channelLayout::numRendered;
+        place.channel = channelLayout::source;
     }
 
     return place;

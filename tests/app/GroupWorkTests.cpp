@@ -1,3 +1,5 @@
+#include "terms/WorkControl.h"
+
 #include "tests/app/WindowWorkRig.h"
 #include "tests/support/FileFaults.h"
 
@@ -386,10 +388,10 @@ TEST_CASE ("A job behind the progress dialog", "[app][work]")
 
     SECTION ("ends as failed, and tells why, when memory runs out or an exception comes up")
     {
-        CHECK (rig.runner.run ("x", {}, [] (const JobRunner::Watch&) { throw std::bad_alloc(); })
+        CHECK (rig.runner.run ("x", {}, [] (const WorkControl&) { throw std::bad_alloc(); })
                == JobRunner::End::failed);
         CHECK (rig.runner.failure() == "memory ran out");
-        CHECK (rig.runner.run ("x", {}, [] (const JobRunner::Watch&) { throw std::runtime_error ("odd"); })
+        CHECK (rig.runner.run ("x", {}, [] (const WorkControl&) { throw std::runtime_error ("odd"); })
                == JobRunner::End::failed);
         CHECK (rig.runner.failure().contains ("odd"));
         CHECK_FALSE (rig.runner.isBusy());
@@ -402,7 +404,7 @@ TEST_CASE ("A job behind the progress dialog", "[app][work]")
         rig.cancelsJobs = true;
         const auto end = rig.runner.run ("x",
                                          {},
-                                         [&] (const JobRunner::Watch& watch)
+                                         [&] (const WorkControl& watch)
                                          {
                                              juce::MessageManager::callAsync ([&] { ++delivered; });
 

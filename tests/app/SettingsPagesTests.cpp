@@ -6,6 +6,8 @@
 #include "app/settings/PerformanceState.h"
 #include "app/settings/SettingsPage.h"
 #include "model/Abbreviations.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
 #include "ui/Palette.h"
 
 #include <catch2/catch.hpp>
@@ -341,7 +343,7 @@ TEST_CASE ("Performance page", "[app][settings]")
         choose (*test::find<juce::ComboBox> (*dialog, "Playback read-ahead"), "10 s");
         choose (*test::find<juce::ComboBox> (*dialog, "Piece size"), "8192 frames (0.2 MB)");
         CHECK (analysisThreads (settings) == 1);
-        CHECK (defaultMethod (settings) == SeparationMethod::refined);
+        CHECK (defaultMethod (settings) == AnalysisMethod::refined);
         CHECK (readAheadSettings (settings).seconds == 10.0);
         CHECK (readAheadSettings (settings).framesPerRead == 8192);
         test::findButton (*dialog, "150%")->onClick();

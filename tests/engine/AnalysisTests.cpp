@@ -4,6 +4,7 @@
 #include "engine/SpectralFrontEnd.h"
 #include "engine/SuppressionRendering.h"
 #include "engine/numerics/RandomStream.h"
+#include "terms/WorkControl.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <atomic>
@@ -46,7 +47,7 @@ std::vector<float> drumTrack (int drum, std::int64_t length, double sampleRate)
 
 struct SmallGroup
 {
-    explicit SmallGroup (const std::vector<std::uint32_t>& types,
+    explicit SmallGroup (const std::vector<DrumType>& types,
                          double sampleRate = 44100.0,
                          std::int64_t length = 30000)
     {
@@ -59,7 +60,7 @@ struct SmallGroup
         }
     }
 
-    AnalysisResult analyse (int threads = 2, const AnalysisControl& control = {}, bool keepAll = false)
+    AnalysisResult analyse (int threads = 2, const WorkControl& control = {}, bool keepAll = false)
     {
         std::vector<std::int64_t> lengths;
 
@@ -83,7 +84,7 @@ struct SmallGroup
 
 TEST_CASE ("Analysis", "[engine][analysis]")
 {
-    using namespace drumCode;
+    using enum DrumType;
 
     SECTION ("rebuilds every close microphone from its six channels, at all rates, and the same for any "
              "number of threads")
@@ -271,7 +272,7 @@ TEST_CASE ("Suppression rule", "[engine][suppression]")
     float sum = 0.0f;
 
     for (std::size_t c = 0; c < 7; ++c)
-        sum += rule.toWeights().weight[c] * frame[c];
+        sum += rule.toWeights()[c] * frame[c];
 
     CHECK (sum == Approx (out[0]).margin (1.0e-6));
 }

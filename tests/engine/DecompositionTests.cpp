@@ -1,5 +1,7 @@
 #include "engine/Decomposition.h"
 #include "engine/numerics/RandomStream.h"
+#include "terms/ChannelLayout.h"
+#include "terms/WorkControl.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <atomic>
@@ -11,7 +13,7 @@ using namespace tessivar::test;
 
 namespace
 {
-constexpr std::size_t numComponents = method::numComponents;
+constexpr std::size_t numComponents = channelLayout::numComponents;
 
 std::vector<float> uniform (std::size_t n, std::uint64_t seed)
 {
@@ -49,7 +51,7 @@ struct Problem
     bool run (int iterations,
               int threads = 1,
               float weight = method::continuityWeight,
-              const AnalysisControl& control = {})
+              const WorkControl& control = {})
     {
         WorkerPool pool (threads);
         const DecompositionSettings settings{ iterations, weight };

@@ -7,6 +7,7 @@
 #include "engine/SuppressionRendering.h"
 #include "engine/TrackRendering.h"
 #include "engine/numerics/RandomStream.h"
+#include "terms/DrumType.h"
 #include "tests/support/EngineFixtures.h"
 #include "tests/support/GoldenCase.h"
 
@@ -90,7 +91,7 @@ TEST_CASE ("Golden arrays of the front end", "[engine][golden]")
                       const auto data = analysisData (sampleRate);
                       MemorySource source (golden.input ("signal"));
                       const auto shape = shapeOf (sampleRate, source.samples.size());
-                      const PaddedSignal signal (source, drumCode::kick, shape, data);
+                      const PaddedSignal signal (source, DrumType::kick, shape, data);
                       const auto frontEnd = runFrontEnd (signal, shape, data);
 
                       const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);

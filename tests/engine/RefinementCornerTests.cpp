@@ -1,5 +1,8 @@
 #include "engine/SuppressionRendering.h"
 #include "engine/numerics/RandomStream.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/TrackFindings.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <cmath>
@@ -11,7 +14,7 @@ namespace
 {
 constexpr std::int64_t length = 150000; // samples at 44.1 kHz
 constexpr std::size_t numDrums = 3;
-constexpr std::uint32_t drumTypes[numDrums]{ drumCode::kick, drumCode::snare, drumCode::tomLow };
+constexpr DrumType drumTypes[numDrums]{ DrumType::kick, DrumType::snare, DrumType::tomLow };
 
 /** A kick, a snare and a tom in turn: damped tones with some hiss, at periods that seldom meet. */
 std::vector<float> playDrum (std::size_t drum)
@@ -143,12 +146,12 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
     {
         SmallKit kit (0.15f, 2);
         kit.analyse();
-        CHECK (kit.result.tracks[2].suggestedFocus == 0.0);
+        CHECK (kit.result.tracks[2].findings.suggestedFocus == 0.0);
 
         for (std::size_t track = 0; track < 2; ++track)
         {
             INFO ("track " << track);
-            CHECK (kit.result.tracks[track].suggestedFocus >= 1.0);
+            CHECK (kit.result.tracks[track].findings.suggestedFocus >= 1.0);
             CHECK (kit.removedDb (track, 5.0f) > -30.0);
         }
     }
@@ -159,8 +162,8 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
         SmallKit kit (0.8f, -1, 0.45f);
         kit.analyse();
         const auto& kick = kit.result.tracks[0];
-        CHECK (kick.suggestedFocus > 0.0);
-        CHECK (kick.focusMatchDb[static_cast<std::size_t> (kick.bestFocusUpTo[5])] < fairlySureMatchDb);
+        CHECK (kick.findings.suggestedFocus > 0.0);
+        CHECK (kick.findings.certainty() == Certainty::unsure);
         CHECK (kit.quality (1) > 8.5); // 3.2 dB less with it
     }
 
@@ -176,7 +179,7 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
         }
 
         kit.analyse();
-        CHECK (kit.result.tracks[2].suggestedFocus == 0.0);
+        CHECK (kit.result.tracks[2].findings.suggestedFocus == 0.0);
 
         for (std::size_t track = 0; track < numDrums; ++track)
         {
@@ -197,7 +200,7 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
 
         for (std::size_t track = 0; track < numDrums; ++track)
         {
-            CHECK (kit.result.tracks[track].suggestedFocus == 0.0);
+            CHECK (kit.result.tracks[track].findings.suggestedFocus == 0.0);
             CHECK (kit.removedDb (track, 5.0f) <= 0.0);
         }
     }

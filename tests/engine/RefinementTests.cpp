@@ -7,6 +7,9 @@
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SeparationEvidence.h"
 #include "engine/refinement/Statistics.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <atomic>
@@ -55,12 +58,12 @@ struct TwoDrums
 
             truth[track] = own[track];
             sources[track] = std::make_unique<MemorySource> (mix);
-            tracks.push_back ({ { track == 0 ? drumCode::kick : drumCode::snare, false, 44100.0, length },
+            tracks.push_back ({ { track == 0 ? DrumType::kick : DrumType::snare, false, 44100.0, length },
                                 sources[track].get() });
         }
     }
 
-    AnalysisResult analyse (int threads, const AnalysisControl& control = {})
+    AnalysisResult analyse (int threads, const WorkControl& control = {})
     {
         const auto length = tracks[0].shape.lengthInSamples;
         storage = std::make_unique<MemoryStorage> (std::vector<std::int64_t>{ length, length });
@@ -131,14 +134,14 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
                 worst = std::max (worst, std::abs (atZero[i] - mix[i]));
 
             CHECK (worst < 1.0e-6f);
-            REQUIRE (result.tracks[track].suggestedFocus);
-            const auto suggested = static_cast<float> (*result.tracks[track].suggestedFocus);
+            REQUIRE (result.tracks[track].findings.suggestedFocus);
+            const auto suggested = static_cast<float> (*result.tracks[track].findings.suggestedFocus);
             const auto gain =
                 drums.quality (track, drums.rendered (track, suggested)) - drums.quality (track, mix);
             CHECK (gain > 6.0);
             // The suggestion has the whole effect: turning further changes nothing.
             CHECK (drums.rendered (track, suggested) == drums.rendered (track, 5.0f));
-            CHECK (result.tracks[track].leakageDb == Approx (20.0 * std::log10 (0.2)).margin (6.0));
+            CHECK (result.tracks[track].findings.leakageDb == Approx (20.0 * std::log10 (0.2)).margin (6.0));
         }
 
         const auto first = std::move (drums.storage);
@@ -189,7 +192,7 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
         std::fill (drums.sources[1]->samples.begin(), drums.sources[1]->samples.end(), 0.0f);
         const auto result = drums.analyse (2);
         REQUIRE (result.status == AnalysisStatus::completed);
-        CHECK (result.tracks[1].suggestedFocus == 0.0);
+        CHECK (result.tracks[1].findings.suggestedFocus == 0.0);
 
         for (std::size_t track = 0; track < 2; ++track)
             for (const auto x : drums.rendered (track, 5.0f))
@@ -243,7 +246,7 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
         {
             std::copy (powerStart.begin(), powerStart.end(), power.data());
             std::copy (sourceStart.begin(), sourceStart.end(), source.data());
-            const std::vector<std::uint32_t> types{ drumCode::kick, drumCode::snare };
+            const std::vector<DrumType> types{ DrumType::kick, DrumType::snare };
             InterferenceModel model (types, numFrames);
             REQUIRE (model.fit (power.data(), source.data(), stride, {}));
 
@@ -275,7 +278,7 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
             estimate[rowStride + t] = 1.0e-6f;
         }
 
-        const std::vector<std::uint32_t> types{ drumCode::kick, drumCode::snare };
+        const std::vector<DrumType> types{ DrumType::kick, DrumType::snare };
         InterferenceModel model (types, length);
         REQUIRE (model.fit (heard.data(), estimate.data(), rowStride, {}));
         CHECK (model.gains()[2] == Approx (0.01f).epsilon (0.001));
@@ -283,7 +286,7 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
 
     SECTION ("two microphones on one drum are no leakage of each other")
     {
-        const std::vector<std::uint32_t> types{ drumCode::snare, drumCode::snare };
+        const std::vector<DrumType> types{ DrumType::snare, DrumType::snare };
         std::copy (powerStart.begin(), powerStart.end(), power.data());
         std::copy (sourceStart.begin(), sourceStart.end(), source.data());
         InterferenceModel model (types, numFrames);
@@ -303,7 +306,7 @@ TEST_CASE ("Seeded start", "[engine][refinement]")
         for (std::size_t m = 0; m < 80; ++m)
             v[m + (t % 2 == 0 ? 0 : 80) + 240 * t] = 1.0f;
 
-    const std::vector<std::uint32_t> types{ drumCode::kick, drumCode::other, drumCode::snare };
+    const std::vector<DrumType> types{ DrumType::kick, DrumType::other, DrumType::snare };
     seedActivations ({ v.data(), 240, numFrames }, types, { h.data(), 10, numFrames });
     CHECK (h[0] == 1.0f);    // the kick alone
     CHECK (h[10] == 0.001f); // the other track alone: at the lower end

@@ -2,6 +2,9 @@
 
 #include "jobs/StoreSignals.h"
 #include "jobs/SystemResources.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
 #include "tests/jobs/JobFixtures.h"
 
 #include <algorithm>
@@ -217,7 +220,7 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
         for (const auto* what : { "stopped", "full", "unreadable" })
         {
             INFO (what);
-            AnalysisControl control;
+            WorkControl control;
             auto expected = AnalyseStatus::failed;
             std::shared_ptr<StoreFile> shortFile;
 

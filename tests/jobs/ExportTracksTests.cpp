@@ -2,6 +2,9 @@
 
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
+#include "terms/ChannelLayout.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "tests/jobs/JobFixtures.h"
 
 #include <algorithm>
@@ -88,7 +91,7 @@ void process (SessionTrack& track, TemporaryStore& store, float componentLevel =
 
     track.drumType = DrumType::snare;
     track.processed = true;
-    track.rendered = storedTrack (store, frames, renderedChannels);
+    track.rendered = storedTrack (store, frames, channelLayout::numRendered);
 }
 
 /** A small WAV file with chunks ahead of its audio: what a field recorder, a text tool and an unknown program wrote. */
@@ -302,7 +305,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
             options.extension = file.getFileExtension();
             options.overwrite = true;
 
-            for (const auto setting : { SuppressionSetting{}, SuppressionSetting{ 4.2f, 1.0f } })
+            for (const auto setting : { KnobValues{}, KnobValues{ 4.2f, 1.0f } })
             {
                 tracks[0].setting = setting;
                 const auto report = exportTracks (tracks, options);

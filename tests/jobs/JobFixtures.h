@@ -4,6 +4,7 @@
 #include "jobs/SessionTrack.h"
 #include "model/StoreSamples.h"
 #include "model/TemporaryStore.h"
+#include "terms/ChannelLayout.h"
 #include "tests/support/EngineFixtures.h"
 #include "tests/support/FileFaults.h"
 
@@ -64,8 +65,9 @@ inline std::vector<float> samplesOf (StoreFile& file)
 }
 
 /** A signal for a track: one channel, or frames of seven. */
-inline std::shared_ptr<TrackSamples>
-storedTrack (TemporaryStore& store, const std::vector<float>& samples, int numChannels = sourceChannels)
+inline std::shared_ptr<TrackSamples> storedTrack (TemporaryStore& store,
+                                                  const std::vector<float>& samples,
+                                                  int numChannels = channelLayout::numUnrendered)
 {
     return std::make_shared<StoreSamples> (stored (store, samples), numChannels);
 }

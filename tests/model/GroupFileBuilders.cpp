@@ -1,6 +1,9 @@
 #include "tests/model/GroupFileBuilders.h"
 
 #include "model/LittleEndian.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 
 #include <algorithm>
 #include <bit>
@@ -44,7 +47,7 @@ trackWith (const juce::String& name, DrumType type, std::int64_t numFrames, bool
     if (isRendered)
     {
         track.rendered = std::make_shared<MemorySamples> (numberedSamples (numFrames, 7, seed), 7);
-        track.source = std::make_shared<ChannelOfSamples> (track.rendered, sourceChannelOfRendered);
+        track.source = std::make_shared<ChannelOfSamples> (track.rendered, channelLayout::source);
     }
     else
     {
@@ -58,8 +61,8 @@ GroupState smallGroup (std::int64_t numFrames)
 {
     GroupState group;
     group.name = juce::CharPointer_UTF8 ("Take 3 \xe2\x80\x93 stage");
-    group.method = SeparationMethod::refined;
-    group.analysis = GroupState::Analysis{ SeparationMethod::refined, 0xfedcba9876543210u, 3 };
+    group.method = AnalysisMethod::refined;
+    group.analysis = GroupState::Analysis{ AnalysisMethod::refined, 0xfedcba9876543210u, 3 };
     group.unknownProperties.set ("colour of the Group", "green");
     group.tracks = { trackWith ("Kick in", DrumType::kick, numFrames, true, 1),
                      trackWith ("Snare", DrumType::snare, numFrames + 17, false, 2),

@@ -1,5 +1,8 @@
 #include "model/groupfile/GroupFileVerification.h"
 #include "model/groupfile/TessivarFormatReader.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "terms/WorkControl.h"
 #include "tests/model/GroupFileFaultRuns.h"
 #include "tests/support/FileFaults.h"
 
@@ -233,7 +236,7 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
         REQUIRE (verifyGroupFile (folder.write ("begun.dls", damaged), verification).wasOk());
         CHECK ((verification.isIntact() && verification.wasInterrupted));
 
-        const JobControl stop{ [] { return true; }, {} };
+        const WorkControl stop{ [] { return true; }, {} };
         CHECK (verifyGroupFile (file, verification, stop).getErrorMessage() == "stopped");
     }
 }

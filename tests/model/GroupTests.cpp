@@ -1,4 +1,8 @@
 #include "model/Group.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+#include "terms/TrackFindings.h"
 
 #include <catch2/catch.hpp>
 
@@ -258,7 +262,7 @@ TEST_CASE ("Group edits", "[model][group]")
         group->setExcluded ({ snare }, true);
         CHECK (group->changedSinceLastAnalysis());
         group->undo().undo();
-        group->setMethod (SeparationMethod::refined);
+        group->setMethod (AnalysisMethod::refined);
         CHECK (group->changedSinceLastAnalysis());
         group->undo().undo();
         group->removeTracks ({ snare });

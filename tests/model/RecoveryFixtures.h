@@ -4,6 +4,10 @@
 #include "model/StoreSamples.h"
 #include "model/TemporaryStore.h"
 #include "model/recovery/RecoverySession.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/ChannelLayout.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>
@@ -83,8 +87,8 @@ inline GroupState groupWithAudio (TemporaryStore& store)
 {
     GroupState state;
     state.name = juce::String::fromUTF8 ("Take 1 \xc3\xa4");
-    state.method = SeparationMethod::refined;
-    state.analysis = GroupState::Analysis{ SeparationMethod::refined, 7, 2 };
+    state.method = AnalysisMethod::refined;
+    state.analysis = GroupState::Analysis{ AnalysisMethod::refined, 7, 2 };
 
     for (const auto* name : { "kick", "snare" })
     {
@@ -100,14 +104,14 @@ inline GroupState groupWithAudio (TemporaryStore& store)
         state.tracks.push_back (track);
     }
 
-    state.tracks[0].rendered = storedSamples (store, renderedChannels, 0.0f);
+    state.tracks[0].rendered = storedSamples (store, channelLayout::numRendered, 0.0f);
     state.tracks[0].source =
-        std::make_shared<ChannelOfSamples> (state.tracks[0].rendered, sourceChannelOfRendered);
+        std::make_shared<ChannelOfSamples> (state.tracks[0].rendered, channelLayout::source);
     state.tracks[0].record.setProcessed (true);
     state.tracks[0].analysedAs = state.tracks[0].analysisInput();
     state.tracks[0].findings.leakageDb = -12.5;
     REQUIRE (store.createFile (4000, state.tracks[0].components).wasOk());
-    state.tracks[1].source = storedSamples (store, sourceChannels, 0.5f);
+    state.tracks[1].source = storedSamples (store, channelLayout::numUnrendered, 0.5f);
     state.tracks[1].excluded = true;
     return state;
 }

@@ -1,6 +1,8 @@
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/recovery/GroupAutosave.h"
 #include "model/recovery/RecoveryList.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
 
@@ -326,7 +328,7 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
 
         Group::AnalysedTrack result;
         result.trackId = group->track (0)->id();
-        result.rendered = storedSamples (*store, renderedChannels, 0.0f);
+        result.rendered = storedSamples (*store, channelLayout::numRendered, 0.0f);
         group->applyAnalysis ({}, { result });
         autosave.tick (now += 1);
         CHECK (numWritten() == 1);

@@ -1,6 +1,7 @@
 #include "tests/playback/PlaybackFixtures.h"
 
 #include "playback/OfflineMix.h"
+#include "terms/KnobValues.h"
 
 #include <catch2/catch.hpp>
 
@@ -54,10 +55,10 @@ TEST_CASE ("Playback is the export", "[playback]")
 {
     const auto blockSize = GENERATE (1, 7, 480, 512, 8192);
     const auto samples = noise (1);
-    const SuppressionSetting setting = GENERATE (SuppressionSetting{ 0.0f, 0.0f },
-                                                 SuppressionSetting{ 2.3f, 0.0f },
-                                                 SuppressionSetting{ 5.0f, 0.37f },
-                                                 SuppressionSetting{ 3.5f, 1.0f });
+    const KnobValues setting = GENERATE (KnobValues{ 0.0f, 0.0f },
+                                         KnobValues{ 2.3f, 0.0f },
+                                         KnobValues{ 5.0f, 0.37f },
+                                         KnobValues{ 3.5f, 1.0f });
     EngineRig rig;
     rig.start ({ track (1, samples, setting) });
     const auto heard = rig.render (20000, blockSize);
@@ -71,7 +72,7 @@ TEST_CASE ("Playback is the export", "[playback]")
 TEST_CASE ("Bypass and removed", "[playback]")
 {
     const auto samples = noise (2);
-    const SuppressionSetting setting{ 2.6f, 0.2f };
+    const KnobValues setting{ 2.6f, 0.2f };
     EngineRig rig;
     rig.start ({ track (1, samples, setting) });
     const auto processed = rig.render (9600);

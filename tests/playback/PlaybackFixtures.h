@@ -2,6 +2,7 @@
 
 #include "engine/SuppressionRendering.h"
 #include "playback/PlaybackEngine.h"
+#include "terms/KnobValues.h"
 
 #include <juce_core/juce_core.h>
 
@@ -97,7 +98,7 @@ private:
 
 /** What an export of the samples would hold. */
 inline std::vector<float>
-exported (TrackSamples& samples, const SuppressionSetting& setting, std::int64_t start, std::int64_t count)
+exported (TrackSamples& samples, const KnobValues& setting, std::int64_t start, std::int64_t count)
 {
     const auto channels = static_cast<std::size_t> (samples.numChannels());
     std::vector<float> result (static_cast<std::size_t> (count)), frames (result.size() * channels);
@@ -122,8 +123,7 @@ inline std::vector<float> sourceOf (TrackSamples& samples, std::int64_t start, s
     return result;
 }
 
-inline PlaybackTrack
-track (std::uint32_t id, std::shared_ptr<TrackSamples> samples, SuppressionSetting setting = {})
+inline PlaybackTrack track (std::uint32_t id, std::shared_ptr<TrackSamples> samples, KnobValues setting = {})
 {
     PlaybackTrack result;
     result.id = id;

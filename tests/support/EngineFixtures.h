@@ -4,6 +4,7 @@
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/ChannelLayout.h"
 
 #include <catch2/catch.hpp>
 
@@ -124,7 +125,7 @@ class MemorySink : public RenderedTrackSink, public RenderedTrackSource
 {
 public:
     explicit MemorySink (std::int64_t length)
-        : frames (static_cast<std::size_t> (length) * method::numRenderChannels)
+        : frames (static_cast<std::size_t> (length) * channelLayout::numRendered)
     {
     }
 
@@ -132,13 +133,13 @@ public:
     {
         std::copy (samples.begin(),
                    samples.end(),
-                   frames.begin() + static_cast<std::ptrdiff_t> (start) * method::numRenderChannels);
+                   frames.begin() + static_cast<std::ptrdiff_t> (start) * channelLayout::numRendered);
         return true;
     }
 
     bool readFrames (std::int64_t start, std::span<float> dest) override
     {
-        std::copy_n (frames.begin() + static_cast<std::ptrdiff_t> (start) * method::numRenderChannels,
+        std::copy_n (frames.begin() + static_cast<std::ptrdiff_t> (start) * channelLayout::numRendered,
                      dest.size(),
                      dest.begin());
         return true;

@@ -2,6 +2,8 @@
 #include "tests/ui/MouseEvents.h"
 #include "tests/ui/Snapshots.h"
 
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "ui/EmptyView.h"
 #include "ui/Palette.h"
 #include "ui/TessivarControls.h"
@@ -227,7 +229,7 @@ TEST_CASE ("SettingDock", "[ui][dock]")
         int calls = 0;
         dock.onFocusChange = [&] (float) { ++calls; };
         dock.onListeningChange = [&] (ListenMode) { ++calls; };
-        dock.onChooseSetting = [&] (SettingLetter, bool) { ++calls; };
+        dock.onChooseSetting = [&] (KnobSetting, bool) { ++calls; };
         auto state = test::dockSample();
         state.available = false;
         dock.setState (state);
@@ -239,8 +241,8 @@ TEST_CASE ("SettingDock", "[ui][dock]")
 
     SECTION ("tells the cell that was clicked, and with Shift that it is for the group")
     {
-        std::vector<std::pair<SettingLetter, bool>> chosen;
-        dock.onChooseSetting = [&] (SettingLetter letter, bool wholeGroup) {
+        std::vector<std::pair<KnobSetting, bool>> chosen;
+        dock.onChooseSetting = [&] (KnobSetting letter, bool wholeGroup) {
             chosen.push_back ({ letter, wholeGroup });
         };
         auto& setting = dock.getSetting();
@@ -248,8 +250,8 @@ TEST_CASE ("SettingDock", "[ui][dock]")
         setting.mouseDown (mouseAt (setting, { 60.0f, 80.0f }));
         setting.mouseDown (mouseAt (setting, { 60.0f, 80.0f }, shiftLeft));
         REQUIRE (chosen.size() == 2);
-        CHECK (chosen[0] == std::pair (SettingLetter::b, false));
-        CHECK (chosen[1] == std::pair (SettingLetter::a, true));
+        CHECK (chosen[0] == std::pair (KnobSetting::b, false));
+        CHECK (chosen[1] == std::pair (KnobSetting::a, true));
     }
 
     SECTION ("draws the value ring up to the value in ice and beyond it in grey")
@@ -301,13 +303,13 @@ TEST_CASE ("BrowserList", "[ui][browser]")
     SECTION ("lets a type chosen in one of several chosen rows act on all of them")
     {
         std::vector<RowId> acted;
-        list.onType = [&] (const std::vector<RowId>& tracks, DrumLook) { acted = tracks; };
+        list.onType = [&] (const std::vector<RowId>& tracks, DrumType) { acted = tracks; };
         list.setSelection ({ 1, 11, 11, { 11, 13 } });
         const auto chooseIn = [&] (RowId track)
         {
             for (auto* child : rowOf (track)->getChildren())
                 if (auto* chooser = dynamic_cast<DrumTypeChooser*> (child))
-                    chooser->onChoose (DrumLook::snare);
+                    chooser->onChoose (DrumType::snare);
         };
         chooseIn (13);
         CHECK (acted == std::vector<RowId>{ 11, 13 });

@@ -1,5 +1,6 @@
 #include "tests/ui/GalleryPages.h"
 
+#include "terms/DrumType.h"
 #include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 #include "ui/Palette.h"
@@ -120,9 +121,8 @@ void paintMenus (juce::Graphics& g)
         g.setOrigin (-x, -y);
     };
     menuAt (20, 20, 200, 222);
-    for (int i = 0; i < numChoosableDrumLooks; ++i)
+    for (int i = 0; const auto type : drumTypeChooserOrder)
     {
-        const auto type = static_cast<DrumLook> (i);
         const auto icon = iconDrawable (drumIcon (type), 16.0f, drumColour (type));
         look.drawPopupMenuItem (g,
                                 { 20, 26 + 30 * i, 200, 30 },
@@ -135,6 +135,7 @@ void paintMenus (juce::Graphics& g)
                                 juce::String (i + 1),
                                 icon.get(),
                                 nullptr);
+        ++i;
     }
     menuAt (240, 20, 250, 143);
     const auto item = [&] (int y,

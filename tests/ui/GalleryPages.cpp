@@ -2,6 +2,8 @@
 
 #include "tests/ui/GallerySamples.h"
 
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 #include "ui/EmptyView.h"
@@ -77,7 +79,14 @@ std::unique_ptr<juce::Component> smallControlsPage (const ResourceImages& images
         box.layOut ({ 20, on ? 50 : 20, 120, 24 });
         boxes.push_back (&box);
     }
-    sheet->over = [boxes] (juce::Graphics& g)
+    const auto colourOf = [] (Icon icon)
+    {
+        const auto type = std::find_if (drumTypeRows.begin(),
+                                        drumTypeRows.end(),
+                                        [icon] (const auto& row) { return drumIcon (row.type) == icon; });
+        return type != drumTypeRows.end() ? drumColour (type->type) : palette::textHigh;
+    };
+    sheet->over = [boxes, colourOf] (juce::Graphics& g)
     {
         for (auto* box : boxes)
             drawSocket (g, box->getDotArea());
@@ -88,7 +97,7 @@ std::unique_ptr<juce::Component> smallControlsPage (const ResourceImages& images
                                               300.0f + 50.0f * static_cast<float> (i / 18),
                                               24.0f,
                                               24.0f),
-                      i >= 1 && i <= 8 ? drumColour (static_cast<DrumLook> (i - 1)) : palette::textHigh);
+                      colourOf (static_cast<Icon> (i)));
     };
 
     int x = 160;
@@ -130,7 +139,7 @@ std::unique_ptr<juce::Component> dockPage (const ResourceImages& images)
     {
         auto state = dockSample();
         state.available = variant != 1;
-        state.sounding = variant == 2 ? SettingLetter::b : SettingLetter::a;
+        state.sounding = variant == 2 ? KnobSetting::b : KnobSetting::a;
         state.listening =
             variant == 2 ? ListenMode::removed : (variant == 3 ? ListenMode::bypass : ListenMode::processed);
         auto& dock = sheet->add (std::make_unique<SettingDock> (images));

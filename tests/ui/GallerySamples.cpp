@@ -1,5 +1,7 @@
 #include "tests/ui/GallerySamples.h"
 
+#include "terms/DrumType.h"
+
 #include <cmath>
 
 namespace tessivar::test
@@ -25,7 +27,7 @@ std::shared_ptr<const MiniWave> sampleWave (int perTrack, float floorLevel, bool
     return wave;
 }
 
-TrackRowState sampleTrack (RowId id, const char* name, DrumLook type, int focus, bool analysed, int hits)
+TrackRowState sampleTrack (RowId id, const char* name, DrumType type, int focus, bool analysed, int hits)
 {
     TrackRowState track;
     track.id = id;
@@ -34,11 +36,11 @@ TrackRowState sampleTrack (RowId id, const char* name, DrumLook type, int focus,
     track.wave = sampleWave (hits, 0.5f, analysed);
     if (! analysed)
         return track;
-    track.mark = type == DrumLook::other ? TrackRowState::Mark::asIs : TrackRowState::Mark::analysed;
-    if (type != DrumLook::other)
+    track.mark = type == DrumType::other ? TrackRowState::Mark::asIs : TrackRowState::Mark::analysed;
+    if (type != DrumType::other)
         track.focusPercent = focus;
     track.sourceLevel = 0.3f;
-    track.keptLevel = type == DrumLook::other ? 0.3f : 0.24f;
+    track.keptLevel = type == DrumType::other ? 0.3f : 0.24f;
     return track;
 }
 
@@ -59,21 +61,21 @@ BrowserState browserSample (bool analysed)
     take.facts = facts ("8 tracks \xc2\xb7 48 kHz \xc2\xb7 3:42");
     take.unsaved = ! analysed;
     take.mark = analysed ? Mark::analysed : Mark::notAnalysed;
-    take.tracks = { sampleTrack (11, "Kick In", DrumLook::kick, 62, analysed, 40),
-                    sampleTrack (12, "Snare Top", DrumLook::snare, 48, analysed, 30),
-                    sampleTrack (13, "HiHat", DrumLook::hiHat, 34, analysed, 12),
-                    sampleTrack (14, "Rack Tom 1", DrumLook::tomHigh, 80, analysed, 16),
-                    sampleTrack (15, "Rack Tom 2", DrumLook::tomLow, 78, analysed, 14),
-                    sampleTrack (16, "Floor Tom", DrumLook::tomFloor, 72, analysed, 6),
-                    sampleTrack (17, "Ride", DrumLook::other, 0, analysed, 9),
-                    sampleTrack (18, "Room Mono", DrumLook::other, 0, analysed, 50) };
+    take.tracks = { sampleTrack (11, "Kick In", DrumType::kick, 62, analysed, 40),
+                    sampleTrack (12, "Snare Top", DrumType::snare, 48, analysed, 30),
+                    sampleTrack (13, "HiHat", DrumType::hiHat, 34, analysed, 12),
+                    sampleTrack (14, "Rack Tom 1", DrumType::tomHigh, 80, analysed, 16),
+                    sampleTrack (15, "Rack Tom 2", DrumType::tomLow, 78, analysed, 14),
+                    sampleTrack (16, "Floor Tom", DrumType::tomFloor, 72, analysed, 6),
+                    sampleTrack (17, "Ride", DrumType::other, 0, analysed, 9),
+                    sampleTrack (18, "Room Mono", DrumType::other, 0, analysed, 50) };
     if (! analysed)
     {
         take.tracks[7].included = false;
         take.tracks[7].mark = TrackRowState::Mark::excluded;
         take.tracks[5].sourceMissing = true;
         take.tracks[4].loading = 0.4f;
-        take.tracks[6].type = DrumLook::overhead;
+        take.tracks[6].type = DrumType::oh;
         take.tracks[6].mark = TrackRowState::Mark::asIs;
     }
     GroupRowState toms{ 2,

@@ -1,3 +1,4 @@
+#include "terms/DrumType.h"
 #include "ui/DrumLook.h"
 #include "ui/Palette.h"
 #include "ui/TessivarKnobComponent.h"
@@ -22,7 +23,7 @@ namespace
 class WaveArea : public juce::Component
 {
 public:
-    WaveArea (const ResourceImages& images, DrumLook drum)
+    WaveArea (const ResourceImages& images, DrumType drum)
         : horizontal (images, 0.0f, nullptr, false), vertical (images, 0.0f, nullptr, false), type (drum)
     {
         horizontal.setRange (0.0, WaveViewState::maxHorizontalZoom);
@@ -74,7 +75,7 @@ public:
     TessivarKnobComponent horizontal, vertical;
     WaveTrackHeader header;
     TessivarWaveViewer viewer;
-    DrumLook type;
+    DrumType type;
 };
 
 } // namespace
@@ -83,9 +84,9 @@ TEST_CASE ("Wave viewer pictures", "[.wave-pictures]")
 {
     test::PaintingFixture painting;
     auto track = test::waveTrack (222.0, 48000.0, 1.45);
-    track.colour = drumColour (DrumLook::kick);
+    track.colour = drumColour (DrumType::kick);
 
-    WaveArea area (painting.images, DrumLook::kick);
+    WaveArea area (painting.images, DrumType::kick);
     area.setSize (935, 514);
     auto& viewer = area.viewer;
     viewer.setTrack (track);

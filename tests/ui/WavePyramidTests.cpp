@@ -1,3 +1,4 @@
+#include "terms/ChannelLayout.h"
 #include "ui/wave/StrongHits.h"
 
 #include "tests/ui/WaveSignals.h"
@@ -125,7 +126,7 @@ TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")
     const auto pixels = GENERATE (1u, 5u, 64u, 3000u);
     std::vector<EnvelopeColumn> whole (pixels), kept (pixels);
     source.query (0.0, 39'990.0, whole);
-    const auto estimate = [&] (const WaveChannelWeights& weights)
+    const auto estimate = [&] (const ChannelWeights& weights)
     { energies.estimate (source, weights, 0.0, 39'990.0, kept); };
 
     SECTION ("weights of 1 give the source exactly, as the source's own weight does")

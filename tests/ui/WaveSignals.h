@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
 #include "ui/wave/WaveContent.h"
 
 #include <cmath>
@@ -76,6 +77,6 @@ inline WaveTrack waveTrack (double lengthSeconds,
 }
 
 /** Weights that keep channel 0 alone. */
-inline constexpr WaveChannelWeights keepOwnDrum{ 1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f };
+inline constexpr ChannelWeights keepOwnDrum{ 1.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f };
 
 } // namespace tessivar::test

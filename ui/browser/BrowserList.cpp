@@ -68,7 +68,7 @@ void BrowserList::wireRows()
         if (onInclude != nullptr)
             onInclude (actedOn (track), included);
     };
-    callbacks.onType = [this] (RowId track, DrumLook type)
+    callbacks.onType = [this] (RowId track, DrumType type)
     {
         if (onType != nullptr)
             onType (actedOn (track), type);

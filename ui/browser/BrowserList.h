@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/DrumType.h"
 #include "ui/browser/BrowserRows.h"
 
 namespace tessivar
@@ -47,7 +48,7 @@ public:
     std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
     /** Toggling one of several selected tracks toggles all of them. */
     std::function<void (const std::vector<RowId>& tracks, bool included)> onInclude;
-    std::function<void (const std::vector<RowId>& tracks, DrumLook type)> onType;
+    std::function<void (const std::vector<RowId>& tracks, DrumType type)> onType;
     std::function<void (RowId)> onLocate, onFold, onClose;
     std::function<void (RowId group, const juce::String& name)> onRename;
 

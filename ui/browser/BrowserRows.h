@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/DrumType.h"
 #include "ui/Buttons.h"
 #include "ui/DrumLook.h"
 #include "ui/TessivarControls.h"
@@ -15,10 +16,10 @@ public:
     DrumTypeChooser();
 
     /** Shows a type without calling back. An overhead shows a dash and isn't in the list. */
-    void setType (DrumLook newType);
+    void setType (DrumType newType);
 
     /** The user chose a type. */
-    std::function<void (DrumLook)> onChoose;
+    std::function<void (DrumType)> onChoose;
 
     void paint (juce::Graphics& g) override;
     void lookAndFeelChanged() override;
@@ -26,7 +27,7 @@ public:
 private:
     void hideLabel();
 
-    DrumLook type = DrumLook::other;
+    DrumType type = DrumType::other;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DrumTypeChooser)
 };
@@ -37,7 +38,7 @@ struct RowCallbacks
     std::function<void (RowId group, RowId track, const juce::MouseEvent&)> onPress, onDrag, onRelease;
     std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
     std::function<void (RowId track, bool included)> onInclude;
-    std::function<void (RowId track, DrumLook type)> onType;
+    std::function<void (RowId track, DrumType type)> onType;
     std::function<void (RowId track)> onLocate;
     std::function<void (RowId group)> onFold, onClose;
     std::function<void (RowId group, const juce::String& name)> onRename;

@@ -231,7 +231,7 @@ RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y)
 juce::String accessibleName (const TrackRowState& track)
 {
     juce::StringArray parts{ track.name };
-    parts.add (track.type == DrumLook::overhead ? "Overhead" : drumName (track.type));
+    parts.add (track.type == DrumType::oh ? "Overhead" : drumName (track.type));
     if (track.sourceMissing)
         parts.add ("source file not found");
     parts.add (track.included ? "included" : "excluded");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
 #include "ui/DrumLook.h"
 
 #include <cstdint>
@@ -34,7 +36,7 @@ struct TrackRowState
 
     RowId id = 0;
     juce::String name;
-    DrumLook type = DrumLook::other;
+    DrumType type = DrumType::other;
     bool included = true;
     Mark mark = Mark::notAnalysed;
     juce::String leakage;            // "leakage -3 dB" once an analysis has estimated it
@@ -75,15 +77,9 @@ struct BrowserState
         again
     };
 
-    enum class Method
-    {
-        standard,
-        refined
-    };
-
     std::vector<GroupRowState> groups;
     Analyze analyze = Analyze::unavailable;
-    Method method = Method::standard; // for the selected Group's next analysis
+    AnalysisMethod method = AnalysisMethod::standard; // for the selected Group's next analysis
     bool canExport = false;
 };
 

@@ -79,7 +79,7 @@ void BrowserView::showButtons()
     analyze.setLook (upToDate ? ButtonLook::quiet : ButtonLook::primary);
     analyze.setLeadingIcon (upToDate ? Icon::tick : Icon::none);
     analyze.setEnabled (state.analyze != Analyze::unavailable);
-    const auto isRefined = state.method == BrowserState::Method::refined;
+    const auto isRefined = state.method == AnalysisMethod::refined;
     analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
                         : isRefined ? "Analyze by the refined method [Ctrl+P]"
                                     : "Analyze by the standard method [Ctrl+P]");
@@ -93,9 +93,8 @@ void BrowserView::showButtons()
 
 void BrowserView::showMethods()
 {
-    using Method = BrowserState::Method;
     juce::PopupMenu menu;
-    const auto add = [&] (Method which, const char* name, const char* what)
+    const auto add = [&] (AnalysisMethod which, const char* name, const char* what)
     {
         juce::PopupMenu::Item item (name);
         item.isTicked = getState().method == which;
@@ -107,8 +106,8 @@ void BrowserView::showMethods()
         };
         menu.addItem (std::move (item));
     };
-    add (Method::standard, "Standard", "quick");
-    add (Method::refined, "Refined", "removes more, takes longer");
+    add (AnalysisMethod::standard, "Standard", "quick");
+    add (AnalysisMethod::refined, "Refined", "removes more, takes longer");
     menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (method));
 }
 

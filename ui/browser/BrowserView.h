@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/AnalysisMethod.h"
 #include "ui/browser/BrowserList.h"
 
 namespace tessivar
@@ -26,7 +27,7 @@ public:
 
     std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
     /** The user chose a method for the selected Group's next analysis. */
-    std::function<void (BrowserState::Method)> onMethodChosen;
+    std::function<void (AnalysisMethod)> onMethodChosen;
     /** Files were dropped on a Group, or elsewhere (0), which makes a new Group. */
     std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
 

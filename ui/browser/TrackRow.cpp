@@ -1,3 +1,4 @@
+#include "terms/DrumType.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/browser/BrowserRows.h"
@@ -15,21 +16,21 @@ constexpr float excludedAlpha = 0.5f;
 
 DrumTypeChooser::DrumTypeChooser()
 {
-    for (int i = 0; i < numChoosableDrumLooks; ++i)
+    auto place = 0;
+    for (const auto choice : drumTypeChooserOrder)
     {
-        const auto look = static_cast<DrumLook> (i);
-        juce::PopupMenu::Item item (drumName (look));
-        item.itemID = i + 1;
-        item.image = iconDrawable (drumIcon (look), 16.0f, drumColour (look));
-        item.shortcutKeyDescription = juce::String (i + 1);
+        juce::PopupMenu::Item item (drumName (choice));
+        item.itemID = static_cast<int> (drumTypeCode (choice));
+        item.image = iconDrawable (drumIcon (choice), 16.0f, drumColour (choice));
+        item.shortcutKeyDescription = juce::String (++place);
         getRootMenu()->addItem (std::move (item));
     }
     onChange = [this]
     {
-        const auto chosen = getSelectedId() - 1;
-        if (chosen < 0)
+        const auto chosen = drumTypeFromCode (static_cast<std::uint32_t> (getSelectedId()));
+        if (! chosen)
             return;
-        type = static_cast<DrumLook> (chosen);
+        type = *chosen;
         repaint();
         if (onChoose != nullptr)
             onChoose (type);
@@ -50,10 +51,11 @@ void DrumTypeChooser::lookAndFeelChanged()
     hideLabel();
 }
 
-void DrumTypeChooser::setType (DrumLook newType)
+void DrumTypeChooser::setType (DrumType newType)
 {
     type = newType;
-    setSelectedId (type == DrumLook::overhead ? 0 : static_cast<int> (type) + 1, juce::dontSendNotification);
+    setSelectedId (canBeChosen (type) ? static_cast<int> (drumTypeCode (type)) : 0,
+                   juce::dontSendNotification);
     repaint();
 }
 
@@ -95,7 +97,7 @@ TrackRow::TrackRow (const ResourceImages& images,
         if (callbacks.onInclude != nullptr)
             callbacks.onInclude (id, include.getToggleState());
     };
-    type.onChoose = [this] (DrumLook chosen)
+    type.onChoose = [this] (DrumType chosen)
     {
         if (callbacks.onType != nullptr)
             callbacks.onType (id, chosen);

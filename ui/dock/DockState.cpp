@@ -7,9 +7,9 @@
 namespace tessivar
 {
 
-juce::String letterOf (SettingLetter setting)
+juce::String letterOf (KnobSetting setting)
 {
-    return setting == SettingLetter::a ? "A" : "B";
+    return setting == KnobSetting::a ? "A" : "B";
 }
 
 void ListenLatch::press (ListenMode mode, double now)
@@ -65,8 +65,8 @@ juce::String percentWords (float value, float maximum)
 juce::String settingDescription (const DockState& state)
 {
     const auto& values = state.valuesOf (state.sounding);
-    return letterOf (state.sounding) + ", Focus " + percentWords (values.focus, DockState::focusMaximum)
-           + ", Fine " + percentWords (values.fine, DockState::fineMaximum);
+    return letterOf (state.sounding) + ", Focus " + percentWords (values.focus, focusMaximum) + ", Fine "
+           + percentWords (values.fine, fineMaximum);
 }
 
 juce::String listeningText (const DockState& state)

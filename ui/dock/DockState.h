@@ -1,5 +1,8 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
+
 #include <juce_gui_basics/juce_gui_basics.h>
 
 #include <array>
@@ -8,17 +11,7 @@
 namespace tessivar
 {
 
-/** The two settings of a track. */
-enum class SettingLetter
-{
-    a,
-    b
-};
-constexpr SettingLetter otherSetting (SettingLetter setting)
-{
-    return setting == SettingLetter::a ? SettingLetter::b : SettingLetter::a;
-}
-juce::String letterOf (SettingLetter setting);
+juce::String letterOf (KnobSetting setting);
 
 /** What is heard of a track. */
 enum class ListenMode
@@ -69,25 +62,16 @@ float layerBarHeight (float weight);
 /** Everything the dock shows. */
 struct DockState
 {
-    struct Values
-    {
-        float focus = 0.0f; // 0 to 5
-        float fine = 0.0f;  // 0 to 1
-    };
-
-    static constexpr float focusMaximum = 5.0f;
-    static constexpr float fineMaximum = 1.0f;
-
     bool available = false; // false: the knobs are inactive, and `unavailableText` says why
     juce::String unavailableText{ "Available after analysis." };
-    SettingLetter sounding = SettingLetter::a;
-    std::array<Values, 2> settings{};
-    Values defaults;                     // that Shift and a click brings back
-    std::optional<float> suggestedFocus; // 0 to 5
-    std::array<LayerWeight, 6> layers{}; // the five best components, then the rest
+    KnobSetting sounding = KnobSetting::a;
+    std::array<KnobValues, 2> settings{};
+    KnobValues defaults;                                       // that Shift and a click brings back
+    std::optional<float> suggestedFocus;                       // 0 to focusMaximum
+    std::array<LayerWeight, channelLayout::numParts> layers{}; // the five best components, then the rest
     ListenMode listening = ListenMode::processed;
 
-    const Values& valuesOf (SettingLetter setting) const
+    const KnobValues& valuesOf (KnobSetting setting) const
     {
         return settings[static_cast<std::size_t> (setting)];
     }

@@ -25,7 +25,7 @@ KnobSectionSettings fineSectionSettings()
     settings.keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x90 \xe2\x86\x92");
     settings.sizeClass = 23.0f;
     settings.alternateSet = false;
-    settings.maximum = 1.0;
+    settings.maximum = static_cast<double> (fineMaximum);
     settings.ringSegments = 1;
     settings.ringThickness = 3.0f;
     settings.knobSize = 76;

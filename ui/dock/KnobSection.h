@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/KnobValues.h"
 #include "ui/TessivarKnobComponent.h"
 #include "ui/dock/DockSection.h"
 #include "ui/dock/DockState.h"
@@ -13,7 +14,7 @@ struct KnobSectionSettings
     juce::String title, help, keys; // help and keys make the tooltip
     float sizeClass = 39.0f;
     bool alternateSet = true;
-    double maximum = 5.0;
+    double maximum = static_cast<double> (focusMaximum);
     int ringSegments = 5;
     float ringThickness = 4.0f;
     int knobSize = 128, compactKnobSize = 104;

@@ -83,7 +83,7 @@ SettingDock::SettingDock (const ResourceImages& images)
                            static_cast<DockSection*> (&listen) })
         addAndMakeVisible (*section);
 
-    setting.onChoose = [this] (SettingLetter letter, bool wholeGroup)
+    setting.onChoose = [this] (KnobSetting letter, bool wholeGroup)
     {
         if (onChooseSetting != nullptr)
             onChooseSetting (letter, wholeGroup);
@@ -130,7 +130,7 @@ void SettingDock::wireKnobs()
     };
     wire (focus);
     wire (fine);
-    const auto sounding = [this]() -> DockState::Values&
+    const auto sounding = [this]() -> KnobValues&
     { return state.settings[static_cast<std::size_t> (state.sounding)]; };
     focus.onValueChange = [this, sounding] (double value)
     {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/KnobValues.h"
 #include "ui/dock/DockSection.h"
 #include "ui/dock/DockState.h"
 #include "ui/dock/KnobSection.h"
@@ -46,7 +47,7 @@ public:
     std::function<void (float)> onFocusChange, onFineChange;
     /** The user grabbed or released a knob. */
     std::function<void()> onGestureStart, onGestureEnd;
-    std::function<void (SettingLetter, bool wholeGroup)> onChooseSetting;
+    std::function<void (KnobSetting, bool wholeGroup)> onChooseSetting;
     /** Copies the sounding setting to the other one. */
     std::function<void()> onCopy;
     /** Resets both knobs to their defaults. */

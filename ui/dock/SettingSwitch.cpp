@@ -42,24 +42,24 @@ juce::Rectangle<int> SettingSwitch::frame() const
     return { inset, 36, getWidth() - 2 * inset, 84 };
 }
 
-juce::Rectangle<int> SettingSwitch::cell (SettingLetter letter) const
+juce::Rectangle<int> SettingSwitch::cell (KnobSetting letter) const
 {
     auto inner = frame().reduced (3);
     const auto width = inner.getWidth() / 2 - 1;
-    return letter == SettingLetter::a ? inner.removeFromLeft (width) : inner.removeFromRight (width);
+    return letter == KnobSetting::a ? inner.removeFromLeft (width) : inner.removeFromRight (width);
 }
 
-std::optional<SettingLetter> SettingSwitch::cellAt (juce::Point<int> position) const
+std::optional<KnobSetting> SettingSwitch::cellAt (juce::Point<int> position) const
 {
     if (! state.available)
         return {};
-    for (const auto letter : { SettingLetter::a, SettingLetter::b })
+    for (const auto letter : { KnobSetting::a, KnobSetting::b })
         if (cell (letter).contains (position))
             return letter;
     return {};
 }
 
-void SettingSwitch::choose (SettingLetter letter, bool wholeGroup)
+void SettingSwitch::choose (KnobSetting letter, bool wholeGroup)
 {
     if (onChoose != nullptr && (wholeGroup || letter != state.sounding))
         onChoose (letter, wholeGroup);
@@ -71,9 +71,9 @@ bool SettingSwitch::keyPressed (const juce::KeyPress& key)
     if (! state.available || key.getModifiers().isAnyModifierKeyDown())
         return false;
     if (code == juce::KeyPress::leftKey)
-        choose (SettingLetter::a, false);
+        choose (KnobSetting::a, false);
     else if (code == juce::KeyPress::rightKey)
-        choose (SettingLetter::b, false);
+        choose (KnobSetting::b, false);
     else
         return false;
     return true;
@@ -119,11 +119,11 @@ void SettingSwitch::paint (juce::Graphics& g)
     g.fillRoundedRectangle (area, 8.0f);
     g.setColour (palette::line);
     g.drawRoundedRectangle (area, 8.0f, 1.0f);
-    paintCell (g, SettingLetter::a);
-    paintCell (g, SettingLetter::b);
+    paintCell (g, KnobSetting::a);
+    paintCell (g, KnobSetting::b);
 }
 
-void SettingSwitch::paintCell (juce::Graphics& g, SettingLetter letter) const
+void SettingSwitch::paintCell (juce::Graphics& g, KnobSetting letter) const
 {
     const auto area = cell (letter).toFloat();
     const auto sounds = state.available && letter == state.sounding;
@@ -171,13 +171,12 @@ void SettingSwitch::paintCell (juce::Graphics& g, SettingLetter letter) const
     const auto ink = sounds ? palette::textHigh : (isHovered ? palette::textMid : palette::textLow);
     line (12.0f,
           fonts::Weight::regular,
-          percentText (static_cast<double> (values.focus), static_cast<double> (DockState::focusMaximum)),
+          percentText (static_cast<double> (values.focus), static_cast<double> (focusMaximum)),
           45.0f,
           ink);
     line (11.0f,
           fonts::Weight::regular,
-          "Fine "
-              + percentText (static_cast<double> (values.fine), static_cast<double> (DockState::fineMaximum)),
+          "Fine " + percentText (static_cast<double> (values.fine), static_cast<double> (fineMaximum)),
           61.0f,
           ink.interpolatedWith (palette::textMid, sounds ? 0.5f : 0.0f));
 }

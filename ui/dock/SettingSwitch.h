@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/KnobValues.h"
 #include "ui/Buttons.h"
 #include "ui/dock/DockSection.h"
 #include "ui/dock/DockState.h"
@@ -17,7 +18,7 @@ public:
     void setState (const DockState& newState);
 
     /** The user chose a cell; with Shift, for every track of the Group. */
-    std::function<void (SettingLetter, bool wholeGroup)> onChoose;
+    std::function<void (KnobSetting, bool wholeGroup)> onChoose;
     std::function<void()> onCopy, onReset;
 
     bool keyPressed (const juce::KeyPress& key) override;
@@ -30,13 +31,13 @@ public:
 
 private:
     juce::Rectangle<int> frame() const;
-    juce::Rectangle<int> cell (SettingLetter letter) const;
-    std::optional<SettingLetter> cellAt (juce::Point<int> position) const;
-    void paintCell (juce::Graphics& g, SettingLetter letter) const;
-    void choose (SettingLetter letter, bool wholeGroup);
+    juce::Rectangle<int> cell (KnobSetting letter) const;
+    std::optional<KnobSetting> cellAt (juce::Point<int> position) const;
+    void paintCell (juce::Graphics& g, KnobSetting letter) const;
+    void choose (KnobSetting letter, bool wholeGroup);
 
     DockState state;
-    std::optional<SettingLetter> hovered;
+    std::optional<KnobSetting> hovered;
     ActionButton copy{ "Copy A" }, reset{ "Reset" };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingSwitch)

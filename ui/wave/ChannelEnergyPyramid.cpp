@@ -115,8 +115,7 @@ const ChannelEnergyPyramid::Block* ChannelEnergyPyramid::blockAt (std::int64_t f
                                                : &blocks[static_cast<std::size_t> (frame / baseBlock)];
 }
 
-ChannelEnergyPyramid::SquaredWeights
-ChannelEnergyPyramid::squared (const WaveChannelWeights& weights) noexcept
+ChannelEnergyPyramid::SquaredWeights ChannelEnergyPyramid::squared (const ChannelWeights& weights) noexcept
 {
     // The source is the sum of the other six, so its weight adds to each of theirs.
     SquaredWeights result{};
@@ -147,15 +146,14 @@ float ChannelEnergyPyramid::power (std::int64_t frame, int channel) const noexce
     return block == nullptr ? 0.0f : powers()[(*block)[static_cast<std::size_t> (channel)]];
 }
 
-float ChannelEnergyPyramid::processedPower (std::int64_t frame,
-                                            const WaveChannelWeights& weights) const noexcept
+float ChannelEnergyPyramid::processedPower (std::int64_t frame, const ChannelWeights& weights) const noexcept
 {
     const auto* block = blockAt (frame);
     return block == nullptr ? 0.0f
                             : powers()[(*block)[sourceChannel]] * keptShare (*block, squared (weights));
 }
 
-float ChannelEnergyPyramid::keptGain (double frame, const WaveChannelWeights& weights) const noexcept
+float ChannelEnergyPyramid::keptGain (double frame, const ChannelWeights& weights) const noexcept
 {
     const auto squares = squared (weights);
     const auto position = frame / baseBlock - 0.5; // in blocks, counted from the middle of the first
@@ -172,7 +170,7 @@ float ChannelEnergyPyramid::keptGain (double frame, const WaveChannelWeights& we
 }
 
 void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,
-                                     const WaveChannelWeights& weights,
+                                     const ChannelWeights& weights,
                                      double start,
                                      double stop,
                                      std::span<EnvelopeColumn> columns) const noexcept

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
 #include "ui/wave/EnvelopePyramid.h"
 
 #include <array>
@@ -11,7 +12,7 @@ namespace tessivar
     channel[c]. Channels 0 to 4 are components, 5 is the rest, 6 the source, which is the sum of the other
     six.
 */
-using WaveChannelWeights = std::array<float, 7>;
+using ChannelWeights = std::array<float, 7>;
 
 /** Mean squares of the seven channels of a rendered track in blocks of 512 frames, and of 4, 16, 64 ... such
     blocks: enough to estimate the processed envelope for any weights, and a meter's levels at any position,
@@ -43,11 +44,11 @@ public:
     [[nodiscard]] float power (std::int64_t frame, int channel) const noexcept;
 
     /** Mean square of the processed signal there, estimated for these weights. */
-    [[nodiscard]] float processedPower (std::int64_t frame, const WaveChannelWeights& weights) const noexcept;
+    [[nodiscard]] float processedPower (std::int64_t frame, const ChannelWeights& weights) const noexcept;
 
     /** Linear gain from the source to the processed signal at a frame, estimated for these weights and
         interpolated between block centres; 1 where nothing is known. */
-    [[nodiscard]] float keptGain (double frame, const WaveChannelWeights& weights) const noexcept;
+    [[nodiscard]] float keptGain (double frame, const ChannelWeights& weights) const noexcept;
 
     /** Estimates the envelope of the processed signal: source.query() with each stretch scaled by the root of
         the share of power that the weights leave there. Channels count as uncorrelated; weights of 1 give the
@@ -55,7 +56,7 @@ public:
         4000 columns.
     */
     void estimate (const EnvelopePyramid& source,
-                   const WaveChannelWeights& weights,
+                   const ChannelWeights& weights,
                    double start,
                    double end,
                    std::span<EnvelopeColumn> columns) const noexcept;
@@ -73,7 +74,7 @@ private:
     void finishBlock() noexcept;
     void storeParents (std::size_t index) noexcept;
     [[nodiscard]] const Block* blockAt (std::int64_t frame) const noexcept;
-    [[nodiscard]] static SquaredWeights squared (const WaveChannelWeights& weights) noexcept;
+    [[nodiscard]] static SquaredWeights squared (const ChannelWeights& weights) noexcept;
     [[nodiscard]] static float keptShare (const Block& block, const SquaredWeights& weights) noexcept;
 
     std::int64_t length;

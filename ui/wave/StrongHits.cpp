@@ -17,7 +17,7 @@ struct Stroke
 
 std::vector<float> blockPeaks (const EnvelopePyramid& source,
                                const ChannelEnergyPyramid* processed,
-                               const WaveChannelWeights& weights)
+                               const ChannelWeights& weights)
 {
     const auto length = source.readySamples();
     const auto count =
@@ -91,7 +91,7 @@ float strongThreshold (const std::vector<Stroke>& strokes)
 
 std::vector<double> findStrongHits (const EnvelopePyramid& source,
                                     const ChannelEnergyPyramid* processed,
-                                    const WaveChannelWeights& weights,
+                                    const ChannelWeights& weights,
                                     double sampleRate)
 {
     const auto strokes = findStrokes (blockPeaks (source, processed, weights), sampleRate);

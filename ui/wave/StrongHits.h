@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
 #include "ui/wave/ChannelEnergyPyramid.h"
 #include "ui/wave/WaveViewState.h"
 
@@ -16,7 +17,7 @@ namespace tessivar
 */
 [[nodiscard]] std::vector<double> findStrongHits (const EnvelopePyramid& source,
                                                   const ChannelEnergyPyramid* processed,
-                                                  const WaveChannelWeights& weights,
+                                                  const ChannelWeights& weights,
                                                   double sampleRate);
 
 /** From the last hit at or before `seconds` to the first one after it; the ends of the track stand in for

@@ -105,7 +105,7 @@ void TessivarWaveViewer::setLook (WaveLook look)
     contentChanged();
 }
 
-void TessivarWaveViewer::setWeights (const WaveChannelWeights& weights, bool shouldFade)
+void TessivarWaveViewer::setWeights (const ChannelWeights& weights, bool shouldFade)
 {
     if (scene.content.weights() == weights)
         return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
 #include "ui/wave/WaveBanner.h"
 #include "ui/wave/WaveButtons.h"
 #include "ui/wave/WaveOverview.h"
@@ -67,7 +68,7 @@ public:
     /** Sets the sounding setting's weights: redraws an estimate at once and asks for exact columns. With a
         fade, used between settings A and B, the old drawing turns into the new one while the owner calls
         advanceFade(). */
-    void setWeights (const WaveChannelWeights& weights, bool shouldFade = false);
+    void setWeights (const ChannelWeights& weights, bool shouldFade = false);
     /** Advances a fade by the time since the last call; false once it has ended. */
     bool advanceFade (double seconds) { return plot.advanceFade (seconds); }
     /** Shows or hides the two layers; a track that isn't analysed has only one, which is always drawn. */

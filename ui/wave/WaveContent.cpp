@@ -106,7 +106,7 @@ void WaveContent::setTrack (WaveTrack newTrack)
     request = { request.serial + 1 };
 }
 
-void WaveContent::setWeights (const WaveChannelWeights& newWeights)
+void WaveContent::setWeights (const ChannelWeights& newWeights)
 {
     if (channelWeights == newWeights)
         return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelLayout.h"
 #include "ui/wave/ChannelEnergyPyramid.h"
 
 #include <juce_graphics/juce_graphics.h>
@@ -97,8 +98,8 @@ public:
     [[nodiscard]] bool isAnalysed() const noexcept { return shown.energies != nullptr; }
 
     /** Weights of the sounding setting. Columns supplied for other weights are dropped. */
-    void setWeights (const WaveChannelWeights& newWeights);
-    [[nodiscard]] const WaveChannelWeights& weights() const noexcept { return channelWeights; }
+    void setWeights (const ChannelWeights& newWeights);
+    [[nodiscard]] const ChannelWeights& weights() const noexcept { return channelWeights; }
 
     /** Sets the processed signal's own pyramid for the current weights, which replaces the estimate wherever
         a column is wide enough. Null drops it, and so does a change of weights. */
@@ -138,7 +139,7 @@ private:
         std::int64_t firstColumn, double samplesPerColumn, int numColumns, bool source, bool processed) const;
 
     WaveTrack shown;
-    WaveChannelWeights channelWeights{};
+    ChannelWeights channelWeights{};
     std::shared_ptr<const EnvelopePyramid> processed;
     WaveEnvelopeRequest request; // the newest one
     Layer exactSource;

@@ -12,6 +12,9 @@
 #include "model/ImportWarnings.h"
 #include "model/UserFolders.h"
 #include "model/Version.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "ui/KnobGeometry.h"
 
 namespace tessivar
@@ -36,8 +39,8 @@ Json drumTypes()
     for (std::size_t i = 0; i < drumTypeChooserOrder.size(); ++i)
     {
         const auto type = drumTypeChooserOrder[i];
-        types.push_back ({ { "name", drumTypeDisplayName (type).toStdString() },
-                           { "word", drumTypeKey (type).toStdString() },
+        types.push_back ({ { "name", drumTypeDisplayName (type) },
+                           { "word", drumTypeKey (type) },
                            { "key", std::to_string (i + 1) },
                            { "list", AbbreviationTable::defaultList (type).toStdString() },
                            { "analysed", isRenderedType (type) } });
@@ -61,7 +64,7 @@ Json startValues()
              { "focusB", percent (static_cast<double> (startKnobsB.focus) / 5.0) },
              { "fineB", percent (static_cast<double> (startKnobsB.fine)) },
              { "seed", std::to_string (method::defaultSeed) },
-             { "method", separationMethodKey (defaultMethod (settings)).toStdString() },
+             { "method", analysisMethodKey (defaultMethod (settings)) },
              { "readAheadSeconds", juce::String (readAhead.seconds, 0).toStdString() },
              { "readAheadFrames", std::to_string (readAhead.framesPerRead) },
              { "interfaceSizes", sizes } };

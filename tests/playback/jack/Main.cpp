@@ -5,6 +5,7 @@
 #include "tests/playback/jack/JackServer.h"
 
 #include "playback/PlaybackDevice.h"
+#include "terms/KnobValues.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -139,7 +140,7 @@ bool compareAt (int rate)
     const JackServer server (rate, 512);
     const std::int64_t length = 60 * rate;
     const auto samples = std::make_shared<FormulaSamples> (7, length, static_cast<std::uint32_t> (rate));
-    const SuppressionSetting a{ 2.4f, 0.15f }, b{ 4.7f, 0.0f };
+    const KnobValues a{ 2.4f, 0.15f }, b{ 4.7f, 0.0f };
     auto one = track (1, samples, a);
     one.mix.settingB = b;
     Player player;
@@ -168,7 +169,7 @@ bool compareAt (int rate)
         checks.push_back ([=] (Comparison& c) { c.find (what, expected (from, count)); });
     };
 
-    const auto withSetting = [&] (SuppressionSetting setting) {
+    const auto withSetting = [&] (KnobValues setting) {
         return [=] (std::int64_t from, std::int64_t count)
         { return exported (*samples, setting, from, count); };
     };
@@ -253,7 +254,7 @@ bool playUnderLoad (int seconds)
     const JackServer server (rate, block, JackServer::Clients::notAwaited);
     const std::int64_t length = (seconds + 5) * rate;
     const auto samples = std::make_shared<FormulaSamples> (7, length, 5u);
-    const SuppressionSetting setting{ 2.4f, 0.15f };
+    const KnobValues setting{ 2.4f, 0.15f };
     Player player;
     player.open (std::vector<PlaybackTrack>{ track (1, samples, setting) }, rate);
     const JackCapture capture ("Tessivar:out_1", static_cast<std::size_t> (2 * length));

@@ -5,13 +5,12 @@
 namespace tessivar
 {
 
-/** How long work is watched and stopped from outside.
+/** How a longer piece of work is watched and stopped. Both functions may be empty.
 
-    Both functions may be empty. shouldStop() may be asked on any worker thread and must be cheap; the work asks
-    it at least every 200 ms. setProgress (0..1) is called on one thread at a time, with values that never fall
-    within one piece of work.
+    shouldStop() may be called on any worker thread and has to be cheap; the work asks at least every 200 ms.
+    setProgress (0..1) is called on one thread at a time, with values that never fall.
 */
-struct AnalysisControl
+struct WorkControl
 {
     std::function<bool()> shouldStop;
     std::function<void (double)> setProgress;

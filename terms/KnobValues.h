@@ -15,16 +15,26 @@ constexpr KnobSetting otherSetting (KnobSetting setting)
     return setting == KnobSetting::a ? KnobSetting::b : KnobSetting::a;
 }
 
+/** Ends of the knobs; both start at 0. Users read a value as a percentage of its maximum. */
+inline constexpr float focusMaximum = 5.0f, fineMaximum = 1.0f;
+
 /** The values of the two knobs in one setting. */
 struct KnobValues
 {
-    float focus = 0.0f; // 0..5
-    float fine = 0.0f;  // 0..1
+    float focus = 0.0f; // 0..focusMaximum
+    float fine = 0.0f;  // 0..fineMaximum
 
     bool operator== (const KnobValues&) const = default;
 
     /** Clamped to the ranges; not a number counts as 0. */
-    [[nodiscard]] KnobValues sanitised() const;
+    [[nodiscard]] constexpr KnobValues sanitised() const
+    {
+        constexpr auto within = [] (float value, float maximum) {
+            return ! (value >= 0.0f) ? 0.0f : value > maximum ? maximum : value;
+        };
+
+        return { within (focus, focusMaximum), within (fine, fineMaximum) };
+    }
 };
 
 /** Where the knobs stand before anybody or an analysis turns them, in the window and on the command line. */
