@@ -3,8 +3,8 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "terms/WorkControl.h"
-#include "tests/model/GroupFileFaultRuns.h"
 #include "tests/support/FileFaults.h"
+#include "tools/groupfaults/GroupFileFaultRuns.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,4 +1,4 @@
-#include "tests/ui/GallerySamples.h"
+#include "tests/ui/SampleStates.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,4 +1,4 @@
-#include "tests/ui/GallerySamples.h"
+#include "tests/ui/SampleStates.h"
 #include "tests/ui/MouseEvents.h"
 #include "tests/ui/Snapshots.h"
 

@@ -1,4 +1,4 @@
-#include "tests/ui/GallerySamples.h"
+#include "tests/ui/SampleStates.h"
 #include "tests/ui/Snapshots.h"
 
 #include "ui/Palette.h"

@@ -1,5 +1,5 @@
 #include "tests/ui/MouseEvents.h"
-#include "tests/window/FakePrograms.h"
+#include "tools/windowdriver/FakePrograms.h"
 
 #include "app/MainWindow.h"
 #include "app/system/ProgramLog.h"

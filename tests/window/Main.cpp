@@ -1,5 +1,5 @@
-#include "tests/window/ProgramRun.h"
-#include "tests/window/VirtualScreen.h"
+#include "tools/windowdriver/ProgramRun.h"
+#include "tools/windowdriver/VirtualScreen.h"
 
 #define CATCH_CONFIG_RUNNER
 #include <catch2/catch.hpp>

@@ -1,4 +1,4 @@
-#include "tests/window/ProgramRun.h"
+#include "tools/windowdriver/ProgramRun.h"
 
 #include <catch2/catch.hpp>
 
