@@ -1,4 +1,5 @@
-# Options of our own code. JUCE and other libraries come in as SYSTEM headers and keep their own warnings to themselves.
+# Options of our own code. JUCE and other libraries come in as SYSTEM headers and keep their own warnings to
+# themselves.
 add_library(tessivar_options INTERFACE)
 target_include_directories(tessivar_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(tessivar_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
@@ -7,8 +8,8 @@ target_compile_options(tessivar_options INTERFACE -Wall -Wextra -Wshadow -Wconve
 # operations that the source does not ask for, no fast-math anywhere.
 add_compile_options(-ffp-contract=off)
 
-# The oldest processor the program runs on. The kernels in engine/numerics/simd pick wider instructions at run time;
-# aes and pclmul are what the SIMD library counts as part of its SSE4 target.
+# The oldest processor the program runs on. The kernels in engine/numerics/simd pick wider instructions at run
+# time; aes and pclmul are what the SIMD library counts as part of its SSE4 target.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
     add_compile_options(-march=x86-64-v2 -maes -mpclmul)
 endif()

@@ -1,4 +1,5 @@
-# The JUCE modules, compiled once. A module is sources: linking it into several libraries would define it several times.
+# The JUCE modules, compiled once. A module is sources: linking it into several libraries would define it
+# several times.
 find_package(JUCE 7.0.5 CONFIG REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
@@ -29,8 +30,8 @@ target_compile_definitions(tessivar_juce
 target_compile_definitions(tessivar_juce INTERFACE $<TARGET_PROPERTY:tessivar_juce,COMPILE_DEFINITIONS>)
 target_include_directories(tessivar_juce SYSTEM INTERFACE $<TARGET_PROPERTY:tessivar_juce,INCLUDE_DIRECTORIES>)
 
-# The modules that the command line's engine does without, each as one object of a library of its own: sound devices, and
-# windows. They share the definitions above, so that a header means the same everywhere.
+# The modules that the command line's engine does without, each as one object of a library of its own: sound
+# devices, and windows. They share the definitions above, so that a header means the same everywhere.
 function(tessivar_add_juce_modules target)
     cmake_parse_arguments(ARG "" "" "MODULES;LIBS" ${ARGN})
     add_library(${target} STATIC)
@@ -57,8 +58,8 @@ tessivar_add_juce_modules(tessivar_juce_window
     MODULES juce_graphics juce_gui_basics juce_gui_extra
     LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS)
 
-# Compiling the windows' modules with the checks for undefined behaviour, or with debug information for every variable, takes
-# an hour and gigabytes; memory errors in them are still found.
+# Compiling the windows' modules with the checks for undefined behaviour, or with debug information for every
+# variable, takes an hour and gigabytes; memory errors in them are still found.
 if(TESSIVAR_SANITIZE)
     target_compile_options(tessivar_juce_window PRIVATE -fno-sanitize=undefined -g1)
 endif()

@@ -1,9 +1,11 @@
-# Faults of JUCE 7 that its users can't reach from outside. The one source file of a module that has the fault is copied into
-# the build folder, mended there, and found before the original; everything else is compiled from where it is installed.
+# Faults of JUCE 7 that its users can't reach from outside. The one source file of a module that has the fault
+# is copied into the build folder, mended there, and found before the original; everything else is compiled
+# from where it is installed.
 
-# tessivar_mend_juce_file(<module> <file> <from> <to> [<from> <to>]...) has the module's main source file compiled in the build
-# folder, beside a copy of <file> in which every <from> has become its <to>. A <from> that is not there exactly once stops the
-# configuration: then this JUCE is another one, and the fault is to be looked at anew. Several files of a module can be mended.
+# tessivar_mend_juce_file(<module> <file> <from> <to> [<from> <to>]...) has the module's main source file
+# compiled in the build folder, beside a copy of <file> in which every <from> has become its <to>. A <from>
+# that is not there exactly once stops the configuration: then this JUCE is another one, and the fault is to
+# be looked at anew. Several files of a module can be mended.
 function(tessivar_mend_juce_file module file)
     get_target_property(target juce::${module} ALIASED_TARGET)
     get_target_property(sources ${target} INTERFACE_SOURCES)
@@ -48,12 +50,12 @@ function(tessivar_mend_juce_file module file)
     set_property(TARGET ${target} PROPERTY INTERFACE_SOURCES "${sources}")
 endfunction()
 
-# A child process whose output was read had its end of the pipe closed twice: the second time it hit whatever file another
-# thread had opened in between. Its pipe was also left open in every other child.
+# A child process whose output was read had its end of the pipe closed twice: the second time it hit whatever
+# file another thread had opened in between. Its pipe was also left open in every other child.
 #
-# Names of files that are no UTF-8 came in as they were, and strings then read past their end. They are carried as
-# model/DiskNames tells: what comes from the system is turned into text, and overloads for JUCE's own pointers to text give
-# it back its bytes.
+# Names of files that are no UTF-8 came in as they were, and strings then read past their end. They are
+# carried as model/DiskNames tells: what comes from the system is turned into text, and overloads for JUCE's
+# own pointers to text give it back its bytes.
 tessivar_mend_juce_file(juce_core native/juce_posix_SharedCode.h
     [=[namespace juce
 {
@@ -132,9 +134,10 @@ namespace juce
     [=[dragInfo.files.add (URL::removeEscapeChars (escaped));]=]
     [=[dragInfo.files.add (tessivar::pathOfBytes (URL::removeEscapeChars (escaped).toRawUTF8()));]=])
 
-# A window's frame timer ran at the display's rate for ever, 100 times a second where none is told. It now runs while
-# something is painted, and looks in ten times a second at rest. With it goes a look for events that a call in between has
-# already read from the X server: the loop waits for the socket, where they no longer are, and so until the next one.
+# A window's frame timer ran at the display's rate for ever, 100 times a second where none is told. It now
+# runs while something is painted, and looks in ten times a second at rest. With it goes a look for events
+# that a call in between has already read from the X server: the loop waits for the socket, where they no
+# longer are, and so until the next one.
 tessivar_mend_juce_file(juce_gui_basics native/juce_linux_Windowing.cpp
     [=[            regionsNeedingRepaint.add (area * peer.currentScaleFactor);]=]
     [=[            regionsNeedingRepaint.add (area * peer.currentScaleFactor);
@@ -195,8 +198,8 @@ tessivar_mend_juce_file(juce_gui_basics native/juce_linux_Windowing.cpp
 namespace juce
 {]=])
 
-# The loop under a dialog looked for messages a thousand times a second. It now sleeps until there is one, and looks up
-# often enough for whoever gave it a time to return.
+# The loop under a dialog looked for messages a thousand times a second. It now sleeps until there is one, and
+# looks up often enough for whoever gave it a time to return.
 tessivar_mend_juce_file(juce_events native/juce_linux_Messaging.cpp
     [=[                return false;
 

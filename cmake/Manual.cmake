@@ -1,5 +1,5 @@
-# Finds what sets the manual: a Python that has weasyprint and markdown. TESSIVAR_MANUAL_PYTHON is empty without one.
-# TESSIVAR_CHECK_PYTHON is any Python 3: the text can be checked without the tools that set it.
+# Finds what sets the manual: a Python that has weasyprint and markdown. TESSIVAR_MANUAL_PYTHON is empty
+# without one. TESSIVAR_CHECK_PYTHON is any Python 3: the text can be checked without the tools that set it.
 find_program(TESSIVAR_SYSTEM_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
 find_program(TESSIVAR_CHECK_PYTHON NAMES python3)
 mark_as_advanced(TESSIVAR_SYSTEM_PYTHON TESSIVAR_CHECK_PYTHON)

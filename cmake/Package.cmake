@@ -1,6 +1,6 @@
-# What is installed, and the Debian package made of it: the programs in a folder of their own with Resources beside them,
-# as they find them, and links in the path. `./run package` calls this with TESSIVAR_PACKAGE=ON; a plain build needs none
-# of the tools. Included last, when all targets exist.
+# What is installed, and the Debian package made of it: the programs in a folder of their own with Resources
+# beside them, as they find them, and links in the path. `./run package` calls this with TESSIVAR_PACKAGE=ON;
+# a plain build needs none of the tools. Included last, when all targets exist.
 option(TESSIVAR_PACKAGE "Prepare installing and packaging; needs rsvg-convert and gzip" OFF)
 
 if(NOT TESSIVAR_PACKAGE)
@@ -18,7 +18,8 @@ set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(packageFiles)
 
-# Position-independent executables: the compiler's default on Debian, said here so that it holds elsewhere too.
+# Position-independent executables: the compiler's default on Debian, said here so that it holds elsewhere
+# too.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
@@ -117,7 +118,8 @@ The package holds a program with a window, one for the command line with the
 same engine, and a session to try them on.")
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The libraries of the X server are opened at run time, where dpkg-shlibdeps can't see them; without them no window opens.
+# The libraries of the X server are opened at run time, where dpkg-shlibdeps can't see them; without them no
+# window opens.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libx11-6, libxcursor1, libxext6, libxinerama1, libxrandr2, libxrender1")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "zenity | kdialog, libjack-jackd2-0, xdg-utils")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "pdf-viewer")

@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Tries the package, or the build, in a Debian 12 root that has nothing but the base system. As root; needs debootstrap,
-# and for the package Xvfb, openbox and xdotool, which stay outside: what the package does not ask for is not there.
-#   packaging/check-in-bare-root.sh package FILE.deb   install it, start the window, open the demo session, analyse, export,
-#                                                      the same on the command line, remove it, see what is left
-#   packaging/check-in-bare-root.sh build [COMMAND...] run a command in a clone of the last commit; default ./run package
+# Tries the package, or the build, in a Debian 12 root that has nothing but the base system. As root; needs
+# debootstrap, and for the package Xvfb, openbox and xdotool, which stay outside: what the package does not
+# ask for is not there.
+#   packaging/check-in-bare-root.sh package FILE.deb     install it, start the window, open the demo
+#                                                        session, analyze, export, the same on the command
+#                                                        line, remove it, see what is left
+#   packaging/check-in-bare-root.sh build [COMMAND...]   run a command in a clone of the last commit; default:
+#                                                        ./run package
 # In the environment:
-#   FOLDER     where the root is made (a new folder in /tmp) and pictures of the window are put; removed unless named
+#   FOLDER     where the root is made and pictures of the window are put (default: a new folder in /tmp,
+#              removed at the end)
 #   BASE       a root made by debootstrap before, which is copied instead of making one
 #   CCACHE_DIR for "build": the compiler cache of this computer is used in the root
 set -euo pipefail
@@ -116,7 +120,8 @@ picture ()
     ! command -v import >/dev/null || import -window root "$folder/$1.png"
 }
 
-# Waits until a window with this name is there, doing something every three seconds: wait_for_window NAME [COMMAND...]
+# Waits until a window with this name is there, doing something every three seconds: wait_for_window NAME
+# [COMMAND...]
 wait_for_window ()
 {
     local name=$1 found

@@ -23,8 +23,8 @@ namespace tessivar
 */
 [[nodiscard]] std::unique_ptr<juce::AudioIODeviceType> createJackDevices();
 
-/** How many frames a JACK server has let pass. The toolkit's device does not tell which cycles it was not there for, and
-    the server's own count of such misses is that of all its clients together.
+/** How many frames a JACK server has let pass. The toolkit's device does not tell which cycles it was not
+    there for, and the server's own count of such misses is that of all its clients together.
 
     It is a client of its own, without ports, that takes part in no cycle.
 */
@@ -35,7 +35,8 @@ public:
     [[nodiscard]] static std::unique_ptr<JackClock> open();
     ~JackClock();
 
-    /** Frames at the beginning of the cycle that the server is in; runs over. For the thread of a device: no lock. */
+    /** Frames at the start of the server's current cycle; wraps around. Takes no lock: for a device's thread.
+    */
     [[nodiscard]] std::uint32_t cycleStart() const { return lastFrameTime (client); }
 
     /** False once the server has gone. */

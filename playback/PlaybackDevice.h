@@ -69,8 +69,9 @@ public:
     /** One line for the user: "JACK: system, 48 kHz", "Device 44.1 kHz, group 48 kHz", "No audio device". */
     [[nodiscard]] juce::String statusText() const;
 
-    /** How often the device went on without the next block while the engine played, since this object was made: the
-        program, or the computer, was too slow. By the server's clock (JACK) or the device's count as tick() sees it.
+    /** How often the device went on without the next block while the engine played, since this object was
+        made: the program, or the computer, was too slow. By the server's clock (JACK) or the device's count
+        as tick() sees it.
     */
     [[nodiscard]] std::uint64_t numDropouts() const;
 

@@ -1,5 +1,6 @@
-# Read by ./run and ./test, from the root of the sources: installs what is missing, configures and builds the release
-# preset. Says nothing when there is nothing to do or all goes well; on a terminal the build shows its line of progress.
+# Read by ./run and ./test, from the root of the sources: installs what is missing, configures and builds the
+# release preset. Says nothing when there is nothing to do or all goes well; on a terminal the build shows its
+# line of progress.
 
 build_preset=release
 build_folder=build/$build_preset

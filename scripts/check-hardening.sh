@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Tells what protection a program lacks; exits with 1 when it lacks any. Reads the file alone, runs nothing of it.
+# Tells what protection a program lacks; exits with 1 when it lacks any. Reads the file alone, runs nothing of
+# it.
 #   scripts/check-hardening.sh PROGRAM...
 set -euo pipefail
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Draws the rooms of the program and who includes whom, from the sources themselves, for docs/architecture.md. Needs
-# graphviz.
+# Draws the rooms of the program and who includes whom, from the sources themselves, for docs/architecture.md.
+# Needs graphviz.
 #   scripts/draw-rooms.sh [FILE.svg]   default docs/images/rooms.svg
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."

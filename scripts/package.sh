@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the Debian package with its debug symbols, and a tarball of the same shape that starts from any folder, and
-# checks them: hardening, lintian, desktop entry, AppStream data, size. Called by ./run package.
+# Makes the Debian package with its debug symbols, and a tarball of the same shape that starts from any
+# folder, and checks them: hardening, lintian, desktop entry, AppStream data, size. Called by ./run package.
 #   scripts/package.sh [BUILD-FOLDER]   the packages come into BUILD-FOLDER/packages; default build/package
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
@@ -26,8 +26,9 @@ quietly ()
     fi
 }
 
-# With debug symbols, which go into a package of their own, and without a path of this machine in them. The two options of
-# hardening are for what is given away, beyond those of cmake/CompilerOptions.cmake, which every build has.
+# With debug symbols, which go into a package of their own, and without a path of this machine in them. The
+# two options of hardening are for what is given away, beyond those of cmake/CompilerOptions.cmake, which
+# every build has.
 build ()
 {
     local flags="-g -ffile-prefix-map=$build_folder=build -ffile-prefix-map=$PWD=."
@@ -57,8 +58,8 @@ installed_kib ()
         awk '{ kib += $1 == "f" ? int(($2 + 1023) / 1024) : 1 } END { print kib }'
 }
 
-# CPack's packages once more, with what CPack can't say: fields of the control file, documents and sums of the debug
-# package, and the time of the changelog as the time of every file.
+# CPack's packages once more, with what CPack can't say: fields of the control file, documents and sums of the
+# debug package, and the time of the changelog as the time of every file.
 finish_package ()
 {
     local raw=$1 result=$2 tree=$build_folder/package-tree level=6

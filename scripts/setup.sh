@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Installs the packages that building and testing need; says nothing and changes nothing when all are there.
 # Made for Debian 12. Needs root or sudo only when something is missing.
-#   scripts/setup.sh [packaging | long]   also what ./run package draws icons with and checks its work with, or what
-#                                         ./test --long runs
+#   scripts/setup.sh [packaging | long]   also what ./run package draws icons and checks its work with, or
+#                                         what ./test --long needs
 set -euo pipefail
 
 packages=(
     build-essential
     catch2
     ccache
+    clang-format-14
     cmake
     desktop-file-utils
     git
@@ -69,8 +70,8 @@ manual_packages=(
     weasyprint
 )
 
-# Taken when there is room for it, never waited for: the benchmarks measure themselves against the first, and without
-# the others the manual isn't made, which a package can't do without.
+# Taken when there is room for it, never waited for: the benchmarks measure themselves against the first, and
+# without the others the manual isn't made, which a package can't do without.
 optional_packages=(
     libopenblas-dev
     "${manual_packages[@]}"

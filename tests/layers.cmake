@@ -1,5 +1,5 @@
-# Reads the includes of every room and fails when one reaches where it must not: see docs/architecture.md for the
-# reasons. Run by ctest with -DSOURCE_DIR=<root of the sources>.
+# Reads the includes of every room and fails when one reaches where it must not: see docs/architecture.md for
+# the reasons. Run by ctest with -DSOURCE_DIR=<root of the sources>.
 cmake_minimum_required(VERSION 3.25)
 
 if(NOT IS_DIRECTORY "${SOURCE_DIR}/engine")

@@ -16,7 +16,7 @@ namespace tessivar
 namespace
 {
 
-/** The window's areas with a progress dialog in front of them, painted as a window paints what has been invalidated. */
+/** The window's areas behind a progress dialog, painted as a window paints what was invalidated. */
 class DialogWindow
 {
 public:
@@ -68,7 +68,6 @@ public:
             window.paintEntireComponent (g, false);
             times.push_back (threadMilliseconds() - start);
         }
-        std::cout << "  scale " << scale << ", first " << times.front() << " ms; ";
         printTimes (name, times);
     }
 
@@ -90,6 +89,7 @@ void measureProgressDialog()
     test::PaintingFixture fixture;
     for (const auto scale : { 1.0f, 2.0f })
     {
+        std::cout << "progress dialog, scale " << scale << "\n";
         DialogWindow stage (fixture.images);
         const auto card = stage.cardArea();
         const auto bar = card.reduced (24).withTrimmedTop (36).withHeight (6).withWidth (140);

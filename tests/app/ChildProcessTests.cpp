@@ -13,7 +13,7 @@ namespace
 std::atomic<int> closedInVain{ 0 };
 }
 
-/** In the place of the C library's, for this program: counts descriptors that were closed although none were open. */
+/** Replaces the C library's in this program: counts closes of descriptors that aren't open. */
 extern "C" int close (int descriptor)
 {
     const auto result = static_cast<int> (::syscall (SYS_close, descriptor));

@@ -11,9 +11,7 @@
 namespace tessivar::test
 {
 
-/** The window's work without the window: a user who answers each dialog as told, and a chooser program that chooses what it
-    is told to.
-*/
+/** The window's work without the window: a user who answers dialogs, and a chooser that chooses, as told. */
 class WindowWorkRig : private juce::Timer
 {
 public:
@@ -49,8 +47,8 @@ public:
         folder.deleteRecursively();
     }
 
-    /** What the next dialogs are answered with, by the texts of their buttons; one without an answer is escaped from, but the
-        question for a type of files takes what is proposed.
+    /** Answers to the next dialogs, by the texts of their buttons. Without one, Escape; the question for a
+        file type takes the proposal.
     */
     std::deque<juce::String> answers;
     std::function<void (DialogContent&)> onDialog; // sees each of them first

@@ -101,8 +101,8 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
             else
                 CHECK (peakDifference (source.samples, processed.samples) > 1.0e-3f);
 
-            // Eight seconds pass before the first fill: until then a rack tom's track is leakage alone. Its first
-            // stroke has to keep its level.
+            // Eight seconds pass before the first fill: until then a rack tom's track is leakage alone. Its
+            // first stroke has to keep its level.
             if (name.starts_with ("Rack"))
             {
                 const std::size_t stroke = name == "Rack Tom 1" ? 353564 : 365085;

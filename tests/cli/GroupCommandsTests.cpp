@@ -295,7 +295,8 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK_THAT (both.diagnostics, Contains ("group file in use"));
         CHECK (bytesOf (other) == groupBytes);
 
-        // Its own file is what a Group may be saved to; not one that another program has open, which is told at once.
+        // A Group may be saved to its own file, but not to one that another program has open; the refusal
+        // comes at once.
         CHECK (session.run ({ "analyze", session.groupPath(), "--save", link, "--overwrite" }).exitCode == 0);
         const auto lock = FileLock::take (group);
         REQUIRE (lock.has_value());

@@ -17,7 +17,9 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-/** The keys of a document as docs/cli-json.md writes them: "tracks[].name". What lies below metadata is the file's. */
+/** The keys of a document as docs/cli-json.md writes them: "tracks[].name". Those below metadata are the
+    file's.
+*/
 void collectKeys (const Json& json, const std::string& prefix, std::set<std::string>& keys)
 {
     for (const auto& [key, value] : json.items())

@@ -34,8 +34,8 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
                            const juce::File& cacheFolder,
                            const std::string& interruptAt)
 {
-    // Standard output goes to a file, so that neither side ever waits for a full pipe; standard error is read as it
-    // comes.
+    // Standard output goes to a file, so that neither side waits for a full pipe; standard error is read
+    // live.
     const auto outFile = cacheFolder.getChildFile ("stdout-" + juce::Uuid().toString());
     const auto program = std::string (TESSIVAR_BIN_DIR) + "/tessivar-cli";
     const auto outPath = outFile.getFullPathName().toStdString();

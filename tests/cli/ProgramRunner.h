@@ -39,8 +39,8 @@ struct ProgramResult
     std::string diagnostics;
 };
 
-/** Runs tessivar-cli to its end, with its cache and its state below cacheFolder, the user's settings in its folder
-    "config" and the working directory "/".
+/** Runs tessivar-cli to its end, with its cache and its state below cacheFolder, the user's settings in its
+    folder "config" and the working directory "/".
 
     @param interruptAt  when not empty: an interrupt is sent as soon as this text appears on standard error
 */

@@ -1,4 +1,4 @@
-// Every stage of the engine against arrays of an independent implementation, on every SIMD target of the machine.
+// Every stage of the engine against arrays of an independent implementation, on each SIMD target here.
 
 #include "engine/ComponentRendering.h"
 #include "engine/ComponentScoring.h"

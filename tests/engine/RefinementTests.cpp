@@ -22,8 +22,8 @@ using namespace tessivar::test;
 
 namespace
 {
-/** Two drums that hit at different times and rates, each heard in the other's microphone at the given level, some
-    samples later. */
+/** Two drums that hit at different times and rates, each heard in the other's microphone, quieter and later.
+*/
 struct TwoDrums
 {
     explicit TwoDrums (float leakage, std::int64_t length = 120000, std::size_t delay = 0)
@@ -75,7 +75,7 @@ struct TwoDrums
         return analyseTracks (tracks, options, *storage, control);
     }
 
-    /** Signal-to-distortion ratio against the drum alone, in dB; of what is louder than a threshold in both drums. */
+    /** Signal-to-distortion ratio against the drum alone, in dB, where both drums exceed a threshold. */
     [[nodiscard]] double
     quality (std::size_t track, std::span<const float> samples, float threshold = 0.0f) const
     {
@@ -152,7 +152,7 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
 
     SECTION ("takes leakage out from under a drum that sounds with it")
     {
-        // Where both sound, a gain for each bin and frame could only choose between keeping both and losing both.
+        // Where both sound, a gain for each bin and frame can only keep both or lose both.
         TwoDrums drums (0.2f, 120000, 150);
         REQUIRE (drums.analyse (2).status == AnalysisStatus::completed);
 
@@ -215,7 +215,8 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
 
 TEST_CASE ("InterferenceModel", "[engine][refinement]")
 {
-    // Two microphones, 300 frames: the drums hit in turn, every eight frames for two, heard in the other at -10 and -20 dB of power.
+    // Two microphones, 300 frames: the drums hit in turn, every eight frames for two, heard in the other at
+    // -10 and -20 dB of power.
     constexpr std::size_t numFrames = 300, stride = 512;
     constexpr float intoFirst = 0.1f, intoSecond = 0.01f;
     AlignedBuffer power (2 * stride), source (2 * stride);
@@ -265,7 +266,8 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
 
     SECTION ("no gain exceeds what the loudest frames of the leaking drum allow")
     {
-        // 2000 frames: the 40 loudest, in runs after a pause, are heard at 0.01 in the other microphone; the rest at 0.3.
+        // 2000 frames: the other microphone hears the 40 loudest, in runs after a pause, at 0.01, the rest at
+        // 0.3.
         constexpr std::size_t length = 2000, rowStride = 2048;
         AlignedBuffer heard (2 * rowStride), estimate (2 * rowStride);
 

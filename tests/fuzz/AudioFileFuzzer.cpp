@@ -11,7 +11,7 @@
 
 namespace
 {
-/** Gives the pages of an Ogg file the checksums of what they hold: a change would get no further than these. */
+/** Repairs the checksums of an Ogg file's pages, which would stop any change. */
 void mendChecksums (std::vector<std::uint8_t>& bytes)
 {
     for (std::size_t start = 0; start + 27 <= bytes.size() && bytes[start] == 'O';)
@@ -36,7 +36,7 @@ void mendChecksums (std::vector<std::uint8_t>& bytes)
 }
 } // namespace
 
-/** Opens the bytes as an audio file, through the check of its header, and reads its first second and its end. */
+/** Opens the bytes as an audio file, header check included, and reads its first second and its end. */
 extern "C" int LLVMFuzzerTestOneInput (const std::uint8_t* data, std::size_t size)
 {
     std::vector<std::uint8_t> bytes (data, data + size);

@@ -76,7 +76,7 @@ void checkFile (const std::uint8_t* data, std::size_t size)
 
 } // namespace tessivar
 
-/** Any bytes are read as a group file: as they are, and once more with the checksum of the records made right. */
+/** Reads any bytes as a group file: as they are, and once more with the records' checksum repaired. */
 extern "C" int LLVMFuzzerTestOneInput (const std::uint8_t* data, std::size_t size)
 {
     using namespace tessivar;

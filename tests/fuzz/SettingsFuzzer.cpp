@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-/** Whatever is read as settings is read the same again after it was written, and is left as it is by a merge with
-    itself.
+/** Whatever is read as settings is read the same again after it was written, and is left as it is by a merge
+    with itself.
 */
 extern "C" int LLVMFuzzerTestOneInput (const std::uint8_t* data, std::size_t size)
 {

@@ -136,8 +136,8 @@ TEST_CASE ("AtomicFile", "[model][atomicfile]")
         REQUIRE (status == 0);
         CHECK (work.numEntries() == 2);
 
-        // Written from another computer, where the process that is gone here lives; left by a process whose number this one
-        // has now; and somebody else's.
+        // Written from another computer, where the process that is gone here lives; left by a process whose
+        // number this one has now; and somebody else's.
         const auto remote = work.folder.getChildFile (".a.tmp-" + juce::String (child) + "-0123abcd"),
                    stale = work.folder.getChildFile (".a.tmp-" + juce::String (::getpid()) + "-0123abcd"),
                    foreign = work.file (".a.tmp-1-backup");

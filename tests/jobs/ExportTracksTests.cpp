@@ -94,7 +94,8 @@ void process (SessionTrack& track, TemporaryStore& store, float componentLevel =
     track.rendered = storedTrack (store, frames, channelLayout::numRendered);
 }
 
-/** A small WAV file with chunks ahead of its audio: what a field recorder, a text tool and an unknown program wrote. */
+/** A small WAV file with chunks of a field recorder, a text tool and an unknown program ahead of its audio.
+*/
 std::vector<MetadataChunk> writeSourceWithMetadata (const juce::File& file)
 {
     const auto chunk = [] (const char* id, std::size_t size, int seed)

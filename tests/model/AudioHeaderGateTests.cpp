@@ -45,7 +45,8 @@ struct PackedNumber
     int width;
 };
 
-/** An Ogg file of header packets alone, with a setup header of one codebook whose sizes and lengths are these. */
+/** An Ogg file of nothing but header packets; its setup header has one codebook with these sizes and lengths.
+*/
 Bytes oggWithCodebook (const std::vector<PackedNumber>& numbers)
 {
     oggpack_buffer bits{};

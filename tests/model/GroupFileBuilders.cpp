@@ -198,7 +198,7 @@ void repairChecksum (Bytes& bytes)
 
 namespace
 {
-/** Unlike "+", without copying what is there: files of some megabytes are put together from single numbers. */
+/** Unlike "+", doesn't copy what is there: files of some megabytes are built from single numbers. */
 void append (Bytes& bytes, const Bytes& more)
 {
     bytes.insert (bytes.end(), more.begin(), more.end());

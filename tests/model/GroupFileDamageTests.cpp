@@ -179,7 +179,7 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
 
         for (auto image = 0; image < 2000; ++image)
         {
-            // Sectors of what was appended, without its trailer, reach the disk in any order; the trailer comes later.
+            // Appended sectors, the trailer aside, reach the disk in any order; the trailer comes later.
             constexpr std::size_t sector = 128;
             auto cut = bytes;
             const auto isTrailerThere = image % 10 == 0;
@@ -273,7 +273,8 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                     REQUIRE (saving.getErrorMessage().contains (file.getFullPathName()));
                     const auto found = loaded (file).state;
 
-                    // Where not even cutting the file back works, what was appended is a save once its trailer is there.
+                    // If not even cutting the file back works, what was appended counts as saved once its
+                    // trailer is there.
                     if (calls.failedAfterRename())
                         REQUIRE (isSameGroup (found, save.wanted (smallGroup())));
                     else if (kind == SaveKind::whole || duration == Fault::once)
@@ -297,7 +298,8 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                 if (! calls.reachedTheFault())
                     break;
 
-                // Only what loses nothing may go unreported: a short write, room not given back, a folder not closed.
+                // Only harmless faults may go unreported: a short write, space not released, a folder not
+                // closed.
                 if (saving.wasOk() && error != FaultyCalls::shortWrite)
                     REQUIRE (
                         (kind == SaveKind::whole ? calls.failedAfterRename() : ! result.notes.isEmpty()));

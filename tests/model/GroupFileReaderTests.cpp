@@ -288,7 +288,7 @@ TEST_CASE ("Numbers in a group file that can't be", "[model][groupfile]")
                 CHECK (reception.notes().contains ("track 1: its metadata"));
             }
 
-        // The metadata of a recording with a thousand marks are read; keys that would take minutes to compare are not.
+        // A thousand marks of a recording are read; keys that would take minutes to compare are not.
         file.tracks[0].metadata.clear();
 
         for (int i = 0; i < 6000; ++i)

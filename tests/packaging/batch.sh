@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The example scripts of docs/batch.md: eight sessions and a folder that is none under GNU parallel, some of them handed
-# to a queue.
+# The example scripts of docs/batch.md: eight sessions and a folder that isn't one, by GNU parallel and a
+# queue.
 source "$(dirname "$0")/support.sh"
 batch=$SOURCES/packaging/batch
 export TESSIVAR_CLI=$PROGRAMS/tessivar-cli
@@ -38,7 +38,7 @@ check_queue ()
     THREADS=2 SBATCH=$work/queue "$batch/with-slurm" "$work/queued" "$work"/in/{"Take 1","No session","Take 2"} 2>/dev/null || code=$?
     same "exit code of with-slurm with one session refused" 1 "$code"
     same "submitted jobs" 2 "$(grep -c -- '--cpus-per-task=2' "$work/requests")"
-    # At least what a run is known to take at its leanest, and no more than the machine that this is made for has.
+    # At least what the leanest run takes, and no more than the intended machine has.
     while read -r memory; do
         ((memory > 64 && memory < 1024)) || fail "a request for $memory MiB of memory"
     done < <(grep -oE -- '--mem=[0-9]+M' "$work/requests" | tr -dc '0-9\n')

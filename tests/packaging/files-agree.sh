@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# What the package says about the programs agrees with what they say about themselves: version, names, options, types,
-# libraries.
+# The package and the programs agree on version, names, options, types and libraries.
 source "$(dirname "$0")/support.sh"
 packaging=$SOURCES/packaging
 desktop=$packaging/desktop/org.tessivar.Tessivar.desktop
@@ -78,7 +77,7 @@ check_notices ()
     local library path package patterns=()
     for library in $(objdump --private-headers "$PROGRAMS"/tessivar{,-cli} | awk '$1 == "NEEDED" { print $2 }' | sort -u); do
         path=$(ldd "$PROGRAMS/tessivar" "$PROGRAMS/tessivar-cli" | awk -v name="$library" '$1 == name { print $3; exit }')
-        # By its folder and name: /lib and /usr/lib are one folder, and the database knows only one of the two.
+        # By folder and name: /lib and /usr/lib are one folder, and the database knows only one of the two.
         patterns+=("*/$(basename "$(dirname "$path")")/$library")
     done
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The programs open no network socket: every call that makes one is traced through analysis, sound devices and window.
+# The programs open no network socket: every call that makes one is traced through analysis, sound devices and
+# window.
 source "$(dirname "$0")/support.sh"
 need strace Xvfb
 strace -o /dev/null true 2>/dev/null || skip "strace may not trace here (ptrace is forbidden)"
@@ -7,7 +8,8 @@ strace -o /dev/null true 2>/dev/null || skip "strace may not trace here (ptrace 
 trace=(strace -f -qq --trace=socket,connect,bind)
 network='socket\(AF_(INET6?|PACKET|NETLINK)'
 
-# Fails when the trace shows the network. The window's own links, to the X server and to another start, are AF_UNIX.
+# Fails when the trace shows the network. The window's own links, to the X server and to a second start, are
+# local.
 expect_no_network ()
 {
     if grep -E "$network" "$2" >&2; then

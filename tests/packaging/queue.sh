@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# with-slurm on a real queue: a cluster of one node that this script makes for itself and ends again. It listens on
-# loopback only, and its configuration, key and state lie in the test's folder. Takes some two minutes.
+# with-slurm on a real queue: a cluster of one node that this script makes for itself and ends again. It
+# listens on loopback only, and its configuration, key and state lie in the test's folder. Takes some two
+# minutes.
 source "$(dirname "$0")/support.sh"
 for program in munged slurmctld slurmd sbatch; do
     PATH=$PATH:/usr/sbin have "$program" || skip "$program is not installed (packages slurm-wlm and munge)"
@@ -120,7 +121,7 @@ submit () { "$SOURCES/packaging/batch/with-slurm" "$out" "$@" -- --method refine
 
 analyzes () { grep -Eqs '^Analy[sz]ing' "$out/$1.log"; }
 
-# submit_long: hands in the long session; job is its number, process the program once it is in the midst of its work.
+# submit_long: hands in the long session; sets job to its number, and process once the program is busy.
 submit_long ()
 {
     job=$(submit "$work/Long")
@@ -158,7 +159,7 @@ check_names ()
     done
 }
 
-# The program is held, so that it lasts: the queue's signal lets it go on. That must be well before the time is over.
+# The program is held until the queue's signal, which must come well before its time is over.
 check_time_limit ()
 {
     local begun=$SECONDS SBATCH_TIMELIMIT=2

@@ -1,5 +1,5 @@
-# Read by the scripts of this folder. SOURCES is the root of the sources, PROGRAMS the folder of the built programs, TEXTS
-# that of the generated texts.
+# Read by the scripts of this folder. SOURCES is the root of the sources, PROGRAMS the folder of the programs,
+# TEXTS the folder of the generated texts.
 set -euo pipefail
 
 work=$(mktemp --directory "${TMPDIR-/tmp}/tessivar-packaging-XXXXXX")

@@ -65,8 +65,8 @@ enum class Fault
     lasting
 };
 
-/** System calls of which one fails, the one with number failingCall, counted from 1 over all kinds, or all from there on.
-    Files can be removed all the same.
+/** System calls of which one fails, the one with number failingCall, counted from 1 over all kinds, or all
+    from there on. Files can be removed all the same.
 */
 class FaultyCalls final : public FileSystemCalls
 {

@@ -33,8 +33,9 @@ struct GoldenCase
 
 using Results = std::map<std::string, std::vector<double>>;
 
-/** Compares the results with the case's outputs under their tolerances; outputs named in without are left out. Returns
-    what is wrong, empty when nothing. */
+/** Compares results with the case's outputs under their tolerances, except outputs named in without. Returns
+    what is wrong; empty when nothing is.
+*/
 [[nodiscard]] std::string compareWithGolden (const GoldenCase& golden,
                                              const Results& results,
                                              const std::vector<std::string>& without = {});

@@ -1,5 +1,5 @@
-#include "tests/ui/SampleStates.h"
 #include "tests/ui/MouseEvents.h"
+#include "tests/ui/SampleStates.h"
 #include "tests/ui/Snapshots.h"
 
 #include "terms/DrumType.h"

@@ -12,9 +12,9 @@
 #include <cstdlib>
 #include <functional>
 
-// What needs a real window: keyboard focus, text fields, and names for screen readers. The program hides the display from
-// all other tests; the one for these, which are best run alone ("[window]"), is named in TESSIVAR_TEST_DISPLAY. Without it
-// these cases say so and pass.
+// What needs a real window: keyboard focus, text fields, names for screen readers. The program hides the
+// display from all other tests; TESSIVAR_TEST_DISPLAY names the one for these ("[window]"). Without it they
+// say so and pass.
 
 namespace tessivar
 {
@@ -44,8 +44,8 @@ struct OnDisplay
     const juce::String hidden;
 };
 
-/** Only for what it takes to be an application does the toolkit catch errors of the X server, which may have no window
-    manager and then refuses some hints. Has to stand before the toolkit first asks for the display.
+/** The toolkit catches errors of the X server only in an application; without a window manager the server
+    refuses some hints. To be made before the toolkit first asks for the display.
 */
 struct AsApplication
 {
@@ -77,8 +77,8 @@ struct WindowFixture : OnDisplay, AsApplication, test::PaintingFixture
         juce::MessageManager::getInstance()->runDispatchLoopUntil (milliseconds);
     }
 
-    /** Delivers messages until something holds; false when it does not in all this time. On a busy machine the window
-        manager answers late.
+    /** Delivers messages until something holds; false after this time. Long, as a busy window manager answers
+        late.
     */
     bool waitUntil (const std::function<bool()>& holds, int milliseconds = 20000) const
     {

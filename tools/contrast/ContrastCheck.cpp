@@ -11,9 +11,9 @@
 //
 //     tessivar_ui_contrast PICTURE.png AREAS.txt [SCALE]
 //
-// A line of AREAS is "text|mark x y width height name", in logical pixels; SCALE is pixels of the picture per logical
-// pixel (2 is best: there even thin letters have pixels of their full colour). Lines that begin with # are remarks.
-// Exit status 1 when an area falls short.
+// A line of AREAS is "text|mark x y width height name", in logical pixels; SCALE is pixels of the picture per
+// logical pixel (2 is best: there even thin letters have pixels of their full colour). Lines that begin with
+// # are remarks. Exit status 1 when an area falls short.
 
 namespace tessivar
 {
@@ -66,8 +66,8 @@ struct Measured
     double ratio = 1.0;
 };
 
-/** The ground is the colour that is there most, in steps of 8 as grounds may run from one colour to another; the ink is
-    as far from it as the farthest half percent of the pixels, so that a stray one says nothing.
+/** The ground is the colour that is there most, in steps of 8 as grounds may run from one colour to another;
+    the ink is as far from it as the farthest half percent of the pixels, so that a stray one says nothing.
 */
 Measured measure (const juce::Image::BitmapData& pixels, juce::Rectangle<int> bounds)
 {

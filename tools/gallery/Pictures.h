@@ -18,7 +18,7 @@ inline void writePicture (juce::Component& component, const juce::File& file, fl
         throw std::runtime_error ("cannot write " + file.getFullPathName().toStdString());
 }
 
-/** The folder named by a program's argument, made where it is missing; throws std::runtime_error when it can't be. */
+/** The folder that an argument names, created if missing; throws std::runtime_error when it can't be. */
 inline juce::File pictureFolder (const char* argument)
 {
     const auto folder =

@@ -12,7 +12,7 @@ namespace tessivar::test
 
 namespace
 {
-/** One of two Groups that a save alternates between: one differs from the other by knobs, or by its audio too. */
+/** One of the two Groups that saves alternate between. They differ in name and knobs. */
 GroupState versionOf (GroupState group, bool isSecond)
 {
     group.name = isSecond ? "second" : "first";

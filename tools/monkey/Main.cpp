@@ -93,8 +93,9 @@ private:
         return beat.has_value();
     }
 
-    /** Escape cancels jobs and dialogs; a rename or a menu, too. What was dropped meanwhile is opened one after the other and may
-        have a dialog each. */
+    /** Escape cancels jobs, dialogs, renames and menus. Files dropped meanwhile open one by one, each perhaps
+        with a dialog.
+    */
     bool comesToRest (ProgramRun& session)
     {
         note ("rest");

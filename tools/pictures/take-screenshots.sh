@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Takes the pictures that the AppStream data show, of the real window with the demo session, into packaging/screenshots.
-# Needs Xvfb, openbox, xdotool and imagemagick.
+# Takes the pictures that the AppStream data show, of the real window with the demo session, into
+# packaging/screenshots. Needs Xvfb, openbox, xdotool and imagemagick.
 #   tools/pictures/take-screenshots.sh [FOLDER-OF-THE-PROGRAMS]   default build/release/bin
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/../.."

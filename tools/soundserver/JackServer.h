@@ -12,8 +12,8 @@ typedef struct _jack_port jack_port_t;
 namespace tessivar::test
 {
 
-/** A sound server of the test's own, without a sound card: jackd's dummy driver, in real time. Its name goes into the environment, so
-    that clients of this process find it.
+/** A sound server without a sound card: jackd's dummy driver, in real time. Its name goes into the
+    environment, where clients of this process find it.
 */
 class JackServer
 {
@@ -52,7 +52,7 @@ public:
     /** The server's, of all its clients together. */
     [[nodiscard]] int numOverruns() const { return overruns.load(); }
 
-    /** Whether the server went through cycles without this client, right before the block with a recorded sample. */
+    /** Whether the server ran cycles without this client right before the block with a recorded sample. */
     [[nodiscard]] bool hasMissedBefore (std::size_t sample) const;
 
     JackCapture (const JackCapture&) = delete;

@@ -244,9 +244,9 @@ bool compareAt (int rate)
     return comparison.numFailures == 0 && late == 0;
 }
 
-/** Plays to a server that does not wait, and says where the recording departs from what was rendered, and whose fault that
-    is: the recorder's where the server went through cycles without it. True when the program knows of at least as many
-    blocks that it was late for as the rest shows.
+/** Plays to a server that does not wait, and says where the recording departs from what was rendered, and
+    whose fault that is: the recorder's where the server went through cycles without it. True when the program
+    knows of at least as many blocks that it was late for as the rest shows.
 */
 bool playUnderLoad (int seconds)
 {

@@ -32,7 +32,9 @@ public:
     [[nodiscard]] int pid() const { return process; }
     [[nodiscard]] bool isRunning();
 
-    /** The exit code, or 256 plus the signal that ended the program; nothing when it runs on after this time. */
+    /** The exit code, or 256 plus the signal that ended the program; nothing if it still runs after this
+        time.
+    */
     [[nodiscard]] std::optional<int> waitForEnd (int timeoutMs);
 
     void signal (int signalNumber) const;

@@ -7,7 +7,7 @@
 namespace tessivar::test
 {
 
-/** Programs of the desktop that do nothing but note how they were called: a chooser (zenity) and xdg-open, in home/bin. */
+/** Writes a chooser (zenity) and xdg-open into home/bin that do nothing but note how they were called. */
 void writeFakePrograms (const juce::File& home);
 
 /** What the chooser prints, call by call; a call beyond them is cancelled. */

@@ -66,8 +66,8 @@ constexpr int settleMs = 80; // a dialog that comes or fades away looks differen
 const juce::Rectangle<int> menuNames{ 4, 4, 240, 22 };
 constexpr int dimmedBelow = 110;
 
-/** Whether all of the window is dimmed. It is painted in pieces, and a picture may come between two of them, in which a button
-    of the window itself is bright: what is at its top and what is at its bottom are looked at.
+/** Whether all of the window is dimmed. It is painted in pieces, and a picture may be taken between two of
+    them, so both its top and its bottom are checked.
 */
 bool isDimmedThroughout (const juce::Image& image)
 {
@@ -76,8 +76,8 @@ bool isDimmedThroughout (const juce::Image& image)
            && brightestIn (image, time) < dimmedBelow;
 }
 
-/** Where the button is that accepts something, in front of a dimmed window: columns that are ice from its top to its bottom.
-    A bar of progress is thinner. Empty without such a button.
+/** Where the button is that accepts something, in front of a dimmed window: columns that are ice from its top
+    to its bottom. A bar of progress is thinner. Empty without such a button.
 */
 juce::Rectangle<int> primaryButtonIn (const juce::Image& image)
 {
@@ -234,7 +234,7 @@ std::map<std::string, std::string> UserAtScreen::environment() const
              { "JACK_NO_START_SERVER", "1" } };
 }
 
-//======================================================================================================================
+//==============================================================================
 
 ProgramRun::ProgramRun (UserAtScreen& userToWork,
                         const juce::StringArray& arguments,
@@ -337,7 +337,7 @@ bool ProgramRun::asksSomething() const
 
 juce::Point<int> ProgramRun::leftOfDialog() const
 {
-    // A dialog is in the middle, so that what is at its left is as far from one edge as the button from the other.
+    // A dialog is centred: its left side is as far from one edge as the button from the other.
     constexpr int inside = 12;
     const auto image = picture();
     const auto button = primaryButtonIn (image);
@@ -361,8 +361,9 @@ int ProgramRun::answerUntilRest (const char* key, int timeoutMs) const
 
             if (! button.isEmpty())
             {
-                // A dialog that comes or fades away looks different a moment later. A key that comes when it has gone is
-                // the window's: Return opens the field of the Focus knob, which then takes the keys of the test.
+                // A dialog that appears or fades looks different a moment later. Once it is gone, a key is
+                // the window's: Return would open the Focus knob's field, which then takes the keys of the
+                // test.
                 juce::Thread::sleep (settleMs);
 
                 if (primaryButtonIn (picture()) == button)

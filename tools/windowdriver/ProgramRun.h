@@ -19,13 +19,14 @@ public:
     /** As presetSettings(), for a user who has seen the tips and silenced both kinds of advice. */
     void presetExperiencedUser() const;
 
-    /** What the choosers answer from here on, one after the other; a chooser that finds no answer is cancelled. */
+    /** What the next choosers answer, in order; a chooser without an answer is cancelled. */
     void answerChoosers (const std::vector<juce::StringArray>& answers) const;
 
     /** The arguments of every chooser so far. */
     [[nodiscard]] juce::StringArray chooserCalls() const;
 
-    /** Four tracks of the demo session as WAV files in a folder of the home folder, cut or repeated to this length. */
+    /** Four tracks of the demo session as WAV files in a folder below home, cut or repeated to this length.
+    */
     [[nodiscard]] juce::StringArray recording (double seconds,
                                                const juce::String& folderName = "Take 1") const;
 
@@ -71,15 +72,16 @@ public:
     /** No dialog for so long that none follows the last one. */
     [[nodiscard]] bool waitForRest (int timeoutMs = 60000) const;
 
-    /** Whether a dialog with a button to accept it is in front: a question or a message, not a job's progress. */
+    /** Whether a dialog that can be accepted is in front: a question or a message, not a job's progress. */
     [[nodiscard]] bool asksSomething() const;
 
-    /** On the screen: what a dialog that asks something has at the left of its buttons, which is its dot or the button
-        that throws work away.
+    /** On the screen: the left of a question's row of buttons, where its dot or the button that discards work
+        is.
     */
     [[nodiscard]] juce::Point<int> leftOfDialog() const;
 
-    /** Answers every question with this key until none has come for a while; a job may run before and between them.
+    /** Answers every question with this key until none has come for a while; a job may run before and between
+        them.
         @return  how many there were; -1 when there is no end to them within the time
     */
     int answerUntilRest (const char* key = "Return", int timeoutMs = 90000) const;
@@ -93,7 +95,7 @@ public:
     /** Whether a track is shown, with no dialog in front of it. */
     [[nodiscard]] bool showsTrack() const;
 
-    /** A place of the content by its distance from the left and the top; negative ones count from the other side. */
+    /** A place of the content by distance from left and top; negative ones count from right and bottom. */
     [[nodiscard]] juce::Point<int> at (int left, int top) const;
 
     [[nodiscard]] juce::Image picture() const { return user.x.picture (window); }
@@ -104,8 +106,8 @@ public:
     /** Into the folder of pictures of the build. */
     void keepPicture (const juce::String& name) const;
 
-    /** Presses the key for quitting until the question about unsaved work is there: a busy program loses a key now and then,
-        and to a dialog this one does nothing.
+    /** Presses the key for quitting until the question about unsaved work is there: a busy program may lose a
+        key, and a dialog ignores this one.
     */
     [[nodiscard]] bool quitUntilAsked() const;
 

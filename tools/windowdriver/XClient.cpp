@@ -19,8 +19,8 @@ int ignoreError (::Display*, ::XErrorEvent*)
     return 0;
 }
 
-/** The pointer trembles, as under a hand. The toolkit reads events only when new ones come in: one that it took in with the
-    answer to a question of its own stays where it is until then, and on a screen where nothing else moves that is for good.
+/** The pointer trembles, as under a hand. The toolkit handles events that it read along with a reply only
+    when new ones come in, which on a still screen is never.
 */
 void tremble (::Display* display)
 {
@@ -115,7 +115,7 @@ void XClient::Connection::send (
     ::XFlush (display);
 }
 
-//======================================================================================================================
+//==============================================================================
 
 XClient::XClient (const std::string& displayName) : x (std::make_unique<Connection> (displayName)) {}
 XClient::~XClient() = default;
@@ -181,7 +181,7 @@ void XClient::askToClose (Window window) const
              SubstructureRedirectMask | SubstructureNotifyMask);
 }
 
-//======================================================================================================================
+//==============================================================================
 
 void XClient::key (const std::string& combination) const
 {
@@ -283,7 +283,7 @@ juce::Image XClient::picture (Window window) const
     if (bounds.isEmpty())
         return {};
 
-    // From the root, so that it is what a user sees, with everything that lies above; black what is off the screen.
+    // From the root window: what a user sees, with all that lies above; black beyond the screen.
     const juce::Rectangle<int> screen (DisplayWidth (x->display, DefaultScreen (x->display)),
                                        DisplayHeight (x->display, DefaultScreen (x->display)));
     const auto visible = bounds.getIntersection (screen);

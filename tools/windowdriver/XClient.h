@@ -10,8 +10,8 @@
 namespace tessivar::test
 {
 
-/** A user at a screen: looks at windows, moves the mouse, types, and drags files out of a file manager. It has a connection
-    of its own to the X server and knows nothing of the program it drives.
+/** A user at a screen: looks at windows, moves the mouse, types, and drags files out of a file manager. It
+    has a connection of its own to the X server and knows nothing of the program it drives.
 */
 class XClient
 {
@@ -61,8 +61,8 @@ public:
     [[nodiscard]] bool
     drop (Window window, juce::Point<int> position, const juce::StringArray& paths, int timeoutMs = 10000);
 
-    /** How long the window's program takes to answer a message, in milliseconds; nothing when it takes longer than this.
-        The message is a drag of something that no window takes: it changes nothing.
+    /** How long the window's program takes to answer a message, in milliseconds; nothing when it takes longer
+        than this. The message is a drag of something that no window takes: it changes nothing.
     */
     [[nodiscard]] std::optional<double> heartbeat (Window window, int timeoutMs = 5000);
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the cases of a test program that need a window, on a screen of their own. Exits with 77 where there is none to be had.
+# Runs a program on a screen of its own, named in TESSIVAR_TEST_DISPLAY. Exits with 77 where there can't be
+# one.
 #   tools/windowdriver/on-a-screen.sh PROGRAM [ARG...]
 set -euo pipefail
 

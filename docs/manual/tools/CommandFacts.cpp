@@ -23,7 +23,7 @@ struct NamedCommand
     int id;
 };
 
-/** What a menu shows or a key does; of a pair the menu's. Commands 97 to 102 are sent by the window's own keys. */
+/** What a menu shows or a key does; of a pair the menu's. The window's own keys send commands 97 to 102. */
 constexpr std::array namedCommands{
     NamedCommand{ "newGroup", commandId::newGroup },
     NamedCommand{ "openGroups", commandId::openGroups },
@@ -269,7 +269,8 @@ nlohmann::ordered_json commandFacts()
         menuOf.erase (command.id);
     }
 
-    // What is left has no name above: but for the submenu, whose id is 0, that is a command nobody told the manual of.
+    // What is left has no name above: except the submenu, whose id is 0, a command that the manual doesn't
+    // know.
     for (const auto& [id, menu] : menuOf)
         if (id > 0)
             throw std::logic_error ("a command of the menu " + menu + " has no name: " + std::to_string (id));

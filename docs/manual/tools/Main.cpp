@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iostream>
 
-/** Writes into the file named what the manual may say about keys, menus, defaults and messages, as JSON. Needs no
-    display.
+/** Writes into the file named what the manual may say about keys, menus, defaults and messages, as JSON.
+    Needs no display.
 */
 int main (int argc, char* argv[])
 {

@@ -5,9 +5,9 @@
 namespace tessivar
 {
 
-/** Commands by the names of their ids, with text, keys and place in the menus; the menus; the window's own keys.
-    Keys are texts as the manual prints them ("Ctrl+Shift+S"). Throws std::logic_error when a command has no name here,
-    or when one key means both a command and something of the window's.
+/** Commands by the names of their ids, with text, keys and place in the menus; the menus; the window's own
+    keys. Keys are texts as the manual prints them ("Ctrl+Shift+S"). Throws std::logic_error when a command
+    has no name here, or when one key means both a command and something of the window's.
 */
 [[nodiscard]] nlohmann::ordered_json commandFacts();
 
