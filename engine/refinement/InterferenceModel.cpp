@@ -1,7 +1,6 @@
 #include "engine/refinement/InterferenceModel.h"
 
 #include "engine/AnalysisSettings.h"
-#include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/refinement/Rises.h"
 #include "engine/refinement/Statistics.h"
 
@@ -33,7 +32,7 @@ InterferenceModel::InterferenceModel (std::span<const DrumType> drumTypes,
       types (drumTypes.begin(), drumTypes.end()), gain (numTracks * numTracks), bound (gain.size()),
       floors (numTracks), numerators (gain.size()), denominators (gain.size()),
       reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
-      peaks ((std::max (frames / framesPerPeak, std::size_t{ 1 }) + 15) / 16 * 16), loudest (frames),
+      peaks (kernels::wholeVectors (std::max (frames / framesPerPeak, std::size_t{ 1 }))), loudest (frames),
       ratios (numLoud)
 {
     rules.assign (rulesToUse.begin(), rulesToUse.end());
@@ -194,10 +193,11 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
                 return false;
 
             if (pass > 0)
-                updateSources (power, source, rowStride, first);
+                kernels::interferenceUpdate (modelBlock (power, source, rowStride, first), floors.data());
 
             if (pass < numUpdates)
-                addSums (power, source, rowStride, first);
+                kernels::interferenceSums (
+                    numerators.data(), denominators.data(), modelBlock (power, source, rowStride, first));
         }
 
         if (pass < numUpdates)
@@ -205,70 +205,50 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
     }
 
     // The leakage takes the place of the power, which every caller can compute again.
+    auto all = blockAt (power, source, rowStride, 0);
+    all.numFrames = kernels::wholeVectors (numFrames);
+
     for (std::size_t i = 0; i < numTracks; ++i)
-        kernels::leakageOf (
-            power + i * rowStride, source, rowStride, gain.data(), i, numTracks, (numFrames + 15) / 16 * 16);
+        kernels::leakageOf (power + i * rowStride, all, i);
 
     return true;
 }
 
-void InterferenceModel::updateSources (float* power, float* source, std::size_t rowStride, std::size_t first)
+kernels::InterferenceBlock
+InterferenceModel::blockAt (float* power, float* source, std::size_t rowStride, std::size_t first)
 {
-    const auto n = computeModel (power, source, rowStride, first);
-    kernels::interferenceUpdate (source + first,
-                                 rowStride,
-                                 reciprocals.data(),
-                                 quotients.data(),
-                                 frameBlock,
-                                 gain.data(),
-                                 floors.data(),
-                                 numTracks,
-                                 n);
+    return { .numTracks = numTracks,
+             .numFrames = kernels::wholeVectors (std::min (frameBlock, numFrames - first)),
+             .rowStride = rowStride,
+             .power = power + first,
+             .sources = source + first,
+             .scratchStride = frameBlock,
+             .reciprocals = reciprocals.data(),
+             .quotients = quotients.data(),
+             .gains = gain.data() };
 }
 
-void InterferenceModel::addSums (float* power, float* source, std::size_t rowStride, std::size_t first)
+kernels::InterferenceBlock
+InterferenceModel::modelBlock (float* power, float* source, std::size_t rowStride, std::size_t first)
 {
-    const auto n = computeModel (power, source, rowStride, first);
-    kernels::interferenceSums (numerators.data(),
-                               denominators.data(),
-                               reciprocals.data(),
-                               quotients.data(),
-                               frameBlock,
-                               source + first,
-                               rowStride,
-                               numTracks,
-                               n);
-}
-
-std::size_t
-InterferenceModel::computeModel (float* power, float* source, std::size_t rowStride, std::size_t start)
-{
-    const auto numValid = std::min (frameBlock, numFrames - start);
-    const auto n = (numValid + 15) / 16 * 16;
+    const auto block = blockAt (power, source, rowStride, first);
+    const auto numValid = std::min (frameBlock, numFrames - first);
 
     // Frames that only fill the last vector: finite here, and of no weight in any sum below.
     for (std::size_t i = 0; i < numTracks; ++i)
-        for (std::size_t t = numValid; t < n; ++t)
+        for (auto t = numValid; t < block.numFrames; ++t)
         {
-            power[i * rowStride + start + t] = 0.0f;
-            source[i * rowStride + start + t] = 1.0f;
+            power[i * rowStride + first + t] = 0.0f;
+            source[i * rowStride + first + t] = 1.0f;
         }
 
-    kernels::interferenceModel (reciprocals.data(),
-                                quotients.data(),
-                                frameBlock,
-                                power + start,
-                                source + start,
-                                rowStride,
-                                gain.data(),
-                                numTracks,
-                                n);
+    kernels::interferenceModel (block);
 
     for (std::size_t i = 0; i < numTracks; ++i)
-        for (std::size_t t = numValid; t < n; ++t)
+        for (auto t = numValid; t < block.numFrames; ++t)
             reciprocals[i * frameBlock + t] = quotients[i * frameBlock + t] = 0.0f;
 
-    return n;
+    return block;
 }
 
 } // namespace tessivar

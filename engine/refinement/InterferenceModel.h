@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/refinement/RiseRules.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
@@ -52,11 +53,14 @@ private:
     void boundByRises (std::size_t drum, const float* power, std::size_t rowStride);
     void start (float* power, float* source, std::size_t rowStride);
     void updateGains();
-    void updateSources (float* power, float* source, std::size_t rowStride, std::size_t first);
-    void addSums (float* power, float* source, std::size_t rowStride, std::size_t first);
 
-    /** Fills the scratch for the block of frames from start on; returns its length in whole vectors. */
-    std::size_t computeModel (float* power, float* source, std::size_t rowStride, std::size_t start);
+    /** The frames of a block, from first on, and the scratch for it. */
+    [[nodiscard]] kernels::InterferenceBlock
+    blockAt (float* power, float* source, std::size_t rowStride, std::size_t first);
+
+    /** The same with the scratch filled by the model. */
+    [[nodiscard]] kernels::InterferenceBlock
+    modelBlock (float* power, float* source, std::size_t rowStride, std::size_t first);
 
     const std::size_t numTracks, numFrames, numLoud;
     std::vector<DrumType> types;

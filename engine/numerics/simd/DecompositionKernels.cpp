@@ -420,42 +420,10 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-HWY_EXPORT (SumsForActivations);
-HWY_EXPORT (SumsForBases);
-HWY_EXPORT (UpdateActivations);
-HWY_EXPORT (Add);
-HWY_EXPORT (ScaleActivations);
-
-void sumsForActivations (const DecompositionTile& tile, float* numerators, float* denominators)
-{
-    HWY_DYNAMIC_DISPATCH (SumsForActivations) (tile, numerators, denominators);
-}
-
-void sumsForBases (const DecompositionTile& tile, float* numerators, float* denominators)
-{
-    HWY_DYNAMIC_DISPATCH (SumsForBases) (tile, numerators, denominators);
-}
-
-void updateActivations (float* activations,
-                        const float* numerators,
-                        const float* denominators,
-                        std::size_t first,
-                        std::size_t end,
-                        std::size_t numColumns,
-                        float continuityWeight)
-{
-    HWY_DYNAMIC_DISPATCH (UpdateActivations)
-    (activations, numerators, denominators, first, end, numColumns, continuityWeight);
-}
-
-void add (float* dest, const float* a, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (Add) (dest, a, n);
-}
-
-void scaleActivations (float* activations, std::size_t numColumns, const float* scale)
-{
-    HWY_DYNAMIC_DISPATCH (ScaleActivations) (activations, numColumns, scale);
-}
+TESSIVAR_KERNEL (sumsForActivations, SumsForActivations);
+TESSIVAR_KERNEL (sumsForBases, SumsForBases);
+TESSIVAR_KERNEL (updateActivations, UpdateActivations);
+TESSIVAR_KERNEL (add, Add);
+TESSIVAR_KERNEL (scaleActivations, ScaleActivations);
 } // namespace tessivar::kernels
 #endif

@@ -67,16 +67,15 @@ void GroupPeaks (float* HWY_RESTRICT peaks,
     }
 }
 
-void InterferenceModel (float* HWY_RESTRICT reciprocals,
-                        float* HWY_RESTRICT quotients,
-                        std::size_t scratchStride,
-                        const float* HWY_RESTRICT power,
-                        const float* HWY_RESTRICT sources,
-                        std::size_t rowStride,
-                        const float* HWY_RESTRICT gains,
-                        std::size_t numTracks,
-                        std::size_t numFrames)
+void InterferenceModel (const InterferenceBlock& block)
 {
+    const float* HWY_RESTRICT power = block.power;
+    const float* HWY_RESTRICT sources = block.sources;
+    const float* HWY_RESTRICT gains = block.gains;
+    float* HWY_RESTRICT reciprocals = block.reciprocals;
+    float* HWY_RESTRICT quotients = block.quotients;
+    const auto rowStride = block.rowStride, scratchStride = block.scratchStride;
+    const auto numTracks = block.numTracks, numFrames = block.numFrames;
     constexpr std::size_t width = 4 * vectorLanes; // four independent sums hide the latency
     const auto one = broadcast (1.0f);
 
@@ -125,14 +124,13 @@ void InterferenceModel (float* HWY_RESTRICT reciprocals,
 
 void InterferenceSums (double* HWY_RESTRICT numerators,
                        double* HWY_RESTRICT denominators,
-                       const float* HWY_RESTRICT reciprocals,
-                       const float* HWY_RESTRICT quotients,
-                       std::size_t scratchStride,
-                       const float* HWY_RESTRICT sources,
-                       std::size_t rowStride,
-                       std::size_t numTracks,
-                       std::size_t numFrames)
+                       const InterferenceBlock& block)
 {
+    const float* HWY_RESTRICT sources = block.sources;
+    const float* HWY_RESTRICT reciprocals = block.reciprocals;
+    const float* HWY_RESTRICT quotients = block.quotients;
+    const auto rowStride = block.rowStride, scratchStride = block.scratchStride;
+    const auto numTracks = block.numTracks, numFrames = block.numFrames;
     // Sources per pass, two sums each over 16 logical lanes: as many as the registers hold.
     constexpr std::size_t group = vectorsPerPanel == 1 ? 4 : 2;
     HWY_ALIGN float lanesOfSum[2 * group * 16];
@@ -188,16 +186,14 @@ void InterferenceSums (double* HWY_RESTRICT numerators,
         }
 }
 
-void InterferenceUpdate (float* HWY_RESTRICT sources,
-                         std::size_t rowStride,
-                         const float* HWY_RESTRICT reciprocals,
-                         const float* HWY_RESTRICT quotients,
-                         std::size_t scratchStride,
-                         const float* HWY_RESTRICT gains,
-                         const float* HWY_RESTRICT floors,
-                         std::size_t numTracks,
-                         std::size_t numFrames)
+void InterferenceUpdate (const InterferenceBlock& block, const float* HWY_RESTRICT floors)
 {
+    float* HWY_RESTRICT sources = block.sources;
+    const float* HWY_RESTRICT gains = block.gains;
+    const float* HWY_RESTRICT reciprocals = block.reciprocals;
+    const float* HWY_RESTRICT quotients = block.quotients;
+    const auto rowStride = block.rowStride, scratchStride = block.scratchStride;
+    const auto numTracks = block.numTracks, numFrames = block.numFrames;
     for (std::size_t j = 0; j < numTracks; ++j)
     {
         const auto lowest = broadcast (floors[j]);
@@ -236,17 +232,14 @@ void InterferenceUpdate (float* HWY_RESTRICT sources,
     }
 }
 
-void LeakageOf (float* HWY_RESTRICT leakage,
-                const float* HWY_RESTRICT sources,
-                std::size_t rowStride,
-                const float* HWY_RESTRICT gains,
-                std::size_t track,
-                std::size_t numTracks,
-                std::size_t numFrames)
+void LeakageOf (float* HWY_RESTRICT leakage, const InterferenceBlock& block, std::size_t track)
 {
+    const float* HWY_RESTRICT sources = block.sources;
+    const float* HWY_RESTRICT gains = block.gains;
+    const auto rowStride = block.rowStride, numTracks = block.numTracks;
     const auto lowest = broadcast (1.0e-30f);
 
-    for (std::size_t t = 0; t < numFrames; t += vectorLanes)
+    for (std::size_t t = 0; t < block.numFrames; t += vectorLanes)
     {
         auto sum = hn::Zero (tag);
 
@@ -266,82 +259,11 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-HWY_EXPORT (RowSum);
-HWY_EXPORT (GroupPeaks);
-HWY_EXPORT (InterferenceModel);
-HWY_EXPORT (InterferenceSums);
-HWY_EXPORT (InterferenceUpdate);
-HWY_EXPORT (LeakageOf);
-
-double rowSum (const float* row, std::size_t n)
-{
-    return HWY_DYNAMIC_DISPATCH (RowSum) (row, n);
-}
-
-void groupPeaks (float* peaks, std::size_t numGroups, const float* row, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (GroupPeaks) (peaks, numGroups, row, n);
-}
-
-void interferenceModel (float* reciprocals,
-                        float* quotients,
-                        std::size_t scratchStride,
-                        const float* power,
-                        const float* sources,
-                        std::size_t rowStride,
-                        const float* gains,
-                        std::size_t numTracks,
-                        std::size_t numFrames)
-{
-    HWY_DYNAMIC_DISPATCH (InterferenceModel)
-    (reciprocals, quotients, scratchStride, power, sources, rowStride, gains, numTracks, numFrames);
-}
-
-void interferenceSums (double* numerators,
-                       double* denominators,
-                       const float* reciprocals,
-                       const float* quotients,
-                       std::size_t scratchStride,
-                       const float* sources,
-                       std::size_t rowStride,
-                       std::size_t numTracks,
-                       std::size_t numFrames)
-{
-    HWY_DYNAMIC_DISPATCH (InterferenceSums)
-    (numerators,
-     denominators,
-     reciprocals,
-     quotients,
-     scratchStride,
-     sources,
-     rowStride,
-     numTracks,
-     numFrames);
-}
-
-void interferenceUpdate (float* sources,
-                         std::size_t rowStride,
-                         const float* reciprocals,
-                         const float* quotients,
-                         std::size_t scratchStride,
-                         const float* gains,
-                         const float* floors,
-                         std::size_t numTracks,
-                         std::size_t numFrames)
-{
-    HWY_DYNAMIC_DISPATCH (InterferenceUpdate)
-    (sources, rowStride, reciprocals, quotients, scratchStride, gains, floors, numTracks, numFrames);
-}
-
-void leakageOf (float* leakage,
-                const float* sources,
-                std::size_t rowStride,
-                const float* gains,
-                std::size_t track,
-                std::size_t numTracks,
-                std::size_t numFrames)
-{
-    HWY_DYNAMIC_DISPATCH (LeakageOf) (leakage, sources, rowStride, gains, track, numTracks, numFrames);
-}
+TESSIVAR_KERNEL (rowSum, RowSum);
+TESSIVAR_KERNEL (groupPeaks, GroupPeaks);
+TESSIVAR_KERNEL (interferenceModel, InterferenceModel);
+TESSIVAR_KERNEL (interferenceSums, InterferenceSums);
+TESSIVAR_KERNEL (interferenceUpdate, InterferenceUpdate);
+TESSIVAR_KERNEL (leakageOf, LeakageOf);
 } // namespace tessivar::kernels
 #endif

@@ -163,48 +163,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-HWY_EXPORT (Powers);
-HWY_EXPORT (MeanOfThree);
-HWY_EXPORT (Accumulate);
-HWY_EXPORT (PackLogRatios);
-HWY_EXPORT (PackMask);
-HWY_EXPORT (MaskGains);
-HWY_EXPORT (LayerGains);
-
-void powers (float* power, const float* spectrum, std::size_t numBins)
-{
-    HWY_DYNAMIC_DISPATCH (Powers) (power, spectrum, numBins);
-}
-
-void meanOfThree (float* dest, const float* a, const float* b, const float* c, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (MeanOfThree) (dest, a, b, c, n);
-}
-
-void accumulate (float* dest, const float* a, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (Accumulate) (dest, a, n);
-}
-
-void packLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (PackLogRatios) (codes, own, leakage, n);
-}
-
-void packMask (
-    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (PackMask) (mask, ratios, common, weight, n);
-}
-
-void maskGains (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (MaskGains) (gains, mask, exponent, n);
-}
-
-void layerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (LayerGains) (gains, mask, layer, total, n);
-}
+TESSIVAR_KERNEL (powers, Powers);
+TESSIVAR_KERNEL (meanOfThree, MeanOfThree);
+TESSIVAR_KERNEL (accumulate, Accumulate);
+TESSIVAR_KERNEL (packLogRatios, PackLogRatios);
+TESSIVAR_KERNEL (packMask, PackMask);
+TESSIVAR_KERNEL (maskGains, MaskGains);
+TESSIVAR_KERNEL (layerGains, LayerGains);
 } // namespace tessivar::kernels
 #endif

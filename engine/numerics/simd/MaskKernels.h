@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/numerics/simd/Kernel.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -18,26 +20,31 @@ inline constexpr float logRatioLimit = 12.0f; // of a bin's own log ratio, in ei
 inline constexpr float logMaskLimit = 40.0f;  // masks are at least exp (-40)
 
 /** power = re^2 + im^2 for numBins bins. */
-void powers (float* power, const float* spectrum, std::size_t numBins);
+extern const Kernel<void (float* power, const float* spectrum, std::size_t numBins)> powers;
 
 /** dest = (a + b + c) / 3. */
-void meanOfThree (float* dest, const float* a, const float* b, const float* c, std::size_t n);
+extern const Kernel<void (float* dest, const float* a, const float* b, const float* c, std::size_t n)>
+    meanOfThree;
 
 /** dest += a. */
-void accumulate (float* dest, const float* a, std::size_t n);
+extern const Kernel<void (float* dest, const float* a, std::size_t n)> accumulate;
 
 /** codes = clip (ln (own / leakage), +-logRatioLimit), full scale 32767. */
-void packLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n);
+extern const Kernel<void (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)>
+    packLogRatios;
 
 /** mask = -ln m, m = 1 / (1 + exp (-logit)), logit = common + weight * log ratio; 65535 stands for
     logMaskLimit. May work in place. */
-void packMask (
-    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n);
+extern const Kernel<void (
+    std::uint16_t* mask, const std::int16_t* ratios, const float* common, float weight, std::size_t n)>
+    packMask;
 
 /** gains = m^exponent. */
-void maskGains (float* gains, const std::uint16_t* mask, float exponent, std::size_t n);
+extern const Kernel<void (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)> maskGains;
 
 /** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5. */
-void layerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n);
+extern const Kernel<void (
+    float* gains, const float* mask, const float* layer, const float* total, std::size_t n)>
+    layerGains;
 
 } // namespace tessivar::kernels

@@ -151,40 +151,10 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-HWY_EXPORT (PackPowers);
-HWY_EXPORT (UnpackPowers);
-HWY_EXPORT (SplitFloats);
-HWY_EXPORT (JoinFloats);
-HWY_EXPORT (TransposeCodes);
-
-void packPowers (std::uint16_t* codes, const float* powers, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (PackPowers) (codes, powers, n);
-}
-
-void unpackPowers (float* powers, const std::uint16_t* codes, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (UnpackPowers) (powers, codes, n);
-}
-
-void splitFloats (std::uint16_t* upper, std::uint16_t* lower, const float* values, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (SplitFloats) (upper, lower, values, n);
-}
-
-void joinFloats (float* values, const std::uint16_t* upper, const std::uint16_t* lower, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (JoinFloats) (values, upper, lower, n);
-}
-
-void transposeCodes (std::uint16_t* dest,
-                     std::size_t destStride,
-                     const std::uint16_t* source,
-                     std::size_t sourceStride,
-                     std::size_t rows,
-                     std::size_t columns)
-{
-    HWY_DYNAMIC_DISPATCH (TransposeCodes) (dest, destStride, source, sourceStride, rows, columns);
-}
+TESSIVAR_KERNEL (packPowers, PackPowers);
+TESSIVAR_KERNEL (unpackPowers, UnpackPowers);
+TESSIVAR_KERNEL (splitFloats, SplitFloats);
+TESSIVAR_KERNEL (joinFloats, JoinFloats);
+TESSIVAR_KERNEL (transposeCodes, TransposeCodes);
 } // namespace tessivar::kernels
 #endif

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/numerics/simd/Kernel.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -13,21 +15,25 @@ namespace tessivar::kernels
 */
 
 /** Powers must not be negative; infinities and NaN become the maximum. */
-void packPowers (std::uint16_t* codes, const float* powers, std::size_t n);
+extern const Kernel<void (std::uint16_t* codes, const float* powers, std::size_t n)> packPowers;
 
-void unpackPowers (float* powers, const std::uint16_t* codes, std::size_t n);
+extern const Kernel<void (float* powers, const std::uint16_t* codes, std::size_t n)> unpackPowers;
 
 /** Splits floats into their upper and lower 16 bits, and joins them again: exact. */
-void splitFloats (std::uint16_t* upper, std::uint16_t* lower, const float* values, std::size_t n);
-void joinFloats (float* values, const std::uint16_t* upper, const std::uint16_t* lower, std::size_t n);
+extern const Kernel<void (std::uint16_t* upper, std::uint16_t* lower, const float* values, std::size_t n)>
+    splitFloats;
+extern const Kernel<void (
+    float* values, const std::uint16_t* upper, const std::uint16_t* lower, std::size_t n)>
+    joinFloats;
 
 /** dest (columns x rows) = source (rows x columns) transposed, both row by row, strides in codes. Rows and
     columns are multiples of 8. */
-void transposeCodes (std::uint16_t* dest,
-                     std::size_t destStride,
-                     const std::uint16_t* source,
-                     std::size_t sourceStride,
-                     std::size_t rows,
-                     std::size_t columns);
+extern const Kernel<void (std::uint16_t* dest,
+                          std::size_t destStride,
+                          const std::uint16_t* source,
+                          std::size_t sourceStride,
+                          std::size_t rows,
+                          std::size_t columns)>
+    transposeCodes;
 
 } // namespace tessivar::kernels

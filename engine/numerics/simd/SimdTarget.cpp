@@ -1,5 +1,7 @@
 #include "engine/numerics/simd/SimdTarget.h"
 
+#include "engine/numerics/simd/Kernel.h"
+
 #include <hwy/highway.h>
 
 #include <cstdint>
@@ -34,6 +36,13 @@ void apply()
     hwy::GetChosenTarget().Update (hwy::SupportedTargets());
 }
 } // namespace
+
+std::size_t kernels::chosenTarget()
+{
+    // Without a choice the tables have a single entry.
+    constexpr auto isOnlyTarget = (HWY_TARGETS & (HWY_TARGETS - 1)) == 0;
+    return isOnlyTarget ? 0 : hwy::GetChosenTarget().GetIndex();
+}
 
 std::string simdTargetName()
 {

@@ -343,99 +343,17 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-HWY_EXPORT (Multiply);
-HWY_EXPORT (AddWindowed);
-HWY_EXPORT (DotProduct);
-HWY_EXPORT (PeakLevel);
-HWY_EXPORT (Magnitudes);
-HWY_EXPORT (SumBands);
-HWY_EXPORT (DivideByModel);
-HWY_EXPORT (SplitSpectrum);
-HWY_EXPORT (PrepareInverse);
-HWY_EXPORT (WeightedSum);
-HWY_EXPORT (GainedSum);
-HWY_EXPORT (SumFirstChannels);
-
-void multiply (float* dest, const float* a, const float* b, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (Multiply) (dest, a, b, n);
-}
-
-void addWindowed (float* dest, const float* a, const float* window, float gain, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (AddWindowed) (dest, a, window, gain, n);
-}
-
-double sumOfSquares (const float* a, std::size_t n)
-{
-    return HWY_DYNAMIC_DISPATCH (DotProduct) (a, a, n);
-}
-
-double dotProduct (const float* a, const float* b, std::size_t n)
-{
-    return HWY_DYNAMIC_DISPATCH (DotProduct) (a, b, n);
-}
-
-float peakLevel (const float* a, std::size_t n)
-{
-    return HWY_DYNAMIC_DISPATCH (PeakLevel) (a, n);
-}
-
-void magnitudes (float* dest, const float* spectrum, std::size_t numBins)
-{
-    HWY_DYNAMIC_DISPATCH (Magnitudes) (dest, spectrum, numBins);
-}
-
-void sumBands (float* dest,
-               const float* values,
-               const float* weights,
-               const std::size_t* firstBin,
-               const std::size_t* numPanels,
-               std::size_t numBands)
-{
-    HWY_DYNAMIC_DISPATCH (SumBands) (dest, values, weights, firstBin, numPanels, numBands);
-}
-
-void divideByModel (float* quotient,
-                    const float* spectrum,
-                    const float* bases,
-                    std::size_t basesStride,
-                    const float* activations,
-                    std::size_t numBins)
-{
-    HWY_DYNAMIC_DISPATCH (DivideByModel) (quotient, spectrum, bases, basesStride, activations, numBins);
-}
-
-void splitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half)
-{
-    HWY_DYNAMIC_DISPATCH (SplitSpectrum) (spectrum, z, twiddles, half);
-}
-
-void prepareInverse (float* prepared,
-                     float* mirrored,
-                     const float* spectrum,
-                     const float* plus,
-                     const float* minus,
-                     std::size_t half)
-{
-    HWY_DYNAMIC_DISPATCH (PrepareInverse) (prepared, mirrored, spectrum, plus, minus, half);
-}
-
-void weightedSum (
-    float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (WeightedSum) (dest, a, wa, b, wb, n);
-}
-
-void gainedSum (
-    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half)
-{
-    HWY_DYNAMIC_DISPATCH (GainedSum) (dest, prepared, mirrored, gains, half);
-}
-
-void sumFirstChannels (float* const* dest, const float* frames, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH (SumFirstChannels) (dest, frames, n);
-}
+TESSIVAR_KERNEL (multiply, Multiply);
+TESSIVAR_KERNEL (addWindowed, AddWindowed);
+TESSIVAR_KERNEL (dotProduct, DotProduct);
+TESSIVAR_KERNEL (peakLevel, PeakLevel);
+TESSIVAR_KERNEL (magnitudes, Magnitudes);
+TESSIVAR_KERNEL (sumBands, SumBands);
+TESSIVAR_KERNEL (divideByModel, DivideByModel);
+TESSIVAR_KERNEL (splitSpectrum, SplitSpectrum);
+TESSIVAR_KERNEL (prepareInverse, PrepareInverse);
+TESSIVAR_KERNEL (weightedSum, WeightedSum);
+TESSIVAR_KERNEL (gainedSum, GainedSum);
+TESSIVAR_KERNEL (sumFirstChannels, SumFirstChannels);
 } // namespace tessivar::kernels
 #endif

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/numerics/simd/Kernel.h"
+
 #include <cstddef>
 
 namespace tessivar::kernels
@@ -11,70 +13,78 @@ namespace tessivar::kernels
 */
 
 /** dest[i] = a[i] * b[i]; n a multiple of 16. */
-void multiply (float* dest, const float* a, const float* b, std::size_t n);
+extern const Kernel<void (float* dest, const float* a, const float* b, std::size_t n)> multiply;
 
 /** dest[i] += gain * (a[i] * window[i]); n a multiple of 16. */
-void addWindowed (float* dest, const float* a, const float* window, float gain, std::size_t n);
+extern const Kernel<void (float* dest, const float* a, const float* window, float gain, std::size_t n)>
+    addWindowed;
 
-/** Sum of squares, each rounded to single precision: blocks of 1024 in single precision, their sums in
-    double.
-*/
-[[nodiscard]] double sumOfSquares (const float* a, std::size_t n);
+/** Sum of products, each rounded to single precision: blocks of 1024 in single precision, their sums in
+    double. */
+extern const Kernel<double (const float* a, const float* b, std::size_t n)> dotProduct;
 
-/** Sum of products, rounded as in sumOfSquares. */
-[[nodiscard]] double dotProduct (const float* a, const float* b, std::size_t n);
+/** Sum of squares, rounded as in dotProduct. */
+[[nodiscard]] inline double sumOfSquares (const float* a, std::size_t n)
+{
+    return dotProduct (a, a, n);
+}
 
 /** Largest absolute value, 0 for n = 0. A NaN may count as any value. */
-[[nodiscard]] float peakLevel (const float* a, std::size_t n);
+extern const Kernel<float (const float* a, std::size_t n)> peakLevel;
 
 /** dest[i] = sqrt (re^2 + im^2) for numBins bins. */
-void magnitudes (float* dest, const float* spectrum, std::size_t numBins);
+extern const Kernel<void (float* dest, const float* spectrum, std::size_t numBins)> magnitudes;
 
 /** dest[b] = sum over i of weights[i] * values[firstBin[b] + i], over 16 * numPanels[b] bins; the weights of
     the bands follow one another. numBands is a multiple of 4; weights aligned. */
-void sumBands (float* dest,
-               const float* values,
-               const float* weights,
-               const std::size_t* firstBin,
-               const std::size_t* numPanels,
-               std::size_t numBands);
+extern const Kernel<void (float* dest,
+                          const float* values,
+                          const float* weights,
+                          const std::size_t* firstBin,
+                          const std::size_t* numPanels,
+                          std::size_t numBands)>
+    sumBands;
 
 /** quotient = spectrum / max (sum over k of activations[k] * bases[k][bin], 1e-24), the model of ten
     components. bases[k] holds numBins weights from basesStride * k on. All aligned, and padded to whole
     vectors of 16 bins. */
-void divideByModel (float* quotient,
-                    const float* spectrum,
-                    const float* bases,
-                    std::size_t basesStride,
-                    const float* activations,
-                    std::size_t numBins);
+extern const Kernel<void (float* quotient,
+                          const float* spectrum,
+                          const float* bases,
+                          std::size_t basesStride,
+                          const float* activations,
+                          std::size_t numBins)>
+    divideByModel;
 
 /** Bins 0 .. half of a real signal's spectrum, from the transform z of its even samples plus i times its odd
     ones. z has half values and room for one more. twiddles[k] = exp (-2 pi i k / (2 half)) / 2. All aligned.
 */
-void splitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half);
+extern const Kernel<void (float* spectrum, float* z, const float* twiddles, std::size_t half)> splitSpectrum;
 
 /** prepared[k] = spectrum[k] * plus[k] and mirrored[k] = conj (spectrum[half - k]) * minus[k] for k < half.
     All aligned.
 */
-void prepareInverse (float* prepared,
-                     float* mirrored,
-                     const float* spectrum,
-                     const float* plus,
-                     const float* minus,
-                     std::size_t half);
+extern const Kernel<void (float* prepared,
+                          float* mirrored,
+                          const float* spectrum,
+                          const float* plus,
+                          const float* minus,
+                          std::size_t half)>
+    prepareInverse;
 
 /** dest[i] = a[i] * wa[i] + b[i] * wb[i]; all aligned, n a multiple of 16. */
-void weightedSum (
-    float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n);
+extern const Kernel<void (
+    float* dest, const float* a, const float* wa, const float* b, const float* wb, std::size_t n)>
+    weightedSum;
 
 /** dest[k] = gains[k] * prepared[k] + gains[half - k] * mirrored[k] for complex k < half. All but gains
     aligned. */
-void gainedSum (
-    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half);
+extern const Kernel<void (
+    float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half)>
+    gainedSum;
 
 /** Sums of the leading channels of seven interleaved ones: dest[c][i] = channel 0 + ... + channel c of frame
     i, in that order, for c below 5. A null dest[c] is skipped. Frames and rows may start anywhere. */
-void sumFirstChannels (float* const* dest, const float* frames, std::size_t n);
+extern const Kernel<void (float* const* dest, const float* frames, std::size_t n)> sumFirstChannels;
 
 } // namespace tessivar::kernels

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+
+namespace tessivar::kernels
+{
+
+/** Logical lanes of all kernels, at every vector width. */
+inline constexpr std::size_t lanes = 16;
+
+/** n rounded up to whole vectors of 16. */
+[[nodiscard]] constexpr std::size_t wholeVectors (std::size_t n)
+{
+    return (n + lanes - 1) / lanes * lanes;
+}
+
+/** Where the instruction set in use stands in the tables of kernels. */
+[[nodiscard]] std::size_t chosenTarget();
+
+/** A function that is compiled once for every instruction set; a call goes to the one in use. */
+template <typename Signature>
+class Kernel;
+
+template <typename Result, typename... Arguments>
+class Kernel<Result (Arguments...)>
+{
+public:
+    using Function = Result (*) (Arguments...);
+
+    constexpr explicit Kernel (const Function* targets) : table (targets) {}
+
+    Result operator() (Arguments... arguments) const { return table[chosenTarget()](arguments...); }
+
+private:
+    const Function* table;
+};
+
+/** Defines the kernel that a header declares, by a function of the per-target namespaces; below HWY_ONCE. */
+#define TESSIVAR_KERNEL(name, targetFunction) \
+    HWY_EXPORT (targetFunction);              \
+    constinit const decltype (name) name      \
+    {                                         \
+        HWY_DISPATCH_TABLE (targetFunction)   \
+    }
+
+} // namespace tessivar::kernels
