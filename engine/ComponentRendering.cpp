@@ -9,7 +9,7 @@ namespace tessivar
 {
 
 LinearBases::LinearBases (const float* melBases, std::size_t melStride, const AnalysisData& data)
-    : bins (static_cast<std::size_t> (data.rate.numBins())), stride ((bins + 15) / 16 * 16),
+    : bins (static_cast<std::size_t> (data.rate.numBins())), stride (kernels::wholeVectors (bins)),
       values (stride * channelLayout::numComponents)
 {
     for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
@@ -75,46 +75,27 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
 {
     const auto& rate = shape.rate;
     const auto length = static_cast<std::size_t> (end - first);
-    const auto frameLength = static_cast<std::size_t> (rate.frameLength);
     const auto start = shape.paddingSamples + first; // in the padded signal
-    // Frame t sounds from frameStart (t) on for one frame length: these overlap the segment.
-    const auto firstFrame = start / rate.hop + 1;
-    const auto endFrame =
-        std::min (shape.numFrames, (shape.paddingSamples + end + rate.frameLength + rate.hop - 1) / rate.hop);
-    const auto blockStart = frameStart (firstFrame, rate);
-    const auto blockLength =
-        static_cast<std::size_t> (std::max (endFrame - 1 - firstFrame, std::int64_t{ 0 }) * rate.hop)
-        + frameLength;
+    const auto frames = FrameRange::overlapping (start, start + end - first, shape.numFrames, rate);
+    const auto blockLength = frames.numSamples (rate);
 
     if (block.size() < blockLength)
         block = AlignedBuffer (blockLength);
 
-    // Room for the parts of the outer frames that lie outside the segment.
     for (auto& component : segment.components)
-    {
-        if (component.size() < length + 2 * frameLength)
-            component = AlignedBuffer (length + 2 * frameLength);
-        else
-            component.clear();
-    }
+        component.clear (length, static_cast<std::size_t> (rate.frameLength));
 
-    segment.offsets.fill (frameLength);
     segment.source.resize (length);
 
-    if (! signal.read (blockStart, { block.data(), blockLength }) || ! signal.read (start, segment.source))
+    if (! signal.read (frameStart (frames.first, rate), { block.data(), blockLength })
+        || ! signal.read (start, segment.source))
         return false;
 
-    for (auto t = firstFrame; t < endFrame; ++t)
-    {
-        if (! setFrame (t, block.data() + (t - firstFrame) * rate.hop))
-            continue;
-
-        const auto offset = static_cast<std::size_t> (frameStart (t, rate) - start + rate.frameLength);
-
-        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
-            overlapAdd (
-                segment.components[k].data() + offset, component (k), data.window.span(), componentScale (k));
-    }
+    for (auto t = frames.first; t < frames.end; ++t)
+        if (setFrame (t, block.data() + (t - frames.first) * rate.hop))
+            for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+                segment.components[k].add (
+                    frameStart (t, rate) - start, component (k), data.window.span(), componentScale (k));
 
     return true;
 }

@@ -61,13 +61,9 @@ public:
     struct Segment
     {
         std::vector<float> source;
-        std::array<AlignedBuffer, channelLayout::numComponents> components;
-        std::array<std::size_t, channelLayout::numComponents> offsets{};
+        std::array<OverlapSum, channelLayout::numComponents> components;
 
-        [[nodiscard]] const float* component (std::size_t k) const
-        {
-            return components[k].data() + offsets[k];
-        }
+        [[nodiscard]] const float* component (std::size_t k) const { return components[k].samples(); }
     };
 
     [[nodiscard]] bool renderSegment (const PaddedSignal& signal,

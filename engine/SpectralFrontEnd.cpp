@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 
 namespace tessivar
 {
@@ -152,13 +151,12 @@ bool analyseFrames (const PaddedSignal& signal,
                     std::size_t stride,
                     double* energies)
 {
-    const auto numFrames = end - first;
-    AlignedBuffer block (static_cast<std::size_t> ((numFrames - 1) * rate.hop + rate.frameLength));
+    AlignedBuffer block (FrameRange{ first, end }.numSamples (rate));
 
     if (! signal.read (frameStart (first, rate), block.span()))
         return false;
 
-    for (std::int64_t i = 0; i < numFrames; ++i)
+    for (std::int64_t i = 0; i < end - first; ++i)
     {
         analyser.analyse (block.data() + i * rate.hop);
         analyser.melPower (melPower + static_cast<std::size_t> (i) * stride, bands);
@@ -171,6 +169,17 @@ bool analyseFrames (const PaddedSignal& signal,
 void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain)
 {
     kernels::addWindowed (dest, frame, window.data(), gain, window.size());
+}
+
+void OverlapSum::clear (std::size_t length, std::size_t frameLength)
+{
+    const auto room = length + 2 * frameLength;
+    margin = static_cast<std::int64_t> (frameLength);
+
+    if (data.size() < room)
+        data = AlignedBuffer (room);
+    else
+        std::fill_n (data.data(), room, 0.0f);
 }
 
 } // namespace tessivar

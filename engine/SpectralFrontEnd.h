@@ -7,6 +7,8 @@
 #include "engine/numerics/RealFft.h"
 #include "terms/DrumType.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -44,6 +46,28 @@ private:
 {
     return frame * rate.hop - rate.frameLength;
 }
+
+/** Frames first .. end - 1. */
+struct FrameRange
+{
+    std::int64_t first = 0, end = 0;
+
+    [[nodiscard]] std::int64_t size() const { return end - first; }
+
+    /** Samples that the frames span, from frameStart (first, rate) on. */
+    [[nodiscard]] std::size_t numSamples (const RateParameters& rate) const
+    {
+        return static_cast<std::size_t> ((size() - 1) * rate.hop + rate.frameLength);
+    }
+
+    /** The frames, of numFrames, that overlap samples start .. end - 1 of a padded signal. */
+    [[nodiscard]] static FrameRange
+    overlapping (std::int64_t start, std::int64_t end, std::int64_t numFrames, const RateParameters& rate)
+    {
+        return { start / rate.hop + 1,
+                 std::min (numFrames, (end + rate.frameLength + rate.hop - 1) / rate.hop) };
+    }
+};
 
 /** A mel filter bank with its zeros left out: each band a run of bins. Weights apply to magnitudes. */
 class MelBands
@@ -106,5 +130,25 @@ private:
 
 /** Adds the inverse transform of a frame back into a signal: dest[i] += gain * frame[i] * window[i]. */
 void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain);
+
+/** A stretch of a signal put together from frames, with room for what they add beyond its ends. */
+class OverlapSum
+{
+public:
+    /** Begins with silence. Keeps its room from one stretch to the next. */
+    void clear (std::size_t length, std::size_t frameLength);
+
+    /** Adds gain * frame * window; the frame begins offset samples behind the stretch's start, or before it. */
+    void add (std::int64_t offset, const float* frame, std::span<const float> window, float gain)
+    {
+        overlapAdd (data.data() + (offset + margin), frame, window, gain);
+    }
+
+    [[nodiscard]] const float* samples() const { return data.data() + margin; }
+
+private:
+    AlignedBuffer data;
+    std::int64_t margin = 0; // one frame
+};
 
 } // namespace tessivar

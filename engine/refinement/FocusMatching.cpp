@@ -1,8 +1,7 @@
-#include "engine/refinement/FocusMatching.h"
-
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/SpectralKernels.h"
 #include "engine/refinement/OutputSegment.h"
+#include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
 #include <cmath>
@@ -53,7 +52,7 @@ void maskTrack (OutputSegment& segment, Workspace& w)
 {
     segment.clear (0);
 
-    for (auto t = segment.frames().first; t < segment.frames().end; ++t)
+    for (auto t = segment.range.frames.first; t < segment.range.frames.end; ++t)
     {
         w.sourceFrames.analyse (segment.frameSamples (t));
         segment.setSpectrum (w.sourceFrames.spectrum());
@@ -75,11 +74,12 @@ bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Wor
         outputs[f] = w.outputs[f].data();
     }
 
-    for (std::size_t first = 0; first < segment.length(); first += pieceSamples)
+    for (std::size_t first = 0; first < segment.range.length; first += pieceSamples)
     {
-        const auto n = std::min (pieceSamples, segment.length() - first);
+        const auto n = std::min (pieceSamples, segment.range.length - first);
 
-        if (! w.outputReader.read (track, segment.start() + static_cast<std::int64_t> (first), n, outputs))
+        if (! w.outputReader.read (
+                track, segment.range.start + static_cast<std::int64_t> (first), n, outputs))
             return false;
 
         sums.masked += kernels::sumOfSquares (masked + first, n);
@@ -98,18 +98,16 @@ bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Wor
 /** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half, which hold next to all
     that the sums are made of.
 */
-std::vector<std::size_t> loudSegments (const RefinementRun& run, std::size_t track)
+std::vector<std::size_t> loudSegments (std::size_t numSegments, std::span<const float> totals)
 {
-    const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
-    const auto* totals = run.totals.data() + track * numFrames;
-    std::vector<double> power (OutputSegment::count (run, track));
-    std::vector<std::size_t> segments (power.size());
+    std::vector<double> power (numSegments);
+    std::vector<std::size_t> segments (numSegments);
 
-    for (std::size_t n = 0; n < power.size(); ++n)
+    for (std::size_t n = 0; n < numSegments; ++n)
     {
-        const auto first = std::min (n * tileFrames, numFrames),
-                   end = std::min (first + tileFrames, numFrames);
-        power[n] = std::accumulate (totals + first, totals + end, 0.0);
+        const auto first = std::min (n * tileFrames, totals.size());
+        const auto part = totals.subspan (first, std::min (tileFrames, totals.size() - first));
+        power[n] = std::accumulate (part.begin(), part.end(), 0.0);
         segments[n] = n;
     }
 
@@ -164,9 +162,14 @@ double supportedEffect (const TrackAnalysis& analysis)
         (inaudibleDb - analysis.findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
 }
 
-bool matchFocus (RefinementRun& run, std::size_t track, ProgressRange progress)
+bool matchFocus (RefinementRun& run,
+                 std::size_t track,
+                 const MaskPlane& mask,
+                 std::span<const float> totals,
+                 ProgressRange progress)
 {
-    const auto segments = loudSegments (run, track);
+    const auto segments =
+        loudSegments (SampleSegment::count (run.shape, run.tracks[track].ownLength), totals);
     std::vector<MatchSums> sums (segments.size());
 
     const auto isDone =
@@ -176,24 +179,24 @@ bool matchFocus (RefinementRun& run, std::size_t track, ProgressRange progress)
                      {
                          OutputSegment segment (run, track, segments[item], w);
 
-                         if (const auto status = segment.open(); status != AnalysisStatus::completed)
+                         if (const auto status = segment.open (mask); status != AnalysisStatus::completed)
                              return status;
 
                          maskTrack (segment, w);
-                         return addOutputs (run.tracks[track], segment, w, sums[item])
-                                    ? AnalysisStatus::completed
-                                    : AnalysisStatus::readFailed;
+                         return completedIf (addOutputs (run.tracks[track], segment, w, sums[item]),
+                                             AnalysisStatus::readFailed);
                      });
+
+    if (! isDone)
+        return false;
 
     MatchSums total;
 
     for (const auto& part : sums)
         total.add (part);
 
-    if (isDone)
-        conclude (total, run.analysis (track));
-
-    return isDone;
+    conclude (total, run.analysis (track));
+    return true;
 }
 
 } // namespace tessivar::refinement

@@ -1,7 +1,6 @@
 #include "engine/refinement/InterferenceModel.h"
 
 #include "engine/AnalysisSettings.h"
-#include "engine/refinement/Rises.h"
 #include "engine/refinement/Statistics.h"
 
 #include <algorithm>

@@ -1,8 +1,6 @@
-#include "engine/refinement/LayerWriting.h"
-
 #include "engine/numerics/simd/MaskKernels.h"
-#include "engine/refinement/FocusMatching.h"
 #include "engine/refinement/OutputSegment.h"
+#include "engine/refinement/RefinementPasses.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
@@ -27,41 +25,40 @@ std::vector<std::size_t> layersOf (const TrackAnalysis& analysis)
     return layers;
 }
 
-bool readOutputs (const RefinementRun& run,
-                  const RefinementTrack& track,
+bool readOutputs (const RefinementTrack& track,
+                  const RateParameters& rate,
                   std::span<const std::size_t> layers,
-                  FrameRange frames,
+                  const OutputSegment& segment,
                   Workspace& w)
 {
-    const auto& shape = run.shape;
-    const auto all = shape.withNeighbours (frames);
+    const auto length = segment.available.numSamples (rate);
     StandardOutputReader::Outputs outputs{};
 
     for (const auto layer : layers)
         if (layer != 0)
         {
-            w.outputs[layer].resize (std::max (w.outputs[layer].size(), shape.samplesOf (all)));
+            w.outputs[layer].resize (std::max (w.outputs[layer].size(), length));
             outputs[layer] = w.outputs[layer].data();
-            w.outputPower[layer].open (w.outputFrames, outputs[layer], frames);
+            w.outputPower[layer].open (w.outputFrames, outputs[layer], segment.range.frames);
         }
 
-    return w.outputReader.read (track, frameStart (all.first, shape.rate), shape.samplesOf (all), outputs);
+    return w.outputReader.read (track, frameStart (segment.available.first, rate), length, outputs);
 }
 
 /** Every layer's signal: the track under the mask and the layer's own gains. */
 void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Workspace& w)
 {
     const auto stride = w.gains.size();
-    w.sourcePower.open (w.sourceFrames, segment.samplesAhead(), segment.frames());
+    w.sourcePower.open (w.sourceFrames, segment.frameSamples (segment.available.first), segment.range.frames);
 
     for (const auto layer : layers)
         segment.clear (layer);
 
-    for (auto t = segment.frames().first; t < segment.frames().end; ++t)
+    for (auto t = segment.range.frames.first; t < segment.range.frames.end; ++t)
     {
         const auto* total = w.sourcePower.next();
         segment.setSpectrum (w.sourcePower.spectrum());
-        kernels::maskGains (w.mask.data(), segment.mask (t), maskExponent, stride);
+        kernels::maskGains (w.maskGains.data(), segment.mask (t), maskExponent, stride);
 
         for (const auto layer : layers)
         {
@@ -70,7 +67,7 @@ void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Wor
                 kernels::maskGains (w.gains.data(), segment.mask (t), maskExponent + layerExponent, stride);
             else
                 kernels::layerGains (
-                    w.gains.data(), w.mask.data(), w.outputPower[layer].next(), total, stride);
+                    w.gains.data(), w.maskGains.data(), w.outputPower[layer].next(), total, stride);
 
             segment.add (layer, t, w.gains.data());
         }
@@ -93,9 +90,9 @@ bool writeChannels (const OutputSegment& segment,
 
     w.rendered.resize (pieceSamples * channelLayout::numRendered);
 
-    for (std::size_t first = 0; first < segment.length(); first += pieceSamples)
+    for (std::size_t first = 0; first < segment.range.length; first += pieceSamples)
     {
-        const auto n = std::min (pieceSamples, segment.length() - first);
+        const auto n = std::min (pieceSamples, segment.range.length - first);
         auto* frame = w.rendered.data();
 
         for (auto x = first; x < first + n; ++x, frame += channelLayout::numRendered)
@@ -113,7 +110,7 @@ bool writeChannels (const OutputSegment& segment,
             frame[6] = z[0];
         }
 
-        if (! sink.writeFrames (segment.start() + static_cast<std::int64_t> (first),
+        if (! sink.writeFrames (segment.range.start + static_cast<std::int64_t> (first),
                                 std::span (w.rendered).first (n * channelLayout::numRendered)))
             return false;
     }
@@ -122,32 +119,38 @@ bool writeChannels (const OutputSegment& segment,
 }
 } // namespace
 
-bool writeLayers (RefinementRun& run, std::size_t track, bool isCancelled, ProgressRange progress)
+bool writeLayers (RefinementRun& run,
+                  std::size_t track,
+                  const MaskPlane& mask,
+                  const std::optional<SamplePlane>& remainder,
+                  ProgressRange progress)
 {
     auto* sink = run.storage.refined (run.tracks[track].index);
 
     if (sink == nullptr)
-        return run.fail (AnalysisStatus::storageFailed);
+    {
+        run.fail (AnalysisStatus::storageFailed);
+        return false;
+    }
 
     const auto& analysis = run.analysis (track);
     const auto layers = layersOf (analysis);
 
     return run.forEach (
-        OutputSegment::count (run, track),
+        SampleSegment::count (run.shape, run.tracks[track].ownLength),
         progress,
         [&] (std::size_t item, Workspace& w)
         {
             OutputSegment segment (run, track, item, w);
 
-            if (const auto status = segment.open (isCancelled); status != AnalysisStatus::completed)
+            if (const auto status = segment.open (mask, remainder); status != AnalysisStatus::completed)
                 return status;
 
-            if (! readOutputs (run, run.tracks[track], layers, segment.frames(), w))
+            if (! readOutputs (run.tracks[track], run.shape.rate, layers, segment, w))
                 return AnalysisStatus::readFailed;
 
             addLayers (segment, layers, w);
-            return writeChannels (segment, analysis, w, *sink) ? AnalysisStatus::completed
-                                                               : AnalysisStatus::storageFailed;
+            return completedIf (writeChannels (segment, analysis, w, *sink), AnalysisStatus::storageFailed);
         });
 }
 

@@ -37,14 +37,18 @@ std::size_t framesInRoom (const SpectrumShape& shape, std::size_t numTracks)
 class ChosenFrames
 {
 public:
-    ChosenFrames (RefinementRun& r, const PathEnds& e) : run (r), ends (e), tracks (e.microphones)
+    ChosenFrames (RefinementRun& r,
+                  const Masks& m,
+                  std::span<const std::vector<float>> totals,
+                  const PathEnds& ends)
+        : run (r), masks (m), tracks (ends.microphones)
     {
         for (const auto j : ends.drums)
             if (std::find (tracks.begin(), tracks.end(), j) == tracks.end())
                 tracks.push_back (j);
 
         std::sort (tracks.begin(), tracks.end());
-        choose();
+        choose (ends.drums, totals);
         spectra.resize (tracks.size());
         gains.resize (tracks.size());
 
@@ -102,18 +106,17 @@ private:
     }
 
     /** The loudest frames, each track's power taken in parts of its own sum so that drums that play rarely count as much. */
-    void choose()
+    void choose (std::span<const std::size_t> drums, std::span<const std::vector<float>> totals)
     {
         const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
         std::vector<double> loudness (numFrames);
 
-        for (const auto j : ends.drums)
+        for (const auto j : drums)
         {
-            const auto* totals = run.totals.data() + j * numFrames;
-            const auto sum = std::accumulate (totals, totals + numFrames, 0.0);
+            const auto sum = std::accumulate (totals[j].begin(), totals[j].end(), 0.0);
 
             for (std::size_t t = 0; t < numFrames && sum > 0.0; ++t)
-                loudness[t] += totals[t] / sum;
+                loudness[t] += static_cast<double> (totals[j][t]) / sum;
         }
 
         std::vector<std::uint32_t> order (numFrames);
@@ -169,12 +172,12 @@ private:
                          spectra[n].data() + 2 * position (frame, f));
 
         // Only rendered tracks have a mask, and only they are among the drums.
-        if (run.tracks[tracks[n]].standard == nullptr)
+        const auto& mask = masks[tracks[n]];
+
+        if (! mask)
             return AnalysisStatus::completed;
 
-        if (! run.planes.read (run.powerPlane (tracks[n]),
-                               t * static_cast<std::int64_t> (shape.binStride),
-                               std::span (codes).first (shape.binStride)))
+        if (! mask->read (t, std::span (codes).first (shape.binStride)))
             return AnalysisStatus::storageFailed;
 
         kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, shape.binStride);
@@ -186,7 +189,7 @@ private:
     }
 
     RefinementRun& run;
-    const PathEnds& ends;
+    const Masks& masks;
     std::vector<std::size_t> tracks, used; // used: indices into frames
     std::vector<std::int64_t> frames;      // ascending
     std::vector<AlignedBuffer> spectra, gains;
@@ -236,10 +239,9 @@ bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<doubl
 class BinFit
 {
 public:
-    BinFit (const RefinementRun& r, const PathEnds& e, const ChosenFrames& f)
-        : run (r), ends (e), frames (f), numRows (ends.drums.size() * LeakagePaths::numTaps),
-          drums (numRows * 2 * f.size()), weighted (2 * f.size()), turned (2 * f.size()),
-          target (2 * f.size()), weights (f.size())
+    BinFit (const BinGains& g, const PathEnds& e, const ChosenFrames& f)
+        : gains (g), ends (e), frames (f), drums (ends.drums.size() * LeakagePaths::numTaps * 2 * f.size()),
+          weighted (2 * f.size()), turned (2 * f.size()), target (2 * f.size()), weights (f.size())
     {
     }
 
@@ -266,8 +268,8 @@ private:
 
         for (std::size_t d = 0; d < ends.drums.size(); ++d)
             if (const auto j = ends.drums[d]; j != microphone)
-                if (const auto gain = run.gainOf (bin, microphone, j); gain > leastGain)
-                    found.emplace_back (-gain * run.meanPower (bin, j), d);
+                if (const auto gain = gains.gain (bin, microphone, j); gain > leastGain)
+                    found.emplace_back (-gain * gains.meanPower (bin, j), d);
 
         std::sort (found.begin(), found.end());
         found.resize (std::min (found.size(), mostDrums));
@@ -283,7 +285,8 @@ private:
     void weigh (std::size_t bin, std::size_t microphone)
     {
         const auto n = frames.size();
-        std::fill (weights.begin(), weights.end(), powerFloor * run.meanPower (bin, microphone) + leastPower);
+        std::fill (
+            weights.begin(), weights.end(), powerFloor * gains.meanPower (bin, microphone) + leastPower);
 
         for (const auto isBefore : { false, true })
         {
@@ -334,7 +337,7 @@ private:
                 matrix[a * size + b] =
                     product (drum (chosen[b / LeakagePaths::numTaps], b % LeakagePaths::numTaps));
 
-            matrix[a * size + a] += 1.0 / run.gainOf (bin, microphone, ends.drums[d]);
+            matrix[a * size + a] += 1.0 / gains.gain (bin, microphone, ends.drums[d]);
             right[a] = product (target.data());
         }
 
@@ -348,23 +351,28 @@ private:
         {
             const auto j = ends.drums[chosen[a / LeakagePaths::numTaps]];
             const auto tap = a % LeakagePaths::numTaps;
-            paths.real (microphone, j, tap)[bin] = static_cast<float> (right[a].real());
-            paths.imaginary (microphone, j, tap)[bin] = static_cast<float> (right[a].imag());
+            auto* row = paths.row (microphone, j, tap);
+            row[bin] = static_cast<float> (right[a].real());
+            row[paths.binStride + bin] = static_cast<float> (right[a].imag());
         }
     }
 
-    const RefinementRun& run;
+    const BinGains& gains;
     const PathEnds& ends;
     const ChosenFrames& frames;
-    const std::size_t numRows;
     std::vector<float> drums, weighted, turned, target, weights;
     std::vector<std::complex<double>> matrix, right;
 };
 } // namespace
 
-bool fitPaths (RefinementRun& run, const PathEnds& ends, LeakagePaths& paths, ProgressRange progress)
+bool fitPaths (RefinementRun& run,
+               const FittedModel& model,
+               const Masks& masks,
+               const PathEnds& ends,
+               LeakagePaths& paths,
+               ProgressRange progress)
 {
-    ChosenFrames frames (run, ends);
+    ChosenFrames frames (run, masks, model.totals, ends);
 
     if (! frames.read (progress.part (0.0, 0.5)))
         return false;
@@ -374,7 +382,7 @@ bool fitPaths (RefinementRun& run, const PathEnds& ends, LeakagePaths& paths, Pr
                         progress.part (0.5, 1.0),
                         [&] (std::size_t item, Workspace&)
                         {
-                            BinFit bin (run, ends, frames);
+                            BinFit bin (model.bins, ends, frames);
                             const auto first = item * binsPerItem;
 
                             for (auto f = first; f < std::min (first + binsPerItem, numBins); ++f)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/refinement/RefinementRun.h"
+#include "engine/refinement/RefinementPasses.h"
 
 #include <cstddef>
 
@@ -12,8 +12,8 @@ namespace tessivar::refinement
 
         X_i (f, t) ~ own drum + sum over j other than i, and over k = 0, 1, of H_ijk (f) Z_j (f, t - k)
 
-    where Z_j is track j under the cube of its mask: where it is doubtful whether a bin holds drum j, it holds other drums too, and
-    among them the microphone's own, which must not be subtracted from itself. Real and imaginary parts lie in rows of their own, binStride values each.
+    where Z_j is track j under the cube of its mask: where it is doubtful whether a bin holds drum j, it holds other
+    drums too, and among them the microphone's own, which must not be subtracted from itself.
 */
 class LeakagePaths
 {
@@ -22,22 +22,25 @@ public:
     static constexpr float maskExponent = 3.0f;
 
     LeakagePaths (std::size_t tracks, std::size_t stride)
-        : numTracks (tracks), binStride (stride), values (tracks * tracks * numTaps * 2 * stride)
+        : binStride (stride), numTracks (tracks), values (tracks * tracks * numTaps * 2 * stride)
     {
     }
 
-    [[nodiscard]] float* real (std::size_t to, std::size_t from, std::size_t tap)
+    /** binStride real parts, and as many imaginary ones behind them. */
+    [[nodiscard]] float* row (std::size_t to, std::size_t from, std::size_t tap)
     {
-        return values.data() + (((to * numTracks + from) * numTaps + tap) * 2) * binStride;
+        return values.data() + ((to * numTracks + from) * numTaps + tap) * 2 * binStride;
     }
 
-    [[nodiscard]] float* imaginary (std::size_t to, std::size_t from, std::size_t tap)
+    [[nodiscard]] const float* row (std::size_t to, std::size_t from, std::size_t tap) const
     {
-        return real (to, from, tap) + binStride;
+        return values.data() + ((to * numTracks + from) * numTaps + tap) * 2 * binStride;
     }
+
+    const std::size_t binStride;
 
 private:
-    const std::size_t numTracks, binStride;
+    const std::size_t numTracks;
     AlignedBuffer values;
 };
 
@@ -50,13 +53,17 @@ struct PathEnds
 
 /** Fits the paths, bin by bin, to the frames in which the drums sound loudest, as many as a fixed room takes.
 
-    Least squares with every frame's error weighted by the reciprocal power of what the microphone's own drum has there, so that
-    its hits don't bend the paths, and with a zero-mean Gaussian prior on every tap whose variance is the power gain that the
-    interference model found for the pair: where little leaks, little can be subtracted. A pair that the model calls 50 dB down, or
-    that is not among the six loudest in a microphone, gets no path.
+    Least squares. Every frame's error is weighted by the reciprocal power of what the microphone's own drum has
+    there, so that its hits don't bend the paths, and every tap has a zero-mean Gaussian prior whose variance is the
+    power gain that the interference model found for the pair: where little leaks, little can be subtracted. A pair
+    that the model calls 50 dB down, or that is not among the six loudest in a microphone, gets no path.
 */
-[[nodiscard]] bool
-fitPaths (RefinementRun& run, const PathEnds& ends, LeakagePaths& paths, ProgressRange progress);
+[[nodiscard]] bool fitPaths (RefinementRun& run,
+                             const FittedModel& model,
+                             const Masks& masks,
+                             const PathEnds& ends,
+                             LeakagePaths& paths,
+                             ProgressRange progress);
 
 /** Bytes that the frames take while paths are fitted. */
 [[nodiscard]] std::uint64_t pathBytes (const SpectrumShape& shape, std::size_t numTracks);

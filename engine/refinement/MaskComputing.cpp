@@ -1,48 +1,57 @@
-#include "engine/refinement/MaskComputing.h"
-
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
+#include "engine/refinement/RefinementPasses.h"
+
+#include <utility>
 
 namespace tessivar::refinement
 {
 
-bool computeMask (RefinementRun& run,
-                  std::size_t track,
-                  const SeparationEvidence& evidence,
-                  ProgressRange progress)
+std::optional<MaskPlane>
+computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, ProgressRange progress)
 {
-    const auto& shape = run.shape;
-    const auto plane = run.powerPlane (track);
+    if (! fitted.evidence.weigh (run.control))
+    {
+        run.fail (AnalysisStatus::stopped);
+        return std::nullopt;
+    }
 
-    return run.forEach (
+    run.analysis (track).findings.leakageDb = fitted.evidence.leakageDb();
+
+    const auto& shape = run.shape;
+    TilePlane plane (std::move (fitted.logRatios));
+    const auto isDone = run.forEach (
         static_cast<std::size_t> (shape.numSegments),
         progress,
         [&] (std::size_t segment, Workspace& w)
         {
-            auto& tile = w.codes[0];
-            auto& rows = w.codes[1];
+            auto &tile = w.codes[0], &rows = w.codes[1];
             tile.resize (shape.tileCodes());
             rows.resize (shape.tileCodes());
 
-            if (! run.planes.read (plane, run.tileStart (segment), tile))
+            if (! plane.read (segment, 0, tile))
                 return AnalysisStatus::storageFailed;
 
-            for (std::size_t g = 0; g < run.bands.count(); ++g)
-                for (auto f = run.bands.firstBin (g); f < run.bands.endBin (g); ++f)
+            for (std::size_t band = 0; band < run.bands.count(); ++band)
+                for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
                 {
-                    auto* codes = tile.data() + f * tileFrames;
+                    auto* codes = tile.data() + bin * tileFrames;
                     kernels::packMask (codes,
                                        reinterpret_cast<const std::int16_t*> (codes),
-                                       evidence.common (g) + segment * tileFrames,
+                                       fitted.evidence.common (band) + segment * tileFrames,
                                        SeparationEvidence::binWeight,
                                        tileFrames);
                 }
 
             kernels::transposeCodes (
                 rows.data(), shape.binStride, tile.data(), tileFrames, shape.binStride, tileFrames);
-            return run.planes.write (plane, run.tileStart (segment), rows) ? AnalysisStatus::completed
-                                                                           : AnalysisStatus::storageFailed;
+            return completedIf (plane.write (segment, 0, rows), AnalysisStatus::storageFailed);
         });
+
+    if (! isDone)
+        return std::nullopt;
+
+    return MaskPlane (std::move (plane));
 }
 
 } // namespace tessivar::refinement

@@ -1,11 +1,11 @@
-#include "engine/refinement/ModelFitting.h"
-
 #include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
 #include "engine/refinement/InterferenceModel.h"
+#include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessivar::refinement
 {
@@ -23,7 +23,7 @@ std::size_t rowFrames (const SpectrumShape& shape)
 /** Codes of one bin of all tracks. */
 std::size_t codesOfBin (const SpectrumShape& shape, std::size_t numTracks)
 {
-    return RefinementRun::planesPerTrack * numTracks * rowFrames (shape);
+    return planesPerTrack * numTracks * rowFrames (shape);
 }
 
 /** Floats of one bin of all tracks: power and own drum. */
@@ -41,8 +41,12 @@ std::size_t binsOfBlock (const SpectrumShape& shape, std::size_t numTracks)
 class BinBlock
 {
 public:
-    BinBlock (RefinementRun& r, Workspace& workspace, std::size_t first, std::size_t count)
-        : run (r), w (workspace), firstBin (first), numBins (count),
+    BinBlock (const RefinementRun& r,
+              const GatheredPowers& p,
+              Workspace& workspace,
+              std::size_t first,
+              std::size_t count)
+        : run (r), powers (p), w (workspace), firstBin (first), numBins (count),
           numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape))
     {
         const auto numTracks = run.tracks.size();
@@ -60,9 +64,10 @@ public:
         return forEachPiece (
             [&] (std::size_t i, std::size_t segment)
             {
-                return run.planes.read (run.powerPlane (i), startOf (segment), codes (power, i, segment))
-                       && run.planes.read (run.finePlane (i), startOf (segment), codes (fine, i, segment))
-                       && run.planes.read (run.ownPlane (i), startOf (segment), codes (own, i, segment));
+                const auto& track = powers.tracks[i];
+                return track.upper.read (segment, firstBin, codes (power, i, segment))
+                       && track.lower.read (segment, firstBin, codes (lower, i, segment))
+                       && track.ownDrum.read (segment, firstBin, codes (own, i, segment));
             });
     }
 
@@ -71,13 +76,14 @@ public:
     {
         return forEachPiece (
             [&] (std::size_t i, std::size_t segment)
-            { return run.planes.write (run.powerPlane (i), startOf (segment), codes (power, i, segment)); });
+            { return powers.tracks[i].upper.write (segment, firstBin, codes (power, i, segment)); });
     }
 
     [[nodiscard]] bool fit (InterferenceModel& model,
                             std::size_t bin,
                             std::size_t band,
-                            std::vector<SeparationEvidence>& evidence)
+                            std::vector<SeparationEvidence>& evidence,
+                            BinGains& gains)
     {
         for (std::size_t i = 0; i < run.tracks.size(); ++i)
         {
@@ -85,7 +91,7 @@ public:
             {
                 kernels::joinFloats (row (power, i) + segment * tileFrames,
                                      codes (power, i, segment).data() + bin * tileFrames,
-                                     codes (fine, i, segment).data() + bin * tileFrames,
+                                     codes (lower, i, segment).data() + bin * tileFrames,
                                      tileFrames);
                 kernels::unpackPowers (row (own, i) + segment * tileFrames,
                                        codes (own, i, segment).data() + bin * tileFrames,
@@ -93,18 +99,17 @@ public:
             }
 
             kernels::accumulate (evidence[i].total (band), row (power, i), rowStride);
-            run.meanPower (firstBin + bin, i) = static_cast<float> (
+            gains.meanPower (firstBin + bin, i) = static_cast<float> (
                 kernels::rowSum (row (power, i), rowStride) / static_cast<double> (run.shape.numFrames));
         }
 
         if (! model.fit (row (power, 0), row (own, 0), rowStride, run.control))
             return false;
 
+        std::copy (model.gains().begin(), model.gains().end(), gains.gainsOf (firstBin + bin).begin());
+
         for (std::size_t i = 0; i < run.tracks.size(); ++i)
         {
-            for (std::size_t j = 0; j < run.tracks.size(); ++j)
-                run.gainOf (firstBin + bin, i, j) = model.gains()[i * run.tracks.size() + j];
-
             kernels::accumulate (evidence[i].own (band), row (own, i), rowStride);
             kernels::accumulate (evidence[i].leakage (band), row (power, i), rowStride);
 
@@ -124,7 +129,7 @@ private:
     {
         power,
         own,
-        fine // codes only
+        lower // codes only
     };
 
     /** The pieces of a long Group lie far apart on the disk: tens of thousands of reads, each of which may take a while. */
@@ -144,11 +149,6 @@ private:
         return AnalysisStatus::completed;
     }
 
-    [[nodiscard]] std::int64_t startOf (std::size_t segment) const
-    {
-        return run.tileStart (segment) + static_cast<std::int64_t> (firstBin * tileFrames);
-    }
-
     [[nodiscard]] std::span<std::uint16_t> codes (Kind kind, std::size_t track, std::size_t segment)
     {
         const auto piece = numBins * tileFrames;
@@ -161,51 +161,73 @@ private:
         return w.blockRows.data() + (kind * run.tracks.size() + track) * rowStride;
     }
 
-    RefinementRun& run;
+    const RefinementRun& run;
+    const GatheredPowers& powers;
     Workspace& w;
     const std::size_t firstBin, numBins, numSegments, rowStride;
 };
 } // namespace
 
-bool fitModel (RefinementRun& run, std::vector<SeparationEvidence>& evidence, ProgressRange progress)
+std::optional<FittedModel> fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress)
 {
+    const auto& shape = run.shape;
+    const auto& bands = run.bands;
+    const auto numTracks = run.tracks.size();
     std::vector<DrumType> types;
+    std::vector<SeparationEvidence> evidence;
 
     for (const auto& track : run.tracks)
+    {
         types.push_back (track.drumType);
+        evidence.emplace_back (bands,
+                               rowFrames (shape),
+                               static_cast<std::size_t> (shape.numFrames),
+                               static_cast<double> (shape.rate.hop) / shape.rate.sampleRate);
+    }
 
-    const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
-    const auto rules = riseRules (run.totals, run.tracks.size(), numFrames);
-    const auto room = binsOfBlock (run.shape, run.tracks.size());
+    const auto rules = riseRules (powers.totals);
+    const auto room = binsOfBlock (shape, numTracks);
+    BinGains gains (shape.numBins, numTracks);
 
-    // One worker sums up a band, bin after bin, so that the sums don't depend on their number. The upper
+    const auto fitBand = [&] (std::size_t band, Workspace& w)
+    {
+        InterferenceModel model (types, static_cast<std::size_t> (shape.numFrames), rules);
+
+        for (auto first = bands.firstBin (band); first < bands.endBin (band); first += room)
+        {
+            const auto numBins = std::min (room, bands.endBin (band) - first);
+            BinBlock block (run, powers, w, first, numBins);
+
+            if (const auto status = block.read(); status != AnalysisStatus::completed)
+                return status;
+
+            for (std::size_t bin = 0; bin < numBins; ++bin)
+                if (! block.fit (model, bin, band, evidence, gains))
+                    return AnalysisStatus::stopped;
+
+            if (const auto status = block.write(); status != AnalysisStatus::completed)
+                return status;
+        }
+
+        return AnalysisStatus::completed;
+    };
+
+    // One worker sums up a band, bin after bin, so that the sums don't depend on the number of workers. The upper
     // bands are the widest and come first, the narrow ones fill the gaps at the end.
-    return run.forEach (run.bands.count(),
-                        progress,
-                        [&] (std::size_t item, Workspace& w)
-                        {
-                            const auto band = run.bands.count() - 1 - item;
-                            InterferenceModel model (types, numFrames, rules);
+    if (! run.forEach (bands.count(),
+                       progress,
+                       [&] (std::size_t item, Workspace& w)
+                       { return fitBand (bands.count() - 1 - item, w); }))
+        return std::nullopt;
 
-                            for (auto first = run.bands.firstBin (band); first < run.bands.endBin (band);
-                                 first += room)
-                            {
-                                const auto numBins = std::min (room, run.bands.endBin (band) - first);
-                                BinBlock block (run, w, first, numBins);
+    FittedModel model{ {}, std::move (gains), std::move (powers.totals) };
 
-                                if (const auto status = block.read(); status != AnalysisStatus::completed)
-                                    return status;
+    for (std::size_t i = 0; i < numTracks; ++i)
+        model.tracks.push_back ({ std::move (powers.tracks[i].upper),
+                                  std::move (powers.tracks[i].lower),
+                                  std::move (evidence[i]) });
 
-                                for (std::size_t bin = 0; bin < numBins; ++bin)
-                                    if (! block.fit (model, bin, band, evidence))
-                                        return AnalysisStatus::stopped;
-
-                                if (const auto status = block.write(); status != AnalysisStatus::completed)
-                                    return status;
-                            }
-
-                            return AnalysisStatus::completed;
-                        });
+    return model;
 }
 
 std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks)

@@ -1,4 +1,4 @@
-#include "engine/refinement/PowerGathering.h"
+#include "engine/refinement/RefinementPasses.h"
 
 #include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
@@ -14,25 +14,28 @@ constexpr std::size_t firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.001f; // of the track's power
 
 /** Rows of frames to rows of bins. */
-bool writeTile (RefinementRun& run,
-                int plane,
+bool writeTile (const TilePlane& plane,
+                const SpectrumShape& shape,
                 std::size_t segment,
                 const std::vector<std::uint16_t>& rows,
                 std::vector<std::uint16_t>& tile)
 {
-    const auto& shape = run.shape;
     tile.resize (shape.tileCodes());
     kernels::transposeCodes (
         tile.data(), tileFrames, rows.data(), shape.binStride, tileFrames, shape.binStride);
-    return run.planes.write (plane, run.tileStart (segment), tile);
+    return plane.write (segment, 0, tile);
 }
 
-AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size_t i, Workspace& w)
+/** totals: of the segment's frames, to be filled. */
+AnalysisStatus gatherSegment (const SpectrumShape& shape,
+                              const RefinementTrack& track,
+                              std::size_t segment,
+                              Workspace& w,
+                              const TrackPower& planes,
+                              float* totals)
 {
-    const auto& shape = run.shape;
-    const auto& track = run.tracks[i];
     const auto frames = shape.segment (segment), all = shape.withNeighbours (frames);
-    auto& [power, fine, own, tile] = w.codes;
+    auto& [upper, lower, own, tile] = w.codes;
     const auto hasEstimate = track.standard != nullptr;
 
     if (! readFrames (*track.source, shape, all, w.source))
@@ -54,7 +57,7 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
         estimate.open (w.outputFrames, samples.data(), frames);
     }
 
-    for (auto* rows : { &power, &fine, &own })
+    for (auto* rows : { &upper, &lower, &own })
     {
         rows->resize (shape.tileCodes());
         // Behind the last frame of all there are zeros.
@@ -63,7 +66,6 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
     }
 
     auto& sum = w.gains;
-    auto* totals = run.totals.data() + static_cast<std::int64_t> (i) * shape.numFrames + frames.first;
 
     for (std::int64_t t = 0; t < frames.size(); ++t)
     {
@@ -76,26 +78,55 @@ AnalysisStatus gatherSegment (RefinementRun& run, std::size_t segment, std::size
             sum[f] = p[f] + firstEstimateFloor * v[f];
 
         totals[t] = static_cast<float> (kernels::rowSum (v, shape.binStride));
-        kernels::splitFloats (power.data() + at, fine.data() + at, v, shape.binStride);
+        kernels::splitFloats (upper.data() + at, lower.data() + at, v, shape.binStride);
         kernels::packPowers (own.data() + at, sum.data(), shape.binStride);
     }
 
-    return writeTile (run, run.powerPlane (i), segment, power, tile)
-                   && writeTile (run, run.finePlane (i), segment, fine, tile)
-                   && writeTile (run, run.ownPlane (i), segment, own, tile)
-               ? AnalysisStatus::completed
-               : AnalysisStatus::storageFailed;
+    return completedIf (writeTile (planes.upper, shape, segment, upper, tile)
+                            && writeTile (planes.lower, shape, segment, lower, tile)
+                            && writeTile (planes.ownDrum, shape, segment, own, tile),
+                        AnalysisStatus::storageFailed);
 }
 } // namespace
 
-bool gatherPowers (RefinementRun& run, ProgressRange progress)
+std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress)
 {
-    const auto numTracks = run.tracks.size();
-    run.totals.assign (numTracks * static_cast<std::size_t> (run.shape.numFrames), 0.0f);
-    return run.forEach (static_cast<std::size_t> (run.shape.numSegments) * numTracks,
-                        progress,
-                        [&] (std::size_t item, Workspace& w)
-                        { return gatherSegment (run, item / numTracks, item % numTracks, w); });
+    const auto& shape = run.shape;
+    const auto numTracks = run.tracks.size(), numSegments = static_cast<std::size_t> (shape.numSegments);
+    auto* const scratch =
+        run.storage.spectrograms (static_cast<int> (planesPerTrack * numTracks),
+                                  static_cast<std::int64_t> (numSegments * shape.tileCodes() / 2));
+
+    if (scratch == nullptr)
+    {
+        run.fail (AnalysisStatus::storageFailed);
+        return std::nullopt;
+    }
+
+    GatheredPowers powers;
+    int nextPlane = 0;
+    const auto takePlane = [&] { return TilePlane ({ *scratch, nextPlane++, shape }); };
+
+    for (std::size_t i = 0; i < numTracks; ++i)
+    {
+        powers.tracks.push_back ({ takePlane(), takePlane(), takePlane() });
+        powers.totals.emplace_back (static_cast<std::size_t> (shape.numFrames));
+    }
+
+    const auto isDone =
+        run.forEach (numSegments * numTracks,
+                     progress,
+                     [&] (std::size_t item, Workspace& w)
+                     {
+                         const auto segment = item / numTracks, i = item % numTracks;
+                         return gatherSegment (shape,
+                                               run.tracks[i],
+                                               segment,
+                                               w,
+                                               powers.tracks[i],
+                                               powers.totals[i].data() + segment * tileFrames);
+                     });
+    return isDone ? std::optional (std::move (powers)) : std::nullopt;
 }
 
 } // namespace tessivar::refinement

@@ -3,85 +3,68 @@
 #include "engine/DataFileGenerator.h"
 
 #include <algorithm>
-#include <mutex>
 
 namespace tessivar::refinement
 {
 
 Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
-    : sourceFrames (window), outputFrames (window),
-      sourcePower (shape, true), outputPower{ PowerStream (shape, false), PowerStream (shape, false),
-                                              PowerStream (shape, false), PowerStream (shape, false),
-                                              PowerStream (shape, false), PowerStream (shape, false) },
-      frame (static_cast<std::size_t> (shape.rate.frameLength)), mask (shape.binStride),
+    : sourceFrames (window), outputFrames (window), sourcePower (shape, true),
+      frame (static_cast<std::size_t> (shape.rate.frameLength)), maskGains (shape.binStride),
       gains (shape.binStride)
 {
+    for (std::size_t f = 0; f < numFocusSteps; ++f)
+        outputPower.emplace_back (shape, false);
 }
 
 RefinementRun::RefinementRun (std::span<const RefinementTrack> t,
-                              const AnalysisShape& s,
+                              const AnalysisShape& analysisShape,
                               WorkerPool& p,
-                              const RefinementStorage& st,
+                              const RefinementStorage& s,
                               const WorkControl& c,
-                              const std::function<void (double)>& pr,
-                              std::vector<TrackAnalysis>& a)
-    : tracks (t), shape (s), storage (st), control (c),
-      bands (shape.numBins, static_cast<double> (shape.rate.sampleRate) / shape.rate.frameLength), pool (p),
-      progress (pr), analyses (a)
+                              const std::function<void (double)>& progressSink,
+                              std::vector<TrackAnalysis>& results)
+    : tracks (t), shape (analysisShape), storage (s), control (c), bands (shape.numBins, shape.binWidthHz()),
+      pool (p), progress (progressSink), analyses (results)
 {
     const auto weights = dataFiles::sineBellWindow (shape.rate.frameLength);
     window = AlignedBuffer (weights.size());
     std::copy (weights.begin(), weights.end(), window.data());
 
-    gains.resize (shape.binStride * tracks.size() * tracks.size());
-    meanPowers.resize (shape.binStride * tracks.size());
-
     for (int i = 0; i < pool.numWorkers(); ++i)
         workspaces.push_back (std::make_unique<Workspace> (shape, window.span()));
-}
-
-bool RefinementRun::openPlanes()
-{
-    planes =
-        PackedPlanes (storage.spectrograms (static_cast<int> (planesPerTrack * tracks.size()),
-                                            tileStart (static_cast<std::size_t> (shape.numSegments)) / 2));
-    return planes.isOpen() || fail (AnalysisStatus::storageFailed);
 }
 
 bool RefinementRun::forEach (std::size_t numItems,
                              ProgressRange progressRange,
                              const std::function<AnalysisStatus (std::size_t, Workspace&)>& work)
 {
-    std::mutex progressLock; // guards numDone
-    std::size_t numDone = 0;
-
-    pool.forEach (
+    currentStatus = forEachItem (
+        pool,
+        control,
         numItems,
         [&] (std::size_t item, int worker)
-        {
-            if (failure != AnalysisStatus::completed)
-                return;
-
-            const auto outcome = control.stopRequested()
-                                     ? AnalysisStatus::stopped
-                                     : work (item, *workspaces[static_cast<std::size_t> (worker)]);
-
-            if (outcome != AnalysisStatus::completed)
-            {
-                failure = outcome;
-                return;
-            }
-
-            const std::lock_guard lock (progressLock);
-            progress (progressRange.at (static_cast<double> (++numDone) / static_cast<double> (numItems)));
-        });
-    return failure == AnalysisStatus::completed;
+        { return work (item, *workspaces[static_cast<std::size_t> (worker)]); },
+        [&] (double done) { progress (progressRange.at (done)); });
+    return currentStatus == AnalysisStatus::completed;
 }
 
-bool RefinementRun::fail (AnalysisStatus reason)
+bool RefinementRun::forEachRendered (ProgressRange progressRange,
+                                     const std::function<bool (std::size_t, ProgressRange)>& work)
 {
-    failure = reason;
-    return false;
+    std::vector<std::size_t> rendered;
+
+    for (std::size_t i = 0; i < tracks.size(); ++i)
+        if (tracks[i].standard != nullptr)
+            rendered.push_back (i);
+
+    const auto share = 1.0 / static_cast<double> (rendered.size());
+
+    for (std::size_t n = 0; n < rendered.size(); ++n)
+        if (const auto done = static_cast<double> (n) * share;
+            ! work (rendered[n], progressRange.part (done, done + share)))
+            return false;
+
+    return true;
 }
 
 } // namespace tessivar::refinement

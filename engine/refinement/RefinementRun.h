@@ -1,14 +1,12 @@
 #pragma once
 
-#include "engine/numerics/WorkerPool.h"
-#include "engine/refinement/PackedPlanes.h"
+#include "engine/WorkItems.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/RefinementSpectra.h"
 #include "engine/refinement/SeparationEvidence.h"
 #include "terms/WorkControl.h"
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,12 +16,12 @@
 namespace tessivar::refinement
 {
 
-/** What a worker needs where it works on all tracks at once, indexed like the tracks. */
-struct AllTracks
+/** What a worker needs to subtract leakage from all tracks at once; indexed like the tracks. */
+struct SubtractionBuffers
 {
     std::vector<std::vector<float>> sources;
-    std::vector<std::vector<std::uint16_t>> codes;
-    std::vector<AlignedBuffer> leakage;
+    std::vector<std::vector<std::uint16_t>> masks;
+    std::vector<OverlapSum> leakage;
     AlignedBuffer drums, spectrum, sums;
 };
 
@@ -34,17 +32,17 @@ struct Workspace
 
     FrameAnalyser sourceFrames, outputFrames;
     PowerStream sourcePower;
-    std::array<PowerStream, numFocusSteps> outputPower; // by Focus; that of 0 is not used
+    std::vector<PowerStream> outputPower; // by Focus; that of 0 is not used
     StandardOutputReader outputReader;
-    std::vector<float> source, uncancelled;
+    std::vector<float> source, untouched;
     std::array<std::vector<float>, numFocusSteps> outputs;
-    std::array<std::vector<std::uint16_t>, 4> codes; // tiles
+    std::array<std::vector<std::uint16_t>, 4> codes; // of tiles
     std::vector<std::uint16_t> blockCodes;           // the model's block of bins
     AlignedBuffer blockRows;                         // one bin of it
-    AlignedBuffer frame, mask, gains;
-    std::array<AlignedBuffer, numFocusSteps> signals;
+    AlignedBuffer frame, maskGains, gains;
+    std::array<OverlapSum, numFocusSteps> signals;
     std::vector<float> rendered;
-    AllTracks allTracks;
+    SubtractionBuffers subtraction;
 };
 
 /** A stretch of the progress, 0..1. */
@@ -56,7 +54,7 @@ struct ProgressRange
     double from = 0.0, to = 1.0;
 };
 
-/** What the passes of a refinement have in common: tracks, sizes, planes and workers. */
+/** What the passes of a refinement share: tracks, sizes, workers and the status. */
 class RefinementRun
 {
 public:
@@ -68,40 +66,22 @@ public:
                    const std::function<void (double)>& progress,
                    std::vector<TrackAnalysis>& analyses);
 
-    /** Makes room for the planes; false without. */
-    [[nodiscard]] bool openPlanes();
-
-    /** Runs items on the workers until one fails or a stop is requested; then status() says why and this
-        returns false. Items are handed out in ascending order. */
+    /** Shares items among the workers as forEachItem does; false when one fails or a stop is requested. */
     [[nodiscard]] bool forEach (std::size_t numItems,
                                 ProgressRange progressRange,
                                 const std::function<AnalysisStatus (std::size_t item, Workspace&)>& work);
 
-    [[nodiscard]] bool fail (AnalysisStatus reason);
-    [[nodiscard]] AnalysisStatus status() const { return failure; }
+    /** Does the work for one track with standard channels after the other, until it returns false. */
+    [[nodiscard]] bool forEachRendered (ProgressRange progressRange,
+                                        const std::function<bool (std::size_t track, ProgressRange)>& work);
+
+    /** Completed, or why the last pass failed. */
+    [[nodiscard]] AnalysisStatus status() const { return currentStatus; }
+    void fail (AnalysisStatus reason) { currentStatus = reason; }
 
     [[nodiscard]] TrackAnalysis& analysis (std::size_t track) const
     {
         return analyses[static_cast<std::size_t> (tracks[track].index)];
-    }
-
-    static constexpr std::size_t planesPerTrack = 3;
-
-    /** Where the upper bits of a track's smoothed power lie; later its log ratios, then its mask. */
-    [[nodiscard]] int powerPlane (std::size_t track) const
-    {
-        return static_cast<int> (planesPerTrack * track);
-    }
-    /** Where the lower bits lie, hits that are alike differ by less than half the bits and it matters which is the loudest;
-        later the samples without what was cancelled. */
-    [[nodiscard]] int finePlane (std::size_t track) const { return powerPlane (track) + 1; }
-    /** Where the first estimate of its own drum's power lies. */
-    [[nodiscard]] int ownPlane (std::size_t track) const { return powerPlane (track) + 2; }
-
-    /** First code of a segment's tile in a plane. */
-    [[nodiscard]] std::int64_t tileStart (std::size_t segment) const
-    {
-        return static_cast<std::int64_t> (segment * shape.tileCodes());
     }
 
     const std::span<const RefinementTrack> tracks;
@@ -110,37 +90,13 @@ public:
     const WorkControl& control;
     const EvidenceBands bands;
     AlignedBuffer window;
-    PackedPlanes planes;
-
-    /** Power of whole frames of every track, shape.numFrames each: what powerPlane() holds, summed up. */
-    std::vector<float> totals;
-
-    /** Of the fitted model: the power gain from a drum into a microphone, and the mean power of a track, in a bin. */
-    [[nodiscard]] float& gainOf (std::size_t bin, std::size_t microphone, std::size_t drum)
-    {
-        return gains[(bin * tracks.size() + microphone) * tracks.size() + drum];
-    }
-    [[nodiscard]] float gainOf (std::size_t bin, std::size_t microphone, std::size_t drum) const
-    {
-        return gains[(bin * tracks.size() + microphone) * tracks.size() + drum];
-    }
-    [[nodiscard]] float& meanPower (std::size_t bin, std::size_t track)
-    {
-        return meanPowers[bin * tracks.size() + track];
-    }
-    [[nodiscard]] float meanPower (std::size_t bin, std::size_t track) const
-    {
-        return meanPowers[bin * tracks.size() + track];
-    }
 
 private:
-    std::vector<float> gains, meanPowers;
-
     WorkerPool& pool;
     const std::function<void (double)>& progress;
     std::vector<TrackAnalysis>& analyses;
     std::vector<std::unique_ptr<Workspace>> workspaces;
-    std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
+    AnalysisStatus currentStatus = AnalysisStatus::completed;
 };
 
 } // namespace tessivar::refinement

@@ -14,7 +14,7 @@ SpectrumShape::SpectrumShape (const AnalysisShape& shape) : rate (shape.rate), l
     rate.frameLength *= 2;
     rate.hop *= 2;
     numBins = static_cast<std::size_t> (rate.numBins());
-    binStride = (numBins + 15) / 16 * 16;
+    binStride = kernels::wholeVectors (numBins);
     numFrames = AnalysisShape::framesForLength (length, rate);
     numSegments = (numFrames + segmentFrames - 1) / segmentFrames;
 }
@@ -30,14 +30,18 @@ FrameRange SpectrumShape::withNeighbours (FrameRange frames) const
     return { std::max (frames.first - 1, std::int64_t{ 0 }), std::min (frames.end + 1, numFrames) };
 }
 
-FrameRange SpectrumShape::framesOf (std::int64_t start, std::int64_t end) const
+SampleSegment::SampleSegment (const SpectrumShape& shape, std::size_t index, std::int64_t signalLength)
+    : start (static_cast<std::int64_t> (index) * segmentFrames * shape.rate.hop)
 {
-    return { start / rate.hop + 1, std::min (numFrames, (end + rate.frameLength + rate.hop - 1) / rate.hop) };
+    const auto end = std::min (start + segmentFrames * shape.rate.hop, signalLength);
+    length = static_cast<std::size_t> (end - start);
+    frames = FrameRange::overlapping (start, end, shape.numFrames, shape.rate);
 }
 
-std::size_t SpectrumShape::samplesOf (FrameRange frames) const
+std::size_t SampleSegment::count (const SpectrumShape& shape, std::int64_t signalLength)
 {
-    return static_cast<std::size_t> ((frames.size() - 1) * rate.hop + rate.frameLength);
+    const auto samples = segmentFrames * shape.rate.hop;
+    return static_cast<std::size_t> ((signalLength + samples - 1) / samples);
 }
 
 bool readFrames (SampleSource& source,
@@ -45,7 +49,7 @@ bool readFrames (SampleSource& source,
                  FrameRange frames,
                  std::vector<float>& samples)
 {
-    samples.resize (shape.samplesOf (frames));
+    samples.resize (frames.numSamples (shape.rate));
 
     if (! source.read (frameStart (frames.first, shape.rate), samples))
         return false;

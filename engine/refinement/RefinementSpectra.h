@@ -18,14 +18,6 @@ inline constexpr std::int64_t segmentFrames = 256;
 inline constexpr std::size_t tileFrames = static_cast<std::size_t> (segmentFrames);
 inline constexpr int numFocusSteps = 6; // whole Focus values 0..5
 
-/** Frames first .. end - 1. */
-struct FrameRange
-{
-    std::int64_t first = 0, end = 0;
-
-    [[nodiscard]] std::int64_t size() const { return end - first; }
-};
-
 /** Sizes of the refinement's own spectra: twice the frame length of the analysis. */
 struct SpectrumShape
 {
@@ -37,18 +29,29 @@ struct SpectrumShape
     /** The frames and one more on either side, where there is one. */
     [[nodiscard]] FrameRange withNeighbours (FrameRange frames) const;
 
-    /** Frames that overlap samples start .. end - 1. */
-    [[nodiscard]] FrameRange framesOf (std::int64_t start, std::int64_t end) const;
-
-    /** Samples that the frames span, from frameStart (frames.first, rate) on. */
-    [[nodiscard]] std::size_t samplesOf (FrameRange frames) const;
-
+    [[nodiscard]] double binWidthHz() const
+    {
+        return static_cast<double> (rate.sampleRate) / rate.frameLength;
+    }
     [[nodiscard]] std::size_t tileCodes() const { return binStride * tileFrames; }
 
     RateParameters rate; // only frame length and hop count
     std::size_t numBins = 0;
     std::size_t binStride = 0; // bins of a row, in whole vectors
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
+};
+
+/** A stretch of 256 hops of a signal, and the frames that overlap it. */
+struct SampleSegment
+{
+    SampleSegment (const SpectrumShape& shape, std::size_t index, std::int64_t signalLength);
+
+    /** Segments of a signal. */
+    [[nodiscard]] static std::size_t count (const SpectrumShape& shape, std::int64_t signalLength);
+
+    std::int64_t start = 0;
+    std::size_t length = 0;
+    FrameRange frames;
 };
 
 /** Samples of a source that these frames span; what is not finite reads as 0. False when they can't be read. */

@@ -1,6 +1,5 @@
 #include "engine/refinement/RiseRules.h"
 
-#include "engine/refinement/Rises.h"
 #include "engine/refinement/Statistics.h"
 
 #include <algorithm>
@@ -14,13 +13,13 @@ namespace
 {
 constexpr RiseRule wary{ 1.5f, 2.0f, 0.5 }, usual{ 1.25f, 2.0f, 0.65 }, trusting{ 1.1f, 1.5f, 0.8 };
 
-// Of whole frames, in dB: the median rise in one microphone, in parts of the rise in the other.
+// Median rise of whole frames in one microphone over that in the other, in dB.
 constexpr double heardPairDb = -45.0;                  // this drum is heard in this microphone
 constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the other drums in a microphone
 constexpr double sameDrumDb = -6.0;                    // so loud is no leakage: both hear one drum
 constexpr double unheardDb = -90.0;
 
-/** Frames in which a track becomes loud: of its loudest ones the half that rises most. */
+/** Onsets: of a track's loudest frames the half that rises most. */
 std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
 {
     const auto rise = [own] (std::uint32_t t) { return riseAt (own.data(), t); };
@@ -65,18 +64,18 @@ medianRiseDb (std::span<const float> own, std::span<const float> other, std::spa
 }
 } // namespace
 
-std::vector<RiseRule> riseRules (std::span<const float> totals, std::size_t numTracks, std::size_t numFrames)
+std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals)
 {
-    const auto row = [&] (std::size_t i) { return totals.subspan (i * numFrames, numFrames); };
+    const auto numTracks = totals.size();
     std::vector<double> heard (numTracks * numTracks, unheardDb);
 
     for (std::size_t j = 0; j < numTracks; ++j)
     {
-        const auto onsets = onsetsOf (row (j));
+        const auto onsets = onsetsOf (totals[j]);
 
         for (std::size_t i = 0; i < numTracks; ++i)
             if (i != j)
-                heard[i * numTracks + j] = medianRiseDb (row (j), row (i), onsets);
+                heard[i * numTracks + j] = medianRiseDb (totals[j], totals[i], onsets);
     }
 
     std::vector<RiseRule> rules (numTracks * numTracks, wary);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -7,9 +8,25 @@
 namespace tessivar
 {
 
-/** What the interference model takes for a hit that is heard in another microphone too. Of the onsets of a drum, bin by bin, a
-    quantile of the other microphone's rises, in parts of the drum's own, bounds its gain there.
-*/
+/** Frames are compared with the third before them, so that means of three frames don't overlap. */
+constexpr std::size_t riseFrames = 3;
+
+/** How much the power rises up to frame t: 0 where there is nothing to compare with, negative where it falls. */
+[[nodiscard]] inline float riseAt (const float* power, std::size_t t)
+{
+    return t < riseFrames ? 0.0f : power[t] - power[t - riseFrames];
+}
+
+/** How much another microphone's power rises at frame t beyond steadyFactor times what was there before, as a
+    fraction of the drum's own rise, which is positive. */
+[[nodiscard]] inline float riseRatio (const float* own, const float* other, std::size_t t, float steadyFactor)
+{
+    return std::max (0.0f, other[t] - steadyFactor * other[t - riseFrames])
+           / std::max (riseAt (own, t), 1.0e-20f);
+}
+
+/** When a drum's hit counts as heard in another microphone: it rises there too. In each bin a quantile of the
+    other microphone's rises at the drum's onsets, as fractions of the drum's own, bounds its gain there. */
 struct RiseRule
 {
     float steadyFactor = 1.5f; // what sounds already may waver by this much without counting
@@ -19,13 +36,13 @@ struct RiseRule
 
 /** A rule for every pair of M microphones: entry i * M + j is for what drum j leaves in microphone i.
 
-    The less a microphone hears of the others on the whole, the more a rise has to say: where next to nothing leaks, a drum's own
-    ring under other hits must not be taken for leakage. Where microphones hear each other well, a bin in which hits are hidden
-    by what sounds on says nothing, and a low quantile would leave their leakage in.
+    The less a microphone hears of the others on the whole, the more a rise has to prove: where next to nothing
+    leaks, a drum's own ring under other hits must not be taken for leakage. Where microphones hear each other
+    well, a bin in which hits drown in what rings on proves nothing, and a low quantile would leave their
+    leakage in.
 
-    @param totals  power of whole frames, M rows of numFrames values, means of three frames
+    @param totals  for each microphone the power of whole frames, means of three
 */
-[[nodiscard]] std::vector<RiseRule>
-riseRules (std::span<const float> totals, std::size_t numTracks, std::size_t numFrames);
+[[nodiscard]] std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals);
 
 } // namespace tessivar

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "engine/SampleStorage.h"
+#include "engine/refinement/RefinementSpectra.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <utility>
+
+namespace tessivar::refinement
+{
+
+/** The handle of a scratch plane, which holds 16-bit codes, two in the room of a float. A pass that fills a
+    plane with something else takes the handle and returns one of another type, so a plane can't be read as
+    what it no longer holds. Several threads may work on different ranges. */
+class Plane
+{
+public:
+    Plane (ScratchPlanes& scratch, int planeIndex, const SpectrumShape& spectra)
+        : planes (&scratch), index (planeIndex), shape (&spectra)
+    {
+    }
+
+    Plane (Plane&& other) noexcept
+        : planes (std::exchange (other.planes, nullptr)), index (other.index), shape (other.shape)
+    {
+    }
+
+    Plane (const Plane&) = delete;
+    Plane& operator= (const Plane&) = delete;
+    Plane& operator= (Plane&&) = delete;
+
+protected:
+    [[nodiscard]] bool writeCodes (std::size_t start, std::span<const std::uint16_t> codes) const
+    {
+        return planes->write (index,
+                              static_cast<std::int64_t> (start / 2),
+                              { reinterpret_cast<const float*> (codes.data()), codes.size() / 2 });
+    }
+
+    [[nodiscard]] bool readCodes (std::size_t start, std::span<std::uint16_t> codes) const
+    {
+        return planes->read (index,
+                             static_cast<std::int64_t> (start / 2),
+                             { reinterpret_cast<float*> (codes.data()), codes.size() / 2 });
+    }
+
+    ScratchPlanes* planes;
+    int index;
+    const SpectrumShape* shape;
+};
+
+/** Segment after segment, bin after bin, a bin's 256 frames: what works on one bin at all times reads this. */
+class TilePlane : public Plane
+{
+public:
+    explicit TilePlane (Plane&& plane) : Plane (std::move (plane)) {}
+
+    /** Whole bins of a segment from firstBin on. */
+    [[nodiscard]] bool
+    write (std::size_t segment, std::size_t firstBin, std::span<const std::uint16_t> codes) const
+    {
+        return writeCodes (segment * shape->tileCodes() + firstBin * tileFrames, codes);
+    }
+
+    [[nodiscard]] bool read (std::size_t segment, std::size_t firstBin, std::span<std::uint16_t> codes) const
+    {
+        return readCodes (segment * shape->tileCodes() + firstBin * tileFrames, codes);
+    }
+};
+
+/** A track's mask, frame after frame, binStride bins each. */
+class MaskPlane : public Plane
+{
+public:
+    explicit MaskPlane (Plane&& plane) : Plane (std::move (plane)) {}
+
+    /** Whole frames from this one on. */
+    [[nodiscard]] bool read (std::int64_t firstFrame, std::span<std::uint16_t> codes) const
+    {
+        return readCodes (static_cast<std::size_t> (firstFrame) * shape->binStride, codes);
+    }
+};
+
+/** Samples of a signal as long as the Group. */
+class SamplePlane : public Plane
+{
+public:
+    explicit SamplePlane (Plane&& plane) : Plane (std::move (plane)) {}
+
+    [[nodiscard]] bool write (std::int64_t start, std::span<const float> samples) const
+    {
+        return planes->write (index, start, samples);
+    }
+
+    /** Zeros before and behind the signal. */
+    [[nodiscard]] bool read (std::int64_t start, std::span<float> samples) const
+    {
+        const auto end = start + static_cast<std::int64_t> (samples.size());
+        const auto first = std::clamp<std::int64_t> (0, start, end);
+        const auto last = std::clamp<std::int64_t> (shape->length, first, end);
+        std::fill (samples.begin(), samples.end(), 0.0f);
+        return first == last
+               || planes->read (index,
+                                first,
+                                samples.subspan (static_cast<std::size_t> (first - start),
+                                                 static_cast<std::size_t> (last - first)));
+    }
+};
+
+} // namespace tessivar::refinement

@@ -1,0 +1,128 @@
+#pragma once
+
+#include "engine/refinement/Planes.h"
+#include "engine/refinement/RefinementRun.h"
+#include "engine/refinement/SeparationEvidence.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+/** The passes of the refined method in the order in which refineTracks runs them. Each works on all tracks or on
+    one, takes the planes that it overwrites, and returns what it made; nothing when run.status() says why not. */
+namespace tessivar::refinement
+{
+
+inline constexpr std::size_t planesPerTrack = 3;
+
+/** Power of a track, mean of three frames. Hits that are alike differ by less than 16 bits tell, and it matters
+    which of them is the loudest, so power is kept whole: the upper and the lower halves of its floats. */
+struct TrackPower
+{
+    TilePlane upper, lower;
+    TilePlane ownDrum; // first estimate of its own drum's power, in 16 bits
+};
+
+struct GatheredPowers
+{
+    std::vector<TrackPower> tracks;
+    std::vector<std::vector<float>> totals; // by track, the power of whole frames
+};
+
+/** First the power of every track and, as the first estimate of its own drum, that of its standard output at
+    Focus 4. */
+[[nodiscard]] std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress);
+
+/** By bin: the power gain from each drum into each microphone, and the mean power of each track. */
+class BinGains
+{
+public:
+    BinGains (std::size_t numBins, std::size_t tracks)
+        : numTracks (tracks), gains (numBins * tracks * tracks), meanPowers (numBins * tracks)
+    {
+    }
+
+    /** M x M for M tracks: entry i * M + j is the gain from drum j into microphone i. */
+    [[nodiscard]] std::span<float> gainsOf (std::size_t bin)
+    {
+        return std::span (gains).subspan (bin * numTracks * numTracks, numTracks * numTracks);
+    }
+
+    [[nodiscard]] float gain (std::size_t bin, std::size_t microphone, std::size_t drum) const
+    {
+        return gains[(bin * numTracks + microphone) * numTracks + drum];
+    }
+
+    [[nodiscard]] float& meanPower (std::size_t bin, std::size_t track)
+    {
+        return meanPowers[bin * numTracks + track];
+    }
+
+    [[nodiscard]] float meanPower (std::size_t bin, std::size_t track) const
+    {
+        return meanPowers[bin * numTracks + track];
+    }
+
+private:
+    std::size_t numTracks;
+    std::vector<float> gains, meanPowers;
+};
+
+struct FittedTrack
+{
+    TilePlane logRatios; // of own drum and leakage
+    Plane spare;
+    SeparationEvidence evidence; // summed up over bands, not yet weighed
+};
+
+struct FittedModel
+{
+    std::vector<FittedTrack> tracks;
+    BinGains bins;
+    std::vector<std::vector<float>> totals; // as in GatheredPowers
+};
+
+/** Fits the interference model band by band. */
+[[nodiscard]] std::optional<FittedModel>
+fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress);
+
+/** Bytes that a worker holds meanwhile, at least the room for one bin of all tracks. */
+[[nodiscard]] std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks);
+
+/** Weighs a track's evidence and turns its log ratios into its mask. */
+[[nodiscard]] std::optional<MaskPlane>
+computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, ProgressRange progress);
+
+/** Compares the standard output at every whole Focus with the masked track and fills the track's analysis:
+    matches, the best match up to every Focus, and the Focus to suggest. totals: of the track. */
+[[nodiscard]] bool matchFocus (RefinementRun& run,
+                               std::size_t track,
+                               const MaskPlane& mask,
+                               std::span<const float> totals,
+                               ProgressRange progress);
+
+/** Whether a drum was found in a matched track for which the suggestion is sure, or fairly so. */
+[[nodiscard]] bool isDrumFound (const TrackAnalysis& analysis);
+
+/** How much of what the layers of a matched track take away goes, 0..1: 0 where the evidence contradicts itself,
+    and where so little would go (45 dB below the track) that the mask errs more than it mends; 1 from 42 dB on. */
+[[nodiscard]] double supportedEffect (const TrackAnalysis& analysis);
+
+using Masks = std::vector<std::optional<MaskPlane>>;        // by track; none for those that pass through
+using Remainders = std::vector<std::optional<SamplePlane>>; // by track; none where nothing was subtracted
+
+/** Subtracts from every microphone what the masked drums of the others give in it (LeakagePaths), phase and all.
+    A mask can only turn down a bin in which the own drum and leakage sound together; this takes the leakage out
+    from under the drum. What remains, above all its own drum, is what the layers are made of. */
+[[nodiscard]] std::optional<Remainders>
+subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress);
+
+/** Last, writes the seven channels of a track whose whole Focus values are the refined layers. */
+[[nodiscard]] bool writeLayers (RefinementRun& run,
+                                std::size_t track,
+                                const MaskPlane& mask,
+                                const std::optional<SamplePlane>& remainder,
+                                ProgressRange progress);
+
+} // namespace tessivar::refinement
