@@ -4,6 +4,7 @@
 #include "engine/Decomposition.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/TrackRendering.h"
+#include "engine/WorkItems.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/WorkerPool.h"
 #include "engine/refinement/RefinedLayers.h"
@@ -11,7 +12,6 @@
 #include "terms/DrumType.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <memory>
 
@@ -145,40 +145,30 @@ private:
 
         for (std::size_t i = 0; i < active.size(); ++i)
         {
-            std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
+            const auto status = forEachItem (
+                pool,
+                control,
+                numPieces,
+                [&] (std::size_t piece, int worker)
+                {
+                    const auto first = static_cast<std::int64_t> (piece) * frontEndFrames;
+                    const auto end = std::min (first + frontEndFrames, shape.numFrames);
+                    auto* column = spectrogram.data() + static_cast<std::size_t> (first) * shape.melRows()
+                                   + i * method::numMelBands;
+                    return completedIf (analyseFrames (*signals[i],
+                                                       first,
+                                                       end,
+                                                       bands,
+                                                       *analysers[static_cast<std::size_t> (worker)],
+                                                       shape.rate,
+                                                       column,
+                                                       shape.melRows(),
+                                                       energies.data() + first),
+                                        AnalysisStatus::readFailed);
+                });
 
-            pool.forEach (numPieces,
-                          [&] (std::size_t piece, int worker)
-                          {
-                              if (failure != AnalysisStatus::completed)
-                                  return;
-
-                              if (control.stopRequested())
-                              {
-                                  failure = AnalysisStatus::stopped;
-                                  return;
-                              }
-
-                              const auto first = static_cast<std::int64_t> (piece) * frontEndFrames;
-                              const auto end = std::min (first + frontEndFrames, shape.numFrames);
-                              auto* column = spectrogram.data()
-                                             + static_cast<std::size_t> (first) * shape.melRows()
-                                             + i * method::numMelBands;
-
-                              if (! analyseFrames (*signals[i],
-                                                   first,
-                                                   end,
-                                                   bands,
-                                                   *analysers[static_cast<std::size_t> (worker)],
-                                                   shape.rate,
-                                                   column,
-                                                   shape.melRows(),
-                                                   energies.data() + first))
-                                  failure = AnalysisStatus::readFailed;
-                          });
-
-            if (failure != AnalysisStatus::completed)
-                return failure;
+            if (status != AnalysisStatus::completed)
+                return status;
 
             if (isRenderedType (trackShape (active[i]).drumType))
                 loudest[i] = loudestFrames (energies, shape.paddingFrames(), shape.numSegments);

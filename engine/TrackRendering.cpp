@@ -2,14 +2,13 @@
 
 #include "engine/ComponentRendering.h"
 #include "engine/SuppressionRendering.h"
+#include "engine/WorkItems.h"
 #include "engine/numerics/simd/SpectralKernels.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <memory>
-#include <mutex>
 
 namespace tessivar
 {
@@ -47,16 +46,16 @@ public:
                         const std::function<bool (int, std::span<const float>)>& componentSink)
     {
         if (! score())
-            return status();
+            return status;
 
         result.slots = orderByScore (result.scores);
         progress (RenderingStage::spectrum, 1.0);
 
         if (! renderComponents())
-            return status();
+            return status;
 
         if (job.isHiHat && ! orderHiHat())
-            return status();
+            return status;
 
         const auto gain = componentGain (sourceEnergy, componentEnergy);
         const auto firstPeak = peaks[static_cast<std::size_t> (result.slots[0])] * gain;
@@ -66,39 +65,26 @@ public:
         progress (RenderingStage::ordered, 1.0);
 
         if (job.referencePlane && ! makeReference())
-            return status();
+            return status;
 
         progress (RenderingStage::stored, 1.0);
 
         if (! fold (sink, gain, rescaling)
             || (job.keepsAllComponents && ! handOver (componentSink, gain, rescaling)))
-            return status();
+            return status;
 
         result.rendered = true;
         return AnalysisStatus::completed;
     }
 
 private:
-    /** Runs items on the workers until one fails or a stop is requested. */
-    bool forEach (std::size_t numItems, const std::function<AnalysisStatus (std::size_t, int)>& work)
+    bool forEach (std::size_t numItems,
+                  const std::function<AnalysisStatus (std::size_t, int)>& work,
+                  const std::function<void (double)>& done = {})
     {
-        context.pool.forEach (numItems,
-                              [&] (std::size_t item, int worker)
-                              {
-                                  if (failure != AnalysisStatus::completed)
-                                      return;
-
-                                  const auto outcome = context.control.stopRequested()
-                                                           ? AnalysisStatus::stopped
-                                                           : work (item, worker);
-
-                                  if (outcome != AnalysisStatus::completed)
-                                      failure = outcome;
-                              });
-        return failure == AnalysisStatus::completed;
+        status = forEachItem (context.pool, context.control, numItems, work, done);
+        return status == AnalysisStatus::completed;
     }
-
-    [[nodiscard]] AnalysisStatus status() const { return failure; }
 
     ComponentRenderer& renderer (int worker) { return *renderers[static_cast<std::size_t> (worker)]; }
 
@@ -176,8 +162,6 @@ private:
 
         std::vector<Sums> sums (numSegments);
         std::vector<ComponentRenderer::Segment> segments (renderers.size());
-        std::mutex progressLock; // guards numDone
-        std::size_t numDone = 0;
 
         const auto isDone = forEach (
             numSegments,
@@ -221,11 +205,9 @@ private:
                         return AnalysisStatus::storageFailed;
                 }
 
-                const std::lock_guard lock (progressLock);
-                progress (RenderingStage::components,
-                          static_cast<double> (++numDone) / static_cast<double> (numSegments));
                 return AnalysisStatus::completed;
-            });
+            },
+            [&] (double done) { progress (RenderingStage::components, done); });
 
         if (! isDone)
             return false;
@@ -245,10 +227,9 @@ private:
             }
         }
 
-        if (! std::all_of (hasFinite.begin(), hasFinite.end(), [] (bool x) { return x; }))
-            failure = AnalysisStatus::numericalFailure;
-
-        return failure == AnalysisStatus::completed;
+        status = completedIf (std::all_of (hasFinite.begin(), hasFinite.end(), [] (bool x) { return x; }),
+                              AnalysisStatus::numericalFailure);
+        return status == AnalysisStatus::completed;
     }
 
     /** Calls work with consecutive pieces of the whole analysis length. */
@@ -273,65 +254,60 @@ private:
     /** Similarities of the ten components with the Kick and the Snare reference, then the slots. */
     bool orderHiHat()
     {
-        ComponentValues kick{}, snare{};
+        constexpr int planes[]{ scratchPlane::kickReference, scratchPlane::snareReference };
+        const bool isGiven[]{ job.hasKickReference, job.hasSnareReference };
+        ComponentValues similarities[2]{};
 
-        const auto isDone =
-            forEach (channelLayout::numComponents,
-                     [&] (std::size_t k, int)
-                     {
-                         SimilarityFilter filter;
-                         std::vector<float> component (foldBlock), reference (foldBlock);
-                         double energy = 0.0, product[2]{}, referenceEnergy[2]{};
+        const auto compare = [&] (std::size_t k, int)
+        {
+            SimilarityFilter filter;
+            std::vector<float> component (foldBlock), reference (foldBlock);
+            double energy = 0.0, product[2]{}, referenceEnergy[2]{};
 
-                         const auto outcome = inPieces (
-                             context.shape.lengthInSamples,
-                             [&] (std::int64_t start, std::size_t n)
-                             {
-                                 const std::span<float> samples{ component.data(), n };
+            const auto outcome =
+                inPieces (context.shape.lengthInSamples,
+                          [&] (std::int64_t start, std::size_t n)
+                          {
+                              const std::span<float> samples{ component.data(), n };
 
-                                 if (! context.scratch.read (
-                                         scratchPlane::firstComponent + static_cast<int> (k), start, samples))
-                                     return AnalysisStatus::storageFailed;
+                              if (! context.scratch.read (
+                                      scratchPlane::firstComponent + static_cast<int> (k), start, samples))
+                                  return AnalysisStatus::storageFailed;
 
-                                 filter.process (samples);
-                                 energy += kernels::sumOfSquares (component.data(), n);
+                              filter.process (samples);
+                              energy += kernels::sumOfSquares (component.data(), n);
 
-                                 for (int r = 0; r < 2; ++r)
-                                 {
-                                     if (! (r == 0 ? job.hasKickReference : job.hasSnareReference))
-                                         continue;
+                              for (int r = 0; r < 2; ++r)
+                              {
+                                  if (! isGiven[r])
+                                      continue;
 
-                                     if (! context.scratch.read (r == 0 ? scratchPlane::kickReference
-                                                                        : scratchPlane::snareReference,
-                                                                 start,
-                                                                 { reference.data(), n }))
-                                         return AnalysisStatus::storageFailed;
+                                  if (! context.scratch.read (planes[r], start, { reference.data(), n }))
+                                      return AnalysisStatus::storageFailed;
 
-                                     product[r] +=
-                                         kernels::dotProduct (component.data(), reference.data(), n);
-                                     referenceEnergy[r] += kernels::sumOfSquares (reference.data(), n);
-                                 }
+                                  product[r] += kernels::dotProduct (component.data(), reference.data(), n);
+                                  referenceEnergy[r] += kernels::sumOfSquares (reference.data(), n);
+                              }
 
-                                 return AnalysisStatus::completed;
-                             });
+                              return AnalysisStatus::completed;
+                          });
 
-                         kick[k] = correlation (product[0], energy, referenceEnergy[0]);
-                         snare[k] = correlation (product[1], energy, referenceEnergy[1]);
-                         return outcome;
-                     });
+            for (int r = 0; r < 2; ++r)
+                similarities[r][k] = correlation (product[r], energy, referenceEnergy[r]);
 
-        if (! isDone)
+            return outcome;
+        };
+
+        if (! forEach (channelLayout::numComponents, compare))
             return false;
 
-        kick = normalisedSimilarities (kick);
-        snare = normalisedSimilarities (snare);
-        const auto given = [] (bool has, const ComponentValues& values)
-        { return has ? std::span<const double> (values) : std::span<const double>(); };
-        result.slots = hiHatSlots (result.slots,
-                                   given (job.hasKickReference, kick),
-                                   given (job.hasSnareReference, snare),
-                                   job.similarityThreshold,
-                                   componentEnergies);
+        for (auto& values : similarities)
+            values = normalisedSimilarities (values);
+
+        const auto given = [&] (int r)
+        { return isGiven[r] ? std::span<const double> (similarities[r]) : std::span<const double>(); };
+        result.slots =
+            hiHatSlots (result.slots, given (0), given (1), job.similarityThreshold, componentEnergies);
         return true;
     }
 
@@ -342,21 +318,19 @@ private:
         SimilarityFilter filter;
         std::vector<float> samples (foldBlock);
 
-        const auto outcome = inPieces (context.shape.lengthInSamples,
-                                       [&] (std::int64_t start, std::size_t n)
-                                       {
-                                           const std::span<float> piece{ samples.data(), n };
+        status = inPieces (context.shape.lengthInSamples,
+                           [&] (std::int64_t start, std::size_t n)
+                           {
+                               const std::span<float> piece{ samples.data(), n };
 
-                                           if (! context.scratch.read (planeOf (0), start, piece))
-                                               return AnalysisStatus::storageFailed;
+                               if (! context.scratch.read (planeOf (0), start, piece))
+                                   return AnalysisStatus::storageFailed;
 
-                                           filter.process (piece);
-                                           return context.scratch.write (*job.referencePlane, start, piece)
-                                                      ? AnalysisStatus::completed
-                                                      : AnalysisStatus::storageFailed;
-                                       });
-        failure = outcome;
-        return outcome == AnalysisStatus::completed;
+                               filter.process (piece);
+                               return completedIf (context.scratch.write (*job.referencePlane, start, piece),
+                                                   AnalysisStatus::storageFailed);
+                           });
+        return status == AnalysisStatus::completed;
     }
 
     static void scaleInPlace (std::span<float> samples, float gain, float rescaling)
@@ -373,49 +347,42 @@ private:
     bool fold (RenderedTrackSink& sink, float gain, float rescaling)
     {
         const auto numBlocks = static_cast<std::size_t> ((job.ownLength + foldBlock - 1) / foldBlock);
-        std::mutex progressLock; // guards numDone
-        std::size_t numDone = 0;
         progress (RenderingStage::summing, 0.0);
 
+        const auto foldOne = [&] (std::size_t item, int)
+        {
+            const auto start = static_cast<std::int64_t> (item) * foldBlock;
+            const auto n = static_cast<std::size_t> (std::min (foldBlock, job.ownLength - start));
+            std::array<std::vector<float>, channelLayout::numBestComponents> best;
+            std::array<const float*, channelLayout::numBestComponents> pointers{};
+            std::vector<float> source (n), frames (n * channelLayout::numRendered);
+
+            for (std::size_t slot = 0; slot < best.size(); ++slot)
+            {
+                best[slot].resize (n);
+
+                if (! context.scratch.read (planeOf (slot), start, best[slot]))
+                    return AnalysisStatus::storageFailed;
+
+                scaleInPlace (best[slot], gain, rescaling);
+                pointers[slot] = best[slot].data();
+            }
+
+            if (! job.signal->read (context.shape.paddingSamples + start, source))
+                return AnalysisStatus::readFailed;
+
+            foldChannels (frames, pointers, source);
+            return completedIf (sink.writeFrames (start, frames), AnalysisStatus::storageFailed);
+        };
+
         return forEach (numBlocks,
-                        [&] (std::size_t item, int)
+                        foldOne,
+                        [&] (double done)
                         {
-                            const auto start = static_cast<std::int64_t> (item) * foldBlock;
-                            const auto n =
-                                static_cast<std::size_t> (std::min (foldBlock, job.ownLength - start));
-                            std::array<std::vector<float>, channelLayout::numBestComponents> best;
-                            std::array<const float*, channelLayout::numBestComponents> pointers{};
-                            std::vector<float> source (n), frames (n * channelLayout::numRendered);
-
-                            for (std::size_t slot = 0; slot < best.size(); ++slot)
-                            {
-                                best[slot].resize (n);
-
-                                if (! context.scratch.read (planeOf (slot), start, best[slot]))
-                                    return AnalysisStatus::storageFailed;
-
-                                scaleInPlace (best[slot], gain, rescaling);
-                                pointers[slot] = best[slot].data();
-                            }
-
-                            if (! job.signal->read (context.shape.paddingSamples + start, source))
-                                return AnalysisStatus::readFailed;
-
-                            foldChannels (frames, pointers, source);
-
-                            if (! sink.writeFrames (start, frames))
-                                return AnalysisStatus::storageFailed;
-
-                            const std::lock_guard lock (progressLock);
-                            const auto done =
-                                2.0 * static_cast<double> (++numDone) / static_cast<double> (numBlocks);
-
-                            if (done <= 1.0)
-                                progress (RenderingStage::summing, done);
+                            if (done <= 0.5)
+                                progress (RenderingStage::summing, 2.0 * done);
                             else
-                                progress (RenderingStage::residual, done - 1.0);
-
-                            return AnalysisStatus::completed;
+                                progress (RenderingStage::residual, 2.0 * done - 1.0);
                         });
     }
 
@@ -425,9 +392,8 @@ private:
     {
         std::vector<float> samples (foldBlock);
 
-        for (int slot = 0; slot < channelLayout::numComponents && failure == AnalysisStatus::completed;
-             ++slot)
-            failure = inPieces (
+        for (int slot = 0; slot < channelLayout::numComponents && status == AnalysisStatus::completed; ++slot)
+            status = inPieces (
                 job.ownLength,
                 [&] (std::int64_t start, std::size_t n)
                 {
@@ -437,11 +403,10 @@ private:
                         return AnalysisStatus::storageFailed;
 
                     scaleInPlace (piece, gain, rescaling);
-                    return componentSink (slot, piece) ? AnalysisStatus::completed
-                                                       : AnalysisStatus::storageFailed;
+                    return completedIf (componentSink (slot, piece), AnalysisStatus::storageFailed);
                 });
 
-        return failure == AnalysisStatus::completed;
+        return status == AnalysisStatus::completed;
     }
 
     const TrackRenderingJob& job;
@@ -450,7 +415,7 @@ private:
     TrackAnalysis& result;
     LinearBases bases;
     std::vector<std::unique_ptr<ComponentRenderer>> renderers;
-    std::atomic<AnalysisStatus> failure{ AnalysisStatus::completed };
+    AnalysisStatus status = AnalysisStatus::completed; // or why a step failed
     double sourceEnergy = 0.0, componentEnergy = 0.0;
     ComponentValues componentEnergies{};
     std::array<float, channelLayout::numComponents> peaks{};

@@ -66,16 +66,6 @@ bool StandardOutputReader::read (const RefinementTrack& track,
     const auto limit = start + static_cast<std::int64_t> (length);
     const auto first = std::clamp (std::int64_t{ 0 }, start, limit);
     const auto end = std::clamp (track.ownLength, first, limit);
-    const auto at = [&] (std::int64_t position)
-    {
-        auto moved = outputs;
-
-        for (auto& output : moved)
-            if (output != nullptr)
-                output += position - start;
-
-        return moved;
-    };
 
     for (auto* output : outputs)
         if (output != nullptr)
@@ -84,36 +74,28 @@ bool StandardOutputReader::read (const RefinementTrack& track,
             std::fill (output + (end - start), output + length, 0.0f);
         }
 
-    for (auto position = first; position < end;)
-    {
-        const auto n = std::min (end - position, static_cast<std::int64_t> (pieceSamples));
-
-        if (! readPiece (track, position, static_cast<std::size_t> (n), at (position)))
-            return false;
-
-        position += n;
-    }
-
-    return true;
-}
-
-bool StandardOutputReader::readPiece (const RefinementTrack& track,
-                                      std::int64_t start,
-                                      std::size_t length,
-                                      const Outputs& outputs)
-{
     channels.resize (pieceSamples * channelLayout::numRendered);
 
-    if (! track.standard->readFrames (start,
-                                      std::span (channels).first (length * channelLayout::numRendered)))
-        return false;
+    for (auto position = first; position < end;)
+    {
+        const auto n =
+            static_cast<std::size_t> (std::min (end - position, static_cast<std::int64_t> (pieceSamples)));
 
-    std::array<float*, channelLayout::numBestComponents> sums{};
+        if (! track.standard->readFrames (position,
+                                          std::span (channels).first (n * channelLayout::numRendered)))
+            return false;
 
-    for (std::size_t c = 0; c < sums.size(); ++c)
-        sums[c] = outputs[numFocusSteps - 1 - c]; // Focus 5 keeps one component, Focus 1 five
+        std::array<float*, channelLayout::numBestComponents> sums{};
 
-    kernels::sumFirstChannels (sums.data(), channels.data(), length);
+        // Focus 5 keeps one component, Focus 1 five.
+        for (std::size_t c = 0; c < sums.size(); ++c)
+            if (auto* const output = outputs[numFocusSteps - 1 - c]; output != nullptr)
+                sums[c] = output + (position - start);
+
+        kernels::sumFirstChannels (sums.data(), channels.data(), n);
+        position += static_cast<std::int64_t> (n);
+    }
+
     return true;
 }
 

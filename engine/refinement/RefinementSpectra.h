@@ -74,9 +74,6 @@ public:
     read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
 
 private:
-    bool
-    readPiece (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
-
     std::vector<float> channels;
 };
 
