@@ -6,7 +6,7 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
-#include "model/AudioIntake.h"
+#include "model/audiofile/AudioIntake.h"
 
 #include <algorithm>
 #include <cmath>

@@ -24,51 +24,6 @@ bool isOneOf (std::string_view id, std::initializer_list<std::string_view> ids)
     return std::find (ids.begin(), ids.end(), id) != ids.end();
 }
 
-/** Format, audio, padding, and peaks or envelopes of the source's own samples. */
-bool belongsToTheAudio (const MetadataChunk& chunk)
-{
-    const auto isWaveList = idOf (chunk) == "LIST" && chunk.bytes.size() >= 4
-                            && std::equal (chunk.bytes.begin(), chunk.bytes.begin() + 4, "wavl");
-
-    return isWaveList
-           || isOneOf (idOf (chunk),
-                       { "fmt ",
-                         "data",
-                         "ds64",
-                         "fact",
-                         "JUNK",
-                         "junk",
-                         "PAD ",
-                         "FLLR",
-                         "PEAK",
-                         "levl",
-                         "slnt",
-                         "COMM",
-                         "SSND",
-                         "FVER" });
-}
-
-/** The type of an audio file by its first bytes; nothing for any other file. */
-std::optional<ExportFileType> typeOf (juce::InputStream& stream)
-{
-    std::array<char, 12> start{};
-    stream.setPosition (0);
-
-    if (stream.read (start.data(), 12) != 12)
-        return std::nullopt;
-
-    const std::string_view container (start.data(), 4);
-    const std::string_view content (start.data() + 8, 4);
-
-    if (isOneOf (container, { "RIFF", "RF64", "BW64" }) && content == "WAVE")
-        return ExportFileType::wav;
-
-    if (container == "FORM" && isOneOf (content, { "AIFF", "AIFC" }))
-        return ExportFileType::aiff;
-
-    return std::nullopt;
-}
-
 MetadataChunk chunkFrom (std::string_view id, const juce::MemoryBlock& content)
 {
     MetadataChunk chunk;
@@ -128,17 +83,12 @@ std::vector<MetadataChunk> wavChunksFrom (Values values)
     }
 
     juce::MemoryInputStream written (block, false);
-    std::vector<MetadataChunk> chunks;
-    const auto isWav = listMetadataChunks (written, ExportFileType::wav, chunks);
-    jassert (isWav);
-    juce::ignoreUnused (isWav);
-
-    chunks.erase (std::remove_if (chunks.begin(),
-                                  chunks.end(),
-                                  [&] (const MetadataChunk& chunk)
-                                  { return idOf (chunk) == "smpl" && ! hasSampler; }),
-                  chunks.end());
-    return chunks;
+    SourceChunks made;
+    const auto result = readSourceChunks (written, made);
+    jassert (result.wasOk());
+    juce::ignoreUnused (result);
+    std::erase_if (made.chunks, [&] (const auto& chunk) { return idOf (chunk) == "smpl" && ! hasSampler; });
+    return made.chunks;
 }
 
 /** Text of at most maxBytes behind its length, as AIFF stores it. */
@@ -279,47 +229,6 @@ translate (const SessionTrack& track, ExportFileType type, const std::vector<Met
 }
 } // namespace
 
-bool listMetadataChunks (juce::InputStream& stream, ExportFileType type, std::vector<MetadataChunk>& chunks)
-{
-    if (typeOf (stream) != type)
-        return false;
-
-    const auto end = stream.getTotalLength();
-    auto position = juce::int64 (12);
-    auto room = std::uint64_t (4 * headerLimits::maxMetadataBytes); // for all chunks together
-    std::vector<MetadataChunk> found;
-
-    while (position + 8 <= end && static_cast<int> (found.size()) < headerLimits::maxChunks)
-    {
-        MetadataChunk chunk;
-        stream.setPosition (position);
-
-        if (stream.read (chunk.id.data(), 4) != 4)
-            break;
-
-        const auto size = static_cast<std::uint32_t> (
-            type == ExportFileType::wav ? stream.readInt() : stream.readIntBigEndian());
-        position += 8;
-
-        if (size <= headerLimits::maxMetadataBytes && size <= room && position + size <= end
-            && ! belongsToTheAudio (chunk))
-        {
-            room -= size;
-            chunk.bytes.resize (size);
-
-            if (stream.read (chunk.bytes.data(), static_cast<int> (size)) != static_cast<int> (size))
-                break;
-
-            found.push_back (std::move (chunk));
-        }
-
-        position += size + (size & 1u);
-    }
-
-    chunks = std::move (found);
-    return true;
-}
-
 juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, ExportFileType type)
 {
     juce::MemoryOutputStream out;
@@ -341,35 +250,6 @@ juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, Export
     }
 
     return out.getMemoryBlock();
-}
-
-std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file)
-{
-    auto why = juce::Result::ok();
-    const auto stream = openCheckedStream (file, why);
-
-    if (stream == nullptr)
-        return nullptr;
-
-    // Types other than these have no chunks: what their reader found is all there is.
-    auto result = std::make_shared<SourceChunks>();
-    const auto type = typeOf (*stream);
-
-    if (type)
-        result->container =
-            *type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
-
-    if (type == ExportFileType::wav && readMetadataChunks (file, result->chunks).failed())
-        return nullptr;
-
-    if (type == ExportFileType::aiff && ! listMetadataChunks (*stream, ExportFileType::aiff, result->chunks))
-        return nullptr;
-
-    if (stream->status().failed())
-        return nullptr;
-
-    std::erase_if (result->chunks, belongsToTheAudio);
-    return result;
 }
 
 CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type)

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "jobs/ExportTracks.h"
-#include "model/AudioFileReaders.h"
+#include "model/audiofile/SourceChunks.h"
 
 #include <juce_core/juce_core.h>
 
-#include <memory>
 #include <vector>
 
 namespace tessivar
@@ -25,15 +24,6 @@ struct CarriedMetadata
     and copyright. Nothing is added that the source does not have.
 */
 [[nodiscard]] CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type);
-
-/** The metadata chunks of a file. Null when it can't be read. */
-[[nodiscard]] std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file);
-
-/** The chunks of a RIFF or FORM file, without those that hold format, audio, or what describes the audio so closely
-    that it would be wrong for another signal. False when it is no such file; chunks are then left alone.
-*/
-[[nodiscard]] bool
-listMetadataChunks (juce::InputStream& stream, ExportFileType type, std::vector<MetadataChunk>& chunks);
 
 /** The bytes of these chunks in a file of this type: id, size, content, and a byte of padding where needed. */
 [[nodiscard]] juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, ExportFileType type);

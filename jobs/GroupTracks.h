@@ -1,8 +1,8 @@
 #pragma once
 
 #include "jobs/SessionTrack.h"
-#include "model/AudioIntake.h"
 #include "model/GroupState.h"
+#include "model/audiofile/AudioIntake.h"
 
 #include <vector>
 

@@ -3,8 +3,8 @@
 #include "jobs/AudioFolder.h"
 #include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
-#include "model/AudioIntake.h"
 #include "model/DiskNames.h"
+#include "model/audiofile/AudioIntake.h"
 
 #include <algorithm>
 #include <utility>

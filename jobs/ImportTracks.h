@@ -1,7 +1,7 @@
 #pragma once
 
 #include "jobs/SessionTrack.h"
-#include "model/AudioIntake.h"
+#include "model/audiofile/AudioIntake.h"
 #include "terms/WorkControl.h"
 
 #include <vector>

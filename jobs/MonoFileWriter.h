@@ -2,7 +2,7 @@
 
 #include "jobs/ExportTracks.h"
 #include "model/AtomicFile.h"
-#include "model/AudioFileReaders.h"
+#include "model/audiofile/AudioFileReaders.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

@@ -2,9 +2,9 @@
 
 #include "engine/AnalysisPipeline.h"
 #include "engine/SuppressionRendering.h"
-#include "model/SourceChunks.h"
 #include "model/TemporaryStore.h"
 #include "model/TrackSamples.h"
+#include "model/audiofile/SourceChunks.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 

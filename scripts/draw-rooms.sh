@@ -9,7 +9,7 @@ result=${1-docs/images/rooms.svg}
 command -v dot >/dev/null || { echo "draw-rooms: dot is missing (package graphviz)" >&2; exit 1; }
 
 # The rooms that are drawn: folders of their own, and those inside that are worth a box.
-rooms=(app app/settings cli ui jobs playback engine engine/refinement engine/numerics model model/groupfile model/recovery terms)
+rooms=(app app/settings cli ui jobs playback engine engine/refinement engine/numerics model model/audiofile model/groupfile model/recovery terms)
 
 sources ()
 {

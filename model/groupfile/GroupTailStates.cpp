@@ -1,14 +1,16 @@
 #include "model/groupfile/GroupTail.h"
 
 #include "model/AtomicFile.h"
+#include "model/LittleEndian.h"
+#include "model/audiofile/AudioIntake.h"
 #include "model/groupfile/PropertyList.h"
-#include "model/groupfile/RecordSampleRate.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "terms/TrackFindings.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace tessivar
@@ -238,6 +240,34 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
         state.unknownProperties.set (tailKey::foreignRecord, "1");
 
     return state;
+}
+
+/** A supported sample rate, in Hz, that stands as a number in the bytes of a record that the format leaves to the writer. The
+    field at 56, where this program puts it, comes first.
+*/
+std::optional<double> sampleRateInRecord (const TrackRecord::Bytes& record)
+{
+    struct OpenBytes
+    {
+        std::size_t start, size;
+    };
+
+    for (const auto& [start, size] :
+         { OpenBytes{ 56, 12 }, { 8, 8 }, { 32, 16 }, { 100, 4 }, { 108, 8 }, { 120, 16 } })
+        for (auto i = start; i + 4 <= start + size; i += 4)
+        {
+            const auto* const bytes = &record[i];
+            const auto wide =
+                i + 8 <= start + size ? std::bit_cast<double> (littleEndian::readU64 (bytes)) : 0.0;
+
+            for (const auto rate : { wide,
+                                     static_cast<double> (littleEndian::readF32 (bytes)),
+                                     static_cast<double> (littleEndian::readU32 (bytes)) })
+                if (isSupportedSampleRate (rate))
+                    return rate;
+        }
+
+    return std::nullopt;
 }
 
 double sampleRateOf (const FoundTail& found, PropertiesLeft& properties, juce::StringArray& notes)

@@ -27,6 +27,14 @@ TessivarFormatReader::TessivarFormatReader (juce::InputStream* sourceStream)
         selectTrack (0);
 }
 
+bool TessivarFormatReader::isMarked (juce::InputStream& stream)
+{
+    StreamBytes bytes (stream);
+    GroupFileTrailer::Bytes trailer{};
+    return bytes.sizeInBytes() >= trailer.size() && bytes.read (bytes.sizeInBytes() - trailer.size(), trailer)
+           && GroupFileTrailer::decode (trailer).isMarked();
+}
+
 juce::String TessivarFormatReader::readTables()
 {
     StreamBytes bytes (*input);

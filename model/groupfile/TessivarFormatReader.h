@@ -23,6 +23,9 @@ public:
     /** Takes ownership of the stream, which must know its length. */
     explicit TessivarFormatReader (juce::InputStream* sourceStream);
 
+    /** Whether a stream of known length ends as a group file written by this program does. */
+    [[nodiscard]] static bool isMarked (juce::InputStream& stream);
+
     [[nodiscard]] bool isValid() const { return problem.isEmpty(); }
 
     /** Why the reader is invalid; empty when it is not. */

@@ -1,4 +1,4 @@
-#include "model/AudioFileReaders.h"
+#include "model/audiofile/AudioFileReaders.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

@@ -1,5 +1,6 @@
-#include "model/AudioFileReaders.h"
 #include "model/LittleEndian.h"
+#include "model/audiofile/AudioFileReaders.h"
+#include "model/audiofile/SourceChunks.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>
@@ -327,12 +328,12 @@ TEST_CASE ("AudioFileReader gives the metadata of the file", "[model][readers]")
                                                  audio,
                                                  riffChunk ("JUNK", Bytes (10)) + riffChunk ("iXML", ixml)
                                                      + riffChunk ("abcd", { 1, 2, 3 })));
-        std::vector<MetadataChunk> chunks;
-        REQUIRE (readMetadataChunks (file, chunks).wasOk());
-        REQUIRE (chunks.size() == 2);
-        CHECK (chunks[0].bytes == ixml);
-        CHECK (chunks[1].id == std::array{ 'a', 'b', 'c', 'd' });
-        CHECK (chunks[1].bytes == Bytes{ 1, 2, 3 });
+        const auto source = readSourceChunks (file);
+        REQUIRE (source != nullptr);
+        REQUIRE (source->chunks.size() == 2);
+        CHECK (source->chunks[0].bytes == ixml);
+        CHECK (source->chunks[1].id == std::array{ 'a', 'b', 'c', 'd' });
+        CHECK (source->chunks[1].bytes == Bytes{ 1, 2, 3 });
     }
 }
 

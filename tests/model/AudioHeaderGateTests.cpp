@@ -1,5 +1,5 @@
-#include "model/AudioFileReaders.h"
-#include "model/AudioHeaderGate.h"
+#include "model/audiofile/AudioFileReaders.h"
+#include "model/audiofile/AudioHeaderGate.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>

@@ -1,6 +1,6 @@
 #include "model/Abbreviations.h"
-#include "model/AudioIntake.h"
 #include "model/LittleEndian.h"
+#include "model/audiofile/AudioIntake.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>

@@ -1,6 +1,5 @@
-#include "model/AudioFileReaders.h"
 #include "model/LittleEndian.h"
-#include "model/groupfile/TessivarAudioFormat.h"
+#include "model/audiofile/AudioFileReaders.h"
 #include "model/groupfile/TessivarFormatReader.h"
 #include "tests/model/GroupFileBuilders.h"
 
@@ -171,21 +170,6 @@ TEST_CASE ("TessivarFormatReader", "[model][groupfile]")
         file.magic = text ("SOMEBODY");
         CHECK (readerOf (file.encode())->isValid());
         CHECK (receptionOf (file.encode()).isOpened);
-    }
-
-    SECTION ("is what the audio format makes, unless there is no track")
-    {
-        TessivarAudioFormat format;
-        CHECK (format.canHandleFile (juce::File ("/x.dls")));
-        std::unique_ptr<juce::AudioFormatReader> reader (
-            format.createReaderFor (streamOn (file.encode()).release(), true));
-        REQUIRE (reader != nullptr);
-        CHECK (reader->lengthInSamples == 3);
-
-        file.tracks.clear();
-        auto stream = streamOn (file.encode());
-        CHECK (format.createReaderFor (stream.get(), false) == nullptr);
-        CHECK (stream->getTotalLength() > 0);
     }
 }
 

@@ -1,6 +1,4 @@
-#include "model/FlacFileReader.h"
-
-#include "model/AudioTags.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include <FLAC/stream_decoder.h>
 
@@ -13,15 +11,20 @@ namespace tessivar
 
 namespace
 {
-class FlacFileReader final : public juce::AudioFormatReader
+/** Reads FLAC streams and fails where they are damaged.
+
+    Hand-written: libsndfile refuses 12, 20 and 32 bits and gives a stream that doesn't state its length 2^63 samples;
+    JUCE's reader plays silence where a frame is lost, or joins what is before it to what comes behind it.
+*/
+class FlacReader final : public juce::AudioFormatReader
 {
 public:
-    explicit FlacFileReader (std::unique_ptr<juce::InputStream> stream)
+    explicit FlacReader (std::unique_ptr<juce::InputStream> stream)
         : AudioFormatReader (stream.release(), "FLAC"), decoder (FLAC__stream_decoder_new())
     {
     }
 
-    ~FlacFileReader() override { FLAC__stream_decoder_delete (decoder); }
+    ~FlacReader() override { FLAC__stream_decoder_delete (decoder); }
 
     juce::Result open()
     {
@@ -143,7 +146,7 @@ private:
         return ! failed && sample >= bufferStart && sample < bufferStart + bufferLength();
     }
 
-    static FlacFileReader& self (void* client) { return *static_cast<FlacFileReader*> (client); }
+    static FlacReader& self (void* client) { return *static_cast<FlacReader*> (client); }
 
     static FLAC__StreamDecoderReadStatus
     readBytes (const FLAC__StreamDecoder*, FLAC__byte* bytes, size_t* count, void* client)
@@ -242,14 +245,14 @@ private:
         self (client).failed = true;
     }
 
-    JUCE_DECLARE_NON_COPYABLE (FlacFileReader)
+    JUCE_DECLARE_NON_COPYABLE (FlacReader)
 };
 } // namespace
 
-std::unique_ptr<juce::AudioFormatReader> createFlacFileReader (std::unique_ptr<juce::InputStream> stream,
-                                                               juce::Result& why)
+std::unique_ptr<juce::AudioFormatReader> createFlacReader (std::unique_ptr<juce::InputStream> stream,
+                                                           juce::Result& why)
 {
-    auto reader = std::make_unique<FlacFileReader> (std::move (stream));
+    auto reader = std::make_unique<FlacReader> (std::move (stream));
     why = reader->open();
     if (why.failed())
         return nullptr;

@@ -1,11 +1,15 @@
 #pragma once
 
-#include "model/AudioHeaderGate.h"
+#include "model/audiofile/AudioHeaderGate.h"
 
-#include <cstddef>
+#include <juce_audio_formats/juce_audio_formats.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <span>
 
-/** What the header checks of the single formats share. */
+/** What the formats of audio files share, and one check and one reader for each: the inside of this folder. */
 namespace tessivar
 {
 
@@ -39,19 +43,38 @@ juce::Result inspectCafHeader (const HeaderSource& source, AudioHeader& header);
 juce::Result inspectFlacHeader (const HeaderSource& source, std::int64_t start, AudioHeader& header);
 juce::Result inspectOggHeader (const HeaderSource& source, AudioHeader& header);
 
+/** Readers of streams whose header passed its check; null when the audio can't be decoded. */
+std::unique_ptr<juce::AudioFormatReader> createCafReader (std::unique_ptr<juce::InputStream> stream,
+                                                          const AudioHeader& header);
+/** @param why  holds the reason when null is returned */
+std::unique_ptr<juce::AudioFormatReader> createFlacReader (std::unique_ptr<juce::InputStream> stream,
+                                                           juce::Result& why);
+
 /** Channels, sample rate and depth within the limits. Depths are 8, 12, 16, 20, 24 and 32 bits, floats 32. */
 juce::Result checkAudioFormat (std::int64_t channels, double sampleRate, int bits, bool isFloatingPoint);
 
 /** Whether a chunk's four characters, as they stand in the file, are these. */
 bool isTag (const std::uint8_t* bytes, const char* tag);
+bool isOneOfTags (const std::uint8_t* bytes, std::initializer_list<const char*> tags);
 
 /** A chunk's four characters, printable. */
 juce::String tagText (const std::uint8_t* bytes);
+
+/** Adds a chunk to those of the header that are metadata, if it is any. */
+void listChunk (AudioHeader& header, const std::uint8_t* tag, std::int64_t start, std::int64_t size);
 
 juce::Result chunkPastEnd (const juce::String& tag, std::int64_t chunkSize, std::int64_t remaining);
 juce::Result metadataTooLarge (const juce::String& tag, std::int64_t chunkSize);
 
 /** "the header promises 1000 samples, the file ends after 400" */
 juce::String truncationNote (std::int64_t promised, std::int64_t present);
+
+/** The key under which a text tag of a FLAC, Ogg or CAF file (title, artist, comment and so on, in any case) is kept:
+    that of a RIFF INFO list, so that it finds its place in an exported file. Tags without a counterpart keep their name.
+*/
+juce::String metadataKeyForTag (const juce::String& tag);
+
+/** Adds a text tag as FLAC and Ogg files hold it, "TITLE=Take 1", under its key; one without a value is left out. */
+void addVorbisComment (std::span<const std::uint8_t> comment, juce::StringPairArray& metadata);
 
 } // namespace tessivar

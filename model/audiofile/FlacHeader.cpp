@@ -1,4 +1,4 @@
-#include "model/HeaderWalk.h"
+#include "model/audiofile/AudioFormats.h"
 
 namespace tessivar
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/PatchedInputStream.h"
+#include "model/audiofile/PatchedInputStream.h"
 
 #include <juce_core/juce_core.h>
 
@@ -24,7 +24,7 @@ enum class AudioFileKind
 /** "WAV", "AIFF", "CAF", "FLAC", "Ogg Vorbis" or "DLS". */
 juce::String audioFileKindName (AudioFileKind kind);
 
-/** Where a chunk of a WAV file lies that holds neither the format nor the audio. */
+/** Where a chunk of metadata lies in a WAV or AIFF file. */
 struct ChunkLocation
 {
     std::array<char, 4> id{};
@@ -45,7 +45,8 @@ struct AudioHeader
     juce::StringArray notes;             // what is odd and was coped with
     juce::StringPairArray metadata;      // tags that the format's reader doesn't give
     std::vector<HeaderPatch> patches;    // what the format's reader is to see instead of the file's bytes
-    std::vector<ChunkLocation> chunks;   // WAV only, in file order: everything but format, audio and padding
+    std::vector<ChunkLocation>
+        chunks; // WAV and AIFF, in file order: the metadata, known to the program or not
 };
 
 /** Limits that no sound recording exceeds. A reader that is handed more may hang, crash or fill the memory. */

@@ -33,6 +33,10 @@ public:
     explicit PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
                                  std::function<bool()> shouldStop = {});
 
+    /** A stream on an ordinary file; null with the reason when there is none. */
+    static std::unique_ptr<PatchedInputStream>
+    open (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop = {});
+
     void setPatches (std::vector<HeaderPatch> headerPatches) { patches = std::move (headerPatches); }
 
     /** The first failure, with the byte and the system's reason; it doesn't name the file. */

@@ -1,6 +1,6 @@
 #include "model/ForeignText.h"
-#include "model/HeaderWalk.h"
 #include "model/LittleEndian.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include <algorithm>
 #include <optional>
@@ -215,18 +215,6 @@ MetadataState inspectMetadata (const HeaderSource& source,
     return MetadataState::fine;
 }
 
-bool isLoadedByReader (const std::uint8_t* tag)
-{
-    constexpr std::array loaded{ "bext", "smpl", "inst", "INST", "cue ",
-                                 "axml", "iXML", "LIST", "acid", "Trkn" };
-    return std::any_of (loaded.begin(), loaded.end(), [tag] (const char* id) { return isTag (tag, id); });
-}
-
-bool isPadding (const std::uint8_t* tag)
-{
-    constexpr std::array padding{ "JUNK", "junk", "PAD ", "FLLR", "fact", "PEAK" };
-    return std::any_of (padding.begin(), padding.end(), [tag] (const char* id) { return isTag (tag, id); });
-}
 } // namespace
 
 juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
@@ -336,7 +324,9 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
         else
         {
             auto state = MetadataState::fine;
-            if (isLoadedByReader (tag))
+            // What the format's reader loads.
+            if (isOneOfTags (
+                    tag, { "bext", "smpl", "inst", "INST", "cue ", "axml", "iXML", "LIST", "acid", "Trkn" }))
             {
                 if (size > headerLimits::maxMetadataBytes)
                     return metadataTooLarge (tagText (tag), size);
@@ -348,13 +338,8 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
 
             if (state == MetadataState::damaged)
                 header.notes.add ("the metadata chunk \"" + tagText (tag) + "\" is damaged and is left out");
-            else if (! isPadding (tag))
-                header.chunks.push_back ({ { static_cast<char> (tag[0]),
-                                             static_cast<char> (tag[1]),
-                                             static_cast<char> (tag[2]),
-                                             static_cast<char> (tag[3]) },
-                                           content,
-                                           size });
+            else
+                listChunk (header, tag, content, size);
         }
 
         position = content + size + (size & 1);

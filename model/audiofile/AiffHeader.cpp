@@ -1,4 +1,4 @@
-#include "model/HeaderWalk.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include <cmath>
 #include <cstring>
@@ -125,12 +125,6 @@ bool entriesFit (const HeaderSource& source,
     return true;
 }
 
-bool isMetadata (const std::uint8_t* tag)
-{
-    constexpr std::array loaded{ "MARK", "COMT", "INST", "basc", "cate" };
-    return std::any_of (loaded.begin(), loaded.end(), [tag] (const char* id) { return isTag (tag, id); });
-}
-
 bool isSound (const HeaderSource& source, const std::uint8_t* tag, std::int64_t start, std::int64_t size)
 {
     if (isTag (tag, "MARK"))
@@ -223,9 +217,11 @@ juce::Result inspectAiffHeader (const HeaderSource& source, AudioHeader& header)
                 result.failed())
                 return result;
         }
-        else if (isMetadata (tag))
+        else
         {
-            if (size > headerLimits::maxMetadataBytes)
+            listChunk (header, tag, content, size);
+            const auto isLoadedByReader = isOneOfTags (tag, { "MARK", "COMT", "INST", "basc", "cate" });
+            if (isLoadedByReader && size > headerLimits::maxMetadataBytes)
                 return metadataTooLarge (tagText (tag), size);
 
             const auto sound = isSound (source, tag, content, size);

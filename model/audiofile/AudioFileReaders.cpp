@@ -1,14 +1,11 @@
-#include "model/AudioFileReaders.h"
+#include "model/audiofile/AudioFileReaders.h"
 
-#include "model/AudioTags.h"
-#include "model/CafAudioFormat.h"
-#include "model/DiskNames.h"
-#include "model/FlacFileReader.h"
 #include "model/ForeignText.h"
-#include "model/groupfile/TessivarAudioFormat.h"
+#include "model/audiofile/AudioFormats.h"
+#include "model/audiofile/PatchedInputStream.h"
+#include "model/groupfile/TessivarFormatReader.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -17,61 +14,37 @@ namespace tessivar
 
 namespace
 {
-std::unique_ptr<juce::InputStream> openStream (const juce::File& file, juce::Result& why)
-{
-    // A pipe or a device would block the opening or never end.
-    std::error_code error;
-    const std::filesystem::path path (bytesOfPath (file));
-    if (! std::filesystem::is_regular_file (path, error))
-    {
-        why = juce::Result::fail (error ? juce::String (error.message())
-                                        : juce::String ("not an ordinary file"));
-        return nullptr;
-    }
-
-    auto stream = std::make_unique<juce::FileInputStream> (file);
-    if (stream->failedToOpen())
-    {
-        why = juce::Result::fail (stream->getStatus().getErrorMessage());
-        return nullptr;
-    }
-
-    why = juce::Result::ok();
-    return stream;
-}
-
 template <typename Format>
-std::unique_ptr<juce::AudioFormatReader> createReader (std::unique_ptr<juce::InputStream> stream,
-                                                       juce::Result& why)
+std::unique_ptr<juce::AudioFormatReader> createJuceReader (std::unique_ptr<juce::InputStream> stream)
 {
-    Format format;
-    std::unique_ptr<juce::AudioFormatReader> reader (format.createReaderFor (stream.release(), true));
-    if (reader == nullptr)
-        why = juce::Result::fail ("the audio can't be decoded");
-    return reader;
+    return std::unique_ptr<juce::AudioFormatReader> (Format().createReaderFor (stream.release(), true));
 }
 
+/** The reader of a checked stream; null when it can't be decoded, with the reason where more is known than that. */
 std::unique_ptr<juce::AudioFormatReader>
-createReaderOfKind (AudioFileKind kind, std::unique_ptr<juce::InputStream> stream, juce::Result& why)
+createReader (const AudioHeader& header, std::unique_ptr<juce::InputStream> stream, juce::Result& why)
 {
-    switch (kind)
+    switch (header.kind)
     {
+        // Group files and exports keep the metadata of these two under JUCE's keys, which libsndfile doesn't give.
         case AudioFileKind::wav:
-            return createReader<juce::WavAudioFormat> (std::move (stream), why);
+            return createJuceReader<juce::WavAudioFormat> (std::move (stream));
         case AudioFileKind::aiff:
-            return createReader<juce::AiffAudioFormat> (std::move (stream), why);
-        case AudioFileKind::caf:
-            return createReader<CafAudioFormat> (std::move (stream), why);
-        case AudioFileKind::flac:
-            return createFlacFileReader (std::move (stream), why);
+            return createJuceReader<juce::AiffAudioFormat> (std::move (stream));
+        // libsndfile gives wrong samples after a seek near the end, and 2^63 of them when bytes follow the last page.
         case AudioFileKind::oggVorbis:
-            return createReader<juce::OggVorbisAudioFormat> (std::move (stream), why);
+            return createJuceReader<juce::OggVorbisAudioFormat> (std::move (stream));
+        case AudioFileKind::caf:
+            return createCafReader (std::move (stream), header);
+        case AudioFileKind::flac:
+            return createFlacReader (std::move (stream), why);
         case AudioFileKind::groupFile:
-            return createReader<TessivarAudioFormat> (std::move (stream), why);
+            break;
     }
 
-    jassertfalse;
-    return nullptr;
+    auto reader = std::make_unique<TessivarFormatReader> (stream.release());
+    const auto hasTrack = reader->isValid() && reader->numTracks() > 0;
+    return hasTrack ? std::move (reader) : nullptr;
 }
 
 /** The header of a group file's first track. Such a file is told by its end, and its reader checks every number in it. */
@@ -107,6 +80,46 @@ juce::Result settle (juce::AudioFormatReader& reader, const AudioHeader& header)
 
     reader.lengthInSamples = static_cast<juce::int64> (length);
     return juce::Result::ok();
+}
+
+std::unique_ptr<AudioFileReader> openChecked (std::unique_ptr<PatchedInputStream> stream, juce::Result& why)
+{
+    const auto status = stream->sharedStatus();
+    AudioHeader header;
+    why = inspectAudioHeader (*stream, header);
+    const auto notAudio = why;
+    const auto isGroup = why.failed() && TessivarFormatReader::isMarked (*stream);
+    std::unique_ptr<juce::AudioFormatReader> reader;
+    if (isGroup || why.wasOk())
+    {
+        if (isGroup)
+            header.kind = AudioFileKind::groupFile;
+        stream->setPosition (0);
+        stream->setPatches (header.patches);
+        why = juce::Result::ok();
+        reader = createReader (header, std::move (stream), why);
+    }
+
+    if (reader != nullptr)
+    {
+        if (isGroup)
+            header = groupHeader (*reader);
+        why = settle (*reader, header);
+    }
+    else if (isGroup)
+    {
+        why = notAudio;
+    }
+    else if (why.wasOk())
+    {
+        why = juce::Result::fail ("the audio can't be decoded");
+    }
+
+    // Whatever else seems wrong follows from bytes that weren't read.
+    if (status->failed())
+        why = *status;
+    return why.wasOk() ? std::make_unique<AudioFileReader> (std::move (reader), std::move (header), status)
+                       : nullptr;
 }
 } // namespace
 
@@ -152,85 +165,19 @@ bool AudioFileReader::readSamples (int* const* destChannels,
            && readStatus->wasOk();
 }
 
-std::unique_ptr<PatchedInputStream> openCheckedStream (const juce::File& file, juce::Result& why)
-{
-    auto stream = openStream (file, why);
-    return stream != nullptr ? std::make_unique<PatchedInputStream> (std::move (stream)) : nullptr;
-}
-
 std::unique_ptr<AudioFileReader>
 openAudioFile (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop)
 {
-    auto stream = openStream (file, why);
-    return stream != nullptr ? openAudioStream (std::move (stream), why, std::move (shouldStop)) : nullptr;
+    auto stream = PatchedInputStream::open (file, why, std::move (shouldStop));
+    return stream != nullptr ? openChecked (std::move (stream), why) : nullptr;
 }
 
 std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
                                                   juce::Result& why,
                                                   std::function<bool()> shouldStop)
 {
-    auto checked = std::make_unique<PatchedInputStream> (std::move (stream), std::move (shouldStop));
-    const auto status = checked->sharedStatus();
-
-    AudioHeader header;
-    why = inspectAudioHeader (*checked, header);
-    const auto notAudio = why;
-    const auto isGroup = why.failed() && TessivarAudioFormat::isMarked (*checked);
-    std::unique_ptr<juce::AudioFormatReader> reader;
-    if (isGroup || why.wasOk())
-    {
-        checked->setPosition (0);
-        checked->setPatches (header.patches);
-        const auto kind = isGroup ? AudioFileKind::groupFile : header.kind;
-        reader = createReaderOfKind (kind, std::move (checked), why);
-    }
-
-    if (reader != nullptr)
-    {
-        if (isGroup)
-            header = groupHeader (*reader);
-        why = settle (*reader, header);
-    }
-    else if (isGroup)
-    {
-        why = notAudio;
-    }
-
-    // Whatever else seems wrong follows from bytes that weren't read.
-    if (status->failed())
-        why = *status;
-    return why.wasOk() ? std::make_unique<AudioFileReader> (std::move (reader), std::move (header), status)
-                       : nullptr;
-}
-
-juce::Result readMetadataChunks (const juce::File& file, std::vector<MetadataChunk>& chunks)
-{
-    auto result = juce::Result::ok();
-    const auto stream = openCheckedStream (file, result);
-    if (stream == nullptr)
-        return result;
-
-    AudioHeader header;
-    result = inspectAudioHeader (*stream, header);
-    if (stream->status().failed() || result.failed())
-        return stream->status().failed() ? stream->status() : result;
-
-    std::vector<MetadataChunk> found;
-    for (const auto& location : header.chunks)
-    {
-        if (location.size > headerLimits::maxMetadataBytes)
-            continue;
-
-        MetadataChunk chunk{ location.id,
-                             std::vector<std::uint8_t> (static_cast<std::size_t> (location.size)) };
-        const auto size = static_cast<int> (location.size);
-        if (! stream->setPosition (location.start) || stream->read (chunk.bytes.data(), size) != size)
-            return stream->status();
-        found.push_back (std::move (chunk));
-    }
-
-    chunks = std::move (found);
-    return juce::Result::ok();
+    return openChecked (std::make_unique<PatchedInputStream> (std::move (stream), std::move (shouldStop)),
+                        why);
 }
 
 } // namespace tessivar

@@ -1,15 +1,11 @@
 #pragma once
 
-#include "model/SourceChunks.h"
-
-#include "model/AudioHeaderGate.h"
-#include "model/PatchedInputStream.h"
+#include "model/audiofile/AudioHeaderGate.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
 #include <functional>
 #include <memory>
-#include <vector>
 
 namespace tessivar
 {
@@ -57,14 +53,5 @@ openAudioFile (const juce::File& file, juce::Result& why, std::function<bool()> 
 std::unique_ptr<AudioFileReader> openAudioStream (std::unique_ptr<juce::InputStream> stream,
                                                   juce::Result& why,
                                                   std::function<bool()> shouldStop = {});
-
-/** A stream on an ordinary file that says when it can't be read; null with the reason when there is none. */
-std::unique_ptr<PatchedInputStream> openCheckedStream (const juce::File& file, juce::Result& why);
-
-/** Everything in a WAV file that is neither format nor audio nor padding, in file order, for passing it on
-    unchanged: bext, iXML, cue, LIST and the like, known to the program or not. Damaged chunks, and chunks of
-    more than headerLimits::maxMetadataBytes, are left out. Files of other kinds give an empty list.
-*/
-juce::Result readMetadataChunks (const juce::File& file, std::vector<MetadataChunk>& chunks);
 
 } // namespace tessivar

@@ -1,7 +1,11 @@
-#include "model/PatchedInputStream.h"
+#include "model/audiofile/PatchedInputStream.h"
+
+#include "model/DiskNames.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace tessivar
@@ -12,6 +16,25 @@ PatchedInputStream::PatchedInputStream (std::unique_ptr<juce::InputStream> sourc
     : source (std::move (sourceStream)), stopRequested (std::move (shouldStop)),
       totalLength (source->getTotalLength())
 {
+}
+
+std::unique_ptr<PatchedInputStream>
+PatchedInputStream::open (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop)
+{
+    // A pipe or a device would block the opening or never end.
+    std::error_code error;
+    const std::filesystem::path path (bytesOfPath (file));
+    if (! std::filesystem::is_regular_file (path, error))
+    {
+        why = juce::Result::fail (error ? juce::String (error.message())
+                                        : juce::String ("not an ordinary file"));
+        return nullptr;
+    }
+
+    auto stream = std::make_unique<juce::FileInputStream> (file);
+    why = stream->getStatus();
+    return why.wasOk() ? std::make_unique<PatchedInputStream> (std::move (stream), std::move (shouldStop))
+                       : nullptr;
 }
 
 bool PatchedInputStream::setPosition (juce::int64 newPosition)

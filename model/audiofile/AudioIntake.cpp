@@ -1,8 +1,8 @@
-#include "model/AudioIntake.h"
+#include "model/audiofile/AudioIntake.h"
 
 #include "model/Abbreviations.h"
-#include "model/AudioFileReaders.h"
 #include "model/DiskNames.h"
+#include "model/audiofile/AudioFileReaders.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,13 +16,6 @@ using juce::String;
 
 constexpr double shortDurationSeconds = 30.0;
 constexpr double longDurationSeconds = 600.0;
-
-bool isSupportedRate (double sampleRate)
-{
-    return std::any_of (supportedSampleRates.begin(),
-                        supportedSampleRates.end(),
-                        [=] (int rate) { return sampleRate == static_cast<double> (rate); });
-}
 
 /** "44100 Hz", "44099.5 Hz" */
 String rateText (double sampleRate)
@@ -151,6 +144,13 @@ Decoding decode (AudioFileReader& reader,
 }
 } // namespace
 
+bool isSupportedSampleRate (double sampleRate)
+{
+    return std::any_of (supportedSampleRates.begin(),
+                        supportedSampleRates.end(),
+                        [=] (int rate) { return sampleRate == static_cast<double> (rate); });
+}
+
 std::optional<IntakeRefusal> checkTrack (const String& name,
                                          double sampleRate,
                                          std::int64_t lengthInSamples,
@@ -160,7 +160,7 @@ std::optional<IntakeRefusal> checkTrack (const String& name,
     if (groupSampleRate > 0.0 && sampleRate != groupSampleRate)
         return IntakeRefusal{ ImportWarnings::differentSampleRate,
                               rateText (sampleRate) + " in a group of " + rateText (groupSampleRate) };
-    if (! isSupportedRate (sampleRate))
+    if (! isSupportedSampleRate (sampleRate))
         return IntakeRefusal{ ImportWarnings::unsupportedSampleRate,
                               "a sample rate of " + rateText (sampleRate) + "; supported are "
                                   + supportedRatesText() };

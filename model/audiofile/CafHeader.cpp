@@ -1,4 +1,4 @@
-#include "model/HeaderWalk.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include <bit>
 #include <optional>
@@ -200,12 +200,6 @@ Result inspectPackets (const HeaderSource& source,
     header.lengthInSamples = validFrames;
     return Result::ok();
 }
-
-bool isLoadedByReader (const std::uint8_t* tag)
-{
-    constexpr std::array loaded{ "info", "strg", "chan", "peak", "kuki", "pakt", "uuid" };
-    return std::any_of (loaded.begin(), loaded.end(), [tag] (const char* id) { return isTag (tag, id); });
-}
 } // namespace
 
 juce::Result inspectCafHeader (const HeaderSource& source, AudioHeader& header)
@@ -264,7 +258,8 @@ juce::Result inspectCafHeader (const HeaderSource& source, AudioHeader& header)
         {
             if (size < 0 || size > remaining)
                 return chunkPastEnd (tagText (tag), size, remaining);
-            if (isLoadedByReader (tag) && size > headerLimits::maxMetadataBytes)
+            if (size > headerLimits::maxMetadataBytes
+                && isOneOfTags (tag, { "info", "strg", "chan", "peak", "kuki", "pakt", "uuid" }))
                 return metadataTooLarge (tagText (tag), size);
 
             auto result = Result::ok();

@@ -1,6 +1,5 @@
-#include "model/AudioTags.h"
-#include "model/HeaderWalk.h"
 #include "model/LittleEndian.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include <ogg/ogg.h>
 

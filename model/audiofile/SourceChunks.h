@@ -38,6 +38,7 @@ struct SourceChunks
     /** More than this is left in the source file. */
     static constexpr std::size_t maxBytes = 1 << 20;
 
+    /** Bytes of the chunks with their ids and sizes. */
     [[nodiscard]] std::size_t numBytes() const;
 
     bool operator== (const SourceChunks&) const = default;
@@ -46,5 +47,14 @@ struct SourceChunks
     [[nodiscard]] juce::String toText() const;
     [[nodiscard]] static std::optional<SourceChunks> fromText (const juce::String& text);
 };
+
+/** The metadata chunks of a stream: bext, iXML, cue, LIST, MARK and the like, known to the program or not. Left out are
+    damaged ones of a WAV file, and what is larger than headerLimits::maxMetadataBytes. Fails, and leaves chunks as they
+    were, when a WAV or AIFF file can't be read; of other kinds, chunks are none.
+*/
+juce::Result readSourceChunks (juce::InputStream& stream, SourceChunks& chunks);
+
+/** The same for a file; null when it can't be read. */
+[[nodiscard]] std::shared_ptr<const SourceChunks> readSourceChunks (const juce::File& file);
 
 } // namespace tessivar

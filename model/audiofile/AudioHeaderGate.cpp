@@ -1,9 +1,12 @@
-#include "model/AudioHeaderGate.h"
+#include "model/audiofile/AudioHeaderGate.h"
 
-#include "model/HeaderWalk.h"
+#include "model/ForeignText.h"
+#include "model/audiofile/AudioFormats.h"
 
-#include <cmath>
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 namespace tessivar
 {
@@ -70,6 +73,11 @@ bool isTag (const std::uint8_t* bytes, const char* tag)
     return std::memcmp (bytes, tag, 4) == 0;
 }
 
+bool isOneOfTags (const std::uint8_t* bytes, std::initializer_list<const char*> tags)
+{
+    return std::any_of (tags.begin(), tags.end(), [bytes] (const char* tag) { return isTag (bytes, tag); });
+}
+
 juce::String tagText (const std::uint8_t* bytes)
 {
     juce::String text;
@@ -77,6 +85,31 @@ juce::String tagText (const std::uint8_t* bytes)
         text << juce::String::charToString (bytes[i] >= 32 && bytes[i] < 127 ? bytes[i] : '?');
 
     return text;
+}
+
+void listChunk (AudioHeader& header, const std::uint8_t* tag, std::int64_t start, std::int64_t size)
+{
+    // Format, audio, padding, and peaks or envelopes of the samples: wrong for any other signal.
+    if (isOneOfTags (tag,
+                     { "fmt ",
+                       "data",
+                       "ds64",
+                       "fact",
+                       "JUNK",
+                       "junk",
+                       "PAD ",
+                       "FLLR",
+                       "PEAK",
+                       "levl",
+                       "slnt",
+                       "COMM",
+                       "SSND",
+                       "FVER" }))
+        return;
+
+    ChunkLocation location{ {}, start, size };
+    std::copy_n (tag, 4, location.id.begin());
+    header.chunks.push_back (location);
 }
 
 juce::Result chunkPastEnd (const juce::String& tag, std::int64_t chunkSize, std::int64_t remaining)
@@ -97,6 +130,48 @@ juce::String truncationNote (std::int64_t promised, std::int64_t present)
 {
     return "the header promises " + juce::String (promised) + " samples, but the file ends after "
            + juce::String (present);
+}
+
+juce::String metadataKeyForTag (const juce::String& tag)
+{
+    struct Pair
+    {
+        const char* tag;
+        const char* key;
+    };
+    constexpr std::array<Pair, 12> pairs{ {
+        { "title", "INAM" },
+        { "artist", "IART" },
+        { "album", "IPRD" },
+        { "date", "ICRD" },
+        { "genre", "IGNR" },
+        { "comment", "ICMT" },
+        { "description", "ISBJ" },
+        { "copyright", "ICOP" },
+        { "tracknumber", "IPRT" },
+        { "software", "ISFT" },
+        { "encoder", "ISFT" },
+        { "engineer", "IENG" },
+    } };
+
+    for (const auto& pair : pairs)
+        if (tag.equalsIgnoreCase (pair.tag))
+            return pair.key;
+
+    return tag;
+}
+
+void addVorbisComment (std::span<const std::uint8_t> comment, juce::StringPairArray& metadata)
+{
+    // So that no file keeps the program busy with tags for minutes.
+    constexpr int maxTags = 10000;
+    if (metadata.size() >= maxTags)
+        return;
+
+    const auto text = textOfBytes (comment);
+    const auto value = text.fromFirstOccurrenceOf ("=", false, false);
+    if (value.isNotEmpty())
+        metadata.set (metadataKeyForTag (text.upToFirstOccurrenceOf ("=", false, false)), value);
 }
 
 namespace
