@@ -132,7 +132,7 @@ void GroupWork::importNewGroup (const NewGroupFiles& files)
     if (group->numTracks() == 0)
         return;
 
-    group->undo().clearUndoHistory();
+    group->undo().clear();
     workspace.selectGroup (workspace.addGroup (group));
 }
 

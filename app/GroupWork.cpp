@@ -82,7 +82,7 @@ Group::Ptr GroupWork::newGroup()
 
     const Group::Ptr group = new Group (name, {});
     group->setMethod (defaultMethod (workspace.settings()));
-    group->undo().clearUndoHistory();
+    group->undo().clear();
     workspace.selectGroup (workspace.addGroup (group));
     return group;
 }

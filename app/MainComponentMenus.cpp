@@ -48,14 +48,14 @@ juce::PopupMenu::Item entry (int id, const juce::String& text, const juce::KeyPr
     return item;
 }
 
-void addUndoItems (juce::PopupMenu& menu, juce::UndoManager& undo)
+void addUndoItems (juce::PopupMenu& menu, GroupHistory& undo)
 {
     const auto named = [] (const char* action, const juce::String& what)
     { return what.isEmpty() ? juce::String (action) : action + (" " + what); };
     menu.addSeparator();
-    menu.addItem (entry (undoIt, named ("Undo", undo.getUndoDescription()), keyOf (WindowKey::undo))
+    menu.addItem (entry (undoIt, named ("Undo", undo.undoName()), keyOf (WindowKey::undo))
                       .setEnabled (undo.canUndo()));
-    menu.addItem (entry (redoIt, named ("Redo", undo.getRedoDescription()), keyOf (WindowKey::redo))
+    menu.addItem (entry (redoIt, named ("Redo", undo.redoName()), keyOf (WindowKey::redo))
                       .setEnabled (undo.canRedo()));
 }
 
@@ -76,7 +76,7 @@ juce::PopupMenu typeMenu (DrumType current)
     return menu;
 }
 
-juce::PopupMenu trackMenu (const Track& track, const Player& player, juce::UndoManager& undo)
+juce::PopupMenu trackMenu (const Track& track, const Player& player, GroupHistory& undo)
 {
     const auto isWhole = player.playsWholeGroup();
     juce::PopupMenu menu;

@@ -112,50 +112,17 @@ void MainComponent::wireBrowser()
     list.onMoveTracks = [this] (const std::vector<RowId>& tracks, RowId toGroup, int index)
     {
         const auto target = presenter.groupOf (toGroup);
-        auto place = index;
-
-        if (target == nullptr)
-            return;
-
-        for (const auto id : BrowserPresenter::trackIdsOf (tracks))
-        {
-            const auto track = target->findTrack (id);
-
-            if (track == nullptr)
-                continue; // of another Group: see below
-
-            // The place was counted with the track still where it was.
-            const auto from = target->indexOf (*track);
-            target->moveTrack (id, from < place ? place - 1 : place);
-            place = from < place ? place : place + 1;
-        }
+        const auto ids = BrowserPresenter::trackIdsOf (tracks);
 
         for (const auto& source : workspace.allGroups())
         {
-            std::vector<TrackState> moved;
-            std::vector<std::uint32_t> ids;
-
-            for (const auto id : BrowserPresenter::trackIdsOf (tracks))
-                if (const auto track = source->findTrack (id); source != target && track != nullptr)
-                {
-                    moved.push_back (track->state());
-                    moved.back().analysedAs.reset();
-                    ids.push_back (id);
-                }
-
-            const auto fits = target->sampleRate() == 0.0 || target->sampleRate() == source->sampleRate();
-
-            if (ids.empty())
+            if (target == nullptr || ids.empty() || source->findTrack (ids.front()) == nullptr)
                 continue;
 
-            if (! fits)
-            {
+            if (target->sampleRate() != 0.0 && target->sampleRate() != source->sampleRate())
                 prompts.warn (warningMessage (ImportWarnings::differentSampleRate));
-                continue;
-            }
-
-            target->addTracks (std::move (moved), index);
-            source->removeTracks (ids);
+            else
+                source->moveTracks (ids, *target, index);
         }
     };
 

@@ -164,6 +164,13 @@ void Group::apply (const Editable& wanted)
     noteChange();
 }
 
+void Group::change (const Editable& from, const Editable& to)
+{
+    auto wanted = editable();
+    wanted.change (from, to);
+    apply (wanted);
+}
+
 void Group::perform (const juce::String& stepName, const Editable& after, bool continuesStep)
 {
     auto before = editable();
@@ -171,10 +178,13 @@ void Group::perform (const juce::String& stepName, const Editable& after, bool c
     if (after == before)
         return;
 
-    if (! continuesStep || undoManager.getCurrentTransactionName() != stepName)
-        undoManager.beginNewTransaction (stepName);
+    apply (after);
 
-    undoManager.perform (new GroupEdit (*this, std::move (before), after));
+    if (continuesStep && history.lastStepIsOpen && history.undoName() == stepName)
+        history.done.back()->changes.front().after = after;
+    else
+        history.add (std::make_shared<GroupStep> (
+            GroupStep{ stepName, { { juce::WeakReference<Group> (this), std::move (before), after } } }));
 }
 
 void Group::editTracks (const juce::String& stepName,
@@ -251,6 +261,56 @@ void Group::moveTrack (std::uint32_t trackId, int newIndex)
     wanted.tracks.erase (found);
     wanted.tracks.insert (wanted.tracks.begin() + juce::jlimit (0, numTracks() - 1, newIndex), moved);
     perform ("Move Track", wanted);
+}
+
+void Group::moveTracks (const std::vector<std::uint32_t>& trackIds, Group& target, int index)
+{
+    auto left = editable();
+    auto arrived = target.editable();
+    std::vector<EditableTrack> moved;
+    auto at = juce::isPositiveAndBelow (index, target.numTracks()) ? index : target.numTracks();
+
+    for (const auto id : trackIds)
+        if (const auto track = findTrack (id))
+            moved.emplace_back (track);
+
+    if (moved.empty())
+        return;
+
+    const juce::String stepName (moved.size() == 1 ? "Move Track" : "Move Tracks");
+    std::erase_if (left.tracks,
+                   [&] (const EditableTrack& entry) { return contains (trackIds, entry.track->id()); });
+
+    if (&target == this)
+    {
+        const auto place = at;
+
+        for (int i = 0; i < place; ++i)
+            at -= contains (trackIds, track (i)->id()) ? 1 : 0;
+
+        left.tracks.insert (left.tracks.begin() + at, moved.begin(), moved.end());
+        perform (stepName, left);
+        return;
+    }
+
+    jassert (target.members.empty() || target.sampleRate() == sampleRate());
+
+    for (auto& entry : moved)
+    {
+        auto state = entry.track->state();
+        state.analysedAs.reset(); // that was with other tracks
+        entry = EditableTrack (new Track (std::move (state)));
+    }
+
+    arrived.tracks.insert (arrived.tracks.begin() + at, moved.begin(), moved.end());
+    const auto step = std::make_shared<GroupStep> (
+        GroupStep{ stepName,
+                   { { juce::WeakReference<Group> (this), editable(), left },
+                     { juce::WeakReference<Group> (&target), target.editable(), arrived } } });
+    apply (left);
+    target.apply (arrived);
+    history.add (step);
+    target.history.add (step);
 }
 
 void Group::duplicateTrack (std::uint32_t trackId)

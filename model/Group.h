@@ -1,13 +1,14 @@
 #pragma once
 
 #include "model/GroupContents.h"
+#include "model/GroupHistory.h"
 #include "model/Track.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "terms/TrackFindings.h"
 
-#include <juce_data_structures/juce_data_structures.h>
+#include <juce_events/juce_events.h>
 
 #include <functional>
 #include <memory>
@@ -69,6 +70,12 @@ public:
     void removeTracks (const std::vector<std::uint32_t>& trackIds);
     void moveTrack (std::uint32_t trackId, int newIndex);
 
+    /** Moves those of the tracks that are in this Group to before the track with this index of the target, as counted before
+        the move; outside, to its end. The target may be this Group, and else has its sample rate. What moves to another
+        Group arrives there as new tracks, not yet analysed; the step is one of both Groups.
+    */
+    void moveTracks (const std::vector<std::uint32_t>& trackIds, Group& target, int index);
+
     /** Puts a copy with its own knobs behind the track: same samples, same name with " copy" behind. */
     void duplicateTrack (std::uint32_t trackId);
 
@@ -96,7 +103,7 @@ public:
     /** Which of both settings sounds. */
     void selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetting setting);
 
-    [[nodiscard]] juce::UndoManager& undo() { return undoManager; }
+    [[nodiscard]] GroupHistory& undo() { return history; }
 
     // Results of jobs.
 
@@ -139,12 +146,13 @@ public:
     void update();
 
 private:
-    friend class GroupEdit;
+    friend struct GroupStep;
 
     struct Editable;
 
     [[nodiscard]] Editable editable() const;
     void apply (const Editable&);
+    void change (const Editable& from, const Editable& to);
     void perform (const juce::String& stepName, const Editable& after, bool continuesStep = false);
     void editTracks (const juce::String& stepName,
                      const std::vector<std::uint32_t>& trackIds,
@@ -165,8 +173,9 @@ private:
     std::unique_ptr<Editable> savedEditable; // null: never saved
     std::uint64_t analysisCount = 0, savedAnalysisCount = 0;
     std::uint64_t changeCount = 0;
-    juce::UndoManager undoManager;
+    GroupHistory history;
 
+    JUCE_DECLARE_WEAK_REFERENCEABLE (Group)
     JUCE_DECLARE_NON_COPYABLE (Group)
 };
 

@@ -1,9 +1,28 @@
 #include "model/GroupEdit.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tessivar
 {
+
+namespace
+{
+const EditableTrack* find (const std::vector<EditableTrack>& tracks, const Track::Ptr& track)
+{
+    const auto found = std::find_if (
+        tracks.begin(), tracks.end(), [&] (const EditableTrack& entry) { return entry.track == track; });
+    return found == tracks.end() ? nullptr : &*found;
+}
+
+bool haveSameTracks (const std::vector<EditableTrack>& left, const std::vector<EditableTrack>& right)
+{
+    return left.size() == right.size()
+           && std::all_of (left.begin(),
+                           left.end(),
+                           [&] (const EditableTrack& entry) { return find (right, entry.track) != nullptr; });
+}
+} // namespace
 
 EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& state)
     : track (trackToRead), name (state.name), drumType (state.drumType()), excluded (state.excluded),
@@ -12,34 +31,104 @@ EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& s
 {
 }
 
-GroupEdit::GroupEdit (Group& groupToEdit, Group::Editable stateBefore, Group::Editable stateAfter)
-    : group (groupToEdit), before (std::move (stateBefore)), after (std::move (stateAfter))
+void Group::Editable::change (const Editable& from, const Editable& to)
 {
+    if (from.name != to.name)
+        name = to.name;
+
+    if (from.method != to.method)
+        method = to.method;
+
+    for (auto& entry : tracks)
+        if (const auto* old = find (from.tracks, entry.track), *wanted = find (to.tracks, entry.track);
+            old != nullptr && wanted != nullptr && *old != *wanted)
+            entry = *wanted;
+
+    std::erase_if (tracks,
+                   [&] (const EditableTrack& entry)
+                   { return find (from.tracks, entry.track) && ! find (to.tracks, entry.track); });
+
+    for (std::size_t i = 0; i < to.tracks.size(); ++i)
+        if (const auto& entry = to.tracks[i];
+            ! find (from.tracks, entry.track) && ! find (tracks, entry.track))
+            tracks.insert (tracks.begin() + static_cast<std::ptrdiff_t> (std::min (i, tracks.size())), entry);
+
+    // Only a step that moved tracks within the Group says something about the order of the others.
+    if (haveSameTracks (from.tracks, to.tracks))
+        std::stable_sort (tracks.begin(),
+                          tracks.end(),
+                          [&] (const EditableTrack& left, const EditableTrack& right)
+                          {
+                              const auto *first = find (to.tracks, left.track),
+                                         *second = find (to.tracks, right.track);
+                              return first != nullptr && (second == nullptr || first < second);
+                          });
 }
 
-bool GroupEdit::perform()
+//======================================================================================================================
+
+void GroupStep::undo (const std::shared_ptr<GroupStep>& step)
 {
-    group.apply (after);
-    return true;
+    for (const auto& [group, before, after] : step->changes)
+        if (group != nullptr)
+        {
+            auto& history = group->history;
+            std::erase (history.done, step);
+            history.undone.push_back (step);
+            history.lastStepIsOpen = false;
+            group->change (after, before);
+        }
 }
 
-bool GroupEdit::undo()
+void GroupStep::redo (const std::shared_ptr<GroupStep>& step)
 {
-    group.apply (before);
-    return true;
+    for (const auto& [group, before, after] : step->changes)
+        if (group != nullptr)
+        {
+            auto& history = group->history;
+            std::erase (history.undone, step);
+            history.done.push_back (step);
+            history.lastStepIsOpen = false;
+            group->change (before, after);
+        }
 }
 
-int GroupEdit::getSizeInUnits()
+juce::String GroupHistory::undoName() const
 {
-    return 1 + static_cast<int> (before.tracks.size() + after.tracks.size());
+    return canUndo() ? done.back()->name : juce::String();
 }
 
-juce::UndoableAction* GroupEdit::createCoalescedAction (juce::UndoableAction* nextAction)
+juce::String GroupHistory::redoName() const
 {
-    if (const auto* next = dynamic_cast<GroupEdit*> (nextAction))
-        return new GroupEdit (group, before, next->after);
+    return canRedo() ? undone.back()->name : juce::String();
+}
 
-    return nullptr;
+void GroupHistory::undo()
+{
+    if (canUndo())
+        GroupStep::undo (std::shared_ptr (done.back()));
+}
+
+void GroupHistory::redo()
+{
+    if (canRedo())
+        GroupStep::redo (std::shared_ptr (undone.back()));
+}
+
+void GroupHistory::clear()
+{
+    done.clear();
+    undone.clear();
+}
+
+void GroupHistory::add (std::shared_ptr<GroupStep> step)
+{
+    done.push_back (std::move (step));
+    undone.clear();
+    lastStepIsOpen = true;
+
+    if (done.size() > longest)
+        done.erase (done.begin());
 }
 
 } // namespace tessivar

@@ -5,6 +5,7 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 
+#include <memory>
 #include <vector>
 
 namespace tessivar
@@ -40,26 +41,25 @@ struct Group::Editable
     std::vector<EditableTrack> tracks;
 
     bool operator== (const Editable&) const = default;
+
+    /** Makes the difference between two others in this one, and leaves alone what they have in common. */
+    void change (const Editable& from, const Editable& to);
 };
 
-/** A step of undo: the editable part of a Group before and after. */
-class GroupEdit final : public juce::UndoableAction
+/** A step of undo: the editable part of one Group before and after it, or of two between which tracks moved. */
+struct GroupStep
 {
-public:
-    GroupEdit (Group& group, Group::Editable before, Group::Editable after);
+    struct Change
+    {
+        juce::WeakReference<Group> group; // null once the Group is gone
+        Group::Editable before, after;
+    };
 
-    bool perform() override;
-    bool undo() override;
-    int getSizeInUnits() override;
+    juce::String name;
+    std::vector<Change> changes;
 
-    /** Two edits of one step, one after the other, become one. */
-    juce::UndoableAction* createCoalescedAction (juce::UndoableAction* nextAction) override;
-
-private:
-    Group& group; // owns the undo manager that owns this
-    const Group::Editable before, after;
-
-    JUCE_DECLARE_NON_COPYABLE (GroupEdit)
+    static void undo (const std::shared_ptr<GroupStep>& step);
+    static void redo (const std::shared_ptr<GroupStep>& step);
 };
 
 } // namespace tessivar

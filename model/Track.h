@@ -38,7 +38,6 @@ public:
 
 private:
     friend class Group;
-    friend class GroupEdit;
 
     void samplesChanged();
 

@@ -168,7 +168,7 @@ TEST_CASE ("Group edits", "[model][group]")
 
         while (group->undo().canUndo())
         {
-            steps.add (group->undo().getUndoDescription());
+            steps.add (group->undo().undoName());
             group->undo().undo();
         }
 
@@ -200,6 +200,41 @@ TEST_CASE ("Group edits", "[model][group]")
             CHECK (again.tracks[i].record == last.tracks[i].record);
             CHECK (again.tracks[i].excluded == last.tracks[i].excluded);
         }
+    }
+
+    SECTION ("take a move to another Group back, and make it again, from either of the two")
+    {
+        const Group::Ptr other = new Group ("Take 4", { trackOf ("HH", DrumType::hiHat) });
+        const auto both = [&]
+        { return namesOf (*group).joinIntoString (" ") + "|" + namesOf (*other).joinIntoString (" "); };
+        group->moveTracks ({ kick }, *other, 0);
+        CHECK (both() == "Snare|Kick HH");
+        CHECK (group->undo().undoName() == "Move Track");
+        other->undo().undo();
+        CHECK (both() == "Kick Snare|HH");
+        CHECK (group->track (0) == kickTrack);
+        CHECK_FALSE (group->undo().canUndo());
+        group->undo().redo();
+        CHECK (both() == "Snare|Kick HH");
+        group->undo().undo();
+        other->undo().redo();
+        CHECK (both() == "Snare|Kick HH");
+
+        // What was done to the other Group since stays, and remains its own step.
+        other->addTracks ({ trackOf ("Tom", DrumType::tomLow) }, 0);
+        other->setExcluded ({ other->track (2)->id() }, true);
+        group->undo().undo();
+        CHECK (both() == "Kick Snare|Tom HH");
+        CHECK (other->track (1)->isExcluded());
+        group->undo().redo();
+        CHECK (other->numTracks() == 3);
+        group->undo().undo();
+        other->undo().undo();
+        CHECK (both() == "Kick Snare|Tom HH");
+        CHECK_FALSE (other->track (1)->isExcluded());
+        other->undo().undo();
+        CHECK (both() == "Kick Snare|HH");
+        CHECK_FALSE (other->undo().canUndo());
     }
 
     SECTION ("a drag of a knob is one step, and the next drag another")

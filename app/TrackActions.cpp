@@ -1,0 +1,242 @@
+#include "app/TrackActions.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+TrackActions::TrackIds idsOf (const Group& group)
+{
+    TrackActions::TrackIds ids;
+
+    for (int i = 0; i < group.numTracks(); ++i)
+        ids.push_back (group.track (i)->id());
+
+    return ids;
+}
+
+/** Whether there is something that the knobs turn. */
+bool hasKnobs (const Track::Ptr& track)
+{
+    return track != nullptr && track->state().hasProcessedOutput();
+}
+} // namespace
+
+Track::Ptr TrackActions::track() const
+{
+    const auto selected = group();
+    return selected != nullptr ? selected->findTrack (selectedId) : nullptr;
+}
+
+TrackActions::TrackIds TrackActions::chosen() const
+{
+    if (track() == nullptr)
+        return {};
+
+    auto ids = selectedTogether;
+    std::erase_if (ids, [this] (std::uint32_t id) { return group()->findTrack (id) == nullptr; });
+    return ids.empty() ? TrackIds{ selectedId } : ids;
+}
+
+Group::Ptr TrackActions::groupOf (std::uint32_t trackId) const
+{
+    for (const auto& each : workspace.allGroups())
+        if (each->findTrack (trackId) != nullptr)
+            return each;
+
+    return nullptr;
+}
+
+//======================================================================================================================
+
+void TrackActions::select (const Group::Ptr& selected, std::uint32_t lead, TrackIds together)
+{
+    if (selected != nullptr)
+        workspace.selectGroup (workspace.indexOf (selected.get()));
+
+    if (lead != 0)
+        selectedId = lead;
+
+    selectedTogether = std::move (together);
+}
+
+void TrackActions::selectTrack (std::uint32_t trackId)
+{
+    select ({}, trackId, {});
+}
+
+void TrackActions::stepTrack (int step)
+{
+    if (const auto current = track())
+    {
+        const auto index = group()->indexOf (*current) + step;
+        selectTrack (group()->track (juce::jlimit (0, group()->numTracks() - 1, index))->id());
+    }
+}
+
+void TrackActions::stepGroup (int step)
+{
+    const auto index = workspace.selectedGroupIndex() + step;
+
+    if (workspace.numGroups() > 0)
+        workspace.selectGroup (juce::jlimit (0, workspace.numGroups() - 1, index));
+
+    selectedId = 0;
+    keepSelectionValid();
+}
+
+void TrackActions::keepSelectionValid()
+{
+    if (track() != nullptr)
+        return;
+
+    const auto first = group() != nullptr ? group()->track (0) : nullptr;
+    selectedId = first != nullptr ? first->id() : 0;
+    selectedTogether.clear();
+}
+
+//======================================================================================================================
+
+void TrackActions::turnKnobs (std::optional<float> focus, std::optional<float> fine)
+{
+    const auto turned = track();
+
+    if (turned == nullptr)
+        return;
+
+    auto values = turned->soundingKnobs();
+    values.focus = focus.value_or (values.focus);
+    values.fine = fine.value_or (values.fine);
+    group()->setKnobs (
+        { turned->id() }, turned->selectedSetting(), values, std::exchange (continuesGesture, true));
+    tellOfKnobs();
+}
+
+void TrackActions::nudgeFocus (float fraction)
+{
+    if (const auto turned = track(); hasKnobs (turned))
+        turnKnobs (juce::jlimit (0.0f, 5.0f, turned->soundingKnobs().focus + 5.0f * fraction), {});
+}
+
+void TrackActions::nudgeFine (float fraction)
+{
+    if (const auto turned = track(); hasKnobs (turned))
+        turnKnobs ({}, juce::jlimit (0.0f, 1.0f, turned->soundingKnobs().fine + fraction));
+}
+
+void TrackActions::chooseSetting (KnobSetting setting, bool ofWholeGroup)
+{
+    if (group() == nullptr)
+        return;
+
+    group()->selectSetting (ofWholeGroup ? idsOf (*group()) : TrackIds{ selectedId }, setting);
+    tellOfKnobs();
+}
+
+void TrackActions::toggleSetting (bool ofWholeGroup)
+{
+    if (const auto switched = track())
+        chooseSetting (otherSetting (switched->selectedSetting()), ofWholeGroup);
+}
+
+void TrackActions::copySoundingSetting()
+{
+    if (const auto copied = track())
+        group()->copyKnobs ({ copied->id() }, copied->selectedSetting());
+}
+
+void TrackActions::resetKnobs()
+{
+    if (const auto reset = track())
+    {
+        group()->resetKnobs ({ reset->id() }, reset->selectedSetting());
+        tellOfKnobs();
+    }
+}
+
+void TrackActions::copyKnobs (KnobSetting from)
+{
+    if (group() != nullptr)
+        group()->copyKnobs (chosen(), from);
+}
+
+void TrackActions::applyToType (const Track& model)
+{
+    if (group() == nullptr)
+        return;
+
+    auto alike = idsOf (*group());
+    std::erase_if (alike,
+                   [&] (std::uint32_t id)
+                   { return group()->findTrack (id)->drumType() != model.drumType(); });
+    group()->setKnobs (alike, model.selectedSetting(), model.soundingKnobs());
+}
+
+void TrackActions::tellOfKnobs() const
+{
+    if (onKnobsChanged)
+        onKnobsChanged();
+}
+
+//======================================================================================================================
+
+void TrackActions::setDrumType (const TrackIds& ids, DrumType type)
+{
+    // A chooser works on rows of any Group, selected or not.
+    if (const auto owner = ids.empty() ? nullptr : groupOf (ids.front()))
+        owner->setDrumType (ids, type);
+}
+
+void TrackActions::setExcluded (const TrackIds& ids, bool excluded)
+{
+    if (group() != nullptr)
+        group()->setExcluded (ids, excluded);
+}
+
+void TrackActions::remove (const TrackIds& ids)
+{
+    const auto first = group() != nullptr && ! ids.empty() ? group()->findTrack (ids.front()) : nullptr;
+
+    if (first == nullptr)
+        return;
+
+    const auto what = ids.size() == 1 ? first->name() : juce::String (ids.size()) + " tracks";
+    const auto file = ids.size() == 1 ? " Its file is not touched." : " Their files are not touched.";
+
+    if (prompts.ask ({ .title = "Remove from group",
+                       .text = "Remove " + what + " from the group?" + file,
+                       .acceptButton = "Remove",
+                       .refuseButton = "Cancel",
+                       .risk = UserPrompts::Risk::discards }))
+        group()->removeTracks (ids);
+}
+
+void TrackActions::move (const TrackIds& ids, Group& target, int index)
+{
+    const auto source = ids.empty() ? nullptr : groupOf (ids.front());
+
+    if (source == nullptr)
+        return;
+
+    if (target.sampleRate() != 0.0 && target.sampleRate() != source->sampleRate())
+        prompts.warn (warningMessage (ImportWarnings::differentSampleRate));
+    else
+        source->moveTracks (ids, target, index);
+}
+
+void TrackActions::undo()
+{
+    if (group() != nullptr)
+        group()->undo().undo();
+}
+
+void TrackActions::redo()
+{
+    if (group() != nullptr)
+        group()->undo().redo();
+}
+
+} // namespace tessivar

@@ -1,0 +1,483 @@
+#include "app/Verbs.h"
+
+#include "app/GroupWork.h"
+#include "app/MainComponent.h"
+#include "app/OpenExternally.h"
+#include "app/Player.h"
+#include "app/TrackActions.h"
+#include "app/WaveController.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace tessivar
+{
+
+Group::Ptr VerbTargets::group() const
+{
+    return tracks.group();
+}
+
+Track::Ptr VerbTargets::track() const
+{
+    return clicked != nullptr ? clicked : tracks.track();
+}
+
+namespace
+{
+using V = Verb;
+using A = VerbArea;
+using T = VerbEntry::Target;
+
+constexpr float nudge = 0.01f, coarseNudge = 0.05f;
+constexpr double playheadStep = 0.1, coarsePlayheadStep = 1.0; // s
+
+constexpr int shift = juce::ModifierKeys::shiftModifier, alt = juce::ModifierKeys::altModifier,
+              ctrl = juce::ModifierKeys::commandModifier;
+
+juce::KeyPress key (int code, int modifiers = 0)
+{
+    return { code, juce::ModifierKeys (modifiers), 0 };
+}
+
+/** An entry on its way into the table. */
+struct Entry : VerbEntry
+{
+    Entry (V verbToName, const char* idToUse, A areaToUse, const juce::String& text)
+    {
+        verb = verbToName;
+        id = idToUse;
+        area = areaToUse;
+        name = text;
+    }
+
+    Entry (V verbToName, const char* idToUse, A areaToUse, int commandNumber, const char* text, const char* what = nullptr)
+        : Entry (verbToName, idToUse, areaToUse, text)
+    {
+        number = commandNumber;
+        description = what != nullptr ? what : text;
+    }
+
+    Entry& bound (int letter, int more = 0) { commandKey = key (letter, ctrl | more); return *this; }
+    Entry& keys (std::vector<juce::KeyPress> those) { windowKeys = std::move (those); return *this; }
+    Entry& inMenus (const char* text) { menuText = juce::String::fromUTF8 (text); return *this; }
+    Entry& onSheet (const char* text) { sheetText = text; return *this; }
+    Entry& does (void (*what) (T)) { perform = what; return *this; }
+    Entry& when (bool (*condition) (T)) { canPerform = condition; return *this; }
+    Entry& ticked (bool (*condition) (T)) { isTicked = condition; return *this; }
+    Entry& of (juce::String (*what) (T)) { object = what; return *this; }
+    Entry& dangerous() { isDangerous = true; return *this; }
+};
+
+bool hasGroup (T t) { return t.group() != nullptr; }
+bool hasTrack (T t) { return t.track() != nullptr; }
+bool anyGroup (T t) { return t.work.hasGroups(); }
+bool playsWholeGroup (T t) { return hasTrack (t) && t.player.playsWholeGroup(); }
+
+template <SeparationMethod method>
+bool hasMethod (T t) { return t.group()->method() == method; }
+
+template <SeparationMethod method>
+void setMethod (T t) { t.group()->setMethod (method); }
+
+void postExport (T t, ExportScope scope) { t.window.postExport (scope, t.group(), t.track()); }
+
+std::vector<VerbEntry> makeVerbs()
+{
+    using Key = juce::KeyPress;
+
+    std::vector<VerbEntry> entries{
+        // clang-format off
+        Entry (V::newGroup, "newGroup", A::groups, 16, "New Group", "Opens an empty track").bound ('n')
+            .does ([] (T t) { t.work.newGroup(); }),
+        Entry (V::openGroups, "openGroups", A::groups, 17, "Open Group(s)", "Opens a dls file").bound ('o')
+            .does ([] (T t) { t.work.chooseAndOpen(); }),
+        Entry (V::saveGroup, "saveGroup", A::groups, 18, "Save Group", "Save Track").bound ('s')
+            .does ([] (T t) { t.work.save (t.group()); }).when (hasGroup),
+        Entry (V::saveGroupAs, "saveGroupAs", A::groups, 19, "Save Group as...").bound ('s', shift)
+            .inMenus ("Save Group as\xe2\x80\xa6").does ([] (T t) { t.work.saveAs (t.group()); }).when (hasGroup),
+        Entry (V::saveAllGroups, "saveAllGroups", A::groups, 20, "Save All Groups")
+            .does ([] (T t) { t.work.saveAll(); }).when (anyGroup),
+        Entry (V::closeAllGroups, "closeAllGroups", A::groups, 21, "Close All Groups").bound ('w').does ([] (T) {}),
+        Entry (V::settings, "settings", A::window, 22, "Settings")
+            .does ([] (T t) { t.window.openSettings (SettingsPageId::audioDevice); }),
+        Entry (V::importTracks, "importTracks", A::groups, 33, "Import Track(s)")
+            .does ([] (T t) { t.work.chooseAndImportTracks (t.group()); }),
+        Entry (V::importFolders, "importFolders", A::groups, 34, "Import Folder(s)")
+            .does ([] (T t) { t.work.chooseAndImportFolders(); }),
+        Entry (V::importFromGroup, "importFromGroup", A::groups, 35, "Import Track(s) from DLS")
+            .does ([] (T t) { t.work.chooseAndImportFromGroup (t.group()); }),
+        Entry (V::importTracks, "importTracks", A::groups, 36, "Import Track(s)").bound ('i'),
+        Entry (V::importFolders, "importFolders", A::groups, 37, "Import Folder(s)").bound ('f'),
+        Entry (V::importFromGroup, "importFromGroup", A::groups, 38, "Import Track(s) from DLS").bound ('d'),
+        Entry (V::analyzeGroup, "analyzeGroup", A::groups, 49, "Analyze Group").bound ('p')
+            .does ([] (T t) { t.work.analyze (t.group()); }).when (hasGroup),
+        Entry (V::analyzeGroups, "analyzeGroups", A::groups, 50, "Analyze Group(s)").bound ('p', shift)
+            .does ([] (T t) { t.work.analyzeAll(); }).when (anyGroup),
+        Entry (V::exportTrack, "exportTrack", A::groups, 65, "Export Track").inMenus ("Export Track\xe2\x80\xa6")
+            .does ([] (T t) { postExport (t, ExportScope::track); }),
+        Entry (V::exportGroup, "exportGroup", A::groups, 66, "Export Group").inMenus ("Export Group\xe2\x80\xa6")
+            .does ([] (T t) { postExport (t, ExportScope::group); }),
+        Entry (V::exportAllGroups, "exportAllGroups", A::groups, 67, "Export All Groups").bound ('x', shift)
+            .does ([] (T t) { postExport (t, ExportScope::allGroups); }),
+        Entry (V::exportTrack, "exportTrack", A::groups, 68, "Export Track").bound ('e'),
+        Entry (V::exportGroup, "exportGroup", A::groups, 69, "Export Group").bound ('x'),
+        Entry (V::exportAllGroups, "exportAllGroups", A::groups, 70, "Export All Groups").bound ('x', shift),
+        Entry (V::quickStartGuide, "quickStartGuide", A::window, 81, "QuickStartGuide")
+            .does ([] (T t) { t.window.openHelp ("tessivarQuickStartGuide.pdf"); }),
+        Entry (V::documentation, "documentation", A::window, 82, "Documentation")
+            .does ([] (T t) { t.window.openHelp ("tessivarManual.pdf"); }),
+        Entry (V::onlineHelp, "onlineHelp", A::window, 83, "Online Help")
+            .does ([] (T t) { t.window.openContactPage(); }),
+        Entry (V::about, "about", A::window, 84, "About Tessivar").does ([] (T t) { t.window.showAbout(); }),
+        Entry (V::quit, "quit", A::window, 23, "Quit").bound ('q').does ([] (T t) { t.window.onQuit(); }),
+        Entry (V::playOrStop, "playOrStop", A::playback, 97, "PlayStop").keys ({ key (Key::spaceKey) })
+            .onSheet ("Play or stop").does ([] (T t) { t.window.playOrStop(); }),
+        Entry (V::warnings, "warnings", A::window, 98, "Warnings")
+            .does ([] (T t) { t.work.showPendingWarnings(); }),
+        Entry (V::filesDropped, "filesDropped", A::window, 99, "Files dropped").does ([] (T) {}),
+        Entry (V::closeSelectedGroup, "closeSelectedGroup", A::groups, 100, "Close selected Group")
+            .inMenus ("Close group").does ([] (T t) { t.work.close (t.group()); }).when (hasGroup),
+        Entry (V::fullScreen, "fullScreen", A::window, 101, "Toggle Fullscreen").keys ({ key (Key::F11Key) })
+            .onSheet ("Full screen").does ([] (T t) { t.window.onToggleFullScreen(); }),
+        Entry (V::toggleSetting, "toggleSetting", A::knobs, 102, "Toggle AB setup").keys ({ key ('A') })
+            .onSheet ("A or B, of the track").does ([] (T t) { t.tracks.toggleSetting (false); }),
+
+        Entry (V::renameGroup, "renameGroup", A::groups, "Rename").keys ({ key (Key::F2Key) })
+            .onSheet ("Rename group").does ([] (T t) { t.window.renameGroup(); }).when (hasGroup),
+        Entry (V::previousGroup, "previousGroup", A::groups, "Previous, next group").keys ({ key (Key::pageUpKey) })
+            .does ([] (T t) { t.tracks.stepGroup (-1); }),
+        Entry (V::nextGroup, "nextGroup", A::groups, "Previous, next group").keys ({ key (Key::pageDownKey) })
+            .does ([] (T t) { t.tracks.stepGroup (1); }),
+        Entry (V::playWholeGroup, "playWholeGroup", A::groups, "Play all tracks together")
+            .does ([] (T t) { t.player.setPlaysWholeGroup (! t.player.playsWholeGroup()); })
+            .ticked ([] (T t) { return t.player.playsWholeGroup(); }),
+        Entry (V::methodStandard, "methodStandard", A::groups, "Standard").when (hasGroup)
+            .does (setMethod<SeparationMethod::standard>).ticked (hasMethod<SeparationMethod::standard>),
+        Entry (V::methodRefined, "methodRefined", A::groups, "Refined, with a suggested Focus").when (hasGroup)
+            .does (setMethod<SeparationMethod::refined>).ticked (hasMethod<SeparationMethod::refined>),
+
+        Entry (V::previousTrack, "previousTrack", A::tracks, "Previous, next track").keys ({ key (Key::upKey) })
+            .does ([] (T t) { t.tracks.stepTrack (-1); }),
+        Entry (V::nextTrack, "nextTrack", A::tracks, "Previous, next track").keys ({ key (Key::downKey) })
+            .does ([] (T t) { t.tracks.stepTrack (1); }),
+        Entry (V::includeOrExclude, "includeOrExclude", A::tracks, "Include in analysis").keys ({ key ('E') })
+            .does ([] (T t) { t.tracks.setExcluded (t.tracks.chosen(), ! t.track()->isExcluded()); }).when (hasTrack)
+            .ticked ([] (T t) { return ! t.track()->isExcluded(); }),
+        Entry (V::duplicateTrack, "duplicateTrack", A::tracks, "Duplicate track")
+            .does ([] (T t) { t.group()->duplicateTrack (t.track()->id()); }).when (hasTrack),
+        Entry (V::removeTrack, "removeTrack", A::tracks, "Remove from group").keys ({ key (Key::deleteKey) })
+            .does ([] (T t) { t.tracks.remove (t.tracks.chosen()); }).dangerous(),
+        Entry (V::showSource, "showSource", A::tracks, "Show source file")
+            .does ([] (T t) { showFolder (t.track()->state().sourceFile.getParentDirectory()); })
+            .when ([] (T t) { return hasTrack (t) && t.track()->state().sourceFile.existsAsFile(); }),
+        Entry (V::undo, "undo", A::tracks, "Undo").keys ({ key ('Z', ctrl) }).does ([] (T t) { t.tracks.undo(); })
+            .when ([] (T t) { return hasGroup (t) && t.group()->undo().canUndo(); })
+            .of ([] (T t) { return t.group()->undo().undoName(); }),
+        Entry (V::redo, "redo", A::tracks, "Redo").keys ({ key ('Z', ctrl | shift) }).does ([] (T t) { t.tracks.redo(); })
+            .when ([] (T t) { return hasGroup (t) && t.group()->undo().canRedo(); })
+            .of ([] (T t) { return t.group()->undo().redoName(); }),
+        Entry (V::contextMenu, "contextMenu", A::tracks, "Menu of the track").keys ({ key (Key::F10Key, shift) })
+            .does ([] (T t) { t.window.showTrackMenu (t.track()); }).when (hasTrack),
+
+        Entry (V::toggleSettingOfGroup, "toggleSettingOfGroup", A::knobs, "A or B, of the group")
+            .keys ({ key ('A', shift) }).does ([] (T t) { t.tracks.toggleSetting (true); }),
+        Entry (V::focusUp, "focusUp", A::knobs, "Focus by 1%").keys ({ key (Key::upKey, alt) })
+            .does ([] (T t) { t.tracks.nudgeFocus (nudge); }),
+        Entry (V::focusDown, "focusDown", A::knobs, "Focus by 1%").keys ({ key (Key::downKey, alt) })
+            .does ([] (T t) { t.tracks.nudgeFocus (-nudge); }),
+        Entry (V::focusUpCoarse, "focusUpCoarse", A::knobs, "Focus by 5%").keys ({ key (Key::upKey, alt | shift) })
+            .does ([] (T t) { t.tracks.nudgeFocus (coarseNudge); }),
+        Entry (V::focusDownCoarse, "focusDownCoarse", A::knobs, "Focus by 5%")
+            .keys ({ key (Key::downKey, alt | shift) }).does ([] (T t) { t.tracks.nudgeFocus (-coarseNudge); }),
+        Entry (V::fineUp, "fineUp", A::knobs, "Fine by 1%").keys ({ key (Key::rightKey, alt) })
+            .does ([] (T t) { t.tracks.nudgeFine (nudge); }),
+        Entry (V::fineDown, "fineDown", A::knobs, "Fine by 1%").keys ({ key (Key::leftKey, alt) })
+            .does ([] (T t) { t.tracks.nudgeFine (-nudge); }),
+        Entry (V::fineUpCoarse, "fineUpCoarse", A::knobs, "Fine by 5%").keys ({ key (Key::rightKey, alt | shift) })
+            .does ([] (T t) { t.tracks.nudgeFine (coarseNudge); }),
+        Entry (V::fineDownCoarse, "fineDownCoarse", A::knobs, "Fine by 5%")
+            .keys ({ key (Key::leftKey, alt | shift) }).does ([] (T t) { t.tracks.nudgeFine (-coarseNudge); }),
+        Entry (V::typeFocus, "typeFocus", A::knobs, "Type Focus").keys ({ key (Key::returnKey) })
+            .does ([] (T t) { t.window.typeFocus(); }),
+        Entry (V::typeFine, "typeFine", A::knobs, "Type Fine").keys ({ key (Key::returnKey, shift) })
+            .does ([] (T t) { t.window.typeFine(); }),
+        Entry (V::resetKnobs, "resetKnobs", A::knobs, "Both knobs to their start").keys ({ key ('0', alt) })
+            .does ([] (T t) { t.tracks.resetKnobs(); }),
+        Entry (V::copySetting, "copySetting", A::knobs, "Copy to the other setting").keys ({ key ('C') })
+            .does ([] (T t) { t.tracks.copySoundingSetting(); }),
+        Entry (V::copyAToB, "copyAToB", A::knobs, "Copy A to B").does ([] (T t) { t.tracks.copyKnobs (KnobSetting::a); }),
+        Entry (V::copyBToA, "copyBToA", A::knobs, "Copy B to A").does ([] (T t) { t.tracks.copyKnobs (KnobSetting::b); }),
+        Entry (V::applyToType, "applyToType", A::knobs, "Apply to all of this type")
+            .does ([] (T t) { t.tracks.applyToType (*t.track()); }).when (hasTrack),
+        Entry (V::bypass, "bypass", A::knobs, "Bypass").keys ({ key ('B') })
+            .does ([] (T t) { t.wave.toggleListening (ListenMode::bypass); }),
+        Entry (V::removed, "removed", A::knobs, "Removed").keys ({ key ('R') })
+            .does ([] (T t) { t.wave.toggleListening (ListenMode::removed); }),
+        Entry (V::solo, "solo", A::tracks, "Solo in the group").when (playsWholeGroup)
+            .does ([] (T t) { t.player.setSolo (t.track()->id(), ! t.player.isSolo (t.track()->id())); })
+            .ticked ([] (T t) { return t.player.isSolo (t.track()->id()); }),
+        Entry (V::mute, "mute", A::tracks, "Mute in the group").when (playsWholeGroup)
+            .does ([] (T t) { t.player.setMute (t.track()->id(), ! t.player.isMuted (t.track()->id())); })
+            .ticked ([] (T t) { return t.player.isMuted (t.track()->id()); }),
+        Entry (V::equalLoudness, "equalLoudness", A::knobs, "A and B equally loud")
+            .does ([] (T t) { t.player.setMatchesLoudness (! t.player.matchesLoudness()); })
+            .ticked ([] (T t) { return t.player.matchesLoudness(); }),
+
+        Entry (V::nudgeBack, "nudgeBack", A::playback, "Playhead by 0.1 s").keys ({ key (Key::leftKey) })
+            .does ([] (T t) { t.wave.seek (t.player.position() - playheadStep); }),
+        Entry (V::nudgeForward, "nudgeForward", A::playback, "Playhead by 0.1 s").keys ({ key (Key::rightKey) })
+            .does ([] (T t) { t.wave.seek (t.player.position() + playheadStep); }),
+        Entry (V::nudgeBackCoarse, "nudgeBackCoarse", A::playback, "Playhead by 1 s")
+            .keys ({ key (Key::leftKey, shift) }).does ([] (T t) { t.wave.seek (t.player.position() - coarsePlayheadStep); }),
+        Entry (V::nudgeForwardCoarse, "nudgeForwardCoarse", A::playback, "Playhead by 1 s")
+            .keys ({ key (Key::rightKey, shift) }).does ([] (T t) { t.wave.seek (t.player.position() + coarsePlayheadStep); }),
+        Entry (V::toStart, "toStart", A::playback, "To the start, the end").keys ({ key (Key::homeKey) })
+            .does ([] (T t) { t.wave.seek (0.0); }),
+        Entry (V::toEnd, "toEnd", A::playback, "To the start, the end").keys ({ key (Key::endKey) })
+            .does ([] (T t) { t.wave.seek (t.player.duration()); }),
+        Entry (V::loop, "loop", A::playback, "Loop").keys ({ key ('L') })
+            .does ([] (T t) { t.wave.setLooping (! t.wave.isLooping()); }),
+        Entry (V::loopIn, "loopIn", A::playback, "Loop start, end at the playhead").keys ({ key ('I') })
+            .does ([] (T t) { t.wave.view.setLoopStartToPlayhead(); }),
+        Entry (V::loopOut, "loopOut", A::playback, "Loop start, end at the playhead").keys ({ key ('O') })
+            .does ([] (T t) { t.wave.view.setLoopEndToPlayhead(); }),
+        Entry (V::follow, "follow", A::playback, "Follow the playhead").keys ({ key ('F') })
+            .does ([] (T t) { t.wave.setFollowing (! t.wave.isFollowing()); }),
+
+        // The plus sign takes Shift on some keyboards, and stands above the equals sign on others.
+        Entry (V::zoomIn, "zoomIn", A::waveform, "Zoom in, out")
+            .keys ({ key ('+'), key ('='), key ('+', shift), key ('=', shift) })
+            .does ([] (T t) { t.wave.view.zoomHorizontally (1); }),
+        Entry (V::zoomOut, "zoomOut", A::waveform, "Zoom in, out").keys ({ key ('-') })
+            .does ([] (T t) { t.wave.view.zoomHorizontally (-1); }),
+        Entry (V::zoomInVertically, "zoomInVertically", A::waveform, "Zoom vertically")
+            .keys ({ key ('+', ctrl), key ('=', ctrl), key ('+', ctrl | shift) })
+            .does ([] (T t) { t.wave.view.zoomVertically (1); }),
+        Entry (V::zoomOutVertically, "zoomOutVertically", A::waveform, "Zoom vertically").keys ({ key ('-', ctrl) })
+            .does ([] (T t) { t.wave.view.zoomVertically (-1); }),
+        Entry (V::fit, "fit", A::waveform, "The whole track").keys ({ key ('0') }).does ([] (T t) { t.wave.view.fit(); }),
+        Entry (V::zoomToSelection, "zoomToSelection", A::waveform, "The selection").keys ({ key ('S') })
+            .does ([] (T t) { t.wave.view.zoomToSelection(); }),
+        Entry (V::clearSelection, "escape", A::waveform, "Clear the selection").keys ({ key (Key::escapeKey) })
+            .does ([] (T t) { t.wave.view.clearSelection(); }),
+
+        Entry (V::nextArea, "nextArea", A::window, "Next, previous area").keys ({ key (Key::F6Key) })
+            .does ([] (T t) { t.window.moveToArea (1); }),
+        Entry (V::previousArea, "previousArea", A::window, "Next, previous area").keys ({ key (Key::F6Key, shift) })
+            .does ([] (T t) { t.window.moveToArea (-1); }),
+        Entry (V::keySheet, "keySheet", A::window, "All keys").keys ({ key (Key::F1Key) })
+            .does ([] (T t) { t.window.showKeySheet(); }),
+        // clang-format on
+    };
+
+    for (std::size_t i = 0; i < drumTypeChooserOrder.size(); ++i)
+    {
+        Entry entry (V::drumType, "drumType", A::tracks, drumTypeDisplayName (drumTypeChooserOrder[i]));
+        entry.type = drumTypeChooserOrder[i];
+        entry.onSheet ("Drum type").keys ({ key ('1' + static_cast<int> (i)) }).when (hasTrack);
+        entries.push_back (entry);
+    }
+
+    return entries;
+}
+
+constexpr auto separator = MenuLine::Kind::separator;
+
+const std::vector<MenuLine> menus[] = {
+    { V::newGroup,
+      V::openGroups,
+      separator,
+      MenuLine::Kind::recentFiles,
+      separator,
+      V::saveGroup,
+      V::saveGroupAs,
+      V::saveAllGroups,
+      V::closeAllGroups,
+      separator,
+      V::settings,
+      separator,
+      V::quit },
+    { V::importTracks, V::importFolders, V::importFromGroup },
+    { V::analyzeGroup, V::analyzeGroups },
+    { V::exportTrack, V::exportGroup, V::exportAllGroups },
+    { V::about, V::quickStartGuide, V::documentation, V::onlineHelp },
+};
+
+const std::vector<MenuLine> trackMenu{ V::includeOrExclude,
+                                       MenuLine::Kind::drumTypes,
+                                       separator,
+                                       V::copyAToB,
+                                       V::copyBToA,
+                                       V::applyToType,
+                                       separator,
+                                       V::solo,
+                                       V::mute,
+                                       V::equalLoudness,
+                                       separator,
+                                       V::duplicateTrack,
+                                       V::exportTrack,
+                                       V::showSource,
+                                       separator,
+                                       V::removeTrack,
+                                       separator,
+                                       V::undo,
+                                       V::redo };
+
+const std::vector<MenuLine> groupMenu{ V::renameGroup,
+                                       V::playWholeGroup,
+                                       separator,
+                                       MenuLine::Kind::methods,
+                                       V::analyzeGroup,
+                                       V::exportGroup,
+                                       separator,
+                                       V::saveGroup,
+                                       V::saveGroupAs,
+                                       separator,
+                                       V::closeSelectedGroup,
+                                       separator,
+                                       V::undo,
+                                       V::redo };
+} // namespace
+
+std::span<const VerbEntry> allVerbs()
+{
+    static const auto verbs = makeVerbs(); // when first asked for: the toolkit's key codes are no constants
+    return verbs;
+}
+
+const VerbEntry& entryOf (Verb verb)
+{
+    const auto verbs = allVerbs();
+    return *std::find_if (
+        verbs.begin(), verbs.end(), [&] (const VerbEntry& entry) { return entry.verb == verb; });
+}
+
+const VerbEntry* findCommand (int number)
+{
+    for (const auto& entry : allVerbs())
+        if (number != 0 && entry.number == number)
+            return &entry;
+
+    return nullptr;
+}
+
+bool isServed (const VerbEntry& command)
+{
+    return command.number != 0 && command.verb != Verb::closeAllGroups;
+}
+
+const VerbEntry* verbForKey (const juce::KeyPress& pressed)
+{
+    const auto modifiers = pressed.getModifiers().getRawFlags() & (shift | alt | ctrl);
+    auto code = pressed.getKeyCode();
+
+    if (code >= 'a' && code <= 'z')
+        code += 'A' - 'a';
+
+    for (const auto& entry : allVerbs())
+        for (const auto& own : entry.windowKeys)
+            if (own.getKeyCode() == code && own.getModifiers().getRawFlags() == modifiers)
+                return &entry;
+
+    return nullptr;
+}
+
+juce::KeyPress shownKeyOf (Verb verb)
+{
+    for (const auto& entry : allVerbs())
+        if (entry.verb == verb && (entry.commandKey.isValid() || ! entry.windowKeys.empty()))
+            return entry.commandKey.isValid() ? entry.commandKey : entry.windowKeys.front();
+
+    return {};
+}
+
+juce::String keyText (const juce::KeyPress& pressed)
+{
+    using Key = juce::KeyPress;
+    static const std::pair<int, const char*> names[] = {
+        { Key::spaceKey, "Space" },   { Key::returnKey, "Enter" },    { Key::escapeKey, "Escape" },
+        { Key::deleteKey, "Delete" }, { Key::upKey, "Up" },           { Key::downKey, "Down" },
+        { Key::leftKey, "Left" },     { Key::rightKey, "Right" },     { Key::pageUpKey, "Page Up" },
+        { Key::homeKey, "Home" },     { Key::pageDownKey, "Page Down" }, { Key::endKey, "End" },
+        { Key::F1Key, "F1" },         { Key::F2Key, "F2" },           { Key::F6Key, "F6" },
+        { Key::F10Key, "F10" },       { Key::F11Key, "F11" },
+    };
+    const auto modifiers = pressed.getModifiers();
+    juce::String text;
+    text << (modifiers.isCommandDown() ? "Ctrl+" : "") << (modifiers.isAltDown() ? "Alt+" : "")
+         << (modifiers.isShiftDown() ? "Shift+" : "");
+
+    for (const auto& [code, name] : names)
+        if (code == pressed.getKeyCode())
+            return text + name;
+
+    return text
+           + juce::String::charToString (juce::CharacterFunctions::toUpperCase (
+               static_cast<juce::juce_wchar> (pressed.getKeyCode())));
+}
+
+void perform (const VerbEntry& entry, const VerbTargets& targets)
+{
+    const auto& deed = entry.type ? entry : entryOf (entry.verb);
+
+    if (deed.canPerform != nullptr && ! deed.canPerform (targets))
+        return;
+
+    if (deed.type)
+        targets.tracks.setDrumType (targets.tracks.chosen(), *deed.type);
+    else
+        deed.perform (targets);
+}
+
+juce::StringArray menuNames()
+{
+    return { "File", "Import", "Analyze", "Export", "Help" };
+}
+
+std::span<const MenuLine> menuLines (int menuIndex)
+{
+    return juce::isPositiveAndBelow (menuIndex, std::ssize (menus)) ? menus[menuIndex]
+                                                                    : std::span<const MenuLine>();
+}
+
+std::span<const MenuLine> trackMenuLines()
+{
+    return trackMenu;
+}
+
+std::span<const MenuLine> groupMenuLines()
+{
+    return groupMenu;
+}
+
+std::vector<KeySheetSection> keySheetSections()
+{
+    std::vector<KeySheetSection> sections{ { "Groups and files", {} }, { "Tracks", {} },
+                                           { "Knobs and listening", {} }, { "Playback and loop", {} },
+                                           { "Waveform", {} },         { "Window", {} } };
+
+    for (const auto& entry : allVerbs())
+    {
+        auto keys = entry.windowKeys;
+
+        if (entry.commandKey.isValid() && isServed (entry))
+            keys.push_back (entry.commandKey);
+
+        if (keys.empty())
+            continue;
+
+        // Verbs that belong together have one line: up and down, the seven types, the commands of a pair.
+        auto& lines = sections[static_cast<std::size_t> (entry.area)].lines;
+        const auto text = entry.sheetText.isNotEmpty() ? entry.sheetText : entry.name;
+        const auto line =
+            std::find_if (lines.begin(), lines.end(), [&] (const auto& each) { return each.text == text; });
+        auto& shown = line != lines.end() ? *line : lines.emplace_back (KeySheetLine{ text, {} });
+        shown.keys.addIfNotAlreadyThere (keyText (keys.front()));
+    }
+
+    return sections;
+}
+
+} // namespace tessivar

@@ -1,0 +1,213 @@
+#pragma once
+
+#include "model/Group.h"
+#include "ui/dialogs/KeySheetDialog.h"
+
+#include <juce_gui_basics/juce_gui_basics.h>
+
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace tessivar
+{
+
+class GroupWork;
+class MainComponent;
+class Player;
+class TrackActions;
+class WaveController;
+
+/** Everything the user can have done by a menu, a key or a button of the window. */
+enum class Verb
+{
+    newGroup,
+    openGroups,
+    saveGroup,
+    saveGroupAs,
+    saveAllGroups,
+    closeAllGroups,
+    settings,
+    importTracks,
+    importFolders,
+    importFromGroup,
+    analyzeGroup,
+    analyzeGroups,
+    exportTrack,
+    exportGroup,
+    exportAllGroups,
+    quickStartGuide,
+    documentation,
+    onlineHelp,
+    about,
+    quit,
+    playOrStop,
+    warnings,
+    filesDropped,
+    closeSelectedGroup,
+    fullScreen,
+    toggleSetting,
+
+    renameGroup,
+    previousGroup,
+    nextGroup,
+    playWholeGroup,
+    methodStandard,
+    methodRefined,
+    previousTrack,
+    nextTrack,
+    drumType, // of several entries, one for each type
+    includeOrExclude,
+    duplicateTrack,
+    removeTrack,
+    showSource,
+    undo,
+    redo,
+    contextMenu,
+    toggleSettingOfGroup,
+    focusUp,
+    focusDown,
+    focusUpCoarse,
+    focusDownCoarse,
+    fineUp,
+    fineDown,
+    fineUpCoarse,
+    fineDownCoarse,
+    typeFocus,
+    typeFine,
+    resetKnobs,
+    copySetting,
+    copyAToB,
+    copyBToA,
+    applyToType,
+    bypass,
+    removed,
+    solo,
+    mute,
+    equalLoudness,
+    nudgeBack,
+    nudgeForward,
+    nudgeBackCoarse,
+    nudgeForwardCoarse,
+    toStart,
+    toEnd,
+    loop,
+    loopIn,
+    loopOut,
+    follow,
+    zoomIn,
+    zoomOut,
+    zoomInVertically,
+    zoomOutVertically,
+    fit,
+    zoomToSelection,
+    clearSelection,
+    nextArea,
+    previousArea,
+    keySheet
+};
+
+/** What a verb is done to. */
+struct VerbTargets
+{
+    MainComponent& window;
+    TrackActions& tracks;
+    WaveController& wave;
+    GroupWork& work;
+    Player& player;
+    Track::Ptr clicked; // whose menu is open; null: the selected track
+
+    [[nodiscard]] Group::Ptr group() const;
+    [[nodiscard]] Track::Ptr track() const;
+};
+
+/** Where a verb stands on the key sheet. */
+enum class VerbArea
+{
+    groups,
+    tracks,
+    knobs,
+    playback,
+    waveform,
+    window
+};
+
+/** All there is to know about a verb. A numbered one is a command of the framework; its number, name, description and key are
+    fixed.
+*/
+struct VerbEntry
+{
+    using Target = const VerbTargets&;
+
+    Verb verb;
+    const char* id = ""; // in the manual's sources
+    VerbArea area = VerbArea::groups;
+    juce::String name; // of a command; else as the key sheet and the menus have it
+    int number = 0;
+    juce::String description;
+    juce::KeyPress commandKey;             // bound by the framework, also under a dialog
+    std::vector<juce::KeyPress> windowKeys; // work while no text field has the focus; menus name the first
+    juce::String menuText, sheetText;       // where they differ from the name
+    std::optional<DrumType> type;
+    bool isDangerous = false;
+
+    void (*perform) (Target) = nullptr; // null in the second entry of a pair, which only has another number
+    bool (*canPerform) (Target) = nullptr; // null: always
+    bool (*isTicked) (Target) = nullptr;   // null: never
+    juce::String (*object) (Target) = nullptr; // stands behind the name in a menu
+};
+
+/** Every verb; those with numbers first, in the order in which the framework is told of them. "Save Group" is described as
+    "Save Track", and two commands claim one key: both are intended.
+*/
+[[nodiscard]] std::span<const VerbEntry> allVerbs();
+
+/** The entry that says what a verb does. */
+[[nodiscard]] const VerbEntry& entryOf (Verb verb);
+
+[[nodiscard]] const VerbEntry* findCommand (int number);
+
+/** Whether the framework may be told of a command: of all but "Close All Groups", which stands in the table and in the File
+    menu's list, and is neither shown nor bound to its key.
+*/
+[[nodiscard]] bool isServed (const VerbEntry& command);
+
+/** What a key does in the window; null for keys of commands and unknown ones. */
+[[nodiscard]] const VerbEntry* verbForKey (const juce::KeyPress& key);
+
+/** The key that a menu names beside a verb, which may be that of the other command of a pair; invalid when it has none. */
+[[nodiscard]] juce::KeyPress shownKeyOf (Verb verb);
+
+/** "Ctrl+Shift+S" */
+[[nodiscard]] juce::String keyText (const juce::KeyPress& key);
+
+/** Does what an entry's verb does, where it can be done. */
+void perform (const VerbEntry& entry, const VerbTargets& targets);
+
+/** A line of a menu: a verb, or one of the others. */
+struct MenuLine
+{
+    enum class Kind
+    {
+        verb,
+        separator,
+        recentFiles,
+        drumTypes,
+        methods
+    };
+
+    Kind kind = Kind::verb;
+    Verb verb = Verb::newGroup;
+
+    constexpr MenuLine (Verb verbToShow) : verb (verbToShow) {}
+    constexpr MenuLine (Kind kindToShow) : kind (kindToShow) {}
+};
+
+[[nodiscard]] juce::StringArray menuNames();
+[[nodiscard]] std::span<const MenuLine> menuLines (int menuIndex);
+[[nodiscard]] std::span<const MenuLine> trackMenuLines();
+[[nodiscard]] std::span<const MenuLine> groupMenuLines();
+
+[[nodiscard]] std::vector<KeySheetSection> keySheetSections();
+
+} // namespace tessivar
