@@ -94,17 +94,9 @@ bool DialogPrompts::showExportReport (const ExportReportContent& report,
 
 bool DialogPrompts::ask (const Question& question)
 {
-    const auto overwrites = question.acceptButton == "Overwrite";
-    return askWith (question, overwrites ? ButtonLook::caution : ButtonLook::primary);
-}
-
-bool DialogPrompts::askDangerous (const Question& question)
-{
-    return askWith (question, ButtonLook::danger);
-}
-
-bool DialogPrompts::askWith (const Question& question, ButtonLook look)
-{
+    const auto look = question.risk == Risk::discards     ? ButtonLook::danger
+                      : question.risk == Risk::overwrites ? ButtonLook::caution
+                                                          : ButtonLook::primary;
     const auto accepted = std::make_shared<bool> (false);
     showModally (
         [&] (std::function<void()> close)

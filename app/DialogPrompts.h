@@ -31,9 +31,6 @@ public:
                const juce::StringArray& list = {},
                const juce::StringArray& details = {});
 
-    /** As ask(), for what throws something away. */
-    [[nodiscard]] bool askDangerous (const Question& question);
-
     void showMessage (const MessageDialogSettings& settings,
                       const std::function<void (int button, bool ticked)>& onResult);
     /** True when the user wants what failed to be tried again. */
@@ -51,8 +48,6 @@ public:
     showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
 
 private:
-    [[nodiscard]] bool askWith (const Question& question, ButtonLook look);
-
     DialogScrim& scrim;
     const ResourceImages& images;
 };

@@ -193,7 +193,11 @@ bool GroupWork::saveAs (const Group::Ptr& group)
     workspace.setLastViewedFolder (file.getParentDirectory().getFullPathName());
 
     if (file.existsAsFile() && file != group->file()
-        && ! prompts.ask ({ "Warning", file.getFileName() + " exists. Replace it?", "Overwrite", "Cancel" }))
+        && ! prompts.ask ({ .title = "Warning",
+                           .text = file.getFileName() + " exists. Replace it?",
+                           .acceptButton = "Overwrite",
+                           .refuseButton = "Cancel",
+                           .risk = UserPrompts::Risk::overwrites }))
         return false;
 
     return saveTo (group, file);

@@ -508,8 +508,11 @@ void MainComponent::removeTracks (const std::vector<std::uint32_t>& ids)
     const auto what = ids.size() == 1 ? first->name() : juce::String (ids.size()) + " tracks";
     const auto file = ids.size() == 1 ? " Its file is not touched." : " Their files are not touched.";
 
-    if (prompts.askDangerous (
-            { "Remove from group", "Remove " + what + " from the group?" + file, "Remove", "Cancel" }))
+    if (prompts.ask ({ .title = "Remove from group",
+                       .text = "Remove " + what + " from the group?" + file,
+                       .acceptButton = "Remove",
+                       .refuseButton = "Cancel",
+                       .risk = UserPrompts::Risk::discards }))
         group->removeTracks (ids);
 }
 

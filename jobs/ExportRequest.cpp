@@ -57,7 +57,11 @@ bool confirmOverwriting (const std::vector<juce::File>& files, UserPrompts& prom
     return std::none_of (
                files.begin(), files.end(), [] (const juce::File& file) { return file.existsAsFile(); })
            || prompts.ask (
-               { "Warning", "Do you want to overwrite previously exported files?", "Overwrite", "Cancel" });
+               { .title = "Warning",
+                 .text = "Do you want to overwrite previously exported files?",
+                 .acceptButton = "Overwrite",
+                 .refuseButton = "Cancel",
+                 .risk = UserPrompts::Risk::overwrites });
 }
 
 } // namespace tessivar

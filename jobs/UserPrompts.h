@@ -18,12 +18,21 @@ public:
     /** A message with the title "Warning" and the button "Ok". details, which may be empty, say what exactly went wrong. */
     virtual void warn (const juce::String& text, const juce::String& details = {}) = 0;
 
+    /** What accepting costs, which a dialog shows by the look of its button. */
+    enum class Risk
+    {
+        none,
+        overwrites,
+        discards
+    };
+
     struct Question
     {
         juce::String title;
         juce::String text;
         juce::String acceptButton;
         juce::String refuseButton;
+        Risk risk = Risk::none;
     };
 
     /** Whether the user accepted; closing the question refuses it. */
