@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** The instrument a track's close microphone was aimed at. Each code is one bit, so that a set of types fits a
+/** The instrument a track's close microphone was aimed at. Each code is one bit, so a set of types fits a
     mask; codes stand in group files and never change. `other` is also the type when a name tells nothing.
 */
 enum class DrumType : std::uint32_t
