@@ -204,6 +204,7 @@ TEST_CASE ("Group edits", "[model][group]")
 
     SECTION ("take a move to another Group back, and make it again, from either of the two")
     {
+        const auto kickTrack = group->track (0);
         const Group::Ptr other = new Group ("Take 4", { trackOf ("HH", DrumType::hiHat) });
         const auto both = [&]
         { return namesOf (*group).joinIntoString (" ") + "|" + namesOf (*other).joinIntoString (" "); };
