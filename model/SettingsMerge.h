@@ -19,8 +19,7 @@ inline constexpr std::size_t maxSettingsFileSize = 1 << 20, maxSettingsKeys = 40
 /** Reads the XML of a juce::PropertiesFile: a PROPERTIES element of VALUE elements with the attributes name and val. A
     VALUE that holds another element instead of a val has that element's text as its value.
 
-    Written for this form alone, without recursion: a general reader needs a stack as deep as the file is nested. On
-    failure the result says why, and out stays as it was. A file without a byte is one without values.
+    On failure the result says why, and out stays as it was. A file without a byte is one without values.
 */
 [[nodiscard]] juce::Result parseSettings (const void* data, std::size_t numBytes, SettingsValues& out);
 

@@ -18,6 +18,7 @@ packages=(
     libasound2-dev
     libcli11-dev
     libebur128-dev
+    libexpat1-dev
     libfftw3-dev
     libflac-dev
     libfreetype-dev
