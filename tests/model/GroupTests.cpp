@@ -249,6 +249,8 @@ TEST_CASE ("Group edits", "[model][group]")
         group->undo().undo();
         CHECK (group->track (0)->knobs (KnobSetting::a).focus == 0.0f);
         CHECK_FALSE (group->undo().canUndo());
+        group->undo().redo();
+        CHECK (group->track (0)->knobs (KnobSetting::a).focus == 1.5f);
     }
 
     SECTION ("keep the knobs from every analysis once the user has touched them")

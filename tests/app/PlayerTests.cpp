@@ -1,0 +1,101 @@
+#include "tests/playback/PlaybackFixtures.h"
+#include "tests/support/SampleChecks.h"
+
+#include "app/Player.h"
+
+#include <catch2/catch.hpp>
+
+namespace tessivar
+{
+
+using namespace test;
+
+namespace
+{
+constexpr std::int64_t length = 96000;
+
+TrackState analysedTrack (const std::shared_ptr<TrackSamples>& rendered)
+{
+    TrackState track;
+    track.sampleRate = 48000.0;
+    track.rendered = rendered;
+    track.source = std::make_shared<ChannelOfSamples> (rendered, sourceChannelOfRendered);
+    track.record.setLengthInSamples (length);
+    track.record.setDrumType (DrumType::kick);
+    track.record.setProcessed (true);
+    track.record.setKnobs (KnobSetting::a, { 4.2f, 0.0f });
+    track.record.setKnobs (KnobSetting::b, { 1.5f, 0.5f });
+    return track;
+}
+} // namespace
+
+TEST_CASE ("The player plays what the Group says", "[app][player]")
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    const auto folder = juce::File::createTempFile ("");
+    TessivarWorkspace workspace (nullptr, UserFolders::below (folder));
+    const auto first = std::make_shared<FormulaSamples> (7, length, 1),
+               second = std::make_shared<FormulaSamples> (7, length, 2);
+    const Group::Ptr group (new Group ("take", { analysedTrack (first), analysedTrack (second) }));
+    const auto ids = std::pair (group->track (0)->id(), group->track (1)->id());
+    Player player (workspace, {});
+    player.show (group, ids.first);
+
+    // The place, and what is heard from there, once all ramps are over.
+    const auto heard = [&]
+    {
+        std::vector<float> left (512), right (512);
+        float* outputs[] = { left.data(), right.data() };
+        player.engine.prepare();
+        player.seek (0.5);
+        player.play();
+
+        // The first blocks wait for the thread that reads.
+        for (int i = 0; player.engine.position() < 24000 + 4800 && i < 10000; ++i)
+        {
+            player.engine.render (outputs, 2, 512);
+            juce::Thread::sleep (player.engine.isWaiting() ? 1 : 0);
+        }
+
+        const auto at = player.engine.position();
+        player.engine.render (outputs, 2, 512);
+        return std::pair (at, left);
+    };
+    const auto isHeard = [&] (SuppressionSetting setting, const std::vector<TrackSamples*>& tracks)
+    {
+        const auto [at, samples] = heard();
+        std::vector<float> expected (512);
+
+        for (auto* track : tracks)
+        {
+            const auto one = exported (*track, setting, at, 512);
+            std::transform (one.begin(), one.end(), expected.begin(), expected.begin(), std::plus<>());
+        }
+
+        checkSame (samples, expected, 1.0e-6f);
+    };
+
+    isHeard ({ 4.2f, 0.0f }, { first.get() });
+    group->selectSetting ({ ids.first, ids.second }, KnobSetting::b);
+    player.show (group, ids.first);
+    isHeard ({ 1.5f, 0.5f }, { first.get() });
+    player.show (group, ids.second);
+    isHeard ({ 1.5f, 0.5f }, { second.get() });
+    player.setPlaysWholeGroup (true);
+    isHeard ({ 1.5f, 0.5f }, { first.get(), second.get() });
+    player.setMute (ids.second, true);
+    isHeard ({ 1.5f, 0.5f }, { first.get() });
+
+    // An excluded track plays its source.
+    group->setExcluded ({ ids.first }, true);
+    player.show (group, ids.first);
+    const auto [at, samples] = heard();
+    checkSame (samples, sourceOf (*first, at, 512), 1.0e-6f);
+
+    player.setLoop (juce::Range<double> (0.25, 1.0));
+    CHECK (player.engine.loop() == LoopRange{ 12000, 48000 });
+    workspace.removeGroup (0);
+    folder.deleteRecursively();
+}
+
+} // namespace tessivar
