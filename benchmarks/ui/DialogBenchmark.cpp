@@ -1,5 +1,5 @@
 #include "benchmarks/ui/UiBenchmarks.h"
-#include "tests/ui/SampleStates.h"
+#include "tools/gallery/SampleStates.h"
 #include "tests/ui/Snapshots.h"
 #include "tests/ui/WaveSignals.h"
 

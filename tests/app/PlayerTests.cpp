@@ -19,7 +19,7 @@ TrackState analysedTrack (const std::shared_ptr<TrackSamples>& rendered)
     TrackState track;
     track.sampleRate = 48000.0;
     track.rendered = rendered;
-    track.source = std::make_shared<ChannelOfSamples> (rendered, sourceChannelOfRendered);
+    track.source = std::make_shared<ChannelOfSamples> (rendered, channelLayout::source);
     track.record.setLengthInSamples (length);
     track.record.setDrumType (DrumType::kick);
     track.record.setProcessed (true);
@@ -61,7 +61,7 @@ TEST_CASE ("The player plays what the Group says", "[app][player]")
         player.engine.render (outputs, 2, 512);
         return std::pair (at, left);
     };
-    const auto isHeard = [&] (SuppressionSetting setting, const std::vector<TrackSamples*>& tracks)
+    const auto isHeard = [&] (KnobValues setting, const std::vector<TrackSamples*>& tracks)
     {
         const auto [at, samples] = heard();
         std::vector<float> expected (512);

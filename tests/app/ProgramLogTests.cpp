@@ -1,4 +1,5 @@
 #include "tests/support/EngineFixtures.h"
+#include "tests/support/ForkedProcess.h"
 
 #include "app/about/Diagnostics.h"
 #include "app/system/ProgramLog.h"
@@ -6,8 +7,6 @@
 #include <catch2/catch.hpp>
 
 #include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -45,19 +44,14 @@ TEST_CASE ("The program's log", "[app][log]")
     SECTION ("tells of a crash, which still ends the process by its signal")
     {
         ProgramLog log (folder);
-        const auto child = ::fork();
-
-        if (child == 0)
-        {
-            log.noteCrashes();
-            std::raise (SIGSEGV);
-            ::_exit (0);
-        }
-
-        int status = 0;
-        ::waitpid (child, &status, 0);
-        CHECK (WIFSIGNALED (status));
-        CHECK (WTERMSIG (status) == SIGSEGV);
+        ForkedProcess child (
+            [&]
+            {
+                log.noteCrashes();
+                std::raise (SIGSEGV);
+                return 0;
+            });
+        CHECK (child.wait() == 256 + SIGSEGV);
         CHECK (log.currentFile().loadFileAsString().contains ("crashed: signal 11"));
     }
 }

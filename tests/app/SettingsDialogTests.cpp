@@ -181,24 +181,9 @@ TEST_CASE ("Settings of the folders", "[app][settings]")
     const auto shared = folder.getChildFile ("shared");
     const auto folders = UserFolders::below (folder.getChildFile ("user"));
 
-    SECTION ("the default is written out as a choice, that of export is removed")
+    SECTION ("the default becomes the user's choice only where it can be written to")
     {
-        juce::PropertySet settings;
-        FolderSettings chosen;
-        chosen.exportFolder = folder;
-        chosen = withDefaultTemporaryFolder (chosen, folders, shared);
-        CHECK (chosen.temporaryFiles == shared);
-        chosen.save (settings);
-        CHECK (settings.getValue (settingsKeys::tempFileLocation) == shared.getFullPathName());
-        CHECK (settings.containsKey (settingsKeys::exportPath));
-        chosen.exportFolder = std::nullopt;
-        chosen.save (settings);
-        CHECK_FALSE (settings.containsKey (settingsKeys::exportPath));
-        CHECK (settings.containsKey (settingsKeys::tempFileLocation));
-    }
-
-    SECTION ("a default that can't be written to is never made the user's choice")
-    {
+        CHECK (withDefaultTemporaryFolder ({}, folders, shared).temporaryFiles == shared);
         REQUIRE (shared.replaceWithText ("a file in the way"));
         const auto chosen = withDefaultTemporaryFolder ({}, folders, shared);
         REQUIRE (chosen.temporaryFiles.has_value());

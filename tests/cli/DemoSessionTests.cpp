@@ -1,5 +1,5 @@
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>

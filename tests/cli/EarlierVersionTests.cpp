@@ -1,4 +1,4 @@
-#include "tests/cli/ProgramRunner.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>

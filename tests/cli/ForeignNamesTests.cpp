@@ -1,6 +1,6 @@
 #include "model/DiskNames.h"
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
@@ -27,7 +27,7 @@ json parsed (const test::ProgramResult& result)
 TEST_CASE ("Names of files that are no UTF-8", "[cli][names]")
 {
     const test::TemporaryFolder temporary;
-    const auto root = temporary.folder.getFullPathName().toStdString();
+    const auto root = temporary.path();
     const auto folder = root + "/Caf\xe9", out = root + "/out\xff", group = root + "/T\xe4ke\xf6.dls";
     const auto run = [&] (const std::vector<std::string>& arguments)
     { return test::runTessivar (arguments, temporary.folder); };

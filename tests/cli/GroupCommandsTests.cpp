@@ -1,6 +1,6 @@
 #include "model/FileLock.h"
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
@@ -33,13 +33,17 @@ struct SavedSession
         return test::runTessivar (arguments, cache.folder);
     }
 
+    [[nodiscard]] test::ProgramResult run (const std::string& line,
+                                           const std::vector<std::string>& texts) const
+    {
+        return run (test::words (line, texts));
+    }
+
     [[nodiscard]] std::string groupPath() const { return work.path ("Take 3.dls"); }
 
     void analyse (const std::vector<std::string>& further = {}) const
     {
-        std::vector<std::string> arguments{
-            "analyze", tracks.folder.getFullPathName().toStdString(), "--save", groupPath(), "--quiet"
-        };
+        std::vector<std::string> arguments{ "analyze", tracks.path(), "--save", groupPath(), "--quiet" };
         arguments.insert (arguments.end(), further.begin(), further.end());
         const auto result = run (arguments);
         INFO (result.diagnostics);
@@ -135,15 +139,9 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
 
     SECTION ("exports from its file what the analysis exported, though the sources are gone")
     {
-        const auto processed = session.run ({ "process",
-                                              session.tracks.folder.getFullPathName().toStdString(),
-                                              "--out",
-                                              session.work.path ("direct"),
-                                              "--focus",
-                                              "2.5",
-                                              "--save",
-                                              session.groupPath(),
-                                              "--quiet" });
+        const auto processed =
+            session.run ("process $ --out $ --focus 2.5 --save $ --quiet",
+                         { session.tracks.path(), session.work.path ("direct"), session.groupPath() });
         INFO (processed.diagnostics);
         REQUIRE (processed.exitCode == 0);
         session.tracks.child ("Kick.wav").deleteFile();
@@ -168,18 +166,9 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
     SECTION ("keeps an edit of knobs, names and types, and says what needs a new analysis")
     {
         session.analyse();
-        const auto edited = session.run ({ "edit",
-                                           session.groupPath(),
-                                           "--track",
-                                           "kick",
-                                           "--focus-a",
-                                           "80%",
-                                           "--fine-b",
-                                           "0.25",
-                                           "--select",
-                                           "B",
-                                           "--rename",
-                                           "Kick In" });
+        const auto edited =
+            session.run ("edit $ --track kick --focus-a 80% --fine-b 0.25 --select B --rename $",
+                         { session.groupPath(), "Kick In" });
         INFO (edited.diagnostics);
         REQUIRE (edited.exitCode == 0);
         auto info = session.info();
@@ -195,8 +184,8 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK (session.info().at ("analysis").at ("changedSince") == true);
         CHECK (session.run ({ "verify", session.groupPath() }).exitCode == 0);
 
-        const auto exported = session.run (
-            { "export", session.groupPath(), "--out", session.work.path ("out"), "--track", "Kick In" });
+        const auto exported = session.run ("export $ --out $ --track $",
+                                           { session.groupPath(), session.work.path ("out"), "Kick In" });
         CHECK (exported.exitCode == 0);
         CHECK_THAT (exported.out, Contains ("has changed since its last analysis"));
         CHECK (session.work.child ("out").getNumberOfChildFiles (juce::File::findFiles) == 1);
@@ -235,8 +224,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         session.analyse();
         const auto group = session.work.child ("Take 3.dls"), kick = session.tracks.child ("Kick.wav"),
                    out = session.work.child ("out");
-        const auto tracks = session.tracks.folder.getFullPathName().toStdString(),
-                   link = session.work.path ("link.wav");
+        const auto tracks = session.tracks.path(), link = session.work.path ("link.wav");
         const auto groupBytes = bytesOf (group), kickBytes = bytesOf (kick);
         REQUIRE (group.createSymbolicLink (session.work.child ("link.wav"), false));
         REQUIRE (out.createDirectory().wasOk());
@@ -284,13 +272,9 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         const auto other = session.work.child ("other/Take 3.dls");
         REQUIRE (other.create().wasOk());
         REQUIRE (group.copyFileTo (other));
-        const auto both = session.run ({ "analyze",
-                                         session.groupPath(),
-                                         other.getFullPathName().toStdString(),
-                                         "--save",
-                                         session.work.path ("other"),
-                                         "--overwrite",
-                                         "--quiet" });
+        const auto both = session.run (
+            "analyze $ $ --save $ --overwrite --quiet",
+            { session.groupPath(), other.getFullPathName().toStdString(), session.work.path ("other") });
         CHECK (both.exitCode == 1);
         CHECK_THAT (both.diagnostics, Contains ("group file in use"));
         CHECK (bytesOf (other) == groupBytes);
@@ -318,10 +302,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         };
         session.analyse();
         REQUIRE (
-            session
-                .run (
-                    { "edit", session.groupPath(), "--track", "snare", "--focus-b", "3.5", "--select", "B" })
-                .exitCode
+            session.run ("edit $ --track snare --focus-b 3.5 --select B", { session.groupPath() }).exitCode
             == 0);
         const auto tracks = refine (session.groupPath(), "refined.dls");
         CHECK (tracks[0]["settingA"]["focus"] == tracks[0]["suggestedFocus"]);
@@ -329,8 +310,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK (tracks[1]["settingB"]["focus"] == 3.5);
         CHECK (tracks[1]["selected"] == "B");
 
-        const auto given = refine (
-            session.tracks.folder.getFullPathName().toStdString(), "given.dls", { "--focus", "Kick=2.5" });
+        const auto given = refine (session.tracks.path(), "given.dls", { "--focus", "Kick=2.5" });
         REQUIRE (given[0]["suggestedFocus"] != 2.5);
         CHECK (given[0]["settingA"]["focus"] == 2.5);
         CHECK (given[1]["settingA"]["focus"] == given[1]["suggestedFocus"]);
@@ -415,7 +395,12 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK_THAT (exported.diagnostics, Contains ("Kick_Processed.wav") && Contains ("File too large"));
         CHECK (session.work.child ("out").getNumberOfChildFiles (juce::File::findFiles) == 0);
 
-        const auto input = session.tracks.folder.getFullPathName().toStdString();
+        const auto some =
+            under (50000, { "export", session.groupPath(), "--out", session.work.path ("some") });
+        CHECK (some.exitCode == 1);
+        CHECK (session.work.child ("some/Snare_Processed.wav").existsAsFile());
+
+        const auto input = session.tracks.path();
         const auto none = under (20000, { "analyze", input, "--save", session.work.path ("b.dls") });
         CHECK (none.exitCode == 5);
         CHECK_THAT (none.diagnostics, Contains ("File too large"));
@@ -425,13 +410,8 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
     {
         session.analyse ({ "--focus", "Kick=1.5" });
         session.tracks.child ("Kick.wav").deleteFile();
-        const auto again = session.run ({ "analyze",
-                                          session.groupPath(),
-                                          "--method",
-                                          "refined",
-                                          "--save",
-                                          session.work.path ("refined.dls"),
-                                          "--json" });
+        const auto again = session.run ("analyze $ --method refined --save $ --json",
+                                        { session.groupPath(), session.work.path ("refined.dls") });
         INFO (again.diagnostics);
         REQUIRE (again.exitCode == 0);
         const auto info =
@@ -452,11 +432,9 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
 
     SECTION ("go on after one that fails, and end with a summary")
     {
-        const auto result = session.run ({ "export",
-                                           session.work.path ("Bank.dls"),
-                                           session.groupPath(),
-                                           "--out",
-                                           session.work.path ("out") });
+        const auto result =
+            session.run ("export $ $ --out $",
+                         { session.work.path ("Bank.dls"), session.groupPath(), session.work.path ("out") });
         CHECK (result.exitCode == 1);
         CHECK_THAT (result.diagnostics, Contains ("Bank.dls"));
         CHECK_THAT (result.out, Contains ("refused") && Contains ("done"));
@@ -473,15 +451,11 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
             test::writeHits (takes.child (take + juce::String ("/Snare.wav")), { .seed = 3 });
         }
 
-        const auto result = session.run ({ "process",
-                                           takes.path ("One"),
+        const auto result = session.run ("process $ $ --each --out $ --save $ --json",
+                                         { takes.path ("One"),
                                            takes.path ("Two"),
-                                           "--each",
-                                           "--out",
                                            session.work.path ("out"),
-                                           "--save",
-                                           session.work.path ("groups"),
-                                           "--json" });
+                                           session.work.path ("groups") });
         INFO (result.diagnostics);
         REQUIRE (result.exitCode == 0);
         CHECK (json::parse (result.out).at ("groups").size() == 2);
@@ -499,8 +473,8 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
         const auto damaged = session.work.child ("damaged.dls");
         REQUIRE (damaged.replaceWithData (bytes.getData(), bytes.getSize()));
 
-        const auto result = session.run (
-            { "verify", session.groupPath(), damaged.getFullPathName().toStdString(), "--json" });
+        const auto result = session.run ("verify $ $ --json",
+                                         { session.groupPath(), damaged.getFullPathName().toStdString() });
         CHECK (result.exitCode == 1);
         const auto files = json::parse (result.out).at ("files");
         CHECK (files.at (0).at ("intact") == true);

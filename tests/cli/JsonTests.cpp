@@ -1,8 +1,8 @@
 #include "cli/InfoCommand.h"
 #include "cli/ProcessReport.h"
 #include "model/Abbreviations.h"
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>

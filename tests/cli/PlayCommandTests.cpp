@@ -1,6 +1,6 @@
 #include "cli/PlayRequest.h"
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 
@@ -31,27 +31,14 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
         return result.exitCode;
     };
     const auto group = work.path ("take.dls");
-    REQUIRE (run ({ "process",
-                    tracks.folder.getFullPathName().toStdString(),
-                    "--out",
-                    work.path ("out"),
-                    "--save",
-                    group,
-                    "--quiet" })
-             == 0);
+    REQUIRE (
+        run (test::words ("process $ --out $ --save $ --quiet", { tracks.path(), work.path ("out"), group }))
+        == 0);
 
     SECTION ("of one track, from one time to another")
     {
-        REQUIRE (run ({ "render",
-                        group,
-                        "--track",
-                        "Kick",
-                        "--from",
-                        "0.1",
-                        "--to",
-                        "0:0.5",
-                        "--out",
-                        work.path ("a.wav") })
+        REQUIRE (run (test::words ("render $ --track Kick --from 0.1 --to 0:0.5 --out $",
+                                   { group, work.path ("a.wav") }))
                  == 0);
         const auto rendered = test::decode (work.child ("a.wav"));
         const auto exported = test::decode (work.child ("out/Kick_Processed.wav"));

@@ -1,10 +1,11 @@
 #include "cli/Program.h"
-#include "tests/cli/ProgramRunner.h"
 #include "tests/cli/TestAudio.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
 
+#include <cstring>
 #include <sstream>
 #include <stdexcept>
 
@@ -135,18 +136,29 @@ TEST_CASE ("Program: what is written", "[cli][program]")
                == test::decode (room).samples);
     }
 
+    SECTION ("samples that are no numbers are counted")
+    {
+        const auto kick = session.tracks.child ("Kick.wav");
+        kick.deleteFile();
+        test::writeHits (kick, { .bitsPerSample = 32, .seed = 1 });
+        juce::MemoryBlock bytes;
+        REQUIRE (kick.loadFileAsData (bytes));
+        std::memset (static_cast<char*> (bytes.getData()) + bytes.getSize() - 4, 0xff, 4);
+        REQUIRE (kick.replaceWithData (bytes.getData(), bytes.getSize()));
+        const auto tracks = json::parse (session.process ({ "--json" }).out).at ("tracks");
+        CHECK (tracks[0]["nonFiniteSamples"] == 1);
+        CHECK (tracks[1]["nonFiniteSamples"] == 0);
+    }
+
     SECTION ("a track that would be written over its own source stays as it is")
     {
         const auto room = session.tracks.child ("Room.wav");
         test::writeHits (room);
         const auto before = room.loadFileAsString();
-        const auto result = test::runTessivar ({ "process",
-                                                 text (session.tracks.folder),
-                                                 "--out",
-                                                 text (session.tracks.folder),
-                                                 "--overwrite",
-                                                 "--json" },
-                                               session.cache.folder);
+        const auto result =
+            test::runTessivar (test::words ("process $ --out $ --overwrite --json",
+                                            { text (session.tracks.folder), text (session.tracks.folder) }),
+                               session.cache.folder);
         CHECK (result.exitCode == 0);
         CHECK (room.loadFileAsString() == before);
         CHECK (json::parse (result.out)["tracks"][1]["file"].is_null());
@@ -282,13 +294,11 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
                                       .resourceFolder = juce::File (TESSIVAR_BIN_DIR "/Resources"),
                                       .stopRequested = []() -> bool
                                       { throw std::runtime_error ("odd \xf6"); } };
-        const auto code = runProgram ({ "process",
-                                        text (session.tracks.folder),
-                                        "--out",
-                                        text (session.outFolder()),
-                                        "--temp",
-                                        text (session.cache.folder) },
-                                      context);
+        const auto code = runProgram (
+            test::words (
+                "process $ --out $ --temp $",
+                { text (session.tracks.folder), text (session.outFolder()), text (session.cache.folder) }),
+            context);
         CHECK (code == 70);
         CHECK_THAT (diagnostics.str(), Contains ("tessivar-cli: error of the program itself: odd ö\n"));
         CHECK (session.writtenFiles().isEmpty());

@@ -1,7 +1,7 @@
 #include "cli/InputFiles.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
-#include "tests/cli/ProgramRunner.h"
+#include "tools/commanddriver/ProgramRunner.h"
 
 #include <catch2/catch.hpp>
 
@@ -89,7 +89,7 @@ TEST_CASE ("Input files", "[cli]")
     for (const auto* name : { "Tom 10.wav", "Tom 2.WAV", "kick.aiff", "notes.txt", ".hidden.wav", "~x.flac" })
         temporary.child (name).create();
     temporary.child ("sub.wav").createDirectory();
-    const auto folder = temporary.folder.getFullPathName().toStdString();
+    const auto folder = temporary.path();
 
     SECTION ("a folder is its audio files in the order of a file browser")
     {

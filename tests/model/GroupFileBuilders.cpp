@@ -12,17 +12,6 @@
 namespace tessivar::test
 {
 
-bool MemorySamples::readFrames (std::int64_t start, std::span<float> dest)
-{
-    const auto from = static_cast<std::size_t> (start * channels);
-
-    if (fails || from > samples.size() || dest.size() > samples.size() - from)
-        return false;
-
-    std::copy_n (samples.begin() + static_cast<std::ptrdiff_t> (from), dest.size(), dest.begin());
-    return true;
-}
-
 std::vector<float> numberedSamples (std::int64_t numFrames, int channels, int seed)
 {
     std::vector<float> samples (static_cast<std::size_t> (numFrames * channels));
@@ -46,12 +35,12 @@ trackWith (const juce::String& name, DrumType type, std::int64_t numFrames, bool
 
     if (isRendered)
     {
-        track.rendered = std::make_shared<MemorySamples> (numberedSamples (numFrames, 7, seed), 7);
+        track.rendered = std::make_shared<MemorySamples> (7, numberedSamples (numFrames, 7, seed));
         track.source = std::make_shared<ChannelOfSamples> (track.rendered, channelLayout::source);
     }
     else
     {
-        track.source = std::make_shared<MemorySamples> (numberedSamples (numFrames, 1, seed), 1);
+        track.source = std::make_shared<MemorySamples> (1, numberedSamples (numFrames, 1, seed));
     }
 
     return track;

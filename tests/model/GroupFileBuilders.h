@@ -3,6 +3,7 @@
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "tests/model/AudioFileBuilders.h"
+#include "tests/support/MemorySamples.h"
 
 #include <utility>
 #include <vector>
@@ -10,31 +11,6 @@
 /** Groups in memory, and group files put together byte by byte. */
 namespace tessivar::test
 {
-
-/** Frames in memory. */
-class MemorySamples final : public TrackSamples
-{
-public:
-    MemorySamples (std::vector<float> samplesToShow, int numChannels)
-        : samples (std::move (samplesToShow)), channels (numChannels)
-    {
-    }
-
-    [[nodiscard]] int numChannels() const override { return channels; }
-    [[nodiscard]] std::int64_t lengthInFrames() const override
-    {
-        return static_cast<std::int64_t> (samples.size()) / channels;
-    }
-    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
-    [[nodiscard]] juce::String lastError() const override { return fails ? "samples: no longer there" : ""; }
-    [[nodiscard]] Location location() const override { return {}; }
-
-    bool fails = false;
-
-private:
-    const std::vector<float> samples;
-    const int channels;
-};
 
 /** A different sample in every frame and channel. */
 std::vector<float> numberedSamples (std::int64_t numFrames, int channels, int seed);

@@ -2,11 +2,11 @@
 #include "model/groupfile/GroupFileVerification.h"
 #include "model/groupfile/GroupTail.h"
 #include "tests/model/GroupFileBuilders.h"
+#include "tests/support/ForkedProcess.h"
 
 #include <catch2/catch.hpp>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace tessivar;
@@ -363,24 +363,19 @@ TEST_CASE ("Who may save to a group file", "[model][groupfile]")
         first = {};
         int ready[2] = {}, done[2] = {};
         REQUIRE ((::pipe (ready) == 0 && ::pipe (done) == 0));
-        const auto child = ::fork();
-
-        if (child == 0)
-        {
-            const auto held = loaded (file);
-            char c = 0;
-            ::close (done[1]);
-            const auto ok = ::write (ready[1], &c, 1) == 1 && ::read (done[0], &c, 1) == 0;
-            ::_exit (ok ? 0 : 1);
-        }
-
         char c = 0;
+        ForkedProcess child (
+            [&]
+            {
+                const auto held = loaded (file);
+                ::close (done[1]);
+                return ::write (ready[1], &c, 1) == 1 && ::read (done[0], &c, 1) == 0 ? 0 : 1;
+            });
         REQUIRE (::read (ready[0], &c, 1) == 1);
-        CHECK (loaded (file).file->why() == "open in another window (process " + juce::String (child) + ")");
+        CHECK (loaded (file).file->why()
+               == "open in another window (process " + juce::String (child.pid()) + ")");
         ::close (done[1]);
-        int status = -1;
-        ::waitpid (child, &status, 0);
-        CHECK (status == 0);
+        CHECK (child.wait() == 0);
         CHECK_FALSE (loaded (file).file->isReadOnly());
     }
 

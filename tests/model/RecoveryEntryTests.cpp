@@ -186,23 +186,19 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
     {
         for (int kill = 0; kill < 20; ++kill)
         {
-            const auto child = ::fork();
+            ForkedProcess child (
+                [&]
+                {
+                    const auto session = fixture.session();
 
-            if (child == 0)
-            {
-                const auto session = fixture.session();
+                    for (auto failed = false; ! failed;)
+                        for (const auto* entry : { &before, &after })
+                            failed = failed || session->write (1, *entry).failed();
 
-                for (;;)
-                    for (const auto* entry : { &before, &after })
-                        if (session->write (1, *entry).failed())
-                            ::_exit (1);
-            }
-
+                    return 1;
+                });
             ::usleep (static_cast<useconds_t> (20000 + 1700 * kill));
-            REQUIRE (::kill (child, SIGKILL) == 0);
-            int status = -1;
-            REQUIRE (::waitpid (child, &status, 0) == child);
-            REQUIRE (WIFSIGNALED (status));
+            REQUIRE (child.end (SIGKILL) == 256 + SIGKILL);
 
             const auto list = RecoveryList::scan (fixture.entries);
             REQUIRE (list.problems().isEmpty());

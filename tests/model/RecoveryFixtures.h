@@ -9,12 +9,11 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "tests/model/AudioFileBuilders.h"
+#include "tests/support/ForkedProcess.h"
 
 #include <catch2/catch.hpp>
 
 #include <functional>
-
-#include <sys/wait.h>
 
 namespace tessivar::test
 {
@@ -125,17 +124,13 @@ inline RecoveryEntry noted (const GroupState& state, const juce::File& groupFile
 /** Runs work in a process of its own, which then ends at once, as a crash would. */
 inline void inDyingProcess (const std::function<void()>& work)
 {
-    const auto child = ::fork();
-
-    if (child == 0)
-    {
-        work();
-        ::_exit (0);
-    }
-
-    int status = -1;
-    REQUIRE (::waitpid (child, &status, 0) == child);
-    REQUIRE (status == 0);
+    ForkedProcess process (
+        [&]
+        {
+            work();
+            return 0;
+        });
+    REQUIRE (process.wait() == 0);
 }
 
 } // namespace tessivar::test

@@ -3,12 +3,9 @@
 #include "model/SettingsStore.h"
 #include "tests/model/AudioFileBuilders.h"
 #include "tests/support/FileFaults.h"
+#include "tests/support/ForkedProcess.h"
 
 #include <catch2/catch.hpp>
-
-#include <csignal>
-
-#include <sys/wait.h>
 
 namespace tessivar
 {
@@ -68,23 +65,6 @@ SettingsValues difficultValues()
              { "empty", "" } };
 }
 
-pid_t forked (const std::function<int()>& work)
-{
-    const auto child = ::fork();
-
-    if (child == 0)
-        ::_exit (work());
-
-    REQUIRE (child > 0);
-    return child;
-}
-
-int exitCodeOf (pid_t child)
-{
-    int status = -1;
-    REQUIRE (::waitpid (child, &status, 0) == child);
-    return WIFEXITED (status) ? WEXITSTATUS (status) : -1;
-}
 } // namespace
 
 TEST_CASE ("Settings file", "[model][settings]")
@@ -283,10 +263,9 @@ TEST_CASE ("SettingsStore", "[model][settings]")
             return 0;
         };
 
-        const auto one = forked ([&] { return work ("one"); });
-        const auto two = forked ([&] { return work ("two"); });
-        CHECK (exitCodeOf (one) == 0);
-        CHECK (exitCodeOf (two) == 0);
+        test::ForkedProcess one ([&] { return work ("one"); }), two ([&] { return work ("two"); });
+        CHECK (one.wait() == 0);
+        CHECK (two.wait() == 0);
 
         SettingsValues expected;
 
@@ -411,15 +390,15 @@ TEST_CASE ("Settings folder", "[model][settings]")
 
     SECTION ("loses stray files, but no settings, no folders and nothing that is being written")
     {
-        const auto dead = forked ([] { return 0; });
-        REQUIRE (exitCodeOf (dead) == 0);
+        test::ForkedProcess dead ([] { return 0; });
+        REQUIRE (dead.wait() == 0);
         const auto temporary = [] (pid_t process)
         { return ".tessivar.config.tmp-" + juce::String (process) + "-0123abcd"; };
         const juce::StringArray kept{
             "tessivar.config", "AudioDeviceSetup.config", "themes/dark.txt", temporary (::getpid())
         };
-        const juce::StringArray stray{ "notes.txt", "noextension",    ".hidden",
-                                       "lock",      temporary (dead), "tessivar.config.bak" };
+        const juce::StringArray stray{ "notes.txt", "noextension",          ".hidden",
+                                       "lock",      temporary (dead.pid()), "tessivar.config.bak" };
 
         for (const auto& name : kept)
             REQUIRE (folder.getChildFile (name).create().wasOk());

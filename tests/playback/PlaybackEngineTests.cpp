@@ -1,4 +1,5 @@
 #include "tests/playback/PlaybackFixtures.h"
+#include "tests/support/SampleChecks.h"
 
 #include "playback/OfflineMix.h"
 #include "terms/KnobValues.h"
@@ -62,9 +63,7 @@ TEST_CASE ("Playback is the export", "[playback]")
     EngineRig rig;
     rig.start ({ track (1, samples, setting) });
     const auto heard = rig.render (20000, blockSize);
-    CHECK (firstDifference (part (heard, fadeIn, 20000 - fadeIn),
-                            exported (*samples, setting, fadeIn, 20000 - fadeIn))
-           == -1);
+    checkSame (part (heard, fadeIn, 20000 - fadeIn), exported (*samples, setting, fadeIn, 20000 - fadeIn));
     CHECK (rig.engine.counters().lateBlocks == 0);
     CHECK_FALSE (rig.outputsDiffer);
 }
@@ -83,7 +82,7 @@ TEST_CASE ("Bypass and removed", "[playback]")
     rig.engine.setListening (Listening::bypassed);
     (void) rig.render (rampLength);
     const auto from = rig.engine.position();
-    CHECK (firstDifference (rig.render (4800), sourceOf (*samples, from, 4800)) == -1);
+    checkSame (rig.render (4800), sourceOf (*samples, from, 4800));
 
     // Noise of 0.25 in seven channels: rounding of the sum of both stays below -120 dBFS.
     auto sum = sourceOf (*samples, 0, 9600);
@@ -91,8 +90,7 @@ TEST_CASE ("Bypass and removed", "[playback]")
     for (std::size_t i = 0; i < sum.size(); ++i)
         sum[i] -= processed[i] + removed[i];
 
-    CHECK (firstDifference (part (sum, fadeIn, 9600 - fadeIn), std::vector<float> (9600 - fadeIn), 1.0e-6f)
-           == -1);
+    checkSame (part (sum, fadeIn, 9600 - fadeIn), std::vector<float> (9600 - fadeIn), 1.0e-6f);
 
     SECTION ("of a track without a rendering are its source and silence")
     {
@@ -100,7 +98,7 @@ TEST_CASE ("Bypass and removed", "[playback]")
         rig.engine.setTracks (std::vector<PlaybackTrack>{ track (1, plain) }, 48000.0);
         (void) rig.render (2000);
         const auto at = rig.engine.position();
-        CHECK (firstDifference (rig.render (1000), sourceOf (*plain, at, 1000)) == -1);
+        checkSame (rig.render (1000), sourceOf (*plain, at, 1000));
         rig.engine.setListening (Listening::removed);
         (void) rig.render (rampLength);
         CHECK (isSilent (rig.render (1000)));
@@ -126,7 +124,7 @@ TEST_CASE ("Switches and knobs make no step", "[playback]")
         heard.insert (heard.end(), after.begin(), after.end());
         CHECK (largestStep (heard) <= allowed);
         const auto settled = before + 64 + rampLength;
-        CHECK (firstDifference (part (heard, 64 + rampLength, 500), expected (settled, 500)) == -1);
+        checkSame (part (heard, 64 + rampLength, 500), expected (settled, 500));
     };
 
     a.mix.usesSettingB = true;
@@ -166,8 +164,7 @@ TEST_CASE ("Switches and knobs make no step", "[playback]")
         rig.engine.setVolume (1.0f);
         (void) rig.render (rampLength);
         const auto at = rig.engine.position();
-        CHECK (firstDifference (rig.render (500), exported (*samples, { 5.0f, 0.0f }, at, 500), 1.0e-6f)
-               == -1);
+        checkSame (rig.render (500), exported (*samples, { 5.0f, 0.0f }, at, 500), 1.0e-6f);
     }
 }
 
@@ -189,9 +186,8 @@ TEST_CASE ("Loop", "[playback]")
     for (int turn = 0; turn < 5; ++turn)
     {
         INFO ("turn " << turn);
-        CHECK (firstDifference (part (heard, 1000 + turn * loop.length(), loop.length() - seam),
-                                part (content, loop.start, loop.length() - seam))
-               == -1);
+        checkSame (part (heard, 1000 + turn * loop.length(), loop.length() - seam),
+                   part (content, loop.start, loop.length() - seam));
     }
 
     // The seam: what leaves and what comes, each weighted so that their powers add up.
@@ -226,7 +222,7 @@ TEST_CASE ("Loop", "[playback]")
     {
         rig.engine.setLoop (std::nullopt);
         const auto at = rig.engine.position();
-        CHECK (firstDifference (rig.render (20000), part (content, at, 20000)) == -1);
+        checkSame (rig.render (20000), part (content, at, 20000));
     }
 
     SECTION ("behind the position does nothing")
@@ -235,7 +231,7 @@ TEST_CASE ("Loop", "[playback]")
         (void) rig.render (1000);
         const auto at = rig.engine.position();
         CHECK (at > 20000);
-        CHECK (firstDifference (rig.render (5000), part (content, at, 5000)) == -1);
+        checkSame (rig.render (5000), part (content, at, 5000));
     }
 
     SECTION ("of no length, of a few samples, and outside the Group")
@@ -252,7 +248,7 @@ TEST_CASE ("Loop", "[playback]")
         rig.engine.seek (length - 2000);
         (void) rig.render (fadeOut + 2000);
         CHECK (rig.engine.position() == 0);
-        CHECK (firstDifference (rig.render (1000), part (content, 0, 1000)) == -1);
+        checkSame (rig.render (1000), part (content, 0, 1000));
     }
 }
 
@@ -275,8 +271,7 @@ TEST_CASE ("Transport", "[playback]")
         CHECK (rig.engine.position() == 4800 + fadeOut);
         rig.engine.play();
         const auto again = rig.render (1000);
-        CHECK (firstDifference (part (again, fadeIn, 900), part (content, 4800 + fadeOut + fadeIn, 900))
-               == -1);
+        checkSame (part (again, fadeIn, 900), part (content, 4800 + fadeOut + fadeIn, 900));
     }
 
     SECTION ("says where it will be before anybody renders")
@@ -304,9 +299,7 @@ TEST_CASE ("Transport", "[playback]")
             (void) rig.render (fadeOut);
             CHECK (rig.engine.position() == aim);
             const auto heard = rig.render (900, 100);
-            CHECK (firstDifference (part (heard, fadeIn, 900 - fadeIn),
-                                    part (content, aim + fadeIn, 900 - fadeIn))
-                   == -1);
+            checkSame (part (heard, fadeIn, 900 - fadeIn), part (content, aim + fadeIn, 900 - fadeIn));
         }
 
         CHECK (rig.engine.counters().lateBlocks == 0);
@@ -340,7 +333,7 @@ TEST_CASE ("Transport", "[playback]")
         (void) rig.render (fadeOut - 100);
         CHECK (rig.engine.position() == 20000);
         const auto heard = rig.render (500);
-        CHECK (firstDifference (part (heard, fadeIn, 400), part (content, 20000 + fadeIn, 400)) == -1);
+        checkSame (part (heard, fadeIn, 400), part (content, 20000 + fadeIn, 400));
     }
 
     SECTION ("stops at the end and begins anew from there")
@@ -367,10 +360,10 @@ TEST_CASE ("Transport", "[playback]")
         rig.engine.render (outputs, 3, -1);
         CHECK (rig.engine.position() == 0);
         rig.engine.render (outputs, 3, 256);
-        CHECK (firstDifference (part (samplesOut, fadeIn, 160), part (content, fadeIn, 160)) == -1);
+        checkSame (part (samplesOut, fadeIn, 160), part (content, fadeIn, 160));
         CHECK (isSilent (third));
         rig.engine.render (outputs + 1, 1, 256);
-        CHECK (firstDifference (samplesOut, part (content, 256, 256)) == -1);
+        checkSame (samplesOut, part (content, 256, 256));
     }
 
     SECTION ("goes on after a break in rendering, by its last command")
@@ -378,7 +371,7 @@ TEST_CASE ("Transport", "[playback]")
         (void) rig.render (5000);
         rig.engine.prepare();
         const auto heard = rig.render (1000);
-        CHECK (firstDifference (part (heard, fadeIn, 900), part (content, 5000 + fadeIn, 900)) == -1);
+        checkSame (part (heard, fadeIn, 900), part (content, 5000 + fadeIn, 900));
         rig.engine.stop();
         rig.engine.seek (777);
         rig.engine.prepare();
@@ -418,7 +411,7 @@ TEST_CASE ("Tracks together", "[playback]")
                 expected[i] += gains[t] * one[i];
         }
 
-        CHECK (firstDifference (rig.render (2000), expected, 1.0e-7f) == -1);
+        checkSame (rig.render (2000), expected, 1.0e-7f);
     };
 
     checkMix ({ 1, 1, 1 });
@@ -454,7 +447,7 @@ TEST_CASE ("Tracks together", "[playback]")
         const auto at = rig.engine.position();
         std::vector<float> expected (3000);
         REQUIRE (offline.read (at, expected));
-        CHECK (firstDifference (rig.render (3000), expected) == -1);
+        checkSame (rig.render (3000), expected);
         CHECK (offline.lengthInSamples() == length);
     }
 
@@ -513,11 +506,11 @@ TEST_CASE ("Samples that come late", "[playback]")
         CHECK (rig.engine.counters().lateBlocks > 50);
         CHECK (rig.engine.position() == 4800 + 96000);
         CHECK (isSilent (part (heard, 60000, 36000)));
-        CHECK (firstDifference (part (heard, 0, 40000), part (content, 4800, 40000)) == -1);
+        checkSame (part (heard, 0, 40000), part (content, 4800, 40000));
 
         const auto counted = rig.engine.counters().lateBlocks;
         const auto after = rig.render (4800);
-        CHECK (firstDifference (part (after, 64, 4700), part (content, 4800 + 96000 + 64, 4700)) == -1);
+        checkSame (part (after, 64, 4700), part (content, 4800 + 96000 + 64, 4700));
         CHECK (rig.engine.counters().lateBlocks == counted);
     }
 

@@ -3,6 +3,7 @@
 #include "engine/SuppressionRendering.h"
 #include "playback/PlaybackEngine.h"
 #include "terms/KnobValues.h"
+#include "tests/support/MemorySamples.h"
 
 #include <juce_core/juce_core.h>
 
@@ -64,36 +65,6 @@ private:
     const int channels;
     const std::int64_t length;
     const std::uint32_t seed;
-};
-
-/** Samples in memory, interleaved. */
-class MemorySamples : public TrackSamples
-{
-public:
-    MemorySamples (int numChannelsToHave, std::vector<float> samples)
-        : frames (std::move (samples)), channels (numChannelsToHave)
-    {
-    }
-
-    int numChannels() const override { return channels; }
-    std::int64_t lengthInFrames() const override
-    {
-        return static_cast<std::int64_t> (frames.size()) / channels;
-    }
-    juce::String lastError() const override { return "samples: no longer there"; }
-    Location location() const override { return {}; }
-
-    bool readFrames (std::int64_t start, std::span<float> dest) override
-    {
-        std::copy_n (
-            frames.begin() + static_cast<std::ptrdiff_t> (start * channels), dest.size(), dest.begin());
-        return true;
-    }
-
-    std::vector<float> frames;
-
-private:
-    const int channels;
 };
 
 /** What an export of the samples would hold. */
@@ -187,20 +158,6 @@ public:
     PlaybackEngine engine;
     bool outputsDiffer = false;
 };
-
-/** Index of the first element that differs, or -1: shorter to read than two vectors of thousands. */
-inline std::int64_t
-firstDifference (std::span<const float> a, std::span<const float> b, float tolerance = 0.0f)
-{
-    if (a.size() != b.size())
-        return static_cast<std::int64_t> (std::min (a.size(), b.size()));
-
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (! (std::abs (a[i] - b[i]) <= tolerance))
-            return static_cast<std::int64_t> (i);
-
-    return -1;
-}
 
 inline std::span<const float> part (const std::vector<float>& samples, std::int64_t start, std::int64_t count)
 {

@@ -1,5 +1,6 @@
+#include "tests/playback/FakeDevice.h"
 #include "tests/playback/PlaybackFixtures.h"
-#include "tests/playback/RealtimeCheck.h"
+#include "tools/realtimecheck/RealtimeCheck.h"
 
 #include "playback/DeviceCallback.h"
 
@@ -126,35 +127,6 @@ SessionResult callBack (DeviceCallback& callback, int numCallbacks)
     return result;
 }
 
-/** A device that only has a rate. */
-class DeviceOfRate final : public juce::AudioIODevice
-{
-public:
-    explicit DeviceOfRate (double rateToHave) : AudioIODevice ("test", "test"), rate (rateToHave) {}
-    juce::StringArray getOutputChannelNames() override { return { "left", "right" }; }
-    juce::StringArray getInputChannelNames() override { return {}; }
-    juce::Array<double> getAvailableSampleRates() override { return { rate }; }
-    juce::Array<int> getAvailableBufferSizes() override { return { 512 }; }
-    int getDefaultBufferSize() override { return 512; }
-    juce::String open (const juce::BigInteger&, const juce::BigInteger&, double, int) override { return {}; }
-    void close() override {}
-    bool isOpen() override { return true; }
-    void start (juce::AudioIODeviceCallback*) override {}
-    void stop() override {}
-    bool isPlaying() override { return true; }
-    juce::String getLastError() override { return {}; }
-    int getCurrentBufferSizeSamples() override { return 512; }
-    double getCurrentSampleRate() override { return rate; }
-    int getCurrentBitDepth() override { return 32; }
-    juce::BigInteger getActiveOutputChannels() const override { return 3; }
-    juce::BigInteger getActiveInputChannels() const override { return 0; }
-    int getOutputLatencyInSamples() override { return 0; }
-    int getInputLatencyInSamples() override { return 0; }
-
-private:
-    const double rate;
-};
-
 void runSession (int numCallbacks)
 {
     juce::TimeSliceThread readAhead ("session");
@@ -173,7 +145,9 @@ void runSession (int numCallbacks)
             {
                 for (const auto rate : { 48000.0, 44100.0, 96000.0, 48000.0 })
                 {
-                    DeviceOfRate one (rate);
+                    const auto card = std::make_shared<FakeCard>();
+                    card->preferredRate = rate;
+                    FakeDevice one (card);
                     callback.audioDeviceAboutToStart (&one);
                     const auto part = callBack (callback, numCallbacks / 4);
                     result.numSamples += part.numSamples;

@@ -1,4 +1,4 @@
-#include "tests/ui/SampleStates.h"
+#include "tools/gallery/SampleStates.h"
 
 #include <catch2/catch.hpp>
 

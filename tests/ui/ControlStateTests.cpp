@@ -33,15 +33,14 @@ TEST_CASE ("SuppressionMeterState", "[ui][meter]")
         CHECK (meter.readout() == "12dB");
         meter.setLevel (1.0f, 0.0f, 4.0f, false);
         CHECK (meter.readout() == "4dB");
-    }
 
-    SECTION ("keeps the held reading while no LED is lit, and rounds a small one to 0dB")
-    {
-        meter.setLevel (1.0f, 0.0f, 0.4f, false);
-        CHECK (meter.readout() == "0dB");
+        // It stays while no LED is lit, and a small one is rounded.
         meter.setLevel (0.0f, 0.0f, 41.0f, false);
         CHECK (meter.litLeds == 0);
-        CHECK (meter.heldReadingDb == Approx (0.4f));
+        CHECK (meter.readout() == "4dB");
+        SuppressionMeterState other;
+        other.setLevel (1.0f, 0.0f, 0.4f, false);
+        CHECK (other.readout() == "0dB");
     }
 
     SECTION ("forgets everything in silence, and a press forgets the number until the next level")
@@ -72,44 +71,31 @@ TEST_CASE ("SuppressionMeterState", "[ui][meter]")
     }
 }
 
-TEST_CASE ("KnobLabelState", "[ui][knob]")
+TEST_CASE ("A knob's label fades in 84 steps", "[ui][knob]")
 {
     KnobLabelState label;
     using Change = KnobLabelState::Change;
 
-    SECTION ("is hidden by the 84th step of the fade and was drawn by each before")
-    {
-        label.valueChanged();
-        for (int tick = 1; tick < 84; ++tick)
-            REQUIRE (label.fadeTick (false) == Change::redraw);
-        CHECK (label.alpha == 255 - 83 * 3);
-        CHECK (label.fadeTick (false) == Change::hide);
-        CHECK (label.alpha == 0);
-    }
+    label.valueChanged();
+    for (int tick = 1; tick < 84; ++tick)
+        REQUIRE (label.fadeTick (false) == Change::redraw);
+    CHECK (label.alpha == 255 - 83 * 3);
+    CHECK (label.fadeTick (false) == Change::hide);
+    CHECK (label.alpha == 0);
+    label.valueChanged();
+    CHECK (label.alpha == 255);
+    CHECK (label.fading);
 
-    SECTION ("waits one tick after a double-click, and for as long as the editor is open")
-    {
-        label.show();
-        CHECK (label.fadeTick (true) == Change::none);
-        CHECK_FALSE (label.fading);
-        CHECK (label.fadeTick (false) == Change::none);
-        CHECK (label.fadeTick (false) == Change::redraw);
-        CHECK (label.alpha == 252);
-
-        label.holdForEditing();
-        for (int tick = 0; tick < 200; ++tick)
-            REQUIRE (label.fadeTick (true) == Change::none);
-        CHECK (label.alpha == 252);
-    }
-
-    SECTION ("comes back at full opacity when the value changes")
-    {
-        for (int tick = 0; tick < 100; ++tick)
-            label.fadeTick (false);
-        label.valueChanged();
-        CHECK (label.alpha == 255);
-        CHECK (label.fading);
-    }
+    // After a double-click it waits one tick, and for as long as the editor is open.
+    label.show();
+    CHECK (label.fadeTick (true) == Change::none);
+    CHECK_FALSE (label.fading);
+    CHECK (label.fadeTick (false) == Change::none);
+    CHECK (label.fadeTick (false) == Change::redraw);
+    label.holdForEditing();
+    for (int tick = 0; tick < 200; ++tick)
+        REQUIRE (label.fadeTick (true) == Change::none);
+    CHECK (label.alpha == 252);
 }
 
 TEST_CASE ("KnobGeometry", "[ui][knob]")
@@ -125,19 +111,14 @@ TEST_CASE ("KnobGeometry", "[ui][knob]")
         CHECK (knobImagePrefix (9.9f, true).isEmpty());
     }
 
-    SECTION ("writes a value as a percentage of its range")
+    SECTION ("writes a value as a percentage of its range, and reads one but no empty text")
     {
-        CHECK (percentText (0.375, 1.0) == "38%");
-        CHECK (percentText (3.1, 5.0) == "62%");
-        CHECK (percentText (5.0, 5.0) == "100%");
-        CHECK (percentText (7.0, 5.0) == "100%");
-        CHECK (percentText (-1.0, 5.0) == "0%");
-        CHECK (percentText (1.0e12, 1.0) == "100%");
-        CHECK (percentText (0.5, 0.0) == "0%");
-    }
-
-    SECTION ("reads a typed percentage and leaves an empty text alone")
-    {
+        const std::tuple<double, double, const char*> cases[] = {
+            { 0.375, 1.0, "38%" }, { 3.1, 5.0, "62%" },     { 5.0, 5.0, "100%" }, { 7.0, 5.0, "100%" },
+            { -1.0, 5.0, "0%" },   { 1.0e12, 1.0, "100%" }, { 0.5, 0.0, "0%" }
+        };
+        for (const auto& [value, range, text] : cases)
+            CHECK (percentText (value, range) == text);
         CHECK (percentFromText ("62%") == 62);
         CHECK (percentFromText ("9999") == 100);
         CHECK_FALSE (percentFromText ("%").has_value());
@@ -163,17 +144,11 @@ TEST_CASE ("KnobGeometry", "[ui][knob]")
         CHECK (half.getCentreY() == Approx (32.0f - 0.5f * orbit).margin (0.01));
     }
 
-    SECTION ("turns the whole range in 250 px up or right, or in 1500 px finely, and never beyond")
+    SECTION ("never turns beyond the range")
     {
         KnobDrag drag;
-        drag.move (50.0, -75.0, false);
-        CHECK (drag.proportion == Approx (0.5));
-        drag.move (0.0, 150.0, true);
-        CHECK (drag.proportion == Approx (0.4));
-        drag.move (1000.0, 0.0, false);
+        drag.move (1000.0, -75.0, false);
         CHECK (drag.proportion == 1.0);
-        CHECK (KnobDrag::afterWheel (0.5, -1.0, false) == Approx (0.49));
-        CHECK (KnobDrag::afterWheel (0.5, 1.0, true) == Approx (0.502));
         CHECK (KnobDrag::afterWheel (0.995, 1.0, false) == 1.0);
     }
 }

@@ -1,6 +1,6 @@
 #include "tests/ui/MouseEvents.h"
-#include "tests/ui/SampleStates.h"
 #include "tests/ui/Snapshots.h"
+#include "tools/gallery/SampleStates.h"
 
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
@@ -16,6 +16,7 @@
 #include <catch2/catch.hpp>
 
 #include <array>
+#include <functional>
 
 namespace tessivar
 {
@@ -23,6 +24,16 @@ namespace
 {
 
 using test::mouseAt;
+
+/** The first child of a kind that a test accepts; null when there is none. */
+template <typename Kind>
+Kind* childOf (juce::Component& parent, const std::function<bool (Kind&)>& accepts)
+{
+    for (auto* child : parent.getChildren())
+        if (auto* found = dynamic_cast<Kind*> (child); found != nullptr && accepts (*found))
+            return found;
+    return nullptr;
+}
 
 constexpr auto left = juce::ModifierKeys::leftButtonModifier;
 constexpr auto shiftLeft = juce::ModifierKeys::leftButtonModifier | juce::ModifierKeys::shiftModifier;
@@ -54,7 +65,7 @@ TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
         CHECK (dotAt (0.5f).getBrightness() < 0.6f);
     }
 
-    SECTION ("jumps to its default on a shift-click and begins no drag with it")
+    SECTION ("jumps to its default on a shift-click, which begins no drag")
     {
         knob.setValue (1.0, juce::dontSendNotification);
         knob.mouseDown (mouseAt (knob, { 64.0f, 64.0f }, shiftLeft));
@@ -62,10 +73,8 @@ TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
         knob.mouseDrag (mouseAt (knob, { 64.0f, 0.0f }, shiftLeft));
         CHECK (knob.getValue() == 2.5);
         knob.mouseUp (mouseAt (knob, { 64.0f, 0.0f }, shiftLeft));
-    }
 
-    SECTION ("turns by drags without a jump when the modifier for fine movement comes and goes")
-    {
+        // A plain drag turns without a jump when the modifier for fine movement comes and goes.
         knob.setValue (0.0, juce::dontSendNotification);
         knob.mouseDown (mouseAt (knob, { 10.0f, 100.0f }));
         knob.mouseDrag (mouseAt (knob, { 10.0f, 50.0f }));
@@ -133,7 +142,7 @@ TEST_CASE ("Control pictures", "[ui][controls]")
         CHECK (meter.getState().readout() == "25dB");
     }
 
-    SECTION ("without its images the meter draws, and no press clears it")
+    SECTION ("without images controls draw, and no press clears the meter")
     {
         const ResourceImages none (test::shippedResources().getChildFile ("none"));
         TessivarSuppressionMeterComponent meter (none);
@@ -142,11 +151,8 @@ TEST_CASE ("Control pictures", "[ui][controls]")
         CHECK (test::snapshot (meter).getPixelAt (20, 200) == juce::Colours::black);
         meter.mouseDown (mouseAt (meter, { 50.0f, 0.0f }));
         CHECK (meter.getState().readout() == "25dB");
-    }
 
-    SECTION ("a check box glows when it is on, with its images and without")
-    {
-        const ResourceImages none (test::shippedResources().getChildFile ("none"));
+        // A check box glows when it is on, with its images and without.
         for (const auto* images : std::array<const ResourceImages*, 2>{ &fixture.images, &none })
         {
             TessivarCheckBox box (*images);
@@ -276,13 +282,8 @@ TEST_CASE ("BrowserList", "[ui][browser]")
     BrowserList list (fixture.images);
     list.setSize (344, 600);
     list.setState (test::browserSample (true));
-    const auto rowOf = [&] (RowId track) -> TrackRow*
-    {
-        for (auto* child : list.getChildren())
-            if (auto* row = dynamic_cast<TrackRow*> (child); row != nullptr && row->getTrack() == track)
-                return row;
-        return nullptr;
-    };
+    const auto rowOf = [&] (RowId track)
+    { return childOf<TrackRow> (list, [&] (TrackRow& row) { return row.getTrack() == track; }); };
     const auto click = [&] (RowId track, int modifiers = left)
     {
         rowOf (track)->mouseDown (mouseAt (*rowOf (track), { 200.0f, 20.0f }, modifiers));
@@ -305,21 +306,16 @@ TEST_CASE ("BrowserList", "[ui][browser]")
         std::vector<RowId> acted;
         list.onType = [&] (const std::vector<RowId>& tracks, DrumType) { acted = tracks; };
         list.setSelection ({ 1, 11, 11, { 11, 13 } });
-        const auto chooseIn = [&] (RowId track)
-        {
-            for (auto* child : rowOf (track)->getChildren())
-                if (auto* chooser = dynamic_cast<DrumTypeChooser*> (child))
-                    chooser->onChoose (DrumType::snare);
+        const auto chooseIn = [&] (RowId track) {
+            childOf<DrumTypeChooser> (*rowOf (track), [] (auto&) { return true; })
+                ->onChoose (DrumType::snare);
         };
         chooseIn (13);
         CHECK (acted == std::vector<RowId>{ 11, 13 });
         chooseIn (12);
         CHECK (acted == std::vector<RowId>{ 12 });
-    }
 
-    SECTION ("singles a row out of several only when it is let go without a drag")
-    {
-        list.setSelection ({ 1, 11, 11, { 11, 13 } });
+        // A click singles a row out only when it is let go without a drag.
         auto& row = *rowOf (13);
         row.mouseDown (mouseAt (row, { 200.0f, 20.0f }));
         CHECK (list.getSelection().tracks.size() == 2);
@@ -356,14 +352,9 @@ TEST_CASE ("BrowserList", "[ui][browser]")
     SECTION ("outlives a group that its own button closes")
     {
         list.onClose = [&] (RowId) { list.setState ({}); };
-        for (auto* child : list.getChildren())
-            if (auto* row = dynamic_cast<GroupRow*> (child); row != nullptr && row->getGroup() == 1)
-            {
-                for (auto* button : row->getChildren())
-                    if (button->getTitle().startsWith ("Close"))
-                        dynamic_cast<juce::Button*> (button)->onClick();
-                break;
-            }
+        auto* row = childOf<GroupRow> (list, [] (GroupRow& each) { return each.getGroup() == 1; });
+        childOf<juce::Button> (*row, [] (auto& button) { return button.getTitle().startsWith ("Close"); })
+            ->onClick();
         CHECK (list.getNumChildComponents() == 0);
         CHECK (list.getSelection() == BrowserSelection{});
     }
@@ -404,13 +395,7 @@ TEST_CASE ("Browser and transport", "[ui][browser]")
         bar.setState (state);
         int plays = 0;
         bar.onPlayOrStop = [&] { ++plays; };
-        const auto play = [&]() -> juce::Button*
-        {
-            for (auto* child : bar.getChildren())
-                if (child->getTitle() == "Play")
-                    return dynamic_cast<juce::Button*> (child);
-            return nullptr;
-        }();
+        auto* play = childOf<juce::Button> (bar, [] (auto& button) { return button.getTitle() == "Play"; });
         REQUIRE (play != nullptr);
         CHECK_FALSE (play->isEnabled());
         state.playable = true;

@@ -2,30 +2,27 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <optional>
+
 namespace tessivar::test
 {
 
-/** An event of the mouse at a place of a component. */
+/** An event of the mouse at a place of a component; of a drag when it was pressed elsewhere. */
 inline juce::MouseEvent mouseAt (juce::Component& component,
                                  juce::Point<float> position,
-                                 int modifiers = juce::ModifierKeys::leftButtonModifier)
+                                 int modifiers = juce::ModifierKeys::leftButtonModifier,
+                                 std::optional<juce::Point<float>> pressedAt = {},
+                                 int numClicks = 1)
 {
+    using Source = juce::MouseInputSource;
     const auto now = juce::Time::getCurrentTime();
-    return { juce::Desktop::getInstance().getMainMouseSource(),
-             position,
-             juce::ModifierKeys (modifiers),
-             juce::MouseInputSource::defaultPressure,
-             juce::MouseInputSource::defaultOrientation,
-             juce::MouseInputSource::defaultRotation,
-             juce::MouseInputSource::defaultTiltX,
-             juce::MouseInputSource::defaultTiltY,
-             &component,
-             &component,
-             now,
-             position,
-             now,
-             1,
-             false };
+    const auto pressed = pressedAt.value_or (position);
+    // clang-format off
+    return { juce::Desktop::getInstance().getMainMouseSource(), position, juce::ModifierKeys (modifiers),
+             Source::defaultPressure, Source::defaultOrientation, Source::defaultRotation,
+             Source::defaultTiltX, Source::defaultTiltY, &component, &component, now, pressed, now,
+             numClicks, pressed != position };
+    // clang-format on
 }
 
 } // namespace tessivar::test

@@ -3,6 +3,8 @@
 #include "ui/wave/WaveRaster.h"
 #include "ui/wave/WaveTrackHeader.h"
 
+#include "tests/ui/MouseEvents.h"
+#include "tests/ui/Snapshots.h"
 #include "tests/ui/WaveSignals.h"
 
 #include <catch2/catch.hpp>
@@ -41,23 +43,8 @@ struct ViewerFixture
                 int clicks = 1)
     {
         auto* part = viewer.getComponentAt (pressedAt);
-        const auto now = juce::Time::getCurrentTime();
-        const juce::MouseEvent event (juce::Desktop::getInstance().getMainMouseSource(),
-                                      part->getLocalPoint (&viewer, place).toFloat(),
-                                      juce::ModifierKeys (flags),
-                                      1.0f,
-                                      0.0f,
-                                      0.0f,
-                                      0.0f,
-                                      0.0f,
-                                      part,
-                                      part,
-                                      now,
-                                      part->getLocalPoint (&viewer, pressedAt).toFloat(),
-                                      now,
-                                      clicks,
-                                      place != pressedAt);
-        (part->*handler) (event);
+        const auto inPart = [&] (juce::Point<int> at) { return part->getLocalPoint (&viewer, at).toFloat(); };
+        (part->*handler) (test::mouseAt (*part, inPart (place), flags, inPart (pressedAt), clicks));
     }
 
     void drag (juce::Point<int> from, juce::Point<int> to, int flags = juce::ModifierKeys::leftButtonModifier)
@@ -86,11 +73,7 @@ constexpr int centreRow = 27 + 196; // of the plot, in the viewer
 
 bool isLike (juce::Colour a, juce::Colour b)
 {
-    const auto distance = [] (juce::uint8 x, juce::uint8 y)
-    { return std::abs (static_cast<int> (x) - static_cast<int> (y)); };
-    return distance (a.getRed(), b.getRed()) + distance (a.getGreen(), b.getGreen())
-               + distance (a.getBlue(), b.getBlue())
-           < 24;
+    return test::isNear (a, b, 12);
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-#include "tests/ui/SampleStates.h"
 #include "tests/ui/Snapshots.h"
+#include "tools/gallery/SampleStates.h"
 
 #include "ui/Palette.h"
 #include "ui/browser/BrowserView.h"

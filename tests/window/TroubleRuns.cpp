@@ -1,12 +1,10 @@
+#include "tests/support/FileFaults.h"
 #include "tools/windowdriver/ProgramRun.h"
 
 #include <catch2/catch.hpp>
 
 #include <algorithm>
 #include <csignal>
-
-#include <sys/mount.h>
-#include <unistd.h>
 
 using namespace tessivar::test;
 
@@ -18,39 +16,6 @@ double now()
 }
 
 constexpr double hangMs = 4000.0; // what nobody would call alive, on however busy a machine
-
-bool isRoot()
-{
-    return ::geteuid() == 0;
-}
-
-/** A disk of its own with little room. */
-class SmallDisk
-{
-public:
-    SmallDisk (const juce::File& folderToUse, const char* size) : folder (folderToUse)
-    {
-        folder.createDirectory();
-        isThere = ::mount ("tmpfs",
-                           folder.getFullPathName().toRawUTF8(),
-                           "tmpfs",
-                           0,
-                           (std::string ("size=") + size).c_str())
-                  == 0;
-    }
-
-    ~SmallDisk()
-    {
-        if (isThere)
-            ::umount2 (folder.getFullPathName().toRawUTF8(), MNT_DETACH);
-    }
-
-    const juce::File folder;
-    bool isThere = false;
-
-private:
-    JUCE_DECLARE_NON_COPYABLE (SmallDisk)
-};
 
 /** Drops a recording and waits until a track is shown; false when none comes. */
 bool importInto (const ProgramRun& run, const juce::StringArray& files)
@@ -235,13 +200,10 @@ TEST_CASE ("A job", "[window][job]")
 TEST_CASE ("A full disk", "[window][trouble]")
 {
     UserAtScreen user (testDisplay());
-    SmallDisk disk (user.file ("tmp"), "3m");
+    const SmallFileSystem disk (user.file ("tmp"), 3 << 10);
 
-    if (! isRoot() || ! disk.isThere)
-    {
-        WARN ("left out: only the superuser can make a small disk");
+    if (! disk.isMounted)
         return;
-    }
 
     user.presetExperiencedUser();
     ProgramRun run (user);

@@ -1,6 +1,6 @@
 #include "tools/gallery/GalleryPages.h"
 
-#include "tests/ui/SampleStates.h"
+#include "tools/gallery/SampleStates.h"
 
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"

@@ -1,11 +1,10 @@
 #include "tools/groupfaults/GroupFileFaultRuns.h"
 
 #include "tests/support/FileFaults.h"
+#include "tests/support/ForkedProcess.h"
 
 #include <csignal>
 #include <optional>
-
-#include <sys/wait.h>
 
 namespace tessivar::test
 {
@@ -30,22 +29,22 @@ GroupState groupToSave()
     return group;
 }
 
-/** Saves until it is killed. */
-[[noreturn]] void saveForEver (const juce::File& file)
+/** Saves until it is killed, or a save fails. */
+int saveForEver (const juce::File& file)
 {
     LoadedGroup group;
 
     for (auto count = 0;; ++count)
     {
         if (group.file == nullptr && openGroupFile (file, group).failed())
-            ::_exit (1);
+            return 1;
 
         auto request = requestFor (versionOf (group.state, count % 2 == 0), file, group.file);
         request.compact = count % 3 == 0;
         SavedGroup result;
 
         if (saveGroup (request, result).failed())
-            ::_exit (2);
+            return 2;
 
         group.state = result.state;
         group.file = result.file;
@@ -73,18 +72,11 @@ KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& rand
 
     for (; counts.kills < numKills; ++counts.kills)
     {
-        const auto child = ::fork();
-
-        if (child == 0)
-            saveForEver (file);
-
+        ForkedProcess child ([&] { return saveForEver (file); });
         ::usleep (static_cast<useconds_t> (random.nextInt (40000)));
-        ::kill (child, SIGKILL);
-        int status = 0;
-        ::waitpid (child, &status, 0);
         LoadedGroup found;
 
-        if (! WIFSIGNALED (status) || openGroupFile (file, found).failed() || found.damaged
+        if (child.end (SIGKILL) != 256 + SIGKILL || openGroupFile (file, found).failed() || found.damaged
             || ! isEither (found.state, original))
         {
             ++counts.lost;

@@ -50,6 +50,7 @@ ChildProgram::ChildProgram (const Start& start)
     auto environment = environmentOf (start.environment);
     const auto argumentPointers = pointersTo (arguments), environmentPointers = pointersTo (environment);
     const auto* output = start.outputFile.empty() ? "/dev/null" : start.outputFile.c_str();
+    const auto* errors = start.errorFile.empty() ? nullptr : start.errorFile.c_str();
 
     process = ::fork();
 
@@ -60,7 +61,8 @@ ChildProgram::ChildProgram (const Start& start)
         const auto in = ::open ("/dev/null", O_RDONLY);
         ::dup2 (in, STDIN_FILENO);
         ::dup2 (out, STDOUT_FILENO);
-        ::dup2 (out, STDERR_FILENO);
+        ::dup2 (errors != nullptr ? ::open (errors, O_WRONLY | O_CREAT | O_APPEND, 0600) : out,
+                STDERR_FILENO);
 
         if (start.inheritedDescriptor >= 0)
             ::fcntl (start.inheritedDescriptor, F_SETFD, 0);

@@ -20,6 +20,7 @@ public:
         std::vector<std::string> arguments;
         std::map<std::string, std::string> environment; // changes; an empty value removes the variable
         std::string outputFile;                         // standard output and error; empty: nowhere
+        std::string errorFile = {};                     // standard error, when it is not with the output
         std::string workingFolder = "/";
         int inheritedDescriptor = -1; // stays open in the program
     };

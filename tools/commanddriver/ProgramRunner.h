@@ -24,13 +24,17 @@ public:
         return juce::File (folder.getFullPathName() + "/" + name);
     }
 
-    [[nodiscard]] std::string path (const juce::String& name) const
+    [[nodiscard]] std::string path (const juce::String& name = {}) const
     {
         return child (name).getFullPathName().toStdString();
     }
 
     const juce::File folder;
 };
+
+/** The words of a command line, apart at spaces; each "$" is the next of these texts, spaces and all. */
+[[nodiscard]] std::vector<std::string> words (const std::string& line,
+                                              const std::vector<std::string>& texts = {});
 
 struct ProgramResult
 {

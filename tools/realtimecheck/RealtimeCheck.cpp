@@ -1,7 +1,7 @@
 // The checked variants of read() and others would be defined in the headers, and again here.
 #undef _FORTIFY_SOURCE
 
-#include "tests/playback/RealtimeCheck.h"
+#include "tools/realtimecheck/RealtimeCheck.h"
 
 #include <dlfcn.h>
 #include <pthread.h>

@@ -1,0 +1,73 @@
+#include "tools/commanddriver/ProgramRunner.h"
+#include "tools/windowdriver/ChildProgram.h"
+
+#include <csignal>
+#include <sstream>
+
+namespace tessivar::test
+{
+
+namespace
+{
+constexpr int longestRun = 600000; // ms
+
+std::string readAll (const juce::File& file)
+{
+    return file.loadFileAsString().toStdString();
+}
+} // namespace
+
+TemporaryFolder::TemporaryFolder()
+    : folder (juce::File::getSpecialLocation (juce::File::tempDirectory)
+                  .getChildFile ("tessivar-cli-test-" + juce::Uuid().toString()))
+{
+    folder.createDirectory();
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    folder.deleteRecursively();
+}
+
+std::vector<std::string> words (const std::string& line, const std::vector<std::string>& texts)
+{
+    std::vector<std::string> result;
+    std::istringstream stream (line);
+    auto text = texts.begin();
+
+    for (std::string word; stream >> word;)
+        result.push_back (word == "$" ? *text++ : word);
+
+    return result;
+}
+
+ProgramResult runTessivar (const std::vector<std::string>& arguments,
+                           const juce::File& cacheFolder,
+                           const std::string& interruptAt)
+{
+    const auto name = juce::Uuid().toString();
+    const auto out = cacheFolder.getChildFile ("stdout-" + name),
+               errors = cacheFolder.getChildFile ("stderr-" + name);
+    const auto path = [] (const juce::File& file) { return file.getFullPathName().toStdString(); };
+    ChildProgram program (
+        { .program = TESSIVAR_BIN_DIR "/tessivar-cli",
+          .arguments = arguments,
+          .environment = { { "XDG_CACHE_HOME", path (cacheFolder) },
+                           { "XDG_STATE_HOME", path (cacheFolder) },
+                           { "XDG_CONFIG_HOME", path (cacheFolder.getChildFile ("config")) },
+                           { "DISPLAY", {} } },
+          .outputFile = path (out),
+          .errorFile = path (errors) });
+
+    if (! interruptAt.empty()
+        && waitUntil ([&] { return readAll (errors).find (interruptAt) != std::string::npos; }, longestRun))
+        program.signal (SIGINT);
+
+    const auto end = program.waitForEnd (longestRun);
+    ProgramResult result{ end && *end < 256 ? *end : -1, readAll (out), readAll (errors) };
+    out.deleteFile();
+    errors.deleteFile();
+    return result;
+}
+
+} // namespace tessivar::test
