@@ -8,10 +8,10 @@
 namespace tessivar
 {
 
-/** Where the list comes from that an abbreviation stands in. */
+/** Where an abbreviation's list comes from. */
 enum class ListSource
 {
-    builtIn, // also when settings or a file hold the very list that is built in
+    builtIn, // also when settings or a file hold an equal list
     settings,
     file // named on the command line
 };
@@ -19,9 +19,9 @@ enum class ListSource
 /** What a file name tells about its track. */
 struct TrackClassification
 {
-    DrumType drumType = DrumType::other; // also the type whose list has the abbreviation
-    bool matched = false;      // false: nothing in the name is known, and Other is no more than the fallback
-    juce::String abbreviation; // what matched; may be empty although something did, see AbbreviationTable
+    DrumType drumType = DrumType::other; // the type whose list holds the abbreviation
+    bool matched = false;                // false: nothing in the name is known; Other is the fallback
+    juce::String abbreviation;           // what matched; may be empty even then, see AbbreviationTable
     ListSource source = ListSource::builtIn;
 };
 
@@ -37,23 +37,21 @@ struct ByCharacterCodes
 
     Eight list texts, one for each type, as the user typed them, and one ordered table of all abbreviations in
     them. A list is split at commas and semicolons, except inside " or ' quotes, and each piece is trimmed. A
-    piece that is already in the table keeps its type. An empty piece, as a stray separator leaves one, is the
-    abbreviation that occurs in every name. What is once in the table stays there, also when its list is
-    replaced.
+    piece already in the table keeps its type. A stray separator makes an empty piece, which occurs in every
+    name. Entries stay in the table even when their list is replaced.
 
-    Not synchronised: lists are changed and files classified on one thread at a time.
+    Not thread-safe.
 */
 class AbbreviationTable
 {
 public:
     using Table = std::map<juce::String, DrumType, ByCharacterCodes>;
 
-    /** Splits the list and puts its pieces into the table. The stored list text of the type is left as it is.
-    */
+    /** Splits the list and adds its pieces to the table. The type's list text stays as it is. */
     void registerList (const juce::String& list, DrumType type, ListSource source = ListSource::settings);
 
-    /** Reads the eight lists and registers them. False, and nothing is changed, when settings is null or
-        holds no list of kicks.
+    /** Reads the eight lists and registers them. Returns false, unchanged, when settings is null or
+        has no list of kicks.
     */
     bool load (const juce::PropertySet* settings, ListSource source = ListSource::settings);
 
@@ -63,18 +61,18 @@ public:
     /** Writes the eight lists and saves the settings. False when settings is null or can't be saved. */
     bool save (SettingsStore* settings) const;
 
-    /** What the program does when it starts: loads the lists, or takes the built-in ones and writes them. */
+    /** At the start of the program: loads the lists, or writes the built-in ones. */
     void loadOrSetDefaults (SettingsStore* settings);
 
-    /** The type for a file path. The file name alone counts, with its extension, upper and lower case alike:
-        the first abbreviation in the table's order that occurs anywhere in it decides.
+    /** The type for a file path: that of the first abbreviation, in the table's order, that occurs anywhere
+        in the file name, extension included, in either case.
     */
     [[nodiscard]] TrackClassification classify (const juce::String& path) const;
 
-    /** The raw text of a type's list. */
+    /** A type's list as typed. */
     [[nodiscard]] juce::String list (DrumType type) const;
 
-    /** Replaces the raw text. It counts from the next load() of saved settings on. */
+    /** Replaces a type's list, with effect from the next load() of saved settings. */
     void setList (DrumType type, const juce::String& text);
 
     [[nodiscard]] const Table& table() const { return abbreviations; }
@@ -87,15 +85,15 @@ private:
     std::map<juce::String, ListSource> sources; // of the abbreviations
 };
 
-/** The table of the process, behind the functions below. It starts out empty. */
+/** The process' table, behind the functions below; empty at first. */
 AbbreviationTable& processAbbreviations();
 
 void registerAbbreviations (const juce::String& list, DrumType type);
 bool loadAbbreviations (const juce::PropertySet* settings);
 void setDefaultAbbreviations();
 
-/** The lists that a start of the program works with: those of the user, and as long as no folder was chosen the
-    built-in ones besides.
+/** The lists that a start of the program works with: those of the user, and as long as no folder was chosen
+    the built-in ones besides.
 */
 void loadAbbreviationsAtStart (const juce::PropertySet& settings);
 bool saveAbbreviations (SettingsStore* settings);

@@ -9,10 +9,9 @@
 namespace tessivar
 {
 
-/** Collects what is wrong with the files of a batch, to be told in one message per kind of problem.
+/** Collects what is wrong with the files of a batch, for one message per kind of problem.
 
-    Entries may be added from any thread. Each code keeps its entries in the order in which they came, none
-    twice.
+    Entries may be added from any thread. Each code lists its entries in order of arrival, without duplicates.
 */
 class ImportWarnings
 {
@@ -35,8 +34,8 @@ public:
         largeGroup = 11
     };
 
-    /** Appends the entry unless an equal one is already listed under the code. A reason is told beside the entry, each
-        that comes for it once. Codes outside 0..11 are a programmer's mistake and are left out.
+    /** Appends the entry unless an equal one is already listed under the code. A reason is told beside the
+        entry, each distinct one once. A code outside 0..11 is a programming error and is ignored.
     */
     void add (const juce::String& entry, int code, const juce::String& reason = {});
 
@@ -45,33 +44,32 @@ public:
 
     [[nodiscard]] bool isEmpty() const;
 
-    /** One message with what it is about. */
+    /** A message and the files it concerns. */
     struct Warning
     {
         int code = 0;
         juce::String message;
         juce::StringArray entries;
-        juce::StringArray reasons{}; // as many as entries; a line for each, empty where none was given
+        juce::StringArray reasons{}; // one line per entry; empty: none given
         bool canBeSilenced = false;  // offer "Don't show this warning again."
     };
 
-    /** Shows one warning, and says whether the user wants to see this code never again. Only the answer to a
-        warning that can be silenced counts.
+    /** Shows a warning and returns whether to silence its code for good. Counts only for codes that can be
+        silenced.
     */
     using Presenter = std::function<bool (const Warning&)>;
 
-    /** Hands every code that has entries to the presenter, in ascending order, silenced ones left out; then
-        empties all lists. The lists are taken before the first call: what is added meanwhile waits for the
-        next show().
+    /** Shows every code that has entries and isn't silenced, in ascending order, and empties all lists. The
+        lists are taken before the first call: entries added meanwhile wait for the next show().
     */
     void show (const Presenter& presenter);
 
-    /** Only the advice on short and long tracks (8, 10) can be silenced; other codes are always shown. */
+    /** Only the advice on short and long tracks (8, 10) can be silenced. */
     static bool canBeSilenced (int code);
     void setSilenced (int code, bool shouldBeSilenced);
     [[nodiscard]] bool isSilenced (int code) const;
 
-    /** Empties all lists and shows nothing. */
+    /** Empties all lists without showing them. */
     void clear();
 
 private:
@@ -81,7 +79,7 @@ private:
     std::set<int> silencedCodes;
 };
 
-/** The message of a code, word for word as the user reads it; a fallback text for a code that is none. */
+/** The text of a code as the user reads it; a fallback for an unknown code. */
 juce::String warningMessage (int code);
 
 } // namespace tessivar

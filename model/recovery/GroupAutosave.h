@@ -17,9 +17,9 @@
 namespace tessivar
 {
 
-/** Keeps a recovery entry for every open Group with unsaved changes: at most changeDelay after a change, at the next
-    tick after an analysis. It goes when the Group was saved, or when discard() says that its changes are not wanted;
-    what is left when the program ends is offered at the next start.
+/** Keeps a recovery entry for every open Group with unsaved changes, written at most changeDelay after a
+    change and at the next tick after an analysis. Saving or discarding the Group deletes its entry; entries
+    left when the program ends are offered at the next start.
 
     Writes on a thread of its own; everything else is on the message thread.
 */
@@ -32,27 +32,27 @@ public:
 
     GroupAutosave (TessivarWorkspace& workspace, std::shared_ptr<RecoverySession> session);
 
-    /** Finishes what is being written. */
+    /** Waits for writes in progress. */
     ~GroupAutosave();
 
-    /** Told on the message thread, in tick(), when an entry can't be written: file and reason, once until it works
+    /** Called by tick() when an entry can't be written, with file and reason; once, until writing works
         again.
     */
     std::function<void (const juce::String&)> onFailure;
 
-    /** To be called by a timer of the owner with the time in ms, from any start. */
+    /** Call it from a timer, with the time in ms since any fixed start. */
     void tick (std::int64_t now);
 
-    /** Writes the Group's entry if it has unsaved changes, and does not wait for the next tick. */
+    /** Writes the Group's entry now if it has unsaved changes. */
     void writeNow (const Group::Ptr& group);
 
-    /** Deletes the Group's entry: for one that is closed and whose changes the user does not want. */
+    /** Deletes the Group's entry: the user closed it without saving. */
     void discard (const Group::Ptr& group);
 
-    /** For a Group that was recovered: its old entry goes once it has a new one, or was saved, or is discarded. */
+    /** Deletes a recovered Group's old entry once it has a new one, was saved or was discarded. */
     void takeOver (const RecoveredGroup& recovered);
 
-    /** Waits until everything that was begun is done. */
+    /** Waits for all writes. */
     void flush();
 
 private:
@@ -95,7 +95,7 @@ private:
     bool anySuccess = false;
 
     AudioProbes probes;           // used by the writer alone
-    juce::ThreadPool writer{ 1 }; // one after the other: an entry that goes after it was written stays gone
+    juce::ThreadPool writer{ 1 }; // one thread: a deletion can't overtake the write before it
 
     JUCE_DECLARE_NON_COPYABLE (GroupAutosave)
 };

@@ -12,15 +12,15 @@
 namespace tessivar
 {
 
-/** Finds the audio again that recovery entries name, and opens it: in temporary folders of processes that are gone,
-    which it takes over, and in group files. Groups that share a folder or samples share them again.
+/** Finds and opens the audio that recovery entries name: in group files, and in temporary folders of
+    processes that are gone, which it takes over. Groups that shared a folder or samples share them again.
 */
 class RecoveredAudio
 {
 public:
-    /** Gives the tracks of an entry's state their samples. What is no longer as it was noted is left out, and notes
-        say so in words for the user: a track without its rendering counts as not analysed, one without any audio has
-        no samples. own is what the Group's own file holds; without a file when it has none.
+    /** Gives the tracks of an entry's state their samples. Audio that has changed or gone is left out, and
+        notes tell the user: a track without its rendering counts as not analyzed, one without any audio has
+        no samples. own is the Group's own file and its content; no file when it was never saved.
     */
     void attach (RecoveryEntry& entry, const LoadedGroup& own, juce::StringArray& notes);
 

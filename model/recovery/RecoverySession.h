@@ -15,9 +15,9 @@
 namespace tessivar
 {
 
-/** Names in a recovery folder: "<pid>-<random>.lock", held locked as long as the process lives, beside it its
-    entries, "<pid>-<random>-<group>.recovery", and "....skipped" for those that the user does not want to be asked
-    about again. What is broken lies in bad/.
+/** Names in a recovery folder: "<pid>-<random>.lock", locked while the process lives; beside it its entries,
+    "<pid>-<random>-<group>.recovery", with a "....skipped" for those not to be offered again. Broken entries
+    lie in bad/.
 */
 namespace recoveryNames
 {
@@ -28,7 +28,7 @@ inline constexpr auto entrySuffix = ".recovery", lockSuffix = ".lock", skippedSu
 [[nodiscard]] juce::File skippedMarkOf (const juce::File& entry);
 } // namespace recoveryNames
 
-/** Deletes an entry and its mark. A missing one counts as deleted. */
+/** Deletes an entry and its mark; a missing one is no failure. */
 [[nodiscard]] juce::Result deleteRecoveryEntry (const juce::File& entry,
                                                 FileSystemCalls& calls = FileSystemCalls::system());
 
@@ -36,16 +36,16 @@ inline constexpr auto entrySuffix = ".recovery", lockSuffix = ".lock", skippedSu
 class RecoverySession
 {
 public:
-    /** Makes the folder, readable by the user alone, and a lock in it. */
+    /** Makes the folder, readable by the user alone, and its lock. */
     [[nodiscard]] static juce::Result open (const juce::File& folder,
                                             std::shared_ptr<RecoverySession>& session,
                                             FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** Leaves the entries that are there. */
+    /** Leaves the entries in place. */
     ~RecoverySession();
 
-    /** Writes a Group's entry in one step: afterwards there is the new one or, on failure, the one before. The
-        temporary files that it names are kept from being swept.
+    /** Replaces a Group's entry atomically; on failure the old one stays. Keeps the temporary files it names
+        from being swept.
     */
     [[nodiscard]] juce::Result write (std::uint32_t groupId, const RecoveryEntry& entry);
 
