@@ -23,13 +23,13 @@ namespace
 constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
 constexpr std::uint64_t mostRandomStarts = 10;
 
-/** Passes progress on, but never a value below an earlier one. */
+/** Passes progress on as long as it rises. */
 class RisingProgress
 {
 public:
     explicit RisingProgress (const WorkControl& c) : control (c) {}
 
-    /** From here on values run up to this share of the whole. */
+    /** From now on set (1.0) means this share of the whole. */
     void scaleTo (double share) { scale = share; }
 
     void set (double value) { setWhole (std::min (1.0, value) * scale); }
@@ -125,7 +125,8 @@ private:
         return tracks[static_cast<std::size_t> (index)].shape;
     }
 
-    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames. */
+    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames.
+    */
     AnalysisStatus buildSpectrogram()
     {
         const auto& shape = result.shape;
@@ -173,7 +174,7 @@ private:
             if (isRenderedType (trackShape (active[i]).drumType))
                 loudest[i] = loudestFrames (energies, shape.paddingFrames(), shape.numSegments);
 
-            // By the index before the track is counted: with one track the value stays where loading left it.
+            // Deliberately without this track: with a single one the value stays where loading left it.
             progress.set (0.05 + 0.05 * static_cast<double> (i) / shape.numActive);
         }
 
@@ -185,15 +186,15 @@ private:
     {
         auto isDone = factoriseFrom (options.seed, isRefined());
 
-        // From the seeded start activations can grow until their square overflows, above all with short tracks. Then the
-        // start of the standard method has its turn, and after it those of the next seeds.
+        // From the seeded start activations can grow until their square overflows, above all with short
+        // tracks. Then try the standard method's start, and after it those of the next seeds.
         for (std::uint64_t n = 0; isDone && isRefined() && n < mostRandomStarts && ! areFactorsFinite(); ++n)
         {
             result.startedAtRandom = true;
             isDone = factoriseFrom (options.seed + n, false);
         }
 
-        spectrogram = {}; // the rendering streams; nothing else needs it
+        spectrogram = {}; // no longer needed
         return isDone;
     }
 
@@ -246,7 +247,7 @@ private:
         return std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
     }
 
-    /** The first active track of a type in Group order, as a place in active; nothing when there is none. */
+    /** Index into active of the first track of a type, in Group order. */
     [[nodiscard]] std::optional<std::size_t> firstOfType (DrumType type) const
     {
         for (std::size_t i = 0; i < active.size(); ++i)
@@ -269,7 +270,8 @@ private:
         const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
         const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
 
-        // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the tracks.
+        // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the
+        // tracks.
         std::vector<std::size_t> sequence;
 
         for (const auto hiHatsTurn : { false, true })
@@ -321,8 +323,10 @@ private:
                 *sink,
                 [&] (int slot, std::span<const float> samples)
                 { return storage.component (index, slot, samples); },
-                [&] (RenderingStage stage, double fraction)
-                { setRenderingProgress (position, stage, fraction); },
+                [&] (double done) {
+                    progress.set (0.6
+                                  + 0.4 * (static_cast<double> (position) + done) / result.shape.numActive);
+                },
                 result.tracks[static_cast<std::size_t> (index)]);
 
             if (status != AnalysisStatus::completed)
@@ -360,39 +364,10 @@ private:
             participants,
             result.shape,
             pool,
-            { [this] (int planes, std::int64_t floats) { return storage.spectrograms (planes, floats); },
-              [this] (int index) { return storage.refined (index); } },
+            storage,
             control,
             [this] (double done) { progress.setWhole (standardShare + (1.0 - standardShare) * done); },
             result.tracks);
-    }
-
-    void setRenderingProgress (std::size_t position, RenderingStage stage, double fraction)
-    {
-        const auto within = [&]
-        {
-            switch (stage)
-            {
-                case RenderingStage::model:
-                    return 1.0 / 12.0;
-                case RenderingStage::spectrum:
-                    return 1.0 / 6.0;
-                case RenderingStage::components:
-                    return 1.0 / 6.0 + std::floor (fraction * 10.0) / 60.0;
-                case RenderingStage::ordered:
-                    return 5.0 / 12.0;
-                case RenderingStage::stored:
-                    return 0.5;
-                case RenderingStage::summing:
-                    return 0.5 + 0.125 * std::floor (fraction * 20.0) / 20.0;
-                case RenderingStage::residual:
-                    return 0.625 + 0.125 * std::floor (fraction * 4.0) / 4.0;
-            }
-
-            return 0.0;
-        }();
-
-        progress.set (0.6 + 0.4 * (static_cast<double> (position) + within) / result.shape.numActive);
     }
 
     const std::span<const AnalysisTrack> tracks;
@@ -404,7 +379,7 @@ private:
     AnalysisResult result;
     AnalysisData data;
     std::vector<int> active;                            // indices of the tracks that are not excluded
-    std::vector<std::unique_ptr<PaddedSignal>> signals; // by place in active, like loudest
+    std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
     AlignedBuffer spectrogram, bases, activations;
 };
@@ -426,7 +401,7 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     const auto frameLength = static_cast<std::uint64_t> (shape.rate.frameLength);
     constexpr std::uint64_t components = channelLayout::numComponents;
 
-    // The stacked spectrogram and its factors, or later a segment of ten components for every worker: never both.
+    // First the stacked spectrogram and its factors, later a segment of ten components a worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
     const auto rendering =
         4 * workers * (components * (512 * frameLength / 4 + 4 * frameLength) + 512 * frameLength);

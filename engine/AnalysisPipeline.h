@@ -25,7 +25,7 @@ struct AnalysisTrack
     SampleSource* source = nullptr; // not owned; lives as long as the analysis
 };
 
-/** The part of a refined analysis' progress in which the standard one runs, 0..1; the refinement is the rest. */
+/** Share of a refined analysis's progress that its standard analysis takes; the refinement takes the rest. */
 inline constexpr double standardShare = 0.45;
 
 struct AnalysisOptions
@@ -34,8 +34,8 @@ struct AnalysisOptions
     std::string resourceFolder; // the folder that holds resources01, resources02 and resources03
     int numThreads = 1;         // results do not depend on it
     std::uint64_t seed = method::defaultSeed;
-    bool keepAllComponents = false; // hand all ten component signals to AnalysisStorage::component too
-    // Takes the lines that loading the data files writes; standard output when empty.
+    bool keepAllComponents = false; // also hand all ten component signals to AnalysisStorage
+    // Receives the log of loading the data files; standard output when empty.
     std::function<void (std::string_view)> diagnostics;
 };
 
@@ -52,83 +52,72 @@ public:
     /** The sink for the seven channels of the track with this index; null when there is no room. */
     virtual RenderedTrackSink* rendered (int trackIndex) = 0;
 
-    /** Only with the refined method, after the last standard track: planes of that many floats, beside the scratch planes. */
-    virtual ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane)
+    /** Refined method only, after the last standard track: more planes, beside the scratch planes. */
+    virtual ScratchPlanes* spectrograms (int /*numPlanes*/, std::int64_t /*floatsPerPlane*/)
     {
-        (void) numPlanes;
-        (void) floatsPerPlane;
         return nullptr;
     }
 
-    /** Only with the refined method: what rendered (trackIndex) took. */
-    virtual RenderedTrackSource* standard (int trackIndex)
-    {
-        (void) trackIndex;
-        return nullptr;
-    }
+    /** Refined method only: reads back what the track's first sink took. */
+    virtual RenderedTrackSource* standard (int /*trackIndex*/) { return nullptr; }
 
-    /** Only with the refined method: a second sink for the track, which takes the place of the first when the analysis is
-        complete. Asked for track by track: a call for the next track says that the channels rendered (of the one before) took
-        are not read any more. */
-    virtual RenderedTrackSink* refined (int trackIndex)
-    {
-        (void) trackIndex;
-        return nullptr;
-    }
+    /** Refined method only: a second sink for the track, which replaces the first when the analysis
+        completes. Called track by track; each call says that the standard channels of the track before are no
+        longer needed. */
+    virtual RenderedTrackSink* refined (int /*trackIndex*/) { return nullptr; }
 
-    /** Only with keepAllComponents: the next samples of a component slot (0 = best) of a track, own length, in
-        order, slot after slot. */
-    [[nodiscard]] virtual bool component (int trackIndex, int slot, std::span<const float> samples)
+    /** Only with keepAllComponents: the next samples of a component slot (0 = best) of a track, own length,
+        in order, slot after slot. */
+    [[nodiscard]] virtual bool
+    component (int /*trackIndex*/, int /*slot*/, std::span<const float> /*samples*/)
     {
-        (void) trackIndex;
-        (void) slot;
-        (void) samples;
         return true;
     }
 };
 
-/** What was found for one track. Indexed like the tracks given; tracks that are not rendered keep rendered = false. */
+/** Result for one track. */
 struct TrackAnalysis
 {
-    bool rendered = false;
+    bool rendered = false; // whether it has channels; the rest holds only then
     std::array<double, channelLayout::numComponents> scores{}; // mean correlation, by component index
     std::array<int, channelLayout::numComponents> slots{};     // component index by slot, best first
     double gain = 1.0;                                         // of all components
     double rescaling = 1.0; // below 1 when the first component would peak above 1.0
-    TrackFindings findings; // of the refined method; elsewhere as they stand here
+    TrackFindings findings; // refined method only
 };
 
 enum class AnalysisStatus
 {
     completed,
-    stopped,          // a stop was requested; nothing may be used
+    stopped,          // on request; the results are incomplete
     unsupportedRate,  // the Group's rate is none of the five
     readFailed,       // a source could not be read
     storageFailed,    // scratch or sink refused
-    numericalFailure, // a component holds nothing but NaN or infinities; nothing may be used
+    numericalFailure, // a component holds nothing but NaN or infinities
 };
 
 struct AnalysisResult
 {
     AnalysisStatus status = AnalysisStatus::completed;
-    bool startedAtRandom = false; // a refined analysis whose seeded start came to nothing
+    bool startedAtRandom = false; // a refined analysis whose seeded start failed
     AnalysisShape shape;
-    std::vector<TrackAnalysis> tracks;
+    std::vector<TrackAnalysis> tracks; // as given to analyseTracks
 };
 
 /** Analyses the tracks of one performance together.
 
-    Front end, decomposition of the stacked mel spectrogram, ten component signals per close microphone, their scores
-    and order, gain, and the fold into five components and a residual. Progress runs from 0 to 1. Memory: the stacked
-    spectrogram (80 * numActive * numFrames floats) and some tens of MB; the signals are streamed.
-    Throws std::bad_alloc when memory runs out.
+    Front end, decomposition of the stacked mel spectrogram, ten component signals per close microphone, their
+    scores and order, gain, and the fold into five components and a residual. Progress runs from 0 to 1.
+    Memory: the stacked spectrogram (80 * numActive * numFrames floats) and some tens of MB; the signals are
+    streamed. Throws std::bad_alloc when memory runs out.
 */
 [[nodiscard]] AnalysisResult analyseTracks (std::span<const AnalysisTrack> tracks,
                                             const AnalysisOptions& options,
                                             AnalysisStorage& storage,
                                             const WorkControl& control);
 
-/** Bytes that analyseTracks takes from memory and from its scratch planes, for a forecast before it starts. */
+/** Bytes that analyseTracks takes from memory and from its scratch planes, for a forecast before it starts.
+*/
 struct AnalysisForecast
 {
     std::uint64_t memoryBytes = 0;

@@ -15,13 +15,13 @@ SuppressionRule SuppressionRule::forSetting (KnobValues setting)
 
     SuppressionRule rule;
 
-    for (int c = 0; c < 6; ++c)
+    for (int c = 0; c < channelLayout::numParts; ++c)
     {
         const auto index = static_cast<std::size_t> (c);
 
         if (focusMaximum - focus >= static_cast<float> (c))
             rule.channelWeight[index] = 1.0f;
-        else if (c < 6 - whole)
+        else if (c < channelLayout::numParts - whole)
             rule.channelWeight[index] = fade;
     }
 
@@ -40,7 +40,7 @@ ChannelWeights SuppressionRule::toWeights() const
 {
     ChannelWeights result;
 
-    for (std::size_t c = 0; c < 6; ++c)
+    for (std::size_t c = 0; c < channelLayout::numParts; ++c)
         result[c] = (1.0f - back) * channelWeight[c];
 
     result[channelLayout::source] = back;
@@ -51,7 +51,7 @@ void foldChannels (std::span<float> frames,
                    const std::array<const float*, channelLayout::numBestComponents>& best,
                    std::span<const float> source)
 {
-    assert (frames.size() == 7 * source.size());
+    assert (frames.size() == channelLayout::numRendered * source.size());
     auto* frame = frames.data();
 
     for (std::size_t i = 0; i < source.size(); ++i)
@@ -64,15 +64,15 @@ void foldChannels (std::span<float> frames,
             sum += frame[c];
         }
 
-        frame[5] = source[i] - sum;
-        frame[6] = source[i];
-        frame += 7;
+        frame[channelLayout::residual] = source[i] - sum;
+        frame[channelLayout::source] = source[i];
+        frame += channelLayout::numRendered;
     }
 }
 
 float renderSuppression (std::span<float> dest, std::span<const float> frames, const SuppressionRule& rule)
 {
-    assert (frames.size() == 7 * dest.size());
+    assert (frames.size() == channelLayout::numRendered * dest.size());
     float peak = 0.0f;
     const auto* frame = frames.data();
 
@@ -80,12 +80,12 @@ float renderSuppression (std::span<float> dest, std::span<const float> frames, c
     {
         float kept = 0.0f;
 
-        for (std::size_t c = 0; c < 6; ++c)
+        for (std::size_t c = 0; c < channelLayout::numParts; ++c)
             kept += rule.channelWeight[c] * frame[c];
 
-        out = kept + rule.back * (frame[6] - kept);
+        out = kept + rule.back * (frame[channelLayout::source] - kept);
         peak = std::max (peak, std::abs (out));
-        frame += 7;
+        frame += channelLayout::numRendered;
     }
 
     return peak;

@@ -31,7 +31,7 @@ class TrackRendering
 public:
     TrackRendering (const TrackRenderingJob& j,
                     const RenderingContext& c,
-                    const RenderingProgress& p,
+                    const std::function<void (double)>& p,
                     TrackAnalysis& r)
         : job (j), context (c), progress (p), result (r),
           bases (job.bases.data + job.firstRow, job.bases.rows, context.data)
@@ -39,7 +39,7 @@ public:
         for (int i = 0; i < context.pool.numWorkers(); ++i)
             renderers.push_back (std::make_unique<ComponentRenderer> (bases, job.activations, context.data));
 
-        progress (RenderingStage::model, 1.0);
+        progress (1.0 / 12.0);
     }
 
     AnalysisStatus run (RenderedTrackSink& sink,
@@ -49,7 +49,7 @@ public:
             return status;
 
         result.slots = orderByScore (result.scores);
-        progress (RenderingStage::spectrum, 1.0);
+        progress (1.0 / 6.0);
 
         if (! renderComponents())
             return status;
@@ -62,12 +62,12 @@ public:
         const auto rescaling = rescalingFactor (firstPeak);
         result.gain = static_cast<double> (gain);
         result.rescaling = static_cast<double> (rescaling);
-        progress (RenderingStage::ordered, 1.0);
+        progress (5.0 / 12.0);
 
         if (job.referencePlane && ! makeReference())
             return status;
 
-        progress (RenderingStage::stored, 1.0);
+        progress (0.5);
 
         if (! fold (sink, gain, rescaling)
             || (job.keepsAllComponents && ! handOver (componentSink, gain, rescaling)))
@@ -111,7 +111,8 @@ private:
 
                 for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
                 {
-                    // To the component's true level: its squares must underflow where they do in single precision.
+                    // At the component's true level, so that its squares underflow where they do in single
+                    // precision.
                     const auto scale = mine.componentScale (k);
                     const auto* raw = mine.component (k);
                     std::transform (
@@ -183,7 +184,7 @@ private:
                     const auto* samples = segment.component (k);
                     mine.component[k] = kernels::sumOfSquares (samples, length);
                     mine.peak[k] = kernels::peakLevel (samples, length);
-                    // A finite sum proves that every sample is finite; only else it is worth a look.
+                    // A finite sum proves that all samples are finite.
                     mine.hasFinite[k] = std::isfinite (mine.component[k])
                                         || std::any_of (samples,
                                                         samples + length,
@@ -195,7 +196,7 @@ private:
 
                 for (std::size_t slot = 0; slot < static_cast<std::size_t> (numKept); ++slot)
                 {
-                    if (context.control.stopRequested()) // megabytes each, on a disk that may be busy
+                    if (context.control.stopRequested()) // each is megabytes for a disk that may be busy
                         return AnalysisStatus::stopped;
 
                     if (! context.scratch.write (
@@ -207,7 +208,7 @@ private:
 
                 return AnalysisStatus::completed;
             },
-            [&] (double done) { progress (RenderingStage::components, done); });
+            [&] (double done) { progress (1.0 / 6.0 + std::floor (done * 10.0) / 60.0); });
 
         if (! isDone)
             return false;
@@ -232,7 +233,7 @@ private:
         return status == AnalysisStatus::completed;
     }
 
-    /** Calls work with consecutive pieces of the whole analysis length. */
+    /** Calls work with consecutive pieces of a length. */
     AnalysisStatus inPieces (std::int64_t length,
                              const std::function<AnalysisStatus (std::int64_t, std::size_t)>& work)
     {
@@ -311,8 +312,8 @@ private:
         return true;
     }
 
-    /** The first stored component, filtered and rectified, for the HiHat tracks that come later. Its level does not matter to a
-        correlation, so it is taken without the gain. */
+    /** The first component, filtered and rectified, for the HiHat tracks, which come last. Without its gain,
+        as level does not matter to a correlation. */
     bool makeReference()
     {
         SimilarityFilter filter;
@@ -335,7 +336,7 @@ private:
 
     static void scaleInPlace (std::span<float> samples, float gain, float rescaling)
     {
-        // Two roundings: the components are stored with their gain first and rescaled in place after.
+        // Deliberately two roundings: gain first, then rescaling.
         if (rescaling == 1.0f)
             for (auto& x : samples)
                 x *= gain;
@@ -347,7 +348,6 @@ private:
     bool fold (RenderedTrackSink& sink, float gain, float rescaling)
     {
         const auto numBlocks = static_cast<std::size_t> ((job.ownLength + foldBlock - 1) / foldBlock);
-        progress (RenderingStage::summing, 0.0);
 
         const auto foldOne = [&] (std::size_t item, int)
         {
@@ -379,10 +379,10 @@ private:
                         foldOne,
                         [&] (double done)
                         {
-                            if (done <= 0.5)
-                                progress (RenderingStage::summing, 2.0 * done);
-                            else
-                                progress (RenderingStage::residual, 2.0 * done - 1.0);
+                            // First the sum is counted, then the residual.
+                            progress (done <= 0.5
+                                          ? 0.5 + 0.125 * std::floor (2.0 * done * 20.0) / 20.0
+                                          : 0.625 + 0.125 * std::floor ((2.0 * done - 1.0) * 4.0) / 4.0);
                         });
     }
 
@@ -411,7 +411,7 @@ private:
 
     const TrackRenderingJob& job;
     const RenderingContext& context;
-    const RenderingProgress& progress;
+    const std::function<void (double)>& progress;
     TrackAnalysis& result;
     LinearBases bases;
     std::vector<std::unique_ptr<ComponentRenderer>> renderers;
@@ -426,7 +426,7 @@ AnalysisStatus renderTrack (const TrackRenderingJob& job,
                             const RenderingContext& context,
                             RenderedTrackSink& sink,
                             const std::function<bool (int, std::span<const float>)>& componentSink,
-                            const RenderingProgress& progress,
+                            const std::function<void (double)>& progress,
                             TrackAnalysis& result)
 {
     return TrackRendering (job, context, progress, result).run (sink, componentSink);

@@ -15,7 +15,7 @@
 namespace tessivar
 {
 
-/** What rendering one track needs of the analysis as a whole. */
+/** What the rendering of all tracks shares. */
 struct RenderingContext
 {
     const AnalysisShape& shape;
@@ -50,33 +50,21 @@ struct TrackRenderingJob
     std::int64_t ownLength = 0; // samples
 };
 
-/** How far rendering one track has come, in the order in which it happens. The fraction is of the stage. */
-enum class RenderingStage
-{
-    model,      // of the track is known
-    spectrum,   // of the track is known
-    components, // 0 .. 1: of the ten component signals
-    ordered,    // and gain known
-    stored,
-    summing, // 0 .. 1: of the fold
-    residual // 0 .. 1
-};
+/** Renders, scores and orders the ten component signals of one track and folds them into the sink's seven
+    channels.
 
-using RenderingProgress = std::function<void (RenderingStage, double fraction)>;
-
-/** Renders, scores and orders the ten component signals of one track and folds them into the sink's seven channels.
-
-    First the loudest frames alone are rendered for the scores; then the track is streamed once, in segments of 512 hops that
-    the workers share, into raw planes of the scratch store (the best five, or all ten where a later step needs them);
-    last the planes are scaled, summed and interleaved. Results do not depend on the number of workers.
-    Returns completed, stopped, readFailed, storageFailed or numericalFailure.
+    First only the loudest frames are rendered, for the scores; then the track is streamed once, in segments
+    of 512 hops, into raw planes of the scratch store (the best five, or all ten where a later step needs
+    them); last the planes are scaled, summed and interleaved. Results do not depend on the number of workers.
+    progress gets the finished share of the track, 0..1, in coarse steps. Returns completed, stopped,
+    readFailed, storageFailed or numericalFailure.
 */
 [[nodiscard]] AnalysisStatus
 renderTrack (const TrackRenderingJob& job,
              const RenderingContext& context,
              RenderedTrackSink& sink,
              const std::function<bool (int slot, std::span<const float>)>& componentSink,
-             const RenderingProgress& progress,
+             const std::function<void (double)>& progress,
              TrackAnalysis& result);
 
 } // namespace tessivar

@@ -32,22 +32,18 @@ struct RealFft::Plans
         forward = fftwf_plan_dft_1d (length, a, b, FFTW_FORWARD, FFTW_ESTIMATE);
         backward = fftwf_plan_dft_1d (length, a, b, FFTW_BACKWARD, FFTW_ESTIMATE);
 
-        for (std::size_t k = 0; k <= n / 2; ++k)
+        for (std::size_t k = 0; k < n / 2; ++k)
         {
             const auto angle = 2.0 * std::numbers::pi * static_cast<double> (k) / static_cast<double> (n);
             const auto c = std::cos (angle), s = std::sin (angle);
-
-            if (k < n / 2)
-            {
-                // exp (-i angle) / 2 for the forward split.
-                forwardTwiddles[2 * k] = static_cast<float> (0.5 * c);
-                forwardTwiddles[2 * k + 1] = static_cast<float> (-0.5 * s);
-                // 1 + i exp (i angle) and, n + 32 floats further, 1 - i exp (i angle).
-                inverseTwiddles[2 * k] = static_cast<float> (1.0 - s);
-                inverseTwiddles[2 * k + 1] = static_cast<float> (c);
-                inverseTwiddles[n + 32 + 2 * k] = static_cast<float> (1.0 + s);
-                inverseTwiddles[n + 32 + 2 * k + 1] = static_cast<float> (-c);
-            }
+            // exp (-i angle) / 2 for the forward split.
+            forwardTwiddles[2 * k] = static_cast<float> (0.5 * c);
+            forwardTwiddles[2 * k + 1] = static_cast<float> (-0.5 * s);
+            // 1 + i exp (i angle) and, n + 32 floats further, 1 - i exp (i angle).
+            inverseTwiddles[2 * k] = static_cast<float> (1.0 - s);
+            inverseTwiddles[2 * k + 1] = static_cast<float> (c);
+            inverseTwiddles[n + 32 + 2 * k] = static_cast<float> (1.0 + s);
+            inverseTwiddles[n + 32 + 2 * k + 1] = static_cast<float> (-c);
         }
     }
 

@@ -14,22 +14,23 @@ namespace
 {
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 
-// Below this no output of the standard method holds the masked drum: mask and outputs contradict each other, as where a drum never
-// plays. Drums that play were seen from 4.4 dB on.
+// Below this no output of the standard method holds the masked drum: mask and outputs contradict each other,
+// as where a drum never plays. Drums that play were seen from 4.4 dB on.
 constexpr double contradictionDb = 4.0;
 
-// What the mask takes from a track lies this far below it: less than the first is left alone, more than the second goes.
+// What the mask takes from a track lies this far below it: less than the first is left alone, more than the
+// second goes.
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
 
 constexpr std::size_t fewestSegments = 32;
 
-bool isContradictory (const TrackAnalysis& analysis)
+bool isContradictory (const TrackFindings& findings)
 {
-    const auto& matches = analysis.findings.focusMatchDb;
+    const auto& matches = findings.focusMatchDb;
     return *std::max_element (matches.begin() + 1, matches.end()) < contradictionDb;
 }
 
-/** Of the standard outputs by Focus, and of the masked track. */
+/** Sums over the standard outputs by Focus, and over the masked track. */
 struct MatchSums
 {
     std::array<double, numFocusSteps> product{}, energy{};
@@ -61,7 +62,8 @@ void maskTrack (OutputSegment& segment, Workspace& w)
     }
 }
 
-/** Goes through the standard outputs piece by piece, so that a piece is added up while it lies in the cache. */
+/** Goes through the standard outputs piece by piece, so that a piece is added up while it lies in the cache.
+*/
 bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Workspace& w, MatchSums& sums)
 {
     constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
@@ -95,8 +97,8 @@ bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Wor
     return true;
 }
 
-/** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half, which hold next to all
-    that the sums are made of.
+/** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half,
+    which hold next to all that the sums are made of.
 */
 std::vector<std::size_t> loudSegments (std::size_t numSegments, std::span<const float> totals)
 {
@@ -118,48 +120,45 @@ std::vector<std::size_t> loudSegments (std::size_t numSegments, std::span<const 
     return segments;
 }
 
-void conclude (const MatchSums& sums, TrackAnalysis& analysis)
+void conclude (const MatchSums& sums, TrackFindings& findings)
 {
     // Scale-invariant signal-to-distortion ratio of each output against the masked track, in dB.
     for (std::size_t f = 0; f < numFocusSteps; ++f)
     {
         const auto projection = sums.product[f] * sums.product[f] / std::max (sums.masked, 1.0e-30);
         const auto distortion = std::max (sums.energy[f] - projection, 1.0e-12 * sums.energy[f] + 1.0e-30);
-        analysis.findings.focusMatchDb[f] = 10.0 * std::log10 (std::max (projection, 1.0e-30) / distortion);
+        findings.focusMatchDb[f] = 10.0 * std::log10 (std::max (projection, 1.0e-30) / distortion);
     }
 
-    analysis.findings.maskedEnergyDb =
+    findings.maskedEnergyDb =
         10.0 * std::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
 
     for (int f = 0; f < numFocusSteps; ++f)
     {
-        const auto begin = analysis.findings.focusMatchDb.begin();
-        analysis.findings.bestFocusUpTo[static_cast<std::size_t> (f)] =
+        const auto begin = findings.focusMatchDb.begin();
+        findings.bestFocusUpTo[static_cast<std::size_t> (f)] =
             static_cast<int> (std::max_element (begin, begin + f + 1) - begin);
     }
 
     // The lowest value that has the whole effect; nothing where no drum was found to keep.
-    const auto best = analysis.findings.bestFocusUpTo.back();
-    const auto isLeft = sums.energy[0] <= 0.0 || analysis.findings.maskedEnergyDb < emptyTrackDb
-                        || isContradictory (analysis);
-    analysis.findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
+    const auto best = findings.bestFocusUpTo.back();
+    const auto isLeft =
+        sums.energy[0] <= 0.0 || findings.maskedEnergyDb < emptyTrackDb || isContradictory (findings);
+    findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
 }
 } // namespace
 
-bool isDrumFound (const TrackAnalysis& analysis)
+bool isDrumFound (const TrackFindings& findings)
 {
-    const auto best = static_cast<std::size_t> (analysis.findings.bestFocusUpTo.back());
-    return analysis.findings.suggestedFocus.value_or (0.0) > 0.0
-           && analysis.findings.focusMatchDb[best] >= fairlySureMatchDb;
+    return findings.suggestedFocus.value_or (0.0) > 0.0 && findings.certainty() != Certainty::unsure;
 }
 
-double supportedEffect (const TrackAnalysis& analysis)
+double supportedEffect (const TrackFindings& findings)
 {
-    if (isContradictory (analysis))
+    if (isContradictory (findings))
         return 0.0;
 
-    return std::clamp (
-        (inaudibleDb - analysis.findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
+    return std::clamp ((inaudibleDb - findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
 }
 
 bool matchFocus (RefinementRun& run,
@@ -195,7 +194,7 @@ bool matchFocus (RefinementRun& run,
     for (const auto& part : sums)
         total.add (part);
 
-    conclude (total, run.analysis (track));
+    conclude (total, run.findings (track));
     return true;
 }
 

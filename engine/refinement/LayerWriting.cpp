@@ -13,12 +13,12 @@ namespace
 constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
 
 /** The standard outputs that layers are made of, by Focus; different Focus values often share one. */
-std::vector<std::size_t> layersOf (const TrackAnalysis& analysis)
+std::vector<std::size_t> layersOf (const TrackFindings& findings)
 {
     std::vector<std::size_t> layers;
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
-        if (const auto best = static_cast<std::size_t> (analysis.findings.bestFocusUpTo[f]);
+        if (const auto best = static_cast<std::size_t> (findings.bestFocusUpTo[f]);
             std::find (layers.begin(), layers.end(), best) == layers.end())
             layers.push_back (best);
 
@@ -77,16 +77,16 @@ void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Wor
 /** Differences of neighbouring Focus values, from 5 down to the source, and the source; written in pieces
     that stay in the cache. */
 bool writeChannels (const OutputSegment& segment,
-                    const TrackAnalysis& analysis,
+                    const TrackFindings& findings,
                     Workspace& w,
                     RenderedTrackSink& sink)
 {
     constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
     std::array<const float*, numFocusSteps> atFocus{ segment.source() };
-    const auto effect = static_cast<float> (supportedEffect (analysis));
+    const auto effect = static_cast<float> (supportedEffect (findings));
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
-        atFocus[f] = segment.samples (static_cast<std::size_t> (analysis.findings.bestFocusUpTo[f]));
+        atFocus[f] = segment.samples (static_cast<std::size_t> (findings.bestFocusUpTo[f]));
 
     w.rendered.resize (pieceSamples * channelLayout::numRendered);
 
@@ -133,8 +133,8 @@ bool writeLayers (RefinementRun& run,
         return false;
     }
 
-    const auto& analysis = run.analysis (track);
-    const auto layers = layersOf (analysis);
+    const auto& findings = run.findings (track);
+    const auto layers = layersOf (findings);
 
     return run.forEach (
         SampleSegment::count (run.shape, run.tracks[track].ownLength),
@@ -150,7 +150,7 @@ bool writeLayers (RefinementRun& run,
                 return AnalysisStatus::readFailed;
 
             addLayers (segment, layers, w);
-            return completedIf (writeChannels (segment, analysis, w, *sink), AnalysisStatus::storageFailed);
+            return completedIf (writeChannels (segment, findings, w, *sink), AnalysisStatus::storageFailed);
         });
 }
 

@@ -10,7 +10,7 @@ namespace tessivar::refinement
 
 namespace
 {
-/** What the drums' masked spectra leave in one segment of every microphone, and the microphones without it. */
+/** Sums up what the masked drums give in one segment of every microphone, and subtracts it. */
 class SegmentSubtraction
 {
 public:
@@ -97,7 +97,7 @@ private:
         return AnalysisStatus::completed;
     }
 
-    /** Real parts, and behind them imaginary ones, of a masked drum in this frame or the one before. */
+    /** A masked drum's spectrum in this frame or the one before: real parts, then imaginary ones. */
     [[nodiscard]] float* drum (std::size_t track, std::int64_t frame)
     {
         const auto slot = static_cast<std::size_t> (frame + LeakagePaths::numTaps) % LeakagePaths::numTaps;
@@ -190,7 +190,7 @@ private:
     const FrameRange frames;
 };
 
-/** What to subtract and where; nothing without a second track. */
+/** Which drums to subtract, and where; nothing without a second track. */
 PathEnds findEnds (const RefinementRun& run)
 {
     PathEnds ends;
@@ -198,10 +198,10 @@ PathEnds findEnds (const RefinementRun& run)
     for (std::size_t i = 0; i < run.tracks.size() && run.tracks.size() > 1; ++i)
         if (run.tracks[i].standard != nullptr)
         {
-            if (isDrumFound (run.analysis (i)))
+            if (isDrumFound (run.findings (i)))
                 ends.drums.push_back (i);
 
-            if (supportedEffect (run.analysis (i)) > 0.0)
+            if (supportedEffect (run.findings (i)) > 0.0)
                 ends.microphones.push_back (i);
         }
 

@@ -16,7 +16,7 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
         return std::nullopt;
     }
 
-    run.analysis (track).findings.leakageDb = fitted.evidence.leakageDb();
+    run.findings (track).leakageDb = fitted.evidence.leakageDb();
 
     const auto& shape = run.shape;
     TilePlane plane (std::move (fitted.logRatios));

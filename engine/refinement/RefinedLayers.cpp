@@ -14,7 +14,7 @@ using namespace refinement;
 AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                              const AnalysisShape& shape,
                              WorkerPool& pool,
-                             const RefinementStorage& storage,
+                             AnalysisStorage& storage,
                              const WorkControl& control,
                              const std::function<void (double)>& progress,
                              std::vector<TrackAnalysis>& analyses)

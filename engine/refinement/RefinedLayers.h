@@ -18,42 +18,32 @@ namespace tessivar
 /** One active track as the refinement sees it. */
 struct RefinementTrack
 {
-    int index = 0; // among the tracks of the analysis
+    int index = 0; // into the tracks of the analysis
     DrumType drumType = DrumType::other;
-    SampleSource* source = nullptr; // the track's own samples
-    RenderedTrackSource* standard =
-        nullptr;                // the standard method's seven channels; null for tracks that are not rendered
-    std::int64_t ownLength = 0; // samples
+    SampleSource* source = nullptr;          // the track's own samples
+    RenderedTrackSource* standard = nullptr; // its standard channels; null for tracks that pass through
+    std::int64_t ownLength = 0;              // samples
 };
 
-/** Where the refinement keeps what does not fit in memory. */
-struct RefinementStorage
-{
-    std::function<ScratchPlanes*(int numPlanes, std::int64_t floatsPerPlane)> spectrograms;
-    /** A new place for the seven channels of the track with this index, to be filled while the standard
-        ones are still read. */
-    std::function<RenderedTrackSink*(int trackIndex)> refined;
-};
-
-/** Takes the standard method's result further: channels whose whole Focus values remove what the evidence
+/** Takes the standard method's result further, to channels whose whole Focus values remove what the evidence
     calls leakage.
 
     Spectra have twice the frame length of the analysis, n, with hop n/4. The standard output at Focus 4 is
-    the first estimate of every drum's own power; an interference model over all microphones refines it bin
-    by bin; evidence from bin, band and whole spectrum gives a mask; the standard outputs are compared with
-    the masked track; what the other masked drums give in a microphone is subtracted from it, and the layers
-    are what is left under mask and layer gains, so that channels 0..5 still rebuild the source and the focus
-    and fine rule holds unchanged. Turning Focus up never moves to a worse
-    match. Streamed: three planes of 16 bits a bin and frame of a track on disk, blocks of bins for the
-    model, segments of 256 frames for everything else. Results do not depend on the number of workers.
+    the first estimate of every drum's own power; an interference model over all microphones refines it bin by
+    bin; evidence from bin, band and whole spectrum gives a mask; the standard outputs are compared with the
+    masked track; what the other masked drums give in a microphone is subtracted from it, and the layers are
+    what is left under mask and layer gains, so that channels 0..5 still rebuild the source and the focus and
+    fine rule holds unchanged. Turning Focus up never moves to a worse match. Streamed: three planes of 16
+    bits a bin and frame of a track on disk, blocks of bins for the model, segments of 256 frames for
+    everything else. Results do not depend on the number of workers.
 
-    progress gets 0..1. Fills the refined fields of analyses (indexed like the tracks of the analysis).
+    progress gets 0..1. Fills the findings of analyses, which is indexed like the tracks of the analysis.
     Returns completed, stopped, readFailed or storageFailed.
 */
 [[nodiscard]] AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                                            const AnalysisShape& shape,
                                            WorkerPool& pool,
-                                           const RefinementStorage& storage,
+                                           AnalysisStorage& storage,
                                            const WorkControl& control,
                                            const std::function<void (double)>& progress,
                                            std::vector<TrackAnalysis>& analyses);

@@ -9,15 +9,15 @@
 #include <span>
 #include <vector>
 
-/** The passes of the refined method in the order in which refineTracks runs them. Each works on all tracks or on
-    one, takes the planes that it overwrites, and returns what it made; nothing when run.status() says why not. */
+/** The passes of the refined method, in order. Each takes the planes that it overwrites and returns what it
+    made, or nothing; then run.status() says why. */
 namespace tessivar::refinement
 {
 
 inline constexpr std::size_t planesPerTrack = 3;
 
-/** Power of a track, mean of three frames. Hits that are alike differ by less than 16 bits tell, and it matters
-    which of them is the loudest, so power is kept whole: the upper and the lower halves of its floats. */
+/** Power of a track, mean of three frames: the upper and the lower halves of floats. 16 bits would not do, as
+    hits that are alike differ by less and it matters which is the loudest. */
 struct TrackPower
 {
     TilePlane upper, lower;
@@ -27,11 +27,11 @@ struct TrackPower
 struct GatheredPowers
 {
     std::vector<TrackPower> tracks;
-    std::vector<std::vector<float>> totals; // by track, the power of whole frames
+    std::vector<std::vector<float>> totals; // power of whole frames, by track
 };
 
-/** First the power of every track and, as the first estimate of its own drum, that of its standard output at
-    Focus 4. */
+/** First pass: the power of every track, and as the first estimate of its own drum that of its standard
+    output at Focus 4. */
 [[nodiscard]] std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress);
 
 /** By bin: the power gain from each drum into each microphone, and the mean power of each track. */
@@ -71,8 +71,8 @@ private:
 
 struct FittedTrack
 {
-    TilePlane logRatios; // of own drum and leakage
-    Plane spare;
+    TilePlane logRatios;         // of own drum and leakage
+    Plane spare;                 // no longer in use
     SeparationEvidence evidence; // summed up over bands, not yet weighed
 };
 
@@ -90,11 +90,11 @@ fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress);
 /** Bytes that a worker holds meanwhile, at least the room for one bin of all tracks. */
 [[nodiscard]] std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks);
 
-/** Weighs a track's evidence and turns its log ratios into its mask. */
+/** Weighs a track's evidence and turns the log ratios into its mask. */
 [[nodiscard]] std::optional<MaskPlane>
 computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, ProgressRange progress);
 
-/** Compares the standard output at every whole Focus with the masked track and fills the track's analysis:
+/** Compares the standard output at every whole Focus with the masked track and fills the track's findings:
     matches, the best match up to every Focus, and the Focus to suggest. totals: of the track. */
 [[nodiscard]] bool matchFocus (RefinementRun& run,
                                std::size_t track,
@@ -102,23 +102,24 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
                                std::span<const float> totals,
                                ProgressRange progress);
 
-/** Whether a drum was found in a matched track for which the suggestion is sure, or fairly so. */
-[[nodiscard]] bool isDrumFound (const TrackAnalysis& analysis);
+/** Whether a drum was found in a matched track and the suggestion is sure or fairly sure. */
+[[nodiscard]] bool isDrumFound (const TrackFindings& findings);
 
-/** How much of what the layers of a matched track take away goes, 0..1: 0 where the evidence contradicts itself,
-    and where so little would go (45 dB below the track) that the mask errs more than it mends; 1 from 42 dB on. */
-[[nodiscard]] double supportedEffect (const TrackAnalysis& analysis);
+/** Share of what the layers of a matched track remove that is to go, 0..1: 0 where the evidence contradicts
+    itself or so little would go (45 dB below the track) that the mask errs more than it mends, 1 from 42 dB
+    on. */
+[[nodiscard]] double supportedEffect (const TrackFindings& findings);
 
-using Masks = std::vector<std::optional<MaskPlane>>;        // by track; none for those that pass through
+using Masks = std::vector<std::optional<MaskPlane>>;        // by track; none for tracks that pass through
 using Remainders = std::vector<std::optional<SamplePlane>>; // by track; none where nothing was subtracted
 
-/** Subtracts from every microphone what the masked drums of the others give in it (LeakagePaths), phase and all.
-    A mask can only turn down a bin in which the own drum and leakage sound together; this takes the leakage out
-    from under the drum. What remains, above all its own drum, is what the layers are made of. */
+/** Subtracts from every microphone what the masked drums of the others give in it (LeakagePaths), phase and
+    all. A mask can only turn down a bin in which the own drum and leakage sound together; this takes the
+    leakage out from under the drum. What remains, above all its own drum, is what the layers are made of. */
 [[nodiscard]] std::optional<Remainders>
 subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress);
 
-/** Last, writes the seven channels of a track whose whole Focus values are the refined layers. */
+/** Last pass: writes the seven channels of a track, whose whole Focus values are the refined layers. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
                                 const MaskPlane& mask,

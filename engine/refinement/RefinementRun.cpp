@@ -19,7 +19,7 @@ Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
 RefinementRun::RefinementRun (std::span<const RefinementTrack> t,
                               const AnalysisShape& analysisShape,
                               WorkerPool& p,
-                              const RefinementStorage& s,
+                              AnalysisStorage& s,
                               const WorkControl& c,
                               const std::function<void (double)>& progressSink,
                               std::vector<TrackAnalysis>& results)

@@ -16,7 +16,7 @@
 namespace tessivar::refinement
 {
 
-/** What a worker needs to subtract leakage from all tracks at once; indexed like the tracks. */
+/** What a worker needs to subtract leakage in all tracks at once, indexed like the tracks. */
 struct SubtractionBuffers
 {
     std::vector<std::vector<float>> sources;
@@ -25,7 +25,7 @@ struct SubtractionBuffers
     AlignedBuffer drums, spectrum, sums;
 };
 
-/** Everything one worker owns. Buffers keep their room from one piece of work to the next. */
+/** Everything a worker owns. Buffers keep their room from one item to the next. */
 struct Workspace
 {
     Workspace (const SpectrumShape& shape, std::span<const float> window);
@@ -61,17 +61,17 @@ public:
     RefinementRun (std::span<const RefinementTrack> tracks,
                    const AnalysisShape& shape,
                    WorkerPool& pool,
-                   const RefinementStorage& storage,
+                   AnalysisStorage& storage,
                    const WorkControl& control,
                    const std::function<void (double)>& progress,
                    std::vector<TrackAnalysis>& analyses);
 
-    /** Shares items among the workers as forEachItem does; false when one fails or a stop is requested. */
+    /** forEachItem() with progress and status; false when an item fails or a stop is requested. */
     [[nodiscard]] bool forEach (std::size_t numItems,
                                 ProgressRange progressRange,
                                 const std::function<AnalysisStatus (std::size_t item, Workspace&)>& work);
 
-    /** Does the work for one track with standard channels after the other, until it returns false. */
+    /** Works on the tracks with standard channels, one after the other, until work returns false. */
     [[nodiscard]] bool forEachRendered (ProgressRange progressRange,
                                         const std::function<bool (std::size_t track, ProgressRange)>& work);
 
@@ -79,14 +79,14 @@ public:
     [[nodiscard]] AnalysisStatus status() const { return currentStatus; }
     void fail (AnalysisStatus reason) { currentStatus = reason; }
 
-    [[nodiscard]] TrackAnalysis& analysis (std::size_t track) const
+    [[nodiscard]] TrackFindings& findings (std::size_t track) const
     {
-        return analyses[static_cast<std::size_t> (tracks[track].index)];
+        return analyses[static_cast<std::size_t> (tracks[track].index)].findings;
     }
 
     const std::span<const RefinementTrack> tracks;
     const SpectrumShape shape;
-    const RefinementStorage& storage;
+    AnalysisStorage& storage;
     const WorkControl& control;
     const EvidenceBands bands;
     AlignedBuffer window;

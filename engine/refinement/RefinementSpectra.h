@@ -5,6 +5,7 @@
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/refinement/RefinedLayers.h"
+#include "terms/TrackFindings.h"
 
 #include <array>
 #include <cstdint>
@@ -16,9 +17,9 @@ namespace tessivar::refinement
 
 inline constexpr std::int64_t segmentFrames = 256;
 inline constexpr std::size_t tileFrames = static_cast<std::size_t> (segmentFrames);
-inline constexpr int numFocusSteps = 6; // whole Focus values 0..5
+inline constexpr int numFocusSteps = TrackFindings::numFocusSteps;
 
-/** Sizes of the refinement's own spectra: twice the frame length of the analysis. */
+/** Sizes of the refinement's spectra: frames twice as long as those of the analysis. */
 struct SpectrumShape
 {
     explicit SpectrumShape (const AnalysisShape& shape);
@@ -35,7 +36,7 @@ struct SpectrumShape
     }
     [[nodiscard]] std::size_t tileCodes() const { return binStride * tileFrames; }
 
-    RateParameters rate; // only frame length and hop count
+    RateParameters rate; // with frame length and hop doubled
     std::size_t numBins = 0;
     std::size_t binStride = 0; // bins of a row, in whole vectors
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
@@ -54,12 +55,12 @@ struct SampleSegment
     FrameRange frames;
 };
 
-/** Samples of a source that these frames span; what is not finite reads as 0. False when they can't be read. */
+/** Samples of a source that these frames span, non-finite ones as 0. False when they can't be read. */
 [[nodiscard]] bool
 readFrames (SampleSource& source, const SpectrumShape& shape, FrameRange frames, std::vector<float>& samples);
 
-/** Reads the standard method's seven channels in pieces that stay in the cache and adds them up to its
-    outputs. */
+/** Reads the standard method's seven channels, in pieces that stay in the cache, and adds them up to outputs.
+*/
 class StandardOutputReader
 {
 public:
@@ -68,8 +69,8 @@ public:
     using Outputs = std::array<float*, numFocusSteps>;
 
     /** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track:
-        the best components that each keeps, summed in order. Null pointers, and the one for Focus 0, are
-        left out. False when the channels can't be read. */
+        the best components that each keeps, summed in order. Null pointers and Focus 0 are skipped. False
+        when the channels can't be read. */
     [[nodiscard]] bool
     read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
 
@@ -84,11 +85,11 @@ public:
     /** keepsSpectra: whether spectrum() is needed. */
     PowerStream (const SpectrumShape& shape, bool keepsSpectra);
 
-    /** Starts at the first of the frames. samples begin where the frames with their neighbours do and
-        outlive the stream's use. The analyser may serve other streams between two calls of next(). */
+    /** Starts at the first of the frames. samples begin where the frames with their neighbours do, and must
+        outlive the use. The analyser may serve other streams between two calls of next(). */
     void open (FrameAnalyser& analyser, const float* samples, FrameRange frames);
 
-    /** Power of the next frame, binStride values, zeros behind the last bin; valid until the next call. */
+    /** Power of the next frame, binStride values, zeros past the last bin; valid until the next call. */
     const float* next();
 
     /** Unscaled spectrum of the frame that next() gave. */

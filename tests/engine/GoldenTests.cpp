@@ -242,7 +242,7 @@ TEST_CASE ("Golden arrays of the components", "[engine][golden]")
                       MemoryPlanes scratch (10, shape.lengthInSamples);
                       MemorySink sink (shape.lengthInSamples);
                       TrackAnalysis analysis;
-                      const auto ignoreProgress = [] (RenderingStage, double) {};
+                      const auto ignoreProgress = [] (double) {};
                       REQUIRE (renderTrack (
                                    job,
                                    { shape, data, pool, {}, scratch },
