@@ -64,14 +64,14 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
 
     if (isRead)
     {
-        // One byte more than is used tells nothing new: a longer file is cut either way.
+        // No more than is used: a longer file is cut anyway.
         bytes.resize (dest.size_bytes());
         file.read (bytes.data(), static_cast<std::streamsize> (bytes.size()));
-        isRead = ! file.bad(); // as a folder is
+        isRead = ! file.bad(); // opening a folder succeeds, reading it fails
         bytes.resize (isRead ? static_cast<std::size_t> (file.gcount()) : 0);
     }
 
-    // The number is what was asked for, not what the file holds.
+    // Deliberately the number asked for, not what the file holds.
     const auto line = isRead ? "Read " + std::to_string (dest.size_bytes()) + " bytes from " + path + "\n"
                              : "Some data from " + path + " didn't fit.\n";
 

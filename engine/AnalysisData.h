@@ -19,8 +19,9 @@ namespace tessivar
 struct AnalysisData
 {
     RateParameters rate;
-    AlignedBuffer tomHighTemplate, tomLowTemplate,
-        tomFloorTemplate;        // rate.templateLength samples, full scale 1.0
+    AlignedBuffer tomHighTemplate; // the templates: rate.templateLength samples, full scale 1.0
+    AlignedBuffer tomLowTemplate;
+    AlignedBuffer tomFloorTemplate;
     AlignedBuffer window;        // rate.frameLength weights, for analysis and for synthesis
     AlignedBuffer interpolation; // rate.numBins() fractional mel band positions in [0, 79)
     AlignedBuffer melFilterBank; // 80 x rate.numBins(), column-major: weight of bin f in band m at m + 80 * f
@@ -36,24 +37,23 @@ struct DataFileEntry
     std::size_t numFloats = 0;
 };
 
-/** The files of one rate in the order in which they are loaded: high, low, floor template, window, interpolation
-    vector, mel filter bank. */
+/** The files of one rate in loading order: high, low and floor template, window, interpolation vector, mel
+    filter bank. */
 [[nodiscard]] std::vector<DataFileEntry> dataFilesFor (const RateParameters& rate);
 
-/** Every file of the five rates once; rates share window files. */
+/** The files of all five rates, each once: rates share window files. */
 [[nodiscard]] std::vector<DataFileEntry> allDataFiles();
 
 using DiagnosticLog = std::function<void (std::string_view line)>;
 
-/** Fills dest with the floats of a file. Tolerant by design: what a short or missing file lacks reads as zeros, what a
-    long one has too much is left out, and the line in the log is all that tells. An empty log writes to standard output.
-*/
+/** Fills dest with the floats of a file. Tolerant by design: a short or missing file is filled up with zeros,
+    a longer one is cut, and only a line in the log tells. Without a log, the line goes to standard output. */
 void readDataFile (const std::string& path, std::span<float> dest, const DiagnosticLog& log);
 
 /** Loads the six arrays of a rate from the folder that holds resources01 to resources03.
 
-    Progress is set to k/140 before file k = 1..6, as single-precision fractions. Returns false as soon as a stop is
-    requested between two files; data is then incomplete.
+    Progress is set to k/140 before file k = 1..6, as single-precision fractions. Returns false as soon as a
+    stop is requested between two files; data is then incomplete.
 */
 [[nodiscard]] bool loadAnalysisData (const std::string& resourceFolder,
                                      const RateParameters& rate,

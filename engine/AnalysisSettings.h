@@ -44,7 +44,7 @@ inline constexpr std::array<RateParameters, 5> supportedRates{ { { 44100, 1024, 
                                                                  { 96000, 2048, 512, 17833 },
                                                                  { 192000, 4096, 1024, 35666 } } };
 
-/** What the analysis needs to know of a track to lay out its work. */
+/** What the analysis needs to know about a track to lay out its work. */
 struct TrackShape
 {
     DrumType drumType = DrumType::other;
@@ -58,8 +58,8 @@ struct AnalysisShape
 {
     RateParameters rate;
     std::int64_t lengthInSamples = 0; // longest track at the Group's rate, excluded ones too
-    int numSegments = 0;              // loudest frames that the scores are taken from: 50, above 60 s 150
-    bool padded = false;              // tom templates ahead of the toms: any tom and more than 90 s
+    int numSegments = 0;              // loudest frames that the scores are taken from: 50, or 150 above 60 s
+    bool padded = false;              // with tom templates ahead: there is a tom, and more than 90 s
     std::int64_t paddingSamples = 0;
     std::int64_t numFrames = 0;
     int numActive = 0;   // tracks not excluded: 80 rows of the stacked spectrogram each
@@ -72,7 +72,8 @@ struct AnalysisShape
         return static_cast<std::size_t> (numActive) * method::numMelBands;
     }
 
-    /** The shape for these tracks (the Group's rate is the first track's), or nothing for an unsupported rate. */
+    /** The shape for these tracks (the Group's rate is the first track's), or nothing for an unsupported
+        rate. */
     [[nodiscard]] static std::optional<AnalysisShape> forTracks (std::span<const TrackShape> tracks);
 
     /** Frames of a signal: length / hop + 1 + 2 * (frameLength / hop), integer divisions. */

@@ -14,9 +14,9 @@ namespace tessivar
 
 namespace
 {
-constexpr double liveEnergy = 1.0e-4; // of the strongest component's: what is fainter is gone to the ear
+constexpr double liveEnergy = 1.0e-4; // relative to the strongest component; fainter ones are inaudible
 
-/** The best live component where all that live would be pushed back; nothing elsewhere. */
+/** The best live component, if all live ones would be pushed back. */
 template <typename IsPushedBack>
 std::optional<int> lastResort (const ComponentOrder& scoreOrder,
                                std::span<const double> energies,

@@ -15,30 +15,32 @@ namespace tessivar
 using ComponentValues = std::array<double, channelLayout::numComponents>;
 using ComponentOrder = std::array<int, channelLayout::numComponents>;
 
-/** Sum of products over the root of the product of energies, -1..1. Energies of 0 are floored at 1e-24, so a silent
-    sequence correlates at 0. Squares are single precision: a sequence fainter than about 1e-23 counts as silent.
+/** Sum of products over the root of the product of energies, -1..1. Energies of 0 are floored at 1e-24, so a
+    silent sequence correlates at 0. Squares are single precision: a sequence fainter than about 1e-23 counts
+    as silent.
 */
 [[nodiscard]] double correlation (std::span<const float> a, std::span<const float> b);
 
-/** The same from sums that were gathered piece by piece. */
+/** The same from sums. */
 [[nodiscard]] double correlation (double product, double energyA, double energyB);
 
-/** Indices of the frames with the most energy from frame firstFrame on, loudest first, at most numWanted and at most the
-    frames there are. Indices are absolute; ties go to the earlier frame. */
+/** Indices of the frames with the most energy from frame firstFrame on, loudest first, at most numWanted and
+    at most the frames there are. Indices are absolute; ties go to the earlier frame. */
 [[nodiscard]] std::vector<std::int64_t>
 loudestFrames (std::span<const double> energies, std::int64_t firstFrame, int numWanted);
 
 /** Component indices by descending score; ties go to the lower index. */
 [[nodiscard]] ComponentOrder orderByScore (const ComponentValues& scores);
 
-/** The gain that gives the ten components the energy of their track: sqrt (track / max (sum of the ten, 1e-24)). */
+/** The gain that gives the ten components the energy of their track: sqrt (track / max (sum of the ten,
+    1e-24)). */
 [[nodiscard]] float componentGain (double trackEnergy, double componentEnergy);
 
-/** What all components are multiplied by so that the first one peaks at 1.0 at most: 1 / peak above 1.0, else 1. */
+/** The gain for all components that keeps the peak of the first at or below 1.0. */
 [[nodiscard]] float rescalingFactor (float firstComponentPeak);
 
-/** The low-pass that HiHat similarities are taken behind: symmetric five-tap FIR, causal and from rest, then rectified. Keeps
-    its state from call to call, so a signal can be filtered piece by piece; in place is fine. */
+/** Low-pass for HiHat similarities: a symmetric five-tap FIR, causal and from rest, then rectified, in place.
+    Keeps its state from call to call, so that a signal can be filtered piece by piece. */
 class SimilarityFilter
 {
 public:
@@ -48,16 +50,16 @@ private:
     std::array<float, 4> history{};
 };
 
-/** Similarities divided by the largest one; left alone when that is not above 0. */
+/** Similarities divided by the largest, if that is above 0. */
 [[nodiscard]] ComponentValues normalisedSimilarities (const ComponentValues& similarities);
 
-/** Slots of a HiHat track, component index by slot: walking the components by index, each whose similarity with the Kick or
-    the Snare is at least the threshold goes to the last free slot; the others follow from slot 0 on in score order.
-    An empty span means that the Group has no such drum.
+/** Slots of a HiHat track, component index by slot: walking the components by index, each whose similarity
+    with the Kick or the Snare is at least the threshold goes to the last free slot; the others follow from
+    slot 0 on in score order. An empty span means that the Group has no such drum.
 
-    Similarities are relative: a component that is alone on a track has the greatest there is, however little it is like that
-    drum. So where energies tell that every component that lives there (within 40 dB of the strongest) would be pushed back,
-    the one with the best score goes to slot 0 instead: the track would be silent without it. */
+    Similarities are relative: a component that is alone on a track has the greatest, however unlike that drum
+    it is. So when all live components (within 40 dB of the strongest) would be pushed back, the one with the
+    best score goes to slot 0 instead; without it the track would be silent. */
 [[nodiscard]] ComponentOrder hiHatSlots (const ComponentOrder& scoreOrder,
                                          std::span<const double> kickSimilarity,
                                          std::span<const double> snareSimilarity,

@@ -53,8 +53,8 @@ std::vector<float> melFilterBank (const RateParameters& rate)
 
     const auto numBins = static_cast<std::size_t> (rate.numBins());
 
-    // The last centre is the last bin, where the band before it ends: rounding that differs between processors would
-    // leave that band a weight of 1e-19 there, or none.
+    // Exactly the last bin, where the band before it ends: depending on the processor's rounding, that band
+    // would get a weight of 1e-19 there, or none.
     centres.back() = static_cast<long double> (numBins - 1);
     std::vector<float> bank (numBands * numBins);
 
@@ -96,7 +96,7 @@ std::vector<float> interpolationVector (const RateParameters& rate)
 
 std::vector<float> tomTemplate (const RateParameters& rate, double pitchHz)
 {
-    constexpr auto pitchRise = 0.4L;          // of the pitch, at the stroke
+    constexpr auto pitchRise = 0.4L;          // at the stroke, relative to the pitch
     constexpr auto pitchFallSeconds = 0.025L; // time constants
     constexpr auto decaySeconds = 0.08L;
     constexpr auto attackSeconds = 0.004L;

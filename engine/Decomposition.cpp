@@ -18,12 +18,12 @@ namespace tessivar
 namespace
 {
 constexpr std::size_t tileColumns = 128;
-// The sums for the bases are gathered in this many ranges of tiles and the ranges added in order: rounding errors stay
-// small, and the result does not depend on who computed which tile.
+// Sums for the bases are gathered in this many ranges of tiles and the ranges added in order: rounding errors
+// stay small, and the result does not depend on which worker computed which tile.
 constexpr std::size_t numRanges = 16;
 constexpr std::size_t numComponents = kernels::numComponents;
 
-/** Lets the workers pass a gate one after the other in the order of their tiles. */
+/** A gate that workers pass in the order of their tiles. */
 class TileOrder
 {
 public:
@@ -34,7 +34,7 @@ public:
         cancelled = false;
     }
 
-    /** Waits for its turn; false when the work was cancelled. */
+    /** Waits for the tile's turn; false when the work was cancelled. */
     [[nodiscard]] bool waitFor (std::size_t tile)
     {
         std::unique_lock lock (positionLock);
@@ -192,7 +192,8 @@ private:
         return true;
     }
 
-    /** Sums for H, the in-order update of the tile's columns of H, sums for W: V is read while it is in the cache. */
+    /** Sums for H, the in-order update of the tile's columns of H, sums for W: V is read while it is in the
+        cache. */
     bool processTile (std::size_t tile, Scratch& mine)
     {
         const auto first = tile * tileColumns;
@@ -238,7 +239,7 @@ private:
     {
         auto* sums = rangeSums.data();
 
-        // Fewer tiles than ranges leave some ranges out.
+        // With fewer tiles than ranges some ranges are empty.
         for (std::size_t tile = 1; tile < numTiles; ++tile)
             if (rangeOf (tile) != rangeOf (tile - 1))
                 kernels::add (sums, sums + rangeOf (tile) * 2 * packedSize, 2 * packedSize);
@@ -262,7 +263,7 @@ private:
                 bases[packedIndex (row, k)] *= inverse;
         }
 
-        // The floor that an iteration starts with is applied here, but not to the final result.
+        // The floor is applied for the next iteration, so not to the final result.
         if (isLast)
             std::copy_n (columnSum.begin(), numComponents, lastScale.begin());
         else

@@ -6,10 +6,7 @@
 namespace tessivar
 {
 
-/** Mono samples that the engine reads piece by piece: full scale 1.0, read only.
-
-    read() may be called from several worker threads at once.
-*/
+/** Mono samples, full scale 1.0, that the engine reads piece by piece from several worker threads at once. */
 class SampleSource
 {
 public:
@@ -17,16 +14,15 @@ public:
 
     [[nodiscard]] virtual std::int64_t lengthInSamples() const = 0;
 
-    /** Fills dest with the samples from position start on; samples before 0 or past the end are zeros.
-        Returns false when the samples can't be read; the implementation keeps the reason for its owner.
-    */
+    /** Fills dest with the samples from start on, zeros before 0 and past the end. False when they can't be
+        read; the implementation keeps the reason for its owner. */
     [[nodiscard]] virtual bool read (std::int64_t start, std::span<float> dest) = 0;
 };
 
 /** Intermediate signals of an analysis, kept outside memory: numPlanes() float signals of equal length.
 
     Reads and writes of different ranges may come from several worker threads at once. What was never written
-    reads as anything. A false return ends the analysis with storageFailed; the implementation keeps the reason.
+    is undefined. A false return ends the analysis with storageFailed; the implementation keeps the reason.
 */
 class ScratchPlanes
 {
@@ -38,8 +34,8 @@ public:
 };
 
 /** Takes the result of one rendered track: seven interleaved channels a frame, 0..4 the five best components,
-    5 the residual, 6 the source. Every sample from 0 to the track's own length is written once; ranges come in any
-    order and from several worker threads at once.
+    5 the residual, 6 the source. Every sample from 0 to the track's own length is written once; ranges come
+    in any order and from several worker threads at once.
 */
 class RenderedTrackSink
 {
@@ -50,7 +46,7 @@ public:
     [[nodiscard]] virtual bool writeFrames (std::int64_t start, std::span<const float> frames) = 0;
 };
 
-/** Gives back the frames of a rendered track that a sink took, in the same layout. Several threads at once. */
+/** Reads the frames that a sink took, in the same layout; from several threads at once. */
 class RenderedTrackSource
 {
 public:

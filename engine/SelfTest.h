@@ -13,9 +13,9 @@ struct SelfTestLine
     std::string detail;
 };
 
-/** Checks what an installation can have wrong: every data file has its exact size; at each of the five rates a framed,
-    transformed and overlap-added signal comes back within 2e-6 of full scale; the decomposition gives the same bits on
-    every SIMD target of this machine. Takes about a second. Not while an analysis runs. */
+/** Checks an installation: every data file has its exact size; at each of the five rates a signal that is cut
+    into frames, transformed and put together again is within 2e-6 of full scale; the decomposition gives the
+    same bits on every SIMD target of this machine. Takes about a second. Not while an analysis runs. */
 [[nodiscard]] std::vector<SelfTestLine> runSelfTest (const std::string& resourceFolder);
 
 } // namespace tessivar

@@ -13,7 +13,7 @@ std::int64_t replaceNonFinite (std::span<float> samples)
     constexpr std::uint32_t exponentMask = 0x7f800000u;
     std::int64_t count = 0;
 
-    // By the bits: the test is a plain integer comparison, which the compiler vectorises.
+    // An integer comparison, which the compiler vectorises.
     for (auto& sample : samples)
     {
         const auto isNonFinite = (std::bit_cast<std::uint32_t> (sample) & exponentMask) == exponentMask;
@@ -107,7 +107,7 @@ FrameAnalyser::FrameAnalyser (std::span<const float> w)
 
 bool FrameAnalyser::analyse (const float* samples)
 {
-    // Mostly the first samples say it already.
+    // The first samples decide nearly always.
     constexpr std::size_t ahead = 16;
     isSilent = kernels::peakLevel (samples, ahead) == 0.0f
                && kernels::peakLevel (samples + ahead, transform.length() - ahead) == 0.0f;

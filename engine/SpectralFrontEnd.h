@@ -19,8 +19,9 @@ namespace tessivar
 /** Sets samples that are NaN or infinite to 0 and returns how many there were. */
 std::int64_t replaceNonFinite (std::span<float> samples);
 
-/** A track as the analysis sees it: tom templates first where the Group is padded, then the track's samples, then zeros
-    to the Group's length. Reads as zeros on both sides, so that frames need no special case at the ends.
+/** A track as the analysis sees it: tom templates first where the Group is padded, then the track's samples,
+    then zeros to the Group's length. Reads as zeros on both sides, so that frames need no special case at the
+    ends.
 */
 class PaddedSignal
 {
@@ -31,17 +32,17 @@ public:
                   const AnalysisShape& shape,
                   const AnalysisData& data);
 
-    /** Samples from padded position start on; positions before 0 and past the end are zeros. Non-finite samples read as
-        0. Returns false when the source can't be read. May be called from several threads. */
+    /** Samples from padded position start on; positions before 0 and past the end are zeros. Non-finite
+        samples read as 0. Returns false when the source can't be read. May be called from several threads. */
     [[nodiscard]] bool read (std::int64_t start, std::span<float> dest) const;
 
 private:
     SampleSource& source;
-    std::span<const float> drumTemplate; // empty when the track gets none
+    std::span<const float> drumTemplate; // empty: none
     std::int64_t paddingSamples;
 };
 
-/** Frame t of a padded signal starts at this sample: the signal is led by one frame of zeros. */
+/** Where a frame of a padded signal starts: a frame of zeros leads the signal. */
 [[nodiscard]] inline std::int64_t frameStart (std::int64_t frame, const RateParameters& rate)
 {
     return frame * rate.hop - rate.frameLength;
@@ -69,15 +70,16 @@ struct FrameRange
     }
 };
 
-/** A mel filter bank with its zeros left out: each band a run of bins. Weights apply to magnitudes. */
+/** A mel filter bank without its zeros: a run of bins for each band. Weights apply to magnitudes. */
 class MelBands
 {
 public:
     /** bank: 80 x numBins, column-major. */
     MelBands (std::span<const float> bank, std::size_t numBins);
 
-    /** dest[m] = (sum of weights times magnitudes)^2 for the 80 bands. The squaring comes after the bank by design: the
-        bank weights magnitudes, not powers. magnitudes: 64-byte aligned, numBins plus 64 floats of room. */
+    /** dest[m] = (sum of weights times magnitudes)^2 for the 80 bands. The squaring comes after the bank by
+        design: the bank weights magnitudes, not powers. magnitudes: 64-byte aligned, numBins plus 64 floats
+        of room. */
     void melPower (float* dest, const float* magnitudes) const;
 
 private:
@@ -89,11 +91,11 @@ private:
 class FrameAnalyser
 {
 public:
-    /** window: one weight a sample of a frame, a power of two of them; must outlive this. */
+    /** window: a weight for each sample of a frame, a power of two of them; must outlive this. */
     explicit FrameAnalyser (std::span<const float> window);
 
-    /** Windows the frame's samples and transforms them; the unscaled DFT. Returns false for a frame of zeros, which
-        has no spectrum worth computing: windowed() and spectrum() are then zeros too. */
+    /** Windows the frame's samples and transforms them; the unscaled DFT. Returns false for a frame of zeros,
+        whose windowed() and spectrum() are zeros too. */
     bool analyse (const float* samples);
 
     [[nodiscard]] const float* windowed() const { return frame.data(); }
@@ -115,8 +117,8 @@ private:
 
 /** The front end of one track over frames first .. end - 1.
 
-    melPower: column t - first at melPower + (t - first) * stride, 80 floats; energies: one value a frame. Returns false
-    when the source can't be read.
+    melPower: column t - first at melPower + (t - first) * stride, 80 floats; energies: one value a frame.
+    Returns false when the source can't be read.
 */
 [[nodiscard]] bool analyseFrames (const PaddedSignal& signal,
                                   std::int64_t first,
@@ -131,14 +133,15 @@ private:
 /** Adds the inverse transform of a frame back into a signal: dest[i] += gain * frame[i] * window[i]. */
 void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain);
 
-/** A stretch of a signal put together from frames, with room for what they add beyond its ends. */
+/** A stretch of a signal that is summed up from frames, which may reach beyond its ends. */
 class OverlapSum
 {
 public:
     /** Begins with silence. Keeps its room from one stretch to the next. */
     void clear (std::size_t length, std::size_t frameLength);
 
-    /** Adds gain * frame * window; the frame begins offset samples behind the stretch's start, or before it. */
+    /** Adds gain * frame * window; offset: of the frame's first sample from the start of the stretch, may be
+        negative. */
     void add (std::int64_t offset, const float* frame, std::span<const float> window, float gain)
     {
         overlapAdd (data.data() + (offset + margin), frame, window, gain);

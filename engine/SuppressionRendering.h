@@ -10,12 +10,12 @@
 namespace tessivar
 {
 
-/** The focus and fine rule, the one place where it stands.
+/** The focus and fine rule.
 
-    focus f: n = trunc (f), fade = 0.001^(f - n); channel c sounds with weight 1 while 5 - f >= c, with weight fade
-    while c < 6 - n, and not at all above. fine g mixes back = (1001^g - 1) / 1000 of what was removed:
-    out = kept + back * (source - kept). At focus 0 all six channels sound, which is the source; at focus 5 the best
-    component alone; at fine 1 the source whatever the focus.
+    focus f: n = trunc (f), fade = 0.001^(f - n); channel c sounds with weight 1 while 5 - f >= c, with weight
+    fade while c < 6 - n, and not at all above. fine g mixes back = (1001^g - 1) / 1000 of what was removed:
+    out = kept + back * (source - kept). At focus 0 all six channels sound, which is the source; at focus 5
+    the best component alone; at fine 1 the source whatever the focus.
 */
 struct SuppressionRule
 {
@@ -24,21 +24,20 @@ struct SuppressionRule
 
     [[nodiscard]] static SuppressionRule forSetting (KnobValues setting);
 
-    /** The weights of all seven channels in the processed signal, so that playback can ramp from one setting to another
-        channel by channel.
-    */
+    /** Weights of all seven channels in the processed signal; playback ramps them from setting to setting. */
     [[nodiscard]] ChannelWeights toWeights() const;
 };
 
-/** Folds the five best components and the source into interleaved seven-channel frames: channel 5 becomes source minus their
-    sum (taken in ascending order), so that channels 0..5 rebuild the source. frames holds 7 * source.size() floats. */
+/** Folds the five best components and the source into interleaved seven-channel frames: channel 5 becomes
+    source minus their sum (taken in ascending order), so that channels 0..5 rebuild the source. frames holds
+    7 * source.size() floats. */
 void foldChannels (std::span<float> frames,
                    const std::array<const float*, channelLayout::numBestComponents>& best,
                    std::span<const float> source);
 
-/** Renders interleaved seven-channel frames to the processed signal by the rule: dest.size() frames, frames holds
-    7 * dest.size() floats. Sums channel by channel in ascending order, then mixes back. dest must not overlap frames.
-    Returns the largest absolute output value.
+/** Renders interleaved seven-channel frames to the processed signal by the rule: dest.size() frames, frames
+    holds 7 * dest.size() floats. Sums channel by channel in ascending order, then mixes back. dest must not
+    overlap frames. Returns the largest absolute output value.
 */
 float renderSuppression (std::span<float> dest, std::span<const float> frames, const SuppressionRule& rule);
 

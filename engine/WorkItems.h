@@ -15,8 +15,8 @@ namespace tessivar
     return isDone ? AnalysisStatus::completed : otherwise;
 }
 
-/** Runs items on the workers, in ascending order, until one fails or a stop is requested; returns completed or
-    the reason. progress gets the finished share of the items, 0..1, from one thread at a time. */
+/** Runs items on the workers, in ascending order, until one fails or a stop is requested; returns completed
+    or the reason. progress gets the finished share of the items, 0..1, from one thread at a time. */
 [[nodiscard]] AnalysisStatus
 forEachItem (WorkerPool& pool,
              const WorkControl& control,

@@ -25,8 +25,9 @@ public:
 
     AlignedBuffer() = default;
 
-    /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large ones come
-        from the system as pages that are zero and made when touched: filling gigabytes here would take a second. */
+    /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large
+        ones come from the system as pages that are zero and made when touched: filling gigabytes here would
+        take a second. */
     explicit AlignedBuffer (std::size_t numFloats) : numUsed (numFloats)
     {
         if (numFloats == 0)

@@ -25,9 +25,8 @@ namespace tessivar
 class InterferenceModel
 {
 public:
-    /** drumTypes of the M tracks that take part, numFrames frames, M * M rules for the bounds of the gains
-        (without them the wariest holds for all); owns scratch of about 2 * M * 256 floats and M * numFrames
-        indices. One for each worker. */
+    /** For M tracks with these drum types; M * M rules for the bounds of the gains, by default the wariest.
+        Owns scratch of about 2 * M * 256 floats and numFrames indices; one for each worker. */
     InterferenceModel (std::span<const DrumType> drumTypes,
                        std::size_t numFrames,
                        std::span<const RiseRule> rules = {});
@@ -42,14 +41,13 @@ public:
     [[nodiscard]] std::span<const float> gains() const { return gain; }
 
 private:
-    /** The first numLoud of loudest become the loudest frames of a track, in any order; of equals the
-        earlier ones. */
+    /** Puts a track's numLoud loudest frames first in loudest, in any order; of equal ones the earlier. */
     void findLoudest (const float* power);
 
     [[nodiscard]] bool boundGains (const float* power, std::size_t rowStride, const WorkControl& control);
 
-    /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: where another microphone does
-        not rise with it, what that one holds is its own drum's ring. */
+    /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: a microphone
+        that does not rise with it holds its own drum's ring. */
     void boundByRises (std::size_t drum, const float* power, std::size_t rowStride);
     void start (float* power, float* source, std::size_t rowStride);
     void updateGains();

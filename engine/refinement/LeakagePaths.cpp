@@ -17,7 +17,7 @@ constexpr std::uint64_t frameRoom = std::uint64_t{ 80 } << 20; // bytes
 constexpr std::size_t mostFrames = 2000, mostDrums = 6;
 constexpr double leastGain = 1.0e-5;
 constexpr float powerFloor = 0.01f;    // of the bin's mean power in the microphone
-constexpr float leastPower = 1.0e-12f; // of digital silence, so that weights stay within reason
+constexpr float leastPower = 1.0e-12f; // keeps weights finite in digital silence
 constexpr std::size_t framesPerItem = 16, binsPerItem = 16;
 
 /** Bytes of a frame of one track: spectrum and mask. */
@@ -33,7 +33,8 @@ std::size_t framesInRoom (const SpectrumShape& shape, std::size_t numTracks)
         { mostFrames, static_cast<std::size_t> (room), static_cast<std::size_t> (shape.numFrames) });
 }
 
-/** Spectra and masks of chosen frames of all tracks that matter. A frame is used together with the one before it. */
+/** Spectra and masks of chosen frames of all tracks that matter. A frame is used together with the one before
+    it. */
 class ChosenFrames
 {
 public:
@@ -78,11 +79,11 @@ public:
                             });
     }
 
-    /** Frames that are used; row() has as many values. */
+    /** Number of frames in use, and of values in a row(). */
     [[nodiscard]] std::size_t size() const { return used.size(); }
 
-    /** A bin of the track under its mask, or as it is, in the frames that are used or the ones before them: real parts, and
-        behind them imaginary ones. */
+    /** A bin of the track under its mask, or as it is, in the frames that are used or the ones before them:
+        real parts, and behind them imaginary ones. */
     void row (float* dest, std::size_t track, std::size_t bin, bool isMasked, bool isBefore) const
     {
         const auto n = static_cast<std::size_t> (std::lower_bound (tracks.begin(), tracks.end(), track)
@@ -99,13 +100,15 @@ public:
     }
 
 private:
-    /** Where a bin lies: sixteen neighbours at a time, frame after frame, so that the frames of a bin are read in order. */
+    /** Where a bin lies: frame after frame by sixteen neighbouring bins, so that a bin's frames are read in
+        order. */
     [[nodiscard]] std::size_t position (std::size_t frame, std::size_t bin) const
     {
         return (bin / binsPerItem * frames.size() + frame) * binsPerItem + bin % binsPerItem;
     }
 
-    /** The loudest frames, each track's power taken in parts of its own sum so that drums that play rarely count as much. */
+    /** The loudest frames, with each track's power relative to its sum, so that drums that seldom play count
+        as much. */
     void choose (std::span<const std::size_t> drums, std::span<const std::vector<float>> totals)
     {
         const auto numFrames = static_cast<std::size_t> (run.shape.numFrames);
@@ -195,8 +198,8 @@ private:
     std::vector<AlignedBuffer> spectra, gains;
 };
 
-/** Solves A x = b for a Hermitian positive definite A (row-major, of which the lower triangle is read) by its Cholesky
-    factorization, in place; false where A is not positive definite. */
+/** Solves A x = b for a Hermitian positive definite A (row-major, of which the lower triangle is read) by its
+    Cholesky factorization, in place; false where A is not positive definite. */
 bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<double>>& b)
 {
     const auto n = b.size();

@@ -7,13 +7,13 @@
 namespace tessivar::refinement
 {
 
-/** The paths from every drum to the other microphones, as filters of two taps a bin on the spectra of its own microphone (a
-    convolutive transfer function: Avargel, Cohen 2007):
+/** The paths from every drum to the other microphones, as filters of two taps a bin on the spectra of its own
+    microphone (a convolutive transfer function: Avargel, Cohen 2007):
 
         X_i (f, t) ~ own drum + sum over j other than i, and over k = 0, 1, of H_ijk (f) Z_j (f, t - k)
 
-    where Z_j is track j under the cube of its mask: where it is doubtful whether a bin holds drum j, it holds other
-    drums too, and among them the microphone's own, which must not be subtracted from itself.
+    where Z_j is track j under the cube of its mask: a bin that holds drum j doubtfully also holds other
+    drums, among them the microphone's own, which must not be subtracted from itself.
 */
 class LeakagePaths
 {
@@ -26,7 +26,7 @@ public:
     {
     }
 
-    /** binStride real parts, and as many imaginary ones behind them. */
+    /** binStride real parts, then as many imaginary ones. */
     [[nodiscard]] float* row (std::size_t to, std::size_t from, std::size_t tap)
     {
         return values.data() + ((to * numTracks + from) * numTaps + tap) * 2 * binStride;
@@ -53,10 +53,11 @@ struct PathEnds
 
 /** Fits the paths, bin by bin, to the frames in which the drums sound loudest, as many as a fixed room takes.
 
-    Least squares. Every frame's error is weighted by the reciprocal power of what the microphone's own drum has
-    there, so that its hits don't bend the paths, and every tap has a zero-mean Gaussian prior whose variance is the
-    power gain that the interference model found for the pair: where little leaks, little can be subtracted. A pair
-    that the model calls 50 dB down, or that is not among the six loudest in a microphone, gets no path.
+    Least squares. Every frame's error is weighted by the reciprocal power of what the microphone's own drum
+    has there, so that its hits don't bend the paths, and every tap has a zero-mean Gaussian prior whose
+    variance is the power gain that the interference model found for the pair: where little leaks, little can
+    be subtracted. A pair that the model calls 50 dB down, or that is not among the six loudest in a
+    microphone, gets no path.
 */
 [[nodiscard]] bool fitPaths (RefinementRun& run,
                              const FittedModel& model,

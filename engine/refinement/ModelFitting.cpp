@@ -132,7 +132,8 @@ private:
         lower // codes only
     };
 
-    /** The pieces of a long Group lie far apart on the disk: tens of thousands of reads, each of which may take a while. */
+    /** In a long Group these are tens of thousands of pieces far apart on the disk, so it asks often whether
+        to stop. */
     template <typename Transfer>
     [[nodiscard]] AnalysisStatus forEachPiece (const Transfer& transfer)
     {
@@ -212,8 +213,8 @@ std::optional<FittedModel> fitModel (RefinementRun& run, GatheredPowers powers, 
         return AnalysisStatus::completed;
     };
 
-    // One worker sums up a band, bin after bin, so that the sums don't depend on the number of workers. The upper
-    // bands are the widest and come first, the narrow ones fill the gaps at the end.
+    // One worker sums up a band, bin after bin, so that the sums don't depend on the number of workers. The
+    // upper bands are the widest and come first, the narrow ones fill the gaps at the end.
     if (! run.forEach (bands.count(),
                        progress,
                        [&] (std::size_t item, Workspace& w)

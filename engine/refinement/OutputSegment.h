@@ -8,22 +8,22 @@
 namespace tessivar::refinement
 {
 
-/** A segment of a track's output, put together from masked frames. Works in the buffers of a workspace, one at a
+/** A segment of a track's output, summed up from masked frames. Lives in a workspace's buffers, one at a
     time. */
 class OutputSegment
 {
 public:
     OutputSegment (const RefinementRun& run, std::size_t track, std::size_t index, Workspace& workspace);
 
-    /** Reads the mask of all frames, and for them and one more on either side the source, or what the
-        subtraction has left of it. */
+    /** Reads the mask of all frames, and the source, or what the subtraction has left of it, of all available
+        ones. */
     [[nodiscard]] AnalysisStatus open (const MaskPlane& mask,
                                        const std::optional<SamplePlane>& remainder = std::nullopt);
 
     /** The frame's codes of the mask. */
     [[nodiscard]] const std::uint16_t* mask (std::int64_t frame) const;
 
-    /** The samples that an available frame begins with, and all behind it. */
+    /** The samples from an available frame's start on. */
     [[nodiscard]] const float* frameSamples (std::int64_t frame) const;
 
     /** The track itself, range.length samples. */
@@ -48,7 +48,7 @@ private:
     const RefinementRun& run;
     Workspace& w;
     const std::size_t track;
-    bool isSourceApart = false; // the track itself lies in the workspace's untouched
+    bool isSourceApart = false; // the track itself is in w.untouched
 };
 
 } // namespace tessivar::refinement

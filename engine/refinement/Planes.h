@@ -11,9 +11,9 @@
 namespace tessivar::refinement
 {
 
-/** The handle of a scratch plane, which holds 16-bit codes, two in the room of a float. A pass that fills a
-    plane with something else takes the handle and returns one of another type, so a plane can't be read as
-    what it no longer holds. Several threads may work on different ranges. */
+/** Handle of a scratch plane of 16-bit codes, two to a float. A pass that overwrites a plane takes the handle
+    and returns one of another type, so that a plane can't be read as what it no longer holds. Several threads
+    may use different ranges at once. */
 class Plane
 {
 public:
@@ -51,7 +51,7 @@ protected:
     const SpectrumShape* shape;
 };
 
-/** Segment after segment, bin after bin, a bin's 256 frames: what works on one bin at all times reads this. */
+/** Codes by segment, bin and frame: what works on the whole length of a bin reads this. */
 class TilePlane : public Plane
 {
 public:
@@ -70,7 +70,7 @@ public:
     }
 };
 
-/** A track's mask, frame after frame, binStride bins each. */
+/** A track's mask by frame and bin, binStride codes a frame. */
 class MaskPlane : public Plane
 {
 public:
@@ -94,7 +94,7 @@ public:
         return planes->write (index, start, samples);
     }
 
-    /** Zeros before and behind the signal. */
+    /** Zeros before and past the signal. */
     [[nodiscard]] bool read (std::int64_t start, std::span<float> samples) const
     {
         const auto end = start + static_cast<std::int64_t> (samples.size());

@@ -13,7 +13,7 @@ namespace
 constexpr std::size_t firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.001f; // of the track's power
 
-/** Rows of frames to rows of bins. */
+/** Writes rows of frames as rows of bins. */
 bool writeTile (const TilePlane& plane,
                 const SpectrumShape& shape,
                 std::size_t segment,
@@ -60,7 +60,7 @@ AnalysisStatus gatherSegment (const SpectrumShape& shape,
     for (auto* rows : { &upper, &lower, &own })
     {
         rows->resize (shape.tileCodes());
-        // Behind the last frame of all there are zeros.
+        // Zeros past the last frame of all.
         std::fill (
             rows->begin() + frames.size() * static_cast<std::int64_t> (shape.binStride), rows->end(), 0);
     }
@@ -71,7 +71,7 @@ AnalysisStatus gatherSegment (const SpectrumShape& shape,
     {
         const auto at = static_cast<std::size_t> (t) * shape.binStride;
         const auto* v = w.sourcePower.next();
-        // Nothing better is known of a track that is not rendered.
+        // For a track that is not rendered there is nothing better.
         const auto* p = hasEstimate ? estimate.next() : v;
 
         for (std::size_t f = 0; f < shape.binStride; ++f)

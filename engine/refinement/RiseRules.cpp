@@ -14,9 +14,9 @@ namespace
 constexpr RiseRule wary{ 1.5f, 2.0f, 0.5 }, usual{ 1.25f, 2.0f, 0.65 }, trusting{ 1.1f, 1.5f, 0.8 };
 
 // Median rise of whole frames in one microphone over that in the other, in dB.
-constexpr double heardPairDb = -45.0;                  // this drum is heard in this microphone
+constexpr double heardPairDb = -45.0;                  // of a drum in a microphone: heard
 constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the other drums in a microphone
-constexpr double sameDrumDb = -6.0;                    // so loud is no leakage: both hear one drum
+constexpr double sameDrumDb = -6.0;                    // too loud for leakage: both hear one drum
 constexpr double unheardDb = -90.0;
 
 /** Onsets: of a track's loudest frames the half that rises most. */

@@ -11,14 +11,14 @@ namespace tessivar
 /** Frames are compared with the third before them, so that means of three frames don't overlap. */
 constexpr std::size_t riseFrames = 3;
 
-/** How much the power rises up to frame t: 0 where there is nothing to compare with, negative where it falls. */
+/** How much the power rises up to frame t; negative where it falls, 0 in the first frames. */
 [[nodiscard]] inline float riseAt (const float* power, std::size_t t)
 {
     return t < riseFrames ? 0.0f : power[t] - power[t - riseFrames];
 }
 
-/** How much another microphone's power rises at frame t beyond steadyFactor times what was there before, as a
-    fraction of the drum's own rise, which is positive. */
+/** How far another microphone's power at frame t exceeds steadyFactor times what it was before, as a fraction
+    of the drum's own rise, which is positive. */
 [[nodiscard]] inline float riseRatio (const float* own, const float* other, std::size_t t, float steadyFactor)
 {
     return std::max (0.0f, other[t] - steadyFactor * other[t - riseFrames])
@@ -36,10 +36,10 @@ struct RiseRule
 
 /** A rule for every pair of M microphones: entry i * M + j is for what drum j leaves in microphone i.
 
-    The less a microphone hears of the others on the whole, the more a rise has to prove: where next to nothing
-    leaks, a drum's own ring under other hits must not be taken for leakage. Where microphones hear each other
-    well, a bin in which hits drown in what rings on proves nothing, and a low quantile would leave their
-    leakage in.
+    The less a microphone hears of the others on the whole, the more a rise has to prove: where next to
+    nothing leaks, a drum's own ring under other hits must not be taken for leakage. Where microphones hear
+    each other well, a bin in which hits drown in what rings on proves nothing, and a low quantile would leave
+    their leakage in.
 
     @param totals  for each microphone the power of whole frames, means of three
 */

@@ -11,12 +11,13 @@ namespace tessivar
 namespace
 {
 constexpr double lowestBandHz = 60.0;
-constexpr double holdSeconds = 0.030; // in which held evidence falls by one
+constexpr double holdSeconds = 0.030; // held evidence falls by one in this time
 constexpr double evidenceLimit = 12.0;
-constexpr std::size_t framesPerQuestion = 4096; // whether to stop
+constexpr std::size_t framesPerStopCheck = 4096;
 
-// Intercept, then the weights of: the bin's own ratio, the band's ratio, the broad ratio, the balance of relative levels, the
-// band's relative level, the own drum's relative level, and the last but two and the last one held.
+// Intercept, then the weights of: the bin's own ratio, the band's ratio, the broad ratio, the balance of
+// relative levels, the band's relative level, the own drum's relative level, and the last but two and the
+// last one held.
 constexpr double weights[]{ -2.203, 0.396, 0.427, 0.228, -0.410, -0.421, -0.132, 0.433, 0.680 };
 
 double clipped (double x)
@@ -126,7 +127,7 @@ bool SeparationEvidence::weigh (const WorkControl& control)
 
     for (std::size_t t = 0; t < numFrames; ++t)
     {
-        if (t % framesPerQuestion == 0 && control.stopRequested())
+        if (t % framesPerStopCheck == 0 && control.stopRequested())
             return false;
 
         const auto broadRatio =

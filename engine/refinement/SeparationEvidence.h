@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** Frequency bands of the evidence: one below 60 Hz, then three an octave. Bands that hold no bin are left out. */
+/** Frequency bands of the evidence: one below 60 Hz, then three an octave, without those that hold no bin. */
 class EvidenceBands
 {
 public:
@@ -24,11 +24,11 @@ private:
     std::vector<std::size_t> firstBins; // and one past the last band
 };
 
-/** What speaks for a bin of one track being the track's own drum: eight pieces of evidence, weighed into a mask by a logistic
-    model whose nine coefficients were fitted on recordings with known truth.
+/** Evidence that a bin holds the track's own drum: eight pieces, weighed into a mask by a logistic model
+    whose nine coefficients were fitted on recordings with known truth.
 
-    First the sums over bands are gathered, then weigh() turns them into the share of the logit that all bins of a band
-    have in common; the bin's own ratio comes last, in the kernels.
+    Sums over bands are gathered first; weigh() turns them into the part of the logit that the bins of a band
+    share; the kernels add the bin's own ratio.
 */
 class SeparationEvidence
 {

@@ -8,7 +8,8 @@
 namespace tessivar
 {
 
-/** The quantile (0..1) of values with linear interpolation between neighbours; reorders them. 0 for no values. */
+/** The quantile (0..1) of values with linear interpolation between neighbours; reorders them. 0 for no
+    values. */
 inline float quantile (std::span<float> values, double fraction)
 {
     if (values.empty())

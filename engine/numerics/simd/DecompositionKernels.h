@@ -9,10 +9,10 @@ namespace tessivar::kernels
 
 /** Memory layout shared by all decomposition kernels.
 
-    Rows come in panels of 16 lanes. Bases and their sums are
-    packed by panel: element (row, component) is at (panel * 10 + component) * 16 + row % 16. Activations and
-    their sums take 16 floats per column, of which the first ten are used. All of these start on 64-byte
-    boundaries. The power spectrogram is column-major with a stride of 16 * numPanels floats.
+    Rows come in panels of 16 lanes. Bases and their sums are packed by panel: element (row, component) is at
+    (panel * 10 + component) * 16 + row % 16. Activations and their sums take 16 floats per column, of which
+    the first ten are used. All of these start on 64-byte boundaries. The power spectrogram is column-major
+    with a stride of 16 * numPanels floats.
 */
 inline constexpr std::size_t numComponents = 10;
 inline constexpr std::size_t activationStride = 16;

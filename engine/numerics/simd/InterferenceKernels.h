@@ -7,9 +7,9 @@
 namespace tessivar::kernels
 {
 
-/** Frames of one bin, and what the kernels of the interference model keep of them. Power, sources and scratch
-    are M rows of frames for M tracks, on 64-byte boundaries. Sums run over 16 logical lanes and one fixed
-    tree, so results are the same on every instruction set. */
+/** Frames of one bin and the interference model's scratch for them. Power, sources and scratch are M rows of
+    frames for M tracks, on 64-byte boundaries. Sums run over 16 logical lanes and one fixed tree, so results
+    are the same on every instruction set. */
 struct InterferenceBlock
 {
     std::size_t numTracks = 0; // M
@@ -17,7 +17,7 @@ struct InterferenceBlock
     std::size_t rowStride = 0; // floats from row to row of power and sources
     const float* power = nullptr;
     float* sources = nullptr;
-    std::size_t scratchStride = 0; // and of reciprocals and quotients
+    std::size_t scratchStride = 0; // the same of reciprocals and quotients
     float* reciprocals = nullptr;
     float* quotients = nullptr;
     const float* gains = nullptr; // M x M, row-major: gains[i * M + j] is the gain of source j into track i

@@ -14,10 +14,10 @@ inline constexpr std::size_t lanes = 16;
     return (n + lanes - 1) / lanes * lanes;
 }
 
-/** Where the instruction set in use stands in the tables of kernels. */
+/** Index of the instruction set in use into the tables of kernels. */
 [[nodiscard]] std::size_t chosenTarget();
 
-/** A function that is compiled once for every instruction set; a call goes to the one in use. */
+/** A function that is compiled for every instruction set; a call goes to the one in use. */
 template <typename Signature>
 class Kernel;
 
@@ -35,7 +35,7 @@ private:
     const Function* table;
 };
 
-/** Defines the kernel that a header declares, by a function of the per-target namespaces; below HWY_ONCE. */
+/** Defines a kernel declared in a header, by a function in the namespaces of the targets; below HWY_ONCE. */
 #define TESSIVAR_KERNEL(name, targetFunction) \
     HWY_EXPORT (targetFunction);              \
     constinit const decltype (name) name      \

@@ -14,7 +14,7 @@ namespace tessivar::kernels
     anywhere; n is a multiple of 16.
 */
 
-/** Powers must not be negative; infinities and NaN become the maximum. */
+/** Powers are >= 0; infinities and NaN become the maximum. */
 extern const Kernel<void (std::uint16_t* codes, const float* powers, std::size_t n)> packPowers;
 
 extern const Kernel<void (float* powers, const std::uint16_t* codes, std::size_t n)> unpackPowers;
