@@ -18,11 +18,11 @@ constexpr double defaultRate = 44100.0; // Hz, while there is neither a Group no
 constexpr auto deviceStateFile = "AudioDeviceSetup.config";
 constexpr std::uint32_t lateNoticeInterval = 30000; // ms
 
-/** "take.dls: reason" of "/folder/take.dls: reason": a notice is one short line. */
-juce::String withoutFolder (const juce::String& error)
+/** "take.dls: reason", without the folder: a notice is one short line. */
+juce::String readErrorOf (const TrackSamples& samples)
 {
-    const auto path = error.upToLastOccurrenceOf (": ", false, false);
-    return path.fromLastOccurrenceOf ("/", false, false) + error.substring (path.length());
+    const auto file = samples.location().file;
+    return samples.lastError().replace (file.getFullPathName(), file.getFileName());
 }
 
 bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
@@ -174,12 +174,13 @@ void Player::tick()
     const auto now = juce::Time::getMillisecondCounter();
 
     // What can't be read isn't there in time either, but the disk is not to blame for that.
-    if (counters.failedReads > seenFailedReads && onNotice)
+    if (const auto unreadable = engine.unreadableSamples();
+        unreadable != nullptr && counters.failedReads > seenFailedReads && onNotice)
     {
         if (lastReadNotice == 0 || now - lastReadNotice > lateNoticeInterval)
         {
             lastReadNotice = now;
-            onNotice ("Audio can't be read: " + withoutFolder (engine.readError()), NoticeAction::none);
+            onNotice ("Audio can't be read: " + readErrorOf (*unreadable), NoticeAction::none);
         }
     }
     else if (counters.failedReads == 0 && (late != seenLateBlocks || dropouts != seenDropouts)
@@ -208,7 +209,8 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
         for (const auto& track : group->state().tracks)
             tracks.push_back (playbackTrackOf (track));
 
-    // Without tracks at the device's own rate: nothing is converted, and the device's status has nothing to complain of.
+    // Without tracks at the device's own rate: nothing is converted, and the device's status has nothing to
+    // complain of.
     const auto deviceRate = device.callback().deviceRate();
     const auto sampleRate = group != nullptr && group->sampleRate() > 0.0 ? group->sampleRate()
                             : deviceRate > 0.0                            ? deviceRate
@@ -287,12 +289,6 @@ bool Player::sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampl
 {
     return sampleRate == shownRate
            && std::equal (tracks.begin(), tracks.end(), shownTracks.begin(), shownTracks.end(), isSameSound);
-}
-
-void Player::setListening (Listening listening)
-{
-    currentListening = listening;
-    engine.setListening (listening);
 }
 
 bool Player::canPlay() const

@@ -12,8 +12,8 @@
 namespace tessivar
 {
 
-/** What is heard of the open work: hands the selected Group to the playback engine, and keeps engine, device and the
-    window's transport state together. Times are seconds from the start of the Group. Message thread.
+/** What is heard of the open work: hands the selected Group to the playback engine, and keeps engine, device
+    and the window's transport state together. Times are seconds from the start of the Group. Message thread.
 */
 class Player
 {
@@ -30,7 +30,7 @@ public:
     /** Brings playback in line with the Group and its tracks; does nothing where nothing differs. */
     void show (const Group::Ptr& group, std::uint32_t selectedTrack);
 
-    void setListening (Listening listening);
+    void setListening (Listening listening) { engine.setListening (listening); }
 
     /** All tracks of the Group together, each with its own knobs, instead of the selected one alone. */
     void setPlaysWholeGroup (bool shouldPlayAll);
@@ -42,7 +42,9 @@ public:
     [[nodiscard]] bool isSolo (std::uint32_t trackId) const { return soloTracks.count (trackId) != 0; }
     [[nodiscard]] bool isMuted (std::uint32_t trackId) const { return mutedTracks.count (trackId) != 0; }
 
-    /** Makes A and B of the selected track equally loud, so that the ear compares what they do and not their level. */
+    /** Makes A and B of the selected track equally loud, so that the ear compares what they do and not their
+        level.
+    */
     void setMatchesLoudness (bool shouldMatch);
     [[nodiscard]] bool matchesLoudness() const { return loudness != nullptr; }
 
@@ -57,8 +59,9 @@ public:
     [[nodiscard]] bool isPlaying() const { return engine.isPlaying(); }
     [[nodiscard]] double position() const;
     [[nodiscard]] double duration() const;
-    [[nodiscard]] Listening listening() const { return currentListening; }
-    /** How often the sound dropped out since playback was last started, because the program or the computer was too slow. */
+    /** How often the sound dropped out since playback was last started, because the program or the computer
+        was too slow.
+    */
     [[nodiscard]] std::uint64_t numDropouts() const { return device.numDropouts() - dropoutsBefore; }
 
     [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const { return engine.levels (trackId); }
@@ -88,7 +91,6 @@ private:
     std::vector<PlaybackTrack> shownTracks;
     double shownRate = 0.0;
     std::uint32_t shownSelection = 0;
-    Listening currentListening = Listening::processed;
     bool wholeGroup = false;
     std::set<std::uint32_t> soloTracks, mutedTracks;
     std::unique_ptr<LoudnessWorker> loudness; // null: not wanted

@@ -208,7 +208,9 @@ int play (const PlayRequest& request, const CommandContext& context, Played& res
     result.seconds = static_cast<double> (std::min (engine.position(), programme.end) - programme.start)
                      / programme.sampleRate;
     result.dropouts = device.numDropouts();
-    result.readError = engine.readError();
+
+    if (const auto unreadable = engine.unreadableSamples())
+        result.readError = unreadable->lastError();
 
     // What can't be read isn't there in time either, but the disk is not to blame for that.
     if (result.readError.isNotEmpty())

@@ -11,7 +11,7 @@ OfflineMix::OfflineMix (std::span<const PlaybackTrack> tracks,
 {
     for (const auto& track : tracks)
     {
-        if (track.samples == nullptr || ! choice.letsThrough (track, tracks))
+        if (track.samples == nullptr || ! choice.isHeard (track, tracks))
             continue;
 
         const auto target = VoiceTarget::forMix (track.mix, choice.listening, true);

@@ -39,7 +39,7 @@ std::shared_ptr<PlayingTrack> PlaybackEngine::makeTrack (const PlaybackTrack& tr
     if (numChannels != channelLayout::numUnrendered && numChannels != channelLayout::numRendered)
         return nullptr;
 
-    const auto heard = choice.letsThrough (track, playbackTracks);
+    const auto heard = choice.isHeard (track, playbackTracks);
     return std::make_shared<PlayingTrack> (track,
                                            newRate,
                                            settings.numPages (newRate),
@@ -106,7 +106,7 @@ void PlaybackEngine::updateTargets()
         if (playingTracks[i] == nullptr)
             continue;
 
-        const auto heard = choice.letsThrough (playbackTracks[i], playbackTracks);
+        const auto heard = choice.isHeard (playbackTracks[i], playbackTracks);
         playingTracks[i]->isAudible.store (heard, std::memory_order_relaxed);
         playingTracks[i]->voice.setTarget (
             VoiceTarget::forMix (playbackTracks[i].mix, choice.listening, heard));
@@ -252,13 +252,13 @@ PlaybackCounters PlaybackEngine::counters() const
     return result;
 }
 
-juce::String PlaybackEngine::readError() const
+std::shared_ptr<TrackSamples> PlaybackEngine::unreadableSamples() const
 {
     for (const auto& track : playingTracks)
         if (track != nullptr && track->failedReads.load (std::memory_order_relaxed) > 0)
-            return track->samples->lastError();
+            return track->samples;
 
-    return {};
+    return nullptr;
 }
 
 std::array<float, 2> PlaybackEngine::takeOutputPeaks()

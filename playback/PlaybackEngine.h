@@ -93,8 +93,8 @@ public:
     [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const;
     [[nodiscard]] PlaybackCounters counters() const;
 
-    /** File and reason, when samples of a track that is loaded can't be read; empty when all could. */
-    [[nodiscard]] juce::String readError() const;
+    /** Samples of a loaded track that can't be read, whose lastError() says why; null when all could. */
+    [[nodiscard]] std::shared_ptr<TrackSamples> unreadableSamples() const;
 
     /** Largest absolute output samples, left and right, since the last call. */
     [[nodiscard]] std::array<float, 2> takeOutputPeaks();
@@ -136,13 +136,15 @@ private:
 
     // Rendering thread.
     void adoptTracks();
-    [[nodiscard]] bool losesSoundIn (const TrackSet& next) const;
+    /** Whether a track that sounds is not among the next ones. */
+    [[nodiscard]] bool silencesSoundingTrack (const TrackSet& nextTracks) const;
     void installTracks();
     void startWhenReady();
     void renderChunk (float* mono, int numSamples);
     void renderSegment (const Transport::Segment& segment, float* mono);
     [[nodiscard]] bool mixTrack (PlayingTrack& track, std::int64_t position, int numSamples, float* dest);
-    [[nodiscard]] bool breaksOffAfter (const PlayingTrack& track, std::int64_t at, bool isLast) const;
+    /** Whether playback goes on at this frame, the first of a page, without it: the page is not there. */
+    [[nodiscard]] bool hasGapAfter (const PlayingTrack& track, std::int64_t at, bool isLast) const;
     void mixSeam (const Transport::Segment& segment, float* mono);
     void finish (float* mono, int numSamples);
     void publishStatus();

@@ -78,13 +78,13 @@ void PlaybackEngine::adoptTracks()
     if (next == nullptr || retired.load (std::memory_order_acquire) != nullptr)
         return;
 
-    if (! transport.isSilent() && losesSoundIn (*next))
+    if (! transport.isSilent() && silencesSoundingTrack (*next))
         transport.interrupt();
     else
         installTracks();
 }
 
-bool PlaybackEngine::losesSoundIn (const TrackSet& other) const
+bool PlaybackEngine::silencesSoundingTrack (const TrackSet& nextTracks) const
 {
     if (current == nullptr)
         return false;
@@ -94,8 +94,8 @@ bool PlaybackEngine::losesSoundIn (const TrackSet& other) const
                         [&] (const auto& track)
                         {
                             return track->voice.isSounding()
-                                   && std::find (other.tracks.begin(), other.tracks.end(), track)
-                                          == other.tracks.end();
+                                   && std::find (nextTracks.tracks.begin(), nextTracks.tracks.end(), track)
+                                          == nextTracks.tracks.end();
                         });
 }
 
@@ -219,7 +219,7 @@ bool PlaybackEngine::mixTrack (PlayingTrack& track, std::int64_t position, int n
             auto edge = track.missedFrames ? TrackVoice::Edge::fadeIn : TrackVoice::Edge::none;
 
             // A page always ends before the gap: the last chance to stop without a click.
-            if (at + count == pageEnd && breaksOffAfter (track, pageEnd, pageEnd == position + numSamples))
+            if (at + count == pageEnd && hasGapAfter (track, pageEnd, pageEnd == position + numSamples))
                 edge = TrackVoice::Edge::fadeOut;
 
             const auto first = static_cast<std::size_t> (at - page * FramePages::framesPerPage)
@@ -243,7 +243,7 @@ bool PlaybackEngine::mixTrack (PlayingTrack& track, std::int64_t position, int n
     return isComplete;
 }
 
-bool PlaybackEngine::breaksOffAfter (const PlayingTrack& track, std::int64_t at, bool isLast) const
+bool PlaybackEngine::hasGapAfter (const PlayingTrack& track, std::int64_t at, bool isLast) const
 {
     const auto goesOn = ! isLast || transport.nextSample() == at;
     return goesOn && at < track.pages.lengthInFrames() && ! track.pages.contains (FramePages::pageOf (at));

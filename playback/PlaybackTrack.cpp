@@ -5,7 +5,7 @@
 namespace tessivar
 {
 
-bool PlaybackChoice::letsThrough (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const
+bool PlaybackChoice::isHeard (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const
 {
     if (! playsWholeGroup)
         return track.id == selectedTrack;

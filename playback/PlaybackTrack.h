@@ -58,7 +58,7 @@ struct PlaybackChoice
     std::uint32_t selectedTrack = 0;
 
     /** Whether this one of the tracks is heard. */
-    [[nodiscard]] bool letsThrough (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const;
+    [[nodiscard]] bool isHeard (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const;
 };
 
 /** The range that repeats: samples from start up to, not including, end. */
