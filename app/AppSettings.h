@@ -9,7 +9,9 @@
 namespace tessivar
 {
 
-/** Keys of the settings that only the window uses, and their values. Absent or senseless values give the defaults. */
+/** Keys of the settings that only the window uses, and their values. Absent or senseless values give the
+    defaults.
+*/
 namespace appSettingsKeys
 {
 inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
@@ -30,8 +32,9 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 [[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 
-/** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % that leaves 1280 x 800 logical pixels of a
-    screen of this size; TESSIVAR_SCALE in the environment (a number such as 1.5) comes before both.
+/** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % that leaves 1280 x 800
+    logical pixels of a screen of this size; TESSIVAR_SCALE in the environment (a number such as 1.5) comes
+    before both.
 */
 [[nodiscard]] double interfaceScale (const juce::PropertySet& settings, int screenWidth, int screenHeight);
 

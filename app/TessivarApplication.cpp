@@ -106,7 +106,8 @@ void TessivarApplication::initialise (const juce::String&)
 
 void TessivarApplication::end (int signal)
 {
-    // Whoever sends this waits seconds at most: nothing is asked, and what is not saved is offered at the next start.
+    // Whoever sends this waits seconds at most: nothing is asked, and what is not saved is offered at the
+    // next start.
     juce::Logger::writeToLog ("Ending on signal " + juce::String (signal));
 
     if (window != nullptr)
@@ -156,8 +157,8 @@ void TessivarApplication::leave()
 {
     quit();
 
-    // The toolkit's loop forgets, after a loop within it, that there was something to do, and waits for the next event
-    // before it looks whether it should end. This is one; no message can be posted any more.
+    // The toolkit's loop forgets, after a loop within it, that there was something to do, and waits for the
+    // next event before it looks whether it should end. This is one; no message can be posted any more.
     const unsigned char byte = 1;
 
     if (wakeUp[1] >= 0) [[maybe_unused]]
@@ -166,8 +167,8 @@ void TessivarApplication::leave()
 
 void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)
 {
-    // Memory that ran out in a job is told by the job; what gets here could not go on anyway, and open work is in the
-    // recovery folder.
+    // Memory that ran out in a job is told by the job; what gets here could not go on anyway, and open work
+    // is in the recovery folder.
     const juce::String reason (error != nullptr ? error->what() : "unknown error");
     juce::Logger::writeToLog ("Unhandled error: " + reason);
     std::cerr << "tessivar: " << reason << std::endl;

@@ -43,7 +43,9 @@ private:
     int wakeUp[2] = { -1, -1 }; // a pipe that is watched by the message loop
 };
 
-/** The folder of the program's resources: beside the executable, wherever it was started from and through links. */
+/** The folder of the program's resources: beside the executable, wherever it was started from and through
+    links.
+*/
 [[nodiscard]] juce::File resourceFolder();
 
 } // namespace tessivar

@@ -28,9 +28,9 @@ struct TrackWaveform
     std::shared_ptr<ChannelEnergyPyramid> energies; // null unless rendered
 };
 
-/** The pyramids of all open tracks, made once from their samples, and exact columns on demand; on a thread of its own, one
-    piece of work at a time: columns that are waited for before pyramids, the track that is looked at before the others.
-    Everything else belongs to the message thread.
+/** The pyramids of all open tracks, made once from their samples, and exact columns on demand; on a thread of
+    its own, one piece of work at a time: columns that are waited for before pyramids, the track that is
+    looked at before the others. Everything else belongs to the message thread.
 */
 class WaveformLibrary : private juce::AsyncUpdater
 {
@@ -38,7 +38,9 @@ public:
     WaveformLibrary();
     ~WaveformLibrary() override;
 
-    /** Makes room for these tracks and starts to read those that are new; forgets all others. The first is read first. */
+    /** Makes room for these tracks and starts to read those that are new; forgets all others. The first is
+        read first.
+    */
     void setTracks (const std::vector<TrackState>& tracks);
 
     /** Null for a track that is not among them. It may still be growing. */
@@ -49,16 +51,16 @@ public:
 
     [[nodiscard]] bool isReading() const { return busy.load (std::memory_order_relaxed); }
 
-    /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on the message
-        thread, by onExactEnvelope.
+    /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on
+        the message thread, by onExactEnvelope.
     */
     void
     requestExact (const TrackState& track, const WaveEnvelopeRequest& request, const ChannelWeights& weights);
 
     std::function<void (const WaveExactEnvelope&)> onExactEnvelope;
 
-    /** Reads a whole rendered track as these weights sound, when nothing else is to be done; the newest wish takes the
-        place of any before. The answer comes on the message thread, by onProcessed.
+    /** Reads a whole rendered track as these weights sound, when nothing else is to be done; the newest wish
+        takes the place of any before. The answer comes on the message thread, by onProcessed.
     */
     void requestProcessed (const TrackState& track, const ChannelWeights& weights);
 

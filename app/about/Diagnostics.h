@@ -21,8 +21,8 @@ struct DiagnosticsRequest
 
 [[nodiscard]] juce::String diagnosticsText (const DiagnosticsRequest& request);
 
-/** A line with everything from the start of an absolute path to the line's end, or to ": " after it, replaced: names may
-    hold blanks, so more rather than less goes.
+/** A line with everything from the start of an absolute path to the line's end, or to ": " after it,
+    replaced: names may hold blanks, so more rather than less goes.
 */
 [[nodiscard]] juce::String withoutPaths (const juce::String& line);
 

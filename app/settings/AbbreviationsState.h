@@ -5,9 +5,11 @@
 namespace tessivar
 {
 
-/** The lists of abbreviations while they are edited: the seven of the types with a name. That of overheads stays as it is.
+/** The lists of abbreviations while they are edited: the seven of the types with a name. That of overheads
+    stays as it is.
 
-    What the program classifies by changes with save(), not before; reset() shows the built-in lists and registers them.
+    What the program classifies by changes with save(), not before; reset() shows the built-in lists and
+    registers them.
 */
 class AbbreviationsState
 {
@@ -24,8 +26,8 @@ public:
     /** Whether a list differs from what the settings hold. */
     [[nodiscard]] bool hasChanges() const;
 
-    /** Puts every edited list in the place of the stored one, writes all eight and loads them again. On failure the lists hold
-        for this run and the result says that they can't be written.
+    /** Puts every edited list in the place of the stored one, writes all eight and loads them again. On
+        failure the lists hold for this run and the result says that they can't be written.
     */
     [[nodiscard]] juce::Result save();
 

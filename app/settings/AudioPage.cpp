@@ -101,7 +101,8 @@ void AudioPage::showDevice()
     tone.setButtonText (status == DeviceStatus::none   ? "Open default device"
                         : status == DeviceStatus::lost ? "Open device again"
                                                        : "Play test tone");
-    tone.setLeadingIcon (tone.getButtonText() == "Play test tone" ? Icon::speaker : Icon::none);
+    tone.setLeadingIcon (status == DeviceStatus::none || status == DeviceStatus::lost ? Icon::none
+                                                                                      : Icon::speaker);
     resized();
     latency.setText ({});
 

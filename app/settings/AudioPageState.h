@@ -12,8 +12,8 @@ namespace tessivar
 /** "256 samples · 5.3 ms" */
 [[nodiscard]] juce::String bufferSizeText (int samples, double rate);
 
-/** The outputs of a device two by two: "1 – 2", with their common name behind them where they have one that tells
-    something, "3 – 4 (Monitors)"; the last one alone where their number is odd.
+/** The outputs of a device two by two: "1 – 2", with their common name behind them where they have one that
+    tells something, "3 – 4 (Monitors)"; the last one alone where their number is odd.
 */
 [[nodiscard]] juce::StringArray outputPairTexts (const juce::StringArray& channelNames);
 
@@ -32,8 +32,8 @@ struct DeviceNote
 /** How the device and the Group get along. @param groupRate  Hz; 0: no Group is open */
 [[nodiscard]] DeviceNote deviceNote (DeviceStatus status, double deviceRate, double groupRate);
 
-/** Opens an output; an empty name closes the device and means to have none. When it can't be opened, the one that was open
-    before is opened again as it was and the result says why. The new choice is saved.
+/** Opens an output; an empty name closes the device and means to have none. When it can't be opened, the one
+    that was open before is opened again as it was and the result says why. The new choice is saved.
 */
 [[nodiscard]] juce::Result
 changeOutput (PlaybackDevice& device, const juce::String& type, const juce::String& name);
@@ -41,7 +41,8 @@ changeOutput (PlaybackDevice& device, const juce::String& type, const juce::Stri
 /** Opens the type's own choice of output, as changeOutput() does. */
 [[nodiscard]] juce::Result changeDeviceType (PlaybackDevice& device, const juce::String& type);
 
-/** Gives the open device another rate, buffer or other channels; when it refuses, it stays as it was. Saved. */
+/** Gives the open device another rate, buffer or other channels; when it refuses, it stays as it was. Saved.
+*/
 [[nodiscard]] juce::Result changeSetup (PlaybackDevice& device,
                                         const juce::AudioDeviceManager::AudioDeviceSetup& setup);
 

@@ -11,7 +11,9 @@
 namespace tessivar
 {
 
-/** A few choices of which one holds. Tab reaches the one that holds; the arrow keys, Home and End go to the others. */
+/** A few choices of which one holds. Tab reaches the one that holds; the arrow keys, Home and End go to the
+    others.
+*/
 class ChoiceGroup : public juce::Component
 {
 public:

@@ -169,7 +169,7 @@ void FoldersPage::resized()
     };
 
     placeRow (temporaryLabel, temporary, { &defaultButton, &chooseTemporaryButton });
-    const auto hintLines = temporaryHint.getText() == juce::String (advice) ? 1 : 2;
+    const auto hintLines = temporaryHint.isWarning() ? 2 : 1; // a note is longer than the advice
     temporaryHint.setBounds (area.removeFromTop (hintLines * 17 + 2));
     area.removeFromTop (12);
 

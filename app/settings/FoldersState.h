@@ -39,9 +39,9 @@ struct TemporaryDisk
 /** Whether files can be written to a folder that the user chose; it is made where it is missing. */
 [[nodiscard]] juce::Result checkFolder (const juce::File& folder);
 
-/** The settings with the default for temporary files written out as if the user had chosen it, so that it stays when the
-    program's own default would come to mean another folder. What is written is the folder that can be used by now: that of
-    all users, or else the one in the user's cache.
+/** The settings with the default for temporary files written out as if the user had chosen it, so that it
+    stays when the program's own default would come to mean another folder. What is written is the folder that
+    can be used by now: that of all users, or else the one in the user's cache.
 */
 [[nodiscard]] FolderSettings withDefaultTemporaryFolder (FolderSettings settings,
                                                          const UserFolders& folders,

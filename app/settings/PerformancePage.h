@@ -9,7 +9,8 @@
 namespace tessivar
 {
 
-/** Threads and method of the analysis, reading ahead and the disk behind it, and the size of the interface. */
+/** Threads and method of the analysis, reading ahead and the disk behind it, and the size of the interface.
+*/
 class PerformancePage : public SettingsPage
 {
 public:

@@ -36,7 +36,8 @@ inline constexpr std::array interfaceSizes{ 0, 100, 125, 150, 200 };
 /** Index among the sizes; what is none of them counts as automatic. */
 [[nodiscard]] int interfaceSizeIndex (int percent);
 
-/** Size of the test file: what DiskBenchmark takes by itself, or less where that would fill more than a quarter of what
+/** Size of the test file: what DiskBenchmark takes by itself, or less where that would fill more than a
+    quarter of what
     is free; nothing when there is too little for a test. @param freeBytes  nothing: not known
 */
 [[nodiscard]] std::optional<std::int64_t> benchmarkFileBytes (std::optional<std::uint64_t> freeBytes);

@@ -15,8 +15,8 @@ namespace tessivar
 */
 [[nodiscard]] std::optional<bool> desktopReducesMotion (const juce::File& configFolder);
 
-/** Sets how the interface moves, by the user's choice or by the desktop's. The desktop is asked on a thread of its own:
-    until it has answered nothing moves. Message thread.
+/** Sets how the interface moves, by the user's choice or by the desktop's. The desktop is asked on a thread
+    of its own: until it has answered nothing moves. Message thread.
 */
 void applyMotion (const juce::PropertySet& settings);
 

@@ -25,7 +25,9 @@ public:
         enter();
     }
 
-    /** Another page comes to the front, or the dialog leaves the screen: from here on nothing of the context is touched. */
+    /** Another page comes to the front, or the dialog leaves the screen: from here on nothing of the context
+        is touched.
+    */
     void close()
     {
         if (std::exchange (front, false))
@@ -63,7 +65,9 @@ protected:
         return field.getBounds();
     }
 
-    /** Before a button is disabled or hidden by its own click: the keyboard would be left with nothing, Escape included. */
+    /** Before a button is disabled or hidden by its own click: the keyboard would be left with nothing,
+        Escape included.
+    */
     static void passFocus (const juce::Component& from, juce::Component& to)
     {
         if (from.hasKeyboardFocus (true))

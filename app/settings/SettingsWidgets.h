@@ -28,6 +28,7 @@ public:
 
     /** In amber instead of grey. */
     void setWarning (bool shouldWarn);
+    [[nodiscard]] bool isWarning() const { return warns; }
 
     void paint (juce::Graphics& g) override;
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
@@ -55,7 +56,6 @@ class NoteBox : public juce::Component
 {
 public:
     void show (NoteKind newKind, const juce::String& words);
-    [[nodiscard]] NoteKind getKind() const { return kind; }
     [[nodiscard]] juce::String getText() const { return text; }
 
     void paint (juce::Graphics& g) override;

@@ -6,17 +6,7 @@ namespace tessivar
 {
 namespace
 {
-
-DialogButton button (const juce::String& text, ButtonLook look)
-{
-    DialogButton made;
-    made.text = text;
-    made.look = look;
-    return made;
-}
-
 constexpr int rowHeight = 44;
-
 } // namespace
 
 ChecklistDialog::ChecklistDialog (const ResourceImages& images,
@@ -27,13 +17,12 @@ ChecklistDialog::ChecklistDialog (const ResourceImages& images,
     : DialogContent (titleText, std::move (buttonsToShow)), message (messageText), list (images)
 {
     std::vector<DialogListRow> rows;
-    for (const auto& entry : entries)
+    for (const auto& [name, remark, ticked] : entries)
     {
-        DialogListRow row;
-        row.text = entry.name;
-        row.remark = entry.remark;
-        row.ticked = entry.ticked;
-        rows.push_back (row);
+        auto& row = rows.emplace_back();
+        row.text = name;
+        row.remark = remark;
+        row.ticked = ticked;
     }
     list.setRows (std::move (rows), rowHeight);
     list.setTitle (titleText);
@@ -72,18 +61,16 @@ makeQuitDialog (const ResourceImages& images,
                 const std::vector<ChecklistDialog::Entry>& unsavedGroups,
                 std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice)
 {
-    auto without = button ("Quit Without Saving", ButtonLook::danger);
-    without.atLeft = true;
-    auto cancel = button ("Cancel", ButtonLook::standard);
-    cancel.isSafe = true;
-    auto save = button ("Save and Quit", ButtonLook::primary);
-    save.hasFirstFocus = true;
     auto dialog = std::make_unique<ChecklistDialog> (
         images,
         "Save changes before quitting?",
         "These groups have changes that are not saved yet. Ticked groups will be saved.",
         unsavedGroups,
-        std::vector<DialogButton>{ without, cancel, save });
+        std::vector<DialogButton>{
+            { .text = "Quit Without Saving", .look = ButtonLook::danger, .atLeft = true },
+            { .text = "Cancel", .isSafe = true },
+            { .text = "Save and Quit", .look = ButtonLook::primary, .hasFirstFocus = true },
+        });
     dialog->onResult = [choice = std::move (onChoice)] (int index, const std::vector<bool>& ticked)
     {
         if (choice != nullptr)
@@ -97,18 +84,16 @@ makeRecoveryDialog (const ResourceImages& images,
                     const std::vector<ChecklistDialog::Entry>& groups,
                     std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice)
 {
-    auto discard = button ("Discard", ButtonLook::danger);
-    discard.atLeft = true;
-    auto later = button ("Not Now", ButtonLook::standard);
-    later.isSafe = true;
-    auto recover = button ("Recover", ButtonLook::primary);
-    recover.hasFirstFocus = true;
     auto dialog = std::make_unique<ChecklistDialog> (
         images,
         "Recover unsaved groups?",
         "Tessivar ended before these groups were saved. Ticked groups will be opened as they were.",
         groups,
-        std::vector<DialogButton>{ discard, later, recover });
+        std::vector<DialogButton>{
+            { .text = "Discard", .look = ButtonLook::danger, .atLeft = true },
+            { .text = "Not Now", .isSafe = true },
+            { .text = "Recover", .look = ButtonLook::primary, .hasFirstFocus = true },
+        });
     dialog->onResult = [choice = std::move (onChoice)] (int index, const std::vector<bool>& ticked)
     {
         if (choice != nullptr)

@@ -115,18 +115,9 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
     if (mayBeSilenced)
         settings.tickText = "Don't show this warning again.";
     if (! list.isEmpty())
-    {
-        DialogButton copy;
-        copy.text = "Copy list";
-        copy.closes = false;
-        settings.buttons.push_back (copy);
-    }
-    DialogButton ok;
-    ok.text = "OK";
-    ok.look = ButtonLook::primary;
-    ok.hasFirstFocus = true;
-    ok.isSafe = true;
-    settings.buttons.push_back (ok);
+        settings.buttons.push_back ({ .text = "Copy list", .closes = false });
+    settings.buttons.push_back (
+        { .text = "OK", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true });
 
     auto dialog = std::make_unique<MessageDialog> (images, settings);
     const auto okIndex = static_cast<int> (settings.buttons.size()) - 1;
@@ -156,13 +147,8 @@ std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
     settings.warns = destroys;
     settings.width = destroys ? 480 : 560;
 
-    DialogButton yes, no;
-    yes.text = affirmative;
-    yes.look = affirmativeLook;
-    yes.hasFirstFocus = ! destroys;
-    no.text = negative;
-    no.isSafe = true;
-    no.hasFirstFocus = destroys;
+    const DialogButton yes{ .text = affirmative, .look = affirmativeLook, .hasFirstFocus = ! destroys };
+    const DialogButton no{ .text = negative, .hasFirstFocus = destroys, .isSafe = true };
     // The primary button stands at the right; a destructive question puts the safe answer there.
     settings.buttons = destroys ? std::vector<DialogButton>{ yes, no } : std::vector<DialogButton>{ no, yes };
     const auto yesIndex = destroys ? 0 : 1;

@@ -50,8 +50,9 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MessageDialog)
 };
 
-/** A warning with a list of files and their details: "Copy list", which copies both and keeps the dialog open, and "OK".
-    With `mayBeSilenced` there is also the dot "Don't show this warning again."; onClose receives its state.
+/** A warning with a list of files and their details: "Copy list", which copies both and keeps the dialog
+    open, and "OK". With `mayBeSilenced` there is also the dot "Don't show this warning again."; onClose
+    receives its state.
 */
 std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
                                                   const juce::String& title,
