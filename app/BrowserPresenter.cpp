@@ -1,8 +1,8 @@
 #include "app/BrowserPresenter.h"
 
-#include "app/TrackLooks.h"
+#include "app/TrackPresenter.h"
 #include "terms/AnalysisMethod.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 
 #include <algorithm>
 #include <cmath>

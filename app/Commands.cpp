@@ -1,182 +1,178 @@
 #include "app/Commands.h"
 
-#include <algorithm>
-#include <array>
+#include "ui/DrumDrawing.h"
+#include "ui/Palette.h"
+
+#include <utility>
 
 namespace tessivar
 {
 
 namespace
 {
-using namespace commandId;
-
-constexpr auto openDescription = "Opens a dls file";
-
-constexpr std::array entries{
-    CommandEntry{ newGroup, "New Group", "Opens an empty track", 'n' },
-    CommandEntry{ openGroups, "Open Group(s)", openDescription, 'o' },
-    CommandEntry{ commandId::saveGroup, "Save Group", "Save Track", 's' },
-    CommandEntry{ saveGroupAs, "Save Group as...", "Save Group as...", 's', true },
-    CommandEntry{ saveAllGroups, "Save All Groups", "Save All Groups" },
-    CommandEntry{ closeAllGroups, "Close All Groups", "Close All Groups", 'w' },
-    CommandEntry{ settings, "Settings", "Settings" },
-    CommandEntry{ quit, "Quit", "Quit", 'q' },
-    CommandEntry{ importTracks, "Import Track(s)", "Import Track(s)" },
-    CommandEntry{ importFolders, "Import Folder(s)", "Import Folder(s)" },
-    CommandEntry{ importFromGroup, "Import Track(s) from DLS", "Import Track(s) from DLS" },
-    CommandEntry{ importTracksByKey, "Import Track(s)", "Import Track(s)", 'i' },
-    CommandEntry{ importFoldersByKey, "Import Folder(s)", "Import Folder(s)", 'f' },
-    CommandEntry{ importFromGroupByKey, "Import Track(s) from DLS", "Import Track(s) from DLS", 'd' },
-    CommandEntry{ analyzeGroup, "Analyze Group", "Analyze Group", 'p' },
-    CommandEntry{ analyzeGroups, "Analyze Group(s)", "Analyze Group(s)", 'p', true },
-    CommandEntry{ exportTrack, "Export Track", "Export Track" },
-    CommandEntry{ exportGroup, "Export Group", "Export Group" },
-    CommandEntry{ exportAllGroups, "Export All Groups", "Export All Groups", 'x', true },
-    CommandEntry{ exportTrackByKey, "Export Track", "Export Track", 'e' },
-    CommandEntry{ exportGroupByKey, "Export Group", "Export Group", 'x' },
-    CommandEntry{ exportAllGroupsByKey, "Export All Groups", "Export All Groups", 'x', true },
-    CommandEntry{ quickStartGuide, "QuickStartGuide", "QuickStartGuide" },
-    CommandEntry{ documentation, "Documentation", "Documentation" },
-    CommandEntry{ onlineHelp, "Online Help", "Online Help" },
-    CommandEntry{ about, "About Tessivar", "About Tessivar" },
-    CommandEntry{ playStop, "PlayStop", "PlayStop" },
-    CommandEntry{ warnings, "Warnings", "Warnings" },
-    CommandEntry{ filesDropped, "Files dropped", "Files dropped" },
-    CommandEntry{ closeSelectedGroup, "Close selected Group", "Close selected Group" },
-    CommandEntry{ toggleFullscreen, "Toggle Fullscreen", "Toggle Fullscreen" },
-    CommandEntry{ toggleSetting, "Toggle AB setup", "Toggle AB setup" },
-};
-
-constexpr std::array served{ 16, 17, 18, 19, 20, 22, 33, 34, 35, 36, 37, 38, 49,  50,  65, 66,
-                             67, 68, 69, 70, 81, 82, 83, 84, 23, 97, 98, 99, 100, 101, 102 };
-
-constexpr int separator = 0, recentFilesMenu = -1;
-
-constexpr std::array fileMenu{ 16, 17,        separator, recentFilesMenu, separator, 18, 19, 20,
-                               21, separator, 22,        separator,       23 };
-constexpr std::array importMenu{ 33, 34, 35 };
-constexpr std::array analyzeMenu{ 49, 50 };
-constexpr std::array exportMenu{ 65, 66, 67 };
-constexpr std::array helpMenu{ 84, 81, 82, 83 };
-
-std::span<const int> itemsOf (int menuIndex)
+/** Numbers of the entries in the menus of tracks and Groups: their place in the table. */
+int itemIdOf (const VerbEntry& entry)
 {
-    switch (menuIndex)
+    return 1 + static_cast<int> (&entry - allVerbs().data());
+}
+
+juce::PopupMenu::Item itemFor (const VerbEntry& entry, const VerbTargets& targets)
+{
+    juce::PopupMenu::Item item (entry.menuText.isNotEmpty() ? entry.menuText : entry.name);
+    item.itemID = itemIdOf (entry);
+    item.isEnabled = entry.canPerform == nullptr || entry.canPerform (targets);
+
+    if (const auto key = entry.type ? entry.windowKeys.front() : shownKeyOf (entry.verb); key.isValid())
+        item.shortcutKeyDescription = key.getTextDescription();
+
+    if (entry.object != nullptr)
+        item.text = (item.text + " " + entry.object (targets)).trimEnd();
+
+    if (entry.isTicked != nullptr && targets.group() != nullptr)
+        item.isTicked = entry.isTicked (targets);
+
+    if (entry.isDangerous)
+        item.colour = palette::danger;
+
+    if (entry.type)
     {
-        case 0:
-            return fileMenu;
-        case 1:
-            return importMenu;
-        case 2:
-            return analyzeMenu;
-        case 3:
-            return exportMenu;
-        case 4:
-            return helpMenu;
-        default:
-            return {};
+        item.image = iconDrawable (drumIcon (*entry.type), 16.0f, drumColour (*entry.type));
+        item.isTicked = targets.track() != nullptr && targets.track()->drumType() == *entry.type;
     }
+
+    return item;
 }
 
-juce::KeyPress keyOf (const CommandEntry& entry)
-{
-    const auto shift = entry.withShift ? juce::ModifierKeys::shiftModifier : 0;
-    return { entry.key, juce::ModifierKeys (juce::ModifierKeys::commandModifier | shift), 0 };
-}
-
-juce::PopupMenu recentMenu (const std::vector<RecentMenuEntry>& files)
+juce::PopupMenu typeMenu (const VerbTargets& targets)
 {
     juce::PopupMenu menu;
 
-    for (const auto& file : files)
-        menu.addItem (firstRecentFile + file.index, file.path);
+    for (const auto& entry : allVerbs())
+        if (entry.type)
+            menu.addItem (itemFor (entry, targets));
+
+    return menu;
+}
+
+juce::PopupMenu methodMenu (const VerbTargets& targets)
+{
+    juce::PopupMenu menu;
+
+    for (const auto method : { Verb::methodStandard, Verb::methodRefined })
+        menu.addItem (itemFor (entryOf (method), targets));
 
     return menu;
 }
 } // namespace
 
-std::span<const CommandEntry> commandEntries()
+Commands::Commands()
 {
-    return entries;
+    commands.registerAllCommandsForTarget (this);
+    commands.setFirstCommandTarget (this);
+    setApplicationCommandManagerToWatch (&commands);
 }
 
-const CommandEntry* findCommandEntry (int id)
+Commands::~Commands()
 {
-    const auto found = std::find_if (
-        entries.begin(), entries.end(), [id] (const CommandEntry& entry) { return entry.id == id; });
-    return found == entries.end() ? nullptr : &*found;
+    setApplicationCommandManagerToWatch (nullptr);
 }
 
-std::span<const int> servedCommands()
+void Commands::getAllCommands (juce::Array<juce::CommandID>& ids)
 {
-    return served;
+    for (const auto& entry : allVerbs())
+        if (isServed (entry))
+            ids.add (entry.number);
 }
 
-void describeCommand (int id, juce::ApplicationCommandInfo& info)
+void Commands::getCommandInfo (juce::CommandID id, juce::ApplicationCommandInfo& info)
 {
-    const auto* entry = findCommandEntry (id);
+    const auto* entry = findCommand (id);
 
     if (entry == nullptr)
         return;
 
+    const auto& deed = entryOf (entry->verb);
     info.setInfo (entry->name, entry->description, "General", 0);
+    info.setActive (deed.canPerform == nullptr || targets == nullptr || deed.canPerform (targets()));
 
-    if (entry->key != 0)
-        info.defaultKeypresses.add (keyOf (*entry));
+    if (entry->commandKey.isValid())
+        info.defaultKeypresses.add (entry->commandKey);
 }
 
-juce::KeyPress keyOfAction (int id)
+bool Commands::perform (const InvocationInfo& info)
 {
-    for (const auto& entry : entries)
-        if (entry.key != 0 && actionOf (entry.id) == actionOf (id))
-            return keyOf (entry);
-
-    return {};
+    // A menu or a key press is still under way here.
+    juce::MessageManager::callAsync (
+        [self = juce::WeakReference<Commands> (this), entry = findCommand (info.commandID)]
+        {
+            if (self != nullptr && entry != nullptr && self->onPerform)
+                self->onPerform (*entry);
+        });
+    return true;
 }
 
-int actionOf (int id)
+juce::PopupMenu Commands::getMenuForIndex (int index, const juce::String&)
 {
-    switch (id)
-    {
-        case importTracksByKey:
-            return importTracks;
-        case importFoldersByKey:
-            return importFolders;
-        case importFromGroupByKey:
-            return importFromGroup;
-        case exportTrackByKey:
-            return exportTrack;
-        case exportGroupByKey:
-            return exportGroup;
-        case exportAllGroupsByKey:
-            return exportAllGroups;
-        default:
-            return id;
-    }
+    juce::PopupMenu menu, recent;
+
+    for (const auto& line : menuLines (index))
+        switch (line.kind)
+        {
+            case MenuLine::Kind::verb:
+                // Adds nothing for a command that is not served.
+                menu.addCommandItem (&commands, entryOf (line.verb).number);
+                break;
+            case MenuLine::Kind::recentFiles:
+                for (const auto& file : recentFiles ? recentFiles() : std::vector<RecentFile>())
+                    recent.addItem (firstRecentFile + file.index, file.path);
+
+                menu.addSubMenu ("Recent Files", recent);
+                break;
+            default:
+                menu.addSeparator();
+                break;
+        }
+
+    return menu;
 }
 
-juce::StringArray menuNames()
+void Commands::menuItemSelected (int itemId, int)
 {
-    return { "File", "Import", "Analyze", "Export", "Help" };
+    if (itemId >= firstRecentFile && onRecentFile)
+        onRecentFile (itemId - firstRecentFile);
 }
 
-juce::PopupMenu menuFor (int menuIndex,
-                         juce::ApplicationCommandManager& commands,
-                         const std::vector<RecentMenuEntry>& recentFiles)
+void Commands::showMenu (std::span<const MenuLine> lines,
+                         const VerbTargets& actedOn,
+                         juce::Point<int> position,
+                         std::function<void (const VerbEntry&)> onChosen)
 {
     juce::PopupMenu menu;
 
-    for (const auto item : itemsOf (menuIndex))
-    {
-        if (item == separator)
-            menu.addSeparator();
-        else if (item == recentFilesMenu)
-            menu.addSubMenu ("Recent Files", recentMenu (recentFiles));
-        else
-            menu.addCommandItem (&commands, item); // adds nothing for a command that is not served
-    }
+    for (const auto& line : lines)
+        switch (line.kind)
+        {
+            case MenuLine::Kind::verb:
+                menu.addItem (itemFor (entryOf (line.verb), actedOn));
+                break;
+            case MenuLine::Kind::drumTypes:
+                menu.addSubMenu ("Drum type", typeMenu (actedOn));
+                break;
+            case MenuLine::Kind::methods:
+                menu.addSubMenu ("Method of analysis", methodMenu (actedOn));
+                break;
+            default:
+                menu.addSeparator();
+                break;
+        }
 
-    return menu;
+    menu.showMenuAsync (
+        juce::PopupMenu::Options().withTargetScreenArea ({ position.x, position.y, 1, 1 }),
+        [self = juce::WeakReference<Commands> (this), onChosen = std::move (onChosen)] (int item)
+        {
+            if (self != nullptr && item > 0)
+                onChosen (allVerbs()[static_cast<std::size_t> (item - 1)]);
+        });
 }
 
 } // namespace tessivar

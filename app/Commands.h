@@ -1,95 +1,67 @@
 #pragma once
 
-#include <juce_gui_basics/juce_gui_basics.h>
+#include "app/Verbs.h"
 
-#include <span>
+#include <functional>
+#include <optional>
+#include <vector>
 
 namespace tessivar
 {
 
-/** Numbers of the commands. Pairs perform the same action: the first is the menu's, the second carries the key. */
-namespace commandId
-{
-enum Id : int
-{
-    newGroup = 16,
-    openGroups = 17,
-    saveGroup = 18,
-    saveGroupAs = 19,
-    saveAllGroups = 20,
-    closeAllGroups = 21,
-    settings = 22,
-    quit = 23,
-    importTracks = 33,
-    importFolders = 34,
-    importFromGroup = 35,
-    importTracksByKey = 36,
-    importFoldersByKey = 37,
-    importFromGroupByKey = 38,
-    analyzeGroup = 49,
-    analyzeGroups = 50,
-    exportTrack = 65,
-    exportGroup = 66,
-    exportAllGroups = 67,
-    exportTrackByKey = 68,
-    exportGroupByKey = 69,
-    exportAllGroupsByKey = 70,
-    quickStartGuide = 81,
-    documentation = 82,
-    onlineHelp = 83,
-    about = 84,
-    playStop = 97,
-    warnings = 98,
-    filesDropped = 99,
-    closeSelectedGroup = 100,
-    toggleFullscreen = 101,
-    toggleSetting = 102,
-
-    firstRecentFile = 113 // plus the entry's index; everything above is a recent file
-};
-} // namespace commandId
-
-struct CommandEntry
-{
-    int id = 0;
-    const char* name = "";
-    const char* description = "";
-    int key = 0; // a letter, with the command modifier; 0: none
-    bool withShift = false;
-};
-
-/** Every command, in order of the numbers. "Save Group" is described as "Save Track", and two commands claim one key:
-    both are intended.
+/** The table of verbs as the framework wants it: numbered commands with their keys, the menu bar, and the
+    menus of tracks and Groups. What a verb does is the owner's.
 */
-[[nodiscard]] std::span<const CommandEntry> commandEntries();
-[[nodiscard]] const CommandEntry* findCommandEntry (int id);
-
-/** The key that performs a command's action, its own or that of its pair; not a valid key where there is none. */
-[[nodiscard]] juce::KeyPress keyOfAction (int commandId);
-
-/** The commands that the main component serves, in this order: all but "Close All Groups", which is described and in the
-    File menu's list, but not served; so the framework neither shows it nor binds its key.
-*/
-[[nodiscard]] std::span<const int> servedCommands();
-
-/** What a command is to the framework. */
-void describeCommand (int id, juce::ApplicationCommandInfo& info);
-
-/** The command whose action this one performs: the menu's of a pair. */
-[[nodiscard]] int actionOf (int commandId);
-
-/** The five menus. */
-[[nodiscard]] juce::StringArray menuNames();
-
-/** Paths that the "Recent Files" submenu offers, by their index in the list of recent files. */
-struct RecentMenuEntry
+class Commands : public juce::ApplicationCommandTarget, public juce::MenuBarModel
 {
-    int index = 0;
-    juce::String path;
-};
+public:
+    Commands();
+    ~Commands() override;
 
-[[nodiscard]] juce::PopupMenu menuFor (int menuIndex,
-                                       juce::ApplicationCommandManager& commands,
-                                       const std::vector<RecentMenuEntry>& recentFiles);
+    /** Does what a verb does. Called when whatever invoked it has returned, so that it may open dialogs. */
+    std::function<void (const VerbEntry&)> onPerform;
+
+    /** What the verbs act on now, for greyed and ticked entries; without it all are active and none is
+        ticked.
+    */
+    std::function<VerbTargets()> targets;
+
+    /** Paths that the "Recent Files" submenu offers, by their index in the list of recent files. */
+    struct RecentFile
+    {
+        int index = 0;
+        juce::String path;
+    };
+    std::function<std::vector<RecentFile>()> recentFiles;
+    std::function<void (int index)> onRecentFile;
+
+    static constexpr int firstRecentFile = 113; // this number and all above stand for recent files
+
+    [[nodiscard]] juce::ApplicationCommandManager& manager() { return commands; }
+
+    /** After what the verbs act on has changed. */
+    void refresh() { commands.commandStatusChanged(); }
+
+    /** A menu that opens at a place on the screen; onChosen is told what was chosen. */
+    void showMenu (std::span<const MenuLine> lines,
+                   const VerbTargets& targets,
+                   juce::Point<int> position,
+                   std::function<void (const VerbEntry&)> onChosen);
+
+    juce::ApplicationCommandTarget* getNextCommandTarget() override { return nullptr; }
+    void getAllCommands (juce::Array<juce::CommandID>& ids) override;
+    void getCommandInfo (juce::CommandID id, juce::ApplicationCommandInfo& info) override;
+    bool perform (const InvocationInfo& info) override;
+
+    juce::StringArray getMenuBarNames() override { return menuNames(); }
+    juce::PopupMenu getMenuForIndex (int index, const juce::String& name) override;
+    void menuItemSelected (int itemId, int menuIndex) override;
+
+private:
+    juce::ApplicationCommandManager commands;
+
+    JUCE_DECLARE_WEAK_REFERENCEABLE (Commands)
+    JUCE_DECLARE_NON_COPYABLE (Commands)
+};
 
 } // namespace tessivar

@@ -12,7 +12,8 @@
 namespace tessivar
 {
 
-/** Tells and asks by dialogs over the window; each call returns when the user has answered. Message thread. */
+/** Tells and asks by dialogs over the window; each call returns when the user has answered. Message thread.
+*/
 class DialogPrompts final : public UserPrompts
 {
 public:
@@ -43,7 +44,9 @@ public:
                                                          const std::vector<ChecklistDialog::Entry>& entries,
                                                          const juce::String& acceptButton);
 
-    /** Shows a dialog and returns when it has called the function it is given; false when the program ends first. */
+    /** Shows a dialog and returns when it has called the function it is given; false when the program ends
+        first.
+    */
     bool
     showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
 

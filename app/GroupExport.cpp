@@ -2,7 +2,8 @@
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
 #include "app/OpenExternally.h"
-#include "app/TrackLooks.h"
+#include "app/TrackPresenter.h"
+#include "app/WindowJobs.h"
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
 #include "terms/WorkControl.h"
@@ -44,7 +45,8 @@ ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& rema
     return line;
 }
 
-/** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common. */
+/** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common.
+*/
 juce::String
 factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, const juce::File& folder)
 {
@@ -109,7 +111,7 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
     ExportOptions options;
     options.folder = file.getParentDirectory();
     options.overwrite = true;
-    runExport ("Exporting Track to folder " + options.folder.getFullPathName(), { session }, options, file);
+    runExport (ExportScope::track, { session }, { file }, options);
 }
 
 void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
@@ -148,8 +150,9 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
     options.overwrite = true;
     workspace.setLastExportFolder (options.folder.getFullPathName());
 
-    if (confirmOverwriting (planExport (tracks, options), prompts))
-        runExport ("Exporting Group to folder " + options.folder.getFullPathName(), tracks, options, {});
+    // What is tried again goes where it would have gone, whatever has taken the names before it.
+    if (const auto files = planExport (tracks, options); confirmOverwriting (files, prompts))
+        runExport (scope, tracks, files, options);
 }
 
 std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& title, int numFiles)
@@ -177,37 +180,33 @@ std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& tit
     return isAiff ? ExportFileType::aiff : ExportFileType::wav;
 }
 
-void GroupWork::runExport (const juce::String& title,
-                           const std::vector<SessionTrack>& tracks,
-                           const ExportOptions& options,
-                           const juce::File& singleFile)
+void GroupWork::runExport (ExportScope scope,
+                           std::vector<SessionTrack> tracks,
+                           std::vector<juce::File> files,
+                           const ExportOptions& options)
 {
     const WritingNote note (workspace.folders().writing(), options.folder);
-    auto left = tracks;
-    // What is tried again goes where it would have gone, whatever has taken the names before it.
-    auto files = planExport (tracks, options);
 
     for (;;)
     {
         auto rules = outputRules();
         auto ownOptions = options;
         ownOptions.rules = &rules;
-        ExportReport report;
-        const auto end =
-            runner.run (title,
-                        {},
-                        [&] (const WorkControl& watch)
-                        {
-                            report = singleFile == juce::File()
-                                         ? exportTracks (left, files, ownOptions, watch)
-                                         : exportTrackTo (singleFile, left.front(), ownOptions, watch);
-                        });
+        std::unique_ptr<ExportJob> job;
+
+        if (scope == ExportScope::track)
+            job = std::make_unique<ExportTrackThread> (tracks, files, ownOptions);
+        else
+            job = std::make_unique<ExportGroupThread> (tracks, files, ownOptions);
+
+        const auto end = runner.run (*job);
+        const auto& report = job->report;
 
         if (end == JobRunner::End::failed)
             prompts.warn ("The export did not come to its end.", runner.failure());
 
         // A stop that came too late changes nothing: the files are there.
-        if (end == JobRunner::End::failed || report.stopped || ! reportExport (report, left, options))
+        if (end == JobRunner::End::failed || report.stopped || ! reportExport (report, tracks, options))
             return;
 
         std::vector<SessionTrack> failed;
@@ -216,11 +215,11 @@ void GroupWork::runExport (const juce::String& title,
         for (std::size_t i = 0; i < report.tracks.size(); ++i)
             if (! report.tracks[i].written)
             {
-                failed.push_back (left[i]);
+                failed.push_back (tracks[i]);
                 failedFiles.push_back (files[i]);
             }
 
-        left = std::move (failed);
+        tracks = std::move (failed);
         files = std::move (failedFiles);
     }
 }

@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
+#include "app/WindowJobs.h"
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
@@ -62,7 +63,7 @@ std::vector<juce::File> GroupWork::choose (const FileChooserRequest& request)
     return chooseFiles (request);
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 Group::Ptr GroupWork::newGroup()
 {
@@ -151,7 +152,7 @@ void GroupWork::openOne (const juce::File& file)
         prompts.tell (group->name(), "There is something to know about this Group.", loaded.notes);
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 bool GroupWork::save (const Group::Ptr& group)
 {
@@ -194,10 +195,10 @@ bool GroupWork::saveAs (const Group::Ptr& group)
 
     if (file.existsAsFile() && file != group->file()
         && ! prompts.ask ({ .title = "Warning",
-                           .text = file.getFileName() + " exists. Replace it?",
-                           .acceptButton = "Overwrite",
-                           .refuseButton = "Cancel",
-                           .risk = UserPrompts::Risk::overwrites }))
+                            .text = file.getFileName() + " exists. Replace it?",
+                            .acceptButton = "Overwrite",
+                            .refuseButton = "Cancel",
+                            .risk = UserPrompts::Risk::overwrites }))
         return false;
 
     return saveTo (group, file);
@@ -345,7 +346,13 @@ bool GroupWork::close (const Group::Ptr& group)
     return true;
 }
 
-//======================================================================================================================
+//============================================================================================================
+
+std::vector<ProgressStage> TessivarProcess::stages() const
+{
+    return analysisStages (method::numIterations,
+                           state.method == AnalysisMethod::refined ? standardShare : 1.0);
+}
 
 GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
 {
@@ -362,12 +369,9 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     AnalyseOptions options;
     options.resourceFolder = resources;
     options.numThreads = analysisThreads (workspace.settings());
-    const auto state = group->state();
-    const auto share = state.method == AnalysisMethod::refined ? standardShare : 1.0;
-    const auto end = runner.run ("Analyzing " + group->name(),
-                                 analysisStages (method::numIterations, share),
-                                 [&] (const WorkControl& watch)
-                                 { result = analyseGroup (state, options, *temporary, watch); });
+    TessivarProcess process (group, options, *temporary);
+    const auto end = runner.run (process);
+    result = std::move (process.result);
 
     if (end == JobRunner::End::failed)
         result.outcome.reason = runner.failure();

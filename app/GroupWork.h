@@ -18,8 +18,9 @@
 namespace tessivar
 {
 
-/** What the commands do with Groups: open, save, import, analyse, export, close. Everything that takes long runs behind the
-    progress dialog; everything that fails is told. Message thread; each function returns when all of it is over.
+/** What the commands do with Groups: open, save, import, analyse, export, close. Everything that takes long
+    runs behind the progress dialog; everything that fails is told. Message thread; each function returns when
+    all of it is over.
 */
 class GroupWork
 {
@@ -41,8 +42,8 @@ public:
     /** Asks about unsaved changes first. False when the user keeps it open. */
     bool close (const Group::Ptr& group);
 
-    /** Audio files join the target; without one they make a new Group, as each folder does; group files are opened, or
-        offer their tracks to the target.
+    /** Audio files join the target; without one they make a new Group, as each folder does; group files are
+        opened, or offer their tracks to the target.
     */
     void importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target);
     void importFromGroupFile (const juce::File& file, const Group::Ptr& target);
@@ -64,14 +65,17 @@ public:
     /** Shows the warnings that were collected. */
     void showPendingWarnings();
 
+    [[nodiscard]] bool hasGroups() const { return workspace.numGroups() > 0; }
+
     /** Whether a job runs, or a chooser is open. */
     [[nodiscard]] bool isBusy() const { return runner.isBusy() || choosing; }
 
     /** Told of a Group that is about to be closed, with or without its changes. */
     std::function<void (const Group::Ptr&)> onClosed;
 
-    /** Told when an analysis has ended well, with what there is to note of it, and with what to say for four seconds; an action
-        may be empty. */
+    /** Told when an analysis has ended well, with what there is to note of it, and with what to say for four
+        seconds; an action may be empty.
+    */
     std::function<void (const Group::Ptr&, const juce::StringArray& notes)> onAnalysed;
 
     /** The user wants to choose another folder for temporary files. */
@@ -106,10 +110,10 @@ private:
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
     /** Which type of files an export to a folder writes; nothing when the user goes back. */
     [[nodiscard]] std::optional<ExportFileType> askForFileType (const juce::String& title, int numFiles);
-    void runExport (const juce::String& title,
-                    const std::vector<SessionTrack>& tracks,
-                    const ExportOptions& options,
-                    const juce::File& singleFile);
+    void runExport (ExportScope scope,
+                    std::vector<SessionTrack> tracks,
+                    std::vector<juce::File> files,
+                    const ExportOptions& options);
 
     /** True when the user wants what failed to be tried again. */
     [[nodiscard]] bool reportExport (const ExportReport& report,

@@ -69,7 +69,8 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
         if (dialog != nullptr)
             dialog->setState (state);
 
-        // The program is told to end: the loop delivers nothing any more, and the work has to come to its end first.
+        // The program is told to end: the loop delivers nothing any more, and the work has to come to its end
+        // first.
         if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs))
         {
             stopRequested = true;

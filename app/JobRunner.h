@@ -9,10 +9,25 @@
 namespace tessivar
 {
 
-/** Runs one long piece of work at a time on a thread of its own, behind a progress dialog, while the window stays alive.
+/** A long piece of work with the title of its progress dialog. */
+class WindowJob
+{
+public:
+    virtual ~WindowJob() = default;
 
-    run() returns when the work is over; meanwhile messages are delivered, so whoever can be reached by them asks isBusy()
-    first. Cancel asks the work to stop, which it looks for several times a second; it is never killed.
+    [[nodiscard]] virtual juce::String title() const = 0;
+    [[nodiscard]] virtual std::vector<ProgressStage> stages() const { return {}; }
+
+    /** Does the work, on the job's thread. */
+    virtual void run (const WorkControl& control) = 0;
+};
+
+/** Runs one long piece of work at a time on a thread of its own, behind a progress dialog, while the window
+    stays alive.
+
+    run() returns when the work is over; meanwhile messages are delivered, so whoever can be reached by them
+    asks isBusy() first. Cancel asks the work to stop, which it looks for several times a second; it is never
+    killed.
 */
 class JobRunner
 {
@@ -30,6 +45,10 @@ public:
     };
 
     End run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work);
+    End run (WindowJob& job)
+    {
+        return run (job.title(), job.stages(), [&] (const WorkControl& control) { job.run (control); });
+    }
 
     /** Why the last work failed, as a part of a sentence: "memory ran out". */
     [[nodiscard]] const juce::String& failure() const { return whyFailed; }

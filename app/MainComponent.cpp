@@ -1,12 +1,19 @@
 #include "app/MainComponent.h"
 
 #include "app/AppSettings.h"
-#include "app/Splitter.h"
-#include "app/TrackLooks.h"
+#include "app/ExportMessages.h"
+#include "app/FileChooser.h"
+#include "app/OpenExternally.h"
+#include "app/TrackPresenter.h"
+#include "app/about/AboutDialog.h"
+#include "app/about/Diagnostics.h"
 #include "app/settings/ReducedMotion.h"
+#include "model/ForeignText.h"
 #include "model/SettingsFolder.h"
-#include "ui/Motion.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 #include "ui/Palette.h"
+#include "ui/dialogs/KeySheetDialog.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,21 +25,24 @@ namespace
 {
 constexpr int menuBarHeight = 28, menuBarInset = 6, seam = 1;
 constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
+constexpr int smallestBrowser = 300, largestBrowser = 480;
 constexpr int fastHz = 60, slowHz = 4;
-constexpr double exactPause = 0.1;     // s without a change before exact columns are asked for
-constexpr double processedPause = 0.5; // s without a change before a whole processed track is read
 constexpr double meterRelease =
-    2.5; // s in which the output meter falls after playback, its held peak included
-constexpr double longestExact =
-    60.0; // s that are read at once for exact columns; the whole track covers more
+    2.5;                           // s in which the output meter falls after playback, its held peak included
+constexpr double labelStays = 4.0; // s in which a knob's value label has faded
+constexpr double noticeStays = 5.0; // s
 constexpr double meterRange = SuppressionMeterState::numLeds;
+constexpr auto contactPage = "https://tessivar.org/contact";
+constexpr int diagnosticsLogLines = 60;
 
 double now()
 {
     return juce::Time::getMillisecondCounterHiRes() / 1000.0;
 }
 
-/** "Studio Interface · 48 kHz · 256 samples", the device by its own name and, where that says little, its kind's. */
+/** "Studio Interface · 48 kHz · 256 samples", the device by its own name and, where that says little, its
+    kind's.
+*/
 juce::String deviceText (juce::AudioIODevice& device)
 {
     const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
@@ -46,51 +56,66 @@ float levelDbOf (float rms)
 {
     return 20.0f * std::log10 (std::max (rms, 1.0e-6f));
 }
+std::vector<juce::File> filesOf (const juce::StringArray& paths)
+{
+    std::vector<juce::File> files;
+
+    for (const auto& path : paths)
+        if (juce::File::isAbsolutePath (path))
+            files.emplace_back (path);
+
+    return files;
+}
 } // namespace
+
+/** The edge between browser and track: drags the browser wider or narrower. */
+class MainComponent::Splitter : public juce::Component
+{
+public:
+    Splitter() { setMouseCursor (juce::MouseCursor::LeftRightResizeCursor); }
+
+    /** The browser's new right edge, in the parent's coordinates. */
+    std::function<void (int)> onDrag;
+
+    void mouseDrag (const juce::MouseEvent& event) override
+    {
+        if (onDrag)
+            onDrag (event.getEventRelativeTo (getParentComponent()).x);
+    }
+};
 
 MainComponent::MainComponent (const juce::File& resourceFolder,
                               const UserFolders& folders,
                               const ProgramLog& log)
-    : resources (resourceFolder), programLog (log), images (resourceFolder), workspace (this, folders),
-      player (workspace, readAheadSettings (workspace.settings())), presenter (workspace, waveforms),
-      menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()),
-      horizontalZoom (images, 0.0f, nullptr, false), verticalZoom (images, 0.0f, nullptr, false),
-      meter (images), dock (images), transport (images), tooltips (this), prompts (scrim, images),
-      work (workspace, runner, prompts, resourceFolder)
+    : resources (resourceFolder), programLog (log), images (resourceFolder), workspace (folders),
+      player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
+      presenter (workspace, wave.waveforms), menuBar (&commands), browser (images),
+      splitter (std::make_unique<Splitter>()), meter (images), dock (images), transport (images),
+      tooltips (this), prompts (scrim, images), tracks (workspace, prompts),
+      work (workspace, runner, prompts, resourceFolder), unsaved (workspace, work, prompts, images)
 {
     // A folder of settings alone: what else lies there was left behind.
     tidySettingsFolder (folders.settings);
     [[maybe_unused]] const auto firstRun = workspace.isFirstRun();
     auto& settings = workspace.settings();
     volumeDb = static_cast<float> (settings.getDoubleValue (appSettingsKeys::volume, 0.0));
-    browserWidth =
-        juce::jlimit (300, 480, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
+    browserWidth = juce::jlimit (
+        smallestBrowser, largestBrowser, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
     player.setVolumeDb (volumeDb);
 
     for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
                                                                 &deviceStatus,
                                                                 &browser,
                                                                 splitter.get(),
-                                                                &trackHeader,
-                                                                &wave,
-                                                                &meter,
-                                                                &dock,
-                                                                &transport,
-                                                                &empty,
-                                                                &dropOverlay,
-                                                                &scrim })
-        addChildComponent (child);
-
-    for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
-                                                                &deviceStatus,
-                                                                &browser,
-                                                                splitter.get(),
-                                                                &trackHeader,
-                                                                &wave,
+                                                                &wave.header,
+                                                                &wave.view,
                                                                 &meter,
                                                                 &dock,
                                                                 &transport })
-        child->setVisible (true);
+        addAndMakeVisible (child);
+
+    for (auto* child : std::initializer_list<juce::Component*>{ &empty, &dropOverlay, &scrim })
+        addChildComponent (child);
 
     wireCommands();
     wireBrowser();
@@ -98,18 +123,6 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     wireDock();
     wireTransport();
     wireWork();
-
-    if (const auto opened = RecoverySession::open (folders.recovery(), recovery); opened.wasOk())
-    {
-        autosave = std::make_unique<GroupAutosave> (workspace, recovery);
-        autosave->onFailure = [this] (const juce::String& reason)
-        { transport.showNotice ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
-    }
-    else
-    {
-        reasonAgainstRecovery = opened.getErrorMessage();
-    }
-
     workspace.addChangeListener (this);
     setWantsKeyboardFocus (true);
     setSize (1280, 772);
@@ -121,16 +134,11 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
 MainComponent::~MainComponent()
 {
     stopTimer();
-    sweeper.removeAllJobs (false, -1); // a thread that is ended by force may hold anything
     workspace.removeChangeListener (this);
     player.stop();
     auto& settings = workspace.settings();
     settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
     settings.setValue (appSettingsKeys::browserWidth, browserWidth);
-    autosave.reset();
-    wave.setHorizontalZoomSlider (nullptr);
-    wave.setVerticalZoomSlider (nullptr);
-    trackHeader.setSlider (nullptr);
 }
 
 void MainComponent::start (const juce::StringArray& paths)
@@ -139,16 +147,31 @@ void MainComponent::start (const juce::StringArray& paths)
     player.start();
     showDevice();
     grabKeyboardFocus();
-    sweepLeftovers();
-
-    if (reasonAgainstRecovery.isNotEmpty())
-        prompts.warn (
-            "Changes can't be kept for recovery: if the program ends before they are saved, they are lost.",
-            reasonAgainstRecovery);
-
-    offerRecovery();
+    unsaved.start();
     openPaths (paths);
 }
+
+bool MainComponent::mayQuit()
+{
+    if (! isBlocked())
+        return unsaved.mayEnd();
+
+    if (runner.isBusy())
+        runner.requestStop();
+
+    return false;
+}
+
+void MainComponent::keepForRecovery()
+{
+    if (runner.isBusy())
+        runner.requestStop();
+
+    unsaved.keepForRecovery();
+}
+
+//============================================================================================================
+// Layout
 
 void MainComponent::paint (juce::Graphics& g)
 {
@@ -178,152 +201,641 @@ void MainComponent::resized()
     dropOverlay.setBounds (area);
 
     dock.setBounds (area.removeFromBottom (dockHeight (isCompact)).withTrimmedTop (seam));
-    trackHeader.setBounds (area.removeFromTop (WaveTrackHeader::height));
+    wave.header.setBounds (area.removeFromTop (WaveTrackHeader::height));
     meter.setBounds (area.removeFromRight (MeterColumn::width));
     area.removeFromRight (seam);
-    wave.setBounds (area);
+    wave.view.setBounds (area);
 }
 
-//======================================================================================================================
+//============================================================================================================
+// Wiring
+
+void MainComponent::callLater (std::function<void()> what)
+{
+    juce::MessageManager::callAsync (
+        [what = std::move (what), self = juce::Component::SafePointer<juce::Component> (this)]
+        {
+            if (self != nullptr)
+                what();
+        });
+}
+
+void MainComponent::wireCommands()
+{
+    commands.onPerform = [this] (const VerbEntry& entry) { perform (entry); };
+    commands.targets = [this] { return targets(); };
+    scrim.addKeyListener (&quitKey);
+    commands.recentFiles = [this]
+    {
+        std::vector<Commands::RecentFile> entries;
+
+        for (const auto& entry : workspace.recentFilesMenu())
+            entries.push_back ({ entry.index, shownText (entry.file.getFullPathName()) });
+
+        return entries;
+    };
+    commands.onRecentFile = [this] (int index)
+    {
+        const auto& paths = workspace.recentFiles().paths();
+
+        if (! isBlocked() && juce::isPositiveAndBelow (index, paths.size()))
+        {
+            work.open ({ juce::File (paths[index]) });
+            commands.menuItemsChanged();
+        }
+    };
+    deviceStatus.onClick = [this] { openSettings (SettingsPageId::audioDevice); };
+}
+
+void MainComponent::wireBrowser()
+{
+    browser.onNewGroup = [this] { perform (Verb::newGroup); };
+    browser.onImport = [this] { perform (Verb::importTracks); };
+    browser.onAnalyze = [this] { perform (Verb::analyzeGroup); };
+    browser.onExport = [this] { perform (Verb::exportGroup); };
+    browser.onMethodChosen = [this] (AnalysisMethod method)
+    { perform (method == AnalysisMethod::refined ? Verb::methodRefined : Verb::methodStandard); };
+    browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
+    { dropPaths (files, presenter.groupOf (group)); };
+
+    auto& list = browser.getList();
+    const auto idsOf = &BrowserPresenter::trackIdsOf;
+    list.onSelect = [this, idsOf] (const BrowserSelection& selection)
+    {
+        tracks.select (presenter.groupOf (selection.group),
+                       static_cast<std::uint32_t> (selection.lead),
+                       idsOf (selection.tracks));
+        showSelection();
+    };
+    list.onMenu = [this] (RowId group, RowId row, juce::Point<int> position)
+    {
+        if (row == 0 && presenter.groupOf (group) != nullptr)
+            showMenu (groupMenuLines(), nullptr, position);
+        else if (const auto selected = tracks.group(); row != 0 && selected != nullptr)
+            showMenu (trackMenuLines(), selected->findTrack (static_cast<std::uint32_t> (row)), position);
+    };
+    list.onInclude = [this, idsOf] (const std::vector<RowId>& rows, bool included)
+    { tracks.setExcluded (idsOf (rows), ! included); };
+    list.onType = [this, idsOf] (const std::vector<RowId>& rows, DrumType type)
+    { tracks.setDrumType (idsOf (rows), type); };
+    list.onFold = [this] (RowId group)
+    {
+        presenter.toggleOpen (group);
+        browser.setState (presenter.makeState());
+    };
+    list.onClose = [this] (RowId row)
+    {
+        if (const auto group = presenter.groupOf (row); group != nullptr && ! isBlocked())
+            callLater ([this, group] { work.close (group); });
+    };
+    list.onRename = [this] (RowId row, const juce::String& name)
+    {
+        if (const auto group = presenter.groupOf (row); group != nullptr && name.trim().isNotEmpty())
+            group->rename (name.trim());
+    };
+    list.onLocate = [this] (RowId track) { locateSource (static_cast<std::uint32_t> (track)); };
+    list.onMoveTracks = [this, idsOf] (const std::vector<RowId>& rows, RowId toGroup, int index)
+    {
+        if (const auto target = presenter.groupOf (toGroup))
+            tracks.move (idsOf (rows), *target, index);
+    };
+
+    splitter->onDrag = [this] (int right)
+    {
+        browserWidth = juce::jlimit (smallestBrowser, largestBrowser, right);
+        resized();
+    };
+}
+
+void MainComponent::wireWave()
+{
+    wave.onAnimate = [this] (double seconds) { animateFor (seconds); };
+    wave.onTransportChanged = [this] { showTransport(); };
+    wave.onListeningChanged = [this] { showTrack(); };
+    wave.onPlayheadMoved = [this] (double position)
+    {
+        transport.setPosition (position);
+        browser.getList().setLevels (presenter.levelsAt (position));
+    };
+    wave.view.onHintButton = [this] { perform (Verb::analyzeGroup); };
+}
+
+void MainComponent::wireDock()
+{
+    dock.onFocusChange = [this] (float focus) { tracks.turnKnobs (focus, {}); };
+    dock.onFineChange = [this] (float fine) { tracks.turnKnobs ({}, fine); };
+    dock.onGestureStart = [this] { tracks.startKnobGesture(); };
+    dock.onGestureEnd = [this] { tracks.startKnobGesture(); };
+    dock.onChooseSetting = [this] (KnobSetting setting, bool ofWholeGroup)
+    { tracks.chooseSetting (setting, ofWholeGroup); };
+    dock.onCopy = [this] { tracks.copySoundingSetting(); };
+    dock.onReset = [this] { tracks.resetKnobs(); };
+    dock.onListeningChange = [this] (ListenMode mode) { wave.setListening (mode); };
+    tracks.onKnobsChanged = [this]
+    {
+        // At once, not with the next message: this is what is heard and seen under the hand.
+        player.show (tracks.group(), tracks.trackId());
+        showTrack();
+        animateFor (labelStays);
+    };
+}
+
+void MainComponent::wireTransport()
+{
+    transport.onToStart = [this] { wave.seek (0.0); };
+    transport.onPlayOrStop = [this] { playOrStop(); };
+    transport.onLoop = [this] (bool shouldLoop) { wave.setLooping (shouldLoop); };
+    transport.onFollow = [this] (bool shouldFollow) { wave.setFollowing (shouldFollow); };
+    transport.onVolume = [this] (float levelDb)
+    {
+        volumeDb = levelDb;
+        player.setVolumeDb (levelDb);
+        showTransport();
+    };
+    transport.onLoopTyped = [this] (juce::Range<double> range) { wave.select (range); };
+    player.onNotice = [this] (const juce::String& text, Player::NoticeAction action)
+    {
+        switch (action)
+        {
+            case Player::NoticeAction::none:
+                return tellFor (text, {}, {}, true);
+            case Player::NoticeAction::showPerformance:
+                return tellFor (
+                    text, "Performance", [this] { openSettings (SettingsPageId::performance); }, true);
+            case Player::NoticeAction::reopenDevice:
+                break;
+        }
+
+        const auto reopen = [this]
+        {
+            if (const auto opened = player.device.reopen(); opened.failed())
+                prompts.warn ("The audio device can't be opened.", opened.getErrorMessage());
+
+            showDevice();
+        };
+        tellFor (text, "Reopen", reopen, true);
+    };
+}
+
+void MainComponent::wireWork()
+{
+    empty.onImport = [this] { perform (Verb::importTracks); };
+    empty.onOpen = [this] { perform (Verb::openGroups); };
+    empty.setHasDemo (resources.getChildFile ("demo").isDirectory());
+    empty.onDemo = [this] { callLater ([this] { openDemo(); }); };
+    empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
+
+    work.onNotice =
+        [this] (const juce::String& text, const juce::String& action, std::function<void()> onAction)
+    { tellFor (text, action, std::move (onAction), false); };
+    work.onChooseTemporaryFolder = [this] { openSettings (SettingsPageId::folders); };
+    work.onAnalysed = [this] (const Group::Ptr& group, const juce::StringArray& notes)
+    {
+        unsaved.writeNow (group);
+        auto summary = analysisSummary (group->state());
+        summary.sentences.addArray (notes);
+        tellFor (
+            summary.headline,
+            summary.sentences.isEmpty() ? juce::String() : juce::String ("Details"),
+            [this, summary, name = group->name()]
+            { prompts.tell (name, summary.headline + ".", summary.sentences); },
+            false);
+    };
+    work.onClosed = [this] (const Group::Ptr& group) { unsaved.discard (group); };
+    unsaved.onFailure = [this] (const juce::String& reason)
+    { tellFor ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
+}
+
+//============================================================================================================
+// Verbs, keys and menus
 
 bool MainComponent::isBlocked() const
 {
     return work.isBusy() || scrim.isShowingDialog();
 }
 
-void MainComponent::changeListenerCallback (juce::ChangeBroadcaster*)
+VerbTargets MainComponent::targets (const Track::Ptr& clicked)
 {
+    return { *this, tracks, wave, work, player, clicked };
+}
+
+void MainComponent::perform (const VerbEntry& entry, const Track::Ptr& clicked)
+{
+    // Quitting stops a job that is in front, as the close button in the frame does.
+    if (isBlocked())
+    {
+        if (entry.verb == Verb::quit)
+            onQuit();
+
+        return;
+    }
+
+    tessivar::perform (entry, targets (clicked));
+
+    if (entry.number != 0)
+        commands.menuItemsChanged();
+
+    // What else is done shows itself.
+    if (entry.area == VerbArea::groups || entry.area == VerbArea::tracks || entry.area == VerbArea::window)
+        refresh();
+}
+
+void MainComponent::showMenu (std::span<const MenuLine> lines,
+                              const Track::Ptr& clicked,
+                              juce::Point<int> position)
+{
+    if (! isBlocked())
+        commands.showMenu (lines,
+                           targets (clicked),
+                           position,
+                           [this, clicked] (const VerbEntry& entry) { perform (entry, clicked); });
+}
+
+void MainComponent::showTrackMenu (const Track::Ptr& track)
+{
+    showMenu (trackMenuLines(), track, browser.getScreenBounds().getCentre());
+}
+
+bool MainComponent::keyPressed (const juce::KeyPress& key)
+{
+    // Text fields have taken their keys by now; a dialog keeps the window's from working.
+    if (isBlocked())
+    {
+        if (! quitInSpiteOfDialog (key))
+            giveToDialog (key);
+
+        return ! key.isKeyCode (juce::KeyPress::tabKey); // the toolkit's: the next control of the dialog
+    }
+
+    const auto* entry = verbForKey (key);
+
+    if (entry != nullptr)
+        perform (*entry);
+
+    return entry != nullptr;
+}
+
+bool MainComponent::quitInSpiteOfDialog (const juce::KeyPress& key)
+{
+    if (! isBlocked() || key != entryOf (Verb::quit).commandKey)
+        return false;
+
+    perform (Verb::quit);
+    return true;
+}
+
+void MainComponent::giveToDialog (const juce::KeyPress& key)
+{
+    auto* dialog = scrim.getTop();
+
+    // One that came before the window had the focus, or while another window had it, is without it.
+    if (dialog == nullptr || dialog->hasKeyboardFocus (true))
+        return;
+
+    dialog->takeFirstFocus();
+    auto* focused = juce::Component::getCurrentlyFocusedComponent();
+
+    if (! (focused != nullptr && dialog->isParentOf (focused) && focused->keyPressed (key)))
+        dialog->keyPressed (key);
+}
+
+void MainComponent::takeFocus()
+{
+    if (auto* dialog = scrim.getTop())
+        dialog->takeFirstFocus();
+    else
+        grabKeyboardFocus();
+}
+
+void MainComponent::moveToArea (int step)
+{
+    std::vector<juce::Component*> areas;
+
+    for (auto* area :
+         std::initializer_list<juce::Component*>{ &browser, &empty, &wave.view, &dock, &transport })
+        if (area->isShowing())
+            areas.push_back (area);
+
+    const auto count = static_cast<int> (areas.size());
+    const auto here =
+        std::find_if (areas.begin(),
+                      areas.end(),
+                      [] (const juce::Component* area) { return area->hasKeyboardFocus (true); });
+    auto index = here != areas.end() ? static_cast<int> (here - areas.begin()) : (step > 0 ? -1 : count);
+
+    // An area in which nothing can be used right now is passed over.
+    for (int tries = 0; tries < count; ++tries)
+    {
+        index = (index + step + count) % count;
+        auto* area = areas[static_cast<std::size_t> (index)];
+
+        if (area == &browser && browser.getList().isShowing())
+            browser.getList().grabKeyboardFocus();
+        else
+            area->grabKeyboardFocus();
+
+        if (area->hasKeyboardFocus (true))
+            return;
+    }
+}
+
+void MainComponent::renameGroup()
+{
+    if (const auto group = tracks.group())
+        browser.getList().beginRename (BrowserPresenter::rowOf (*group));
+}
+
+void MainComponent::playOrStop()
+{
+    player.playOrStop();
+    animateFor (1.0);
+}
+
+void MainComponent::postExport (ExportScope scope, const Group::Ptr& group, const Track::Ptr& track)
+{
+    switch (scope)
+    {
+        case ExportScope::track:
+            return postMessage (new TessivarExportTrackMessage (group, track));
+        case ExportScope::group:
+            return postMessage (new TessivarExportGroupMessage (group));
+        case ExportScope::allGroups:
+            return postMessage (new TessivarExportAllGroupsMessage);
+    }
+}
+
+void MainComponent::handleMessage (const juce::Message& message)
+{
+    if (isBlocked())
+        return;
+
+    if (const auto* one = dynamic_cast<const TessivarExportTrackMessage*> (&message))
+        work.exportTrack (one->group, one->track);
+    else if (const auto* all = dynamic_cast<const TessivarExportGroupMessage*> (&message))
+        work.exportGroups (ExportScope::group, all->group);
+    else if (dynamic_cast<const TessivarExportAllGroupsMessage*> (&message) != nullptr)
+        work.exportGroups (ExportScope::allGroups, tracks.group());
+
     refresh();
 }
 
-Track::Ptr MainComponent::selectedTrack() const
+//============================================================================================================
+// Dialogs
+
+void MainComponent::openHelp (const char* document)
 {
-    const auto group = selectedGroup();
-    return group != nullptr ? group->findTrack (selectedTrackId) : nullptr;
+    const auto file = resources.getChildFile (document);
+
+    if (! file.existsAsFile() || ! openExternally (file.getFullPathName()))
+        prompts.warn ("The document can't be opened.", file.getFullPathName());
 }
+
+void MainComponent::openContactPage()
+{
+    if (! openExternally (contactPage))
+        prompts.warn ("No suitable browser found.");
+}
+
+void MainComponent::showKeySheet()
+{
+    prompts.showModally ([] (std::function<void()>)
+                         { return std::make_unique<KeySheetDialog> (keySheetSections()); });
+}
+
+void MainComponent::openSettings (SettingsPageId page)
+{
+    if (isBlocked())
+        return;
+
+    SettingsDialogContext context{
+        .workspace = workspace,
+        .device = player.device,
+        .prompts = prompts,
+        .groupRate = [this] { return tracks.group() != nullptr ? tracks.group()->sampleRate() : 0.0; },
+        .runJob =
+            [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
+        { return runner.run (title, std::move (stages), job); },
+        .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
+        .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize(); },
+        .firstPage = page
+    };
+    prompts.showModally ([&] (std::function<void()>) { return makeSettingsDialog (context); });
+    player.device.matchGroupRate();
+    refresh();
+}
+
+void MainComponent::applyInterfaceSize()
+{
+    auto& desktop = juce::Desktop::getInstance();
+    const auto* display = desktop.getDisplays().getPrimaryDisplay();
+
+    if (display == nullptr)
+        return;
+
+    // The display's area is told in the size that holds now.
+    const auto area = display->userArea.toFloat() * desktop.getGlobalScaleFactor();
+    desktop.setGlobalScaleFactor (static_cast<float> (interfaceScale (
+        workspace.settings(), juce::roundToInt (area.getWidth()), juce::roundToInt (area.getHeight()))));
+}
+
+void MainComponent::showAbout()
+{
+    showAboutDialog (
+        prompts, images, resources, [this] (bool withPaths) { return makeDiagnostics (withPaths); });
+}
+
+juce::String MainComponent::makeDiagnostics (bool withPaths)
+{
+    const auto& desktop = juce::Desktop::getInstance();
+    juce::String screen;
+
+    if (const auto* display = desktop.getDisplays().getPrimaryDisplay())
+        screen << display->totalArea.getWidth() << " x " << display->totalArea.getHeight() << ", interface "
+               << juce::roundToInt (desktop.getGlobalScaleFactor() * 100.0f) << " %, window " << getWidth()
+               << " x " << getHeight();
+
+    DiagnosticsRequest request{ workspace, resources, player.device.statusText(), {}, screen, {}, withPaths };
+
+    for (const auto* type : player.device.manager().getAvailableDeviceTypes())
+        request.soundTypes.add (type->getTypeName());
+
+    request.logLines = programLog.lastLines (diagnosticsLogLines);
+    return diagnosticsText (request);
+}
+
+//============================================================================================================
+// Files that come from outside
+
+void MainComponent::openPaths (const juce::StringArray& paths)
+{
+    if (paths.isEmpty())
+        return;
+
+    if (isBlocked())
+    {
+        waitingPaths.addArray (paths);
+        return;
+    }
+
+    work.importInputs (filesOf (paths), nullptr);
+    refresh();
+}
+
+void MainComponent::openDemo()
+{
+    // Not the folder: its licence would be told of as no audio.
+    juce::StringArray paths;
+
+    for (const auto& file :
+         resources.getChildFile ("demo").findChildFiles (juce::File::findFiles, false, "*.flac"))
+        paths.add (file.getFullPathName());
+
+    paths.sortNatural();
+    openPaths (paths);
+}
+
+void MainComponent::dropPaths (const juce::StringArray& paths, const Group::Ptr& target)
+{
+    // The drag and drop has to end before a dialog may come.
+    callLater (
+        [this, paths, target]
+        {
+            if (isBlocked())
+            {
+                waitingPaths.addArray (paths); // for when the dialog or the job in front is over
+                return;
+            }
+
+            work.importInputs (filesOf (paths), target);
+            refresh();
+        });
+}
+
+void MainComponent::fileDragEnter (const juce::StringArray& files, int, int)
+{
+    if (isBlocked())
+        return;
+
+    dropOverlay.setTexts ("Release to make a new group",
+                          juce::String (files.size()) + (files.size() == 1 ? " file" : " files"));
+    dropOverlay.setVisible (! empty.isVisible());
+    empty.setHovered (true);
+}
+
+void MainComponent::fileDragExit (const juce::StringArray&)
+{
+    dropOverlay.setVisible (false);
+    empty.setHovered (false);
+}
+
+void MainComponent::filesDropped (const juce::StringArray& files, int, int)
+{
+    fileDragExit (files);
+    dropPaths (files, nullptr);
+}
+
+void MainComponent::locateSource (std::uint32_t trackId)
+{
+    const auto group = tracks.group();
+
+    if (isBlocked() || group == nullptr || group->findTrack (trackId) == nullptr)
+        return;
+
+    FileChooserRequest request;
+    request.title = "Locate " + group->findTrack (trackId)->name();
+    request.wildcard = "*.wav;*.aiff;*.caf;*.aif";
+    request.startFolder = workspace.defaultDialogFolder();
+
+    if (const auto files = chooseFiles (request); ! files.empty())
+        group->setSourceFile (trackId, files.front());
+}
+
+//============================================================================================================
+// Showing
 
 void MainComponent::refresh()
 {
-    const auto group = selectedGroup();
-
-    if (group != nullptr && group->findTrack (selectedTrackId) == nullptr)
-        selectedTrackId = group->numTracks() > 0 ? group->track (0)->id() : 0;
-
-    if (group == nullptr)
-        selectedTrackId = 0;
-
-    // What is looked at is read first.
-    std::vector<TrackState> tracks;
-
-    if (const auto track = selectedTrack())
-        tracks.push_back (track->state());
-
-    for (const auto& each : workspace.allGroups())
-        for (auto& track : each->state().tracks)
-            if (track.id != selectedTrackId)
-                (each == group ? tracks.insert (tracks.begin() + (tracks.empty() ? 0 : 1), track)
-                               : tracks.insert (tracks.end(), track));
-
-    waveforms.setTracks (tracks);
+    tracks.keepSelectionValid();
+    readWaveforms();
     browser.setState (presenter.makeState());
+    selectInBrowser();
+    showSelection();
+    showDevice();
+}
 
-    if (group != nullptr)
-    {
-        auto selection = browser.getList().getSelection();
+void MainComponent::readWaveforms()
+{
+    // What is looked at is read first.
+    std::vector<TrackState> wanted, ofOtherGroups;
 
-        if (selection.group != BrowserPresenter::rowOf (*group)
-            || selection.lead != static_cast<RowId> (selectedTrackId))
-        {
-            selection = {};
-            selection.group = BrowserPresenter::rowOf (*group);
-            selection.lead = selection.anchor = static_cast<RowId> (selectedTrackId);
+    if (const auto track = tracks.track())
+        wanted.push_back (track->state());
 
-            if (selectedTrackId != 0)
-                selection.tracks = { static_cast<RowId> (selectedTrackId) };
+    for (const auto& group : workspace.allGroups())
+        for (const auto& track : group->state().tracks)
+            if (track.id != tracks.trackId())
+                (group == tracks.group() ? wanted : ofOtherGroups).push_back (track);
 
-            browser.getList().setSelection (selection);
-        }
-    }
+    wanted.insert (wanted.end(), ofOtherGroups.begin(), ofOtherGroups.end());
+    wave.setTracks (wanted);
 
-    player.show (group, selectedTrackId);
+    if (wave.waveforms.isReading())
+        animateFor (0.5);
+}
+
+void MainComponent::selectInBrowser()
+{
+    const auto group = tracks.group();
+    const auto lead = static_cast<RowId> (tracks.trackId());
+    const auto& shown = browser.getList().getSelection();
+
+    if (group == nullptr || (shown.group == BrowserPresenter::rowOf (*group) && shown.lead == lead))
+        return;
+
+    BrowserSelection selection;
+    selection.group = BrowserPresenter::rowOf (*group);
+    selection.lead = selection.anchor = lead;
+
+    for (const auto id : tracks.chosen())
+        selection.tracks.push_back (static_cast<RowId> (id));
+
+    browser.getList().setSelection (selection);
+}
+
+void MainComponent::showSelection()
+{
+    player.show (tracks.group(), tracks.trackId());
     showTrack();
     showTransport();
-    showDevice();
     commands.refresh();
-
-    if (waveforms.isReading())
-    {
-        wasReading = true;
-        animateFor (0.5);
-    }
 }
 
 void MainComponent::showTrack()
 {
-    const auto group = selectedGroup();
-    const auto track = selectedTrack();
-    const auto hasTrack = track != nullptr;
-    empty.setVisible (! hasTrack);
+    const auto track = tracks.track();
+    empty.setVisible (track == nullptr);
+    meter.setVisible (track != nullptr);
+    dock.setVisible (track != nullptr);
+    wave.show (tracks.group(), track);
 
-    for (auto* view : std::initializer_list<juce::Component*>{ &trackHeader, &wave, &meter, &dock })
-        view->setVisible (hasTrack);
-
-    if (! hasTrack)
-        return;
-
-    const auto& state = track->state();
-    const auto look = waveLookFor (state, listenMode);
-    const auto waveform = waveforms.find (state);
-    trackHeader.setContent (headerFor (state, look));
-    wave.setTrack (waveTrackFor (state, waveform.get(), group->lengthInSamples()));
-    wave.setLook (look);
-    // The step from A to B is seen as it is heard: one goes over into the other.
-    const auto setting = track->selectedSetting();
-    const auto steps = state.id == shownTrack && setting != shownSetting && ! motion::isReduced();
-    shownTrack = state.id;
-    shownSetting = setting;
-    wave.setWeights (soundingWeights (state), steps);
-
-    if (steps)
-        animateFor (0.2);
-
-    if (waveform == nullptr || waveform->energies == nullptr || ! waveform->source->isComplete())
-        processedWish.reset();
-    else if (const ProcessedWish wish{ state.contentId, soundingWeights (state) }; wish != processedWish)
-    {
-        processedWish = wish;
-        processedRequestAt = now();
-        auto known = waveforms.findProcessed (wish.contentId, wish.weights);
-        processedIsWanted = known == nullptr;
-
-        if (known != nullptr)
-            wave.setProcessedEnvelope (std::move (known));
-    }
-
-    wave.setHint (state.takesPart() && ! group->isAnalysed()
-                      ? "Check the drum types, then analyze to unlock Focus."
-                      : juce::String(),
-                  "Analyze Group");
-    dock.setState (dockFor (&state, listenMode));
+    if (track != nullptr)
+        dock.setState (dockFor (&track->state(), wave.listening()));
 }
 
 void MainComponent::showTransport()
 {
     TransportState state;
-    state.hasTrack = selectedTrack() != nullptr;
+    state.hasTrack = tracks.track() != nullptr;
     state.playable = player.canPlay();
     state.playing = player.isPlaying();
-    state.looping = looping;
-    state.following = following;
+    state.looping = wave.isLooping();
+    state.following = wave.isFollowing();
     state.position = player.position();
     state.duration = player.duration();
     state.volumeDb = volumeDb;
-
-    if (const auto selection = wave.view().selection())
-        state.loop = juce::Range<double> (selection->start, selection->end);
-
+    state.loop = wave.selection();
     transport.setState (state);
-    trackHeader.setCanZoomToSelection (state.loop.has_value());
+    wave.header.setCanZoomToSelection (state.loop.has_value());
 }
 
 void MainComponent::showDevice()
@@ -332,7 +844,7 @@ void MainComponent::showDevice()
     const auto deviceStatusNow = player.device.status();
     // Without a Group there is no rate to differ from.
     const auto isRunning = deviceStatusNow == DeviceStatus::running
-                           || (deviceStatusNow == DeviceStatus::converting && selectedGroup() == nullptr);
+                           || (deviceStatusNow == DeviceStatus::converting && tracks.group() == nullptr);
     const auto name = isRunning && device != nullptr ? deviceText (*device) : player.device.statusText();
     auto text = name;
     const auto dropouts = player.numDropouts();
@@ -344,7 +856,7 @@ void MainComponent::showDevice()
     if (deviceStatus.getButtonText() != text)
     {
         // Not every dropout has a line of its own.
-        if (! deviceStatus.getButtonText().startsWith (name))
+        if (std::exchange (loggedDevice, name) != name)
             juce::Logger::writeToLog ("Audio device: " + name);
 
         deviceStatus.setStatus (text, ! isRunning || dropouts > 0);
@@ -352,18 +864,10 @@ void MainComponent::showDevice()
     }
 }
 
-void MainComponent::movePlayhead()
-{
-    const auto position = player.position();
-    transport.setPosition (position);
-    wave.setPlayhead (position, player.isPlaying());
-    browser.getList().setLevels (presenter.levelsAt (position));
-}
-
 void MainComponent::showMeter()
 {
-    const auto track = selectedTrack();
-    const auto isSilent = track == nullptr || ! player.isPlaying() || listenMode == ListenMode::bypass
+    const auto track = tracks.track();
+    const auto isSilent = track == nullptr || ! player.isPlaying() || wave.listening() == ListenMode::bypass
                           || ! track->state().hasProcessedOutput();
 
     if (isSilent)
@@ -380,7 +884,17 @@ void MainComponent::showMeter()
     meter.getMeter().setLevel (fraction, 0.0f, static_cast<float> (meterRange), false);
 }
 
-//======================================================================================================================
+void MainComponent::tellFor (const juce::String& notice,
+                             const juce::String& action,
+                             std::function<void()> onAction,
+                             bool warns)
+{
+    transport.showNotice (notice, action, std::move (onAction), warns);
+    animateFor (noticeStays);
+}
+
+//============================================================================================================
+// Time
 
 void MainComponent::animateFor (double seconds)
 {
@@ -398,7 +912,7 @@ void MainComponent::timerCallback()
     evenTick = ! evenTick;
 
     if (isPlaying || isPlaying != wasPlaying)
-        movePlayhead();
+        wave.movePlayhead();
 
     if (isPlaying != std::exchange (wasPlaying, isPlaying))
     {
@@ -411,8 +925,6 @@ void MainComponent::timerCallback()
 
     if (isPlaying || time < animateUntil)
     {
-        wave.advanceFade (elapsed);
-
         if (evenTick)
         {
             dock.fadeTick();
@@ -423,40 +935,19 @@ void MainComponent::timerCallback()
         transport.getMeter().update ({ levelDbOf (peaks[0]), levelDbOf (peaks[1]) }, elapsed);
     }
 
+    wave.tick (time, elapsed);
     transport.tick (elapsed);
 
-    if (exactRequest && time - exactRequestAt >= exactPause)
-        sendExactRequest();
-
-    // Reading a whole track takes its time, so it waits until the hand has let go of the knob.
-    if (processedIsWanted && processedWish && time - processedRequestAt >= processedPause)
-    {
-        processedIsWanted = false;
-
-        if (const auto track = selectedTrack())
-            waveforms.requestProcessed (track->state(), processedWish->weights);
-    }
-
-    if (time - lastSlowTick >= 0.25)
+    if (time - lastSlowTick >= 1.0 / slowHz)
     {
         lastSlowTick = time;
-        player.tick();
-        showDevice();
-
-        // Once more when the last track has been read.
-        if (const auto isReading = waveforms.isReading(); std::exchange (wasReading, isReading) || isReading)
-        {
-            wave.envelopesGrew();
-            showTrack();
-            browser.setState (presenter.makeState());
-            animateFor (0.5);
-        }
+        slowTick();
     }
 
-    if (autosave != nullptr && time - lastSecond >= 1.0)
+    if (time - lastSecond >= 1.0)
     {
         lastSecond = time;
-        autosave->tick (juce::Time::getMillisecondCounter());
+        unsaved.tick();
     }
 
     if (! isBlocked() && ! waitingPaths.isEmpty())
@@ -466,16 +957,17 @@ void MainComponent::timerCallback()
         startTimerHz (slowHz);
 }
 
-void MainComponent::sendExactRequest()
+void MainComponent::slowTick()
 {
-    const auto seconds = [] (const TrackState& track, const WaveEnvelopeRequest& request)
-    { return request.numColumns * request.samplesPerColumn / track.sampleRate; };
+    player.tick();
+    showDevice();
 
-    if (const auto track = selectedTrack();
-        track != nullptr && exactRequest && seconds (track->state(), *exactRequest) <= longestExact)
-        waveforms.requestExact (track->state(), *exactRequest, soundingWeights (track->state()));
-
-    exactRequest.reset();
+    if (wave.haveWaveformsGrown())
+    {
+        showTrack();
+        browser.setState (presenter.makeState());
+        animateFor (0.5);
+    }
 }
 
 } // namespace tessivar

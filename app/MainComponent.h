@@ -1,15 +1,14 @@
 #pragma once
 
 #include "app/BrowserPresenter.h"
-#include "app/CommandCentre.h"
+#include "app/Commands.h"
 #include "app/GroupWork.h"
 #include "app/Player.h"
-#include "app/WaveformLibrary.h"
-#include "app/WindowKeys.h"
+#include "app/TrackActions.h"
+#include "app/UnsavedWork.h"
+#include "app/WaveController.h"
+#include "app/settings/SettingsDialog.h"
 #include "app/system/ProgramLog.h"
-#include "model/recovery/GroupAutosave.h"
-#include "terms/ChannelLayout.h"
-#include "terms/KnobValues.h"
 #include "ui/Buttons.h"
 #include "ui/EmptyView.h"
 #include "ui/TessivarControls.h"
@@ -17,18 +16,16 @@
 #include "ui/browser/BrowserView.h"
 #include "ui/dock/SettingDock.h"
 #include "ui/transport/TransportBar.h"
-#include "ui/wave/TessivarWaveViewer.h"
-#include "ui/wave/WaveTrackHeader.h"
 
 namespace tessivar
 {
 
-enum class SettingsPageId;
-
-/** Everything in the window: the workspace, the views of it, and what the user's gestures do to it. */
+/** Everything in the window: lays out its areas, fills them when something changes, and leads what the user
+    does to those who do it: verbs, TrackActions, WaveController, GroupWork.
+*/
 class MainComponent : public juce::Component,
-                      public TessivarWorkspace::Owner,
                       public juce::FileDragAndDropTarget,
+                      public juce::MessageListener,
                       private juce::ChangeListener,
                       private juce::Timer
 {
@@ -48,21 +45,39 @@ public:
     /** The keyboard's focus, which the window has just got: to the dialog in front, if there is one. */
     void takeFocus();
 
-    /** Asks about unsaved Groups. True when the program may end. */
+    /** Asks about unsaved Groups; stops a job instead while one runs. True when the program may end. */
     bool mayQuit();
 
     /** For an end without questions: stops a job and writes what is not saved to the recovery folder. */
     void keepForRecovery();
 
     [[nodiscard]] TessivarWorkspace& getWorkspace() { return workspace; }
-    [[nodiscard]] CommandCentre& getCommands() { return commands; }
+    [[nodiscard]] Commands& getCommands() { return commands; }
 
     /** Told when the user asks for these. */
-    std::function<void()> onQuit, onToggleFullScreen;
+    std::function<void()> onQuit = [] {}, onToggleFullScreen = [] {};
+
+    // What verbs do that takes the window.
+
+    void openSettings (SettingsPageId page);
+    void openHelp (const char* document);
+    void openContactPage();
+    void showAbout();
+    void showKeySheet();
+    void showTrackMenu (const Track::Ptr& track);
+    void renameGroup();
+    void typeFocus() { dock.getFocus().typeValue(); }
+    void typeFine() { dock.getFine().typeValue(); }
+    void playOrStop();
+    void moveToArea (int step);
+
+    /** Exports when whatever asks for it has returned. */
+    void postExport (ExportScope scope, const Group::Ptr& group, const Track::Ptr& track);
 
     void paint (juce::Graphics& g) override;
     void resized() override;
     bool keyPressed (const juce::KeyPress& key) override;
+    void handleMessage (const juce::Message& message) override;
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return true; }
     void fileDragEnter (const juce::StringArray& files, int x, int y) override;
@@ -82,76 +97,60 @@ private:
     void wireTransport();
     void wireWork();
 
-    void changeListenerCallback (juce::ChangeBroadcaster*) override;
+    void changeListenerCallback (juce::ChangeBroadcaster*) override { refresh(); }
     void timerCallback() override;
+    void slowTick();
 
     /** Whether a job or a dialog is in front of everything. */
     [[nodiscard]] bool isBlocked() const;
 
+    /** Later, unless the component is gone by then: a click or a drag that is under way may not be held up by
+        a dialog.
+    */
+    void callLater (std::function<void()> what);
+
+    // Verbs.
+    [[nodiscard]] VerbTargets targets (const Track::Ptr& clicked = nullptr);
+    void perform (const VerbEntry& entry, const Track::Ptr& clicked = nullptr);
+    void perform (Verb verb) { perform (entryOf (verb)); }
+    void showMenu (std::span<const MenuLine> lines, const Track::Ptr& clicked, juce::Point<int> position);
+    void giveToDialog (const juce::KeyPress& key);
+    bool quitInSpiteOfDialog (const juce::KeyPress& key);
+
     // Showing.
     void refresh();
+    void readWaveforms();
+    void selectInBrowser();
+    void showSelection();
     void showTrack();
     void showTransport();
     void showDevice();
     void showMeter();
-    void movePlayhead();
     void animateFor (double seconds);
-    void sendExactRequest();
+    void tellFor (const juce::String& notice,
+                  const juce::String& action,
+                  std::function<void()> onAction,
+                  bool warns);
 
-    // The selection.
-    [[nodiscard]] Group::Ptr selectedGroup() const { return workspace.selectedGroup(); }
-    [[nodiscard]] Track::Ptr selectedTrack() const;
-    [[nodiscard]] std::vector<std::uint32_t> chosenTracks();
-    void selectTrack (std::uint32_t trackId);
-    void select (const BrowserSelection& selection);
-    void stepTrack (int step);
-    void stepGroup (int step);
-    void moveToArea (int step);
-
-    // What gestures do.
-    void performAction (int action);
-    [[nodiscard]] bool canPerform (int action) const;
-    void performKey (WindowKey key, const juce::KeyPress& press);
-    void giveToDialog (const juce::KeyPress& key);
-    bool quitInSpiteOfDialog (const juce::KeyPress& key);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
-    void turnKnobs (std::optional<float> focus, std::optional<float> fine);
-    void nudgeKnob (bool isFocus, float fraction);
-    void chooseSetting (KnobSetting setting, bool wholeGroup);
-    void copySetting();
-    void resetKnobs();
-    void setListening (ListenMode mode);
-    void setLooping (bool shouldLoop);
-    void seek (double seconds);
-    void removeTracks (const std::vector<std::uint32_t>& ids);
-    void showTrackMenu (std::uint32_t trackId, juce::Point<int> position);
-    void showGroupMenu (const Group::Ptr& group, juce::Point<int> position);
-    void undo (bool redo);
-    void openSettings (SettingsPageId page);
-    void applyInterfaceSize();
-    void showAbout();
-    [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
-    void openHelp (const char* document);
-    void offerRecovery();
-    void sweepLeftovers();
     void locateSource (std::uint32_t trackId);
+    void openDemo();
+    void applyInterfaceSize();
+    [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
 
     const juce::File resources;
     const ProgramLog& programLog;
     ResourceImages images;
     TessivarWorkspace workspace;
     Player player;
-    WaveformLibrary waveforms;
+    WaveController wave;
     BrowserPresenter presenter;
 
-    CommandCentre commands;
+    Commands commands;
     juce::MenuBarComponent menuBar;
     DeviceStatusButton deviceStatus;
     BrowserView browser;
     std::unique_ptr<Splitter> splitter;
-    WaveTrackHeader trackHeader;
-    TessivarWaveViewer wave;
-    TessivarKnobComponent horizontalZoom, verticalZoom;
     MeterColumn meter;
     SettingDock dock;
     TransportBar transport;
@@ -178,32 +177,16 @@ private:
 
     JobRunner runner{ scrim };
     DialogPrompts prompts;
+    TrackActions tracks;
     GroupWork work;
-    std::shared_ptr<RecoverySession> recovery;
-    std::unique_ptr<GroupAutosave> autosave;
-    juce::String reasonAgainstRecovery; // why there is no autosave; empty when there is one
-    juce::ThreadPool sweeper{ 1 };      // what killed runs left may be large
-    juce::StringArray waitingPaths;     // came while something was in front
+    UnsavedWork unsaved;
+    juce::StringArray waitingPaths; // came while something was in front
+    juce::String loggedDevice;
 
-    std::uint32_t selectedTrackId = 0;
-    ListenMode listenMode = ListenMode::processed;
-    bool looping = false, following = true, knobGesture = false, wasPlaying = false, wasReading = false;
+    bool wasPlaying = false, evenTick = false;
     float volumeDb = 0.0f;
     int browserWidth = 344;
-    struct ProcessedWish
-    {
-        std::uint32_t contentId = 0;
-        ChannelWeights weights{};
-        bool operator== (const ProcessedWish&) const = default;
-    };
-    std::optional<ProcessedWish> processedWish; // whose whole processed signal is drawn in wide views
-    bool processedIsWanted = false;
-    double processedRequestAt = 0.0;
-    std::uint32_t shownTrack = 0;
-    KnobSetting shownSetting = KnobSetting::a;
-    std::optional<WaveEnvelopeRequest> exactRequest; // waits for a pause
-    double exactRequestAt = 0.0, animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
-    bool evenTick = false;
+    double animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
 
     JUCE_DECLARE_NON_COPYABLE (MainComponent)
 };

@@ -1,5 +1,7 @@
 #include "app/TrackActions.h"
 
+#include "terms/KnobValues.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -50,7 +52,7 @@ Group::Ptr TrackActions::groupOf (std::uint32_t trackId) const
     return nullptr;
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void TrackActions::select (const Group::Ptr& selected, std::uint32_t lead, TrackIds together)
 {
@@ -98,7 +100,7 @@ void TrackActions::keepSelectionValid()
     selectedTogether.clear();
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void TrackActions::turnKnobs (std::optional<float> focus, std::optional<float> fine)
 {
@@ -118,13 +120,15 @@ void TrackActions::turnKnobs (std::optional<float> focus, std::optional<float> f
 void TrackActions::nudgeFocus (float fraction)
 {
     if (const auto turned = track(); hasKnobs (turned))
-        turnKnobs (juce::jlimit (0.0f, 5.0f, turned->soundingKnobs().focus + 5.0f * fraction), {});
+        turnKnobs (juce::jlimit (0.0f, focusMaximum, turned->soundingKnobs().focus + focusMaximum * fraction),
+                   {});
 }
 
 void TrackActions::nudgeFine (float fraction)
 {
     if (const auto turned = track(); hasKnobs (turned))
-        turnKnobs ({}, juce::jlimit (0.0f, 1.0f, turned->soundingKnobs().fine + fraction));
+        turnKnobs ({},
+                   juce::jlimit (0.0f, fineMaximum, turned->soundingKnobs().fine + fineMaximum * fraction));
 }
 
 void TrackActions::chooseSetting (KnobSetting setting, bool ofWholeGroup)
@@ -169,9 +173,8 @@ void TrackActions::applyToType (const Track& model)
         return;
 
     auto alike = idsOf (*group());
-    std::erase_if (alike,
-                   [&] (std::uint32_t id)
-                   { return group()->findTrack (id)->drumType() != model.drumType(); });
+    std::erase_if (
+        alike, [&] (std::uint32_t id) { return group()->findTrack (id)->drumType() != model.drumType(); });
     group()->setKnobs (alike, model.selectedSetting(), model.soundingKnobs());
 }
 
@@ -181,7 +184,7 @@ void TrackActions::tellOfKnobs() const
         onKnobsChanged();
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void TrackActions::setDrumType (const TrackIds& ids, DrumType type)
 {

@@ -10,9 +10,10 @@
 namespace tessivar
 {
 
-/** What the user does with the tracks of the open Groups: select them, turn their knobs, change, move and remove them. Knows
-    no window: what has to be asked goes through UserPrompts, and whoever shows the tracks listens to the workspace. Every
-    function does nothing where there is nothing to do it with. Message thread.
+/** What the user does with the tracks of the open Groups: select them, turn their knobs, change, move and
+    remove them. Knows no window: what has to be asked goes through UserPrompts, and whoever shows the tracks
+    listens to the workspace. Every function does nothing where there is nothing to do it with. Message
+    thread.
 */
 class TrackActions
 {
@@ -58,7 +59,9 @@ public:
     void copyKnobs (KnobSetting from); // of all chosen tracks
     void applyToType (const Track& model);
 
-    /** Told at once, before the workspace's listeners are, when what a track sounds like has changed by its knobs. */
+    /** Told at once, before the workspace's listeners are, when what a track sounds like has changed by its
+        knobs.
+    */
     std::function<void()> onKnobsChanged;
 
     // The tracks themselves.

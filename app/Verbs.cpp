@@ -52,13 +52,19 @@ struct Entry : VerbEntry
         name = text;
     }
 
-    Entry (V verbToName, const char* idToUse, A areaToUse, int commandNumber, const char* text, const char* what = nullptr)
+    Entry (V verbToName,
+           const char* idToUse,
+           A areaToUse,
+           int commandNumber,
+           const char* text,
+           const char* what = nullptr)
         : Entry (verbToName, idToUse, areaToUse, text)
     {
         number = commandNumber;
         description = what != nullptr ? what : text;
     }
 
+    // clang-format off
     Entry& bound (int letter, int more = 0) { commandKey = key (letter, ctrl | more); return *this; }
     Entry& keys (std::vector<juce::KeyPress> those) { windowKeys = std::move (those); return *this; }
     Entry& inMenus (const char* text) { menuText = juce::String::fromUTF8 (text); return *this; }
@@ -74,14 +80,10 @@ bool hasGroup (T t) { return t.group() != nullptr; }
 bool hasTrack (T t) { return t.track() != nullptr; }
 bool anyGroup (T t) { return t.work.hasGroups(); }
 bool playsWholeGroup (T t) { return hasTrack (t) && t.player.playsWholeGroup(); }
-
-template <SeparationMethod method>
-bool hasMethod (T t) { return t.group()->method() == method; }
-
-template <SeparationMethod method>
-void setMethod (T t) { t.group()->setMethod (method); }
-
+template <AnalysisMethod method> bool hasMethod (T t) { return t.group()->method() == method; }
+template <AnalysisMethod method> void setMethod (T t) { t.group()->setMethod (method); }
 void postExport (T t, ExportScope scope) { t.window.postExport (scope, t.group(), t.track()); }
+// clang-format on
 
 std::vector<VerbEntry> makeVerbs()
 {
@@ -96,10 +98,12 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::saveGroup, "saveGroup", A::groups, 18, "Save Group", "Save Track").bound ('s')
             .does ([] (T t) { t.work.save (t.group()); }).when (hasGroup),
         Entry (V::saveGroupAs, "saveGroupAs", A::groups, 19, "Save Group as...").bound ('s', shift)
-            .inMenus ("Save Group as\xe2\x80\xa6").does ([] (T t) { t.work.saveAs (t.group()); }).when (hasGroup),
+            .inMenus ("Save Group as\xe2\x80\xa6").when (hasGroup)
+            .does ([] (T t) { t.work.saveAs (t.group()); }),
         Entry (V::saveAllGroups, "saveAllGroups", A::groups, 20, "Save All Groups")
             .does ([] (T t) { t.work.saveAll(); }).when (anyGroup),
-        Entry (V::closeAllGroups, "closeAllGroups", A::groups, 21, "Close All Groups").bound ('w').does ([] (T) {}),
+        Entry (V::closeAllGroups, "closeAllGroups", A::groups, 21, "Close All Groups").bound ('w')
+            .does ([] (T) {}),
         Entry (V::settings, "settings", A::window, 22, "Settings")
             .does ([] (T t) { t.window.openSettings (SettingsPageId::audioDevice); }),
         Entry (V::importTracks, "importTracks", A::groups, 33, "Import Track(s)")
@@ -115,10 +119,10 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.work.analyze (t.group()); }).when (hasGroup),
         Entry (V::analyzeGroups, "analyzeGroups", A::groups, 50, "Analyze Group(s)").bound ('p', shift)
             .does ([] (T t) { t.work.analyzeAll(); }).when (anyGroup),
-        Entry (V::exportTrack, "exportTrack", A::groups, 65, "Export Track").inMenus ("Export Track\xe2\x80\xa6")
-            .does ([] (T t) { postExport (t, ExportScope::track); }),
-        Entry (V::exportGroup, "exportGroup", A::groups, 66, "Export Group").inMenus ("Export Group\xe2\x80\xa6")
-            .does ([] (T t) { postExport (t, ExportScope::group); }),
+        Entry (V::exportTrack, "exportTrack", A::groups, 65, "Export Track")
+            .inMenus ("Export Track\xe2\x80\xa6").does ([] (T t) { postExport (t, ExportScope::track); }),
+        Entry (V::exportGroup, "exportGroup", A::groups, 66, "Export Group")
+            .inMenus ("Export Group\xe2\x80\xa6").does ([] (T t) { postExport (t, ExportScope::group); }),
         Entry (V::exportAllGroups, "exportAllGroups", A::groups, 67, "Export All Groups").bound ('x', shift)
             .does ([] (T t) { postExport (t, ExportScope::allGroups); }),
         Entry (V::exportTrack, "exportTrack", A::groups, 68, "Export Track").bound ('e'),
@@ -146,25 +150,26 @@ std::vector<VerbEntry> makeVerbs()
 
         Entry (V::renameGroup, "renameGroup", A::groups, "Rename").keys ({ key (Key::F2Key) })
             .onSheet ("Rename group").does ([] (T t) { t.window.renameGroup(); }).when (hasGroup),
-        Entry (V::previousGroup, "previousGroup", A::groups, "Previous, next group").keys ({ key (Key::pageUpKey) })
-            .does ([] (T t) { t.tracks.stepGroup (-1); }),
+        Entry (V::previousGroup, "previousGroup", A::groups, "Previous, next group")
+            .keys ({ key (Key::pageUpKey) }).does ([] (T t) { t.tracks.stepGroup (-1); }),
         Entry (V::nextGroup, "nextGroup", A::groups, "Previous, next group").keys ({ key (Key::pageDownKey) })
             .does ([] (T t) { t.tracks.stepGroup (1); }),
         Entry (V::playWholeGroup, "playWholeGroup", A::groups, "Play all tracks together")
             .does ([] (T t) { t.player.setPlaysWholeGroup (! t.player.playsWholeGroup()); })
             .ticked ([] (T t) { return t.player.playsWholeGroup(); }),
         Entry (V::methodStandard, "methodStandard", A::groups, "Standard").when (hasGroup)
-            .does (setMethod<SeparationMethod::standard>).ticked (hasMethod<SeparationMethod::standard>),
-        Entry (V::methodRefined, "methodRefined", A::groups, "Refined, with a suggested Focus").when (hasGroup)
-            .does (setMethod<SeparationMethod::refined>).ticked (hasMethod<SeparationMethod::refined>),
+            .does (setMethod<AnalysisMethod::standard>).ticked (hasMethod<AnalysisMethod::standard>),
+        Entry (V::methodRefined, "methodRefined", A::groups, "Refined, with a suggested Focus")
+            .does (setMethod<AnalysisMethod::refined>).when (hasGroup)
+            .ticked (hasMethod<AnalysisMethod::refined>),
 
-        Entry (V::previousTrack, "previousTrack", A::tracks, "Previous, next track").keys ({ key (Key::upKey) })
-            .does ([] (T t) { t.tracks.stepTrack (-1); }),
+        Entry (V::previousTrack, "previousTrack", A::tracks, "Previous, next track")
+            .keys ({ key (Key::upKey) }).does ([] (T t) { t.tracks.stepTrack (-1); }),
         Entry (V::nextTrack, "nextTrack", A::tracks, "Previous, next track").keys ({ key (Key::downKey) })
             .does ([] (T t) { t.tracks.stepTrack (1); }),
         Entry (V::includeOrExclude, "includeOrExclude", A::tracks, "Include in analysis").keys ({ key ('E') })
-            .does ([] (T t) { t.tracks.setExcluded (t.tracks.chosen(), ! t.track()->isExcluded()); }).when (hasTrack)
-            .ticked ([] (T t) { return ! t.track()->isExcluded(); }),
+            .does ([] (T t) { t.tracks.setExcluded (t.tracks.chosen(), ! t.track()->isExcluded()); })
+            .ticked ([] (T t) { return ! t.track()->isExcluded(); }).when (hasTrack),
         Entry (V::duplicateTrack, "duplicateTrack", A::tracks, "Duplicate track")
             .does ([] (T t) { t.group()->duplicateTrack (t.track()->id()); }).when (hasTrack),
         Entry (V::removeTrack, "removeTrack", A::tracks, "Remove from group").keys ({ key (Key::deleteKey) })
@@ -172,14 +177,17 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::showSource, "showSource", A::tracks, "Show source file")
             .does ([] (T t) { showFolder (t.track()->state().sourceFile.getParentDirectory()); })
             .when ([] (T t) { return hasTrack (t) && t.track()->state().sourceFile.existsAsFile(); }),
-        Entry (V::undo, "undo", A::tracks, "Undo").keys ({ key ('Z', ctrl) }).does ([] (T t) { t.tracks.undo(); })
+        Entry (V::undo, "undo", A::tracks, "Undo").keys ({ key ('Z', ctrl) })
+            .does ([] (T t) { t.tracks.undo(); })
             .when ([] (T t) { return hasGroup (t) && t.group()->undo().canUndo(); })
             .of ([] (T t) { return t.group()->undo().undoName(); }),
-        Entry (V::redo, "redo", A::tracks, "Redo").keys ({ key ('Z', ctrl | shift) }).does ([] (T t) { t.tracks.redo(); })
+        Entry (V::redo, "redo", A::tracks, "Redo").keys ({ key ('Z', ctrl | shift) })
+            .does ([] (T t) { t.tracks.redo(); })
             .when ([] (T t) { return hasGroup (t) && t.group()->undo().canRedo(); })
             .of ([] (T t) { return t.group()->undo().redoName(); }),
-        Entry (V::contextMenu, "contextMenu", A::tracks, "Menu of the track").keys ({ key (Key::F10Key, shift) })
-            .does ([] (T t) { t.window.showTrackMenu (t.track()); }).when (hasTrack),
+        Entry (V::contextMenu, "contextMenu", A::tracks, "Menu of the track")
+            .keys ({ key (Key::F10Key, shift) }).when (hasTrack)
+            .does ([] (T t) { t.window.showTrackMenu (t.track()); }),
 
         Entry (V::toggleSettingOfGroup, "toggleSettingOfGroup", A::knobs, "A or B, of the group")
             .keys ({ key ('A', shift) }).does ([] (T t) { t.tracks.toggleSetting (true); }),
@@ -187,18 +195,21 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.tracks.nudgeFocus (nudge); }),
         Entry (V::focusDown, "focusDown", A::knobs, "Focus by 1%").keys ({ key (Key::downKey, alt) })
             .does ([] (T t) { t.tracks.nudgeFocus (-nudge); }),
-        Entry (V::focusUpCoarse, "focusUpCoarse", A::knobs, "Focus by 5%").keys ({ key (Key::upKey, alt | shift) })
-            .does ([] (T t) { t.tracks.nudgeFocus (coarseNudge); }),
+        Entry (V::focusUpCoarse, "focusUpCoarse", A::knobs, "Focus by 5%")
+            .keys ({ key (Key::upKey, alt | shift) }).does ([] (T t) { t.tracks.nudgeFocus (coarseNudge); }),
         Entry (V::focusDownCoarse, "focusDownCoarse", A::knobs, "Focus by 5%")
-            .keys ({ key (Key::downKey, alt | shift) }).does ([] (T t) { t.tracks.nudgeFocus (-coarseNudge); }),
+            .keys ({ key (Key::downKey, alt | shift) })
+            .does ([] (T t) { t.tracks.nudgeFocus (-coarseNudge); }),
         Entry (V::fineUp, "fineUp", A::knobs, "Fine by 1%").keys ({ key (Key::rightKey, alt) })
             .does ([] (T t) { t.tracks.nudgeFine (nudge); }),
         Entry (V::fineDown, "fineDown", A::knobs, "Fine by 1%").keys ({ key (Key::leftKey, alt) })
             .does ([] (T t) { t.tracks.nudgeFine (-nudge); }),
-        Entry (V::fineUpCoarse, "fineUpCoarse", A::knobs, "Fine by 5%").keys ({ key (Key::rightKey, alt | shift) })
+        Entry (V::fineUpCoarse, "fineUpCoarse", A::knobs, "Fine by 5%")
+            .keys ({ key (Key::rightKey, alt | shift) })
             .does ([] (T t) { t.tracks.nudgeFine (coarseNudge); }),
         Entry (V::fineDownCoarse, "fineDownCoarse", A::knobs, "Fine by 5%")
-            .keys ({ key (Key::leftKey, alt | shift) }).does ([] (T t) { t.tracks.nudgeFine (-coarseNudge); }),
+            .keys ({ key (Key::leftKey, alt | shift) })
+            .does ([] (T t) { t.tracks.nudgeFine (-coarseNudge); }),
         Entry (V::typeFocus, "typeFocus", A::knobs, "Type Focus").keys ({ key (Key::returnKey) })
             .does ([] (T t) { t.window.typeFocus(); }),
         Entry (V::typeFine, "typeFine", A::knobs, "Type Fine").keys ({ key (Key::returnKey, shift) })
@@ -207,8 +218,10 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.tracks.resetKnobs(); }),
         Entry (V::copySetting, "copySetting", A::knobs, "Copy to the other setting").keys ({ key ('C') })
             .does ([] (T t) { t.tracks.copySoundingSetting(); }),
-        Entry (V::copyAToB, "copyAToB", A::knobs, "Copy A to B").does ([] (T t) { t.tracks.copyKnobs (KnobSetting::a); }),
-        Entry (V::copyBToA, "copyBToA", A::knobs, "Copy B to A").does ([] (T t) { t.tracks.copyKnobs (KnobSetting::b); }),
+        Entry (V::copyAToB, "copyAToB", A::knobs, "Copy A to B")
+            .does ([] (T t) { t.tracks.copyKnobs (KnobSetting::a); }),
+        Entry (V::copyBToA, "copyBToA", A::knobs, "Copy B to A")
+            .does ([] (T t) { t.tracks.copyKnobs (KnobSetting::b); }),
         Entry (V::applyToType, "applyToType", A::knobs, "Apply to all of this type")
             .does ([] (T t) { t.tracks.applyToType (*t.track()); }).when (hasTrack),
         Entry (V::bypass, "bypass", A::knobs, "Bypass").keys ({ key ('B') })
@@ -227,12 +240,15 @@ std::vector<VerbEntry> makeVerbs()
 
         Entry (V::nudgeBack, "nudgeBack", A::playback, "Playhead by 0.1 s").keys ({ key (Key::leftKey) })
             .does ([] (T t) { t.wave.seek (t.player.position() - playheadStep); }),
-        Entry (V::nudgeForward, "nudgeForward", A::playback, "Playhead by 0.1 s").keys ({ key (Key::rightKey) })
+        Entry (V::nudgeForward, "nudgeForward", A::playback, "Playhead by 0.1 s")
+            .keys ({ key (Key::rightKey) })
             .does ([] (T t) { t.wave.seek (t.player.position() + playheadStep); }),
         Entry (V::nudgeBackCoarse, "nudgeBackCoarse", A::playback, "Playhead by 1 s")
-            .keys ({ key (Key::leftKey, shift) }).does ([] (T t) { t.wave.seek (t.player.position() - coarsePlayheadStep); }),
+            .keys ({ key (Key::leftKey, shift) })
+            .does ([] (T t) { t.wave.seek (t.player.position() - coarsePlayheadStep); }),
         Entry (V::nudgeForwardCoarse, "nudgeForwardCoarse", A::playback, "Playhead by 1 s")
-            .keys ({ key (Key::rightKey, shift) }).does ([] (T t) { t.wave.seek (t.player.position() + coarsePlayheadStep); }),
+            .keys ({ key (Key::rightKey, shift) })
+            .does ([] (T t) { t.wave.seek (t.player.position() + coarsePlayheadStep); }),
         Entry (V::toStart, "toStart", A::playback, "To the start, the end").keys ({ key (Key::homeKey) })
             .does ([] (T t) { t.wave.seek (0.0); }),
         Entry (V::toEnd, "toEnd", A::playback, "To the start, the end").keys ({ key (Key::endKey) })
@@ -255,18 +271,19 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::zoomInVertically, "zoomInVertically", A::waveform, "Zoom vertically")
             .keys ({ key ('+', ctrl), key ('=', ctrl), key ('+', ctrl | shift) })
             .does ([] (T t) { t.wave.view.zoomVertically (1); }),
-        Entry (V::zoomOutVertically, "zoomOutVertically", A::waveform, "Zoom vertically").keys ({ key ('-', ctrl) })
-            .does ([] (T t) { t.wave.view.zoomVertically (-1); }),
-        Entry (V::fit, "fit", A::waveform, "The whole track").keys ({ key ('0') }).does ([] (T t) { t.wave.view.fit(); }),
+        Entry (V::zoomOutVertically, "zoomOutVertically", A::waveform, "Zoom vertically")
+            .keys ({ key ('-', ctrl) }).does ([] (T t) { t.wave.view.zoomVertically (-1); }),
+        Entry (V::fit, "fit", A::waveform, "The whole track").keys ({ key ('0') })
+            .does ([] (T t) { t.wave.view.fit(); }),
         Entry (V::zoomToSelection, "zoomToSelection", A::waveform, "The selection").keys ({ key ('S') })
             .does ([] (T t) { t.wave.view.zoomToSelection(); }),
-        Entry (V::clearSelection, "escape", A::waveform, "Clear the selection").keys ({ key (Key::escapeKey) })
-            .does ([] (T t) { t.wave.view.clearSelection(); }),
+        Entry (V::clearSelection, "escape", A::waveform, "Clear the selection")
+            .keys ({ key (Key::escapeKey) }).does ([] (T t) { t.wave.view.clearSelection(); }),
 
         Entry (V::nextArea, "nextArea", A::window, "Next, previous area").keys ({ key (Key::F6Key) })
             .does ([] (T t) { t.window.moveToArea (1); }),
-        Entry (V::previousArea, "previousArea", A::window, "Next, previous area").keys ({ key (Key::F6Key, shift) })
-            .does ([] (T t) { t.window.moveToArea (-1); }),
+        Entry (V::previousArea, "previousArea", A::window, "Next, previous area")
+            .keys ({ key (Key::F6Key, shift) }).does ([] (T t) { t.window.moveToArea (-1); }),
         Entry (V::keySheet, "keySheet", A::window, "All keys").keys ({ key (Key::F1Key) })
             .does ([] (T t) { t.window.showKeySheet(); }),
         // clang-format on
@@ -283,62 +300,28 @@ std::vector<VerbEntry> makeVerbs()
     return entries;
 }
 
-constexpr auto separator = MenuLine::Kind::separator;
+constexpr auto separator = MenuLine::Kind::separator, recentFiles = MenuLine::Kind::recentFiles,
+               drumTypes = MenuLine::Kind::drumTypes, methods = MenuLine::Kind::methods;
 
+// clang-format off
 const std::vector<MenuLine> menus[] = {
-    { V::newGroup,
-      V::openGroups,
-      separator,
-      MenuLine::Kind::recentFiles,
-      separator,
-      V::saveGroup,
-      V::saveGroupAs,
-      V::saveAllGroups,
-      V::closeAllGroups,
-      separator,
-      V::settings,
-      separator,
-      V::quit },
+    { V::newGroup, V::openGroups, separator, recentFiles, separator, V::saveGroup, V::saveGroupAs,
+      V::saveAllGroups, V::closeAllGroups, separator, V::settings, separator, V::quit },
     { V::importTracks, V::importFolders, V::importFromGroup },
     { V::analyzeGroup, V::analyzeGroups },
     { V::exportTrack, V::exportGroup, V::exportAllGroups },
     { V::about, V::quickStartGuide, V::documentation, V::onlineHelp },
 };
 
-const std::vector<MenuLine> trackMenu{ V::includeOrExclude,
-                                       MenuLine::Kind::drumTypes,
-                                       separator,
-                                       V::copyAToB,
-                                       V::copyBToA,
-                                       V::applyToType,
-                                       separator,
-                                       V::solo,
-                                       V::mute,
-                                       V::equalLoudness,
-                                       separator,
-                                       V::duplicateTrack,
-                                       V::exportTrack,
-                                       V::showSource,
-                                       separator,
-                                       V::removeTrack,
-                                       separator,
-                                       V::undo,
-                                       V::redo };
+const std::vector<MenuLine> trackMenu{
+    V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType, separator,
+    V::solo, V::mute, V::equalLoudness, separator, V::duplicateTrack, V::exportTrack, V::showSource,
+    separator, V::removeTrack, separator, V::undo, V::redo };
 
-const std::vector<MenuLine> groupMenu{ V::renameGroup,
-                                       V::playWholeGroup,
-                                       separator,
-                                       MenuLine::Kind::methods,
-                                       V::analyzeGroup,
-                                       V::exportGroup,
-                                       separator,
-                                       V::saveGroup,
-                                       V::saveGroupAs,
-                                       separator,
-                                       V::closeSelectedGroup,
-                                       separator,
-                                       V::undo,
-                                       V::redo };
+const std::vector<MenuLine> groupMenu{
+    V::renameGroup, V::playWholeGroup, separator, methods, V::analyzeGroup, V::exportGroup, separator,
+    V::saveGroup, V::saveGroupAs, separator, V::closeSelectedGroup, separator, V::undo, V::redo };
+// clang-format on
 } // namespace
 
 std::span<const VerbEntry> allVerbs()
@@ -397,12 +380,23 @@ juce::String keyText (const juce::KeyPress& pressed)
 {
     using Key = juce::KeyPress;
     static const std::pair<int, const char*> names[] = {
-        { Key::spaceKey, "Space" },   { Key::returnKey, "Enter" },    { Key::escapeKey, "Escape" },
-        { Key::deleteKey, "Delete" }, { Key::upKey, "Up" },           { Key::downKey, "Down" },
-        { Key::leftKey, "Left" },     { Key::rightKey, "Right" },     { Key::pageUpKey, "Page Up" },
-        { Key::homeKey, "Home" },     { Key::pageDownKey, "Page Down" }, { Key::endKey, "End" },
-        { Key::F1Key, "F1" },         { Key::F2Key, "F2" },           { Key::F6Key, "F6" },
-        { Key::F10Key, "F10" },       { Key::F11Key, "F11" },
+        { Key::spaceKey, "Space" },
+        { Key::returnKey, "Enter" },
+        { Key::escapeKey, "Escape" },
+        { Key::deleteKey, "Delete" },
+        { Key::upKey, "Up" },
+        { Key::downKey, "Down" },
+        { Key::leftKey, "Left" },
+        { Key::rightKey, "Right" },
+        { Key::pageUpKey, "Page Up" },
+        { Key::homeKey, "Home" },
+        { Key::pageDownKey, "Page Down" },
+        { Key::endKey, "End" },
+        { Key::F1Key, "F1" },
+        { Key::F2Key, "F2" },
+        { Key::F6Key, "F6" },
+        { Key::F10Key, "F10" },
+        { Key::F11Key, "F11" },
     };
     const auto modifiers = pressed.getModifiers();
     juce::String text;
@@ -414,8 +408,8 @@ juce::String keyText (const juce::KeyPress& pressed)
             return text + name;
 
     return text
-           + juce::String::charToString (juce::CharacterFunctions::toUpperCase (
-               static_cast<juce::juce_wchar> (pressed.getKeyCode())));
+           + juce::String::charToString (
+               juce::CharacterFunctions::toUpperCase (static_cast<juce::juce_wchar> (pressed.getKeyCode())));
 }
 
 void perform (const VerbEntry& entry, const VerbTargets& targets)
@@ -454,9 +448,10 @@ std::span<const MenuLine> groupMenuLines()
 
 std::vector<KeySheetSection> keySheetSections()
 {
-    std::vector<KeySheetSection> sections{ { "Groups and files", {} }, { "Tracks", {} },
-                                           { "Knobs and listening", {} }, { "Playback and loop", {} },
-                                           { "Waveform", {} },         { "Window", {} } };
+    std::vector<KeySheetSection> sections{
+        { "Groups and files", {} },  { "Tracks", {} },   { "Knobs and listening", {} },
+        { "Playback and loop", {} }, { "Waveform", {} }, { "Window", {} }
+    };
 
     for (const auto& entry : allVerbs())
     {

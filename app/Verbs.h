@@ -21,90 +21,25 @@ class WaveController;
 /** Everything the user can have done by a menu, a key or a button of the window. */
 enum class Verb
 {
-    newGroup,
-    openGroups,
-    saveGroup,
-    saveGroupAs,
-    saveAllGroups,
-    closeAllGroups,
-    settings,
-    importTracks,
-    importFolders,
-    importFromGroup,
-    analyzeGroup,
-    analyzeGroups,
-    exportTrack,
-    exportGroup,
-    exportAllGroups,
-    quickStartGuide,
-    documentation,
-    onlineHelp,
-    about,
-    quit,
-    playOrStop,
-    warnings,
-    filesDropped,
-    closeSelectedGroup,
-    fullScreen,
-    toggleSetting,
+    // clang-format off
+    newGroup, openGroups, saveGroup, saveGroupAs, saveAllGroups, closeAllGroups, closeSelectedGroup, settings,
+    importTracks, importFolders, importFromGroup, analyzeGroup, analyzeGroups,
+    exportTrack, exportGroup, exportAllGroups,
+    quickStartGuide, documentation, onlineHelp, about, quit, warnings, filesDropped, fullScreen,
 
-    renameGroup,
-    previousGroup,
-    nextGroup,
-    playWholeGroup,
-    methodStandard,
-    methodRefined,
-    previousTrack,
-    nextTrack,
+    renameGroup, previousGroup, nextGroup, playWholeGroup, methodStandard, methodRefined,
+    previousTrack, nextTrack, includeOrExclude, duplicateTrack, removeTrack, showSource,
+    undo, redo, contextMenu,
     drumType, // of several entries, one for each type
-    includeOrExclude,
-    duplicateTrack,
-    removeTrack,
-    showSource,
-    undo,
-    redo,
-    contextMenu,
-    toggleSettingOfGroup,
-    focusUp,
-    focusDown,
-    focusUpCoarse,
-    focusDownCoarse,
-    fineUp,
-    fineDown,
-    fineUpCoarse,
-    fineDownCoarse,
-    typeFocus,
-    typeFine,
-    resetKnobs,
-    copySetting,
-    copyAToB,
-    copyBToA,
-    applyToType,
-    bypass,
-    removed,
-    solo,
-    mute,
-    equalLoudness,
-    nudgeBack,
-    nudgeForward,
-    nudgeBackCoarse,
-    nudgeForwardCoarse,
-    toStart,
-    toEnd,
-    loop,
-    loopIn,
-    loopOut,
-    follow,
-    zoomIn,
-    zoomOut,
-    zoomInVertically,
-    zoomOutVertically,
-    fit,
-    zoomToSelection,
-    clearSelection,
-    nextArea,
-    previousArea,
-    keySheet
+
+    toggleSetting, toggleSettingOfGroup, focusUp, focusDown, focusUpCoarse, focusDownCoarse,
+    fineUp, fineDown, fineUpCoarse, fineDownCoarse, typeFocus, typeFine, resetKnobs,
+    copySetting, copyAToB, copyBToA, applyToType, bypass, removed, solo, mute, equalLoudness,
+
+    playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
+    loop, loopIn, loopOut, follow, zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
+    clearSelection, nextArea, previousArea, keySheet
+    // clang-format on
 };
 
 /** What a verb is done to. */
@@ -132,8 +67,8 @@ enum class VerbArea
     window
 };
 
-/** All there is to know about a verb. A numbered one is a command of the framework; its number, name, description and key are
-    fixed.
+/** All there is to know about a verb. A numbered one is a command of the framework; its number, name,
+    description and key are fixed.
 */
 struct VerbEntry
 {
@@ -145,20 +80,20 @@ struct VerbEntry
     juce::String name; // of a command; else as the key sheet and the menus have it
     int number = 0;
     juce::String description;
-    juce::KeyPress commandKey;             // bound by the framework, also under a dialog
+    juce::KeyPress commandKey;              // bound by the framework, also under a dialog
     std::vector<juce::KeyPress> windowKeys; // work while no text field has the focus; menus name the first
     juce::String menuText, sheetText;       // where they differ from the name
     std::optional<DrumType> type;
     bool isDangerous = false;
 
     void (*perform) (Target) = nullptr; // null in the second entry of a pair, which only has another number
-    bool (*canPerform) (Target) = nullptr; // null: always
-    bool (*isTicked) (Target) = nullptr;   // null: never
+    bool (*canPerform) (Target) = nullptr;     // null: always
+    bool (*isTicked) (Target) = nullptr;       // null: never
     juce::String (*object) (Target) = nullptr; // stands behind the name in a menu
 };
 
-/** Every verb; those with numbers first, in the order in which the framework is told of them. "Save Group" is described as
-    "Save Track", and two commands claim one key: both are intended.
+/** Every verb; those with numbers first, in the order in which the framework is told of them. "Save Group" is
+    described as "Save Track", and two commands claim one key: both are intended.
 */
 [[nodiscard]] std::span<const VerbEntry> allVerbs();
 
@@ -167,15 +102,17 @@ struct VerbEntry
 
 [[nodiscard]] const VerbEntry* findCommand (int number);
 
-/** Whether the framework may be told of a command: of all but "Close All Groups", which stands in the table and in the File
-    menu's list, and is neither shown nor bound to its key.
+/** Whether the framework may be told of a command: of all but "Close All Groups", which stands in the table
+    and in the File menu's list, and is neither shown nor bound to its key.
 */
 [[nodiscard]] bool isServed (const VerbEntry& command);
 
 /** What a key does in the window; null for keys of commands and unknown ones. */
 [[nodiscard]] const VerbEntry* verbForKey (const juce::KeyPress& key);
 
-/** The key that a menu names beside a verb, which may be that of the other command of a pair; invalid when it has none. */
+/** The key that a menu names beside a verb, which may be that of the other command of a pair; invalid when it
+    has none.
+*/
 [[nodiscard]] juce::KeyPress shownKeyOf (Verb verb);
 
 /** "Ctrl+Shift+S" */

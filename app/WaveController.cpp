@@ -78,7 +78,7 @@ void WaveController::wireView()
     };
     waveforms.onExactEnvelope = [this] (const WaveExactEnvelope& answer) { view.setExactEnvelope (answer); };
     waveforms.onProcessed = [this] (std::uint32_t contentId,
-                                    const WaveChannelWeights& weights,
+                                    const ChannelWeights& weights,
                                     std::shared_ptr<const EnvelopePyramid> whole)
     {
         if (processedWish == ProcessedWish{ contentId, weights })
@@ -86,7 +86,7 @@ void WaveController::wireView()
     };
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void WaveController::show (const Group::Ptr& group, const Track::Ptr& track)
 {
@@ -159,7 +159,7 @@ void WaveController::toggleListening (ListenMode newMode)
     setListening (mode == newMode ? ListenMode::processed : newMode);
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void WaveController::seek (double seconds)
 {
@@ -206,7 +206,7 @@ void WaveController::setFollowing (bool shouldFollow)
     onTransportChanged();
 }
 
-//======================================================================================================================
+//============================================================================================================
 
 void WaveController::tick (double time, double elapsed)
 {
@@ -232,6 +232,12 @@ void WaveController::sendExactRequest()
     if (shown != nullptr
         && request.numColumns * request.samplesPerColumn / shown->sampleRate() <= longestExact)
         waveforms.requestExact (shown->state(), request, soundingWeights (shown->state()));
+}
+
+void WaveController::setTracks (const std::vector<TrackState>& tracks)
+{
+    waveforms.setTracks (tracks);
+    wasReading = wasReading || waveforms.isReading(); // else what is read quickly would never be shown
 }
 
 bool WaveController::haveWaveformsGrown()

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "app/Player.h"
-#include "app/TrackLooks.h"
+#include "app/TrackPresenter.h"
 #include "app/WaveformLibrary.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 #include "ui/TessivarKnobComponent.h"
 #include "ui/wave/TessivarWaveViewer.h"
 #include "ui/wave/WaveTrackHeader.h"
@@ -13,8 +15,9 @@
 namespace tessivar
 {
 
-/** The waveform of the selected track and what belongs to it: its header, zoom, playhead, loop and what is listened to. Asks
-    the library for what the pyramids can't draw, once nothing has moved for a moment. Message thread.
+/** The waveform of the selected track and what belongs to it: its header, zoom, playhead, loop and what is
+    listened to. Asks the library for what the pyramids can't draw, once nothing has moved for a moment.
+    Message thread.
 */
 class WaveController
 {
@@ -51,6 +54,9 @@ public:
     /** Called a few times a second: true when pyramids have grown, and once more when all have been read. */
     [[nodiscard]] bool haveWaveformsGrown();
 
+    /** The tracks whose waveforms are wanted, the most urgent one first. */
+    void setTracks (const std::vector<TrackState>& tracks);
+
     std::function<void (double seconds)> onAnimate;       // something moves for so long
     std::function<void (double seconds)> onPlayheadMoved; // also when it is still
     std::function<void()> onTransportChanged;             // loop, selection or following
@@ -61,7 +67,7 @@ private:
     struct ProcessedWish
     {
         std::uint32_t contentId = 0;
-        WaveChannelWeights weights{};
+        ChannelWeights weights{};
         bool operator== (const ProcessedWish&) const = default;
     };
 

@@ -12,8 +12,8 @@ namespace
 constexpr int longestWaitForReadAhead = 10000; // ms; JUCE ends the thread by force after that
 }
 
-TessivarWorkspace::TessivarWorkspace (Owner* ownerToKnow, const UserFolders& foldersToUse)
-    : userFolders (foldersToUse), workspaceOwner (ownerToKnow), store (foldersToUse)
+TessivarWorkspace::TessivarWorkspace (const UserFolders& foldersToUse)
+    : userFolders (foldersToUse), store (foldersToUse)
 {
     loadSettings();
     readAhead.startThread();

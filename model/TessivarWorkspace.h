@@ -23,23 +23,15 @@ namespace tessivar
 class TessivarWorkspace : public juce::ChangeBroadcaster, public juce::ChangeListener
 {
 public:
-    /** What makes a workspace, so that those who are handed one find their way back to it. */
-    class Owner
-    {
-    public:
-        virtual ~Owner() = default;
-    };
-
     /** Opens the settings and makes the abbreviation lists and folders that they hold those of the program. As long
         as no folder was ever chosen, the built-in lists take the place of the saved ones, in the settings too. That
         is intended.
     */
-    explicit TessivarWorkspace (Owner* owner, const UserFolders& folders = UserFolders::ofUser());
+    explicit TessivarWorkspace (const UserFolders& folders = UserFolders::ofUser());
 
     /** Stops the thread, for which it waits at most 10 s, releases the Groups and writes the settings. */
     ~TessivarWorkspace() override;
 
-    [[nodiscard]] Owner* owner() const { return workspaceOwner; }
     [[nodiscard]] const UserFolders& folders() const { return userFolders; }
 
     /** For sources of playback; runs as long as the workspace lives. On any thread. */
@@ -131,7 +123,6 @@ private:
 
     juce::ReferenceCountedArray<Group> groups;
     int selectedIndex = -1;
-    Owner* const workspaceOwner;
     juce::TimeSliceThread readAhead{ "playbackReadAheadThreadName" };
     juce::CriticalSection groupsLock;    // guards groups against the jobs; taken before selectionLock
     juce::CriticalSection selectionLock; // guards selectedIndex

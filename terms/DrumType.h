@@ -26,7 +26,7 @@ enum class DrumType : std::uint32_t
     hiHat = 128
 };
 
-/** What is known of a drum type, but for its words (model/Abbreviations) and its drawing (ui/DrumLook). */
+/** What is known of a drum type, but for its words (model/Abbreviations) and its drawing (ui/DrumDrawing). */
 struct DrumTypeRow
 {
     DrumType type;

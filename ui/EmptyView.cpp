@@ -1,7 +1,7 @@
 #include "ui/EmptyView.h"
 
 #include "terms/DrumType.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 

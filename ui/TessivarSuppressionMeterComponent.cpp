@@ -77,7 +77,7 @@ int fittingLedPitch (int availableHeight)
 }
 
 TessivarSuppressionMeterComponent::TessivarSuppressionMeterComponent (const ResourceImages& images)
-    : background (images.get ("suppressionMeter/suppressionMeterBase.png")),
+    : TessivarComponent (images.get ("suppressionMeter/suppressionMeterBase.png")),
       readoutBacking (images.get ("suppressionMeter/suppressionIndincatorBase.png")),
       readoutGlass (images.get ("suppressionMeter/suppressionIndincatorGlow.png")),
       ledOn (images.get ("suppressionMeter/suppressionMeterLedOn.png")),
@@ -129,8 +129,7 @@ void TessivarSuppressionMeterComponent::mouseDown (const juce::MouseEvent& event
 void TessivarSuppressionMeterComponent::paint (juce::Graphics& g)
 {
     g.fillAll (juce::Colours::black);
-    if (background.isValid())
-        g.drawImage (background, getLocalBounds().toFloat());
+    TessivarComponent::paint (g);
     paintReadout (g);
     paintLeds (g);
 }

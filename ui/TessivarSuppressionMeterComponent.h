@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/ResourceImages.h"
+#include "ui/TessivarControls.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
@@ -47,7 +47,7 @@ constexpr int meterHeightForPitch (int pitch)
     bounds and a transform of 0.5 (see layOut), which is sharp on any display. A press on the readout clears
     it.
 */
-class TessivarSuppressionMeterComponent : public juce::Component, public juce::SettableTooltipClient
+class TessivarSuppressionMeterComponent : public TessivarComponent, public juce::SettableTooltipClient
 {
 public:
     explicit TessivarSuppressionMeterComponent (const ResourceImages& images);
@@ -72,7 +72,7 @@ private:
     SuppressionMeterState state;
     juce::String announced;
     int callsSinceAnnouncement = SuppressionMeterState::holdCalls;
-    juce::Image background, readoutBacking, readoutGlass, ledOn, headerOn, ledOff, headerOff;
+    juce::Image readoutBacking, readoutGlass, ledOn, headerOn, ledOff, headerOff;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarSuppressionMeterComponent)
 };

@@ -1,6 +1,6 @@
 #include "app/settings/AbbreviationsPage.h"
 
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"

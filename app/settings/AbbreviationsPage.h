@@ -6,7 +6,7 @@
 #include "app/settings/SettingsPage.h"
 #include "terms/DrumType.h"
 #include "ui/Buttons.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 
 namespace tessivar
 {

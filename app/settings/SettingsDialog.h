@@ -41,16 +41,17 @@ struct SettingsDialogContext
     /** Asks the user for a folder: chooseFiles(). */
     std::function<std::vector<juce::File> (const FileChooserRequest&)> chooseFiles;
 
-    /** Told the new size in percent, 0 for automatic, after it was stored. Empty: the page says that it holds from the
-        next start.
+    /** Told the new size in percent, 0 for automatic, after it was stored. Empty: the page says that it holds
+        from the next start.
     */
     std::function<void (int percent)> onInterfaceSizeChanged;
 
     SettingsPageId firstPage = SettingsPageId::audioDevice;
 };
 
-/** The dialog "Settings", 720 x 480, to be shown by a DialogScrim. What the user changes is stored at once, the lists of
-    abbreviations when saved. Once it is off the screen it touches nothing of its context any more. Message thread.
+/** The dialog "Settings", 720 x 480, to be shown by a DialogScrim. What the user changes is stored at once,
+    the lists of abbreviations when saved. Once it is off the screen it touches nothing of its context any
+    more. Message thread.
 */
 [[nodiscard]] std::unique_ptr<DialogContent> makeSettingsDialog (SettingsDialogContext context);
 

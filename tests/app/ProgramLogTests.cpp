@@ -67,7 +67,7 @@ TEST_CASE ("Diagnostics hide names of files and folders", "[app][diagnostics]")
 
     const TemporaryFolder temporary;
     const juce::File secret (juce::String (temporary.name()) + "/secret session");
-    TessivarWorkspace workspace (nullptr, UserFolders::below (secret));
+    TessivarWorkspace workspace (UserFolders::below (secret));
     DiagnosticsRequest request{ .workspace = workspace,
                                 .resourceFolder = secret,
                                 .soundDevice = "No audio device",

@@ -73,7 +73,7 @@ public:
 
     PaintingFixture painting;
     const juce::File folder = juce::File::createTempFile ("");
-    TessivarWorkspace workspace{ nullptr, UserFolders::below (folder) };
+    TessivarWorkspace workspace{ UserFolders::below (folder) };
     std::shared_ptr<FakeCard> card = std::make_shared<FakeCard>(), otherCard = std::make_shared<FakeCard>();
     PlaybackEngine engine{ workspace.readAheadThread() };
     PlaybackDevice device{ engine, folder.getChildFile ("AudioDeviceSetup.config") };

@@ -72,7 +72,7 @@ public:
     const juce::File folder = juce::File::createTempFile ("");
     const juce::File tools = folder.getChildFile ("bin"), answer = folder.getChildFile ("answer");
     const juce::String oldPath = juce::SystemStats::getEnvironmentVariable ("PATH", {});
-    TessivarWorkspace workspace{ nullptr, UserFolders::below (folder.getChildFile ("user")) };
+    TessivarWorkspace workspace{ UserFolders::below (folder.getChildFile ("user")) };
     DialogScrim scrim;
     JobRunner runner{ scrim };
     DialogPrompts prompts{ scrim, painting.images };

@@ -63,7 +63,7 @@ struct Desk
 {
     const juce::ScopedJuceInitialiser_GUI messages;
     WorkFolder work;
-    TessivarWorkspace workspace{ nullptr, UserFolders::below (work.folder) };
+    TessivarWorkspace workspace{ UserFolders::below (work.folder) };
     ImportWarnings pending;
     ScriptedPrompts prompts;
     int numRuns = 0;

@@ -77,7 +77,7 @@ TEST_CASE ("Recovery", "[model][recovery]")
         CHECK (RecoveryList::scan (fixture.entries).offers().empty());
         CHECK (TemporaryStore::sweep (fixture.temporary) == 0);
 
-        TessivarWorkspace workspace (nullptr, UserFolders::below (fixture.owner.file ("home")));
+        TessivarWorkspace workspace (UserFolders::below (fixture.owner.file ("home")));
         workspace.addGroup (back.group);
         {
             GroupAutosave autosave (workspace, fixture.session());
@@ -290,7 +290,7 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
 {
     const RecoveryFixture fixture;
     const auto store = fixture.store();
-    TessivarWorkspace workspace (nullptr, UserFolders::below (fixture.owner.file ("home")));
+    TessivarWorkspace workspace (UserFolders::below (fixture.owner.file ("home")));
 
     SECTION ("writes some seconds after a change, at once after an analysis, and not without a reason")
     {

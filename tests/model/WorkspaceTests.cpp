@@ -67,7 +67,7 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
 
     SECTION ("the first start writes the built-in lists and runs the read-ahead thread")
     {
-        TessivarWorkspace workspace (nullptr, fixture.folders);
+        TessivarWorkspace workspace (fixture.folders);
         CHECK (workspace.readAheadThread().isThreadRunning());
         CHECK (workspace.readAheadThread().getThreadName() == "playbackReadAheadThreadName");
         CHECK (workspace.selectedGroupIndex() == -1);
@@ -82,7 +82,7 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         fixture.store ({ { "kick", "boom" }, { "snare", "clack" } });
 
         {
-            const TessivarWorkspace workspace (nullptr, fixture.folders);
+            const TessivarWorkspace workspace (fixture.folders);
             CHECK (abbreviationLists()[DrumType::kick] == AbbreviationTable::defaultList (DrumType::kick));
         }
 
@@ -90,7 +90,7 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         fixture.store ({ { "kick", "boom" }, { "snare", "clack" }, { "tempFileLocation", "/big" } });
 
         {
-            const TessivarWorkspace workspace (nullptr, fixture.folders);
+            const TessivarWorkspace workspace (fixture.folders);
             CHECK (abbreviationLists()[DrumType::kick] == "boom");
             CHECK (abbreviationLists()[DrumType::snare] == "clack");
             CHECK (workspace.folderSettings().temporaryFiles == juce::File ("/big"));
@@ -102,7 +102,7 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
 
     SECTION ("dialogs start where the last one ended, and in the documents folder at first")
     {
-        TessivarWorkspace workspace (nullptr, fixture.folders);
+        TessivarWorkspace workspace (fixture.folders);
         const auto documents = fixture.folders.documents.getFullPathName();
         CHECK (workspace.lastViewedFolder() == documents);
         CHECK (workspace.lastViewedImportFolder() == documents);
@@ -121,10 +121,10 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         fixture.store ({ { "RecentFiles", "/old\n\n1\n2\n3\n4\n5\n6\n7\n8\n9" } });
 
         {
-            TessivarWorkspace first (nullptr, fixture.folders);
+            TessivarWorkspace first (fixture.folders);
             CHECK (first.recentFiles().paths().size() == 10);
             first.addRecentFile (juce::File ("/first"));
-            TessivarWorkspace second (nullptr, fixture.folders);
+            TessivarWorkspace second (fixture.folders);
             second.addRecentFile (juce::File ("/second"));
         }
 
@@ -136,8 +136,7 @@ TEST_CASE ("Workspace groups", "[model][workspace]")
 {
     const WorkspaceFixture fixture;
     CountingListener listener;
-    TessivarWorkspace::Owner owner;
-    auto workspace = std::make_unique<TessivarWorkspace> (&owner, fixture.folders);
+    auto workspace = std::make_unique<TessivarWorkspace> (fixture.folders);
     workspace->addChangeListener (&listener);
     const auto first = groupOf ("first"), second = groupOf ("second"), third = groupOf ("third");
 
@@ -146,7 +145,6 @@ TEST_CASE ("Workspace groups", "[model][workspace]")
 
     SECTION ("the selection stays with its Group, or goes to the next one")
     {
-        CHECK (workspace->owner() == &owner);
         CHECK (workspace->addGroup (second) == 1);
         CHECK (workspace->numGroups() == 3);
         CHECK (workspace->selectedGroup() == nullptr);

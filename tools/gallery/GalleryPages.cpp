@@ -5,7 +5,7 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "ui/Buttons.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 #include "ui/EmptyView.h"
 #include "ui/Palette.h"
 #include "ui/TessivarControls.h"

@@ -3,7 +3,7 @@
 #include "tools/gallery/GalleryPages.h"
 #include "tools/gallery/Pictures.h"
 
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 #include "ui/Palette.h"
 #include "ui/TessivarKnobComponent.h"
 #include "ui/wave/TessivarWaveViewer.h"

@@ -26,7 +26,7 @@ std::unique_ptr<Row> takeRow (std::vector<std::unique_ptr<Row>>& rows, Predicate
     buttons, whose call has to return first.
 */
 template <typename Row>
-void letGo (juce::Component& list, std::vector<std::unique_ptr<Row>> rows)
+void removeAndDestroyLater (juce::Component& list, std::vector<std::unique_ptr<Row>> rows)
 {
     for (auto& row : rows)
         if (row != nullptr)
@@ -162,8 +162,8 @@ void BrowserList::rebuildRows()
             trackRows.push_back (std::move (kept));
         }
     }
-    letGo (*this, std::move (oldGroups));
-    letGo (*this, std::move (oldTracks));
+    removeAndDestroyLater (*this, std::move (oldGroups));
+    removeAndDestroyLater (*this, std::move (oldTracks));
     setSize (getWidth(), idealHeight());
     layOutRows (glides && ! motion::isReduced() && isShowing());
 }

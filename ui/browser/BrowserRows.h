@@ -2,7 +2,7 @@
 
 #include "terms/DrumType.h"
 #include "ui/Buttons.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 #include "ui/TessivarControls.h"
 #include "ui/browser/BrowserState.h"
 

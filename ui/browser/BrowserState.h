@@ -2,7 +2,7 @@
 
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 
 #include <cstdint>
 #include <memory>

@@ -25,8 +25,7 @@ juce::String keysOf (const KeySheetLine& line)
 
 KeySheetDialog::KeySheetDialog (std::vector<KeySheetSection> sectionsToShow)
     : DialogContent (
-          "Keys",
-          { { .text = "Close", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } }),
+        "Keys", { { .text = "Close", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true } }),
       sections (std::move (sectionsToShow))
 {
 }
@@ -59,7 +58,8 @@ std::array<std::size_t, KeySheetDialog::numColumns + 1> KeySheetDialog::columnSt
     auto filled = 0;
     std::size_t column = 0;
 
-    // A section goes where its middle falls when all of them stand below each other and are cut into equal columns.
+    // A section goes where its middle falls when all of them stand below each other and are cut into equal
+    // columns.
     for (std::size_t i = 0; i < sections.size(); ++i)
     {
         const auto middle = filled + heightOf (sections[i]) / 2;
@@ -97,7 +97,8 @@ void KeySheetDialog::paint (juce::Graphics& g)
     DialogContent::paint (g);
     const auto starts = columnStarts();
     auto body = bodyArea().withTrimmedTop (8);
-    const auto width = (body.getWidth() - columnGap * static_cast<int> (numColumns - 1)) / static_cast<int> (numColumns);
+    const auto width =
+        (body.getWidth() - columnGap * static_cast<int> (numColumns - 1)) / static_cast<int> (numColumns);
 
     for (std::size_t column = 0; column < numColumns; ++column)
     {

@@ -24,7 +24,9 @@ waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64
 [[nodiscard]] juce::String leakageText (const TrackState& track);      // "leakage -3 dB", or nothing
 [[nodiscard]] juce::String findingsSentence (const TrackState& track); // or nothing
 
-/** What is told after an analysis: a line that says it all, and a sentence for every track where there is more. */
+/** What is told after an analysis: a line that says it all, and a sentence for every track where there is
+    more.
+*/
 struct AnalysisSummary
 {
     juce::String headline;

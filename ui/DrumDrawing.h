@@ -7,10 +7,10 @@ namespace tessivar
 {
 
 /** Hue, glyph and name of a drum type. */
-juce::Colour drumColour (DrumType look);
-Icon drumIcon (DrumType look);
+juce::Colour drumColour (DrumType type);
+Icon drumIcon (DrumType type);
 
 /** "Kick" ... "Other"; an en dash for an overhead. */
-juce::String drumName (DrumType look);
+juce::String drumName (DrumType type);
 
 } // namespace tessivar

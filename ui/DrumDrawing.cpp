@@ -1,4 +1,4 @@
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 
 #include "ui/Palette.h"
 

@@ -1,17 +1,18 @@
-#include "app/MainComponent.h"
+#include "app/UnsavedWork.h"
+
 #include "model/ForeignText.h"
 #include "model/TemporaryStore.h"
 #include "model/WritingNote.h"
 #include "model/recovery/RecoveryList.h"
-
-// The ends of a run: what the one before left unsaved, and what this one would.
 
 namespace tessivar
 {
 
 namespace
 {
-/** Shows a dialog with a dot for each Group; the choice and the dots that were lit, or the given choice without an answer. */
+/** Shows a dialog with a dot for each Group; the choice and the dots that were lit, or the given choice
+    without an answer.
+*/
 template <typename Choice, typename MakeDialog>
 std::pair<Choice, std::vector<bool>> askAboutGroups (Choice choiceWithoutAnswer,
                                                      const MakeDialog& makeDialog,
@@ -35,16 +36,63 @@ std::pair<Choice, std::vector<bool>> askAboutGroups (Choice choiceWithoutAnswer,
 }
 } // namespace
 
-bool MainComponent::mayQuit()
+UnsavedWork::UnsavedWork (TessivarWorkspace& workspaceToUse,
+                          GroupWork& workToUse,
+                          DialogPrompts& promptsToUse,
+                          const ResourceImages& imagesToUse)
+    : workspace (workspaceToUse), work (workToUse), prompts (promptsToUse), images (imagesToUse)
 {
-    if (isBlocked())
+    if (const auto opened = RecoverySession::open (workspace.folders().recovery(), session); opened.failed())
     {
-        if (runner.isBusy())
-            runner.requestStop();
-
-        return false;
+        reasonAgainst = opened.getErrorMessage();
+        return;
     }
 
+    autosave = std::make_unique<GroupAutosave> (workspace, session);
+    autosave->onFailure = [this] (const juce::String& reason)
+    {
+        if (onFailure)
+            onFailure (reason);
+    };
+}
+
+UnsavedWork::~UnsavedWork()
+{
+    sweeper.removeAllJobs (false, -1); // a thread that is ended by force may hold anything
+}
+
+void UnsavedWork::start()
+{
+    sweepLeftovers();
+
+    if (reasonAgainst.isNotEmpty())
+        prompts.warn (
+            "Changes can't be kept for recovery: if the program ends before they are saved, they are lost.",
+            reasonAgainst);
+
+    offerRecovery();
+}
+
+void UnsavedWork::tick()
+{
+    if (autosave != nullptr)
+        autosave->tick (juce::Time::getMillisecondCounter());
+}
+
+void UnsavedWork::writeNow (const Group::Ptr& group)
+{
+    if (autosave != nullptr)
+        autosave->writeNow (group);
+}
+
+void UnsavedWork::discard (const Group::Ptr& group)
+{
+    if (autosave != nullptr)
+        autosave->discard (group);
+}
+
+bool UnsavedWork::mayEnd()
+{
     std::vector<Group::Ptr> unsaved;
     std::vector<ChecklistDialog::Entry> entries;
 
@@ -78,18 +126,14 @@ bool MainComponent::mayQuit()
     }
 
     // Nothing is thrown away before everything that was to be saved is.
-    if (autosave != nullptr)
-        for (const auto& group : unsaved)
-            autosave->discard (group);
+    for (const auto& group : unsaved)
+        discard (group);
 
     return true;
 }
 
-void MainComponent::keepForRecovery()
+void UnsavedWork::keepForRecovery()
 {
-    if (runner.isBusy())
-        runner.requestStop();
-
     if (autosave == nullptr)
         return;
 
@@ -107,7 +151,7 @@ void MainComponent::keepForRecovery()
         TemporaryStore::leaveAllBehind(); // the next start finds the audio there
 }
 
-void MainComponent::sweepLeftovers()
+void UnsavedWork::sweepLeftovers()
 {
     const auto& folders = workspace.folders();
     sweeper.addJob (
@@ -121,7 +165,7 @@ void MainComponent::sweepLeftovers()
         });
 }
 
-void MainComponent::offerRecovery()
+void UnsavedWork::offerRecovery()
 {
     auto list = RecoveryList::scan (workspace.folders().recovery());
 

@@ -1,9 +1,9 @@
-#include "app/TrackLooks.h"
+#include "app/TrackPresenter.h"
 
 #include "playback/PlaybackTrack.h"
 #include "terms/KnobValues.h"
 #include "terms/TrackFindings.h"
-#include "ui/DrumLook.h"
+#include "ui/DrumDrawing.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,0 +1,262 @@
+#include "app/TrackActions.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
+
+#include <catch2/catch.hpp>
+
+using namespace tessivar;
+
+namespace
+{
+struct Answers final : UserPrompts
+{
+    void warn (const juce::String& text, const juce::String&) override { told.add (text); }
+    [[nodiscard]] bool ask (const Question& question) override
+    {
+        told.add (question.text);
+        return accepts;
+    }
+    [[nodiscard]] bool showWarning (const ImportWarnings::Warning&) override { return false; }
+
+    juce::StringArray told;
+    bool accepts = false;
+};
+
+struct SilentSamples final : TrackSamples
+{
+    [[nodiscard]] int numChannels() const override { return 7; }
+    [[nodiscard]] std::int64_t lengthInFrames() const override { return 16384; }
+    [[nodiscard]] bool readFrames (std::int64_t, std::span<float>) override { return true; }
+    [[nodiscard]] juce::String lastError() const override { return {}; }
+    [[nodiscard]] Location location() const override { return {}; }
+};
+
+/** Two Groups, of a kick, a snare and two toms, and of a hi-hat, in a program without a window. */
+struct Rig
+{
+    Rig()
+    {
+        workspace.addGroup (take);
+        workspace.addGroup (other);
+        workspace.selectGroup (0);
+        actions.keepSelectionValid();
+        actions.onKnobsChanged = [this] { ++knobChanges; };
+    }
+
+    ~Rig() { folder.deleteRecursively(); }
+
+    static TrackState track (const char* name, DrumType type, double rate = 48000.0)
+    {
+        TrackState state;
+        state.name = name;
+        state.sampleRate = rate;
+        state.record.setDrumType (type);
+        state.record.setLengthInSamples (16384);
+        state.record.setProcessed (true);
+        state.rendered = std::make_shared<SilentSamples>();
+        return state;
+    }
+
+    static Group::Ptr groupOf (const char* name, std::vector<TrackState> tracks)
+    {
+        return new Group (name, std::move (tracks));
+    }
+
+    [[nodiscard]] static juce::String names (const Group& group)
+    {
+        juce::StringArray names;
+
+        for (const auto& state : group.state().tracks)
+            names.add (state.name);
+
+        return names.joinIntoString (" ");
+    }
+
+    [[nodiscard]] std::uint32_t id (int index) const { return take->track (index)->id(); }
+
+    const juce::ScopedJuceInitialiser_GUI toolkit;
+    const juce::File folder = juce::File::createTempFile ("");
+    TessivarWorkspace workspace{ UserFolders::below (folder) };
+    Group::Ptr take = groupOf ("Take",
+                               { track ("Kick", DrumType::kick),
+                                 track ("Snare", DrumType::snare),
+                                 track ("High", DrumType::tomLow),
+                                 track ("Low", DrumType::tomLow) });
+    Group::Ptr other = groupOf ("Other", { track ("HH", DrumType::hiHat) });
+    Answers prompts;
+    TrackActions actions{ workspace, prompts };
+    int knobChanges = 0;
+};
+} // namespace
+
+TEST_CASE ("The selection of tracks", "[app][tracks]")
+{
+    Rig rig;
+    auto& actions = rig.actions;
+    CHECK (actions.trackId() == rig.id (0));
+    actions.stepTrack (1);
+    CHECK (actions.trackId() == rig.id (1));
+    actions.stepTrack (-5);
+    CHECK (actions.trackId() == rig.id (0));
+
+    SECTION ("holds several of a Group, and one again after a step")
+    {
+        actions.select (rig.take, rig.id (2), { rig.id (1), rig.id (2) });
+        CHECK (actions.chosen() == TrackActions::TrackIds{ rig.id (1), rig.id (2) });
+        actions.setExcluded (actions.chosen(), true);
+        CHECK_FALSE (rig.take->track (0)->isExcluded());
+        CHECK (rig.take->track (1)->isExcluded());
+        CHECK (rig.take->track (2)->isExcluded());
+        actions.stepTrack (1);
+        CHECK (actions.chosen() == TrackActions::TrackIds{ rig.id (3) });
+    }
+
+    SECTION ("goes over to what is left")
+    {
+        actions.select (rig.take, rig.id (1), { rig.id (0), rig.id (1) });
+        rig.take->removeTracks ({ rig.id (1) });
+        actions.keepSelectionValid();
+        CHECK (actions.chosen() == TrackActions::TrackIds{ rig.id (0) });
+        actions.stepGroup (1);
+        CHECK (actions.track() == rig.other->track (0));
+        rig.workspace.removeGroup (1);
+        rig.workspace.removeGroup (0);
+        actions.keepSelectionValid();
+        CHECK (actions.track() == nullptr);
+        CHECK (actions.chosen().empty());
+
+        // Without anything open nothing is done.
+        actions.stepTrack (1);
+        actions.stepGroup (1);
+        actions.turnKnobs (1.0f, {});
+        actions.remove ({});
+        actions.undo();
+    }
+
+    SECTION ("tells whose type a chooser changes, selected or not")
+    {
+        actions.setDrumType ({ rig.other->track (0)->id() }, DrumType::other);
+        CHECK (rig.other->track (0)->drumType() == DrumType::other);
+    }
+}
+
+TEST_CASE ("Knobs of the selected track", "[app][tracks]")
+{
+    Rig rig;
+    auto& actions = rig.actions;
+    const auto knobs = [&] (int index) { return rig.take->track (index)->knobs (KnobSetting::a); };
+
+    SECTION ("turned in one go are one step of undo, and never leave their range")
+    {
+        const auto start = knobs (0);
+        actions.startKnobGesture();
+        actions.turnKnobs (1.0f, {});
+        actions.turnKnobs (2.0f, {});
+        actions.startKnobGesture();
+        actions.turnKnobs ({}, 0.5f);
+        CHECK (knobs (0) == KnobValues{ 2.0f, 0.5f });
+        CHECK (rig.knobChanges == 3);
+        actions.undo();
+        CHECK (knobs (0) == KnobValues{ 2.0f, start.fine });
+        actions.undo();
+        CHECK (knobs (0) == start);
+        actions.redo();
+        CHECK (knobs (0).focus == 2.0f);
+
+        for (int i = 0; i < 30; ++i)
+        {
+            actions.nudgeFocus (0.05f);
+            actions.nudgeFine (-0.05f);
+        }
+
+        CHECK (knobs (0) == KnobValues{ focusMaximum, 0.0f });
+        CHECK (knobs (1) == start);
+    }
+
+    SECTION ("stay with their setting")
+    {
+        actions.toggleSetting (false);
+        CHECK (rig.take->track (0)->selectedSetting() == KnobSetting::b);
+        CHECK (rig.take->track (1)->selectedSetting() == KnobSetting::a);
+        actions.turnKnobs (4.0f, {});
+        CHECK (knobs (0).focus != 4.0f);
+        actions.copySoundingSetting();
+        CHECK (knobs (0).focus == 4.0f);
+        actions.chooseSetting (KnobSetting::b, true);
+        CHECK (rig.take->track (3)->selectedSetting() == KnobSetting::b);
+    }
+
+    SECTION ("are given to all of a type")
+    {
+        actions.selectTrack (rig.id (2));
+        actions.turnKnobs (3.0f, {});
+        actions.applyToType (*rig.take->track (2));
+        CHECK (knobs (3).focus == 3.0f);
+        CHECK (knobs (1).focus != 3.0f);
+    }
+
+    SECTION ("do not turn by keys while nothing is to be turned")
+    {
+        const auto start = knobs (0);
+        rig.take->setDrumType ({ rig.id (0) }, DrumType::other);
+        actions.nudgeFocus (0.05f);
+        CHECK (knobs (0) == start);
+    }
+}
+
+TEST_CASE ("Tracks are moved and removed", "[app][tracks]")
+{
+    Rig rig;
+    auto& actions = rig.actions;
+    const auto both = [&] { return Rig::names (*rig.take) + " | " + Rig::names (*rig.other); };
+    const auto before = both();
+
+    SECTION ("within a Group to before the place that was pointed at, in one step")
+    {
+        actions.move ({ rig.id (0), rig.id (2) }, *rig.take, 4);
+        CHECK (both() == "Snare Low Kick High | HH");
+        actions.move ({ rig.id (3) }, *rig.take, 0);
+        CHECK (both() == "High Snare Low Kick | HH");
+        actions.undo();
+        actions.undo();
+        CHECK (both() == before);
+    }
+
+    SECTION ("to another Group, and back by one undo from either")
+    {
+        actions.move ({ rig.id (1), rig.id (3) }, *rig.other, 0);
+        CHECK (both() == "Kick High | Snare Low HH");
+        actions.undo();
+        CHECK (both() == before);
+        actions.stepGroup (1);
+        actions.redo();
+        CHECK (both() == "Kick High | Snare Low HH");
+        actions.undo();
+        CHECK (both() == before);
+        CHECK_FALSE (rig.take->undo().canUndo());
+    }
+
+    SECTION ("not to one of another sample rate")
+    {
+        const auto slow = Rig::groupOf ("Slow", { Rig::track ("OH", DrumType::oh, 44100.0) });
+        rig.workspace.addGroup (slow);
+        actions.move ({ rig.id (0) }, *slow, 0);
+        CHECK (slow->numTracks() == 1);
+        CHECK (both() == before);
+        CHECK (rig.prompts.told == juce::StringArray{ warningMessage (ImportWarnings::differentSampleRate) });
+    }
+
+    SECTION ("away when the user agrees")
+    {
+        actions.remove ({ rig.id (0) });
+        CHECK (rig.prompts.told
+               == juce::StringArray{ "Remove Kick from the group? Its file is not touched." });
+        CHECK (both() == before);
+        rig.prompts.accepts = true;
+        actions.remove ({ rig.id (0), rig.id (1) });
+        CHECK (rig.prompts.told[1] == "Remove 2 tracks from the group? Their files are not touched.");
+        CHECK (both() == "High Low | HH");
+        actions.undo();
+        CHECK (both() == before);
+    }
+}
