@@ -225,7 +225,7 @@ std::vector<BrowserList::Level> BrowserPresenter::levelsAt (double seconds) cons
         if (waveform == nullptr)
             continue;
 
-        const auto frame = static_cast<std::int64_t> (seconds * track.sampleRate);
+        const auto frame = static_cast<std::int64_t> (seconds * track.sampleRate());
         BrowserList::Level level;
         level.track = static_cast<RowId> (track.id);
 

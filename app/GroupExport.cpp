@@ -30,11 +30,11 @@ ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& rema
     ExportReportLine line;
     line.fileName = shownText (track.file.getFileName());
 
-    if (! track.written)
+    if (! track.isWritten())
     {
         line.outcome = ExportReportLine::Outcome::failed;
         line.remark = shownText (remarks[remarks.size() - 1]); // of all steps the one that failed
-        line.detail = shownText (track.error);
+        line.detail = shownText (track.outcome.reason);
     }
     else if (! remarks.isEmpty())
     {
@@ -48,7 +48,7 @@ ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& rema
 /** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common.
 */
 juce::String
-factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, const juce::File& folder)
+factsOf (const ExportReport& report, const std::vector<TrackState>& tracks, const juce::File& folder)
 {
     juce::StringArray types, depths, rates;
 
@@ -56,14 +56,14 @@ factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, co
     {
         const auto& track = report.tracks[i];
 
-        if (! track.written)
+        if (! track.isWritten())
             continue;
 
         const auto isAiff = exportFileTypeFor (track.file.getFileExtension()) == ExportFileType::aiff;
         types.addIfNotAlreadyThere (isAiff ? "AIFF" : "WAV");
         depths.addIfNotAlreadyThere (juce::String (track.format.bitsPerSample) + "-bit"
                                      + (track.format.isFloatingPoint ? " float" : ""));
-        rates.addIfNotAlreadyThere (rateText (tracks[i].sampleRate));
+        rates.addIfNotAlreadyThere (rateText (tracks[i].sampleRate()));
     }
 
     juce::StringArray facts{ shownText (folder.getFullPathName()) };
@@ -81,21 +81,20 @@ factsOf (const ExportReport& report, const std::vector<SessionTrack>& tracks, co
 
 void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
 {
-    const auto refusal = exportRefusal (ExportScope::track, workspace, group.get(), track.get());
+    const auto check = checkExportable (ExportScope::track, workspace, group.get(), track.get());
 
-    if (refusal.isNotEmpty())
+    if (! check.isOk())
     {
-        prompts.warn (refusal);
+        prompts.warn (check.reason);
         return;
     }
 
-    const auto session = tracksToExport ({ group })[static_cast<std::size_t> (group->indexOf (*track))];
     FileChooserRequest request;
     request.title = "Choose a file to export your audio - " + track->name();
     request.wildcard = "*.wav";
     request.kind = FileChooserRequest::Kind::saveFile;
     request.startFolder = workspace.exportDialogFolder();
-    request.suggestedName = exportFileName (session, ".wav");
+    request.suggestedName = exportFileName (track->state(), ".wav");
     const auto files = choose (request);
 
     if (files.empty())
@@ -105,22 +104,22 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
         files.front().getFileExtension().isEmpty() ? files.front().withFileExtension (".wav") : files.front();
     workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
 
-    if (! confirmOverwriting ({ file }, prompts))
+    if (! confirmOverwriting (std::vector{ PlannedFile{ file } }, prompts))
         return;
 
     ExportOptions options;
     options.folder = file.getParentDirectory();
     options.overwrite = true;
-    runExport (ExportScope::track, { session }, { file }, options);
+    runExport (ExportScope::track, { track->state() }, { PlannedFile{ file } }, options);
 }
 
 void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
 {
-    const auto refusal = exportRefusal (scope, workspace, selected.get(), nullptr);
+    const auto check = checkExportable (scope, workspace, selected.get(), nullptr);
 
-    if (refusal.isNotEmpty())
+    if (! check.isOk())
     {
-        prompts.warn (refusal);
+        prompts.warn (check.reason);
         return;
     }
 
@@ -181,8 +180,8 @@ std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& tit
 }
 
 void GroupWork::runExport (ExportScope scope,
-                           std::vector<SessionTrack> tracks,
-                           std::vector<juce::File> files,
+                           std::vector<TrackState> tracks,
+                           std::vector<PlannedFile> files,
                            const ExportOptions& options)
 {
     const WritingNote note (workspace.folders().writing(), options.folder);
@@ -206,14 +205,15 @@ void GroupWork::runExport (ExportScope scope,
             prompts.warn ("The export did not come to its end.", runner.failure());
 
         // A stop that came too late changes nothing: the files are there.
-        if (end == JobRunner::End::failed || report.stopped || ! reportExport (report, tracks, options))
+        if (end == JobRunner::End::failed || report.outcome.wasStopped()
+            || ! reportExport (report, tracks, options))
             return;
 
-        std::vector<SessionTrack> failed;
-        std::vector<juce::File> failedFiles;
+        std::vector<TrackState> failed;
+        std::vector<PlannedFile> failedFiles;
 
         for (std::size_t i = 0; i < report.tracks.size(); ++i)
-            if (! report.tracks[i].written)
+            if (! report.tracks[i].isWritten())
             {
                 failed.push_back (tracks[i]);
                 failedFiles.push_back (files[i]);
@@ -225,7 +225,7 @@ void GroupWork::runExport (ExportScope scope,
 }
 
 bool GroupWork::reportExport (const ExportReport& report,
-                              const std::vector<SessionTrack>& tracks,
+                              const std::vector<TrackState>& tracks,
                               const ExportOptions& options)
 {
     ExportReportContent content;

@@ -151,15 +151,15 @@ void GroupWork::importInto (const std::vector<juce::File>& files, const Group::P
                                  { imported = importTracks (files, state, warnings, *temporary, watch); });
 
     if (end == JobRunner::End::failed)
-        imported.storageError = runner.failure();
+        imported.outcome = Outcome::noRoom (runner.failure().toStdString());
 
     finishImport (std::move (imported), target);
 }
 
 void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
 {
-    if (imported.storageError.isNotEmpty())
-        prompts.warn ("The files could not be read in.", imported.storageError);
+    if (! imported.outcome.isOk() && ! imported.outcome.wasStopped())
+        prompts.warn ("The files could not be read in.", imported.outcome.reason);
 
     for (const auto& refused : imported.refused)
         juce::Logger::writeToLog ("Refused " + refused.file.getFullPathName() + ": " + refused.reason);
@@ -225,7 +225,7 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
                     { imported = importer.import (indices, state, warnings, *temporary, watch); });
 
     if (imports == JobRunner::End::failed)
-        imported.storageError = runner.failure();
+        imported.outcome = Outcome::noRoom (runner.failure().toStdString());
 
     finishImport (std::move (imported), group);
 

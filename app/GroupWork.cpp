@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "app/WindowJobs.h"
+#include "model/DiskNames.h"
 #include "model/ForeignText.h"
 #include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
@@ -137,7 +138,7 @@ void GroupWork::openOne (const juce::File& file)
     }
 
     for (const auto& track : loaded.state.tracks)
-        if (! track.sourceFile.existsAsFile() && track.source == nullptr)
+        if (! track.sourceInfo.file.existsAsFile() && track.source == nullptr)
             warnings.add (track.name, ImportWarnings::missingInGroupFile);
 
     const Group::Ptr group = new Group (std::move (loaded.state), file, loaded.file);
@@ -357,40 +358,37 @@ std::vector<ProgressStage> TessivarProcess::stages() const
 GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
 {
     GroupAnalysis result;
-    result.outcome.status = AnalyseStatus::noRoom;
     auto* temporary = temporaryStore();
 
     if (temporary == nullptr)
     {
-        result.outcome.status = AnalyseStatus::stopped; // the user was told why
+        result.outcome = Outcome::stopped(); // the user was told why
         return result;
     }
 
-    AnalyseOptions options;
-    options.resourceFolder = resources;
+    AnalysisOptions options;
+    options.resourceFolder = bytesOfPath (resources);
     options.numThreads = analysisThreads (workspace.settings());
     TessivarProcess process (group, options, *temporary);
     const auto end = runner.run (process);
     result = std::move (process.result);
 
     if (end == JobRunner::End::failed)
-        result.outcome.reason = runner.failure();
+        result.outcome = Outcome::failed (runner.failure().toStdString());
 
-    hadNoRoom = end != JobRunner::End::failed && result.outcome.status == AnalyseStatus::noRoom;
-    analysisNotes = result.outcome.notes;
+    analysisNotes = result.notes;
     return result;
 }
 
 void GroupWork::analyze (const Group::Ptr& group)
 {
-    hadNoRoom = false;
-    const auto end = requestAnalysis (
+    const auto outcome = requestAnalysis (
         group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
-    if (end == AnalysisRequestEnd::done && onAnalysed)
+    if (outcome.isOk() && onAnalysed)
         onAnalysed (group, analysisNotes);
 
-    if (end == AnalysisRequestEnd::failed && hadNoRoom)
+    if (outcome.end == Outcome::End::noRoom)
         offerAnotherTemporaryFolder ("There may be more room for temporary files in another folder.");
 }
 
@@ -427,21 +425,20 @@ void GroupWork::analyzeAll()
     for (const auto& group : workspace.allGroups())
     {
         CollectingPrompts collecting (prompts);
-        const auto end = requestAnalysis (group,
-                                          workspace,
-                                          warnings,
-                                          collecting,
-                                          [this] (const Group::Ptr& each) { return runAnalysis (each); });
+        const auto outcome = requestAnalysis (group,
+                                              workspace,
+                                              warnings,
+                                              collecting,
+                                              [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
-        if (end == AnalysisRequestEnd::stopped || end == AnalysisRequestEnd::returned)
+        if (outcome.wasStopped())
             return;
 
-        if (end == AnalysisRequestEnd::done && onAnalysed)
+        if (outcome.isOk() && onAnalysed)
             onAnalysed (group, analysisNotes);
 
-        summary.add (
-            group->name() + ": "
-            + (end == AnalysisRequestEnd::done ? juce::String ("analysed") : collecting.lastWarning));
+        summary.add (group->name() + ": "
+                     + (outcome.isOk() ? juce::String ("analyzed") : collecting.lastWarning));
     }
 
     if (! summary.isEmpty())

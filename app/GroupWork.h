@@ -4,7 +4,7 @@
 #include "app/JobRunner.h"
 #include "jobs/AnalysisRequest.h"
 #include "jobs/ExportRequest.h"
-#include "jobs/ImportGroup.h"
+#include "jobs/SortedInputs.h"
 #include "model/OutputRules.h"
 #include "model/TemporaryStore.h"
 #include "model/TessivarWorkspace.h"
@@ -111,13 +111,13 @@ private:
     /** Which type of files an export to a folder writes; nothing when the user goes back. */
     [[nodiscard]] std::optional<ExportFileType> askForFileType (const juce::String& title, int numFiles);
     void runExport (ExportScope scope,
-                    std::vector<SessionTrack> tracks,
-                    std::vector<juce::File> files,
+                    std::vector<TrackState> tracks,
+                    std::vector<PlannedFile> files,
                     const ExportOptions& options);
 
     /** True when the user wants what failed to be tried again. */
     [[nodiscard]] bool reportExport (const ExportReport& report,
-                                     const std::vector<SessionTrack>& tracks,
+                                     const std::vector<TrackState>& tracks,
                                      const ExportOptions& options);
 
     TessivarWorkspace& workspace;
@@ -127,7 +127,6 @@ private:
     ImportWarnings warnings;
     std::shared_ptr<TemporaryStore> store; // made when it is first needed
     bool choosing = false;
-    bool hadNoRoom = false;          // in the last analysis
     juce::StringArray analysisNotes; // of the last analysis
 };
 

@@ -15,7 +15,7 @@ namespace
 {
 SuppressionRule soundingRule (const TrackState& track)
 {
-    return SuppressionRule::forSetting (track.record.knobs (track.record.selected()));
+    return SuppressionRule::forSetting (track.soundingKnobs());
 }
 
 bool hasFindings (const TrackState& track)
@@ -125,7 +125,7 @@ WaveTrack waveTrackFor (const TrackState& track, const TrackWaveform* waveform, 
     WaveTrack result;
     result.name = track.name;
     result.colour = drumColour (track.drumType());
-    result.sampleRate = track.sampleRate;
+    result.sampleRate = track.sampleRate();
     result.lengthInSamples = groupLength;
 
     if (waveform != nullptr)
@@ -178,9 +178,9 @@ WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
             content.facts << "best left as it is" << bullet();
     }
 
-    content.facts << track.bitsPerSample << "-bit" << (track.isFloatingPoint ? " float" : "") << bullet()
-                  << "mono" << bullet()
-                  << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate, true);
+    content.facts << track.sourceInfo.bitsPerSample << "-bit"
+                  << (track.sourceInfo.isFloatingPoint ? " float" : "") << bullet() << "mono" << bullet()
+                  << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate(), true);
 
     content.hint = findingsSentence (track);
     return content;

@@ -175,8 +175,8 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::removeTrack, "removeTrack", A::tracks, "Remove from group").keys ({ key (Key::deleteKey) })
             .does ([] (T t) { t.tracks.remove (t.tracks.chosen()); }).dangerous(),
         Entry (V::showSource, "showSource", A::tracks, "Show source file")
-            .does ([] (T t) { showFolder (t.track()->state().sourceFile.getParentDirectory()); })
-            .when ([] (T t) { return hasTrack (t) && t.track()->state().sourceFile.existsAsFile(); }),
+            .does ([] (T t) { showFolder (t.track()->state().sourceInfo.file.getParentDirectory()); })
+            .when ([] (T t) { return hasTrack (t) && t.track()->state().sourceInfo.file.existsAsFile(); }),
         Entry (V::undo, "undo", A::tracks, "Undo").keys ({ key ('Z', ctrl) })
             .does ([] (T t) { t.tracks.undo(); })
             .when ([] (T t) { return hasGroup (t) && t.group()->undo().canUndo(); })

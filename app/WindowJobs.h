@@ -13,7 +13,7 @@ namespace tessivar
 class TessivarProcess final : public WindowJob
 {
 public:
-    TessivarProcess (Group::Ptr groupToAnalyze, AnalyseOptions optionsToUse, TemporaryStore& storeToFill)
+    TessivarProcess (Group::Ptr groupToAnalyze, AnalysisOptions optionsToUse, TemporaryStore& storeToFill)
         : group (std::move (groupToAnalyze)), state (group->state()), options (std::move (optionsToUse)),
           store (storeToFill)
     {
@@ -28,7 +28,7 @@ public:
 private:
     const Group::Ptr group;
     const GroupState state;
-    const AnalyseOptions options;
+    const AnalysisOptions options;
     TemporaryStore& store;
 };
 
@@ -36,8 +36,8 @@ private:
 class ExportJob : public WindowJob
 {
 public:
-    ExportJob (const std::vector<SessionTrack>& tracksToWrite,
-               const std::vector<juce::File>& filesToMake,
+    ExportJob (const std::vector<TrackState>& tracksToWrite,
+               const std::vector<PlannedFile>& filesToMake,
                ExportOptions optionsToUse)
         : tracks (tracksToWrite), files (filesToMake), options (std::move (optionsToUse))
     {
@@ -46,8 +46,8 @@ public:
     ExportReport report;
 
 protected:
-    const std::vector<SessionTrack>& tracks;
-    const std::vector<juce::File>& files;
+    const std::vector<TrackState>& tracks;
+    const std::vector<PlannedFile>& files;
     const ExportOptions options;
 };
 
@@ -64,7 +64,7 @@ public:
 
     void run (const WorkControl& control) override
     {
-        report = exportTrackTo (files.front(), tracks.front(), options, control);
+        report = exportTrackTo (files.front().file, tracks.front(), options, control);
     }
 };
 

@@ -289,7 +289,7 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
     AnalysisOptions options;
     options.resourceFolder = folder + "/Resources";
     options.numThreads = numThreads;
-    options.diagnostics = [] (std::string_view) {}; // standard output is for the figures
+    options.diagnostics = [] (std::string_view, bool) {}; // standard output is for the figures
     options.method = method == refinedMethod ? AnalysisMethod::refined : AnalysisMethod::standard;
     StageClock stages (numTracks, method == refinedMethod);
     WorkControl control;

@@ -8,7 +8,7 @@
 namespace tessivar
 {
 
-/** The surroundings that a command works in. */
+/** What a command works with. */
 struct CommandContext
 {
     std::ostream& out;         // results

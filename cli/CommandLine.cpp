@@ -11,7 +11,7 @@ namespace tessivar
 
 namespace
 {
-/** Letters to change, add or drop to get from one word to the other. */
+/** Edit distance between two words. */
 std::size_t editDistance (std::string_view a, std::string_view b)
 {
     std::vector<std::size_t> row (b.size() + 1);
@@ -31,7 +31,7 @@ std::size_t editDistance (std::string_view a, std::string_view b)
     return row.back();
 }
 
-/** The candidate that a mistyped word most likely means, as ": did you mean X?"; empty when none is near. */
+/** ": did you mean X?" for a mistyped word; empty when no candidate is close. */
 std::string suggestion (std::string_view word, const std::vector<std::string_view>& candidates)
 {
     const auto nearest = std::min_element (candidates.begin(),
@@ -55,7 +55,8 @@ CommandLineResult failure (std::string error)
     return result;
 }
 
-/** Hides from the parser what it would take for a list, "[a,b]": such an argument is a name like any other. */
+/** Hides from the parser what it would take for a list, "[a,b]": such an argument is a name like any other.
+*/
 class HiddenBrackets
 {
 public:
@@ -79,7 +80,7 @@ private:
     std::vector<std::string> hidden;
 };
 
-/** @param arguments  what stands behind the name of the command */
+/** @param arguments  those after the name of the command */
 CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::string> arguments)
 {
     CLI::App app;
@@ -91,7 +92,7 @@ CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::str
     bool wantsHelp = false;
     app.add_flag (std::string (commonOptions().front().name), wantsHelp);
 
-    // Filled by the parser; a map keeps the addresses that it is given.
+    // Filled by the parser, which needs stable addresses: a map has them.
     std::map<std::string_view, std::vector<std::string>> values;
     std::map<std::string_view, CLI::Option*> options;
     for (const auto& spec : command.options)
@@ -99,7 +100,7 @@ CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::str
         if (spec.isFlag())
             options[spec.name] = app.add_flag (std::string (spec.name));
         else
-            // One value each time: the words that follow are operands.
+            // One value at a time: the words after it are operands.
             options[spec.name] = app.add_option (std::string (spec.name), values[spec.name])
                                      ->expected (1)
                                      ->allow_extra_args (false)

@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** A command line, taken apart by the command table; values are not looked at yet. */
+/** A command line, parsed by the command table; values are not checked yet. */
 struct Invocation
 {
     const CommandSpec* command = nullptr;

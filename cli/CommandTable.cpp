@@ -54,7 +54,7 @@ constexpr OptionSpec methodOption{
     .name = "--method",
     .value = "METHOD",
     .kind = ValueKind::analysisMethod,
-    .help = "How the tracks are analysed: standard, or refined, which models the leakage between the "
+    .help = "How the tracks are analyzed: standard, or refined, which models the leakage between the "
             "microphones, removes much more of it, suggests a focus for each track and takes about "
             "twice as long. Default: standard.",
 };
@@ -103,7 +103,7 @@ constexpr OptionSpec overwriteOption{
 
 constexpr OptionSpec componentsOption{
     .name = "--components",
-    .help = "Also write the ten component signals of every analysed track, best first, as 32-bit float WAV.",
+    .help = "Also write the ten component signals of every analyzed track, best first, as 32-bit float WAV.",
 };
 
 constexpr OptionSpec seedOption{
@@ -126,7 +126,7 @@ constexpr OptionSpec tempOption{
     .value = "DIR",
     .kind = ValueKind::folder,
     .help =
-        "The folder for temporary data. It needs about 32 bytes for each sample of each analysed track, 40 "
+        "The folder for temporary data. It needs about 32 bytes for each sample of each analyzed track, 40 "
         "with the refined method, and for each sample of the longest one 50 more, 80 with the refined "
         "method; --dry-run tells how much that is. Default: tessivar/tmp in the user's cache folder.",
 };
@@ -348,11 +348,11 @@ constexpr std::array commands{
         "process",
         OperandKind::audioFilesAndFolders,
         "INPUT...",
-        "analyse the tracks of one performance together and write them with less leakage",
+        "analyze the tracks of one performance together and write them with less leakage",
         "INPUT are the close microphones of one performance: audio files, folders (their audio files, "
         "sorted by name, without their subfolders), or a mix; a group file is a performance of its own, "
         "which is "
-        "analysed again. Files keep the order in which they are "
+        "analyzed again. Files keep the order in which they are "
         "given. WAV, AIFF, CAF, FLAC and Ogg Vorbis are read, mono or stereo, at 44.1, 48, 88.2, 96 or 192 "
         "kHz, all of one rate.\n"
         "Every track becomes one mono file in DIR, named after its source with _Processed added (and _L or "
@@ -366,8 +366,8 @@ constexpr std::array commands{
         "analyze",
         OperandKind::audioFilesAndFolders,
         "INPUT...",
-        "analyse the tracks of one performance and save them as a Group, without writing audio files",
-        "INPUT are audio files and folders as for process, or one group file, whose tracks are then analysed "
+        "analyze the tracks of one performance and save them as a Group, without writing audio files",
+        "INPUT are audio files and folders as for process, or one group file, whose tracks are then analyzed "
         "again. The "
         "analysis, the audio and the knobs are kept in the group file; the sources are not needed any more.",
         analyzeOptions },
@@ -377,7 +377,7 @@ constexpr std::array commands{
         "GROUP...",
         "write the tracks of group files with less leakage",
         "Renders the analysis that a group file (.dls) holds, with the knobs saved in it or with others, in "
-        "seconds: nothing is analysed. Files are named and written as process does it. With several group "
+        "seconds: nothing is analyzed. Files are named and written as process does it. With several group "
         "files each has a folder of its name below DIR; one that fails does not keep the others back.",
         exportOptions },
     CommandSpec{

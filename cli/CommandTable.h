@@ -6,7 +6,7 @@
 namespace tessivar
 {
 
-/** What a shell can offer in place of a value. */
+/** What a shell can complete a value to. */
 enum class ValueKind
 {
     none,          // a flag: takes no value
@@ -22,7 +22,7 @@ enum class ValueKind
 struct OptionSpec
 {
     std::string_view name{};  // with its dashes
-    std::string_view value{}; // what stands for the value in texts; empty for a flag
+    std::string_view value{}; // placeholder in texts; empty for a flag
     ValueKind kind = ValueKind::none;
     bool repeatable = false;
     bool required = false;
@@ -32,7 +32,7 @@ struct OptionSpec
     [[nodiscard]] bool isPath() const { return kind == ValueKind::folder || kind == ValueKind::file; }
 };
 
-/** What stands after the options of a command. */
+/** What follows the options of a command. */
 enum class OperandKind
 {
     none,
@@ -49,7 +49,7 @@ struct CommandSpec
     OperandKind operandKind = OperandKind::none;
     std::string_view operand{};     // as in the usage line; one ending in "..." may be given several times
     std::string_view summary{};     // one line
-    std::string_view description{}; // paragraphs, parted by newlines
+    std::string_view description{}; // paragraphs, separated by newlines
     std::span<const OptionSpec> options{};
 
     [[nodiscard]] bool takesSeveralOperands() const { return operand.ends_with ("..."); }
@@ -62,7 +62,9 @@ struct ExitCodeSpec
     std::string_view meaning{};
 };
 
-/** The commands, in the order in which they are listed. Parsing, help, man page and completion are made from it. */
+/** The commands, in the order in which they are listed. Parsing, help, man page and completion are made from
+    it.
+*/
 [[nodiscard]] std::span<const CommandSpec> commandTable();
 
 /** Options that every command has, and the program itself. */

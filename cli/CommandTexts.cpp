@@ -26,7 +26,7 @@ std::vector<std::string> paragraphsOf (std::string_view text)
     }
 }
 
-/** The words of a text in lines of at most helpWidth columns, each behind indent blanks. */
+/** Text wrapped to helpWidth columns, every line indented. */
 std::string wrapped (std::string_view text, std::size_t indent)
 {
     std::string result, line;
@@ -60,7 +60,7 @@ std::string optionHead (const OptionSpec& option)
     return head;
 }
 
-/** The help of an option with what its table entry implies. */
+/** The help of an option, with what its table entry implies. */
 std::string optionHelp (const OptionSpec& option)
 {
     std::string help (option.help);
@@ -88,7 +88,7 @@ std::string usageOf (const CommandSpec& command)
     return usage + " [OPTION...]";
 }
 
-/** Text that troff prints as it stands: backslashes and minus signs escaped. */
+/** Text escaped for troff: backslashes, minus signs. */
 std::string troff (std::string_view text)
 {
     std::string result;
@@ -101,7 +101,7 @@ std::string troff (std::string_view text)
         else
             result += character;
     }
-    // A dot or an apostrophe at the start of a line would be taken for a request.
+    // At the start of a line a dot or an apostrophe begins a troff request.
     if (! result.empty() && (result.front() == '.' || result.front() == '\''))
         result.insert (0, "\\&");
     return result;
@@ -235,7 +235,7 @@ std::string bashCompletion()
     std::ostringstream script;
     script << "# bash completion for " << programName << "\n\n";
 
-    // Candidates are read line by line: names with blanks and wildcards in them survive.
+    // Candidates are read line by line, so that names with spaces and wildcards survive.
     script << R"sh(_tessivar_cli_files ()
 {
     local candidate
@@ -277,7 +277,7 @@ _tessivar_cli ()
     script << optionNames (programOptions()) << "' -- \"$cur\")\n        return\n    fi\n\n";
 
     script
-        << R"sh(    # The option that the current word belongs to: the one before it, or before OPTION = and NAME =.
+        << R"sh(    # The option that the current word belongs to: before it, or before OPTION = and NAME =.
     option=$prev
     if [[ $cur == "=" || $prev == "=" ]]; then
         local equals=$((COMP_CWORD - 1))

@@ -18,7 +18,7 @@ namespace
 {
 constexpr auto licenceName = "LICENSE";
 
-/** Puts the licence beside the tracks; one that is already there, with the same words, stays. */
+/** Puts the licence beside the tracks, unless the same text is already there. */
 juce::Result
 copyLicence (const juce::File& source, const juce::File& target, OutputRules& rules, bool overwrite)
 {
@@ -64,29 +64,33 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
 
     const WorkControl control{ .shouldStop = context.stopRequested, .setProgress = {} };
     ImportWarnings warnings;
-    std::vector<SessionTrack> tracks;
+    GroupState demo;
     for (const auto& file : inputs.files)
     {
-        auto outcome = importFile (file, 0.0, warnings, store.get(), control);
-        if (outcome.intake.cancelled)
+        auto intake = importFile (file, 0.0, warnings, store.get(), control);
+        if (intake.outcome.wasStopped())
         {
             context.tellError ("interrupted");
             return exitCode::interrupted;
         }
-        if (! outcome.intake.accepted())
+        if (! intake.accepted())
         {
-            context.tellError (outcome.intake.reason);
-            return outcome.intake.storageFailed ? exitCode::outputFailed : exitCode::inputRefused;
+            context.tellError (intake.outcome.reason);
+            return intake.outcome.end == Outcome::End::noRoom ? exitCode::outputFailed
+                                                              : exitCode::inputRefused;
         }
-        tracks.insert (tracks.end(), outcome.tracks.begin(), outcome.tracks.end());
+        for (auto& track : intake.tracks)
+            demo.tracks.push_back (std::move (track.state));
     }
 
     OutputRules rules;
-    const auto report = exportTracks (
-        tracks, { .folder = folder, .extension = ".wav", .overwrite = overwrite, .rules = &rules }, control);
+    const auto report =
+        exportTracks (demo.tracks,
+                      { .folder = folder, .extension = ".wav", .overwrite = overwrite, .rules = &rules },
+                      control);
     for (const auto& error : report.errors)
         context.tellError (error);
-    if (report.stopped)
+    if (report.outcome.wasStopped())
     {
         context.tellError ("interrupted");
         return exitCode::interrupted;
@@ -94,7 +98,7 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
 
     int numWritten = 0;
     for (const auto& track : report.tracks)
-        if (track.written)
+        if (track.isWritten())
         {
             context.out << printable (track.file.getFullPathName()) << "\n";
             ++numWritten;

@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** What the command "edit" is asked to change. */
+/** What "edit" is asked to change. */
 struct EditRequest
 {
     juce::File groupFile;
@@ -24,7 +24,8 @@ struct EditRequest
     bool json = false;
 };
 
-/** Reads the values of a command line. On failure the reason names the option, and request stays untouched. */
+/** Reads the values of a command line. On failure the reason names the option, and request stays untouched.
+*/
 [[nodiscard]] juce::Result parseEditRequest (const Invocation& invocation, EditRequest& request);
 
 /** Runs "edit" and prints what the file now holds. Returns the exit code. */

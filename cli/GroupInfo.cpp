@@ -32,7 +32,7 @@ juce::String stateText (const TrackState& track)
         return "excluded";
     if (! track.takesPart())
         return "as is";
-    return track.rendered != nullptr ? "analysed" : "not analysed";
+    return track.rendered != nullptr ? "analyzed" : "not analyzed";
 }
 
 juce::String analysisText (const GroupState& group)
@@ -70,15 +70,15 @@ Json trackToJson (const TrackState& track)
     json["selected"] = track.record.selected() == KnobSetting::a ? "A" : "B";
     json["suggestedFocus"] = track.findings.suggestedFocus ? Json (*track.findings.suggestedFocus) : Json();
     json["leakageDb"] = track.findings.suggestedFocus ? Json (track.findings.leakageDb) : Json();
-    json["sampleRate"] = track.sampleRate;
+    json["sampleRate"] = track.sourceInfo.sampleRate;
     json["lengthInSamples"] = track.lengthInSamples();
-    json["bitsPerSample"] = track.bitsPerSample;
-    json["floatingPoint"] = track.isFloatingPoint;
-    json["source"] = jsonText (track.sourceFile.getFullPathName());
-    json["sourceIsThere"] = track.sourceFile.existsAsFile();
-    json["channel"] = track.channel;
-    json["channels"] = track.numSourceChannels;
-    json["metadata"] = metadataToJson (track.metadata);
+    json["bitsPerSample"] = track.sourceInfo.bitsPerSample;
+    json["floatingPoint"] = track.sourceInfo.isFloatingPoint;
+    json["source"] = jsonText (track.sourceInfo.file.getFullPathName());
+    json["sourceIsThere"] = track.sourceInfo.file.existsAsFile();
+    json["channel"] = track.sourceInfo.channel;
+    json["channels"] = track.sourceInfo.numChannels;
+    json["metadata"] = metadataToJson (track.sourceInfo.metadata);
     return json;
 }
 } // namespace
@@ -104,8 +104,8 @@ std::string formatGroupInfo (const juce::File& file, const LoadedGroup& loaded)
                           knobText (track.record.knobs (KnobSetting::a)),
                           knobText (track.record.knobs (KnobSetting::b)),
                           track.record.selected() == KnobSetting::a ? "A" : "B",
-                          printable (track.sourceFile.getFileName())
-                              + (track.sourceFile.existsAsFile() ? "" : " (not found)") });
+                          printable (track.sourceInfo.file.getFileName())
+                              + (track.sourceInfo.file.existsAsFile() ? "" : " (not found)") });
     return text.toStdString() + "\n" + formatTable (rows);
 }
 

@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** What a group file holds, for people: the Group, its analysis, and its tracks with their knobs. */
+/** The content of a group file for people: Group, analysis, and tracks with their knobs. */
 [[nodiscard]] std::string formatGroupInfo (const juce::File& file, const LoadedGroup& group);
 
 /** The same for machines; docs/cli-json.md lists the keys. */

@@ -1,6 +1,7 @@
 #include "cli/GroupRun.h"
 
 #include "cli/GroupRunSteps.h"
+#include "model/DiskNames.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 
@@ -29,9 +30,6 @@ ProcessReport GroupRun::run()
     progress.finish();
     report.totalSeconds = secondsNow() - start;
     collectWarnings();
-
-    for (std::size_t i = 0; i < session.size(); ++i)
-        report.tracks[i].track = session[i];
 
     report.method = method();
     report.hints = hintsFor (report);
@@ -81,12 +79,12 @@ ExportOptions GroupRun::exportOptions() const
     return { .folder = request.outFolder, .extension = request.extension, .overwrite = request.overwrite };
 }
 
-AnalyseOptions GroupRun::analyseOptions() const
+AnalysisOptions GroupRun::analysisOptions() const
 {
-    return { .resourceFolder = context.resourceFolder,
+    return { .method = method(),
+             .resourceFolder = bytesOfPath (context.resourceFolder),
              .numThreads = request.numThreads,
              .seed = request.seed,
-             .method = method(),
              .keepAllComponents = request.components };
 }
 

@@ -1,6 +1,5 @@
 #include "cli/GroupRunSteps.h"
 #include "model/DiskNames.h"
-
 #include "model/UserFolders.h"
 #include "model/WritingNote.h"
 #include "terms/KnobValues.h"
@@ -10,17 +9,18 @@
 namespace tessivar
 {
 
-void GroupRun::turnKnobs (TrackState& track, KnobValues wanted)
+void GroupRun::turnKnobs (std::size_t index)
 {
-    const auto setting = track.record.selected();
-    const auto before = track.record.knobs (setting);
-    KnobValues values{ wanted.focus, wanted.fine };
+    auto& record = group.tracks[index].record;
+    const auto before = record.knobs (record.selected());
+    auto values = report.tracks[index].knobs;
 
-    if (wanted.focus == suggestedValue)
-        values.focus = static_cast<float> (track.findings.suggestedFocus.value_or (before.focus));
+    if (values.focus == suggestedValue)
+        values.focus =
+            static_cast<float> (group.tracks[index].findings.suggestedFocus.value_or (before.focus));
 
     if (values != before)
-        track.record.setKnobs (setting, values);
+        record.setKnobs (record.selected(), values);
 }
 
 bool GroupRun::readTracks()
@@ -35,10 +35,8 @@ bool GroupRun::readTracks()
         return fail (exitCode::analysisFailed, opened.getErrorMessage());
 
     if (request.isFromGroupFile())
-        return true; // its audio is read from the group file itself
+        return true; // audio is read from the group file itself
 
-    std::vector<SessionTrack> readSession;
-    std::vector<ReportedTrack> readReports;
     double done = 0.0;
     progress.beginStage ("Reading");
 
@@ -50,43 +48,45 @@ bool GroupRun::readTracks()
         auto watch = control();
         const auto numFiles = static_cast<double> (checkedFiles.size());
         watch.setProgress = [&] (double fraction) { progress.setProgress ((done + fraction) / numFiles); };
-        auto outcome = importFile (checked.file, sampleRate, warnings, store.get(), watch);
+        auto intake = importFile (checked.file, group.sampleRate(), warnings, store.get(), watch);
         done += 1.0;
 
-        if (outcome.intake.cancelled)
+        if (intake.outcome.wasStopped())
             return interrupted();
-        if (outcome.intake.storageFailed)
-            return fail (exitCode::analysisFailed, outcome.intake.reason);
-        if (! outcome.intake.accepted() || outcome.tracks.size() != checked.numTracks)
+        if (intake.outcome.end == Outcome::End::noRoom)
+            return fail (exitCode::analysisFailed, intake.outcome.reason);
+        if (! intake.accepted() || intake.tracks.size() != checked.numTracks)
         {
             refuse (checked.file.getFullPathName(),
-                    outcome.intake.code,
-                    outcome.intake.accepted() ? pathOf (checked.file) + ": the file changed while it was read"
-                                              : outcome.intake.reason);
+                    intake.code,
+                    intake.accepted() ? pathOf (checked.file) + ": the file changed while it was read"
+                                      : juce::String (intake.outcome.reason));
             progress.beginStage ("Reading");
             continue;
         }
 
         for (std::size_t i = 0; i < checked.numTracks; ++i)
         {
-            auto& track = outcome.tracks[i];
-            const auto& decided = session[checked.firstTrack + i];
-            track.drumType = decided.drumType;
-            track.excluded = decided.excluded;
-            track.setting = decided.setting;
-            readSession.push_back (std::move (track));
-
-            readReports.push_back (report.tracks[checked.firstTrack + i]);
-            readReports.back().nonFiniteSamples = outcome.intake.tracks[i].nonFiniteSamples;
+            auto& read = intake.tracks[i];
+            auto& track = group.tracks[checked.firstTrack + i];
+            track.sourceInfo = std::move (read.state.sourceInfo);
+            track.source = std::move (read.state.source);
+            track.record.setLengthInSamples (read.state.lengthInSamples());
+            report.tracks[checked.firstTrack + i].nonFiniteSamples = read.nonFiniteSamples;
         }
-        addNotes (outcome.intake.notes);
+        addNotes (intake.notes);
     }
 
-    session = std::move (readSession);
-    report.tracks = std::move (readReports);
+    for (auto i = group.tracks.size(); i-- > 0;)
+        if (group.tracks[i].source == nullptr)
+        {
+            group.tracks.erase (group.tracks.begin() + static_cast<std::ptrdiff_t> (i));
+            report.tracks.erase (report.tracks.begin() + static_cast<std::ptrdiff_t> (i));
+        }
+
     report.readingSeconds = secondsNow() - start;
 
-    if (session.empty())
+    if (group.tracks.empty())
         return fail (exitCode::inputRefused, "there is no usable audio file");
     return true;
 }
@@ -94,48 +94,35 @@ bool GroupRun::readTracks()
 void GroupRun::prepareGroup()
 {
     if (! request.isFromGroupFile())
-    {
-        group.name =
-            readablePath (request.saves() ? request.saveFile.getFileNameWithoutExtension()
-                                          : session.front().sourceFile.getParentDirectory().getFileName());
-
-        for (const auto& track : session)
-        {
-            group.tracks.push_back (trackStateOf (track));
-            group.tracks.back().id = static_cast<std::uint32_t> (group.tracks.size());
-        }
-    }
+        group.name = readablePath (
+            request.saves() ? request.saveFile.getFileNameWithoutExtension()
+                            : group.tracks.front().sourceInfo.file.getParentDirectory().getFileName());
 
     group.method = method();
 
-    for (std::size_t i = 0; i < session.size(); ++i)
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
         auto& track = group.tracks[i];
-        track.excluded = session[i].excluded;
+        const auto& name = report.tracks[i].name;
+        turnKnobs (i);
 
-        if (track.drumType() != session[i].drumType)
-            track.record.setDrumType (session[i].drumType);
-
-        turnKnobs (track, session[i].setting);
-
-        // Setting A at the suggestion is where the analysis itself puts it.
-        const auto focus = request.focus.valueFor (session[i].name);
+        // Following the suggestion in setting A is what an untouched knob does.
+        const auto focus = request.focus.valueFor (name);
         const auto isOwn = focus && (focus != suggestedValue || track.record.selected() == KnobSetting::b);
-        track.knobsTouched = track.knobsTouched || isOwn || request.fine.valueFor (session[i].name);
+        track.knobsTouched = track.knobsTouched || isOwn || request.fine.valueFor (name);
     }
 }
 
-void GroupRun::tellDiagnostic (const juce::String& line)
+void GroupRun::tellDiagnostic (std::string_view line, bool isRead)
 {
-    // What was read is told on standard output, where that is no document. What was not concerns everybody.
-    const auto isTrouble = ! line.startsWith ("Read ");
-
-    if (request.quiet && ! isTrouble)
+    // Success is told on standard output, unless that is a document; trouble is told in any case.
+    if (request.quiet && isRead)
         return;
 
     progress.clear();
     auto& output = request.json || request.quiet ? context.diagnostics : context.out;
-    output << printable (line) << std::endl;
+    output << printable (juce::String::fromUTF8 (line.data(), static_cast<int> (line.size())).trimEnd())
+           << std::endl;
 }
 
 bool GroupRun::analyse()
@@ -143,43 +130,34 @@ bool GroupRun::analyse()
     if (! request.analyses())
         return true;
 
-    // The data files and the spectra take next to no time; the first tenth of the progress says nothing yet.
+    // Data files and spectra take next to no time: the first tenth is left out of the time estimate.
     constexpr double cheapFraction = 0.1;
     const auto start = secondsNow();
-    progress.beginStage ("Analysing", cheapFraction);
+    progress.beginStage ("Analyzing", cheapFraction);
     prepareGroup();
-    auto options = analyseOptions();
-    options.diagnostics = [this] (const juce::String& line) { tellDiagnostic (line); };
+    auto options = analysisOptions();
+    options.diagnostics = [this] (std::string_view line, bool isRead) { tellDiagnostic (line, isRead); };
     const auto result = analyseGroup (group, options, *store, control());
-    const auto& outcome = result.outcome;
     report.analysisSeconds = secondsNow() - start;
 
-    if (outcome.status == AnalyseStatus::completed)
-    {
-        applyAnalysis (group, result);
-        adoptAnalysis();
-        addNotes (outcome.notes);
-        return true;
-    }
-    if (outcome.status == AnalyseStatus::stopped)
+    if (result.outcome.wasStopped())
         return interrupted();
 
-    auto text = outcome.message;
-    if (outcome.reason.isNotEmpty() && outcome.reason != text)
-        text << (text.isEmpty() ? "" : " (") << printable (outcome.reason) << (text.isEmpty() ? "" : ")");
-    return fail (outcome.status == AnalyseStatus::refused ? exitCode::inputRefused : exitCode::analysisFailed,
-                 text);
-}
+    if (! result.outcome.isOk())
+        return fail (result.outcome.end == Outcome::End::refused ? exitCode::inputRefused
+                                                                 : exitCode::analysisFailed,
+                     juce::String (analysisFailedText) + " (" + printable (result.outcome.reason) + ")");
 
-void GroupRun::adoptAnalysis()
-{
-    for (std::size_t i = 0; i < session.size(); ++i)
+    applyAnalysis (group, result);
+    addNotes (result.notes);
+
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
-        const auto name = session[i].name;
-        turnKnobs (group.tracks[i], session[i].setting);
-        session[i] = sessionTrackOf (group.tracks[i]);
-        session[i].name = name;
+        turnKnobs (i);
+        report.tracks[i].knobs = group.tracks[i].soundingKnobs();
     }
+
+    return true;
 }
 
 } // namespace tessivar

@@ -61,19 +61,16 @@ bool GroupRun::loadGroup()
     if (! dropOtherTracks())
         return false;
 
-    for (const auto& track : group.tracks)
+    for (auto& track : group.tracks)
     {
-        session.push_back (sessionTrackOf (track));
-
         if (request.setting)
-            session.back().setting = track.record.knobs (*request.setting);
+            track.record.select (*request.setting);
 
-        ReportedTrack reported;
-        reported.typeOrigin = TypeOrigin::group;
-        report.tracks.push_back (reported);
+        report.tracks.push_back (
+            { .name = track.name, .knobs = track.soundingKnobs(), .typeOrigin = TypeOrigin::group });
     }
 
-    if (session.empty())
+    if (group.tracks.empty())
         return fail (exitCode::inputRefused, pathOf (request.groupFile) + ": There are no tracks to export.");
 
     return true;
@@ -106,58 +103,53 @@ bool GroupRun::checkFiles()
     for (const auto& bad : inputs.bad)
         refuse (bad.argument, {}, bad.reason);
 
-    std::vector<IntakeTrack> batch;
     for (const auto& file : inputs.files)
     {
         if (stopRequested())
             return interrupted();
 
         inputNames.add (file.getFileNameWithoutExtension());
-        auto outcome = importFile (file, sampleRate, warnings, nullptr, control());
-        const auto rate = outcome.tracks.empty() ? sampleRate : outcome.tracks.front().sampleRate;
+        auto intake = importFile (file, group.sampleRate(), warnings, nullptr, control());
 
-        // A run finds out what is damaged behind the header while it reads the file in.
-        if (request.dryRun && outcome.intake.accepted())
+        // A dry run decodes here what a run decodes later, to find damage behind the header.
+        if (request.dryRun && intake.accepted())
         {
             IntakeSink sink;
-            outcome.intake =
-                intakeFile (file, sampleRate, warnings, &sink, { context.stopRequested, nullptr });
+            intake =
+                intakeFile (file, group.sampleRate(), warnings, &sink, { context.stopRequested, nullptr });
         }
 
-        sampleRate = rate;
-        if (outcome.intake.cancelled)
+        if (intake.outcome.wasStopped())
             return interrupted();
-        if (! outcome.intake.accepted())
+        if (! intake.accepted())
         {
-            refuse (file.getFullPathName(), outcome.intake.code, outcome.intake.reason);
+            refuse (file.getFullPathName(), intake.code, intake.outcome.reason);
             continue;
         }
 
-        checkedFiles.push_back ({ file, session.size(), outcome.tracks.size() });
-        for (std::size_t i = 0; i < outcome.tracks.size(); ++i)
+        checkedFiles.push_back ({ file, group.tracks.size(), intake.tracks.size() });
+        for (auto& track : intake.tracks)
         {
-            const auto& intake = outcome.intake.tracks[i];
-            session.push_back (outcome.tracks[i]);
-            batch.push_back (intake);
-
-            ReportedTrack reported;
-            reported.guess = classifyTrackFile (intake.file.getFullPathName());
-            reported.typeOrigin = originOf (reported.guess);
-            report.tracks.push_back (reported);
+            group.tracks.push_back (std::move (track.state));
+            group.tracks.back().id = static_cast<std::uint32_t> (group.tracks.size());
+            report.tracks.push_back ({ .name = readablePath (file.getFileNameWithoutExtension()),
+                                       .knobs = startKnobsA,
+                                       .typeOrigin = originOf (intake.guess),
+                                       .guess = intake.guess });
         }
-        addNotes (outcome.intake.notes);
+        addNotes (intake.notes);
     }
 
-    if (session.empty())
+    if (group.tracks.empty())
         return fail (exitCode::inputRefused, "there is no usable audio file");
 
-    checkBatch ({}, batch, warnings);
+    checkBatch ({}, group.tracks, warnings);
     return true;
 }
 
 bool GroupRun::applyChoices()
 {
-    // Names of refused files count as well: a damaged file does not turn its options into mistakes.
+    // Names of refused files count too: a damaged file does not make its options wrong.
     for (const auto& [option, patterns] : { std::pair{ "--focus", request.focus.perTrack.patterns() },
                                             std::pair{ "--fine", request.fine.perTrack.patterns() },
                                             std::pair{ "--type", request.types.patterns() },
@@ -168,73 +160,71 @@ bool GroupRun::applyChoices()
             return fail (exitCode::usage, outcome.getErrorMessage());
     }
 
-    int numActive = 0;
-    for (std::size_t i = 0; i < session.size(); ++i)
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
-        auto& track = session[i];
+        auto& track = group.tracks[i];
+        auto& reported = report.tracks[i];
 
         for (const auto& pattern : request.excluded)
-            track.excluded = track.excluded || matchesPattern (track.name, pattern);
-        if (const auto type = request.types.valueFor (track.name))
+            track.excluded = track.excluded || matchesPattern (reported.name, pattern);
+        if (const auto type = request.types.valueFor (reported.name))
         {
-            track.drumType = *type;
-            report.tracks[i].typeOrigin = TypeOrigin::given;
+            if (track.drumType() != *type)
+                track.record.setDrumType (*type);
+            reported.typeOrigin = TypeOrigin::given;
         }
 
         applyKnobs (i);
-        if (track.setting.focus == suggestedValue && ! canSuggest (track))
+        if (reported.knobs.focus == suggestedValue && ! canSuggest (track))
             return fail (exitCode::usage,
                          "--focus suggested: only the refined method suggests a value; \""
-                             + printable (track.name) + "\" was not analysed by it");
-
-        numActive += track.excluded ? 0 : 1;
+                             + printable (reported.name) + "\" was not analyzed by it");
     }
 
     if (! request.analyses())
     {
-        for (auto& track : session)
-            if (track.setting.focus == suggestedValue)
-                track.setting.focus =
-                    static_cast<float> (track.analysis.findings.suggestedFocus.value_or (0.0));
+        for (std::size_t i = 0; i < group.tracks.size(); ++i)
+        {
+            auto& focus = report.tracks[i].knobs.focus;
+
+            if (focus == suggestedValue)
+                focus = static_cast<float> (group.tracks[i].findings.suggestedFocus.value_or (0.0));
+
+            turnKnobs (i);
+        }
 
         return true;
     }
 
-    if (numActive > largeGroupTracks)
+    const auto contents = GroupContents::of (group);
+
+    if (contents.numActiveTracks > largeGroupTracks)
         warnings.add ({}, ImportWarnings::largeGroup);
 
-    const auto refusal = analysisRefusal (session);
-    if (refusal.isNotEmpty())
-        return fail (exitCode::inputRefused, refusal);
-    return true;
+    const auto check = checkContents (contents);
+    return check.isOk() || fail (exitCode::inputRefused, check.reason);
 }
 
 void GroupRun::applyKnobs (std::size_t index)
 {
-    auto& track = session[index];
-    const auto isNew = ! request.isFromGroupFile();
-
-    if (isNew)
-        track.setting = startKnobsA;
-
+    const auto& track = group.tracks[index];
+    auto& reported = report.tracks[index];
     const auto takesSuggestion = request.analyses() && method() == AnalysisMethod::refined
-                                 && track.takesPart()
-                                 && (isNew
-                                     || (! group.tracks[index].knobsTouched
-                                         && group.tracks[index].record.selected() == KnobSetting::a));
+                                 && track.takesPart() && ! track.knobsTouched
+                                 && track.record.selected() == KnobSetting::a;
 
     if (takesSuggestion)
-        track.setting.focus = suggestedValue;
+        reported.knobs.focus = suggestedValue;
 
-    track.setting.focus = request.focus.valueFor (track.name).value_or (track.setting.focus);
-    track.setting.fine = request.fine.valueFor (track.name).value_or (track.setting.fine);
+    reported.knobs.focus = request.focus.valueFor (reported.name).value_or (reported.knobs.focus);
+    reported.knobs.fine = request.fine.valueFor (reported.name).value_or (reported.knobs.fine);
 }
 
-bool GroupRun::canSuggest (const SessionTrack& track) const
+bool GroupRun::canSuggest (const TrackState& track) const
 {
     return method() == AnalysisMethod::refined
            && (request.analyses() || ! track.hasProcessedOutput()
-               || track.analysis.findings.suggestedFocus.has_value());
+               || track.findings.suggestedFocus.has_value());
 }
 
 bool GroupRun::planOutput()
@@ -242,24 +232,23 @@ bool GroupRun::planOutput()
     if (! request.writesAudio())
         return true;
 
-    auto planned = session;
-    for (auto& track : planned)
-        track.processed = request.analyses() ? track.takesPart() : track.hasProcessedOutput();
-    const auto files = planExport (planned, exportOptions());
+    const auto when = request.analyses() ? PlannedFor::tracksOnceAnalysed : PlannedFor::tracksAsTheyAre;
+    const auto files = planExport (group.tracks, exportOptions(), when);
 
     juce::StringArray problems;
     for (std::size_t i = 0; i < files.size(); ++i)
     {
+        const auto& track = group.tracks[i];
+        const auto isProcessed = request.analyses() ? track.takesPart() : track.hasProcessedOutput();
         auto& reported = report.tracks[i];
-        reported.outputFile = files[i];
-        reported.isSourceItself = ! planned[i].processed && isSameFile (files[i], session[i].sourceFile);
+        reported.outputFile = files[i].file;
+        reported.isSourceItself = ! isProcessed && isSameFile (reported.outputFile, track.sourceInfo.file);
         if (! reported.isSourceItself)
-            problems.add (claim (files[i]));
+            problems.add (claim (reported.outputFile));
     }
 
-    std::erase_if (planned, [] (const SessionTrack& track) { return ! track.processed; });
     if (request.components)
-        for (const auto& file : planComponents (planned, exportOptions()))
+        for (const auto& file : planComponents (group.tracks, exportOptions(), when))
             problems.add (claim (file));
     problems.removeEmptyStrings();
 
@@ -319,17 +308,18 @@ bool GroupRun::checkRoom()
     ProcessForecast forecast;
 
     if (request.analyses())
-        forecast.analysis = forecastAnalyse (session, analyseOptions(), request.temporaryFolder);
+        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder);
 
     const auto target = request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory();
     forecast.outputFree = freeBytesOf (target).value_or (std::numeric_limits<std::uint64_t>::max());
 
     const auto type = exportFileTypeFor (request.extension);
-    for (std::size_t i = 0; i < session.size(); ++i)
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
-        const auto& track = session[i];
-        const auto length = static_cast<std::uint64_t> (track.lengthInSamples);
-        const auto format = exportSampleFormatFor (track.bitsPerSample, track.isFloatingPoint, type);
+        const auto& track = group.tracks[i];
+        const auto length = static_cast<std::uint64_t> (track.lengthInSamples());
+        const auto format =
+            exportSampleFormatFor (track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type);
         if (request.writesAudio() && ! report.tracks[i].isSourceItself)
             forecast.outputNeeded += length * static_cast<std::uint64_t> (format.bitsPerSample / 8);
         if (request.components && track.takesPart())
@@ -343,8 +333,8 @@ bool GroupRun::checkRoom()
     report.forecast = forecast;
 
     if (request.analyses())
-        if (const auto outcome = forecast.analysis.check(); outcome.failed())
-            return fail (exitCode::analysisFailed, outcome.getErrorMessage());
+        if (const auto check = forecast.analysis.check(); ! check.isOk())
+            return fail (exitCode::analysisFailed, check.reason);
 
     const bool shared = areOnOneFileSystem (target, request.temporaryFolder);
     const auto needed = forecast.outputNeeded + (shared ? forecast.analysis.diskNeeded : 0);

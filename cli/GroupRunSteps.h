@@ -6,7 +6,6 @@
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
 #include "jobs/AnalyseGroup.h"
-#include "jobs/GroupTracks.h"
 #include "jobs/ImportTracks.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFile.h"
@@ -16,7 +15,7 @@
 
 #include <chrono>
 #include <memory>
-#include <utility>
+#include <string_view>
 
 namespace tessivar
 {
@@ -31,7 +30,8 @@ inline juce::String pathOf (const juce::File& file)
     return printable (file.getFullPathName());
 }
 
-/** One run over a Group, step after step. A step that returns false ends the run with the exit code it set. */
+/** One run over a Group, step after step. A step that returns false ends the run with the exit code it set.
+*/
 class GroupRun
 {
 public:
@@ -42,7 +42,9 @@ public:
     ProcessReport run();
 
 private:
-    /** A file that was accepted by its header, and the tracks it becomes: [firstTrack, firstTrack + numTracks). */
+    /** A file that was accepted by its header, and the tracks it becomes: [firstTrack, firstTrack +
+        numTracks).
+    */
     struct CheckedFile
     {
         juce::File file;
@@ -50,7 +52,7 @@ private:
         std::size_t numTracks = 0;
     };
 
-    // GroupRun.cpp: ends of a run, and what the steps have in common.
+    // GroupRun.cpp: how a run ends, and what the steps share.
     bool end (int exitCode);
     bool fail (int exitCode, const juce::String& reason);
     bool interrupted() { return fail (exitCode::interrupted, "interrupted"); }
@@ -63,38 +65,38 @@ private:
     [[nodiscard]] WorkControl control();
     [[nodiscard]] bool stopRequested() const { return context.stopRequested && context.stopRequested(); }
     [[nodiscard]] ExportOptions exportOptions() const;
-    [[nodiscard]] AnalyseOptions analyseOptions() const;
+    [[nodiscard]] AnalysisOptions analysisOptions() const;
 
-    /** How the Group is analysed, or was. */
+    /** By which the Group is, or was, analyzed. */
     [[nodiscard]] AnalysisMethod method() const;
 
-    // GroupRunPlanning.cpp: everything that can be refused before the work.
+    // GroupRunPlanning.cpp: everything that can fail before the work.
 
-    /** Opens a group file in place of looking at audio files. */
+    /** Opens a group file instead of checking audio files. */
     bool loadGroup();
 
-    /** Leaves only the tracks that were asked for by name. */
+    /** Keeps only the tracks asked for by name. */
     bool dropOtherTracks();
 
-    /** Looks at every header; what is refused here costs no time and no disk. */
+    /** Checks every header: what is refused here costs neither time nor disk. */
     bool checkFiles();
 
     bool applyChoices();
 
-    /** What the command line says, else what the analysis will suggest, where no user has turned the knobs, else what a
-        Group from a file holds.
+    /** What the command line says, else what the analysis will suggest, where no user has turned the knobs,
+        else what a Group from a file holds.
     */
     void applyKnobs (std::size_t index);
 
-    [[nodiscard]] bool canSuggest (const SessionTrack& track) const;
+    [[nodiscard]] bool canSuggest (const TrackState& track) const;
 
-    /** Names the files to be written, and refuses now what would be refused after minutes of work. */
+    /** Names the files to write, and refuses now what would otherwise fail after minutes of work. */
     bool planOutput();
 
-    /** Claims a planned file; the problem if that is refused, else empty. */
+    /** Claims a planned file; returns the problem, if any. */
     [[nodiscard]] juce::String claim (const juce::File& file);
 
-    /** Refuses now a group file that could not be written after minutes of work. */
+    /** Refuses now a group file that could not be written later. */
     bool planSave();
 
     bool checkRoom();
@@ -103,46 +105,42 @@ private:
 
     bool readTracks();
 
-    /** The Group as it is to be analysed: as it was loaded, or made of the tracks, with what the command line says. */
+    /** Sets what the analysis depends on: method and knobs; a new Group also gets its name. */
     void prepareGroup();
 
     bool analyse();
 
-    /** Passes a line of the loading of the data files on. */
-    void tellDiagnostic (const juce::String& line);
+    /** Prints the line that loading a data file gave. */
+    void tellDiagnostic (std::string_view line, bool isRead);
 
-    /** What the analysis gave the Group, for the export and the report. */
-    void adoptAnalysis();
-
-    /** Turns the knobs of the sounding setting; the other setting and the selector stay. A focus of suggestedValue is
-        the suggestion of the last analysis, or leaves the knob where it is when there is none.
+    /** Turns the knobs of the sounding setting to what was decided; the other setting and the selector stay.
+        A focus of suggestedValue is the suggestion of the last analysis, or leaves the knob where it is when
+        there is none.
     */
-    static void turnKnobs (TrackState& track, KnobValues wanted);
+    void turnKnobs (std::size_t index);
 
     // GroupRunWriting.cpp: audio files and the group file.
 
     bool write();
     void save();
 
-    /** An interrupted run leaves nothing it made; only what took the place of an older file has to stay. */
+    /** Removes what an interrupted run wrote, except files that replaced older ones. */
     void removeNewFiles (const ExportReport& written, const ExportReport& components, bool folderExisted);
 
     const ProcessRequest& request;
     const CommandContext& context;
-    OutputRules& rules;         // what is planned is claimed from these
-    OutputRules rulesOfWriting; // and from these once more what is written
+    OutputRules& rules;         // planned files are claimed from these
+    OutputRules rulesOfWriting; // and written files from these
     ProgressDisplay progress;
 
     std::unique_ptr<TemporaryStore> store; // outlives the tracks, whose audio lies in it
-    GroupState group;                      // of a group file, or made for the analysis
     std::shared_ptr<GroupFile> groupFile;  // that the Group came from
     ImportWarnings warnings;
-    double sampleRate = 0.0; // of the Group; 0 until a file is accepted
     juce::StringArray inputNames;
     std::vector<CheckedFile> checkedFiles;
-    std::vector<juce::File> replacedFiles; // existed before, and may be replaced
-    std::vector<SessionTrack> session;     // parallel to report.tracks
+    std::vector<juce::File> replacedFiles; // existed before and may be replaced
     ProcessReport report;
+    GroupState& group = report.group; // of a group file, or made of the audio files
 };
 
 } // namespace tessivar

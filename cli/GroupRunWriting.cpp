@@ -22,37 +22,37 @@ bool GroupRun::write()
     auto options = exportOptions();
     options.rules = &rulesOfWriting;
     progress.beginStage ("Writing");
-    const auto written = exportTracks (session, options, control());
+    const auto written = exportTracks (group.tracks, options, control());
     ExportReport components;
-    if (request.components && ! written.stopped)
+    if (request.components && ! written.outcome.wasStopped())
     {
         progress.beginStage ("Components");
-        components = exportComponents (session, options, control());
+        components = exportComponents (group.tracks, options, control());
     }
     progress.finish();
     report.writingSeconds = secondsNow() - start;
     report.log = written.log();
     report.log.addArray (components.log());
 
-    if (written.stopped || components.stopped)
+    if (written.outcome.wasStopped() || components.outcome.wasStopped())
     {
         removeNewFiles (written, components, folderExisted);
         return interrupted();
     }
 
     int numWritten = 0, numFailed = 0;
-    for (std::size_t i = 0; i < session.size(); ++i)
+    for (std::size_t i = 0; i < report.tracks.size(); ++i)
     {
         auto& reported = report.tracks[i];
         reported.output = written.tracks[i];
-        if (written.tracks[i].written)
+        if (reported.isWritten())
         {
             reported.outputFile = written.tracks[i].file;
             ++numWritten;
         }
         else if (! reported.isSourceItself)
         {
-            tell (written.tracks[i].error);
+            tell (written.tracks[i].outcome.reason);
             ++numFailed;
         }
     }
@@ -85,10 +85,8 @@ void GroupRun::save()
         made.failed() ? made
         : claimed.failed()
             ? claimed
-            : saveGroup ({ .state = group, .target = request.saveFile, .currentFile = groupFile },
-                         saved,
-                         { .shouldStop = context.stopRequested,
-                           .setProgress = [this] (double fraction) { progress.setProgress (fraction); } });
+            : saveGroup (
+                { .state = group, .target = request.saveFile, .currentFile = groupFile }, saved, control());
     report.savingSeconds = secondsNow() - start;
 
     if (outcome.wasOk())
@@ -107,8 +105,7 @@ void GroupRun::save()
     tell (outcome.getErrorMessage());
     const auto wroteAudio = std::any_of (report.tracks.begin(),
                                          report.tracks.end(),
-                                         [] (const ReportedTrack& track)
-                                         { return track.output.has_value() && track.output->written; });
+                                         [] (const ReportedTrack& track) { return track.isWritten(); });
     report.exitCode = wroteAudio ? exitCode::someFailed : exitCode::outputFailed;
 }
 
@@ -118,7 +115,7 @@ void GroupRun::removeNewFiles (const ExportReport& written,
 {
     std::vector<juce::File> files = components.componentFiles;
     for (const auto& track : written.tracks)
-        if (track.written)
+        if (track.isWritten())
             files.push_back (track.file);
 
     for (const auto& file : files)

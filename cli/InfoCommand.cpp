@@ -21,11 +21,11 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-/** What was found out about one file. */
+/** Everything known about one file. */
 struct FileInfo
 {
     juce::String path;
-    IntakeOutcome intake;
+    Intake intake;
     std::vector<ImportWarnings::Warning> warnings;
 };
 
@@ -47,7 +47,7 @@ FileInfo readInfo (const juce::File& file, const CommandContext& context)
     return info;
 }
 
-float peakOf (const IntakeOutcome& intake)
+float peakOf (const Intake& intake)
 {
     float peak = 0.0f;
     for (const auto& track : intake.tracks)
@@ -55,7 +55,7 @@ float peakOf (const IntakeOutcome& intake)
     return peak;
 }
 
-std::int64_t nonFiniteSamplesOf (const IntakeOutcome& intake)
+std::int64_t nonFiniteSamplesOf (const Intake& intake)
 {
     std::int64_t count = 0;
     for (const auto& track : intake.tracks)
@@ -68,20 +68,21 @@ std::string formatInfo (const FileInfo& info)
     juce::String text = printable (info.path) + "\n";
     if (info.intake.accepted())
     {
-        const auto& track = info.intake.tracks.front();
-        const auto guess = classifyTrackFile (info.path);
+        const auto& track = info.intake.tracks.front().state;
+        const auto& source = track.sourceInfo;
+        const auto& guess = info.intake.guess;
         const auto peak = peakOf (info.intake);
-        text << "  Format    " << track.formatName << ", " << track.bitsPerSample << "-bit"
-             << (track.isFloatingPoint ? " float" : "") << "\n"
-             << "  Rate      " << juce::String (track.sampleRate) << " Hz\n"
-             << "  Channels  " << track.numChannels << "\n"
-             << "  Length    " << juce::String (track.lengthInSamples) << " samples, "
-             << juce::String (intakeDurationSeconds (track.lengthInSamples, track.sampleRate), 2) << " s\n"
+        text << "  Format    " << info.intake.formatName << ", " << source.bitsPerSample << "-bit"
+             << (source.isFloatingPoint ? " float" : "") << "\n"
+             << "  Rate      " << juce::String (source.sampleRate) << " Hz\n"
+             << "  Channels  " << source.numChannels << "\n"
+             << "  Length    " << juce::String (track.lengthInSamples()) << " samples, "
+             << juce::String (intakeDurationSeconds (track.lengthInSamples(), source.sampleRate), 2) << " s\n"
              << "  Peak      "
              << (peak > 0.0f ? formatDb (20.0 * std::log10 (static_cast<double> (peak))) + " dBFS"
                              : juce::String ("silence"))
              << "\n"
-             << "  Type      " << typeText (track.drumType) << " (" << originText (originOf (guess), guess)
+             << "  Type      " << typeText (track.drumType()) << " (" << originText (originOf (guess), guess)
              << ")\n";
     }
     else
@@ -102,29 +103,29 @@ Json infoToJson (const FileInfo& info)
     json["file"] = jsonText (info.path);
     json["accepted"] = info.intake.accepted();
     json["refusalCode"] = info.intake.code.has_value() ? Json (*info.intake.code) : Json();
-    json["reason"] = info.intake.accepted() ? Json() : Json (jsonText (info.intake.reason));
+    json["reason"] = info.intake.accepted() ? Json() : Json (jsonText (info.intake.outcome.reason));
     json["warnings"] = warningsToJson (info.warnings);
     json["notes"] = jsonTexts (info.intake.notes);
     if (! info.intake.accepted())
         return json;
 
-    const auto& track = info.intake.tracks.front();
-    const auto guess = classifyTrackFile (info.path);
-    json["format"] = jsonText (track.formatName);
-    json["sampleRate"] = track.sampleRate;
-    json["channels"] = track.numChannels;
-    json["bitsPerSample"] = track.bitsPerSample;
-    json["floatingPoint"] = track.isFloatingPoint;
-    json["lengthInSamples"] = track.lengthInSamples;
-    json["seconds"] = static_cast<double> (track.lengthInSamples) / track.sampleRate;
+    const auto& track = info.intake.tracks.front().state;
+    const auto& source = track.sourceInfo;
+    json["format"] = jsonText (info.intake.formatName);
+    json["sampleRate"] = source.sampleRate;
+    json["channels"] = source.numChannels;
+    json["bitsPerSample"] = source.bitsPerSample;
+    json["floatingPoint"] = source.isFloatingPoint;
+    json["lengthInSamples"] = track.lengthInSamples();
+    json["seconds"] = static_cast<double> (track.lengthInSamples()) / source.sampleRate;
     json["peak"] = peakOf (info.intake);
     json["nonFiniteSamples"] = nonFiniteSamplesOf (info.intake);
-    json["type"] = jsonText (drumTypeKey (track.drumType));
-    addTypeOrigin (json, originOf (guess), guess);
-    json["metadata"] = metadataToJson (track.metadata);
+    json["type"] = jsonText (drumTypeKey (track.drumType()));
+    addTypeOrigin (json, originOf (info.intake.guess), info.intake.guess);
+    json["metadata"] = metadataToJson (source.metadata);
     return json;
 }
-/** What is to be printed about one argument. */
+/** What to print about one argument. */
 struct Finding
 {
     bool accepted = false;
@@ -137,7 +138,7 @@ Finding refusal (const juce::String& path, const juce::String& reason)
 {
     FileInfo info;
     info.path = path;
-    info.intake.reason = reason;
+    info.intake.outcome = Outcome::refused (reason.toStdString());
     return { false, reason, formatInfo (info), infoToJson (info) };
 }
 
@@ -150,7 +151,7 @@ Finding examineGroup (const juce::File& file)
                : Finding{ true, {}, formatGroupInfo (file, group), groupInfoToJson (file, group) };
 }
 
-/** Nothing when the user interrupted it. */
+/** Nothing when interrupted. */
 std::optional<Finding> examine (const std::string& argument, const CommandContext& context)
 {
     juce::File file;
@@ -163,10 +164,12 @@ std::optional<Finding> examine (const std::string& argument, const CommandContex
 
     const auto info = readInfo (file, context);
 
-    if (info.intake.cancelled)
+    if (info.intake.outcome.wasStopped())
         return {};
 
-    return Finding{ info.intake.accepted(), info.intake.reason, formatInfo (info), infoToJson (info) };
+    return Finding{
+        info.intake.accepted(), info.intake.outcome.reason, formatInfo (info), infoToJson (info)
+    };
 }
 } // namespace
 

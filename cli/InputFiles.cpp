@@ -1,7 +1,7 @@
 #include "cli/InputFiles.h"
 
 #include "cli/TerminalText.h"
-#include "jobs/AudioFolder.h"
+#include "jobs/SortedInputs.h"
 
 #include <algorithm>
 

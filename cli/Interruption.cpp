@@ -28,7 +28,7 @@ void installInterruptionHandlers()
     action.sa_flags = SA_RESTART;
     for (const auto signalNumber : { SIGINT, SIGTERM, SIGHUP })
     {
-        // What the caller told this process to ignore, as nohup does, stays ignored.
+        // Signals that the caller ignores, as nohup does, stay ignored.
         struct sigaction previous = {};
         sigaction (signalNumber, nullptr, &previous);
         if (previous.sa_handler != SIG_IGN)

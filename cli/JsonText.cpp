@@ -74,7 +74,7 @@ void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const Track
 
 nlohmann::ordered_json metadataToJson (const juce::StringPairArray& metadata)
 {
-    // Side by side, since looking each of some thousand markers up takes the square of their number.
+    // In parallel: looking up each of thousands of markers would take quadratic time.
     nlohmann::ordered_json::object_t values;
 
     for (int i = 0; i < metadata.size(); ++i)

@@ -18,8 +18,8 @@ namespace tessivar
 
 [[nodiscard]] nlohmann::ordered_json jsonTexts (const juce::StringArray& texts);
 
-/** The word for an exit code in JSON: done, partial, usage, refused, outputFailed, analysisFailed, interruptedSave or
-    interrupted.
+/** The word for an exit code in JSON: done, partial, usage, refused, outputFailed, analysisFailed,
+    interruptedSave or interrupted.
 */
 [[nodiscard]] juce::String statusWord (int exitCode);
 

@@ -10,7 +10,7 @@ int main (int numArguments, char** arguments)
 {
     tessivar::installInterruptionHandlers();
 
-    // Found through the running program itself: the working directory and the name it was started by say nothing.
+    // Found through the running program itself: neither working directory nor argv[0] tells.
     const auto program = juce::File::getSpecialLocation (juce::File::hostApplicationPath);
 
     const tessivar::CommandContext context{ .out = std::cout,
@@ -20,7 +20,7 @@ int main (int numArguments, char** arguments)
                                             .stopRequested = tessivar::interruptionRequested };
     const auto code = tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
 
-    // Who interrupts waits for the end; who waits for the result may want to use the room.
+    // After an interruption the user waits for the end; otherwise the next command may need the room.
     if (tessivar::interruptionRequested())
         tessivar::roomRelease::handOver();
 

@@ -26,7 +26,7 @@ namespace
 constexpr std::int64_t renderBlock = 16384; // samples
 constexpr int pollMs = 20;
 
-/** The Group of a request as playback takes it. */
+/** The Group of a request, ready for playback. */
 struct Programme
 {
     LoadedGroup loaded; // keeps the file open
@@ -55,7 +55,7 @@ bool isWanted (const TrackState& track, const PlayRequest& request)
                            { return matchesPattern (track.name, pattern); });
 }
 
-/** The exit code of a failure, which is told; done when there is none. */
+/** Prints a failure, if any, and returns its exit code, or done. */
 int prepare (const PlayRequest& request, const CommandContext& context, Programme& programme)
 {
     if (const auto opened = openGroupFile (request.groupFile, programme.loaded); opened.failed())
@@ -113,7 +113,7 @@ juce::String lastErrorOf (const Programme& programme)
     return programme.loaded.file->path().getFullPathName();
 }
 
-/** Plays from start to end; true when nobody interrupted it and the device lived. */
+/** Plays from start to end; true unless interrupted or the device failed. */
 bool playThrough (PlaybackEngine& engine,
                   PlaybackDevice& device,
                   const Programme& programme,
@@ -143,7 +143,7 @@ bool playThrough (PlaybackEngine& engine,
             nextTick = now + 250;
         }
 
-        // At the very end the engine stops by itself, and stands at its length.
+        // At the end the engine stops by itself, at its full length.
         if (! engine.isPlaying() && engine.position() != programme.start)
             break;
     }
@@ -158,13 +158,13 @@ bool playThrough (PlaybackEngine& engine,
     return lost.isEmpty() && ! (context.stopRequested && context.stopRequested());
 }
 
-/** What became of a playback. */
+/** How a playback went. */
 struct Played
 {
     juce::String device; // and its rate; empty: none was opened
     double seconds = 0.0;
     std::uint64_t dropouts = 0, lateReads = 0;
-    juce::String readError; // empty: all could be read
+    juce::String readError; // empty: everything was read
 };
 
 juce::String countText (std::uint64_t count, const char* noun)
@@ -186,7 +186,7 @@ int play (const PlayRequest& request, const CommandContext& context, Played& res
     engine.setListening (request.listening);
     engine.setTracks (programme.tracks, programme.sampleRate);
 
-    // What the window saved is the window's: a run of the command line leaves it alone.
+    // Settings saved by the window stay untouched.
     PlaybackDevice device (engine, juce::File());
     const auto opened = request.device.isEmpty() ? device.open() : device.openByName (request.device);
 

@@ -44,7 +44,7 @@ std::optional<double> parseTimeText (const juce::String& text)
         const auto isLast = i == parts.size() - 1;
         const auto digits = part.removeCharacters (".");
 
-        // Only seconds have a fraction, and only one point.
+        // Only seconds may have a fraction.
         if (digits.isEmpty() || part.length() - digits.length() > (isLast ? 1 : 0))
             return {};
 

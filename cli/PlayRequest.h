@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** What the commands "play" and "render" are asked for: a stretch of a Group, as it would be heard. */
+/** What "play" and "render" are asked for: a stretch of a Group. */
 struct PlayRequest
 {
     juce::File groupFile;
@@ -27,7 +27,8 @@ struct PlayRequest
     bool quiet = false;
 };
 
-/** Reads the values of a command line. On failure the reason names the option, and request stays untouched. */
+/** Reads the values of a command line. On failure the reason names the option, and request stays untouched.
+*/
 [[nodiscard]] juce::Result parsePlayRequest (const Invocation& invocation, PlayRequest& request);
 
 /** A time as "83.5", "1:23.5" or "1:01:23.5"; nothing for any other text. */

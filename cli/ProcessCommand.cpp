@@ -16,7 +16,7 @@ namespace tessivar
 
 namespace
 {
-/** The name of a Group in what is printed. */
+/** The name of a Group, for printing. */
 juce::String titleOf (const ProcessRequest& request)
 {
     if (request.isFromGroupFile())
@@ -25,7 +25,7 @@ juce::String titleOf (const ProcessRequest& request)
     return printable (juce::String::fromUTF8 (request.inputs.front().c_str()));
 }
 
-/** Nothing that the command line reads is written over, by whichever of its Groups. */
+/** Protects every input of the command line from the outputs of all its Groups. */
 OutputRules rulesFor (const std::vector<ProcessRequest>& requests)
 {
     OutputRules rules;
@@ -41,7 +41,7 @@ OutputRules rulesFor (const std::vector<ProcessRequest>& requests)
         rules.protectGroupFile (request.groupFile);
         LoadedGroup loaded;
 
-        // What is wrong with it is told when its turn comes.
+        // Problems with it are told when its turn comes.
         if (requests.size() > 1 && openGroupFile (request.groupFile, loaded).wasOk())
             rules.protect (loaded.state);
     }

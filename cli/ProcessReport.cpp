@@ -23,46 +23,41 @@ using Row = std::vector<juce::String>;
 
 constexpr auto unknownBytes = std::numeric_limits<std::uint64_t>::max();
 
-/** Signal-to-distortion ratio between the best standard output and the masked track, in dB: two estimates of one drum. */
-double agreementOf (const SessionTrack& track)
-{
-    return track.analysis.findings.bestMatchDb();
-}
-
 juce::String quoted (const juce::String& name)
 {
     return "\"" + printable (name) + "\"";
 }
 
-/** The command that a run of this kind belongs to. */
+/** The command for this kind of run. */
 std::string_view commandWord (RunKind kind)
 {
     return kind == RunKind::exports ? "export" : kind == RunKind::analyse ? "analyze" : "process";
 }
 
-/** The name a user knows the track by: both channels of a stereo file carry the file's. */
-juce::String trackLabel (const SessionTrack& track)
+/** Tells the channels of a stereo file apart, which share its name. */
+juce::String trackLabel (const TrackState& track, const ReportedTrack& reported)
 {
-    auto label = printable (track.name);
-    if (track.numChannels > 1 && track.name == track.sourceFile.getFileNameWithoutExtension())
-        label << (track.channel == 0 ? " (L)" : " (R)");
+    const auto& source = track.sourceInfo;
+    auto label = printable (reported.name);
+    if (source.numChannels > 1 && reported.name == source.file.getFileNameWithoutExtension())
+        label << (source.channel == 0 ? " (L)" : " (R)");
     return label;
 }
 
-juce::String typeLabel (const ReportedTrack& reported)
+juce::String typeLabel (const TrackState& track, const ReportedTrack& reported)
 {
-    return typeText (reported.track.drumType) + " (" + originText (reported.typeOrigin, reported.guess) + ")";
+    return typeText (track.drumType()) + " (" + originText (reported.typeOrigin, reported.guess) + ")";
 }
 
-juce::String removedLabel (const ReportedTrack& reported)
+juce::String removedLabel (const TrackState& track, const ReportedTrack& reported)
 {
-    if (reported.track.excluded)
+    if (track.excluded)
         return "excluded";
-    if (! reported.track.takesPart())
+    if (! track.takesPart())
         return "unchanged";
-    if (! reported.output.has_value() || ! reported.output->written)
+    if (! reported.isWritten())
         return "-";
-    // Below what 24 bits hold nothing is gone.
+    // Less than 24 bits can hold is nothing.
     constexpr double nothing = -140.0;
     return reported.output->removedPartDb < nothing ? "nothing"
                                                     : formatDb (reported.output->removedPartDb) + " dB";
@@ -72,29 +67,34 @@ juce::String fileLabel (const ReportedTrack& reported)
 {
     if (reported.isSourceItself)
         return "is the source itself, stays as it is";
-    if (reported.output.has_value() && ! reported.output->written)
+    if (reported.output.has_value() && ! reported.isWritten())
         return "not written";
     return printable (reported.outputFile.getFileName());
 }
 
 juce::String knobLabel (float value)
 {
-    // At most three decimals, none that say nothing.
+    // At most three decimals, no trailing zeros.
     auto text = juce::String (static_cast<double> (value), 3);
     return text.trimCharactersAtEnd ("0").trimCharactersAtEnd (".");
 }
 
-juce::String focusLabel (const SessionTrack& track)
+juce::String focusLabel (float focus)
 {
-    return track.setting.focus == suggestedValue ? "suggested" : knobLabel (track.setting.focus);
+    return focus == suggestedValue ? "suggested" : knobLabel (focus);
 }
 
-juce::String suggestionLabel (const SessionTrack& track)
+bool hasSuggestion (const TrackState& track)
 {
-    if (! track.hasProcessedOutput() || ! track.analysis.findings.suggestedFocus.has_value())
+    return track.hasProcessedOutput() && track.findings.suggestedFocus.has_value();
+}
+
+juce::String suggestionLabel (const TrackState& track)
+{
+    if (! hasSuggestion (track))
         return "-";
-    return knobLabel (static_cast<float> (*track.analysis.findings.suggestedFocus)) + " ("
-           + certaintyText (track.analysis.findings.certainty()) + ")";
+    return knobLabel (static_cast<float> (*track.findings.suggestedFocus)) + " ("
+           + certaintyText (track.findings.certainty()) + ")";
 }
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
@@ -108,22 +108,22 @@ std::string formatTracks (const ProcessReport& report, const ProcessRequest& req
     if (request.writesAudio())
         rows.back().push_back ("File");
 
-    for (const auto& reported : report.tracks)
+    for (std::size_t i = 0; i < report.tracks.size(); ++i)
     {
-        const bool takesPart = reported.track.takesPart();
-        Row row{ trackLabel (reported.track),
-                 typeLabel (reported),
-                 takesPart ? focusLabel (reported.track) : "-",
-                 takesPart ? knobLabel (reported.track.setting.fine) : "-" };
+        const auto& track = report.group.tracks[i];
+        const auto& reported = report.tracks[i];
+        const bool takesPart = track.takesPart();
+        Row row{ trackLabel (track, reported),
+                 typeLabel (track, reported),
+                 takesPart ? focusLabel (reported.knobs.focus) : "-",
+                 takesPart ? knobLabel (reported.knobs.fine) : "-" };
         if (isRefined)
         {
-            row.push_back (reported.track.hasProcessedOutput()
-                               ? formatDb (reported.track.analysis.findings.leakageDb) + " dB"
-                               : "-");
-            row.push_back (suggestionLabel (reported.track));
+            row.push_back (track.hasProcessedOutput() ? formatDb (track.findings.leakageDb) + " dB" : "-");
+            row.push_back (suggestionLabel (track));
         }
         if (! isPlan && request.writesAudio())
-            row.push_back (removedLabel (reported));
+            row.push_back (removedLabel (track, reported));
         if (request.writesAudio())
             row.push_back (fileLabel (reported));
         rows.push_back (std::move (row));
@@ -151,7 +151,7 @@ std::string formatForecast (const ProcessForecast& forecast, const ProcessReques
     return text.toStdString();
 }
 
-/** A heading and its lines, each indented and printable; nothing when there is no line. */
+/** A heading and its lines, indented and printable; empty without lines. */
 std::string formatSection (const juce::String& heading, const juce::StringArray& lines)
 {
     if (lines.isEmpty())
@@ -167,15 +167,14 @@ std::string formatTotals (const ProcessReport& report, const ProcessRequest& req
     int numFiles = static_cast<int> (report.componentFiles.size());
     std::uint64_t bytes = 0;
     double longest = 0.0;
+    for (const auto& track : report.group.tracks)
+        longest = std::max (longest, static_cast<double> (track.lengthInSamples()) / track.sampleRate());
     for (const auto& reported : report.tracks)
-    {
-        longest = std::max (longest,
-                            static_cast<double> (reported.track.lengthInSamples) / reported.track.sampleRate);
-        if (! reported.output.has_value() || ! reported.output->written)
-            continue;
-        ++numFiles;
-        bytes += reported.output->bytes;
-    }
+        if (reported.isWritten())
+        {
+            ++numFiles;
+            bytes += reported.output->bytes;
+        }
     for (const auto& file : report.componentFiles)
         bytes += static_cast<std::uint64_t> (file.getSize());
 
@@ -207,37 +206,36 @@ Json bytesToJson (std::uint64_t bytes)
     return bytes == unknownBytes ? Json() : Json (bytes);
 }
 
-Json trackToJson (const ReportedTrack& reported)
+Json trackToJson (const TrackState& track, const ReportedTrack& reported)
 {
-    const auto& track = reported.track;
+    const auto& source = track.sourceInfo;
     Json json;
-    json["name"] = jsonText (track.name);
-    json["source"] = jsonText (track.sourceFile.getFullPathName());
-    json["channel"] = track.channel;
-    json["channels"] = track.numChannels;
-    json["sampleRate"] = track.sampleRate;
-    json["lengthInSamples"] = track.lengthInSamples;
-    json["bitsPerSample"] = track.bitsPerSample;
-    json["floatingPoint"] = track.isFloatingPoint;
+    json["name"] = jsonText (reported.name);
+    json["source"] = jsonText (source.file.getFullPathName());
+    json["channel"] = source.channel;
+    json["channels"] = source.numChannels;
+    json["sampleRate"] = source.sampleRate;
+    json["lengthInSamples"] = track.lengthInSamples();
+    json["bitsPerSample"] = source.bitsPerSample;
+    json["floatingPoint"] = source.isFloatingPoint;
     json["nonFiniteSamples"] = reported.nonFiniteSamples;
-    json["type"] = jsonText (drumTypeKey (track.drumType));
+    json["type"] = jsonText (drumTypeKey (track.drumType()));
     addTypeOrigin (json, reported.typeOrigin, reported.guess);
     json["excluded"] = track.excluded;
     json["takesPart"] = track.takesPart();
-    const bool isSuggested = track.setting.focus == suggestedValue; // the run ended before the analysis chose
-    json["focus"] = isSuggested ? Json() : Json (track.setting.focus);
-    json["fine"] = track.setting.fine;
+    const bool isOpen = reported.knobs.focus == suggestedValue; // the run ended before the analysis chose
+    json["focus"] = isOpen ? Json() : Json (reported.knobs.focus);
+    json["fine"] = reported.knobs.fine;
     json["file"] = reported.outputFile == juce::File() || reported.isSourceItself
                        ? Json()
                        : Json (jsonText (reported.outputFile.getFullPathName()));
 
-    const bool hasSuggestion =
-        track.hasProcessedOutput() && track.analysis.findings.suggestedFocus.has_value();
-    json["suggestedFocus"] = hasSuggestion ? Json (*track.analysis.findings.suggestedFocus) : Json();
-    json["leakageDb"] = hasSuggestion ? Json (track.analysis.findings.leakageDb) : Json();
-    json["agreementDb"] = hasSuggestion ? Json (agreementOf (track)) : Json();
+    const bool isSuggested = hasSuggestion (track);
+    json["suggestedFocus"] = isSuggested ? Json (*track.findings.suggestedFocus) : Json();
+    json["leakageDb"] = isSuggested ? Json (track.findings.leakageDb) : Json();
+    json["agreementDb"] = isSuggested ? Json (track.findings.bestMatchDb()) : Json();
 
-    const bool written = reported.output.has_value() && reported.output->written;
+    const bool written = reported.isWritten();
     json["written"] = written;
     json["fileBitsPerSample"] = written ? Json (reported.output->format.bitsPerSample) : Json();
     json["fileFloatingPoint"] = written ? Json (reported.output->format.isFloatingPoint) : Json();
@@ -252,18 +250,19 @@ Json trackToJson (const ReportedTrack& reported)
 
 juce::StringArray hintsFor (const ProcessReport& report)
 {
-    constexpr double faintDb = -12.0; // below this level against its source a track has likely lost its drum
+    constexpr double faintDb = -12.0; // a track that loses more has likely lost its drum
     juce::StringArray untold, faint, withoutDrum, hints;
 
-    for (const auto& reported : report.tracks)
+    for (std::size_t i = 0; i < report.tracks.size(); ++i)
     {
-        const auto& track = reported.track;
+        const auto& track = report.group.tracks[i];
+        const auto& reported = report.tracks[i];
         if (! track.excluded && reported.typeOrigin == TypeOrigin::fallback)
-            untold.addIfNotAlreadyThere (track.name);
-        if (track.hasProcessedOutput() && track.analysis.findings.suggestedFocus == 0.0)
-            withoutDrum.add (quoted (track.name));
-        if (reported.output.has_value() && reported.output->written && reported.output->removedDb < faintDb)
-            faint.add (quoted (track.name));
+            untold.addIfNotAlreadyThere (reported.name);
+        if (track.hasProcessedOutput() && track.findings.suggestedFocus == 0.0)
+            withoutDrum.add (quoted (reported.name));
+        if (reported.isWritten() && reported.output->removedDb < faintDb)
+            faint.add (quoted (reported.name));
     }
 
     if (! untold.isEmpty())
@@ -289,7 +288,7 @@ juce::StringArray hintsFor (const ProcessReport& report)
 
 std::string formatReport (const ProcessReport& report, const ProcessRequest& request)
 {
-    // Something came out of it: audio, or a Group.
+    // There is a result: audio or a Group.
     const bool isExported =
         report.savedFile != juce::File()
         || std::any_of (report.tracks.begin(),
@@ -334,7 +333,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         { "format", jsonText (request.extension.substring (1)) },
         { "overwrite", request.overwrite },
         { "components", request.components },
-        { "method", report.method == AnalysisMethod::refined ? "refined" : "standard" },
+        { "method", analysisMethodKey (report.method) },
         { "seed", request.seed },
         { "threads", request.numThreads },
         { "temporaryFolder", jsonText (request.temporaryFolder.getFullPathName()) },
@@ -352,8 +351,8 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         };
 
     json["tracks"] = Json::array();
-    for (const auto& reported : report.tracks)
-        json["tracks"].push_back (trackToJson (reported));
+    for (std::size_t i = 0; i < report.tracks.size(); ++i)
+        json["tracks"].push_back (trackToJson (report.group.tracks[i], report.tracks[i]));
 
     json["componentFiles"] = Json::array();
     for (const auto& file : report.componentFiles)

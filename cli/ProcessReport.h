@@ -2,10 +2,11 @@
 
 #include "cli/ProcessRequest.h"
 #include "cli/TypeOrigin.h"
-#include "jobs/AnalyseTracks.h"
+#include "jobs/AnalyseGroup.h"
 #include "jobs/ExportTracks.h"
-#include "jobs/SessionTrack.h"
+#include "model/GroupState.h"
 #include "model/ImportWarnings.h"
+#include "terms/KnobValues.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -16,40 +17,46 @@
 namespace tessivar
 {
 
-/** One track of a run, with what was decided and what became of it. */
+/** What was decided about one track of a run, and how it went. */
 struct ReportedTrack
 {
-    SessionTrack track;
+    juce::String name; // as the user knows it: both channels of a stereo file have the file's
+
+    /** For the export. A focus of suggestedValue waits for the analysis. */
+    KnobValues knobs{};
+
     TypeOrigin typeOrigin = TypeOrigin::fallback;
-    TrackClassification guess; // from the name
+    TrackClassification guess{}; // from the name
     std::int64_t nonFiniteSamples = 0;
-    juce::File outputFile; // planned, and after the export written
-    bool isSourceItself =
-        false; // passes through unchanged to the very file it comes from: nothing is written
-    std::optional<TrackExport> output; // nothing before the export
+    juce::File outputFile{};             // planned, and after the export written
+    bool isSourceItself = false;         // would be written, unchanged, onto its own source: is not
+    std::optional<TrackExport> output{}; // nothing before the export
+
+    [[nodiscard]] bool isWritten() const { return output.has_value() && output->isWritten(); }
 };
 
 /** A file that did not become a track. */
 struct RefusedFile
 {
     juce::String file;
-    std::optional<int> code; // of the warning it was filed under
+    std::optional<int> code; // of the warning it was filed as
     juce::String reason;     // names the file
 };
 
-/** What the run takes and what there is, in bytes; UINT64_MAX where the system does not say. */
+/** What a run needs and what is free, in bytes; UINT64_MAX where the system does not say. */
 struct ProcessForecast
 {
-    AnalyseForecast analysis;
+    RoomForecast analysis;
     std::uint64_t outputNeeded = 0;
     std::uint64_t outputFree = 0;
 };
 
-/** Everything there is to tell about a run over one Group. */
+/** Everything to tell about a run over one Group. */
 struct ProcessReport
 {
     int exitCode = 0;
-    std::vector<ReportedTrack> tracks;
+    GroupState group;                  // as it stands after the run
+    std::vector<ReportedTrack> tracks; // parallel to the Group's
     std::vector<RefusedFile> refused;
     std::vector<ImportWarnings::Warning> warnings;
     juce::StringArray notes;  // on accepted files
@@ -65,10 +72,11 @@ struct ProcessReport
            totalSeconds = 0.0;
 };
 
-/** What the user should look at, or listen to: one paragraph each. */
+/** What the user should check or listen to: one paragraph each. */
 [[nodiscard]] juce::StringArray hintsFor (const ProcessReport& report);
 
-/** The report for people: table, warnings, log, totals. Errors are left out; they are told as they come. */
+/** The report for people: table, warnings, log, totals. Errors are left out: they were printed as they came.
+*/
 [[nodiscard]] std::string formatReport (const ProcessReport& report, const ProcessRequest& request);
 
 /** The report for machines; docs/cli-json.md lists the keys. */

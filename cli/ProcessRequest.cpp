@@ -16,7 +16,7 @@ namespace
 {
 constexpr int maximumThreads = 256;
 
-/** The whole text as a number, without sign. */
+/** The whole text as an unsigned number. */
 std::optional<std::uint64_t> parseWholeNumber (const std::string& text)
 {
     std::uint64_t value = 0;
@@ -56,10 +56,10 @@ juce::Result parseMethod (const Invocation& invocation, ProcessRequest& request)
 {
     if (const auto* method = invocation.one ("--method"))
     {
-        if (*method != "standard" && *method != "refined")
-            return badValue ("--method", *method, "standard or refined");
+        request.method = parseAnalysisMethod (*method);
 
-        request.method = *method == "refined" ? AnalysisMethod::refined : AnalysisMethod::standard;
+        if (! request.method)
+            return badValue ("--method", *method, "standard or refined");
     }
 
     if (const auto* setting = invocation.one ("--setting"))
@@ -124,7 +124,7 @@ void parsePatterns (const Invocation& invocation, const char* option, juce::Stri
         patterns.add (juce::String::fromUTF8 (pattern.c_str()));
 }
 
-/** What holds for every Group of the command line. */
+/** What all Groups of the command line share. */
 juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
 {
     request.kind = kindOf (invocation);
@@ -152,7 +152,7 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
     return juce::Result::ok();
 }
 
-/** A Group of the command line: the inputs it is made of, and what its files are named after. */
+/** A Group of the command line: its inputs, and the name for its files. */
 struct GroupInputs
 {
     std::vector<std::string> inputs;
@@ -195,7 +195,7 @@ juce::Result splitIntoGroups (const Invocation& invocation, std::vector<GroupInp
     return juce::Result::ok();
 }
 
-/** A name that none of the Groups before has; many file systems take "take" and "Take" for the same. */
+/** A name no earlier Group has; to many file systems "take" and "Take" are the same. */
 juce::String claimName (const juce::String& wanted, juce::StringArray& taken)
 {
     auto name = wanted;

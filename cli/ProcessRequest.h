@@ -2,8 +2,9 @@
 
 #include "cli/CommandLine.h"
 #include "cli/TrackChoices.h"
-#include "jobs/AnalyseTracks.h"
-#include "model/TrackRecord.h"
+#include "terms/AnalysisMethod.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
 #include <juce_core/juce_core.h>
 
@@ -15,15 +16,15 @@
 namespace tessivar
 {
 
-/** Which of the steps a run over a Group goes through. */
+/** Which steps a run over a Group takes. */
 enum class RunKind
 {
     process, // analyses and writes audio, and saves when asked to
     analyse, // analyses and saves
-    exports  // writes audio from Groups that were analysed before
+    exports  // writes audio of Groups that are analyzed already
 };
 
-/** What the commands "process", "analyze" and "export" are asked for, about one Group. */
+/** What "process", "analyze" and "export" are asked to do with one Group. */
 struct ProcessRequest
 {
     RunKind kind = RunKind::process;
@@ -54,9 +55,9 @@ struct ProcessRequest
     [[nodiscard]] bool saves() const { return saveFile != juce::File(); }
 };
 
-/** Reads the values of a command line into one request for each Group: every group file among the inputs is one, every
-    folder too when --each is given, and all other inputs together are one. With several, each has a folder of its own
-    below --out and a file of its own below --save.
+/** Reads the values of a command line into one request for each Group: every group file among the inputs is
+    one, every folder too when --each is given, and all other inputs together are one. With several, each has
+    a folder of its own below --out and a file of its own below --save.
 
     On failure the reason names the option, and requests stays untouched.
 */

@@ -37,7 +37,7 @@ int runCommand (const Invocation& invocation, const CommandContext& context)
     const auto name = invocation.command->name;
     const auto& operands = invocation.operands;
 
-    // A command with that option guesses types from names.
+    // Commands with this option guess types from names.
     if (findOption (*invocation.command, "--types") != nullptr)
         if (const auto loaded = loadTypeLists (invocation.one ("--types"), context); loaded.failed())
             return usageError (loaded.getErrorMessage(), invocation.command, context);
@@ -110,7 +110,7 @@ int runProgram (const std::vector<std::string>& arguments, const CommandContext&
     int code = exitCode::analysisFailed;
     try
     {
-        // As text, since arguments are any bytes: a name of a file comes back to its own.
+        // Arguments can be any bytes; as text, the name of a file finds back to it.
         std::vector<std::string> texts;
         for (const auto& argument : arguments)
             texts.push_back (pathOfBytes (argument).toStdString());

@@ -13,7 +13,7 @@ namespace
 {
 constexpr int barWidth = 30;
 constexpr double secondsBetweenDrawings = 0.1;
-// Earlier than this a guess at the time left jumps too much to be worth reading.
+// Before this, estimates of the time left jump too much to be useful.
 constexpr double secondsBeforeEstimate = 1.0;
 constexpr double fractionBeforeEstimate = 0.02;
 } // namespace
@@ -55,7 +55,7 @@ void ProgressDisplay::setProgress (double fraction)
 
     if (style == Style::lines)
     {
-        // A hair above the tenth counts: 0.3 may arrive as 0.299999.
+        // 0.3 may arrive as 0.299999.
         const auto tenth = static_cast<int> (std::floor (fraction * 10.0 + 1.0e-6));
         if (tenth > lastTenth)
             output << stage << ": " << tenth * 10 << " %" << std::endl;
@@ -82,7 +82,7 @@ void ProgressDisplay::draw (double fraction)
         line +=
             "  " + formatSeconds ((now - costStartTime) / done * (1.0 - fraction)).toStdString() + " left";
 
-    // Back to the first column, and what an earlier, longer line left behind is wiped.
+    // Back to the first column; the rest of a longer line is wiped.
     output << '\r' << line << "\x1b[K" << std::flush;
     lastDrawTime = now;
     lineIsDrawn = true;

@@ -7,8 +7,8 @@
 namespace tessivar
 {
 
-/** Shows how far a piece of work is: on a terminal as one line that is drawn over and over, with a bar and the time
-    left; elsewhere as a plain line every ten percent; or not at all.
+/** Shows how far a piece of work is: on a terminal as one line that is drawn over and over, with a bar and
+    the time left; elsewhere as a plain line every ten percent; or not at all.
 
     Called by one thread at a time.
 */
@@ -22,7 +22,7 @@ public:
         bar
     };
 
-    /** @param clockSeconds  a clock that never goes back; its zero does not matter */
+    /** @param clockSeconds  a monotonic clock */
     ProgressDisplay (std::ostream& output, Style style, std::function<double()> clockSeconds);
     ~ProgressDisplay();
 
@@ -37,10 +37,10 @@ public:
 
     void setProgress (double fraction);
 
-    /** Wipes the line that is drawn, if any; the next progress draws it again. */
+    /** Wipes the line, if any; the next progress draws it again. */
     void clear();
 
-    /** Ends the work and leaves a clean line; needed before anything else is printed to the same terminal. */
+    /** Ends the work on a clean line; call it before printing anything else to the terminal. */
     void finish();
 
 private:

@@ -9,13 +9,13 @@
 namespace tessivar
 {
 
-/** Text from outside, such as a file name, made fit for a terminal: control characters, which could move the cursor
-    or end the line, and marks that turn the direction of writing show as escapes like \n and \x1b.
+/** Text from outside, such as a file name, made fit for a terminal: control characters, which could move the
+    cursor or end the line, and marks that turn the direction of writing show as escapes like \n and \x1b.
 */
 [[nodiscard]] juce::String printable (const juce::String& text);
 
-/** Rows of cells as columns of equal width, two blanks apart, no blanks at line ends. The first row is the heading and
-    is underlined. Widths count characters.
+/** Rows of cells as columns of equal width, two blanks apart, no blanks at line ends. The first row is the
+    heading and is underlined. Widths count characters.
 */
 [[nodiscard]] std::string formatTable (const std::vector<std::vector<juce::String>>& rows);
 

@@ -11,7 +11,7 @@ namespace tessivar
 
 namespace
 {
-/** NAME and VALUE; nothing when there is no equals sign or nothing before it. */
+/** NAME and VALUE; nothing without an equals sign or a NAME. */
 std::optional<std::pair<juce::String, juce::String>> splitAtEquals (const juce::String& text)
 {
     const auto position = text.lastIndexOfChar ('=');
@@ -33,7 +33,7 @@ bool matchesPattern (const juce::String& name, const juce::String& pattern)
     auto text = lowerName.getCharPointer();
     auto glob = lowerPattern.getCharPointer();
 
-    // Where to go on when a letter does not fit: after the last star, one letter further on in the name.
+    // Where to resume after a mismatch: behind the last star, one letter further in the name.
     std::optional<juce::String::CharPointerType> afterStar;
     auto retry = text;
 
@@ -74,7 +74,7 @@ std::optional<float> parseKnobValue (const juce::String& text, float maximum)
     if (isPercentage)
         number.pop_back();
 
-    // Independent of the user's locale, unlike strtof: "2,5" is not 2.
+    // Unlike strtof, independent of the locale: "2,5" is not 2.
     float value = 0.0f;
     const auto* end = number.data() + number.size();
     const auto [parsedTo, error] = std::from_chars (number.data(), end, value);

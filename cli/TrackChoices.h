@@ -12,13 +12,16 @@
 namespace tessivar
 {
 
-/** True when a name fits a pattern in which * stands for any characters and ? for one; upper and lower case alike. */
+/** True when a name fits a pattern in which * stands for any characters and ? for one; upper and lower case
+    alike.
+*/
 [[nodiscard]] bool matchesPattern (const juce::String& name, const juce::String& pattern);
 
-/** A number from 0 to maximum, or a percentage of it with a % behind. Decimal point; nothing but the number. */
+/** A number from 0 to maximum, or a percentage of it with a % behind. Decimal point; nothing but the number.
+*/
 [[nodiscard]] std::optional<float> parseKnobValue (const juce::String& text, float maximum);
 
-/** What was said on the command line about the tracks whose name fits a pattern. */
+/** What the command line says about tracks whose name fits a pattern. */
 template <typename Value>
 struct TrackChoice
 {
@@ -26,7 +29,7 @@ struct TrackChoice
     Value value{};
 };
 
-/** The choices for one quantity, in the order in which they were given. */
+/** The choices for one quantity, in the order given. */
 template <typename Value>
 struct TrackChoices
 {
@@ -53,10 +56,10 @@ struct TrackChoices
 /** The knob value that leaves the choice to the analysis; outside every knob's range. */
 inline constexpr float suggestedValue = -1.0f;
 
-/** One knob: what holds for all tracks, and what for some. */
+/** One knob: a value for all tracks, and values for some. */
 struct KnobChoices
 {
-    std::optional<float> general; // nothing was said
+    std::optional<float> general; // nothing: not given
     TrackChoices<float> perTrack;
 
     [[nodiscard]] std::optional<float> valueFor (const juce::String& name) const

@@ -13,7 +13,7 @@ enum class TypeOrigin
     given,   // on the command line
     group,   // in the group file
     name,    // guessed from the file name
-    fallback // the name tells nothing
+    fallback // no word in the name is known
 };
 
 [[nodiscard]] TypeOrigin originOf (const TrackClassification& classification);
@@ -21,8 +21,8 @@ enum class TypeOrigin
 /** The word for it in JSON: given, group, name or fallback. */
 [[nodiscard]] juce::String originWord (TypeOrigin origin);
 
-/** The words for people: given, saved, guessed from "kick" (with a word on the list when it isn't the built-in one), or
-    nothing in the name.
+/** The words for people: given, saved, guessed from "kick" (with a word on the list when it isn't the
+    built-in one), or nothing in the name.
 */
 [[nodiscard]] juce::String originText (TypeOrigin origin, const TrackClassification& guess);
 

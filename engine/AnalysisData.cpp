@@ -76,7 +76,7 @@ void readDataFile (const std::string& path, std::span<float> dest, const Diagnos
                              : "Some data from " + path + " didn't fit.\n";
 
     if (log)
-        log (line);
+        log (line, isRead);
     else
         std::cout << line << std::flush;
 

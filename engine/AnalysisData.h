@@ -44,8 +44,6 @@ struct DataFileEntry
 /** The files of all five rates, each once: rates share window files. */
 [[nodiscard]] std::vector<DataFileEntry> allDataFiles();
 
-using DiagnosticLog = std::function<void (std::string_view line)>;
-
 /** Fills dest with the floats of a file. Tolerant by design: a short or missing file is filled up with zeros,
     a longer one is cut, and only a line in the log tells. Without a log, the line goes to standard output. */
 void readDataFile (const std::string& path, std::span<float> dest, const DiagnosticLog& log);

@@ -31,12 +31,11 @@ inline constexpr double standardShare = 0.45;
 struct AnalysisOptions
 {
     AnalysisMethod method = AnalysisMethod::standard;
-    std::string resourceFolder; // the folder that holds resources01, resources02 and resources03
-    int numThreads = 1;         // results do not depend on it
+    std::string resourceFolder{}; // the folder that holds resources01, resources02 and resources03
+    int numThreads = 1;           // results do not depend on it
     std::uint64_t seed = method::defaultSeed;
     bool keepAllComponents = false; // also hand all ten component signals to AnalysisStorage
-    // Receives the log of loading the data files; standard output when empty.
-    std::function<void (std::string_view)> diagnostics;
+    DiagnosticLog diagnostics{};    // of loading the data files; standard output when empty
 };
 
 /** Where an analysis keeps what does not fit in memory. Called on the thread that runs the analysis. */

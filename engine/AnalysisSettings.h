@@ -5,11 +5,16 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
+#include <string_view>
 
 namespace tessivar
 {
+
+/** Takes the line that loading a data file writes, and whether the file could be read. */
+using DiagnosticLog = std::function<void (std::string_view line, bool isRead)>;
 
 /** Constants of the method. */
 namespace method

@@ -51,7 +51,7 @@ SelfTestLine checkDataFiles (const std::string& folder)
 SelfTestLine checkReconstruction (const std::string& folder, const RateParameters& rate)
 {
     AnalysisData data;
-    const auto isLoaded = loadAnalysisData (folder, rate, data, {}, [] (std::string_view) {});
+    const auto isLoaded = loadAnalysisData (folder, rate, data, {}, [] (std::string_view, bool) {});
     FrameAnalyser analyser (data.window.span());
 
     const auto frameLength = static_cast<std::size_t> (rate.frameLength),

@@ -1,29 +1,63 @@
 #pragma once
 
-#include "jobs/AnalyseTracks.h"
+#include "engine/AnalysisPipeline.h"
 #include "model/Group.h"
+#include "model/TemporaryStore.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
 #include <vector>
 
 namespace tessivar
 {
 
-/** The result of an analysis, ready for Group::applyAnalysis(). Empty unless outcome says completed. */
-struct GroupAnalysis
+/** The memory and disk space that an analysis needs, and what is free, in bytes. */
+struct RoomForecast
 {
-    AnalyseOutcome outcome;
-    GroupState::Analysis analysis;
-    std::vector<Group::AnalysedTrack> tracks;
+    std::uint64_t memoryNeeded = 0;
+    std::uint64_t memoryFree = 0; // UINT64_MAX when the system doesn't say
+    std::uint64_t diskNeeded =
+        0;                      // scratch, rendered tracks, components, and sources that are not imported yet
+    std::uint64_t diskFree = 0; // UINT64_MAX when the system doesn't say
+
+    /** noRoom when something does not fit; the reason names the bytes needed and the bytes free. */
+    [[nodiscard]] Outcome check() const;
 };
 
-/** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is ignored.
-    The new samples lie in store; the Group itself is not touched. On any thread.
+/** The forecast for these tracks, imported or only checked. temporaryFolder need not exist yet. A Group that
+    is empty or of an unsupported rate needs nothing.
+*/
+[[nodiscard]] RoomForecast
+forecastRoom (const GroupState& group, const AnalysisOptions& options, const juce::File& temporaryFolder);
 
-    Settings and selector survive it, as Group::AnalysedTrack::applyTo says.
+/** Told to the user when an analysis began and failed. */
+inline constexpr auto analysisFailedText =
+    "Analyze seems to have failed. Please try again. If the problem persists contact us.";
+
+/** Refused, with the text for the user, when such tracks can't be analyzed. */
+[[nodiscard]] Outcome checkContents (const GroupContents& contents);
+
+/** The result of an analysis, ready for Group::applyAnalysis(). No tracks unless the outcome is ok. */
+struct GroupAnalysis
+{
+    Outcome outcome;
+    GroupState::Analysis analysis;
+    std::vector<Group::AnalysedTrack> tracks;
+    juce::StringArray notes; // for the user, after an analysis that succeeded
+};
+
+/** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is
+    ignored.
+
+    Tracks that take part get seven channels in store; the others, none. The Group itself is not touched; what
+    becomes of its knobs is told by Group::AnalysedTrack::applyTo(). Memory that runs out ends as noRoom. On
+    any thread.
 */
 [[nodiscard]] GroupAnalysis analyseGroup (const GroupState& state,
-                                          AnalyseOptions options,
+                                          AnalysisOptions options,
                                           TemporaryStore& store,
                                           const WorkControl& control);
 

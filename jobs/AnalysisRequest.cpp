@@ -14,7 +14,7 @@ constexpr auto quickTips = "To ensure the best possible analysis results:\n"
                            "\n"
                            " Would you like to proceed with analysis, or change track settings?";
 
-/** Shows the tips to a user who has not seen them; false when the user wants to go back. */
+/** Shows the tips once; false when the user wants to go back. */
 bool passQuickTips (juce::PropertySet& settings, UserPrompts& prompts)
 {
     if (settings.getValue (settingsKeys::analysisTips).isNotEmpty())
@@ -26,17 +26,17 @@ bool passQuickTips (juce::PropertySet& settings, UserPrompts& prompts)
 }
 } // namespace
 
-AnalysisRequestEnd requestAnalysis (const Group::Ptr& group,
-                                    TessivarWorkspace& workspace,
-                                    ImportWarnings& pending,
-                                    UserPrompts& prompts,
-                                    const AnalysisRunner& run)
+Outcome requestAnalysis (const Group::Ptr& group,
+                         TessivarWorkspace& workspace,
+                         ImportWarnings& pending,
+                         UserPrompts& prompts,
+                         const AnalysisRunner& run)
 {
     if (group == nullptr)
-        return AnalysisRequestEnd::noGroup;
+        return Outcome::refused ("There is no Group to analyze.");
 
     if (! passQuickTips (workspace.settings(), prompts))
-        return AnalysisRequestEnd::returned;
+        return Outcome::stopped();
 
     const auto contents = group->contents();
 
@@ -50,36 +50,27 @@ AnalysisRequestEnd requestAnalysis (const Group::Ptr& group,
         workspace.suppressWarnings (silenced);
     }
 
-    if (const auto refusal = analysisRefusal (contents, group->changedSinceLastAnalysis());
-        refusal.isNotEmpty())
+    if (const auto check = checkAnalysable (contents, group->changedSinceLastAnalysis()); ! check.isOk())
     {
-        prompts.warn (refusal);
-        return AnalysisRequestEnd::refused;
+        prompts.warn (check.reason);
+        return check;
     }
 
     const auto result = run (group);
 
-    switch (result.outcome.status)
-    {
-        case AnalyseStatus::completed:
-            group->applyAnalysis (result.analysis, result.tracks);
-            return AnalysisRequestEnd::done;
-        case AnalyseStatus::stopped:
-            return AnalysisRequestEnd::stopped;
-        case AnalyseStatus::refused:
-        case AnalyseStatus::noRoom:
-        case AnalyseStatus::failed:
-            break;
-    }
+    if (result.outcome.isOk())
+        group->applyAnalysis (result.analysis, result.tracks);
+    else if (! result.outcome.wasStopped())
+        prompts.warn (analysisFailedText, result.outcome.reason);
 
-    prompts.warn (analysisFailedText, result.outcome.reason);
-    return AnalysisRequestEnd::failed;
+    return result.outcome;
 }
 
-juce::String analysisRefusal (const GroupContents& contents, bool changedSinceLastAnalysis)
+Outcome checkAnalysable (const GroupContents& contents, bool changedSinceLastAnalysis)
 {
-    return changedSinceLastAnalysis ? analysisRefusal (contents)
-                                    : "Group has not changed since the last time you analyzed it.";
+    return changedSinceLastAnalysis
+               ? checkContents (contents)
+               : Outcome::refused ("Group has not changed since the last time you analyzed it.");
 }
 
 } // namespace tessivar

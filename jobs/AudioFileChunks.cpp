@@ -190,12 +190,12 @@ juce::String listOfIds (const std::vector<MetadataChunk>& chunks,
 
 /** Metadata of a source of another type, or of one that is gone: what its reader made of it. */
 CarriedMetadata
-translate (const SessionTrack& track, ExportFileType type, const std::vector<MetadataChunk>& sourceChunks)
+translate (const SourceInfo& source, ExportFileType type, const std::vector<MetadataChunk>& sourceChunks)
 {
     Values values;
 
-    for (int i = 0; i < track.metadata.size(); ++i)
-        values[track.metadata.getAllKeys()[i]] = track.metadata.getAllValues()[i];
+    for (int i = 0; i < source.metadata.size(); ++i)
+        values[source.metadata.getAllKeys()[i]] = source.metadata.getAllValues()[i];
 
     CarriedMetadata carried;
     juce::String left;
@@ -252,19 +252,18 @@ juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, Export
     return out.getMemoryBlock();
 }
 
-CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type)
+CarriedMetadata carryMetadata (const SourceInfo& source, ExportFileType type)
 {
-    const auto kept =
-        track.sourceChunks != nullptr ? track.sourceChunks : readSourceChunks (track.sourceFile);
+    const auto kept = source.chunks != nullptr ? source.chunks : readSourceChunks (source.file);
     const auto container =
         type == ExportFileType::wav ? SourceChunks::Container::wav : SourceChunks::Container::aiff;
 
     if (kept != nullptr && kept->container == container)
         return { kept->chunks, {} };
 
-    auto carried = translate (track, type, kept != nullptr ? kept->chunks : std::vector<MetadataChunk>());
+    auto carried = translate (source, type, kept != nullptr ? kept->chunks : std::vector<MetadataChunk>());
 
-    if (kept == nullptr && track.metadata.size() > 0)
+    if (kept == nullptr && source.metadata.size() > 0)
         carried.note = "The source can't be read any more: only the metadata known from its import is kept.";
 
     return carried;

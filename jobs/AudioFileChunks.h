@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jobs/ExportTracks.h"
+#include "jobs/ExportPlan.h"
 #include "model/audiofile/SourceChunks.h"
 
 #include <juce_core/juce_core.h>
@@ -17,13 +17,13 @@ struct CarriedMetadata
     juce::String note;                 // what could not be carried, and why; empty when nothing was lost
 };
 
-/** The metadata of a track's source file for a file of this type.
+/** The metadata of a source file for a file of this type.
 
     Between files of one type the chunks pass on byte for byte, known to the program or not. From one type to another
     only that is translated which has a counterpart: markers with their names, notes, and text such as title, artist
     and copyright. Nothing is added that the source does not have.
 */
-[[nodiscard]] CarriedMetadata carryMetadata (const SessionTrack& track, ExportFileType type);
+[[nodiscard]] CarriedMetadata carryMetadata (const SourceInfo& source, ExportFileType type);
 
 /** The bytes of these chunks in a file of this type: id, size, content, and a byte of padding where needed. */
 [[nodiscard]] juce::MemoryBlock encodeChunks (const std::vector<MetadataChunk>& chunks, ExportFileType type);

@@ -1,7 +1,7 @@
 #include "jobs/GroupDLSImporter.h"
 
-#include "jobs/GroupTracks.h"
 #include "jobs/StoreSignals.h"
+#include "model/audiofile/AudioIntake.h"
 #include "model/StoreSamples.h"
 #include "terms/ChannelLayout.h"
 
@@ -13,22 +13,13 @@ namespace tessivar
 
 namespace
 {
-enum class CopyEnd
-{
-    done,
-    stopped,
-    unreadable,
-    noRoom
-};
-
 struct Copy
 {
-    CopyEnd end = CopyEnd::done;
+    Outcome outcome; // ok, stopped, noRoom, or failed when the original can't be read
     std::shared_ptr<TrackSamples> samples;
-    juce::String reason;
 };
 
-/** Samples in a file of the store; setProgress is told how many frames are done. */
+/** Copies samples into the store; setProgress gets the number of frames done. */
 Copy copyOf (TrackSamples& original,
              TemporaryStore& store,
              const WorkControl& control,
@@ -41,7 +32,7 @@ Copy copyOf (TrackSamples& original,
     if (const auto made =
             store.createFile (static_cast<std::uint64_t> (length) * numChannels * sizeof (float), file);
         made.failed())
-        return { CopyEnd::noRoom, nullptr, made.getErrorMessage() };
+        return { Outcome::noRoom (made.getErrorMessage().toStdString()), nullptr };
 
     std::vector<float> chunk (
         static_cast<std::size_t> (std::min<std::int64_t> (length, GroupDLSImporter::chunkLength))
@@ -50,24 +41,24 @@ Copy copyOf (TrackSamples& original,
     for (std::int64_t start = 0; start < length; start += GroupDLSImporter::chunkLength)
     {
         if (control.stopRequested())
-            return { CopyEnd::stopped, nullptr, {} };
+            return { Outcome::stopped(), nullptr };
 
         const auto count = std::min<std::int64_t> (GroupDLSImporter::chunkLength, length - start);
         const auto frames = std::span<float> (chunk).first (static_cast<std::size_t> (count) * numChannels);
 
         if (! original.readFrames (start, frames))
-            return { CopyEnd::unreadable, nullptr, original.lastError() };
+            return { Outcome::failed (original.lastError().toStdString()), nullptr };
 
         if (! writeSamples (*file, start * original.numChannels(), frames))
-            return { CopyEnd::noRoom, nullptr, file->lastError() };
+            return { Outcome::noRoom (file->lastError().toStdString()), nullptr };
 
         setProgress (start + count);
     }
 
-    return { CopyEnd::done, std::make_shared<StoreSamples> (file, original.numChannels()), {} };
+    return { Outcome::ok(), std::make_shared<StoreSamples> (file, original.numChannels()) };
 }
 
-/** The samples that hold everything there is of a track. */
+/** All samples there are of a track. */
 std::shared_ptr<TrackSamples> allSamplesOf (const TrackState& track)
 {
     return track.rendered != nullptr ? track.rendered : track.source;
@@ -81,17 +72,6 @@ void adopt (TrackState& track, std::shared_ptr<TrackSamples> samples)
     track.components.reset();
     track.analysedAs.reset();
     track.id = 0;
-}
-
-ImportedTracks ended (CopyEnd end, const juce::String& reason)
-{
-    ImportedTracks result;
-    result.stopped = end == CopyEnd::stopped;
-
-    if (end == CopyEnd::noRoom)
-        result.storageError = reason;
-
-    return result;
 }
 } // namespace
 
@@ -137,13 +117,13 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
         }
 
         if (const auto refusal =
-                checkTrack (track.name, track.sampleRate, track.lengthInSamples(), sampleRate, warnings))
+                checkTrack (track.name, track.sampleRate(), track.lengthInSamples(), sampleRate, warnings))
         {
             refuse (track, refusal->code, refusal->reason);
             continue;
         }
 
-        sampleRate = track.sampleRate;
+        sampleRate = track.sampleRate();
         total += track.lengthInSamples();
         wanted.push_back (track);
     }
@@ -158,14 +138,18 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
                         control.progress (static_cast<double> (done + frames) / static_cast<double> (total));
                     });
 
-        if (copy.end == CopyEnd::stopped || copy.end == CopyEnd::noRoom)
-            return ended (copy.end, copy.reason);
+        if (copy.outcome.wasStopped() || copy.outcome.end == Outcome::End::noRoom)
+        {
+            result = {};
+            result.outcome = std::move (copy.outcome);
+            return result;
+        }
 
         done += track.lengthInSamples();
 
-        if (copy.end == CopyEnd::unreadable)
+        if (! copy.outcome.isOk())
         {
-            refuse (track, ImportWarnings::unreadableInGroupFile, copy.reason);
+            refuse (track, ImportWarnings::unreadableInGroupFile, copy.outcome.reason);
             continue;
         }
 
@@ -173,12 +157,12 @@ ImportedTracks GroupDLSImporter::import (const std::vector<int>& indices,
         result.tracks.push_back (std::move (track));
     }
 
-    auto batch = intakeTracksOf (result.tracks);
+    auto batch = result.tracks;
 
     for (auto& track : batch)
-        track.file = juce::File(); // the user picked it by its name
+        track.sourceInfo.file = juce::File(); // the user picked it by name
 
-    checkBatch (intakeTracksOf (target.tracks), batch, warnings);
+    checkBatch (target.tracks, batch, warnings);
     return result;
 }
 

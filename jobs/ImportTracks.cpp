@@ -5,12 +5,15 @@
 #include "model/StoreSamples.h"
 #include "terms/ChannelLayout.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace tessivar
 {
 
 namespace
 {
-/** Puts the decoded channels of one file into one StoreFile each. */
+/** Writes each decoded channel of a file into a StoreFile. */
 class StoreIntake final : public IntakeSink
 {
 public:
@@ -23,7 +26,7 @@ public:
         for (const auto& track : tracks)
         {
             std::shared_ptr<StoreFile> file;
-            const auto numBytes = static_cast<std::uint64_t> (track.lengthInSamples) * sizeof (float);
+            const auto numBytes = static_cast<std::uint64_t> (track.state.lengthInSamples()) * sizeof (float);
 
             if (const auto made = store.createFile (numBytes, file); made.failed())
             {
@@ -55,62 +58,98 @@ private:
     TemporaryStore& store;
 };
 
-SessionTrack sessionTrackOf (const IntakeTrack& intake)
+/** A file's share of the work: its size, for want of anything better. */
+double weightOf (const juce::File& file)
 {
-    SessionTrack track;
-    track.sourceFile = intake.file;
-    track.name = intake.name;
-    track.channel = intake.channel;
-    track.numChannels = intake.numChannels;
-    track.sampleRate = intake.sampleRate;
-    track.lengthInSamples = intake.lengthInSamples;
-    track.bitsPerSample = intake.bitsPerSample;
-    track.isFloatingPoint = intake.isFloatingPoint;
-    track.metadata = intake.metadata;
-    track.drumType = intake.drumType;
-    return track;
+    return static_cast<double> (std::max<juce::int64> (1, file.getSize()));
 }
 } // namespace
 
-ImportOutcome importFile (const juce::File& file,
-                          double groupSampleRate,
-                          ImportWarnings& warnings,
-                          TemporaryStore* store,
-                          const WorkControl& control)
+Intake importFile (const juce::File& file,
+                   double groupSampleRate,
+                   ImportWarnings& warnings,
+                   TemporaryStore* store,
+                   const WorkControl& control)
 {
-    const WorkControl intakeControl{ control.shouldStop, control.setProgress };
-    ImportOutcome outcome;
-
     if (store == nullptr)
-    {
-        outcome.intake = intakeFile (file, groupSampleRate, warnings, nullptr, intakeControl);
-
-        for (const auto& track : outcome.intake.tracks)
-            outcome.tracks.push_back (sessionTrackOf (track));
-
-        return outcome;
-    }
+        return intakeFile (file, groupSampleRate, warnings, nullptr, control);
 
     StoreIntake sink (*store);
-    outcome.intake = intakeFile (file, groupSampleRate, warnings, &sink, intakeControl);
+    auto intake = intakeFile (file, groupSampleRate, warnings, &sink, control);
 
-    if (outcome.intake.storageFailed && sink.failure.isNotEmpty())
-        outcome.intake.reason = file.getFullPathName() + " can't be read in: " + sink.failure;
+    if (intake.outcome.end == Outcome::End::noRoom && sink.failure.isNotEmpty())
+        intake.outcome.reason = (file.getFullPathName() + " can't be read in: " + sink.failure).toStdString();
 
-    auto chunks = outcome.intake.accepted() ? readSourceChunks (file) : nullptr;
+    if (! intake.accepted())
+        return intake;
+
+    auto chunks = readSourceChunks (file);
 
     if (chunks != nullptr && chunks->numBytes() > SourceChunks::maxBytes)
         chunks.reset();
 
-    for (std::size_t i = 0; i < outcome.intake.tracks.size(); ++i)
+    for (std::size_t i = 0; i < intake.tracks.size(); ++i)
     {
-        outcome.tracks.push_back (sessionTrackOf (outcome.intake.tracks[i]));
-        outcome.tracks.back().source =
-            std::make_shared<StoreSamples> (sink.channels[i], channelLayout::numUnrendered);
-        outcome.tracks.back().sourceChunks = chunks;
+        auto& track = intake.tracks[i].state;
+        track.source = std::make_shared<StoreSamples> (sink.channels[i], channelLayout::numUnrendered);
+        track.sourceInfo.chunks = chunks;
     }
 
-    return outcome;
+    return intake;
+}
+
+ImportedTracks importTracks (const std::vector<juce::File>& files,
+                             const GroupState& group,
+                             ImportWarnings& warnings,
+                             TemporaryStore& store,
+                             const WorkControl& control)
+{
+    ImportedTracks result;
+    auto sampleRate = group.sampleRate();
+    double total = 0.0, done = 0.0;
+
+    for (const auto& file : files)
+        total += weightOf (file);
+
+    for (const auto& file : files)
+    {
+        auto ofFile = control;
+        ofFile.setProgress = [&] (double fraction)
+        { control.progress ((done + fraction * weightOf (file)) / total); };
+        auto intake = importFile (file, sampleRate, warnings, &store, ofFile);
+
+        if (control.stopRequested())
+            intake.outcome = Outcome::stopped();
+
+        switch (intake.outcome.end)
+        {
+            case Outcome::End::stopped:
+            case Outcome::End::noRoom:
+                result = {};
+                result.outcome = std::move (intake.outcome);
+                return result;
+            case Outcome::End::refused:
+            case Outcome::End::failed:
+                result.refused.push_back ({ file, intake.code, intake.outcome.reason });
+                break;
+            case Outcome::End::ok:
+                for (auto& track : intake.tracks)
+                {
+                    sampleRate = track.state.sampleRate();
+                    result.tracks.push_back (std::move (track.state));
+                }
+                break;
+        }
+
+        for (const auto& note : intake.notes)
+            result.notes.addIfNotAlreadyThere (note);
+
+        done += weightOf (file);
+    }
+
+    checkBatch (group.tracks, result.tracks, warnings);
+    control.progress (1.0);
+    return result;
 }
 
 } // namespace tessivar

@@ -1,31 +1,55 @@
 #pragma once
 
-#include "jobs/SessionTrack.h"
+#include "model/TemporaryStore.h"
 #include "model/audiofile/AudioIntake.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
+#include <juce_core/juce_core.h>
+
+#include <optional>
 #include <vector>
 
 namespace tessivar
 {
 
-/** What became of one file: as many session tracks as intake tracks, in the same order, or none. */
-struct ImportOutcome
+/** Checks an audio file and decodes it into store: one track for each of its channels. With a null store the
+    file is checked only and the tracks come without audio, which is enough for a forecast and a plan.
+
+    Everything about groupSampleRate, warnings and the outcome is as intakeFile() says; a store that is full
+    or fails ends it as noRoom.
+*/
+[[nodiscard]] Intake importFile (const juce::File& file,
+                                 double groupSampleRate,
+                                 ImportWarnings& warnings,
+                                 TemporaryStore* store,
+                                 const WorkControl& control = {});
+
+/** A file that did not become a track. */
+struct ImportRefusal
 {
-    IntakeOutcome intake;
-    std::vector<SessionTrack> tracks;
+    juce::File file;
+    std::optional<int> code; // of the warning it was filed as
+    juce::String reason;     // names the file
 };
 
-/** Checks an audio file, decodes it into store, and makes a session track of each of its channels.
+/** Tracks for a Group, with their audio in the temporary store and their knobs where they start. */
+struct ImportedTracks
+{
+    Outcome outcome;                // ok, stopped or noRoom; there are no tracks unless it is ok
+    std::vector<TrackState> tracks; // in the order of the files, channel by channel
+    std::vector<ImportRefusal> refused;
+    juce::StringArray notes; // on accepted files; each names its file
+};
 
-    With a null store the file is checked only and the tracks come without audio, which is enough for a forecast and
-    a plan. Everything about groupSampleRate, warnings and the outcome is as intakeFile says; a store that is full or
-    fails shows as storageFailed with its reason.
+/** Reads audio files into store, to join a Group; with an empty Group, to make one. Files that can't join are
+    refused, and the others go on; a stop, or a store that is full, ends it with nothing. Warnings are filed
+    for all that is wrong. Progress runs from 0 to 1 over the bytes of all files.
 */
-[[nodiscard]] ImportOutcome importFile (const juce::File& file,
-                                        double groupSampleRate,
-                                        ImportWarnings& warnings,
-                                        TemporaryStore* store,
-                                        const WorkControl& control = {});
+[[nodiscard]] ImportedTracks importTracks (const std::vector<juce::File>& files,
+                                           const GroupState& group,
+                                           ImportWarnings& warnings,
+                                           TemporaryStore& store,
+                                           const WorkControl& control = {});
 
 } // namespace tessivar

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jobs/ExportTracks.h"
+#include "jobs/ExportPlan.h"
 #include "model/AtomicFile.h"
 #include "model/audiofile/AudioFileReaders.h"
 

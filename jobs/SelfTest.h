@@ -10,7 +10,9 @@
 namespace tessivar
 {
 
-/** The engine's self-test for rooms that don't see the engine. Takes about a second; not while an analysis runs. */
+/** The engine's self-test for rooms that don't see the engine. Takes about a second; not while an analysis
+    runs.
+*/
 [[nodiscard]] inline std::vector<SelfTestLine> runSelfTest (const juce::File& resourceFolder)
 {
     return runSelfTest (bytesOfPath (resourceFolder));
@@ -22,8 +24,9 @@ namespace tessivar
     return juce::String (simdTargetName());
 }
 
-/** Fails when an analysis data file of any rate is missing or has another size than it should; the reason names the first one.
-    The analysis itself reads zeros for what it does not find, says so on standard output and carries on.
+/** Fails when an analysis data file of any rate is missing or has another size than it should; the reason
+    names the first one. The analysis itself reads zeros for what it does not find, says so on standard output
+    and carries on.
 */
 [[nodiscard]] inline juce::Result checkDataFiles (const juce::File& resourceFolder)
 {

@@ -26,7 +26,7 @@ bool TrackSource::read (std::int64_t start, std::span<float> dest)
     const auto first = std::clamp<std::int64_t> (start, 0, lengthInSamples());
     const auto last = std::clamp<std::int64_t> (end, first, lengthInSamples());
 
-    // Silence on both sides; a range wholly outside is silence only.
+    // Silence on both sides; a range outside is all silence.
     const auto ahead = static_cast<std::size_t> (std::min (first, end) - std::min (start, first));
     const auto count = static_cast<std::size_t> (last - first);
 

@@ -7,15 +7,17 @@
 namespace tessivar
 {
 
-/** What a request may have to tell or ask on its way. The window answers with dialogs, a test with what it wants to try.
-    Each call returns when the user has answered.
+/** What a request may have to tell or ask on its way. The window answers with dialogs, a test with what it
+    wants to try. Each call returns when the user has answered.
 */
 class UserPrompts
 {
 public:
     virtual ~UserPrompts() = default;
 
-    /** A message with the title "Warning" and the button "Ok". details, which may be empty, say what exactly went wrong. */
+    /** A message with the title "Warning" and the button "Ok". details, which may be empty, say what exactly
+        went wrong.
+    */
     virtual void warn (const juce::String& text, const juce::String& details = {}) = 0;
 
     /** What accepting costs, which a dialog shows by the look of its button. */

@@ -141,7 +141,7 @@ void Group::apply (const Editable& wanted)
 
         data.name = entry.name;
         data.excluded = entry.excluded;
-        data.sourceFile = entry.sourceFile;
+        data.sourceInfo.file = entry.sourceFile;
 
         // What an analysis suggested since the step is no part of it: untouched knobs stay where they are.
         const auto leavesKnobs = ! data.knobsTouched && ! entry.knobsTouched;

@@ -27,7 +27,8 @@ bool haveSameTracks (const std::vector<EditableTrack>& left, const std::vector<E
 EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& state)
     : track (trackToRead), name (state.name), drumType (state.drumType()), excluded (state.excluded),
       a (state.record.knobs (KnobSetting::a)), b (state.record.knobs (KnobSetting::b)),
-      knobsTouched (state.knobsTouched), selected (state.record.selected()), sourceFile (state.sourceFile)
+      knobsTouched (state.knobsTouched), selected (state.record.selected()),
+      sourceFile (state.sourceInfo.file)
 {
 }
 

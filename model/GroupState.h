@@ -29,6 +29,21 @@ struct AnalysisInput
     bool operator== (const AnalysisInput&) const = default;
 };
 
+/** What the file was that a track came from, when it was read in. It may have moved since: samples are the
+    track's own.
+*/
+struct SourceInfo
+{
+    juce::File file;         // none for a track of a group file that another program wrote
+    int channel = 0;         // 0-based
+    int numChannels = 1;     // of the file
+    double sampleRate = 0.0; // Hz
+    int bitsPerSample = 0;   // 8, 12, 16, 20, 24 or 32
+    bool isFloatingPoint = false;
+    juce::StringPairArray metadata;             // as its reader gave it
+    std::shared_ptr<const SourceChunks> chunks; // null when they are too large to keep, or unknown
+};
+
 /** Everything about one track, as a value: what jobs work on, files hold and steps of undo compare.
 
     The samples are shared, not copied; nobody writes to them once they are here.
@@ -42,20 +57,14 @@ struct TrackState
     bool excluded = false;
     bool knobsTouched = false; // by the user: from then on no analysis moves them
 
-    // Of the file it came from. It may have moved since: the samples are the track's own.
-    juce::File sourceFile;
-    int channel = 0;           // 0-based, within that file
-    int numSourceChannels = 1; // of that file
-    double sampleRate = 0.0;   // Hz
-    int bitsPerSample = 0;
-    bool isFloatingPoint = false;
-    juce::StringPairArray metadata;                   // as its reader gave it
-    std::shared_ptr<const SourceChunks> sourceChunks; // null when they are too large to keep, or unknown
-
-    std::shared_ptr<TrackSamples> source;   // one channel; null only for a track whose audio is lost
+    SourceInfo sourceInfo;
+    std::shared_ptr<TrackSamples> source;   // one channel; null until it is read in, or when it is lost
     std::shared_ptr<TrackSamples> rendered; // seven channels; null unless processed
-    std::shared_ptr<StoreFile>
-        components; // ten planes, best first; null unless an analysis was asked to keep them
+
+    /** Ten planes of floats, best first, in the byte order of this machine; null unless an analysis kept
+        them.
+    */
+    std::shared_ptr<StoreFile> components;
 
     std::optional<AnalysisInput> analysedAs; // nothing for a track that was in no analysis yet
     TrackFindings findings;
@@ -64,7 +73,9 @@ struct TrackState
     juce::StringPairArray unknownProperties; // of a group file, by programs that know more than this one
 
     [[nodiscard]] std::int64_t lengthInSamples() const { return record.lengthInSamples(); }
+    [[nodiscard]] double sampleRate() const { return sourceInfo.sampleRate; } // Hz
     [[nodiscard]] DrumType drumType() const { return record.drumType(); }
+    [[nodiscard]] KnobValues soundingKnobs() const { return record.knobs (record.selected()); }
     [[nodiscard]] AnalysisInput analysisInput() const { return { drumType(), excluded }; }
 
     /** Whether an analysis renders this track; all others pass through unchanged. */
@@ -96,7 +107,7 @@ struct GroupState
     juce::String foreignText;                // the text of a group file that another program wrote
 
     /** Hz, of the first track; 0 when there is none. */
-    [[nodiscard]] double sampleRate() const { return tracks.empty() ? 0.0 : tracks.front().sampleRate; }
+    [[nodiscard]] double sampleRate() const { return tracks.empty() ? 0.0 : tracks.front().sampleRate(); }
 
     /** Whether an analysis would give something else than the last one did; true when there was none. */
     [[nodiscard]] bool changedSinceAnalysis() const;

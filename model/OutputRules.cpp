@@ -116,7 +116,7 @@ void OutputRules::protect (const GroupState& group, const juce::File& ownFile)
 {
     for (const auto& track : group.tracks)
     {
-        protectSource (track.sourceFile);
+        protectSource (track.sourceInfo.file);
 
         protectSamples (track.source.get(), ownFile);
         protectSamples (track.rendered.get(), ownFile);

@@ -235,7 +235,7 @@ juce::File TessivarWorkspace::defaultDialogFolder() const
 {
     if (const auto selected = selectedGroup(); selected != nullptr && selected->numTracks() > 0)
     {
-        const auto folder = selected->track (0)->state().sourceFile.getParentDirectory();
+        const auto folder = selected->track (0)->state().sourceInfo.file.getParentDirectory();
 
         if (folder.isDirectory())
             return folder;

@@ -29,7 +29,7 @@ void Track::samplesChanged()
 
 bool Track::lookForSourceFile()
 {
-    const auto before = std::exchange (sourceFileThere, data.sourceFile.existsAsFile());
+    const auto before = std::exchange (sourceFileThere, data.sourceInfo.file.existsAsFile());
     return before != sourceFileThere;
 }
 

@@ -28,9 +28,9 @@ public:
     [[nodiscard]] bool isExcluded() const { return data.excluded; }
     [[nodiscard]] KnobValues knobs (KnobSetting setting) const { return data.record.knobs (setting); }
     [[nodiscard]] KnobSetting selectedSetting() const { return data.record.selected(); }
-    [[nodiscard]] KnobValues soundingKnobs() const { return knobs (selectedSetting()); }
+    [[nodiscard]] KnobValues soundingKnobs() const { return data.soundingKnobs(); }
     [[nodiscard]] std::int64_t lengthInSamples() const { return data.lengthInSamples(); }
-    [[nodiscard]] double sampleRate() const { return data.sampleRate; }
+    [[nodiscard]] double sampleRate() const { return data.sampleRate(); }
     [[nodiscard]] bool isProcessed() const { return data.rendered != nullptr; }
 
     /** Whether the file it came from is still where it was, as of the last update of its Group. */

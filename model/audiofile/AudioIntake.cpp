@@ -1,6 +1,5 @@
 #include "model/audiofile/AudioIntake.h"
 
-#include "model/Abbreviations.h"
 #include "model/DiskNames.h"
 #include "model/audiofile/AudioFileReaders.h"
 
@@ -41,43 +40,45 @@ String entryOf (const juce::File& file)
 }
 
 /** A track of a Group need not have come from a file. */
-String entryOf (const IntakeTrack& track)
+String entryOf (const TrackState& track)
 {
-    return track.file.getFullPathName().isNotEmpty() ? entryOf (track.file) : track.name;
+    const auto& file = track.sourceInfo.file;
+    return file.getFullPathName().isNotEmpty() ? entryOf (file) : track.name;
 }
 
-void refuse (
-    IntakeOutcome& outcome, ImportWarnings& warnings, const juce::File& file, int code, const String& reason)
+Intake
+refused (Intake intake, ImportWarnings& warnings, const juce::File& file, int code, const String& reason)
 {
     warnings.add (entryOf (file), code, reason);
-    outcome.tracks.clear();
-    outcome.code = code;
-    outcome.reason = entryOf (file) + ": " + reason;
+    intake.tracks.clear();
+    intake.code = code;
+    intake.outcome = Outcome::refused ((entryOf (file) + ": " + reason).toStdString());
+    return intake;
 }
 
-std::vector<IntakeTrack> tracksOf (const juce::File& file, const AudioFileReader& reader)
+std::vector<IntakeTrack> tracksOf (const juce::File& file, const AudioFileReader& reader, DrumType type)
 {
-    const auto classification = classifyTrackFile (file.getFullPathName());
-
-    IntakeTrack track;
-    track.file = file;
-    track.name = readablePath (file.getFileNameWithoutExtension());
-    track.numChannels = static_cast<int> (reader.numChannels);
-    track.sampleRate = reader.sampleRate;
-    track.lengthInSamples = reader.lengthInSamples;
-    track.numBlocks = reader.lengthInSamples / intakeBlockLength;
-    track.bitsPerSample = static_cast<int> (reader.bitsPerSample);
-    track.isFloatingPoint = reader.header().isFloatingPoint;
-    track.metadata = reader.metadataValues;
-    track.formatName = reader.getFormatName();
-    track.drumType = classification.drumType;
-    track.matchedAbbreviation = classification.abbreviation;
-
+    const auto name = readablePath (file.getFileNameWithoutExtension());
+    const auto numChannels = static_cast<int> (reader.numChannels);
     std::vector<IntakeTrack> tracks;
-    for (int channel = 0; channel < track.numChannels; ++channel)
+
+    for (int channel = 0; channel < numChannels; ++channel)
     {
-        track.channel = channel;
-        tracks.push_back (track);
+        TrackState state;
+        state.name = name + (numChannels == 1 ? "" : channel == 0 ? " L" : " R");
+        state.sourceInfo = { .file = file,
+                             .channel = channel,
+                             .numChannels = numChannels,
+                             .sampleRate = reader.sampleRate,
+                             .bitsPerSample = static_cast<int> (reader.bitsPerSample),
+                             .isFloatingPoint = reader.header().isFloatingPoint,
+                             .metadata = reader.metadataValues,
+                             .chunks = nullptr };
+        state.record.setLengthInSamples (reader.lengthInSamples);
+        state.record.setDrumType (type);
+        state.record.setKnobs (KnobSetting::a, startKnobsA);
+        state.record.setKnobs (KnobSetting::b, startKnobsB);
+        tracks.push_back ({ .state = std::move (state) });
     }
 
     return tracks;
@@ -126,18 +127,16 @@ Decoding decode (AudioFileReader& reader,
         if (! reader.read (buffer.getArrayOfWritePointers(), buffer.getNumChannels(), position, count))
             return control.stopRequested() ? Decoding::stopped : Decoding::damaged;
 
-        for (auto& track : tracks)
+        for (int channel = 0; auto& track : tracks)
         {
-            const std::span samples (buffer.getWritePointer (track.channel),
-                                     static_cast<std::size_t> (count));
+            const std::span samples (buffer.getWritePointer (channel), static_cast<std::size_t> (count));
             measure (samples, track);
-            if (! sink.block (track.channel, position, samples))
+            if (! sink.block (channel++, position, samples))
                 return Decoding::storageFailed;
         }
 
         position += count;
-        if (control.setProgress)
-            control.setProgress (static_cast<double> (position) / static_cast<double> (length));
+        control.progress (static_cast<double> (position) / static_cast<double> (length));
     }
 
     return Decoding::finished;
@@ -181,106 +180,106 @@ std::optional<IntakeRefusal> checkTrack (const String& name,
     return {};
 }
 
-IntakeOutcome intakeFile (const juce::File& file,
-                          double groupSampleRate,
-                          ImportWarnings& warnings,
-                          IntakeSink* sink,
-                          const WorkControl& control)
+Intake intakeFile (const juce::File& file,
+                   double groupSampleRate,
+                   ImportWarnings& warnings,
+                   IntakeSink* sink,
+                   const WorkControl& control)
 {
-    IntakeOutcome outcome;
+    Intake intake;
+    const auto refuse = [&] (int code, const String& reason)
+    { return refused (std::move (intake), warnings, file, code, reason); };
+    const auto stopped = []
+    {
+        Intake stop;
+        stop.outcome = Outcome::stopped();
+        return stop;
+    };
 
     if (file.getFullPathName().isEmpty())
-        return refuse (outcome, warnings, file, ImportWarnings::missing, "no path is given"), outcome;
+        return refuse (ImportWarnings::missing, "no path is given");
     if (file.isDirectory())
-        return refuse (outcome, warnings, file, ImportWarnings::missing, "this is a folder, not a file"),
-               outcome;
+        return refuse (ImportWarnings::missing, "this is a folder, not a file");
     if (! file.exists())
-        return refuse (outcome, warnings, file, ImportWarnings::missing, "there is no such file"), outcome;
+        return refuse (ImportWarnings::missing, "there is no such file");
 
     auto why = juce::Result::ok();
     const auto reader = openAudioFile (file, why, control.shouldStop);
-    outcome.cancelled = reader == nullptr && control.stopRequested();
-    if (outcome.cancelled)
-        return outcome;
+    if (reader == nullptr && control.stopRequested())
+        return stopped();
     if (reader == nullptr)
-        return refuse (outcome, warnings, file, ImportWarnings::unreadable, why.getErrorMessage()), outcome;
+        return refuse (ImportWarnings::unreadable, why.getErrorMessage());
     if (reader->numChannels > 2)
-        return refuse (outcome,
-                       warnings,
-                       file,
-                       ImportWarnings::unreadable,
-                       String (reader->numChannels) + " channels; files of 1 or 2 can be taken"),
-               outcome;
+        return refuse (ImportWarnings::unreadable,
+                       String (reader->numChannels) + " channels; files of 1 or 2 can be taken");
 
     if (const auto refusal = checkTrack (
             file.getFileName(), reader->sampleRate, reader->lengthInSamples, groupSampleRate, warnings))
-        return refuse (outcome, warnings, file, refusal->code, refusal->reason), outcome;
+        return refuse (refusal->code, refusal->reason);
 
-    auto tracks = tracksOf (file, *reader);
+    intake.formatName = reader->getFormatName();
+    intake.guess = classifyTrackFile (file.getFullPathName());
+    intake.tracks = tracksOf (file, *reader, intake.guess.drumType);
     for (const auto& note : reader->header().notes)
-        outcome.notes.add (file.getFileName() + ": " + note);
+        intake.notes.add (file.getFileName() + ": " + note);
 
     std::int64_t position = 0;
-    switch (sink != nullptr ? decode (*reader, tracks, *sink, control, position) : Decoding::finished)
+    switch (sink != nullptr ? decode (*reader, intake.tracks, *sink, control, position) : Decoding::finished)
     {
         case Decoding::finished:
             break;
         case Decoding::stopped:
-            outcome.cancelled = true;
-            return outcome;
+            return stopped();
         case Decoding::storageFailed:
-            outcome.storageFailed = true;
-            outcome.reason = file.getFileName() + ": its samples can't be stored";
-            return outcome;
+            intake.tracks.clear();
+            intake.outcome =
+                Outcome::noRoom ((file.getFileName() + ": its samples can't be stored").toStdString());
+            return intake;
         case Decoding::damaged:
-            refuse (outcome,
-                    warnings,
-                    file,
-                    ImportWarnings::unreadable,
-                    reader->status().failed()
-                        ? reader->status().getErrorMessage()
-                        : "damaged: of " + String (reader->lengthInSamples)
-                              + " samples only those up to about " + String (position) + " can be decoded");
-            return outcome;
+            return refuse (ImportWarnings::unreadable,
+                           reader->status().failed() ? reader->status().getErrorMessage()
+                                                     : "damaged: of " + String (reader->lengthInSamples)
+                                                           + " samples only those up to about "
+                                                           + String (position) + " can be decoded");
     }
 
-    for (const auto& track : tracks)
+    for (const auto& track : intake.tracks)
         if (track.nonFiniteSamples > 0)
-            outcome.notes.add (file.getFileName() + ", channel " + String (track.channel + 1) + ": "
-                               + String (track.nonFiniteSamples)
-                               + " samples are not finite numbers and are read as 0");
+            intake.notes.add (file.getFileName() + ", channel " + String (track.state.sourceInfo.channel + 1)
+                              + ": " + String (track.nonFiniteSamples)
+                              + " samples are not finite numbers and are read as 0");
 
-    outcome.tracks = std::move (tracks);
-    return outcome;
+    return intake;
 }
 
-void checkBatch (std::span<const IntakeTrack> groupTracks,
-                 std::span<const IntakeTrack> batch,
+void checkBatch (std::span<const TrackState> groupTracks,
+                 std::span<const TrackState> batch,
                  ImportWarnings& warnings)
 {
     if (batch.empty())
         return;
 
-    const auto longestOf = [] (std::span<const IntakeTrack> tracks)
+    const auto longestOf = [] (std::span<const TrackState> tracks)
     {
         std::int64_t longest = 0;
         for (const auto& track : tracks)
-            longest = std::max (longest, track.lengthInSamples);
+            longest = std::max (longest, track.lengthInSamples());
         return longest;
     };
     const auto longestBefore = longestOf (groupTracks);
     const auto longest = std::max (longestBefore, longestOf (batch));
 
     for (const auto& track : groupTracks)
-        if (track.lengthInSamples == longestBefore && track.lengthInSamples < longest)
+        if (track.lengthInSamples() == longestBefore && track.lengthInSamples() < longest)
             warnings.add (entryOf (track), ImportWarnings::shorterThanGroup);
     for (const auto& track : batch)
-        if (track.lengthInSamples < longest)
+        if (track.lengthInSamples() < longest)
             warnings.add (entryOf (track), ImportWarnings::shorterThanGroup);
 
-    const auto bits = groupTracks.empty() ? batch.front().bitsPerSample : groupTracks.front().bitsPerSample;
+    const auto bits = groupTracks.empty() ? batch.front().sourceInfo.bitsPerSample
+                                          : groupTracks.front().sourceInfo.bitsPerSample;
     for (const auto& track : batch)
-        if (track.bitsPerSample != bits)
+        if (track.sourceInfo.bitsPerSample != bits)
             warnings.add (entryOf (track), ImportWarnings::differentBitDepths);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "model/Abbreviations.h"
+#include "model/GroupState.h"
 #include "model/ImportWarnings.h"
-#include "terms/DrumType.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 #include <cstdint>
@@ -20,48 +22,41 @@ inline constexpr std::array<int, 5> supportedSampleRates{ 44100, 48000, 88200, 9
 /** Samples in one block of the waveform overview; a file shorter than one block is discarded. */
 inline constexpr int intakeBlockLength = 16384;
 
-/** One channel of an accepted audio file. A two-channel file becomes two of these, left first. */
+/** One channel of an accepted audio file: the track it becomes, with its knobs where they start, its type
+    guessed from the file name, and no audio yet.
+*/
 struct IntakeTrack
 {
-    juce::File file;
-    juce::String name;                // file name without extension, the same for both channels of a file;
-                                      // of a track of a Group its own
-    int channel = 0;                  // 0-based, within the file
-    int numChannels = 1;              // of the file: 1 or 2
-    double sampleRate = 0.0;          // Hz, one of supportedSampleRates
-    std::int64_t lengthInSamples = 0; // at least intakeBlockLength
-    std::int64_t numBlocks = 0;       // whole blocks of intakeBlockLength
-    int bitsPerSample = 0;            // of the file's samples: 8, 12, 16, 20, 24 or 32
-    bool isFloatingPoint = false;
-    juce::StringPairArray metadata;      // only what the file itself holds
-    juce::String formatName;             // "WAV", "AIFF", "CAF", "FLAC" or "Ogg Vorbis", by content
-    DrumType drumType = DrumType::other; // guessed from the file name
-    juce::String matchedAbbreviation;    // what the guess rests on; empty when nothing matched
-    std::int64_t nonFiniteSamples = 0;   // NaN or infinite, read as 0; 0 as long as nothing was decoded
-    float peak = 0.0f; // largest magnitude, full scale 1.0; 0 as long as nothing was decoded
+    TrackState state;
+    std::int64_t nonFiniteSamples = 0; // NaN or infinite, read as 0; 0 as long as nothing was decoded
+    float peak = 0.0f;                 // largest magnitude, full scale 1.0; 0 as long as nothing was decoded
 };
 
-/** What became of one file. */
-struct IntakeOutcome
+/** What became of one file: accepted (ok), stopped, refused, or noRoom when the sink gave up. The reason
+    names the file.
+*/
+struct Intake
 {
-    std::vector<IntakeTrack> tracks; // one per channel; empty when the file was refused or the intake stopped
+    Outcome outcome;
     std::optional<int> code;         // the warning code a refusal was filed under
-    juce::String reason;             // why it was refused, with the number that was exceeded; names the file
+    std::vector<IntakeTrack> tracks; // one per channel, left first; none unless accepted
+    juce::String formatName;         // "WAV", "AIFF", "CAF", "FLAC" or "Ogg Vorbis", by content
+    TrackClassification guess;       // what the drum type rests on
     juce::StringArray notes;         // what the user should know about an accepted file; each names the file
-    bool cancelled = false;          // stopped from outside: no tracks, no code
-    bool storageFailed = false;      // the sink gave up: no tracks, no code, reason says so
 
-    [[nodiscard]] bool accepted() const { return ! tracks.empty(); }
+    [[nodiscard]] bool accepted() const { return outcome.isOk(); }
 };
 
-/** Takes the decoded samples of a file while it is checked. This one looks at none of them: for a check alone. */
+/** Takes the decoded samples of a file while it is checked. This one looks at none of them: for a check
+    alone.
+*/
 class IntakeSink
 {
 public:
     virtual ~IntakeSink() = default;
 
-    /** Called once for a file that passed every check made on its header, before the first block. The tracks'
-        nonFiniteSamples and peak are not known yet. Returns false to give up on this file.
+    /** Called once for a file that passed every check made on its header, before the first block. Count and
+        peak of the tracks are not known yet. Returns false to give up on this file.
     */
     virtual bool begin (const std::vector<IntakeTrack>& tracks)
     {
@@ -84,7 +79,9 @@ public:
     }
 };
 
-/** Why a track can't join a Group: a code of ImportWarnings, which is not filed yet, and the reason without a name. */
+/** Why a track can't join a Group: a code of ImportWarnings, which is not filed yet, and the reason without a
+    name.
+*/
 struct IntakeRefusal
 {
     int code = 0;
@@ -113,17 +110,17 @@ struct IntakeRefusal
       3  unreadable, no known kind of audio file, damaged, or more than two channels
       1, 7, 9  see checkTrack()
 
-    A file whose samples can't be decoded up to the stated end is refused with code 3 as well, except that plain
-    PCM whose file simply ends early is taken as far as it goes, with a note.
+    A file whose samples can't be decoded up to the stated end is refused with code 3 as well, except that
+    plain PCM whose file simply ends early is taken as far as it goes, with a note.
 
     @param groupSampleRate  Hz; 0 for a Group without tracks, whose rate is then that of these tracks
     @param sink             gets the samples; null checks the header only and decodes nothing
 */
-IntakeOutcome intakeFile (const juce::File& file,
-                          double groupSampleRate,
-                          ImportWarnings& warnings,
-                          IntakeSink* sink,
-                          const WorkControl& control = {});
+[[nodiscard]] Intake intakeFile (const juce::File& file,
+                                 double groupSampleRate,
+                                 ImportWarnings& warnings,
+                                 IntakeSink* sink,
+                                 const WorkControl& control = {});
 
 /** The checks made when a batch of files joins a Group:
       6  every file, of the batch or of the Group, that the batch leaves shorter than the longest track
@@ -134,8 +131,8 @@ IntakeOutcome intakeFile (const juce::File& file,
     @param groupTracks  the Group's tracks before the batch, may be empty
     @param batch        the accepted tracks that join
 */
-void checkBatch (std::span<const IntakeTrack> groupTracks,
-                 std::span<const IntakeTrack> batch,
+void checkBatch (std::span<const TrackState> groupTracks,
+                 std::span<const TrackState> batch,
                  ImportWarnings& warnings);
 
 /** The duration as it is compared and shown: whole hundredths of a second, never rounded up. */

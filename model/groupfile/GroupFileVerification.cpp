@@ -117,7 +117,7 @@ juce::Result verifyAudio (RandomAccessBytes& bytes,
 
         const auto audio = *audioRangeOf (track.record);
         const AudioToCheck toCheck{
-            name, audio, sumsPlaceOf (found.tail.tracks[i], audio, bytes.sizeInBytes()), track.sampleRate
+            name, audio, sumsPlaceOf (found.tail.tracks[i], audio, bytes.sizeInBytes()), track.sampleRate()
         };
         std::vector<std::uint8_t> sums (toCheck.sums.length);
         const auto hasSums = toCheck.sums.length > 0 && bytes.read (toCheck.sums.offset, sums)

@@ -146,8 +146,8 @@ std::uint32_t wordFor (const TrackState& track)
         return track.fileWord;
 
     const auto within = [] (int value) { return static_cast<std::uint32_t> (std::clamp (value, 0, 255)); };
-    return (track.fileWord & ~knownWordBits) | within (track.channel) | within (track.numSourceChannels) << 8
-           | (track.excluded ? 1u << 16 : 0u);
+    return (track.fileWord & ~knownWordBits) | within (track.sourceInfo.channel)
+           | within (track.sourceInfo.numChannels) << 8 | (track.excluded ? 1u << 16 : 0u);
 }
 
 TailTrack tailTrackFor (const TrackState& track)
@@ -156,16 +156,16 @@ TailTrack tailTrackFor (const TrackState& track)
     result.record = track.record;
     result.word = wordFor (track);
     result.name = track.name;
-    result.metadata = track.metadata;
+    result.metadata = track.sourceInfo.metadata;
 
     auto& properties = result.properties;
     properties.set (key::excluded, textOf (track.excluded));
     properties.set (key::knobsTouched, textOf (track.knobsTouched));
-    properties.set (key::sourcePath, track.sourceFile.getFullPathName());
-    properties.set (key::channel, juce::String (track.channel));
-    properties.set (key::numSourceChannels, juce::String (track.numSourceChannels));
-    properties.set (key::bitsPerSample, juce::String (track.bitsPerSample));
-    properties.set (key::floatingPoint, textOf (track.isFloatingPoint));
+    properties.set (key::sourcePath, track.sourceInfo.file.getFullPathName());
+    properties.set (key::channel, juce::String (track.sourceInfo.channel));
+    properties.set (key::numSourceChannels, juce::String (track.sourceInfo.numChannels));
+    properties.set (key::bitsPerSample, juce::String (track.sourceInfo.bitsPerSample));
+    properties.set (key::floatingPoint, textOf (track.sourceInfo.isFloatingPoint));
 
     if (track.analysedAs)
     {
@@ -176,8 +176,8 @@ TailTrack tailTrackFor (const TrackState& track)
 
     addFindings (track.findings, properties);
 
-    if (track.sourceChunks != nullptr)
-        properties.set (key::sourceChunks, track.sourceChunks->toText());
+    if (track.sourceInfo.chunks != nullptr)
+        properties.set (key::sourceChunks, track.sourceInfo.chunks->toText());
 
     properties.addArray (track.unknownProperties);
     return result;
@@ -197,21 +197,21 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
     TrackState state;
     state.record = track.record;
     state.name = track.name;
-    state.metadata = track.metadata;
+    state.sourceInfo.metadata = track.metadata;
     state.fileWord = track.word;
-    state.sampleRate = sampleRate;
+    state.sourceInfo.sampleRate = sampleRate;
 
     PropertiesLeft properties (track.properties);
     state.excluded = properties.take (key::excluded) == "1";
 
     if (const auto path = properties.take (key::sourcePath); juce::File::isAbsolutePath (path))
-        state.sourceFile = juce::File (path);
+        state.sourceInfo.file = juce::File (path);
 
-    state.numSourceChannels = properties.takeInt (key::numSourceChannels, 1, 64, 1);
-    state.channel = properties.takeInt (key::channel, 0, state.numSourceChannels - 1, 0);
+    state.sourceInfo.numChannels = properties.takeInt (key::numSourceChannels, 1, 64, 1);
+    state.sourceInfo.channel = properties.takeInt (key::channel, 0, state.sourceInfo.numChannels - 1, 0);
     // What is in the file is what is known of the depth of another program's tracks.
-    state.bitsPerSample = properties.takeInt (key::bitsPerSample, 1, 64, 32);
-    state.isFloatingPoint = isOurs ? properties.take (key::floatingPoint) == "1" : true;
+    state.sourceInfo.bitsPerSample = properties.takeInt (key::bitsPerSample, 1, 64, 32);
+    state.sourceInfo.isFloatingPoint = isOurs ? properties.take (key::floatingPoint) == "1" : true;
 
     const auto type = unsignedOf (properties.take (key::analysedType));
     const auto wasExcluded = properties.take (key::analysedExcluded) == "1";
@@ -226,7 +226,7 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
 
     if (properties.has (key::sourceChunks))
         if (auto chunks = SourceChunks::fromText (properties.take (key::sourceChunks)))
-            state.sourceChunks = std::make_shared<const SourceChunks> (std::move (*chunks));
+            state.sourceInfo.chunks = std::make_shared<const SourceChunks> (std::move (*chunks));
 
     // Where things lie in the file is not the track's.
     for (const auto* place :

@@ -94,9 +94,10 @@ void RecoveredAudio::attachTo (TrackState& track,
 
     if (track.source == nullptr)
         notes.add (track.name + ": the audio is gone."
-                   + (track.sourceFile.existsAsFile() ? " " + track.sourceFile.getFullPathName()
-                                                            + " is still there and can be imported again."
-                                                      : juce::String()));
+                   + (track.sourceInfo.file.existsAsFile()
+                          ? " " + track.sourceInfo.file.getFullPathName()
+                                + " is still there and can be imported again."
+                          : juce::String()));
 
     if (track.rendered == nullptr && track.record.isProcessed())
     {

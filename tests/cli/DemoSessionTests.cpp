@@ -159,7 +159,7 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     SECTION ("an interrupted run ends with 130 and leaves nothing behind")
     {
         const auto out = work.child ("stopped");
-        const auto result = test::runTessivar (processDemo (out, {}), cache.folder, "Analysing: ");
+        const auto result = test::runTessivar (processDemo (out, {}), cache.folder, "Analyzing: ");
         CHECK (result.exitCode == 130);
         CHECK_FALSE (out.exists());
         CHECK (cache.child ("tessivar/tmp")

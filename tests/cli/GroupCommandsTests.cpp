@@ -286,7 +286,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         REQUIRE (lock.has_value());
         const auto locked = session.run ({ "analyze", tracks, "--save", session.groupPath(), "--overwrite" });
         CHECK (locked.exitCode == 4);
-        CHECK_THAT (locked.diagnostics, Contains ("open in another window") && ! Contains ("Analysing"));
+        CHECK_THAT (locked.diagnostics, Contains ("open in another window") && ! Contains ("Analyzing"));
     }
 
     SECTION ("keeps both settings and the selector through an analysis, and a value that was given")
@@ -406,7 +406,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK_THAT (none.diagnostics, Contains ("File too large"));
     }
 
-    SECTION ("is analysed again from its own audio, by another method, into another file")
+    SECTION ("is analyzed again from its own audio, by another method, into another file")
     {
         session.analyse ({ "--focus", "Kick=1.5" });
         session.tracks.child ("Kick.wav").deleteFile();

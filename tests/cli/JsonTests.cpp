@@ -65,15 +65,17 @@ std::set<std::string> documentKeysFor (const juce::String& chapter)
 ProcessReport fullReport()
 {
     ProcessReport report;
+    report.group.tracks.resize (1);
+    auto& state = report.group.tracks.front();
+    state.sourceInfo.sampleRate = 44100.0;
+    state.record.setLengthInSamples (44100);
+    state.record.setDrumType (DrumType::snare);
     ReportedTrack track;
-    track.track.name = juce::String::fromUTF8 ("Sn\xc3\xa4re \"1\"\n");
-    track.track.sampleRate = 44100.0;
-    track.track.lengthInSamples = 44100;
-    track.track.drumType = DrumType::snare;
+    track.name = juce::String::fromUTF8 ("Sn\xc3\xa4re \"1\"\n");
     track.typeOrigin = TypeOrigin::given;
     track.outputFile = juce::File ("/out/Snare_Processed.wav");
     track.output = TrackExport{};
-    track.output->written = true;
+    track.output->outcome = Outcome::ok();
     track.output->removedDb = -3.0;
     track.output->removedPartDb = -6.0;
     report.tracks.push_back (track);

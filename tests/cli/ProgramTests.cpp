@@ -78,7 +78,7 @@ TEST_CASE ("Program: what is written", "[cli][program]")
         CHECK_THAT (result.out,
                     Contains ("Kick (guessed from \"kick\")") && Contains ("Snare_Processed.wav"));
         CHECK_THAT (result.out, Contains ("The group contains tracks of small duration."));
-        CHECK_THAT (result.diagnostics, Contains ("Analysing: 100 %") && ! Contains ("\x1b"));
+        CHECK_THAT (result.diagnostics, Contains ("Analyzing: 100 %") && ! Contains ("\x1b"));
         CHECK_THAT (result.out, Contains ("Read 4096 bytes from "));
         CHECK (session.cacheIsClean());
 
@@ -247,7 +247,7 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         CHECK (session.process ({ text (cut) }).exitCode == 1);
     }
 
-    SECTION ("3: no usable file, no drum to analyse, or a hi-hat alone")
+    SECTION ("3: no usable file, no drum to analyze, or a hi-hat alone")
     {
         const auto& tracks = session.tracks;
         const auto out = session.work.path ("out");

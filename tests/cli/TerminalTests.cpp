@@ -63,7 +63,7 @@ TEST_CASE ("Progress display", "[cli]")
     SECTION ("reckons the time left from where the work costs time, and leaves a clean line")
     {
         ProgressDisplay display (output, ProgressDisplay::Style::bar, clock);
-        display.beginStage ("Analysing", 0.1);
+        display.beginStage ("Analyzing", 0.1);
         now = 50.0;
         display.setProgress (0.1);
         now = 60.0;

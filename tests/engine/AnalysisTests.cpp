@@ -72,7 +72,7 @@ struct SmallGroup
         options.resourceFolder = resourceFolder();
         options.numThreads = threads;
         options.keepAllComponents = keepAll;
-        options.diagnostics = [] (std::string_view) {};
+        options.diagnostics = [] (std::string_view, bool) {};
         return analyseTracks (tracks, options, *storage, control);
     }
 
@@ -301,15 +301,22 @@ TEST_CASE ("Analysis data files", "[engine][data]")
     {
         std::vector<float> array (4, 9.0f);
         std::string log;
-        const auto keep = [&] (std::string_view line) { log += line; };
+        bool isRead = true;
+        const auto keep = [&] (std::string_view line, bool wasRead)
+        {
+            log += line;
+            isRead = wasRead;
+        };
         readDataFile (resourceFolder() + "/absent.dat", array, keep);
         CHECK (array == std::vector<float> (4, 0.0f));
         CHECK (log == "Some data from " + resourceFolder() + "/absent.dat didn't fit.\n");
+        CHECK_FALSE (isRead);
         log.clear();
         const auto window = resourceFolder() + "/resources02/sinebell_1024_256.dat";
         readDataFile (window, array, keep);
         CHECK (array[3] > array[0]);
         CHECK (log == "Read 16 bytes from " + window + "\n");
+        CHECK (isRead);
     }
 
     SECTION ("a stop between two files leaves the rest unread")
@@ -320,7 +327,7 @@ TEST_CASE ("Analysis data files", "[engine][data]")
                                        supportedRates[0],
                                        data,
                                        { [&] { return read == 3; }, {} },
-                                       [&] (std::string_view) { ++read; }));
+                                       [&] (std::string_view, bool) { ++read; }));
         CHECK (read == 3);
         CHECK (data.window.size() == 0);
     }

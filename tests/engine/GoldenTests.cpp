@@ -135,7 +135,7 @@ TEST_CASE ("Golden arrays of the front end", "[engine][golden]")
                       auto data = analysisData (sampleRate);
                       readDataFile (std::string (TESSIVAR_TEST_DATA) + "/golden/templates/Ltom_44100.dat",
                                     data.tomLowTemplate.span(),
-                                    [] (std::string_view) {});
+                                    [] (std::string_view, bool) {});
                       MemorySource source (golden.input ("signal"));
                       auto shape = shapeOf (sampleRate, source.samples.size());
                       shape.padded = true;
@@ -445,7 +445,7 @@ TEST_CASE ("Golden arrays around the analysis", "[engine][golden]")
                           .write (reinterpret_cast<const char*> (contents.data()),
                                   static_cast<std::streamsize> (contents.size() * sizeof (float)));
                       std::vector<float> array (golden.params.at ("count").get<std::size_t>(), 7.0f);
-                      readDataFile (folder.name() + "/w.dat", array, [] (std::string_view) {});
+                      readDataFile (folder.name() + "/w.dat", array, [] (std::string_view, bool) {});
                       return Results{ { "array", toDoubles (array) } };
                   });
     }
@@ -532,7 +532,7 @@ TEST_CASE ("Golden arrays around the analysis", "[engine][golden]")
                 options.resourceFolder = resourceFolder();
                 options.numThreads = 2;
                 options.seed = golden.params.at ("seed");
-                options.diagnostics = [] (std::string_view) {};
+                options.diagnostics = [] (std::string_view, bool) {};
                 const auto analysis = analyseTracks (tracks, options, storage, {});
                 REQUIRE (analysis.status == AnalysisStatus::completed);
 

@@ -73,7 +73,7 @@ struct SmallKit
         options.method = AnalysisMethod::refined;
         options.resourceFolder = resourceFolder();
         options.numThreads = 2;
-        options.diagnostics = [] (std::string_view) {};
+        options.diagnostics = [] (std::string_view, bool) {};
         result = analyseTracks (tracks, options, storage, {});
         REQUIRE (result.status == AnalysisStatus::completed);
     }

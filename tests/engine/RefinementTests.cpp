@@ -71,7 +71,7 @@ struct TwoDrums
         options.method = AnalysisMethod::refined;
         options.resourceFolder = resourceFolder();
         options.numThreads = threads;
-        options.diagnostics = [] (std::string_view) {};
+        options.diagnostics = [] (std::string_view, bool) {};
         return analyseTracks (tracks, options, *storage, control);
     }
 

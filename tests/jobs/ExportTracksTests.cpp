@@ -60,17 +60,22 @@ std::vector<int> rawSamples (const juce::File& file)
     return samples;
 }
 
-std::vector<SessionTrack> imported (const juce::File& file, TemporaryStore& store)
+std::vector<TrackState> imported (const juce::File& file, TemporaryStore& store)
 {
     ImportWarnings warnings;
-    auto outcome = importFile (file, 0.0, warnings, &store);
-    INFO (outcome.intake.reason);
-    REQUIRE_FALSE (outcome.tracks.empty());
-    return outcome.tracks;
+    auto intake = importFile (file, 0.0, warnings, &store);
+    INFO (intake.outcome.reason);
+    REQUIRE (intake.accepted());
+    std::vector<TrackState> tracks;
+
+    for (auto& track : intake.tracks)
+        tracks.push_back (std::move (track.state));
+
+    return tracks;
 }
 
 /** Gives a track seven channels as an analysis would: five components of noise, the residual, the source. */
-void process (SessionTrack& track, TemporaryStore& store, float componentLevel = 0.3f)
+void process (TrackState& track, TemporaryStore& store, float componentLevel = 0.3f)
 {
     const auto source = samplesOf (*track.source);
     std::vector<float> frames;
@@ -89,8 +94,7 @@ void process (SessionTrack& track, TemporaryStore& store, float componentLevel =
         frames.push_back (source[i]);
     }
 
-    track.drumType = DrumType::snare;
-    track.processed = true;
+    track.record.setDrumType (DrumType::snare);
     track.rendered = storedTrack (store, frames, channelLayout::numRendered);
 }
 
@@ -165,18 +169,18 @@ juce::String idsOf (const std::vector<MetadataChunk>& chunks)
 
 TEST_CASE ("Export names and formats", "[jobs][export]")
 {
-    SessionTrack track;
-    track.sourceFile = juce::File ("/takes/Kick in.WAV");
+    TrackState track;
+    track.sourceInfo.file = juce::File ("/takes/Kick in.WAV");
 
     SECTION ("a name tells the channel and whether the track is processed")
     {
         CHECK (exportFileName (track, ".wav") == "Kick in.wav");
-        track.processed = true;
-        track.drumType = DrumType::kick;
+        track.rendered = std::make_shared<ChannelOfSamples> (nullptr, 0);
+        track.record.setDrumType (DrumType::kick);
         CHECK (exportFileName (track, ".aif") == "Kick in_Processed.aif");
-        track.numChannels = 2;
+        track.sourceInfo.numChannels = 2;
         CHECK (exportFileName (track, ".wav") == "Kick in_L_Processed.wav");
-        track.channel = 1;
+        track.sourceInfo.channel = 1;
         CHECK (exportFileName (track, ".wav") == "Kick in_R_Processed.wav");
         track.excluded = true;
         CHECK (exportFileName (track, ".wav") == "Kick in_R.wav");
@@ -184,35 +188,39 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
 
     SECTION ("no two tracks share a name, nor does one exceed what a file system takes")
     {
-        std::vector<SessionTrack> tracks (4);
-        tracks[0].sourceFile = juce::File ("/a/~kick.wav");
-        tracks[1].sourceFile = juce::File ("/b/~Kick.wav");
-        tracks[2].sourceFile = juce::File ("/c/~Kick.aiff");
+        std::vector<TrackState> tracks (4);
+        tracks[0].sourceInfo.file = juce::File ("/a/~kick.wav");
+        tracks[1].sourceInfo.file = juce::File ("/b/~Kick.wav");
+        tracks[2].sourceInfo.file = juce::File ("/c/~Kick.aiff");
         const auto longName = juce::String::repeatedString (juce::String::fromUTF8 ("\xc3\xb6"), 125);
-        tracks[3].sourceFile = juce::File ("/d/" + longName + ".wav");
-        tracks[3].processed = true;
-        tracks[3].drumType = DrumType::kick;
+        tracks[3].sourceInfo.file = juce::File ("/d/" + longName + ".wav");
+        tracks[3].record.setDrumType (DrumType::kick);
 
-        const auto files = planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" });
-        CHECK (files[0].getFullPathName() == "/out/~kick.wav");
-        CHECK (files[1].getFullPathName() == "/out/~Kick_2.wav");
-        CHECK (files[2].getFullPathName() == "/out/~Kick_3.wav");
-        CHECK (files[3].getFileName().getNumBytesAsUTF8() <= 255);
-        CHECK (files[3].getFileName().endsWith (juce::String::fromUTF8 ("\xc3\xb6_Processed.wav")));
+        const auto files = planExport (
+            tracks, { .folder = juce::File ("/out"), .extension = ".wav" }, PlannedFor::tracksOnceAnalysed);
+        CHECK (files[0].file.getFullPathName() == "/out/~kick.wav");
+        CHECK (files[0].note.isEmpty());
+        CHECK (files[1].file.getFullPathName() == "/out/~Kick_2.wav");
+        CHECK (files[1].note == "Numbered: another track has the name ~Kick.wav.");
+        CHECK (files[2].file.getFullPathName() == "/out/~Kick_3.wav");
+        CHECK (files[3].file.getFileName().getNumBytesAsUTF8() <= 255);
+        CHECK (files[3].file.getFileName().endsWith (juce::String::fromUTF8 ("\xc3\xb6_Processed.wav")));
+        CHECK (files[3].note.startsWith ("Name shortened"));
     }
 
     SECTION ("a track that knows no source file goes by its own name, as far as files can")
     {
-        std::vector<SessionTrack> tracks (4);
+        std::vector<TrackState> tracks (4);
         tracks[0].name = "Snare / Top\n";
         tracks[1].name = "Kick";
         tracks[2].name = "../..";
         tracks[3].name = "Kick";
-        tracks[3].sourceFile = juce::File ("/takes/Kick in.WAV");
+        tracks[3].sourceInfo.file = juce::File ("/takes/Kick in.WAV");
         juce::StringArray names;
 
-        for (const auto& file : planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" }))
-            names.add (file.getRelativePathFrom (juce::File ("/out")));
+        for (const auto& planned :
+             planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" }))
+            names.add (planned.file.getRelativePathFrom (juce::File ("/out")));
 
         CHECK (names == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav" });
     }
@@ -307,7 +315,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
 
             for (const auto setting : { KnobValues{}, KnobValues{ 4.2f, 1.0f } })
             {
-                tracks[0].setting = setting;
+                tracks[0].record.setKnobs (KnobSetting::a, setting);
                 const auto report = exportTracks (tracks, options);
                 REQUIRE (report.errors.joinIntoString ("\n") == "");
                 const auto& result = report.tracks[0];
@@ -326,9 +334,9 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         writeSource (source, 16);
         auto tracks = imported (source, *store);
         process (tracks[0], *store, 1.25f);
-        tracks[0].setting = { 5.0f, 0.0f };
+        tracks[0].record.setKnobs (KnobSetting::a, { 5.0f, 0.0f });
         const auto report = exportTracks (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
 
         // Focus 5 leaves the best component alone.
         const auto written = rawSamples (report.tracks[0].file);
@@ -362,7 +370,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         auto tracks = imported (source, *store);
         REQUIRE (tracks.size() == 2);
         const auto report = exportTracks (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
         CHECK (report.tracks[0].file == work.file ("out/Snare_L.wav"));
         CHECK (report.tracks[1].file == work.file ("out/Snare_R.wav"));
         CHECK (rawSamples (report.tracks[0].file) == rawSamples (source));
@@ -376,7 +384,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         const auto components = noise (10 * length, 7, 2.0f);
         tracks[0].components = stored (*store, components);
         const auto report = exportComponents (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
         REQUIRE (report.componentFiles.size() == 10);
         CHECK (report.componentFiles[9] == work.file ("out/Snare_Component10.wav"));
         const auto written = rawSamples (work.file ("out/Snare_Component03.wav"));
@@ -389,7 +397,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         const auto chunks = writeSourceWithMetadata (source);
         auto tracks = imported (source, *store);
         auto report = exportTracks (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
         const auto same = chunksOf (report.tracks[0].file, ExportFileType::wav);
         REQUIRE (idsOf (same) == "bext|iXML|zzzz|cue |LIST");
 
@@ -398,7 +406,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
 
         options.extension = ".aiff";
         report = exportTracks (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
         CHECK (report.log().joinIntoString ("\n")
                == "Snare.aiff - AIFF has no place for this metadata of the source: bext, iXML, zzzz.");
         const auto aiff = chunksOf (report.tracks[0].file, ExportFileType::aiff);
@@ -412,7 +420,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         options.folder = work.file ("back");
         options.extension = ".wav";
         report = exportTracks (tracks, options);
-        REQUIRE (report.allWritten());
+        REQUIRE (report.outcome.isOk());
         const auto back = chunksOf (report.tracks[0].file, ExportFileType::wav);
         REQUIRE (idsOf (back) == "cue |LIST");
         CHECK (back[0].bytes[24] == 0xd2);
@@ -433,13 +441,13 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         REQUIRE (target.replaceWithText ("old"));
 
         auto report = exportTracks (tracks, options);
-        CHECK_FALSE (report.tracks[0].written);
+        CHECK_FALSE (report.tracks[0].isWritten());
         CHECK (report.errors[0].startsWith (target.getFullPathName() + ": "));
         CHECK (target.loadFileAsString() == "old");
 
         options.overwrite = true;
         report = exportTracks (tracks, options);
-        CHECK (report.allWritten());
+        CHECK (report.outcome.isOk());
         CHECK (report.log()[0] == "Snare.wav - File already exists - Overwritting.");
         CHECK (rawSamples (target) == rawSamples (source));
     }
@@ -458,9 +466,9 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         options.folder = work.file ("link");
         options.overwrite = true;
         const auto report = exportTracks (tracks, options);
-        CHECK_FALSE (report.tracks[0].written);
-        CHECK (report.tracks[0].error.contains ("source file"));
-        CHECK (report.tracks[1].written);
+        CHECK_FALSE (report.tracks[0].isWritten());
+        CHECK (juce::String (report.tracks[0].outcome.reason).contains ("source file"));
+        CHECK (report.tracks[1].isWritten());
         CHECK (rawSamples (source) == before);
         CHECK (work.file ("in/Tom_Processed.wav").existsAsFile());
         CHECK (work.file ("in").getNumberOfChildFiles (juce::File::findFiles) == 3);
@@ -485,8 +493,8 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         {
             REQUIRE (::link (group.getFullPathName().toRawUTF8(), first.getFullPathName().toRawUTF8()) == 0);
             const auto report = exportTracks (tracks, options);
-            CHECK (report.tracks[0].error.contains ("group file in use"));
-            CHECK (report.tracks[1].written);
+            CHECK (juce::String (report.tracks[0].outcome.reason).contains ("group file in use"));
+            CHECK (report.tracks[1].isWritten());
             CHECK (first.loadFileAsString() == "group");
         }
 
@@ -498,8 +506,8 @@ TEST_CASE ("exportTracks", "[jobs][export]")
 
                 REQUIRE (first.createSymbolicLink (second, false));
                 const auto report = exportTracks (tracks, options);
-                CHECK (report.tracks[0].written);
-                CHECK (report.tracks[1].error.contains ("two results"));
+                CHECK (report.tracks[0].isWritten());
+                CHECK (juce::String (report.tracks[1].outcome.reason).contains ("two results"));
                 CHECK (rawSamples (first) == rawSamples (source));
             }
     }
@@ -532,14 +540,14 @@ TEST_CASE ("exportTracks", "[jobs][export]")
             INFO ("stopped at " << stopAt);
             CHECK (rises);
 
-            if (! report.stopped)
+            if (! report.outcome.wasStopped())
             {
                 CHECK (stopAt > 4);
                 CHECK (last == 1.0);
                 break;
             }
 
-            const auto firstIsComplete = report.tracks[0].written;
+            const auto firstIsComplete = report.tracks[0].isWritten();
             CHECK (work.file ("out/Snare.wav").existsAsFile() == firstIsComplete);
             CHECK (target.loadFileAsString() == "old");
             CHECK (work.file ("out").getNumberOfChildFiles (juce::File::findFiles)
@@ -553,7 +561,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         writeSource (source, 24);
         auto tracks = imported (source, *store);
         process (tracks[0], *store);
-        tracks[0].setting = { 3.0f, 0.0f };
+        tracks[0].record.setKnobs (KnobSetting::a, { 3.0f, 0.0f });
         const auto target = work.file ("out/Snare_Processed.wav");
         REQUIRE (target.create().wasOk());
         options.overwrite = true;
@@ -568,7 +576,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
                 const auto report = exportTracks (tracks, options);
                 REQUIRE (target.getParentDirectory().getNumberOfChildFiles (juce::File::findFiles) == 1);
 
-                if (report.allWritten() || calls.failedAfterRename())
+                if (report.outcome.isOk() || calls.failedAfterRename())
                     REQUIRE (rawSamples (target).size() == static_cast<std::size_t> (length));
                 else
                     REQUIRE (target.loadFileAsString() == "old");
@@ -576,7 +584,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
                 if (! calls.reachedTheFault())
                     break;
 
-                if (! report.allWritten())
+                if (! report.outcome.isOk())
                 {
                     REQUIRE (report.errors.size() == 1);
                     REQUIRE (report.errors[0].contains (target.getFullPathName()));

@@ -1,7 +1,7 @@
 #include "jobs/AnalysisRequest.h"
 #include "jobs/ExportRequest.h"
 #include "jobs/GroupDLSImporter.h"
-#include "jobs/ImportGroup.h"
+#include "jobs/SortedInputs.h"
 #include "jobs/WarningsDisplay.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "tests/jobs/JobFixtures.h"
@@ -40,8 +40,8 @@ TrackState trackOf (DrumType type)
 {
     TrackState track;
     track.name = drumTypeKey (type);
-    track.sourceFile = juce::File ("/takes/" + track.name + ".wav");
-    track.sampleRate = 44100.0;
+    track.sourceInfo.file = juce::File ("/takes/" + track.name + ".wav");
+    track.sourceInfo.sampleRate = 44100.0;
     track.record.setDrumType (type);
     track.record.setLengthInSamples (16384);
     return track;
@@ -68,7 +68,7 @@ struct Desk
     ScriptedPrompts prompts;
     int numRuns = 0;
 
-    AnalysisRequestEnd request (const Group::Ptr& group)
+    Outcome request (const Group::Ptr& group)
     {
         return requestAnalysis (group,
                                 workspace,
@@ -92,7 +92,7 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
     SECTION ("shows the tips once per user, whatever the answer")
     {
         desk.prompts.accepts = false;
-        CHECK (desk.request (group) == AnalysisRequestEnd::returned);
+        CHECK (desk.request (group).wasStopped());
         CHECK (heard == juce::StringArray{ "ask: Quick Tips|PROCEED|RETURN" });
         CHECK (desk.prompts.lastText
                == "To ensure the best possible analysis results:\n 1) Please make sure to choose the correct "
@@ -105,9 +105,9 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
         CHECK (desk.numRuns == 0);
 
         heard.clear();
-        CHECK (desk.request (group) == AnalysisRequestEnd::done);
+        CHECK (desk.request (group).isOk());
         CHECK (heard.isEmpty());
-        CHECK (desk.request (group) == AnalysisRequestEnd::refused);
+        CHECK (desk.request (group).end == Outcome::End::refused);
         CHECK (heard
                == juce::StringArray{ "warn: Group has not changed since the last time you analyzed it." });
         CHECK (desk.numRuns == 1);
@@ -127,14 +127,14 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
         desk.pending.add ("a.wav", ImportWarnings::shortDuration);
         desk.pending.add ("b.wav", ImportWarnings::longDuration);
         desk.prompts.silences = true;
-        CHECK (desk.request (large) == AnalysisRequestEnd::done);
+        CHECK (desk.request (large).isOk());
         CHECK (heard == juce::StringArray{ "warning 10", "warning 11" });
         CHECK (desk.pending.isEmpty());
         CHECK (desk.workspace.suppressedWarnings() == std::vector<int>{ 8, 10 }); // 11 can't be silenced
 
         heard.clear();
         large->removeTracks ({ large->track (0)->id() });
-        CHECK (desk.request (large) == AnalysisRequestEnd::done);
+        CHECK (desk.request (large).isOk());
         CHECK (heard.isEmpty());
     }
 
@@ -144,7 +144,7 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
         {
             heard.clear();
             const Group::Ptr refused = new Group ("Refused", std::move (tracks));
-            CHECK (desk.request (refused) == AnalysisRequestEnd::refused);
+            CHECK (desk.request (refused).end == Outcome::End::refused);
             REQUIRE (heard.size() == 1);
             CHECK_FALSE (refused->isAnalysed());
             return heard[0];
@@ -154,31 +154,30 @@ TEST_CASE ("requestAnalysis", "[jobs][request]")
                    .startsWith ("warn: In order to analyze the HiHat track a Kick or Snare track"));
         CHECK (refusalOf ({ trackOf (DrumType::other), trackOf (DrumType::oh) })
                == "warn: Group has no close microphones to analyze.");
-        CHECK (desk.request (nullptr) == AnalysisRequestEnd::noGroup);
+        CHECK (desk.request (nullptr).end == Outcome::End::refused);
     }
 
     SECTION ("tells a failure, keeps a stop to itself, and leaves the Group as it was")
     {
-        for (const auto status : { AnalyseStatus::failed, AnalyseStatus::noRoom, AnalyseStatus::stopped })
+        for (const auto& ended : { Outcome::failed ("x"), Outcome::noRoom ("y"), Outcome::stopped() })
         {
             heard.clear();
-            const auto end = requestAnalysis (group,
-                                              desk.workspace,
-                                              desk.pending,
-                                              desk.prompts,
-                                              [&] (const Group::Ptr&)
-                                              {
-                                                  GroupAnalysis result;
-                                                  result.outcome.status = status;
-                                                  return result;
-                                              });
-            const auto isStop = status == AnalyseStatus::stopped;
-            CHECK (end == (isStop ? AnalysisRequestEnd::stopped : AnalysisRequestEnd::failed));
+            const auto outcome = requestAnalysis (group,
+                                                  desk.workspace,
+                                                  desk.pending,
+                                                  desk.prompts,
+                                                  [&] (const Group::Ptr&)
+                                                  {
+                                                      GroupAnalysis result;
+                                                      result.outcome = ended;
+                                                      return result;
+                                                  });
+            CHECK (outcome == ended);
             CHECK (heard
-                   == (isStop ? juce::StringArray()
-                              : juce::StringArray{
-                                  "warn: Analyze seems to have failed. Please try again. If the "
-                                  "problem persists contact us." }));
+                   == (ended.wasStopped() ? juce::StringArray()
+                                          : juce::StringArray{
+                                              "warn: Analyze seems to have failed. Please try again. If the "
+                                              "problem persists contact us." }));
             CHECK_FALSE (group->isAnalysed());
         }
     }
@@ -189,7 +188,7 @@ TEST_CASE ("Export checks", "[jobs][request]")
     Desk desk;
     auto& workspace = desk.workspace;
     const auto refusal = [&] (ExportScope scope, const Group* group, const Track* track)
-    { return exportRefusal (scope, workspace, group, track); };
+    { return juce::String (checkExportable (scope, workspace, group, track).reason); };
 
     for (const auto scope : { ExportScope::track, ExportScope::group, ExportScope::allGroups })
         CHECK (refusal (scope, nullptr, nullptr) == "There are no groups to export.");
@@ -216,11 +215,12 @@ TEST_CASE ("Export checks", "[jobs][request]")
     SECTION ("ask once before any file is replaced")
     {
         const auto there = desk.work.file ("Kick_Processed.wav");
-        CHECK (confirmOverwriting ({ there }, desk.prompts));
+        const std::vector<PlannedFile> files{ { desk.work.file ("new.wav") }, { there } };
+        CHECK (confirmOverwriting (files, desk.prompts));
         CHECK (desk.prompts.heard.isEmpty());
         there.replaceWithText ("old");
         desk.prompts.accepts = false;
-        CHECK_FALSE (confirmOverwriting ({ desk.work.file ("new.wav"), there }, desk.prompts));
+        CHECK_FALSE (confirmOverwriting (files, desk.prompts));
         CHECK (desk.prompts.heard == juce::StringArray{ "ask: Warning|Overwrite|Cancel" });
         CHECK (desk.prompts.lastText == "Do you want to overwrite previously exported files?");
     }
@@ -270,7 +270,7 @@ TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][
         auto made = trackOf (DrumType::kick);
         made.name = name;
         made.record.setLengthInSamples (length);
-        made.bitsPerSample = bits;
+        made.sourceInfo.bitsPerSample = bits;
         made.source = storedTrack (*store, noise (length, 1));
         return made;
     };
@@ -297,7 +297,7 @@ TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][
     CHECK (warnings.entries (ImportWarnings::differentBitDepths) == Names{ "Snare" });
 
     auto elsewhere = group;
-    elsewhere.tracks[0].sampleRate = 48000.0;
+    elsewhere.tracks[0].sourceInfo.sampleRate = 48000.0;
     CHECK (importer.import ({ 0 }, elsewhere, warnings, *store).tracks.empty());
     CHECK (warnings.entries (ImportWarnings::differentSampleRate) == Names{ "Kick" });
 }

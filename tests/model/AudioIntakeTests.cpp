@@ -58,12 +58,12 @@ juce::File writeSilence (const TemporaryFolder& folder,
     return file;
 }
 
-IntakeTrack trackNamed (const juce::String& name, std::int64_t length, int bits)
+TrackState trackNamed (const juce::String& name, std::int64_t length, int bits)
 {
-    IntakeTrack track;
-    track.file = juce::File ("/session/" + name);
-    track.lengthInSamples = length;
-    track.bitsPerSample = bits;
+    TrackState track;
+    track.sourceInfo.file = juce::File ("/session/" + name);
+    track.sourceInfo.bitsPerSample = bits;
+    track.record.setLengthInSamples (length);
     return track;
 }
 } // namespace
@@ -79,10 +79,10 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
     {
         for (const auto& file : { juce::File(), folder.file ({}), folder.file ("gone.wav") })
         {
-            const auto outcome = check (file);
-            CHECK (outcome.code == 2);
-            CHECK_FALSE (outcome.accepted());
-            CHECK (outcome.reason.isNotEmpty());
+            const auto intake = check (file);
+            CHECK (intake.code == 2);
+            CHECK_FALSE (intake.accepted());
+            CHECK_FALSE (intake.outcome.reason.empty());
         }
         CHECK (warnings.entries (2).contains ("gone.wav"));
     }
@@ -93,7 +93,7 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
         CHECK (check (folder.write ("text.wav", text ("not a sound at all"))).code == 3);
         const auto surround = check (writeSilence (folder, "surround.wav", { 6, 44100, 16 }, 20000));
         CHECK (surround.code == 3);
-        CHECK (surround.reason.contains ("surround.wav: 6 channels"));
+        CHECK (juce::String (surround.outcome.reason).contains ("surround.wav: 6 channels"));
 
         const auto pipe = folder.file ("pipe.wav");
         REQUIRE (::mkfifo (pipe.getFullPathName().toRawUTF8(), 0600) == 0);
@@ -110,11 +110,11 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
         CHECK (check (cd, 44100.0).accepted());
         const auto first = check (cd);
         REQUIRE (first.accepted());
-        CHECK (first.tracks.front().sampleRate == 44100.0);
+        CHECK (first.tracks.front().state.sampleRate() == 44100.0);
         CHECK (check (low, 44100.0).code == 1);
         const auto refused = check (low);
         CHECK (refused.code == 7);
-        CHECK (refused.reason.contains ("22050 Hz"));
+        CHECK (juce::String (refused.outcome.reason).contains ("22050 Hz"));
     }
 
     SECTION ("codes 8 and 10: advice on durations in whole hundredths, never rounded up")
@@ -139,13 +139,12 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
     {
         const auto refused = check (writeSilence (folder, "short.wav", {}, 16383));
         CHECK (refused.code == 9);
-        CHECK (refused.reason.contains ("16383 samples"));
+        CHECK (juce::String (refused.outcome.reason).contains ("16383 samples"));
         CHECK (warnings.entries (9) == juce::StringArray{ "short.wav" });
         CHECK (check (writeSilence (folder, "none.wav", {}, 0)).code == 9);
 
         const auto accepted = check (writeSilence (folder, "block.wav", {}, 16384));
-        REQUIRE (accepted.accepted());
-        CHECK (accepted.tracks.front().numBlocks == 1);
+        CHECK (accepted.accepted());
     }
 }
 
@@ -158,11 +157,11 @@ TEST_CASE ("intakeFile goes by content, not by name", "[model][intake]")
     const auto aiff =
         intakeFile (folder.write ("really aiff.wav", aiffFile ({}, audio)), 0.0, warnings, nullptr);
     REQUIRE (aiff.accepted());
-    CHECK (aiff.tracks.front().formatName == "AIFF");
+    CHECK (aiff.formatName == "AIFF");
 
     const auto wav = intakeFile (folder.write ("SNARE.WAV", wavFile ({}, audio)), 0.0, warnings, nullptr);
     REQUIRE (wav.accepted());
-    CHECK (wav.tracks.front().name == "SNARE");
+    CHECK (wav.tracks.front().state.name == "SNARE");
     CHECK (
         intakeFile (folder.write ("no extension", wavFile ({}, audio)), 0.0, warnings, nullptr).accepted());
 }
@@ -179,17 +178,23 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
         const auto audio = ramp (2, 40000);
         const auto file = folder.write ("Kick in.flac", flacFile (audio, 48000.0));
         std::vector<double> progress;
-        const auto outcome = intakeFile (
+        const auto intake = intakeFile (
             file, 0.0, warnings, &sink, { {}, [&] (double fraction) { progress.push_back (fraction); } });
 
-        REQUIRE (outcome.tracks.size() == 2);
+        REQUIRE (intake.tracks.size() == 2);
+        CHECK (intake.guess.abbreviation == "kick");
         for (const auto channel : { 0, 1 })
         {
-            const auto& track = outcome.tracks[static_cast<std::size_t> (channel)];
-            CHECK (track.channel == channel);
-            CHECK (track.numChannels == 2);
-            CHECK (track.drumType == DrumType::kick);
-            CHECK (track.matchedAbbreviation == "kick");
+            const auto& track = intake.tracks[static_cast<std::size_t> (channel)];
+            const auto& state = track.state;
+            CHECK (state.name == (channel == 0 ? "Kick in L" : "Kick in R"));
+            CHECK (state.sourceInfo.file == file);
+            CHECK (state.sourceInfo.channel == channel);
+            CHECK (state.sourceInfo.numChannels == 2);
+            CHECK (state.sampleRate() == 48000.0);
+            CHECK (state.lengthInSamples() == 40000);
+            CHECK (state.drumType() == DrumType::kick);
+            CHECK (state.soundingKnobs() == startKnobsA);
             CHECK (track.peak == audio.getMagnitude (channel, 0, 40000));
             const auto& samples = sink.channels[static_cast<std::size_t> (channel)];
             REQUIRE (samples.size() == 40000);
@@ -206,12 +211,12 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
         set (0, std::numeric_limits<float>::quiet_NaN());
         set (17000, -std::numeric_limits<float>::infinity());
         set (17001, -1.25f);
-        const auto outcome = intakeFile (
+        const auto intake = intakeFile (
             folder.write ("a.wav", wavFile ({ 1, 44100, 32, 4, true }, audio)), 0.0, warnings, &sink);
-        REQUIRE (outcome.accepted());
-        CHECK (outcome.tracks.front().nonFiniteSamples == 2);
-        CHECK (outcome.tracks.front().peak == 1.25f);
-        CHECK (outcome.notes.size() == 1);
+        REQUIRE (intake.accepted());
+        CHECK (intake.tracks.front().nonFiniteSamples == 2);
+        CHECK (intake.tracks.front().peak == 1.25f);
+        CHECK (intake.notes.size() == 1);
         CHECK (sink.channels[0][0] == 0.0f);
         CHECK (sink.channels[0][17000] == 0.0f);
         CHECK (sink.channels[0][17001] == -1.25f);
@@ -220,11 +225,11 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
     SECTION ("until it is stopped, which leaves no track and no code")
     {
         const auto file = folder.write ("a.wav", wavFile ({}, audioBytes (50000 * 2)));
-        const auto outcome =
+        const auto intake =
             intakeFile (file, 0.0, warnings, &sink, { [&] { return sink.numBlocks == 2; }, {} });
-        CHECK (outcome.cancelled);
-        CHECK_FALSE (outcome.accepted());
-        CHECK_FALSE (outcome.code.has_value());
+        CHECK (intake.outcome == Outcome::stopped());
+        CHECK_FALSE (intake.accepted());
+        CHECK_FALSE (intake.code.has_value());
         CHECK (sink.numBlocks == 2);
     }
 
@@ -232,9 +237,9 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
     {
         sink.failingBlock = 1;
         const auto file = folder.write ("a.wav", wavFile ({}, audioBytes (50000 * 2)));
-        const auto outcome = intakeFile (file, 0.0, warnings, &sink);
-        CHECK (outcome.storageFailed);
-        CHECK_FALSE (outcome.accepted());
+        const auto intake = intakeFile (file, 0.0, warnings, &sink);
+        CHECK (intake.outcome.end == Outcome::End::noRoom);
+        CHECK_FALSE (intake.accepted());
         CHECK (sink.numBlocks == 2);
     }
 
@@ -242,10 +247,10 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
     {
         auto bytes = flacFile (ramp (1, 100000), 44100.0);
         bytes.resize (bytes.size() / 2);
-        const auto outcome = intakeFile (folder.write ("cut.flac", bytes), 0.0, warnings, &sink);
-        CHECK (outcome.code == 3);
-        CHECK_FALSE (outcome.accepted());
-        CHECK (outcome.reason.contains ("of 100000 samples"));
+        const auto intake = intakeFile (folder.write ("cut.flac", bytes), 0.0, warnings, &sink);
+        CHECK (intake.code == 3);
+        CHECK_FALSE (intake.accepted());
+        CHECK (juce::String (intake.outcome.reason).contains ("of 100000 samples"));
         CHECK (warnings.entries (3) == juce::StringArray{ "cut.flac" });
     }
 
@@ -253,12 +258,12 @@ TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
     {
         auto bytes = wavFile ({}, audioBytes (50000 * 2));
         bytes.resize (bytes.size() / 2);
-        const auto outcome = intakeFile (folder.write ("cut.wav", bytes), 0.0, warnings, &sink);
-        REQUIRE (outcome.accepted());
-        CHECK (outcome.tracks.front().lengthInSamples == 24989);
+        const auto intake = intakeFile (folder.write ("cut.wav", bytes), 0.0, warnings, &sink);
+        REQUIRE (intake.accepted());
+        CHECK (intake.tracks.front().state.lengthInSamples() == 24989);
         CHECK (sink.channels[0].size() == 24989);
-        REQUIRE (outcome.notes.size() == 1);
-        CHECK (outcome.notes[0].startsWith ("cut.wav: "));
+        REQUIRE (intake.notes.size() == 1);
+        CHECK (intake.notes[0].startsWith ("cut.wav: "));
     }
 }
 

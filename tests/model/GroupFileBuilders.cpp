@@ -27,8 +27,8 @@ trackWith (const juce::String& name, DrumType type, std::int64_t numFrames, bool
 {
     TrackState track;
     track.name = name;
-    track.sampleRate = 48000.0;
-    track.bitsPerSample = 24;
+    track.sourceInfo.sampleRate = 48000.0;
+    track.sourceInfo.bitsPerSample = 24;
     track.record.setLengthInSamples (numFrames);
     track.record.setDrumType (type);
     track.record.setProcessed (isRendered);
@@ -61,12 +61,12 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.record.setKnobs (KnobSetting::a, { 3.5f, 0.25f });
     kick.record.setKnobs (KnobSetting::b, { 1.0f, 1.0f });
     kick.record.select (KnobSetting::b);
-    kick.sourceFile = juce::File ("/takes/3/Kick in.wav");
-    kick.channel = 1;
-    kick.numSourceChannels = 2;
-    kick.metadata.set ("Z last letter", "first");
-    kick.metadata.set ("artist", juce::CharPointer_UTF8 ("M\xc3\xbcller"));
-    kick.metadata.set ("empty", "");
+    kick.sourceInfo.file = juce::File ("/takes/3/Kick in.wav");
+    kick.sourceInfo.channel = 1;
+    kick.sourceInfo.numChannels = 2;
+    kick.sourceInfo.metadata.set ("Z last letter", "first");
+    kick.sourceInfo.metadata.set ("artist", juce::CharPointer_UTF8 ("M\xc3\xbcller"));
+    kick.sourceInfo.metadata.set ("empty", "");
     kick.analysedAs = AnalysisInput{ DrumType::kick, false };
     kick.findings.focusMatchDb = { 0.1, 1.0 / 3.0, -1.0e-300, 4.0, 5.0, 6.0 };
     kick.findings.bestFocusUpTo = { 0, 1, 1, 3, 3, 5 };
@@ -78,9 +78,9 @@ GroupState smallGroup (std::int64_t numFrames)
     SourceChunks chunks;
     chunks.container = SourceChunks::Container::wav;
     chunks.chunks.push_back ({ { 'b', 'e', 'x', 't' }, { 1, 0, 255 } });
-    kick.sourceChunks = std::make_shared<const SourceChunks> (chunks);
+    kick.sourceInfo.chunks = std::make_shared<const SourceChunks> (chunks);
 
-    group.tracks[1].isFloatingPoint = true;
+    group.tracks[1].sourceInfo.isFloatingPoint = true;
     group.tracks[1].record.setKnobs (KnobSetting::a, startKnobsA);
     group.tracks[1].knobsTouched = true;
     group.tracks[1].fileWord = 0xabc00000;
@@ -105,15 +105,17 @@ namespace
 bool isSameTrack (const TrackState& a, const TrackState& b)
 {
     const auto chunks = [] (const TrackState& track)
-    { return track.sourceChunks != nullptr ? *track.sourceChunks : SourceChunks{}; };
+    { return track.sourceInfo.chunks != nullptr ? *track.sourceInfo.chunks : SourceChunks{}; };
 
     return a.name == b.name && a.excluded == b.excluded && a.knobsTouched == b.knobsTouched
-           && a.sourceFile == b.sourceFile && a.channel == b.channel
-           && a.numSourceChannels == b.numSourceChannels && a.sampleRate == b.sampleRate
-           && a.bitsPerSample == b.bitsPerSample && a.isFloatingPoint == b.isFloatingPoint
-           && a.metadata.getAllKeys() == b.metadata.getAllKeys()
-           && a.metadata.getAllValues() == b.metadata.getAllValues() && chunks (a) == chunks (b)
-           && a.analysedAs == b.analysedAs && a.findings == b.findings
+           && a.sourceInfo.file == b.sourceInfo.file && a.sourceInfo.channel == b.sourceInfo.channel
+           && a.sourceInfo.numChannels == b.sourceInfo.numChannels
+           && a.sourceInfo.sampleRate == b.sourceInfo.sampleRate
+           && a.sourceInfo.bitsPerSample == b.sourceInfo.bitsPerSample
+           && a.sourceInfo.isFloatingPoint == b.sourceInfo.isFloatingPoint
+           && a.sourceInfo.metadata.getAllKeys() == b.sourceInfo.metadata.getAllKeys()
+           && a.sourceInfo.metadata.getAllValues() == b.sourceInfo.metadata.getAllValues()
+           && chunks (a) == chunks (b) && a.analysedAs == b.analysedAs && a.findings == b.findings
            && a.unknownProperties == b.unknownProperties && a.drumType() == b.drumType()
            && a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a)
            && a.record.knobs (KnobSetting::b) == b.record.knobs (KnobSetting::b)

@@ -279,7 +279,7 @@ TEST_CASE ("Numbers in a group file that can't be", "[model][groupfile]")
             file.tracks[0].metadata.emplace_back (
                 text ("Cue" + std::to_string (i / 6) + "Field" + std::to_string (i % 6)), text ("0"));
 
-        CHECK (receptionOf (file.encode()).group.state.tracks[0].metadata.size() == 6000);
+        CHECK (receptionOf (file.encode()).group.state.tracks[0].sourceInfo.metadata.size() == 6000);
 
         for (auto& [key, value] : file.tracks[0].metadata)
             key = Bytes (100, 'k') + key;

@@ -435,8 +435,8 @@ TEST_CASE ("A group file by another program", "[model][groupfile]")
         const auto first = loaded (file);
         CHECK (first.state.name == "Their words");
         CHECK (first.state.foreignText == "Their words");
-        CHECK (first.state.tracks[0].metadata.getAllKeys() == juce::StringArray ("b", "a", "B"));
-        CHECK (first.state.tracks[0].sampleRate == 44100.0);
+        CHECK (first.state.tracks[0].sourceInfo.metadata.getAllKeys() == juce::StringArray ("b", "a", "B"));
+        CHECK (first.state.tracks[0].sourceInfo.sampleRate == 44100.0);
         CHECK (savedSamplesOf (first.state.tracks[0]) == track.samples);
 
         auto renamed = first.state;

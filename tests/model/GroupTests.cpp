@@ -20,7 +20,7 @@ TrackState trackOf (const char* name, DrumType type)
 {
     TrackState track;
     track.name = name;
-    track.sampleRate = 48000.0;
+    track.sourceInfo.sampleRate = 48000.0;
     track.record.setLengthInSamples (16384);
     track.record.setDrumType (type);
     return track;

@@ -25,10 +25,10 @@ void checkSame (const GroupState& state, const GroupState& expected)
         const auto &a = state.tracks[i], &b = expected.tracks[i];
         CHECK (a.name == b.name);
         CHECK (a.excluded == b.excluded);
-        CHECK (a.sourceFile == b.sourceFile);
-        CHECK (a.sampleRate == b.sampleRate);
-        CHECK (a.bitsPerSample == b.bitsPerSample);
-        CHECK (a.metadata == b.metadata);
+        CHECK (a.sourceInfo.file == b.sourceInfo.file);
+        CHECK (a.sourceInfo.sampleRate == b.sourceInfo.sampleRate);
+        CHECK (a.sourceInfo.bitsPerSample == b.sourceInfo.bitsPerSample);
+        CHECK (a.sourceInfo.metadata == b.sourceInfo.metadata);
         CHECK (a.drumType() == b.drumType());
         CHECK (a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a));
         CHECK (a.record.isProcessed() == b.record.isProcessed());

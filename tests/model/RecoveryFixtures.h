@@ -93,10 +93,10 @@ inline GroupState groupWithAudio (TemporaryStore& store)
     {
         TrackState track;
         track.name = name;
-        track.sourceFile = juce::File ("/audio/" + juce::String (name) + ".wav");
-        track.sampleRate = 48000.0;
-        track.bitsPerSample = 24;
-        track.metadata.set ("artist", "somebody");
+        track.sourceInfo.file = juce::File ("/audio/" + juce::String (name) + ".wav");
+        track.sourceInfo.sampleRate = 48000.0;
+        track.sourceInfo.bitsPerSample = 24;
+        track.sourceInfo.metadata.set ("artist", "somebody");
         track.record.setLengthInSamples (framesOfTracks);
         track.record.setDrumType (DrumType::kick);
         track.record.setKnobs (KnobSetting::a, { 2.5f, 0.25f });

@@ -92,7 +92,7 @@ TEST_CASE ("Settings and recovery entries on a full disk", "[model][recovery][se
     const RecoveryFixture fixture;
     const auto store = fixture.store();
     auto state = groupWithAudio (*store);
-    state.tracks[0].metadata.set ("notes", juce::String::repeatedString ("x", 100000));
+    state.tracks[0].sourceInfo.metadata.set ("notes", juce::String::repeatedString ("x", 100000));
     const auto entry = noted (state, {});
     const auto encoded = encodeRecoveryEntry (entry);
     auto numWritten = 0, numRefused = 0;

@@ -20,8 +20,8 @@ TrackState trackFrom (const juce::File& file)
 {
     TrackState track;
     track.name = file.getFileName();
-    track.sourceFile = file;
-    track.sampleRate = 48000.0;
+    track.sourceInfo.file = file;
+    track.sourceInfo.sampleRate = 48000.0;
     return track;
 }
 

@@ -64,7 +64,7 @@ inline AnalysisData analysisData (int sampleRate)
     AnalysisData data;
     const auto rate = RateParameters::forRate (sampleRate);
     REQUIRE (rate);
-    REQUIRE (loadAnalysisData (resourceFolder(), *rate, data, {}, [] (std::string_view) {}));
+    REQUIRE (loadAnalysisData (resourceFolder(), *rate, data, {}, [] (std::string_view, bool) {}));
     return data;
 }
 

@@ -4,9 +4,7 @@
 #include "app/settings/PerformanceState.h"
 #include "cli/CommandTable.h"
 #include "engine/AnalysisSettings.h"
-#include "jobs/AnalyseTracks.h"
 #include "jobs/AnalysisRequest.h"
-#include "jobs/GroupTracks.h"
 #include "model/Abbreviations.h"
 #include "model/ImportWarnings.h"
 #include "model/UserFolders.h"
@@ -120,9 +118,9 @@ Json messages()
 
     GroupContents hiHatAlone;
     hiHatAlone.add (DrumType::hiHat, false);
-    texts["hiHatAlone"] = analysisRefusal (hiHatAlone, true).toStdString();
-    texts["noCloseMicrophone"] = analysisRefusal (GroupContents(), true).toStdString();
-    texts["notChanged"] = analysisRefusal (hiHatAlone, false).toStdString();
+    texts["hiHatAlone"] = checkAnalysable (hiHatAlone, true).reason;
+    texts["noCloseMicrophone"] = checkAnalysable (GroupContents(), true).reason;
+    texts["notChanged"] = checkAnalysable (hiHatAlone, false).reason;
     texts["analysisFailed"] = analysisFailedText;
     return texts;
 }

@@ -1,4 +1,4 @@
-#include "jobs/AnalyseTracks.h"
+#include "jobs/AnalyseGroup.h"
 
 #include "jobs/StoreSignals.h"
 #include "jobs/SystemResources.h"
@@ -39,15 +39,15 @@ std::vector<float> drum (double frequency, double leakFrequency, std::int64_t nu
     return samples;
 }
 
-SessionTrack trackOf (TemporaryStore& store, DrumType type, const std::vector<float>& samples)
+TrackState trackOf (TemporaryStore& store, DrumType type, const std::vector<float>& samples)
 {
-    SessionTrack track;
+    TrackState track;
     track.name = drumTypeKey (type);
-    track.sourceFile = juce::File ("/takes/" + track.name + ".wav");
-    track.sampleRate = 44100.0;
-    track.lengthInSamples = static_cast<std::int64_t> (samples.size());
-    track.bitsPerSample = 24;
-    track.drumType = type;
+    track.sourceInfo.file = juce::File ("/takes/" + track.name + ".wav");
+    track.sourceInfo.sampleRate = 44100.0;
+    track.record.setLengthInSamples (static_cast<std::int64_t> (samples.size()));
+    track.sourceInfo.bitsPerSample = 24;
+    track.record.setDrumType (type);
     track.source = storedTrack (store, samples);
     return track;
 }
@@ -68,23 +68,25 @@ struct FullDisk final : FileSystemCalls
 };
 } // namespace
 
-TEST_CASE ("analyseSession", "[jobs][analyse]")
+TEST_CASE ("analyseGroup", "[jobs][analyse]")
 {
     WorkFolder work;
     FullDisk disk;
     std::unique_ptr<TemporaryStore> store;
     REQUIRE (TemporaryStore::open (work.folder, store, disk).wasOk());
 
-    AnalyseOptions options;
-    options.resourceFolder = juce::File (juce::String (resourceFolder()));
+    AnalysisOptions options;
+    options.resourceFolder = resourceFolder();
 
     const auto kick = drum (60.0, 1900.0, length), snare = drum (1900.0, 60.0, length - 20000);
-    std::vector<SessionTrack> tracks{ trackOf (*store, DrumType::kick, kick),
-                                      trackOf (*store, DrumType::oh, drum (800.0, 60.0, length)),
-                                      trackOf (*store, DrumType::snare, snare),
-                                      trackOf (*store, DrumType::tomLow, drum (120.0, 60.0, length)) };
+    GroupState group;
+    group.tracks = { trackOf (*store, DrumType::kick, kick),
+                     trackOf (*store, DrumType::oh, drum (800.0, 60.0, length)),
+                     trackOf (*store, DrumType::snare, snare),
+                     trackOf (*store, DrumType::tomLow, drum (120.0, 60.0, length)) };
+    auto& tracks = group.tracks;
     tracks[3].excluded = true;
-    tracks[3].processed = true; // from an earlier analysis in which it took part
+    tracks[3].rendered = tracks[3].source; // from an earlier analysis in which it took part
 
     const auto numFiles = [&] { return store->folder().getNumberOfChildFiles (juce::File::findFiles); };
     const auto filesBefore = numFiles();
@@ -93,15 +95,16 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
         "gives the close microphones seven channels that add up to the source, and leaves the others alone")
     {
         options.keepAllComponents = true;
-        const auto outcome = analyseSession (tracks, options, *store, {});
-        INFO (outcome.message + " " + outcome.reason);
-        REQUIRE (outcome.status == AnalyseStatus::completed);
+        const auto result = analyseGroup (group, options, *store, {});
+        REQUIRE (result.outcome == Outcome::ok());
+        CHECK (result.analysis == GroupState::Analysis{ AnalysisMethod::standard, 1, 4 });
+        applyAnalysis (group, result);
 
         for (const auto index : { 0u, 2u })
         {
             const auto& track = tracks[index];
-            CHECK (track.processed);
-            CHECK (track.analysis.rendered);
+            CHECK (track.record.isProcessed());
+            CHECK (track.analysedAs == track.analysisInput());
             REQUIRE (track.rendered != nullptr);
             const auto frames = samplesOf (*track.rendered);
             const auto source = samplesOf (*track.source);
@@ -131,7 +134,7 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
 
         for (const auto index : { 1u, 3u })
         {
-            CHECK_FALSE (tracks[index].processed);
+            CHECK_FALSE (tracks[index].record.isProcessed());
             CHECK (tracks[index].rendered == nullptr);
         }
 
@@ -141,20 +144,20 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
     SECTION ("the refined method starts anew where its start comes to nothing, and every track gets its own "
              "length")
     {
-        std::vector<SessionTrack> shortTracks{ trackOf (*store, DrumType::kick, drum (60.0, 1900.0, 26460)),
-                                               trackOf (*store, DrumType::snare, drum (1900.0, 60.0, 88200)),
-                                               trackOf (
-                                                   *store, DrumType::tomLow, drum (120.0, 60.0, 132300)) };
-        options.method = AnalysisMethod::refined;
-        const auto outcome = analyseSession (shortTracks, options, *store, {});
-        INFO (outcome.message + " " + outcome.reason);
-        REQUIRE (outcome.status == AnalyseStatus::completed);
-        CHECK (outcome.notes.size() == 1);
+        GroupState shortGroup;
+        shortGroup.method = AnalysisMethod::refined;
+        shortGroup.tracks = { trackOf (*store, DrumType::kick, drum (60.0, 1900.0, 26460)),
+                              trackOf (*store, DrumType::snare, drum (1900.0, 60.0, 88200)),
+                              trackOf (*store, DrumType::tomLow, drum (120.0, 60.0, 132300)) };
+        const auto result = analyseGroup (shortGroup, options, *store, {});
+        REQUIRE (result.outcome == Outcome::ok());
+        CHECK (result.notes.size() == 1);
+        applyAnalysis (shortGroup, result);
 
-        for (const auto& track : shortTracks)
+        for (const auto& track : shortGroup.tracks)
         {
             REQUIRE (track.rendered != nullptr);
-            REQUIRE (track.rendered->lengthInFrames() == track.lengthInSamples);
+            REQUIRE (track.rendered->lengthInFrames() == track.lengthInSamples());
             const auto frames = samplesOf (*track.rendered), source = samplesOf (*track.source);
             float worst = 0.0f;
 
@@ -168,10 +171,12 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
 
     SECTION ("a HiHat track whose one component is like nothing but itself does not fall silent")
     {
-        std::vector<SessionTrack> pair{ trackOf (*store, DrumType::kick, kick),
-                                        trackOf (*store, DrumType::hiHat, drum (6000.0, 60.0, length)) };
-        REQUIRE (analyseSession (pair, options, *store, {}).status == AnalyseStatus::completed);
-        const auto frames = samplesOf (*pair[1].rendered);
+        GroupState pair;
+        pair.tracks = { trackOf (*store, DrumType::kick, kick),
+                        trackOf (*store, DrumType::hiHat, drum (6000.0, 60.0, length)) };
+        const auto result = analyseGroup (pair, options, *store, {});
+        REQUIRE (result.outcome == Outcome::ok());
+        const auto frames = samplesOf (*result.tracks[1].rendered);
         double best = 0.0, source = 0.0;
 
         for (std::size_t i = 0; i < frames.size(); i += 7)
@@ -191,8 +196,12 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
         {
             const WorkFolder data;
             juce::StringArray lines, expected;
-            options.resourceFolder = data.folder;
-            options.diagnostics = [&lines] (const juce::String& line) { lines.add (line); };
+            options.resourceFolder = data.folder.getFullPathName().toStdString();
+            options.diagnostics = [&lines] (std::string_view line, bool isRead)
+            {
+                lines.add (juce::String (std::string (line)).trimEnd());
+                CHECK (isRead == lines[lines.size() - 1].startsWith ("Read "));
+            };
 
             for (std::size_t i = 0; i < files.size(); ++i)
             {
@@ -210,7 +219,7 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
                     juce::File (juce::String (resourceFolder() + "/" + files[i].name)).copyFileTo (target));
             }
 
-            CHECK (analyseSession (tracks, options, *store, {}).status == AnalyseStatus::completed);
+            CHECK (analyseGroup (group, options, *store, {}).outcome == Outcome::ok());
             CHECK (lines == expected);
         }
     }
@@ -221,19 +230,19 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
         {
             INFO (what);
             WorkControl control;
-            auto expected = AnalyseStatus::failed;
+            auto expected = Outcome::End::failed;
             std::shared_ptr<StoreFile> shortFile;
 
             if (juce::String (what) == "stopped")
             {
                 int asked = 0;
                 control.shouldStop = [asked]() mutable { return ++asked > 40; };
-                expected = AnalyseStatus::stopped;
+                expected = Outcome::End::stopped;
             }
             else if (juce::String (what) == "full")
             {
                 disk.isFull = true;
-                expected = AnalyseStatus::noRoom;
+                expected = Outcome::End::noRoom;
             }
             else
             {
@@ -244,13 +253,11 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
                     REQUIRE (::truncate (file.getFullPathName().toRawUTF8(), 1000) == 0);
             }
 
-            const auto outcome = analyseSession (tracks, options, *store, control);
-            CHECK (outcome.status == expected);
-            CHECK (outcome.message.isEmpty() == (expected == AnalyseStatus::stopped));
-            CHECK (outcome.reason.contains (store->folder().getFullPathName())
-                   == (expected != AnalyseStatus::stopped));
-            CHECK_FALSE (tracks[0].processed);
-            CHECK (tracks[3].processed);
+            const auto result = analyseGroup (group, options, *store, control);
+            CHECK (result.outcome.end == expected);
+            CHECK (juce::String (result.outcome.reason).contains (store->folder().getFullPathName())
+                   == (expected != Outcome::End::stopped));
+            CHECK (result.tracks.empty());
             CHECK (numFiles() == filesBefore);
         }
     }
@@ -258,46 +265,48 @@ TEST_CASE ("analyseSession", "[jobs][analyse]")
     SECTION ("refuses, in the fixed words, what can't be analysed")
     {
         tracks[2].excluded = true;
-        tracks[0].drumType = DrumType::hiHat;
-        const auto hiHatText = analysisRefusal (tracks);
-        CHECK (hiHatText.startsWith (
-            "In order to analyze the HiHat track a Kick or Snare track has to be present"));
-        const auto outcome = analyseSession (tracks, options, *store, {});
-        CHECK (outcome.status == AnalyseStatus::refused);
-        CHECK (outcome.message == hiHatText);
+        tracks[0].record.setDrumType (DrumType::hiHat);
+        const auto outcome = analyseGroup (group, options, *store, {}).outcome;
+        CHECK (outcome == checkContents (GroupContents::of (group)));
+        CHECK (outcome.end == Outcome::End::refused);
+        CHECK (
+            juce::String (outcome.reason)
+                .startsWith ("In order to analyze the HiHat track a Kick or Snare track has to be present"));
 
-        tracks[0].drumType = DrumType::other;
-        CHECK (analysisRefusal (tracks) == "Group has no close microphones to analyze.");
+        tracks[0].record.setDrumType (DrumType::other);
+        CHECK (checkContents (GroupContents::of (group)).reason
+               == "Group has no close microphones to analyze.");
         tracks[2].excluded = false;
-        CHECK (analysisRefusal (tracks).isEmpty());
+        CHECK (checkContents (GroupContents::of (group)).isOk());
 
-        tracks[0].sampleRate = 48000.0;
-        CHECK (analyseSession (tracks, options, *store, {}).reason.contains ("48000"));
+        tracks[0].sourceInfo.sampleRate = 48000.0;
+        CHECK (juce::String (analyseGroup (group, options, *store, {}).outcome.reason).contains ("48000"));
     }
 
     SECTION ("forecasts the disk it takes, and refuses with both numbers what does not fit")
     {
-        auto forecast = forecastAnalyse (tracks, options, work.file ("not/yet/there"));
+        auto forecast = forecastRoom (group, options, work.file ("not/yet/there"));
         CHECK (forecast.diskFree > 0);
         CHECK (forecast.memoryNeeded > 0);
-        CHECK (forecast.check().wasOk());
+        CHECK (forecast.check().isOk());
 
         // Not imported yet: the source's 4 bytes a sample come on top.
         const auto needed = forecast.diskNeeded;
         tracks[0].source.reset();
-        CHECK (forecastAnalyse (tracks, options, work.folder).diskNeeded == needed + 4 * length);
+        CHECK (forecastRoom (group, options, work.folder).diskNeeded == needed + 4 * length);
 
         // One more rendered track, with all its components: 28 + 40 bytes a sample.
         options.keepAllComponents = true;
-        const auto withComponents = forecastAnalyse (tracks, options, work.folder).diskNeeded;
+        const auto withComponents = forecastRoom (group, options, work.folder).diskNeeded;
         tracks[3].excluded = false;
-        CHECK (forecastAnalyse (tracks, options, work.folder).diskNeeded == withComponents + 68 * length);
+        CHECK (forecastRoom (group, options, work.folder).diskNeeded == withComponents + 68 * length);
 
         forecast.diskFree = 5;
-        CHECK (forecast.check().getErrorMessage().contains (juce::String (forecast.diskNeeded) + " bytes"));
-        CHECK (forecast.check().getErrorMessage().contains ("5 bytes free"));
+        CHECK (
+            juce::String (forecast.check().reason).contains (juce::String (forecast.diskNeeded) + " bytes"));
+        CHECK (juce::String (forecast.check().reason).contains ("5 bytes free"));
         forecast.memoryFree = 6;
-        CHECK (forecast.check().getErrorMessage().contains ("6 bytes free"));
+        CHECK (juce::String (forecast.check().reason).contains ("6 bytes free"));
     }
 }
 

@@ -1,0 +1,114 @@
+#include "jobs/SortedInputs.h"
+
+#include "model/DiskNames.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto audioExtensions = "wav;aiff;aif;caf;flac;ogg";
+constexpr auto groupFileExtension = "dls";
+
+bool precedes (const juce::File& a, const juce::File& b)
+{
+    const auto nameA = a.getFileName(), nameB = b.getFileName();
+    const auto natural = nameA.compareNatural (nameB);
+    return natural != 0 ? natural < 0 : nameA.compare (nameB) < 0;
+}
+} // namespace
+
+juce::Result listAudioFolder (const juce::File& folder, std::vector<juce::File>& files)
+{
+    // An unreadable folder lists as an empty one.
+    if (! folder.hasReadAccess())
+        return juce::Result::fail (folder.getFullPathName() + ": the folder can't be read");
+
+    std::vector<juce::File> found;
+
+    for (const auto& child :
+         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
+        if (child.hasFileExtension (audioExtensions))
+            found.push_back (child);
+
+    if (found.empty())
+        return juce::Result::fail (folder.getFullPathName()
+                                   + ": the folder holds no audio file (wav, aiff, aif, caf, flac, ogg)");
+
+    std::sort (found.begin(), found.end(), precedes);
+    files = std::move (found);
+    return juce::Result::ok();
+}
+
+namespace
+{
+ImportRefusal rejectionOf (const juce::File& file, const juce::String& reason)
+{
+    return { file, {}, file.getFullPathName() + ": " + reason };
+}
+
+/** Rejects what else is in a folder of audio files, hidden files aside. */
+void rejectOthers (const juce::File& folder,
+                   const std::vector<juce::File>& audioFiles,
+                   std::vector<ImportRefusal>& rejected)
+{
+    for (const auto& file :
+         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
+        if (std::find (audioFiles.begin(), audioFiles.end(), file) == audioFiles.end())
+            rejected.push_back (rejectionOf (
+                file, "of a folder only audio files are taken (wav, aiff, aif, caf, flac, ogg)"));
+}
+} // namespace
+
+SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
+{
+    SortedInputs sorted;
+    std::vector<NewGroupFiles> folders;
+    NewGroupFiles loose;
+
+    for (const auto& file : filesAndFolders)
+    {
+        if (file.isDirectory())
+        {
+            NewGroupFiles group{ readablePath (file.getFileName()), {} };
+
+            if (const auto listed = listAudioFolder (file, group.files); listed.failed())
+            {
+                sorted.rejected.push_back ({ file, {}, listed.getErrorMessage() });
+                continue;
+            }
+
+            rejectOthers (file, group.files, sorted.rejected);
+            folders.push_back (std::move (group));
+        }
+        else if (file.hasFileExtension (groupFileExtension))
+        {
+            sorted.groupFiles.push_back (file);
+        }
+        else if (file.hasFileExtension (audioExtensions))
+        {
+            loose.files.push_back (file);
+        }
+        else
+        {
+            sorted.rejected.push_back (rejectionOf (
+                file, "neither an audio file (wav, aiff, aif, caf, flac, ogg) nor a group file (dls)"));
+        }
+    }
+
+    if (! loose.files.empty())
+    {
+        loose.name = readablePath (loose.files.front().getParentDirectory().getFileName());
+        sorted.newGroups.push_back (std::move (loose));
+    }
+
+    for (auto& group : folders)
+        sorted.newGroups.push_back (std::move (group));
+
+    return sorted;
+}
+
+} // namespace tessivar
