@@ -2,7 +2,7 @@
 
 #include "jobs/ExportTracks.h"
 #include "model/GroupState.h"
-#include "model/SettingsStore.h"
+#include "model/settings/SettingsStore.h"
 #include "playback/ReadAhead.h"
 #include "terms/AnalysisMethod.h"
 

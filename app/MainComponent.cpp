@@ -9,7 +9,7 @@
 #include "app/about/Diagnostics.h"
 #include "app/settings/ReducedMotion.h"
 #include "model/ForeignText.h"
-#include "model/SettingsFolder.h"
+#include "model/settings/SettingsFolder.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "ui/Palette.h"

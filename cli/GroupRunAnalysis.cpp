@@ -1,7 +1,7 @@
 #include "cli/GroupRunSteps.h"
 #include "model/DiskNames.h"
-#include "model/UserFolders.h"
 #include "model/WritingNote.h"
+#include "model/settings/UserFolders.h"
 #include "terms/KnobValues.h"
 
 #include <ostream>

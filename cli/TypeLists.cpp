@@ -2,9 +2,9 @@
 
 #include "cli/InputFiles.h"
 #include "model/Abbreviations.h"
-#include "model/SettingsMerge.h"
-#include "model/SettingsStore.h"
-#include "model/UserFolders.h"
+#include "model/settings/SettingsMerge.h"
+#include "model/settings/SettingsStore.h"
+#include "model/settings/UserFolders.h"
 #include "terms/DrumType.h"
 
 #include <optional>

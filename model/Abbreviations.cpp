@@ -1,6 +1,6 @@
 #include "model/Abbreviations.h"
 
-#include "model/Settings.h"
+#include "model/settings/Settings.h"
 
 namespace tessivar
 {

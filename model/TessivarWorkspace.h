@@ -1,10 +1,10 @@
 #pragma once
 
 #include "model/Group.h"
-#include "model/RecentFiles.h"
-#include "model/Settings.h"
-#include "model/SettingsStore.h"
-#include "model/UserFolders.h"
+#include "model/settings/RecentFiles.h"
+#include "model/settings/Settings.h"
+#include "model/settings/SettingsStore.h"
+#include "model/settings/UserFolders.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 #include <juce_events/juce_events.h>

@@ -1,6 +1,6 @@
 #include "app/settings/AbbreviationsState.h"
 
-#include "model/Settings.h"
+#include "model/settings/Settings.h"
 
 namespace tessivar
 {

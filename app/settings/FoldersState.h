@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/Settings.h"
-#include "model/UserFolders.h"
+#include "model/settings/Settings.h"
+#include "model/settings/UserFolders.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/SettingsStore.h"
+#include "model/settings/SettingsStore.h"
 
 #include <optional>
 

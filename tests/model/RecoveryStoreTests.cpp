@@ -1,4 +1,4 @@
-#include "model/SettingsStore.h"
+#include "model/settings/SettingsStore.h"
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
 

@@ -1,6 +1,6 @@
-#include "model/RecentFiles.h"
-#include "model/Settings.h"
-#include "model/UserFolders.h"
+#include "model/settings/RecentFiles.h"
+#include "model/settings/Settings.h"
+#include "model/settings/UserFolders.h"
 #include "tests/model/AudioFileBuilders.h"
 #include "tests/support/FileFaults.h"
 

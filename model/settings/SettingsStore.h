@@ -1,8 +1,8 @@
 #pragma once
 
 #include "model/FileSystemCalls.h"
-#include "model/SettingsMerge.h"
-#include "model/UserFolders.h"
+#include "model/settings/SettingsMerge.h"
+#include "model/settings/UserFolders.h"
 
 #include <juce_data_structures/juce_data_structures.h>
 

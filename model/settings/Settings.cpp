@@ -1,4 +1,4 @@
-#include "model/Settings.h"
+#include "model/settings/Settings.h"
 
 #include "model/ImportWarnings.h"
 

@@ -1,4 +1,4 @@
-#include "model/RecentFiles.h"
+#include "model/settings/RecentFiles.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "model/SettingsMerge.h"
+#include "model/settings/SettingsMerge.h"
 
 #include <expat.h>
 

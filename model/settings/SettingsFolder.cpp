@@ -1,4 +1,4 @@
-#include "model/SettingsFolder.h"
+#include "model/settings/SettingsFolder.h"
 
 #include "model/DiskNames.h"
 #include "model/FileLock.h"

@@ -1,4 +1,4 @@
-#include "model/SettingsStore.h"
+#include "model/settings/SettingsStore.h"
 
 #include "model/AtomicFile.h"
 #include "model/DiskNames.h"

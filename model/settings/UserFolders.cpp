@@ -1,4 +1,4 @@
-#include "model/UserFolders.h"
+#include "model/settings/UserFolders.h"
 
 #include "model/DiskNames.h"
 
