@@ -1,14 +1,10 @@
 #include "app/FileChooser.h"
 
-#include "model/DiskNames.h"
+#include "platform/ChildProgram.h"
+#include "platform/DiskNames.h"
+#include "platform/Process.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
-
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <string>
-#include <thread>
 
 namespace tessivar
 {
@@ -20,12 +16,9 @@ using Kind = FileChooserRequest::Kind;
 // Between the names of several files: no name holds it.
 const juce::String separator = juce::String::charToString (0x1f);
 
-constexpr int exitMs = 2000; // from the end of its output to the end of a chooser
-
 juce::File programInPath (const char* name)
 {
-    for (const auto& folder :
-         juce::StringArray::fromTokens (juce::SystemStats::getEnvironmentVariable ("PATH", {}), ":", {}))
+    for (const auto& folder : juce::StringArray::fromTokens (environmentVariable ("PATH"), ":", {}))
         if (juce::File::isAbsolutePath (folder))
             if (const auto file = juce::File (folder).getChildFile (name); file.existsAsFile())
                 return file;
@@ -54,43 +47,10 @@ std::vector<juce::File> filesFrom (const juce::String& output, const juce::Strin
 /** Runs a chooser to its end while messages are delivered, and returns what it printed. */
 juce::String outputOf (const juce::StringArray& arguments)
 {
-    juce::ChildProcess process;
-
-    if (! process.start (arguments, juce::ChildProcess::wantStdOut))
-        return {};
-
-    // Read while it runs: the names of some hundred files fill a pipe, and whoever writes to a full one waits.
-    std::string output;
-    std::atomic<bool> isRead{ false };
-    std::thread reader (
-        [&]
-        {
-            std::array<char, 4096> piece{};
-            for (int count = 1; count > 0;)
-            {
-                count = process.readProcessOutput (piece.data(), static_cast<int> (piece.size()));
-                output.append (piece.data(), static_cast<std::size_t> (std::max (0, count)));
-            }
-
-            isRead = true;
-        });
-
-    auto isEnding = false;
-
-    while (! isRead && ! isEnding)
-        if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
-            isEnding = true;
-
-    if (isEnding)
-        process.kill();
-
-    reader.join();
-    process.waitForProcessToFinish (exitMs);
-
-    if (isEnding)
-        return {};
-
-    return process.getExitCode() == 0 ? pathOfBytes (output).trimCharactersAtEnd ("\n") : juce::String();
+    const auto deliverMessages = []
+    { return juce::MessageManager::getInstance()->runDispatchLoopUntil (20); };
+    return pathOfBytes (outputOfProgram (arguments, deliverMessages).value_or (std::string()))
+        .trimCharactersAtEnd ("\n");
 }
 
 std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)
@@ -195,8 +155,7 @@ std::vector<juce::File> chooseFiles (const FileChooserRequest& wanted)
 
     // kdialog can't choose several folders.
     const auto useKdialog = kdialog != juce::File() && request.kind != Kind::chooseFolders;
-    const auto prefersKdialog =
-        juce::SystemStats::getEnvironmentVariable ("XDG_CURRENT_DESKTOP", {}).contains ("KDE");
+    const auto prefersKdialog = environmentVariable ("XDG_CURRENT_DESKTOP").contains ("KDE");
     std::vector<juce::File> files;
 
     if (useKdialog && (prefersKdialog || zenity == juce::File()))

@@ -44,9 +44,10 @@ struct FileChooserRequest
 /** The folder, or the nearest one above it that exists; the home folder when there is none. */
 [[nodiscard]] juce::File nearestFolder (juce::File folder);
 
-/** Opens the desktop's own chooser, zenity or kdialog, or one of the program's own where there is none, and returns what
-    the user chose; nothing when it was cancelled. Messages are delivered meanwhile. The working directory stays what it
-    is, and names keep colons, blanks and quotes. It begins in the nearest folder to startFolder that exists.
+/** Opens the desktop's own chooser, zenity or kdialog, or one of the program's own where there is none, and
+    returns what the user chose; nothing when it was cancelled. Messages are delivered meanwhile. The working
+    directory stays what it is, and names keep colons, blanks and quotes. It begins in the nearest folder to
+    startFolder that exists.
 */
 [[nodiscard]] std::vector<juce::File> chooseFiles (const FileChooserRequest& request);
 

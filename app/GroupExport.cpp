@@ -1,11 +1,11 @@
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
-#include "app/OpenExternally.h"
 #include "app/TrackPresenter.h"
 #include "app/WindowJobs.h"
 #include "model/ForeignText.h"
-#include "model/WritingNote.h"
+#include "platform/Desktop.h"
+#include "platform/WritingNote.h"
 #include "terms/WorkControl.h"
 #include "ui/dialogs/ExportReportDialog.h"
 

@@ -3,10 +3,10 @@
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "app/WindowJobs.h"
-#include "model/DiskNames.h"
 #include "model/ForeignText.h"
-#include "model/WritingNote.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "platform/DiskNames.h"
+#include "platform/WritingNote.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 

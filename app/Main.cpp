@@ -1,12 +1,9 @@
 #include "app/TessivarApplication.h"
-#include "jobs/SystemResources.h"
-#include "model/DiskNames.h"
-#include "model/RoomRelease.h"
 #include "model/Version.h"
+#include "platform/DiskNames.h"
+#include "platform/Process.h"
+#include "platform/RoomRelease.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -61,7 +58,7 @@ int main (int argc, char* argv[])
         }
     }
 
-    if (const auto* display = std::getenv ("DISPLAY"); display == nullptr || *display == '\0')
+    if (tessivar::environmentVariable ("DISPLAY").isEmpty())
     {
         std::cerr << "tessivar: there is no X server to show a window on (DISPLAY is not set); "
                      "tessivar-cli works without one\n";
@@ -77,9 +74,8 @@ int main (int argc, char* argv[])
     for (const auto& text : texts)
         arguments.push_back (text.c_str());
 
-    tessivar::makeTooLargeWritesFail();
+    tessivar::makeBadWritesFail(); // whoever read the standard output may be gone
     juce::JUCEApplicationBase::createInstance = &createApplication;
-    ::signal (SIGPIPE, SIG_IGN); // whoever read the standard output may be gone
     const auto code = juce::JUCEApplicationBase::main (argc, arguments.data());
     tessivar::roomRelease::handOver();
     return code;

@@ -2,18 +2,16 @@
 
 #include "app/AppSettings.h"
 #include "model/Version.h"
+#include "platform/Process.h"
 
-#include <fcntl.h>
 #include <iostream>
-#include <new>
-#include <unistd.h>
 
 namespace tessivar
 {
 
 juce::File resourceFolder()
 {
-    return juce::File::getSpecialLocation (juce::File::hostApplicationPath).getSiblingFile ("Resources");
+    return programFile().getSiblingFile ("Resources");
 }
 
 const juce::String TessivarApplication::getApplicationVersion()
@@ -61,15 +59,13 @@ void TessivarApplication::initialise (const juce::String&)
         return;
     }
 
-    if (::pipe2 (wakeUp, O_CLOEXEC) == 0)
-        juce::LinuxEventLoop::registerFdCallback (wakeUp[0], [] (int) {});
-
+    waker = std::make_unique<MessageLoopWaker>();
     log = std::make_unique<ProgramLog> (folders.logs());
     log->noteCrashes();
     juce::Logger::setCurrentLogger (log.get());
     juce::Logger::writeToLog ("Started: version " + getApplicationVersion() + " (rev. "
                               + juce::String (programRevision()) + ")");
-    signals = std::make_unique<TerminationSignals> (
+    termination = std::make_unique<TerminationListener> (
         [this] (int signal) { juce::MessageManager::callAsync ([this, signal] { end (signal); }); });
     look = std::make_unique<TessivarLookAndFeel> (resourceFolder());
     juce::LookAndFeel::setDefaultLookAndFeel (look.get());
@@ -120,15 +116,8 @@ void TessivarApplication::shutdown()
 {
     link.reset();
     window.reset();
-    signals.reset();
-
-    if (wakeUp[0] >= 0)
-    {
-        juce::LinuxEventLoop::unregisterFdCallback (wakeUp[0]);
-        ::close (wakeUp[0]);
-        ::close (wakeUp[1]);
-    }
-
+    termination.reset();
+    waker.reset();
     juce::Logger::writeToLog ("Ended");
     juce::Logger::setCurrentLogger (nullptr);
     log.reset();
@@ -159,10 +148,8 @@ void TessivarApplication::leave()
 
     // The toolkit's loop forgets, after a loop within it, that there was something to do, and waits for the
     // next event before it looks whether it should end. This is one; no message can be posted any more.
-    const unsigned char byte = 1;
-
-    if (wakeUp[1] >= 0) [[maybe_unused]]
-        const auto ignored = ::write (wakeUp[1], &byte, 1);
+    if (waker != nullptr)
+        waker->wake();
 }
 
 void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "app/InstanceLink.h"
 #include "app/MainWindow.h"
 #include "app/system/ProgramLog.h"
-#include "app/system/TerminationSignals.h"
+#include "platform/InstanceLink.h"
+#include "platform/MessageLoop.h"
+#include "platform/Termination.h"
 #include "ui/TessivarLookAndFeel.h"
 
 #include <memory>
@@ -38,9 +39,9 @@ private:
     std::unique_ptr<InstanceLink> link;
     std::unique_ptr<TessivarLookAndFeel> look;
     std::unique_ptr<MainWindow> window;
-    std::unique_ptr<TerminationSignals> signals;
+    std::unique_ptr<TerminationListener> termination;
+    std::unique_ptr<MessageLoopWaker> waker;
     bool isQuitting = false;
-    int wakeUp[2] = { -1, -1 }; // a pipe that is watched by the message loop
 };
 
 /** The folder of the program's resources: beside the executable, wherever it was started from and through

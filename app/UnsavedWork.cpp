@@ -2,8 +2,8 @@
 
 #include "model/ForeignText.h"
 #include "model/TemporaryStore.h"
-#include "model/WritingNote.h"
 #include "model/recovery/RecoveryList.h"
+#include "platform/WritingNote.h"
 
 namespace tessivar
 {

@@ -2,10 +2,10 @@
 
 #include "app/GroupWork.h"
 #include "app/MainComponent.h"
-#include "app/OpenExternally.h"
 #include "app/Player.h"
 #include "app/TrackActions.h"
 #include "app/WaveController.h"
+#include "platform/Desktop.h"
 
 #include <algorithm>
 #include <array>

@@ -5,8 +5,8 @@
 #include "cli/TerminalText.h"
 #include "jobs/ExportTracks.h"
 #include "jobs/ImportTracks.h"
-#include "model/AtomicFile.h"
 #include "model/OutputRules.h"
+#include "platform/AtomicFile.h"
 #include "terms/WorkControl.h"
 
 #include <ostream>
@@ -28,12 +28,7 @@ copyLicence (const juce::File& source, const juce::File& target, OutputRules& ru
     if (const auto claimed = rules.claimFile (target, overwrite); claimed.failed())
         return claimed;
 
-    AtomicFile copy (target);
-
-    if (copy.open().wasOk() && copy.writeText (source.loadFileAsString(), false, false, nullptr))
-        juce::ignoreUnused (copy.commit());
-
-    return copy.status();
+    return replaceFile (target, source.loadFileAsString().toRawUTF8());
 }
 } // namespace
 

@@ -5,10 +5,10 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
-#include "model/DiskNames.h"
 #include "model/Group.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFileSaving.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <ostream>

@@ -1,7 +1,7 @@
 #include "cli/GroupRun.h"
 
 #include "cli/GroupRunSteps.h"
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 

@@ -1,7 +1,7 @@
 #include "cli/GroupRunSteps.h"
-#include "model/DiskNames.h"
-#include "model/WritingNote.h"
 #include "model/settings/UserFolders.h"
+#include "platform/DiskNames.h"
+#include "platform/WritingNote.h"
 #include "terms/KnobValues.h"
 
 #include <ostream>

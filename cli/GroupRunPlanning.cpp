@@ -2,35 +2,22 @@
 
 #include "cli/InputFiles.h"
 #include "jobs/AnalysisRequest.h"
-#include "jobs/SystemResources.h"
 #include "model/Abbreviations.h"
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-#include "model/FileLock.h"
 #include "model/audiofile/AudioIntake.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "platform/AtomicFile.h"
+#include "platform/DiskNames.h"
+#include "platform/FileStatus.h"
+#include "platform/Folders.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/ChannelLayout.h"
 #include "terms/KnobValues.h"
-
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <limits>
 
 namespace tessivar
 {
-
-namespace
-{
-bool areOnOneFileSystem (const juce::File& a, const juce::File& b)
-{
-    struct stat statusA = {}, statusB = {};
-    return stat (bytesOfPath (existingAncestor (a)).c_str(), &statusA) == 0
-           && stat (bytesOfPath (existingAncestor (b)).c_str(), &statusB) == 0
-           && statusA.st_dev == statusB.st_dev;
-}
-} // namespace
 
 bool GroupRun::loadGroup()
 {
@@ -324,7 +311,7 @@ bool GroupRun::checkRoom()
             forecast.outputNeeded += length * static_cast<std::uint64_t> (format.bitsPerSample / 8);
         if (request.components && track.takesPart())
             forecast.outputNeeded += length * channelLayout::numComponents * sizeof (float);
-        if (request.saves() && areOnOneFileSystem (request.saveFile.getParentDirectory(), target))
+        if (request.saves() && areOnOneVolume (request.saveFile.getParentDirectory(), target))
             forecast.outputNeeded +=
                 length * sizeof (float)
                 * static_cast<std::uint64_t> (track.takesPart() ? channelLayout::numRendered
@@ -336,7 +323,7 @@ bool GroupRun::checkRoom()
         if (const auto check = forecast.analysis.check(); ! check.isOk())
             return fail (exitCode::analysisFailed, check.reason);
 
-    const bool shared = areOnOneFileSystem (target, request.temporaryFolder);
+    const bool shared = areOnOneVolume (target, request.temporaryFolder);
     const auto needed = forecast.outputNeeded + (shared ? forecast.analysis.diskNeeded : 0);
     if (needed > forecast.outputFree)
         return fail (exitCode::outputFailed,

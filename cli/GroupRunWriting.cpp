@@ -1,9 +1,9 @@
 #include "cli/GroupRunSteps.h"
 
-#include "model/FileLock.h"
-#include "model/WritingNote.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/settings/UserFolders.h"
+#include "platform/Folders.h"
+#include "platform/WritingNote.h"
 
 #include <algorithm>
 

@@ -1,27 +1,25 @@
-#include "cli/Interruption.h"
 #include "cli/Program.h"
-#include "model/RoomRelease.h"
-
-#include <unistd.h>
+#include "platform/Process.h"
+#include "platform/RoomRelease.h"
+#include "platform/Termination.h"
 
 #include <iostream>
 
 int main (int numArguments, char** arguments)
 {
-    tessivar::installInterruptionHandlers();
-
-    // Found through the running program itself: neither working directory nor argv[0] tells.
-    const auto program = juce::File::getSpecialLocation (juce::File::hostApplicationPath);
+    tessivar::noteTerminationRequests();
+    tessivar::makeBadWritesFail();
 
     const tessivar::CommandContext context{ .out = std::cout,
                                             .diagnostics = std::cerr,
-                                            .diagnosticsAreTerminal = isatty (STDERR_FILENO) == 1,
-                                            .resourceFolder = program.getSiblingFile ("Resources"),
-                                            .stopRequested = tessivar::interruptionRequested };
+                                            .diagnosticsAreTerminal = tessivar::standardErrorIsTerminal(),
+                                            .resourceFolder =
+                                                tessivar::programFile().getSiblingFile ("Resources"),
+                                            .stopRequested = tessivar::terminationRequested };
     const auto code = tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
 
     // After an interruption the user waits for the end; otherwise the next command may need the room.
-    if (tessivar::interruptionRequested())
+    if (tessivar::terminationRequested())
         tessivar::roomRelease::handOver();
 
     return code;

@@ -12,8 +12,8 @@
 #include "cli/TerminalText.h"
 #include "cli/TypeLists.h"
 #include "cli/VerifyCommand.h"
-#include "model/DiskNames.h"
 #include "model/Version.h"
+#include "platform/DiskNames.h"
 
 #include <exception>
 #include <new>

@@ -1,7 +1,7 @@
 #include "cli/TrackChoices.h"
 
 #include "cli/TerminalText.h"
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 
 #include <charconv>
 #include <cmath>

@@ -10,8 +10,8 @@ pkg_check_modules(TESSIVAR_CODECS REQUIRED IMPORTED_TARGET flac vorbis vorbisfil
 include(cmake/JuceFixes.cmake)
 
 # The names of files, which JUCE's own mended files turn into text and back.
-add_library(tessivar_juce STATIC ${PROJECT_SOURCE_DIR}/model/DiskNames.cpp)
-set_source_files_properties(${PROJECT_SOURCE_DIR}/model/DiskNames.cpp PROPERTIES INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR})
+add_library(tessivar_juce STATIC ${PROJECT_SOURCE_DIR}/platform/DiskNames.cpp)
+set_source_files_properties(${PROJECT_SOURCE_DIR}/platform/DiskNames.cpp PROPERTIES INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR})
 target_link_libraries(tessivar_juce
     PRIVATE juce::juce_audio_formats juce::juce_data_structures juce::juce_events
     PUBLIC juce::juce_recommended_config_flags PkgConfig::TESSIVAR_CODECS ZLIB::ZLIB Threads::Threads ${CMAKE_DL_LIBS})

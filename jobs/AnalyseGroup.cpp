@@ -1,8 +1,9 @@
 #include "jobs/AnalyseGroup.h"
 
 #include "jobs/StoreSignals.h"
-#include "jobs/SystemResources.h"
 #include "model/StoreSamples.h"
+#include "platform/Folders.h"
+#include "platform/Memory.h"
 #include "terms/ChannelLayout.h"
 #include "terms/DrumType.h"
 

@@ -1,6 +1,6 @@
 #include "jobs/ExportPlan.h"
 
-#include "model/AtomicFile.h"
+#include "platform/DiskNames.h"
 #include "terms/ChannelLayout.h"
 
 #include <set>

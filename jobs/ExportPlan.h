@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/FileSystemCalls.h"
 #include "model/GroupState.h"
 #include "model/OutputRules.h"
+#include "platform/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
 

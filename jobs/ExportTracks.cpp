@@ -3,8 +3,10 @@
 #include "engine/SuppressionRendering.h"
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
-#include "model/FileLock.h"
+
 #include "model/StoreSamples.h"
+#include "platform/DiskNames.h"
+#include "platform/Folders.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "jobs/ExportPlan.h"
+#include "platform/FileSystemCalls.h"
 #include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 

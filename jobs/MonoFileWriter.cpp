@@ -1,7 +1,7 @@
 #include "jobs/MonoFileWriter.h"
 
 #include "jobs/AudioFileChunks.h"
-#include "jobs/SystemResources.h"
+#include "platform/Folders.h"
 
 #include <algorithm>
 #include <cmath>

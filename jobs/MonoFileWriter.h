@@ -1,8 +1,8 @@
 #pragma once
 
 #include "jobs/ExportPlan.h"
-#include "model/AtomicFile.h"
 #include "model/audiofile/AudioFileReaders.h"
+#include "platform/AtomicFile.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

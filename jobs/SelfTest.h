@@ -3,7 +3,7 @@
 #include "engine/AnalysisData.h"
 #include "engine/SelfTest.h"
 #include "engine/numerics/simd/SimdTarget.h"
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 
 #include <juce_core/juce_core.h>
 

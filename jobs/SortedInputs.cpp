@@ -1,6 +1,6 @@
 #include "jobs/SortedInputs.h"
 
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "model/ForeignText.h"
 
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <cstring>

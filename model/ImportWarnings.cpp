@@ -1,12 +1,22 @@
 #include "model/ImportWarnings.h"
 
 #include "model/ForeignText.h"
+#include "model/settings/Settings.h"
 
 namespace tessivar
 {
 
 namespace
 {
+/** Null for kinds that are always shown. */
+const char* keyOfWarning (int kind)
+{
+    if (kind == ImportWarnings::longDuration)
+        return settingsKeys::showLongTracksWarning;
+
+    return kind == ImportWarnings::shortDuration ? settingsKeys::showShortTracksWarning : nullptr;
+}
+
 bool isKnownCode (int code)
 {
     return code >= 0 && code < ImportWarnings::numCodes;
@@ -148,6 +158,35 @@ juce::String warningMessage (int code)
         default:
             return "Unclassified error occured.";
     }
+}
+
+bool shouldShowWarning (const juce::PropertySet* settings, int kind)
+{
+    const auto* const key = keyOfWarning (kind);
+    return settings == nullptr || key == nullptr || settings->getValue (key).isEmpty();
+}
+
+void suppressWarning (juce::PropertySet* settings, int kind)
+{
+    if (const auto* const key = keyOfWarning (kind); settings != nullptr && key != nullptr)
+        settings->setValue (key, settingsFalse);
+}
+
+std::vector<int> suppressedWarnings (const juce::PropertySet* settings)
+{
+    std::vector<int> kinds;
+
+    for (int kind = 0; kind < ImportWarnings::numCodes; ++kind)
+        if (! shouldShowWarning (settings, kind))
+            kinds.push_back (kind);
+
+    return kinds;
+}
+
+void suppressWarnings (juce::PropertySet* settings, const std::vector<int>& kinds)
+{
+    for (const auto kind : kinds)
+        suppressWarning (settings, kind);
 }
 
 } // namespace tessivar

@@ -5,6 +5,7 @@
 #include <array>
 #include <functional>
 #include <set>
+#include <vector>
 
 namespace tessivar
 {
@@ -81,5 +82,20 @@ private:
 
 /** The text of a code as the user reads it; a fallback for an unknown code. */
 juce::String warningMessage (int code);
+
+/** Whether a kind of warning, a code above, is to be shown: false only for those on short and
+    long tracks, and only when the user silenced them. Any text under their key counts as that. Without
+    settings every kind is shown.
+*/
+[[nodiscard]] bool shouldShowWarning (const juce::PropertySet* settings, int kind);
+
+/** Silences a kind for good; kinds other than those on short and long tracks are left alone. */
+void suppressWarning (juce::PropertySet* settings, int kind);
+
+/** The silenced kinds, ascending. */
+[[nodiscard]] std::vector<int> suppressedWarnings (const juce::PropertySet* settings);
+
+/** Silences each of the kinds. */
+void suppressWarnings (juce::PropertySet* settings, const std::vector<int>& kinds);
 
 } // namespace tessivar

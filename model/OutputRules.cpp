@@ -1,30 +1,14 @@
 #include "model/OutputRules.h"
 
-#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
 
 #include <algorithm>
-#include <optional>
-
-#include <sys/stat.h>
 
 namespace tessivar
 {
 
 namespace
 {
-using Inode = std::pair<std::uint64_t, std::uint64_t>;
-
-std::optional<Inode> inodeOf (const juce::File& file)
-{
-    struct stat info = {};
-
-    if (::stat (bytesOfPath (file).c_str(), &info) != 0)
-        return std::nullopt;
-
-    return Inode{ static_cast<std::uint64_t> (info.st_dev), static_cast<std::uint64_t> (info.st_ino) };
-}
-
 /** Where a file is made: a link that leads to nothing yet stands for what it names. */
 juce::File endOfLinks (juce::File file)
 {
@@ -48,12 +32,6 @@ bool leadsToOneFile (const juce::File& a, const juce::File& b)
                && isSameFile (endOfA.getParentDirectory(), endOfB.getParentDirectory()));
 }
 } // namespace
-
-bool isSameFile (const juce::File& a, const juce::File& b)
-{
-    const auto inode = inodeOf (a);
-    return inode.has_value() && inode == inodeOf (b);
-}
 
 juce::String reasonOf (OutputRefusal refusal)
 {
@@ -81,14 +59,14 @@ void OutputRules::Protected::add (const juce::File& file)
 
     paths.insert (file.getFullPathName());
 
-    if (const auto inode = inodeOf (file))
-        inodes.insert (*inode);
+    if (const auto status = statusOf (file))
+        ids.insert (status->id);
 }
 
 bool OutputRules::Protected::contains (const juce::File& file) const
 {
-    const auto inode = inodeOf (file);
-    return inode && (inodes.contains (*inode) || paths.contains (endOfLinks (file).getFullPathName()));
+    const auto status = statusOf (file);
+    return status && (ids.contains (status->id) || paths.contains (endOfLinks (file).getFullPathName()));
 }
 
 void OutputRules::protectSource (const juce::File& file)

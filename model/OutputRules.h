@@ -1,19 +1,15 @@
 #pragma once
 
 #include "model/GroupState.h"
+#include "platform/FileStatus.h"
 
 #include <juce_core/juce_core.h>
 
-#include <cstdint>
 #include <set>
-#include <utility>
 #include <vector>
 
 namespace tessivar
 {
-
-/** Whether two names lead to one file that exists: by links of both kinds too. */
-[[nodiscard]] bool isSameFile (const juce::File& a, const juce::File& b);
 
 /** Why a result may not be written to a file. */
 enum class OutputRefusal
@@ -28,9 +24,9 @@ enum class OutputRefusal
 /** The reason in words; empty for none. */
 [[nodiscard]] juce::String reasonOf (OutputRefusal refusal);
 
-/** Decides, for every command and for the window, which files results may be written to: never over a source or over a
-    group file in use, and no two to one file. Files are told apart by device and inode, so that every name counts that
-    leads to them, symbolic and hard links included.
+/** Decides, for every command and for the window, which files results may be written to: never over a source
+    or over a group file in use, and no two to one file. Files are told apart by FileId, so that every name
+    counts that leads to them, symbolic and hard links included.
 
     A copy goes its own ways. On one thread at a time.
 */
@@ -43,11 +39,13 @@ public:
     /** The group file that samples lie in; temporary files need no protection. Null: none. */
     void protectSamples (const TrackSamples* samples, const juce::File& ownFile = {});
 
-    /** The sources of a Group, and the group files that its audio lies in, without the one that it is saved to. */
+    /** The sources of a Group, and the group files that its audio lies in, without the one that it is saved
+        to.
+    */
     void protect (const GroupState& group, const juce::File& ownFile = {});
 
-    /** Takes a file for a result, if it may be written; nobody else gets it then. ownFile is protected, but not from the
-        Group whose file it is.
+    /** Takes a file for a result, if it may be written; nobody else gets it then. ownFile is protected, but
+        not from the Group whose file it is.
     */
     [[nodiscard]] OutputRefusal
     claim (const juce::File& target, bool mayReplace, const juce::File& ownFile = {});
@@ -60,7 +58,7 @@ private:
     struct Protected
     {
         std::set<juce::String> paths; // for a file that was replaced since, or doesn't exist any more
-        std::set<std::pair<std::uint64_t, std::uint64_t>> inodes; // with their devices
+        std::set<FileId> ids;
 
         void add (const juce::File& file);
         [[nodiscard]] bool contains (const juce::File& file) const;

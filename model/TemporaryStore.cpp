@@ -1,17 +1,15 @@
 #include "model/TemporaryStore.h"
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-#include "model/FileLock.h"
-#include "model/RoomRelease.h"
 
-#include <cstdlib>
+#include "model/settings/UserFolders.h"
+#include "platform/AtomicFile.h"
+#include "platform/FileStatus.h"
+#include "platform/Folders.h"
+#include "platform/Process.h"
+#include "platform/RoomRelease.h"
+
+#include <algorithm>
 #include <limits>
 #include <utility>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
 
 namespace tessivar
 {
@@ -25,69 +23,24 @@ constexpr auto noteOfNeedPrefix = "needed-by-";
 
 std::atomic<bool> everythingIsLeftBehind{ false };
 
-juce::String errorOf (const juce::File& file, int errorNumber)
+using Kind = SystemError::Kind;
+
+juce::String errorOf (const juce::File& file, const SystemError& error)
 {
-    return file.getFullPathName() + ": " + describeError (errorNumber);
+    return file.getFullPathName() + ": " + error.text();
 }
 
-/** Whether a folder's name is one that open() gives: prefix, process id, "-" and eight hexadecimal digits. */
+/** Whether a folder's name is one that open() gives. */
 bool isStoreName (const juce::String& name)
 {
-    const auto process =
-        name.fromFirstOccurrenceOf (folderPrefix, false, false).upToLastOccurrenceOf ("-", false, false);
-    const auto random = name.fromLastOccurrenceOf ("-", false, false);
-    return name.startsWith (folderPrefix) && process.isNotEmpty() && process.containsOnly ("0123456789")
-           && random.length() == 8 && random.containsOnly ("0123456789abcdef");
-}
-
-void removeFile (int folder, const char* name)
-{
-    const auto file = ::openat (folder, name, O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    struct stat info = {};
-    const auto isGone = ::unlinkat (folder, name, 0) == 0;
-
-    if (file < 0)
-        return;
-
-    // A file that has another name elsewhere is not ours to cut.
-    if (isGone && ::fstat (file, &info) == 0 && S_ISREG (info.st_mode) && info.st_nlink == 0)
-        roomRelease::take (file);
-    else
-        ::close (file);
-}
-
-/** Removes a folder of plain files; the lock file goes last, so that a sweep that is cut short can be repeated. */
-void removeStoreFolder (const juce::File& folder)
-{
-    const auto path = bytesOfPath (folder);
-    const auto descriptor = ::open (path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-
-    if (descriptor < 0)
-        return;
-
-    if (auto* listing = ::fdopendir (descriptor))
-    {
-        while (const auto* entry = ::readdir (listing))
-            if (juce::CharPointer_UTF8 (entry->d_name).compare (juce::CharPointer_UTF8 (lockFileName)) != 0)
-                removeFile (descriptor, entry->d_name);
-
-        ::unlinkat (descriptor, lockFileName, 0);
-        ::closedir (listing);
-    }
-    else
-    {
-        ::close (descriptor);
-    }
-
-    ::rmdir (path.c_str());
+    return name.startsWith (folderPrefix)
+           && isUniqueTag (name.fromFirstOccurrenceOf (folderPrefix, false, false));
 }
 
 /** Never through a link, and never what belongs to another user, whatever its name. */
 bool isStoreFolder (const juce::File& folder)
 {
-    struct stat info = {};
-    return isStoreName (folder.getFileName()) && ::lstat (bytesOfPath (folder).c_str(), &info) == 0
-           && S_ISDIR (info.st_mode) && info.st_uid == ::geteuid();
+    return isStoreName (folder.getFileName()) && isOwnFolder (folder);
 }
 
 juce::File lockFileOf (const juce::File& folder)
@@ -113,9 +66,9 @@ bool isNeeded (const juce::File& folder)
 
 StoreFile::StoreFile (FileSystemCalls& callsToUse,
                       const juce::File& fileToUse,
-                      int descriptorToOwn,
+                      FileHandle handleToOwn,
                       std::uint64_t fileSize)
-    : calls (callsToUse), file (fileToUse), descriptor (descriptorToOwn), size (fileSize)
+    : calls (callsToUse), file (fileToUse), handle (handleToOwn), size (fileSize)
 {
 }
 
@@ -123,12 +76,12 @@ StoreFile::~StoreFile()
 {
     if (everythingIsLeftBehind)
     {
-        calls.close (descriptor);
+        calls.close (handle);
         return;
     }
 
-    calls.unlink (bytesOfPath (file).c_str());
-    roomRelease::take (descriptor);
+    calls.remove (file);
+    roomRelease::take (handle);
 }
 
 bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBytes)
@@ -136,25 +89,8 @@ bool StoreFile::write (std::uint64_t offset, const void* data, std::size_t numBy
     if (! contains (offset, numBytes))
         return fail ("write outside the file");
 
-    const auto* bytes = static_cast<const char*> (data);
-
-    while (numBytes > 0)
-    {
-        const auto count = calls.pwrite (descriptor, bytes, numBytes, static_cast<std::int64_t> (offset));
-
-        if (count > 0)
-        {
-            bytes += count;
-            offset += static_cast<std::uint64_t> (count);
-            numBytes -= static_cast<std::size_t> (count);
-        }
-        else if (count == 0 || errno != EINTR)
-        {
-            return fail (describeError (count == 0 ? EIO : errno));
-        }
-    }
-
-    return true;
+    const auto written = calls.writeAll (handle, offset, data, numBytes);
+    return ! written.error.failed() || fail (written.error.text());
 }
 
 bool StoreFile::read (std::uint64_t offset, void* dest, std::size_t numBytes)
@@ -162,29 +98,12 @@ bool StoreFile::read (std::uint64_t offset, void* dest, std::size_t numBytes)
     if (! contains (offset, numBytes))
         return fail ("read outside the file");
 
-    auto* bytes = static_cast<char*> (dest);
+    const auto found = calls.readAll (handle, offset, dest, numBytes);
 
-    while (numBytes > 0)
-    {
-        const auto count = calls.pread (descriptor, bytes, numBytes, static_cast<std::int64_t> (offset));
+    if (found.error.failed())
+        return fail (found.error.text());
 
-        if (count > 0)
-        {
-            bytes += count;
-            offset += static_cast<std::uint64_t> (count);
-            numBytes -= static_cast<std::size_t> (count);
-        }
-        else if (count == 0)
-        {
-            return fail ("the file has been cut short");
-        }
-        else if (errno != EINTR)
-        {
-            return fail (describeError (errno));
-        }
-    }
-
-    return true;
+    return found.numBytes == numBytes || fail ("the file has been cut short");
 }
 
 juce::String StoreFile::lastError() const
@@ -207,13 +126,7 @@ bool StoreFile::contains (std::uint64_t offset, std::size_t numBytes) const
 
 juce::File TemporaryStore::defaultFolder()
 {
-    const auto* cache = std::getenv ("XDG_CACHE_HOME");
-
-    if (cache != nullptr && cache[0] == '/')
-        return juce::File (pathOfBytes (cache)).getChildFile ("tessivar/tmp");
-
-    return juce::File::getSpecialLocation (juce::File::userHomeDirectory)
-        .getChildFile (".cache/tessivar/tmp");
+    return UserFolders::ofUser().cache.getChildFile ("tmp");
 }
 
 juce::Result TemporaryStore::open (const juce::File& parentFolder,
@@ -225,36 +138,31 @@ juce::Result TemporaryStore::open (const juce::File& parentFolder,
                                    + " can't be made: " + created.getErrorMessage());
 
     sweep (parentFolder);
-    auto lastFailure = 0;
+    SystemError error;
 
-    // A sweep of another process may take a folder between its making and its locking: the next try has a new name.
+    // A sweep of another process may take a folder between its making and its locking: the next try has a new
+    // name.
     for (int attempt = 0; attempt < 16; ++attempt)
     {
-        const auto random = juce::String::toHexString (juce::Random::getSystemRandom().nextInt());
-        const auto folder = parentFolder.getChildFile (folderPrefix + juce::String (::getpid()) + "-"
-                                                       + random.paddedLeft ('0', 8));
+        const auto folder = parentFolder.getChildFile (folderPrefix + uniqueTag());
+        error = makeNewPrivateFolder (folder);
 
-        if (::mkdir (bytesOfPath (folder).c_str(), 0700) != 0)
-        {
-            lastFailure = errno;
+        if (error.kind() == Kind::alreadyExists)
+            continue;
 
-            if (lastFailure == EEXIST)
-                continue;
-
+        if (error.failed())
             break;
-        }
 
-        if (auto lock = FileLock::take (lockFileOf (folder)))
+        if (auto lock = FileLock::take (lockFileOf (folder), error))
         {
             store.reset (new TemporaryStore (calls, folder, std::move (*lock)));
             return juce::Result::ok();
         }
 
-        lastFailure = errno;
-        ::rmdir (bytesOfPath (folder).c_str());
+        removeFolder (folder);
     }
 
-    return juce::Result::fail ("temporary folder " + errorOf (parentFolder, lastFailure));
+    return juce::Result::fail ("temporary folder " + errorOf (parentFolder, error));
 }
 
 juce::Result TemporaryStore::adopt (const juce::File& folder,
@@ -264,10 +172,11 @@ juce::Result TemporaryStore::adopt (const juce::File& folder,
     if (! isStoreFolder (folder))
         return juce::Result::fail (folder.getFullPathName() + ": no temporary folder of this user");
 
-    auto lock = FileLock::take (lockFileOf (folder));
+    SystemError error;
+    auto lock = FileLock::take (lockFileOf (folder), error);
 
     if (! lock)
-        return juce::Result::fail ("temporary folder " + errorOf (folder, errno));
+        return juce::Result::fail ("temporary folder " + errorOf (folder, error));
 
     store.reset (new TemporaryStore (calls, folder, std::move (*lock)));
 
@@ -290,7 +199,7 @@ TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse,
 TemporaryStore::~TemporaryStore()
 {
     if (! everythingIsLeftBehind && ! isNeeded (ownFolder))
-        removeStoreFolder (ownFolder);
+        removeFolderOfFiles (ownFolder, lockFileName);
 }
 
 void TemporaryStore::leaveAllBehind (bool shouldLeave)
@@ -303,16 +212,8 @@ juce::Result TemporaryStore::keepWhileExists (const juce::File& storeFolder,
                                               FileSystemCalls& calls)
 {
     const auto note = storeFolder.getChildFile (noteOfNeedPrefix + elsewhere.getFileName());
-
-    if (note.loadFileAsString() == elsewhere.getFullPathName())
-        return juce::Result::ok();
-
-    AtomicFile file (note, calls);
-
-    if (file.open().wasOk() && file.writeText (elsewhere.getFullPathName(), false, false, nullptr))
-        juce::ignoreUnused (file.commit());
-
-    return file.status();
+    const auto& path = elsewhere.getFullPathName();
+    return note.loadFileAsString() == path ? juce::Result::ok() : replaceFile (note, path.toRawUTF8(), calls);
 }
 
 juce::Result TemporaryStore::openFile (const juce::String& name,
@@ -324,25 +225,21 @@ juce::Result TemporaryStore::openFile (const juce::String& name,
     if (path.getParentDirectory() != ownFolder || ! isStoreFile (path))
         return juce::Result::fail ("temporary file " + path.getFullPathName() + ": no name of such a file");
 
-    const auto descriptor =
-        calls.open (bytesOfPath (path).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0);
+    auto handle = FileHandle::none;
 
-    if (descriptor < 0)
-        return juce::Result::fail ("temporary file " + errorOf (path, errno));
+    if (const auto error = calls.open (path, Opening::ownFile, handle); error.failed())
+        return juce::Result::fail ("temporary file " + errorOf (path, error));
 
-    struct stat info = {};
-
-    if (::fstat (descriptor, &info) != 0 || ! S_ISREG (info.st_mode)
-        || static_cast<std::uint64_t> (info.st_size) != sizeInBytes)
+    if (const auto status = statusOf (handle); ! status || ! status->isFile() || status->size != sizeInBytes)
     {
-        calls.close (descriptor);
+        calls.close (handle);
         return juce::Result::fail ("temporary file " + path.getFullPathName()
                                    + ": not what was stored there");
     }
 
-    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not keep the
-    // store.
-    file = { new StoreFile (calls, path, descriptor, sizeInBytes),
+    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not
+    // keep the store.
+    file = { new StoreFile (calls, path, handle, sizeInBytes),
              [store = weak_from_this().lock()] (StoreFile* opened) mutable
              {
                  delete opened;
@@ -364,40 +261,36 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
     };
 
     if (sizeInBytes > static_cast<std::uint64_t> (std::numeric_limits<std::int64_t>::max()))
-        return noRoom (describeError (EFBIG));
+        return noRoom (SystemError (Kind::tooLarge).text());
 
-    const auto descriptor =
-        calls.open (bytesOfPath (path).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    auto handle = FileHandle::none;
 
-    if (descriptor < 0)
-        return juce::Result::fail ("temporary file " + errorOf (path, errno));
+    if (const auto error = calls.open (path, Opening::newPrivateFile, handle); error.failed())
+        return juce::Result::fail ("temporary file " + errorOf (path, error));
 
-    // Owns the descriptor and the name from here on, so that every return below cleans up.
-    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, descriptor, sizeInBytes));
-    const auto length = static_cast<std::int64_t> (sizeInBytes);
+    // Owns the handle and the name from here on, so that every return below cleans up.
+    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, handle, sizeInBytes));
 
-    while (length > 0 && calls.fallocate (descriptor, 0, 0, length) != 0)
+    const auto reserve = [&]
     {
-        if (errno == EINTR)
-            continue;
+        return sizeInBytes > 0 ? calls.reserve (handle, sizeInBytes, FileSystemCalls::SizeOfFile::grow)
+                               : SystemError();
+    };
+    auto error = reserve();
 
-        const auto reason = errno;
+    while (error.kind() == Kind::noRoom && roomRelease::finish())
+        error = reserve();
 
-        if (reason == ENOSPC && roomRelease::finish())
-            continue;
-
-        if (reason != EOPNOTSUPP && reason != EINVAL && reason != ENOSYS)
-            return noRoom (describeError (reason));
-
-        // This file system can't reserve: what is free at this moment has to do as the check.
-        if (const auto free = freeBytes(); free.has_value() && *free < sizeInBytes)
-            return noRoom (describeError (ENOSPC));
-
-        if (calls.ftruncate (descriptor, length) != 0)
-            return noRoom (describeError (errno));
-
-        break;
+    // This file system can't reserve: what is free at this moment has to do as the check.
+    if (error.kind() == Kind::notSupported)
+    {
+        const auto free = freeBytes();
+        error =
+            free && *free < sizeInBytes ? SystemError (Kind::noRoom) : calls.setSize (handle, sizeInBytes);
     }
+
+    if (error.failed())
+        return noRoom (error.text());
 
     file = std::move (made);
     return juce::Result::ok();
@@ -429,26 +322,12 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
 
         if (const auto lock = FileLock::take (lockFileOf (folder)); lock && ! isNeeded (folder))
         {
-            removeStoreFolder (folder);
+            removeFolderOfFiles (folder, lockFileName);
             removed += folder.exists() ? 0 : 1;
         }
     }
 
     return removed;
-}
-
-std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)
-{
-    const auto existing = bytesOfPath (existingAncestor (folder));
-    struct statvfs info = {};
-
-    if (::statvfs (existing.c_str(), &info) != 0)
-        return std::nullopt;
-
-    struct stat status = {};
-    const auto pending =
-        ::stat (existing.c_str(), &status) == 0 ? roomRelease::pendingBytes (status.st_dev) : 0;
-    return static_cast<std::uint64_t> (info.f_bavail) * static_cast<std::uint64_t> (info.f_frsize) + pending;
 }
 
 } // namespace tessivar

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/FileLock.h"
-#include "model/FileSystemCalls.h"
+#include "platform/FileLock.h"
+#include "platform/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
 
@@ -16,8 +16,8 @@ namespace tessivar
 
 /** A file of fixed size in a TemporaryStore, made by TemporaryStore::createFile and removed when destroyed.
 
-    Reads and writes may come from several threads at once, as long as they touch different bytes. What was never
-    written reads as zeros.
+    Reads and writes may come from several threads at once, as long as they touch different bytes. What was
+    never written reads as zeros.
 */
 class StoreFile
 {
@@ -27,10 +27,14 @@ public:
     [[nodiscard]] std::uint64_t sizeInBytes() const { return size; }
     [[nodiscard]] const juce::File& path() const { return file; }
 
-    /** Writes all bytes at offset, or returns false; lastError() then says why. The range lies inside the file. */
+    /** Writes all bytes at offset, or returns false; lastError() then says why. The range lies inside the
+        file.
+    */
     [[nodiscard]] bool write (std::uint64_t offset, const void* data, std::size_t numBytes);
 
-    /** Reads all bytes at offset, or returns false; dest is then partly filled. The range lies inside the file. */
+    /** Reads all bytes at offset, or returns false; dest is then partly filled. The range lies inside the
+        file.
+    */
     [[nodiscard]] bool read (std::uint64_t offset, void* dest, std::size_t numBytes);
 
     /** File and reason of the last failed read or write; empty when none failed. */
@@ -38,14 +42,14 @@ public:
 
 private:
     friend class TemporaryStore;
-    StoreFile (FileSystemCalls&, const juce::File&, int descriptor, std::uint64_t size);
+    StoreFile (FileSystemCalls&, const juce::File&, FileHandle handle, std::uint64_t size);
 
     bool fail (const juce::String& reason);
     [[nodiscard]] bool contains (std::uint64_t offset, std::size_t numBytes) const;
 
     FileSystemCalls& calls;
     const juce::File file;
-    const int descriptor;
+    const FileHandle handle;
     const std::uint64_t size;
 
     mutable std::mutex errorLock; // guards error
@@ -56,42 +60,43 @@ private:
 
 /** A folder of this process for signals that don't fit in memory: tessivar-<pid>-<random>, mode 0700.
 
-    A lock file inside is held locked while the store lives. Folders whose lock can be taken were left behind by a
-    process that is gone; opening a store removes those beside its own. What a file somewhere else still needs, such as a
-    note of unsaved work, stays: see keepWhileExists(). All functions may be called from several threads at once.
+    A lock file inside is held locked while the store lives. Folders whose lock can be taken were left behind
+    by a process that is gone; opening a store removes those beside its own. What a file somewhere else still
+    needs, such as a note of unsaved work, stays: see keepWhileExists(). All functions may be called from
+    several threads at once.
 */
 class TemporaryStore : public std::enable_shared_from_this<TemporaryStore>
 {
 public:
-    /** $XDG_CACHE_HOME/tessivar/tmp when that variable holds an absolute path, else ~/.cache/tessivar/tmp. */
+    /** In the user's cache. */
     [[nodiscard]] static juce::File defaultFolder();
 
-    /** Makes a store inside parentFolder, which is created when missing, and sweeps what dead processes left there.
-        On failure the result names the folder and the reason, and store stays as it was.
+    /** Makes a store inside parentFolder, which is created when missing, and sweeps what dead processes left
+        there. On failure the result names the folder and the reason, and store stays as it was.
     */
     [[nodiscard]] static juce::Result open (const juce::File& parentFolder,
                                             std::unique_ptr<TemporaryStore>& store,
                                             FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** Takes over the folder of a store whose process is gone. Fails when that lives, or when the folder is none of this
-        user's stores.
+    /** Takes over the folder of a store whose process is gone. Fails when that lives, or when the folder is
+        none of this user's stores.
     */
     [[nodiscard]] static juce::Result adopt (const juce::File& folder,
                                              std::shared_ptr<TemporaryStore>& store,
                                              FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** Removes the store's folder and all files in it, unless something still needs them. A StoreFile that is still open
-        can be used until it goes.
+    /** Removes the store's folder and all files in it, unless something still needs them. A StoreFile that is
+        still open can be used until it goes.
     */
     ~TemporaryStore();
 
-    /** Makes a file and reserves its space, so that a full disk shows before the work. On failure the result names
-        the folder, the bytes needed and the bytes free, and file stays as it was.
+    /** Makes a file and reserves its space, so that a full disk shows before the work. On failure the result
+        names the folder, the bytes needed and the bytes free, and file stays as it was.
     */
     [[nodiscard]] juce::Result createFile (std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file);
 
-    /** Opens a file of an adopted store, by its name in the folder. It must have exactly that size. The file keeps the
-        store alive.
+    /** Opens a file of an adopted store, by its name in the folder. It must have exactly that size. The file
+        keeps the store alive.
     */
     [[nodiscard]] juce::Result
     openFile (const juce::String& name, std::uint64_t sizeInBytes, std::shared_ptr<StoreFile>& file);
@@ -104,15 +109,16 @@ public:
 
     [[nodiscard]] const juce::File& folder() const { return ownFolder; }
 
-    /** Notes in the folder of a store that its files are needed as long as a file elsewhere exists: then neither a sweep
-        nor the end of the store removes the folder. Write the note before that file.
+    /** Notes in the folder of a store that its files are needed as long as a file elsewhere exists: then
+        neither a sweep nor the end of the store removes the folder. Write the note before that file.
     */
     [[nodiscard]] static juce::Result keepWhileExists (const juce::File& storeFolder,
                                                        const juce::File& elsewhere,
                                                        FileSystemCalls& calls = FileSystemCalls::system());
 
-    /** From here on no store of this process, and none of their files, removes anything from the disk: for a program that has
-        to end before its user could decide about unsaved work. The next one sweeps what nobody needs.
+    /** From here on no store of this process, and none of their files, removes anything from the disk: for a
+        program that has to end before its user could decide about unsaved work. The next one sweeps what
+        nobody needs.
     */
     static void leaveAllBehind (bool shouldLeave = true);
 
@@ -129,10 +135,5 @@ private:
 
     JUCE_DECLARE_NON_COPYABLE (TemporaryStore)
 };
-
-/** Bytes that can be written to the file system of a folder, or of its nearest ancestor that exists; nothing when it
-    can't be asked. What removed files are still giving back counts.
-*/
-[[nodiscard]] std::optional<std::uint64_t> freeBytesOf (const juce::File& folder);
 
 } // namespace tessivar

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Group.h"
+#include "model/ImportWarnings.h"
 #include "model/settings/RecentFiles.h"
 #include "model/settings/Settings.h"
 #include "model/settings/SettingsStore.h"

@@ -1,16 +1,10 @@
 #include "playback/DiskBenchmark.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-
-#include <fcntl.h>
-#include <unistd.h>
+#include "platform/FileSystemCalls.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <array>
 #include <chrono>
-#include <cstdlib>
-#include <functional>
 
 namespace tessivar
 {
@@ -29,89 +23,12 @@ double secondsSince (Clock::time_point start)
     return std::chrono::duration<double> (Clock::now() - start).count();
 }
 
-/** An unnamed file, gone when it is closed. */
-class ScratchFile
-{
-public:
-    explicit ScratchFile (const juce::File& folder)
-    {
-        auto pattern = bytesOfPath (folder.getChildFile ("tessivar-benchmark-XXXXXX"));
-        descriptor = ::mkostemp (pattern.data(), O_CLOEXEC);
-
-        if (descriptor >= 0)
-            ::unlink (pattern.c_str());
-    }
-
-    ~ScratchFile()
-    {
-        if (descriptor >= 0)
-            ::close (descriptor);
-    }
-
-    ScratchFile (const ScratchFile&) = delete;
-    ScratchFile& operator= (const ScratchFile&) = delete;
-
-    [[nodiscard]] bool isOpen() const { return descriptor >= 0; }
-
-    [[nodiscard]] bool append (std::span<const std::byte> bytes)
-    {
-        for (std::size_t done = 0; done < bytes.size();)
-        {
-            const auto count = ::write (descriptor, bytes.data() + done, bytes.size() - done);
-
-            if (count < 0 && errno == EINTR)
-                continue;
-
-            if (count <= 0)
-                return false;
-
-            done += static_cast<std::size_t> (count);
-        }
-
-        return true;
-    }
-
-    [[nodiscard]] bool readAt (std::int64_t offset, std::span<std::byte> bytes)
-    {
-        for (std::size_t done = 0; done < bytes.size();)
-        {
-            const auto count = ::pread (descriptor,
-                                        bytes.data() + done,
-                                        bytes.size() - done,
-                                        offset + static_cast<std::int64_t> (done));
-
-            if (count < 0 && errno == EINTR)
-                continue;
-
-            if (count <= 0)
-                return false;
-
-            done += static_cast<std::size_t> (count);
-        }
-
-        return true;
-    }
-
-    /** Writes to disk and drops the system's cache, which would keep unwritten pages. */
-    [[nodiscard]] bool settle()
-    {
-        if (::fdatasync (descriptor) != 0)
-            return false;
-
-        (void) ::posix_fadvise (descriptor, 0, 0, POSIX_FADV_DONTNEED);
-        return true;
-    }
-
-private:
-    int descriptor = -1;
-};
-
 /** One run of the benchmark. */
 class Run
 {
 public:
     Run (const juce::File& folderToUse, const DiskBenchmark::Options& o, const WorkControl& c)
-        : folder (folderToUse), options (o), control (c), file (folderToUse),
+        : folder (folderToUse), options (o), control (c),
           size (std::max (o.fileBytes, smallestFile) / static_cast<std::int64_t> (pieceBytes)
                 * static_cast<std::int64_t> (pieceBytes)),
           buffer (pieceBytes)
@@ -120,7 +37,7 @@ public:
 
     juce::Result all (DiskBenchmark& result)
     {
-        if (! file.isOpen() || ! write (result))
+        if (! succeeded (file.open (folder, Opening::unnamed)) || ! write (result))
             return failure();
 
         if (! readSequentially (result))
@@ -137,8 +54,37 @@ public:
 private:
     juce::Result failure() const
     {
-        const auto reason = wasStopped ? juce::String ("stopped") : describeError (errno);
+        const auto reason = wasStopped ? juce::String ("stopped") : error.text();
         return juce::Result::fail ("disk benchmark in " + folder.getFullPathName() + ": " + reason);
+    }
+
+    bool succeeded (const SystemError& answer)
+    {
+        error = answer;
+        return ! error.failed();
+    }
+
+    bool isRead (std::int64_t offset, std::size_t numBytes)
+    {
+        const auto found = FileSystemCalls::system().readAll (
+            file.handle(), static_cast<std::uint64_t> (offset), buffer.data(), numBytes);
+        return succeeded (found.error) && found.numBytes == numBytes;
+    }
+
+    bool isWritten (std::int64_t offset)
+    {
+        return succeeded (
+            FileSystemCalls::system()
+                .writeAll (file.handle(), static_cast<std::uint64_t> (offset), buffer.data(), buffer.size())
+                .error);
+    }
+
+    /** Writes to disk and drops the system's cache, which would keep unwritten pages. */
+    bool settle()
+    {
+        const auto isFlushed = succeeded (FileSystemCalls::system().flush (file.handle()));
+        dropCached (file.handle());
+        return isFlushed;
     }
 
     bool shouldContinue()
@@ -157,13 +103,13 @@ private:
         {
             random.fillBitsRandomly (buffer.data(), buffer.size());
 
-            if (! shouldContinue() || ! file.append (buffer))
+            if (! shouldContinue() || ! isWritten (done))
                 return false;
 
             control.progress (0.4 * static_cast<double> (done) / static_cast<double> (size));
         }
 
-        if (! file.settle())
+        if (! settle())
             return false;
 
         result.writeBytesPerSecond = static_cast<double> (size) / secondsSince (start);
@@ -177,7 +123,7 @@ private:
 
         while (done < size && secondsSince (start) < options.secondsPerMeasurement)
         {
-            if (! shouldContinue() || ! file.readAt (done, buffer))
+            if (! shouldContinue() || ! isRead (done, buffer.size()))
                 return false;
 
             done += static_cast<std::int64_t> (pieceBytes);
@@ -197,7 +143,7 @@ private:
         streams.framesPerRead = framesPerRead;
         std::int64_t total = 0;
 
-        if (! file.settle())
+        if (! settle())
             return false;
 
         const auto start = Clock::now();
@@ -211,8 +157,7 @@ private:
                 const auto before = Clock::now();
 
                 if (! shouldContinue()
-                    || ! file.readAt (stream * perStream + at,
-                                      std::span (buffer).first (static_cast<std::size_t> (piece))))
+                    || ! isRead (stream * perStream + at, static_cast<std::size_t> (piece)))
                     return false;
 
                 streams.longestRead = std::max (streams.longestRead, secondsSince (before));
@@ -229,10 +174,11 @@ private:
     const juce::File folder;
     const DiskBenchmark::Options options;
     const WorkControl& control;
-    ScratchFile file;
+    OpenFile file;
     const std::int64_t size;
     std::vector<std::byte> buffer;
     bool wasStopped = false;
+    SystemError error; // the last one
 };
 } // namespace
 

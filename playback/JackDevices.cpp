@@ -1,11 +1,12 @@
 #include "playback/JackDevices.h"
 
+#include "platform/Libraries.h"
+
 #if JUCE_LINUX
     #include <jack/jack.h>
-
-    #include <dlfcn.h>
 #endif
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <thread>
@@ -13,23 +14,12 @@
 namespace tessivar
 {
 
-bool listsJackServer (const juce::String& sockets)
+bool listsJackServer (const juce::StringArray& sockets)
 {
-    // Columns: number, references, protocol, flags, type, state, inode, path.
-    constexpr int flagsColumn = 3, pathColumn = 7;
-    constexpr int listens = 0x10000;
-
-    for (const auto& line : juce::StringArray::fromLines (sockets))
-    {
-        auto columns = juce::StringArray::fromTokens (line, " ", {});
-        columns.removeEmptyStrings();
-
-        if (columns.size() > pathColumn && (columns[flagsColumn].getHexValue32() & listens) != 0
-            && columns[pathColumn].fromLastOccurrenceOf ("/", false, false).startsWith ("jack_"))
-            return true;
-    }
-
-    return false;
+    return std::any_of (sockets.begin(),
+                        sockets.end(),
+                        [] (const juce::String& name)
+                        { return name.fromLastOccurrenceOf ("/", false, false).startsWith ("jack_"); });
 }
 
 #if JUCE_LINUX
@@ -42,7 +32,7 @@ public:
     [[nodiscard]] bool mayBeAsked() const
     {
         return open != nullptr && close != nullptr && ! isStuck
-               && (isPipeWire() || listsJackServer (juce::File ("/proc/net/unix").loadFileAsString()));
+               && (isPipeWire() || listsJackServer (listeningSockets()));
     }
 
     /** Becomes a client and leaves again; false when that takes too long. */
@@ -84,9 +74,7 @@ private:
     /** PipeWire's libjack keeps no such database, and its server has no socket of JACK's. */
     [[nodiscard]] bool isPipeWire() const
     {
-        Dl_info info{};
-        return ::dladdr (reinterpret_cast<void*> (open), &info) != 0
-               && juce::String (info.dli_fname).containsIgnoreCase ("pipewire");
+        return libraryHolding (reinterpret_cast<const void*> (open)).containsIgnoreCase ("pipewire");
     }
 
     juce::DynamicLibrary library{ "libjack.so.0" };

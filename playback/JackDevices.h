@@ -11,8 +11,8 @@ struct _jack_client;
 namespace tessivar
 {
 
-/** Whether the kernel's table of UNIX sockets (the text of /proc/net/unix) lists a JACK server. */
-[[nodiscard]] bool listsJackServer (const juce::String& sockets);
+/** Whether one of the local sockets that somebody listens at is that of a JACK server. */
+[[nodiscard]] bool listsJackServer (const juce::StringArray& sockets);
 
 /** The toolkit's devices of type "JACK", which don't touch libjack while no server is running.
 

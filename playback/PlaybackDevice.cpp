@@ -1,6 +1,6 @@
 #include "playback/PlaybackDevice.h"
 
-#include "model/AtomicFile.h"
+#include "platform/AtomicFile.h"
 #include "playback/JackDevices.h"
 
 #include <algorithm>

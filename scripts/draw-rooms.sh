@@ -9,7 +9,8 @@ result=${1-docs/images/rooms.svg}
 command -v dot >/dev/null || { echo "draw-rooms: dot is missing (package graphviz)" >&2; exit 1; }
 
 # The rooms that are drawn: folders of their own, and those inside that are worth a box.
-rooms=(app app/settings cli ui jobs playback engine engine/refinement engine/numerics model model/audiofile model/groupfile model/recovery terms)
+rooms=(app app/settings cli ui jobs playback engine engine/refinement engine/numerics
+    model model/audiofile model/groupfile model/recovery model/settings platform terms)
 
 sources ()
 {
@@ -79,7 +80,7 @@ DOT
         done
         echo "}"
     done
-    box cli; box jobs; box playback
+    box cli; box jobs; box playback; box platform; box terms
     echo '"=windows" [label="JUCE: windows", fillcolor="#fdf3e4"]'
     echo '"=devices" [label="JUCE: sound devices", fillcolor="#fdf3e4"]'
 

@@ -6,24 +6,38 @@ if(NOT IS_DIRECTORY "${SOURCE_DIR}/engine")
     message(FATAL_ERROR "layers: SOURCE_DIR is not the root of the sources: '${SOURCE_DIR}'")
 endif()
 
-set(rooms terms engine model jobs playback ui cli app tests/engine)
+set(rooms terms platform engine model jobs playback ui cli app tests/engine)
 
-# Rooms whose headers a room may include.
-# terms/ is for every room, and knows none.
+# Rooms whose headers a room may include: never one above it.
 set(terms_sees terms)
-set(engine_sees terms engine)
-set(model_sees terms model)
-set(jobs_sees terms jobs engine model)
-set(playback_sees terms playback engine model)
+set(platform_sees platform)
+set(engine_sees terms engine platform)
+set(model_sees terms model platform)
+set(jobs_sees terms jobs engine model platform)
+set(playback_sees terms playback engine model platform)
 set(ui_sees terms ui)
-set(cli_sees terms cli jobs playback model)
-set(app_sees terms app ui jobs playback model)
-set(tests/engine_sees terms engine tests)
+set(cli_sees terms cli jobs playback model platform)
+set(app_sees terms app ui jobs playback model platform)
+set(tests/engine_sees terms engine platform tests)
+
+# The headers of platform/ that know no JUCE, which is all that the engine may include of it.
+set(withoutJuce platform/Memory.h)
+set(engine_platform ${withoutJuce})
+set(tests/engine_platform ${withoutJuce})
+
+# Headers of the operating system, and the only folder whose sources may include them. Nothing else includes what lies there.
+set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
+set(system_at "^platform/posix/")
+
+# A C library tells a failure by errno there.
+set(errno_at "^model/(audiofile/)?PatchedInputStream\\.cpp$")
+
 
 # JUCE modules, by the name after "juce_", that a room may include.
 set(withoutWindow core events data_structures audio_basics audio_formats)
 set(windows gui_basics gui_extra graphics)
 set(terms_juce)
+set(platform_juce core events)
 set(engine_juce)
 set(tests/engine_juce)
 set(model_juce ${withoutWindow})
@@ -74,6 +88,11 @@ foreach(room IN LISTS rooms)
                 string(REGEX REPLACE "/.*$" "" target "${path}")
                 if(NOT path MATCHES "/" OR NOT IS_DIRECTORY "${SOURCE_DIR}/${target}")
                     breach("own headers are included by their path from the root")
+                elseif(path MATCHES "${system_at}" AND NOT file MATCHES "${system_at}")
+                    breach("only for files of ${system_at}")
+                elseif(target STREQUAL "platform" AND DEFINED ${room}_platform AND NOT path IN_LIST ${room}_platform)
+                    list(JOIN ${room}_platform ", " allowed)
+                    breach("${room}/ may include of platform/ only: ${allowed}")
                 elseif(NOT target IN_LIST ${room}_sees)
                     list(JOIN ${room}_sees ", " allowed)
                     breach("${room}/ may include only: ${allowed}")
@@ -85,6 +104,10 @@ foreach(room IN LISTS rooms)
                 endif()
             elseif(path STREQUAL "JuceHeader.h")
                 breach("modules are included one by one")
+            elseif(path MATCHES "${system_header}")
+                if(NOT file MATCHES "${system_at}" AND NOT (path STREQUAL "cerrno" AND file MATCHES "${errno_at}"))
+                    breach("headers of the operating system are only for files of ${system_at}")
+                endif()
             elseif(path MATCHES "/" AND EXISTS "${SOURCE_DIR}/${path}")
                 breach("own headers stand in double quotes")
             else()

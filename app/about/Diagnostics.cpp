@@ -1,9 +1,10 @@
 #include "app/about/Diagnostics.h"
 
 #include "jobs/SelfTest.h"
-#include "jobs/SystemResources.h"
 #include "model/ForeignText.h"
 #include "model/Version.h"
+#include "platform/Folders.h"
+#include "platform/Memory.h"
 #include "terms/AnalysisMethod.h"
 
 namespace tessivar

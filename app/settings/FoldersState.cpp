@@ -1,9 +1,7 @@
 #include "app/settings/FoldersState.h"
 
-#include "model/FileLock.h"
-#include "model/TemporaryStore.h"
-
-#include <unistd.h>
+#include "platform/Folders.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +14,7 @@ namespace
 /** Size of what this process has put into a folder for temporary files. */
 std::uint64_t bytesOfThisProcess (const juce::File& folder)
 {
-    const auto pattern = "tessivar-" + juce::String (static_cast<int> (::getpid())) + "-*";
+    const auto pattern = "tessivar-" + juce::String (processId()) + "-*";
     std::uint64_t bytes = 0;
 
     for (const auto& store : folder.findChildFiles (juce::File::findDirectories, false, pattern))

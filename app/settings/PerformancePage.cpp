@@ -1,8 +1,8 @@
 #include "app/settings/PerformancePage.h"
 
 #include "app/AppSettings.h"
-#include "model/FileLock.h"
 #include "model/TemporaryStore.h"
+#include "platform/Folders.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 #include "ui/Motion.h"

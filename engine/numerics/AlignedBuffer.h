@@ -1,16 +1,13 @@
 #pragma once
 
+#include "platform/Memory.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <span>
 #include <utility>
-
-#ifdef __linux__
-    #include <sys/mman.h>
-#endif
 
 namespace tessivar
 {
@@ -20,8 +17,6 @@ class AlignedBuffer
 {
 public:
     static constexpr std::size_t alignment = 64;
-
-    static constexpr std::size_t largePage = std::size_t{ 2 } << 20;
 
     AlignedBuffer() = default;
 
@@ -33,13 +28,12 @@ public:
         if (numFloats == 0)
             return;
 
-#ifdef __linux__
-        if (numFloats >= largePage)
+        if (numFloats >= LargeMemory::largePage)
         {
-            mapPages();
+            LargeMemory (numFloats * sizeof (float)).swap (pages);
+            floats = static_cast<float*> (pages.data());
             return;
         }
-#endif
 
         const auto bytes = (numFloats * sizeof (float) + alignment - 1) / alignment * alignment;
         floats = static_cast<float*> (std::aligned_alloc (alignment, bytes));
@@ -52,21 +46,11 @@ public:
 
     ~AlignedBuffer()
     {
-#ifdef __linux__
-        if (pages != nullptr)
-        {
-            munmap (pages, mappedBytes());
-            return;
-        }
-#endif
-
-        std::free (floats);
+        if (pages.data() == nullptr)
+            std::free (floats);
     }
 
-    AlignedBuffer (AlignedBuffer&& other) noexcept
-    {
-        swap (other);
-    }
+    AlignedBuffer (AlignedBuffer&& other) noexcept { swap (other); }
 
     AlignedBuffer& operator= (AlignedBuffer&& other) noexcept
     {
@@ -78,73 +62,27 @@ public:
     AlignedBuffer (const AlignedBuffer&) = delete;
     AlignedBuffer& operator= (const AlignedBuffer&) = delete;
 
-    [[nodiscard]] float* data()
-    {
-        return floats;
-    }
-    [[nodiscard]] const float* data() const
-    {
-        return floats;
-    }
-    [[nodiscard]] std::size_t size() const
-    {
-        return numUsed;
-    }
-    [[nodiscard]] std::span<float> span()
-    {
-        return { floats, numUsed };
-    }
-    [[nodiscard]] std::span<const float> span() const
-    {
-        return { floats, numUsed };
-    }
-    [[nodiscard]] float& operator[] (std::size_t i)
-    {
-        return floats[i];
-    }
-    [[nodiscard]] float operator[] (std::size_t i) const
-    {
-        return floats[i];
-    }
+    [[nodiscard]] float* data() { return floats; }
+    [[nodiscard]] const float* data() const { return floats; }
+    [[nodiscard]] std::size_t size() const { return numUsed; }
+    [[nodiscard]] std::span<float> span() { return { floats, numUsed }; }
+    [[nodiscard]] std::span<const float> span() const { return { floats, numUsed }; }
+    [[nodiscard]] float& operator[] (std::size_t i) { return floats[i]; }
+    [[nodiscard]] float operator[] (std::size_t i) const { return floats[i]; }
 
-    void clear()
-    {
-        std::memset (floats, 0, numUsed * sizeof (float));
-    }
+    void clear() { std::memset (floats, 0, numUsed * sizeof (float)); }
 
 private:
     void swap (AlignedBuffer& other) noexcept
     {
         std::swap (floats, other.floats);
         std::swap (numUsed, other.numUsed);
-        std::swap (pages, other.pages);
+        pages.swap (other.pages);
     }
-
-#ifdef __linux__
-    /** Room to begin on a large page. */
-    [[nodiscard]] std::size_t mappedBytes() const
-    {
-        return numUsed * sizeof (float) + largePage;
-    }
-
-    void mapPages()
-    {
-        auto* mapped =
-            mmap (nullptr, mappedBytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-
-        if (mapped == MAP_FAILED)
-            throw std::bad_alloc();
-
-        pages = mapped;
-        auto room = mappedBytes();
-        floats = static_cast<float*> (std::align (largePage, numUsed * sizeof (float), mapped, room));
-        madvise (floats, numUsed * sizeof (float), MADV_HUGEPAGE);
-    }
-#endif
 
     float* floats = nullptr;
     std::size_t numUsed = 0;
-    void* pages = nullptr; // of a large one
+    LargeMemory pages; // of a large one
 };
 
 } // namespace tessivar

@@ -4,6 +4,7 @@
 #include "model/audiofile/AudioFormats.h"
 #include "model/audiofile/PatchedInputStream.h"
 #include "model/groupfile/TessivarFormatReader.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <map>

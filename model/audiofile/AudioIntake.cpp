@@ -1,7 +1,7 @@
 #include "model/audiofile/AudioIntake.h"
 
-#include "model/DiskNames.h"
 #include "model/audiofile/AudioFileReaders.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "model/audiofile/PatchedInputStream.h"
 
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,94 +1,32 @@
 #include "model/groupfile/GroupFile.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-#include "model/OutputRules.h"
+#include "platform/FileLock.h"
+#include "platform/FileStatus.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 #include <bit>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
-#include <unistd.h>
 
 namespace tessivar
 {
 
 namespace
 {
-/** The process that holds a lock on an open file, where the system tells; 0 where not. */
-int holderOfLock (int descriptor)
+/** Empty when the lock was taken, or when the file system knows no locks. */
+juce::String takeLockOf (FileHandle handle)
 {
-    struct stat info = {};
+    if (tryLock (handle) != LockState::held)
+        return {};
 
-    if (::fstat (descriptor, &info) != 0)
-        return 0;
+    const auto holder = holderOfLock (handle);
 
-    std::array<char, 64> key{};
-    std::snprintf (key.data(),
-                   key.size(),
-                   "%02x:%02x:%llu",
-                   static_cast<unsigned> (major (info.st_dev)),
-                   static_cast<unsigned> (minor (info.st_dev)),
-                   static_cast<unsigned long long> (info.st_ino));
-
-    juce::StringArray lines;
-    lines.addLines (juce::File ("/proc/locks").loadFileAsString());
-
-    // "1: FLOCK  ADVISORY  WRITE 1234 fe:00:5678 0 EOF"
-    for (const auto& line : lines)
-    {
-        auto words = juce::StringArray::fromTokens (line, " ", {});
-        words.removeEmptyStrings();
-
-        if (words.size() > 5 && words[1] == "FLOCK" && words[5] == key.data())
-            return words[4].getIntValue();
-    }
-
-    return 0;
-}
-
-juce::String heldByAnother (int descriptor)
-{
-    const auto holder = holderOfLock (descriptor);
-
-    if (holder == ::getpid())
+    if (holder == processId())
         return "open in another window of this program";
 
     return holder > 0 ? "open in another window (process " + juce::String (holder) + ")"
                       : juce::String ("open in another window");
-}
-
-/** Empty when the lock was taken, or when the file system knows no locks. */
-juce::String takeLockOf (int descriptor)
-{
-    while (::flock (descriptor, LOCK_EX | LOCK_NB) != 0)
-    {
-        if (errno == EWOULDBLOCK)
-            return heldByAnother (descriptor);
-
-        if (errno != EINTR)
-            break;
-    }
-
-    return {};
-}
-
-std::int64_t timeOf (const struct stat& info)
-{
-    return static_cast<std::int64_t> (info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
-}
-
-int openWithoutWaiting (const juce::File& file, int flags)
-{
-    // A pipe would wait for its writer.
-    return ::open (bytesOfPath (file).c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 } // namespace
 
@@ -96,57 +34,46 @@ juce::Result GroupFile::open (const juce::File& path, std::shared_ptr<GroupFile>
 {
     const auto failed = [&] (const juce::String& reason)
     { return juce::Result::fail (path.getFullPathName() + ": " + reason); };
+    FileStatus status;
 
     // Before anything is opened: opening a device can have effects of its own.
-    struct stat info = {};
+    if (const auto error = readStatus (path, status); error.failed())
+        return failed (error.text());
 
-    if (::stat (bytesOfPath (path).c_str(), &info) != 0)
-        return failed (describeError (errno));
-
-    if (! S_ISREG (info.st_mode))
-        return failed (S_ISDIR (info.st_mode) ? "is a folder" : "is no regular file");
+    if (! status.isFile())
+        return failed (status.isFolder() ? "is a folder" : "is no regular file");
 
     juce::String againstWriting;
-    auto opened = openWithoutWaiting (path, O_RDWR);
+    OpenFile opened;
+    auto error = opened.open (path, Opening::readAndWrite);
 
-    if (opened < 0 && (errno == EACCES || errno == EROFS || errno == EPERM || errno == ETXTBSY))
+    if (error.kind() == SystemError::Kind::notPermitted)
     {
         againstWriting = "write-protected";
-        opened = openWithoutWaiting (path, O_RDONLY);
+        error = opened.open (path, Opening::readOnly);
     }
 
-    if (opened < 0)
-        return failed (describeError (errno));
+    if (error.failed())
+        return failed (error.text());
 
-    if (::fstat (opened, &info) != 0 || ! S_ISREG (info.st_mode))
-    {
-        ::close (opened);
+    const auto found = statusOf (opened.handle());
+
+    if (! found || ! found->isFile())
         return failed ("is no regular file");
-    }
 
-    std::shared_ptr<GroupFile> result (
-        new GroupFile (path, opened, static_cast<std::uint64_t> (info.st_size)));
+    if (const auto holder = takeLockOf (opened.handle()); holder.isNotEmpty())
+        againstWriting = holder;
+
+    std::shared_ptr<GroupFile> result (new GroupFile (path, std::move (opened), found->size));
     result->reasonAgainstWriting = againstWriting;
-    result->takeLock();
     result->noteContent();
     file = std::move (result);
     return juce::Result::ok();
 }
 
-GroupFile::GroupFile (const juce::File& path, int descriptorToOwn, std::uint64_t fileSize)
-    : name (path), fileDescriptor (descriptorToOwn), size (fileSize)
+GroupFile::GroupFile (const juce::File& path, OpenFile fileToOwn, std::uint64_t fileSize)
+    : name (path), opened (std::move (fileToOwn)), size (fileSize)
 {
-}
-
-GroupFile::~GroupFile()
-{
-    ::close (fileDescriptor);
-}
-
-void GroupFile::takeLock()
-{
-    if (const auto holder = takeLockOf (fileDescriptor); holder.isNotEmpty())
-        reasonAgainstWriting = holder;
 }
 
 bool GroupFile::read (std::uint64_t offset, std::span<std::uint8_t> dest)
@@ -156,40 +83,24 @@ bool GroupFile::read (std::uint64_t offset, std::span<std::uint8_t> dest)
     if (offset > known || dest.size() > known - offset)
         return fail ("read outside the file");
 
-    while (! dest.empty())
-    {
-        const auto count = ::pread (fileDescriptor, dest.data(), dest.size(), static_cast<off_t> (offset));
+    const auto [failure, count] =
+        FileSystemCalls::system().readAll (handle(), offset, dest.data(), dest.size());
 
-        if (count > 0)
-        {
-            dest = dest.subspan (static_cast<std::size_t> (count));
-            offset += static_cast<std::uint64_t> (count);
-        }
-        else if (count == 0)
-        {
-            return failAt (offset, "the file has been cut short");
-        }
-        else if (errno != EINTR)
-        {
-            return failAt (offset, describeError (errno));
-        }
-    }
+    if (failure.failed() || count < dest.size())
+        return failAt (offset + count, failure.failed() ? failure.text() : "the file has been cut short");
 
     return true;
 }
 
 bool GroupFile::isStillAt (const juce::File& path) const
 {
-    struct stat open = {}, named = {};
-    return ::fstat (fileDescriptor, &open) == 0 && ::stat (bytesOfPath (path).c_str(), &named) == 0
-           && open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+    return tessivar::isStillAt (handle(), path);
 }
 
 bool GroupFile::isUnchanged() const
 {
-    struct stat open = {};
-    return isStillAt (name) && ::fstat (fileDescriptor, &open) == 0
-           && static_cast<std::uint64_t> (open.st_size) == size && isAsNoted();
+    const auto status = statusOf (handle());
+    return isStillAt (name) && status && status->size == size && isAsNoted();
 }
 
 bool GroupFile::wasChangedAt (const juce::File& target) const
@@ -206,22 +117,21 @@ bool GroupFile::isAsNoted() const
         before = noted;
     }
 
-    struct stat info = {};
+    const auto status = statusOf (handle());
 
     // A time alone says little: copying programs touch files. What somebody has saved stands at the end.
-    return ::fstat (fileDescriptor, &info) == 0 && static_cast<std::uint64_t> (info.st_size) == before.size
-           && (timeOf (info) == before.modified || endSumOf (before.size) == before.endSum);
+    return status && status->size == before.size
+           && (status->modified == before.modified || endSumOf (before.size) == before.endSum);
 }
 
 void GroupFile::noteContent()
 {
-    struct stat info = {};
+    const auto status = statusOf (handle());
 
-    if (::fstat (fileDescriptor, &info) != 0)
+    if (! status)
         return;
 
-    const auto present = static_cast<std::uint64_t> (info.st_size);
-    const Content content{ present, timeOf (info), endSumOf (present) };
+    const Content content{ status->size, status->modified, endSumOf (status->size) };
     const std::lock_guard guard (stateLock);
     noted = content;
 }
@@ -230,18 +140,15 @@ std::uint32_t GroupFile::endSumOf (std::uint64_t fileSize) const
 {
     constexpr std::uint64_t most = 64 << 10; // the records of all tracks, and more
     std::vector<std::uint8_t> end (static_cast<std::size_t> (std::min (most, fileSize)));
-    const auto count =
-        ::pread (fileDescriptor, end.data(), end.size(), static_cast<off_t> (fileSize - end.size()));
-    end.resize (count > 0 ? static_cast<std::size_t> (count) : 0);
+    end.resize (
+        FileSystemCalls::system().readAll (handle(), fileSize - end.size(), end.data(), end.size()).numBytes);
     return crc32Of (end);
 }
 
 std::uint64_t GroupFile::bytesOnDisk() const
 {
-    constexpr std::uint64_t unitOfBlocks = 512;
-    struct stat info = {};
-    return ::fstat (fileDescriptor, &info) == 0 ? static_cast<std::uint64_t> (info.st_blocks) * unitOfBlocks
-                                                : size.load();
+    const auto status = statusOf (handle());
+    return status ? status->bytesOnDisk : size.load();
 }
 
 juce::String GroupFile::lastError() const
@@ -337,15 +244,14 @@ bool GroupFileSamples::readFrames (std::int64_t start, std::span<float> dest)
     return true;
 }
 
-juce::Result lockGroupTarget (const juce::File& target, const GroupFile* current, int& lockDescriptor)
+juce::Result lockGroupTarget (const juce::File& target, const GroupFile* current, OpenFile& lock)
 {
     juce::String holder;
-    lockDescriptor = -1;
 
     if (current != nullptr && current->isStillAt (target))
         holder = current->why();
-    else if (lockDescriptor = openWithoutWaiting (target, O_RDONLY); lockDescriptor >= 0)
-        holder = takeLockOf (lockDescriptor);
+    else if (! lock.open (target, Opening::readOnly).failed())
+        holder = takeLockOf (lock.handle());
 
     return holder.isEmpty() ? juce::Result::ok()
                             : juce::Result::fail (target.getFullPathName() + ": " + holder);
@@ -353,13 +259,8 @@ juce::Result lockGroupTarget (const juce::File& target, const GroupFile* current
 
 juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current)
 {
-    auto descriptor = -1;
-    const auto result = lockGroupTarget (target, current, descriptor);
-
-    if (descriptor >= 0)
-        ::close (descriptor);
-
-    return result;
+    OpenFile lock;
+    return lockGroupTarget (target, current, lock);
 }
 
 } // namespace tessivar

@@ -4,6 +4,7 @@
 #include "model/groupfile/AudioSums.h"
 #include "model/groupfile/GroupTables.h"
 #include "model/groupfile/RandomAccessBytes.h"
+#include "platform/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
 
@@ -26,8 +27,6 @@ class GroupFile final : public RandomAccessBytes
 public:
     /** Fails, naming the file and the reason, when it isn't there, is no regular file or can't be read. */
     [[nodiscard]] static juce::Result open (const juce::File& path, std::shared_ptr<GroupFile>& file);
-
-    ~GroupFile() override;
 
     [[nodiscard]] const juce::File& path() const { return name; }
 
@@ -63,7 +62,7 @@ public:
 
     // For saving.
 
-    [[nodiscard]] int descriptor() const { return fileDescriptor; }
+    [[nodiscard]] FileHandle handle() const { return opened.handle(); }
 
     /** Says which name the file was given, before it is shared. */
     void setPath (const juce::File& newPath) { name = newPath; }
@@ -81,8 +80,7 @@ public:
 private:
     friend class GroupFileSamples;
 
-    GroupFile (const juce::File& path, int descriptorToOwn, std::uint64_t fileSize);
-    void takeLock();
+    GroupFile (const juce::File& path, OpenFile fileToOwn, std::uint64_t fileSize);
     [[nodiscard]] bool isAsNoted() const;
     [[nodiscard]] std::uint32_t endSumOf (std::uint64_t fileSize) const;
     bool fail (const juce::String& reason);
@@ -91,7 +89,7 @@ private:
     void removeUser (const AudioRange& range);
 
     juce::File name;
-    const int fileDescriptor;
+    const OpenFile opened;
     std::atomic<std::uint64_t> size, startOfTail{ 0 };
 
     /** How the file stood on disk when it was last looked at. */
@@ -138,12 +136,12 @@ private:
     JUCE_DECLARE_NON_COPYABLE (GroupFileSamples)
 };
 
-/** Keeps others from opening the file that a Group is to be saved to, as long as lockDescriptor is open, which the caller
-    closes; -1 when the file isn't there, or is current, the one that the Group has open. Fails, with the name and the
-    reason, when somebody else has it open or when current is write-protected.
+/** Keeps others from opening the file that a Group is to be saved to, as long as lock is open; it isn't when the file isn't
+    there, or is current, the one that the Group has open. Fails, with the name and the reason, when somebody else has it
+    open or when current is write-protected.
 */
 [[nodiscard]] juce::Result
-lockGroupTarget (const juce::File& target, const GroupFile* current, int& lockDescriptor);
+lockGroupTarget (const juce::File& target, const GroupFile* current, OpenFile& lock);
 
 /** Whether that would work now. */
 [[nodiscard]] juce::Result checkGroupTarget (const juce::File& target, const GroupFile* current);

@@ -1,14 +1,8 @@
 #include "model/groupfile/GroupFileAppending.h"
 
-#include "model/AtomicFile.h"
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <utility>
-
-#include <fcntl.h>
-#include <linux/falloc.h>
 
 namespace tessivar
 {
@@ -28,34 +22,20 @@ public:
 
     bool write (const void* data, std::size_t numBytes) override
     {
-        const auto* bytes = static_cast<const char*> (data);
+        if (result.failed())
+            return false;
 
-        while (numBytes > 0 && result.wasOk())
-        {
-            const auto count =
-                calls.pwrite (file.descriptor(), bytes, numBytes, static_cast<std::int64_t> (position));
-
-            if (count > 0)
-            {
-                bytes += count;
-                position += static_cast<std::uint64_t> (count);
-                numBytes -= static_cast<std::size_t> (count);
-            }
-            else if (count == 0 || errno != EINTR)
-            {
-                fail (count == 0 ? EIO : errno);
-            }
-        }
-
-        return numBytes == 0;
+        const auto [error, count] = calls.writeAll (file.handle(), position, data, numBytes);
+        position += count;
+        check (error);
+        return result.wasOk();
     }
 
     /** Waits until all that was written is on disk. */
     [[nodiscard]] bool sync()
     {
-        while (result.wasOk() && calls.fdatasync (file.descriptor()) != 0)
-            if (errno != EINTR)
-                fail (errno);
+        if (result.wasOk())
+            check (calls.flush (file.handle()));
 
         return result.wasOk();
     }
@@ -66,15 +46,10 @@ public:
         if (std::exchange (isSettled, true) || position == start)
             return result;
 
-        while (calls.ftruncate (file.descriptor(), static_cast<std::int64_t> (start)) != 0)
-            if (errno != EINTR)
-            {
-                // What was appended is no whole tail: opening the file finds the one before it.
-                result =
-                    juce::Result::fail (result.getErrorMessage()
-                                        + "; what was written stays at its end: " + describeError (errno));
-                break;
-            }
+        // What was appended is no whole tail: opening the file finds the one before it.
+        if (const auto error = calls.setSize (file.handle(), start); error.failed())
+            result = juce::Result::fail (result.getErrorMessage()
+                                         + "; what was written stays at its end: " + error.text());
 
         file.noteContent();
         return result;
@@ -87,10 +62,11 @@ public:
     juce::int64 getPosition() override { return static_cast<juce::int64> (position); }
 
 private:
-    void fail (int error)
+    void check (const SystemError& error)
     {
-        result = juce::Result::fail (file.path().getFullPathName()
-                                     + " can't be written: " + describeError (error));
+        if (error.failed())
+            result =
+                juce::Result::fail (file.path().getFullPathName() + " can't be written: " + error.text());
     }
 
     FileSystemCalls& calls;
@@ -191,22 +167,14 @@ juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCall
         if (range.size == 0)
             continue;
 
-        while (range.offset > free
-               && calls.fallocate (file.descriptor(),
-                                   FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
-                                   static_cast<std::int64_t> (free),
-                                   static_cast<std::int64_t> (range.offset - free))
-                      != 0)
-            if (errno != EINTR)
+        if (range.offset > free)
+            if (const auto error = calls.giveBack (file.handle(), free, range.offset - free); error.failed())
             {
-                result = juce::Result::fail (file.path().getFileName()
-                                             + ": the room of older audio can't be given back: "
-                                             + describeError (errno));
+                result =
+                    juce::Result::fail (file.path().getFileName()
+                                        + ": the room of older audio can't be given back: " + error.text());
                 break;
             }
-
-        if (result.failed())
-            break;
 
         free = std::max (free, range.offset + range.size);
     }

@@ -1,7 +1,7 @@
 #include "model/groupfile/GroupFileLoading.h"
 
-#include "model/DiskNames.h"
 #include "model/groupfile/PropertyList.h"
+#include "platform/DiskNames.h"
 #include "terms/ChannelLayout.h"
 
 #include <string_view>

@@ -1,19 +1,15 @@
 #include "model/groupfile/GroupFileSaving.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-#include "model/TemporaryStore.h"
 #include "model/groupfile/GroupFileAppending.h"
 #include "model/groupfile/GroupFileAudio.h"
 #include "model/groupfile/GroupFileVerification.h"
+#include "platform/AtomicFile.h"
+#include "platform/Folders.h"
 
 #include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
-
-#include <linux/magic.h>
-#include <sys/vfs.h>
 
 namespace tessivar
 {
@@ -33,18 +29,6 @@ FileSystemCalls& callsOf (const SaveRequest& request)
     return request.calls != nullptr ? *request.calls : FileSystemCalls::system();
 }
 
-/** Largest size of a file in a folder. */
-std::optional<std::uint64_t> sizeLimitOf (const juce::File& folder)
-{
-    constexpr std::uint64_t largestOfFat = 0xffffffffu;
-    struct statfs info = {};
-
-    if (::statfs (bytesOfPath (folder).c_str(), &info) == 0 && info.f_type == MSDOS_SUPER_MAGIC)
-        return largestOfFat;
-
-    return std::nullopt;
-}
-
 /** Why no file of that size can be made in the target's folder, or so many bytes be added; empty when they can. */
 juce::String reasonAgainstSize (const SaveRequest& request,
                                 std::uint64_t size,
@@ -53,7 +37,7 @@ juce::String reasonAgainstSize (const SaveRequest& request,
 {
     const auto folder = request.target.getParentDirectory();
 
-    if (const auto limit = sizeLimitOf (folder); limit && size > *limit)
+    if (const auto limit = largestFileIn (folder); limit && size > *limit)
         return "the file system takes no file of more than " + juce::String (*limit) + " bytes; "
                + juce::String (size) + " bytes needed";
 
@@ -78,29 +62,6 @@ juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t siz
 {
     return reasonAgainstSize (request, size, size, request.spareBytes);
 }
-
-/** Keeps others from opening the file that is about to be replaced. */
-class LockOfTarget
-{
-public:
-    ~LockOfTarget()
-    {
-        if (descriptor >= 0)
-            ::close (descriptor);
-    }
-
-    LockOfTarget() = default;
-    LockOfTarget (const LockOfTarget&) = delete;
-    LockOfTarget& operator= (const LockOfTarget&) = delete;
-
-    [[nodiscard]] juce::Result take (const SaveRequest& request)
-    {
-        return lockGroupTarget (request.target, request.currentFile.get(), descriptor);
-    }
-
-private:
-    int descriptor = -1;
-};
 
 /** Reads a new file back that has not got its name yet. */
 juce::Result checkNewFile (const juce::File& temporary,
@@ -257,9 +218,10 @@ juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const Wor
     if (const auto unchanged = checkUnchanged (request); unchanged.failed())
         return unchanged;
 
-    LockOfTarget lock;
+    OpenFile lock;
 
-    if (const auto result = lock.take (request); result.failed())
+    if (const auto result = lockGroupTarget (request.target, request.currentFile.get(), lock);
+        result.failed())
         return result;
 
     SavePlan whole (request.state, nullptr);

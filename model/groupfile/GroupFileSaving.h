@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/FileSystemCalls.h"
 #include "model/GroupState.h"
 #include "model/groupfile/GroupFile.h"
+#include "platform/FileSystemCalls.h"
 #include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>

@@ -1,8 +1,8 @@
 #include "model/groupfile/GroupTail.h"
 
-#include "model/AtomicFile.h"
 #include "model/LittleEndian.h"
 #include "model/groupfile/PropertyList.h"
+#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,9 +1,9 @@
 #include "model/groupfile/GroupTail.h"
 
-#include "model/AtomicFile.h"
 #include "model/LittleEndian.h"
 #include "model/audiofile/AudioIntake.h"
 #include "model/groupfile/PropertyList.h"
+#include "platform/DiskNames.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"

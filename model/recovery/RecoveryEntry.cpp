@@ -1,18 +1,18 @@
 #include "model/recovery/RecoveryEntry.h"
 
-#include "model/DiskNames.h"
 #include "model/LittleEndian.h"
 #include "model/TemporaryStore.h"
 #include "model/groupfile/AudioSums.h"
 #include "model/groupfile/GroupTail.h"
 #include "model/groupfile/PropertyList.h"
+#include "platform/DiskNames.h"
+#include "platform/FileStatus.h"
+#include "platform/Process.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <limits>
 #include <utility>
-
-#include <sys/stat.h>
 
 namespace tessivar
 {
@@ -139,16 +139,14 @@ void setPlace (juce::StringPairArray& properties, const char* name, const std::o
 
 std::optional<FileIdentity> FileIdentity::of (const juce::File& file)
 {
-    struct stat info = {};
+    const auto status = statusOf (file);
 
-    if (::stat (bytesOfPath (file).c_str(), &info) != 0 || ! S_ISREG (info.st_mode))
+    if (! status || ! status->isFile())
         return std::nullopt;
 
-    return FileIdentity{ static_cast<std::uint64_t> (info.st_size),
-                         static_cast<std::uint64_t> (info.st_mtim.tv_sec) * 1000000000u
-                             + static_cast<std::uint64_t> (info.st_mtim.tv_nsec),
-                         static_cast<std::uint64_t> (info.st_dev),
-                         static_cast<std::uint64_t> (info.st_ino) };
+    return FileIdentity{
+        status->size, static_cast<std::uint64_t> (status->modified), status->id.volume, status->id.number
+    };
 }
 
 bool FileIdentity::isStillIn (const FileIdentity& later) const
@@ -202,11 +200,6 @@ RecoveryEntry RecoveryEntry::of (const GroupState& state, const juce::File& grou
                                  placeOf (track.components.get()) });
 
     return entry;
-}
-
-juce::String RecoveryEntry::currentBoot()
-{
-    return juce::File ("/proc/sys/kernel/random/boot_id").loadFileAsString().trim();
 }
 
 std::vector<std::uint8_t> encodeRecoveryEntry (const RecoveryEntry& entry)

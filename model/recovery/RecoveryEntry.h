@@ -26,8 +26,8 @@ struct FileIdentity
     /** Nothing when there is no such regular file. */
     [[nodiscard]] static std::optional<FileIdentity> of (const juce::File& file);
 
-    /** Whether audio that lay in this file lies at the same place in that one: it is the same file and only grew, as
-        a group file does that is saved again, or an untouched copy.
+    /** Whether audio that lay in this file lies at the same place in that one: it is the same file and only
+        grew, as a group file does that is saved again, or an untouched copy.
     */
     [[nodiscard]] bool isStillIn (const FileIdentity& later) const;
 };
@@ -48,9 +48,9 @@ struct AudioPlace
     bool operator== (const AudioPlace&) const = default;
 };
 
-/** Sums over a few frames of samples, by which to tell later whether a place still holds them: a file may have been
-    replaced, or its last part may not have reached the disk. Remembers the sums of samples that live, as reading
-    takes time. On one thread at a time.
+/** Sums over a few frames of samples, by which to tell later whether a place still holds them: a file may
+    have been replaced, or its last part may not have reached the disk. Remembers the sums of samples that
+    live, as reading takes time. On one thread at a time.
 */
 class AudioProbes
 {
@@ -68,22 +68,17 @@ private:
     std::map<const TrackSamples*, Known> known;
 };
 
-/** Everything about an open Group but its audio, for which it notes where that lies: what brings unsaved work back
-    after a crash.
+/** Everything about an open Group but its audio, for which it notes where that lies: what brings unsaved work
+    back after a crash.
 
-    A small file: the tail of a group file at offset 0, without audio, with these properties beside the usual ones. Of
-    the Group:
-      recovery.version    "1"
-      recovery.writtenAt  ms since 1970
-      recovery.boot       identity of the operating system's start
-      recovery.groupFile  a place, of which path and identity count; missing: never saved
-    and of each track:
-      recovery.length     in samples; the record's own length and offset are 0
-      recovery.source, recovery.rendered, recovery.components
-                          places; missing: there is no such audio
-    A place is nine decimal numbers, each with a space behind it, and a path: offset in bytes, frames, interleaved
-    channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in ns since 1970,
-    device, inode, and the probe.
+    A small file: the tail of a group file at offset 0, without audio, with these properties beside the usual
+    ones. Of the Group: recovery.version    "1" recovery.writtenAt  ms since 1970 recovery.boot       identity
+    of the operating system's start recovery.groupFile  a place, of which path and identity count; missing:
+    never saved and of each track: recovery.length     in samples; the record's own length and offset are 0
+    recovery.source, recovery.rendered, recovery.components places; missing: there is no such audio A place is
+    nine decimal numbers, each with a space behind it, and a path: offset in bytes, frames, interleaved
+    channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in ns since
+    1970, device, inode, and the probe.
 */
 struct RecoveryEntry
 {
@@ -107,9 +102,6 @@ struct RecoveryEntry
     /** Looks at the files that the samples lie in. On any thread. */
     [[nodiscard]] static RecoveryEntry
     of (const GroupState& state, const juce::File& groupFile, AudioProbes& probes);
-
-    /** The identity of this start of the operating system; empty where it has none. */
-    [[nodiscard]] static juce::String currentBoot();
 };
 
 /** The longest file that is read as an entry, in bytes. */
@@ -117,8 +109,8 @@ inline constexpr std::size_t maxRecoveryEntrySize = 256 << 20;
 
 [[nodiscard]] std::vector<std::uint8_t> encodeRecoveryEntry (const RecoveryEntry& entry);
 
-/** Fails, with the reason, unless the bytes are an entry as it was written, from the first to the last; entry then
-    stays as it was.
+/** Fails, with the reason, unless the bytes are an entry as it was written, from the first to the last; entry
+    then stays as it was.
 */
 [[nodiscard]] juce::Result decodeRecoveryEntry (std::span<const std::uint8_t> bytes, RecoveryEntry& entry);
 

@@ -1,9 +1,10 @@
 #include "model/recovery/RecoveryList.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
 #include "model/groupfile/GroupFileLoading.h"
 #include "model/recovery/RecoverySession.h"
+#include "platform/AtomicFile.h"
+#include "platform/FileStatus.h"
+#include "platform/Folders.h"
 
 #include <algorithm>
 #include <map>
@@ -20,15 +21,15 @@ using LockPtr = std::shared_ptr<const FileLock>;
 /** Reads a whole entry; what comes back is the reason why not. */
 juce::Result readEntry (const juce::File& file, RecoveryEntry& entry)
 {
-    struct stat info = {};
+    FileStatus status;
 
-    if (::lstat (bytesOfPath (file).c_str(), &info) != 0)
-        return juce::Result::fail (describeError (errno));
+    if (const auto error = readStatus (file, status, Links::keep); error.failed())
+        return juce::Result::fail (error.text());
 
-    if (! S_ISREG (info.st_mode))
+    if (! status.isFile())
         return juce::Result::fail ("no regular file");
 
-    if (static_cast<std::uint64_t> (info.st_size) > maxRecoveryEntrySize)
+    if (status.size > maxRecoveryEntrySize)
         return juce::Result::fail ("longer than any entry");
 
     try
@@ -53,10 +54,7 @@ juce::File moveToBad (const juce::File& file)
     const auto folder = file.getSiblingFile (recoveryNames::badFolder);
     juce::ignoreUnused (makeFolder (folder));
     const auto target = folder.getChildFile (file.getFileName()).getNonexistentSibling();
-    const auto moved =
-        FileSystemCalls::system().rename (bytesOfPath (file).c_str(), bytesOfPath (target).c_str(), false)
-        == 0;
-    return moved ? target : file;
+    return FileSystemCalls::system().rename (file, target, false).failed() ? file : target;
 }
 
 /** Deletes what processes that are gone have left half written, and the locks of those that left no entry. */

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "model/FileLock.h"
 #include "model/Group.h"
 #include "model/recovery/RecoveredAudio.h"
 #include "model/recovery/RecoveryEntry.h"
+#include "platform/FileLock.h"
 
 #include <juce_core/juce_core.h>
 

@@ -1,8 +1,9 @@
 #include "model/recovery/RecoverySession.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
 #include "model/TemporaryStore.h"
+#include "platform/AtomicFile.h"
+#include "platform/Folders.h"
+#include "platform/Process.h"
 
 #include <utility>
 
@@ -21,10 +22,11 @@ juce::File recoveryNames::skippedMarkOf (const juce::File& entry)
 
 juce::Result deleteRecoveryEntry (const juce::File& entry, FileSystemCalls& calls)
 {
-    if (calls.unlink (bytesOfPath (entry).c_str()) != 0 && errno != ENOENT)
-        return juce::Result::fail (entry.getFullPathName() + " can't be deleted: " + describeError (errno));
+    if (const auto error = calls.remove (entry);
+        error.failed() && error.kind() != SystemError::Kind::notFound)
+        return juce::Result::fail (entry.getFullPathName() + " can't be deleted: " + error.text());
 
-    calls.unlink (bytesOfPath (recoveryNames::skippedMarkOf (entry)).c_str());
+    calls.remove (recoveryNames::skippedMarkOf (entry));
     return juce::Result::ok();
 }
 
@@ -37,28 +39,28 @@ juce::Result RecoverySession::open (const juce::File& folder,
                                    + made.getErrorMessage());
 
     // Names of Groups and files are nobody else's business; a folder that refuses is another user's anyway.
-    juce::ignoreUnused (::chmod (bytesOfPath (folder).c_str(), 0700));
+    makePrivate (folder);
+    SystemError error;
 
     for (int attempt = 0; attempt < 16; ++attempt)
     {
-        const auto random = juce::String::toHexString (juce::Random::getSystemRandom().nextInt());
-        const auto name = juce::String (::getpid()) + "-" + random.paddedLeft ('0', 8);
+        const auto name = uniqueTag();
         const auto lockFile = folder.getChildFile (name + recoveryNames::lockSuffix);
 
         if (lockFile.exists())
             continue;
 
-        if (auto taken = FileLock::take (lockFile))
+        if (auto taken = FileLock::take (lockFile, error))
         {
             session.reset (new RecoverySession (calls, folder, name, std::move (*taken)));
             return juce::Result::ok();
         }
 
-        if (errno != EWOULDBLOCK)
+        if (error.kind() != SystemError::Kind::inUse)
             break;
     }
 
-    return juce::Result::fail ("recovery folder " + folder.getFullPathName() + ": " + describeError (errno));
+    return juce::Result::fail ("recovery folder " + folder.getFullPathName() + ": " + error.text());
 }
 
 RecoverySession::RecoverySession (FileSystemCalls& callsToUse,
@@ -114,12 +116,9 @@ juce::Result RecoverySession::write (std::uint32_t groupId, const RecoveryEntry&
     if (RecoveryEntry readBack; decodeRecoveryEntry (bytes, readBack).failed())
         return juce::Result::fail (entry.state.name + " can't be noted for recovery");
 
-    AtomicFile output (file, calls);
-
-    if (output.open().wasOk() && output.write (bytes.data(), bytes.size()))
-        juce::ignoreUnused (output.commit());
-
-    return output.status().failed() ? output.status() : noted;
+    const auto written =
+        replaceFile (file, { reinterpret_cast<const char*> (bytes.data()), bytes.size() }, calls);
+    return written.failed() ? written : noted;
 }
 
 juce::Result RecoverySession::remove (std::uint32_t groupId)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/FileLock.h"
-#include "model/FileSystemCalls.h"
 #include "model/recovery/RecoveryEntry.h"
+#include "platform/FileLock.h"
+#include "platform/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
 

@@ -29,8 +29,8 @@ public:
     /** Replaces the list by what toString() gave, up to the limit; blank lines are kept as entries. */
     void restoreFrom (const juce::String& text);
 
-    /** Does to another list what add() and remove() have done to this one since the last restoreFrom(), so that two
-        running copies of the program don't take each other's entries away.
+    /** Does to another list what add() and remove() have done to this one since the last restoreFrom(), so
+        that two running copies of the program don't take each other's entries away.
     */
     void replayOn (RecentFiles& other) const;
 

@@ -8,8 +8,8 @@
 namespace tessivar
 {
 
-/** The keys of the settings file, beside those of the abbreviation lists, which are drumTypeKey(). Values are texts,
-    flags are settingsTrue and settingsFalse.
+/** The keys of the settings file, beside those of the abbreviation lists, which are drumTypeKey(). Values are
+    texts, flags are settingsTrue and settingsFalse.
 */
 namespace settingsKeys
 {
@@ -31,21 +31,6 @@ inline constexpr auto settingsFalse = "FALSE";
 /** Whether the program runs for the first time with these settings. Notes that it has run: true once. */
 [[nodiscard]] bool isFirstRun (juce::PropertySet& settings);
 
-/** Whether a kind of warning, a code of ImportWarnings, is to be shown: false only for those on short and long
-    tracks, and only when the user silenced them. Any text under their key counts as that. Without settings every kind
-    is shown.
-*/
-[[nodiscard]] bool shouldShowWarning (const juce::PropertySet* settings, int kind);
-
-/** Silences a kind for good; kinds other than those on short and long tracks are left alone. */
-void suppressWarning (juce::PropertySet* settings, int kind);
-
-/** The silenced kinds, ascending. */
-[[nodiscard]] std::vector<int> suppressedWarnings (const juce::PropertySet* settings);
-
-/** Silences each of the kinds. */
-void suppressWarnings (juce::PropertySet* settings, const std::vector<int>& kinds);
-
 /** The folders that the user chose on the settings page; nothing: none chosen, the default counts. */
 struct FolderSettings
 {
@@ -54,13 +39,15 @@ struct FolderSettings
 
     [[nodiscard]] static FolderSettings load (const juce::PropertySet& settings);
 
-    /** Writes the chosen folders. A default export folder removes its key; a default folder for temporary files
-        leaves its key as it is, whatever it holds. That difference is intended.
+    /** Writes the chosen folders. A default export folder removes its key; a default folder for temporary
+        files leaves its key as it is, whatever it holds. That difference is intended.
     */
     void save (juce::PropertySet& settings) const;
 };
 
-/** Whether either folder was ever chosen; as long as not, every start installs the built-in abbreviation lists. */
+/** Whether either folder was ever chosen; as long as not, every start installs the built-in abbreviation
+    lists.
+*/
 [[nodiscard]] bool hasFolderSettings (const juce::PropertySet& settings);
 
 } // namespace tessivar

@@ -1,20 +1,17 @@
 #include "model/settings/SettingsFolder.h"
 
-#include "model/DiskNames.h"
-#include "model/FileLock.h"
-
-#include <sys/stat.h>
-#include <unistd.h>
+#include "platform/AtomicFile.h"
+#include "platform/FileStatus.h"
+#include "platform/Folders.h"
 
 namespace tessivar
 {
 
 int tidySettingsFolder (const juce::File& folder)
 {
-    auto numDeleted = 0;
-
-    if (folder.existsAsFile() && ::unlink (bytesOfPath (folder).c_str()) == 0)
-        ++numDeleted;
+    const auto deleted = [] (const juce::File& file)
+    { return FileSystemCalls::system().remove (file).failed() ? 0 : 1; };
+    auto numDeleted = folder.existsAsFile() ? deleted (folder) : 0;
 
     if (makeFolder (folder).failed())
         return -1;
@@ -23,15 +20,11 @@ int tidySettingsFolder (const juce::File& folder)
          juce::RangedDirectoryIterator (folder, false, "*", juce::File::findFilesAndDirectories))
     {
         const auto file = entry.getFile();
-        struct stat info = {};
 
         // A link to a folder counts as a folder.
-        if (file.hasFileExtension (".config") || file.isDirectory()
-            || unfinishedState (file) == Unfinished::beingWritten
-            || ::lstat (bytesOfPath (file).c_str(), &info) != 0)
-            continue;
-
-        numDeleted += ::unlink (bytesOfPath (file).c_str()) == 0 ? 1 : 0;
+        if (! file.hasFileExtension (".config") && ! file.isDirectory()
+            && unfinishedState (file) != Unfinished::beingWritten)
+            numDeleted += deleted (file);
     }
 
     return numDeleted;

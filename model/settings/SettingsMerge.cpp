@@ -26,8 +26,8 @@ bool isXmlCharacter (juce::juce_wchar character)
                : code == '\t' || code == '\n' || code == '\r';
 }
 
-/** The text with what is no character replaced: names of files may be any bytes, and one such in the settings must not
-    make all of them unreadable.
+/** The text with what is no character replaced: names of files may be any bytes, and one such in the settings
+    must not make all of them unreadable.
 */
 juce::String withCharactersOnly (const juce::String& text)
 {

@@ -1,8 +1,9 @@
 #include "model/settings/SettingsStore.h"
 
-#include "model/AtomicFile.h"
-#include "model/DiskNames.h"
-#include "model/FileLock.h"
+#include "platform/AtomicFile.h"
+#include "platform/FileLock.h"
+#include "platform/FileStatus.h"
+#include "platform/Folders.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,31 +13,32 @@ namespace tessivar
 
 namespace
 {
-// A copy of the program that was stopped in the middle of a save must not stop this one for ever; the file is replaced
-// in one step in any case.
+// A copy of the program that was stopped in the middle of a save must not stop this one for ever; the file is
+// replaced in one step in any case.
 constexpr int longestWaitForLock = 2000; // ms
 constexpr int maxDamagedFiles = 10;
 } // namespace
 
 juce::Result readSettingsFile (const juce::File& file, std::optional<juce::MemoryBlock>& content)
 {
-    const auto failed = [&] (int error)
-    { return juce::Result::fail (file.getFullPathName() + ": " + describeError (error)); };
+    using Kind = SystemError::Kind;
+    const auto failed = [&] (const SystemError& error)
+    { return juce::Result::fail (file.getFullPathName() + ": " + error.text()); };
+    FileStatus status;
 
-    struct stat info = {};
-
-    if (::stat (bytesOfPath (file).c_str(), &info) != 0)
-        return errno == ENOENT || errno == ENOTDIR ? juce::Result::ok() : failed (errno);
+    if (const auto error = readStatus (file, status); error.failed())
+        return error.kind() == Kind::notFound || error.kind() == Kind::notAFolder ? juce::Result::ok()
+                                                                                  : failed (error);
 
     // Opening a pipe would wait for its other end.
-    if (! S_ISREG (info.st_mode))
-        return failed (S_ISDIR (info.st_mode) ? EISDIR : EINVAL);
+    if (! status.isFile())
+        return failed (status.isFolder() ? Kind::isFolder : Kind::notSupported);
 
     juce::FileInputStream stream (file);
     juce::MemoryBlock bytes;
 
     if (stream.openedOk())
-        stream.readIntoMemoryBlock (bytes, static_cast<ssize_t> (maxSettingsFileSize + 1));
+        stream.readIntoMemoryBlock (bytes, static_cast<juce::int64> (maxSettingsFileSize + 1));
 
     if (stream.failedToOpen() || stream.getStatus().failed())
         return juce::Result::fail (file.getFullPathName() + ": " + stream.getStatus().getErrorMessage());
@@ -80,7 +82,8 @@ void SettingsStore::propertyChanged()
 
 void SettingsStore::startSaveTimer (int milliseconds)
 {
-    // Nothing calls timers in a program without messages, and one that is started there keeps all from running later.
+    // Nothing calls timers in a program without messages, and one that is started there keeps all from
+    // running later.
     if (juce::MessageManager::getInstanceWithoutCreating() != nullptr)
         startTimer (milliseconds);
 }
@@ -103,7 +106,8 @@ juce::Result SettingsStore::save()
 {
     const std::lock_guard saving (saveLock);
 
-    // A state folder that can't be written to leaves the settings without a lock, but not without being saved.
+    // A state folder that can't be written to leaves the settings without a lock, but not without being
+    // saved.
     const auto processLock = FileLock::waitFor (folders.settingsLock(), longestWaitForLock);
 
     changed = false;
@@ -166,12 +170,9 @@ juce::Result SettingsStore::putAside (const juce::MemoryBlock& content)
         kept.removeAndReturn (0).deleteFile();
 
     const auto name = juce::Time::getCurrentTime().formatted ("%Y%m%d-%H%M%S");
-    AtomicFile aside (folder.getNonexistentChildFile (name, ".config", false), calls);
-
-    if (aside.open().wasOk() && aside.write (content.getData(), content.getSize()))
-        juce::ignoreUnused (aside.commit());
-
-    return aside.status();
+    return replaceFile (folder.getNonexistentChildFile (name, ".config", false),
+                        { static_cast<const char*> (content.getData()), content.getSize() },
+                        calls);
 }
 
 juce::Result SettingsStore::writeFile (const SettingsValues& values)
@@ -184,14 +185,10 @@ juce::Result SettingsStore::writeFile (const SettingsValues& values)
     const auto text = encodeSettings (values);
 
     if (text.getNumBytesAsUTF8() > maxSettingsFileSize || values.size() > maxSettingsKeys)
-        return juce::Result::fail (settingsFile.getFullPathName() + ": " + describeError (EFBIG));
+        return juce::Result::fail (settingsFile.getFullPathName() + ": "
+                                   + SystemError (SystemError::Kind::tooLarge).text());
 
-    AtomicFile output (settingsFile, calls);
-
-    if (output.open().wasOk() && output.write (text.toRawUTF8(), text.getNumBytesAsUTF8()))
-        juce::ignoreUnused (output.commit());
-
-    return output.status();
+    return replaceFile (settingsFile, { text.toRawUTF8(), text.getNumBytesAsUTF8() }, calls);
 }
 
 void SettingsStore::adopt (const SettingsValues& saved, const SettingsValues& merged)

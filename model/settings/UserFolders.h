@@ -1,39 +1,31 @@
 #pragma once
 
-#include <juce_core/juce_core.h>
+#include "platform/KnownFolders.h"
 
-#include <functional>
 #include <optional>
 
 namespace tessivar
 {
 
-/** Where a user's files of this program lie. None of the folders is made here.
-
-    On desktops with freedesktop.org's base directories these are honoured; a variable that holds no absolute path
-    counts as not set.
-*/
+/** Where a user's files of this program lie. None of the folders is made here. */
 struct UserFolders
 {
     juce::File settings;  // Tessivar/ in the configuration folder: tessivar.config, AudioDeviceSetup.config
     juce::File state;     // tessivar/: recovery entries, locks, damaged settings files
     juce::File cache;     // tessivar/
-    juce::File runtime;   // tessivar/: sockets; gone when the user logs out
+    juce::File runtime;   // tessivar/: sockets
     juce::File documents; // the user's own
 
-    /** The value of an environment variable; empty when it is not set. */
-    using Environment = std::function<juce::String (const char* variable)>;
-
     [[nodiscard]] static UserFolders ofUser();
-    [[nodiscard]] static UserFolders from (const Environment& environment, const juce::File& home);
+    [[nodiscard]] static UserFolders in (const KnownFolders& folders);
 
     /** All of them below one folder. */
     [[nodiscard]] static UserFolders below (const juce::File& folder);
 
     [[nodiscard]] juce::File settingsFile() const { return settings.getChildFile ("tessivar.config"); }
 
-    /** Held while the settings are written. It does not lie beside them: everything there that is no ".config" file
-        is deleted at each start.
+    /** Held while the settings are written. It does not lie beside them: everything there that is no
+        ".config" file is deleted at each start.
     */
     [[nodiscard]] juce::File settingsLock() const { return state.getChildFile ("settings.lock"); }
 
@@ -59,8 +51,8 @@ struct TemporaryFolderChoice
     Reason reason = Reason::chosenByUser;
 };
 
-/** The folder that the user chose, whatever its state; else that of all users when it can be written to or made; else
-    one in the user's cache.
+/** The folder that the user chose, whatever its state; else that of all users when it can be written to or
+    made; else one in the user's cache.
 */
 [[nodiscard]] TemporaryFolderChoice chooseTemporaryFolder (const std::optional<juce::File>& chosenByUser,
                                                            const UserFolders& folders,

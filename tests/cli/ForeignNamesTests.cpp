@@ -1,4 +1,4 @@
-#include "model/DiskNames.h"
+#include "platform/DiskNames.h"
 #include "tests/cli/TestAudio.h"
 #include "tools/commanddriver/ProgramRunner.h"
 

@@ -1,4 +1,4 @@
-#include "model/FileLock.h"
+#include "platform/FileLock.h"
 #include "tests/cli/TestAudio.h"
 #include "tools/commanddriver/ProgramRunner.h"
 

@@ -1,7 +1,6 @@
 #include "jobs/AnalyseGroup.h"
 
 #include "jobs/StoreSignals.h"
-#include "jobs/SystemResources.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
@@ -11,7 +10,7 @@
 #include <cmath>
 #include <numeric>
 
-#include <sys/resource.h>
+#include <unistd.h>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -55,13 +54,9 @@ TrackState trackOf (TemporaryStore& store, DrumType type, const std::vector<floa
 /** A disk that is full as soon as a file of an analysis is wanted. */
 struct FullDisk final : FileSystemCalls
 {
-    int fallocate (int descriptor, int mode, std::int64_t offset, std::int64_t size) override
+    SystemError reserve (FileHandle handle, std::uint64_t numBytes, SizeOfFile sizeOfFile) override
     {
-        if (! isFull)
-            return FileSystemCalls::fallocate (descriptor, mode, offset, size);
-
-        errno = ENOSPC;
-        return -1;
+        return isFull ? SystemError::Kind::noRoom : FileSystemCalls::reserve (handle, numBytes, sizeOfFile);
     }
 
     bool isFull = false;
@@ -332,20 +327,4 @@ TEST_CASE ("TrackSource", "[jobs][store]")
                          == (position >= 0 && position < 3 ? static_cast<float> (position + 1) : 0.0f));
             }
         }
-}
-
-TEST_CASE ("freeMemory", "[jobs][resources]")
-{
-    const auto before = freeMemory();
-    REQUIRE (before.has_value());
-    rlimit kept = {};
-    REQUIRE (::getrlimit (RLIMIT_AS, &kept) == 0);
-
-    // A limit that the process is already beyond leaves nothing.
-    rlimit tight = kept;
-    tight.rlim_cur = 1 << 20;
-    REQUIRE (::setrlimit (RLIMIT_AS, &tight) == 0);
-    const auto limited = freeMemory();
-    REQUIRE (::setrlimit (RLIMIT_AS, &kept) == 0);
-    CHECK (limited == std::uint64_t (0));
 }

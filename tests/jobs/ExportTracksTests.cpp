@@ -630,24 +630,21 @@ namespace
 /** Writes zeros as holes, so that a file of 4 GiB takes no disk. */
 struct SparseCalls final : FileSystemCalls
 {
-    int fallocate (int, int, std::int64_t, std::int64_t) override
+    SystemError reserve (FileHandle, std::uint64_t, SizeOfFile) override
     {
-        errno = EOPNOTSUPP;
-        return -1;
+        return SystemError::Kind::notSupported;
     }
 
-    ssize_t pwrite (int descriptor, const void* data, std::size_t numBytes, std::int64_t offset) override
+    Transfer
+    writeAt (FileHandle handle, std::uint64_t offset, const void* data, std::size_t numBytes) override
     {
         const auto* bytes = static_cast<const char*> (data);
 
-        if (offset > 0 && bytes[0] == 0 && std::memcmp (bytes, bytes + 1, numBytes - 1) == 0)
-            return FileSystemCalls::pwrite (
-                       descriptor, "", 1, offset + static_cast<std::int64_t> (numBytes) - 1)
-                           == 1
-                       ? static_cast<ssize_t> (numBytes)
-                       : -1;
+        if (offset == 0 || bytes[0] != 0 || std::memcmp (bytes, bytes + 1, numBytes - 1) != 0)
+            return FileSystemCalls::writeAt (handle, offset, data, numBytes);
 
-        return FileSystemCalls::pwrite (descriptor, data, numBytes, offset);
+        const auto written = FileSystemCalls::writeAt (handle, offset + numBytes - 1, "", 1);
+        return { written.error, written.numBytes * numBytes };
     }
 };
 } // namespace

@@ -6,6 +6,7 @@
 #include "terms/ChannelLayout.h"
 #include "tests/support/EngineFixtures.h"
 #include "tests/support/FileFaults.h"
+#include "tests/support/WorkFolder.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
@@ -17,23 +18,6 @@
 
 namespace tessivar::test
 {
-
-/** An empty folder that disappears with the object. */
-struct WorkFolder
-{
-    TemporaryFolder owner;
-    juce::File folder{ juce::String (owner.name()) };
-
-    [[nodiscard]] juce::File file (const char* name) const
-    {
-        return folder.getChildFile (juce::String::fromUTF8 (name));
-    }
-
-    [[nodiscard]] int numEntries() const
-    {
-        return folder.getNumberOfChildFiles (juce::File::findFilesAndDirectories);
-    }
-};
 
 /** Deterministic noise within +-amplitude. */
 inline std::vector<float> noise (std::int64_t length, std::uint32_t seed, float amplitude = 0.5f)

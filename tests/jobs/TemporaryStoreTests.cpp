@@ -1,5 +1,6 @@
-#include "model/RoomRelease.h"
 #include "model/TemporaryStore.h"
+#include "platform/FileStatus.h"
+#include "platform/RoomRelease.h"
 
 #include "tests/jobs/JobFixtures.h"
 
@@ -9,7 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,10 +22,9 @@ namespace
 /** A disk that can't reserve space. */
 struct NoReservation final : FileSystemCalls
 {
-    int fallocate (int, int, std::int64_t, std::int64_t) override
+    SystemError reserve (FileHandle, std::uint64_t, SizeOfFile) override
     {
-        errno = EOPNOTSUPP;
-        return -1;
+        return SystemError::Kind::notSupported;
     }
 };
 } // namespace
@@ -118,9 +117,9 @@ TEST_CASE ("StoreFile", "[model][store]")
         REQUIRE (freeBefore);
         CHECK (store->freeBytes().value_or (0) + large / 2 > *freeBefore); // others use the disk too
         (void) roomRelease::finish();
-        struct stat status = {};
-        REQUIRE (::stat (work.folder.getFullPathName().toRawUTF8(), &status) == 0);
-        CHECK (roomRelease::pendingBytes (status.st_dev) == 0);
+        const auto status = statusOf (work.folder);
+        REQUIRE (status.has_value());
+        CHECK (roomRelease::pendingBytes (status->id.volume) == 0);
 
         // Who waits for the end of the output must not wait for the heir.
         int ends[2]{};
@@ -130,7 +129,9 @@ TEST_CASE ("StoreFile", "[model][store]")
         if (::fork() == 0)
         {
             roomRelease::handOver(); // from here on nothing is freed at once
-            roomRelease::take (::open (file->path().getFullPathName().toRawUTF8(), O_RDWR));
+            OpenFile again;
+            juce::ignoreUnused (again.open (file->path(), Opening::readAndWrite));
+            roomRelease::take (again.release());
             roomRelease::handOver();
             ::_exit (0);
         }

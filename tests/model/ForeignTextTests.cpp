@@ -1,5 +1,5 @@
-#include "model/DiskNames.h"
 #include "model/ForeignText.h"
+#include "platform/DiskNames.h"
 
 #include <catch2/catch.hpp>
 

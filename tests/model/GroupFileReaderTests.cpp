@@ -9,6 +9,8 @@
 #include <cmath>
 #include <limits>
 
+#include <sys/stat.h>
+
 using namespace tessivar;
 using namespace tessivar::test;
 

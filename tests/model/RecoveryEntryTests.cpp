@@ -1,10 +1,15 @@
-#include "model/DiskNames.h"
 #include "model/recovery/RecoveryEntry.h"
 #include "model/recovery/RecoveryList.h"
+#include "platform/DiskNames.h"
+#include "platform/Process.h"
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
 
 #include <csignal>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tessivar
 {
@@ -58,7 +63,7 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
         checkSame (read.state, state);
         CHECK (read.groupFile == groupFile);
         CHECK (read.writtenAt == entry.writtenAt);
-        CHECK (read.boot == RecoveryEntry::currentBoot());
+        CHECK (read.boot == currentBoot());
         CHECK (read.audio == entry.audio);
         CHECK (read.state.unknownProperties.size() == 0);
         CHECK (bytes.size() < 4096);

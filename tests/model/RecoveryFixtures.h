@@ -15,6 +15,7 @@
 
 #include <functional>
 
+#include <unistd.h>
 namespace tessivar::test
 {
 

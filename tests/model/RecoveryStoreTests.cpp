@@ -2,6 +2,8 @@
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
 
+#include <unistd.h>
+
 namespace tessivar
 {
 

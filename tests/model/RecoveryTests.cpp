@@ -8,6 +8,9 @@
 
 #include <csignal>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace tessivar
 {
 

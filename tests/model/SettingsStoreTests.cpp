@@ -7,6 +7,8 @@
 
 #include <catch2/catch.hpp>
 
+#include <sys/stat.h>
+#include <unistd.h>
 namespace tessivar
 {
 

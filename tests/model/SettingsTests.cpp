@@ -1,3 +1,4 @@
+#include "model/ImportWarnings.h"
 #include "model/settings/RecentFiles.h"
 #include "model/settings/Settings.h"
 #include "model/settings/UserFolders.h"
@@ -5,6 +6,8 @@
 #include "tests/support/FileFaults.h"
 
 #include <catch2/catch.hpp>
+
+#include <sys/stat.h>
 
 namespace tessivar
 {
@@ -123,7 +126,7 @@ TEST_CASE ("UserFolders", "[model][settings]")
 
     SECTION ("follow the desktop's variables where these hold absolute paths")
     {
-        const auto folders = UserFolders::from (
+        const auto folders = UserFolders::in (KnownFolders::from (
             [] (const char* variable)
             {
                 const juce::String name (variable);
@@ -131,7 +134,7 @@ TEST_CASE ("UserFolders", "[model][settings]")
                                      : name == "XDG_STATE_HOME" ? "relative"
                                                                 : "");
             },
-            home);
+            home));
         CHECK (folders.settingsFile().getFullPathName() == "/conf/Tessivar/tessivar.config");
         CHECK (folders.state.getFullPathName() == "/home/me/.local/state/tessivar");
         CHECK (folders.cache.getFullPathName() == "/home/me/.cache/tessivar");

@@ -5,6 +5,7 @@
 #include "engine/DataFileGenerator.h"
 #include "engine/numerics/simd/SimdTarget.h"
 #include "terms/ChannelLayout.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <catch2/catch.hpp>
 
@@ -19,33 +20,6 @@
 
 namespace tessivar::test
 {
-
-/** A folder that disappears with the object. */
-class TemporaryFolder
-{
-public:
-    TemporaryFolder()
-    {
-        auto pattern = (std::filesystem::temp_directory_path() / "tessivar-test-XXXXXX").string();
-
-        if (::mkdtemp (pattern.data()) != nullptr)
-            path = pattern;
-    }
-
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all (path, ignored);
-    }
-
-    TemporaryFolder (const TemporaryFolder&) = delete;
-    TemporaryFolder& operator= (const TemporaryFolder&) = delete;
-
-    [[nodiscard]] std::string name() const { return path.string(); }
-
-private:
-    std::filesystem::path path;
-};
 
 /** The data files of all rates, written once for the test program. */
 inline const std::string& resourceFolder()

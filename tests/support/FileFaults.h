@@ -1,14 +1,16 @@
 #pragma once
 
-#include "model/FileSystemCalls.h"
+#include "platform/FileSystemCalls.h"
 
 #include <juce_core/juce_core.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 #include <vector>
 
 #include <sys/mount.h>
+#include <unistd.h>
 
 /** Disks that are full, calls that fail and rights that are missing. */
 namespace tessivar::test
@@ -83,47 +85,60 @@ public:
     [[nodiscard]] bool reachedTheFault() const { return numCalls >= failingCall; }
     [[nodiscard]] bool failedAfterRename() const { return renamed && reachedTheFault() && ! failedRename; }
 
-    int open (const char* path, int flags, mode_t mode) override
+    SystemError open (const juce::File& file, Opening how, FileHandle& handle) override
     {
-        return fails() ? -1 : FileSystemCalls::open (path, flags, mode);
+        return fails() ? error() : FileSystemCalls::open (file, how, handle);
     }
 
-    ssize_t pwrite (int descriptor, const void* data, std::size_t numBytes, std::int64_t offset) override
+    SystemError close (FileHandle handle) override
     {
-        const auto fault = isFault();
-
-        if (fault && errorNumber != shortWrite)
-            return fail();
-
-        return FileSystemCalls::pwrite (descriptor, data, fault ? (numBytes + 1) / 2 : numBytes, offset);
+        // It is closed even when the call reports an error.
+        const auto result = FileSystemCalls::close (handle);
+        return fails() ? error() : result;
     }
 
-    int fallocate (int descriptor, int mode, std::int64_t offset, std::int64_t length) override
+    Transfer
+    writeAt (FileHandle handle, std::uint64_t offset, const void* data, std::size_t numBytes) override
     {
-        return fails() ? -1 : FileSystemCalls::fallocate (descriptor, mode, offset, length);
+        const auto isFaulty = isFault();
+
+        if (isFaulty && errorNumber != shortWrite)
+            return { error() };
+
+        return FileSystemCalls::writeAt (handle, offset, data, isFaulty ? (numBytes + 1) / 2 : numBytes);
     }
 
-    int ftruncate (int descriptor, std::int64_t length) override
+    SystemError reserve (FileHandle handle, std::uint64_t numBytes, SizeOfFile sizeOfFile) override
     {
-        return fails() ? -1 : FileSystemCalls::ftruncate (descriptor, length);
+        return fails() ? error() : FileSystemCalls::reserve (handle, numBytes, sizeOfFile);
     }
 
-    int fdatasync (int descriptor) override { return fails() ? -1 : FileSystemCalls::fdatasync (descriptor); }
-    int fsync (int descriptor) override { return fails() ? -1 : FileSystemCalls::fsync (descriptor); }
-
-    int close (int descriptor) override
+    SystemError giveBack (FileHandle handle, std::uint64_t offset, std::uint64_t numBytes) override
     {
-        // The descriptor is gone even when the call reports an error.
-        const auto result = FileSystemCalls::close (descriptor);
-        return fails() ? -1 : result;
+        return fails() ? error() : FileSystemCalls::giveBack (handle, offset, numBytes);
     }
 
-    int rename (const char* from, const char* to, bool replace) override
+    SystemError setSize (FileHandle handle, std::uint64_t numBytes) override
+    {
+        return fails() ? error() : FileSystemCalls::setSize (handle, numBytes);
+    }
+
+    SystemError flush (FileHandle handle) override
+    {
+        return fails() ? error() : FileSystemCalls::flush (handle);
+    }
+
+    SystemError flushFolder (const juce::File& folder) override
+    {
+        return fails() ? error() : FileSystemCalls::flushFolder (folder);
+    }
+
+    SystemError rename (const juce::File& from, const juce::File& to, bool replace) override
     {
         if (fails())
         {
             failedRename = true;
-            return -1;
+            return error();
         }
 
         renamed = true;
@@ -137,20 +152,8 @@ private:
         return ! hasEnded && (lasts ? numCalls >= failingCall : numCalls == failingCall);
     }
 
-    int fail()
-    {
-        errno = errorNumber;
-        return -1;
-    }
-
-    bool fails()
-    {
-        if (! isFault() || errorNumber == shortWrite)
-            return false;
-
-        fail();
-        return true;
-    }
+    bool fails() { return isFault() && errorNumber != shortWrite; }
+    [[nodiscard]] SystemError error() const { return SystemError (errorNumber); }
 
     const int failingCall;
     const int errorNumber;
@@ -184,26 +187,26 @@ public:
     /** "write", "sync", "rename" and "sync FOLDER", each once for several of the kind in a row. */
     juce::StringArray log;
 
-    ssize_t pwrite (int descriptor, const void* data, std::size_t numBytes, std::int64_t offset) override
+    Transfer
+    writeAt (FileHandle handle, std::uint64_t offset, const void* data, std::size_t numBytes) override
     {
         note ("write");
-        return FileSystemCalls::pwrite (descriptor, data, numBytes, offset);
+        return FileSystemCalls::writeAt (handle, offset, data, numBytes);
     }
 
-    int fdatasync (int descriptor) override
+    SystemError flush (FileHandle handle) override
     {
         note ("sync");
-        return FileSystemCalls::fdatasync (descriptor);
+        return FileSystemCalls::flush (handle);
     }
 
-    int fsync (int descriptor) override
+    SystemError flushFolder (const juce::File& folder) override
     {
-        const juce::File link ("/proc/self/fd/" + juce::String (descriptor));
-        note ("sync " + link.getLinkedTarget().getFileName());
-        return FileSystemCalls::fsync (descriptor);
+        note ("sync " + folder.getFileName());
+        return FileSystemCalls::flushFolder (folder);
     }
 
-    int rename (const char* from, const char* to, bool replace) override
+    SystemError rename (const juce::File& from, const juce::File& to, bool replace) override
     {
         note ("rename");
         return FileSystemCalls::rename (from, to, replace);

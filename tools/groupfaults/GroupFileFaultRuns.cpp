@@ -6,6 +6,7 @@
 #include <csignal>
 #include <optional>
 
+#include <unistd.h>
 namespace tessivar::test
 {
 

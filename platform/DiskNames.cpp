@@ -1,0 +1,135 @@
+#include "platform/DiskNames.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tessivar
+{
+
+namespace
+{
+// The carriers in UTF-8: EE BE 80 to EE BE BF for the bytes 80 to BF, EE BF 80 to EE BF BF for C0 to FF.
+constexpr std::uint8_t carrierLead = 0xee, lowerCarriers = 0xbe, upperCarriers = 0xbf;
+constexpr std::size_t carrierLength = 3;
+
+std::uint8_t byteAt (std::string_view bytes, std::size_t index)
+{
+    return static_cast<std::uint8_t> (bytes[index]);
+}
+
+bool startsWithCarrier (std::string_view text)
+{
+    return text.size() >= carrierLength && byteAt (text, 0) == carrierLead
+           && byteAt (text, 1) >= lowerCarriers;
+}
+
+void appendCarrier (std::string& text, std::uint8_t byte)
+{
+    text += static_cast<char> (carrierLead);
+    text += static_cast<char> (byte < 0xc0 ? lowerCarriers : upperCarriers);
+    text += static_cast<char> (0x80 | (byte & 0x3f));
+}
+
+/** The text with what replace() gives for the byte behind each carrier. */
+template <typename Replacement>
+std::string withoutCarriers (std::string_view text, Replacement&& replacement)
+{
+    std::string result;
+    result.reserve (text.size());
+
+    while (! text.empty())
+    {
+        const auto isCarrier = startsWithCarrier (text);
+        if (isCarrier)
+            result += replacement (static_cast<std::uint8_t> (
+                (byteAt (text, 1) == lowerCarriers ? 0x80 : 0xc0) | (byteAt (text, 2) & 0x3f)));
+        else
+            result += text.front();
+        text.remove_prefix (isCarrier ? carrierLength : 1);
+    }
+
+    return result;
+}
+
+/** The number of bytes of the character that a text begins with; 0 when it begins with none. */
+std::size_t characterLength (std::string_view text)
+{
+    const auto first = byteAt (text, 0);
+    if (first < 0x80)
+        return 1;
+
+    const auto length = first >= 0xf0   ? std::size_t{ 4 }
+                        : first >= 0xe0 ? std::size_t{ 3 }
+                                        : std::size_t{ 2 };
+    if (first < 0xc2 || first > 0xf4 || text.size() < length)
+        return 0;
+
+    // The second byte tells overlong forms, surrogates and what lies above U+10FFFF.
+    const auto lowest = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
+    const auto highest = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
+    if (byteAt (text, 1) < lowest || byteAt (text, 1) > highest)
+        return 0;
+
+    for (std::size_t i = 2; i < length; ++i)
+        if ((byteAt (text, i) & 0xc0) != 0x80)
+            return 0;
+
+    return length;
+}
+} // namespace
+
+juce::String pathOfBytes (std::string_view bytes)
+{
+    bytes = bytes.substr (0, bytes.find ('\0'));
+    std::string text;
+
+    while (! bytes.empty())
+    {
+        const auto length = startsWithCarrier (bytes) ? 0 : characterLength (bytes);
+        if (length > 0)
+            text += bytes.substr (0, length);
+        else
+            appendCarrier (text, byteAt (bytes, 0));
+        bytes.remove_prefix (length > 0 ? length : 1);
+    }
+
+    return juce::String::fromUTF8 (text.c_str());
+}
+
+std::string bytesOfPath (const juce::String& path)
+{
+    return withoutCarriers (path.toRawUTF8(), [] (std::uint8_t byte) { return static_cast<char> (byte); });
+}
+
+juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes)
+{
+    const auto* bytes = name.toRawUTF8();
+    auto length = name.getNumBytesAsUTF8();
+
+    if (length <= maxBytes)
+        return name;
+
+    length = maxBytes;
+
+    // A byte of the form 10xxxxxx continues a character: the cut goes before the character it belongs to.
+    while (length > 0 && (static_cast<unsigned char> (bytes[length]) & 0xc0) == 0x80)
+        --length;
+
+    return juce::String::fromUTF8 (bytes, static_cast<int> (length));
+}
+
+juce::String readablePath (const juce::String& text)
+{
+    return juce::String::fromUTF8 (
+        withoutCarriers (
+            text.toRawUTF8(),
+            [] (std::uint8_t byte)
+            {
+                const auto letter = juce::CharacterFunctions::getUnicodeCharFromWindows1252Codepage (byte);
+                // The toolkit gives a control character for the five bytes that stand for none.
+                return juce::String::charToString (letter < 0x80 ? 0xfffd : letter).toStdString();
+            })
+            .c_str());
+}
+
+} // namespace tessivar

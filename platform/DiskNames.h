@@ -1,0 +1,34 @@
+#pragma once
+
+#include <juce_core/juce_core.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tessivar
+{
+
+/** Names of files are any bytes on disk and UTF-8 in a juce::String, whose functions read past the end of
+    anything else. A byte that is no part of UTF-8 is carried as one character of the private area, U+EF80 to
+    U+EFFF for 0x80 to 0xFF; these characters themselves are carried byte by byte, so that every name comes
+    back as it was.
+*/
+[[nodiscard]] juce::String pathOfBytes (std::string_view bytes);
+
+/** What the operating system is to be called with: every path goes through here, those that JUCE opens too.
+*/
+[[nodiscard]] std::string bytesOfPath (const juce::String& path);
+
+[[nodiscard]] inline std::string bytesOfPath (const juce::File& file)
+{
+    return bytesOfPath (file.getFullPathName());
+}
+
+/** Text with paths in it as people read it, such a byte as the letter that it is in Windows-1252. */
+[[nodiscard]] juce::String readablePath (const juce::String& text);
+
+/** The name cut to at most maxBytes of UTF-8, never inside a character. */
+[[nodiscard]] juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes);
+
+} // namespace tessivar

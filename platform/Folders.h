@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/SystemError.h"
+
+#include <juce_core/juce_core.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace tessivar
+{
+
+/** Makes a folder and those above it; one that another process makes at the same moment counts as made. */
+[[nodiscard]] juce::Result makeFolder (const juce::File& folder);
+
+/** Makes a folder that nobody but the user may look into; fails when it exists. */
+[[nodiscard]] SystemError makeNewPrivateFolder (const juce::File& folder);
+
+/** Closes an existing folder of the user to all others, as far as the file system can. */
+void makePrivate (const juce::File& folder);
+
+/** The folder, or the nearest one above it that exists. */
+[[nodiscard]] juce::File existingAncestor (juce::File folder);
+
+/** Whether two folders, or the nearest ones above them that exist, lie on one file system. */
+[[nodiscard]] bool areOnOneVolume (const juce::File& a, const juce::File& b);
+
+/** Whether files can be made in a folder, or the folder itself where it is missing. */
+[[nodiscard]] bool canMakeFilesIn (const juce::File& folder);
+
+/** Whether it is a folder of this user, and no link to one. */
+[[nodiscard]] bool isOwnFolder (const juce::File& folder);
+
+/** Removes an empty folder. */
+void removeFolder (const juce::File& folder);
+
+/** Removes a folder of plain files, never through a link. The file named last goes last, so that what is cut
+    short can be repeated as long as it is there. The room of large files comes back behind the scenes
+    (RoomRelease).
+*/
+void removeFolderOfFiles (const juce::File& folder, const char* last);
+
+/** Bytes that can be written to the file system of a folder, or of its nearest ancestor that exists; nothing
+    when it can't be asked. What removed files are still giving back counts.
+*/
+[[nodiscard]] std::optional<std::uint64_t> freeBytesOf (const juce::File& folder);
+
+/** Bytes of the largest file that a folder's file system takes; nothing when that is no limit in practice. */
+[[nodiscard]] std::optional<std::uint64_t> largestFileIn (const juce::File& folder);
+
+/** A number of bytes for a message: exact, and above 10 MB in MB or GB as well: "1288490189 bytes (1.29 GB)".
+*/
+[[nodiscard]] juce::String describeBytes (std::uint64_t bytes);
+
+} // namespace tessivar

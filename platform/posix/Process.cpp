@@ -1,0 +1,56 @@
+#include "platform/Process.h"
+
+#include "platform/DiskNames.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace tessivar
+{
+
+int processId()
+{
+    return ::getpid();
+}
+
+bool isProcessAlive (int id)
+{
+    return ::kill (id, 0) == 0 || errno == EPERM;
+}
+
+juce::String currentBoot()
+{
+    return juce::File ("/proc/sys/kernel/random/boot_id").loadFileAsString().trim();
+}
+
+juce::File programFile()
+{
+    return juce::File::getSpecialLocation (juce::File::hostApplicationPath);
+}
+
+juce::String environmentVariable (const char* name)
+{
+    const auto* value = std::getenv (name);
+    return value != nullptr ? pathOfBytes (value) : juce::String();
+}
+
+bool standardErrorIsTerminal()
+{
+    return ::isatty (STDERR_FILENO) == 1;
+}
+
+void makeBadWritesFail()
+{
+    // A handler and not SIG_IGN, which other programs would inherit.
+    struct sigaction action = {};
+    action.sa_handler = [] (int) {};
+    action.sa_flags = SA_RESTART;
+    sigemptyset (&action.sa_mask);
+    ::sigaction (SIGXFSZ, &action, nullptr);
+    ::signal (SIGPIPE, SIG_IGN);
+}
+
+} // namespace tessivar

@@ -1,0 +1,298 @@
+#include "platform/AtomicFile.h"
+#include "platform/DiskNames.h"
+#include "platform/FileLock.h"
+#include "platform/WritingNote.h"
+
+#include "tests/support/FileFaults.h"
+#include "tests/support/WorkFolder.h"
+
+#include <catch2/catch.hpp>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace tessivar;
+using namespace tessivar::test;
+
+namespace
+{
+/** More than three buffers, with a header that is filled in at the end. */
+juce::MemoryBlock contentToWrite()
+{
+    juce::MemoryBlock content (100001, true);
+
+    for (std::size_t i = 0; i < content.getSize(); ++i)
+        content[i] = static_cast<char> (i * 31);
+
+    return content;
+}
+
+juce::Result writeContent (const juce::File& target, FileSystemCalls& calls)
+{
+    const auto content = contentToWrite();
+    AtomicFile file (target, calls);
+
+    if (const auto opened = file.open (content.getSize()); opened.failed())
+        return opened;
+
+    file.writeRepeatedByte (0, 8);
+    file.write (&content[8], content.getSize() - 8);
+    file.setPosition (0);
+    file.write (content.getData(), 8);
+    return file.commit();
+}
+
+bool holds (const juce::File& file, const juce::MemoryBlock& content)
+{
+    juce::MemoryBlock found;
+    return file.loadFileAsData (found) && found == content;
+}
+
+int permissionsOf (const juce::File& file)
+{
+    struct stat info = {};
+    REQUIRE (::stat (file.getFullPathName().toRawUTF8(), &info) == 0);
+    return static_cast<int> (info.st_mode & 07777);
+}
+} // namespace
+
+TEST_CASE ("AtomicFile", "[atomicfile]")
+{
+    WorkFolder work;
+    const auto target = work.file ("take 1.wav");
+    const juce::MemoryBlock oldContent ("old", 3);
+
+    SECTION ("whichever call fails, the target is whole, the error is told and nothing else remains")
+    {
+        for (const auto hasOld : { true, false })
+            for (const auto [error, duration] : faults())
+            {
+                auto call = 1;
+
+                for (;; ++call)
+                {
+                    INFO ("call " << call << ", error " << error << ", replaces a file: " << hasOld);
+                    target.deleteFile();
+
+                    if (hasOld)
+                        REQUIRE (target.replaceWithData (oldContent.getData(), oldContent.getSize()));
+
+                    FaultyCalls calls (call, error, duration);
+                    const auto result = writeContent (target, calls);
+                    REQUIRE (work.numEntries() == (target.exists() ? 1 : 0));
+
+                    if (result.wasOk() || calls.failedAfterRename())
+                        REQUIRE (holds (target, contentToWrite()));
+                    else if (hasOld)
+                        REQUIRE (holds (target, oldContent));
+                    else
+                        REQUIRE_FALSE (target.exists());
+
+                    if (! calls.reachedTheFault())
+                        break;
+
+                    // A short write is finished.
+                    if (result.wasOk())
+                        REQUIRE ((error == FaultyCalls::shortWrite || calls.failedAfterRename()));
+                    else
+                        REQUIRE (result.getErrorMessage().startsWith (target.getFullPathName() + " "));
+                }
+
+                REQUIRE (call > 10);
+            }
+    }
+
+    SECTION ("is on disk before it has its name, and its name is before the end")
+    {
+        RecordingCalls calls;
+        REQUIRE (writeContent (target, calls).wasOk());
+        CHECK (calls.log
+               == juce::StringArray ("write", "sync", "rename", "sync " + work.folder.getFileName()));
+    }
+
+    SECTION ("gives up without a trace unless it is committed")
+    {
+        {
+            AtomicFile file (target);
+            REQUIRE (file.open().wasOk());
+            file.writeString ("half");
+            REQUIRE (file.finish().wasOk());
+            CHECK (file.temporaryFile().existsAsFile());
+        }
+
+        CHECK (work.numEntries() == 0);
+    }
+
+    SECTION ("clears away what killed processes left in the folder, but not what a living one is writing")
+    {
+        AtomicFile living (target);
+        REQUIRE (living.open().wasOk());
+        const auto child = ::fork();
+
+        if (child == 0)
+        {
+            AtomicFile file (work.file ("take 2.wav"));
+            const auto opened = file.open();
+            ::_exit (opened.wasOk() ? 0 : 1); // without a destructor, as a kill would
+        }
+
+        int status = -1;
+        REQUIRE (::waitpid (child, &status, 0) == child);
+        REQUIRE (status == 0);
+        CHECK (work.numEntries() == 2);
+
+        // Written from another computer, where the process that is gone here lives; left by a process whose
+        // number this one has now; and somebody else's.
+        const auto remote = work.folder.getChildFile (".a.tmp-" + juce::String (child) + "-0123abcd"),
+                   stale = work.folder.getChildFile (".a.tmp-" + juce::String (::getpid()) + "-0123abcd"),
+                   foreign = work.file (".a.tmp-1-backup");
+        const auto lock = FileLock::take (remote);
+        REQUIRE (lock.has_value());
+        REQUIRE (stale.replaceWithText ("x"));
+        REQUIRE (
+            stale.setLastModificationTime (juce::Time::getCurrentTime() - juce::RelativeTime::hours (1)));
+        REQUIRE (foreign.replaceWithText ("x"));
+
+        REQUIRE (writeContent (target, FileSystemCalls::system()).wasOk());
+        CHECK (work.numEntries() == 4);
+        CHECK (living.temporaryFile().existsAsFile());
+        CHECK (remote.existsAsFile());
+        CHECK (foreign.existsAsFile());
+        CHECK (living.commit().wasOk());
+    }
+
+    SECTION ("is found at the next start when its process was killed")
+    {
+        const auto notes = work.file ("notes"), folder = work.file ("session");
+        REQUIRE (folder.createDirectory().wasOk());
+        const auto child = ::fork();
+
+        if (child == 0)
+        {
+            const WritingNote note (notes, folder);
+            AtomicFile file (folder.getChildFile ("take.dls"));
+            const auto opened = file.open();
+            ::_exit (opened.wasOk() ? 0 : 1);
+        }
+
+        int status = -1;
+        REQUIRE (::waitpid (child, &status, 0) == child);
+        REQUIRE (status == 0);
+
+        {
+            const WritingNote living (notes, folder);
+            CHECK (folder.getNumberOfChildFiles (juce::File::findFiles) == 1);
+            WritingNote::sweep (notes);
+            CHECK (folder.getNumberOfChildFiles (juce::File::findFiles) == 0);
+            CHECK (notes.getNumberOfChildFiles (juce::File::findFiles) == 1);
+        }
+
+        CHECK (notes.getNumberOfChildFiles (juce::File::findFiles) == 0);
+    }
+
+    SECTION ("keeps the permissions of the file it replaces and gives new ones those the user wants")
+    {
+        const auto mask = ::umask (027);
+        auto calls = FileSystemCalls::system();
+        REQUIRE (writeContent (target, calls).wasOk());
+        ::umask (mask);
+        CHECK (permissionsOf (target) == 0640);
+
+        ::chmod (target.getFullPathName().toRawUTF8(), 0604);
+        REQUIRE (writeContent (target, calls).wasOk());
+        CHECK (permissionsOf (target) == 0604);
+    }
+
+    SECTION ("replaces what a link points to, not the link")
+    {
+        const auto link = work.file ("link.wav");
+        REQUIRE (target.replaceWithText ("old"));
+        REQUIRE (target.createSymbolicLink (link, false));
+        REQUIRE (writeContent (link, FileSystemCalls::system()).wasOk());
+        CHECK (link.isSymbolicLink());
+        CHECK (holds (target, contentToWrite()));
+    }
+
+    SECTION ("leaves a file alone that appeared meanwhile")
+    {
+        AtomicFile file (target);
+        REQUIRE (file.open().wasOk());
+        REQUIRE (target.replaceWithText ("somebody else's"));
+        CHECK (file.commit (AtomicFile::IfTargetExists::fail).failed());
+        CHECK (target.loadFileAsString() == "somebody else's");
+        CHECK (work.numEntries() == 1);
+    }
+
+    SECTION ("refuses, with the name and the reason, what can't be a target")
+    {
+        const auto refusal = [] (const juce::File& file)
+        {
+            const auto result = writeContent (file, FileSystemCalls::system());
+            INFO (result.getErrorMessage());
+            REQUIRE (result.failed());
+            CHECK (result.getErrorMessage().startsWith (file.getFullPathName()));
+            return result.getErrorMessage().fromLastOccurrenceOf (": ", false, false);
+        };
+
+        CHECK (refusal (work.folder) == "Is a directory");
+        CHECK (refusal (work.file ("missing").getChildFile ("a.wav")) == "No such file or directory");
+        CHECK (refusal (juce::File ("/dev/null")) == "it is no regular file");
+        CHECK (refusal (work.file ("a").getSiblingFile (juce::String::repeatedString ("n", 256)))
+               == "File name too long");
+
+        // A folder that can't be written to, and a file that is protected although its folder is not.
+        REQUIRE (target.replaceWithText ("old"));
+        const auto setMode = [] (const juce::File& file, mode_t mode)
+        { REQUIRE (::chmod (file.getFullPathName().toRawUTF8(), mode) == 0); };
+        setMode (target, 0444);
+
+        for (const mode_t folderMode : { 0555, 0777 })
+        {
+            setMode (work.folder, folderMode);
+            const WithoutPrivileges nobody;
+            CHECK (refusal (target) == "Permission denied");
+
+            if (folderMode == 0555)
+                CHECK (refusal (work.file ("new.wav")) == "Permission denied");
+        }
+
+        setMode (work.folder, 0755);
+        CHECK (target.loadFileAsString() == "old");
+        CHECK (work.numEntries() == 1);
+    }
+
+    SECTION ("takes names as long as the file system does, of whole characters")
+    {
+        const auto longest = work.folder.getChildFile (
+            juce::String::repeatedString (juce::String::fromUTF8 ("\xc3\xa4"), 125) + "a.wav");
+        REQUIRE (longest.getFileName().getNumBytesAsUTF8() == 255);
+        REQUIRE (writeContent (longest, FileSystemCalls::system()).wasOk());
+        CHECK (shortenedToBytes (longest.getFileName(), 5) == juce::String::fromUTF8 ("\xc3\xa4\xc3\xa4"));
+    }
+
+    SECTION ("tells on a full disk what is needed and what is free")
+    {
+        const SmallFileSystem disk (work.file ("disk"), 64);
+
+        if (disk.isMounted)
+        {
+            const auto full = disk.folder.getChildFile ("full.wav");
+            REQUIRE (full.replaceWithText ("old"));
+
+            const auto reserved = writeContent (full, FileSystemCalls::system());
+            CHECK (reserved.getErrorMessage().contains ("100001 bytes needed, "));
+            CHECK (reserved.getErrorMessage().contains (" bytes free"));
+
+            {
+                AtomicFile unreserved (full);
+                REQUIRE (unreserved.open().wasOk());
+                unreserved.writeRepeatedByte (1, 100000);
+                CHECK (unreserved.commit().getErrorMessage().contains ("No space left on device"));
+            }
+
+            CHECK (full.loadFileAsString() == "old");
+            CHECK (disk.folder.getNumberOfChildFiles (juce::File::findFiles) == 1);
+        }
+    }
+}

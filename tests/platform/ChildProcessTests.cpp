@@ -1,0 +1,74 @@
+#include "platform/ChildProgram.h"
+
+#include <juce_core/juce_core.h>
+
+#include <catch2/catch.hpp>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace
+{
+std::atomic<int> closedInVain{ 0 };
+}
+
+/** Replaces the C library's in this program: counts closes of descriptors that aren't open. */
+extern "C" int close (int descriptor)
+{
+    const auto result = static_cast<int> (::syscall (SYS_close, descriptor));
+
+    if (result != 0 && errno == EBADF)
+        ++closedInVain;
+
+    return result;
+}
+
+TEST_CASE ("A child process leaves the files of other threads alone", "[child]")
+{
+    // Whoever closes a descriptor twice closes, the second time, what another thread has opened in between.
+    const auto before = closedInVain.load();
+    const auto wasLowest = ::dup (0);
+    ::close (wasLowest);
+
+    {
+        juce::ChildProcess process;
+        REQUIRE (process.start (juce::StringArray{ "echo", "said" }, juce::ChildProcess::wantStdOut));
+        REQUIRE (process.readAllProcessOutput() == "said\n");
+    }
+
+    {
+        juce::ChildProcess unread;
+        REQUIRE (unread.start (juce::StringArray{ "echo", "said" }, juce::ChildProcess::wantStdOut));
+        REQUIRE (unread.waitForProcessToFinish (5000));
+    }
+
+    REQUIRE (closedInVain == before);
+
+    // And keeps none open.
+    const auto isLowest = ::dup (0);
+    ::close (isLowest);
+    REQUIRE (isLowest == wasLowest);
+}
+
+TEST_CASE ("The output of a program", "[child]")
+{
+    const auto isPatient = []
+    {
+        juce::Thread::sleep (1);
+        return true;
+    };
+
+    const auto numbers = tessivar::outputOfProgram ({ "seq", "100000" }, isPatient); // more than a pipe holds
+    REQUIRE (numbers.has_value());
+    CHECK (numbers->substr (numbers->size() - 7) == "100000\n");
+
+    CHECK_FALSE (tessivar::outputOfProgram ({ "sh", "-c", "echo said; exit 1" }, isPatient));
+    CHECK_FALSE (tessivar::outputOfProgram ({ "no program of this name" }, isPatient));
+
+    const auto start = juce::Time::getMillisecondCounter();
+    CHECK_FALSE (tessivar::outputOfProgram ({ "sleep", "20" }, [] { return false; }));
+    CHECK (juce::Time::getMillisecondCounter() - start < 5000);
+}
