@@ -55,4 +55,40 @@ public:
     [[nodiscard]] virtual bool readFrames (std::int64_t start, std::span<float> frames) = 0;
 };
 
+/** Where an analysis keeps what does not fit in memory. Called on the thread that runs the analysis. */
+class AnalysisStorage
+{
+public:
+    virtual ~AnalysisStorage() = default;
+
+    /** Planes of lengthInSamples floats each, used for one track after the other and released at the end.
+        Returns null when there is no room. */
+    virtual ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) = 0;
+
+    /** The sink for the seven channels of the track with this index; null when there is no room. */
+    virtual RenderedTrackSink* rendered (int trackIndex) = 0;
+
+    /** Refined method only, after the last standard track: more planes, beside the scratch planes. */
+    virtual ScratchPlanes* spectrograms (int /*numPlanes*/, std::int64_t /*floatsPerPlane*/)
+    {
+        return nullptr;
+    }
+
+    /** Refined method only: reads back what the track's first sink took. */
+    virtual RenderedTrackSource* standard (int /*trackIndex*/) { return nullptr; }
+
+    /** Refined method only: a second sink for the track, which replaces the first when the analysis
+        completes. Called track by track; each call says that the standard channels of the track before are no
+        longer needed. */
+    virtual RenderedTrackSink* refined (int /*trackIndex*/) { return nullptr; }
+
+    /** Only with keepAllComponents: the next samples of a component slot (0 = best) of a track, own length,
+        in order, slot after slot. */
+    [[nodiscard]] virtual bool
+    component (int /*trackIndex*/, int /*slot*/, std::span<const float> /*samples*/)
+    {
+        return true;
+    }
+};
+
 } // namespace tessivar

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "engine/AnalysisData.h"
-#include "engine/AnalysisPipeline.h"
+#include "engine/AnalysisResult.h"
 #include "engine/ComponentScoring.h"
+#include "engine/SampleStorage.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/MatrixView.h"
 #include "engine/numerics/WorkerPool.h"

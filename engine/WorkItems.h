@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/AnalysisPipeline.h"
+#include "engine/AnalysisResult.h"
 #include "engine/numerics/WorkerPool.h"
 #include "terms/WorkControl.h"
 

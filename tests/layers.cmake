@@ -68,6 +68,7 @@ set(json_at "^(cli|jobs|app)/")
 
 set(breaches "")
 set(numFiles 0)
+set(units "") # a header and its sources: what is included with one is there with all of them
 
 macro(breach text)
     list(APPEND breaches "  ${file}: ${include}\n      ${text}")
@@ -78,6 +79,9 @@ foreach(room IN LISTS rooms)
 
     foreach(file IN LISTS files)
         math(EXPR numFiles "${numFiles} + 1")
+        string(REGEX REPLACE "\\.[a-z]+$" "" unit "${file}")
+        string(REPLACE "platform/posix/" "platform/" unit "${unit}")
+        list(APPEND units "${unit}")
         file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*[\"<]")
 
         foreach(line IN LISTS lines)
@@ -86,6 +90,8 @@ foreach(room IN LISTS rooms)
 
             if(include MATCHES "^\"")
                 string(REGEX REPLACE "/.*$" "" target "${path}")
+                string(REGEX REPLACE "\\.h$" "" included "${path}")
+                list(APPEND uses_${unit} "${included}")
                 if(NOT path MATCHES "/" OR NOT IS_DIRECTORY "${SOURCE_DIR}/${target}")
                     breach("own headers are included by their path from the root")
                 elseif(path MATCHES "${system_at}" AND NOT file MATCHES "${system_at}")
@@ -118,6 +124,69 @@ foreach(room IN LISTS rooms)
                 endforeach()
             endif()
         endforeach()
+    endforeach()
+endforeach()
+
+# No circle leads from a folder through another one and back. First all goes that is on none: again and again what
+# includes nothing that is left. Then each way out of a folder is walked on, to see whether it comes back.
+list(REMOVE_DUPLICATES units)
+set(left ${units})
+set(numBefore -1)
+list(LENGTH left numLeft)
+
+while(NOT numLeft EQUAL numBefore)
+    set(numBefore ${numLeft})
+
+    foreach(unit IN LISTS left)
+        set(isLeft_${unit} TRUE)
+    endforeach()
+
+    set(candidates ${left})
+    set(left "")
+
+    foreach(unit IN LISTS candidates)
+        set(isLeft_${unit} FALSE)
+
+        foreach(other IN LISTS uses_${unit})
+            if(isLeft_${other} AND NOT other STREQUAL unit)
+                set(isLeft_${unit} TRUE)
+            endif()
+        endforeach()
+
+        if(isLeft_${unit})
+            list(APPEND left "${unit}")
+        endif()
+    endforeach()
+
+    list(LENGTH left numLeft)
+endwhile()
+
+foreach(unit IN LISTS left)
+    get_filename_component(folder "${unit}" DIRECTORY)
+
+    foreach(first IN LISTS uses_${unit})
+        get_filename_component(otherFolder "${first}" DIRECTORY)
+        if(isLeft_${first} AND NOT otherFolder STREQUAL folder)
+            set(waiting "${first}")
+            set(seen "")
+
+            while(waiting AND NOT unit IN_LIST seen)
+                list(POP_FRONT waiting current)
+                list(APPEND seen "${current}")
+
+                foreach(next IN LISTS uses_${current})
+                    if(isLeft_${next} AND NOT next IN_LIST seen AND NOT next IN_LIST waiting)
+                        list(APPEND waiting "${next}")
+                    endif()
+                endforeach()
+            endwhile()
+
+            if(unit IN_LIST seen)
+                set(file "${unit}")
+                set(include "${first}")
+                breach("which leads back to it: a circle between folders")
+            endif()
+        endif()
     endforeach()
 endforeach()
 
