@@ -2,6 +2,8 @@
 #include "tests/support/SampleChecks.h"
 
 #include "app/Player.h"
+#include "terms/ChannelLayout.h"
+#include "terms/KnobValues.h"
 
 #include <catch2/catch.hpp>
 
@@ -17,7 +19,7 @@ constexpr std::int64_t length = 96000;
 TrackState analysedTrack (const std::shared_ptr<TrackSamples>& rendered)
 {
     TrackState track;
-    track.sampleRate = 48000.0;
+    track.sourceInfo.sampleRate = 48000.0;
     track.rendered = rendered;
     track.source = std::make_shared<ChannelOfSamples> (rendered, channelLayout::source);
     track.record.setLengthInSamples (length);
@@ -33,7 +35,7 @@ TEST_CASE ("The player plays what the Group says", "[app][player]")
 {
     const juce::ScopedJuceInitialiser_GUI messages;
     const auto folder = juce::File::createTempFile ("");
-    TessivarWorkspace workspace (nullptr, UserFolders::below (folder));
+    TessivarWorkspace workspace (UserFolders::below (folder));
     const auto first = std::make_shared<FormulaSamples> (7, length, 1),
                second = std::make_shared<FormulaSamples> (7, length, 2);
     const Group::Ptr group (new Group ("take", { analysedTrack (first), analysedTrack (second) }));
