@@ -85,6 +85,14 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
         rig.work.exportGroups (ExportScope::group, loaded);
         REQUIRE (kick.loadFileAsData (second));
         CHECK (first == second);
+
+        // A save that is stopped is no failure.
+        rig.told.clear();
+        rig.cancelsJobs = true;
+        const auto copy = rig.folder.getChildFile ("copy.dls");
+        rig.choose ({ copy.getFullPathName() });
+        CHECK (rig.work.saveAs (loaded) == copy.exists());
+        CHECK (rig.told.isEmpty());
     }
 
     SECTION ("leaves the Group as it was when it is cancelled")

@@ -351,6 +351,8 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
 
         const auto saved = session.info();
         REQUIRE (saved.at ("tracks").size() == 3);
+        CHECK (saved.at ("tracks")[1].at ("name") == "Snare L");
+        CHECK (saved.at ("tracks")[2].at ("name") == "Snare R");
 
         for (const auto& track : saved.at ("tracks"))
         {

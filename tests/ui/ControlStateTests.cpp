@@ -1,3 +1,5 @@
+#include "terms/DrumType.h"
+#include "ui/DrumDrawing.h"
 #include "ui/KnobGeometry.h"
 #include "ui/TessivarKnobTooltip.h"
 #include "ui/TessivarSuppressionMeterComponent.h"
@@ -96,6 +98,18 @@ TEST_CASE ("A knob's label fades in 84 steps", "[ui][knob]")
     for (int tick = 0; tick < 200; ++tick)
         REQUIRE (label.fadeTick (true) == Change::none);
     CHECK (label.alpha == 252);
+}
+
+TEST_CASE ("Drum types that can be chosen differ in colour and icon", "[ui]")
+{
+    for (const auto& a : drumTypeRows)
+        for (const auto& b : drumTypeRows)
+            if (a.type < b.type && canBeChosen (a.type) && canBeChosen (b.type))
+            {
+                INFO (a.name << " and " << b.name);
+                CHECK (drumColour (a.type) != drumColour (b.type));
+                CHECK (drumIcon (a.type) != drumIcon (b.type));
+            }
 }
 
 TEST_CASE ("KnobGeometry", "[ui][knob]")
