@@ -1,7 +1,7 @@
 #include "benchmarks/ui/UiBenchmarks.h"
-#include "tools/gallery/SampleStates.h"
 #include "tests/ui/Snapshots.h"
 #include "tests/ui/WaveSignals.h"
+#include "tools/gallery/SampleStates.h"
 
 #include "ui/browser/BrowserView.h"
 #include "ui/dialogs/ProgressDialog.h"

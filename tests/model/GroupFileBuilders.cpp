@@ -102,7 +102,7 @@ std::vector<float> savedSamplesOf (const TrackState& track)
 
 namespace
 {
-bool isSameTrack (const TrackState& a, const TrackState& b)
+bool hasSameValues (const TrackState& a, const TrackState& b)
 {
     const auto chunks = [] (const TrackState& track)
     { return track.sourceInfo.chunks != nullptr ? *track.sourceInfo.chunks : SourceChunks{}; };
@@ -120,15 +120,25 @@ bool isSameTrack (const TrackState& a, const TrackState& b)
            && a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a)
            && a.record.knobs (KnobSetting::b) == b.record.knobs (KnobSetting::b)
            && a.record.selected() == b.record.selected() && a.lengthInSamples() == b.lengthInSamples()
-           && a.record.isProcessed() == b.record.isProcessed() && savedSamplesOf (a) == savedSamplesOf (b);
+           && a.record.isProcessed() == b.record.isProcessed();
 }
 } // namespace
 
-bool isSameGroup (const GroupState& a, const GroupState& b)
+bool haveSameValues (const GroupState& a, const GroupState& b)
 {
     return a.name == b.name && a.method == b.method && a.analysis == b.analysis
            && a.unknownProperties == b.unknownProperties && a.foreignText == b.foreignText
-           && std::equal (a.tracks.begin(), a.tracks.end(), b.tracks.begin(), b.tracks.end(), isSameTrack);
+           && std::equal (a.tracks.begin(), a.tracks.end(), b.tracks.begin(), b.tracks.end(), hasSameValues);
+}
+
+bool isSameGroup (const GroupState& a, const GroupState& b)
+{
+    return haveSameValues (a, b)
+           && std::equal (a.tracks.begin(),
+                          a.tracks.end(),
+                          b.tracks.begin(),
+                          [] (const TrackState& one, const TrackState& other)
+                          { return savedSamplesOf (one) == savedSamplesOf (other); });
 }
 
 SaveRequest requestFor (const GroupState& state, const juce::File& target, std::shared_ptr<GroupFile> current)

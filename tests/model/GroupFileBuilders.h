@@ -25,6 +25,9 @@ GroupState smallGroup (std::int64_t numFrames = 300);
 /** All samples of a track as it is saved; empty when they can't be read. */
 std::vector<float> savedSamplesOf (const TrackState& track);
 
+/** Whether two Groups are the same but for their audio. */
+bool haveSameValues (const GroupState& a, const GroupState& b);
+
 /** Whether two Groups are the same for a user: texts, knobs, types, audio. */
 bool isSameGroup (const GroupState& a, const GroupState& b);
 

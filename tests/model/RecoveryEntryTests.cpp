@@ -2,6 +2,7 @@
 #include "model/recovery/RecoveryList.h"
 #include "platform/DiskNames.h"
 #include "platform/Process.h"
+#include "tests/model/GroupFileBuilders.h"
 #include "tests/model/RecoveryFixtures.h"
 #include "tests/support/FileFaults.h"
 
@@ -15,34 +16,6 @@ namespace tessivar
 {
 
 using namespace test;
-
-namespace
-{
-void checkSame (const GroupState& state, const GroupState& expected)
-{
-    CHECK (state.name == expected.name);
-    CHECK (state.method == expected.method);
-    CHECK (state.analysis == expected.analysis);
-    REQUIRE (state.tracks.size() == expected.tracks.size());
-
-    for (std::size_t i = 0; i < state.tracks.size(); ++i)
-    {
-        const auto &a = state.tracks[i], &b = expected.tracks[i];
-        CHECK (a.name == b.name);
-        CHECK (a.excluded == b.excluded);
-        CHECK (a.sourceInfo.file == b.sourceInfo.file);
-        CHECK (a.sourceInfo.sampleRate == b.sourceInfo.sampleRate);
-        CHECK (a.sourceInfo.bitsPerSample == b.sourceInfo.bitsPerSample);
-        CHECK (a.sourceInfo.metadata == b.sourceInfo.metadata);
-        CHECK (a.drumType() == b.drumType());
-        CHECK (a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a));
-        CHECK (a.record.isProcessed() == b.record.isProcessed());
-        CHECK (a.lengthInSamples() == b.lengthInSamples());
-        CHECK (a.analysedAs == b.analysedAs);
-        CHECK (a.findings == b.findings);
-    }
-}
-} // namespace
 
 TEST_CASE ("RecoveryEntry", "[model][recovery]")
 {
@@ -60,7 +33,7 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
         const auto decoded = decodeRecoveryEntry (bytes, read);
         INFO (decoded.getErrorMessage());
         REQUIRE (decoded.wasOk());
-        checkSame (read.state, state);
+        CHECK (haveSameValues (read.state, state));
         CHECK (read.groupFile == groupFile);
         CHECK (read.writtenAt == entry.writtenAt);
         CHECK (read.boot == currentBoot());
