@@ -1,6 +1,7 @@
 #include "app/TrackActions.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "tests/support/MemorySamples.h"
 
 #include <catch2/catch.hpp>
 
@@ -22,15 +23,6 @@ struct Answers final : UserPrompts
     bool accepts = false;
 };
 
-struct SilentSamples final : TrackSamples
-{
-    [[nodiscard]] int numChannels() const override { return 7; }
-    [[nodiscard]] std::int64_t lengthInFrames() const override { return 16384; }
-    [[nodiscard]] bool readFrames (std::int64_t, std::span<float>) override { return true; }
-    [[nodiscard]] juce::String lastError() const override { return {}; }
-    [[nodiscard]] Location location() const override { return {}; }
-};
-
 /** Two Groups, of a kick, a snare and two toms, and of a hi-hat, in a program without a window. */
 struct Rig
 {
@@ -49,11 +41,11 @@ struct Rig
     {
         TrackState state;
         state.name = name;
-        state.sampleRate = rate;
+        state.sourceInfo.sampleRate = rate;
         state.record.setDrumType (type);
         state.record.setLengthInSamples (16384);
         state.record.setProcessed (true);
-        state.rendered = std::make_shared<SilentSamples>();
+        state.rendered = std::make_shared<test::MemorySamples> (7, std::vector<float> (7 * 16384));
         return state;
     }
 
