@@ -154,8 +154,7 @@ void TessivarApplication::leave()
 
 void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)
 {
-    // Memory that ran out in a job is told by the job; what gets here could not go on anyway, and open work
-    // is in the recovery folder.
+    // Jobs report their own lack of memory. Nothing can go on after this; open work is kept for recovery.
     const juce::String reason (error != nullptr ? error->what() : "unknown error");
     juce::Logger::writeToLog ("Unhandled error: " + reason);
     std::cerr << "tessivar: " << reason << std::endl;

@@ -105,7 +105,7 @@ AnalysisSummary analysisSummary (const GroupState& group)
             unsure.add (track.name);
     }
 
-    summary.headline << count << (count == 1 ? " track" : " tracks") << " analysed";
+    summary.headline << count << (count == 1 ? " track" : " tracks") << " analyzed";
 
     if (! unsure.isEmpty())
         summary.headline << ", listen to " << unsure.joinIntoString (", ", 0, 2)

@@ -32,7 +32,7 @@ juce::String groupLine (const Group& group)
              << juce::String (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), 1) << " s";
 
     line << ", " << analysisMethodKey (group.method()) << " method"
-         << (group.isAnalysed() ? ", analysed" : ", not analysed")
+         << (group.isAnalysed() ? ", analyzed" : ", not analyzed")
          << (group.hasUnsavedChanges() ? ", not saved" : ", saved");
     return line;
 }

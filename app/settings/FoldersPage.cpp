@@ -11,7 +11,7 @@ namespace
 {
 constexpr int buttonGap = 8, cardHeight = 66, cardInset = 13;
 constexpr auto advice =
-    "A fast local disk is best. One analysed minute takes about 80 MB per track at 48 kHz.";
+    "A fast local disk is best. One analyzed minute takes about 80 MB per track at 48 kHz.";
 } // namespace
 
 FoldersPage::FoldersPage (const SettingsDialogContext& contextToUse)

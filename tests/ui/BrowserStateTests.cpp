@@ -98,7 +98,7 @@ TEST_CASE ("Browser rows", "[ui][browser]")
     {
         auto sample = test::browserSample (true);
         CHECK (accessibleName (sample.groups[0].tracks[0])
-               == "Kick In, Kick, included, analysed, Focus 62 percent");
+               == "Kick In, Kick, included, analyzed, Focus 62 percent");
         sample.groups[1].unsaved = true;
         sample.groups[1].mark = GroupRowState::Mark::changed;
         sample.groups[1].name = "Toms";

@@ -238,10 +238,10 @@ juce::String accessibleName (const TrackRowState& track)
     switch (track.mark)
     {
         case TrackRowState::Mark::notAnalysed:
-            parts.add ("not analysed");
+            parts.add ("not analyzed");
             break;
         case TrackRowState::Mark::analysed:
-            parts.add ("analysed");
+            parts.add ("analyzed");
             break;
         case TrackRowState::Mark::asIs:
             parts.add ("passed through as is");

@@ -161,7 +161,7 @@ std::optional<juce::Range<int>> groupExtent (const BrowserState& state, BrowserM
 /** The Group with rows at this height; 0 below the last one. */
 RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y);
 
-/** "Kick In, Kick, included, analysed, Focus 62 percent" and "Take 3, 8 tracks, changed, not saved". */
+/** "Kick In, Kick, included, analyzed, Focus 62 percent" and "Take 3, 8 tracks, changed, not saved". */
 juce::String accessibleName (const TrackRowState& track);
 juce::String accessibleName (const GroupRowState& group);
 
