@@ -9,7 +9,7 @@
 namespace tessivar
 {
 
-/** Keys of the settings that only the window uses, and their values. Absent or senseless values give the
+/** Keys of the settings that only the window uses, and their values. Missing or invalid values mean the
     defaults.
 */
 namespace appSettingsKeys

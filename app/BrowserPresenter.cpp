@@ -12,12 +12,12 @@ namespace tessivar
 
 namespace
 {
-// Rows of Groups and of Tracks are told apart by this bit.
+// This bit tells rows of Groups from rows of tracks.
 constexpr RowId groupRows = RowId (1) << 40;
 constexpr int miniWaveColumns = 96;
 constexpr float levelFloorDb = -60.0f;
 
-/** Height of a level bar for a mean square. */
+/** Height of a level bar for this mean square. */
 float barFor (float power)
 {
     const auto levelDb = power > 0.0f ? 10.0f * std::log10 (power) : levelFloorDb;

@@ -22,7 +22,7 @@ public:
 
     [[nodiscard]] BrowserState makeState();
 
-    /** What the level bars show at a position, in seconds, of the selected Group. */
+    /** Levels of the selected Group's tracks at a position in seconds. */
     [[nodiscard]] std::vector<BrowserList::Level> levelsAt (double seconds) const;
 
     [[nodiscard]] static RowId rowOf (const Group& group);
@@ -40,7 +40,7 @@ private:
         std::int64_t readySamples = -1;
     };
 
-    /** When Groups have come, the selected one alone is open. */
+    /** Folds all but the selected Group after new ones have been opened. */
     void foldOlderGroups();
     [[nodiscard]] TrackRowState rowFor (const TrackState& track, bool sourceIsThere);
     [[nodiscard]] std::shared_ptr<const MiniWave> miniWaveFor (const TrackState& track);

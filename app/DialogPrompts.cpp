@@ -10,7 +10,7 @@ namespace tessivar
 bool DialogPrompts::showModally (
     const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make)
 {
-    // Shared with the dialog's callbacks, which may come after this call has given up.
+    // Shared with the dialog's callbacks, which may outlive this call.
     const auto answered = std::make_shared<bool> (false);
     auto content = make ([answered] { *answered = true; });
     juce::Component::SafePointer<DialogContent> dialog (content.get());

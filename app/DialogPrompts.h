@@ -12,7 +12,7 @@
 namespace tessivar
 {
 
-/** Tells and asks by dialogs over the window; each call returns when the user has answered. Message thread.
+/** Tells and asks in dialogs over the window; each call returns once the user has answered. Message thread.
 */
 class DialogPrompts final : public UserPrompts
 {
@@ -26,7 +26,7 @@ public:
     [[nodiscard]] bool ask (const Question& question) override;
     [[nodiscard]] bool showWarning (const ImportWarnings::Warning& warning) override;
 
-    /** A message that is no warning; details stand below the lines of the list. */
+    /** Shows a message that is no warning; details stand below the lines of the list. */
     void tell (const juce::String& title,
                const juce::String& text,
                const juce::StringArray& list = {},
@@ -38,15 +38,13 @@ public:
     [[nodiscard]] bool showExportReport (const ExportReportContent& report,
                                          const std::function<void()>& onShowInFolder);
 
-    /** The ticked entries; nothing when the user went back. */
+    /** The ticked entries; nothing if the user cancelled. */
     [[nodiscard]] std::optional<std::vector<bool>> pick (const juce::String& title,
                                                          const juce::String& message,
                                                          const std::vector<ChecklistDialog::Entry>& entries,
                                                          const juce::String& acceptButton);
 
-    /** Shows a dialog and returns when it has called the function it is given; false when the program ends
-        first.
-    */
+    /** Shows a dialog until it calls the function it is given; false if the program ends first. */
     bool
     showModally (const std::function<std::unique_ptr<DialogContent> (std::function<void()> close)>& make);
 

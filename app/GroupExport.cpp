@@ -24,7 +24,7 @@ juce::String filesExported (int count)
     return juce::String (count) + (count == 1 ? " file exported" : " files exported");
 }
 
-/** A single remark stands beside the file's name, more of them below it, as does the reason of a failure. */
+/** A single remark goes beside the file's name; several, or the reason of a failure, below it. */
 ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& remarks)
 {
     ExportReportLine line;
@@ -45,8 +45,7 @@ ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& rema
     return line;
 }
 
-/** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono", with what all files that were written have in common.
-*/
+/** "/Mixes/Processed · WAV · 24-bit · 48 kHz · mono": what all written files have in common. */
 juce::String
 factsOf (const ExportReport& report, const std::vector<TrackState>& tracks, const juce::File& folder)
 {
@@ -163,7 +162,7 @@ std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& tit
     dialog.message = numFiles == 1
                          ? juce::String ("One file is written. Of which type?")
                          : juce::String (numFiles) + " files are written, one for each track. Of which type?";
-    // What was chosen last time has the place and the focus of the primary button.
+    // The last choice becomes the primary button.
     dialog.buttons = {
         { .text = "Cancel", .isSafe = true },
         { .text = isAiffProposed ? "WAV" : "AIFF" },

@@ -34,7 +34,7 @@ TemporaryStore* GroupWork::temporaryStore()
 {
     const auto wanted = workspace.temporaryFolder().folder;
 
-    // What lies in the old folder stays there as long as a Group needs it.
+    // Files in the old folder stay there as long as a Group needs them.
     if (store != nullptr && store->folder().getParentDirectory() == wanted)
         return store.get();
 
@@ -394,7 +394,7 @@ void GroupWork::analyze (const Group::Ptr& group)
 
 namespace
 {
-/** Keeps refusals for a summary; everything else is told and asked as ever. */
+/** Keeps refusals for a summary and passes everything else on. */
 class CollectingPrompts final : public UserPrompts
 {
 public:

@@ -18,9 +18,8 @@
 namespace tessivar
 {
 
-/** What the commands do with Groups: open, save, import, analyse, export, close. Everything that takes long
-    runs behind the progress dialog; everything that fails is told. Message thread; each function returns when
-    all of it is over.
+/** Opens, saves, imports, analyzes, exports and closes Groups. What takes long runs behind the progress
+    dialog; what fails is told. Message thread; each function returns when all is done.
 */
 class GroupWork
 {
@@ -34,7 +33,7 @@ public:
 
     void open (const std::vector<juce::File>& groupFiles);
 
-    /** False when the Group is not in its file afterwards. One that has none is saved as. */
+    /** False if the Group is not in its file afterwards. One without a file is saved as. */
     bool save (const Group::Ptr& group);
     bool saveAs (const Group::Ptr& group);
     bool saveAll();
@@ -56,7 +55,7 @@ public:
 
     void analyze (const Group::Ptr& group);
 
-    /** One after the other; a Group that is refused does not keep the others back. Ends with one summary. */
+    /** Analyzes all open Groups, past those that are refused, and ends with a summary. */
     void analyzeAll();
 
     void exportTrack (const Group::Ptr& group, const Track::Ptr& track);
@@ -70,12 +69,10 @@ public:
     /** Whether a job runs, or a chooser is open. */
     [[nodiscard]] bool isBusy() const { return runner.isBusy() || choosing; }
 
-    /** Told of a Group that is about to be closed, with or without its changes. */
+    /** Called before a Group closes, with or without its changes. */
     std::function<void (const Group::Ptr&)> onClosed;
 
-    /** Told when an analysis has ended well, with what there is to note of it, and with what to say for four
-        seconds; an action may be empty.
-    */
+    /** Called after a successful analysis, with remarks on it. */
     std::function<void (const Group::Ptr&, const juce::StringArray& notes)> onAnalysed;
 
     /** The user wants to choose another folder for temporary files. */
@@ -105,10 +102,10 @@ private:
         cancel
     };
 
-    /** Asks the user what the save can't decide, and notes the answer in the request. */
+    /** Asks what only the user can decide, and notes the answer in the request. */
     [[nodiscard]] SaveAnswer askBeforeSaving (SaveRequest& request);
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
-    /** Which type of files an export to a folder writes; nothing when the user goes back. */
+    /** Which type of files an export to a folder writes; nothing if the user cancels. */
     [[nodiscard]] std::optional<ExportFileType> askForFileType (const juce::String& title, int numFiles);
     void runExport (ExportScope scope,
                     std::vector<TrackState> tracks,

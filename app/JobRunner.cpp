@@ -69,8 +69,7 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
         if (dialog != nullptr)
             dialog->setState (state);
 
-        // The program is told to end: the loop delivers nothing any more, and the work has to come to its end
-        // first.
+        // The program is ending: no more messages are delivered, but the work must finish first.
         if (! juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs))
         {
             stopRequested = true;

@@ -50,12 +50,12 @@ public:
         return run (job.title(), job.stages(), [&] (const WorkControl& control) { job.run (control); });
     }
 
-    /** Why the last work failed, as a part of a sentence: "memory ran out". */
+    /** Why the last work failed, as part of a sentence: "memory ran out". */
     [[nodiscard]] const juce::String& failure() const { return whyFailed; }
 
     [[nodiscard]] bool isBusy() const { return running; }
 
-    /** For quitting: as Cancel does. */
+    /** Does what Cancel does, for quitting. */
     void requestStop() { stopRequested = true; }
 
 private:

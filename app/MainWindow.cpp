@@ -23,7 +23,7 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
         state.isEmpty() || ! restoreWindowStateFromString (state))
         centreWithSize (1280, 800);
 
-    // On the window, because that is what has the focus when none of the views has it.
+    // On the window, which has the focus when none of the views has it.
     addKeyListener (main->getCommands().manager().getKeyMappings());
     addToDesktop();
 
@@ -49,7 +49,7 @@ void MainWindow::closeButtonPressed()
 
 bool MainWindow::keyPressed (const juce::KeyPress& key)
 {
-    // From a view it has been to the content already.
+    // A key that came through a view has been offered to the content already.
     const auto* focused = juce::Component::getCurrentlyFocusedComponent();
     const auto isNew = focused == nullptr || ! (main == focused || main->isParentOf (focused));
     return (isNew && main->keyPressed (key)) || juce::DocumentWindow::keyPressed (key);

@@ -5,7 +5,7 @@
 namespace tessivar
 {
 
-/** The one window. Its place and size are kept in the settings. */
+/** The only window. Its place and size are kept in the settings. */
 class MainWindow : public juce::DocumentWindow
 {
 public:
@@ -17,7 +17,7 @@ public:
 
     void closeButtonPressed() override;
 
-    /** Keys that no view took, also those that come while no view has the focus. */
+    /** Keys that no view took, also when no view has the focus. */
     bool keyPressed (const juce::KeyPress& key) override;
     void focusGained (FocusChangeType cause) override;
     void toggleFullScreen();

@@ -31,7 +31,7 @@ bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
 }
 } // namespace
 
-/** Measures one track at a time on a thread of its own; a newer wish ends the measurement before it. */
+/** Measures one track at a time on its own thread; a newer request stops the one before it. */
 class Player::LoudnessWorker
 {
 public:
@@ -157,7 +157,7 @@ PlaybackTrack Player::playbackTrackOf (const TrackState& track) const
 
 void Player::start()
 {
-    // Without a device there is nothing to be told: the status at the top right says so.
+    // If there is no device, the status at the top right says so.
     [[maybe_unused]] const auto opened = device.open();
 
     if (shownTracks.empty())
@@ -173,7 +173,7 @@ void Player::tick()
     const auto dropouts = device.numDropouts();
     const auto now = juce::Time::getMillisecondCounter();
 
-    // What can't be read isn't there in time either, but the disk is not to blame for that.
+    // What can't be read is late too, but then the speed of the disk is not to blame.
     if (const auto unreadable = engine.unreadableSamples();
         unreadable != nullptr && counters.failedReads > seenFailedReads && onNotice)
     {
@@ -209,8 +209,7 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
         for (const auto& track : group->state().tracks)
             tracks.push_back (playbackTrackOf (track));
 
-    // Without tracks at the device's own rate: nothing is converted, and the device's status has nothing to
-    // complain of.
+    // Without tracks, the device's own rate: nothing is converted, and its status is fine.
     const auto deviceRate = device.callback().deviceRate();
     const auto sampleRate = group != nullptr && group->sampleRate() > 0.0 ? group->sampleRate()
                             : deviceRate > 0.0                            ? deviceRate

@@ -12,8 +12,8 @@
 namespace tessivar
 {
 
-/** What is heard of the open work: hands the selected Group to the playback engine, and keeps engine, device
-    and the window's transport state together. Times are seconds from the start of the Group. Message thread.
+/** What is heard of the open work: gives the selected Group to the playback engine, and keeps engine, device
+    and transport in step. Times are seconds from the start of the Group. Message thread.
 */
 class Player
 {
@@ -27,7 +27,7 @@ public:
     /** Called four times a second: looks after the device. */
     void tick();
 
-    /** Brings playback in line with the Group and its tracks; does nothing where nothing differs. */
+    /** Brings playback in line with the Group and its tracks; does nothing if nothing changed. */
     void show (const Group::Ptr& group, std::uint32_t selectedTrack);
 
     void setListening (Listening listening) { engine.setListening (listening); }
@@ -42,8 +42,7 @@ public:
     [[nodiscard]] bool isSolo (std::uint32_t trackId) const { return soloTracks.count (trackId) != 0; }
     [[nodiscard]] bool isMuted (std::uint32_t trackId) const { return mutedTracks.count (trackId) != 0; }
 
-    /** Makes A and B of the selected track equally loud, so that the ear compares what they do and not their
-        level.
+    /** Makes A and B of the selected track equally loud, so that the ear compares them and not their levels.
     */
     void setMatchesLoudness (bool shouldMatch);
     [[nodiscard]] bool matchesLoudness() const { return loudness != nullptr; }
@@ -59,9 +58,7 @@ public:
     [[nodiscard]] bool isPlaying() const { return engine.isPlaying(); }
     [[nodiscard]] double position() const;
     [[nodiscard]] double duration() const;
-    /** How often the sound dropped out since playback was last started, because the program or the computer
-        was too slow.
-    */
+    /** Dropouts since playback last started because the program or the computer was too slow. */
     [[nodiscard]] std::uint64_t numDropouts() const { return device.numDropouts() - dropoutsBefore; }
 
     [[nodiscard]] TrackLevels levels (std::uint32_t trackId) const { return engine.levels (trackId); }
@@ -69,7 +66,7 @@ public:
     PlaybackEngine engine;
     PlaybackDevice device;
 
-    /** What may help against what a notice tells. */
+    /** What the user can do about a notice. */
     enum class NoticeAction
     {
         none,

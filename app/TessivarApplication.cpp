@@ -102,8 +102,7 @@ void TessivarApplication::initialise (const juce::String&)
 
 void TessivarApplication::end (int signal)
 {
-    // Whoever sends this waits seconds at most: nothing is asked, and what is not saved is offered at the
-    // next start.
+    // The sender waits seconds at most: ask nothing, and offer what is not saved at the next start.
     juce::Logger::writeToLog ("Ending on signal " + juce::String (signal));
 
     if (window != nullptr)
@@ -146,8 +145,8 @@ void TessivarApplication::leave()
 {
     quit();
 
-    // The toolkit's loop forgets, after a loop within it, that there was something to do, and waits for the
-    // next event before it looks whether it should end. This is one; no message can be posted any more.
+    // After a nested loop the toolkit's loop waits for an event before it checks whether to end. This is one;
+    // messages can no longer be posted.
     if (waker != nullptr)
         waker->wake();
 }

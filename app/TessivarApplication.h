@@ -44,9 +44,7 @@ private:
     bool isQuitting = false;
 };
 
-/** The folder of the program's resources: beside the executable, wherever it was started from and through
-    links.
-*/
+/** The program's resources, beside the executable wherever it was started from, links included. */
 [[nodiscard]] juce::File resourceFolder();
 
 } // namespace tessivar

@@ -9,9 +9,9 @@
 namespace tessivar
 {
 
-/** What the window shows of one track, made from its state. */
+/** What the window shows of one track, made from the track's state. */
 
-/** Weights of the seven channels in what the track's sounding setting makes of it. */
+/** Weights of the seven channels for the track's sounding setting. */
 [[nodiscard]] ChannelWeights soundingWeights (const TrackState& track);
 
 [[nodiscard]] WaveTrack
@@ -24,9 +24,7 @@ waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64
 [[nodiscard]] juce::String leakageText (const TrackState& track);      // "leakage -3 dB", or nothing
 [[nodiscard]] juce::String findingsSentence (const TrackState& track); // or nothing
 
-/** What is told after an analysis: a line that says it all, and a sentence for every track where there is
-    more.
-*/
+/** What is said after an analysis: one line that sums it up, and a sentence for each track with findings. */
 struct AnalysisSummary
 {
     juce::String headline;

@@ -16,7 +16,7 @@ std::shared_ptr<TrackSamples> samplesOf (const TrackState& track)
     return track.rendered != nullptr ? track.rendered : track.source;
 }
 
-/** Every channel of interleaved frames after the other, weighted: one signal. */
+/** Mixes the channels of interleaved frames, weighted, to one signal. */
 void weigh (std::span<const float> interleaved, const ChannelWeights& weights, std::span<float> dest)
 {
     constexpr auto numChannels = std::tuple_size_v<ChannelWeights>;
@@ -233,7 +233,7 @@ void WaveformLibrary::work()
             const auto isWhole = processed->pyramid->isComplete();
             const std::lock_guard guard (lock);
 
-            // A newer wish stays for the next turn.
+            // A newer request stays for the next turn.
             if (processedTask == processed && (isWhole || ! goesOn))
             {
                 processedTask.reset();
@@ -272,7 +272,7 @@ void WaveformLibrary::readPiece (Entry& entry)
 
     if (count == 0 || ! entry.samples->readFrames (entry.next, frames))
     {
-        // What can't be read is drawn as silence; who plays or exports it is told.
+        // What can't be read is drawn as silence; playback and export report it.
         entry.next = entry.waveform->source->lengthInSamples();
         return;
     }

@@ -21,7 +21,7 @@
 namespace tessivar
 {
 
-/** What is drawn of a track, and from where its meters read. */
+/** What a track's waveform and level bars are drawn from. */
 struct TrackWaveform
 {
     std::shared_ptr<EnvelopePyramid> source;
@@ -38,9 +38,7 @@ public:
     WaveformLibrary();
     ~WaveformLibrary() override;
 
-    /** Makes room for these tracks and starts to read those that are new; forgets all others. The first is
-        read first.
-    */
+    /** Starts to read those of these tracks that are new, the first one first, and forgets all others. */
     void setTracks (const std::vector<TrackState>& tracks);
 
     /** Null for a track that is not among them. It may still be growing. */
@@ -88,7 +86,7 @@ private:
         ChannelWeights weights{};
     };
 
-    /** A whole processed signal on its way. */
+    /** A whole processed signal while it is being read. */
     struct ProcessedTask
     {
         std::uint32_t contentId = 0;

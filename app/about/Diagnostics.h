@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** What somebody who helps a user wants to know, as text for the clipboard. */
+/** What support needs to know, as text for the clipboard. */
 struct DiagnosticsRequest
 {
     const TessivarWorkspace& workspace;
@@ -21,8 +21,8 @@ struct DiagnosticsRequest
 
 [[nodiscard]] juce::String diagnosticsText (const DiagnosticsRequest& request);
 
-/** A line with everything from the start of an absolute path to the line's end, or to ": " after it,
-    replaced: names may hold blanks, so more rather than less goes.
+/** The line with each absolute path replaced, up to ": " or its end: names may hold blanks, so rather too
+    much goes than too little.
 */
 [[nodiscard]] juce::String withoutPaths (const juce::String& line);
 

@@ -5,10 +5,8 @@
 namespace tessivar
 {
 
-/** The lists of abbreviations while they are edited: the seven of the types with a name. That of overheads
-    stays as it is.
-
-    What the program classifies by changes with save(), not before; reset() shows the built-in lists and
+/** The abbreviation lists of the seven named types while they are edited; that of overheads stays as it is.
+    The program classifies by the edited lists only after save(); reset() shows the built-in ones and
     registers them.
 */
 class AbbreviationsState

@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** Driver, output, channels, buffer and rate of the sound device; each change opens it anew at once. */
+/** Driver, output, channels, buffer and rate of the sound device. Each change reopens it at once. */
 class AudioPage : public SettingsPage, private juce::ChangeListener
 {
 public:

@@ -18,7 +18,7 @@ juce::String stem (const juce::String& name)
     return name.trimCharactersAtEnd ("0123456789 _-#");
 }
 
-/** Whether a name says no more than that it is one of a device's outputs. */
+/** Whether a name only says that it is one of the outputs. */
 bool isGeneric (const juce::String& name)
 {
     static const juce::StringArray words{
@@ -48,7 +48,7 @@ std::unique_ptr<juce::XmlElement> stateOf (juce::AudioDeviceManager& manager)
     return state;
 }
 
-/** The reason of a failure, and that the former device could not be had back either if so. */
+/** Why it failed, and that the former device could not be reopened either, if so. */
 juce::Result failure (PlaybackDevice& device, const juce::String& reason, const juce::XmlElement* before)
 {
     if (before != nullptr)

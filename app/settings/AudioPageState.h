@@ -41,8 +41,7 @@ changeOutput (PlaybackDevice& device, const juce::String& type, const juce::Stri
 /** Opens the type's own choice of output, as changeOutput() does. */
 [[nodiscard]] juce::Result changeDeviceType (PlaybackDevice& device, const juce::String& type);
 
-/** Gives the open device another rate, buffer or other channels; when it refuses, it stays as it was. Saved.
-*/
+/** Changes rate, buffer or channels of the open device; if it refuses, all stays as it was. Saved. */
 [[nodiscard]] juce::Result changeSetup (PlaybackDevice& device,
                                         const juce::AudioDeviceManager::AudioDeviceSetup& setup);
 

@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-/** A few choices of which one holds. Tab reaches the one that holds; the arrow keys, Home and End go to the
+/** A few choices, one of them selected. Tab reaches the selected one; the arrow keys, Home and End the
     others.
 */
 class ChoiceGroup : public juce::Component
@@ -34,20 +34,20 @@ public:
     ChoiceGroup (const juce::String& title, Style styleToUse, const std::vector<Choice>& choices);
     ~ChoiceGroup() override;
 
-    /** Tells nobody. An index outside changes nothing. */
+    /** Does not call back. An index outside the range changes nothing. */
     void select (int index);
     [[nodiscard]] int getSelected() const { return selected; }
 
     /** The user chose another. */
     std::function<void (int)> onSelect;
 
-    /** Logical pixels that the choices leave free on each side, for the ring around the focused one. */
+    /** Logical pixels kept free on each side for the focus ring. */
     static constexpr int ringRoom = 4;
 
-    /** Gives the keyboard to the choice that holds. */
+    /** Focuses the selected choice. */
     void takeFocus();
 
-    /** What segments take without the room for the ring, in logical pixels. */
+    /** Width of the segments without the room for the ring, in logical pixels. */
     [[nodiscard]] int idealWidth() const;
 
     void paint (juce::Graphics& g) override;

@@ -16,27 +16,27 @@ struct TemporaryDisk
     std::uint64_t total = 0;
     std::uint64_t ofOpenGroups = 0; // taken by this process
 
-    /** Looks at the disk: not for painting. */
+    /** Reads the disk, so not for painting. */
     [[nodiscard]] static TemporaryDisk of (const juce::File& folder);
 
-    /** The taken part, 0 to 1; 0 where the size is not known. */
+    /** Share in use, 0 to 1; 0 if the size is unknown. */
     [[nodiscard]] double usedFraction() const;
 
     /** "312 GB free" */
     [[nodiscard]] juce::String freeText() const;
 
-    /** What the open Groups take, and when it comes back. */
+    /** What the open Groups use, and when that is freed. */
     [[nodiscard]] juce::String groupsText() const;
 };
 
 /** "6.4 GB", "312 GB": decimal units, tenths below 10. */
 [[nodiscard]] juce::String byteText (std::uint64_t bytes);
 
-/** A sentence on why temporary files go where they go; empty where there is nothing wrong with it. */
+/** Why temporary files go where they go, in a sentence; empty if all is well. */
 [[nodiscard]] juce::String temporaryFolderNote (const TemporaryFolderChoice& choice,
                                                 const juce::File& sharedFolder);
 
-/** Whether files can be written to a folder that the user chose; it is made where it is missing. */
+/** Whether the folder the user chose can be written to; creates it if it is missing. */
 [[nodiscard]] juce::Result checkFolder (const juce::File& folder);
 
 /** The settings with the default for temporary files written out as if the user had chosen it, so that it

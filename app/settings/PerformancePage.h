@@ -9,8 +9,7 @@
 namespace tessivar
 {
 
-/** Threads and method of the analysis, reading ahead and the disk behind it, and the size of the interface.
-*/
+/** Threads and method of the analysis, read-ahead, disk benchmark, interface size. */
 class PerformancePage : public SettingsPage
 {
 public:

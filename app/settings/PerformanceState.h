@@ -12,7 +12,7 @@
 namespace tessivar
 {
 
-/** Values to choose from, the words for them, and which holds. */
+/** Values to choose from, their names, and which is selected. */
 template <typename Value>
 struct ChoiceList
 {
@@ -24,16 +24,16 @@ struct ChoiceList
 /** 0 for one thread per core, then 1 to as many as there are cores. */
 [[nodiscard]] ChoiceList<int> threadChoices (int numCores, int chosen);
 
-/** Seconds of reading ahead; a value that is none of the usual ones stands among them. */
+/** Seconds of read-ahead; an unusual value is added to the usual ones. */
 [[nodiscard]] ChoiceList<double> readAheadChoices (double chosen);
 
-/** Frames that are read in one piece, and what that is of a rendered track. */
+/** Frames that are read at a time, and how long that is in a rendered track. */
 [[nodiscard]] ChoiceList<int> pieceChoices (int chosen);
 
 /** Percent; 0: automatic. */
 inline constexpr std::array interfaceSizes{ 0, 100, 125, 150, 200 };
 
-/** Index among the sizes; what is none of them counts as automatic. */
+/** Index among the sizes; any other value counts as automatic. */
 [[nodiscard]] int interfaceSizeIndex (int percent);
 
 /** Size of the test file: what DiskBenchmark takes by itself, or less where that would fill more than a

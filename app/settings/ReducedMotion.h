@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** The user's own choice about motion; nothing when none was made, then the desktop's holds. */
+/** The user's own choice about motion; nothing if there is none, and the desktop decides. */
 [[nodiscard]] std::optional<bool> chosenReducedMotion (const juce::PropertySet& settings);
 
 /** Sets how the interface moves, by the user's choice or by the desktop's. The desktop is asked on a thread

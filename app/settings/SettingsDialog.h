@@ -23,7 +23,7 @@ enum class SettingsPageId
     performance
 };
 
-/** What the settings dialog works on; all of it outlives the dialog's time on the screen. */
+/** What the settings dialog works on; all of it outlives the dialog. */
 struct SettingsDialogContext
 {
     TessivarWorkspace& workspace;
@@ -41,17 +41,16 @@ struct SettingsDialogContext
     /** Asks the user for a folder: chooseFiles(). */
     std::function<std::vector<juce::File> (const FileChooserRequest&)> chooseFiles;
 
-    /** Told the new size in percent, 0 for automatic, after it was stored. Empty: the page says that it holds
-        from the next start.
+    /** Called with the new size in percent, 0 for automatic, once it is stored. If empty, the page says that
+        the size applies from the next start.
     */
     std::function<void (int percent)> onInterfaceSizeChanged;
 
     SettingsPageId firstPage = SettingsPageId::audioDevice;
 };
 
-/** The dialog "Settings", 720 x 480, to be shown by a DialogScrim. What the user changes is stored at once,
-    the lists of abbreviations when saved. Once it is off the screen it touches nothing of its context any
-    more. Message thread.
+/** The dialog "Settings", 720 x 480, for a DialogScrim. Changes are stored at once, abbreviation lists when
+    saved. Once closed, it no longer touches its context. Message thread.
 */
 [[nodiscard]] std::unique_ptr<DialogContent> makeSettingsDialog (SettingsDialogContext context);
 

@@ -25,16 +25,14 @@ public:
         enter();
     }
 
-    /** Another page comes to the front, or the dialog leaves the screen: from here on nothing of the context
-        is touched.
-    */
+    /** Another page comes to the front, or the dialog closes: the context is not touched after this. */
     void close()
     {
         if (std::exchange (front, false))
             leave();
     }
 
-    /** To be asked after anything that delivers messages: the user may have closed the dialog meanwhile. */
+    /** Ask this after anything that delivers messages: the user may have closed the dialog. */
     [[nodiscard]] bool isOpen() const { return front; }
 
     /** What stands left of the dialog's button. */
@@ -43,7 +41,7 @@ public:
     std::function<void()> onFootnoteChanged;
 
 protected:
-    /** Shows what holds by now. */
+    /** Shows the current state. */
     virtual void enter() = 0;
 
     /** Called once for each enter(). */
@@ -65,8 +63,7 @@ protected:
         return field.getBounds();
     }
 
-    /** Before a button is disabled or hidden by its own click: the keyboard would be left with nothing,
-        Escape included.
+    /** Call this before a click disables or hides its own button, or the focus, and with it Escape, is lost.
     */
     static void passFocus (const juce::Component& from, juce::Component& to)
     {

@@ -72,7 +72,7 @@ class SettingsCombo : public juce::ComboBox
 public:
     explicit SettingsCombo (const juce::String& title);
 
-    /** Replaces the choices; tells nobody. An index outside selects none. */
+    /** Replaces the choices without calling back. An index outside the range selects none. */
     void setChoices (const juce::StringArray& choices, int selectedIndex);
 };
 
