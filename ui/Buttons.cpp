@@ -75,16 +75,16 @@ GroundColours groundColours (ButtonLook look, ButtonState state)
     return standardGround (state);
 }
 
-ButtonState stateOf (const juce::Button& button, bool over, bool down, const motion::HoverFade& hover)
-{
-    return { button.isEnabled(), over, down, button.getToggleState(), hover.amount() };
-}
-
 constexpr float gap = 8.0f;
 constexpr float inset = 12.0f;
 
 constexpr int statusDotColumn = 14;
 constexpr int statusInset = 12;
+
+juce::Font keyFont()
+{
+    return fonts::inter (11.0f, fonts::Weight::medium);
+}
 
 juce::Font statusFont()
 {
@@ -110,8 +110,7 @@ void drawButtonGround (
     if (colours.top.isTransparent())
         return;
     const auto inner = area.reduced (0.5f);
-    g.setGradientFill (
-        juce::ColourGradient::vertical (colours.top, inner.getY(), colours.bottom, inner.getBottom()));
+    g.setGradientFill (juce::ColourGradient::vertical (colours.top, colours.bottom, inner));
     g.fillRoundedRectangle (inner, cornerRadius);
     g.setColour (colours.edge);
     g.drawRoundedRectangle (inner, cornerRadius, 1.0f);
@@ -147,36 +146,48 @@ juce::Colour buttonInk (ButtonLook look, ButtonState state)
     return palette::textHigh;
 }
 
+float keyCapWidth (const juce::String& key)
+{
+    return key.isEmpty() ? 0.0f : std::max (18.0f, keyFont().getStringWidthFloat (key) + 10.0f);
+}
+
 void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::String& key, juce::Colour ink)
 {
-    const auto font = fonts::inter (11.0f, fonts::Weight::medium);
-    const auto width = std::max (18.0f, font.getStringWidthFloat (key) + 10.0f);
-    const auto cap = area.withSizeKeepingCentre (width, 18.0f).reduced (0.5f);
+    const auto cap = area.withSizeKeepingCentre (keyCapWidth (key), 18.0f).reduced (0.5f);
     g.setColour (ink.withMultipliedAlpha (0.3f));
     g.drawRoundedRectangle (cap, 4.0f, 1.0f);
     g.setColour (ink);
-    g.setFont (font);
+    g.setFont (keyFont());
     g.drawText (key, cap, juce::Justification::centred, false);
 }
 
-ActionButton::ActionButton (const juce::String& words, ButtonLook lookToUse, Icon leadingIcon)
-    : Button (words), look (lookToUse), leading (leadingIcon)
+LookButton::LookButton (const juce::String& name, ButtonLook lookToUse, Icon iconToShow)
+    : Button (name), look (lookToUse), icon (iconToShow)
 {
-    setButtonText (words);
     setMouseClickGrabsKeyboardFocus (false);
     setHasFocusOutline (true);
 }
 
-void ActionButton::setLook (ButtonLook newLook)
+void LookButton::setLook (ButtonLook newLook)
 {
     look = newLook;
     repaint();
 }
 
-void ActionButton::setLeadingIcon (Icon newIcon)
+void LookButton::setIcon (Icon newIcon)
 {
-    leading = newIcon;
+    icon = newIcon;
     repaint();
+}
+
+tessivar::ButtonState LookButton::state (bool over, bool down) const
+{
+    return { isEnabled(), over, down, getToggleState(), hover.amount() };
+}
+
+ActionButton::ActionButton (const juce::String& words, ButtonLook lookToUse, Icon leadingIcon)
+    : LookButton (words, lookToUse, leadingIcon)
+{
 }
 
 void ActionButton::setTrailing (Icon newIcon, const juce::String& newText)
@@ -197,7 +208,7 @@ float ActionButton::contentWidth() const
 {
     const auto font = textFont();
     auto width = font.getStringWidthFloat (getButtonText());
-    if (leading != Icon::none)
+    if (icon != Icon::none)
         width += 14.0f + gap;
     if (trailing != Icon::none)
         width += 12.0f + 2.0f * gap + font.getStringWidthFloat (trailingText);
@@ -211,17 +222,17 @@ int ActionButton::idealWidth() const
 
 void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
-    const auto state = stateOf (*this, over, down, hover);
+    const auto shown = state (over, down);
     auto area = getLocalBounds().toFloat();
-    drawButtonGround (g, area, look, state);
+    drawButtonGround (g, area, look, shown);
 
-    const auto ink = buttonInk (look, state);
+    const auto ink = buttonInk (look, shown);
     const auto font = textFont();
     auto content =
         area.withSizeKeepingCentre (std::min (contentWidth(), area.getWidth() - 8.0f), area.getHeight());
-    if (leading != Icon::none)
+    if (icon != Icon::none)
     {
-        drawIcon (g, leading, content.removeFromLeft (14.0f).withSizeKeepingCentre (14.0f, 14.0f), ink);
+        drawIcon (g, icon, content.removeFromLeft (14.0f), ink);
         content.removeFromLeft (gap);
     }
     if (trailing != Icon::none)
@@ -233,46 +244,45 @@ void ActionButton::paintButton (juce::Graphics& g, bool over, bool down)
                     juce::Justification::centredRight,
                     false);
         content.removeFromRight (gap);
-        drawIcon (g, trailing, content.removeFromRight (12.0f).withSizeKeepingCentre (12.0f, 12.0f), ink);
+        drawIcon (g, trailing, content.removeFromRight (12.0f), ink);
     }
     g.setColour (ink);
     g.setFont (font);
     // Slightly more than the measured width, or the last letter would turn into an ellipsis.
     g.drawText (getButtonText(),
                 content.withWidth (content.getWidth() + 1.0f),
-                leading == Icon::none && trailing == Icon::none ? juce::Justification::centred
-                                                                : juce::Justification::centredLeft,
+                icon == Icon::none && trailing == Icon::none ? juce::Justification::centred
+                                                             : juce::Justification::centredLeft,
                 true);
 }
 
 IconButton::IconButton (const juce::String& name, Icon iconToShow, ButtonLook lookToUse)
-    : Button (name), icon (iconToShow), look (lookToUse)
+    : LookButton (name, lookToUse, iconToShow)
 {
     setTitle (name);
     setTooltip (name);
-    setMouseClickGrabsKeyboardFocus (false);
-    setHasFocusOutline (true);
-}
-
-void IconButton::setIcon (Icon newIcon)
-{
-    icon = newIcon;
-    repaint();
-}
-
-void IconButton::setLook (ButtonLook newLook)
-{
-    look = newLook;
-    repaint();
 }
 
 void IconButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
-    const auto state = stateOf (*this, over, down, hover);
+    const auto shown = state (over, down);
     const auto area = getLocalBounds().toFloat();
-    drawButtonGround (g, area, look, state);
-    const auto colour = ink.isTransparent() || ! state.enabled || state.over ? buttonInk (look, state) : ink;
+    drawButtonGround (g, area, look, shown);
+    const auto colour = ink.isTransparent() || ! shown.enabled || shown.over ? buttonInk (look, shown) : ink;
     drawIcon (g, icon, area.withSizeKeepingCentre (iconSize, iconSize), colour);
+}
+
+void drawFrame (juce::Graphics& g,
+                juce::Rectangle<float> area,
+                juce::Colour ground,
+                juce::Colour edge,
+                float cornerRadius)
+{
+    const auto inner = area.reduced (0.5f);
+    g.setColour (ground);
+    g.fillRoundedRectangle (inner, cornerRadius);
+    g.setColour (edge);
+    g.drawRoundedRectangle (inner, cornerRadius, 1.0f);
 }
 
 void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float cornerRadius)

@@ -42,21 +42,44 @@ void drawButtonGround (juce::Graphics& g,
 /** Colour of text and icons on such a background. */
 juce::Colour buttonInk (ButtonLook look, ButtonState state);
 
-/** Draws a key cap: the key's name in a frame of 20 x 18, centred in the area. */
+/** Width of a key cap, in logical pixels; 0 without a key. */
+float keyCapWidth (const juce::String& key);
+
+/** Draws a key cap: the key's name in a frame 18 px high, centred in the area. */
 void drawKeyCap (juce::Graphics& g, juce::Rectangle<float> area, const juce::String& key, juce::Colour ink);
 
-/** A button with text and an optional icon on either side. Clicking it leaves the keyboard focus alone; Tab
-    reaches it and shows its focus ring.
+/** What the program's own buttons share: a look, an icon, and a hover that fades in. Clicking one leaves the
+    keyboard focus alone; Tab reaches it and shows its focus ring.
 */
-class ActionButton : public juce::Button
+class LookButton : public juce::Button
+{
+public:
+    void setLook (ButtonLook newLook);
+    void setIcon (Icon newIcon);
+
+    void buttonStateChanged() override { hover.setOver (isOver()); }
+
+protected:
+    LookButton (const juce::String& name, ButtonLook lookToUse, Icon iconToShow);
+
+    tessivar::ButtonState state (bool over, bool down) const;
+
+    ButtonLook look;
+    Icon icon;
+
+private:
+    motion::HoverFade hover{ *this };
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (LookButton)
+};
+
+/** A button with text and an optional icon on either side. */
+class ActionButton : public LookButton
 {
 public:
     explicit ActionButton (const juce::String& words = {},
                            ButtonLook look = ButtonLook::standard,
                            Icon leadingIcon = Icon::none);
-
-    void setLook (ButtonLook newLook);
-    void setLeadingIcon (Icon newIcon);
 
     /** Adds an icon and more text after the label: "Copy A -> B". */
     void setTrailing (Icon newIcon, const juce::String& newText);
@@ -65,44 +88,37 @@ public:
     int idealWidth() const;
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;
-    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
     juce::Font textFont() const;
     float contentWidth() const;
 
-    ButtonLook look;
-    Icon leading;
     Icon trailing = Icon::none;
     juce::String trailingText;
-    motion::HoverFade hover{ *this };
-
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ActionButton)
 };
 
 /** A button that shows only an icon; its name is used for the tooltip and by screen readers. */
-class IconButton : public juce::Button
+class IconButton : public LookButton
 {
 public:
     IconButton (const juce::String& name, Icon iconToShow, ButtonLook look = ButtonLook::bare);
 
-    void setIcon (Icon newIcon);
-    void setLook (ButtonLook newLook);
     void setIconSize (float edge) { iconSize = edge; }
     void setInk (juce::Colour colour) { ink = colour; }
 
     void paintButton (juce::Graphics& g, bool over, bool down) override;
-    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
-    Icon icon;
-    ButtonLook look;
     float iconSize = 16.0f;
     juce::Colour ink; // transparent: the look's own
-    motion::HoverFade hover{ *this };
-
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (IconButton)
 };
+
+/** Fills a rounded rectangle, half a pixel inside the area, and draws its edge of 1 px. */
+void drawFrame (juce::Graphics& g,
+                juce::Rectangle<float> area,
+                juce::Colour ground,
+                juce::Colour edge,
+                float cornerRadius);
 
 /** Draws the keyboard focus: a 2 px ice frame, 2 px outside the area. */
 void drawFocusRing (juce::Graphics& g, juce::Rectangle<float> area, float cornerRadius = 6.0f);

@@ -2,54 +2,47 @@
 
 #include "ui/Palette.h"
 
+#include <algorithm>
 #include <array>
 
 namespace tessivar
 {
+namespace
+{
+
+struct DrumLook
+{
+    DrumType type;
+    juce::Colour colour;
+    Icon icon;
+};
+
+const DrumLook& lookOf (DrumType type)
+{
+    static const auto looks = std::to_array<DrumLook> ({
+        { DrumType::kick, palette::kick, Icon::kick },
+        { DrumType::snare, palette::snare, Icon::snare },
+        { DrumType::hiHat, palette::hiHat, Icon::hiHat },
+        { DrumType::tomHigh, palette::tomHigh, Icon::tomHigh },
+        { DrumType::tomLow, palette::tomLow, Icon::tomLow },
+        { DrumType::tomFloor, palette::tomFloor, Icon::tomFloor },
+        { DrumType::other, palette::other, Icon::microphone },
+    });
+    const auto found =
+        std::find_if (looks.begin(), looks.end(), [type] (const auto& look) { return look.type == type; });
+    return found != looks.end() ? *found : looks.back();
+}
+
+} // namespace
+
 juce::Colour drumColour (DrumType type)
 {
-    switch (type)
-    {
-        case DrumType::kick:
-            return palette::kick;
-        case DrumType::snare:
-            return palette::snare;
-        case DrumType::hiHat:
-            return palette::hiHat;
-        case DrumType::tomHigh:
-            return palette::tomHigh;
-        case DrumType::tomLow:
-            return palette::tomLow;
-        case DrumType::tomFloor:
-            return palette::tomFloor;
-        case DrumType::oh:
-        case DrumType::other:
-            break;
-    }
-    return palette::other;
+    return lookOf (type).colour;
 }
 
 Icon drumIcon (DrumType type)
 {
-    switch (type)
-    {
-        case DrumType::kick:
-            return Icon::kick;
-        case DrumType::snare:
-            return Icon::snare;
-        case DrumType::hiHat:
-            return Icon::hiHat;
-        case DrumType::tomHigh:
-            return Icon::tomHigh;
-        case DrumType::tomLow:
-            return Icon::tomLow;
-        case DrumType::tomFloor:
-            return Icon::tomFloor;
-        case DrumType::oh:
-        case DrumType::other:
-            break;
-    }
-    return Icon::microphone;
+    return lookOf (type).icon;
 }
 
 juce::String drumName (DrumType type)

@@ -1,6 +1,7 @@
 #include "ui/EmptyView.h"
 
 #include "terms/DrumType.h"
+#include "ui/Call.h"
 #include "ui/DrumDrawing.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
@@ -25,26 +26,18 @@ juce::String utf8 (const char* text)
 } // namespace
 
 EmptyView::EmptyView()
-    : import (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
+    : importTracks (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
       open (utf8 ("Open Group(s)\xe2\x80\xa6")), demo ("Open the demo session", ButtonLook::text)
 {
     setTitle ("Start");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
-    addAndMakeVisible (import);
+    addAndMakeVisible (importTracks);
     addAndMakeVisible (open);
     addChildComponent (demo);
     demo.setTooltip ("Opens a group of example tracks");
-    const auto calls = [] (std::function<void()>& callback)
-    {
-        return [&callback]
-        {
-            if (callback != nullptr)
-                callback();
-        };
-    };
-    import.onClick = calls (onImport);
-    open.onClick = calls (onOpen);
-    demo.onClick = calls (onDemo);
+    importTracks.onClick = [this] { call (onImport); };
+    open.onClick = [this] { call (onOpen); };
+    demo.onClick = [this] { call (onDemo); };
 }
 
 void EmptyView::setHovered (bool shouldBeHovered)
@@ -58,8 +51,7 @@ void EmptyView::setHovered (bool shouldBeHovered)
 void EmptyView::filesDropped (const juce::StringArray& files, int, int)
 {
     setHovered (false);
-    if (onFilesDropped != nullptr)
-        onFilesDropped (files);
+    call (onFilesDropped, files);
 }
 
 int EmptyView::contentTop() const
@@ -72,7 +64,7 @@ void EmptyView::resized()
     const auto y = contentTop() + 227;
     const auto total = 172 + 10 + 145;
     const auto left = getWidth() / 2 - total / 2;
-    import.setBounds (left, y, 172, 36);
+    importTracks.setBounds (left, y, 172, 36);
     open.setBounds (left + 182, y, 145, 36);
     demo.setSize (160, 28);
     const auto width = demo.idealWidth();
@@ -120,7 +112,7 @@ void EmptyView::paint (juce::Graphics& g)
     };
     g.setColour (palette::textHigh);
     g.setFont (fonts::inter (28.0f, fonts::Weight::semibold).withExtraKerningFactor (-0.016f));
-    line (85, 36, hovered ? "Release to make a new group" : "Drop your drum tracks here");
+    line (85, 36, hovered ? releaseForNewGroup : "Drop your drum tracks here");
     g.setColour (palette::textMid);
     const auto body = fonts::inter (15.0f);
     g.setFont (body);
@@ -184,6 +176,27 @@ void EmptyView::paintSteps (juce::Graphics& g) const
     }
 }
 
+void paintDropTarget (juce::Graphics& g,
+                      juce::Rectangle<int> area,
+                      const juce::String& title,
+                      const juce::String& detail)
+{
+    const auto frame = area.toFloat().reduced (1.0f);
+    g.setColour (palette::well.withAlpha (0.78f));
+    g.fillRoundedRectangle (frame, 8.0f);
+    g.setColour (palette::ice);
+    g.drawRoundedRectangle (frame, 8.0f, 2.0f);
+
+    auto words = area.withSizeKeepingCentre (area.getWidth() - 24, std::min (area.getHeight(), 44));
+    g.setColour (palette::textHigh);
+    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
+    g.drawText (
+        title, detail.isEmpty() ? words : words.removeFromTop (24), juce::Justification::centred, true);
+    g.setColour (palette::textMid);
+    g.setFont (fonts::inter (12.0f));
+    g.drawText (detail, words, juce::Justification::centred, true);
+}
+
 DropOverlay::DropOverlay()
 {
     setInterceptsMouseClicks (false, false);
@@ -198,20 +211,7 @@ void DropOverlay::setTexts (const juce::String& newTitle, const juce::String& ne
 
 void DropOverlay::paint (juce::Graphics& g)
 {
-    const auto frame = getLocalBounds().toFloat().reduced (1.0f);
-    g.setColour (palette::well.withAlpha (0.78f));
-    g.fillRoundedRectangle (frame, 8.0f);
-    g.setColour (palette::ice);
-    g.drawRoundedRectangle (frame, 8.0f, 2.0f);
-
-    auto words = getLocalBounds().withSizeKeepingCentre (getWidth() - 24, 44);
-    g.setColour (palette::textHigh);
-    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
-    g.drawText (
-        title, detail.isEmpty() ? words : words.removeFromTop (24), juce::Justification::centred, true);
-    g.setColour (palette::textMid);
-    g.setFont (fonts::inter (12.0f));
-    g.drawText (detail, words, juce::Justification::centred, true);
+    paintDropTarget (g, getLocalBounds(), title, detail);
 }
 
 } // namespace tessivar

@@ -37,10 +37,18 @@ private:
     void paintSteps (juce::Graphics& g) const;
 
     bool hovered = false;
-    ActionButton import, open, demo;
+    ActionButton importTracks, open, demo;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (EmptyView)
 };
+
+inline constexpr const char* releaseForNewGroup = "Release to make a new group";
+
+/** Paints what lies over an area while files hover over it: a solid edge, and what releasing them does. */
+void paintDropTarget (juce::Graphics& g,
+                      juce::Rectangle<int> area,
+                      const juce::String& title,
+                      const juce::String& detail);
 
 /** Covers an area while files hover over it: a solid edge, and what releasing them does. Lets the mouse
     through.
@@ -54,7 +62,7 @@ public:
     void paint (juce::Graphics& g) override;
 
 private:
-    juce::String title{ "Release to make a new group" }, detail;
+    juce::String title{ releaseForNewGroup }, detail;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DropOverlay)
 };

@@ -21,15 +21,23 @@ bool knobHasDisabledBase (float sizeClass, bool alternateSet)
     return sizeClass >= 30.0f && alternateSet;
 }
 
-KnobProportions knobProportions (float sizeClass)
+namespace
 {
-    return sizeClass >= 30.0f ? KnobProportions{ 128.0f, 0.94f * sizeClass, 20.0f }
-                              : KnobProportions{ 76.0f, 0.90f * sizeClass, 16.0f };
-}
+
+/** At the design size, in logical pixels. */
+struct KnobProportions
+{
+    float designSize;  // edge of the square
+    float orbitRadius; // of the dot's centre
+    float dotSize;     // edge of the dot's image
+};
+
+} // namespace
 
 juce::Rectangle<float> knobDotBounds (juce::Rectangle<float> knob, float sizeClass, float proportion)
 {
-    const auto proportions = knobProportions (sizeClass);
+    const auto proportions = sizeClass >= 30.0f ? KnobProportions{ 128.0f, 0.94f * sizeClass, 20.0f }
+                                                : KnobProportions{ 76.0f, 0.90f * sizeClass, 16.0f };
     const auto scale = std::min (knob.getWidth(), knob.getHeight()) / proportions.designSize;
     const auto angle = angleForProportion (proportion);
     const auto radius = proportions.orbitRadius * scale;

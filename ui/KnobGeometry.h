@@ -25,18 +25,7 @@ constexpr float angleForProportion (float proportion)
     return 3.9269876f + proportion * 4.712385f;
 }
 
-/** Design size of a knob: 128 for class 39, 76 for class 23. The dot's orbit and size scale with the actual
-    bounds.
-*/
-struct KnobProportions
-{
-    float designSize = 0.0f;  // edge of the square, logical pixels
-    float orbitRadius = 0.0f; // of the dot's centre, logical pixels at the design size
-    float dotSize = 0.0f;     // edge of the dot's image, logical pixels at the design size
-};
-KnobProportions knobProportions (float sizeClass);
-
-/** Bounds of the dot's image in a knob with these bounds. */
+/** Bounds of the dot's image in a knob with these bounds. The dot's orbit and size scale with them. */
 juce::Rectangle<float> knobDotBounds (juce::Rectangle<float> knob, float sizeClass, float proportion);
 
 /** "38%" for 0.375 of 1: value over maximum, rounded and limited to 0 to 100. Ranges start at 0. */

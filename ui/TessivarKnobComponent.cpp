@@ -1,5 +1,7 @@
 #include "ui/TessivarKnobComponent.h"
 
+#include "ui/Call.h"
+
 namespace tessivar
 {
 namespace
@@ -74,8 +76,7 @@ void TessivarKnobComponent::mouseDown (const juce::MouseEvent& event)
     if (event.mods.isPopupMenu())
     {
         gesture = Gesture::menu;
-        if (onContextMenu != nullptr)
-            onContextMenu (event.getScreenPosition());
+        call (onContextMenu, event.getScreenPosition());
         return;
     }
     if (event.mods.isShiftDown())
@@ -120,11 +121,6 @@ void TessivarKnobComponent::mouseUp (const juce::MouseEvent& event)
         source.enableUnboundedMouseMovement (false);
         source.setScreenPosition (mouseDownOnScreen);
     }
-}
-
-void TessivarKnobComponent::mouseDoubleClick (const juce::MouseEvent&)
-{
-    showValueLabel();
 }
 
 void TessivarKnobComponent::showValueLabel()

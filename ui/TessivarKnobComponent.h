@@ -42,7 +42,7 @@ public:
     void mouseDown (const juce::MouseEvent& event) override;
     void mouseDrag (const juce::MouseEvent& event) override;
     void mouseUp (const juce::MouseEvent& event) override;
-    void mouseDoubleClick (const juce::MouseEvent& event) override;
+    void mouseDoubleClick (const juce::MouseEvent&) override { showValueLabel(); }
     void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
     void mouseEnter (const juce::MouseEvent& event) override;
     void mouseExit (const juce::MouseEvent& event) override;

@@ -23,11 +23,6 @@ void KnobLabelState::valueChanged()
     fading = true;
 }
 
-void KnobLabelState::holdForEditing()
-{
-    fading = false;
-}
-
 KnobLabelState::Change KnobLabelState::fadeTick (bool editorOpen)
 {
     auto change = Change::none;

@@ -29,7 +29,7 @@ struct KnobLabelState
     void valueChanged();
 
     /** Holds the label while it is edited. */
-    void holdForEditing();
+    void holdForEditing() { fading = false; }
 
     /** One step of the fade, 30 times a second: 84 steps from full opacity to hidden. */
     Change fadeTick (bool editorOpen);

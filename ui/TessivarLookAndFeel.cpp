@@ -32,12 +32,6 @@ public:
     }
 };
 
-ButtonLook lookOf (const juce::Button& button)
-{
-    return button.getProperties().getWithDefault ("primary", false) ? ButtonLook::primary
-                                                                    : ButtonLook::standard;
-}
-
 } // namespace
 
 TessivarLookAndFeel::TessivarLookAndFeel (const juce::File& resourcesFolder)
@@ -70,8 +64,6 @@ void TessivarLookAndFeel::setColours()
     setColour (juce::PopupMenu::backgroundColourId, palette::popup);
     setColour (juce::ListBox::backgroundColourId, palette::well);
     setColour (juce::TooltipWindow::textColourId, palette::textHigh);
-    setColour (juce::ProgressBar::backgroundColourId, palette::well);
-    setColour (juce::ProgressBar::foregroundColourId, palette::iceMid);
     setColour (juce::ScrollBar::thumbColourId, palette::lineStrong);
 }
 
@@ -91,14 +83,14 @@ juce::Typeface::Ptr TessivarLookAndFeel::getTypefaceForFont (const juce::Font& f
 void TessivarLookAndFeel::drawButtonBackground (
     juce::Graphics& g, juce::Button& button, const juce::Colour&, bool over, bool down)
 {
-    drawButtonGround (
-        g, button.getLocalBounds().toFloat(), lookOf (button), { button.isEnabled(), over, down });
+    const ButtonState state{ button.isEnabled(), over, down };
+    drawButtonGround (g, button.getLocalBounds().toFloat(), ButtonLook::standard, state);
 }
 
 void TessivarLookAndFeel::drawButtonText (juce::Graphics& g, juce::TextButton& button, bool over, bool down)
 {
     g.setFont (getTextButtonFont (button, button.getHeight()));
-    g.setColour (buttonInk (lookOf (button), { button.isEnabled(), over, down }));
+    g.setColour (buttonInk (ButtonLook::standard, { button.isEnabled(), over, down }));
     g.drawFittedText (
         button.getButtonText(), button.getLocalBounds().reduced (8, 2), juce::Justification::centred, 1);
 }
@@ -108,46 +100,22 @@ juce::Font TessivarLookAndFeel::getTextButtonFont (juce::TextButton&, int height
     return fonts::inter (height < 30 ? 12.0f : 13.0f, fonts::Weight::semibold);
 }
 
-void TessivarLookAndFeel::drawToggleButton (juce::Graphics& g, juce::ToggleButton& button, bool over, bool)
-{
-    const auto area = button.getLocalBounds().toFloat();
-    const auto box = area.withWidth (20.0f).withSizeKeepingCentre (13.0f, 13.0f);
-    g.setColour (palette::well);
-    g.fillEllipse (box);
-    g.setColour (over ? palette::textMid : palette::outline);
-    g.drawEllipse (box, 1.0f);
-    if (button.getToggleState())
-    {
-        g.setColour (palette::ice);
-        g.fillEllipse (box.reduced (3.0f));
-    }
-    g.setColour (button.isEnabled() ? palette::textHigh : palette::textDisabled);
-    g.setFont (fonts::inter (13.0f));
-    g.drawText (button.getButtonText(), area.withTrimmedLeft (26.0f), juce::Justification::centredLeft, true);
-}
-
 void TessivarLookAndFeel::drawComboBox (
     juce::Graphics& g, int width, int height, bool, int, int, int, int, juce::ComboBox& box)
 {
-    const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
+    const auto area = juce::Rectangle<int> (width, height).toFloat();
     const auto enabled = box.isEnabled();
-    g.setColour (
-        box.findColour (juce::ComboBox::backgroundColourId).withMultipliedAlpha (enabled ? 1.0f : 0.5f));
-    g.fillRoundedRectangle (area, 5.0f);
-    g.setColour (! enabled                ? palette::line
-                 : box.isMouseOver (true) ? palette::textMid
-                                          : box.findColour (juce::ComboBox::outlineColourId));
-    g.drawRoundedRectangle (area, 5.0f, 1.0f);
-    const auto chevron = area.withLeft (area.getRight() - 28.0f).withSizeKeepingCentre (12.0f, 12.0f);
+    const auto ground = box.findColour (juce::ComboBox::backgroundColourId);
+    const auto edge = ! enabled                ? palette::line
+                      : box.isMouseOver (true) ? palette::textMid
+                                               : box.findColour (juce::ComboBox::outlineColourId);
+    drawFrame (g, area, ground.withMultipliedAlpha (enabled ? 1.0f : 0.5f), edge, 5.0f);
+    const auto chevron =
+        area.reduced (0.5f).withLeft (area.getRight() - 28.5f).withSizeKeepingCentre (12.0f, 12.0f);
     drawIcon (g,
               Icon::chevronDown,
               chevron,
               enabled ? box.findColour (juce::ComboBox::arrowColourId) : palette::textDisabled);
-}
-
-juce::Font TessivarLookAndFeel::getComboBoxFont (juce::ComboBox&)
-{
-    return fonts::inter (13.0f);
 }
 
 void TessivarLookAndFeel::positionComboBoxText (juce::ComboBox& box, juce::Label& label)
@@ -161,48 +129,6 @@ juce::PopupMenu::Options TessivarLookAndFeel::getOptionsForComboBoxPopupMenu (ju
                                                                               juce::Label& label)
 {
     return LookAndFeel_V4::getOptionsForComboBoxPopupMenu (box, label).withStandardItemHeight (30);
-}
-
-juce::Font TessivarLookAndFeel::getLabelFont (juce::Label& label)
-{
-    return label.getFont();
-}
-
-juce::Font TessivarLookAndFeel::getAlertWindowTitleFont()
-{
-    return fonts::inter (15.0f, fonts::Weight::semibold);
-}
-
-juce::Font TessivarLookAndFeel::getAlertWindowMessageFont()
-{
-    return fonts::inter (13.0f);
-}
-
-juce::Font TessivarLookAndFeel::getAlertWindowFont()
-{
-    return fonts::inter (13.0f);
-}
-
-void TessivarLookAndFeel::drawAlertBox (juce::Graphics& g,
-                                        juce::AlertWindow& alert,
-                                        const juce::Rectangle<int>& textArea,
-                                        juce::TextLayout& text)
-{
-    const auto area = alert.getLocalBounds().toFloat();
-    g.fillAll (palette::raised);
-    g.setColour (palette::dialogEdge);
-    g.drawRect (area, 1.0f);
-    auto textBox = textArea.toFloat();
-    if (alert.getAlertType() == juce::MessageBoxIconType::WarningIcon)
-    {
-        const auto tile = juce::Rectangle<float> (24.0f, 24.0f, 44.0f, 44.0f);
-        g.setColour (palette::amber.withAlpha (0.13f));
-        g.fillRoundedRectangle (tile, 10.0f);
-        drawIcon (g, Icon::warning, tile.reduced (10.0f), palette::amber);
-        textBox.setLeft (std::max (textBox.getX(), 84.0f));
-    }
-    g.setColour (palette::textHigh);
-    text.draw (g, textBox);
 }
 
 void TessivarLookAndFeel::drawScrollbar (juce::Graphics& g,
@@ -269,19 +195,6 @@ void drawProgressTrough (juce::Graphics& g, juce::Rectangle<float> area, double 
     const auto filled = area.withWidth (area.getWidth() * static_cast<float> (std::min (1.0, progress)));
     g.setGradientFill (juce::ColourGradient::horizontal (palette::iceDeep, palette::ice, filled));
     g.fillRoundedRectangle (filled, std::min (radius, 0.5f * filled.getWidth()));
-}
-
-void TessivarLookAndFeel::drawProgressBar (
-    juce::Graphics& g, juce::ProgressBar&, int width, int height, double progress, const juce::String& text)
-{
-    const auto area = juce::Rectangle<int> (width, height).toFloat();
-    drawProgressTrough (g, area.withSizeKeepingCentre (area.getWidth(), 8.0f), progress);
-    if (text.isNotEmpty() && height >= 28)
-    {
-        g.setColour (palette::textMid);
-        g.setFont (fonts::inter (12.0f));
-        g.drawText (text, area, juce::Justification::topLeft, true);
-    }
 }
 
 std::unique_ptr<juce::FocusOutline> TessivarLookAndFeel::createFocusOutlineForComponent (juce::Component&)

@@ -10,8 +10,7 @@ namespace tessivar
 /** The program's look for the toolkit's widgets, and owner of its typefaces.
 
     Made once, set as default look and feel before the first window, and kept until the last one is gone. A
-    TextButton is drawn as a standard button, or as a primary one when its property "primary" is set. A key in
-    square brackets at the end of a tooltip, "Hear only what is removed [R]", is drawn as a key cap.
+    key in square brackets at the end of a tooltip, "Hear only what is removed [R]", is drawn as a key cap.
 */
 class TessivarLookAndFeel : public juce::LookAndFeel_V4
 {
@@ -25,13 +24,12 @@ public:
     drawButtonBackground (juce::Graphics&, juce::Button&, const juce::Colour&, bool over, bool down) override;
     void drawButtonText (juce::Graphics&, juce::TextButton&, bool over, bool down) override;
     juce::Font getTextButtonFont (juce::TextButton&, int height) override;
-    void drawToggleButton (juce::Graphics&, juce::ToggleButton&, bool over, bool down) override;
 
     void drawComboBox (juce::Graphics&, int, int, bool, int, int, int, int, juce::ComboBox&) override;
-    juce::Font getComboBoxFont (juce::ComboBox&) override;
+    juce::Font getComboBoxFont (juce::ComboBox&) override { return fonts::inter (13.0f); }
     void positionComboBoxText (juce::ComboBox&, juce::Label&) override;
     juce::PopupMenu::Options getOptionsForComboBoxPopupMenu (juce::ComboBox&, juce::Label&) override;
-    juce::Font getLabelFont (juce::Label&) override;
+    juce::Font getLabelFont (juce::Label& label) override { return label.getFont(); }
 
     void drawPopupMenuBackground (juce::Graphics&, int width, int height) override;
     void drawPopupMenuItem (juce::Graphics&,
@@ -50,9 +48,9 @@ public:
                                     int standardHeight,
                                     int& idealWidth,
                                     int& idealHeight) override;
-    juce::Font getPopupMenuFont() override;
-    int getPopupMenuBorderSize() override;
-    int getPopupMenuBorderSizeWithOptions (const juce::PopupMenu::Options&) override;
+    juce::Font getPopupMenuFont() override { return fonts::inter (13.0f); }
+    int getPopupMenuBorderSize() override { return menuBorder; }
+    int getPopupMenuBorderSizeWithOptions (const juce::PopupMenu::Options&) override { return menuBorder; }
 
     void
     drawMenuBarBackground (juce::Graphics&, int width, int height, bool, juce::MenuBarComponent&) override;
@@ -66,17 +64,11 @@ public:
                           bool isOverBar,
                           juce::MenuBarComponent&) override;
     int getMenuBarItemWidth (juce::MenuBarComponent&, int index, const juce::String& text) override;
-    juce::Font getMenuBarFont (juce::MenuBarComponent&, int index, const juce::String& text) override;
+    juce::Font getMenuBarFont (juce::MenuBarComponent&, int, const juce::String&) override
+    {
+        return fonts::inter (13.0f);
+    }
     int getDefaultMenuBarHeight() override { return 28; }
-
-    void drawAlertBox (juce::Graphics&,
-                       juce::AlertWindow&,
-                       const juce::Rectangle<int>& textArea,
-                       juce::TextLayout&) override;
-    juce::Font getAlertWindowTitleFont() override;
-    juce::Font getAlertWindowMessageFont() override;
-    juce::Font getAlertWindowFont() override;
-    int getAlertWindowButtonHeight() override { return 36; }
 
     void drawTooltip (juce::Graphics&, const juce::String& text, int width, int height) override;
     juce::Rectangle<int> getTooltipBounds (const juce::String& text,
@@ -98,16 +90,12 @@ public:
 
     void fillTextEditorBackground (juce::Graphics&, int width, int height, juce::TextEditor&) override;
     void drawTextEditorOutline (juce::Graphics&, int width, int height, juce::TextEditor&) override;
-    void drawProgressBar (juce::Graphics&,
-                          juce::ProgressBar&,
-                          int width,
-                          int height,
-                          double progress,
-                          const juce::String& text) override;
 
     std::unique_ptr<juce::FocusOutline> createFocusOutlineForComponent (juce::Component&) override;
 
 private:
+    static constexpr int menuBorder = 6;
+
     void setColours();
 
     const fonts::InterTypefaces typefaces;

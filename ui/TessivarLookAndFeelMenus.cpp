@@ -11,7 +11,6 @@ namespace
 
 constexpr int itemHeight = 30;
 constexpr int separatorHeight = 11;
-constexpr int menuBorder = 6;
 constexpr float iconColumn = 44.0f; // of menus, from the edge to the words
 
 constexpr int tipHeight = 32;
@@ -20,11 +19,6 @@ constexpr float tipInset = 10.0f;
 juce::Font tipFont()
 {
     return fonts::inter (12.0f);
-}
-
-juce::Font keyFont()
-{
-    return fonts::inter (11.0f, fonts::Weight::medium);
 }
 
 /** "Ctrl+Shift+S" for the toolkit's "ctrl + shift + S", "Delete" for "delete". */
@@ -41,11 +35,6 @@ juce::String keyName (const juce::String& description)
     return parts.joinIntoString ("+");
 }
 
-float keyCapWidth (const juce::String& key)
-{
-    return key.isEmpty() ? 0.0f : std::max (18.0f, keyFont().getStringWidthFloat (key) + 10.0f);
-}
-
 } // namespace
 
 void TessivarLookAndFeel::drawPopupMenuBackground (juce::Graphics& g, int width, int height)
@@ -53,11 +42,7 @@ void TessivarLookAndFeel::drawPopupMenuBackground (juce::Graphics& g, int width,
     // The window is opaque, and without a compositor its corners can't be cut out: they take its colour.
     g.setColour (palette::window);
     g.fillRect (0, 0, width, height);
-    const auto area = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
-    g.setColour (palette::popup);
-    g.fillRoundedRectangle (area, 8.0f);
-    g.setColour (palette::dialogEdge);
-    g.drawRoundedRectangle (area, 8.0f, 1.0f);
+    drawFrame (g, juce::Rectangle<int> (width, height).toFloat(), palette::popup, palette::dialogEdge, 8.0f);
 }
 
 void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
@@ -100,10 +85,7 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
 
     if (hasSubMenu)
     {
-        drawIcon (g,
-                  Icon::chevronRight,
-                  row.removeFromRight (10.0f).withSizeKeepingCentre (10.0f, 10.0f),
-                  palette::textLow);
+        drawIcon (g, Icon::chevronRight, row.removeFromRight (10.0f), palette::textLow);
     }
     else if (shortcutKeyText.isNotEmpty())
     {
@@ -122,21 +104,6 @@ void TessivarLookAndFeel::getIdealPopupMenuItemSize (
         isSeparator
             ? 50
             : juce::roundToInt (iconColumn + getPopupMenuFont().getStringWidthFloat (text) + 16.0f + 24.0f);
-}
-
-juce::Font TessivarLookAndFeel::getPopupMenuFont()
-{
-    return fonts::inter (13.0f);
-}
-
-int TessivarLookAndFeel::getPopupMenuBorderSize()
-{
-    return menuBorder;
-}
-
-int TessivarLookAndFeel::getPopupMenuBorderSizeWithOptions (const juce::PopupMenu::Options&)
-{
-    return menuBorder;
 }
 
 void TessivarLookAndFeel::drawMenuBarBackground (
@@ -178,11 +145,6 @@ int TessivarLookAndFeel::getMenuBarItemWidth (juce::MenuBarComponent& bar,
     return juce::roundToInt (getMenuBarFont (bar, index, text).getStringWidthFloat (text)) + 20;
 }
 
-juce::Font TessivarLookAndFeel::getMenuBarFont (juce::MenuBarComponent&, int, const juce::String&)
-{
-    return fonts::inter (13.0f);
-}
-
 TooltipParts splitTooltip (const juce::String& tip)
 {
     const auto open = tip.lastIndexOf (" [");
@@ -195,14 +157,11 @@ void TessivarLookAndFeel::drawTooltip (juce::Graphics& g, const juce::String& te
 {
     g.setColour (palette::window);
     g.fillRect (0, 0, width, height);
-    const auto frame = juce::Rectangle<int> (width, height).toFloat().reduced (0.5f);
-    g.setColour (juce::Colour (0xff2a333b));
-    g.fillRoundedRectangle (frame, 5.0f);
-    g.setColour (palette::dialogEdge.brighter (0.15f));
-    g.drawRoundedRectangle (frame, 5.0f, 1.0f);
+    const auto frame = juce::Rectangle<int> (width, height).toFloat();
+    drawFrame (g, frame, juce::Colour (0xff2a333b), palette::dialogEdge.brighter (0.15f), 5.0f);
 
     const auto parts = splitTooltip (text);
-    auto row = frame.reduced (tipInset, 0.0f);
+    auto row = frame.reduced (tipInset + 0.5f, 0.5f);
     if (parts.key.isNotEmpty())
         drawKeyCap (g, row.removeFromRight (keyCapWidth (parts.key)), parts.key, palette::textMid);
     g.setColour (palette::textHigh);

@@ -2,6 +2,7 @@
 
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
 
 #include <cmath>
 
@@ -164,38 +165,15 @@ void TessivarSuppressionMeterComponent::paintLeds (juce::Graphics& g) const
         g, headerOff, { 0, ledsTop + SuppressionMeterState::numLeds * pitch, width, headerOff.getHeight() });
 }
 
-namespace
-{
-
-/** The held number as a read-only value. */
-class MeterValue : public juce::AccessibilityTextValueInterface
-{
-public:
-    explicit MeterValue (const TessivarSuppressionMeterComponent& meterToRead) : meter (meterToRead) {}
-    bool isReadOnly() const override { return true; }
-    void setValueAsString (const juce::String&) override {}
-
-    juce::String getCurrentValueAsString() const override
-    {
-        const auto& state = meter.getState();
-        if (state.silent)
-            return "silent";
-        return juce::String (juce::roundToInt (state.heldReadingDb)) + " decibels";
-    }
-
-private:
-    const TessivarSuppressionMeterComponent& meter;
-};
-
-} // namespace
-
 std::unique_ptr<juce::AccessibilityHandler> TessivarSuppressionMeterComponent::createAccessibilityHandler()
 {
-    return std::make_unique<juce::AccessibilityHandler> (
-        *this,
-        juce::AccessibilityRole::progressBar,
-        juce::AccessibilityActions{},
-        juce::AccessibilityHandler::Interfaces{ std::make_unique<MeterValue> (*this) });
+    return makeSpokenHandler (*this,
+                              juce::AccessibilityRole::progressBar,
+                              [this]
+                              {
+                                  const auto decibels = juce::roundToInt (state.heldReadingDb);
+                                  return state.silent ? "silent" : juce::String (decibels) + " decibels";
+                              });
 }
 
 MeterColumn::MeterColumn (const ResourceImages& images) : meter (images)

@@ -101,8 +101,8 @@ void AudioPage::showDevice()
     tone.setButtonText (status == DeviceStatus::none   ? "Open default device"
                         : status == DeviceStatus::lost ? "Open device again"
                                                        : "Play test tone");
-    tone.setLeadingIcon (status == DeviceStatus::none || status == DeviceStatus::lost ? Icon::none
-                                                                                      : Icon::speaker);
+    const auto hasDevice = status != DeviceStatus::none && status != DeviceStatus::lost;
+    tone.setIcon (hasDevice ? Icon::speaker : Icon::none);
     resized();
     latency.setText ({});
 

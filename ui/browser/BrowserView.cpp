@@ -1,5 +1,7 @@
 #include "ui/browser/BrowserView.h"
 
+#include "ui/Call.h"
+#include "ui/EmptyView.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -12,16 +14,13 @@ constexpr int scrollBarWidth = 8, methodWidth = 28;
 }
 
 BrowserView::BrowserView (const ResourceImages& images)
-    : newGroup ("New group", Icon::plus), import ("Import tracks", Icon::import), list (images)
+    : newGroup ("New group", Icon::plus), importTracks ("Import tracks", Icon::import), list (images)
 {
     setTitle ("Browser");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
-    addAndMakeVisible (newGroup);
-    addAndMakeVisible (import);
-    addAndMakeVisible (viewport);
-    addAndMakeVisible (analyze);
-    addAndMakeVisible (method);
-    addAndMakeVisible (exportGroup);
+    for (auto* child : std::initializer_list<juce::Component*>{
+             &newGroup, &importTracks, &viewport, &analyze, &method, &exportGroup })
+        addAndMakeVisible (child);
     method.setIconSize (12.0f);
     method.onClick = [this] { showMethods(); };
     viewport.setViewedComponent (&list, false);
@@ -31,24 +30,16 @@ BrowserView::BrowserView (const ResourceImages& images)
     viewport.onScroll = [this] { showScrollPosition(); };
     scrollBar.setAutoHide (false);
     scrollBar.addListener (this);
-    import.setTooltip ("Import tracks [Ctrl+I]");
+    importTracks.setTooltip ("Import tracks [Ctrl+I]");
 
-    const auto wire = [] (juce::Button& button, const std::function<void()>& callback)
-    {
-        button.onClick = [&callback]
-        {
-            if (callback != nullptr)
-                callback();
-        };
-    };
-    wire (newGroup, onNewGroup);
-    wire (import, onImport);
-    wire (exportGroup, onExport);
+    newGroup.onClick = [this] { call (onNewGroup); };
+    importTracks.onClick = [this] { call (onImport); };
+    exportGroup.onClick = [this] { call (onExport); };
     analyze.onClick = [this]
     {
         // "Up to date" is a state, not an action.
-        if (getState().analyze != BrowserState::Analyze::upToDate && onAnalyze != nullptr)
-            onAnalyze();
+        if (getState().analyze != BrowserState::Analyze::upToDate)
+            call (onAnalyze);
     };
     showButtons();
 }
@@ -77,7 +68,7 @@ void BrowserView::showButtons()
                            : state.analyze == Analyze::again ? "Analyze Again"
                                                              : "Analyze Group");
     analyze.setLook (upToDate ? ButtonLook::quiet : ButtonLook::primary);
-    analyze.setLeadingIcon (upToDate ? Icon::tick : Icon::none);
+    analyze.setIcon (upToDate ? Icon::tick : Icon::none);
     analyze.setEnabled (state.analyze != Analyze::unavailable);
     const auto isRefined = state.method == AnalysisMethod::refined;
     analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
@@ -88,7 +79,7 @@ void BrowserView::showButtons()
     method.setEnabled (state.analyze != Analyze::unavailable);
     exportGroup.setEnabled (state.canExport);
     exportGroup.setLook (upToDate ? ButtonLook::primary : ButtonLook::standard);
-    exportGroup.setLeadingIcon (state.groups.empty() ? Icon::none : Icon::exporting);
+    exportGroup.setIcon (state.groups.empty() ? Icon::none : Icon::exporting);
 }
 
 void BrowserView::showMethods()
@@ -101,8 +92,8 @@ void BrowserView::showMethods()
         item.shortcutKeyDescription = what;
         item.action = [self = juce::Component::SafePointer<BrowserView> (this), which]
         {
-            if (self != nullptr && self->getState().method != which && self->onMethodChosen != nullptr)
-                self->onMethodChosen (which);
+            if (self != nullptr && self->getState().method != which)
+                call (self->onMethodChosen, which);
         };
         menu.addItem (std::move (item));
     };
@@ -122,7 +113,7 @@ void BrowserView::resized()
     auto area = getLocalBounds();
     auto title = area.removeFromTop (titleHeight);
     title.removeFromRight (9);
-    import.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
+    importTracks.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
     title.removeFromRight (6);
     newGroup.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
 
@@ -208,35 +199,15 @@ void BrowserView::paintOverChildren (juce::Graphics& g)
 {
     g.setColour (palette::seam);
     g.fillRect (0, getHeight() - footerHeight - 1, getWidth(), 1);
-    if (dropHover.has_value())
-        paintDropHover (g);
-}
-
-void BrowserView::paintDropHover (juce::Graphics& g) const
-{
-    const auto area = dropArea();
-    const auto frame = area.toFloat().reduced (1.0f);
-    g.setColour (palette::well.withAlpha (0.78f));
-    g.fillRoundedRectangle (frame, 8.0f);
-    g.setColour (palette::ice);
-    g.drawRoundedRectangle (frame, 8.0f, 2.0f);
-
-    const auto* group = findGroup (getState(), dropHover->group);
-    auto words = area.withSizeKeepingCentre (area.getWidth() - 24, std::min (area.getHeight(), 44));
-    g.setColour (palette::textHigh);
-    g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
-    if (group == nullptr)
-    {
-        g.drawText ("Release to make a new group", words, juce::Justification::centred, true);
+    if (! dropHover.has_value())
         return;
-    }
-    g.drawText (dropText (dropHover->numFiles, group->name),
-                words.removeFromTop (24),
-                juce::Justification::centred,
-                true);
-    g.setColour (palette::textMid);
-    g.setFont (fonts::inter (12.0f));
-    g.drawText ("The group will need a new analysis.", words, juce::Justification::centred, true);
+    if (const auto* group = findGroup (getState(), dropHover->group))
+        paintDropTarget (g,
+                         dropArea(),
+                         dropText (dropHover->numFiles, group->name),
+                         "The group will need a new analysis.");
+    else
+        paintDropTarget (g, dropArea(), releaseForNewGroup, {});
 }
 
 RowId BrowserView::groupUnder (juce::Point<int> position) const
@@ -246,31 +217,15 @@ RowId BrowserView::groupUnder (juce::Point<int> position) const
     return list.groupSeenAt (position.y - viewport.getY() + viewport.getViewPositionY());
 }
 
-bool BrowserView::isInterestedInFileDrag (const juce::StringArray&)
-{
-    return onFilesDropped != nullptr;
-}
-
-void BrowserView::fileDragEnter (const juce::StringArray& files, int x, int y)
-{
-    fileDragMove (files, x, y);
-}
-
 void BrowserView::fileDragMove (const juce::StringArray& files, int x, int y)
 {
     setDropHover (DropHover{ groupUnder ({ x, y }), files.size() });
 }
 
-void BrowserView::fileDragExit (const juce::StringArray&)
-{
-    setDropHover ({});
-}
-
 void BrowserView::filesDropped (const juce::StringArray& files, int x, int y)
 {
     setDropHover ({});
-    if (onFilesDropped != nullptr)
-        onFilesDropped (files, groupUnder ({ x, y }));
+    call (onFilesDropped, files, groupUnder ({ x, y }));
 }
 
 } // namespace tessivar

@@ -40,10 +40,10 @@ public:
     };
     void setDropHover (std::optional<DropHover> hover);
 
-    bool isInterestedInFileDrag (const juce::StringArray& files) override;
-    void fileDragEnter (const juce::StringArray& files, int x, int y) override;
+    bool isInterestedInFileDrag (const juce::StringArray&) override { return onFilesDropped != nullptr; }
+    void fileDragEnter (const juce::StringArray& files, int x, int y) override { fileDragMove (files, x, y); }
     void fileDragMove (const juce::StringArray& files, int x, int y) override;
-    void fileDragExit (const juce::StringArray& files) override;
+    void fileDragExit (const juce::StringArray&) override { setDropHover ({}); }
     void filesDropped (const juce::StringArray& files, int x, int y) override;
 
     void paint (juce::Graphics& g) override;
@@ -57,7 +57,6 @@ private:
     RowId groupUnder (juce::Point<int> position) const;
     juce::Rectangle<int> dropArea() const;
     void paintEmpty (juce::Graphics& g) const;
-    void paintDropHover (juce::Graphics& g) const;
     void showButtons();
     void showMethods();
     void showScrollPosition();
@@ -72,7 +71,7 @@ private:
         std::function<void()> onScroll = [] {};
     };
 
-    IconButton newGroup, import;
+    IconButton newGroup, importTracks;
     ListViewport viewport;
     BrowserList list;
     juce::ScrollBar scrollBar{ true }; // over the rows, so that they keep their width

@@ -1,6 +1,9 @@
 #include "ui/dialogs/ChecklistDialog.h"
 
+#include "ui/Call.h"
 #include "ui/Palette.h"
+
+#include <array>
 
 namespace tessivar
 {
@@ -17,13 +20,8 @@ ChecklistDialog::ChecklistDialog (const ResourceImages& images,
     : DialogContent (titleText, std::move (buttonsToShow)), message (messageText), list (images)
 {
     std::vector<DialogListRow> rows;
-    for (const auto& [name, remark, ticked] : entries)
-    {
-        auto& row = rows.emplace_back();
-        row.text = name;
-        row.remark = remark;
-        row.ticked = ticked;
-    }
+    for (const auto& entry : entries)
+        rows.push_back ({ .text = entry.name, .remark = entry.remark, .ticked = entry.ticked });
     list.setRows (std::move (rows), rowHeight);
     list.setTitle (titleText);
     addAndMakeVisible (list);
@@ -33,8 +31,7 @@ ChecklistDialog::ChecklistDialog (const ResourceImages& images,
         for (const auto& row : list.getRows())
             ticked.push_back (row.ticked.value_or (false));
         const auto result = onResult;
-        if (result != nullptr)
-            result (index, ticked);
+        call (result, index, ticked);
     };
 }
 
@@ -56,27 +53,46 @@ void ChecklistDialog::paint (juce::Graphics& g)
     layOutText (message, palette::textMid, body.getWidth()).draw (g, body);
 }
 
+namespace
+{
+
+/** Choices in the order of the buttons: discard, the safe one, the primary one. */
+template <typename Choice>
+std::unique_ptr<ChecklistDialog>
+makeChecklist (const ResourceImages& images,
+               const juce::String& title,
+               const juce::String& message,
+               const std::vector<ChecklistDialog::Entry>& entries,
+               const std::array<const char*, 3>& choices,
+               std::function<void (Choice, const std::vector<bool>& ticked)> onChoice)
+{
+    auto dialog = std::make_unique<ChecklistDialog> (
+        images,
+        title,
+        message,
+        entries,
+        std::vector<DialogButton>{
+            { .text = choices[0], .look = ButtonLook::danger, .atLeft = true },
+            { .text = choices[1], .isSafe = true },
+            { .text = choices[2], .look = ButtonLook::primary, .hasFirstFocus = true } });
+    dialog->onResult = [choice = std::move (onChoice)] (int index, const std::vector<bool>& ticked)
+    { call (choice, static_cast<Choice> (index), ticked); };
+    return dialog;
+}
+
+} // namespace
+
 std::unique_ptr<ChecklistDialog>
 makeQuitDialog (const ResourceImages& images,
                 const std::vector<ChecklistDialog::Entry>& unsavedGroups,
                 std::function<void (QuitChoice, const std::vector<bool>& toSave)> onChoice)
 {
-    auto dialog = std::make_unique<ChecklistDialog> (
-        images,
-        "Save changes before quitting?",
-        "These groups have changes that are not saved yet. Ticked groups will be saved.",
-        unsavedGroups,
-        std::vector<DialogButton>{
-            { .text = "Quit Without Saving", .look = ButtonLook::danger, .atLeft = true },
-            { .text = "Cancel", .isSafe = true },
-            { .text = "Save and Quit", .look = ButtonLook::primary, .hasFirstFocus = true },
-        });
-    dialog->onResult = [choice = std::move (onChoice)] (int index, const std::vector<bool>& ticked)
-    {
-        if (choice != nullptr)
-            choice (static_cast<QuitChoice> (index), ticked);
-    };
-    return dialog;
+    return makeChecklist (images,
+                          "Save changes before quitting?",
+                          "These groups have changes that are not saved yet. Ticked groups will be saved.",
+                          unsavedGroups,
+                          { "Quit Without Saving", "Cancel", "Save and Quit" },
+                          std::move (onChoice));
 }
 
 std::unique_ptr<ChecklistDialog>
@@ -84,22 +100,13 @@ makeRecoveryDialog (const ResourceImages& images,
                     const std::vector<ChecklistDialog::Entry>& groups,
                     std::function<void (RecoveryChoice, const std::vector<bool>& ticked)> onChoice)
 {
-    auto dialog = std::make_unique<ChecklistDialog> (
+    return makeChecklist (
         images,
         "Recover unsaved groups?",
         "Tessivar ended before these groups were saved. Ticked groups will be opened as they were.",
         groups,
-        std::vector<DialogButton>{
-            { .text = "Discard", .look = ButtonLook::danger, .atLeft = true },
-            { .text = "Not Now", .isSafe = true },
-            { .text = "Recover", .look = ButtonLook::primary, .hasFirstFocus = true },
-        });
-    dialog->onResult = [choice = std::move (onChoice)] (int index, const std::vector<bool>& ticked)
-    {
-        if (choice != nullptr)
-            choice (static_cast<RecoveryChoice> (index), ticked);
-    };
-    return dialog;
+        { "Discard", "Not Now", "Recover" },
+        std::move (onChoice));
 }
 
 } // namespace tessivar

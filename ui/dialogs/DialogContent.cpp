@@ -1,5 +1,6 @@
 #include "ui/dialogs/DialogContent.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Motion.h"
 #include "ui/Palette.h"
@@ -108,10 +109,9 @@ void DialogContent::choose (int index)
     // Copied, because dismissing may destroy this dialog and the button that is calling.
     const auto choice = onChoice;
     const auto dismiss = onDismiss;
-    if (specs[static_cast<std::size_t> (index)].closes && dismiss != nullptr)
-        dismiss();
-    if (choice != nullptr)
-        choice (index);
+    if (specs[static_cast<std::size_t> (index)].closes)
+        call (dismiss);
+    call (choice, index);
 }
 
 void DialogContent::escape()
@@ -146,8 +146,8 @@ bool DialogContent::keyPressed (const juce::KeyPress& key)
 void DialogContent::paint (juce::Graphics& g)
 {
     const auto card = getLocalBounds().toFloat().reduced (0.5f);
-    g.setGradientFill (juce::ColourGradient::vertical (
-        juce::Colour (0xff1c2229), card.getY(), juce::Colour (0xff191e24), card.getBottom()));
+    g.setGradientFill (
+        juce::ColourGradient::vertical (juce::Colour (0xff1c2229), juce::Colour (0xff191e24), card));
     g.fillRoundedRectangle (card, DialogShadow::cornerRadius);
     g.setColour (palette::dialogEdge);
     g.drawRoundedRectangle (card, DialogShadow::cornerRadius, 1.0f);
@@ -250,12 +250,11 @@ void DialogScrim::remove (DialogContent* content)
         std::find_if (dialogs.begin(), dialogs.end(), [&] (auto& d) { return d.get() == content; });
     if (found == dialogs.end())
         return;
-    // One of the dialog's own buttons may be calling: destroy the dialog once that call has returned.
-    std::shared_ptr<DialogContent> leaving (std::move (*found));
+    auto leaving = std::move (*found);
     dialogs.erase (found);
     juce::Desktop::getInstance().getAnimator().cancelAnimation (leaving.get(), false);
     removeChildComponent (leaving.get());
-    juce::MessageManager::callAsync ([leaving] {});
+    destroyLater (std::move (leaving));
 
     if (! dialogs.empty())
     {

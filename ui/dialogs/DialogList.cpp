@@ -1,5 +1,6 @@
 #include "ui/dialogs/DialogList.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -14,6 +15,11 @@ namespace
 constexpr int maxRowsShown = 8;
 constexpr int rightInset = 12, textLeft = 37, textLeftBesideDot = 42;
 constexpr int detailRise = 5, detailFoot = 8; // into the row's height above it; below its last line
+
+int leftOfText (const DialogListRow& row)
+{
+    return row.ticked.has_value() ? textLeftBesideDot : textLeft;
+}
 
 juce::Colour orLow (juce::Colour colour)
 {
@@ -48,8 +54,7 @@ void DialogList::setRows (std::vector<DialogListRow> newRows, int rowHeightToUse
         dot->onClick = [this, i, box = dot.get()]
         {
             rows[i].ticked = box->getToggleState();
-            if (onTick != nullptr)
-                onTick (static_cast<int> (i), *rows[i].ticked);
+            call (onTick, static_cast<int> (i), *rows[i].ticked);
         };
         content.addAndMakeVisible (*dot);
         content.dots.push_back (std::move (dot));
@@ -72,9 +77,8 @@ std::vector<DialogList::Place> DialogList::placesAt (int rowWidth) const
             juce::AttributedString words;
             words.append (row.detail, fonts::inter (12.0f), palette::textLow);
             words.setLineSpacing (2.0f);
-            const auto left = row.ticked.has_value() ? textLeftBesideDot : textLeft;
-            place.detail.createLayout (words,
-                                       static_cast<float> (std::max (1, rowWidth - left - rightInset)));
+            const auto width = std::max (1, rowWidth - leftOfText (row) - rightInset);
+            place.detail.createLayout (words, static_cast<float> (width));
             place.height += juce::roundToInt (std::ceil (place.detail.getHeight())) - detailRise + detailFoot;
         }
         top += place.height;
@@ -144,19 +148,14 @@ void DialogList::Rows::paint (juce::Graphics& g)
         }
         area.removeFromRight (rightInset);
         auto below = area.removeFromBottom (place.height - owner.rowHeight);
-        below.removeFromLeft (row.ticked.has_value() ? textLeftBesideDot : textLeft);
+        below.removeFromLeft (leftOfText (row));
         place.detail.draw (g, below.withTop (below.getY() - detailRise).toFloat());
-        if (row.ticked.has_value())
-            area.removeFromLeft (textLeftBesideDot);
-        else
-        {
-            area.removeFromLeft (13);
+        auto mark = area.removeFromLeft (leftOfText (row));
+        if (! row.ticked.has_value())
             drawIcon (g,
                       row.icon,
-                      area.removeFromLeft (13).withSizeKeepingCentre (13, 13).toFloat(),
+                      mark.withTrimmedLeft (13).withWidth (13).withSizeKeepingCentre (13, 13).toFloat(),
                       orLow (row.iconColour));
-            area.removeFromLeft (11);
-        }
         const auto remarkFont = fonts::inter (12.0f);
         if (row.remark.isNotEmpty())
         {

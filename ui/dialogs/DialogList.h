@@ -11,12 +11,11 @@ namespace tessivar
 /** A row of a dialog's list. */
 struct DialogListRow
 {
-    juce::String text, remark;
-    juce::String detail; // below the text, in as many lines as it takes
+    juce::String text, remark{};
+    juce::String detail{}; // below the text, in as many lines as it takes
     Icon icon = Icon::file;
-    juce::Colour iconColour;    // transparent: the low text colour
-    juce::Colour remarkColour;  // transparent: the low text colour
-    std::optional<bool> ticked; // shows a dot in place of the icon
+    juce::Colour iconColour{}, remarkColour{}; // transparent: the low text colour
+    std::optional<bool> ticked{};              // shows a dot in place of the icon
 };
 
 /** A scrolling list in a well, as high as its rows but not higher than eight without detail. */

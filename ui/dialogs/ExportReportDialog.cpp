@@ -14,43 +14,28 @@ using Outcome = ExportReportLine::Outcome;
 
 std::vector<DialogButton> buttonsFor (const ExportReportContent& report)
 {
-    DialogButton show, again, done;
-    show.text = "Show in folder";
-    show.atLeft = true;
-    show.closes = false;
-    again.text = "Try failed again";
-    done.text = "Done";
-    done.look = ButtonLook::primary;
-    done.hasFirstFocus = true;
-    done.isSafe = true;
-    if (report.numWritten() == static_cast<int> (report.lines.size()))
-        return { show, done };
-    return { show, again, done };
+    std::vector<DialogButton> buttons{ { .text = "Show in folder", .atLeft = true, .closes = false } };
+    if (report.numWritten() < static_cast<int> (report.lines.size()))
+        buttons.push_back ({ .text = "Try failed again" });
+    buttons.push_back (
+        { .text = "Done", .look = ButtonLook::primary, .hasFirstFocus = true, .isSafe = true });
+    return buttons;
 }
 
 DialogListRow rowFor (const ExportReportLine& line)
 {
-    DialogListRow row;
-    row.text = line.fileName;
-    row.remark = line.remark;
-    row.detail = line.detail;
-    switch (line.outcome)
-    {
-        case Outcome::written:
-            row.icon = Icon::tick;
-            row.iconColour = palette::green;
-            break;
-        case Outcome::remarked:
-            row.icon = Icon::warning;
-            row.iconColour = palette::amber;
-            break;
-        case Outcome::failed:
-            row.icon = Icon::cross;
-            row.iconColour = palette::red;
-            row.remarkColour = palette::red;
-            break;
-    }
-    return row;
+    const auto isFailed = line.outcome == Outcome::failed;
+    const auto isWritten = line.outcome == Outcome::written;
+    return { .text = line.fileName,
+             .remark = line.remark,
+             .detail = line.detail,
+             .icon = isFailed    ? Icon::cross
+                     : isWritten ? Icon::tick
+                                 : Icon::warning,
+             .iconColour = isFailed    ? palette::red
+                           : isWritten ? palette::green
+                                       : palette::amber,
+             .remarkColour = isFailed ? palette::red : juce::Colour() };
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "ui/dialogs/MessageDialog.h"
 
+#include "ui/Call.h"
 #include "ui/Palette.h"
 
 namespace tessivar
@@ -11,12 +12,7 @@ std::vector<DialogListRow> rowsFrom (const juce::StringArray& list, const juce::
 {
     std::vector<DialogListRow> rows;
     for (int i = 0; i < list.size(); ++i)
-    {
-        DialogListRow row;
-        row.text = list[i];
-        row.detail = details[i];
-        rows.push_back (row);
-    }
+        rows.push_back ({ .text = list[i], .detail = details[i] });
     return rows;
 }
 
@@ -49,8 +45,7 @@ MessageDialog::MessageDialog (const ResourceImages& images, const MessageDialogS
     {
         const auto result = onResult;
         const auto ticked = isTicked();
-        if (result != nullptr)
-            result (index, ticked);
+        call (result, index, ticked);
     };
 }
 
@@ -126,8 +121,8 @@ std::unique_ptr<MessageDialog> makeWarningDialog (const ResourceImages& images,
     {
         if (button != okIndex)
             juce::SystemClipboard::copyTextToClipboard (copied);
-        else if (close != nullptr)
-            close (ticked);
+        else
+            call (close, ticked);
     };
     return dialog;
 }
@@ -155,10 +150,7 @@ std::unique_ptr<MessageDialog> makeQuestionDialog (const ResourceImages& images,
 
     auto dialog = std::make_unique<MessageDialog> (images, settings);
     dialog->onResult = [yesIndex, answer = std::move (onAnswer)] (int button, bool)
-    {
-        if (answer != nullptr)
-            answer (button == yesIndex);
-    };
+    { call (answer, button == yesIndex); };
     return dialog;
 }
 

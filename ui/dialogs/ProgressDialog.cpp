@@ -1,5 +1,6 @@
 #include "ui/dialogs/ProgressDialog.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"
@@ -108,8 +109,7 @@ ProgressDialog::ProgressDialog (const juce::String& titleText)
     onChoice = [this] (int)
     {
         getButton (0).setEnabled (false);
-        if (onCancel != nullptr)
-            onCancel();
+        call (onCancel);
     };
 }
 
@@ -123,8 +123,7 @@ void ProgressDialog::setState (const ProgressState& newState)
     if (! isLaidOut)
     {
         shown = state;
-        if (onHeightChanged != nullptr)
-            onHeightChanged();
+        call (onHeightChanged);
         resized();
         repaint();
     }

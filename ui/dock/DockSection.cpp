@@ -48,14 +48,4 @@ void DockSection::paintOverChildren (juce::Graphics& g)
         drawFocusRing (g, getLocalBounds().toFloat().reduced (8.0f));
 }
 
-void DockSection::focusGained (FocusChangeType)
-{
-    repaint();
-}
-
-void DockSection::focusLost (FocusChangeType)
-{
-    repaint();
-}
-
 } // namespace tessivar

@@ -25,8 +25,8 @@ public:
 
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
-    void focusGained (FocusChangeType cause) override;
-    void focusLost (FocusChangeType cause) override;
+    void focusGained (FocusChangeType) override { repaint(); }
+    void focusLost (FocusChangeType) override { repaint(); }
 
 private:
     const juce::String caption;

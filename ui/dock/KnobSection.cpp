@@ -10,33 +10,29 @@ namespace tessivar
 
 KnobSectionSettings focusSectionSettings()
 {
-    KnobSectionSettings settings;
-    settings.title = "Focus";
-    settings.help = "Turn down what is not this drum";
-    settings.keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x91 \xe2\x86\x93");
-    return settings;
+    return { .title = "Focus",
+             .help = "Turn down what is not this drum",
+             .keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x91 \xe2\x86\x93") };
 }
 
 KnobSectionSettings fineSectionSettings()
 {
-    KnobSectionSettings settings;
-    settings.title = "Fine";
-    settings.help = "Blend the removed part back";
-    settings.keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x90 \xe2\x86\x92");
-    settings.sizeClass = 23.0f;
-    settings.alternateSet = false;
-    settings.maximum = static_cast<double> (fineMaximum);
-    settings.ringSegments = 1;
-    settings.ringThickness = 3.0f;
-    settings.knobSize = 76;
-    settings.compactKnobSize = 64;
-    settings.knobCentreY = 100;
-    settings.compactKnobCentreY = 81;
-    settings.labelCentreY = 148;
-    settings.compactLabelCentreY = 122;
-    settings.labelEm = 13.0f;
-    settings.showsEnds = false;
-    return settings;
+    return { .title = "Fine",
+             .help = "Blend the removed part back",
+             .keys = juce::String::fromUTF8 ("Alt+\xe2\x86\x90 \xe2\x86\x92"),
+             .sizeClass = 23.0f,
+             .alternateSet = false,
+             .maximum = static_cast<double> (fineMaximum),
+             .ringSegments = 1,
+             .ringThickness = 3.0f,
+             .knobSize = 76,
+             .compactKnobSize = 64,
+             .knobCentreY = 100,
+             .compactKnobCentreY = 81,
+             .labelCentreY = 148,
+             .compactLabelCentreY = 122,
+             .labelEm = 13.0f,
+             .showsEnds = false };
 }
 
 std::vector<RingSegment> ringSegments (int count, float proportion, float gapRadians)
@@ -105,20 +101,7 @@ void KnobSection::sliderValueChanged (juce::Slider*)
     label.setVisible (true);
     state.value = knob.getValue();
     repaint();
-    if (onValueChange != nullptr)
-        onValueChange (state.value);
-}
-
-void KnobSection::sliderDragStarted (juce::Slider*)
-{
-    if (onGestureStart != nullptr)
-        onGestureStart();
-}
-
-void KnobSection::sliderDragEnded (juce::Slider*)
-{
-    if (onGestureEnd != nullptr)
-        onGestureEnd();
+    call (onValueChange, state.value);
 }
 
 void KnobSection::takeTypedText()
@@ -172,24 +155,18 @@ void KnobSection::showMenu (juce::Point<int> screenPosition)
 {
     const juce::Component::SafePointer<KnobSection> self (this);
     juce::PopupMenu menu;
-    menu.addItem ("Copy to other setting",
-                  [self]
-                  {
-                      if (self != nullptr && self->onCopyToOther != nullptr)
-                          self->onCopyToOther();
-                  });
-    menu.addItem ("Reset",
-                  [self]
-                  {
-                      if (self != nullptr)
-                          self->resetToDefault();
-                  });
-    menu.addItem ("Type a value",
-                  [self]
-                  {
-                      if (self != nullptr)
-                          self->typeValue();
-                  });
+    const auto add = [&] (const char* words, auto act)
+    {
+        menu.addItem (words,
+                      [self, act]
+                      {
+                          if (self != nullptr)
+                              act (*self);
+                      });
+    };
+    add ("Copy to other setting", [] (KnobSection& section) { call (section.onCopyToOther); });
+    add ("Reset", [] (KnobSection& section) { section.resetToDefault(); });
+    add ("Type a value", [] (KnobSection& section) { section.typeValue(); });
     menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (knob).withTargetScreenArea (
         { screenPosition.x, screenPosition.y, 1, 1 }));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "terms/KnobValues.h"
+#include "ui/Call.h"
 #include "ui/TessivarKnobComponent.h"
 #include "ui/dock/DockSection.h"
 #include "ui/dock/DockState.h"
@@ -83,8 +84,8 @@ public:
 
 private:
     void sliderValueChanged (juce::Slider*) override;
-    void sliderDragStarted (juce::Slider*) override;
-    void sliderDragEnded (juce::Slider*) override;
+    void sliderDragStarted (juce::Slider*) override { call (onGestureStart); }
+    void sliderDragEnded (juce::Slider*) override { call (onGestureEnd); }
     void takeTypedText();
     void showMenu (juce::Point<int> screenPosition);
     void drawRing (juce::Graphics& g) const;

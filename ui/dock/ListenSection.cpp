@@ -1,5 +1,6 @@
 #include "ui/dock/ListenSection.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -10,14 +11,12 @@ ListenButton::ListenButton (const juce::String& word,
                             const juce::String& keyName,
                             Icon iconToShow,
                             ButtonLook lookToUseWhenOn)
-    : Button (word), key (keyName), icon (iconToShow), lookWhenOn (lookToUseWhenOn)
+    : LookButton (word, lookToUseWhenOn, iconToShow), key (keyName)
 {
-    setButtonText (word);
     setTitle (word);
     // The owner decides what a click does; the toolkit only needs to know that this is a toggle.
     setToggleable (true);
     setWantsKeyboardFocus (false);
-    setMouseClickGrabsKeyboardFocus (false);
 }
 
 void ListenButton::mouseDown (const juce::MouseEvent& event)
@@ -26,8 +25,7 @@ void ListenButton::mouseDown (const juce::MouseEvent& event)
     if (! isEnabled() || event.mods.isPopupMenu())
         return;
     heldByMouse = true;
-    if (onPress != nullptr)
-        onPress();
+    call (onPress);
 }
 
 void ListenButton::mouseUp (const juce::MouseEvent& event)
@@ -35,32 +33,31 @@ void ListenButton::mouseUp (const juce::MouseEvent& event)
     Button::mouseUp (event);
     if (! std::exchange (heldByMouse, false))
         return;
-    if (onRelease != nullptr)
-        onRelease();
+    call (onRelease);
 }
 
 void ListenButton::clicked()
 {
-    if (! heldByMouse && onKeyboardClick != nullptr)
-        onKeyboardClick();
+    if (! heldByMouse)
+        call (onKeyboardClick);
 }
 
 void ListenButton::paintButton (juce::Graphics& g, bool over, bool down)
 {
-    const auto look = getToggleState() && isEnabled() ? lookWhenOn : ButtonLook::standard;
-    const tessivar::ButtonState state{ isEnabled(), over, down, getToggleState(), hover.amount() };
+    const auto shown = state (over, down);
+    const auto lookNow = shown.on && shown.enabled ? look : ButtonLook::standard;
     auto area = getLocalBounds().toFloat();
-    drawButtonGround (g, area, look, state, 8.0f);
+    drawButtonGround (g, area, lookNow, shown, 8.0f);
 
-    const auto ink = buttonInk (look, state);
+    const auto ink = buttonInk (lookNow, shown);
     area.removeFromLeft (14.0f);
-    drawIcon (g, icon, area.removeFromLeft (17.0f).withSizeKeepingCentre (17.0f, 17.0f), ink);
+    drawIcon (g, icon, area.removeFromLeft (17.0f), ink);
     area.removeFromLeft (10.0f);
     area.removeFromRight (11.0f);
     drawKeyCap (g,
                 area.removeFromRight (22.0f),
                 key,
-                state.enabled && ! state.on ? palette::textLow : ink.withMultipliedAlpha (0.85f));
+                shown.enabled && ! shown.on ? palette::textLow : ink.withMultipliedAlpha (0.85f));
     g.setColour (ink);
     g.setFont (fonts::inter (13.0f, fonts::Weight::semibold));
     g.drawText (getButtonText(), area, juce::Justification::centredLeft, true);
@@ -107,8 +104,8 @@ void ListenSection::apply (const std::function<void()>& change)
     const auto before = latch.current();
     change();
     showListening();
-    if (latch.current() != before && onChange != nullptr)
-        onChange (latch.current());
+    if (latch.current() != before)
+        call (onChange, latch.current());
 }
 
 void ListenSection::press (ListenMode mode)

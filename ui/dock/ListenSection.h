@@ -10,7 +10,7 @@ namespace tessivar
 /** A toggle with an icon, a word and its key, 40 px high. It reports presses and releases rather than clicks,
     because holding it means something else than clicking it.
 */
-class ListenButton : public juce::Button
+class ListenButton : public LookButton
 {
 public:
     ListenButton (const juce::String& word, const juce::String& key, Icon icon, ButtonLook lookWhenOn);
@@ -21,16 +21,10 @@ public:
     void mouseUp (const juce::MouseEvent& event) override;
     void clicked() override;
     void paintButton (juce::Graphics& g, bool over, bool down) override;
-    void buttonStateChanged() override { hover.setOver (isOver()); }
 
 private:
     const juce::String key;
-    const Icon icon;
-    const ButtonLook lookWhenOn;
     bool heldByMouse = false;
-    motion::HoverFade hover{ *this };
-
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ListenButton)
 };
 
 /** Bypass, Removed, and a line that says what is heard. */

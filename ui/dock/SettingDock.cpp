@@ -1,5 +1,6 @@
 #include "ui/dock/SettingDock.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -66,8 +67,7 @@ void LayerBars::paintBar (juce::Graphics& g, juce::Rectangle<float> bar, const L
     const auto kept = layerBarHeight (weight.kept) * bar.getHeight();
     g.setColour (juce::Colour (0xff6b4a3e));
     g.fillRect (bar.withTop (bar.getBottom() - total));
-    g.setGradientFill (
-        juce::ColourGradient::vertical (palette::ice, bar.getY(), palette::iceMid, bar.getBottom()));
+    g.setGradientFill (juce::ColourGradient::vertical (palette::ice, palette::iceMid, bar));
     g.fillRect (bar.withTop (bar.getBottom() - kept));
 }
 
@@ -76,33 +76,17 @@ SettingDock::SettingDock (const ResourceImages& images)
 {
     setTitle ("Setting, Focus, Fine and listening");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
-    for (auto* section : { static_cast<DockSection*> (&setting),
-                           static_cast<DockSection*> (&focus),
-                           static_cast<DockSection*> (&fine),
-                           static_cast<DockSection*> (&layers),
-                           static_cast<DockSection*> (&listen) })
+    for (auto* section : std::initializer_list<DockSection*>{ &setting, &focus, &fine, &layers, &listen })
         addAndMakeVisible (*section);
 
     setting.onChoose = [this] (KnobSetting letter, bool wholeGroup)
-    {
-        if (onChooseSetting != nullptr)
-            onChooseSetting (letter, wholeGroup);
-    };
-    setting.onCopy = [this]
-    {
-        if (onCopy != nullptr)
-            onCopy();
-    };
-    setting.onReset = [this]
-    {
-        if (onReset != nullptr)
-            onReset();
-    };
+    { call (onChooseSetting, letter, wholeGroup); };
+    setting.onCopy = [this] { call (onCopy); };
+    setting.onReset = [this] { call (onReset); };
     listen.onChange = [this] (ListenMode mode)
     {
         state.listening = mode;
-        if (onListeningChange != nullptr)
-            onListeningChange (mode);
+        call (onListeningChange, mode);
     };
     wireKnobs();
     setState (state);
@@ -110,42 +94,22 @@ SettingDock::SettingDock (const ResourceImages& images)
 
 void SettingDock::wireKnobs()
 {
-    const auto wire = [this] (KnobSection& section)
+    const auto wire =
+        [this] (KnobSection& section, float KnobValues::*knob, const std::function<void (float)>& onChange)
     {
-        section.onGestureStart = [this]
+        section.onGestureStart = [this] { call (onGestureStart); };
+        section.onGestureEnd = [this] { call (onGestureEnd); };
+        section.onCopyToOther = [this] { call (onCopy); };
+        section.onValueChange = [this, knob, &onChange] (double value)
         {
-            if (onGestureStart != nullptr)
-                onGestureStart();
-        };
-        section.onGestureEnd = [this]
-        {
-            if (onGestureEnd != nullptr)
-                onGestureEnd();
-        };
-        section.onCopyToOther = [this]
-        {
-            if (onCopy != nullptr)
-                onCopy();
+            auto& shown = state.settings[static_cast<std::size_t> (state.sounding)].*knob;
+            shown = static_cast<float> (value);
+            setting.setState (state);
+            call (onChange, shown);
         };
     };
-    wire (focus);
-    wire (fine);
-    const auto sounding = [this]() -> KnobValues&
-    { return state.settings[static_cast<std::size_t> (state.sounding)]; };
-    focus.onValueChange = [this, sounding] (double value)
-    {
-        sounding().focus = static_cast<float> (value);
-        setting.setState (state);
-        if (onFocusChange != nullptr)
-            onFocusChange (static_cast<float> (value));
-    };
-    fine.onValueChange = [this, sounding] (double value)
-    {
-        sounding().fine = static_cast<float> (value);
-        setting.setState (state);
-        if (onFineChange != nullptr)
-            onFineChange (static_cast<float> (value));
-    };
+    wire (focus, &KnobValues::focus, onFocusChange);
+    wire (fine, &KnobValues::fine, onFineChange);
 }
 
 void SettingDock::setState (const DockState& newState)
@@ -159,33 +123,27 @@ void SettingDock::setState (const DockState& newState)
 
 void SettingDock::showKnobs()
 {
-    const auto& mine = state.valuesOf (state.sounding);
-    const auto& others = state.valuesOf (otherSetting (state.sounding));
-    const auto letter = letterOf (otherSetting (state.sounding));
-    KnobSection::State shown{ state.available,
-                              static_cast<double> (mine.focus),
-                              static_cast<double> (state.defaults.focus),
-                              static_cast<double> (others.focus),
-                              letter,
-                              {} };
-    if (state.suggestedFocus.has_value())
-        shown.suggestedValue = static_cast<double> (*state.suggestedFocus);
-    focus.setState (shown);
-    fine.setState ({ state.available,
-                     static_cast<double> (mine.fine),
-                     static_cast<double> (state.defaults.fine),
-                     static_cast<double> (others.fine),
-                     letter,
-                     {} });
+    const auto other = otherSetting (state.sounding);
+    const auto show = [&] (KnobSection& section, float KnobValues::*knob, std::optional<float> suggested)
+    {
+        KnobSection::State shown{ state.available,
+                                  static_cast<double> (state.valuesOf (state.sounding).*knob),
+                                  static_cast<double> (state.defaults.*knob),
+                                  static_cast<double> (state.valuesOf (other).*knob),
+                                  letterOf (other),
+                                  {} };
+        if (suggested.has_value())
+            shown.suggestedValue = static_cast<double> (*suggested);
+        section.setState (shown);
+    };
+    show (focus, &KnobValues::focus, state.suggestedFocus);
+    show (fine, &KnobValues::fine, {});
 }
 
 void SettingDock::setCompact (bool shouldBeCompact)
 {
     compact = shouldBeCompact;
-    for (auto* section : { static_cast<DockSection*> (&setting),
-                           static_cast<DockSection*> (&focus),
-                           static_cast<DockSection*> (&fine),
-                           static_cast<DockSection*> (&listen) })
+    for (auto* section : std::initializer_list<DockSection*>{ &setting, &focus, &fine, &listen })
         section->setCompact (compact);
     layers.setVisible (! compact);
     resized();
@@ -200,8 +158,8 @@ void SettingDock::fadeTick()
 void SettingDock::paint (juce::Graphics& g)
 {
     const auto area = getLocalBounds().toFloat();
-    g.setGradientFill (juce::ColourGradient::vertical (
-        juce::Colour (0xff1a1f25), area.getY(), juce::Colour (0xff13171b), area.getBottom()));
+    g.setGradientFill (
+        juce::ColourGradient::vertical (juce::Colour (0xff1a1f25), juce::Colour (0xff13171b), area));
     g.fillAll();
     g.setColour (juce::Colour (0xff22282e));
     g.fillRect (area.withHeight (1.0f));

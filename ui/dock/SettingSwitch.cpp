@@ -1,8 +1,10 @@
 #include "ui/dock/SettingSwitch.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/KnobGeometry.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
 
 namespace tessivar
 {
@@ -13,16 +15,8 @@ SettingSwitch::SettingSwitch() : DockSection ("Setting", true, false)
     addAndMakeVisible (reset);
     copy.setTooltip ("Copy the sounding setting to the other [C]");
     reset.setTooltip ("Both knobs to default [Alt+0]");
-    copy.onClick = [this]
-    {
-        if (onCopy != nullptr)
-            onCopy();
-    };
-    reset.onClick = [this]
-    {
-        if (onReset != nullptr)
-            onReset();
-    };
+    copy.onClick = [this] { call (onCopy); };
+    reset.onClick = [this] { call (onReset); };
     setTooltip ("Choose the setting that sounds, with Shift for every track of the group [A]");
 }
 
@@ -114,11 +108,7 @@ void SettingSwitch::resized()
 void SettingSwitch::paint (juce::Graphics& g)
 {
     DockSection::paint (g);
-    const auto area = frame().toFloat().reduced (0.5f);
-    g.setColour (palette::well);
-    g.fillRoundedRectangle (area, 8.0f);
-    g.setColour (palette::line);
-    g.drawRoundedRectangle (area, 8.0f, 1.0f);
+    drawFrame (g, frame().toFloat(), palette::well, palette::line, 8.0f);
     paintCell (g, KnobSetting::a);
     paintCell (g, KnobSetting::b);
 }
@@ -130,8 +120,8 @@ void SettingSwitch::paintCell (juce::Graphics& g, KnobSetting letter) const
     const auto isHovered = hovered == letter && ! sounds;
     if (sounds)
     {
-        g.setGradientFill (juce::ColourGradient::vertical (
-            juce::Colour (0xff2e3943), area.getY(), juce::Colour (0xff232b33), area.getBottom()));
+        g.setGradientFill (
+            juce::ColourGradient::vertical (juce::Colour (0xff2e3943), juce::Colour (0xff232b33), area));
         g.fillRoundedRectangle (area, 6.0f);
         g.setGradientFill (juce::ColourGradient::vertical (
             palette::iceMid, area.getY(), juce::Colour (0xff55636f), area.getY() + 12.0f));
@@ -181,30 +171,10 @@ void SettingSwitch::paintCell (juce::Graphics& g, KnobSetting letter) const
           ink.interpolatedWith (palette::textMid, sounds ? 0.5f : 0.0f));
 }
 
-namespace
-{
-
-class SwitchValue : public juce::AccessibilityTextValueInterface
-{
-public:
-    explicit SwitchValue (const DockState& stateToRead) : state (stateToRead) {}
-    bool isReadOnly() const override { return true; }
-    juce::String getCurrentValueAsString() const override { return settingDescription (state); }
-    void setValueAsString (const juce::String&) override {}
-
-private:
-    const DockState& state;
-};
-
-} // namespace
-
 std::unique_ptr<juce::AccessibilityHandler> SettingSwitch::createAccessibilityHandler()
 {
-    return std::make_unique<juce::AccessibilityHandler> (
-        *this,
-        juce::AccessibilityRole::group,
-        juce::AccessibilityActions{},
-        juce::AccessibilityHandler::Interfaces{ std::make_unique<SwitchValue> (state) });
+    return makeSpokenHandler (
+        *this, juce::AccessibilityRole::group, [this] { return settingDescription (state); });
 }
 
 } // namespace tessivar

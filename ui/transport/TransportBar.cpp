@@ -1,5 +1,6 @@
 #include "ui/transport/TransportBar.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/wave/WaveTimeText.h"
@@ -31,29 +32,24 @@ TransportBar::TransportBar (const ResourceImages& images)
     loop.setTooltip ("Loop [L]");
     follow.setTooltip ("Follow playhead [F]");
 
-    const auto call = [] (const auto& callback, auto... arguments)
-    {
-        if (callback != nullptr)
-            callback (arguments...);
-    };
-    toStart.onClick = [this, call] { call (onToStart); };
-    play.onClick = [this, call] { call (onPlayOrStop); };
-    loop.onClick = [this, call] { call (onLoop, ! state.looping); };
-    follow.onClick = [this, call] { call (onFollow, ! state.following); };
-    noticeButton.onClick = [this, call] { call (noticeAction); };
-    volume.onValueChange = [this, call]
+    toStart.onClick = [this] { call (onToStart); };
+    play.onClick = [this] { call (onPlayOrStop); };
+    loop.onClick = [this] { call (onLoop, ! state.looping); };
+    follow.onClick = [this] { call (onFollow, ! state.following); };
+    noticeButton.onClick = [this] { call (noticeAction); };
+    volume.onValueChange = [this]
     {
         state.volumeDb = volumeDbForPosition (volume.getValue());
         repaint();
         call (onVolume, state.volumeDb);
     };
     // Swap ends typed in the wrong order: a loop always runs forward.
-    loopStart.onTyped = [this, call] (double start)
+    loopStart.onTyped = [this] (double start)
     {
         if (state.loop.has_value())
             call (onLoopTyped, juce::Range<double>::between (start, state.loop->getEnd()));
     };
-    loopEnd.onTyped = [this, call] (double end)
+    loopEnd.onTyped = [this] (double end)
     {
         if (state.loop.has_value())
             call (onLoopTyped, juce::Range<double>::between (state.loop->getStart(), end));
@@ -174,8 +170,8 @@ void TransportBar::layOutLoop()
 void TransportBar::paint (juce::Graphics& g)
 {
     const auto area = getLocalBounds().toFloat();
-    g.setGradientFill (juce::ColourGradient::vertical (
-        juce::Colour (0xff12161a), area.getY(), juce::Colour (0xff0e1215), area.getBottom()));
+    g.setGradientFill (
+        juce::ColourGradient::vertical (juce::Colour (0xff12161a), juce::Colour (0xff0e1215), area));
     g.fillAll();
     g.setColour (palette::seam);
     g.fillRect (0, 0, getWidth(), 1);

@@ -1,6 +1,8 @@
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/KnobGeometry.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
 #include "ui/transport/TransportBar.h"
 #include "ui/wave/WaveTimeText.h"
 
@@ -49,8 +51,8 @@ TimeField::TimeField (const juce::String& name)
     {
         const auto typed = parseTime (getText());
         setTime (shown);
-        if (typed.has_value() && onTyped != nullptr)
-            onTyped (*typed);
+        if (typed.has_value())
+            call (onTyped, *typed);
     };
 }
 
@@ -117,30 +119,10 @@ void PositionDisplay::paint (juce::Graphics& g)
                         juce::Justification::centredLeft);
 }
 
-namespace
-{
-
-class PositionValue : public juce::AccessibilityTextValueInterface
-{
-public:
-    explicit PositionValue (const double& secondsToRead) : seconds (secondsToRead) {}
-    bool isReadOnly() const override { return true; }
-    juce::String getCurrentValueAsString() const override { return waveTimeText (seconds, 3); }
-    void setValueAsString (const juce::String&) override {}
-
-private:
-    const double& seconds;
-};
-
-} // namespace
-
 std::unique_ptr<juce::AccessibilityHandler> PositionDisplay::createAccessibilityHandler()
 {
-    return std::make_unique<juce::AccessibilityHandler> (
-        *this,
-        juce::AccessibilityRole::staticText,
-        juce::AccessibilityActions{},
-        juce::AccessibilityHandler::Interfaces{ std::make_unique<PositionValue> (seconds) });
+    return makeSpokenHandler (
+        *this, juce::AccessibilityRole::staticText, [this] { return waveTimeText (seconds, 3); });
 }
 
 OutputMeter::OutputMeter()
