@@ -3,6 +3,7 @@
 #include "ui/Motion.h"
 #include "ui/Palette.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tessivar
@@ -12,27 +13,13 @@ namespace
 
 constexpr int dragThreshold = 6; // pixels before a press becomes a drag
 
-/** Takes the first matching row out of a list of rows; null when there is none. */
-template <typename Row, typename Predicate>
-std::unique_ptr<Row> takeRow (std::vector<std::unique_ptr<Row>>& rows, Predicate matches)
+std::vector<RowId> groupsOf (const std::vector<BrowserRow>& rows)
 {
-    for (auto& row : rows)
-        if (row != nullptr && matches (*row))
-            return std::move (row);
-    return nullptr;
-}
-
-/** Takes rows off their list at once but destroys them later: the change may have started in one of their
-    buttons, whose call has to return first.
-*/
-template <typename Row>
-void removeAndDestroyLater (juce::Component& list, std::vector<std::unique_ptr<Row>> rows)
-{
-    for (auto& row : rows)
-        if (row != nullptr)
-            list.removeChildComponent (row.get());
-    auto leaving = std::make_shared<std::vector<std::unique_ptr<Row>>> (std::move (rows));
-    juce::MessageManager::callAsync ([leaving] {});
+    std::vector<RowId> groups;
+    for (const auto& row : rows)
+        if (row.track == 0)
+            groups.push_back (row.group);
+    return groups;
 }
 
 } // namespace
@@ -43,8 +30,6 @@ BrowserList::BrowserList (const ResourceImages& imagesToUse) : images (imagesToU
     setWantsKeyboardFocus (true);
     wireRows();
 }
-
-BrowserList::~BrowserList() = default;
 
 void BrowserList::wireRows()
 {
@@ -60,39 +45,15 @@ void BrowserList::wireRows()
             choose (afterGroupClick (state, group));
         else if (! selection.contains (track))
             choose (afterTrackClick (state, selection, group, track, false, false));
-        if (onMenu != nullptr)
-            onMenu (group, track, place);
+        call (onMenu, group, track, place);
     };
     callbacks.onInclude = [this] (RowId track, bool included)
-    {
-        if (onInclude != nullptr)
-            onInclude (actedOn (track), included);
-    };
-    callbacks.onType = [this] (RowId track, DrumType type)
-    {
-        if (onType != nullptr)
-            onType (actedOn (track), type);
-    };
-    callbacks.onLocate = [this] (RowId track)
-    {
-        if (onLocate != nullptr)
-            onLocate (track);
-    };
-    callbacks.onFold = [this] (RowId group)
-    {
-        if (onFold != nullptr)
-            onFold (group);
-    };
-    callbacks.onClose = [this] (RowId group)
-    {
-        if (onClose != nullptr)
-            onClose (group);
-    };
-    callbacks.onRename = [this] (RowId group, const juce::String& name)
-    {
-        if (onRename != nullptr)
-            onRename (group, name);
-    };
+    { call (onInclude, actedOn (track), included); };
+    callbacks.onType = [this] (RowId track, DrumType type) { call (onType, actedOn (track), type); };
+    callbacks.onLocate = [this] (RowId track) { call (onLocate, track); };
+    callbacks.onFold = [this] (RowId group) { call (onFold, group); };
+    callbacks.onClose = [this] (RowId group) { call (onClose, group); };
+    callbacks.onRename = [this] (RowId group, const juce::String& name) { call (onRename, group, name); };
 }
 
 std::vector<RowId> BrowserList::actedOn (RowId track) const
@@ -108,12 +69,8 @@ void BrowserList::setState (const BrowserState& newState)
     else
         setSize (getWidth(), idealHeight());
 
-    for (auto& row : groupRows)
-        if (const auto* group = findGroup (state, row->getGroup()))
-            row->setState (*group);
-    for (auto& row : trackRows)
-        if (const auto* track = findTrack (state, row->getTrack()))
-            row->setState (*track);
+    for (auto& row : rows)
+        row->takeFrom (state);
     selection = withoutMissingRows (state, selection);
     showSelection();
 }
@@ -123,47 +80,28 @@ void BrowserList::rebuildRows()
     endDrag();
     // Rows moved by folding glide; any other change is immediate.
     const auto before = std::exchange (shownRows, visibleRows (state, metrics));
-    const auto sameGroups = [&]
-    {
-        std::vector<RowId> old, now;
-        for (const auto& row : before)
-            if (row.track == 0)
-                old.push_back (row.group);
-        for (const auto& row : shownRows)
-            if (row.track == 0)
-                now.push_back (row.group);
-        return old == now;
-    };
-    const auto glides = before.size() != shownRows.size() && sameGroups();
+    const auto glides = before.size() != shownRows.size() && groupsOf (before) == groupsOf (shownRows);
     // Rows that stay keep their components: a chooser may be open, or a name being edited.
-    auto oldGroups = std::move (groupRows);
-    auto oldTracks = std::move (trackRows);
-    groupRows.clear();
-    trackRows.clear();
-    for (const auto& row : shownRows)
+    auto old = std::exchange (rows, {});
+    for (const auto& place : shownRows)
     {
-        if (row.track == 0)
-        {
-            auto kept =
-                takeRow (oldGroups, [&] (const GroupRow& old) { return old.getGroup() == row.group; });
-            if (kept == nullptr)
-                kept = std::make_unique<GroupRow> (callbacks, row.group);
-            addAndMakeVisible (*kept);
-            groupRows.push_back (std::move (kept));
-        }
+        const auto found = std::find_if (old.begin(),
+                                         old.end(),
+                                         [&] (const auto& row) {
+                                             return row != nullptr && row->getGroup() == place.group
+                                                    && row->getTrack() == place.track;
+                                         });
+        if (found != old.end())
+            rows.push_back (std::move (*found));
+        else if (place.track == 0)
+            rows.push_back (std::make_unique<GroupRow> (callbacks, place.group));
         else
-        {
-            auto kept = takeRow (oldTracks,
-                                 [&] (const TrackRow& old)
-                                 { return old.getTrack() == row.track && old.getGroup() == row.group; });
-            if (kept == nullptr)
-                kept = std::make_unique<TrackRow> (images, callbacks, row.group, row.track);
-            addAndMakeVisible (*kept);
-            trackRows.push_back (std::move (kept));
-        }
+            rows.push_back (std::make_unique<TrackRow> (images, callbacks, place.group, place.track));
+        addAndMakeVisible (*rows.back());
     }
-    removeAndDestroyLater (*this, std::move (oldGroups));
-    removeAndDestroyLater (*this, std::move (oldTracks));
+    for (auto& row : old)
+        removeChildComponent (row.get());
+    destroyLater (std::move (old));
     setSize (getWidth(), idealHeight());
     layOutRows (glides && ! motion::isReduced() && isShowing());
 }
@@ -184,8 +122,8 @@ void BrowserList::setView (juce::Range<int> newView)
 
 RowId BrowserList::groupSeenAt (int y) const
 {
-    for (const auto& row : groupRows)
-        if (row->isVisible() && y >= row->getY() && y < row->getBottom())
+    for (const auto& row : rows)
+        if (row->isGroup() && row->isVisible() && y >= row->getY() && y < row->getBottom())
             return row->getGroup();
     return groupAt (state, metrics, y);
 }
@@ -199,10 +137,10 @@ void BrowserList::setSelection (const BrowserSelection& newSelection)
 
 void BrowserList::showSelection()
 {
-    for (auto& row : groupRows)
-        row->setSelected (selection.lead == 0 && row->getGroup() == selection.group);
-    for (auto& row : trackRows)
-        row->setSelected (selection.contains (row->getTrack()), row->getTrack() == selection.lead);
+    for (auto& row : rows)
+        row->setSelected (row->isGroup() ? selection.lead == 0 && row->getGroup() == selection.group
+                                         : selection.contains (row->getTrack()),
+                          row->getTrack() == selection.lead);
     if (hasKeyboardFocus (false))
         repaint();
 }
@@ -214,8 +152,7 @@ void BrowserList::choose (const BrowserSelection& newSelection)
     selection = newSelection;
     showSelection();
     scrollToLead();
-    if (onSelect != nullptr)
-        onSelect (selection);
+    call (onSelect, selection);
 }
 
 void BrowserList::scrollToLead()
@@ -248,16 +185,17 @@ void BrowserList::setCompact (bool compact)
 void BrowserList::setLevels (const std::vector<Level>& levels)
 {
     for (const auto& level : levels)
-        for (auto& row : trackRows)
-            if (row->getTrack() == level.track)
-                row->setLevels (level.source, level.kept);
+        for (auto& row : rows)
+            if (auto* track = dynamic_cast<TrackRow*> (row.get());
+                track != nullptr && track->getTrack() == level.track)
+                track->setLevels (level.source, level.kept);
 }
 
 void BrowserList::beginRename (RowId group)
 {
-    for (auto& row : groupRows)
-        if (row->getGroup() == group)
-            row->beginRename();
+    for (auto& row : rows)
+        if (row->isGroup() && row->getGroup() == group)
+            static_cast<GroupRow&> (*row).beginRename();
 }
 
 void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& event)
@@ -293,15 +231,15 @@ void BrowserList::dragged (const juce::MouseEvent& event)
         if (event.getDistanceFromDragStart() < dragThreshold)
             return;
         draggedTracks = selection.tracks;
-        for (auto& row : trackRows)
-            row->setDimmed (selection.contains (row->getTrack()));
+        for (auto& row : rows)
+            row->setAlpha (selection.contains (row->getTrack()) ? 0.45f : 1.0f);
     }
     const auto here = event.getEventRelativeTo (this).getPosition();
     dropPlace = dropPlaceAt (state, metrics, here.y);
     // A Group row at an edge of the view stands for its Group, not for the tracks behind it.
-    for (const auto& row : groupRows)
+    for (const auto& row : rows)
         if (const auto* group = findGroup (state, row->getGroup());
-            group != nullptr && here.y >= row->getY() && here.y < row->getBottom())
+            row->isGroup() && group != nullptr && here.y >= row->getY() && here.y < row->getBottom())
             dropPlace = { group->id,
                           group->open ? 0 : static_cast<int> (group->tracks.size()),
                           row->getBottom() };
@@ -320,8 +258,8 @@ void BrowserList::released (RowId group, RowId track, const juce::MouseEvent& ev
     endDrag();
     if (! moved.empty())
     {
-        if (place.has_value() && onMoveTracks != nullptr)
-            onMoveTracks (moved, place->group, place->index);
+        if (place.has_value())
+            call (onMoveTracks, moved, place->group, place->index);
         return;
     }
     if (track != 0 && ! event.mods.isAnyModifierKeyDown() && selection.tracks.size() > 1
@@ -335,8 +273,8 @@ void BrowserList::endDrag()
         return;
     draggedTracks.clear();
     dropPlace.reset();
-    for (auto& row : trackRows)
-        row->setDimmed (false);
+    for (auto& row : rows)
+        row->setAlpha (1.0f);
     repaint();
 }
 
@@ -345,20 +283,19 @@ bool BrowserList::foldByKey (bool open)
     const auto* group = findGroup (state, selection.group);
     if (selection.lead != 0 || group == nullptr)
         return false;
-    if (group->open != open && onFold != nullptr)
-        onFold (group->id);
+    if (group->open != open)
+        call (onFold, group->id);
     return true;
 }
 
 void BrowserList::openMenuByKey()
 {
     for (const auto& row : shownRows)
-        if (row.group == selection.group && row.track == selection.lead && onMenu != nullptr)
-        {
-            onMenu (
-                row.group, row.track, localPointToGlobal (juce::Point<int> (40, row.top + row.height / 2)));
-            return;
-        }
+        if (row.group == selection.group && row.track == selection.lead)
+            return call (onMenu,
+                         row.group,
+                         row.track,
+                         localPointToGlobal (juce::Point<int> (40, row.top + row.height / 2)));
 }
 
 bool BrowserList::keyPressed (const juce::KeyPress& key)
@@ -366,8 +303,9 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     const auto code = key.getKeyCode();
     const auto modifiers = key.getModifiers();
     const auto shift = modifiers.isShiftDown();
+    const auto isArrow = code == juce::KeyPress::upKey || code == juce::KeyPress::downKey;
     // Arrow keys show where the focus is.
-    if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
+    if (isArrow)
         showsFocus = true;
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
     {
@@ -382,7 +320,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     // Other keys with modifiers are commands of the window.
     if (modifiers.isAltDown() || modifiers.isCtrlDown() || modifiers.isCommandDown())
         return false;
-    if (code == juce::KeyPress::upKey || code == juce::KeyPress::downKey)
+    if (isArrow)
     {
         choose (afterArrow (state, selection, code == juce::KeyPress::upKey ? -1 : 1, shift));
         repaint();
@@ -406,16 +344,6 @@ void BrowserList::focusGained (FocusChangeType)
     repaint();
 }
 
-void BrowserList::focusLost (FocusChangeType)
-{
-    repaint();
-}
-
-void BrowserList::resized()
-{
-    layOutRows (false);
-}
-
 juce::Rectangle<int> BrowserList::seenBounds (std::size_t row) const
 {
     return { 0, seenTop (shownRows, row, view), getWidth(), shownRows[row].height };
@@ -424,11 +352,9 @@ juce::Rectangle<int> BrowserList::seenBounds (std::size_t row) const
 void BrowserList::layOutRows (bool animated)
 {
     animator.cancelAllAnimations (false);
-    std::size_t group = 0, track = 0;
-    for (std::size_t i = 0; i < shownRows.size(); ++i)
+    for (std::size_t i = 0; i < rows.size(); ++i)
     {
-        const auto isGroup = shownRows[i].track == 0;
-        auto& row = isGroup ? static_cast<juce::Component&> (*groupRows[group++]) : *trackRows[track++];
+        auto& row = *rows[i];
         const auto bounds = seenBounds (i);
         // A new row has no place to come from: the rows that move away uncover it.
         if (animated && ! row.getBounds().isEmpty() && row.getBounds() != bounds)
@@ -441,12 +367,11 @@ void BrowserList::layOutRows (bool animated)
 
 void BrowserList::placeGroupRows()
 {
-    std::size_t group = 0;
-    for (std::size_t i = 0; i < shownRows.size(); ++i)
+    for (std::size_t i = 0; i < rows.size(); ++i)
     {
-        if (shownRows[i].track != 0)
+        if (! rows[i]->isGroup())
             continue;
-        auto& row = *groupRows[group++];
+        auto& row = static_cast<GroupRow&> (*rows[i]);
         row.toFront (false);
         if (animator.isAnimating (&row))
             continue;
@@ -470,22 +395,15 @@ void BrowserList::paintOverChildren (juce::Graphics& g)
         g.fillRect (0, juce::jlimit (0, std::max (0, getHeight() - 3), dropPlace->lineY - 2), getWidth(), 3);
     }
     g.setColour (palette::seam);
-    for (const auto& row : groupRows)
-        if (row->getY() > 0)
+    for (const auto& row : rows)
+        if (row->isGroup() && row->getY() > 0)
             g.fillRect (0, row->getY() - 1, getWidth(), 1);
     if (! showsFocus || ! hasKeyboardFocus (false))
         return;
-    const auto ring = [&] (const juce::Component& row)
-    {
-        g.setColour (palette::ice);
-        g.drawRect (row.getBounds().withTrimmedBottom (1), 2);
-    };
-    for (const auto& row : groupRows)
-        if (selection.lead == 0 && row->getGroup() == selection.group)
-            ring (*row);
-    for (const auto& row : trackRows)
+    g.setColour (palette::ice);
+    for (const auto& row : rows)
         if (row->getTrack() == selection.lead && row->getGroup() == selection.group)
-            ring (*row);
+            g.drawRect (row->getBounds().withTrimmedBottom (1), 2);
 }
 
 std::unique_ptr<juce::AccessibilityHandler> BrowserList::createAccessibilityHandler()

@@ -13,7 +13,6 @@ class BrowserList : public juce::Component
 {
 public:
     explicit BrowserList (const ResourceImages& images);
-    ~BrowserList() override;
 
     void setState (const BrowserState& newState);
     const BrowserState& getState() const { return state; }
@@ -54,10 +53,10 @@ public:
 
     bool keyPressed (const juce::KeyPress& key) override;
     void focusGained (FocusChangeType cause) override;
-    void focusLost (FocusChangeType cause) override;
+    void focusLost (FocusChangeType) override { repaint(); }
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
-    void resized() override;
+    void resized() override { layOutRows (false); }
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
@@ -83,9 +82,8 @@ private:
     BrowserSelection selection;
     BrowserMetrics metrics = browserMetrics (false);
     RowCallbacks callbacks;
-    std::vector<std::unique_ptr<GroupRow>> groupRows;
-    std::vector<std::unique_ptr<TrackRow>> trackRows;
     std::vector<BrowserRow> shownRows;
+    std::vector<std::unique_ptr<ListRow>> rows; // of shownRows
     juce::Range<int> view;
     juce::ComponentAnimator animator;
     std::vector<RowId> draggedTracks; // empty while nothing is dragged

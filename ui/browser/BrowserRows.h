@@ -2,6 +2,7 @@
 
 #include "terms/DrumType.h"
 #include "ui/Buttons.h"
+#include "ui/Call.h"
 #include "ui/DrumDrawing.h"
 #include "ui/TessivarControls.h"
 #include "ui/browser/BrowserState.h"
@@ -44,18 +45,55 @@ struct RowCallbacks
     std::function<void (RowId group, const juce::String& name)> onRename;
 };
 
+/** What the rows of Groups and of Tracks share: hover, selection, and the mouse, of which the list is told.
+*/
+class ListRow : public juce::Component
+{
+public:
+    RowId getGroup() const { return group; }
+    /** 0 for the row of a Group. */
+    RowId getTrack() const { return track; }
+    bool isGroup() const { return track == 0; }
+
+    /** Takes what the state says of this row. */
+    virtual void takeFrom (const BrowserState& browser) = 0;
+    void setSelected (bool isSelected, bool isLead);
+
+    void mouseDown (const juce::MouseEvent& event) override;
+    void mouseDrag (const juce::MouseEvent& event) override;
+    void mouseUp (const juce::MouseEvent& event) override;
+    void mouseEnter (const juce::MouseEvent&) override { hover.setOver (isMouseOver (true)); }
+    void mouseExit (const juce::MouseEvent&) override { hover.setOver (isMouseOver (true)); }
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+protected:
+    ListRow (const RowCallbacks& callbacksToUse, RowId groupId, RowId trackId)
+        : callbacks (callbacksToUse), group (groupId), track (trackId)
+    {
+    }
+
+    /** The ground, as it is at rest when neither hovered nor selected; a seam below it is left out. */
+    void paintGround (juce::Graphics& g, juce::Colour rest) const;
+    void paintSelection (juce::Graphics& g) const;
+
+    const RowCallbacks& callbacks;
+    const RowId group, track;
+
+private:
+    bool selected = false, lead = false;
+    motion::HoverFade hover{ *this };
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ListRow)
+};
+
 /** The row of a Track. */
-class TrackRow : public juce::Component, public juce::SettableTooltipClient
+class TrackRow : public ListRow, public juce::SettableTooltipClient
 {
 public:
     TrackRow (const ResourceImages& images, const RowCallbacks& callbacks, RowId group, RowId track);
 
-    RowId getTrack() const { return id; }
-    RowId getGroup() const { return group; }
-
+    void takeFrom (const BrowserState& browser) override;
     void setState (const TrackRowState& newState);
-    void setSelected (bool isSelected, bool isLead);
-    void setDimmed (bool shouldBeDimmed);
 
     /** Updates the level bar alone; called at display rate. */
     void setLevels (float source, float kept);
@@ -64,11 +102,6 @@ public:
     void paintOverChildren (juce::Graphics& g) override;
     void resized() override;
     void mouseDown (const juce::MouseEvent& event) override;
-    void mouseDrag (const juce::MouseEvent& event) override;
-    void mouseUp (const juce::MouseEvent& event) override;
-    void mouseEnter (const juce::MouseEvent& event) override;
-    void mouseExit (const juce::MouseEvent& event) override;
-    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
     juce::Rectangle<int> levelBar() const;
@@ -77,30 +110,21 @@ private:
     void paintMark (juce::Graphics& g) const;
     void paintWave (juce::Graphics& g) const;
     void paintLevel (juce::Graphics& g) const;
-    void updateHover();
 
-    const RowCallbacks& callbacks;
-    const RowId group, id;
     TrackRowState state;
-    bool selected = false, lead = false;
-    motion::HoverFade hover{ *this };
     TessivarCheckBox include;
     DrumTypeChooser type;
     ActionButton locate;
-
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TrackRow)
 };
 
 /** The row of a Group. */
-class GroupRow : public juce::Component, private juce::TextEditor::Listener
+class GroupRow : public ListRow, private juce::TextEditor::Listener
 {
 public:
     GroupRow (const RowCallbacks& callbacks, RowId group);
 
-    RowId getGroup() const { return id; }
-
+    void takeFrom (const BrowserState& browser) override;
     void setState (const GroupRowState& newState);
-    void setSelected (bool isSelected);
     /** Shown at an edge of the list, away from its place, with tracks passing behind it. */
     void setPinned (bool shouldBePinned);
 
@@ -111,31 +135,20 @@ public:
 
     void paint (juce::Graphics& g) override;
     void resized() override;
-    void mouseDown (const juce::MouseEvent& event) override;
-    void mouseDrag (const juce::MouseEvent& event) override;
-    void mouseUp (const juce::MouseEvent& event) override;
-    void mouseDoubleClick (const juce::MouseEvent& event) override;
-    void mouseEnter (const juce::MouseEvent& event) override;
-    void mouseExit (const juce::MouseEvent& event) override;
-    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+    void mouseDoubleClick (const juce::MouseEvent&) override { call (callbacks.onFold, group); }
 
 private:
-    void textEditorReturnKeyPressed (juce::TextEditor&) override;
-    void textEditorEscapeKeyPressed (juce::TextEditor&) override;
-    void textEditorFocusLost (juce::TextEditor&) override;
+    void textEditorReturnKeyPressed (juce::TextEditor&) override { endRename (true); }
+    void textEditorEscapeKeyPressed (juce::TextEditor&) override { endRename (false); }
+    void textEditorFocusLost (juce::TextEditor&) override { endRename (true); }
     void endRename (bool keep);
     float badgeWidth() const;
     void paintBadge (juce::Graphics& g) const;
 
-    const RowCallbacks& callbacks;
-    const RowId id;
     GroupRowState state;
-    bool selected = false, pinned = false;
-    motion::HoverFade hover{ *this };
+    bool pinned = false;
     IconButton fold, close;
     std::unique_ptr<juce::TextEditor> nameEditor;
-
-    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (GroupRow)
 };
 
 } // namespace tessivar

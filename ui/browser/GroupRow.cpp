@@ -7,32 +7,24 @@ namespace tessivar
 namespace
 {
 
-juce::Colour markColour (GroupRowState::Mark mark)
+struct MarkLook
 {
-    switch (mark)
-    {
-        case GroupRowState::Mark::analysed:
-            return palette::green;
-        case GroupRowState::Mark::changed:
-            return palette::amber;
-        case GroupRowState::Mark::notAnalysed:
-            break;
-    }
-    return palette::textMid;
-}
+    Icon icon;
+    juce::Colour colour;
+};
 
-Icon markIcon (GroupRowState::Mark mark)
+MarkLook lookOf (GroupRowState::Mark mark)
 {
     switch (mark)
     {
         case GroupRowState::Mark::analysed:
-            return Icon::tick;
+            return { Icon::tick, palette::green };
         case GroupRowState::Mark::changed:
-            return Icon::warning;
+            return { Icon::warning, palette::amber };
         case GroupRowState::Mark::notAnalysed:
             break;
     }
-    return Icon::ring;
+    return { Icon::ring, palette::textMid };
 }
 
 /** The facts, without the middle ones when space is short: the number of tracks and the length matter most.
@@ -56,8 +48,54 @@ const juce::Colour trackSeam (0xff0f1316); // between rows of one Group
 
 } // namespace
 
-GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group)
-    : callbacks (callbacksToUse), id (group), fold ("Fold or unfold", Icon::chevronDown),
+void ListRow::setSelected (bool isSelected, bool isLead)
+{
+    selected = isSelected;
+    lead = isLead;
+    repaint();
+}
+
+void ListRow::paintGround (juce::Graphics& g, juce::Colour rest) const
+{
+    g.setColour (selected ? palette::selected : rest.interpolatedWith (palette::hover, hover.amount()));
+    g.fillRect (getLocalBounds().withTrimmedBottom (1));
+}
+
+void ListRow::paintSelection (juce::Graphics& g) const
+{
+    if (! selected)
+        return;
+    g.setColour (palette::ice.withAlpha (lead ? 0.55f : 0.25f));
+    g.drawRect (getLocalBounds().withTrimmedBottom (1), 1);
+}
+
+void ListRow::mouseDown (const juce::MouseEvent& event)
+{
+    if (event.mods.isPopupMenu())
+        call (callbacks.onMenu, group, track, event.getScreenPosition());
+    else
+        call (callbacks.onPress, group, track, event);
+}
+
+void ListRow::mouseDrag (const juce::MouseEvent& event)
+{
+    if (event.eventComponent == this && ! event.mods.isPopupMenu())
+        call (callbacks.onDrag, group, track, event);
+}
+
+void ListRow::mouseUp (const juce::MouseEvent& event)
+{
+    if (event.eventComponent == this && ! event.mods.isPopupMenu())
+        call (callbacks.onRelease, group, track, event);
+}
+
+std::unique_ptr<juce::AccessibilityHandler> ListRow::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::listItem);
+}
+
+GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId groupId)
+    : ListRow (callbacksToUse, groupId, 0), fold ("Fold or unfold", Icon::chevronDown),
       close ("Close group", Icon::close)
 {
     for (auto* button : { &fold, &close })
@@ -69,16 +107,14 @@ GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId group)
     }
     fold.setInk (palette::textLow);
     close.setInk (palette::textMid);
-    fold.onClick = [this]
-    {
-        if (callbacks.onFold != nullptr)
-            callbacks.onFold (id);
-    };
-    close.onClick = [this]
-    {
-        if (callbacks.onClose != nullptr)
-            callbacks.onClose (id);
-    };
+    fold.onClick = [this] { call (callbacks.onFold, group); };
+    close.onClick = [this] { call (callbacks.onClose, group); };
+}
+
+void GroupRow::takeFrom (const BrowserState& browser)
+{
+    if (const auto* found = findGroup (browser, group))
+        setState (*found);
 }
 
 void GroupRow::setState (const GroupRowState& newState)
@@ -88,12 +124,6 @@ void GroupRow::setState (const GroupRowState& newState)
     fold.setTitle ((state.open ? "Fold " : "Unfold ") + state.name);
     close.setTitle ("Close " + state.name);
     setTitle (accessibleName (state));
-    repaint();
-}
-
-void GroupRow::setSelected (bool isSelected)
-{
-    selected = isSelected;
     repaint();
 }
 
@@ -121,15 +151,12 @@ void GroupRow::paintBadge (juce::Graphics& g) const
     const auto right = static_cast<float> (getWidth() - 38);
     auto badge = juce::Rectangle<float> (
         right - badgeWidth(), 0.5f * static_cast<float> (getHeight()) - 10.5f, badgeWidth(), 20.0f);
-    const auto colour = markColour (state.mark);
+    const auto [mark, colour] = lookOf (state.mark);
     g.setColour (colour.withAlpha (0.12f));
     g.fillRoundedRectangle (badge, 10.0f);
     badge.removeFromLeft (8.0f);
     const auto icon = badge.removeFromLeft (10.0f).withSizeKeepingCentre (10.0f, 10.0f);
-    drawIcon (g,
-              markIcon (state.mark),
-              state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon,
-              colour);
+    drawIcon (g, mark, state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon, colour);
     badge.removeFromLeft (5.0f);
     g.setColour (colour);
     g.setFont (badgeFont());
@@ -139,9 +166,7 @@ void GroupRow::paintBadge (juce::Graphics& g) const
 void GroupRow::paint (juce::Graphics& g)
 {
     g.fillAll (palette::panel);
-    g.setColour (selected ? palette::selected
-                          : juce::Colour (0xff171c21).interpolatedWith (palette::hover, hover.amount()));
-    g.fillRect (getLocalBounds().withTrimmedBottom (1));
+    paintGround (g, juce::Colour (0xff171c21));
     // Below a folded Group the list draws the seam, if another Group follows.
     if (state.open || pinned)
     {
@@ -173,51 +198,7 @@ void GroupRow::paint (juce::Graphics& g)
                         factsWithin (state.facts, static_cast<float> (width)),
                         juce::Rectangle<int> (textLeft, 23, width, 18).toFloat(),
                         juce::Justification::centredLeft);
-    if (selected)
-    {
-        g.setColour (palette::ice.withAlpha (0.55f));
-        g.drawRect (getLocalBounds().withTrimmedBottom (1), 1);
-    }
-}
-
-void GroupRow::mouseDown (const juce::MouseEvent& event)
-{
-    if (event.mods.isPopupMenu())
-    {
-        if (callbacks.onMenu != nullptr)
-            callbacks.onMenu (id, 0, event.getScreenPosition());
-        return;
-    }
-    if (callbacks.onPress != nullptr)
-        callbacks.onPress (id, 0, event);
-}
-
-void GroupRow::mouseDrag (const juce::MouseEvent& event)
-{
-    if (! event.mods.isPopupMenu() && callbacks.onDrag != nullptr)
-        callbacks.onDrag (id, 0, event);
-}
-
-void GroupRow::mouseUp (const juce::MouseEvent& event)
-{
-    if (! event.mods.isPopupMenu() && callbacks.onRelease != nullptr)
-        callbacks.onRelease (id, 0, event);
-}
-
-void GroupRow::mouseDoubleClick (const juce::MouseEvent&)
-{
-    if (callbacks.onFold != nullptr)
-        callbacks.onFold (id);
-}
-
-void GroupRow::mouseEnter (const juce::MouseEvent&)
-{
-    hover.setOver (true);
-}
-
-void GroupRow::mouseExit (const juce::MouseEvent&)
-{
-    hover.setOver (isMouseOver (true));
+    paintSelection (g);
 }
 
 void GroupRow::beginRename()
@@ -240,34 +221,13 @@ void GroupRow::endRename (bool keep)
     if (nameEditor == nullptr)
         return;
     const auto name = nameEditor->getText().trim();
-    // The editor is still calling: destroy it once that call has returned.
-    std::shared_ptr<juce::TextEditor> leaving (std::move (nameEditor));
+    auto leaving = std::move (nameEditor);
     leaving->removeListener (this);
     removeChildComponent (leaving.get());
-    juce::MessageManager::callAsync ([leaving] {});
+    destroyLater (std::move (leaving));
     repaint();
-    if (keep && name.isNotEmpty() && name != state.name && callbacks.onRename != nullptr)
-        callbacks.onRename (id, name);
-}
-
-void GroupRow::textEditorReturnKeyPressed (juce::TextEditor&)
-{
-    endRename (true);
-}
-
-void GroupRow::textEditorEscapeKeyPressed (juce::TextEditor&)
-{
-    endRename (false);
-}
-
-void GroupRow::textEditorFocusLost (juce::TextEditor&)
-{
-    endRename (true);
-}
-
-std::unique_ptr<juce::AccessibilityHandler> GroupRow::createAccessibilityHandler()
-{
-    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::listItem);
+    if (keep && name.isNotEmpty() && name != state.name)
+        call (callbacks.onRename, group, name);
 }
 
 } // namespace tessivar

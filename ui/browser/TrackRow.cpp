@@ -32,8 +32,7 @@ DrumTypeChooser::DrumTypeChooser()
             return;
         type = *chosen;
         repaint();
-        if (onChoose != nullptr)
-            onChoose (type);
+        call (onChoose, type);
     };
     hideLabel();
 }
@@ -63,16 +62,12 @@ void DrumTypeChooser::paint (juce::Graphics& g)
 {
     const auto enabled = isEnabled();
     const auto colour = enabled ? drumColour (type) : palette::textDisabled;
-    auto area = getLocalBounds().toFloat().reduced (0.5f);
-    g.setColour (juce::Colour (0xff11161a));
-    g.fillRoundedRectangle (area, 5.0f);
-    g.setColour (isMouseOver (true) && enabled ? palette::outline : palette::lineStrong);
-    g.drawRoundedRectangle (area, 5.0f, 1.0f);
+    const auto edge = isMouseOver (true) && enabled ? palette::outline : palette::lineStrong;
+    drawFrame (g, getLocalBounds().toFloat(), juce::Colour (0xff11161a), edge, 5.0f);
 
-    area.removeFromLeft (6.0f);
-    drawIcon (g, drumIcon (type), area.removeFromLeft (14.0f).withSizeKeepingCentre (14.0f, 14.0f), colour);
+    auto area = getLocalBounds().toFloat().reduced (6.5f, 0.5f);
+    drawIcon (g, drumIcon (type), area.removeFromLeft (14.0f), colour);
     area.removeFromLeft (4.5f);
-    area.removeFromRight (6.0f);
     drawIcon (
         g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
     g.setColour (enabled ? palette::textHigh : palette::textDisabled);
@@ -84,7 +79,7 @@ TrackRow::TrackRow (const ResourceImages& images,
                     const RowCallbacks& callbacksToUse,
                     RowId groupId,
                     RowId trackId)
-    : callbacks (callbacksToUse), group (groupId), id (trackId), include (images),
+    : ListRow (callbacksToUse, groupId, trackId), include (images),
       locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
 {
     addAndMakeVisible (include);
@@ -92,24 +87,18 @@ TrackRow::TrackRow (const ResourceImages& images,
     addChildComponent (locate);
     include.setWantsKeyboardFocus (false);
     locate.setWantsKeyboardFocus (false);
-    include.onClick = [this]
-    {
-        if (callbacks.onInclude != nullptr)
-            callbacks.onInclude (id, include.getToggleState());
-    };
-    type.onChoose = [this] (DrumType chosen)
-    {
-        if (callbacks.onType != nullptr)
-            callbacks.onType (id, chosen);
-    };
-    locate.onClick = [this]
-    {
-        if (callbacks.onLocate != nullptr)
-            callbacks.onLocate (id);
-    };
+    include.onClick = [this] { call (callbacks.onInclude, track, include.getToggleState()); };
+    type.onChoose = [this] (DrumType chosen) { call (callbacks.onType, track, chosen); };
+    locate.onClick = [this] { call (callbacks.onLocate, track); };
     // Moving onto a control inside the row doesn't end the hover.
     include.addMouseListener (this, false);
     type.addMouseListener (this, false);
+}
+
+void TrackRow::takeFrom (const BrowserState& browser)
+{
+    if (const auto* found = findTrack (browser, track))
+        setState (*found);
 }
 
 void TrackRow::setState (const TrackRowState& newState)
@@ -126,18 +115,6 @@ void TrackRow::setState (const TrackRowState& newState)
     setTooltip (state.hint);
     resized();
     repaint();
-}
-
-void TrackRow::setSelected (bool isSelected, bool isLead)
-{
-    selected = isSelected;
-    lead = isLead;
-    repaint();
-}
-
-void TrackRow::setDimmed (bool shouldBeDimmed)
-{
-    setAlpha (shouldBeDimmed ? 0.45f : 1.0f);
 }
 
 void TrackRow::setLevels (float source, float kept)
@@ -173,8 +150,7 @@ void TrackRow::resized()
 
 void TrackRow::paint (juce::Graphics& g)
 {
-    g.fillAll (selected ? palette::selected
-                        : palette::raised.interpolatedWith (palette::hover, hover.amount()));
+    paintGround (g, palette::raised);
     g.setColour (juce::Colour (0xff0f1316));
     g.fillRect (0, getHeight() - 1, getWidth(), 1);
 
@@ -196,11 +172,7 @@ void TrackRow::paint (juce::Graphics& g)
                     static_cast<float> (getWidth()) * juce::jlimit (0.0f, 1.0f, *state.loading),
                     2.0f);
     }
-    if (selected)
-    {
-        g.setColour (palette::ice.withAlpha (lead ? 0.55f : 0.25f));
-        g.drawRect (getLocalBounds().withTrimmedBottom (1), 1);
-    }
+    paintSelection (g);
 }
 
 void TrackRow::paintOverChildren (juce::Graphics& g)
@@ -344,53 +316,12 @@ void TrackRow::paintLevel (juce::Graphics& g) const
 void TrackRow::mouseDown (const juce::MouseEvent& event)
 {
     // A menu click anywhere in the row opens its menu; only the dot answers to either button.
-    if (event.mods.isPopupMenu() && event.eventComponent != &include)
-    {
-        if (callbacks.onMenu != nullptr)
-            callbacks.onMenu (group, id, event.getScreenPosition());
+    if (event.mods.isPopupMenu() ? event.eventComponent == &include : event.eventComponent != this)
         return;
-    }
-    if (event.eventComponent != this)
-        return;
-    if (event.x < dotColumn && event.x >= colourBarWidth)
-    {
+    if (! event.mods.isPopupMenu() && event.x < dotColumn && event.x >= colourBarWidth)
         include.triggerClick();
-        return;
-    }
-    if (callbacks.onPress != nullptr)
-        callbacks.onPress (group, id, event);
-}
-
-void TrackRow::mouseDrag (const juce::MouseEvent& event)
-{
-    if (event.eventComponent == this && ! event.mods.isPopupMenu() && callbacks.onDrag != nullptr)
-        callbacks.onDrag (group, id, event);
-}
-
-void TrackRow::mouseUp (const juce::MouseEvent& event)
-{
-    if (event.eventComponent == this && ! event.mods.isPopupMenu() && callbacks.onRelease != nullptr)
-        callbacks.onRelease (group, id, event);
-}
-
-void TrackRow::updateHover()
-{
-    hover.setOver (isMouseOver (true));
-}
-
-void TrackRow::mouseEnter (const juce::MouseEvent&)
-{
-    updateHover();
-}
-
-void TrackRow::mouseExit (const juce::MouseEvent&)
-{
-    updateHover();
-}
-
-std::unique_ptr<juce::AccessibilityHandler> TrackRow::createAccessibilityHandler()
-{
-    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::listItem);
+    else
+        ListRow::mouseDown (event);
 }
 
 } // namespace tessivar
