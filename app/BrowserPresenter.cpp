@@ -231,7 +231,7 @@ std::vector<BrowserList::Level> BrowserPresenter::levelsAt (double seconds) cons
 
         if (waveform->energies != nullptr && track.hasProcessedOutput())
         {
-            level.source = barFor (waveform->energies->power (frame, ChannelEnergyPyramid::sourceChannel));
+            level.source = barFor (waveform->energies->power (frame, channelLayout::source));
             level.kept = barFor (waveform->energies->processedPower (frame, soundingWeights (track)));
         }
         else

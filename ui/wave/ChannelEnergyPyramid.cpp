@@ -36,23 +36,27 @@ const std::array<float, 256>& powers()
     return table;
 }
 
-} // namespace
-
-ChannelEnergyPyramid::ChannelEnergyPyramid (std::int64_t lengthInFrames)
-    : length (std::max<std::int64_t> (lengthInFrames, 0))
+template <typename Sums>
+ChannelEnergies meanOf (const Sums& sums, std::int64_t count) noexcept
 {
-    auto count = static_cast<std::size_t> ((length + baseBlock - 1) / baseBlock);
-    std::size_t total = 0;
-    while (count > 0)
-    {
-        levels.push_back ({ total, count });
-        total += count;
-        if (count <= factor)
-            break;
-        count = (count + factor - 1) / factor;
-    }
-    blocks.resize (total);
+    ChannelEnergies result{};
+    std::transform (sums.begin(),
+                    sums.end(),
+                    result.begin(),
+                    [count] (double sum) { return encode (sum / static_cast<double> (count)); });
+    return result;
 }
+
+ChannelEnergies merged (std::span<const ChannelEnergies> children) noexcept
+{
+    std::array<double, channelLayout::numRendered> sums{};
+    for (const auto& child : children)
+        for (std::size_t c = 0; c < sums.size(); ++c)
+            sums[c] += static_cast<double> (powers()[child[c]]);
+    return meanOf (sums, static_cast<std::int64_t> (children.size()));
+}
+
+} // namespace
 
 void ChannelEnergyPyramid::append (std::span<const float> interleaved) noexcept
 {
@@ -67,52 +71,17 @@ void ChannelEnergyPyramid::append (std::span<const float> interleaved) noexcept
                 sums[c] += value * value;
         }
         if (++written % baseBlock == 0 || written == length)
-            finishBlock();
-    }
-}
-
-void ChannelEnergyPyramid::finishBlock() noexcept
-{
-    const auto index = readyBlocks.load (std::memory_order_relaxed);
-    const auto framesInBlock = static_cast<double> (written - static_cast<std::int64_t> (index) * baseBlock);
-    for (std::size_t c = 0; c < numChannels; ++c)
-        blocks[index][c] = encode (sums[c] / framesInBlock);
-    sums.fill (0.0);
-    storeParents (index);
-    readyBlocks.store (index + 1, std::memory_order_release);
-}
-
-void ChannelEnergyPyramid::storeParents (std::size_t index) noexcept
-{
-    for (std::size_t level = 1; level < levels.size(); ++level)
-    {
-        const auto& children = levels[level - 1];
-        if ((index + 1) % factor != 0 && index + 1 != children.count)
-            return;
-
-        const auto parent = index / factor;
-        for (std::size_t c = 0; c < numChannels; ++c)
         {
-            auto sum = 0.0;
-            for (auto child = parent * factor; child <= index; ++child)
-                sum += static_cast<double> (powers()[blocks[children.offset + child][c]]);
-            blocks[levels[level].offset + parent][c] =
-                encode (sum / static_cast<double> (index + 1 - parent * factor));
+            store (meanOf (sums, (written - 1) % baseBlock + 1), merged);
+            sums.fill (0.0);
         }
-        index = parent;
     }
 }
 
-std::int64_t ChannelEnergyPyramid::readyFrames() const noexcept
-{
-    const auto ready = static_cast<std::int64_t> (readyBlocks.load (std::memory_order_acquire));
-    return std::min (ready * baseBlock, length);
-}
-
-const ChannelEnergyPyramid::Block* ChannelEnergyPyramid::blockAt (std::int64_t frame) const noexcept
+const ChannelEnergies* ChannelEnergyPyramid::blockAt (std::int64_t frame) const noexcept
 {
     return frame < 0 || frame >= readyFrames() ? nullptr
-                                               : &blocks[static_cast<std::size_t> (frame / baseBlock)];
+                                               : &at (0, static_cast<std::size_t> (frame / baseBlock));
 }
 
 ChannelEnergyPyramid::SquaredWeights ChannelEnergyPyramid::squared (const ChannelWeights& weights) noexcept
@@ -121,13 +90,13 @@ ChannelEnergyPyramid::SquaredWeights ChannelEnergyPyramid::squared (const Channe
     SquaredWeights result{};
     for (std::size_t c = 0; c < result.size(); ++c)
     {
-        const auto weight = weights[c] + weights[sourceChannel];
+        const auto weight = weights[c] + weights[channelLayout::source];
         result[c] = weight * weight;
     }
     return result;
 }
 
-float ChannelEnergyPyramid::keptShare (const Block& block, const SquaredWeights& weights) noexcept
+float ChannelEnergyPyramid::keptShare (const ChannelEnergies& block, const SquaredWeights& weights) noexcept
 {
     const auto& table = powers();
     auto kept = 0.0f, whole = 0.0f;
@@ -149,8 +118,9 @@ float ChannelEnergyPyramid::power (std::int64_t frame, int channel) const noexce
 float ChannelEnergyPyramid::processedPower (std::int64_t frame, const ChannelWeights& weights) const noexcept
 {
     const auto* block = blockAt (frame);
-    return block == nullptr ? 0.0f
-                            : powers()[(*block)[sourceChannel]] * keptShare (*block, squared (weights));
+    return block == nullptr
+               ? 0.0f
+               : powers()[(*block)[channelLayout::source]] * keptShare (*block, squared (weights));
 }
 
 float ChannelEnergyPyramid::keptGain (double frame, const ChannelWeights& weights) const noexcept
@@ -207,8 +177,8 @@ void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,
             const auto block = at / blockLength;
             const auto next = std::min ((block + 1) * blockLength, to);
             const auto part = source.range (at, next);
-            const auto scale = std::sqrt (
-                keptShare (blocks[levels[level].offset + static_cast<std::size_t> (block)], squares));
+            const auto scale =
+                std::sqrt (keptShare (this->at (level, static_cast<std::size_t> (block)), squares));
             const auto isFirst = at == from;
             column.low = isFirst ? part.low * scale : std::min (column.low, part.low * scale);
             column.high = isFirst ? part.high * scale : std::max (column.high, part.high * scale);

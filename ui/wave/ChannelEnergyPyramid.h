@@ -8,37 +8,31 @@
 namespace tessivar
 {
 
-/** Weights of the seven channels of a rendered track: the processed signal is the sum of weight[c] *
-    channel[c]. Channels 0 to 4 are components, 5 is the rest, 6 the source, which is the sum of the other
-    six.
-*/
-using ChannelWeights = std::array<float, 7>;
+/** The mean squares of a block's channels, as they are stored. */
+using ChannelEnergies = std::array<std::uint8_t, channelLayout::numRendered>;
 
 /** Mean squares of the seven channels of a rendered track in blocks of 512 frames, and of 4, 16, 64 ... such
     blocks: enough to estimate the processed envelope for any weights, and a meter's levels at any position,
     without reading audio.
 
     One byte per value, in steps of half a decibel from -115 to +12 dB (0: silence), so that an estimate is at
-    most 3 % off. 9.3 bytes per 512 frames: 1.05 MB for 20 minutes at 48 kHz. Threads as in EnvelopePyramid:
-    one appends, any may read what is ready.
+    most 3 % off. 9.3 bytes per 512 frames: 1.05 MB for 20 minutes at 48 kHz. Threads as in BlockPyramid.
 */
-class ChannelEnergyPyramid
+class ChannelEnergyPyramid : private BlockPyramid<ChannelEnergies, 512>
 {
 public:
-    static constexpr int numChannels = 7;
-    static constexpr int sourceChannel = 6;
-    static constexpr int baseBlock = 512; // frames
-    static constexpr int factor = 4;
+    static constexpr int numChannels = channelLayout::numRendered;
+    using BlockPyramid::baseBlock; // frames
 
     /** Takes memory for this many frames, none of them ready yet. */
-    explicit ChannelEnergyPyramid (std::int64_t lengthInFrames);
+    explicit ChannelEnergyPyramid (std::int64_t lengthInFrames) : BlockPyramid (lengthInFrames) {}
 
     /** Adds the next frames, seven interleaved samples each, any number at a time. Frames beyond the length
         are ignored; a sample that isn't finite counts as 0. Writing thread only. */
     void append (std::span<const float> interleaved) noexcept;
 
     [[nodiscard]] std::int64_t lengthInFrames() const noexcept { return length; }
-    [[nodiscard]] std::int64_t readyFrames() const noexcept;
+    [[nodiscard]] std::int64_t readyFrames() const noexcept { return numReady(); }
 
     /** Mean square of one channel in the base block at a frame; 0 where nothing is ready. */
     [[nodiscard]] float power (std::int64_t frame, int channel) const noexcept;
@@ -62,29 +56,15 @@ public:
                    std::span<EnvelopeColumn> columns) const noexcept;
 
 private:
-    using Block = std::array<std::uint8_t, numChannels>;
-    using SquaredWeights = std::array<float, numChannels - 1>;
+    using SquaredWeights = std::array<float, channelLayout::numParts>;
 
-    struct Level
-    {
-        std::size_t offset = 0;
-        std::size_t count = 0;
-    };
-
-    void finishBlock() noexcept;
-    void storeParents (std::size_t index) noexcept;
-    [[nodiscard]] const Block* blockAt (std::int64_t frame) const noexcept;
+    [[nodiscard]] const ChannelEnergies* blockAt (std::int64_t frame) const noexcept;
     [[nodiscard]] static SquaredWeights squared (const ChannelWeights& weights) noexcept;
-    [[nodiscard]] static float keptShare (const Block& block, const SquaredWeights& weights) noexcept;
-
-    std::int64_t length;
-    std::vector<Level> levels;
-    std::vector<Block> blocks; // level after level
+    [[nodiscard]] static float keptShare (const ChannelEnergies& block,
+                                          const SquaredWeights& weights) noexcept;
 
     std::int64_t written = 0; // frames, by the writing thread
     std::array<double, numChannels> sums{};
-
-    std::atomic<std::size_t> readyBlocks{ 0 };
 };
 
 } // namespace tessivar

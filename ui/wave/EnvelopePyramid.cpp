@@ -22,23 +22,15 @@ float decode (std::int16_t value) noexcept
     return static_cast<float> (value) / stepsPerUnit;
 }
 
-} // namespace
-
-EnvelopePyramid::EnvelopePyramid (std::int64_t lengthInSamples)
-    : length (std::max<std::int64_t> (lengthInSamples, 0))
+EnvelopeBlock merged (std::span<const EnvelopeBlock> children) noexcept
 {
-    auto count = static_cast<std::size_t> ((length + baseBlock - 1) / baseBlock);
-    std::size_t total = 0;
-    while (count > 0)
-    {
-        levels.push_back ({ total, count });
-        total += count;
-        if (count <= factor)
-            break;
-        count = (count + factor - 1) / factor;
-    }
-    blocks.resize (total);
+    auto result = children.front();
+    for (const auto& child : children)
+        result = { std::min (result.low, child.low), std::max (result.high, child.high) };
+    return result;
 }
+
+} // namespace
 
 void EnvelopePyramid::append (std::span<const float> samples) noexcept
 {
@@ -50,50 +42,18 @@ void EnvelopePyramid::append (std::span<const float> samples) noexcept
         blockLow = isFirst ? value : std::min (blockLow, value);
         blockHigh = isFirst ? value : std::max (blockHigh, value);
         if (++written % baseBlock == 0 || written == length)
-            finishBlock();
+            store ({ encode (blockLow), encode (blockHigh) }, merged);
     }
-}
-
-void EnvelopePyramid::finishBlock() noexcept
-{
-    auto index = readyBlocks.load (std::memory_order_relaxed);
-    const auto numReady = index + 1;
-    blocks[index] = { encode (blockLow), encode (blockHigh) };
-
-    // A parent is stored after its last child: the fourth, or the end of the level.
-    for (std::size_t level = 1; level < levels.size(); ++level)
-    {
-        const auto& children = levels[level - 1];
-        if ((index + 1) % factor != 0 && index + 1 != children.count)
-            break;
-
-        const auto parent = index / factor;
-        auto merged = blocks[children.offset + parent * factor];
-        for (auto child = parent * factor + 1; child <= index; ++child)
-        {
-            merged.low = std::min (merged.low, blocks[children.offset + child].low);
-            merged.high = std::max (merged.high, blocks[children.offset + child].high);
-        }
-        blocks[levels[level].offset + parent] = merged;
-        index = parent;
-    }
-    readyBlocks.store (numReady, std::memory_order_release);
-}
-
-std::int64_t EnvelopePyramid::readySamples() const noexcept
-{
-    const auto ready = static_cast<std::int64_t> (readyBlocks.load (std::memory_order_acquire));
-    return std::min (ready * baseBlock, length);
 }
 
 EnvelopeColumn EnvelopePyramid::blockRange (std::size_t from, std::size_t to) const noexcept
 {
     auto low = std::int16_t{ 32767 };
     auto high = std::int16_t{ -32767 };
-    const auto take = [&] (const Level& level, std::size_t index)
+    const auto take = [&] (const EnvelopeBlock& block)
     {
-        low = std::min (low, blocks[level.offset + index].low);
-        high = std::max (high, blocks[level.offset + index].high);
+        low = std::min (low, block.low);
+        high = std::max (high, block.high);
     };
 
     // Blocks outside a whole parent are read one by one, the rest a level higher.
@@ -101,9 +61,9 @@ EnvelopeColumn EnvelopePyramid::blockRange (std::size_t from, std::size_t to) co
     {
         const auto isTop = level + 1 == levels.size();
         while (from < to && (isTop || from % factor != 0))
-            take (levels[level], from++);
+            take (at (level, from++));
         while (from < to && to % factor != 0)
-            take (levels[level], --to);
+            take (at (level, --to));
         from /= factor;
         to /= factor;
     }
@@ -112,10 +72,8 @@ EnvelopeColumn EnvelopePyramid::blockRange (std::size_t from, std::size_t to) co
 
 EnvelopeColumn EnvelopePyramid::range (std::int64_t start, std::int64_t end) const noexcept
 {
-    const auto ready = readyBlocks.load (std::memory_order_acquire);
     const auto first = std::max<std::int64_t> (start, 0) / baseBlock;
-    const auto last = std::min ((std::max<std::int64_t> (end, 0) + baseBlock - 1) / baseBlock,
-                                static_cast<std::int64_t> (ready));
+    const auto last = (std::clamp<std::int64_t> (end, 0, numReady()) + baseBlock - 1) / baseBlock;
     if (start >= end || first >= last)
         return {};
     return blockRange (static_cast<std::size_t> (first), static_cast<std::size_t> (last));

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <atomic>
-#include <cstddef>
+#include "ui/wave/BlockPyramid.h"
+
 #include <cstdint>
 #include <span>
-#include <vector>
 
 namespace tessivar
 {
@@ -19,6 +18,13 @@ struct EnvelopeColumn
     bool operator== (const EnvelopeColumn&) const = default;
 };
 
+/** Both extremes of a block, as they are stored. */
+struct EnvelopeBlock
+{
+    std::int16_t low = 0;
+    std::int16_t high = 0;
+};
+
 /** Smallest and largest samples of a signal in blocks of 256, and of 4, 16, 64 ... such blocks, so that any
     stretch at any zoom is drawn from a few stored values without reading audio.
 
@@ -26,18 +32,16 @@ struct EnvelopeColumn
     that height. A step is a third of a pixel at the largest vertical zoom on a plot 800 pixels high. 5.3
     bytes per 256 samples: 1.2 MB for 20 minutes at 48 kHz.
 
-    The length is fixed at construction, where all memory is taken. One thread appends; any thread may read
-    meanwhile and sees the blocks completed so far. A sample that isn't finite counts as 0.
+    Threads as in BlockPyramid. A sample that isn't finite counts as 0.
 */
-class EnvelopePyramid
+class EnvelopePyramid : private BlockPyramid<EnvelopeBlock, 256>
 {
 public:
-    static constexpr int baseBlock = 256; // samples
-    static constexpr int factor = 4;      // blocks of one level in one block of the next
+    using BlockPyramid::baseBlock; // samples
     static constexpr float largestLevel = 2.0f;
 
     /** Takes memory for a signal of this many samples, none of them ready yet. */
-    explicit EnvelopePyramid (std::int64_t lengthInSamples);
+    explicit EnvelopePyramid (std::int64_t lengthInSamples) : BlockPyramid (lengthInSamples) {}
 
     /** Adds the next samples, any number at a time. Those beyond the length are ignored. Writing thread only.
     */
@@ -45,7 +49,7 @@ public:
 
     [[nodiscard]] std::int64_t lengthInSamples() const noexcept { return length; }
     /** Samples that can be queried: whole blocks, and the shorter one at the end. */
-    [[nodiscard]] std::int64_t readySamples() const noexcept;
+    [[nodiscard]] std::int64_t readySamples() const noexcept { return numReady(); }
     [[nodiscard]] bool isComplete() const noexcept { return readySamples() == length; }
 
     /** Extremes of all ready base blocks that overlap samples [start, end); both 0 when there are none. */
@@ -58,32 +62,12 @@ public:
     void query (double start, double end, std::span<EnvelopeColumn> columns) const noexcept;
 
 private:
-    struct Block
-    {
-        std::int16_t low = 0;
-        std::int16_t high = 0;
-    };
-
-    struct Level
-    {
-        std::size_t offset = 0;
-        std::size_t count = 0;
-    };
-
-    void finishBlock() noexcept;
     [[nodiscard]] EnvelopeColumn blockRange (std::size_t from, std::size_t to) const noexcept;
-
-    std::int64_t length;
-    std::vector<Level> levels;
-    std::vector<Block> blocks; // level after level
 
     // The writing thread's position in the signal, and its unfinished block.
     std::int64_t written = 0;
     float blockLow = 0.0f;
     float blockHigh = 0.0f;
-
-    // Raised once a block and every parent it completes are stored; readers look no further.
-    std::atomic<std::size_t> readyBlocks{ 0 };
 };
 
 } // namespace tessivar
