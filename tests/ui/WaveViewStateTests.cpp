@@ -151,7 +151,7 @@ TEST_CASE ("Wave gestures", "[ui][wave]")
 
     SECTION ("the wheel scrolls, with Shift fast, and stops at the ends")
     {
-        CHECK (applyWaveWheel (view, 0.0, 0.0, -1.0, {}) == WaveWheelEffect::scrolled);
+        CHECK (applyWaveWheel (view, 0.0, 0.0, -1.0, {}));
         CHECK (view.viewStart() == Approx (51.0));
         applyWaveWheel (view, 0.0, 0.0, 1.0, { .shift = true });
         CHECK (view.viewStart() == Approx (45.0));
@@ -159,22 +159,19 @@ TEST_CASE ("Wave gestures", "[ui][wave]")
         applyWaveWheel (view, 0.0, -1.0, 0.0, { .shift = true });
         CHECK (view.viewStart() == Approx (51.0));
         view.setViewStart (0.0);
-        CHECK (applyWaveWheel (view, 0.0, 0.0, 1.0, {}) == WaveWheelEffect::none);
+        CHECK_FALSE (applyWaveWheel (view, 0.0, 0.0, 1.0, {}));
     }
 
     SECTION ("with Ctrl it zooms at the mouse, with Ctrl and Shift in height")
     {
         const auto under = view.timeForX (300.0);
-        CHECK (applyWaveWheel (view, 300.0, 0.0, 1.0, { .ctrl = true })
-               == WaveWheelEffect::zoomedHorizontally);
+        CHECK (applyWaveWheel (view, 300.0, 0.0, 1.0, { .ctrl = true }));
         CHECK (view.visibleLength() < 12.0);
         CHECK (view.xForTime (under) == Approx (300.0));
-        CHECK (applyWaveWheel (view, 300.0, 0.0, 1.0, { .shift = true, .ctrl = true })
-               == WaveWheelEffect::zoomedVertically);
+        CHECK (applyWaveWheel (view, 300.0, 0.0, 1.0, { .shift = true, .ctrl = true }));
         CHECK (view.verticalZoom() == Approx (1.05));
         view.setVerticalZoom (1.4);
-        CHECK (applyWaveWheel (view, 300.0, 0.0, 1.0, { .shift = true, .ctrl = true })
-               == WaveWheelEffect::none);
+        CHECK_FALSE (applyWaveWheel (view, 300.0, 0.0, 1.0, { .shift = true, .ctrl = true }));
     }
 
     SECTION ("the overview's frame follows the mouse from where it was taken; elsewhere it jumps under it")

@@ -1,39 +1,12 @@
 #include "ui/wave/TessivarWaveViewer.h"
 
+#include "ui/Call.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
 #include "ui/wave/WaveTimeText.h"
 
 namespace tessivar
 {
-namespace
-{
-
-/** Name and position for assistive technology; changed by the gestures, not through this interface. */
-class WaveAccessibilityHandler : public juce::AccessibilityHandler
-{
-public:
-    explicit WaveAccessibilityHandler (TessivarWaveViewer& viewer)
-        : AccessibilityHandler (
-            viewer, juce::AccessibilityRole::image, {}, { std::make_unique<Value> (viewer) })
-    {
-    }
-
-private:
-    class Value : public juce::AccessibilityTextValueInterface
-    {
-    public:
-        explicit Value (TessivarWaveViewer& viewerToRead) : viewer (viewerToRead) {}
-        bool isReadOnly() const override { return true; }
-        juce::String getCurrentValueAsString() const override { return viewer.accessibleValue(); }
-        void setValueAsString (const juce::String&) override {}
-
-    private:
-        TessivarWaveViewer& viewer;
-    };
-};
-
-} // namespace
-
 TessivarWaveViewer::TessivarWaveViewer()
 {
     setOpaque (true);
@@ -49,8 +22,7 @@ TessivarWaveViewer::TessivarWaveViewer()
     {
         setPlayhead (seconds, false);
         tellAssistiveTechnology();
-        if (onPlayheadMoved != nullptr)
-            onPlayheadMoved (scene.view.playhead());
+        call (onPlayheadMoved, scene.view.playhead());
     };
     plot.onPlayheadMoved = ruler.onPlayheadMoved = movePlayhead;
     plot.onSelectionChanged =
@@ -62,11 +34,7 @@ TessivarWaveViewer::TessivarWaveViewer()
         triggerAsyncUpdate();
     };
     zoomColumn.onZoomSteps = [this] (int steps) { zoomVertically (steps); };
-    hint.onButtonClick = [this]
-    {
-        if (onHintButton != nullptr)
-            onHintButton();
-    };
+    hint.onButtonClick = [this] { call (onHintButton); };
     clearTrack();
 }
 
@@ -131,11 +99,6 @@ void TessivarWaveViewer::setProcessedEnvelope (std::shared_ptr<const EnvelopePyr
     contentChanged();
 }
 
-void TessivarWaveViewer::envelopesGrew()
-{
-    contentChanged();
-}
-
 void TessivarWaveViewer::setExactEnvelope (const WaveExactEnvelope& answer)
 {
     if (! scene.content.takeExact (answer))
@@ -178,11 +141,6 @@ void TessivarWaveViewer::handleAsyncUpdate()
         onExactEnvelopeNeeded (*request);
 }
 
-void TessivarWaveViewer::sendPendingRequest()
-{
-    handleUpdateNowIfNeeded();
-}
-
 void TessivarWaveViewer::setPlayhead (double seconds, bool isPlaying)
 {
     if (scene.view.setPlayhead (seconds, isPlaying))
@@ -213,11 +171,6 @@ void TessivarWaveViewer::placePlayhead()
     marker.setBounds (x - 1, 0, 2, plot.getHeight());
 }
 
-void TessivarWaveViewer::setFollowing (bool shouldFollow)
-{
-    scene.view.setFollowing (shouldFollow);
-}
-
 void TessivarWaveViewer::setLooping (bool isLooping)
 {
     if (scene.isLooping == isLooping)
@@ -243,8 +196,7 @@ void TessivarWaveViewer::selectionMoved (bool isFinished)
     ruler.repaint();
     if (isFinished)
         tellAssistiveTechnology();
-    if (onLoopChanged != nullptr)
-        onLoopChanged (scene.view.selection(), isFinished);
+    call (onLoopChanged, scene.view.selection(), isFinished);
 }
 
 void TessivarWaveViewer::clearSelection()
@@ -280,16 +232,6 @@ void TessivarWaveViewer::setVerticalZoom (double zoom)
 {
     scene.view.setVerticalZoom (zoom);
     viewMoved();
-}
-
-void TessivarWaveViewer::zoomHorizontally (int steps)
-{
-    setHorizontalZoom (scene.view.horizontalZoom() + steps * waveZoomStep);
-}
-
-void TessivarWaveViewer::zoomVertically (int steps)
-{
-    setVerticalZoom (scene.view.verticalZoom() + steps * waveZoomStep);
 }
 
 void TessivarWaveViewer::zoomTo (WaveRange range)
@@ -422,7 +364,8 @@ void TessivarWaveViewer::tellAssistiveTechnology()
 
 std::unique_ptr<juce::AccessibilityHandler> TessivarWaveViewer::createAccessibilityHandler()
 {
-    return std::make_unique<WaveAccessibilityHandler> (*this);
+    // Gestures and keys change it, not this interface.
+    return makeSpokenHandler (*this, juce::AccessibilityRole::image, [this] { return accessibleValue(); });
 }
 
 } // namespace tessivar

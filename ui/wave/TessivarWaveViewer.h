@@ -76,7 +76,7 @@ public:
     /** See WaveContent::setProcessed. */
     void setProcessedEnvelope (std::shared_ptr<const EnvelopePyramid> processed);
     /** Blocks were added to the pyramids of the track. */
-    void envelopesGrew();
+    void envelopesGrew() { contentChanged(); }
     /** Takes an answer, whole or partial; one to an older request is ignored. */
     void setExactEnvelope (const WaveExactEnvelope& answer);
     /** Shows a line with a button near the lower edge; an empty text removes it. */
@@ -85,7 +85,7 @@ public:
     // Playhead and loop.
 
     void setPlayhead (double seconds, bool isPlaying);
-    void setFollowing (bool shouldFollow);
+    void setFollowing (bool shouldFollow) { scene.view.setFollowing (shouldFollow); }
     void setLooping (bool isLooping);
     /** Doesn't call back. */
     void setSelection (std::optional<WaveRange> selection);
@@ -98,8 +98,11 @@ public:
 
     void setHorizontalZoom (double zoom);
     void setVerticalZoom (double zoom);
-    void zoomHorizontally (int steps);
-    void zoomVertically (int steps);
+    void zoomHorizontally (int steps)
+    {
+        setHorizontalZoom (scene.view.horizontalZoom() + steps * waveZoomStep);
+    }
+    void zoomVertically (int steps) { setVerticalZoom (scene.view.verticalZoom() + steps * waveZoomStep); }
     void zoomTo (WaveRange range);
     void zoomToSelection();
     void fit();
@@ -111,7 +114,7 @@ public:
 
     [[nodiscard]] const WaveViewState& view() const noexcept { return scene.view; }
     /** Sends a pending request at once instead of waiting for the message loop. */
-    void sendPendingRequest();
+    void sendPendingRequest() { handleUpdateNowIfNeeded(); }
 
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;

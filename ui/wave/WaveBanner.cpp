@@ -1,5 +1,7 @@
 #include "ui/wave/WaveBanner.h"
 
+#include "ui/Buttons.h"
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -32,8 +34,7 @@ void WaveBanner::FilledButton::paintButton (juce::Graphics& g, bool isOver, bool
     const auto top = isDown   ? palette::ice.darker (0.1f)
                      : isOver ? palette::iceHover
                               : palette::ice.brighter (0.2f);
-    g.setGradientFill (
-        juce::ColourGradient::vertical (top, area.getY(), juce::Colour (0xff9fdaf7), area.getBottom()));
+    g.setGradientFill (juce::ColourGradient::vertical (top, juce::Colour (0xff9fdaf7), area));
     g.fillRoundedRectangle (area, area.getHeight() / 2.0f);
     g.setColour (palette::textOnFill);
     g.setFont (buttonFont());
@@ -43,11 +44,7 @@ void WaveBanner::FilledButton::paintButton (juce::Graphics& g, bool isOver, bool
 WaveBanner::WaveBanner()
 {
     addChildComponent (button);
-    button.onClick = [this]
-    {
-        if (onButtonClick != nullptr)
-            onButtonClick();
-    };
+    button.onClick = [this] { call (onButtonClick); };
     setVisible (false);
 }
 
@@ -98,12 +95,11 @@ void WaveBanner::paint (juce::Graphics& g)
 {
     const auto isRemoved = kind == Kind::removed;
     auto area = getLocalBounds().toFloat();
-    const auto pill = area.reduced (0.5f);
-    g.setColour (isRemoved ? removedGround : hintGround);
-    g.fillRoundedRectangle (pill, pill.getHeight() / 2.0f);
-    g.setColour (isRemoved ? palette::emberLine : palette::lineStrong);
-    g.drawRoundedRectangle (pill, pill.getHeight() / 2.0f, 1.0f);
-
+    drawFrame (g,
+               area,
+               isRemoved ? removedGround : hintGround,
+               isRemoved ? palette::emberLine : palette::lineStrong,
+               0.5f * (area.getHeight() - 1.0f));
     g.setColour (isRemoved ? removedText : kind == Kind::hint ? palette::textMid : palette::textHigh);
     area.removeFromLeft (kind == Kind::hint ? 16.0f : 14.0f);
     if (icon != Icon::none)

@@ -37,7 +37,6 @@ void WaveIconButton::paintButton (juce::Graphics& g, bool isOver, bool isDown)
 
 WaveLegendButton::WaveLegendButton (const juce::String& name) : Button (name)
 {
-    setButtonText (name);
     setTitle (name);
     setTooltip ("Show or hide this layer");
     setClickingTogglesState (true);
@@ -83,6 +82,18 @@ void WaveLegendButton::paintButton (juce::Graphics& g, bool isOver, bool)
     g.drawText (getButtonText(), area, juce::Justification::centredLeft, false);
 }
 
+void replaceSlider (juce::Component& parent,
+                    juce::Component::SafePointer<juce::Slider>& held,
+                    juce::Slider* newSlider)
+{
+    if (held != nullptr)
+        parent.removeChildComponent (held);
+    held = newSlider;
+    if (held != nullptr)
+        parent.addAndMakeVisible (held);
+    parent.resized();
+}
+
 WaveZoomColumn::WaveZoomColumn()
 {
     setOpaque (true);
@@ -94,17 +105,7 @@ WaveZoomColumn::WaveZoomColumn()
 
 void WaveZoomColumn::setSlider (juce::Slider* newSlider)
 {
-    if (slider != nullptr)
-        removeChildComponent (slider);
-    slider = newSlider;
-    if (slider != nullptr)
-        addAndMakeVisible (slider);
-    resized();
-}
-
-void WaveZoomColumn::paint (juce::Graphics& g)
-{
-    g.fillAll (palette::panel);
+    replaceSlider (*this, slider, newSlider);
 }
 
 void WaveZoomColumn::resized()

@@ -43,6 +43,11 @@ private:
     juce::Colour edge;
 };
 
+/** Puts another slider, which it doesn't own, into a component; null leaves it without one. */
+void replaceSlider (juce::Component& parent,
+                    juce::Component::SafePointer<juce::Slider>& held,
+                    juce::Slider* newSlider);
+
 /** The column right of the waveform: zoom in, the vertical zoom slider, zoom out. */
 class WaveZoomColumn : public juce::Component
 {
@@ -54,7 +59,7 @@ public:
     /** The slider between the buttons. Not owned; removed by null or by its own end. */
     void setSlider (juce::Slider* newSlider);
 
-    void paint (juce::Graphics& g) override;
+    void paint (juce::Graphics& g) override { g.fillAll (palette::panel); }
     void resized() override;
 
 private:

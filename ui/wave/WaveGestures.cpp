@@ -6,27 +6,26 @@
 namespace tessivar
 {
 
-WaveWheelEffect
-applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, WaveModifiers modifiers)
+bool applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, WaveModifiers modifiers)
 {
     if (modifiers.ctrl && modifiers.shift)
     {
         const auto before = state.verticalZoom();
         state.setVerticalZoom (before + 0.05 * deltaY);
-        return state.verticalZoom() == before ? WaveWheelEffect::none : WaveWheelEffect::zoomedVertically;
+        return state.verticalZoom() != before;
     }
     if (modifiers.ctrl)
     {
         const auto before = state.horizontalZoom();
         state.setHorizontalZoom (before + 0.03 * deltaY, state.clampedTime (state.timeForX (x)));
-        return state.horizontalZoom() == before ? WaveWheelEffect::none : WaveWheelEffect::zoomedHorizontally;
+        return state.horizontalZoom() != before;
     }
 
     const auto before = state.viewStart();
     // Some systems turn Shift and wheel into a sideways movement.
     const auto steps = std::abs (deltaX) > std::abs (deltaY) ? deltaX : deltaY;
     state.setViewStart (before - steps * state.visibleLength() / (modifiers.shift ? 2.0 : 12.0));
-    return state.viewStart() == before ? WaveWheelEffect::none : WaveWheelEffect::scrolled;
+    return state.viewStart() != before;
 }
 
 OverviewDrag OverviewDrag::begin (WaveViewState& state, double x, double overviewWidth) noexcept

@@ -12,21 +12,12 @@ struct WaveModifiers
     bool ctrl = false;
 };
 
-/** What a turn of the wheel did, so that the owner repaints and reports no more than necessary. */
-enum class WaveWheelEffect
-{
-    none,
-    scrolled,
-    zoomedHorizontally,
-    zoomedVertically
-};
-
 /** One wheel event over the plot at x. `deltaX` and `deltaY` are steps of a notched wheel, fractions of them
     for pads; up and left are positive. Plain: scrolls by a twelfth of the view a step; Shift: by half of it;
-    Ctrl: horizontal zoom by 0.03, anchored at x; Ctrl and Shift: vertical zoom by 0.05.
+    Ctrl: horizontal zoom by 0.03, anchored at x; Ctrl and Shift: vertical zoom by 0.05. Returns whether the
+    view changed.
 */
-WaveWheelEffect
-applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, WaveModifiers modifiers);
+bool applyWaveWheel (WaveViewState& state, double x, double deltaX, double deltaY, WaveModifiers modifiers);
 
 /** Steps of the zoom buttons and keys. */
 inline constexpr double waveZoomStep = 0.05;

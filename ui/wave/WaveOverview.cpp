@@ -16,11 +16,6 @@ constexpr float fullScaleShare = 0.9f;
 
 } // namespace
 
-WaveOverview::WaveOverview (WaveScene& sceneToDraw) : scene (sceneToDraw)
-{
-    setOpaque (true);
-}
-
 int WaveOverview::xForTime (double seconds) const noexcept
 {
     const auto length = scene.view.lengthSeconds();
@@ -110,13 +105,6 @@ void WaveOverview::mouseDrag (const juce::MouseEvent& event)
 {
     drag.moveTo (scene.view, static_cast<double> (event.position.x), getWidth());
     onViewChanged();
-}
-
-void WaveOverview::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
-{
-    // Zooming holds the middle of the frame; scrolling is the same as in the plot.
-    if (turnWaveWheel (scene, scene.view.plotWidth() / 2.0, event, wheel))
-        onViewChanged();
 }
 
 } // namespace tessivar

@@ -10,12 +10,10 @@ namespace tessivar
     clicking outside jumps there. The waveform is drawn into images when track, knobs or size change; moving
     the frame only copies them.
 */
-class WaveOverview : public juce::Component
+class WaveOverview : public WavePart
 {
 public:
-    explicit WaveOverview (WaveScene& sceneToDraw);
-
-    std::function<void()> onViewChanged;
+    using WavePart::WavePart;
 
     /** x of a time, logical pixels. */
     [[nodiscard]] int xForTime (double seconds) const noexcept;
@@ -26,7 +24,6 @@ public:
     void paint (juce::Graphics& g) override;
     void mouseDown (const juce::MouseEvent& event) override;
     void mouseDrag (const juce::MouseEvent& event) override;
-    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
 
 private:
     struct ImageKey
@@ -39,9 +36,14 @@ private:
         bool operator== (const ImageKey&) const = default;
     };
 
+    /** The middle of the frame. */
+    [[nodiscard]] double zoomAnchor (const juce::MouseEvent&) const override
+    {
+        return scene.view.plotWidth() / 2.0;
+    }
+
     void drawImages (const ImageKey& key, float scale);
 
-    WaveScene& scene;
     juce::Image dim;    // outside the frame
     juce::Image bright; // inside it
     ImageKey imageKey;

@@ -1,5 +1,6 @@
 #include "ui/wave/WavePlot.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/wave/WaveGestures.h"
@@ -53,22 +54,28 @@ const std::vector<double>& WaveScene::strongHits()
     return hits;
 }
 
-bool turnWaveWheel (WaveScene& scene,
-                    double x,
-                    const juce::MouseEvent& event,
-                    const juce::MouseWheelDetails& wheel)
+void WavePart::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
 {
-    return applyWaveWheel (scene.view,
-                           x,
-                           static_cast<double> (wheel.deltaX) / wheelNotch,
-                           static_cast<double> (wheel.deltaY) / wheelNotch,
-                           { event.mods.isShiftDown(), event.mods.isCommandDown() })
-           != WaveWheelEffect::none;
+    if (applyWaveWheel (scene.view,
+                        zoomAnchor (event),
+                        static_cast<double> (wheel.deltaX) / wheelNotch,
+                        static_cast<double> (wheel.deltaY) / wheelNotch,
+                        { event.mods.isShiftDown(), event.mods.isCommandDown() }))
+        onViewChanged();
 }
 
-WavePlot::WavePlot (WaveScene& sceneToDraw) : scene (sceneToDraw)
+double WavePart::timeAt (const juce::MouseEvent& event) const
 {
-    setOpaque (true);
+    return scene.view.clampedTime (scene.view.timeForX (static_cast<double> (event.position.x)));
+}
+
+double WavePart::snapped (double seconds, const juce::MouseEvent& event) const
+{
+    return event.mods.isAltDown() ? seconds : scene.view.snapped (seconds, scene.strongHits(), snapReach);
+}
+
+WavePlot::WavePlot (WaveScene& sceneToDraw) : WavePart (sceneToDraw)
+{
     setMouseCursor (juce::MouseCursor::IBeamCursor);
 }
 
@@ -87,11 +94,6 @@ bool WavePlot::advanceFade (double seconds)
         fading = {};
     repaint();
     return fadeLeft > 0.0;
-}
-
-void WavePlot::repaintPlayhead (int x)
-{
-    repaint (x - 4, 0, 10, getHeight());
 }
 
 WavePlot::ImageKey WavePlot::keyFor (float scale) const
@@ -113,8 +115,8 @@ void WavePlot::paint (juce::Graphics& g)
     const auto scale = g.getInternalContext().getPhysicalPixelScaleFactor();
     if (const auto key = keyFor (scale); key != imageKey || image.isNull())
     {
-        if (key.scale != imageKey.scale && onPixelScaleFound != nullptr)
-            onPixelScaleFound (static_cast<double> (scale));
+        if (key.scale != imageKey.scale)
+            call (onPixelScaleFound, static_cast<double> (scale));
         drawImage (key);
         imageKey = key;
     }
@@ -264,7 +266,7 @@ void WavePlot::mouseDown (const juce::MouseEvent& event)
     else if (event.mods.isLeftButtonDown())
     {
         drag = Drag::pending;
-        dragAnchor = scene.view.clampedTime (scene.view.timeForX (event.position.x));
+        dragAnchor = timeAt (event);
     }
 }
 
@@ -280,8 +282,7 @@ void WavePlot::mouseDrag (const juce::MouseEvent& event)
     if (drag == Drag::pending && std::abs (event.getDistanceFromDragStartX()) > dragThreshold)
     {
         drag = Drag::selecting;
-        if (! event.mods.isAltDown())
-            dragAnchor = view.snapped (dragAnchor, scene.strongHits(), snapReach);
+        dragAnchor = snapped (dragAnchor, event);
         beginDragAutoRepeat (30);
     }
     if (drag != Drag::selecting)
@@ -294,10 +295,8 @@ void WavePlot::mouseDrag (const juce::MouseEvent& event)
         view.scrollByPixels (std::clamp (outside, -40.0, 40.0));
         onViewChanged();
     }
-    auto time = view.timeForX (std::clamp (x, 0.0, static_cast<double> (getWidth())));
-    if (! event.mods.isAltDown())
-        time = view.snapped (time, scene.strongHits(), snapReach);
-    view.select (dragAnchor, time);
+    const auto time = view.timeForX (std::clamp (x, 0.0, static_cast<double> (getWidth())));
+    view.select (dragAnchor, snapped (time, event));
     onSelectionChanged (false);
 }
 
@@ -307,7 +306,7 @@ void WavePlot::mouseUp (const juce::MouseEvent& event)
     setMouseCursor (juce::MouseCursor::IBeamCursor);
     // The second click of a double-click has its own meaning.
     if (finished == Drag::pending && event.getNumberOfClicks() < 2)
-        onPlayheadMoved (scene.view.clampedTime (scene.view.timeForX (event.position.x)));
+        onPlayheadMoved (timeAt (event));
     else if (finished == Drag::selecting)
         onSelectionChanged (true);
 }
@@ -316,16 +315,9 @@ void WavePlot::mouseDoubleClick (const juce::MouseEvent& event)
 {
     if (! event.mods.isLeftButtonDown() || scene.content.track().source == nullptr)
         return;
-    const auto time = scene.view.clampedTime (scene.view.timeForX (event.position.x));
-    const auto range = rangeBetweenHits (scene.strongHits(), time, scene.view.lengthSeconds());
+    const auto range = rangeBetweenHits (scene.strongHits(), timeAt (event), scene.view.lengthSeconds());
     scene.view.select (range.start, range.end);
     onSelectionChanged (true);
-}
-
-void WavePlot::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
-{
-    if (turnWaveWheel (scene, static_cast<double> (event.position.x), event, wheel))
-        onViewChanged();
 }
 
 } // namespace tessivar

@@ -31,24 +31,43 @@ struct WaveScene
     const std::vector<double>& strongHits();
 };
 
-/** Acts on a turn of the wheel at x; returns whether the view changed. */
-bool turnWaveWheel (WaveScene& scene,
-                    double x,
-                    const juce::MouseEvent& event,
-                    const juce::MouseWheelDetails& wheel);
-
-/** The waveform with grid, level lines and selection, drawn into an image that is kept until something
-    changes; the playhead is a separate strip above it. Turns mouse events into calls and changes only the
-    view and the selection itself.
+/** A part of the viewer that draws the scene. It turns mouse events into calls and changes only the view and
+    the selection itself.
 */
-class WavePlot : public juce::Component
+class WavePart : public juce::Component
 {
 public:
-    explicit WavePlot (WaveScene& sceneToDraw);
+    explicit WavePart (WaveScene& sceneToDraw) : scene (sceneToDraw) { setOpaque (true); }
 
     std::function<void (double seconds)> onPlayheadMoved;
     std::function<void (bool isFinished)> onSelectionChanged;
     std::function<void()> onViewChanged;
+
+    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
+
+protected:
+    /** Where in the plot the wheel holds the waveform while it zooms. */
+    [[nodiscard]] virtual double zoomAnchor (const juce::MouseEvent& event) const
+    {
+        return static_cast<double> (event.position.x);
+    }
+
+    /** The time under the mouse, limited to the track. */
+    [[nodiscard]] double timeAt (const juce::MouseEvent& event) const;
+    /** A time pulled to what lies within 4 pixels, a hit above all; Alt leaves it where it is. */
+    [[nodiscard]] double snapped (double seconds, const juce::MouseEvent& event) const;
+
+    WaveScene& scene;
+};
+
+/** The waveform with grid, level lines and selection, drawn into an image that is kept until something
+    changes; the playhead is a separate strip above it.
+*/
+class WavePlot : public WavePart
+{
+public:
+    explicit WavePlot (WaveScene& sceneToDraw);
+
     /** Display pixels per logical pixel; called when painting finds a new value. */
     std::function<void (double)> onPixelScaleFound;
 
@@ -58,14 +77,13 @@ public:
     bool advanceFade (double seconds);
 
     /** Repaints around an x where the playhead was or is. */
-    void repaintPlayhead (int x);
+    void repaintPlayhead (int x) { repaint (x - 4, 0, 10, getHeight()); }
 
     void paint (juce::Graphics& g) override;
     void mouseDown (const juce::MouseEvent& event) override;
     void mouseDrag (const juce::MouseEvent& event) override;
     void mouseUp (const juce::MouseEvent& event) override;
     void mouseDoubleClick (const juce::MouseEvent& event) override;
-    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
 
 private:
     enum class Drag
@@ -98,7 +116,6 @@ private:
     void drawLayers (const ImageKey& key);
     void drawOverlay (juce::Graphics& g) const;
 
-    WaveScene& scene;
     juce::Image image; // drawn for imageKey
     ImageKey imageKey;
     juce::Image fading;    // what was drawn before the last change of setting

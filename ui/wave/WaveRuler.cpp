@@ -13,15 +13,9 @@ namespace
 {
 
 const juce::Colour ground (0xff101418);
-constexpr int bandTop = 15;       // px below the ruler's top edge
-constexpr double snapReach = 4.0; // px
+constexpr int bandTop = 15; // px below the ruler's top edge
 
 } // namespace
-
-WaveRuler::WaveRuler (WaveScene& sceneToDraw) : scene (sceneToDraw)
-{
-    setOpaque (true);
-}
 
 void WaveRuler::repaintPlayhead (int x)
 {
@@ -117,18 +111,13 @@ void WaveRuler::mouseMove (const juce::MouseEvent& event)
                         : juce::MouseCursor::LeftRightResizeCursor);
 }
 
-void WaveRuler::movePlayhead (const juce::MouseEvent& event)
-{
-    onPlayheadMoved (scene.view.clampedTime (scene.view.timeForX (static_cast<double> (event.position.x))));
-}
-
 void WaveRuler::mouseDown (const juce::MouseEvent& event)
 {
     if (! event.mods.isLeftButtonDown())
         return;
     heldGrip = loopGripAt (scene.view, static_cast<double> (event.position.x));
     if (heldGrip == LoopGrip::none)
-        movePlayhead (event);
+        onPlayheadMoved (timeAt (event));
 }
 
 void WaveRuler::mouseDrag (const juce::MouseEvent& event)
@@ -136,12 +125,10 @@ void WaveRuler::mouseDrag (const juce::MouseEvent& event)
     if (! event.mods.isLeftButtonDown())
         return;
     if (heldGrip == LoopGrip::none)
-        return movePlayhead (event);
+        return onPlayheadMoved (timeAt (event));
 
-    auto time = scene.view.timeForX (static_cast<double> (event.position.x));
-    if (! event.mods.isAltDown())
-        time = scene.view.snapped (time, scene.strongHits(), snapReach);
-    heldGrip = dragLoopGrip (scene.view, heldGrip, time);
+    const auto time = scene.view.timeForX (static_cast<double> (event.position.x));
+    heldGrip = dragLoopGrip (scene.view, heldGrip, snapped (time, event));
     onSelectionChanged (false);
 }
 
@@ -149,12 +136,6 @@ void WaveRuler::mouseUp (const juce::MouseEvent&)
 {
     if (std::exchange (heldGrip, LoopGrip::none) != LoopGrip::none)
         onSelectionChanged (true);
-}
-
-void WaveRuler::mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel)
-{
-    if (turnWaveWheel (scene, static_cast<double> (event.position.x), event, wheel))
-        onViewChanged();
 }
 
 } // namespace tessivar

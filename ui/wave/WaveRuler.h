@@ -9,14 +9,10 @@ namespace tessivar
 /** The time ruler above the plot, with the selection's band and grips and the playhead's flag. Dragging a
     grip moves that end; clicking or dragging elsewhere moves the playhead.
 */
-class WaveRuler : public juce::Component
+class WaveRuler : public WavePart
 {
 public:
-    explicit WaveRuler (WaveScene& sceneToDraw);
-
-    std::function<void (double seconds)> onPlayheadMoved;
-    std::function<void (bool isFinished)> onSelectionChanged;
-    std::function<void()> onViewChanged;
+    using WavePart::WavePart;
 
     /** Repaints the flag around an x where the playhead was or is. */
     void repaintPlayhead (int x);
@@ -26,15 +22,12 @@ public:
     void mouseDown (const juce::MouseEvent& event) override;
     void mouseDrag (const juce::MouseEvent& event) override;
     void mouseUp (const juce::MouseEvent& event) override;
-    void mouseWheelMove (const juce::MouseEvent& event, const juce::MouseWheelDetails& wheel) override;
 
 private:
     void drawTicks (juce::Graphics& g) const;
     void drawSelection (juce::Graphics& g) const;
     void drawFlag (juce::Graphics& g) const;
-    void movePlayhead (const juce::MouseEvent& event);
 
-    WaveScene& scene;
     LoopGrip heldGrip = LoopGrip::none;
 };
 

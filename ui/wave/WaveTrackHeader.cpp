@@ -1,5 +1,6 @@
 #include "ui/wave/WaveTrackHeader.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/wave/WaveRaster.h"
@@ -22,30 +23,12 @@ WaveTrackHeader::WaveTrackHeader()
     for (auto* button :
          std::initializer_list<juce::Button*>{ &kept, &removed, &smaller, &larger, &zoomToSelection, &fit })
         addAndMakeVisible (button);
-    const auto tellLayers = [this]
-    {
-        if (onLayersShown != nullptr)
-            onLayersShown (kept.getToggleState(), removed.getToggleState());
-    };
-    kept.onClick = tellLayers;
-    removed.onClick = tellLayers;
-    const auto tell = [] (std::function<void (int)>& callback, int steps)
-    {
-        if (callback != nullptr)
-            callback (steps);
-    };
-    smaller.onClick = [this, tell] { tell (onZoomSteps, -1); };
-    larger.onClick = [this, tell] { tell (onZoomSteps, 1); };
-    zoomToSelection.onClick = [this]
-    {
-        if (onZoomToSelection != nullptr)
-            onZoomToSelection();
-    };
-    fit.onClick = [this]
-    {
-        if (onFit != nullptr)
-            onFit();
-    };
+    kept.onClick =
+        removed.onClick = [this] { call (onLayersShown, kept.getToggleState(), removed.getToggleState()); };
+    smaller.onClick = [this] { call (onZoomSteps, -1); };
+    larger.onClick = [this] { call (onZoomSteps, 1); };
+    zoomToSelection.onClick = [this] { call (onZoomToSelection); };
+    fit.onClick = [this] { call (onFit); };
     setContent ({});
 }
 
@@ -67,12 +50,7 @@ void WaveTrackHeader::setContent (const Content& newContent)
 
 void WaveTrackHeader::setSlider (juce::Slider* newSlider)
 {
-    if (slider != nullptr)
-        removeChildComponent (slider);
-    slider = newSlider;
-    if (slider != nullptr)
-        addAndMakeVisible (slider);
-    resized();
+    replaceSlider (*this, slider, newSlider);
 }
 
 void WaveTrackHeader::resized()
