@@ -8,6 +8,7 @@
 #include "platform/DiskNames.h"
 #include "platform/WritingNote.h"
 #include "terms/AnalysisMethod.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 #include <algorithm>
@@ -276,20 +277,20 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file)
 
     const WritingNote note (workspace.folders().writing(), file.getParentDirectory());
     SavedGroup saved;
-    auto outcome = juce::Result::ok();
+    Outcome outcome;
     const auto end =
         runner.run ("Saving Track " + group->name(),
                     {},
                     [&] (const WorkControl& watch) { outcome = saveGroup (request, saved, watch); });
 
     if (end == JobRunner::End::failed)
-        outcome = juce::Result::fail (runner.failure());
+        outcome = Outcome::failed (runner.failure().toStdString());
 
     // A stop that came too late changes nothing: the file is there.
-    if (outcome.failed())
+    if (! outcome.isOk())
     {
-        if (end != JobRunner::End::stopped)
-            prompts.warn ("The Group could not be saved.", outcome.getErrorMessage());
+        if (! outcome.wasStopped())
+            prompts.warn ("The Group could not be saved.", outcome.reason);
 
         return false;
     }

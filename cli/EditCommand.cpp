@@ -6,6 +6,7 @@
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
 #include "model/Group.h"
+#include "model/Outcomes.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "platform/DiskNames.h"
@@ -191,15 +192,15 @@ int runEdit (const EditRequest& request, const CommandContext& context)
         OutputRules rules;
         rules.protect (loaded.state, request.groupFile);
         SavedGroup saved;
-        auto outcome = rules.claimFile (request.groupFile, true, request.groupFile);
+        auto outcome = outcomeOf (rules.claimFile (request.groupFile, true, request.groupFile));
 
-        if (outcome.wasOk())
+        if (outcome.isOk())
             outcome = saveGroup (
                 { .state = group->state(), .target = request.groupFile, .currentFile = group->openFile() },
                 saved);
 
-        if (outcome.failed())
-            return fail (context, exitCode::outputFailed, outcome.getErrorMessage());
+        if (! outcome.isOk())
+            return fail (context, exitCode::outputFailed, outcome.reason);
     }
 
     loaded.state = group->state();

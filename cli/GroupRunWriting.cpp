@@ -1,5 +1,6 @@
 #include "cli/GroupRunSteps.h"
 
+#include "model/Outcomes.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/settings/UserFolders.h"
 #include "platform/Folders.h"
@@ -82,27 +83,27 @@ void GroupRun::save()
     const auto claimed = rulesOfWriting.claimFile (request.saveFile, request.overwrite, request.groupFile);
     SavedGroup saved;
     const auto outcome =
-        made.failed() ? made
+        made.failed() ? outcomeOf (made)
         : claimed.failed()
-            ? claimed
+            ? outcomeOf (claimed)
             : saveGroup (
                 { .state = group, .target = request.saveFile, .currentFile = groupFile }, saved, control());
     report.savingSeconds = secondsNow() - start;
 
-    if (outcome.wasOk())
+    if (outcome.isOk())
     {
         report.savedFile = request.saveFile;
         report.savedBytes = saved.bytesWritten;
         return;
     }
 
-    if (stopRequested())
+    if (outcome.wasStopped())
     {
         interrupted();
         return;
     }
 
-    tell (outcome.getErrorMessage());
+    tell (outcome.reason);
     const auto wroteAudio = std::any_of (report.tracks.begin(),
                                          report.tracks.end(),
                                          [] (const ReportedTrack& track) { return track.isWritten(); });

@@ -4,7 +4,9 @@
 #include "cli/InputFiles.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
+#include "model/Outcomes.h"
 #include "model/groupfile/GroupFileVerification.h"
+#include "terms/Outcome.h"
 
 #include <ostream>
 #include <utility>
@@ -19,10 +21,10 @@ using Json = nlohmann::ordered_json;
 struct Verified
 {
     juce::String path;
-    juce::Result opened = juce::Result::ok();
+    Outcome opened;
     GroupVerification result;
 
-    [[nodiscard]] bool isIntact() const { return opened.wasOk() && result.isIntact(); }
+    [[nodiscard]] bool isIntact() const { return opened.isOk() && result.isIntact(); }
     [[nodiscard]] bool isInterrupted() const { return isIntact() && result.wasInterrupted; }
 };
 
@@ -31,9 +33,9 @@ Verified verify (const std::string& argument, const CommandContext& context)
     Verified verified;
     juce::File file;
     verified.path = juce::String::fromUTF8 (argument.c_str());
-    verified.opened = fileFromArgument (argument, file);
+    verified.opened = outcomeOf (fileFromArgument (argument, file));
 
-    if (verified.opened.failed())
+    if (! verified.opened.isOk())
         return verified;
 
     verified.path = file.getFullPathName();
@@ -46,8 +48,8 @@ std::string format (const Verified& verified)
 {
     auto text = printable (verified.path) + "\n";
 
-    if (verified.opened.failed())
-        text << "  Refused   " << printable (verified.opened.getErrorMessage()) << "\n";
+    if (! verified.opened.isOk())
+        text << "  Refused   " << printable (verified.opened.reason) << "\n";
     else if (verified.isIntact() && ! verified.isInterrupted())
         text << "  Intact\n";
 
@@ -71,7 +73,7 @@ Json toJson (const Verified& verified)
         { "file", jsonText (verified.path) },
         { "intact", verified.isIntact() },
         { "interruptedSave", verified.result.wasInterrupted },
-        { "reason", verified.opened.wasOk() ? Json() : Json (jsonText (verified.opened.getErrorMessage())) },
+        { "reason", verified.opened.isOk() ? Json() : Json (jsonText (verified.opened.reason)) },
         { "damage", jsonTexts (verified.result.damage) },
         { "readable", jsonTexts (verified.result.readable) },
         { "notes", jsonTexts (verified.result.notes) },
@@ -99,7 +101,7 @@ int runVerify (const std::vector<std::string>& arguments, bool asJson, const Com
         if (! verified.isIntact())
         {
             ++numBad;
-            context.tellError (verified.opened.failed() ? verified.opened.getErrorMessage()
+            context.tellError (! verified.opened.isOk() ? juce::String (verified.opened.reason)
                                                         : verified.path + ": the file is damaged");
         }
 

@@ -63,7 +63,8 @@ int countOf (const Values& values, const juce::String& key)
 
 std::vector<MetadataChunk> wavChunksFrom (Values values)
 {
-    // The writer gives every file that has any metadata a sampler chunk, and one with text a catalogue number.
+    // The writer gives every file that has any metadata a sampler chunk, and one with text a catalogue
+    // number.
     const auto hasSampler = values.count ("SamplePeriod") != 0;
     values.try_emplace (juce::WavAudioFormat::internationalStandardRecordingCode, juce::String());
     values.erase ("MetaDataSource");

@@ -15,7 +15,7 @@ namespace
 constexpr std::uint64_t fourGigabytes = 0x100000000ull;
 constexpr std::uint64_t largestAiffAudio = 0xffe00000ull; // the AIFF writer stops a little above
 
-/** Bytes ahead of the chunk that holds the audio, when the file has no metadata; the same for plain WAV and RF64. */
+/** Bytes before the audio chunk of a file without metadata; the same for plain WAV and RF64. */
 constexpr std::uint64_t headerBytes (ExportFileType type)
 {
     return type == ExportFileType::wav ? 96 : 38;
@@ -27,10 +27,11 @@ constexpr std::uint64_t audioHeaderBytes (ExportFileType type)
     return type == ExportFileType::wav ? 8 : 16;
 }
 
-/** Puts bytes into what a writer writes: everything from insertAt on moves behind them.
+/** Inserts bytes into what a writer writes: everything from insertAt on moves behind them.
 
-    The writers know a few kinds of metadata only and lose or add some on the way, so they are given none and the
-    chunks of the source go in here as they are.
+    JUCE's writers know few kinds of metadata, and lose or add some. So they get none, and the chunks of the
+    source go in here unchanged. libsndfile would insert them itself, but writes another header, so exports
+    would change.
 */
 class InsertingStream final : public juce::OutputStream
 {
@@ -183,7 +184,7 @@ juce::Result MonoFileWriter::commit (AtomicFile::IfTargetExists ifTargetExists)
     return file.commit (ifTargetExists);
 }
 
-/** The writer's size of the whole file knows nothing of the chunks that were put in. */
+/** The file size that the writer states leaves out the inserted chunks. */
 void MonoFileWriter::patchFileSize()
 {
     const auto size = plan.fileBytes() - 8;
@@ -195,7 +196,8 @@ void MonoFileWriter::patchFileSize()
     }
     else if (plan.type == ExportFileType::wav)
     {
-        // Audio just below the limit, with the header above it: readers take the largest number as "to the end".
+        // Audio just below the limit and header together exceed it: readers take the largest number as "to
+        // the end".
         file.setPosition (4);
         file.writeInt (static_cast<int> (static_cast<std::uint32_t> (
             std::min<std::uint64_t> (size, std::numeric_limits<std::uint32_t>::max()))));

@@ -38,8 +38,8 @@ struct MonoFilePlan
 
 /** Writes a mono audio file that appears under its name only when it is complete and was read back.
 
-    Use: open, write all samples in order, finish, commit. Every failure names the file and the reason; destruction
-    before commit leaves nothing.
+    Use: open, write all samples in order, finish, commit. Every failure names the file and the reason;
+    destruction before commit leaves nothing.
 */
 class MonoFileWriter
 {
@@ -53,7 +53,8 @@ public:
     /** Starts the audio file in it. */
     [[nodiscard]] juce::Result createWriter();
 
-    /** Appends samples, full scale 1.0. For integer formats they are rounded to the nearest step and clipped. */
+    /** Appends samples, full scale 1.0. For integer formats they are rounded to the nearest step and clipped.
+    */
     [[nodiscard]] juce::Result write (std::span<const float> samples);
 
     /** Completes the file, makes it durable, reads it back and compares it with the plan. */

@@ -8,10 +8,11 @@
 namespace tessivar
 {
 
-/** The text in bytes that a stranger wrote: file contents, file names. It can't fail and reads only these bytes.
+/** The text in bytes that a stranger wrote: file contents, file names. It can't fail and reads only these
+    bytes.
 
-    UTF-16 is told by its byte order mark. Otherwise bytes that are UTF-8 throughout (no overlong forms, no surrogates)
-    are that, and any others are Windows-1252. The text ends at its first zero.
+    UTF-16 is told by its byte order mark. Otherwise bytes that are UTF-8 throughout (no overlong forms, no
+    surrogates) are that, and any others are Windows-1252. The text ends at its first zero.
 */
 [[nodiscard]] juce::String textOfBytes (std::span<const std::uint8_t> bytes);
 

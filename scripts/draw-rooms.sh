@@ -41,6 +41,7 @@ includes ()
         else if (path == "fftw3.h") to = "=FFTW"
         else if (path ~ /^hwy\//) to = "=Highway"
         else if (path ~ /^sndfile/) to = "=libsndfile"
+        else if (path == "expat.h") to = "=Expat"
         else if (path ~ /^ebur128/) to = "=libebur128"
         else if (path ~ /^zita-resampler\//) to = "=zita-resampler"
         else if (path ~ /^CLI\//) to = "=CLI11"

@@ -21,18 +21,20 @@ std::unique_ptr<juce::AudioFormatReader> createJuceReader (std::unique_ptr<juce:
     return std::unique_ptr<juce::AudioFormatReader> (Format().createReaderFor (stream.release(), true));
 }
 
-/** The reader of a checked stream; null when it can't be decoded, with the reason where more is known than that. */
+/** The reader of a checked stream. Null when it can't be decoded; why then says so if there is more to say.
+*/
 std::unique_ptr<juce::AudioFormatReader>
 createReader (const AudioHeader& header, std::unique_ptr<juce::InputStream> stream, juce::Result& why)
 {
     switch (header.kind)
     {
-        // Group files and exports keep the metadata of these two under JUCE's keys, which libsndfile doesn't give.
+        // Group files and exports keep the metadata of these two under JUCE's keys; libsndfile gives others.
         case AudioFileKind::wav:
             return createJuceReader<juce::WavAudioFormat> (std::move (stream));
         case AudioFileKind::aiff:
             return createJuceReader<juce::AiffAudioFormat> (std::move (stream));
-        // libsndfile gives wrong samples after a seek near the end, and 2^63 of them when bytes follow the last page.
+        // libsndfile gives wrong samples after a seek near the end, and a length of 2^63 samples when bytes
+        // follow the last page.
         case AudioFileKind::oggVorbis:
             return createJuceReader<juce::OggVorbisAudioFormat> (std::move (stream));
         case AudioFileKind::caf:
@@ -48,7 +50,7 @@ createReader (const AudioHeader& header, std::unique_ptr<juce::InputStream> stre
     return hasTrack ? std::move (reader) : nullptr;
 }
 
-/** The header of a group file's first track. Such a file is told by its end, and its reader checks every number in it. */
+/** The header of a group file's first track. The reader of such files checks every number itself. */
 AudioHeader groupHeader (const juce::AudioFormatReader& reader)
 {
     AudioHeader header;
@@ -68,8 +70,8 @@ juce::Result settle (juce::AudioFormatReader& reader, const AudioHeader& header)
         return juce::Result::fail ("the audio holds " + juce::String (reader.numChannels)
                                    + " channels where the header says " + juce::String (header.numChannels));
 
-    // Of plain PCM the header check has counted the samples that are there; the toolkit's readers take a large count for a
-    // negative one, or make up silence behind the end. Decoders have their own idea, and count where no header does.
+    // The header check has counted the samples of plain PCM. JUCE's readers take a large count for a negative
+    // one, or make up silence behind the end. Decoders count for themselves where the header doesn't.
     const auto isPlain = header.kind == AudioFileKind::wav || header.kind == AudioFileKind::aiff;
     const auto decoded = static_cast<std::uint64_t> (reader.lengthInSamples);
     const auto stated = static_cast<std::uint64_t> (header.lengthInSamples);
@@ -136,14 +138,14 @@ AudioFileReader::AudioFileReader (std::unique_ptr<juce::AudioFormatReader> forma
     usesFloatingPointData = reader->usesFloatingPointData;
     lengthInSamples = reader->lengthInSamples;
 
-    // Thousands of markers are possible, and the array looks through all of its keys whenever one is set.
+    // There may be thousands of markers, and setting one in the array searches all of its keys.
     std::map<juce::String, juce::String> texts;
     const auto& keys = reader->metadataValues.getAllKeys();
     const auto& values = reader->metadataValues.getAllValues();
     for (int i = 0; i < keys.size(); ++i)
     {
-        // What the format's readers say about themselves and the format is no metadata of the file. The header check has
-        // read the texts of an Ogg file itself.
+        // What a reader says about itself or the format is no metadata of the file. The header check has
+        // already read the texts of an Ogg file.
         if (keys[i] == "MetaDataSource" || keys[i] == "ChannelMask"
             || audioFileHeader.kind == AudioFileKind::oggVorbis)
             continue;
@@ -159,7 +161,7 @@ bool AudioFileReader::readSamples (int* const* destChannels,
                                    juce::int64 startSampleInFile,
                                    int numSamples)
 {
-    // The toolkit's readers take lost samples for silence and report success.
+    // JUCE's readers take lost samples for silence and report success.
     return readStatus->wasOk()
            && reader->readSamples (
                destChannels, numDestChannels, startOffsetInDestBuffer, startSampleInFile, numSamples)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/audiofile/AudioHeaderGate.h"
+#include "model/audiofile/AudioHeader.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
@@ -12,9 +12,9 @@ namespace tessivar
 
 /** A reader whose header was checked, and which says so when its samples can't be read.
 
-    The fields of the base class hold the truth about the file: the significant bits, the length as far as the
-    file goes, and only such metadata as the file holds. read() returns false where the file is damaged or
-    can't be read any more. Not for use on two threads at once.
+    The fields of the base class tell what the file really holds: the significant bits, the samples that are
+    there, its own metadata and no others. read() returns false where the file is damaged or can't be read any
+    more. Not for use by two threads at once.
 */
 class AudioFileReader final : public juce::AudioFormatReader
 {
@@ -43,7 +43,7 @@ private:
 
 /** Opens an audio file by its content: WAV, AIFF, CAF, FLAC or Ogg Vorbis, whatever its name says.
 
-    @param shouldStop  asked at every read, also later by the reader; may be empty. A stop is a failure to read
+    @param shouldStop  asked at every read, later ones too; may be empty. A stop counts as a read error
     @returns           null with the reason in why; it doesn't name the file
 */
 std::unique_ptr<AudioFileReader>

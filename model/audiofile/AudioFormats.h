@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/audiofile/AudioHeaderGate.h"
+#include "model/audiofile/AudioHeader.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
@@ -9,11 +9,11 @@
 #include <memory>
 #include <span>
 
-/** What the formats of audio files share, and one check and one reader for each: the inside of this folder. */
+/** Internal to this folder: what the audio formats share, and a check and a reader for each. */
 namespace tessivar
 {
 
-/** Reads whole pieces of a stream at any position. */
+/** Reads a stream at any position: all of the bytes asked for, or none. */
 class HeaderSource
 {
 public:
@@ -63,18 +63,22 @@ juce::String tagText (const std::uint8_t* bytes);
 /** Adds a chunk to those of the header that are metadata, if it is any. */
 void listChunk (AudioHeader& header, const std::uint8_t* tag, std::int64_t start, std::int64_t size);
 
+/** A number that the format's reader is to see at an offset. */
+HeaderPatch patchOf (std::int64_t offset, std::int64_t value, int numBytes, bool isBigEndian = false);
+
 juce::Result chunkPastEnd (const juce::String& tag, std::int64_t chunkSize, std::int64_t remaining);
 juce::Result metadataTooLarge (const juce::String& tag, std::int64_t chunkSize);
 
 /** "the header promises 1000 samples, the file ends after 400" */
 juce::String truncationNote (std::int64_t promised, std::int64_t present);
 
-/** The key under which a text tag of a FLAC, Ogg or CAF file (title, artist, comment and so on, in any case) is kept:
-    that of a RIFF INFO list, so that it finds its place in an exported file. Tags without a counterpart keep their name.
+/** The key for a text tag of a FLAC, Ogg or CAF file (title, artist, comment and so on, in any case): that of
+    a RIFF INFO list, so that it has a place in an exported file. Tags without a counterpart keep their name.
 */
 juce::String metadataKeyForTag (const juce::String& tag);
 
-/** Adds a text tag as FLAC and Ogg files hold it, "TITLE=Take 1", under its key; one without a value is left out. */
+/** Adds a text tag as FLAC and Ogg files hold it, "TITLE=Take 1", under its key. Skips tags without a value.
+*/
 void addVorbisComment (std::span<const std::uint8_t> comment, juce::StringPairArray& metadata);
 
 } // namespace tessivar

@@ -47,9 +47,7 @@ struct Intake
     [[nodiscard]] bool accepted() const { return outcome.isOk(); }
 };
 
-/** Takes the decoded samples of a file while it is checked. This one looks at none of them: for a check
-    alone.
-*/
+/** Takes the decoded samples of a file while it is checked. This one ignores them, for a check alone. */
 class IntakeSink
 {
 public:
@@ -79,8 +77,7 @@ public:
     }
 };
 
-/** Why a track can't join a Group: a code of ImportWarnings, which is not filed yet, and the reason without a
-    name.
+/** Why a track can't join a Group: a code of ImportWarnings, not filed yet, and a reason that names no file.
 */
 struct IntakeRefusal
 {

@@ -10,7 +10,7 @@ namespace
 {
 using juce::Result, juce::String;
 
-/** The most frames a packet may have: what the decoder has room for. */
+/** The decoder has room for so many frames a packet. */
 constexpr std::int64_t maxFramesPerPacket = 8192;
 
 std::int64_t readU32 (const std::uint8_t* bytes)
@@ -123,7 +123,7 @@ struct Extent
     std::int64_t size = 0;
 };
 
-/** Whether a packet starts as one of this many channels does. The decoder makes silence of one that doesn't. */
+/** Whether a packet starts as one for so many channels must; the decoder turns any other into silence. */
 bool startsLikePacket (const HeaderSource& source, std::int64_t start, std::int64_t size, int channels)
 {
     std::array<std::uint8_t, 3> head{};
@@ -244,15 +244,9 @@ juce::Result inspectCafHeader (const HeaderSource& source, AudioHeader& header)
             size = size == -1 ? remaining : std::min (size, remaining);
             // An edit count of four bytes comes first.
             audio = Extent{ content + 4, std::max<std::int64_t> (size - 4, 0) };
+            // The reader refuses a chunk that doesn't end within the file.
             if (promisedBytes > audio->size)
-            {
-                // The reader refuses a chunk that doesn't end within the file.
-                HeaderPatch sizeThatIsThere{ position + 4, std::vector<std::uint8_t> (8) };
-                for (int i = 0; i < 8; ++i)
-                    sizeThatIsThere.bytes[static_cast<std::size_t> (i)] =
-                        static_cast<std::uint8_t> (size >> (56 - 8 * i));
-                header.patches.push_back (std::move (sizeThatIsThere));
-            }
+                header.patches.push_back (patchOf (position + 4, size, 8, true));
         }
         else
         {

@@ -13,8 +13,8 @@ namespace
 {
 /** Reads FLAC streams and fails where they are damaged.
 
-    Hand-written: libsndfile refuses 12, 20 and 32 bits and gives a stream that doesn't state its length 2^63 samples;
-    JUCE's reader plays silence where a frame is lost, or joins what is before it to what comes behind it.
+    Hand-written: libsndfile refuses 12, 20 and 32 bits, and takes a stream of unstated length for 2^63
+    samples; JUCE's reader plays silence for a lost frame, or joins the audio on both sides of it.
 */
 class FlacReader final : public juce::AudioFormatReader
 {
@@ -40,7 +40,7 @@ public:
 
         if (lengthInSamples == 0)
         {
-            // A stream written to a pipe doesn't know its length: it is counted once.
+            // A stream written to a pipe doesn't state its length: count it once.
             const auto counted = FLAC__stream_decoder_process_until_end_of_stream (decoder);
             lengthInSamples = bufferStart + bufferLength();
             if (! counted || failed || ! FLAC__stream_decoder_reset (decoder)
@@ -134,12 +134,12 @@ private:
             isSeeking = false;
             if (! found)
             {
-                // The decoder refuses all work after a failed seek until it is flushed.
+                // After a failed seek the decoder does nothing until it is flushed.
                 FLAC__stream_decoder_flush (decoder);
                 clearBuffer (-1);
                 return false;
             }
-            // Errors while it searches are part of its search; the frame it ends on is sound.
+            // Errors on the way are part of the search; the frame it ends on is sound.
             failed = false;
         }
 

@@ -14,7 +14,7 @@ namespace
 {
 using juce::Result, juce::String;
 
-/** No recording gets there, and sums of positions stay far from overflowing. */
+/** No recording is that long, and sums of positions can't overflow. */
 constexpr std::int64_t maxGranule = std::int64_t{ 1 } << 48;
 
 /** The identification header, the first packet of a Vorbis stream. */
@@ -42,7 +42,7 @@ Result readDescription (std::span<const std::uint8_t> packet, VorbisDescription&
     return Result::ok();
 }
 
-/** Reads numbers of any width from a packet, lowest bit first. Behind the end all are -1. */
+/** Reads numbers of any width from a packet, lowest bit first. Past the end all are -1. */
 class PacketBits
 {
 public:
@@ -62,7 +62,7 @@ private:
     oggpack_buffer bits{};
 };
 
-/** The values of a lookup that shares them between the entries: the largest n with n^dimensions <= entries. */
+/** Values of a lookup table shared by all entries: the largest n with n^dimensions <= entries. */
 std::int64_t numSharedValues (std::int64_t entries, std::int64_t dimensions)
 {
     const auto fits = [=] (std::int64_t n)
@@ -81,9 +81,9 @@ std::int64_t numSharedValues (std::int64_t entries, std::int64_t dimensions)
 
 /** Checks a codebook of the setup header and goes to its end.
 
-    The decoder takes room on the stack for every entry in use, divides by the number of dimensions, and makes a table of
-    all values. So it must get no codebook without dimensions, none that is too large, and none whose codewords don't make
-    a whole tree, since it doesn't clean up well behind those.
+    Hand-written: the decoder puts every entry in use on the stack, divides by the number of dimensions, makes
+    a table of all values, and leaks when the codewords are no complete tree. It must never see such a
+    codebook.
 
     @param numValues  gets the size of the table added
 */
@@ -210,7 +210,7 @@ Result readComments (std::span<const std::uint8_t> packet, juce::StringPairArray
     return isSound ? Result::ok() : Result::fail ("text tags that run past their end");
 }
 
-/** Puts packets together from the pages of a stream, as the decoder will. */
+/** Assembles packets from pages as the decoder does. */
 class PacketWalk
 {
 public:
@@ -221,7 +221,7 @@ public:
 
     void add (ogg_page& page) { ogg_stream_pagein (&state, &page); }
 
-    /** 1 with a packet that lasts until the next call, 0 if it needs another page, -1 when there is a hole. */
+    /** 1 with a packet that lasts until the next call, 0 when it needs another page, -1 at a gap. */
     int next (std::span<std::uint8_t>& bytes)
     {
         ogg_packet packet{};

@@ -10,26 +10,27 @@
 namespace tessivar
 {
 
-/** Bytes of a file that a reader is to see in place of the file's own. */
+/** Bytes that a reader sees in place of the file's own. */
 struct HeaderPatch
 {
     std::int64_t offset = 0;
     std::vector<std::uint8_t> bytes;
 };
 
-/** The stream below every reader of foreign audio. It checks every read, and can replace some of the bytes.
+/** The stream below every reader of audio files. It checks every read, and can replace some of the bytes.
 
-    The toolkit's readers and the decoders don't ask whether a read failed, and some wait for ever for a position that they
-    never reach. So the first failure is remembered and nothing is read after it: the stream is then exhausted, reads give 0
-    bytes, and a reader is done soon. Reads at the end, and failed ones, move the position on by what was asked for. Who
-    has read asks status() whether the bytes can be believed.
+    JUCE's readers and the decoders don't ask whether a read failed, and some wait forever for a position that
+    they never reach. So the first failure is remembered and nothing is read after it: the stream is
+    exhausted, reads give 0 bytes, and the reader soon finishes. Reads at the end, and failed ones, advance
+    the position by the bytes asked for. After reading, status() tells whether the bytes can be trusted.
 
-    The replaced bytes let a reader that knows fewer variants of a format open a file that says the same in other words.
+    Replaced bytes let a reader that knows fewer variants of a format open a file that says the same
+    differently.
 */
 class PatchedInputStream final : public juce::InputStream
 {
 public:
-    /** @param shouldStop  asked at every read, may be empty; the stream fails as soon as it returns true */
+    /** @param shouldStop  asked at every read, may be empty; once it returns true, the stream has failed */
     explicit PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
                                  std::function<bool()> shouldStop = {});
 
@@ -42,7 +43,7 @@ public:
     /** The first failure, with the byte and the system's reason; it doesn't name the file. */
     [[nodiscard]] const juce::Result& status() const { return *firstFailure; }
 
-    /** The same for those who may ask when the stream is gone. */
+    /** The same, for after the stream is gone. */
     [[nodiscard]] std::shared_ptr<const juce::Result> sharedStatus() const { return firstFailure; }
 
     juce::int64 getTotalLength() override { return totalLength; }

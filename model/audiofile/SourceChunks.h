@@ -20,14 +20,14 @@ struct MetadataChunk
     bool operator== (const MetadataChunk&) const = default;
 };
 
-/** The metadata chunks of a track's source file, as they stood in it: a track that lives on in a group file exports them
-    byte for byte, though its source may be gone.
+/** The metadata chunks of a track's source file, unchanged: a track in a group file exports them byte for
+    byte, even when its source is gone.
 */
 struct SourceChunks
 {
     enum class Container
     {
-        none, // a kind of file without such chunks
+        none, // other kinds of file have no such chunks
         wav,
         aiff
     };
@@ -35,7 +35,7 @@ struct SourceChunks
     Container container = Container::none;
     std::vector<MetadataChunk> chunks; // in file order, without format and audio
 
-    /** More than this is left in the source file. */
+    /** Above this they are not kept with the track. */
     static constexpr std::size_t maxBytes = 1 << 20;
 
     /** Bytes of the chunks with their ids and sizes. */
@@ -48,9 +48,9 @@ struct SourceChunks
     [[nodiscard]] static std::optional<SourceChunks> fromText (const juce::String& text);
 };
 
-/** The metadata chunks of a stream: bext, iXML, cue, LIST, MARK and the like, known to the program or not. Left out are
-    damaged ones of a WAV file, and what is larger than headerLimits::maxMetadataBytes. Fails, and leaves chunks as they
-    were, when a WAV or AIFF file can't be read; of other kinds, chunks are none.
+/** Reads the metadata chunks of a stream: bext, iXML, cue, LIST, MARK and the like, known to the program or
+    not. Leaves out damaged ones of a WAV file, and any larger than headerLimits::maxMetadataBytes. Other
+    kinds of file have none. Fails, and leaves chunks as they were, when a WAV or AIFF file can't be read.
 */
 juce::Result readSourceChunks (juce::InputStream& stream, SourceChunks& chunks);
 

@@ -23,32 +23,6 @@ constexpr std::array<std::uint8_t, 14> formatGuidTail{ 0x00, 0x00, 0x00, 0x00, 0
 constexpr std::array<std::uint8_t, 14> ambisonicGuidTail{ 0x00, 0x00, 0x21, 0x07, 0xd3, 0x11, 0x86,
                                                           0x44, 0xc8, 0xc1, 0xca, 0x00, 0x00, 0x00 };
 
-HeaderPatch patch16 (std::int64_t offset, int value)
-{
-    HeaderPatch patch{ offset, std::vector<std::uint8_t> (2) };
-    littleEndian::writeU16 (patch.bytes.data(), static_cast<std::uint16_t> (value));
-    return patch;
-}
-
-HeaderPatch patch32 (std::int64_t offset, std::int64_t value)
-{
-    HeaderPatch patch{ offset, std::vector<std::uint8_t> (4) };
-    littleEndian::writeU32 (patch.bytes.data(), static_cast<std::uint32_t> (value));
-    return patch;
-}
-
-HeaderPatch patch64 (std::int64_t offset, std::int64_t value)
-{
-    HeaderPatch patch{ offset, std::vector<std::uint8_t> (8) };
-    littleEndian::writeU64 (patch.bytes.data(), static_cast<std::uint64_t> (value));
-    return patch;
-}
-
-HeaderPatch patchTag (std::int64_t offset, const char* tag)
-{
-    return { offset, std::vector<std::uint8_t> (tag, tag + 4) };
-}
-
 /** Checks the content of a "fmt " chunk and returns the bytes of one frame through bytesPerFrame. */
 Result inspectFormat (const HeaderSource& source,
                       std::int64_t start,
@@ -100,7 +74,7 @@ Result inspectFormat (const HeaderSource& source,
     if (containerBytes > 4 || containerBytes * 8 < bits || (isFloatingPoint && containerBytes != 4))
         return Result::fail (String (containerBytes) + " bytes for a sample of " + String (bits) + " bits");
     if (containerBytes * 8 != bits)
-        header.patches.push_back (patch16 (start + 14, containerBytes * 8));
+        header.patches.push_back (patchOf (start + 14, containerBytes * 8, 2));
 
     // A depth that no one exports, such as 23 valid bits, counts as the depth it is stored in.
     if (checkAudioFormat (channels, sampleRate, significantBits, isFloatingPoint).failed())
@@ -228,7 +202,7 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
 
     const auto is64Bit = ! isTag (start.data(), "RIFF");
     if (isTag (start.data(), "BW64"))
-        header.patches.push_back (patchTag (0, "RF64"));
+        header.patches.push_back ({ 0, { 'R', 'F', '6', '4' } });
 
     std::uint64_t riffSize = littleEndian::readU32 (&start[4]);
     std::uint64_t audioSize64 = 0;
@@ -256,9 +230,9 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
         end = static_cast<std::int64_t> (std::min<std::uint64_t> (
             static_cast<std::uint64_t> (fileSize), std::min<std::uint64_t> (riffSize, INT64_MAX - 8) + 8));
     if (is64Bit)
-        header.patches.push_back (patch64 (20, end - 8));
+        header.patches.push_back (patchOf (20, end - 8, 8));
     else if (riffSizeIsUnknown)
-        header.patches.push_back (patch32 (4, std::min<std::int64_t> (end - 8, unknownSize)));
+        header.patches.push_back (patchOf (4, std::min<std::int64_t> (end - 8, unknownSize), 4));
 
     int bytesPerFrame = 0;
     std::optional<std::int64_t> audioBytes;
@@ -305,9 +279,9 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
                                     header.lengthInSamples));
 
             if (is64Bit)
-                header.patches.push_back (patch64 (28, size));
+                header.patches.push_back (patchOf (28, size, 8));
             else if (sizeIsUnknown || promised > static_cast<std::uint64_t> (size))
-                header.patches.push_back (patch32 (position + 4, size));
+                header.patches.push_back (patchOf (position + 4, size, 4));
         }
         else if (size > remaining)
         {
@@ -333,7 +307,7 @@ juce::Result inspectWavHeader (const HeaderSource& source, AudioHeader& header)
 
                 state = inspectMetadata (source, tag, content, size, header);
                 if (state != MetadataState::fine)
-                    header.patches.push_back (patchTag (position, "JUNK"));
+                    header.patches.push_back ({ position, { 'J', 'U', 'N', 'K' } });
             }
 
             if (state == MetadataState::damaged)

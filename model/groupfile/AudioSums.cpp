@@ -14,7 +14,7 @@ void AudioSums::add (std::span<const std::uint8_t> bytes)
     while (! bytes.empty())
     {
         const auto part = bytes.first (std::min<std::uint64_t> (bytes.size(), blockSize - bytesInCurrent));
-        current = static_cast<std::uint32_t> (::crc32_z (current, part.data(), part.size()));
+        current = crc32Of (part, current);
         bytesInCurrent += part.size();
         bytes = bytes.subspan (part.size());
 
@@ -42,9 +42,9 @@ std::vector<std::uint8_t> AudioSums::encoded() const
     return bytes;
 }
 
-std::uint32_t crc32Of (std::span<const std::uint8_t> bytes)
+std::uint32_t crc32Of (std::span<const std::uint8_t> bytes, std::uint32_t before)
 {
-    return static_cast<std::uint32_t> (::crc32_z (0, bytes.data(), bytes.size()));
+    return static_cast<std::uint32_t> (::crc32_z (before, bytes.data(), bytes.size()));
 }
 
 } // namespace tessivar

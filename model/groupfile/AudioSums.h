@@ -42,7 +42,7 @@ private:
     std::uint64_t bytesInCurrent = 0;
 };
 
-/** The CRC-32 of some bytes, as zlib computes it. */
-[[nodiscard]] std::uint32_t crc32Of (std::span<const std::uint8_t> bytes);
+/** The CRC-32 of some bytes, as zlib computes it, or of them behind others whose CRC-32 is known. */
+[[nodiscard]] std::uint32_t crc32Of (std::span<const std::uint8_t> bytes, std::uint32_t before = 0);
 
 } // namespace tessivar

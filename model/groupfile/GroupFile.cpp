@@ -208,8 +208,6 @@ void GroupFile::removeUser (const AudioRange& range)
     used.erase (std::find (used.begin(), used.end(), range));
 }
 
-//======================================================================================================================
-
 GroupFileSamples::GroupFileSamples (std::shared_ptr<GroupFile> file,
                                     const AudioRange& range,
                                     const SumsPlace& sums)

@@ -18,9 +18,9 @@ namespace tessivar
 
 /** A group file that is open, shared by the samples that lie in it.
 
-    While it is open it is locked against other copies of the program, and against other Groups of this one: who comes
-    second may read it, but not save to it. Reads may come from several threads at once; they go to the file that was
-    opened, also when another has taken its name since.
+    While it is open it is locked against other copies of the program, and against other Groups of this one:
+    who comes second may read it, but not save to it. Reads may come from several threads at once; they go to
+    the file that was opened, also when another has taken its name since.
 */
 class GroupFile final : public RandomAccessBytes
 {
@@ -44,8 +44,8 @@ public:
     /** Whether it stands under its path as it was opened or last saved. */
     [[nodiscard]] bool isUnchanged() const;
 
-    /** Whether something else stands in its place, or it was changed, since it was opened or last saved: what others
-        put there would be lost with a save to target. Not so when target is another file, or none.
+    /** Whether something else stands in its place, or it was changed, since it was opened or last saved: what
+        others put there would be lost with a save to target. Not so when target is another file, or none.
     */
     [[nodiscard]] bool wasChangedAt (const juce::File& target) const;
 
@@ -55,8 +55,8 @@ public:
     /** Error of the last read that failed; empty when none did. */
     [[nodiscard]] juce::String lastError() const;
 
-    /** Fails, naming the file and the first byte, when bytes that are inside could not be had: what was made of the rest
-        may be wrong.
+    /** Fails, naming the file and the first byte, when bytes that are inside could not be had: what was made
+        of the rest may be wrong.
     */
     [[nodiscard]] juce::Result readResult() const;
 
@@ -136,9 +136,9 @@ private:
     JUCE_DECLARE_NON_COPYABLE (GroupFileSamples)
 };
 
-/** Keeps others from opening the file that a Group is to be saved to, as long as lock is open; it isn't when the file isn't
-    there, or is current, the one that the Group has open. Fails, with the name and the reason, when somebody else has it
-    open or when current is write-protected.
+/** Keeps others from opening the file that a Group is to be saved to, as long as lock is open; it isn't when
+    the file isn't there, or is current, the one that the Group has open. Fails, with the name and the reason,
+    when somebody else has it open or when current is write-protected.
 */
 [[nodiscard]] juce::Result
 lockGroupTarget (const juce::File& target, const GroupFile* current, OpenFile& lock);

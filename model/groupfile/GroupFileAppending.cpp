@@ -1,5 +1,7 @@
 #include "model/groupfile/GroupFileAppending.h"
 
+#include "model/Outcomes.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -57,6 +59,8 @@ public:
 
     void keep() { isSettled = true; }
 
+    [[nodiscard]] const juce::Result& status() const { return result; }
+
     void flush() override {}
     bool setPosition (juce::int64) override { return false; }
     juce::int64 getPosition() override { return static_cast<juce::int64> (position); }
@@ -99,34 +103,16 @@ bool appendTail (FileAppender& appender, const std::vector<std::uint8_t>& tail)
 }
 } // namespace
 
-bool canAppend (const SaveRequest& request)
+Outcome
+appendToGroupFile (GroupFile& file, SavePlan& plan, FileSystemCalls& calls, const WorkControl& control)
 {
-    const auto& file = request.currentFile;
-    return file != nullptr && ! file->isReadOnly() && file->isStillAt (request.target) && file->isUnchanged();
-}
-
-juce::Result
-appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
-{
-    auto& file = *request.currentFile;
-    auto& calls = request.calls != nullptr ? *request.calls : FileSystemCalls::system();
     const auto oldSize = file.sizeInBytes();
     const auto newSize = plan.fileSize();
-    auto kind = plan.needsAudio() ? SaveKind::inPlace : SaveKind::tail;
 
-    if (kind == SaveKind::tail && isAtEnd (file, plan.encodedTailAt (file.tailStart())))
-    {
-        saved = { plan.stateIn (request.currentFile), request.currentFile, kind, 0, {} };
-        return juce::Result::ok();
-    }
+    if (! plan.needsAudio() && isAtEnd (file, plan.encodedTailAt (file.tailStart())))
+        return Outcome::ok();
 
     FileAppender appender (file, calls);
-    const auto giveUp = [&] (const juce::Result& reason)
-    {
-        const auto ofStream = appender.takeBack();
-        return reason.getErrorMessage() == streamFailed || reason.wasOk() ? ofStream : reason;
-    };
-
     const auto written = plan.write (appender,
                                      control,
                                      [&, done = std::uint64_t{}] (std::uint64_t count) mutable {
@@ -134,21 +120,16 @@ appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved
                                                            / static_cast<double> (newSize - oldSize));
                                      });
 
-    if (written.failed())
-        return giveUp (written);
+    if (! written.isOk() && appender.status().wasOk())
+        return appender.takeBack(), written;
 
-    const auto tail = plan.encodedTail();
-
-    if (! appendTail (appender, tail))
-        return giveUp (juce::Result::ok());
+    if (! written.isOk() || ! appendTail (appender, plan.encodedTail()))
+        return outcomeOf (appender.takeBack());
 
     appender.keep();
     file.setTail (plan.tailStart(), newSize);
-    saved = {
-        plan.stateIn (request.currentFile), request.currentFile, kind, newSize - oldSize, plan.notes()
-    };
     control.progress (1.0);
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
 juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCalls& calls)

@@ -1,25 +1,22 @@
 #pragma once
 
 #include "model/groupfile/GroupFileAudio.h"
-#include "model/groupfile/GroupFileSaving.h"
+#include "platform/FileSystemCalls.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 namespace tessivar
 {
 
-/** Whether a Group's file may be saved to by appending to it: it is the target, nobody else has changed it and it may be
-    written.
+/** Appends the audio of a plan for this file and the new tail; does nothing when that tail is there already.
+    The trailer is written once all else is on disk, so the last tail is whole at any moment. On failure the
+    file is cut back to its old size.
 */
-[[nodiscard]] bool canAppend (const SaveRequest& request);
+Outcome
+appendToGroupFile (GroupFile& file, SavePlan& plan, FileSystemCalls& calls, const WorkControl& control);
 
-/** Appends what the plan says, made for the request's current file, and gives it the new tail. The trailer is written when
-    all else is on disk, so that at any moment a whole tail is the last one. On failure the file is cut back to what it was.
-*/
-[[nodiscard]] juce::Result
-appendToGroupFile (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control);
-
-/** Gives the room back that nothing in a saved file needs any more, and no samples in use. Older tails go too: what they
-    describe isn't there any more. Nothing is lost when it fails; the result then says why the file stays as large.
+/** Frees the parts of a saved file that neither it nor samples in use need any longer, older tails included:
+    what they describe is gone. A failure loses nothing; it says why the file stays as large.
 */
 [[nodiscard]] juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCalls& calls);
 

@@ -1,7 +1,6 @@
 #include "model/groupfile/GroupFileAudio.h"
 
 #include "model/groupfile/GroupFileLoading.h"
-#include "model/groupfile/GroupFileSaving.h"
 #include "model/groupfile/PropertyList.h"
 #include "terms/ChannelLayout.h"
 
@@ -16,6 +15,7 @@ namespace tessivar
 namespace
 {
 constexpr std::uint64_t alignment = 64;
+constexpr auto streamFailed = "a stream failed"; // which tells why
 
 std::uint64_t aligned (std::uint64_t place)
 {
@@ -140,9 +140,9 @@ std::vector<AudioRange> SavePlan::rangesInUse() const
     return ranges;
 }
 
-juce::Result SavePlan::write (juce::OutputStream& stream,
-                              const WorkControl& control,
-                              const std::function<void (std::uint64_t)>& progress)
+Outcome SavePlan::write (juce::OutputStream& stream,
+                         const WorkControl& control,
+                         const std::function<void (std::uint64_t)>& progress)
 {
     auto place = start;
 
@@ -152,10 +152,10 @@ juce::Result SavePlan::write (juce::OutputStream& stream,
             continue;
 
         if (! writeZeros (stream, audio.range.offset - place))
-            return juce::Result::fail (streamFailed);
+            return Outcome::failed (streamFailed);
 
-        if (const auto result = writeAudio (audio, stream, control, progress); result.failed())
-            return result;
+        if (auto written = writeAudio (audio, stream, control, progress); ! written.isOk())
+            return written;
 
         place = audio.range.offset + audio.range.size;
     }
@@ -163,15 +163,15 @@ juce::Result SavePlan::write (juce::OutputStream& stream,
     for (const auto& audio : audios)
         if (! audio.encodedSums.empty()
             && ! stream.write (audio.encodedSums.data(), audio.encodedSums.size()))
-            return juce::Result::fail (streamFailed);
+            return Outcome::failed (streamFailed);
 
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
-juce::Result SavePlan::writeAudio (Audio& audio,
-                                   juce::OutputStream& stream,
-                                   const WorkControl& control,
-                                   const std::function<void (std::uint64_t)>& progress)
+Outcome SavePlan::writeAudio (Audio& audio,
+                              juce::OutputStream& stream,
+                              const WorkControl& control,
+                              const std::function<void (std::uint64_t)>& progress)
 {
     static_assert (std::endian::native == std::endian::little, "samples are written as they lie in memory");
     constexpr std::size_t floatsAtOnce = 1 << 18;
@@ -184,20 +184,20 @@ juce::Result SavePlan::writeAudio (Audio& audio,
     for (std::int64_t place = 0; place < numFrames; place += framesAtOnce)
     {
         if (control.stopRequested())
-            return juce::Result::fail (stoppedByUser);
+            return Outcome::stopped();
 
         const auto count = static_cast<std::size_t> (std::min (framesAtOnce, numFrames - place)) * channels;
         const std::span<float> piece (frames.data(), count);
 
         if (! audio.samples->readFrames (place, piece))
-            return juce::Result::fail (audio.samples->lastError());
+            return Outcome::failed (audio.samples->lastError().toStdString());
 
         const std::span<const std::uint8_t> bytes (reinterpret_cast<const std::uint8_t*> (piece.data()),
                                                    piece.size_bytes());
         sums.add (bytes);
 
         if (! stream.write (bytes.data(), bytes.size()))
-            return juce::Result::fail (streamFailed);
+            return Outcome::failed (streamFailed);
 
         progress (bytes.size());
     }
@@ -205,7 +205,7 @@ juce::Result SavePlan::writeAudio (Audio& audio,
     audio.encodedSums = sums.encoded();
     audio.sums.crc = crc32Of (audio.encodedSums);
     compareWithOldSums (audio);
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
 /** New sums fit the audio as it is, whatever happened to it: damage has to be told when it is copied. */

@@ -3,29 +3,28 @@
 #include "model/GroupState.h"
 #include "model/groupfile/GroupFile.h"
 #include "model/groupfile/GroupTail.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace tessivar
 {
 
-/** The failure of a write to a stream, which knows the reason. */
-inline constexpr auto streamFailed = "the stream failed";
-
 /** Which audio a save has to put into a file, and where. */
 class SavePlan
 {
 public:
-    /** Where the audio of a new file begins; before it stands what the file is, for people and programs that look there. */
+    /** Where the audio of a new file begins. Before it stands, for people and programs, what the file is. */
     static constexpr std::uint64_t headSize = 64;
 
-    /** Audio of a new file, or, with a current file, behind it what it lacks. Tracks that share their samples share the
-        audio.
+    /** Audio of a new file, or, with a current file, behind it what it lacks. Tracks that share their samples
+        share the audio.
     */
     SavePlan (const GroupState& state, const GroupFile* current);
 
@@ -37,7 +36,7 @@ public:
 
     [[nodiscard]] std::uint64_t tailStart() const { return endOfSums; }
 
-    /** Of all that is in use when the file is saved so: audio, sums and the tail. */
+    /** Bytes in use once the file is saved: audio, sums and the tail. */
     [[nodiscard]] std::uint64_t bytesInUse() const;
 
     /** The ranges of it, but for the tail. */
@@ -46,13 +45,12 @@ public:
     /** The size of the file that results. */
     [[nodiscard]] std::uint64_t fileSize() const { return endOfSums + encodedTail().size(); }
 
-    /** Writes audio and sums to a stream that stands at the place where they begin. Fails with the reason, or with
-        stoppedByUser; when the stream fails, with streamFailed. Calls progress with the bytes
-        written.
+    /** Writes audio and sums to a stream that stands at the place where they begin, and calls progress with
+        the bytes written. When it fails because the stream does, the stream knows the reason.
     */
-    [[nodiscard]] juce::Result write (juce::OutputStream& stream,
-                                      const WorkControl& control,
-                                      const std::function<void (std::uint64_t)>& progress);
+    Outcome write (juce::OutputStream& stream,
+                   const WorkControl& control,
+                   const std::function<void (std::uint64_t)>& progress);
 
     /** What was noticed by write(): audio that was not as its old file's sums say. */
     [[nodiscard]] const juce::StringArray& notes() const { return notesOfWriting; }
@@ -78,10 +76,10 @@ private:
 
     [[nodiscard]] std::size_t audioFor (const TrackState& track, const GroupFile* current);
     void placeAudio (std::uint64_t firstFree);
-    [[nodiscard]] juce::Result writeAudio (Audio& audio,
-                                           juce::OutputStream& stream,
-                                           const WorkControl& control,
-                                           const std::function<void (std::uint64_t)>& progress);
+    Outcome writeAudio (Audio& audio,
+                        juce::OutputStream& stream,
+                        const WorkControl& control,
+                        const std::function<void (std::uint64_t)>& progress);
     void compareWithOldSums (const Audio& audio);
     [[nodiscard]] GroupTail tail() const;
 

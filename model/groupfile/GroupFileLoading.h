@@ -21,8 +21,8 @@ struct LoadedGroup
     bool damaged = false;   // not everything could be read
 };
 
-/** Opens a group file. Reads no audio, and the rest of the file as far as it is needed. On failure the result names the
-    file and the reason, and group stays as it was.
+/** Opens a group file. Reads no audio, and the rest of the file as far as it is needed. On failure the result
+    names the file and the reason, and group stays as it was.
 
     May be called on any thread.
 */
@@ -31,11 +31,11 @@ struct LoadedGroup
 /** The sums of a track's audio, by its properties; none when they can't be in a file of that size. */
 [[nodiscard]] SumsPlace sumsPlaceOf (const TailTrack& track, const AudioRange& audio, std::uint64_t fileSize);
 
-/** The samples of a track in a file, for both of a state's pointers; those stay null when its audio can't be there. */
+/** Sets both of a state's pointers to a track's samples in a file; null when its audio can't be there. */
 void setSamplesFromFile (TrackState& track, const std::shared_ptr<GroupFile>& file, const SumsPlace& sums);
 
-/** The last whole tail of a file, or why there is none; fails, too, when the disk keeps bytes back, since the last save
-    would then pass for a damaged one and an older save for the last.
+/** The last whole tail of a file, or why there is none; fails, too, when the disk keeps bytes back, since the
+    last save would then pass for a damaged one and an older save for the last.
 */
 [[nodiscard]] juce::Result findTailOf (GroupFile& file, FoundTail& found);
 

@@ -1,5 +1,6 @@
 #include "model/groupfile/GroupFileSaving.h"
 
+#include "model/Outcomes.h"
 #include "model/groupfile/GroupFileAppending.h"
 #include "model/groupfile/GroupFileAudio.h"
 #include "model/groupfile/GroupFileVerification.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -19,9 +21,9 @@ namespace
 constexpr std::string_view head = "Tessivar group file. It is read from its end.\n";
 static_assert (head.size() < SavePlan::headSize);
 
-juce::Result failed (const juce::File& file, const juce::String& reason)
+std::string reasonFor (const juce::File& file, const juce::String& reason)
 {
-    return juce::Result::fail (file.getFullPathName() + ": " + reason);
+    return (file.getFullPathName() + ": " + reason).toStdString();
 }
 
 FileSystemCalls& callsOf (const SaveRequest& request)
@@ -29,7 +31,7 @@ FileSystemCalls& callsOf (const SaveRequest& request)
     return request.calls != nullptr ? *request.calls : FileSystemCalls::system();
 }
 
-/** Why no file of that size can be made in the target's folder, or so many bytes be added; empty when they can. */
+/** Why the target's folder can't hold a file of that size, or that many more bytes; empty when it can. */
 juce::String reasonAgainstSize (const SaveRequest& request,
                                 std::uint64_t size,
                                 std::uint64_t bytesToAdd,
@@ -50,12 +52,20 @@ juce::String reasonAgainstSize (const SaveRequest& request,
     return {};
 }
 
-juce::Result checkUnchanged (const SaveRequest& request)
+Outcome checkUnchanged (const SaveRequest& request)
 {
     const auto isLost = ! request.replacesChanged && request.currentFile != nullptr
                         && request.currentFile->wasChangedAt (request.target);
-    return isLost ? failed (request.target, "changed by another program since it was opened")
-                  : juce::Result::ok();
+    return isLost ? Outcome::refused (
+               reasonFor (request.target, "changed by another program since it was opened"))
+                  : Outcome::ok();
+}
+
+/** Whether the Group's file may be saved to by appending to it. */
+bool canAppend (const SaveRequest& request)
+{
+    const auto& file = request.currentFile;
+    return file != nullptr && ! file->isReadOnly() && file->isStillAt (request.target) && file->isUnchanged();
 }
 
 juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t size)
@@ -63,17 +73,18 @@ juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t siz
     return reasonAgainstSize (request, size, size, request.spareBytes);
 }
 
-/** Reads a new file back that has not got its name yet. */
-juce::Result checkNewFile (const juce::File& temporary,
-                           const SavePlan& plan,
-                           std::shared_ptr<GroupFile>& file,
-                           const WorkControl& control)
+/** Reads back a new file before it gets its name. */
+Outcome checkNewFile (const AtomicFile& written,
+                      const SavePlan& plan,
+                      std::shared_ptr<GroupFile>& file,
+                      const WorkControl& control)
 {
     constexpr std::uint64_t readBackWhole = 256u << 20;
-    const auto wrong = juce::Result::fail ("what was written can't be read back");
+    const auto wrong =
+        Outcome::failed (reasonFor (written.targetFile(), "what was written can't be read back"));
 
-    if (const auto result = GroupFile::open (temporary, file); result.failed())
-        return result;
+    if (const auto opened = GroupFile::open (written.temporaryFile(), file); opened.failed())
+        return Outcome::failed (reasonFor (written.targetFile(), opened.getErrorMessage()));
 
     const auto tail = plan.encodedTail();
     std::vector<std::uint8_t> present (tail.size());
@@ -88,25 +99,24 @@ juce::Result checkNewFile (const juce::File& temporary,
     file->setTail (found.start, found.end);
 
     if (file->sizeInBytes() > readBackWhole)
-        return juce::Result::ok();
+        return Outcome::ok();
 
     GroupVerification verification;
-    const auto result = verifyAudio (*file, found, verification, control);
-    return result.failed() || verification.isIntact() ? result : wrong;
+    auto verified = verifyAudio (*file, found, verification, control);
+    return ! verified.isOk() || verification.isIntact() ? verified : wrong;
 }
 
-juce::Result
-saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
+Outcome saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
 {
     const auto size = plan.fileSize();
 
     if (const auto reason = reasonAgainstNewFile (request, size); reason.isNotEmpty())
-        return failed (request.target, reason);
+        return Outcome::noRoom (reasonFor (request.target, reason));
 
     AtomicFile atomic (request.target, callsOf (request));
 
     if (const auto result = atomic.open (size); result.failed())
-        return result;
+        return outcomeOf (result);
 
     constexpr auto shareOfWriting = 0.95;
     std::uint64_t done = 0;
@@ -116,36 +126,35 @@ saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const 
     atomic.write (head.data(), head.size());
     atomic.writeRepeatedByte (0, SavePlan::headSize - head.size());
 
-    if (const auto result = plan.write (atomic, control, progress); result.failed())
-        return result.getErrorMessage() == streamFailed ? atomic.status() : result;
+    if (const auto written = plan.write (atomic, control, progress); ! written.isOk())
+        return atomic.status().failed() ? outcomeOf (atomic.status()) : written;
 
     const auto tail = plan.encodedTail();
     atomic.write (tail.data(), tail.size());
 
     if (const auto result = atomic.finish(); result.failed())
-        return result;
+        return outcomeOf (result);
 
     std::shared_ptr<GroupFile> file;
     const WorkControl onlyStop{ control.shouldStop, {} };
 
-    if (const auto result = checkNewFile (atomic.temporaryFile(), plan, file, onlyStop); result.failed())
-        return result.getErrorMessage() == stoppedByUser ? result
-                                                         : failed (request.target, result.getErrorMessage());
+    if (const auto checked = checkNewFile (atomic, plan, file, onlyStop); ! checked.isOk())
+        return checked;
 
     if (control.stopRequested())
-        return juce::Result::fail (stoppedByUser);
+        return Outcome::stopped();
 
     // Writing has taken its time.
-    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
+    if (const auto unchanged = checkUnchanged (request); ! unchanged.isOk())
         return unchanged;
 
     if (const auto result = atomic.commit(); result.failed())
-        return result;
+        return outcomeOf (result);
 
     file->setPath (atomic.targetFile());
     saved = { plan.stateIn (file), file, SaveKind::whole, size, plan.notes() };
     control.progress (1.0);
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
 /** Whether another program put something into the file that may be needed by it, wherever it lies. */
@@ -157,7 +166,7 @@ bool holdsForeignTracks (const GroupState& state)
                         { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
 }
 
-/** Whether so much of a file is not needed any more that it is worth writing anew. */
+/** Whether so much of a file is no longer needed that it pays to write it anew. */
 bool hasMuchSlack (const SaveRequest& request, const SavePlan& plan)
 {
     constexpr std::uint64_t always = 1u << 20;
@@ -168,33 +177,38 @@ bool hasMuchSlack (const SaveRequest& request, const SavePlan& plan)
            && present - needed > std::max (always, needed / onePercent);
 }
 
-juce::Result
-append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
+Outcome append (const SaveRequest& request, SavePlan& plan, SavedGroup& saved, const WorkControl& control)
 {
     const auto size = plan.fileSize();
 
     if (const auto reason = reasonAgainstSize (request, size, size - request.currentFile->sizeInBytes(), 0);
         reason.isNotEmpty())
-        return failed (request.target, reason);
+        return Outcome::noRoom (reasonFor (request.target, reason));
 
-    SavedGroup result;
+    auto& file = *request.currentFile;
+    const auto oldSize = file.sizeInBytes();
 
-    if (const auto appended = appendToGroupFile (request, plan, result, control); appended.failed())
+    if (const auto appended = appendToGroupFile (file, plan, callsOf (request), control); ! appended.isOk())
         return appended;
 
-    if (result.kind == SaveKind::inPlace && ! holdsForeignTracks (request.state))
-        if (const auto given = giveBackRoom (*request.currentFile, plan, callsOf (request)); given.failed())
-            result.notes.add (given.getErrorMessage());
+    saved = { plan.stateIn (request.currentFile),
+              request.currentFile,
+              plan.needsAudio() ? SaveKind::inPlace : SaveKind::tail,
+              file.sizeInBytes() - oldSize,
+              plan.notes() };
 
-    saved = std::move (result);
-    return juce::Result::ok();
+    if (plan.needsAudio() && ! holdsForeignTracks (request.state))
+        if (const auto given = giveBackRoom (file, plan, callsOf (request)); given.failed())
+            saved.notes.add (given.getErrorMessage());
+
+    return Outcome::ok();
 }
 } // namespace
 
 SaveQuestion questionBeforeSaving (const SaveRequest& request)
 {
-    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
-        return { SaveQuestion::About::changedFile, unchanged.getErrorMessage() };
+    if (const auto unchanged = checkUnchanged (request); ! unchanged.isOk())
+        return { SaveQuestion::About::changedFile, unchanged.reason };
 
     if (request.savingDiskSpace || request.compact || ! canAppend (request))
         return {};
@@ -210,24 +224,23 @@ SaveQuestion questionBeforeSaving (const SaveRequest& request)
     return { SaveQuestion::About::inPlace, request.target.getFullPathName() + ": " + noRoom };
 }
 
-juce::Result saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control)
+Outcome saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control)
 {
     if (control.stopRequested())
-        return juce::Result::fail (stoppedByUser);
+        return Outcome::stopped();
 
-    if (const auto unchanged = checkUnchanged (request); unchanged.failed())
+    if (const auto unchanged = checkUnchanged (request); ! unchanged.isOk())
         return unchanged;
 
     OpenFile lock;
 
-    if (const auto result = lockGroupTarget (request.target, request.currentFile.get(), lock);
-        result.failed())
-        return result;
+    if (const auto taken = lockGroupTarget (request.target, request.currentFile.get(), lock); taken.failed())
+        return Outcome::refused (taken.getErrorMessage().toStdString());
 
     SavePlan whole (request.state, nullptr);
 
     if (whole.problem().isNotEmpty())
-        return failed (request.target, whole.problem());
+        return Outcome::refused (reasonFor (request.target, whole.problem()));
 
     if (request.compact || ! canAppend (request))
         return saveWhole (request, whole, saved, control);

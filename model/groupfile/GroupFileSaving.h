@@ -3,6 +3,7 @@
 #include "model/GroupState.h"
 #include "model/groupfile/GroupFile.h"
 #include "platform/FileSystemCalls.h"
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
@@ -28,7 +29,7 @@ struct SaveRequest
     juce::File target;
     std::shared_ptr<GroupFile> currentFile; // that the Group was loaded from or saved to; null: none
     bool savingDiskSpace = false;           // save in place when there is no room for a second copy
-    bool replacesChanged = false;           // also what others made of the Group's file meanwhile
+    bool replacesChanged = false;           // replace what others made of the Group's file meanwhile
     bool compact = false;                   // write a new file in any case
     std::uint64_t spareBytes = 64u << 20;   // that a new file must leave free on its disk
     FileSystemCalls* calls = nullptr;       // null: those of the system
@@ -58,23 +59,19 @@ struct SaveQuestion
     juce::String reason; // names the file
 };
 
-/** What the user has to be asked before a save that would fail without. Takes no time. */
+/** What to ask the user before a save that would fail otherwise. Takes no time. */
 [[nodiscard]] SaveQuestion questionBeforeSaving (const SaveRequest& request);
 
-/** The failure of a job that was stopped. */
-inline constexpr auto stoppedByUser = "stopped";
+/** Saves a Group. Whatever happens, the target keeps its old content until the new one is on disk; a save
+    that fails or is stopped leaves nothing behind. Changes that others made to the Group's own file are
+    replaced only on request.
 
-/** Saves a Group. What was in the target before stays whole until the new is on disk, whatever happens meanwhile; of a save
-    that fails or is stopped nothing remains. What others made of the Group's own file since it was opened or last saved
-    is replaced only on request.
-
-    Only a tail is written when all audio lies in currentFile, which is the target and has not been changed by others; else
-    a new file, which replaces the target when it is complete and was read back. The same new file comes of the same state.
-    On failure the result names the file and the reason, of a stopped one it is stoppedByUser; saved stays as it was.
+    Writes only a tail when all audio lies in currentFile, which is the target and has not been changed by
+    others; else a new file, which replaces the target once it is complete and was read back. Equal states
+    give equal new files. A reason names the file; saved stays as it was unless the outcome is ok.
 
     One save of a file at a time; may be called on any thread.
 */
-[[nodiscard]] juce::Result
-saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control = {});
+Outcome saveGroup (const SaveRequest& request, SavedGroup& saved, const WorkControl& control = {});
 
 } // namespace tessivar

@@ -1,9 +1,9 @@
 #include "model/groupfile/GroupFileVerification.h"
 
 #include "model/LittleEndian.h"
+#include "model/Outcomes.h"
 #include "model/groupfile/AudioSums.h"
 #include "model/groupfile/GroupFileLoading.h"
-#include "model/groupfile/GroupFileSaving.h"
 
 #include <algorithm>
 #include <vector>
@@ -29,7 +29,9 @@ struct AudioToCheck
     double sampleRate = 0.0; // Hz
 };
 
-/** Checks the blocks of a track; the first and last damaged ones are told. False when it was stopped. */
+/** Checks the blocks of a track's audio; without sums, only that they can be read. Tells of the first and the last
+    damaged one. False when stopped.
+*/
 bool checkBlocks (RandomAccessBytes& bytes,
                   const AudioToCheck& track,
                   std::span<const std::uint8_t> sums,
@@ -43,22 +45,25 @@ bool checkBlocks (RandomAccessBytes& bytes,
     {
         const auto count = std::min (AudioSums::blockSize, track.audio.size - place);
         const std::span<std::uint8_t> part (block.data(), count);
-        const auto expected =
-            littleEndian::readU32 (&sums[place / AudioSums::blockSize * sizeof (std::uint32_t)]);
+        const auto sumAt = place / AudioSums::blockSize * sizeof (std::uint32_t);
 
         if (! goesOn (count))
             return false;
 
-        if (bytes.read (track.audio.offset + place, part) && crc32Of (part) == expected)
+        if (bytes.read (track.audio.offset + place, part)
+            && (sums.empty() || crc32Of (part) == littleEndian::readU32 (&sums[sumAt])))
             continue;
 
         firstDamaged = numDamaged++ == 0 ? place : firstDamaged;
         endOfDamage = place + count;
     }
 
-    verification.bytesChecked += track.audio.size;
+    if (! sums.empty())
+        verification.bytesChecked += track.audio.size;
 
-    if (numDamaged > 0)
+    if (numDamaged > 0 && sums.empty())
+        verification.damage.add (track.name + ": its audio can't be read");
+    else if (numDamaged > 0)
         verification.damage.add (track.name + ": " + juce::String (numDamaged) + " of "
                                  + juce::String (sums.size() / sizeof (std::uint32_t))
                                  + " blocks of its audio are damaged, between "
@@ -67,30 +72,12 @@ bool checkBlocks (RandomAccessBytes& bytes,
 
     return true;
 }
-
-/** Without sums, all that can be checked is that the bytes are there. */
-bool readBlocks (RandomAccessBytes& bytes,
-                 const AudioToCheck& track,
-                 const std::function<bool (std::uint64_t)>& goesOn)
-{
-    std::vector<std::uint8_t> block (AudioSums::blockSize);
-
-    for (std::uint64_t place = 0; place < track.audio.size; place += AudioSums::blockSize)
-    {
-        const auto count = std::min (AudioSums::blockSize, track.audio.size - place);
-
-        if (! goesOn (count) || ! bytes.read (track.audio.offset + place, { block.data(), count }))
-            return false;
-    }
-
-    return true;
-}
 } // namespace
 
-juce::Result verifyAudio (RandomAccessBytes& bytes,
-                          const FoundTail& found,
-                          GroupVerification& verification,
-                          const WorkControl& control)
+Outcome verifyAudio (RandomAccessBytes& bytes,
+                     const FoundTail& found,
+                     GroupVerification& verification,
+                     const WorkControl& control)
 {
     juce::StringArray ignoredNotes;
     const auto state = groupStateFrom (found, {}, ignoredNotes);
@@ -120,48 +107,39 @@ juce::Result verifyAudio (RandomAccessBytes& bytes,
             name, audio, sumsPlaceOf (found.tail.tracks[i], audio, bytes.sizeInBytes()), track.sampleRate()
         };
         std::vector<std::uint8_t> sums (toCheck.sums.length);
-        const auto hasSums = toCheck.sums.length > 0 && bytes.read (toCheck.sums.offset, sums)
-                             && crc32Of (sums) == toCheck.sums.crc;
         const auto damageBefore = verification.damage.size();
 
-        if (hasSums && ! checkBlocks (bytes, toCheck, sums, verification, goesOn))
-            return juce::Result::fail (stoppedByUser);
-
-        if (! hasSums && audio.size > 0)
+        if (sums.empty() || ! bytes.read (toCheck.sums.offset, sums) || crc32Of (sums) != toCheck.sums.crc)
         {
-            if (found.isOurs && toCheck.sums.length > 0)
+            if (found.isOurs && ! sums.empty())
                 verification.damage.add (name + ": the sums of its audio are damaged");
-            else
+            else if (audio.size > 0)
                 verification.notes.add (name + ": its audio has no sums");
 
-            if (! readBlocks (bytes, toCheck, goesOn))
-            {
-                if (control.stopRequested())
-                    return juce::Result::fail (stoppedByUser);
-
-                verification.damage.add (name + ": its audio can't be read");
-            }
+            sums.clear();
         }
+
+        if (! checkBlocks (bytes, toCheck, sums, verification, goesOn))
+            return Outcome::stopped();
 
         if (verification.damage.size() == damageBefore)
             verification.readable.add (track.name);
     }
 
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
-juce::Result
-verifyGroupFile (const juce::File& path, GroupVerification& verification, const WorkControl& control)
+Outcome verifyGroupFile (const juce::File& path, GroupVerification& verification, const WorkControl& control)
 {
     std::shared_ptr<GroupFile> file;
 
-    if (const auto result = GroupFile::open (path, file); result.failed())
-        return result;
+    if (const auto opened = GroupFile::open (path, file); opened.failed())
+        return outcomeOf (opened);
 
     FoundTail found;
 
-    if (const auto result = findTailOf (*file, found); result.failed())
-        return result;
+    if (const auto tail = findTailOf (*file, found); tail.failed())
+        return outcomeOf (tail);
 
     GroupVerification checked;
     checked.numTracks = static_cast<int> (found.tail.tracks.size());
@@ -178,11 +156,11 @@ verifyGroupFile (const juce::File& path, GroupVerification& verification, const 
 
     checked.damage.addArray (found.problems);
 
-    if (const auto result = verifyAudio (*file, found, checked, control); result.failed())
-        return result;
+    if (auto verified = verifyAudio (*file, found, checked, control); ! verified.isOk())
+        return verified;
 
     verification = std::move (checked);
-    return juce::Result::ok();
+    return Outcome::ok();
 }
 
 } // namespace tessivar

@@ -12,11 +12,6 @@ namespace
 {
 using namespace groupFileFormat;
 
-juce::Result wrong (const juce::String& what)
-{
-    return juce::Result::fail (what);
-}
-
 /** Reads what lies between the group text and the trailer: the records and their words. */
 juce::Result readTable (RandomAccessBytes& bytes, GroupTables& tables, std::uint64_t& textLengthEnd)
 {
@@ -24,23 +19,23 @@ juce::Result readTable (RandomAccessBytes& bytes, GroupTables& tables, std::uint
     const auto bytesPerTrack = TrackRecord::encodedSize + wordSize;
 
     if (count > maxTracks)
-        return wrong (juce::String (count) + " tracks; a group file holds at most "
-                      + juce::String (maxTracks));
+        return juce::Result::fail (juce::String (count) + " tracks; a group file holds at most "
+                                   + juce::String (maxTracks));
 
     if (tables.end < trailerSize + textLengthSize + count * bytesPerTrack)
-        return wrong ("the file is too short for " + juce::String (count) + " tracks");
+        return juce::Result::fail ("the file is too short for " + juce::String (count) + " tracks");
 
     const auto recordsStart = tables.end - trailerSize - count * TrackRecord::encodedSize;
     textLengthEnd = recordsStart - count * wordSize;
     std::vector<std::uint8_t> table (count * bytesPerTrack);
 
     if (! bytes.read (textLengthEnd, table))
-        return wrong ("the table of tracks can't be read");
+        return juce::Result::fail ("the table of tracks can't be read");
 
     const auto records = std::span<const std::uint8_t> (table).subspan (count * wordSize);
 
     if (recordChecksum (records) != tables.trailer.recordChecksum)
-        return wrong ("the checksum of the track records is wrong");
+        return juce::Result::fail ("the checksum of the track records is wrong");
 
     tables.tracks.resize (count);
 
@@ -62,17 +57,17 @@ juce::Result readText (RandomAccessBytes& bytes, GroupTables& tables, std::uint6
     const auto textEnd = textLengthEnd - textLengthSize;
 
     if (! bytes.read (textEnd, raw))
-        return wrong ("the group text can't be read");
+        return juce::Result::fail ("the group text can't be read");
 
     const auto length = littleEndian::readI64 (raw.data());
 
     if (length < 0 || length > maxTextBytes || static_cast<std::uint64_t> (length) > textEnd)
-        return wrong ("the group text claims " + juce::String (length) + " bytes");
+        return juce::Result::fail ("the group text claims " + juce::String (length) + " bytes");
 
     tables.textStart = textEnd - static_cast<std::uint64_t> (length);
     tables.text.resize (static_cast<std::size_t> (length));
     return bytes.read (tables.textStart, tables.text) ? juce::Result::ok()
-                                                      : wrong ("the group text can't be read");
+                                                      : juce::Result::fail ("the group text can't be read");
 }
 
 void readName (RandomAccessBytes& bytes, GroupTables::TrackEntry& track)
@@ -143,7 +138,7 @@ juce::Result GroupTables::readRecords (RandomAccessBytes& bytes, std::uint64_t e
     GroupFileTrailer::Bytes raw{};
 
     if (end < trailerSize || ! bytes.read (end - trailerSize, raw))
-        return wrong ("the file is too short for a group file");
+        return juce::Result::fail ("the file is too short for a group file");
 
     found.trailer = GroupFileTrailer::decode (raw);
     std::uint64_t textLengthEnd = 0;

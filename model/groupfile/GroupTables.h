@@ -86,14 +86,14 @@ struct GroupTables
 
     [[nodiscard]] bool isSound() const;
 
-    /** Reads the trailer, the records, the words and the group text. Fails, and leaves tables as they were, when the
-        trailer, the table of records, its checksum or the length of the text can't be right.
+    /** Reads the trailer, the records, the words and the group text. Fails, and leaves tables as they were,
+        when the trailer, the table of records, its checksum or the length of the text can't be right.
     */
     [[nodiscard]] static juce::Result
     readRecords (RandomAccessBytes& bytes, std::uint64_t end, GroupTables& tables);
 
-    /** Reads the names and the metadata and checks where the audio lies. What is wrong concerns one track alone, and is
-        told in its entry.
+    /** Reads the names and the metadata and checks where the audio lies. What is wrong concerns one track
+        alone, and is told in its entry.
     */
     void readTexts (RandomAccessBytes& bytes);
 };
@@ -101,7 +101,7 @@ struct GroupTables
 /** Why a range of audio can't be in a file of that size; empty when it can. */
 [[nodiscard]] juce::String problemOfAudio (const TrackRecord& record, std::uint64_t fileSize);
 
-/** The range of a record's audio, by its own word; nothing when a number in it is negative or beyond 64 bits. */
+/** Where a record says its audio lies; nothing when a number is negative or beyond 64 bits. */
 [[nodiscard]] std::optional<AudioRange> audioRangeOf (const TrackRecord& record);
 
 /** Frames of audio in a range. */

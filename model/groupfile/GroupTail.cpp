@@ -1,6 +1,7 @@
 #include "model/groupfile/GroupTail.h"
 
 #include "model/LittleEndian.h"
+#include "model/groupfile/AudioSums.h"
 #include "model/groupfile/PropertyList.h"
 #include "platform/DiskNames.h"
 
@@ -8,8 +9,6 @@
 #include <bit>
 #include <optional>
 #include <string_view>
-
-#include <zlib.h>
 
 namespace tessivar
 {
@@ -50,8 +49,8 @@ struct Locator
         littleEndian::writeU64 (&bytes[start + 40], tailEnd);
     }
 
-    /** Nothing in files by other programs. Damage to the tag, or to the length of the text that it stands before, does not
-        make a file another program's: the locator is looked for.
+    /** Nothing in files by other programs. Damage to the tag, or to the length of the text that it stands
+        before, does not make a file another program's: the locator is looked for.
     */
     [[nodiscard]] static std::optional<Locator> read (RandomAccessBytes& bytes, const GroupTables& tables)
     {
@@ -106,12 +105,7 @@ private:
     }
 };
 
-std::uint32_t continueCrc (std::uint32_t before, std::span<const std::uint8_t> bytes)
-{
-    return static_cast<std::uint32_t> (::crc32_z (before, bytes.data(), bytes.size()));
-}
-
-/** The CRC of the tail as it stands in the file, the locator's own field taken as zero; nothing when it can't be read. */
+/** The CRC of the tail in the file, with the locator's own field as zero; nothing when it can't be read. */
 std::optional<std::uint32_t>
 crcInFile (RandomAccessBytes& bytes, const Locator& locator, std::uint64_t crcField)
 {
@@ -130,7 +124,7 @@ crcInFile (RandomAccessBytes& bytes, const Locator& locator, std::uint64_t crcFi
             if (crcField + i >= place && crcField + i < place + count)
                 part[crcField + i - place] = 0;
 
-        crc = continueCrc (crc, part);
+        crc = crc32Of (part, crc);
         place += count;
     }
 
@@ -151,7 +145,7 @@ constexpr std::size_t audioSize = 8, pathOffset = 32, pathLength = 40, sampleRat
                       channel = 108, numChannels = 112;
 } // namespace at
 
-/** Fills what the format leaves to the writer, for the readers of other programs; this one goes by the properties. */
+/** Fills what the format leaves to the writer, for other programs; this one goes by the properties. */
 void fillOpenFields (TailTrack& track, std::uint64_t pathOffset, std::uint64_t pathLength, double rate)
 {
     auto raw = track.record.bytes();
@@ -233,7 +227,7 @@ std::vector<std::uint8_t> encodeGroupTail (const GroupTail& tail, std::uint64_t 
     for (auto& track : tracks)
     {
         appendTextsOf (track, sampleRate, tailStart, bytes);
-        track.properties.set (tailKey::recordCrc, textOfCrc (continueCrc (0, track.record.bytes())));
+        track.properties.set (tailKey::recordCrc, textOfCrc (crc32Of (track.record.bytes())));
     }
 
     Locator locator;
@@ -250,11 +244,9 @@ std::vector<std::uint8_t> encodeGroupTail (const GroupTail& tail, std::uint64_t 
                       + tracks.size() * (wordSize + TrackRecord::encodedSize) + trailerSize;
     locator.appendTo (bytes);
     appendTables (tail, tracks, bytes);
-    littleEndian::writeU32 (&bytes[locatorPlace + Locator::crcAt], continueCrc (0, bytes));
+    littleEndian::writeU32 (&bytes[locatorPlace + Locator::crcAt], crc32Of (bytes));
     return bytes;
 }
-
-//======================================================================================================================
 
 namespace
 {
@@ -298,7 +290,7 @@ void readOurs (RandomAccessBytes& bytes, const GroupTables& tables, const Locato
 
     for (std::size_t i = 0; i < found.tail.tracks.size(); ++i)
         if (const auto crc = crcOf (found.tail.tracks[i].properties[tailKey::recordCrc]))
-            found.recordIsRight[i] = *crc == continueCrc (0, tables.tracks[i].recordBytes);
+            found.recordIsRight[i] = *crc == crc32Of (tables.tracks[i].recordBytes);
 }
 
 /** The rest of a tail, whose records were read. */
@@ -333,7 +325,7 @@ FoundTail tailOf (RandomAccessBytes& bytes, GroupTables& tables)
     return found;
 }
 
-/** Zeros, and the records of a save that was cut off before its trailer, have the structure of a file without tracks. */
+/** Zeros, and records of a save cut off before its trailer, look like a file without tracks. */
 bool isNothing (const GroupTables& tables)
 {
     return tables.tracks.empty() && ! tables.trailer.isMarked();
@@ -403,8 +395,8 @@ private:
     std::vector<std::uint64_t> places; // of the window, ascending
 };
 
-/** The last tail before the end of a file that is as it was written. If there is none, best gets the last damaged one,
-    unless it holds something.
+/** The last tail before the end of a file that is as it was written. If there is none, best gets the last
+    damaged one, unless it holds something.
 */
 std::optional<FoundTail> findEarlierTail (RandomAccessBytes& bytes, std::optional<FoundTail>& best)
 {

@@ -15,8 +15,9 @@ namespace tessivar
 /** One track in the tail of a group file. */
 struct TailTrack
 {
-    /** Knobs, type and whatever else the record holds. Where the audio lies is the caller's to set: sampleDataOffset,
-        lengthInSamples and processed. Everything else that points into the file is filled in by encodeGroupTail().
+    /** Knobs, type and whatever else the record holds. Where the audio lies is the caller's to set:
+        sampleDataOffset, lengthInSamples and processed. Everything else that points into the file is filled
+        in by encodeGroupTail().
     */
     TrackRecord record;
     std::uint32_t word = 0;
@@ -30,8 +31,8 @@ struct TailTrack
 
 /** Everything about a Group but its audio: the end of a group file, from which all else is found.
 
-    Also what a small file holds that notes the state of a Group whose audio lies in other files. Such a file is the
-    tail alone, at offset 0:
+    Also what a small file holds that notes the state of a Group whose audio lies in other files. Such a file
+    is the tail alone, at offset 0:
 
         auto tail = groupTailFor (state);
         for each track i:
@@ -44,11 +45,11 @@ struct TailTrack
 
         FoundTail found;
         if (findGroupTail (bytes, found).wasOk() && found.isIntact())
-            auto state = groupStateFrom (found.tail, notes); // tracks without samples; those come by the caller's keys
+            auto state = groupStateFrom (found.tail, notes); // without samples; the caller's keys lead to them
             for each track i: state.tracks[i].record.setLengthInSamples (...), .source = ..., .rendered = ...
 
-    found.tail.tracks and state.tracks have the same order. Keys that begin with "recovery." are left out of the state's
-    unknownProperties, so they never get into a group file.
+    found.tail.tracks and state.tracks have the same order. Keys that begin with "recovery." are left out of
+    the state's unknownProperties, so they never get into a group file.
 */
 struct GroupTail
 {
@@ -68,8 +69,9 @@ inline constexpr auto sumsOffset = "sums.offset", sumsLength = "sums.length", su
 /** A longer tail is not read; nothing may be written that makes one. */
 inline constexpr std::uint64_t largestTailBytes = 1u << 29;
 
-/** The bytes of a tail that begins at offset tailStart of its file, up to and with the trailer, which takes the last
-    GroupFileTrailer::encodedSize of them. Equal tails give equal bytes. Texts longer than the format allows are cut.
+/** The bytes of a tail that begins at offset tailStart of its file, up to and with the trailer, which takes
+    the last GroupFileTrailer::encodedSize of them. Equal tails give equal bytes. Texts longer than the format
+    allows are cut.
 */
 [[nodiscard]] std::vector<std::uint8_t> encodeGroupTail (const GroupTail& tail, std::uint64_t tailStart);
 
@@ -98,17 +100,17 @@ struct FoundTail
 /** Reads the tail that ends at a given place. Fails when there is none; damage inside is told in problems. */
 [[nodiscard]] juce::Result decodeGroupTail (RandomAccessBytes& bytes, std::uint64_t end, FoundTail& found);
 
-/** Finds the last tail of a file that is as it was written; if there is none, one that is damaged. Looks at the end first,
-    then backwards over at most the last 64 MB. Fails, with the reason that the end of the file gives, when nothing in it
-    can be a group file's tail.
+/** Finds the last tail of a file that is as it was written; if there is none, one that is damaged. Looks at
+    the end first, then backwards over at most the last 64 MB. Fails, with the reason that the end of the file
+    gives, when nothing in it can be a group file's tail.
 */
 [[nodiscard]] juce::Result findGroupTail (RandomAccessBytes& bytes, FoundTail& found);
 
 /** What a file notes of a Group, without where the audio lies. */
 [[nodiscard]] GroupTail groupTailFor (const GroupState& state);
 
-/** The Group that a tail describes, its tracks without samples and without ids. Values that can't be are replaced by
-    defaults, with a note where it matters. fallbackName is for files without a name.
+/** The Group that a tail describes, its tracks without samples and without ids. Values that can't be are
+    replaced by defaults, with a note where it matters. fallbackName is for files without a name.
 */
 [[nodiscard]] GroupState
 groupStateFrom (const FoundTail& found, const juce::String& fallbackName, juce::StringArray& notes);

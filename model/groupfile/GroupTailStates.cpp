@@ -242,7 +242,7 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
     return state;
 }
 
-/** A supported sample rate, in Hz, that stands as a number in the bytes of a record that the format leaves to the writer. The
+/** A supported sample rate, in Hz, among the bytes of a record that the format leaves to the writer. The
     field at 56, where this program puts it, comes first.
 */
 std::optional<double> sampleRateInRecord (const TrackRecord::Bytes& record)
@@ -299,7 +299,9 @@ bool isPlainName (const juce::String& text)
     return isPrintable;
 }
 
-/** Renderings by another program count as an analysis of the tracks as they are: asking for another one is up to the user. */
+/** Renderings by another program count as an analysis of the tracks as they are; the user may ask for
+    another.
+*/
 void assumeAnalysis (GroupState& state)
 {
     const auto isProcessed = [] (const TrackState& track) { return track.record.isProcessed(); };

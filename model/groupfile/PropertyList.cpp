@@ -185,8 +185,8 @@ PairReader::read (std::uint64_t end, std::uint64_t lowest, juce::StringPairArray
     return juce::Result::ok();
 }
 
-/** Tells which keys stood in the list before, and whether the rest can be put into an array that compares every new key with
-    all others: a file of a few megabytes could make that last for minutes.
+/** Tells which keys are repeated, and whether the rest may go into an array that compares each new key with
+    all others: a file of a few megabytes could keep it busy for minutes.
 */
 bool PairReader::mayBeSet (const std::vector<juce::String>& keys, std::vector<bool>& isRepeated)
 {
@@ -197,8 +197,9 @@ bool PairReader::mayBeSet (const std::vector<juce::String>& keys, std::vector<bo
                       order.end(),
                       [&] (std::size_t a, std::size_t b) { return viewOf (keys[a]) < viewOf (keys[b]); });
 
-    // Of keys in this order, two have as much of their beginning in common as the least that neighbours between them have.
-    // The sum of that over all pairs is kept as steps of equal height, each with the number of keys it stands for.
+    // Of keys in this order, two have as much of their beginning in common as the least that neighbours
+    // between them have. The sum of that over all pairs is kept as steps of equal height, each with the
+    // number of keys it stands for.
     std::vector<std::pair<std::uint64_t, std::uint64_t>> steps;
     std::uint64_t sumOfSteps = 0, work = keys.size() * keys.size() / 2;
 
@@ -235,7 +236,7 @@ juce::String textFromBytes (std::span<const std::uint8_t> bytes)
 
     if (juce::CharPointer_UTF8::isValidString (text.c_str(), static_cast<int> (text.size())))
     {
-        // By way of its characters: longer spellings of a character than need be pass as valid, and change later.
+        // By way of its characters: overlong spellings pass as valid, and change later.
         const juce::String read (
             juce::String::fromUTF8 (text.c_str(), static_cast<int> (text.size())).toUTF32());
 

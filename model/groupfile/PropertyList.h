@@ -14,13 +14,14 @@ namespace tessivar
 
 /** Lists of key and value texts as a group file holds them: metadata of tracks, and the properties.
 
-    A list is read backwards from its end. Before the end stands an i64, the number of pairs; before it the pairs, the
-    last one nearest. A pair is the key's bytes, an i64 with their number, the value's bytes, an i64 with their number.
+    A list is read backwards from its end. Before the end stands an i64, the number of pairs; before it the
+    pairs, the last one nearest. A pair is the key's bytes, an i64 with their number, the value's bytes, an
+    i64 with their number.
 */
 void appendPairs (std::vector<std::uint8_t>& bytes, const juce::StringPairArray& pairs);
 
-/** Reads lists of pairs out of one file. What all lists together may cost is limited by the size of the file: lists of a
-    sound file never overlap.
+/** Reads lists of pairs out of one file. What all lists together may cost is limited by the size of the file:
+    lists of a sound file never overlap.
 */
 class PairReader
 {
@@ -29,8 +30,8 @@ public:
 
     /** Reads the list that ends at end and begins at lowest or later; where it begins is put into start.
 
-        Keys are told apart by case. Of pairs with equal keys the first in the file counts. On failure pairs and start
-        stay as they were.
+        Keys are told apart by case. Of pairs with equal keys the first in the file counts. On failure pairs
+        and start stay as they were.
     */
     [[nodiscard]] juce::Result
     read (std::uint64_t end, std::uint64_t lowest, juce::StringPairArray& pairs, std::uint64_t& start);
@@ -43,7 +44,7 @@ private:
     std::uint64_t comparisonsLeft; // of characters
 };
 
-/** Text from a file: up to the first NUL, as UTF-8 where it is that, else as Latin-1, so that no byte is refused. */
+/** Text from a file, up to the first NUL: UTF-8 if it is valid, else Latin-1, so that no byte is refused. */
 [[nodiscard]] juce::String textFromBytes (std::span<const std::uint8_t> bytes);
 
 /** The bytes of a text as UTF-8, without a terminator; valid as long as the text. */

@@ -2,6 +2,7 @@
 
 #include <juce_core/juce_core.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -18,8 +19,8 @@ public:
 
     [[nodiscard]] virtual std::uint64_t sizeInBytes() const = 0;
 
-    /** Fills dest with the bytes from offset on. False when any of them lies outside or can't be read; dest may be
-        partly filled then.
+    /** Fills dest with the bytes from offset on. False when any of them lies outside or can't be read; dest
+        may be partly filled then.
     */
     [[nodiscard]] virtual bool read (std::uint64_t offset, std::span<std::uint8_t> dest) = 0;
 
@@ -58,10 +59,35 @@ private:
 class StreamBytes final : public RandomAccessBytes
 {
 public:
-    explicit StreamBytes (juce::InputStream& streamToRead);
+    explicit StreamBytes (juce::InputStream& streamToRead)
+        : stream (streamToRead),
+          size (static_cast<std::uint64_t> (std::max<juce::int64> (0, streamToRead.getTotalLength())))
+    {
+    }
 
     [[nodiscard]] std::uint64_t sizeInBytes() const override { return size; }
-    [[nodiscard]] bool read (std::uint64_t offset, std::span<std::uint8_t> dest) override;
+
+    [[nodiscard]] bool read (std::uint64_t offset, std::span<std::uint8_t> dest) override
+    {
+        if (offset > size || dest.size() > size - offset
+            || ! stream.setPosition (static_cast<juce::int64> (offset)))
+            return false;
+
+        constexpr std::size_t largestRead = 1 << 30; // a stream counts in int
+
+        while (! dest.empty())
+        {
+            const auto count =
+                stream.read (dest.data(), static_cast<int> (std::min (dest.size(), largestRead)));
+
+            if (count <= 0)
+                return false;
+
+            dest = dest.subspan (static_cast<std::size_t> (count));
+        }
+
+        return true;
+    }
 
 private:
     juce::InputStream& stream;

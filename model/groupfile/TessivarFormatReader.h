@@ -11,11 +11,13 @@ namespace tessivar
 
 /** Shows one track of a group file as ordinary sample data; the first one, until another is selected.
 
-    Goes strictly by what the format lays down: the file ends with its trailer, and every number in it can be right, or the
-    reader is invalid. Openers who want to get the most out of a damaged file use openGroupFile().
+    Goes strictly by what the format lays down: the file ends with its trailer, and every number in it can be
+    right, or the reader is invalid. Openers who want to get the most out of a damaged file use
+    openGroupFile().
 
-    Samples of a track with one channel that are asked for in several channels go to the seventh, and the others are cleared:
-    they stand where the source stands among the channels of a rendered track. Not for use on two threads at once.
+    Samples of a track with one channel that are asked for in several channels go to the seventh, and the
+    others are cleared: they stand where the source stands among the channels of a rendered track. Not for use
+    on two threads at once.
 */
 class TessivarFormatReader final : public juce::AudioFormatReader
 {
@@ -40,7 +42,7 @@ public:
     /** Whether the file says of itself that this program's format is its own. */
     [[nodiscard]] bool isMarked() const { return tables.trailer.isMarked(); }
 
-    /** Makes length, channels and metadata of the reader those of a track. False when there is no such track. */
+    /** Gives the reader the length, channels and metadata of a track. False when there is no such track. */
     bool selectTrack (int index);
 
     [[nodiscard]] int selectedTrack() const { return selected; }

@@ -280,7 +280,7 @@ TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][
     request.state = group;
     request.target = work.file ("take.dls");
     SavedGroup saved;
-    REQUIRE (saveGroup (request, saved).wasOk());
+    REQUIRE (saveGroup (request, saved).isOk());
 
     ImportWarnings warnings;
     GroupDLSImporter importer;

@@ -1,5 +1,5 @@
 #include "model/audiofile/AudioFileReaders.h"
-#include "model/audiofile/AudioHeaderGate.h"
+#include "model/audiofile/AudioHeader.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>

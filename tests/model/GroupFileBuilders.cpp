@@ -155,8 +155,8 @@ SavedGroup saved (const GroupState& state, const juce::File& target, std::shared
     SavedGroup result;
 
     if (const auto saving = saveGroup (requestFor (state, target, std::move (current)), result);
-        saving.failed())
-        throw std::runtime_error (saving.getErrorMessage().toStdString());
+        ! saving.isOk())
+        throw std::runtime_error (saving.reason);
 
     return result;
 }

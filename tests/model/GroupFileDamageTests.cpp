@@ -202,12 +202,12 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
     SECTION ("are verified down to the block of audio")
     {
         GroupVerification verification;
-        REQUIRE (verifyGroupFile (file, verification).wasOk());
+        REQUIRE (verifyGroupFile (file, verification).isOk());
         CHECK ((verification.isIntact() && verification.numTracks == 3));
 
         auto damaged = bytes;
         damaged[70] ^= 4;
-        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).wasOk());
+        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).isOk());
         CHECK (verification.damage.size() == 1);
         CHECK (verification.damage[0].startsWith (
             "track 1 \"Kick in\": 1 of 1 blocks of its audio are damaged"));
@@ -221,23 +221,23 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
 
         damaged = bytes;
         damaged[oldTail - 1] ^= 4; // a sum of the last track
-        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).wasOk());
+        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).isOk());
         CHECK (verification.damage
                == juce::StringArray ("track 3 \"Room\": the sums of its audio are damaged"));
 
         damaged = bytes;
         damaged[damaged.size() - 24 - 100] ^= 4; // a record
-        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).wasOk());
+        REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).isOk());
         CHECK (verification.damage[0].contains ("the one before it"));
 
         // A save that was only begun has cost nothing.
         damaged = bytes;
         damaged.resize (damaged.size() + 40, 7);
-        REQUIRE (verifyGroupFile (folder.write ("begun.dls", damaged), verification).wasOk());
+        REQUIRE (verifyGroupFile (folder.write ("begun.dls", damaged), verification).isOk());
         CHECK ((verification.isIntact() && verification.wasInterrupted));
 
         const WorkControl stop{ [] { return true; }, {} };
-        CHECK (verifyGroupFile (file, verification, stop).getErrorMessage() == "stopped");
+        CHECK (verifyGroupFile (file, verification, stop).wasStopped());
     }
 }
 
@@ -263,14 +263,14 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                 const auto saving = saveGroup (save.request (old, file, calls), result);
                 REQUIRE (entriesOf (folder) == 1);
 
-                if (saving.wasOk())
+                if (saving.isOk())
                 {
                     REQUIRE (result.kind == kind);
                     REQUIRE (isSameGroup (loaded (file).state, save.wanted (old.state)));
                 }
                 else
                 {
-                    REQUIRE (saving.getErrorMessage().contains (file.getFullPathName()));
+                    REQUIRE (juce::String (saving.reason).contains (file.getFullPathName()));
                     const auto found = loaded (file).state;
 
                     // If not even cutting the file back works, what was appended counts as saved once its
@@ -290,7 +290,7 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                         auto again = save.request (old, file, calls);
                         again.spareBytes = 0;
                         REQUIRE (questionBeforeSaving (again).about == SaveQuestion::About::nothing);
-                        REQUIRE (saveGroup (again, result).wasOk());
+                        REQUIRE (saveGroup (again, result).isOk());
                         REQUIRE (isSameGroup (loaded (file).state, save.wanted (smallGroup())));
                     }
                 }
@@ -300,7 +300,7 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
 
                 // Only harmless faults may go unreported: a short write, space not released, a folder not
                 // closed.
-                if (saving.wasOk() && error != FaultyCalls::shortWrite)
+                if (saving.isOk() && error != FaultyCalls::shortWrite)
                     REQUIRE (
                         (kind == SaveKind::whole ? calls.failedAfterRename() : ! result.notes.isEmpty()));
             }
@@ -318,13 +318,13 @@ TEST_CASE ("An appended save is on disk before its trailer is written", "[model]
     const auto first = saved (smallGroup(), file);
     RecordingCalls calls;
     SavedGroup result;
-    REQUIRE (
-        saveGroup (SaveToDisturb{ SaveKind::tail }.request (loaded (file), file, calls), result).failed());
+    REQUIRE (saveGroup (SaveToDisturb{ SaveKind::tail }.request (loaded (file), file, calls), result).end
+             == Outcome::End::refused);
     CHECK (calls.log.isEmpty()); // first has the lock
 
     auto request = requestFor (knobsTurned (first.state), file, first.file);
     request.calls = &calls;
-    REQUIRE (saveGroup (request, result).wasOk());
+    REQUIRE (saveGroup (request, result).isOk());
     CHECK (calls.log == juce::StringArray ("write", "sync", "write", "sync"));
 }
 

@@ -18,8 +18,8 @@ GroupVerification verified (const juce::File& file)
 {
     GroupVerification result;
     const auto verification = verifyGroupFile (file, result);
-    INFO (verification.getErrorMessage());
-    REQUIRE (verification.wasOk());
+    INFO (verification.reason);
+    REQUIRE (verification.isOk());
     return result;
 }
 
@@ -147,15 +147,15 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
         auto request = requestFor (smallGroup(), file);
         request.spareBytes = 1ull << 60;
         SavedGroup result;
-        CHECK (saveGroup (request, result)
-                   .getErrorMessage()
+        const auto refused = saveGroup (request, result);
+        CHECK (refused.end == Outcome::End::noRoom);
+        CHECK (juce::String (refused.reason)
                    .contains (juce::String (request.spareBytes + static_cast<std::uint64_t> (3 * 4096))
                                   .substring (0, 14)));
 
         request.spareBytes = 0;
         auto asked = 0;
-        CHECK (saveGroup (request, result, { [&] { return ++asked == 3; }, {} }).getErrorMessage()
-               == "stopped");
+        CHECK (saveGroup (request, result, { [&] { return ++asked == 3; }, {} }).wasStopped());
         CHECK (folder.file ("").getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0);
     }
 }
@@ -231,12 +231,12 @@ TEST_CASE ("Saving what was changed", "[model][groupfile]")
         CHECK (question.about == SaveQuestion::About::changedFile);
         CHECK (question.reason.startsWith (target.getFullPathName()));
         SavedGroup second;
-        CHECK (saveGroup (request, second).failed());
+        CHECK_FALSE (saveGroup (request, second).isOk());
         CHECK (bytesOf (file) == theirs);
 
         request.replacesChanged = true;
         CHECK (questionBeforeSaving (request).about == SaveQuestion::About::nothing);
-        REQUIRE (saveGroup (request, second).wasOk());
+        REQUIRE (saveGroup (request, second).isOk());
         CHECK (second.kind == SaveKind::whole);
         CHECK (isSameGroup (loaded (file).state, changed));
         CHECK (questionBeforeSaving (requestFor (changed, file, second.file)).about
@@ -278,12 +278,12 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
         SECTION ("of course only when it fits")
         {
             request.spareBytes = 1ull << 60;
-            REQUIRE (saveGroup (request, result).wasOk());
+            REQUIRE (saveGroup (request, result).isOk());
             CHECK (result.kind == SaveKind::tail);
         }
         SECTION ("and is")
         {
-            REQUIRE (saveGroup (request, result).wasOk());
+            REQUIRE (saveGroup (request, result).isOk());
             CHECK (result.kind == SaveKind::whole);
             CHECK (file.getSize() < sizeBefore - 1000000);
         }
@@ -302,10 +302,10 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
 
         // Only when the user has agreed to it.
         CHECK (questionBeforeSaving (request).about == SaveQuestion::About::inPlace);
-        CHECK (saveGroup (request, result).getErrorMessage().contains ("not enough room"));
+        CHECK (saveGroup (request, result).end == Outcome::End::noRoom);
         request.savingDiskSpace = true;
         CHECK (questionBeforeSaving (request).about == SaveQuestion::About::nothing);
-        REQUIRE (saveGroup (request, result).wasOk());
+        REQUIRE (saveGroup (request, result).isOk());
         CHECK (result.kind == SaveKind::inPlace);
         CHECK (result.notes.isEmpty());
         CHECK (isSameGroup (loaded (file).state, rendered));
@@ -327,7 +327,7 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
         auto second = requestFor (next, file, reopened.file);
         second.savingDiskSpace = true;
         second.spareBytes = 1ull << 60;
-        REQUIRE (saveGroup (second, result).wasOk());
+        REQUIRE (saveGroup (second, result).isOk());
         CHECK (result.kind == SaveKind::inPlace);
         CHECK (isSameGroup (loaded (file).state, next));
         CHECK (verified (file).isIntact());
@@ -384,7 +384,7 @@ TEST_CASE ("Who may save to a group file", "[model][groupfile]")
         auto request = requestFor (first.state, file, first.file);
         request.compact = true;
         SavedGroup result;
-        REQUIRE (saveGroup (request, result).wasOk());
+        REQUIRE (saveGroup (request, result).isOk());
         CHECK (result.kind == SaveKind::whole);
         CHECK (result.file->path() == file);
         CHECK_FALSE (result.file->isReadOnly());

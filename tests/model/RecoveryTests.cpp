@@ -240,7 +240,7 @@ TEST_CASE ("Recovery of a saved Group", "[model][recovery]")
             auto* const store = fixture.store().release();
             SavedGroup saved;
 
-            if (saveGroup ({ groupWithAudio (*store), target, nullptr }, saved).failed())
+            if (! saveGroup ({ groupWithAudio (*store), target, nullptr }, saved).isOk())
                 ::_exit (1);
 
             saved.state.tracks[0].record.setKnobs (KnobSetting::b, { 4.0f, 0.5f });
@@ -266,7 +266,7 @@ TEST_CASE ("Recovery of a saved Group", "[model][recovery]")
         CHECK (framesOf (kick.source.get())[1] == 13.0f / 1024.0f);
 
         SavedGroup saved;
-        REQUIRE (saveGroup ({ back.group->state(), target, back.group->openFile() }, saved).wasOk());
+        REQUIRE (saveGroup ({ back.group->state(), target, back.group->openFile() }, saved).isOk());
         CHECK (saved.kind == SaveKind::tail);
         back.group->markSaved (saved.state, target, saved.file);
         CHECK_FALSE (back.group->hasUnsavedChanges());

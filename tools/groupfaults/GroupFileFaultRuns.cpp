@@ -44,7 +44,7 @@ int saveForEver (const juce::File& file)
         request.compact = count % 3 == 0;
         SavedGroup result;
 
-        if (saveGroup (request, result).failed())
+        if (! saveGroup (request, result).isOk())
             return 2;
 
         group.state = result.state;
@@ -90,7 +90,7 @@ KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& rand
         request.compact = true;
         SavedGroup again;
 
-        if (saveGroup (request, again).failed() || entriesOf (folder) != 1)
+        if (! saveGroup (request, again).isOk() || entriesOf (folder) != 1)
             ++counts.leftovers;
     }
 
@@ -117,7 +117,7 @@ FullDiskCounts saveOnSmallDisks (const juce::File& folder, int numDisks)
         request.spareBytes = 0;
         SavedGroup first, second;
         auto result = saveGroup (request, first);
-        const auto hasOld = result.wasOk();
+        const auto hasOld = result.isOk();
         const auto before = bytesOf (file);
 
         if (hasOld)
@@ -127,21 +127,21 @@ FullDiskCounts saveOnSmallDisks (const juce::File& folder, int numDisks)
             request.spareBytes = 0;
             request.savingDiskSpace = disk % 2 == 0;
             result = saveGroup (request, second);
-            counts.saved += result.wasOk() ? 1 : 0;
+            counts.saved += result.isOk() ? 1 : 0;
         }
 
         LoadedGroup found;
         const auto opening = openGroupFile (file, found);
         const auto isWhole = opening.wasOk() && ! found.damaged && ! found.recovered;
 
-        if (result.wasOk())
+        if (result.isOk())
         {
             counts.lost += isWhole && isSameGroup (found.state, larger) ? 0 : 1;
             continue;
         }
 
         ++counts.refused;
-        const auto& text = result.getErrorMessage();
+        const juce::String text (result.reason);
         counts.unnamed += text.contains ("bytes needed") && text.contains ("bytes free") ? 0 : 1;
         const auto oldIsThere = hasOld ? isWhole && bytesOf (file) == before : ! file.exists();
         counts.lost += oldIsThere && entriesOf (small.folder) == (hasOld ? 1 : 0) ? 0 : 1;

@@ -41,15 +41,15 @@ struct AudioHeader
     int bitsPerSample = 0;   // 8, 12, 16, 20, 24 or 32: the significant ones
     bool isFloatingPoint = false;
     std::int64_t lengthInSamples = -1;   // as far as the file goes; -1: the decoder has to tell
-    std::int64_t maxLengthInSamples = 0; // more can't be in a file of this size
-    juce::StringArray notes;             // what is odd and was coped with
+    std::int64_t maxLengthInSamples = 0; // the most that a file of this size can hold
+    juce::StringArray notes;             // oddities that were coped with
     juce::StringPairArray metadata;      // tags that the format's reader doesn't give
     std::vector<HeaderPatch> patches;    // what the format's reader is to see instead of the file's bytes
     std::vector<ChunkLocation>
         chunks; // WAV and AIFF, in file order: the metadata, known to the program or not
 };
 
-/** Limits that no sound recording exceeds. A reader that is handed more may hang, crash or fill the memory. */
+/** Limits that no recording exceeds; beyond them a reader may hang, crash or fill the memory. */
 namespace headerLimits
 {
 inline constexpr int maxChannels = 64;
@@ -58,14 +58,14 @@ inline constexpr std::int64_t maxMetadataBytes = 16 * 1024 * 1024; // in one chu
 inline constexpr int maxChunks = 20000;
 } // namespace headerLimits
 
-/** Tells by its content what kind of audio file a stream holds, and checks its header before any reader does.
+/** Tells what kind of audio file a stream holds, by its content, and checks its header before any reader sees
+    it.
 
     Kinds: WAVE in RIFF, RF64 and BW64; AIFF and AIFC; CAF with linear PCM or ALAC; FLAC; Ogg with one Vorbis
     stream. Refused, with a reason that names the number that is out of range: anything else, headers that
     contradict themselves or the size of the file, and everything beyond headerLimits. A PCM file that ends
     before its audio does is not refused: the length is cut to what is there, and a note says so. Damaged
-    metadata is hidden from the reader, with a note. An unusual but possible sample rate is no business of the
-    gate.
+    metadata is hidden from the reader, with a note. An unusual but possible sample rate passes.
 
     Reads anywhere in the stream, which must know its length; an Ogg file is read through once. Takes no
     more memory at a file's word than headerLimits::maxMetadataBytes. On failure header stays as it was.

@@ -1,7 +1,6 @@
-#include "model/audiofile/AudioHeaderGate.h"
+#include "model/audiofile/AudioFormats.h"
 
 #include "model/ForeignText.h"
-#include "model/audiofile/AudioFormats.h"
 
 #include <algorithm>
 #include <array>
@@ -110,6 +109,15 @@ void listChunk (AudioHeader& header, const std::uint8_t* tag, std::int64_t start
     ChunkLocation location{ {}, start, size };
     std::copy_n (tag, 4, location.id.begin());
     header.chunks.push_back (location);
+}
+
+HeaderPatch patchOf (std::int64_t offset, std::int64_t value, int numBytes, bool isBigEndian)
+{
+    HeaderPatch patch{ offset, {} };
+    for (int i = 0; i < numBytes; ++i)
+        patch.bytes.push_back (static_cast<std::uint8_t> (value >> 8 * (isBigEndian ? numBytes - 1 - i : i)));
+
+    return patch;
 }
 
 juce::Result chunkPastEnd (const juce::String& tag, std::int64_t chunkSize, std::int64_t remaining)
