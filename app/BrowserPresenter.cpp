@@ -164,7 +164,7 @@ TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsTh
     row.hint = findingsSentence (track);
 
     if (track.hasProcessedOutput())
-        row.focusPercent = juce::roundToInt (track.record.knobs (track.record.selected()).focus * 20.0f);
+        row.focusPercent = juce::roundToInt (track.soundingKnobs().focus * 100.0f / focusMaximum);
 
     if (const auto share = waveforms.readShare (track); share < 1.0)
         row.loading = static_cast<float> (share);

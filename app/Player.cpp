@@ -136,12 +136,7 @@ Player::~Player() = default;
 
 PlaybackTrack Player::playbackTrackOf (const TrackState& track) const
 {
-    PlaybackTrack result;
-    result.id = track.id;
-    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
-    result.mix.settingA = track.record.knobs (KnobSetting::a);
-    result.mix.settingB = track.record.knobs (KnobSetting::b);
-    result.mix.usesSettingB = track.record.selected() == KnobSetting::b;
+    auto result = PlaybackTrack::of (track);
     result.mix.solo = isSolo (track.id);
     result.mix.mute = isMuted (track.id);
 

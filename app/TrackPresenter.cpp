@@ -25,7 +25,7 @@ bool hasFindings (const TrackState& track)
 
 juce::String focusPercent (double focus)
 {
-    return juce::String (juce::roundToInt (focus * 20.0)) + "%";
+    return juce::String (juce::roundToInt (focus * 100.0 / static_cast<double> (focusMaximum))) + "%";
 }
 
 juce::String bullet()

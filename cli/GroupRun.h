@@ -8,8 +8,8 @@
 namespace tessivar
 {
 
-/** Takes one Group through the steps that are asked for. Tells errors and progress as they come; the report
-    is for the caller to print. What the Group writes is claimed from the rules of the whole command line.
+/** Takes one Group through the steps of a request. Prints errors and progress as they come; the caller prints
+    the report. Output files are claimed from the rules of the whole command line.
 */
 [[nodiscard]] ProcessReport
 runGroup (const ProcessRequest& request, const CommandContext& context, OutputRules& rules);

@@ -30,8 +30,7 @@ inline juce::String pathOf (const juce::File& file)
     return printable (file.getFullPathName());
 }
 
-/** One run over a Group, step after step. A step that returns false ends the run with the exit code it set.
-*/
+/** One run over a Group, step by step. A step that returns false ends the run with the exit code it set. */
 class GroupRun
 {
 public:
@@ -42,9 +41,7 @@ public:
     ProcessReport run();
 
 private:
-    /** A file that was accepted by its header, and the tracks it becomes: [firstTrack, firstTrack +
-        numTracks).
-    */
+    /** An accepted file, and its tracks: [firstTrack, firstTrack + numTracks). */
     struct CheckedFile
     {
         juce::File file;
@@ -83,8 +80,8 @@ private:
 
     bool applyChoices();
 
-    /** What the command line says, else what the analysis will suggest, where no user has turned the knobs,
-        else what a Group from a file holds.
+    /** From the command line, else left to the suggestion where no user turned the knobs, else as in the
+        Group.
     */
     void applyKnobs (std::size_t index);
 
@@ -113,9 +110,8 @@ private:
     /** Prints the line that loading a data file gave. */
     void tellDiagnostic (std::string_view line, bool isRead);
 
-    /** Turns the knobs of the sounding setting to what was decided; the other setting and the selector stay.
-        A focus of suggestedValue is the suggestion of the last analysis, or leaves the knob where it is when
-        there is none.
+    /** Turns the knobs of the sounding setting to the report's; the other setting and the selector stay. A
+        focus of suggestedValue becomes the suggestion of the last analysis, if there is one.
     */
     void turnKnobs (std::size_t index);
 

@@ -8,8 +8,8 @@
 namespace tessivar
 {
 
-/** Reads each file to its end and prints what it is and what is wrong with it. Returns the exit code: some
-    failed when a file was refused, input refused when all were.
+/** Reads each file to its end and prints its properties and problems. Returns the exit code: someFailed when
+    a file was refused, inputRefused when all were.
 */
 [[nodiscard]] int
 runInfo (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context);

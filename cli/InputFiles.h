@@ -8,9 +8,7 @@
 namespace tessivar
 {
 
-/** An argument as a file. Relative names belong to the working directory, "~" is a letter like any other;
-    fails on an empty argument.
-*/
+/** An argument as a file: relative to the working directory, "~" taken literally; fails when it is empty. */
 [[nodiscard]] juce::Result fileFromArgument (const std::string& argument, juce::File& file);
 
 /** An argument that names no file. */
@@ -26,9 +24,8 @@ struct InputFiles
     std::vector<BadInput> bad;
 };
 
-/** The audio files that a list of files and folders stands for: files as given, whatever they are, each
-    folder as the audio files in it, ordered by name as a file browser does, hidden ones left out. A file
-    named twice comes once.
+/** The audio files that arguments stand for: files as given, folders as the audio files in them, ordered as a
+    file browser does, without hidden ones. A file named twice counts once.
 */
 [[nodiscard]] InputFiles collectInputFiles (const std::vector<std::string>& arguments);
 

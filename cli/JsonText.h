@@ -13,7 +13,7 @@
 namespace tessivar
 {
 
-/** Text as JSON takes it. In names of files, what is no UTF-8 is read as Windows-1252. */
+/** Text for JSON. Bytes of file names that are not UTF-8 are read as Windows-1252. */
 [[nodiscard]] std::string jsonText (const juce::String& text);
 
 [[nodiscard]] nlohmann::ordered_json jsonTexts (const juce::StringArray& texts);
@@ -26,7 +26,7 @@ namespace tessivar
 /** The keys that every document begins with: program, version, revision, command, exitCode and status. */
 [[nodiscard]] nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode);
 
-/** Prints a document, whatever its texts hold. */
+/** Prints a document, whatever bytes its texts hold. */
 void printJson (std::ostream& out, const nlohmann::ordered_json& document);
 
 /** Adds the keys that tell where a track's type comes from: typeOrigin, abbreviation, list and listOrigin. */

@@ -36,16 +36,6 @@ struct Programme
     PlaybackChoice choice;
 };
 
-PlaybackTrack playbackTrackOf (const TrackState& track, const PlayRequest& request)
-{
-    PlaybackTrack result;
-    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
-    result.mix.settingA = track.record.knobs (KnobSetting::a);
-    result.mix.settingB = track.record.knobs (KnobSetting::b);
-    result.mix.usesSettingB = request.setting.value_or (track.record.selected()) == KnobSetting::b;
-    return result;
-}
-
 bool isWanted (const TrackState& track, const PlayRequest& request)
 {
     return request.tracks.isEmpty()
@@ -76,15 +66,17 @@ int prepare (const PlayRequest& request, const CommandContext& context, Programm
         return exitCode::usage;
     }
 
-    std::uint32_t id = 0;
-
     for (const auto& track : group.tracks)
     {
         if (! isWanted (track, request))
             continue;
 
-        programme.tracks.push_back (playbackTrackOf (track, request));
-        programme.tracks.back().id = ++id;
+        auto& playing = programme.tracks.emplace_back (PlaybackTrack::of (track));
+        playing.id = static_cast<std::uint32_t> (programme.tracks.size());
+
+        if (request.setting)
+            playing.mix.usesSettingB = *request.setting == KnobSetting::b;
+
         programme.end = std::max (programme.end, track.lengthInSamples());
     }
 

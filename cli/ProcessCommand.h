@@ -8,9 +8,8 @@
 namespace tessivar
 {
 
-/** Runs "process", "analyze" or "export" on one Group after the other and prints what it found; a Group that
-    fails does not keep the others back, an interruption does. Returns the exit code: that of the Group when
-    there is one, or when all ended alike, else someFailed.
+/** Runs "process", "analyze" or "export" on each Group and prints the reports; a Group that fails does not
+    stop the others, an interruption does. Returns the exit code that all Groups share, else someFailed.
 */
 [[nodiscard]] int runProcess (const std::vector<ProcessRequest>& requests, const CommandContext& context);
 

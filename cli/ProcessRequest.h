@@ -55,9 +55,9 @@ struct ProcessRequest
     [[nodiscard]] bool saves() const { return saveFile != juce::File(); }
 };
 
-/** Reads the values of a command line into one request for each Group: every group file among the inputs is
-    one, every folder too when --each is given, and all other inputs together are one. With several, each has
-    a folder of its own below --out and a file of its own below --save.
+/** Reads a command line into one request for each Group: every group file among the inputs is one, with
+    --each every folder too, and all other inputs together are one. Several Groups have folders of their own
+    below --out and files of their own below --save.
 
     On failure the reason names the option, and requests stays untouched.
 */

@@ -5,7 +5,7 @@
 namespace tessivar
 {
 
-/** Checks the installation and prints a line for each check. Returns the exit code: analysis failed when one
+/** Checks the installation and prints a line per check. Returns the exit code: analysisFailed when one
     failed.
 */
 [[nodiscard]] int runSelfTestCommand (const CommandContext& context);

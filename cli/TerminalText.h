@@ -9,17 +9,17 @@
 namespace tessivar
 {
 
-/** Text from outside, such as a file name, made fit for a terminal: control characters, which could move the
-    cursor or end the line, and marks that turn the direction of writing show as escapes like \n and \x1b.
+/** Text from outside, such as a file name, made safe for a terminal: control characters and marks that change
+    the direction of writing become escapes like \n and \x1b.
 */
 [[nodiscard]] juce::String printable (const juce::String& text);
 
-/** Rows of cells as columns of equal width, two blanks apart, no blanks at line ends. The first row is the
-    heading and is underlined. Widths count characters.
+/** A table: columns two spaces apart, no spaces at line ends, the first row an underlined heading. Widths
+    count characters.
 */
 [[nodiscard]] std::string formatTable (const std::vector<std::vector<juce::String>>& rows);
 
-/** A number of bytes with three digits and its unit: "812 bytes", "1.46 MB". Decimal units. */
+/** "812 bytes", "1.46 MB": three digits, decimal units. */
 [[nodiscard]] juce::String formatBytes (std::uint64_t bytes);
 
 /** Seconds as "12.3 s", "2:05" or "1:02:05". */
@@ -28,7 +28,7 @@ namespace tessivar
 /** A level in dB with a sign and one decimal; "-0.0" is written "0.0". */
 [[nodiscard]] juce::String formatDb (double levelDb);
 
-/** A name in single quotes as a shell takes it, for a command line to be copied. */
+/** A name quoted for a shell, in command lines to copy. */
 [[nodiscard]] juce::String shellQuoted (const juce::String& text);
 
 } // namespace tessivar

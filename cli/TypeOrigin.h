@@ -21,15 +21,15 @@ enum class TypeOrigin
 /** The word for it in JSON: given, group, name or fallback. */
 [[nodiscard]] juce::String originWord (TypeOrigin origin);
 
-/** The words for people: given, saved, guessed from "kick" (with a word on the list when it isn't the
-    built-in one), or nothing in the name.
+/** In words: given, saved, guessed from "kick" (naming the list unless it is the built-in one), or nothing in
+    the name.
 */
 [[nodiscard]] juce::String originText (TypeOrigin origin, const TrackClassification& guess);
 
 /** The word in JSON for where the list comes from: default, user or file. */
 [[nodiscard]] juce::String listWord (ListSource source);
 
-/** The type as people read it; overheads too, which the display names leave out. */
+/** The display name; overheads have one here, too. */
 [[nodiscard]] juce::String typeText (DrumType type);
 
 } // namespace tessivar

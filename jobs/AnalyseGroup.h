@@ -19,9 +19,8 @@ struct RoomForecast
 {
     std::uint64_t memoryNeeded = 0;
     std::uint64_t memoryFree = 0; // UINT64_MAX when the system doesn't say
-    std::uint64_t diskNeeded =
-        0;                      // scratch, rendered tracks, components, and sources that are not imported yet
-    std::uint64_t diskFree = 0; // UINT64_MAX when the system doesn't say
+    std::uint64_t diskNeeded = 0; // scratch, rendered tracks, components, and sources not yet imported
+    std::uint64_t diskFree = 0;   // UINT64_MAX when the system doesn't say
 
     /** noRoom when something does not fit; the reason names the bytes needed and the bytes free. */
     [[nodiscard]] Outcome check() const;
@@ -37,7 +36,7 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
 inline constexpr auto analysisFailedText =
     "Analyze seems to have failed. Please try again. If the problem persists contact us.";
 
-/** Refused, with the text for the user, when such tracks can't be analyzed. */
+/** Refused, with the text for the user, when a Group with these tracks can't be analyzed. */
 [[nodiscard]] Outcome checkContents (const GroupContents& contents);
 
 /** The result of an analysis, ready for Group::applyAnalysis(). No tracks unless the outcome is ok. */

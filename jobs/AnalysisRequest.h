@@ -12,14 +12,13 @@ namespace tessivar
 /** Above this many active tracks the user is warned before an analysis. */
 inline constexpr int largeGroupTracks = 16;
 
-/** Analyses a Group behind whatever shows its progress, and returns when that is over; on the message thread.
-*/
+/** Analyses a Group, shows its progress, and returns when it is over; on the message thread. */
 using AnalysisRunner = std::function<GroupAnalysis (const Group::Ptr& group)>;
 
-/** What follows on the user's wish to have a Group analysed, in this order: the quick tips, once per user; a
-    warning when the Group is large, together with the warnings that wait in pending; one refusal at most; the
-    analysis; a message when that failed. Stopped when the user goes back at the tips, or stops the analysis;
-    refused without a Group. Unless it is ok, the Group is as it was. On the message thread.
+/** What happens when the user asks for an analysis, in this order: the quick tips, once per user; a warning
+    when the Group is large, together with those in pending; at most one refusal; the analysis; a message when
+    it failed. Stopped when the user goes back at the tips or stops the analysis; refused without a Group.
+    Unless it is ok, the Group is as it was. On the message thread.
 */
 Outcome requestAnalysis (const Group::Ptr& group,
                          TessivarWorkspace& workspace,

@@ -60,12 +60,11 @@ bool confirmOverwriting (std::span<const PlannedFile> files, UserPrompts& prompt
     return std::none_of (files.begin(),
                          files.end(),
                          [] (const PlannedFile& planned) { return planned.file.existsAsFile(); })
-           || prompts.ask (
-               { .title = "Warning",
-                 .text = "Do you want to overwrite previously exported files?",
-                 .acceptButton = "Overwrite",
-                 .refuseButton = "Cancel",
-                 .risk = UserPrompts::Risk::overwrites });
+           || prompts.ask ({ .title = "Warning",
+                             .text = "Do you want to overwrite previously exported files?",
+                             .acceptButton = "Overwrite",
+                             .refuseButton = "Cancel",
+                             .risk = UserPrompts::Risk::overwrites });
 }
 
 } // namespace tessivar

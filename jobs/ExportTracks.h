@@ -64,23 +64,23 @@ struct ExportReport
 
     A file appears under its name only when it is complete and was read back; an existing one stays untouched
     until then and is replaced only with options.overwrite. No source of the tracks is replaced, and no group
-    file that their audio lies in, nor what options.rules protect. A track that fails is reported and the
+    file that holds their audio, nor what options.rules protect. A track that fails is reported while the
     others go on.
 */
 [[nodiscard]] ExportReport exportTracks (std::span<const TrackState> tracks,
                                          const ExportOptions& options,
                                          const WorkControl& control = {});
 
-/** As exportTracks(), to files that planExport() has named for more tracks than these: those that failed are
-    tried again under the names that they had.
+/** As exportTracks(), to files named before by planExport(): tracks that failed are tried again under the
+    names they had among all tracks.
 */
 [[nodiscard]] ExportReport exportTracks (std::span<const TrackState> tracks,
                                          std::span<const PlannedFile> files,
                                          const ExportOptions& options,
                                          const WorkControl& control = {});
 
-/** Writes one track to a file of any name, under the same promises: of options only overwrite and calls
-    count. The extension of the file decides its type; one that has none gets ".wav".
+/** Writes one track to a file of any name, with the same guarantees; of options only overwrite, rules and
+    calls count. The extension decides the type; a file without one gets ".wav".
 */
 [[nodiscard]] ExportReport exportTrackTo (const juce::File& target,
                                           const TrackState& track,
@@ -88,7 +88,7 @@ struct ExportReport
                                           const WorkControl& control = {});
 
 /** Writes the ten component signals of every track that has them as NAME_Component01.wav, best first, to
-    ..10.wav: 32-bit float, under the same promises. report.tracks stays empty.
+    ..10.wav: 32-bit float, with the same guarantees. report.tracks stays empty.
 */
 [[nodiscard]] ExportReport exportComponents (std::span<const TrackState> tracks,
                                              const ExportOptions& options,

@@ -1,8 +1,8 @@
 #include "jobs/GroupDLSImporter.h"
 
 #include "jobs/StoreSignals.h"
-#include "model/audiofile/AudioIntake.h"
 #include "model/StoreSamples.h"
+#include "model/audiofile/AudioIntake.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>

@@ -16,8 +16,8 @@ namespace tessivar
 /** Checks an audio file and decodes it into store: one track for each of its channels. With a null store the
     file is checked only and the tracks come without audio, which is enough for a forecast and a plan.
 
-    Everything about groupSampleRate, warnings and the outcome is as intakeFile() says; a store that is full
-    or fails ends it as noRoom.
+    groupSampleRate, warnings and the outcome are those of intakeFile(); a store that is full or fails gives
+    noRoom.
 */
 [[nodiscard]] Intake importFile (const juce::File& file,
                                  double groupSampleRate,
@@ -42,9 +42,9 @@ struct ImportedTracks
     juce::StringArray notes; // on accepted files; each names its file
 };
 
-/** Reads audio files into store, to join a Group; with an empty Group, to make one. Files that can't join are
-    refused, and the others go on; a stop, or a store that is full, ends it with nothing. Warnings are filed
-    for all that is wrong. Progress runs from 0 to 1 over the bytes of all files.
+/** Reads audio files into store, to join a Group, or to make one if it is empty. Files that can't join are
+    refused while the others go on; a stop or a full store leaves nothing. Every problem is filed in warnings.
+    Progress runs from 0 to 1 over the bytes of all files.
 */
 [[nodiscard]] ImportedTracks importTracks (const std::vector<juce::File>& files,
                                            const GroupState& group,

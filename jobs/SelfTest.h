@@ -10,8 +10,7 @@
 namespace tessivar
 {
 
-/** The engine's self-test for rooms that don't see the engine. Takes about a second; not while an analysis
-    runs.
+/** The engine's self-test, for rooms that don't see the engine. Takes about a second; not during an analysis.
 */
 [[nodiscard]] inline std::vector<SelfTestLine> runSelfTest (const juce::File& resourceFolder)
 {
@@ -24,9 +23,8 @@ namespace tessivar
     return juce::String (simdTargetName());
 }
 
-/** Fails when an analysis data file of any rate is missing or has another size than it should; the reason
-    names the first one. The analysis itself reads zeros for what it does not find, says so on standard output
-    and carries on.
+/** Fails when a data file of the analysis, of any rate, is missing or has the wrong size; the reason names
+    the first one. The analysis itself reads what is missing as zeros, and says so.
 */
 [[nodiscard]] inline juce::Result checkDataFiles (const juce::File& resourceFolder)
 {

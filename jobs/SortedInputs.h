@@ -9,8 +9,8 @@
 namespace tessivar
 {
 
-/** The audio files right inside a folder, hidden ones left out, ordered by name as a file browser does. Fails
-    when the folder can't be read or holds none; files then stays as it was.
+/** The audio files directly inside a folder, without hidden ones, ordered by name as a file browser does.
+    Fails when the folder can't be read or has none; files then stays as it was.
 */
 [[nodiscard]] juce::Result listAudioFolder (const juce::File& folder, std::vector<juce::File>& files);
 
@@ -21,9 +21,9 @@ struct NewGroupFiles
     std::vector<juce::File> files;
 };
 
-/** What files and folders that were dropped or chosen together become: each folder that holds audio a Group
-    of its name, and all loose audio files one Group, which is named after the folder they lie in. Group files
-    come apart, and what is none of these is rejected, also right inside a folder.
+/** What becomes of files and folders that were dropped or chosen together: each folder with audio is a Group
+    of its name, all loose audio files are one Group, named after their folder. Group files are listed apart;
+    anything else is rejected, also directly inside a folder.
 */
 struct SortedInputs
 {

@@ -11,8 +11,7 @@
 namespace tessivar
 {
 
-/** Float samples in a StoreFile, addressed by sample instead of by byte: in front of the engine's interfaces.
-*/
+/** Float samples in a StoreFile, addressed by sample instead of by byte. */
 [[nodiscard]] bool writeSamples (StoreFile& file, std::int64_t firstSample, std::span<const float> samples);
 [[nodiscard]] bool readSamples (StoreFile& file, std::int64_t firstSample, std::span<float> dest);
 

@@ -7,16 +7,16 @@
 namespace tessivar
 {
 
-/** What a request may have to tell or ask on its way. The window answers with dialogs, a test with what it
-    wants to try. Each call returns when the user has answered.
+/** How a request talks to the user. The window shows dialogs, tests answer by script. Each call returns when
+    the user has answered.
 */
 class UserPrompts
 {
 public:
     virtual ~UserPrompts() = default;
 
-    /** A message with the title "Warning" and the button "Ok". details, which may be empty, say what exactly
-        went wrong.
+    /** A message titled "Warning" with the button "Ok"; details say what exactly went wrong, and may be
+        empty.
     */
     virtual void warn (const juce::String& text, const juce::String& details = {}) = 0;
 
@@ -40,7 +40,7 @@ public:
     /** Whether the user accepted; closing the question refuses it. */
     [[nodiscard]] virtual bool ask (const Question& question) = 0;
 
-    /** Shows one warning with what it is about; true when the user wants to see this kind never again. */
+    /** Shows one warning and its entries; true when the user never wants to see this kind again. */
     [[nodiscard]] virtual bool showWarning (const ImportWarnings::Warning& warning) = 0;
 };
 

@@ -6,8 +6,8 @@
 namespace tessivar
 {
 
-/** Shows what was collected, one kind after the other, without the kinds that the user has silenced for good;
-    silences those that the user wants to see never again. The collector is empty afterwards.
+/** Shows the collected warnings kind by kind, except the kinds the user has silenced, and silences those that
+    the user never wants to see again. The collector is empty afterwards.
 */
 void showWarnings (ImportWarnings& warnings, TessivarWorkspace& workspace, UserPrompts& prompts);
 

@@ -1,9 +1,22 @@
 #include "playback/PlaybackTrack.h"
 
+#include "model/GroupState.h"
+
 #include <algorithm>
 
 namespace tessivar
 {
+
+PlaybackTrack PlaybackTrack::of (const TrackState& track)
+{
+    PlaybackTrack result;
+    result.id = track.id;
+    result.samples = track.hasProcessedOutput() ? track.rendered : track.source;
+    result.mix.settingA = track.record.knobs (KnobSetting::a);
+    result.mix.settingB = track.record.knobs (KnobSetting::b);
+    result.mix.usesSettingB = track.record.selected() == KnobSetting::b;
+    return result;
+}
 
 bool PlaybackChoice::isHeard (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const
 {

@@ -11,6 +11,8 @@
 namespace tessivar
 {
 
+struct TrackState;
+
 /** The user's settings for one track. */
 struct PlaybackMix
 {
@@ -38,6 +40,9 @@ struct PlaybackTrack
     std::uint32_t id = 0; // equal ids are the same track before and after a change
     std::shared_ptr<TrackSamples> samples;
     PlaybackMix mix;
+
+    /** A track of a Group with its knobs; neither solo nor muted. */
+    [[nodiscard]] static PlaybackTrack of (const TrackState& track);
 };
 
 /** Which of a track's three signals is heard; removed is source minus processed. */

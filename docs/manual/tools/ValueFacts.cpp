@@ -57,9 +57,9 @@ Json startValues()
             sizes += ", " + std::to_string (size) + " %";
 
     const juce::PropertySet settings;
-    return { { "focusA", percent (static_cast<double> (startKnobsA.focus) / 5.0) },
+    return { { "focusA", percent (static_cast<double> (startKnobsA.focus / focusMaximum)) },
              { "fineA", percent (static_cast<double> (startKnobsA.fine)) },
-             { "focusB", percent (static_cast<double> (startKnobsB.focus) / 5.0) },
+             { "focusB", percent (static_cast<double> (startKnobsB.focus / focusMaximum)) },
              { "fineB", percent (static_cast<double> (startKnobsB.fine)) },
              { "seed", std::to_string (method::defaultSeed) },
              { "method", analysisMethodKey (defaultMethod (settings)) },
