@@ -68,7 +68,7 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
         for (const auto hasOld : { true, false })
             for (const auto [error, duration] : faults())
             {
-                auto call = 1;
+                auto call = 1, numToldAfterRename = 0;
 
                 for (;; ++call)
                 {
@@ -97,9 +97,13 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
                         REQUIRE ((error == FaultyCalls::shortWrite || calls.failedAfterRename()));
                     else
                         REQUIRE (result.getErrorMessage().startsWith (target.getFullPathName() + " "));
+
+                    numToldAfterRename += result.failed() && calls.failedAfterRename() ? 1 : 0;
                 }
 
                 REQUIRE (call > 10);
+                // That of the folder's flush.
+                REQUIRE (numToldAfterRename == (error == FaultyCalls::shortWrite ? 0 : 1));
             }
     }
 
