@@ -105,18 +105,17 @@ void BrowserPresenter::foldOlderGroups()
                      groups.end(),
                      [this] (const Group::Ptr& group) { return seenGroups.count (group->id()) == 0; });
 
-    // One open Group fits into the list; what the user unfolds beside it stays unfolded.
-    if (hasNew && selected != nullptr)
-        for (const auto& group : groups)
-        {
-            if (group == selected)
-                closedGroups.erase (group->id());
-            else
-                closedGroups.insert (group->id());
-        }
-
     for (const auto& group : groups)
+    {
+        // One open Group fits into the list; what the user unfolds beside it stays unfolded.
+        if (hasNew && selected != nullptr && group != selected)
+            closedGroups.insert (group->id());
+
         seenGroups.insert (group->id());
+    }
+
+    if (hasNew && selected != nullptr)
+        closedGroups.erase (selected->id());
 }
 
 BrowserState BrowserPresenter::makeState()
@@ -142,9 +141,7 @@ BrowserState BrowserPresenter::makeState()
 
     const auto selected = workspace.selectedGroup();
     state.analyze = analyzeOf (selected.get());
-    state.method = selected != nullptr && selected->method() == AnalysisMethod::refined
-                       ? AnalysisMethod::refined
-                       : AnalysisMethod::standard;
+    state.method = selected != nullptr ? selected->method() : AnalysisMethod::standard;
     state.canExport = selected != nullptr && selected->isAnalysed();
     return state;
 }
@@ -217,9 +214,8 @@ std::vector<BrowserList::Level> BrowserPresenter::levelsAt (double seconds) cons
     if (group == nullptr)
         return levels;
 
-    for (int i = 0; i < group->numTracks(); ++i)
+    for (const auto& track : group->state().tracks)
     {
-        const auto& track = group->track (i)->state();
         const auto waveform = waveforms.find (track);
 
         if (waveform == nullptr)

@@ -29,6 +29,14 @@ bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
 {
     return a.id == b.id && a.samples == b.samples;
 }
+
+void putInto (std::set<std::uint32_t>& ids, std::uint32_t id, bool shouldBeIn)
+{
+    if (shouldBeIn)
+        ids.insert (id);
+    else
+        ids.erase (id);
+}
 } // namespace
 
 /** Measures one track at a time on its own thread; a newer request stops the one before it. */
@@ -83,11 +91,7 @@ private:
         std::uint32_t trackId = 0;
         KnobValues a, b;
 
-        bool operator== (const Wish& other) const
-        {
-            return trackId == other.trackId && a.focus == other.a.focus && a.fine == other.a.fine
-                   && b.focus == other.b.focus && b.fine == other.b.fine;
-        }
+        bool operator== (const Wish&) const = default;
     };
 
     void apply (const LoudnessMatch& found)
@@ -210,7 +214,8 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
                             : deviceRate > 0.0                            ? deviceRate
                                                                           : defaultRate;
 
-    if (! sameAsShown (tracks, sampleRate))
+    if (sampleRate != shownRate
+        || ! std::equal (tracks.begin(), tracks.end(), shownTracks.begin(), shownTracks.end(), isSameSound))
     {
         const auto rateChanges = sampleRate != shownRate;
         engine.setTracks (tracks, sampleRate);
@@ -265,24 +270,12 @@ void Player::setPlaysWholeGroup (bool shouldPlayAll)
 
 void Player::setSolo (std::uint32_t trackId, bool solo)
 {
-    if (solo)
-        soloTracks.insert (trackId);
-    else
-        soloTracks.erase (trackId);
+    putInto (soloTracks, trackId, solo);
 }
 
 void Player::setMute (std::uint32_t trackId, bool mute)
 {
-    if (mute)
-        mutedTracks.insert (trackId);
-    else
-        mutedTracks.erase (trackId);
-}
-
-bool Player::sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampleRate) const
-{
-    return sampleRate == shownRate
-           && std::equal (tracks.begin(), tracks.end(), shownTracks.begin(), shownTracks.end(), isSameSound);
+    putInto (mutedTracks, trackId, mute);
 }
 
 bool Player::canPlay() const
@@ -298,11 +291,6 @@ void Player::play()
 
     dropoutsBefore = device.numDropouts();
     engine.play();
-}
-
-void Player::stop()
-{
-    engine.stop();
 }
 
 void Player::playOrStop()

@@ -48,7 +48,7 @@ public:
     [[nodiscard]] bool matchesLoudness() const { return loudness != nullptr; }
 
     void play();
-    void stop();
+    void stop() { engine.stop(); }
     void playOrStop();
     void seek (double seconds);
     void setLoop (std::optional<juce::Range<double>> range); // nothing: plays through
@@ -82,7 +82,6 @@ private:
 
     [[nodiscard]] PlaybackTrack playbackTrackOf (const TrackState& track) const;
     void measureLoudness();
-    [[nodiscard]] bool sameAsShown (const std::vector<PlaybackTrack>& tracks, double sampleRate) const;
     [[nodiscard]] std::int64_t samplesAt (double seconds) const;
 
     std::vector<PlaybackTrack> shownTracks;

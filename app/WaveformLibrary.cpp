@@ -33,8 +33,11 @@ void weigh (std::span<const float> interleaved, const ChannelWeights& weights, s
     }
 }
 
-void pick (std::span<const float> interleaved, int numChannels, int channel, std::span<float> dest)
+/** The track's own sound of interleaved frames, rendered or not. */
+void pickSource (std::span<const float> interleaved, int numChannels, std::span<float> dest)
 {
+    const auto channel = numChannels == channelLayout::numRendered ? channelLayout::source : 0;
+
     for (std::size_t i = 0; i < dest.size(); ++i)
         dest[i] =
             interleaved[i * static_cast<std::size_t> (numChannels) + static_cast<std::size_t> (channel)];
@@ -63,14 +66,9 @@ void WaveformLibrary::setTracks (const std::vector<TrackState>& tracks)
 
     for (const auto& track : tracks)
     {
-        const auto found = std::find_if (known.begin(),
-                                         known.end(),
-                                         [&] (const std::shared_ptr<Entry>& entry)
-                                         { return entry->contentId == track.contentId; });
-
-        if (found != known.end())
+        if (const auto found = entryOf (track.contentId))
         {
-            entries.push_back (*found);
+            entries.push_back (found);
             continue;
         }
 
@@ -90,31 +88,25 @@ void WaveformLibrary::setTracks (const std::vector<TrackState>& tracks)
     }
 
     known = entries;
-    std::erase_if (processedTracks,
-                   [this] (const auto& each)
-                   {
-                       return std::none_of (known.begin(),
-                                            known.end(),
-                                            [&] (const std::shared_ptr<Entry>& entry)
-                                            { return entry->contentId == each.first; });
-                   });
+    std::erase_if (processedTracks, [this] (const auto& each) { return entryOf (each.first) == nullptr; });
 
-    {
-        const std::lock_guard guard (lock);
-        wanted = std::move (entries);
-        busy = true;
-    }
-
+    const std::lock_guard guard (lock);
+    wanted = std::move (entries);
+    busy = true;
     wake.notify_all();
+}
+
+std::shared_ptr<WaveformLibrary::Entry> WaveformLibrary::entryOf (std::uint32_t contentId) const
+{
+    const auto found = std::find_if (
+        known.begin(), known.end(), [&] (const auto& entry) { return entry->contentId == contentId; });
+    return found != known.end() ? *found : nullptr;
 }
 
 std::shared_ptr<const TrackWaveform> WaveformLibrary::find (const TrackState& track) const
 {
-    for (const auto& entry : known)
-        if (entry->contentId == track.contentId)
-            return entry->waveform;
-
-    return nullptr;
+    const auto entry = entryOf (track.contentId);
+    return entry != nullptr ? entry->waveform : nullptr;
 }
 
 double WaveformLibrary::readShare (const TrackState& track) const
@@ -132,12 +124,9 @@ void WaveformLibrary::requestExact (const TrackState& track,
                                     const WaveEnvelopeRequest& request,
                                     const ChannelWeights& weights)
 {
-    {
-        const std::lock_guard guard (lock);
-        exactTask = ExactTask{ samplesOf (track), request, weights };
-        newestRequest.fetch_add (1);
-    }
-
+    const std::lock_guard guard (lock);
+    exactTask = ExactTask{ samplesOf (track), request, weights };
+    newestRequest.fetch_add (1);
     wake.notify_all();
 }
 
@@ -152,11 +141,8 @@ void WaveformLibrary::requestProcessed (const TrackState& track, const ChannelWe
     task->weights = weights;
     task->pyramid = std::make_shared<EnvelopePyramid> (track.lengthInSamples());
 
-    {
-        const std::lock_guard guard (lock);
-        processedTask = std::move (task);
-    }
-
+    const std::lock_guard guard (lock);
+    processedTask = std::move (task);
     wake.notify_all();
 }
 
@@ -229,32 +215,13 @@ void WaveformLibrary::work()
 
         if (processed != nullptr)
         {
-            const auto goesOn = readProcessedPiece (*processed);
-            const auto isWhole = processed->pyramid->isComplete();
-            const std::lock_guard guard (lock);
-
-            // A newer request stays for the next turn.
-            if (processedTask == processed && (isWhole || ! goesOn))
-            {
-                processedTask.reset();
-
-                if (isWhole)
-                {
-                    processedDone = processed;
-                    triggerAsyncUpdate();
-                }
-            }
-
-            continue;
+            readPiece (processed);
         }
-
-        if (entry != nullptr)
+        else if (entry != nullptr)
         {
             readPiece (*entry);
-            continue;
         }
-
-        if (auto ready = readExact (*task))
+        else if (auto ready = readExact (*task))
         {
             const std::lock_guard guard (lock);
             answer = std::move (ready);
@@ -263,52 +230,62 @@ void WaveformLibrary::work()
     }
 }
 
+bool WaveformLibrary::readNext (Reading& reading, std::int64_t length)
+{
+    const auto left = std::min (length, reading.samples->lengthInFrames()) - reading.next;
+    const auto count = std::clamp<std::int64_t> (left, 0, framesPerPiece);
+    frames.resize (static_cast<std::size_t> (count * reading.samples->numChannels()));
+
+    if (count == 0 || ! reading.samples->readFrames (reading.next, frames))
+        return false;
+
+    reading.next += count;
+    signal.resize (static_cast<std::size_t> (count));
+    return true;
+}
+
 void WaveformLibrary::readPiece (Entry& entry)
 {
-    const auto numChannels = entry.samples->numChannels();
-    const auto length = std::min (entry.waveform->source->lengthInSamples(), entry.samples->lengthInFrames());
-    const auto count = std::clamp<std::int64_t> (length - entry.next, 0, framesPerPiece);
-    frames.resize (static_cast<std::size_t> (count * numChannels));
+    const auto& [source, energies] = *entry.waveform;
 
-    if (count == 0 || ! entry.samples->readFrames (entry.next, frames))
+    if (! readNext (entry, source->lengthInSamples()))
     {
         // What can't be read is drawn as silence; playback and export report it.
-        entry.next = entry.waveform->source->lengthInSamples();
+        entry.next = source->lengthInSamples();
         return;
     }
 
-    if (entry.waveform->energies != nullptr)
-        entry.waveform->energies->append (frames);
+    if (energies != nullptr)
+        energies->append (frames);
 
-    if (numChannels == channelLayout::numUnrendered)
-    {
-        entry.waveform->source->append (frames);
-    }
-    else
-    {
-        std::vector<float> source (static_cast<std::size_t> (count));
-        pick (frames, numChannels, channelLayout::source, source);
-        entry.waveform->source->append (source);
-    }
-
-    entry.next += count;
+    pickSource (frames, entry.samples->numChannels(), signal);
+    source->append (signal);
 }
 
-bool WaveformLibrary::readProcessedPiece (ProcessedTask& task)
+void WaveformLibrary::readPiece (const std::shared_ptr<ProcessedTask>& task)
 {
-    const auto length = std::min (task.pyramid->lengthInSamples(), task.samples->lengthInFrames());
-    const auto count =
-        static_cast<std::size_t> (std::clamp<std::int64_t> (length - task.next, 0, framesPerPiece));
-    frames.resize (count * static_cast<std::size_t> (channelLayout::numRendered));
+    const auto goesOn = readNext (*task, task->pyramid->lengthInSamples());
 
-    if (count == 0 || ! task.samples->readFrames (task.next, frames))
-        return false;
+    if (goesOn)
+    {
+        weigh (frames, task->weights, signal);
+        task->pyramid->append (signal);
+    }
 
-    std::vector<float> signal (count);
-    weigh (frames, task.weights, signal);
-    task.pyramid->append (signal);
-    task.next += static_cast<std::int64_t> (count);
-    return true;
+    const auto isWhole = task->pyramid->isComplete();
+    const std::lock_guard guard (lock);
+
+    // A newer request stays for the next turn.
+    if (processedTask != task || (goesOn && ! isWhole))
+        return;
+
+    processedTask.reset();
+
+    if (isWhole)
+    {
+        processedDone = task;
+        triggerAsyncUpdate();
+    }
 }
 
 std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& task)
@@ -328,8 +305,6 @@ std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& ta
         waveColumnSamples (request.firstColumn + request.numColumns - 1, request.samplesPerColumn).to);
     WaveColumnBuilder source (request.firstColumn, request.samplesPerColumn, request.numColumns);
     WaveColumnBuilder processed (request.firstColumn, request.samplesPerColumn, request.numColumns);
-    std::vector<float> block, signal;
-
     for (auto start = first; start < last; start += framesPerBlock)
     {
         // A newer request has come, or the end.
@@ -337,21 +312,21 @@ std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& ta
             return std::nullopt;
 
         const auto count = static_cast<std::size_t> (std::min (framesPerBlock, last - start));
-        block.resize (count * static_cast<std::size_t> (numChannels));
+        frames.resize (count * static_cast<std::size_t> (numChannels));
         signal.resize (count);
 
-        if (! task.samples->readFrames (start, block))
+        if (! task.samples->readFrames (start, frames))
             return std::nullopt;
 
         if (request.wantsSource)
         {
-            pick (block, numChannels, isRendered ? channelLayout::source : 0, signal);
+            pickSource (frames, numChannels, signal);
             source.add (start, signal);
         }
 
         if (request.wantsProcessed && isRendered)
         {
-            weigh (block, task.weights, signal);
+            weigh (frames, task.weights, signal);
             processed.add (start, signal);
         }
     }

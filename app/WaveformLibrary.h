@@ -71,12 +71,17 @@ public:
         onProcessed;
 
 private:
-    struct Entry
+    /** Samples that are read piece by piece. */
+    struct Reading
     {
         std::uint32_t contentId = 0;
         std::shared_ptr<TrackSamples> samples;
-        std::shared_ptr<TrackWaveform> waveform;
         std::int64_t next = 0; // frame to be read; on the library's thread
+    };
+
+    struct Entry : Reading
+    {
+        std::shared_ptr<TrackWaveform> waveform;
     };
 
     struct ExactTask
@@ -87,19 +92,18 @@ private:
     };
 
     /** A whole processed signal while it is being read. */
-    struct ProcessedTask
+    struct ProcessedTask : Reading
     {
-        std::uint32_t contentId = 0;
-        std::shared_ptr<TrackSamples> samples;
         ChannelWeights weights{};
         std::shared_ptr<EnvelopePyramid> pyramid;
-        std::int64_t next = 0; // frame to be read; on the library's thread
     };
 
+    [[nodiscard]] std::shared_ptr<Entry> entryOf (std::uint32_t contentId) const;
     void work();
-    /** Returns false when the rest can't be read. */
-    bool readProcessedPiece (ProcessedTask& task);
+    /** Reads the next piece of a signal of this length into `frames`; false when none is left or readable. */
+    [[nodiscard]] bool readNext (Reading& reading, std::int64_t length);
     void readPiece (Entry& entry);
+    void readPiece (const std::shared_ptr<ProcessedTask>& task);
     [[nodiscard]] std::optional<WaveExactEnvelope> readExact (const ExactTask& task);
     void handleAsyncUpdate() override;
 
@@ -117,7 +121,7 @@ private:
 
     std::atomic<bool> busy{ false };
     std::atomic<std::uint64_t> newestRequest{ 0 };
-    std::vector<float> frames; // on the library's thread
+    std::vector<float> frames, signal; // of the piece just read; on the library's thread
     std::thread thread;
 
     JUCE_DECLARE_NON_COPYABLE (WaveformLibrary)
