@@ -2,6 +2,8 @@
 
 #include "model/settings/Settings.h"
 
+#include <algorithm>
+
 namespace tessivar
 {
 
@@ -40,11 +42,10 @@ void AbbreviationsState::takeLists()
 
 bool AbbreviationsState::hasChanges() const
 {
-    for (const auto& [type, text] : texts)
-        if (settings.getValue (drumTypeKey (type)) != text)
-            return true;
-
-    return false;
+    return std::any_of (texts.begin(),
+                        texts.end(),
+                        [this] (const auto& each)
+                        { return settings.getValue (drumTypeKey (each.first)) != each.second; });
 }
 
 juce::Result AbbreviationsState::save()
@@ -89,24 +90,18 @@ juce::StringArray AbbreviationsState::hints() const
 
     for (const auto& [entry, type] : table.table())
         if (type == chosen && entries.count (entry) == 0)
-        {
-            result.add ("A removed entry keeps working until the next start.");
-            break;
-        }
+            result.addIfNotAlreadyThere ("A removed entry keeps working until the next start.");
 
     return result;
 }
 
 bool AbbreviationsState::willBeLost() const
 {
-    if (hasFolderSettings (settings))
-        return false;
-
-    for (const auto& [type, text] : texts)
-        if (text != AbbreviationTable::defaultList (type))
-            return true;
-
-    return false;
+    return ! hasFolderSettings (settings)
+           && std::any_of (texts.begin(),
+                           texts.end(),
+                           [] (const auto& each)
+                           { return each.second != AbbreviationTable::defaultList (each.first); });
 }
 
 AbbreviationsState::Trial AbbreviationsState::tryName (const juce::String& fileName) const

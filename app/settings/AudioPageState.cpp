@@ -62,13 +62,6 @@ juce::Result failure (PlaybackDevice& device, const juce::String& reason, const 
     return juce::Result::fail (reason);
 }
 
-juce::Result close (juce::AudioDeviceManager& manager)
-{
-    auto setup = manager.getAudioDeviceSetup();
-    setup.inputDeviceName = setup.outputDeviceName = {};
-    const auto error = manager.setAudioDeviceSetup (setup, true);
-    return error.isEmpty() ? juce::Result::ok() : juce::Result::fail (error);
-}
 } // namespace
 
 juce::String sampleRateText (double rate)
@@ -116,7 +109,7 @@ juce::String latencyText (int latencySamples, int bufferSamples, double rate)
     return "Output latency " + milliseconds (std::max (latencySamples, bufferSamples), rate);
 }
 
-DeviceNote deviceNote (DeviceStatus status, double deviceRate, double groupRate)
+Note deviceNote (DeviceStatus status, double deviceRate, double groupRate)
 {
     if (status == DeviceStatus::none)
         return { NoteKind::warning, "No audio device. Everything but sound works." };
@@ -142,8 +135,10 @@ juce::Result changeOutput (PlaybackDevice& device, const juce::String& type, con
 
     if (name.isEmpty())
     {
-        const auto closed = close (manager);
-        return closed.wasOk() ? device.save() : closed;
+        auto setup = manager.getAudioDeviceSetup();
+        setup.inputDeviceName = setup.outputDeviceName = {};
+        const auto error = manager.setAudioDeviceSetup (setup, true);
+        return error.isEmpty() ? device.save() : juce::Result::fail (error);
     }
 
     const auto before = manager.getCurrentAudioDevice() != nullptr ? stateOf (manager) : nullptr;

@@ -23,14 +23,8 @@ namespace tessivar
 /** "Output latency 9.3 ms"; what the device doesn't tell is at least its buffer. */
 [[nodiscard]] juce::String latencyText (int latencySamples, int bufferSamples, double rate);
 
-struct DeviceNote
-{
-    NoteKind kind = NoteKind::plain;
-    juce::String text;
-};
-
 /** How the device and the Group get along. @param groupRate  Hz; 0: no Group is open */
-[[nodiscard]] DeviceNote deviceNote (DeviceStatus status, double deviceRate, double groupRate);
+[[nodiscard]] Note deviceNote (DeviceStatus status, double deviceRate, double groupRate);
 
 /** Opens an output; an empty name closes the device and means to have none. When it can't be opened, the one
     that was open before is opened again as it was and the result says why. The new choice is saved.

@@ -1,9 +1,12 @@
 #include "app/settings/ChoiceGroup.h"
 
+#include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 namespace tessivar
@@ -47,6 +50,12 @@ public:
         setMouseClickGrabsKeyboardFocus (false);
         setHasFocusOutline (true);
         setRadioGroupId (1, juce::dontSendNotification);
+    }
+
+    [[nodiscard]] int segmentWidth() const
+    {
+        return juce::roundToInt (std::ceil (segmentFont().getStringWidthFloat (choice.text)))
+               + 2 * segmentPadding;
     }
 
     void paintButton (juce::Graphics& g, bool over, bool) override
@@ -122,11 +131,9 @@ ChoiceGroup::ChoiceGroup (const juce::String& title, Style styleToUse, const std
 
     for (const auto& choice : choices)
     {
-        const auto index = static_cast<int> (entries.size());
-        auto entry = std::make_unique<Entry> (choice, style);
-        entry->onClick = [this, index] { choose (index); };
-        addAndMakeVisible (*entry);
-        entries.push_back (std::move (entry));
+        auto* entry = entries.add (new Entry (choice, style));
+        entry->onClick = [this, index = entries.size() - 1] { choose (index); };
+        addAndMakeVisible (entry);
     }
 
     select (0);
@@ -136,16 +143,15 @@ ChoiceGroup::~ChoiceGroup() = default;
 
 void ChoiceGroup::select (int index)
 {
-    if (! juce::isPositiveAndBelow (index, static_cast<int> (entries.size())))
+    if (! juce::isPositiveAndBelow (index, entries.size()))
         return;
 
     selected = index;
 
-    for (int i = 0; i < static_cast<int> (entries.size()); ++i)
+    for (auto* entry : entries)
     {
-        auto& entry = *entries[static_cast<std::size_t> (i)];
-        entry.setToggleState (i == index, juce::dontSendNotification);
-        entry.setWantsKeyboardFocus (i == index);
+        entry->setToggleState (entry == entries[index], juce::dontSendNotification);
+        entry->setWantsKeyboardFocus (entry == entries[index]);
     }
 }
 
@@ -155,20 +161,17 @@ void ChoiceGroup::choose (int index)
         return;
 
     select (index);
-
-    if (onSelect)
-        onSelect (index);
+    call (onSelect, index);
 }
 
 bool ChoiceGroup::keyPressed (const juce::KeyPress& key)
 {
-    const auto index = indexForKey (key, selected, static_cast<int> (entries.size()));
+    const auto index = indexForKey (key, selected, entries.size());
 
     if (! index)
         return false;
 
     choose (*index);
-
     takeFocus();
     return true;
 }
@@ -176,23 +179,15 @@ bool ChoiceGroup::keyPressed (const juce::KeyPress& key)
 void ChoiceGroup::takeFocus()
 {
     if (isShowing())
-        entries[static_cast<std::size_t> (selected)]->grabKeyboardFocus();
-}
-
-int ChoiceGroup::entryWidth (int index) const
-{
-    const auto words = entries[static_cast<std::size_t> (index)]->getButtonText();
-    return juce::roundToInt (std::ceil (segmentFont().getStringWidthFloat (words))) + 2 * segmentPadding;
+        entries[selected]->grabKeyboardFocus();
 }
 
 int ChoiceGroup::idealWidth() const
 {
-    int width = 2 * segmentInset;
-
-    for (int i = 0; i < static_cast<int> (entries.size()); ++i)
-        width += entryWidth (i);
-
-    return width;
+    return std::accumulate (entries.begin(),
+                            entries.end(),
+                            2 * segmentInset,
+                            [] (int sum, const Entry* entry) { return sum + entry->segmentWidth(); });
 }
 
 void ChoiceGroup::paint (juce::Graphics& g)
@@ -210,21 +205,19 @@ void ChoiceGroup::paint (juce::Graphics& g)
 void ChoiceGroup::resized()
 {
     auto area = getLocalBounds().reduced (ringRoom);
-
-    if (style == Style::segments)
-    {
-        area.reduce (segmentInset, segmentInset);
-
-        for (int i = 0; i < static_cast<int> (entries.size()); ++i)
-            entries[static_cast<std::size_t> (i)]->setBounds (area.removeFromLeft (entryWidth (i)));
-
-        return;
-    }
-
     const auto isPage = style == Style::pages;
 
-    for (auto& entry : entries)
+    if (style == Style::segments)
+        area.reduce (segmentInset, segmentInset);
+
+    for (auto* entry : entries)
     {
+        if (style == Style::segments)
+        {
+            entry->setBounds (area.removeFromLeft (entry->segmentWidth()));
+            continue;
+        }
+
         entry->setBounds (area.removeFromTop (isPage ? 36 : 32));
         area.removeFromTop (isPage ? 2 : 1);
     }

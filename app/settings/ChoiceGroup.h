@@ -5,15 +5,12 @@
 #include <juce_gui_basics/juce_gui_basics.h>
 
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace tessivar
 {
 
-/** A few choices, one of them selected. Tab reaches the selected one; the arrow keys, Home and End the
-    others.
-*/
+/** A few choices, one of them selected. Tab reaches that one; arrow keys, Home and End go to the others. */
 class ChoiceGroup : public juce::Component
 {
 public:
@@ -28,7 +25,7 @@ public:
     {
         juce::String text;
         Icon icon = Icon::none;
-        juce::Colour colour; // of the icon; transparent: as the words
+        juce::Colour colour{}; // of the icon; transparent: as the words
     };
 
     ChoiceGroup (const juce::String& title, Style styleToUse, const std::vector<Choice>& choices);
@@ -58,10 +55,9 @@ private:
     class Entry;
 
     void choose (int index);
-    [[nodiscard]] int entryWidth (int index) const;
 
     const Style style;
-    std::vector<std::unique_ptr<Entry>> entries;
+    juce::OwnedArray<Entry> entries;
     int selected = 0;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (ChoiceGroup)

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
+#include <set>
+#include <utility>
+#include <vector>
 
 namespace tessivar
 {
@@ -31,66 +35,43 @@ juce::String secondsText (double seconds)
     return (tenths % 10 == 0 ? juce::String (tenths / 10) : juce::String (tenths / 10.0, 1)) + " s";
 }
 
-bool isSameDay (juce::Time a, juce::Time b)
-{
-    return a.getYear() == b.getYear() && a.getDayOfYear() == b.getDayOfYear();
-}
-
 /** A speed or a length as it may stand in a settings file. */
 double positive (const juce::var& value)
 {
     const auto number = static_cast<double> (value);
     return std::isfinite (number) ? std::max (0.0, number) : 0.0;
 }
-
-template <typename Value, typename Words>
-ChoiceList<Value> listOf (std::vector<Value> values, Value chosen, const Words& words)
-{
-    ChoiceList<Value> result;
-
-    if (std::find (values.begin(), values.end(), chosen) == values.end())
-        values.insert (std::upper_bound (values.begin(), values.end(), chosen), chosen);
-
-    result.values = std::move (values);
-
-    for (const auto value : result.values)
-        result.texts.add (words (value));
-
-    result.selected = static_cast<int> (std::find (result.values.begin(), result.values.end(), chosen)
-                                        - result.values.begin());
-    return result;
-}
 } // namespace
 
 ChoiceList<int> threadChoices (int numCores, int chosen)
 {
-    ChoiceList<int> result;
-    result.values.push_back (0);
-    result.texts.add ("Automatic (" + juce::String (numCores) + (numCores == 1 ? " core)" : " cores)"));
-
-    for (int threads = 1; threads <= numCores; ++threads)
+    std::vector<int> counts (static_cast<std::size_t> (numCores) + 1);
+    std::iota (counts.begin(), counts.end(), 0);
+    const auto words = [numCores] (int count)
     {
-        result.values.push_back (threads);
-        result.texts.add (threads == 1 ? "1 thread" : juce::String (threads) + " threads");
-    }
+        const auto automatic =
+            "Automatic (" + juce::String (numCores) + (numCores == 1 ? " core)" : " cores)");
+        return count == 0 ? automatic : juce::String (count) + (count == 1 ? " thread" : " threads");
+    };
 
     // From a machine with more cores: as many as there are.
-    result.selected = std::clamp (chosen, 0, numCores);
-    return result;
+    return choicesOf (std::move (counts), std::clamp (chosen, 0, numCores), words);
 }
 
 ChoiceList<double> readAheadChoices (double chosen)
 {
-    return listOf<double> ({ 1.0, 2.0, 3.0, 5.0, 10.0, 20.0, 30.0 }, chosen, secondsText);
+    std::set<double> lengths{ 1.0, 2.0, 3.0, 5.0, 10.0, 20.0, 30.0, chosen };
+    return choicesOf (std::vector (lengths.begin(), lengths.end()), chosen, secondsText);
 }
 
 ChoiceList<int> pieceChoices (int chosen)
 {
+    std::set<int> sizes{ 8192, 16384, 32768, 65536, chosen };
     const auto words = [] (int frames) {
         return juce::String (frames) + " frames (" + juce::String (frames * bytesPerFrame / 1.0e6, 1)
                + " MB)";
     };
-    return listOf<int> ({ 8192, 16384, 32768, 65536 }, chosen, words);
+    return choicesOf (std::vector (sizes.begin(), sizes.end()), chosen, words);
 }
 
 int interfaceSizeIndex (int percent)
@@ -102,13 +83,9 @@ int interfaceSizeIndex (int percent)
 std::optional<std::int64_t> benchmarkFileBytes (std::optional<std::uint64_t> freeBytes)
 {
     const auto usual = DiskBenchmark::Options{}.fileBytes;
-
-    if (! freeBytes)
-        return usual;
-
-    const auto quarter =
-        static_cast<std::int64_t> (std::min (*freeBytes / 4, static_cast<std::uint64_t> (usual)));
-    return quarter >= smallestTest ? std::make_optional (quarter) : std::nullopt;
+    const auto bytes =
+        freeBytes ? static_cast<std::int64_t> (std::min (*freeBytes / 4, std::uint64_t (usual))) : usual;
+    return bytes >= smallestTest ? std::make_optional (bytes) : std::nullopt;
 }
 
 BenchmarkSummary BenchmarkSummary::of (const DiskBenchmark& result, const juce::File& folder, juce::Time when)
@@ -177,8 +154,9 @@ juce::String BenchmarkSummary::headline() const
 
 juce::String BenchmarkSummary::verdict (juce::Time now) const
 {
-    const auto day = isSameDay (when, now) ? juce::String ("today") : when.formatted ("%Y-%m-%d");
-    const auto tested = " Tested " + day + ", " + when.formatted ("%H:%M") + ".";
+    const auto day = when.formatted ("%Y-%m-%d");
+    const auto tested = " Tested " + (day == now.formatted ("%Y-%m-%d") ? juce::String ("today") : day) + ", "
+                        + when.formatted ("%H:%M") + ".";
 
     if (keepsUp)
         return folder + " is fast enough for any group." + tested;

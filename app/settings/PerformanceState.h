@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/settings/SettingsWidgets.h"
 #include "playback/DiskBenchmark.h"
 
 #include <juce_core/juce_core.h>
@@ -7,19 +8,9 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 namespace tessivar
 {
-
-/** Values to choose from, their names, and which is selected. */
-template <typename Value>
-struct ChoiceList
-{
-    std::vector<Value> values;
-    juce::StringArray texts;
-    int selected = 0;
-};
 
 /** 0 for one thread per core, then 1 to as many as there are cores. */
 [[nodiscard]] ChoiceList<int> threadChoices (int numCores, int chosen);
@@ -27,7 +18,7 @@ struct ChoiceList
 /** Seconds of read-ahead; an unusual value is added to the usual ones. */
 [[nodiscard]] ChoiceList<double> readAheadChoices (double chosen);
 
-/** Frames that are read at a time, and how long that is in a rendered track. */
+/** Frames that are read at a time, and the size of that in a rendered track. */
 [[nodiscard]] ChoiceList<int> pieceChoices (int chosen);
 
 /** Percent; 0: automatic. */
@@ -37,8 +28,7 @@ inline constexpr std::array interfaceSizes{ 0, 100, 125, 150, 200 };
 [[nodiscard]] int interfaceSizeIndex (int percent);
 
 /** Size of the test file: what DiskBenchmark takes by itself, or less where that would fill more than a
-    quarter of what
-    is free; nothing when there is too little for a test. @param freeBytes  nothing: not known
+    quarter of what is free; nothing when there is too little for a test. @param freeBytes  nothing: not known
 */
 [[nodiscard]] std::optional<std::int64_t> benchmarkFileBytes (std::optional<std::uint64_t> freeBytes);
 

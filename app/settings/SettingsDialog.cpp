@@ -1,10 +1,7 @@
 #include "app/settings/SettingsDialog.h"
 
-#include "app/settings/AbbreviationsPage.h"
-#include "app/settings/AudioPage.h"
 #include "app/settings/ChoiceGroup.h"
-#include "app/settings/FoldersPage.h"
-#include "app/settings/PerformancePage.h"
+#include "app/settings/SettingsPage.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -37,11 +34,11 @@ public:
         addAndMakeVisible (list);
         addAndMakeVisible (footnote);
 
-        for (auto* page : pages)
+        for (const auto& page : pages)
         {
             page->setExplicitFocusOrder (2);
             page->onFootnoteChanged = [this] { showFootnote(); };
-            addChildComponent (page);
+            addChildComponent (*page);
         }
 
         list.select (static_cast<int> (context.firstPage));
@@ -61,11 +58,9 @@ public:
     void paint (juce::Graphics& g) override
     {
         const auto card = getLocalBounds().toFloat().reduced (0.5f);
-        juce::Path shape;
-        shape.addRoundedRectangle (card, 12.0f);
         g.setGradientFill (juce::ColourGradient::vertical (
             juce::Colour (0xff1c2229), card.getY(), juce::Colour (0xff191e24), card.getBottom()));
-        g.fillPath (shape);
+        g.fillRoundedRectangle (card, DialogShadow::cornerRadius);
 
         const auto body = getLocalBounds().withTrimmedTop (headerHeight).withTrimmedBottom (footerHeight);
         g.setColour (palette::panel);
@@ -75,7 +70,7 @@ public:
         g.fillRect (body.withHeight (1).reduced (1, 0));
         g.fillRect (body.withTop (body.getBottom()).withHeight (1).reduced (1, 0));
         g.setColour (palette::dialogEdge);
-        g.strokePath (shape, juce::PathStrokeType (1.0f));
+        g.drawRoundedRectangle (card, DialogShadow::cornerRadius, 1.0f);
 
         g.setColour (palette::textHigh);
         g.setFont (fonts::inter (15.0f, fonts::Weight::semibold));
@@ -99,7 +94,7 @@ public:
         list.setBounds (area.removeFromLeft (listWidth).reduced (9, 12).withTrimmedTop (1).expanded (
             ChoiceGroup::ringRoom));
 
-        for (auto* page : pages)
+        for (const auto& page : pages)
             page->setBounds (area.withTrimmedLeft (1));
     }
 
@@ -123,10 +118,10 @@ private:
     void showPage (int index)
     {
         leave();
-        current = pages[static_cast<std::size_t> (index)];
+        current = pages[static_cast<std::size_t> (index)].get();
 
-        for (auto* page : pages)
-            page->setVisible (page == current);
+        for (const auto& page : pages)
+            page->setVisible (page.get() == current);
 
         current->open();
         showFootnote();
@@ -148,15 +143,14 @@ private:
     IconButton closeSign{ "Close settings", Icon::close };
     ChoiceGroup list{ "Pages",
                       ChoiceGroup::Style::pages,
-                      { { "Audio device", Icon::device, {} },
-                        { "Abbreviations", Icon::tag, {} },
-                        { "Folders", Icon::folder, {} },
-                        { "Performance", Icon::gauge, {} } } };
-    AudioPage audio{ context };
-    AbbreviationsPage abbreviations{ context };
-    FoldersPage folders{ context };
-    PerformancePage performance{ context };
-    const std::array<SettingsPage*, 4> pages{ &audio, &abbreviations, &folders, &performance };
+                      { { "Audio device", Icon::device },
+                        { "Abbreviations", Icon::tag },
+                        { "Folders", Icon::folder },
+                        { "Performance", Icon::gauge } } };
+    const std::array<std::unique_ptr<SettingsPage>, 4> pages{ makeAudioPage (context),
+                                                              makeAbbreviationsPage (context),
+                                                              makeFoldersPage (context),
+                                                              makePerformancePage (context) };
     SettingsPage* current = nullptr;
     TextBlock footnote{ TextBlock::Kind::hint };
     bool wasShown = false;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "app/settings/SettingsDialog.h"
 #include "app/settings/SettingsWidgets.h"
 
 #include <functional>
+#include <memory>
 #include <utility>
 
 namespace tessivar
@@ -41,7 +43,7 @@ public:
     std::function<void()> onFootnoteChanged;
 
 protected:
-    /** Shows the current state. */
+    /** Shows the current settings. */
     virtual void enter() = 0;
 
     /** Called once for each enter(). */
@@ -49,18 +51,27 @@ protected:
 
     // Of the layout, in logical pixels.
     static constexpr int inset = 20, labelHeight = 16, labelGap = 6, fieldHeight = 32, columnGap = 16;
-    static constexpr int rowPitch = 71, smallButtonHeight = 28;
+    static constexpr int smallButtonHeight = 28;
 
     [[nodiscard]] juce::Rectangle<int> contentArea() const { return getLocalBounds().reduced (inset); }
 
-    /** Puts a label and the field below it at the top of an area; returns the field's area. */
+    /** Width of a column where there are two. */
+    [[nodiscard]] int columnWidth() const { return (contentArea().getWidth() - columnGap) / 2; }
+
+    /** Puts components on the page, fields with their labels. */
+    template <typename... Components>
+    void add (Components&... components)
+    {
+        (addOne (components), ...);
+    }
+
+    /** Puts a label at the top of an area, takes it and the row below from the area, and returns the row. */
     static juce::Rectangle<int>
-    placeField (juce::Component& label, juce::Component& field, juce::Rectangle<int> area)
+    takeRow (juce::Component& label, juce::Rectangle<int>& area, int gap = labelGap, int height = fieldHeight)
     {
         label.setBounds (area.removeFromTop (labelHeight));
-        area.removeFromTop (labelGap);
-        field.setBounds (area.removeFromTop (fieldHeight));
-        return field.getBounds();
+        area.removeFromTop (gap);
+        return area.removeFromTop (height);
     }
 
     /** Call this before a click disables or hides its own button, or the focus, and with it Escape, is lost.
@@ -71,14 +82,29 @@ protected:
             to.grabKeyboardFocus();
     }
 
-    void footnoteChanged() const
+private:
+    template <typename Component>
+    void addOne (Component& component)
     {
-        if (onFootnoteChanged)
-            onFootnoteChanged();
+        if constexpr (requires { component.label; })
+            addAndMakeVisible (component.label);
+
+        addAndMakeVisible (component);
     }
 
-private:
     bool front = false;
 };
+
+/** Driver, output, channels, buffer and rate of the sound device. Each change reopens it at once. */
+[[nodiscard]] std::unique_ptr<SettingsPage> makeAudioPage (const SettingsDialogContext& context);
+
+/** The lists by which file names tell their drum types. */
+[[nodiscard]] std::unique_ptr<SettingsPage> makeAbbreviationsPage (const SettingsDialogContext& context);
+
+/** Where temporary files go, and where an export starts. */
+[[nodiscard]] std::unique_ptr<SettingsPage> makeFoldersPage (const SettingsDialogContext& context);
+
+/** Threads and method of the analysis, read-ahead, disk benchmark, size and motion of the interface. */
+[[nodiscard]] std::unique_ptr<SettingsPage> makePerformancePage (const SettingsDialogContext& context);
 
 } // namespace tessivar

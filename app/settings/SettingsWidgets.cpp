@@ -4,6 +4,7 @@
 #include "ui/Palette.h"
 #include "ui/TessivarLookAndFeel.h"
 
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -12,7 +13,6 @@ namespace tessivar
 
 namespace
 {
-constexpr float hintSize = 12.0f, valueSize = 13.0f;
 constexpr float hintLineSpacing = 2.5f; // lines of 17 px
 
 struct NoteLook
@@ -21,41 +21,29 @@ struct NoteLook
     juce::Colour colour;
 };
 
-NoteLook lookOf (NoteKind kind)
-{
-    switch (kind)
-    {
-        case NoteKind::good:
-            return { Icon::tick, palette::green };
-        case NoteKind::warning:
-            return { Icon::warning, palette::amber };
-        case NoteKind::failure:
-            return { Icon::cross, palette::red };
-        case NoteKind::plain:
-            break;
-    }
+// In the order of NoteKind.
+const std::array<NoteLook, 4> noteLooks{ { { Icon::ring, palette::textLow },
+                                           { Icon::tick, palette::green },
+                                           { Icon::warning, palette::amber },
+                                           { Icon::cross, palette::red } } };
 
-    return { Icon::ring, palette::textLow };
-}
-
-juce::TextLayout layOut (const juce::String& text, const juce::Font& font, juce::Colour colour, float width)
+juce::Font fontOf (TextBlock::Kind kind)
 {
-    juce::AttributedString attributed;
-    attributed.append (text, font, colour);
-    attributed.setLineSpacing (hintLineSpacing);
-    juce::TextLayout layout;
-    layout.createLayout (attributed, width);
-    return layout;
-}
-
-std::unique_ptr<juce::AccessibilityHandler> staticText (juce::Component& component, const juce::String& text)
-{
-    component.setTitle (text);
-    return std::make_unique<juce::AccessibilityHandler> (component, juce::AccessibilityRole::staticText);
+    return fonts::inter (kind == TextBlock::Kind::value ? 13.0f : 12.0f,
+                         kind == TextBlock::Kind::label ? fonts::Weight::medium : fonts::Weight::regular);
 }
 } // namespace
 
-TextBlock::TextBlock (Kind kindToUse, const juce::String& words) : kind (kindToUse), text (words)
+std::unique_ptr<juce::AccessibilityHandler> StaticText::createAccessibilityHandler()
+{
+    return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::staticText);
+}
+
+TextBlock::TextBlock (Kind kind, const juce::String& words)
+    : font (fontOf (kind)), usualInk (kind == Kind::value   ? palette::textHigh
+                                      : kind == Kind::label ? palette::textMid
+                                                            : palette::textLow),
+      wraps (kind == Kind::hint)
 {
     setInterceptsMouseClicks (false, false);
     setTitle (words);
@@ -63,10 +51,9 @@ TextBlock::TextBlock (Kind kindToUse, const juce::String& words) : kind (kindToU
 
 void TextBlock::setText (const juce::String& words)
 {
-    if (words == text)
+    if (words == getTitle())
         return;
 
-    text = words;
     setTitle (words);
     repaint();
 }
@@ -77,58 +64,41 @@ void TextBlock::setWarning (bool shouldWarn)
         repaint();
 }
 
-juce::Colour TextBlock::ink() const
-{
-    if (warns)
-        return palette::amber;
-
-    return kind == Kind::value   ? palette::textHigh
-           : kind == Kind::label ? palette::textMid
-                                 : palette::textLow;
-}
-
-juce::Font TextBlock::font() const
-{
-    if (kind == Kind::value)
-        return fonts::inter (valueSize);
-
-    return fonts::inter (hintSize, kind == Kind::label ? fonts::Weight::medium : fonts::Weight::regular);
-}
-
 int TextBlock::idealWidth() const
 {
-    return juce::roundToInt (std::ceil (font().getStringWidthFloat (text))) + 1;
+    return juce::roundToInt (std::ceil (font.getStringWidthFloat (getTitle()))) + 1;
 }
 
 void TextBlock::paint (juce::Graphics& g)
 {
-    if (kind == Kind::hint)
+    const auto ink = warns ? palette::amber : usualInk;
+
+    if (wraps)
     {
-        layOut (text, font(), ink(), static_cast<float> (getWidth())).draw (g, getLocalBounds().toFloat());
+        juce::AttributedString words;
+        words.append (getTitle(), font, ink);
+        words.setLineSpacing (hintLineSpacing);
+        juce::TextLayout layout;
+        layout.createLayout (words, static_cast<float> (getWidth()));
+        layout.draw (g, getLocalBounds().toFloat());
         return;
     }
 
-    g.setColour (ink());
-    g.setFont (font());
-    g.drawText (text, getLocalBounds(), juce::Justification::centredLeft, true);
+    g.setColour (ink);
+    g.setFont (font);
+    g.drawText (getTitle(), getLocalBounds(), juce::Justification::centredLeft, true);
 }
 
-std::unique_ptr<juce::AccessibilityHandler> TextBlock::createAccessibilityHandler()
+void NoteBox::show (const Note& note)
 {
-    return staticText (*this, text);
-}
-
-void NoteBox::show (NoteKind newKind, const juce::String& words)
-{
-    kind = newKind;
-    text = words;
-    setTitle (words);
+    kind = note.kind;
+    setTitle (note.text);
     repaint();
 }
 
 void NoteBox::paint (juce::Graphics& g)
 {
-    const auto look = lookOf (kind);
+    const auto look = noteLooks[static_cast<std::size_t> (kind)];
     auto area = getLocalBounds().toFloat();
     g.setColour (look.colour.withAlpha (0.1f));
     g.fillRoundedRectangle (area, 8.0f);
@@ -136,17 +106,12 @@ void NoteBox::paint (juce::Graphics& g)
 
     // Two lines at most: the reason why a device can't be opened may be a long one.
     g.setColour (palette::textMid);
-    g.setFont (fonts::inter (valueSize));
+    g.setFont (fonts::inter (13.0f));
     g.drawFittedText (
-        text, area.withTrimmedRight (10.0f).toNearestInt(), juce::Justification::centredLeft, 2, 1.0f);
+        getTitle(), area.withTrimmedRight (10.0f).toNearestInt(), juce::Justification::centredLeft, 2, 1.0f);
 }
 
-std::unique_ptr<juce::AccessibilityHandler> NoteBox::createAccessibilityHandler()
-{
-    return staticText (*this, text);
-}
-
-SettingsCombo::SettingsCombo (const juce::String& title)
+SettingsCombo::SettingsCombo (const juce::String& title) : label (TextBlock::Kind::label, title)
 {
     setTitle (title);
     setWantsKeyboardFocus (true);
@@ -162,6 +127,7 @@ void SettingsCombo::setChoices (const juce::StringArray& choices, int selectedIn
 }
 
 PathField::PathField (const juce::String& title, const juce::String& whenEmpty)
+    : label (TextBlock::Kind::label, title)
 {
     setTitle (title);
     setReadOnly (true);
@@ -179,12 +145,6 @@ void drawCard (juce::Graphics& g, juce::Rectangle<int> area)
     g.fillRoundedRectangle (card, 8.0f);
     g.setColour (palette::line);
     g.drawRoundedRectangle (card.reduced (0.5f), 8.0f, 1.0f);
-}
-
-void drawDivider (juce::Graphics& g, juce::Rectangle<int> area, int y)
-{
-    g.setColour (palette::line);
-    g.fillRect (area.getX(), y, area.getWidth(), 1);
 }
 
 } // namespace tessivar
