@@ -1,6 +1,7 @@
 #include "jobs/AudioFileChunks.h"
 
 #include "model/ForeignText.h"
+#include "model/audiofile/ChunkReading.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

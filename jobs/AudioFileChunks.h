@@ -1,7 +1,7 @@
 #pragma once
 
 #include "jobs/ExportPlan.h"
-#include "model/audiofile/SourceChunks.h"
+#include "model/SourceChunks.h"
 
 #include <juce_core/juce_core.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "model/SourceChunks.h"
 #include "model/TrackRecord.h"
 #include "model/TrackSamples.h"
-#include "model/audiofile/SourceChunks.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/TrackFindings.h"

@@ -1,7 +1,6 @@
 #include "model/groupfile/GroupTail.h"
 
 #include "model/LittleEndian.h"
-#include "model/audiofile/AudioIntake.h"
 #include "model/groupfile/PropertyList.h"
 #include "platform/DiskNames.h"
 #include "terms/AnalysisMethod.h"

@@ -2,6 +2,7 @@
 
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
+#include "model/audiofile/ChunkReading.h"
 #include "terms/ChannelLayout.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"

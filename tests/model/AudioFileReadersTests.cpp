@@ -1,6 +1,6 @@
 #include "model/LittleEndian.h"
 #include "model/audiofile/AudioFileReaders.h"
-#include "model/audiofile/SourceChunks.h"
+#include "model/audiofile/ChunkReading.h"
 #include "tests/model/AudioFileBuilders.h"
 
 #include <catch2/catch.hpp>
