@@ -1,7 +1,9 @@
 #pragma once
 
 #include "terms/DrumType.h"
+#include "terms/SampleRates.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -48,6 +50,11 @@ inline constexpr std::array<RateParameters, 5> supportedRates{ { { 44100, 1024, 
                                                                  { 88200, 2048, 512, 16384 },
                                                                  { 96000, 2048, 512, 17833 },
                                                                  { 192000, 4096, 1024, 35666 } } };
+static_assert (std::equal (supportedRates.begin(),
+                           supportedRates.end(),
+                           supportedSampleRates.begin(),
+                           supportedSampleRates.end(),
+                           [] (const auto& row, int rate) { return row.sampleRate == rate; }));
 
 /** What the analysis needs to know about a track to lay out its work. */
 struct TrackShape

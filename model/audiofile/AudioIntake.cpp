@@ -2,6 +2,7 @@
 
 #include "model/audiofile/AudioFileReaders.h"
 #include "platform/DiskNames.h"
+#include "terms/SampleRates.h"
 
 #include <algorithm>
 #include <cmath>
@@ -142,13 +143,6 @@ Decoding decode (AudioFileReader& reader,
     return Decoding::finished;
 }
 } // namespace
-
-bool isSupportedSampleRate (double sampleRate)
-{
-    return std::any_of (supportedSampleRates.begin(),
-                        supportedSampleRates.end(),
-                        [=] (int rate) { return sampleRate == static_cast<double> (rate); });
-}
 
 std::optional<IntakeRefusal> checkTrack (const String& name,
                                          double sampleRate,

@@ -14,11 +14,6 @@
 namespace tessivar
 {
 
-/** The sample rates that can be analysed, in Hz. */
-inline constexpr std::array<int, 5> supportedSampleRates{ 44100, 48000, 88200, 96000, 192000 };
-
-[[nodiscard]] bool isSupportedSampleRate (double sampleRate);
-
 /** Samples in one block of the waveform overview; a file shorter than one block is discarded. */
 inline constexpr int intakeBlockLength = 16384;
 

@@ -6,6 +6,7 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "terms/SampleRates.h"
 #include "terms/TrackFindings.h"
 
 #include <algorithm>

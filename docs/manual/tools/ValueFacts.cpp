@@ -13,6 +13,7 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "terms/SampleRates.h"
 #include "ui/KnobGeometry.h"
 
 namespace tessivar

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+
+namespace tessivar
+{
+
+/** The sample rates that can be analyzed, in Hz. */
+inline constexpr std::array supportedSampleRates{ 44100, 48000, 88200, 96000, 192000 };
+
+constexpr bool isSupportedSampleRate (double sampleRate)
+{
+    return std::find (supportedSampleRates.begin(), supportedSampleRates.end(), sampleRate)
+           != supportedSampleRates.end();
+}
+
+} // namespace tessivar
