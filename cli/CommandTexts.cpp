@@ -246,7 +246,9 @@ std::string bashCompletion()
     while IFS= read -r candidate; do
         case "${candidate,,}" in
             *.dls) COMPREPLY+=("$candidate") ;;
-            *.wav | *.aiff | *.aif | *.caf | *.flac | *.ogg) [[ $1 == groups ]] || COMPREPLY+=("$candidate") ;;
+            *.wav | *.aiff | *.aif | *.caf | *.flac | *.ogg)
+                [[ $1 == groups ]] || COMPREPLY+=("$candidate")
+                ;;
         esac
     done < <(compgen -f -- "$cur")
 }

@@ -54,8 +54,8 @@ endfunction()
 # file another thread had opened in between. Its pipe was also left open in every other child.
 #
 # Names of files that are no UTF-8 came in as they were, and strings then read past their end. They are
-# carried as platform/DiskNames tells: what comes from the system is turned into text, and overloads for JUCE's
-# own pointers to text give it back its bytes.
+# carried as platform/DiskNames tells: what comes from the system is turned into text, and overloads for
+# JUCE's own pointers to text give it back its bytes.
 tessivar_mend_juce_file(juce_core native/juce_posix_SharedCode.h
     [=[namespace juce
 {

@@ -25,7 +25,8 @@ set(withoutJuce platform/Memory.h)
 set(engine_platform ${withoutJuce})
 set(tests/engine_platform ${withoutJuce})
 
-# Headers of the operating system, and the only folder whose sources may include them. Nothing else includes what lies there.
+# Headers of the operating system, and the only folder whose sources may include them. Nothing else includes
+# what lies there.
 set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
 set(system_at "^platform/posix/")
 
@@ -127,8 +128,8 @@ foreach(room IN LISTS rooms)
     endforeach()
 endforeach()
 
-# No circle leads from a folder through another one and back. First all goes that is on none: again and again what
-# includes nothing that is left. Then each way out of a folder is walked on, to see whether it comes back.
+# No circle leads from a folder through another one and back. First all goes that is on none: again and again
+# what includes nothing that is left. Then each way out of a folder is followed, to see whether it comes back.
 list(REMOVE_DUPLICATES units)
 set(left ${units})
 set(numBefore -1)
