@@ -189,17 +189,18 @@ std::shared_ptr<const MiniWave> BrowserPresenter::miniWaveFor (const TrackState&
     std::vector<EnvelopeColumn> columns (miniWaveColumns);
     auto wave = std::make_shared<MiniWave>();
     wave->numColumns = miniWaveColumns;
+    const auto addPeaks = [&] (std::vector<float>& dest)
+    {
+        for (std::size_t i = 0; i < std::min (numReady, columns.size()); ++i)
+            dest.push_back (std::min (1.0f, columns[i].peak()));
+    };
     waveform->source->query (0.0, length, columns);
-
-    for (std::size_t i = 0; i < std::min (numReady, columns.size()); ++i)
-        wave->source.push_back (std::min (1.0f, columns[i].peak()));
+    addPeaks (wave->source);
 
     if (track.hasProcessedOutput() && waveform->energies != nullptr)
     {
         waveform->energies->estimate (*waveform->source, soundingWeights (track), 0.0, length, columns);
-
-        for (std::size_t i = 0; i < std::min (numReady, columns.size()); ++i)
-            wave->kept.push_back (std::min (1.0f, columns[i].peak()));
+        addPeaks (wave->kept);
     }
 
     cached = { wave, knobs, ready };

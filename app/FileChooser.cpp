@@ -72,9 +72,8 @@ std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)
     chooser.launchAsync (flags,
                          [&] (const juce::FileChooser& done)
                          {
-                             for (const auto& file : done.getResults())
-                                 files.push_back (file);
-
+                             const auto results = done.getResults();
+                             files.assign (results.begin(), results.end());
                              finished = true;
                          });
 
@@ -156,17 +155,15 @@ std::vector<juce::File> chooseFiles (const FileChooserRequest& wanted)
     // kdialog can't choose several folders.
     const auto useKdialog = kdialog != juce::File() && request.kind != Kind::chooseFolders;
     const auto prefersKdialog = environmentVariable ("XDG_CURRENT_DESKTOP").contains ("KDE");
-    std::vector<juce::File> files;
 
     if (useKdialog && (prefersKdialog || zenity == juce::File()))
-        files = filesFrom (outputOf (kdialogArguments (request)), "\n");
-    else if (zenity != juce::File())
-        files = filesFrom (outputOf (zenityArguments (request)),
-                           request.wantsSeveral() ? separator : juce::String());
-    else
-        files = chooseWithOwnBrowser (request);
+        return filesFrom (outputOf (kdialogArguments (request)), "\n");
 
-    return files;
+    if (zenity != juce::File())
+        return filesFrom (outputOf (zenityArguments (request)),
+                          request.wantsSeveral() ? separator : juce::String());
+
+    return chooseWithOwnBrowser (request);
 }
 
 } // namespace tessivar

@@ -104,10 +104,8 @@ public:
     void parentHierarchyChanged() override
     {
         // Off the screen: what it works on may go before it does.
-        if (getParentComponent() == nullptr && wasShown)
+        if (getParentComponent() == nullptr)
             leave();
-
-        wasShown = getParentComponent() != nullptr;
     }
 
 protected:
@@ -153,7 +151,6 @@ private:
                                                               makePerformancePage (context) };
     SettingsPage* current = nullptr;
     TextBlock footnote{ TextBlock::Kind::hint };
-    bool wasShown = false;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingsDialog)
 };
