@@ -128,9 +128,11 @@ public:
 
         area.removeFromTop (2 * dividerGap);
         auto right = area.removeFromRight (motion.idealWidth());
-        motion.setBounds (takeRow (motionLabel, right, 4, segmentsHeight).expanded (ChoiceGroup::ringRoom));
-        size.setBounds (takeRow (sizeLabel, area, 4, segmentsHeight)
-                            .withWidth (size.idealWidth())
+        // The trough may go a little below the content.
+        motion.setBounds (
+            takeRow (motionLabel, right, 4).withHeight (segmentsHeight).expanded (ChoiceGroup::ringRoom));
+        size.setBounds (takeRow (sizeLabel, area, 4)
+                            .withSize (size.idealWidth(), segmentsHeight)
                             .expanded (ChoiceGroup::ringRoom));
     }
 
