@@ -242,11 +242,6 @@ private:
 
     [[nodiscard]] bool isHiHat (int index) const { return trackShape (index).drumType == DrumType::hiHat; }
 
-    [[nodiscard]] bool hasHiHat() const
-    {
-        return std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
-    }
-
     /** Index into active of the first track of a type, in Group order. */
     [[nodiscard]] std::optional<std::size_t> firstOfType (DrumType type) const
     {
@@ -259,7 +254,8 @@ private:
 
     AnalysisStatus renderTracks()
     {
-        const auto withHiHat = hasHiHat();
+        const auto withHiHat =
+            std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
         auto* scratch = storage.scratch (scratchPlane::count (withHiHat, options.keepAllComponents),
                                          result.shape.lengthInSamples);
 

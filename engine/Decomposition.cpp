@@ -44,25 +44,26 @@ public:
 
     void done()
     {
-        {
-            const std::lock_guard lock (positionLock);
-            ++position;
-        }
-
-        moved.notify_all();
+        change ([this] { ++position; });
     }
 
     void cancel()
     {
+        change ([this] { cancelled = true; });
+    }
+
+private:
+    template <typename Edit>
+    void change (const Edit& edit)
+    {
         {
             const std::lock_guard lock (positionLock);
-            cancelled = true;
+            edit();
         }
 
         moved.notify_all();
     }
 
-private:
     // Guards position and cancelled.
     std::mutex positionLock;
     std::condition_variable moved;

@@ -40,9 +40,6 @@ InterferenceModel::InterferenceModel (std::span<const DrumType> drumTypes,
 
 void InterferenceModel::findLoudest (const float* power)
 {
-    const auto louder = [power] (std::uint32_t a, std::uint32_t b)
-    { return power[a] > power[b] || (power[a] == power[b] && a < b); };
-
     // The loudest frames of numLoud different groups are numLoud frames, so none of the numLoud loudest lies
     // below the quietest of them. That leaves few candidates, found without sorting all frames.
     auto threshold = -1.0f;
@@ -66,20 +63,18 @@ void InterferenceModel::findLoudest (const float* power)
         numCandidates += power[t] >= threshold ? 1 : 0;
     }
 
-    std::nth_element (loudest.begin(),
-                      loudest.begin() + static_cast<std::ptrdiff_t> (numLoud - 1),
-                      loudest.begin() + static_cast<std::ptrdiff_t> (numCandidates),
-                      louder);
+    moveLargestToFront (
+        std::span (loudest).first (numCandidates), numLoud, [power] (std::uint32_t t) { return power[t]; });
 }
 
-bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, const WorkControl& control)
+bool InterferenceModel::boundGains (const WorkControl& control)
 {
     for (std::size_t j = 0; j < numTracks; ++j)
     {
         if (control.stopRequested())
             return false;
 
-        const auto* own = power + j * rowStride;
+        const auto* own = powerOf (j);
         findLoudest (own);
 
         for (std::size_t i = 0; i < numTracks; ++i)
@@ -92,7 +87,7 @@ bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, c
                 continue;
             }
 
-            const auto* other = power + i * rowStride;
+            const auto* other = powerOf (i);
 
             for (std::size_t n = 0; n < numLoud; ++n)
                 ratios[n] = other[loudest[n]] / std::max (own[loudest[n]], 1.0e-20f);
@@ -100,24 +95,21 @@ bool InterferenceModel::boundGains (const float* power, std::size_t rowStride, c
             limit = std::min (0.5f, quantile (ratios, 0.2));
         }
 
-        boundByRises (j, power, rowStride);
+        boundByRises (j);
     }
 
     return true;
 }
 
-void InterferenceModel::boundByRises (std::size_t drum, const float* power, std::size_t rowStride)
+void InterferenceModel::boundByRises (std::size_t drum)
 {
-    const auto* own = power + drum * rowStride;
+    const auto* own = powerOf (drum);
     const auto rise = [own] (std::uint32_t t) { return riseAt (own, t); };
-    const auto begin = loudest.begin(), end = begin + static_cast<std::ptrdiff_t> ((numLoud + 1) / 2);
-    std::nth_element (begin,
-                      end - 1,
-                      begin + static_cast<std::ptrdiff_t> (numLoud),
-                      [&] (std::uint32_t a, std::uint32_t b)
-                      { return rise (a) > rise (b) || (! (rise (a) < rise (b)) && a < b); });
-    const auto onsets =
-        std::span (begin, std::partition (begin, end, [&] (std::uint32_t t) { return rise (t) > 0.0f; }));
+    const auto steepest = std::span (loudest).first ((numLoud + 1) / 2);
+    moveLargestToFront (std::span (loudest).first (numLoud), steepest.size(), rise);
+    const auto onsets = std::span (
+        steepest.begin(),
+        std::partition (steepest.begin(), steepest.end(), [&] (std::uint32_t t) { return rise (t) > 0.0f; }));
 
     if (onsets.empty())
         return; // nothing that sounds ever begins: nothing to learn
@@ -129,7 +121,7 @@ void InterferenceModel::boundByRises (std::size_t drum, const float* power, std:
         if (limit <= 0.0f)
             continue;
 
-        const auto* other = power + i * rowStride;
+        const auto* other = powerOf (i);
         const auto& rule = rules[i * numTracks + drum];
 
         for (std::size_t n = 0; n < onsets.size(); ++n)
@@ -140,12 +132,12 @@ void InterferenceModel::boundByRises (std::size_t drum, const float* power, std:
     }
 }
 
-void InterferenceModel::start (float* power, float* source, std::size_t rowStride)
+void InterferenceModel::start()
 {
     for (std::size_t i = 0; i < numTracks; ++i)
     {
-        auto* v = power + i * rowStride;
-        auto* p = source + i * rowStride;
+        auto* v = powerOf (i);
+        auto* p = rows.sources + i * rows.stride;
         const auto mean = kernels::rowSum (v, numFrames) / static_cast<double> (numFrames);
         const auto lift = static_cast<float> (1.0e-7 * mean + 1.0e-20);
         const auto lowest = floors[i] = 0.001f * lift;
@@ -174,10 +166,12 @@ void InterferenceModel::updateGains()
 
 bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride, const WorkControl& control)
 {
-    if (! boundGains (power, rowStride, control))
+    rows = { power, source, rowStride };
+
+    if (! boundGains (control))
         return false;
 
-    start (power, source, rowStride);
+    start();
 
     // Each pass over the frames updates the drums with the gains of the pass before and sums up for the next
     // gains, while a block of frames lies in the cache.
@@ -192,11 +186,10 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
                 return false;
 
             if (pass > 0)
-                kernels::interferenceUpdate (modelBlock (power, source, rowStride, first), floors.data());
+                kernels::interferenceUpdate (modelBlock (first), floors.data());
 
             if (pass < numUpdates)
-                kernels::interferenceSums (
-                    numerators.data(), denominators.data(), modelBlock (power, source, rowStride, first));
+                kernels::interferenceSums (numerators.data(), denominators.data(), modelBlock (first));
         }
 
         if (pass < numUpdates)
@@ -204,41 +197,39 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
     }
 
     // The leakage takes the place of the power, which every caller can compute again.
-    auto all = blockAt (power, source, rowStride, 0);
+    auto all = blockAt (0);
     all.numFrames = kernels::wholeVectors (numFrames);
 
     for (std::size_t i = 0; i < numTracks; ++i)
-        kernels::leakageOf (power + i * rowStride, all, i);
+        kernels::leakageOf (powerOf (i), all, i);
 
     return true;
 }
 
-kernels::InterferenceBlock
-InterferenceModel::blockAt (float* power, float* source, std::size_t rowStride, std::size_t first)
+kernels::InterferenceBlock InterferenceModel::blockAt (std::size_t first)
 {
     return { .numTracks = numTracks,
              .numFrames = kernels::wholeVectors (std::min (frameBlock, numFrames - first)),
-             .rowStride = rowStride,
-             .power = power + first,
-             .sources = source + first,
+             .rowStride = rows.stride,
+             .power = rows.power + first,
+             .sources = rows.sources + first,
              .scratchStride = frameBlock,
              .reciprocals = reciprocals.data(),
              .quotients = quotients.data(),
              .gains = gain.data() };
 }
 
-kernels::InterferenceBlock
-InterferenceModel::modelBlock (float* power, float* source, std::size_t rowStride, std::size_t first)
+kernels::InterferenceBlock InterferenceModel::modelBlock (std::size_t first)
 {
-    const auto block = blockAt (power, source, rowStride, first);
+    const auto block = blockAt (first);
     const auto numValid = std::min (frameBlock, numFrames - first);
 
     // Frames that only fill the last vector: finite here, and of no weight in any sum below.
     for (std::size_t i = 0; i < numTracks; ++i)
         for (auto t = numValid; t < block.numFrames; ++t)
         {
-            power[i * rowStride + first + t] = 0.0f;
-            source[i * rowStride + first + t] = 1.0f;
+            rows.power[i * rows.stride + first + t] = 0.0f;
+            rows.sources[i * rows.stride + first + t] = 1.0f;
         }
 
     kernels::interferenceModel (block);

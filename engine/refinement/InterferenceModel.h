@@ -44,22 +44,29 @@ private:
     /** Puts a track's numLoud loudest frames first in loudest, in any order; of equal ones the earlier. */
     void findLoudest (const float* power);
 
-    [[nodiscard]] bool boundGains (const float* power, std::size_t rowStride, const WorkControl& control);
+    [[nodiscard]] bool boundGains (const WorkControl& control);
 
     /** Lowers the bounds of a drum's gains to what the onsets among its loudest frames allow: a microphone
         that does not rise with it holds its own drum's ring. */
-    void boundByRises (std::size_t drum, const float* power, std::size_t rowStride);
-    void start (float* power, float* source, std::size_t rowStride);
+    void boundByRises (std::size_t drum);
+    void start();
     void updateGains();
 
+    [[nodiscard]] float* powerOf (std::size_t track) { return rows.power + track * rows.stride; }
+
     /** The frames of a block, from first on, and the scratch for it. */
-    [[nodiscard]] kernels::InterferenceBlock
-    blockAt (float* power, float* source, std::size_t rowStride, std::size_t first);
+    [[nodiscard]] kernels::InterferenceBlock blockAt (std::size_t first);
 
     /** The same with the scratch filled by the model. */
-    [[nodiscard]] kernels::InterferenceBlock
-    modelBlock (float* power, float* source, std::size_t rowStride, std::size_t first);
+    [[nodiscard]] kernels::InterferenceBlock modelBlock (std::size_t first);
 
+    struct Rows
+    {
+        float *power = nullptr, *sources = nullptr;
+        std::size_t stride = 0;
+    };
+
+    Rows rows; // of the bin in hand
     const std::size_t numTracks, numFrames, numLoud;
     std::vector<DrumType> types;
     std::vector<RiseRule> rules;

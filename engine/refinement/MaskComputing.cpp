@@ -19,7 +19,7 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
     run.findings (track).leakageDb = fitted.evidence.leakageDb();
 
     const auto& shape = run.shape;
-    TilePlane plane (std::move (fitted.logRatios));
+    auto plane = std::move (fitted.logRatios);
     const auto isDone = run.forEach (
         static_cast<std::size_t> (shape.numSegments),
         progress,

@@ -224,7 +224,7 @@ std::optional<FittedModel> fitModel (RefinementRun& run, GatheredPowers powers, 
     FittedModel model{ {}, std::move (gains), std::move (powers.totals) };
 
     for (std::size_t i = 0; i < numTracks; ++i)
-        model.tracks.push_back ({ std::move (powers.tracks[i].upper),
+        model.tracks.push_back ({ LogRatioPlane (std::move (powers.tracks[i].upper)),
                                   std::move (powers.tracks[i].lower),
                                   std::move (evidence[i]) });
 

@@ -51,7 +51,7 @@ protected:
     const SpectrumShape* shape;
 };
 
-/** Codes by segment, bin and frame: what works on the whole length of a bin reads this. */
+/** Codes of powers by segment, bin and frame: what works on the whole length of a bin reads this. */
 class TilePlane : public Plane
 {
 public:
@@ -68,6 +68,13 @@ public:
     {
         return readCodes (segment * shape->tileCodes() + firstBin * tileFrames, codes);
     }
+};
+
+/** Log ratios of own drum and leakage, where the upper halves of the power were. */
+class LogRatioPlane : public TilePlane
+{
+public:
+    using TilePlane::TilePlane;
 };
 
 /** A track's mask by frame and bin, binStride codes a frame. */

@@ -71,7 +71,7 @@ private:
 
 struct FittedTrack
 {
-    TilePlane logRatios;         // of own drum and leakage
+    LogRatioPlane logRatios;
     Plane spare;                 // no longer in use
     SeparationEvidence evidence; // summed up over bands, not yet weighed
 };

@@ -28,12 +28,9 @@ std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
     for (std::size_t t = 0; t < frames.size(); ++t)
         frames[t] = static_cast<std::uint32_t> (t);
 
-    const auto keepLargest = [&frames] (std::size_t count, auto value)
+    const auto keepLargest = [&frames] (std::size_t count, const auto& value)
     {
-        const auto larger = [value] (std::uint32_t a, std::uint32_t b)
-        { return value (a) > value (b) || (! (value (a) < value (b)) && a < b); };
-        std::nth_element (
-            frames.begin(), frames.begin() + static_cast<std::ptrdiff_t> (count) - 1, frames.end(), larger);
+        moveLargestToFront (frames, count, value);
         frames.resize (count);
     };
 

@@ -16,7 +16,6 @@ public:
     EvidenceBands (std::size_t numBins, double binWidthHz);
 
     [[nodiscard]] std::size_t count() const { return firstBins.size() - 1; }
-    [[nodiscard]] std::size_t numBins() const { return firstBins.back(); }
     [[nodiscard]] std::size_t firstBin (std::size_t band) const { return firstBins[band]; }
     [[nodiscard]] std::size_t endBin (std::size_t band) const { return firstBins[band + 1]; }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 
@@ -26,6 +27,21 @@ inline float quantile (std::span<float> values, double fraction)
 
     const auto upper = *std::min_element (nth + 1, values.end());
     return lower + static_cast<float> (position - static_cast<double> (index)) * (upper - lower);
+}
+
+/** Moves the indices of the count largest values (at least 1) to the front, in any order; of equal values the
+    lower indices. */
+template <typename ValueOf>
+void moveLargestToFront (std::span<std::uint32_t> indices, std::size_t count, const ValueOf& valueOf)
+{
+    std::nth_element (indices.begin(),
+                      indices.begin() + static_cast<std::ptrdiff_t> (count - 1),
+                      indices.end(),
+                      [&] (std::uint32_t a, std::uint32_t b)
+                      {
+                          const auto x = valueOf (a), y = valueOf (b);
+                          return x > y || (! (x < y) && a < b);
+                      });
 }
 
 /** The mean of the largest values; reorders them. 0 for no values. */
