@@ -106,7 +106,7 @@ void RecoveredAudio::attachTo (TrackState& track,
         track.findings = {};
 
         if (track.source != nullptr)
-            notes.add (track.name + ": what the analysis gave is gone. The Group has to be analysed again.");
+            notes.add (track.name + ": what the analysis gave is gone. The Group has to be analyzed again.");
     }
 }
 
