@@ -51,7 +51,8 @@ def mismatches(faults, sources):
 
 
 def run(command, folder, **options):
-    return subprocess.run(command, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **options)
+    return subprocess.run(command, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          errors="replace", **options)
 
 
 def copy_of_sources():
