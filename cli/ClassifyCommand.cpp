@@ -1,6 +1,6 @@
-#include "cli/ClassifyCommand.h"
+#include "cli/Commands.h"
 
-#include "cli/CommandTable.h"
+#include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
 
@@ -9,12 +9,12 @@
 namespace tessivar
 {
 
-int runClassify (const std::vector<std::string>& names, const CommandContext& context)
+int runClassify (const Invocation& invocation, const CommandContext& context)
 {
     std::vector<std::vector<juce::String>> rows{ { "Name", "Type", "TYPE", "Why" } };
-    for (const auto& name : names)
+    for (const auto& name : invocation.operands)
     {
-        const auto path = juce::String::fromUTF8 (name.data(), static_cast<int> (name.size()));
+        const auto path = textOf (name);
         const auto classification = classifyTrackFile (path);
         rows.push_back ({ printable (path),
                           typeText (classification.drumType),

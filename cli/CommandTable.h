@@ -59,6 +59,7 @@ struct CommandSpec
 struct ExitCodeSpec
 {
     int code = 0;
+    const char* word = ""; // in JSON
     std::string_view meaning{};
 };
 

@@ -1,6 +1,6 @@
-#include "cli/DemoCommand.h"
+#include "cli/Commands.h"
 
-#include "cli/CommandTable.h"
+#include "cli/Arguments.h"
 #include "cli/InputFiles.h"
 #include "cli/TerminalText.h"
 #include "jobs/ExportTracks.h"
@@ -32,15 +32,12 @@ copyLicence (const juce::File& source, const juce::File& target, OutputRules& ru
 }
 } // namespace
 
-int runDemo (const std::string& folderArgument, bool overwrite, const CommandContext& context)
+int runDemo (const Invocation& invocation, const CommandContext& context)
 {
+    const auto overwrite = invocation.has ("--overwrite");
     juce::File folder;
-    const auto named = fileFromArgument (folderArgument, folder);
-    if (named.failed())
-    {
-        context.tellError (named.getErrorMessage());
-        return exitCode::usage;
-    }
+    if (const auto named = fileFromArgument (invocation.operands.front(), folder); named.failed())
+        return context.fail (exitCode::usage, named.getErrorMessage());
 
     const auto demoFolder = context.resourceFolder.getChildFile ("demo");
     const auto inputs = collectInputFiles ({ demoFolder.getFullPathName().toStdString() });
@@ -50,12 +47,8 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
         return exitCode::inputRefused;
 
     std::unique_ptr<TemporaryStore> store;
-    const auto opened = TemporaryStore::open (TemporaryStore::defaultFolder(), store);
-    if (opened.failed())
-    {
-        context.tellError (opened.getErrorMessage());
-        return exitCode::outputFailed;
-    }
+    if (const auto opened = TemporaryStore::open (TemporaryStore::defaultFolder(), store); opened.failed())
+        return context.fail (exitCode::outputFailed, opened.getErrorMessage());
 
     const WorkControl control{ .shouldStop = context.stopRequested, .setProgress = {} };
     ImportWarnings warnings;
@@ -64,16 +57,11 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
     {
         auto intake = importFile (file, 0.0, warnings, store.get(), control);
         if (intake.outcome.wasStopped())
-        {
-            context.tellError ("interrupted");
-            return exitCode::interrupted;
-        }
+            return context.failInterrupted();
         if (! intake.accepted())
-        {
-            context.tellError (intake.outcome.reason);
-            return intake.outcome.end == Outcome::End::noRoom ? exitCode::outputFailed
-                                                              : exitCode::inputRefused;
-        }
+            return context.fail (intake.outcome.end == Outcome::End::noRoom ? exitCode::outputFailed
+                                                                            : exitCode::inputRefused,
+                                 intake.outcome.reason);
         for (auto& track : intake.tracks)
             demo.tracks.push_back (std::move (track.state));
     }
@@ -86,10 +74,7 @@ int runDemo (const std::string& folderArgument, bool overwrite, const CommandCon
     for (const auto& error : report.errors)
         context.tellError (error);
     if (report.outcome.wasStopped())
-    {
-        context.tellError ("interrupted");
-        return exitCode::interrupted;
-    }
+        return context.failInterrupted();
 
     int numWritten = 0;
     for (const auto& track : report.tracks)

@@ -1,85 +1,47 @@
-#include "cli/EditCommand.h"
+#include "cli/Commands.h"
 
+#include "cli/Arguments.h"
 #include "cli/GroupInfo.h"
-#include "cli/InputFiles.h"
 #include "cli/JsonText.h"
-#include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
 #include "model/Group.h"
 #include "model/Outcomes.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "platform/DiskNames.h"
+#include "terms/DrumType.h"
+#include "terms/KnobValues.h"
 
-#include <algorithm>
+#include <optional>
 #include <ostream>
-#include <utility>
+#include <vector>
 
 namespace tessivar
 {
 
 namespace
 {
-
-juce::String textOf (const std::string& argument)
+/** What "edit" is asked to change. */
+struct EditRequest
 {
-    return juce::String::fromUTF8 (argument.c_str());
-}
+    juce::File groupFile;
+    juce::StringArray tracks; // patterns
+    std::optional<DrumType> type;
+    std::optional<float> focusA, fineA, focusB, fineB;
+    std::optional<KnobSetting> selected;
+    std::optional<bool> excluded;
+    std::optional<juce::String> newName;
+};
 
 juce::Result
 parseKnob (const Invocation& invocation, const char* option, float maximum, std::optional<float>& value)
 {
-    const auto* text = invocation.one (option);
-
-    if (text == nullptr)
-        return juce::Result::ok();
-
-    value = parseKnobValue (textOf (*text), maximum);
-
-    if (! value)
-        return juce::Result::fail (option + juce::String (" \"") + printable (textOf (*text))
-                                   + "\": a number from 0 to " + juce::String (maximum)
-                                   + " or a percentage is expected");
-
-    return juce::Result::ok();
-}
-
-juce::Result parseChoices (const Invocation& invocation, EditRequest& request)
-{
-    if (const auto* type = invocation.one ("--type"))
-    {
-        request.type = parseDrumType (textOf (*type).toRawUTF8());
-
-        if (! request.type)
-            return juce::Result::fail (
-                "--type \"" + printable (textOf (*type))
-                + "\": kick, snare, hiHat, tomHigh, tomLow, tomFloor, oh or other is expected");
-    }
-
-    if (const auto* setting = invocation.one ("--select"))
-    {
-        if (*setting != "A" && *setting != "B")
-            return juce::Result::fail ("--select \"" + printable (textOf (*setting))
-                                       + "\": A or B is expected");
-
-        request.selected = *setting == "A" ? KnobSetting::a : KnobSetting::b;
-    }
-
-    if (invocation.has ("--exclude") && invocation.has ("--include"))
-        return juce::Result::fail ("--exclude and --include exclude each other");
-
-    if (invocation.has ("--exclude") || invocation.has ("--include"))
-        request.excluded = invocation.has ("--exclude");
-
-    if (const auto* name = invocation.one ("--rename"))
-    {
-        request.newName = readablePath (textOf (*name)).trim();
-
-        if (request.newName->isEmpty())
-            return juce::Result::fail ("--rename: a name is expected");
-    }
-
-    return juce::Result::ok();
+    return parseValue (
+        invocation,
+        option,
+        [maximum] (const juce::String& text) { return parseKnobValue (text, maximum); },
+        "a number from 0 to " + juce::String (maximum) + " or a percentage",
+        value);
 }
 
 bool changesSomething (const EditRequest& request)
@@ -88,15 +50,46 @@ bool changesSomething (const EditRequest& request)
            || request.selected || request.excluded || request.newName;
 }
 
+/** On failure the reason names the option. */
+juce::Result parse (const Invocation& invocation, EditRequest& request)
+{
+    request.tracks = textsOf (invocation, "--track");
+    if (invocation.has ("--exclude") || invocation.has ("--include"))
+        request.excluded = invocation.has ("--exclude");
+    if (const auto* name = invocation.one ("--rename"))
+        request.newName = readablePath (textOf (*name)).trim();
+
+    for (const auto& outcome :
+         { fileFromArgument (invocation.operands.front(), request.groupFile),
+           parseKnob (invocation, "--focus-a", focusMaximum, request.focusA),
+           parseKnob (invocation, "--fine-a", fineMaximum, request.fineA),
+           parseKnob (invocation, "--focus-b", focusMaximum, request.focusB),
+           parseKnob (invocation, "--fine-b", fineMaximum, request.fineB),
+           parseValue (
+               invocation,
+               "--type",
+               [] (const juce::String& text) { return parseDrumType (text.toRawUTF8()); },
+               "kick, snare, hiHat, tomHigh, tomLow, tomFloor, oh or other",
+               request.type),
+           parseValue (invocation, "--select", parseKnobSetting, "A or B", request.selected),
+           failIf (invocation.has ("--exclude") && invocation.has ("--include"),
+                   "--exclude and --include exclude each other"),
+           failIf (request.newName && request.newName->isEmpty(), "--rename: a name is expected"),
+           failIf (! changesSomething (request),
+                   "nothing to change: give at least one of --type, --focus-a, --fine-a, --focus-b, "
+                   "--fine-b, --select, --exclude, --include and --rename") })
+        if (outcome.failed())
+            return outcome;
+
+    return juce::Result::ok();
+}
+
 std::vector<std::uint32_t> matchingTracks (const Group& group, const juce::StringArray& patterns)
 {
     std::vector<std::uint32_t> ids;
 
     for (int i = 0; i < group.numTracks(); ++i)
-        if (std::any_of (patterns.begin(),
-                         patterns.end(),
-                         [&] (const juce::String& pattern)
-                         { return matchesPattern (group.track (i)->name(), pattern); }))
+        if (matchesAny (group.track (i)->name(), patterns))
             ids.push_back (group.track (i)->id());
 
     return ids;
@@ -131,59 +124,27 @@ void apply (Group& group, const std::vector<std::uint32_t>& ids, const EditReque
     turnKnobs (group, ids, KnobSetting::a, request.focusA, request.fineA);
     turnKnobs (group, ids, KnobSetting::b, request.focusB, request.fineB);
 }
-
-int fail (const CommandContext& context, int code, const juce::String& reason)
-{
-    context.tellError (reason);
-    return code;
-}
 } // namespace
 
-juce::Result parseEditRequest (const Invocation& invocation, EditRequest& request)
+int runEdit (const Invocation& invocation, const CommandContext& context)
 {
-    EditRequest result;
-    result.json = invocation.has ("--json");
+    EditRequest request;
+    if (const auto parsed = parse (invocation, request); parsed.failed())
+        return context.failUsage (parsed.getErrorMessage(), invocation.command);
 
-    for (const auto& pattern : invocation.all ("--track"))
-        result.tracks.add (textOf (pattern));
-
-    for (const auto& outcome : { fileFromArgument (invocation.operands.front(), result.groupFile),
-                                 parseKnob (invocation, "--focus-a", focusMaximum, result.focusA),
-                                 parseKnob (invocation, "--fine-a", fineMaximum, result.fineA),
-                                 parseKnob (invocation, "--focus-b", focusMaximum, result.focusB),
-                                 parseKnob (invocation, "--fine-b", fineMaximum, result.fineB),
-                                 parseChoices (invocation, result) })
-        if (outcome.failed())
-            return outcome;
-
-    if (! changesSomething (result))
-        return juce::Result::fail (
-            "nothing to change: give at least one of --type, --focus-a, --fine-a, --focus-b, "
-            "--fine-b, --select, --exclude, --include and --rename");
-
-    request = std::move (result);
-    return juce::Result::ok();
-}
-
-int runEdit (const EditRequest& request, const CommandContext& context)
-{
     LoadedGroup loaded;
 
     if (const auto opened = openGroupFile (request.groupFile, loaded); opened.failed())
-        return fail (context, exitCode::inputRefused, opened.getErrorMessage());
+        return context.fail (exitCode::inputRefused, opened.getErrorMessage());
 
-    juce::StringArray names;
-    for (const auto& track : loaded.state.tracks)
-        names.add (track.name);
-
-    if (const auto known = checkPatterns ("--track", request.tracks, names); known.failed())
-        return fail (context, exitCode::usage, known.getErrorMessage());
+    if (const auto known = checkPatterns ("--track", request.tracks, namesOf (loaded.state)); known.failed())
+        return context.fail (exitCode::usage, known.getErrorMessage());
 
     const Group::Ptr group = new Group (loaded.state, request.groupFile, loaded.file);
     const auto ids = matchingTracks (*group, request.tracks);
 
     if (request.newName && ids.size() != 1)
-        return fail (context, exitCode::usage, "--rename: more than one track matches; a name is for one");
+        return context.fail (exitCode::usage, "--rename: more than one track matches; a name is for one");
 
     apply (*group, ids, request);
 
@@ -200,12 +161,12 @@ int runEdit (const EditRequest& request, const CommandContext& context)
                 saved);
 
         if (! outcome.isOk())
-            return fail (context, exitCode::outputFailed, outcome.reason);
+            return context.fail (exitCode::outputFailed, outcome.reason);
     }
 
     loaded.state = group->state();
 
-    if (request.json)
+    if (invocation.has ("--json"))
     {
         auto json = jsonHeading ("edit", exitCode::done);
         json["group"] = groupInfoToJson (request.groupFile, loaded);

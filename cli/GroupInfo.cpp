@@ -18,12 +18,7 @@ using Json = nlohmann::ordered_json;
 
 juce::String knobText (KnobValues values)
 {
-    const auto number = [] (float value) {
-        return juce::String (static_cast<double> (value), 3)
-            .trimCharactersAtEnd ("0")
-            .trimCharactersAtEnd (".");
-    };
-    return number (values.focus) + " / " + number (values.fine);
+    return formatKnob (values.focus) + " / " + formatKnob (values.fine);
 }
 
 juce::String stateText (const TrackState& track)
@@ -68,7 +63,7 @@ Json trackToJson (const TrackState& track)
     json["settingA"] = knobsToJson (track.record.knobs (KnobSetting::a));
     json["settingB"] = knobsToJson (track.record.knobs (KnobSetting::b));
     json["selected"] = track.record.selected() == KnobSetting::a ? "A" : "B";
-    json["suggestedFocus"] = track.findings.suggestedFocus ? Json (*track.findings.suggestedFocus) : Json();
+    json["suggestedFocus"] = valueOrNull (track.findings.suggestedFocus);
     json["leakageDb"] = track.findings.suggestedFocus ? Json (track.findings.leakageDb) : Json();
     json["sampleRate"] = track.sourceInfo.sampleRate;
     json["lengthInSamples"] = track.lengthInSamples();

@@ -42,8 +42,7 @@ bool GroupRun::loadGroup()
     if (! request.analyses() && group.changedSinceAnalysis())
         addNotes ({ "The Group has changed since its last analysis, which is what is exported." });
 
-    for (const auto& track : group.tracks)
-        inputNames.add (track.name);
+    inputNames = namesOf (group);
 
     if (! dropOtherTracks())
         return false;
@@ -75,12 +74,7 @@ bool GroupRun::dropOtherTracks()
 
     std::erase_if (group.tracks,
                    [this] (const TrackState& track)
-                   {
-                       return std::none_of (request.onlyTracks.begin(),
-                                            request.onlyTracks.end(),
-                                            [&] (const juce::String& pattern)
-                                            { return matchesPattern (track.name, pattern); });
-                   });
+                   { return ! matchesAny (track.name, request.onlyTracks); });
     return true;
 }
 
@@ -152,8 +146,7 @@ bool GroupRun::applyChoices()
         auto& track = group.tracks[i];
         auto& reported = report.tracks[i];
 
-        for (const auto& pattern : request.excluded)
-            track.excluded = track.excluded || matchesPattern (reported.name, pattern);
+        track.excluded = track.excluded || matchesAny (reported.name, request.excluded);
         if (const auto type = request.types.valueFor (reported.name))
         {
             if (track.drumType() != *type)

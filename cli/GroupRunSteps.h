@@ -60,7 +60,7 @@ private:
 
     [[nodiscard]] ProgressDisplay::Style progressStyle() const;
     [[nodiscard]] WorkControl control();
-    [[nodiscard]] bool stopRequested() const { return context.stopRequested && context.stopRequested(); }
+    [[nodiscard]] bool stopRequested() const { return context.isStopRequested(); }
     [[nodiscard]] ExportOptions exportOptions() const;
     [[nodiscard]] AnalysisOptions analysisOptions() const;
 

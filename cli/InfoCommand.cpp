@@ -1,8 +1,7 @@
-#include "cli/InfoCommand.h"
+#include "cli/Commands.h"
 
-#include "cli/CommandTable.h"
+#include "cli/Arguments.h"
 #include "cli/GroupInfo.h"
-#include "cli/InputFiles.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
@@ -102,7 +101,7 @@ Json infoToJson (const FileInfo& info)
     Json json;
     json["file"] = jsonText (info.path);
     json["accepted"] = info.intake.accepted();
-    json["refusalCode"] = info.intake.code.has_value() ? Json (*info.intake.code) : Json();
+    json["refusalCode"] = valueOrNull (info.intake.code);
     json["reason"] = info.intake.accepted() ? Json() : Json (jsonText (info.intake.outcome.reason));
     json["warnings"] = warningsToJson (info.warnings);
     json["notes"] = jsonTexts (info.intake.notes);
@@ -157,7 +156,7 @@ std::optional<Finding> examine (const std::string& argument, const CommandContex
     juce::File file;
 
     if (const auto outcome = fileFromArgument (argument, file); outcome.failed())
-        return refusal (juce::String::fromUTF8 (argument.c_str()), outcome.getErrorMessage());
+        return refusal (textOf (argument), outcome.getErrorMessage());
 
     if (file.hasFileExtension ("dls"))
         return examineGroup (file);
@@ -173,20 +172,18 @@ std::optional<Finding> examine (const std::string& argument, const CommandContex
 }
 } // namespace
 
-int runInfo (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
+int runInfo (const Invocation& invocation, const CommandContext& context)
 {
+    const auto asJson = invocation.has ("--json");
     std::size_t numRefused = 0;
     std::vector<Finding> findings;
 
-    for (const auto& argument : arguments)
+    for (const auto& argument : invocation.operands)
     {
         auto finding = examine (argument, context);
 
         if (! finding.has_value())
-        {
-            context.tellError ("interrupted");
-            return exitCode::interrupted;
-        }
+            return context.failInterrupted();
 
         findings.push_back (std::move (*finding));
     }

@@ -1,5 +1,6 @@
 #include "cli/InputFiles.h"
 
+#include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "jobs/SortedInputs.h"
 
@@ -7,18 +8,6 @@
 
 namespace tessivar
 {
-
-juce::Result fileFromArgument (const std::string& argument, juce::File& file)
-{
-    if (argument.empty())
-        return juce::Result::fail ("an empty name is given");
-
-    auto path = juce::String::fromUTF8 (argument.c_str());
-    if (! path.startsWithChar ('/'))
-        path = juce::File::getCurrentWorkingDirectory().getFullPathName() + "/" + path;
-    file = juce::File (path);
-    return juce::Result::ok();
-}
 
 InputFiles collectInputFiles (const std::vector<std::string>& arguments)
 {
@@ -44,7 +33,7 @@ InputFiles collectInputFiles (const std::vector<std::string>& arguments)
                 candidates.push_back (file);
         }
         if (outcome.failed())
-            result.bad.push_back ({ juce::String::fromUTF8 (argument.c_str()), outcome.getErrorMessage() });
+            result.bad.push_back ({ textOf (argument), outcome.getErrorMessage() });
     }
 
     for (const auto& file : candidates)

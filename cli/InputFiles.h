@@ -8,9 +8,6 @@
 namespace tessivar
 {
 
-/** An argument as a file: relative to the working directory, "~" taken literally; fails when it is empty. */
-[[nodiscard]] juce::Result fileFromArgument (const std::string& argument, juce::File& file);
-
 /** An argument that names no file. */
 struct BadInput
 {

@@ -4,6 +4,7 @@
 #include "model/ForeignText.h"
 #include "model/Version.h"
 
+#include <algorithm>
 #include <ostream>
 
 namespace tessivar
@@ -22,27 +23,23 @@ nlohmann::ordered_json jsonTexts (const juce::StringArray& texts)
     return json;
 }
 
-juce::String statusWord (int code)
+nlohmann::ordered_json textOrNull (const juce::String& text)
 {
-    switch (code)
-    {
-        case exitCode::done:
-            return "done";
-        case exitCode::someFailed:
-            return "partial";
-        case exitCode::usage:
-            return "usage";
-        case exitCode::inputRefused:
-            return "refused";
-        case exitCode::outputFailed:
-            return "outputFailed";
-        case exitCode::interruptedSave:
-            return "interruptedSave";
-        case exitCode::interrupted:
-            return "interrupted";
-        default:
-            return "analysisFailed";
-    }
+    return text.isEmpty() ? nlohmann::ordered_json() : nlohmann::ordered_json (jsonText (text));
+}
+
+nlohmann::ordered_json pathOrNull (const juce::File& file)
+{
+    return textOrNull (file.getFullPathName());
+}
+
+const char* statusWord (int code)
+{
+    const auto codes = exitCodeTable();
+    const auto found = std::find_if (
+        codes.begin(), codes.end(), [code] (const ExitCodeSpec& each) { return each.code == code; });
+    jassert (found != codes.end());
+    return found->word;
 }
 
 nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode)
@@ -53,7 +50,7 @@ nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode)
     json["revision"] = programRevision();
     json["command"] = command;
     json["exitCode"] = exitCode;
-    json["status"] = jsonText (statusWord (exitCode));
+    json["status"] = statusWord (exitCode);
     return json;
 }
 
@@ -66,10 +63,10 @@ void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const Track
 {
     using Json = nlohmann::ordered_json;
     const auto isGuessed = origin == TypeOrigin::name;
-    json["typeOrigin"] = jsonText (originWord (origin));
+    json["typeOrigin"] = originWord (origin);
     json["abbreviation"] = isGuessed ? Json (jsonText (guess.abbreviation)) : Json();
     json["list"] = isGuessed ? Json (jsonText (drumTypeKey (guess.drumType))) : Json();
-    json["listOrigin"] = isGuessed ? Json (jsonText (listWord (guess.source))) : Json();
+    json["listOrigin"] = isGuessed ? Json (listWord (guess.source)) : Json();
 }
 
 nlohmann::ordered_json metadataToJson (const juce::StringPairArray& metadata)

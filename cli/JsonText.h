@@ -18,10 +18,20 @@ namespace tessivar
 
 [[nodiscard]] nlohmann::ordered_json jsonTexts (const juce::StringArray& texts);
 
-/** The word for an exit code in JSON: done, partial, usage, refused, outputFailed, analysisFailed,
-    interruptedSave or interrupted.
-*/
-[[nodiscard]] juce::String statusWord (int exitCode);
+/** Null when empty. */
+[[nodiscard]] nlohmann::ordered_json textOrNull (const juce::String& text);
+
+/** The full path; null for no file. */
+[[nodiscard]] nlohmann::ordered_json pathOrNull (const juce::File& file);
+
+/** The value of an optional, or null. */
+[[nodiscard]] nlohmann::ordered_json valueOrNull (const auto& value)
+{
+    return value ? nlohmann::ordered_json (*value) : nlohmann::ordered_json();
+}
+
+/** The word for one of the program's exit codes. */
+[[nodiscard]] const char* statusWord (int exitCode);
 
 /** The keys that every document begins with: program, version, revision, command, exitCode and status. */
 [[nodiscard]] nlohmann::ordered_json jsonHeading (std::string_view command, int exitCode);

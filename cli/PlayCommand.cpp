@@ -1,6 +1,7 @@
-#include "cli/PlayCommand.h"
+#include "cli/Commands.h"
 
 #include "cli/JsonText.h"
+#include "cli/PlayRequest.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
 #include "cli/TrackChoices.h"
@@ -36,39 +37,20 @@ struct Programme
     PlaybackChoice choice;
 };
 
-bool isWanted (const TrackState& track, const PlayRequest& request)
-{
-    return request.tracks.isEmpty()
-           || std::any_of (request.tracks.begin(),
-                           request.tracks.end(),
-                           [&] (const juce::String& pattern)
-                           { return matchesPattern (track.name, pattern); });
-}
-
 /** Prints a failure, if any, and returns its exit code, or done. */
 int prepare (const PlayRequest& request, const CommandContext& context, Programme& programme)
 {
     if (const auto opened = openGroupFile (request.groupFile, programme.loaded); opened.failed())
-    {
-        context.tellError (opened.getErrorMessage());
-        return exitCode::inputRefused;
-    }
+        return context.fail (exitCode::inputRefused, opened.getErrorMessage());
 
     const auto& group = programme.loaded.state;
-    juce::StringArray names;
 
-    for (const auto& track : group.tracks)
-        names.add (track.name);
-
-    if (const auto known = checkPatterns ("--track", request.tracks, names); known.failed())
-    {
-        context.tellError (known.getErrorMessage());
-        return exitCode::usage;
-    }
+    if (const auto known = checkPatterns ("--track", request.tracks, namesOf (group)); known.failed())
+        return context.fail (exitCode::usage, known.getErrorMessage());
 
     for (const auto& track : group.tracks)
     {
-        if (! isWanted (track, request))
+        if (! request.tracks.isEmpty() && ! matchesAny (track.name, request.tracks))
             continue;
 
         auto& playing = programme.tracks.emplace_back (PlaybackTrack::of (track));
@@ -89,11 +71,10 @@ int prepare (const PlayRequest& request, const CommandContext& context, Programm
         programme.end = std::min (
             programme.end, static_cast<std::int64_t> (std::llround (*request.to * programme.sampleRate)));
 
-    if (programme.start < programme.end)
-        return exitCode::done;
-
-    context.tellError (request.groupFile.getFullPathName() + ": nothing plays in this range");
-    return exitCode::inputRefused;
+    return programme.start < programme.end
+               ? exitCode::done
+               : context.fail (exitCode::inputRefused,
+                               request.groupFile.getFullPathName() + ": nothing plays in this range");
 }
 
 juce::String lastErrorOf (const Programme& programme)
@@ -121,7 +102,7 @@ bool playThrough (PlaybackEngine& engine,
 
     while (engine.position() < programme.end && lost.isEmpty())
     {
-        if (context.stopRequested && context.stopRequested())
+        if (context.isStopRequested())
             break;
 
         juce::MessageManager::getInstance()->runDispatchLoopUntil (pollMs);
@@ -147,7 +128,7 @@ bool playThrough (PlaybackEngine& engine,
     if (lost.isNotEmpty())
         context.tellError (lost);
 
-    return lost.isEmpty() && ! (context.stopRequested && context.stopRequested());
+    return lost.isEmpty() && ! context.isStopRequested();
 }
 
 /** How a playback went. */
@@ -183,10 +164,8 @@ int play (const PlayRequest& request, const CommandContext& context, Played& res
     const auto opened = request.device.isEmpty() ? device.open() : device.openByName (request.device);
 
     if (opened.failed())
-    {
-        context.tellError (opened.getErrorMessage() + "; the command devices lists what there is");
-        return exitCode::outputFailed;
-    }
+        return context.fail (exitCode::outputFailed,
+                             opened.getErrorMessage() + "; the command devices lists what there is");
 
     device.matchGroupRate();
     result.device = device.statusText();
@@ -215,12 +194,16 @@ int play (const PlayRequest& request, const CommandContext& context, Played& res
     if (played)
         return result.readError.isEmpty() ? exitCode::done : exitCode::someFailed;
 
-    return context.stopRequested && context.stopRequested() ? exitCode::interrupted : exitCode::outputFailed;
+    return context.isStopRequested() ? exitCode::interrupted : exitCode::outputFailed;
 }
 } // namespace
 
-int runPlay (const PlayRequest& request, const CommandContext& context)
+int runPlay (const Invocation& invocation, const CommandContext& context)
 {
+    PlayRequest request;
+    if (const auto parsed = parsePlayRequest (invocation, request); parsed.failed())
+        return context.failUsage (parsed.getErrorMessage(), invocation.command);
+
     const juce::ScopedJuceInitialiser_GUI messages;
     Played played;
     const auto code = play (request, context, played);
@@ -229,13 +212,11 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     {
         auto json = jsonHeading ("play", code);
         json["group"] = jsonText (request.groupFile.getFullPathName());
-        json["device"] = played.device.isEmpty() ? nlohmann::ordered_json()
-                                                 : nlohmann::ordered_json (jsonText (played.device));
+        json["device"] = textOrNull (played.device);
         json["seconds"] = played.seconds;
         json["dropouts"] = played.dropouts;
         json["lateReads"] = played.lateReads;
-        json["readError"] = played.readError.isEmpty() ? nlohmann::ordered_json()
-                                                       : nlohmann::ordered_json (jsonText (played.readError));
+        json["readError"] = textOrNull (played.readError);
         printJson (context.out, json);
     }
     else if (played.device.isNotEmpty() && ! request.quiet)
@@ -253,8 +234,12 @@ int runPlay (const PlayRequest& request, const CommandContext& context)
     return code;
 }
 
-int runRender (const PlayRequest& request, const CommandContext& context)
+int runRender (const Invocation& invocation, const CommandContext& context)
 {
+    PlayRequest request;
+    if (const auto parsed = parsePlayRequest (invocation, request); parsed.failed())
+        return context.failUsage (parsed.getErrorMessage(), invocation.command);
+
     Programme programme;
 
     if (const auto code = prepare (request, context, programme); code != exitCode::done)
@@ -265,10 +250,7 @@ int runRender (const PlayRequest& request, const CommandContext& context)
     rules.protect (programme.loaded.state);
 
     if (const auto claimed = rules.claimFile (request.outFile, request.overwrite); claimed.failed())
-    {
-        context.tellError (claimed.getErrorMessage());
-        return exitCode::outputFailed;
-    }
+        return context.fail (exitCode::outputFailed, claimed.getErrorMessage());
 
     MonoFilePlan plan;
     plan.type = exportFileTypeFor (request.outFile.getFileExtension());
@@ -288,11 +270,8 @@ int runRender (const PlayRequest& request, const CommandContext& context)
 
     for (auto start = programme.start; start < programme.end && outcome.wasOk(); start += renderBlock)
     {
-        if (context.stopRequested && context.stopRequested())
-        {
-            context.tellError ("interrupted");
-            return exitCode::interrupted;
-        }
+        if (context.isStopRequested())
+            return context.failInterrupted();
 
         const auto count = static_cast<std::size_t> (std::min (renderBlock, programme.end - start));
         const auto block = std::span<float> (samples).first (count);
@@ -311,10 +290,7 @@ int runRender (const PlayRequest& request, const CommandContext& context)
                                                    : AtomicFile::IfTargetExists::fail);
 
     if (outcome.failed())
-    {
-        context.tellError (outcome.getErrorMessage());
-        return exitCode::outputFailed;
-    }
+        return context.fail (exitCode::outputFailed, outcome.getErrorMessage());
 
     if (! request.quiet)
         context.out << printable (request.outFile.getFullPathName()) << ": "
@@ -324,7 +300,7 @@ int runRender (const PlayRequest& request, const CommandContext& context)
     return exitCode::done;
 }
 
-int runDevices (const CommandContext& context)
+int runDevices (const Invocation&, const CommandContext& context)
 {
     const juce::ScopedJuceInitialiser_GUI messages;
     juce::TimeSliceThread readAhead ("playbackReadAheadThreadName");
@@ -335,10 +311,8 @@ int runDevices (const CommandContext& context)
     for (const auto& name : names)
         context.out << printable (name) << "\n";
 
-    if (names.isEmpty())
-        context.tellError ("there is no audio device");
-
-    return names.isEmpty() ? exitCode::outputFailed : exitCode::done;
+    return names.isEmpty() ? context.fail (exitCode::outputFailed, "there is no audio device")
+                           : exitCode::done;
 }
 
 } // namespace tessivar

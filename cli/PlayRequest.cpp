@@ -1,33 +1,11 @@
 #include "cli/PlayRequest.h"
 
-#include "cli/InputFiles.h"
-#include "cli/TerminalText.h"
+#include "cli/Arguments.h"
 
 #include <utility>
 
 namespace tessivar
 {
-
-namespace
-{
-juce::String textOf (const std::string& argument)
-{
-    return juce::String::fromUTF8 (argument.c_str());
-}
-
-juce::Result parseTime (const Invocation& invocation, const char* option, std::optional<double>& seconds)
-{
-    const auto* text = invocation.one (option);
-
-    if (text == nullptr)
-        return juce::Result::ok();
-
-    seconds = parseTimeText (textOf (*text));
-    return seconds ? juce::Result::ok()
-                   : juce::Result::fail (option + (" \"" + printable (textOf (*text)))
-                                         + "\": a time in seconds, or minutes:seconds, is expected");
-}
-} // namespace
 
 std::optional<double> parseTimeText (const juce::String& text)
 {
@@ -56,50 +34,29 @@ std::optional<double> parseTimeText (const juce::String& text)
 
 juce::Result parsePlayRequest (const Invocation& invocation, PlayRequest& request)
 {
+    constexpr auto aTime = "a time in seconds, or minutes:seconds,";
     PlayRequest result;
-    std::optional<double> from;
+    result.tracks = textsOf (invocation, "--track");
+    const auto isBypassed = invocation.has ("--bypass"), isRemoved = invocation.has ("--removed");
 
-    for (const auto& outcome : { fileFromArgument (invocation.operands.front(), result.groupFile),
-                                 parseTime (invocation, "--from", from),
-                                 parseTime (invocation, "--to", result.to) })
+    for (const auto& outcome :
+         { fileFromArgument (invocation.operands.front(), result.groupFile),
+           parseValue (invocation, "--from", parseTimeText, aTime, result.from),
+           parseValue (invocation, "--to", parseTimeText, aTime, result.to),
+           failIf (result.to && *result.to <= result.from, "--to: the end lies before the start"),
+           failIf (invocation.has ("--all") && ! result.tracks.isEmpty(),
+                   "--all and --track exclude each other"),
+           parseValue (invocation, "--setting", parseKnobSetting, "A or B", result.setting),
+           failIf (isBypassed && isRemoved, "--bypass and --removed exclude each other"),
+           parseFile (invocation, "--out", result.outFile) })
         if (outcome.failed())
             return outcome;
 
-    result.from = from.value_or (0.0);
-
-    if (result.to && *result.to <= result.from)
-        return juce::Result::fail ("--to: the end lies before the start");
-
-    for (const auto& pattern : invocation.all ("--track"))
-        result.tracks.add (textOf (pattern));
-
-    if (invocation.has ("--all") && ! result.tracks.isEmpty())
-        return juce::Result::fail ("--all and --track exclude each other");
-
-    if (const auto* setting = invocation.one ("--setting"))
-    {
-        if (*setting != "A" && *setting != "B")
-            return juce::Result::fail ("--setting \"" + printable (textOf (*setting))
-                                       + "\": A or B is expected");
-
-        result.setting = *setting == "A" ? KnobSetting::a : KnobSetting::b;
-    }
-
-    if (invocation.has ("--bypass") && invocation.has ("--removed"))
-        return juce::Result::fail ("--bypass and --removed exclude each other");
-
-    if (invocation.has ("--bypass"))
-        result.listening = Listening::bypassed;
-    else if (invocation.has ("--removed"))
-        result.listening = Listening::removed;
-
+    result.listening = isBypassed  ? Listening::bypassed
+                       : isRemoved ? Listening::removed
+                                   : Listening::processed;
     if (const auto* device = invocation.one ("--device"))
         result.device = textOf (*device);
-
-    if (const auto* out = invocation.one ("--out"))
-        if (const auto outcome = fileFromArgument (*out, result.outFile); outcome.failed())
-            return juce::Result::fail ("--out: " + outcome.getErrorMessage());
-
     result.overwrite = invocation.has ("--overwrite");
     result.quiet = invocation.has ("--quiet");
     result.json = invocation.has ("--json");

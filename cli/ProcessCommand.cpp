@@ -1,5 +1,6 @@
-#include "cli/ProcessCommand.h"
+#include "cli/Commands.h"
 
+#include "cli/Arguments.h"
 #include "cli/GroupRun.h"
 #include "cli/InputFiles.h"
 #include "cli/JsonText.h"
@@ -22,7 +23,7 @@ juce::String titleOf (const ProcessRequest& request)
     if (request.isFromGroupFile())
         return printable (request.groupFile.getFullPathName());
 
-    return printable (juce::String::fromUTF8 (request.inputs.front().c_str()));
+    return printable (textOf (request.inputs.front()));
 }
 
 /** Protects every input of the command line from the outputs of all its Groups. */
@@ -89,19 +90,15 @@ void print (const std::vector<ProcessRequest>& requests,
 {
     if (requests.front().json)
     {
-        if (requests.size() == 1)
-        {
-            printJson (context.out, reportToJson (reports.front(), requests.front()));
-            return;
-        }
-
-        auto json = reportToJson (reports.front(), requests.front());
-        auto document = jsonHeading (json["command"].get<std::string>(), code);
-        document["groups"] = nlohmann::ordered_json::array();
-
+        auto groups = nlohmann::ordered_json::array();
         for (std::size_t i = 0; i < reports.size(); ++i)
-            document["groups"].push_back (reportToJson (reports[i], requests[i]));
+            groups.push_back (reportToJson (reports[i], requests[i]));
 
+        if (requests.size() == 1)
+            return printJson (context.out, groups.front());
+
+        auto document = jsonHeading (groups.front()["command"].get<std::string>(), code);
+        document["groups"] = std::move (groups);
         printJson (context.out, document);
     }
     else if (requests.size() > 1 && ! requests.front().quiet)
@@ -111,8 +108,12 @@ void print (const std::vector<ProcessRequest>& requests,
 }
 } // namespace
 
-int runProcess (const std::vector<ProcessRequest>& requests, const CommandContext& context)
+int runProcess (const Invocation& invocation, const CommandContext& context)
 {
+    std::vector<ProcessRequest> requests;
+    if (const auto parsed = parseProcessRequests (invocation, requests); parsed.failed())
+        return context.failUsage (parsed.getErrorMessage(), invocation.command);
+
     std::vector<ProcessReport> reports;
     auto rules = rulesFor (requests);
 

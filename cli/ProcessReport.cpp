@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -72,16 +73,9 @@ juce::String fileLabel (const ReportedTrack& reported)
     return printable (reported.outputFile.getFileName());
 }
 
-juce::String knobLabel (float value)
-{
-    // At most three decimals, no trailing zeros.
-    auto text = juce::String (static_cast<double> (value), 3);
-    return text.trimCharactersAtEnd ("0").trimCharactersAtEnd (".");
-}
-
 juce::String focusLabel (float focus)
 {
-    return focus == suggestedValue ? "suggested" : knobLabel (focus);
+    return focus == suggestedValue ? "suggested" : formatKnob (focus);
 }
 
 bool hasSuggestion (const TrackState& track)
@@ -93,40 +87,45 @@ juce::String suggestionLabel (const TrackState& track)
 {
     if (! hasSuggestion (track))
         return "-";
-    return knobLabel (static_cast<float> (*track.findings.suggestedFocus)) + " ("
+    return formatKnob (static_cast<float> (*track.findings.suggestedFocus)) + " ("
            + certaintyText (track.findings.certainty()) + ")";
 }
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
 {
-    const bool isRefined = report.method == AnalysisMethod::refined && ! isPlan;
-    std::vector<Row> rows{ Row{ "Track", "Type", "Focus", "Fine" } };
-    if (isRefined)
-        rows.back().insert (rows.back().end(), { "Leakage", "Suggested" });
-    if (! isPlan && request.writesAudio())
-        rows.back().push_back ("Removed");
-    if (request.writesAudio())
-        rows.back().push_back ("File");
-
-    for (std::size_t i = 0; i < report.tracks.size(); ++i)
+    using Cell = std::function<juce::String (const TrackState&, const ReportedTrack&)>;
+    std::vector<std::pair<juce::String, Cell>> columns{
+        { "Track", trackLabel },
+        { "Type", typeLabel },
+        { "Focus",
+          [] (const auto& track, const auto& reported)
+          { return track.takesPart() ? focusLabel (reported.knobs.focus) : "-"; } },
+        { "Fine",
+          [] (const auto& track, const auto& reported)
+          { return track.takesPart() ? formatKnob (reported.knobs.fine) : "-"; } },
+    };
+    if (report.method == AnalysisMethod::refined && ! isPlan)
     {
-        const auto& track = report.group.tracks[i];
-        const auto& reported = report.tracks[i];
-        const bool takesPart = track.takesPart();
-        Row row{ trackLabel (track, reported),
-                 typeLabel (track, reported),
-                 takesPart ? focusLabel (reported.knobs.focus) : "-",
-                 takesPart ? knobLabel (reported.knobs.fine) : "-" };
-        if (isRefined)
-        {
-            row.push_back (track.hasProcessedOutput() ? formatDb (track.findings.leakageDb) + " dB" : "-");
-            row.push_back (suggestionLabel (track));
-        }
-        if (! isPlan && request.writesAudio())
-            row.push_back (removedLabel (track, reported));
-        if (request.writesAudio())
-            row.push_back (fileLabel (reported));
-        rows.push_back (std::move (row));
+        columns.push_back ({ "Leakage", [] (const auto& track, const auto&) {
+                                return track.hasProcessedOutput()
+                                           ? formatDb (track.findings.leakageDb) + " dB"
+                                           : "-";
+                            } });
+        columns.push_back (
+            { "Suggested", [] (const auto& track, const auto&) { return suggestionLabel (track); } });
+    }
+    if (! isPlan && request.writesAudio())
+        columns.push_back ({ "Removed", removedLabel });
+    if (request.writesAudio())
+        columns.push_back (
+            { "File", [] (const auto&, const auto& reported) { return fileLabel (reported); } });
+
+    std::vector<Row> rows (report.tracks.size() + 1);
+    for (const auto& [heading, cell] : columns)
+    {
+        rows.front().push_back (heading);
+        for (std::size_t i = 0; i < report.tracks.size(); ++i)
+            rows[i + 1].push_back (cell (report.group.tracks[i], report.tracks[i]));
     }
     return formatTable (rows);
 }
@@ -226,9 +225,7 @@ Json trackToJson (const TrackState& track, const ReportedTrack& reported)
     const bool isOpen = reported.knobs.focus == suggestedValue; // the run ended before the analysis chose
     json["focus"] = isOpen ? Json() : Json (reported.knobs.focus);
     json["fine"] = reported.knobs.fine;
-    json["file"] = reported.outputFile == juce::File() || reported.isSourceItself
-                       ? Json()
-                       : Json (jsonText (reported.outputFile.getFullPathName()));
+    json["file"] = reported.isSourceItself ? Json() : pathOrNull (reported.outputFile);
 
     const bool isSuggested = hasSuggestion (track);
     json["suggestedFocus"] = isSuggested ? Json (*track.findings.suggestedFocus) : Json();
@@ -326,10 +323,9 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     json["dryRun"] = request.dryRun;
 
     json["settings"] = Json{
-        { "group",
-          request.isFromGroupFile() ? Json (jsonText (request.groupFile.getFullPathName())) : Json() },
+        { "group", pathOrNull (request.groupFile) },
         { "out", request.writesAudio() ? Json (jsonText (request.outFolder.getFullPathName())) : Json() },
-        { "save", request.saves() ? Json (jsonText (request.saveFile.getFullPathName())) : Json() },
+        { "save", pathOrNull (request.saveFile) },
         { "format", jsonText (request.extension.substring (1)) },
         { "overwrite", request.overwrite },
         { "components", request.components },
@@ -358,15 +354,14 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     for (const auto& file : report.componentFiles)
         json["componentFiles"].push_back (jsonText (file.getFullPathName()));
 
-    const bool saved = report.savedFile != juce::File();
-    json["savedFile"] = saved ? Json (jsonText (report.savedFile.getFullPathName())) : Json();
-    json["savedBytes"] = saved ? Json (report.savedBytes) : Json();
+    json["savedFile"] = pathOrNull (report.savedFile);
+    json["savedBytes"] = report.savedFile != juce::File() ? Json (report.savedBytes) : Json();
 
     json["refused"] = Json::array();
     for (const auto& refused : report.refused)
         json["refused"].push_back (Json{
             { "file", jsonText (refused.file) },
-            { "code", refused.code.has_value() ? Json (*refused.code) : Json() },
+            { "code", valueOrNull (refused.code) },
             { "reason", jsonText (refused.reason) },
         });
 

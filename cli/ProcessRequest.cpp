@@ -1,11 +1,13 @@
 #include "cli/ProcessRequest.h"
 
-#include "cli/InputFiles.h"
+#include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "model/TemporaryStore.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <thread>
 
@@ -16,118 +18,45 @@ namespace
 {
 constexpr int maximumThreads = 256;
 
-/** The whole text as an unsigned number. */
-std::optional<std::uint64_t> parseWholeNumber (const std::string& text)
+constexpr auto groupFileExtension = "dls";
+
+/** The whole text as a number in a range. */
+template <typename Number>
+std::optional<Number> parseWholeNumber (const juce::String& text, Number lowest, Number highest)
 {
-    std::uint64_t value = 0;
-    const auto* end = text.data() + text.size();
-    const auto [parsedTo, error] = std::from_chars (text.data(), end, value);
-    if (error != std::errc() || parsedTo != end)
+    Number value{};
+    const auto digits = text.toStdString();
+    const auto* end = digits.data() + digits.size();
+    const auto [parsedTo, error] = std::from_chars (digits.data(), end, value);
+    if (error != std::errc() || parsedTo != end || value < lowest || value > highest)
         return {};
     return value;
 }
 
-constexpr auto groupFileExtension = "dls";
-
-juce::Result badValue (const juce::String& option, const std::string& value, const juce::String& expected)
+template <typename Number>
+juce::Result parseWholeNumber (
+    const Invocation& invocation, const char* option, Number lowest, Number highest, Number& number)
 {
-    return juce::Result::fail (option + " \"" + printable (juce::String::fromUTF8 (value.c_str()))
-                               + "\": " + expected + " is expected");
-}
-RunKind kindOf (const Invocation& invocation)
-{
-    const auto name = invocation.command->name;
-    return name == "export" ? RunKind::exports : name == "analyze" ? RunKind::analyse : RunKind::process;
-}
-
-/** The folder or file that an option names; none when it is absent. */
-juce::Result parseFile (const Invocation& invocation, const char* option, juce::File& file)
-{
-    const auto* value = invocation.one (option);
-
-    if (value == nullptr)
-        return juce::Result::ok();
-
-    const auto outcome = fileFromArgument (*value, file);
-    return outcome.wasOk() ? outcome : juce::Result::fail (option + (": " + outcome.getErrorMessage()));
+    return parseValue (
+        invocation,
+        option,
+        [&] (const juce::String& text) { return parseWholeNumber (text, lowest, highest); },
+        "a whole number from " + juce::String (lowest) + " to " + juce::String (highest),
+        number);
 }
 
-juce::Result parseMethod (const Invocation& invocation, ProcessRequest& request)
+std::optional<juce::String> parseFormat (const juce::String& text)
 {
-    if (const auto* method = invocation.one ("--method"))
-    {
-        request.method = parseAnalysisMethod (*method);
-
-        if (! request.method)
-            return badValue ("--method", *method, "standard or refined");
-    }
-
-    if (const auto* setting = invocation.one ("--setting"))
-    {
-        if (*setting != "A" && *setting != "B")
-            return badValue ("--setting", *setting, "A or B");
-
-        request.setting = *setting == "A" ? KnobSetting::a : KnobSetting::b;
-    }
-
-    return juce::Result::ok();
-}
-
-juce::Result parseKnobs (const Invocation& invocation, ProcessRequest& request)
-{
-    auto outcome =
-        parseKnobChoices ("--focus", invocation.all ("--focus"), focusMaximum, true, request.focus);
-
-    if (outcome.wasOk())
-        outcome = parseKnobChoices ("--fine", invocation.all ("--fine"), fineMaximum, false, request.fine);
-
-    return outcome;
-}
-
-juce::Result parseNumbers (const Invocation& invocation, ProcessRequest& request)
-{
-    if (const auto* format = invocation.one ("--format"))
-    {
-        if (*format != "wav" && *format != "aiff")
-            return badValue ("--format", *format, "wav or aiff");
-
-        request.extension = "." + juce::String (*format);
-    }
-
-    if (const auto* seed = invocation.one ("--seed"))
-    {
-        const auto value = parseWholeNumber (*seed);
-
-        if (! value.has_value())
-            return badValue ("--seed", *seed, "a whole number from 0 to 18446744073709551615");
-
-        request.seed = *value;
-    }
-
-    if (const auto* threads = invocation.one ("--threads"))
-    {
-        const auto value = parseWholeNumber (*threads);
-
-        if (! value.has_value() || *value < 1 || *value > maximumThreads)
-            return badValue (
-                "--threads", *threads, "a whole number from 1 to " + juce::String (maximumThreads));
-
-        request.numThreads = static_cast<int> (*value);
-    }
-
-    return juce::Result::ok();
-}
-
-void parsePatterns (const Invocation& invocation, const char* option, juce::StringArray& patterns)
-{
-    for (const auto& pattern : invocation.all (option))
-        patterns.add (juce::String::fromUTF8 (pattern.c_str()));
+    return text == "wav" || text == "aiff" ? std::optional ("." + text) : std::nullopt;
 }
 
 /** What all Groups of the command line share. */
 juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
 {
-    request.kind = kindOf (invocation);
+    const auto command = invocation.command->name;
+    request.kind = command == "export"    ? RunKind::exports
+                   : command == "analyze" ? RunKind::analyse
+                                          : RunKind::process;
     request.overwrite = invocation.has ("--overwrite");
     request.components = invocation.has ("--components");
     request.dryRun = invocation.has ("--dry-run");
@@ -136,16 +65,30 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
     request.temporaryFolder = TemporaryStore::defaultFolder();
     request.numThreads =
         std::clamp (static_cast<int> (std::thread::hardware_concurrency()), 1, maximumThreads);
-    parsePatterns (invocation, "--exclude", request.excluded);
-    parsePatterns (invocation, "--track", request.onlyTracks);
+    request.excluded = textsOf (invocation, "--exclude");
+    request.onlyTracks = textsOf (invocation, "--track");
 
-    for (const auto& outcome : { parseFile (invocation, "--out", request.outFolder),
-                                 parseFile (invocation, "--save", request.saveFile),
-                                 parseFile (invocation, "--temp", request.temporaryFolder),
-                                 parseMethod (invocation, request),
-                                 parseKnobs (invocation, request),
-                                 parseTypeChoices (invocation.all ("--type"), request.types),
-                                 parseNumbers (invocation, request) })
+    for (const auto& outcome :
+         { parseFile (invocation, "--out", request.outFolder),
+           parseFile (invocation, "--save", request.saveFile),
+           parseFile (invocation, "--temp", request.temporaryFolder),
+           parseValue (
+               invocation,
+               "--method",
+               [] (const juce::String& text) { return parseAnalysisMethod (text.toStdString()); },
+               "standard or refined",
+               request.method),
+           parseValue (invocation, "--setting", parseKnobSetting, "A or B", request.setting),
+           parseKnobChoices ("--focus", invocation.all ("--focus"), focusMaximum, true, request.focus),
+           parseKnobChoices ("--fine", invocation.all ("--fine"), fineMaximum, false, request.fine),
+           parseTypeChoices (invocation.all ("--type"), request.types),
+           parseValue (invocation, "--format", parseFormat, "wav or aiff", request.extension),
+           parseWholeNumber (invocation,
+                             "--seed",
+                             std::uint64_t{ 0 },
+                             std::numeric_limits<std::uint64_t>::max(),
+                             request.seed),
+           parseWholeNumber (invocation, "--threads", 1, maximumThreads, request.numThreads) })
         if (outcome.failed())
             return outcome;
 
@@ -179,7 +122,8 @@ juce::Result splitIntoGroups (const Invocation& invocation, std::vector<GroupInp
     }
 
     if (! rest.inputs.empty() && invocation.command->name == "export")
-        return badValue ("export", rest.inputs.front(), "a group file (.dls)");
+        return juce::Result::fail ("export \"" + printable (textOf (rest.inputs.front()))
+                                   + "\": a group file (.dls) is expected");
 
     if (! rest.inputs.empty())
     {

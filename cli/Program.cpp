@@ -1,84 +1,48 @@
 #include "cli/Program.h"
 
-#include "cli/ClassifyCommand.h"
+#include "cli/Arguments.h"
 #include "cli/CommandLine.h"
 #include "cli/CommandTexts.h"
-#include "cli/DemoCommand.h"
-#include "cli/EditCommand.h"
-#include "cli/InfoCommand.h"
-#include "cli/PlayCommand.h"
-#include "cli/ProcessCommand.h"
-#include "cli/SelfTestCommand.h"
+#include "cli/Commands.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeLists.h"
-#include "cli/VerifyCommand.h"
 #include "model/Version.h"
 #include "platform/DiskNames.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <ostream>
+#include <string_view>
+#include <utility>
 
 namespace tessivar
 {
 
 namespace
 {
-int usageError (const juce::String& error, const CommandSpec* command, const CommandContext& context)
-{
-    context.tellError (error);
-    context.diagnostics << "Try: " << programName << " " << (command != nullptr ? command->name : "")
-                        << (command != nullptr ? " " : "") << "--help" << std::endl;
-    return exitCode::usage;
-}
+using Command = int (*) (const Invocation&, const CommandContext&);
+
+constexpr std::pair<std::string_view, Command> commands[]{
+    { "process", runProcess }, { "analyze", runProcess }, { "export", runProcess },
+    { "edit", runEdit },       { "verify", runVerify },   { "play", runPlay },
+    { "render", runRender },   { "devices", runDevices }, { "classify", runClassify },
+    { "info", runInfo },       { "demo", runDemo },       { "selftest", runSelfTestCommand },
+};
 
 int runCommand (const Invocation& invocation, const CommandContext& context)
 {
-    const auto name = invocation.command->name;
-    const auto& operands = invocation.operands;
-
     // Commands with this option guess types from names.
     if (findOption (*invocation.command, "--types") != nullptr)
         if (const auto loaded = loadTypeLists (invocation.one ("--types"), context); loaded.failed())
-            return usageError (loaded.getErrorMessage(), invocation.command, context);
+            return context.failUsage (loaded.getErrorMessage(), invocation.command);
 
-    if (name == "process" || name == "analyze" || name == "export")
-    {
-        std::vector<ProcessRequest> requests;
-        const auto outcome = parseProcessRequests (invocation, requests);
-        if (outcome.failed())
-            return usageError (outcome.getErrorMessage(), invocation.command, context);
-        return runProcess (requests, context);
-    }
-    if (name == "edit")
-    {
-        EditRequest request;
-        const auto outcome = parseEditRequest (invocation, request);
-        if (outcome.failed())
-            return usageError (outcome.getErrorMessage(), invocation.command, context);
-        return runEdit (request, context);
-    }
-    if (name == "play" || name == "render")
-    {
-        PlayRequest request;
-        const auto outcome = parsePlayRequest (invocation, request);
-        if (outcome.failed())
-            return usageError (outcome.getErrorMessage(), invocation.command, context);
-        return name == "play" ? runPlay (request, context) : runRender (request, context);
-    }
-    if (name == "devices")
-        return runDevices (context);
-    if (name == "verify")
-        return runVerify (operands, invocation.has ("--json"), context);
-    if (name == "classify")
-        return runClassify (operands, context);
-    if (name == "info")
-        return runInfo (operands, invocation.has ("--json"), context);
-    if (name == "demo")
-        return runDemo (operands.front(), invocation.has ("--overwrite"), context);
-
-    jassert (name == "selftest");
-    return runSelfTestCommand (context);
+    const auto command =
+        std::find_if (std::begin (commands),
+                      std::end (commands),
+                      [&] (const auto& each) { return each.first == invocation.command->name; });
+    jassert (command != std::end (commands));
+    return command->second (invocation, context);
 }
 
 int runParsed (const CommandLineResult& parsed, const CommandContext& context)
@@ -96,13 +60,27 @@ int runParsed (const CommandLineResult& parsed, const CommandContext& context)
         case CommandLineResult::Kind::error:
             break;
     }
-    return usageError (juce::String::fromUTF8 (parsed.error.c_str()), parsed.invocation.command, context);
+    return context.failUsage (textOf (parsed.error), parsed.invocation.command);
 }
 } // namespace
 
 void CommandContext::tellError (const juce::String& text) const
 {
     diagnostics << programName << ": " << printable (text) << std::endl;
+}
+
+int CommandContext::fail (int code, const juce::String& error) const
+{
+    tellError (error);
+    return code;
+}
+
+int CommandContext::failUsage (const juce::String& error, const CommandSpec* command) const
+{
+    tellError (error);
+    diagnostics << "Try: " << programName << " " << (command != nullptr ? command->name : "")
+                << (command != nullptr ? " " : "") << "--help" << std::endl;
+    return exitCode::usage;
 }
 
 int runProgram (const std::vector<std::string>& arguments, const CommandContext& context)
@@ -131,8 +109,7 @@ int runProgram (const std::vector<std::string>& arguments, const CommandContext&
     context.out.flush();
     if (! context.out.good() && code == exitCode::done)
     {
-        context.tellError ("standard output can't be written");
-        code = exitCode::outputFailed;
+        code = context.fail (exitCode::outputFailed, "standard output can't be written");
     }
     return code;
 }

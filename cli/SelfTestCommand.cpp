@@ -1,6 +1,6 @@
-#include "cli/SelfTestCommand.h"
+#include "cli/Commands.h"
 
-#include "cli/CommandTable.h"
+#include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "jobs/SelfTest.h"
 #include "model/Version.h"
@@ -11,7 +11,7 @@
 namespace tessivar
 {
 
-int runSelfTestCommand (const CommandContext& context)
+int runSelfTestCommand (const Invocation&, const CommandContext& context)
 {
     context.out << programName << " " << programVersion() << " (" << programRevision() << "), "
                 << juce::SystemStats::getJUCEVersion() << "\n";
@@ -19,15 +19,14 @@ int runSelfTestCommand (const CommandContext& context)
     const auto lines = runSelfTest (context.resourceFolder);
     std::vector<std::vector<juce::String>> rows{ { "Check", "Result", "Detail" } };
     for (const auto& line : lines)
-        rows.push_back ({ printable (juce::String::fromUTF8 (line.name.c_str())),
-                          line.ok ? "ok" : "FAILED",
-                          printable (juce::String::fromUTF8 (line.detail.c_str())) });
+        rows.push_back (
+            { printable (textOf (line.name)), line.ok ? "ok" : "FAILED", printable (textOf (line.detail)) });
     context.out << formatTable (rows);
 
     if (std::all_of (lines.begin(), lines.end(), [] (const SelfTestLine& line) { return line.ok; }))
         return exitCode::done;
-    context.tellError ("this installation is not fit for work; see the checks that failed");
-    return exitCode::analysisFailed;
+    return context.fail (exitCode::analysisFailed,
+                         "this installation is not fit for work; see the checks that failed");
 }
 
 } // namespace tessivar

@@ -125,6 +125,11 @@ juce::String formatDb (double levelDb)
     return (rounded > 0.0 ? "+" : "") + juce::String (rounded, 1);
 }
 
+juce::String formatKnob (float value)
+{
+    return juce::String (static_cast<double> (value), 3).trimCharactersAtEnd ("0").trimCharactersAtEnd (".");
+}
+
 juce::String shellQuoted (const juce::String& text)
 {
     return "'" + printable (text).replace ("'", "'\\''") + "'";

@@ -28,6 +28,9 @@ namespace tessivar
 /** A level in dB with a sign and one decimal; "-0.0" is written "0.0". */
 [[nodiscard]] juce::String formatDb (double levelDb);
 
+/** The value of a knob: at most three decimals, no trailing zeros. */
+[[nodiscard]] juce::String formatKnob (float value);
+
 /** A name quoted for a shell, in command lines to copy. */
 [[nodiscard]] juce::String shellQuoted (const juce::String& text);
 

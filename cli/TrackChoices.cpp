@@ -1,5 +1,6 @@
 #include "cli/TrackChoices.h"
 
+#include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "platform/DiskNames.h"
 
@@ -67,6 +68,21 @@ bool matchesPattern (const juce::String& name, const juce::String& pattern)
     return glob.isEmpty();
 }
 
+bool matchesAny (const juce::String& name, const juce::StringArray& patterns)
+{
+    return std::any_of (patterns.begin(),
+                        patterns.end(),
+                        [&] (const juce::String& pattern) { return matchesPattern (name, pattern); });
+}
+
+juce::StringArray namesOf (const GroupState& group)
+{
+    juce::StringArray names;
+    for (const auto& track : group.tracks)
+        names.add (track.name);
+    return names;
+}
+
 std::optional<float> parseKnobValue (const juce::String& text, float maximum)
 {
     auto number = text.toStdString();
@@ -97,7 +113,7 @@ juce::Result parseKnobChoices (const juce::String& option,
     auto result = choices;
     for (const auto& each : values)
     {
-        const auto text = juce::String::fromUTF8 (each.c_str());
+        const auto text = textOf (each);
         const auto split = splitAtEquals (text);
         const auto word = split ? split->second : text;
         const auto value =
@@ -121,7 +137,7 @@ juce::Result parseTypeChoices (const std::vector<std::string>& values, TrackChoi
     auto result = choices;
     for (const auto& each : values)
     {
-        const auto text = juce::String::fromUTF8 (each.c_str());
+        const auto text = textOf (each);
         const auto split = splitAtEquals (text);
         if (! split)
             return juce::Result::fail ("--type " + quoted (text) + ": NAME=TYPE is expected");
@@ -142,10 +158,9 @@ checkPatterns (const juce::String& option, const juce::StringArray& patterns, co
 {
     for (const auto& pattern : patterns)
     {
-        bool fits = false;
-        for (const auto& name : names)
-            fits = fits || matchesPattern (name, pattern);
-        if (fits)
+        if (std::any_of (names.begin(),
+                         names.end(),
+                         [&] (const juce::String& name) { return matchesPattern (name, pattern); }))
             continue;
 
         juce::StringArray list;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/GroupState.h"
 #include "terms/DrumType.h"
 
 #include <juce_core/juce_core.h>
@@ -16,6 +17,12 @@ namespace tessivar
     alike.
 */
 [[nodiscard]] bool matchesPattern (const juce::String& name, const juce::String& pattern);
+
+/** True when a name fits at least one of the patterns. */
+[[nodiscard]] bool matchesAny (const juce::String& name, const juce::StringArray& patterns);
+
+/** The names of a Group's tracks. */
+[[nodiscard]] juce::StringArray namesOf (const GroupState& group);
 
 /** A number from 0 to maximum, or a percentage of it with a % behind. Decimal point; nothing but the number.
 */

@@ -1,6 +1,6 @@
 #include "cli/TypeLists.h"
 
-#include "cli/InputFiles.h"
+#include "cli/Arguments.h"
 #include "model/Abbreviations.h"
 #include "model/settings/SettingsMerge.h"
 #include "model/settings/SettingsStore.h"

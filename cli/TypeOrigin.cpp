@@ -2,6 +2,8 @@
 
 #include "cli/TerminalText.h"
 
+#include <array>
+
 namespace tessivar
 {
 
@@ -10,53 +12,26 @@ TypeOrigin originOf (const TrackClassification& classification)
     return classification.matched ? TypeOrigin::name : TypeOrigin::fallback;
 }
 
-juce::String originWord (TypeOrigin origin)
+const char* originWord (TypeOrigin origin)
 {
-    switch (origin)
-    {
-        case TypeOrigin::given:
-            return "given";
-        case TypeOrigin::group:
-            return "group";
-        case TypeOrigin::name:
-            return "name";
-        case TypeOrigin::fallback:
-            break;
-    }
-    return "fallback";
+    return std::array{ "given", "group", "name", "fallback" }[static_cast<std::size_t> (origin)];
 }
 
 juce::String originText (TypeOrigin origin, const TrackClassification& guess)
 {
-    switch (origin)
-    {
-        case TypeOrigin::given:
-            return "given";
-        case TypeOrigin::group:
-            return "saved";
-        case TypeOrigin::name:
-            return "guessed from \"" + printable (guess.abbreviation) + "\""
-                   + (guess.source == ListSource::settings ? ", user's list"
-                      : guess.source == ListSource::file   ? ", list of --types"
-                                                           : "");
-        case TypeOrigin::fallback:
-            break;
-    }
-    return "nothing in the name";
+    if (origin == TypeOrigin::name)
+        return "guessed from \"" + printable (guess.abbreviation) + "\""
+               + (guess.source == ListSource::settings ? ", user's list"
+                  : guess.source == ListSource::file   ? ", list of --types"
+                                                       : "");
+    return origin == TypeOrigin::given   ? "given"
+           : origin == TypeOrigin::group ? "saved"
+                                         : "nothing in the name";
 }
 
-juce::String listWord (ListSource source)
+const char* listWord (ListSource source)
 {
-    switch (source)
-    {
-        case ListSource::settings:
-            return "user";
-        case ListSource::file:
-            return "file";
-        case ListSource::builtIn:
-            break;
-    }
-    return "default";
+    return source == ListSource::settings ? "user" : source == ListSource::file ? "file" : "default";
 }
 
 juce::String typeText (DrumType type)

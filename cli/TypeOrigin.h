@@ -19,7 +19,7 @@ enum class TypeOrigin
 [[nodiscard]] TypeOrigin originOf (const TrackClassification& classification);
 
 /** The word for it in JSON: given, group, name or fallback. */
-[[nodiscard]] juce::String originWord (TypeOrigin origin);
+[[nodiscard]] const char* originWord (TypeOrigin origin);
 
 /** In words: given, saved, guessed from "kick" (naming the list unless it is the built-in one), or nothing in
     the name.
@@ -27,7 +27,7 @@ enum class TypeOrigin
 [[nodiscard]] juce::String originText (TypeOrigin origin, const TrackClassification& guess);
 
 /** The word in JSON for where the list comes from: default, user or file. */
-[[nodiscard]] juce::String listWord (ListSource source);
+[[nodiscard]] const char* listWord (ListSource source);
 
 /** The display name; overheads have one here, too. */
 [[nodiscard]] juce::String typeText (DrumType type);

@@ -1,7 +1,6 @@
-#include "cli/VerifyCommand.h"
+#include "cli/Commands.h"
 
-#include "cli/CommandTable.h"
-#include "cli/InputFiles.h"
+#include "cli/Arguments.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "model/Outcomes.h"
@@ -32,7 +31,7 @@ Verified verify (const std::string& argument, const CommandContext& context)
 {
     Verified verified;
     juce::File file;
-    verified.path = juce::String::fromUTF8 (argument.c_str());
+    verified.path = textOf (argument);
     verified.opened = outcomeOf (fileFromArgument (argument, file));
 
     if (! verified.opened.isOk())
@@ -81,8 +80,10 @@ Json toJson (const Verified& verified)
 }
 } // namespace
 
-int runVerify (const std::vector<std::string>& arguments, bool asJson, const CommandContext& context)
+int runVerify (const Invocation& invocation, const CommandContext& context)
 {
+    const auto& arguments = invocation.operands;
+    const auto asJson = invocation.has ("--json");
     std::size_t numBad = 0, numInterrupted = 0;
     auto documents = Json::array();
 
@@ -90,11 +91,8 @@ int runVerify (const std::vector<std::string>& arguments, bool asJson, const Com
     {
         const auto verified = verify (argument, context);
 
-        if (context.stopRequested && context.stopRequested())
-        {
-            context.tellError ("interrupted");
-            return exitCode::interrupted;
-        }
+        if (context.isStopRequested())
+            return context.failInterrupted();
 
         numInterrupted += verified.isInterrupted() ? 1 : 0;
 

@@ -1,4 +1,4 @@
-#include "cli/InfoCommand.h"
+#include "cli/Commands.h"
 #include "cli/ProcessReport.h"
 #include "model/Abbreviations.h"
 #include "tests/cli/TestAudio.h"
@@ -129,7 +129,9 @@ TEST_CASE ("JSON documents", "[cli]")
                                       .diagnosticsAreTerminal = false,
                                       .resourceFolder = {},
                                       .stopRequested = {} };
-        CHECK (runInfo ({ temporary.path ("Kick.wav"), temporary.path ("gone.wav") }, true, context) == 1);
+        const auto parsed =
+            parseCommandLine ({ "info", "--json", temporary.path ("Kick.wav"), temporary.path ("gone.wav") });
+        CHECK (runInfo (parsed.invocation, context) == 1);
 
         const auto json = Json::parse (out.str());
         std::set<std::string> keys;
