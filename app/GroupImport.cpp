@@ -2,7 +2,7 @@
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
 #include "jobs/GroupDLSImporter.h"
-#include "jobs/WarningsDisplay.h"
+#include "jobs/UserPrompts.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
 

@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tessivar
 {
@@ -22,6 +23,24 @@ namespace tessivar
 
 /** An argument as a file: relative to the working directory, "~" taken literally; fails when it is empty. */
 [[nodiscard]] juce::Result fileFromArgument (const std::string& argument, juce::File& file);
+
+/** An argument that names no file. */
+struct BadInput
+{
+    juce::String argument;
+    juce::String reason; // one printable line that names it
+};
+
+struct InputFiles
+{
+    std::vector<juce::File> files;
+    std::vector<BadInput> bad;
+};
+
+/** The audio files that arguments stand for: files as given, folders as the audio files in them, ordered as a
+    file browser does, without hidden ones. A file named twice counts once.
+*/
+[[nodiscard]] InputFiles collectInputFiles (const std::vector<std::string>& arguments);
 
 /** The folder or file that an option names; untouched when it is absent. */
 [[nodiscard]] juce::Result parseFile (const Invocation& invocation, const char* option, juce::File& file);

@@ -32,15 +32,17 @@ std::size_t editDistance (std::string_view a, std::string_view b)
 }
 
 /** ": did you mean X?" for a mistyped word; empty when no candidate is close. */
-std::string suggestion (std::string_view word, const std::vector<std::string_view>& candidates)
+template <typename Spec>
+std::string suggestion (std::string_view word, std::span<const Spec> candidates)
 {
-    const auto nearest = std::min_element (candidates.begin(),
-                                           candidates.end(),
-                                           [word] (std::string_view a, std::string_view b)
-                                           { return editDistance (word, a) < editDistance (word, b); });
-    if (nearest == candidates.end() || editDistance (word, *nearest) > 2)
+    const auto nearest =
+        std::min_element (candidates.begin(),
+                          candidates.end(),
+                          [word] (const Spec& a, const Spec& b)
+                          { return editDistance (word, a.name) < editDistance (word, b.name); });
+    if (nearest == candidates.end() || editDistance (word, nearest->name) > 2)
         return {};
-    return "; did you mean " + std::string (*nearest) + "?";
+    return "; did you mean " + std::string (nearest->name) + "?";
 }
 
 bool hasEmpty (const std::vector<std::string>& names)
@@ -127,10 +129,8 @@ CommandLineResult parseCommand (const CommandSpec& command, std::vector<std::str
             if (! extra.starts_with ("-"))
                 return failure ("unexpected \"" + extra + "\"");
             const auto name = extra.substr (0, extra.find ('='));
-            std::vector<std::string_view> names;
-            for (const auto& spec : command.options)
-                names.push_back (spec.name);
-            return failure (std::string (command.name) + " has no option " + name + suggestion (name, names));
+            return failure (std::string (command.name) + " has no option " + name
+                            + suggestion (name, command.options));
         }
         return failure ("unexpected arguments");
     }
@@ -211,11 +211,8 @@ CommandLineResult parseCommandLine (const std::vector<std::string>& arguments)
     if (const auto* command = findCommand (first))
         return parseCommand (*command, { arguments.begin() + 1, arguments.end() });
 
-    std::vector<std::string_view> names;
-    for (const auto& each : commandTable())
-        names.push_back (each.name);
     return failure ("there is no " + std::string (first.starts_with ("-") ? "option " : "command ") + first
-                    + suggestion (first, names));
+                    + suggestion (first, commandTable()));
 }
 
 } // namespace tessivar

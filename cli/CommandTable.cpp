@@ -160,26 +160,21 @@ constexpr auto settingOption =
 constexpr auto onlyTrackOption =
     repeatable (valued ("--track", "NAME", "Only the tracks that NAME matches. Default: all."));
 
-constexpr std::array exportOptions{
-    outOption,
-    settingOption,
-    repeatable (
-        valued ("--focus",
-                "[NAME=]VALUE",
-                "Another focus than the one saved in the Group, 0 to 5 or a percentage of the range (50% is "
-                "2.5); after a refined analysis VALUE may be the word suggested. Without NAME it holds for "
-                "every track that no NAME matches.")),
-    repeatable (
-        valued ("--fine",
-                "[NAME=]VALUE",
-                "Another fine than the one saved in the Group, 0 to 1 or a percentage. Given like --focus.")),
-    onlyTrackOption,
-    formatOption,
-    overwriteOption,
-    dryRunOption,
-    jsonOption,
-    quietOption
-};
+constexpr auto exportFocusOption = repeatable (
+    valued ("--focus",
+            "[NAME=]VALUE",
+            "Another focus than the one saved in the Group, 0 to 5 or a percentage of the range (50% is "
+            "2.5); after a refined analysis VALUE may be the word suggested. Without NAME it holds for "
+            "every track that no NAME matches."));
+
+constexpr auto exportFineOption = repeatable (
+    valued ("--fine",
+            "[NAME=]VALUE",
+            "Another fine than the one saved in the Group, 0 to 1 or a percentage. Given like --focus."));
+
+constexpr std::array exportOptions{ outOption,       settingOption, exportFocusOption, exportFineOption,
+                                    onlyTrackOption, formatOption,  overwriteOption,   dryRunOption,
+                                    jsonOption,      quietOption };
 
 const std::array editOptions{
     required (repeatable (valued ("--track", "NAME", "The tracks to change: all that NAME matches."))),
@@ -203,37 +198,26 @@ constexpr auto removedOption = flag ("--removed", "Only what is removed from the
 constexpr auto allOption = flag ("--all", "All tracks together, which is what happens without --track too.");
 constexpr auto plainQuietOption = flag ("--quiet", "Tell errors only.");
 
-constexpr std::array playOptions{
-    onlyTrackOption,
-    allOption,
-    fromOption,
-    toOption,
-    settingOption,
-    bypassOption,
-    removedOption,
+constexpr auto deviceOption =
     valued ("--device",
             "NAME",
-            "The output to play through, as the command devices names it. Default: the system's."),
-    jsonOption,
-    plainQuietOption,
+            "The output to play through, as the command devices names it. Default: the system's.");
+
+constexpr std::array playOptions{
+    onlyTrackOption, allOption,     fromOption,   toOption,   settingOption,
+    bypassOption,    removedOption, deviceOption, jsonOption, plainQuietOption
 };
 
-constexpr std::array renderOptions{
+constexpr auto mixFileOption =
     required (valued ("--out",
                       "FILE",
                       "The file to write: WAV with 32-bit float samples, or AIFF with 24-bit ones when its "
                       "name ends in .aiff or .aif.",
-                      ValueKind::file)),
-    onlyTrackOption,
-    allOption,
-    fromOption,
-    toOption,
-    settingOption,
-    bypassOption,
-    removedOption,
-    overwriteOption,
-    plainQuietOption,
-};
+                      ValueKind::file));
+
+constexpr std::array renderOptions{ mixFileOption,   onlyTrackOption, allOption,    fromOption,
+                                    toOption,        settingOption,   bypassOption, removedOption,
+                                    overwriteOption, plainQuietOption };
 
 constexpr std::array verifyOptions{ jsonOption };
 constexpr std::array classifyOptions{ typesOption };

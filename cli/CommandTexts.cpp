@@ -16,14 +16,10 @@ constexpr std::size_t helpWidth = 80;
 std::vector<std::string> paragraphsOf (std::string_view text)
 {
     std::vector<std::string> paragraphs;
-    while (true)
-    {
-        const auto end = text.find ('\n');
-        paragraphs.emplace_back (text.substr (0, end));
-        if (end == std::string_view::npos)
-            return paragraphs;
-        text.remove_prefix (end + 1);
-    }
+    std::istringstream lines{ std::string (text) };
+    for (std::string line; std::getline (lines, line);)
+        paragraphs.push_back (line);
+    return paragraphs;
 }
 
 /** Text wrapped to helpWidth columns, every line indented. */

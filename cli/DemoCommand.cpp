@@ -1,7 +1,6 @@
 #include "cli/Commands.h"
 
 #include "cli/Arguments.h"
-#include "cli/InputFiles.h"
 #include "cli/TerminalText.h"
 #include "jobs/ExportTracks.h"
 #include "jobs/ImportTracks.h"

@@ -1,6 +1,6 @@
 #include "cli/GroupRunSteps.h"
 
-#include "cli/InputFiles.h"
+#include "cli/Arguments.h"
 #include "jobs/AnalysisRequest.h"
 #include "model/Abbreviations.h"
 #include "model/audiofile/AudioIntake.h"

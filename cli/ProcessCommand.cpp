@@ -2,7 +2,6 @@
 
 #include "cli/Arguments.h"
 #include "cli/GroupRun.h"
-#include "cli/InputFiles.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "model/OutputRules.h"

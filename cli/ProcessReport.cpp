@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -64,7 +63,7 @@ juce::String removedLabel (const TrackState& track, const ReportedTrack& reporte
                                                     : formatDb (reported.output->removedPartDb) + " dB";
 }
 
-juce::String fileLabel (const ReportedTrack& reported)
+juce::String fileLabel (const TrackState&, const ReportedTrack& reported)
 {
     if (reported.isSourceItself)
         return "is the source itself, stays as it is";
@@ -73,9 +72,21 @@ juce::String fileLabel (const ReportedTrack& reported)
     return printable (reported.outputFile.getFileName());
 }
 
-juce::String focusLabel (float focus)
+juce::String focusLabel (const TrackState& track, const ReportedTrack& reported)
 {
-    return focus == suggestedValue ? "suggested" : formatKnob (focus);
+    if (! track.takesPart())
+        return "-";
+    return reported.knobs.focus == suggestedValue ? "suggested" : formatKnob (reported.knobs.focus);
+}
+
+juce::String fineLabel (const TrackState& track, const ReportedTrack& reported)
+{
+    return track.takesPart() ? formatKnob (reported.knobs.fine) : "-";
+}
+
+juce::String leakageLabel (const TrackState& track, const ReportedTrack&)
+{
+    return track.hasProcessedOutput() ? formatDb (track.findings.leakageDb) + " dB" : "-";
 }
 
 bool hasSuggestion (const TrackState& track)
@@ -83,7 +94,7 @@ bool hasSuggestion (const TrackState& track)
     return track.hasProcessedOutput() && track.findings.suggestedFocus.has_value();
 }
 
-juce::String suggestionLabel (const TrackState& track)
+juce::String suggestionLabel (const TrackState& track, const ReportedTrack&)
 {
     if (! hasSuggestion (track))
         return "-";
@@ -93,32 +104,16 @@ juce::String suggestionLabel (const TrackState& track)
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
 {
-    using Cell = std::function<juce::String (const TrackState&, const ReportedTrack&)>;
-    std::vector<std::pair<juce::String, Cell>> columns{
-        { "Track", trackLabel },
-        { "Type", typeLabel },
-        { "Focus",
-          [] (const auto& track, const auto& reported)
-          { return track.takesPart() ? focusLabel (reported.knobs.focus) : "-"; } },
-        { "Fine",
-          [] (const auto& track, const auto& reported)
-          { return track.takesPart() ? formatKnob (reported.knobs.fine) : "-"; } },
+    using Cell = juce::String (*) (const TrackState&, const ReportedTrack&);
+    std::vector<std::pair<const char*, Cell>> columns{
+        { "Track", trackLabel }, { "Type", typeLabel }, { "Focus", focusLabel }, { "Fine", fineLabel }
     };
     if (report.method == AnalysisMethod::refined && ! isPlan)
-    {
-        columns.push_back ({ "Leakage", [] (const auto& track, const auto&) {
-                                return track.hasProcessedOutput()
-                                           ? formatDb (track.findings.leakageDb) + " dB"
-                                           : "-";
-                            } });
-        columns.push_back (
-            { "Suggested", [] (const auto& track, const auto&) { return suggestionLabel (track); } });
-    }
+        columns.insert (columns.end(), { { "Leakage", leakageLabel }, { "Suggested", suggestionLabel } });
     if (! isPlan && request.writesAudio())
-        columns.push_back ({ "Removed", removedLabel });
+        columns.emplace_back ("Removed", removedLabel);
     if (request.writesAudio())
-        columns.push_back (
-            { "File", [] (const auto&, const auto& reported) { return fileLabel (reported); } });
+        columns.emplace_back ("File", fileLabel);
 
     std::vector<Row> rows (report.tracks.size() + 1);
     for (const auto& [heading, cell] : columns)

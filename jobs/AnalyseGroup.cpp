@@ -51,13 +51,7 @@ public:
 
     ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override
     {
-        const auto size = static_cast<std::uint64_t> (numPlanes)
-                          * static_cast<std::uint64_t> (lengthInSamples) * sizeof (float);
-
-        if (auto file = make (size))
-            scratchPlanes.emplace (std::move (file), lengthInSamples);
-
-        return scratchPlanes ? &*scratchPlanes : nullptr;
+        return makePlanes (scratchPlanes, numPlanes, lengthInSamples);
     }
 
     RenderedTrackSink* rendered (int trackIndex) override
@@ -75,13 +69,7 @@ public:
     {
         // The component planes are no longer needed, and there need not be room for both.
         scratchPlanes.reset();
-        const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
-                          * sizeof (float);
-
-        if (auto file = make (size))
-            spectrogramPlanes.emplace (std::move (file), floatsPerPlane);
-
-        return spectrogramPlanes ? &*spectrogramPlanes : nullptr;
+        return makePlanes (spectrogramPlanes, numPlanes, floatsPerPlane);
     }
 
     RenderedTrackSource* standard (int trackIndex) override
@@ -191,6 +179,17 @@ private:
             creationFailure = made.getErrorMessage();
 
         return file;
+    }
+
+    ScratchPlanes* makePlanes (std::optional<StorePlanes>& planes, int numPlanes, std::int64_t floatsPerPlane)
+    {
+        const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
+                          * sizeof (float);
+
+        if (auto file = make (size))
+            planes.emplace (std::move (file), floatsPerPlane);
+
+        return planes ? &*planes : nullptr;
     }
 
     TemporaryStore& store;

@@ -1,7 +1,5 @@
 #include "jobs/AnalysisRequest.h"
 
-#include "jobs/WarningsDisplay.h"
-
 namespace tessivar
 {
 

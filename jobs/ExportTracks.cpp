@@ -193,31 +193,29 @@ public:
     void log (const juce::File& file, const juce::String& text) { report.remarks.push_back ({ file, text }); }
 
 private:
-    static Outcome failed (const juce::String& reason) { return Outcome::failed (reason.toStdString()); }
+    Outcome failed (const juce::File& file, const juce::String& remark, const juce::String& reason)
+    {
+        log (file, remark);
+        return Outcome::failed (reason.toStdString());
+    }
 
     Outcome writeFile (MonoFilePlan plan, Signal& signal, TrackExport& result)
     {
         const auto& target = result.file;
 
         if (folderError.isNotEmpty())
-        {
-            log (target, "Failed to open file.");
-            return failed (folderError);
-        }
+            return failed (target, "Failed to open file.", folderError);
 
         if (const auto refusal = rules.claim (target, options.overwrite); refusal != OutputRefusal::none)
-        {
-            log (target,
-                 refusal == OutputRefusal::exists ? "File already exists - Not written."
-                                                  : "Not written: " + reasonOf (refusal) + ".");
-            return failed (target.getFullPathName() + ": " + reasonOf (refusal));
-        }
+            return failed (target,
+                           refusal == OutputRefusal::exists ? "File already exists - Not written."
+                                                            : "Not written: " + reasonOf (refusal) + ".",
+                           target.getFullPathName() + ": " + reasonOf (refusal));
 
         if (const auto possible = plan.check(); possible.failed())
-        {
-            log (target, "Failed to create file.");
-            return failed (target.getFullPathName() + ": " + possible.getErrorMessage());
-        }
+            return failed (target,
+                           "Failed to create file.",
+                           target.getFullPathName() + ": " + possible.getErrorMessage());
 
         if (target.existsAsFile())
             log (target, "File already exists - Overwritting.");
@@ -229,16 +227,10 @@ private:
             target, std::move (plan), options.calls != nullptr ? *options.calls : FileSystemCalls::system());
 
         if (const auto opened = writer.openFile(); opened.failed())
-        {
-            log (target, "Failed to open file.");
-            return failed (opened.getErrorMessage());
-        }
+            return failed (target, "Failed to open file.", opened.getErrorMessage());
 
         if (const auto created = writer.createWriter(); created.failed())
-        {
-            log (target, "Failed to create file.");
-            return failed (created.getErrorMessage());
-        }
+            return failed (target, "Failed to create file.", created.getErrorMessage());
 
         std::vector<float> samples (static_cast<std::size_t> (blockLength));
 
@@ -255,10 +247,7 @@ private:
                 outcome = writer.write (block);
 
             if (outcome.failed())
-            {
-                log (target, "Failed to write file.");
-                return failed (outcome.getErrorMessage());
-            }
+                return failed (target, "Failed to write file.", outcome.getErrorMessage());
 
             for (const auto sample : block)
                 result.peak = std::max (result.peak, std::abs (sample));
@@ -273,10 +262,7 @@ private:
                                                         : AtomicFile::IfTargetExists::fail);
 
         if (finished.failed())
-        {
-            log (target, "Failed to write file.");
-            return failed (finished.getErrorMessage());
-        }
+            return failed (target, "Failed to write file.", finished.getErrorMessage());
 
         result.bytes = fileBytes;
         result.clippedSamples = writer.clippedSamples();

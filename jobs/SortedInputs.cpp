@@ -19,6 +19,23 @@ bool precedes (const juce::File& a, const juce::File& b)
     const auto natural = nameA.compareNatural (nameB);
     return natural != 0 ? natural < 0 : nameA.compare (nameB) < 0;
 }
+
+ImportRefusal rejectionOf (const juce::File& file, const juce::String& reason)
+{
+    return { file, {}, file.getFullPathName() + ": " + reason };
+}
+
+/** Rejects what else is in a folder of audio files, hidden files aside. */
+void rejectOthers (const juce::File& folder,
+                   const std::vector<juce::File>& audioFiles,
+                   std::vector<ImportRefusal>& rejected)
+{
+    for (const auto& file :
+         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
+        if (std::find (audioFiles.begin(), audioFiles.end(), file) == audioFiles.end())
+            rejected.push_back (rejectionOf (
+                file, "of a folder only audio files are taken (wav, aiff, aif, caf, flac, ogg)"));
+}
 } // namespace
 
 juce::Result listAudioFolder (const juce::File& folder, std::vector<juce::File>& files)
@@ -42,26 +59,6 @@ juce::Result listAudioFolder (const juce::File& folder, std::vector<juce::File>&
     files = std::move (found);
     return juce::Result::ok();
 }
-
-namespace
-{
-ImportRefusal rejectionOf (const juce::File& file, const juce::String& reason)
-{
-    return { file, {}, file.getFullPathName() + ": " + reason };
-}
-
-/** Rejects what else is in a folder of audio files, hidden files aside. */
-void rejectOthers (const juce::File& folder,
-                   const std::vector<juce::File>& audioFiles,
-                   std::vector<ImportRefusal>& rejected)
-{
-    for (const auto& file :
-         folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
-        if (std::find (audioFiles.begin(), audioFiles.end(), file) == audioFiles.end())
-            rejected.push_back (rejectionOf (
-                file, "of a folder only audio files are taken (wav, aiff, aif, caf, flac, ogg)"));
-}
-} // namespace
 
 SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
 {

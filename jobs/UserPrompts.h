@@ -7,6 +7,8 @@
 namespace tessivar
 {
 
+class TessivarWorkspace;
+
 /** How a request talks to the user. The window shows dialogs, tests answer by script. Each call returns when
     the user has answered.
 */
@@ -43,5 +45,10 @@ public:
     /** Shows one warning and its entries; true when the user never wants to see this kind again. */
     [[nodiscard]] virtual bool showWarning (const ImportWarnings::Warning& warning) = 0;
 };
+
+/** Shows the collected warnings kind by kind, except the kinds the user has silenced, and silences those that
+    the user never wants to see again. The collector is empty afterwards.
+*/
+void showWarnings (ImportWarnings& warnings, TessivarWorkspace& workspace, UserPrompts& prompts);
 
 } // namespace tessivar

@@ -1,4 +1,4 @@
-#include "cli/InputFiles.h"
+#include "cli/Arguments.h"
 #include "cli/ProgressDisplay.h"
 #include "cli/TerminalText.h"
 #include "tools/commanddriver/ProgramRunner.h"

@@ -2,7 +2,7 @@
 #include "jobs/ExportRequest.h"
 #include "jobs/GroupDLSImporter.h"
 #include "jobs/SortedInputs.h"
-#include "jobs/WarningsDisplay.h"
+#include "jobs/UserPrompts.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "tests/jobs/JobFixtures.h"
 

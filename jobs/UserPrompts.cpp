@@ -1,4 +1,6 @@
-#include "jobs/WarningsDisplay.h"
+#include "jobs/UserPrompts.h"
+
+#include "model/TessivarWorkspace.h"
 
 namespace tessivar
 {
