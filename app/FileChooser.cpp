@@ -1,6 +1,5 @@
 #include "app/FileChooser.h"
 
-#include "platform/ChildProgram.h"
 #include "platform/DiskNames.h"
 #include "platform/Process.h"
 

@@ -4,8 +4,8 @@
 #include "app/TrackPresenter.h"
 #include "app/WindowJobs.h"
 #include "model/ForeignText.h"
+#include "platform/AtomicFile.h"
 #include "platform/Desktop.h"
-#include "platform/WritingNote.h"
 #include "terms/WorkControl.h"
 #include "ui/dialogs/ExportReportDialog.h"
 

@@ -3,7 +3,7 @@
 #include "model/ForeignText.h"
 #include "model/TemporaryStore.h"
 #include "model/recovery/RecoveryList.h"
-#include "platform/WritingNote.h"
+#include "platform/AtomicFile.h"
 
 namespace tessivar
 {

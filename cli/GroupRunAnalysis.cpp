@@ -1,7 +1,7 @@
 #include "cli/GroupRunSteps.h"
 #include "model/settings/UserFolders.h"
+#include "platform/AtomicFile.h"
 #include "platform/DiskNames.h"
-#include "platform/WritingNote.h"
 #include "terms/KnobValues.h"
 
 #include <ostream>

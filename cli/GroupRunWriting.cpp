@@ -3,8 +3,8 @@
 #include "model/Outcomes.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/settings/UserFolders.h"
+#include "platform/AtomicFile.h"
 #include "platform/Folders.h"
-#include "platform/WritingNote.h"
 
 #include <algorithm>
 

@@ -1,7 +1,6 @@
 #include "platform/AtomicFile.h"
 
 #include "platform/DiskNames.h"
-#include "platform/FileLock.h"
 #include "platform/FileStatus.h"
 #include "platform/Folders.h"
 #include "platform/Process.h"
@@ -18,7 +17,7 @@ namespace
 using Kind = SystemError::Kind;
 
 constexpr std::size_t longestFileName = 255; // bytes, of every file system in use
-constexpr auto markOfTemporary = ".tmp-";
+constexpr auto markOfTemporary = ".tmp-", noteSuffix = ".writing";
 
 /** A name that unfinishedState() knows. */
 juce::File temporaryBeside (const juce::File& target)
@@ -89,11 +88,6 @@ juce::Result checkTarget (const juce::File& target)
 AtomicFile::AtomicFile (const juce::File& file, FileSystemCalls& callsToUse)
     : calls (callsToUse), target (withLinksResolved (file))
 {
-}
-
-AtomicFile::~AtomicFile()
-{
-    discard();
 }
 
 juce::Result AtomicFile::open (std::uint64_t expectedBytes)
@@ -186,11 +180,6 @@ bool AtomicFile::setPosition (juce::int64 newPosition)
     return true;
 }
 
-void AtomicFile::flush()
-{
-    writeOutBuffer();
-}
-
 bool AtomicFile::writeOutBuffer()
 {
     if (result.wasOk() && handle != FileHandle::none)
@@ -275,6 +264,36 @@ void AtomicFile::discard()
 
     temporaryExists = false;
     bufferedBytes = 0;
+}
+
+WritingNote::WritingNote (const juce::File& notes, const juce::File& folder)
+    : note (notes.getChildFile (uniqueTag() + noteSuffix)), lock (FileLock::waitFor (note, 0))
+{
+    if (lock)
+        note.appendText (folder.getFullPathName());
+}
+
+WritingNote::~WritingNote()
+{
+    if (lock)
+        note.deleteFile();
+}
+
+void WritingNote::sweep (const juce::File& notes)
+{
+    for (const auto& file :
+         notes.findChildFiles (juce::File::findFiles, false, juce::String ("*") + noteSuffix))
+    {
+        const auto lock = FileLock::take (file);
+
+        if (! lock)
+            continue;
+
+        if (const auto folder = file.loadFileAsString(); juce::File::isAbsolutePath (folder))
+            sweepUnfinished (juce::File (folder));
+
+        file.deleteFile();
+    }
 }
 
 } // namespace tessivar

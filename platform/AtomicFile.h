@@ -1,10 +1,11 @@
 #pragma once
 
-#include "platform/FileSystemCalls.h"
+#include "platform/FileLock.h"
 
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace tessivar
@@ -26,7 +27,7 @@ class AtomicFile : public juce::OutputStream
 public:
     /** A target that is a symbolic link stands for the file it points to. */
     explicit AtomicFile (const juce::File& target, FileSystemCalls& calls = FileSystemCalls::system());
-    ~AtomicFile() override;
+    ~AtomicFile() override { discard(); }
 
     /** Makes the temporary file and reserves expectedBytes for it (0: nothing). Refuses a target that is a
         folder or another special file, or that may not be written to. A replaced file passes on its
@@ -38,7 +39,7 @@ public:
     bool write (const void* data, std::size_t numBytes) override;
     bool setPosition (juce::int64 newPosition) override;
     juce::int64 getPosition() override { return position; }
-    void flush() override;
+    void flush() override { writeOutBuffer(); }
 
     [[nodiscard]] const juce::Result& status() const { return result; }
 
@@ -107,5 +108,26 @@ enum class Unfinished
 
 /** Deletes what processes that are gone left half written in a folder. */
 void sweepUnfinished (const juce::File& folder);
+
+/** Notes, as long as it lives, that large files are being written in a folder: a process that is killed
+    meanwhile leaves them half written there, and the next start would not know where to look.
+*/
+class WritingNote
+{
+public:
+    /** Without a note, where none can be made, a later save into the folder still clears it up. */
+    WritingNote (const juce::File& notes, const juce::File& folder);
+    ~WritingNote();
+
+    WritingNote (const WritingNote&) = delete;
+    WritingNote& operator= (const WritingNote&) = delete;
+
+    /** Deletes what processes that are gone left half written in the folders that they noted. */
+    static void sweep (const juce::File& notes);
+
+private:
+    const juce::File note;
+    std::optional<FileLock> lock;
+};
 
 } // namespace tessivar

@@ -5,6 +5,7 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace tessivar
@@ -51,5 +52,25 @@ void removeFolderOfFiles (const juce::File& folder, const char* last);
 /** A number of bytes for a message: exact, and above 10 MB in MB or GB as well: "1288490189 bytes (1.29 GB)".
 */
 [[nodiscard]] juce::String describeBytes (std::uint64_t bytes);
+
+/** Where the system wants a user's files, for all programs; each makes a folder of its own in them. */
+struct KnownFolders
+{
+    juce::File configuration;
+    juce::File state; // what is kept from run to run and is no setting
+    juce::File cache;
+    juce::File runtime; // for sockets, gone when the user logs out; nothing where the system has none
+    juce::File documents;
+
+    [[nodiscard]] static KnownFolders ofUser();
+
+    /** The value of an environment variable; empty when it is not set. */
+    using Environment = std::function<juce::String (const char* variable)>;
+
+    /** Those of a user with that home folder. Variables of the desktop that hold no absolute path count as
+        not set.
+    */
+    [[nodiscard]] static KnownFolders from (const Environment& environment, const juce::File& home);
+};
 
 } // namespace tessivar

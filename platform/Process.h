@@ -2,6 +2,10 @@
 
 #include <juce_core/juce_core.h>
 
+#include <functional>
+#include <optional>
+#include <string>
+
 namespace tessivar
 {
 
@@ -31,5 +35,25 @@ namespace tessivar
     latter. Once, at the start.
 */
 void makeBadWritesFail();
+
+/** Runs a program to its end and returns what it printed, of any length; nothing when it can't be started,
+    fails, or is ended because keepWaiting() returned false. That is called on this thread, again and again
+    until the end, and takes a few milliseconds each time.
+    @param arguments  the first is the program's name or path; none of them passes through a shell
+*/
+[[nodiscard]] std::optional<std::string> outputOfProgram (const juce::StringArray& arguments,
+                                                          const std::function<bool()>& keepWaiting);
+
+/** The file of the shared library that a function lies in, as it was opened; nothing when the system can't
+    tell.
+*/
+[[nodiscard]] juce::String libraryHolding (const void* function);
+
+/** Names of the local sockets that some process of this system listens at; empty where these can't be listed.
+*/
+[[nodiscard]] juce::StringArray listeningSockets();
+
+/** The same from the text of the system's table. For tests. */
+[[nodiscard]] juce::StringArray listeningSocketsIn (const juce::String& table);
 
 } // namespace tessivar

@@ -1,6 +1,6 @@
 #include "playback/JackDevices.h"
 
-#include "platform/Libraries.h"
+#include "platform/Process.h"
 
 #if JUCE_LINUX
     #include <jack/jack.h>

@@ -5,11 +5,6 @@
 namespace tessivar
 {
 
-UserFolders UserFolders::ofUser()
-{
-    return in (KnownFolders::ofUser());
-}
-
 UserFolders UserFolders::in (const KnownFolders& known)
 {
     UserFolders folders;

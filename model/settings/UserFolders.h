@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/KnownFolders.h"
+#include "platform/Folders.h"
 
 #include <optional>
 
@@ -16,7 +16,7 @@ struct UserFolders
     juce::File runtime;   // tessivar/: sockets
     juce::File documents; // the user's own
 
-    [[nodiscard]] static UserFolders ofUser();
+    [[nodiscard]] static UserFolders ofUser() { return in (KnownFolders::ofUser()); }
     [[nodiscard]] static UserFolders in (const KnownFolders& folders);
 
     /** All of them below one folder. */

@@ -1,8 +1,8 @@
 #include "platform/Desktop.h"
 
-#include "platform/ChildProgram.h"
 #include "platform/DiskNames.h"
-#include "platform/KnownFolders.h"
+#include "platform/Folders.h"
+#include "platform/Process.h"
 
 #include <spawn.h>
 #include <sys/wait.h>

@@ -1,7 +1,6 @@
 #include "platform/AtomicFile.h"
 #include "platform/DiskNames.h"
 #include "platform/FileLock.h"
-#include "platform/WritingNote.h"
 
 #include "tests/support/FileFaults.h"
 #include "tests/support/WorkFolder.h"

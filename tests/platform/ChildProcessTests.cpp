@@ -1,4 +1,4 @@
-#include "platform/ChildProgram.h"
+#include "platform/Process.h"
 
 #include <juce_core/juce_core.h>
 

@@ -1,4 +1,4 @@
-#include "platform/Libraries.h"
+#include "platform/Process.h"
 #include "playback/JackDevices.h"
 
 #include <catch2/catch.hpp>
