@@ -8,7 +8,7 @@
 #include "app/about/Diagnostics.h"
 #include "app/settings/ReducedMotion.h"
 #include "model/ForeignText.h"
-#include "model/settings/SettingsFolder.h"
+#include "model/settings/Settings.h"
 #include "platform/Desktop.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"

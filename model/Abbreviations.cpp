@@ -49,16 +49,6 @@ bool AbbreviationTable::save (SettingsStore* settings) const
     return settings->save().wasOk();
 }
 
-void AbbreviationTable::loadOrSetDefaults (SettingsStore* settings)
-{
-    if (load (settings))
-        return;
-
-    setDefaults();
-    // Without a settings file the built-in lists do for this run.
-    juce::ignoreUnused (save (settings));
-}
-
 TrackClassification AbbreviationTable::classify (const juce::String& path) const
 {
     const auto separator =
@@ -76,11 +66,6 @@ juce::String AbbreviationTable::list (DrumType type) const
 {
     const auto found = lists.find (type);
     return found != lists.end() ? found->second : juce::String();
-}
-
-void AbbreviationTable::setList (DrumType type, const juce::String& text)
-{
-    lists[type] = text;
 }
 
 juce::String AbbreviationTable::defaultList (DrumType type)

@@ -25,14 +25,6 @@ struct TrackClassification
     ListSource source = ListSource::builtIn;
 };
 
-/** Orders strings by plain character codes: upper-case letters before lower-case ones, a string before any
-    longer one that begins with it.
-*/
-struct ByCharacterCodes
-{
-    bool operator() (const juce::String& a, const juce::String& b) const { return a.compare (b) < 0; }
-};
-
 /** The abbreviations that tell a track's drum type from its file name.
 
     Eight list texts, one for each type, as the user typed them, and one ordered table of all abbreviations in
@@ -45,7 +37,8 @@ struct ByCharacterCodes
 class AbbreviationTable
 {
 public:
-    using Table = std::map<juce::String, DrumType, ByCharacterCodes>;
+    /** In the order of plain character codes: upper-case letters before lower-case ones. */
+    using Table = std::map<juce::String, DrumType>;
 
     /** Splits the list and adds its pieces to the table. The type's list text stays as it is. */
     void registerList (const juce::String& list, DrumType type, ListSource source = ListSource::settings);
@@ -61,9 +54,6 @@ public:
     /** Writes the eight lists and saves the settings. False when settings is null or can't be saved. */
     bool save (SettingsStore* settings) const;
 
-    /** At the start of the program: loads the lists, or writes the built-in ones. */
-    void loadOrSetDefaults (SettingsStore* settings);
-
     /** The type for a file path: that of the first abbreviation, in the table's order, that occurs anywhere
         in the file name, extension included, in either case.
     */
@@ -73,7 +63,7 @@ public:
     [[nodiscard]] juce::String list (DrumType type) const;
 
     /** Replaces a type's list, with effect from the next load() of saved settings. */
-    void setList (DrumType type, const juce::String& text);
+    void setList (DrumType type, const juce::String& text) { lists[type] = text; }
 
     [[nodiscard]] const Table& table() const { return abbreviations; }
 

@@ -3,6 +3,9 @@
 #include "model/ForeignText.h"
 #include "model/settings/Settings.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace tessivar
 {
 
@@ -32,8 +35,7 @@ void ImportWarnings::add (const juce::String& entry, int code, const juce::Strin
     }
 
     const juce::ScopedLock lock (entriesLock);
-    auto& list = lists[static_cast<std::size_t> (code)];
-    auto& reasons = reasonLists[static_cast<std::size_t> (code)];
+    auto& [list, reasons] = lists[static_cast<std::size_t> (code)];
     const auto shown = shownText (entry), shownReason = shownText (reason);
     const auto index = list.indexOf (shown);
 
@@ -57,31 +59,30 @@ juce::StringArray ImportWarnings::entries (int code) const
         return {};
 
     const juce::ScopedLock lock (entriesLock);
-    return lists[static_cast<std::size_t> (code)];
+    return lists[static_cast<std::size_t> (code)].entries;
 }
 
 bool ImportWarnings::isEmpty() const
 {
     const juce::ScopedLock lock (entriesLock);
-    return std::all_of (lists.begin(), lists.end(), [] (const auto& list) { return list.isEmpty(); });
+    return std::ranges::all_of (lists, [] (const auto& list) { return list.entries.isEmpty(); });
 }
 
 void ImportWarnings::show (const Presenter& presenter)
 {
-    std::array<juce::StringArray, numCodes> taken, takenReasons;
+    std::array<List, numCodes> taken;
     {
         const juce::ScopedLock lock (entriesLock);
         std::swap (taken, lists);
-        std::swap (takenReasons, reasonLists);
     }
 
     for (int code = 0; code < numCodes; ++code)
     {
-        const auto& list = taken[static_cast<std::size_t> (code)];
+        const auto& [list, reasons] = taken[static_cast<std::size_t> (code)];
+
         if (list.isEmpty() || isSilenced (code))
             continue;
 
-        const auto& reasons = takenReasons[static_cast<std::size_t> (code)];
         const auto neverAgain =
             presenter ({ code, warningMessage (code), list, reasons, canBeSilenced (code) });
         if (neverAgain && canBeSilenced (code))
@@ -114,50 +115,33 @@ bool ImportWarnings::isSilenced (int code) const
 void ImportWarnings::clear()
 {
     const juce::ScopedLock lock (entriesLock);
-    for (auto* each : { &lists, &reasonLists })
-        for (auto& list : *each)
-            list.clear();
+    lists = {};
 }
 
 juce::String warningMessage (int code)
 {
-    switch (code)
-    {
-        case ImportWarnings::differentBitDepths:
-            return "The following group seems to contain files with different bitrates.";
-        case ImportWarnings::differentSampleRate:
-            return "The following files have a samplerate which is different from the first track you added "
-                   "in "
-                   "the group.";
-        // Missing and unreadable files each have two lists with the same words and separate dialogs, on
-        // purpose.
-        case ImportWarnings::missing:
-        case ImportWarnings::missingInGroupFile:
-            return "The following files appear to be missing.";
-        case ImportWarnings::unreadable:
-        case ImportWarnings::unreadableInGroupFile:
-            return "The following files appear to be corrupted or unsupported.";
-        case ImportWarnings::shorterThanGroup:
-            return "The following files appear to be smaller in length.";
-        case ImportWarnings::unsupportedSampleRate:
-            return "The following files have unsupported samplerate.";
-        case ImportWarnings::shortDuration:
-            return "The group contains tracks of small duration. In order to get the best possible results, "
-                   "please "
-                   "consider merging groups of smaller tracks.";
-        case ImportWarnings::tooShort:
-            return "The following files are of too small duration to be analysed. They will be discarded.";
-        case ImportWarnings::longDuration:
-            return "The group contains tracks of large duration. Analysis of extremely large tracks may "
-                   "result in "
-                   "unstable behavior. Please consider splitting the material to smaller groups.";
-        case ImportWarnings::largeGroup:
-            return "You are attempting to analyze a large group. To ensure fast and accurate analysis, "
-                   "consider "
-                   "removing any tracks that are unnecessary, empty or consist only of leakage.";
-        default:
-            return "Unclassified error occured.";
-    }
+    // Missing and unreadable files each have two lists with the same words and separate dialogs, on purpose.
+    constexpr auto missing = "The following files appear to be missing.",
+                   unreadable = "The following files appear to be corrupted or unsupported.";
+    constexpr std::array<const char*, ImportWarnings::numCodes> messages{
+        "The following group seems to contain files with different bitrates.",
+        "The following files have a samplerate which is different from the first track you added in the "
+        "group.",
+        missing,
+        unreadable,
+        missing,
+        unreadable,
+        "The following files appear to be smaller in length.",
+        "The following files have unsupported samplerate.",
+        "The group contains tracks of small duration. In order to get the best possible results, please "
+        "consider merging groups of smaller tracks.",
+        "The following files are of too small duration to be analysed. They will be discarded.",
+        "The group contains tracks of large duration. Analysis of extremely large tracks may result in "
+        "unstable behavior. Please consider splitting the material to smaller groups.",
+        "You are attempting to analyze a large group. To ensure fast and accurate analysis, consider "
+        "removing any tracks that are unnecessary, empty or consist only of leakage.",
+    };
+    return isKnownCode (code) ? messages[static_cast<std::size_t> (code)] : "Unclassified error occured.";
 }
 
 bool shouldShowWarning (const juce::PropertySet* settings, int kind)

@@ -74,9 +74,13 @@ public:
     void clear();
 
 private:
-    mutable juce::CriticalSection entriesLock; // lists, reasonLists, silencedCodes
-    std::array<juce::StringArray, numCodes> lists;
-    std::array<juce::StringArray, numCodes> reasonLists; // as long as lists
+    struct List
+    {
+        juce::StringArray entries, reasons; // of one length
+    };
+
+    mutable juce::CriticalSection entriesLock; // lists, silencedCodes
+    std::array<List, numCodes> lists;
     std::set<int> silencedCodes;
 };
 

@@ -110,7 +110,7 @@ int TessivarWorkspace::indexOfFile (const juce::File& file) const
 {
     const auto all = allGroups();
     const auto found =
-        std::find_if (all.begin(), all.end(), [&] (const Group::Ptr& open) { return open->file() == file; });
+        std::ranges::find_if (all, [&] (const Group::Ptr& open) { return open->file() == file; });
     return found == all.end() || file == juce::File() ? -1 : static_cast<int> (found - all.begin());
 }
 
@@ -186,44 +186,9 @@ void TessivarWorkspace::refreshAll()
     sendChangeMessage();
 }
 
-void TessivarWorkspace::changeListenerCallback (juce::ChangeBroadcaster*)
-{
-    sendChangeMessage();
-}
-
 juce::String TessivarWorkspace::storedPath (const char* key) const
 {
     return store.getValue (key, userFolders.documents.getFullPathName());
-}
-
-juce::String TessivarWorkspace::lastViewedFolder() const
-{
-    return storedPath (settingsKeys::lastViewedFolder);
-}
-
-void TessivarWorkspace::setLastViewedFolder (const juce::String& path)
-{
-    store.setValue (settingsKeys::lastViewedFolder, path);
-}
-
-juce::String TessivarWorkspace::lastViewedImportFolder() const
-{
-    return storedPath (settingsKeys::lastViewedImportFolder);
-}
-
-void TessivarWorkspace::setLastViewedImportFolder (const juce::String& path)
-{
-    store.setValue (settingsKeys::lastViewedImportFolder, path);
-}
-
-juce::String TessivarWorkspace::lastExportFolder() const
-{
-    return storedPath (settingsKeys::lastExportFolder);
-}
-
-void TessivarWorkspace::setLastExportFolder (const juce::String& path)
-{
-    store.setValue (settingsKeys::lastExportFolder, path);
 }
 
 juce::File TessivarWorkspace::exportDialogFolder() const
@@ -253,16 +218,6 @@ void TessivarWorkspace::setFolderSettings (const FolderSettings& chosen)
 TemporaryFolderChoice TessivarWorkspace::temporaryFolder() const
 {
     return chooseTemporaryFolder (chosenFolders.temporaryFiles, userFolders, sharedTemporaryFolder());
-}
-
-void TessivarWorkspace::addRecentFile (const juce::File& file)
-{
-    recent.add (file);
-}
-
-void TessivarWorkspace::removeRecentFile (const juce::File& file)
-{
-    recent.remove (file);
 }
 
 std::vector<RecentFiles::MenuEntry> TessivarWorkspace::recentFilesMenu() const

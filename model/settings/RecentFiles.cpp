@@ -37,11 +37,6 @@ void RecentFiles::clear()
     changes.clear();
 }
 
-juce::String RecentFiles::toString() const
-{
-    return entries.joinIntoString ("\n");
-}
-
 void RecentFiles::restoreFrom (const juce::String& text)
 {
     clear();

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] const juce::StringArray& paths() const { return entries; }
 
     /** The paths joined by newlines. */
-    [[nodiscard]] juce::String toString() const;
+    [[nodiscard]] juce::String toString() const { return entries.joinIntoString ("\n"); }
 
     /** Replaces the list by what toString() gave, up to the limit; blank lines are kept as entries. */
     void restoreFrom (const juce::String& text);

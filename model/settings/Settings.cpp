@@ -1,5 +1,8 @@
 #include "model/settings/Settings.h"
 
+#include "platform/AtomicFile.h"
+#include "platform/Folders.h"
+
 namespace tessivar
 {
 
@@ -44,6 +47,29 @@ bool hasFolderSettings (const juce::PropertySet& settings)
 {
     return settings.containsKey (settingsKeys::exportPath)
            || settings.containsKey (settingsKeys::tempFileLocation);
+}
+
+int tidySettingsFolder (const juce::File& folder)
+{
+    const auto deleted = [] (const juce::File& file)
+    { return FileSystemCalls::system().remove (file).failed() ? 0 : 1; };
+    auto numDeleted = folder.existsAsFile() ? deleted (folder) : 0;
+
+    if (makeFolder (folder).failed())
+        return -1;
+
+    for (const auto& entry :
+         juce::RangedDirectoryIterator (folder, false, "*", juce::File::findFilesAndDirectories))
+    {
+        const auto file = entry.getFile();
+
+        // A link to a folder counts as a folder.
+        if (! file.hasFileExtension (".config") && ! file.isDirectory()
+            && unfinishedState (file) != Unfinished::beingWritten)
+            numDeleted += deleted (file);
+    }
+
+    return numDeleted;
 }
 
 } // namespace tessivar

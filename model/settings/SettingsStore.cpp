@@ -63,16 +63,6 @@ SettingsStore::SettingsStore (const UserFolders& foldersToUse,
         getAllProperties().set (key, value);
 }
 
-SettingsStore::~SettingsStore()
-{
-    saveIfNeeded();
-}
-
-bool SettingsStore::needsToBeSaved() const
-{
-    return changed;
-}
-
 void SettingsStore::propertyChanged()
 {
     changed = true;
@@ -95,11 +85,6 @@ void SettingsStore::timerCallback()
     // A full disk may have room again later; what failed stays to be saved.
     if (saveIfNeeded().failed())
         startSaveTimer (10 * saveDelay);
-}
-
-juce::Result SettingsStore::saveIfNeeded()
-{
-    return changed ? save() : juce::Result::ok();
 }
 
 juce::Result SettingsStore::save()
@@ -197,30 +182,29 @@ void SettingsStore::adopt (const SettingsValues& saved, const SettingsValues& me
     const juce::ScopedLock scopedLock (getLock());
     auto& all = getAllProperties();
 
-    const auto isAsSaved = [&] (const juce::String& key)
+    const auto valueIn = [] (const SettingsValues& values, const juce::String& key)
     {
-        const auto found = saved.find (key);
-        const auto isThere = all.containsKey (key);
-        return found == saved.end() ? ! isThere : isThere && all[key] == found->second;
+        const auto found = values.find (key);
+        return found == values.end() ? std::nullopt : std::optional (found->second);
     };
+    auto allKeys = merged;
+    allKeys.insert (saved.begin(), saved.end());
 
-    // What another thread changed while the file was written stays, and is written the next time.
-    for (const auto& [key, value] : merged)
+    for (const auto& [key, anyValue] : allKeys)
     {
-        if (isAsSaved (key) && ! (saved.contains (key) && saved.at (key) == value))
-        {
-            all.set (key, value);
-            anyChanged = true;
-        }
-    }
+        const auto before = valueIn (saved, key), after = valueIn (merged, key);
+        const auto present = all.containsKey (key) ? std::optional (all[key]) : std::nullopt;
 
-    for (const auto& [key, value] : saved)
-    {
-        if (isAsSaved (key) && ! merged.contains (key))
-        {
+        // What another thread changed while the file was written stays, and is written the next time.
+        if (after == before || present != before)
+            continue;
+
+        if (after)
+            all.set (key, *after);
+        else
             all.remove (juce::StringRef (key));
-            anyChanged = true;
-        }
+
+        anyChanged = true;
     }
 
     if (anyChanged)

@@ -40,7 +40,7 @@ public:
                             int saveDelayMilliseconds = defaultSaveDelay,
                             FileSystemCalls& calls = FileSystemCalls::system());
 
-    ~SettingsStore() override;
+    ~SettingsStore() override { saveIfNeeded(); }
 
     [[nodiscard]] const juce::File& file() const { return settingsFile; }
 
@@ -51,9 +51,9 @@ public:
     juce::Result save();
 
     /** As save(), when there is something to write. */
-    juce::Result saveIfNeeded();
+    juce::Result saveIfNeeded() { return changed ? save() : juce::Result::ok(); }
 
-    [[nodiscard]] bool needsToBeSaved() const;
+    [[nodiscard]] bool needsToBeSaved() const { return changed; }
 
     /** Whether the file, when it was last read, was there but no settings file. */
     [[nodiscard]] bool wasDamaged() const { return damaged; }

@@ -20,7 +20,12 @@ juce::String utf8 (const char* text)
 /** Settings in a folder of their own, and a table as the program has it after its start. */
 struct Lists
 {
-    Lists() { table.loadOrSetDefaults (&settings); }
+    Lists()
+    {
+        table.setDefaults();
+        table.save (&settings);
+    }
+
     ~Lists() { folder.deleteRecursively(); }
 
     juce::ScopedJuceInitialiser_GUI messages;

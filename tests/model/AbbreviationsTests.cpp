@@ -92,12 +92,12 @@ TEST_CASE ("AbbreviationTable in settings", "[model][drumtypes]")
     const test::TemporaryFolder folder;
     const auto folders = UserFolders::below (folder.file ("home"));
 
-    SECTION ("writes the built-in lists at the first start and finds the edited ones at the next")
+    SECTION ("finds what was edited and saved at the next start")
     {
         {
             SettingsStore settings (folders);
             AbbreviationTable first;
-            first.loadOrSetDefaults (&settings);
+            first.setDefaults();
             first.setList (DrumType::snare, "clack; it's; \"a;b\"");
             CHECK (first.save (&settings));
         }
@@ -129,8 +129,6 @@ TEST_CASE ("AbbreviationTable in settings", "[model][drumtypes]")
         AbbreviationTable table;
         CHECK_FALSE (table.load (nullptr));
         CHECK_FALSE (table.save (nullptr));
-        table.loadOrSetDefaults (nullptr);
-        CHECK (table.classify ("kick.wav").drumType == DrumType::kick);
     }
 }
 

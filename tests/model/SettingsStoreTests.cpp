@@ -1,5 +1,4 @@
 #include "model/settings/Settings.h"
-#include "model/settings/SettingsFolder.h"
 #include "model/settings/SettingsStore.h"
 #include "tests/model/AudioFileBuilders.h"
 #include "tests/support/FileFaults.h"
