@@ -12,24 +12,10 @@ namespace tessivar
 
 juce::String audioFileKindName (AudioFileKind kind)
 {
-    switch (kind)
-    {
-        case AudioFileKind::wav:
-            return "WAV";
-        case AudioFileKind::aiff:
-            return "AIFF";
-        case AudioFileKind::caf:
-            return "CAF";
-        case AudioFileKind::flac:
-            return "FLAC";
-        case AudioFileKind::oggVorbis:
-            return "Ogg Vorbis";
-        case AudioFileKind::groupFile:
-            return "DLS";
-    }
-
-    jassertfalse;
-    return {};
+    constexpr std::array names{
+        "WAV", "AIFF", "CAF", "FLAC", "Ogg Vorbis", "DLS"
+    }; // in the order of the kinds
+    return names.at (static_cast<std::size_t> (kind));
 }
 
 bool HeaderSource::read (std::int64_t position, std::span<std::uint8_t> bytes) const
@@ -74,7 +60,7 @@ bool isTag (const std::uint8_t* bytes, const char* tag)
 
 bool isOneOfTags (const std::uint8_t* bytes, std::initializer_list<const char*> tags)
 {
-    return std::any_of (tags.begin(), tags.end(), [bytes] (const char* tag) { return isTag (bytes, tag); });
+    return std::ranges::any_of (tags, [bytes] (const char* tag) { return isTag (bytes, tag); });
 }
 
 juce::String tagText (const std::uint8_t* bytes)
@@ -89,21 +75,8 @@ juce::String tagText (const std::uint8_t* bytes)
 void listChunk (AudioHeader& header, const std::uint8_t* tag, std::int64_t start, std::int64_t size)
 {
     // Format, audio, padding, and peaks or envelopes of the samples: wrong for any other signal.
-    if (isOneOfTags (tag,
-                     { "fmt ",
-                       "data",
-                       "ds64",
-                       "fact",
-                       "JUNK",
-                       "junk",
-                       "PAD ",
-                       "FLLR",
-                       "PEAK",
-                       "levl",
-                       "slnt",
-                       "COMM",
-                       "SSND",
-                       "FVER" }))
+    if (isOneOfTags (tag, { "fmt ", "data", "ds64", "fact", "PEAK", "levl", "slnt" })
+        || isOneOfTags (tag, { "JUNK", "junk", "PAD ", "FLLR", "COMM", "SSND", "FVER" }))
         return;
 
     ChunkLocation location{ {}, start, size };
@@ -142,12 +115,7 @@ juce::String truncationNote (std::int64_t promised, std::int64_t present)
 
 juce::String metadataKeyForTag (const juce::String& tag)
 {
-    struct Pair
-    {
-        const char* tag;
-        const char* key;
-    };
-    constexpr std::array<Pair, 12> pairs{ {
+    constexpr std::array<std::pair<const char*, const char*>, 12> keys{ {
         { "title", "INAM" },
         { "artist", "IART" },
         { "album", "IPRD" },
@@ -162,9 +130,9 @@ juce::String metadataKeyForTag (const juce::String& tag)
         { "engineer", "IENG" },
     } };
 
-    for (const auto& pair : pairs)
-        if (tag.equalsIgnoreCase (pair.tag))
-            return pair.key;
+    for (const auto& [name, key] : keys)
+        if (tag.equalsIgnoreCase (name))
+            return key;
 
     return tag;
 }

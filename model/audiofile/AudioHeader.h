@@ -45,8 +45,7 @@ struct AudioHeader
     juce::StringArray notes;             // oddities that were coped with
     juce::StringPairArray metadata;      // tags that the format's reader doesn't give
     std::vector<HeaderPatch> patches;    // what the format's reader is to see instead of the file's bytes
-    std::vector<ChunkLocation>
-        chunks; // WAV and AIFF, in file order: the metadata, known to the program or not
+    std::vector<ChunkLocation> chunks;   // metadata of WAV and AIFF in file order, known or not
 };
 
 /** Limits that no recording exceeds; beyond them a reader may hang, crash or fill the memory. */

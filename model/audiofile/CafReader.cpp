@@ -19,11 +19,6 @@ juce::InputStream& streamOf (void* user)
     return *static_cast<juce::InputStream*> (user);
 }
 
-sf_count_t streamLength (void* user)
-{
-    return streamOf (user).getTotalLength();
-}
-
 sf_count_t seekStream (sf_count_t offset, int whence, void* user)
 {
     auto& stream = streamOf (user);
@@ -40,16 +35,6 @@ sf_count_t readStream (void* destination, sf_count_t count, void* user)
     return streamOf (user).read (destination, static_cast<int> (std::min (count, largestRead)));
 }
 
-sf_count_t writeStream (const void*, sf_count_t, void*)
-{
-    return 0;
-}
-
-sf_count_t tellStream (void* user)
-{
-    return streamOf (user).getPosition();
-}
-
 /** Reads CAF with linear PCM or ALAC, which JUCE does on other systems only, by libsndfile. */
 class CafReader final : public juce::AudioFormatReader
 {
@@ -57,7 +42,11 @@ public:
     CafReader (std::unique_ptr<juce::InputStream> stream, const AudioHeader& header)
         : AudioFormatReader (stream.release(), "CAF")
     {
-        SF_VIRTUAL_IO io{ streamLength, seekStream, readStream, writeStream, tellStream };
+        SF_VIRTUAL_IO io{ [] (void* user) -> sf_count_t { return streamOf (user).getTotalLength(); },
+                          seekStream,
+                          readStream,
+                          [] (const void*, sf_count_t, void*) -> sf_count_t { return 0; },
+                          [] (void* user) -> sf_count_t { return streamOf (user).getPosition(); } };
         SF_INFO info{};
         handle = sf_open_virtual (&io, SFM_READ, &info, input);
         if (handle == nullptr)

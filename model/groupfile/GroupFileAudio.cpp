@@ -85,7 +85,7 @@ std::size_t SavePlan::audioFor (const TrackState& track, const GroupFile* curren
         return (other.samples == audio.samples || sharesPlace) && other.range.size == audio.range.size;
     };
 
-    if (const auto found = std::find_if (audios.begin(), audios.end(), isSame); found != audios.end())
+    if (const auto found = std::ranges::find_if (audios, isSame); found != audios.end())
         return static_cast<std::size_t> (found - audios.begin());
 
     audios.push_back (std::move (audio));
@@ -249,11 +249,6 @@ GroupTail SavePlan::tail() const
     }
 
     return result;
-}
-
-std::vector<std::uint8_t> SavePlan::encodedTailAt (std::uint64_t place) const
-{
-    return encodeGroupTail (tail(), place);
 }
 
 GroupState SavePlan::stateIn (const std::shared_ptr<GroupFile>& file) const

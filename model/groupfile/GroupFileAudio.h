@@ -59,7 +59,10 @@ public:
     [[nodiscard]] std::vector<std::uint8_t> encodedTail() const { return encodedTailAt (tailStart()); }
 
     /** The same tail as it would be at another place. */
-    [[nodiscard]] std::vector<std::uint8_t> encodedTailAt (std::uint64_t place) const;
+    [[nodiscard]] std::vector<std::uint8_t> encodedTailAt (std::uint64_t place) const
+    {
+        return encodeGroupTail (tail(), place);
+    }
 
     /** The state with its samples in the file. */
     [[nodiscard]] GroupState stateIn (const std::shared_ptr<GroupFile>& file) const;

@@ -16,24 +16,22 @@ namespace
 void addNotes (const FoundTail& found, LoadedGroup& group)
 {
     juce::StringArray notes;
-    const auto note = [&] (const juce::String& text) { notes.add (text); };
 
     if (found.replacesDamaged)
-        note ("the last save is damaged; the one before it was opened");
+        notes.add ("the last save is damaged; the one before it was opened");
     else if (! found.isLast)
-        note ("recovered from an interrupted save");
+        notes.add ("recovered from an interrupted save");
 
     if (found.isOurs && ! found.sumIsRight)
-        note ("the file is damaged");
+        notes.add ("the file is damaged");
 
-    for (const auto& problem : found.problems)
-        note (problem);
+    notes.addArray (found.problems);
 
     if (! found.isOurs && ! found.isMarked)
-        note ("the file does not say that it is a group file");
+        notes.add ("the file does not say that it is a group file");
 
     if (group.file->isReadOnly())
-        note (group.file->why());
+        notes.add (group.file->why());
 
     notes.addArray (group.notes);
 

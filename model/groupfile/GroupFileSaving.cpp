@@ -1,7 +1,6 @@
 #include "model/groupfile/GroupFileSaving.h"
 
 #include "model/Outcomes.h"
-#include "model/groupfile/GroupFileAppending.h"
 #include "model/groupfile/GroupFileAudio.h"
 #include "model/groupfile/GroupFileVerification.h"
 #include "platform/AtomicFile.h"
@@ -71,6 +70,165 @@ bool canAppend (const SaveRequest& request)
 juce::String reasonAgainstNewFile (const SaveRequest& request, std::uint64_t size)
 {
     return reasonAgainstSize (request, size, size, request.spareBytes);
+}
+
+/** Writes behind the end of an open file. Until keep() is called, everything is taken back at the end. */
+class FileAppender final : public juce::OutputStream
+{
+public:
+    FileAppender (GroupFile& fileToExtend, FileSystemCalls& callsToUse)
+        : calls (callsToUse), file (fileToExtend), start (fileToExtend.sizeInBytes()), position (start)
+    {
+    }
+
+    ~FileAppender() override { takeBack(); }
+
+    bool write (const void* data, std::size_t numBytes) override
+    {
+        if (result.failed())
+            return false;
+
+        const auto [error, count] = calls.writeAll (file.handle(), position, data, numBytes);
+        position += count;
+        check (error);
+        return result.wasOk();
+    }
+
+    /** Waits until all that was written is on disk. */
+    [[nodiscard]] bool sync()
+    {
+        if (result.wasOk())
+            check (calls.flush (file.handle()));
+
+        return result.wasOk();
+    }
+
+    /** Cuts the file back to what it was; the result of the whole then. */
+    juce::Result takeBack()
+    {
+        if (std::exchange (isSettled, true) || position == start)
+            return result;
+
+        // What was appended is no whole tail: opening the file finds the one before it.
+        if (const auto error = calls.setSize (file.handle(), start); error.failed())
+            result = juce::Result::fail (result.getErrorMessage()
+                                         + "; what was written stays at its end: " + error.text());
+
+        file.noteContent();
+        return result;
+    }
+
+    void keep() { isSettled = true; }
+
+    [[nodiscard]] const juce::Result& status() const { return result; }
+
+    void flush() override {}
+    bool setPosition (juce::int64) override { return false; }
+    juce::int64 getPosition() override { return static_cast<juce::int64> (position); }
+
+private:
+    void check (const SystemError& error)
+    {
+        if (error.failed())
+            result =
+                juce::Result::fail (file.path().getFullPathName() + " can't be written: " + error.text());
+    }
+
+    FileSystemCalls& calls;
+    GroupFile& file;
+    const std::uint64_t start;
+    std::uint64_t position;
+    juce::Result result = juce::Result::ok();
+    bool isSettled = false;
+
+    JUCE_DECLARE_NON_COPYABLE (FileAppender)
+};
+
+/** Whether a tail stands at the end of the file already. */
+bool isAtEnd (GroupFile& file, const std::vector<std::uint8_t>& tail)
+{
+    const auto size = file.sizeInBytes();
+
+    if (file.tailStart() == 0 || size - file.tailStart() != tail.size())
+        return false;
+
+    std::vector<std::uint8_t> present (tail.size());
+    return file.read (file.tailStart(), present) && present == tail;
+}
+
+bool appendTail (FileAppender& appender, const std::vector<std::uint8_t>& tail)
+{
+    const auto withoutTrailer = tail.size() - GroupFileTrailer::encodedSize;
+    return appender.write (tail.data(), withoutTrailer) && appender.sync()
+           && appender.write (tail.data() + withoutTrailer, GroupFileTrailer::encodedSize) && appender.sync();
+}
+
+/** Appends the audio of a plan for this file and the new tail; does nothing when that tail is there already.
+    The trailer is written once all else is on disk, so the last tail is whole at any moment. On failure the
+    file is cut back to its old size.
+*/
+Outcome
+appendToGroupFile (GroupFile& file, SavePlan& plan, FileSystemCalls& calls, const WorkControl& control)
+{
+    const auto oldSize = file.sizeInBytes();
+    const auto newSize = plan.fileSize();
+
+    if (! plan.needsAudio() && isAtEnd (file, plan.encodedTailAt (file.tailStart())))
+        return Outcome::ok();
+
+    FileAppender appender (file, calls);
+    const auto written = plan.write (appender,
+                                     control,
+                                     [&, done = std::uint64_t{}] (std::uint64_t count) mutable {
+                                         control.progress (static_cast<double> (done += count)
+                                                           / static_cast<double> (newSize - oldSize));
+                                     });
+
+    if (! written.isOk() && appender.status().wasOk())
+        return appender.takeBack(), written;
+
+    if (! written.isOk() || ! appendTail (appender, plan.encodedTail()))
+        return outcomeOf (appender.takeBack());
+
+    appender.keep();
+    file.setTail (plan.tailStart(), newSize);
+    control.progress (1.0);
+    return Outcome::ok();
+}
+
+/** Frees the parts of a saved file that neither it nor samples in use need any longer, older tails included:
+    what they describe is gone. A failure loses nothing; it says why the file stays as large.
+*/
+juce::Result giveBackRoom (GroupFile& file, const SavePlan& plan, FileSystemCalls& calls)
+{
+    auto kept = plan.rangesInUse();
+    const auto inUse = file.rangesInUse();
+    kept.insert (kept.end(), inUse.begin(), inUse.end());
+    kept.push_back ({ 0, SavePlan::headSize });
+    kept.push_back ({ plan.tailStart(), file.sizeInBytes() - plan.tailStart() });
+    std::ranges::sort (kept, {}, &AudioRange::offset);
+    std::uint64_t free = 0;
+    auto result = juce::Result::ok();
+
+    for (const auto& range : kept)
+    {
+        if (range.size == 0)
+            continue;
+
+        if (range.offset > free)
+            if (const auto error = calls.giveBack (file.handle(), free, range.offset - free); error.failed())
+            {
+                result =
+                    juce::Result::fail (file.path().getFileName()
+                                        + ": the room of older audio can't be given back: " + error.text());
+                break;
+            }
+
+        free = std::max (free, range.offset + range.size);
+    }
+
+    file.noteContent();
+    return result;
 }
 
 /** Reads back a new file before it gets its name. */
@@ -160,10 +318,9 @@ Outcome saveWhole (const SaveRequest& request, SavePlan& plan, SavedGroup& saved
 /** Whether another program put something into the file that may be needed by it, wherever it lies. */
 bool holdsForeignTracks (const GroupState& state)
 {
-    return std::any_of (state.tracks.begin(),
-                        state.tracks.end(),
-                        [] (const TrackState& track)
-                        { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
+    return std::ranges::any_of (state.tracks,
+                                [] (const TrackState& track)
+                                { return track.unknownProperties.containsKey (tailKey::foreignRecord); });
 }
 
 /** Whether so much of a file is no longer needed that it pays to write it anew. */

@@ -29,8 +29,8 @@ struct AudioToCheck
     double sampleRate = 0.0; // Hz
 };
 
-/** Checks the blocks of a track's audio; without sums, only that they can be read. Tells of the first and the last
-    damaged one. False when stopped.
+/** Checks the blocks of a track's audio; without sums, only that they can be read. Tells of the first and the
+    last damaged one. False when stopped.
 */
 bool checkBlocks (RandomAccessBytes& bytes,
                   const AudioToCheck& track,

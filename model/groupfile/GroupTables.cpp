@@ -121,16 +121,6 @@ GroupFileTrailer::Bytes GroupFileTrailer::encode() const
     return bytes;
 }
 
-bool GroupFileTrailer::isMarked() const
-{
-    return magic == groupFileFormat::magic;
-}
-
-bool GroupTables::isSound() const
-{
-    return std::all_of (tracks.begin(), tracks.end(), [] (const auto& track) { return track.isSound(); });
-}
-
 juce::Result GroupTables::readRecords (RandomAccessBytes& bytes, std::uint64_t end, GroupTables& tables)
 {
     GroupTables found;

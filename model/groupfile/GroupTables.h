@@ -41,7 +41,7 @@ struct GroupFileTrailer
     [[nodiscard]] Bytes encode() const;
 
     /** Whether the file says of itself that it is a group file. */
-    [[nodiscard]] bool isMarked() const;
+    [[nodiscard]] bool isMarked() const { return magic == groupFileFormat::magic; }
     [[nodiscard]] bool hasMetadata() const
     {
         return fileVersion > groupFileFormat::lastVersionWithoutMetadata;
@@ -71,11 +71,6 @@ struct GroupTables
 
         // What of it can't be right; empty texts when all is.
         juce::String audioProblem, nameProblem, metadataProblem;
-
-        [[nodiscard]] bool isSound() const
-        {
-            return audioProblem.isEmpty() && nameProblem.isEmpty() && metadataProblem.isEmpty();
-        }
     };
 
     std::uint64_t end = 0;       // behind the trailer
@@ -83,8 +78,6 @@ struct GroupTables
     GroupFileTrailer trailer;
     std::vector<std::uint8_t> text;
     std::vector<TrackEntry> tracks;
-
-    [[nodiscard]] bool isSound() const;
 
     /** Reads the trailer, the records, the words and the group text. Fails, and leaves tables as they were,
         when the trailer, the table of records, its checksum or the length of the text can't be right.

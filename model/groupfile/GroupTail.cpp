@@ -299,7 +299,6 @@ FoundTail tailOf (RandomAccessBytes& bytes, GroupTables& tables)
     FoundTail found;
     found.start = tables.textStart;
     found.end = tables.end;
-    found.fileVersion = tables.trailer.fileVersion;
     found.isMarked = tables.trailer.isMarked();
     tables.readTexts (bytes);
     found.tail.text = tables.text;

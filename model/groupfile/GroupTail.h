@@ -31,25 +31,9 @@ struct TailTrack
 
 /** Everything about a Group but its audio: the end of a group file, from which all else is found.
 
-    Also what a small file holds that notes the state of a Group whose audio lies in other files. Such a file
-    is the tail alone, at offset 0:
-
-        auto tail = groupTailFor (state);
-        for each track i:
-            tail.tracks[i].record.setSampleDataOffset (0); // there is no audio here
-            tail.tracks[i].record.setLengthInSamples (0);
-            tail.tracks[i].properties.set ("recovery.audioFile", ...); // any keys that begin with "recovery."
-        write encodeGroupTail (tail, 0) as the whole file
-
-    and back:
-
-        FoundTail found;
-        if (findGroupTail (bytes, found).wasOk() && found.isIntact())
-            auto state = groupStateFrom (found.tail, notes); // without samples; the caller's keys lead to them
-            for each track i: state.tracks[i].record.setLengthInSamples (...), .source = ..., .rendered = ...
-
-    found.tail.tracks and state.tracks have the same order. Keys that begin with "recovery." are left out of
-    the state's unknownProperties, so they never get into a group file.
+    Also the whole of a recovery entry, which notes a Group whose audio lies in other files. Its own keys
+    begin with "recovery."; groupStateFrom() leaves them out of unknownProperties, so they never get into a
+    group file.
 */
 struct GroupTail
 {
@@ -79,10 +63,8 @@ inline constexpr std::uint64_t largestTailBytes = 1u << 29;
 struct FoundTail
 {
     GroupTail tail;
-    std::uint64_t start =
-        0; // of everything the tail consists of; of another program's, where the group text begins
-    std::uint64_t end = 0; // behind the trailer
-    float fileVersion = 0.0f;
+    std::uint64_t start = 0;         // of all that it consists of; of another program's, of the group text
+    std::uint64_t end = 0;           // behind the trailer
     bool isMarked = false;           // the file says that it is a group file
     bool isOurs = false;             // with properties, and sums that tell of damage
     bool sumIsRight = false;         // of our own sum over the whole tail

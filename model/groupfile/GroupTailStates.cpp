@@ -306,7 +306,7 @@ void assumeAnalysis (GroupState& state)
 {
     const auto isProcessed = [] (const TrackState& track) { return track.record.isProcessed(); };
 
-    if (std::none_of (state.tracks.begin(), state.tracks.end(), isProcessed))
+    if (std::ranges::none_of (state.tracks, isProcessed))
         return;
 
     state.analysis =

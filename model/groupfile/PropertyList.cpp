@@ -193,9 +193,8 @@ bool PairReader::mayBeSet (const std::vector<juce::String>& keys, std::vector<bo
     isRepeated.assign (keys.size(), false);
     std::vector<std::size_t> order (keys.size());
     std::iota (order.begin(), order.end(), std::size_t{});
-    std::stable_sort (order.begin(),
-                      order.end(),
-                      [&] (std::size_t a, std::size_t b) { return viewOf (keys[a]) < viewOf (keys[b]); });
+    std::ranges::stable_sort (
+        order, [&] (std::size_t a, std::size_t b) { return viewOf (keys[a]) < viewOf (keys[b]); });
 
     // Of keys in this order, two have as much of their beginning in common as the least that neighbours
     // between them have. The sum of that over all pairs is kept as steps of equal height, each with the

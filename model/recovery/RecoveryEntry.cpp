@@ -130,11 +130,12 @@ std::optional<AudioPlace> placeOf (const StoreFile* file)
     return identity ? std::make_optional (AudioPlace{ file->path(), *identity }) : std::nullopt;
 }
 
-void setPlace (juce::StringPairArray& properties, const char* name, const std::optional<AudioPlace>& place)
-{
-    if (place)
-        properties.set (name, textOf (*place));
-}
+/** The audio of a track, by the properties that say where it lies. */
+constexpr std::pair<const char*, std::optional<AudioPlace> RecoveryEntry::TrackAudio::*> places[] = {
+    { key::source, &RecoveryEntry::TrackAudio::source },
+    { key::rendered, &RecoveryEntry::TrackAudio::rendered },
+    { key::components, &RecoveryEntry::TrackAudio::components }
+};
 } // namespace
 
 std::optional<FileIdentity> FileIdentity::of (const juce::File& file)
@@ -218,9 +219,10 @@ std::vector<std::uint8_t> encodeRecoveryEntry (const RecoveryEntry& entry)
     {
         auto& [record, word, name, metadata, properties] = tail.tracks[i];
         properties.set (key::length, juce::String (record.lengthInSamples()));
-        setPlace (properties, key::source, entry.audio[i].source);
-        setPlace (properties, key::rendered, entry.audio[i].rendered);
-        setPlace (properties, key::components, entry.audio[i].components);
+
+        for (const auto& [property, place] : places)
+            if (const auto& known = entry.audio[i].*place)
+                properties.set (property, textOf (*known));
 
         // The audio isn't here, and a reader of tails looks whether it can be.
         record.setSampleDataOffset (0);
@@ -267,9 +269,10 @@ juce::Result decodeRecoveryEntry (std::span<const std::uint8_t> bytes, RecoveryE
             return juce::Result::fail ("a track without a length");
 
         entry.state.tracks[i].record.setLengthInSamples (static_cast<std::int64_t> (*length));
-        entry.audio.push_back ({ placeOf (ofTrack[key::source]),
-                                 placeOf (ofTrack[key::rendered]),
-                                 placeOf (ofTrack[key::components]) });
+        auto& audio = entry.audio.emplace_back();
+
+        for (const auto& [property, place] : places)
+            audio.*place = placeOf (ofTrack[property]);
     }
 
     out = std::move (entry);

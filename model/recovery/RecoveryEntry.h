@@ -72,13 +72,18 @@ private:
     back after a crash.
 
     A small file: the tail of a group file at offset 0, without audio, with these properties beside the usual
-    ones. Of the Group: recovery.version    "1" recovery.writtenAt  ms since 1970 recovery.boot       identity
-    of the operating system's start recovery.groupFile  a place, of which path and identity count; missing:
-    never saved and of each track: recovery.length     in samples; the record's own length and offset are 0
-    recovery.source, recovery.rendered, recovery.components places; missing: there is no such audio A place is
-    nine decimal numbers, each with a space behind it, and a path: offset in bytes, frames, interleaved
-    channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in ns since
-    1970, device, inode, and the probe.
+    ones. Of the Group:
+      recovery.version    "1"
+      recovery.writtenAt  ms since 1970
+      recovery.boot       identity of the operating system's start
+      recovery.groupFile  a place, of which path and identity count; missing: never saved
+    Of each track:
+      recovery.length     in samples; the record's own length and offset are 0
+      recovery.source, recovery.rendered, recovery.components  places; missing: there is no such audio
+
+    A place is nine decimal numbers, each with a space behind it, and a path: offset in bytes, frames,
+    interleaved channels, the channel that counts plus 1 or 0 for all, size of the file in bytes, its time in
+    ns since 1970, device, inode, and the probe.
 */
 struct RecoveryEntry
 {

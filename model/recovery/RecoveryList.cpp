@@ -7,6 +7,7 @@
 #include "platform/Folders.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <new>
 #include <set>
@@ -101,10 +102,8 @@ RecoveryList RecoveryList::scan (const juce::File& folder)
             list.add (file, locks[lockFile]);
     }
 
-    std::stable_sort (list.found.begin(),
-                      list.found.end(),
-                      [] (const RecoveryOffer& a, const RecoveryOffer& b)
-                      { return a.entry.writtenAt > b.entry.writtenAt; });
+    std::ranges::stable_sort (
+        list.found, std::greater(), [] (const RecoveryOffer& offer) { return offer.entry.writtenAt; });
     return list;
 }
 
@@ -126,8 +125,7 @@ void RecoveryList::add (const juce::File& file, const LockPtr& lock)
 
 bool RecoveryList::hasNews() const
 {
-    return std::any_of (
-        found.begin(), found.end(), [] (const RecoveryOffer& offer) { return ! offer.wasSkipped; });
+    return std::ranges::any_of (found, [] (const RecoveryOffer& offer) { return ! offer.wasSkipped; });
 }
 
 juce::Result RecoveryList::recover (const RecoveryOffer& offer, RecoveredGroup& recovered)

@@ -121,9 +121,4 @@ juce::Result RecoverySession::write (std::uint32_t groupId, const RecoveryEntry&
     return written.failed() ? written : noted;
 }
 
-juce::Result RecoverySession::remove (std::uint32_t groupId)
-{
-    return deleteRecoveryEntry (entryFile (groupId), calls);
-}
-
 } // namespace tessivar

@@ -50,7 +50,10 @@ public:
     [[nodiscard]] juce::Result write (std::uint32_t groupId, const RecoveryEntry& entry);
 
     /** Deletes a Group's entry, if it has one. */
-    [[nodiscard]] juce::Result remove (std::uint32_t groupId);
+    [[nodiscard]] juce::Result remove (std::uint32_t groupId)
+    {
+        return deleteRecoveryEntry (entryFile (groupId), calls);
+    }
 
     [[nodiscard]] juce::File entryFile (std::uint32_t groupId) const;
 
