@@ -1,7 +1,7 @@
 #include "jobs/AnalyseGroup.h"
 
 #include "jobs/StoreSignals.h"
-#include "model/StoreSamples.h"
+#include "model/TemporaryStore.h"
 #include "platform/Folders.h"
 #include "platform/Memory.h"
 #include "terms/ChannelLayout.h"

@@ -4,7 +4,7 @@
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
 
-#include "model/StoreSamples.h"
+#include "model/TemporaryStore.h"
 #include "platform/DiskNames.h"
 #include "platform/Folders.h"
 #include "terms/ChannelLayout.h"

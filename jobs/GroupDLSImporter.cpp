@@ -1,7 +1,7 @@
 #include "jobs/GroupDLSImporter.h"
 
 #include "jobs/StoreSignals.h"
-#include "model/StoreSamples.h"
+#include "model/TemporaryStore.h"
 #include "model/audiofile/AudioIntake.h"
 #include "terms/ChannelLayout.h"
 

@@ -2,7 +2,7 @@
 
 #include "jobs/AudioFileChunks.h"
 #include "jobs/StoreSignals.h"
-#include "model/StoreSamples.h"
+#include "model/TemporaryStore.h"
 #include "model/audiofile/ChunkReading.h"
 #include "terms/ChannelLayout.h"
 

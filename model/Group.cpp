@@ -11,11 +11,7 @@ namespace tessivar
 
 namespace
 {
-std::uint32_t nextGroupId()
-{
-    static std::atomic<std::uint32_t> last{ 0 };
-    return ++last;
-}
+std::atomic<std::uint32_t> lastGroupId{ 0 }, lastTrackNumber{ 0 }; // of this process
 
 bool contains (const std::vector<std::uint32_t>& ids, std::uint32_t id)
 {
@@ -33,13 +29,31 @@ std::vector<Track::Ptr> makeTracks (std::vector<TrackState> states)
 }
 } // namespace
 
+Track::Track (TrackState initialState) : data (std::move (initialState))
+{
+    data.id = ++lastTrackNumber;
+    samplesChanged();
+    lookForSourceFile();
+}
+
+void Track::samplesChanged()
+{
+    data.contentId = ++lastTrackNumber;
+}
+
+bool Track::lookForSourceFile()
+{
+    const auto before = std::exchange (sourceFileThere, data.sourceInfo.file.existsAsFile());
+    return before != sourceFileThere;
+}
+
 Group::Group (const juce::String& name, std::vector<TrackState> tracks)
-    : groupId (nextGroupId()), groupName (name), members (makeTracks (std::move (tracks)))
+    : groupId (++lastGroupId), groupName (name), members (makeTracks (std::move (tracks)))
 {
 }
 
 Group::Group (GroupState loadedState, const juce::File& file, std::shared_ptr<GroupFile> openFile)
-    : groupId (nextGroupId()), groupName (loadedState.name), chosenMethod (loadedState.method),
+    : groupId (++lastGroupId), groupName (loadedState.name), chosenMethod (loadedState.method),
       members (makeTracks (std::move (loadedState.tracks))), lastAnalysis (loadedState.analysis),
       unknownProperties (std::move (loadedState.unknownProperties)), foreignText (loadedState.foreignText),
       groupFile (file), fileHandle (std::move (openFile)),
@@ -73,11 +87,6 @@ int Group::indexOf (const Track& track) const
     return -1;
 }
 
-double Group::sampleRate() const
-{
-    return members.empty() ? 0.0 : members.front()->sampleRate();
-}
-
 std::int64_t Group::lengthInSamples() const
 {
     std::int64_t length = 0;
@@ -102,18 +111,6 @@ GroupState Group::state() const
 
     return result;
 }
-
-GroupContents Group::contents() const
-{
-    return GroupContents::of (state());
-}
-
-bool Group::changedSinceLastAnalysis() const
-{
-    return state().changedSinceAnalysis();
-}
-
-//======================================================================================================================
 
 Group::Editable Group::editable() const
 {
@@ -207,8 +204,6 @@ void Group::noteChange()
     sendChangeMessage();
 }
 
-//======================================================================================================================
-
 void Group::rename (const juce::String& newName)
 {
     auto wanted = editable();
@@ -244,23 +239,6 @@ void Group::removeTracks (const std::vector<std::uint32_t>& trackIds)
     std::erase_if (wanted.tracks,
                    [&] (const EditableTrack& entry) { return contains (trackIds, entry.track->id()); });
     perform (trackIds.size() == 1 ? "Remove Track" : "Remove Tracks", wanted);
-}
-
-void Group::moveTrack (std::uint32_t trackId, int newIndex)
-{
-    auto wanted = editable();
-    const auto found =
-        std::find_if (wanted.tracks.begin(),
-                      wanted.tracks.end(),
-                      [&] (const EditableTrack& entry) { return entry.track->id() == trackId; });
-
-    if (found == wanted.tracks.end())
-        return;
-
-    const auto moved = *found;
-    wanted.tracks.erase (found);
-    wanted.tracks.insert (wanted.tracks.begin() + juce::jlimit (0, numTracks() - 1, newIndex), moved);
-    perform ("Move Track", wanted);
 }
 
 void Group::moveTracks (const std::vector<std::uint32_t>& trackIds, Group& target, int index)
@@ -403,8 +381,6 @@ void Group::selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetti
                 trackIds,
                 [&] (EditableTrack& entry) { entry.selected = setting; });
 }
-
-//======================================================================================================================
 
 void Group::AnalysedTrack::applyTo (TrackState& track) const
 {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "model/GroupContents.h"
 #include "model/GroupHistory.h"
 #include "model/Track.h"
 #include "terms/AnalysisMethod.h"
@@ -22,11 +21,12 @@ namespace tessivar
 class GroupFile;
 struct EditableTrack;
 
-/** The tracks of one performance, in order, at one sample rate. Tells its listeners of every change of itself or of one
-    of its tracks.
+/** The tracks of one performance, in order, at one sample rate. Tells its listeners of every change of itself
+    or of one of its tracks.
 
-    On the message thread alone, but for the reference count: jobs hold a Group by its Ptr and work on state(), a value.
-    What a job found comes back through the functions below "Results of jobs". Every edit is one named step of undo().
+    On the message thread alone, but for the reference count: jobs hold a Group by its Ptr and work on
+    state(), a value. What a job found comes back through the functions below "Results of jobs". Every edit is
+    one named step of undo().
 */
 class Group : public juce::ReferenceCountedObject, public juce::ChangeBroadcaster
 {
@@ -50,17 +50,19 @@ public:
     /** -1 when the track is not in this Group. */
     [[nodiscard]] int indexOf (const Track& track) const;
 
-    [[nodiscard]] double sampleRate() const;            // Hz; 0 without tracks
+    /** Hz; 0 without tracks. */
+    [[nodiscard]] double sampleRate() const { return members.empty() ? 0.0 : members.front()->sampleRate(); }
     [[nodiscard]] std::int64_t lengthInSamples() const; // of the longest track
     [[nodiscard]] AnalysisMethod method() const { return chosenMethod; }
     [[nodiscard]] const std::optional<GroupState::Analysis>& analysis() const { return lastAnalysis; }
 
     [[nodiscard]] GroupState state() const;
-    [[nodiscard]] GroupContents contents() const;
+    [[nodiscard]] GroupContents contents() const { return GroupContents::of (state()); }
     [[nodiscard]] bool isAnalysed() const { return lastAnalysis.has_value(); }
-    [[nodiscard]] bool changedSinceLastAnalysis() const;
+    [[nodiscard]] bool changedSinceLastAnalysis() const { return state().changedSinceAnalysis(); }
 
-    // Edits. One call is one step, except where it says otherwise. An edit that changes nothing makes no step.
+    // Edits. One call is one step, except where it says otherwise. An edit that changes nothing makes no
+    // step.
 
     void rename (const juce::String& newName);
     void setMethod (AnalysisMethod method);
@@ -68,11 +70,11 @@ public:
     /** An index of -1 adds at the end. Tracks must have the Group's sample rate, when it has one. */
     void addTracks (std::vector<TrackState> tracks, int index = -1);
     void removeTracks (const std::vector<std::uint32_t>& trackIds);
-    void moveTrack (std::uint32_t trackId, int newIndex);
 
-    /** Moves those of the tracks that are in this Group to before the track with this index of the target, as counted before
-        the move; outside, to its end. The target may be this Group, and else has its sample rate. What moves to another
-        Group arrives there as new tracks, not yet analysed; the step is one of both Groups.
+    /** Moves those of the tracks that are in this Group to before the track with this index of the target, as
+        counted before the move; outside, to its end. The target may be this Group, and else has its sample
+        rate. What moves to another Group arrives there as new tracks, not yet analysed; the step is one of
+        both Groups.
     */
     void moveTracks (const std::vector<std::uint32_t>& trackIds, Group& target, int index);
 
@@ -84,16 +86,16 @@ public:
     void setExcluded (const std::vector<std::uint32_t>& trackIds, bool excluded);
     void setSourceFile (std::uint32_t trackId, const juce::File& file);
 
-    /** Values that come while a knob is dragged belong to one step: continuesStep then says that this one is not
-        the first.
+    /** Values that come while a knob is dragged belong to one step: continuesStep then says that this one is
+        not the first.
     */
     void setKnobs (const std::vector<std::uint32_t>& trackIds,
                    KnobSetting setting,
                    KnobValues values,
                    bool continuesStep = false);
 
-    /** Puts a setting where it starts: Focus at the suggestion if there is one. Setting A then follows the next
-        suggestion, unless B was turned.
+    /** Puts a setting where it starts: Focus at the suggestion if there is one. Setting A then follows the
+        next suggestion, unless B was turned.
     */
     void resetKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting setting);
 
@@ -116,17 +118,19 @@ public:
         std::shared_ptr<StoreFile> components;
         TrackFindings findings;
 
-        /** The knobs stay where they are; Focus of setting A alone takes the suggestion, as long as nobody touched
-            them.
+        /** The knobs stay where they are; Focus of setting A alone takes the suggestion, as long as nobody
+            touched them.
         */
         void applyTo (TrackState& track) const;
     };
 
-    /** Takes the result of an analysis as a whole. Not a step of undo: older steps stay, and keep the new samples. */
+    /** Takes the result of an analysis as a whole. Not a step of undo: older steps stay, and keep the new
+        samples.
+    */
     void applyAnalysis (const GroupState::Analysis& analysis, const std::vector<AnalysedTrack>& tracks);
 
-    /** Notes that what state() was when the save began now stands in the file, and that the audio is there too.
-        savedState has the samples that lie in the file.
+    /** Notes that what state() was when the save began now stands in the file, and that the audio is there
+        too. savedState has the samples that lie in the file.
     */
     void markSaved (const GroupState& savedState,
                     const juce::File& savedFile,

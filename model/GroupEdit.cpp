@@ -10,17 +10,16 @@ namespace
 {
 const EditableTrack* find (const std::vector<EditableTrack>& tracks, const Track::Ptr& track)
 {
-    const auto found = std::find_if (
-        tracks.begin(), tracks.end(), [&] (const EditableTrack& entry) { return entry.track == track; });
+    const auto found =
+        std::ranges::find_if (tracks, [&] (const EditableTrack& entry) { return entry.track == track; });
     return found == tracks.end() ? nullptr : &*found;
 }
 
 bool haveSameTracks (const std::vector<EditableTrack>& left, const std::vector<EditableTrack>& right)
 {
     return left.size() == right.size()
-           && std::all_of (left.begin(),
-                           left.end(),
-                           [&] (const EditableTrack& entry) { return find (right, entry.track) != nullptr; });
+           && std::ranges::all_of (
+               left, [&] (const EditableTrack& entry) { return find (right, entry.track) != nullptr; });
 }
 } // namespace
 
@@ -56,41 +55,25 @@ void Group::Editable::change (const Editable& from, const Editable& to)
 
     // Only a step that moved tracks within the Group says something about the order of the others.
     if (haveSameTracks (from.tracks, to.tracks))
-        std::stable_sort (tracks.begin(),
-                          tracks.end(),
-                          [&] (const EditableTrack& left, const EditableTrack& right)
-                          {
-                              const auto *first = find (to.tracks, left.track),
-                                         *second = find (to.tracks, right.track);
-                              return first != nullptr && (second == nullptr || first < second);
-                          });
+        std::ranges::stable_sort (tracks,
+                                  [&] (const EditableTrack& left, const EditableTrack& right)
+                                  {
+                                      const auto *first = find (to.tracks, left.track),
+                                                 *second = find (to.tracks, right.track);
+                                      return first != nullptr && (second == nullptr || first < second);
+                                  });
 }
 
-//======================================================================================================================
-
-void GroupStep::undo (const std::shared_ptr<GroupStep>& step)
+void GroupStep::make (const std::shared_ptr<GroupStep>& step, bool again)
 {
     for (const auto& [group, before, after] : step->changes)
         if (group != nullptr)
         {
             auto& history = group->history;
-            std::erase (history.done, step);
-            history.undone.push_back (step);
+            std::erase (again ? history.undone : history.done, step);
+            (again ? history.done : history.undone).push_back (step);
             history.lastStepIsOpen = false;
-            group->change (after, before);
-        }
-}
-
-void GroupStep::redo (const std::shared_ptr<GroupStep>& step)
-{
-    for (const auto& [group, before, after] : step->changes)
-        if (group != nullptr)
-        {
-            auto& history = group->history;
-            std::erase (history.undone, step);
-            history.done.push_back (step);
-            history.lastStepIsOpen = false;
-            group->change (before, after);
+            group->change (again ? before : after, again ? after : before);
         }
 }
 
@@ -107,13 +90,13 @@ juce::String GroupHistory::redoName() const
 void GroupHistory::undo()
 {
     if (canUndo())
-        GroupStep::undo (std::shared_ptr (done.back()));
+        GroupStep::make (std::shared_ptr (done.back()), false);
 }
 
 void GroupHistory::redo()
 {
     if (canRedo())
-        GroupStep::redo (std::shared_ptr (undone.back()));
+        GroupStep::make (std::shared_ptr (undone.back()), true);
 }
 
 void GroupHistory::clear()

@@ -32,7 +32,8 @@ struct EditableTrack
     bool operator== (const EditableTrack&) const = default;
 };
 
-/** What an edit can change of a Group; the result of an analysis is not among it, and so no undo brings back old samples.
+/** What an edit can change of a Group; the result of an analysis is not among it, and so no undo brings back
+    old samples.
 */
 struct Group::Editable
 {
@@ -46,7 +47,8 @@ struct Group::Editable
     void change (const Editable& from, const Editable& to);
 };
 
-/** A step of undo: the editable part of one Group before and after it, or of two between which tracks moved. */
+/** A step of undo: the editable part of one Group before and after it, or of two between which tracks moved.
+*/
 struct GroupStep
 {
     struct Change
@@ -58,8 +60,8 @@ struct GroupStep
     juce::String name;
     std::vector<Change> changes;
 
-    static void undo (const std::shared_ptr<GroupStep>& step);
-    static void redo (const std::shared_ptr<GroupStep>& step);
+    /** Makes a step in all its Groups: again, or back. */
+    static void make (const std::shared_ptr<GroupStep>& step, bool again);
 };
 
 } // namespace tessivar

@@ -10,8 +10,8 @@ namespace tessivar
 
 struct GroupStep;
 
-/** What a Group can undo and redo. A step that moved tracks between two Groups stands in the history of both: undone from
-    either, it is undone in both, whatever was done to the other one since.
+/** What a Group can undo and redo. A step that moved tracks between two Groups stands in the history of both:
+    undone from either, it is undone in both, whatever was done to the other one since.
 */
 class GroupHistory
 {

@@ -5,19 +5,34 @@
 namespace tessivar
 {
 
-bool TrackState::takesPart() const
-{
-    return ! excluded && isRenderedType (drumType());
-}
-
 bool GroupState::changedSinceAnalysis() const
 {
     return ! analysis || analysis->method != method
            || static_cast<std::size_t> (analysis->numTracks) != tracks.size()
-           || std::any_of (tracks.begin(),
-                           tracks.end(),
-                           [] (const TrackState& track)
-                           { return track.analysedAs != track.analysisInput(); });
+           || std::ranges::any_of (
+               tracks, [] (const TrackState& track) { return track.analysedAs != track.analysisInput(); });
+}
+
+void GroupContents::add (DrumType type, bool excluded)
+{
+    if (excluded)
+        return;
+
+    ++numActiveTracks;
+    hasAnalysableCloseMicrophone = hasAnalysableCloseMicrophone || isRenderedType (type);
+    hasHiHat = hasHiHat || type == DrumType::hiHat;
+    hasKick = hasKick || type == DrumType::kick;
+    hasSnare = hasSnare || type == DrumType::snare;
+}
+
+GroupContents GroupContents::of (const GroupState& state)
+{
+    GroupContents contents;
+
+    for (const auto& track : state.tracks)
+        contents.add (track.drumType(), track.excluded);
+
+    return contents;
 }
 
 } // namespace tessivar

@@ -79,7 +79,7 @@ struct TrackState
     [[nodiscard]] AnalysisInput analysisInput() const { return { drumType(), excluded }; }
 
     /** Whether an analysis renders this track; all others pass through unchanged. */
-    [[nodiscard]] bool takesPart() const;
+    [[nodiscard]] bool takesPart() const { return ! excluded && isRenderedType (drumType()); }
 
     /** Whether what is played and exported is rendered, and not the source as it is. */
     [[nodiscard]] bool hasProcessedOutput() const { return rendered != nullptr && takesPart(); }
@@ -111,6 +111,23 @@ struct GroupState
 
     /** Whether an analysis would give something else than the last one did; true when there was none. */
     [[nodiscard]] bool changedSinceAnalysis() const;
+};
+
+/** What the tracks of a Group are asked before an analysis. */
+struct GroupContents
+{
+    int numActiveTracks = 0; // not excluded
+    bool hasAnalysableCloseMicrophone = false;
+    bool hasHiHat = false; // of active tracks, as the next two
+    bool hasKick = false;
+    bool hasSnare = false;
+
+    void add (DrumType type, bool excluded);
+
+    /** A HiHat is told by a Kick or Snare; without either it can't be analysed. */
+    [[nodiscard]] bool breaksHiHatRule() const { return hasHiHat && ! hasKick && ! hasSnare; }
+
+    [[nodiscard]] static GroupContents of (const GroupState& state);
 };
 
 } // namespace tessivar

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -9,57 +11,42 @@
 namespace tessivar::littleEndian
 {
 
-inline std::uint16_t readU16 (const std::uint8_t* bytes)
+template <typename Number>
+using BytesOf = std::array<std::uint8_t, sizeof (Number)>;
+
+/** The bytes in the other order where this machine is no little-endian one. */
+template <typename Bytes>
+Bytes ordered (Bytes bytes)
 {
-    return static_cast<std::uint16_t> (bytes[0] | (bytes[1] << 8));
+    if constexpr (std::endian::native != std::endian::little)
+        std::reverse (bytes.begin(), bytes.end());
+
+    return bytes;
 }
 
-inline std::uint32_t readU32 (const std::uint8_t* bytes)
+template <typename Number>
+Number read (const std::uint8_t* bytes)
 {
-    return readU16 (bytes) | (static_cast<std::uint32_t> (readU16 (bytes + 2)) << 16);
+    BytesOf<Number> raw;
+    std::copy_n (bytes, raw.size(), raw.begin());
+    return std::bit_cast<Number> (ordered (raw));
 }
 
-inline std::uint64_t readU64 (const std::uint8_t* bytes)
+template <typename Number>
+void write (std::uint8_t* bytes, Number value)
 {
-    return readU32 (bytes) | (static_cast<std::uint64_t> (readU32 (bytes + 4)) << 32);
+    const auto raw = ordered (std::bit_cast<BytesOf<Number>> (value));
+    std::copy (raw.begin(), raw.end(), bytes);
 }
 
-inline std::int64_t readI64 (const std::uint8_t* bytes)
-{
-    return static_cast<std::int64_t> (readU64 (bytes));
-}
-
-inline float readF32 (const std::uint8_t* bytes)
-{
-    return std::bit_cast<float> (readU32 (bytes));
-}
-
-inline void writeU16 (std::uint8_t* bytes, std::uint16_t value)
-{
-    bytes[0] = static_cast<std::uint8_t> (value);
-    bytes[1] = static_cast<std::uint8_t> (value >> 8);
-}
-
-inline void writeU32 (std::uint8_t* bytes, std::uint32_t value)
-{
-    writeU16 (bytes, static_cast<std::uint16_t> (value));
-    writeU16 (bytes + 2, static_cast<std::uint16_t> (value >> 16));
-}
-
-inline void writeU64 (std::uint8_t* bytes, std::uint64_t value)
-{
-    writeU32 (bytes, static_cast<std::uint32_t> (value));
-    writeU32 (bytes + 4, static_cast<std::uint32_t> (value >> 32));
-}
-
-inline void writeI64 (std::uint8_t* bytes, std::int64_t value)
-{
-    writeU64 (bytes, static_cast<std::uint64_t> (value));
-}
-
-inline void writeF32 (std::uint8_t* bytes, float value)
-{
-    writeU32 (bytes, std::bit_cast<std::uint32_t> (value));
-}
+inline constexpr auto readU16 = read<std::uint16_t>;
+inline constexpr auto readU32 = read<std::uint32_t>;
+inline constexpr auto readU64 = read<std::uint64_t>;
+inline constexpr auto readI64 = read<std::int64_t>;
+inline constexpr auto readF32 = read<float>;
+inline constexpr auto writeU32 = write<std::uint32_t>;
+inline constexpr auto writeU64 = write<std::uint64_t>;
+inline constexpr auto writeI64 = write<std::int64_t>;
+inline constexpr auto writeF32 = write<float>;
 
 } // namespace tessivar::littleEndian

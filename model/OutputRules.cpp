@@ -69,16 +69,6 @@ bool OutputRules::Protected::contains (const juce::File& file) const
     return status && (ids.contains (status->id) || paths.contains (endOfLinks (file).getFullPathName()));
 }
 
-void OutputRules::protectSource (const juce::File& file)
-{
-    sources.add (file);
-}
-
-void OutputRules::protectGroupFile (const juce::File& file)
-{
-    groupFiles.add (file);
-}
-
 void OutputRules::protectSamples (const TrackSamples* samples, const juce::File& ownFile)
 {
     if (samples == nullptr)
@@ -109,9 +99,7 @@ OutputRefusal OutputRules::claim (const juce::File& target, bool mayReplace, con
     if (groupFiles.contains (target) && ! leadsToOneFile (target, ownFile))
         return OutputRefusal::isGroupInUse;
 
-    if (std::any_of (taken.begin(),
-                     taken.end(),
-                     [&] (const juce::File& other) { return leadsToOneFile (other, target); }))
+    if (std::ranges::any_of (taken, [&] (const juce::File& other) { return leadsToOneFile (other, target); }))
         return OutputRefusal::isTaken;
 
     if (! mayReplace && target.existsAsFile())

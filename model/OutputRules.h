@@ -33,8 +33,8 @@ enum class OutputRefusal
 class OutputRules
 {
 public:
-    void protectSource (const juce::File& file);
-    void protectGroupFile (const juce::File& file);
+    void protectSource (const juce::File& file) { sources.add (file); }
+    void protectGroupFile (const juce::File& file) { groupFiles.add (file); }
 
     /** The group file that samples lie in; temporary files need no protection. Null: none. */
     void protectSamples (const TrackSamples* samples, const juce::File& ownFile = {});

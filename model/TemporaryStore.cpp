@@ -330,4 +330,9 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
     return removed;
 }
 
+bool StoreSamples::readFrames (std::int64_t start, std::span<float> dest)
+{
+    return file->read (static_cast<std::uint64_t> (start) * bytesPerFrame(), dest.data(), dest.size_bytes());
+}
+
 } // namespace tessivar

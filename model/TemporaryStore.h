@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/TrackSamples.h"
 #include "platform/FileLock.h"
 #include "platform/FileSystemCalls.h"
 
@@ -10,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 namespace tessivar
 {
@@ -134,6 +136,34 @@ private:
     std::atomic<int> nextFileNumber{ 1 };
 
     JUCE_DECLARE_NON_COPYABLE (TemporaryStore)
+};
+
+/** A track's samples in a file of the temporary store, from its first byte to its last. */
+class StoreSamples final : public TrackSamples
+{
+public:
+    StoreSamples (std::shared_ptr<StoreFile> fileToUse, int numChannels)
+        : file (std::move (fileToUse)), channels (numChannels)
+    {
+    }
+
+    [[nodiscard]] int numChannels() const override { return channels; }
+    [[nodiscard]] std::int64_t lengthInFrames() const override
+    {
+        return static_cast<std::int64_t> (file->sizeInBytes() / bytesPerFrame());
+    }
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] juce::String lastError() const override { return file->lastError(); }
+    [[nodiscard]] Location location() const override { return { file->path(), 0 }; }
+
+private:
+    [[nodiscard]] std::uint64_t bytesPerFrame() const
+    {
+        return static_cast<std::uint64_t> (channels) * sizeof (float);
+    }
+
+    const std::shared_ptr<StoreFile> file;
+    const int channels;
 };
 
 } // namespace tessivar

@@ -9,8 +9,8 @@ namespace tessivar
 
 /** One audio channel of a Group. Tells its listeners of every change.
 
-    On the message thread alone; jobs work on its state, which is a value. A Track is changed through its Group, which
-    knows what a change means for the analysis, for undo and for saving.
+    On the message thread alone; jobs work on its state, which is a value. A Track is changed through its
+    Group, which knows what a change means for the analysis, for undo and for saving.
 */
 class Track : public juce::ReferenceCountedObject, public juce::ChangeBroadcaster
 {

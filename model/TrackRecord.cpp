@@ -1,24 +1,10 @@
 #include "model/TrackRecord.h"
 
-#include "model/LittleEndian.h"
-
 #include <algorithm>
 #include <cmath>
 
 namespace tessivar
 {
-
-namespace
-{
-namespace at
-{
-constexpr std::size_t sampleDataOffset = 0, nameOffset = 16, nameLength = 24, lengthInSamples = 48,
-                      focusA = 68, focusB = 72, fineB = 76, selector = 84, metadataEnd = 88, fineA = 96,
-                      drumType = 104, processed = 116, version = 136;
-// Setting B, the further value and the selector: of no meaning in records older than version 1.2.
-constexpr std::size_t sinceSettingB = 72, sinceSettingBEnd = 88;
-} // namespace at
-} // namespace
 
 TrackRecord::TrackRecord()
 {
@@ -42,52 +28,6 @@ TrackRecord TrackRecord::fromFile (std::span<const std::uint8_t, encodedSize> by
 bool TrackRecord::isWithoutSettingB (std::span<const std::uint8_t, encodedSize> bytes)
 {
     return littleEndian::readF32 (&bytes[at::version]) < firstVersionWithSettingB;
-}
-
-std::int64_t TrackRecord::sampleDataOffset() const
-{
-    return littleEndian::readI64 (&raw[at::sampleDataOffset]);
-}
-
-std::int64_t TrackRecord::nameOffset() const
-{
-    return littleEndian::readI64 (&raw[at::nameOffset]);
-}
-
-std::int64_t TrackRecord::nameLength() const
-{
-    return littleEndian::readI64 (&raw[at::nameLength]);
-}
-
-std::int64_t TrackRecord::lengthInSamples() const
-{
-    return littleEndian::readI64 (&raw[at::lengthInSamples]);
-}
-
-std::int64_t TrackRecord::metadataEnd() const
-{
-    return littleEndian::readI64 (&raw[at::metadataEnd]);
-}
-
-void TrackRecord::setSampleDataOffset (std::int64_t offset)
-{
-    littleEndian::writeI64 (&raw[at::sampleDataOffset], offset);
-}
-
-void TrackRecord::setName (std::int64_t offset, std::int64_t lengthInBytes)
-{
-    littleEndian::writeI64 (&raw[at::nameOffset], offset);
-    littleEndian::writeI64 (&raw[at::nameLength], lengthInBytes);
-}
-
-void TrackRecord::setLengthInSamples (std::int64_t length)
-{
-    littleEndian::writeI64 (&raw[at::lengthInSamples], length);
-}
-
-void TrackRecord::setMetadataEnd (std::int64_t offset)
-{
-    littleEndian::writeI64 (&raw[at::metadataEnd], offset);
 }
 
 KnobValues TrackRecord::knobs (KnobSetting setting) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/LittleEndian.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 
@@ -18,8 +19,8 @@ namespace tessivar
      84  f32 selector             88 i64 metadataEnd    96 f32 fine A        104 i32 drum type code
     116  u8  processed            136 f32 recordVersion
 
-    Every byte is kept as it came; an accessor reads or writes its own field alone, so that what this program does not
-    know survives loading and saving. docs/group-file.md has the whole table.
+    Every byte is kept as it came; an accessor reads or writes its own field alone, so that what this program
+    does not know survives loading and saving. docs/group-file.md has the whole table.
 */
 class TrackRecord
 {
@@ -33,8 +34,8 @@ public:
     /** All zeros but the version: setting A chosen, both knobs down, an unknown drum type. */
     TrackRecord();
 
-    /** Takes the bytes of a file as they are, except that records older than 1.2 get no setting B: its bytes were used
-        otherwise then. The version of what results is the current one.
+    /** Takes the bytes of a file as they are, except that records older than 1.2 get no setting B: its bytes
+        were used otherwise then. The version of what results is the current one.
     */
     [[nodiscard]] static TrackRecord fromFile (std::span<const std::uint8_t, encodedSize> bytes);
 
@@ -43,15 +44,19 @@ public:
 
     [[nodiscard]] const Bytes& bytes() const { return raw; }
 
-    [[nodiscard]] std::int64_t sampleDataOffset() const;
-    [[nodiscard]] std::int64_t nameOffset() const;
-    [[nodiscard]] std::int64_t nameLength() const;
-    [[nodiscard]] std::int64_t lengthInSamples() const;
-    [[nodiscard]] std::int64_t metadataEnd() const;
-    void setSampleDataOffset (std::int64_t);
-    void setName (std::int64_t offset, std::int64_t lengthInBytes);
-    void setLengthInSamples (std::int64_t);
-    void setMetadataEnd (std::int64_t);
+    [[nodiscard]] std::int64_t sampleDataOffset() const { return number (at::sampleDataOffset); }
+    [[nodiscard]] std::int64_t nameOffset() const { return number (at::nameOffset); }
+    [[nodiscard]] std::int64_t nameLength() const { return number (at::nameLength); }
+    [[nodiscard]] std::int64_t lengthInSamples() const { return number (at::lengthInSamples); }
+    [[nodiscard]] std::int64_t metadataEnd() const { return number (at::metadataEnd); }
+    void setSampleDataOffset (std::int64_t offset) { setNumber (at::sampleDataOffset, offset); }
+    void setName (std::int64_t offset, std::int64_t lengthInBytes)
+    {
+        setNumber (at::nameOffset, offset);
+        setNumber (at::nameLength, lengthInBytes);
+    }
+    void setLengthInSamples (std::int64_t length) { setNumber (at::lengthInSamples, length); }
+    void setMetadataEnd (std::int64_t offset) { setNumber (at::metadataEnd, offset); }
 
     /** Values as the renderer may use them, whatever the bytes hold. */
     [[nodiscard]] KnobValues knobs (KnobSetting) const;
@@ -60,7 +65,7 @@ public:
     [[nodiscard]] KnobSetting selected() const;
     void select (KnobSetting);
 
-    /** `other` for a code that is none of the eight. */
+    /** `other` for an unknown code. */
     [[nodiscard]] DrumType drumType() const;
     void setDrumType (DrumType);
 
@@ -71,11 +76,27 @@ public:
     bool operator== (const TrackRecord&) const = default;
 
 private:
+    struct at
+    {
+        static constexpr std::size_t sampleDataOffset = 0, nameOffset = 16, nameLength = 24,
+                                     lengthInSamples = 48, focusA = 68, focusB = 72, fineB = 76,
+                                     selector = 84, metadataEnd = 88, fineA = 96, drumType = 104,
+                                     processed = 116, version = 136;
+        // Setting B, the further value and the selector: of no meaning in records older than version 1.2.
+        static constexpr std::size_t sinceSettingB = 72, sinceSettingBEnd = 88;
+    };
+
+    [[nodiscard]] std::int64_t number (std::size_t place) const
+    {
+        return littleEndian::readI64 (&raw[place]);
+    }
+    void setNumber (std::size_t place, std::int64_t value) { littleEndian::writeI64 (&raw[place], value); }
+
     Bytes raw{};
 };
 
-/** The sum over a table of records that the file's trailer holds. Only the last eight bytes of a record reach it: each
-    byte is preceded by a shift to the left by eight.
+/** The sum over a table of records that the file's trailer holds. Only the last eight bytes of a record reach
+    it: each byte is preceded by a shift to the left by eight.
 */
 [[nodiscard]] std::uint64_t recordChecksum (std::span<const std::uint8_t> table);
 

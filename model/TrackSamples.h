@@ -21,8 +21,8 @@ public:
     [[nodiscard]] virtual int numChannels() const = 0;
     [[nodiscard]] virtual std::int64_t lengthInFrames() const = 0;
 
-    /** Fills dest, whose size is a multiple of numChannels(), with the frames from start on; the range lies inside.
-        Returns false when they can't be read; lastError() then says why.
+    /** Fills dest, whose size is a multiple of numChannels(), with the frames from start on; the range lies
+        inside. Returns false when they can't be read; lastError() then says why.
     */
     [[nodiscard]] virtual bool readFrames (std::int64_t start, std::span<float> dest) = 0;
 

@@ -1,6 +1,6 @@
 #include "model/recovery/RecoveredAudio.h"
 
-#include "model/StoreSamples.h"
+#include "model/TemporaryStore.h"
 #include "platform/Process.h"
 #include "terms/ChannelLayout.h"
 
@@ -64,7 +64,7 @@ void RecoveredAudio::attach (RecoveryEntry& entry, const LoadedGroup& own, juce:
     for (std::size_t i = 0; i < entry.state.tracks.size(); ++i)
         attachTo (entry.state.tracks[i], entry.audio[i], notes);
 
-    if (entry.boot != currentBoot() && std::any_of (entry.audio.begin(), entry.audio.end(), usesStore))
+    if (entry.boot != currentBoot() && std::ranges::any_of (entry.audio, usesStore))
         notes.add (
             "The computer was restarted since this was written down. Audio that was not saved in a group "
             "file may have gaps: listen before you rely on it.");

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "jobs/ImportTracks.h"
-#include "model/StoreSamples.h"
 #include "model/TemporaryStore.h"
 #include "terms/ChannelLayout.h"
 #include "tests/support/EngineFixtures.h"

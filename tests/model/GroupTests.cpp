@@ -155,7 +155,7 @@ TEST_CASE ("Group edits", "[model][group]")
         group->setDrumType ({ kick, snare }, DrumType::tomLow);
         group->setExcluded ({ snare }, true);
         group->renameTrack (kick, "Kick In");
-        group->moveTrack (kick, 1);
+        group->moveTracks ({ kick }, *group, 2);
         group->removeTracks ({ kick });
         group->addTracks ({ trackOf ("HH", DrumType::hiHat) });
         group->duplicateTrack (snare);
@@ -288,7 +288,7 @@ TEST_CASE ("Group edits", "[model][group]")
         CHECK_FALSE (group->changedSinceLastAnalysis());
 
         group->setKnobs ({ kick }, KnobSetting::a, { 3.0f, 0.0f });
-        group->moveTrack (kick, 1);
+        group->moveTracks ({ kick }, *group, 2);
         group->renameTrack (kick, "Kick In");
         CHECK_FALSE (group->changedSinceLastAnalysis());
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "model/Group.h"
-#include "model/StoreSamples.h"
 #include "model/TemporaryStore.h"
 #include "model/recovery/RecoverySession.h"
 #include "terms/AnalysisMethod.h"
