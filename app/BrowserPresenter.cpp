@@ -2,7 +2,6 @@
 
 #include "app/TrackPresenter.h"
 #include "terms/AnalysisMethod.h"
-#include "ui/DrumDrawing.h"
 
 #include <algorithm>
 #include <cmath>

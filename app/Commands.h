@@ -3,7 +3,6 @@
 #include "app/Verbs.h"
 
 #include <functional>
-#include <optional>
 #include <vector>
 
 namespace tessivar

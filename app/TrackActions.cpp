@@ -2,7 +2,6 @@
 
 #include "terms/KnobValues.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tessivar

@@ -5,7 +5,6 @@
 #include "terms/TrackFindings.h"
 #include "ui/DrumDrawing.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace tessivar

@@ -8,7 +8,6 @@
 #include "platform/Desktop.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace tessivar

@@ -2,7 +2,6 @@
 
 #include "ui/Motion.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tessivar

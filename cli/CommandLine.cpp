@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <memory>
 #include <numeric>
 
 namespace tessivar

@@ -31,8 +31,8 @@ namespace tessivar
 /** "classify": prints which drum type each file name is taken for. */
 [[nodiscard]] int runClassify (const Invocation& invocation, const CommandContext& context);
 
-/** "info": reads each file to its end and prints its properties and problems. The exit code is someFailed when
-    a file was refused, inputRefused when all were.
+/** "info": reads each file to its end and prints its properties and problems. The exit code is someFailed
+    when a file was refused, inputRefused when all were.
 */
 [[nodiscard]] int runInfo (const Invocation& invocation, const CommandContext& context);
 

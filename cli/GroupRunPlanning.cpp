@@ -13,7 +13,6 @@
 #include "terms/ChannelLayout.h"
 #include "terms/KnobValues.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace tessivar

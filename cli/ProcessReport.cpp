@@ -2,7 +2,6 @@
 
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
-#include "model/Version.h"
 #include "terms/DrumType.h"
 #include "terms/TrackFindings.h"
 

@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <limits>
-#include <optional>
 #include <thread>
 
 namespace tessivar

@@ -6,10 +6,8 @@
 #include "terms/WorkControl.h"
 
 #include <cstddef>
-#include <functional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tessivar

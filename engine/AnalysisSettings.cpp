@@ -1,7 +1,5 @@
 #include "engine/AnalysisSettings.h"
 
-#include <algorithm>
-
 namespace tessivar
 {
 

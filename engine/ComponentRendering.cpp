@@ -3,7 +3,6 @@
 #include "engine/numerics/simd/SpectralKernels.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace tessivar
 {

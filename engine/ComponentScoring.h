@@ -4,7 +4,6 @@
 #include "terms/ChannelLayout.h"
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>

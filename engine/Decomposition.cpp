@@ -8,7 +8,6 @@
 #include <atomic>
 #include <cassert>
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
 #include <vector>
 

@@ -2,7 +2,6 @@
 
 #include "engine/numerics/simd/SpectralKernels.h"
 
-#include <algorithm>
 #include <bit>
 
 namespace tessivar

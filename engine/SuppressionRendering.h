@@ -4,7 +4,6 @@
 #include "terms/KnobValues.h"
 
 #include <array>
-#include <cstddef>
 #include <span>
 
 namespace tessivar

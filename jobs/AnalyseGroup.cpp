@@ -8,7 +8,6 @@
 #include "terms/DrumType.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <limits>
 #include <new>
 #include <optional>

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
-#include <string>
 
 namespace tessivar
 {

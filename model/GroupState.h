@@ -9,7 +9,6 @@
 
 #include <juce_core/juce_core.h>
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>

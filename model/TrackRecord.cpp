@@ -1,7 +1,6 @@
 #include "model/TrackRecord.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace tessivar
 {

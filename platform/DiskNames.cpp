@@ -1,6 +1,5 @@
 #include "platform/DiskNames.h"
 
-#include <cstddef>
 #include <cstdint>
 
 namespace tessivar

@@ -9,18 +9,11 @@
 namespace tessivar
 {
 
-std::optional<bool> chosenReducedMotion (const juce::PropertySet& settings)
-{
-    return settings.containsKey (appSettingsKeys::reducedMotion)
-               ? std::optional (settings.getBoolValue (appSettingsKeys::reducedMotion))
-               : std::nullopt;
-}
-
 void applyMotion (const juce::PropertySet& settings)
 {
-    if (const auto chosen = chosenReducedMotion (settings))
+    if (settings.containsKey (appSettingsKeys::reducedMotion))
     {
-        motion::setReduced (*chosen);
+        motion::setReduced (settings.getBoolValue (appSettingsKeys::reducedMotion));
         return;
     }
 

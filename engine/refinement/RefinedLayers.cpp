@@ -3,7 +3,6 @@
 #include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/RefinementPasses.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tessivar

@@ -2,7 +2,6 @@
 
 #include "engine/refinement/Statistics.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 

@@ -4,7 +4,6 @@
 #include "engine/numerics/MatrixView.h"
 #include "terms/DrumType.h"
 
-#include <cstdint>
 #include <span>
 
 namespace tessivar

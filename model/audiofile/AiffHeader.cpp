@@ -1,8 +1,6 @@
 #include "model/audiofile/AudioFormats.h"
 
 #include <cmath>
-#include <cstring>
-#include <optional>
 
 namespace tessivar
 {

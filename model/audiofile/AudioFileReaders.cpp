@@ -4,7 +4,6 @@
 #include "model/audiofile/AudioFormats.h"
 #include "model/audiofile/PatchedInputStream.h"
 #include "model/groupfile/TessivarFormatReader.h"
-#include "platform/DiskNames.h"
 
 #include <algorithm>
 #include <map>

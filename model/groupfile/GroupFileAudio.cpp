@@ -5,7 +5,6 @@
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <utility>
 

@@ -7,7 +7,6 @@
 #include "platform/Folders.h"
 
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -6,7 +6,6 @@
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
-#include <bit>
 
 namespace tessivar
 {

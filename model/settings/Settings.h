@@ -3,7 +3,6 @@
 #include <juce_core/juce_core.h>
 
 #include <optional>
-#include <vector>
 
 namespace tessivar
 {

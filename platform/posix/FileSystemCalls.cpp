@@ -4,7 +4,6 @@
 #include "platform/posix/SystemCall.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include <fcntl.h>
 #include <linux/falloc.h>

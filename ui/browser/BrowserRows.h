@@ -3,7 +3,6 @@
 #include "terms/DrumType.h"
 #include "ui/Buttons.h"
 #include "ui/Call.h"
-#include "ui/DrumDrawing.h"
 #include "ui/TessivarControls.h"
 #include "ui/browser/BrowserState.h"
 

@@ -2,7 +2,6 @@
 
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
-#include "ui/DrumDrawing.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,5 @@
 #include "ui/Call.h"
 #include "ui/Fonts.h"
-#include "ui/KnobGeometry.h"
 #include "ui/Palette.h"
 #include "ui/SpokenValue.h"
 #include "ui/transport/TransportBar.h"

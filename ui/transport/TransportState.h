@@ -2,7 +2,6 @@
 
 #include <juce_core/juce_core.h>
 
-#include <array>
 #include <optional>
 
 namespace tessivar
