@@ -7,6 +7,7 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "tests/jobs/JobFixtures.h"
+#include "tests/support/WhicheverCallFails.h"
 
 #include <algorithm>
 #include <cmath>
@@ -567,12 +568,11 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         REQUIRE (target.create().wasOk());
         options.overwrite = true;
 
-        for (const auto [error, duration] : faults())
-            for (int call = 1;; ++call)
+        whicheverCallFails (
+            1,
+            [&] (FaultyCalls& calls)
             {
-                INFO ("call " << call << ", error " << error);
                 REQUIRE (target.replaceWithText ("old"));
-                FaultyCalls calls (call, error, duration);
                 options.calls = &calls;
                 const auto report = exportTracks (tracks, options);
                 REQUIRE (target.getParentDirectory().getNumberOfChildFiles (juce::File::findFiles) == 1);
@@ -582,9 +582,6 @@ TEST_CASE ("exportTracks", "[jobs][export]")
                 else
                     REQUIRE (target.loadFileAsString() == "old");
 
-                if (! calls.reachedTheFault())
-                    break;
-
                 if (! report.outcome.isOk())
                 {
                     REQUIRE (report.errors.size() == 1);
@@ -592,7 +589,7 @@ TEST_CASE ("exportTracks", "[jobs][export]")
                     REQUIRE (report.log()[report.log().size() - 1].startsWith (
                         "Snare_Processed.wav - Failed to "));
                 }
-            }
+            });
     }
 
     SECTION ("says what is wrong with the folder or the name")

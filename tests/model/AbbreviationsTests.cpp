@@ -4,8 +4,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("AbbreviationTable", "[model][drumtypes]")
 {
@@ -89,7 +89,7 @@ TEST_CASE ("AbbreviationTable", "[model][drumtypes]")
 
 TEST_CASE ("AbbreviationTable in settings", "[model][drumtypes]")
 {
-    const test::TemporaryFolder folder;
+    const WorkFolder folder;
     const auto folders = UserFolders::below (folder.file ("home"));
 
     SECTION ("finds what was edited and saved at the next start")
@@ -156,5 +156,3 @@ TEST_CASE ("DrumType", "[model][drumtypes]")
         CHECK_FALSE (canBeChosen (DrumType::oh));
     }
 }
-
-} // namespace tessivar

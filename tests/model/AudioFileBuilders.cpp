@@ -220,7 +220,7 @@ Bytes oggFile (const juce::AudioBuffer<float>& audio, double sampleRate)
 Bytes alacFile (const juce::AudioBuffer<float>& audio, int sampleRate)
 {
     // The encoder needs a file of its own for its packets, so it gets one for the result too.
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     const auto file = folder.file ("alac.caf");
 
     SF_INFO info{};
@@ -248,27 +248,6 @@ Bytes alacFile (const juce::AudioBuffer<float>& audio, int sampleRate)
 std::unique_ptr<juce::InputStream> streamOn (const Bytes& bytes)
 {
     return std::make_unique<juce::MemoryInputStream> (bytes.data(), bytes.size(), true);
-}
-
-TemporaryFolder::TemporaryFolder()
-    : folder (juce::File::getSpecialLocation (juce::File::tempDirectory)
-                  .getNonexistentChildFile ("model-tests-" + juce::Uuid().toString(), {}))
-{
-    folder.createDirectory();
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    folder.deleteRecursively();
-}
-
-juce::File TemporaryFolder::write (const juce::String& name, const Bytes& bytes) const
-{
-    const auto target = folder.getChildFile (name);
-    target.create();
-    if (! bytes.empty())
-        target.replaceWithData (bytes.data(), bytes.size());
-    return target;
 }
 
 } // namespace tessivar::test

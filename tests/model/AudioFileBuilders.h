@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/WorkFolder.h"
+
 #include <juce_audio_formats/juce_audio_formats.h>
 
 #include <cstdint>
@@ -71,21 +73,5 @@ Bytes alacFile (const juce::AudioBuffer<float>& audio, int sampleRate);
 
 /** A stream on bytes of its own. */
 std::unique_ptr<juce::InputStream> streamOn (const Bytes& bytes);
-
-/** A folder that lasts as long as the object. */
-class TemporaryFolder
-{
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-
-    juce::File file (const juce::String& name) const { return folder.getChildFile (name); }
-    juce::File write (const juce::String& name, const Bytes& bytes) const;
-
-    JUCE_DECLARE_NON_COPYABLE (TemporaryFolder)
-
-private:
-    juce::File folder;
-};
 
 } // namespace tessivar::test

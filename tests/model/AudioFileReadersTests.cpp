@@ -7,10 +7,8 @@
 
 #include <bit>
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -321,7 +319,7 @@ TEST_CASE ("AudioFileReader gives the metadata of the file", "[model][readers]")
 
     SECTION ("chunk by chunk, unchanged, for WAV")
     {
-        const TemporaryFolder folder;
+        const WorkFolder folder;
         const auto ixml = text ("<?xml version=\"1.0\"?><!DOCTYPE a><BWFXML><TAPE>7</TAPE></BWFXML>");
         const auto file = folder.write ("a.wav",
                                         wavFile ({},
@@ -336,5 +334,3 @@ TEST_CASE ("AudioFileReader gives the metadata of the file", "[model][readers]")
         CHECK (source->chunks[1].bytes == Bytes{ 1, 2, 3 });
     }
 }
-
-} // namespace tessivar

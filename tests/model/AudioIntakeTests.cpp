@@ -12,10 +12,8 @@
 #include <filesystem>
 #include <limits>
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -44,7 +42,7 @@ public:
 };
 
 /** A file of silence that takes no room on the disk. */
-juce::File writeSilence (const TemporaryFolder& folder,
+juce::File writeSilence (const WorkFolder& folder,
                          const juce::String& name,
                          const PcmFormat& format,
                          std::int64_t numSamples)
@@ -70,14 +68,14 @@ TrackState trackNamed (const juce::String& name, std::int64_t length, int bits)
 
 TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
 {
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     ImportWarnings warnings;
     const auto check = [&] (const juce::File& file, double groupRate = 0.0)
     { return intakeFile (file, groupRate, warnings, nullptr); };
 
     SECTION ("code 2: no path, a folder, no such file")
     {
-        for (const auto& file : { juce::File(), folder.file ({}), folder.file ("gone.wav") })
+        for (const auto& file : { juce::File(), folder.folder, folder.file ("gone.wav") })
         {
             const auto intake = check (file);
             CHECK (intake.code == 2);
@@ -150,7 +148,7 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
 
 TEST_CASE ("intakeFile goes by content, not by name", "[model][intake]")
 {
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     ImportWarnings warnings;
     const auto audio = audioBytes (20000 * 2);
 
@@ -168,7 +166,7 @@ TEST_CASE ("intakeFile goes by content, not by name", "[model][intake]")
 
 TEST_CASE ("intakeFile decodes into a sink", "[model][intake]")
 {
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     ImportWarnings warnings;
     RecordingSink sink;
 
@@ -298,5 +296,3 @@ TEST_CASE ("checkBatch compares files with their group", "[model][intake]")
         CHECK (warnings.entries (6).isEmpty());
     }
 }
-
-} // namespace tessivar

@@ -6,8 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 TEST_CASE ("textOfBytes makes valid text of any bytes", "[model][text]")
 {
@@ -70,5 +69,3 @@ TEST_CASE ("Every name on disk is carried as valid text and comes back as it was
     CHECK (failing == "");
     CHECK (shownText (pathOfBytes ("Gr\xf6\xdf ö \x81")) == juce::CharPointer_UTF8 ("Größ ö \xef\xbf\xbd"));
 }
-
-} // namespace tessivar

@@ -3,7 +3,7 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "terms/WorkControl.h"
-#include "tests/support/FileFaults.h"
+#include "tests/support/WhicheverCallFails.h"
 #include "tools/groupfaults/GroupFileFaultRuns.h"
 
 #include <catch2/catch.hpp>
@@ -32,7 +32,7 @@ struct Opened
     [[nodiscard]] bool isReported() const { return group.damaged || group.recovered; }
 };
 
-Opened opened (const TemporaryFolder& folder, const Bytes& bytes)
+Opened opened (const WorkFolder& folder, const Bytes& bytes)
 {
     Opened result;
     const auto file = folder.write ("damaged.dls", bytes);
@@ -40,11 +40,6 @@ Opened opened (const TemporaryFolder& folder, const Bytes& bytes)
     const TessivarFormatReader reader (streamOn (bytes).release());
     juce::ignoreUnused (reader.isValid());
     return result;
-}
-
-int entriesOf (const TemporaryFolder& folder)
-{
-    return folder.file ("").getNumberOfChildFiles (juce::File::findFilesAndDirectories);
 }
 
 /** A save of one kind, over a file that holds smallGroup(). */
@@ -76,7 +71,7 @@ struct SaveToDisturb
 
 TEST_CASE ("Damaged group files", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     const auto old = smallGroup (40);
     const auto changed = knobsTurned (old);
@@ -244,24 +239,20 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
 TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
 {
     for (const auto kind : { SaveKind::whole, SaveKind::tail, SaveKind::inPlace })
-        for (const auto [error, duration] : faults())
-        {
-            auto call = 1;
-
-            for (;; ++call)
+        whicheverCallFails (
+            4,
+            [&] (FaultyCalls& calls)
             {
-                INFO ("kind " << static_cast<int> (kind) << ", error " << error << ", call " << call
-                              << (duration == Fault::lasting ? " and all after it" : ""));
-                TemporaryFolder folder;
+                INFO ("kind " << static_cast<int> (kind));
+                WorkFolder folder;
                 const auto file = folder.file ("take.dls");
                 saved (smallGroup(), file);
                 const auto before = bytesOf (file);
                 auto old = loaded (file);
                 const SaveToDisturb save{ kind };
-                FaultyCalls calls (call, error, duration);
                 SavedGroup result;
                 const auto saving = saveGroup (save.request (old, file, calls), result);
-                REQUIRE (entriesOf (folder) == 1);
+                REQUIRE (folder.numEntries() == 1);
 
                 if (saving.isOk())
                 {
@@ -277,7 +268,7 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                     // trailer is there.
                     if (calls.failedAfterRename())
                         REQUIRE (isSameGroup (found, save.wanted (smallGroup())));
-                    else if (kind == SaveKind::whole || duration == Fault::once)
+                    else if (kind == SaveKind::whole || ! calls.lasts)
                         REQUIRE (bytesOf (file) == before);
                     else
                         REQUIRE ((isSameGroup (found, smallGroup())
@@ -295,25 +286,17 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                     }
                 }
 
-                if (! calls.reachedTheFault())
-                    break;
-
                 // Only harmless faults may go unreported: a short write, space not released, a folder not
                 // closed.
-                if (saving.isOk() && error != FaultyCalls::shortWrite)
+                if (calls.reachedTheFault() && saving.isOk() && calls.errorNumber != FaultyCalls::shortWrite)
                     REQUIRE (
                         (kind == SaveKind::whole ? calls.failedAfterRename() : ! result.notes.isEmpty()));
-            }
-
-            REQUIRE (call > 4);
-            std::cout << "saving, kind " << static_cast<int> (kind) << ", error " << error << ": " << call - 1
-                      << " calls failed, none cost the old file\n";
-        }
+            });
 }
 
 TEST_CASE ("An appended save is on disk before its trailer is written", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     const auto first = saved (smallGroup(), file);
     RecordingCalls calls;
@@ -330,12 +313,12 @@ TEST_CASE ("An appended save is on disk before its trailer is written", "[model]
 
 TEST_CASE ("Group files whose saving is killed, and small disks", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     auto& random = juce::Random::getSystemRandom();
-    const auto kills = killSaves (folder.file (""), 20, random);
+    const auto kills = killSaves (folder.folder, 20, random);
     CHECK (kills.lost == 0);
     CHECK (kills.leftovers == 0);
-    const auto disks = saveOnSmallDisks (folder.file (""), 64);
+    const auto disks = saveOnSmallDisks (folder.folder, 64);
     CHECK (disks.lost == 0);
     CHECK (disks.unnamed == 0);
 }

@@ -69,7 +69,7 @@ struct Reception
 
 Reception receptionOf (const Bytes& bytes)
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     Reception reception;
     reception.isValid = readerOf (bytes)->isValid();
     const auto result = openGroupFile (folder.write ("x.dls", bytes), reception.group);
@@ -340,7 +340,7 @@ TEST_CASE ("Numbers in a group file that can't be", "[model][groupfile]")
 
 TEST_CASE ("Files that are no group files", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto reasonFor = [&] (const Bytes& bytes)
     {
         LoadedGroup group;
@@ -369,7 +369,7 @@ TEST_CASE ("Files that are no group files", "[model][groupfile]")
     {
         LoadedGroup group;
         CHECK (openGroupFile (folder.file ("none.dls"), group).getErrorMessage().contains ("No such file"));
-        CHECK (openGroupFile (folder.file (""), group).getErrorMessage().contains ("is a folder"));
+        CHECK (openGroupFile (folder.folder, group).getErrorMessage().contains ("is a folder"));
         const auto pipe = folder.file ("pipe.dls");
         REQUIRE (::mkfifo (pipe.getFullPathName().toRawUTF8(), 0600) == 0);
         CHECK (openGroupFile (pipe, group).getErrorMessage().contains ("no regular file"));
@@ -384,7 +384,7 @@ TEST_CASE ("A group file among the audio files", "[model][groupfile][readers]")
     std::stable_partition (group.tracks.begin(),
                            group.tracks.end(),
                            [] (const TrackState& track) { return track.rendered == nullptr; });
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     const auto file = folder.file ("take.dls");
     const auto inFile = saved (group, file);
     auto why = juce::Result::ok();

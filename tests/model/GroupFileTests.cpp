@@ -43,7 +43,7 @@ GroupState largeGroup (int seed)
 
 TEST_CASE ("A Group in a file", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     const auto copy = folder.file ("copy.dls");
     const auto group = smallGroup();
@@ -142,7 +142,7 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
     {
         std::static_pointer_cast<MemorySamples> (group.tracks[1].source)->fails = true;
         CHECK_THROWS_WITH (saved (group, file), "samples: no longer there");
-        CHECK (folder.file ("").getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0);
+        CHECK (folder.numEntries() == 0);
 
         auto request = requestFor (smallGroup(), file);
         request.spareBytes = 1ull << 60;
@@ -156,13 +156,13 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
         request.spareBytes = 0;
         auto asked = 0;
         CHECK (saveGroup (request, result, { [&] { return ++asked == 3; }, {} }).wasStopped());
-        CHECK (folder.file ("").getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0);
+        CHECK (folder.numEntries() == 0);
     }
 }
 
 TEST_CASE ("Saving what was changed", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     const auto first = saved (smallGroup(), file);
     const auto before = bytesOf (file);
@@ -263,7 +263,7 @@ TEST_CASE ("Saving what was changed", "[model][groupfile]")
 
 TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     auto first = saved (largeGroup (1), file);
     const auto sizeBefore = file.getSize();
@@ -337,7 +337,7 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
 
 TEST_CASE ("Who may save to a group file", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     const auto file = folder.file ("take.dls");
     saved (smallGroup(), file);
     auto first = loaded (file);
@@ -394,7 +394,7 @@ TEST_CASE ("Who may save to a group file", "[model][groupfile]")
 
 TEST_CASE ("A group file by another program", "[model][groupfile]")
 {
-    TemporaryFolder folder;
+    WorkFolder folder;
     ForeignFile foreign;
     auto& track = foreign.tracks[0];
     track.name = text ("Kick");

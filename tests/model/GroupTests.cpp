@@ -11,8 +11,7 @@
 #include <limits>
 #include <optional>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 namespace
 {
@@ -377,5 +376,3 @@ TEST_CASE ("GroupContents", "[model][group]")
         CHECK_FALSE (contents.breaksHiHatRule());
     }
 }
-
-} // namespace tessivar

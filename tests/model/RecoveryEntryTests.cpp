@@ -4,7 +4,7 @@
 #include "platform/Process.h"
 #include "tests/model/GroupFileBuilders.h"
 #include "tests/model/RecoveryFixtures.h"
-#include "tests/support/FileFaults.h"
+#include "tests/support/WhicheverCallFails.h"
 
 #include <csignal>
 
@@ -12,10 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("RecoveryEntry", "[model][recovery]")
 {
@@ -121,42 +119,28 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
 
     SECTION ("whichever call fails, the entry before or the new one is there and the error is told")
     {
-        for (const auto [error, duration] : faults())
-        {
-            auto call = 1;
+        whicheverCallFails (8,
+                            [&] (FaultyCalls& faulty)
+                            {
+                                const auto session = fixture.session();
+                                REQUIRE (session->write (1, before).wasOk());
+                                std::shared_ptr<RecoverySession> second;
+                                REQUIRE (RecoverySession::open (fixture.entries, second, faulty).wasOk());
+                                const auto file = second->entryFile (1);
+                                REQUIRE (session->entryFile (1).copyFileTo (file));
+                                const auto written = second->write (1, after);
+                                const auto name = nameIn (file);
+                                REQUIRE ((name == before.state.name || name == "renamed"));
+                                REQUIRE ((written.failed() || name == "renamed"));
+                                REQUIRE (fixture.numFiles (fixture.entries, ".*") == 0);
 
-            for (;; ++call)
-            {
-                INFO ("call " << call << ", error " << error);
-                FaultyCalls calls (1000000, error);
-                const auto session = fixture.session (calls);
-                REQUIRE (session->write (1, before).wasOk());
+                                if (faulty.reachedTheFault() && faulty.errorNumber != FaultyCalls::shortWrite
+                                    && written.wasOk())
+                                    REQUIRE (faulty.failedAfterRename());
 
-                FaultyCalls faulty (call, error, duration);
-                std::shared_ptr<RecoverySession> second;
-                REQUIRE (RecoverySession::open (fixture.entries, second, faulty).wasOk());
-                const auto file = second->entryFile (1);
-                REQUIRE (session->entryFile (1).copyFileTo (file));
-                const auto written = second->write (1, after);
-                const auto name = nameIn (file);
-                REQUIRE ((name == before.state.name || name == "renamed"));
-                REQUIRE ((written.failed() || name == "renamed"));
-                REQUIRE (fixture.numFiles (fixture.entries, ".*") == 0);
-
-                const auto isOver = ! faulty.reachedTheFault();
-
-                if (! isOver && error != FaultyCalls::shortWrite && written.wasOk())
-                    REQUIRE (faulty.failedAfterRename());
-
-                REQUIRE (session->remove (1).wasOk());
-                REQUIRE (second->remove (1).wasOk());
-
-                if (isOver)
-                    break;
-            }
-
-            REQUIRE (call > 8);
-        }
+                                REQUIRE (session->remove (1).wasOk());
+                                REQUIRE (second->remove (1).wasOk());
+                            });
     }
 
     SECTION (
@@ -205,5 +189,3 @@ TEST_CASE ("RecoverySession", "[model][recovery]")
         CHECK (fixture.numFiles (fixture.entries) == 0);
     }
 }
-
-} // namespace tessivar

@@ -22,7 +22,7 @@ namespace tessivar::test
 struct RecoveryFixture
 {
     const juce::ScopedJuceInitialiser_GUI messages;
-    TemporaryFolder owner;
+    WorkFolder owner;
     juce::File entries = owner.file ("recovery"), temporary = owner.file ("tmp");
 
     [[nodiscard]] std::shared_ptr<RecoverySession>

@@ -4,10 +4,8 @@
 
 #include <unistd.h>
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("TemporaryStore of a process that is gone", "[model][recovery]")
 {
@@ -141,5 +139,3 @@ TEST_CASE ("Settings and recovery entries on a full disk", "[model][recovery][se
     CHECK (numWritten > 5);
     CHECK (numRefused > 5);
 }
-
-} // namespace tessivar

@@ -11,10 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -407,5 +405,3 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
         CHECK (told.size() == 1);
     }
 }
-
-} // namespace tessivar

@@ -1,21 +1,22 @@
 #include "model/settings/Settings.h"
 #include "model/settings/SettingsStore.h"
 #include "tests/model/AudioFileBuilders.h"
-#include "tests/support/FileFaults.h"
 #include "tests/support/ForkedProcess.h"
+#include "tests/support/WhicheverCallFails.h"
 
 #include <catch2/catch.hpp>
 
 #include <sys/stat.h>
 #include <unistd.h>
-namespace tessivar
-{
+
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
 struct SettingsFixture
 {
-    test::TemporaryFolder owner;
+    WorkFolder owner;
     UserFolders folders = UserFolders::below (owner.file ("home"));
     juce::File file = folders.settingsFile();
 
@@ -188,22 +189,6 @@ TEST_CASE ("SettingsStore", "[model][settings]")
 {
     const SettingsFixture fixture;
 
-    SECTION ("keeps values from one run to the next, in folders that it makes")
-    {
-        {
-            SettingsStore store (fixture.folders);
-            store.setValue ("Key", "value");
-            store.setValue ("key", "other");
-            CHECK (store.needsToBeSaved());
-            CHECK_FALSE (fixture.file.exists());
-        }
-
-        SettingsStore next (fixture.folders);
-        CHECK (next.getValue ("Key") == "value");
-        CHECK (next.getValue ("key") == "other");
-        CHECK_FALSE (next.needsToBeSaved());
-    }
-
     SECTION ("saves by itself a while after a change")
     {
         const juce::ScopedJuceInitialiser_GUI messages;
@@ -264,7 +249,7 @@ TEST_CASE ("SettingsStore", "[model][settings]")
             return 0;
         };
 
-        test::ForkedProcess one ([&] { return work ("one"); }), two ([&] { return work ("two"); });
+        ForkedProcess one ([&] { return work ("one"); }), two ([&] { return work ("two"); });
         CHECK (one.wait() == 0);
         CHECK (two.wait() == 0);
 
@@ -283,53 +268,44 @@ TEST_CASE ("SettingsStore", "[model][settings]")
     {
         const SettingsValues before{ { "old", "value" } }, after{ { "new", "value" }, { "old", "value" } };
 
-        for (const auto [error, duration] : test::faults())
-            for (const auto isDamaged : { false, true })
+        const auto isDamaged = GENERATE (false, true);
+        const auto text = isDamaged ? juce::String ("rubbish") : encodeSettings (before);
+        const auto kept = fixture.folders.damagedSettings();
+        whicheverCallFails (
+            4,
+            [&] (FaultyCalls& calls)
             {
-                auto call = 1;
+                INFO ("damaged: " << isDamaged);
+                kept.deleteRecursively();
+                fixture.writeFile (text);
+                SettingsStore store (fixture.folders, 3000, calls);
+                store.setValue ("new", "value");
 
-                for (;; ++call)
+                if (isDamaged)
+                    store.setValue ("old", "value");
+
+                const auto result = store.save();
+                REQUIRE (fixture.numFilesIn (fixture.folders.settings) == 1);
+
+                // What was there is there, or lies aside.
+                if (result.failed() && fixture.file.loadFileAsString() == text)
+                    REQUIRE (store.needsToBeSaved());
+                else
+                    REQUIRE (fixture.stored() == after);
+
+                if (isDamaged && fixture.file.loadFileAsString() != text)
+                    REQUIRE (kept.findChildFiles (juce::File::findFiles, false)[0].loadFileAsString()
+                             == text);
+
+                if (result.failed())
                 {
-                    INFO ("call " << call << ", error " << error << ", damaged: " << isDamaged);
-                    const auto text = isDamaged ? juce::String ("rubbish") : encodeSettings (before);
-                    const auto kept = fixture.folders.damagedSettings();
-                    kept.deleteRecursively();
-                    fixture.writeFile (text);
-                    test::FaultyCalls calls (call, error, duration);
-                    SettingsStore store (fixture.folders, 3000, calls);
-                    store.setValue ("new", "value");
-
-                    if (isDamaged)
-                        store.setValue ("old", "value");
-
-                    const auto result = store.save();
-                    REQUIRE (fixture.numFilesIn (fixture.folders.settings) == 1);
-
-                    // What was there is there, or lies aside.
-                    if (result.failed() && fixture.file.loadFileAsString() == text)
-                        REQUIRE (store.needsToBeSaved());
-                    else
-                        REQUIRE (fixture.stored() == after);
-
-                    if (isDamaged && fixture.file.loadFileAsString() != text)
-                        REQUIRE (kept.findChildFiles (juce::File::findFiles, false)[0].loadFileAsString()
-                                 == text);
-
-                    if (! calls.reachedTheFault())
-                        break;
-
-                    if (result.failed())
-                    {
-                        REQUIRE (result.getErrorMessage().startsWith ("/"));
-                        REQUIRE (store.needsToBeSaved());
-                        calls.end();
-                        REQUIRE (store.save().wasOk());
-                        REQUIRE (fixture.stored() == after);
-                    }
+                    REQUIRE (result.getErrorMessage().startsWith ("/"));
+                    REQUIRE (store.needsToBeSaved());
+                    calls.end();
+                    REQUIRE (store.save().wasOk());
+                    REQUIRE (fixture.stored() == after);
                 }
-
-                REQUIRE (call > 4);
-            }
+            });
     }
 
     SECTION ("starts empty with a file that is none, and puts that aside before it writes over it")
@@ -391,7 +367,7 @@ TEST_CASE ("Settings folder", "[model][settings]")
 
     SECTION ("loses stray files, but no settings, no folders and nothing that is being written")
     {
-        test::ForkedProcess dead ([] { return 0; });
+        ForkedProcess dead ([] { return 0; });
         REQUIRE (dead.wait() == 0);
         const auto temporary = [] (pid_t process)
         { return ".tessivar.config.tmp-" + juce::String (process) + "-0123abcd"; };
@@ -423,5 +399,3 @@ TEST_CASE ("Settings folder", "[model][settings]")
         CHECK (tidySettingsFolder (folder) == 0);
     }
 }
-
-} // namespace tessivar

@@ -9,8 +9,8 @@
 
 #include <sys/stat.h>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("Settings", "[model][settings]")
 {
@@ -68,7 +68,7 @@ TEST_CASE ("Settings", "[model][settings]")
 TEST_CASE ("RecentFiles", "[model][settings]")
 {
     RecentFiles recent;
-    const test::TemporaryFolder folder;
+    const WorkFolder folder;
 
     SECTION ("is newest first, without repetition, and ends at its limit")
     {
@@ -144,7 +144,7 @@ TEST_CASE ("UserFolders", "[model][settings]")
     SECTION ("temporary files go to the chosen folder, else the shared one, else the user's own")
     {
         using Reason = TemporaryFolderChoice::Reason;
-        const test::TemporaryFolder folder;
+        const WorkFolder folder;
         const auto folders = UserFolders::below (home);
         const auto shared = folder.file ("opt/Tessivar");
         CHECK (chooseTemporaryFolder (juce::File ("/gone"), folders, shared).folder == juce::File ("/gone"));
@@ -155,11 +155,9 @@ TEST_CASE ("UserFolders", "[model][settings]")
 
         REQUIRE (shared.getParentDirectory().createDirectory().wasOk());
         REQUIRE (::chmod (shared.getParentDirectory().getFullPathName().toRawUTF8(), 0555) == 0);
-        const test::WithoutPrivileges nobody;
+        const WithoutPrivileges nobody;
         const auto refused = chooseTemporaryFolder ({}, folders, shared);
         CHECK (refused.folder == juce::File ("/home/me/.cache/tessivar/tmp"));
         CHECK (refused.reason == Reason::sharedNotWritable);
     }
 }
-
-} // namespace tessivar

@@ -4,8 +4,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -16,21 +16,12 @@ struct CountingListener final : juce::ChangeListener
     void changeListenerCallback (juce::ChangeBroadcaster*) override { ++numCalls; }
 };
 
-TrackState trackFrom (const juce::File& file)
-{
-    TrackState track;
-    track.name = file.getFileName();
-    track.sourceInfo.file = file;
-    track.sourceInfo.sampleRate = 48000.0;
-    return track;
-}
-
 Group::Ptr groupOf (const juce::String& name, const juce::File& firstTrack = {})
 {
-    std::vector<TrackState> tracks;
+    std::vector<TrackState> tracks (firstTrack == juce::File() ? 0 : 1);
 
-    if (firstTrack != juce::File())
-        tracks.push_back (trackFrom (firstTrack));
+    for (auto& track : tracks)
+        track.sourceInfo.file = firstTrack;
 
     return new Group (name, tracks);
 }
@@ -38,7 +29,7 @@ Group::Ptr groupOf (const juce::String& name, const juce::File& firstTrack = {})
 struct WorkspaceFixture
 {
     const juce::ScopedJuceInitialiser_GUI messages;
-    test::TemporaryFolder owner;
+    WorkFolder owner;
     UserFolders folders = UserFolders::below (owner.file ("home"));
 
     void store (const SettingsValues& values) const
@@ -98,22 +89,6 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         }
 
         CHECK (fixture.stored ("kick") == "boom");
-    }
-
-    SECTION ("dialogs start where the last one ended, and in the documents folder at first")
-    {
-        TessivarWorkspace workspace (fixture.folders);
-        const auto documents = fixture.folders.documents.getFullPathName();
-        CHECK (workspace.lastViewedFolder() == documents);
-        CHECK (workspace.lastViewedImportFolder() == documents);
-        CHECK (workspace.lastExportFolder() == documents);
-        workspace.setLastViewedFolder ("/gone/1");
-        workspace.setLastViewedImportFolder ("/gone/2");
-        workspace.setLastExportFolder ("/gone/3");
-        CHECK (workspace.lastViewedFolder() == "/gone/1");
-        REQUIRE (workspace.settings().save().wasOk());
-        CHECK (fixture.stored ("LastViewedImportFolder") == "/gone/2");
-        CHECK (fixture.stored ("LastExportFolder") == "/gone/3");
     }
 
     SECTION ("the recent files are written at the end, beside those of another copy of the program")
@@ -216,5 +191,3 @@ TEST_CASE ("Workspace groups", "[model][workspace]")
         CHECK (workspace->recentFilesMenu()[0].file == closed);
     }
 }
-
-} // namespace tessivar

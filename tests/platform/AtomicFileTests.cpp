@@ -2,7 +2,7 @@
 #include "platform/DiskNames.h"
 #include "platform/FileLock.h"
 
-#include "tests/support/FileFaults.h"
+#include "tests/support/WhicheverCallFails.h"
 #include "tests/support/WorkFolder.h"
 
 #include <catch2/catch.hpp>
@@ -64,46 +64,38 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
 
     SECTION ("whichever call fails, the target is whole, the error is told and nothing else remains")
     {
-        for (const auto hasOld : { true, false })
-            for (const auto [error, duration] : faults())
+        const auto hasOld = GENERATE (true, false);
+        auto numToldAfterRename = 0;
+        whicheverCallFails (
+            10,
+            [&] (FaultyCalls& calls)
             {
-                auto call = 1, numToldAfterRename = 0;
+                INFO ("replaces a file: " << hasOld);
+                target.deleteFile();
 
-                for (;; ++call)
-                {
-                    INFO ("call " << call << ", error " << error << ", replaces a file: " << hasOld);
-                    target.deleteFile();
+                if (hasOld)
+                    REQUIRE (target.replaceWithData (oldContent.getData(), oldContent.getSize()));
 
-                    if (hasOld)
-                        REQUIRE (target.replaceWithData (oldContent.getData(), oldContent.getSize()));
+                const auto result = writeContent (target, calls);
+                REQUIRE (work.numEntries() == (target.exists() ? 1 : 0));
 
-                    FaultyCalls calls (call, error, duration);
-                    const auto result = writeContent (target, calls);
-                    REQUIRE (work.numEntries() == (target.exists() ? 1 : 0));
+                if (result.wasOk() || calls.failedAfterRename())
+                    REQUIRE (holds (target, contentToWrite()));
+                else if (hasOld)
+                    REQUIRE (holds (target, oldContent));
+                else
+                    REQUIRE_FALSE (target.exists());
 
-                    if (result.wasOk() || calls.failedAfterRename())
-                        REQUIRE (holds (target, contentToWrite()));
-                    else if (hasOld)
-                        REQUIRE (holds (target, oldContent));
-                    else
-                        REQUIRE_FALSE (target.exists());
+                // A short write is finished.
+                if (result.failed())
+                    REQUIRE (result.getErrorMessage().startsWith (target.getFullPathName() + " "));
+                else if (calls.reachedTheFault())
+                    REQUIRE ((calls.errorNumber == FaultyCalls::shortWrite || calls.failedAfterRename()));
 
-                    if (! calls.reachedTheFault())
-                        break;
-
-                    // A short write is finished.
-                    if (result.wasOk())
-                        REQUIRE ((error == FaultyCalls::shortWrite || calls.failedAfterRename()));
-                    else
-                        REQUIRE (result.getErrorMessage().startsWith (target.getFullPathName() + " "));
-
-                    numToldAfterRename += result.failed() && calls.failedAfterRename() ? 1 : 0;
-                }
-
-                REQUIRE (call > 10);
-                // That of the folder's flush.
-                REQUIRE (numToldAfterRename == (error == FaultyCalls::shortWrite ? 0 : 1));
-            }
+                numToldAfterRename += result.failed() && calls.failedAfterRename() ? 1 : 0;
+            });
+        // That of the folder's flush, for two errors, once and for good.
+        REQUIRE (numToldAfterRename == 4);
     }
 
     SECTION ("is on disk before it has its name, and its name is before the end")

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
-#include <vector>
 
 #include <sys/mount.h>
 #include <unistd.h>
@@ -76,9 +75,12 @@ public:
     static constexpr int shortWrite = -1; // as errorNumber: the call takes only part of its bytes
 
     FaultyCalls (int callToFail, int errorToGive, Fault duration = Fault::once)
-        : failingCall (callToFail), errorNumber (errorToGive), lasts (duration == Fault::lasting)
+        : errorNumber (errorToGive), lasts (duration == Fault::lasting), failingCall (callToFail)
     {
     }
+
+    const int errorNumber;
+    const bool lasts;
 
     void end() { hasEnded = true; }
 
@@ -156,29 +158,9 @@ private:
     [[nodiscard]] SystemError error() const { return SystemError (errorNumber); }
 
     const int failingCall;
-    const int errorNumber;
-    const bool lasts;
     int numCalls = 0;
     bool hasEnded = false, renamed = false, failedRename = false;
 };
-
-/** What happens to the Nth call of a test that tries them all. */
-struct FaultToTry
-{
-    int error = 0;
-    Fault duration = Fault::once;
-};
-
-inline std::vector<FaultToTry> faults()
-{
-    std::vector<FaultToTry> all;
-
-    for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
-        for (const auto duration : { Fault::once, Fault::lasting })
-            all.push_back ({ error, duration });
-
-    return all;
-}
 
 /** Notes the order in which things are written and reach the disk. */
 class RecordingCalls final : public FileSystemCalls

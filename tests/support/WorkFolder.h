@@ -4,6 +4,9 @@
 
 #include <juce_core/juce_core.h>
 
+#include <cstdint>
+#include <vector>
+
 namespace tessivar::test
 {
 
@@ -13,9 +16,19 @@ struct WorkFolder
     TemporaryFolder owner;
     juce::File folder{ juce::String (owner.name()) };
 
-    [[nodiscard]] juce::File file (const char* name) const
+    [[nodiscard]] juce::File file (const juce::String& name) const { return folder.getChildFile (name); }
+    [[nodiscard]] juce::File file (const char* name) const { return file (juce::String::fromUTF8 (name)); }
+
+    /** A file there with these bytes. */
+    juce::File write (const juce::String& name, const std::vector<std::uint8_t>& bytes) const
     {
-        return folder.getChildFile (juce::String::fromUTF8 (name));
+        const auto target = file (name);
+        target.create();
+
+        if (! bytes.empty())
+            target.replaceWithData (bytes.data(), bytes.size());
+
+        return target;
     }
 
     [[nodiscard]] int numEntries() const

@@ -52,7 +52,7 @@ int main (int argc, char* argv[])
     const juce::StringArray arguments (argv + 1, argc - 1);
     const auto numberBehind = [&] (const char* option)
     { return arguments.contains (option) ? arguments[arguments.indexOf (option) + 1].getIntValue() : 0; };
-    const TemporaryFolder folder;
+    const WorkFolder folder;
     auto isClean = true;
 
     if (const auto kills = numberBehind ("--kills"); kills > 0)
