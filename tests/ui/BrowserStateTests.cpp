@@ -2,8 +2,9 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
+
 namespace
 {
 
@@ -96,7 +97,7 @@ TEST_CASE ("Browser rows", "[ui][browser]")
 
     SECTION ("are described in words")
     {
-        auto sample = test::browserSample (true);
+        auto sample = browserSample (true);
         CHECK (accessibleName (sample.groups[0].tracks[0])
                == "Kick In, Kick, included, analyzed, Focus 62 percent");
         sample.groups[1].unsaved = true;
@@ -170,5 +171,3 @@ TEST_CASE ("Browser selection", "[ui][browser]")
         CHECK (withoutMissingRows (smaller, range) == BrowserSelection{});
     }
 }
-
-} // namespace tessivar

@@ -6,8 +6,7 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 TEST_CASE ("SuppressionMeterState", "[ui][meter]")
 {
@@ -166,5 +165,3 @@ TEST_CASE ("KnobGeometry", "[ui][knob]")
         CHECK (KnobDrag::afterWheel (0.995, 1.0, false) == 1.0);
     }
 }
-
-} // namespace tessivar

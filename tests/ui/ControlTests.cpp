@@ -18,12 +18,11 @@
 #include <array>
 #include <functional>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
+
 namespace
 {
-
-using test::mouseAt;
 
 /** The first child of a kind that a test accepts; null when there is none. */
 template <typename Kind>
@@ -43,7 +42,7 @@ constexpr auto ctrlLeft = juce::ModifierKeys::leftButtonModifier | juce::Modifie
 
 TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
     TessivarKnobTooltip label;
     TessivarKnobComponent knob (fixture.images, 39.0f, &label, true);
     knob.setRange (0.0, 5.0);
@@ -56,7 +55,7 @@ TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
         {
             const auto place =
                 knobDotBounds (knob.getLocalBounds().toFloat(), 39.0f, proportion).getCentre().roundToInt();
-            return test::snapshot (knob).getPixelAt (place.x, place.y);
+            return snapshot (knob).getPixelAt (place.x, place.y);
         };
         knob.setValue (2.5, juce::dontSendNotification);
         CHECK (dotAt (0.5f).getBrightness() > 0.9f);
@@ -119,19 +118,19 @@ TEST_CASE ("TessivarKnobComponent", "[ui][knob]")
 
 TEST_CASE ("Control pictures", "[ui][controls]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
 
     SECTION ("the meter's lit LEDs are ember, the others dark, from the top down")
     {
         TessivarSuppressionMeterComponent meter (fixture.images);
         meter.layOut ({ 0, 0 }, 8);
         meter.setLevel (12.0f / 41.0f + 0.0005f, 0.0f, 41.0f, false);
-        const auto image = test::snapshot (meter);
+        const auto image = snapshot (meter);
         REQUIRE (image.getWidth() == 112);
         // At double size: readout 60, header 20, then LEDs of 10 every 16.
         const auto led = [&] (int index) { return image.getPixelAt (30, 80 + 16 * index + 5); };
-        CHECK (test::isNear (led (0), palette::ember, 60));
-        CHECK (test::isNear (led (11), palette::ember, 60));
+        CHECK (isNear (led (0), palette::ember, 60));
+        CHECK (isNear (led (11), palette::ember, 60));
         CHECK (led (12).getBrightness() < 0.25f);
         CHECK (led (40).getBrightness() < 0.25f);
 
@@ -144,11 +143,11 @@ TEST_CASE ("Control pictures", "[ui][controls]")
 
     SECTION ("without images controls draw, and no press clears the meter")
     {
-        const ResourceImages none (test::shippedResources().getChildFile ("none"));
+        const ResourceImages none (shippedResources().getChildFile ("none"));
         TessivarSuppressionMeterComponent meter (none);
         meter.setSize (112, 400);
         meter.setLevel (0.6f, 0.0f, 41.0f, false);
-        CHECK (test::snapshot (meter).getPixelAt (20, 200) == juce::Colours::black);
+        CHECK (snapshot (meter).getPixelAt (20, 200) == juce::Colours::black);
         meter.mouseDown (mouseAt (meter, { 50.0f, 0.0f }));
         CHECK (meter.getState().readout() == "25dB");
 
@@ -157,9 +156,9 @@ TEST_CASE ("Control pictures", "[ui][controls]")
         {
             TessivarCheckBox box (*images);
             box.layOut ({ 0, 0, 20, 20 });
-            CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() < 0.4f);
+            CHECK (snapshot (box).getPixelAt (20, 20).getBrightness() < 0.4f);
             box.setToggleState (true, juce::dontSendNotification);
-            CHECK (test::snapshot (box).getPixelAt (20, 20).getBrightness() > 0.9f);
+            CHECK (snapshot (box).getPixelAt (20, 20).getBrightness() > 0.9f);
         }
     }
 
@@ -171,37 +170,22 @@ TEST_CASE ("Control pictures", "[ui][controls]")
         empty.onDemo = [&] { ++opened; };
         auto& demo = *empty.getChildComponent (2);
         CHECK_FALSE (demo.isVisible());
-        const auto before = test::snapshot (empty);
+        const auto before = snapshot (empty);
         for (int y = demo.getY(); y < demo.getBottom(); ++y)
-            CHECK (test::isNear (before.getPixelAt (empty.getWidth() / 2, y), juce::Colour (0xff1a1f27), 16));
+            CHECK (isNear (before.getPixelAt (empty.getWidth() / 2, y), juce::Colour (0xff1a1f27), 16));
         empty.setHasDemo (true);
         CHECK (demo.isVisible());
         dynamic_cast<juce::Button&> (demo).onClick();
         CHECK (opened == 1);
     }
-
-    SECTION ("the plain panels show what they are given")
-    {
-        TessivarTimeMarker marker;
-        marker.setSize (2, 20);
-        CHECK (test::isNear (test::snapshot (marker).getPixelAt (1, 10), juce::Colour (0xffe6e6e6), 2));
-        juce::Image red (juce::Image::RGB, 1, 1, true);
-        red.setPixelAt (0, 0, juce::Colours::red);
-        TessivarComponent panel (red);
-        panel.setSize (30, 10);
-        CHECK (test::snapshot (panel).getPixelAt (25, 5) == juce::Colours::red);
-        TessivarComboBox box;
-        CHECK (box.getTextWhenNoChoicesAvailable() == "(no choices)");
-        CHECK_FALSE (box.getWantsKeyboardFocus());
-    }
 }
 
 TEST_CASE ("SettingDock", "[ui][dock]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
     SettingDock dock (fixture.images);
     dock.setSize (935, 202);
-    dock.setState (test::dockSample());
+    dock.setState (dockSample());
 
     SECTION ("reports a turned knob with the sounding setting's values and shows the label")
     {
@@ -236,7 +220,7 @@ TEST_CASE ("SettingDock", "[ui][dock]")
         dock.onFocusChange = [&] (float) { ++calls; };
         dock.onListeningChange = [&] (ListenMode) { ++calls; };
         dock.onChooseSetting = [&] (KnobSetting, bool) { ++calls; };
-        auto state = test::dockSample();
+        auto state = dockSample();
         state.available = false;
         dock.setState (state);
         dock.getFocus().nudge (0.1);
@@ -264,24 +248,24 @@ TEST_CASE ("SettingDock", "[ui][dock]")
     {
         auto& section = dock.getFocus();
         const auto centre = section.getKnob().getBounds().toFloat().getCentre();
-        const auto image = test::snapshot (section);
+        const auto image = snapshot (section);
         const auto ringAt = [&] (float proportion)
         {
             const auto place =
                 centre.getPointOnCircumference (0.54f * 128.0f, angleForProportion (proportion)).roundToInt();
             return image.getPixelAt (place.x, place.y);
         };
-        CHECK (test::isNear (ringAt (0.5f), palette::iceMid, 30));
+        CHECK (isNear (ringAt (0.5f), palette::iceMid, 30));
         CHECK (ringAt (0.9f).getBrightness() < 0.35f);
     }
 }
 
 TEST_CASE ("BrowserList", "[ui][browser]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
     BrowserList list (fixture.images);
     list.setSize (344, 600);
-    list.setState (test::browserSample (true));
+    list.setState (browserSample (true));
     const auto rowOf = [&] (RowId track)
     { return childOf<TrackRow> (list, [&] (TrackRow& row) { return row.getTrack() == track; }); };
     const auto click = [&] (RowId track, int modifiers = left)
@@ -338,7 +322,7 @@ TEST_CASE ("BrowserList", "[ui][browser]")
     SECTION ("keeps a row's component when only its content changes")
     {
         auto* before = rowOf (12);
-        auto state = test::browserSample (true);
+        auto state = browserSample (true);
         state.groups[0].tracks[1].focusPercent = 50;
         list.setState (state);
         CHECK (rowOf (12) == before);
@@ -362,21 +346,21 @@ TEST_CASE ("BrowserList", "[ui][browser]")
     SECTION ("shows levels in ember behind and the type's colour in front")
     {
         list.setLevels ({ { 12, 1.0f, 0.5f } });
-        const auto image = test::snapshot (*rowOf (12));
-        CHECK (test::isNear (image.getPixelAt (330, 12), palette::emberLine));
-        CHECK (test::isNear (image.getPixelAt (330, 45), palette::snare));
+        const auto image = snapshot (*rowOf (12));
+        CHECK (isNear (image.getPixelAt (330, 12), palette::emberLine));
+        CHECK (isNear (image.getPixelAt (330, 45), palette::snare));
     }
 }
 
 TEST_CASE ("Browser and transport", "[ui][browser]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
 
     SECTION ("files dropped on a group go there, elsewhere they make a new one")
     {
         BrowserView browser (fixture.images);
         browser.setSize (345, 716);
-        browser.setState (test::browserSample (true));
+        browser.setState (browserSample (true));
         std::vector<RowId> targets;
         browser.onFilesDropped = [&] (const juce::StringArray&, RowId group) { targets.push_back (group); };
         browser.filesDropped ({ "a.wav" }, 100, 200);
@@ -402,10 +386,8 @@ TEST_CASE ("Browser and transport", "[ui][browser]")
         bar.setState (state);
         CHECK (play->isEnabled());
         // The round ground of the play button is ice while it offers to play.
-        CHECK (test::isNear (test::snapshot (bar).getPixelAt (70, 28), palette::ice, 40));
+        CHECK (isNear (snapshot (bar).getPixelAt (70, 28), palette::ice, 40));
         play->onClick();
         CHECK (plays == 1);
     }
 }
-
-} // namespace tessivar

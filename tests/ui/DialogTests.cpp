@@ -7,8 +7,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -84,7 +84,7 @@ TEST_CASE ("Progress", "[ui][dialogs]")
 
 TEST_CASE ("Dialogs", "[ui][dialogs]")
 {
-    test::PaintingFixture fixture;
+    PaintingFixture fixture;
 
     SECTION ("a warning answers when it closes, not when its list is copied")
     {
@@ -263,5 +263,3 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
             }
     }
 }
-
-} // namespace tessivar

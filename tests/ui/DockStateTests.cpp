@@ -2,8 +2,7 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 TEST_CASE ("ListenLatch", "[ui][dock]")
 {
@@ -92,5 +91,3 @@ TEST_CASE ("DockState", "[ui][dock]")
         CHECK (ring[4].litEnd == ring[4].start);
     }
 }
-
-} // namespace tessivar

@@ -2,8 +2,7 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 TEST_CASE ("ResourceImages", "[ui][images]")
 {
@@ -27,5 +26,3 @@ TEST_CASE ("ResourceImages", "[ui][images]")
             ResourceImages (resources.getChildFile ("none")).get ("slider/slider knob.png").isValid());
     }
 }
-
-} // namespace tessivar

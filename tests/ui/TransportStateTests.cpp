@@ -2,8 +2,7 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 TEST_CASE ("TransportState", "[ui][transport]")
 {
@@ -59,5 +58,3 @@ TEST_CASE ("TransportState", "[ui][transport]")
         CHECK_FALSE (notice.tick (0.2));
     }
 }
-
-} // namespace tessivar

@@ -4,12 +4,12 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("WaveColumnBuilder", "[ui][wave]")
 {
-    test::WaveNoise noise (3);
+    WaveNoise noise (3);
     std::vector<float> samples (2000);
     for (auto& sample : samples)
         sample = noise.next();
@@ -38,8 +38,8 @@ TEST_CASE ("WaveColumnBuilder", "[ui][wave]")
 TEST_CASE ("WaveContent", "[ui][wave]")
 {
     WaveContent content;
-    content.setTrack (test::waveTrack (4.0));
-    content.setWeights (test::keepOwnDrum);
+    content.setTrack (waveTrack (4.0));
+    content.setWeights (keepOwnDrum);
     std::vector<EnvelopeColumn> source (100), processed (100);
 
     const auto answerFor = [] (const WaveEnvelopeRequest& request, float sourceValue, float processedValue)
@@ -102,7 +102,7 @@ TEST_CASE ("WaveContent", "[ui][wave]")
         // One column further than was asked for is refused as a whole.
         part.firstColumn = request->firstColumn + request->numColumns - 4;
         CHECK_FALSE (content.takeExact (part));
-        content.setTrack (test::waveTrack (1.0));
+        content.setTrack (waveTrack (1.0));
         CHECK_FALSE (content.takeExact (answerFor (*request, 0.9f, 0.9f)));
     }
 
@@ -129,7 +129,7 @@ TEST_CASE ("WaveContent", "[ui][wave]")
 
     SECTION ("a track that is not analysed asks for its source only, and an empty one for nothing")
     {
-        auto track = test::waveTrack (1.0);
+        auto track = waveTrack (1.0);
         track.energies = nullptr;
         content.setTrack (track);
         const auto request = content.requestFor (0, 10.0, 100);
@@ -142,5 +142,3 @@ TEST_CASE ("WaveContent", "[ui][wave]")
         CHECK (source[0] == EnvelopeColumn{});
     }
 }
-
-} // namespace tessivar

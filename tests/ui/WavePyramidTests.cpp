@@ -7,8 +7,8 @@
 
 #include <limits>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -46,7 +46,7 @@ TEST_CASE ("EnvelopePyramid", "[ui][wave]")
     SECTION ("holds what a plain loop finds, for any length, appended in any pieces")
     {
         const auto length = GENERATE (0, 1, 255, 256, 257, 1023, 1024, 1025, 4097, 70001);
-        test::WaveNoise noise (static_cast<std::uint64_t> (length) + 1);
+        WaveNoise noise (static_cast<std::uint64_t> (length) + 1);
         std::vector<float> samples (static_cast<std::size_t> (length));
         for (auto& sample : samples)
             sample = noise.next();
@@ -139,7 +139,7 @@ TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")
 
     SECTION ("one channel alone scales the source by the root of its share, and never above it")
     {
-        estimate (test::keepOwnDrum);
+        estimate (keepOwnDrum);
         CHECK (kept.front().high == Approx (0.8f * whole.front().high).epsilon (0.03));
         if (pixels > 1)
             CHECK (kept.back().high == 0.0f);
@@ -152,7 +152,7 @@ TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")
         CHECK (energies.power (100, 0) == Approx (0.16f).epsilon (0.06));
         CHECK (energies.power (length - 1, 0) == 0.0f);
         CHECK (energies.power (length, 6) == 0.0f);
-        CHECK (energies.processedPower (100, test::keepOwnDrum) == Approx (0.49f * 0.64f).epsilon (0.1));
+        CHECK (energies.processedPower (100, keepOwnDrum) == Approx (0.49f * 0.64f).epsilon (0.1));
         // Half of what was removed mixed back: (0.64 * 1 + 0.36 * 0.25) of the power.
         CHECK (energies.keptGain (5000.0, { 0.5f, 0, 0, 0, 0, 0, 0.5f })
                == Approx (std::sqrt (0.73f)).epsilon (0.03));
@@ -163,7 +163,7 @@ TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")
         ChannelEnergyPyramid young (length);
         young.append (std::vector<float> (7 * 600, 0.1f));
         CHECK (young.readyFrames() == 512);
-        young.estimate (source, test::keepOwnDrum, 0.0, 39'990.0, kept);
+        young.estimate (source, keepOwnDrum, 0.0, 39'990.0, kept);
         CHECK (kept.back() == whole.back());
         CHECK (young.keptGain (30'000.0, { 0, 0, 0, 0, 0, 0, 0 }) >= 0.0f);
     }
@@ -172,12 +172,11 @@ TEST_CASE ("ChannelEnergyPyramid", "[ui][wave]")
 TEST_CASE ("findStrongHits", "[ui][wave]")
 {
     // Own strokes at 0.2, 1.2, ... 7.2 s, leakage 12 dB lower half a second later each.
-    const auto track = test::waveTrack (8.0);
+    const auto track = waveTrack (8.0);
 
     SECTION ("finds the drum's own strokes and leaves the leakage out")
     {
-        const auto hits =
-            findStrongHits (*track.source, track.energies.get(), test::keepOwnDrum, track.sampleRate);
+        const auto hits = findStrongHits (*track.source, track.energies.get(), keepOwnDrum, track.sampleRate);
         REQUIRE (hits.size() == 8);
         for (std::size_t i = 0; i < hits.size(); ++i)
             CHECK (hits[i] == Approx (0.2 + static_cast<double> (i)).margin (0.006));
@@ -211,5 +210,3 @@ TEST_CASE ("findStrongHits", "[ui][wave]")
         CHECK (rangeBetweenHits ({}, 7.0, 9.0) == WaveRange{ 0.0, 9.0 });
     }
 }
-
-} // namespace tessivar

@@ -5,8 +5,7 @@
 
 #include <vector>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 namespace
 {
@@ -236,5 +235,3 @@ TEST_CASE ("Time ruler", "[ui][wave]")
         CHECK (WaveRulerTicks::forScale (3.6).labelSpacing == 30.0);
     }
 }
-
-} // namespace tessivar

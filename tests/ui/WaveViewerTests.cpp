@@ -9,8 +9,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -22,8 +22,8 @@ struct ViewerFixture
     {
         viewer.setSize (830, 466);
         viewer.setVisible (true);
-        viewer.setTrack (test::waveTrack (4.0));
-        viewer.setWeights (test::keepOwnDrum);
+        viewer.setTrack (waveTrack (4.0));
+        viewer.setWeights (keepOwnDrum);
         viewer.setLook (WaveLook::processed);
         viewer.onPlayheadMoved = [this] (double seconds) { playheads.push_back (seconds); };
         viewer.onLoopChanged = [this] (std::optional<WaveRange> range, bool isFinished)
@@ -44,7 +44,7 @@ struct ViewerFixture
     {
         auto* part = viewer.getComponentAt (pressedAt);
         const auto inPart = [&] (juce::Point<int> at) { return part->getLocalPoint (&viewer, at).toFloat(); };
-        (part->*handler) (test::mouseAt (*part, inPart (place), flags, inPart (pressedAt), clicks));
+        (part->*handler) (mouseAt (*part, inPart (place), flags, inPart (pressedAt), clicks));
     }
 
     void drag (juce::Point<int> from, juce::Point<int> to, int flags = juce::ModifierKeys::leftButtonModifier)
@@ -73,7 +73,7 @@ constexpr int centreRow = 27 + 196; // of the plot, in the viewer
 
 bool isLike (juce::Colour a, juce::Colour b)
 {
-    return test::isNear (a, b, 12);
+    return isNear (a, b, 12);
 }
 
 } // namespace
@@ -353,5 +353,3 @@ TEST_CASE ("TessivarWaveViewer gestures", "[ui][wave]")
         CHECK (f.viewer.getTitle() == "Waveform of Kick In");
     }
 }
-
-} // namespace tessivar

@@ -16,8 +16,9 @@
 // display from all other tests; TESSIVAR_TEST_DISPLAY names the one for these ("[window]"). Without it they
 // say so and pass.
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
+
 namespace
 {
 
@@ -56,7 +57,7 @@ struct AsApplication
 };
 
 /** A window of the toolkit with the program's look, on the screen for as long as a test runs. */
-struct WindowFixture : OnDisplay, AsApplication, test::PaintingFixture
+struct WindowFixture : OnDisplay, AsApplication, PaintingFixture
 {
     WindowFixture()
     {
@@ -155,8 +156,8 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         const auto ring = fixture.window.getLocalArea (&cancel, cancel.getLocalBounds().expanded (3));
         const auto isRinged = [&]
         {
-            const auto pixel = test::snapshot (fixture.window).getPixelAt (ring.getX(), ring.getCentreY());
-            return test::isNear (pixel, palette::ice);
+            const auto pixel = snapshot (fixture.window).getPixelAt (ring.getX(), ring.getCentreY());
+            return isNear (pixel, palette::ice);
         };
         CHECK (fixture.waitUntil (isRinged)); // the toolkit draws it when it has delivered its messages
         fixture.press (juce::KeyPress (juce::KeyPress::tabKey));
@@ -189,7 +190,7 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         SettingDock dock (fixture.images);
         fixture.window.addAndMakeVisible (dock);
         dock.setBounds (0, 0, 935, 202);
-        dock.setState (test::dockSample());
+        dock.setState (dockSample());
         std::vector<float> heard;
         dock.onFocusChange = [&] (float value) { heard.push_back (value); };
 
@@ -225,7 +226,7 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         BrowserView browser (fixture.images);
         fixture.window.addAndMakeVisible (browser);
         browser.setBounds (0, 0, 344, 600);
-        browser.setState (test::browserSample (true));
+        browser.setState (browserSample (true));
         juce::StringArray names;
         browser.getList().onRename = [&] (RowId, const juce::String& name) { names.add (name); };
 
@@ -242,5 +243,3 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         CHECK (names == juce::StringArray{ "Take 4" });
     }
 }
-
-} // namespace tessivar
