@@ -7,8 +7,7 @@
 
 #include <limits>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 namespace
 {
@@ -304,5 +303,3 @@ TEST_CASE ("Settings of the performance", "[app][settings]")
         CHECK (wild->headline().isNotEmpty());
     }
 }
-
-} // namespace tessivar

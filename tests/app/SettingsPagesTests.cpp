@@ -12,8 +12,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -33,7 +33,7 @@ int countPixels (const juce::Image& image, juce::Rectangle<int> area, juce::Colo
 
     for (int y = area.getY(); y < area.getBottom(); ++y)
         for (int x = area.getX(); x < area.getRight(); ++x)
-            count += test::isNear (image.getPixelAt (x, y), colour) ? 1 : 0;
+            count += isNear (image.getPixelAt (x, y), colour) ? 1 : 0;
 
     return count;
 }
@@ -41,7 +41,7 @@ int countPixels (const juce::Image& image, juce::Rectangle<int> area, juce::Colo
 
 TEST_CASE ("Settings dialog", "[app][settings]")
 {
-    test::SettingsRig rig;
+    SettingsRig rig;
 
     SECTION ("shows one page at a time, each with its place in the list marked")
     {
@@ -51,21 +51,21 @@ TEST_CASE ("Settings dialog", "[app][settings]")
         auto& dialog = *scrim.getTop();
         CHECK (dialog.getBounds().getWidth() == 720);
         CHECK (dialog.getBounds().getHeight() == 480);
-        auto* list = test::find<ChoiceGroup> (dialog, "Pages");
+        auto* list = find<ChoiceGroup> (dialog, "Pages");
         REQUIRE (list != nullptr);
         int y = 60;
 
         for (const auto* page : { "Audio device", "Abbreviations", "Folders", "Performance" })
         {
-            test::findButton (*list, page)->onClick();
+            findButton (*list, page)->onClick();
             int numVisible = 0;
 
             for (auto* child : dialog.getChildren())
                 numVisible += dynamic_cast<SettingsPage*> (child) != nullptr && child->isVisible() ? 1 : 0;
 
             CHECK (numVisible == 1);
-            CHECK (test::find<SettingsPage> (dialog, page) != nullptr);
-            const auto image = test::snapshot (dialog);
+            CHECK (find<SettingsPage> (dialog, page) != nullptr);
+            const auto image = snapshot (dialog);
             CHECK (countPixels (image, { 9, y + 8, 3, 20 }, palette::iceMid) == 60);
             CHECK (countPixels (image, { 9, 60, 3, 150 }, palette::iceMid) < 120);
             y += 38;
@@ -78,15 +78,15 @@ TEST_CASE ("Settings dialog", "[app][settings]")
     SECTION ("the arrows walk the list, and only its chosen entry takes part in Tab")
     {
         const auto dialog = rig.dialog (SettingsPageId::audioDevice);
-        auto* list = test::find<ChoiceGroup> (*dialog, "Pages");
+        auto* list = find<ChoiceGroup> (*dialog, "Pages");
         REQUIRE (list->keyPressed (juce::KeyPress (juce::KeyPress::downKey)));
         CHECK (list->getSelected() == 1);
         REQUIRE (list->keyPressed (juce::KeyPress (juce::KeyPress::endKey)));
         REQUIRE (list->keyPressed (juce::KeyPress (juce::KeyPress::downKey)));
         CHECK (list->getSelected() == 3);
         CHECK_FALSE (list->keyPressed (juce::KeyPress ('x')));
-        CHECK (test::findButton (*list, "Performance")->getWantsKeyboardFocus());
-        CHECK_FALSE (test::findButton (*list, "Folders")->getWantsKeyboardFocus());
+        CHECK (findButton (*list, "Performance")->getWantsKeyboardFocus());
+        CHECK_FALSE (findButton (*list, "Folders")->getWantsKeyboardFocus());
     }
 
     SECTION ("everything that can be changed takes the keyboard and has a name for screen readers")
@@ -141,10 +141,9 @@ TEST_CASE ("Settings dialog", "[app][settings]")
         DialogScrim scrim;
         scrim.setSize (1024, 640);
         scrim.show (rig.dialog (SettingsPageId::abbreviations));
-        auto* list =
-            test::find<juce::TextEditor> (*scrim.getTop(), "A file is a Kick when its name contains");
+        auto* list = find<juce::TextEditor> (*scrim.getTop(), "A file is a Kick when its name contains");
         REQUIRE (list != nullptr);
-        test::type (*list, "thump");
+        type (*list, "thump");
         scrim.getTop()->escape();
         CHECK (processAbbreviations().list (DrumType::kick) == rig.workspace.settings().getValue ("kick"));
     }
@@ -152,15 +151,15 @@ TEST_CASE ("Settings dialog", "[app][settings]")
 
 TEST_CASE ("Audio device page", "[app][settings]")
 {
-    test::SettingsRig rig;
+    SettingsRig rig;
     const auto saved = rig.folder.getChildFile ("AudioDeviceSetup.config");
 
     SECTION ("says plainly that there is no device")
     {
         const auto dialog = rig.dialog (SettingsPageId::audioDevice);
-        CHECK (test::find<NoteBox> (*dialog, "No audio device. Everything but sound works.") != nullptr);
-        CHECK_FALSE (test::find<juce::ComboBox> (*dialog, "Sample rate")->isEnabled());
-        CHECK (test::findButton (*dialog, "Play test tone") == nullptr);
+        CHECK (find<NoteBox> (*dialog, "No audio device. Everything but sound works.") != nullptr);
+        CHECK_FALSE (find<juce::ComboBox> (*dialog, "Sample rate")->isEnabled());
+        CHECK (findButton (*dialog, "Play test tone") == nullptr);
     }
 
     SECTION ("opens what is chosen, saves it, and tells how it suits the Group")
@@ -168,21 +167,20 @@ TEST_CASE ("Audio device page", "[app][settings]")
         REQUIRE (changeOutput (rig.device, "Fake", rig.card->name).wasOk());
         rig.groupRate = 48000.0;
         const auto dialog = rig.dialog (SettingsPageId::audioDevice);
-        auto* page = test::find<SettingsPage> (*dialog, "Audio device");
-        choose (*test::find<juce::ComboBox> (*page, "Output device"), "Headphones");
+        auto* page = find<SettingsPage> (*dialog, "Audio device");
+        choose (*find<juce::ComboBox> (*page, "Output device"), "Headphones");
         CHECK (rig.otherCard->isOpen);
         CHECK_FALSE (rig.card->isOpen);
         CHECK (saved.loadFileAsString().contains ("Headphones"));
-        choose (*test::find<juce::ComboBox> (*page, "Sample rate"), "96 kHz");
+        choose (*find<juce::ComboBox> (*page, "Sample rate"), "96 kHz");
         CHECK (rig.otherCard->rate == 96000.0);
-        CHECK (test::find<NoteBox> (*page, "Device 96 kHz, group 48 kHz. Playback is resampled.") != nullptr);
-        choose (*test::find<juce::ComboBox> (*page, "Sample rate"), "48 kHz");
-        CHECK (test::find<NoteBox> (*page, "Matches the selected group. Playback is not resampled.")
-               != nullptr);
-        choose (*test::find<juce::ComboBox> (*page, "Output device"), "No output");
+        CHECK (find<NoteBox> (*page, "Device 96 kHz, group 48 kHz. Playback is resampled.") != nullptr);
+        choose (*find<juce::ComboBox> (*page, "Sample rate"), "48 kHz");
+        CHECK (find<NoteBox> (*page, "Matches the selected group. Playback is not resampled.") != nullptr);
+        choose (*find<juce::ComboBox> (*page, "Output device"), "No output");
         CHECK (rig.device.status() == DeviceStatus::none);
         CHECK_FALSE (saved.loadFileAsString().contains ("Headphones"));
-        test::findButton (*page, "Open default device")->onClick();
+        findButton (*page, "Open default device")->onClick();
         CHECK (rig.card->isOpen);
     }
 
@@ -195,10 +193,10 @@ TEST_CASE ("Audio device page", "[app][settings]")
         const auto before = saved.loadFileAsString();
         rig.otherCard->refusesToOpen = true;
         const auto dialog = rig.dialog (SettingsPageId::audioDevice);
-        auto* page = test::find<SettingsPage> (*dialog, "Audio device");
-        auto* output = test::find<juce::ComboBox> (*page, "Output device");
+        auto* page = find<SettingsPage> (*dialog, "Audio device");
+        auto* output = find<juce::ComboBox> (*page, "Output device");
         choose (*output, "Headphones");
-        CHECK (test::find<NoteBox> (*page, "the card is busy") != nullptr);
+        CHECK (find<NoteBox> (*page, "the card is busy") != nullptr);
         CHECK (output->getText() == rig.card->name);
         CHECK (rig.card->isOpen);
         CHECK (rig.card->rate == 96000.0);
@@ -211,7 +209,7 @@ TEST_CASE ("Audio device page", "[app][settings]")
     {
         REQUIRE (changeOutput (rig.device, "Fake", rig.card->name).wasOk());
         const auto dialog = rig.dialog (SettingsPageId::audioDevice);
-        test::findButton (*dialog, "Play test tone")->onClick();
+        findButton (*dialog, "Play test tone")->onClick();
 
         for (int i = 0; i < 200; ++i)
             rig.card->pump (512);
@@ -226,27 +224,27 @@ TEST_CASE ("Audio device page", "[app][settings]")
 
 TEST_CASE ("Abbreviations page", "[app][settings]")
 {
-    test::SettingsRig rig;
+    SettingsRig rig;
     const auto dialog = rig.dialog (SettingsPageId::abbreviations);
-    auto* page = test::find<SettingsPage> (*dialog, "Abbreviations");
+    auto* page = find<SettingsPage> (*dialog, "Abbreviations");
     REQUIRE (page != nullptr);
-    test::findButton (*page, "HiHat")->onClick();
-    auto* list = test::find<juce::TextEditor> (*page, "A file is a HiHat when its name contains");
+    findButton (*page, "HiHat")->onClick();
+    auto* list = find<juce::TextEditor> (*page, "A file is a HiHat when its name contains");
     REQUIRE (list != nullptr);
-    const auto isEnabled = [&] { return test::findButton (*page, "Save")->isEnabled(); };
+    const auto isEnabled = [&] { return findButton (*page, "Save")->isEnabled(); };
 
     SECTION ("offers to save what differs, and stores it")
     {
         CHECK_FALSE (isEnabled());
-        test::type (*list, "hh; hat; settingsPageHat");
-        test::type (*test::find<juce::TextEditor> (*page, "Try a file name"), "settingsPageHat");
-        CHECK (test::find<juce::Component> (*page, "HiHat") != nullptr);
+        type (*list, "hh; hat; settingsPageHat");
+        type (*find<juce::TextEditor> (*page, "Try a file name"), "settingsPageHat");
+        CHECK (find<juce::Component> (*page, "HiHat") != nullptr);
         REQUIRE (isEnabled());
-        test::findButton (*page, "Save")->onClick();
+        findButton (*page, "Save")->onClick();
         CHECK_FALSE (isEnabled());
         CHECK (rig.workspace.settings().getValue ("hiHat") == "hh; hat; settingsPageHat");
         CHECK (page->footnote().contains ("next start"));
-        test::findButton (*page, "Reset to defaults")->onClick();
+        findButton (*page, "Reset to defaults")->onClick();
         CHECK (list->getText() == AbbreviationTable::defaultList (DrumType::hiHat));
         CHECK (isEnabled());
     }
@@ -256,9 +254,9 @@ TEST_CASE ("Abbreviations page", "[app][settings]")
         list->insertTextAtCaret ("x;\r\ny;;");
         list->onTextChange();
         const auto hint = "An empty entry matches every file name. Remove the separator at the end.";
-        auto* block = test::find<TextBlock> (*page, hint);
+        auto* block = find<TextBlock> (*page, hint);
         REQUIRE (block != nullptr);
-        const auto image = test::snapshot (*dialog);
+        const auto image = snapshot (*dialog);
         CHECK (countPixels (image, dialog->getLocalArea (block, block->getLocalBounds()), palette::amber)
                > 50);
         CHECK_FALSE (list->getText().containsAnyOf ("\r\n"));
@@ -268,11 +266,11 @@ TEST_CASE ("Abbreviations page", "[app][settings]")
 
 TEST_CASE ("Folders page", "[app][settings]")
 {
-    test::SettingsRig rig;
+    SettingsRig rig;
     const auto dialog = rig.dialog (SettingsPageId::folders);
-    auto* page = test::find<SettingsPage> (*dialog, "Folders");
+    auto* page = find<SettingsPage> (*dialog, "Folders");
     REQUIRE (page != nullptr);
-    const auto press = [&] (const char* title) { test::find<juce::Button> (*page, title)->onClick(); };
+    const auto press = [&] (const char* title) { find<juce::Button> (*page, title)->onClick(); };
     const auto& settings = rig.workspace.settings();
     const auto target = rig.folder.getChildFile ("new folder");
 
@@ -287,7 +285,7 @@ TEST_CASE ("Folders page", "[app][settings]")
         CHECK (rig.workspace.temporaryFolder().folder == target);
         press ("Browse for the export folder");
         CHECK (settings.getValue (settingsKeys::exportPath) == target.getFullPathName());
-        CHECK (test::find<juce::TextEditor> (*page, "Export folder")->getText() == target.getFullPathName());
+        CHECK (find<juce::TextEditor> (*page, "Export folder")->getText() == target.getFullPathName());
         press ("Clear the export folder");
         CHECK_FALSE (settings.containsKey (settingsKeys::exportPath));
         CHECK (settings.containsKey (settingsKeys::tempFileLocation));
@@ -295,7 +293,7 @@ TEST_CASE ("Folders page", "[app][settings]")
 
     SECTION ("the default for temporary files becomes a choice")
     {
-        test::findButton (*page, "Use default")->onClick();
+        findButton (*page, "Use default")->onClick();
         CHECK (settings.containsKey (settingsKeys::tempFileLocation));
         CHECK (rig.workspace.temporaryFolder().reason == TemporaryFolderChoice::Reason::chosenByUser);
     }
@@ -311,7 +309,7 @@ TEST_CASE ("Folders page", "[app][settings]")
             if (scrim.isShowingDialog())
                 scrim.getTop()->escape();
         };
-        test::find<juce::Button> (*scrim.getTop(), "Browse for the folder of temporary files")->onClick();
+        find<juce::Button> (*scrim.getTop(), "Browse for the folder of temporary files")->onClick();
         CHECK_FALSE (scrim.isShowingDialog());
         CHECK_FALSE (settings.containsKey (settingsKeys::tempFileLocation));
         CHECK_FALSE (target.exists());
@@ -323,14 +321,14 @@ TEST_CASE ("Folders page", "[app][settings]")
         REQUIRE (target.replaceWithText ("a file"));
         rig.chosen = { target };
         press ("Browse for the folder of temporary files");
-        CHECK (rig.prompts.told.size() == 1);
+        CHECK (rig.prompts.heard.size() == 1);
         CHECK_FALSE (settings.containsKey (settingsKeys::tempFileLocation));
     }
 }
 
 TEST_CASE ("Performance page", "[app][settings]")
 {
-    test::SettingsRig rig;
+    SettingsRig rig;
     auto& settings = rig.workspace.settings();
 
     SECTION ("choices are stored under the keys that the program reads")
@@ -338,15 +336,15 @@ TEST_CASE ("Performance page", "[app][settings]")
         std::vector<int> sizes;
         rig.onInterfaceSizeChanged = [&] (int percent) { sizes.push_back (percent); };
         const auto dialog = rig.dialog (SettingsPageId::performance);
-        choose (*test::find<juce::ComboBox> (*dialog, "Analysis threads"), "1 thread");
-        choose (*test::find<juce::ComboBox> (*dialog, "Method of new groups"), "Refined");
-        choose (*test::find<juce::ComboBox> (*dialog, "Playback read-ahead"), "10 s");
-        choose (*test::find<juce::ComboBox> (*dialog, "Piece size"), "8192 frames (0.2 MB)");
+        choose (*find<juce::ComboBox> (*dialog, "Analysis threads"), "1 thread");
+        choose (*find<juce::ComboBox> (*dialog, "Method of new groups"), "Refined");
+        choose (*find<juce::ComboBox> (*dialog, "Playback read-ahead"), "10 s");
+        choose (*find<juce::ComboBox> (*dialog, "Piece size"), "8192 frames (0.2 MB)");
         CHECK (analysisThreads (settings) == 1);
         CHECK (defaultMethod (settings) == AnalysisMethod::refined);
         CHECK (readAheadSettings (settings).seconds == 10.0);
         CHECK (readAheadSettings (settings).framesPerRead == 8192);
-        test::findButton (*dialog, "150%")->onClick();
+        findButton (*dialog, "150%")->onClick();
         CHECK (interfaceScale (settings, 1280, 800) == 1.5);
         CHECK (sizes == std::vector<int>{ 150 });
     }
@@ -364,30 +362,28 @@ TEST_CASE ("Performance page", "[app][settings]")
         known.proposal.framesPerRead = 16384;
         settings.setValue (appSettingsKeys::diskBenchmark, known.toText());
         const auto dialog = rig.dialog (SettingsPageId::performance);
-        REQUIRE (test::findButton (*dialog, "Use these") != nullptr);
-        test::findButton (*dialog, "Use these")->onClick();
+        REQUIRE (findButton (*dialog, "Use these") != nullptr);
+        findButton (*dialog, "Use these")->onClick();
         CHECK (readAheadSettings (settings).seconds == 4.5);
         CHECK (readAheadSettings (settings).framesPerRead == 16384);
-        CHECK (test::find<juce::ComboBox> (*dialog, "Playback read-ahead")->getText() == "4.5 s");
-        CHECK (test::findButton (*dialog, "Use these") == nullptr);
+        CHECK (find<juce::ComboBox> (*dialog, "Playback read-ahead")->getText() == "4.5 s");
+        CHECK (findButton (*dialog, "Use these") == nullptr);
 
         // What can't be measured is told, what was stopped is not; either way the last figures stay.
         const auto inTheWay = rig.folder.getChildFile ("in the way");
         REQUIRE (inTheWay.replaceWithText ("a file"));
         chosen.temporaryFiles = inTheWay;
         rig.workspace.setFolderSettings (chosen);
-        test::findButton (*dialog, "Run again")->onClick();
-        CHECK (rig.prompts.told.size() == 1);
-        CHECK (rig.prompts.told[0].contains ("temporary files"));
-        rig.prompts.told.clear();
+        findButton (*dialog, "Run again")->onClick();
+        CHECK (rig.prompts.heard.size() == 1);
+        CHECK (rig.prompts.heard[0].contains ("temporary files"));
+        rig.prompts.heard.clear();
         chosen.temporaryFiles = rig.folder;
         rig.workspace.setFolderSettings (chosen);
         rig.stopsJobs = true;
-        test::findButton (*dialog, "Run again")->onClick();
+        findButton (*dialog, "Run again")->onClick();
         CHECK (settings.getValue (appSettingsKeys::diskBenchmark) == known.toText());
-        CHECK (rig.prompts.told.isEmpty());
+        CHECK (rig.prompts.heard.isEmpty());
         CHECK (rig.folder.findChildFiles (juce::File::findFiles, false, "tessivar-benchmark*").isEmpty());
     }
 }
-
-} // namespace tessivar

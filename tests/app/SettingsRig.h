@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/playback/FakeDevice.h"
+#include "tests/support/ScriptedPrompts.h"
 #include "tests/ui/Snapshots.h"
 
 #include "app/settings/SettingsDialog.h"
@@ -11,19 +12,6 @@
 
 namespace tessivar::test
 {
-
-/** Answers of a user who accepts nothing and remembers what he was told. */
-struct SilentPrompts final : UserPrompts
-{
-    void warn (const juce::String& text, const juce::String& details) override
-    {
-        told.add (text + " " + details);
-    }
-    bool ask (const Question&) override { return false; }
-    bool showWarning (const ImportWarnings::Warning&) override { return false; }
-
-    juce::StringArray told;
-};
 
 /** A workspace below a folder of its own, two sound cards, and what the settings dialog asks for. */
 class SettingsRig
@@ -77,7 +65,7 @@ public:
     std::shared_ptr<FakeCard> card = std::make_shared<FakeCard>(), otherCard = std::make_shared<FakeCard>();
     PlaybackEngine engine{ workspace.readAheadThread() };
     PlaybackDevice device{ engine, folder.getChildFile ("AudioDeviceSetup.config") };
-    SilentPrompts prompts;
+    ScriptedPrompts prompts;
     double groupRate = 0.0;
     bool stopsJobs = false;
     std::vector<juce::File> chosen;
@@ -86,23 +74,34 @@ public:
     std::function<void (int)> onInterfaceSizeChanged;
 };
 
-/** The visible component with this title somewhere below another; null where there is none. */
-template <typename Type = juce::Component>
-Type* find (juce::Component& parent, const juce::String& title)
+/** The visible component of a type that a test accepts, somewhere below another; null where there is none. */
+template <typename Type, typename Test>
+Type* findWhere (juce::Component& parent, const Test& accepts)
 {
     for (auto* child : parent.getChildren())
     {
         if (! child->isVisible())
             continue;
 
-        if (auto* found = dynamic_cast<Type*> (child); found != nullptr && child->getTitle() == title)
+        if (auto* found = dynamic_cast<Type*> (child); found != nullptr && accepts (*found))
             return found;
 
-        if (auto* found = find<Type> (*child, title))
+        if (auto* found = findWhere<Type> (*child, accepts))
             return found;
     }
 
     return nullptr;
+}
+
+template <typename Type = juce::Component>
+Type* find (juce::Component& parent, const juce::String& title)
+{
+    return findWhere<Type> (parent, [&] (auto& child) { return child.getTitle() == title; });
+}
+
+inline juce::Button* findButton (juce::Component& parent, const juce::String& words)
+{
+    return findWhere<juce::Button> (parent, [&] (auto& button) { return button.getButtonText() == words; });
 }
 
 /** Types over a field's text; without a message loop the field tells nobody by itself. */
@@ -110,25 +109,6 @@ inline void type (juce::TextEditor& editor, const juce::String& text)
 {
     editor.setText (text, false);
     editor.onTextChange();
-}
-
-/** The visible button with these words. */
-inline juce::Button* findButton (juce::Component& parent, const juce::String& words)
-{
-    for (auto* child : parent.getChildren())
-    {
-        if (! child->isVisible())
-            continue;
-
-        if (auto* button = dynamic_cast<juce::Button*> (child);
-            button != nullptr && button->getButtonText() == words)
-            return button;
-
-        if (auto* found = findButton (*child, words))
-            return found;
-    }
-
-    return nullptr;
 }
 
 } // namespace tessivar::test

@@ -2,6 +2,7 @@
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "tests/support/MemorySamples.h"
+#include "tests/support/ScriptedPrompts.h"
 
 #include <catch2/catch.hpp>
 
@@ -9,20 +10,6 @@ using namespace tessivar;
 
 namespace
 {
-struct Answers final : UserPrompts
-{
-    void warn (const juce::String& text, const juce::String&) override { told.add (text); }
-    [[nodiscard]] bool ask (const Question& question) override
-    {
-        told.add (question.text);
-        return accepts;
-    }
-    [[nodiscard]] bool showWarning (const ImportWarnings::Warning&) override { return false; }
-
-    juce::StringArray told;
-    bool accepts = false;
-};
-
 /** Two Groups, of a kick, a snare and two toms, and of a hi-hat, in a program without a window. */
 struct Rig
 {
@@ -75,7 +62,7 @@ struct Rig
                                  track ("High", DrumType::tomLow),
                                  track ("Low", DrumType::tomLow) });
     Group::Ptr other = groupOf ("Other", { track ("HH", DrumType::hiHat) });
-    Answers prompts;
+    test::ScriptedPrompts prompts;
     TrackActions actions{ workspace, prompts };
     int knobChanges = 0;
 };
@@ -235,18 +222,18 @@ TEST_CASE ("Tracks are moved and removed", "[app][tracks]")
         actions.move ({ rig.id (0) }, *slow, 0);
         CHECK (slow->numTracks() == 1);
         CHECK (both() == before);
-        CHECK (rig.prompts.told == juce::StringArray{ warningMessage (ImportWarnings::differentSampleRate) });
+        CHECK (rig.prompts.heard
+               == juce::StringArray{ "warn: " + warningMessage (ImportWarnings::differentSampleRate) });
     }
 
     SECTION ("away when the user agrees")
     {
         actions.remove ({ rig.id (0) });
-        CHECK (rig.prompts.told
-               == juce::StringArray{ "Remove Kick from the group? Its file is not touched." });
+        CHECK (rig.prompts.lastText == "Remove Kick from the group? Its file is not touched.");
         CHECK (both() == before);
         rig.prompts.accepts = true;
         actions.remove ({ rig.id (0), rig.id (1) });
-        CHECK (rig.prompts.told[1] == "Remove 2 tracks from the group? Their files are not touched.");
+        CHECK (rig.prompts.lastText == "Remove 2 tracks from the group? Their files are not touched.");
         CHECK (both() == "High Low | HH");
         actions.undo();
         CHECK (both() == before);

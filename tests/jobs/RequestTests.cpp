@@ -5,37 +5,13 @@
 #include "jobs/UserPrompts.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "tests/jobs/JobFixtures.h"
+#include "tests/support/ScriptedPrompts.h"
 
-namespace tessivar
-{
-
-using namespace test;
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
-/** Answers as it is told to, and writes down what it was asked. */
-struct ScriptedPrompts final : UserPrompts
-{
-    void warn (const juce::String& text, const juce::String&) override { heard.add ("warn: " + text); }
-
-    bool ask (const Question& question) override
-    {
-        heard.add ("ask: " + question.title + "|" + question.acceptButton + "|" + question.refuseButton);
-        lastText = question.text;
-        return accepts;
-    }
-
-    bool showWarning (const ImportWarnings::Warning& warning) override
-    {
-        heard.add ("warning " + juce::String (warning.code));
-        return silences;
-    }
-
-    juce::StringArray heard;
-    juce::String lastText;
-    bool accepts = true, silences = false;
-};
-
 TrackState trackOf (DrumType type)
 {
     TrackState track;
@@ -61,6 +37,8 @@ GroupAnalysis completedAnalysis (const Group::Ptr& group)
 
 struct Desk
 {
+    Desk() { prompts.accepts = true; }
+
     const juce::ScopedJuceInitialiser_GUI messages;
     WorkFolder work;
     TessivarWorkspace workspace{ UserFolders::below (work.folder) };
@@ -301,5 +279,3 @@ TEST_CASE ("Tracks out of a group file are checked as audio files are", "[jobs][
     CHECK (importer.import ({ 0 }, elsewhere, warnings, *store).tracks.empty());
     CHECK (warnings.entries (ImportWarnings::differentSampleRate) == Names{ "Kick" });
 }
-
-} // namespace tessivar
