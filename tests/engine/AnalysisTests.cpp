@@ -68,11 +68,8 @@ struct SmallGroup
             lengths.push_back (track.shape.lengthInSamples);
 
         storage = std::make_unique<MemoryStorage> (lengths);
-        AnalysisOptions options;
-        options.resourceFolder = resourceFolder();
-        options.numThreads = threads;
+        auto options = quietOptions (threads);
         options.keepAllComponents = keepAll;
-        options.diagnostics = [] (std::string_view, bool) {};
         return analyseTracks (tracks, options, *storage, control);
     }
 

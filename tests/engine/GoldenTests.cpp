@@ -78,487 +78,435 @@ std::vector<float> plane (const std::vector<float>& values, std::size_t index, s
     const auto first = values.begin() + static_cast<std::ptrdiff_t> (index * length);
     return { first, first + static_cast<std::ptrdiff_t> (length) };
 }
+/** Mel power, energies and the way back. */
+Results frontEndArrays (const GoldenCase& golden)
+{
+    const int sampleRate = golden.params.at ("rate");
+    const auto data = analysisData (sampleRate);
+    MemorySource source (golden.input ("signal"));
+    const auto shape = shapeOf (sampleRate, source.samples.size());
+    const PaddedSignal signal (source, DrumType::kick, shape, data);
+    const auto frontEnd = runFrontEnd (signal, shape, data);
+
+    const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
+    std::vector<double> frames, spectrum;
+    std::vector<float> rebuilt (source.samples.size() + 3 * frameLength);
+    FrameAnalyser analyser (data.window.span());
+    AlignedBuffer samples (frameLength), output (frameLength);
+
+    for (std::int64_t t = 0; t < shape.numFrames; ++t)
+    {
+        REQUIRE (signal.read (frameStart (t, shape.rate), samples.span()));
+        analyser.analyse (samples.data());
+        frames.insert (frames.end(), analyser.windowed(), analyser.windowed() + frameLength);
+        spectrum.insert (spectrum.end(), analyser.spectrum(), analyser.spectrum() + frameLength + 2);
+        analyser.fft().inverse (output.data(), analyser.spectrum());
+        overlapAdd (rebuilt.data() + t * shape.rate.hop,
+                    output.data(),
+                    data.window.span(),
+                    2.0f / static_cast<float> (frameLength));
+    }
+
+    const auto start = rebuilt.begin() + static_cast<std::ptrdiff_t> (frameLength);
+    const std::vector<double> roundTrip (start, start + static_cast<std::ptrdiff_t> (source.samples.size()));
+    return Results{ { "mel", toDoubles (frontEnd.mel) },
+                    { "energies", frontEnd.energies },
+                    { "roundtrip", roundTrip },
+                    { "frames", frames },
+                    { "spectrum", spectrum } };
+}
+
+/** Tom templates ahead of a track. */
+Results paddingArrays (const GoldenCase& golden)
+{
+    const int sampleRate = golden.params.at ("rate");
+    auto data = analysisData (sampleRate);
+    readDataFile (std::string (TESSIVAR_TEST_DATA) + "/golden/templates/Ltom_44100.dat",
+                  data.tomLowTemplate.span(),
+                  [] (std::string_view, bool) {});
+    MemorySource source (golden.input ("signal"));
+    auto shape = shapeOf (sampleRate, source.samples.size());
+    shape.padded = true;
+    shape.paddingSamples =
+        method::templateCopies * golden.params.at ("toms").get<std::int64_t>() * shape.rate.templateLength;
+    shape.numFrames = AnalysisShape::framesForLength (shape.paddedLength(), shape.rate);
+
+    const PaddedSignal signal (source, golden.params.at ("type"), shape, data);
+    return Results{ { "mel", toDoubles (runFrontEnd (signal, shape, data).mel) },
+                    { "counts",
+                      { static_cast<double> (shape.paddingSamples),
+                        static_cast<double> (shape.numFrames),
+                        static_cast<double> (shape.paddingFrames()) } } };
+}
+
+/** Factors of a spectrogram. */
+Results decompositionArrays (const GoldenCase& golden)
+{
+    Results results;
+    WorkerPool pool (2);
+    const auto v = golden.input ("V");
+
+    for (const int iterations : golden.params.at ("snapshots"))
+    {
+        auto w = golden.input ("W0"), h = golden.input ("H0");
+        const auto rows = w.size() / 10, frames = h.size() / 10;
+        const DecompositionSettings settings{ iterations, golden.params.at ("weight") };
+        REQUIRE (decompose ({ v.data(), rows, frames },
+                            { w.data(), rows, 10 },
+                            { h.data(), 10, frames },
+                            settings,
+                            pool,
+                            {}));
+        results["W_" + std::to_string (iterations)] = toDoubles (w);
+        results["H_" + std::to_string (iterations)] = toDoubles (h);
+    }
+
+    return results;
+}
+
+/** Correlation. */
+Results correlationArrays (const GoldenCase& golden)
+{
+    std::vector<double> correlations;
+
+    for (std::size_t i = 0; i < 10; ++i)
+        correlations.push_back (
+            correlation (plane (golden.input ("a"), i, 10), plane (golden.input ("b"), i, 10)));
+
+    return Results{ { "correlations", correlations } };
+}
+
+/** Bases on linear frequency. */
+Results linearBasesArrays (const GoldenCase& golden)
+{
+    const auto data = analysisData (golden.params.at ("rate"));
+    const auto w = golden.input ("W");
+    const LinearBases bases (w.data(), method::numMelBands, data);
+    std::vector<double> values;
+
+    for (std::size_t k = 0; k < 10; ++k)
+        values.insert (values.end(), bases.component (k), bases.component (k) + bases.numBins());
+
+    return Results{ { "WF", values } };
+}
+
+/** Component signals, scores, order and gain. */
+Results componentArrays (const GoldenCase& golden)
+{
+    const int sampleRate = golden.params.at ("rate");
+    const auto data = analysisData (sampleRate);
+    MemorySource source (golden.input ("signal"));
+    const auto shape = shapeOf (sampleRate, source.samples.size());
+    const PaddedSignal signal (source, golden.params.at ("type"), shape, data);
+    const auto energies = runFrontEnd (signal, shape, data).energies;
+    const auto w = golden.input ("W"), h = golden.input ("H");
+
+    TrackRenderingJob job;
+    job.signal = &signal;
+    job.bases = { w.data(), method::numMelBands, 10 };
+    job.activations = { h.data(), 10, static_cast<std::size_t> (shape.numFrames) };
+    job.loudest = loudestFrames (energies, 0, golden.params.at ("segments"));
+    job.keepsAllComponents = true;
+    job.ownLength = shape.lengthInSamples;
+
+    WorkerPool pool (2);
+    MemoryPlanes scratch (10, shape.lengthInSamples);
+    MemorySink sink (shape.lengthInSamples);
+    TrackAnalysis analysis;
+    const auto ignoreProgress = [] (double) {};
+    REQUIRE (renderTrack (
+                 job,
+                 { shape, data, pool, {}, scratch },
+                 sink,
+                 [] (int, std::span<const float>) { return true; },
+                 ignoreProgress,
+                 analysis)
+             == AnalysisStatus::completed);
+
+    std::vector<double> components;
+
+    for (const auto& component : scratch.planes)
+        components.insert (components.end(), component.begin(), component.end());
+
+    return Results{ { "energies", energies },
+                    { "loudest", toDoubles (job.loudest) },
+                    { "components", components },
+                    { "scores", asDoubles (analysis.scores) },
+                    { "order", asDoubles (analysis.slots) },
+                    { "gain", { analysis.gain } } };
+}
+
+/** Gain, order and rescaling of what is stored. */
+Results storedArrays (const GoldenCase& golden)
+{
+    const auto components = golden.input ("components"), source = golden.input ("source");
+    ComponentValues scores;
+    std::copy_n (golden.input ("scores").begin(), 10, scores.begin());
+
+    const auto energy = [] (const std::vector<float>& x)
+    {
+        double sum = 0.0;
+
+        for (const auto value : x)
+            sum += static_cast<double> (value * value);
+
+        return sum;
+    };
+
+    const auto gain = componentGain (energy (source), energy (components));
+    const auto order = orderByScore (scores);
+    float peak = 0.0f;
+
+    for (const auto x : plane (components, static_cast<std::size_t> (order[0]), 10))
+        peak = std::max (peak, std::abs (x * gain));
+
+    const auto factor = rescalingFactor (peak);
+    std::vector<double> stored;
+
+    for (const auto component : order)
+        for (const auto x : plane (components, static_cast<std::size_t> (component), 10))
+            stored.push_back (static_cast<double> (x * gain * factor));
+
+    return Results{ { "gain", { static_cast<double> (gain) } },
+                    { "order", asDoubles (order) },
+                    { "factor", { static_cast<double> (factor) } },
+                    { "stored", stored } };
+}
+
+/** Slots of a HiHat track. */
+Results hiHatArrays (const GoldenCase& golden)
+{
+    Results results;
+    const auto components = golden.input ("components");
+    ComponentValues scores;
+    std::copy_n (golden.input ("scores").begin(), 10, scores.begin());
+    std::map<std::string, ComponentValues> similarities;
+
+    for (const std::string drum : { "kick", "snare" })
+    {
+        if (golden.inputs.count (drum) == 0)
+            continue;
+
+        auto reference = golden.input (drum);
+        SimilarityFilter referenceFilter;
+        referenceFilter.process (reference);
+        ComponentValues raw{};
+
+        for (std::size_t k = 0; k < 10; ++k)
+        {
+            auto component = plane (components, k, 10);
+            SimilarityFilter filter;
+            // Piece by piece: the filter's state must carry over.
+            filter.process (std::span (component).first (777));
+            filter.process (std::span (component).subspan (777));
+            raw[k] = correlation (component, reference);
+        }
+
+        similarities[drum] = normalisedSimilarities (raw);
+        results[drum + "_reference"] = toDoubles (reference);
+        results[drum + "_raw"] = asDoubles (raw);
+        results[drum + "_similarity"] = asDoubles (similarities[drum]);
+    }
+
+    const auto of = [&] (const std::string& drum)
+    {
+        return similarities.count (drum) != 0 ? std::span<const double> (similarities[drum])
+                                              : std::span<const double>();
+    };
+    results["slots"] = asDoubles (
+        hiHatSlots (orderByScore (scores), of ("kick"), of ("snare"), golden.params.at ("threshold")));
+    return results;
+}
+
+/** Fold and suppression rule. */
+Results foldArrays (const GoldenCase& golden)
+{
+    Results results;
+    const auto stored = golden.input ("stored"), source = golden.input ("source");
+    std::array<const float*, 5> best{};
+
+    for (std::size_t c = 0; c < best.size(); ++c)
+        best[c] = stored.data() + c * source.size();
+
+    std::vector<float> frames (7 * source.size()), out (source.size());
+    foldChannels (frames, best, source);
+
+    for (std::size_t i = 0; i < source.size(); ++i)
+        results["residual"].push_back (static_cast<double> (frames[7 * i + 5]));
+
+    for (const auto& [list, prefix] :
+         { std::pair{ "settings", "out_" }, std::pair{ "identities", "identity_" } })
+    {
+        int number = 0;
+
+        for (const auto& setting : golden.params.at (list))
+        {
+            const auto peak =
+                renderSuppression (out, frames, SuppressionRule::forSetting ({ setting[0], setting[1] }));
+            const auto digits = std::to_string (number++);
+            results[prefix + std::string (2 - digits.size(), '0') + digits] = toDoubles (out);
+
+            if (std::string (list) == "settings")
+                results["peaks"].push_back (static_cast<double> (peak));
+        }
+    }
+
+    return results;
+}
+
+/** Sizes of a Group's analysis. */
+Results sizeArrays (const GoldenCase& golden)
+{
+    Results results;
+
+    for (const auto& group : golden.params.at ("groups"))
+    {
+        std::vector<TrackShape> tracks;
+
+        for (std::size_t i = 0; i < group.at ("types").size(); ++i)
+            tracks.push_back ({ group.at ("types")[i],
+                                group.at ("excluded")[i] != 0,
+                                group.at ("rate"),
+                                group.at ("lengths")[i] });
+
+        std::vector<double> row (12, -1.0);
+
+        if (const auto s = AnalysisShape::forTracks (tracks))
+        {
+            const auto as = [] (auto x) { return static_cast<double> (x); };
+            row = { as (s->rate.sampleRate),     as (s->rate.frameLength), as (s->rate.hop),
+                    as (s->rate.templateLength), as (s->rate.numBins()),   as (s->lengthInSamples),
+                    as (s->numSegments),         as (s->padded),           as (s->paddingSamples),
+                    as (s->numFrames),           as (s->numActive),        as (s->numRendered) };
+        }
+
+        results["values"].insert (results["values"].end(), row.begin(), row.end());
+    }
+
+    return results;
+}
+
+/** A data file that is too short. */
+Results shortFileArrays (const GoldenCase& golden)
+{
+    const TemporaryFolder folder;
+    const auto contents = golden.input ("file");
+    std::ofstream (folder.name() + "/w.dat", std::ios::binary)
+        .write (reinterpret_cast<const char*> (contents.data()),
+                static_cast<std::streamsize> (contents.size() * sizeof (float)));
+    std::vector<float> array (golden.params.at ("count").get<std::size_t>(), 7.0f);
+    readDataFile (folder.name() + "/w.dat", array, [] (std::string_view, bool) {});
+    return Results{ { "array", toDoubles (array) } };
+}
+
+/** Samples that are no numbers. */
+Results finiteArrays (const GoldenCase& golden)
+{
+    auto signal = golden.input ("signal");
+    CHECK (replaceNonFinite (signal) > 0);
+    return Results{ { "signal", toDoubles (signal) } };
+}
+
+/** A whole small Group. */
+Results groupArrays (const GoldenCase& golden)
+{
+    Results results;
+    const int sampleRate = golden.params.at ("rate");
+    const auto data = analysisData (sampleRate);
+    const auto& trackList = golden.params.at ("tracks");
+    std::vector<std::unique_ptr<MemorySource>> sources;
+    std::vector<AnalysisTrack> tracks;
+    std::vector<TrackShape> shapes;
+    std::vector<std::int64_t> lengths;
+
+    for (std::size_t i = 0; i < trackList.size(); ++i)
+    {
+        sources.push_back (std::make_unique<MemorySource> (golden.input ("track_" + std::to_string (i))));
+        lengths.push_back (sources.back()->lengthInSamples());
+        shapes.push_back ({ trackList[i].at ("type"),
+                            trackList[i].at ("excluded"),
+                            static_cast<double> (sampleRate),
+                            lengths.back() });
+        tracks.push_back ({ shapes.back(), sources.back().get() });
+    }
+
+    // The stacked spectrogram and its factors, stage by stage.
+    const auto shape = *AnalysisShape::forTracks (shapes);
+    const auto rows = shape.melRows(), frames = static_cast<std::size_t> (shape.numFrames);
+    std::vector<float> v (rows * frames);
+    std::size_t row = 0;
+
+    for (const auto& track : tracks)
+    {
+        if (track.shape.excluded)
+            continue;
+
+        const auto mel =
+            runFrontEnd (PaddedSignal (*track.source, track.shape.drumType, shape, data), shape, data).mel;
+
+        for (std::size_t t = 0; t < frames; ++t)
+            std::copy_n (
+                mel.data() + t * method::numMelBands, method::numMelBands, v.data() + t * rows + row);
+
+        row += method::numMelBands;
+    }
+
+    auto w = golden.input ("W0"), h = golden.input ("H0");
+    RandomStream random (golden.params.at ("seed"));
+    REQUIRE (std::all_of (w.begin(), w.end(), [&] (float x) { return x == random.next(); }));
+    REQUIRE (std::all_of (h.begin(), h.end(), [&] (float x) { return x == random.next(); }));
+    WorkerPool pool (2);
+    REQUIRE (decompose (
+        { v.data(), rows, frames }, { w.data(), rows, 10 }, { h.data(), 10, frames }, {}, pool, {}));
+    results["W"] = toDoubles (w);
+    results["H"] = toDoubles (h);
+
+    // The same Group through the analysis as it is called.
+    MemoryStorage storage (lengths);
+    auto options = quietOptions (2);
+    options.seed = golden.params.at ("seed");
+    const auto analysis = analyseTracks (tracks, options, storage, {});
+    REQUIRE (analysis.status == AnalysisStatus::completed);
+
+    for (std::size_t i = 0; i < tracks.size(); ++i)
+    {
+        const auto number = std::to_string (i);
+        const auto sink = storage.sinks.find (static_cast<int> (i));
+        results["scores_" + number] = asDoubles (analysis.tracks[i].scores);
+        results["slots_" + number] = asDoubles (analysis.tracks[i].slots);
+        int settingNumber = 0;
+
+        for (const auto& setting : golden.params.at ("settings"))
+        {
+            auto out = sources[i]->samples;
+
+            if (sink != storage.sinks.end())
+                renderSuppression (
+                    out, sink->second.frames, SuppressionRule::forSetting ({ setting[0], setting[1] }));
+
+            results["processed_" + number + "_" + std::to_string (settingNumber++)] = toDoubles (out);
+        }
+    }
+
+    return results;
+}
 } // namespace
 
-TEST_CASE ("Golden arrays of the front end", "[engine][golden]")
+TEST_CASE ("Every stage gives the golden arrays", "[engine][golden]")
 {
-    SECTION ("mel power, energies and the way back")
-    {
-        checkAll ("frontend",
-                  [] (const GoldenCase& golden)
-                  {
-                      const int sampleRate = golden.params.at ("rate");
-                      const auto data = analysisData (sampleRate);
-                      MemorySource source (golden.input ("signal"));
-                      const auto shape = shapeOf (sampleRate, source.samples.size());
-                      const PaddedSignal signal (source, DrumType::kick, shape, data);
-                      const auto frontEnd = runFrontEnd (signal, shape, data);
-
-                      const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
-                      std::vector<double> frames, spectrum;
-                      std::vector<float> rebuilt (source.samples.size() + 3 * frameLength);
-                      FrameAnalyser analyser (data.window.span());
-                      AlignedBuffer samples (frameLength), output (frameLength);
-
-                      for (std::int64_t t = 0; t < shape.numFrames; ++t)
-                      {
-                          REQUIRE (signal.read (frameStart (t, shape.rate), samples.span()));
-                          analyser.analyse (samples.data());
-                          frames.insert (
-                              frames.end(), analyser.windowed(), analyser.windowed() + frameLength);
-                          spectrum.insert (
-                              spectrum.end(), analyser.spectrum(), analyser.spectrum() + frameLength + 2);
-                          analyser.fft().inverse (output.data(), analyser.spectrum());
-                          overlapAdd (rebuilt.data() + t * shape.rate.hop,
-                                      output.data(),
-                                      data.window.span(),
-                                      2.0f / static_cast<float> (frameLength));
-                      }
-
-                      const auto start = rebuilt.begin() + static_cast<std::ptrdiff_t> (frameLength);
-                      const std::vector<double> roundTrip (
-                          start, start + static_cast<std::ptrdiff_t> (source.samples.size()));
-                      return Results{ { "mel", toDoubles (frontEnd.mel) },
-                                      { "energies", frontEnd.energies },
-                                      { "roundtrip", roundTrip },
-                                      { "frames", frames },
-                                      { "spectrum", spectrum } };
-                  });
-    }
-
-    SECTION ("tom templates ahead of a track")
-    {
-        checkAll ("padding",
-                  [] (const GoldenCase& golden)
-                  {
-                      const int sampleRate = golden.params.at ("rate");
-                      auto data = analysisData (sampleRate);
-                      readDataFile (std::string (TESSIVAR_TEST_DATA) + "/golden/templates/Ltom_44100.dat",
-                                    data.tomLowTemplate.span(),
-                                    [] (std::string_view, bool) {});
-                      MemorySource source (golden.input ("signal"));
-                      auto shape = shapeOf (sampleRate, source.samples.size());
-                      shape.padded = true;
-                      shape.paddingSamples = method::templateCopies
-                                             * golden.params.at ("toms").get<std::int64_t>()
-                                             * shape.rate.templateLength;
-                      shape.numFrames = AnalysisShape::framesForLength (shape.paddedLength(), shape.rate);
-
-                      const PaddedSignal signal (source, golden.params.at ("type"), shape, data);
-                      return Results{ { "mel", toDoubles (runFrontEnd (signal, shape, data).mel) },
-                                      { "counts",
-                                        { static_cast<double> (shape.paddingSamples),
-                                          static_cast<double> (shape.numFrames),
-                                          static_cast<double> (shape.paddingFrames()) } } };
-                  });
-    }
-}
-
-TEST_CASE ("Golden arrays of the decomposition", "[engine][golden]")
-{
-    checkAll ("nmf",
-              [] (const GoldenCase& golden)
-              {
-                  Results results;
-                  WorkerPool pool (2);
-                  const auto v = golden.input ("V");
-
-                  for (const int iterations : golden.params.at ("snapshots"))
-                  {
-                      auto w = golden.input ("W0"), h = golden.input ("H0");
-                      const auto rows = w.size() / 10, frames = h.size() / 10;
-                      const DecompositionSettings settings{ iterations, golden.params.at ("weight") };
-                      REQUIRE (decompose ({ v.data(), rows, frames },
-                                          { w.data(), rows, 10 },
-                                          { h.data(), 10, frames },
-                                          settings,
-                                          pool,
-                                          {}));
-                      results["W_" + std::to_string (iterations)] = toDoubles (w);
-                      results["H_" + std::to_string (iterations)] = toDoubles (h);
-                  }
-
-                  return results;
-              });
-}
-
-TEST_CASE ("Golden arrays of the components", "[engine][golden]")
-{
-    SECTION ("correlation")
-    {
-        checkAll ("correlation",
-                  [] (const GoldenCase& golden)
-                  {
-                      std::vector<double> correlations;
-
-                      for (std::size_t i = 0; i < 10; ++i)
-                          correlations.push_back (correlation (plane (golden.input ("a"), i, 10),
-                                                               plane (golden.input ("b"), i, 10)));
-
-                      return Results{ { "correlations", correlations } };
-                  });
-    }
-
-    SECTION ("bases on linear frequency")
-    {
-        checkAll ("interp",
-                  [] (const GoldenCase& golden)
-                  {
-                      const auto data = analysisData (golden.params.at ("rate"));
-                      const auto w = golden.input ("W");
-                      const LinearBases bases (w.data(), method::numMelBands, data);
-                      std::vector<double> values;
-
-                      for (std::size_t k = 0; k < 10; ++k)
-                          values.insert (
-                              values.end(), bases.component (k), bases.component (k) + bases.numBins());
-
-                      return Results{ { "WF", values } };
-                  });
-    }
-
-    SECTION ("component signals, scores, order and gain")
-    {
-        checkAll ("render",
-                  [] (const GoldenCase& golden)
-                  {
-                      const int sampleRate = golden.params.at ("rate");
-                      const auto data = analysisData (sampleRate);
-                      MemorySource source (golden.input ("signal"));
-                      const auto shape = shapeOf (sampleRate, source.samples.size());
-                      const PaddedSignal signal (source, golden.params.at ("type"), shape, data);
-                      const auto energies = runFrontEnd (signal, shape, data).energies;
-                      const auto w = golden.input ("W"), h = golden.input ("H");
-
-                      TrackRenderingJob job;
-                      job.signal = &signal;
-                      job.bases = { w.data(), method::numMelBands, 10 };
-                      job.activations = { h.data(), 10, static_cast<std::size_t> (shape.numFrames) };
-                      job.loudest = loudestFrames (energies, 0, golden.params.at ("segments"));
-                      job.keepsAllComponents = true;
-                      job.ownLength = shape.lengthInSamples;
-
-                      WorkerPool pool (2);
-                      MemoryPlanes scratch (10, shape.lengthInSamples);
-                      MemorySink sink (shape.lengthInSamples);
-                      TrackAnalysis analysis;
-                      const auto ignoreProgress = [] (double) {};
-                      REQUIRE (renderTrack (
-                                   job,
-                                   { shape, data, pool, {}, scratch },
-                                   sink,
-                                   [] (int, std::span<const float>) { return true; },
-                                   ignoreProgress,
-                                   analysis)
-                               == AnalysisStatus::completed);
-
-                      std::vector<double> components;
-
-                      for (const auto& component : scratch.planes)
-                          components.insert (components.end(), component.begin(), component.end());
-
-                      return Results{ { "energies", energies },
-                                      { "loudest", toDoubles (job.loudest) },
-                                      { "components", components },
-                                      { "scores", asDoubles (analysis.scores) },
-                                      { "order", asDoubles (analysis.slots) },
-                                      { "gain", { analysis.gain } } };
-                  });
-    }
-
-    SECTION ("gain, order and rescaling of what is stored")
-    {
-        checkAll ("store",
-                  [] (const GoldenCase& golden)
-                  {
-                      const auto components = golden.input ("components"), source = golden.input ("source");
-                      ComponentValues scores;
-                      std::copy_n (golden.input ("scores").begin(), 10, scores.begin());
-
-                      const auto energy = [] (const std::vector<float>& x)
-                      {
-                          double sum = 0.0;
-
-                          for (const auto value : x)
-                              sum += static_cast<double> (value * value);
-
-                          return sum;
-                      };
-
-                      const auto gain = componentGain (energy (source), energy (components));
-                      const auto order = orderByScore (scores);
-                      float peak = 0.0f;
-
-                      for (const auto x : plane (components, static_cast<std::size_t> (order[0]), 10))
-                          peak = std::max (peak, std::abs (x * gain));
-
-                      const auto factor = rescalingFactor (peak);
-                      std::vector<double> stored;
-
-                      for (const auto component : order)
-                          for (const auto x : plane (components, static_cast<std::size_t> (component), 10))
-                              stored.push_back (static_cast<double> (x * gain * factor));
-
-                      return Results{ { "gain", { static_cast<double> (gain) } },
-                                      { "order", asDoubles (order) },
-                                      { "factor", { static_cast<double> (factor) } },
-                                      { "stored", stored } };
-                  });
-    }
-
-    SECTION ("slots of a HiHat track")
-    {
-        checkAll ("hihat",
-                  [] (const GoldenCase& golden)
-                  {
-                      Results results;
-                      const auto components = golden.input ("components");
-                      ComponentValues scores;
-                      std::copy_n (golden.input ("scores").begin(), 10, scores.begin());
-                      std::map<std::string, ComponentValues> similarities;
-
-                      for (const std::string drum : { "kick", "snare" })
-                      {
-                          if (golden.inputs.count (drum) == 0)
-                              continue;
-
-                          auto reference = golden.input (drum);
-                          SimilarityFilter referenceFilter;
-                          referenceFilter.process (reference);
-                          ComponentValues raw{};
-
-                          for (std::size_t k = 0; k < 10; ++k)
-                          {
-                              auto component = plane (components, k, 10);
-                              SimilarityFilter filter;
-                              // Piece by piece: the filter's state must carry over.
-                              filter.process (std::span (component).first (777));
-                              filter.process (std::span (component).subspan (777));
-                              raw[k] = correlation (component, reference);
-                          }
-
-                          similarities[drum] = normalisedSimilarities (raw);
-                          results[drum + "_reference"] = toDoubles (reference);
-                          results[drum + "_raw"] = asDoubles (raw);
-                          results[drum + "_similarity"] = asDoubles (similarities[drum]);
-                      }
-
-                      const auto of = [&] (const std::string& drum)
-                      {
-                          return similarities.count (drum) != 0 ? std::span<const double> (similarities[drum])
-                                                                : std::span<const double>();
-                      };
-                      results["slots"] = asDoubles (hiHatSlots (
-                          orderByScore (scores), of ("kick"), of ("snare"), golden.params.at ("threshold")));
-                      return results;
-                  });
-    }
-
-    SECTION ("fold and suppression rule")
-    {
-        checkAll ("fold",
-                  [] (const GoldenCase& golden)
-                  {
-                      Results results;
-                      const auto stored = golden.input ("stored"), source = golden.input ("source");
-                      std::array<const float*, 5> best{};
-
-                      for (std::size_t c = 0; c < best.size(); ++c)
-                          best[c] = stored.data() + c * source.size();
-
-                      std::vector<float> frames (7 * source.size()), out (source.size());
-                      foldChannels (frames, best, source);
-
-                      for (std::size_t i = 0; i < source.size(); ++i)
-                          results["residual"].push_back (static_cast<double> (frames[7 * i + 5]));
-
-                      for (const auto& [list, prefix] :
-                           { std::pair{ "settings", "out_" }, std::pair{ "identities", "identity_" } })
-                      {
-                          int number = 0;
-
-                          for (const auto& setting : golden.params.at (list))
-                          {
-                              const auto peak = renderSuppression (
-                                  out, frames, SuppressionRule::forSetting ({ setting[0], setting[1] }));
-                              const auto digits = std::to_string (number++);
-                              results[prefix + std::string (2 - digits.size(), '0') + digits] =
-                                  toDoubles (out);
-
-                              if (std::string (list) == "settings")
-                                  results["peaks"].push_back (static_cast<double> (peak));
-                          }
-                      }
-
-                      return results;
-                  });
-    }
-}
-
-TEST_CASE ("Golden arrays around the analysis", "[engine][golden]")
-{
-    SECTION ("sizes of a Group's analysis")
-    {
-        checkAll ("config",
-                  [] (const GoldenCase& golden)
-                  {
-                      Results results;
-
-                      for (const auto& group : golden.params.at ("groups"))
-                      {
-                          std::vector<TrackShape> tracks;
-
-                          for (std::size_t i = 0; i < group.at ("types").size(); ++i)
-                              tracks.push_back ({ group.at ("types")[i],
-                                                  group.at ("excluded")[i] != 0,
-                                                  group.at ("rate"),
-                                                  group.at ("lengths")[i] });
-
-                          std::vector<double> row (12, -1.0);
-
-                          if (const auto s = AnalysisShape::forTracks (tracks))
-                          {
-                              const auto as = [] (auto x) { return static_cast<double> (x); };
-                              row = { as (s->rate.sampleRate), as (s->rate.frameLength),
-                                      as (s->rate.hop),        as (s->rate.templateLength),
-                                      as (s->rate.numBins()),  as (s->lengthInSamples),
-                                      as (s->numSegments),     as (s->padded),
-                                      as (s->paddingSamples),  as (s->numFrames),
-                                      as (s->numActive),       as (s->numRendered) };
-                          }
-
-                          results["values"].insert (results["values"].end(), row.begin(), row.end());
-                      }
-
-                      return results;
-                  });
-    }
-
-    SECTION ("a data file that is too short")
-    {
-        checkAll ("datafile",
-                  [] (const GoldenCase& golden)
-                  {
-                      const TemporaryFolder folder;
-                      const auto contents = golden.input ("file");
-                      std::ofstream (folder.name() + "/w.dat", std::ios::binary)
-                          .write (reinterpret_cast<const char*> (contents.data()),
-                                  static_cast<std::streamsize> (contents.size() * sizeof (float)));
-                      std::vector<float> array (golden.params.at ("count").get<std::size_t>(), 7.0f);
-                      readDataFile (folder.name() + "/w.dat", array, [] (std::string_view, bool) {});
-                      return Results{ { "array", toDoubles (array) } };
-                  });
-    }
-
-    SECTION ("samples that are no numbers")
-    {
-        checkAll ("sanitise",
-                  [] (const GoldenCase& golden)
-                  {
-                      auto signal = golden.input ("signal");
-                      CHECK (replaceNonFinite (signal) > 0);
-                      return Results{ { "signal", toDoubles (signal) } };
-                  });
-    }
-
-    SECTION ("a whole small Group")
-    {
-        checkAll (
-            "job",
-            [] (const GoldenCase& golden)
-            {
-                Results results;
-                const int sampleRate = golden.params.at ("rate");
-                const auto data = analysisData (sampleRate);
-                const auto& trackList = golden.params.at ("tracks");
-                std::vector<std::unique_ptr<MemorySource>> sources;
-                std::vector<AnalysisTrack> tracks;
-                std::vector<TrackShape> shapes;
-                std::vector<std::int64_t> lengths;
-
-                for (std::size_t i = 0; i < trackList.size(); ++i)
-                {
-                    sources.push_back (
-                        std::make_unique<MemorySource> (golden.input ("track_" + std::to_string (i))));
-                    lengths.push_back (sources.back()->lengthInSamples());
-                    shapes.push_back ({ trackList[i].at ("type"),
-                                        trackList[i].at ("excluded"),
-                                        static_cast<double> (sampleRate),
-                                        lengths.back() });
-                    tracks.push_back ({ shapes.back(), sources.back().get() });
-                }
-
-                // The stacked spectrogram and its factors, stage by stage.
-                const auto shape = *AnalysisShape::forTracks (shapes);
-                const auto rows = shape.melRows(), frames = static_cast<std::size_t> (shape.numFrames);
-                std::vector<float> v (rows * frames);
-                std::size_t row = 0;
-
-                for (const auto& track : tracks)
-                {
-                    if (track.shape.excluded)
-                        continue;
-
-                    const auto mel =
-                        runFrontEnd (
-                            PaddedSignal (*track.source, track.shape.drumType, shape, data), shape, data)
-                            .mel;
-
-                    for (std::size_t t = 0; t < frames; ++t)
-                        std::copy_n (mel.data() + t * method::numMelBands,
-                                     method::numMelBands,
-                                     v.data() + t * rows + row);
-
-                    row += method::numMelBands;
-                }
-
-                auto w = golden.input ("W0"), h = golden.input ("H0");
-                RandomStream random (golden.params.at ("seed"));
-                REQUIRE (std::all_of (w.begin(), w.end(), [&] (float x) { return x == random.next(); }));
-                REQUIRE (std::all_of (h.begin(), h.end(), [&] (float x) { return x == random.next(); }));
-                WorkerPool pool (2);
-                REQUIRE (decompose ({ v.data(), rows, frames },
-                                    { w.data(), rows, 10 },
-                                    { h.data(), 10, frames },
-                                    {},
-                                    pool,
-                                    {}));
-                results["W"] = toDoubles (w);
-                results["H"] = toDoubles (h);
-
-                // The same Group through the analysis as it is called.
-                MemoryStorage storage (lengths);
-                AnalysisOptions options;
-                options.resourceFolder = resourceFolder();
-                options.numThreads = 2;
-                options.seed = golden.params.at ("seed");
-                options.diagnostics = [] (std::string_view, bool) {};
-                const auto analysis = analyseTracks (tracks, options, storage, {});
-                REQUIRE (analysis.status == AnalysisStatus::completed);
-
-                for (std::size_t i = 0; i < tracks.size(); ++i)
-                {
-                    const auto number = std::to_string (i);
-                    const auto sink = storage.sinks.find (static_cast<int> (i));
-                    results["scores_" + number] = asDoubles (analysis.tracks[i].scores);
-                    results["slots_" + number] = asDoubles (analysis.tracks[i].slots);
-                    int settingNumber = 0;
-
-                    for (const auto& setting : golden.params.at ("settings"))
-                    {
-                        auto out = sources[i]->samples;
-
-                        if (sink != storage.sinks.end())
-                            renderSuppression (out,
-                                               sink->second.frames,
-                                               SuppressionRule::forSetting ({ setting[0], setting[1] }));
-
-                        results["processed_" + number + "_" + std::to_string (settingNumber++)] =
-                            toDoubles (out);
-                    }
-                }
-
-                return results;
-            });
-    }
+    const std::pair<const char*, Results (*) (const GoldenCase&)> stages[]{
+        { "frontend", frontEndArrays },  { "padding", paddingArrays },
+        { "nmf", decompositionArrays },  { "correlation", correlationArrays },
+        { "interp", linearBasesArrays }, { "render", componentArrays },
+        { "store", storedArrays },       { "hihat", hiHatArrays },
+        { "fold", foldArrays },          { "config", sizeArrays },
+        { "datafile", shortFileArrays }, { "sanitise", finiteArrays },
+        { "job", groupArrays }
+    };
+
+    for (const auto& [kind, compute] : stages)
+        DYNAMIC_SECTION (kind)
+        {
+            checkAll (kind, compute);
+        }
 }

@@ -214,11 +214,3 @@ TEST_CASE ("WorkerPool", "[engine][numerics]")
         CHECK (workers == pool.numWorkers());
     }
 }
-
-TEST_CASE ("RandomStream repeats the published sequence", "[engine][numerics]")
-{
-    // SplitMix64 of seed 1234567 begins 6457827717110365317, 3203168211198807973.
-    RandomStream random (1234567);
-    CHECK (random.next() == static_cast<float> (6457827717110365317u >> 40) / 16777216.0f);
-    CHECK (random.next() == static_cast<float> (3203168211198807973u >> 40) / 16777216.0f);
-}

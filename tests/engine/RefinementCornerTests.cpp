@@ -69,22 +69,13 @@ struct SmallKit
         for (std::size_t i = 0; i < numDrums; ++i)
             tracks.push_back ({ { drumTypes[i], false, 44100.0, length }, microphones[i].get() });
 
-        AnalysisOptions options;
-        options.method = AnalysisMethod::refined;
-        options.resourceFolder = resourceFolder();
-        options.numThreads = 2;
-        options.diagnostics = [] (std::string_view, bool) {};
-        result = analyseTracks (tracks, options, storage, {});
+        result = analyseTracks (tracks, quietOptions (2, AnalysisMethod::refined), storage, {});
         REQUIRE (result.status == AnalysisStatus::completed);
     }
 
     [[nodiscard]] std::vector<float> rendered (std::size_t track, float focus) const
     {
-        std::vector<float> out (static_cast<std::size_t> (length));
-        renderSuppression (out,
-                           storage.refinedSinks.at (static_cast<int> (track)).frames,
-                           SuppressionRule::forSetting ({ focus, 0.0f }));
-        return out;
+        return renderedAt (storage.refinedSinks.at (static_cast<int> (track)), focus);
     }
 
     /** Energy of what a Focus takes away, against the track, in dB. */

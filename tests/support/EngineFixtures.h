@@ -3,7 +3,9 @@
 #include "engine/AnalysisData.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
+#include "engine/SuppressionRendering.h"
 #include "engine/numerics/simd/SimdTarget.h"
+#include "terms/AnalysisMethod.h"
 #include "terms/ChannelLayout.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -164,6 +166,25 @@ public:
     std::map<int, MemorySink> sinks, refinedSinks;
     std::map<std::pair<int, int>, std::vector<float>> components;
 };
+
+/** Options of an analysis that tells nobody what it reads. */
+inline AnalysisOptions quietOptions (int threads, AnalysisMethod method = AnalysisMethod::standard)
+{
+    AnalysisOptions options;
+    options.method = method;
+    options.resourceFolder = resourceFolder();
+    options.numThreads = threads;
+    options.diagnostics = [] (std::string_view, bool) {};
+    return options;
+}
+
+/** A refined track at a Focus. */
+inline std::vector<float> renderedAt (const MemorySink& refined, float focus)
+{
+    std::vector<float> out (refined.frames.size() / channelLayout::numRendered);
+    renderSuppression (out, refined.frames, SuppressionRule::forSetting ({ focus, 0.0f }));
+    return out;
+}
 
 /** Runs a piece of a test on every SIMD target of this machine. */
 template <typename Function>
