@@ -7,8 +7,7 @@
 
 #include <cstdlib>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 using Kind = CommandLineResult::Kind;
 
@@ -114,5 +113,3 @@ TEST_CASE ("Texts made from the command table", "[cli]")
                == 0);
     }
 }
-
-} // namespace tessivar

@@ -8,8 +8,8 @@
 #include <cmath>
 #include <functional>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -55,12 +55,12 @@ float peakDifference (const std::vector<float>& a, const std::vector<float>& b)
 
 TEST_CASE ("Demo session", "[cli][program][demo]")
 {
-    const test::TemporaryFolder work, cache;
+    const TemporaryFolder work, cache;
 
     SECTION ("comes out whole, in place and quieter, and untouched at Focus 0")
     {
         const auto out = work.child ("one");
-        const auto result = test::runTessivar (
+        const auto result = runTessivar (
             processDemo (out, { "--focus", "Floor=0", "--fine", "HH=1", "--threads", "1", "--json" }),
             cache.folder);
         REQUIRE (result.exitCode == 0);
@@ -71,8 +71,8 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
         {
             const auto name = track["name"].get<std::string>();
             INFO (name);
-            const auto source = test::decode (juce::File (track["source"].get<std::string>()));
-            const auto processed = test::decode (juce::File (track["file"].get<std::string>()));
+            const auto source = decode (juce::File (track["source"].get<std::string>()));
+            const auto processed = decode (juce::File (track["file"].get<std::string>()));
             CHECK (juce::File (track["file"].get<std::string>()).getFileName().toStdString()
                    == name + "_Processed.wav");
             CHECK (processed.sampleRate == 44100.0);
@@ -115,7 +115,7 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
         SECTION ("with the same bytes for any number of threads")
         {
             const auto again = work.child ("two");
-            const auto second = test::runTessivar (
+            const auto second = runTessivar (
                 processDemo (again, { "--focus", "Floor=0", "--fine", "HH=1", "--threads", "2", "--quiet" }),
                 cache.folder);
             CHECK (second.exitCode == 0);
@@ -130,7 +130,7 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     {
         const auto out = work.child ("refined");
         const auto result =
-            test::runTessivar (processDemo (out, { "--method", "refined", "--json" }), cache.folder);
+            runTessivar (processDemo (out, { "--method", "refined", "--json" }), cache.folder);
         REQUIRE (result.exitCode == 0);
         const auto document = json::parse (result.out);
 
@@ -142,8 +142,8 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
             CHECK (track["focus"].get<double>() >= 1.0);
             CHECK (track["leakageDb"].get<double>() < 0.0);
             CHECK (track["agreementDb"].get<double>() > 6.0);
-            const auto source = test::decode (juce::File (track["source"].get<std::string>()));
-            const auto processed = test::decode (juce::File (track["file"].get<std::string>()));
+            const auto source = decode (juce::File (track["source"].get<std::string>()));
+            const auto processed = decode (juce::File (track["file"].get<std::string>()));
 
             // Leakage alone until the first stroke, which has to keep its level.
             if (name == "Rack Tom 1")
@@ -159,7 +159,7 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     SECTION ("an interrupted run ends with 130 and leaves nothing behind")
     {
         const auto out = work.child ("stopped");
-        const auto result = test::runTessivar (processDemo (out, {}), cache.folder, "Analyzing: ");
+        const auto result = runTessivar (processDemo (out, {}), cache.folder, "Analyzing: ");
         CHECK (result.exitCode == 130);
         CHECK_FALSE (out.exists());
         CHECK (cache.child ("tessivar/tmp")
@@ -170,19 +170,16 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     SECTION ("is written as 24-bit WAV by the command demo, sample for sample")
     {
         const auto out = work.child ("demo");
-        const auto result = test::runTessivar ({ "demo", out.getFullPathName().toStdString() }, cache.folder);
+        const auto result = runTessivar ({ "demo", out.getFullPathName().toStdString() }, cache.folder);
         REQUIRE (result.exitCode == 0);
         CHECK (out.getChildFile ("LICENSE").existsAsFile());
         for (const auto& source : demoFolder.findChildFiles (juce::File::findFiles, false, "*.flac"))
         {
-            const auto copy = test::decode (out.getChildFile (source.getFileNameWithoutExtension() + ".wav"));
+            const auto copy = decode (out.getChildFile (source.getFileNameWithoutExtension() + ".wav"));
             CHECK (copy.bitsPerSample == 24);
-            CHECK (copy.samples == test::decode (source).samples);
+            CHECK (copy.samples == decode (source).samples);
         }
 
-        CHECK (test::runTessivar ({ "demo", out.getFullPathName().toStdString() }, cache.folder).exitCode
-               == 4);
+        CHECK (runTessivar ({ "demo", out.getFullPathName().toStdString() }, cache.folder).exitCode == 4);
     }
 }
-
-} // namespace tessivar

@@ -3,8 +3,8 @@
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 using nlohmann::json;
 
@@ -22,11 +22,11 @@ juce::MemoryBlock bytesOf (const juce::File& file)
 
 TEST_CASE ("A Group of version 0.1.0 opens and exports as it did", "[cli][earlier]")
 {
-    const test::TemporaryFolder work, cache;
+    const TemporaryFolder work, cache;
     const auto version = earlier.getChildFile ("0.1.0");
     REQUIRE (version.getChildFile ("Take.dls").copyFileTo (work.child ("Take.dls")));
 
-    const auto info = test::runTessivar ({ "info", work.path ("Take.dls"), "--json" }, cache.folder);
+    const auto info = runTessivar ({ "info", work.path ("Take.dls"), "--json" }, cache.folder);
     INFO (info.diagnostics);
     REQUIRE (info.exitCode == 0);
     auto told = json::parse (info.out).at ("files").at (0);
@@ -44,7 +44,7 @@ TEST_CASE ("A Group of version 0.1.0 opens and exports as it did", "[cli][earlie
     CHECK (told == expected);
 
     const auto exported =
-        test::runTessivar ({ "export", work.path ("Take.dls"), "--out", work.path ("out") }, cache.folder);
+        runTessivar ({ "export", work.path ("Take.dls"), "--out", work.path ("out") }, cache.folder);
     INFO (exported.diagnostics);
     REQUIRE (exported.exitCode == 0);
 
@@ -54,5 +54,3 @@ TEST_CASE ("A Group of version 0.1.0 opens and exports as it did", "[cli][earlie
         CHECK (bytesOf (work.child ("out").getChildFile (name)) == bytesOf (version.getChildFile (name)));
     }
 }
-
-} // namespace tessivar

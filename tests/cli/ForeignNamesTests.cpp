@@ -7,15 +7,15 @@
 
 #include <filesystem>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
 using nlohmann::json;
 
 /** Parses a document; the parser refuses what is no UTF-8. */
-json parsed (const test::ProgramResult& result)
+json parsed (const ProgramResult& result)
 {
     INFO (result.diagnostics);
     INFO (result.out);
@@ -26,16 +26,16 @@ json parsed (const test::ProgramResult& result)
 
 TEST_CASE ("Names of files that are no UTF-8", "[cli][names]")
 {
-    const test::TemporaryFolder temporary;
+    const TemporaryFolder temporary;
     const auto root = temporary.path();
     const auto folder = root + "/Caf\xe9", out = root + "/out\xff", group = root + "/T\xe4ke\xf6.dls";
     const auto run = [&] (const std::vector<std::string>& arguments)
-    { return test::runTessivar (arguments, temporary.folder); };
+    { return runTessivar (arguments, temporary.folder); };
 
     std::filesystem::create_directory (folder);
-    test::writeHits (juce::File (pathOfBytes (folder + "/Kick Gr\xf6\xdf.wav")), { .seed = 1 });
-    test::writeHits (juce::File (pathOfBytes (folder + "/Snare \xf6.wav")), { .seed = 2 });
-    test::writeHits (juce::File (pathOfBytes (folder + "/Tom \xed\xa0\x80\xee\xbe\x80.wav")), { .seed = 3 });
+    writeHits (juce::File (pathOfBytes (folder + "/Kick Gr\xf6\xdf.wav")), { .seed = 1 });
+    writeHits (juce::File (pathOfBytes (folder + "/Snare \xf6.wav")), { .seed = 2 });
+    writeHits (juce::File (pathOfBytes (folder + "/Tom \xed\xa0\x80\xee\xbe\x80.wav")), { .seed = 3 });
     // A file that can be told to lie there only by its real bytes.
     REQUIRE (std::filesystem::exists (folder + "/Kick Gr\xf6\xdf.wav"));
 
@@ -93,5 +93,3 @@ TEST_CASE ("Names of files that are no UTF-8", "[cli][names]")
         }
     }
 }
-
-} // namespace tessivar

@@ -11,8 +11,8 @@
 #include <cstdint>
 #include <map>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 using Catch::Contains;
 using nlohmann::json;
@@ -24,19 +24,18 @@ struct SavedSession
 {
     SavedSession()
     {
-        test::writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
-        test::writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
+        writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
+        writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
     }
 
-    [[nodiscard]] test::ProgramResult run (const std::vector<std::string>& arguments) const
+    [[nodiscard]] ProgramResult run (const std::vector<std::string>& arguments) const
     {
-        return test::runTessivar (arguments, cache.folder);
+        return runTessivar (arguments, cache.folder);
     }
 
-    [[nodiscard]] test::ProgramResult run (const std::string& line,
-                                           const std::vector<std::string>& texts) const
+    [[nodiscard]] ProgramResult run (const std::string& line, const std::vector<std::string>& texts) const
     {
-        return run (test::words (line, texts));
+        return run (words (line, texts));
     }
 
     [[nodiscard]] std::string groupPath() const { return work.path ("Take 3.dls"); }
@@ -58,7 +57,7 @@ struct SavedSession
         return json::parse (result.out).at ("files").at (0);
     }
 
-    test::TemporaryFolder tracks, work, cache;
+    TemporaryFolder tracks, work, cache;
 };
 
 juce::MemoryBlock bytesOf (const juce::File& file)
@@ -233,27 +232,18 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
                  == 0);
         const auto kickPath = kick.getFullPathName().toStdString(),
                    outPath = out.getFullPathName().toStdString();
+        const auto file = session.groupPath(), added = session.work.path ("new");
         const std::vector<std::vector<std::string>> commands{
-            { "render", session.groupPath(), "--out", session.groupPath() },
-            { "render", session.groupPath(), "--out", link },
-            { "render", session.groupPath(), "--out", kickPath },
-            { "export", session.groupPath(), "--out", outPath },
-            { "analyze", tracks, "--save", kickPath },
-            { "analyze", session.groupPath(), "--save", kickPath },
-            { "process", tracks, "--out", outPath },
-            { "process",
-              tracks,
-              "--out",
-              session.work.path ("new"),
-              "--save",
-              session.work.path ("new/Kick_Processed.wav") },
-            { "process",
-              tracks,
-              "--out",
-              session.work.path ("new"),
-              "--components",
-              "--save",
-              session.work.path ("new/Kick_Component07.wav") },
+            words ("render $ --out $", { file, file }),
+            words ("render $ --out $", { file, link }),
+            words ("render $ --out $", { file, kickPath }),
+            words ("export $ --out $", { file, outPath }),
+            words ("analyze $ --save $", { tracks, kickPath }),
+            words ("analyze $ --save $", { file, kickPath }),
+            words ("process $ --out $", { tracks, outPath }),
+            words ("process $ --out $ --save $", { tracks, added, added + "/Kick_Processed.wav" }),
+            words ("process $ --out $ --components --save $",
+                   { tracks, added, added + "/Kick_Component07.wav" }),
         };
 
         for (auto arguments : commands)
@@ -331,8 +321,8 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
                                                                        { "zzzz", bytesFrom (6, 3) } };
         session.tracks.child ("Kick.wav").deleteFile();
         session.tracks.child ("Snare.wav").deleteFile();
-        test::writeHits (session.tracks.child ("Kick.wav"), { .bitsPerSample = 32, .seed = 1 });
-        test::writeHits (session.tracks.child ("Snare.wav"), { .numChannels = 2, .seed = 2 });
+        writeHits (session.tracks.child ("Kick.wav"), { .bitsPerSample = 32, .seed = 1 });
+        writeHits (session.tracks.child ("Snare.wav"), { .numChannels = 2, .seed = 2 });
         std::map<std::string, json> metadata;
 
         for (const auto* name : { "Kick", "Snare" })
@@ -446,11 +436,11 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
 
     SECTION ("are made of folders too, each with its own files")
     {
-        test::TemporaryFolder takes;
+        TemporaryFolder takes;
         for (const auto* take : { "One", "Two" })
         {
             takes.child (take).createDirectory();
-            test::writeHits (takes.child (take + juce::String ("/Snare.wav")), { .seed = 3 });
+            writeHits (takes.child (take + juce::String ("/Snare.wav")), { .seed = 3 });
         }
 
         const auto result = session.run ("process $ $ --each --out $ --save $ --json",
@@ -491,5 +481,3 @@ TEST_CASE ("Several Groups on the command line", "[cli][group]")
         CHECK_THAT (begun.out, Contains ("interrupted save, nothing lost"));
     }
 }
-
-} // namespace tessivar

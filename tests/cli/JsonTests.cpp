@@ -10,8 +10,8 @@
 #include <set>
 #include <sstream>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -120,8 +120,8 @@ TEST_CASE ("JSON documents", "[cli]")
 
     SECTION ("info prints the documented keys")
     {
-        const test::TemporaryFolder temporary;
-        test::writeHits (temporary.child ("Kick.wav"), { .bitsPerSample = 16, .numChannels = 2 });
+        const TemporaryFolder temporary;
+        writeHits (temporary.child ("Kick.wav"), { .bitsPerSample = 16, .numChannels = 2 });
         setDefaultAbbreviations();
         std::ostringstream out, diagnostics;
         const CommandContext context{ .out = out,
@@ -147,5 +147,3 @@ TEST_CASE ("JSON documents", "[cli]")
         CHECK_THAT (diagnostics.str(), Catch::Contains ("gone.wav"));
     }
 }
-
-} // namespace tessivar

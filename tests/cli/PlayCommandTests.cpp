@@ -4,8 +4,8 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("Times of a range", "[cli][play]")
 {
@@ -21,27 +21,26 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
 {
     // Real drums: of noise a single component holds everything, and nothing would be removed.
     const juce::File demo (TESSIVAR_SOURCE_DIR "/demo");
-    const test::TemporaryFolder tracks, work, cache;
+    const TemporaryFolder tracks, work, cache;
     REQUIRE (demo.getChildFile ("Kick In.flac").copyFileTo (tracks.child ("Kick.flac")));
     REQUIRE (demo.getChildFile ("Floor.flac").copyFileTo (tracks.child ("Floor.flac")));
     const auto run = [&] (const std::vector<std::string>& arguments)
     {
-        auto result = test::runTessivar (arguments, cache.folder);
+        auto result = runTessivar (arguments, cache.folder);
         INFO (result.diagnostics);
         return result.exitCode;
     };
     const auto group = work.path ("take.dls");
-    REQUIRE (
-        run (test::words ("process $ --out $ --save $ --quiet", { tracks.path(), work.path ("out"), group }))
-        == 0);
+    REQUIRE (run (words ("process $ --out $ --save $ --quiet", { tracks.path(), work.path ("out"), group }))
+             == 0);
 
     SECTION ("of one track, from one time to another")
     {
-        REQUIRE (run (test::words ("render $ --track Kick --from 0.1 --to 0:0.5 --out $",
-                                   { group, work.path ("a.wav") }))
+        REQUIRE (run (words ("render $ --track Kick --from 0.1 --to 0:0.5 --out $",
+                             { group, work.path ("a.wav") }))
                  == 0);
-        const auto rendered = test::decode (work.child ("a.wav"));
-        const auto exported = test::decode (work.child ("out/Kick_Processed.wav"));
+        const auto rendered = decode (work.child ("a.wav"));
+        const auto exported = decode (work.child ("out/Kick_Processed.wav"));
         REQUIRE (rendered.samples.size() == 17640);
 
         float worst = 0.0f;
@@ -58,9 +57,8 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
                                             std::pair{ "--bypass", "s.wav" } })
             REQUIRE (run ({ "render", group, option, "--out", work.path (file) }) == 0);
 
-        const auto processed = test::decode (work.child ("p.wav")),
-                   removed = test::decode (work.child ("r.wav")),
-                   source = test::decode (work.child ("s.wav"));
+        const auto processed = decode (work.child ("p.wav")), removed = decode (work.child ("r.wav")),
+                   source = decode (work.child ("s.wav"));
         float worst = 0.0f, loudestRemoved = 0.0f;
         for (std::size_t i = 0; i < source.samples.size(); ++i)
         {
@@ -79,5 +77,3 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
         CHECK_FALSE (work.child ("b.wav").exists());
     }
 }
-
-} // namespace tessivar

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 using Catch::Contains;
 using nlohmann::json;
@@ -22,12 +22,12 @@ struct Session
 {
     Session()
     {
-        test::writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
-        test::writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
+        writeHits (tracks.child ("Kick.wav"), { .seed = 1 });
+        writeHits (tracks.child ("Snare.wav"), { .bitsPerSample = 16, .seed = 2 });
     }
 
     /** Processes the tracks and the further inputs and options into the folder "out". */
-    [[nodiscard]] test::ProgramResult process (std::vector<std::string> further = {}) const
+    [[nodiscard]] ProgramResult process (std::vector<std::string> further = {}) const
     {
         std::vector<std::string> arguments{ "process",
                                             tracks.path ("Kick.wav"),
@@ -35,7 +35,7 @@ struct Session
                                             "--out",
                                             outFolder().getFullPathName().toStdString() };
         arguments.insert (arguments.end(), further.begin(), further.end());
-        return test::runTessivar (arguments, cache.folder);
+        return runTessivar (arguments, cache.folder);
     }
 
     [[nodiscard]] juce::File outFolder() const { return work.child ("out"); }
@@ -57,7 +57,7 @@ struct Session
             .isEmpty();
     }
 
-    test::TemporaryFolder tracks, work, cache;
+    TemporaryFolder tracks, work, cache;
 };
 
 std::string text (const juce::File& file)
@@ -94,7 +94,7 @@ TEST_CASE ("Program: what is written", "[cli][program]")
             const auto replaced = session.process ({ "--overwrite" });
             CHECK (replaced.exitCode == 0);
             CHECK_THAT (replaced.out, Contains ("Kick_Processed.wav - File already exists - Overwritting."));
-            CHECK (test::decode (file).samples.size() == 20000);
+            CHECK (decode (file).samples.size() == 20000);
         }
 
         SECTION ("and one for a document has nothing else on standard output")
@@ -120,7 +120,7 @@ TEST_CASE ("Program: what is written", "[cli][program]")
     SECTION ("tracks that pass through keep name and samples; component files and format come when asked for")
     {
         const auto room = session.tracks.child ("Room.wav");
-        test::writeHits (room, { .bitsPerSample = 16, .numChannels = 2, .seed = 3 });
+        writeHits (room, { .bitsPerSample = 16, .numChannels = 2, .seed = 3 });
         const auto result =
             session.process ({ text (room), "--exclude", "snare", "--components", "--format", "aiff" });
         CHECK (result.exitCode == 0);
@@ -132,15 +132,14 @@ TEST_CASE ("Program: what is written", "[cli][program]")
         CHECK (names.contains ("Room_L.aiff"));
         CHECK (names.contains ("Room_R.aiff"));
         CHECK (names.size() == 4 + 10);
-        CHECK (test::decode (session.outFolder().getChildFile ("Room_L.aiff")).samples
-               == test::decode (room).samples);
+        CHECK (decode (session.outFolder().getChildFile ("Room_L.aiff")).samples == decode (room).samples);
     }
 
     SECTION ("samples that are no numbers are counted")
     {
         const auto kick = session.tracks.child ("Kick.wav");
         kick.deleteFile();
-        test::writeHits (kick, { .bitsPerSample = 32, .seed = 1 });
+        writeHits (kick, { .bitsPerSample = 32, .seed = 1 });
         juce::MemoryBlock bytes;
         REQUIRE (kick.loadFileAsData (bytes));
         std::memset (static_cast<char*> (bytes.getData()) + bytes.getSize() - 4, 0xff, 4);
@@ -153,12 +152,12 @@ TEST_CASE ("Program: what is written", "[cli][program]")
     SECTION ("a track that would be written over its own source stays as it is")
     {
         const auto room = session.tracks.child ("Room.wav");
-        test::writeHits (room);
+        writeHits (room);
         const auto before = room.loadFileAsString();
         const auto result =
-            test::runTessivar (test::words ("process $ --out $ --overwrite --json",
-                                            { text (session.tracks.folder), text (session.tracks.folder) }),
-                               session.cache.folder);
+            runTessivar (words ("process $ --out $ --overwrite --json",
+                                { text (session.tracks.folder), text (session.tracks.folder) }),
+                         session.cache.folder);
         CHECK (result.exitCode == 0);
         CHECK (room.loadFileAsString() == before);
         CHECK (json::parse (result.out)["tracks"][1]["file"].is_null());
@@ -173,7 +172,7 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
     SECTION ("2: nothing is done on wrong usage")
     {
         CHECK (session.process ({ "--focus", "7" }).exitCode == 2);
-        CHECK (test::runTessivar ({}, session.cache.folder).exitCode == 2);
+        CHECK (runTessivar ({}, session.cache.folder).exitCode == 2);
         const auto result = session.process ({ "--type", "Snaer=snare" });
         CHECK (result.exitCode == 2);
         CHECK_THAT (result.diagnostics, Contains ("\"Snaer\"") && Contains ("\"Kick\", \"Snare\""));
@@ -187,7 +186,7 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
                                                     { "classify", kick, "--types", "" },
                                                     { "info", kick, "" } })
         {
-            const auto empty = test::runTessivar (arguments, session.cache.folder);
+            const auto empty = runTessivar (arguments, session.cache.folder);
             CHECK (empty.exitCode == 2);
             CHECK_THAT (empty.diagnostics, Contains ("an empty name is given"));
         }
@@ -199,11 +198,11 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         const auto& tracks = session.tracks;
         tracks.child ("empty.wav").create();
         tracks.child ("text.wav").replaceWithText ("This is no audio file at all.");
-        test::writeHits (tracks.child ("slow.wav"), { .sampleRate = 22050.0 });
-        test::writeHits (tracks.child ("other rate.wav"), { .sampleRate = 48000.0 });
-        test::writeHits (tracks.child ("blip.wav"), { .lengthInSamples = 16383 });
+        writeHits (tracks.child ("slow.wav"), { .sampleRate = 22050.0 });
+        writeHits (tracks.child ("other rate.wav"), { .sampleRate = 48000.0 });
+        writeHits (tracks.child ("blip.wav"), { .lengthInSamples = 16383 });
         const auto odd = juce::String::fromUTF8 ("Tom \"1\": \xc3\xa9\n\x1b[2J.wav");
-        test::writeHits (tracks.child (odd), { .seed = 5 });
+        writeHits (tracks.child (odd), { .seed = 5 });
 
         const auto result = session.process ({ text (tracks.child ("empty.wav")),
                                                text (tracks.child ("text.wav")),
@@ -255,7 +254,7 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         {
             arguments.insert (arguments.begin(), "process");
             arguments.insert (arguments.end(), { "--out", out });
-            return test::runTessivar (arguments, session.cache.folder);
+            return runTessivar (arguments, session.cache.folder);
         };
         CHECK (run ({ tracks.path ("gone.wav") }).exitCode == 3);
 
@@ -295,9 +294,8 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
                                       .stopRequested = []() -> bool
                                       { throw std::runtime_error ("odd \xf6"); } };
         const auto code = runProgram (
-            test::words (
-                "process $ --out $ --temp $",
-                { text (session.tracks.folder), text (session.outFolder()), text (session.cache.folder) }),
+            words ("process $ --out $ --temp $",
+                   { text (session.tracks.folder), text (session.outFolder()), text (session.cache.folder) }),
             context);
         CHECK (code == 70);
         CHECK_THAT (diagnostics.str(), Contains ("tessivar-cli: error of the program itself: odd ö\n"));
@@ -307,9 +305,9 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
 
 TEST_CASE ("Program: the small commands", "[cli][program]")
 {
-    const test::TemporaryFolder temporary;
+    const TemporaryFolder temporary;
     const auto run = [&] (const std::vector<std::string>& arguments)
-    { return test::runTessivar (arguments, temporary.folder); };
+    { return runTessivar (arguments, temporary.folder); };
 
     SECTION ("classify tells type and reason")
     {
@@ -330,7 +328,7 @@ TEST_CASE ("Program: the small commands", "[cli][program]")
                     Contains ("guessed from \"boom\", user's list") && Contains ("nothing in the name"));
 
         temporary.child ("lists.txt").replaceWithText ("# ours\nsnare = SD; clack\n");
-        test::writeHits (temporary.child ("Clack.wav"));
+        writeHits (temporary.child ("Clack.wav"));
         const auto info =
             run ({ "info", temporary.path ("Clack.wav"), "--types", temporary.path ("lists.txt"), "--json" });
         const auto file = json::parse (info.out).at ("files").at (0);
@@ -371,5 +369,3 @@ TEST_CASE ("Program: the small commands", "[cli][program]")
         CHECK (help.diagnostics.empty());
     }
 }
-
-} // namespace tessivar

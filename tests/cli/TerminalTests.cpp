@@ -7,8 +7,8 @@
 
 #include <sstream>
 
-namespace tessivar
-{
+using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("Text for a terminal", "[cli]")
 {
@@ -85,7 +85,7 @@ TEST_CASE ("Progress display", "[cli]")
 
 TEST_CASE ("Input files", "[cli]")
 {
-    const test::TemporaryFolder temporary;
+    const TemporaryFolder temporary;
     for (const auto* name : { "Tom 10.wav", "Tom 2.WAV", "kick.aiff", "notes.txt", ".hidden.wav", "~x.flac" })
         temporary.child (name).create();
     temporary.child ("sub.wav").createDirectory();
@@ -118,5 +118,3 @@ TEST_CASE ("Input files", "[cli]")
         CHECK_THAT (inputs.bad[0].reason.toStdString(), Catch::Contains ("/empty: "));
     }
 }
-
-} // namespace tessivar

@@ -3,8 +3,7 @@
 
 #include <catch2/catch.hpp>
 
-namespace tessivar
-{
+using namespace tessivar;
 
 namespace
 {
@@ -114,5 +113,3 @@ TEST_CASE ("Options of process", "[cli]")
         CHECK (requestFor ({ "--seed", "18446744073709551615" })->seed == ~std::uint64_t{});
     }
 }
-
-} // namespace tessivar
