@@ -126,24 +126,19 @@ void checkKeepsUp (double seconds, const DiskSimulation::Latency& latency, doubl
         WARN (counters.lateBlocks << " late blocks in " << seconds << " s, started after "
                                   << disk.startedAfter << " s");
 }
+
+/** A hard disk, a stick that stops for half a second, and a hard disk that does. */
+void checkSlowDisks (double seconds)
+{
+    checkKeepsUp (seconds, hardDisk, 2.0);
+    checkKeepsUp (seconds, stalling (0.5, fastDisk), 0.15);
+    checkKeepsUp (seconds, stalling (0.5, hardDisk), 3.0);
+}
 } // namespace
 
 TEST_CASE ("Twenty-four tracks from slow disks", "[playback][disk]")
 {
-    SECTION ("a hard disk")
-    {
-        checkKeepsUp (40.0, hardDisk, 2.0);
-    }
-
-    SECTION ("a stick that stops for half a second")
-    {
-        checkKeepsUp (40.0, stalling (0.5, fastDisk), 0.15);
-    }
-
-    SECTION ("a hard disk that stops for half a second")
-    {
-        checkKeepsUp (40.0, stalling (0.5, hardDisk), 3.0);
-    }
+    checkSlowDisks (40.0);
 }
 
 TEST_CASE ("A hard disk that stops just when playback has begun", "[playback][disk]")
@@ -170,9 +165,7 @@ TEST_CASE ("A hard disk that stops just when playback has begun", "[playback][di
 
 TEST_CASE ("Twenty-four tracks from slow disks for ten minutes", "[.long]")
 {
-    checkKeepsUp (600.0, hardDisk, 2.0);
-    checkKeepsUp (600.0, stalling (0.5, fastDisk), 0.15);
-    checkKeepsUp (600.0, stalling (0.5, hardDisk), 3.0);
+    checkSlowDisks (600.0);
 }
 
 TEST_CASE ("Time that a block of twenty-four tracks takes", "[.long]")

@@ -72,19 +72,8 @@ public:
         test::writeChooserAnswers (home, { paths });
     }
 
-    [[nodiscard]] juce::String lastChooser() const
-    {
-        const auto lines =
-            juce::StringArray::fromLines (home.getChildFile ("chooser.log").loadFileAsString().trimEnd());
-        return lines[lines.size() - 1];
-    }
-
-    [[nodiscard]] juce::String lastOpened() const
-    {
-        const auto lines =
-            juce::StringArray::fromLines (home.getChildFile ("opened.log").loadFileAsString().trimEnd());
-        return lines[lines.size() - 1];
-    }
+    [[nodiscard]] juce::String lastChooser() const { return lastLineOf ("chooser.log"); }
+    [[nodiscard]] juce::String lastOpened() const { return lastLineOf ("opened.log"); }
 
     /** Below the content, at any depth; null when there is none that the test accepts. */
     template <typename Kind>
@@ -120,6 +109,12 @@ public:
     const juce::File resources{ TESSIVAR_BIN_DIR "/Resources" };
 
 private:
+    [[nodiscard]] juce::String lastLineOf (const char* name) const
+    {
+        const auto text = home.getChildFile (name).loadFileAsString().trimEnd();
+        return text.fromLastOccurrenceOf ("\n", false, false);
+    }
+
     DialogScrim* findScrim()
     {
         for (auto* child : window->content().getChildren())
