@@ -80,4 +80,11 @@ TEST_CASE ("ImportWarnings", "[model][warnings]")
             });
         CHECK (warnings.entries (3) == juce::StringArray{ "b.wav" });
     }
+
+    SECTION ("has a text for codes that mean nothing")
+    {
+        CHECK (warningMessage (12) == "Unclassified error occured.");
+        CHECK (warningMessage (2) == warningMessage (4));
+        CHECK (warningMessage (3) == warningMessage (5));
+    }
 }

@@ -1,5 +1,7 @@
 #include "ui/browser/BrowserState.h"
 
+#include "ui/DrumDrawing.h"
+
 #include <algorithm>
 
 namespace tessivar

@@ -1,4 +1,5 @@
 #include "terms/DrumType.h"
+#include "ui/DrumDrawing.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/browser/BrowserRows.h"
