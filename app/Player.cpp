@@ -271,11 +271,23 @@ void Player::setPlaysWholeGroup (bool shouldPlayAll)
 void Player::setSolo (std::uint32_t trackId, bool solo)
 {
     putInto (soloTracks, trackId, solo);
+    applySoloAndMute();
 }
 
 void Player::setMute (std::uint32_t trackId, bool mute)
 {
     putInto (mutedTracks, trackId, mute);
+    applySoloAndMute();
+}
+
+void Player::applySoloAndMute()
+{
+    for (auto& track : shownTracks)
+    {
+        track.mix.solo = isSolo (track.id);
+        track.mix.mute = isMuted (track.id);
+        engine.setMix (track.id, track.mix);
+    }
 }
 
 bool Player::canPlay() const

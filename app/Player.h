@@ -82,6 +82,7 @@ private:
 
     [[nodiscard]] PlaybackTrack playbackTrackOf (const TrackState& track) const;
     void measureLoudness();
+    void applySoloAndMute();
     [[nodiscard]] std::int64_t samplesAt (double seconds) const;
 
     std::vector<PlaybackTrack> shownTracks;
