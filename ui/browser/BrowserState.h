@@ -3,6 +3,8 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 
+#include <juce_core/juce_core.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
