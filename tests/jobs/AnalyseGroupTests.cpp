@@ -279,6 +279,15 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
 
         // Not imported yet: the source's 4 bytes a sample come on top.
         const auto needed = forecast.diskNeeded;
+        std::int64_t rendered = 0, longest = 0;
+
+        for (const auto& track : tracks)
+        {
+            rendered += track.takesPart() ? track.lengthInSamples() : 0;
+            longest = std::max (longest, track.lengthInSamples());
+        }
+
+        CHECK (needed == static_cast<std::uint64_t> (28 * rendered + 48 * longest)); // 48: twelve planes
         tracks[0].source.reset();
         CHECK (forecastRoom (group, options, work.folder).diskNeeded == needed + 4 * length);
 
