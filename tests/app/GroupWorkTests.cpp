@@ -1,7 +1,7 @@
 #include "terms/WorkControl.h"
 
 #include "tests/app/WindowWorkRig.h"
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

@@ -4,8 +4,8 @@
 #include "model/TemporaryStore.h"
 #include "terms/ChannelLayout.h"
 #include "tests/support/EngineFixtures.h"
-#include "tests/support/FileFaults.h"
 #include "tests/support/WorkFolder.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 

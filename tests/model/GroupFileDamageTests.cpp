@@ -4,7 +4,7 @@
 #include "terms/KnobValues.h"
 #include "terms/WorkControl.h"
 #include "tests/support/WhicheverCallFails.h"
-#include "tools/groupfaults/GroupFileFaultRuns.h"
+#include "tools/filefaults/GroupFileFaultRuns.h"
 
 #include <catch2/catch.hpp>
 

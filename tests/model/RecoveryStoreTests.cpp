@@ -1,6 +1,6 @@
 #include "model/settings/SettingsStore.h"
 #include "tests/model/RecoveryFixtures.h"
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <unistd.h>
 

@@ -4,7 +4,7 @@
 #include "terms/ChannelLayout.h"
 #include "terms/KnobValues.h"
 #include "tests/model/RecoveryFixtures.h"
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <csignal>
 

@@ -3,7 +3,7 @@
 #include "model/settings/Settings.h"
 #include "model/settings/UserFolders.h"
 #include "tests/model/AudioFileBuilders.h"
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <catch2/catch.hpp>
 

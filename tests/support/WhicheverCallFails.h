@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,4 +1,4 @@
-#include "tests/support/FileFaults.h"
+#include "tools/filefaults/FileFaults.h"
 #include "tools/windowdriver/ProgramRun.h"
 
 #include <catch2/catch.hpp>

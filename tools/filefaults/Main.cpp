@@ -1,4 +1,4 @@
-#include "tools/groupfaults/GroupFileFaultRuns.h"
+#include "tools/filefaults/GroupFileFaultRuns.h"
 
 #include <iostream>
 

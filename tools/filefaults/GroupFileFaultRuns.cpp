@@ -1,7 +1,7 @@
-#include "tools/groupfaults/GroupFileFaultRuns.h"
+#include "tools/filefaults/GroupFileFaultRuns.h"
 
-#include "tests/support/FileFaults.h"
 #include "tests/support/ForkedProcess.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <csignal>
 #include <optional>
