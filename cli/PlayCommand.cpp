@@ -165,7 +165,8 @@ int play (const PlayRequest& request, const CommandContext& context, Played& res
 
     if (opened.failed())
         return context.fail (exitCode::outputFailed,
-                             opened.getErrorMessage() + "; the command devices lists what there is");
+                             opened.getErrorMessage().trimCharactersAtEnd (".")
+                                 + "; the command devices lists what there is");
 
     device.matchGroupRate();
     result.device = device.statusText();
