@@ -123,22 +123,40 @@ private:
     const std::int64_t length;
 };
 
-class FileStorage::Result : public RenderedTrackSink, public RenderedTrackSource
+class FileStorage::Result : public ComponentSink, public ComponentSource
 {
 public:
     Result (const std::string& path, std::int64_t lengthInSamples)
-        : file (path, channelLayout::numRendered * lengthInSamples)
+        : file (path, channelLayout::numBestComponents * lengthInSamples), length (lengthInSamples)
     {
     }
 
-    [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override
+    [[nodiscard]] bool
+    write (std::int64_t start, std::size_t n, const ComponentSink::Signals& components) override
     {
-        return file.write (channelLayout::numRendered * start, frames);
+        auto isWritten = true;
+
+        for (std::size_t c = 0; c < components.size(); ++c)
+            isWritten = isWritten
+                        && file.write (static_cast<std::int64_t> (c) * length + start, { components[c], n });
+
+        return isWritten;
     }
 
-    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> frames) override
+    [[nodiscard]] bool finish (ComponentLevel) override { return true; }
+    [[nodiscard]] std::int64_t lengthInSamples() const override { return length; }
+
+    [[nodiscard]] bool
+    read (std::int64_t start, std::size_t n, const ComponentSource::Signals& components) override
     {
-        return file.read (channelLayout::numRendered * start, frames);
+        auto isRead = true;
+
+        for (std::size_t c = 0; c < components.size(); ++c)
+            if (components[c] != nullptr)
+                isRead = isRead
+                         && file.read (static_cast<std::int64_t> (c) * length + start, { components[c], n });
+
+        return isRead;
     }
 
     void addTo (std::uint64_t& sum) const
@@ -162,6 +180,7 @@ public:
 
 private:
     FloatFile file;
+    const std::int64_t length;
 };
 
 FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)
@@ -172,19 +191,13 @@ FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)
 
 FileStorage::~FileStorage() = default;
 
-ScratchPlanes* FileStorage::scratch (int numPlanes, std::int64_t lengthInSamples)
-{
-    scratchPlanes = std::make_unique<Planes> (folder + "/scratch", numPlanes, lengthInSamples);
-    return scratchPlanes.get();
-}
-
 ScratchPlanes* FileStorage::spectrograms (int numPlanes, std::int64_t floatsPerPlane)
 {
     spectrogramPlanes = std::make_unique<Planes> (folder + "/spectrograms", numPlanes, floatsPerPlane);
     return spectrogramPlanes.get();
 }
 
-RenderedTrackSink* FileStorage::rendered (int trackIndex)
+ComponentSink* FileStorage::rendered (int trackIndex)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
     standardResults[i] =
@@ -192,12 +205,12 @@ RenderedTrackSink* FileStorage::rendered (int trackIndex)
     return standardResults[i].get();
 }
 
-RenderedTrackSource* FileStorage::standard (int trackIndex)
+ComponentSource* FileStorage::standard (int trackIndex)
 {
     return standardResults[static_cast<std::size_t> (trackIndex)].get();
 }
 
-RenderedTrackSink* FileStorage::refined (int trackIndex)
+ComponentSink* FileStorage::refined (int trackIndex)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
     refinedResults[i] =

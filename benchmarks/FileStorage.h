@@ -44,7 +44,7 @@ private:
     FloatFile file;
 };
 
-/** Scratch planes and seven-channel results in real files, as the product keeps them. */
+/** Spectrogram planes and components in real files, as the product keeps them. */
 class FileStorage : public AnalysisStorage
 {
 public:
@@ -52,11 +52,10 @@ public:
     FileStorage (std::string folder, std::vector<std::int64_t> lengths);
     ~FileStorage() override;
 
-    ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override;
-    RenderedTrackSink* rendered (int trackIndex) override;
+    ComponentSink* rendered (int trackIndex) override;
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override;
-    RenderedTrackSource* standard (int trackIndex) override;
-    RenderedTrackSink* refined (int trackIndex) override;
+    ComponentSource* standard (int trackIndex) override;
+    ComponentSink* refined (int trackIndex) override;
 
     /** A number that depends on every bit of the results and on their order. */
     [[nodiscard]] std::uint64_t checksum() const;
@@ -67,7 +66,7 @@ private:
 
     const std::string folder;
     const std::vector<std::int64_t> lengths;
-    std::unique_ptr<Planes> scratchPlanes, spectrogramPlanes;
+    std::unique_ptr<Planes> spectrogramPlanes;
     std::vector<std::unique_ptr<Result>> standardResults,
         refinedResults; // by track; null for those not rendered
 };

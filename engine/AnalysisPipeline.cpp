@@ -256,15 +256,11 @@ private:
     {
         const auto withHiHat =
             std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
-        auto* scratch = storage.scratch (scratchPlane::count (withHiHat, options.keepAllComponents),
-                                         result.shape.lengthInSamples);
-
-        if (scratch == nullptr)
-            return AnalysisStatus::storageFailed;
-
-        const RenderingContext context{ result.shape, data, pool, control, *scratch };
+        const RenderingContext context{ result.shape, data, pool, control };
         const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
         const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
+        const auto rendered = [&] (std::optional<std::size_t> i)
+        { return i ? storage.standard (active[*i]) : nullptr; };
 
         // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the
         // tracks.
@@ -298,27 +294,26 @@ private:
             job.similarityThreshold = static_cast<double> (trackShape (index).drumType == DrumType::oh
                                                                ? method::similarityThresholdOverhead
                                                                : method::similarityThreshold);
-            job.hasKickReference = kick.has_value();
-            job.hasSnareReference = snare.has_value();
-            job.keepsAllComponents = options.keepAllComponents;
             job.ownLength = trackShape (index).lengthInSamples;
+            job.sink = storage.rendered (index);
 
-            if (kick == i)
-                job.referencePlane = scratchPlane::kickReference;
-            else if (snare == i)
-                job.referencePlane = scratchPlane::snareReference;
-
-            auto* sink = storage.rendered (index);
-
-            if (sink == nullptr)
+            if (job.sink == nullptr)
                 return AnalysisStatus::storageFailed;
+
+            if (job.isHiHat)
+            {
+                job.kick = rendered (kick);
+                job.snare = rendered (snare);
+            }
+
+            if (options.keepAllComponents)
+                job.allComponents =
+                    [this, index] (int slot, std::int64_t start, std::span<const float> samples)
+                { return storage.component (index, slot, start, samples); };
 
             const auto status = renderTrack (
                 job,
                 context,
-                *sink,
-                [&] (int slot, std::span<const float> samples)
-                { return storage.component (index, slot, samples); },
                 [&] (double done) {
                     progress.set (0.6
                                   + 0.4 * (static_cast<double> (position) + done) / result.shape.numActive);
@@ -344,6 +339,7 @@ private:
             participant.drumType = track.shape.drumType;
             participant.source = track.source;
             participant.ownLength = track.shape.lengthInSamples;
+            participant.level = result.tracks[static_cast<std::size_t> (index)].level;
 
             if (isRenderedType (track.shape.drumType))
             {
@@ -401,17 +397,15 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
     const auto rendering =
         4 * workers * (components * (512 * frameLength / 4 + 4 * frameLength) + 512 * frameLength);
-    const auto numPlanes = static_cast<std::uint64_t> (scratchPlane::count (true, true));
 
     AnalysisForecast forecast;
     forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);
-    forecast.scratchBytes = 4 * numPlanes * static_cast<std::uint64_t> (shape.lengthInSamples);
 
     if (options.method == AnalysisMethod::refined)
     {
         const auto refinement = forecastRefinement (shape, static_cast<int> (workers));
         forecast.memoryBytes = std::max (forecast.memoryBytes, refinement.memoryBytes);
-        forecast.scratchBytes = std::max (forecast.scratchBytes, refinement.scratchBytes);
+        forecast.scratchBytes = refinement.scratchBytes;
     }
 
     return forecast;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/AnalysisSettings.h"
+#include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
 #include "terms/TrackFindings.h"
 
@@ -17,8 +18,7 @@ struct TrackAnalysis
     bool rendered = false; // whether it has channels; the rest holds only then
     std::array<double, channelLayout::numComponents> scores{}; // mean correlation, by component index
     std::array<int, channelLayout::numComponents> slots{};     // component index by slot, best first
-    double gain = 1.0;                                         // of all components
-    double rescaling = 1.0; // below 1 when the first component would peak above 1.0
+    ComponentLevel level;   // of the components, below 1 in rescaling when the first would peak above 1.0
     TrackFindings findings; // refined method only
 };
 
@@ -40,7 +40,7 @@ struct AnalysisResult
     std::vector<TrackAnalysis> tracks; // as given to analyseTracks
 };
 
-/** Bytes that analyseTracks takes from memory and from its scratch planes, for a forecast before it starts.
+/** Bytes that analyseTracks takes from memory and from its spectrogram planes, for a forecast before it starts.
 */
 struct AnalysisForecast
 {

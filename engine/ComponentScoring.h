@@ -43,6 +43,9 @@ loudestFrames (std::span<const double> energies, std::int64_t firstFrame, int nu
 class SimilarityFilter
 {
 public:
+    /** Samples before a sample that its result depends on. */
+    static constexpr std::int64_t memory = 4;
+
     void process (std::span<float> samples);
 
 private:

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "terms/ChannelFolding.h"
+#include "terms/ChannelLayout.h"
+
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -19,7 +24,7 @@ public:
     [[nodiscard]] virtual bool read (std::int64_t start, std::span<float> dest) = 0;
 };
 
-/** Intermediate signals of an analysis, kept outside memory: numPlanes() float signals of equal length.
+/** Planes of an analysis that are kept outside memory: numPlanes() rows of floats of equal length.
 
     Reads and writes of different ranges may come from several worker threads at once. What was never written
     is undefined. A false return ends the analysis with storageFailed; the implementation keeps the reason.
@@ -33,26 +38,36 @@ public:
     [[nodiscard]] virtual bool read (int plane, std::int64_t start, std::span<float> dest) = 0;
 };
 
-/** Takes the result of one rendered track: seven interleaved channels a frame, 0..4 the five best components,
-    5 the residual, 6 the source. Every sample from 0 to the track's own length is written once; ranges come
-    in any order and from several worker threads at once.
+/** Takes the result of one rendered track: its five best components, best first, before their gain. With the
+    source they make the seven channels (terms/ChannelFolding.h). Every sample from 0 to the track's own length
+    is written once; ranges come in any order and from several worker threads at once.
 */
-class RenderedTrackSink
+class ComponentSink
 {
 public:
-    virtual ~RenderedTrackSink() = default;
+    using Signals = std::array<const float*, channelLayout::numBestComponents>;
 
-    /** frames holds 7 * n floats for samples start .. start + n - 1. */
-    [[nodiscard]] virtual bool writeFrames (std::int64_t start, std::span<const float> frames) = 0;
+    virtual ~ComponentSink() = default;
+
+    /** Samples start .. start + n - 1 of all five. */
+    [[nodiscard]] virtual bool write (std::int64_t start, std::size_t n, const Signals& components) = 0;
+
+    /** Once, after the last sample: what the components are to be multiplied with. */
+    [[nodiscard]] virtual bool finish (ComponentLevel level) = 0;
 };
 
-/** Reads the frames that a sink took, in the same layout; from several threads at once. */
-class RenderedTrackSource
+/** Reads back what a sink took, before its gain; from several threads at once. */
+class ComponentSource
 {
 public:
-    virtual ~RenderedTrackSource() = default;
+    using Signals = std::array<float*, channelLayout::numBestComponents>;
 
-    [[nodiscard]] virtual bool readFrames (std::int64_t start, std::span<float> frames) = 0;
+    virtual ~ComponentSource() = default;
+
+    [[nodiscard]] virtual std::int64_t lengthInSamples() const = 0;
+
+    /** Samples start .. start + n - 1, which lie inside, of the components whose pointers are not null. */
+    [[nodiscard]] virtual bool read (std::int64_t start, std::size_t n, const Signals& components) = 0;
 };
 
 /** Where an analysis keeps what does not fit in memory. Called on the thread that runs the analysis. */
@@ -61,31 +76,27 @@ class AnalysisStorage
 public:
     virtual ~AnalysisStorage() = default;
 
-    /** Planes of lengthInSamples floats each, used for one track after the other and released at the end.
-        Returns null when there is no room. */
-    virtual ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) = 0;
+    /** The sink for the best components of the track with this index; null when there is no room. */
+    virtual ComponentSink* rendered (int trackIndex) = 0;
 
-    /** The sink for the seven channels of the track with this index; null when there is no room. */
-    virtual RenderedTrackSink* rendered (int trackIndex) = 0;
+    /** Reads back what the track's first sink took. */
+    virtual ComponentSource* standard (int trackIndex) = 0;
 
-    /** Refined method only, after the last standard track: more planes, beside the scratch planes. */
+    /** Refined method only, after the last standard track: planes of spectra; null when there is no room. */
     virtual ScratchPlanes* spectrograms (int /*numPlanes*/, std::int64_t /*floatsPerPlane*/)
     {
         return nullptr;
     }
 
-    /** Refined method only: reads back what the track's first sink took. */
-    virtual RenderedTrackSource* standard (int /*trackIndex*/) { return nullptr; }
-
     /** Refined method only: a second sink for the track, which replaces the first when the analysis
-        completes. Called track by track; each call says that the standard channels of the track before are no
-        longer needed. */
-    virtual RenderedTrackSink* refined (int /*trackIndex*/) { return nullptr; }
+        completes. Called track by track; each call says that the standard components of the track before are
+        no longer needed. */
+    virtual ComponentSink* refined (int /*trackIndex*/) { return nullptr; }
 
-    /** Only with keepAllComponents: the next samples of a component slot (0 = best) of a track, own length,
-        in order, slot after slot. */
+    /** Only with keepAllComponents: samples of a component slot (0 = best) of a track from start on, at their
+        true level. Every sample to the track's own length comes once, in any order, from several threads. */
     [[nodiscard]] virtual bool
-    component (int /*trackIndex*/, int /*slot*/, std::span<const float> /*samples*/)
+    component (int /*trackIndex*/, int /*slot*/, std::int64_t /*start*/, std::span<const float> /*samples*/)
     {
         return true;
     }

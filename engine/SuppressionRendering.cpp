@@ -47,29 +47,6 @@ ChannelWeights SuppressionRule::toWeights() const
     return result;
 }
 
-void foldChannels (std::span<float> frames,
-                   const std::array<const float*, channelLayout::numBestComponents>& best,
-                   std::span<const float> source)
-{
-    assert (frames.size() == channelLayout::numRendered * source.size());
-    auto* frame = frames.data();
-
-    for (std::size_t i = 0; i < source.size(); ++i)
-    {
-        float sum = 0.0f;
-
-        for (std::size_t c = 0; c < best.size(); ++c)
-        {
-            frame[c] = best[c][i];
-            sum += frame[c];
-        }
-
-        frame[channelLayout::residual] = source[i] - sum;
-        frame[channelLayout::source] = source[i];
-        frame += channelLayout::numRendered;
-    }
-}
-
 float renderSuppression (std::span<float> dest, std::span<const float> frames, const SuppressionRule& rule)
 {
     assert (frames.size() == channelLayout::numRendered * dest.size());

@@ -27,13 +27,6 @@ struct SuppressionRule
     [[nodiscard]] ChannelWeights toWeights() const;
 };
 
-/** Folds the five best components and the source into interleaved seven-channel frames: channel 5 becomes
-    source minus their sum (taken in ascending order), so that channels 0..5 rebuild the source. frames holds
-    7 * source.size() floats. */
-void foldChannels (std::span<float> frames,
-                   const std::array<const float*, channelLayout::numBestComponents>& best,
-                   std::span<const float> source);
-
 /** Renders interleaved seven-channel frames to the processed signal by the rule: dest.size() frames, frames
     holds 7 * dest.size() floats. Sums channel by channel in ascending order, then mixes back. dest must not
     overlap frames. Returns the largest absolute output value.

@@ -13,18 +13,9 @@
 namespace tessivar
 {
 
-int scratchPlane::count (bool hasHiHat, bool keepsAllComponents)
-{
-    if (hasHiHat)
-        return snareReference + 1;
-
-    return keepsAllComponents ? channelLayout::numComponents : channelLayout::numBestComponents;
-}
-
 namespace
 {
 constexpr std::int64_t segmentHops = 512;
-constexpr std::int64_t foldBlock = 32768; // samples
 
 class TrackRendering
 {
@@ -42,39 +33,22 @@ public:
         progress (1.0 / 12.0);
     }
 
-    AnalysisStatus run (RenderedTrackSink& sink,
-                        const std::function<bool (int, std::span<const float>)>& componentSink)
+    AnalysisStatus run()
     {
         if (! score())
             return status;
 
         result.slots = orderByScore (result.scores);
         progress (1.0 / 6.0);
+        const auto isTwice = job.isHiHat || job.allComponents;
 
-        if (! renderComponents())
+        if (isTwice ? ! measure() || ! render (0.5) : ! render (1.0 / 6.0) || ! conclude())
             return status;
 
-        if (job.isHiHat && ! orderHiHat())
-            return status;
-
-        const auto gain = componentGain (sourceEnergy, componentEnergy);
-        const auto firstPeak = peaks[static_cast<std::size_t> (result.slots[0])] * gain;
-        const auto rescaling = rescalingFactor (firstPeak);
-        result.gain = static_cast<double> (gain);
-        result.rescaling = static_cast<double> (rescaling);
-        progress (5.0 / 12.0);
-
-        if (job.referencePlane && ! makeReference())
-            return status;
-
-        progress (0.5);
-
-        if (! fold (sink, gain, rescaling)
-            || (job.keepsAllComponents && ! handOver (componentSink, gain, rescaling)))
-            return status;
-
-        result.rendered = true;
-        return AnalysisStatus::completed;
+        rescale();
+        status = completedIf (job.sink->finish (result.level), AnalysisStatus::storageFailed);
+        result.rendered = status == AnalysisStatus::completed;
+        return status;
     }
 
 private:
@@ -137,83 +111,254 @@ private:
         return isDone;
     }
 
-    [[nodiscard]] bool needsAllPlanes() const { return job.isHiHat || job.keepsAllComponents; }
-
-    /** The raw plane of a slot: by component index where all ten are kept, else by slot. */
-    [[nodiscard]] int planeOf (std::size_t slot) const
+    /** What a stretch of the track adds up to. */
+    struct Sums
     {
-        return scratchPlane::firstComponent
-               + (needsAllPlanes() ? result.slots[slot] : static_cast<int> (slot));
+        double source = 0.0;
+        ComponentValues component{};
+        std::array<float, channelLayout::numComponents> peak{};
+        std::array<bool, channelLayout::numComponents> hasFinite{};
+    };
+
+    /** Products of the filtered components of a stretch with a filtered reference. */
+    struct Likeness
+    {
+        ComponentValues product{}, energy{};
+        double reference = 0.0;
+    };
+
+    /** A rendered stretch of the track, as the passes see it. */
+    struct Stretch
+    {
+        std::size_t item = 0;
+        std::int64_t first = 0;
+        std::size_t length = 0, lead = 0; // samples that were rendered ahead of the first
+        const ComponentRenderer::Segment& segment;
+
+        /** From the stretch's first sample on. */
+        [[nodiscard]] const float* component (std::size_t k) const { return segment.component (k) + lead; }
+    };
+
+    [[nodiscard]] std::int64_t segmentLength() const { return segmentHops * context.shape.rate.hop; }
+
+    [[nodiscard]] std::size_t numSegments() const
+    {
+        return static_cast<std::size_t> ((context.shape.lengthInSamples + segmentLength() - 1)
+                                         / segmentLength());
     }
 
-    /** Streams the track once; the kept components go to the scratch planes as they are. */
-    bool renderComponents()
+    /** Renders the track once, summing up, from first to last share of the progress. lead: samples that a
+        stretch begins earlier, but for the first one. */
+    bool stream (std::int64_t lead,
+                 double firstShare,
+                 double lastShare,
+                 const std::function<AnalysisStatus (const Stretch&)>& use)
     {
-        const auto segmentLength = segmentHops * context.shape.rate.hop;
-        const auto numSegments =
-            static_cast<std::size_t> ((context.shape.lengthInSamples + segmentLength - 1) / segmentLength);
-
-        struct Sums
-        {
-            double source = 0.0;
-            ComponentValues component{};
-            std::array<float, channelLayout::numComponents> peak{};
-            std::array<bool, channelLayout::numComponents> hasFinite{};
-        };
-
-        std::vector<Sums> sums (numSegments);
         std::vector<ComponentRenderer::Segment> segments (renderers.size());
+        sums.assign (numSegments(), {});
+        const auto numSteps = static_cast<int> (std::lround ((lastShare - firstShare) * 60.0));
+        int step = 1;
 
-        const auto isDone = forEach (
-            numSegments,
+        return forEach (
+            numSegments(),
             [&] (std::size_t item, int worker)
             {
                 auto& segment = segments[static_cast<std::size_t> (worker)];
-                const auto first = static_cast<std::int64_t> (item) * segmentLength;
-                const auto end = std::min (first + segmentLength, context.shape.lengthInSamples);
-                const auto length = static_cast<std::size_t> (end - first);
+                const auto first = static_cast<std::int64_t> (item) * segmentLength();
+                const auto end = std::min (first + segmentLength(), context.shape.lengthInSamples);
+                const auto begin = std::max (first - lead, std::int64_t{ 0 });
 
-                if (! renderer (worker).renderSegment (*job.signal, first, end, context.shape, segment))
+                if (! renderer (worker).renderSegment (*job.signal, begin, end, context.shape, segment))
                     return AnalysisStatus::readFailed;
 
-                auto& mine = sums[item];
-                mine.source = kernels::sumOfSquares (segment.source.data(), length);
+                const Stretch stretch{ item,
+                                       first,
+                                       static_cast<std::size_t> (end - first),
+                                       static_cast<std::size_t> (first - begin),
+                                       segment };
+                sumUp (stretch);
+                return use (stretch);
+            },
+            [&] (double done)
+            {
+                for (; static_cast<double> (step) <= done * static_cast<double> (numSteps); ++step)
+                    progress (firstShare + step / 60.0);
+            });
+    }
+
+    void sumUp (const Stretch& stretch)
+    {
+        auto& mine = sums[stretch.item];
+        mine.source = kernels::sumOfSquares (stretch.segment.source.data() + stretch.lead, stretch.length);
+
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+        {
+            const auto* samples = stretch.component (k);
+            mine.component[k] = kernels::sumOfSquares (samples, stretch.length);
+            mine.peak[k] = kernels::peakLevel (samples, stretch.length);
+            // A finite sum proves that all samples are finite.
+            mine.hasFinite[k] = std::isfinite (mine.component[k])
+                                || std::any_of (samples,
+                                                samples + stretch.length,
+                                                [] (float x) { return std::isfinite (x); });
+        }
+    }
+
+    /** Renders the track for its sums alone, and orders the components of a HiHat track. */
+    bool measure()
+    {
+        std::array<std::vector<Likeness>, 2> likeness; // to Kick and Snare
+        likeness.fill (std::vector<Likeness> (job.isHiHat ? numSegments() : 0));
+        const std::array<ComponentSource*, 2> references{ job.kick, job.snare };
+
+        const auto compare = [&] (const Stretch& stretch)
+        {
+            for (std::size_t r = 0; job.isHiHat && r < references.size(); ++r)
+                if (references[r] != nullptr
+                    && ! compareWith (*references[r], stretch, likeness[r][stretch.item]))
+                    return AnalysisStatus::storageFailed;
+
+            return AnalysisStatus::completed;
+        };
+
+        if (! stream (SimilarityFilter::memory, 1.0 / 6.0, 0.5, compare) || ! conclude())
+            return false;
+
+        if (job.isHiHat)
+            orderHiHat (likeness);
+
+        rescale();
+        return true;
+    }
+
+    /** The stretch with what lies ahead of it, filtered; what the filter's start makes wrong is cut off. */
+    static std::vector<float> filtered (const float* samples, const Stretch& stretch)
+    {
+        std::vector<float> result (samples, samples + stretch.lead + stretch.length);
+        SimilarityFilter().process (result);
+        result.erase (result.begin(), result.begin() + static_cast<std::ptrdiff_t> (stretch.lead));
+        return result;
+    }
+
+    /** Against the first component of the reference, without its gain, as level does not matter to a
+        correlation. False when that can't be read. */
+    static bool compareWith (ComponentSource& source, const Stretch& stretch, Likeness& likeness)
+    {
+        // Silence past the end of a shorter track.
+        std::vector<float> samples (stretch.lead + stretch.length);
+        const auto begin = stretch.first - static_cast<std::int64_t> (stretch.lead);
+        const auto left = std::clamp<std::int64_t> (
+            source.lengthInSamples() - begin, 0, static_cast<std::int64_t> (samples.size()));
+
+        if (left > 0 && ! source.read (begin, static_cast<std::size_t> (left), { samples.data() }))
+            return false;
+
+        const auto reference = filtered (samples.data(), stretch);
+        likeness.reference = kernels::sumOfSquares (reference.data(), stretch.length);
+
+        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+        {
+            const auto component = filtered (stretch.segment.component (k), stretch);
+            likeness.energy[k] = kernels::sumOfSquares (component.data(), stretch.length);
+            likeness.product[k] = kernels::dotProduct (component.data(), reference.data(), stretch.length);
+        }
+
+        return true;
+    }
+
+    /** Similarities of the ten components with the Kick and the Snare reference, then the slots. */
+    void orderHiHat (const std::array<std::vector<Likeness>, 2>& likeness)
+    {
+        std::array<ComponentValues, 2> similarities{};
+
+        for (std::size_t r = 0; r < similarities.size(); ++r)
+        {
+            Likeness total;
+
+            for (const auto& part : likeness[r])
+            {
+                total.reference += part.reference;
 
                 for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
                 {
-                    const auto* samples = segment.component (k);
-                    mine.component[k] = kernels::sumOfSquares (samples, length);
-                    mine.peak[k] = kernels::peakLevel (samples, length);
-                    // A finite sum proves that all samples are finite.
-                    mine.hasFinite[k] = std::isfinite (mine.component[k])
-                                        || std::any_of (samples,
-                                                        samples + length,
-                                                        [] (float x) { return std::isfinite (x); });
+                    total.product[k] += part.product[k];
+                    total.energy[k] += part.energy[k];
                 }
+            }
 
-                const auto numKept =
-                    needsAllPlanes() ? channelLayout::numComponents : channelLayout::numBestComponents;
+            for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+                similarities[r][k] = correlation (total.product[k], total.energy[k], total.reference);
 
-                for (std::size_t slot = 0; slot < static_cast<std::size_t> (numKept); ++slot)
-                {
-                    if (context.control.stopRequested()) // each is megabytes for a disk that may be busy
-                        return AnalysisStatus::stopped;
+            similarities[r] = normalisedSimilarities (similarities[r]);
+        }
 
-                    if (! context.scratch.write (
-                            planeOf (slot),
-                            first,
-                            { segment.component (static_cast<std::size_t> (result.slots[slot])), length }))
-                        return AnalysisStatus::storageFailed;
-                }
+        const auto given = [&] (const ComponentSource* reference, std::size_t r) {
+            return reference != nullptr ? std::span<const double> (similarities[r])
+                                        : std::span<const double>();
+        };
+        result.slots = hiHatSlots (result.slots,
+                                   given (job.kick, 0),
+                                   given (job.snare, 1),
+                                   job.similarityThreshold,
+                                   componentEnergies);
+    }
 
-                return AnalysisStatus::completed;
-            },
-            [&] (double done) { progress (1.0 / 6.0 + std::floor (done * 10.0) / 60.0); });
+    /** Renders the track for those who keep its components. */
+    bool render (double firstShare)
+    {
+        return stream (0,
+                       firstShare,
+                       1.0,
+                       [&] (const Stretch& stretch)
+                       {
+                           const auto left = job.ownLength - stretch.first;
 
-        if (! isDone)
+                           if (left <= 0)
+                               return AnalysisStatus::completed;
+
+                           // Each is megabytes for a disk that may be busy.
+                           if (context.control.stopRequested())
+                               return AnalysisStatus::stopped;
+
+                           const auto n = static_cast<std::size_t> (
+                               std::min (left, static_cast<std::int64_t> (stretch.length)));
+                           return completedIf (store (stretch, n), AnalysisStatus::storageFailed);
+                       });
+    }
+
+    bool store (const Stretch& stretch, std::size_t n)
+    {
+        ComponentSink::Signals best{};
+
+        for (std::size_t slot = 0; slot < best.size(); ++slot)
+            best[slot] = stretch.component (static_cast<std::size_t> (result.slots[slot]));
+
+        if (! job.sink->write (stretch.first, n, best))
             return false;
 
+        std::vector<float> samples (job.allComponents ? n : 0);
+
+        for (int slot = 0; slot < channelLayout::numComponents && job.allComponents; ++slot)
+        {
+            const auto* raw =
+                stretch.component (static_cast<std::size_t> (result.slots[static_cast<std::size_t> (slot)]));
+            std::transform (
+                raw, raw + n, samples.begin(), [&] (float x) { return result.level.applyTo (x); });
+
+            if (! job.allComponents (slot, stretch.first, samples))
+                return false;
+        }
+
+        return true;
+    }
+
+    /** Adds up the stretches; false when a component holds no number. */
+    bool conclude()
+    {
+        double sourceEnergy = 0.0, allEnergies = 0.0;
         std::array<bool, channelLayout::numComponents> hasFinite{};
+        componentEnergies = {};
+        peaks = {};
 
         for (const auto& part : sums)
         {
@@ -221,192 +366,24 @@ private:
 
             for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
             {
-                componentEnergy += part.component[k];
+                allEnergies += part.component[k];
                 componentEnergies[k] += part.component[k];
                 peaks[k] = std::max (peaks[k], part.peak[k]);
                 hasFinite[k] = hasFinite[k] || part.hasFinite[k];
             }
         }
 
+        result.level.gain = componentGain (sourceEnergy, allEnergies);
         status = completedIf (std::all_of (hasFinite.begin(), hasFinite.end(), [] (bool x) { return x; }),
                               AnalysisStatus::numericalFailure);
         return status == AnalysisStatus::completed;
     }
 
-    /** Calls work with consecutive pieces of a length. */
-    AnalysisStatus inPieces (std::int64_t length,
-                             const std::function<AnalysisStatus (std::int64_t, std::size_t)>& work)
+    /** Known once the slots are. */
+    void rescale()
     {
-        for (std::int64_t start = 0; start < length; start += foldBlock)
-        {
-            if (context.control.stopRequested())
-                return AnalysisStatus::stopped;
-
-            const auto outcome =
-                work (start, static_cast<std::size_t> (std::min (foldBlock, length - start)));
-
-            if (outcome != AnalysisStatus::completed)
-                return outcome;
-        }
-
-        return AnalysisStatus::completed;
-    }
-
-    /** Similarities of the ten components with the Kick and the Snare reference, then the slots. */
-    bool orderHiHat()
-    {
-        constexpr int planes[]{ scratchPlane::kickReference, scratchPlane::snareReference };
-        const bool isGiven[]{ job.hasKickReference, job.hasSnareReference };
-        ComponentValues similarities[2]{};
-
-        const auto compare = [&] (std::size_t k, int)
-        {
-            SimilarityFilter filter;
-            std::vector<float> component (foldBlock), reference (foldBlock);
-            double energy = 0.0, product[2]{}, referenceEnergy[2]{};
-
-            const auto outcome =
-                inPieces (context.shape.lengthInSamples,
-                          [&] (std::int64_t start, std::size_t n)
-                          {
-                              const std::span<float> samples{ component.data(), n };
-
-                              if (! context.scratch.read (
-                                      scratchPlane::firstComponent + static_cast<int> (k), start, samples))
-                                  return AnalysisStatus::storageFailed;
-
-                              filter.process (samples);
-                              energy += kernels::sumOfSquares (component.data(), n);
-
-                              for (int r = 0; r < 2; ++r)
-                              {
-                                  if (! isGiven[r])
-                                      continue;
-
-                                  if (! context.scratch.read (planes[r], start, { reference.data(), n }))
-                                      return AnalysisStatus::storageFailed;
-
-                                  product[r] += kernels::dotProduct (component.data(), reference.data(), n);
-                                  referenceEnergy[r] += kernels::sumOfSquares (reference.data(), n);
-                              }
-
-                              return AnalysisStatus::completed;
-                          });
-
-            for (int r = 0; r < 2; ++r)
-                similarities[r][k] = correlation (product[r], energy, referenceEnergy[r]);
-
-            return outcome;
-        };
-
-        if (! forEach (channelLayout::numComponents, compare))
-            return false;
-
-        for (auto& values : similarities)
-            values = normalisedSimilarities (values);
-
-        const auto given = [&] (int r)
-        { return isGiven[r] ? std::span<const double> (similarities[r]) : std::span<const double>(); };
-        result.slots =
-            hiHatSlots (result.slots, given (0), given (1), job.similarityThreshold, componentEnergies);
-        return true;
-    }
-
-    /** The first component, filtered and rectified, for the HiHat tracks, which come last. Without its gain,
-        as level does not matter to a correlation. */
-    bool makeReference()
-    {
-        SimilarityFilter filter;
-        std::vector<float> samples (foldBlock);
-
-        status = inPieces (context.shape.lengthInSamples,
-                           [&] (std::int64_t start, std::size_t n)
-                           {
-                               const std::span<float> piece{ samples.data(), n };
-
-                               if (! context.scratch.read (planeOf (0), start, piece))
-                                   return AnalysisStatus::storageFailed;
-
-                               filter.process (piece);
-                               return completedIf (context.scratch.write (*job.referencePlane, start, piece),
-                                                   AnalysisStatus::storageFailed);
-                           });
-        return status == AnalysisStatus::completed;
-    }
-
-    static void scaleInPlace (std::span<float> samples, float gain, float rescaling)
-    {
-        // Deliberately two roundings: gain first, then rescaling.
-        if (rescaling == 1.0f)
-            for (auto& x : samples)
-                x *= gain;
-        else
-            for (auto& x : samples)
-                x = x * gain * rescaling;
-    }
-
-    bool fold (RenderedTrackSink& sink, float gain, float rescaling)
-    {
-        const auto numBlocks = static_cast<std::size_t> ((job.ownLength + foldBlock - 1) / foldBlock);
-
-        const auto foldOne = [&] (std::size_t item, int)
-        {
-            const auto start = static_cast<std::int64_t> (item) * foldBlock;
-            const auto n = static_cast<std::size_t> (std::min (foldBlock, job.ownLength - start));
-            std::array<std::vector<float>, channelLayout::numBestComponents> best;
-            std::array<const float*, channelLayout::numBestComponents> pointers{};
-            std::vector<float> source (n), frames (n * channelLayout::numRendered);
-
-            for (std::size_t slot = 0; slot < best.size(); ++slot)
-            {
-                best[slot].resize (n);
-
-                if (! context.scratch.read (planeOf (slot), start, best[slot]))
-                    return AnalysisStatus::storageFailed;
-
-                scaleInPlace (best[slot], gain, rescaling);
-                pointers[slot] = best[slot].data();
-            }
-
-            if (! job.signal->read (context.shape.paddingSamples + start, source))
-                return AnalysisStatus::readFailed;
-
-            foldChannels (frames, pointers, source);
-            return completedIf (sink.writeFrames (start, frames), AnalysisStatus::storageFailed);
-        };
-
-        return forEach (numBlocks,
-                        foldOne,
-                        [&] (double done)
-                        {
-                            // First the sum is counted, then the residual.
-                            progress (done <= 0.5
-                                          ? 0.5 + 0.125 * std::floor (2.0 * done * 20.0) / 20.0
-                                          : 0.625 + 0.125 * std::floor ((2.0 * done - 1.0) * 4.0) / 4.0);
-                        });
-    }
-
-    bool handOver (const std::function<bool (int, std::span<const float>)>& componentSink,
-                   float gain,
-                   float rescaling)
-    {
-        std::vector<float> samples (foldBlock);
-
-        for (int slot = 0; slot < channelLayout::numComponents && status == AnalysisStatus::completed; ++slot)
-            status = inPieces (
-                job.ownLength,
-                [&] (std::int64_t start, std::size_t n)
-                {
-                    const std::span<float> piece{ samples.data(), n };
-
-                    if (! context.scratch.read (planeOf (static_cast<std::size_t> (slot)), start, piece))
-                        return AnalysisStatus::storageFailed;
-
-                    scaleInPlace (piece, gain, rescaling);
-                    return completedIf (componentSink (slot, piece), AnalysisStatus::storageFailed);
-                });
-
-        return status == AnalysisStatus::completed;
+        const auto firstPeak = peaks[static_cast<std::size_t> (result.slots[0])] * result.level.gain;
+        result.level.rescaling = rescalingFactor (firstPeak);
     }
 
     const TrackRenderingJob& job;
@@ -416,7 +393,7 @@ private:
     LinearBases bases;
     std::vector<std::unique_ptr<ComponentRenderer>> renderers;
     AnalysisStatus status = AnalysisStatus::completed; // or why a step failed
-    double sourceEnergy = 0.0, componentEnergy = 0.0;
+    std::vector<Sums> sums;                            // by segment
     ComponentValues componentEnergies{};
     std::array<float, channelLayout::numComponents> peaks{};
 };
@@ -424,12 +401,10 @@ private:
 
 AnalysisStatus renderTrack (const TrackRenderingJob& job,
                             const RenderingContext& context,
-                            RenderedTrackSink& sink,
-                            const std::function<bool (int, std::span<const float>)>& componentSink,
                             const std::function<void (double)>& progress,
                             TrackAnalysis& result)
 {
-    return TrackRendering (job, context, progress, result).run (sink, componentSink);
+    return TrackRendering (job, context, progress, result).run();
 }
 
 } // namespace tessivar

@@ -9,8 +9,9 @@
 #include "engine/numerics/WorkerPool.h"
 #include "terms/WorkControl.h"
 
+#include <cstdint>
 #include <functional>
-#include <optional>
+#include <span>
 #include <vector>
 
 namespace tessivar
@@ -23,18 +24,10 @@ struct RenderingContext
     const AnalysisData& data;
     WorkerPool& pool;
     const WorkControl& control; // its progress is not used
-    ScratchPlanes& scratch;
 };
 
-/** Planes of the scratch store. */
-namespace scratchPlane
-{
-inline constexpr int firstComponent = 0; // ten for HiHat tracks or when all are kept, else five
-inline constexpr int kickReference = 10, snareReference = 11;
-
-/** Planes that a Group needs. */
-[[nodiscard]] int count (bool hasHiHat, bool keepsAllComponents);
-} // namespace scratchPlane
+/** Takes samples from start on of a component slot. */
+using ComponentConsumer = std::function<bool (int slot, std::int64_t start, std::span<const float> samples)>;
 
 struct TrackRenderingJob
 {
@@ -45,27 +38,25 @@ struct TrackRenderingJob
     std::vector<std::int64_t> loudest; // frames that the scores are taken from
     bool isHiHat = false;
     double similarityThreshold = 0.0; // of a HiHat track
-    bool hasKickReference = false, hasSnareReference = false;
-    std::optional<int> referencePlane; // where this track's first component becomes a reference
-    bool keepsAllComponents = false;
-    std::int64_t ownLength = 0; // samples
+    ComponentSource* kick = nullptr;  // of a HiHat track: what was rendered of the first Kick and Snare track
+    ComponentSource* snare = nullptr;
+    std::int64_t ownLength = 0;        // samples
+    ComponentSink* sink = nullptr;     // for the five best components
+    ComponentConsumer allComponents{}; // for all ten at their true level; empty when nobody wants them
 };
 
-/** Renders, scores and orders the ten component signals of one track and folds them into the sink's seven
-    channels.
+/** Renders, scores and orders the ten component signals of one track and hands over the five best.
 
-    First only the loudest frames are rendered, for the scores; then the track is streamed once, in segments
-    of 512 hops, into raw planes of the scratch store (the best five, or all ten where a later step needs
-    them); last the planes are scaled, summed and interleaved. Results do not depend on the number of workers.
-    progress gets the finished share of the track, 0..1, in coarse steps. Returns completed, stopped,
-    readFailed, storageFailed or numericalFailure.
+    First only the loudest frames are rendered, for the scores; then the track is streamed once, in segments of
+    512 hops. HiHat tracks are streamed twice, as their order takes all ten components in their whole length,
+    and so are tracks whose ten components are wanted at their true level. That computes no more than storing
+    ten signals costs, and needs no room. Results do not depend on the number of workers. progress gets the
+    finished share of the track, 0..1, in coarse steps. Returns completed, stopped, readFailed, storageFailed
+    or numericalFailure.
 */
-[[nodiscard]] AnalysisStatus
-renderTrack (const TrackRenderingJob& job,
-             const RenderingContext& context,
-             RenderedTrackSink& sink,
-             const std::function<bool (int slot, std::span<const float>)>& componentSink,
-             const std::function<void (double)>& progress,
-             TrackAnalysis& result);
+[[nodiscard]] AnalysisStatus renderTrack (const TrackRenderingJob& job,
+                                          const RenderingContext& context,
+                                          const std::function<void (double)>& progress,
+                                          TrackAnalysis& result);
 
 } // namespace tessivar

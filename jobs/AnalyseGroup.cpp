@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <span>
@@ -19,7 +20,6 @@ namespace tessivar
 
 namespace
 {
-constexpr std::uint64_t bytesPerRenderedSample = channelLayout::numRendered * sizeof (float);
 constexpr std::uint64_t bytesPerComponentSample = channelLayout::numComponents * sizeof (float);
 
 std::uint64_t lengthOf (const TrackState& track)
@@ -48,80 +48,58 @@ public:
     {
     }
 
-    ScratchPlanes* scratch (int numPlanes, std::int64_t lengthInSamples) override
+    ComponentSink* rendered (int trackIndex) override
     {
-        return makePlanes (scratchPlanes, numPlanes, lengthInSamples);
+        return makeComponents (at (trackIndex).standard, trackIndex);
     }
 
-    RenderedTrackSink* rendered (int trackIndex) override
+    ComponentSource* standard (int trackIndex) override
     {
-        auto& result = results[static_cast<std::size_t> (trackIndex)];
-        result.rendered = make (bytesPerRenderedSample * length (trackIndex));
-
-        if (result.rendered != nullptr)
-            result.sink.emplace (result.rendered);
-
-        return result.sink ? &*result.sink : nullptr;
+        auto& result = at (trackIndex);
+        return result.standard ? &*result.standard : nullptr;
     }
 
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override
     {
-        // The component planes are no longer needed, and there need not be room for both.
-        scratchPlanes.reset();
-        return makePlanes (spectrogramPlanes, numPlanes, floatsPerPlane);
+        const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
+                          * sizeof (float);
+
+        if (auto file = make (size))
+            spectrogramPlanes.emplace (std::move (file), floatsPerPlane);
+
+        return spectrogramPlanes ? &*spectrogramPlanes : nullptr;
     }
 
-    RenderedTrackSource* standard (int trackIndex) override
+    ComponentSink* refined (int trackIndex) override
     {
-        auto& result = results[static_cast<std::size_t> (trackIndex)];
-        return result.sink ? &*result.sink : nullptr;
-    }
+        auto& result = at (trackIndex);
 
-    RenderedTrackSink* refined (int trackIndex) override
-    {
-        auto& result = results[static_cast<std::size_t> (trackIndex)];
-        const auto size = bytesPerRenderedSample * length (trackIndex);
-
-        // The standard channels of the previous track are no longer needed. Their file already has its room
+        // The standard components of the previous track are no longer needed. Their file already has its room
         // on disk.
         if (const auto done = std::exchange (lastRefined, static_cast<std::size_t> (trackIndex));
             done < results.size())
-        {
-            results[done].sink.reset();
+            if (auto old = std::exchange (results[done].standard, std::nullopt);
+                old && old->storeFile()->sizeInBytes() == componentBytes (trackIndex))
+                return &result.refined.emplace (old->storeFile());
 
-            if (auto file = std::exchange (results[done].rendered, nullptr);
-                file != nullptr && file->sizeInBytes() == size)
-                result.refined = std::move (file);
-        }
-
-        if (result.refined == nullptr)
-            result.refined = make (size);
-
-        if (result.refined != nullptr)
-            result.refinedSink.emplace (result.refined);
-
-        return result.refinedSink ? &*result.refinedSink : nullptr;
+        return makeComponents (result.refined, trackIndex);
     }
 
-    bool component (int trackIndex, int slot, std::span<const float> samples) override
+    bool component (int trackIndex, int slot, std::int64_t start, std::span<const float> samples) override
     {
-        auto& result = results[static_cast<std::size_t> (trackIndex)];
+        auto& result = at (trackIndex);
 
-        if (result.components == nullptr)
-            result.components = make (bytesPerComponentSample * length (trackIndex));
-
-        if (result.components == nullptr)
-            return false;
-
-        if (slot != result.slot)
         {
-            result.slot = slot;
-            result.position = 0;
+            const std::lock_guard lock (componentLock);
+
+            if (result.components == nullptr)
+                result.components = make (bytesPerComponentSample * length (trackIndex));
         }
 
-        const auto first = slot * static_cast<std::int64_t> (length (trackIndex)) + result.position;
-        result.position += static_cast<std::int64_t> (samples.size());
-        return writeSamples (*result.components, first, samples);
+        return result.components != nullptr
+               && writeSamples (*result.components,
+                                slot * static_cast<std::int64_t> (length (trackIndex)) + start,
+                                samples);
     }
 
     /** Why the engine got no room, or a write failed; empty when neither happened. */
@@ -130,14 +108,18 @@ public:
         if (creationFailure.isNotEmpty())
             return creationFailure;
 
-        for (const auto* planes : { &scratchPlanes, &spectrogramPlanes })
-            if (*planes && (*planes)->lastError().isNotEmpty())
-                return (*planes)->lastError();
+        if (spectrogramPlanes && spectrogramPlanes->lastError().isNotEmpty())
+            return spectrogramPlanes->lastError();
 
         for (const auto& result : results)
-            for (const auto& file : { result.rendered, result.refined, result.components })
-                if (file != nullptr && file->lastError().isNotEmpty())
-                    return file->lastError();
+        {
+            for (const auto* signals : { &result.standard, &result.refined })
+                if (*signals && (*signals)->storeFile()->lastError().isNotEmpty())
+                    return (*signals)->storeFile()->lastError();
+
+            if (result.components != nullptr && result.components->lastError().isNotEmpty())
+                return result.components->lastError();
+        }
 
         return {};
     }
@@ -148,8 +130,8 @@ public:
     {
         auto& result = results[index];
 
-        if (const auto& rendered = result.refined != nullptr ? result.refined : result.rendered)
-            track.rendered = std::make_shared<StoreSamples> (rendered, channelLayout::numRendered);
+        if (const auto& signals = result.refined ? result.refined : result.standard)
+            track.rendered = signals->withSource (tracks[index].source);
 
         track.components = std::move (result.components);
     }
@@ -157,11 +139,11 @@ public:
 private:
     struct TrackResult
     {
-        std::shared_ptr<StoreFile> rendered, refined, components;
-        std::optional<StoreSink> sink, refinedSink;
-        int slot = -1;             // component being written
-        std::int64_t position = 0; // its next sample
+        std::optional<StoreComponents> standard, refined;
+        std::shared_ptr<StoreFile> components; // all ten
     };
+
+    [[nodiscard]] TrackResult& at (int trackIndex) { return results[static_cast<std::size_t> (trackIndex)]; }
 
     [[nodiscard]] std::uint64_t length (int trackIndex) const
     {
@@ -180,21 +162,24 @@ private:
         return file;
     }
 
-    ScratchPlanes* makePlanes (std::optional<StorePlanes>& planes, int numPlanes, std::int64_t floatsPerPlane)
+    [[nodiscard]] std::uint64_t componentBytes (int trackIndex) const
     {
-        const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
-                          * sizeof (float);
+        return ComponentFile::sizeFor (static_cast<std::int64_t> (length (trackIndex)));
+    }
 
-        if (auto file = make (size))
-            planes.emplace (std::move (file), floatsPerPlane);
+    ComponentSink* makeComponents (std::optional<StoreComponents>& signals, int trackIndex)
+    {
+        if (auto file = make (componentBytes (trackIndex)))
+            signals.emplace (std::move (file));
 
-        return planes ? &*planes : nullptr;
+        return signals ? &*signals : nullptr;
     }
 
     TemporaryStore& store;
     std::span<const TrackState> tracks;
     std::vector<TrackResult> results;
-    std::optional<StorePlanes> scratchPlanes, spectrogramPlanes;
+    std::optional<StorePlanes> spectrogramPlanes;
+    std::mutex componentLock; // guards the making of components
     juce::String creationFailure;
 };
 
@@ -307,17 +292,17 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
         if (track.takesPart())
         {
             longest = std::max (longest, length);
-            forecast.diskNeeded +=
-                length * (bytesPerRenderedSample + (options.keepAllComponents ? bytesPerComponentSample : 0));
+            forecast.diskNeeded += ComponentFile::sizeFor (track.lengthInSamples())
+                                   + (options.keepAllComponents ? length * bytesPerComponentSample : 0);
         }
 
         if (track.source == nullptr)
             forecast.diskNeeded += length * sizeof (float);
     }
 
-    // One track at a time has its standard channels beside the refined ones.
+    // One track at a time has its standard components beside the refined ones.
     if (options.method == AnalysisMethod::refined)
-        forecast.diskNeeded += longest * bytesPerRenderedSample;
+        forecast.diskNeeded += ComponentFile::sizeFor (static_cast<std::int64_t> (longest));
 
     return forecast;
 }

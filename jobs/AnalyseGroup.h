@@ -19,7 +19,7 @@ struct RoomForecast
 {
     std::uint64_t memoryNeeded = 0;
     std::uint64_t memoryFree = 0; // UINT64_MAX when the system doesn't say
-    std::uint64_t diskNeeded = 0; // scratch, rendered tracks, components, and sources not yet imported
+    std::uint64_t diskNeeded = 0; // spectra, rendered tracks, components, and sources not yet imported
     std::uint64_t diskFree = 0;   // UINT64_MAX when the system doesn't say
 
     /** noRoom when something does not fit; the reason names the bytes needed and the bytes free. */
@@ -51,7 +51,8 @@ struct GroupAnalysis
 /** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is
     ignored.
 
-    Tracks that take part get seven channels in store; the others, none. The Group itself is not touched; what
+    Tracks that take part get seven channels, folded from five components in store and their source; the
+    others, none. The Group itself is not touched; what
     becomes of its knobs is told by Group::AnalysedTrack::applyTo(). Memory that runs out ends as noRoom. On
     any thread.
 */

@@ -1,7 +1,6 @@
 #include "jobs/StoreSignals.h"
 
 #include "engine/AnalysisSettings.h"
-#include "terms/ChannelLayout.h"
 
 #include <algorithm>
 
@@ -49,16 +48,6 @@ bool StorePlanes::write (int plane, std::int64_t start, std::span<const float> s
 bool StorePlanes::read (int plane, std::int64_t start, std::span<float> dest)
 {
     return readSamples (*file, plane * length + start, dest);
-}
-
-bool StoreSink::writeFrames (std::int64_t start, std::span<const float> frames)
-{
-    return writeSamples (*file, start * channelLayout::numRendered, frames);
-}
-
-bool StoreSink::readFrames (std::int64_t start, std::span<float> frames)
-{
-    return readSamples (*file, start * channelLayout::numRendered, frames);
 }
 
 } // namespace tessivar

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "engine/SampleStorage.h"
+#include "model/RenderedSamples.h"
 #include "model/TemporaryStore.h"
 #include "model/TrackSamples.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -47,18 +49,43 @@ private:
     std::int64_t length;
 };
 
-/** A StoreFile of seven interleaved channels, to write and to read back. */
-class StoreSink final : public RenderedTrackSink, public RenderedTrackSource
+/** The components of a rendered track in a file of the store. */
+class StoreComponents final : public ComponentSink, public ComponentSource
 {
 public:
-    explicit StoreSink (std::shared_ptr<StoreFile> frames) : file (std::move (frames)) {}
+    explicit StoreComponents (std::shared_ptr<StoreFile> components) : file (std::move (components)) {}
 
-    [[nodiscard]] bool writeFrames (std::int64_t start, std::span<const float> frames) override;
-    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> frames) override;
-    [[nodiscard]] juce::String lastError() const { return file->lastError(); }
+    [[nodiscard]] bool
+    write (std::int64_t start, std::size_t n, const ComponentSink::Signals& components) override
+    {
+        return file.write (start, n, components);
+    }
+
+    [[nodiscard]] bool
+    read (std::int64_t start, std::size_t n, const ComponentSource::Signals& components) override
+    {
+        return file.read (start, n, components);
+    }
+
+    [[nodiscard]] std::int64_t lengthInSamples() const override { return file.lengthInSamples(); }
+
+    [[nodiscard]] bool finish (ComponentLevel finalLevel) override
+    {
+        level = finalLevel;
+        return file.writeLevel (level);
+    }
+
+    /** The seven channels that they make with the source. */
+    [[nodiscard]] std::shared_ptr<TrackSamples> withSource (std::shared_ptr<TrackSamples> source) const
+    {
+        return std::make_shared<RenderedSamples> (file.file(), level, std::move (source));
+    }
+
+    [[nodiscard]] const std::shared_ptr<StoreFile>& storeFile() const { return file.file(); }
 
 private:
-    std::shared_ptr<StoreFile> file;
+    ComponentFile file;
+    ComponentLevel level;
 };
 
 } // namespace tessivar

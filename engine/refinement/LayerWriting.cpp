@@ -74,44 +74,47 @@ void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Wor
     }
 }
 
-/** Differences of neighbouring Focus values, from 5 down to the source, and the source; written in pieces
-    that stay in the cache. */
-bool writeChannels (const OutputSegment& segment,
-                    const TrackFindings& findings,
-                    Workspace& w,
-                    RenderedTrackSink& sink)
+/** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the residual.
+    Written in pieces that stay in the cache. */
+bool writeComponents (const OutputSegment& segment,
+                      const TrackFindings& findings,
+                      Workspace& w,
+                      ComponentSink& sink)
 {
     constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
+    constexpr std::size_t numComponents = channelLayout::numBestComponents;
     std::array<const float*, numFocusSteps> atFocus{ segment.source() };
     const auto effect = static_cast<float> (supportedEffect (findings));
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
         atFocus[f] = segment.samples (static_cast<std::size_t> (findings.bestFocusUpTo[f]));
 
-    w.rendered.resize (pieceSamples * channelLayout::numRendered);
+    w.rendered.resize (pieceSamples * numComponents);
+    ComponentSink::Signals signals{};
+
+    for (std::size_t c = 0; c < numComponents; ++c)
+        signals[c] = w.rendered.data() + c * pieceSamples;
 
     for (std::size_t first = 0; first < segment.range.length; first += pieceSamples)
     {
         const auto n = std::min (pieceSamples, segment.range.length - first);
-        auto* frame = w.rendered.data();
 
-        for (auto x = first; x < first + n; ++x, frame += channelLayout::numRendered)
+        for (std::size_t i = 0; i < n; ++i)
         {
+            const auto x = first + i;
             const auto source = atFocus[0][x];
-            const auto at = [&] (std::size_t f)
-            { return effect < 1.0f ? source + effect * (atFocus[f][x] - source) : atFocus[f][x]; };
-            const float z[]{ source, at (1), at (2), at (3), at (4), at (5) };
-            frame[0] = z[5];
-            frame[1] = z[4] - z[5];
-            frame[2] = z[3] - z[4];
-            frame[3] = z[2] - z[3];
-            frame[4] = z[1] - z[2];
-            frame[5] = z[0] - z[1];
-            frame[6] = z[0];
+            auto higher = 0.0f;
+
+            for (std::size_t c = 0; c < numComponents; ++c)
+            {
+                const auto output = atFocus[numComponents - c][x];
+                const auto kept = effect < 1.0f ? source + effect * (output - source) : output;
+                w.rendered[c * pieceSamples + i] = kept - higher;
+                higher = kept;
+            }
         }
 
-        if (! sink.writeFrames (segment.range.start + static_cast<std::int64_t> (first),
-                                std::span (w.rendered).first (n * channelLayout::numRendered)))
+        if (! sink.write (segment.range.start + static_cast<std::int64_t> (first), n, signals))
             return false;
     }
 
@@ -136,7 +139,7 @@ bool writeLayers (RefinementRun& run,
     const auto& findings = run.findings (track);
     const auto layers = layersOf (findings);
 
-    return run.forEach (
+    const auto isWritten = run.forEach (
         SampleSegment::count (run.shape, run.tracks[track].ownLength),
         progress,
         [&] (std::size_t item, Workspace& w)
@@ -150,8 +153,21 @@ bool writeLayers (RefinementRun& run,
                 return AnalysisStatus::readFailed;
 
             addLayers (segment, layers, w);
-            return completedIf (writeChannels (segment, findings, w, *sink), AnalysisStatus::storageFailed);
+            return completedIf (writeComponents (segment, findings, w, *sink), AnalysisStatus::storageFailed);
         });
+
+    if (! isWritten)
+        return false;
+
+    // Layers stand at their true level.
+    if (! sink->finish ({}))
+    {
+        run.fail (AnalysisStatus::storageFailed);
+        return false;
+    }
+
+    run.level (track) = {};
+    return true;
 }
 
 } // namespace tessivar::refinement

@@ -20,9 +20,10 @@ struct RefinementTrack
 {
     int index = 0; // into the tracks of the analysis
     DrumType drumType = DrumType::other;
-    SampleSource* source = nullptr;          // the track's own samples
-    RenderedTrackSource* standard = nullptr; // its standard channels; null for tracks that pass through
-    std::int64_t ownLength = 0;              // samples
+    SampleSource* source = nullptr;      // the track's own samples
+    ComponentSource* standard = nullptr; // its standard components; null for tracks that pass through
+    ComponentLevel level;                // of the standard components
+    std::int64_t ownLength = 0;          // samples
 };
 
 /** Takes the standard method's result further, to channels whose whole Focus values remove what the evidence

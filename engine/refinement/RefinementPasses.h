@@ -119,7 +119,7 @@ using Remainders = std::vector<std::optional<SamplePlane>>; // by track; none wh
 [[nodiscard]] std::optional<Remainders>
 subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress);
 
-/** Last pass: writes the seven channels of a track, whose whole Focus values are the refined layers. */
+/** Last pass: writes the components of a track, whose whole Focus values are the refined layers. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
                                 const MaskPlane& mask,

@@ -71,7 +71,7 @@ public:
                                 ProgressRange progressRange,
                                 const std::function<AnalysisStatus (std::size_t item, Workspace&)>& work);
 
-    /** Works on the tracks with standard channels, one after the other, until work returns false. */
+    /** Works on the tracks with standard components, one after the other, until work returns false. */
     [[nodiscard]] bool forEachRendered (ProgressRange progressRange,
                                         const std::function<bool (std::size_t track, ProgressRange)>& work);
 
@@ -82,6 +82,12 @@ public:
     [[nodiscard]] TrackFindings& findings (std::size_t track) const
     {
         return analyses[static_cast<std::size_t> (tracks[track].index)].findings;
+    }
+
+    /** Of the components that the track has in the end. */
+    [[nodiscard]] ComponentLevel& level (std::size_t track) const
+    {
+        return analyses[static_cast<std::size_t> (tracks[track].index)].level;
     }
 
     const std::span<const RefinementTrack> tracks;

@@ -58,6 +58,33 @@ bool readFrames (SampleSource& source,
     return true;
 }
 
+namespace
+{
+/** Scales the signals and adds up the first, the first two and so on: outputOf (c) takes the sum up to c. */
+template <typename OutputOf>
+void addUp (const ComponentSource::Signals& signals,
+            std::size_t numSignals,
+            ComponentLevel level,
+            std::size_t n,
+            const OutputOf& outputOf)
+{
+    for (std::size_t c = 0; c < numSignals; ++c)
+    {
+        auto* const x = signals[c];
+
+        for (std::size_t i = 0; i < n; ++i)
+            x[i] = level.applyTo (x[i]);
+
+        if (c > 0)
+            for (std::size_t i = 0; i < n; ++i)
+                x[i] += signals[c - 1][i];
+
+        if (auto* const output = outputOf (c); output != nullptr)
+            std::copy_n (x, n, output);
+    }
+}
+} // namespace
+
 bool StandardOutputReader::read (const RefinementTrack& track,
                                  std::int64_t start,
                                  std::size_t length,
@@ -74,25 +101,39 @@ bool StandardOutputReader::read (const RefinementTrack& track,
             std::fill (output + (end - start), output + length, 0.0f);
         }
 
-    channels.resize (pieceSamples * channelLayout::numRendered);
+    if (first == end)
+        return true;
+
+    // Focus 5 keeps one component, Focus 1 five.
+    std::size_t numWanted = 0;
+
+    for (std::size_t c = 0; c < channelLayout::numBestComponents; ++c)
+        if (outputs[numFocusSteps - 1 - c] != nullptr)
+            numWanted = c + 1;
+
+    components.resize (channelLayout::numBestComponents * pieceSamples);
 
     for (auto position = first; position < end;)
     {
         const auto n =
             static_cast<std::size_t> (std::min (end - position, static_cast<std::int64_t> (pieceSamples)));
+        ComponentSource::Signals signals{};
 
-        if (! track.standard->readFrames (position,
-                                          std::span (channels).first (n * channelLayout::numRendered)))
+        for (std::size_t c = 0; c < numWanted; ++c)
+            signals[c] = components.data() + c * pieceSamples;
+
+        if (! track.standard->read (position, n, signals))
             return false;
 
-        std::array<float*, channelLayout::numBestComponents> sums{};
-
-        // Focus 5 keeps one component, Focus 1 five.
-        for (std::size_t c = 0; c < sums.size(); ++c)
-            if (auto* const output = outputs[numFocusSteps - 1 - c]; output != nullptr)
-                sums[c] = output + (position - start);
-
-        kernels::sumFirstChannels (sums.data(), channels.data(), n);
+        addUp (signals,
+               numWanted,
+               track.level,
+               n,
+               [&] (std::size_t c)
+               {
+                   auto* const output = outputs[numFocusSteps - 1 - c];
+                   return output != nullptr ? output + (position - start) : nullptr;
+               });
         position += static_cast<std::int64_t> (n);
     }
 

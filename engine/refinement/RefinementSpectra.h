@@ -58,7 +58,7 @@ struct SampleSegment
 [[nodiscard]] bool
 readFrames (SampleSource& source, const SpectrumShape& shape, FrameRange frames, std::vector<float>& samples);
 
-/** Reads the standard method's seven channels, in pieces that stay in the cache, and adds them up to outputs.
+/** Reads the standard method's components, in pieces that stay in the cache, and adds them up to outputs.
 */
 class StandardOutputReader
 {
@@ -68,13 +68,13 @@ public:
     using Outputs = std::array<float*, numFocusSteps>;
 
     /** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track:
-        the best components that each keeps, summed in order. Null pointers and Focus 0 are skipped. False
-        when the channels can't be read. */
+        the best components that each keeps, at their level, summed in order. Null pointers and Focus 0 are
+        skipped. False when the components can't be read. */
     [[nodiscard]] bool
     read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
 
 private:
-    std::vector<float> channels;
+    std::vector<float> components;
 };
 
 /** Power of consecutive frames, averaged over a frame and its two neighbours; edges are repeated. */

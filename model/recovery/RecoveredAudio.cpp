@@ -1,5 +1,6 @@
 #include "model/recovery/RecoveredAudio.h"
 
+#include "model/RenderedSamples.h"
 #include "model/TemporaryStore.h"
 #include "platform/Process.h"
 #include "terms/ChannelLayout.h"
@@ -76,15 +77,15 @@ void RecoveredAudio::attachTo (TrackState& track,
 {
     const auto length = track.record.lengthInSamples();
 
-    if (audio.rendered && audio.rendered->numChannels == channelLayout::numRendered
-        && audio.rendered->channel == AudioPlace::allChannels)
-        track.rendered = samplesAt (*audio.rendered, length);
-
     if (audio.source)
-        track.source = samplesAt (*audio.source, length);
+        track.source = samplesAt (*audio.source, length, nullptr);
 
     if (track.source != nullptr && track.source->numChannels() != channelLayout::numUnrendered)
         track.source.reset();
+
+    if (audio.rendered && audio.rendered->numChannels == channelLayout::numRendered
+        && audio.rendered->channel == AudioPlace::allChannels)
+        track.rendered = samplesAt (*audio.rendered, length, track.source);
 
     if (track.source == nullptr && track.rendered != nullptr)
         track.source = std::make_shared<ChannelOfSamples> (track.rendered, channelLayout::source);
@@ -110,15 +111,16 @@ void RecoveredAudio::attachTo (TrackState& track,
     }
 }
 
-RecoveredAudio::Samples RecoveredAudio::samplesAt (const AudioPlace& place, std::int64_t numFrames)
+RecoveredAudio::Samples
+RecoveredAudio::samplesAt (const AudioPlace& place, std::int64_t numFrames, const Samples& source)
 {
     const auto now = FileIdentity::of (place.file);
 
-    if (! now || ! place.identity.isStillIn (*now) || ! sizeOf (place) || place.numFrames != numFrames)
+    if (! now || ! place.identity.isStillIn (*now) || place.numFrames != numFrames)
         return nullptr;
 
     const auto where = keyOf ({ place.file, place.offset }, place.numChannels);
-    const auto frames = cached (samples, where, [&] { return framesAt (place); });
+    const auto frames = cached (samples, where, [&] { return framesAt (place, source); });
 
     if (frames == nullptr || frames->lengthInFrames() != numFrames)
         return nullptr;
@@ -130,18 +132,31 @@ RecoveredAudio::Samples RecoveredAudio::samplesAt (const AudioPlace& place, std:
     return probes.of (found) == place.probe ? found : nullptr;
 }
 
-RecoveredAudio::Samples RecoveredAudio::framesAt (const AudioPlace& place)
+RecoveredAudio::Samples RecoveredAudio::storeSamplesAt (const AudioPlace& place, const Samples& source)
 {
-    const auto size = sizeOf (place);
+    const auto isComponents = place.numChannels == channelLayout::numRendered && source != nullptr
+                              && place.identity.size == ComponentFile::sizeFor (place.numFrames)
+                              && source->lengthInFrames() == place.numFrames;
 
-    if (TemporaryStore::isStoreFile (place.file))
-    {
-        const auto isWhole = place.offset == 0 && size == place.identity.size;
-        const auto file = isWhole ? storeFileAt (place) : nullptr;
+    if (place.offset != 0 || (! isComponents && sizeOf (place) != place.identity.size))
+        return nullptr;
+
+    const auto file = storeFileAt (place);
+
+    if (file == nullptr || ! isComponents)
         return file != nullptr ? std::make_shared<StoreSamples> (file, place.numChannels) : nullptr;
-    }
 
-    const auto file = groupFileAt (place.file);
+    const auto level = ComponentFile (file).readLevel();
+    return level ? std::make_shared<RenderedSamples> (file, *level, source) : nullptr;
+}
+
+RecoveredAudio::Samples RecoveredAudio::framesAt (const AudioPlace& place, const Samples& source)
+{
+    if (TemporaryStore::isStoreFile (place.file))
+        return storeSamplesAt (place, source);
+
+    const auto size = sizeOf (place);
+    const auto file = size ? groupFileAt (place.file) : nullptr;
 
     if (file == nullptr || place.offset > file->sizeInBytes() || *size > file->sizeInBytes() - place.offset)
         return nullptr;

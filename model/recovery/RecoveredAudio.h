@@ -27,8 +27,10 @@ public:
 private:
     using Samples = std::shared_ptr<TrackSamples>;
 
-    [[nodiscard]] Samples samplesAt (const AudioPlace& place, std::int64_t numFrames);
-    [[nodiscard]] Samples framesAt (const AudioPlace& place);
+    /** source: what rendered samples may be folded with, if any. */
+    [[nodiscard]] Samples samplesAt (const AudioPlace& place, std::int64_t numFrames, const Samples& source);
+    [[nodiscard]] Samples framesAt (const AudioPlace& place, const Samples& source);
+    [[nodiscard]] Samples storeSamplesAt (const AudioPlace& place, const Samples& source);
     [[nodiscard]] std::shared_ptr<StoreFile> storeFileAt (const AudioPlace& place);
     [[nodiscard]] std::shared_ptr<GroupFile> groupFileAt (const juce::File& path);
     void attachTo (TrackState& track, const RecoveryEntry::TrackAudio& audio, juce::StringArray& notes);

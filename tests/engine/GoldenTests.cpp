@@ -206,34 +206,42 @@ Results componentArrays (const GoldenCase& golden)
     job.bases = { w.data(), method::numMelBands, 10 };
     job.activations = { h.data(), 10, static_cast<std::size_t> (shape.numFrames) };
     job.loudest = loudestFrames (energies, 0, golden.params.at ("segments"));
-    job.keepsAllComponents = true;
     job.ownLength = shape.lengthInSamples;
 
     WorkerPool pool (2);
-    MemoryPlanes scratch (10, shape.lengthInSamples);
-    MemorySink sink (shape.lengthInSamples);
+    MemorySink sink (source);
+    std::vector<std::vector<float>> slots (
+        10, std::vector<float> (static_cast<std::size_t> (shape.lengthInSamples)));
+    job.sink = &sink;
+    job.allComponents = [&] (int slot, std::int64_t start, std::span<const float> samples)
+    {
+        std::copy (samples.begin(),
+                   samples.end(),
+                   slots[static_cast<std::size_t> (slot)].begin() + static_cast<std::ptrdiff_t> (start));
+        return true;
+    };
     TrackAnalysis analysis;
     const auto ignoreProgress = [] (double) {};
-    REQUIRE (renderTrack (
-                 job,
-                 { shape, data, pool, {}, scratch },
-                 sink,
-                 [] (int, std::span<const float>) { return true; },
-                 ignoreProgress,
-                 analysis)
+    REQUIRE (renderTrack (job, { shape, data, pool, {} }, ignoreProgress, analysis)
              == AnalysisStatus::completed);
 
     std::vector<double> components;
 
-    for (const auto& component : scratch.planes)
-        components.insert (components.end(), component.begin(), component.end());
+    for (int k = 0; k < 10; ++k)
+    {
+        const auto slot =
+            std::find (analysis.slots.begin(), analysis.slots.end(), k) - analysis.slots.begin();
+
+        for (const auto x : slots[static_cast<std::size_t> (slot)])
+            components.push_back (static_cast<double> (x / (analysis.level.gain * analysis.level.rescaling)));
+    }
 
     return Results{ { "energies", energies },
                     { "loudest", toDoubles (job.loudest) },
                     { "components", components },
                     { "scores", asDoubles (analysis.scores) },
                     { "order", asDoubles (analysis.slots) },
-                    { "gain", { analysis.gain } } };
+                    { "gain", { static_cast<double> (analysis.level.gain) } } };
 }
 
 /** Gain, order and rescaling of what is stored. */
@@ -329,7 +337,7 @@ Results foldArrays (const GoldenCase& golden)
         best[c] = stored.data() + c * source.size();
 
     std::vector<float> frames (7 * source.size()), out (source.size());
-    foldChannels (frames, best, source);
+    foldChannels (frames, best, {}, source);
 
     for (std::size_t i = 0; i < source.size(); ++i)
         results["residual"].push_back (static_cast<double> (frames[7 * i + 5]));
@@ -462,7 +470,7 @@ Results groupArrays (const GoldenCase& golden)
     results["H"] = toDoubles (h);
 
     // The same Group through the analysis as it is called.
-    MemoryStorage storage (lengths);
+    MemoryStorage storage (tracks);
     auto options = quietOptions (2);
     options.seed = golden.params.at ("seed");
     const auto analysis = analyseTracks (tracks, options, storage, {});
@@ -482,7 +490,7 @@ Results groupArrays (const GoldenCase& golden)
 
             if (sink != storage.sinks.end())
                 renderSuppression (
-                    out, sink->second.frames, SuppressionRule::forSetting ({ setting[0], setting[1] }));
+                    out, sink->second.frames(), SuppressionRule::forSetting ({ setting[0], setting[1] }));
 
             results["processed_" + number + "_" + std::to_string (settingNumber++)] = toDoubles (out);
         }

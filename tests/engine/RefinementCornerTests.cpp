@@ -69,13 +69,14 @@ struct SmallKit
         for (std::size_t i = 0; i < numDrums; ++i)
             tracks.push_back ({ { drumTypes[i], false, 44100.0, length }, microphones[i].get() });
 
-        result = analyseTracks (tracks, quietOptions (2, AnalysisMethod::refined), storage, {});
+        storage = std::make_unique<MemoryStorage> (tracks);
+        result = analyseTracks (tracks, quietOptions (2, AnalysisMethod::refined), *storage, {});
         REQUIRE (result.status == AnalysisStatus::completed);
     }
 
     [[nodiscard]] std::vector<float> rendered (std::size_t track, float focus) const
     {
-        return renderedAt (storage.refinedSinks.at (static_cast<int> (track)), focus);
+        return renderedAt (storage->refinedSinks.at (static_cast<int> (track)), focus);
     }
 
     /** Energy of what a Focus takes away, against the track, in dB. */
@@ -113,7 +114,7 @@ struct SmallKit
 
     std::vector<float> own[numDrums];
     std::vector<std::unique_ptr<MemorySource>> microphones;
-    MemoryStorage storage{ std::vector<std::int64_t> (numDrums, length) };
+    std::unique_ptr<MemoryStorage> storage;
     AnalysisResult result;
 };
 } // namespace

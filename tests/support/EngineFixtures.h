@@ -3,19 +3,23 @@
 #include "engine/AnalysisData.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
+#include "engine/SpectralFrontEnd.h"
 #include "engine/SuppressionRendering.h"
 #include "engine/numerics/simd/SimdTarget.h"
 #include "terms/AnalysisMethod.h"
+#include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <catch2/catch.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,49 +101,78 @@ private:
     }
 };
 
-class MemorySink : public RenderedTrackSink, public RenderedTrackSource
+/** Components of a track in memory, and the channels that they make with its source. */
+class MemorySink : public ComponentSink, public ComponentSource
 {
 public:
-    explicit MemorySink (std::int64_t length)
-        : frames (static_cast<std::size_t> (length) * channelLayout::numRendered)
+    explicit MemorySink (SampleSource& trackSource) : source (trackSource)
     {
+        for (auto& component : components)
+            component.resize (static_cast<std::size_t> (source.lengthInSamples()));
     }
 
-    bool writeFrames (std::int64_t start, std::span<const float> samples) override
+    bool write (std::int64_t start, std::size_t n, const ComponentSink::Signals& signals) override
     {
-        std::copy (samples.begin(),
-                   samples.end(),
-                   frames.begin() + static_cast<std::ptrdiff_t> (start) * channelLayout::numRendered);
+        for (std::size_t c = 0; c < components.size(); ++c)
+            std::copy_n (signals[c], n, components[c].begin() + static_cast<std::ptrdiff_t> (start));
+
         return true;
     }
 
-    bool readFrames (std::int64_t start, std::span<float> dest) override
+    bool finish (ComponentLevel finalLevel) override
     {
-        std::copy_n (frames.begin() + static_cast<std::ptrdiff_t> (start) * channelLayout::numRendered,
-                     dest.size(),
-                     dest.begin());
+        level = finalLevel;
         return true;
     }
 
-    std::vector<float> frames;
+    std::int64_t lengthInSamples() const override { return source.lengthInSamples(); }
+
+    bool read (std::int64_t start, std::size_t n, const ComponentSource::Signals& signals) override
+    {
+        for (std::size_t c = 0; c < components.size(); ++c)
+            if (signals[c] != nullptr)
+                std::copy_n (components[c].begin() + static_cast<std::ptrdiff_t> (start), n, signals[c]);
+
+        return true;
+    }
+
+    /** Seven channels, interleaved. */
+    [[nodiscard]] std::vector<float> frames() const
+    {
+        std::vector<float> samples (components[0].size());
+        REQUIRE (source.read (0, samples));
+        replaceNonFinite (samples);
+        std::vector<float> result (channelLayout::numRendered * samples.size());
+        std::array<const float*, channelLayout::numBestComponents> best{};
+
+        for (std::size_t c = 0; c < best.size(); ++c)
+            best[c] = components[c].data();
+
+        foldChannels (result, best, level, samples);
+        return result;
+    }
+
+    std::array<std::vector<float>, channelLayout::numBestComponents> components;
+    ComponentLevel level;
+
+private:
+    SampleSource& source;
 };
 
 /** Keeps everything in memory. */
 class MemoryStorage : public AnalysisStorage
 {
 public:
-    explicit MemoryStorage (std::vector<std::int64_t> trackLengths) : lengths (std::move (trackLengths)) {}
-
-    ScratchPlanes* scratch (int numPlanes, std::int64_t length) override
+    explicit MemoryStorage (std::span<const AnalysisTrack> analysedTracks)
+        : tracks (analysedTracks.begin(), analysedTracks.end())
     {
-        planes = std::make_unique<MemoryPlanes> (numPlanes, length);
-        return planes.get();
     }
 
-    RenderedTrackSink* rendered (int track) override
+    ComponentSink* rendered (int track) override
     {
-        return &sinks.try_emplace (track, lengths.at (static_cast<std::size_t> (track))).first->second;
+        return &sinks.try_emplace (track, source (track)).first->second;
     }
+    ComponentSource* standard (int track) override { return &sinks.at (track); }
 
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floats) override
     {
@@ -147,24 +180,32 @@ public:
         return spectra.get();
     }
 
-    RenderedTrackSource* standard (int track) override { return &sinks.at (track); }
-
-    RenderedTrackSink* refined (int track) override
+    ComponentSink* refined (int track) override
     {
-        return &refinedSinks.try_emplace (track, lengths.at (static_cast<std::size_t> (track))).first->second;
+        return &refinedSinks.try_emplace (track, source (track)).first->second;
     }
 
-    bool component (int track, int slot, std::span<const float> samples) override
+    bool component (int track, int slot, std::int64_t start, std::span<const float> samples) override
     {
+        const std::lock_guard lock (componentLock);
         auto& signal = components[{ track, slot }];
-        signal.insert (signal.end(), samples.begin(), samples.end());
+        signal.resize (std::max (signal.size(), static_cast<std::size_t> (start) + samples.size()));
+        std::copy (samples.begin(), samples.end(), signal.begin() + static_cast<std::ptrdiff_t> (start));
         return true;
     }
 
-    std::vector<std::int64_t> lengths;
-    std::unique_ptr<MemoryPlanes> planes, spectra;
     std::map<int, MemorySink> sinks, refinedSinks;
     std::map<std::pair<int, int>, std::vector<float>> components;
+
+private:
+    [[nodiscard]] SampleSource& source (int track) const
+    {
+        return *tracks.at (static_cast<std::size_t> (track)).source;
+    }
+
+    const std::vector<AnalysisTrack> tracks;
+    std::unique_ptr<MemoryPlanes> spectra;
+    std::mutex componentLock; // guards components
 };
 
 /** Options of an analysis that tells nobody what it reads. */
@@ -181,8 +222,9 @@ inline AnalysisOptions quietOptions (int threads, AnalysisMethod method = Analys
 /** A refined track at a Focus. */
 inline std::vector<float> renderedAt (const MemorySink& refined, float focus)
 {
-    std::vector<float> out (refined.frames.size() / channelLayout::numRendered);
-    renderSuppression (out, refined.frames, SuppressionRule::forSetting ({ focus, 0.0f }));
+    const auto frames = refined.frames();
+    std::vector<float> out (frames.size() / channelLayout::numRendered);
+    renderSuppression (out, frames, SuppressionRule::forSetting ({ focus, 0.0f }));
     return out;
 }
 

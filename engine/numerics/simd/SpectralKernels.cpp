@@ -286,57 +286,6 @@ void GainedSum (
     }
 }
 
-void SumFirstChannels (float* const* dest, const float* frames, std::size_t n)
-{
-    constexpr std::size_t numChannels = 7, numSums = 5;
-    const hn::CappedTag<float, 4> d;
-    float* const rows[numSums]{ dest[0], dest[1], dest[2], dest[3], dest[4] };
-    std::size_t i = 0;
-
-    // Four frames transposed: channels 0..3, and 3..6, of which only 4 is needed.
-    for (; i + 4 <= n; i += 4, frames += 4 * numChannels)
-    {
-        const auto load = [&] (std::size_t frame, std::size_t channel)
-        { return hn::LoadU (d, frames + frame * numChannels + channel); };
-
-        const auto a = load (0, 0), b = load (1, 0), c = load (2, 0), e = load (3, 0);
-        const auto abLow = hn::InterleaveLower (d, a, b), ceLow = hn::InterleaveLower (d, c, e);
-        const auto abHigh = hn::InterleaveUpper (d, a, b), ceHigh = hn::InterleaveUpper (d, c, e);
-        const auto abLast = hn::InterleaveLower (d, load (0, 3), load (1, 3));
-        const auto ceLast = hn::InterleaveLower (d, load (2, 3), load (3, 3));
-
-        auto sum = hn::ConcatLowerLower (d, ceLow, abLow);
-        const auto store = [&] (std::size_t row)
-        {
-            if (rows[row] != nullptr)
-                hn::StoreU (sum, d, rows[row] + i);
-        };
-
-        store (0);
-        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceLow, abLow));
-        store (1);
-        sum = hn::Add (sum, hn::ConcatLowerLower (d, ceHigh, abHigh));
-        store (2);
-        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceHigh, abHigh));
-        store (3);
-        sum = hn::Add (sum, hn::ConcatUpperUpper (d, ceLast, abLast));
-        store (4);
-    }
-
-    for (; i < n; ++i, frames += numChannels)
-    {
-        auto sum = frames[0];
-
-        for (std::size_t c = 0; c < numSums; ++c)
-        {
-            sum = c == 0 ? sum : sum + frames[c];
-
-            if (rows[c] != nullptr)
-                rows[c][i] = sum;
-        }
-    }
-}
-
 } // namespace tessivar::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -354,6 +303,5 @@ TESSIVAR_KERNEL (splitSpectrum, SplitSpectrum);
 TESSIVAR_KERNEL (prepareInverse, PrepareInverse);
 TESSIVAR_KERNEL (weightedSum, WeightedSum);
 TESSIVAR_KERNEL (gainedSum, GainedSum);
-TESSIVAR_KERNEL (sumFirstChannels, SumFirstChannels);
 } // namespace tessivar::kernels
 #endif

@@ -83,8 +83,4 @@ extern const Kernel<void (
     float* dest, const float* prepared, const float* mirrored, const float* gains, std::size_t half)>
     gainedSum;
 
-/** Sums of the leading channels of seven interleaved ones: dest[c][i] = channel 0 + ... + channel c of frame
-    i, in that order, for c below 5. A null dest[c] is skipped. Frames and rows may start anywhere. */
-extern const Kernel<void (float* const* dest, const float* frames, std::size_t n)> sumFirstChannels;
-
 } // namespace tessivar::kernels
