@@ -1,26 +1,33 @@
 #include "engine/numerics/BlockFft.h"
 
-#include "engine/numerics/RealFft.h"
-
 #include <algorithm>
 #include <cassert>
+#include <map>
+#include <mutex>
 #include <vector>
 
 namespace tessivar
 {
 
-struct BlockFft::Tables
+namespace
 {
-};
+/** Plans stay for the life of the process; a few lengths are in use. Never destroyed, so that the order of
+    destruction at exit doesn't matter. */
+const kernels::TransformPlan& planForLength (std::size_t n)
+{
+    static std::mutex lock; // guards the table of plans
+    static auto& plans = *new std::map<std::size_t, kernels::TransformPlan>();
+    const std::lock_guard guard (lock);
+    return plans.try_emplace (n, n).first->second;
+}
+} // namespace
 
 BlockFft::BlockFft (std::span<const float> w)
-    : window (w), n (w.size()), samplesInLanes (n * numFrames), prepared (spectrumFloats()),
-      work (n * numFrames)
+    : window (w), n (w.size()), plan (planForLength (n)), samplesInLanes (n * numFrames),
+      prepared (2 * n * numFrames), work (n * numFrames)
 {
     assert (n >= 64 && (n & (n - 1)) == 0);
 }
-
-BlockFft::~BlockFft() = default;
 
 void BlockFft::load (const float* samples, std::size_t numGiven)
 {
@@ -34,64 +41,27 @@ void BlockFft::load (const float* samples, std::size_t numGiven)
 
 void BlockFft::load (const std::array<const float*, numFrames>& frames)
 {
+    auto given = frames;
+    std::replace (given.begin(), given.end(), static_cast<const float*> (nullptr), plan.silence.data());
+    const auto sounding = kernels::windowFrames (samplesInLanes.data(), given.data(), window.data(), n);
+
     for (std::size_t l = 0; l < numFrames; ++l)
-    {
-        silence[l] = true;
-
-        for (std::size_t i = 0; i < n; ++i)
-        {
-            const auto x = frames[l] != nullptr ? frames[l][i] * window[i] : 0.0f;
-            samplesInLanes[i * numFrames + l] = x;
-
-            if (frames[l] != nullptr && frames[l][i] != 0.0f)
-                silence[l] = false;
-        }
-    }
+        silence[l] = (sounding >> l & 1) == 0;
 }
 
 void BlockFft::forward (float* spectrum)
 {
-    RealFft fft (n);
-    AlignedBuffer samples (n), bins (fft.spectrumFloats());
-
-    for (std::size_t l = 0; l < numFrames; ++l)
-    {
-        for (std::size_t i = 0; i < n; ++i)
-            samples[i] = samplesInLanes[i * numFrames + l];
-
-        fft.forward (bins.data(), samples.data());
-
-        for (std::size_t f = 0; f < numBins(); ++f)
-        {
-            spectrum[(2 * f) * numFrames + l] = bins[2 * f];
-            spectrum[(2 * f + 1) * numFrames + l] = bins[2 * f + 1];
-        }
-    }
+    kernels::transformForward (spectrum, samplesInLanes.data(), work.data(), plan);
 }
 
 void BlockFft::prepare (const float* spectrum)
 {
-    std::copy_n (spectrum, spectrumFloats(), prepared.data());
+    kernels::prepareTransforms (prepared.data(), spectrum, plan);
 }
 
 void BlockFft::inverseWeighted (float* samples, const float* weights)
 {
-    RealFft fft (n);
-    AlignedBuffer frame (n), bins (fft.spectrumFloats());
-
-    for (std::size_t l = 0; l < numFrames; ++l)
-    {
-        for (std::size_t f = 0; f < numBins(); ++f)
-        {
-            bins[2 * f] = weights[f] * prepared[(2 * f) * numFrames + l];
-            bins[2 * f + 1] = weights[f] * prepared[(2 * f + 1) * numFrames + l];
-        }
-
-        fft.inverse (frame.data(), bins.data());
-
-        for (std::size_t i = 0; i < n; ++i)
-            samples[i * numFrames + l] = frame[i];
-    }
+    kernels::transformInverse (samples, prepared.data(), weights, work.data(), plan);
 }
 
 void BlockFft::overlapWeighted (float* signal,
@@ -99,43 +69,14 @@ void BlockFft::overlapWeighted (float* signal,
                                 const float* weights,
                                 const float* frameGains)
 {
-    std::vector<float> gains (numBins() * numFrames);
-
-    for (std::size_t f = 0; f < numBins(); ++f)
-        std::fill_n (gains.data() + f * numFrames, numFrames, weights[f]);
-
-    overlapGained (signal, carry, gains.data(), frameGains);
+    kernels::overlapWeighted (
+        { signal, carry.data(), window.data(), frameGains }, prepared.data(), weights, work.data(), plan);
 }
 
 void BlockFft::overlapGained (float* signal, OverlapCarry& carry, const float* gains, const float* frameGains)
 {
-    RealFft fft (n);
-    AlignedBuffer frame (n), bins (fft.spectrumFloats());
-    auto* one =
-        carry.data(); // what the frame before leaves: its second quarter and what was summed up so far
-    auto* two = one + hop();
-    auto* three = two + hop();
-
-    for (std::size_t l = 0; l < numFrames; ++l)
-    {
-        for (std::size_t f = 0; f < numBins(); ++f)
-        {
-            bins[2 * f] = gains[f * numFrames + l] * prepared[(2 * f) * numFrames + l];
-            bins[2 * f + 1] = gains[f * numFrames + l] * prepared[(2 * f + 1) * numFrames + l];
-        }
-
-        fft.inverse (frame.data(), bins.data());
-
-        const auto value = [&] (std::size_t i) { return frameGains[l] * (frame[i] * window[i]); };
-
-        for (std::size_t i = 0; i < hop(); ++i)
-        {
-            signal[l * hop() + i] = one[i] + value (i);
-            one[i] = two[i] + value (hop() + i);
-            two[i] = three[i] + value (2 * hop() + i);
-            three[i] = value (3 * hop() + i);
-        }
-    }
+    kernels::overlapGained (
+        { signal, carry.data(), window.data(), frameGains }, prepared.data(), gains, work.data(), plan);
 }
 
 } // namespace tessivar

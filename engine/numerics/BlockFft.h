@@ -1,11 +1,10 @@
 #pragma once
 
 #include "engine/numerics/AlignedBuffer.h"
-#include "engine/numerics/simd/Kernel.h"
+#include "engine/numerics/simd/TransformKernels.h"
 
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <span>
 
 namespace tessivar
@@ -16,15 +15,17 @@ class OverlapCarry
 {
 public:
     OverlapCarry() = default;
-    explicit OverlapCarry (std::size_t hop) : sums (3 * hop) {}
+    explicit OverlapCarry (std::size_t hop) : sums (margin + 3 * hop) {}
 
     /** Begins with silence. */
     void clear() { sums.clear(); }
 
-    /** Three rows of hop floats: the last frame's sums over one, two and three frames. */
-    [[nodiscard]] float* data() { return sums.data(); }
+    /** Three rows of hop floats: the last frame's sums over three, two frames and of one. */
+    [[nodiscard]] float* data() { return sums.data() + margin; }
 
 private:
+    static constexpr std::size_t margin = kernels::lanes; // kernels may store the end of a vector
+
     AlignedBuffer sums;
 };
 
@@ -46,7 +47,6 @@ public:
     /** window: a weight for each sample of a frame, a power of two of them, at least 64; must outlive this. It
         serves both analysis and synthesis. */
     explicit BlockFft (std::span<const float> window);
-    ~BlockFft();
 
     BlockFft (const BlockFft&) = delete;
     BlockFft& operator= (const BlockFft&) = delete;
@@ -90,12 +90,10 @@ public:
     void overlapGained (float* signal, OverlapCarry& carry, const float* gains, const float* frameGains);
 
 private:
-    struct Tables;
-
     const std::span<const float> window;
     const std::size_t n;
-    std::shared_ptr<const Tables> tables;
-    AlignedBuffer samplesInLanes, prepared, mirrored, work;
+    const kernels::TransformPlan& plan;
+    AlignedBuffer samplesInLanes, prepared, work;
     std::array<bool, numFrames> silence{};
 };
 

@@ -1,0 +1,631 @@
+#include "engine/numerics/simd/TransformKernels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/numerics/simd/TransformKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "engine/numerics/simd/ExactArithmetic.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessivar::kernels::HWY_NAMESPACE
+{
+
+// Vectors of fewer than 16 lanes take the frames in parts, one after the other: each part then has its own
+// prepared values, and a work array small enough for the caches.
+constexpr FloatTag tag;
+constexpr std::size_t L = vectorLanes;
+
+struct Complex
+{
+    Floats re, im;
+};
+
+HWY_INLINE Complex operator+ (Complex a, Complex b)
+{
+    return { hn::Add (a.re, b.re), hn::Add (a.im, b.im) };
+}
+
+HWY_INLINE Complex operator- (Complex a, Complex b)
+{
+    return { hn::Sub (a.re, b.re), hn::Sub (a.im, b.im) };
+}
+
+/** a + i b, and a - i b. */
+HWY_INLINE Complex plusI (Complex a, Complex b)
+{
+    return { hn::Sub (a.re, b.im), hn::Add (a.im, b.re) };
+}
+
+HWY_INLINE Complex minusI (Complex a, Complex b)
+{
+    return { hn::Add (a.re, b.im), hn::Sub (a.im, b.re) };
+}
+
+HWY_INLINE Complex twiddle (Complex a, const float* w)
+{
+    const auto re = broadcast (w[0]), im = broadcast (w[1]);
+    return { hn::Sub (hn::Mul (a.re, re), hn::Mul (a.im, im)),
+             hn::Add (hn::Mul (a.re, im), hn::Mul (a.im, re)) };
+}
+
+HWY_INLINE Complex loadComplex (const float* p)
+{
+    return { hn::Load (tag, p), hn::Load (tag, p + L) };
+}
+
+HWY_INLINE void storeComplex (Complex x, float* p)
+{
+    hn::Store (x.re, tag, p);
+    hn::Store (x.im, tag, p + L);
+}
+
+//======================================================================================================
+// Butterflies: inverse transforms of four and eight values, in natural order.
+
+HWY_INLINE void fourPoints (Complex& a, Complex& b, Complex& c, Complex& d)
+{
+    const auto s = a + c, t = a - c, u = b + d, v = b - d;
+    a = s + u;
+    b = plusI (t, v);
+    c = s - u;
+    d = minusI (t, v);
+}
+
+template <std::size_t radix>
+HWY_INLINE void butterfly (Complex (&x)[radix])
+{
+    if constexpr (radix == 4)
+    {
+        fourPoints (x[0], x[1], x[2], x[3]);
+    }
+    else
+    {
+        fourPoints (x[0], x[2], x[4], x[6]);
+        fourPoints (x[1], x[3], x[5], x[7]);
+        const auto even0 = x[0], even1 = x[2], even2 = x[4], even3 = x[6];
+        const auto odd0 = x[1], odd2 = x[5];
+        // Times exp (i pi / 4), and exp (3 i pi / 4) but for the sign of the real part.
+        const auto h = broadcast (std::numbers::sqrt2_v<float> / 2.0f);
+        const Complex odd1{ hn::Mul (h, hn::Sub (x[3].re, x[3].im)),
+                            hn::Mul (h, hn::Add (x[3].re, x[3].im)) };
+        const Complex odd3{ hn::Mul (h, hn::Add (x[7].re, x[7].im)),
+                            hn::Mul (h, hn::Sub (x[7].re, x[7].im)) };
+        x[0] = even0 + odd0;
+        x[1] = even1 + odd1;
+        x[2] = plusI (even2, odd2);
+        x[3] = { hn::Sub (even3.re, odd3.re), hn::Add (even3.im, odd3.im) };
+        x[4] = even0 - odd0;
+        x[5] = even1 - odd1;
+        x[6] = minusI (even2, odd2);
+        x[7] = { hn::Add (even3.re, odd3.re), hn::Sub (even3.im, odd3.im) };
+    }
+}
+
+/** Value j of radix blocks of span values, joined. */
+template <std::size_t radix>
+HWY_INLINE void
+join (Complex (&x)[radix], const float* block, std::size_t span, const float* twiddles, std::size_t j)
+{
+    x[0] = loadComplex (block + j * 2 * L);
+
+#pragma GCC unroll 8
+    for (std::size_t q = 1; q < radix; ++q)
+        x[q] =
+            twiddle (loadComplex (block + (q * span + j) * 2 * L), twiddles + (j * (radix - 1) + q - 1) * 2);
+
+    butterfly (x);
+}
+
+template <std::size_t radix>
+HWY_NOINLINE void joinBlocks (float* block, std::size_t span, const float* twiddles)
+{
+    for (std::size_t j = 0; j < span; ++j)
+    {
+        Complex x[radix];
+        join (x, block, span, twiddles, j);
+
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < radix; ++q)
+            storeComplex (x[q], block + (q * span + j) * 2 * L);
+    }
+}
+
+//======================================================================================================
+// What the first pass starts from.
+
+/** Real samples: the even ones are real, the odd ones imaginary parts. Exchanged, so that the inverse
+    transform gives the forward one, exchanged as well. */
+struct SampleSource
+{
+    const float* samples;
+
+    HWY_INLINE Complex operator() (std::size_t, std::size_t bin) const
+    {
+        const auto* p = samples + bin * 2 * lanes;
+        return { hn::Load (tag, p + lanes), hn::Load (tag, p) };
+    }
+};
+
+HWY_INLINE Complex weighted (const float* prepared, Floats weight, Floats mirroredWeight)
+{
+    return { hn::Add (hn::Mul (weight, hn::Load (tag, prepared)),
+                      hn::Mul (mirroredWeight, hn::Load (tag, prepared + 2 * L))),
+             hn::Sub (hn::Mul (weight, hn::Load (tag, prepared + L)),
+                      hn::Mul (mirroredWeight, hn::Load (tag, prepared + 3 * L))) };
+}
+
+struct WeightedSource
+{
+    const float *prepared, *weights;
+    std::size_t length;
+
+    HWY_INLINE Complex operator() (std::size_t position, std::size_t bin) const
+    {
+        return weighted (
+            prepared + position * 4 * L, broadcast (weights[bin]), broadcast (weights[length - bin]));
+    }
+};
+
+struct GainedSource
+{
+    const float *prepared, *gains;
+    std::size_t length;
+
+    HWY_INLINE Complex operator() (std::size_t position, std::size_t bin) const
+    {
+        return weighted (prepared + position * 4 * L,
+                         hn::Load (tag, gains + bin * lanes),
+                         hn::Load (tag, gains + (length - bin) * lanes));
+    }
+};
+
+/** All passes but the last one. Blocks are joined as soon as they are there, while the caches hold them. */
+template <std::size_t radix, typename Source>
+HWY_NOINLINE void joinUpToEight (float* work, const Source& source, const TransformPlan& plan)
+{
+    const auto distance = plan.length / radix;
+
+    for (std::size_t s = 0; s < distance; ++s)
+    {
+        const std::size_t first = plan.firstBins[s];
+        Complex x[radix];
+
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < radix; ++q)
+            x[q] = source (s * radix + q, first + q * distance);
+
+        butterfly (x);
+
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < radix; ++q)
+            storeComplex (x[q], work + (s * radix + q) * 2 * L);
+
+        const auto end = (s + 1) * radix;
+
+        for (const auto& pass : plan.middlePasses)
+        {
+            const auto joined = pass.radix * pass.span;
+
+            if (end % joined != 0)
+                break;
+
+            const auto join = pass.radix == 8 ? joinBlocks<8> : joinBlocks<4>;
+            join (work + (end - joined) * 2 * L, pass.span, pass.twiddles.data());
+        }
+    }
+}
+
+template <typename Source>
+HWY_INLINE void allButLastPass (float* work, const Source& source, const TransformPlan& plan)
+{
+    if (plan.firstRadix == 8)
+        joinUpToEight<8> (work, source, plan);
+    else
+        joinUpToEight<4> (work, source, plan);
+}
+
+//======================================================================================================
+// Transposing
+
+/** rows[i] lane j becomes rows[j] lane i. */
+HWY_INLINE void transpose (Floats (&rows)[L])
+{
+    const hn::Repartition<double, FloatTag> dd;
+    Floats columns[L]; // [c * L/4 + g]: block b holds rows 4g .. 4g + 3 of column 4b + c
+
+#pragma GCC unroll 4
+    for (std::size_t g = 0; g < L / 4; ++g)
+    {
+        const auto* r = rows + 4 * g;
+        const auto a = hn::BitCast (dd, hn::InterleaveLower (tag, r[0], r[1]));
+        const auto b = hn::BitCast (dd, hn::InterleaveUpper (tag, r[0], r[1]));
+        const auto c = hn::BitCast (dd, hn::InterleaveLower (tag, r[2], r[3]));
+        const auto e = hn::BitCast (dd, hn::InterleaveUpper (tag, r[2], r[3]));
+        columns[g] = hn::BitCast (tag, hn::InterleaveLower (dd, a, c));
+        columns[L / 4 + g] = hn::BitCast (tag, hn::InterleaveUpper (dd, a, c));
+        columns[2 * L / 4 + g] = hn::BitCast (tag, hn::InterleaveLower (dd, b, e));
+        columns[3 * L / 4 + g] = hn::BitCast (tag, hn::InterleaveUpper (dd, b, e));
+    }
+
+#pragma GCC unroll 4
+    for (std::size_t c = 0; c < 4; ++c)
+    {
+        const auto* x = columns + c * L / 4;
+#if HWY_TARGET == HWY_AVX3
+        const auto lowEven = hn::ConcatLowerLower (tag, x[2], x[0]);
+        const auto lowOdd = hn::ConcatLowerLower (tag, x[3], x[1]);
+        const auto highEven = hn::ConcatUpperUpper (tag, x[2], x[0]);
+        const auto highOdd = hn::ConcatUpperUpper (tag, x[3], x[1]);
+        rows[c] = hn::OddEvenBlocks (hn::SwapAdjacentBlocks (lowOdd), lowEven);
+        rows[4 + c] = hn::OddEvenBlocks (lowOdd, hn::SwapAdjacentBlocks (lowEven));
+        rows[8 + c] = hn::OddEvenBlocks (hn::SwapAdjacentBlocks (highOdd), highEven);
+        rows[12 + c] = hn::OddEvenBlocks (highOdd, hn::SwapAdjacentBlocks (highEven));
+#elif HWY_TARGET == HWY_AVX2
+        rows[c] = hn::ConcatLowerLower (tag, x[1], x[0]);
+        rows[4 + c] = hn::ConcatUpperUpper (tag, x[1], x[0]);
+#else
+        rows[c] = x[0];
+#endif
+    }
+}
+
+std::uint32_t WindowFrames (float* dest, const float* const* frames, const float* window, std::size_t n)
+{
+    std::uint32_t sounding = 0;
+
+    for (std::size_t part = 0; part < lanes; part += L)
+    {
+        auto bits = hn::Zero (tag);
+
+        for (std::size_t i = 0; i < n; i += L)
+        {
+            Floats x[L];
+
+#pragma GCC unroll 16
+            for (std::size_t l = 0; l < L; ++l)
+                x[l] = hn::LoadU (tag, frames[part + l] + i);
+
+            transpose (x);
+
+#pragma GCC unroll 16
+            for (std::size_t l = 0; l < L; l += 2)
+                bits = hn::Or3 (bits, x[l], x[l + 1]);
+
+#pragma GCC unroll 16
+            for (std::size_t l = 0; l < L; ++l)
+                hn::Store (hn::Mul (x[l], broadcast (window[i + l])), tag, dest + (i + l) * lanes + part);
+        }
+
+        const hn::RebindToUnsigned<FloatTag> du;
+        HWY_ALIGN std::uint32_t patterns[L];
+        hn::Store (hn::BitCast (du, hn::Abs (bits)), du, patterns);
+
+        for (std::size_t l = 0; l < L; ++l)
+            sounding |= (patterns[l] != 0 ? 1u : 0u) << (part + l);
+    }
+
+    return sounding;
+}
+
+//======================================================================================================
+// Forward
+
+/** Bins k and m - k of the real transform, from bins a and b of the complex one, which are exchanged and
+    halved. */
+HWY_INLINE void splitBins (float* spectrum, Complex a, Complex b, std::size_t k, const TransformPlan& plan)
+{
+    const auto* w = plan.realTwiddles.data() + 4 * k;
+    const auto c = broadcast (w[0]), s = broadcast (w[1]);
+    // Twice the transform of the even samples, and i times that of the odd ones but for the sign of the real part.
+    const Complex even{ hn::Add (a.im, b.im), hn::Sub (a.re, b.re) };
+    const Complex odd{ hn::Sub (b.im, a.im), hn::Add (a.re, b.re) };
+    const Complex turned{ hn::Add (hn::Mul (c, odd.im), hn::Mul (s, odd.re)),
+                          hn::Sub (hn::Mul (c, odd.re), hn::Mul (s, odd.im)) };
+    auto* low = spectrum + k * 2 * lanes;
+    auto* high = spectrum + (plan.length - k) * 2 * lanes;
+    hn::Store (hn::Add (even.re, turned.re), tag, low);
+    hn::Store (hn::Add (even.im, turned.im), tag, low + lanes);
+    hn::Store (hn::Sub (even.re, turned.re), tag, high);
+    hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
+}
+
+HWY_INLINE void joinLastHalved (Complex (&x)[8], const float* work, const TransformPlan& plan, std::size_t j)
+{
+    const auto span = plan.length / 8;
+    const auto half = broadcast (0.5f);
+    const auto first = loadComplex (work + j * 2 * L);
+    x[0] = { hn::Mul (half, first.re), hn::Mul (half, first.im) };
+
+#pragma GCC unroll 8
+    for (std::size_t q = 1; q < 8; ++q)
+        x[q] = twiddle (loadComplex (work + (q * span + j) * 2 * L),
+                        plan.halvedLastTwiddles.data() + (j * 7 + q - 1) * 2);
+
+    butterfly (x);
+}
+
+/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. */
+HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, const TransformPlan& plan)
+{
+    const auto span = plan.length / 8;
+    Complex x[8], y[8];
+    joinLastHalved (x, work, plan, 0);
+    splitBins (spectrum, x[0], x[0], 0, plan);
+
+#pragma GCC unroll 4
+    for (std::size_t q = 1; q <= 4; ++q)
+        splitBins (spectrum, x[q], x[8 - q], q * span, plan);
+
+    for (std::size_t j = 1; j < span / 2; ++j)
+    {
+        joinLastHalved (x, work, plan, j);
+        joinLastHalved (y, work, plan, span - j);
+
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < 8; ++q)
+            splitBins (spectrum, x[q], y[7 - q], j + q * span, plan);
+    }
+
+    joinLastHalved (x, work, plan, span / 2);
+
+#pragma GCC unroll 4
+    for (std::size_t q = 0; q < 4; ++q)
+        splitBins (spectrum, x[q], x[7 - q], span / 2 + q * span, plan);
+}
+
+void TransformForward (float* spectrum, const float* samples, float* work, const TransformPlan& plan)
+{
+    for (std::size_t part = 0; part < lanes; part += L)
+    {
+        allButLastPass (work, SampleSource{ samples + part }, plan);
+        splitLastPass (spectrum + part, work, plan);
+    }
+}
+
+//======================================================================================================
+// Inverse
+
+void PrepareTransforms (float* prepared, const float* spectrum, const TransformPlan& plan)
+{
+    const auto m = plan.length, distance = m / plan.firstRadix;
+
+    for (std::size_t part = 0; part < lanes; part += L)
+        for (const std::size_t first : plan.firstBins)
+            for (auto k = first; k < m; k += distance, prepared += 4 * L)
+            {
+                const auto* w = plan.realTwiddles.data() + 4 * k;
+                const auto c = broadcast (w[0]), minus = broadcast (w[2]), plus = broadcast (w[3]);
+                const auto* low = spectrum + k * 2 * lanes + part;
+                const auto* high = spectrum + (m - k) * 2 * lanes + part;
+                const Complex a{ hn::Load (tag, low), hn::Load (tag, low + lanes) };
+                const Complex b{ hn::Load (tag, high), hn::Load (tag, high + lanes) };
+                hn::Store (hn::Sub (hn::Mul (a.re, minus), hn::Mul (a.im, c)), tag, prepared);
+                hn::Store (hn::Add (hn::Mul (a.re, c), hn::Mul (a.im, minus)), tag, prepared + L);
+                // The imaginary part is stored with the other sign.
+                hn::Store (hn::Sub (hn::Mul (b.re, plus), hn::Mul (b.im, c)), tag, prepared + 2 * L);
+                hn::Store (hn::Add (hn::Mul (b.re, c), hn::Mul (b.im, plus)), tag, prepared + 3 * L);
+            }
+}
+
+void TransformInverse (
+    float* samples, const float* prepared, const float* weights, float* work, const TransformPlan& plan)
+{
+    const auto m = plan.length, span = m / 8;
+
+    for (std::size_t part = 0; part < lanes; part += L, prepared += m * 4 * L)
+    {
+        allButLastPass (work, WeightedSource{ prepared, weights, m }, plan);
+
+        for (std::size_t j = 0; j < span; ++j)
+        {
+            Complex x[8];
+            join (x, work, span, plan.lastTwiddles.data(), j);
+
+#pragma GCC unroll 8
+            for (std::size_t q = 0; q < 8; ++q)
+            {
+                auto* dest = samples + (q * span + j) * 2 * lanes + part;
+                hn::Store (x[q].re, tag, dest);
+                hn::Store (x[q].im, tag, dest + lanes);
+            }
+        }
+    }
+}
+
+/** Moves the lanes up by one; the lowest takes the carry, which takes the highest. */
+HWY_INLINE Floats shift (Floats x, float* carry)
+{
+    const auto lowest = broadcast (*carry);
+#if HWY_TARGET == HWY_SSE4
+    *carry = hn::ExtractLane (x, L - 1);
+#else
+    const auto highestLane = hn::Not (hn::FirstN (tag, L - 1));
+    hn::BlendedStore (x, highestLane, tag, carry - (L - 1));
+#endif
+#if HWY_TARGET == HWY_AVX3
+    return hn::Vec<FloatTag>{ _mm512_castsi512_ps (
+        _mm512_alignr_epi32 (_mm512_castps_si512 (x.raw), _mm512_castps_si512 (lowest.raw), 15)) };
+#elif HWY_TARGET == HWY_AVX2
+    return hn::CombineShiftRightBytes<12> (tag, x, hn::ConcatLowerLower (tag, x, lowest));
+#else
+    return hn::CombineShiftRightBytes<12> (tag, x, lowest);
+#endif
+}
+
+/** The last pass with overlap-add. It runs over the hop from its start and from its middle at once; rows of L
+    lanes gather in blocks that are transposed into the signal. */
+HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* work, const TransformPlan& plan)
+{
+    const auto span = plan.length / 8, hop = 4 * span;
+    const auto gains = hn::LoadU (tag, target.frameGains);
+    const auto atOnce = std::min<std::size_t> (span, 8);
+    HWY_ALIGN float rows[32 * L];
+
+    for (std::size_t start = 0; start < span; start += atOnce)
+    {
+        for (std::size_t j = start; j < start + atOnce; ++j)
+        {
+            Complex x[8];
+            join (x, work, span, plan.lastTwiddles.data(), j);
+
+            const auto add = [&] (Floats a, Floats b, Floats c, Floats d, std::size_t i, float* row)
+            {
+                const auto windowed = [&] (Floats v, std::size_t quarter)
+                { return hn::Mul (gains, hn::Mul (v, broadcast (target.window[quarter * hop + i]))); };
+
+                auto sum = shift (windowed (d, 3), target.carry + 2 * hop + i);
+                sum = shift (hn::Add (sum, windowed (c, 2)), target.carry + hop + i);
+                sum = shift (hn::Add (sum, windowed (b, 1)), target.carry + i);
+                hn::Store (hn::Add (sum, windowed (a, 0)), tag, row);
+            };
+
+            auto* row = rows + (j - start) * 2 * L;
+            add (x[0].re, x[2].re, x[4].re, x[6].re, 2 * j, row);
+            add (x[0].im, x[2].im, x[4].im, x[6].im, 2 * j + 1, row + L);
+            row += atOnce * 2 * L;
+            add (x[1].re, x[3].re, x[5].re, x[7].re, 2 * (span + j), row);
+            add (x[1].im, x[3].im, x[5].im, x[7].im, 2 * (span + j) + 1, row + L);
+        }
+
+        for (std::size_t i = 0; i < 4 * atOnce; i += L)
+        {
+            Floats x[L];
+
+#pragma GCC unroll 16
+            for (std::size_t l = 0; l < L; ++l)
+                x[l] = hn::Load (tag, rows + (i + l) * L);
+
+            transpose (x);
+            const auto position = i < 2 * atOnce ? 2 * start + i : 2 * (span + start - atOnce) + i;
+
+#pragma GCC unroll 16
+            for (std::size_t l = 0; l < L; ++l)
+                hn::StoreU (x[l], tag, target.signal + l * hop + position);
+        }
+    }
+}
+
+template <typename Source>
+HWY_INLINE void overlapParts (const OverlapTarget& target,
+                              const float* prepared,
+                              const float* weights,
+                              std::size_t weightStep,
+                              float* work,
+                              const TransformPlan& plan)
+{
+    const auto m = plan.length;
+    auto part = target;
+
+    for (std::size_t l = 0; l < lanes; l += L)
+    {
+        allButLastPass (work, Source{ prepared, weights, m }, plan);
+        overlapLastPass (part, work, plan);
+        part.signal += L * m / 2;
+        part.frameGains += L;
+        prepared += m * 4 * L;
+        weights += weightStep;
+    }
+}
+
+void OverlapWeighted (const OverlapTarget& target,
+                      const float* prepared,
+                      const float* weights,
+                      float* work,
+                      const TransformPlan& plan)
+{
+    overlapParts<WeightedSource> (target, prepared, weights, 0, work, plan);
+}
+
+void OverlapGained (const OverlapTarget& target,
+                    const float* prepared,
+                    const float* gains,
+                    float* work,
+                    const TransformPlan& plan)
+{
+    overlapParts<GainedSource> (target, prepared, gains, L, work, plan);
+}
+
+} // namespace tessivar::kernels::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessivar::kernels
+{
+
+TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
+{
+    const auto turn = [] (std::size_t part, std::size_t whole)
+    { return 2.0 * std::numbers::pi * static_cast<double> (part) / static_cast<double> (whole); };
+
+    const auto twiddles = [&] (std::size_t radix, std::size_t span, double scale)
+    {
+        std::vector<float> table;
+
+        for (std::size_t j = 0; j < span; ++j)
+            for (std::size_t q = 1; q < radix; ++q)
+            {
+                const auto angle = turn (j * q, radix * span);
+                table.push_back (static_cast<float> (scale * std::cos (angle)));
+                table.push_back (static_cast<float> (scale * std::sin (angle)));
+            }
+
+        return table;
+    };
+
+    // Radix 8 wherever it fits; the middle passes make up for the rest.
+    firstRadix = length % 64 == 0 && length != 128 ? 8 : 4;
+
+    for (auto span = firstRadix; span < length / 8; span *= middlePasses.back().radix)
+    {
+        const std::size_t rest = length / 8 / span;
+        const std::size_t radix = rest == 4 || rest == 16 ? 4 : 8;
+        middlePasses.push_back ({ radix, span, twiddles (radix, span, 1.0) });
+    }
+
+    lastTwiddles = twiddles (8, length / 8, 1.0);
+    halvedLastTwiddles = twiddles (8, length / 8, 0.5);
+
+    // The last pass joins the blocks of all bins with the same remainder by 8, and so on down to the first.
+    firstBins = { 0 };
+    std::uint32_t step = 1;
+
+    const auto divide = [&] (std::size_t radix)
+    {
+        const auto blocks = firstBins;
+        firstBins.clear();
+
+        for (const auto first : blocks)
+            for (std::uint32_t q = 0; q < radix; ++q)
+                firstBins.push_back (first + q * step);
+
+        step *= static_cast<std::uint32_t> (radix);
+    };
+
+    divide (8);
+    std::for_each (
+        middlePasses.rbegin(), middlePasses.rend(), [&] (const Pass& pass) { divide (pass.radix); });
+
+    for (std::size_t k = 0; k < length; ++k)
+    {
+        const auto angle = turn (k, n);
+        const auto c = std::cos (angle), s = std::sin (angle);
+
+        for (const auto x : { c, s, 1.0 - s, 1.0 + s })
+            realTwiddles.push_back (static_cast<float> (x));
+    }
+}
+
+TESSIVAR_KERNEL (windowFrames, WindowFrames);
+TESSIVAR_KERNEL (transformForward, TransformForward);
+TESSIVAR_KERNEL (prepareTransforms, PrepareTransforms);
+TESSIVAR_KERNEL (transformInverse, TransformInverse);
+TESSIVAR_KERNEL (overlapWeighted, OverlapWeighted);
+TESSIVAR_KERNEL (overlapGained, OverlapGained);
+
+} // namespace tessivar::kernels
+#endif
