@@ -125,59 +125,67 @@ private:
         return tracks[static_cast<std::size_t> (index)].shape;
     }
 
-    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames.
-    */
+    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames. */
     AnalysisStatus buildSpectrogram()
     {
         const auto& shape = result.shape;
         const auto numFrames = static_cast<std::size_t> (shape.numFrames);
         spectrogram = AlignedBuffer (shape.melRows() * numFrames);
-        loudest.resize (active.size());
 
         const MelBands bands (data.melFilterBank.span(), static_cast<std::size_t> (shape.rate.numBins()));
-        std::vector<std::unique_ptr<FrameAnalyser>> analysers;
+        std::vector<std::unique_ptr<MelAnalyser>> analysers;
 
         for (int i = 0; i < pool.numWorkers(); ++i)
-            analysers.push_back (std::make_unique<FrameAnalyser> (data.window.span()));
+            analysers.push_back (std::make_unique<MelAnalyser> (data.window.span(), bands));
 
-        std::vector<double> energies (numFrames);
+        std::vector<double> energies (active.size() * numFrames); // track after track
         const auto numPieces =
             static_cast<std::size_t> ((shape.numFrames + frontEndFrames - 1) / frontEndFrames);
+        const auto numItems = numPieces * active.size();
 
-        for (std::size_t i = 0; i < active.size(); ++i)
+        // A piece of all tracks, then the next piece: columns are finished while they are in the cache.
+        const auto analysePiece = [&] (std::size_t item, int worker)
         {
-            const auto status = forEachItem (
-                pool,
-                control,
-                numPieces,
-                [&] (std::size_t piece, int worker)
-                {
-                    const auto first = static_cast<std::int64_t> (piece) * frontEndFrames;
-                    const auto end = std::min (first + frontEndFrames, shape.numFrames);
-                    auto* column = spectrogram.data() + static_cast<std::size_t> (first) * shape.melRows()
-                                   + i * method::numMelBands;
-                    return completedIf (analyseFrames (*signals[i],
-                                                       first,
-                                                       end,
-                                                       bands,
-                                                       *analysers[static_cast<std::size_t> (worker)],
-                                                       shape.rate,
-                                                       column,
-                                                       shape.melRows(),
-                                                       energies.data() + first),
-                                        AnalysisStatus::readFailed);
-                });
+            const auto track = item % active.size();
+            const auto first = static_cast<std::int64_t> (item / active.size()) * frontEndFrames;
+            auto& analyser = *analysers[static_cast<std::size_t> (worker)];
+            return completedIf (
+                analyser.analyse (*signals[track],
+                                  { first, std::min (first + frontEndFrames, shape.numFrames) },
+                                  shape.rate,
+                                  spectrogram.data() + static_cast<std::size_t> (first) * shape.melRows()
+                                      + track * method::numMelBands,
+                                  shape.melRows(),
+                                  energies.data() + track * numFrames + first),
+                AnalysisStatus::readFailed);
+        };
 
-            if (status != AnalysisStatus::completed)
-                return status;
+        const auto showProgress = [&] (double done)
+        {
+            // One step for each finished share of a track, deliberately without the last: with a single track
+            // the value stays where loading left it.
+            const auto numDone =
+                static_cast<std::size_t> (std::lround (done * static_cast<double> (numItems)));
 
-            if (isRenderedType (trackShape (active[i]).drumType))
-                loudest[i] = loudestFrames (energies, shape.paddingFrames(), shape.numSegments);
+            if (numDone >= numPieces)
+                progress.set (0.05 + 0.05 * static_cast<double> (numDone / numPieces - 1) / shape.numActive);
+        };
 
-            // Deliberately without this track: with a single one the value stays where loading left it.
-            progress.set (0.05 + 0.05 * static_cast<double> (i) / shape.numActive);
-        }
+        const auto status = forEachItem (pool, control, numItems, analysePiece, showProgress);
 
+        if (status != AnalysisStatus::completed)
+            return status;
+
+        loudest.resize (active.size());
+        pool.forEach (active.size(),
+                      [&] (std::size_t i, int)
+                      {
+                          if (isRenderedType (trackShape (active[i]).drumType))
+                              loudest[i] = loudestFrames (
+                                  std::span<const double> (energies).subspan (i * numFrames, numFrames),
+                                  shape.paddingFrames(),
+                                  shape.numSegments);
+                      });
         return AnalysisStatus::completed;
     }
 

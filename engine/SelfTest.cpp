@@ -2,7 +2,7 @@
 
 #include "engine/AnalysisData.h"
 #include "engine/Decomposition.h"
-#include "engine/SpectralFrontEnd.h"
+#include "engine/numerics/BlockFft.h"
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/SimdTarget.h"
 #include "terms/ChannelLayout.h"
@@ -52,28 +52,28 @@ SelfTestLine checkReconstruction (const std::string& folder, const RateParameter
 {
     AnalysisData data;
     const auto isLoaded = loadAnalysisData (folder, rate, data, {}, [] (std::string_view, bool) {});
-    FrameAnalyser analyser (data.window.span());
 
-    const auto frameLength = static_cast<std::size_t> (rate.frameLength),
-               hop = static_cast<std::size_t> (rate.hop);
+    const auto frameLength = static_cast<std::size_t> (rate.frameLength);
     const auto length = 8 * frameLength;
-    std::vector<float> signal (length + 2 * frameLength), rebuilt (signal.size());
-    AlignedBuffer output (frameLength);
+    BlockFft fft (data.window.span());
+    const auto blockLength = BlockFft::numFrames * fft.hop(), numBlocks = length / blockLength + 1;
+    std::vector<float> signal (numBlocks * blockLength + frameLength), rebuilt (signal.size());
+    AlignedBuffer spectrum (fft.spectrumFloats()), weights (fft.numBins()), gains (BlockFft::numFrames);
+    OverlapCarry carry (fft.hop());
     RandomStream random (1);
 
     for (std::size_t i = frameLength; i < frameLength + length; ++i)
         signal[i] = 2.0f * random.next() - 1.0f;
 
-    for (std::size_t start = 0; start + frameLength <= signal.size(); start += hop)
-    {
-        if (! analyser.analyse (signal.data() + start))
-            continue;
+    std::fill_n (weights.data(), weights.size(), 1.0f);
+    std::fill_n (gains.data(), gains.size(), 2.0f / static_cast<float> (rate.frameLength));
 
-        analyser.fft().inverse (output.data(), analyser.spectrum());
-        overlapAdd (rebuilt.data() + start,
-                    output.data(),
-                    data.window.span(),
-                    2.0f / static_cast<float> (rate.frameLength));
+    for (std::size_t start = 0; start < numBlocks * blockLength; start += blockLength)
+    {
+        fft.load (signal.data() + start);
+        fft.forward (spectrum.data());
+        fft.prepare (spectrum.data());
+        fft.overlapWeighted (rebuilt.data() + start, carry, weights.data(), gains.data());
     }
 
     float worst = 0.0f;

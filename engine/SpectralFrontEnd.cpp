@@ -1,7 +1,9 @@
 #include "engine/SpectralFrontEnd.h"
 
+#include "engine/numerics/simd/LaneKernels.h"
 #include "engine/numerics/simd/SpectralKernels.h"
 
+#include <array>
 #include <bit>
 
 namespace tessivar
@@ -60,9 +62,6 @@ bool PaddedSignal::read (std::int64_t start, std::span<float> dest) const
 
 MelBands::MelBands (std::span<const float> bank, std::size_t numBins)
 {
-    constexpr std::size_t panel = 16;
-    std::size_t total = 0;
-
     const auto weightOf = [&] (std::size_t band, std::size_t bin)
     { return bank[band + method::numMelBands * bin]; };
 
@@ -77,30 +76,60 @@ MelBands::MelBands (std::span<const float> bank, std::size_t numBins)
             --end;
 
         firstBin.push_back (first);
-        numPanels.push_back ((end - first + panel - 1) / panel);
-        total += numPanels.back() * panel;
+        sizes.push_back (end - first);
+
+        for (auto bin = first; bin < end; ++bin)
+            weights.push_back (weightOf (m, bin));
     }
-
-    weights = AlignedBuffer (total);
-    auto* out = weights.data();
-
-    for (std::size_t m = 0; m < method::numMelBands; ++m)
-        for (std::size_t i = 0; i < numPanels[m] * panel; ++i)
-            *out++ = firstBin[m] + i < numBins ? weightOf (m, firstBin[m] + i) : 0.0f;
 }
 
 void MelBands::melPower (float* dest, const float* magnitudes) const
 {
-    kernels::sumBands (
-        dest, magnitudes, weights.data(), firstBin.data(), numPanels.data(), method::numMelBands);
+    kernels::bandPowersOfFrames (
+        dest, magnitudes, weights.data(), firstBin.data(), sizes.data(), method::numMelBands);
+}
 
-    for (std::size_t m = 0; m < method::numMelBands; ++m)
-        dest[m] *= dest[m];
+MelAnalyser::MelAnalyser (std::span<const float> window, const MelBands& b)
+    : bands (b), fft (window), spectrum (fft.spectrumFloats()),
+      magnitudes (fft.numBins() * BlockFft::numFrames), power (method::numMelBands * BlockFft::numFrames)
+{
+}
+
+bool MelAnalyser::analyse (const PaddedSignal& signal,
+                           FrameRange frames,
+                           const RateParameters& rate,
+                           float* melPower,
+                           std::size_t stride,
+                           double* energies)
+{
+    constexpr auto lanes = BlockFft::numFrames;
+    const auto numFrames = static_cast<std::size_t> (frames.size());
+    samples.resize (std::max (samples.size(), frames.numSamples (rate)));
+
+    if (! signal.read (frameStart (frames.first, rate), { samples.data(), frames.numSamples (rate) }))
+        return false;
+
+    for (std::size_t first = 0; first < numFrames; first += lanes)
+    {
+        const auto numGiven = std::min (lanes, numFrames - first);
+        std::array<double, lanes> squares;
+        fft.load (samples.data() + first * fft.hop(), numGiven);
+        fft.forward (spectrum.data());
+        kernels::squaresOfFrames (squares.data(), fft.windowed(), fft.length());
+        kernels::magnitudesOfFrames (magnitudes.data(), spectrum.data(), fft.numBins());
+        bands.melPower (power.data(), magnitudes.data());
+        std::copy_n (squares.data(), numGiven, energies + first);
+
+        for (std::size_t l = 0; l < numGiven; ++l)
+            for (std::size_t m = 0; m < method::numMelBands; ++m)
+                melPower[(first + l) * stride + m] = power[m * lanes + l];
+    }
+
+    return true;
 }
 
 FrameAnalyser::FrameAnalyser (std::span<const float> w)
-    : window (w), transform (w.size()), frame (transform.length()), bins (transform.spectrumFloats()),
-      magnitudes (transform.numBins() + 64)
+    : window (w), transform (w.size()), frame (transform.length()), bins (transform.spectrumFloats())
 {
 }
 
@@ -108,10 +137,9 @@ bool FrameAnalyser::analyse (const float* samples)
 {
     // The first samples decide nearly always.
     constexpr std::size_t ahead = 16;
-    isSilent = kernels::peakLevel (samples, ahead) == 0.0f
-               && kernels::peakLevel (samples + ahead, transform.length() - ahead) == 0.0f;
 
-    if (isSilent)
+    if (kernels::peakLevel (samples, ahead) == 0.0f
+        && kernels::peakLevel (samples + ahead, transform.length() - ahead) == 0.0f)
     {
         frame.clear();
         bins.clear();
@@ -120,48 +148,6 @@ bool FrameAnalyser::analyse (const float* samples)
 
     kernels::multiply (frame.data(), samples, window.data(), transform.length());
     transform.forward (bins.data(), frame.data());
-    return true;
-}
-
-double FrameAnalyser::energy() const
-{
-    return kernels::sumOfSquares (frame.data(), transform.length());
-}
-
-void FrameAnalyser::melPower (float* dest, const MelBands& bands)
-{
-    if (isSilent)
-    {
-        std::fill_n (dest, method::numMelBands, 0.0f);
-        return;
-    }
-
-    kernels::magnitudes (magnitudes.data(), bins.data(), transform.numBins());
-    bands.melPower (dest, magnitudes.data());
-}
-
-bool analyseFrames (const PaddedSignal& signal,
-                    std::int64_t first,
-                    std::int64_t end,
-                    const MelBands& bands,
-                    FrameAnalyser& analyser,
-                    const RateParameters& rate,
-                    float* melPower,
-                    std::size_t stride,
-                    double* energies)
-{
-    AlignedBuffer block (FrameRange{ first, end }.numSamples (rate));
-
-    if (! signal.read (frameStart (first, rate), block.span()))
-        return false;
-
-    for (std::int64_t i = 0; i < end - first; ++i)
-    {
-        analyser.analyse (block.data() + i * rate.hop);
-        analyser.melPower (melPower + static_cast<std::size_t> (i) * stride, bands);
-        energies[i] = analyser.energy();
-    }
-
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "engine/AnalysisSettings.h"
 #include "engine/SampleStorage.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/BlockFft.h"
 #include "engine/numerics/RealFft.h"
 #include "terms/DrumType.h"
 
@@ -77,14 +78,36 @@ public:
     /** bank: 80 x numBins, column-major. */
     MelBands (std::span<const float> bank, std::size_t numBins);
 
-    /** dest[m] = (sum of weights times magnitudes)^2 for the 80 bands. The squaring comes after the bank by
-        design: the bank weights magnitudes, not powers. magnitudes: 64-byte aligned, numBins plus 64 floats
-        of room. */
+    /** (sum of weights times magnitudes)^2 of the 80 bands, for sixteen frames in lane layout. The squaring
+        comes after the bank by design: the bank weights magnitudes, not powers. */
     void melPower (float* dest, const float* magnitudes) const;
 
 private:
-    std::vector<std::size_t> firstBin, numPanels;
-    AlignedBuffer weights; // band after band, each numPanels[m] panels of 16
+    std::vector<std::size_t> firstBin, sizes;
+    std::vector<float> weights; // band after band
+};
+
+/** Mel power and energies of a track's frames; one for each worker. */
+class MelAnalyser
+{
+public:
+    /** window: a weight for each sample of a frame; it and the bands must outlive this. */
+    MelAnalyser (std::span<const float> window, const MelBands& bands);
+
+    /** melPower: frame after frame, stride floats apart, 80 floats each; energies: sums of squares of the
+        windowed samples, one a frame. Returns false when the source can't be read. */
+    [[nodiscard]] bool analyse (const PaddedSignal& signal,
+                                FrameRange frames,
+                                const RateParameters& rate,
+                                float* melPower,
+                                std::size_t stride,
+                                double* energies);
+
+private:
+    const MelBands& bands;
+    BlockFft fft;
+    std::vector<float> samples;
+    AlignedBuffer spectrum, magnitudes, power;
 };
 
 /** Windowed frames and their spectra; one for each worker. */
@@ -102,33 +125,11 @@ public:
     [[nodiscard]] const float* spectrum() const { return bins.data(); }
     [[nodiscard]] RealFft& fft() { return transform; }
 
-    /** Sum of squares of the windowed samples. */
-    [[nodiscard]] double energy() const;
-
-    /** Mel power of the last frame, 80 floats. */
-    void melPower (float* dest, const MelBands& bands);
-
 private:
     std::span<const float> window;
     RealFft transform;
-    AlignedBuffer frame, bins, magnitudes;
-    bool isSilent = true;
+    AlignedBuffer frame, bins;
 };
-
-/** The front end of one track over frames first .. end - 1.
-
-    melPower: column t - first at melPower + (t - first) * stride, 80 floats; energies: one value a frame.
-    Returns false when the source can't be read.
-*/
-[[nodiscard]] bool analyseFrames (const PaddedSignal& signal,
-                                  std::int64_t first,
-                                  std::int64_t end,
-                                  const MelBands& bands,
-                                  FrameAnalyser& analyser,
-                                  const RateParameters& rate,
-                                  float* melPower,
-                                  std::size_t stride,
-                                  double* energies);
 
 /** Adds the inverse transform of a frame back into a signal: dest[i] += gain * frame[i] * window[i]. */
 void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain);

@@ -53,16 +53,13 @@ FrontEnd runFrontEnd (const PaddedSignal& signal, const AnalysisShape& shape, co
     const auto numFrames = static_cast<std::size_t> (shape.numFrames);
     FrontEnd result{ std::vector<float> (method::numMelBands * numFrames), std::vector<double> (numFrames) };
     const MelBands bands (data.melFilterBank.span(), static_cast<std::size_t> (shape.rate.numBins()));
-    FrameAnalyser analyser (data.window.span());
-    REQUIRE (analyseFrames (signal,
-                            0,
-                            shape.numFrames,
-                            bands,
-                            analyser,
-                            shape.rate,
-                            result.mel.data(),
-                            method::numMelBands,
-                            result.energies.data()));
+    MelAnalyser analyser (data.window.span(), bands);
+    REQUIRE (analyser.analyse (signal,
+                               { 0, shape.numFrames },
+                               shape.rate,
+                               result.mel.data(),
+                               method::numMelBands,
+                               result.energies.data()));
     return result;
 }
 
@@ -89,22 +86,34 @@ Results frontEndArrays (const GoldenCase& golden)
     const auto frontEnd = runFrontEnd (signal, shape, data);
 
     const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
-    std::vector<double> frames, spectrum;
-    std::vector<float> rebuilt (source.samples.size() + 3 * frameLength);
-    FrameAnalyser analyser (data.window.span());
-    AlignedBuffer samples (frameLength), output (frameLength);
+    const auto numFrames = static_cast<std::size_t> (shape.numFrames);
+    constexpr auto lanes = BlockFft::numFrames;
+    BlockFft fft (data.window.span());
+    const auto hop = fft.hop(), numBins = fft.numBins();
+    std::vector<double> frames (numFrames * frameLength), spectrum (numFrames * 2 * numBins);
+    std::vector<float> samples ((numFrames + lanes) * hop + frameLength), rebuilt (samples.size());
+    AlignedBuffer bins (fft.spectrumFloats()), weights (numBins), gains (lanes);
+    OverlapCarry carry (hop);
+    REQUIRE (signal.read (frameStart (0, shape.rate), samples));
+    std::fill_n (weights.data(), numBins, 1.0f);
+    std::fill_n (gains.data(), lanes, 2.0f / static_cast<float> (frameLength));
 
-    for (std::int64_t t = 0; t < shape.numFrames; ++t)
+    for (std::size_t first = 0; first < numFrames; first += lanes)
     {
-        REQUIRE (signal.read (frameStart (t, shape.rate), samples.span()));
-        analyser.analyse (samples.data());
-        frames.insert (frames.end(), analyser.windowed(), analyser.windowed() + frameLength);
-        spectrum.insert (spectrum.end(), analyser.spectrum(), analyser.spectrum() + frameLength + 2);
-        analyser.fft().inverse (output.data(), analyser.spectrum());
-        overlapAdd (rebuilt.data() + t * shape.rate.hop,
-                    output.data(),
-                    data.window.span(),
-                    2.0f / static_cast<float> (frameLength));
+        fft.load (samples.data() + first * hop, std::min (lanes, numFrames - first));
+        fft.forward (bins.data());
+
+        for (std::size_t t = first; t < std::min (numFrames, first + lanes); ++t)
+        {
+            for (std::size_t i = 0; i < frameLength; ++i)
+                frames[t * frameLength + i] = fft.windowed()[i * lanes + t - first];
+
+            for (std::size_t i = 0; i < 2 * numBins; ++i)
+                spectrum[t * 2 * numBins + i] = bins[i * lanes + t - first];
+        }
+
+        fft.prepare (bins.data());
+        fft.overlapWeighted (rebuilt.data() + first * hop, carry, weights.data(), gains.data());
     }
 
     const auto start = rebuilt.begin() + static_cast<std::ptrdiff_t> (frameLength);
