@@ -210,7 +210,7 @@ ComponentSource* FileStorage::standard (int trackIndex)
     return standardResults[static_cast<std::size_t> (trackIndex)].get();
 }
 
-ComponentSink* FileStorage::refined (int trackIndex)
+ComponentSink* FileStorage::refined (int trackIndex, const TrackFindings&)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
     refinedResults[i] =

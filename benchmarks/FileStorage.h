@@ -55,7 +55,7 @@ public:
     ComponentSink* rendered (int trackIndex) override;
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override;
     ComponentSource* standard (int trackIndex) override;
-    ComponentSink* refined (int trackIndex) override;
+    ComponentSink* refined (int trackIndex, const TrackFindings&) override;
 
     /** A number that depends on every bit of the results and on their order. */
     [[nodiscard]] std::uint64_t checksum() const;

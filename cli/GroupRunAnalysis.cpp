@@ -9,18 +9,26 @@
 namespace tessivar
 {
 
-void GroupRun::turnKnobs (std::size_t index)
+void GroupRun::turnKnobs (TrackState& track, std::size_t index) const
 {
-    auto& record = group.tracks[index].record;
-    const auto before = record.knobs (record.selected());
+    const auto before = track.soundingKnobs();
     auto values = report.tracks[index].knobs;
 
     if (values.focus == suggestedValue)
-        values.focus =
-            static_cast<float> (group.tracks[index].findings.suggestedFocus.value_or (before.focus));
+        values.focus = static_cast<float> (track.findings.suggestedFocus.value_or (before.focus));
 
     if (values != before)
-        record.setKnobs (record.selected(), values);
+        track.record.setKnobs (track.record.selected(), values);
+}
+
+KnobValues GroupRun::knobsAfter (std::size_t index, const TrackFindings& findings) const
+{
+    auto track = group.tracks[index];
+    Group::AnalysedTrack analysed;
+    analysed.findings = findings;
+    analysed.applyTo (track);
+    turnKnobs (track, index);
+    return track.soundingKnobs();
 }
 
 bool GroupRun::readTracks()
@@ -104,7 +112,7 @@ void GroupRun::prepareGroup()
     {
         auto& track = group.tracks[i];
         const auto& name = report.tracks[i].name;
-        turnKnobs (i);
+        turnKnobs (group.tracks[i], i);
 
         // Following the suggestion in setting A is what an untouched knob does.
         const auto focus = request.focus.valueFor (name);
@@ -137,7 +145,13 @@ bool GroupRun::analyse()
     prepareGroup();
     auto options = analysisOptions();
     options.diagnostics = [this] (std::string_view line, bool isRead) { tellDiagnostic (line, isRead); };
-    const auto result = analyseGroup (group, options, *store, control());
+    const auto result = analyseGroup (group,
+                                      options,
+                                      *store,
+                                      control(),
+                                      isForKnobs() ? [this] (std::size_t index, const TrackFindings& findings)
+                                          { return knobsAfter (index, findings); }
+                                                   : KnobsOf());
     report.analysisSeconds = secondsNow() - start;
 
     if (result.outcome.wasStopped())
@@ -153,7 +167,7 @@ bool GroupRun::analyse()
 
     for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
-        turnKnobs (i);
+        turnKnobs (group.tracks[i], i);
         report.tracks[i].knobs = group.tracks[i].soundingKnobs();
     }
 

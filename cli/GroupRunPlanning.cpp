@@ -169,7 +169,7 @@ bool GroupRun::applyChoices()
             if (focus == suggestedValue)
                 focus = static_cast<float> (group.tracks[i].findings.suggestedFocus.value_or (0.0));
 
-            turnKnobs (i);
+            turnKnobs (group.tracks[i], i);
         }
 
         return true;
@@ -287,7 +287,7 @@ bool GroupRun::checkRoom()
     ProcessForecast forecast;
 
     if (request.analyses())
-        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder);
+        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder, isForKnobs());
 
     const auto target = request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory();
     forecast.outputFree = freeBytesOf (target).value_or (std::numeric_limits<std::uint64_t>::max());

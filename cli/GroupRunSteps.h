@@ -64,6 +64,9 @@ private:
     [[nodiscard]] ExportOptions exportOptions() const;
     [[nodiscard]] AnalysisOptions analysisOptions() const;
 
+    /** Whether nothing but the processed files comes of an analysis. */
+    [[nodiscard]] bool isForKnobs() const { return ! request.saves(); }
+
     /** By which the Group is, or was, analyzed. */
     [[nodiscard]] AnalysisMethod method() const;
 
@@ -113,7 +116,10 @@ private:
     /** Turns the knobs of the sounding setting to the report's; the other setting and the selector stay. A
         focus of suggestedValue becomes the suggestion of the last analysis, if there is one.
     */
-    void turnKnobs (std::size_t index);
+    void turnKnobs (TrackState& track, std::size_t index) const;
+
+    /** What a track's knobs will be once an analysis has found this. */
+    [[nodiscard]] KnobValues knobsAfter (std::size_t index, const TrackFindings& findings) const;
 
     // GroupRunWriting.cpp: audio files and the group file.
 

@@ -1,6 +1,6 @@
 #include "engine/AnalysisPipeline.h"
 
-#include "engine/AnalysisData.h"
+#include "engine/ComponentReader.h"
 #include "engine/Decomposition.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/TrackRendering.h"
@@ -68,7 +68,10 @@ public:
         result.status = analyse();
 
         if (result.status == AnalysisStatus::completed)
+        {
             progress.setWhole (1.0);
+            result.factors = factors;
+        }
 
         return std::move (result);
     }
@@ -86,7 +89,7 @@ private:
         if (! shape)
             return AnalysisStatus::unsupportedRate;
 
-        result.shape = *shape;
+        result.shape = factors->shape = *shape;
 
         for (int i = 0; i < static_cast<int> (tracks.size()); ++i)
             if (! trackShape (i).excluded)
@@ -268,7 +271,8 @@ private:
         const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
         const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
         const auto rendered = [&] (std::optional<std::size_t> i)
-        { return i ? storage.standard (active[*i]) : nullptr; };
+        { return i ? standardComponents (*i) : nullptr; };
+        readers.resize (active.size());
 
         // HiHat tracks come last, so that the Kick and Snare references exist whatever the order of the
         // tracks.
@@ -303,10 +307,14 @@ private:
                                                                ? method::similarityThresholdOverhead
                                                                : method::similarityThreshold);
             job.ownLength = trackShape (index).lengthInSamples;
-            job.sink = storage.rendered (index);
 
-            if (job.sink == nullptr)
-                return AnalysisStatus::storageFailed;
+            if (options.storesComponents)
+            {
+                job.sink = storage.rendered (index);
+
+                if (job.sink == nullptr)
+                    return AnalysisStatus::storageFailed;
+            }
 
             if (job.isHiHat)
             {
@@ -330,17 +338,35 @@ private:
 
             if (status != AnalysisStatus::completed)
                 return status;
+
+            result.tracks[static_cast<std::size_t> (index)].row = i;
+
+            if (! options.storesComponents)
+                readers[i] = std::make_unique<ComponentReader> (
+                    factors,
+                    ComponentReader::Track{ i,
+                                            trackShape (index).drumType,
+                                            job.ownLength,
+                                            result.tracks[static_cast<std::size_t> (index)].slots },
+                    *tracks[static_cast<std::size_t> (index)].source);
         }
 
         return AnalysisStatus::completed;
+    }
+
+    /** Of the active track i, once it was rendered. */
+    [[nodiscard]] ComponentSource* standardComponents (std::size_t i)
+    {
+        return options.storesComponents ? storage.standard (active[i]) : readers[i].get();
     }
 
     AnalysisStatus refine()
     {
         std::vector<RefinementTrack> participants;
 
-        for (const auto index : active)
+        for (std::size_t i = 0; i < active.size(); ++i)
         {
+            const auto index = active[i];
             const auto& track = tracks[static_cast<std::size_t> (index)];
             RefinementTrack participant;
             participant.index = index;
@@ -351,7 +377,7 @@ private:
 
             if (isRenderedType (track.shape.drumType))
             {
-                participant.standard = storage.standard (index);
+                participant.standard = standardComponents (i);
 
                 if (participant.standard == nullptr)
                     return AnalysisStatus::storageFailed;
@@ -377,11 +403,14 @@ private:
     RisingProgress progress;
     WorkerPool pool;
     AnalysisResult result;
-    AnalysisData data;
+    const std::shared_ptr<Factorization> factors = std::make_shared<Factorization>();
+    AnalysisData& data = factors->data;
+    AlignedBuffer &bases = factors->bases, &activations = factors->activations;
     std::vector<int> active;                            // indices of the tracks that are not excluded
     std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
-    AlignedBuffer spectrogram, bases, activations;
+    std::vector<std::unique_ptr<ComponentReader>> readers; // where components are not stored; null for others
+    AlignedBuffer spectrogram;
 };
 } // namespace
 

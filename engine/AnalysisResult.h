@@ -6,15 +6,20 @@
 #include "terms/TrackFindings.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace tessivar
 {
 
+struct Factorization;
+
 /** Result for one track. */
 struct TrackAnalysis
 {
+    std::size_t row = 0;   // among the active tracks
     bool rendered = false; // whether it has channels; the rest holds only then
     std::array<double, channelLayout::numComponents> scores{}; // mean correlation, by component index
     std::array<int, channelLayout::numComponents> slots{};     // component index by slot, best first
@@ -37,7 +42,8 @@ struct AnalysisResult
     AnalysisStatus status = AnalysisStatus::completed;
     bool startedAtRandom = false; // a refined analysis whose seeded start failed
     AnalysisShape shape;
-    std::vector<TrackAnalysis> tracks; // as given to analyseTracks
+    std::vector<TrackAnalysis> tracks;            // as given to analyseTracks
+    std::shared_ptr<const Factorization> factors; // of a completed analysis, for ComponentReader
 };
 
 /** Bytes that analyseTracks takes from memory and from its spectrogram planes, for a forecast before it starts.

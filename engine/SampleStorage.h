@@ -2,6 +2,7 @@
 
 #include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
+#include "terms/TrackFindings.h"
 
 #include <array>
 #include <cstddef>
@@ -91,7 +92,7 @@ public:
     /** Refined method only: a second sink for the track, which replaces the first when the analysis
         completes. Called track by track; each call says that the standard components of the track before are
         no longer needed. */
-    virtual ComponentSink* refined (int /*trackIndex*/) { return nullptr; }
+    virtual ComponentSink* refined (int /*trackIndex*/, const TrackFindings& /*findings*/) { return nullptr; }
 
     /** Only with keepAllComponents: samples of a component slot (0 = best) of a track from start on, at their
         true level. Every sample to the track's own length comes once, in any order, from several threads. */

@@ -40,13 +40,22 @@ public:
 
         result.slots = orderByScore (result.scores);
         progress (1.0 / 6.0);
-        const auto isTwice = job.isHiHat || job.allComponents;
+        const auto isKept = job.sink != nullptr || job.allComponents;
+        // Level and slots must be known before the first sample is handed over where they matter to it.
+        const auto isMeasured = ! isKept || job.isHiHat || job.allComponents;
 
-        if (isTwice ? ! measure() || ! render (0.5) : ! render (1.0 / 6.0) || ! conclude())
+        if (isMeasured && ! measure (isKept ? 0.5 : 1.0))
+            return status;
+
+        if (isKept && ! render (isMeasured ? 0.5 : 1.0 / 6.0))
+            return status;
+
+        if (! isMeasured && ! conclude())
             return status;
 
         rescale();
-        status = completedIf (job.sink->finish (result.level), AnalysisStatus::storageFailed);
+        status = completedIf (job.sink == nullptr || job.sink->finish (result.level),
+                              AnalysisStatus::storageFailed);
         result.rendered = status == AnalysisStatus::completed;
         return status;
     }
@@ -205,7 +214,7 @@ private:
     }
 
     /** Renders the track for its sums alone, and orders the components of a HiHat track. */
-    bool measure()
+    bool measure (double lastShare)
     {
         std::array<std::vector<Likeness>, 2> likeness; // to Kick and Snare
         likeness.fill (std::vector<Likeness> (job.isHiHat ? numSegments() : 0));
@@ -221,7 +230,8 @@ private:
             return AnalysisStatus::completed;
         };
 
-        if (! stream (SimilarityFilter::memory, 1.0 / 6.0, 0.5, compare) || ! conclude())
+        if (! stream (job.isHiHat ? SimilarityFilter::memory : 0, 1.0 / 6.0, lastShare, compare)
+            || ! conclude())
             return false;
 
         if (job.isHiHat)
@@ -333,7 +343,7 @@ private:
         for (std::size_t slot = 0; slot < best.size(); ++slot)
             best[slot] = stretch.component (static_cast<std::size_t> (result.slots[slot]));
 
-        if (! job.sink->write (stretch.first, n, best))
+        if (job.sink != nullptr && ! job.sink->write (stretch.first, n, best))
             return false;
 
         std::vector<float> samples (job.allComponents ? n : 0);

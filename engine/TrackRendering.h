@@ -41,7 +41,7 @@ struct TrackRenderingJob
     ComponentSource* kick = nullptr;  // of a HiHat track: what was rendered of the first Kick and Snare track
     ComponentSource* snare = nullptr;
     std::int64_t ownLength = 0;        // samples
-    ComponentSink* sink = nullptr;     // for the five best components
+    ComponentSink* sink = nullptr;     // for the five best components; null when nobody wants them
     ComponentConsumer allComponents{}; // for all ten at their true level; empty when nobody wants them
 };
 

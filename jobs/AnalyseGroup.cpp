@@ -1,5 +1,6 @@
 #include "jobs/AnalyseGroup.h"
 
+#include "jobs/KnobRendering.h"
 #include "jobs/StoreSignals.h"
 #include "model/TemporaryStore.h"
 #include "platform/Folders.h"
@@ -20,6 +21,7 @@ namespace tessivar
 
 namespace
 {
+constexpr std::uint64_t mostBytesPerMixedSample = 2 * sizeof (float);
 constexpr std::uint64_t bytesPerComponentSample = channelLayout::numComponents * sizeof (float);
 
 std::uint64_t lengthOf (const TrackState& track)
@@ -43,8 +45,11 @@ std::vector<TrackShape> shapesOf (const GroupState& group)
 class StoreBackedStorage final : public AnalysisStorage
 {
 public:
-    StoreBackedStorage (TemporaryStore& storeToUse, std::span<const TrackState> tracksToAnalyse)
-        : store (storeToUse), tracks (tracksToAnalyse), results (tracksToAnalyse.size())
+    StoreBackedStorage (TemporaryStore& storeToUse,
+                        std::span<const TrackState> tracksToAnalyse,
+                        const KnobsOf& knobsToSound)
+        : store (storeToUse), tracks (tracksToAnalyse), soundingKnobs (knobsToSound),
+          results (tracksToAnalyse.size())
     {
     }
 
@@ -70,9 +75,20 @@ public:
         return spectrogramPlanes ? &*spectrogramPlanes : nullptr;
     }
 
-    ComponentSink* refined (int trackIndex) override
+    ComponentSink* refined (int trackIndex, const TrackFindings& findings) override
     {
         auto& result = at (trackIndex);
+
+        if (soundingKnobs)
+        {
+            const auto part = partOf (trackIndex, findings);
+            const auto numSamples = static_cast<std::int64_t> (length (trackIndex));
+
+            if (auto file = make (MixSink::bytesFor (part, numSamples)))
+                result.mix.emplace (std::move (file), part, numSamples);
+
+            return result.mix ? &*result.mix : nullptr;
+        }
 
         // The standard components of the previous track are no longer needed. Their file already has its room
         // on disk.
@@ -117,6 +133,9 @@ public:
                 if (*signals && (*signals)->storeFile()->lastError().isNotEmpty())
                     return (*signals)->storeFile()->lastError();
 
+            if (result.mix && result.mix->storeFile()->lastError().isNotEmpty())
+                return result.mix->storeFile()->lastError();
+
             if (result.components != nullptr && result.components->lastError().isNotEmpty())
                 return result.components->lastError();
         }
@@ -126,20 +145,31 @@ public:
 
     [[nodiscard]] bool ranOutOfRoom() const { return creationFailure.isNotEmpty(); }
 
-    void moveInto (Group::AnalysedTrack& track, std::size_t index)
+    void moveInto (Group::AnalysedTrack& track, std::size_t index, const AnalysisResult& analysis)
     {
         auto& result = results[index];
-
-        if (const auto& signals = result.refined ? result.refined : result.standard)
-            track.rendered = signals->withSource (tracks[index].source);
-
+        const auto& found = analysis.tracks[index];
+        const auto& state = tracks[index];
         track.components = std::move (result.components);
+
+        if (result.mix)
+            track.rendered = result.mix->withSource (state.source);
+        else if (const auto& signals = result.refined ? result.refined : result.standard)
+            track.rendered = signals->withSource (state.source);
+        else if (found.rendered)
+            track.rendered = std::make_shared<FactoredSamples> (
+                analysis.factors,
+                ComponentReader::Track{ found.row, state.drumType(), state.lengthInSamples(), found.slots },
+                found.level,
+                partOf (static_cast<int> (index), found.findings),
+                state.source);
     }
 
 private:
     struct TrackResult
     {
         std::optional<StoreComponents> standard, refined;
+        std::optional<MixSink> mix;            // of a refined track, for known knobs
         std::shared_ptr<StoreFile> components; // all ten
     };
 
@@ -175,8 +205,14 @@ private:
         return signals ? &*signals : nullptr;
     }
 
+    [[nodiscard]] SoundingPart partOf (int trackIndex, const TrackFindings& findings) const
+    {
+        return SoundingPart (soundingKnobs (static_cast<std::size_t> (trackIndex), findings));
+    }
+
     TemporaryStore& store;
     std::span<const TrackState> tracks;
+    const KnobsOf& soundingKnobs; // empty: all channels are wanted
     std::vector<TrackResult> results;
     std::optional<StorePlanes> spectrogramPlanes;
     std::mutex componentLock; // guards the making of components
@@ -266,8 +302,10 @@ Outcome checkContents (const GroupContents& contents)
                : Outcome::refused ("Group has no close microphones to analyze.");
 }
 
-RoomForecast
-forecastRoom (const GroupState& group, const AnalysisOptions& options, const juce::File& temporaryFolder)
+RoomForecast forecastRoom (const GroupState& group,
+                           const AnalysisOptions& options,
+                           const juce::File& temporaryFolder,
+                           bool isForKnobs)
 {
     constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
     RoomForecast forecast;
@@ -283,6 +321,7 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
     forecast.memoryNeeded = engine.memoryBytes;
     forecast.diskNeeded = engine.scratchBytes;
 
+    const auto isRefined = options.method == AnalysisMethod::refined;
     std::uint64_t longest = 0;
 
     for (const auto& track : group.tracks)
@@ -292,8 +331,14 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
         if (track.takesPart())
         {
             longest = std::max (longest, length);
-            forecast.diskNeeded += ComponentFile::sizeFor (track.lengthInSamples())
-                                   + (options.keepAllComponents ? length * bytesPerComponentSample : 0);
+
+            if (! isForKnobs)
+                forecast.diskNeeded += ComponentFile::sizeFor (track.lengthInSamples());
+            else if (isRefined)
+                forecast.diskNeeded += length * mostBytesPerMixedSample;
+
+            if (options.keepAllComponents)
+                forecast.diskNeeded += length * bytesPerComponentSample;
         }
 
         if (track.source == nullptr)
@@ -301,7 +346,7 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
     }
 
     // One track at a time has its standard components beside the refined ones.
-    if (options.method == AnalysisMethod::refined)
+    if (isRefined && ! isForKnobs)
         forecast.diskNeeded += ComponentFile::sizeFor (static_cast<std::int64_t> (longest));
 
     return forecast;
@@ -310,14 +355,17 @@ forecastRoom (const GroupState& group, const AnalysisOptions& options, const juc
 GroupAnalysis analyseGroup (const GroupState& state,
                             AnalysisOptions options,
                             TemporaryStore& store,
-                            const WorkControl& control)
+                            const WorkControl& control,
+                            const KnobsOf& soundingKnobs)
 {
     GroupAnalysis result;
     options.method = state.method;
+    options.storesComponents = ! soundingKnobs;
 
-    for (const auto& check : { checkContents (GroupContents::of (state)),
-                               checkRates (state),
-                               forecastRoom (state, options, store.folder()).check() })
+    for (const auto& check :
+         { checkContents (GroupContents::of (state)),
+           checkRates (state),
+           forecastRoom (state, options, store.folder(), ! options.storesComponents).check() })
         if (! check.isOk())
         {
             result.outcome = check;
@@ -326,7 +374,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
 
     try
     {
-        StoreBackedStorage storage (store, state.tracks);
+        StoreBackedStorage storage (store, state.tracks, soundingKnobs);
         std::vector<TrackSource> sources;
         std::vector<AnalysisTrack> engineTracks;
         const auto shapes = shapesOf (state);
@@ -353,7 +401,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
             track.trackId = state.tracks[i].id;
             track.input = state.tracks[i].analysisInput();
             track.findings = analysis.tracks[i].findings;
-            storage.moveInto (track, i);
+            storage.moveInto (track, i, analysis);
             result.tracks.push_back (std::move (track));
         }
 

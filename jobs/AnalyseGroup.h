@@ -3,12 +3,15 @@
 #include "engine/AnalysisPipeline.h"
 #include "model/Group.h"
 #include "model/TemporaryStore.h"
+#include "terms/KnobValues.h"
 #include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 
 #include <juce_core/juce_core.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace tessivar
@@ -26,11 +29,14 @@ struct RoomForecast
     [[nodiscard]] Outcome check() const;
 };
 
-/** The forecast for these tracks, imported or only checked. temporaryFolder need not exist yet. A Group that
-    is empty or of an unsupported rate needs nothing.
+/** The forecast for these tracks, imported or only checked; isForKnobs: for known knobs only, as analyseGroup
+    takes them. temporaryFolder need not exist yet. A Group that is empty or of an unsupported rate needs
+    nothing.
 */
-[[nodiscard]] RoomForecast
-forecastRoom (const GroupState& group, const AnalysisOptions& options, const juce::File& temporaryFolder);
+[[nodiscard]] RoomForecast forecastRoom (const GroupState& group,
+                                         const AnalysisOptions& options,
+                                         const juce::File& temporaryFolder,
+                                         bool isForKnobs = false);
 
 /** Told to the user when an analysis began and failed. */
 inline constexpr auto analysisFailedText =
@@ -48,6 +54,9 @@ struct GroupAnalysis
     juce::StringArray notes; // for the user, after an analysis that succeeded
 };
 
+/** The knobs that a track, by its index, will sound with, once an analysis has made its findings. */
+using KnobsOf = std::function<KnobValues (std::size_t track, const TrackFindings& findings)>;
+
 /** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is
     ignored.
 
@@ -55,11 +64,15 @@ struct GroupAnalysis
     others, none. The Group itself is not touched; what
     becomes of its knobs is told by Group::AnalysedTrack::applyTo(). Memory that runs out ends as noRoom. On
     any thread.
+
+    Whoever wants the tracks at known knobs only gives soundingKnobs: then the channels hold what these sound
+    and no more (SoundingPart), which takes little room or none, and are computed as they are read.
 */
 [[nodiscard]] GroupAnalysis analyseGroup (const GroupState& state,
                                           AnalysisOptions options,
                                           TemporaryStore& store,
-                                          const WorkControl& control);
+                                          const WorkControl& control,
+                                          const KnobsOf& soundingKnobs = {});
 
 /** Puts the result into a Group that is a value, as Group::applyAnalysis() does with a shared one. */
 void applyAnalysis (GroupState& state, const GroupAnalysis& result);

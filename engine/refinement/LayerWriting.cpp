@@ -128,7 +128,7 @@ bool writeLayers (RefinementRun& run,
                   const std::optional<SamplePlane>& remainder,
                   ProgressRange progress)
 {
-    auto* sink = run.storage.refined (run.tracks[track].index);
+    auto* sink = run.storage.refined (run.tracks[track].index, run.findings (track));
 
     if (sink == nullptr)
     {

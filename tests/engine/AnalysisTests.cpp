@@ -1,4 +1,5 @@
 #include "engine/AnalysisPipeline.h"
+#include "engine/ComponentReader.h"
 #include "engine/ComponentScoring.h"
 #include "engine/SelfTest.h"
 #include "engine/SpectralFrontEnd.h"
@@ -132,6 +133,54 @@ TEST_CASE ("Analysis", "[engine][analysis]")
 
             // Components ring on past the shorter track's end, so its share may fall a little short.
             CHECK (energy == Approx (trackEnergy).epsilon (0.01));
+        }
+    }
+
+    SECTION ("components that are rendered when they are read are those that would be stored")
+    {
+        SmallGroup group ({ hiHat, kick, other, snare });
+        REQUIRE (group.analyse().status == AnalysisStatus::completed);
+        auto options = quietOptions (2);
+        options.storesComponents = false;
+        MemoryStorage unused (group.tracks);
+        const auto result = analyseTracks (group.tracks, options, unused, {});
+        REQUIRE (result.status == AnalysisStatus::completed);
+        CHECK (unused.sinks.empty());
+
+        for (const auto& [index, sink] : group.storage->sinks)
+        {
+            const auto i = static_cast<std::size_t> (index);
+            const auto& found = result.tracks[i];
+            CHECK (found.level.gain == sink.level.gain);
+            CHECK (found.level.rescaling == sink.level.rescaling);
+
+            ComponentReader reader (result.factors,
+                                    { found.row,
+                                      group.tracks[i].shape.drumType,
+                                      group.tracks[i].shape.lengthInSamples,
+                                      found.slots },
+                                    *group.sources[i]);
+
+            // Runs of all sizes, within segments and across them, of all components and of some.
+            for (const auto& [start, length] :
+                 { std::pair{ 0, 1 }, { 1, 15615 }, { 15616, 10 }, { 3000, 20000 } })
+                for (const std::size_t numWanted : { 1u, 5u })
+                {
+                    std::array<std::vector<float>, 5> read;
+                    ComponentSource::Signals signals{};
+
+                    for (std::size_t c = 0; c < numWanted; ++c)
+                    {
+                        read[c].resize (static_cast<std::size_t> (length));
+                        signals[c] = read[c].data();
+                    }
+
+                    REQUIRE (reader.read (start, static_cast<std::size_t> (length), signals));
+
+                    for (std::size_t c = 0; c < numWanted; ++c)
+                        CHECK (
+                            std::equal (read[c].begin(), read[c].end(), sink.components[c].begin() + start));
+                }
         }
     }
 

@@ -180,7 +180,7 @@ public:
         return spectra.get();
     }
 
-    ComponentSink* refined (int track) override
+    ComponentSink* refined (int track, const TrackFindings&) override
     {
         return &refinedSinks.try_emplace (track, source (track)).first->second;
     }
