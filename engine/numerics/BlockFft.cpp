@@ -23,7 +23,7 @@ const kernels::TransformPlan& planForLength (std::size_t n)
 } // namespace
 
 BlockFft::BlockFft (std::span<const float> w)
-    : window (w), n (w.size()), plan (planForLength (n)), samplesInLanes (n * numFrames),
+    : window (w), n (w.size()), plan (planForLength (n)), overlapWindow (kernels::overlapWindow (w)), samplesInLanes (n * numFrames),
       prepared (2 * n * numFrames), work (n * numFrames)
 {
     assert (n >= 64 && (n & (n - 1)) == 0);
@@ -70,13 +70,13 @@ void BlockFft::overlapWeighted (float* signal,
                                 const float* frameGains)
 {
     kernels::overlapWeighted (
-        { signal, carry.data(), window.data(), frameGains }, prepared.data(), weights, work.data(), plan);
+        { signal, carry.data(), overlapWindow.data(), frameGains }, prepared.data(), weights, work.data(), plan);
 }
 
 void BlockFft::overlapGained (float* signal, OverlapCarry& carry, const float* gains, const float* frameGains)
 {
     kernels::overlapGained (
-        { signal, carry.data(), window.data(), frameGains }, prepared.data(), gains, work.data(), plan);
+        { signal, carry.data(), overlapWindow.data(), frameGains }, prepared.data(), gains, work.data(), plan);
 }
 
 } // namespace tessivar

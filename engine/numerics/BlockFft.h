@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <vector>
 
 namespace tessivar
 {
@@ -20,7 +21,7 @@ public:
     /** Begins with silence. */
     void clear() { sums.clear(); }
 
-    /** Three rows of hop floats: the last frame's sums over three, two frames and of one. */
+    /** For the kernels only. */
     [[nodiscard]] float* data() { return sums.data() + margin; }
 
 private:
@@ -93,6 +94,7 @@ private:
     const std::span<const float> window;
     const std::size_t n;
     const kernels::TransformPlan& plan;
+    const std::vector<float> overlapWindow;
     AlignedBuffer samplesInLanes, prepared, work;
     std::array<bool, numFrames> silence{};
 };

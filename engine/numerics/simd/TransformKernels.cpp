@@ -106,32 +106,30 @@ HWY_INLINE void butterfly (Complex (&x)[radix])
     }
 }
 
-/** Value j of radix blocks of span values, joined. */
+/** Values at the same place of radix neighbouring blocks of span values, joined. */
 template <std::size_t radix>
-HWY_INLINE void
-join (Complex (&x)[radix], const float* block, std::size_t span, const float* twiddles, std::size_t j)
+HWY_INLINE void join (Complex (&x)[radix], const float* first, std::size_t span, const float* twiddles)
 {
-    x[0] = loadComplex (block + j * 2 * L);
+    x[0] = loadComplex (first);
 
 #pragma GCC unroll 8
     for (std::size_t q = 1; q < radix; ++q)
-        x[q] =
-            twiddle (loadComplex (block + (q * span + j) * 2 * L), twiddles + (j * (radix - 1) + q - 1) * 2);
+        x[q] = twiddle (loadComplex (first + q * span * 2 * L), twiddles + (q - 1) * 2);
 
     butterfly (x);
 }
 
 template <std::size_t radix>
-HWY_NOINLINE void joinBlocks (float* block, std::size_t span, const float* twiddles)
+HWY_NOINLINE void joinBlocks (float* first, std::size_t span, const float* twiddles)
 {
-    for (std::size_t j = 0; j < span; ++j)
+    for (std::size_t j = 0; j < span; ++j, first += 2 * L, twiddles += 2 * (radix - 1))
     {
         Complex x[radix];
-        join (x, block, span, twiddles, j);
+        join (x, first, span, twiddles);
 
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
-            storeComplex (x[q], block + (q * span + j) * 2 * L);
+            storeComplex (x[q], first + q * span * 2 * L);
     }
 }
 
@@ -214,8 +212,8 @@ HWY_NOINLINE void joinUpToEight (float* work, const Source& source, const Transf
             if (end % joined != 0)
                 break;
 
-            const auto join = pass.radix == 8 ? joinBlocks<8> : joinBlocks<4>;
-            join (work + (end - joined) * 2 * L, pass.span, pass.twiddles.data());
+            const auto joinAll = pass.radix == 8 ? joinBlocks<8> : joinBlocks<4>;
+            joinAll (work + (end - joined) * 2 * L, pass.span, pass.twiddles.data());
         }
     }
 }
@@ -424,7 +422,7 @@ void TransformInverse (
         for (std::size_t j = 0; j < span; ++j)
         {
             Complex x[8];
-            join (x, work, span, plan.lastTwiddles.data(), j);
+            join (x, work + j * 2 * L, span, plan.lastTwiddles.data() + j * 14);
 
 #pragma GCC unroll 8
             for (std::size_t q = 0; q < 8; ++q)
@@ -441,20 +439,33 @@ void TransformInverse (
 HWY_INLINE Floats shift (Floats x, float* carry)
 {
     const auto lowest = broadcast (*carry);
+#if HWY_TARGET == HWY_AVX3
+    const auto moved = hn::Vec<FloatTag>{ _mm512_castsi512_ps (
+        _mm512_alignr_epi32 (_mm512_castps_si512 (x.raw), _mm512_castps_si512 (lowest.raw), 15)) };
+#elif HWY_TARGET == HWY_AVX2
+    const auto moved = hn::CombineShiftRightBytes<12> (tag, x, hn::ConcatLowerLower (tag, x, lowest));
+#else
+    const auto moved = hn::CombineShiftRightBytes<12> (tag, x, lowest);
+#endif
 #if HWY_TARGET == HWY_SSE4
     *carry = hn::ExtractLane (x, L - 1);
 #else
-    const auto highestLane = hn::Not (hn::FirstN (tag, L - 1));
-    hn::BlendedStore (x, highestLane, tag, carry - (L - 1));
+    // Stored alone where it belongs: the lanes before it are left out.
+    hn::BlendedStore (x, hn::Not (hn::FirstN (tag, L - 1)), tag, carry - (L - 1));
 #endif
-#if HWY_TARGET == HWY_AVX3
-    return hn::Vec<FloatTag>{ _mm512_castsi512_ps (
-        _mm512_alignr_epi32 (_mm512_castps_si512 (x.raw), _mm512_castps_si512 (lowest.raw), 15)) };
-#elif HWY_TARGET == HWY_AVX2
-    return hn::CombineShiftRightBytes<12> (tag, x, hn::ConcatLowerLower (tag, x, lowest));
-#else
-    return hn::CombineShiftRightBytes<12> (tag, x, lowest);
-#endif
+    return moved;
+}
+
+/** One sample of the hop, from the same one of the frames' four quarters. */
+HWY_INLINE Floats
+overlap (Floats a, Floats b, Floats c, Floats d, Floats gains, const float* window, float* carry)
+{
+    const auto windowed = [&] (Floats x, float weight)
+    { return hn::Mul (gains, hn::Mul (x, broadcast (weight))); };
+    const auto one = windowed (d, window[3]);
+    const auto two = hn::Add (shift (one, carry), windowed (c, window[2]));
+    const auto three = hn::Add (shift (two, carry + 1), windowed (b, window[1]));
+    return hn::Add (shift (three, carry + 2), windowed (a, window[0]));
 }
 
 /** The last pass with overlap-add. It runs over the hop from its start and from its middle at once; rows of L
@@ -464,32 +475,33 @@ HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* wor
     const auto span = plan.length / 8, hop = 4 * span;
     const auto gains = hn::LoadU (tag, target.frameGains);
     const auto atOnce = std::min<std::size_t> (span, 8);
+    const auto* twiddles = plan.lastTwiddles.data();
+    const auto* window = target.window;
+    auto* carry = target.carry;
+    auto* signal = target.signal;
     HWY_ALIGN float rows[32 * L];
 
     for (std::size_t start = 0; start < span; start += atOnce)
     {
-        for (std::size_t j = start; j < start + atOnce; ++j)
+        auto* row = rows;
+
+        for (std::size_t j = 0; j < atOnce; ++j)
         {
             Complex x[8];
-            join (x, work, span, plan.lastTwiddles.data(), j);
-
-            const auto add = [&] (Floats a, Floats b, Floats c, Floats d, std::size_t i, float* row)
-            {
-                const auto windowed = [&] (Floats v, std::size_t quarter)
-                { return hn::Mul (gains, hn::Mul (v, broadcast (target.window[quarter * hop + i]))); };
-
-                auto sum = shift (windowed (d, 3), target.carry + 2 * hop + i);
-                sum = shift (hn::Add (sum, windowed (c, 2)), target.carry + hop + i);
-                sum = shift (hn::Add (sum, windowed (b, 1)), target.carry + i);
-                hn::Store (hn::Add (sum, windowed (a, 0)), tag, row);
-            };
-
-            auto* row = rows + (j - start) * 2 * L;
-            add (x[0].re, x[2].re, x[4].re, x[6].re, 2 * j, row);
-            add (x[0].im, x[2].im, x[4].im, x[6].im, 2 * j + 1, row + L);
-            row += atOnce * 2 * L;
-            add (x[1].re, x[3].re, x[5].re, x[7].re, 2 * (span + j), row);
-            add (x[1].im, x[3].im, x[5].im, x[7].im, 2 * (span + j) + 1, row + L);
+            join (x, work, span, twiddles);
+            auto* upper = row + atOnce * 2 * L;
+            hn::Store (overlap (x[0].re, x[2].re, x[4].re, x[6].re, gains, window, carry), tag, row);
+            hn::Store (
+                overlap (x[0].im, x[2].im, x[4].im, x[6].im, gains, window + 4, carry + 3), tag, row + L);
+            hn::Store (
+                overlap (x[1].re, x[3].re, x[5].re, x[7].re, gains, window + 8, carry + 6), tag, upper);
+            hn::Store (
+                overlap (x[1].im, x[3].im, x[5].im, x[7].im, gains, window + 12, carry + 9), tag, upper + L);
+            work += 2 * L;
+            twiddles += 14;
+            window += 16;
+            carry += 12;
+            row += 2 * L;
         }
 
         for (std::size_t i = 0; i < 4 * atOnce; i += L)
@@ -501,11 +513,11 @@ HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* wor
                 x[l] = hn::Load (tag, rows + (i + l) * L);
 
             transpose (x);
-            const auto position = i < 2 * atOnce ? 2 * start + i : 2 * (span + start - atOnce) + i;
+            auto* dest = signal + (i < 2 * atOnce ? 2 * start + i : 2 * (span + start - atOnce) + i);
 
 #pragma GCC unroll 16
             for (std::size_t l = 0; l < L; ++l)
-                hn::StoreU (x[l], tag, target.signal + l * hop + position);
+                hn::StoreU (x[l], tag, dest + l * hop);
         }
     }
 }
@@ -618,6 +630,19 @@ TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
         for (const auto x : { c, s, 1.0 - s, 1.0 + s })
             realTwiddles.push_back (static_cast<float> (x));
     }
+}
+
+std::vector<float> overlapWindow (std::span<const float> window)
+{
+    const auto hop = window.size() / 4;
+    std::vector<float> packed;
+
+    for (std::size_t i = 0; i < hop / 2; i += 2)
+        for (const auto sample : { i, i + 1, i + hop / 2, i + hop / 2 + 1 })
+            for (std::size_t quarter = 0; quarter < 4; ++quarter)
+                packed.push_back (window[quarter * hop + sample]);
+
+    return packed;
 }
 
 TESSIVAR_KERNEL (windowFrames, WindowFrames);

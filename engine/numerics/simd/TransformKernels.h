@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tessivar::kernels
@@ -65,14 +66,17 @@ extern const Kernel<void (
     float* samples, const float* prepared, const float* weights, float* work, const TransformPlan& plan)>
     transformInverse;
 
+/** A window in the order in which the overlap-adding pass takes it. */
+[[nodiscard]] std::vector<float> overlapWindow (std::span<const float> window);
+
 /** Where inverse transforms are overlap-added. */
 struct OverlapTarget
 {
     float* signal; // 16 * n/4 samples, starts anywhere
-    /** Three rows of n/4: the last frame's sums over three, two frames and of one. The 16 floats before may be
-        read and written back. */
+    /** 3n/4 sums of what the frames before leave, in an order of their own; zeros to begin with. The 16 floats
+        before may be read and written back. */
     float* carry;
-    const float* window;     // n
+    const float* window;     // from overlapWindow
     const float* frameGains; // 16
 };
 
