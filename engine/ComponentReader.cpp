@@ -6,11 +6,6 @@
 namespace tessivar
 {
 
-namespace
-{
-constexpr std::int64_t segmentHops = 61; // with the frames before them four blocks of sixteen
-} // namespace
-
 /** Renders segments, and keeps the last one. */
 class ComponentReader::Renderer
 {
@@ -24,7 +19,10 @@ public:
     {
     }
 
-    [[nodiscard]] bool holds (std::int64_t position) const { return position >= first && position < end; }
+    [[nodiscard]] bool holds (std::int64_t position) const
+    {
+        return position >= segment.first && position < end();
+    }
 
     /** Copies what the segment around position holds of n samples, and says how many; 0 when the source can't be
         read. */
@@ -34,12 +32,12 @@ public:
         if (! render (position, components))
             return 0;
 
-        const auto count = std::min (n, static_cast<std::size_t> (end - position));
+        const auto count = std::min (n, static_cast<std::size_t> (end() - position));
 
         for (std::size_t slot = 0; slot < components.size(); ++slot)
             if (components[slot] != nullptr)
                 std::copy_n (segment.component (static_cast<std::size_t> (reader.track.slots[slot]))
-                                 + (position - first),
+                                 + (position - segment.first),
                              count,
                              components[slot] + offset);
 
@@ -47,39 +45,42 @@ public:
     }
 
 private:
+    [[nodiscard]] std::int64_t end() const
+    {
+        return segment.first + static_cast<std::int64_t> (segment.length);
+    }
+
+    /** Sees to it that the segment around position is there with these components. */
     [[nodiscard]] bool render (std::int64_t position, const Signals& components)
     {
-        std::array<bool, channelLayout::numBestComponents> wanted{};
+        std::vector<int> wanted;
 
-        for (std::size_t slot = 0; slot < wanted.size(); ++slot)
-            wanted[slot] = components[slot] != nullptr;
+        for (std::size_t slot = 0; slot < components.size(); ++slot)
+            if (components[slot] != nullptr)
+                wanted.push_back (reader.track.slots[slot]);
 
-        const auto hasAll = std::equal (wanted.begin(),
-                                        wanted.end(),
-                                        rendered.begin(),
-                                        [] (bool want, bool has) { return has || ! want; });
-
-        if (holds (position) && hasAll)
+        if (holds (position)
+            && std::ranges::all_of (wanted, [&] (int k) { return std::ranges::count (rendered, k) > 0; }))
             return true;
 
         const auto& shape = reader.factors->shape;
-        const auto length = segmentHops * shape.rate.hop;
-        first = position / length * length;
-        end = std::min (first + length, reader.track.ownLength);
         rendered = wanted;
 
-        if (renderer.renderSegment (reader.signal, first, end, shape, segment))
+        if (renderer.renderSegment (reader.signal,
+                                    ComponentRenderer::segmentAt (shape, position),
+                                    shape,
+                                    { rendered, false },
+                                    segment))
             return true;
 
-        end = first; // holds nothing
+        segment.length = 0; // holds nothing
         return false;
     }
 
     const ComponentReader& reader;
     ComponentRenderer renderer;
     ComponentRenderer::Segment segment;
-    std::int64_t first = 0, end = 0;
-    std::array<bool, channelLayout::numBestComponents> rendered{};
+    std::vector<int> rendered; // components that it holds
 };
 
 ComponentReader::ComponentReader (std::shared_ptr<const Factorization> f,

@@ -1,13 +1,17 @@
 #pragma once
 
 #include "engine/AnalysisData.h"
+#include "engine/ComponentScoring.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/BlockFft.h"
 #include "engine/numerics/MatrixView.h"
 #include "terms/ChannelLayout.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace tessivar
@@ -31,58 +35,88 @@ private:
     AlignedBuffer values;
 };
 
-/** Makes the component signals of one track: for each frame a forward transform, the model, ten inverse
-    transforms.
+/** What a track and its components add up to. */
+struct ComponentLevels
+{
+    double source = 0.0; // energies: sums of squares
+    ComponentValues component{};
+    std::array<float, channelLayout::numComponents> peak{};
+    std::array<bool, channelLayout::numComponents> hasFinite{}; // whether any sample is a finite number
+
+    void add (const ComponentLevels& other);
+};
+
+/** Makes the component signals of one track: for sixteen frames at a time a forward transform, the model, ten
+    inverse transforms.
 
     The mask of component k at bin f and frame t is w_k(f) h_k(t) / model(f, t), so its masked spectrum is
     w_k(f) times the quotient X(f, t) / max (model (f, t), 1e-24), and h_k(t) can wait until after the inverse
-    transform: no mask and no bins x frames array is ever made. One for each worker.
+    transform: no mask and no bins x frames array is ever made. Frames of zeros give zeros, whatever their
+    activations. One for each worker.
 */
 class ComponentRenderer
 {
 public:
+    /** All of it must outlive this. */
     ComponentRenderer (const LinearBases& bases,
                        MatrixView<const float> activations,
                        const AnalysisData& data);
 
-    /** Analyses frame t from its n = frameLength samples; false for a frame of zeros, whose components are
-        zeros. */
-    bool setFrame (std::int64_t t, const float* samples);
+    /** scores[i][k]: correlation of component k, before synthesis window and overlap, with the windowed samples
+        of frames[i], at most sixteen; 0 for a frame of zeros. False when the source can't be read. */
+    [[nodiscard]] bool
+    scoreFrames (const PaddedSignal& signal, std::span<const std::int64_t> frames, ComponentValues* scores);
 
-    [[nodiscard]] const FrameAnalyser& analyser() const { return frameAnalyser; }
-
-    /** Component k of the frame, straight from the inverse transform: n samples, valid until the next call,
-        neither windowed nor multiplied by componentScale (k). */
-    [[nodiscard]] const float* component (std::size_t k);
-
-    /** 2 h_k(t) / n: the transform's scaling, the activation, and the factor 2 that the synthesis window
-        expects. */
-    [[nodiscard]] float componentScale (std::size_t k) const;
-
-    /** Renders samples first .. end - 1 of a track (0 is the first after the padding) into ten buffers and
-        gives the track's own samples of the same range. Returns false when the source can't be read. */
-    struct Segment
+    /** A rendered stretch of a track. Keeps its room from one to the next. */
+    class Segment
     {
-        std::vector<float> source;
-        std::array<OverlapSum, channelLayout::numComponents> components;
+    public:
+        std::int64_t first = 0; // sample; 0 is the first after the padding
+        std::size_t length = 0; // samples
+        std::size_t lead =
+            0; // samples that are given ahead of the first: a hop, or less at the track's start
+        ComponentLevels levels; // without the lead; only if wanted
 
-        [[nodiscard]] const float* component (std::size_t k) const { return components[k].samples(); }
+        /** A component whose signal is wanted, from sample first on. */
+        [[nodiscard]] const float* component (std::size_t k) const { return signals[k].data() + offset; }
+
+    private:
+        friend class ComponentRenderer;
+        std::array<AlignedBuffer, channelLayout::numComponents> signals;
+        std::size_t offset = 0;
     };
 
+    struct Wanted
+    {
+        std::span<const int> signals; // components
+        bool levels = false;          // of all ten
+    };
+
+    /** Segments that samples 0 .. length - 1 of a track are cut into. The first frames of each are transformed
+        for the segment before too, so that segments may be rendered in any order. */
+    [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
+
+    /** Number of the segment that holds a sample of the track. */
+    [[nodiscard]] static std::size_t segmentAt (const AnalysisShape& shape, std::int64_t position);
+
+    /** Returns false when the source can't be read. */
     [[nodiscard]] bool renderSegment (const PaddedSignal& signal,
-                                      std::int64_t first,
-                                      std::int64_t end,
+                                      std::size_t index,
                                       const AnalysisShape& shape,
+                                      const Wanted& wanted,
                                       Segment& segment);
 
 private:
+    void setFrames (std::span<const std::int64_t> frames);
+
     const LinearBases& bases;
     MatrixView<const float> activations;
-    const AnalysisData& data;
-    FrameAnalyser frameAnalyser;
-    std::array<AlignedBuffer, channelLayout::numComponents> packedBases;
-    AlignedBuffer quotient, output, block;
-    const float* frameActivations = nullptr;
+    const RateParameters& rate;
+    BlockFft fft;
+    AlignedBuffer spectrum, frameActivations, gains; // the last two in lane layout
+    AlignedBuffer block;                             // of a component that nobody keeps, or frames in lanes
+    std::vector<float> samples;
+    std::array<OverlapCarry, channelLayout::numComponents> carries;
 };
 
 } // namespace tessivar

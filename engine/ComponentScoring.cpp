@@ -118,20 +118,21 @@ void SimilarityFilter::process (std::span<float> samples)
     static constexpr auto outer = std::bit_cast<float> (0x3d1247cbu);
     static constexpr auto inner = std::bit_cast<float> (0x3e76db0eu);
     static constexpr auto middle = std::bit_cast<float> (0x3ee49279u);
+    std::array<float, memory + 1024> x; // history and a piece, so that the loop below is one for vectors
 
-    auto [x1, x2, x3, x4] = history; // the sample before, the one before that, ...
-
-    for (auto& sample : samples)
+    for (std::size_t start = 0; start < samples.size();)
     {
-        const auto x0 = sample;
-        sample = std::abs (outer * x0 + inner * x1 + middle * x2 + inner * x3 + outer * x4);
-        x4 = x3;
-        x3 = x2;
-        x2 = x1;
-        x1 = x0;
-    }
+        const auto piece = samples.subspan (start, std::min (x.size() - memory, samples.size() - start));
+        std::copy (history.begin(), history.end(), x.begin());
+        std::copy (piece.begin(), piece.end(), x.begin() + memory);
 
-    history = { x1, x2, x3, x4 };
+        for (std::size_t i = 0; i < piece.size(); ++i)
+            piece[i] = std::abs (outer * x[i + 4] + inner * x[i + 3] + middle * x[i + 2] + inner * x[i + 1]
+                                 + outer * x[i]);
+
+        std::copy_n (x.begin() + static_cast<std::ptrdiff_t> (piece.size()), memory, history.begin());
+        start += piece.size();
+    }
 }
 
 ComponentValues normalisedSimilarities (const ComponentValues& similarities)

@@ -44,12 +44,12 @@ class SimilarityFilter
 {
 public:
     /** Samples before a sample that its result depends on. */
-    static constexpr std::int64_t memory = 4;
+    static constexpr std::size_t memory = 4;
 
     void process (std::span<float> samples);
 
 private:
-    std::array<float, 4> history{};
+    std::array<float, memory> history{}; // the last samples
 };
 
 /** Similarities divided by the largest, if that is above 0. */

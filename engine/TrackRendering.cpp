@@ -9,14 +9,13 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <numeric>
 
 namespace tessivar
 {
 
 namespace
 {
-constexpr std::int64_t segmentHops = 512;
-
 class TrackRendering
 {
 public:
@@ -42,12 +41,12 @@ public:
         progress (1.0 / 6.0);
         const auto isKept = job.sink != nullptr || job.allComponents;
         // Level and slots must be known before the first sample is handed over where they matter to it.
-        const auto isMeasured = ! isKept || job.isHiHat || job.allComponents;
+        const auto isMeasured = ! isKept || isCompared() || job.allComponents;
 
         if (isMeasured && ! measure (isKept ? 0.5 : 1.0))
             return status;
 
-        if (isKept && ! render (isMeasured ? 0.5 : 1.0 / 6.0))
+        if (isKept && ! (isMeasured ? render (false, 0.5) : render (true, 1.0 / 6.0)))
             return status;
 
         if (! isMeasured && ! conclude())
@@ -74,38 +73,21 @@ private:
     /** Mean correlation of every component with the track over the track's loudest frames. */
     bool score()
     {
-        const auto frameLength = static_cast<std::size_t> (context.shape.rate.frameLength);
-        std::vector<ComponentValues> frameScores (job.loudest.size());
+        constexpr auto atATime = BlockFft::numFrames;
+        const auto numFrames = job.loudest.size();
+        const std::span<const std::int64_t> loudest (job.loudest);
+        std::vector<ComponentValues> frameScores (numFrames);
 
-        const auto isDone = forEach (
-            job.loudest.size(),
-            [&] (std::size_t item, int worker)
-            {
-                AlignedBuffer samples (frameLength);
-                const auto t = job.loudest[item];
-
-                if (! job.signal->read (frameStart (t, context.shape.rate), samples.span()))
-                    return AnalysisStatus::readFailed;
-
-                auto& mine = renderer (worker);
-
-                if (! mine.setFrame (t, samples.data()))
-                    return AnalysisStatus::completed; // a frame of zeros correlates with nothing
-
-                for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
-                {
-                    // At the component's true level, so that its squares underflow where they do in single
-                    // precision.
-                    const auto scale = mine.componentScale (k);
-                    const auto* raw = mine.component (k);
-                    std::transform (
-                        raw, raw + frameLength, samples.data(), [scale] (float x) { return x * scale; });
-                    frameScores[item][k] =
-                        correlation ({ mine.analyser().windowed(), frameLength }, samples.span());
-                }
-
-                return AnalysisStatus::completed;
-            });
+        const auto isDone =
+            forEach ((numFrames + atATime - 1) / atATime,
+                     [&] (std::size_t item, int worker)
+                     {
+                         const auto first = item * atATime;
+                         const auto frames = loudest.subspan (first, std::min (atATime, numFrames - first));
+                         return completedIf (
+                             renderer (worker).scoreFrames (*job.signal, frames, frameScores.data() + first),
+                             AnalysisStatus::readFailed);
+                     });
 
         for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
@@ -114,79 +96,42 @@ private:
             for (const auto& scores : frameScores)
                 sum += scores[k];
 
-            result.scores[k] = frameScores.empty() ? 0.0 : sum / static_cast<double> (frameScores.size());
+            result.scores[k] = frameScores.empty() ? 0.0 : sum / static_cast<double> (numFrames);
         }
 
         return isDone;
     }
 
-    /** What a stretch of the track adds up to. */
-    struct Sums
-    {
-        double source = 0.0;
-        ComponentValues component{};
-        std::array<float, channelLayout::numComponents> peak{};
-        std::array<bool, channelLayout::numComponents> hasFinite{};
-    };
+    using Segment = ComponentRenderer::Segment;
 
-    /** Products of the filtered components of a stretch with a filtered reference. */
-    struct Likeness
-    {
-        ComponentValues product{}, energy{};
-        double reference = 0.0;
-    };
-
-    /** A rendered stretch of the track, as the passes see it. */
-    struct Stretch
-    {
-        std::size_t item = 0;
-        std::int64_t first = 0;
-        std::size_t length = 0, lead = 0; // samples that were rendered ahead of the first
-        const ComponentRenderer::Segment& segment;
-
-        /** From the stretch's first sample on. */
-        [[nodiscard]] const float* component (std::size_t k) const { return segment.component (k) + lead; }
-    };
-
-    [[nodiscard]] std::int64_t segmentLength() const { return segmentHops * context.shape.rate.hop; }
-
-    [[nodiscard]] std::size_t numSegments() const
-    {
-        return static_cast<std::size_t> ((context.shape.lengthInSamples + segmentLength() - 1)
-                                         / segmentLength());
-    }
-
-    /** Renders the track once, summing up, from first to last share of the progress. lead: samples that a
-        stretch begins earlier, but for the first one. */
-    bool stream (std::int64_t lead,
+    /** Renders the track once up to its end, from first to last share of the progress. */
+    bool stream (std::int64_t end,
+                 const ComponentRenderer::Wanted& wanted,
                  double firstShare,
                  double lastShare,
-                 const std::function<AnalysisStatus (const Stretch&)>& use)
+                 const std::function<AnalysisStatus (std::size_t item, const Segment&)>& use)
     {
-        std::vector<ComponentRenderer::Segment> segments (renderers.size());
-        sums.assign (numSegments(), {});
+        std::vector<Segment> segments (renderers.size());
+        const auto numSegments = ComponentRenderer::numSegments (context.shape, end);
         const auto numSteps = static_cast<int> (std::lround ((lastShare - firstShare) * 60.0));
         int step = 1;
 
+        if (wanted.levels)
+            levels.assign (numSegments, {});
+
         return forEach (
-            numSegments(),
+            numSegments,
             [&] (std::size_t item, int worker)
             {
                 auto& segment = segments[static_cast<std::size_t> (worker)];
-                const auto first = static_cast<std::int64_t> (item) * segmentLength();
-                const auto end = std::min (first + segmentLength(), context.shape.lengthInSamples);
-                const auto begin = std::max (first - lead, std::int64_t{ 0 });
 
-                if (! renderer (worker).renderSegment (*job.signal, begin, end, context.shape, segment))
+                if (! renderer (worker).renderSegment (*job.signal, item, context.shape, wanted, segment))
                     return AnalysisStatus::readFailed;
 
-                const Stretch stretch{ item,
-                                       first,
-                                       static_cast<std::size_t> (end - first),
-                                       static_cast<std::size_t> (first - begin),
-                                       segment };
-                sumUp (stretch);
-                return use (stretch);
+                if (wanted.levels)
+                    levels[item] = segment.levels;
+
+                return use (item, segment);
             },
             [&] (double done)
             {
@@ -195,133 +140,146 @@ private:
             });
     }
 
-    void sumUp (const Stretch& stretch)
+    /** Products of the filtered components of a stretch with the filtered references. */
+    struct Likeness
     {
-        auto& mine = sums[stretch.item];
-        mine.source = kernels::sumOfSquares (stretch.segment.source.data() + stretch.lead, stretch.length);
+        ComponentValues energy{};
+        std::array<ComponentValues, 2> product{}; // with Kick and Snare
+        std::array<double, 2> reference{};        // energies
+    };
 
-        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
-        {
-            const auto* samples = stretch.component (k);
-            mine.component[k] = kernels::sumOfSquares (samples, stretch.length);
-            mine.peak[k] = kernels::peakLevel (samples, stretch.length);
-            // A finite sum proves that all samples are finite.
-            mine.hasFinite[k] = std::isfinite (mine.component[k])
-                                || std::any_of (samples,
-                                                samples + stretch.length,
-                                                [] (float x) { return std::isfinite (x); });
-        }
+    [[nodiscard]] std::array<ComponentSource*, 2> references() const { return { job.kick, job.snare }; }
+
+    [[nodiscard]] bool isCompared() const
+    {
+        return job.isHiHat && (job.kick != nullptr || job.snare != nullptr);
     }
 
-    /** Renders the track for its sums alone, and orders the components of a HiHat track. */
+    /** Renders the track for its levels alone, and orders the components of a HiHat track. */
     bool measure (double lastShare)
     {
-        std::array<std::vector<Likeness>, 2> likeness; // to Kick and Snare
-        likeness.fill (std::vector<Likeness> (job.isHiHat ? numSegments() : 0));
-        const std::array<ComponentSource*, 2> references{ job.kick, job.snare };
-
-        const auto compare = [&] (const Stretch& stretch)
-        {
-            for (std::size_t r = 0; job.isHiHat && r < references.size(); ++r)
-                if (references[r] != nullptr
-                    && ! compareWith (*references[r], stretch, likeness[r][stretch.item]))
-                    return AnalysisStatus::storageFailed;
-
-            return AnalysisStatus::completed;
+        std::vector<Likeness> likeness (
+            isCompared() ? ComponentRenderer::numSegments (context.shape, context.shape.lengthInSamples) : 0);
+        const auto compare = [&] (std::size_t item, const Segment& segment) {
+            return isCompared() ? compareWithReferences (segment, likeness[item]) : AnalysisStatus::completed;
         };
 
-        if (! stream (job.isHiHat ? SimilarityFilter::memory : 0, 1.0 / 6.0, lastShare, compare)
+        if (! stream (context.shape.lengthInSamples,
+                      { isCompared() ? std::span<const int> (result.slots) : std::span<const int>(), true },
+                      1.0 / 6.0,
+                      lastShare,
+                      compare)
             || ! conclude())
             return false;
 
-        if (job.isHiHat)
+        if (isCompared())
             orderHiHat (likeness);
 
         rescale();
         return true;
     }
 
-    /** The stretch with what lies ahead of it, filtered; what the filter's start makes wrong is cut off. */
-    static std::vector<float> filtered (const float* samples, const Stretch& stretch)
+    /** Against the first components of the references, without their gains, as level does not matter to a
+        correlation. */
+    AnalysisStatus compareWithReferences (const Segment& segment, Likeness& likeness) const
     {
-        std::vector<float> result (samples, samples + stretch.lead + stretch.length);
-        SimilarityFilter().process (result);
-        result.erase (result.begin(), result.begin() + static_cast<std::ptrdiff_t> (stretch.lead));
-        return result;
-    }
+        constexpr std::size_t atATime = 4096; // samples, to stay in the cache
+        const auto lead = std::min (segment.lead, SimilarityFilter::memory);
+        const auto length = lead + segment.length;
+        std::array<std::vector<float>, 2> filtered;
+        std::vector<float> piece (atATime);
 
-    /** Against the first component of the reference, without its gain, as level does not matter to a
-        correlation. False when that can't be read. */
-    static bool compareWith (ComponentSource& source, const Stretch& stretch, Likeness& likeness)
-    {
-        // Silence past the end of a shorter track.
-        std::vector<float> samples (stretch.lead + stretch.length);
-        const auto begin = stretch.first - static_cast<std::int64_t> (stretch.lead);
-        const auto left = std::clamp<std::int64_t> (
-            source.lengthInSamples() - begin, 0, static_cast<std::int64_t> (samples.size()));
+        for (std::size_t r = 0; r < filtered.size(); ++r)
+        {
+            if (references()[r] == nullptr)
+                continue;
 
-        if (left > 0 && ! source.read (begin, static_cast<std::size_t> (left), { samples.data() }))
-            return false;
+            // Silence past the end of a shorter track.
+            filtered[r].resize (length);
+            const auto begin = segment.first - static_cast<std::int64_t> (lead);
+            const auto left = std::clamp<std::int64_t> (
+                references()[r]->lengthInSamples() - begin, 0, static_cast<std::int64_t> (length));
 
-        const auto reference = filtered (samples.data(), stretch);
-        likeness.reference = kernels::sumOfSquares (reference.data(), stretch.length);
+            if (left > 0
+                && ! references()[r]->read (begin, static_cast<std::size_t> (left), { filtered[r].data() }))
+                return AnalysisStatus::storageFailed;
+
+            SimilarityFilter().process (filtered[r]);
+            likeness.reference[r] = kernels::sumOfSquares (filtered[r].data() + lead, segment.length);
+        }
 
         for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
-            const auto component = filtered (stretch.segment.component (k), stretch);
-            likeness.energy[k] = kernels::sumOfSquares (component.data(), stretch.length);
-            likeness.product[k] = kernels::dotProduct (component.data(), reference.data(), stretch.length);
+            SimilarityFilter filter;
+            const auto* samples = segment.component (k);
+            std::copy_n (samples - lead, lead, piece.begin());
+            filter.process (std::span (piece).first (lead));
+
+            for (std::size_t start = 0; start < segment.length; start += atATime)
+            {
+                const auto n = std::min (atATime, segment.length - start);
+                std::copy_n (samples + start, n, piece.begin());
+                filter.process (std::span (piece).first (n));
+                likeness.energy[k] += kernels::sumOfSquares (piece.data(), n);
+
+                for (std::size_t r = 0; r < filtered.size(); ++r)
+                    if (! filtered[r].empty())
+                        likeness.product[r][k] +=
+                            kernels::dotProduct (piece.data(), filtered[r].data() + lead + start, n);
+            }
         }
 
-        return true;
+        return AnalysisStatus::completed;
     }
 
     /** Similarities of the ten components with the Kick and the Snare reference, then the slots. */
-    void orderHiHat (const std::array<std::vector<Likeness>, 2>& likeness)
+    void orderHiHat (const std::vector<Likeness>& likeness)
     {
         std::array<ComponentValues, 2> similarities{};
+        std::array<std::span<const double>, 2> given; // empty where there is no reference
 
-        for (std::size_t r = 0; r < similarities.size(); ++r)
+        for (std::size_t r = 0; r < given.size(); ++r)
         {
-            Likeness total;
+            if (references()[r] == nullptr)
+                continue;
 
-            for (const auto& part : likeness[r])
+            ComponentValues product{}, energy{};
+            double reference = 0.0;
+
+            for (const auto& part : likeness)
             {
-                total.reference += part.reference;
+                reference += part.reference[r];
 
                 for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
                 {
-                    total.product[k] += part.product[k];
-                    total.energy[k] += part.energy[k];
+                    product[k] += part.product[r][k];
+                    energy[k] += part.energy[k];
                 }
             }
 
             for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
-                similarities[r][k] = correlation (total.product[k], total.energy[k], total.reference);
+                similarities[r][k] = correlation (product[k], energy[k], reference);
 
             similarities[r] = normalisedSimilarities (similarities[r]);
+            given[r] = similarities[r];
         }
 
-        const auto given = [&] (const ComponentSource* reference, std::size_t r) {
-            return reference != nullptr ? std::span<const double> (similarities[r])
-                                        : std::span<const double>();
-        };
-        result.slots = hiHatSlots (result.slots,
-                                   given (job.kick, 0),
-                                   given (job.snare, 1),
-                                   job.similarityThreshold,
-                                   componentEnergies);
+        result.slots =
+            hiHatSlots (result.slots, given[0], given[1], job.similarityThreshold, total.component);
     }
 
     /** Renders the track for those who keep its components. */
-    bool render (double firstShare)
+    bool render (bool wantsLevels, double firstShare)
     {
-        return stream (0,
+        const std::span<const int> slots (result.slots);
+        const auto numKept = job.allComponents ? slots.size() : channelLayout::numBestComponents;
+        return stream (wantsLevels ? context.shape.lengthInSamples : job.ownLength,
+                       { slots.first (numKept), wantsLevels },
                        firstShare,
                        1.0,
-                       [&] (const Stretch& stretch)
+                       [&] (std::size_t, const Segment& segment)
                        {
-                           const auto left = job.ownLength - stretch.first;
+                           const auto left = job.ownLength - segment.first;
 
                            if (left <= 0)
                                return AnalysisStatus::completed;
@@ -331,68 +289,58 @@ private:
                                return AnalysisStatus::stopped;
 
                            const auto n = static_cast<std::size_t> (
-                               std::min (left, static_cast<std::int64_t> (stretch.length)));
-                           return completedIf (store (stretch, n), AnalysisStatus::storageFailed);
+                               std::min (left, static_cast<std::int64_t> (segment.length)));
+                           return completedIf (store (segment, n), AnalysisStatus::storageFailed);
                        });
     }
 
-    bool store (const Stretch& stretch, std::size_t n)
+    bool store (const Segment& segment, std::size_t n)
     {
+        const auto signalOf = [&] (std::size_t slot)
+        { return segment.component (static_cast<std::size_t> (result.slots[slot])); };
         ComponentSink::Signals best{};
 
         for (std::size_t slot = 0; slot < best.size(); ++slot)
-            best[slot] = stretch.component (static_cast<std::size_t> (result.slots[slot]));
+            best[slot] = signalOf (slot);
 
-        if (job.sink != nullptr && ! job.sink->write (stretch.first, n, best))
+        if (job.sink != nullptr && ! job.sink->write (segment.first, n, best))
             return false;
 
         std::vector<float> samples (job.allComponents ? n : 0);
 
         for (int slot = 0; slot < channelLayout::numComponents && job.allComponents; ++slot)
         {
-            const auto* raw =
-                stretch.component (static_cast<std::size_t> (result.slots[static_cast<std::size_t> (slot)]));
+            const auto* raw = signalOf (static_cast<std::size_t> (slot));
             std::transform (
                 raw, raw + n, samples.begin(), [&] (float x) { return result.level.applyTo (x); });
 
-            if (! job.allComponents (slot, stretch.first, samples))
+            if (! job.allComponents (slot, segment.first, samples))
                 return false;
         }
 
         return true;
     }
 
-    /** Adds up the stretches; false when a component holds no number. */
+    /** Adds up the segments; false when a component holds no number. */
     bool conclude()
     {
-        double sourceEnergy = 0.0, allEnergies = 0.0;
-        std::array<bool, channelLayout::numComponents> hasFinite{};
-        componentEnergies = {};
-        peaks = {};
+        total = {};
 
-        for (const auto& part : sums)
-        {
-            sourceEnergy += part.source;
+        for (const auto& part : levels)
+            total.add (part);
 
-            for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
-            {
-                allEnergies += part.component[k];
-                componentEnergies[k] += part.component[k];
-                peaks[k] = std::max (peaks[k], part.peak[k]);
-                hasFinite[k] = hasFinite[k] || part.hasFinite[k];
-            }
-        }
-
-        result.level.gain = componentGain (sourceEnergy, allEnergies);
-        status = completedIf (std::all_of (hasFinite.begin(), hasFinite.end(), [] (bool x) { return x; }),
-                              AnalysisStatus::numericalFailure);
+        result.level.gain = componentGain (
+            total.source, std::accumulate (total.component.begin(), total.component.end(), 0.0));
+        status = completedIf (
+            std::all_of (total.hasFinite.begin(), total.hasFinite.end(), [] (bool x) { return x; }),
+            AnalysisStatus::numericalFailure);
         return status == AnalysisStatus::completed;
     }
 
     /** Known once the slots are. */
     void rescale()
     {
-        const auto firstPeak = peaks[static_cast<std::size_t> (result.slots[0])] * result.level.gain;
+        const auto firstPeak = total.peak[static_cast<std::size_t> (result.slots[0])] * result.level.gain;
         result.level.rescaling = rescalingFactor (firstPeak);
     }
 
@@ -403,9 +351,8 @@ private:
     LinearBases bases;
     std::vector<std::unique_ptr<ComponentRenderer>> renderers;
     AnalysisStatus status = AnalysisStatus::completed; // or why a step failed
-    std::vector<Sums> sums;                            // by segment
-    ComponentValues componentEnergies{};
-    std::array<float, channelLayout::numComponents> peaks{};
+    std::vector<ComponentLevels> levels;               // by segment
+    ComponentLevels total;
 };
 } // namespace
 

@@ -47,8 +47,8 @@ struct TrackRenderingJob
 
 /** Renders, scores and orders the ten component signals of one track and hands over the five best.
 
-    First only the loudest frames are rendered, for the scores; then the track is streamed once, in segments of
-    512 hops. HiHat tracks are streamed twice, as their order takes all ten components in their whole length,
+    First only the loudest frames are rendered, for the scores; then the track is streamed once, segment by
+    segment. HiHat tracks are streamed twice, as their order takes all ten components in their whole length,
     and so are tracks whose ten components are wanted at their true level. That computes no more than storing
     ten signals costs, and needs no room. Results do not depend on the number of workers. progress gets the
     finished share of the track, 0..1, in coarse steps. Returns completed, stopped, readFailed, storageFailed

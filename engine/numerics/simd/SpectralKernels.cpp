@@ -103,6 +103,57 @@ double DotProduct (const float* a, const float* b, std::size_t n)
     return total;
 }
 
+SignalLevel GetSignalLevel (const float* a, std::size_t n)
+{
+    constexpr std::size_t step = 4 * 16; // four sums in each lane, so that additions need not wait
+    SignalLevel result;
+    auto peaks = hn::Zero (tag);
+
+    for (std::size_t start = 0; start < n; start += 1024)
+    {
+        const auto end = std::min (n, start + 1024);
+        Floats sums[step / vectorLanes];
+        HWY_ALIGN float x[step];
+        auto i = start;
+
+#pragma GCC unroll 16
+        for (auto& s : sums)
+            s = hn::Zero (tag);
+
+        for (; i + step <= end; i += step)
+        {
+            auto peak = hn::Zero (tag);
+#pragma GCC unroll 16
+            for (std::size_t s = 0; s < step / vectorLanes; ++s)
+            {
+                const auto value = hn::LoadU (tag, a + i + s * vectorLanes);
+                sums[s] = hn::Add (sums[s], hn::Mul (value, value));
+                peak = hn::Max (hn::Abs (value), peak); // with a NaN, the second
+            }
+
+            peaks = hn::Max (peak, peaks);
+        }
+
+#pragma GCC unroll 16
+        for (std::size_t s = 0; s < step / vectorLanes; ++s)
+            hn::Store (sums[s], tag, x + s * vectorLanes);
+
+        for (std::size_t lane = 0; i < end; ++i, ++lane)
+        {
+            x[lane] += a[i] * a[i];
+            result.peak = std::max (result.peak, std::max (a[i], -a[i]));
+        }
+
+        for (std::size_t lane = 0; lane < 16; ++lane)
+            x[lane] = (x[lane] + x[lane + 16]) + (x[lane + 32] + x[lane + 48]);
+
+        result.squares += static_cast<double> (sumLanes (x));
+    }
+
+    result.peak = std::max (result.peak, hn::GetLane (hn::MaxOfLanes (tag, peaks)));
+    return result;
+}
+
 float PeakLevel (const float* a, std::size_t n)
 {
     auto peaks = hn::Zero (tag);
@@ -295,6 +346,7 @@ namespace tessivar::kernels
 TESSIVAR_KERNEL (multiply, Multiply);
 TESSIVAR_KERNEL (addWindowed, AddWindowed);
 TESSIVAR_KERNEL (dotProduct, DotProduct);
+TESSIVAR_KERNEL (signalLevel, GetSignalLevel);
 TESSIVAR_KERNEL (peakLevel, PeakLevel);
 TESSIVAR_KERNEL (magnitudes, Magnitudes);
 TESSIVAR_KERNEL (sumBands, SumBands);

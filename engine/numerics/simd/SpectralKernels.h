@@ -29,6 +29,17 @@ extern const Kernel<double (const float* a, const float* b, std::size_t n)> dotP
     return dotProduct (a, a, n);
 }
 
+/** Sum of squares and largest absolute value of a signal. */
+struct SignalLevel
+{
+    double squares = 0.0;
+    float peak = 0.0f; // NaNs don't count
+};
+
+/** Both in one go; squares rounded to single precision, blocks of 1024 summed in single precision, their sums
+    in double. */
+extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
+
 /** Largest absolute value, 0 for n = 0. A NaN may count as any value. */
 extern const Kernel<float (const float* a, std::size_t n)> peakLevel;
 
