@@ -170,95 +170,6 @@ float PeakLevel (const float* a, std::size_t n)
     return peak;
 }
 
-void Magnitudes (float* dest, const float* spectrum, std::size_t numBins)
-{
-    std::size_t bin = 0;
-
-    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
-    {
-        Floats re, im;
-        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
-        hn::StoreU (hn::Sqrt (hn::Add (hn::Mul (re, re), hn::Mul (im, im))), tag, dest + bin);
-    }
-
-    for (; bin < numBins; ++bin)
-    {
-        const auto re = spectrum[2 * bin], im = spectrum[2 * bin + 1];
-        dest[bin] = std::sqrt (re * re + im * im);
-    }
-}
-
-void SumBands (float* dest,
-               const float* values,
-               const float* weights,
-               const std::size_t* firstBin,
-               const std::size_t* numPanels,
-               std::size_t numBands)
-{
-    HWY_ALIGN float sums[4 * 16];
-    HWY_ALIGN float fourBands[4];
-
-    for (std::size_t band = 0; band < numBands; band += 4)
-    {
-        for (std::size_t b = 0; b < 4; ++b)
-        {
-            const auto* v = values + firstBin[band + b];
-            Floats s[vectorsPerPanel];
-
-#pragma GCC unroll 4
-            for (auto& x : s)
-                x = hn::Zero (tag);
-
-            for (std::size_t p = 0; p < numPanels[band + b]; ++p)
-            {
-#pragma GCC unroll 4
-                for (std::size_t i = 0; i < vectorsPerPanel; ++i)
-                    s[i] = hn::Add (s[i],
-                                    hn::Mul (hn::Load (tag, weights + i * vectorLanes),
-                                             hn::LoadU (tag, v + i * vectorLanes)));
-
-                weights += 16;
-                v += 16;
-            }
-
-#pragma GCC unroll 4
-            for (std::size_t i = 0; i < vectorsPerPanel; ++i)
-                hn::Store (s[i], tag, sums + b * 16 + i * vectorLanes);
-        }
-
-        sumFourPanels (sums, fourBands);
-        std::copy_n (fourBands, 4, dest + band);
-    }
-}
-
-void DivideByModel (float* quotient,
-                    const float* spectrum,
-                    const float* bases,
-                    std::size_t basesStride,
-                    const float* activations,
-                    std::size_t numBins)
-{
-    const auto one = broadcast (1.0f), lowest = broadcast (1.0e-24f);
-    Floats h[10];
-
-#pragma GCC unroll 10
-    for (std::size_t k = 0; k < 10; ++k)
-        h[k] = broadcast (activations[k]);
-
-    for (std::size_t bin = 0; bin < numBins; bin += vectorLanes)
-    {
-        auto model = hn::Mul (h[0], hn::Load (tag, bases + bin));
-#pragma GCC unroll 10
-        for (std::size_t k = 1; k < 10; ++k)
-            model = hn::Add (model, hn::Mul (h[k], hn::Load (tag, bases + k * basesStride + bin)));
-
-        const auto inverse = hn::Div (one, hn::Max (model, lowest));
-        Floats re, im;
-        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
-        hn::StoreInterleaved2 (hn::Mul (re, inverse), hn::Mul (im, inverse), tag, quotient + 2 * bin);
-    }
-}
-
 void SplitSpectrum (float* spectrum, float* z, const float* twiddles, std::size_t half)
 {
     // z repeats after half values: with the first one appended, every k finds its mirror image half - k.
@@ -348,9 +259,6 @@ TESSIVAR_KERNEL (addWindowed, AddWindowed);
 TESSIVAR_KERNEL (dotProduct, DotProduct);
 TESSIVAR_KERNEL (signalLevel, GetSignalLevel);
 TESSIVAR_KERNEL (peakLevel, PeakLevel);
-TESSIVAR_KERNEL (magnitudes, Magnitudes);
-TESSIVAR_KERNEL (sumBands, SumBands);
-TESSIVAR_KERNEL (divideByModel, DivideByModel);
 TESSIVAR_KERNEL (splitSpectrum, SplitSpectrum);
 TESSIVAR_KERNEL (prepareInverse, PrepareInverse);
 TESSIVAR_KERNEL (weightedSum, WeightedSum);

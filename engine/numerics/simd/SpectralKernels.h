@@ -43,30 +43,6 @@ extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
 /** Largest absolute value, 0 for n = 0. A NaN may count as any value. */
 extern const Kernel<float (const float* a, std::size_t n)> peakLevel;
 
-/** dest[i] = sqrt (re^2 + im^2) for numBins bins. */
-extern const Kernel<void (float* dest, const float* spectrum, std::size_t numBins)> magnitudes;
-
-/** dest[b] = sum over i of weights[i] * values[firstBin[b] + i], over 16 * numPanels[b] bins; the weights of
-    the bands follow one another. numBands is a multiple of 4; weights aligned. */
-extern const Kernel<void (float* dest,
-                          const float* values,
-                          const float* weights,
-                          const std::size_t* firstBin,
-                          const std::size_t* numPanels,
-                          std::size_t numBands)>
-    sumBands;
-
-/** quotient = spectrum / max (sum over k of activations[k] * bases[k][bin], 1e-24), the model of ten
-    components. bases[k] holds numBins weights from basesStride * k on. All aligned, and padded to whole
-    vectors of 16 bins. */
-extern const Kernel<void (float* quotient,
-                          const float* spectrum,
-                          const float* bases,
-                          std::size_t basesStride,
-                          const float* activations,
-                          std::size_t numBins)>
-    divideByModel;
-
 /** Bins 0 .. half of a real signal's spectrum, from the transform z of its even samples plus i times its odd
     ones. z has half values and room for one more. twiddles[k] = exp (-2 pi i k / (2 half)) / 2. All aligned.
 */
