@@ -1,6 +1,5 @@
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/SpectralKernels.h"
-#include "engine/refinement/OutputSegment.h"
 #include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
@@ -23,6 +22,7 @@ constexpr double contradictionDb = 4.0;
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
 
 constexpr std::size_t fewestSegments = 32;
+constexpr std::size_t longestRun = 4; // of segments that one worker takes at a time
 
 bool isContradictory (const TrackFindings& findings)
 {
@@ -48,54 +48,95 @@ struct MatchSums
     }
 };
 
-/** The track under its mask alone. */
-void maskTrack (OutputSegment& segment, Workspace& w)
+/** Compares consecutive segments of a track. */
+class RunMatching
 {
-    segment.clear (0);
-
-    for (auto t = segment.range.frames.first; t < segment.range.frames.end; ++t)
+public:
+    RunMatching (const RefinementRun& r, std::size_t index, const MaskPlane& m, Workspace& workspace)
+        : shape (r.shape), track (r.tracks[index]), mask (m), w (workspace)
     {
-        w.sourceFrames.analyse (segment.frameSamples (t));
-        segment.setSpectrum (w.sourceFrames.spectrum());
-        kernels::maskGains (w.gains.data(), segment.mask (t), 1.0f, w.gains.size());
-        segment.add (0, t, w.gains.data());
-    }
-}
-
-/** Goes through the standard outputs piece by piece, so that a piece is added up while it lies in the cache.
-*/
-bool addOutputs (const RefinementTrack& track, const OutputSegment& segment, Workspace& w, MatchSums& sums)
-{
-    constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
-    const auto* masked = segment.samples (0);
-    StandardOutputReader::Outputs outputs{};
-
-    for (std::size_t f = 1; f < numFocusSteps; ++f)
-    {
-        w.outputs[f].resize (std::max (w.outputs[f].size(), pieceSamples));
-        outputs[f] = w.outputs[f].data();
     }
 
-    for (std::size_t first = 0; first < segment.range.length; first += pieceSamples)
+    /** sums: for each of the segments from this one on. */
+    [[nodiscard]] AnalysisStatus match (std::size_t firstSegment, std::span<MatchSums> sums)
     {
-        const auto n = std::min (pieceSamples, segment.range.length - first);
+        const auto first = static_cast<std::int64_t> (firstSegment * tileFrames);
+        const Stretch stretch (
+            shape, first, first + static_cast<std::int64_t> (sums.size() * tileFrames), track.ownLength);
+        auto& signal = w.signals[0];
+        w.sourceFrames.restart();
+        signal.carry.clear();
 
-        if (! w.outputReader.read (
-                track, segment.range.start + static_cast<std::int64_t> (first), n, outputs))
-            return false;
+        for (auto block = stretch.firstBlock; block < stretch.endBlock; ++block)
+        {
+            if (! mask.readBlock (block, w.mask))
+                return AnalysisStatus::storageFailed;
 
-        sums.masked += kernels::sumOfSquares (masked + first, n);
+            if (! readSource (*track.source,
+                              w.sourceFrames.moveTo (block * static_cast<std::int64_t> (blockFrames))))
+                return AnalysisStatus::readFailed;
+
+            // The track under its mask alone.
+            w.forward (w.sourceFrames);
+            kernels::maskGains (w.gains.data(), w.mask.data(), 1.0f, w.mask.size());
+            w.fft.prepare (w.spectrum.data());
+            w.fft.overlapGained (signal.samples.data(), signal.carry, w.gains.data(), w.frameGains.data());
+
+            const auto part = stretch.completedBy (block);
+            StandardOutputReader::Outputs outputs{};
+
+            for (std::size_t f = 1; f < numFocusSteps; ++f)
+                outputs[f] = w.rendered[f - 1].data();
+
+            if (! w.outputReader.read (track, part.start, part.length, outputs))
+                return AnalysisStatus::readFailed;
+
+            // Segments end within what a block completes. These pieces are the same wherever a run begins.
+            const auto boundary = block * static_cast<std::int64_t> (shape.blockSamples());
+            const auto before = std::min (
+                part.length, static_cast<std::size_t> (std::max<std::int64_t> (0, boundary - part.start)));
+            const auto segmentAt = [&] (std::int64_t position)
+            {
+                const auto segment =
+                    static_cast<std::size_t> (position) / (tileBlocks * shape.blockSamples());
+                return segment - firstSegment;
+            };
+
+            if (before > 0)
+                add (outputs, part, 0, before, sums[segmentAt (part.start)]);
+
+            if (before < part.length)
+                add (outputs, part, before, part.length, sums[segmentAt (boundary)]);
+        }
+
+        return AnalysisStatus::completed;
+    }
+
+private:
+    /** Samples from .. to - 1 of a part. */
+    void add (const StandardOutputReader::Outputs& outputs,
+              const Stretch::Part& part,
+              std::size_t from,
+              std::size_t to,
+              MatchSums& sums)
+    {
+        const auto* masked = w.signals[0].samples.data() + part.offset + from;
+        const auto n = to - from;
+        sums.masked += kernels::sumOfSquares (masked, n);
 
         for (std::size_t f = 0; f < numFocusSteps; ++f)
         {
-            const auto* output = f == 0 ? segment.source() + first : outputs[f];
-            sums.product[f] += kernels::dotProduct (output, masked + first, n);
+            const auto* output = f == 0 ? w.sourceFrames.samples() + part.offset + from : outputs[f] + from;
+            sums.product[f] += kernels::dotProduct (output, masked, n);
             sums.energy[f] += kernels::sumOfSquares (output, n);
         }
     }
 
-    return true;
-}
+    const SpectrumShape& shape;
+    const RefinementTrack& track;
+    const MaskPlane& mask;
+    Workspace& w;
+};
 
 /** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half,
     which hold next to all that the sums are made of.
@@ -118,6 +159,19 @@ std::vector<std::size_t> loudSegments (std::size_t numSegments, std::span<const 
     segments.resize (std::min (segments.size(), std::max (fewestSegments, (segments.size() + 1) / 2)));
     std::sort (segments.begin(), segments.end());
     return segments;
+}
+
+/** Where runs of consecutive segments begin, as indices, and behind the last one. */
+std::vector<std::size_t> runsOf (std::span<const std::size_t> segments)
+{
+    std::vector<std::size_t> begins;
+
+    for (std::size_t n = 0; n < segments.size(); ++n)
+        if (n == 0 || segments[n] != segments[n - 1] + 1 || n - begins.back() == longestRun)
+            begins.push_back (n);
+
+    begins.push_back (segments.size());
+    return begins;
 }
 
 void conclude (const MatchSums& sums, TrackFindings& findings)
@@ -167,26 +221,22 @@ bool matchFocus (RefinementRun& run,
                  std::span<const float> totals,
                  ProgressRange progress)
 {
-    const auto segments =
-        loudSegments (SampleSegment::count (run.shape, run.tracks[track].ownLength), totals);
+    const auto numSegments = static_cast<std::size_t> (
+        (run.shape.hopsOf (run.tracks[track].ownLength) + static_cast<std::int64_t> (tileFrames) - 1)
+        / static_cast<std::int64_t> (tileFrames));
+    const auto segments = loudSegments (numSegments, totals);
     std::vector<MatchSums> sums (segments.size());
+    const auto runs = runsOf (segments);
 
-    const auto isDone =
-        run.forEach (sums.size(),
-                     progress,
-                     [&] (std::size_t item, Workspace& w)
-                     {
-                         OutputSegment segment (run, track, segments[item], w);
-
-                         if (const auto status = segment.open (mask); status != AnalysisStatus::completed)
-                             return status;
-
-                         maskTrack (segment, w);
-                         return completedIf (addOutputs (run.tracks[track], segment, w, sums[item]),
-                                             AnalysisStatus::readFailed);
-                     });
-
-    if (! isDone)
+    if (! run.forEach (runs.size() - 1,
+                       progress,
+                       [&] (std::size_t item, Workspace& w)
+                       {
+                           const auto first = runs[item];
+                           return RunMatching (run, track, mask, w)
+                               .match (segments[first],
+                                       std::span (sums).subspan (first, runs[item + 1] - first));
+                       }))
         return false;
 
     MatchSums total;

@@ -1,5 +1,4 @@
 #include "engine/numerics/simd/MaskKernels.h"
-#include "engine/refinement/OutputSegment.h"
 #include "engine/refinement/RefinementPasses.h"
 #include "terms/ChannelLayout.h"
 
@@ -12,10 +11,14 @@ namespace
 {
 constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
 
-/** The standard outputs that layers are made of, by Focus; different Focus values often share one. */
+/** The standard outputs that layers are made of, by Focus; different Focus values often share one. None where
+    all of the track stays. */
 std::vector<std::size_t> layersOf (const TrackFindings& findings)
 {
     std::vector<std::size_t> layers;
+
+    if (supportedEffect (findings) <= 0.0)
+        return layers;
 
     for (std::size_t f = 1; f < numFocusSteps; ++f)
         if (const auto best = static_cast<std::size_t> (findings.bestFocusUpTo[f]);
@@ -25,101 +28,195 @@ std::vector<std::size_t> layersOf (const TrackFindings& findings)
     return layers;
 }
 
-bool readOutputs (const RefinementTrack& track,
-                  const RateParameters& rate,
-                  std::span<const std::size_t> layers,
-                  const OutputSegment& segment,
-                  Workspace& w)
+/** Writes a stretch of a track, block by block. */
+class StretchWriting
 {
-    const auto length = segment.available.numSamples (rate);
-    StandardOutputReader::Outputs outputs{};
-
-    for (const auto layer : layers)
-        if (layer != 0)
-        {
-            w.outputs[layer].resize (std::max (w.outputs[layer].size(), length));
-            outputs[layer] = w.outputs[layer].data();
-            w.outputPower[layer].open (w.outputFrames, outputs[layer], segment.range.frames);
-        }
-
-    return w.outputReader.read (track, frameStart (segment.available.first, rate), length, outputs);
-}
-
-/** Every layer's signal: the track under the mask and the layer's own gains. */
-void addLayers (OutputSegment& segment, std::span<const std::size_t> layers, Workspace& w)
-{
-    const auto stride = w.gains.size();
-    w.sourcePower.open (w.sourceFrames, segment.frameSamples (segment.available.first), segment.range.frames);
-
-    for (const auto layer : layers)
-        segment.clear (layer);
-
-    for (auto t = segment.range.frames.first; t < segment.range.frames.end; ++t)
+public:
+    StretchWriting (RefinementRun& r,
+                    std::size_t t,
+                    std::span<const std::size_t> l,
+                    const MaskPlane& m,
+                    const std::optional<SamplePlane>& whatIsLeft,
+                    ComponentSink& s,
+                    Workspace& workspace)
+        : shape (r.shape), track (r.tracks[t]), findings (r.findings (t)), layers (l), mask (m),
+          remainder (whatIsLeft), sink (s), w (workspace),
+          effect (static_cast<float> (supportedEffect (findings)))
     {
-        const auto* total = w.sourcePower.next();
-        segment.setSpectrum (w.sourcePower.spectrum());
-        kernels::maskGains (w.maskGains.data(), segment.mask (t), maskExponent, stride);
+    }
+
+    [[nodiscard]] AnalysisStatus write (const Stretch& stretch)
+    {
+        w.sourceFrames.restart();
+        w.lastFrame.clear();
 
         for (const auto layer : layers)
         {
+            w.outputFrames[layer].restart();
+            w.signals[layer].carry.clear();
+        }
+
+        // Powers are means that take a frame on either side, so transforms are a frame ahead, and the frames of
+        // one block lead.
+        if (const auto status = lead (stretch.firstBlock - 1); status != AnalysisStatus::completed)
+            return status;
+
+        for (auto block = stretch.firstBlock; block < stretch.endBlock; ++block)
+        {
+            if (const auto status = addLayers (block); status != AnalysisStatus::completed)
+                return status;
+
+            if (const auto status = writeComponents (stretch.completedBy (block));
+                status != AnalysisStatus::completed)
+                return status;
+        }
+
+        return AnalysisStatus::completed;
+    }
+
+private:
+    /** Takes in the frames whose powers the next block's means need. */
+    [[nodiscard]] AnalysisStatus lead (std::int64_t block)
+    {
+        const auto status = layers.empty() ? AnalysisStatus::completed : read (block);
+
+        if (status == AnalysisStatus::completed)
+            for (const auto layer : layers)
+                smoothOutput (layer);
+
+        return status;
+    }
+
+    /** Every layer's signal: the track under the mask and the layer's own gains. */
+    [[nodiscard]] AnalysisStatus addLayers (std::int64_t block)
+    {
+        if (layers.empty())
+            return AnalysisStatus::completed;
+
+        if (! mask.readBlock (block, w.mask))
+            return AnalysisStatus::storageFailed;
+
+        if (const auto status = read (block); status != AnalysisStatus::completed)
+            return status;
+
+        w.fft.prepare (w.delayedSpectrum.data());
+        kernels::maskGains (w.maskGains.data(), w.mask.data(), maskExponent, w.mask.size());
+
+        for (const auto layer : layers)
+        {
+            smoothOutput (layer);
+
             // Layer 0 has no standard output of its own: there the mask stands for it.
             if (layer == 0)
-                kernels::maskGains (w.gains.data(), segment.mask (t), maskExponent + layerExponent, stride);
+                kernels::maskGains (
+                    w.gains.data(), w.mask.data(), maskExponent + layerExponent, w.mask.size());
             else
-                kernels::layerGains (
-                    w.gains.data(), w.maskGains.data(), w.outputPower[layer].next(), total, stride);
+                kernels::layerGains (w.gains.data(),
+                                     w.maskGains.data(),
+                                     w.outputPowers.data(),
+                                     w.sourcePowers.data(),
+                                     w.gains.size());
 
-            segment.add (layer, t, w.gains.data());
+            w.fft.overlapGained (
+                w.signals[layer].samples.data(), w.signals[layer].carry, w.gains.data(), w.frameGains.data());
         }
+
+        return AnalysisStatus::completed;
     }
-}
 
-/** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the residual.
-    Written in pieces that stay in the cache. */
-bool writeComponents (const OutputSegment& segment,
-                      const TrackFindings& findings,
-                      Workspace& w,
-                      ComponentSink& sink)
-{
-    constexpr auto pieceSamples = StandardOutputReader::pieceSamples;
-    constexpr std::size_t numComponents = channelLayout::numBestComponents;
-    std::array<const float*, numFocusSteps> atFocus{ segment.source() };
-    const auto effect = static_cast<float> (supportedEffect (findings));
-
-    for (std::size_t f = 1; f < numFocusSteps; ++f)
-        atFocus[f] = segment.samples (static_cast<std::size_t> (findings.bestFocusUpTo[f]));
-
-    w.rendered.resize (pieceSamples * numComponents);
-    ComponentSink::Signals signals{};
-
-    for (std::size_t c = 0; c < numComponents; ++c)
-        signals[c] = w.rendered.data() + c * pieceSamples;
-
-    for (std::size_t first = 0; first < segment.range.length; first += pieceSamples)
+    /** Reads the frames one after each of the block's, and transforms the source, or what the subtraction has
+        left of it: for its power, and the spectra of the block itself. */
+    [[nodiscard]] AnalysisStatus read (std::int64_t block)
     {
-        const auto n = std::min (pieceSamples, segment.range.length - first);
+        const auto first = block * static_cast<std::int64_t> (blockFrames) + 1;
+        const auto room = w.sourceFrames.moveTo (first);
 
-        for (std::size_t i = 0; i < n; ++i)
+        if (remainder && ! remainder->read (room.start, room.samples))
+            return AnalysisStatus::storageFailed;
+
+        if (! remainder && ! readSource (*track.source, room))
+            return AnalysisStatus::readFailed;
+
+        w.forward (w.sourceFrames);
+        w.sourceFrames.smoothPowers (w.sourcePowers.data(), w.spectrum.data());
+        kernels::delayFrames (
+            w.delayedSpectrum.data(), w.lastFrame.data(), w.spectrum.data(), 2 * shape.numBins);
+
+        StandardOutputReader::Outputs outputs{};
+
+        for (const auto layer : layers)
+            if (layer != 0)
+                outputs[layer] = w.outputFrames[layer].moveTo (first).samples.data();
+
+        // All streams move alike.
+        return completedIf (w.outputReader.read (track, room.start, room.samples.size(), outputs),
+                            AnalysisStatus::readFailed);
+    }
+
+    /** The power of a layer's standard output in the frames of the block. */
+    void smoothOutput (std::size_t layer)
+    {
+        if (layer == 0)
+            return;
+
+        w.forward (w.outputFrames[layer]);
+        w.outputFrames[layer].smoothPowers (w.outputPowers.data(), w.spectrum.data());
+    }
+
+    /** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the residual. */
+    [[nodiscard]] AnalysisStatus writeComponents (const Stretch::Part& part)
+    {
+        if (effect < 1.0f)
         {
-            const auto x = first + i;
-            const auto source = atFocus[0][x];
-            auto higher = 0.0f;
+            const auto source = std::span (w.source).first (part.length);
 
-            for (std::size_t c = 0; c < numComponents; ++c)
+            if (! readSource (*track.source, { part.start, source }))
+                return AnalysisStatus::readFailed;
+
+            for (const auto layer : layers)
             {
-                const auto output = atFocus[numComponents - c][x];
-                const auto kept = effect < 1.0f ? source + effect * (output - source) : output;
-                w.rendered[c * pieceSamples + i] = kept - higher;
-                higher = kept;
+                auto* const x = w.signals[layer].samples.data() + part.offset;
+
+                for (std::size_t i = 0; i < part.length; ++i)
+                    x[i] = source[i] + effect * (x[i] - source[i]);
             }
         }
 
-        if (! sink.write (segment.range.start + static_cast<std::int64_t> (first), n, signals))
-            return false;
+        // Without a layer there is only the track itself.
+        const auto keptAt = [&] (std::size_t focus) -> const float*
+        {
+            return layers.empty()
+                       ? w.source.data()
+                       : w.signals[static_cast<std::size_t> (findings.bestFocusUpTo[focus])].samples.data()
+                             + part.offset;
+        };
+
+        ComponentSink::Signals components{ keptAt (components.size()) };
+
+        for (std::size_t c = 1; c < components.size(); ++c)
+        {
+            const auto *kept = keptAt (components.size() - c), *more = keptAt (components.size() - c + 1);
+            auto* const component = w.rendered[c].data();
+
+            for (std::size_t i = 0; i < part.length; ++i)
+                component[i] = kept[i] - more[i];
+
+            components[c] = component;
+        }
+
+        return completedIf (sink.write (part.start, part.length, components), AnalysisStatus::storageFailed);
     }
 
-    return true;
-}
+    const SpectrumShape& shape;
+    const RefinementTrack& track;
+    const TrackFindings& findings;
+    const std::span<const std::size_t> layers;
+    const MaskPlane& mask;
+    const std::optional<SamplePlane>& remainder;
+    ComponentSink& sink;
+    Workspace& w;
+    const float effect;
+};
 } // namespace
 
 bool writeLayers (RefinementRun& run,
@@ -136,27 +233,15 @@ bool writeLayers (RefinementRun& run,
         return false;
     }
 
-    const auto& findings = run.findings (track);
-    const auto layers = layersOf (findings);
+    const auto layers = layersOf (run.findings (track));
+    const auto stretches = stretchesOf (run.shape, run.tracks[track].ownLength, run.numWorkers());
 
-    const auto isWritten = run.forEach (
-        SampleSegment::count (run.shape, run.tracks[track].ownLength),
-        progress,
-        [&] (std::size_t item, Workspace& w)
-        {
-            OutputSegment segment (run, track, item, w);
-
-            if (const auto status = segment.open (mask, remainder); status != AnalysisStatus::completed)
-                return status;
-
-            if (! readOutputs (run.tracks[track], run.shape.rate, layers, segment, w))
-                return AnalysisStatus::readFailed;
-
-            addLayers (segment, layers, w);
-            return completedIf (writeComponents (segment, findings, w, *sink), AnalysisStatus::storageFailed);
-        });
-
-    if (! isWritten)
+    if (! run.forEach (
+            stretches.size(),
+            progress,
+            [&] (std::size_t item, Workspace& w) {
+                return StretchWriting (run, track, layers, mask, remainder, *sink, w).write (stretches[item]);
+            }))
         return false;
 
     // Layers stand at their true level.

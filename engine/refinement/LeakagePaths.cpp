@@ -1,7 +1,7 @@
 #include "engine/refinement/LeakagePaths.h"
 
 #include "engine/numerics/simd/MaskKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/PathKernels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,12 +18,12 @@ constexpr std::size_t mostFrames = 2000, mostDrums = 6;
 constexpr double leastGain = 1.0e-5;
 constexpr float powerFloor = 0.01f;    // of the bin's mean power in the microphone
 constexpr float leastPower = 1.0e-12f; // keeps weights finite in digital silence
-constexpr std::size_t framesPerItem = 16, binsPerItem = 16;
+constexpr std::size_t binsPerItem = 16;
 
 /** Bytes of a frame of one track: spectrum and mask. */
 std::uint64_t bytesOfFrame (const SpectrumShape& shape)
 {
-    return shape.binStride * (2 * sizeof (float) + sizeof (float));
+    return kernels::wholeVectors (shape.numBins) * (2 * sizeof (float) + sizeof (float));
 }
 
 std::size_t framesInRoom (const SpectrumShape& shape, std::size_t numTracks)
@@ -34,79 +34,46 @@ std::size_t framesInRoom (const SpectrumShape& shape, std::size_t numTracks)
 }
 
 /** Spectra and masks of chosen frames of all tracks that matter. A frame is used together with the one before
-    it. */
+    it, which is chosen too. */
 class ChosenFrames
 {
 public:
     ChosenFrames (RefinementRun& r,
                   const Masks& m,
                   std::span<const std::vector<float>> totals,
-                  const PathEnds& ends)
-        : run (r), masks (m), tracks (ends.microphones)
+                  const PathEnds& e)
+        : run (r), masks (m), ends (e)
     {
-        for (const auto j : ends.drums)
-            if (std::find (tracks.begin(), tracks.end(), j) == tracks.end())
-                tracks.push_back (j);
-
-        std::sort (tracks.begin(), tracks.end());
         choose (ends.drums, totals);
-        spectra.resize (tracks.size());
-        gains.resize (tracks.size());
+        numValues = kernels::wholeVectors (frames.size());
 
-        for (std::size_t n = 0; n < tracks.size(); ++n)
-        {
-            spectra[n] = AlignedBuffer (frames.size() * 2 * run.shape.binStride);
-            gains[n] = AlignedBuffer (frames.size() * run.shape.binStride);
-        }
+        for (std::size_t n = 0; n < ends.tracks.size(); ++n)
+            values.emplace_back (3 * run.shape.numBins * numValues);
     }
 
     [[nodiscard]] bool read (ProgressRange progress)
     {
-        const auto numPieces = (frames.size() + framesPerItem - 1) / framesPerItem;
-        return run.forEach (numPieces * tracks.size(),
-                            progress,
-                            [&] (std::size_t item, Workspace& w)
-                            {
-                                const auto first = item / tracks.size() * framesPerItem;
-                                const auto end = std::min (first + framesPerItem, frames.size());
-
-                                for (auto n = first; n < end; ++n)
-                                    if (const auto status = readFrame (item % tracks.size(), n, w);
-                                        status != AnalysisStatus::completed)
-                                        return status;
-
-                                return AnalysisStatus::completed;
-                            });
+        return run.forEach (
+            numValues / blockFrames * ends.tracks.size(),
+            progress,
+            [&] (std::size_t item, Workspace& w)
+            { return readBlock (item % ends.tracks.size(), item / ends.tracks.size() * blockFrames, w); });
     }
 
-    /** Number of frames in use, and of values in a row(). */
-    [[nodiscard]] std::size_t size() const { return used.size(); }
+    /** Values of a row: the chosen frames in ascending order, and zeros up to whole vectors. */
+    [[nodiscard]] std::size_t size() const { return numValues; }
 
-    /** A bin of the track under its mask, or as it is, in the frames that are used or the ones before them:
-        real parts, and behind them imaginary ones. */
-    void row (float* dest, std::size_t track, std::size_t bin, bool isMasked, bool isBefore) const
+    /** Whether a frame is used; the others only precede one that is. */
+    [[nodiscard]] bool isUsed (std::size_t frame) const { return frame < used.size() && used[frame] != 0; }
+
+    /** A bin of one of the tracks at the paths' ends in all chosen frames: a row of real parts, one of imaginary
+        parts, and one of gains, the mask's. */
+    [[nodiscard]] const float* rows (std::size_t track, std::size_t bin) const
     {
-        const auto n = static_cast<std::size_t> (std::lower_bound (tracks.begin(), tracks.end(), track)
-                                                 - tracks.begin());
-
-        for (std::size_t u = 0; u < used.size(); ++u)
-        {
-            const auto at = position (used[u] - (isBefore ? 1 : 0), bin);
-            const auto* x = spectra[n].data() + 2 * at;
-            const auto gain = isMasked ? gains[n][at] : 1.0f;
-            dest[u] = gain * x[0];
-            dest[used.size() + u] = gain * x[1];
-        }
+        return values[track].data() + bin * 3 * numValues;
     }
 
 private:
-    /** Where a bin lies: frame after frame by sixteen neighbouring bins, so that a bin's frames are read in
-        order. */
-    [[nodiscard]] std::size_t position (std::size_t frame, std::size_t bin) const
-    {
-        return (bin / binsPerItem * frames.size() + frame) * binsPerItem + bin % binsPerItem;
-    }
-
     /** The loudest frames, with each track's power relative to its sum, so that drums that seldom play count
         as much. */
     void choose (std::span<const std::size_t> drums, std::span<const std::vector<float>> totals)
@@ -129,7 +96,7 @@ private:
                    [&] (std::uint32_t a, std::uint32_t b)
                    { return loudness[a] > loudness[b] || (! (loudness[a] < loudness[b]) && a < b); });
 
-        const auto room = framesInRoom (run.shape, tracks.size());
+        const auto room = framesInRoom (run.shape, ends.tracks.size());
         std::vector<char> isNeeded (numFrames), isUsed (numFrames);
         std::size_t numNeeded = 0;
 
@@ -148,54 +115,76 @@ private:
         }
 
         for (std::size_t t = 0; t < numFrames; ++t)
-        {
-            if (isUsed[t] != 0)
-                used.push_back (frames.size());
-
             if (isNeeded[t] != 0)
+            {
                 frames.push_back (static_cast<std::int64_t> (t));
-        }
+                used.push_back (isUsed[t]);
+            }
     }
 
-    [[nodiscard]] AnalysisStatus readFrame (std::size_t n, std::size_t frame, Workspace& w)
+    /** Sixteen chosen frames of a track. */
+    [[nodiscard]] AnalysisStatus readBlock (std::size_t n, std::size_t first, Workspace& w)
     {
         const auto& shape = run.shape;
-        const auto t = frames[frame];
+        const auto count = std::min (blockFrames, frames.size() - first);
+        const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
+        const auto hop = static_cast<std::size_t> (shape.rate.hop);
+        const auto& mask = masks[ends.tracks[n]];
         auto& codes = w.codes[0];
-        codes.resize (std::max (codes.size(), shape.binStride));
+        std::array<const float*, blockFrames> starts{};
+        std::size_t end = 0; // of the samples in hand
+        w.chosen.resize (blockFrames * frameLength);
+        codes.resize (std::max (codes.size(), shape.blockCodes()));
+        std::int64_t blockInHand = -1;
 
-        if (! readFrames (*run.tracks[tracks[n]].source, shape, { t, t + 1 }, w.source))
-            return AnalysisStatus::readFailed;
+        for (std::size_t l = 0; l < count; ++l)
+        {
+            // A frame that follows the one before shares all but a hop with it.
+            const auto t = frames[first + l];
+            const auto numNew = l > 0 && t == frames[first + l - 1] + 1 ? hop : frameLength;
+            const auto room = std::span (w.chosen).subspan (end, numNew);
+            end += numNew;
+            starts[l] = w.chosen.data() + end - frameLength;
 
-        w.sourceFrames.analyse (w.source.data());
+            if (! readSource (
+                    *run.tracks[ends.tracks[n]].source,
+                    { frameStart (t, shape.rate) + static_cast<std::int64_t> (frameLength - numNew), room }))
+                return AnalysisStatus::readFailed;
 
-        for (std::size_t f = 0; f < shape.numBins; f += binsPerItem)
-            std::copy_n (w.sourceFrames.spectrum() + 2 * f,
-                         2 * std::min (binsPerItem, shape.numBins - f),
-                         spectra[n].data() + 2 * position (frame, f));
+            const auto block = t / static_cast<std::int64_t> (blockFrames);
+            const auto lane = static_cast<std::size_t> (t) % blockFrames;
 
-        // Only rendered tracks have a mask, and only they are among the drums.
-        const auto& mask = masks[tracks[n]];
+            if (block != blockInHand && ! mask->readBlock (block, w.mask))
+                return AnalysisStatus::storageFailed;
 
-        if (! mask)
-            return AnalysisStatus::completed;
+            blockInHand = block;
 
-        if (! mask->read (t, std::span (codes).first (shape.binStride)))
-            return AnalysisStatus::storageFailed;
+            for (std::size_t bin = 0; bin < shape.numBins; ++bin)
+                codes[bin * blockFrames + l] = w.mask[bin * blockFrames + lane];
+        }
 
-        kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, shape.binStride);
+        w.fft.load (starts);
+        w.fft.forward (w.spectrum.data());
+        kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, w.gains.size());
 
-        for (std::size_t f = 0; f < shape.binStride; f += binsPerItem)
-            std::copy_n (w.gains.data() + f, binsPerItem, gains[n].data() + position (frame, f));
+        for (std::size_t bin = 0; bin < shape.numBins; ++bin)
+        {
+            auto* const row = values[n].data() + bin * 3 * numValues + first;
+            std::copy_n (w.spectrum.data() + 2 * bin * blockFrames, blockFrames, row);
+            std::copy_n (w.spectrum.data() + (2 * bin + 1) * blockFrames, blockFrames, row + numValues);
+            std::copy_n (w.gains.data() + bin * blockFrames, blockFrames, row + 2 * numValues);
+        }
 
         return AnalysisStatus::completed;
     }
 
     RefinementRun& run;
     const Masks& masks;
-    std::vector<std::size_t> tracks, used; // used: indices into frames
-    std::vector<std::int64_t> frames;      // ascending
-    std::vector<AlignedBuffer> spectra, gains;
+    const PathEnds& ends;
+    std::size_t numValues = 0;
+    std::vector<std::int64_t> frames; // ascending
+    std::vector<char> used;
+    std::vector<AlignedBuffer> values; // by track: three rows for each bin
 };
 
 /** Solves A x = b for a Hermitian positive definite A (row-major, of which the lower triangle is read) by its
@@ -243,105 +232,128 @@ class BinFit
 {
 public:
     BinFit (const BinGains& g, const PathEnds& e, const ChosenFrames& f)
-        : gains (g), ends (e), frames (f), drums (ends.drums.size() * LeakagePaths::numTaps * 2 * f.size()),
-          weighted (2 * f.size()), turned (2 * f.size()), target (2 * f.size()), weights (f.size())
+        : gains (g), ends (e), frames (f), rowLength (f.size() + kernels::lanes), // zeros before each row
+          masked (2 * ends.tracks.size() * rowLength), weights (f.size())
     {
     }
 
     void fit (std::size_t bin, LeakagePaths& paths)
     {
-        for (std::size_t d = 0; d < ends.drums.size(); ++d)
-            for (std::size_t tap = 0; tap < LeakagePaths::numTaps; ++tap)
-                frames.row (drum (d, tap), ends.drums[d], bin, true, tap == 1);
+        for (std::size_t n = 0; n < ends.tracks.size(); ++n)
+        {
+            const auto *re = frames.rows (n, bin), *im = re + frames.size(), *gain = im + frames.size();
+            auto *maskedRe = real (n), *maskedIm = imaginary (n);
 
-        for (const auto i : ends.microphones)
+            for (std::size_t t = 0; t < frames.size(); ++t)
+            {
+                maskedRe[t] = gain[t] * re[t];
+                maskedIm[t] = gain[t] * im[t];
+            }
+        }
+
+        for (std::size_t i = 0; i < ends.microphones.size(); ++i)
             fit (bin, i, paths);
     }
 
 private:
-    [[nodiscard]] float* drum (std::size_t d, std::size_t tap)
+    struct HeardDrum
     {
-        return drums.data() + (d * LeakagePaths::numTaps + tap) * 2 * frames.size();
+        double power;
+        std::size_t drum; // index into ends.drums
+        double gain;
+    };
+
+    /** Masked values of one of ends.tracks; those of the frames before begin one value earlier. */
+    [[nodiscard]] float* real (std::size_t n) { return masked.data() + 2 * n * rowLength + kernels::lanes; }
+    [[nodiscard]] float* imaginary (std::size_t n) { return real (n) + rowLength; }
+
+    /** Index of a track in ends.tracks. */
+    [[nodiscard]] std::size_t indexOf (std::size_t track) const
+    {
+        return static_cast<std::size_t> (std::lower_bound (ends.tracks.begin(), ends.tracks.end(), track)
+                                         - ends.tracks.begin());
     }
 
-    /** The drums that the microphone hears, as indices into ends.drums. */
-    [[nodiscard]] std::vector<std::size_t> heard (std::size_t bin, std::size_t microphone) const
+    /** The drums that the microphone hears, loudest first. */
+    [[nodiscard]] std::vector<HeardDrum> heard (std::size_t bin, std::size_t microphone) const
     {
-        std::vector<std::pair<double, std::size_t>> found;
+        std::vector<HeardDrum> found;
 
         for (std::size_t d = 0; d < ends.drums.size(); ++d)
             if (const auto j = ends.drums[d]; j != microphone)
-                if (const auto gain = gains.gain (bin, microphone, j); gain > leastGain)
-                    found.emplace_back (-gain * gains.meanPower (bin, j), d);
+                if (const auto gain = static_cast<double> (gains.gain (bin, microphone, j)); gain > leastGain)
+                    found.push_back ({ gain * static_cast<double> (gains.meanPower (bin, j)), d, gain });
 
-        std::sort (found.begin(), found.end());
+        std::stable_sort (found.begin(),
+                          found.end(),
+                          [] (const HeardDrum& a, const HeardDrum& b) { return a.power > b.power; });
         found.resize (std::min (found.size(), mostDrums));
-        std::vector<std::size_t> result;
-
-        for (const auto& [power, d] : found)
-            result.push_back (d);
-
-        return result;
+        return found;
     }
 
     /** The reciprocal of what the microphone's own drum has in each frame, over a floor. */
     void weigh (std::size_t bin, std::size_t microphone)
     {
-        const auto n = frames.size();
-        std::fill (
-            weights.begin(), weights.end(), powerFloor * gains.meanPower (bin, microphone) + leastPower);
+        const auto n = indexOf (microphone);
+        const auto *re = real (n), *im = imaginary (n);
+        const auto floor = powerFloor * gains.meanPower (bin, microphone) + leastPower;
 
-        for (const auto isBefore : { false, true })
+        for (std::size_t t = 0; t < frames.size(); ++t)
         {
-            frames.row (weighted.data(), microphone, bin, true, isBefore);
-
-            for (std::size_t t = 0; t < n; ++t)
-                weights[t] += 0.5f * (weighted[t] * weighted[t] + weighted[n + t] * weighted[n + t]);
+            const auto now = re[t] * re[t] + im[t] * im[t];
+            const auto before = re[t - 1] * re[t - 1] + im[t - 1] * im[t - 1];
+            weights[t] = 1.0f / (floor + 0.5f * now + 0.5f * before);
         }
 
-        for (auto& weight : weights)
-            weight = 1.0f / weight;
+        for (std::size_t t = 0; t < frames.size(); ++t)
+            if (! frames.isUsed (t))
+                weights[t] = 0.0f;
     }
 
-    void fit (std::size_t bin, std::size_t microphone, LeakagePaths& paths)
+    void fit (std::size_t bin, std::size_t microphoneIndex, LeakagePaths& paths)
     {
+        constexpr auto numTaps = LeakagePaths::numTaps;
+        const auto microphone = ends.microphones[microphoneIndex];
         const auto chosen = heard (bin, microphone);
-        const auto n = frames.size(), size = chosen.size() * LeakagePaths::numTaps;
+        const auto size = chosen.size() * numTaps, numRows = size + 1;
 
-        if (size == 0 || n == 0)
+        if (size == 0)
             return;
 
         weigh (bin, microphone);
-        frames.row (target.data(), microphone, bin, false, false);
+        rowsRe.clear();
+        rowsIm.clear();
+
+        for (const auto& heardDrum : chosen)
+            for (std::size_t tap = 0; tap < numTaps; ++tap)
+            {
+                const auto n = indexOf (ends.drums[heardDrum.drum]);
+                rowsRe.push_back (real (n) - tap);
+                rowsIm.push_back (imaginary (n) - tap);
+            }
+
+        // Last the microphone itself.
+        rowsRe.push_back (frames.rows (indexOf (microphone), bin));
+        rowsIm.push_back (rowsRe.back() + frames.size());
+        products.resize (2 * numRows * numRows);
+        kernels::weightedProducts (
+            products.data(), rowsRe.data(), rowsIm.data(), numRows, weights.data(), frames.size());
+        const auto product = [&] (std::size_t a, std::size_t b)
+        {
+            const auto* x = products.data() + 2 * (a * numRows + b);
+            return std::complex<double> (static_cast<double> (x[0]), static_cast<double> (x[1]));
+        };
+
         matrix.assign (size * size, {});
         right.assign (size, {});
 
         for (std::size_t a = 0; a < size; ++a)
         {
-            const auto d = chosen[a / LeakagePaths::numTaps];
-            const auto* row = drum (d, a % LeakagePaths::numTaps);
-
-            // weighted . b and turned . b are the real and the imaginary part of sum W conj (a) b.
-            for (std::size_t t = 0; t < n; ++t)
-            {
-                weighted[t] = weights[t] * row[t];
-                weighted[n + t] = weights[t] * row[n + t];
-                turned[t] = -weighted[n + t];
-                turned[n + t] = weighted[t];
-            }
-
-            const auto product = [&] (const float* b)
-            {
-                return std::complex<double> (kernels::dotProduct (weighted.data(), b, 2 * n),
-                                             kernels::dotProduct (turned.data(), b, 2 * n));
-            };
-
             for (std::size_t b = 0; b <= a; ++b)
-                matrix[a * size + b] =
-                    product (drum (chosen[b / LeakagePaths::numTaps], b % LeakagePaths::numTaps));
+                matrix[a * size + b] = product (a, b);
 
-            matrix[a * size + a] += 1.0 / gains.gain (bin, microphone, ends.drums[d]);
-            right[a] = product (target.data());
+            matrix[a * size + a] += 1.0 / chosen[a / numTaps].gain;
+            right[a] = std::conj (product (size, a));
         }
 
         const auto isFinite = [] (const std::complex<double>& value)
@@ -352,18 +364,18 @@ private:
 
         for (std::size_t a = 0; a < size; ++a)
         {
-            const auto j = ends.drums[chosen[a / LeakagePaths::numTaps]];
-            const auto tap = a % LeakagePaths::numTaps;
-            auto* row = paths.row (microphone, j, tap);
-            row[bin] = static_cast<float> (right[a].real());
-            row[paths.binStride + bin] = static_cast<float> (right[a].imag());
+            auto* taps = paths.taps (bin, microphoneIndex, chosen[a / numTaps].drum) + 2 * (a % numTaps);
+            taps[0] = static_cast<float> (right[a].real());
+            taps[1] = static_cast<float> (right[a].imag());
         }
     }
 
     const BinGains& gains;
     const PathEnds& ends;
     const ChosenFrames& frames;
-    std::vector<float> drums, weighted, turned, target, weights;
+    const std::size_t rowLength;
+    std::vector<float> masked, weights, products;
+    std::vector<const float*> rowsRe, rowsIm;
     std::vector<std::complex<double>> matrix, right;
 };
 } // namespace
@@ -403,7 +415,7 @@ bool fitPaths (RefinementRun& run,
 std::uint64_t pathBytes (const SpectrumShape& shape, std::size_t numTracks)
 {
     return framesInRoom (shape, numTracks) * bytesOfFrame (shape) * numTracks
-           + sizeof (float) * numTracks * numTracks * LeakagePaths::numTaps * 2 * shape.binStride;
+           + sizeof (float) * numTracks * numTracks * LeakagePaths::numTaps * 2 * shape.numBins;
 }
 
 } // namespace tessivar::refinement

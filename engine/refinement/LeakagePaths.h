@@ -1,8 +1,10 @@
 #pragma once
 
+#include "engine/numerics/AlignedBuffer.h"
 #include "engine/refinement/RefinementPasses.h"
 
 #include <cstddef>
+#include <vector>
 
 namespace tessivar::refinement
 {
@@ -21,34 +23,34 @@ public:
     static constexpr std::size_t numTaps = 2;
     static constexpr float maskExponent = 3.0f;
 
-    LeakagePaths (std::size_t tracks, std::size_t stride)
-        : binStride (stride), numTracks (tracks), values (tracks * tracks * numTaps * 2 * stride)
+    LeakagePaths (std::size_t microphones, std::size_t drums, std::size_t numBins)
+        : numMicrophones (microphones), numDrums (drums), values (numBins * microphones * drums * numTaps * 2)
     {
     }
 
-    /** binStride real parts, then as many imaginary ones. */
-    [[nodiscard]] float* row (std::size_t to, std::size_t from, std::size_t tap)
+    /** The taps of a bin from this one of the drums to that one of the microphones, each a real and an
+        imaginary part. Drums follow one another, then microphones, then bins. */
+    [[nodiscard]] float* taps (std::size_t bin, std::size_t microphone, std::size_t drum)
     {
-        return values.data() + ((to * numTracks + from) * numTaps + tap) * 2 * binStride;
+        return values.data() + ((bin * numMicrophones + microphone) * numDrums + drum) * numTaps * 2;
     }
 
-    [[nodiscard]] const float* row (std::size_t to, std::size_t from, std::size_t tap) const
+    [[nodiscard]] const float* ofBin (std::size_t bin) const
     {
-        return values.data() + ((to * numTracks + from) * numTaps + tap) * 2 * binStride;
+        return values.data() + bin * numMicrophones * numDrums * numTaps * 2;
     }
-
-    const std::size_t binStride;
 
 private:
-    const std::size_t numTracks;
+    const std::size_t numMicrophones, numDrums;
     AlignedBuffer values;
 };
 
-/** Which tracks the paths lead from and to. */
+/** Which tracks the paths lead from and to, in ascending order. */
 struct PathEnds
 {
     std::vector<std::size_t> drums;       // tracks whose masks kept a drum
     std::vector<std::size_t> microphones; // tracks whose layers take something away
+    std::vector<std::size_t> tracks;      // both
 };
 
 /** Fits the paths, bin by bin, to the frames in which the drums sound loudest, as many as a fixed room takes.

@@ -1,8 +1,10 @@
 #include "engine/numerics/simd/MaskKernels.h"
+#include "engine/numerics/simd/PathKernels.h"
 #include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace tessivar::refinement
@@ -10,184 +12,152 @@ namespace tessivar::refinement
 
 namespace
 {
-/** Sums up what the masked drums give in one segment of every microphone, and subtracts it. */
-class SegmentSubtraction
+constexpr std::size_t binsAtOnce = 16; // of all masked drums: what the first-level cache holds
+
+/** Sums up what the masked drums give in one stretch of every microphone, and subtracts it. */
+class StretchSubtraction
 {
 public:
-    SegmentSubtraction (const RefinementRun& r,
+    StretchSubtraction (const RefinementRun& r,
                         const PathEnds& e,
                         const LeakagePaths& p,
                         const Masks& m,
-                        std::size_t index,
                         Workspace& workspace)
-        : run (r), ends (e), paths (p), masks (m), w (workspace), buffers (w.subtraction),
-          range (r.shape, index, r.shape.length),
-          // The first frame's second tap needs the frame before it.
-          frames{ std::max (range.frames.first - 1, std::int64_t{ 0 }), range.frames.end }
+        : run (r), shape (r.shape), ends (e), paths (p), masks (m), w (workspace)
     {
     }
 
-    [[nodiscard]] AnalysisStatus process (Remainders& remainders)
+    [[nodiscard]] AnalysisStatus process (const Stretch& stretch, const Remainders& remainders)
     {
         prepare();
 
-        if (const auto status = read(); status != AnalysisStatus::completed)
-            return status;
-
-        for (auto t = frames.first; t < frames.end; ++t)
+        for (auto block = stretch.firstBlock; block < stretch.endBlock; ++block)
         {
             if (run.control.stopRequested())
                 return AnalysisStatus::stopped;
 
-            maskDrums (t);
+            if (const auto status = read (block); status != AnalysisStatus::completed)
+                return status;
 
-            if (t > frames.first || t == 0)
-                for (const auto i : ends.microphones)
-                    addLeakage (i, t);
+            addLeakage();
+
+            for (const auto i : ends.microphones)
+                if (! write (i, stretch.completedBy (block), *remainders[i]))
+                    return AnalysisStatus::storageFailed;
         }
 
-        return write (remainders);
+        return AnalysisStatus::completed;
     }
 
 private:
+    [[nodiscard]] SubtractionBuffers& of (std::size_t track) { return w.subtraction[track]; }
+
     void prepare()
     {
-        const auto numTracks = run.tracks.size(), stride = run.shape.binStride;
-        const auto frameLength = static_cast<std::size_t> (run.shape.rate.frameLength);
+        while (w.subtraction.size() < run.tracks.size())
+            w.subtraction.emplace_back (shape);
 
-        if (buffers.sources.size() != numTracks)
+        // The first frame lacks the one before it, but only the frames that follow reach into the stretch.
+        for (const auto i : ends.tracks)
         {
-            buffers.sources.resize (numTracks);
-            buffers.masks.resize (numTracks);
-            buffers.leakage.resize (numTracks);
-            buffers.drums = AlignedBuffer (numTracks * LeakagePaths::numTaps * 2 * stride);
-            buffers.spectrum = AlignedBuffer (frameLength + 32);
-            buffers.sums = AlignedBuffer (2 * stride);
+            of (i).frames.restart();
+            of (i).last.clear();
+            of (i).carry.clear();
         }
 
-        buffers.drums.clear();
+        const auto numFloats = drumStride * ends.drums.size();
 
-        for (const auto i : ends.microphones)
-            buffers.leakage[i].clear (range.length, frameLength);
+        if (w.maskedDrums.size() < numFloats)
+            w.maskedDrums = AlignedBuffer (numFloats);
+
+        if (w.ones.size() == 0)
+        {
+            w.ones = AlignedBuffer (shape.numBins);
+            std::fill_n (w.ones.data(), shape.numBins, 1.0f);
+        }
     }
 
-    [[nodiscard]] AnalysisStatus read()
+    /** Sources, and spectra and masks of the drums. */
+    [[nodiscard]] AnalysisStatus read (std::int64_t block)
     {
-        const auto readSource = [&] (std::size_t track)
-        { return readFrames (*run.tracks[track].source, run.shape, frames, buffers.sources[track]); };
+        for (const auto i : ends.tracks)
+            if (! readSource (*run.tracks[i].source,
+                              of (i).frames.moveTo (block * static_cast<std::int64_t> (blockFrames))))
+                return AnalysisStatus::readFailed;
 
         for (const auto j : ends.drums)
         {
-            if (run.control.stopRequested())
-                return AnalysisStatus::stopped;
-
-            buffers.masks[j].resize (static_cast<std::size_t> (frames.size()) * run.shape.binStride);
-
-            if (! masks[j]->read (frames.first, buffers.masks[j]))
+            if (! masks[j]->readBlock (block, of (j).mask))
                 return AnalysisStatus::storageFailed;
 
-            if (! readSource (j))
-                return AnalysisStatus::readFailed;
+            w.fft.load (of (j).frames.samples());
+            w.fft.forward (of (j).spectrum.data());
         }
-
-        for (const auto i : ends.microphones)
-            if (std::find (ends.drums.begin(), ends.drums.end(), i) == ends.drums.end() && ! readSource (i))
-                return AnalysisStatus::readFailed;
 
         return AnalysisStatus::completed;
     }
 
-    /** A masked drum's spectrum in this frame or the one before: real parts, then imaginary ones. */
-    [[nodiscard]] float* drum (std::size_t track, std::int64_t frame)
+    /** Puts the leakage of every microphone where its spectrum was, some bins at a time, for which the masked
+        drums lie in the cache. */
+    void addLeakage()
     {
-        const auto slot = static_cast<std::size_t> (frame + LeakagePaths::numTaps) % LeakagePaths::numTaps;
-        return buffers.drums.data() + (track * LeakagePaths::numTaps + slot) * 2 * run.shape.binStride;
-    }
+        constexpr auto binFloats = 2 * blockFrames;
+        std::vector<float*> sums (ends.microphones.size());
 
-    void maskDrums (std::int64_t t)
-    {
-        const auto stride = run.shape.binStride;
-        const auto at = static_cast<std::size_t> (t - frames.first);
-
-        for (const auto j : ends.drums)
+        for (std::size_t first = 0; first < shape.numBins; first += binsAtOnce)
         {
-            w.sourceFrames.analyse (buffers.sources[j].data()
-                                    + at * static_cast<std::size_t> (run.shape.rate.hop));
-            kernels::maskGains (
-                w.gains.data(), buffers.masks[j].data() + at * stride, LeakagePaths::maskExponent, stride);
-            const auto* spectrum = w.sourceFrames.spectrum();
-            const auto* gains = w.gains.data();
-            auto *real = drum (j, t), *imaginary = real + stride;
+            const auto numBins = std::min (binsAtOnce, shape.numBins - first);
 
-            for (std::size_t f = 0; f < run.shape.numBins; ++f)
+            for (std::size_t d = 0; d < ends.drums.size(); ++d)
             {
-                real[f] = gains[f] * spectrum[2 * f];
-                imaginary[f] = gains[f] * spectrum[2 * f + 1];
-            }
-        }
-    }
-
-    void addLeakage (std::size_t microphone, std::int64_t t)
-    {
-        const auto stride = run.shape.binStride;
-        buffers.sums.clear();
-        auto *sumReal = buffers.sums.data(), *sumImaginary = sumReal + stride;
-
-        for (const auto j : ends.drums)
-            for (std::size_t tap = 0; j != microphone && tap < LeakagePaths::numTaps; ++tap)
-            {
-                const auto *hr = paths.row (microphone, j, tap), *hi = hr + stride;
-                const auto *zr = drum (j, t - static_cast<std::int64_t> (tap)), *zi = zr + stride;
-
-                for (std::size_t f = 0; f < stride; ++f)
-                {
-                    sumReal[f] += hr[f] * zr[f] - hi[f] * zi[f];
-                    sumImaginary[f] += hr[f] * zi[f] + hi[f] * zr[f];
-                }
+                auto& drum = of (ends.drums[d]);
+                kernels::maskGains (w.gains.data(),
+                                    drum.mask.data() + first * blockFrames,
+                                    LeakagePaths::maskExponent,
+                                    numBins * blockFrames);
+                kernels::maskWithDelay (w.maskedDrums.data() + d * drumStride,
+                                        drum.last.data() + 2 * first,
+                                        drum.spectrum.data() + first * binFloats,
+                                        w.gains.data(),
+                                        numBins);
             }
 
-        for (std::size_t f = 0; f < run.shape.numBins; ++f)
-        {
-            buffers.spectrum[2 * f] = sumReal[f];
-            buffers.spectrum[2 * f + 1] = sumImaginary[f];
-        }
+            for (std::size_t i = 0; i < sums.size(); ++i)
+                sums[i] = of (ends.microphones[i]).spectrum.data() + first * binFloats;
 
-        const auto& rate = run.shape.rate;
-        w.sourceFrames.fft().inverse (w.frame.data(), buffers.spectrum.data());
-        buffers.leakage[microphone].add (frameStart (t, rate) - range.start,
-                                         w.frame.data(),
-                                         run.window.span(),
-                                         2.0f / static_cast<float> (rate.frameLength));
+            kernels::addPaths (sums.data(),
+                               sums.size(),
+                               w.maskedDrums.data(),
+                               drumStride,
+                               ends.drums.size(),
+                               paths.ofBin (first),
+                               numBins);
+        }
     }
 
-    [[nodiscard]] AnalysisStatus write (Remainders& remainders)
+    [[nodiscard]] bool write (std::size_t microphone, const Stretch::Part& part, const SamplePlane& remainder)
     {
-        const auto first = range.start - frameStart (frames.first, run.shape.rate);
-        w.rendered.resize (range.length);
+        auto& track = of (microphone);
+        auto& leakage = w.signals[0].samples;
+        w.fft.prepare (track.spectrum.data());
+        w.fft.overlapWeighted (leakage.data(), track.carry, w.ones.data(), w.frameGains.data());
+        auto* const left = w.rendered[0].data();
 
-        for (const auto i : ends.microphones)
-        {
-            const auto* source = buffers.sources[i].data() + first;
-            const auto* leakage = buffers.leakage[i].samples();
+        for (std::size_t i = 0; i < part.length; ++i)
+            left[i] = track.frames.samples()[part.offset + i] - leakage[part.offset + i];
 
-            for (std::size_t x = 0; x < range.length; ++x)
-                w.rendered[x] = source[x] - leakage[x];
-
-            if (! remainders[i]->write (range.start, w.rendered))
-                return AnalysisStatus::storageFailed;
-        }
-
-        return AnalysisStatus::completed;
+        return remainder.write (part.start, { left, part.length });
     }
+
+    // The masked drums' values, of two frames each, and one float more.
+    static constexpr std::size_t drumStride = (binsAtOnce * 4 + 1) * blockFrames;
 
     const RefinementRun& run;
+    const SpectrumShape& shape;
     const PathEnds& ends;
     const LeakagePaths& paths;
     const Masks& masks;
     Workspace& w;
-    SubtractionBuffers& buffers;
-    const SampleSegment range;
-    const FrameRange frames;
 };
 
 /** Which drums to subtract, and where; nothing without a second track. */
@@ -205,6 +175,12 @@ PathEnds findEnds (const RefinementRun& run)
                 ends.microphones.push_back (i);
         }
 
+    std::set_union (ends.drums.begin(),
+                    ends.drums.end(),
+                    ends.microphones.begin(),
+                    ends.microphones.end(),
+                    std::back_inserter (ends.tracks));
+
     return ends;
 }
 } // namespace
@@ -218,7 +194,7 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
     if (ends.drums.empty() || ends.microphones.empty())
         return remainders;
 
-    LeakagePaths paths (run.tracks.size(), run.shape.binStride);
+    LeakagePaths paths (ends.microphones.size(), ends.drums.size(), run.shape.numBins);
 
     if (! fitPaths (run, model, masks, ends, paths, progress.part (0.0, 0.3)))
         return std::nullopt;
@@ -226,11 +202,14 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
     for (const auto i : ends.microphones)
         remainders[i].emplace (std::move (model.tracks[i].spare));
 
-    if (! run.forEach (SampleSegment::count (run.shape, run.shape.length),
-                       progress.part (0.3, 1.0),
-                       [&] (std::size_t item, Workspace& w) {
-                           return SegmentSubtraction (run, ends, paths, masks, item, w).process (remainders);
-                       }))
+    const auto stretches = stretchesOf (run.shape, run.shape.length, run.numWorkers());
+
+    if (! run.forEach (
+            stretches.size(),
+            progress.part (0.3, 1.0),
+            [&] (std::size_t item, Workspace& w) {
+                return StretchSubtraction (run, ends, paths, masks, w).process (stretches[item], remainders);
+            }))
         return std::nullopt;
 
     return remainders;

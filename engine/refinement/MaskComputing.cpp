@@ -2,6 +2,7 @@
 #include "engine/numerics/simd/PackingKernels.h"
 #include "engine/refinement/RefinementPasses.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tessivar::refinement
@@ -25,9 +26,9 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
         progress,
         [&] (std::size_t segment, Workspace& w)
         {
-            auto &tile = w.codes[0], &rows = w.codes[1];
+            auto &tile = w.codes[0], &blocks = w.codes[1];
             tile.resize (shape.tileCodes());
-            rows.resize (shape.tileCodes());
+            blocks.resize (shape.tileCodes());
 
             if (! plane.read (segment, 0, tile))
                 return AnalysisStatus::storageFailed;
@@ -41,11 +42,14 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
                                        fitted.evidence.common (band) + segment * tileFrames,
                                        SeparationEvidence::binWeight,
                                        tileFrames);
+
+                    for (std::size_t block = 0; block < tileBlocks; ++block)
+                        std::copy_n (codes + block * blockFrames,
+                                     blockFrames,
+                                     blocks.data() + block * shape.blockCodes() + bin * blockFrames);
                 }
 
-            kernels::transposeCodes (
-                rows.data(), shape.binStride, tile.data(), tileFrames, shape.binStride, tileFrames);
-            return completedIf (plane.write (segment, 0, rows), AnalysisStatus::storageFailed);
+            return completedIf (plane.write (segment, 0, blocks), AnalysisStatus::storageFailed);
         });
 
     if (! isDone)

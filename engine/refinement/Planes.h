@@ -51,7 +51,7 @@ protected:
     const SpectrumShape* shape;
 };
 
-/** Codes of powers by segment, bin and frame: what works on the whole length of a bin reads this. */
+/** Codes of powers by segment of 256 frames, bin and frame: what works on the whole length of a bin reads this. */
 class TilePlane : public Plane
 {
 public:
@@ -77,16 +77,15 @@ public:
     using TilePlane::TilePlane;
 };
 
-/** A track's mask by frame and bin, binStride codes a frame. */
+/** A track's mask by block of sixteen frames, bin and frame, so that a block is read in one piece. */
 class MaskPlane : public Plane
 {
 public:
     explicit MaskPlane (Plane&& plane) : Plane (std::move (plane)) {}
 
-    /** Whole frames from this one on. */
-    [[nodiscard]] bool read (std::int64_t firstFrame, std::span<std::uint16_t> codes) const
+    [[nodiscard]] bool readBlock (std::int64_t block, std::span<std::uint16_t> codes) const
     {
-        return readCodes (static_cast<std::size_t> (firstFrame) * shape->binStride, codes);
+        return readCodes (static_cast<std::size_t> (block) * shape->blockCodes(), codes);
     }
 };
 

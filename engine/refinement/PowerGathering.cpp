@@ -1,7 +1,6 @@
-#include "engine/refinement/RefinementPasses.h"
-
-#include "engine/numerics/simd/InterferenceKernels.h"
+#include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
+#include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
 
@@ -12,81 +11,107 @@ namespace
 {
 constexpr std::size_t firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.001f; // of the track's power
+constexpr std::size_t segmentsPerItem = 4;   // at most; a block more is transformed for each item
 
-/** Writes rows of frames as rows of bins. */
-bool writeTile (const TilePlane& plane,
-                const SpectrumShape& shape,
-                std::size_t segment,
-                const std::vector<std::uint16_t>& rows,
-                std::vector<std::uint16_t>& tile)
+/** Powers of one track, block by block. */
+class TrackGathering
 {
-    tile.resize (shape.tileCodes());
-    kernels::transposeCodes (
-        tile.data(), tileFrames, rows.data(), shape.binStride, tileFrames, shape.binStride);
-    return plane.write (segment, 0, tile);
-}
-
-/** totals: of the segment's frames, to be filled. */
-AnalysisStatus gatherSegment (const SpectrumShape& shape,
-                              const RefinementTrack& track,
-                              std::size_t segment,
-                              Workspace& w,
-                              const TrackPower& planes,
-                              float* totals)
-{
-    const auto frames = shape.segment (segment), all = shape.withNeighbours (frames);
-    auto& [upper, lower, own, tile] = w.codes;
-    const auto hasEstimate = track.standard != nullptr;
-
-    if (! readFrames (*track.source, shape, all, w.source))
-        return AnalysisStatus::readFailed;
-
-    w.sourcePower.open (w.sourceFrames, w.source.data(), frames);
-    auto& estimate = w.outputPower[firstEstimateFocus];
-
-    if (hasEstimate)
+public:
+    TrackGathering (const SpectrumShape& s, const RefinementTrack& t, Workspace& workspace)
+        : shape (s), track (t), w (workspace)
     {
-        auto& samples = w.outputs[firstEstimateFocus];
-        samples.resize (w.source.size());
-        StandardOutputReader::Outputs outputs{};
-        outputs[firstEstimateFocus] = samples.data();
+    }
 
-        if (! w.outputReader.read (track, frameStart (all.first, shape.rate), samples.size(), outputs))
+    /** Segments first .. end - 1; totals: of all frames. */
+    [[nodiscard]] AnalysisStatus
+    gather (std::size_t first, std::size_t end, const TrackPower& planes, std::span<float> totals)
+    {
+        for (auto& codes : w.codes)
+            codes.resize (shape.tileCodes());
+
+        w.sourceFrames.restart();
+        estimateFrames().restart();
+
+        // Means take a frame on either side, so transforms are a frame ahead and one block of them leads.
+        const auto firstFrame = static_cast<std::int64_t> (first * tileFrames);
+
+        if (! transform (firstFrame + 1 - static_cast<std::int64_t> (blockFrames)))
             return AnalysisStatus::readFailed;
 
-        estimate.open (w.outputFrames, samples.data(), frames);
+        for (auto segment = first; segment < end; ++segment)
+        {
+            for (std::size_t block = 0; block < tileBlocks; ++block)
+            {
+                const auto frame = segment * tileFrames + block * blockFrames;
+
+                if (! transform (static_cast<std::int64_t> (frame) + 1))
+                    return AnalysisStatus::readFailed;
+
+                pack (block, totals.subspan (std::min (frame, totals.size())));
+            }
+
+            if (! planes.upper.write (segment, 0, w.codes[0]) || ! planes.lower.write (segment, 0, w.codes[1])
+                || ! planes.ownDrum.write (segment, 0, w.codes[2]))
+                return AnalysisStatus::storageFailed;
+        }
+
+        return AnalysisStatus::completed;
     }
 
-    for (auto* rows : { &upper, &lower, &own })
+private:
+    [[nodiscard]] FrameStream& estimateFrames() { return w.outputFrames[firstEstimateFocus]; }
+
+    /** Takes the spectra of frames first .. first + 15, for the powers of the frames one before each. */
+    [[nodiscard]] bool transform (std::int64_t first)
     {
-        rows->resize (shape.tileCodes());
-        // Zeros past the last frame of all.
-        std::fill (
-            rows->begin() + frames.size() * static_cast<std::int64_t> (shape.binStride), rows->end(), 0);
+        if (first > shape.numFrames)
+        {
+            w.sourcePowers.clear();
+            w.outputPowers.clear();
+            return true;
+        }
+
+        if (! readSource (*track.source, w.sourceFrames.moveTo (first)))
+            return false;
+
+        w.forward (w.sourceFrames);
+        w.sourceFrames.smoothPowers (w.sourcePowers.data(), w.spectrum.data());
+
+        if (track.standard == nullptr)
+            return true;
+
+        const auto room = estimateFrames().moveTo (first);
+        StandardOutputReader::Outputs outputs{};
+        outputs[firstEstimateFocus] = room.samples.data();
+
+        if (! w.outputReader.read (track, room.start, room.samples.size(), outputs))
+            return false;
+
+        w.forward (estimateFrames());
+        estimateFrames().smoothPowers (w.outputPowers.data(), w.spectrum.data());
+        return true;
     }
 
-    auto& sum = w.gains;
-
-    for (std::int64_t t = 0; t < frames.size(); ++t)
+    /** Puts a block into the tiles, and the power of its frames into totals. */
+    void pack (std::size_t block, std::span<float> totals)
     {
-        const auto at = static_cast<std::size_t> (t) * shape.binStride;
-        const auto* v = w.sourcePower.next();
+        const auto at = block * blockFrames;
+        const auto* power = w.sourcePowers.data();
         // For a track that is not rendered there is nothing better.
-        const auto* p = hasEstimate ? estimate.next() : v;
-
-        for (std::size_t f = 0; f < shape.binStride; ++f)
-            sum[f] = p[f] + firstEstimateFloor * v[f];
-
-        totals[t] = static_cast<float> (kernels::rowSum (v, shape.binStride));
-        kernels::splitFloats (upper.data() + at, lower.data() + at, v, shape.binStride);
-        kernels::packPowers (own.data() + at, sum.data(), shape.binStride);
+        const auto* estimate = track.standard != nullptr ? w.outputPowers.data() : power;
+        std::array<float, blockFrames> sums{};
+        kernels::sumRows (sums.data(), power, shape.numBins);
+        std::copy_n (sums.begin(), std::min (sums.size(), totals.size()), totals.begin());
+        kernels::splitFloats (
+            w.codes[0].data() + at, w.codes[1].data() + at, tileFrames, power, shape.numBins);
+        kernels::packPowers (
+            w.codes[2].data() + at, tileFrames, estimate, power, firstEstimateFloor, shape.numBins);
     }
 
-    return completedIf (writeTile (planes.upper, shape, segment, upper, tile)
-                            && writeTile (planes.lower, shape, segment, lower, tile)
-                            && writeTile (planes.ownDrum, shape, segment, own, tile),
-                        AnalysisStatus::storageFailed);
-}
+    const SpectrumShape& shape;
+    const RefinementTrack& track;
+    Workspace& w;
+};
 } // namespace
 
 std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress)
@@ -113,19 +138,18 @@ std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange pr
         powers.totals.emplace_back (static_cast<std::size_t> (shape.numFrames));
     }
 
-    const auto isDone =
-        run.forEach (numSegments * numTracks,
-                     progress,
-                     [&] (std::size_t item, Workspace& w)
-                     {
-                         const auto segment = item / numTracks, i = item % numTracks;
-                         return gatherSegment (shape,
-                                               run.tracks[i],
-                                               segment,
-                                               w,
-                                               powers.tracks[i],
-                                               powers.totals[i].data() + segment * tileFrames);
-                     });
+    const auto isDone = run.forEach ((numSegments + segmentsPerItem - 1) / segmentsPerItem * numTracks,
+                                     progress,
+                                     [&] (std::size_t item, Workspace& w)
+                                     {
+                                         const auto first = item / numTracks * segmentsPerItem,
+                                                    i = item % numTracks;
+                                         return TrackGathering (shape, run.tracks[i], w)
+                                             .gather (first,
+                                                      std::min (first + segmentsPerItem, numSegments),
+                                                      powers.tracks[i],
+                                                      powers.totals[i]);
+                                     });
     return isDone ? std::optional (std::move (powers)) : std::nullopt;
 }
 

@@ -62,21 +62,20 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
     const auto tracks = static_cast<std::uint64_t> (analysisShape.numActive);
     const auto workers = static_cast<std::uint64_t> (numThreads);
     const auto frames = static_cast<std::uint64_t> (shape.numSegments) * tileFrames;
-    const auto samples =
-        static_cast<std::uint64_t> (segmentFrames + 16) * static_cast<std::uint64_t> (shape.rate.hop);
     const auto bands = static_cast<std::uint64_t> (EvidenceBands (shape.numBins, shape.binWidthHz()).count());
 
-    // A worker's buffers stay: a block of bins of all tracks; four tiles; a segment of the source, five
-    // outputs, six signals; a tile, the source and its leakage of every track.
-    const auto segment =
-        8 * shape.tileCodes() + 4 * 12 * samples + tracks * (2 * shape.tileCodes() + 8 * samples);
+    // A worker's buffers stay: a block of bins of all tracks; three tiles; a block's transforms, and streams and
+    // signals of the source and five outputs; a block's stream, spectrum and mask of every track.
+    const std::uint64_t block = 4 * shape.blockCodes(), samples = 4 * shape.blockSamples();
+    const auto segment = 3 * 2 * shape.tileCodes() + 16 * block + 6 * (2 * block + 3 * samples)
+                         + tracks * (3 * block + 2 * samples);
     const auto evidence = 16 * bands * frames * tracks;
 
     AnalysisForecast forecast;
     forecast.memoryBytes =
         workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + segment)
         + evidence + pathBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + (32u << 20);
-    forecast.scratchBytes = 2 * planesPerTrack * tracks * frames * shape.binStride;
+    forecast.scratchBytes = 2 * planesPerTrack * tracks * frames * shape.numBins;
     return forecast;
 }
 

@@ -8,12 +8,22 @@ namespace tessivar::refinement
 {
 
 Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
-    : sourceFrames (window), outputFrames (window), sourcePower (shape, true),
-      frame (static_cast<std::size_t> (shape.rate.frameLength)), maskGains (shape.binStride),
-      gains (shape.binStride)
+    : fft (window), spectrum (fft.spectrumFloats()), delayedSpectrum (spectrum.size() + 1),
+      lastFrame (2 * shape.numBins), sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()),
+      maskGains (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
+      source (shape.blockSamples()), rendered (channelLayout::numBestComponents), mask (shape.blockCodes())
 {
+    // Four windows squared add up to two.
+    frameGains.fill (2.0f / static_cast<float> (shape.rate.frameLength));
+
+    for (auto& samples : rendered)
+        samples.resize (shape.blockSamples());
+
     for (std::size_t f = 0; f < numFocusSteps; ++f)
-        outputPower.emplace_back (shape, false);
+    {
+        outputFrames.emplace_back (shape);
+        signals.emplace_back (shape);
+    }
 }
 
 RefinementRun::RefinementRun (std::span<const RefinementTrack> t,

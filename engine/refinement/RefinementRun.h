@@ -1,6 +1,8 @@
 #pragma once
 
 #include "engine/WorkItems.h"
+#include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/BlockFft.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/RefinementSpectra.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -16,13 +18,31 @@
 namespace tessivar::refinement
 {
 
-/** What a worker needs to subtract leakage in all tracks at once, indexed like the tracks. */
+/** What a worker needs of each track to subtract leakage in all of them at once. */
 struct SubtractionBuffers
 {
-    std::vector<std::vector<float>> sources;
-    std::vector<std::vector<std::uint16_t>> masks;
-    std::vector<OverlapSum> leakage;
-    AlignedBuffer drums, spectrum, sums;
+    explicit SubtractionBuffers (const SpectrumShape& shape)
+        : frames (shape), spectrum (2 * shape.blockCodes()), last (2 * shape.numBins),
+          mask (shape.blockCodes()), carry (static_cast<std::size_t> (shape.rate.hop))
+    {
+    }
+
+    FrameStream frames;
+    AlignedBuffer spectrum, last;
+    std::vector<std::uint16_t> mask;
+    OverlapCarry carry;
+};
+
+/** A signal that is summed up from frames, a block at a time. */
+struct OutputSignal
+{
+    explicit OutputSignal (const SpectrumShape& shape)
+        : samples (shape.blockSamples()), carry (static_cast<std::size_t> (shape.rate.hop))
+    {
+    }
+
+    AlignedBuffer samples;
+    OverlapCarry carry;
 };
 
 /** Everything a worker owns. Buffers keep their room from one item to the next. */
@@ -30,19 +50,30 @@ struct Workspace
 {
     Workspace (const SpectrumShape& shape, std::span<const float> window);
 
-    FrameAnalyser sourceFrames, outputFrames;
-    PowerStream sourcePower;
-    std::vector<PowerStream> outputPower; // by Focus; that of 0 is not used
+    /** Transforms the block of frames that the stream stands at. */
+    void forward (const FrameStream& frames)
+    {
+        fft.load (frames.samples());
+        fft.forward (spectrum.data());
+    }
+
+    BlockFft fft;
+    std::array<float, blockFrames> frameGains{}; // that undo the scale of both transforms and the windows
+    AlignedBuffer spectrum, delayedSpectrum, lastFrame;
+    AlignedBuffer sourcePowers, outputPowers, maskGains, gains; // by bin and frame of a block
+    FrameStream sourceFrames;
+    std::vector<FrameStream> outputFrames; // by Focus, as the following
+    std::vector<OutputSignal> signals;
     StandardOutputReader outputReader;
-    std::vector<float> source, untouched;
-    std::array<std::vector<float>, numFocusSteps> outputs;
-    std::array<std::vector<std::uint16_t>, 4> codes; // of tiles
+    std::vector<float> source;                       // of a block
+    std::vector<std::vector<float>> rendered;        // parts of a block
+    std::vector<std::uint16_t> mask;                 // of a block
+    std::array<std::vector<std::uint16_t>, 3> codes; // of tiles
     std::vector<std::uint16_t> blockCodes;           // the model's block of bins
     AlignedBuffer blockRows;                         // one bin of it
-    AlignedBuffer frame, maskGains, gains;
-    std::array<OverlapSum, numFocusSteps> signals;
-    std::vector<float> rendered;
-    SubtractionBuffers subtraction;
+    std::vector<SubtractionBuffers> subtraction;     // by track
+    AlignedBuffer maskedDrums, ones;
+    std::vector<float> chosen; // frames from here and there
 };
 
 /** A stretch of the progress, 0..1. */
@@ -74,6 +105,8 @@ public:
     /** Works on the tracks with standard components, one after the other, until work returns false. */
     [[nodiscard]] bool forEachRendered (ProgressRange progressRange,
                                         const std::function<bool (std::size_t track, ProgressRange)>& work);
+
+    [[nodiscard]] int numWorkers() const { return pool.numWorkers(); }
 
     /** Completed, or why the last pass failed. */
     [[nodiscard]] AnalysisStatus status() const { return currentStatus; }

@@ -1,89 +1,103 @@
 #include "engine/refinement/RefinementSpectra.h"
 
 #include "engine/numerics/simd/MaskKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
-#include "terms/ChannelLayout.h"
-
-#include <algorithm>
 
 namespace tessivar::refinement
 {
+
+namespace
+{
+constexpr std::int64_t stretchesPerWorker = 8, fewestHops = 128, mostHops = 1024;
+constexpr std::int64_t blockHops = static_cast<std::int64_t> (blockFrames);
+} // namespace
 
 SpectrumShape::SpectrumShape (const AnalysisShape& shape) : rate (shape.rate), length (shape.lengthInSamples)
 {
     rate.frameLength *= 2;
     rate.hop *= 2;
     numBins = static_cast<std::size_t> (rate.numBins());
-    binStride = kernels::wholeVectors (numBins);
     numFrames = AnalysisShape::framesForLength (length, rate);
-    numSegments = (numFrames + segmentFrames - 1) / segmentFrames;
+    constexpr auto framesOfTile = static_cast<std::int64_t> (tileFrames);
+    numSegments = (numFrames + framesOfTile - 1) / framesOfTile;
 }
 
-FrameRange SpectrumShape::segment (std::size_t index) const
+Stretch::Stretch (const SpectrumShape& shape,
+                  std::int64_t firstHop,
+                  std::int64_t endHop,
+                  std::int64_t signalLength)
+    : firstBlock (firstHop / blockHops), rate (shape.rate), start (firstHop * rate.hop),
+      end (std::min (endHop * rate.hop, signalLength))
 {
-    const auto first = static_cast<std::int64_t> (index) * segmentFrames;
-    return { first, std::min (first + segmentFrames, numFrames) };
+    // A frame starts four hops before the hop that it is counted by.
+    endBlock = (shape.hopsOf (end) + rate.frameLength / rate.hop - 1) / blockHops + 1;
 }
 
-FrameRange SpectrumShape::withNeighbours (FrameRange frames) const
+Stretch::Part Stretch::completedBy (std::int64_t block) const
 {
-    return { std::max (frames.first - 1, std::int64_t{ 0 }), std::min (frames.end + 1, numFrames) };
+    const auto first = frameStart (block * blockHops, rate), last = first + blockHops * rate.hop;
+    const auto from = std::clamp (start, first, last), to = std::clamp (end, from, last);
+    return { from, static_cast<std::size_t> (from - first), static_cast<std::size_t> (to - from) };
 }
 
-SampleSegment::SampleSegment (const SpectrumShape& shape, std::size_t index, std::int64_t signalLength)
-    : start (static_cast<std::int64_t> (index) * segmentFrames * shape.rate.hop)
+std::vector<Stretch> stretchesOf (const SpectrumShape& shape, std::int64_t signalLength, int numWorkers)
 {
-    const auto end = std::min (start + segmentFrames * shape.rate.hop, signalLength);
-    length = static_cast<std::size_t> (end - start);
-    frames = FrameRange::overlapping (start, end, shape.numFrames, shape.rate);
+    const auto numHops = shape.hopsOf (signalLength);
+    const auto wanted = std::clamp (numHops / (stretchesPerWorker * numWorkers), fewestHops, mostHops);
+    const auto step = (wanted + blockHops - 1) / blockHops * blockHops;
+    std::vector<Stretch> stretches;
+
+    for (std::int64_t hop = 0; hop < numHops; hop += step)
+        stretches.emplace_back (shape, hop, hop + step, signalLength);
+
+    return stretches;
 }
 
-std::size_t SampleSegment::count (const SpectrumShape& shape, std::int64_t signalLength)
+FrameStream::FrameStream (const SpectrumShape& s)
+    : shape (s),
+      window (shape.blockSamples() + static_cast<std::size_t> (shape.rate.frameLength - shape.rate.hop))
 {
-    const auto samples = segmentFrames * shape.rate.hop;
-    return static_cast<std::size_t> ((signalLength + samples - 1) / samples);
 }
 
-bool readFrames (SampleSource& source,
-                 const SpectrumShape& shape,
-                 FrameRange frames,
-                 std::vector<float>& samples)
+void FrameStream::restart()
 {
-    samples.resize (frames.numSamples (shape.rate));
+    current.reset();
 
-    if (! source.read (frameStart (frames.first, shape.rate), samples))
+    if (history.size() != 0)
+        history.clear();
+}
+
+FrameStream::Room FrameStream::moveTo (std::int64_t first)
+{
+    const auto samples = window.span();
+    std::size_t numKept = 0;
+
+    if (current && *current + blockHops == first)
+    {
+        numKept = samples.size() - shape.blockSamples();
+        std::copy_n (samples.data() + shape.blockSamples(), numKept, samples.data());
+    }
+
+    current = first;
+    return { frameStart (first, shape.rate) + static_cast<std::int64_t> (numKept),
+             samples.subspan (numKept) };
+}
+
+void FrameStream::smoothPowers (float* means, const float* spectrum)
+{
+    if (history.size() == 0)
+        history = AlignedBuffer (shape.numBins * 2 * blockFrames);
+
+    kernels::smoothPowers (means, history.data(), spectrum, shape.numBins);
+}
+
+bool readSource (SampleSource& source, FrameStream::Room room)
+{
+    if (! source.read (room.start, room.samples))
         return false;
 
-    replaceNonFinite (samples);
+    replaceNonFinite (room.samples);
     return true;
 }
-
-namespace
-{
-/** Scales the signals and adds up the first, the first two and so on: outputOf (c) takes the sum up to c. */
-template <typename OutputOf>
-void addUp (const ComponentSource::Signals& signals,
-            std::size_t numSignals,
-            ComponentLevel level,
-            std::size_t n,
-            const OutputOf& outputOf)
-{
-    for (std::size_t c = 0; c < numSignals; ++c)
-    {
-        auto* const x = signals[c];
-
-        for (std::size_t i = 0; i < n; ++i)
-            x[i] = level.applyTo (x[i]);
-
-        if (c > 0)
-            for (std::size_t i = 0; i < n; ++i)
-                x[i] += signals[c - 1][i];
-
-        if (auto* const output = outputOf (c); output != nullptr)
-            std::copy_n (x, n, output);
-    }
-}
-} // namespace
 
 bool StandardOutputReader::read (const RefinementTrack& track,
                                  std::int64_t start,
@@ -93,96 +107,49 @@ bool StandardOutputReader::read (const RefinementTrack& track,
     const auto limit = start + static_cast<std::int64_t> (length);
     const auto first = std::clamp (std::int64_t{ 0 }, start, limit);
     const auto end = std::clamp (track.ownLength, first, limit);
+    const auto n = static_cast<std::size_t> (end - first);
+    ComponentSource::Signals signals{};
 
-    for (auto* output : outputs)
-        if (output != nullptr)
+    // Focus 5 keeps one component, Focus 1 five.
+    const auto outputOf = [&] (std::size_t component) { return outputs[numFocusSteps - 1 - component]; };
+    std::size_t numWanted = 0;
+
+    for (std::size_t c = 0; c < signals.size(); ++c)
+        if (auto* const output = outputOf (c); output != nullptr)
         {
             std::fill (output, output + (first - start), 0.0f);
             std::fill (output + (end - start), output + length, 0.0f);
+            numWanted = c + 1;
         }
 
-    if (first == end)
+    if (n == 0)
         return true;
 
-    // Focus 5 keeps one component, Focus 1 five.
-    std::size_t numWanted = 0;
-
-    for (std::size_t c = 0; c < channelLayout::numBestComponents; ++c)
-        if (outputs[numFocusSteps - 1 - c] != nullptr)
-            numWanted = c + 1;
-
-    components.resize (channelLayout::numBestComponents * pieceSamples);
-
-    for (auto position = first; position < end;)
+    for (std::size_t c = 0; c < numWanted; ++c)
     {
-        const auto n =
-            static_cast<std::size_t> (std::min (end - position, static_cast<std::int64_t> (pieceSamples)));
-        ComponentSource::Signals signals{};
+        components[c].resize (std::max (components[c].size(), n));
+        signals[c] = components[c].data();
+    }
 
-        for (std::size_t c = 0; c < numWanted; ++c)
-            signals[c] = components.data() + c * pieceSamples;
+    if (! track.standard->read (first, n, signals))
+        return false;
 
-        if (! track.standard->read (position, n, signals))
-            return false;
+    for (std::size_t c = 0; c < numWanted; ++c)
+    {
+        auto* const x = signals[c];
 
-        addUp (signals,
-               numWanted,
-               track.level,
-               n,
-               [&] (std::size_t c)
-               {
-                   auto* const output = outputs[numFocusSteps - 1 - c];
-                   return output != nullptr ? output + (position - start) : nullptr;
-               });
-        position += static_cast<std::int64_t> (n);
+        for (std::size_t i = 0; i < n; ++i)
+            x[i] = track.level.applyTo (x[i]);
+
+        if (c > 0)
+            for (std::size_t i = 0; i < n; ++i)
+                x[i] += signals[c - 1][i];
+
+        if (auto* const output = outputOf (c); output != nullptr)
+            std::copy_n (x, n, output + (first - start));
     }
 
     return true;
-}
-
-PowerStream::PowerStream (const SpectrumShape& s, bool keepsSpectra) : shape (s), smoothed (s.binStride)
-{
-    for (auto& powers : rows)
-        powers = AlignedBuffer (shape.binStride);
-
-    if (keepsSpectra)
-        for (auto& bins : spectra)
-            bins = AlignedBuffer (static_cast<std::size_t> (shape.rate.frameLength) + 32);
-}
-
-AlignedBuffer& PowerStream::row (std::int64_t frame)
-{
-    return rows[static_cast<std::size_t> (std::clamp (frame, available.first, available.end - 1) % 3)];
-}
-
-void PowerStream::open (FrameAnalyser& a, const float* s, FrameRange frames)
-{
-    analyser = &a;
-    samples = s;
-    available = shape.withNeighbours (frames);
-    current = frames.first - 1;
-    upcoming = available.first;
-}
-
-const float* PowerStream::next()
-{
-    ++current;
-
-    for (; upcoming <= std::min (current + 1, available.end - 1); ++upcoming)
-    {
-        analyser->analyse (samples + (upcoming - available.first) * shape.rate.hop);
-        kernels::powers (row (upcoming).data(), analyser->spectrum(), shape.numBins);
-
-        if (auto& bins = spectra[static_cast<std::size_t> (upcoming % 2)]; bins.size() != 0)
-            std::copy_n (analyser->spectrum(), 2 * shape.numBins, bins.data());
-    }
-
-    kernels::meanOfThree (smoothed.data(),
-                          row (current - 1).data(),
-                          row (current).data(),
-                          row (current + 1).data(),
-                          shape.binStride);
-    return smoothed.data();
 }
 
 } // namespace tessivar::refinement

@@ -4,67 +4,127 @@
 #include "engine/SampleStorage.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "engine/numerics/BlockFft.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "terms/TrackFindings.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <vector>
 
 namespace tessivar::refinement
 {
 
-inline constexpr std::int64_t segmentFrames = 256;
-inline constexpr std::size_t tileFrames = static_cast<std::size_t> (segmentFrames);
+inline constexpr std::size_t blockFrames = BlockFft::numFrames;
+inline constexpr std::size_t tileFrames = 256, tileBlocks = tileFrames / blockFrames;
 inline constexpr int numFocusSteps = TrackFindings::numFocusSteps;
 
-/** Sizes of the refinement's spectra: frames twice as long as those of the analysis. */
+/** Sizes of the refinement's spectra: frames twice as long as those of the analysis, in blocks of sixteen, and
+    sixteen blocks to a segment. The first four frames and the last five hold nothing of the signal. */
 struct SpectrumShape
 {
     explicit SpectrumShape (const AnalysisShape& shape);
-
-    /** Frames of a segment of 256. */
-    [[nodiscard]] FrameRange segment (std::size_t index) const;
-
-    /** The frames and one more on either side, where there is one. */
-    [[nodiscard]] FrameRange withNeighbours (FrameRange frames) const;
 
     [[nodiscard]] double binWidthHz() const
     {
         return static_cast<double> (rate.sampleRate) / rate.frameLength;
     }
-    [[nodiscard]] std::size_t tileCodes() const { return binStride * tileFrames; }
+
+    [[nodiscard]] std::size_t tileCodes() const { return numBins * tileFrames; }
+    [[nodiscard]] std::size_t blockCodes() const { return numBins * blockFrames; }
+
+    /** Samples from a block's first frame to the next block's. */
+    [[nodiscard]] std::size_t blockSamples() const
+    {
+        return blockFrames * static_cast<std::size_t> (rate.hop);
+    }
+
+    /** Hops that a signal begins. */
+    [[nodiscard]] std::int64_t hopsOf (std::int64_t signalLength) const
+    {
+        return (signalLength + rate.hop - 1) / rate.hop;
+    }
 
     RateParameters rate; // with frame length and hop doubled
     std::size_t numBins = 0;
-    std::size_t binStride = 0; // bins of a row, in whole vectors
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
 };
 
-/** A stretch of 256 hops of a signal, and the frames that overlap it. */
-struct SampleSegment
+/** A stretch of a signal, in whole blocks of hops, and the blocks of frames that overlap it. */
+class Stretch
 {
-    SampleSegment (const SpectrumShape& shape, std::size_t index, std::int64_t signalLength);
+public:
+    /** From firstHop, a multiple of 16, up to endHop or the signal's end. */
+    Stretch (const SpectrumShape& shape,
+             std::int64_t firstHop,
+             std::int64_t endHop,
+             std::int64_t signalLength);
 
-    /** Segments of a signal. */
-    [[nodiscard]] static std::size_t count (const SpectrumShape& shape, std::int64_t signalLength);
+    /** Samples that a block of frames completes when it is overlap-added after those before it: the first lies
+        offset samples behind the start of the block's first frame. */
+    struct Part
+    {
+        std::int64_t start = 0;
+        std::size_t offset = 0, length = 0;
+    };
 
-    std::int64_t start = 0;
-    std::size_t length = 0;
-    FrameRange frames;
+    [[nodiscard]] Part completedBy (std::int64_t block) const;
+
+    std::int64_t firstBlock = 0, endBlock = 0;
+
+private:
+    RateParameters rate;
+    std::int64_t start, end;
 };
 
-/** Samples of a source that these frames span, non-finite ones as 0. False when they can't be read. */
-[[nodiscard]] bool
-readFrames (SampleSource& source, const SpectrumShape& shape, FrameRange frames, std::vector<float>& samples);
+/** A signal as long as this in stretches that keep the workers busy and still transform few frames twice. Where
+    it is cut changes no bit of what comes out. */
+[[nodiscard]] std::vector<Stretch>
+stretchesOf (const SpectrumShape& shape, std::int64_t signalLength, int numWorkers);
 
-/** Reads the standard method's components, in pieces that stay in the cache, and adds them up to outputs.
-*/
+/** The samples of a block of frames, and what the next block needs of the frames before. */
+class FrameStream
+{
+public:
+    explicit FrameStream (const SpectrumShape& shape);
+
+    /** Another signal, or another place in it. */
+    void restart();
+
+    /** Samples that lie in a signal from start on. */
+    struct Room
+    {
+        std::int64_t start = 0;
+        std::span<float> samples;
+    };
+
+    /** Moves on to frames first .. first + 15 and returns what is to be read for them. */
+    [[nodiscard]] Room moveTo (std::int64_t first);
+
+    /** From the start of the block's first frame on. */
+    [[nodiscard]] const float* samples() const { return window.data(); }
+
+    /** From the spectra of these frames the powers of the frames one before each, means of three, in lane
+        layout. After restart() the first two frames lack those before them. */
+    void smoothPowers (float* means, const float* spectrum);
+
+private:
+    const SpectrumShape& shape;
+    AlignedBuffer window, history;
+    std::optional<std::int64_t> current; // first frame in the window
+};
+
+/** Reads a source, non-finite samples as 0. False when it can't be read. */
+[[nodiscard]] bool readSource (SampleSource& source, FrameStream::Room room);
+
+/** Reads the standard method's components and adds them up to outputs. */
 class StandardOutputReader
 {
 public:
-    static constexpr std::size_t pieceSamples = 4096;
-
     using Outputs = std::array<float*, numFocusSteps>;
 
     /** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track:
@@ -74,40 +134,7 @@ public:
     read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
 
 private:
-    std::vector<float> components;
-};
-
-/** Power of consecutive frames, averaged over a frame and its two neighbours; edges are repeated. */
-class PowerStream
-{
-public:
-    /** keepsSpectra: whether spectrum() is needed. */
-    PowerStream (const SpectrumShape& shape, bool keepsSpectra);
-
-    /** Starts at the first of the frames. samples begin where the frames with their neighbours do, and must
-        outlive the use. The analyser may serve other streams between two calls of next(). */
-    void open (FrameAnalyser& analyser, const float* samples, FrameRange frames);
-
-    /** Power of the next frame, binStride values, zeros past the last bin; valid until the next call. */
-    const float* next();
-
-    /** Unscaled spectrum of the frame that next() gave. */
-    [[nodiscard]] const float* spectrum() const
-    {
-        return spectra[static_cast<std::size_t> (current % 2)].data();
-    }
-
-private:
-    [[nodiscard]] AlignedBuffer& row (std::int64_t frame);
-
-    const SpectrumShape& shape;
-    std::array<AlignedBuffer, 3> rows;
-    std::array<AlignedBuffer, 2> spectra;
-    AlignedBuffer smoothed;
-    FrameAnalyser* analyser = nullptr;
-    const float* samples = nullptr;
-    FrameRange available;
-    std::int64_t current = 0, upcoming = 0;
+    std::array<std::vector<float>, channelLayout::numBestComponents> components;
 };
 
 } // namespace tessivar::refinement

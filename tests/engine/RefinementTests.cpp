@@ -2,7 +2,7 @@
 #include "engine/numerics/RandomStream.h"
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/PathKernels.h"
 #include "engine/refinement/InterferenceModel.h"
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <complex>
 #include <cstring>
 #include <limits>
 
@@ -110,7 +111,8 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
 {
     SECTION ("removes leakage, keeps the channels' sum and does not depend on the number of threads")
     {
-        TwoDrums drums (0.2f);
+        // Long enough for one worker and three to cut the tracks at different places.
+        TwoDrums drums (0.2f, 560000);
         const auto result = drums.analyse (1);
         REQUIRE (result.status == AnalysisStatus::completed);
 
@@ -363,7 +365,7 @@ TEST_CASE ("Packed powers", "[engine][refinement]")
         onEveryTarget (
             [&]
             {
-                kernels::packPowers (codes.data(), powers.data(), codes.size());
+                kernels::packPowers (codes.data(), 16, powers.data(), powers.data(), 0.0f, 6);
                 kernels::unpackPowers (back.data(), codes.data(), codes.size());
                 expected = expected.empty() ? codes : expected;
                 CHECK (codes == expected);
@@ -378,32 +380,153 @@ TEST_CASE ("Packed powers", "[engine][refinement]")
                     CHECK (back[i] == Approx (std::pow (2.0f, 54.0f)).epsilon (0.002));
 
                 std::vector<std::uint16_t> lower (codes.size());
-                kernels::splitFloats (codes.data(), lower.data(), powers.data(), codes.size());
+                kernels::splitFloats (codes.data(), lower.data(), 16, powers.data(), 6);
                 kernels::joinFloats (back.data(), codes.data(), lower.data(), codes.size());
                 CHECK (std::memcmp (back.data(), powers.data(), sizeof (float) * powers.size()) == 0);
             });
     }
+}
 
-    SECTION ("tiles turn over, also where rows are longer than what is taken")
+TEST_CASE ("Kernels for blocks of sixteen frames", "[engine][refinement]")
+{
+    // Three blocks of a few bins, and the same frames one after the other.
+    constexpr std::size_t numBins = 5, numBlocks = 3, numRows = 2 * numBins, numFrames = 16 * numBlocks;
+    RandomStream random (5);
+    const auto noise = [&random] (std::size_t n)
     {
-        constexpr std::size_t rows = 16, columns = 72, rowStride = 75, columnStride = 19;
-        std::vector<std::uint16_t> tile (rows * rowStride), turned (columns * columnStride, 7);
+        AlignedBuffer values (n);
 
-        for (std::size_t i = 0; i < tile.size(); ++i)
-            tile[i] = static_cast<std::uint16_t> (i);
+        for (auto& x : values.span())
+            x = random.next() - 0.5f;
+
+        return values;
+    };
+
+    const auto spectra = noise (numBlocks * numRows * 16), gains = noise (numBins * 16);
+    const auto value =
+        [&] (std::size_t row, std::size_t frame) // frames count from 1; the one before is silent
+    { return frame == 0 ? 0.0f : spectra[((frame - 1) / 16 * numRows + row) * 16 + (frame - 1) % 16]; };
+    const auto power = [&] (std::size_t bin, std::size_t frame)
+    {
+        const auto re = value (2 * bin, frame), im = value (2 * bin + 1, frame);
+        return re * re + im * im;
+    };
+
+    SECTION ("take up where the block before ended")
+    {
+        onEveryTarget (
+            [&]
+            {
+                AlignedBuffer history (numBins * 32), last (numRows), lastMasked (numRows);
+                AlignedBuffer means (numBins * 16), delayed (numRows * 16 + 1), masked (numBins * 64 + 1);
+
+                for (std::size_t block = 0; block < numBlocks; ++block)
+                {
+                    const auto* spectrum = spectra.data() + block * numRows * 16;
+                    kernels::smoothPowers (means.data(), history.data(), spectrum, numBins);
+                    kernels::delayFrames (delayed.data(), last.data(), spectrum, numRows);
+                    kernels::maskWithDelay (
+                        masked.data(), lastMasked.data(), spectrum, gains.data(), numBins);
+
+                    for (std::size_t l = 0; l < 16; ++l)
+                        for (std::size_t row = 0; row < numRows; ++row)
+                        {
+                            const auto bin = row / 2, frame = block * 16 + l + 1; // of the spectrum
+                            REQUIRE (delayed[row * 16 + l] == value (row, frame - 1));
+                            const auto* now = masked.data() + (4 * bin + row % 2) * 16;
+                            REQUIRE (now[l] == gains[bin * 16 + l] * value (row, frame));
+                            REQUIRE (now[32 + l] == gains[bin * 16 + (l + 15) % 16] * value (row, frame - 1));
+                            const auto before = frame < 2 ? 0.0f : power (bin, frame - 2);
+                            REQUIRE (means[bin * 16 + l]
+                                     == (1.0f / 3.0f)
+                                            * ((before + power (bin, frame - 1)) + power (bin, frame)));
+                        }
+                }
+            });
+    }
+
+    SECTION ("sum up bins, paths and products as plain loops do")
+    {
+        constexpr std::size_t numDrums = 3, numMicrophones = 5, stride = numBins * 64;
+        const auto drums = noise (numDrums * stride), paths = noise (numBins * numMicrophones * numDrums * 4);
+        const auto rows = noise (2 * numDrums * numFrames), weights = noise (numFrames);
+        std::vector<float> expected;
 
         onEveryTarget (
             [&]
             {
-                kernels::transposeCodes (turned.data(), columnStride, tile.data(), rowStride, rows, columns);
+                AlignedBuffer sums (numMicrophones * numRows * 16);
+                std::vector<float> ofBins (16), products (2 * numDrums * numDrums);
+                std::vector<float*> dest;
+                std::vector<const float*> real, imaginary;
 
-                for (std::size_t c = 0; c < columns; ++c)
+                for (std::size_t i = 0; i < numMicrophones; ++i)
+                    dest.push_back (sums.data() + i * numRows * 16);
+
+                for (std::size_t j = 0; j < numDrums; ++j)
                 {
-                    for (std::size_t r = 0; r < rows; ++r)
-                        REQUIRE (turned[c * columnStride + r] == tile[r * rowStride + c]);
-
-                    REQUIRE (turned[c * columnStride + rows] == 7);
+                    real.push_back (rows.data() + 2 * j * numFrames);
+                    imaginary.push_back (real.back() + numFrames);
                 }
+
+                kernels::sumRows (ofBins.data(), drums.data(), numDrums * stride / 16);
+                kernels::addPaths (
+                    dest.data(), numMicrophones, drums.data(), stride, numDrums, paths.data(), numBins);
+                kernels::weightedProducts (
+                    products.data(), real.data(), imaginary.data(), numDrums, weights.data(), numFrames);
+
+                for (std::size_t l = 0; l < 16; ++l)
+                {
+                    double sum = 0.0;
+
+                    for (std::size_t i = l; i < drums.size(); i += 16)
+                        sum += static_cast<double> (drums[i]);
+
+                    CHECK (static_cast<double> (ofBins[l]) == Approx (sum).margin (1.0e-5));
+                }
+
+                using Complex = std::complex<double>;
+                const auto at = [] (const float* re, const float* im)
+                { return Complex (static_cast<double> (*re), static_cast<double> (*im)); };
+
+                for (std::size_t i = 0; i < numMicrophones; ++i)
+                    for (std::size_t bin = 0; bin < numBins; ++bin)
+                        for (std::size_t l = 0; l < 16; ++l)
+                        {
+                            Complex sum;
+
+                            for (std::size_t tap = 0; tap < 2 * numDrums; ++tap)
+                            {
+                                const auto* path =
+                                    paths.data() + 2 * ((bin * numMicrophones + i) * 2 * numDrums + tap);
+                                const auto* z =
+                                    drums.data() + tap / 2 * stride + (4 * bin + 2 * (tap % 2)) * 16 + l;
+                                sum += at (path, path + 1) * at (z, z + 16);
+                            }
+
+                            const auto* found = dest[i] + 2 * bin * 16 + l;
+                            REQUIRE (std::abs (at (found, found + 16) - sum) < 1.0e-6);
+                        }
+
+                for (std::size_t a = 0; a < numDrums; ++a)
+                    for (std::size_t b = 0; b <= a; ++b)
+                    {
+                        Complex sum;
+
+                        for (std::size_t t = 0; t < numFrames; ++t)
+                            sum += static_cast<double> (weights[t])
+                                   * std::conj (at (real[a] + t, imaginary[a] + t))
+                                   * at (real[b] + t, imaginary[b] + t);
+
+                        const auto* found = products.data() + 2 * (a * numDrums + b);
+                        CHECK (std::abs (at (found, found + 1) - sum) < 1.0e-5);
+                    }
+
+                std::vector<float> all (sums.data(), sums.data() + sums.size());
+                all.insert (all.end(), ofBins.begin(), ofBins.end());
+                all.insert (all.end(), products.begin(), products.end());
+                expected = expected.empty() ? all : expected;
+                CHECK (all == expected); // the same bits on every target
             });
     }
 }

@@ -1,5 +1,7 @@
 #include "engine/numerics/simd/MaskKernels.h"
 
+#include <algorithm>
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/numerics/simd/MaskKernels.cpp"
 #include <hwy/foreach_target.h>
@@ -64,31 +66,83 @@ HWY_INLINE Floats exponential (Floats x)
     return hn::Mul (y, scale);
 }
 
-void Powers (float* power, const float* spectrum, std::size_t numBins)
+void SmoothPowers (float* HWY_RESTRICT means,
+                   float* HWY_RESTRICT history,
+                   const float* HWY_RESTRICT spectrum,
+                   std::size_t numBins)
 {
-    std::size_t bin = 0;
-
-    for (; bin + vectorLanes <= numBins; bin += vectorLanes)
-    {
-        Floats re, im;
-        hn::LoadInterleaved2 (tag, spectrum + 2 * bin, re, im);
-        hn::StoreU (hn::Add (hn::Mul (re, re), hn::Mul (im, im)), tag, power + bin);
-    }
-
-    for (; bin < numBins; ++bin)
-        power[bin] = spectrum[2 * bin] * spectrum[2 * bin] + spectrum[2 * bin + 1] * spectrum[2 * bin + 1];
-}
-
-void MeanOfThree (float* dest, const float* a, const float* b, const float* c, std::size_t n)
-{
+    constexpr std::size_t rowLength = 2 * lanes,
+                          ahead = lanes; // two frames before, and from lane 16 on all 16
+    constexpr std::size_t group = 16;    // stores settle before they are loaded askew
     const auto third = broadcast (1.0f / 3.0f);
 
-    for (std::size_t i = 0; i < n; i += vectorLanes)
-        hn::StoreU (hn::Mul (third,
-                             hn::Add (hn::Add (hn::LoadU (tag, a + i), hn::LoadU (tag, b + i)),
-                                      hn::LoadU (tag, c + i))),
-                    tag,
-                    dest + i);
+    for (std::size_t first = 0; first < numBins; first += group)
+    {
+        const auto end = std::min (first + group, numBins);
+
+        for (auto bin = first; bin < end; ++bin)
+        {
+            auto* const row = history + bin * rowLength;
+            const auto* const re = spectrum + bin * 2 * lanes;
+            row[ahead - 2] = row[rowLength - 2];
+            row[ahead - 1] = row[rowLength - 1];
+
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+            {
+                const auto x = hn::LoadU (tag, re + l), y = hn::LoadU (tag, re + lanes + l);
+                hn::StoreU (hn::Add (hn::Mul (x, x), hn::Mul (y, y)), tag, row + ahead + l);
+            }
+        }
+
+        for (auto bin = first; bin < end; ++bin)
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+            {
+                const auto* const x = history + bin * rowLength + ahead + l;
+                const auto sum =
+                    hn::Add (hn::Add (hn::LoadU (tag, x - 2), hn::LoadU (tag, x - 1)), hn::LoadU (tag, x));
+                hn::StoreU (hn::Mul (third, sum), tag, means + bin * lanes + l);
+            }
+    }
+}
+
+void DelayFrames (float* HWY_RESTRICT delayed,
+                  float* HWY_RESTRICT last,
+                  const float* HWY_RESTRICT spectrum,
+                  std::size_t numRows)
+{
+    for (std::size_t i = 0; i < numRows; ++i)
+    {
+        const auto* const x = spectrum + i * lanes;
+        auto* const dest = delayed + i * lanes;
+        dest[0] = last[i];
+        last[i] = x[lanes - 1];
+
+        // One lane too far, where the next row begins.
+        for (std::size_t l = 0; l < lanes; l += vectorLanes)
+            hn::StoreU (hn::LoadU (tag, x + l), tag, dest + l + 1);
+    }
+}
+
+void SumRows (float* HWY_RESTRICT sums, const float* HWY_RESTRICT rows, std::size_t numRows)
+{
+    constexpr std::size_t group = 32;
+
+    for (std::size_t l = 0; l < lanes; l += vectorLanes)
+    {
+        auto total = hn::Zero (tag);
+
+        for (std::size_t first = 0; first < numRows; first += group)
+        {
+            auto sum = hn::Zero (tag);
+
+            for (auto i = first; i < std::min (first + group, numRows); ++i)
+                sum = hn::Add (sum, hn::LoadU (tag, rows + i * lanes + l));
+
+            total = hn::Add (total, sum);
+        }
+
+        hn::StoreU (total, tag, sums + l);
+    }
 }
 
 void Accumulate (float* dest, const float* a, std::size_t n)
@@ -163,8 +217,9 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-TESSIVAR_KERNEL (powers, Powers);
-TESSIVAR_KERNEL (meanOfThree, MeanOfThree);
+TESSIVAR_KERNEL (smoothPowers, SmoothPowers);
+TESSIVAR_KERNEL (delayFrames, DelayFrames);
+TESSIVAR_KERNEL (sumRows, SumRows);
 TESSIVAR_KERNEL (accumulate, Accumulate);
 TESSIVAR_KERNEL (packLogRatios, PackLogRatios);
 TESSIVAR_KERNEL (packMask, PackMask);

@@ -8,7 +8,7 @@
 namespace tessivar::kernels
 {
 
-/** Passes that turn evidence into gains. Rows may start anywhere; n is a multiple of 16. No operation is
+/** Passes that turn powers and evidence into gains. Rows may start anywhere; n is a multiple of 16. No operation is
     fused, and logarithm and exponential are our own polynomials (after Moshier's Cephes, 2e-7 relative), so
     results are the same on every instruction set.
 
@@ -19,12 +19,20 @@ namespace tessivar::kernels
 inline constexpr float logRatioLimit = 12.0f; // of a bin's own log ratio, in either direction
 inline constexpr float logMaskLimit = 40.0f;  // masks are at least exp (-40)
 
-/** power = re^2 + im^2 for numBins bins. */
-extern const Kernel<void (float* power, const float* spectrum, std::size_t numBins)> powers;
+/** Powers of consecutive frames, each averaged with its two neighbours, sixteen frames at a time in lane layout
+    (engine/numerics/BlockFft.h): from the spectra of frames t .. t + 15 the means of frames t - 1 .. t + 14.
+    history: 32 floats a bin, which hold the frames before; zeros for none. */
+extern const Kernel<void (float* means, float* history, const float* spectrum, std::size_t numBins)>
+    smoothPowers;
 
-/** dest = (a + b + c) / 3. */
-extern const Kernel<void (float* dest, const float* a, const float* b, const float* c, std::size_t n)>
-    meanOfThree;
+/** Spectra of the frames before, in lane layout: lane l of delayed is lane l - 1 of spectrum; lane 0 comes from
+    last, which then takes lane 15. A row has 16 floats, last has one float for each, delayed room for one float
+    more. */
+extern const Kernel<void (float* delayed, float* last, const float* spectrum, std::size_t numRows)>
+    delayFrames;
+
+/** sums[l] = sum of rows[i * 16 + l]: groups of 32 rows, then their sums. */
+extern const Kernel<void (float* sums, const float* rows, std::size_t numRows)> sumRows;
 
 /** dest += a. */
 extern const Kernel<void (float* dest, const float* a, std::size_t n)> accumulate;
