@@ -21,7 +21,7 @@ struct DecompositionSettings
       v  melRows x frames        power, >= 0, read only
       w  melRows x 10            starting values in, bases out; each column then sums to 1, or 0 when it died
       h  10 x frames             starting values in, activations out; needs frames >= 2
-    The caller owns all three. Scratch: 16 floats a frame, 20 floats a row and worker, 320 floats a row; a
+    The caller owns all three. Scratch: 16 floats a frame, 60 floats a row and worker, 60 floats a row; a
     padded copy of v unless melRows is a multiple of 16. The result is the same bit by bit for any number of
     workers and every SIMD target.
 

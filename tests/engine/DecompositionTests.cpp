@@ -239,10 +239,10 @@ TEST_CASE ("Decomposition", "[engine][decomposition]")
 
     SECTION ("gives the same bits on every target and for every number of threads")
     {
-        Problem expected (240, 700);
+        Problem expected (80, 2400);
         // Faint and silent stretches: products underflow there, the hardest place to be equal in.
-        for (std::size_t i = 0; i < 80 * 240; ++i)
-            expected.v[i] = i < 30 * 240 ? 0.0f : expected.v[i] * 1.0e-18f;
+        for (std::size_t i = 0; i < 80 * 80; ++i)
+            expected.v[i] = i < 30 * 80 ? 0.0f : expected.v[i] * 1.0e-18f;
 
         const auto start = expected;
         REQUIRE (expected.run (12));
@@ -250,7 +250,7 @@ TEST_CASE ("Decomposition", "[engine][decomposition]")
         onEveryTarget (
             [&]
             {
-                for (const int threads : { 1, 2, 3 })
+                for (const int threads : { 1, 2, 3, 7 })
                 {
                     auto problem = start;
                     REQUIRE (problem.run (12, threads));
@@ -262,6 +262,27 @@ TEST_CASE ("Decomposition", "[engine][decomposition]")
                         == 0);
                 }
             });
+    }
+
+    SECTION ("lets a base die by gradual underflow")
+    {
+        Problem problem (80, 40);
+        const std::size_t faintRow = 7;
+        bool wasSubnormal = false;
+
+        for (std::size_t t = 0; t < problem.frames; ++t)
+            problem.v[faintRow + problem.rows * t] *= 1.0e-13f;
+
+        for (int i = 0; i < 10; ++i)
+        {
+            REQUIRE (problem.run (1));
+
+            for (std::size_t k = 0; k < numComponents; ++k)
+                wasSubnormal =
+                    wasSubnormal || std::fpclassify (problem.w[faintRow + problem.rows * k]) == FP_SUBNORMAL;
+        }
+
+        CHECK (wasSubnormal);
     }
 
     SECTION ("gives up as soon as it is told to, wherever it is")
