@@ -1,90 +1,74 @@
-#include "benchmarks/AnalysisBenchmark.h"
-
+#include "benchmarks/Benchmarks.h"
+#include "benchmarks/ChildProcess.h"
 #include "benchmarks/FileStorage.h"
 #include "benchmarks/SyntheticDrums.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
-#include "engine/numerics/simd/SimdTarget.h"
 #include "terms/AnalysisMethod.h"
-#include "terms/ChannelLayout.h"
 #include "terms/WorkControl.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <span>
 #include <stdexcept>
-
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace tessivar::benchmarks
 {
 
 namespace
 {
-const std::array<std::string, 6> stageNames{ "front end", "decomposition", "rendering",
-                                             "folding",   "refining",      "rest" };
-
-constexpr std::size_t frontEnd = 0, decomposition = 1, rendering = 2, folding = 3, refining = 4, rest = 5;
-
 const std::string refinedMethod = "refined";
 
-/** Wall seconds of each stage, derived from the progress: the front end ends at 0.1, the decomposition at
-    0.6; each track's share of the rest is half rendering, half folding and storing. A refined analysis spends
-    the upper half of its progress on refining. */
+/** A stage and where it ends in the progress, 0..1, of the standard analysis or of the refinement. */
+struct Stage
+{
+    const char* name;
+    double end;
+};
+
+constexpr std::array<Stage, 4> standardStages{
+    { { "loading", 0.05 }, { "front end", 0.1 }, { "decomposition", 0.6 }, { "rendering", 1.0 } }
+};
+constexpr std::array<Stage, 5> refinementPasses{
+    { { "powers", 0.25 }, { "model", 0.5 }, { "masks", 0.65 }, { "subtraction", 0.75 }, { "layers", 1.0 } }
+};
+
+/** Takes the time of each stage from the progress of an analysis. */
 class StageClock
 {
 public:
-    StageClock (int tracks, bool refined) : numTracks (tracks), isRefined (refined) {}
+    explicit StageClock (bool isRefined) : share (isRefined ? standardShare : 1.0) {}
 
-    void progress (double value) { add (stageAt (value)); }
-
-    [[nodiscard]] double seconds (std::size_t stage) const { return sums[stage]; }
-
-private:
-    /** The stage that ends at this progress. */
-    [[nodiscard]] std::size_t stageAt (double value) const
+    void progress (double value)
     {
-        constexpr double rounding = 1.0e-9;
-
-        if (isRefined)
-        {
-            if (value > 0.5 + rounding)
-                return refining;
-
-            value *= 2.0;
-        }
-
-        if (value < 0.05)
-            return rest;
-
-        if (value <= 0.1)
-            return frontEnd;
-
-        if (value <= 0.6 + rounding)
-            return decomposition;
-
-        const auto ofTracks = (value - 0.6) / 0.4 * numTracks;
-        return ofTracks - std::floor (ofTracks + rounding) > 0.5 + rounding ? folding : rendering;
-    }
-
-    void add (std::size_t stage)
-    {
-        const auto now = currentTime().wall;
-        sums[stage] += now - last;
+        const auto now = currentTime();
+        times[stageThatEnds (value)] += now - last;
         last = now;
     }
 
-    const int numTracks;
-    const bool isRefined;
-    double last = currentTime().wall;
-    std::array<double, stageNames.size()> sums{};
+    [[nodiscard]] const std::map<std::string, Duration>& all() const { return times; }
+
+private:
+    [[nodiscard]] const char* stageThatEnds (double value) const
+    {
+        const auto isRefining = value > share + rounding;
+        const std::span<const Stage> stages =
+            isRefining ? std::span<const Stage> (refinementPasses) : std::span<const Stage> (standardStages);
+        const auto done = isRefining ? (value - share) / (1.0 - share) : value / share;
+        return std::find_if (stages.begin(),
+                             stages.end() - 1,
+                             [&] (const Stage& stage) { return done <= stage.end + rounding; })
+            ->name;
+    }
+
+    static constexpr double rounding = 1.0e-9;
+    const double share; // of the standard analysis
+    Duration last = currentTime();
+    std::map<std::string, Duration> times;
 };
 
 /** Peak resident memory of this process in bytes; 0 where the system doesn't say. */
@@ -104,167 +88,214 @@ double peakMemory()
     return 0.0;
 }
 
-/** A folder that is deleted with this object. */
-class TemporaryFolder
+/** What takes turns. */
+struct Variant
+{
+    std::string method;
+    int threads;
+    std::string kernels;
+    bool isAgainst;
+};
+
+/** The analyses of one session. */
+class Session
 {
 public:
-    explicit TemporaryFolder (const std::string& parent)
+    Session (const BenchmarkOptions& o, int s) : options (o), seconds (s), folder (o.temporaryFolder)
     {
-        auto pattern = parent + "/tessivar-benchmark-XXXXXX";
+        std::filesystem::create_directory (folder.path + "/Resources");
 
-        if (mkdtemp (pattern.data()) == nullptr)
-            throw std::runtime_error (parent + ": no folder can be made in it: " + std::strerror (errno));
+        if (const auto problem = writeAllDataFiles (folder.path + "/Resources"); ! problem.empty())
+            throw std::runtime_error (problem);
 
-        path = pattern;
+        writeSyntheticDrums (folder.path, options.numTracks, seconds, 44100, SyntheticFormat::rawFloat);
+        const auto& best = options.simdTargets.front();
+
+        for (const auto& method : options.methods)
+        {
+            for (const auto threads : options.threads)
+            {
+                variants.push_back ({ method, threads, best, false });
+
+                if (! options.against.empty())
+                    variants.push_back ({ method, threads, best, true });
+            }
+
+            // The other instruction sets, which take long, only once.
+            if (seconds == options.seconds.front())
+                for (std::size_t i = 1; i < options.simdTargets.size(); ++i)
+                    variants.push_back ({ method, options.threads.back(), options.simdTargets[i], false });
+        }
     }
 
-    ~TemporaryFolder()
+    void run (Findings& findings, Table& times, Table& pairs, Table& stages, Table& passes)
     {
-        std::error_code ignored;
-        std::filesystem::remove_all (path, ignored);
+        const auto numDisturbed = runRounds (options.analysisPolicy(),
+                                             findings.figures,
+                                             [&] (Figures& found)
+                                             {
+                                                 for (const auto& variant : variants)
+                                                     analyse (variant, found, findings);
+                                             });
+
+        for (const auto& variant : variants)
+            report (variant, findings, times, pairs, stages, passes);
+
+        findings.noteDisturbed (times,
+                                { { "tracks", options.numTracks }, { "seconds", seconds } },
+                                numDisturbed,
+                                options.analysisRounds);
     }
 
-    TemporaryFolder (const TemporaryFolder&) = delete;
-    TemporaryFolder& operator= (const TemporaryFolder&) = delete;
+private:
+    [[nodiscard]] Case subject (const Variant& variant) const
+    {
+        return { { "tracks", options.numTracks }, { "seconds", seconds },
+                 { "method", variant.method },    { "threads", variant.threads },
+                 { "kernels", variant.kernels },  { "version", variant.isAgainst ? "against" : "this" } };
+    }
 
-    std::string path;
+    [[nodiscard]] Case subject (const Variant& variant, const std::string& stage) const
+    {
+        auto result = subject (variant);
+        result["stage"] = stage;
+        return result;
+    }
+
+    /** An analysis in a process and with files of its own. */
+    void analyse (const Variant& variant, Figures& found, Findings& findings)
+    {
+        const TemporaryFolder own (folder.path);
+        const auto& programs = variant.isAgainst ? options.against : options.programFolder;
+        const auto resources = programs + "/Resources";
+        namespace fs = std::filesystem;
+
+        for (int i = 0; i < options.numTracks; ++i)
+            fs::create_symlink (syntheticTrackFile (folder.path, i), syntheticTrackFile (own.path, i));
+
+        // Another version may know other data files.
+        fs::create_symlink (fs::exists (resources + "/resources01") ? fs::absolute (resources)
+                                                                    : fs::path (folder.path + "/Resources"),
+                            own.path + "/Resources");
+        std::vector<std::string> words{ "--analyse-folder", own.path,
+                                        "--tracks",         std::to_string (options.numTracks),
+                                        "--threads",        std::to_string (variant.threads),
+                                        "--methods",        variant.method };
+
+        if (! variant.isAgainst)
+            words.insert (words.end(), { "--targets", variant.kernels });
+
+        const auto printed =
+            nlohmann::json::parse (runChild (programs + "/tessivar_benchmarks", words, own.path).output);
+        const auto add = [&] (const Case& subject, const nlohmann::json& from)
+        {
+            for (const auto* name : { "wall", "cpu", "user", "system" })
+                if (from.contains (name))
+                    found.add (subject, name, "s", from[name].get<double>());
+        };
+
+        add (subject (variant), printed);
+        found.add (subject (variant), "peakMemory", "B", printed["memory"].get<double>());
+
+        if (printed["stages"].is_object()) // else of a version that does not tell stages by name
+            for (const auto& [stage, time] : printed["stages"].items())
+                add (subject (variant, stage), time);
+
+        const std::string checksum = printed["checksum"];
+        auto& first = checksums[{ variant.method, variant.isAgainst }];
+
+        if (first.empty())
+            first = checksum;
+
+        if (checksum != first)
+            findings.failures.push_back ("analysis, " + subject (variant).dump()
+                                         + ": the result depends on threads or instruction set");
+    }
+
+    void report (const Variant& variant,
+                 Findings& findings,
+                 Table& times,
+                 Table& pairs,
+                 Table& stages,
+                 Table& passes) const
+    {
+        auto& figures = findings.figures;
+        const auto own = subject (variant);
+        const auto wall = figures.of (own, "wall"), cpu = figures.of (own, "cpu");
+        const auto realTime = wall.mapped ([&] (double time) { return seconds / time; });
+        const auto isGoal = options.numTracks == 8 && seconds == 300 && variant.threads == 2;
+        const auto isRefined = variant.method == refinedMethod;
+        const std::vector<std::string> label{ sessionLabel (options.numTracks, seconds),
+                                              variant.method,
+                                              std::to_string (variant.threads) };
+        const auto addRow = [&] (Table& table, const std::vector<std::string>& cells)
+        {
+            table.rows.push_back (label);
+            table.rows.back().insert (table.rows.back().end(), cells.begin(), cells.end());
+        };
+
+        figures.add (own, "timesRealTime", "ratio", realTime);
+        addRow (times,
+                { variant.kernels,
+                  variant.isAgainst ? "before" : "this",
+                  number (wall.median(), 2),
+                  number (wall.minimum(), 2),
+                  number (cpu.median(), 2),
+                  number (figures.of (own, "system").median(), 2),
+                  number (realTime.median(), 1),
+                  isGoal && ! isRefined && ! variant.isAgainst ? "50" : "-",
+                  number (figures.of (own, "peakMemory").median() * 1.0e-6),
+                  isGoal && ! isRefined && ! variant.isAgainst ? "200" : "-" });
+
+        if (variant.isAgainst || variant.kernels != options.simdTargets.front())
+            return;
+
+        auto oneThread = variant, against = variant;
+        oneThread.threads = 1;
+        against.isAgainst = true;
+        const auto overThreads =
+            variant.threads > 1 ? ratios (figures.of (subject (oneThread), "wall"), wall) : Series();
+        const auto overBefore = ratios (figures.of (subject (against), "wall"), wall);
+        const auto cpuShare = ratios (cpu, figures.of (subject (against), "cpu"));
+        figures.add (own, "timesOneThread", "ratio", overThreads);
+        figures.add (own, "timesAgainst", "ratio", overBefore);
+        figures.add (own, "cpuShareOfAgainst", "ratio", cpuShare);
+        addRow (pairs,
+                { number (overThreads.median(), 2),
+                  isGoal ? "1.8" : "-",
+                  isGoal ? "1.9" : "-",
+                  number (overBefore.median(), 2),
+                  isGoal ? (isRefined ? "2.2" : "1.8") : "-",
+                  isGoal ? (isRefined ? "3" : "2.5") : "-",
+                  number (cpuShare.median(), 2) });
+
+        const auto cell = [&] (const std::string& stage)
+        {
+            const auto time = subject (variant, stage);
+            return number (figures.of (time, "wall").median(), 2) + " ("
+                   + number (figures.of (time, "user").median(), 2) + " + "
+                   + number (figures.of (time, "system").median(), 2) + ")";
+        };
+
+        addRow (stages, { cell ("front end"), cell ("decomposition"), cell ("rendering") });
+
+        if (! isRefined)
+            return;
+
+        std::vector<std::string> cells;
+
+        for (const auto& pass : refinementPasses)
+            cells.push_back (cell (pass.name));
+
+        addRow (passes, cells);
+    }
+
+    const BenchmarkOptions& options;
+    const int seconds;
+    const TemporaryFolder folder;
+    std::vector<Variant> variants;
+    std::map<std::pair<std::string, bool>, std::string> checksums; // by method and version
 };
-
-/** Runs this program again as analyseInThisProcess and returns what it printed. */
-nlohmann::json
-analyseInChild (const std::string& folder, int numTracks, int numThreads, const std::string& method)
-{
-    int ends[2];
-
-    if (pipe (ends) != 0)
-        throw std::runtime_error (std::string ("no pipe: ") + std::strerror (errno));
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init (&actions);
-    posix_spawn_file_actions_adddup2 (&actions, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose (&actions, ends[0]);
-
-    std::vector<std::string> words{ "tessivar_benchmarks",
-                                    "--analyse-folder",
-                                    folder,
-                                    "--tracks",
-                                    std::to_string (numTracks),
-                                    "--threads",
-                                    std::to_string (numThreads),
-                                    "--methods",
-                                    method };
-    std::vector<char*> arguments (words.size() + 1, nullptr); // ends with a null pointer
-    std::transform (
-        words.begin(), words.end(), arguments.begin(), [] (std::string& word) { return word.data(); });
-    pid_t child = 0;
-    const auto error = posix_spawn (&child, "/proc/self/exe", &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy (&actions);
-    close (ends[1]);
-    std::string text;
-
-    if (error == 0)
-    {
-        char buffer[4096];
-
-        for (ssize_t n = 0; (n = ::read (ends[0], buffer, sizeof (buffer))) > 0;)
-            text.append (buffer, static_cast<std::size_t> (n));
-    }
-
-    close (ends[0]);
-    int status = 0;
-
-    if (error != 0 || waitpid (child, &status, 0) < 0 || status != 0)
-        throw std::runtime_error ("the analysis in a process of its own failed");
-
-    return nlohmann::json::parse (text);
-}
-
-/** Bytes that the files of one analysis take: scratch planes, tracks and results, and with the refined method
-    second results and two power spectrograms of twice the frame length for each track. */
-std::uint64_t diskBytes (int numTracks, int seconds, bool isRefined)
-{
-    const auto samples = std::uint64_t{ 44100 } * static_cast<std::uint64_t> (seconds);
-    const std::uint64_t channels = 1 + (isRefined ? 2 : 1) * channelLayout::numRendered + (isRefined ? 5 : 0);
-    return 4 * samples * (12 + static_cast<std::uint64_t> (numTracks) * channels)
-           + (std::uint64_t{ 64 } << 20);
-}
-
-/** All rounds of one method and number of threads. */
-struct Runs
-{
-    Series wall, cpu, memory;
-    std::array<Series, stageNames.size()> stages;
-    std::string checksum;
-};
-
-using Variant = std::pair<std::string, int>; // method and threads
-
-void reportVariant (const BenchmarkOptions& options,
-                    int seconds,
-                    const Variant& variant,
-                    std::map<Variant, Runs>& all,
-                    int numDisturbed,
-                    Findings& findings,
-                    Table& times,
-                    Table& stages)
-{
-    const auto& [method, threads] = variant;
-    const auto& run = all[variant];
-    const auto& first = all[{ method, options.threads.front() }];
-    const auto length = std::to_string (options.numTracks) + " x " + std::to_string (seconds) + " s";
-    const auto isGoal = options.numTracks == 8 && method != refinedMethod;
-    const auto oneThread = all.find ({ method, 1 });
-    const auto faster =
-        oneThread != all.end() && threads > 1 ? ratios (oneThread->second.wall, run.wall) : Series();
-    const auto realTime = run.wall.mapped ([&] (double wall) { return seconds / wall; });
-    const std::vector<std::string> label{ length, method, std::to_string (threads) };
-
-    auto timesRow = label;
-    timesRow.insert (timesRow.end(),
-                     { number (run.wall.median(), 2),
-                       number (run.wall.minimum(), 2),
-                       number (run.cpu.median(), 2),
-                       number (realTime.median(), 1),
-                       isGoal && seconds == 300 && threads == 2 ? "50" : "-",
-                       number (faster.median(), 2),
-                       isGoal && threads == 2 ? "1.9" : "-",
-                       number (run.memory.median() * 1.0e-6),
-                       isGoal && seconds == 300 ? "200" : "-" });
-    times.rows.push_back (timesRow);
-
-    auto stagesRow = label;
-    auto total = 0.0;
-
-    for (const auto& stage : run.stages)
-        total += stage.median();
-
-    for (const auto& stage : run.stages)
-        stagesRow.push_back (number (stage.median(), 2) + " s, " + percent (stage.median() / total));
-
-    stages.rows.push_back (stagesRow);
-
-    nlohmann::ordered_json figures{ { "tracks", options.numTracks },
-                                    { "seconds", seconds },
-                                    { "method", method },
-                                    { "threads", threads },
-                                    { "wallSeconds", run.wall.values() },
-                                    { "cpuSeconds", run.cpu.values() },
-                                    { "timesRealTime", realTime.values() },
-                                    { "timesFasterThanOneThread", faster.values() },
-                                    { "peakMemoryBytes", run.memory.values() },
-                                    { "checksum", run.checksum },
-                                    { "disturbedRounds", numDisturbed } };
-
-    for (std::size_t i = 0; i < stageNames.size(); ++i)
-        figures["stageSeconds"][stageNames[i]] = run.stages[i].values();
-
-    findings.figures["variants"].push_back (figures);
-
-    if (run.checksum != first.checksum)
-        findings.failures.push_back ("analysis, " + length + ", " + method + ": " + std::to_string (threads)
-                                     + " and " + std::to_string (options.threads.front())
-                                     + " threads give different results");
-}
 } // namespace
 
 int analyseInThisProcess (const std::string& folder, int numTracks, int numThreads, const std::string& method)
@@ -291,7 +322,7 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
     options.numThreads = numThreads;
     options.diagnostics = [] (std::string_view, bool) {}; // standard output is for the figures
     options.method = method == refinedMethod ? AnalysisMethod::refined : AnalysisMethod::standard;
-    StageClock stages (numTracks, method == refinedMethod);
+    StageClock stages (method == refinedMethod);
     WorkControl control;
     control.setProgress = [&] (double value) { stages.progress (value); };
     auto status = AnalysisStatus::completed;
@@ -306,13 +337,19 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
         return 1;
     }
 
-    nlohmann::json figures{ { "wall", duration.wall },
-                            { "cpu", duration.cpu },
-                            { "memory", memory },
-                            { "checksum", std::to_string (storage.checksum()) } };
+    const auto described = [] (const Duration& time)
+    {
+        return nlohmann::json{
+            { "wall", time.wall }, { "cpu", time.cpu() }, { "user", time.user }, { "system", time.system }
+        };
+    };
 
-    for (std::size_t i = 0; i < stageNames.size(); ++i)
-        figures["stages"].push_back (stages.seconds (i));
+    auto figures = described (duration);
+    figures["memory"] = memory;
+    figures["checksum"] = std::to_string (storage.checksum());
+
+    for (const auto& [stage, time] : stages.all())
+        figures["stages"][stage] = described (time);
 
     std::cout << figures.dump() << std::endl;
     return 0;
@@ -321,86 +358,52 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
 Findings benchmarkAnalysis (const BenchmarkOptions& options)
 {
     Findings findings;
-    Table times, stages;
-    times.id = "analysis";
-    times.title = "Whole analysis, " + simdTargetName() + ", files in a temporary folder";
-    times.columns = { "tracks",      "method", "threads",    "wall s", "best s",  "CPU s",
-                      "x real time", "target", "x 1 thread", "target", "peak MB", "target" };
-    stages.id = "stages";
-    stages.title = "Stages of the analysis, wall time";
-    stages.columns = { "tracks", "method", "threads" };
-    stages.columns.insert (stages.columns.end(), stageNames.begin(), stageNames.end());
+    Table times, pairs, stages, passes;
+    const std::vector<std::string> label{ "tracks", "method", "threads" };
+    const auto begin = [&] (Table& table, const char* id, const char* title, std::vector<std::string> columns)
+    {
+        table.id = id;
+        table.title = title;
+        table.columns = label;
+        table.columns.insert (table.columns.end(), columns.begin(), columns.end());
+    };
 
-    const auto hasRefined =
-        std::find (options.methods.begin(), options.methods.end(), refinedMethod) != options.methods.end();
+    begin (times,
+           "analysis",
+           "Whole analysis",
+           { "kernels",
+             "version",
+             "wall s",
+             "best s",
+             "CPU s",
+             "system s",
+             "x real time",
+             "target",
+             "peak MB",
+             "target" });
+    begin (pairs,
+           "pairs",
+           "Whole analysis against one thread and the version before",
+           { "x 1 thread", "target", "beyond", "x before", "target", "beyond", "CPU / before" });
+    begin (stages,
+           "stages",
+           "Stages of the analysis: wall s (user + system)",
+           { "front end", "decomposition", "rendering" });
+    begin (passes, "passes", "Passes of the refinement: wall s (user + system)", {});
+
+    for (const auto& pass : refinementPasses)
+        passes.columns.emplace_back (pass.name);
 
     for (const auto seconds : options.seconds)
     {
-        announce ("analysis: " + std::to_string (options.numTracks) + " tracks x " + std::to_string (seconds)
-                  + " s");
-        const auto needed = diskBytes (options.numTracks, seconds, hasRefined);
-        const auto available = std::filesystem::space (options.temporaryFolder).available;
-
-        if (available < needed)
-            throw std::runtime_error (options.temporaryFolder + ": " + std::to_string (needed)
-                                      + " bytes are needed, " + std::to_string (available) + " are free");
-
-        const TemporaryFolder folder (options.temporaryFolder);
-        std::filesystem::create_directory (folder.path + "/Resources");
-
-        if (const auto problem = writeAllDataFiles (folder.path + "/Resources"); ! problem.empty())
-            throw std::runtime_error (problem);
-
-        writeSyntheticDrums (folder.path, options.numTracks, seconds);
-        std::vector<Variant> variants;
-
-        for (const auto& method : options.methods)
-            for (const auto threads : options.threads)
-                variants.emplace_back (method, threads);
-
-        std::map<Variant, Runs> runs;
-        auto policy = options.rounds;
-        policy.numRounds = options.analysisRounds;
-
-        const auto analyseAll = [&]() -> std::function<void()>
-        {
-            std::map<Variant, nlohmann::json> found;
-
-            for (const auto& variant : variants)
-                found[variant] =
-                    analyseInChild (folder.path, options.numTracks, variant.second, variant.first);
-
-            return [&runs, found]
-            {
-                for (const auto& [variant, figures] : found)
-                {
-                    auto& run = runs[variant];
-                    run.wall.add (figures["wall"]);
-                    run.cpu.add (figures["cpu"]);
-                    run.memory.add (figures["memory"]);
-                    run.checksum = figures["checksum"];
-
-                    for (std::size_t i = 0; i < stageNames.size(); ++i)
-                        run.stages[i].add (figures["stages"][i]);
-                }
-            };
-        };
-
-        const auto numDisturbed = runRounds (policy, analyseAll);
-
-        for (const auto& variant : variants)
-            reportVariant (options, seconds, variant, runs, numDisturbed, findings, times, stages);
-
-        if (numDisturbed > 0)
-            times.notes.push_back (std::to_string (seconds) + " s: " + std::to_string (numDisturbed) + " of "
-                                   + std::to_string (options.analysisRounds)
-                                   + " rounds were disturbed by other programs.");
+        announce ("analysis: " + sessionLabel (options.numTracks, seconds));
+        Session (options, seconds).run (findings, times, pairs, stages, passes);
     }
 
     times.notes.push_back (
         "Peak memory is that of the whole process; the tracks are read from files on demand and are "
         "not in it.");
-    findings.tables = { times, stages };
+    findings.tables = { times, pairs, stages, passes };
     return findings;
 }
 

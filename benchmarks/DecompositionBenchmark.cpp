@@ -1,5 +1,4 @@
-#include "benchmarks/DecompositionBenchmark.h"
-
+#include "benchmarks/Benchmarks.h"
 #include "benchmarks/MachineBenchmark.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/Decomposition.h"
@@ -17,8 +16,6 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
-#include <map>
-#include <memory>
 
 namespace tessivar::benchmarks
 {
@@ -234,9 +231,11 @@ public:
         const Problem problem (rows, frames, pool);
         checkAgreement (problem, findings);
 
-        const auto numDisturbed = runRounds (options.rounds, [&] { return round (problem); });
+        const auto numDisturbed =
+            runRounds (options.rounds, findings.figures, [&] (Figures& found) { round (problem, found); });
         useSimdTarget ({});
-        report (problem, numDisturbed, findings, table);
+        report (problem, findings, table);
+        findings.noteDisturbed (table, subject(), numDisturbed, options.rounds.numRounds);
     }
 
 private:
@@ -261,101 +260,89 @@ private:
 #endif
     }
 
-    std::function<void()> round (const Problem& problem)
+    [[nodiscard]] Case subject() const
+    {
+        return { { "tracks", options.numTracks }, { "seconds", seconds }, { "threads", pool.numWorkers() } };
+    }
+
+    [[nodiscard]] Case subject (const std::string& kernels) const
+    {
+        auto result = subject();
+        result["kernels"] = kernels;
+        return result;
+    }
+
+    void round (const Problem& problem, Figures& found)
     {
         const auto v = problem.view();
-        std::map<std::string, double> found;
-        std::map<int, double> peaks;
 
         for (const auto& target : options.simdTargets)
-            peaks[vectorWidth (target)] = fmaPeak (vectorWidth (target));
+            found.add (subject (target), "fmaPeak", "flop/s", fmaPeak (vectorWidth (target)));
 
 #ifdef TESSIVAR_HAS_OPENBLAS
-        found[anchorName] = timeAnchor (v, pool);
+        found.add (subject (anchorName), "iteration", "s", timeAnchor (v, pool));
         settle();
 #endif
 
         for (const auto& target : options.simdTargets)
         {
             useSimdTarget (target);
-            found[target] = timeProduct (v, pool);
+            found.add (subject (target), "iteration", "s", timeProduct (v, pool));
         }
-
-        return [this, found, peaks]
-        {
-            for (const auto& [name, value] : found)
-                times[name].add (value);
-
-            for (const auto& [width, value] : peaks)
-                fmaPeaks[width].add (value);
-        };
     }
 
-    void report (const Problem& problem, int numDisturbed, Findings& findings, Table& table)
+    void report (const Problem& problem, Findings& findings, Table& table)
     {
-        const auto length = std::to_string (options.numTracks) + " x " + std::to_string (seconds) + " s";
+        auto& figures = findings.figures;
         const auto threads = pool.numWorkers();
         const auto powerBytes = 4.0 * problem.numElements();
+        const auto& anchorTime = figures.of (subject (anchorName), "iteration");
         auto names = options.simdTargets;
 
-        if (times.count (anchorName) != 0)
+        if (! anchorTime.empty())
             names.insert (names.begin(), anchorName);
 
         for (const auto& name : names)
         {
             const auto isAnchor = name == anchorName;
-            const auto& time = times[name];
+            const auto kernels = subject (name);
+            const auto time = figures.of (kernels, "iteration");
             const auto rate =
-                time.mapped ([&] (double t) { return flopsPerElement * problem.numElements() / t * 1.0e-9; });
-            const auto share = isAnchor ? Series()
-                                        : ratios (rate, fmaPeaks[vectorWidth (name)])
-                                              .mapped ([&] (double x) { return x * 1.0e9 / threads; });
+                time.mapped ([&] (double t) { return flopsPerElement * problem.numElements() / t; });
+            const auto share = ratios (rate, figures.of (kernels, "fmaPeak"))
+                                   .mapped ([&] (double x) { return x / threads; });
+            const auto faster = isAnchor ? Series() : ratios (anchorTime, time);
 #ifdef TESSIVAR_HAS_OPENBLAS
             const auto bytes = isAnchor ? powerBytes * WholeArrayDecomposition::passesOverPower : powerBytes;
-            const auto faster = isAnchor ? Series() : ratios (times[anchorName], time);
 #else
             const auto bytes = powerBytes;
-            const Series faster;
 #endif
             const auto goal = isAnchor ? noGoal : goalFor (options, seconds, name);
 
-            table.rows.push_back ({ length,
+            table.rows.push_back ({ sessionLabel (options.numTracks, seconds),
                                     std::to_string (threads),
                                     name,
                                     number (time.median() * 1.0e3, 1),
                                     number (time.minimum() * 1.0e3, 1),
-                                    number (rate.median(), 1),
+                                    number (rate.median() * 1.0e-9, 1),
                                     percent (share.median()),
                                     number (bytes * 1.0e-6),
                                     number (bytes / time.median() * 1.0e-9, 1),
                                     number (faster.median(), 2),
                                     number (goal, 1) });
-            findings.figures["variants"].push_back ({ { "tracks", options.numTracks },
-                                                      { "seconds", seconds },
-                                                      { "threads", threads },
-                                                      { "kernels", name },
-                                                      { "secondsPerIteration", time.values() },
-                                                      { "gigaflopsPerSecond", rate.values() },
-                                                      { "shareOfFmaPeak", share.values() },
-                                                      { "bytesPerIteration", bytes },
-                                                      { "timesFaster", faster.values() },
-                                                      { "disturbedRounds", numDisturbed },
-                                                      { "modelDifference", difference } });
+            figures.add (kernels, "rate", "flop/s", rate);
+            figures.add (kernels, "shareOfPeak", "ratio", share);
+            figures.add (kernels, "bytesMoved", "B", bytes);
+            figures.add (kernels, "timesAnchor", "ratio", faster);
         }
 
-        if (numDisturbed > 0)
-            table.notes.push_back (length + ", " + std::to_string (threads)
-                                   + " threads: " + std::to_string (numDisturbed) + " of "
-                                   + std::to_string (options.rounds.numRounds)
-                                   + " rounds were disturbed by other programs.");
+        figures.add (subject(), "modelDifference", "ratio", difference);
     }
 
     const BenchmarkOptions& options;
     const int seconds;
     WorkerPool pool;
     double difference = std::numeric_limits<double>::quiet_NaN();
-    std::map<std::string, Series> times; // seconds of one iteration
-    std::map<int, Series> fmaPeaks;      // by vector width, flops a second of one core
 };
 } // namespace
 

@@ -143,7 +143,12 @@ public:
         return isWritten;
     }
 
-    [[nodiscard]] bool finish (ComponentLevel) override { return true; }
+    [[nodiscard]] bool finish (ComponentLevel l) override
+    {
+        level = l;
+        return true;
+    }
+
     [[nodiscard]] std::int64_t lengthInSamples() const override { return length; }
 
     [[nodiscard]] bool
@@ -161,6 +166,10 @@ public:
 
     void addTo (std::uint64_t& sum) const
     {
+        const auto add = [&] (float value)
+        { sum = (sum ^ std::bit_cast<std::uint32_t> (value)) * 0x100000001b3u; };
+        add (level.gain);
+        add (level.rescaling);
         std::vector<float> values (1u << 18);
 
         for (std::int64_t position = 0; position < file.size();)
@@ -172,7 +181,7 @@ public:
                 throw std::runtime_error ("a result cannot be read back");
 
             for (const auto value : piece)
-                sum = (sum ^ std::bit_cast<std::uint32_t> (value)) * 0x100000001b3u;
+                add (value);
 
             position += n;
         }
@@ -181,6 +190,7 @@ public:
 private:
     FloatFile file;
     const std::int64_t length;
+    ComponentLevel level;
 };
 
 FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)

@@ -1,5 +1,6 @@
 #include "benchmarks/MachineBenchmark.h"
 
+#include "benchmarks/Benchmarks.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/WorkerPool.h"
 
@@ -283,40 +284,30 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
                                                  share);
                                 } });
 
-    std::vector<std::vector<Series>> rates (probes.size(), std::vector<Series> (options.threads.size()));
-    const auto numDisturbed =
-        runRounds (options.rounds,
-                   [&]
-                   {
-                       std::vector<std::vector<double>> found (probes.size());
+    Findings findings;
+    auto& figures = findings.figures;
+    const auto subject = [] (const Probe& probe, int threads) -> Case {
+        return { { "probe", probe.name }, { "threads", threads } };
+    };
+    const auto numDisturbed = runRounds (
+        options.rounds,
+        figures,
+        [&] (Figures& found)
+        {
+            for (const auto threads : options.threads)
+            {
+                WorkerPool pool (threads);
 
-                       for (const auto threads : options.threads)
-                       {
-                           WorkerPool pool (threads);
-
-                           for (std::size_t i = 0; i < probes.size(); ++i)
-                           {
-                               const auto& probe = probes[i];
-                               const auto seconds =
-                                   measure (
-                                       [&] {
-                                           pool.onEachWorker ([&] (int worker)
-                                                              { probe.work (worker, pool.numWorkers()); });
-                                       })
-                                       .wall;
-                               // Threads share what is read; each does all of what is computed.
-                               const auto work = probe.workPerThread * (probe.unit == "GB/s" ? 1 : threads);
-                               found[i].push_back (work / seconds * 1.0e-9);
-                           }
-                       }
-
-                       return [&rates, found]
-                       {
-                           for (std::size_t i = 0; i < found.size(); ++i)
-                               for (std::size_t j = 0; j < found[i].size(); ++j)
-                                   rates[i][j].add (found[i][j]);
-                       };
-                   });
+                for (const auto& probe : probes)
+                {
+                    const auto each = [&] (int worker) { probe.work (worker, pool.numWorkers()); };
+                    const auto seconds = measure ([&] { pool.onEachWorker (each); }).wall;
+                    // Threads share what is read; each does all of what is computed.
+                    const auto work = probe.workPerThread * (probe.unit == "GB/s" ? 1 : threads);
+                    found.add (subject (probe, threads), "rate", probe.unit, work / seconds * 1.0e-9);
+                }
+            }
+        });
 
     Table table;
     table.id = "machine";
@@ -326,32 +317,18 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
     for (const auto threads : options.threads)
         table.columns.push_back (std::to_string (threads) + (threads == 1 ? " thread" : " threads"));
 
-    Findings findings;
-
-    for (std::size_t i = 0; i < probes.size(); ++i)
+    for (const auto& probe : probes)
     {
-        std::vector<std::string> row{ probes[i].name, probes[i].unit };
+        std::vector<std::string> row{ probe.name, probe.unit };
 
-        for (std::size_t j = 0; j < options.threads.size(); ++j)
-        {
-            const auto& values = rates[i][j].values();
-            row.push_back (number (*std::max_element (values.begin(), values.end()), 1));
-            findings.figures["probes"].push_back ({ { "name", probes[i].name },
-                                                    { "unit", probes[i].unit },
-                                                    { "threads", options.threads[j] },
-                                                    { "rounds", values } });
-        }
+        for (const auto threads : options.threads)
+            row.push_back (number (figures.of (subject (probe, threads), "rate").maximum(), 1));
 
         table.rows.push_back (row);
     }
 
     table.notes.push_back (describeMachine() + ".");
-
-    if (numDisturbed > 0)
-        table.notes.push_back (std::to_string (numDisturbed) + " rounds were disturbed by other programs.");
-
-    findings.figures["machine"] = describeMachine();
-    findings.figures["disturbedRounds"] = numDisturbed;
+    findings.noteDisturbed (table, Case::object(), numDisturbed, options.rounds.numRounds);
     findings.tables.push_back (table);
     return findings;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "benchmarks/BenchmarkOptions.h"
-#include "benchmarks/Report.h"
+#include <string>
 
 namespace tessivar::benchmarks
 {
@@ -15,8 +14,5 @@ namespace tessivar::benchmarks
 
 /** Model, instruction sets and caches of the processor in one line. */
 [[nodiscard]] std::string describeMachine();
-
-/** The limits of the processor: fused multiply-adds, divisions, reading from caches and memory. */
-[[nodiscard]] Findings benchmarkMachine (const BenchmarkOptions& options);
 
 } // namespace tessivar::benchmarks

@@ -1,7 +1,6 @@
-#include "benchmarks/AnalysisBenchmark.h"
-#include "benchmarks/DecompositionBenchmark.h"
+#include "benchmarks/Benchmarks.h"
+#include "benchmarks/ChildProcess.h"
 #include "benchmarks/MachineBenchmark.h"
-#include "benchmarks/RenderingBenchmark.h"
 #include "engine/numerics/simd/SimdTarget.h"
 
 #include <CLI/CLI.hpp>
@@ -32,10 +31,11 @@ struct Benchmark
     Findings (*run) (const BenchmarkOptions&);
 };
 
-constexpr std::array<Benchmark, 4> allBenchmarks{ { { "machine", benchmarkMachine },
+constexpr std::array<Benchmark, 5> allBenchmarks{ { { "machine", benchmarkMachine },
                                                     { "decomposition", benchmarkDecomposition },
                                                     { "rendering", benchmarkRendering },
-                                                    { "analysis", benchmarkAnalysis } } };
+                                                    { "analysis", benchmarkAnalysis },
+                                                    { "process", benchmarkProcess } } };
 
 /** Names of SIMD targets that this machine runs; "all" stands for all of them. */
 std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
@@ -59,11 +59,44 @@ std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
     return wanted;
 }
 
+/** Version and revision of the programs in a folder; empty where there is no command line to ask. */
+std::string versionOf (const std::string& folder)
+{
+    const auto program = folder + "/tessivar-cli";
+
+    if (folder.empty() || ! std::filesystem::exists (program))
+        return {};
+
+    const auto text = runChild (program, { "--version" }, {}).output;
+    return text.substr (0, text.find ('\n'));
+}
+
+/** The heading of the JSON; docs/performance.md lists its keys. */
+nlohmann::ordered_json describe (const BenchmarkOptions& options)
+{
+    return { { "schema", 1 },
+             { "machine", describeMachine() },
+             { "build", versionOf (options.programFolder) },
+             { "against", versionOf (options.against) },
+             { "options",
+               { { "tracks", options.numTracks },
+                 { "seconds", options.seconds },
+                 { "threads", options.threads },
+                 { "targets", options.simdTargets },
+                 { "methods", options.methods },
+                 { "rounds", options.rounds.numRounds },
+                 { "analysisRounds", options.analysisRounds },
+                 { "patience", options.rounds.patienceSeconds },
+                 { "long", options.withLongRun } } },
+             { "figures", nlohmann::ordered_json::array() },
+             { "failures", nlohmann::ordered_json::array() } };
+}
+
 int run (const Request& request)
 {
     std::vector<Table> tables;
     std::vector<std::string> failures;
-    nlohmann::ordered_json figures;
+    auto document = describe (request.options);
 
     for (const auto& benchmark : allBenchmarks)
     {
@@ -72,7 +105,7 @@ int run (const Request& request)
             continue;
 
         const auto findings = benchmark.run (request.options);
-        figures[benchmark.name] = findings.figures;
+        findings.figures.appendTo (document["figures"], benchmark.name);
         failures.insert (failures.end(), findings.failures.begin(), findings.failures.end());
 
         for (const auto& table : findings.tables)
@@ -82,10 +115,12 @@ int run (const Request& request)
         }
     }
 
+    document["failures"] = failures;
+
     if (! request.jsonFile.empty())
     {
         std::ofstream file (request.jsonFile);
-        file << figures.dump (2) << "\n";
+        file << document.dump (2) << "\n";
         file.close();
 
         if (! file)
@@ -114,9 +149,10 @@ int runProgram (int numArguments, char** arguments)
                     names.begin(),
                     [] (const Benchmark& benchmark) { return benchmark.name; });
 
-    CLI::App app (
-        "Measures Tessivar's engine beside its anchors, in rounds that take turns, and prints medians.");
-    app.add_option ("--only", request.only, "Benchmarks to run: machine, decomposition, rendering, analysis")
+    CLI::App app ("Measures Tessivar beside its anchors and another version, in rounds that take turns, and "
+                  "prints medians.");
+    app.add_option (
+           "--only", request.only, "Benchmarks to run: machine, decomposition, rendering, analysis, process")
         ->delimiter (',')
         ->check (CLI::IsMember (names));
     app.add_option ("--tracks", options.numTracks, "Number of tracks")->check (CLI::Range (1, 64));
@@ -127,19 +163,24 @@ int runProgram (int numArguments, char** arguments)
         ->delimiter (',')
         ->check (CLI::Range (1, 256));
     app.add_option ("--targets", targets, "SIMD targets: all, or names such as AVX2")->delimiter (',');
-    app.add_option ("--methods", options.methods, "Methods of the whole analysis")
+    app.add_option ("--methods", options.methods, "Methods of whole analyses and runs")
         ->delimiter (',')
         ->check (CLI::IsMember ({ "standard", "refined" }));
     app.add_option ("--rounds", options.rounds.numRounds, "Rounds of decomposition, rendering and machine")
         ->check (CLI::Range (1, 1000));
-    app.add_option ("--analysis-rounds", options.analysisRounds, "Rounds of the whole analysis")
+    app.add_option ("--analysis-rounds", options.analysisRounds, "Rounds of whole analyses and runs")
         ->check (CLI::Range (1, 1000));
     app.add_option ("--patience",
                     options.rounds.patienceSeconds,
                     "Seconds to wait, for each comparison, for rounds that other programs leave alone")
         ->check (CLI::Range (0.0, 3600.0));
-    app.add_option ("--folder", options.temporaryFolder, "Where the analysis puts its temporary files")
+    app.add_option ("--folder", options.temporaryFolder, "Where analyses and runs put their files")
         ->check (CLI::ExistingDirectory);
+    app.add_option ("--against",
+                    options.against,
+                    "The folder of another version's programs, measured in turns with these")
+        ->check (CLI::ExistingDirectory);
+    app.add_flag ("--long", options.withLongRun, "Also a whole run of 24 tracks of 20 minutes at 48 kHz");
     app.add_option ("--json", request.jsonFile, "File for the figures of every round");
     app.add_flag ("--markdown", request.markdown, "Print the tables as Markdown");
     app.add_option ("--document", request.document, "Markdown file whose marked tables are replaced")
@@ -156,14 +197,24 @@ int runProgram (int numArguments, char** arguments)
         return app.exit (error) == 0 ? 0 : 2;
     }
 
+    options.simdTargets = chosenTargets (targets);
+
     if (! request.analysisFolder.empty())
+    {
+        useSimdTarget (options.simdTargets.front());
         return analyseInThisProcess (
             request.analysisFolder, options.numTracks, options.threads.front(), options.methods.front());
+    }
 
-    if (options.temporaryFolder.empty())
-        options.temporaryFolder = std::filesystem::temp_directory_path();
+    // Files are named by links from other folders.
+    options.temporaryFolder = std::filesystem::absolute (
+        options.temporaryFolder.empty() ? std::filesystem::temp_directory_path()
+                                        : std::filesystem::path (options.temporaryFolder));
 
-    options.simdTargets = chosenTargets (targets);
+    if (! options.against.empty())
+        options.against = std::filesystem::absolute (options.against);
+
+    options.programFolder = std::filesystem::read_symlink ("/proc/self/exe").parent_path();
     return run (request);
 }
 

@@ -4,10 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <fstream>
 #include <iostream>
-#include <limits>
 #include <thread>
 
 #include <sys/resource.h>
@@ -18,11 +16,11 @@ namespace tessivar::benchmarks
 
 namespace
 {
-double secondsOf (clockid_t clock)
+Duration cpuTimeOf (int who)
 {
-    timespec time{};
-    clock_gettime (clock, &time);
-    return static_cast<double> (time.tv_sec) + 1.0e-9 * static_cast<double> (time.tv_nsec);
+    rusage usage{};
+    getrusage (who, &usage);
+    return { 0.0, secondsOf (usage.ru_utime), secondsOf (usage.ru_stime) };
 }
 
 /** CPU seconds that all processors were busy or stolen since the machine started. */
@@ -41,16 +39,7 @@ double busySeconds()
 
 double ownSeconds()
 {
-    const auto of = [] (int who)
-    {
-        rusage usage{};
-        getrusage (who, &usage);
-        const auto seconds = [] (const timeval& t)
-        { return static_cast<double> (t.tv_sec) + 1.0e-6 * static_cast<double> (t.tv_usec); };
-        return seconds (usage.ru_utime) + seconds (usage.ru_stime);
-    };
-
-    return of (RUSAGE_SELF) + of (RUSAGE_CHILDREN);
+    return cpuTimeOf (RUSAGE_SELF).cpu() + cpuTimeOf (RUSAGE_CHILDREN).cpu();
 }
 
 void waitForQuiet (double seconds, double tolerableLoad)
@@ -69,54 +58,33 @@ void waitForQuiet (double seconds, double tolerableLoad)
 }
 } // namespace
 
+Duration operator- (const Duration& a, const Duration& b)
+{
+    return { a.wall - b.wall, a.user - b.user, a.system - b.system };
+}
+
+Duration& operator+= (Duration& a, const Duration& b)
+{
+    return a = { a.wall + b.wall, a.user + b.user, a.system + b.system };
+}
+
+double secondsOf (const timeval& time)
+{
+    return static_cast<double> (time.tv_sec) + 1.0e-6 * static_cast<double> (time.tv_usec);
+}
+
 Duration currentTime()
 {
-    return { secondsOf (CLOCK_MONOTONIC), secondsOf (CLOCK_PROCESS_CPUTIME_ID) };
+    auto time = cpuTimeOf (RUSAGE_SELF);
+    time.wall = std::chrono::duration<double> (std::chrono::steady_clock::now().time_since_epoch()).count();
+    return time;
 }
 
 Duration measure (const std::function<void()>& work)
 {
     const auto start = currentTime();
     work();
-    const auto end = currentTime();
-    return { end.wall - start.wall, end.cpu - start.cpu };
-}
-
-double Series::median() const
-{
-    if (list.empty())
-        return std::numeric_limits<double>::quiet_NaN();
-
-    auto sorted = list;
-    std::sort (sorted.begin(), sorted.end());
-    const auto middle = sorted.size() / 2;
-    return sorted.size() % 2 == 1 ? sorted[middle] : 0.5 * (sorted[middle - 1] + sorted[middle]);
-}
-
-double Series::minimum() const
-{
-    return list.empty() ? std::numeric_limits<double>::quiet_NaN()
-                        : *std::min_element (list.begin(), list.end());
-}
-
-Series Series::mapped (const std::function<double (double)>& f) const
-{
-    Series result;
-
-    for (const auto value : list)
-        result.add (f (value));
-
-    return result;
-}
-
-Series ratios (const Series& a, const Series& b)
-{
-    Series result;
-
-    for (std::size_t i = 0; i < std::min (a.values().size(), b.values().size()); ++i)
-        result.add (a.values()[i] / b.values()[i]);
-
-    return result;
+    return currentTime() - start;
 }
 
 ForeignLoad::ForeignLoad() : busyAtStart (busySeconds()), ownAtStart (ownSeconds()) {}
@@ -126,7 +94,7 @@ double ForeignLoad::seconds() const
     return std::max (0.0, (busySeconds() - busyAtStart) - (ownSeconds() - ownAtStart));
 }
 
-int runRounds (const RoundPolicy& policy, const std::function<std::function<void()>()>& round)
+int runRounds (const RoundPolicy& policy, Figures& kept, const std::function<void (Figures&)>& round)
 {
     const auto start = currentTime().wall;
     int numDisturbed = 0;
@@ -138,14 +106,14 @@ int runRounds (const RoundPolicy& policy, const std::function<std::function<void
         waitForQuiet (patience, policy.tolerableLoad);
 
         const ForeignLoad load;
-        std::function<void()> keep;
-        const auto taken = measure ([&] { keep = round(); }).wall;
+        Figures found;
+        const auto taken = measure ([&] { round (found); }).wall;
         const auto isDisturbed = load.seconds() > policy.tolerableLoad * taken + 0.02;
 
         if (isDisturbed && patience > taken)
             continue;
 
-        keep();
+        kept.merge (found);
         useful += taken;
         numDisturbed += isDisturbed ? 1 : 0;
         ++done;
@@ -184,6 +152,12 @@ std::string number (double value, int decimals)
 std::string percent (double fraction)
 {
     return std::isnan (fraction) ? "-" : number (100.0 * fraction) + " %";
+}
+
+std::string sessionLabel (int numTracks, int seconds, int sampleRate)
+{
+    const auto label = std::to_string (numTracks) + " x " + std::to_string (seconds) + " s";
+    return sampleRate == 44100 ? label : label + ", " + number (sampleRate * 1.0e-3) + " kHz";
 }
 
 } // namespace tessivar::benchmarks

@@ -1,45 +1,33 @@
 #pragma once
 
-#include <cstddef>
+#include "benchmarks/Figures.h"
+
 #include <functional>
 #include <string>
-#include <vector>
+
+#include <sys/time.h>
 
 namespace tessivar::benchmarks
 {
 
-/** Wall time and the CPU time of all threads of this process, in seconds. */
+/** Wall time and CPU time in seconds. */
 struct Duration
 {
     double wall = 0.0;
-    double cpu = 0.0;
+    double user = 0.0;
+    double system = 0.0;
+
+    [[nodiscard]] double cpu() const { return user + system; }
 };
 
+[[nodiscard]] Duration operator- (const Duration& a, const Duration& b);
+Duration& operator+= (Duration& a, const Duration& b);
+
+[[nodiscard]] double secondsOf (const timeval& time);
+
+/** CPU times are those of all threads of this process. */
 [[nodiscard]] Duration currentTime();
 [[nodiscard]] Duration measure (const std::function<void()>& work);
-
-/** One value per round. */
-class Series
-{
-public:
-    void add (double value) { list.push_back (value); }
-
-    [[nodiscard]] bool empty() const { return list.empty(); }
-    [[nodiscard]] const std::vector<double>& values() const { return list; }
-
-    /** NaN without values. */
-    [[nodiscard]] double median() const;
-    [[nodiscard]] double minimum() const;
-
-    /** A series with f applied to every value. */
-    [[nodiscard]] Series mapped (const std::function<double (double)>& f) const;
-
-private:
-    std::vector<double> list;
-};
-
-/** a[i] / b[i]: ratios round by round, so that whatever slows the machine for a while slows both. */
-[[nodiscard]] Series ratios (const Series& a, const Series& b);
 
 /** CPU seconds the machine spent on others than this process and its children since construction, stolen time
     included. Always 0 where the system doesn't say. */
@@ -62,12 +50,12 @@ struct RoundPolicy
     double patienceSeconds = 30.0;
 };
 
-/** Runs round() until numRounds rounds have passed with little work of others. Disturbed rounds are discarded
-    until patienceSeconds have gone into waiting and discarded rounds; after that every round counts. round()
-    must not record its figures itself but return a function that does.
+/** Runs round() until numRounds rounds have passed with little work of others; kept gets their figures.
+    Disturbed rounds are discarded until patienceSeconds have gone into waiting and discarded rounds; after
+    that every round counts.
 
     Returns the number of disturbed rounds that counted. */
-int runRounds (const RoundPolicy& policy, const std::function<std::function<void()>()>& round);
+int runRounds (const RoundPolicy& policy, Figures& kept, const std::function<void (Figures&)>& round);
 
 /** Lets threads that keep spinning after a library call fall asleep, so that they don't disturb the next
     measurement. */
@@ -79,5 +67,8 @@ void announce (const std::string& text);
 /** The value with fixed decimals and commas between thousands; a dash for NaN. */
 [[nodiscard]] std::string number (double value, int decimals = 0);
 [[nodiscard]] std::string percent (double fraction);
+
+/** "8 x 300 s", and the rate where it isn't 44.1 kHz. */
+[[nodiscard]] std::string sessionLabel (int numTracks, int seconds, int sampleRate = 44100);
 
 } // namespace tessivar::benchmarks

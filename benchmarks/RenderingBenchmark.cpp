@@ -1,5 +1,4 @@
-#include "benchmarks/RenderingBenchmark.h"
-
+#include "benchmarks/Benchmarks.h"
 #include "benchmarks/FrameByFrameRendering.h"
 #include "benchmarks/MachineBenchmark.h"
 #include "engine/AnalysisData.h"
@@ -16,7 +15,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <map>
 #include <span>
 
 namespace tessivar::benchmarks
@@ -27,6 +25,8 @@ namespace
 constexpr std::int64_t stretchHops = 504; // of the anchor
 constexpr std::int64_t numStretches = 8;  // per round
 constexpr std::array allComponents{ 0, 1, 2, 3, 4, 5, 6, 7, 8, 9 };
+
+const std::string anchorName = "FFTW frame by frame";
 
 class NoiseSource : public SampleSource
 {
@@ -114,67 +114,68 @@ public:
         FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());
         checkAgreement (renderer, anchor, findings);
 
-        std::map<std::string, Series> times; // CPU nanoseconds a frame; the anchor's under an empty name
-
         const auto numDisturbed =
             runRounds (options.rounds,
-                       [&]
+                       findings.figures,
+                       [&] (Figures& found)
                        {
-                           std::map<std::string, double> found;
-                           found[{}] = nanosecondsPerFrame (
-                               [&]
-                               {
-                                   for (std::int64_t i = 0; i < numStretches; ++i)
-                                       renderAnchor (anchor, i);
-                               });
+                           found.add (subject (anchorName),
+                                      "cpuPerFrame",
+                                      "ns",
+                                      nanosecondsPerFrame (
+                                          [&]
+                                          {
+                                              for (std::int64_t i = 0; i < numStretches; ++i)
+                                                  renderAnchor (anchor, i);
+                                          }));
 
                            for (const auto& target : options.simdTargets)
                            {
                                useSimdTarget (target);
-                               found[target] = nanosecondsPerFrame ([&] { renderProduct (renderer); });
+                               found.add (subject (target),
+                                          "cpuPerFrame",
+                                          "ns",
+                                          nanosecondsPerFrame ([&] { renderProduct (renderer); }));
                            }
-
-                           return [&times, found]
-                           {
-                               for (const auto& [name, value] : found)
-                                   times[name].add (value);
-                           };
                        });
 
         useSimdTarget ({});
         auto names = options.simdTargets;
-        names.insert (names.begin(), std::string());
+        names.insert (names.begin(), anchorName);
 
         for (const auto& name : names)
         {
-            const auto isAnchor = name.empty();
-            const auto& time = times[name];
-            const auto faster = isAnchor ? Series() : ratios (times[{}], time);
-            const auto hasGoal = ! isAnchor && rate.frameLength == 1024 && vectorWidth (name) > 4;
-            constexpr auto none = std::numeric_limits<double>::quiet_NaN();
-            const auto label = isAnchor ? std::string ("FFTW frame by frame") : name;
+            const auto time = findings.figures.of (subject (name), "cpuPerFrame");
+            const auto faster =
+                name == anchorName ? Series()
+                                   : ratios (findings.figures.of (subject (anchorName), "cpuPerFrame"), time);
+            const auto width = name == anchorName || rate.frameLength != 1024 ? 0 : vectorWidth (name);
 
             table.rows.push_back ({ std::to_string (rate.frameLength),
-                                    label,
+                                    name,
                                     number (time.median()),
                                     number (time.minimum()),
                                     number (faster.median(), 2),
-                                    number (hasGoal ? (vectorWidth (name) == 16 ? 2.0 : 1.6) : none, 1) });
-            findings.figures["variants"].push_back ({ { "frameLength", rate.frameLength },
-                                                      { "kernels", label },
-                                                      { "cpuNanosecondsPerFrame", time.values() },
-                                                      { "timesFaster", faster.values() },
-                                                      { "disturbedRounds", numDisturbed },
-                                                      { "relativeDifference", difference } });
+                                    width == 16  ? "3"
+                                    : width == 8 ? "2.2"
+                                                 : "-",
+                                    width == 16  ? "4"
+                                    : width == 8 ? "3"
+                                                 : "-" });
+            findings.figures.add (subject (name), "timesAnchor", "ratio", faster);
         }
 
-        if (numDisturbed > 0)
-            table.notes.push_back (
-                "N = " + std::to_string (rate.frameLength) + ": " + std::to_string (numDisturbed) + " of "
-                + std::to_string (options.rounds.numRounds) + " rounds were disturbed by other programs.");
+        findings.figures.add ({ { "frameLength", rate.frameLength } }, "difference", "ratio", difference);
+        findings.noteDisturbed (
+            table, { { "frameLength", rate.frameLength } }, numDisturbed, options.rounds.numRounds);
     }
 
 private:
+    [[nodiscard]] Case subject (const std::string& kernels) const
+    {
+        return { { "frameLength", rate.frameLength }, { "kernels", kernels } };
+    }
+
     [[nodiscard]] MatrixView<const float> frames() const
     {
         return { activations.data(),
@@ -184,7 +185,7 @@ private:
 
     static double nanosecondsPerFrame (const std::function<void()>& render)
     {
-        return measure (render).cpu * 1.0e9 / static_cast<double> (numStretches * stretchHops);
+        return measure (render).cpu() * 1.0e9 / static_cast<double> (numStretches * stretchHops);
     }
 
     /** The levels of all components, and the signals of the five that are kept. */
@@ -262,7 +263,7 @@ Findings benchmarkRendering (const BenchmarkOptions& options)
     Table table;
     table.id = "rendering";
     table.title = "Rendering ten components of one track, one thread";
-    table.columns = { "N", "kernels", "ns a frame", "best ns", "times faster", "target" };
+    table.columns = { "N", "kernels", "ns a frame", "best ns", "times faster", "target", "beyond" };
 
     for (const auto& rate : supportedRates)
         if (rate.sampleRate == 44100 || rate.sampleRate == 88200 || rate.sampleRate == 192000)

@@ -87,6 +87,22 @@ std::string Table::asMarkdown() const
     return text;
 }
 
+void Findings::noteDisturbed (Table& table, const Case& subject, int numDisturbed, int numRounds)
+{
+    figures.add (subject, "disturbedRounds", "rounds", numDisturbed);
+
+    if (numDisturbed == 0)
+        return;
+
+    std::string label;
+
+    for (const auto& [key, value] : subject.items())
+        label += (label.empty() ? "" : ", ") + key + " " + value.dump();
+
+    table.notes.push_back (label + (label.empty() ? "" : ": ") + std::to_string (numDisturbed) + " of "
+                           + std::to_string (numRounds) + " rounds were disturbed by other programs.");
+}
+
 std::string updateDocument (const std::string& path, const std::vector<Table>& tables)
 {
     std::ifstream in (path, std::ios::binary);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "benchmarks/Figures.h"
+
 #include <string>
 #include <vector>
 
@@ -23,8 +24,11 @@ struct Table
 struct Findings
 {
     std::vector<Table> tables;
-    nlohmann::ordered_json figures;
+    Figures figures;
     std::vector<std::string> failures; // results that should agree but don't
+
+    /** Says below a table, and in the figures, how many rounds counted although they were disturbed. */
+    void noteDisturbed (Table& table, const Case& subject, int numDisturbed, int numRounds);
 };
 
 /** Puts tables into a Markdown file, each between its lines "<!-- benchmark: ID -->" and "<!-- end -->";

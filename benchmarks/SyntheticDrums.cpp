@@ -1,13 +1,15 @@
 #include "benchmarks/SyntheticDrums.h"
 
-#include "benchmarks/FileStorage.h"
 #include "engine/AnalysisSettings.h"
 #include "engine/numerics/RandomStream.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <fstream>
 #include <numbers>
+#include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace tessivar::benchmarks
@@ -15,7 +17,7 @@ namespace tessivar::benchmarks
 
 namespace
 {
-constexpr int sampleRate = 44100;
+constexpr int sampleRate = 44100; // of the sounds; at another rate they sound higher and come sooner
 
 struct Drum
 {
@@ -59,29 +61,129 @@ std::vector<float> oneHit (const Drum& drum, RandomStream& random)
     return samples;
 }
 
-/** The drum alone, as if heard from right above. */
-std::vector<float> performance (int track, std::size_t length)
+/** One drum alone, as if heard from right above: its hits, rendered piece by piece. */
+class Player
 {
-    const auto& drum = drumOf (track);
-    RandomStream random (100 + static_cast<std::uint64_t> (track));
-    const auto hit = oneHit (drum, random);
-    std::vector<float> samples (length);
-    constexpr double secondsPerBeat = 60.0 / 118.0;
-
-    for (auto beat = drum.offset;; beat += drum.beats)
+public:
+    Player (int track, std::int64_t length)
     {
-        const auto late = 0.008 * static_cast<double> (random.next());
-        const auto velocity = 0.35f + 0.65f * random.next();
-        const auto start = static_cast<std::size_t> ((beat * secondsPerBeat + late) * sampleRate);
+        const auto& drum = drumOf (track);
+        RandomStream random (100 + static_cast<std::uint64_t> (track));
+        sound = oneHit (drum, random);
+        constexpr double secondsPerBeat = 60.0 / 118.0;
 
-        if (start >= length)
-            return samples;
+        for (auto beat = drum.offset;; beat += drum.beats)
+        {
+            const auto late = 0.008 * static_cast<double> (random.next());
+            const auto velocity = 0.35f + 0.65f * random.next();
+            const auto start = static_cast<std::int64_t> ((beat * secondsPerBeat + late) * sampleRate);
 
-        const auto n = std::min (hit.size(), length - start);
+            if (start >= length)
+                return;
 
-        for (std::size_t i = 0; i < n; ++i)
-            samples[start + i] += velocity * hit[i];
+            hits.push_back ({ start, velocity });
+        }
     }
+
+    /** Fills dest with the samples from first on, which may be below 0. */
+    void render (std::int64_t first, std::span<float> dest) const
+    {
+        const auto size = static_cast<std::int64_t> (dest.size());
+        std::fill (dest.begin(), dest.end(), 0.0f);
+
+        for (const auto& [start, velocity] : hits)
+        {
+            const auto begin = std::max (start, first);
+            const auto end = std::min (start + static_cast<std::int64_t> (sound.size()), first + size);
+
+            for (auto i = begin; i < end; ++i)
+                dest[static_cast<std::size_t> (i - first)] +=
+                    velocity * sound[static_cast<std::size_t> (i - start)];
+        }
+    }
+
+private:
+    struct Hit
+    {
+        std::int64_t start;
+        float velocity;
+    };
+
+    std::vector<float> sound;
+    std::vector<Hit> hits;
+};
+
+constexpr std::int64_t longestDelay = 256; // samples, rounded up
+
+/** A close microphone: how loud and how late it hears the drums of the others, and its noise. */
+class Microphone
+{
+public:
+    Microphone (int t, int numTracks) : track (t), random (200 + static_cast<std::uint64_t> (track))
+    {
+        for (int other = 0; other < numTracks; ++other)
+        {
+            if (other == track)
+                continue;
+
+            const auto level = std::pow (10.0f, -(12.0f + 18.0f * random.next()) / 20.0f);
+            const auto delay = 20 + static_cast<std::size_t> (150.0f * random.next());
+            leaks.push_back ({ static_cast<std::size_t> (other), level, delay });
+        }
+    }
+
+    /** The next samples; drums begin longestDelay before them. */
+    void record (const std::vector<std::vector<float>>& drums, std::span<float> dest)
+    {
+        std::copy_n (
+            drums[static_cast<std::size_t> (track)].begin() + longestDelay, dest.size(), dest.begin());
+
+        for (const auto& leak : leaks)
+        {
+            const auto* heard = drums[leak.other].data() + longestDelay - leak.delay;
+
+            for (std::size_t i = 0; i < dest.size(); ++i)
+                dest[i] += leak.level * heard[i];
+        }
+
+        for (auto& x : dest)
+            x += 6.0e-5f * (2.0f * random.next() - 1.0f);
+    }
+
+private:
+    struct Leak
+    {
+        std::size_t other;
+        float level;
+        std::size_t delay;
+    };
+
+    const int track;
+    RandomStream random;
+    std::vector<Leak> leaks;
+};
+
+void append (std::string& bytes, std::uint32_t value, int numBytes)
+{
+    for (int i = 0; i < numBytes; ++i)
+        bytes.push_back (static_cast<char> (value >> (8 * i)));
+}
+
+std::string waveHeader (std::uint32_t numSamples, std::uint32_t rate)
+{
+    std::string bytes = "RIFF";
+    append (bytes, 36 + 3 * numSamples, 4);
+    bytes += "WAVEfmt ";
+    append (bytes, 16, 4);
+    append (bytes, 1, 2); // PCM
+    append (bytes, 1, 2); // channel
+    append (bytes, rate, 4);
+    append (bytes, 3 * rate, 4);
+    append (bytes, 3, 2);
+    append (bytes, 24, 2);
+    bytes += "data";
+    append (bytes, 3 * numSamples, 4);
+    return bytes;
 }
 } // namespace
 
@@ -95,39 +197,62 @@ std::string syntheticTrackFile (const std::string& folder, int track)
     return folder + "/track" + std::to_string (track);
 }
 
-void writeSyntheticDrums (const std::string& folder, int numTracks, int seconds)
+void writeSyntheticDrums (
+    const std::string& folder, int numTracks, int seconds, int rate, SyntheticFormat format)
 {
-    const auto length = static_cast<std::size_t> (seconds) * sampleRate;
-    std::vector<std::vector<float>> drums (static_cast<std::size_t> (numTracks));
-
-    for (int track = 0; track < numTracks; ++track)
-        drums[static_cast<std::size_t> (track)] = performance (track, length);
+    constexpr std::int64_t blockSize = 65536;
+    const auto isWave = format == SyntheticFormat::wave24;
+    const auto length = static_cast<std::int64_t> (seconds) * rate;
+    std::vector<Player> players;
+    std::vector<Microphone> microphones;
+    std::vector<std::ofstream> files;
 
     for (int track = 0; track < numTracks; ++track)
     {
-        RandomStream random (200 + static_cast<std::uint64_t> (track));
-        auto mix = drums[static_cast<std::size_t> (track)];
+        players.emplace_back (track, length);
+        microphones.emplace_back (track, numTracks);
+        files.emplace_back (syntheticTrackFile (folder, track) + (isWave ? ".wav" : ""), std::ios::binary);
 
-        for (int other = 0; other < numTracks; ++other)
+        if (isWave)
+            files.back() << waveHeader (static_cast<std::uint32_t> (length),
+                                        static_cast<std::uint32_t> (rate));
+    }
+
+    std::vector<std::vector<float>> drums (players.size());
+
+    for (std::int64_t start = 0; start < length; start += blockSize)
+    {
+        const auto size = static_cast<std::size_t> (std::min (blockSize, length - start));
+
+        for (std::size_t i = 0; i < players.size(); ++i)
         {
-            if (other == track)
-                continue;
-
-            const auto level = std::pow (10.0f, -(12.0f + 18.0f * random.next()) / 20.0f);
-            const auto delay = 20 + static_cast<std::size_t> (150.0f * random.next());
-            const auto& heard = drums[static_cast<std::size_t> (other)];
-
-            for (std::size_t i = delay; i < length; ++i)
-                mix[i] += level * heard[i - delay];
+            drums[i].resize (size + longestDelay);
+            players[i].render (start - longestDelay, drums[i]);
         }
 
-        for (auto& x : mix)
-            x += 6.0e-5f * (2.0f * random.next() - 1.0f);
+        std::vector<float> mix (size);
 
-        const FloatFile file (syntheticTrackFile (folder, track), static_cast<std::int64_t> (length));
+        for (std::size_t i = 0; i < players.size(); ++i)
+        {
+            microphones[i].record (drums, mix);
+            std::string bytes (reinterpret_cast<const char*> (mix.data()), isWave ? 0 : 4 * size);
 
-        if (! file.write (0, mix))
-            throw std::runtime_error (syntheticTrackFile (folder, track) + ": cannot be written");
+            for (std::size_t j = 0; isWave && j < size; ++j)
+                append (
+                    bytes,
+                    static_cast<std::uint32_t> (std::lrint (8388607.0f * std::clamp (mix[j], -1.0f, 1.0f))),
+                    3);
+
+            files[i].write (bytes.data(), static_cast<std::streamsize> (bytes.size()));
+        }
+    }
+
+    for (auto& file : files)
+    {
+        file.close();
+
+        if (! file)
+            throw std::runtime_error (folder + ": the tracks cannot be written");
     }
 }
 
