@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <span>
@@ -71,23 +70,6 @@ private:
     std::map<std::string, Duration> times;
 };
 
-/** Peak resident memory of this process in bytes; 0 where the system doesn't say. */
-double peakMemory()
-{
-    std::ifstream file ("/proc/self/status");
-    std::string word;
-
-    while (file >> word)
-        if (word == "VmHWM:")
-        {
-            double kilobytes = 0;
-            file >> kilobytes;
-            return 1024.0 * kilobytes;
-        }
-
-    return 0.0;
-}
-
 /** What takes turns. */
 struct Variant
 {
@@ -130,21 +112,17 @@ public:
 
     void run (Findings& findings, Table& times, Table& pairs, Table& stages, Table& passes)
     {
-        const auto numDisturbed = runRounds (options.analysisPolicy(),
-                                             findings.figures,
-                                             [&] (Figures& found)
-                                             {
-                                                 for (const auto& variant : variants)
-                                                     analyse (variant, found, findings);
-                                             });
+        findings.measure (times,
+                          { { "tracks", options.numTracks }, { "seconds", seconds } },
+                          options.analysisPolicy(),
+                          [&] (Figures& found)
+                          {
+                              for (const auto& variant : variants)
+                                  analyse (variant, found, findings);
+                          });
 
         for (const auto& variant : variants)
             report (variant, findings, times, pairs, stages, passes);
-
-        findings.noteDisturbed (times,
-                                { { "tracks", options.numTracks }, { "seconds", seconds } },
-                                numDisturbed,
-                                options.analysisRounds);
     }
 
 private:
@@ -185,8 +163,8 @@ private:
         if (! variant.isAgainst)
             words.insert (words.end(), { "--targets", variant.kernels });
 
-        const auto printed =
-            nlohmann::json::parse (runChild (programs + "/tessivar_benchmarks", words, own.path).output);
+        const auto run = runChild (programs + "/tessivar_benchmarks", words, own.path);
+        const auto printed = nlohmann::json::parse (run.output);
         const auto add = [&] (const Case& subject, const nlohmann::json& from)
         {
             for (const auto* name : { "wall", "cpu", "user", "system" })
@@ -195,7 +173,7 @@ private:
         };
 
         add (subject (variant), printed);
-        found.add (subject (variant), "peakMemory", "B", printed["memory"].get<double>());
+        found.add (subject (variant), "peakMemory", "B", run.peakMemory);
 
         if (printed["stages"].is_object()) // else of a version that does not tell stages by name
             for (const auto& [stage, time] : printed["stages"].items())
@@ -228,24 +206,18 @@ private:
         const std::vector<std::string> label{ sessionLabel (options.numTracks, seconds),
                                               variant.method,
                                               std::to_string (variant.threads) };
-        const auto addRow = [&] (Table& table, const std::vector<std::string>& cells)
-        {
-            table.rows.push_back (label);
-            table.rows.back().insert (table.rows.back().end(), cells.begin(), cells.end());
-        };
-
         figures.add (own, "timesRealTime", "ratio", realTime);
-        addRow (times,
-                { variant.kernels,
-                  variant.isAgainst ? "before" : "this",
-                  number (wall.median(), 2),
-                  number (wall.minimum(), 2),
-                  number (cpu.median(), 2),
-                  number (figures.of (own, "system").median(), 2),
-                  number (realTime.median(), 1),
-                  isGoal && ! isRefined && ! variant.isAgainst ? "50" : "-",
-                  number (figures.of (own, "peakMemory").median() * 1.0e-6),
-                  isGoal && ! isRefined && ! variant.isAgainst ? "200" : "-" });
+        times.addRow (label,
+                      { variant.kernels,
+                        variant.isAgainst ? "before" : "this",
+                        number (wall.median(), 2),
+                        number (wall.minimum(), 2),
+                        number (cpu.median(), 2),
+                        number (figures.of (own, "system").median(), 2),
+                        number (realTime.median(), 1),
+                        isGoal && ! isRefined && ! variant.isAgainst ? "50" : "-",
+                        number (figures.of (own, "peakMemory").median() * 1.0e-6),
+                        isGoal && ! isRefined && ! variant.isAgainst ? "200" : "-" });
 
         if (variant.isAgainst || variant.kernels != options.simdTargets.front())
             return;
@@ -260,14 +232,14 @@ private:
         figures.add (own, "timesOneThread", "ratio", overThreads);
         figures.add (own, "timesAgainst", "ratio", overBefore);
         figures.add (own, "cpuShareOfAgainst", "ratio", cpuShare);
-        addRow (pairs,
-                { number (overThreads.median(), 2),
-                  isGoal ? "1.8" : "-",
-                  isGoal ? "1.9" : "-",
-                  number (overBefore.median(), 2),
-                  isGoal ? (isRefined ? "2.2" : "1.8") : "-",
-                  isGoal ? (isRefined ? "3" : "2.5") : "-",
-                  number (cpuShare.median(), 2) });
+        pairs.addRow (label,
+                      { number (overThreads.median(), 2),
+                        isGoal ? "1.8" : "-",
+                        isGoal ? "1.9" : "-",
+                        number (overBefore.median(), 2),
+                        isGoal ? (isRefined ? "2.2" : "1.8") : "-",
+                        isGoal ? (isRefined ? "3" : "2.5") : "-",
+                        number (cpuShare.median(), 2) });
 
         const auto cell = [&] (const std::string& stage)
         {
@@ -277,7 +249,7 @@ private:
                    + number (figures.of (time, "system").median(), 2) + ")";
         };
 
-        addRow (stages, { cell ("front end"), cell ("decomposition"), cell ("rendering") });
+        stages.addRow (label, { cell ("front end"), cell ("decomposition"), cell ("rendering") });
 
         if (! isRefined)
             return;
@@ -287,7 +259,7 @@ private:
         for (const auto& pass : refinementPasses)
             cells.push_back (cell (pass.name));
 
-        addRow (passes, cells);
+        passes.addRow (label, cells);
     }
 
     const BenchmarkOptions& options;
@@ -329,7 +301,6 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
 
     const auto duration =
         measure ([&] { status = analyseTracks (tracks, options, storage, control).status; });
-    const auto memory = peakMemory();
 
     if (status != AnalysisStatus::completed)
     {
@@ -345,7 +316,6 @@ int analyseInThisProcess (const std::string& folder, int numTracks, int numThrea
     };
 
     auto figures = described (duration);
-    figures["memory"] = memory;
     figures["checksum"] = std::to_string (storage.checksum());
 
     for (const auto& [stage, time] : stages.all())

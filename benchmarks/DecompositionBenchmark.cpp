@@ -231,11 +231,9 @@ public:
         const Problem problem (rows, frames, pool);
         checkAgreement (problem, findings);
 
-        const auto numDisturbed =
-            runRounds (options.rounds, findings.figures, [&] (Figures& found) { round (problem, found); });
+        findings.measure (table, subject(), options.rounds, [&] (Figures& found) { round (problem, found); });
         useSimdTarget ({});
         report (problem, findings, table);
-        findings.noteDisturbed (table, subject(), numDisturbed, options.rounds.numRounds);
     }
 
 private:

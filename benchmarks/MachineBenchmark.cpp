@@ -284,14 +284,16 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
                                                  share);
                                 } });
 
+    Table table;
     Findings findings;
     auto& figures = findings.figures;
     const auto subject = [] (const Probe& probe, int threads) -> Case {
         return { { "probe", probe.name }, { "threads", threads } };
     };
-    const auto numDisturbed = runRounds (
+    findings.measure (
+        table,
+        Case::object(),
         options.rounds,
-        figures,
         [&] (Figures& found)
         {
             for (const auto threads : options.threads)
@@ -309,7 +311,6 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
             }
         });
 
-    Table table;
     table.id = "machine";
     table.title = "Machine: " + describeMachine();
     table.columns = { "best of " + std::to_string (options.rounds.numRounds) + " rounds", "unit" };
@@ -328,7 +329,6 @@ Findings benchmarkMachine (const BenchmarkOptions& options)
     }
 
     table.notes.push_back (describeMachine() + ".");
-    findings.noteDisturbed (table, Case::object(), numDisturbed, options.rounds.numRounds);
     findings.tables.push_back (table);
     return findings;
 }

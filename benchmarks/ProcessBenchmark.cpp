@@ -128,13 +128,14 @@ public:
 
     void run (RoundPolicy policy, Findings& findings, Tables& tables)
     {
-        const auto numDisturbed = runRounds (policy,
-                                             findings.figures,
-                                             [&] (Figures& found)
-                                             {
-                                                 for (const auto& variant : variants)
-                                                     process (variant, found, findings);
-                                             });
+        findings.measure (tables.runs,
+                          { { "tracks", numTracks }, { "seconds", seconds } },
+                          policy,
+                          [&] (Figures& found)
+                          {
+                              for (const auto& variant : variants)
+                                  process (variant, found, findings);
+                          });
 
         for (const auto& variant : variants)
             report (variant, findings.figures, tables);
@@ -151,9 +152,6 @@ public:
                        ? "differ by at most " + number (20.0 * std::log10 (difference), 0) + " dBFS."
                        : "are equal."));
         }
-
-        findings.noteDisturbed (
-            tables.runs, { { "tracks", numTracks }, { "seconds", seconds } }, numDisturbed, policy.numRounds);
     }
 
 private:
@@ -298,16 +296,11 @@ private:
         against.isAgainst = true;
         const auto median = [&] (const Case& subject, const char* name, int decimals)
         { return number (figures.of (subject, name).median(), decimals); };
-        const std::vector<std::string> label{ this->label(),
-                                              variant.method,
-                                              variant.isAgainst ? "before" : "this",
-                                              std::to_string (variant.threads),
-                                              variant.isSaved ? "yes" : "no" };
-        const auto addRow = [&] (Table& table, const std::vector<std::string>& cells)
-        {
-            table.rows.emplace_back (label.begin(), label.begin() + (&table == &tables.exports ? 3 : 5));
-            table.rows.back().insert (table.rows.back().end(), cells.begin(), cells.end());
-        };
+        const std::vector<std::string> session{ label(),
+                                                variant.method,
+                                                variant.isAgainst ? "before" : "this" };
+        auto run = session;
+        run.insert (run.end(), { std::to_string (variant.threads), variant.isSaved ? "yes" : "no" });
         const auto wall = figures.of (own, "wall");
         const auto overThreads = variant.threads > 1
                                      ? ratios (figures.of (subject (oneThread, "process"), "wall"), wall)
@@ -331,23 +324,23 @@ private:
             }
         };
         compareWith ("process");
-        addRow (tables.runs,
-                { median (own, "wall", 2),
-                  median (own, "user", 2),
-                  median (own, "system", 2),
-                  median (own, "timesOneThread", 2),
-                  median (own, "timesAgainst", 2),
-                  median (own, "cpuShareOfAgainst", 2),
-                  number (goals.cpuShare, 2),
-                  number (goals.cpuShareBeyond, 2) });
-        addRow (tables.space,
-                { number (figures.of (own, "temporary").maximum(), 1),
-                  number (goals.temporary),
-                  number (goals.temporaryBeyond),
-                  median (own, "read", 1),
-                  median (own, "written", 1),
-                  number (figures.of (own, "peakMemory").maximum() * 1.0e-6),
-                  number (goals.memory) });
+        tables.runs.addRow (run,
+                            { median (own, "wall", 2),
+                              median (own, "user", 2),
+                              median (own, "system", 2),
+                              median (own, "timesOneThread", 2),
+                              median (own, "timesAgainst", 2),
+                              median (own, "cpuShareOfAgainst", 2),
+                              number (goals.cpuShare, 2),
+                              number (goals.cpuShareBeyond, 2) });
+        tables.space.addRow (run,
+                             { number (figures.of (own, "temporary").maximum(), 1),
+                               number (goals.temporary),
+                               number (goals.temporaryBeyond),
+                               median (own, "read", 1),
+                               median (own, "written", 1),
+                               number (figures.of (own, "peakMemory").maximum() * 1.0e-6),
+                               number (goals.memory) });
 
         if (! variant.isSaved)
             return;
@@ -358,15 +351,15 @@ private:
         { return number (figures.of (exported, name).median() / numSamples() * 1.0e9, 2); };
         const auto overBound = ratios (figures.of (exported, "wall"), figures.of (exported, "bound"));
         figures.add (exported, "timesBound", "ratio", overBound);
-        addRow (tables.exports,
-                { median (exported, "wall", 2),
-                  perSample ("wall"),
-                  perSample ("cpu"),
-                  perSample ("bound"),
-                  number (overBound.median(), 2),
-                  median (exported, "timesAgainst", 2),
-                  median (exported, "read", 1),
-                  median (exported, "written", 1) });
+        tables.exports.addRow (session,
+                               { median (exported, "wall", 2),
+                                 perSample ("wall"),
+                                 perSample ("cpu"),
+                                 perSample ("bound"),
+                                 number (overBound.median(), 2),
+                                 median (exported, "timesAgainst", 2),
+                                 median (exported, "read", 1),
+                                 median (exported, "written", 1) });
     }
 
     const BenchmarkOptions& options;

@@ -114,30 +114,30 @@ public:
         FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());
         checkAgreement (renderer, anchor, findings);
 
-        const auto numDisturbed =
-            runRounds (options.rounds,
-                       findings.figures,
-                       [&] (Figures& found)
-                       {
-                           found.add (subject (anchorName),
-                                      "cpuPerFrame",
-                                      "ns",
-                                      nanosecondsPerFrame (
-                                          [&]
-                                          {
-                                              for (std::int64_t i = 0; i < numStretches; ++i)
-                                                  renderAnchor (anchor, i);
-                                          }));
+        findings.measure (table,
+                          { { "frameLength", rate.frameLength } },
+                          options.rounds,
+                          [&] (Figures& found)
+                          {
+                              found.add (subject (anchorName),
+                                         "cpuPerFrame",
+                                         "ns",
+                                         nanosecondsPerFrame (
+                                             [&]
+                                             {
+                                                 for (std::int64_t i = 0; i < numStretches; ++i)
+                                                     renderAnchor (anchor, i);
+                                             }));
 
-                           for (const auto& target : options.simdTargets)
-                           {
-                               useSimdTarget (target);
-                               found.add (subject (target),
-                                          "cpuPerFrame",
-                                          "ns",
-                                          nanosecondsPerFrame ([&] { renderProduct (renderer); }));
-                           }
-                       });
+                              for (const auto& target : options.simdTargets)
+                              {
+                                  useSimdTarget (target);
+                                  found.add (subject (target),
+                                             "cpuPerFrame",
+                                             "ns",
+                                             nanosecondsPerFrame ([&] { renderProduct (renderer); }));
+                              }
+                          });
 
         useSimdTarget ({});
         auto names = options.simdTargets;
@@ -166,8 +166,6 @@ public:
         }
 
         findings.figures.add ({ { "frameLength", rate.frameLength } }, "difference", "ratio", difference);
-        findings.noteDisturbed (
-            table, { { "frameLength", rate.frameLength } }, numDisturbed, options.rounds.numRounds);
     }
 
 private:

@@ -29,25 +29,42 @@ std::string padded (const std::string& text, std::size_t width, bool isFirst)
     const std::string blanks (width - std::min (width, text.size()), ' ');
     return isFirst ? text + blanks : blanks + text;
 }
+
+/** The columns' names, the rule and the rows. */
+std::string joined (const Table& table,
+                    const std::string& before,
+                    const std::string& between,
+                    const std::string& after,
+                    const std::string& rule)
+{
+    const auto widths = columnWidths (table);
+    const auto line = [&] (const std::vector<std::string>& cells)
+    {
+        auto text = before;
+
+        for (std::size_t i = 0; i < cells.size(); ++i)
+            text += (i == 0 ? "" : between) + padded (cells[i], widths[i], i == 0);
+
+        return text + after + "\n";
+    };
+    auto text = line (table.columns) + rule;
+
+    for (const auto& row : table.rows)
+        text += line (row);
+
+    return text;
+}
 } // namespace
+
+void Table::addRow (std::vector<std::string> label, const std::vector<std::string>& cells)
+{
+    label.insert (label.end(), cells.begin(), cells.end());
+    rows.push_back (std::move (label));
+}
 
 std::string Table::asText() const
 {
-    const auto widths = columnWidths (*this);
-    std::string text = title + "\n";
-
-    const auto addRow = [&] (const std::vector<std::string>& cells)
-    {
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            text += "  " + padded (cells[i], widths[i], i == 0);
-
-        text += "\n";
-    };
-
-    addRow (columns);
-
-    for (const auto& row : rows)
-        addRow (row);
+    auto text = title + "\n" + joined (*this, "  ", "  ", "", {});
 
     for (const auto& note : notes)
         text += "  " + note + "\n";
@@ -58,28 +75,12 @@ std::string Table::asText() const
 std::string Table::asMarkdown() const
 {
     const auto widths = columnWidths (*this);
-    std::string text;
+    std::string rule = "|";
 
-    const auto addRow = [&] (const std::vector<std::string>& cells)
-    {
-        text += "|";
+    for (std::size_t i = 0; i < widths.size(); ++i)
+        rule += " " + std::string (widths[i] - (i == 0 ? 0 : 1), '-') + (i == 0 ? " |" : ": |");
 
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            text += " " + padded (cells[i], widths[i], i == 0) + " |";
-
-        text += "\n";
-    };
-
-    addRow (columns);
-    text += "|";
-
-    for (std::size_t i = 0; i < columns.size(); ++i)
-        text += " " + std::string (widths[i] - (i == 0 ? 0 : 1), '-') + (i == 0 ? " |" : ": |");
-
-    text += "\n";
-
-    for (const auto& row : rows)
-        addRow (row);
+    auto text = joined (*this, "| ", " | ", " |", rule + "\n");
 
     for (const auto& note : notes)
         text += "\n" + note + "\n";
@@ -87,8 +88,12 @@ std::string Table::asMarkdown() const
     return text;
 }
 
-void Findings::noteDisturbed (Table& table, const Case& subject, int numDisturbed, int numRounds)
+void Findings::measure (Table& table,
+                        const Case& subject,
+                        const RoundPolicy& policy,
+                        const std::function<void (Figures&)>& round)
 {
+    const auto numDisturbed = runRounds (policy, figures, round);
     figures.add (subject, "disturbedRounds", "rounds", numDisturbed);
 
     if (numDisturbed == 0)
@@ -100,7 +105,7 @@ void Findings::noteDisturbed (Table& table, const Case& subject, int numDisturbe
         label += (label.empty() ? "" : ", ") + key + " " + value.dump();
 
     table.notes.push_back (label + (label.empty() ? "" : ": ") + std::to_string (numDisturbed) + " of "
-                           + std::to_string (numRounds) + " rounds were disturbed by other programs.");
+                           + std::to_string (policy.numRounds) + " rounds were disturbed by other programs.");
 }
 
 std::string updateDocument (const std::string& path, const std::vector<Table>& tables)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "benchmarks/Figures.h"
+#include "benchmarks/Measurement.h"
 
 #include <string>
 #include <vector>
@@ -16,6 +16,8 @@ struct Table
     std::vector<std::vector<std::string>> rows;
     std::vector<std::string> notes;
 
+    void addRow (std::vector<std::string> label, const std::vector<std::string>& cells);
+
     [[nodiscard]] std::string asText() const;
     [[nodiscard]] std::string asMarkdown() const;
 };
@@ -27,8 +29,12 @@ struct Findings
     Figures figures;
     std::vector<std::string> failures; // results that should agree but don't
 
-    /** Says below a table, and in the figures, how many rounds counted although they were disturbed. */
-    void noteDisturbed (Table& table, const Case& subject, int numDisturbed, int numRounds);
+    /** runRounds(), and says below the table and in the figures how many rounds counted although they were
+        disturbed. subject: what is the same in all that is measured. */
+    void measure (Table& table,
+                  const Case& subject,
+                  const RoundPolicy& policy,
+                  const std::function<void (Figures&)>& round);
 };
 
 /** Puts tables into a Markdown file, each between its lines "<!-- benchmark: ID -->" and "<!-- end -->";
