@@ -4,6 +4,7 @@
 #include "benchmarks/SyntheticDrums.h"
 #include "engine/AnalysisPipeline.h"
 #include "engine/DataFileGenerator.h"
+#include "engine/numerics/simd/SimdTarget.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 
@@ -99,7 +100,8 @@ public:
             {
                 variants.push_back ({ method, threads, best, false });
 
-                if (! options.against.empty())
+                // Another version always takes the best one.
+                if (! options.against.empty() && best == availableSimdTargets().front())
                     variants.push_back ({ method, threads, best, true });
             }
 

@@ -12,7 +12,7 @@ namespace tessivar::benchmarks
 struct BenchmarkOptions
 {
     int numTracks = 8;
-    std::vector<int> seconds{ 60, 300 }; // lengths of the performance
+    std::vector<int> seconds{ 60, 300 }; // lengths of the performance, ascending
     std::vector<int> threads{ 1, 2 };
     std::vector<std::string> simdTargets;                      // names, best first
     std::vector<std::string> methods{ "standard", "refined" }; // of whole analyses and runs
@@ -21,7 +21,6 @@ struct BenchmarkOptions
     std::string temporaryFolder; // must exist; holds the files of analyses and runs
     std::string programFolder;   // this build's programs
     std::string against;         // another version's programs, or empty
-    bool withLongRun = false;    // the run of 24 tracks of 20 minutes
 
     [[nodiscard]] RoundPolicy analysisPolicy() const
     {
@@ -56,5 +55,8 @@ int analyseInThisProcess (const std::string& folder,
 /** Whole runs of the command line on synthetic drums, this version's and another one's in turns: time, bytes
     written, temporary files, memory. */
 [[nodiscard]] Findings benchmarkProcess (const BenchmarkOptions& options);
+
+/** One run of 24 tracks of 20 minutes at 48 kHz by the last of the methods, with the most threads. */
+[[nodiscard]] Findings benchmarkLongRun (const BenchmarkOptions& options);
 
 } // namespace tessivar::benchmarks

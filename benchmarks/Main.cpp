@@ -22,7 +22,7 @@ struct Request
     BenchmarkOptions options;
     std::vector<std::string> only;
     std::string jsonFile, document, analysisFolder;
-    bool markdown = false;
+    bool markdown = false, isLong = false;
 };
 
 struct Benchmark
@@ -31,11 +31,12 @@ struct Benchmark
     Findings (*run) (const BenchmarkOptions&);
 };
 
-constexpr std::array<Benchmark, 5> allBenchmarks{ { { "machine", benchmarkMachine },
+constexpr std::array<Benchmark, 6> allBenchmarks{ { { "machine", benchmarkMachine },
                                                     { "decomposition", benchmarkDecomposition },
                                                     { "rendering", benchmarkRendering },
                                                     { "analysis", benchmarkAnalysis },
-                                                    { "process", benchmarkProcess } } };
+                                                    { "process", benchmarkProcess },
+                                                    { "long", benchmarkLongRun } } };
 
 /** Names of SIMD targets that this machine runs; "all" stands for all of them. */
 std::vector<std::string> chosenTargets (const std::vector<std::string>& wanted)
@@ -86,8 +87,7 @@ nlohmann::ordered_json describe (const BenchmarkOptions& options)
                  { "methods", options.methods },
                  { "rounds", options.rounds.numRounds },
                  { "analysisRounds", options.analysisRounds },
-                 { "patience", options.rounds.patienceSeconds },
-                 { "long", options.withLongRun } } },
+                 { "patience", options.rounds.patienceSeconds } } },
              { "figures", nlohmann::ordered_json::array() },
              { "failures", nlohmann::ordered_json::array() } };
 }
@@ -98,13 +98,28 @@ int run (const Request& request)
     std::vector<std::string> failures;
     auto document = describe (request.options);
 
+    const auto isWanted = [&] (const std::string& name)
+    {
+        const auto isNamed = std::find (request.only.begin(), request.only.end(), name) != request.only.end();
+        return isNamed || (request.only.empty() && name != "long") || (request.isLong && name == "long");
+    };
+
     for (const auto& benchmark : allBenchmarks)
     {
-        if (! request.only.empty()
-            && std::find (request.only.begin(), request.only.end(), benchmark.name) == request.only.end())
+        if (! isWanted (benchmark.name))
             continue;
 
-        const auto findings = benchmark.run (request.options);
+        Findings findings;
+
+        try
+        {
+            findings = benchmark.run (request.options);
+        }
+        catch (const std::exception& error)
+        {
+            findings.failures.emplace_back (error.what());
+        }
+
         findings.figures.appendTo (document["figures"], benchmark.name);
         failures.insert (failures.end(), findings.failures.begin(), findings.failures.end());
 
@@ -151,8 +166,9 @@ int runProgram (int numArguments, char** arguments)
 
     CLI::App app ("Measures Tessivar beside its anchors and another version, in rounds that take turns, and "
                   "prints medians.");
-    app.add_option (
-           "--only", request.only, "Benchmarks to run: machine, decomposition, rendering, analysis, process")
+    app.add_option ("--only",
+                    request.only,
+                    "Benchmarks to run: machine, decomposition, rendering, analysis, process, long")
         ->delimiter (',')
         ->check (CLI::IsMember (names));
     app.add_option ("--tracks", options.numTracks, "Number of tracks")->check (CLI::Range (1, 64));
@@ -180,7 +196,7 @@ int runProgram (int numArguments, char** arguments)
                     options.against,
                     "The folder of another version's programs, measured in turns with these")
         ->check (CLI::ExistingDirectory);
-    app.add_flag ("--long", options.withLongRun, "Also a whole run of 24 tracks of 20 minutes at 48 kHz");
+    app.add_flag ("--long", request.isLong, "Also a whole run of 24 tracks of 20 minutes at 48 kHz");
     app.add_option ("--json", request.jsonFile, "File for the figures of every round");
     app.add_flag ("--markdown", request.markdown, "Print the tables as Markdown");
     app.add_option ("--document", request.document, "Markdown file whose marked tables are replaced")
@@ -197,6 +213,7 @@ int runProgram (int numArguments, char** arguments)
         return app.exit (error) == 0 ? 0 : 2;
     }
 
+    std::sort (options.seconds.begin(), options.seconds.end());
     options.simdTargets = chosenTargets (targets);
 
     if (! request.analysisFolder.empty())

@@ -109,6 +109,58 @@ Goals goalsFor (const Variant& variant, int numTracks, int seconds)
 
 struct Tables
 {
+    explicit Tables (const std::string& suffix)
+        : runs{ "process" + suffix,
+                "Whole runs of the command line",
+                { "tracks",
+                  "method",
+                  "version",
+                  "threads",
+                  "saved",
+                  "wall s",
+                  "user s",
+                  "system s",
+                  "x 1 thread",
+                  "x before",
+                  "CPU / before",
+                  "target",
+                  "beyond" },
+                {},
+                {} },
+          space{ "space" + suffix,
+                 "Bytes a sample of the tracks, and memory",
+                 { "tracks",
+                   "method",
+                   "version",
+                   "threads",
+                   "saved",
+                   "temporary",
+                   "target",
+                   "beyond",
+                   "read",
+                   "written",
+                   "peak MB",
+                   "target" },
+                 {},
+                 {} },
+          exports{ "export",
+                   "Exports of a saved group",
+                   { "tracks",
+                     "method",
+                     "version",
+                     "wall s",
+                     "wall ns a sample",
+                     "CPU ns a sample",
+                     "bound ns",
+                     "x bound",
+                     "x before",
+                     "read",
+                     "written" },
+                   {},
+                   {} }
+    {
+    }
+
     Table runs, space, exports;
 };
 
@@ -374,87 +426,36 @@ private:
 
 Findings benchmarkProcess (const BenchmarkOptions& options)
 {
-    Findings findings;
-    Tables tables;
-    const auto beginTables = [&] (const std::string& suffix)
-    {
-        tables.runs = { "process" + suffix,
-                        "Whole runs of the command line",
-                        { "tracks",
-                          "method",
-                          "version",
-                          "threads",
-                          "saved",
-                          "wall s",
-                          "user s",
-                          "system s",
-                          "x 1 thread",
-                          "x before",
-                          "CPU / before",
-                          "target",
-                          "beyond" },
-                        {},
-                        {} };
-        tables.space = { "space" + suffix,
-                         "Bytes a sample of the tracks, and memory",
-                         { "tracks",
-                           "method",
-                           "version",
-                           "threads",
-                           "saved",
-                           "temporary",
-                           "target",
-                           "beyond",
-                           "read",
-                           "written",
-                           "peak MB",
-                           "target" },
-                         {},
-                         {} };
-        tables.exports = { "export",
-                           "Exports of a saved group",
-                           { "tracks",
-                             "method",
-                             "version",
-                             "wall s",
-                             "wall ns a sample",
-                             "CPU ns a sample",
-                             "bound ns",
-                             "x bound",
-                             "x before",
-                             "read",
-                             "written" },
-                           {},
-                           {} };
-    };
-    const auto versions =
-        options.against.empty() ? std::vector<bool>{ false } : std::vector<bool>{ true, false };
     std::vector<Variant> variants;
 
     for (const auto& method : options.methods)
         for (const auto isSaved : { false, true })
             for (const auto threads : options.threads)
-                for (const auto isAgainst : versions)
-                    if (! isSaved || threads == options.threads.back())
-                        variants.push_back ({ method, threads, isSaved, isAgainst });
+                if (! isSaved || threads == options.threads.back())
+                {
+                    if (! options.against.empty())
+                        variants.push_back ({ method, threads, isSaved, true });
 
-    beginTables ({});
+                    variants.push_back ({ method, threads, isSaved, false });
+                }
+
+    Findings findings;
+    Tables tables ({});
     Session (options, options.numTracks, options.seconds.back(), 44100, variants)
         .run (options.analysisPolicy(), findings, tables);
     findings.tables = { tables.runs, tables.space, tables.exports };
+    return findings;
+}
 
-    if (options.withLongRun)
-    {
-        auto policy = options.analysisPolicy();
-        policy.numRounds = 1;
-        beginTables ("-long");
-        Session (
-            options, 24, 1200, 48000, { { options.methods.back(), options.threads.back(), false, false } })
-            .run (policy, findings, tables);
-        findings.tables.push_back (tables.runs);
-        findings.tables.push_back (tables.space);
-    }
-
+Findings benchmarkLongRun (const BenchmarkOptions& options)
+{
+    Findings findings;
+    Tables tables ("-long");
+    auto policy = options.analysisPolicy();
+    policy.numRounds = 1;
+    Session (options, 24, 1200, 48000, { { options.methods.back(), options.threads.back(), false, false } })
+        .run (policy, findings, tables);
+    findings.tables = { tables.runs, tables.space };
     return findings;
 }
 
