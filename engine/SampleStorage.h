@@ -50,7 +50,10 @@ public:
 
     virtual ~ComponentSink() = default;
 
-    /** Samples start .. start + n - 1 of all five. */
+    /** Components that the sink looks at, from the first on: the others may be null. */
+    [[nodiscard]] virtual std::size_t numWanted() const { return channelLayout::numBestComponents; }
+
+    /** Samples start .. start + n - 1 of those that are wanted. */
     [[nodiscard]] virtual bool write (std::int64_t start, std::size_t n, const Signals& components) = 0;
 
     /** Once, after the last sample: what the components are to be multiplied with. */

@@ -63,12 +63,12 @@ private:
 };
 } // namespace
 
-int SoundingPart::numComponents() const
+std::size_t SoundingPart::numComponents() const
 {
-    auto count = channelLayout::numBestComponents;
+    std::size_t count = channelLayout::numBestComponents;
 
     if (! hasResidual())
-        while (count > 1 && weights[static_cast<std::size_t> (count - 1)] == 0.0f)
+        while (count > 1 && weights[count - 1] == 0.0f)
             --count;
 
     return count;
@@ -78,7 +78,7 @@ void SoundingPart::mix (std::span<float> dest, const ComponentSink::Signals& com
 {
     std::fill (dest.begin(), dest.end(), 0.0f);
 
-    for (std::size_t c = 0; c < static_cast<std::size_t> (numComponents()); ++c)
+    for (std::size_t c = 0; c < numComponents(); ++c)
         for (std::size_t i = 0; i < dest.size(); ++i)
             dest[i] += weights[c] * components[c][i];
 }
@@ -104,7 +104,7 @@ bool FactoredSamples::readFrames (std::int64_t start, std::span<float> dest)
     for (std::size_t c = 0; c < components.size(); ++c)
         components[c] = signals.data() + c * n;
 
-    for (std::size_t c = 0; c < static_cast<std::size_t> (part.numComponents()); ++c)
+    for (std::size_t c = 0; c < part.numComponents(); ++c)
         wanted[c] = signals.data() + c * n;
 
     if (! source.read (start, own) || ! reader.read (start, n, wanted))

@@ -28,7 +28,7 @@ public:
     explicit SoundingPart (KnobValues knobs) : weights (SuppressionRule::forSetting (knobs).channelWeight) {}
 
     /** Best components that sound, from the first on: 1..5. */
-    [[nodiscard]] int numComponents() const;
+    [[nodiscard]] std::size_t numComponents() const;
 
     /** Whether the residual sounds, for which all five are needed. */
     [[nodiscard]] bool hasResidual() const { return weights[channelLayout::residual] != 0.0f; }
@@ -73,6 +73,7 @@ public:
     /** file: of that size. Components come at their true level. */
     MixSink (std::shared_ptr<StoreFile> file, SoundingPart part, std::int64_t lengthInSamples);
 
+    [[nodiscard]] std::size_t numWanted() const override { return part.numComponents(); }
     [[nodiscard]] bool write (std::int64_t start, std::size_t n, const Signals& components) override;
     [[nodiscard]] bool finish (ComponentLevel) override { return true; }
 

@@ -11,16 +11,22 @@ namespace
 {
 constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
 
-/** The standard outputs that layers are made of, by Focus; different Focus values often share one. None where
-    all of the track stays. */
-std::vector<std::size_t> layersOf (const TrackFindings& findings)
+/** The lowest Focus whose signal so many of the best components tell. */
+constexpr std::size_t lowestFocus (std::size_t numComponents)
+{
+    return numFocusSteps - numComponents;
+}
+
+/** The standard outputs that the layers of so many components are made of, by Focus; different Focus values
+    often share one. None where all of the track stays. */
+std::vector<std::size_t> layersOf (const TrackFindings& findings, std::size_t numComponents)
 {
     std::vector<std::size_t> layers;
 
     if (supportedEffect (findings) <= 0.0)
         return layers;
 
-    for (std::size_t f = 1; f < numFocusSteps; ++f)
+    for (auto f = lowestFocus (numComponents); f < numFocusSteps; ++f)
         if (const auto best = static_cast<std::size_t> (findings.bestFocusUpTo[f]);
             std::find (layers.begin(), layers.end(), best) == layers.end())
             layers.push_back (best);
@@ -193,7 +199,7 @@ private:
 
         ComponentSink::Signals components{ keptAt (components.size()) };
 
-        for (std::size_t c = 1; c < components.size(); ++c)
+        for (std::size_t c = 1; c < sink.numWanted(); ++c)
         {
             const auto *kept = keptAt (components.size() - c), *more = keptAt (components.size() - c + 1);
             auto* const component = w.rendered[c].data();
@@ -233,7 +239,7 @@ bool writeLayers (RefinementRun& run,
         return false;
     }
 
-    const auto layers = layersOf (run.findings (track));
+    const auto layers = layersOf (run.findings (track), sink->numWanted());
     const auto stretches = stretchesOf (run.shape, run.tracks[track].ownLength, run.numWorkers());
 
     if (! run.forEach (
