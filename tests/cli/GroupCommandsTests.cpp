@@ -162,6 +162,33 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         CHECK (session.info().at ("tracks").at (0).at ("sourceIsThere") == false);
     }
 
+    SECTION ("a run that saves nothing writes what one that saves does, wherever the knobs stand")
+    {
+        for (const auto* knobs : { "refined --focus suggested",
+                                   "refined --focus 2.3 --fine 0.2",
+                                   "refined --focus 0.4",
+                                   "standard --focus 1.7 --components",
+                                   "standard --focus 0.4 --fine 0.2" })
+        {
+            INFO (knobs);
+            const auto options = std::string (" --overwrite --quiet --method ") + knobs;
+            REQUIRE (session
+                         .run ("process $ --out $ --save $" + options,
+                               { session.tracks.path(), session.work.path ("saved"), session.groupPath() })
+                         .exitCode
+                     == 0);
+            REQUIRE (session
+                         .run ("process $ --out $" + options,
+                               { session.tracks.path(), session.work.path ("alone") })
+                         .exitCode
+                     == 0);
+
+            for (const auto& file :
+                 session.work.child ("saved").findChildFiles (juce::File::findFiles, false))
+                CHECK (bytesOf (file) == bytesOf (session.work.child ("alone/" + file.getFileName())));
+        }
+    }
+
     SECTION ("keeps an edit of knobs, names and types, and says what needs a new analysis")
     {
         session.analyse();
