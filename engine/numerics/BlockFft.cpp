@@ -23,8 +23,9 @@ const kernels::TransformPlan& planForLength (std::size_t n)
 } // namespace
 
 BlockFft::BlockFft (std::span<const float> w)
-    : window (w), n (w.size()), plan (planForLength (n)), overlapWindow (kernels::overlapWindow (w)), samplesInLanes (n * numFrames),
-      prepared (2 * n * numFrames), work (n * numFrames)
+    : window (w), n (w.size()), plan (planForLength (n)), overlapWindow (kernels::overlapWindow (w)),
+      samplesInLanes (n * numFrames), prepared (plan.preparedFloatsPerFrame() * numFrames),
+      work (plan.workFloats())
 {
     assert (n >= 64 && (n & (n - 1)) == 0);
 }
@@ -56,7 +57,7 @@ void BlockFft::forward (float* spectrum)
 
 void BlockFft::prepare (const float* spectrum)
 {
-    kernels::prepareTransforms (prepared.data(), spectrum, plan);
+    kernels::prepareSpectrum (prepared.data(), spectrum, plan);
 }
 
 void BlockFft::inverseWeighted (float* samples, const float* weights)
@@ -69,14 +70,20 @@ void BlockFft::overlapWeighted (float* signal,
                                 const float* weights,
                                 const float* frameGains)
 {
-    kernels::overlapWeighted (
-        { signal, carry.data(), overlapWindow.data(), frameGains }, prepared.data(), weights, work.data(), plan);
+    kernels::overlapWeighted ({ signal, carry.data(), overlapWindow.data(), frameGains },
+                              prepared.data(),
+                              weights,
+                              work.data(),
+                              plan);
 }
 
 void BlockFft::overlapGained (float* signal, OverlapCarry& carry, const float* gains, const float* frameGains)
 {
-    kernels::overlapGained (
-        { signal, carry.data(), overlapWindow.data(), frameGains }, prepared.data(), gains, work.data(), plan);
+    kernels::overlapGained ({ signal, carry.data(), overlapWindow.data(), frameGains },
+                            prepared.data(),
+                            gains,
+                            work.data(),
+                            plan);
 }
 
 } // namespace tessivar

@@ -122,113 +122,211 @@ HWY_INLINE void join (Complex (&x)[radix], const float* first, std::size_t span,
 template <std::size_t radix>
 HWY_NOINLINE void joinBlocks (float* first, std::size_t span, const float* twiddles)
 {
-    for (std::size_t j = 0; j < span; ++j, first += 2 * L, twiddles += 2 * (radix - 1))
-    {
-        Complex x[radix];
-        join (x, first, span, twiddles);
+    Complex x[radix];
 
+    const auto store = [&]
+    {
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
             storeComplex (x[q], first + q * span * 2 * L);
+    };
+
+    // The first twiddles are all one.
+#pragma GCC unroll 8
+    for (std::size_t q = 0; q < radix; ++q)
+        x[q] = loadComplex (first + q * span * 2 * L);
+
+    butterfly (x);
+    store();
+
+    for (std::size_t j = 1; j < span; ++j)
+    {
+        first += 2 * L;
+        twiddles += 2 * (radix - 1);
+        join (x, first, span, twiddles);
+        store();
     }
 }
 
 //======================================================================================================
-// What the first pass starts from.
+// The first pass
 
 /** Real samples: the even ones are real, the odd ones imaginary parts. Exchanged, so that the inverse
     transform gives the forward one, exchanged as well. */
+template <std::size_t radix>
 struct SampleSource
 {
     const float* samples;
+    std::size_t distance; // m / radix
 
-    HWY_INLINE Complex operator() (std::size_t, std::size_t bin) const
+    HWY_INLINE void load (Complex (&x)[radix], std::size_t, std::size_t bin, float*) const
     {
-        const auto* p = samples + bin * 2 * lanes;
-        return { hn::Load (tag, p + lanes), hn::Load (tag, p) };
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < radix; ++q)
+        {
+            const auto* p = samples + (bin + q * distance) * 2 * lanes;
+            x[q] = { hn::Load (tag, p + lanes), hn::Load (tag, p) };
+        }
     }
 };
 
-HWY_INLINE Complex weighted (const float* prepared, Floats weight, Floats mirroredWeight)
+/** Bins of the complex transform from those of the real one, X, under weights w. With h = pi k / n,
+    a = w[k] X[k] and b = conj (w[m - k] X[m - k]) bin k is (1 + i exp (2ih)) a + (1 - i exp (2ih)) b, and the
+    conjugate of bin m - k has a and b exchanged. As 1 + i exp (2ih) = (1 + i) exp (ih) (cos h - sin h) and
+    1 - i exp (2ih) = -i (1 + i) exp (ih) (cos h + sin h), it is enough to multiply with real factors what
+    PrepareSpectrum has turned. */
+template <std::size_t radix, typename Factors>
+struct SpectrumSource
 {
-    return { hn::Add (hn::Mul (weight, hn::Load (tag, prepared)),
-                      hn::Mul (mirroredWeight, hn::Load (tag, prepared + 2 * L))),
-             hn::Sub (hn::Mul (weight, hn::Load (tag, prepared + L)),
-                      hn::Mul (mirroredWeight, hn::Load (tag, prepared + 3 * L))) };
+    const float* prepared;
+    Factors factors; // w[k] (cos h - sin h) and w[k] (cos h + sin h)
+    std::size_t m;
+
+    /** Leaves the mirrored bins, in the order of a butterfly of their own. */
+    HWY_INLINE void load (Complex (&x)[radix], std::size_t step, std::size_t bin, float* mirrored) const
+    {
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < radix; ++q)
+        {
+            const auto k = bin + q * (m / radix);
+            const auto* p = prepared + (step * radix + q) * 4 * L;
+            const auto a = loadComplex (p), b = loadComplex (p + 2 * L);
+            const auto f = factors (k), g = factors (m - k);
+            x[q] = { hn::Add (hn::Mul (f.difference, a.re), hn::Mul (g.sum, b.im)),
+                     hn::Sub (hn::Mul (f.difference, a.im), hn::Mul (g.sum, b.re)) };
+            storeComplex ({ hn::Sub (hn::Mul (f.sum, a.im), hn::Mul (g.difference, b.re)),
+                            hn::Add (hn::Mul (f.sum, a.re), hn::Mul (g.difference, b.im)) },
+                          mirrored + (radix - 1 - q) * 2 * L);
+        }
+    }
+};
+
+struct BinFactors
+{
+    Floats difference, sum;
+};
+
+struct WeightFactors
+{
+    const float *differences, *sums; // already under weights
+
+    HWY_INLINE BinFactors operator() (std::size_t k) const
+    {
+        return { broadcast (differences[k]), broadcast (sums[k]) };
+    }
+};
+
+struct GainFactors
+{
+    const float *differences, *sums, *gains;
+
+    HWY_INLINE BinFactors operator() (std::size_t k) const
+    {
+        const auto gain = hn::Load (tag, gains + k * lanes);
+        return { hn::Mul (gain, broadcast (differences[k])), hn::Mul (gain, broadcast (sums[k])) };
+    }
+};
+
+template <std::size_t radix>
+HWY_INLINE void storeButterfly (Complex (&x)[radix], float* dest)
+{
+    butterfly (x);
+
+#pragma GCC unroll 8
+    for (std::size_t q = 0; q < radix; ++q)
+        storeComplex (x[q], dest + q * 2 * L);
 }
-
-struct WeightedSource
-{
-    const float *prepared, *weights;
-    std::size_t length;
-
-    HWY_INLINE Complex operator() (std::size_t position, std::size_t bin) const
-    {
-        return weighted (
-            prepared + position * 4 * L, broadcast (weights[bin]), broadcast (weights[length - bin]));
-    }
-};
-
-struct GainedSource
-{
-    const float *prepared, *gains;
-    std::size_t length;
-
-    HWY_INLINE Complex operator() (std::size_t position, std::size_t bin) const
-    {
-        return weighted (prepared + position * 4 * L,
-                         hn::Load (tag, gains + bin * lanes),
-                         hn::Load (tag, gains + (length - bin) * lanes));
-    }
-};
 
 /** All passes but the last one. Blocks are joined as soon as they are there, while the caches hold them. */
 template <std::size_t radix, typename Source>
-HWY_NOINLINE void joinUpToEight (float* work, const Source& source, const TransformPlan& plan)
+HWY_NOINLINE void
+joinUpToEight (float* work, const Source source, const TransformPlan::Order& order, const TransformPlan& plan)
 {
-    const auto distance = plan.length / radix;
+    const auto* join = order.joins.data();
+    const auto* const steps = order.steps.data();
+    const auto numSteps = order.steps.size();
 
-    for (std::size_t s = 0; s < distance; ++s)
+    for (std::size_t i = 0; i < numSteps; ++i)
     {
-        const std::size_t first = plan.firstBins[s];
+        const auto& step = steps[i];
+        auto* const dest = work + step.position * 2 * L;
+        auto* const mirrored = work + step.mirroredPosition * 2 * L;
         Complex x[radix];
+        source.load (x, i, step.bin, mirrored);
+        storeButterfly (x, dest);
 
-#pragma GCC unroll 8
-        for (std::size_t q = 0; q < radix; ++q)
-            x[q] = source (s * radix + q, first + q * distance);
-
-        butterfly (x);
-
-#pragma GCC unroll 8
-        for (std::size_t q = 0; q < radix; ++q)
-            storeComplex (x[q], work + (s * radix + q) * 2 * L);
-
-        const auto end = (s + 1) * radix;
-
-        for (const auto& pass : plan.middlePasses)
+        if (mirrored != dest)
         {
-            const auto joined = pass.radix * pass.span;
+#pragma GCC unroll 8
+            for (std::size_t q = 0; q < radix; ++q)
+                x[q] = loadComplex (mirrored + q * 2 * L);
 
-            if (end % joined != 0)
-                break;
+            storeButterfly (x, mirrored);
+        }
 
+        for (const auto* const end = join + step.numJoins; join < end; ++join)
+        {
+            const auto& pass = plan.middlePasses[join->pass];
             const auto joinAll = pass.radix == 8 ? joinBlocks<8> : joinBlocks<4>;
-            joinAll (work + (end - joined) * 2 * L, pass.span, pass.twiddles.data());
+            joinAll (work + join->position * 2 * L, pass.span, pass.twiddles.data());
         }
     }
 }
 
-template <typename Source>
-HWY_INLINE void allButLastPass (float* work, const Source& source, const TransformPlan& plan)
+HWY_INLINE void joinSamples (float* work, const float* samples, const TransformPlan& plan)
 {
     if (plan.firstRadix == 8)
-        joinUpToEight<8> (work, source, plan);
+        joinUpToEight<8> (work, SampleSource<8>{ samples, plan.length / 8 }, plan.inTurn, plan);
     else
-        joinUpToEight<4> (work, source, plan);
+        joinUpToEight<4> (work, SampleSource<4>{ samples, plan.length / 4 }, plan.inTurn, plan);
+}
+
+template <typename Factors>
+HWY_INLINE void
+joinSpectrum (float* work, const float* prepared, const Factors factors, const TransformPlan& plan)
+{
+    if (plan.firstRadix == 8)
+        joinUpToEight<8> (
+            work, SpectrumSource<8, Factors>{ prepared, factors, plan.length }, plan.inPairs, plan);
+    else
+        joinUpToEight<4> (
+            work, SpectrumSource<4, Factors>{ prepared, factors, plan.length }, plan.inPairs, plan);
+}
+
+/** The factors of a set of weights, in what is left of the work array. */
+HWY_INLINE WeightFactors weightFactors (float* work, const float* weights, const TransformPlan& plan)
+{
+    const auto m = plan.length;
+    auto* const differences = work + 2 * m * lanes;
+    auto* const sums = differences + m + lanes;
+
+    for (std::size_t k = 0; k < m; k += L)
+    {
+        const auto w = hn::LoadU (tag, weights + k);
+        hn::Store (hn::Mul (w, hn::LoadU (tag, plan.differences.data() + k)), tag, differences + k);
+        hn::Store (hn::Mul (w, hn::LoadU (tag, plan.sums.data() + k)), tag, sums + k);
+    }
+
+    differences[m] = weights[m] * plan.differences[m];
+    sums[m] = weights[m] * plan.sums[m];
+    return { differences, sums };
 }
 
 //======================================================================================================
 // Transposing
+
+#if HWY_TARGET == HWY_AVX3
+/** Blocks of 128 bits: those of a, then those of b. */
+HWY_INLINE Floats evenBlocks (Floats a, Floats b)
+{
+    return Floats{ _mm512_shuffle_f32x4 (a.raw, b.raw, _MM_SHUFFLE (2, 0, 2, 0)) };
+}
+
+HWY_INLINE Floats oddBlocks (Floats a, Floats b)
+{
+    return Floats{ _mm512_shuffle_f32x4 (a.raw, b.raw, _MM_SHUFFLE (3, 1, 3, 1)) };
+}
+#endif
 
 /** rows[i] lane j becomes rows[j] lane i. */
 HWY_INLINE void transpose (Floats (&rows)[L])
@@ -255,14 +353,12 @@ HWY_INLINE void transpose (Floats (&rows)[L])
     {
         const auto* x = columns + c * L / 4;
 #if HWY_TARGET == HWY_AVX3
-        const auto lowEven = hn::ConcatLowerLower (tag, x[2], x[0]);
-        const auto lowOdd = hn::ConcatLowerLower (tag, x[3], x[1]);
-        const auto highEven = hn::ConcatUpperUpper (tag, x[2], x[0]);
-        const auto highOdd = hn::ConcatUpperUpper (tag, x[3], x[1]);
-        rows[c] = hn::OddEvenBlocks (hn::SwapAdjacentBlocks (lowOdd), lowEven);
-        rows[4 + c] = hn::OddEvenBlocks (lowOdd, hn::SwapAdjacentBlocks (lowEven));
-        rows[8 + c] = hn::OddEvenBlocks (hn::SwapAdjacentBlocks (highOdd), highEven);
-        rows[12 + c] = hn::OddEvenBlocks (highOdd, hn::SwapAdjacentBlocks (highEven));
+        const auto even01 = evenBlocks (x[0], x[1]), even23 = evenBlocks (x[2], x[3]);
+        const auto odd01 = oddBlocks (x[0], x[1]), odd23 = oddBlocks (x[2], x[3]);
+        rows[c] = evenBlocks (even01, even23);
+        rows[4 + c] = evenBlocks (odd01, odd23);
+        rows[8 + c] = oddBlocks (even01, even23);
+        rows[12 + c] = oddBlocks (odd01, odd23);
 #elif HWY_TARGET == HWY_AVX2
         rows[c] = hn::ConcatLowerLower (tag, x[1], x[0]);
         rows[4 + c] = hn::ConcatUpperUpper (tag, x[1], x[0]);
@@ -317,7 +413,7 @@ std::uint32_t WindowFrames (float* dest, const float* const* frames, const float
     halved. */
 HWY_INLINE void splitBins (float* spectrum, Complex a, Complex b, std::size_t k, const TransformPlan& plan)
 {
-    const auto* w = plan.realTwiddles.data() + 4 * k;
+    const auto* w = plan.splitTwiddles.data() + 2 * k;
     const auto c = broadcast (w[0]), s = broadcast (w[1]);
     // Twice the transform of the even samples, and i times that of the odd ones but for the sign of the real part.
     const Complex even{ hn::Add (a.im, b.im), hn::Sub (a.re, b.re) };
@@ -380,7 +476,7 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
 {
     for (std::size_t part = 0; part < lanes; part += L)
     {
-        allButLastPass (work, SampleSource{ samples + part }, plan);
+        joinSamples (work, samples + part, plan);
         splitLastPass (spectrum + part, work, plan);
     }
 }
@@ -388,36 +484,37 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
 //======================================================================================================
 // Inverse
 
-void PrepareTransforms (float* prepared, const float* spectrum, const TransformPlan& plan)
+void PrepareSpectrum (float* prepared, const float* spectrum, const TransformPlan& plan)
 {
-    const auto m = plan.length, distance = m / plan.firstRadix;
-
     for (std::size_t part = 0; part < lanes; part += L)
-        for (const std::size_t first : plan.firstBins)
-            for (auto k = first; k < m; k += distance, prepared += 4 * L)
+        for (const auto& step : plan.inPairs.steps)
+            for (std::size_t q = 0; q < plan.firstRadix; ++q, prepared += 4 * L)
             {
-                const auto* w = plan.realTwiddles.data() + 4 * k;
-                const auto c = broadcast (w[0]), minus = broadcast (w[2]), plus = broadcast (w[3]);
+                const auto k = step.bin + q * (plan.length / plan.firstRadix);
                 const auto* low = spectrum + k * 2 * lanes + part;
-                const auto* high = spectrum + (m - k) * 2 * lanes + part;
+                const auto* high = spectrum + (plan.length - k) * 2 * lanes + part;
+                // (1 + i) exp (ih) times X[k] and the conjugate of X[m - k].
+                const auto re = broadcast (plan.differences[k]), im = broadcast (plan.sums[k]);
                 const Complex a{ hn::Load (tag, low), hn::Load (tag, low + lanes) };
                 const Complex b{ hn::Load (tag, high), hn::Load (tag, high + lanes) };
-                hn::Store (hn::Sub (hn::Mul (a.re, minus), hn::Mul (a.im, c)), tag, prepared);
-                hn::Store (hn::Add (hn::Mul (a.re, c), hn::Mul (a.im, minus)), tag, prepared + L);
-                // The imaginary part is stored with the other sign.
-                hn::Store (hn::Sub (hn::Mul (b.re, plus), hn::Mul (b.im, c)), tag, prepared + 2 * L);
-                hn::Store (hn::Add (hn::Mul (b.re, c), hn::Mul (b.im, plus)), tag, prepared + 3 * L);
+                storeComplex ({ hn::Sub (hn::Mul (re, a.re), hn::Mul (im, a.im)),
+                                hn::Add (hn::Mul (re, a.im), hn::Mul (im, a.re)) },
+                              prepared);
+                storeComplex ({ hn::Add (hn::Mul (re, b.re), hn::Mul (im, b.im)),
+                                hn::Sub (hn::Mul (im, b.re), hn::Mul (re, b.im)) },
+                              prepared + 2 * L);
             }
 }
 
 void TransformInverse (
     float* samples, const float* prepared, const float* weights, float* work, const TransformPlan& plan)
 {
-    const auto m = plan.length, span = m / 8;
+    const auto span = plan.length / 8;
+    const auto factors = weightFactors (work, weights, plan);
 
-    for (std::size_t part = 0; part < lanes; part += L, prepared += m * 4 * L)
+    for (std::size_t part = 0; part < lanes; part += L)
     {
-        allButLastPass (work, WeightedSource{ prepared, weights, m }, plan);
+        joinSpectrum (work, prepared + part * plan.preparedFloatsPerFrame(), factors, plan);
 
         for (std::size_t j = 0; j < span; ++j)
         {
@@ -435,37 +532,45 @@ void TransformInverse (
     }
 }
 
-/** Moves the lanes up by one; the lowest takes the carry, which takes the highest. */
-HWY_INLINE Floats shift (Floats x, float* carry)
+/** Moves the lanes up by one; the lowest takes the carry. */
+HWY_INLINE Floats shift (Floats x, const float* carry)
 {
     const auto lowest = broadcast (*carry);
 #if HWY_TARGET == HWY_AVX3
-    const auto moved = hn::Vec<FloatTag>{ _mm512_castsi512_ps (
+    return Floats{ _mm512_castsi512_ps (
         _mm512_alignr_epi32 (_mm512_castps_si512 (x.raw), _mm512_castps_si512 (lowest.raw), 15)) };
 #elif HWY_TARGET == HWY_AVX2
-    const auto moved = hn::CombineShiftRightBytes<12> (tag, x, hn::ConcatLowerLower (tag, x, lowest));
+    return hn::CombineShiftRightBytes<12> (tag, x, hn::ConcatLowerLower (tag, x, lowest));
 #else
-    const auto moved = hn::CombineShiftRightBytes<12> (tag, x, lowest);
+    return hn::CombineShiftRightBytes<12> (tag, x, lowest);
 #endif
+}
+
+HWY_INLINE void storeHighestLane (Floats x, float* carry)
+{
 #if HWY_TARGET == HWY_SSE4
     *carry = hn::ExtractLane (x, L - 1);
 #else
-    // Stored alone where it belongs: the lanes before it are left out.
     hn::BlendedStore (x, hn::Not (hn::FirstN (tag, L - 1)), tag, carry - (L - 1));
 #endif
-    return moved;
 }
 
-/** One sample of the hop, from the same one of the frames' four quarters. */
-HWY_INLINE Floats
-overlap (Floats a, Floats b, Floats c, Floats d, Floats gains, const float* window, float* carry)
+/** One sample of the hop, from the same one of the frames' four quarters. The carries lie in the order of
+    their use, so that no load meets a vector on its way to memory. */
+HWY_INLINE void
+overlap (float* dest, Floats a, Floats b, Floats c, Floats d, Floats gains, const float* window, float* carry)
 {
-    const auto windowed = [&] (Floats x, float weight)
-    { return hn::Mul (gains, hn::Mul (x, broadcast (weight))); };
-    const auto one = windowed (d, window[3]);
-    const auto two = hn::Add (shift (one, carry), windowed (c, window[2]));
-    const auto three = hn::Add (shift (two, carry + 1), windowed (b, window[1]));
-    return hn::Add (shift (three, carry + 2), windowed (a, window[0]));
+    const auto windowed = [&] (Floats x, std::size_t quarter)
+    { return hn::Mul (gains, hn::Mul (x, broadcast (window[quarter]))); };
+
+    const auto one = windowed (d, 3);
+    const auto two = hn::Add (shift (one, carry), windowed (c, 2));
+    const auto three = hn::Add (shift (two, carry + 1), windowed (b, 1));
+    const auto four = hn::Add (shift (three, carry + 2), windowed (a, 0));
+    hn::Store (four, tag, dest);
+    storeHighestLane (one, carry);
+    storeHighestLane (two, carry + 1);
+    storeHighestLane (three, carry + 2);
 }
 
 /** The last pass with overlap-add. It runs over the hop from its start and from its middle at once; rows of L
@@ -490,13 +595,10 @@ HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* wor
             Complex x[8];
             join (x, work, span, twiddles);
             auto* upper = row + atOnce * 2 * L;
-            hn::Store (overlap (x[0].re, x[2].re, x[4].re, x[6].re, gains, window, carry), tag, row);
-            hn::Store (
-                overlap (x[0].im, x[2].im, x[4].im, x[6].im, gains, window + 4, carry + 3), tag, row + L);
-            hn::Store (
-                overlap (x[1].re, x[3].re, x[5].re, x[7].re, gains, window + 8, carry + 6), tag, upper);
-            hn::Store (
-                overlap (x[1].im, x[3].im, x[5].im, x[7].im, gains, window + 12, carry + 9), tag, upper + L);
+            overlap (row, x[0].re, x[2].re, x[4].re, x[6].re, gains, window, carry);
+            overlap (row + L, x[0].im, x[2].im, x[4].im, x[6].im, gains, window + 4, carry + 3);
+            overlap (upper, x[1].re, x[3].re, x[5].re, x[7].re, gains, window + 8, carry + 6);
+            overlap (upper + L, x[1].im, x[3].im, x[5].im, x[7].im, gains, window + 12, carry + 9);
             work += 2 * L;
             twiddles += 14;
             window += 16;
@@ -522,25 +624,22 @@ HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* wor
     }
 }
 
-template <typename Source>
+/** factors (part) gives those of the frames from part on. */
+template <typename Factors>
 HWY_INLINE void overlapParts (const OverlapTarget& target,
                               const float* prepared,
-                              const float* weights,
-                              std::size_t weightStep,
+                              const Factors& factors,
                               float* work,
                               const TransformPlan& plan)
 {
-    const auto m = plan.length;
-    auto part = target;
+    auto ofPart = target;
 
-    for (std::size_t l = 0; l < lanes; l += L)
+    for (std::size_t part = 0; part < lanes; part += L)
     {
-        allButLastPass (work, Source{ prepared, weights, m }, plan);
-        overlapLastPass (part, work, plan);
-        part.signal += L * m / 2;
-        part.frameGains += L;
-        prepared += m * 4 * L;
-        weights += weightStep;
+        joinSpectrum (work, prepared + part * plan.preparedFloatsPerFrame(), factors (part), plan);
+        overlapLastPass (ofPart, work, plan);
+        ofPart.signal += L * plan.length / 2;
+        ofPart.frameGains += L;
     }
 }
 
@@ -550,7 +649,9 @@ void OverlapWeighted (const OverlapTarget& target,
                       float* work,
                       const TransformPlan& plan)
 {
-    overlapParts<WeightedSource> (target, prepared, weights, 0, work, plan);
+    const auto factors = weightFactors (work, weights, plan);
+    overlapParts (
+        target, prepared, [&] (std::size_t) { return factors; }, work, plan);
 }
 
 void OverlapGained (const OverlapTarget& target,
@@ -559,7 +660,10 @@ void OverlapGained (const OverlapTarget& target,
                     float* work,
                     const TransformPlan& plan)
 {
-    overlapParts<GainedSource> (target, prepared, gains, L, work, plan);
+    const auto factors = [&] (std::size_t part) {
+        return GainFactors{ plan.differences.data(), plan.sums.data(), gains + part };
+    };
+    overlapParts (target, prepared, factors, work, plan);
 }
 
 } // namespace tessivar::kernels::HWY_NAMESPACE
@@ -602,9 +706,24 @@ TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
     lastTwiddles = twiddles (8, length / 8, 1.0);
     halvedLastTwiddles = twiddles (8, length / 8, 0.5);
 
+    for (std::size_t k = 0; k <= length; ++k)
+    {
+        const auto c = std::cos (turn (k, n)), s = std::sin (turn (k, n));
+        splitTwiddles.insert (splitTwiddles.end(), { static_cast<float> (c), static_cast<float> (s) });
+        const auto halfC = std::cos (turn (k, 2 * n)), halfS = std::sin (turn (k, 2 * n));
+        differences.push_back (static_cast<float> (halfC - halfS));
+        sums.push_back (static_cast<float> (halfC + halfS));
+    }
+
+    inTurn = makeOrder (false);
+    inPairs = makeOrder (true);
+}
+
+TransformPlan::Order TransformPlan::makeOrder (bool paired) const
+{
     // The last pass joins the blocks of all bins with the same remainder by 8, and so on down to the first.
-    firstBins = { 0 };
-    std::uint32_t step = 1;
+    std::vector<std::size_t> firstBins{ 0 };
+    std::size_t distance = 1;
 
     const auto divide = [&] (std::size_t radix)
     {
@@ -612,24 +731,59 @@ TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
         firstBins.clear();
 
         for (const auto first : blocks)
-            for (std::uint32_t q = 0; q < radix; ++q)
-                firstBins.push_back (first + q * step);
+            for (std::size_t q = 0; q < radix; ++q)
+                firstBins.push_back (first + q * distance);
 
-        step *= static_cast<std::uint32_t> (radix);
+        distance *= radix;
     };
 
     divide (8);
     std::for_each (
         middlePasses.rbegin(), middlePasses.rend(), [&] (const Pass& pass) { divide (pass.radix); });
 
-    for (std::size_t k = 0; k < length; ++k)
-    {
-        const auto angle = turn (k, n);
-        const auto c = std::cos (angle), s = std::sin (angle);
+    std::vector<std::size_t> positions (distance); // of the butterfly that starts at a bin
 
-        for (const auto x : { c, s, 1.0 - s, 1.0 + s })
-            realTwiddles.push_back (static_cast<float> (x));
+    for (std::size_t i = 0; i < distance; ++i)
+        positions[firstBins[i]] = i * firstRadix;
+
+    Order order;
+    std::vector<std::vector<std::size_t>>
+        filled; // values that are there, in every block of every middle pass
+
+    for (const auto& pass : middlePasses)
+        filled.emplace_back (length / (pass.radix * pass.span));
+
+    const auto fill = [&] (std::size_t position)
+    {
+        for (std::size_t p = 0; p < middlePasses.size(); ++p)
+        {
+            const auto size = middlePasses[p].radix * middlePasses[p].span;
+
+            if ((filled[p][position / size] += firstRadix) == size)
+            {
+                order.joins.push_back ({ p, position / size * size });
+                ++order.steps.back().numJoins;
+            }
+        }
+    };
+
+    std::vector<bool> isDone (distance);
+
+    for (const auto bin : firstBins)
+    {
+        if (isDone[bin])
+            continue;
+
+        const auto mirrored = paired ? (distance - bin) % distance : bin;
+        isDone[mirrored] = true;
+        order.steps.push_back ({ bin, positions[bin], positions[mirrored], 0 });
+        fill (positions[bin]);
+
+        if (mirrored != bin)
+            fill (positions[mirrored]);
     }
+
+    return order;
 }
 
 std::vector<float> overlapWindow (std::span<const float> window)
@@ -647,7 +801,7 @@ std::vector<float> overlapWindow (std::span<const float> window)
 
 TESSIVAR_KERNEL (windowFrames, WindowFrames);
 TESSIVAR_KERNEL (transformForward, TransformForward);
-TESSIVAR_KERNEL (prepareTransforms, PrepareTransforms);
+TESSIVAR_KERNEL (prepareSpectrum, PrepareSpectrum);
 TESSIVAR_KERNEL (transformInverse, TransformInverse);
 TESSIVAR_KERNEL (overlapWeighted, OverlapWeighted);
 TESSIVAR_KERNEL (overlapGained, OverlapGained);

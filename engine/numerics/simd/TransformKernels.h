@@ -28,19 +28,45 @@ struct TransformPlan
         std::vector<float> twiddles;
     };
 
+    /** Two butterflies of the first pass, whose bins mirror each other. Both positions are the same for those
+        that stand alone. */
+    struct Step
+    {
+        std::size_t bin, position, mirroredPosition;
+        std::size_t numJoins; // blocks that are then complete
+    };
+
+    struct Join
+    {
+        std::size_t pass, position;
+    };
+
+    struct Order
+    {
+        std::vector<Step> steps;
+        std::vector<Join> joins;
+    };
+
     std::size_t length; // m
     std::size_t firstRadix;
-    std::vector<std::uint32_t> firstBins; // b of each first butterfly, in the order of its results
     std::vector<Pass> middlePasses;
+    Order inTurn, inPairs; // one butterfly after the other, and those together that mirror each other
     std::vector<float> lastTwiddles, halvedLastTwiddles;
-    std::vector<float> silence;      // n zeros
-    std::vector<float> realTwiddles; // for k < m, with t = 2 pi k / n: cos t, sin t, 1 - sin t, 1 + sin t
+    std::vector<float> silence;           // n zeros
+    std::vector<float> splitTwiddles;     // cos, sin of 2 pi k / n for k <= m
+    std::vector<float> differences, sums; // cos h - sin h and cos h + sin h, h = pi k / n, for k <= m
+
+    [[nodiscard]] std::size_t workFloats() const { return 2 * length * lanes + 2 * (length + lanes); }
+    [[nodiscard]] std::size_t preparedFloatsPerFrame() const { return 4 * firstRadix * inPairs.steps.size(); }
+
+private:
+    [[nodiscard]] Order makeOrder (bool paired) const;
 };
 
 /** Transforms of 16 frames in lane layout: value i of frame l stands at i * 16 + l. Spectra are n/2 + 1 bins
     of 16 real and then 16 imaginary parts. A frame's arithmetic is the same in every lane and on every
     instruction set, and no operation is fused. Arrays start on 64-byte boundaries and don't overlap, unless
-    said otherwise; work holds n * 16 floats, prepared twice as many, both in an order of their own.
+    said otherwise; work holds plan.workFloats().
 
     Sources: Cooley, Tukey 1965 (decimation in time); Bergland 1968 (radix 8); Sorensen, Jones, Heideman,
     Burrus 1987 (a real transform by a complex one of half the length).
@@ -56,10 +82,8 @@ extern const Kernel<std::uint32_t (
 extern const Kernel<void (float* spectrum, const float* samples, float* work, const TransformPlan& plan)>
     transformForward;
 
-/** What the inverse transforms of a spectrum start from: with t = 2 pi k / n, spectrum[k] (1 + i exp (i t))
-    and conj (spectrum[n/2 - k]) (1 - i exp (i t)), for each k < n/2. */
-extern const Kernel<void (float* prepared, const float* spectrum, const TransformPlan& plan)>
-    prepareTransforms;
+/** Copies a spectrum into the order in which inverse transforms take it, and turns it towards them. */
+extern const Kernel<void (float* prepared, const float* spectrum, const TransformPlan& plan)> prepareSpectrum;
 
 /** samples = inverse DFT of weights[bin] * spectrum, n times too large. */
 extern const Kernel<void (
