@@ -1,86 +1,127 @@
 #include "engine/ComponentReader.h"
 
+#include "engine/numerics/BlockFft.h"
+
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace tessivar
 {
 
-/** Renders segments, and keeps the last one. */
+/** Renders block after block, and keeps the last one. */
 class ComponentReader::Renderer
 {
 public:
     explicit Renderer (const ComponentReader& r)
-        : reader (r), renderer (r.bases,
-                                { r.factors->activations.data(),
-                                  channelLayout::numComponents,
-                                  static_cast<std::size_t> (r.factors->shape.numFrames) },
-                                r.factors->data)
+        : reader (r), shape (r.factors->shape), renderer (r.bases,
+                                                          { r.factors->activations.data(),
+                                                            channelLayout::numComponents,
+                                                            static_cast<std::size_t> (shape.numFrames) },
+                                                          r.factors->data)
     {
     }
 
-    [[nodiscard]] bool holds (std::int64_t position) const
-    {
-        return position >= segment.first && position < end();
-    }
+    /** Whether rendering can go on to that sample from where it stands. */
+    [[nodiscard]] bool reaches (std::int64_t position) const { return position >= first && position <= end; }
 
-    /** Copies what the segment around position holds of n samples, and says how many; 0 when the source can't be
-        read. */
-    [[nodiscard]] std::size_t
-    copy (std::int64_t position, std::size_t n, std::size_t offset, const Signals& components)
+    [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& components)
     {
-        if (! render (position, components))
-            return 0;
-
-        const auto count = std::min (n, static_cast<std::size_t> (end() - position));
+        std::vector<std::size_t> slots;
 
         for (std::size_t slot = 0; slot < components.size(); ++slot)
             if (components[slot] != nullptr)
-                std::copy_n (segment.component (static_cast<std::size_t> (reader.track.slots[slot]))
-                                 + (position - segment.first),
-                             count,
-                             components[slot] + offset);
+                slots.push_back (slot);
 
-        return count;
+        if (! reaches (start) || slots != rendered)
+            seek (start, slots);
+
+        for (std::size_t done = 0; done < n;)
+        {
+            const auto position = start + static_cast<std::int64_t> (done);
+
+            if (position >= end && ! renderNext (n - done))
+                return false;
+
+            // After a seek the first block reaches past the sample that was sought.
+            const auto count = std::min (n - done, static_cast<std::size_t> (end - position));
+
+            for (const auto slot : slots)
+                std::copy_n (blocks[slot].data() + (position - blockStart), count, components[slot] + done);
+
+            done += count;
+        }
+
+        return true;
     }
 
 private:
-    [[nodiscard]] std::int64_t end() const
+    [[nodiscard]] std::int64_t sampleOf (std::int64_t frame) const
     {
-        return segment.first + static_cast<std::int64_t> (segment.length);
+        return frameStart (frame, shape.rate) - shape.paddingSamples;
     }
 
-    /** Sees to it that the segment around position is there with these components. */
-    [[nodiscard]] bool render (std::int64_t position, const Signals& components)
+    void seek (std::int64_t position, const std::vector<std::size_t>& slots)
     {
-        std::vector<int> wanted;
+        // The hop that holds the sample takes in the three frames before its own.
+        nextFrame = (position + shape.paddingSamples + shape.rate.frameLength) / shape.rate.hop - 3;
+        framesRead = {};
+        first = position;
+        end = position;
+        rendered = slots;
+        renderer.restart();
 
-        for (std::size_t slot = 0; slot < components.size(); ++slot)
-            if (components[slot] != nullptr)
-                wanted.push_back (reader.track.slots[slot]);
-
-        if (holds (position)
-            && std::ranges::all_of (wanted, [&] (int k) { return std::ranges::count (rendered, k) > 0; }))
-            return true;
-
-        const auto& shape = reader.factors->shape;
-        rendered = wanted;
-
-        if (renderer.renderSegment (reader.signal,
-                                    ComponentRenderer::segmentAt (shape, position),
-                                    shape,
-                                    { rendered, false },
-                                    segment))
-            return true;
-
-        segment.length = 0; // holds nothing
-        return false;
+        for (const auto slot : slots)
+            if (blocks[slot].size() == 0)
+                blocks[slot] = AlignedBuffer (static_cast<std::size_t> (blockFrames * shape.rate.hop));
     }
+
+    /** numWanted: samples that will be read, for which the source is read ahead. */
+    bool renderNext (std::size_t numWanted)
+    {
+        const auto blockLength = blockFrames * shape.rate.hop;
+
+        if (nextFrame >= framesRead.end)
+        {
+            const auto numBlocks = std::clamp<std::int64_t> (
+                static_cast<std::int64_t> (numWanted) / blockLength + 1, 1, mostBlocks);
+            framesRead = { nextFrame, nextFrame + numBlocks * blockFrames };
+            samples.resize (std::max (samples.size(), framesRead.numSamples (shape.rate)));
+
+            if (! reader.signal.read (frameStart (nextFrame, shape.rate),
+                                      { samples.data(), framesRead.numSamples (shape.rate) }))
+            {
+                end = first - 1; // holds nothing, reaches nowhere
+                return false;
+            }
+        }
+
+        renderer.setBlock (samples.data() + (nextFrame - framesRead.first) * shape.rate.hop,
+                           { nextFrame, std::min (nextFrame + blockFrames, shape.numFrames) });
+
+        for (const auto slot : rendered)
+            renderer.renderBlock (blocks[slot].data(), static_cast<std::size_t> (reader.track.slots[slot]));
+
+        blockStart = sampleOf (nextFrame);
+        first = std::max (first, blockStart);
+        end = blockStart + blockLength;
+        nextFrame += blockFrames;
+        return true;
+    }
+
+    static constexpr auto blockFrames = static_cast<std::int64_t> (BlockFft::numFrames);
+    static constexpr std::int64_t mostBlocks = 16;
 
     const ComponentReader& reader;
+    const AnalysisShape& shape;
     ComponentRenderer renderer;
-    ComponentRenderer::Segment segment;
-    std::vector<int> rendered; // components that it holds
+    std::array<AlignedBuffer, channelLayout::numBestComponents> blocks; // by slot
+    std::vector<std::size_t> rendered;                                  // slots
+    std::vector<float> samples;
+    FrameRange framesRead;            // that the samples hold
+    std::int64_t nextFrame = 0;       // that the next block begins with
+    std::int64_t blockStart = 0;      // sample
+    std::int64_t first = 0, end = -1; // samples that the block holds complete
 };
 
 ComponentReader::ComponentReader (std::shared_ptr<const Factorization> f,
@@ -97,7 +138,7 @@ std::unique_ptr<ComponentReader::Renderer> ComponentReader::take (std::int64_t p
 {
     const std::lock_guard lock (idleLock);
     auto found =
-        std::ranges::find_if (idle, [&] (const auto& renderer) { return renderer->holds (position); });
+        std::ranges::find_if (idle, [&] (const auto& renderer) { return renderer->reaches (position); });
 
     if (found == idle.end() && ! idle.empty())
         found = idle.begin();
@@ -117,22 +158,10 @@ bool ComponentReader::read (std::int64_t start, std::size_t n, const Signals& co
     if (renderer == nullptr)
         renderer = std::make_unique<Renderer> (*this);
 
-    std::size_t done = 0;
-
-    while (done < n)
-    {
-        const auto count =
-            renderer->copy (start + static_cast<std::int64_t> (done), n - done, done, components);
-
-        if (count == 0)
-            break;
-
-        done += count;
-    }
-
+    const auto isRead = renderer->read (start, n, components);
     const std::lock_guard lock (idleLock);
     idle.push_back (std::move (renderer));
-    return done == n;
+    return isRead;
 }
 
 } // namespace tessivar

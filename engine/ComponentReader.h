@@ -28,7 +28,7 @@ struct Factorization
 };
 
 /** The components of one track in the order of its slots, rendered when they are read. Reads that follow one
-    another and such that are long cost least. Several threads may read at once; each renders for itself. */
+    another cost least. Several threads may read at once; each renders for itself. */
 class ComponentReader final : public ComponentSource
 {
 public:

@@ -136,9 +136,40 @@ std::size_t ComponentRenderer::numSegments (const AnalysisShape& shape, std::int
     return static_cast<std::size_t> ((hopsOf (shape, length).size() + segmentHops - 1) / segmentHops);
 }
 
-std::size_t ComponentRenderer::segmentAt (const AnalysisShape& shape, std::int64_t position)
+void ComponentRenderer::restart()
 {
-    return numSegments (shape, position + 1) - 1;
+    wasHeard = false;
+
+    for (auto& carry : carries)
+        carry.clear();
+}
+
+void ComponentRenderer::setBlock (const float* blockSamples, FrameRange frames)
+{
+    const auto numGiven = static_cast<std::size_t> (
+        std::clamp<std::int64_t> (frames.size(), 0, static_cast<std::int64_t> (lanes)));
+    std::array<std::int64_t, lanes> numbers;
+    std::iota (numbers.begin(), numbers.end(), frames.first);
+    fft.load (blockSamples, numGiven);
+
+    auto isHeard = false;
+
+    for (std::size_t l = 0; l < numGiven; ++l)
+        isHeard = isHeard || ! fft.isSilent (l);
+
+    isSilent = ! isHeard && ! wasHeard; // then the frames before leave nothing to add
+    wasHeard = isHeard;
+
+    if (! isSilent)
+        setFrames ({ numbers.data(), numGiven });
+}
+
+void ComponentRenderer::renderBlock (float* out, std::size_t k)
+{
+    if (isSilent)
+        std::fill_n (out, lanes * fft.hop(), 0.0f);
+    else
+        fft.overlapWeighted (out, carries[k], bases.component (k), gains.data() + k * lanes);
 }
 
 bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
@@ -178,30 +209,15 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
             buffer = AlignedBuffer (static_cast<std::size_t> (segmentFrames * rate.hop));
     }
 
-    for (auto& carry : carries)
-        carry.clear();
-
+    restart();
     const auto blockLength = lanes * fft.hop();
-    auto wasHeard = false; // by the block before
 
     for (std::size_t start = 0; start < static_cast<std::size_t> (frames.size()) * fft.hop();
          start += blockLength)
     {
-        std::array<std::int64_t, lanes> numbers;
         const auto first = frames.first + static_cast<std::int64_t> (start / fft.hop());
-        const auto numGiven = std::min (lanes, static_cast<std::size_t> (frames.end - first));
-        std::iota (numbers.begin(), numbers.end(), first);
-        fft.load (samples.data() + start, numGiven);
-
-        auto isHeard = false;
-
-        for (std::size_t l = 0; l < numGiven; ++l)
-            isHeard = isHeard || ! fft.isSilent (l);
-
-        const auto isSilent = ! isHeard && ! wasHeard; // then the frames before leave nothing to add
-
-        if (! isSilent)
-            setFrames ({ numbers.data(), numGiven });
+        setBlock (samples.data() + start,
+                  { first, std::min (first + static_cast<std::int64_t> (lanes), frames.end) });
 
         // The samples of the segment in this block.
         const auto from = std::clamp (segment.offset, start, start + blockLength) - start;
@@ -216,11 +232,7 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
                 continue;
 
             auto* out = isKept[k] ? segment.signals[k].data() + start : block.data();
-
-            if (isSilent)
-                std::fill_n (out, blockLength, 0.0f);
-            else
-                fft.overlapWeighted (out, carries[k], bases.component (k), gains.data() + k * lanes);
+            renderBlock (out, k);
 
             if (! wanted.levels)
                 continue;
@@ -234,8 +246,6 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
                 segment.levels.hasFinite[k] || std::isfinite (level.squares)
                 || std::any_of (out + from, out + to, [] (float x) { return std::isfinite (x); });
         }
-
-        wasHeard = isHeard;
     }
 
     return true;

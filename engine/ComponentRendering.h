@@ -96,15 +96,20 @@ public:
         for the segment before too, so that segments may be rendered in any order. */
     [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
 
-    /** Number of the segment that holds a sample of the track. */
-    [[nodiscard]] static std::size_t segmentAt (const AnalysisShape& shape, std::int64_t position);
-
     /** Returns false when the source can't be read. */
     [[nodiscard]] bool renderSegment (const PaddedSignal& signal,
                                       std::size_t index,
                                       const AnalysisShape& shape,
                                       const Wanted& wanted,
                                       Segment& segment);
+
+    /** Block by block: after restart() blocks of sixteen frames follow one another, with samples that start at
+        their first frame; of the last block there may be fewer. Every component of interest is rendered for each
+        of them: sixteen hops from the first frame's start on, complete but for the first three after
+        restart(). */
+    void restart();
+    void setBlock (const float* samples, FrameRange frames);
+    void renderBlock (float* out, std::size_t component);
 
 private:
     void setFrames (std::span<const std::int64_t> frames);
@@ -117,6 +122,7 @@ private:
     AlignedBuffer block;                             // of a component that nobody keeps, or frames in lanes
     std::vector<float> samples;
     std::array<OverlapCarry, channelLayout::numComponents> carries;
+    bool isSilent = true, wasHeard = false; // the block, and the one before once it is set
 };
 
 } // namespace tessivar

@@ -161,10 +161,10 @@ TEST_CASE ("Analysis", "[engine][analysis]")
                                       found.slots },
                                     *group.sources[i]);
 
-            // Runs of all sizes, within segments and across them, of all components and of some.
-            for (const auto& [start, length] :
-                 { std::pair{ 0, 1 }, { 1, 15615 }, { 15616, 10 }, { 3000, 20000 } })
-                for (const std::size_t numWanted : { 1u, 5u })
+            // Runs of all sizes, on from the one before and from elsewhere, of all components and of some.
+            for (const std::size_t numWanted : { 1u, 5u })
+                for (const auto& [start, length] :
+                     { std::pair{ 0, 1 }, { 1, 15615 }, { 15616, 10 }, { 20000, 0 }, { 3000, 20000 } })
                 {
                     std::array<std::vector<float>, 5> read;
                     ComponentSource::Signals signals{};
