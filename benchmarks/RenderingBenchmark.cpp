@@ -108,7 +108,6 @@ public:
     {
         announce ("rendering: frames of " + std::to_string (rate.frameLength));
 
-        // The product's plans come first, so that nothing FFTW learns by measuring gets into them.
         const LinearBases bases (melBases.data(), method::numMelBands, data);
         ComponentRenderer renderer (bases, frames(), data);
         FrameByFrameRendering anchor (rate, bases.data(), bases.columnStride(), data.window.data());

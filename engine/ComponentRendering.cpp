@@ -1,7 +1,7 @@
 #include "engine/ComponentRendering.h"
 
 #include "engine/numerics/simd/LaneKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
 
 #include <algorithm>
 #include <cmath>

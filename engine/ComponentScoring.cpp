@@ -1,6 +1,6 @@
 #include "engine/ComponentScoring.h"
 
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
 
 #include <algorithm>
 #include <bit>

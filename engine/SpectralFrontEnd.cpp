@@ -1,7 +1,6 @@
 #include "engine/SpectralFrontEnd.h"
 
 #include "engine/numerics/simd/LaneKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
 
 #include <array>
 #include <bit>
@@ -126,45 +125,6 @@ bool MelAnalyser::analyse (const PaddedSignal& signal,
     }
 
     return true;
-}
-
-FrameAnalyser::FrameAnalyser (std::span<const float> w)
-    : window (w), transform (w.size()), frame (transform.length()), bins (transform.spectrumFloats())
-{
-}
-
-bool FrameAnalyser::analyse (const float* samples)
-{
-    // The first samples decide nearly always.
-    constexpr std::size_t ahead = 16;
-
-    if (kernels::peakLevel (samples, ahead) == 0.0f
-        && kernels::peakLevel (samples + ahead, transform.length() - ahead) == 0.0f)
-    {
-        frame.clear();
-        bins.clear();
-        return false;
-    }
-
-    kernels::multiply (frame.data(), samples, window.data(), transform.length());
-    transform.forward (bins.data(), frame.data());
-    return true;
-}
-
-void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain)
-{
-    kernels::addWindowed (dest, frame, window.data(), gain, window.size());
-}
-
-void OverlapSum::clear (std::size_t length, std::size_t frameLength)
-{
-    const auto room = length + 2 * frameLength;
-    margin = static_cast<std::int64_t> (frameLength);
-
-    if (data.size() < room)
-        data = AlignedBuffer (room);
-    else
-        std::fill_n (data.data(), room, 0.0f);
 }
 
 } // namespace tessivar

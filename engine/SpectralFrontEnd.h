@@ -5,7 +5,6 @@
 #include "engine/SampleStorage.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
-#include "engine/numerics/RealFft.h"
 #include "terms/DrumType.h"
 
 #include <algorithm>
@@ -108,51 +107,6 @@ private:
     BlockFft fft;
     std::vector<float> samples;
     AlignedBuffer spectrum, magnitudes, power;
-};
-
-/** Windowed frames and their spectra; one for each worker. */
-class FrameAnalyser
-{
-public:
-    /** window: a weight for each sample of a frame, a power of two of them; must outlive this. */
-    explicit FrameAnalyser (std::span<const float> window);
-
-    /** Windows the frame's samples and transforms them; the unscaled DFT. Returns false for a frame of zeros,
-        whose windowed() and spectrum() are zeros too. */
-    bool analyse (const float* samples);
-
-    [[nodiscard]] const float* windowed() const { return frame.data(); }
-    [[nodiscard]] const float* spectrum() const { return bins.data(); }
-    [[nodiscard]] RealFft& fft() { return transform; }
-
-private:
-    std::span<const float> window;
-    RealFft transform;
-    AlignedBuffer frame, bins;
-};
-
-/** Adds the inverse transform of a frame back into a signal: dest[i] += gain * frame[i] * window[i]. */
-void overlapAdd (float* dest, const float* frame, std::span<const float> window, float gain);
-
-/** A stretch of a signal that is summed up from frames, which may reach beyond its ends. */
-class OverlapSum
-{
-public:
-    /** Begins with silence. Keeps its room from one stretch to the next. */
-    void clear (std::size_t length, std::size_t frameLength);
-
-    /** Adds gain * frame * window; offset: of the frame's first sample from the start of the stretch, may be
-        negative. */
-    void add (std::int64_t offset, const float* frame, std::span<const float> window, float gain)
-    {
-        overlapAdd (data.data() + (offset + margin), frame, window, gain);
-    }
-
-    [[nodiscard]] const float* samples() const { return data.data() + margin; }
-
-private:
-    AlignedBuffer data;
-    std::int64_t margin = 0; // one frame
 };
 
 } // namespace tessivar

@@ -3,7 +3,7 @@
 #include "engine/ComponentRendering.h"
 #include "engine/SuppressionRendering.h"
 #include "engine/WorkItems.h"
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>

@@ -38,7 +38,6 @@ includes ()
         if (path ~ /^juce_(gui|graphics)/) to = "=windows"
         else if (path ~ /^juce_audio_devices/) to = "=devices"
         else if (path ~ /^juce_/) to = ""   # files, threads, audio formats: everybody but the engine has them
-        else if (path == "fftw3.h") to = "=FFTW"
         else if (path ~ /^hwy\//) to = "=Highway"
         else if (path ~ /^sndfile/) to = "=libsndfile"
         else if (path == "expat.h") to = "=Expat"

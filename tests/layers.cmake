@@ -51,7 +51,7 @@ set(app_juce ${withoutWindow} ${windows} audio_devices audio_utils)
 # Other libraries: the pattern of their headers and the only folders that may name them.
 set(libraries fftw highway sndfile expat cli11 json ebur128 zita)
 set(fftw_header "^fftw3")
-set(fftw_at "^engine/numerics/")
+set(fftw_at "^tests/engine/")
 set(highway_header "^hwy/")
 set(highway_at "^engine/numerics/")
 set(sndfile_header "^sndfile")

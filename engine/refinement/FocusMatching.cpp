@@ -1,5 +1,5 @@
 #include "engine/numerics/simd/MaskKernels.h"
-#include "engine/numerics/simd/SpectralKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
 #include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>

@@ -1,8 +1,9 @@
 #include "engine/DataFileGenerator.h"
 #include "engine/numerics/BlockFft.h"
 #include "engine/numerics/RandomStream.h"
-#include "engine/numerics/RealFft.h"
 #include "tests/support/EngineFixtures.h"
+
+#include <fftw3.h>
 
 #include <algorithm>
 #include <cmath>
@@ -26,39 +27,55 @@ std::vector<float> noise (std::size_t n, std::uint64_t seed)
     return values;
 }
 
-/** What one frame gives, through a transform of its own. */
+/** What one frame gives, through FFTW. */
 struct Reference
 {
     explicit Reference (std::span<const float> w)
-        : window (w), fft (w.size()), samples (w.size()), spectrum (fft.spectrumFloats())
+        : window (w), samples (w.size()), spectrum (w.size() + 2), weighted (w.size() + 2),
+          toSpectrum (fftwf_plan_dft_r2c_1d (
+              static_cast<int> (w.size()), samples.data(), bins (spectrum), FFTW_ESTIMATE)),
+          toSamples (fftwf_plan_dft_c2r_1d (
+              static_cast<int> (w.size()), bins (weighted), samples.data(), FFTW_ESTIMATE))
     {
     }
+
+    ~Reference()
+    {
+        fftwf_destroy_plan (toSpectrum);
+        fftwf_destroy_plan (toSamples);
+    }
+
+    Reference (const Reference&) = delete;
+    Reference& operator= (const Reference&) = delete;
 
     void forward (const float* frame)
     {
         for (std::size_t i = 0; i < window.size(); ++i)
             samples[i] = frame[i] * window[i];
 
-        fft.forward (spectrum.data(), samples.data());
+        fftwf_execute (toSpectrum);
     }
 
     /** Inverse transform under a gain for each bin. */
     void inverse (const std::vector<float>& gains)
     {
-        AlignedBuffer weighted (fft.spectrumFloats());
-
         for (std::size_t f = 0; f < gains.size(); ++f)
         {
             weighted[2 * f] = gains[f] * spectrum[2 * f];
             weighted[2 * f + 1] = gains[f] * spectrum[2 * f + 1];
         }
 
-        fft.inverse (samples.data(), weighted.data());
+        fftwf_execute (toSamples);
+    }
+
+    static fftwf_complex* bins (AlignedBuffer& buffer)
+    {
+        return reinterpret_cast<fftwf_complex*> (buffer.data());
     }
 
     std::span<const float> window;
-    RealFft fft;
-    AlignedBuffer samples, spectrum;
+    AlignedBuffer samples, spectrum, weighted;
+    fftwf_plan toSpectrum, toSamples;
 };
 } // namespace
 

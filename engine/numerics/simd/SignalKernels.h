@@ -1,0 +1,35 @@
+#pragma once
+
+#include "engine/numerics/simd/Kernel.h"
+
+#include <cstddef>
+
+namespace tessivar::kernels
+{
+
+/** Sums over signals, which may start anywhere. They run over 16 logical lanes and one fixed tree: results are
+    the same on every instruction set. No operation is fused.
+*/
+
+/** Sum of products, each rounded to single precision: blocks of 1024 in single precision, their sums in
+    double. */
+extern const Kernel<double (const float* a, const float* b, std::size_t n)> dotProduct;
+
+/** Sum of squares, rounded as in dotProduct. */
+[[nodiscard]] inline double sumOfSquares (const float* a, std::size_t n)
+{
+    return dotProduct (a, a, n);
+}
+
+/** Sum of squares and largest absolute value of a signal. */
+struct SignalLevel
+{
+    double squares = 0.0;
+    float peak = 0.0f; // NaNs don't count
+};
+
+/** Both in one go; squares rounded to single precision, blocks of 1024 summed in single precision, their sums
+    in double. */
+extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
+
+} // namespace tessivar::kernels
