@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <type_traits>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/numerics/simd/TransformKernels.cpp"
@@ -19,6 +20,29 @@ namespace tessivar::kernels::HWY_NAMESPACE
 // prepared values, and a work array small enough for the caches.
 constexpr FloatTag tag;
 constexpr std::size_t L = vectorLanes;
+
+template <std::size_t value>
+using Constant = std::integral_constant<std::size_t, value>;
+
+/** Calls function (m) with m as a constant for the lengths that work is done with: strides and twiddles then
+    take no registers. */
+template <typename Function>
+HWY_INLINE void withLength (std::size_t m, const Function& function)
+{
+    switch (m)
+    {
+        case 512:
+            return function (Constant<512>());
+        case 1024:
+            return function (Constant<1024>());
+        case 2048:
+            return function (Constant<2048>());
+        case 4096:
+            return function (Constant<4096>());
+        default:
+            return function (m);
+    }
+}
 
 struct Complex
 {
@@ -119,8 +143,8 @@ HWY_INLINE void join (Complex (&x)[radix], const float* first, std::size_t span,
     butterfly (x);
 }
 
-template <std::size_t radix>
-HWY_NOINLINE void joinBlocks (float* first, std::size_t span, const float* twiddles)
+template <std::size_t radix, typename Span>
+HWY_NOINLINE void joinBlocks (float* first, Span span, const float* twiddles)
 {
     Complex x[radix];
 
@@ -148,23 +172,38 @@ HWY_NOINLINE void joinBlocks (float* first, std::size_t span, const float* twidd
     }
 }
 
+template <std::size_t radix>
+HWY_INLINE void joinBlocksOfAnySpan (float* first, std::size_t span, const float* twiddles)
+{
+    switch (span)
+    {
+        case 8:
+            return joinBlocks<radix> (first, Constant<8>(), twiddles);
+        case 32:
+            return joinBlocks<radix> (first, Constant<32>(), twiddles);
+        case 64:
+            return joinBlocks<radix> (first, Constant<64>(), twiddles);
+        default:
+            return joinBlocks<radix> (first, span, twiddles);
+    }
+}
+
 //======================================================================================================
 // The first pass
 
 /** Real samples: the even ones are real, the odd ones imaginary parts. Exchanged, so that the inverse
     transform gives the forward one, exchanged as well. */
-template <std::size_t radix>
 struct SampleSource
 {
     const float* samples;
-    std::size_t distance; // m / radix
 
-    HWY_INLINE void load (Complex (&x)[radix], std::size_t, std::size_t bin, float*) const
+    template <std::size_t radix, typename Length>
+    HWY_INLINE void load (Complex (&x)[radix], Length m, std::size_t, std::size_t bin, float*) const
     {
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
         {
-            const auto* p = samples + (bin + q * distance) * 2 * lanes;
+            const auto* p = samples + (bin + q * (m / radix)) * 2 * lanes;
             x[q] = { hn::Load (tag, p + lanes), hn::Load (tag, p) };
         }
     }
@@ -175,15 +214,21 @@ struct SampleSource
     conjugate of bin m - k has a and b exchanged. As 1 + i exp (2ih) = (1 + i) exp (ih) (cos h - sin h) and
     1 - i exp (2ih) = -i (1 + i) exp (ih) (cos h + sin h), it is enough to multiply with real factors what
     PrepareSpectrum has turned. */
-template <std::size_t radix, typename Factors>
+template <typename Factors>
 struct SpectrumSource
 {
     const float* prepared;
     Factors factors; // w[k] (cos h - sin h) and w[k] (cos h + sin h)
-    std::size_t m;
+
+    HWY_INLINE SpectrumSource ofPart (std::size_t part, const TransformPlan& plan) const
+    {
+        return { prepared + part * plan.preparedFloatsPerFrame(), factors.ofPart (part) };
+    }
 
     /** Leaves the mirrored bins, in the order of a butterfly of their own. */
-    HWY_INLINE void load (Complex (&x)[radix], std::size_t step, std::size_t bin, float* mirrored) const
+    template <std::size_t radix, typename Length>
+    HWY_INLINE void
+    load (Complex (&x)[radix], Length m, std::size_t step, std::size_t bin, float* mirrored) const
     {
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
@@ -210,6 +255,8 @@ struct WeightFactors
 {
     const float *differences, *sums; // already under weights
 
+    HWY_INLINE WeightFactors ofPart (std::size_t) const { return *this; }
+
     HWY_INLINE BinFactors operator() (std::size_t k) const
     {
         return { broadcast (differences[k]), broadcast (sums[k]) };
@@ -219,6 +266,8 @@ struct WeightFactors
 struct GainFactors
 {
     const float *differences, *sums, *gains;
+
+    HWY_INLINE GainFactors ofPart (std::size_t part) const { return { differences, sums, gains + part }; }
 
     HWY_INLINE BinFactors operator() (std::size_t k) const
     {
@@ -238,9 +287,9 @@ HWY_INLINE void storeButterfly (Complex (&x)[radix], float* dest)
 }
 
 /** All passes but the last one. Blocks are joined as soon as they are there, while the caches hold them. */
-template <std::size_t radix, typename Source>
-HWY_NOINLINE void
-joinUpToEight (float* work, const Source source, const TransformPlan::Order& order, const TransformPlan& plan)
+template <std::size_t radix, typename Source, typename Length>
+HWY_NOINLINE void joinUpToEight (
+    float* work, const Source source, const TransformPlan::Order& order, Length m, const TransformPlan& plan)
 {
     const auto* join = order.joins.data();
     const auto* const steps = order.steps.data();
@@ -252,7 +301,7 @@ joinUpToEight (float* work, const Source source, const TransformPlan::Order& ord
         auto* const dest = work + step.position * 2 * L;
         auto* const mirrored = work + step.mirroredPosition * 2 * L;
         Complex x[radix];
-        source.load (x, i, step.bin, mirrored);
+        source.load (x, m, i, step.bin, mirrored);
         storeButterfly (x, dest);
 
         if (mirrored != dest)
@@ -267,30 +316,25 @@ joinUpToEight (float* work, const Source source, const TransformPlan::Order& ord
         for (const auto* const end = join + step.numJoins; join < end; ++join)
         {
             const auto& pass = plan.middlePasses[join->pass];
-            const auto joinAll = pass.radix == 8 ? joinBlocks<8> : joinBlocks<4>;
-            joinAll (work + join->position * 2 * L, pass.span, pass.twiddles.data());
+            auto* const block = work + join->position * 2 * L;
+
+            if (pass.radix == 8)
+                joinBlocksOfAnySpan<8> (block, pass.span, pass.twiddles.data());
+            else
+                joinBlocksOfAnySpan<4> (block, pass.span, pass.twiddles.data());
         }
     }
 }
 
-HWY_INLINE void joinSamples (float* work, const float* samples, const TransformPlan& plan)
+template <typename Source, typename Length>
+HWY_INLINE void allButLastPass (
+    float* work, const Source& source, const TransformPlan::Order& order, Length m, const TransformPlan& plan)
 {
-    if (plan.firstRadix == 8)
-        joinUpToEight<8> (work, SampleSource<8>{ samples, plan.length / 8 }, plan.inTurn, plan);
-    else
-        joinUpToEight<4> (work, SampleSource<4>{ samples, plan.length / 4 }, plan.inTurn, plan);
-}
+    if constexpr (std::is_same_v<Length, std::size_t>)
+        if (plan.firstRadix == 4)
+            return joinUpToEight<4> (work, source, order, m, plan);
 
-template <typename Factors>
-HWY_INLINE void
-joinSpectrum (float* work, const float* prepared, const Factors factors, const TransformPlan& plan)
-{
-    if (plan.firstRadix == 8)
-        joinUpToEight<8> (
-            work, SpectrumSource<8, Factors>{ prepared, factors, plan.length }, plan.inPairs, plan);
-    else
-        joinUpToEight<4> (
-            work, SpectrumSource<4, Factors>{ prepared, factors, plan.length }, plan.inPairs, plan);
+    joinUpToEight<8> (work, source, order, m, plan);
 }
 
 /** The factors of a set of weights, in what is left of the work array. */
@@ -411,7 +455,8 @@ std::uint32_t WindowFrames (float* dest, const float* const* frames, const float
 
 /** Bins k and m - k of the real transform, from bins a and b of the complex one, which are exchanged and
     halved. */
-HWY_INLINE void splitBins (float* spectrum, Complex a, Complex b, std::size_t k, const TransformPlan& plan)
+HWY_INLINE void
+splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, const TransformPlan& plan)
 {
     const auto* w = plan.splitTwiddles.data() + 2 * k;
     const auto c = broadcast (w[0]), s = broadcast (w[1]);
@@ -421,64 +466,71 @@ HWY_INLINE void splitBins (float* spectrum, Complex a, Complex b, std::size_t k,
     const Complex turned{ hn::Add (hn::Mul (c, odd.im), hn::Mul (s, odd.re)),
                           hn::Sub (hn::Mul (c, odd.re), hn::Mul (s, odd.im)) };
     auto* low = spectrum + k * 2 * lanes;
-    auto* high = spectrum + (plan.length - k) * 2 * lanes;
+    auto* high = spectrum + (m - k) * 2 * lanes;
     hn::Store (hn::Add (even.re, turned.re), tag, low);
     hn::Store (hn::Add (even.im, turned.im), tag, low + lanes);
     hn::Store (hn::Sub (even.re, turned.re), tag, high);
     hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
 }
 
-HWY_INLINE void joinLastHalved (Complex (&x)[8], const float* work, const TransformPlan& plan, std::size_t j)
+HWY_INLINE void joinHalved (Complex (&x)[8], const float* first, std::size_t span, const float* twiddles)
 {
-    const auto span = plan.length / 8;
     const auto half = broadcast (0.5f);
-    const auto first = loadComplex (work + j * 2 * L);
-    x[0] = { hn::Mul (half, first.re), hn::Mul (half, first.im) };
+    const auto head = loadComplex (first);
+    x[0] = { hn::Mul (half, head.re), hn::Mul (half, head.im) };
 
 #pragma GCC unroll 8
     for (std::size_t q = 1; q < 8; ++q)
-        x[q] = twiddle (loadComplex (work + (q * span + j) * 2 * L),
-                        plan.halvedLastTwiddles.data() + (j * 7 + q - 1) * 2);
+        x[q] = twiddle (loadComplex (first + q * span * 2 * L), twiddles + (q - 1) * 2);
 
     butterfly (x);
 }
 
 /** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. */
-HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, const TransformPlan& plan)
+template <typename Length>
+HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, const TransformPlan& plan)
 {
-    const auto span = plan.length / 8;
+    const std::size_t span = m / 8;
     Complex x[8], y[8];
-    joinLastHalved (x, work, plan, 0);
-    splitBins (spectrum, x[0], x[0], 0, plan);
+    const auto joinAt = [&] (Complex (&z)[8], std::size_t j)
+    { joinHalved (z, work + j * 2 * L, span, plan.halvedLastTwiddles.data() + j * 14); };
+    const auto split = [&] (Complex a, Complex b, std::size_t k) { splitBins (spectrum, a, b, k, m, plan); };
+
+    joinAt (x, 0);
+    split (x[0], x[0], 0);
 
 #pragma GCC unroll 4
     for (std::size_t q = 1; q <= 4; ++q)
-        splitBins (spectrum, x[q], x[8 - q], q * span, plan);
+        split (x[q], x[8 - q], q * span);
 
     for (std::size_t j = 1; j < span / 2; ++j)
     {
-        joinLastHalved (x, work, plan, j);
-        joinLastHalved (y, work, plan, span - j);
+        joinAt (x, j);
+        joinAt (y, span - j);
 
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < 8; ++q)
-            splitBins (spectrum, x[q], y[7 - q], j + q * span, plan);
+            split (x[q], y[7 - q], j + q * span);
     }
 
-    joinLastHalved (x, work, plan, span / 2);
+    joinAt (x, span / 2);
 
 #pragma GCC unroll 4
     for (std::size_t q = 0; q < 4; ++q)
-        splitBins (spectrum, x[q], x[7 - q], span / 2 + q * span, plan);
+        split (x[q], x[7 - q], span / 2 + q * span);
 }
 
 void TransformForward (float* spectrum, const float* samples, float* work, const TransformPlan& plan)
 {
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        joinSamples (work, samples + part, plan);
-        splitLastPass (spectrum + part, work, plan);
-    }
+    withLength (plan.length,
+                [&] (auto m)
+                {
+                    for (std::size_t part = 0; part < lanes; part += L)
+                    {
+                        allButLastPass (work, SampleSource{ samples + part }, plan.inTurn, m, plan);
+                        splitLastPass (spectrum + part, work, m, plan);
+                    }
+                });
 }
 
 //======================================================================================================
@@ -506,30 +558,40 @@ void PrepareSpectrum (float* prepared, const float* spectrum, const TransformPla
             }
 }
 
+template <typename Length>
+HWY_NOINLINE void storeLastPass (float* samples, const float* work, Length m, const TransformPlan& plan)
+{
+    const std::size_t span = m / 8;
+    const auto* twiddles = plan.lastTwiddles.data();
+
+    for (std::size_t j = 0; j < span; ++j, work += 2 * L, samples += 2 * lanes, twiddles += 14)
+    {
+        Complex x[8];
+        join (x, work, span, twiddles);
+
+#pragma GCC unroll 8
+        for (std::size_t q = 0; q < 8; ++q)
+        {
+            hn::Store (x[q].re, tag, samples + q * span * 2 * lanes);
+            hn::Store (x[q].im, tag, samples + q * span * 2 * lanes + lanes);
+        }
+    }
+}
+
 void TransformInverse (
     float* samples, const float* prepared, const float* weights, float* work, const TransformPlan& plan)
 {
-    const auto span = plan.length / 8;
-    const auto factors = weightFactors (work, weights, plan);
+    const SpectrumSource<WeightFactors> source{ prepared, weightFactors (work, weights, plan) };
 
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        joinSpectrum (work, prepared + part * plan.preparedFloatsPerFrame(), factors, plan);
-
-        for (std::size_t j = 0; j < span; ++j)
-        {
-            Complex x[8];
-            join (x, work + j * 2 * L, span, plan.lastTwiddles.data() + j * 14);
-
-#pragma GCC unroll 8
-            for (std::size_t q = 0; q < 8; ++q)
-            {
-                auto* dest = samples + (q * span + j) * 2 * lanes + part;
-                hn::Store (x[q].re, tag, dest);
-                hn::Store (x[q].im, tag, dest + lanes);
-            }
-        }
-    }
+    withLength (plan.length,
+                [&] (auto m)
+                {
+                    for (std::size_t part = 0; part < lanes; part += L)
+                    {
+                        allButLastPass (work, source.ofPart (part, plan), plan.inPairs, m, plan);
+                        storeLastPass (samples + part, work, m, plan);
+                    }
+                });
 }
 
 /** Moves the lanes up by one; the lowest takes the carry. */
@@ -575,9 +637,11 @@ overlap (float* dest, Floats a, Floats b, Floats c, Floats d, Floats gains, cons
 
 /** The last pass with overlap-add. It runs over the hop from its start and from its middle at once; rows of L
     lanes gather in blocks that are transposed into the signal. */
-HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* work, const TransformPlan& plan)
+template <typename Length>
+HWY_NOINLINE void
+overlapLastPass (const OverlapTarget& target, const float* work, Length m, const TransformPlan& plan)
 {
-    const auto span = plan.length / 8, hop = 4 * span;
+    const std::size_t span = m / 8, hop = m / 2;
     const auto gains = hn::LoadU (tag, target.frameGains);
     const auto atOnce = std::min<std::size_t> (span, 8);
     const auto* twiddles = plan.lastTwiddles.data();
@@ -624,23 +688,23 @@ HWY_NOINLINE void overlapLastPass (const OverlapTarget& target, const float* wor
     }
 }
 
-/** factors (part) gives those of the frames from part on. */
-template <typename Factors>
-HWY_INLINE void overlapParts (const OverlapTarget& target,
-                              const float* prepared,
-                              const Factors& factors,
-                              float* work,
-                              const TransformPlan& plan)
+template <typename Source>
+HWY_INLINE void
+overlapInverse (const OverlapTarget& target, const Source& source, float* work, const TransformPlan& plan)
 {
-    auto ofPart = target;
+    withLength (plan.length,
+                [&] (auto m)
+                {
+                    auto targetOfPart = target;
 
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        joinSpectrum (work, prepared + part * plan.preparedFloatsPerFrame(), factors (part), plan);
-        overlapLastPass (ofPart, work, plan);
-        ofPart.signal += L * plan.length / 2;
-        ofPart.frameGains += L;
-    }
+                    for (std::size_t part = 0; part < lanes; part += L)
+                    {
+                        allButLastPass (work, source.ofPart (part, plan), plan.inPairs, m, plan);
+                        overlapLastPass (targetOfPart, work, m, plan);
+                        targetOfPart.signal += L * (m / 2);
+                        targetOfPart.frameGains += L;
+                    }
+                });
 }
 
 void OverlapWeighted (const OverlapTarget& target,
@@ -650,8 +714,7 @@ void OverlapWeighted (const OverlapTarget& target,
                       const TransformPlan& plan)
 {
     const auto factors = weightFactors (work, weights, plan);
-    overlapParts (
-        target, prepared, [&] (std::size_t) { return factors; }, work, plan);
+    overlapInverse (target, SpectrumSource<WeightFactors>{ prepared, factors }, work, plan);
 }
 
 void OverlapGained (const OverlapTarget& target,
@@ -660,10 +723,8 @@ void OverlapGained (const OverlapTarget& target,
                     float* work,
                     const TransformPlan& plan)
 {
-    const auto factors = [&] (std::size_t part) {
-        return GainFactors{ plan.differences.data(), plan.sums.data(), gains + part };
-    };
-    overlapParts (target, prepared, factors, work, plan);
+    const GainFactors factors{ plan.differences.data(), plan.sums.data(), gains };
+    overlapInverse (target, SpectrumSource<GainFactors>{ prepared, factors }, work, plan);
 }
 
 } // namespace tessivar::kernels::HWY_NAMESPACE
