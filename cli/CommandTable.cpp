@@ -114,13 +114,21 @@ constexpr auto threadsOption = valued ("--threads",
                                        "How many threads compute, 1 to 256. The result does not depend on "
                                        "it. Default: one per core.");
 
-constexpr auto tempOption =
-    valued ("--temp",
-            "DIR",
-            "The folder for temporary data. It needs about 32 bytes for each sample of each analyzed track, "
-            "40 with the refined method, and for each sample of the longest one 50 more, 80 with the refined "
-            "method; --dry-run tells how much that is. Default: tessivar/tmp in the user's cache folder.",
-            ValueKind::folder);
+constexpr auto tempOption = valued (
+    "--temp",
+    "DIR",
+    "The folder for temporary data. It needs 4 bytes for each sample of each analyzed track, with the "
+    "refined method 8 and 12 more for spectra (see --spectra); with --save another 20, and with both "
+    "20 more for the longest track. --dry-run tells how much that is. Default: tessivar/tmp in the "
+    "user's cache folder.",
+    ValueKind::folder);
+
+constexpr auto spectraOption = valued (
+    "--spectra",
+    "WHERE",
+    "Where the refined method keeps its spectra while it works: memory, disk (the folder for temporary "
+    "data), or auto, which is memory when they take no more than a quarter of what is free. Default: "
+    "auto.");
 
 constexpr auto dryRunOption = flag ("--dry-run",
                                     "Check the files to their ends and print the plan and what it takes of "
@@ -144,12 +152,12 @@ constexpr auto saveOption =
 const std::array processOptions{ outOption,       focusOption,      fineOption, methodOption,  typeOption,
                                  typesOption,     excludeOption,    eachOption, saveOption,    formatOption,
                                  overwriteOption, componentsOption, seedOption, threadsOption, tempOption,
-                                 dryRunOption,    jsonOption,       quietOption };
+                                 spectraOption,   dryRunOption,     jsonOption, quietOption };
 
 const std::array analyzeOptions{
-    required (saveOption), focusOption,   fineOption,   methodOption,    typeOption,
-    typesOption,           excludeOption, eachOption,   overwriteOption, seedOption,
-    threadsOption,         tempOption,    dryRunOption, jsonOption,      quietOption
+    required (saveOption), focusOption,  fineOption,      methodOption, typeOption,    typesOption,
+    excludeOption,         eachOption,   overwriteOption, seedOption,   threadsOption, tempOption,
+    spectraOption,         dryRunOption, jsonOption,      quietOption
 };
 
 constexpr auto settingOption =

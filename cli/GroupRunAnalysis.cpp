@@ -31,6 +31,19 @@ KnobValues GroupRun::knobsAfter (std::size_t index, const TrackFindings& finding
     return track.soundingKnobs();
 }
 
+AnalysisKeeping GroupRun::keeping() const
+{
+    AnalysisKeeping result;
+    result.spectra = request.spectra;
+
+    // Nothing but the processed files is wanted.
+    if (! request.saves())
+        result.soundingKnobs = [this] (std::size_t index, const TrackFindings& findings)
+        { return knobsAfter (index, findings); };
+
+    return result;
+}
+
 bool GroupRun::readTracks()
 {
     if (! request.analyses())
@@ -145,13 +158,7 @@ bool GroupRun::analyse()
     prepareGroup();
     auto options = analysisOptions();
     options.diagnostics = [this] (std::string_view line, bool isRead) { tellDiagnostic (line, isRead); };
-    const auto result = analyseGroup (group,
-                                      options,
-                                      *store,
-                                      control(),
-                                      isForKnobs() ? [this] (std::size_t index, const TrackFindings& findings)
-                                          { return knobsAfter (index, findings); }
-                                                   : KnobsOf());
+    const auto result = analyseGroup (group, options, *store, control(), keeping());
     report.analysisSeconds = secondsNow() - start;
 
     if (result.outcome.wasStopped())

@@ -287,7 +287,7 @@ bool GroupRun::checkRoom()
     ProcessForecast forecast;
 
     if (request.analyses())
-        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder, isForKnobs());
+        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder, keeping());
 
     const auto target = request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory();
     forecast.outputFree = freeBytesOf (target).value_or (std::numeric_limits<std::uint64_t>::max());

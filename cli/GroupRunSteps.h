@@ -63,9 +63,7 @@ private:
     [[nodiscard]] bool stopRequested() const { return context.isStopRequested(); }
     [[nodiscard]] ExportOptions exportOptions() const;
     [[nodiscard]] AnalysisOptions analysisOptions() const;
-
-    /** Whether nothing but the processed files comes of an analysis. */
-    [[nodiscard]] bool isForKnobs() const { return ! request.saves(); }
+    [[nodiscard]] AnalysisKeeping keeping() const;
 
     /** By which the Group is, or was, analyzed. */
     [[nodiscard]] AnalysisMethod method() const;

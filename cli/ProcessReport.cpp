@@ -134,7 +134,7 @@ std::string formatForecast (const ProcessForecast& forecast, const ProcessReques
 {
     juce::String text;
     text << "Memory          " << neededAndFree (forecast.analysis.memoryNeeded, forecast.analysis.memoryFree)
-         << "\n"
+         << (forecast.analysis.spectraInMemory ? ", spectra included" : "") << "\n"
          << "Temporary disk  " << neededAndFree (forecast.analysis.diskNeeded, forecast.analysis.diskFree)
          << " in " << printable (request.temporaryFolder.getFullPathName()) << "\n"
          << "Output          " << neededAndFree (forecast.outputNeeded, forecast.outputFree) << " in "
@@ -334,6 +334,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         json["forecast"] = Json{
             { "memoryNeeded", report.forecast->analysis.memoryNeeded },
             { "memoryFree", bytesToJson (report.forecast->analysis.memoryFree) },
+            { "spectraInMemory", report.forecast->analysis.spectraInMemory },
             { "temporaryNeeded", report.forecast->analysis.diskNeeded },
             { "temporaryFree", bytesToJson (report.forecast->analysis.diskFree) },
             { "outputNeeded", report.forecast->outputNeeded },

@@ -76,6 +76,7 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
                [] (const juce::String& text) { return parseAnalysisMethod (text.toStdString()); },
                "standard or refined",
                request.method),
+           parseValue (invocation, "--spectra", parseSpectraPlace, "auto, memory or disk", request.spectra),
            parseValue (invocation, "--setting", parseKnobSetting, "A or B", request.setting),
            parseKnobChoices ("--focus", invocation.all ("--focus"), focusMaximum, true, request.focus),
            parseKnobChoices ("--fine", invocation.all ("--fine"), fineMaximum, false, request.fine),

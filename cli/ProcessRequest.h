@@ -2,6 +2,7 @@
 
 #include "cli/CommandLine.h"
 #include "cli/TrackChoices.h"
+#include "jobs/AnalyseGroup.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
@@ -45,6 +46,7 @@ struct ProcessRequest
     std::uint64_t seed = 1;
     int numThreads = 1;
     juce::File temporaryFolder;
+    SpectraPlace spectra = SpectraPlace::automatic;
     bool dryRun = false;
     bool json = false;
     bool quiet = false;

@@ -47,9 +47,10 @@ class StoreBackedStorage final : public AnalysisStorage
 public:
     StoreBackedStorage (TemporaryStore& storeToUse,
                         std::span<const TrackState> tracksToAnalyse,
-                        const KnobsOf& knobsToSound)
+                        const KnobsOf& knobsToSound,
+                        bool keepsSpectraInMemory)
         : store (storeToUse), tracks (tracksToAnalyse), soundingKnobs (knobsToSound),
-          results (tracksToAnalyse.size())
+          spectraInMemory (keepsSpectraInMemory), results (tracksToAnalyse.size())
     {
     }
 
@@ -66,6 +67,9 @@ public:
 
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override
     {
+        if (spectraInMemory)
+            return &memoryPlanes.emplace (numPlanes, floatsPerPlane);
+
         const auto size = static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane)
                           * sizeof (float);
 
@@ -213,9 +217,11 @@ private:
     TemporaryStore& store;
     std::span<const TrackState> tracks;
     const KnobsOf& soundingKnobs; // empty: all channels are wanted
+    const bool spectraInMemory;
     std::vector<TrackResult> results;
     std::optional<StorePlanes> spectrogramPlanes;
-    std::mutex componentLock; // guards the making of components
+    std::optional<MemoryPlanes> memoryPlanes; // in their place
+    std::mutex componentLock;                 // guards the making of components
     juce::String creationFailure;
 };
 
@@ -271,6 +277,17 @@ Outcome checkRates (const GroupState& group)
 }
 } // namespace
 
+std::optional<SpectraPlace> parseSpectraPlace (const juce::String& text)
+{
+    for (const auto& [word, place] : { std::pair{ "auto", SpectraPlace::automatic },
+                                       std::pair{ "memory", SpectraPlace::memory },
+                                       std::pair{ "disk", SpectraPlace::disk } })
+        if (text == word)
+            return place;
+
+    return std::nullopt;
+}
+
 Outcome RoomForecast::check() const
 {
     const auto tooMuch = [] (const juce::String& what, std::uint64_t needed, std::uint64_t free)
@@ -305,7 +322,7 @@ Outcome checkContents (const GroupContents& contents)
 RoomForecast forecastRoom (const GroupState& group,
                            const AnalysisOptions& options,
                            const juce::File& temporaryFolder,
-                           bool isForKnobs)
+                           const AnalysisKeeping& keeping)
 {
     constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
     RoomForecast forecast;
@@ -319,8 +336,13 @@ RoomForecast forecastRoom (const GroupState& group,
 
     const auto engine = forecastAnalysis (*shape, options);
     forecast.memoryNeeded = engine.memoryBytes;
-    forecast.diskNeeded = engine.scratchBytes;
+    forecast.spectraInMemory = engine.scratchBytes > 0
+                               && (keeping.spectra == SpectraPlace::memory
+                                   || (keeping.spectra == SpectraPlace::automatic
+                                       && engine.scratchBytes <= forecast.memoryFree / 4));
+    (forecast.spectraInMemory ? forecast.memoryNeeded : forecast.diskNeeded) += engine.scratchBytes;
 
+    const auto isForKnobs = static_cast<bool> (keeping.soundingKnobs);
     const auto isRefined = options.method == AnalysisMethod::refined;
     std::uint64_t longest = 0;
 
@@ -356,16 +378,14 @@ GroupAnalysis analyseGroup (const GroupState& state,
                             AnalysisOptions options,
                             TemporaryStore& store,
                             const WorkControl& control,
-                            const KnobsOf& soundingKnobs)
+                            const AnalysisKeeping& keeping)
 {
     GroupAnalysis result;
     options.method = state.method;
-    options.storesComponents = ! soundingKnobs;
+    options.storesComponents = ! keeping.soundingKnobs;
+    const auto room = forecastRoom (state, options, store.folder(), keeping);
 
-    for (const auto& check :
-         { checkContents (GroupContents::of (state)),
-           checkRates (state),
-           forecastRoom (state, options, store.folder(), ! options.storesComponents).check() })
+    for (const auto& check : { checkContents (GroupContents::of (state)), checkRates (state), room.check() })
         if (! check.isOk())
         {
             result.outcome = check;
@@ -374,7 +394,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
 
     try
     {
-        StoreBackedStorage storage (store, state.tracks, soundingKnobs);
+        StoreBackedStorage storage (store, state.tracks, keeping.soundingKnobs, room.spectraInMemory);
         std::vector<TrackSource> sources;
         std::vector<AnalysisTrack> engineTracks;
         const auto shapes = shapesOf (state);

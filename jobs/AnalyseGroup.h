@@ -12,10 +12,33 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace tessivar
 {
+
+/** Where the refined method keeps its spectra, 12 bytes a sample of every track, until it is done. */
+enum class SpectraPlace
+{
+    automatic, // in memory where they take no more than a quarter of what is free, else on disk
+    memory,
+    disk
+};
+
+[[nodiscard]] std::optional<SpectraPlace> parseSpectraPlace (const juce::String& text);
+
+/** The knobs that a track, by its index, will sound with, once an analysis has made its findings. */
+using KnobsOf = std::function<KnobValues (std::size_t track, const TrackFindings& findings)>;
+
+/** What is to be kept of an analysis, and where. */
+struct AnalysisKeeping
+{
+    /** For whoever wants the tracks at known knobs only: then their channels hold what these sound and no more
+        (SoundingPart), which takes little room or none, and are computed as they are read. */
+    KnobsOf soundingKnobs{};
+    SpectraPlace spectra = SpectraPlace::automatic;
+};
 
 /** The memory and disk space that an analysis needs, and what is free, in bytes. */
 struct RoomForecast
@@ -24,19 +47,19 @@ struct RoomForecast
     std::uint64_t memoryFree = 0; // UINT64_MAX when the system doesn't say
     std::uint64_t diskNeeded = 0; // spectra, rendered tracks, components, and sources not yet imported
     std::uint64_t diskFree = 0;   // UINT64_MAX when the system doesn't say
+    bool spectraInMemory = false; // they then count there, and not on disk
 
     /** noRoom when something does not fit; the reason names the bytes needed and the bytes free. */
     [[nodiscard]] Outcome check() const;
 };
 
-/** The forecast for these tracks, imported or only checked; isForKnobs: for known knobs only, as analyseGroup
-    takes them. temporaryFolder need not exist yet. A Group that is empty or of an unsupported rate needs
-    nothing.
+/** The forecast for these tracks, imported or only checked. temporaryFolder need not exist yet. A Group that
+    is empty or of an unsupported rate needs nothing.
 */
 [[nodiscard]] RoomForecast forecastRoom (const GroupState& group,
                                          const AnalysisOptions& options,
                                          const juce::File& temporaryFolder,
-                                         bool isForKnobs = false);
+                                         const AnalysisKeeping& keeping = {});
 
 /** Told to the user when an analysis began and failed. */
 inline constexpr auto analysisFailedText =
@@ -54,9 +77,6 @@ struct GroupAnalysis
     juce::StringArray notes; // for the user, after an analysis that succeeded
 };
 
-/** The knobs that a track, by its index, will sound with, once an analysis has made its findings. */
-using KnobsOf = std::function<KnobValues (std::size_t track, const TrackFindings& findings)>;
-
 /** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is
     ignored.
 
@@ -64,15 +84,12 @@ using KnobsOf = std::function<KnobValues (std::size_t track, const TrackFindings
     others, none. The Group itself is not touched; what
     becomes of its knobs is told by Group::AnalysedTrack::applyTo(). Memory that runs out ends as noRoom. On
     any thread.
-
-    Whoever wants the tracks at known knobs only gives soundingKnobs: then the channels hold what these sound
-    and no more (SoundingPart), which takes little room or none, and are computed as they are read.
 */
 [[nodiscard]] GroupAnalysis analyseGroup (const GroupState& state,
                                           AnalysisOptions options,
                                           TemporaryStore& store,
                                           const WorkControl& control,
-                                          const KnobsOf& soundingKnobs = {});
+                                          const AnalysisKeeping& keeping = {});
 
 /** Puts the result into a Group that is a value, as Group::applyAnalysis() does with a shared one. */
 void applyAnalysis (GroupState& state, const GroupAnalysis& result);
