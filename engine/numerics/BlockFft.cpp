@@ -1,5 +1,7 @@
 #include "engine/numerics/BlockFft.h"
 
+#include "engine/numerics/simd/TransformKernels.h"
+
 #include <algorithm>
 #include <cassert>
 #include <map>
@@ -13,17 +15,17 @@ namespace
 {
 /** Plans stay for the life of the process; a few lengths are in use. Never destroyed, so that the order of
     destruction at exit doesn't matter. */
-const kernels::TransformPlan& planForLength (std::size_t n)
+const TransformPlan& planForLength (std::size_t n)
 {
     static std::mutex lock; // guards the table of plans
-    static auto& plans = *new std::map<std::size_t, kernels::TransformPlan>();
+    static auto& plans = *new std::map<std::size_t, TransformPlan>();
     const std::lock_guard guard (lock);
     return plans.try_emplace (n, n).first->second;
 }
 } // namespace
 
 BlockFft::BlockFft (std::span<const float> w)
-    : window (w), n (w.size()), plan (planForLength (n)), overlapWindow (kernels::overlapWindow (w)),
+    : window (w), n (w.size()), plan (planForLength (n)), windowInOverlapOrder (windowForOverlap (w)),
       samplesInLanes (n * numFrames), prepared (plan.preparedFloatsPerFrame() * numFrames),
       work (plan.workFloats())
 {
@@ -70,7 +72,7 @@ void BlockFft::overlapWeighted (float* signal,
                                 const float* weights,
                                 const float* frameGains)
 {
-    kernels::overlapWeighted ({ signal, carry.data(), overlapWindow.data(), frameGains },
+    kernels::overlapWeighted ({ signal, carry.data(), windowInOverlapOrder.data(), frameGains },
                               prepared.data(),
                               weights,
                               work.data(),
@@ -79,7 +81,7 @@ void BlockFft::overlapWeighted (float* signal,
 
 void BlockFft::overlapGained (float* signal, OverlapCarry& carry, const float* gains, const float* frameGains)
 {
-    kernels::overlapGained ({ signal, carry.data(), overlapWindow.data(), frameGains },
+    kernels::overlapGained ({ signal, carry.data(), windowInOverlapOrder.data(), frameGains },
                             prepared.data(),
                             gains,
                             work.data(),

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "engine/numerics/AlignedBuffer.h"
-#include "engine/numerics/simd/TransformKernels.h"
+#include "engine/numerics/TransformPlan.h"
+#include "engine/numerics/simd/Kernel.h"
 
 #include <array>
 #include <cstddef>
@@ -93,8 +94,8 @@ public:
 private:
     const std::span<const float> window;
     const std::size_t n;
-    const kernels::TransformPlan& plan;
-    const std::vector<float> overlapWindow;
+    const TransformPlan& plan;
+    const std::vector<float> windowInOverlapOrder;
     AlignedBuffer samplesInLanes, prepared, work;
     std::array<bool, numFrames> silence{};
 };

@@ -1,8 +1,6 @@
 #include "engine/numerics/simd/TransformKernels.h"
 
 #include <algorithm>
-#include <cmath>
-#include <numbers>
 #include <type_traits>
 
 #undef HWY_TARGET_INCLUDE
@@ -10,6 +8,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "engine/numerics/simd/Butterflies.h"
 #include "engine/numerics/simd/ExactArithmetic.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -18,8 +17,6 @@ namespace tessivar::kernels::HWY_NAMESPACE
 
 // Vectors of fewer than 16 lanes take the frames in parts, one after the other: each part then has its own
 // prepared values, and a work array small enough for the caches.
-constexpr FloatTag tag;
-constexpr std::size_t L = vectorLanes;
 
 template <std::size_t value>
 using Constant = std::integral_constant<std::size_t, value>;
@@ -41,134 +38,6 @@ HWY_INLINE void withLength (std::size_t m, const Function& function)
             return function (Constant<4096>());
         default:
             return function (m);
-    }
-}
-
-struct Complex
-{
-    Floats re, im;
-};
-
-HWY_INLINE Complex operator+ (Complex a, Complex b)
-{
-    return { hn::Add (a.re, b.re), hn::Add (a.im, b.im) };
-}
-
-HWY_INLINE Complex operator- (Complex a, Complex b)
-{
-    return { hn::Sub (a.re, b.re), hn::Sub (a.im, b.im) };
-}
-
-/** a + i b, and a - i b. */
-HWY_INLINE Complex plusI (Complex a, Complex b)
-{
-    return { hn::Sub (a.re, b.im), hn::Add (a.im, b.re) };
-}
-
-HWY_INLINE Complex minusI (Complex a, Complex b)
-{
-    return { hn::Add (a.re, b.im), hn::Sub (a.im, b.re) };
-}
-
-HWY_INLINE Complex twiddle (Complex a, const float* w)
-{
-    const auto re = broadcast (w[0]), im = broadcast (w[1]);
-    return { hn::Sub (hn::Mul (a.re, re), hn::Mul (a.im, im)),
-             hn::Add (hn::Mul (a.re, im), hn::Mul (a.im, re)) };
-}
-
-HWY_INLINE Complex loadComplex (const float* p)
-{
-    return { hn::Load (tag, p), hn::Load (tag, p + L) };
-}
-
-HWY_INLINE void storeComplex (Complex x, float* p)
-{
-    hn::Store (x.re, tag, p);
-    hn::Store (x.im, tag, p + L);
-}
-
-//======================================================================================================
-// Butterflies: inverse transforms of four and eight values, in natural order.
-
-HWY_INLINE void fourPoints (Complex& a, Complex& b, Complex& c, Complex& d)
-{
-    const auto s = a + c, t = a - c, u = b + d, v = b - d;
-    a = s + u;
-    b = plusI (t, v);
-    c = s - u;
-    d = minusI (t, v);
-}
-
-template <std::size_t radix>
-HWY_INLINE void butterfly (Complex (&x)[radix])
-{
-    if constexpr (radix == 4)
-    {
-        fourPoints (x[0], x[1], x[2], x[3]);
-    }
-    else
-    {
-        fourPoints (x[0], x[2], x[4], x[6]);
-        fourPoints (x[1], x[3], x[5], x[7]);
-        const auto even0 = x[0], even1 = x[2], even2 = x[4], even3 = x[6];
-        const auto odd0 = x[1], odd2 = x[5];
-        // Times exp (i pi / 4), and exp (3 i pi / 4) but for the sign of the real part.
-        const auto h = broadcast (std::numbers::sqrt2_v<float> / 2.0f);
-        const Complex odd1{ hn::Mul (h, hn::Sub (x[3].re, x[3].im)),
-                            hn::Mul (h, hn::Add (x[3].re, x[3].im)) };
-        const Complex odd3{ hn::Mul (h, hn::Add (x[7].re, x[7].im)),
-                            hn::Mul (h, hn::Sub (x[7].re, x[7].im)) };
-        x[0] = even0 + odd0;
-        x[1] = even1 + odd1;
-        x[2] = plusI (even2, odd2);
-        x[3] = { hn::Sub (even3.re, odd3.re), hn::Add (even3.im, odd3.im) };
-        x[4] = even0 - odd0;
-        x[5] = even1 - odd1;
-        x[6] = minusI (even2, odd2);
-        x[7] = { hn::Add (even3.re, odd3.re), hn::Sub (even3.im, odd3.im) };
-    }
-}
-
-/** Values at the same place of radix neighbouring blocks of span values, joined. */
-template <std::size_t radix>
-HWY_INLINE void join (Complex (&x)[radix], const float* first, std::size_t span, const float* twiddles)
-{
-    x[0] = loadComplex (first);
-
-#pragma GCC unroll 8
-    for (std::size_t q = 1; q < radix; ++q)
-        x[q] = twiddle (loadComplex (first + q * span * 2 * L), twiddles + (q - 1) * 2);
-
-    butterfly (x);
-}
-
-template <std::size_t radix, typename Span>
-HWY_NOINLINE void joinBlocks (float* first, Span span, const float* twiddles)
-{
-    Complex x[radix];
-
-    const auto store = [&]
-    {
-#pragma GCC unroll 8
-        for (std::size_t q = 0; q < radix; ++q)
-            storeComplex (x[q], first + q * span * 2 * L);
-    };
-
-    // The first twiddles are all one.
-#pragma GCC unroll 8
-    for (std::size_t q = 0; q < radix; ++q)
-        x[q] = loadComplex (first + q * span * 2 * L);
-
-    butterfly (x);
-    store();
-
-    for (std::size_t j = 1; j < span; ++j)
-    {
-        first += 2 * L;
-        twiddles += 2 * (radix - 1);
-        join (x, first, span, twiddles);
-        store();
     }
 }
 
@@ -460,7 +329,7 @@ splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, 
 {
     const auto* w = plan.splitTwiddles.data() + 2 * k;
     const auto c = broadcast (w[0]), s = broadcast (w[1]);
-    // Twice the transform of the even samples, and i times that of the odd ones but for the sign of the real part.
+    // The transform of the even samples, and i times that of the odd ones but for the sign of the real part.
     const Complex even{ hn::Add (a.im, b.im), hn::Sub (a.re, b.re) };
     const Complex odd{ hn::Sub (b.im, a.im), hn::Add (a.re, b.re) };
     const Complex turned{ hn::Add (hn::Mul (c, odd.im), hn::Mul (s, odd.re)),
@@ -473,19 +342,6 @@ splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, 
     hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
 }
 
-HWY_INLINE void joinHalved (Complex (&x)[8], const float* first, std::size_t span, const float* twiddles)
-{
-    const auto half = broadcast (0.5f);
-    const auto head = loadComplex (first);
-    x[0] = { hn::Mul (half, head.re), hn::Mul (half, head.im) };
-
-#pragma GCC unroll 8
-    for (std::size_t q = 1; q < 8; ++q)
-        x[q] = twiddle (loadComplex (first + q * span * 2 * L), twiddles + (q - 1) * 2);
-
-    butterfly (x);
-}
-
 /** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. */
 template <typename Length>
 HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, const TransformPlan& plan)
@@ -493,7 +349,16 @@ HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, c
     const std::size_t span = m / 8;
     Complex x[8], y[8];
     const auto joinAt = [&] (Complex (&z)[8], std::size_t j)
-    { joinHalved (z, work + j * 2 * L, span, plan.halvedLastTwiddles.data() + j * 14); };
+    {
+        const auto* const first = work + j * 2 * L;
+        const auto head = loadComplex (first);
+        const auto half = broadcast (0.5f);
+        join (z,
+              { hn::Mul (half, head.re), hn::Mul (half, head.im) },
+              first,
+              span,
+              plan.halvedLastTwiddles.data() + j * 14);
+    };
     const auto split = [&] (Complex a, Complex b, std::size_t k) { splitBins (spectrum, a, b, k, m, plan); };
 
     joinAt (x, 0);
@@ -527,7 +392,7 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
                 {
                     for (std::size_t part = 0; part < lanes; part += L)
                     {
-                        allButLastPass (work, SampleSource{ samples + part }, plan.inTurn, m, plan);
+                        allButLastPass (work, SampleSource{ samples + part }, plan.oneByOne, m, plan);
                         splitLastPass (spectrum + part, work, m, plan);
                     }
                 });
@@ -567,7 +432,7 @@ HWY_NOINLINE void storeLastPass (float* samples, const float* work, Length m, co
     for (std::size_t j = 0; j < span; ++j, work += 2 * L, samples += 2 * lanes, twiddles += 14)
     {
         Complex x[8];
-        join (x, work, span, twiddles);
+        join (x, loadComplex (work), work, span, twiddles);
 
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < 8; ++q)
@@ -657,7 +522,7 @@ overlapLastPass (const OverlapTarget& target, const float* work, Length m, const
         for (std::size_t j = 0; j < atOnce; ++j)
         {
             Complex x[8];
-            join (x, work, span, twiddles);
+            join (x, loadComplex (work), work, span, twiddles);
             auto* upper = row + atOnce * 2 * L;
             overlap (row, x[0].re, x[2].re, x[4].re, x[6].re, gains, window, carry);
             overlap (row + L, x[0].im, x[2].im, x[4].im, x[6].im, gains, window + 4, carry + 3);
@@ -733,132 +598,6 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
-
-TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
-{
-    const auto turn = [] (std::size_t part, std::size_t whole)
-    { return 2.0 * std::numbers::pi * static_cast<double> (part) / static_cast<double> (whole); };
-
-    const auto twiddles = [&] (std::size_t radix, std::size_t span, double scale)
-    {
-        std::vector<float> table;
-
-        for (std::size_t j = 0; j < span; ++j)
-            for (std::size_t q = 1; q < radix; ++q)
-            {
-                const auto angle = turn (j * q, radix * span);
-                table.push_back (static_cast<float> (scale * std::cos (angle)));
-                table.push_back (static_cast<float> (scale * std::sin (angle)));
-            }
-
-        return table;
-    };
-
-    // Radix 8 wherever it fits; the middle passes make up for the rest.
-    firstRadix = length % 64 == 0 && length != 128 ? 8 : 4;
-
-    for (auto span = firstRadix; span < length / 8; span *= middlePasses.back().radix)
-    {
-        const std::size_t rest = length / 8 / span;
-        const std::size_t radix = rest == 4 || rest == 16 ? 4 : 8;
-        middlePasses.push_back ({ radix, span, twiddles (radix, span, 1.0) });
-    }
-
-    lastTwiddles = twiddles (8, length / 8, 1.0);
-    halvedLastTwiddles = twiddles (8, length / 8, 0.5);
-
-    for (std::size_t k = 0; k <= length; ++k)
-    {
-        const auto c = std::cos (turn (k, n)), s = std::sin (turn (k, n));
-        splitTwiddles.insert (splitTwiddles.end(), { static_cast<float> (c), static_cast<float> (s) });
-        const auto halfC = std::cos (turn (k, 2 * n)), halfS = std::sin (turn (k, 2 * n));
-        differences.push_back (static_cast<float> (halfC - halfS));
-        sums.push_back (static_cast<float> (halfC + halfS));
-    }
-
-    inTurn = makeOrder (false);
-    inPairs = makeOrder (true);
-}
-
-TransformPlan::Order TransformPlan::makeOrder (bool paired) const
-{
-    // The last pass joins the blocks of all bins with the same remainder by 8, and so on down to the first.
-    std::vector<std::size_t> firstBins{ 0 };
-    std::size_t distance = 1;
-
-    const auto divide = [&] (std::size_t radix)
-    {
-        const auto blocks = firstBins;
-        firstBins.clear();
-
-        for (const auto first : blocks)
-            for (std::size_t q = 0; q < radix; ++q)
-                firstBins.push_back (first + q * distance);
-
-        distance *= radix;
-    };
-
-    divide (8);
-    std::for_each (
-        middlePasses.rbegin(), middlePasses.rend(), [&] (const Pass& pass) { divide (pass.radix); });
-
-    std::vector<std::size_t> positions (distance); // of the butterfly that starts at a bin
-
-    for (std::size_t i = 0; i < distance; ++i)
-        positions[firstBins[i]] = i * firstRadix;
-
-    Order order;
-    std::vector<std::vector<std::size_t>>
-        filled; // values that are there, in every block of every middle pass
-
-    for (const auto& pass : middlePasses)
-        filled.emplace_back (length / (pass.radix * pass.span));
-
-    const auto fill = [&] (std::size_t position)
-    {
-        for (std::size_t p = 0; p < middlePasses.size(); ++p)
-        {
-            const auto size = middlePasses[p].radix * middlePasses[p].span;
-
-            if ((filled[p][position / size] += firstRadix) == size)
-            {
-                order.joins.push_back ({ p, position / size * size });
-                ++order.steps.back().numJoins;
-            }
-        }
-    };
-
-    std::vector<bool> isDone (distance);
-
-    for (const auto bin : firstBins)
-    {
-        if (isDone[bin])
-            continue;
-
-        const auto mirrored = paired ? (distance - bin) % distance : bin;
-        isDone[mirrored] = true;
-        order.steps.push_back ({ bin, positions[bin], positions[mirrored], 0 });
-        fill (positions[bin]);
-
-        if (mirrored != bin)
-            fill (positions[mirrored]);
-    }
-
-    return order;
-}
-
-std::vector<float> overlapWindow (std::span<const float> window)
-{
-    const auto hop = window.size() / 4;
-    std::vector<float> packed;
-
-    for (std::size_t i = 0; i < hop / 2; i += 2)
-        for (const auto sample : { i, i + 1, i + hop / 2, i + hop / 2 + 1 })
-            for (std::size_t quarter = 0; quarter < 4; ++quarter)
-                packed.push_back (window[quarter * hop + sample]);
-
-    return packed;
-}
 
 TESSIVAR_KERNEL (windowFrames, WindowFrames);
 TESSIVAR_KERNEL (transformForward, TransformForward);
