@@ -31,13 +31,13 @@ private:
     AlignedBuffer sums;
 };
 
-/** Real transforms of sixteen windowed frames at a time, which stand side by side in the vector lanes, so that
-    a transform is arithmetic without shuffles and twiddles serve all sixteen.
+/** Real transforms of sixteen windowed frames at a time, which stand side by side in the vector lanes, so
+    that a transform is arithmetic without shuffles and twiddles serve all sixteen.
 
-    Lane layout: value i of frame l stands at i * 16 + l. Spectra are n/2 + 1 bins of 16 real parts and then 16
-    imaginary ones, DC first, Nyquist last. Both directions are unscaled: inverse (forward (x)) = n * x. The
-    hop is n / 4. Every frame's result is the same whatever stands in the other lanes, on every instruction
-    set. Arrays start on 64-byte boundaries and don't overlap, unless said otherwise.
+    Lane layout: value i of frame l stands at i * 16 + l. Spectra are n/2 + 1 bins of 16 real parts and then
+    16 imaginary ones, DC first, Nyquist last. Both directions are unscaled: inverse (forward (x)) = n * x.
+    The hop is n / 4. Every frame's result is the same whatever stands in the other lanes, on every
+    instruction set. Arrays start on 64-byte boundaries and don't overlap, unless said otherwise.
 
     One thread at a time may use an object; objects of equal length share their twiddles.
 */
@@ -46,8 +46,8 @@ class BlockFft
 public:
     static constexpr std::size_t numFrames = kernels::lanes;
 
-    /** window: a weight for each sample of a frame, a power of two of them, at least 64; must outlive this. It
-        serves both analysis and synthesis. */
+    /** window: a weight for each sample of a frame, a power of two of them, at least 64; must outlive this.
+        It serves both analysis and synthesis. */
     explicit BlockFft (std::span<const float> window);
 
     BlockFft (const BlockFft&) = delete;
@@ -58,8 +58,8 @@ public:
     [[nodiscard]] std::size_t numBins() const { return n / 2 + 1; }
     [[nodiscard]] std::size_t spectrumFloats() const { return numBins() * 2 * numFrames; }
 
-    /** Windows frames that start a hop apart from samples on, anywhere. Only numGiven are read; the others are
-        zeros. */
+    /** Windows frames that start a hop apart from samples on, anywhere. Only numGiven are read; the others
+        are zeros. */
     void load (const float* samples, std::size_t numGiven = numFrames);
 
     /** Windows frames that start anywhere; a null pointer is a frame of zeros. */
@@ -78,14 +78,14 @@ public:
         afterwards. */
     void prepare (const float* spectrum);
 
-    /** samples = inverse transforms of weights[bin] * spectrum, n * 16 floats in lane layout, neither windowed
-        nor scaled. */
+    /** samples = inverse transforms of weights[bin] * spectrum, n * 16 floats in lane layout, neither
+        windowed nor scaled. */
     void inverseWeighted (float* samples, const float* weights);
 
-    /** The same inverse transforms, each windowed, multiplied with its frameGains[l] and overlap-added: gives
-        the 16 * hop samples from the first frame's start on, to which the frames before this block have added
-        through the carry. They are complete; signal may start anywhere. Sums run from the earliest frame to the
-        latest one, so they are the same however frames fall into blocks. */
+    /** The same inverse transforms, each windowed, multiplied with its frameGains[l] and overlap-added:
+        gives the 16 * hop samples from the first frame's start on, to which the frames before this block
+        have added through the carry. They are complete; signal may start anywhere. Sums run from the
+        earliest frame to the latest one, so they are the same however frames fall into blocks. */
     void overlapWeighted (float* signal, OverlapCarry& carry, const float* weights, const float* frameGains);
 
     /** The same with a gain for every bin and frame: gains[bin * 16 + l]. */

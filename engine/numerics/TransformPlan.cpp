@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cmath>
 #include <numbers>
+#include <ranges>
 
 namespace tessivar
 {
@@ -78,8 +79,8 @@ std::vector<std::size_t> TransformPlan::firstBins() const
 
     divide (8);
 
-    for (auto pass = middlePasses.rbegin(); pass != middlePasses.rend(); ++pass)
-        divide (pass->radix);
+    for (const auto& pass : std::views::reverse (middlePasses))
+        divide (pass.radix);
 
     return bins;
 }

@@ -9,18 +9,19 @@
 namespace tessivar
 {
 
-/** How the transforms of real signals of length n run, a power of two of at least 64: by inverse transforms of
-    m = n/2 complex values, decimated in time. Passes of radix 8 join blocks of values, from single bins
+/** How the transforms of real signals of length n run, a power of two of at least 64: by inverse transforms
+    of m = n/2 complex values, decimated in time. Passes of radix 8 join blocks of values, from single bins
     upwards; where 8 doesn't divide m evenly, some are of radix 4:
 
-    - The first pass takes the bins k, k + m/r, k + 2m/r, ... wherever they stand, and leaves its r results side
-      by side.
+    - The first pass takes the bins k, k + m/r, k + 2m/r, ... wherever they stand, and leaves its r results
+      side by side.
     - A middle pass joins r neighbouring blocks of span values into one.
     - The last pass joins eight blocks into the whole: value j of each gives values j, j + m/8, j + 2m/8, ...
 
     Blocks are joined as soon as they are complete, so that the caches hold them. Immutable.
 
-    Sources: Cooley, Tukey 1965; Bergland 1968 (radix 8); Sorensen, Jones, Heideman, Burrus 1987 (real signals).
+    Sources: Cooley, Tukey 1965; Bergland 1968 (radix 8); Sorensen, Jones, Heideman, Burrus 1987 (real
+    signals).
 */
 class TransformPlan
 {
@@ -77,8 +78,8 @@ private:
     [[nodiscard]] Order makeOrder (bool paired) const;
 };
 
-/** A window in the order in which overlap-adding takes it: for pairs of samples of the hop's first half, these
-    and those half a hop later, each in the four quarters of the frame. */
+/** A window in the order in which overlap-adding takes it: for pairs of samples of the hop's first half,
+    these and those half a hop later, each in the four quarters of the frame. */
 [[nodiscard]] std::vector<float> windowForOverlap (std::span<const float> window);
 
 } // namespace tessivar

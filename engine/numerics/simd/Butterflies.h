@@ -1,5 +1,6 @@
-// Butterflies of complex vectors, decimated in time: the arithmetic of the inverse transform. No include guard,
-// by design: every kernel file includes it once per target, from inside Highway's per-target namespace.
+// Butterflies of complex vectors, decimated in time: the arithmetic of the inverse transform. No include
+// guard, by design: every kernel file includes it once per target, from inside Highway's per-target
+// namespace.
 
 #if defined(TESSIVAR_BUTTERFLIES_TOGGLE) == defined(HWY_TARGET_TOGGLE)
     #ifdef TESSIVAR_BUTTERFLIES_TOGGLE
@@ -106,7 +107,7 @@ HWY_INLINE void butterfly (Complex (&x)[radix])
     }
 }
 
-/** Joins the values at the same place of radix neighbouring blocks of span values. head: the first block's. */
+/** Joins the values at the same place of radix neighbouring blocks of span values; head is the first. */
 template <std::size_t radix>
 HWY_INLINE void
 join (Complex (&x)[radix], Complex head, const float* first, std::size_t span, const float* twiddles)

@@ -10,10 +10,10 @@ namespace tessivar::kernels
 {
 
 /** Transforms of 16 real frames of length n in lane layout: value i of frame l stands at i * 16 + l. Spectra
-    are n/2 + 1 bins of 16 real and then 16 imaginary parts. A frame's arithmetic is the same in every lane and
-    on every instruction set, and no operation is fused. Arrays start on 64-byte boundaries and don't overlap,
-    unless said otherwise; weights, windows and frame gains may start anywhere. work holds plan.workFloats(),
-    prepared plan.preparedFloatsPerFrame() for each frame.
+    are n/2 + 1 bins of 16 real and then 16 imaginary parts. A frame's arithmetic is the same in every lane
+    and on every instruction set, and no operation is fused. Arrays start on 64-byte boundaries and don't
+    overlap, unless said otherwise; weights, windows and frame gains may start anywhere. work holds
+    plan.workFloats(), prepared plan.preparedFloatsPerFrame() for each frame.
 */
 
 /** dest[i * 16 + l] = frames[l][i] * window[i] for i < n. Returns a bit for each frame that isn't silent,
@@ -38,16 +38,17 @@ extern const Kernel<void (
 struct OverlapTarget
 {
     float* signal; // 16 * n/4 samples, starts anywhere
-    /** 3n/4 sums of what the frames before leave, in an order of their own; zeros to begin with. The 16 floats
-        before may be read and written back. */
+    /** 3n/4 sums of what the frames before leave, in an order of their own; zeros to begin with. The 16
+        floats before may be read and written back. */
     float* carry;
     const float* window;     // from windowForOverlap
     const float* frameGains; // 16
 };
 
-/** The same transforms, windowed, multiplied with the frames' gains and overlap-added. A frame of n = 1024 takes
-    21,700 operations; a block of 16 reads 67 KB of prepared bins, writes and reads 64 KB of work and writes 16
-    KB of samples, so that only vectors of fewer than 16 lanes find all of work in a first-level cache. */
+/** The same transforms, windowed, multiplied with the frames' gains and overlap-added. A frame of n = 1024
+    takes 21,700 operations; a block of 16 reads 67 KB of prepared bins, writes and reads 64 KB of work and
+    writes 16 KB of samples, so that only vectors of fewer than 16 lanes find all of work in a first-level
+    cache. */
 extern const Kernel<void (const OverlapTarget& target,
                           const float* prepared,
                           const float* weights,
