@@ -145,10 +145,12 @@ void GroupWork::importInto (const std::vector<juce::File>& files, const Group::P
 
     ImportedTracks imported;
     const auto state = target->state();
-    const auto end = runner.run ("Importing data",
-                                 {},
-                                 [&] (const WorkControl& watch)
-                                 { imported = importTracks (files, state, warnings, *temporary, watch); });
+    const auto numThreads = analysisThreads (workspace.settings());
+    const auto end =
+        runner.run ("Importing data",
+                    {},
+                    [&] (const WorkControl& watch)
+                    { imported = importTracks (files, state, warnings, *temporary, numThreads, watch); });
 
     if (end == JobRunner::End::failed)
         imported.outcome = Outcome::noRoom (runner.failure().toStdString());

@@ -58,19 +58,18 @@ bool GroupRun::readTracks()
     if (request.isFromGroupFile())
         return true; // audio is read from the group file itself
 
-    double done = 0.0;
     progress.beginStage ("Reading");
+    std::vector<juce::File> files;
 
     for (const auto& checked : checkedFiles)
-    {
-        if (stopRequested())
-            return interrupted();
+        files.push_back (checked.file);
 
-        auto watch = control();
-        const auto numFiles = static_cast<double> (checkedFiles.size());
-        watch.setProgress = [&] (double fraction) { progress.setProgress ((done + fraction) / numFiles); };
-        auto intake = importFile (checked.file, group.sampleRate(), warnings, store.get(), watch);
-        done += 1.0;
+    auto intakes = importFiles (files, group.sampleRate(), warnings, *store, request.numThreads, control());
+
+    for (std::size_t f = 0; f < intakes.size(); ++f)
+    {
+        const auto& checked = checkedFiles[f];
+        auto& intake = intakes[f];
 
         if (intake.outcome.wasStopped())
             return interrupted();
@@ -82,7 +81,6 @@ bool GroupRun::readTracks()
                     intake.code,
                     intake.accepted() ? pathOf (checked.file) + ": the file changed while it was read"
                                       : juce::String (intake.outcome.reason));
-            progress.beginStage ("Reading");
             continue;
         }
 

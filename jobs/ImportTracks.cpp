@@ -1,5 +1,6 @@
 #include "jobs/ImportTracks.h"
 
+#include "engine/numerics/WorkerPool.h"
 #include "jobs/AudioFileChunks.h"
 #include "jobs/StoreSignals.h"
 #include "model/TemporaryStore.h"
@@ -7,6 +8,9 @@
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <numeric>
 #include <utility>
 
 namespace tessivar
@@ -59,11 +63,132 @@ private:
     TemporaryStore& store;
 };
 
-/** A file's share of the work: its size, for want of anything better. */
-double weightOf (const juce::File& file)
+/** What a file that is read beside others comes to, before those in front of it are known. */
+struct ReadFile
 {
-    return static_cast<double> (std::max<juce::int64> (1, file.getSize()));
-}
+    Intake intake;
+    ImportWarnings warnings;
+    double checkedRate = 0.0; // Hz, that of the Group as far as it could be told
+};
+
+/** The files of a batch, read at the same time. */
+class BatchReading
+{
+public:
+    BatchReading (const std::vector<juce::File>& filesToRead,
+                  double sampleRate,
+                  TemporaryStore& storeToUse,
+                  const WorkControl& workControl)
+        : files (filesToRead), groupRate (sampleRate), store (storeToUse), control (workControl),
+          results (files.size()), fractions (files.size()), end (files.size())
+    {
+        for (const auto& file : files)
+            weights.push_back (static_cast<double> (std::max<juce::int64> (1, file.getSize())));
+
+        // Which file decides on the rate is known for sure when those before it were read. Their headers tell
+        // nearly always.
+        for (; groupRate <= 0.0 && files.size() > 1 && firstOfRate + 1 < files.size(); ++firstOfRate)
+        {
+            ImportWarnings ignored;
+
+            if (const auto intake = importFile (files[firstOfRate], 0.0, ignored, nullptr, control);
+                intake.accepted())
+            {
+                rateOfHeaders = intake.tracks.front().state.sampleRate();
+                break;
+            }
+        }
+    }
+
+    /** Reads a file, unless one before it has ended the batch; from several threads. */
+    void read (std::size_t index)
+    {
+        if (index > end)
+            return;
+
+        auto& result = results[index];
+        result.checkedRate = groupRate > 0.0 || index <= firstOfRate ? groupRate : rateOfHeaders;
+        result.intake = importFile (files[index],
+                                    result.checkedRate,
+                                    result.warnings,
+                                    &store,
+                                    { [&] { return index > end || control.stopRequested(); },
+                                      [&] (double fraction) { progress (index, fraction); } });
+
+        if (control.stopRequested())
+            result.intake.outcome = Outcome::stopped();
+
+        if (endsBatch (result.intake))
+            for (auto last = end.load(); index < last && ! end.compare_exchange_weak (last, index);)
+            {
+            }
+
+        progress (index, 1.0);
+    }
+
+    /** The results in the order of the files. */
+    std::vector<Intake> take (ImportWarnings& warnings)
+    {
+        std::vector<Intake> intakes;
+        auto rate = groupRate;
+
+        for (std::size_t i = 0; i < files.size(); ++i)
+        {
+            auto& [intake, ownWarnings, checkedRate] = results[i];
+
+            // The file that was to decide on the rate turned out damaged.
+            if (checkedRate != rate && (rate > 0.0 || intake.code == ImportWarnings::differentSampleRate))
+            {
+                ownWarnings.clear();
+                intake = {};
+                intake = importFile (files[i], rate, ownWarnings, &store, { control.shouldStop, {} });
+
+                if (control.stopRequested())
+                    intake.outcome = Outcome::stopped();
+            }
+
+            warnings.add (ownWarnings);
+
+            if (intake.accepted() && rate <= 0.0)
+                rate = intake.tracks.front().state.sampleRate();
+
+            intakes.push_back (std::move (intake));
+
+            if (endsBatch (intakes.back()))
+                break;
+        }
+
+        return intakes;
+    }
+
+private:
+    static bool endsBatch (const Intake& intake)
+    {
+        return intake.outcome.wasStopped() || intake.outcome.end == Outcome::End::noRoom;
+    }
+
+    void progress (std::size_t index, double fraction)
+    {
+        const std::lock_guard lock (progressLock);
+        fractions[index] = fraction;
+        const auto done = std::inner_product (weights.begin(), weights.end(), fractions.begin(), 0.0);
+        control.progress (done / std::accumulate (weights.begin(), weights.end(), 0.0));
+    }
+
+    const std::vector<juce::File>& files;
+    const double groupRate;
+    TemporaryStore& store;
+    const WorkControl& control;
+
+    std::size_t firstOfRate = 0; // decides on the rate where the Group has none
+    double rateOfHeaders = 0.0;
+
+    std::vector<ReadFile> results;
+    std::vector<double> weights;
+    std::mutex progressLock; // guards fractions, and that one thread at a time tells them
+    std::vector<double> fractions;
+    std::atomic<std::size_t> end; // the first file known to end the batch
+};
 } // namespace
 
 Intake importFile (const juce::File& file,
@@ -99,28 +224,32 @@ Intake importFile (const juce::File& file,
     return intake;
 }
 
+std::vector<Intake> importFiles (const std::vector<juce::File>& files,
+                                 double groupSampleRate,
+                                 ImportWarnings& warnings,
+                                 TemporaryStore& store,
+                                 int numThreads,
+                                 const WorkControl& control)
+{
+    BatchReading batch (files, groupSampleRate, store, control);
+    WorkerPool pool (std::min (numThreads, static_cast<int> (files.size())));
+    pool.forEach (files.size(), [&] (std::size_t index, int) { batch.read (index); });
+    return batch.take (warnings);
+}
+
 ImportedTracks importTracks (const std::vector<juce::File>& files,
                              const GroupState& group,
                              ImportWarnings& warnings,
                              TemporaryStore& store,
+                             int numThreads,
                              const WorkControl& control)
 {
     ImportedTracks result;
-    auto sampleRate = group.sampleRate();
-    double total = 0.0, done = 0.0;
+    auto intakes = importFiles (files, group.sampleRate(), warnings, store, numThreads, control);
 
-    for (const auto& file : files)
-        total += weightOf (file);
-
-    for (const auto& file : files)
+    for (std::size_t i = 0; i < intakes.size(); ++i)
     {
-        auto ofFile = control;
-        ofFile.setProgress = [&] (double fraction)
-        { control.progress ((done + fraction * weightOf (file)) / total); };
-        auto intake = importFile (file, sampleRate, warnings, &store, ofFile);
-
-        if (control.stopRequested())
-            intake.outcome = Outcome::stopped();
+        auto& intake = intakes[i];
 
         switch (intake.outcome.end)
         {
@@ -131,21 +260,16 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
                 return result;
             case Outcome::End::refused:
             case Outcome::End::failed:
-                result.refused.push_back ({ file, intake.code, intake.outcome.reason });
+                result.refused.push_back ({ files[i], intake.code, intake.outcome.reason });
                 break;
             case Outcome::End::ok:
                 for (auto& track : intake.tracks)
-                {
-                    sampleRate = track.state.sampleRate();
                     result.tracks.push_back (std::move (track.state));
-                }
                 break;
         }
 
         for (const auto& note : intake.notes)
             result.notes.addIfNotAlreadyThere (note);
-
-        done += weightOf (file);
     }
 
     checkBatch (group.tracks, result.tracks, warnings);

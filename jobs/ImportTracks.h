@@ -25,6 +25,18 @@ namespace tessivar
                                  TemporaryStore* store,
                                  const WorkControl& control = {});
 
+/** Reads several files as importFile() does, up to numThreads of them at the same time. What comes back, the
+    warnings and their order are as if the files had been read one by one: the list ends with the first file
+    that was stopped or found no room. With a groupSampleRate of 0 the first accepted file decides on the rate.
+    Progress runs over the bytes of all files.
+*/
+[[nodiscard]] std::vector<Intake> importFiles (const std::vector<juce::File>& files,
+                                               double groupSampleRate,
+                                               ImportWarnings& warnings,
+                                               TemporaryStore& store,
+                                               int numThreads,
+                                               const WorkControl& control = {});
+
 /** A file that did not become a track. */
 struct ImportRefusal
 {
@@ -42,14 +54,15 @@ struct ImportedTracks
     juce::StringArray notes; // on accepted files; each names its file
 };
 
-/** Reads audio files into store, to join a Group, or to make one if it is empty. Files that can't join are
-    refused while the others go on; a stop or a full store leaves nothing. Every problem is filed in warnings.
-    Progress runs from 0 to 1 over the bytes of all files.
+/** Reads audio files into store by importFiles(), to join a Group, or to make one if it is empty. Files that
+    can't join are refused while the others go on; a stop or a full store leaves nothing. Every problem is filed
+    in warnings.
 */
 [[nodiscard]] ImportedTracks importTracks (const std::vector<juce::File>& files,
                                            const GroupState& group,
                                            ImportWarnings& warnings,
                                            TemporaryStore& store,
+                                           int numThreads,
                                            const WorkControl& control = {});
 
 } // namespace tessivar

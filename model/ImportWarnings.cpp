@@ -53,6 +53,23 @@ void ImportWarnings::add (const juce::String& entry, int code, const juce::Strin
     reasons.set (index, known.joinIntoString ("\n"));
 }
 
+void ImportWarnings::add (const ImportWarnings& others)
+{
+    std::array<List, numCodes> added;
+    {
+        const juce::ScopedLock lock (others.entriesLock);
+        added = others.lists;
+    }
+
+    for (int code = 0; code < numCodes; ++code)
+    {
+        const auto& [list, reasons] = added[static_cast<std::size_t> (code)];
+
+        for (int i = 0; i < list.size(); ++i)
+            add (list[i], code, reasons[i]);
+    }
+}
+
 juce::StringArray ImportWarnings::entries (int code) const
 {
     if (! isKnownCode (code))

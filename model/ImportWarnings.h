@@ -40,6 +40,9 @@ public:
     */
     void add (const juce::String& entry, int code, const juce::String& reason = {});
 
+    /** Appends all that was collected elsewhere, in its order. */
+    void add (const ImportWarnings& others);
+
     /** The entries under a code, in order. */
     [[nodiscard]] juce::StringArray entries (int code) const;
 

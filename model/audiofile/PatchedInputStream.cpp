@@ -4,12 +4,18 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
 namespace tessivar
 {
+
+namespace
+{
+constexpr std::size_t smallestPiece = 4096, largestPiece = 262144; // bytes
+}
 
 PatchedInputStream::PatchedInputStream (std::unique_ptr<juce::InputStream> sourceStream,
                                         std::function<bool()> shouldStop)
@@ -83,13 +89,21 @@ int PatchedInputStream::readFromSource (std::uint8_t* bytes, int numBytes)
     }
 
     int done = 0;
-    auto isPlaced = source->getPosition() == position || source->setPosition (position);
-    while (isPlaced && done < numBytes)
+    while (done < numBytes)
     {
-        const auto count = source->read (bytes + done, numBytes - done);
-        if (count <= 0)
-            break;
-        done += count;
+        const auto place = position + done - aheadStart;
+        if (place < 0 || place >= static_cast<juce::int64> (aheadSize))
+        {
+            readAhead (position + done);
+            if (aheadSize == 0)
+                break;
+            continue;
+        }
+
+        const auto from = static_cast<std::size_t> (place);
+        const auto count = std::min (static_cast<std::size_t> (numBytes - done), aheadSize - from);
+        std::memcpy (bytes + done, ahead.data() + from, count);
+        done += static_cast<int> (count);
     }
 
     if (done < numBytes)
@@ -103,6 +117,31 @@ int PatchedInputStream::readFromSource (std::uint8_t* bytes, int numBytes)
     }
 
     return done;
+}
+
+/** Fills the buffer from a position on that lies inside the file. */
+void PatchedInputStream::readAhead (juce::int64 start)
+{
+    const auto follows = start == aheadStart + static_cast<juce::int64> (aheadSize);
+    nextPiece = follows ? std::min (2 * nextPiece, largestPiece) : smallestPiece;
+    nextPiece = std::max (nextPiece, smallestPiece);
+    ahead.resize (std::max (ahead.size(), nextPiece));
+    aheadStart = start;
+    aheadSize = 0;
+
+    const auto wanted = static_cast<std::size_t> (
+        std::min<juce::int64> (static_cast<juce::int64> (nextPiece), totalLength - start));
+    const auto isPlaced = source->getPosition() == start || source->setPosition (start);
+
+    while (isPlaced && aheadSize < wanted)
+    {
+        const auto count = source->read (ahead.data() + aheadSize, static_cast<int> (wanted - aheadSize));
+
+        if (count <= 0)
+            break;
+
+        aheadSize += static_cast<std::size_t> (count);
+    }
 }
 
 } // namespace tessivar

@@ -24,6 +24,9 @@ struct HeaderPatch
     exhausted, reads give 0 bytes, and the reader soon finishes. Reads at the end, and failed ones, advance
     the position by the bytes asked for. After reading, status() tells whether the bytes can be trusted.
 
+    Reads ahead in pieces that grow as long as they follow each other: some readers ask for a few kilobytes at
+    a time.
+
     Replaced bytes let a reader that knows fewer variants of a format open a file that says the same
     differently.
 */
@@ -60,7 +63,13 @@ private:
     juce::int64 position = 0;
     std::shared_ptr<juce::Result> firstFailure = std::make_shared<juce::Result> (juce::Result::ok());
 
+    // What was read ahead. Less than was to be read where the source failed.
+    std::vector<std::uint8_t> ahead;
+    juce::int64 aheadStart = 0;
+    std::size_t aheadSize = 0, nextPiece = 0;
+
     int readFromSource (std::uint8_t* bytes, int numBytes);
+    void readAhead (juce::int64 start);
 };
 
 } // namespace tessivar
