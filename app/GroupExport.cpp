@@ -146,6 +146,7 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
     options.folder = folders.front();
     options.extension = *type == ExportFileType::aiff ? ".aiff" : ".wav";
     options.overwrite = true;
+    options.numThreads = analysisThreads (workspace.settings());
     workspace.setLastExportFolder (options.folder.getFullPathName());
 
     // What is tried again goes where it would have gone, whatever has taken the names before it.

@@ -76,7 +76,10 @@ WorkControl GroupRun::control()
 
 ExportOptions GroupRun::exportOptions() const
 {
-    return { .folder = request.outFolder, .extension = request.extension, .overwrite = request.overwrite };
+    return { .folder = request.outFolder,
+             .extension = request.extension,
+             .overwrite = request.overwrite,
+             .numThreads = request.numThreads };
 }
 
 AnalysisOptions GroupRun::analysisOptions() const

@@ -1,6 +1,7 @@
 #include "jobs/ExportTracks.h"
 
 #include "engine/SuppressionRendering.h"
+#include "engine/numerics/WorkerPool.h"
 #include "jobs/AudioFileChunks.h"
 #include "jobs/MonoFileWriter.h"
 
@@ -10,8 +11,17 @@
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
+#include <deque>
+#include <functional>
+#include <iterator>
 #include <memory>
+#include <mutex>
+#include <numeric>
+#include <semaphore>
+#include <utility>
 
 namespace tessivar
 {
@@ -45,14 +55,42 @@ public:
     double removedEnergy = 0.0; // of source minus output
 };
 
+/** Sums a value of every index in eight sums side by side, which run in vectors. */
+template <typename Value>
+double sumOf (std::size_t count, const Value& value)
+{
+    constexpr std::size_t numSums = 8;
+    std::array<double, numSums> sums{};
+    std::size_t i = 0;
+
+    for (; i + numSums <= count; i += numSums)
+        for (std::size_t lane = 0; lane < numSums; ++lane)
+            sums[lane] += value (i + lane);
+
+    for (; i < count; ++i)
+        sums[0] += value (i);
+
+    return std::accumulate (sums.begin(), sums.end(), 0.0);
+}
+
+double square (float value)
+{
+    return static_cast<double> (value) * static_cast<double> (value);
+}
+
 double energyOf (std::span<const float> samples)
 {
-    double sum = 0.0;
+    return sumOf (samples.size(), [&] (std::size_t i) { return square (samples[i]); });
+}
+
+float peakOf (std::span<const float> samples)
+{
+    float peak = 0.0f;
 
     for (const auto sample : samples)
-        sum += static_cast<double> (sample) * static_cast<double> (sample);
+        peak = std::max (peak, std::abs (sample));
 
-    return sum;
+    return peak;
 }
 
 juce::Result lostAudio (const TrackState& track, const std::shared_ptr<TrackSamples>& samples)
@@ -114,21 +152,24 @@ public:
         if (track.rendered == nullptr || ! track.rendered->readFrames (start, block))
             return lostAudio (track, track.rendered);
 
-        if (! isSource)
-            renderSuppression (dest, block, rule);
+        source.resize (dest.size());
 
         for (std::size_t i = 0; i < dest.size(); ++i)
-        {
-            const auto source = block[i * numChannels + numChannels - 1];
-            sourceEnergy += static_cast<double> (source) * static_cast<double> (source);
+            source[i] = block[i * numChannels + numChannels - 1];
 
-            if (isSource)
-                dest[i] = source;
+        if (isSource)
+            std::copy (source.begin(), source.end(), dest.begin());
+        else
+            renderSuppression (dest, block, rule);
 
-            const auto removed = static_cast<double> (source) - static_cast<double> (dest[i]);
-            removedEnergy += removed * removed;
-        }
-
+        sourceEnergy += energyOf (source);
+        removedEnergy += sumOf (dest.size(),
+                                [&] (std::size_t i)
+                                {
+                                    const auto removed =
+                                        static_cast<double> (source[i]) - static_cast<double> (dest[i]);
+                                    return removed * removed;
+                                });
         outputEnergy += energyOf (dest);
 
         // Summed in another order, the same samples would look as if something had been removed.
@@ -141,157 +182,8 @@ public:
 private:
     const TrackState& track;
     const SuppressionRule rule;
-    std::vector<float> frames;
+    std::vector<float> frames, source;
     bool isSource = false;
-};
-
-/** Writes files one by one and keeps the report. */
-class Exporter
-{
-public:
-    Exporter (std::span<const TrackState> tracks,
-              const ExportOptions& exportOptions,
-              const WorkControl& exportControl,
-              std::int64_t samplesToWrite,
-              ExportReport& exportReport)
-        : options (exportOptions), control (exportControl), report (exportReport),
-          rules (exportOptions.rules != nullptr ? *exportOptions.rules : ownRules),
-          totalSamples (samplesToWrite)
-    {
-        protectFilesOf (tracks, rules);
-
-        if (const auto created = makeFolder (options.folder); created.failed())
-            folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
-    }
-
-    /** Writes one file; a failure also goes into the report. Does nothing after a stop. */
-    TrackExport write (const juce::File& target, MonoFilePlan plan, Signal& signal)
-    {
-        TrackExport result;
-        result.file = target;
-        result.format = plan.format;
-
-        if (report.outcome.wasStopped())
-            return result;
-
-        fileStart = samplesDone;
-        samplesDone += plan.lengthInSamples;
-        result.outcome =
-            control.stopRequested() ? Outcome::stopped() : writeFile (std::move (plan), signal, result);
-
-        if (! result.outcome.isOk())
-        {
-            if (! result.outcome.wasStopped())
-                report.errors.add (result.outcome.reason);
-
-            report.outcome = result.outcome;
-        }
-
-        return result;
-    }
-
-    void log (const juce::File& file, const juce::String& text) { report.remarks.push_back ({ file, text }); }
-
-private:
-    Outcome failed (const juce::File& file, const juce::String& remark, const juce::String& reason)
-    {
-        log (file, remark);
-        return Outcome::failed (reason.toStdString());
-    }
-
-    Outcome writeFile (MonoFilePlan plan, Signal& signal, TrackExport& result)
-    {
-        const auto& target = result.file;
-
-        if (folderError.isNotEmpty())
-            return failed (target, "Failed to open file.", folderError);
-
-        if (const auto refusal = rules.claim (target, options.overwrite); refusal != OutputRefusal::none)
-            return failed (target,
-                           refusal == OutputRefusal::exists ? "File already exists - Not written."
-                                                            : "Not written: " + reasonOf (refusal) + ".",
-                           target.getFullPathName() + ": " + reasonOf (refusal));
-
-        if (const auto possible = plan.check(); possible.failed())
-            return failed (target,
-                           "Failed to create file.",
-                           target.getFullPathName() + ": " + possible.getErrorMessage());
-
-        if (target.existsAsFile())
-            log (target, "File already exists - Overwritting.");
-
-        const auto format = plan.format;
-        const auto numSamples = plan.lengthInSamples;
-        const auto fileBytes = plan.fileBytes();
-        MonoFileWriter writer (
-            target, std::move (plan), options.calls != nullptr ? *options.calls : FileSystemCalls::system());
-
-        if (const auto opened = writer.openFile(); opened.failed())
-            return failed (target, "Failed to open file.", opened.getErrorMessage());
-
-        if (const auto created = writer.createWriter(); created.failed())
-            return failed (target, "Failed to create file.", created.getErrorMessage());
-
-        std::vector<float> samples (static_cast<std::size_t> (blockLength));
-
-        for (std::int64_t start = 0; start < numSamples; start += blockLength)
-        {
-            if (control.stopRequested())
-                return Outcome::stopped();
-
-            const auto count = std::min (blockLength, numSamples - start);
-            const auto block = std::span<float> (samples).first (static_cast<std::size_t> (count));
-            auto outcome = signal.read (start, block);
-
-            if (outcome.wasOk())
-                outcome = writer.write (block);
-
-            if (outcome.failed())
-                return failed (target, "Failed to write file.", outcome.getErrorMessage());
-
-            for (const auto sample : block)
-                result.peak = std::max (result.peak, std::abs (sample));
-
-            setProgress (start + count);
-        }
-
-        auto finished = writer.finish();
-
-        if (finished.wasOk())
-            finished = writer.commit (options.overwrite ? AtomicFile::IfTargetExists::replace
-                                                        : AtomicFile::IfTargetExists::fail);
-
-        if (finished.failed())
-            return failed (target, "Failed to write file.", finished.getErrorMessage());
-
-        result.bytes = fileBytes;
-        result.clippedSamples = writer.clippedSamples();
-
-        if (format.note.isNotEmpty())
-            log (target, format.note);
-
-        if (result.clippedSamples > 0)
-            log (target,
-                 juce::String (result.clippedSamples) + " samples clipped, peak "
-                     + juce::String (juce::Decibels::gainToDecibels (result.peak), 2) + " dBFS.");
-
-        return Outcome::ok();
-    }
-
-    void setProgress (std::int64_t samplesOfFile)
-    {
-        control.progress (static_cast<double> (fileStart + samplesOfFile)
-                          / static_cast<double> (std::max<std::int64_t> (1, totalSamples)));
-    }
-
-    const ExportOptions& options;
-    const WorkControl& control;
-    ExportReport& report;
-    OutputRules ownRules;
-    OutputRules& rules;
-    juce::String folderError;
-    const std::int64_t totalSamples;
-    std::int64_t samplesDone = 0, fileStart = 0;
 };
 
 /** Level of an energy over the source's, in dB; 0 for a silent source. */
@@ -305,36 +197,272 @@ double levelOverSource (double energy, const Signal& signal)
     return std::max (lowest, 10.0 * std::log10 (std::max (energy / signal.sourceEnergy, 1.0e-20)));
 }
 
-/** Writes the output of one track, or its source as it is when it has none. */
-TrackExport
-exportOne (const TrackState& track, const juce::File& file, ExportFileType type, Exporter& exporter)
+/** A file to write. */
+struct FileTask
+{
+    juce::File file;
+    MonoFilePlan plan;
+    std::function<std::unique_ptr<Signal>()> makeSignal; // its memory is taken while the file is written
+    juce::StringArray notes;                             // told once it is written; empty ones aren't
+};
+
+/** The output of one track, or its source as it is when it has none. */
+FileTask taskFor (const TrackState& track, const juce::File& file, ExportFileType type)
 {
     auto metadata = carryMetadata (track.sourceInfo, type);
-    MonoFilePlan plan;
-    plan.type = type;
-    plan.format =
+    FileTask task;
+    task.file = file;
+    task.plan.type = type;
+    task.plan.format =
         exportSampleFormatFor (track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type);
-    plan.sampleRate = track.sampleRate();
-    plan.lengthInSamples = track.lengthInSamples();
-    plan.metadata = std::move (metadata.chunks);
+    task.plan.sampleRate = track.sampleRate();
+    task.plan.lengthInSamples = track.lengthInSamples();
+    task.plan.metadata = std::move (metadata.chunks);
+    task.notes.add (metadata.note);
+    task.makeSignal = [&track]() -> std::unique_ptr<Signal>
+    {
+        if (track.hasProcessedOutput())
+            return std::make_unique<RenderedSignal> (track);
 
-    std::unique_ptr<Signal> signal;
+        return std::make_unique<PlainSignal> (track, track.source, 0);
+    };
 
-    if (track.hasProcessedOutput())
-        signal = std::make_unique<RenderedSignal> (track);
-    else
-        signal = std::make_unique<PlainSignal> (track, track.source, 0);
+    return task;
+}
 
-    auto result = exporter.write (file, std::move (plan), *signal);
-    result.removedDb = levelOverSource (signal->outputEnergy, *signal);
+/** Writes one file, beside others. */
+class FileExport
+{
+public:
+    FileExport (FileTask& fileTask, const ExportOptions& exportOptions, const WorkControl& workControl)
+        : task (fileTask), options (exportOptions), control (workControl)
+    {
+        result.file = task.file;
+        result.format = task.plan.format;
+    }
 
-    if (signal->sourceEnergy > 0.0)
-        result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
+    /** Refuses what can't be written at all. */
+    void claim (const juce::String& folderError, OutputRules& rules)
+    {
+        if (folderError.isNotEmpty())
+            fail ("Failed to open file.", folderError);
+        else if (const auto refusal = rules.claim (task.file, options.overwrite);
+                 refusal != OutputRefusal::none)
+            fail (refusal == OutputRefusal::exists ? "File already exists - Not written."
+                                                   : "Not written: " + reasonOf (refusal) + ".",
+                  task.file.getFullPathName() + ": " + reasonOf (refusal));
+        else if (const auto possible = task.plan.check(); possible.failed())
+            fail ("Failed to create file.", task.file.getFullPathName() + ": " + possible.getErrorMessage());
+    }
 
-    if (result.isWritten() && metadata.note.isNotEmpty())
-        exporter.log (result.file, metadata.note);
+    /** Computes and writes all samples; false when there is nothing to finish. */
+    bool writeSamples()
+    {
+        if (hasFailed || control.stopRequested())
+            return false;
 
-    return result;
+        if (task.file.existsAsFile())
+            remark ("File already exists - Overwritting.");
+
+        writer = std::make_unique<MonoFileWriter> (
+            task.file, task.plan, options.calls != nullptr ? *options.calls : FileSystemCalls::system());
+
+        if (const auto opened = writer->openFile(); opened.failed())
+            return fail ("Failed to open file.", opened.getErrorMessage());
+
+        if (const auto created = writer->createWriter(); created.failed())
+            return fail ("Failed to create file.", created.getErrorMessage());
+
+        const auto signal = task.makeSignal();
+        const auto numSamples = task.plan.lengthInSamples;
+        std::vector<float> samples (static_cast<std::size_t> (blockLength));
+
+        for (std::int64_t start = 0; start < numSamples; start += blockLength)
+        {
+            if (control.stopRequested())
+            {
+                writer.reset();
+                return false;
+            }
+
+            const auto count = std::min (blockLength, numSamples - start);
+            const auto block = std::span<float> (samples).first (static_cast<std::size_t> (count));
+            auto outcome = signal->read (start, block);
+
+            if (outcome.wasOk())
+                outcome = writer->write (block);
+
+            if (outcome.failed())
+                return fail ("Failed to write file.", outcome.getErrorMessage());
+
+            result.peak = std::max (result.peak, peakOf (block));
+            control.progress (static_cast<double> (start + count));
+        }
+
+        result.removedDb = levelOverSource (signal->outputEnergy, *signal);
+
+        if (signal->sourceEnergy > 0.0)
+            result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
+
+        return true;
+    }
+
+    /** Makes the file durable, checks it and gives it its name. Mostly waits for the disk. */
+    void finish()
+    {
+        auto finished = writer->finish();
+
+        if (finished.wasOk())
+            finished = writer->commit (options.overwrite ? AtomicFile::IfTargetExists::replace
+                                                         : AtomicFile::IfTargetExists::fail);
+
+        if (finished.failed())
+        {
+            fail ("Failed to write file.", finished.getErrorMessage());
+            return;
+        }
+
+        result.outcome = Outcome::ok();
+        result.bytes = task.plan.fileBytes();
+        result.clippedSamples = writer->clippedSamples();
+        writer.reset();
+
+        if (result.format.note.isNotEmpty())
+            remark (result.format.note);
+
+        if (result.clippedSamples > 0)
+            remark (juce::String (result.clippedSamples) + " samples clipped, peak "
+                    + juce::String (juce::Decibels::gainToDecibels (result.peak), 2) + " dBFS.");
+
+        for (const auto& note : task.notes)
+            if (note.isNotEmpty())
+                remark (note);
+    }
+
+    TrackExport result; // stopped until the file is written or failed
+    std::vector<ExportRemark> remarks;
+
+private:
+    void remark (const juce::String& text) { remarks.push_back ({ task.file, text }); }
+
+    bool fail (const juce::String& text, const juce::String& reason)
+    {
+        remark (text);
+        result.outcome = Outcome::failed (reason.toStdString());
+        hasFailed = true;
+        writer.reset();
+        return false;
+    }
+
+    FileTask& task;
+    const ExportOptions& options;
+    const WorkControl control;
+    std::unique_ptr<MonoFileWriter> writer;
+    bool hasFailed = false;
+};
+
+/** One of those who may compute, for as long as it lives. */
+class Place
+{
+public:
+    explicit Place (std::counting_semaphore<>& placesToUse) : places (placesToUse) { places.acquire(); }
+    ~Place() { places.release(); }
+
+    Place (const Place&) = delete;
+    Place& operator= (const Place&) = delete;
+
+private:
+    std::counting_semaphore<>& places;
+};
+
+/** Writes files, several at a time, and adds to the report in their order. options.numThreads of them are computed
+    while others wait for the disk: a flush holds nobody up.
+*/
+std::vector<TrackExport> writeFiles (std::vector<FileTask> tasks,
+                                     std::span<const TrackState> tracks,
+                                     const ExportOptions& options,
+                                     const WorkControl& control,
+                                     ExportReport& report)
+{
+    OutputRules ownRules;
+    auto& rules = options.rules != nullptr ? *options.rules : ownRules;
+    protectFilesOf (tracks, rules);
+    juce::String folderError;
+
+    if (const auto created = makeFolder (options.folder); created.failed())
+        folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
+
+    double totalSamples = 0.0;
+
+    for (const auto& task : tasks)
+        totalSamples += static_cast<double> (task.plan.lengthInSamples);
+
+    std::atomic<bool> wasStopped{ false };
+    std::mutex progressLock; // guards samplesOfFile, and that one thread at a time tells them
+    std::vector<double> samplesOfFile (tasks.size());
+    std::deque<FileExport> files;
+
+    for (std::size_t i = 0; i < tasks.size(); ++i)
+    {
+        const auto shouldStop = [&]
+        {
+            if (! wasStopped && control.stopRequested())
+                wasStopped = true;
+
+            return wasStopped.load();
+        };
+        const auto setProgress = [&, i] (double samples)
+        {
+            const std::lock_guard lock (progressLock);
+            samplesOfFile[i] = samples;
+            control.progress (std::accumulate (samplesOfFile.begin(), samplesOfFile.end(), 0.0)
+                              / std::max (1.0, totalSamples));
+        };
+        files.emplace_back (tasks[i], options, WorkControl{ shouldStop, setProgress });
+        files.back().claim (folderError, rules);
+    }
+
+    const auto numAtWork = std::clamp<std::ptrdiff_t> (options.numThreads, 1, 256);
+    std::counting_semaphore<> places (numAtWork);
+    WorkerPool pool (static_cast<int> (std::min<std::ptrdiff_t> (2 * numAtWork, std::ssize (files))));
+    pool.forEach (files.size(),
+                  [&] (std::size_t i, int)
+                  {
+                      const auto hasSamples = [&]
+                      {
+                          const Place place (places);
+                          return files[i].writeSamples();
+                      };
+
+                      if (hasSamples())
+                          files[i].finish();
+                  });
+
+    std::vector<TrackExport> results;
+
+    for (auto& file : files)
+    {
+        auto& result = results.emplace_back (std::move (file.result));
+
+        // As if files were written one by one: nothing is told of those behind a stop.
+        if (report.outcome.wasStopped() && ! result.isWritten())
+        {
+            result.outcome = Outcome::stopped();
+            continue;
+        }
+
+        std::move (file.remarks.begin(), file.remarks.end(), std::back_inserter (report.remarks));
+
+        if (result.isWritten() || report.outcome.wasStopped())
+            continue;
+
+        if (! result.outcome.wasStopped())
+            report.errors.add (result.outcome.reason);
+
+        report.outcome = result.outcome;
+    }
+
+    return results;
 }
 } // namespace
 
@@ -372,21 +500,15 @@ ExportReport exportTracks (std::span<const TrackState> tracks,
 {
     ExportReport report;
     const auto type = exportFileTypeFor (options.extension);
-    std::int64_t totalSamples = 0;
-
-    for (const auto& track : tracks)
-        totalSamples += track.lengthInSamples();
-
-    Exporter exporter (tracks, options, control, totalSamples, report);
+    std::vector<FileTask> tasks;
 
     for (std::size_t i = 0; i < tracks.size(); ++i)
     {
-        report.tracks.push_back (exportOne (tracks[i], files[i].file, type, exporter));
-
-        if (report.tracks.back().isWritten() && files[i].note.isNotEmpty())
-            exporter.log (files[i].file, files[i].note);
+        tasks.push_back (taskFor (tracks[i], files[i].file, type));
+        tasks.back().notes.add (files[i].note);
     }
 
+    report.tracks = writeFiles (std::move (tasks), tracks, options, control, report);
     return report;
 }
 
@@ -399,8 +521,8 @@ ExportReport exportTrackTo (const juce::File& target,
     auto ownOptions = options;
     ownOptions.folder = target.getParentDirectory();
     const auto file = target.getFileExtension().isEmpty() ? target.withFileExtension (".wav") : target;
-    Exporter exporter ({ &track, 1 }, ownOptions, control, track.lengthInSamples(), report);
-    report.tracks.push_back (exportOne (track, file, exportFileTypeFor (file.getFileExtension()), exporter));
+    std::vector<FileTask> tasks{ taskFor (track, file, exportFileTypeFor (file.getFileExtension())) };
+    report.tracks = writeFiles (std::move (tasks), { &track, 1 }, ownOptions, control, report);
     return report;
 }
 
@@ -409,15 +531,8 @@ ExportReport exportComponents (std::span<const TrackState> tracks,
                                const WorkControl& control)
 {
     ExportReport report;
-    std::int64_t totalSamples = 0;
-
-    for (const auto& track : tracks)
-        if (track.components != nullptr)
-            totalSamples += channelLayout::numComponents * track.lengthInSamples();
-
     const auto files = planComponents (tracks, options);
-    auto file = files.begin();
-    Exporter exporter (tracks, options, control, totalSamples, report);
+    std::vector<FileTask> tasks;
 
     for (const auto& track : tracks)
     {
@@ -427,18 +542,22 @@ ExportReport exportComponents (std::span<const TrackState> tracks,
         // Ten planes one after the other, which is one long channel.
         const auto planes = std::make_shared<StoreSamples> (track.components, 1);
 
-        for (int slot = 0; slot < channelLayout::numComponents; ++slot, ++file)
+        for (int slot = 0; slot < channelLayout::numComponents; ++slot)
         {
-            MonoFilePlan plan;
-            plan.format = { 32, true, {} };
-            plan.sampleRate = track.sampleRate();
-            plan.lengthInSamples = track.lengthInSamples();
-            PlainSignal signal (track, planes, slot * track.lengthInSamples());
-
-            if (exporter.write (*file, std::move (plan), signal).isWritten())
-                report.componentFiles.push_back (*file);
+            FileTask task;
+            task.file = files[tasks.size()];
+            task.plan.format = { 32, true, {} };
+            task.plan.sampleRate = track.sampleRate();
+            task.plan.lengthInSamples = track.lengthInSamples();
+            task.makeSignal = [&track, planes, slot]
+            { return std::make_unique<PlainSignal> (track, planes, slot * track.lengthInSamples()); };
+            tasks.push_back (std::move (task));
         }
     }
+
+    for (const auto& written : writeFiles (std::move (tasks), tracks, options, control, report))
+        if (written.isWritten())
+            report.componentFiles.push_back (written.file);
 
     return report;
 }

@@ -66,7 +66,7 @@ private:
     void fail (const juce::String& action, const SystemError& error);
     void discard();
 
-    static constexpr std::size_t bufferSize = 32768;
+    static constexpr std::size_t bufferSize = 262144;
 
     FileSystemCalls& calls;
     const juce::File target;

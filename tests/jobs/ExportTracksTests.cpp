@@ -10,7 +10,9 @@
 #include "tests/support/WhicheverCallFails.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <tuple>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -555,6 +557,65 @@ TEST_CASE ("exportTracks", "[jobs][export]")
             CHECK (work.file ("out").getNumberOfChildFiles (juce::File::findFiles)
                    == (firstIsComplete ? 2 : 1));
             CHECK (report.errors.isEmpty());
+        }
+    }
+
+    SECTION ("tells and writes the same by any number of threads, and is stopped by any of them")
+    {
+        std::vector<TrackState> tracks;
+
+        for (int i = 0; i < 7; ++i)
+        {
+            const auto file = work.file ("in/" + juce::String (i) + ".wav");
+            writeSource (file, i % 2 == 0 ? 24 : 32);
+            tracks.push_back (imported (file, *store)[0]);
+        }
+
+        for (const auto i : { 1u, 4u, 5u })
+        {
+            process (tracks[i], *store, 0.6f); // clips
+            tracks[i].record.setKnobs (KnobSetting::a, { 3.0f, 0.0f });
+        }
+
+        tracks[2].source = nullptr; // lost
+        const auto exported = [&] (int numThreads, const juce::String& name, int stopAt)
+        {
+            options.folder = work.file (name);
+            REQUIRE (options.folder.createDirectory().wasOk());
+            REQUIRE (options.folder.getChildFile ("3.wav").replaceWithText ("old")); // not replaced
+            options.numThreads = numThreads;
+            std::atomic<int> asked{ 0 };
+            return exportTracks (tracks, options, { [&] { return ++asked == stopAt; }, {} });
+        };
+        const auto one = exported (1, "one", 0);
+        REQUIRE (one.errors.size() == 2);
+
+        for (const int numThreads : { 2, 3, 16 })
+        {
+            const auto several = exported (numThreads, juce::String (numThreads), 0);
+            CHECK (several.log() == one.log());
+            CHECK (several.outcome.end == one.outcome.end);
+            REQUIRE (several.errors.size() == 2);
+            CHECK (several.errors[0] == one.errors[0]);
+
+            for (std::size_t i = 0; i < tracks.size(); ++i)
+            {
+                const auto& ofOne = one.tracks[i];
+                const auto& result = several.tracks[i];
+                CHECK (result.file == options.folder.getChildFile (ofOne.file.getFileName()));
+                CHECK (std::tuple (result.isWritten(), result.peak, result.clippedSamples, result.removedDb)
+                       == std::tuple (ofOne.isWritten(), ofOne.peak, ofOne.clippedSamples, ofOne.removedDb));
+                CHECK (result.file.exists() == ofOne.file.exists());
+                CHECK ((! ofOne.file.exists() || result.file.hasIdenticalContentTo (ofOne.file)));
+            }
+        }
+
+        for (int stopAt = 1; stopAt < 12; ++stopAt)
+        {
+            const auto stopped = exported (3, "stopped " + juce::String (stopAt), stopAt);
+            CHECK (stopped.outcome.wasStopped());
+            const auto numWritten = std::ranges::count_if (stopped.tracks, &TrackExport::isWritten);
+            CHECK (options.folder.getNumberOfChildFiles (juce::File::findFiles) == numWritten + 1);
         }
     }
 
