@@ -68,4 +68,18 @@ float renderSuppression (std::span<float> dest, std::span<const float> frames, c
     return peak;
 }
 
+void renderSuppression (std::span<float> dest, const ChannelPlanes& channels, const SuppressionRule& rule)
+{
+    std::fill (dest.begin(), dest.end(), 0.0f);
+
+    for (std::size_t c = 0; c < channelLayout::numParts; ++c)
+        if (const auto weight = rule.channelWeight[c]; weight != 0.0f)
+            for (std::size_t i = 0; i < dest.size(); ++i)
+                dest[i] += weight * channels[c][i];
+
+    if (rule.back != 0.0f)
+        for (std::size_t i = 0; i < dest.size(); ++i)
+            dest[i] += rule.back * (channels[channelLayout::source][i] - dest[i]);
+}
+
 } // namespace tessivar

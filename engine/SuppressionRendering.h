@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
 #include "terms/KnobValues.h"
 
@@ -32,5 +33,9 @@ struct SuppressionRule
     overlap frames. Returns the largest absolute output value.
 */
 float renderSuppression (std::span<float> dest, std::span<const float> frames, const SuppressionRule& rule);
+
+/** The same of channels one by one, n samples each. A channel without a weight may be null; so may the source
+    where nothing is mixed back. */
+void renderSuppression (std::span<float> dest, const ChannelPlanes& channels, const SuppressionRule& rule);
 
 } // namespace tessivar

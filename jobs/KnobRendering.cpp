@@ -26,22 +26,38 @@ public:
 
     [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override
     {
-        const auto n = dest.size() / channelLayout::numRendered;
-        std::vector<float> own (n), mix (n), sum (n);
+        return framesFromPlanes (start, dest);
+    }
 
-        if (! source.read (start, own) || ! readSamples (*file, start, mix)
-            || (isSumThere && ! readSamples (*file, length + start, sum)))
+    [[nodiscard]] bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest) override
+    {
+        auto planes = dest;
+        const auto room = completeForResidual (planes, n);
+
+        if (auto* const own = planes[channelLayout::source]; own != nullptr)
+        {
+            if (! source.read (start, { own, n }))
+                return false;
+
+            replaceNonFinite ({ own, n });
+        }
+
+        for (std::size_t c = 1; c < channelLayout::numBestComponents; ++c)
+            if (planes[c] != nullptr)
+                std::fill_n (planes[c], n, 0.0f);
+
+        if (planes[0] != nullptr && ! readSamples (*file, start, { planes[0], n }))
             return false;
 
-        replaceNonFinite (own);
-        std::fill (dest.begin(), dest.end(), 0.0f);
-        auto* frame = dest.data();
-
-        for (std::size_t i = 0; i < n; ++i, frame += channelLayout::numRendered)
+        if (auto* const residual = planes[channelLayout::residual]; residual != nullptr)
         {
-            frame[0] = mix[i];
-            frame[channelLayout::residual] = own[i] - sum[i];
-            frame[channelLayout::source] = own[i];
+            std::fill_n (residual, n, 0.0f);
+
+            if (isSumThere && ! readSamples (*file, length + start, { residual, n }))
+                return false;
+
+            for (std::size_t i = 0; i < n; ++i)
+                residual[i] = planes[channelLayout::source][i] - residual[i];
         }
 
         return true;
@@ -93,25 +109,39 @@ FactoredSamples::FactoredSamples (std::shared_ptr<const Factorization> factors,
 {
 }
 
-bool FactoredSamples::readFrames (std::int64_t start, std::span<float> dest)
+bool FactoredSamples::readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest)
 {
-    const auto n = dest.size() / channelLayout::numRendered;
-    std::vector<float> own (n), signals (n * channelLayout::numBestComponents);
-    ComponentSource::Signals wanted{};
-    ComponentSink::Signals components{};
+    auto planes = dest;
 
-    // What doesn't sound stays silent.
-    for (std::size_t c = 0; c < components.size(); ++c)
-        components[c] = signals.data() + c * n;
+    // What nobody hears is silence.
+    const auto silence = [n] (float*& plane)
+    {
+        if (plane != nullptr)
+            std::fill_n (std::exchange (plane, nullptr), n, 0.0f);
+    };
 
-    for (std::size_t c = 0; c < part.numComponents(); ++c)
-        wanted[c] = signals.data() + c * n;
+    for (auto c = part.numComponents(); c < channelLayout::numBestComponents; ++c)
+        silence (planes[c]);
 
-    if (! source.read (start, own) || ! reader.read (start, n, wanted))
+    if (! part.hasResidual())
+        silence (planes[channelLayout::residual]);
+
+    const auto room = completeForResidual (planes, n);
+    ComponentSource::Signals components{};
+    std::copy_n (planes.begin(), components.size(), components.begin());
+
+    if (auto* const plane = planes[channelLayout::source]; plane != nullptr)
+    {
+        if (! source.read (start, { plane, n }))
+            return false;
+
+        replaceNonFinite ({ plane, n });
+    }
+
+    if (! reader.read (start, n, components))
         return false;
 
-    replaceNonFinite (own);
-    foldChannels (dest, components, level, own);
+    foldPlanes (planes, level, n);
     return true;
 }
 

@@ -52,7 +52,11 @@ public:
 
     [[nodiscard]] int numChannels() const override { return channelLayout::numRendered; }
     [[nodiscard]] std::int64_t lengthInFrames() const override { return reader.lengthInSamples(); }
-    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override
+    {
+        return framesFromPlanes (start, dest);
+    }
+    [[nodiscard]] bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest) override;
     [[nodiscard]] juce::String lastError() const override { return source.lastError(); }
     [[nodiscard]] Location location() const override { return samples->location(); }
 

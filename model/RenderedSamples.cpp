@@ -131,15 +131,39 @@ bool RenderedSamples::readFrames (std::int64_t start, std::span<float> dest)
         for (std::size_t c = 0; c < signals.size(); ++c)
             best[c] = signals[c] = samples.data() + (c + 1) * n;
 
-        if (! source->readFrames (position, own) || ! components.read (position, n, signals))
+        if (! readSource (position, own) || ! components.read (position, n, signals))
             return false;
 
-        // As the analysis took them.
-        std::replace_if (
-            own.begin(), own.end(), [] (float x) { return ! std::isfinite (x); }, 0.0f);
         foldChannels (dest.subspan (first * stride, n * stride), best, level, own);
     }
 
+    return true;
+}
+
+bool RenderedSamples::readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest)
+{
+    constexpr std::size_t sourceChannel = channelLayout::source;
+    auto planes = dest;
+    const auto room = completeForResidual (planes, n);
+    ComponentFile::Signals<float> signals{};
+    std::copy_n (planes.begin(), signals.size(), signals.begin());
+
+    if ((planes[sourceChannel] != nullptr && ! readSource (start, { planes[sourceChannel], n }))
+        || ! components.read (start, n, signals))
+        return false;
+
+    foldPlanes (planes, level, n);
+    return true;
+}
+
+bool RenderedSamples::readSource (std::int64_t start, std::span<float> dest)
+{
+    if (! source->readFrames (start, dest))
+        return false;
+
+    // As the analysis took them.
+    std::replace_if (
+        dest.begin(), dest.end(), [] (float x) { return ! std::isfinite (x); }, 0.0f);
     return true;
 }
 

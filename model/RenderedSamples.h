@@ -63,10 +63,13 @@ public:
     [[nodiscard]] int numChannels() const override { return channelLayout::numRendered; }
     [[nodiscard]] std::int64_t lengthInFrames() const override { return components.lengthInSamples(); }
     [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest) override;
     [[nodiscard]] juce::String lastError() const override;
     [[nodiscard]] Location location() const override { return { components.file()->path(), 0 }; }
 
 private:
+    [[nodiscard]] bool readSource (std::int64_t start, std::span<float> dest);
+
     ComponentFile components;
     const ComponentLevel level;
     const std::shared_ptr<TrackSamples> source;

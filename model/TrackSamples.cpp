@@ -7,6 +7,42 @@
 namespace tessivar
 {
 
+bool TrackSamples::readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest)
+{
+    jassert (numChannels() == channelLayout::numRendered);
+    std::vector<float> frames (n * channelLayout::numRendered);
+
+    if (! readFrames (start, frames))
+        return false;
+
+    for (std::size_t c = 0; c < dest.size(); ++c)
+        if (dest[c] != nullptr)
+            for (std::size_t i = 0; i < n; ++i)
+                dest[c][i] = frames[i * channelLayout::numRendered + c];
+
+    return true;
+}
+
+bool TrackSamples::framesFromPlanes (std::int64_t start, std::span<float> dest)
+{
+    constexpr std::size_t stride = channelLayout::numRendered;
+    const auto n = dest.size() / stride;
+    std::vector<float> signals (stride * n);
+    ChannelPlanes planes{};
+
+    for (std::size_t c = 0; c < stride; ++c)
+        planes[c] = signals.data() + c * n;
+
+    if (! readPlanes (start, n, planes))
+        return false;
+
+    for (std::size_t c = 0; c < stride; ++c)
+        for (std::size_t i = 0; i < n; ++i)
+            dest[i * stride + c] = planes[c][i];
+
+    return true;
+}
+
 ChannelOfSamples::ChannelOfSamples (std::shared_ptr<TrackSamples> samplesToUse, int channelToShow)
     : samples (std::move (samplesToUse)), channel (channelToShow)
 {

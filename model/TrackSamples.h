@@ -1,7 +1,10 @@
 #pragma once
 
+#include "terms/ChannelFolding.h"
+
 #include <juce_core/juce_core.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -26,6 +29,9 @@ public:
     */
     [[nodiscard]] virtual bool readFrames (std::int64_t start, std::span<float> dest) = 0;
 
+    /** n frames of a rendered track from start on, channel by channel; null pointers are left out. */
+    [[nodiscard]] virtual bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest);
+
     /** File and reason of the last failed read; empty when none failed. */
     [[nodiscard]] virtual juce::String lastError() const = 0;
 
@@ -37,6 +43,10 @@ public:
     };
 
     [[nodiscard]] virtual Location location() const = 0;
+
+protected:
+    /** readFrames() of a rendered track that has readPlanes(). */
+    [[nodiscard]] bool framesFromPlanes (std::int64_t start, std::span<float> dest);
 };
 
 /** One channel of other samples. */
