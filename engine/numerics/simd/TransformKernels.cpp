@@ -283,38 +283,42 @@ HWY_INLINE void transpose (Floats (&rows)[L])
 
 std::uint32_t WindowFrames (float* dest, const float* const* frames, const float* window, std::size_t n)
 {
-    std::uint32_t sounding = 0;
+    Floats bits[vectorsPerPanel]; // of all samples of a lane
 
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        auto bits = hn::Zero (tag);
+#pragma GCC unroll 4
+    for (auto& b : bits)
+        b = hn::Zero (tag);
 
-        for (std::size_t i = 0; i < n; i += L)
+    for (std::size_t i = 0; i < n; i += L)
+#pragma GCC unroll 4
+        for (std::size_t p = 0; p < vectorsPerPanel; ++p)
         {
             Floats x[L];
 
 #pragma GCC unroll 16
             for (std::size_t l = 0; l < L; ++l)
-                x[l] = hn::LoadU (tag, frames[part + l] + i);
+                x[l] = hn::LoadU (tag, frames[p * L + l] + i);
 
             transpose (x);
 
 #pragma GCC unroll 16
             for (std::size_t l = 0; l < L; l += 2)
-                bits = hn::Or3 (bits, x[l], x[l + 1]);
+                bits[p] = hn::Or3 (bits[p], x[l], x[l + 1]);
 
 #pragma GCC unroll 16
             for (std::size_t l = 0; l < L; ++l)
-                hn::Store (hn::Mul (x[l], broadcast (window[i + l])), tag, dest + (i + l) * lanes + part);
+                hn::Store (hn::Mul (x[l], broadcast (window[i + l])), tag, dest + (i + l) * lanes + p * L);
         }
 
-        const hn::RebindToUnsigned<FloatTag> du;
-        HWY_ALIGN std::uint32_t patterns[L];
-        hn::Store (hn::BitCast (du, hn::Abs (bits)), du, patterns);
+    HWY_ALIGN float magnitudes[lanes];
+    std::uint32_t sounding = 0;
 
-        for (std::size_t l = 0; l < L; ++l)
-            sounding |= (patterns[l] != 0 ? 1u : 0u) << (part + l);
-    }
+#pragma GCC unroll 4
+    for (std::size_t p = 0; p < vectorsPerPanel; ++p)
+        hn::Store (hn::Abs (bits[p]), tag, magnitudes + p * L);
+
+    for (std::size_t l = 0; l < lanes; ++l)
+        sounding |= (magnitudes[l] != 0.0f ? 1u : 0u) << l;
 
     return sounding;
 }
@@ -403,24 +407,30 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
 
 void PrepareSpectrum (float* prepared, const float* spectrum, const TransformPlan& plan)
 {
-    for (std::size_t part = 0; part < lanes; part += L)
-        for (const auto& step : plan.inPairs.steps)
-            for (std::size_t q = 0; q < plan.firstRadix; ++q, prepared += 4 * L)
+    const auto distance = plan.length / plan.firstRadix, floatsOfPart = L * plan.preparedFloatsPerFrame();
+
+    for (const auto& step : plan.inPairs.steps)
+        for (std::size_t q = 0; q < plan.firstRadix; ++q, prepared += 4 * L)
+        {
+            const auto k = step.bin + q * distance;
+            const auto* low = spectrum + k * 2 * lanes;
+            const auto* high = spectrum + (plan.length - k) * 2 * lanes;
+            const auto re = broadcast (plan.differences[k]), im = broadcast (plan.sums[k]);
+
+            for (std::size_t p = 0; p < vectorsPerPanel; ++p, low += L, high += L)
             {
-                const auto k = step.bin + q * (plan.length / plan.firstRadix);
-                const auto* low = spectrum + k * 2 * lanes + part;
-                const auto* high = spectrum + (plan.length - k) * 2 * lanes + part;
                 // (1 + i) exp (ih) times X[k] and the conjugate of X[m - k].
-                const auto re = broadcast (plan.differences[k]), im = broadcast (plan.sums[k]);
                 const Complex a{ hn::Load (tag, low), hn::Load (tag, low + lanes) };
                 const Complex b{ hn::Load (tag, high), hn::Load (tag, high + lanes) };
+                auto* dest = prepared + p * floatsOfPart;
                 storeComplex ({ hn::Sub (hn::Mul (re, a.re), hn::Mul (im, a.im)),
                                 hn::Add (hn::Mul (re, a.im), hn::Mul (im, a.re)) },
-                              prepared);
+                              dest);
                 storeComplex ({ hn::Add (hn::Mul (re, b.re), hn::Mul (im, b.im)),
                                 hn::Sub (hn::Mul (im, b.re), hn::Mul (re, b.im)) },
-                              prepared + 2 * L);
+                              dest + 2 * L);
             }
+        }
 }
 
 template <typename Length>
