@@ -1,6 +1,7 @@
 #include "engine/AnalysisPipeline.h"
 
 #include "engine/ComponentReader.h"
+#include "engine/ComponentRendering.h"
 #include "engine/Decomposition.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/TrackRendering.h"
@@ -427,13 +428,15 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     const auto frames = static_cast<std::uint64_t> (shape.numFrames);
     const auto rows = static_cast<std::uint64_t> (shape.melRows());
     const auto workers = static_cast<std::uint64_t> (std::max (1, options.numThreads));
-    const auto frameLength = static_cast<std::uint64_t> (shape.rate.frameLength);
     constexpr std::uint64_t components = channelLayout::numComponents;
 
     // First the stacked spectrogram and its factors, later a segment of ten components a worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
-    const auto rendering =
-        4 * workers * (components * (512 * frameLength / 4 + 4 * frameLength) + 512 * frameLength);
+    const auto renderer = ComponentRenderer::rendererBytes (shape.rate);
+    const auto rendering = workers * (renderer + components * ComponentRenderer::signalBytes (shape.rate));
+    // Tracks that are rendered again when they are read keep their renderers.
+    const auto readers =
+        options.storesComponents ? 0 : static_cast<std::uint64_t> (shape.numRendered) * workers * renderer;
 
     AnalysisForecast forecast;
     forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);
@@ -441,7 +444,7 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     if (options.method == AnalysisMethod::refined)
     {
         const auto refinement = forecastRefinement (shape, static_cast<int> (workers));
-        forecast.memoryBytes = std::max (forecast.memoryBytes, refinement.memoryBytes);
+        forecast.memoryBytes = std::max (forecast.memoryBytes, refinement.memoryBytes + readers);
         forecast.scratchBytes = refinement.scratchBytes;
     }
 

@@ -110,7 +110,7 @@ private:
     }
 
     static constexpr auto blockFrames = static_cast<std::int64_t> (BlockFft::numFrames);
-    static constexpr std::int64_t mostBlocks = 16;
+    static constexpr std::int64_t mostBlocks = 4; // read at a time
 
     const ComponentReader& reader;
     const AnalysisShape& shape;

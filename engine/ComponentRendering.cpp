@@ -131,6 +131,18 @@ bool ComponentRenderer::scoreFrames (const PaddedSignal& signal,
     return true;
 }
 
+std::uint64_t ComponentRenderer::rendererBytes (const RateParameters& rate)
+{
+    // Seven blocks of frames, four of them in the transform; what the frames before leave to ten components.
+    const auto frameLength = static_cast<std::uint64_t> (rate.frameLength);
+    return sizeof (float) * (7 * lanes + 8) * frameLength + signalBytes (rate);
+}
+
+std::uint64_t ComponentRenderer::signalBytes (const RateParameters& rate)
+{
+    return sizeof (float) * static_cast<std::uint64_t> (segmentFrames * rate.hop);
+}
+
 std::size_t ComponentRenderer::numSegments (const AnalysisShape& shape, std::int64_t length)
 {
     return static_cast<std::size_t> ((hopsOf (shape, length).size() + segmentHops - 1) / segmentHops);

@@ -92,6 +92,10 @@ public:
         bool levels = false;          // of all ten
     };
 
+    /** Bytes that a renderer takes, with what it reads for a segment, and each signal of a segment. */
+    [[nodiscard]] static std::uint64_t rendererBytes (const RateParameters& rate);
+    [[nodiscard]] static std::uint64_t signalBytes (const RateParameters& rate);
+
     /** Segments that samples 0 .. length - 1 of a track are cut into. The first frames of each are transformed
         for the segment before too, so that segments may be rendered in any order. */
     [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
