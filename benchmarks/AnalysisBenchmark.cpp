@@ -256,10 +256,11 @@ private:
         if (! isRefined)
             return;
 
-        std::vector<std::string> cells;
-
-        for (const auto& pass : refinementPasses)
-            cells.push_back (cell (pass.name));
+        std::vector<std::string> cells (refinementPasses.size());
+        std::transform (refinementPasses.begin(),
+                        refinementPasses.end(),
+                        cells.begin(),
+                        [&] (const Stage& pass) { return cell (pass.name); });
 
         passes.addRow (label, cells);
     }

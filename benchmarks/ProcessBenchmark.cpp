@@ -281,7 +281,7 @@ private:
 
     /** The files must be equal, however they were made. Those of two versions may differ; it is told by how
         much. */
-    void compare (const Variant& variant, const std::string& files, Findings& findings)
+    void compare (const Variant& variant, const fs::path& files, Findings& findings)
     {
         std::map<std::string, std::size_t> hashes;
 
@@ -289,7 +289,7 @@ private:
             hashes[file.path().filename()] = std::hash<std::string>() (sampleBytes (file));
 
         auto& first = firstHashes[{ variant.method, variant.isAgainst }];
-        const auto kept = folder.path + "/kept-" + variant.method;
+        const auto kept = fs::path (folder.path) / ("kept-" + variant.method);
 
         if (first.empty())
         {
@@ -302,16 +302,15 @@ private:
             {
                 for (const auto& [name, hash] : hashes)
                     differences[variant.method] =
-                        std::max (differences[variant.method],
-                                  largestDifference (kept + "/" + name, files + "/" + name));
+                        std::max (differences[variant.method], largestDifference (kept / name, files / name));
 
                 fs::remove_all (kept);
             }
         }
 
-        if (hashes != first)
+        if (hashes != first || hashes.size() != static_cast<std::size_t> (numTracks))
             findings.failures.push_back ("process, " + subject (variant, "process").dump()
-                                         + ": the files differ from those of other runs");
+                                         + ": the files are not those of other runs");
     }
 
     /** Wall seconds to read what a group file holds a sample and to write three bytes of it. */
