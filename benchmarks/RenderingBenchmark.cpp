@@ -188,12 +188,12 @@ private:
     /** The levels of all components, and the signals of the five that are kept. */
     void renderProduct (ComponentRenderer& renderer)
     {
-        const ComponentRenderer::Wanted wanted{
-            std::span (allComponents).first (channelLayout::numBestComponents), true
-        };
+        const auto kept = std::span (allComponents).first (channelLayout::numBestComponents);
+        ComponentLevels levels;
 
         for (std::size_t i = 0; i < ComponentRenderer::numSegments (shape, shape.lengthInSamples); ++i)
-            (void) renderer.renderSegment (signal, i, shape, wanted, segment);
+            (void) renderer.renderSegment (
+                signal, i, shape, kept, &levels, [] (const ComponentRenderer::Piece&) { return true; });
     }
 
     void renderAnchor (FrameByFrameRendering& anchor, std::int64_t i) const
@@ -212,17 +212,21 @@ private:
         renderAnchor (anchor, 1);
         const auto start = stretchHops * rate.hop;
 
-        for (std::size_t i = 0; i < ComponentRenderer::numSegments (shape, shape.lengthInSamples); ++i)
+        const auto compareWithAnchor = [&] (const ComponentRenderer::Piece& piece)
         {
-            (void) renderer.renderSegment (signal, i, shape, { allComponents, false }, segment);
-            const auto first = std::max (segment.first, start);
-            const auto end = std::min (segment.first + static_cast<std::int64_t> (segment.length), 2 * start);
+            const auto first = std::max (piece.first, start);
+            const auto end = std::min (piece.first + static_cast<std::int64_t> (piece.length), 2 * start);
 
             for (std::size_t k = 0; k < channelLayout::numComponents && first < end; ++k)
-                compare (segment.component (k) + (first - segment.first),
+                compare (piece.components[k] + (first - piece.first),
                          anchor.component (k) + (first - start),
                          end - first);
-        }
+
+            return true;
+        };
+
+        for (std::size_t i = 0; i < ComponentRenderer::numSegments (shape, shape.lengthInSamples); ++i)
+            (void) renderer.renderSegment (signal, i, shape, allComponents, nullptr, compareWithAnchor);
 
         if (! (difference < 1.0e-5))
             findings.failures.push_back ("rendering, N = " + std::to_string (rate.frameLength)
@@ -249,7 +253,6 @@ private:
     NoiseSource source;
     const PaddedSignal signal;
     std::vector<float> melBases, activations;
-    ComponentRenderer::Segment segment;
     double difference = 0.0;
 };
 } // namespace

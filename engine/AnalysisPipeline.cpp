@@ -430,10 +430,10 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     const auto workers = static_cast<std::uint64_t> (std::max (1, options.numThreads));
     constexpr std::uint64_t components = channelLayout::numComponents;
 
-    // First the stacked spectrogram and its factors, later a segment of ten components a worker: never both.
+    // First the stacked spectrogram and its factors, later a renderer for each worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
     const auto renderer = ComponentRenderer::rendererBytes (shape.rate);
-    const auto rendering = workers * (renderer + components * ComponentRenderer::signalBytes (shape.rate));
+    const auto rendering = workers * renderer;
     // Tracks that are rendered again when they are read keep their renderers.
     const auto readers =
         options.storesComponents ? 0 : static_cast<std::uint64_t> (shape.numRendered) * workers * renderer;

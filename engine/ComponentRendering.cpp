@@ -14,6 +14,7 @@ namespace
 {
 constexpr auto lanes = BlockFft::numFrames;
 constexpr std::int64_t segmentFrames = 256;
+constexpr std::size_t pieceFrames = 64;   // whose five best components take 320 KB at 44.1 kHz
 constexpr std::int64_t leadingFrames = 4; // that a segment's first hop and the one before take in
 constexpr std::int64_t segmentHops = segmentFrames - leadingFrames;
 
@@ -133,14 +134,12 @@ bool ComponentRenderer::scoreFrames (const PaddedSignal& signal,
 
 std::uint64_t ComponentRenderer::rendererBytes (const RateParameters& rate)
 {
-    // Seven blocks of frames, four of them in the transform; what the frames before leave to ten components.
-    const auto frameLength = static_cast<std::uint64_t> (rate.frameLength);
-    return sizeof (float) * (7 * lanes + 8) * frameLength + signalBytes (rate);
-}
-
-std::uint64_t ComponentRenderer::signalBytes (const RateParameters& rate)
-{
-    return sizeof (float) * static_cast<std::uint64_t> (segmentFrames * rate.hop);
+    // Seven blocks of frames, four of them in the transform; samples and ten signals of a piece; what the frames
+    // before leave to ten components.
+    constexpr std::uint64_t numHops = 11 * (pieceFrames + 4) + 30;
+    return sizeof (float)
+           * (7 * lanes * static_cast<std::uint64_t> (rate.frameLength)
+              + numHops * static_cast<std::uint64_t> (rate.hop));
 }
 
 std::size_t ComponentRenderer::numSegments (const AnalysisShape& shape, std::int64_t length)
@@ -187,80 +186,109 @@ void ComponentRenderer::renderBlock (float* out, std::size_t k)
 bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
                                        std::size_t index,
                                        const AnalysisShape& shape,
-                                       const Wanted& wanted,
-                                       Segment& segment)
+                                       std::span<const int> wanted,
+                                       ComponentLevels* levels,
+                                       const PieceConsumer& consume)
 {
     const auto hops = hopsOf (shape, shape.lengthInSamples);
     const auto firstHop = hops.first + static_cast<std::int64_t> (index) * segmentHops;
     const auto endHop = std::min (firstHop + segmentHops, hops.end);
     const auto sampleOf = [&] (std::int64_t hop) { return frameStart (hop, rate) - shape.paddingSamples; };
-
-    segment.first = std::max (sampleOf (firstHop), std::int64_t{ 0 });
+    const auto start = std::max (sampleOf (firstHop), std::int64_t{ 0 });
     const auto end = std::min (sampleOf (endHop), shape.lengthInSamples);
-    segment.length = static_cast<std::size_t> (end - segment.first);
-    segment.lead = static_cast<std::size_t> (std::min<std::int64_t> (rate.hop, segment.first));
-    segment.levels = {};
+    const auto hop = fft.hop();
+    std::array<bool, channelLayout::numComponents> isWanted{};
 
-    // Complete from the fourth frame's hop on, which is the lead.
-    const FrameRange frames{ firstHop - leadingFrames, endHop };
-    const auto origin = sampleOf (frames.first);
-    segment.offset = static_cast<std::size_t> (segment.first - origin);
-    samples.resize (std::max (samples.size(), frames.numSamples (rate)));
-
-    if (! signal.read (frameStart (frames.first, rate), { samples.data(), frames.numSamples (rate) }))
-        return false;
-
-    std::array<bool, channelLayout::numComponents> isKept{};
-
-    for (const auto k : wanted.signals)
+    for (const auto component : wanted)
     {
-        auto& buffer = segment.signals[static_cast<std::size_t> (k)];
-        isKept[static_cast<std::size_t> (k)] = true;
+        const auto k = static_cast<std::size_t> (component);
+        isWanted[k] = true;
 
-        if (buffer.size() == 0)
-            buffer = AlignedBuffer (static_cast<std::size_t> (segmentFrames * rate.hop));
+        if (signals[k].size() == 0)
+            signals[k] = AlignedBuffer ((pieceFrames + 1) * hop);
     }
 
+    if (levels != nullptr)
+        *levels = {};
+
     restart();
-    const auto blockLength = lanes * fft.hop();
 
-    for (std::size_t start = 0; start < static_cast<std::size_t> (frames.size()) * fft.hop();
-         start += blockLength)
+    // Complete from the fourth frame's hop on, which is the lead.
+    for (auto first = firstHop - leadingFrames; first < endHop; first += pieceFrames)
     {
-        const auto first = frames.first + static_cast<std::int64_t> (start / fft.hop());
-        setBlock (samples.data() + start,
-                  { first, std::min (first + static_cast<std::int64_t> (lanes), frames.end) });
+        const FrameRange frames{ first, std::min<std::int64_t> (first + pieceFrames, endHop) };
+        samples.resize (std::max (samples.size(), frames.numSamples (rate)));
 
-        // The samples of the segment in this block.
-        const auto from = std::clamp (segment.offset, start, start + blockLength) - start;
-        const auto to = std::clamp (segment.offset + segment.length, start, start + blockLength) - start;
+        if (! signal.read (frameStart (first, rate), { samples.data(), frames.numSamples (rate) }))
+            return false;
 
-        if (wanted.levels)
-            segment.levels.source += kernels::signalLevel (samples.data() + start + from, to - from).squares;
+        for (auto t = frames.first; t < frames.end; t += static_cast<std::int64_t> (lanes))
+            renderBlockOf (frames, t, isWanted, levels, start - sampleOf (t), end - sampleOf (t));
 
-        for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+        Piece piece;
+        piece.first = std::max (start, sampleOf (first));
+        piece.length = static_cast<std::size_t> (std::min (end, sampleOf (frames.end)) - piece.first);
+        piece.lead = static_cast<std::size_t> (std::min<std::int64_t> (rate.hop, piece.first));
+
+        for (const auto component : wanted)
         {
-            if (! isKept[k] && ! wanted.levels)
-                continue;
+            const auto k = static_cast<std::size_t> (component);
+            piece.components[k] = signals[k].data() + hop + (piece.first - sampleOf (first));
+        }
 
-            auto* out = isKept[k] ? segment.signals[k].data() + start : block.data();
-            renderBlock (out, k);
+        if (! wanted.empty() && ! consume (piece))
+            return false;
 
-            if (! wanted.levels)
-                continue;
-
-            // Here and now, while it is in the cache.
-            const auto level = kernels::signalLevel (out + from, to - from);
-            segment.levels.component[k] += level.squares;
-            segment.levels.peak[k] = std::max (segment.levels.peak[k], level.peak);
-            // A finite sum proves that all samples are finite.
-            segment.levels.hasFinite[k] =
-                segment.levels.hasFinite[k] || std::isfinite (level.squares)
-                || std::any_of (out + from, out + to, [] (float x) { return std::isfinite (x); });
+        for (const auto component : wanted)
+        {
+            auto* data = signals[static_cast<std::size_t> (component)].data();
+            std::copy_n (data + pieceFrames * hop, hop, data); // ahead of the next piece
         }
     }
 
     return true;
+}
+
+void ComponentRenderer::renderBlockOf (FrameRange piece,
+                                       std::int64_t first,
+                                       const std::array<bool, channelLayout::numComponents>& isWanted,
+                                       ComponentLevels* levels,
+                                       std::int64_t start,
+                                       std::int64_t end)
+{
+    const auto offset = static_cast<std::size_t> (first - piece.first) * fft.hop();
+    const auto blockLength = static_cast<std::int64_t> (lanes * fft.hop());
+    setBlock (samples.data() + offset,
+              { first, std::min (first + static_cast<std::int64_t> (lanes), piece.end) });
+
+    // What counts of this block.
+    const auto from = std::clamp (start, std::int64_t{ 0 }, blockLength),
+               to = std::clamp (end, from, blockLength);
+    const auto n = static_cast<std::size_t> (to - from);
+
+    if (levels != nullptr)
+        levels->source += kernels::signalLevel (samples.data() + offset + from, n).squares;
+
+    for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
+    {
+        if (! isWanted[k] && levels == nullptr)
+            continue;
+
+        auto* out = isWanted[k] ? signals[k].data() + fft.hop() + offset : block.data();
+        renderBlock (out, k);
+
+        if (levels == nullptr)
+            continue;
+
+        // Here and now, while it is in the cache.
+        const auto level = kernels::signalLevel (out + from, n);
+        levels->component[k] += level.squares;
+        levels->peak[k] = std::max (levels->peak[k], level.peak);
+        // A finite sum proves that all samples are finite.
+        levels->hasFinite[k] =
+            levels->hasFinite[k] || std::isfinite (level.squares)
+            || std::any_of (out + from, out + to, [] (float x) { return std::isfinite (x); });
+    }
 }
 
 } // namespace tessivar

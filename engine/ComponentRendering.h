@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -67,45 +68,34 @@ public:
     [[nodiscard]] bool
     scoreFrames (const PaddedSignal& signal, std::span<const std::int64_t> frames, ComponentValues* scores);
 
-    /** A rendered stretch of a track. Keeps its room from one to the next. */
-    class Segment
+    /** Rendered signals of some of a segment's samples, there while they are handed over. */
+    struct Piece
     {
-    public:
         std::int64_t first = 0; // sample; 0 is the first after the padding
         std::size_t length = 0; // samples
-        std::size_t lead =
-            0; // samples that are given ahead of the first: a hop, or less at the track's start
-        ComponentLevels levels; // without the lead; only if wanted
-
-        /** A component whose signal is wanted, from sample first on. */
-        [[nodiscard]] const float* component (std::size_t k) const { return signals[k].data() + offset; }
-
-    private:
-        friend class ComponentRenderer;
-        std::array<AlignedBuffer, channelLayout::numComponents> signals;
-        std::size_t offset = 0;
+        std::size_t lead = 0;   // samples that stand ahead of the first: a hop, none at the track's start
+        std::array<const float*, channelLayout::numComponents>
+            components{}; // from first on; null: not wanted
     };
 
-    struct Wanted
-    {
-        std::span<const int> signals; // components
-        bool levels = false;          // of all ten
-    };
+    /** False ends the rendering. */
+    using PieceConsumer = std::function<bool (const Piece&)>;
 
-    /** Bytes that a renderer takes, with what it reads for a segment, and each signal of a segment. */
+    /** Bytes that a renderer takes. */
     [[nodiscard]] static std::uint64_t rendererBytes (const RateParameters& rate);
-    [[nodiscard]] static std::uint64_t signalBytes (const RateParameters& rate);
 
     /** Segments that samples 0 .. length - 1 of a track are cut into. The first frames of each are transformed
         for the segment before too, so that segments may be rendered in any order. */
     [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
 
-    /** Returns false when the source can't be read. */
+    /** Renders a segment, hands over the wanted components piece by piece while they are in the cache, and finds
+        the levels of all ten, if wanted. Returns false when the source can't be read or the consumer said so. */
     [[nodiscard]] bool renderSegment (const PaddedSignal& signal,
                                       std::size_t index,
                                       const AnalysisShape& shape,
-                                      const Wanted& wanted,
-                                      Segment& segment);
+                                      std::span<const int> wanted,
+                                      ComponentLevels* levels,
+                                      const PieceConsumer& consume);
 
     /** Block by block: after restart() blocks of sixteen frames follow one another, with samples that start at
         their first frame; of the last block there may be fewer. Every component of interest is rendered for each
@@ -117,6 +107,12 @@ public:
 
 private:
     void setFrames (std::span<const std::int64_t> frames);
+    void renderBlockOf (FrameRange piece,
+                        std::int64_t first,
+                        const std::array<bool, channelLayout::numComponents>& isWanted,
+                        ComponentLevels* levels,
+                        std::int64_t start,
+                        std::int64_t end);
 
     const LinearBases& bases;
     MatrixView<const float> activations;
@@ -126,6 +122,7 @@ private:
     AlignedBuffer block;                             // of a component that nobody keeps, or frames in lanes
     std::vector<float> samples;
     std::array<OverlapCarry, channelLayout::numComponents> carries;
+    std::array<AlignedBuffer, channelLayout::numComponents> signals; // of a piece, a hop ahead of it
     bool isSilent = true, wasHeard = false; // the block, and the one before once it is set
 };
 

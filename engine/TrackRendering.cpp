@@ -102,42 +102,44 @@ private:
         return isDone;
     }
 
-    using Segment = ComponentRenderer::Segment;
+    using Piece = ComponentRenderer::Piece;
 
     /** Renders the track once up to its end, from first to last share of the progress. */
     bool stream (std::int64_t end,
-                 const ComponentRenderer::Wanted& wanted,
+                 std::span<const int> wanted,
+                 bool wantsLevels,
                  double firstShare,
                  double lastShare,
-                 const std::function<AnalysisStatus (std::size_t item, const Segment&)>& use)
+                 const std::function<AnalysisStatus (std::size_t item, const Piece&)>& use)
     {
-        std::vector<Segment> segments (renderers.size());
         const auto numSegments = ComponentRenderer::numSegments (context.shape, end);
         const auto numSteps = static_cast<int> (std::lround ((lastShare - firstShare) * 60.0));
         int step = 1;
 
-        if (wanted.levels)
+        if (wantsLevels)
             levels.assign (numSegments, {});
 
-        return forEach (
-            numSegments,
-            [&] (std::size_t item, int worker)
+        const auto renderOne = [&] (std::size_t item, int worker)
+        {
+            auto outcome = AnalysisStatus::completed;
+            const auto useOne = [&] (const Piece& piece)
             {
-                auto& segment = segments[static_cast<std::size_t> (worker)];
+                outcome = use (item, piece);
+                return outcome == AnalysisStatus::completed;
+            };
+            const auto isDone = renderer (worker).renderSegment (
+                *job.signal, item, context.shape, wanted, wantsLevels ? &levels[item] : nullptr, useOne);
+            return isDone || outcome != AnalysisStatus::completed ? outcome : AnalysisStatus::readFailed;
+        };
 
-                if (! renderer (worker).renderSegment (*job.signal, item, context.shape, wanted, segment))
-                    return AnalysisStatus::readFailed;
-
-                if (wanted.levels)
-                    levels[item] = segment.levels;
-
-                return use (item, segment);
-            },
-            [&] (double done)
-            {
-                for (; static_cast<double> (step) <= done * static_cast<double> (numSteps); ++step)
-                    progress (firstShare + step / 60.0);
-            });
+        return forEach (numSegments,
+                        renderOne,
+                        [&] (double done)
+                        {
+                            for (; static_cast<double> (step) <= done * static_cast<double> (numSteps);
+                                 ++step)
+                                progress (firstShare + step / 60.0);
+                        });
     }
 
     /** Products of the filtered components of a stretch with the filtered references. */
@@ -160,12 +162,12 @@ private:
     {
         std::vector<Likeness> likeness (
             isCompared() ? ComponentRenderer::numSegments (context.shape, context.shape.lengthInSamples) : 0);
-        const auto compare = [&] (std::size_t item, const Segment& segment) {
-            return isCompared() ? compareWithReferences (segment, likeness[item]) : AnalysisStatus::completed;
-        };
+        const auto compare = [&] (std::size_t item, const Piece& piece)
+        { return compareWithReferences (piece, likeness[item]); };
 
         if (! stream (context.shape.lengthInSamples,
-                      { isCompared() ? std::span<const int> (result.slots) : std::span<const int>(), true },
+                      isCompared() ? std::span<const int> (result.slots) : std::span<const int>(),
+                      true,
                       1.0 / 6.0,
                       lastShare,
                       compare)
@@ -181,13 +183,13 @@ private:
 
     /** Against the first components of the references, without their gains, as level does not matter to a
         correlation. */
-    AnalysisStatus compareWithReferences (const Segment& segment, Likeness& likeness) const
+    AnalysisStatus compareWithReferences (const Piece& piece, Likeness& likeness) const
     {
         constexpr std::size_t atATime = 4096; // samples, to stay in the cache
-        const auto lead = std::min (segment.lead, SimilarityFilter::memory);
-        const auto length = lead + segment.length;
+        const auto lead = std::min (piece.lead, SimilarityFilter::memory);
+        const auto length = lead + piece.length;
         std::array<std::vector<float>, 2> filtered;
-        std::vector<float> piece (atATime);
+        std::vector<float> part (atATime);
 
         for (std::size_t r = 0; r < filtered.size(); ++r)
         {
@@ -196,7 +198,7 @@ private:
 
             // Silence past the end of a shorter track.
             filtered[r].resize (length);
-            const auto begin = segment.first - static_cast<std::int64_t> (lead);
+            const auto begin = piece.first - static_cast<std::int64_t> (lead);
             const auto left = std::clamp<std::int64_t> (
                 references()[r]->lengthInSamples() - begin, 0, static_cast<std::int64_t> (length));
 
@@ -205,27 +207,27 @@ private:
                 return AnalysisStatus::storageFailed;
 
             SimilarityFilter().process (filtered[r]);
-            likeness.reference[r] = kernels::sumOfSquares (filtered[r].data() + lead, segment.length);
+            likeness.reference[r] += kernels::sumOfSquares (filtered[r].data() + lead, piece.length);
         }
 
         for (std::size_t k = 0; k < channelLayout::numComponents; ++k)
         {
             SimilarityFilter filter;
-            const auto* samples = segment.component (k);
-            std::copy_n (samples - lead, lead, piece.begin());
-            filter.process (std::span (piece).first (lead));
+            const auto* samples = piece.components[k];
+            std::copy_n (samples - lead, lead, part.begin());
+            filter.process (std::span (part).first (lead));
 
-            for (std::size_t start = 0; start < segment.length; start += atATime)
+            for (std::size_t start = 0; start < piece.length; start += atATime)
             {
-                const auto n = std::min (atATime, segment.length - start);
-                std::copy_n (samples + start, n, piece.begin());
-                filter.process (std::span (piece).first (n));
-                likeness.energy[k] += kernels::sumOfSquares (piece.data(), n);
+                const auto n = std::min (atATime, piece.length - start);
+                std::copy_n (samples + start, n, part.begin());
+                filter.process (std::span (part).first (n));
+                likeness.energy[k] += kernels::sumOfSquares (part.data(), n);
 
                 for (std::size_t r = 0; r < filtered.size(); ++r)
                     if (! filtered[r].empty())
                         likeness.product[r][k] +=
-                            kernels::dotProduct (piece.data(), filtered[r].data() + lead + start, n);
+                            kernels::dotProduct (part.data(), filtered[r].data() + lead + start, n);
             }
         }
 
@@ -274,12 +276,13 @@ private:
         const std::span<const int> slots (result.slots);
         const auto numKept = job.allComponents ? slots.size() : channelLayout::numBestComponents;
         return stream (wantsLevels ? context.shape.lengthInSamples : job.ownLength,
-                       { slots.first (numKept), wantsLevels },
+                       slots.first (numKept),
+                       wantsLevels,
                        firstShare,
                        1.0,
-                       [&] (std::size_t, const Segment& segment)
+                       [&] (std::size_t, const Piece& piece)
                        {
-                           const auto left = job.ownLength - segment.first;
+                           const auto left = job.ownLength - piece.first;
 
                            if (left <= 0)
                                return AnalysisStatus::completed;
@@ -289,21 +292,21 @@ private:
                                return AnalysisStatus::stopped;
 
                            const auto n = static_cast<std::size_t> (
-                               std::min (left, static_cast<std::int64_t> (segment.length)));
-                           return completedIf (store (segment, n), AnalysisStatus::storageFailed);
+                               std::min (left, static_cast<std::int64_t> (piece.length)));
+                           return completedIf (store (piece, n), AnalysisStatus::storageFailed);
                        });
     }
 
-    bool store (const Segment& segment, std::size_t n)
+    bool store (const Piece& piece, std::size_t n)
     {
         const auto signalOf = [&] (std::size_t slot)
-        { return segment.component (static_cast<std::size_t> (result.slots[slot])); };
+        { return piece.components[static_cast<std::size_t> (result.slots[slot])]; };
         ComponentSink::Signals best{};
 
         for (std::size_t slot = 0; slot < best.size(); ++slot)
             best[slot] = signalOf (slot);
 
-        if (job.sink != nullptr && ! job.sink->write (segment.first, n, best))
+        if (job.sink != nullptr && ! job.sink->write (piece.first, n, best))
             return false;
 
         std::vector<float> samples (job.allComponents ? n : 0);
@@ -314,7 +317,7 @@ private:
             std::transform (
                 raw, raw + n, samples.begin(), [&] (float x) { return result.level.applyTo (x); });
 
-            if (! job.allComponents (slot, segment.first, samples))
+            if (! job.allComponents (slot, piece.first, samples))
                 return false;
         }
 

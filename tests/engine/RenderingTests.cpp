@@ -63,7 +63,6 @@ struct PaddedTrack
         const LinearBases bases (melBases.data(), method::numMelBands, data);
         ComponentRenderer renderer (
             bases, { activations.data(), numComponents, static_cast<std::size_t> (shape.numFrames) }, data);
-        ComponentRenderer::Segment segment;
         const auto numSegments = ComponentRenderer::numSegments (shape, length);
         REQUIRE (numSegments > 2);
         std::vector<ComponentLevels> levels (numSegments);
@@ -75,19 +74,23 @@ struct PaddedTrack
         for (std::size_t i = 0; i < numSegments; ++i)
         {
             const auto index = backwards ? numSegments - 1 - i : i;
-            REQUIRE (renderer.renderSegment (signal, index, shape, { all, true }, segment));
-            CHECK (segment.lead == (index == 0 ? 0u : 256u));
-            levels[index] = segment.levels;
-
-            for (std::size_t k = 0; k < numComponents; ++k)
+            const auto take = [&] (const ComponentRenderer::Piece& piece)
             {
-                auto* out = result.signals[k].data() + segment.first;
-                std::copy_n (segment.component (k), segment.length, out);
+                CHECK (piece.lead == (piece.first == 0 ? 0u : 256u));
 
-                // Ahead of it stands the end of the segment before.
-                if (! backwards)
-                    CHECK (std::equal (out - segment.lead, out, segment.component (k) - segment.lead));
-            }
+                for (std::size_t k = 0; k < numComponents; ++k)
+                {
+                    auto* out = result.signals[k].data() + piece.first;
+                    std::copy_n (piece.components[k], piece.length, out);
+
+                    // Ahead of it stands the end of the piece before.
+                    if (! backwards)
+                        CHECK (std::equal (out - piece.lead, out, piece.components[k] - piece.lead));
+                }
+
+                return true;
+            };
+            REQUIRE (renderer.renderSegment (signal, index, shape, all, &levels[index], take));
         }
 
         for (const auto& part : levels)
