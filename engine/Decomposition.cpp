@@ -21,12 +21,12 @@ constexpr std::size_t tileColumns = 128;
 // Sums for the bases are gathered in this many ranges of tiles and the ranges added in order: rounding errors
 // stay small, and the result does not depend on which worker computed which tile.
 constexpr std::size_t numRanges = 16;
-// What a worker may have begun: the power of three tiles of eight tracks takes 1 MB of the second-level cache.
+// What a worker may have begun: the power of three tiles of eight tracks takes 1 MB of its cache.
 constexpr std::size_t tilesInWork = 3;
 constexpr std::size_t numComponents = kernels::numComponents;
 
-/** Work on all tiles in ascending order, whatever order their numbers come in: nobody waits for a turn, whoever
-    hands in the next tile also does those that wait behind it.
+/** Work on all tiles in ascending order, whatever order their numbers come in: nobody waits for a turn,
+    whoever hands in the next tile also does those that wait behind it.
 */
 class OrderedWork
 {
@@ -103,8 +103,8 @@ struct TileSums
     AlignedBuffer forBases;
 };
 
-/** A worker's tiles, oldest first. It goes on with the next one where the order keeps it from finishing one, as
-    long as it has a place for the sums. */
+/** A worker's tiles, oldest first. It goes on with the next one where the order keeps it from finishing one,
+    as long as it has a place for the sums. */
 struct WorkerTiles
 {
     explicit WorkerTiles (std::size_t packedSize)
@@ -378,8 +378,8 @@ private:
         }
     }
 
-    /** Each tile's first column of H is scaled and raised to the floor, since the update of the tile before reads
-        it; whoever begins the tile does the others. */
+    /** Each tile's first column of H is scaled and raised to the floor, since the update of the tile before
+        reads it; whoever begins the tile does the others. */
     void beginIteration()
     {
         for (std::size_t t = 0; t < numFrames; t += tileColumns)
@@ -396,9 +396,9 @@ private:
     const WorkControl& control;
     const std::size_t numRows, numFrames, numPanels, packedSize, numTiles;
     const float* power = nullptr;
-    // normalBases are the bases that kernels read: 0 in place of subnormal numbers. A factor below 1e-38 is lost
-    // beside the floors, while some processors take a hundred times as long for it. The bases themselves die by
-    // gradual underflow.
+    // normalBases are the bases that kernels read: 0 in place of subnormal numbers. A factor below 1e-38 is
+    // lost beside the floors, while some processors take a hundred times as long for it. The bases themselves
+    // die by gradual underflow.
     AlignedBuffer paddedPower, bases, normalBases, activations;
     AlignedBuffer rangeSums, allSums;                                // numerators, then denominators
     alignas (64) std::array<float, kernels::activationStride> scale; // of H, at the start of an iteration

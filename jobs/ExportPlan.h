@@ -42,7 +42,7 @@ struct ExportOptions
     bool overwrite = false;          // replace files that exist
     OutputRules* rules = nullptr; // that every file is claimed from; null: only the tracks' own files count
     FileSystemCalls* calls = nullptr; // null: those of the operating system
-    int numThreads = 1; // that compute at the same time; others wait for the disk meanwhile
+    int numThreads = 1;               // that compute at the same time; others wait for the disk meanwhile
 };
 
 /** Whether files are named after the tracks as they are, or as the analysis ahead will leave them. */

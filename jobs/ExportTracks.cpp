@@ -17,6 +17,7 @@
 #include <deque>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -28,7 +29,10 @@ namespace tessivar
 
 namespace
 {
-constexpr std::int64_t blockLength = 16384; // samples rendered and written at a time
+constexpr std::int64_t blockLength = 16384;      // samples rendered and written at a time
+constexpr std::int64_t pieceLength = 16 * 16384; // samples that one thread computes in one go
+// Pieces of a file that wait for the one in front of them.
+constexpr std::size_t longestQueue = 16;
 
 void protectFilesOf (std::span<const TrackState> tracks, OutputRules& rules)
 {
@@ -40,6 +44,30 @@ void protectFilesOf (std::span<const TrackState> tracks, OutputRules& rules)
     }
 }
 
+/** Energies of a signal. */
+struct Levels
+{
+    double source = 0.0;
+    double output = 0.0;
+    double removed = 0.0; // of source minus output
+
+    Levels& operator+= (const Levels& other)
+    {
+        source += other.source;
+        output += other.output;
+        removed += other.removed;
+        return *this;
+    }
+
+    /** Level of an energy over the source's, in dB; 0 for a silent source. */
+    [[nodiscard]] double overSource (double energy) const
+    {
+        constexpr double lowest = -200.0;
+        return source > 0.0 ? std::max (lowest, 10.0 * std::log10 (std::max (energy / source, 1.0e-20)))
+                            : 0.0;
+    }
+};
+
 /** A signal to write, read block by block; measures what was removed from it. */
 class Signal
 {
@@ -49,10 +77,7 @@ public:
     /** Fills dest with the output from start on. */
     [[nodiscard]] virtual juce::Result read (std::int64_t start, std::span<float> dest) = 0;
 
-    /** Energies of what was read so far. */
-    double sourceEnergy = 0.0;
-    double outputEnergy = 0.0;
-    double removedEnergy = 0.0; // of source minus output
+    Levels levels; // of what was read so far
 };
 
 /** Sums a value of every index in eight sums side by side, which run in vectors. */
@@ -117,8 +142,8 @@ public:
         if (samples == nullptr || ! samples->readFrames (first + start, dest))
             return lostAudio (track, samples);
 
-        outputEnergy += energyOf (dest);
-        sourceEnergy = outputEnergy;
+        levels.output += energyOf (dest);
+        levels.source = levels.output;
         return juce::Result::ok();
     }
 
@@ -162,19 +187,19 @@ public:
         else
             renderSuppression (dest, block, rule);
 
-        sourceEnergy += energyOf (source);
-        removedEnergy += sumOf (dest.size(),
-                                [&] (std::size_t i)
-                                {
-                                    const auto removed =
-                                        static_cast<double> (source[i]) - static_cast<double> (dest[i]);
-                                    return removed * removed;
-                                });
-        outputEnergy += energyOf (dest);
+        levels.source += energyOf (source);
+        levels.removed += sumOf (dest.size(),
+                                 [&] (std::size_t i)
+                                 {
+                                     const auto removed =
+                                         static_cast<double> (source[i]) - static_cast<double> (dest[i]);
+                                     return removed * removed;
+                                 });
+        levels.output += energyOf (dest);
 
         // Summed in another order, the same samples would look as if something had been removed.
         if (isSource)
-            sourceEnergy = outputEnergy;
+            levels.source = levels.output;
 
         return juce::Result::ok();
     }
@@ -185,17 +210,6 @@ private:
     std::vector<float> frames, source;
     bool isSource = false;
 };
-
-/** Level of an energy over the source's, in dB; 0 for a silent source. */
-double levelOverSource (double energy, const Signal& signal)
-{
-    constexpr double lowest = -200.0;
-
-    if (signal.sourceEnergy <= 0.0)
-        return 0.0;
-
-    return std::max (lowest, 10.0 * std::log10 (std::max (energy / signal.sourceEnergy, 1.0e-20)));
-}
 
 /** A file to write. */
 struct FileTask
@@ -230,12 +244,14 @@ FileTask taskFor (const TrackState& track, const juce::File& file, ExportFileTyp
     return task;
 }
 
-/** Writes one file, beside others. */
+/** Writes one file, whose pieces several threads may compute. */
 class FileExport
 {
 public:
     FileExport (FileTask& fileTask, const ExportOptions& exportOptions, const WorkControl& workControl)
-        : task (fileTask), options (exportOptions), control (workControl)
+        : task (fileTask), options (exportOptions), control (workControl),
+          numPieces (static_cast<std::size_t> (
+              std::max<std::int64_t> (1, (task.plan.lengthInSamples + pieceLength - 1) / pieceLength)))
     {
         result.file = task.file;
         result.format = task.plan.format;
@@ -255,56 +271,40 @@ public:
             fail ("Failed to create file.", task.file.getFullPathName() + ": " + possible.getErrorMessage());
     }
 
-    /** Computes and writes all samples; false when there is nothing to finish. */
-    bool writeSamples()
+    /** Pieces that nobody has taken yet; takePiece() and this by one thread at a time. */
+    [[nodiscard]] std::size_t numLeft() const
     {
-        if (hasFailed || control.stopRequested())
+        const auto isFull = nextPiece >= numWritten + longestQueue;
+        return isFull || hasEnded ? 0 : numPieces - nextPiece;
+    }
+
+    [[nodiscard]] bool isBegun() const { return nextPiece > 0; }
+    [[nodiscard]] std::size_t takePiece() { return nextPiece++; }
+
+    /** Computes a piece and writes it when those in front of it are written; otherwise whoever writes them
+        does. True when the file has all of its samples: it is to be finished then. */
+    bool write (std::size_t index)
+    {
+        if (index == 0)
+            open();
+
+        auto piece = compute (index);
+        std::unique_lock lock (writingLock);
+        waiting.emplace (index, std::move (piece));
+
+        if (std::exchange (isWriting, true))
             return false;
 
-        if (task.file.existsAsFile())
-            remark ("File already exists - Overwritting.");
-
-        writer = std::make_unique<MonoFileWriter> (
-            task.file, task.plan, options.calls != nullptr ? *options.calls : FileSystemCalls::system());
-
-        if (const auto opened = writer->openFile(); opened.failed())
-            return fail ("Failed to open file.", opened.getErrorMessage());
-
-        if (const auto created = writer->createWriter(); created.failed())
-            return fail ("Failed to create file.", created.getErrorMessage());
-
-        const auto signal = task.makeSignal();
-        const auto numSamples = task.plan.lengthInSamples;
-        std::vector<float> samples (static_cast<std::size_t> (blockLength));
-
-        for (std::int64_t start = 0; start < numSamples; start += blockLength)
+        for (auto next = waiting.extract (numWritten); ! next.empty(); next = waiting.extract (numWritten))
         {
-            if (control.stopRequested())
-            {
-                writer.reset();
-                return false;
-            }
-
-            const auto count = std::min (blockLength, numSamples - start);
-            const auto block = std::span<float> (samples).first (static_cast<std::size_t> (count));
-            auto outcome = signal->read (start, block);
-
-            if (outcome.wasOk())
-                outcome = writer->write (block);
-
-            if (outcome.failed())
-                return fail ("Failed to write file.", outcome.getErrorMessage());
-
-            result.peak = std::max (result.peak, peakOf (block));
-            control.progress (static_cast<double> (start + count));
+            lock.unlock();
+            append (next.mapped());
+            lock.lock();
+            ++numWritten;
         }
 
-        result.removedDb = levelOverSource (signal->outputEnergy, *signal);
-
-        if (signal->sourceEnergy > 0.0)
-            result.removedPartDb = levelOverSource (signal->removedEnergy, *signal);
-
-        return true;
+        isWriting = false;
+        return numWritten == numPieces && ! hasEnded;
     }
 
     /** Makes the file durable, checks it and gives it its name. Mostly waits for the disk. */
@@ -323,6 +323,11 @@ public:
         }
 
         result.outcome = Outcome::ok();
+        result.removedDb = levels.overSource (levels.output);
+
+        if (levels.source > 0.0)
+            result.removedPartDb = levels.overSource (levels.removed);
+
         result.bytes = task.plan.fileBytes();
         result.clippedSamples = writer->clippedSamples();
         writer.reset();
@@ -343,22 +348,107 @@ public:
     std::vector<ExportRemark> remarks;
 
 private:
+    struct Piece
+    {
+        std::vector<float> samples;
+        Levels levels;
+        float peak = 0.0f;
+        juce::Result read = juce::Result::ok();
+    };
+
+    void open()
+    {
+        if (control.stopRequested())
+        {
+            hasEnded = true;
+            return;
+        }
+
+        if (task.file.existsAsFile())
+            remark ("File already exists - Overwritting.");
+
+        writer = std::make_unique<MonoFileWriter> (
+            task.file, task.plan, options.calls != nullptr ? *options.calls : FileSystemCalls::system());
+
+        if (const auto opened = writer->openFile(); opened.failed())
+            fail ("Failed to open file.", opened.getErrorMessage());
+        else if (const auto created = writer->createWriter(); created.failed())
+            fail ("Failed to create file.", created.getErrorMessage());
+    }
+
+    /** The samples of a piece; incomplete when the file has ended meanwhile. */
+    [[nodiscard]] Piece compute (std::size_t index)
+    {
+        const auto first = static_cast<std::int64_t> (index) * pieceLength;
+        const auto length = std::min (pieceLength, task.plan.lengthInSamples - first);
+        const auto signal = task.makeSignal();
+        Piece piece;
+        piece.samples.resize (static_cast<std::size_t> (length));
+
+        for (std::int64_t start = 0; start < length && piece.read.wasOk(); start += blockLength)
+        {
+            if (control.stopRequested())
+                hasEnded = true;
+
+            if (hasEnded)
+                break;
+
+            const auto count = std::min (blockLength, length - start);
+            const auto block =
+                std::span (piece.samples)
+                    .subspan (static_cast<std::size_t> (start), static_cast<std::size_t> (count));
+            piece.read = signal->read (first + start, block);
+            piece.peak = std::max (piece.peak, peakOf (block));
+            control.progress (static_cast<double> (count));
+        }
+
+        piece.levels = signal->levels;
+        return piece;
+    }
+
+    void append (Piece& piece)
+    {
+        if (piece.read.failed() && ! hasEnded)
+            fail ("Failed to write file.", piece.read.getErrorMessage());
+
+        const std::span samples (piece.samples);
+
+        for (std::size_t start = 0; start < samples.size() && ! hasEnded; start += blockLength)
+        {
+            const auto count = std::min<std::size_t> (blockLength, samples.size() - start);
+
+            if (const auto written = writer->write (samples.subspan (start, count)); written.failed())
+                fail ("Failed to write file.", written.getErrorMessage());
+        }
+
+        levels += piece.levels;
+        result.peak = std::max (result.peak, piece.peak);
+    }
+
     void remark (const juce::String& text) { remarks.push_back ({ task.file, text }); }
 
-    bool fail (const juce::String& text, const juce::String& reason)
+    void fail (const juce::String& text, const juce::String& reason)
     {
         remark (text);
         result.outcome = Outcome::failed (reason.toStdString());
-        hasFailed = true;
+        hasEnded = true;
         writer.reset();
-        return false;
     }
 
     FileTask& task;
     const ExportOptions& options;
-    const WorkControl control;
+    const WorkControl control; // its progress takes samples
+    const std::size_t numPieces;
+    std::size_t nextPiece = 0;
+    std::atomic<bool> hasEnded{ false }; // stopped or failed
+
+    std::mutex
+        writingLock; // guards waiting and isWriting; writer, levels and result belong to who is writing
+    std::map<std::size_t, Piece> waiting;
+    bool isWriting = false;
+    std::atomic<std::size_t> numWritten{ 0 };
     std::unique_ptr<MonoFileWriter> writer;
-    bool hasFailed = false;
+    Levels levels;
 };
 
 /** One of those who may compute, for as long as it lives. */
@@ -375,7 +465,28 @@ private:
     std::counting_semaphore<>& places;
 };
 
-/** Writes files, several at a time, and adds to the report in their order. options.numThreads of them are computed
+/** The file that a thread goes on with: its own, whose signal goes on where it left off, then one that nobody
+    has begun, and at last the one with the most left. Null: none. */
+FileExport* choose (std::deque<FileExport>& files, FileExport* own)
+{
+    if (own != nullptr && own->numLeft() > 0)
+        return own;
+
+    FileExport* most = nullptr;
+
+    for (auto& file : files)
+    {
+        if (file.numLeft() > 0 && ! file.isBegun())
+            return &file;
+
+        if (file.numLeft() > (most != nullptr ? most->numLeft() : 0))
+            most = &file;
+    }
+
+    return most;
+}
+
+/** Writes files, several at a time, and adds to the report in their order. options.numThreads threads compute
     while others wait for the disk: a flush holds nobody up.
 */
 std::vector<TrackExport> writeFiles (std::vector<FileTask> tasks,
@@ -392,51 +503,67 @@ std::vector<TrackExport> writeFiles (std::vector<FileTask> tasks,
     if (const auto created = makeFolder (options.folder); created.failed())
         folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
 
-    double totalSamples = 0.0;
+    double totalSamples = 1.0;
 
     for (const auto& task : tasks)
         totalSamples += static_cast<double> (task.plan.lengthInSamples);
 
     std::atomic<bool> wasStopped{ false };
-    std::mutex progressLock; // guards samplesOfFile, and that one thread at a time tells them
-    std::vector<double> samplesOfFile (tasks.size());
+    std::mutex progressLock; // guards samplesDone, and that one thread at a time tells it
+    double samplesDone = 0.0;
+    const WorkControl controlOfFiles{ [&]
+                                      {
+                                          if (! wasStopped && control.stopRequested())
+                                              wasStopped = true;
+
+                                          return wasStopped.load();
+                                      },
+                                      [&] (double samples)
+                                      {
+                                          const std::lock_guard lock (progressLock);
+                                          samplesDone += samples;
+                                          control.progress (samplesDone / totalSamples);
+                                      } };
     std::deque<FileExport> files;
 
-    for (std::size_t i = 0; i < tasks.size(); ++i)
-    {
-        const auto shouldStop = [&]
-        {
-            if (! wasStopped && control.stopRequested())
-                wasStopped = true;
-
-            return wasStopped.load();
-        };
-        const auto setProgress = [&, i] (double samples)
-        {
-            const std::lock_guard lock (progressLock);
-            samplesOfFile[i] = samples;
-            control.progress (std::accumulate (samplesOfFile.begin(), samplesOfFile.end(), 0.0)
-                              / std::max (1.0, totalSamples));
-        };
-        files.emplace_back (tasks[i], options, WorkControl{ shouldStop, setProgress });
-        files.back().claim (folderError, rules);
-    }
+    for (auto& task : tasks)
+        files.emplace_back (task, options, controlOfFiles).claim (folderError, rules);
 
     const auto numAtWork = std::clamp<std::ptrdiff_t> (options.numThreads, 1, 256);
     std::counting_semaphore<> places (numAtWork);
-    WorkerPool pool (static_cast<int> (std::min<std::ptrdiff_t> (2 * numAtWork, std::ssize (files))));
-    pool.forEach (files.size(),
-                  [&] (std::size_t i, int)
-                  {
-                      const auto hasSamples = [&]
-                      {
-                          const Place place (places);
-                          return files[i].writeSamples();
-                      };
+    std::mutex choiceLock; // guards what pieces of the files are taken
+    WorkerPool pool (
+        static_cast<int> (numAtWork + std::min<std::ptrdiff_t> (numAtWork, std::ssize (files) - 1)));
+    pool.onEachWorker (
+        [&] (int)
+        {
+            FileExport* file = nullptr;
 
-                      if (hasSamples())
-                          files[i].finish();
-                  });
+            for (auto isLeft = true; isLeft;)
+            {
+                auto isComplete = false;
+                {
+                    const Place place (places);
+                    std::size_t piece = 0;
+                    {
+                        const std::lock_guard lock (choiceLock);
+                        file = choose (files, file);
+
+                        if (file != nullptr)
+                            piece = file->takePiece();
+                    }
+
+                    isLeft = file != nullptr;
+                    isComplete = isLeft && file->write (piece);
+                }
+
+                if (isComplete)
+                    file->finish();
+            }
+        });
+
+    if (! wasStopped)
+        control.progress (1.0);
 
     std::vector<TrackExport> results;
 

@@ -27,7 +27,7 @@ namespace tessivar
 
 /** Reads several files as importFile() does, up to numThreads of them at the same time. What comes back, the
     warnings and their order are as if the files had been read one by one: the list ends with the first file
-    that was stopped or found no room. With a groupSampleRate of 0 the first accepted file decides on the rate.
+    that was stopped or found no room. With a groupSampleRate of 0 the first accepted file decides on it.
     Progress runs over the bytes of all files.
 */
 [[nodiscard]] std::vector<Intake> importFiles (const std::vector<juce::File>& files,
@@ -55,8 +55,8 @@ struct ImportedTracks
 };
 
 /** Reads audio files into store by importFiles(), to join a Group, or to make one if it is empty. Files that
-    can't join are refused while the others go on; a stop or a full store leaves nothing. Every problem is filed
-    in warnings.
+    can't join are refused while the others go on; a stop or a full store leaves nothing. Every problem is
+    filed in warnings.
 */
 [[nodiscard]] ImportedTracks importTracks (const std::vector<juce::File>& files,
                                            const GroupState& group,

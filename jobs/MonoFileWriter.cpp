@@ -247,7 +247,7 @@ std::int64_t quantise (std::span<const float> samples, int bitsPerSample, std::s
     const auto fullScale = static_cast<double> (1 << (bitsPerSample - 1));
     const auto step = 1 << (32 - bitsPerSample);
 
-    // Adding it leaves no bits below 1: rounds to the nearest, ties to even. No call, no branch: runs in vectors.
+    // Adding it leaves no bits below 1, which rounds to the nearest, ties to even, in vectors.
     constexpr double rounding = 0x1.8p52;
     std::int64_t clipped = 0;
 

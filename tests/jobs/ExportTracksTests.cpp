@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <tuple>
 
 using namespace tessivar;
@@ -578,6 +579,12 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         }
 
         tracks[2].source = nullptr; // lost
+
+        const auto longer = noise (600000, 3); // several threads compute parts of it
+        tracks[6].source = storedTrack (*store, longer);
+        tracks[6].record.setLengthInSamples (600000);
+        tracks[6].sourceInfo.bitsPerSample = 32;
+        tracks[6].sourceInfo.isFloatingPoint = true;
         const auto exported = [&] (int numThreads, const juce::String& name, int stopAt)
         {
             options.folder = work.file (name);
@@ -589,6 +596,9 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         };
         const auto one = exported (1, "one", 0);
         REQUIRE (one.errors.size() == 2);
+        const auto bits = rawSamples (one.tracks[6].file);
+        REQUIRE (bits.size() == longer.size());
+        CHECK (std::memcmp (bits.data(), longer.data(), bits.size() * sizeof (float)) == 0);
 
         for (const int numThreads : { 2, 3, 16 })
         {
