@@ -77,7 +77,15 @@ struct Variant
     int threads;
     bool isSaved;
     bool isAgainst;
+    bool onDisk = false; // the refined method's spectra, whatever memory is free
 };
+
+const std::string refinedMethod = "refined";
+
+const char* spectraOf (const Variant& variant)
+{
+    return variant.onDisk ? "disk" : "default";
+}
 
 struct Goals
 {
@@ -87,14 +95,16 @@ struct Goals
 /** What we aim at, with eight tracks of 300 s or the long run; docs/performance.md says why. */
 Goals goalsFor (const Variant& variant, int numTracks, int seconds)
 {
-    const auto isRefined = variant.method == "refined";
+    const auto isRefined = variant.method == refinedMethod;
     const auto isLong = numTracks == 24 && seconds == 1200;
     Goals goals;
 
     if (variant.isAgainst || ! (isLong || (numTracks == 8 && seconds == 300)))
         return goals;
 
-    goals.memory = isLong ? 1800 : 300;
+    if (! isRefined || variant.onDisk)
+        goals.memory = isLong ? 1800 : 300;
+
     goals.temporary = variant.isSaved ? (isRefined ? 40 : 26) : (isRefined ? 20 : 8);
     goals.temporaryBeyond = variant.isSaved ? (isRefined ? 28 : 24) : (isRefined ? 8 : 4);
 
@@ -117,6 +127,7 @@ struct Tables
                   "version",
                   "threads",
                   "saved",
+                  "spectra",
                   "wall s",
                   "user s",
                   "system s",
@@ -134,6 +145,7 @@ struct Tables
                    "version",
                    "threads",
                    "saved",
+                   "spectra",
                    "temporary",
                    "target",
                    "beyond",
@@ -216,10 +228,15 @@ private:
 
     [[nodiscard]] Case subject (const Variant& variant, const std::string& command) const
     {
-        return { { "command", command },       { "tracks", numTracks },
-                 { "seconds", seconds },       { "sampleRate", sampleRate },
-                 { "method", variant.method }, { "threads", variant.threads },
-                 { "save", variant.isSaved },  { "version", variant.isAgainst ? "against" : "this" } };
+        return { { "command", command },
+                 { "tracks", numTracks },
+                 { "seconds", seconds },
+                 { "sampleRate", sampleRate },
+                 { "method", variant.method },
+                 { "threads", variant.threads },
+                 { "save", variant.isSaved },
+                 { "spectra", spectraOf (variant) },
+                 { "version", variant.isAgainst ? "against" : "this" } };
     }
 
     /** Runs the command line with an empty folder for its temporary data. */
@@ -267,6 +284,9 @@ private:
 
         if (variant.isSaved)
             words.insert (words.end(), { "--save", group });
+
+        if (variant.onDisk)
+            words.insert (words.end(), { "--spectra", "disk" });
 
         runCommand (variant, words, found);
         compare (variant, files, findings);
@@ -345,13 +365,16 @@ private:
         auto oneThread = variant, against = variant;
         oneThread.threads = 1;
         against.isAgainst = true;
+        against.onDisk = false;
         const auto median = [&] (const Case& subject, const char* name, int decimals)
         { return number (figures.of (subject, name).median(), decimals); };
         const std::vector<std::string> session{ label(),
                                                 variant.method,
                                                 variant.isAgainst ? "before" : "this" };
         auto run = session;
-        run.insert (run.end(), { std::to_string (variant.threads), variant.isSaved ? "yes" : "no" });
+        run.insert (
+            run.end(),
+            { std::to_string (variant.threads), variant.isSaved ? "yes" : "no", spectraOf (variant) });
         const auto wall = figures.of (own, "wall");
         const auto overThreads = variant.threads > 1
                                      ? ratios (figures.of (subject (oneThread, "process"), "wall"), wall)
@@ -428,6 +451,7 @@ Findings benchmarkProcess (const BenchmarkOptions& options)
     std::vector<Variant> variants;
 
     for (const auto& method : options.methods)
+    {
         for (const auto isSaved : { false, true })
             for (const auto threads : options.threads)
                 if (! isSaved || threads == options.threads.back())
@@ -437,6 +461,10 @@ Findings benchmarkProcess (const BenchmarkOptions& options)
 
                     variants.push_back ({ method, threads, isSaved, false });
                 }
+
+        if (method == refinedMethod)
+            variants.push_back ({ method, options.threads.back(), false, false, true });
+    }
 
     Findings findings;
     Tables tables ({});
@@ -452,7 +480,12 @@ Findings benchmarkLongRun (const BenchmarkOptions& options)
     Tables tables ("-long");
     auto policy = options.analysisPolicy();
     policy.numRounds = 1;
-    Session (options, 24, 1200, 48000, { { options.methods.back(), options.threads.back(), false, false } })
+    const auto& method = options.methods.back();
+    Session (options,
+             24,
+             1200,
+             48000,
+             { { method, options.threads.back(), false, false, method == refinedMethod } })
         .run (policy, findings, tables);
     findings.tables = { tables.runs, tables.space };
     return findings;
