@@ -19,7 +19,7 @@ namespace
 /** More than three buffers, with a header that is filled in at the end. */
 juce::MemoryBlock contentToWrite()
 {
-    juce::MemoryBlock content (100001, true);
+    juce::MemoryBlock content (600001, true); // more than two buffers
 
     for (std::size_t i = 0; i < content.getSize(); ++i)
         content[i] = static_cast<char> (i * 31);
