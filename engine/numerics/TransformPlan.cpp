@@ -1,9 +1,9 @@
 #include "engine/numerics/TransformPlan.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <numbers>
-#include <ranges>
 
 namespace tessivar
 {
@@ -79,8 +79,8 @@ std::vector<std::size_t> TransformPlan::firstBins() const
 
     divide (8);
 
-    for (const auto& pass : std::views::reverse (middlePasses))
-        divide (pass.radix);
+    std::for_each (
+        middlePasses.rbegin(), middlePasses.rend(), [&] (const Pass& pass) { divide (pass.radix); });
 
     return bins;
 }
