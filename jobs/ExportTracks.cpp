@@ -158,8 +158,7 @@ class RenderedSignal final : public Signal
 {
 public:
     explicit RenderedSignal (const TrackState& trackToWrite)
-        : track (trackToWrite), rule (SuppressionRule::forSetting (trackToWrite.soundingKnobs())),
-          frames (static_cast<std::size_t> (blockLength * channelLayout::numRendered))
+        : track (trackToWrite), rule (SuppressionRule::forSetting (trackToWrite.soundingKnobs()))
     {
         const auto keepsAll = std::all_of (rule.channelWeight.begin(),
                                            rule.channelWeight.end(),
@@ -171,24 +170,27 @@ public:
 
     juce::Result read (std::int64_t start, std::span<float> dest) override
     {
-        constexpr std::size_t numChannels = channelLayout::numRendered;
-        const auto block = std::span<float> (frames).first (dest.size() * numChannels);
+        const auto n = dest.size();
+        room.resize (channelLayout::numRendered * n);
+        ChannelPlanes channels{};
 
-        if (track.rendered == nullptr || ! track.rendered->readFrames (start, block))
+        // What has no weight is not read.
+        for (std::size_t c = 0; c < channels.size(); ++c)
+            if (c == channelLayout::source || (! isSource && rule.channelWeight[c] != 0.0f))
+                channels[c] = room.data() + c * n;
+
+        if (track.rendered == nullptr || ! track.rendered->readPlanes (start, n, channels))
             return lostAudio (track, track.rendered);
 
-        source.resize (dest.size());
-
-        for (std::size_t i = 0; i < dest.size(); ++i)
-            source[i] = block[i * numChannels + numChannels - 1];
+        const std::span<const float> source (channels[channelLayout::source], n);
 
         if (isSource)
             std::copy (source.begin(), source.end(), dest.begin());
         else
-            renderSuppression (dest, block, rule);
+            renderSuppression (dest, channels, rule);
 
         levels.source += energyOf (source);
-        levels.removed += sumOf (dest.size(),
+        levels.removed += sumOf (n,
                                  [&] (std::size_t i)
                                  {
                                      const auto removed =
@@ -207,7 +209,7 @@ public:
 private:
     const TrackState& track;
     const SuppressionRule rule;
-    std::vector<float> frames, source;
+    std::vector<float> room; // of the channels
     bool isSource = false;
 };
 

@@ -276,7 +276,7 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
             REQUIRE (full.replaceWithText ("old"));
 
             const auto reserved = writeContent (full, FileSystemCalls::system());
-            CHECK (reserved.getErrorMessage().contains ("100001 bytes needed, "));
+            CHECK (reserved.getErrorMessage().contains ("600001 bytes needed, "));
             CHECK (reserved.getErrorMessage().contains (" bytes free"));
 
             {
