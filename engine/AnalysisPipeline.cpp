@@ -129,7 +129,7 @@ private:
         return tracks[static_cast<std::size_t> (index)].shape;
     }
 
-    /** Front end of all active tracks: their mel power stacked in one spectrogram, and their loudest frames. */
+    /** Front end of all active tracks: their mel power stacked in one spectrogram, their loudest frames. */
     AnalysisStatus buildSpectrogram()
     {
         const auto& shape = result.shape;
@@ -432,11 +432,10 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
 
     // First the stacked spectrogram and its factors, later a renderer for each worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
-    const auto renderer = ComponentRenderer::rendererBytes (shape.rate);
-    const auto rendering = workers * renderer;
+    const auto rendering = workers * ComponentRenderer::rendererBytes (shape.rate);
     // Tracks that are rendered again when they are read keep their renderers.
     const auto readers =
-        options.storesComponents ? 0 : static_cast<std::uint64_t> (shape.numRendered) * workers * renderer;
+        options.storesComponents ? 0 : static_cast<std::uint64_t> (shape.numRendered) * rendering;
 
     AnalysisForecast forecast;
     forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);

@@ -134,8 +134,8 @@ bool ComponentRenderer::scoreFrames (const PaddedSignal& signal,
 
 std::uint64_t ComponentRenderer::rendererBytes (const RateParameters& rate)
 {
-    // Seven blocks of frames, four of them in the transform; samples and ten signals of a piece; what the frames
-    // before leave to ten components.
+    // Seven blocks of frames, four of them in the transform; samples and ten signals of a piece; what the
+    // frames before leave to ten components.
     constexpr std::uint64_t numHops = 11 * (pieceFrames + 4) + 30;
     return sizeof (float)
            * (7 * lanes * static_cast<std::uint64_t> (rate.frameLength)

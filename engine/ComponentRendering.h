@@ -63,8 +63,8 @@ public:
                        MatrixView<const float> activations,
                        const AnalysisData& data);
 
-    /** scores[i][k]: correlation of component k, before synthesis window and overlap, with the windowed samples
-        of frames[i], at most sixteen; 0 for a frame of zeros. False when the source can't be read. */
+    /** scores[i][k]: correlation of component k, before synthesis window and overlap, with the windowed
+        samples of frames[i], at most sixteen; 0 for a frame of zeros. False when the source can't be read. */
     [[nodiscard]] bool
     scoreFrames (const PaddedSignal& signal, std::span<const std::int64_t> frames, ComponentValues* scores);
 
@@ -74,8 +74,8 @@ public:
         std::int64_t first = 0; // sample; 0 is the first after the padding
         std::size_t length = 0; // samples
         std::size_t lead = 0;   // samples that stand ahead of the first: a hop, none at the track's start
-        std::array<const float*, channelLayout::numComponents>
-            components{}; // from first on; null: not wanted
+        /** From first on; null where a component is not wanted. */
+        std::array<const float*, channelLayout::numComponents> components{};
     };
 
     /** False ends the rendering. */
@@ -84,12 +84,13 @@ public:
     /** Bytes that a renderer takes. */
     [[nodiscard]] static std::uint64_t rendererBytes (const RateParameters& rate);
 
-    /** Segments that samples 0 .. length - 1 of a track are cut into. The first frames of each are transformed
-        for the segment before too, so that segments may be rendered in any order. */
+    /** Segments that samples 0 .. length - 1 of a track are cut into. The first frames of each are
+        transformed for the segment before too, so that segments may be rendered in any order. */
     [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
 
-    /** Renders a segment, hands over the wanted components piece by piece while they are in the cache, and finds
-        the levels of all ten, if wanted. Returns false when the source can't be read or the consumer said so. */
+    /** Renders a segment, hands over the wanted components piece by piece while they are in the cache, and
+        finds the levels of all ten, unless they are null. Returns false when the source can't be read or the
+        consumer said so. */
     [[nodiscard]] bool renderSegment (const PaddedSignal& signal,
                                       std::size_t index,
                                       const AnalysisShape& shape,
@@ -97,9 +98,9 @@ public:
                                       ComponentLevels* levels,
                                       const PieceConsumer& consume);
 
-    /** Block by block: after restart() blocks of sixteen frames follow one another, with samples that start at
-        their first frame; of the last block there may be fewer. Every component of interest is rendered for each
-        of them: sixteen hops from the first frame's start on, complete but for the first three after
+    /** Block by block: after restart() blocks of sixteen frames follow one another, with samples that start
+        at their first frame; the last one may have fewer. Every component of interest is rendered for each of
+        them: sixteen hops from the first frame's start on, complete but for the first three after
         restart(). */
     void restart();
     void setBlock (const float* samples, FrameRange frames);
@@ -107,6 +108,7 @@ public:
 
 private:
     void setFrames (std::span<const std::int64_t> frames);
+    /** The block of a piece that begins with frame first. Samples start .. end - 1 of it count in levels. */
     void renderBlockOf (FrameRange piece,
                         std::int64_t first,
                         const std::array<bool, channelLayout::numComponents>& isWanted,
