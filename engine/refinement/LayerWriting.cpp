@@ -88,7 +88,11 @@ private:
 
         if (status == AnalysisStatus::completed)
             for (const auto layer : layers)
-                smoothOutput (layer);
+                if (layer != 0)
+                {
+                    w.forward (w.outputFrames[layer]);
+                    w.smoothPowers (w.outputPowers, w.outputFrames[layer]);
+                }
 
         return status;
     }
@@ -105,23 +109,25 @@ private:
         if (const auto status = read (block); status != AnalysisStatus::completed)
             return status;
 
-        w.fft.prepare (w.delayedSpectrum.data());
         kernels::maskGains (w.maskGains.data(), w.mask.data(), maskExponent, w.mask.size());
+        kernels::totalRoots (w.roots.data(), w.maskGains.data(), w.sourcePowers.data(), w.mask.size());
 
         for (const auto layer : layers)
         {
-            smoothOutput (layer);
-
             // Layer 0 has no standard output of its own: there the mask stands for it.
             if (layer == 0)
                 kernels::maskGains (
                     w.gains.data(), w.mask.data(), maskExponent + layerExponent, w.mask.size());
             else
+            {
+                w.forward (w.outputFrames[layer]);
                 kernels::layerGains (w.gains.data(),
+                                     w.outputFrames[layer].history(),
+                                     w.spectrum.data(),
                                      w.maskGains.data(),
-                                     w.outputPowers.data(),
-                                     w.sourcePowers.data(),
-                                     w.gains.size());
+                                     w.roots.data(),
+                                     shape.numBins);
+            }
 
             w.fft.overlapGained (
                 w.signals[layer].samples.data(), w.signals[layer].carry, w.gains.data(), w.frameGains.data());
@@ -131,7 +137,7 @@ private:
     }
 
     /** Reads the frames one after each of the block's, and transforms the source, or what the subtraction has
-        left of it: for its power, and the spectra of the block itself. */
+        left of it: for its power, and for the inverse transforms of the block itself. */
     [[nodiscard]] AnalysisStatus read (std::int64_t block)
     {
         const auto first = block * static_cast<std::int64_t> (blockFrames) + 1;
@@ -144,9 +150,9 @@ private:
             return AnalysisStatus::readFailed;
 
         w.forward (w.sourceFrames);
-        w.sourceFrames.smoothPowers (w.sourcePowers.data(), w.spectrum.data());
-        kernels::delayFrames (
-            w.delayedSpectrum.data(), w.lastFrame.data(), w.spectrum.data(), 2 * shape.numBins);
+        w.smoothPowers (w.sourcePowers, w.sourceFrames);
+        kernels::delayFrames (w.spectrum.data(), w.lastFrame.data(), 2 * shape.numBins);
+        w.fft.prepare (w.spectrum.data());
 
         StandardOutputReader::Outputs outputs{};
 
@@ -157,16 +163,6 @@ private:
         // All streams move alike.
         return completedIf (w.outputReader.read (track, room.start, room.samples.size(), outputs),
                             AnalysisStatus::readFailed);
-    }
-
-    /** The power of a layer's standard output in the frames of the block. */
-    void smoothOutput (std::size_t layer)
-    {
-        if (layer == 0)
-            return;
-
-        w.forward (w.outputFrames[layer]);
-        w.outputFrames[layer].smoothPowers (w.outputPowers.data(), w.spectrum.data());
     }
 
     /** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the residual. */

@@ -46,6 +46,7 @@ public:
     {
         choose (ends.drums, totals);
         numValues = kernels::wholeVectors (frames.size());
+        used.resize (numValues);
 
         for (std::size_t n = 0; n < ends.tracks.size(); ++n)
             values.emplace_back (3 * run.shape.numBins * numValues);
@@ -63,8 +64,8 @@ public:
     /** Values of a row: the chosen frames in ascending order, and zeros up to whole vectors. */
     [[nodiscard]] std::size_t size() const { return numValues; }
 
-    /** Whether a frame is used; the others only precede one that is. */
-    [[nodiscard]] bool isUsed (std::size_t frame) const { return frame < used.size() && used[frame] != 0; }
+    /** A row with 1 for the frames that are used, and 0 for those that only precede one. */
+    [[nodiscard]] const float* use() const { return used.data(); }
 
     /** A bin of one of the tracks at the paths' ends in all chosen frames: a row of real parts, one of imaginary
         parts, and one of gains, the mask's. */
@@ -118,7 +119,7 @@ private:
             if (isNeeded[t] != 0)
             {
                 frames.push_back (static_cast<std::int64_t> (t));
-                used.push_back (isUsed[t]);
+                used.push_back (isUsed[t] != 0 ? 1.0f : 0.0f);
             }
     }
 
@@ -183,15 +184,24 @@ private:
     const PathEnds& ends;
     std::size_t numValues = 0;
     std::vector<std::int64_t> frames; // ascending
-    std::vector<char> used;
+    std::vector<float> used;
     std::vector<AlignedBuffer> values; // by track: three rows for each bin
 };
 
+using Complex = std::complex<double>;
+
+/** a * b without the operator's care for infinities. */
+Complex times (Complex a, Complex b)
+{
+    return { a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real() };
+}
+
 /** Solves A x = b for a Hermitian positive definite A (row-major, of which the lower triangle is read) by its
     Cholesky factorization, in place; false where A is not positive definite. */
-bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<double>>& b)
+bool solve (std::span<Complex> matrix, std::span<Complex> right)
 {
-    const auto n = b.size();
+    const auto n = right.size();
+    auto *a = matrix.data(), *b = right.data();
 
     for (std::size_t j = 0; j < n; ++j)
     {
@@ -200,7 +210,7 @@ bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<doubl
             auto sum = a[i * n + j];
 
             for (std::size_t k = 0; k < j; ++k)
-                sum -= a[i * n + k] * std::conj (a[j * n + k]);
+                sum -= times (a[i * n + k], std::conj (a[j * n + k]));
 
             if (i > j)
                 a[i * n + j] = sum / a[j * n + j].real();
@@ -211,7 +221,7 @@ bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<doubl
         }
 
         for (std::size_t k = 0; k < j; ++k)
-            b[j] -= a[j * n + k] * b[k];
+            b[j] -= times (a[j * n + k], b[k]);
 
         b[j] /= a[j * n + j].real();
     }
@@ -219,7 +229,7 @@ bool solve (std::vector<std::complex<double>>& a, std::vector<std::complex<doubl
     for (auto j = n; j-- > 0;)
     {
         for (auto k = j + 1; k < n; ++k)
-            b[j] -= std::conj (a[k * n + j]) * b[k];
+            b[j] -= times (std::conj (a[k * n + j]), b[k]);
 
         b[j] /= a[j * n + j].real();
     }
@@ -244,7 +254,7 @@ public:
             const auto *re = frames.rows (n, bin), *im = re + frames.size(), *gain = im + frames.size();
             auto *maskedRe = real (n), *maskedIm = imaginary (n);
 
-            for (std::size_t t = 0; t < frames.size(); ++t)
+            for (std::size_t t = 0, count = frames.size(); t < count; ++t)
             {
                 maskedRe[t] = gain[t] * re[t];
                 maskedIm[t] = gain[t] * im[t];
@@ -291,23 +301,21 @@ private:
         return found;
     }
 
-    /** The reciprocal of what the microphone's own drum has in each frame, over a floor. */
+    /** The reciprocal of what the microphone's own drum has in each frame, over a floor; nothing for frames that
+        are not used. */
     void weigh (std::size_t bin, std::size_t microphone)
     {
         const auto n = indexOf (microphone);
-        const auto *re = real (n), *im = imaginary (n);
+        const auto *re = real (n), *im = imaginary (n), *isUsed = frames.use();
+        auto* const weight = weights.data();
         const auto floor = powerFloor * gains.meanPower (bin, microphone) + leastPower;
 
-        for (std::size_t t = 0; t < frames.size(); ++t)
+        for (std::size_t t = 0, count = frames.size(); t < count; ++t)
         {
             const auto now = re[t] * re[t] + im[t] * im[t];
             const auto before = re[t - 1] * re[t - 1] + im[t - 1] * im[t - 1];
-            weights[t] = 1.0f / (floor + 0.5f * now + 0.5f * before);
+            weight[t] = isUsed[t] / (floor + 0.5f * now + 0.5f * before);
         }
-
-        for (std::size_t t = 0; t < frames.size(); ++t)
-            if (! frames.isUsed (t))
-                weights[t] = 0.0f;
     }
 
     void fit (std::size_t bin, std::size_t microphoneIndex, LeakagePaths& paths)
@@ -341,7 +349,7 @@ private:
         const auto product = [&] (std::size_t a, std::size_t b)
         {
             const auto* x = products.data() + 2 * (a * numRows + b);
-            return std::complex<double> (static_cast<double> (x[0]), static_cast<double> (x[1]));
+            return Complex (static_cast<double> (x[0]), static_cast<double> (x[1]));
         };
 
         matrix.assign (size * size, {});
@@ -356,7 +364,7 @@ private:
             right[a] = std::conj (product (size, a));
         }
 
-        const auto isFinite = [] (const std::complex<double>& value)
+        const auto isFinite = [] (const Complex& value)
         { return std::isfinite (value.real()) && std::isfinite (value.imag()); };
 
         if (! solve (matrix, right) || ! std::all_of (right.begin(), right.end(), isFinite))
@@ -376,7 +384,7 @@ private:
     const std::size_t rowLength;
     std::vector<float> masked, weights, products;
     std::vector<const float*> rowsRe, rowsIm;
-    std::vector<std::complex<double>> matrix, right;
+    std::vector<Complex> matrix, right;
 };
 } // namespace
 

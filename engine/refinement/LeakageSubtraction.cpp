@@ -141,10 +141,11 @@ private:
         auto& leakage = w.signals[0].samples;
         w.fft.prepare (track.spectrum.data());
         w.fft.overlapWeighted (leakage.data(), track.carry, w.ones.data(), w.frameGains.data());
+        const auto *source = track.frames.samples() + part.offset, *taken = leakage.data() + part.offset;
         auto* const left = w.rendered[0].data();
 
         for (std::size_t i = 0; i < part.length; ++i)
-            left[i] = track.frames.samples()[part.offset + i] - leakage[part.offset + i];
+            left[i] = source[i] - taken[i];
 
         return remainder.write (part.start, { left, part.length });
     }

@@ -2,7 +2,6 @@
 #include "engine/numerics/simd/PackingKernels.h"
 #include "engine/refinement/RefinementPasses.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tessivar::refinement
@@ -21,36 +20,32 @@ computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, Progres
 
     const auto& shape = run.shape;
     auto plane = std::move (fitted.logRatios);
-    const auto isDone = run.forEach (
-        static_cast<std::size_t> (shape.numSegments),
-        progress,
-        [&] (std::size_t segment, Workspace& w)
-        {
-            auto &tile = w.codes[0], &blocks = w.codes[1];
-            tile.resize (shape.tileCodes());
-            blocks.resize (shape.tileCodes());
+    const auto isDone =
+        run.forEach (static_cast<std::size_t> (shape.numSegments),
+                     progress,
+                     [&] (std::size_t segment, Workspace& w)
+                     {
+                         auto &tile = w.codes[0], &blocks = w.codes[1];
+                         tile.resize (shape.tileCodes());
+                         blocks.resize (shape.tileCodes());
 
-            if (! plane.read (segment, 0, tile))
-                return AnalysisStatus::storageFailed;
+                         if (! plane.read (segment, 0, tile))
+                             return AnalysisStatus::storageFailed;
 
-            for (std::size_t band = 0; band < run.bands.count(); ++band)
-                for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
-                {
-                    auto* codes = tile.data() + bin * tileFrames;
-                    kernels::packMask (codes,
-                                       reinterpret_cast<const std::int16_t*> (codes),
-                                       fitted.evidence.common (band) + segment * tileFrames,
-                                       SeparationEvidence::binWeight,
-                                       tileFrames);
+                         for (std::size_t band = 0; band < run.bands.count(); ++band)
+                             for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
+                             {
+                                 auto* codes = tile.data() + bin * tileFrames;
+                                 kernels::packMask (codes,
+                                                    reinterpret_cast<const std::int16_t*> (codes),
+                                                    fitted.evidence.common (band) + segment * tileFrames,
+                                                    SeparationEvidence::binWeight,
+                                                    tileFrames);
+                             }
 
-                    for (std::size_t block = 0; block < tileBlocks; ++block)
-                        std::copy_n (codes + block * blockFrames,
-                                     blockFrames,
-                                     blocks.data() + block * shape.blockCodes() + bin * blockFrames);
-                }
-
-            return completedIf (plane.write (segment, 0, blocks), AnalysisStatus::storageFailed);
-        });
+                         tileToBlocks (blocks, tile);
+                         return completedIf (plane.write (segment, 0, blocks), AnalysisStatus::storageFailed);
+                     });
 
     if (! isDone)
         return std::nullopt;

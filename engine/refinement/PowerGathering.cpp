@@ -29,6 +29,7 @@ public:
         for (auto& codes : w.codes)
             codes.resize (shape.tileCodes());
 
+        w.tile.resize (shape.tileCodes());
         w.sourceFrames.restart();
         estimateFrames().restart();
 
@@ -50,8 +51,8 @@ public:
                 pack (block, totals.subspan (std::min (frame, totals.size())));
             }
 
-            if (! planes.upper.write (segment, 0, w.codes[0]) || ! planes.lower.write (segment, 0, w.codes[1])
-                || ! planes.ownDrum.write (segment, 0, w.codes[2]))
+            if (! write (segment, planes.upper, w.codes[0]) || ! write (segment, planes.lower, w.codes[1])
+                || ! write (segment, planes.ownDrum, w.codes[2]))
                 return AnalysisStatus::storageFailed;
         }
 
@@ -75,7 +76,7 @@ private:
             return false;
 
         w.forward (w.sourceFrames);
-        w.sourceFrames.smoothPowers (w.sourcePowers.data(), w.spectrum.data());
+        w.smoothPowers (w.sourcePowers, w.sourceFrames);
 
         if (track.standard == nullptr)
             return true;
@@ -88,24 +89,29 @@ private:
             return false;
 
         w.forward (estimateFrames());
-        estimateFrames().smoothPowers (w.outputPowers.data(), w.spectrum.data());
+        w.smoothPowers (w.outputPowers, estimateFrames());
         return true;
     }
 
-    /** Puts a block into the tiles, and the power of its frames into totals. */
+    /** Packs one of a segment's blocks, and puts the power of its frames into totals. */
     void pack (std::size_t block, std::span<float> totals)
     {
-        const auto at = block * blockFrames;
+        const auto at = block * shape.blockCodes();
         const auto* power = w.sourcePowers.data();
         // For a track that is not rendered there is nothing better.
         const auto* estimate = track.standard != nullptr ? w.outputPowers.data() : power;
         std::array<float, blockFrames> sums{};
         kernels::sumRows (sums.data(), power, shape.numBins);
         std::copy_n (sums.begin(), std::min (sums.size(), totals.size()), totals.begin());
-        kernels::splitFloats (
-            w.codes[0].data() + at, w.codes[1].data() + at, tileFrames, power, shape.numBins);
-        kernels::packPowers (
-            w.codes[2].data() + at, tileFrames, estimate, power, firstEstimateFloor, shape.numBins);
+        kernels::splitFloats (w.codes[0].data() + at, w.codes[1].data() + at, power, shape.blockCodes());
+        kernels::packPowers (w.codes[2].data() + at, estimate, power, firstEstimateFloor, shape.blockCodes());
+    }
+
+    [[nodiscard]] bool
+    write (std::size_t segment, const TilePlane& plane, std::span<const std::uint16_t> blocks)
+    {
+        blocksToTile (w.tile, blocks);
+        return plane.write (segment, 0, w.tile);
     }
 
     const SpectrumShape& shape;

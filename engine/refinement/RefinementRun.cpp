@@ -8,9 +8,9 @@ namespace tessivar::refinement
 {
 
 Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
-    : fft (window), spectrum (fft.spectrumFloats()), delayedSpectrum (spectrum.size() + 1),
-      lastFrame (2 * shape.numBins), sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()),
-      maskGains (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
+    : fft (window), spectrum (fft.spectrumFloats()), lastFrame (2 * shape.numBins),
+      sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()), maskGains (shape.blockCodes()),
+      roots (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
       source (shape.blockSamples()), rendered (channelLayout::numBestComponents), mask (shape.blockCodes())
 {
     // Four windows squared add up to two.

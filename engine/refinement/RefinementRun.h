@@ -3,6 +3,7 @@
 #include "engine/WorkItems.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
+#include "engine/numerics/simd/MaskKernels.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/RefinementSpectra.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -57,10 +58,16 @@ struct Workspace
         fft.forward (spectrum.data());
     }
 
+    /** From these spectra, still in hand, the powers of the frames one before each, means of three. */
+    void smoothPowers (AlignedBuffer& means, FrameStream& frames)
+    {
+        kernels::smoothPowers (means.data(), frames.history(), spectrum.data(), fft.numBins());
+    }
+
     BlockFft fft;
     std::array<float, blockFrames> frameGains{}; // that undo the scale of both transforms and the windows
-    AlignedBuffer spectrum, delayedSpectrum, lastFrame;
-    AlignedBuffer sourcePowers, outputPowers, maskGains, gains; // by bin and frame of a block
+    AlignedBuffer spectrum, lastFrame;
+    AlignedBuffer sourcePowers, outputPowers, maskGains, roots, gains; // by bin and frame of a block
     FrameStream sourceFrames;
     std::vector<FrameStream> outputFrames; // by Focus, as the following
     std::vector<OutputSignal> signals;
@@ -68,10 +75,11 @@ struct Workspace
     std::vector<float> source;                       // of a block
     std::vector<std::vector<float>> rendered;        // parts of a block
     std::vector<std::uint16_t> mask;                 // of a block
-    std::array<std::vector<std::uint16_t>, 3> codes; // of tiles
-    std::vector<std::uint16_t> blockCodes;           // the model's block of bins
-    AlignedBuffer blockRows;                         // one bin of it
-    std::vector<SubtractionBuffers> subtraction;     // by track
+    std::array<std::vector<std::uint16_t>, 3> codes; // of segments
+    std::vector<std::uint16_t> tile;
+    std::vector<std::uint16_t> blockCodes;       // the model's block of bins
+    AlignedBuffer blockRows;                     // one bin of it
+    std::vector<SubtractionBuffers> subtraction; // by track
     AlignedBuffer maskedDrums, ones;
     std::vector<float> chosen; // frames from here and there
 };

@@ -1,6 +1,8 @@
 #include "engine/refinement/RefinementSpectra.h"
 
-#include "engine/numerics/simd/MaskKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
+
+#include <cstring>
 
 namespace tessivar::refinement
 {
@@ -9,6 +11,19 @@ namespace
 {
 constexpr std::int64_t stretchesPerWorker = 8, fewestHops = 128, mostHops = 1024;
 constexpr std::int64_t blockHops = static_cast<std::int64_t> (blockFrames);
+
+/** Calls copy (index into the tile, index into the blocks) for every sixteen codes of a bin. */
+template <typename Copy>
+void forEachPiece (std::size_t numCodes, const Copy& copy)
+{
+    const auto numBins = numCodes / tileFrames;
+
+    for (std::size_t bin = 0; bin < numBins; ++bin)
+        for (std::size_t block = 0; block < tileBlocks; ++block)
+            copy (bin * tileFrames + block * blockFrames, (block * numBins + bin) * blockFrames);
+}
+
+constexpr auto pieceBytes = blockFrames * sizeof (std::uint16_t);
 } // namespace
 
 SpectrumShape::SpectrumShape (const AnalysisShape& shape) : rate (shape.rate), length (shape.lengthInSamples)
@@ -19,6 +34,20 @@ SpectrumShape::SpectrumShape (const AnalysisShape& shape) : rate (shape.rate), l
     numFrames = AnalysisShape::framesForLength (length, rate);
     constexpr auto framesOfTile = static_cast<std::int64_t> (tileFrames);
     numSegments = (numFrames + framesOfTile - 1) / framesOfTile;
+}
+
+void blocksToTile (std::span<std::uint16_t> tile, std::span<const std::uint16_t> blocks)
+{
+    forEachPiece (tile.size(),
+                  [dest = tile.data(), source = blocks.data()] (std::size_t inTile, std::size_t inBlocks)
+                  { std::memcpy (dest + inTile, source + inBlocks, pieceBytes); });
+}
+
+void tileToBlocks (std::span<std::uint16_t> blocks, std::span<const std::uint16_t> tile)
+{
+    forEachPiece (tile.size(),
+                  [dest = blocks.data(), source = tile.data()] (std::size_t inTile, std::size_t inBlocks)
+                  { std::memcpy (dest + inBlocks, source + inTile, pieceBytes); });
 }
 
 Stretch::Stretch (const SpectrumShape& shape,
@@ -54,16 +83,15 @@ std::vector<Stretch> stretchesOf (const SpectrumShape& shape, std::int64_t signa
 
 FrameStream::FrameStream (const SpectrumShape& s)
     : shape (s),
-      window (shape.blockSamples() + static_cast<std::size_t> (shape.rate.frameLength - shape.rate.hop))
+      window (shape.blockSamples() + static_cast<std::size_t> (shape.rate.frameLength - shape.rate.hop)),
+      powers (2 * shape.numBins)
 {
 }
 
 void FrameStream::restart()
 {
     current.reset();
-
-    if (history.size() != 0)
-        history.clear();
+    powers.clear();
 }
 
 FrameStream::Room FrameStream::moveTo (std::int64_t first)
@@ -80,14 +108,6 @@ FrameStream::Room FrameStream::moveTo (std::int64_t first)
     current = first;
     return { frameStart (first, shape.rate) + static_cast<std::int64_t> (numKept),
              samples.subspan (numKept) };
-}
-
-void FrameStream::smoothPowers (float* means, const float* spectrum)
-{
-    if (history.size() == 0)
-        history = AlignedBuffer (shape.numBins * 2 * blockFrames);
-
-    kernels::smoothPowers (means, history.data(), spectrum, shape.numBins);
 }
 
 bool readSource (SampleSource& source, FrameStream::Room room)
@@ -134,21 +154,13 @@ bool StandardOutputReader::read (const RefinementTrack& track,
     if (! track.standard->read (first, n, signals))
         return false;
 
+    std::array<float*, signals.size()> sums{};
+
     for (std::size_t c = 0; c < numWanted; ++c)
-    {
-        auto* const x = signals[c];
-
-        for (std::size_t i = 0; i < n; ++i)
-            x[i] = track.level.applyTo (x[i]);
-
-        if (c > 0)
-            for (std::size_t i = 0; i < n; ++i)
-                x[i] += signals[c - 1][i];
-
         if (auto* const output = outputOf (c); output != nullptr)
-            std::copy_n (x, n, output + (first - start));
-    }
+            sums[c] = output + (first - start);
 
+    kernels::addUp (sums.data(), signals.data(), numWanted, track.level.gain, track.level.rescaling, n);
     return true;
 }
 

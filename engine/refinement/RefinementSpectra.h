@@ -54,6 +54,10 @@ struct SpectrumShape
     std::int64_t numFrames = 0, numSegments = 0, length = 0;
 };
 
+/** A segment's codes by block, bin and frame as codes by bin and frame, and the other way round. */
+void blocksToTile (std::span<std::uint16_t> tile, std::span<const std::uint16_t> blocks);
+void tileToBlocks (std::span<std::uint16_t> blocks, std::span<const std::uint16_t> tile);
+
 /** A stretch of a signal, in whole blocks of hops, and the blocks of frames that overlap it. */
 class Stretch
 {
@@ -108,13 +112,12 @@ public:
     /** From the start of the block's first frame on. */
     [[nodiscard]] const float* samples() const { return window.data(); }
 
-    /** From the spectra of these frames the powers of the frames one before each, means of three, in lane
-        layout. After restart() the first two frames lack those before them. */
-    void smoothPowers (float* means, const float* spectrum);
+    /** The powers of the two frames before these, two floats a bin, for the kernels that take means of three. */
+    [[nodiscard]] float* history() { return powers.data(); }
 
 private:
     const SpectrumShape& shape;
-    AlignedBuffer window, history;
+    AlignedBuffer window, powers;
     std::optional<std::int64_t> current; // first frame in the window
 };
 

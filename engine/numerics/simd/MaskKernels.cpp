@@ -66,60 +66,83 @@ HWY_INLINE Floats exponential (Floats x)
     return hn::Mul (y, scale);
 }
 
+/** Calls use (index, means) for each vector of what smoothPowers makes. */
+template <typename Use>
+HWY_INLINE void
+smooth (float* HWY_RESTRICT history, const float* HWY_RESTRICT spectrum, std::size_t numBins, const Use& use)
+{
+    constexpr std::size_t group = 16; // bins, so that stores have settled before they are loaded askew
+    constexpr std::size_t rowLength = 2 * lanes, now = lanes; // of which the two before now are used
+    HWY_ALIGN float rows[group * rowLength];
+    const auto third = broadcast (1.0f / 3.0f);
+
+    for (std::size_t first = 0; first < numBins; first += group)
+    {
+        const auto numRows = std::min (group, numBins - first);
+
+        for (std::size_t i = 0; i < numRows; ++i)
+        {
+            auto* const row = rows + i * rowLength;
+            auto* const before = history + 2 * (first + i);
+            const auto* const re = spectrum + (first + i) * 2 * lanes;
+            row[now - 2] = before[0];
+            row[now - 1] = before[1];
+
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+            {
+                const auto x = hn::LoadU (tag, re + l), y = hn::LoadU (tag, re + lanes + l);
+                hn::Store (hn::Add (hn::Mul (x, x), hn::Mul (y, y)), tag, row + now + l);
+            }
+
+            before[0] = row[rowLength - 2];
+            before[1] = row[rowLength - 1];
+        }
+
+        for (std::size_t i = 0; i < numRows; ++i)
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+            {
+                const auto* const x = rows + i * rowLength + now + l;
+                const auto sum =
+                    hn::Add (hn::Add (hn::LoadU (tag, x - 2), hn::LoadU (tag, x - 1)), hn::Load (tag, x));
+                use ((first + i) * lanes + l, hn::Mul (third, sum));
+            }
+    }
+}
+
 void SmoothPowers (float* HWY_RESTRICT means,
                    float* HWY_RESTRICT history,
                    const float* HWY_RESTRICT spectrum,
                    std::size_t numBins)
 {
-    constexpr std::size_t rowLength = 2 * lanes,
-                          ahead = lanes; // two frames before, and from lane 16 on all 16
-    constexpr std::size_t group = 16;    // stores settle before they are loaded askew
-    const auto third = broadcast (1.0f / 3.0f);
-
-    for (std::size_t first = 0; first < numBins; first += group)
-    {
-        const auto end = std::min (first + group, numBins);
-
-        for (auto bin = first; bin < end; ++bin)
-        {
-            auto* const row = history + bin * rowLength;
-            const auto* const re = spectrum + bin * 2 * lanes;
-            row[ahead - 2] = row[rowLength - 2];
-            row[ahead - 1] = row[rowLength - 1];
-
-            for (std::size_t l = 0; l < lanes; l += vectorLanes)
-            {
-                const auto x = hn::LoadU (tag, re + l), y = hn::LoadU (tag, re + lanes + l);
-                hn::StoreU (hn::Add (hn::Mul (x, x), hn::Mul (y, y)), tag, row + ahead + l);
-            }
-        }
-
-        for (auto bin = first; bin < end; ++bin)
-            for (std::size_t l = 0; l < lanes; l += vectorLanes)
-            {
-                const auto* const x = history + bin * rowLength + ahead + l;
-                const auto sum =
-                    hn::Add (hn::Add (hn::LoadU (tag, x - 2), hn::LoadU (tag, x - 1)), hn::LoadU (tag, x));
-                hn::StoreU (hn::Mul (third, sum), tag, means + bin * lanes + l);
-            }
-    }
+    smooth (history,
+            spectrum,
+            numBins,
+            [means] (std::size_t at, Floats mean) { hn::StoreU (mean, tag, means + at); });
 }
 
-void DelayFrames (float* HWY_RESTRICT delayed,
-                  float* HWY_RESTRICT last,
-                  const float* HWY_RESTRICT spectrum,
-                  std::size_t numRows)
+void DelayFrames (float* HWY_RESTRICT spectrum, float* HWY_RESTRICT last, std::size_t numRows)
 {
-    for (std::size_t i = 0; i < numRows; ++i)
-    {
-        const auto* const x = spectrum + i * lanes;
-        auto* const dest = delayed + i * lanes;
-        dest[0] = last[i];
-        last[i] = x[lanes - 1];
+    constexpr std::size_t group = 16;
+    HWY_ALIGN float rows[group * lanes + lanes]; // each store reaches one lane into the next row
 
-        // One lane too far, where the next row begins.
-        for (std::size_t l = 0; l < lanes; l += vectorLanes)
-            hn::StoreU (hn::LoadU (tag, x + l), tag, dest + l + 1);
+    for (std::size_t first = 0; first < numRows; first += group)
+    {
+        const auto end = std::min (first + group, numRows);
+
+        for (auto i = first; i < end; ++i)
+        {
+            auto* const row = rows + (i - first) * lanes;
+            const auto* const x = spectrum + i * lanes;
+            row[0] = last[i];
+            last[i] = x[lanes - 1];
+
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+                hn::StoreU (hn::LoadU (tag, x + l), tag, row + l + 1);
+        }
+
+        for (auto i = first; i < end; ++i)
+            for (std::size_t l = 0; l < lanes; l += vectorLanes)
+                hn::StoreU (hn::Load (tag, rows + (i - first) * lanes + l), tag, spectrum + i * lanes + l);
     }
 }
 
@@ -198,17 +221,57 @@ void MaskGains (float* gains, const std::uint16_t* mask, float exponent, std::si
     }
 }
 
-void LayerGains (float* gains, const float* mask, const float* layer, const float* total, std::size_t n)
+/** x^(-1/4) within 2e-7 for x from 1e-36 on, by three of Newton's steps. */
+HWY_INLINE Floats reciprocalFourthRoot (Floats x)
 {
-    const auto one = broadcast (1.0f), tiny = broadcast (1.0e-20f);
+    const IntTag ti;
+    const auto seed = hn::Sub (hn::Set (ti, 0x4f584000), hn::ShiftRight<2> (hn::BitCast (ti, x)));
+    const auto quarter = hn::Mul (x, broadcast (0.25f)), most = broadcast (1.25f);
+    auto y = hn::BitCast (tag, seed);
+
+    for (int step = 0; step < 3; ++step)
+    {
+        const auto squared = hn::Mul (y, y);
+        y = hn::Mul (y, hn::Sub (most, hn::Mul (quarter, hn::Mul (squared, squared))));
+    }
+
+    return y;
+}
+
+void TotalRoots (float* HWY_RESTRICT roots,
+                 const float* HWY_RESTRICT mask,
+                 const float* HWY_RESTRICT total,
+                 std::size_t n)
+{
+    const auto tiny = broadcast (1.0e-20f);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
-    {
-        const auto ratio = hn::Div (hn::LoadU (tag, layer + i), hn::Add (hn::LoadU (tag, total + i), tiny));
-        // The square root of an amplitude ratio: the fourth root of a power ratio.
-        const auto gain = hn::Sqrt (hn::Sqrt (hn::Min (one, ratio)));
-        hn::StoreU (hn::Mul (hn::LoadU (tag, mask + i), gain), tag, gains + i);
-    }
+        hn::StoreU (hn::Mul (hn::LoadU (tag, mask + i),
+                             reciprocalFourthRoot (hn::Add (hn::LoadU (tag, total + i), tiny))),
+                    tag,
+                    roots + i);
+}
+
+void LayerGains (float* HWY_RESTRICT gains,
+                 float* HWY_RESTRICT history,
+                 const float* HWY_RESTRICT spectrum,
+                 const float* HWY_RESTRICT mask,
+                 const float* HWY_RESTRICT roots,
+                 std::size_t numBins)
+{
+    const auto least = broadcast (1.0e-36f);
+
+    // The square root of an amplitude ratio: the fourth root of a power ratio.
+    smooth (history,
+            spectrum,
+            numBins,
+            [&] (std::size_t at, Floats layer)
+            {
+                const auto y = reciprocalFourthRoot (hn::Max (layer, least));
+                const auto root = hn::Mul (hn::Mul (layer, y), hn::Mul (y, y));
+                const auto gain = hn::Mul (root, hn::LoadU (tag, roots + at));
+                hn::StoreU (hn::Min (hn::LoadU (tag, mask + at), gain), tag, gains + at);
+            });
 }
 
 } // namespace tessivar::kernels::HWY_NAMESPACE
@@ -224,6 +287,7 @@ TESSIVAR_KERNEL (accumulate, Accumulate);
 TESSIVAR_KERNEL (packLogRatios, PackLogRatios);
 TESSIVAR_KERNEL (packMask, PackMask);
 TESSIVAR_KERNEL (maskGains, MaskGains);
+TESSIVAR_KERNEL (totalRoots, TotalRoots);
 TESSIVAR_KERNEL (layerGains, LayerGains);
 } // namespace tessivar::kernels
 #endif

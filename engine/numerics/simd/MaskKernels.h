@@ -21,15 +21,13 @@ inline constexpr float logMaskLimit = 40.0f;  // masks are at least exp (-40)
 
 /** Powers of consecutive frames, each averaged with its two neighbours, sixteen frames at a time in lane layout
     (engine/numerics/BlockFft.h): from the spectra of frames t .. t + 15 the means of frames t - 1 .. t + 14.
-    history: 32 floats a bin, which hold the frames before; zeros for none. */
+    history: the powers of the two frames before, two floats a bin; takes those of the last two. */
 extern const Kernel<void (float* means, float* history, const float* spectrum, std::size_t numBins)>
     smoothPowers;
 
-/** Spectra of the frames before, in lane layout: lane l of delayed is lane l - 1 of spectrum; lane 0 comes from
-    last, which then takes lane 15. A row has 16 floats, last has one float for each, delayed room for one float
-    more. */
-extern const Kernel<void (float* delayed, float* last, const float* spectrum, std::size_t numRows)>
-    delayFrames;
+/** Spectra of the frames before, in lane layout: lane l of a row of 16 takes lane l - 1; lane 0 comes from last,
+    a float for each row, which takes lane 15. */
+extern const Kernel<void (float* spectrum, float* last, std::size_t numRows)> delayFrames;
 
 /** sums[l] = sum of rows[i * 16 + l]: groups of 32 rows, then their sums. */
 extern const Kernel<void (float* sums, const float* rows, std::size_t numRows)> sumRows;
@@ -50,9 +48,17 @@ extern const Kernel<void (
 /** gains = m^exponent. */
 extern const Kernel<void (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)> maskGains;
 
-/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5. */
-extern const Kernel<void (
-    float* gains, const float* mask, const float* layer, const float* total, std::size_t n)>
+/** roots = mask / (total + 1e-20)^(1/4). */
+extern const Kernel<void (float* roots, const float* mask, const float* total, std::size_t n)> totalRoots;
+
+/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5 for sixteen frames of numBins bins, where layer is
+    what smoothPowers makes of history and spectrum, and roots come from totalRoots. */
+extern const Kernel<void (float* gains,
+                          float* history,
+                          const float* spectrum,
+                          const float* mask,
+                          const float* roots,
+                          std::size_t numBins)>
     layerGains;
 
 } // namespace tessivar::kernels

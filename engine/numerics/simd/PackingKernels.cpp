@@ -17,11 +17,10 @@ constexpr int droppedBits = 14; // of a float's mantissa
 constexpr std::int32_t lowestCode = (127 - 74) << (23 - droppedBits);
 
 void PackPowers (std::uint16_t* HWY_RESTRICT codes,
-                 std::size_t stride,
                  const float* HWY_RESTRICT powers,
                  const float* HWY_RESTRICT others,
                  float share,
-                 std::size_t numRows)
+                 std::size_t n)
 {
     const hn::RebindToSigned<FloatTag> ti;
     const hn::Rebind<std::uint16_t, FloatTag> tagOfCodes;
@@ -30,19 +29,14 @@ void PackPowers (std::uint16_t* HWY_RESTRICT codes,
     const auto largest = hn::Set (ti, 0x7f800000);
     const auto factor = broadcast (share);
 
-    for (std::size_t row = 0; row < numRows; ++row)
-        for (std::size_t l = 0; l < lanes; l += vectorLanes)
-        {
-            const auto at = row * lanes + l;
-            const auto sum =
-                hn::Add (hn::LoadU (tag, powers + at), hn::Mul (factor, hn::LoadU (tag, others + at)));
-            // Without its sign, which a NaN may carry.
-            const auto bits = hn::Min (hn::BitCast (ti, hn::Abs (sum)), largest);
-            const auto code = hn::Sub (hn::ShiftRight<droppedBits> (hn::Add (bits, half)), lowest);
-            hn::StoreU (hn::DemoteTo (tagOfCodes, code), // saturates at both ends
-                        tagOfCodes,
-                        codes + row * stride + l);
-        }
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto sum = hn::Add (hn::LoadU (tag, powers + i), hn::Mul (factor, hn::LoadU (tag, others + i)));
+        // Without its sign, which a NaN may carry.
+        const auto bits = hn::Min (hn::BitCast (ti, hn::Abs (sum)), largest);
+        const auto code = hn::Sub (hn::ShiftRight<droppedBits> (hn::Add (bits, half)), lowest);
+        hn::StoreU (hn::DemoteTo (tagOfCodes, code), tagOfCodes, codes + i); // saturates at both ends
+    }
 }
 
 void UnpackPowers (float* powers, const std::uint16_t* codes, std::size_t n)
@@ -61,26 +55,22 @@ void UnpackPowers (float* powers, const std::uint16_t* codes, std::size_t n)
 
 void SplitFloats (std::uint16_t* HWY_RESTRICT upper,
                   std::uint16_t* HWY_RESTRICT lower,
-                  std::size_t stride,
                   const float* HWY_RESTRICT values,
-                  std::size_t numRows)
+                  std::size_t n)
 {
     const hn::RebindToUnsigned<FloatTag> du;
     const hn::RebindToSigned<FloatTag> ti;
     const hn::Rebind<std::uint16_t, FloatTag> tagOfCodes;
     const auto lowest = hn::Set (du, 0xffffu);
 
-    for (std::size_t row = 0; row < numRows; ++row)
-        for (std::size_t l = 0; l < lanes; l += vectorLanes)
-        {
-            const auto bits = hn::BitCast (du, hn::LoadU (tag, values + row * lanes + l));
-            const auto at = row * stride + l;
-            hn::StoreU (hn::DemoteTo (tagOfCodes, hn::BitCast (ti, hn::ShiftRight<16> (bits))),
-                        tagOfCodes,
-                        upper + at);
-            hn::StoreU (
-                hn::DemoteTo (tagOfCodes, hn::BitCast (ti, hn::And (bits, lowest))), tagOfCodes, lower + at);
-        }
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto bits = hn::BitCast (du, hn::LoadU (tag, values + i));
+        hn::StoreU (
+            hn::DemoteTo (tagOfCodes, hn::BitCast (ti, hn::ShiftRight<16> (bits))), tagOfCodes, upper + i);
+        hn::StoreU (
+            hn::DemoteTo (tagOfCodes, hn::BitCast (ti, hn::And (bits, lowest))), tagOfCodes, lower + i);
+    }
 }
 
 void JoinFloats (float* HWY_RESTRICT values,

@@ -13,21 +13,15 @@ namespace tessivar::kernels
     (0.004 dB). Results are the same on every instruction set. Rows may start anywhere; n is a multiple of 16.
 */
 
-/** Codes of powers + share * others: numRows rows of 16 values, one after the other, to rows of codes that are
-    stride apart. Powers are >= 0; infinities and NaN become the maximum. */
-extern const Kernel<void (std::uint16_t* codes,
-                          std::size_t stride,
-                          const float* powers,
-                          const float* others,
-                          float share,
-                          std::size_t numRows)>
+/** Codes of powers + share * others. Powers are >= 0; infinities and NaN become the maximum. */
+extern const Kernel<void (
+    std::uint16_t* codes, const float* powers, const float* others, float share, std::size_t n)>
     packPowers;
 
 extern const Kernel<void (float* powers, const std::uint16_t* codes, std::size_t n)> unpackPowers;
 
-/** Splits floats into their upper and lower 16 bits, rows of 16 as above, and joins them again: exact. */
-extern const Kernel<void (
-    std::uint16_t* upper, std::uint16_t* lower, std::size_t stride, const float* values, std::size_t numRows)>
+/** Splits floats into their upper and lower 16 bits, and joins them again: exact. */
+extern const Kernel<void (std::uint16_t* upper, std::uint16_t* lower, const float* values, std::size_t n)>
     splitFloats;
 extern const Kernel<void (
     float* values, const std::uint16_t* upper, const std::uint16_t* lower, std::size_t n)>

@@ -114,6 +114,41 @@ SignalLevel GetSignalLevel (const float* a, std::size_t n)
     return result;
 }
 
+void AddUp (float* const* sums,
+            const float* const* signals,
+            std::size_t numSignals,
+            float gain,
+            float rescaling,
+            std::size_t n)
+{
+    constexpr std::size_t piece = 512;
+    HWY_ALIGN float total[piece];
+
+    for (std::size_t start = 0; start < n; start += piece)
+    {
+        const auto count = std::min (piece, n - start);
+        const auto whole = count / vectorLanes * vectorLanes;
+
+        for (std::size_t c = 0; c < numSignals; ++c)
+        {
+            const auto* HWY_RESTRICT x = signals[c] + start;
+
+            for (std::size_t i = 0; i < whole; i += vectorLanes)
+            {
+                const auto scaled =
+                    hn::Mul (hn::Mul (hn::LoadU (tag, x + i), broadcast (gain)), broadcast (rescaling));
+                hn::Store (c == 0 ? scaled : hn::Add (hn::Load (tag, total + i), scaled), tag, total + i);
+            }
+
+            for (auto i = whole; i < count; ++i)
+                total[i] = c == 0 ? x[i] * gain * rescaling : total[i] + x[i] * gain * rescaling;
+
+            if (sums[c] != nullptr)
+                std::copy_n (total, count, sums[c] + start);
+        }
+    }
+}
+
 } // namespace tessivar::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -122,5 +157,6 @@ namespace tessivar::kernels
 {
 TESSIVAR_KERNEL (dotProduct, DotProduct);
 TESSIVAR_KERNEL (signalLevel, GetSignalLevel);
+TESSIVAR_KERNEL (addUp, AddUp);
 } // namespace tessivar::kernels
 #endif

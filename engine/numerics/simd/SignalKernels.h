@@ -7,7 +7,7 @@
 namespace tessivar::kernels
 {
 
-/** Sums over signals, which may start anywhere. They run over 16 logical lanes and one fixed tree: results are
+/** Sums of and over signals, which may start anywhere. Those over signals run over 16 logical lanes and one fixed tree: results are
     the same on every instruction set. No operation is fused.
 */
 
@@ -31,5 +31,15 @@ struct SignalLevel
 /** Both in one go; squares rounded to single precision, blocks of 1024 summed in single precision, their sums
     in double. */
 extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
+
+/** sums[c][i] = signals[0][i] + ... + signals[c][i] in that order, each first multiplied with gain and then with
+    rescaling. A null sums[c] is skipped. */
+extern const Kernel<void (float* const* sums,
+                          const float* const* signals,
+                          std::size_t numSignals,
+                          float gain,
+                          float rescaling,
+                          std::size_t n)>
+    addUp;
 
 } // namespace tessivar::kernels
