@@ -36,9 +36,9 @@ struct AnalysisOptions
 /** Analyses the tracks of one performance together.
 
     Front end, decomposition of the stacked mel spectrogram, ten component signals per close microphone, their
-    scores and order, and the gain of the five best, which with the source make the seven channels of a track. Progress runs from 0 to 1.
-    Memory: the stacked spectrogram (80 * numActive * numFrames floats) and some tens of MB; the signals are
-    streamed. Throws std::bad_alloc when memory runs out.
+    scores and order, and the gain of the five best, which with the source make the seven channels of a track.
+    Progress runs from 0 to 1. Memory: the stacked spectrogram (80 * numActive * numFrames floats) and some
+    tens of MB; the signals are streamed. Throws std::bad_alloc when memory runs out.
 */
 [[nodiscard]] AnalysisResult analyseTracks (std::span<const AnalysisTrack> tracks,
                                             const AnalysisOptions& options,

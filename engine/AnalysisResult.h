@@ -46,7 +46,8 @@ struct AnalysisResult
     std::shared_ptr<const Factorization> factors; // of a completed analysis, for ComponentReader
 };
 
-/** Bytes that analyseTracks takes from memory and from its spectrogram planes, for a forecast before it starts.
+/** Bytes that analyseTracks takes from memory and from its spectrogram planes, for a forecast before it
+    starts.
 */
 struct AnalysisForecast
 {

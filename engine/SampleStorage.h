@@ -40,8 +40,8 @@ public:
 };
 
 /** Takes the result of one rendered track: its five best components, best first, before their gain. With the
-    source they make the seven channels (terms/ChannelFolding.h). Every sample from 0 to the track's own length
-    is written once; ranges come in any order and from several worker threads at once.
+    source they make the seven channels (terms/ChannelFolding.h). Every sample from 0 to the track's own
+    length is written once; ranges come in any order and from several worker threads at once.
 */
 class ComponentSink
 {

@@ -34,8 +34,9 @@ using KnobsOf = std::function<KnobValues (std::size_t track, const TrackFindings
 /** What is to be kept of an analysis, and where. */
 struct AnalysisKeeping
 {
-    /** For whoever wants the tracks at known knobs only: then their channels hold what these sound and no more
-        (SoundingPart), which takes little room or none, and are computed as they are read. */
+    /** For whoever wants the tracks at known knobs only: then their channels hold what these sound and no
+        more (SoundingPart), which takes little room or none, and are computed as they are read.
+    */
     KnobsOf soundingKnobs{};
     SpectraPlace spectra = SpectraPlace::automatic;
 };

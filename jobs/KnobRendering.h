@@ -19,9 +19,10 @@
 namespace tessivar
 {
 
-/** The part of a rendered track that one setting of the knobs sounds. Who knows the setting needs no more of it:
-    the channels below give, bit by bit, what all seven would give under the setting's rule, and something else
-    under any other. */
+/** The part of a rendered track that one setting of the knobs sounds. Who knows the setting needs no more of
+    it: the channels below give, bit by bit, what all seven would give under the setting's rule, and something
+    else under any other.
+*/
 class SoundingPart
 {
 public:

@@ -23,8 +23,9 @@ struct Trailer
     std::uint32_t mark = 0, reserved = 0;
 };
 
-/** Calls transfer (offset in bytes, component, first sample from start, samples) for every run that lies together.
-    False as soon as one fails. */
+/** Calls transfer (offset in bytes, component, first sample from start, samples) for every run that lies
+    together. False as soon as one fails.
+*/
 template <typename Transfer>
 bool forEachRun (std::int64_t length, std::int64_t start, std::size_t n, const Transfer& transfer)
 {

@@ -13,8 +13,8 @@
 namespace tessivar
 {
 
-/** The five best components of a rendered track in a temporary file: 20 bytes a sample, where the seven channels
-    that they make with the source would take 28.
+/** The five best components of a rendered track in a temporary file: 20 bytes a sample, where the seven
+    channels that they make with the source would take 28.
 
     Blocks of 16384 samples, the last one shorter; in each the five components one after the other, as floats.
     Behind them gain, rescaling and a number that tells a whole file. Several threads may use different ranges

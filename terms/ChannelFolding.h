@@ -11,8 +11,9 @@
 namespace tessivar
 {
 
-/** What the components of a rendered track are multiplied with: first its gain, then, where the first one would
-    peak above 1.0, the rescaling. */
+/** What the components of a rendered track are multiplied with: first its gain, then, where the first one
+    would peak above 1.0, the rescaling.
+*/
 struct ComponentLevel
 {
     [[nodiscard]] float applyTo (float sample) const
@@ -40,8 +41,9 @@ using ChannelPlanes = std::array<float*, channelLayout::numRendered>;
     return room;
 }
 
-/** The rule of foldChannels for planes, in place: planes 0..4 hold components before their gain and the last one the
-    source, n samples each. What is null stays away; the residual needs all others. */
+/** The rule of foldChannels for planes, in place: planes 0..4 hold components before their gain and the last
+    one the source, n samples each. What is null stays away; the residual needs all others.
+*/
 inline void foldPlanes (const ChannelPlanes& planes, ComponentLevel level, std::size_t n)
 {
     for (std::size_t c = 0; c < channelLayout::numBestComponents; ++c)
