@@ -46,7 +46,7 @@ TEST_CASE ("RecoveryEntry", "[model][recovery]")
         CHECK (kick.source->channel == 6);
         CHECK (kick.components->identity.size == 4000);
         CHECK (read.audio[1].source->channel == AudioPlace::allChannels);
-        CHECK_FALSE (read.audio[1].rendered.has_value());
+        CHECK (read.audio[1].rendered->numChannels == channelLayout::numRendered);
     }
 
     SECTION ("is refused when it is cut anywhere")

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Group.h"
+#include "model/RenderedSamples.h"
 #include "model/TemporaryStore.h"
 #include "model/recovery/RecoverySession.h"
 #include "terms/AnalysisMethod.h"
@@ -71,6 +72,30 @@ inline std::shared_ptr<StoreSamples> storedSamples (TemporaryStore& store, int n
     return isStored ? std::make_shared<StoreSamples> (file, numChannels) : nullptr;
 }
 
+/** Component c holds c + i / 1024, at half that level. */
+inline std::shared_ptr<RenderedSamples> renderedSamples (TemporaryStore& store,
+                                                         const std::shared_ptr<TrackSamples>& source)
+{
+    std::shared_ptr<StoreFile> file;
+    REQUIRE (store.createFile (ComponentFile::sizeFor (framesOfTracks), file).wasOk());
+    ComponentFile components (file);
+    std::array<std::vector<float>, channelLayout::numBestComponents> values;
+    ComponentFile::Signals<const float> signals{};
+
+    for (std::size_t c = 0; c < values.size(); ++c)
+    {
+        for (int i = 0; i < framesOfTracks; ++i)
+            values[c].push_back (static_cast<float> (c) + static_cast<float> (i) / 1024.0f);
+
+        signals[c] = values[c].data();
+    }
+
+    const ComponentLevel level{ 0.5f, 1.0f };
+    REQUIRE (components.write (0, framesOfTracks, signals));
+    REQUIRE (components.writeLevel (level));
+    return std::make_shared<RenderedSamples> (file, level, source);
+}
+
 inline std::vector<float> framesOf (TrackSamples* samples)
 {
     if (samples == nullptr)
@@ -111,6 +136,8 @@ inline GroupState groupWithAudio (TemporaryStore& store)
     state.tracks[0].findings.leakageDb = -12.5;
     REQUIRE (store.createFile (4000, state.tracks[0].components).wasOk());
     state.tracks[1].source = storedSamples (store, channelLayout::numUnrendered, 0.5f);
+    state.tracks[1].rendered = renderedSamples (store, state.tracks[1].source);
+    state.tracks[1].record.setProcessed (true);
     state.tracks[1].excluded = true;
     return state;
 }

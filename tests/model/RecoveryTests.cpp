@@ -72,6 +72,13 @@ TEST_CASE ("Recovery", "[model][recovery]")
             CHECK (framesOf (kick.source.get())[1] == 13.0f / 1024.0f);
             CHECK (kick.components->sizeInBytes() == 4000);
             CHECK (framesOf (snare.source.get())[1] == 0.5f + 1.0f / 1024.0f);
+
+            // Frame 1: components at their level, what is left of the source, the source.
+            const auto folded = framesOf (snare.rendered.get());
+            REQUIRE (folded.size() == framesOfTracks * 7);
+            CHECK (folded[7 + 4] == 0.5f * (4.0f + 1.0f / 1024.0f));
+            CHECK (folded[7 + 5] == 0.5f + 1.0f / 1024.0f - 0.5f * (10.0f + 5.0f / 1024.0f));
+            CHECK (folded[7 + 6] == 0.5f + 1.0f / 1024.0f);
         }
 
         // Another copy of the program that starts meanwhile is not offered it, and sweeps nothing of it.
