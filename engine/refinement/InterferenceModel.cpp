@@ -32,7 +32,7 @@ InterferenceModel::InterferenceModel (std::span<const DrumType> drumTypes,
       floors (numTracks), numerators (gain.size()), denominators (gain.size()),
       reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
       peaks (kernels::wholeVectors (std::max (frames / framesPerPeak, std::size_t{ 1 }))), loudest (frames),
-      ratios (numLoud)
+      ratios (numLoud), ownLevels (numLoud)
 {
     rules.assign (rulesToUse.begin(), rulesToUse.end());
     rules.resize (gain.size());
@@ -55,14 +55,7 @@ void InterferenceModel::findLoudest (const float* power)
         threshold = peaks[numLoud - 1];
     }
 
-    std::size_t numCandidates = 0;
-
-    for (std::size_t t = 0; t < numFrames; ++t)
-    {
-        loudest[numCandidates] = static_cast<std::uint32_t> (t);
-        numCandidates += power[t] >= threshold ? 1 : 0;
-    }
-
+    const auto numCandidates = kernels::findAtLeast (loudest.data(), power, numFrames, threshold);
     moveLargestToFront (
         std::span (loudest).first (numCandidates), numLoud, [power] (std::uint32_t t) { return power[t]; });
 }
@@ -76,6 +69,12 @@ bool InterferenceModel::boundGains (const WorkControl& control)
 
         const auto* own = powerOf (j);
         findLoudest (own);
+        const auto* const frame = loudest.data();
+        auto* const ratio = ratios.data();
+        auto* const level = ownLevels.data();
+
+        for (std::size_t n = 0; n < numLoud; ++n)
+            level[n] = std::max (own[frame[n]], 1.0e-20f);
 
         for (std::size_t i = 0; i < numTracks; ++i)
         {
@@ -90,7 +89,10 @@ bool InterferenceModel::boundGains (const WorkControl& control)
             const auto* other = powerOf (i);
 
             for (std::size_t n = 0; n < numLoud; ++n)
-                ratios[n] = other[loudest[n]] / std::max (own[loudest[n]], 1.0e-20f);
+                ratio[n] = other[frame[n]];
+
+            for (std::size_t n = 0; n < numLoud; ++n)
+                ratio[n] /= level[n];
 
             limit = std::min (0.5f, quantile (ratios, 0.2));
         }

@@ -74,7 +74,7 @@ private:
     std::vector<double> numerators, denominators;
     AlignedBuffer reciprocals, quotients, peaks;
     std::vector<std::uint32_t> loudest;
-    std::vector<float> ratios;
+    std::vector<float> ratios, ownLevels; // in the loudest frames
 };
 
 } // namespace tessivar

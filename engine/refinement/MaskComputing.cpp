@@ -7,17 +7,25 @@
 namespace tessivar::refinement
 {
 
-std::optional<MaskPlane>
-computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, ProgressRange progress)
+bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progress)
 {
-    if (! fitted.evidence.weigh (run.control))
-    {
-        run.fail (AnalysisStatus::stopped);
-        return std::nullopt;
-    }
+    return run.forEach (model.tracks.size(),
+                        progress,
+                        [&] (std::size_t track, Workspace&)
+                        {
+                            auto& evidence = model.tracks[track].evidence;
 
-    run.findings (track).leakageDb = fitted.evidence.leakageDb();
+                            if (run.tracks[track].standard == nullptr)
+                                return AnalysisStatus::completed;
 
+                            const auto isDone = evidence.weigh (run.control);
+                            run.findings (track).leakageDb = evidence.leakageDb();
+                            return completedIf (isDone, AnalysisStatus::stopped);
+                        });
+}
+
+std::optional<MaskPlane> computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
+{
     const auto& shape = run.shape;
     auto plane = std::move (fitted.logRatios);
     const auto isDone =

@@ -29,11 +29,14 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! model)
         return run.status();
 
+    if (! weighEvidence (run, *model, { 0.5, 0.51 }))
+        return run.status();
+
     Masks masks (tracks.size());
 
     const auto findDrum = [&] (std::size_t track, ProgressRange range)
     {
-        auto mask = computeMask (run, track, model->tracks[track], range.part (0.0, 0.25));
+        auto mask = computeMask (run, model->tracks[track], range.part (0.0, 0.25));
 
         if (! mask)
             return false;
@@ -42,7 +45,7 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
         return matchFocus (run, track, *masks[track], model->totals[track], range.part (0.25, 1.0));
     };
 
-    if (! run.forEachRendered ({ 0.5, 0.65 }, findDrum))
+    if (! run.forEachRendered ({ 0.51, 0.65 }, findDrum))
         return run.status();
 
     const auto remainders = subtractLeakage (run, *model, masks, { 0.65, 0.75 });
@@ -69,7 +72,7 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
     const std::uint64_t block = 4 * shape.blockCodes(), samples = 4 * shape.blockSamples();
     const auto segment = 4 * 2 * shape.tileCodes() + 16 * block + 6 * (2 * block + 3 * samples)
                          + tracks * (3 * block + 2 * samples);
-    const auto evidence = 16 * bands * frames * tracks;
+    const auto evidence = 12 * bands * frames * tracks;
 
     AnalysisForecast forecast;
     forecast.memoryBytes =

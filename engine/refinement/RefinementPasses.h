@@ -73,7 +73,7 @@ struct FittedTrack
 {
     LogRatioPlane logRatios;
     Plane spare;                 // no longer in use
-    SeparationEvidence evidence; // summed up over bands, not yet weighed
+    SeparationEvidence evidence; // summed up over bands, and then weighed
 };
 
 struct FittedModel
@@ -90,9 +90,12 @@ fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress);
 /** Bytes that a worker holds meanwhile, at least the room for one bin of all tracks. */
 [[nodiscard]] std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks);
 
-/** Weighs a track's evidence and turns the log ratios into its mask. */
+/** Weighs the evidence of all tracks that are rendered, and fills their findings' leakage. */
+[[nodiscard]] bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progress);
+
+/** Turns a track's log ratios into its mask. */
 [[nodiscard]] std::optional<MaskPlane>
-computeMask (RefinementRun& run, std::size_t track, FittedTrack& fitted, ProgressRange progress);
+computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 
 /** Compares the standard output at every whole Focus with the masked track and fills the track's findings:
     matches, the best match up to every Focus, and the Focus to suggest. totals: of the track. */

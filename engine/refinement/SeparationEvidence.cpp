@@ -65,8 +65,7 @@ SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
                                         std::size_t frames,
                                         double hopSeconds)
     : bands (b), numFrames (frames), rowStride (room), holdDecay (hopSeconds / holdSeconds),
-      ownSums (bands.count() * rowStride), leakageSums (ownSums.size()), totalSums (ownSums.size()),
-      commonPart (ownSums.size())
+      ownSums (bands.count() * rowStride), leakageSums (ownSums.size()), totalSums (ownSums.size())
 {
 }
 
@@ -141,11 +140,13 @@ bool SeparationEvidence::weigh (const WorkControl& control)
             const auto p = std::max (static_cast<double> (own (g)[t]), 1.0e-30);
             const auto q = std::max (static_cast<double> (leakage (g)[t]), 1.0e-30);
             const auto level = std::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12);
-            commonPart[g * rowStride + t] = static_cast<float> (
-                shared + weights[2] * clipped (std::log (p / q)) + weights[5] * clipped (level));
+            own (g)[t] = static_cast<float> (shared + weights[2] * clipped (std::log (p / q))
+                                             + weights[5] * clipped (level));
         }
     }
 
+    leakageSums = {};
+    totalSums = {};
     return true;
 }
 

@@ -44,13 +44,13 @@ public:
     [[nodiscard]] float* leakage (std::size_t band) { return leakageSums.data() + band * rowStride; }
     [[nodiscard]] float* total (std::size_t band) { return totalSums.data() + band * rowStride; }
 
-    /** Returns false when told to stop. */
+    /** Returns false when told to stop. The sums are gone afterwards. */
     [[nodiscard]] bool weigh (const WorkControl& control);
 
     /** After weigh(): the part of the logit that the bins of a band share, a row of frames. */
     [[nodiscard]] const float* common (std::size_t band) const
     {
-        return commonPart.data() + band * rowStride;
+        return ownSums.data() + band * rowStride; // it has taken their place
     }
 
     /** Leakage over own power in dB, over the whole track. After weigh(). */
@@ -63,7 +63,7 @@ private:
     const EvidenceBands& bands;
     const std::size_t numFrames, rowStride;
     const double holdDecay; // a frame
-    AlignedBuffer ownSums, leakageSums, totalSums, commonPart;
+    AlignedBuffer ownSums, leakageSums, totalSums;
     double leakageLevelDb = 0.0;
 };
 

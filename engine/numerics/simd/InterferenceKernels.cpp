@@ -67,6 +67,31 @@ void GroupPeaks (float* HWY_RESTRICT peaks,
     }
 }
 
+std::size_t
+FindAtLeast (std::uint32_t* HWY_RESTRICT indices, const float* HWY_RESTRICT row, std::size_t n, float least)
+{
+    const auto limit = broadcast (least);
+    std::size_t count = 0, t = 0;
+
+    const auto take = [&] (std::size_t end)
+    {
+        for (; t < end; ++t)
+        {
+            indices[count] = static_cast<std::uint32_t> (t);
+            count += row[t] >= least ? 1 : 0;
+        }
+    };
+
+    while (t + vectorLanes <= n)
+        if (hn::AllFalse (tag, hn::Ge (hn::Load (tag, row + t), limit)))
+            t += vectorLanes;
+        else
+            take (t + vectorLanes);
+
+    take (n);
+    return count;
+}
+
 void InterferenceModel (const InterferenceBlock& block)
 {
     const float* HWY_RESTRICT power = block.power;
@@ -261,6 +286,7 @@ namespace tessivar::kernels
 {
 TESSIVAR_KERNEL (rowSum, RowSum);
 TESSIVAR_KERNEL (groupPeaks, GroupPeaks);
+TESSIVAR_KERNEL (findAtLeast, FindAtLeast);
 TESSIVAR_KERNEL (interferenceModel, InterferenceModel);
 TESSIVAR_KERNEL (interferenceSums, InterferenceSums);
 TESSIVAR_KERNEL (interferenceUpdate, InterferenceUpdate);

@@ -3,6 +3,7 @@
 #include "engine/numerics/simd/Kernel.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace tessivar::kernels
 {
@@ -29,6 +30,11 @@ extern const Kernel<double (const float* row, std::size_t n)> rowSum;
 /** peaks[g] = the largest of row[g], row[g + numGroups], row[g + 2 numGroups], ...; the last n % 16 values
     may be left out. numGroups is a multiple of 16 and at most n. */
 extern const Kernel<void (float* peaks, std::size_t numGroups, const float* row, std::size_t n)> groupPeaks;
+
+/** Writes the indices of the values that are at least this large, in ascending order, and returns how many there
+    are. indices has room for n. */
+extern const Kernel<std::size_t (std::uint32_t* indices, const float* row, std::size_t n, float least)>
+    findAtLeast;
 
 /** model_i = sum over j of gains[i, j] sources_j; reciprocals_i = 1 / model_i; quotients_i = power_i /
     model_i^2. */
