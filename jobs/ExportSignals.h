@@ -5,6 +5,8 @@
 
 #include <juce_core/juce_core.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <span>
