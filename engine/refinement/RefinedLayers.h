@@ -35,7 +35,7 @@ struct RefinementTrack
     masked track; what the other masked drums give in a microphone is subtracted from it, and the layers are
     what is left under mask and layer gains, so that channels 0..5 still rebuild the source and the focus and
     fine rule holds unchanged. Turning Focus up never moves to a worse match. Streamed: three planes of 16
-    bits a bin and frame of a track on disk, blocks of bins for the model, segments of 256 frames for
+    bits a bin and frame of a track in the storage, blocks of bins for the model, blocks of sixteen frames for
     everything else. Results do not depend on the number of workers.
 
     progress gets 0..1. Fills the findings of analyses, which is indexed like the tracks of the analysis.
