@@ -50,8 +50,9 @@ public:
     ExportLevels levels; // of what was read so far
 };
 
-/** What a track sounds at its knobs; its source as it is when it has no processed output. The track must outlive
-    this. */
+/** What a track sounds at its knobs; its source as it is when it has no processed output. The track must
+    outlive this.
+*/
 [[nodiscard]] std::unique_ptr<ExportSignal> signalOf (const TrackState& track);
 
 /** One channel as it is, from firstSample on. The track, which messages name, must outlive this. */

@@ -62,8 +62,8 @@ public:
             w.signals[layer].carry.clear();
         }
 
-        // Powers are means that take a frame on either side, so transforms are a frame ahead, and the frames of
-        // one block lead.
+        // Powers are means that take a frame on either side, so transforms are a frame ahead, and the frames
+        // of one block lead.
         if (const auto status = lead (stretch.firstBlock - 1); status != AnalysisStatus::completed)
             return status;
 
@@ -165,7 +165,9 @@ private:
                             AnalysisStatus::readFailed);
     }
 
-    /** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the residual. */
+    /** Differences of neighbouring Focus values, from 5 down to 1; what is left of the source is the
+        residual.
+    */
     [[nodiscard]] AnalysisStatus writeComponents (const Stretch::Part& part)
     {
         if (effect < 1.0f)

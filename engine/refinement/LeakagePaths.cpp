@@ -67,8 +67,9 @@ public:
     /** A row with 1 for the frames that are used, and 0 for those that only precede one. */
     [[nodiscard]] const float* use() const { return used.data(); }
 
-    /** A bin of one of the tracks at the paths' ends in all chosen frames: a row of real parts, one of imaginary
-        parts, and one of gains, the mask's. */
+    /** A bin of one of the tracks at the paths' ends in all chosen frames: a row of real parts, one of
+        imaginary parts, and one of gains, the mask's.
+    */
     [[nodiscard]] const float* rows (std::size_t track, std::size_t bin) const
     {
         return values[track].data() + bin * 3 * numValues;
@@ -301,8 +302,9 @@ private:
         return found;
     }
 
-    /** The reciprocal of what the microphone's own drum has in each frame, over a floor; nothing for frames that
-        are not used. */
+    /** The reciprocal of what the microphone's own drum has in each frame, over a floor; nothing for frames
+        that are not used.
+    */
     void weigh (std::size_t bin, std::size_t microphone)
     {
         const auto n = indexOf (microphone);

@@ -50,10 +50,10 @@ public:
           numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape))
     {
         const auto numTracks = run.tracks.size();
-        const auto numCodes = codesOfBin (run.shape, numTracks);
-
-        if (w.blockCodes.size() < numBins * numCodes)
-            w.blockCodes.resize (numBins * numCodes);
+        // Whole large pages from the system; a vector would fill it with zeros first.
+        if (const auto numFloats = numBins * codesOfBin (run.shape, numTracks) / 2;
+            w.blockCodes.size() < numFloats)
+            w.blockCodes = AlignedBuffer (numFloats);
 
         if (const auto numFloats = floatsOfBin (run.shape, numTracks); w.blockRows.size() != numFloats)
             w.blockRows = AlignedBuffer (numFloats);
@@ -153,7 +153,7 @@ private:
     [[nodiscard]] std::span<std::uint16_t> codes (Kind kind, std::size_t track, std::size_t segment)
     {
         const auto piece = numBins * tileFrames;
-        return std::span (w.blockCodes)
+        return std::span (reinterpret_cast<std::uint16_t*> (w.blockCodes.data()), 2 * w.blockCodes.size())
             .subspan (((kind * run.tracks.size() + track) * numSegments + segment) * piece, piece);
     }
 

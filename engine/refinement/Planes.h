@@ -51,7 +51,9 @@ protected:
     const SpectrumShape* shape;
 };
 
-/** Codes of powers by segment of 256 frames, bin and frame: what works on the whole length of a bin reads this. */
+/** Codes of powers by segment of 256 frames, bin and frame: what works on the whole length of a bin reads
+    this.
+*/
 class TilePlane : public Plane
 {
 public:

@@ -67,8 +67,8 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
     const auto frames = static_cast<std::uint64_t> (shape.numSegments) * tileFrames;
     const auto bands = static_cast<std::uint64_t> (EvidenceBands (shape.numBins, shape.binWidthHz()).count());
 
-    // A worker's buffers stay: a block of bins of all tracks; four tiles; a block's transforms, and streams and
-    // signals of the source and five outputs; a block's stream, spectrum and mask of every track.
+    // A worker's buffers stay: a block of bins of all tracks; four tiles; a block's transforms, and streams
+    // and signals of the source and five outputs; a block's stream, spectrum and mask of every track.
     const std::uint64_t block = 4 * shape.blockCodes(), samples = 4 * shape.blockSamples();
     const auto segment = 4 * 2 * shape.tileCodes() + 16 * block + 6 * (2 * block + 3 * samples)
                          + tracks * (3 * block + 2 * samples);

@@ -77,7 +77,7 @@ struct Workspace
     std::vector<std::uint16_t> mask;                 // of a block
     std::array<std::vector<std::uint16_t>, 3> codes; // of segments
     std::vector<std::uint16_t> tile;
-    std::vector<std::uint16_t> blockCodes;       // the model's block of bins
+    AlignedBuffer blockCodes;                    // the model's block of bins, two codes a float
     AlignedBuffer blockRows;                     // one bin of it
     std::vector<SubtractionBuffers> subtraction; // by track
     AlignedBuffer maskedDrums, ones;

@@ -23,8 +23,9 @@ inline constexpr std::size_t blockFrames = BlockFft::numFrames;
 inline constexpr std::size_t tileFrames = 256, tileBlocks = tileFrames / blockFrames;
 inline constexpr int numFocusSteps = TrackFindings::numFocusSteps;
 
-/** Sizes of the refinement's spectra: frames twice as long as those of the analysis, in blocks of sixteen, and
-    sixteen blocks to a segment. The first four frames and the last five hold nothing of the signal. */
+/** Sizes of the refinement's spectra: frames twice as long as those of the analysis, in blocks of sixteen,
+    and sixteen blocks to a segment. The first four frames and the last five hold nothing of the signal.
+*/
 struct SpectrumShape
 {
     explicit SpectrumShape (const AnalysisShape& shape);
@@ -68,8 +69,9 @@ public:
              std::int64_t endHop,
              std::int64_t signalLength);
 
-    /** Samples that a block of frames completes when it is overlap-added after those before it: the first lies
-        offset samples behind the start of the block's first frame. */
+    /** Samples that a block of frames completes when it is overlap-added after those before it: the first
+        lies offset samples behind the start of the block's first frame.
+    */
     struct Part
     {
         std::int64_t start = 0;
@@ -85,8 +87,9 @@ private:
     std::int64_t start, end;
 };
 
-/** A signal as long as this in stretches that keep the workers busy and still transform few frames twice. Where
-    it is cut changes no bit of what comes out. */
+/** A signal as long as this in stretches that keep the workers busy and still transform few frames twice.
+    Where it is cut changes no bit of what comes out.
+*/
 [[nodiscard]] std::vector<Stretch>
 stretchesOf (const SpectrumShape& shape, std::int64_t signalLength, int numWorkers);
 
@@ -112,7 +115,8 @@ public:
     /** From the start of the block's first frame on. */
     [[nodiscard]] const float* samples() const { return window.data(); }
 
-    /** The powers of the two frames before these, two floats a bin, for the kernels that take means of three. */
+    /** The powers of the two frames before these, two floats a bin, for the kernels that take means of three.
+    */
     [[nodiscard]] float* history() { return powers.data(); }
 
 private:

@@ -31,8 +31,9 @@ extern const Kernel<double (const float* row, std::size_t n)> rowSum;
     may be left out. numGroups is a multiple of 16 and at most n. */
 extern const Kernel<void (float* peaks, std::size_t numGroups, const float* row, std::size_t n)> groupPeaks;
 
-/** Writes the indices of the values that are at least this large, in ascending order, and returns how many there
-    are. indices has room for n. */
+/** Writes the indices of the values that are at least this large, in ascending order, and returns how many
+    there are. indices has room for n.
+*/
 extern const Kernel<std::size_t (std::uint32_t* indices, const float* row, std::size_t n, float least)>
     findAtLeast;
 

@@ -8,9 +8,9 @@
 namespace tessivar::kernels
 {
 
-/** Passes that turn powers and evidence into gains. Rows may start anywhere; n is a multiple of 16. No operation is
-    fused, and logarithm and exponential are our own polynomials (after Moshier's Cephes, 2e-7 relative), so
-    results are the same on every instruction set.
+/** Passes that turn powers and evidence into gains. Rows may start anywhere; n is a multiple of 16. No
+    operation is fused, and logarithm and exponential are our own polynomials (after Moshier's Cephes, 2e-7
+    relative), so results are the same on every instruction set.
 
     What is kept between two passes takes 16 bits per bin and frame: a log ratio in steps of 4e-4, a mask as
     its negative logarithm in steps of 6e-4. Half a step is less than 0.003 dB of gain.
@@ -19,14 +19,16 @@ namespace tessivar::kernels
 inline constexpr float logRatioLimit = 12.0f; // of a bin's own log ratio, in either direction
 inline constexpr float logMaskLimit = 40.0f;  // masks are at least exp (-40)
 
-/** Powers of consecutive frames, each averaged with its two neighbours, sixteen frames at a time in lane layout
-    (engine/numerics/BlockFft.h): from the spectra of frames t .. t + 15 the means of frames t - 1 .. t + 14.
-    history: the powers of the two frames before, two floats a bin; takes those of the last two. */
+/** Powers of consecutive frames, each averaged with its two neighbours, sixteen frames at a time in lane
+    layout (engine/numerics/BlockFft.h): from the spectra of frames t .. t + 15 the means of frames t - 1 .. t
+    + 14. history: the powers of the two frames before, two floats a bin; takes those of the last two.
+*/
 extern const Kernel<void (float* means, float* history, const float* spectrum, std::size_t numBins)>
     smoothPowers;
 
-/** Spectra of the frames before, in lane layout: lane l of a row of 16 takes lane l - 1; lane 0 comes from last,
-    a float for each row, which takes lane 15. */
+/** Spectra of the frames before, in lane layout: lane l of a row of 16 takes lane l - 1; lane 0 comes from
+    last, a float for each row, which takes lane 15.
+*/
 extern const Kernel<void (float* spectrum, float* last, std::size_t numRows)> delayFrames;
 
 /** sums[l] = sum of rows[i * 16 + l]: groups of 32 rows, then their sums. */
@@ -51,8 +53,9 @@ extern const Kernel<void (float* gains, const std::uint16_t* mask, float exponen
 /** roots = mask / (total + 1e-20)^(1/4). */
 extern const Kernel<void (float* roots, const float* mask, const float* total, std::size_t n)> totalRoots;
 
-/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5 for sixteen frames of numBins bins, where layer is
-    what smoothPowers makes of history and spectrum, and roots come from totalRoots. */
+/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5 for sixteen frames of numBins bins, where layer
+    is what smoothPowers makes of history and spectrum, and roots come from totalRoots.
+*/
 extern const Kernel<void (float* gains,
                           float* history,
                           const float* spectrum,

@@ -25,7 +25,8 @@ void MaskWithDelay (float* HWY_RESTRICT masked,
     {
         const auto* const gain = gains + bin * lanes;
 
-        // Real parts, then imaginary ones. The delayed row reaches one lane too far, where the next one begins.
+        // Real parts, then imaginary ones. The delayed row reaches one lane too far, where the next one
+        // begins.
         for (std::size_t part = 0; part < 2; ++part)
         {
             const auto* const x = spectrum + (2 * bin + part) * lanes;

@@ -7,8 +7,8 @@
 namespace tessivar::kernels
 {
 
-/** Sums of and over signals, which may start anywhere. Those over signals run over 16 logical lanes and one fixed tree: results are
-    the same on every instruction set. No operation is fused.
+/** Sums of and over signals, which may start anywhere. Those over signals run over 16 logical lanes and one
+    fixed tree: results are the same on every instruction set. No operation is fused.
 */
 
 /** Sum of products, each rounded to single precision: blocks of 1024 in single precision, their sums in
@@ -32,8 +32,9 @@ struct SignalLevel
     in double. */
 extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
 
-/** sums[c][i] = signals[0][i] + ... + signals[c][i] in that order, each first multiplied with gain and then with
-    rescaling. A null sums[c] is skipped. */
+/** sums[c][i] = signals[0][i] + ... + signals[c][i] in that order, each first multiplied with gain and then
+    with rescaling. A null sums[c] is skipped.
+*/
 extern const Kernel<void (float* const* sums,
                           const float* const* signals,
                           std::size_t numSignals,
