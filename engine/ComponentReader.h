@@ -17,7 +17,7 @@
 namespace tessivar
 {
 
-/** What the decomposition of a Group found, and what it takes to render signals from it: some 160 bytes a
+/** What the decomposition of a Group found, and what it takes to render signals from it: some 40 bytes a
     frame, where the rendered signals of one track take 20 bytes a sample. */
 struct Factorization
 {

@@ -58,7 +58,8 @@ public:
     /** Throws std::bad_alloc when memory runs out. */
     MemoryPlanes (int numPlanes, std::int64_t planeLength)
         : memory (static_cast<std::size_t> (numPlanes) * static_cast<std::size_t> (planeLength)
-                  * sizeof (float)),
+                      * sizeof (float),
+                  LargeMemory::Pages::ordinary), // touched once, in pieces
           length (planeLength)
     {
     }

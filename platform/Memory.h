@@ -10,18 +10,27 @@ namespace tessivar
 {
 
 /** Memory for large arrays, straight from the system: zero, made when it is touched, on a boundary of
-    largePage bytes and in large pages where the system has them. Filling gigabytes by hand would take a
-    second.
+    largePage bytes and in large pages, unless told otherwise, where the system has them. Filling gigabytes by
+    hand would take a second.
 */
 class LargeMemory
 {
 public:
     static constexpr std::size_t largePage = std::size_t{ 2 } << 20;
 
+    /** Ordinary pages are those that the system has had in use before, where there are such; large ones lie
+        in memory that it may never have touched, which a virtual machine pays for dearly.
+    */
+    enum class Pages
+    {
+        large,
+        ordinary
+    };
+
     LargeMemory() = default;
 
     /** Throws std::bad_alloc when memory runs out. */
-    explicit LargeMemory (std::size_t numBytes);
+    explicit LargeMemory (std::size_t numBytes, Pages pages = Pages::large);
     ~LargeMemory();
 
     LargeMemory (const LargeMemory&) = delete;

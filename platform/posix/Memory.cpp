@@ -112,7 +112,7 @@ Bytes leftOfControlGroups()
 }
 } // namespace
 
-LargeMemory::LargeMemory (std::size_t numBytes) : mappedBytes (numBytes + largePage)
+LargeMemory::LargeMemory (std::size_t numBytes, Pages kind) : mappedBytes (numBytes + largePage)
 {
     auto* const pages =
         ::mmap (nullptr, mappedBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -123,7 +123,9 @@ LargeMemory::LargeMemory (std::size_t numBytes) : mappedBytes (numBytes + largeP
     mapped = start = pages;
     auto room = mappedBytes;
     std::align (largePage, numBytes, start, room);
-    ::madvise (start, numBytes, MADV_HUGEPAGE);
+
+    if (kind == Pages::large)
+        ::madvise (start, numBytes, MADV_HUGEPAGE);
 }
 
 LargeMemory::~LargeMemory()
