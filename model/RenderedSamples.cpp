@@ -12,7 +12,6 @@ namespace
 {
 constexpr std::int64_t blockLength = 16384; // samples
 constexpr std::int64_t bytesOfSample = channelLayout::numBestComponents * sizeof (float);
-constexpr std::size_t foldedAtATime = 4096; // samples
 
 /** What stands behind the components. */
 struct Trailer
@@ -113,32 +112,6 @@ RenderedSamples::RenderedSamples (std::shared_ptr<StoreFile> file,
 {
     jassert (source->numChannels() == channelLayout::numUnrendered
              && source->lengthInFrames() == components.lengthInSamples());
-}
-
-bool RenderedSamples::readFrames (std::int64_t start, std::span<float> dest)
-{
-    constexpr std::size_t stride = channelLayout::numRendered;
-    const auto numFrames = dest.size() / stride;
-    std::vector<float> samples ((channelLayout::numBestComponents + 1) * std::min (numFrames, foldedAtATime));
-
-    for (std::size_t first = 0; first < numFrames; first += foldedAtATime)
-    {
-        const auto n = std::min (foldedAtATime, numFrames - first);
-        const auto position = start + static_cast<std::int64_t> (first);
-        const auto own = std::span (samples).first (n);
-        ComponentFile::Signals<float> signals{};
-        ComponentFile::Signals<const float> best{};
-
-        for (std::size_t c = 0; c < signals.size(); ++c)
-            best[c] = signals[c] = samples.data() + (c + 1) * n;
-
-        if (! readSource (position, own) || ! components.read (position, n, signals))
-            return false;
-
-        foldChannels (dest.subspan (first * stride, n * stride), best, level, own);
-    }
-
-    return true;
 }
 
 bool RenderedSamples::readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest)

@@ -62,7 +62,10 @@ public:
 
     [[nodiscard]] int numChannels() const override { return channelLayout::numRendered; }
     [[nodiscard]] std::int64_t lengthInFrames() const override { return components.lengthInSamples(); }
-    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override;
+    [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override
+    {
+        return framesFromPlanes (start, dest);
+    }
     [[nodiscard]] bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest) override;
     [[nodiscard]] juce::String lastError() const override;
     [[nodiscard]] Location location() const override { return { components.file()->path(), 0 }; }

@@ -25,20 +25,28 @@ bool TrackSamples::readPlanes (std::int64_t start, std::size_t n, const ChannelP
 
 bool TrackSamples::framesFromPlanes (std::int64_t start, std::span<float> dest)
 {
-    constexpr std::size_t stride = channelLayout::numRendered;
-    const auto n = dest.size() / stride;
-    std::vector<float> signals (stride * n);
-    ChannelPlanes planes{};
+    constexpr std::size_t stride = channelLayout::numRendered,
+                          atATime = 4096; // frames, which the cache holds
+    const auto numFrames = dest.size() / stride;
+    std::vector<float> signals (stride * std::min (numFrames, atATime));
 
-    for (std::size_t c = 0; c < stride; ++c)
-        planes[c] = signals.data() + c * n;
+    for (std::size_t first = 0; first < numFrames; first += atATime)
+    {
+        const auto n = std::min (atATime, numFrames - first);
+        ChannelPlanes planes{};
 
-    if (! readPlanes (start, n, planes))
-        return false;
+        for (std::size_t c = 0; c < stride; ++c)
+            planes[c] = signals.data() + c * n;
 
-    for (std::size_t c = 0; c < stride; ++c)
-        for (std::size_t i = 0; i < n; ++i)
-            dest[i * stride + c] = planes[c][i];
+        if (! readPlanes (start + static_cast<std::int64_t> (first), n, planes))
+            return false;
+
+        auto* frame = dest.data() + first * stride;
+
+        for (std::size_t i = 0; i < n; ++i, frame += stride)
+            for (std::size_t c = 0; c < stride; ++c)
+                frame[c] = planes[c][i];
+    }
 
     return true;
 }

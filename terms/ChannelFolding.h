@@ -3,9 +3,7 @@
 #include "terms/ChannelLayout.h"
 
 #include <array>
-#include <cassert>
 #include <cstddef>
-#include <span>
 #include <vector>
 
 namespace tessivar
@@ -41,8 +39,9 @@ using ChannelPlanes = std::array<float*, channelLayout::numRendered>;
     return room;
 }
 
-/** The rule of foldChannels for planes, in place: planes 0..4 hold components before their gain and the last
-    one the source, n samples each. What is null stays away; the residual needs all others.
+/** Makes channels of components, in place: planes 0..4 hold the five best before their gain, and the last one
+    the source, n samples each. The residual becomes the source minus the sum of the five (taken in ascending
+    order), so that channels 0..5 rebuild the source; it needs all others. What is null stays away.
 */
 inline void foldPlanes (const ChannelPlanes& planes, ComponentLevel level, std::size_t n)
 {
@@ -65,33 +64,6 @@ inline void foldPlanes (const ChannelPlanes& planes, ComponentLevel level, std::
 
     for (std::size_t i = 0; i < n; ++i)
         residual[i] = planes[channelLayout::source][i] - residual[i];
-}
-
-/** Folds the five best components, before their gain, and the source into interleaved seven-channel frames:
-    channel 5 becomes the source minus the sum of the five (taken in ascending order), so that channels 0..5
-    rebuild the source. frames holds 7 * source.size() floats. */
-inline void foldChannels (std::span<float> frames,
-                          const std::array<const float*, channelLayout::numBestComponents>& best,
-                          ComponentLevel level,
-                          std::span<const float> source)
-{
-    assert (frames.size() == channelLayout::numRendered * source.size());
-    auto* frame = frames.data();
-
-    for (std::size_t i = 0; i < source.size(); ++i)
-    {
-        float sum = 0.0f;
-
-        for (std::size_t c = 0; c < best.size(); ++c)
-        {
-            frame[c] = level.applyTo (best[c][i]);
-            sum += frame[c];
-        }
-
-        frame[channelLayout::residual] = source[i] - sum;
-        frame[channelLayout::source] = source[i];
-        frame += channelLayout::numRendered;
-    }
 }
 
 } // namespace tessivar

@@ -340,13 +340,16 @@ Results foldArrays (const GoldenCase& golden)
 {
     Results results;
     const auto stored = golden.input ("stored"), source = golden.input ("source");
-    std::array<const float*, 5> best{};
+    const auto length = static_cast<std::ptrdiff_t> (source.size());
+    std::vector<std::vector<float>> channels (7, std::vector<float> (source.size()));
 
-    for (std::size_t c = 0; c < best.size(); ++c)
-        best[c] = stored.data() + c * source.size();
+    for (std::ptrdiff_t c = 0; c < 5; ++c)
+        channels[static_cast<std::size_t> (c)].assign (stored.begin() + c * length,
+                                                       stored.begin() + (c + 1) * length);
 
-    std::vector<float> frames (7 * source.size()), out (source.size());
-    foldChannels (frames, best, {}, source);
+    channels.back() = source;
+    const auto frames = folded (channels, {});
+    std::vector<float> out (source.size());
 
     for (std::size_t i = 0; i < source.size(); ++i)
         results["residual"].push_back (static_cast<double> (frames[7 * i + 5]));

@@ -101,6 +101,25 @@ private:
     }
 };
 
+/** Seven channels, of which the first five hold components and the last one the source, as frames. */
+inline std::vector<float> folded (std::vector<std::vector<float>> channels, ComponentLevel level)
+{
+    constexpr std::size_t stride = channelLayout::numRendered;
+    const auto length = channels[0].size();
+    ChannelPlanes planes{};
+
+    for (std::size_t c = 0; c < stride; ++c)
+        planes[c] = channels[c].data();
+
+    foldPlanes (planes, level, length);
+    std::vector<float> frames (stride * length);
+
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        frames[i] = planes[i % stride][i / stride];
+
+    return frames;
+}
+
 /** Components of a track in memory, and the channels that they make with its source. */
 class MemorySink : public ComponentSink, public ComponentSource
 {
@@ -139,17 +158,12 @@ public:
     /** Seven channels, interleaved. */
     [[nodiscard]] std::vector<float> frames() const
     {
-        std::vector<float> samples (components[0].size());
-        REQUIRE (source.read (0, samples));
-        replaceNonFinite (samples);
-        std::vector<float> result (channelLayout::numRendered * samples.size());
-        std::array<const float*, channelLayout::numBestComponents> best{};
-
-        for (std::size_t c = 0; c < best.size(); ++c)
-            best[c] = components[c].data();
-
-        foldChannels (result, best, level, samples);
-        return result;
+        std::vector<std::vector<float>> channels (components.begin(), components.end());
+        const auto length = components[0].size();
+        channels.resize (channelLayout::numRendered, std::vector<float> (length));
+        REQUIRE (source.read (0, channels.back()));
+        replaceNonFinite (channels.back());
+        return folded (channels, level);
     }
 
     std::array<std::vector<float>, channelLayout::numBestComponents> components;
