@@ -1,198 +1,33 @@
 #!/usr/bin/python3
 """material.py SESSION... --out DIR [--only TEXT]
 
-Makes sessions for corner cases of the separation from recorded ones whose truth is known. A SESSION is a folder with
-session.json (sample_rate; per track: name, file, drum_type, hits as [sample, velocity, kind]), tracks/ and truth/.
-The results have the same shape, float WAV, and go to DIR/CORNER/SESSION[.VARIANT]. The truth of every track stays
-known: a track is own + leakage, and only own, leakage, time and rate change. In addition, a resulting session.json
-may hold extra_tracks (Other and overhead tracks that belong to the Group but have no truth), and per track "drum":
-"absent" (never plays) or "rare" (one hit), and "silent": true.
+Makes sessions for corner cases of the separation from recorded ones whose truth is known (sessions.py tells their
+shape). The results have the same shape, float WAV, and go to DIR/CORNER/SESSION[.VARIANT]. The truth of every track
+stays known: a track is own + leakage, and only own, leakage, time, rate and type change; a second microphone on a drum
+has that drum's sound in it as its truth. In addition, a resulting session.json may hold extra_tracks (Other and
+overhead tracks that belong to the Group but have no truth), and per track "drum": "absent" (never plays) or "rare"
+(one hit), and "silent": true.
 
-Corners that need a drum without its room (more drums, long pieces) are mixed from the truths alone: each drum reaches
-every other microphone over its own path of delay, level and a dull diffuse tail of 0.15 s. Levels are in dB of the
-leaking drum's power at its own microphone. All random values come from fixed seeds, so results repeat.
-Needs numpy and soundfile.
+Corners that need a drum without its room (more drums, long pieces, drums hit together or apart) are mixed from the
+truths alone: each drum reaches every other microphone over its own path of delay, level and a dull diffuse tail of
+0.15 s. Levels are in dB of the leaking drum's power at its own microphone. All random values come from fixed seeds, so
+results repeat. Needs numpy and soundfile.
 """
 import argparse
-import json
 import os
 
 import numpy as np
-import soundfile as sf
+
+from sessions import (Session, at_rate, convolved, cymbals, drum_of, faded, keep_hits, load, mark_by_hits, mixed,
+                      path, piece, repeated, resampled, retimed, save, second_microphone, sections, with_leakage)
 
 LEAKS = [-60, -40, -30, -20, -10, 10, 20]  # dB, on everything but the own drum
 RATES = [44100, 48000, 88200, 96000, 192000]
 
 
-class Session:
-    """Tracks of one length and rate: per track name, type, own signal, leakage and hits."""
-
-    def __init__(self, name, rate, tracks):
-        self.name, self.rate, self.tracks, self.extra = name, rate, tracks, []
-
-    @property
-    def length(self):
-        return len(self.tracks[0]["own"])
-
-    def copy(self, name):
-        other = Session(name, self.rate, [dict(t, hits=[list(h) for h in t["hits"]]) for t in self.tracks])
-        other.extra = [dict(e) for e in self.extra]
-        return other
-
-    def map(self, name, change):
-        """A copy with change (own or leakage, track index) applied to every signal."""
-        other = self.copy(name)
-        for i, t in enumerate(other.tracks):
-            t["own"], t["rest"] = change(t["own"], i), change(t["rest"], i)
-        return other
-
-    def without(self, name, names):
-        other = self.copy(name)
-        other.tracks = [t for t in other.tracks if t["name"] not in names]
-        return other
-
-    def of_type(self, *types):
-        return [t for t in self.tracks if t["drum_type"] in types]
-
-
-def load(folder):
-    with open(os.path.join(folder, "session.json")) as f:
-        info = json.load(f)
-    tracks = []
-    for t in info["tracks"]:
-        x = sf.read(os.path.join(folder, "tracks", t["file"]))[0]
-        own = sf.read(os.path.join(folder, "truth", t["file"]))[0]
-        tracks.append({"name": t["name"], "drum_type": t["drum_type"], "own": own, "rest": x - own, "hits": t["hits"]})
-    return Session(os.path.basename(os.path.normpath(folder)), info["sample_rate"], tracks)
-
-
-def save(session, folder):
-    for sub in ("tracks", "truth"):
-        os.makedirs(os.path.join(folder, sub), exist_ok=True)
-    info = {"name": session.name, "sample_rate": session.rate, "length": session.length, "tracks": [], "extra_tracks": []}
-
-    def write(sub, name, x):
-        sf.write(os.path.join(folder, sub, name + ".wav"), x.astype(np.float32), session.rate, subtype="FLOAT")
-
-    for t in session.tracks:
-        write("tracks", t["name"], t["own"] + t["rest"])
-        write("truth", t["name"], t["own"])
-        info["tracks"].append({k: v for k, v in t.items() if k not in ("own", "rest")} | {"file": t["name"] + ".wav"})
-    for e in session.extra:
-        write("tracks", e["name"], e["signal"])
-        info["extra_tracks"].append({"name": e["name"], "drum_type": e["drum_type"], "file": e["name"] + ".wav"})
-    with open(os.path.join(folder, "session.json"), "w") as f:
-        json.dump(info, f)
-
-
-def resampled(x, length):
-    """The signal resampled to this many samples, by its spectrum."""
-    spectrum = np.fft.rfft(x)
-    bins = np.zeros(length // 2 + 1, complex)
-    n = min(len(bins), len(spectrum))
-    bins[:n] = spectrum[:n]
-    return np.fft.irfft(bins, length) * (length / len(x))
-
-
-def at_rate(session, rate, name=None):
-    length = session.length * rate // session.rate
-    other = session.map(name or session.name, lambda x, i: resampled(x, length))
-    other.rate = rate
-    for t in other.tracks:
-        t["hits"] = [[h[0] * rate // session.rate] + h[1:] for h in t["hits"]]
-    return other
-
-
-def path(rate, level_db, random):
-    """Impulse response of a drum into another drum's microphone."""
-    n = int(0.16 * rate)
-    t = np.arange(n) / rate
-    tail = random.standard_normal(n) * np.exp(-t / 0.05)
-    tail = np.convolve(tail, np.ones(8) / 8)[:n]  # duller than the direct sound
-    tail *= 0.4 / np.sqrt(np.sum(tail ** 2))
-    start = int(random.uniform(0.0015, 0.008) * rate)
-    response = np.zeros(n)
-    response[start] = 0.9
-    response[start:] += tail[:n - start]
-    return response * 10 ** (level_db / 20)
-
-
-def convolved(x, response):
-    n = 1 << int(len(x) + len(response) - 1).bit_length()
-    return np.fft.irfft(np.fft.rfft(x, n) * np.fft.rfft(response, n), n)[:len(x)]
-
-
-def mixed(name, rate, drums, level_db, seed=1):
-    """A session made of drums (name, drum_type, own, hits): every microphone hears every other drum."""
-    random = np.random.default_rng(seed)
-    session = Session(name, rate, [])
-    for i, drum in enumerate(drums):
-        rest = 1e-5 * random.standard_normal(len(drum["own"])) * 10 ** (-0.1)
-        for j, other in enumerate(drums):
-            if i != j:
-                rest += convolved(other["own"], path(rate, level_db + random.uniform(-5, 5), random))
-        session.tracks.append(dict(drum, rest=rest))
-    return session
-
-
-def drum_of(session, track, name=None, roll=0, drum_type=None):
-    """One drum alone, its performance rotated by roll samples."""
-    t = next(t for t in session.tracks if t["name"] == track) if isinstance(track, str) else track
-    n = session.length
-    return {"name": name or t["name"], "drum_type": drum_type or t["drum_type"], "own": np.roll(t["own"], roll),
-            "hits": sorted([[(h[0] + roll) % n] + h[1:] for h in t["hits"]])}
-
-
-def faded(session, first, end):
-    """1 between two times in seconds, 0 elsewhere, with edges of 5 ms."""
-    n, edge = session.length, int(0.005 * session.rate)
-    w = np.zeros(n)
-    a, b = int(first * session.rate), min(n, int(end * session.rate))
-    w[a:b] = 1.0
-    w[a:a + edge] = np.linspace(0, 1, edge, endpoint=False)
-    if b < n:
-        w[b - edge:b] = np.linspace(1, 0, edge)
-    return w
-
-
-def keep_hits(track, window):
-    track["hits"] = [h for h in track["hits"] if h[0] < len(window) and window[h[0]] > 0.9]
-
-
-def repeated(session, name, seconds):
-    n = int(seconds * session.rate)
-    other = session.map(name, lambda x, i: np.resize(x, n))
-    for t in other.tracks:
-        t["hits"] = [[h[0] + k] + h[1:] for k in range(0, n, session.length) for h in t["hits"] if h[0] + k < n]
-    return other
-
-
-def sections(sessions, name, seconds, seed):
-    """Eight drums in 20 s sections; in each a drum rests, plays softly or plays. Drums come late and leave."""
-    a = sessions[0]
-    random = np.random.default_rng(seed)
-    drums = [drum_of(a, t) for t in a.tracks][:8]
-    n = int(seconds * a.rate)
-    for d in drums:
-        own, hits = np.zeros(n), []
-        for start in range(0, n, a.length):
-            level = random.choice([0.0, 0.3, 1.0, 1.0])
-            roll = int(random.integers(a.length))
-            part = drum_of(a, d["name"], roll=roll)
-            end = min(n, start + a.length)
-            fade = faded(a, 0, a.length / a.rate)
-            own[start:end] = level * (part["own"] * fade)[:end - start]
-            hits += [[h[0] + start, h[1] * level] + h[2:] for h in part["hits"] if level > 0 and h[0] + start < end]
-        d["own"], d["hits"] = own, hits
-    return mixed(name, a.rate, drums, -22, seed)
-
-
 def leakage_corners(session, first):
     for db in LEAKS:
-        other = session.copy(session.name)
-        for t in other.tracks:
-            t["rest"] = t["rest"] * 10 ** (db / 20)
-        yield "leakage %+d dB" % db, other
+        yield "leakage %+d dB" % db, with_leakage(session, db)
     other = session.copy(session.name)
     for t in other.tracks:
         t["rest"] = np.zeros(other.length)
@@ -229,12 +64,136 @@ def membership_corners(session, first):
                 keep_hits(t, window)
             yield ("a drum never plays" if amount == "absent" else "a drum plays once"), other
 
-    other = session.copy(session.name)
+    for amount, level in (("", None), (".cymbals", -28)):
+        yield "Other and overheads", with_overheads(session, session.name + amount, level)
+
+
+def with_overheads(session, name, cymbal_db):
+    """Two overheads and a room that hear every drum; with cymbals, at this level against a close microphone's drum,
+    that have no microphone of their own."""
     random = np.random.default_rng(3)
-    for name, kind in (("OH L", "oh"), ("OH R", "oh"), ("Room", "other")):
-        signal = sum(convolved(t["own"], path(other.rate, random.uniform(-14, -6), random)) for t in other.tracks)
-        other.extra.append({"name": name, "drum_type": kind, "signal": signal})
-    yield "Other and overheads", other
+    other = session.copy(name)
+    rate, n = other.rate, other.length
+    level = {"kick": -16, "hiHat": -5}
+    heard = [(t["own"].copy(), level.get(t["drum_type"], -9), random.uniform(0.0025, 0.005)) for t in other.tracks]
+    if cymbal_db is not None:
+        sound = cymbals(rate, n, random)
+        power = [np.sqrt(np.mean(t["own"] ** 2)) for t in other.tracks]
+        heard.append((sound * np.mean(power), -3, random.uniform(0.0025, 0.004)))
+        for t, p in zip(other.tracks, power):
+            db = cymbal_db + random.uniform(-4, 4) + 8 * (t["drum_type"] == "hiHat")
+            t["rest"] = t["rest"] + convolved(sound * p, path(rate, db, random))
+    for extra, kind, decay in (("OH L", "oh", 0.12), ("OH R", "oh", 0.12), ("Room", "other", 0.25)):
+        far = 0.008 if extra == "Room" else 0.0
+        signal = sum(convolved(x, path(rate, db + random.uniform(-3, 3) - 6 * (far > 0), random, decay,
+                                       delay + far + random.uniform(0, 0.001))) for x, db, delay in heard)
+        other.extra.append({"name": extra, "drum_type": kind, "signal": signal})
+    return other
+
+
+def piece_corners(session, first):
+    for name, start in (("first", 0), ("middle", 5)):
+        for db in (0, -10, 10):
+            short = piece(session, "%s.%s" % (session.name, name), start, start + 10)
+            yield ("10 s" if db == 0 else "10 s, leakage %+d dB" % db), with_leakage(short, db)
+
+
+def noise_corners(session, first):
+    random = np.random.default_rng(11)
+    other = session.copy(session.name)
+    for t in other.tracks:
+        level = 0.01 * np.sqrt(np.mean((t["own"] + t["rest"]) ** 2))
+        t["rest"] = t["rest"] + level * random.standard_normal(other.length)
+    yield "noise at -40 dB", other
+
+
+def type_corners(session, first):
+    """Types that are wrong, and second microphones on one drum."""
+    def typed(variant, change):
+        other = session.copy("%s.%s" % (session.name, variant))
+        for t in other.tracks:
+            t["drum_type"] = change.get(t["drum_type"], change.get("all", t["drum_type"]))
+        return other
+
+    for variant, change in (("hat-snare", {"hiHat": "snare"}), ("snare-hat", {"snare": "hiHat"}),
+                            ("high-toms", {"all": "tomHigh"}), ("kick-floor", {"kick": "tomFloor"})):
+        yield "wrong types", typed(variant, change)
+
+    random = np.random.default_rng(13)
+    for variant, drum, second in (("tom", "tomHigh", "tomHigh"), ("tom-floor", "tomHigh", "tomFloor"), ("hat", "hiHat", "hiHat"),
+                                  ("kick-floor", "kick", "tomFloor"), ("snare-high", "snare", "tomHigh"),
+                                  ("kick-other", "kick", "other"), ("snare-other", "snare", "other")):
+        other = session.copy("%s.%s" % (session.name, variant))
+        twin = second_microphone(other, other.of_type(drum)[0], "Second " + drum, second, random)
+        if second == "other":
+            other.extra.append({"name": twin["name"], "drum_type": second, "signal": twin["own"] + twin["rest"]})
+        else:
+            other.tracks.append(twin)
+        yield "second microphone " + ("of type Other" if second == "other" else "on one drum"), other
+
+
+def timing_corners(session, first):
+    """Drums hit together, each hit of the kick or the snare with some of the others', and apart by 130 ms or more:
+    mixed from the truths, one microphone a drum."""
+    rate = session.rate
+    drums = [t for k in ("kick", "snare", "hiHat") for t in session.of_type(k)[:1]] + session.of_type("tomHigh", "tomLow", "tomFloor")
+    for kind, level in (("kick", -22), ("kick", -35), ("snare", -22)):
+        random = np.random.default_rng(17)
+        grid = [h[0] for h in next(t for t in drums if t["drum_type"] == kind)["hits"]]
+        grid = [at for at, before in zip(grid, [-rate] + grid) if at - before > 0.2 * rate and at < session.length - rate // 10]
+        played = []
+        for i, t in enumerate(drums):
+            every = {"hiHat": 1, "kick": 2, "snare": 2}.get(t["drum_type"], 3 + i % 2)
+            jitter = lambda: int(np.clip(random.normal(0, 0.002), -0.004, 0.004) * rate)
+            played.append(drum_of(session, t) if t["drum_type"] == kind
+                          else retimed(session, t, [at + jitter() for at in grid[i % every::every]], random))
+        yield "drums hit together", mixed("%s.%s%d" % (session.name, kind, level), rate, played, level, 19)
+
+    random = np.random.default_rng(23)
+    places, last = [[] for _ in drums], 0.0
+    for at, i in sorted((h[0] / rate, i) for i, t in enumerate(drums) for h in t["hits"]):
+        if at - last < 0.13 and drums[i]["drum_type"] == "hiHat":
+            continue  # the busiest drum makes room; the others wait
+        at = max(at, last + random.uniform(0.13, 0.18))
+        if at < session.length / rate - 0.3:
+            places[i].append(int(at * rate))
+            last = at
+    yield "drums hit apart", mixed(session.name, rate, [retimed(session, t, p, random) for t, p in zip(drums, places)], -22, 19)
+
+
+def absence_corners(session, first):
+    other = with_leakage(session, 10, session.name + ".tom")
+    tom = other.of_type("tomHigh", "tomLow")[0]
+    tom["hits"] = []
+    yield "a drum never plays, leakage +10 dB", mark_by_hits(other)
+    drums = [drum_of(session, t) for t in session.tracks if t["drum_type"] != "snare"]
+    drums.append(dict(drum_of(session, session.of_type("snare")[0]), own=np.zeros(session.length), hits=[], drum="absent"))
+    yield "a drum never plays, leakage +10 dB", mixed(session.name + ".snare", session.rate, drums, -12, 29)
+
+
+def change_corners(session, first):
+    """What is done to one microphone of the first session: polarity, delay, a clock of its own, clipping, a level
+    change half way."""
+    if not first:
+        return
+    n = session.length
+
+    def changed(variant, index, change):
+        return session.map("%s.%s" % (session.name, variant), lambda x, i: change(x) if i == index else x)
+
+    yield "changes to one microphone", changed("polarity", 1, lambda x: -x)
+    late = changed("delay", 1, lambda x: np.concatenate([np.zeros(200), x[:-200]]))
+    late.tracks[1]["hits"] = [[h[0] + 200] + h[1:] for h in late.tracks[1]["hits"] if h[0] + 200 < n]
+    yield "changes to one microphone", late
+    at = np.arange(n) * (1 + 200e-6)
+    yield "changes to one microphone", changed("drift", 3, lambda x: np.interp(at, np.arange(n), x))
+    clipped = session.copy(session.name + ".clipping")
+    t = clipped.tracks[1]
+    most = 0.5 * np.max(np.abs(t["own"] + t["rest"]))
+    both, t["own"] = np.clip(t["own"] + t["rest"], -most, most), np.clip(t["own"], -most, most)
+    t["rest"] = both - t["own"]
+    yield "changes to one microphone", clipped
+    yield "changes to one microphone", changed("level", 0, lambda x: x * np.where(np.arange(n) < n // 2, 1, 0.5))
 
 
 def silence_corners(session, first):
@@ -257,6 +216,17 @@ def silence_corners(session, first):
     for t in cut.tracks:
         t["hits"] = [[int(places[h[0]])] + h[1:] for h in t["hits"]]
     yield "silent gaps cut out", cut
+
+    for variant, lead in (("", 0), (".lead", 3)):
+        random = np.random.default_rng(9)
+        window = faded(session, lead, 20 - lead)
+        while np.mean(window == 0) < 0.35:
+            at = random.uniform(0, 18)
+            window *= 1 - faded(session, at, at + random.uniform(0.3, 2))
+        other = session.map(session.name + variant, lambda x, i: x * window)
+        for t in other.tracks:
+            keep_hits(t, window)
+        yield "35 % silence", mark_by_hits(other)
 
     random = np.random.default_rng(7)
     windows = []
@@ -323,10 +293,14 @@ def joint_corners(sessions):
     yield "5 minutes in sections", sections(all_at, all_at[0].name, 300, 2)
 
 
+CORNERS = (leakage_corners, membership_corners, silence_corners, rate_corners, piece_corners, noise_corners, type_corners,
+           timing_corners, absence_corners, change_corners)
+
+
 def corners(sessions):
     for session in sessions:
         yield "as recorded", session
-        for make in (leakage_corners, membership_corners, silence_corners, rate_corners):
+        for make in CORNERS:
             yield from make(session, session is sessions[0])
     yield from joint_corners([s.copy(s.name) for s in sessions])
 
