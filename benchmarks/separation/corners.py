@@ -37,6 +37,8 @@ import tempfile
 import numpy as np
 import soundfile as sf
 
+from tables import mean, print_heading, print_row, text
+
 SURE_DB, UNSURE_DB = 20.0, 12.0  # of the agreement, for programs that don't say how sure they are
 FOCUS = ["1", "2", "3", "4", "5"]
 HARM_DB = -0.5
@@ -56,15 +58,6 @@ CLASSES = {  # the corner's name begins with one of these
     "rates, lengths": ("44.1", "48 kHz", "88.2", "96 kHz", "192", "60 s", "61 s"),
 }
 CHANGED = ("wrong types", "second microphone", "Other and", "changes")
-
-
-def text(value, pattern="%.1f"):
-    return "-" if value is None else pattern % value
-
-
-def mean(values):
-    values = [v for v in values if v is not None]
-    return float(np.mean(values)) if values else None
 
 
 def class_of(corner):
@@ -199,15 +192,6 @@ def summary(corner, refined, standard):
     return cells
 
 
-def print_row(cells):
-    print("| " + " | ".join(cells) + " |", flush=True)
-
-
-def print_heading(cells):
-    print_row(cells)
-    print("|" + " --- |" * len(cells))
-
-
 def print_classes(results):
     print("\nMeans by class of corner:\n")
     print_heading(["class", "tracks", "suggested", "best", "worse", "sure", "of these worse"])
@@ -228,9 +212,11 @@ def print_harm(results):
     wrong = sum(map(is_worse, sure))
     print("\nOf %d tracks called sure %d lose more than 0.5 dB (%.2f %%; at most 0.5 %% is asked).\n"
           % (len(sure), wrong, 100.0 * wrong / max(1, len(sure))))
-    print("Tracks that lose more than 0.5 dB:\n")
-    print_heading(["corner", "session", "track", "in", "gain", "best", "certainty"])
-    for corner, session, track, r in sorted((r for r in results if is_worse(r[3])), key=lambda r: gain(r[3])):
+    harmed = sorted((r for r in results if is_worse(r[3])), key=lambda r: gain(r[3]))
+    print("Tracks that lose more than 0.5 dB%s" % (":\n" if harmed else ": none."))
+    if harmed:
+        print_heading(["corner", "session", "track", "in", "gain", "best", "certainty"])
+    for corner, session, track, r in harmed:
         print_row([corner, session, track, text(r["in"]), text(gain(r)), text(best(r)), r["certainty"] or "-"])
 
 

@@ -16,6 +16,8 @@ import subprocess
 import sys
 import tempfile
 
+from tables import mean, print_heading, print_row, text
+
 FOCUS = ["1", "2", "3", "4", "5"]
 
 
@@ -47,19 +49,6 @@ def evaluate(args, session, out):
         return json.load(f)["tracks"]
 
 
-def mean(values):
-    values = [v for v in values if v is not None]
-    return sum(values) / len(values) if values else None
-
-
-def text(value, pattern="%.1f"):
-    return "-" if value is None else pattern % value
-
-
-def row(cells):
-    print("| " + " | ".join(cells) + " |")
-
-
 def main():
     parser = argparse.ArgumentParser(usage=__doc__)
     parser.add_argument("sessions", nargs="+")
@@ -88,27 +77,25 @@ def main():
 
     names = [os.path.basename(os.path.normpath(s)) for s in args.sessions]
     print("Mean over all tracks and starts, dB (worst track; spread of the mean over the starts):\n")
-    row(["method", "Focus"] + names + ["all", "worst track", "spread", "figure of merit", "attack", "quiet", "hits lost"])
-    row(["---"] * (len(names) + 9))
+    print_heading(["method", "Focus"] + names + ["all", "worst track", "spread", "figure of merit", "attack", "quiet", "hits lost"])
     for method in methods:
         for focus in FOCUS + (["suggested"] if method == "refined" else []):
             every = tracks_of(method, focus)
             by_seed = [mean([t["gain"] for t in tracks_of(method, focus, seed=s)]) for s in seeds]
-            row([method, focus] + [text(mean([t["gain"] for t in tracks_of(method, focus, n)])) for n in names]
-                + [text(mean([t["gain"] for t in every])), text(min(t["gain"] for t in every)),
-                   text(max(by_seed) - min(by_seed), "%.2f"), text(mean([merit(t) for t in every])),
-                   text(mean([t["attack"] for t in every]), "%.2f"), text(mean([t["quiet"] for t in every]), "%.2f"),
-                   text(mean([t["lost"] for t in every]), "%.1f %%")])
+            print_row([method, focus] + [text(mean([t["gain"] for t in tracks_of(method, focus, n)])) for n in names]
+                      + [text(mean([t["gain"] for t in every])), text(min(t["gain"] for t in every)),
+                         text(max(by_seed) - min(by_seed), "%.2f"), text(mean([merit(t) for t in every])),
+                         text(mean([t["attack"] for t in every]), "%.2f"), text(mean([t["quiet"] for t in every]), "%.2f"),
+                         text(mean([t["lost"] for t in every]), "%.1f %%")])
 
     seed = seeds[0]
     columns = [("standard", f) for f in FOCUS if "standard" in methods]
     columns += [("refined", f) for f in FOCUS + ["suggested"] if "refined" in methods]
     print("\nTrack by track, start %d, gain in dB:\n" % seed)
-    row(["session", "track"] + [m[:3] + " " + f for m, f in columns])
-    row(["---"] * (len(columns) + 2))
+    print_heading(["session", "track"] + [m[:3] + " " + f for m, f in columns])
     for name in names:
         for track in all_results[columns[0] + (name, seed)]:
-            row([name, track] + [text(all_results[c + (name, seed)][track]["gain"]) for c in columns])
+            print_row([name, track] + [text(all_results[c + (name, seed)][track]["gain"]) for c in columns])
 
     if "refined" in methods:
         near = total = 0
