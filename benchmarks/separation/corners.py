@@ -181,7 +181,8 @@ def summary(corner, refined, standard):
     cells = [corner, str(len(told)), text(mean([r["in"] for r in told]))]
     if standard is not None:
         cells.append(mean_and_worst([gain(r) for r in standard if r["sounds"]]))
-    cells += [mean_and_worst([gain(r) for r in told]), text(mean([best(r) for r in told])), str(sum(map(is_worse, refined)))]
+    cells += [mean_and_worst([gain(r) for r in told]), text(mean([best(r) for r in told]))]
+    cells.append(str(sum(map(is_worse, refined))))
     cells += [text(mean([r.get("attack") for r in told]), "%.2f"), text(mean([r.get("quiet") for r in told]), "%.2f"),
               text(mean([r.get("lost") for r in told]))]
     cells.append("%.0f" % (100.0 * sum(near) / len(near)) if near else "-")
@@ -221,7 +222,8 @@ def print_harm(results):
 
 
 def print_costs(results):
-    recorded = {(session, track): gain(r) for corner, session, track, r in results if corner == "as recorded" and r["sounds"]}
+    recorded = {(session, track): gain(r) for corner, session, track, r in results
+                if corner == "as recorded" and r["sounds"]}
     changed = {}
     for corner, session, track, r in results:
         before = recorded.get((session.split(".")[0], track))

@@ -120,8 +120,9 @@ def type_corners(session, first):
         yield "wrong types", typed(variant, change)
 
     random = np.random.default_rng(13)
-    for variant, drum, second in (("tom", "tomHigh", "tomHigh"), ("tom-floor", "tomHigh", "tomFloor"), ("hat", "hiHat", "hiHat"),
-                                  ("kick-floor", "kick", "tomFloor"), ("snare-high", "snare", "tomHigh"),
+    for variant, drum, second in (("tom", "tomHigh", "tomHigh"), ("tom-floor", "tomHigh", "tomFloor"),
+                                  ("hat", "hiHat", "hiHat"), ("kick-floor", "kick", "tomFloor"),
+                                  ("snare-high", "snare", "tomHigh"),
                                   ("kick-other", "kick", "other"), ("snare-other", "snare", "other")):
         other = session.copy("%s.%s" % (session.name, variant))
         twin = second_microphone(other, other.of_type(drum)[0], "Second " + drum, second, random)
@@ -136,17 +137,21 @@ def timing_corners(session, first):
     """Drums hit together, each hit of the kick or the snare with some of the others', and apart by 130 ms or more:
     mixed from the truths, one microphone a drum."""
     rate = session.rate
-    drums = [t for k in ("kick", "snare", "hiHat") for t in session.of_type(k)[:1]] + session.of_type("tomHigh", "tomLow", "tomFloor")
+    drums = [t for k in ("kick", "snare", "hiHat") for t in session.of_type(k)[:1]]
+    drums += session.of_type("tomHigh", "tomLow", "tomFloor")
     for kind, level in (("kick", -22), ("kick", -35), ("snare", -22)):
         random = np.random.default_rng(17)
         grid = [h[0] for h in next(t for t in drums if t["drum_type"] == kind)["hits"]]
-        grid = [at for at, before in zip(grid, [-rate] + grid) if at - before > 0.2 * rate and at < session.length - rate // 10]
+        grid = [at for at, before in zip(grid, [-rate] + grid)
+                if at - before > 0.2 * rate and at < session.length - rate // 10]
         played = []
         for i, t in enumerate(drums):
             every = {"hiHat": 1, "kick": 2, "snare": 2}.get(t["drum_type"], 3 + i % 2)
             jitter = lambda: int(np.clip(random.normal(0, 0.002), -0.004, 0.004) * rate)
-            played.append(drum_of(session, t) if t["drum_type"] == kind
-                          else retimed(session, t, [at + jitter() for at in grid[i % every::every]], random))
+            if t["drum_type"] == kind:
+                played.append(drum_of(session, t))
+            else:
+                played.append(retimed(session, t, [at + jitter() for at in grid[i % every::every]], random))
         yield "drums hit together", mixed("%s.%s%d" % (session.name, kind, level), rate, played, level, 19)
 
     random = np.random.default_rng(23)
@@ -158,7 +163,8 @@ def timing_corners(session, first):
         if at < session.length / rate - 0.3:
             places[i].append(int(at * rate))
             last = at
-    yield "drums hit apart", mixed(session.name, rate, [retimed(session, t, p, random) for t, p in zip(drums, places)], -22, 19)
+    played = [retimed(session, t, p, random) for t, p in zip(drums, places)]
+    yield "drums hit apart", mixed(session.name, rate, played, -22, 19)
 
 
 def absence_corners(session, first):
