@@ -225,6 +225,10 @@ Json trackToJson (const TrackState& track, const ReportedTrack& reported)
     json["suggestedFocus"] = isSuggested ? Json (*track.findings.suggestedFocus) : Json();
     json["leakageDb"] = isSuggested ? Json (track.findings.leakageDb) : Json();
     json["agreementDb"] = isSuggested ? Json (track.findings.bestMatchDb()) : Json();
+    json["certainty"] = isSuggested ? Json (certaintyText (track.findings.certainty())) : Json();
+    json["hits"] = isSuggested && track.findings.numHits ? Json (*track.findings.numHits) : Json();
+    json["confidence"] =
+        isSuggested && track.findings.confidence ? Json (*track.findings.confidence) : Json();
 
     const bool written = reported.isWritten();
     json["written"] = written;

@@ -7,7 +7,7 @@
 namespace tessivar
 {
 
-/** How far the two independent estimates behind a suggested Focus agree. */
+/** Whether what an analysis would remove from a track is leakage. */
 enum class Certainty
 {
     unsure,
@@ -15,7 +15,11 @@ enum class Certainty
     sure
 };
 
-/** From these matches on, in dB, a suggestion is fairly sure or sure. */
+/** From these on a suggestion is fairly sure or sure, the latter with so many hits at least. */
+inline constexpr double fairlySureConfidence = 0.75, sureConfidence = 0.93;
+inline constexpr int sureHits = 4;
+
+/** The same for results without a confidence, from their best match in dB. */
 inline constexpr double fairlySureMatchDb = 12.0, sureMatchDb = 20.0;
 
 constexpr const char* certaintyText (Certainty certainty)
@@ -36,6 +40,13 @@ struct TrackFindings
     double leakageDb = 0.0;                         // leakage over own drum, estimated, whole track
     double maskedEnergyDb = 0.0;                    // masked track over track
 
+    /** Clear onsets of its own drum; nothing in results of earlier versions, as the following. */
+    std::optional<int> numHits;
+
+    /** How likely it is that what the analysis removes is leakage, 0..1; as far as this it removes
+        it. */
+    std::optional<double> confidence;
+
     /** 0 where nothing should be removed; nothing after a standard analysis. */
     std::optional<double> suggestedFocus;
 
@@ -52,6 +63,11 @@ struct TrackFindings
 
     [[nodiscard]] constexpr Certainty certainty() const
     {
+        if (confidence)
+            return *confidence >= sureConfidence && numHits.value_or (0) >= sureHits ? Certainty::sure
+                   : *confidence >= fairlySureConfidence                             ? Certainty::fairlySure
+                                                                                     : Certainty::unsure;
+
         const auto match = bestMatchDb();
         return match >= sureMatchDb         ? Certainty::sure
                : match >= fairlySureMatchDb ? Certainty::fairlySure

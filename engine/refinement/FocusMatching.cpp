@@ -34,16 +34,20 @@ bool isContradictory (const TrackFindings& findings)
 struct MatchSums
 {
     std::array<double, numFocusSteps> product{}, energy{};
-    double masked = 0.0;
+    std::array<double, numFocusSteps> removedProduct{}, removed{}; // what is left out, against the mask's
+    double masked = 0.0, removedByMask = 0.0;
 
     void add (const MatchSums& other)
     {
         masked += other.masked;
+        removedByMask += other.removedByMask;
 
         for (std::size_t f = 0; f < numFocusSteps; ++f)
         {
             product[f] += other.product[f];
             energy[f] += other.energy[f];
+            removedProduct[f] += other.removedProduct[f];
+            removed[f] += other.removed[f];
         }
     }
 };
@@ -113,6 +117,12 @@ public:
     }
 
 private:
+    static void subtract (float* dest, const float* a, const float* b, std::size_t n)
+    {
+        for (std::size_t i = 0; i < n; ++i)
+            dest[i] = a[i] - b[i];
+    }
+
     /** Samples from .. to - 1 of a part. */
     void add (const StandardOutputReader::Outputs& outputs,
               const Stretch::Part& part,
@@ -123,12 +133,23 @@ private:
         const auto* masked = w.signals[0].samples.data() + part.offset + from;
         const auto n = to - from;
         sums.masked += kernels::sumOfSquares (masked, n);
+        const auto* const source = w.sourceFrames.samples() + part.offset + from;
+        auto *byMask = w.source.data() + from, *byOutput = w.gains.data();
+        subtract (byMask, source, masked, n);
+        sums.removedByMask += kernels::sumOfSquares (byMask, n);
 
         for (std::size_t f = 0; f < numFocusSteps; ++f)
         {
-            const auto* output = f == 0 ? w.sourceFrames.samples() + part.offset + from : outputs[f] + from;
+            const auto* output = f == 0 ? source : outputs[f] + from;
             sums.product[f] += kernels::dotProduct (output, masked, n);
             sums.energy[f] += kernels::sumOfSquares (output, n);
+
+            if (f == 0)
+                continue;
+
+            subtract (byOutput, source, output, n);
+            sums.removedProduct[f] += kernels::dotProduct (byOutput, byMask, n);
+            sums.removed[f] += kernels::sumOfSquares (byOutput, n);
         }
     }
 
@@ -194,37 +215,35 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
             static_cast<int> (std::max_element (begin, begin + f + 1) - begin);
     }
 
+    // No output is of any help then: the mask stands for all of them.
+    if (isContradictory (findings))
+        findings.bestFocusUpTo.fill (0);
+
     // The lowest value that has the whole effect; nothing where no drum was found to keep.
     const auto best = findings.bestFocusUpTo.back();
-    const auto isLeft =
-        sums.energy[0] <= 0.0 || findings.maskedEnergyDb < emptyTrackDb || isContradictory (findings);
+    const auto isLeft = sums.energy[0] <= 0.0 || findings.maskedEnergyDb < emptyTrackDb;
     findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
 }
 } // namespace
 
 bool isDrumFound (const TrackFindings& findings)
 {
-    return findings.suggestedFocus.value_or (0.0) > 0.0 && findings.certainty() != Certainty::unsure;
+    return findings.suggestedFocus.value_or (0.0) > 0.0 && findings.bestMatchDb() >= fairlySureMatchDb;
 }
 
 double supportedEffect (const TrackFindings& findings)
 {
-    if (isContradictory (findings))
-        return 0.0;
-
-    return std::clamp ((inaudibleDb - findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
+    return findings.confidence.value_or (1.0)
+           * std::clamp ((inaudibleDb - findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
 }
 
-bool matchFocus (RefinementRun& run,
-                 std::size_t track,
-                 const MaskPlane& mask,
-                 std::span<const float> totals,
-                 ProgressRange progress)
+bool matchFocus (
+    RefinementRun& run, FittedModel& model, std::size_t track, const MaskPlane& mask, ProgressRange progress)
 {
     const auto numSegments = static_cast<std::size_t> (
         (run.shape.hopsOf (run.tracks[track].ownLength) + static_cast<std::int64_t> (tileFrames) - 1)
         / static_cast<std::int64_t> (tileFrames));
-    const auto segments = loudSegments (numSegments, totals);
+    const auto segments = loudSegments (numSegments, model.totals[track]);
     std::vector<MatchSums> sums (segments.size());
     const auto runs = runsOf (segments);
 
@@ -244,7 +263,14 @@ bool matchFocus (RefinementRun& run,
     for (const auto& part : sums)
         total.add (part);
 
-    conclude (total, run.findings (track));
+    auto& findings = run.findings (track);
+    conclude (total, findings);
+
+    const auto& matches = findings.focusMatchDb;
+    const auto best =
+        static_cast<std::size_t> (std::max_element (matches.begin() + 1, matches.end()) - matches.begin());
+    model.tracks[track].benefit.outputAgreement =
+        total.removedProduct[best] / std::sqrt (std::max (total.removed[best] * total.removedByMask, 1.0e-60));
     return true;
 }
 

@@ -9,8 +9,6 @@ namespace tessivar::refinement
 
 namespace
 {
-constexpr float maskExponent = 0.35f, layerExponent = 0.5f;
-
 /** The lowest Focus whose signal so many of the best components tell. */
 constexpr std::size_t lowestFocus (std::size_t numComponents)
 {
@@ -38,15 +36,15 @@ std::vector<std::size_t> layersOf (const TrackFindings& findings, std::size_t nu
 class StretchWriting
 {
 public:
-    StretchWriting (RefinementRun& r,
+    StretchWriting (const RefinementRun& r,
                     std::size_t t,
                     std::span<const std::size_t> l,
-                    const MaskPlane& m,
+                    const LayerEvidence& e,
                     const std::optional<SamplePlane>& whatIsLeft,
                     ComponentSink& s,
                     Workspace& workspace)
-        : shape (r.shape), track (r.tracks[t]), findings (r.findings (t)), layers (l), mask (m),
-          remainder (whatIsLeft), sink (s), w (workspace),
+        : bands (r.bands), shape (r.shape), track (r.tracks[t]), findings (r.findings (t)), layers (l),
+          evidence (e), remainder (whatIsLeft), sink (s), w (workspace),
           effect (static_cast<float> (supportedEffect (findings)))
     {
     }
@@ -103,29 +101,40 @@ private:
         if (layers.empty())
             return AnalysisStatus::completed;
 
-        if (! mask.readBlock (block, w.mask))
+        if (! evidence.mask.readBlock (block, w.mask) || ! evidence.logRatios.readBlock (block, w.ratios))
             return AnalysisStatus::storageFailed;
 
         if (const auto status = read (block); status != AnalysisStatus::completed)
             return status;
 
-        kernels::maskGains (w.maskGains.data(), w.mask.data(), maskExponent, w.mask.size());
-        kernels::totalRoots (w.roots.data(), w.maskGains.data(), w.sourcePowers.data(), w.mask.size());
+        for (std::size_t band = 0; band < bands.count(); ++band)
+        {
+            const auto first = bands.firstBin (band);
+            kernels::bandLogits (
+                w.logits.data() + first * blockFrames,
+                reinterpret_cast<const std::int16_t*> (w.ratios.data()) + first * blockFrames,
+                evidence.bands.gainLogit (band) + static_cast<std::size_t> (block) * blockFrames,
+                SeparationEvidence::gainRatioWeight,
+                bands.endBin (band) - first);
+        }
+
+        kernels::logarithms (w.logTotals.data(), w.sourcePowers.data(), w.mask.size());
+        const kernels::GainEvidence shared{
+            w.logits.data(), w.logTotals.data(), w.mask.data(), SeparationEvidence::gainOutputWeight
+        };
 
         for (const auto layer : layers)
         {
             // Layer 0 has no standard output of its own: there the mask stands for it.
             if (layer == 0)
-                kernels::maskGains (
-                    w.gains.data(), w.mask.data(), maskExponent + layerExponent, w.mask.size());
+                kernels::maskLayerGains (w.gains.data(), shared, shape.numBins);
             else
             {
                 w.forward (w.outputFrames[layer]);
                 kernels::layerGains (w.gains.data(),
                                      w.outputFrames[layer].history(),
                                      w.spectrum.data(),
-                                     w.maskGains.data(),
-                                     w.roots.data(),
+                                     shared,
                                      shape.numBins);
             }
 
@@ -211,11 +220,12 @@ private:
         return completedIf (sink.write (part.start, part.length, components), AnalysisStatus::storageFailed);
     }
 
+    const EvidenceBands& bands;
     const SpectrumShape& shape;
     const RefinementTrack& track;
     const TrackFindings& findings;
     const std::span<const std::size_t> layers;
-    const MaskPlane& mask;
+    const LayerEvidence& evidence;
     const std::optional<SamplePlane>& remainder;
     ComponentSink& sink;
     Workspace& w;
@@ -225,7 +235,7 @@ private:
 
 bool writeLayers (RefinementRun& run,
                   std::size_t track,
-                  const MaskPlane& mask,
+                  const LayerEvidence& evidence,
                   const std::optional<SamplePlane>& remainder,
                   ProgressRange progress)
 {
@@ -240,12 +250,12 @@ bool writeLayers (RefinementRun& run,
     const auto layers = layersOf (run.findings (track), sink->numWanted());
     const auto stretches = stretchesOf (run.shape, run.tracks[track].ownLength, run.numWorkers());
 
-    if (! run.forEach (
-            stretches.size(),
-            progress,
-            [&] (std::size_t item, Workspace& w) {
-                return StretchWriting (run, track, layers, mask, remainder, *sink, w).write (stretches[item]);
-            }))
+    if (! run.forEach (stretches.size(),
+                       progress,
+                       [&] (std::size_t item, Workspace& w) {
+                           return StretchWriting (run, track, layers, evidence, remainder, *sink, w)
+                               .write (stretches[item]);
+                       }))
         return false;
 
     // Layers stand at their true level.

@@ -4,7 +4,9 @@
 #include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
+#include <numeric>
 #include <utility>
 
 namespace tessivar::refinement
@@ -14,16 +16,26 @@ namespace
 {
 constexpr std::size_t binsAtOnce = 16; // of all masked drums: what the first-level cache holds
 
+/** What the subtraction takes from a track and what its mask would take, by frame. */
+struct TakenSums
+{
+    explicit TakenSums (std::size_t numFrames) : taken (numFrames), masked (numFrames), product (numFrames) {}
+
+    std::vector<float> taken, masked, product;
+};
+
 /** Sums up what the masked drums give in one stretch of every microphone, and subtracts it. */
 class StretchSubtraction
 {
 public:
     StretchSubtraction (const RefinementRun& r,
+                        FittedModel& fitted,
                         const PathEnds& e,
                         const LeakagePaths& p,
                         const Masks& m,
+                        std::vector<TakenSums>& sums,
                         Workspace& workspace)
-        : run (r), shape (r.shape), ends (e), paths (p), masks (m), w (workspace)
+        : run (r), shape (r.shape), model (fitted), ends (e), paths (p), masks (m), taken (sums), w (workspace)
     {
     }
 
@@ -40,6 +52,7 @@ public:
                 return status;
 
             addLeakage();
+            sumUp (stretch, block);
 
             for (const auto i : ends.microphones)
                 if (! write (i, stretch.completedBy (block), *remainders[i]))
@@ -77,7 +90,7 @@ private:
         }
     }
 
-    /** Sources, and spectra and masks of the drums. */
+    /** Sources, spectra and masks. */
     [[nodiscard]] AnalysisStatus read (std::int64_t block)
     {
         for (const auto i : ends.tracks)
@@ -85,20 +98,20 @@ private:
                               of (i).frames.moveTo (block * static_cast<std::int64_t> (blockFrames))))
                 return AnalysisStatus::readFailed;
 
-        for (const auto j : ends.drums)
+        for (const auto i : ends.tracks)
         {
-            if (! masks[j]->readBlock (block, of (j).mask))
+            if (! masks[i]->readBlock (block, of (i).mask))
                 return AnalysisStatus::storageFailed;
 
-            w.fft.load (of (j).frames.samples());
-            w.fft.forward (of (j).spectrum.data());
+            w.fft.load (of (i).frames.samples());
+            w.fft.forward (of (i).spectrum.data());
         }
 
         return AnalysisStatus::completed;
     }
 
-    /** Puts the leakage of every microphone where its spectrum was, some bins at a time, for which the masked
-        drums lie in the cache. */
+    /** Sums up the leakage of every microphone, some bins at a time, for which the masked drums lie in the
+        cache. */
     void addLeakage()
     {
         constexpr auto binFloats = 2 * blockFrames;
@@ -123,7 +136,7 @@ private:
             }
 
             for (std::size_t i = 0; i < sums.size(); ++i)
-                sums[i] = of (ends.microphones[i]).spectrum.data() + first * binFloats;
+                sums[i] = of (ends.microphones[i]).leakage.data() + first * binFloats;
 
             kernels::addPaths (sums.data(),
                                sums.size(),
@@ -135,17 +148,59 @@ private:
         }
     }
 
+    /** The powers of what is left, and what tells how far subtraction and mask agree, for the frames of this
+        stretch. Its first frame lacks the one before it, so the stretch before counts it. */
+    void sumUp (const Stretch& stretch, std::int64_t block)
+    {
+        const auto numFrames = shape.numFrames;
+        const auto first = std::max (block * static_cast<std::int64_t> (blockFrames), stretch.firstOwnFrame()),
+                   end = std::min ({ (block + 1) * static_cast<std::int64_t> (blockFrames),
+                                     stretch.endOwnFrame(),
+                                     numFrames });
+
+        if (first >= end)
+            return;
+
+        const auto at = static_cast<std::size_t> (first), count = static_cast<std::size_t> (end - first);
+        const auto lane = at % blockFrames;
+        AlignedBuffer sums (4 * blockFrames);
+
+        for (std::size_t n = 0; n < ends.microphones.size(); ++n)
+        {
+            const auto i = ends.microphones[n];
+            const auto& track = of (i);
+
+            for (std::size_t band = 0; band < run.bands.count(); ++band)
+            {
+                const auto bin = run.bands.firstBin (band);
+                kernels::subtractionSums (sums.data(),
+                                          track.spectrum.data() + 2 * bin * blockFrames,
+                                          track.leakage.data() + 2 * bin * blockFrames,
+                                          track.mask.data() + bin * blockFrames,
+                                          run.bands.endBin (band) - bin);
+                std::copy_n (sums.data() + lane, count, model.tracks[i].evidence.total (band) + at);
+
+                for (std::size_t k = 0; k < count; ++k)
+                {
+                    taken[n].taken[at + k] += sums[blockFrames + lane + k];
+                    taken[n].masked[at + k] += sums[2 * blockFrames + lane + k];
+                    taken[n].product[at + k] += sums[3 * blockFrames + lane + k];
+                }
+            }
+        }
+    }
+
     [[nodiscard]] bool write (std::size_t microphone, const Stretch::Part& part, const SamplePlane& remainder)
     {
         auto& track = of (microphone);
         auto& leakage = w.signals[0].samples;
-        w.fft.prepare (track.spectrum.data());
+        w.fft.prepare (track.leakage.data());
         w.fft.overlapWeighted (leakage.data(), track.carry, w.ones.data(), w.frameGains.data());
-        const auto *source = track.frames.samples() + part.offset, *taken = leakage.data() + part.offset;
+        const auto *source = track.frames.samples() + part.offset, *subtracted = leakage.data() + part.offset;
         auto* const left = w.rendered[0].data();
 
         for (std::size_t i = 0; i < part.length; ++i)
-            left[i] = source[i] - taken[i];
+            left[i] = source[i] - subtracted[i];
 
         return remainder.write (part.start, { left, part.length });
     }
@@ -155,11 +210,26 @@ private:
 
     const RefinementRun& run;
     const SpectrumShape& shape;
+    FittedModel& model;
     const PathEnds& ends;
     const LeakagePaths& paths;
     const Masks& masks;
+    std::vector<TakenSums>& taken; // by microphone
     Workspace& w;
 };
+
+void conclude (const TakenSums& sums, BenefitEvidence& evidence)
+{
+    const auto total = [] (std::span<const float> values)
+    { return std::accumulate (values.begin(), values.end(), 0.0); };
+    const auto taken = total (sums.taken), masked = total (sums.masked);
+
+    if (taken <= 0.0 || masked <= 0.0)
+        return;
+
+    evidence.subtractionAgreement = total (sums.product) / std::sqrt (taken * masked);
+    evidence.subtractedDb = 10.0 * std::log10 (taken / masked);
+}
 
 /** Which drums to subtract, and where; nothing without a second track. */
 PathEnds findEnds (const RefinementRun& run)
@@ -200,8 +270,14 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
     if (! fitPaths (run, model, masks, ends, paths, progress.part (0.0, 0.3)))
         return std::nullopt;
 
+    std::vector<TakenSums> taken;
+
     for (const auto i : ends.microphones)
+    {
         remainders[i].emplace (std::move (model.tracks[i].spare));
+        model.tracks[i].evidence.beginRemainder();
+        taken.emplace_back (static_cast<std::size_t> (run.shape.numFrames));
+    }
 
     const auto stretches = stretchesOf (run.shape, run.shape.length, run.numWorkers());
 
@@ -209,9 +285,13 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
             stretches.size(),
             progress.part (0.3, 1.0),
             [&] (std::size_t item, Workspace& w) {
-                return StretchSubtraction (run, ends, paths, masks, w).process (stretches[item], remainders);
+                return StretchSubtraction (run, model, ends, paths, masks, taken, w)
+                    .process (stretches[item], remainders);
             }))
         return std::nullopt;
+
+    for (std::size_t n = 0; n < taken.size(); ++n)
+        conclude (taken[n], model.tracks[ends.microphones[n]].benefit);
 
     return remainders;
 }

@@ -1,6 +1,7 @@
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
 #include "engine/refinement/RefinementPasses.h"
+#include "engine/refinement/TrackBenefit.h"
 
 #include <utility>
 
@@ -24,41 +25,64 @@ bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progre
                         });
 }
 
-std::optional<MaskPlane> computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
+std::optional<std::pair<MaskPlane, LogRatioPlane>>
+computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
 {
     const auto& shape = run.shape;
-    auto plane = std::move (fitted.logRatios);
-    const auto isDone =
-        run.forEach (static_cast<std::size_t> (shape.numSegments),
-                     progress,
-                     [&] (std::size_t segment, Workspace& w)
-                     {
-                         auto &tile = w.codes[0], &blocks = w.codes[1];
-                         tile.resize (shape.tileCodes());
-                         blocks.resize (shape.tileCodes());
+    const auto& tiles = fitted.logRatios;
+    MaskPlane mask (std::move (fitted.spareForMask));
+    const auto isDone = run.forEach (
+        static_cast<std::size_t> (shape.numSegments),
+        progress,
+        [&] (std::size_t segment, Workspace& w)
+        {
+            auto &tile = w.codes[0], &maskTile = w.codes[1], &blocks = w.codes[2];
 
-                         if (! plane.read (segment, 0, tile))
-                             return AnalysisStatus::storageFailed;
+            for (auto* codes : { &tile, &maskTile, &blocks })
+                codes->resize (shape.tileCodes());
 
-                         for (std::size_t band = 0; band < run.bands.count(); ++band)
-                             for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
-                             {
-                                 auto* codes = tile.data() + bin * tileFrames;
-                                 kernels::packMask (codes,
-                                                    reinterpret_cast<const std::int16_t*> (codes),
-                                                    fitted.evidence.common (band) + segment * tileFrames,
-                                                    SeparationEvidence::binWeight,
-                                                    tileFrames);
-                             }
+            if (! tiles.read (segment, 0, tile))
+                return AnalysisStatus::storageFailed;
 
-                         tileToBlocks (blocks, tile);
-                         return completedIf (plane.write (segment, 0, blocks), AnalysisStatus::storageFailed);
-                     });
+            for (std::size_t band = 0; band < run.bands.count(); ++band)
+                for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
+                    kernels::packMask (maskTile.data() + bin * tileFrames,
+                                       reinterpret_cast<const std::int16_t*> (tile.data()) + bin * tileFrames,
+                                       fitted.evidence.maskLogit (band) + segment * tileFrames,
+                                       SeparationEvidence::maskRatioWeight,
+                                       tileFrames);
+
+            tileToBlocks (blocks, maskTile);
+
+            if (! mask.write (segment * tileBlocks, blocks))
+                return AnalysisStatus::storageFailed;
+
+            // As large as the tile, and in its place.
+            tileToBlocks (blocks, tile);
+            return completedIf (tiles.write (segment, 0, blocks), AnalysisStatus::storageFailed);
+        });
 
     if (! isDone)
         return std::nullopt;
 
-    return MaskPlane (std::move (plane));
+    return std::pair (std::move (mask), LogRatioPlane (std::move (fitted.logRatios)));
+}
+
+bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange progress)
+{
+    return run.forEach (
+        model.tracks.size(),
+        progress,
+        [&] (std::size_t track, Workspace&)
+        {
+            if (run.tracks[track].standard == nullptr)
+                return AnalysisStatus::completed;
+
+            auto& fitted = model.tracks[track];
+            run.findings (track).numHits = static_cast<int> (fitted.evidence.numOnsets());
+            run.findings (track).confidence = confidenceOf (run.findings (track), fitted.benefit);
+            return completedIf (fitted.evidence.weighRemainder (run.control), AnalysisStatus::stopped);
+        });
 }
 
 } // namespace tessivar::refinement

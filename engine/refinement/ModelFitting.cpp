@@ -224,8 +224,9 @@ std::optional<FittedModel> fitModel (RefinementRun& run, GatheredPowers powers, 
     FittedModel model{ {}, std::move (gains), std::move (powers.totals) };
 
     for (std::size_t i = 0; i < numTracks; ++i)
-        model.tracks.push_back ({ LogRatioPlane (std::move (powers.tracks[i].upper)),
+        model.tracks.push_back ({ LogRatioTiles (std::move (powers.tracks[i].upper)),
                                   std::move (powers.tracks[i].lower),
+                                  std::move (powers.tracks[i].ownDrum),
                                   std::move (evidence[i]) });
 
     return model;

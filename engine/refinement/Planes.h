@@ -73,22 +73,42 @@ public:
 };
 
 /** Log ratios of own drum and leakage, where the upper halves of the power were. */
-class LogRatioPlane : public TilePlane
+class LogRatioTiles : public TilePlane
 {
 public:
     using TilePlane::TilePlane;
 };
 
-/** A track's mask by block of sixteen frames, bin and frame, so that a block is read in one piece. */
-class MaskPlane : public Plane
+/** Codes by block of sixteen frames, bin and frame, so that a block is read in one piece. */
+class BlockPlane : public Plane
 {
 public:
-    explicit MaskPlane (Plane&& plane) : Plane (std::move (plane)) {}
+    explicit BlockPlane (Plane&& plane) : Plane (std::move (plane)) {}
+
+    /** Whole blocks from first on. */
+    [[nodiscard]] bool write (std::size_t first, std::span<const std::uint16_t> codes) const
+    {
+        return writeCodes (first * shape->blockCodes(), codes);
+    }
 
     [[nodiscard]] bool readBlock (std::int64_t block, std::span<std::uint16_t> codes) const
     {
         return readCodes (static_cast<std::size_t> (block) * shape->blockCodes(), codes);
     }
+};
+
+/** A track's mask. */
+class MaskPlane : public BlockPlane
+{
+public:
+    using BlockPlane::BlockPlane;
+};
+
+/** A track's log ratios, where their tiles were. */
+class LogRatioPlane : public BlockPlane
+{
+public:
+    using BlockPlane::BlockPlane;
 };
 
 /** Samples of a signal as long as the Group. */

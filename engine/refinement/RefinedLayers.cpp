@@ -3,7 +3,9 @@
 #include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/RefinementPasses.h"
 
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace tessivar
 {
@@ -33,16 +35,18 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
         return run.status();
 
     Masks masks (tracks.size());
+    std::vector<std::optional<LogRatioPlane>> logRatios (tracks.size());
 
     const auto findDrum = [&] (std::size_t track, ProgressRange range)
     {
-        auto mask = computeMask (run, model->tracks[track], range.part (0.0, 0.25));
+        auto planes = computeMask (run, model->tracks[track], range.part (0.0, 0.25));
 
-        if (! mask)
+        if (! planes)
             return false;
 
-        masks[track].emplace (std::move (*mask));
-        return matchFocus (run, track, *masks[track], model->totals[track], range.part (0.25, 1.0));
+        masks[track].emplace (std::move (planes->first));
+        logRatios[track].emplace (std::move (planes->second));
+        return matchFocus (run, *model, track, *masks[track], range.part (0.25, 1.0));
     };
 
     if (! run.forEachRendered ({ 0.51, 0.65 }, findDrum))
@@ -53,10 +57,19 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! remainders)
         return run.status();
 
-    const auto write = [&] (std::size_t track, ProgressRange range)
-    { return writeLayers (run, track, *masks[track], (*remainders)[track], range); };
+    if (! weighRemainders (run, *model, { 0.75, 0.76 }))
+        return run.status();
 
-    return run.forEachRendered ({ 0.75, 1.0 }, write) ? AnalysisStatus::completed : run.status();
+    const auto write = [&] (std::size_t track, ProgressRange range)
+    {
+        return writeLayers (run,
+                            track,
+                            { *masks[track], *logRatios[track], model->tracks[track].evidence },
+                            (*remainders)[track],
+                            range);
+    };
+
+    return run.forEachRendered ({ 0.76, 1.0 }, write) ? AnalysisStatus::completed : run.status();
 }
 
 AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int numThreads)

@@ -3,10 +3,12 @@
 #include "engine/refinement/Planes.h"
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
+#include "engine/refinement/TrackBenefit.h"
 
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 /** The passes of the refined method, in order. Each takes the planes that it overwrites and returns what it
@@ -71,9 +73,10 @@ private:
 
 struct FittedTrack
 {
-    LogRatioPlane logRatios;
-    Plane spare;                 // no longer in use
+    LogRatioTiles logRatios;
+    Plane spare, spareForMask;   // no longer in use
     SeparationEvidence evidence; // summed up over bands, and then weighed
+    BenefitEvidence benefit{};
 };
 
 struct FittedModel
@@ -93,17 +96,14 @@ fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress);
 /** Weighs the evidence of all tracks that are rendered, and fills their findings' leakage. */
 [[nodiscard]] bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progress);
 
-/** Turns a track's log ratios into its mask. */
-[[nodiscard]] std::optional<MaskPlane>
+/** Makes a track's mask of its log ratios, which are put into blocks. */
+[[nodiscard]] std::optional<std::pair<MaskPlane, LogRatioPlane>>
 computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 
 /** Compares the standard output at every whole Focus with the masked track and fills the track's findings:
-    matches, the best match up to every Focus, and the Focus to suggest. totals: of the track. */
-[[nodiscard]] bool matchFocus (RefinementRun& run,
-                               std::size_t track,
-                               const MaskPlane& mask,
-                               std::span<const float> totals,
-                               ProgressRange progress);
+    matches, the best match up to every Focus, and the Focus to suggest. */
+[[nodiscard]] bool matchFocus (
+    RefinementRun& run, FittedModel& model, std::size_t track, const MaskPlane& mask, ProgressRange progress);
 
 /** Whether a drum was found in a matched track and the suggestion is sure or fairly sure. */
 [[nodiscard]] bool isDrumFound (const TrackFindings& findings);
@@ -122,10 +122,22 @@ using Remainders = std::vector<std::optional<SamplePlane>>; // by track; none wh
 [[nodiscard]] std::optional<Remainders>
 subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress);
 
+/** Weighs what the subtraction has left of all tracks, for their gains, and what it took, for how sure the
+    findings are. */
+[[nodiscard]] bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange progress);
+
+/** What the gains of a track's layers are made of. */
+struct LayerEvidence
+{
+    const MaskPlane& mask;
+    const LogRatioPlane& logRatios;
+    const SeparationEvidence& bands;
+};
+
 /** Last pass: writes the components of a track, whose whole Focus values are the refined layers. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
-                                const MaskPlane& mask,
+                                const LayerEvidence& evidence,
                                 const std::optional<SamplePlane>& remainder,
                                 ProgressRange progress);
 

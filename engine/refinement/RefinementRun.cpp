@@ -9,9 +9,10 @@ namespace tessivar::refinement
 
 Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
     : fft (window), spectrum (fft.spectrumFloats()), lastFrame (2 * shape.numBins),
-      sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()), maskGains (shape.blockCodes()),
-      roots (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
-      source (shape.blockSamples()), rendered (channelLayout::numBestComponents), mask (shape.blockCodes())
+      sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()), logits (shape.blockCodes()),
+      logTotals (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
+      source (shape.blockSamples()), rendered (channelLayout::numBestComponents), mask (shape.blockCodes()),
+      ratios (shape.blockCodes())
 {
     // Four windows squared add up to two.
     frameGains.fill (2.0f / static_cast<float> (shape.rate.frameLength));

@@ -23,13 +23,14 @@ namespace tessivar::refinement
 struct SubtractionBuffers
 {
     explicit SubtractionBuffers (const SpectrumShape& shape)
-        : frames (shape), spectrum (2 * shape.blockCodes()), last (2 * shape.numBins),
+        : frames (shape), spectrum (2 * shape.blockCodes()), leakage (2 * shape.blockCodes()),
+          last (2 * shape.numBins),
           mask (shape.blockCodes()), carry (static_cast<std::size_t> (shape.rate.hop))
     {
     }
 
     FrameStream frames;
-    AlignedBuffer spectrum, last;
+    AlignedBuffer spectrum, leakage, last;
     std::vector<std::uint16_t> mask;
     OverlapCarry carry;
 };
@@ -67,14 +68,14 @@ struct Workspace
     BlockFft fft;
     std::array<float, blockFrames> frameGains{}; // that undo the scale of both transforms and the windows
     AlignedBuffer spectrum, lastFrame;
-    AlignedBuffer sourcePowers, outputPowers, maskGains, roots, gains; // by bin and frame of a block
+    AlignedBuffer sourcePowers, outputPowers, logits, logTotals, gains; // by bin and frame of a block
     FrameStream sourceFrames;
     std::vector<FrameStream> outputFrames; // by Focus, as the following
     std::vector<OutputSignal> signals;
     StandardOutputReader outputReader;
     std::vector<float> source;                       // of a block
     std::vector<std::vector<float>> rendered;        // parts of a block
-    std::vector<std::uint16_t> mask;                 // of a block
+    std::vector<std::uint16_t> mask, ratios;         // of a block
     std::array<std::vector<std::uint16_t>, 3> codes; // of segments
     std::vector<std::uint16_t> tile;
     AlignedBuffer blockCodes;                    // the model's block of bins, two codes a float

@@ -55,7 +55,7 @@ Stretch::Stretch (const SpectrumShape& shape,
                   std::int64_t endHop,
                   std::int64_t signalLength)
     : firstBlock (firstHop / blockHops), rate (shape.rate), start (firstHop * rate.hop),
-      end (std::min (endHop * rate.hop, signalLength))
+      end (std::min (endHop * rate.hop, signalLength)), isLast (endHop * rate.hop >= signalLength)
 {
     // A frame starts four hops before the hop that it is counted by.
     endBlock = (shape.hopsOf (end) + rate.frameLength / rate.hop - 1) / blockHops + 1;

@@ -1,9 +1,12 @@
 #include "engine/refinement/SeparationEvidence.h"
 
+#include "engine/refinement/DrumEvents.h"
 #include "engine/refinement/Statistics.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <utility>
 
 namespace tessivar
 {
@@ -15,28 +18,23 @@ constexpr double holdSeconds = 0.030; // held evidence falls by one in this time
 constexpr double evidenceLimit = 12.0;
 constexpr std::size_t framesPerStopCheck = 4096;
 
-// Intercept, then the weights of: the bin's own ratio, the band's ratio, the broad ratio, the balance of
-// relative levels, the band's relative level, the own drum's relative level, and the last but two and the
-// last one held.
-constexpr double weights[]{ -2.203, 0.396, 0.427, 0.228, -0.410, -0.421, -0.132, 0.433, 0.680 };
+/** What the eight pieces of evidence from the model count, but for the bin's own ratio. */
+struct ModelWeights
+{
+    double intercept, bandRatio, broadRatio, balance, bandLevel, ownLevel, heldBalance, heldLevel;
+};
+
+constexpr ModelWeights maskWeights{ -2.203, 0.427, 0.228, -0.410, -0.421, -0.132, 0.433, 0.680 };
+constexpr ModelWeights gainWeights{ 0.381, 0.269, 0.414, -0.294, -0.111, -0.258, 0.447, 0.140 };
+
+// What onsets and decay count for the gain.
+constexpr double shortHoldWeight = 0.382, longHoldWeight = 1.800, loudnessWeight = -1.012,
+                 belowPeakWeight = 0.077;
+constexpr std::array<double, DecayBound::numThresholds> decayWeights{ 0.311, 0.001, 0.547 };
 
 double clipped (double x)
 {
     return std::clamp (x, -evidenceLimit, evidenceLimit);
-}
-
-/** A peak hold that starts a frame early and falls linearly. */
-std::vector<double> held (const std::vector<double>& values, double decay)
-{
-    std::vector<double> result (values.size());
-
-    for (std::size_t t = 0; t < values.size(); ++t)
-    {
-        const auto ahead = std::max (values[t], values[std::min (t + 1, values.size() - 1)]);
-        result[t] = t == 0 ? ahead : std::max (ahead, result[t - 1] - decay);
-    }
-
-    return result;
 }
 } // namespace
 
@@ -63,9 +61,9 @@ EvidenceBands::EvidenceBands (std::size_t numBins, double binWidthHz)
 SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
                                         std::size_t room,
                                         std::size_t frames,
-                                        double hopSeconds)
-    : bands (b), numFrames (frames), rowStride (room), holdDecay (hopSeconds / holdSeconds),
-      ownSums (bands.count() * rowStride), leakageSums (ownSums.size()), totalSums (ownSums.size())
+                                        double hop)
+    : bands (b), numFrames (frames), rowStride (room), hopSeconds (hop), ownSums (bands.count() * rowStride),
+      leakageSums (ownSums.size()), totalSums (ownSums.size())
 {
 }
 
@@ -122,7 +120,12 @@ bool SeparationEvidence::weigh (const WorkControl& control)
         ownLevel[t] = std::log (ownBroad[t] / ownReference + 1.0e-12);
     }
 
+    const auto holdDecay = hopSeconds / holdSeconds;
     const auto heldBalance = held (balance, holdDecay), heldLevel = held (ownLevel, holdDecay);
+    auto drum = onsetEvidence ([this] (std::size_t g) { return std::span<const float> (own (g), numFrames); },
+                               reference,
+                               numFrames,
+                               hopSeconds);
 
     for (std::size_t t = 0; t < numFrames; ++t)
     {
@@ -130,22 +133,77 @@ bool SeparationEvidence::weigh (const WorkControl& control)
             return false;
 
         const auto broadRatio =
-            std::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30));
-        const auto shared = weights[0] + weights[3] * clipped (broadRatio) + weights[4] * clipped (balance[t])
-                            + weights[6] * clipped (ownLevel[t]) + weights[7] * clipped (heldBalance[t])
-                            + weights[8] * clipped (heldLevel[t]);
+            clipped (std::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30)));
+        const auto shared = [&] (const ModelWeights& w)
+        {
+            return w.intercept + w.broadRatio * broadRatio + w.balance * clipped (balance[t])
+                   + w.ownLevel * clipped (ownLevel[t]) + w.heldBalance * clipped (heldBalance[t])
+                   + w.heldLevel * clipped (heldLevel[t]);
+        };
+        const auto forMask = shared (maskWeights);
+        const auto forGain = shared (gainWeights) + shortHoldWeight * drum.shortHold[t]
+                             + longHoldWeight * drum.longHold[t] + loudnessWeight * drum.loudness[t];
 
         for (std::size_t g = 0; g < numBands; ++g)
         {
             const auto p = std::max (static_cast<double> (own (g)[t]), 1.0e-30);
             const auto q = std::max (static_cast<double> (leakage (g)[t]), 1.0e-30);
-            const auto level = std::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12);
-            own (g)[t] = static_cast<float> (shared + weights[2] * clipped (std::log (p / q))
-                                             + weights[5] * clipped (level));
+            const auto ratio = clipped (std::log (p / q));
+            const auto level =
+                clipped (std::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12));
+            const auto ofBand = [&] (const ModelWeights& w)
+            { return w.bandRatio * ratio + w.bandLevel * level; };
+            own (g)[t] = static_cast<float> (forMask + ofBand (maskWeights));
+            leakage (g)[t] = static_cast<float> (forGain + ofBand (gainWeights));
         }
     }
 
-    leakageSums = {};
+    onsets = std::move (drum.strength);
+    onsetCount = countOnsets (onsets);
+    return true;
+}
+
+void SeparationEvidence::beginRemainder()
+{
+    hasRemainder = true;
+    totalSums.clear();
+}
+
+bool SeparationEvidence::weighRemainder (const WorkControl& control)
+{
+    std::vector<DecayBound::Likelihoods> likelihoods (numFrames);
+    std::transform (onsets.begin(), onsets.end(), likelihoods.begin(), DecayBound::likelihoodsOf);
+
+    for (std::size_t g = 0; g < bands.count(); ++g)
+    {
+        if (control.stopRequested())
+            return false;
+
+        const auto* sums = total (g);
+        auto* logit = leakage (g);
+        DecayBound bound (hopSeconds);
+        const auto meanAt = [&] (std::size_t t)
+        {
+            const auto before = sums[t - std::min<std::size_t> (t, 1)],
+                       after = sums[std::min (t + 1, numFrames - 1)];
+            return (static_cast<double> (before) + static_cast<double> (sums[t]) + static_cast<double> (after))
+                   / 3.0;
+        };
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+        {
+            const auto mean = hasRemainder ? meanAt (t) : static_cast<double> (sums[t]);
+            const auto levels = bound.next (mean, likelihoods[t]);
+            auto sum = belowPeakWeight * levels.belowPeak;
+
+            for (std::size_t k = 0; k < DecayBound::numThresholds; ++k)
+                sum += decayWeights[k] * levels.belowOnset[k];
+
+            logit[t] += static_cast<float> (sum);
+        }
+    }
+
+    onsets = {};
     totalSums = {};
     return true;
 }

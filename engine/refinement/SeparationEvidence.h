@@ -23,11 +23,13 @@ private:
     std::vector<std::size_t> firstBins; // and one past the last band
 };
 
-/** Evidence that a bin holds the track's own drum: eight pieces, weighed into a mask by a logistic model
-    whose nine coefficients were fitted on recordings with known truth.
+/** Evidence that a bin holds the track's own drum, in two steps: eight pieces from the model, weighed into a
+    mask by a logistic model, and after the subtraction of leakage ten more, weighed with them into a gain.
+    The coefficients of both were fitted on recordings with known truth.
 
-    Sums over bands are gathered first; weigh() turns them into the part of the logit that the bins of a band
-    share; the kernels add the bin's own ratio.
+    Sums over bands are gathered first; weigh() turns them into the parts of both logits that the bins of a
+    band share, and weighRemainder() adds to the gain's what the remainder's sums tell. The kernels add what
+    differs by bin.
 */
 class SeparationEvidence
 {
@@ -40,30 +42,58 @@ public:
 
     /** Sums over the bins of a band, a row of frames each: fitted power of the own drum, leakage, and
         power of the track. */
-    [[nodiscard]] float* own (std::size_t band) { return ownSums.data() + band * rowStride; }
-    [[nodiscard]] float* leakage (std::size_t band) { return leakageSums.data() + band * rowStride; }
-    [[nodiscard]] float* total (std::size_t band) { return totalSums.data() + band * rowStride; }
+    [[nodiscard]] float* own (std::size_t band) { return rowOf (ownSums, band); }
+    [[nodiscard]] float* leakage (std::size_t band) { return rowOf (leakageSums, band); }
+    [[nodiscard]] float* total (std::size_t band) { return rowOf (totalSums, band); }
 
-    /** Returns false when told to stop. The sums are gone afterwards. */
+    /** Returns false when told to stop. The sums are gone afterwards but for those of total(). */
     [[nodiscard]] bool weigh (const WorkControl& control);
 
-    /** After weigh(): the part of the logit that the bins of a band share, a row of frames. */
-    [[nodiscard]] const float* common (std::size_t band) const
-    {
-        return ownSums.data() + band * rowStride; // it has taken their place
-    }
+    /** From now on total() is for the power of what a subtraction leaves, not yet averaged over neighbouring
+        frames; all zeros at first. */
+    void beginRemainder();
+
+    /** Adds to the gain's logit what the remainder tells, or the track where nothing is subtracted. Returns
+        false when told to stop. total() is gone afterwards. */
+    [[nodiscard]] bool weighRemainder (const WorkControl& control);
+
+    /** After weigh() and weighRemainder(): the parts of the logits that the bins of a band share, a row of
+        frames. */
+    [[nodiscard]] const float* maskLogit (std::size_t band) const { return rowOf (ownSums, band); }
+    [[nodiscard]] const float* gainLogit (std::size_t band) const { return rowOf (leakageSums, band); }
 
     /** Leakage over own power in dB, over the whole track. After weigh(). */
     [[nodiscard]] double leakageDb() const { return leakageLevelDb; }
 
-    /** Weight of a bin's own log ratio ln (P / q), clipped to +-12. */
-    static constexpr float binWeight = 0.396f;
+    /** How often the own drum clearly begins. After weigh(). */
+    [[nodiscard]] std::size_t numOnsets() const { return onsetCount; }
+
+    /** Weights of a bin's own log ratio ln (P / q), clipped to +-12. */
+    static constexpr float maskRatioWeight = 0.396f, gainRatioWeight = 0.147f;
+
+    /** Weight of ln K in the gain's logit, where K is the standard output's amplitude over the remainder's,
+        clipped to -6..0. */
+    static constexpr float gainOutputWeight = 1.104f;
 
 private:
+    // The sums make room for what is made of them.
+    [[nodiscard]] float* rowOf (AlignedBuffer& rows, std::size_t band) const
+    {
+        return rows.data() + band * rowStride;
+    }
+
+    [[nodiscard]] const float* rowOf (const AlignedBuffer& rows, std::size_t band) const
+    {
+        return rows.data() + band * rowStride;
+    }
+
     const EvidenceBands& bands;
     const std::size_t numFrames, rowStride;
-    const double holdDecay; // a frame
+    const double hopSeconds;
     AlignedBuffer ownSums, leakageSums, totalSums;
+    std::vector<double> onsets; // their strength
+    std::size_t onsetCount = 0;
+    bool hasRemainder = false;
     double leakageLevelDb = 0.0;
 };
 

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 
 namespace tessivar
 {
@@ -30,7 +31,8 @@ constexpr auto name = "name", foreignText = "foreignText", method = "method",
                sourceChunks = "sourceChunks", analysedType = "analysed.drumType",
                analysedExcluded = "analysed.excluded", focusMatch = "findings.focusMatchDb",
                bestFocus = "findings.bestFocusUpTo", leakage = "findings.leakageDb",
-               maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus";
+               maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus",
+               numHits = "findings.numHits", confidence = "findings.confidence";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -122,6 +124,12 @@ void addFindings (const TrackFindings& findings, Properties& properties)
     properties.set (key::leakage, tessivar::textOf (findings.leakageDb));
     properties.set (key::maskedEnergy, tessivar::textOf (findings.maskedEnergyDb));
 
+    if (findings.numHits)
+        properties.set (key::numHits, juce::String (*findings.numHits));
+
+    if (findings.confidence)
+        properties.set (key::confidence, tessivar::textOf (*findings.confidence));
+
     if (findings.suggestedFocus)
         properties.set (key::suggestedFocus, tessivar::textOf (*findings.suggestedFocus));
 }
@@ -133,6 +141,12 @@ TrackFindings takeFindings (PropertiesLeft& properties)
     parseList (properties.take (key::bestFocus), findings.bestFocusUpTo);
     findings.leakageDb = doubleOf (properties.take (key::leakage)).value_or (0.0);
     findings.maskedEnergyDb = doubleOf (properties.take (key::maskedEnergy)).value_or (0.0);
+
+    if (const auto hits = properties.takeInt (key::numHits, 0, std::numeric_limits<int>::max(), -1);
+        hits >= 0)
+        findings.numHits = hits;
+
+    findings.confidence = doubleOf (properties.take (key::confidence));
     findings.suggestedFocus = doubleOf (properties.take (key::suggestedFocus));
     return findings;
 }

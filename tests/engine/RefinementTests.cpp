@@ -300,7 +300,8 @@ TEST_CASE ("Evidence", "[engine][refinement]")
     SECTION ("mask and layer gains agree with the library's functions on every target")
     {
         constexpr float weight = 0.396f;
-        AlignedBuffer own (64), leakage (64), common (64), gains (64), ones (64), layer (64), total (64);
+        AlignedBuffer own (64), leakage (64), common (64), gains (64), layer (64), total (64);
+        std::vector<float> expectedGains;
         std::vector<std::int16_t> ratios (64);
         std::vector<std::uint16_t> mask (64), expected;
 
@@ -311,7 +312,6 @@ TEST_CASE ("Evidence", "[engine][refinement]")
             common[i] = -30.0f + static_cast<float> (i);
             layer[i] = std::pow (10.0f, static_cast<float> (i % 8) - 6.0f);
             total[i] = std::pow (10.0f, static_cast<float> (i / 8) - 6.0f);
-            ones[i] = 1.0f;
         }
 
         onEveryTarget (
@@ -334,14 +334,19 @@ TEST_CASE ("Evidence", "[engine][refinement]")
                 }
 
                 // Four bins of sixteen frames, in which a mean of three is a third of a power.
-                AlignedBuffer spectrum (128), history (8), roots (64);
+                AlignedBuffer spectrum (128), history (8), logTotals (64), logits (64), masked (64);
 
                 for (std::size_t i = 0; i < 64; i += 3)
                     spectrum[i / 16 * 32 + i % 16] = std::sqrt (3.0f * layer[i]);
 
-                kernels::totalRoots (roots.data(), ones.data(), total.data(), 64);
-                kernels::layerGains (
-                    gains.data(), history.data(), spectrum.data(), ones.data(), roots.data(), 4);
+                kernels::logarithms (logTotals.data(), total.data(), 64);
+                kernels::bandLogits (logits.data(), ratios.data(), common.data(), 0.2f, 4);
+                const kernels::GainEvidence evidence{ logits.data(), logTotals.data(), mask.data(), 1.1f };
+                kernels::layerGains (gains.data(), history.data(), spectrum.data(), evidence, 4);
+                kernels::maskLayerGains (masked.data(), evidence, 4);
+                expectedGains =
+                    expectedGains.empty() ? std::vector (gains.data(), gains.data() + 64) : expectedGains;
+                CHECK (std::equal (expectedGains.begin(), expectedGains.end(), gains.data()));
 
                 for (std::size_t i = 0; i < 64; ++i)
                 {
@@ -352,9 +357,19 @@ TEST_CASE ("Evidence", "[engine][refinement]")
                         if ((bin * 16 + t) % 3 == 0)
                             power += static_cast<double> (layer[bin * 16 + t]);
 
+                    const auto logMask = -40.0 / 65535.0 * static_cast<double> (mask[i]);
+                    const auto logit = static_cast<double> (common[frame]) + 0.2 * 12.0 / 32767.0 * ratios[i];
+                    CHECK (static_cast<double> (logits[i]) == Approx (logit).epsilon (1.0e-5));
+                    const auto gainOf = [&] (double logOutput)
+                    {
+                        const auto z = logit + 1.1 * std::max (-6.0, logOutput);
+                        return std::exp (0.25 * logOutput + 0.175 * logMask)
+                               / std::sqrt (1.0 + std::exp (-z));
+                    };
+                    const auto ratio = std::max (power, 1.0e-36) / (static_cast<double> (total[i]) + 1.0e-20);
                     CHECK (static_cast<double> (gains[i])
-                           == Approx (std::pow (std::min (1.0, power / static_cast<double> (total[i])), 0.25))
-                                  .epsilon (2.0e-6));
+                           == Approx (gainOf (std::min (0.0, 0.5 * std::log (ratio)))).epsilon (2.0e-5));
+                    CHECK (static_cast<double> (masked[i]) == Approx (gainOf (logMask)).epsilon (2.0e-5));
                 }
             });
     }

@@ -221,57 +221,124 @@ void MaskGains (float* gains, const std::uint16_t* mask, float exponent, std::si
     }
 }
 
-/** x^(-1/4) within 2e-7 for x from 1e-36 on, by three of Newton's steps. */
-HWY_INLINE Floats reciprocalFourthRoot (Floats x)
+void BandLogits (float* HWY_RESTRICT logits,
+                 const std::int16_t* HWY_RESTRICT ratios,
+                 const float* HWY_RESTRICT common,
+                 float weight,
+                 std::size_t numBins)
 {
+    const hn::Rebind<std::int16_t, FloatTag> tagOfRatios;
     const IntTag ti;
-    const auto seed = hn::Sub (hn::Set (ti, 0x4f584000), hn::ShiftRight<2> (hn::BitCast (ti, x)));
-    const auto quarter = hn::Mul (x, broadcast (0.25f)), most = broadcast (1.25f);
-    auto y = hn::BitCast (tag, seed);
+    const auto factor = broadcast (weight * (logRatioLimit / 32767.0f));
 
-    for (int step = 0; step < 3; ++step)
+    for (std::size_t l = 0; l < lanes; l += vectorLanes)
     {
-        const auto squared = hn::Mul (y, y);
-        y = hn::Mul (y, hn::Sub (most, hn::Mul (quarter, hn::Mul (squared, squared))));
-    }
+        const auto shared = hn::LoadU (tag, common + l);
 
-    return y;
+        for (std::size_t i = l; i < numBins * lanes; i += lanes)
+        {
+            const auto ratio = hn::ConvertTo (tag, hn::PromoteTo (ti, hn::LoadU (tagOfRatios, ratios + i)));
+            hn::StoreU (hn::Add (shared, hn::Mul (factor, ratio)), tag, logits + i);
+        }
+    }
 }
 
-void TotalRoots (float* HWY_RESTRICT roots,
-                 const float* HWY_RESTRICT mask,
-                 const float* HWY_RESTRICT total,
-                 std::size_t n)
+void Logarithms (float* HWY_RESTRICT logs, const float* HWY_RESTRICT powers, std::size_t n)
 {
     const auto tiny = broadcast (1.0e-20f);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
-        hn::StoreU (hn::Mul (hn::LoadU (tag, mask + i),
-                             reciprocalFourthRoot (hn::Add (hn::LoadU (tag, total + i), tiny))),
-                    tag,
-                    roots + i);
+        hn::StoreU (logarithm (hn::Add (hn::LoadU (tag, powers + i), tiny)), tag, logs + i);
+}
+
+/** The attenuation of the mask, -ln m. */
+HWY_INLINE Floats attenuationOf (const std::uint16_t* mask)
+{
+    const hn::Rebind<std::uint16_t, FloatTag> tagOfMask;
+    const auto codes = hn::ConvertTo (tag, hn::PromoteTo (IntTag(), hn::LoadU (tagOfMask, mask)));
+    return hn::Mul (broadcast (logMaskLimit / 65535.0f), codes);
+}
+
+/** sqrt (G m^0.35 K^0.5) from the logit, -ln m and ln K. */
+HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutput, float outputWeight)
+{
+    const auto clipped = hn::Max (logOutput, broadcast (-6.0f));
+    const auto z = hn::Add (logit, hn::Mul (broadcast (outputWeight), clipped));
+    const auto removed = logarithm (hn::Add (broadcast (1.0f), exponential (hn::Neg (z)))); // -ln G
+    const auto kept = hn::Mul (broadcast (0.25f), logOutput);
+    const auto masked = hn::Mul (broadcast (0.175f), attenuation);
+    return exponential (hn::Sub (hn::Sub (kept, masked), hn::Mul (broadcast (0.5f), removed)));
 }
 
 void LayerGains (float* HWY_RESTRICT gains,
                  float* HWY_RESTRICT history,
                  const float* HWY_RESTRICT spectrum,
-                 const float* HWY_RESTRICT mask,
-                 const float* HWY_RESTRICT roots,
+                 const GainEvidence& evidence,
                  std::size_t numBins)
 {
-    const auto least = broadcast (1.0e-36f);
+    const auto half = broadcast (0.5f), tiny = broadcast (1.0e-36f), zero = hn::Zero (tag);
 
-    // The square root of an amplitude ratio: the fourth root of a power ratio.
     smooth (history,
             spectrum,
             numBins,
             [&] (std::size_t at, Floats layer)
             {
-                const auto y = reciprocalFourthRoot (hn::Max (layer, least));
-                const auto root = hn::Mul (hn::Mul (layer, y), hn::Mul (y, y));
-                const auto gain = hn::Mul (root, hn::LoadU (tag, roots + at));
-                hn::StoreU (hn::Min (hn::LoadU (tag, mask + at), gain), tag, gains + at);
+                const auto powerRatio =
+                    hn::Sub (logarithm (hn::Max (layer, tiny)), hn::LoadU (tag, evidence.logTotals + at));
+                hn::StoreU (layerGain (hn::LoadU (tag, evidence.logits + at),
+                                       attenuationOf (evidence.mask + at),
+                                       hn::Min (zero, hn::Mul (half, powerRatio)),
+                                       evidence.outputWeight),
+                            tag,
+                            gains + at);
             });
+}
+
+void MaskLayerGains (float* HWY_RESTRICT gains, const GainEvidence& evidence, std::size_t numBins)
+{
+    for (std::size_t i = 0; i < numBins * lanes; i += vectorLanes)
+    {
+        const auto attenuation = attenuationOf (evidence.mask + i);
+        hn::StoreU (layerGain (hn::LoadU (tag, evidence.logits + i),
+                               attenuation,
+                               hn::Neg (attenuation),
+                               evidence.outputWeight),
+                    tag,
+                    gains + i);
+    }
+}
+
+void SubtractionSums (float* HWY_RESTRICT sums,
+                      const float* HWY_RESTRICT track,
+                      const float* HWY_RESTRICT subtracted,
+                      const std::uint16_t* HWY_RESTRICT mask,
+                      std::size_t numBins)
+{
+    const auto squared = [] (Floats re, Floats im) { return hn::Add (hn::Mul (re, re), hn::Mul (im, im)); };
+
+    for (std::size_t l = 0; l < lanes; l += vectorLanes)
+    {
+        auto left = hn::Zero (tag), taken = left, masked = left, product = left;
+
+        for (std::size_t bin = 0; bin < numBins; ++bin)
+        {
+            const auto at = bin * 2 * lanes + l;
+            const auto re = hn::LoadU (tag, track + at), im = hn::LoadU (tag, track + at + lanes);
+            const auto sRe = hn::LoadU (tag, subtracted + at), sIm = hn::LoadU (tag, subtracted + at + lanes);
+            const auto share = hn::Sub (broadcast (1.0f),
+                                        exponential (hn::Neg (attenuationOf (mask + bin * lanes + l))));
+            left = hn::Add (left, squared (hn::Sub (re, sRe), hn::Sub (im, sIm)));
+            taken = hn::Add (taken, squared (sRe, sIm));
+            masked = hn::Add (masked, hn::Mul (hn::Mul (share, share), squared (re, im)));
+            product = hn::Add (product,
+                               hn::Mul (share, hn::Add (hn::Mul (re, sRe), hn::Mul (im, sIm))));
+        }
+
+        hn::StoreU (left, tag, sums + l);
+        hn::StoreU (taken, tag, sums + lanes + l);
+        hn::StoreU (masked, tag, sums + 2 * lanes + l);
+        hn::StoreU (product, tag, sums + 3 * lanes + l);
+    }
 }
 
 } // namespace tessivar::kernels::HWY_NAMESPACE
@@ -287,7 +354,10 @@ TESSIVAR_KERNEL (accumulate, Accumulate);
 TESSIVAR_KERNEL (packLogRatios, PackLogRatios);
 TESSIVAR_KERNEL (packMask, PackMask);
 TESSIVAR_KERNEL (maskGains, MaskGains);
-TESSIVAR_KERNEL (totalRoots, TotalRoots);
+TESSIVAR_KERNEL (bandLogits, BandLogits);
+TESSIVAR_KERNEL (logarithms, Logarithms);
 TESSIVAR_KERNEL (layerGains, LayerGains);
+TESSIVAR_KERNEL (maskLayerGains, MaskLayerGains);
+TESSIVAR_KERNEL (subtractionSums, SubtractionSums);
 } // namespace tessivar::kernels
 #endif

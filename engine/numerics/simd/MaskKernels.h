@@ -50,18 +50,42 @@ extern const Kernel<void (
 /** gains = m^exponent. */
 extern const Kernel<void (float* gains, const std::uint16_t* mask, float exponent, std::size_t n)> maskGains;
 
-/** roots = mask / (total + 1e-20)^(1/4). */
-extern const Kernel<void (float* roots, const float* mask, const float* total, std::size_t n)> totalRoots;
+/** logits[bin * 16 + l] = common[l] + weight * log ratio, for sixteen frames of the bins of a band. */
+extern const Kernel<void (
+    float* logits, const std::int16_t* ratios, const float* common, float weight, std::size_t numBins)>
+    bandLogits;
 
-/** gains = mask * min (1, sqrt (layer / (total + 1e-20)))^0.5 for sixteen frames of numBins bins, where layer
-    is what smoothPowers makes of history and spectrum, and roots come from totalRoots.
+/** logs = ln (powers + 1e-20). */
+extern const Kernel<void (float* logs, const float* powers, std::size_t n)> logarithms;
+
+/** Sixteen frames of what the gains of all layers share, in lane layout. */
+struct GainEvidence
+{
+    const float* logits;       // but for the layer's own part
+    const float* logTotals;    // of the track's power
+    const std::uint16_t* mask; // as packMask leaves it
+    float outputWeight;        // of ln K in the logit, there clipped to -6..0
+};
+
+/** gains = sqrt (G m^0.35 K^0.5), G = 1 / (1 + exp (-logit - outputWeight ln K)), K = min (1, sqrt (layer /
+    total)), where layer is what smoothPowers makes of history and spectrum.
 */
-extern const Kernel<void (float* gains,
-                          float* history,
-                          const float* spectrum,
-                          const float* mask,
-                          const float* roots,
-                          std::size_t numBins)>
+extern const Kernel<void (
+    float* gains, float* history, const float* spectrum, const GainEvidence& evidence, std::size_t numBins)>
     layerGains;
+
+/** The same where the mask m stands for K. */
+extern const Kernel<void (float* gains, const GainEvidence& evidence, std::size_t numBins)> maskLayerGains;
+
+/** Sums over the bins of a band for sixteen frames of a track x, of what a subtraction takes from it, s, and
+    of what its mask m would take, (1 - m) x: |x - s|^2, |s|^2, |(1 - m) x|^2 and Re (s conj ((1 - m) x)), 16
+    floats each, one after the other. Spectra in lane layout.
+*/
+extern const Kernel<void (float* sums,
+                          const float* track,
+                          const float* subtracted,
+                          const std::uint16_t* mask,
+                          std::size_t numBins)>
+    subtractionSums;
 
 } // namespace tessivar::kernels
