@@ -15,22 +15,16 @@ namespace
 constexpr std::size_t frameBlock = 256; // u and w of eight tracks fit the first-level cache
 constexpr int numUpdates = 5;
 constexpr std::size_t framesPerPeak = 16;
-
-/** Two microphones on the same kind of drum hear the same drum: neither is leakage of the other. */
-bool hearTheSameDrum (DrumType a, DrumType b)
-{
-    return a == b && (a == DrumType::kick || a == DrumType::snare);
-}
 } // namespace
 
-InterferenceModel::InterferenceModel (std::span<const DrumType> drumTypes,
+InterferenceModel::InterferenceModel (const TwinMicrophones& twinsToUse,
                                       std::size_t frames,
                                       std::span<const RiseRule> rulesToUse)
-    : numTracks (drumTypes.size()), numFrames (frames),
+    : numTracks (twinsToUse.size()), numFrames (frames),
       numLoud (std::min (frames, std::max (std::size_t{ 8 }, frames / 50))), // two in a hundred
-      types (drumTypes.begin(), drumTypes.end()), gain (numTracks * numTracks), bound (gain.size()),
-      floors (numTracks), numerators (gain.size()), denominators (gain.size()),
-      reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
+      twins (twinsToUse), gain (numTracks * numTracks), bound (gain.size()), floors (numTracks),
+      numerators (gain.size()), denominators (gain.size()), reciprocals (numTracks * frameBlock),
+      quotients (numTracks * frameBlock),
       peaks (kernels::wholeVectors (std::max (frames / framesPerPeak, std::size_t{ 1 }))), loudest (frames),
       ratios (numLoud), ownLevels (numLoud)
 {
@@ -80,7 +74,7 @@ bool InterferenceModel::boundGains (const WorkControl& control)
         {
             auto& limit = bound[i * numTracks + j];
 
-            if (i == j || hearTheSameDrum (types[i], types[j]))
+            if (i == j || twins.areTwins (i, j))
             {
                 limit = 0.0f;
                 continue;
@@ -151,7 +145,7 @@ void InterferenceModel::start()
         }
 
         for (std::size_t j = 0; j < numTracks; ++j)
-            gain[i * numTracks + j] = i == j ? 1.0f : hearTheSameDrum (types[i], types[j]) ? 0.0f : 0.05f;
+            gain[i * numTracks + j] = i == j ? 1.0f : twins.areTwins (i, j) ? 0.0f : 0.05f;
     }
 }
 

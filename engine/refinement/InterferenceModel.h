@@ -3,7 +3,7 @@
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/refinement/RiseRules.h"
-#include "terms/DrumType.h"
+#include "engine/refinement/TwinMicrophones.h"
 #include "terms/WorkControl.h"
 
 #include <cstddef>
@@ -25,9 +25,10 @@ namespace tessivar
 class InterferenceModel
 {
 public:
-    /** For M tracks with these drum types; M * M rules for the bounds of the gains, by default the wariest.
-        Owns scratch of about 2 * M * 256 floats and numFrames indices; one for each worker. */
-    InterferenceModel (std::span<const DrumType> drumTypes,
+    /** For M tracks, of which twins leave nothing in each other; M * M rules for the bounds of the gains, by
+        default the wariest. Owns scratch of about 2 * M * 256 floats and numFrames indices; one for each
+        worker. */
+    InterferenceModel (const TwinMicrophones& twins,
                        std::size_t numFrames,
                        std::span<const RiseRule> rules = {});
 
@@ -68,7 +69,7 @@ private:
 
     Rows rows; // of the bin in hand
     const std::size_t numTracks, numFrames, numLoud;
-    std::vector<DrumType> types;
+    const TwinMicrophones twins;
     std::vector<RiseRule> rules;
     std::vector<float> gain, bound, floors;
     std::vector<double> numerators, denominators;

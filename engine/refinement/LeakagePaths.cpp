@@ -129,30 +129,19 @@ private:
     {
         const auto& shape = run.shape;
         const auto count = std::min (blockFrames, frames.size() - first);
-        const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
-        const auto hop = static_cast<std::size_t> (shape.rate.hop);
         const auto& mask = masks[ends.tracks[n]];
         auto& codes = w.codes[0];
-        std::array<const float*, blockFrames> starts{};
-        std::size_t end = 0; // of the samples in hand
-        w.chosen.resize (blockFrames * frameLength);
         codes.resize (std::max (codes.size(), shape.blockCodes()));
         std::int64_t blockInHand = -1;
 
+        if (! w.load (*run.tracks[ends.tracks[n]].source, std::span (frames).subspan (first, count), shape))
+            return AnalysisStatus::readFailed;
+
+        w.fft.forward (w.spectrum.data());
+
         for (std::size_t l = 0; l < count; ++l)
         {
-            // A frame that follows the one before shares all but a hop with it.
             const auto t = frames[first + l];
-            const auto numNew = l > 0 && t == frames[first + l - 1] + 1 ? hop : frameLength;
-            const auto room = std::span (w.chosen).subspan (end, numNew);
-            end += numNew;
-            starts[l] = w.chosen.data() + end - frameLength;
-
-            if (! readSource (
-                    *run.tracks[ends.tracks[n]].source,
-                    { frameStart (t, shape.rate) + static_cast<std::int64_t> (frameLength - numNew), room }))
-                return AnalysisStatus::readFailed;
-
             const auto block = t / static_cast<std::int64_t> (blockFrames);
             const auto lane = static_cast<std::size_t> (t) % blockFrames;
 
@@ -165,8 +154,6 @@ private:
                 codes[bin * blockFrames + l] = w.mask[bin * blockFrames + lane];
         }
 
-        w.fft.load (starts);
-        w.fft.forward (w.spectrum.data());
         kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, w.gains.size());
 
         for (std::size_t bin = 0; bin < shape.numBins; ++bin)

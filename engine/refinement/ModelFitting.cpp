@@ -169,30 +169,27 @@ private:
 };
 } // namespace
 
-std::optional<FittedModel> fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress)
+std::optional<FittedModel>
+fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twins, ProgressRange progress)
 {
     const auto& shape = run.shape;
     const auto& bands = run.bands;
     const auto numTracks = run.tracks.size();
-    std::vector<DrumType> types;
     std::vector<SeparationEvidence> evidence;
 
-    for (const auto& track : run.tracks)
-    {
-        types.push_back (track.drumType);
+    for (std::size_t i = 0; i < numTracks; ++i)
         evidence.emplace_back (bands,
                                rowFrames (shape),
                                static_cast<std::size_t> (shape.numFrames),
                                static_cast<double> (shape.rate.hop) / shape.rate.sampleRate);
-    }
 
-    const auto rules = riseRules (powers.totals);
+    const auto rules = riseRules (powers.totals, twins);
     const auto room = binsOfBlock (shape, numTracks);
     BinGains gains (shape.numBins, numTracks);
 
     const auto fitBand = [&] (std::size_t band, Workspace& w)
     {
-        InterferenceModel model (types, static_cast<std::size_t> (shape.numFrames), rules);
+        InterferenceModel model (twins, static_cast<std::size_t> (shape.numFrames), rules);
 
         for (auto first = bands.firstBin (band); first < bands.endBin (band); first += room)
         {

@@ -3,6 +3,7 @@
 #include "engine/refinement/RefinementPasses.h"
 
 #include <algorithm>
+#include <array>
 
 namespace tessivar::refinement
 {
@@ -17,14 +18,17 @@ constexpr std::size_t segmentsPerItem = 4;   // at most; a block more is transfo
 class TrackGathering
 {
 public:
-    TrackGathering (const SpectrumShape& s, const RefinementTrack& t, Workspace& workspace)
-        : shape (s), track (t), w (workspace)
+    TrackGathering (const RefinementRun& run, const RefinementTrack& t, Workspace& workspace)
+        : shape (run.shape), bands (run.bands), track (t), w (workspace)
     {
     }
 
-    /** Segments first .. end - 1; totals: of all frames. */
-    [[nodiscard]] AnalysisStatus
-    gather (std::size_t first, std::size_t end, const TrackPower& planes, std::span<float> totals)
+    /** Segments first .. end - 1; totals and bandPowers: of all frames. */
+    [[nodiscard]] AnalysisStatus gather (std::size_t first,
+                                         std::size_t end,
+                                         const TrackPower& planes,
+                                         std::span<float> totals,
+                                         std::span<float> bandPowers)
     {
         for (auto& codes : w.codes)
             codes.resize (shape.tileCodes());
@@ -48,7 +52,8 @@ public:
                 if (! transform (static_cast<std::int64_t> (frame) + 1))
                     return AnalysisStatus::readFailed;
 
-                pack (block, totals.subspan (std::min (frame, totals.size())));
+                pack (block);
+                sumUp (frame, totals, bandPowers);
             }
 
             if (! write (segment, planes.upper, w.codes[0]) || ! write (segment, planes.lower, w.codes[1])
@@ -93,16 +98,33 @@ private:
         return true;
     }
 
-    /** Packs one of a segment's blocks, and puts the power of its frames into totals. */
-    void pack (std::size_t block, std::span<float> totals)
+    /** Puts the powers of sixteen frames, of all bins and by band, where they belong. */
+    void sumUp (std::size_t frame, std::span<float> totals, std::span<float> bandPowers)
+    {
+        const auto numFrames = totals.size();
+        std::array<float, blockFrames> sums{};
+
+        const auto put = [&] (std::span<float> row, std::size_t firstBin, std::size_t endBin)
+        {
+            kernels::sumRows (sums.data(), w.sourcePowers.data() + firstBin * blockFrames, endBin - firstBin);
+            const auto rest = row.subspan (std::min (frame, numFrames));
+            std::copy_n (sums.begin(), std::min (sums.size(), rest.size()), rest.begin());
+        };
+
+        put (totals, 0, shape.numBins);
+
+        for (std::size_t band = 0; band < bands.count(); ++band)
+            put (
+                bandPowers.subspan (band * numFrames, numFrames), bands.firstBin (band), bands.endBin (band));
+    }
+
+    /** Packs one of a segment's blocks. */
+    void pack (std::size_t block)
     {
         const auto at = block * shape.blockCodes();
         const auto* power = w.sourcePowers.data();
         // For a track that is not rendered there is nothing better.
         const auto* estimate = track.standard != nullptr ? w.outputPowers.data() : power;
-        std::array<float, blockFrames> sums{};
-        kernels::sumRows (sums.data(), power, shape.numBins);
-        std::copy_n (sums.begin(), std::min (sums.size(), totals.size()), totals.begin());
         kernels::splitFloats (w.codes[0].data() + at, w.codes[1].data() + at, power, shape.blockCodes());
         kernels::packPowers (w.codes[2].data() + at, estimate, power, firstEstimateFloor, shape.blockCodes());
     }
@@ -115,6 +137,7 @@ private:
     }
 
     const SpectrumShape& shape;
+    const EvidenceBands& bands;
     const RefinementTrack& track;
     Workspace& w;
 };
@@ -142,6 +165,7 @@ std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange pr
     {
         powers.tracks.push_back ({ takePlane(), takePlane(), takePlane() });
         powers.totals.emplace_back (static_cast<std::size_t> (shape.numFrames));
+        powers.bands.emplace_back (run.bands.count() * static_cast<std::size_t> (shape.numFrames));
     }
 
     const auto isDone = run.forEach ((numSegments + segmentsPerItem - 1) / segmentsPerItem * numTracks,
@@ -150,11 +174,12 @@ std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange pr
                                      {
                                          const auto first = item / numTracks * segmentsPerItem,
                                                     i = item % numTracks;
-                                         return TrackGathering (shape, run.tracks[i], w)
+                                         return TrackGathering (run, run.tracks[i], w)
                                              .gather (first,
                                                       std::min (first + segmentsPerItem, numSegments),
                                                       powers.tracks[i],
-                                                      powers.totals[i]);
+                                                      powers.totals[i],
+                                                      powers.bands[i]);
                                      });
     return isDone ? std::optional (std::move (powers)) : std::nullopt;
 }

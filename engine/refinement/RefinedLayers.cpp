@@ -26,7 +26,13 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! powers)
         return run.status();
 
-    auto model = fitModel (run, std::move (*powers), { 0.25, 0.5 });
+    const auto twins = findTwins (run, *powers, { 0.25, 0.26 });
+
+    if (! twins)
+        return run.status();
+
+    powers->bands = {};
+    auto model = fitModel (run, std::move (*powers), *twins, { 0.26, 0.5 });
 
     if (! model)
         return run.status();

@@ -4,6 +4,7 @@
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
 #include "engine/refinement/TrackBenefit.h"
+#include "engine/refinement/TwinMicrophones.h"
 
 #include <cstdint>
 #include <optional>
@@ -30,11 +31,27 @@ struct GatheredPowers
 {
     std::vector<TrackPower> tracks;
     std::vector<std::vector<float>> totals; // power of whole frames, by track
+    std::vector<std::vector<float>>
+        bands; // power of the evidence's bands, by track; a band's frames in a row
 };
 
 /** First pass: the power of every track, and as the first estimate of its own drum that of its standard
     output at Focus 4. */
 [[nodiscard]] std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress);
+
+/** Finds the microphones that hear the same drum, by their sound, and fills the findings' sharedDrum.
+
+    In every band the strongest onsets of both must coincide, each relative to its own strongest: leakage
+    arrives far below them, and where drums leak as loudly as they play, some band still tells them apart.
+    About these onsets the microphones must be coherent, bin by bin over at most 240 frames, so that delay,
+    polarity and colour don't matter: drums that are always hit together have onsets in common, but no phase.
+    The less coherent two microphones are, the more alike their onsets must be; equal types count a little.
+
+    Four flops a band, frame and track and some thousand comparisons a band and pair; only pairs of like
+    onsets take transforms, at most 480, and 16 flops a bin and frame of theirs. Four bytes a band and frame
+    of a track for the rises, beside the powers by band. */
+[[nodiscard]] std::optional<TwinMicrophones>
+findTwins (RefinementRun& run, const GatheredPowers& powers, ProgressRange progress);
 
 /** By bin: the power gain from each drum into each microphone, and the mean power of each track. */
 class BinGains
@@ -88,7 +105,7 @@ struct FittedModel
 
 /** Fits the interference model band by band. */
 [[nodiscard]] std::optional<FittedModel>
-fitModel (RefinementRun& run, GatheredPowers powers, ProgressRange progress);
+fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twins, ProgressRange progress);
 
 /** Bytes that a worker holds meanwhile, at least the room for one bin of all tracks. */
 [[nodiscard]] std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks);

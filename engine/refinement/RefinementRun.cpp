@@ -27,6 +27,33 @@ Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
     }
 }
 
+bool Workspace::load (SampleSource& track, std::span<const std::int64_t> frames, const SpectrumShape& shape)
+{
+    const auto frameLength = static_cast<std::size_t> (shape.rate.frameLength);
+    const auto hop = static_cast<std::size_t> (shape.rate.hop);
+    std::array<const float*, blockFrames> starts{};
+    std::size_t end = 0; // of the samples in hand
+    chosen.resize (blockFrames * frameLength);
+
+    for (std::size_t l = 0; l < frames.size(); ++l)
+    {
+        // A frame that follows the one before shares all but a hop with it.
+        const auto numNew = l > 0 && frames[l] == frames[l - 1] + 1 ? hop : frameLength;
+        const auto room = std::span (chosen).subspan (end, numNew);
+        end += numNew;
+        starts[l] = chosen.data() + end - frameLength;
+
+        if (! readSource (
+                track,
+                { frameStart (frames[l], shape.rate) + static_cast<std::int64_t> (frameLength - numNew),
+                  room }))
+            return false;
+    }
+
+    fft.load (starts);
+    return true;
+}
+
 RefinementRun::RefinementRun (std::span<const RefinementTrack> t,
                               const AnalysisShape& analysisShape,
                               WorkerPool& p,

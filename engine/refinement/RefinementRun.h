@@ -59,6 +59,11 @@ struct Workspace
         fft.forward (spectrum.data());
     }
 
+    /** Loads chosen frames of a source, at most sixteen in ascending order, into the first lanes. False when
+        it can't be read. */
+    [[nodiscard]] bool
+    load (SampleSource& track, std::span<const std::int64_t> frames, const SpectrumShape& shape);
+
     /** From these spectra, still in hand, the powers of the frames one before each, means of three. */
     void smoothPowers (AlignedBuffer& means, FrameStream& frames)
     {

@@ -15,7 +15,6 @@ constexpr RiseRule wary{ 1.5f, 2.0f, 0.5 }, usual{ 1.25f, 2.0f, 0.65 }, trusting
 // Median rise of whole frames in one microphone over that in the other, in dB.
 constexpr double heardPairDb = -45.0;                  // of a drum in a microphone: heard
 constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the other drums in a microphone
-constexpr double sameDrumDb = -6.0;                    // too loud for leakage: both hear one drum
 constexpr double unheardDb = -90.0;
 
 /** Onsets: of a track's loudest frames the half that rises most. */
@@ -60,7 +59,7 @@ medianRiseDb (std::span<const float> own, std::span<const float> other, std::spa
 }
 } // namespace
 
-std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals)
+std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals, const TwinMicrophones& twins)
 {
     const auto numTracks = totals.size();
     std::vector<double> heard (numTracks * numTracks, unheardDb);
@@ -81,8 +80,8 @@ std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals)
         auto loudest = unheardDb;
 
         for (std::size_t j = 0; j < numTracks; ++j)
-            if (const auto db = heard[i * numTracks + j]; i != j && db < sameDrumDb)
-                loudest = std::max (loudest, db);
+            if (i != j && ! twins.areTwins (i, j))
+                loudest = std::max (loudest, heard[i * numTracks + j]);
 
         for (std::size_t j = 0; j < numTracks; ++j)
         {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/refinement/TwinMicrophones.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <span>
@@ -43,6 +45,7 @@ struct RiseRule
 
     @param totals  for each microphone the power of whole frames, means of three
 */
-[[nodiscard]] std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals);
+[[nodiscard]] std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals,
+                                               const TwinMicrophones& twins);
 
 } // namespace tessivar

@@ -16,36 +16,53 @@ constexpr std::int64_t length = 150000; // samples at 44.1 kHz
 constexpr std::size_t numDrums = 3;
 constexpr DrumType drumTypes[numDrums]{ DrumType::kick, DrumType::snare, DrumType::tomLow };
 
-/** A kick, a snare and a tom in turn: damped tones with some hiss, at periods that seldom meet. */
-std::vector<float> playDrum (std::size_t drum)
+/** A damped tone with some hiss, at every period from start on. */
+struct Drum
 {
-    constexpr double frequencies[numDrums]{ 65.0, 210.0, 120.0 }, decays[numDrums]{ 0.05, 0.06, 0.12 },
-        hisses[numDrums]{ 0.02, 0.6, 0.05 };
-    constexpr std::int64_t periods[numDrums]{ 22050, 15111, 41000 }, starts[numDrums]{ 0, 7000, 11500 };
-    RandomStream noise (drum + 1);
-    std::vector<float> samples (static_cast<std::size_t> (length));
+    double frequency, decay, hiss; // Hz, s, relative to the tone
+    std::int64_t period, start;    // samples
+    std::uint64_t seed;
 
-    for (auto i = starts[drum]; i < length; ++i)
+    [[nodiscard]] std::vector<float> play() const
     {
-        const auto t = static_cast<double> ((i - starts[drum]) % periods[drum]) / 44100.0;
-        const auto tone = std::sin (6.283185307 * frequencies[drum] * t);
-        const auto hiss = hisses[drum] * (static_cast<double> (noise.next()) - 0.5);
-        samples[static_cast<std::size_t> (i)] =
-            0.5f * static_cast<float> (std::exp (-t / decays[drum]) * (tone + hiss));
-    }
+        RandomStream noise (seed);
+        std::vector<float> samples (static_cast<std::size_t> (length));
 
-    return samples;
+        for (auto i = start; i < length; ++i)
+        {
+            const auto t = static_cast<double> ((i - start) % period) / 44100.0;
+            const auto tone = std::sin (6.283185307 * frequency * t);
+            samples[static_cast<std::size_t> (i)] =
+                0.5f
+                * static_cast<float> (std::exp (-t / decay)
+                                      * (tone + hiss * (static_cast<double> (noise.next()) - 0.5)));
+        }
+
+        return samples;
+    }
+};
+
+/** A kick, a snare and a tom in turn, at periods that seldom meet. */
+constexpr Drum drums[numDrums]{ { 65.0, 0.05, 0.02, 22050, 0, 1 },
+                                { 210.0, 0.06, 0.6, 15111, 7000, 2 },
+                                { 120.0, 0.12, 0.05, 41000, 11500, 3 } };
+
+/** Adds what a signal gives in a microphone 0.8 m away. */
+void addLeakage (std::vector<float>& microphone, const std::vector<float>& signal, float leakage)
+{
+    for (std::size_t i = 100; i < microphone.size(); ++i)
+        microphone[i] += leakage * signal[i - 100];
 }
 
 /** Three microphones; a drum that is silenced stays so in all of them. */
 struct SmallKit
 {
-    explicit SmallKit (float leakage, int silencedDrum = -1, float tomLevel = 1.0f)
+    explicit SmallKit (float leakage, int silencedDrum = -1, float tomLevel = 1.0f, float intoKick = -1.0f)
     {
         for (std::size_t drum = 0; drum < numDrums; ++drum)
             own[drum] = static_cast<int> (drum) == silencedDrum
                             ? std::vector<float> (static_cast<std::size_t> (length))
-                            : playDrum (drum);
+                            : drums[drum].play();
 
         for (auto& sample : own[2])
             sample *= tomLevel;
@@ -55,8 +72,8 @@ struct SmallKit
             auto mix = own[track];
 
             for (std::size_t other = 0; other < numDrums; ++other)
-                for (std::size_t i = 100; other != track && i < mix.size(); ++i)
-                    mix[i] += leakage * own[other][i - 100]; // a path of 0.8 m
+                if (other != track)
+                    addLeakage (mix, own[other], track == 0 && intoKick >= 0.0f ? intoKick : leakage);
 
             microphones.push_back (std::make_unique<MemorySource> (std::move (mix)));
         }
@@ -150,13 +167,13 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
 
     SECTION ("a drum whose finding is unsure is not subtracted from the others")
     {
-        // Leakage nearly as loud as the drums: what is kept of the kick holds the snare as well.
-        SmallKit kit (0.8f, -1, 0.45f);
+        // In the kick's microphone the others are as loud: what is kept of it holds the snare as well.
+        SmallKit kit (0.1f, -1, 0.45f, 1.0f);
         kit.analyse();
         const auto& kick = kit.result.tracks[0];
         CHECK (kick.findings.suggestedFocus > 0.0);
         CHECK (kick.findings.certainty() == Certainty::unsure);
-        CHECK (kit.quality (1) > 8.5); // 3.2 dB less with it
+        CHECK (kit.quality (1) > 8.5); // 6.9 dB less with it
     }
 
     SECTION ("silence, as a lead-in, in a gap, as a whole track and everywhere, stays silence")
@@ -194,6 +211,58 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
         {
             CHECK (kit.result.tracks[track].findings.suggestedFocus == 0.0);
             CHECK (kit.removedDb (track, 5.0f) <= 0.0);
+        }
+    }
+}
+
+TEST_CASE ("Two microphones on one drum are told by their sound", "[engine][refinement]")
+{
+    // A kick in two microphones of unlike types, a tom that is always hit with it (within 15 ms) and typed
+    // like it, and two snares.
+    constexpr Drum played[]{
+        drums[0], drums[1], { 120.0, 0.12, 0.05, 22150, 0, 3 }, { 260.0, 0.04, 0.6, 19000, 3000, 4 }
+    };
+    constexpr std::size_t drumOf[]{ 0, 0, 2, 1, 3 };
+    constexpr DrumType types[]{
+        DrumType::kick, DrumType::tomFloor, DrumType::kick, DrumType::snare, DrumType::snare
+    };
+    std::vector<std::vector<float>> own;
+    std::vector<std::unique_ptr<MemorySource>> microphones;
+    std::vector<AnalysisTrack> tracks;
+
+    for (const auto& drum : played)
+        own.push_back (drum.play());
+
+    for (std::size_t i = 0; i < std::size (drumOf); ++i)
+    {
+        auto mix = own[drumOf[i]];
+
+        // The second microphone on the kick stands outside: later, duller and turned round.
+        for (std::size_t n = mix.size(); i == 1 && n-- > 41;)
+            mix[n] = -0.4f * mix[n - 40] - 0.4f * mix[n - 41];
+
+        for (std::size_t other = 0; other < own.size(); ++other)
+            if (other != drumOf[i])
+                addLeakage (mix, own[other], i == 1 ? 0.2f : 0.1f);
+
+        microphones.push_back (std::make_unique<MemorySource> (std::move (mix)));
+        tracks.push_back ({ { types[i], false, 44100.0, length }, microphones.back().get() });
+    }
+
+    for (const auto threads : { 1, 3 })
+    {
+        MemoryStorage storage (tracks);
+        const auto result =
+            analyseTracks (tracks, quietOptions (threads, AnalysisMethod::refined), storage, {});
+        REQUIRE (result.status == AnalysisStatus::completed);
+
+        CHECK (result.tracks[0].findings.sharedDrum > 0);
+        CHECK (result.tracks[1].findings.sharedDrum == result.tracks[0].findings.sharedDrum);
+
+        for (std::size_t i = 2; i < tracks.size(); ++i)
+        {
+            INFO ("track " << i);
+            CHECK (result.tracks[i].findings.sharedDrum == 0);
         }
     }
 }
