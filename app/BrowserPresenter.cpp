@@ -132,8 +132,11 @@ BrowserState BrowserPresenter::makeState()
         row.open = closedGroups.count (group->id()) == 0;
         row.mark = markOf (*group);
 
+        const auto contents = group->state();
+
         for (int i = 0; i < group->numTracks(); ++i)
-            row.tracks.push_back (rowFor (group->track (i)->state(), group->track (i)->isSourceFileThere()));
+            row.tracks.push_back (
+                rowFor (contents, static_cast<std::size_t> (i), group->track (i)->isSourceFileThere()));
 
         state.groups.push_back (std::move (row));
     }
@@ -145,8 +148,9 @@ BrowserState BrowserPresenter::makeState()
     return state;
 }
 
-TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsThere)
+TrackRowState BrowserPresenter::rowFor (const GroupState& group, std::size_t index, bool sourceIsThere)
 {
+    const auto& track = group.tracks[index];
     TrackRowState row;
     row.id = static_cast<RowId> (track.id);
     row.name = track.name;
@@ -157,7 +161,7 @@ TrackRowState BrowserPresenter::rowFor (const TrackState& track, bool sourceIsTh
     row.sourceMissing = ! sourceIsThere && track.source == nullptr;
     row.wave = miniWaveFor (track);
     row.leakage = leakageText (track);
-    row.hint = findingsSentence (track);
+    row.hint = findingsSentence (track, group.namesSharingDrumWith (index));
 
     if (track.hasProcessedOutput())
         row.focusPercent = juce::roundToInt (track.soundingKnobs().focus * 100.0f / focusMaximum);

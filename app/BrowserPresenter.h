@@ -42,7 +42,7 @@ private:
 
     /** Folds all but the selected Group after new ones have been opened. */
     void foldOlderGroups();
-    [[nodiscard]] TrackRowState rowFor (const TrackState& track, bool sourceIsThere);
+    [[nodiscard]] TrackRowState rowFor (const GroupState& group, std::size_t index, bool sourceIsThere);
     [[nodiscard]] std::shared_ptr<const MiniWave> miniWaveFor (const TrackState& track);
 
     TessivarWorkspace& workspace;

@@ -64,15 +64,19 @@ juce::String leakageText (const TrackState& track)
            + juce::String (std::abs (level)) + " dB";
 }
 
-juce::String findingsSentence (const TrackState& track)
+juce::String findingsSentence (const TrackState& track, const juce::StringArray& sameDrumAs)
 {
     if (! hasFindings (track))
         return {};
 
     const auto focus = *track.findings.suggestedFocus;
+    const auto twins = sameDrumAs.isEmpty()
+                           ? juce::String()
+                           : " It hears the same drum as " + sameDrumAs.joinIntoString (", ") + ".";
 
     if (focus == 0.0)
-        return "No drum was found that could be kept apart: it hardly plays, or most of the track would go.";
+        return "No drum was found that could be kept apart: it hardly plays, or most of the track would go."
+               + twins;
 
     const auto level = juce::roundToInt (track.findings.leakageDb);
     const auto place =
@@ -82,7 +86,8 @@ juce::String findingsSentence (const TrackState& track)
     return "Leakage is " + place + ". Focus " + focusPercent (focus) + " is suggested"
            + (certainty == Certainty::unsure
                   ? juce::String (", but the analysis is unsure: listen to it.")
-                  : "; the analysis is " + juce::String (certaintyText (certainty)) + ".");
+                  : "; the analysis is " + juce::String (certaintyText (certainty)) + ".")
+           + twins;
 }
 
 AnalysisSummary analysisSummary (const GroupState& group)
@@ -91,14 +96,15 @@ AnalysisSummary analysisSummary (const GroupState& group)
     juce::StringArray unsure;
     auto count = 0;
 
-    for (const auto& track : group.tracks)
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
+        const auto& track = group.tracks[i];
         count += track.hasProcessedOutput() ? 1 : 0;
 
         if (! hasFindings (track))
             continue;
 
-        summary.sentences.add (track.name + ": " + findingsSentence (track));
+        summary.sentences.add (track.name + ": " + findingsSentence (track, group.namesSharingDrumWith (i)));
 
         if (*track.findings.suggestedFocus == 0.0 || track.findings.certainty() == Certainty::unsure)
             unsure.add (track.name);
@@ -157,7 +163,8 @@ WaveLook waveLookFor (const TrackState& track, ListenMode listening)
     return WaveLook::processed;
 }
 
-WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
+WaveTrackHeader::Content
+headerFor (const TrackState& track, WaveLook look, const juce::StringArray& sameDrumAs)
 {
     const auto type = track.drumType();
     WaveTrackHeader::Content content;
@@ -177,11 +184,14 @@ WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look)
             content.facts << "best left as it is" << bullet();
     }
 
+    if (! sameDrumAs.isEmpty())
+        content.facts << "same drum as " << sameDrumAs.joinIntoString (", ") << bullet();
+
     content.facts << track.sourceInfo.bitsPerSample << "-bit"
                   << (track.sourceInfo.isFloatingPoint ? " float" : "") << bullet() << "mono" << bullet()
                   << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate(), true);
 
-    content.hint = findingsSentence (track);
+    content.hint = findingsSentence (track, sameDrumAs);
     return content;
 }
 

@@ -17,12 +17,14 @@ namespace tessivar
 [[nodiscard]] WaveTrack
 waveTrackFor (const TrackState& track, const TrackWaveform* waveform, std::int64_t groupLength);
 [[nodiscard]] WaveLook waveLookFor (const TrackState& track, ListenMode listening);
-[[nodiscard]] WaveTrackHeader::Content headerFor (const TrackState& track, WaveLook look);
+[[nodiscard]] WaveTrackHeader::Content
+headerFor (const TrackState& track, WaveLook look, const juce::StringArray& sameDrumAs);
 [[nodiscard]] DockState dockFor (const TrackState* track, ListenMode listening);
 
-/** What an analysis found out about a track. */
-[[nodiscard]] juce::String leakageText (const TrackState& track);      // "leakage -3 dB", or nothing
-[[nodiscard]] juce::String findingsSentence (const TrackState& track); // or nothing
+/** What an analysis found out about a track; sameDrumAs: the tracks that hear the same drum. */
+[[nodiscard]] juce::String leakageText (const TrackState& track); // "leakage -3 dB", or nothing
+[[nodiscard]] juce::String findingsSentence (const TrackState& track,
+                                             const juce::StringArray& sameDrumAs); // or nothing
 
 /** What is said after an analysis: one line that sums it up, and a sentence for each track with findings. */
 struct AnalysisSummary

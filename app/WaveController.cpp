@@ -102,7 +102,10 @@ void WaveController::show (const Group::Ptr& group, const Track::Ptr& track)
     const auto look = waveLookFor (state, mode);
     const auto waveform = waveforms.find (state);
     const auto weights = soundingWeights (state);
-    header.setContent (headerFor (state, look));
+    header.setContent (
+        headerFor (state,
+                   look,
+                   group->state().namesSharingDrumWith (static_cast<std::size_t> (group->indexOf (*track)))));
     view.setTrack (waveTrackFor (state, waveform.get(), group->lengthInSamples()));
     view.setLook (look);
 

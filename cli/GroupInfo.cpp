@@ -53,8 +53,9 @@ Json knobsToJson (KnobValues values)
     return Json{ { "focus", values.focus }, { "fine", values.fine } };
 }
 
-Json trackToJson (const TrackState& track)
+Json trackToJson (const GroupState& group, std::size_t index)
 {
+    const auto& track = group.tracks[index];
     Json json;
     json["name"] = jsonText (track.name);
     json["type"] = jsonText (drumTypeKey (track.drumType()));
@@ -65,6 +66,7 @@ Json trackToJson (const TrackState& track)
     json["selected"] = track.record.selected() == KnobSetting::a ? "A" : "B";
     json["suggestedFocus"] = valueOrNull (track.findings.suggestedFocus);
     json["leakageDb"] = track.findings.suggestedFocus ? Json (track.findings.leakageDb) : Json();
+    json["sameDrumAs"] = jsonTexts (group.namesSharingDrumWith (index));
     json["sampleRate"] = track.sourceInfo.sampleRate;
     json["lengthInSamples"] = track.lengthInSamples();
     json["bitsPerSample"] = track.sourceInfo.bitsPerSample;
@@ -126,8 +128,8 @@ Json groupInfoToJson (const juce::File& file, const LoadedGroup& loaded)
     json["damaged"] = loaded.damaged;
     json["notes"] = jsonTexts (loaded.notes);
     json["tracks"] = Json::array();
-    for (const auto& track : group.tracks)
-        json["tracks"].push_back (trackToJson (track));
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
+        json["tracks"].push_back (trackToJson (group, i));
     return json;
 }
 

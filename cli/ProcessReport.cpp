@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -103,12 +104,25 @@ juce::String suggestionLabel (const TrackState& track, const ReportedTrack&)
 
 std::string formatTracks (const ProcessReport& report, const ProcessRequest& request, bool isPlan)
 {
-    using Cell = juce::String (*) (const TrackState&, const ReportedTrack&);
+    const auto& tracks = report.group.tracks;
+    const auto twinsOf = [&] (const TrackState& track)
+    { return report.group.namesSharingDrumWith (static_cast<std::size_t> (&track - tracks.data())); };
+    const auto twinsLabel = [&] (const TrackState& track, const ReportedTrack&)
+    {
+        const auto names = twinsOf (track);
+        return names.isEmpty() ? juce::String ("-") : printable (names.joinIntoString (", "));
+    };
+
+    using Cell = std::function<juce::String (const TrackState&, const ReportedTrack&)>;
     std::vector<std::pair<const char*, Cell>> columns{
         { "Track", trackLabel }, { "Type", typeLabel }, { "Focus", focusLabel }, { "Fine", fineLabel }
     };
     if (report.method == AnalysisMethod::refined && ! isPlan)
         columns.insert (columns.end(), { { "Leakage", leakageLabel }, { "Suggested", suggestionLabel } });
+    if (! isPlan
+        && std::any_of (
+            tracks.begin(), tracks.end(), [&] (const auto& track) { return ! twinsOf (track).isEmpty(); }))
+        columns.emplace_back ("Hears the same drum as", twinsLabel);
     if (! isPlan && request.writesAudio())
         columns.emplace_back ("Removed", removedLabel);
     if (request.writesAudio())
@@ -119,7 +133,7 @@ std::string formatTracks (const ProcessReport& report, const ProcessRequest& req
     {
         rows.front().push_back (heading);
         for (std::size_t i = 0; i < report.tracks.size(); ++i)
-            rows[i + 1].push_back (cell (report.group.tracks[i], report.tracks[i]));
+            rows[i + 1].push_back (cell (tracks[i], report.tracks[i]));
     }
     return formatTable (rows);
 }
@@ -199,8 +213,10 @@ Json bytesToJson (std::uint64_t bytes)
     return bytes == unknownBytes ? Json() : Json (bytes);
 }
 
-Json trackToJson (const TrackState& track, const ReportedTrack& reported)
+Json trackToJson (const ProcessReport& report, std::size_t index)
 {
+    const auto& track = report.group.tracks[index];
+    const auto& reported = report.tracks[index];
     const auto& source = track.sourceInfo;
     Json json;
     json["name"] = jsonText (reported.name);
@@ -229,6 +245,7 @@ Json trackToJson (const TrackState& track, const ReportedTrack& reported)
     json["hits"] = isSuggested && track.findings.numHits ? Json (*track.findings.numHits) : Json();
     json["confidence"] =
         isSuggested && track.findings.confidence ? Json (*track.findings.confidence) : Json();
+    json["sameDrumAs"] = jsonTexts (report.group.namesSharingDrumWith (index));
 
     const bool written = reported.isWritten();
     json["written"] = written;
@@ -347,7 +364,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
 
     json["tracks"] = Json::array();
     for (std::size_t i = 0; i < report.tracks.size(); ++i)
-        json["tracks"].push_back (trackToJson (report.group.tracks[i], report.tracks[i]));
+        json["tracks"].push_back (trackToJson (report, i));
 
     json["componentFiles"] = Json::array();
     for (const auto& file : report.componentFiles)

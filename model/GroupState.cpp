@@ -5,6 +5,17 @@
 namespace tessivar
 {
 
+juce::StringArray GroupState::namesSharingDrumWith (std::size_t track) const
+{
+    juce::StringArray names;
+
+    for (std::size_t other = 0; other < tracks.size(); ++other)
+        if (other != track && tracks[track].sharesDrumWith (tracks[other]))
+            names.add (tracks[other].name);
+
+    return names;
+}
+
 bool GroupState::changedSinceAnalysis() const
 {
     return ! analysis || analysis->method != method

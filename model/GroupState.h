@@ -82,6 +82,13 @@ struct TrackState
 
     /** Whether what is played and exported is rendered, and not the source as it is. */
     [[nodiscard]] bool hasProcessedOutput() const { return rendered != nullptr && takesPart(); }
+
+    /** Whether this and another track of the Group hear the same drum, as the last analysis found. */
+    [[nodiscard]] bool sharesDrumWith (const TrackState& other) const
+    {
+        return hasProcessedOutput() && other.hasProcessedOutput() && findings.sharedDrum > 0
+               && findings.sharedDrum == other.findings.sharedDrum;
+    }
 };
 
 /** Everything about a Group, as a value. */
@@ -107,6 +114,9 @@ struct GroupState
 
     /** Hz, of the first track; 0 when there is none. */
     [[nodiscard]] double sampleRate() const { return tracks.empty() ? 0.0 : tracks.front().sampleRate(); }
+
+    /** Names of the other tracks that hear the same drum. */
+    [[nodiscard]] juce::StringArray namesSharingDrumWith (std::size_t track) const;
 
     /** Whether an analysis would give something else than the last one did; true when there was none. */
     [[nodiscard]] bool changedSinceAnalysis() const;

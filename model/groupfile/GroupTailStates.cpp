@@ -32,7 +32,8 @@ constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysedExcluded = "analysed.excluded", focusMatch = "findings.focusMatchDb",
                bestFocus = "findings.bestFocusUpTo", leakage = "findings.leakageDb",
                maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus",
-               numHits = "findings.numHits", confidence = "findings.confidence";
+               numHits = "findings.numHits", confidence = "findings.confidence",
+               sharedDrum = "findings.sharedDrum";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -132,6 +133,9 @@ void addFindings (const TrackFindings& findings, Properties& properties)
 
     if (findings.suggestedFocus)
         properties.set (key::suggestedFocus, tessivar::textOf (*findings.suggestedFocus));
+
+    if (findings.sharedDrum > 0)
+        properties.set (key::sharedDrum, juce::String (findings.sharedDrum));
 }
 
 TrackFindings takeFindings (PropertiesLeft& properties)
@@ -148,6 +152,7 @@ TrackFindings takeFindings (PropertiesLeft& properties)
 
     findings.confidence = doubleOf (properties.take (key::confidence));
     findings.suggestedFocus = doubleOf (properties.take (key::suggestedFocus));
+    findings.sharedDrum = properties.takeInt (key::sharedDrum, 1, 1 << 20, 0);
     return findings;
 }
 

@@ -75,6 +75,7 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.findings.suggestedFocus = 2.7;
     kick.findings.numHits = 12;
     kick.findings.confidence = 0.93;
+    kick.findings.sharedDrum = 3;
     kick.unknownProperties.set ("x", "1");
 
     SourceChunks chunks;
