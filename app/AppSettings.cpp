@@ -24,7 +24,15 @@ int analysisThreads (const juce::PropertySet& settings)
 AnalysisMethod defaultMethod (const juce::PropertySet& settings)
 {
     return parseAnalysisMethod (settings.getValue (appSettingsKeys::analysisMethod).toRawUTF8())
-        .value_or (AnalysisMethod::standard);
+        .value_or (usualMethod);
+}
+
+AnalysisOptions analysisOptions (AnalysisMethod method, const juce::PropertySet& settings)
+{
+    AnalysisOptions options;
+    options.method = method;
+    options.numThreads = analysisThreads (settings);
+    return options;
 }
 
 ExportFileType exportFileType (const juce::PropertySet& settings)

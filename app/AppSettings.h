@@ -1,5 +1,6 @@
 #pragma once
 
+#include "jobs/AnalyseGroup.h"
 #include "jobs/ExportTracks.h"
 #include "model/GroupState.h"
 #include "model/settings/SettingsStore.h"
@@ -15,10 +16,11 @@ namespace tessivar
 namespace appSettingsKeys
 {
 inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
-inline constexpr auto analysisMethod = "analysisMethod";   // "standard" or "refined", of new Groups
-inline constexpr auto exportFileType = "exportFileType";   // "wav" or "aiff", of exports to a folder
-inline constexpr auto interfaceSize = "interfaceSize";     // percent; 0: automatic
-inline constexpr auto reducedMotion = "reducedMotion";     // absent: as the desktop says
+inline constexpr auto analysisMethod =
+    "analysisMethod"; // "standard" or "refined": chosen last, for new Groups
+inline constexpr auto exportFileType = "exportFileType"; // "wav" or "aiff", of exports to a folder
+inline constexpr auto interfaceSize = "interfaceSize";   // percent; 0: automatic
+inline constexpr auto reducedMotion = "reducedMotion";   // absent: as the desktop says
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB
@@ -29,6 +31,10 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 
 [[nodiscard]] int analysisThreads (const juce::PropertySet& settings);
 [[nodiscard]] AnalysisMethod defaultMethod (const juce::PropertySet& settings);
+
+/** For an analysis by this method, on the threads that the user chose. */
+[[nodiscard]] AnalysisOptions analysisOptions (AnalysisMethod method, const juce::PropertySet& settings);
+
 [[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 

@@ -353,7 +353,7 @@ bool GroupWork::close (const Group::Ptr& group)
 std::vector<ProgressStage> TessivarProcess::stages() const
 {
     return analysisStages (method::numIterations,
-                           state.method == AnalysisMethod::refined ? standardShare : 1.0);
+                           options.method == AnalysisMethod::refined ? standardShare : 1.0);
 }
 
 GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
@@ -367,9 +367,8 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
         return result;
     }
 
-    AnalysisOptions options;
+    auto options = analysisOptions (group->state().workableMethod(), workspace.settings());
     options.resourceFolder = bytesOfPath (resources);
-    options.numThreads = analysisThreads (workspace.settings());
     TessivarProcess process (group, options, *temporary);
     const auto end = runner.run (process);
     result = std::move (process.result);
@@ -377,8 +376,14 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     if (end == JobRunner::End::failed)
         result.outcome = Outcome::failed (runner.failure().toStdString());
 
-    analysisNotes = result.notes;
+    analysisRemarks = result.remarks;
     return result;
+}
+
+void GroupWork::chooseMethod (const Group::Ptr& group, AnalysisMethod method)
+{
+    group->setMethod (method);
+    workspace.settings().setValue (appSettingsKeys::analysisMethod, analysisMethodKey (method));
 }
 
 void GroupWork::analyze (const Group::Ptr& group)
@@ -387,7 +392,7 @@ void GroupWork::analyze (const Group::Ptr& group)
         group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
 
     if (outcome.isOk() && onAnalysed)
-        onAnalysed (group, analysisNotes);
+        onAnalysed (group, analysisRemarks);
 
     if (outcome.end == Outcome::End::noRoom)
         offerAnotherTemporaryFolder ("There may be more room for temporary files in another folder.");
@@ -436,7 +441,7 @@ void GroupWork::analyzeAll()
             return;
 
         if (outcome.isOk() && onAnalysed)
-            onAnalysed (group, analysisNotes);
+            onAnalysed (group, analysisRemarks);
 
         summary.add (group->name() + ": "
                      + (outcome.isOk() ? juce::String ("analyzed") : collecting.lastWarning));

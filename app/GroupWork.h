@@ -9,6 +9,7 @@
 #include "model/TemporaryStore.h"
 #include "model/TessivarWorkspace.h"
 #include "model/groupfile/GroupFileSaving.h"
+#include "terms/AnalysisMethod.h"
 
 #include <functional>
 #include <memory>
@@ -53,6 +54,9 @@ public:
     void chooseAndImportFolders();
     void chooseAndImportFromGroup (const Group::Ptr& target);
 
+    /** For the next analysis of this Group, and for Groups to come. */
+    void chooseMethod (const Group::Ptr& group, AnalysisMethod method);
+
     void analyze (const Group::Ptr& group);
 
     /** Analyzes all open Groups, past those that are refused, and ends with a summary. */
@@ -73,7 +77,7 @@ public:
     std::function<void (const Group::Ptr&)> onClosed;
 
     /** Called after a successful analysis, with remarks on it. */
-    std::function<void (const Group::Ptr&, const juce::StringArray& notes)> onAnalysed;
+    std::function<void (const Group::Ptr&, const std::vector<AnalysisRemark>&)> onAnalysed;
 
     /** The user wants to choose another folder for temporary files. */
     std::function<void()> onChooseTemporaryFolder;
@@ -124,7 +128,7 @@ private:
     ImportWarnings warnings;
     std::shared_ptr<TemporaryStore> store; // made when it is first needed
     bool choosing = false;
-    juce::StringArray analysisNotes; // of the last analysis
+    std::vector<AnalysisRemark> analysisRemarks; // on the last analysis
 };
 
 } // namespace tessivar

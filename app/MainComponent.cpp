@@ -389,16 +389,23 @@ void MainComponent::wireWork()
         [this] (const juce::String& text, const juce::String& action, std::function<void()> onAction)
     { tellFor (text, action, std::move (onAction), false); };
     work.onChooseTemporaryFolder = [this] { openSettings (SettingsPageId::folders); };
-    work.onAnalysed = [this] (const Group::Ptr& group, const juce::StringArray& notes)
+    work.onAnalysed = [this] (const Group::Ptr& group, const std::vector<AnalysisRemark>& remarks)
     {
         unsaved.writeNow (group);
-        auto summary = analysisSummary (group->state());
-        summary.sentences.addArray (notes);
+        const auto [headline, sentences] = analysisSummary (group->state());
+        juce::String notice (headline), text (headline + ".");
+
+        for (const auto& remark : remarks)
+        {
+            notice << "; " << remark.brief;
+            text << "\n\n" << remark.text;
+        }
+
+        const auto hasMore = ! sentences.isEmpty() || ! remarks.empty();
         tellFor (
-            summary.headline,
-            summary.sentences.isEmpty() ? juce::String() : juce::String ("Details"),
-            [this, summary, name = group->name()]
-            { prompts.tell (name, summary.headline + ".", summary.sentences); },
+            notice,
+            hasMore ? "Details" : "",
+            [this, text, list = sentences, name = group->name()] { prompts.tell (name, text, list); },
             false);
     };
     work.onClosed = [this] (const Group::Ptr& group) { unsaved.discard (group); };

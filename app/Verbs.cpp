@@ -80,7 +80,7 @@ bool hasTrack (T t) { return t.track() != nullptr; }
 bool anyGroup (T t) { return t.work.hasGroups(); }
 bool playsWholeGroup (T t) { return hasTrack (t) && t.player.playsWholeGroup(); }
 template <AnalysisMethod method> bool hasMethod (T t) { return t.group()->method() == method; }
-template <AnalysisMethod method> void setMethod (T t) { t.group()->setMethod (method); }
+template <AnalysisMethod method> void setMethod (T t) { t.work.chooseMethod (t.group(), method); }
 void postExport (T t, ExportScope scope) { t.window.postExport (scope, t.group(), t.track()); }
 // clang-format on
 

@@ -54,8 +54,8 @@ constexpr auto focusOption = repeatable (
             "How much is removed: 0 leaves a track as it is, 5 keeps only the best component. VALUE is a "
             "number from 0 to 5, or a percentage of the range (50% is 2.5). Without NAME it holds for every "
             "track that no NAME matches. With the refined method VALUE may be the word suggested: the lowest "
-            "value that has the whole effect, found by the analysis for each track. Default: suggested with "
-            "the refined method, else 2.5. Tracks of a group file keep what they stand at, but that the "
+            "value that has the whole effect, found by the analysis for each track. Default: suggested, or "
+            "2.5 with the standard method. Tracks of a group file keep what they stand at, but that the "
             "refined method turns setting A where nobody has turned a knob; a VALUE goes to the setting that "
             "sounds."));
 
@@ -68,9 +68,10 @@ constexpr auto fineOption = repeatable (
 constexpr auto methodOption =
     valued ("--method",
             "METHOD",
-            "How the tracks are analyzed: standard, or refined, which models the leakage between the "
-            "microphones, removes much more of it, suggests a focus for each track and takes about twice as "
-            "long. Default: standard.",
+            "How the tracks are analyzed: refined, which models the leakage between the microphones, removes "
+            "much more of it and suggests a focus for each track, or standard, which takes about half as "
+            "long. Default: the one chosen in a group file, else refined; a microphone alone, which refined "
+            "has nothing to compare with and would leave as it is, is analyzed by standard.",
             ValueKind::analysisMethod);
 
 const auto typeHelp = "The drum type of the tracks that NAME matches: " + drumTypeWords()
@@ -132,7 +133,8 @@ constexpr auto spectraOption = valued (
 
 constexpr auto dryRunOption = flag ("--dry-run",
                                     "Check the files to their ends and print the plan and what it takes of "
-                                    "memory and disk; write nothing. Exits as the run would.");
+                                    "time, memory and disk, by the other method too; write nothing. Exits as "
+                                    "the run would.");
 
 constexpr auto quietOption = flag ("--quiet", "No progress and no table; errors are still told.");
 

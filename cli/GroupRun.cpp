@@ -5,6 +5,8 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 
+#include <algorithm>
+
 namespace tessivar
 {
 
@@ -96,7 +98,7 @@ AnalysisMethod GroupRun::method() const
     if (! request.analyses() && group.analysis)
         return group.analysis->method;
 
-    return request.method.value_or (group.method);
+    return request.method.value_or (group.workableMethod());
 }
 
 void GroupRun::addNotes (const juce::StringArray& notes)
@@ -115,6 +117,7 @@ void GroupRun::collectWarnings()
             report.warnings.push_back (collected);
             return false;
         });
+    std::ranges::stable_sort (report.warnings, {}, &ImportWarnings::Warning::code);
 }
 
 ProcessReport runGroup (const ProcessRequest& request, const CommandContext& context, OutputRules& rules)

@@ -117,8 +117,6 @@ void GroupRun::prepareGroup()
             request.saves() ? request.saveFile.getFileNameWithoutExtension()
                             : group.tracks.front().sourceInfo.file.getParentDirectory().getFileName());
 
-    group.method = method();
-
     for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
         auto& track = group.tracks[i];
@@ -168,7 +166,9 @@ bool GroupRun::analyse()
                      juce::String (analysisFailedText) + " (" + printable (result.outcome.reason) + ")");
 
     applyAnalysis (group, result);
-    addNotes (result.notes);
+
+    for (const auto& remark : result.remarks)
+        report.warnings.push_back ({ .code = remark.code, .message = remark.text, .entries = {} });
 
     for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {

@@ -30,6 +30,7 @@ bool GroupRun::loadGroup()
     }
 
     group = std::move (loaded.state);
+    group.method = request.method.value_or (group.method);
     groupFile = std::move (loaded.file);
     rules.protect (group, request.groupFile);
     rulesOfWriting.protect (group, request.groupFile);
@@ -80,6 +81,8 @@ bool GroupRun::dropOtherTracks()
 bool GroupRun::checkFiles()
 {
     const auto inputs = collectInputFiles (request.inputs);
+    group.method = request.method.value_or (usualMethod);
+
     for (const auto& bad : inputs.bad)
         refuse (bad.argument, {}, bad.reason);
 
@@ -152,8 +155,14 @@ bool GroupRun::applyChoices()
                 track.record.setDrumType (*type);
             reported.typeOrigin = TypeOrigin::given;
         }
+    }
 
+    for (std::size_t i = 0; i < group.tracks.size(); ++i)
+    {
+        const auto& track = group.tracks[i];
+        const auto& reported = report.tracks[i];
         applyKnobs (i);
+
         if (reported.knobs.focus == suggestedValue && ! canSuggest (track))
             return fail (exitCode::usage,
                          "--focus suggested: only the refined method suggests a value; \""
@@ -195,15 +204,23 @@ void GroupRun::applyKnobs (std::size_t index)
     if (takesSuggestion)
         reported.knobs.focus = suggestedValue;
 
-    reported.knobs.focus = request.focus.valueFor (reported.name).value_or (reported.knobs.focus);
+    const auto focus = request.focus.valueFor (reported.name).value_or (reported.knobs.focus);
+    const auto hasFallenBack = request.analyses() && method() != group.method;
+
+    // A single microphone gets no suggestion; its knob stays where it is.
+    if (focus != suggestedValue || ! hasFallenBack)
+        reported.knobs.focus = focus;
+
     reported.knobs.fine = request.fine.valueFor (reported.name).value_or (reported.knobs.fine);
 }
 
 bool GroupRun::canSuggest (const TrackState& track) const
 {
+    if (request.analyses())
+        return group.method == AnalysisMethod::refined;
+
     return method() == AnalysisMethod::refined
-           && (request.analyses() || ! track.hasProcessedOutput()
-               || track.findings.suggestedFocus.has_value());
+           && (! track.hasProcessedOutput() || track.findings.suggestedFocus.has_value());
 }
 
 bool GroupRun::planOutput()
@@ -287,7 +304,12 @@ bool GroupRun::checkRoom()
     ProcessForecast forecast;
 
     if (request.analyses())
-        forecast.analysis = forecastRoom (group, analysisOptions(), request.temporaryFolder, keeping());
+    {
+        auto options = analysisOptions();
+        forecast.analysis = forecastWork (group, options, request.temporaryFolder, keeping());
+        options.method = otherMethod (options.method);
+        forecast.otherMethod = forecastWork (group, options, request.temporaryFolder, keeping());
+    }
 
     const auto target = request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory();
     forecast.outputFree = freeBytesOf (target).value_or (std::numeric_limits<std::uint64_t>::max());
@@ -313,7 +335,12 @@ bool GroupRun::checkRoom()
 
     if (request.analyses())
         if (const auto check = forecast.analysis.check(); ! check.isOk())
-            return fail (exitCode::analysisFailed, check.reason);
+        {
+            const auto isOtherFine =
+                method() == AnalysisMethod::refined && forecast.otherMethod.check().isOk();
+            return fail (exitCode::analysisFailed,
+                         check.reason + (isOtherFine ? "; there is enough for --method standard" : ""));
+        }
 
     const bool shared = areOnOneVolume (target, request.temporaryFolder);
     const auto needed = forecast.outputNeeded + (shared ? forecast.analysis.diskNeeded : 0);

@@ -65,7 +65,9 @@ private:
     [[nodiscard]] AnalysisOptions analysisOptions() const;
     [[nodiscard]] AnalysisKeeping keeping() const;
 
-    /** By which the Group is, or was, analyzed. */
+    /** By which the Group is, or was, analyzed: not by the refined method where that can't work, unless it
+        was asked for.
+    */
     [[nodiscard]] AnalysisMethod method() const;
 
     // GroupRunPlanning.cpp: everything that can fail before the work.
@@ -103,7 +105,7 @@ private:
 
     bool readTracks();
 
-    /** Sets what the analysis depends on: method and knobs; a new Group also gets its name. */
+    /** Sets the knobs, which the analysis depends on; a new Group also gets its name. */
     void prepareGroup();
 
     bool analyse();

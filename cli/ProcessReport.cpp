@@ -144,9 +144,14 @@ juce::String neededAndFree (std::uint64_t needed, std::uint64_t free)
            + " free";
 }
 
-std::string formatForecast (const ProcessForecast& forecast, const ProcessRequest& request)
+std::string formatForecast (const ProcessReport& report, const ProcessRequest& request)
 {
+    const auto& forecast = *report.forecast;
+    const auto& other = forecast.otherMethod;
     juce::String text;
+    if (request.analyses())
+        text << "Time            " << describeForecastSeconds (forecast.analysis.seconds)
+             << " for the analysis by the " << analysisMethodKey (report.method) << " method\n";
     text << "Memory          " << neededAndFree (forecast.analysis.memoryNeeded, forecast.analysis.memoryFree)
          << (forecast.analysis.spectraInMemory ? ", spectra included" : "") << "\n"
          << "Temporary disk  " << neededAndFree (forecast.analysis.diskNeeded, forecast.analysis.diskFree)
@@ -155,6 +160,10 @@ std::string formatForecast (const ProcessForecast& forecast, const ProcessReques
          << printable ((request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory())
                            .getFullPathName())
          << "\n";
+    if (request.analyses())
+        text << "--method " << analysisMethodKey (otherMethod (report.method)) << " would take "
+             << describeForecastSeconds (other.seconds) << ", " << formatBytes (other.memoryNeeded)
+             << " of memory and " << formatBytes (other.diskNeeded) << " of temporary disk\n";
     return text.toStdString();
 }
 
@@ -211,6 +220,13 @@ std::string formatTotals (const ProcessReport& report, const ProcessRequest& req
 Json bytesToJson (std::uint64_t bytes)
 {
     return bytes == unknownBytes ? Json() : Json (bytes);
+}
+
+Json workToJson (const WorkForecast& work)
+{
+    return { { "seconds", work.seconds },
+             { "memoryNeeded", work.memoryNeeded },
+             { "temporaryNeeded", work.diskNeeded } };
 }
 
 Json trackToJson (const ProcessReport& report, std::size_t index)
@@ -313,7 +329,7 @@ std::string formatReport (const ProcessReport& report, const ProcessRequest& req
     else if (request.dryRun && ! report.tracks.empty())
         sections.push_back (formatTracks (report, request, true));
     if (request.dryRun && report.forecast.has_value())
-        sections.push_back (formatForecast (*report.forecast, request));
+        sections.push_back (formatForecast (report, request));
 
     for (const auto& warning : report.warnings)
         sections.push_back (warning.entries.isEmpty() ? warning.message.toStdString() + "\n"
@@ -352,6 +368,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
 
     json["forecast"] = Json();
     if (report.forecast.has_value())
+    {
         json["forecast"] = Json{
             { "memoryNeeded", report.forecast->analysis.memoryNeeded },
             { "memoryFree", bytesToJson (report.forecast->analysis.memoryFree) },
@@ -361,6 +378,14 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
             { "outputNeeded", report.forecast->outputNeeded },
             { "outputFree", bytesToJson (report.forecast->outputFree) },
         };
+
+        for (const auto* work : { &report.forecast->analysis, &report.forecast->otherMethod })
+        {
+            const auto isOther = work == &report.forecast->otherMethod;
+            json["forecast"][analysisMethodKey (isOther ? otherMethod (report.method) : report.method)] =
+                request.analyses() ? workToJson (*work) : Json();
+        }
+    }
 
     json["tracks"] = Json::array();
     for (std::size_t i = 0; i < report.tracks.size(); ++i)

@@ -46,7 +46,8 @@ struct RefusedFile
 /** What a run needs and what is free, in bytes; UINT64_MAX where the system does not say. */
 struct ProcessForecast
 {
-    RoomForecast analysis;
+    WorkForecast analysis;
+    WorkForecast otherMethod; // if that were chosen
     std::uint64_t outputNeeded = 0;
     std::uint64_t outputFree = 0;
 };

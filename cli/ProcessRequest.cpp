@@ -163,15 +163,8 @@ juce::Result parseProcessRequests (const Invocation& invocation, std::vector<Pro
     if (outcome.failed())
         return outcome;
 
-    const auto mayBeRefined =
-        std::any_of (groups.begin(),
-                     groups.end(),
-                     [&] (const GroupInputs& group) { return group.groupFile != juce::File(); })
-        && ! common.method;
-
-    if (common.focus.asksForSuggestion() && common.method != AnalysisMethod::refined && ! mayBeRefined)
-        return juce::Result::fail (
-            "--focus suggested: only the refined method suggests a value; add --method refined");
+    if (common.focus.asksForSuggestion() && common.method == AnalysisMethod::standard)
+        return juce::Result::fail ("--focus suggested: only the refined method suggests a value");
 
     std::vector<ProcessRequest> result;
     juce::StringArray names;

@@ -34,7 +34,7 @@ struct ProcessRequest
     juce::File outFolder;            // none: no audio is written
     juce::File saveFile;             // none: the Group is not saved
 
-    std::optional<AnalysisMethod> method; // nothing: the Group's own, standard for a new one
+    std::optional<AnalysisMethod> method; // nothing: the Group's own, refined for a new one
     std::optional<KnobSetting> setting;   // to export; nothing: the one that sounds in the Group
     KnobChoices focus{ std::nullopt, {} }, fine{ std::nullopt, {} }; // 0..5, or suggestedValue; 0..1
     TrackChoices<DrumType> types;

@@ -1,5 +1,6 @@
 #include "jobs/AnalyseGroup.h"
 
+#include "engine/AnalysisTime.h"
 #include "jobs/KnobRendering.h"
 #include "jobs/StoreSignals.h"
 #include "model/TemporaryStore.h"
@@ -9,6 +10,7 @@
 #include "terms/DrumType.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -21,6 +23,7 @@ namespace tessivar
 
 namespace
 {
+constexpr double shortPieceSeconds = 20.0; // below, there may be too few hits to learn a drum from
 constexpr std::uint64_t mostBytesPerMixedSample = 2 * sizeof (float);
 constexpr std::uint64_t bytesPerComponentSample = channelLayout::numComponents * sizeof (float);
 
@@ -261,6 +264,52 @@ Outcome outcomeOf (AnalysisStatus status,
     return Outcome::ok();
 }
 
+/** What the user should know before trusting the result. */
+std::vector<AnalysisRemark>
+remarksOn (const GroupState& state, AnalysisMethod method, const AnalysisResult& analysis)
+{
+    std::vector<AnalysisRemark> remarks;
+    double seconds = 0.0;
+
+    for (const auto& track : state.tracks)
+        if (! track.excluded)
+            seconds = std::max (seconds, static_cast<double> (track.lengthInSamples()) / track.sampleRate());
+
+    if (! GroupContents::of (state).hasSeveralMicrophones())
+    {
+        const juce::String alone ("There is only one microphone, and the refined method compares microphones "
+                                  "with each other. ");
+
+        if (method == AnalysisMethod::refined)
+            remarks.push_back ({ AnalysisRemark::onlyOneMicrophone,
+                                 "one microphone: left as it is",
+                                 alone + "It leaves the track as it is; the standard method may do more." });
+        else if (state.method == AnalysisMethod::refined)
+            remarks.push_back ({ AnalysisRemark::onlyOneMicrophone,
+                                 "one microphone: standard method",
+                                 alone + "The standard method was used instead." });
+    }
+
+    if (analysis.startedAtRandom)
+        remarks.push_back (
+            { AnalysisRemark::startedAtRandom,
+              "random start",
+              "The start that the refined method takes from the tracks came to nothing, as it may with "
+              "very short ones. It began at random, as the standard method does: listen to the result." });
+
+    if (seconds < shortPieceSeconds)
+        remarks.push_back (
+            { AnalysisRemark::shortPiece,
+              "short piece: less sure",
+              "The piece lasts only " + juce::String (std::floor (seconds * 10.0) / 10.0, 1)
+                  + " s. Each drum is learned from its own hits, and under "
+                  + juce::String (juce::roundToInt (shortPieceSeconds))
+                  + " s there may be too few of them: what is removed and suggested is less sure. Listen "
+                    "before you export, and analyze a longer stretch if you have one." });
+
+    return remarks;
+}
+
 /** Refused when the tracks have different sample rates. */
 Outcome checkRates (const GroupState& group)
 {
@@ -288,7 +337,7 @@ std::optional<SpectraPlace> parseSpectraPlace (const juce::String& text)
     return std::nullopt;
 }
 
-Outcome RoomForecast::check() const
+Outcome WorkForecast::check() const
 {
     const auto tooMuch = [] (const juce::String& what, std::uint64_t needed, std::uint64_t free)
     {
@@ -319,13 +368,32 @@ Outcome checkContents (const GroupContents& contents)
                : Outcome::refused ("Group has no close microphones to analyze.");
 }
 
-RoomForecast forecastRoom (const GroupState& group,
+juce::String describeForecastSeconds (double seconds)
+{
+    constexpr double leastSeconds = 0.95, mostSeconds = 90.0;
+
+    if (seconds < leastSeconds)
+        return "under 1 s";
+
+    // Two digits are more than it knows.
+    return "about "
+           + (seconds > mostSeconds ? juce::String (juce::roundToInt (seconds / 60.0)) + " min"
+                                    : juce::String (juce::roundToInt (seconds)) + " s");
+}
+
+double forecastSeconds (const GroupState& group, const AnalysisOptions& options)
+{
+    const auto shape = AnalysisShape::forTracks (shapesOf (group));
+    return shape ? forecastSeconds (*shape, options.method, options.numThreads) : 0.0;
+}
+
+WorkForecast forecastWork (const GroupState& group,
                            const AnalysisOptions& options,
                            const juce::File& temporaryFolder,
                            const AnalysisKeeping& keeping)
 {
     constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
-    RoomForecast forecast;
+    WorkForecast forecast;
     forecast.memoryFree = freeMemory().value_or (unknown);
     forecast.diskFree = freeBytesOf (temporaryFolder).value_or (unknown);
 
@@ -340,6 +408,7 @@ RoomForecast forecastRoom (const GroupState& group,
                                && (keeping.spectra == SpectraPlace::memory
                                    || (keeping.spectra == SpectraPlace::automatic
                                        && engine.scratchBytes <= forecast.memoryFree / 4));
+    forecast.seconds = forecastSeconds (*shape, options.method, options.numThreads);
     (forecast.spectraInMemory ? forecast.memoryNeeded : forecast.diskNeeded) += engine.scratchBytes;
 
     const auto isForKnobs = static_cast<bool> (keeping.soundingKnobs);
@@ -381,9 +450,8 @@ GroupAnalysis analyseGroup (const GroupState& state,
                             const AnalysisKeeping& keeping)
 {
     GroupAnalysis result;
-    options.method = state.method;
     options.storesComponents = ! keeping.soundingKnobs;
-    const auto room = forecastRoom (state, options, store.folder(), keeping);
+    const auto room = forecastWork (state, options, store.folder(), keeping);
 
     for (const auto& check : { checkContents (GroupContents::of (state)), checkRates (state), room.check() })
         if (! check.isOk())
@@ -413,7 +481,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
         if (! result.outcome.isOk())
             return result;
 
-        result.analysis = { state.method, options.seed, static_cast<int> (state.tracks.size()) };
+        result.analysis = { options.method, options.seed, static_cast<int> (state.tracks.size()) };
 
         for (std::size_t i = 0; i < state.tracks.size(); ++i)
         {
@@ -425,10 +493,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
             result.tracks.push_back (std::move (track));
         }
 
-        if (analysis.startedAtRandom)
-            result.notes.add (
-                "The start that the refined method takes from the tracks came to nothing, as it may with "
-                "very short ones. It began at random, as the standard method does: listen to the result.");
+        result.remarks = remarksOn (state, options.method, analysis);
     }
     catch (const std::bad_alloc&)
     {

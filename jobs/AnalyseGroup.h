@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisPipeline.h"
 #include "model/Group.h"
+#include "model/ImportWarnings.h"
 #include "model/TemporaryStore.h"
 #include "terms/KnobValues.h"
 #include "terms/Outcome.h"
@@ -41,9 +42,11 @@ struct AnalysisKeeping
     SpectraPlace spectra = SpectraPlace::automatic;
 };
 
-/** The memory and disk space that an analysis needs, and what is free, in bytes. */
-struct RoomForecast
+/** The memory and disk space that an analysis needs, and what is free, in bytes; and about how long it takes.
+*/
+struct WorkForecast
 {
+    double seconds = 0.0;
     std::uint64_t memoryNeeded = 0;
     std::uint64_t memoryFree = 0; // UINT64_MAX when the system doesn't say
     std::uint64_t diskNeeded = 0; // spectra, rendered tracks, components, and sources not yet imported
@@ -57,10 +60,16 @@ struct RoomForecast
 /** The forecast for these tracks, imported or only checked. temporaryFolder need not exist yet. A Group that
     is empty or of an unsupported rate needs nothing.
 */
-[[nodiscard]] RoomForecast forecastRoom (const GroupState& group,
+[[nodiscard]] WorkForecast forecastWork (const GroupState& group,
                                          const AnalysisOptions& options,
                                          const juce::File& temporaryFolder,
                                          const AnalysisKeeping& keeping = {});
+
+/** About how long the analysis takes, in seconds; 0 for a Group that is empty or of an unsupported rate. */
+[[nodiscard]] double forecastSeconds (const GroupState& group, const AnalysisOptions& options);
+
+/** "under 1 s", "about 12 s", "about 3 min": as exact as a forecast can be. */
+[[nodiscard]] juce::String describeForecastSeconds (double seconds);
 
 /** Told to the user when an analysis began and failed. */
 inline constexpr auto analysisFailedText =
@@ -69,17 +78,33 @@ inline constexpr auto analysisFailedText =
 /** Refused, with the text for the user, when a Group with these tracks can't be analyzed. */
 [[nodiscard]] Outcome checkContents (const GroupContents& contents);
 
+/** What there is to know about the result of an analysis that succeeded. */
+struct AnalysisRemark
+{
+    /** Numbered on from the codes of ImportWarnings, with which they are told. */
+    enum Code
+    {
+        onlyOneMicrophone = ImportWarnings::numCodes,
+        startedAtRandom,
+        shortPiece
+    };
+
+    Code code;
+    juce::String brief; // a few words, for a headline
+    juce::String text;
+};
+
 /** The result of an analysis, ready for Group::applyAnalysis(). No tracks unless the outcome is ok. */
 struct GroupAnalysis
 {
     Outcome outcome;
     GroupState::Analysis analysis;
     std::vector<Group::AnalysedTrack> tracks;
-    juce::StringArray notes; // for the user, after an analysis that succeeded
+    std::vector<AnalysisRemark> remarks;
 };
 
-/** Analyses a Group as it stood when state was taken, by the method that it asks for: that of options is
-    ignored.
+/** Analyses a Group as it stood when state was taken, by the method of options, which may be another than the
+    one chosen for the Group: see GroupState::workableMethod().
 
     Tracks that take part get seven channels, folded from five components in store and their source; the
     others, none. The Group itself is not touched; what

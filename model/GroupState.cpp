@@ -16,9 +16,14 @@ juce::StringArray GroupState::namesSharingDrumWith (std::size_t track) const
     return names;
 }
 
+AnalysisMethod GroupState::workableMethod() const
+{
+    return GroupContents::of (*this).hasSeveralMicrophones() ? method : AnalysisMethod::standard;
+}
+
 bool GroupState::changedSinceAnalysis() const
 {
-    return ! analysis || analysis->method != method
+    return ! analysis || analysis->method != workableMethod()
            || static_cast<std::size_t> (analysis->numTracks) != tracks.size()
            || std::ranges::any_of (
                tracks, [] (const TrackState& track) { return track.analysedAs != track.analysisInput(); });

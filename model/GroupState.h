@@ -95,7 +95,7 @@ struct TrackState
 struct GroupState
 {
     juce::String name;
-    AnalysisMethod method = AnalysisMethod::standard; // that the next analysis will use
+    AnalysisMethod method = AnalysisMethod::standard; // chosen for the next analysis
     std::vector<TrackState> tracks;
 
     /** The last analysis that the tracks' rendered samples come from. */
@@ -118,6 +118,11 @@ struct GroupState
     /** Names of the other tracks that hear the same drum. */
     [[nodiscard]] juce::StringArray namesSharingDrumWith (std::size_t track) const;
 
+    /** The method that an analysis works by: the chosen one, but the standard one for a single active track,
+        as the refined method compares microphones with each other.
+    */
+    [[nodiscard]] AnalysisMethod workableMethod() const;
+
     /** Whether an analysis would give something else than the last one did; true when there was none. */
     [[nodiscard]] bool changedSinceAnalysis() const;
 };
@@ -132,6 +137,9 @@ struct GroupContents
     bool hasSnare = false;
 
     void add (DrumType type, bool excluded);
+
+    /** Whether there are microphones to compare with each other. */
+    [[nodiscard]] bool hasSeveralMicrophones() const { return numActiveTracks > 1; }
 
     /** A HiHat is told by a Kick or Snare; without either it can't be analysed. */
     [[nodiscard]] bool breaksHiHatRule() const { return hasHiHat && ! hasKick && ! hasSnare; }

@@ -13,6 +13,14 @@ enum class AnalysisMethod
     refined // seeded start, layers from an interference model over all microphones; about twice as long
 };
 
+/** What users get who choose nothing. */
+inline constexpr auto usualMethod = AnalysisMethod::refined;
+
+constexpr AnalysisMethod otherMethod (AnalysisMethod method)
+{
+    return method == AnalysisMethod::refined ? AnalysisMethod::standard : AnalysisMethod::refined;
+}
+
 /** The word for files and the command line. */
 constexpr const char* analysisMethodKey (AnalysisMethod method)
 {

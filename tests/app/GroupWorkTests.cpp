@@ -1,3 +1,4 @@
+#include "terms/AnalysisMethod.h"
 #include "terms/WorkControl.h"
 
 #include "tests/app/WindowWorkRig.h"
@@ -36,6 +37,14 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
 {
     WindowWorkRig rig;
     const auto group = importDemo (rig);
+
+    SECTION ("a chosen method holds for the Group and for those to come")
+    {
+        CHECK (group->method() == AnalysisMethod::refined);
+        rig.work.chooseMethod (group, AnalysisMethod::standard);
+        CHECK (group->method() == AnalysisMethod::standard);
+        CHECK (rig.work.newGroup()->method() == AnalysisMethod::standard);
+    }
 
     SECTION ("asks, analyses, saves and exports, and the file brings all of it back")
     {

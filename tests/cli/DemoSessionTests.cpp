@@ -61,7 +61,7 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     {
         const auto out = work.child ("one");
         const auto result = runTessivar (
-            processDemo (out, { "--focus", "Floor=0", "--fine", "HH=1", "--threads", "1", "--json" }),
+            processDemo (out, words ("--method standard --focus Floor=0 --fine HH=1 --threads 1 --json")),
             cache.folder);
         REQUIRE (result.exitCode == 0);
         const auto document = json::parse (result.out);
@@ -116,7 +116,8 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
         {
             const auto again = work.child ("two");
             const auto second = runTessivar (
-                processDemo (again, { "--focus", "Floor=0", "--fine", "HH=1", "--threads", "2", "--quiet" }),
+                processDemo (again,
+                             words ("--method standard --focus Floor=0 --fine HH=1 --threads 2 --quiet")),
                 cache.folder);
             CHECK (second.exitCode == 0);
             CHECK (second.out.empty());
@@ -129,10 +130,13 @@ TEST_CASE ("Demo session", "[cli][program][demo]")
     SECTION ("loses more leakage and less of the drum by the refined method, at the focus it suggests")
     {
         const auto out = work.child ("refined");
-        const auto result =
-            runTessivar (processDemo (out, { "--method", "refined", "--json" }), cache.folder);
+        const auto result = runTessivar (processDemo (out, { "--json" }), cache.folder);
         REQUIRE (result.exitCode == 0);
         const auto document = json::parse (result.out);
+        CHECK (document["settings"]["method"] == "refined");
+
+        for (const auto& warning : document["warnings"])
+            CHECK (warning["code"] == 8); // short, but not too short to learn from
 
         for (const auto& track : document["tracks"])
         {

@@ -317,7 +317,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
             const auto info = session.run ({ "info", session.work.path (name), "--json" });
             return json::parse (info.out).at ("files").at (0).at ("tracks");
         };
-        session.analyse();
+        session.analyse ({ "--method", "standard" });
         REQUIRE (
             session.run ("edit $ --track snare --focus-b 3.5 --select B", { session.groupPath() }).exitCode
             == 0);
@@ -427,7 +427,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
 
     SECTION ("is analyzed again from its own audio, by another method, into another file")
     {
-        session.analyse ({ "--focus", "Kick=1.5" });
+        session.analyse ({ "--method", "standard", "--focus", "Kick=1.5" });
         session.tracks.child ("Kick.wav").deleteFile();
         const auto again = session.run ("analyze $ --method refined --save $ --json",
                                         { session.groupPath(), session.work.path ("refined.dls") });

@@ -5,6 +5,7 @@
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
@@ -149,6 +150,33 @@ TEST_CASE ("Program: what is written", "[cli][program]")
         CHECK (tracks[1]["nonFiniteSamples"] == 0);
     }
 
+    SECTION ("a microphone alone is left to the standard method unless the other one was asked for")
+    {
+        const auto codesAfter = [&] (std::vector<std::string> options, const char* method, bool isSuggested)
+        {
+            options.insert (options.end(), { "--exclude", "Snare", "--overwrite", "--json" });
+            const auto result = session.process (options);
+            REQUIRE (result.exitCode == 0);
+            const auto document = json::parse (result.out);
+            CHECK (document["settings"]["method"] == method);
+            CHECK (document["tracks"][0]["suggestedFocus"].is_null() == ! isSuggested);
+            CHECK ((document["tracks"][0]["focus"] == 2.5) == ! isSuggested);
+            std::vector<int> codes;
+            for (const auto& warning : document["warnings"])
+                if (const auto code = warning["code"].get<int>(); code >= 12) // on the analysis
+                    codes.push_back (code);
+            return codes;
+        };
+        CHECK (codesAfter ({}, "standard", false) == std::vector<int>{ 12, 14 });
+        CHECK (codesAfter ({ "--focus", "suggested" }, "standard", false) == std::vector<int>{ 12, 14 });
+        CHECK (codesAfter ({ "--method", "standard" }, "standard", false) == std::vector<int>{ 14 });
+        const auto codes = codesAfter ({ "--method", "refined" }, "refined", true);
+        CHECK (std::count (codes.begin(), codes.end(), 12) == 1);
+        CHECK_THAT (session.process ({ "--exclude", "Snare", "--overwrite" }).out,
+                    Contains ("The standard method was used instead.")
+                        && Contains ("The piece lasts only 0.4 s."));
+    }
+
     SECTION ("a track that would be written over its own source stays as it is")
     {
         const auto room = session.tracks.child ("Room.wav");
@@ -238,11 +266,14 @@ TEST_CASE ("Program: exit codes", "[cli][program]")
         REQUIRE (juce::File (TESSIVAR_SOURCE_DIR "/demo/HH.flac").loadFileAsData (flac));
         const auto cut = session.tracks.child ("HH.flac");
         REQUIRE (cut.replaceWithData (flac.getData(), flac.getSize() / 2));
-        const auto planned = session.process ({ text (cut), "--dry-run", "--json" });
+        const auto planned = session.process ({ text (cut), "--method", "standard", "--dry-run", "--json" });
         CHECK (planned.exitCode == 1);
-        const auto tracks = json::parse (planned.out).at ("tracks");
-        REQUIRE (tracks.size() == 2);
-        CHECK (tracks[0]["focus"] == 2.5); // where the window's knobs start
+        const auto plan = json::parse (planned.out);
+        REQUIRE (plan.at ("tracks").size() == 2);
+        CHECK (plan["tracks"][0]["focus"] == 2.5); // where the window's knobs start
+        CHECK (plan["forecast"]["standard"]["temporaryNeeded"] == plan["forecast"]["temporaryNeeded"]);
+        CHECK (plan["forecast"]["refined"]["seconds"] > plan["forecast"]["standard"]["seconds"]);
+        CHECK (plan["forecast"]["refined"]["memoryNeeded"] > plan["forecast"]["memoryNeeded"]);
         CHECK (session.process ({ text (cut) }).exitCode == 1);
     }
 

@@ -84,10 +84,11 @@ TEST_CASE ("Options of process", "[cli]")
         const auto request = requestFor ({ "--method", "refined", "--focus", "HH=2" });
         REQUIRE (request.has_value());
         CHECK (request->method == AnalysisMethod::refined);
+        CHECK (requestFor ({ "--focus", "suggested" }).has_value());
         CHECK_FALSE (request->focus.valueFor ("Kick").has_value()); // the analysis chooses
         CHECK (request->focus.valueFor ("HH") == 2.0f);
-        CHECK_FALSE (requestFor ({ "--focus", "suggested" }).has_value());
-        CHECK_FALSE (requestFor ({ "--focus", "HH=suggested" }).has_value());
+        CHECK_FALSE (requestFor ({ "--method", "standard", "--focus", "suggested" }).has_value());
+        CHECK_FALSE (requestFor ({ "--method", "standard", "--focus", "HH=suggested" }).has_value());
         CHECK_FALSE (requestFor ({ "--method", "refined", "--fine", "suggested" }).has_value());
     }
 

@@ -140,13 +140,15 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
              "length")
     {
         GroupState shortGroup;
-        shortGroup.method = AnalysisMethod::refined;
+        options.method = shortGroup.method = AnalysisMethod::refined;
         shortGroup.tracks = { trackOf (*store, DrumType::kick, drum (60.0, 1900.0, 26460)),
                               trackOf (*store, DrumType::snare, drum (1900.0, 60.0, 88200)),
                               trackOf (*store, DrumType::tomLow, drum (120.0, 60.0, 132300)) };
         const auto result = analyseGroup (shortGroup, options, *store, {});
         REQUIRE (result.outcome == Outcome::ok());
-        CHECK (result.notes.size() == 1);
+        REQUIRE (result.remarks.size() == 2);
+        CHECK (result.remarks[0].code == AnalysisRemark::startedAtRandom);
+        CHECK (result.remarks[1].code == AnalysisRemark::shortPiece);
         applyAnalysis (shortGroup, result);
 
         for (const auto& track : shortGroup.tracks)
@@ -162,6 +164,23 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
 
             CHECK (worst < 1.0e-6f);
         }
+    }
+
+    SECTION ("one microphone is left to the standard method, after which nothing is left to analyze")
+    {
+        GroupState alone;
+        alone.method = AnalysisMethod::refined;
+        alone.tracks = { tracks[0], tracks[3] };
+        options.method = alone.workableMethod();
+        CHECK (options.method == AnalysisMethod::standard);
+        const auto result = analyseGroup (alone, options, *store, {});
+        REQUIRE (result.outcome == Outcome::ok());
+        REQUIRE (result.remarks.size() == 2);
+        CHECK (result.remarks[0].code == AnalysisRemark::onlyOneMicrophone);
+        applyAnalysis (alone, result);
+        CHECK_FALSE (alone.changedSinceAnalysis());
+        alone.tracks[1].excluded = false;
+        CHECK (alone.workableMethod() == AnalysisMethod::refined);
     }
 
     SECTION ("a HiHat track whose one component is like nothing but itself does not fall silent")
@@ -272,7 +291,7 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
 
     SECTION ("forecasts the disk it takes, and refuses with both numbers what does not fit")
     {
-        auto forecast = forecastRoom (group, options, work.file ("not/yet/there"));
+        auto forecast = forecastWork (group, options, work.file ("not/yet/there"));
         CHECK (forecast.diskFree > 0);
         CHECK (forecast.memoryNeeded > 0);
         CHECK (forecast.check().isOk());
@@ -288,13 +307,13 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
 
         CHECK (needed == rendered);
         tracks[0].source.reset();
-        CHECK (forecastRoom (group, options, work.folder).diskNeeded == needed + 4 * length);
+        CHECK (forecastWork (group, options, work.folder).diskNeeded == needed + 4 * length);
 
         // One more rendered track, with all its components: 20 + 40 bytes a sample.
         options.keepAllComponents = true;
-        const auto withComponents = forecastRoom (group, options, work.folder).diskNeeded;
+        const auto withComponents = forecastWork (group, options, work.folder).diskNeeded;
         tracks[3].excluded = false;
-        CHECK (forecastRoom (group, options, work.folder).diskNeeded
+        CHECK (forecastWork (group, options, work.folder).diskNeeded
                == withComponents + 60 * length + trailer);
 
         forecast.diskFree = 5;
