@@ -1,6 +1,8 @@
 #include "app/BrowserPresenter.h"
 
+#include "app/AppSettings.h"
 #include "app/TrackPresenter.h"
+#include "jobs/AnalyseGroup.h"
 #include "terms/AnalysisMethod.h"
 
 #include <algorithm>
@@ -51,6 +53,11 @@ juce::String factsOf (const Group& group)
               << durationText (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), false);
 
     return facts;
+}
+
+juce::String megabytes (std::uint64_t bytes)
+{
+    return juce::String (juce::roundToInt (static_cast<double> (bytes) * 1.0e-6)) + " MB";
 }
 
 BrowserState::Analyze analyzeOf (const Group* group)
@@ -143,9 +150,50 @@ BrowserState BrowserPresenter::makeState()
 
     const auto selected = workspace.selectedGroup();
     state.analyze = analyzeOf (selected.get());
-    state.method = selected != nullptr ? selected->method() : AnalysisMethod::standard;
+    state.method = selected != nullptr ? selected->method() : defaultMethod (workspace.settings());
     state.canExport = selected != nullptr && selected->isAnalysed();
+
+    if (selected != nullptr && selected->numTracks() > 0)
+    {
+        const auto group = selected->state();
+        const auto timeOf = [&] (AnalysisMethod method)
+        {
+            const auto seconds = forecastSeconds (group, analysisOptions (method, workspace.settings()));
+            return seconds > 0.0 ? describeForecastSeconds (seconds) : juce::String();
+        };
+        state.standardTime = timeOf (AnalysisMethod::standard);
+        state.refinedTime = timeOf (AnalysisMethod::refined);
+    }
+
     return state;
+}
+
+juce::String BrowserPresenter::describeMethod (AnalysisMethod method) const
+{
+    juce::String text (method == AnalysisMethod::refined
+                           ? "Removes much more, and suggests a Focus for each track."
+                           : "Keeps what matches the drum best. Quick.");
+    const auto group = workspace.selectedGroup();
+
+    if (group == nullptr || group->numTracks() == 0)
+        return text;
+
+    const auto state = group->state();
+    const auto forecast = forecastWork (
+        state, analysisOptions (method, workspace.settings()), workspace.temporaryFolder().folder);
+
+    if (forecast.seconds > 0.0)
+        text << "\nTakes " << describeForecastSeconds (forecast.seconds) << ", "
+             << megabytes (forecast.memoryNeeded) << " of memory and " << megabytes (forecast.diskNeeded)
+             << " of temporary disk.";
+
+    if (const auto room = forecast.check(); ! room.isOk())
+        text << "\nThere is " << room.reason << ".";
+
+    if (method == AnalysisMethod::refined && ! group->contents().hasSeveralMicrophones())
+        text << "\nIt compares microphones: with one alone, the standard method is used.";
+
+    return text;
 }
 
 TrackRowState BrowserPresenter::rowFor (const GroupState& group, std::size_t index, bool sourceIsThere)

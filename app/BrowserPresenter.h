@@ -2,6 +2,7 @@
 
 #include "app/WaveformLibrary.h"
 #include "model/TessivarWorkspace.h"
+#include "terms/AnalysisMethod.h"
 #include "ui/browser/BrowserList.h"
 
 #include <map>
@@ -21,6 +22,9 @@ public:
     }
 
     [[nodiscard]] BrowserState makeState();
+
+    /** What a method does, and what it takes for the selected Group, in a few lines. */
+    [[nodiscard]] juce::String describeMethod (AnalysisMethod method) const;
 
     /** Levels of the selected Group's tracks at a position in seconds. */
     [[nodiscard]] std::vector<BrowserList::Level> levelsAt (double seconds) const;

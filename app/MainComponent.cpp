@@ -255,6 +255,7 @@ void MainComponent::wireBrowser()
     browser.onExport = [this] { perform (Verb::exportGroup); };
     browser.onMethodChosen = [this] (AnalysisMethod method)
     { perform (method == AnalysisMethod::refined ? Verb::methodRefined : Verb::methodStandard); };
+    browser.onDescribeMethod = [this] (AnalysisMethod method) { return presenter.describeMethod (method); };
     browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
     { dropPaths (files, presenter.groupOf (group)); };
 

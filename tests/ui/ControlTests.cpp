@@ -2,6 +2,7 @@
 #include "tests/ui/Snapshots.h"
 #include "tools/gallery/SampleStates.h"
 
+#include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "ui/EmptyView.h"
@@ -367,6 +368,31 @@ TEST_CASE ("Browser and transport", "[ui][browser]")
         browser.filesDropped ({ "a.wav" }, 100, 44 + 1 + 46 + 8 * 57 + 10);
         browser.filesDropped ({ "a.wav" }, 100, 20);
         CHECK (targets == std::vector<RowId>{ 1, 2, 0 });
+    }
+
+    SECTION ("one click chooses the other method, and the owner lights it")
+    {
+        BrowserView browser (fixture.images);
+        browser.setSize (345, 716);
+        auto state = browserSample (true);
+        state.analyze = BrowserState::Analyze::analyze;
+        browser.setState (state);
+        std::vector<AnalysisMethod> chosen;
+        browser.onMethodChosen = [&] (AnalysisMethod method) { chosen.push_back (method); };
+        auto* choice = childOf<MethodChoice> (browser, [] (auto&) { return true; });
+        REQUIRE (choice != nullptr);
+        const auto named = [&] (const char* title) {
+            return childOf<juce::Button> (*choice, [=] (auto& button) { return button.getTitle() == title; });
+        };
+        auto *standard = named ("Standard method, about 6 s"),
+             *refined = named ("Refined method, about 13 s");
+        REQUIRE (standard != nullptr);
+        REQUIRE (refined != nullptr);
+        CHECK (refined->getToggleState());
+        refined->onClick();
+        standard->onClick();
+        CHECK (chosen == std::vector{ AnalysisMethod::standard });
+        CHECK_FALSE (standard->getToggleState());
     }
 
     SECTION ("a state says which buttons can be used")

@@ -80,7 +80,8 @@ struct BrowserState
 
     std::vector<GroupRowState> groups;
     Analyze analyze = Analyze::unavailable;
-    AnalysisMethod method = AnalysisMethod::standard; // for the selected Group's next analysis
+    AnalysisMethod method = usualMethod;    // chosen for the selected Group, or for new ones
+    juce::String standardTime, refinedTime; // of an analysis of the selected Group: "about 6 s"
     bool canExport = false;
 };
 

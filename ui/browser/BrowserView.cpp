@@ -10,7 +10,7 @@ namespace tessivar
 
 namespace
 {
-constexpr int scrollBarWidth = 8, methodWidth = 28;
+constexpr int scrollBarWidth = 8, methodsHeight = 28;
 }
 
 BrowserView::BrowserView (const ResourceImages& images)
@@ -19,10 +19,8 @@ BrowserView::BrowserView (const ResourceImages& images)
     setTitle ("Browser");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     for (auto* child : std::initializer_list<juce::Component*>{
-             &newGroup, &importTracks, &viewport, &analyze, &method, &exportGroup })
+             &newGroup, &importTracks, &viewport, &methods, &analyze, &exportGroup })
         addAndMakeVisible (child);
-    method.setIconSize (12.0f);
-    method.onClick = [this] { showMethods(); };
     viewport.setViewedComponent (&list, false);
     addChildComponent (scrollBar);
     viewport.setScrollBarsShown (false, false, true, false);
@@ -35,6 +33,9 @@ BrowserView::BrowserView (const ResourceImages& images)
     newGroup.onClick = [this] { call (onNewGroup); };
     importTracks.onClick = [this] { call (onImport); };
     exportGroup.onClick = [this] { call (onExport); };
+    methods.onChoose = [this] (AnalysisMethod method) { call (onMethodChosen, method); };
+    methods.onDescribe = [this] (AnalysisMethod method)
+    { return onDescribeMethod != nullptr ? onDescribeMethod (method) : juce::String(); };
     analyze.onClick = [this]
     {
         // "Up to date" is a state, not an action.
@@ -74,32 +75,11 @@ void BrowserView::showButtons()
     analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
                         : isRefined ? "Analyze by the refined method [Ctrl+P]"
                                     : "Analyze by the standard method [Ctrl+P]");
-    method.setTitle (isRefined ? "Method of analysis, refined" : "Method of analysis, standard");
-    method.setTooltip (isRefined ? "Method: refined" : "Method: standard");
-    method.setEnabled (state.analyze != Analyze::unavailable);
+    methods.show (state.method, state.standardTime, state.refinedTime);
+    methods.setEnabled (state.analyze != Analyze::unavailable);
     exportGroup.setEnabled (state.canExport);
     exportGroup.setLook (upToDate ? ButtonLook::primary : ButtonLook::standard);
     exportGroup.setIcon (state.groups.empty() ? Icon::none : Icon::exporting);
-}
-
-void BrowserView::showMethods()
-{
-    juce::PopupMenu menu;
-    const auto add = [&] (AnalysisMethod which, const char* name, const char* what)
-    {
-        juce::PopupMenu::Item item (name);
-        item.isTicked = getState().method == which;
-        item.shortcutKeyDescription = what;
-        item.action = [self = juce::Component::SafePointer<BrowserView> (this), which]
-        {
-            if (self != nullptr && self->getState().method != which)
-                call (self->onMethodChosen, which);
-        };
-        menu.addItem (std::move (item));
-    };
-    add (AnalysisMethod::standard, "Standard", "quick");
-    add (AnalysisMethod::refined, "Refined", "removes more, takes longer");
-    menu.showMenuAsync (juce::PopupMenu::Options().withTargetComponent (method));
 }
 
 void BrowserView::setCompact (bool compact)
@@ -118,10 +98,9 @@ void BrowserView::resized()
     newGroup.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
 
     auto footer = area.removeFromBottom (footerHeight).reduced (12);
-    auto left = footer.removeFromLeft ((footer.getWidth() - 8) / 2);
-    method.setBounds (left.removeFromRight (methodWidth));
-    left.removeFromRight (2);
-    analyze.setBounds (left);
+    methods.setBounds (footer.removeFromTop (methodsHeight));
+    footer.removeFromTop (8);
+    analyze.setBounds (footer.removeFromLeft ((footer.getWidth() - 8) / 2));
     footer.removeFromLeft (8);
     exportGroup.setBounds (footer);
 

@@ -2,6 +2,7 @@
 
 #include "terms/AnalysisMethod.h"
 #include "ui/browser/BrowserList.h"
+#include "ui/browser/MethodChoice.h"
 
 namespace tessivar
 {
@@ -28,6 +29,8 @@ public:
     std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
     /** The user chose a method for the selected Group's next analysis. */
     std::function<void (AnalysisMethod)> onMethodChosen;
+    /** What a method does, and takes for the selected Group. */
+    std::function<juce::String (AnalysisMethod)> onDescribeMethod;
     /** Files were dropped on a Group, or elsewhere (0), which makes a new Group. */
     std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
 
@@ -51,14 +54,13 @@ public:
     void resized() override;
 
     static constexpr int titleHeight = 44;
-    static constexpr int footerHeight = 60;
+    static constexpr int footerHeight = 96;
 
 private:
     RowId groupUnder (juce::Point<int> position) const;
     juce::Rectangle<int> dropArea() const;
     void paintEmpty (juce::Graphics& g) const;
     void showButtons();
-    void showMethods();
     void showScrollPosition();
     void scrollBarMoved (juce::ScrollBar*, double newStart) override;
 
@@ -75,7 +77,7 @@ private:
     ListViewport viewport;
     BrowserList list;
     juce::ScrollBar scrollBar{ true }; // over the rows, so that they keep their width
-    IconButton method{ "Method of analysis", Icon::chevronDown, ButtonLook::standard };
+    MethodChoice methods;
     ActionButton analyze{ "Analyze Group" },
         exportGroup{ "Export Group", ButtonLook::standard, Icon::exporting };
     std::optional<DropHover> dropHover;
