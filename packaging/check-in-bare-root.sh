@@ -198,7 +198,7 @@ check_command_line ()
     as_user tessivar --version
     as_user tessivar-cli selftest | tail -n 1
     as_user tessivar-cli demo /home/engineer/Session | wc -l
-    as_user tessivar-cli process /home/engineer/Session --out /home/engineer/Clean --method refined --type 'SD*=snare' \
+    as_user tessivar-cli process /home/engineer/Session --out /home/engineer/Clean --type 'SD*=snare' \
         --type 'Rack*=tomHigh' --save /home/engineer/Take.dls --quiet || die "tessivar-cli process"
     as_user tessivar-cli export /home/engineer/Take.dls --out /home/engineer/Again --quiet || die "tessivar-cli export"
     say "the command line wrote $(find "$root/home/engineer/Again" -name '*.wav' | wc -l) tracks"

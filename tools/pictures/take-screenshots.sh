@@ -25,7 +25,7 @@ export HOME=$work/home XDG_RUNTIME_DIR=$work/runtime TESSIVAR_SCALE=1
 mkdir -p "$HOME" "$XDG_RUNTIME_DIR" "$result"
 chmod 700 "$XDG_RUNTIME_DIR"
 
-"$programs/tessivar-cli" analyze demo --save "$work/Demo Session.dls" --method refined --type 'SD*=snare' \
+"$programs/tessivar-cli" analyze demo --save "$work/Demo Session.dls" --type 'SD*=snare' \
     --type 'Rack*=tomHigh' --quiet 2>/dev/null
 
 Xvfb -displayfd 3 -screen 0 1360x900x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
