@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <thread>
 
 namespace tessivar
@@ -11,7 +12,8 @@ namespace
 {
 constexpr int maximumThreads = 256;
 constexpr std::array scales{ 2.0, 1.5, 1.25, 1.0 };
-constexpr int roomWidth = 1280, roomHeight = 800;
+constexpr double scaleStep = 0.05, smallestScale = 0.75;
+constexpr int frameHeight = 32; // of the desktop's title bar, as a guess
 } // namespace
 
 int analysisThreads (const juce::PropertySet& settings)
@@ -48,23 +50,32 @@ ReadAheadSettings readAheadSettings (const juce::PropertySet& settings)
     return result.sanitised();
 }
 
-double interfaceScale (const juce::PropertySet& settings, int screenWidth, int screenHeight)
+double interfaceScale (const juce::PropertySet& settings, int roomWidth, int roomHeight)
 {
+    const auto fitting = [=] (int width, int height)
+    {
+        return std::min (static_cast<double> (roomWidth) / width,
+                         static_cast<double> (roomHeight - frameHeight) / height);
+    };
+    const auto largest = std::max (
+        smallestScale,
+        std::floor (fitting (windowSizes::leastWidth, windowSizes::leastHeight) / scaleStep + 1.0e-6)
+            * scaleStep);
     const auto fromEnvironment =
         juce::SystemStats::getEnvironmentVariable ("TESSIVAR_SCALE", {}).getDoubleValue();
 
     if (fromEnvironment >= 0.5 && fromEnvironment <= 4.0)
-        return fromEnvironment;
+        return std::min (fromEnvironment, largest);
 
     if (const auto percent = settings.getIntValue (appSettingsKeys::interfaceSize);
         percent >= 100 && percent <= 200)
-        return percent / 100.0;
+        return std::min (percent / 100.0, largest);
 
     for (const auto scale : scales)
-        if (screenWidth / scale >= roomWidth && screenHeight / scale >= roomHeight)
+        if (fitting (windowSizes::usualWidth, windowSizes::usualHeight) >= scale)
             return scale;
 
-    return 1.0;
+    return std::min (1.0, largest);
 }
 
 } // namespace tessivar

@@ -38,10 +38,16 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 [[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 
-/** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % that leaves 1280 x 800
-    logical pixels of a screen of this size; TESSIVAR_SCALE in the environment (a number such as 1.5) comes
-    before both.
+/** Of the window without its frame, logical pixels. */
+namespace windowSizes
+{
+inline constexpr int leastWidth = 1024, leastHeight = 640, usualWidth = 1280, usualHeight = 800;
+}
+
+/** Scale of the interface: the user's, or the largest of 100, 125, 150 and 200 % with which the window has
+    its usual size on a screen with this room; TESSIVAR_SCALE in the environment (a number such as 1.5) comes
+    before both. Always small enough for a window of the least size, down to 75 %.
 */
-[[nodiscard]] double interfaceScale (const juce::PropertySet& settings, int screenWidth, int screenHeight);
+[[nodiscard]] double interfaceScale (const juce::PropertySet& settings, int roomWidth, int roomHeight);
 
 } // namespace tessivar

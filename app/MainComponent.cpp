@@ -7,6 +7,7 @@
 #include "app/about/AboutDialog.h"
 #include "app/about/Diagnostics.h"
 #include "app/settings/ReducedMotion.h"
+#include "app/system/ScreenFit.h"
 #include "model/ForeignText.h"
 #include "model/settings/Settings.h"
 #include "platform/Desktop.h"
@@ -624,26 +625,12 @@ void MainComponent::openSettings (SettingsPageId page)
             [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
         { return runner.run (title, std::move (stages), job); },
         .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
-        .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize(); },
+        .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize (workspace.settings()); },
         .firstPage = page
     };
     prompts.showModally ([&] (std::function<void()>) { return makeSettingsDialog (context); });
     player.device.matchGroupRate();
     refresh();
-}
-
-void MainComponent::applyInterfaceSize()
-{
-    auto& desktop = juce::Desktop::getInstance();
-    const auto* display = desktop.getDisplays().getPrimaryDisplay();
-
-    if (display == nullptr)
-        return;
-
-    // The display's area is told in the size that holds now.
-    const auto area = display->userArea.toFloat() * desktop.getGlobalScaleFactor();
-    desktop.setGlobalScaleFactor (static_cast<float> (interfaceScale (
-        workspace.settings(), juce::roundToInt (area.getWidth()), juce::roundToInt (area.getHeight()))));
 }
 
 void MainComponent::showAbout()

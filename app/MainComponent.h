@@ -84,8 +84,6 @@ public:
     void fileDragExit (const juce::StringArray& files) override;
     void filesDropped (const juce::StringArray& files, int x, int y) override;
 
-    static constexpr int minimumWidth = 1024, minimumHeight = 640;
-
 private:
     class Splitter;
 
@@ -135,7 +133,6 @@ private:
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
     void locateSource (std::uint32_t trackId);
     void openDemo();
-    void applyInterfaceSize();
     [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
 
     const juce::File resources;

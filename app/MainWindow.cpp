@@ -1,10 +1,16 @@
 #include "app/MainWindow.h"
 
 #include "app/AppSettings.h"
+#include "app/system/ScreenFit.h"
 #include "ui/Palette.h"
 
 namespace tessivar
 {
+
+namespace
+{
+constexpr int frameWaitMs = 50, mostFrameWaits = 20;
+} // namespace
 
 MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& folders, ProgramLog& log)
     : juce::DocumentWindow ("Tessivar", palette::window, juce::DocumentWindow::allButtons, false),
@@ -14,14 +20,17 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
     setUsingNativeTitleBar (true);
     setContentOwned (main, true);
     setResizable (true, false);
-    setResizeLimits (MainComponent::minimumWidth, MainComponent::minimumHeight, 32000, 32000);
+    limitSize();
 
     main->onQuit = [] { juce::JUCEApplicationBase::getInstance()->systemRequestedQuit(); };
     main->onToggleFullScreen = [this] { toggleFullScreen(); };
 
+    // "fs" stands before the place of a window that was closed in full screen: it opens as before that.
     if (const auto state = main->getWorkspace().settings().getValue (appSettingsKeys::windowState);
-        state.isEmpty() || ! restoreWindowStateFromString (state))
-        centreWithSize (1280, 800);
+        ! restoreWindowStateFromString (state.trimCharactersAtStart ("fs ")))
+        centreWithSize (windowSizes::usualWidth, windowSizes::usualHeight);
+
+    fitToScreen (*this, windowSizes::leastWidth, windowSizes::leastHeight);
 
     // On the window, which has the focus when none of the views has it.
     addKeyListener (main->getCommands().manager().getKeyMappings());
@@ -32,10 +41,12 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
         peer->setIcon (icon);
 
     setVisible (true);
+    startTimer (frameWaitMs);
 }
 
 MainWindow::~MainWindow()
 {
+    stopTimer();
     removeKeyListener (main->getCommands().manager().getKeyMappings());
     main->getWorkspace().settings().setValue (appSettingsKeys::windowState, getWindowStateAsString());
     isEnding = true;
@@ -59,6 +70,35 @@ void MainWindow::focusGained (FocusChangeType)
 {
     if (! isEnding)
         main->takeFocus();
+}
+
+void MainWindow::parentSizeChanged()
+{
+    // Another screen, or another size of the interface on the same one.
+    juce::DocumentWindow::parentSizeChanged();
+    startTimer (frameWaitMs);
+}
+
+void MainWindow::timerCallback()
+{
+    // The desktop tells of its frame some time after the window has come.
+    if (frameAround (*this).getTopAndBottom() == 0 && ++frameWaits < mostFrameWaits)
+        return;
+
+    stopTimer();
+    limitSize();
+
+    if (! isFullScreen())
+        fitToScreen (*this, windowSizes::leastWidth, windowSizes::leastHeight);
+}
+
+void MainWindow::limitSize()
+{
+    const auto frame = frameAround (*this);
+    setResizeLimits (windowSizes::leastWidth + frame.getLeftAndRight(),
+                     windowSizes::leastHeight + frame.getTopAndBottom(),
+                     32000,
+                     32000);
 }
 
 void MainWindow::toggleFullScreen()

@@ -5,8 +5,8 @@
 namespace tessivar
 {
 
-/** The only window. Its place and size are kept in the settings. */
-class MainWindow : public juce::DocumentWindow
+/** The only window. Its place and size are kept in the settings, and fitted to the screen when it opens. */
+class MainWindow : public juce::DocumentWindow, private juce::Timer
 {
 public:
     /** @param log  the program's, whose last lines go into diagnostics; outlives the window */
@@ -20,11 +20,16 @@ public:
     /** Keys that no view took, also when no view has the focus. */
     bool keyPressed (const juce::KeyPress& key) override;
     void focusGained (FocusChangeType cause) override;
+    void parentSizeChanged() override;
     void toggleFullScreen();
 
 private:
+    void timerCallback() override;
+    void limitSize();
+
     MainComponent* main;   // owned by the window
     bool isEnding = false; // the focus of what is deleted comes to the window
+    int frameWaits = 0;
 
     JUCE_DECLARE_NON_COPYABLE (MainWindow)
 };

@@ -1,7 +1,8 @@
 #include "app/TessivarApplication.h"
 
-#include "app/AppSettings.h"
+#include "app/system/ScreenFit.h"
 #include "model/Version.h"
+#include "model/settings/SettingsStore.h"
 #include "platform/Process.h"
 
 #include <iostream>
@@ -70,13 +71,7 @@ void TessivarApplication::initialise (const juce::String&)
     look = std::make_unique<TessivarLookAndFeel> (resourceFolder());
     juce::LookAndFeel::setDefaultLookAndFeel (look.get());
 
-    {
-        const SettingsStore settings (folders);
-        const auto area = juce::Desktop::getInstance().getDisplays().getPrimaryDisplay()->userArea;
-        juce::Desktop::getInstance().setGlobalScaleFactor (
-            static_cast<float> (interfaceScale (settings, area.getWidth(), area.getHeight())));
-    }
-
+    applyInterfaceSize (SettingsStore (folders));
     window = std::make_unique<MainWindow> (resourceFolder(), folders, *log);
     [[maybe_unused]] const auto listening = link->listen (
         [this] (const juce::StringArray& received)

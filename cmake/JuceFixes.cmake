@@ -118,9 +118,32 @@ tessivar_mend_juce_file(juce_core native/juce_linux_Files.cpp
     [=[return File (CharPointer_UTF8 (tmpDir));]=]
     [=[return File (tessivar::pathOfBytes (tmpDir));]=])
 
+# The area that the desktop leaves to windows was never asked for; a full screen was a maximised window, so
+# nothing came of it in a maximised one; and a window could be drawn smaller than its least size wherever the
+# interface is enlarged.
 tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_XWindowSystem.cpp
     [=[return String::fromUTF8 ((const char*) prop.data, (int) prop.numItems);]=]
-    [=[return String::createStringFromData (prop.data, (int) prop.numItems);]=])
+    [=[return String::createStringFromData (prop.data, (int) prop.numItems);]=]
+    [=[    for (auto& d : displays)
+        d.userArea = d.totalArea; // JUCE currently does not support requesting the user area on Linux]=]
+    [=[    auto* symbols = X11Symbols::getInstance();
+    const auto root = symbols->xRootWindow (display, symbols->xDefaultScreen (display));
+    const auto workArea = workAreaHints == None ? Rectangle<int>()
+        : getWorkArea (XWindowSystemUtilities::GetXProperty (display, root, workAreaHints, 0, 4, false, XA_CARDINAL));
+
+    for (auto& d : displays)
+    {
+        d.userArea = d.totalArea.getIntersection (workArea);
+
+        if (d.userArea.isEmpty())
+            d.userArea = d.totalArea;
+    }]=]
+    [=[    ev.xclient.data.l[1] = (long) XWindowSystemUtilities::Atoms::getCreating (display, "_NET_WM_STATE_MAXIMIZED_HORZ");
+    ev.xclient.data.l[2] = (long) XWindowSystemUtilities::Atoms::getCreating (display, "_NET_WM_STATE_MAXIMIZED_VERT");]=]
+    [=[    ev.xclient.data.l[1] = (long) XWindowSystemUtilities::Atoms::getCreating (display, "_NET_WM_STATE_FULLSCREEN");
+    ev.xclient.data.l[2] = 0;]=]
+    [=[            const auto factor       = peer.getPlatformScaleFactor();]=]
+    [=[            const auto factor       = peer.getPlatformScaleFactor() * peer.getComponent().getDesktopScaleFactor();]=])
 
 tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_X11_DragAndDrop.cpp
     [=[namespace juce

@@ -1,3 +1,4 @@
+#include "app/AppSettings.h"
 #include "app/settings/AbbreviationsState.h"
 #include "app/settings/AudioPageState.h"
 #include "app/settings/FoldersState.h"
@@ -250,6 +251,17 @@ TEST_CASE ("Settings of the performance", "[app][settings]")
         CHECK (pieces.texts[pieces.selected] == "32768 frames (0.9 MB)");
         CHECK (interfaceSizeIndex (150) == 3);
         CHECK (interfaceSizeIndex (137) == 0);
+    }
+
+    SECTION ("the interface never gets larger than a screen that the window must fit into")
+    {
+        juce::PropertySet settings;
+        CHECK (interfaceScale (settings, 2560, 1440) == 1.5);
+        CHECK (interfaceScale (settings, 1366, 768) == 1.0);
+        CHECK (interfaceScale (settings, 1024, 600) == Approx (0.85));
+        settings.setValue (appSettingsKeys::interfaceSize, 150);
+        CHECK (interfaceScale (settings, 1920, 1080) == 1.5);
+        CHECK (interfaceScale (settings, 1366, 768) == Approx (1.15));
     }
 
     SECTION ("the test file leaves room on the disk")

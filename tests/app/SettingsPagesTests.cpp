@@ -345,7 +345,7 @@ TEST_CASE ("Performance page", "[app][settings]")
         CHECK (readAheadSettings (settings).seconds == 10.0);
         CHECK (readAheadSettings (settings).framesPerRead == 8192);
         findButton (*dialog, "150%")->onClick();
-        CHECK (interfaceScale (settings, 1280, 800) == 1.5);
+        CHECK (interfaceScale (settings, 1920, 1080) == 1.5);
         CHECK (sizes == std::vector<int>{ 150 });
     }
 
