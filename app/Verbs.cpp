@@ -258,6 +258,14 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.wave.view.setLoopStartToPlayhead(); }),
         Entry (V::loopOut, "loopOut", A::playback, "Loop start, end at the playhead").keys ({ key ('O') })
             .does ([] (T t) { t.wave.view.setLoopEndToPlayhead(); }),
+        Entry (V::nextHit, "nextHit", A::playback, "Next, previous hit").keys ({ key ('N') })
+            .does ([] (T t) { t.wave.seekHit (1); }).when (hasTrack),
+        Entry (V::previousHit, "previousHit", A::playback, "Next, previous hit").keys ({ key ('P') })
+            .does ([] (T t) { t.wave.seekHit (-1); }).when (hasTrack),
+        Entry (V::selectNextHit, "selectNextHit", A::playback, "Select from hit to hit")
+            .keys ({ key ('N', shift) }).does ([] (T t) { t.wave.selectHit (1); }).when (hasTrack),
+        Entry (V::selectPreviousHit, "selectPreviousHit", A::playback, "Select from hit to hit")
+            .keys ({ key ('P', shift) }).does ([] (T t) { t.wave.selectHit (-1); }).when (hasTrack),
         Entry (V::follow, "follow", A::playback, "Follow the playhead").keys ({ key ('F') })
             .does ([] (T t) { t.wave.setFollowing (! t.wave.isFollowing()); }),
 

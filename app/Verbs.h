@@ -37,8 +37,9 @@ enum class Verb
     copySetting, copyAToB, copyBToA, applyToType, bypass, removed, solo, mute, equalLoudness,
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
-    loop, loopIn, loopOut, follow, zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
-    clearSelection, nextArea, previousArea, keySheet
+    loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit, follow,
+    zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection, clearSelection,
+    nextArea, previousArea, keySheet
     // clang-format on
 };
 

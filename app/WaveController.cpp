@@ -12,6 +12,7 @@ namespace
 constexpr double exactPause = 0.1;     // s without a change before exact columns are asked for
 constexpr double processedPause = 0.5; // s without a change before a whole processed track is read
 constexpr double longestExact = 60.0;  // s read at once for exact columns; the whole track covers more
+constexpr double playingGrace = 0.3;   // s
 constexpr double largestHorizontalZoom = 0.9, largestVerticalZoom = 1.4;
 
 double now()
@@ -68,6 +69,12 @@ void WaveController::wireView()
             setLooping (looping && range.has_value());
         else
             onTransportChanged();
+    };
+    // What has just been selected is heard next; playback that no loop holds goes on where it is.
+    view.onSelectionMade = [this] (double start)
+    {
+        if (looping || ! player.isPlaying())
+            seek (start);
     };
     view.onExactEnvelopeNeeded = [this] (const WaveEnvelopeRequest& request)
     {
@@ -167,9 +174,28 @@ void WaveController::seek (double seconds)
 {
     const auto position = juce::jlimit (0.0, player.duration(), seconds);
     player.seek (position);
-    view.setPlayhead (position, player.isPlaying());
+    view.setPlayhead (position, true); // into view
     onPlayheadMoved (position);
     onAnimate (0.2);
+}
+
+void WaveController::seekHit (int step)
+{
+    // While it plays, the last hit is soon behind the playhead again.
+    const auto grace = player.isPlaying() && step < 0 ? playingGrace : 0.0;
+
+    if (const auto hit = hitBeside (view.strongHits(), player.position() - grace, step))
+        seek (*hit);
+}
+
+void WaveController::selectHit (int step)
+{
+    const auto range = extendedToHit (
+        view.strongHits(), view.view().selection(), player.position(), step, view.view().lengthSeconds());
+    select ({ range.start, range.end });
+
+    if (! player.isPlaying())
+        seek (range.start);
 }
 
 void WaveController::movePlayhead()
@@ -184,6 +210,7 @@ void WaveController::setLooping (bool shouldLoop)
     looping = shouldLoop;
     view.setLooping (looping);
     player.setLoop (looping ? selection() : std::nullopt);
+    movePlayhead(); // a new loop may have taken it along
     onTransportChanged();
 }
 

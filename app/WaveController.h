@@ -45,6 +45,11 @@ public:
     [[nodiscard]] std::optional<juce::Range<double>> selection() const; // s
     void select (juce::Range<double> range);
 
+    /** Plays on from the next hit, or the previous one when the step is negative. */
+    void seekHit (int step);
+    /** Selects from hit to hit; a repeated call makes the selection longer. */
+    void selectHit (int step);
+
     [[nodiscard]] bool isFollowing() const { return following; }
     void setFollowing (bool shouldFollow);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace tessivar
 {
@@ -11,6 +12,7 @@ namespace tessivar
 namespace
 {
 constexpr float highestVolume = 4.0f;
+constexpr double loopReach = 0.05; // s
 } // namespace
 
 PlaybackEngine::PlaybackEngine (juce::TimeSliceThread& readAheadThread,
@@ -150,7 +152,11 @@ void PlaybackEngine::setVolume (float linearGain)
 
 void PlaybackEngine::play()
 {
-    if (position() >= lengthInSamples())
+    const auto at = position();
+
+    if (const auto& loop = request.loop; loop && ! isPlaying() && (at < loop->start || at >= loop->end))
+        seek (loop->start);
+    else if (at >= lengthInSamples())
         seek (0);
 
     request.play = true;
@@ -174,7 +180,7 @@ void PlaybackEngine::seek (std::int64_t positionInSamples)
 
 void PlaybackEngine::setLoop (const std::optional<LoopRange>& newLoop)
 {
-    request.loop.reset();
+    const auto before = std::exchange (request.loop, std::nullopt);
 
     if (newLoop)
     {
@@ -187,6 +193,12 @@ void PlaybackEngine::setLoop (const std::optional<LoopRange>& newLoop)
 
     readAhead.setLoop (request.loop);
     sendRequest();
+
+    // Behind its end, or so close before it that what plays gets there first, it would never be heard.
+    const auto reach = isPlaying() ? std::llround (loopReach * sampleRate()) : 0;
+
+    if (request.loop && request.loop != before && position() + reach >= request.loop->end)
+        seek (request.loop->start);
 }
 
 void PlaybackEngine::sendRequest()

@@ -67,14 +67,16 @@ public:
 
     // Transport.
 
-    /** Starts over when at the end. */
+    /** Starts over when at the end, and at the beginning of a loop when outside it. */
     void play();
     void stop();
 
     /** Clamped to the Group. While playing, goes on from there as soon as the samples are in memory. */
     void seek (std::int64_t positionInSamples);
 
-    /** Empty ranges, and those under 20 ms, don't loop. */
+    /** Empty ranges, and those under 20 ms, don't loop. A position behind the end of a new loop goes to its
+        beginning.
+    */
     void setLoop (const std::optional<LoopRange>& newLoop);
 
     // Current state, callable from any thread but the rendering one.

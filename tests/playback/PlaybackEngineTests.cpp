@@ -177,9 +177,9 @@ TEST_CASE ("Loop", "[playback]")
     rig.engine.setTracks (std::vector<PlaybackTrack>{ track (1, samples, { 1.5f, 0.0f }) }, 48000.0);
     rig.engine.selectTrack (1);
     rig.engine.setLoop (loop);
+    rig.engine.play();
     rig.engine.seek (9000);
     rig.engine.prepare();
-    rig.engine.play();
     const auto heard = rig.render (1000 + 5 * loop.length(), 333);
     const auto content = exported (*samples, { 1.5f, 0.0f }, 0, length);
 
@@ -225,13 +225,35 @@ TEST_CASE ("Loop", "[playback]")
         checkSame (rig.render (20000), part (content, at, 20000));
     }
 
-    SECTION ("behind the position does nothing")
+    SECTION ("that the position was moved out of is left; playback that starts outside starts with the loop")
     {
         rig.engine.seek (20000);
         (void) rig.render (1000);
         const auto at = rig.engine.position();
         CHECK (at > 20000);
         checkSame (rig.render (5000), part (content, at, 5000));
+
+        for (const std::int64_t outside : { 3000, 14321, 30000 })
+        {
+            rig.engine.stop();
+            (void) rig.render (1000);
+            rig.engine.seek (outside);
+            rig.engine.play();
+            CHECK (rig.engine.position() == loop.start);
+        }
+    }
+
+    SECTION ("switched on behind the playhead, or just before it gets there, takes it along")
+    {
+        rig.engine.setLoop (std::nullopt);
+
+        for (const auto& [at, expected] : { std::pair (30000, 10000), { 14000, 10000 }, { 2000, 2000 } })
+        {
+            rig.engine.seek (at);
+            rig.engine.setLoop (loop);
+            CHECK (rig.engine.position() == expected);
+            rig.engine.setLoop (std::nullopt);
+        }
     }
 
     SECTION ("of no length, of a few samples, and outside the Group")

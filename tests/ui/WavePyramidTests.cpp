@@ -209,4 +209,22 @@ TEST_CASE ("findStrongHits", "[ui][wave]")
         CHECK (rangeBetweenHits (hits, 7.0, 9.0) == WaveRange{ 4.0, 9.0 });
         CHECK (rangeBetweenHits ({}, 7.0, 9.0) == WaveRange{ 0.0, 9.0 });
     }
+
+    SECTION ("steps lead from stroke to stroke, and a selection grows by them")
+    {
+        const std::vector<double> hits{ 1.0, 2.5, 4.0 };
+        CHECK (hitBeside (hits, 1.00001, 1) == 2.5); // stands on the first one, but for rounding
+        CHECK (hitBeside (hits, 2.49999, -1) == 1.0);
+        CHECK_FALSE (hitBeside (hits, 4.0, 1));
+        CHECK_FALSE (hitBeside (hits, 1.0, -1));
+
+        const auto selected = extendedToHit (hits, {}, 1.0, 1, 9.0);
+        CHECK (selected == WaveRange{ 1.0, 2.5 });
+        CHECK (extendedToHit (hits, selected, 1.0, 1, 9.0) == WaveRange{ 1.0, 4.0 });
+        CHECK (extendedToHit (hits, WaveRange{ 2.5, 4.0 }, 3.0, -1, 9.0) == WaveRange{ 1.0, 4.0 });
+        CHECK (extendedToHit (hits, selected, 2.5, 1, 9.0)
+               == WaveRange{ 2.5, 4.0 }); // the playhead has left it
+        CHECK (extendedToHit (hits, {}, 2.5, -1, 9.0) == WaveRange{ 1.0, 2.5 });
+        CHECK (extendedToHit (hits, WaveRange{ 4.0, 9.0 }, 4.0, 1, 9.0) == WaveRange{ 4.0, 9.0 });
+    }
 }

@@ -87,6 +87,9 @@ float strongThreshold (const std::vector<Stroke>& strokes)
     return used == 0 ? 0.0f : heights[used / 2] / 3.0f;
 }
 
+/** Two times closer than this are one: a playhead on a hit stands on a whole sample. */
+constexpr double sameTime = 0.001; // s
+
 } // namespace
 
 std::vector<double> findStrongHits (const EnvelopePyramid& source,
@@ -107,6 +110,33 @@ WaveRange rangeBetweenHits (std::span<const double> hits, double seconds, double
 {
     const auto next = std::upper_bound (hits.begin(), hits.end(), seconds);
     return { next == hits.begin() ? 0.0 : *std::prev (next), next == hits.end() ? lengthSeconds : *next };
+}
+
+std::optional<double> hitBeside (std::span<const double> hits, double seconds, int step)
+{
+    if (step > 0)
+    {
+        const auto next = std::upper_bound (hits.begin(), hits.end(), seconds + sameTime);
+        return next != hits.end() ? std::make_optional (*next) : std::nullopt;
+    }
+
+    const auto next = std::lower_bound (hits.begin(), hits.end(), seconds - sameTime);
+    return next != hits.begin() ? std::make_optional (*std::prev (next)) : std::nullopt;
+}
+
+WaveRange extendedToHit (std::span<const double> hits,
+                         std::optional<WaveRange> selection,
+                         double seconds,
+                         int step,
+                         double lengthSeconds)
+{
+    const auto isInside =
+        selection.has_value() && seconds > selection->start - sameTime && seconds < selection->end - sameTime;
+    if (! isInside)
+        return rangeBetweenHits (hits, step > 0 ? seconds + sameTime : seconds - sameTime, lengthSeconds);
+    if (step > 0)
+        return { selection->start, hitBeside (hits, selection->end, step).value_or (lengthSeconds) };
+    return { hitBeside (hits, selection->start, step).value_or (0.0), selection->end };
 }
 
 } // namespace tessivar

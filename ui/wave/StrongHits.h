@@ -4,6 +4,10 @@
 #include "ui/wave/ChannelEnergyPyramid.h"
 #include "ui/wave/WaveViewState.h"
 
+#include <optional>
+#include <span>
+#include <vector>
+
 namespace tessivar
 {
 
@@ -23,5 +27,18 @@ namespace tessivar
 /** From the last hit at or before `seconds` to the first one after it; the ends of the track stand in for
     missing hits. */
 [[nodiscard]] WaveRange rangeBetweenHits (std::span<const double> hits, double seconds, double lengthSeconds);
+
+/** The first hit after `seconds` when `step` is positive, else the last one before. */
+[[nodiscard]] std::optional<double> hitBeside (std::span<const double> hits, double seconds, int step);
+
+/** A selection one hit longer at its end, or at its beginning when `step` is negative. Without one, or where
+    a playhead at `seconds` lies outside of it: the stretch between hits that the playhead is in or, with a
+    negative step, stands behind.
+*/
+[[nodiscard]] WaveRange extendedToHit (std::span<const double> hits,
+                                       std::optional<WaveRange> selection,
+                                       double seconds,
+                                       int step,
+                                       double lengthSeconds);
 
 } // namespace tessivar

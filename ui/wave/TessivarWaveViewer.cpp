@@ -27,6 +27,11 @@ TessivarWaveViewer::TessivarWaveViewer()
     plot.onPlayheadMoved = ruler.onPlayheadMoved = movePlayhead;
     plot.onSelectionChanged =
         ruler.onSelectionChanged = [this] (bool isFinished) { selectionMoved (isFinished); };
+    plot.onSelectionMade = [this]
+    {
+        if (const auto selection = scene.view.selection())
+            call (onSelectionMade, selection->start);
+    };
     plot.onViewChanged = ruler.onViewChanged = overview.onViewChanged = [this] { viewMoved(); };
     plot.onPixelScaleFound = [this] (double scale)
     {

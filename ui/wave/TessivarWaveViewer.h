@@ -50,6 +50,8 @@ public:
     std::function<void (double seconds)> onPlayheadMoved;
     /** The selection changed, by the mouse or a command of this class; unfinished while the mouse is down. */
     std::function<void (std::optional<WaveRange> selection, bool isFinished)> onLoopChanged;
+    /** The mouse has selected another stretch, which starts here; comes after onLoopChanged. */
+    std::function<void (double start)> onSelectionMade;
     /** Asks for columns that the pyramids can't give. Only an answer to the newest request is shown, so older
         work may be dropped; every step of a zoom or a knob sends a request, so wait for a pause of 100 ms. A
         wide view asks for minutes of processed signal; an owner that renders whole tracks anyway can supply
@@ -112,6 +114,8 @@ public:
     void setHorizontalZoomSlider (juce::Slider* slider);
     void setVerticalZoomSlider (juce::Slider* slider);
 
+    /** Where the loud hits begin, s, ascending. */
+    [[nodiscard]] const std::vector<double>& strongHits() { return scene.strongHits(); }
     [[nodiscard]] const WaveViewState& view() const noexcept { return scene.view; }
     /** Sends a pending request at once instead of waiting for the message loop. */
     void sendPendingRequest() { handleUpdateNowIfNeeded(); }

@@ -308,7 +308,10 @@ void WavePlot::mouseUp (const juce::MouseEvent& event)
     if (finished == Drag::pending && event.getNumberOfClicks() < 2)
         onPlayheadMoved (timeAt (event));
     else if (finished == Drag::selecting)
+    {
         onSelectionChanged (true);
+        onSelectionMade();
+    }
 }
 
 void WavePlot::mouseDoubleClick (const juce::MouseEvent& event)
@@ -318,6 +321,7 @@ void WavePlot::mouseDoubleClick (const juce::MouseEvent& event)
     const auto range = rangeBetweenHits (scene.strongHits(), timeAt (event), scene.view.lengthSeconds());
     scene.view.select (range.start, range.end);
     onSelectionChanged (true);
+    onSelectionMade();
 }
 
 } // namespace tessivar

@@ -68,6 +68,9 @@ class WavePlot : public WavePart
 public:
     explicit WavePlot (WaveScene& sceneToDraw);
 
+    /** A finished drag or a double-click has selected another stretch. */
+    std::function<void()> onSelectionMade;
+
     /** Display pixels per logical pixel; called when painting finds a new value. */
     std::function<void (double)> onPixelScaleFound;
 
