@@ -4,17 +4,12 @@
 #include "app/ExportMessages.h"
 #include "app/FileChooser.h"
 #include "app/TrackPresenter.h"
-#include "app/about/AboutDialog.h"
-#include "app/about/Diagnostics.h"
 #include "app/settings/ReducedMotion.h"
-#include "app/system/ScreenFit.h"
 #include "model/ForeignText.h"
 #include "model/settings/Settings.h"
-#include "platform/Desktop.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "ui/Palette.h"
-#include "ui/dialogs/KeySheetDialog.h"
 
 #include <algorithm>
 #include <cmath>
@@ -33,8 +28,6 @@ constexpr double meterRelease =
 constexpr double labelStays = 4.0; // s in which a knob's value label has faded
 constexpr double noticeStays = 5.0; // s
 constexpr double meterRange = SuppressionMeterState::numLeds;
-constexpr auto contactPage = "https://tessivar.org/contact";
-constexpr int diagnosticsLogLines = 60;
 
 double now()
 {
@@ -88,12 +81,13 @@ public:
 MainComponent::MainComponent (const juce::File& resourceFolder,
                               const UserFolders& folders,
                               const ProgramLog& log)
-    : resources (resourceFolder), programLog (log), images (resourceFolder), workspace (folders),
+    : resources (resourceFolder), images (resourceFolder), workspace (folders),
       player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
       presenter (workspace, wave.waveforms), menuBar (&commands), browser (images),
       splitter (std::make_unique<Splitter>()), meter (images), dock (images), transport (images),
       tooltips (this), prompts (scrim, images), tracks (workspace, prompts),
-      work (workspace, runner, prompts, resourceFolder), unsaved (workspace, work, prompts, images)
+      work (workspace, runner, prompts, resourceFolder), unsaved (workspace, work, prompts, images),
+      dialogs ({ workspace, player, tracks, runner, prompts, images, *this, resourceFolder, log })
 {
     // A folder of settings alone: what else lies there was left behind.
     tidySettingsFolder (folders.settings);
@@ -415,6 +409,15 @@ void MainComponent::wireWork()
     { tellFor ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
 }
 
+void MainComponent::openSettings (SettingsPageId page)
+{
+    if (isBlocked())
+        return;
+
+    dialogs.openSettings (page);
+    refresh();
+}
+
 //============================================================================================================
 // Verbs, keys and menus
 
@@ -425,7 +428,7 @@ bool MainComponent::isBlocked() const
 
 VerbTargets MainComponent::targets (const Track::Ptr& clicked)
 {
-    return { *this, tracks, wave, work, player, clicked };
+    return { *this, dialogs, tracks, wave, work, player, clicked };
 }
 
 void MainComponent::perform (const VerbEntry& entry, const Track::Ptr& clicked)
@@ -586,76 +589,6 @@ void MainComponent::handleMessage (const juce::Message& message)
         work.exportGroups (ExportScope::allGroups, tracks.group());
 
     refresh();
-}
-
-//============================================================================================================
-// Dialogs
-
-void MainComponent::openHelp (const char* document)
-{
-    const auto file = resources.getChildFile (document);
-
-    if (! file.existsAsFile() || ! openExternally (file.getFullPathName()))
-        prompts.warn ("The document can't be opened.", file.getFullPathName());
-}
-
-void MainComponent::openContactPage()
-{
-    if (! openExternally (contactPage))
-        prompts.warn ("No suitable browser found.");
-}
-
-void MainComponent::showKeySheet()
-{
-    prompts.showModally ([] (std::function<void()>)
-                         { return std::make_unique<KeySheetDialog> (keySheetSections()); });
-}
-
-void MainComponent::openSettings (SettingsPageId page)
-{
-    if (isBlocked())
-        return;
-
-    SettingsDialogContext context{
-        .workspace = workspace,
-        .device = player.device,
-        .prompts = prompts,
-        .groupRate = [this] { return tracks.group() != nullptr ? tracks.group()->sampleRate() : 0.0; },
-        .runJob =
-            [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
-        { return runner.run (title, std::move (stages), job); },
-        .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
-        .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize (workspace.settings()); },
-        .firstPage = page
-    };
-    prompts.showModally ([&] (std::function<void()>) { return makeSettingsDialog (context); });
-    player.device.matchGroupRate();
-    refresh();
-}
-
-void MainComponent::showAbout()
-{
-    showAboutDialog (
-        prompts, images, resources, [this] (bool withPaths) { return makeDiagnostics (withPaths); });
-}
-
-juce::String MainComponent::makeDiagnostics (bool withPaths)
-{
-    const auto& desktop = juce::Desktop::getInstance();
-    juce::String screen;
-
-    if (const auto* display = desktop.getDisplays().getPrimaryDisplay())
-        screen << display->totalArea.getWidth() << " x " << display->totalArea.getHeight() << ", interface "
-               << juce::roundToInt (desktop.getGlobalScaleFactor() * 100.0f) << " %, window " << getWidth()
-               << " x " << getHeight();
-
-    DiagnosticsRequest request{ workspace, resources, player.device.statusText(), {}, screen, {}, withPaths };
-
-    for (const auto* type : player.device.manager().getAvailableDeviceTypes())
-        request.soundTypes.add (type->getTypeName());
-
-    request.logLines = programLog.lastLines (diagnosticsLogLines);
-    return diagnosticsText (request);
 }
 
 //============================================================================================================

@@ -7,8 +7,7 @@
 #include "app/TrackActions.h"
 #include "app/UnsavedWork.h"
 #include "app/WaveController.h"
-#include "app/settings/SettingsDialog.h"
-#include "app/system/ProgramLog.h"
+#include "app/WindowDialogs.h"
 #include "ui/Buttons.h"
 #include "ui/EmptyView.h"
 #include "ui/TessivarControls.h"
@@ -59,11 +58,6 @@ public:
 
     // What verbs do that takes the window.
 
-    void openSettings (SettingsPageId page);
-    void openHelp (const char* document);
-    void openContactPage();
-    void showAbout();
-    void showKeySheet();
     void showTrackMenu (const Track::Ptr& track);
     void renameGroup();
     void typeFocus() { dock.getFocus().typeValue(); }
@@ -130,13 +124,12 @@ private:
                   std::function<void()> onAction,
                   bool warns);
 
+    void openSettings (SettingsPageId page);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
     void locateSource (std::uint32_t trackId);
     void openDemo();
-    [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
 
     const juce::File resources;
-    const ProgramLog& programLog;
     ResourceImages images;
     TessivarWorkspace workspace;
     Player player;
@@ -177,6 +170,7 @@ private:
     TrackActions tracks;
     GroupWork work;
     UnsavedWork unsaved;
+    WindowDialogs dialogs;
     juce::StringArray waitingPaths; // came while something was in front
     juce::String loggedDevice;
 

@@ -5,6 +5,7 @@
 #include "app/Player.h"
 #include "app/TrackActions.h"
 #include "app/WaveController.h"
+#include "app/WindowDialogs.h"
 #include "platform/Desktop.h"
 
 #include <algorithm>
@@ -104,7 +105,7 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::closeAllGroups, "closeAllGroups", A::groups, 21, "Close All Groups").bound ('w')
             .does ([] (T) {}),
         Entry (V::settings, "settings", A::window, 22, "Settings")
-            .does ([] (T t) { t.window.openSettings (SettingsPageId::audioDevice); }),
+            .does ([] (T t) { t.dialogs.openSettings (SettingsPageId::audioDevice); }),
         Entry (V::importTracks, "importTracks", A::groups, 33, "Import Track(s)")
             .does ([] (T t) { t.work.chooseAndImportTracks (t.group()); }),
         Entry (V::importFolders, "importFolders", A::groups, 34, "Import Folder(s)")
@@ -128,12 +129,12 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::exportGroup, "exportGroup", A::groups, 69, "Export Group").bound ('x'),
         Entry (V::exportAllGroups, "exportAllGroups", A::groups, 70, "Export All Groups").bound ('x', shift),
         Entry (V::quickStartGuide, "quickStartGuide", A::window, 81, "QuickStartGuide")
-            .does ([] (T t) { t.window.openHelp ("tessivarQuickStartGuide.pdf"); }),
+            .does ([] (T t) { t.dialogs.openDocument ("tessivarQuickStartGuide.pdf"); }),
         Entry (V::documentation, "documentation", A::window, 82, "Documentation")
-            .does ([] (T t) { t.window.openHelp ("tessivarManual.pdf"); }),
+            .does ([] (T t) { t.dialogs.openDocument ("tessivarManual.pdf"); }),
         Entry (V::onlineHelp, "onlineHelp", A::window, 83, "Online Help")
-            .does ([] (T t) { t.window.openContactPage(); }),
-        Entry (V::about, "about", A::window, 84, "About Tessivar").does ([] (T t) { t.window.showAbout(); }),
+            .does ([] (T t) { t.dialogs.openContactPage(); }),
+        Entry (V::about, "about", A::window, 84, "About Tessivar").does ([] (T t) { t.dialogs.showAbout(); }),
         Entry (V::quit, "quit", A::window, 23, "Quit").bound ('q').does ([] (T t) { t.window.onQuit(); }),
         Entry (V::playOrStop, "playOrStop", A::playback, 97, "PlayStop").keys ({ key (Key::spaceKey) })
             .onSheet ("Play or stop").does ([] (T t) { t.window.playOrStop(); }),
@@ -292,7 +293,7 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::previousArea, "previousArea", A::window, "Next, previous area")
             .keys ({ key (Key::F6Key, shift) }).does ([] (T t) { t.window.moveToArea (-1); }),
         Entry (V::keySheet, "keySheet", A::window, "All keys").keys ({ key (Key::F1Key) })
-            .does ([] (T t) { t.window.showKeySheet(); }),
+            .does ([] (T t) { t.dialogs.showKeySheet(); }),
         // clang-format on
     };
 

@@ -17,6 +17,7 @@ class MainComponent;
 class Player;
 class TrackActions;
 class WaveController;
+class WindowDialogs;
 
 /** Everything the user can have done by a menu, a key or a button of the window. */
 enum class Verb
@@ -47,6 +48,7 @@ enum class Verb
 struct VerbTargets
 {
     MainComponent& window;
+    WindowDialogs& dialogs;
     TrackActions& tracks;
     WaveController& wave;
     GroupWork& work;
