@@ -487,6 +487,15 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
     return entry != nullptr;
 }
 
+bool MainComponent::keyStateChanged (bool isDown)
+{
+    // Of every key, also of those that a view takes.
+    if (isDown)
+        tooltips.dismiss();
+
+    return false;
+}
+
 bool MainComponent::quitInSpiteOfDialog (const juce::KeyPress& key)
 {
     if (! isBlocked() || key != entryOf (Verb::quit).commandKey)

@@ -71,6 +71,7 @@ public:
     void paint (juce::Graphics& g) override;
     void resized() override;
     bool keyPressed (const juce::KeyPress& key) override;
+    bool keyStateChanged (bool isDown) override;
     void handleMessage (const juce::Message& message) override;
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return true; }

@@ -78,4 +78,18 @@ TessivarComboBox::TessivarComboBox (const juce::String& name) : ComboBox (name)
     enabledAtConstruction = isEnabled();
 }
 
+void TessivarTooltipWindow::dismiss()
+{
+    hideTip();
+    dismissedAt = juce::Desktop::getInstance().getMainMouseSource().getScreenPosition();
+}
+
+juce::String TessivarTooltipWindow::getTipFor (juce::Component& pointedAt)
+{
+    if (dismissedAt == juce::Desktop::getInstance().getMainMouseSource().getScreenPosition())
+        return {};
+    dismissedAt.reset();
+    return TooltipWindow::getTipFor (pointedAt);
+}
+
 } // namespace tessivar

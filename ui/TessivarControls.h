@@ -4,6 +4,8 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <optional>
+
 namespace tessivar
 {
 
@@ -72,7 +74,7 @@ private:
 };
 
 /** Shows tooltips after 700 ms, or at once when another one closed less than a second ago.
-    TessivarLookAndFeel draws them.
+    TessivarLookAndFeel draws them, beside the control that they are about.
 */
 class TessivarTooltipWindow : public juce::TooltipWindow
 {
@@ -82,7 +84,14 @@ public:
     {
     }
 
+    /** Away with it until the mouse moves. */
+    void dismiss();
+
+    juce::String getTipFor (juce::Component& pointedAt) override;
+
 private:
+    std::optional<juce::Point<float>> dismissedAt; // on the screen
+
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarTooltipWindow)
 };
 

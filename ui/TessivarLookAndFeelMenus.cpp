@@ -13,12 +13,30 @@ constexpr int itemHeight = 30;
 constexpr int separatorHeight = 11;
 constexpr float iconColumn = 44.0f; // of menus, from the edge to the words
 
-constexpr int tipHeight = 32;
-constexpr float tipInset = 10.0f;
+constexpr int tipHeight = 32, tipLineHeight = 15; // of a tooltip with one line, and that line's
+constexpr int tipGap = 6, largestAbout = 80;
+constexpr float tipInset = 10.0f, widestTip = 360.0f;
 
-juce::Font tipFont()
+/** A tooltip's words, wrapped. */
+juce::TextLayout tipLayout (const juce::String& text)
 {
-    return fonts::inter (12.0f);
+    juce::AttributedString words;
+    words.append (text, fonts::inter (12.0f), palette::textHigh);
+    juce::TextLayout layout;
+    layout.createLayoutWithBalancedLineLengths (words, widestTip);
+    return layout;
+}
+
+/** The place on the screen of what is under the mouse and has this tooltip; empty when nothing has. */
+juce::Rectangle<int> controlUnderMouse (const juce::String& tip)
+{
+    for (auto* each = juce::Desktop::getInstance().getMainMouseSource().getComponentUnderMouse();
+         each != nullptr;
+         each = each->getParentComponent())
+        if (auto* client = dynamic_cast<juce::TooltipClient*> (each);
+            client != nullptr && client->getTooltip() == tip)
+            return each->getScreenBounds();
+    return {};
 }
 
 /** "Ctrl+Shift+S" for the toolkit's "ctrl + shift + S", "Delete" for "delete". */
@@ -161,33 +179,34 @@ void TessivarLookAndFeel::drawTooltip (juce::Graphics& g, const juce::String& te
     drawFrame (g, frame, juce::Colour (0xff2a333b), palette::dialogEdge.brighter (0.15f), 5.0f);
 
     const auto parts = splitTooltip (text);
-    auto row = frame.reduced (tipInset + 0.5f, 0.5f);
+    auto area = frame.reduced (tipInset, 0.0f);
     if (parts.key.isNotEmpty())
-        drawKeyCap (g, row.removeFromRight (keyCapWidth (parts.key)), parts.key, palette::textMid);
-    g.setColour (palette::textHigh);
-    g.setFont (tipFont());
-    g.drawFittedText (parts.text, row.toNearestInt(), juce::Justification::centredLeft, 8, 1.0f);
+        drawKeyCap (g, area.removeFromRight (keyCapWidth (parts.key)), parts.key, palette::textMid);
+    const auto words = tipLayout (parts.text);
+    words.draw (g, area.withSizeKeepingCentre (area.getWidth(), words.getHeight()));
 }
 
 juce::Rectangle<int> TessivarLookAndFeel::getTooltipBounds (const juce::String& text,
-                                                            juce::Point<int> screenPosition,
+                                                            juce::Point<int> position,
                                                             juce::Rectangle<int> parentArea)
 {
     const auto parts = splitTooltip (text);
-    const auto words = tipFont().getStringWidthFloat (parts.text);
-    const auto widest = 360.0f;
-    auto width = std::min (words, widest) + 2.0f * tipInset + 3.0f;
+    const auto words = tipLayout (parts.text);
+    auto width = words.getWidth() + 2.0f * tipInset + 1.0f;
     if (parts.key.isNotEmpty())
         width += keyCapWidth (parts.key) + 10.0f;
-    const auto lines = static_cast<int> (std::ceil (words / widest));
     const juce::Rectangle<int> size (juce::roundToInt (std::ceil (width)),
-                                     tipHeight + 16 * (std::max (1, lines) - 1));
-    // Below and right of the pointer, or on its other side near the screen's end.
-    const auto x = screenPosition.x > parentArea.getCentreX() ? screenPosition.x - size.getWidth() - 12
-                                                              : screenPosition.x + 16;
-    const auto y = screenPosition.y > parentArea.getCentreY() ? screenPosition.y - size.getHeight() - 6
-                                                              : screenPosition.y + 12;
-    return size.withPosition (x, y).constrainedWithin (parentArea);
+                                     juce::roundToInt (std::ceil (words.getHeight())) + tipHeight
+                                         - tipLineHeight);
+
+    // Below what it is about, or above it near the lower end; beside the pointer where that is large.
+    auto about = juce::Rectangle<int> (position, position).expanded (16, 12);
+    if (const auto control = controlUnderMouse (text); control.getHeight() <= largestAbout)
+        about = control + (position - juce::Desktop::getMousePosition());
+    const auto below = about.getBottom() + tipGap, above = about.getY() - tipGap - size.getHeight();
+    const auto x = position.x > parentArea.getCentreX() ? position.x - size.getWidth() + 12 : position.x - 12;
+    return size.withPosition (x, below + size.getHeight() <= parentArea.getBottom() ? below : above)
+        .constrainedWithin (parentArea);
 }
 
 } // namespace tessivar
