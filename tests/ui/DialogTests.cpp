@@ -204,6 +204,22 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
         CHECK (ExportReportDialog (fixture.images, report).getNumButtons() == 2);
     }
 
+    SECTION ("a list shows long paths and reasons whole, in more lines")
+    {
+        const juce::String path (
+            "/Volumes/Sessions 2026/Drums/Close microphones/A very long take name/Kick In.wav");
+        DialogList list (fixture.images);
+        const auto heightOf = [&] (const juce::String& text, const juce::String& remark)
+        {
+            list.setRows ({ { .text = text, .remark = remark } }, 30);
+            return list.idealHeight (400);
+        };
+        CHECK (heightOf ("Kick In.wav", "Failed to open file.") == 32);
+        CHECK (heightOf (path, {}) > 45);
+        CHECK (heightOf (path.removeCharacters (" "), {}) > 45);
+        CHECK (heightOf ("Kick In.wav", "Failed to open file: " + path) > 60);
+    }
+
     SECTION ("a scrim shows one dialog above the other and goes with the last, which may open the next")
     {
         DialogScrim scrim;

@@ -198,17 +198,6 @@ std::unique_ptr<juce::AccessibilityHandler> DialogContent::createAccessibilityHa
     return std::make_unique<juce::AccessibilityHandler> (*this, juce::AccessibilityRole::dialogWindow);
 }
 
-juce::TextLayout layOutText (const juce::String& text, juce::Colour colour, float width)
-{
-    juce::AttributedString attributed;
-    attributed.append (text, fonts::inter (13.0f), colour);
-    attributed.setLineSpacing (3.3f);
-    attributed.setWordWrap (juce::AttributedString::WordWrap::byWord);
-    juce::TextLayout layout;
-    layout.createLayout (attributed, width);
-    return layout;
-}
-
 DialogScrim::DialogScrim()
 {
     setInterceptsMouseClicks (true, true);

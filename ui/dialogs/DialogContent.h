@@ -110,9 +110,6 @@ private:
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DialogContent)
 };
 
-/** Multi-line text: 13 px type, lines 19 px apart. */
-juce::TextLayout layOutText (const juce::String& text, juce::Colour colour, float width);
-
 /** Dims the window and shows one dialog in its middle. Clicks beside the dialog do nothing; Tab stays inside.
     A dialog shown while another is open lies on top of it.
 */

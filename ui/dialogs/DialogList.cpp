@@ -3,6 +3,7 @@
 #include "ui/Call.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
+#include "ui/dialogs/DialogText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +15,7 @@ namespace
 
 constexpr int maxRowsShown = 8;
 constexpr int rightInset = 12, textLeft = 37, textLeftBesideDot = 42;
+constexpr int lineHeight = 19, remarkGap = 18;
 constexpr int detailRise = 5, detailFoot = 8; // into the row's height above it; below its last line
 
 int leftOfText (const DialogListRow& row)
@@ -69,17 +71,26 @@ std::vector<DialogList::Place> DialogList::placesAt (int rowWidth) const
     int top = 0;
     for (const auto& row : rows)
     {
+        const auto room = static_cast<float> (std::max (1, rowWidth - leftOfText (row) - rightInset));
+        const auto textWidth = fonts::inter (13.0f).getStringWidthFloat (row.text);
+        const auto remarkWidth =
+            row.remark.isEmpty() ? 0.0f : fonts::inter (12.0f).getStringWidthFloat (row.remark) + remarkGap;
         Place place;
         place.top = top;
-        place.height = rowHeight;
+        place.hasRemarkBeside = row.remark.isNotEmpty() && textWidth + remarkWidth <= room;
+        place.text = layOutText (row.text, palette::textHigh, room);
+        const auto moreLines = place.text.getNumLines() > 1 ? place.text.getHeight() - lineHeight : 0.0f;
+        place.headHeight = rowHeight + juce::roundToInt (std::ceil (moreLines));
+        place.height = place.headHeight;
+        std::vector<ColouredText> below;
+        if (row.remark.isNotEmpty() && ! place.hasRemarkBeside)
+            below.push_back ({ row.remark + (row.detail.isEmpty() ? "" : "\n"), orLow (row.remarkColour) });
         if (row.detail.isNotEmpty())
+            below.push_back ({ row.detail, palette::textLow });
+        if (! below.empty())
         {
-            juce::AttributedString words;
-            words.append (row.detail, fonts::inter (12.0f), palette::textLow);
-            words.setLineSpacing (2.0f);
-            const auto width = std::max (1, rowWidth - leftOfText (row) - rightInset);
-            place.detail.createLayout (words, static_cast<float> (width));
-            place.height += juce::roundToInt (std::ceil (place.detail.getHeight())) - detailRise + detailFoot;
+            place.below = layOutText (below, room, 12.0f);
+            place.height += juce::roundToInt (std::ceil (place.below.getHeight())) - detailRise + detailFoot;
         }
         top += place.height;
         result.push_back (std::move (place));
@@ -147,26 +158,25 @@ void DialogList::Rows::paint (juce::Graphics& g)
             g.fillRect (area.withHeight (1));
         }
         area.removeFromRight (rightInset);
-        auto below = area.removeFromBottom (place.height - owner.rowHeight);
+        auto below = area.removeFromBottom (place.height - place.headHeight);
         below.removeFromLeft (leftOfText (row));
-        place.detail.draw (g, below.withTop (below.getY() - detailRise).toFloat());
-        auto mark = area.removeFromLeft (leftOfText (row));
+        place.below.draw (g, below.withTop (below.getY() - detailRise).toFloat());
+        auto mark = area.removeFromLeft (leftOfText (row)).withHeight (owner.rowHeight);
         if (! row.ticked.has_value())
             drawIcon (g,
                       row.icon,
                       mark.withTrimmedLeft (13).withWidth (13).withSizeKeepingCentre (13, 13).toFloat(),
                       orLow (row.iconColour));
-        const auto remarkFont = fonts::inter (12.0f);
-        if (row.remark.isNotEmpty())
+        if (place.hasRemarkBeside)
         {
-            // Half of the row, or what the text leaves.
-            const auto left = area.getWidth() - fonts::inter (13.0f).getStringWidth (row.text) - 16;
-            const auto width =
-                std::min (remarkFont.getStringWidth (row.remark) + 2, std::max (left, area.getWidth() / 2));
             g.setColour (orLow (row.remarkColour));
-            g.setFont (remarkFont);
-            g.drawText (row.remark, area.removeFromRight (width), juce::Justification::centredRight, true);
-            area.removeFromRight (8);
+            g.setFont (fonts::inter (12.0f));
+            g.drawText (row.remark, area, juce::Justification::centredRight, false);
+        }
+        if (place.text.getNumLines() > 1)
+        {
+            place.text.draw (g, area.withTrimmedTop ((owner.rowHeight - lineHeight) / 2).toFloat());
+            continue;
         }
         g.setColour (palette::textHigh);
         g.setFont (fonts::inter (13.0f));

@@ -8,11 +8,11 @@
 namespace tessivar
 {
 
-/** A row of a dialog's list. */
+/** A row of a dialog's list. What doesn't fit into a line is wrapped; a remark then goes below the text. */
 struct DialogListRow
 {
     juce::String text, remark{};
-    juce::String detail{}; // below the text, in as many lines as it takes
+    juce::String detail{}; // below both
     Icon icon = Icon::file;
     juce::Colour iconColour{}, remarkColour{}; // transparent: the low text colour
     std::optional<bool> ticked{};              // shows a dot in place of the icon
@@ -54,11 +54,13 @@ private:
         DialogList& owner;
     };
 
-    /** Where a row lies among all rows, and its detail as laid out. */
+    /** Where a row lies among all rows, and its words as laid out. */
     struct Place
     {
         int top = 0, height = 0;
-        juce::TextLayout detail;
+        int headHeight = 0; // of the text, above what stands below it
+        juce::TextLayout text, below;
+        bool hasRemarkBeside = false;
     };
     std::vector<Place> placesAt (int rowWidth) const;
     static int heightOf (const std::vector<Place>& rowPlaces);

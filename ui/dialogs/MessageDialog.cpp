@@ -2,6 +2,7 @@
 
 #include "ui/Call.h"
 #include "ui/Palette.h"
+#include "ui/dialogs/DialogText.h"
 
 namespace tessivar
 {
