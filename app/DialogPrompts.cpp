@@ -1,7 +1,9 @@
 #include "app/DialogPrompts.h"
 
 #include "model/ForeignText.h"
+#include "ui/dialogs/FileDialog.h"
 
+#include <memory>
 #include <utility>
 
 namespace tessivar
@@ -174,6 +176,37 @@ std::optional<std::vector<bool>> DialogPrompts::pick (const juce::String& title,
             return dialog;
         });
     return *result;
+}
+
+std::vector<juce::File> DialogPrompts::chooseFiles (const FileChooserRequest& request)
+{
+    if (const auto chosen = chooseWithDesktop (request))
+        return *chosen;
+
+    const auto saves = request.kind == FileChooserRequest::Kind::saveFile;
+    const auto folder = nearestFolder (request.startFolder);
+    const auto files = std::make_shared<std::vector<juce::File>>();
+    showModally (
+        [&] (std::function<void()> close)
+        {
+            auto dialog = std::make_unique<FileDialog> (
+                FileDialog::Settings{ .title = request.title,
+                                      .acceptText = saves                    ? "Save"
+                                                    : request.wantsFolders() ? "Choose"
+                                                                             : "Open",
+                                      .wildcard = bothCases (request.wildcard).replace (" ", ";"),
+                                      .start = saves ? folder.getChildFile (request.suggestedName) : folder,
+                                      .saves = saves,
+                                      .choosesFolders = request.wantsFolders(),
+                                      .severalAtOnce = request.wantsSeveral() });
+            dialog->onResult = [files, close] (const std::vector<juce::File>& chosen)
+            {
+                *files = chosen;
+                close();
+            };
+            return dialog;
+        });
+    return *files;
 }
 
 } // namespace tessivar

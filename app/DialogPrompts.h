@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/FileChooser.h"
 #include "jobs/UserPrompts.h"
 #include "ui/ResourceImages.h"
 #include "ui/dialogs/ChecklistDialog.h"
@@ -43,6 +44,11 @@ public:
                                                          const juce::String& message,
                                                          const std::vector<ChecklistDialog::Entry>& entries,
                                                          const juce::String& acceptButton);
+
+    /** What the user chooses in the desktop's chooser, or in the program's own where there is none; nothing
+        when it was cancelled.
+    */
+    [[nodiscard]] std::vector<juce::File> chooseFiles (const FileChooserRequest& request);
 
     /** Shows a dialog until it calls the function it is given; false if the program ends first. */
     bool

@@ -3,7 +3,7 @@
 #include "platform/DiskNames.h"
 #include "platform/Process.h"
 
-#include <juce_gui_basics/juce_gui_basics.h>
+#include <juce_events/juce_events.h>
 
 namespace tessivar
 {
@@ -52,36 +52,6 @@ juce::String outputOf (const juce::StringArray& arguments)
         .trimCharactersAtEnd ("\n");
 }
 
-std::vector<juce::File> chooseWithOwnBrowser (const FileChooserRequest& request)
-{
-    int flags = request.kind == Kind::saveFile ? juce::FileBrowserComponent::saveMode
-                                               : juce::FileBrowserComponent::openMode;
-    flags |= request.wantsFolders() ? juce::FileBrowserComponent::canSelectDirectories
-                                    : juce::FileBrowserComponent::canSelectFiles;
-
-    if (request.wantsSeveral())
-        flags |= juce::FileBrowserComponent::canSelectMultipleItems;
-
-    const auto start = request.kind == Kind::saveFile
-                           ? request.startFolder.getChildFile (request.suggestedName)
-                           : request.startFolder;
-    juce::FileChooser chooser (request.title, start, bothCases (request.wildcard).replace (" ", ";"), false);
-    auto finished = false;
-    std::vector<juce::File> files;
-    chooser.launchAsync (flags,
-                         [&] (const juce::FileChooser& done)
-                         {
-                             const auto results = done.getResults();
-                             files.assign (results.begin(), results.end());
-                             finished = true;
-                         });
-
-    while (! finished && juce::MessageManager::getInstance()->runDispatchLoopUntil (20))
-    {
-    }
-
-    return files;
-}
 } // namespace
 
 juce::String bothCases (const juce::String& wildcard)
@@ -145,7 +115,7 @@ juce::File nearestFolder (juce::File folder)
     return folder.isDirectory() ? folder : juce::File::getSpecialLocation (juce::File::userHomeDirectory);
 }
 
-std::vector<juce::File> chooseFiles (const FileChooserRequest& wanted)
+std::optional<std::vector<juce::File>> chooseWithDesktop (const FileChooserRequest& wanted)
 {
     auto request = wanted;
     request.startFolder = nearestFolder (wanted.startFolder);
@@ -162,7 +132,7 @@ std::vector<juce::File> chooseFiles (const FileChooserRequest& wanted)
         return filesFrom (outputOf (zenityArguments (request)),
                           request.wantsSeveral() ? separator : juce::String());
 
-    return chooseWithOwnBrowser (request);
+    return {};
 }
 
 } // namespace tessivar

@@ -2,6 +2,7 @@
 
 #include <juce_core/juce_core.h>
 
+#include <optional>
 #include <vector>
 
 namespace tessivar
@@ -44,12 +45,12 @@ struct FileChooserRequest
 /** The folder, or the nearest one above it that exists; the home folder when there is none. */
 [[nodiscard]] juce::File nearestFolder (juce::File folder);
 
-/** Opens the desktop's own chooser, zenity or kdialog, or one of the program's own where there is none, and
-    returns what the user chose; nothing when it was cancelled. Messages are delivered meanwhile. The working
-    directory stays what it is, and names keep colons, blanks and quotes. It begins in the nearest folder to
-    startFolder that exists.
+/** Opens the desktop's own chooser, zenity or kdialog, and returns what the user chose: no file when it was
+    cancelled, nothing at all where there is none. Messages are delivered meanwhile. The working directory
+    stays what it is, and names keep colons, blanks and quotes. It begins in the nearest folder to startFolder
+    that exists.
 */
-[[nodiscard]] std::vector<juce::File> chooseFiles (const FileChooserRequest& request);
+[[nodiscard]] std::optional<std::vector<juce::File>> chooseWithDesktop (const FileChooserRequest& request);
 
 /** The arguments that a chooser program is started with; the first is its name. For tests. */
 [[nodiscard]] juce::StringArray zenityArguments (const FileChooserRequest& request);

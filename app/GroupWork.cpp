@@ -62,7 +62,7 @@ void GroupWork::offerAnotherTemporaryFolder (const juce::String& why)
 std::vector<juce::File> GroupWork::choose (const FileChooserRequest& request)
 {
     const juce::ScopedValueSetter<bool> busy (choosing, true);
-    return chooseFiles (request);
+    return prompts.chooseFiles (request);
 }
 
 //============================================================================================================

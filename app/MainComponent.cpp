@@ -683,7 +683,7 @@ void MainComponent::locateSource (std::uint32_t trackId)
     request.wildcard = "*.wav;*.aiff;*.caf;*.aif";
     request.startFolder = workspace.defaultDialogFolder();
 
-    if (const auto files = chooseFiles (request); ! files.empty())
+    if (const auto files = prompts.chooseFiles (request); ! files.empty())
         group->setSourceFile (trackId, files.front());
 }
 

@@ -32,7 +32,8 @@ void WindowDialogs::openSettings (SettingsPageId page)
         .runJob =
             [this] (const juce::String& title, std::vector<ProgressStage> stages, const JobRunner::Work& job)
         { return context.runner.run (title, std::move (stages), job); },
-        .chooseFiles = [] (const FileChooserRequest& request) { return chooseFiles (request); },
+        .chooseFiles = [this] (const FileChooserRequest& request)
+        { return context.prompts.chooseFiles (request); },
         .onInterfaceSizeChanged = [this] (int) { applyInterfaceSize (context.workspace.settings()); },
         .firstPage = page
     };

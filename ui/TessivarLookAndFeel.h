@@ -4,6 +4,8 @@
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
+#include <memory>
+
 namespace tessivar
 {
 
@@ -90,6 +92,26 @@ public:
 
     void fillTextEditorBackground (juce::Graphics&, int width, int height, juce::TextEditor&) override;
     void drawTextEditorOutline (juce::Graphics&, int width, int height, juce::TextEditor&) override;
+
+    void drawFileBrowserRow (juce::Graphics&,
+                             int width,
+                             int height,
+                             const juce::File&,
+                             const juce::String& name,
+                             juce::Image* icon,
+                             const juce::String& size,
+                             const juce::String& time,
+                             bool isDirectory,
+                             bool isSelected,
+                             int index,
+                             juce::DirectoryContentsDisplayComponent&) override;
+    juce::Button* createFileBrowserGoUpButton() override;
+    void layoutFileBrowserComponent (juce::FileBrowserComponent&,
+                                     juce::DirectoryContentsDisplayComponent* list,
+                                     juce::FilePreviewComponent*,
+                                     juce::ComboBox* path,
+                                     juce::TextEditor* name,
+                                     juce::Button* goUp) override;
 
     std::unique_ptr<juce::FocusOutline> createFocusOutlineForComponent (juce::Component&) override;
 

@@ -38,7 +38,7 @@ struct SettingsDialogContext
         const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)>
         runJob;
 
-    /** Asks the user for a folder: chooseFiles(). */
+    /** Asks the user for a folder. */
     std::function<std::vector<juce::File> (const FileChooserRequest&)> chooseFiles;
 
     /** Called with the new size in percent, 0 for automatic, once it is stored. If empty, the page says that
