@@ -15,9 +15,9 @@ constexpr auto groupFileExtension = "dls";
 
 bool precedes (const juce::File& a, const juce::File& b)
 {
-    const auto nameA = a.getFileName(), nameB = b.getFileName();
-    const auto natural = nameA.compareNatural (nameB);
-    return natural != 0 ? natural < 0 : nameA.compare (nameB) < 0;
+    // Without the extension, whose dot comes behind a space: "Tom.wav" stands before "Tom 2.wav".
+    const auto natural = a.getFileNameWithoutExtension().compareNatural (b.getFileNameWithoutExtension());
+    return natural != 0 ? natural < 0 : a.getFileName().compare (b.getFileName()) < 0;
 }
 
 ImportRefusal rejectionOf (const juce::File& file, const juce::String& reason)

@@ -211,7 +211,7 @@ TEST_CASE ("sortInputs", "[jobs][import]")
     take.createDirectory();
     empty.createDirectory();
 
-    for (const auto* name : { "T10.wav", "T9.WAV", "notes.txt" })
+    for (const auto* name : { "T10.wav", "T9.WAV", "T9 2.wav", "notes.txt" })
         take.getChildFile (name).replaceWithText ("x");
 
     const auto sorted = sortInputs ({ work.file ("a.wav"),
@@ -225,7 +225,8 @@ TEST_CASE ("sortInputs", "[jobs][import]")
     CHECK (sorted.newGroups[0].files == std::vector<juce::File>{ work.file ("a.wav"), work.file ("b.aif") });
     CHECK (sorted.newGroups[1].name == "Take 3");
     CHECK (sorted.newGroups[1].files
-           == std::vector<juce::File>{ take.getChildFile ("T9.WAV"), take.getChildFile ("T10.wav") });
+           == std::vector<juce::File>{
+               take.getChildFile ("T9.WAV"), take.getChildFile ("T9 2.wav"), take.getChildFile ("T10.wav") });
     CHECK (sorted.groupFiles == std::vector<juce::File>{ work.file ("old.dls") });
 
     // What a folder holds besides is told too, and each refusal names its file.
