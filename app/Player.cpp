@@ -218,10 +218,23 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
         || ! std::equal (tracks.begin(), tracks.end(), shownTracks.begin(), shownTracks.end(), isSameSound))
     {
         const auto rateChanges = sampleRate != shownRate;
+        const auto seconds = position();
+        const auto loop = engine.loop();
+        const auto oldRate = engine.sampleRate();
         engine.setTracks (tracks, sampleRate);
 
         if (rateChanges)
+        {
+            // The engine counts samples; what stays the same for the user is the time.
+            const auto sampleOf = [&] (std::int64_t old)
+            { return samplesAt (static_cast<double> (old) / oldRate); };
+
+            if (loop)
+                engine.setLoop (LoopRange{ sampleOf (loop->start), sampleOf (loop->end) });
+
+            engine.seek (samplesAt (seconds));
             device.matchGroupRate();
+        }
     }
     else
     {

@@ -103,6 +103,15 @@ TEST_CASE ("The player plays what the Group says", "[app][player]")
 
     player.setLoop (juce::Range<double> (0.25, 1.0));
     CHECK (player.engine.loop() == LoopRange{ 12000, 48000 });
+
+    // Another Group's rate leaves position and loop at their times.
+    auto fast = analysedTrack (second);
+    fast.sourceInfo.sampleRate = 96000.0;
+    const Group::Ptr other (new Group ("fast", { fast }));
+    player.seek (0.5);
+    player.show (other, other->track (0)->id());
+    CHECK (player.position() == Approx (0.5));
+    CHECK (player.engine.loop() == LoopRange{ 24000, 96000 });
     workspace.removeGroup (0);
     folder.deleteRecursively();
 }
