@@ -257,6 +257,16 @@ void KnobSection::drawRing (juce::Graphics& g) const
     }
 }
 
+float KnobSection::letterShift() const
+{
+    if (! state.suggestedValue.has_value())
+        return 0.0f;
+    const auto other = proportionOf (*state.otherValue), suggested = proportionOf (*state.suggestedValue);
+    if (std::abs (other - suggested) > 0.05f)
+        return 0.0f;
+    return other > suggested || (juce::approximatelyEqual (other, suggested) && other < 0.5f) ? 1.0f : -1.0f;
+}
+
 void KnobSection::drawOtherTick (juce::Graphics& g) const
 {
     const auto centre = knob.getBounds().toFloat().getCentre();
@@ -271,8 +281,10 @@ void KnobSection::drawOtherTick (juce::Graphics& g) const
     g.drawLine (tick, 2.0f);
     g.setColour (palette::textMid);
     g.setFont (fonts::inter (10.0f, fonts::Weight::semibold));
+    const auto letterAngle = angle + letterShift() * 15.0f / (radius + 13.0f);
     g.drawText (state.otherLetter,
-                juce::Rectangle<float> (14.0f, 14.0f).withCentre (at (radius + 13.0f)),
+                juce::Rectangle<float> (14.0f, 14.0f)
+                    .withCentre (centre.getPointOnCircumference (radius + 13.0f, letterAngle)),
                 juce::Justification::centred,
                 false);
 }

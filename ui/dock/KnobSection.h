@@ -90,6 +90,8 @@ private:
     void showMenu (juce::Point<int> screenPosition);
     void drawRing (juce::Graphics& g) const;
     void drawOtherTick (juce::Graphics& g) const;
+    /** Where the other setting's letter makes way for the suggestion: -1 or 1 along the ring, else 0. */
+    float letterShift() const;
     void drawSuggestedTick (juce::Graphics& g) const;
     float ringRadius() const;
     float proportionOf (double value) const;
