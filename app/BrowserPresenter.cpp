@@ -17,6 +17,7 @@ namespace
 constexpr RowId groupRows = RowId (1) << 40;
 constexpr int miniWaveColumns = 96;
 constexpr float levelFloorDb = -60.0f;
+constexpr float quietestPeak = 0.001f; // -60 dB: what is softer is hiss, and stays a line
 
 /** Height of a level bar for this mean square. */
 float barFor (float power)
@@ -253,6 +254,15 @@ std::shared_ptr<const MiniWave> BrowserPresenter::miniWaveFor (const TrackState&
         waveform->energies->estimate (*waveform->source, soundingWeights (track), 0.0, length, columns);
         addPeaks (wave->kept);
     }
+
+    // Each fills its row, however softly its microphone was recorded; what is kept stays in proportion.
+    const auto loudest =
+        wave->source.empty() ? 0.0f : *std::max_element (wave->source.begin(), wave->source.end());
+
+    if (loudest > quietestPeak)
+        for (auto* peaks : { &wave->source, &wave->kept })
+            for (auto& peak : *peaks)
+                peak = std::min (1.0f, peak / loudest);
 
     cached = { wave, knobs, ready };
     return wave;

@@ -13,6 +13,7 @@ namespace
 
 const juce::Colour ground (0xff0a0d10);
 constexpr float fullScaleShare = 0.9f;
+constexpr float quietestPeak = 0.001f; // what is softer is hiss, and stays low
 
 } // namespace
 
@@ -76,7 +77,11 @@ void WaveOverview::drawImages (const ImageKey& key, float scale)
     const auto colours = WaveLayerColours::forLook (scene.look, scene.content.track().colour);
     const auto hasTwoLayers = scene.content.isAnalysed() && ! colours.processed.isTransparent();
     const auto centre = static_cast<float> (height) / 2.0f;
-    const WaveRasterScale rows{ centre, centre * fullScaleShare };
+    // It fills the strip, however softly its microphone was recorded.
+    auto loudest = quietestPeak;
+    for (const auto& column : source)
+        loudest = std::max (loudest, column.peak());
+    const WaveRasterScale rows{ centre, centre * fullScaleShare / loudest };
     const auto draw = [&] (juce::Image& image, juce::Colour back, float strength)
     {
         image = juce::Image (juce::Image::RGB, width, height, false, juce::SoftwareImageType());
