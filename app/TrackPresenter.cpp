@@ -26,11 +26,6 @@ juce::String focusPercent (double focus)
 {
     return juce::String (juce::roundToInt (focus * 100.0 / static_cast<double> (focusMaximum))) + "%";
 }
-
-juce::String bullet()
-{
-    return juce::String::fromUTF8 (" \xc2\xb7 ");
-}
 } // namespace
 
 juce::String durationText (double seconds, bool withMilliseconds)
@@ -172,24 +167,27 @@ headerFor (const TrackState& track, WaveLook look, const juce::StringArray& same
     content.icon = drumIcon (type);
     content.colour = drumColour (type);
     content.look = look;
-    content.facts << drumName (type) << bullet();
 
     // What was found comes first: it is what is left where there is little room.
     if (hasFindings (track))
     {
         if (const auto focus = *track.findings.suggestedFocus; focus > 0.0)
-            content.facts << leakageText (track) << bullet() << focusPercent (focus) << " suggested, "
-                          << certaintyText (track.findings.certainty()) << bullet();
+            content.facts.addArray (
+                { focusPercent (focus) + " suggested, " + certaintyText (track.findings.certainty()),
+                  leakageText (track) });
         else
-            content.facts << "best left as it is" << bullet();
+            content.facts.add ("best left as it is");
     }
 
     if (! sameDrumAs.isEmpty())
-        content.facts << "same drum as " << sameDrumAs.joinIntoString (", ") << bullet();
+        content.facts.add ("same drum as " + sameDrumAs.joinIntoString (", "));
 
-    content.facts << track.sourceInfo.bitsPerSample << "-bit"
-                  << (track.sourceInfo.isFloatingPoint ? " float" : "") << bullet() << "mono" << bullet()
-                  << durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate(), true);
+    content.facts.addArray (
+        { drumName (type),
+          durationText (static_cast<double> (track.lengthInSamples()) / track.sampleRate(), false),
+          juce::String (track.sourceInfo.bitsPerSample) + "-bit"
+              + (track.sourceInfo.isFloatingPoint ? " float" : ""),
+          "mono" });
 
     content.hint = findingsSentence (track, sameDrumAs);
     return content;

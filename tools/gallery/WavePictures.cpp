@@ -39,11 +39,8 @@ public:
 
     void show (WaveLook look)
     {
-        header.setContent ({ "Kick In",
-                             juce::String::fromUTF8 ("Kick \xc2\xb7 24-bit \xc2\xb7 mono \xc2\xb7 3:42.000"),
-                             drumIcon (type),
-                             drumColour (type),
-                             look });
+        header.setContent (
+            { "Kick In", { "Kick", "3:42", "24-bit", "mono" }, drumIcon (type), drumColour (type), look });
         viewer.setLook (look);
     }
 

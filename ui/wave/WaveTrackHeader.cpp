@@ -42,7 +42,7 @@ void WaveTrackHeader::setContent (const Content& newContent)
     kept.setColours (colours.processed, {});
     removed.setColours (colours.source, colours.sourceEdge);
     setTitle (content.name);
-    setDescription (content.facts);
+    setDescription (content.facts.joinIntoString (", "));
     setTooltip (content.hint);
     resized();
     repaint();
@@ -102,10 +102,13 @@ void WaveTrackHeader::paint (juce::Graphics& g)
     g.drawText (content.name, area.removeFromLeft (nameWidth + 1.0f), juce::Justification::centredLeft, true);
     area.removeFromLeft (11.0f);
     g.setColour (palette::textLow);
-    g.setFont (fonts::inter (12.0f));
-    // Less than a word's width helps nobody.
-    if (area.getWidth() > 24.0f)
-        g.drawText (content.facts, area, juce::Justification::centredLeft, true);
+    const auto font = fonts::inter (12.0f);
+    g.setFont (font);
+    auto shown = content.facts;
+    const auto words = [&] { return shown.joinIntoString (juce::String::fromUTF8 (" \xc2\xb7 ")); };
+    while (! shown.isEmpty() && font.getStringWidthFloat (words()) > area.getWidth())
+        shown.remove (shown.size() - 1);
+    g.drawText (words(), area.withTrimmedRight (-2.0f), juce::Justification::centredLeft, false);
 }
 
 } // namespace tessivar

@@ -19,7 +19,7 @@ public:
     struct Content
     {
         juce::String name;
-        juce::String facts; // "Kick · 24-bit · mono · 3:42.000"
+        juce::StringArray facts; // the most important first: what has no room is left out
         Icon icon = Icon::none;
         juce::Colour colour; // of the drum type
         WaveLook look = WaveLook::notAnalysed;
