@@ -38,7 +38,10 @@ ExportReportLine lineOf (const TrackExport& track, const juce::StringArray& rema
     }
     else if (! remarks.isEmpty())
     {
-        line.outcome = ExportReportLine::Outcome::remarked;
+        // What the user has asked for, such as replacing a file, needs no look.
+        if (track.clippedSamples > 0 || track.format.note.isNotEmpty())
+            line.outcome = ExportReportLine::Outcome::remarked;
+
         (remarks.size() == 1 ? line.remark : line.detail) = shownText (remarks.joinIntoString ("\n"));
     }
 

@@ -117,7 +117,7 @@ void GroupWork::tellOfRejected (const SortedInputs& sorted)
         prompts.tell (
             "Nothing to open", "There is no audio file and no group file among these.", names, reasons);
     else if (onNotice)
-        onNotice (juce::String (count) + (count == 1 ? " file" : " files") + " left out: no audio",
+        onNotice ((count == 1 ? names[0] : juce::String (count) + " files") + " left out: no audio",
                   "Details",
                   [this, names, reasons]
                   { prompts.tell ("Left out", "These were not imported.", names, reasons); });

@@ -12,7 +12,7 @@ struct ExportReportLine
     enum class Outcome
     {
         written,
-        remarked, // written, with a remark
+        remarked, // written, with a remark that needs a look
         failed
     };
 
