@@ -308,6 +308,27 @@ TEST_CASE ("BrowserList", "[ui][browser]")
         CHECK (list.getSelection().tracks == std::vector<RowId>{ 13 });
     }
 
+    SECTION ("moves a row that is dragged inside the list, not one that is let go beside it")
+    {
+        juce::Viewport viewport;
+        viewport.setSize (344, 400);
+        viewport.setViewedComponent (&list, false);
+        auto moves = 0;
+        list.onMoveTracks = [&] (const std::vector<RowId>&, RowId, int) { ++moves; };
+        auto& row = *rowOf (12);
+        const auto dragTo = [&] (juce::Point<float> end)
+        {
+            const juce::Point<float> start (200.0f, 20.0f);
+            row.mouseDown (mouseAt (row, start));
+            row.mouseDrag (mouseAt (row, end, left, start));
+            row.mouseUp (mouseAt (row, end, left, start));
+        };
+        dragTo ({ 500.0f, 60.0f });
+        CHECK (moves == 0);
+        dragTo ({ 200.0f, 100.0f });
+        CHECK (moves == 1);
+    }
+
     SECTION ("folds the chosen group by the arrow keys")
     {
         std::vector<RowId> folded;

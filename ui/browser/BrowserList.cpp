@@ -247,6 +247,9 @@ void BrowserList::dragged (const juce::MouseEvent& event)
     {
         const auto inView = event.getEventRelativeTo (viewport).getPosition();
         viewport->autoScroll (inView.x, inView.y, 24, 8);
+        // Let go outside the list it changes nothing.
+        if (! viewport->getLocalBounds().contains (inView))
+            dropPlace.reset();
     }
     repaint();
 }
