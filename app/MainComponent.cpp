@@ -9,6 +9,7 @@
 #include "model/settings/Settings.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "ui/FocusRings.h"
 #include "ui/Palette.h"
 
 #include <algorithm>
@@ -491,7 +492,10 @@ bool MainComponent::keyStateChanged (bool isDown)
 {
     // Of every key, also of those that a view takes.
     if (isDown)
+    {
         tooltips.dismiss();
+        showFocusRings();
+    }
 
     return false;
 }

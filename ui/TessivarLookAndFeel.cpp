@@ -28,7 +28,8 @@ public:
 
     void drawOutline (juce::Graphics& g, int width, int height) override
     {
-        drawFocusRing (g, juce::Rectangle<int> (width, height).reduced (4).toFloat());
+        if (areFocusRingsShown())
+            drawFocusRing (g, juce::Rectangle<int> (width, height).reduced (4).toFloat());
     }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/FocusRings.h"
 #include "ui/Fonts.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
@@ -121,6 +122,7 @@ private:
     void setColours();
 
     const fonts::InterTypefaces typefaces;
+    const FocusRingWatch rings;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (TessivarLookAndFeel)
 };

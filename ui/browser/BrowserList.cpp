@@ -1,5 +1,6 @@
 #include "ui/browser/BrowserList.h"
 
+#include "ui/FocusRings.h"
 #include "ui/Motion.h"
 #include "ui/Palette.h"
 
@@ -201,8 +202,6 @@ void BrowserList::beginRename (RowId group)
 void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& event)
 {
     grabKeyboardFocus();
-    showsFocus = false;
-    repaint();
     if (track == 0)
     {
         choose (afterGroupClick (state, group));
@@ -307,9 +306,6 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     const auto modifiers = key.getModifiers();
     const auto shift = modifiers.isShiftDown();
     const auto isArrow = code == juce::KeyPress::upKey || code == juce::KeyPress::downKey;
-    // Arrow keys show where the focus is.
-    if (isArrow)
-        showsFocus = true;
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
     {
         endDrag();
@@ -339,12 +335,6 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
         return true;
     }
     return false;
-}
-
-void BrowserList::focusGained (FocusChangeType)
-{
-    showsFocus = true;
-    repaint();
 }
 
 juce::Rectangle<int> BrowserList::seenBounds (std::size_t row) const
@@ -401,7 +391,7 @@ void BrowserList::paintOverChildren (juce::Graphics& g)
     for (const auto& row : rows)
         if (row->isGroup() && row->getY() > 0)
             g.fillRect (0, row->getY() - 1, getWidth(), 1);
-    if (! showsFocus || ! hasKeyboardFocus (false))
+    if (! areFocusRingsShown() || ! hasKeyboardFocus (false))
         return;
     g.setColour (palette::ice);
     for (const auto& row : rows)

@@ -52,7 +52,7 @@ public:
     std::function<void (RowId group, const juce::String& name)> onRename;
 
     bool keyPressed (const juce::KeyPress& key) override;
-    void focusGained (FocusChangeType cause) override;
+    void focusGained (FocusChangeType) override { repaint(); }
     void focusLost (FocusChangeType) override { repaint(); }
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
@@ -88,7 +88,6 @@ private:
     juce::ComponentAnimator animator;
     std::vector<RowId> draggedTracks; // empty while nothing is dragged
     std::optional<DropPlace> dropPlace;
-    bool showsFocus = false; // the keyboard is in use here: a click alone draws no ring
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserList)
 };

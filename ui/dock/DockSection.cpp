@@ -1,6 +1,7 @@
 #include "ui/dock/DockSection.h"
 
 #include "ui/Buttons.h"
+#include "ui/FocusRings.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 
@@ -44,7 +45,7 @@ void DockSection::paint (juce::Graphics& g)
 
 void DockSection::paintOverChildren (juce::Graphics& g)
 {
-    if (hasKeyboardFocus (false))
+    if (areFocusRingsShown() && hasKeyboardFocus (false))
         drawFocusRing (g, getLocalBounds().toFloat().reduced (8.0f));
 }
 

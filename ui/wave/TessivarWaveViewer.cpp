@@ -1,6 +1,7 @@
 #include "ui/wave/TessivarWaveViewer.h"
 
 #include "ui/Call.h"
+#include "ui/FocusRings.h"
 #include "ui/Palette.h"
 #include "ui/SpokenValue.h"
 #include "ui/wave/WaveTimeText.h"
@@ -315,15 +316,9 @@ void TessivarWaveViewer::paint (juce::Graphics& g)
     g.fillAll (palette::seam);
 }
 
-void TessivarWaveViewer::focusGained (FocusChangeType cause)
-{
-    showsFocus = cause != focusChangedByMouseClick;
-    repaint();
-}
-
 void TessivarWaveViewer::paintOverChildren (juce::Graphics& g)
 {
-    if (! showsFocus || ! hasKeyboardFocus (false))
+    if (! areFocusRingsShown() || ! hasKeyboardFocus (false))
         return;
     g.setColour (palette::ice);
     g.drawRect (getLocalBounds(), 2);

@@ -123,7 +123,7 @@ public:
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
     void resized() override;
-    void focusGained (FocusChangeType cause) override;
+    void focusGained (FocusChangeType) override { repaint(); }
     void focusLost (FocusChangeType) override { repaint(); }
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
     /** "playhead 0:49.306, loop 0:48.375 to 0:50.690" */
@@ -146,7 +146,6 @@ private:
 
     WaveScene scene;
     double pixelScale = 1.0;
-    bool showsFocus = false;   // the keyboard came here; a click alone draws no ring
     int playheadX = 0;         // in the plot
     int overviewPlayheadX = 0; // in the overview
 
