@@ -35,6 +35,7 @@ public:
     [[nodiscard]] static std::vector<std::uint32_t> trackIdsOf (const std::vector<RowId>& rows);
 
     void toggleOpen (RowId group);
+    void unfold (const Group& group) { closedGroups.erase (group.id()); }
 
 private:
     struct CachedWave

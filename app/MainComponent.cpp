@@ -343,12 +343,7 @@ void MainComponent::wireTransport()
     transport.onPlayOrStop = [this] { playOrStop(); };
     transport.onLoop = [this] (bool shouldLoop) { wave.setLooping (shouldLoop); };
     transport.onFollow = [this] (bool shouldFollow) { wave.setFollowing (shouldFollow); };
-    transport.onVolume = [this] (float levelDb)
-    {
-        volumeDb = levelDb;
-        player.setVolumeDb (levelDb);
-        showTransport();
-    };
+    transport.onVolume = [this] (float levelDb) { changeVolume (levelDb - volumeDb); };
     transport.onLoopTyped = [this] (juce::Range<double> range) { wave.select (range); };
     player.onNotice = [this] (const juce::String& text, Player::NoticeAction action)
     {
@@ -570,6 +565,21 @@ void MainComponent::renameGroup()
         browser.getList().beginRename (BrowserPresenter::rowOf (*group));
 }
 
+void MainComponent::stepGroup (int step)
+{
+    tracks.stepGroup (step);
+
+    if (const auto group = tracks.group())
+        presenter.unfold (*group);
+}
+
+void MainComponent::changeVolume (float byDb)
+{
+    volumeDb = juce::jlimit (volumeDbForPosition (0.0), volumeDbForPosition (1.0), volumeDb + byDb);
+    player.setVolumeDb (volumeDb);
+    showTransport();
+}
+
 void MainComponent::playOrStop()
 {
     player.playOrStop();
@@ -730,14 +740,18 @@ void MainComponent::selectInBrowser()
     const auto lead = static_cast<RowId> (tracks.trackId());
     const auto& shown = browser.getList().getSelection();
 
-    if (group == nullptr || (shown.group == BrowserPresenter::rowOf (*group) && shown.lead == lead))
+    const auto chosen = tracks.chosen();
+
+    if (group == nullptr
+        || (shown.group == BrowserPresenter::rowOf (*group) && shown.lead == lead
+            && shown.tracks.size() == chosen.size()))
         return;
 
     BrowserSelection selection;
     selection.group = BrowserPresenter::rowOf (*group);
     selection.lead = selection.anchor = lead;
 
-    for (const auto id : tracks.chosen())
+    for (const auto id : chosen)
         selection.tracks.push_back (static_cast<RowId> (id));
 
     browser.getList().setSelection (selection);

@@ -58,8 +58,12 @@ public:
 
     // What verbs do that takes the window.
 
+    void openMenu (int index) { menuBar.showMenu (index); }
     void showTrackMenu (const Track::Ptr& track);
     void renameGroup();
+    void stepGroup (int step);
+    void locateSource (std::uint32_t trackId);
+    void changeVolume (float byDb);
     void typeFocus() { dock.getFocus().typeValue(); }
     void typeFine() { dock.getFine().typeValue(); }
     void playOrStop();
@@ -127,7 +131,6 @@ private:
 
     void openSettings (SettingsPageId page);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
-    void locateSource (std::uint32_t trackId);
     void openDemo();
 
     const juce::File resources;

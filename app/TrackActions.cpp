@@ -2,6 +2,7 @@
 
 #include "terms/KnobValues.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tessivar
@@ -67,6 +68,12 @@ void TrackActions::select (const Group::Ptr& selected, std::uint32_t lead, Track
 void TrackActions::selectTrack (std::uint32_t trackId)
 {
     select ({}, trackId, {});
+}
+
+void TrackActions::chooseAll()
+{
+    if (track() != nullptr)
+        selectedTogether = idsOf (*group());
 }
 
 void TrackActions::stepTrack (int step)
@@ -227,6 +234,43 @@ void TrackActions::move (const TrackIds& ids, Group& target, int index)
         prompts.warn (warningMessage (ImportWarnings::differentSampleRate));
     else
         source->moveTracks (ids, target, index);
+}
+
+void TrackActions::moveByStep (int step)
+{
+    const auto ids = chosen();
+
+    if (ids.empty())
+        return;
+
+    auto first = group()->numTracks(), last = -1;
+
+    for (const auto id : ids)
+    {
+        const auto place = group()->indexOf (*group()->findTrack (id));
+        first = std::min (first, place);
+        last = std::max (last, place);
+    }
+
+    if (step < 0 ? first > 0 : last + 1 < group()->numTracks())
+        move (ids, *group(), step < 0 ? first - 1 : last + 2);
+}
+
+void TrackActions::moveToGroup (int step)
+{
+    const auto ids = chosen();
+    const auto beside = workspace.selectedGroupIndex() + step;
+
+    if (ids.empty() || ! juce::isPositiveAndBelow (beside, workspace.numGroups()))
+        return;
+
+    const auto target = workspace.allGroups()[static_cast<std::size_t> (beside)];
+    const auto place = target->numTracks();
+    move (ids, *target, -1);
+
+    // They have arrived as new tracks.
+    if (target->numTracks() > place)
+        select (target, target->track (place)->id(), {});
 }
 
 void TrackActions::undo()

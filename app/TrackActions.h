@@ -37,6 +37,7 @@ public:
     /** A lead of 0 leaves the track as it is. */
     void select (const Group::Ptr& group, std::uint32_t lead, TrackIds together);
     void selectTrack (std::uint32_t trackId);
+    void chooseAll(); // of the Group
     void stepTrack (int step);
     void stepGroup (int step);
 
@@ -74,6 +75,8 @@ public:
 
     /** To before the track with this index of the target, as counted before the move, in one step of undo. */
     void move (const TrackIds& ids, Group& target, int index);
+    void moveByStep (int step);  // the chosen tracks, a place up or down
+    void moveToGroup (int step); // the chosen tracks, to the end of the Group before or after theirs
 
     void undo();
     void redo();

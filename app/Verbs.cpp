@@ -32,6 +32,7 @@ using T = VerbEntry::Target;
 
 constexpr float nudge = 0.01f, coarseNudge = 0.05f;
 constexpr double playheadStep = 0.1, coarsePlayheadStep = 1.0; // s
+constexpr float volumeStep = 1.0f;                             // dB
 
 constexpr int shift = juce::ModifierKeys::shiftModifier, alt = juce::ModifierKeys::altModifier,
               ctrl = juce::ModifierKeys::commandModifier;
@@ -151,9 +152,9 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::renameGroup, "renameGroup", A::groups, "Rename").keys ({ key (Key::F2Key) })
             .onSheet ("Rename group").does ([] (T t) { t.window.renameGroup(); }).when (hasGroup),
         Entry (V::previousGroup, "previousGroup", A::groups, "Previous, next group")
-            .keys ({ key (Key::pageUpKey) }).does ([] (T t) { t.tracks.stepGroup (-1); }),
+            .keys ({ key (Key::pageUpKey) }).does ([] (T t) { t.window.stepGroup (-1); }),
         Entry (V::nextGroup, "nextGroup", A::groups, "Previous, next group").keys ({ key (Key::pageDownKey) })
-            .does ([] (T t) { t.tracks.stepGroup (1); }),
+            .does ([] (T t) { t.window.stepGroup (1); }),
         Entry (V::playWholeGroup, "playWholeGroup", A::groups, "Play all tracks together")
             .does ([] (T t) { t.player.setPlaysWholeGroup (! t.player.playsWholeGroup()); })
             .ticked ([] (T t) { return t.player.playsWholeGroup(); }),
@@ -167,6 +168,8 @@ std::vector<VerbEntry> makeVerbs()
             .keys ({ key (Key::upKey) }).does ([] (T t) { t.tracks.stepTrack (-1); }),
         Entry (V::nextTrack, "nextTrack", A::tracks, "Previous, next track").keys ({ key (Key::downKey) })
             .does ([] (T t) { t.tracks.stepTrack (1); }),
+        Entry (V::selectAllTracks, "selectAllTracks", A::tracks, "Select all tracks of the group")
+            .keys ({ key ('A', ctrl) }).does ([] (T t) { t.tracks.chooseAll(); }).when (hasTrack),
         Entry (V::includeOrExclude, "includeOrExclude", A::tracks, "Include in analysis").keys ({ key ('E') })
             .does ([] (T t) { t.tracks.setExcluded (t.tracks.chosen(), ! t.track()->isExcluded()); })
             .ticked ([] (T t) { return ! t.track()->isExcluded(); }).when (hasTrack),
@@ -177,6 +180,20 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::showSource, "showSource", A::tracks, "Show source file")
             .does ([] (T t) { showFolder (t.track()->state().sourceInfo.file.getParentDirectory()); })
             .when ([] (T t) { return hasTrack (t) && t.track()->state().sourceInfo.file.existsAsFile(); }),
+        Entry (V::moveTrackUp, "moveTrackUp", A::tracks, "Move up, down").when (hasTrack)
+            .keys ({ key (Key::upKey, ctrl | shift) }).does ([] (T t) { t.tracks.moveByStep (-1); }),
+        Entry (V::moveTrackDown, "moveTrackDown", A::tracks, "Move up, down").when (hasTrack)
+            .keys ({ key (Key::downKey, ctrl | shift) }).does ([] (T t) { t.tracks.moveByStep (1); }),
+        Entry (V::moveToPreviousGroup, "moveToPreviousGroup", A::tracks, "Move to another group")
+            .keys ({ key (Key::pageUpKey, ctrl | shift) }).when (hasTrack)
+            .does ([] (T t) { t.tracks.moveToGroup (-1); }),
+        Entry (V::moveToNextGroup, "moveToNextGroup", A::tracks, "Move to another group")
+            .keys ({ key (Key::pageDownKey, ctrl | shift) }).when (hasTrack)
+            .does ([] (T t) { t.tracks.moveToGroup (1); }),
+        Entry (V::locateSource, "locateSource", A::tracks, "Locate source file")
+            .inMenus ("Locate source file\xe2\x80\xa6")
+            .does ([] (T t) { t.window.locateSource (t.track()->id()); })
+            .when ([] (T t) { return hasTrack (t) && ! t.track()->isSourceFileThere(); }),
         Entry (V::undo, "undo", A::tracks, "Undo").keys ({ key ('Z', ctrl) })
             .does ([] (T t) { t.tracks.undo(); })
             .when ([] (T t) { return hasGroup (t) && t.group()->undo().canUndo(); })
@@ -267,6 +284,10 @@ std::vector<VerbEntry> makeVerbs()
             .keys ({ key ('N', shift) }).does ([] (T t) { t.wave.selectHit (1); }).when (hasTrack),
         Entry (V::selectPreviousHit, "selectPreviousHit", A::playback, "Select from hit to hit")
             .keys ({ key ('P', shift) }).does ([] (T t) { t.wave.selectHit (-1); }).when (hasTrack),
+        Entry (V::volumeUp, "volumeUp", A::playback, "Volume by 1 dB").keys ({ key (Key::upKey, ctrl) })
+            .does ([] (T t) { t.window.changeVolume (volumeStep); }),
+        Entry (V::volumeDown, "volumeDown", A::playback, "Volume by 1 dB").keys ({ key (Key::downKey, ctrl) })
+            .does ([] (T t) { t.window.changeVolume (-volumeStep); }),
         Entry (V::follow, "follow", A::playback, "Follow the playhead").keys ({ key ('F') })
             .does ([] (T t) { t.wave.setFollowing (! t.wave.isFollowing()); }),
 
@@ -288,10 +309,17 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::clearSelection, "escape", A::waveform, "Clear the selection")
             .keys ({ key (Key::escapeKey) }).does ([] (T t) { t.wave.view.clearSelection(); }),
 
+        Entry (V::showOrHideKept, "showOrHideKept", A::waveform, "Show or hide kept, removed")
+            .keys ({ key ('K') }).does ([] (T t) { t.wave.header.showOrHideKept(); }),
+        Entry (V::showOrHideRemoved, "showOrHideRemoved", A::waveform, "Show or hide kept, removed")
+            .keys ({ key ('K', shift) }).does ([] (T t) { t.wave.header.showOrHideRemoved(); }),
+
         Entry (V::nextArea, "nextArea", A::window, "Next, previous area").keys ({ key (Key::F6Key) })
             .does ([] (T t) { t.window.moveToArea (1); }),
         Entry (V::previousArea, "previousArea", A::window, "Next, previous area")
             .keys ({ key (Key::F6Key, shift) }).does ([] (T t) { t.window.moveToArea (-1); }),
+        Entry (V::menuBar, "menuBar", A::window, "Menus").keys ({ key (Key::F10Key) })
+            .does ([] (T t) { t.window.openMenu (0); }),
         Entry (V::keySheet, "keySheet", A::window, "All keys").keys ({ key (Key::F1Key) })
             .does ([] (T t) { t.dialogs.showKeySheet(); }),
         // clang-format on
@@ -302,6 +330,14 @@ std::vector<VerbEntry> makeVerbs()
         Entry entry (V::drumType, "drumType", A::tracks, drumTypeDisplayName (drumTypeChooserOrder[i]));
         entry.type = drumTypeChooserOrder[i];
         entry.onSheet ("Drum type").keys ({ key ('1' + static_cast<int> (i)) }).when (hasTrack);
+        entries.push_back (entry);
+    }
+
+    for (int i = 0; i < menuNames().size(); ++i)
+    {
+        Entry entry (V::openMenu, "openMenu", A::window, menuNames()[i]);
+        entry.menu = i;
+        entry.onSheet ("Menus").keys ({ key (menuNames()[i][0], alt) });
         entries.push_back (entry);
     }
 
@@ -324,6 +360,7 @@ const std::vector<MenuLine> menus[] = {
 const std::vector<MenuLine> trackMenu{
     V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType, separator,
     V::solo, V::mute, V::equalLoudness, separator, V::duplicateTrack, V::exportTrack, V::showSource,
+    V::locateSource,
     separator, V::removeTrack, separator, V::undo, V::redo };
 
 const std::vector<MenuLine> groupMenu{
@@ -422,13 +459,15 @@ juce::String keyText (const juce::KeyPress& pressed)
 
 void perform (const VerbEntry& entry, const VerbTargets& targets)
 {
-    const auto& deed = entry.type ? entry : entryOf (entry.verb);
+    const auto& deed = entry.type || entry.menu ? entry : entryOf (entry.verb);
 
     if (deed.canPerform != nullptr && ! deed.canPerform (targets))
         return;
 
     if (deed.type)
         targets.tracks.setDrumType (targets.tracks.chosen(), *deed.type);
+    else if (deed.menu)
+        targets.window.openMenu (*deed.menu);
     else
         deed.perform (targets);
 }
@@ -454,6 +493,15 @@ std::span<const MenuLine> groupMenuLines()
     return groupMenu;
 }
 
+namespace
+{
+/** "Ctrl+Shift+" of "Ctrl+Shift+Up" and of "Ctrl+Shift+Up/Down" */
+juce::String modifiersOf (const juce::String& keys)
+{
+    return keys.substring (0, keys.dropLastCharacters (1).lastIndexOfChar ('+') + 1);
+}
+} // namespace
+
 std::vector<KeySheetSection> keySheetSections()
 {
     std::vector<KeySheetSection> sections{
@@ -477,7 +525,15 @@ std::vector<KeySheetSection> keySheetSections()
         const auto line =
             std::find_if (lines.begin(), lines.end(), [&] (const auto& each) { return each.text == text; });
         auto& shown = line != lines.end() ? *line : lines.emplace_back (KeySheetLine{ text, {} });
-        shown.keys.addIfNotAlreadyThere (keyText (keys.front()));
+        const auto key = keyText (keys.front());
+
+        if (const auto modifiers = modifiersOf (key); shown.keys.contains (key))
+            continue;
+        else if (const auto last = shown.keys.size() - 1;
+                 modifiers.isNotEmpty() && last >= 0 && modifiersOf (shown.keys[last]) == modifiers)
+            shown.keys.set (last, shown.keys[last] + "/" + key.substring (modifiers.length()));
+        else
+            shown.keys.add (key);
     }
 
     return sections;

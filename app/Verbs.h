@@ -29,7 +29,8 @@ enum class Verb
     quickStartGuide, documentation, onlineHelp, about, quit, warnings, filesDropped, fullScreen,
 
     renameGroup, previousGroup, nextGroup, playWholeGroup, methodStandard, methodRefined,
-    previousTrack, nextTrack, includeOrExclude, duplicateTrack, removeTrack, showSource,
+    previousTrack, nextTrack, selectAllTracks, includeOrExclude, duplicateTrack, removeTrack, showSource,
+    moveTrackUp, moveTrackDown, moveToPreviousGroup, moveToNextGroup, locateSource,
     undo, redo, contextMenu,
     drumType, // of several entries, one for each type
 
@@ -38,9 +39,12 @@ enum class Verb
     copySetting, copyAToB, copyBToA, applyToType, bypass, removed, solo, mute, equalLoudness,
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
-    loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit, follow,
-    zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection, clearSelection,
-    nextArea, previousArea, keySheet
+    loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,
+    follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved,
+    zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
+    clearSelection, nextArea, previousArea, menuBar,
+    openMenu, // of several entries, one for each menu
+    keySheet
     // clang-format on
 };
 
@@ -87,6 +91,7 @@ struct VerbEntry
     std::vector<juce::KeyPress> windowKeys; // work while no text field has the focus; menus name the first
     juce::String menuText, sheetText;       // where they differ from the name
     std::optional<DrumType> type;
+    std::optional<int> menu; // of the menu bar
     bool isDangerous = false;
 
     void (*perform) (Target) = nullptr; // null in the second entry of a pair, which only has another number

@@ -201,6 +201,23 @@ TEST_CASE ("Tracks are moved and removed", "[app][tracks]")
         CHECK (both() == before);
     }
 
+    SECTION ("by keys, together and no further than the ends, or to the next Group")
+    {
+        actions.select (rig.take, rig.id (1), { rig.id (1), rig.id (2) });
+        actions.moveByStep (1);
+        CHECK (both() == "Kick Low Snare High | HH");
+        actions.moveByStep (1);
+        CHECK (both() == "Kick Low Snare High | HH");
+        actions.moveByStep (-1);
+        CHECK (both() == before);
+        actions.moveToGroup (-1);
+        CHECK (both() == before);
+        actions.moveToGroup (1);
+        CHECK (both() == "Kick Low | HH Snare High");
+        CHECK (actions.track()->name() == "Snare");
+        CHECK (actions.group() == rig.other);
+    }
+
     SECTION ("to another Group, and back by one undo from either")
     {
         actions.move ({ rig.id (1), rig.id (3) }, *rig.other, 0);

@@ -43,7 +43,8 @@ TEST_CASE ("Verbs", "[app][verbs]")
             INFO ("verb " << i);
             REQUIRE (std::any_of (
                 verbs.begin(), verbs.end(), [&] (const auto& entry) { return entry.verb == verb; }));
-            CHECK ((entryOf (verb).perform != nullptr) != entryOf (verb).type.has_value());
+            const auto& entry = entryOf (verb);
+            CHECK ((entry.perform != nullptr) == (! entry.type && ! entry.menu));
         }
 
         for (const auto& entry : allVerbs())
@@ -112,6 +113,7 @@ TEST_CASE ("Verbs", "[app][verbs]")
         CHECK (sheet["Drum type"].size() == 7);
         CHECK (sheet["Export Group"] == juce::StringArray{ "Ctrl+X" });
         CHECK (sheet["Previous, next track"] == juce::StringArray{ "Up", "Down" });
+        CHECK (sheet["Move up, down"] == juce::StringArray{ "Ctrl+Shift+Up/Down" });
         CHECK (sheet.count ("Close All Groups") == 0);
     }
 }

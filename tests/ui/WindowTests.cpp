@@ -169,6 +169,27 @@ TEST_CASE ("Keyboard in a window", "[ui][window]")
         CHECK (answers == std::vector<bool>{ false });
     }
 
+    SECTION ("Enter stops no running job, Escape does")
+    {
+        DialogScrim scrim;
+        fixture.window.addChildComponent (scrim);
+        scrim.setBounds (fixture.window.getLocalBounds());
+        auto dialog = std::make_unique<ProgressDialog> ("Importing data");
+        auto cancels = 0;
+        dialog->onCancel = [&] { ++cancels; };
+        auto& shown = *dialog;
+        scrim.show (std::move (dialog));
+        REQUIRE (fixture.waitForFocus (shown));
+
+        for (const auto key :
+             { juce::KeyPress::returnKey, juce::KeyPress::tabKey, juce::KeyPress::returnKey })
+            fixture.press (juce::KeyPress (key));
+
+        CHECK (cancels == 0);
+        fixture.press (escape);
+        CHECK (cancels == 1);
+    }
+
     SECTION ("a dialog that grows while it fades in keeps its new size")
     {
         DialogScrim scrim;

@@ -104,8 +104,10 @@ juce::String ProgressAnnouncer::next (const ProgressState& state)
 }
 
 ProgressDialog::ProgressDialog (const juce::String& titleText)
-    : DialogContent (titleText, { { "Cancel", ButtonLook::standard, false, true, true, false } })
+    : DialogContent (titleText, { { "Cancel", ButtonLook::standard, false, false, true, false } })
 {
+    // A job may come while something is typed: Escape stops it, Enter does not.
+    getButton (0).setWantsKeyboardFocus (false);
     onChoice = [this] (int)
     {
         getButton (0).setEnabled (false);

@@ -37,12 +37,20 @@ public:
     void setContent (const Content& newContent);
     /** The horizontal zoom slider; becomes a child, isn't owned. Null removes it. */
     void setSlider (juce::Slider* newSlider);
+    void showOrHideKept() { showOrHide (kept); }
+    void showOrHideRemoved() { showOrHide (removed); }
     void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
 
     void paint (juce::Graphics& g) override;
     void resized() override;
 
 private:
+    static void showOrHide (WaveLegendButton& layer)
+    {
+        if (layer.isVisible())
+            layer.triggerClick();
+    }
+
     Content content;
     WaveLegendButton kept{ "Kept" };
     WaveLegendButton removed{ "Removed" };
