@@ -56,6 +56,7 @@ public:
             const auto percent = interfaceSizes[static_cast<std::size_t> (index)];
             settings.setValue (appSettingsKeys::interfaceSize, percent);
             call (context.onInterfaceSizeChanged, percent);
+            call (onFootnoteChanged);
         };
         runButton.onClick = [this] { runBenchmark(); };
         useButton.onClick = [this]
@@ -71,6 +72,13 @@ public:
 
     juce::String footnote() const override
     {
+        const auto used = juce::roundToInt (juce::Desktop::getInstance().getGlobalScaleFactor() * 100.0f);
+
+        if (const auto chosen = settings.getIntValue (appSettingsKeys::interfaceSize);
+            context.onInterfaceSizeChanged && chosen > used)
+            return "The screen has no room for " + juce::String (chosen) + "%: " + juce::String (used)
+                   + "% is in use.";
+
         return context.onInterfaceSizeChanged ? "Changes apply at once, read-ahead from the next start."
                                               : "Read-ahead and interface size hold from the next start.";
     }
