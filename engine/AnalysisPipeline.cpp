@@ -10,6 +10,7 @@
 #include "engine/numerics/WorkerPool.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/SeededStart.h"
+#include "engine/refinement/SilentFrames.h"
 #include "terms/DrumType.h"
 
 #include <algorithm>
@@ -180,6 +181,18 @@ private:
         if (status != AnalysisStatus::completed)
             return status;
 
+        if (isRefined())
+        {
+            SilentFrames silent;
+
+            for (std::size_t i = 0; i < active.size(); ++i)
+                silent.add (std::span<const double> (energies).subspan (i * numFrames, numFrames),
+                            FrameRange::within (shape.paddedLength(), shape.rate));
+
+            soundingFrames = silent.soundingFrames (numFrames);
+            moveToFront ({ spectrogram.data(), shape.melRows(), numFrames }, soundingFrames);
+        }
+
         loudest.resize (active.size());
         pool.forEach (active.size(),
                       [&] (std::size_t i, int)
@@ -207,6 +220,13 @@ private:
         }
 
         spectrogram = {}; // no longer needed
+
+        if (! soundingFrames.empty())
+            moveBack ({ activations.data(),
+                        channelLayout::numComponents,
+                        static_cast<std::size_t> (result.shape.numFrames) },
+                      soundingFrames);
+
         return isDone;
     }
 
@@ -219,15 +239,17 @@ private:
 
     bool factoriseFrom (std::uint64_t seed, bool isSeeded)
     {
-        const auto rows = result.shape.melRows(), frames = static_cast<std::size_t> (result.shape.numFrames);
+        const auto rows = result.shape.melRows(),
+                   allFrames = static_cast<std::size_t> (result.shape.numFrames),
+                   frames = soundingFrames.empty() ? allFrames : soundingFrames.size();
         bases = AlignedBuffer (rows * channelLayout::numComponents);
-        activations = AlignedBuffer (channelLayout::numComponents * frames);
+        activations = AlignedBuffer (channelLayout::numComponents * allFrames);
         RandomStream random (seed);
 
         for (auto& value : bases.span())
             value = random.next();
 
-        for (auto& value : activations.span())
+        for (auto& value : activations.span().first (channelLayout::numComponents * frames))
             value = random.next();
 
         if (isSeeded)
@@ -411,6 +433,8 @@ private:
     std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
     std::vector<std::unique_ptr<ComponentReader>> readers; // where components are not stored; null for others
+    // Of a refined analysis, those that take part in the factorization: their columns stand first. Empty: all.
+    std::vector<std::uint32_t> soundingFrames;
     AlignedBuffer spectrogram;
 };
 } // namespace
