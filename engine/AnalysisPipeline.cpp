@@ -183,14 +183,17 @@ private:
 
         if (isRefined())
         {
-            SilentFrames silent;
+            SilentFrames silent (shape.paddedLength(), shape.rate);
 
             for (std::size_t i = 0; i < active.size(); ++i)
-                silent.add (std::span<const double> (energies).subspan (i * numFrames, numFrames),
-                            FrameRange::within (shape.paddedLength(), shape.rate));
+                silent.add (std::span<const double> (energies).subspan (i * numFrames, numFrames));
 
-            soundingFrames = silent.soundingFrames (numFrames);
+            silent.settle();
+            soundingFrames = silent.soundingFrames();
             moveToFront ({ spectrogram.data(), shape.melRows(), numFrames }, soundingFrames);
+
+            for (std::size_t i = 0; i < active.size(); ++i)
+                numSilent.push_back (numTaken() - silent.numSounding (i, numFrames));
         }
 
         loudest.resize (active.size());
@@ -237,13 +240,19 @@ private:
         return std::all_of (w.begin(), w.end(), isFinite) && std::all_of (h.begin(), h.end(), isFinite);
     }
 
+    /** Frames that take part in the factorization. */
+    [[nodiscard]] std::size_t numTaken() const
+    {
+        return soundingFrames.empty() ? static_cast<std::size_t> (result.shape.numFrames)
+                                      : soundingFrames.size();
+    }
+
     bool factoriseFrom (std::uint64_t seed, bool isSeeded)
     {
-        const auto rows = result.shape.melRows(),
-                   allFrames = static_cast<std::size_t> (result.shape.numFrames),
-                   frames = soundingFrames.empty() ? allFrames : soundingFrames.size();
+        const auto rows = result.shape.melRows(), frames = numTaken();
         bases = AlignedBuffer (rows * channelLayout::numComponents);
-        activations = AlignedBuffer (channelLayout::numComponents * allFrames);
+        activations =
+            AlignedBuffer (channelLayout::numComponents * static_cast<std::size_t> (result.shape.numFrames));
         RandomStream random (seed);
 
         for (auto& value : bases.span())
@@ -261,6 +270,7 @@ private:
 
             seedActivations ({ spectrogram.data(), rows, frames },
                              types,
+                             numSilent,
                              { activations.data(), channelLayout::numComponents, frames });
         }
 
@@ -433,8 +443,9 @@ private:
     std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
     std::vector<std::unique_ptr<ComponentReader>> readers; // where components are not stored; null for others
-    // Of a refined analysis, those that take part in the factorization: their columns stand first. Empty: all.
+    // Of a refined analysis: take part in the factorization, so their columns stand first. Empty: all.
     std::vector<std::uint32_t> soundingFrames;
+    std::vector<std::size_t> numSilent; // of those, in which an active track holds nothing
     AlignedBuffer spectrogram;
 };
 } // namespace

@@ -68,13 +68,6 @@ struct FrameRange
         return { start / rate.hop + 1,
                  std::min (numFrames, (end + rate.frameLength + rate.hop - 1) / rate.hop) };
     }
-
-    /** The frames that lie wholly within a signal; the end is not before the first. */
-    [[nodiscard]] static FrameRange within (std::int64_t signalLength, const RateParameters& rate)
-    {
-        const std::int64_t first = rate.frameLength / rate.hop;
-        return { first, std::max (first, signalLength / rate.hop + 1) };
-    }
 };
 
 /** A mel filter bank without its zeros: a run of bins for each band. Weights apply to magnitudes. */

@@ -270,7 +270,8 @@ bool matchFocus (
     const auto best =
         static_cast<std::size_t> (std::max_element (matches.begin() + 1, matches.end()) - matches.begin());
     model.tracks[track].benefit.outputAgreement =
-        total.removedProduct[best] / std::sqrt (std::max (total.removed[best] * total.removedByMask, 1.0e-60));
+        total.removedProduct[best]
+        / std::sqrt (std::max (total.removed[best] * total.removedByMask, 1.0e-60));
     return true;
 }
 

@@ -15,24 +15,62 @@ namespace
 constexpr std::size_t frameBlock = 256; // u and w of eight tracks fit the first-level cache
 constexpr int numUpdates = 5;
 constexpr std::size_t framesPerPeak = 16;
+constexpr float leastWeight = 1.0e-30f; // of a muted microphone's power
+
+/** How many of this many frames count as loud: two in a hundred. */
+std::size_t loudFramesOf (std::size_t numFrames)
+{
+    return std::min (numFrames, std::max (std::size_t{ 8 }, numFrames / 50));
+}
 } // namespace
 
 InterferenceModel::InterferenceModel (const TwinMicrophones& twinsToUse,
                                       std::size_t frames,
-                                      std::span<const RiseRule> rulesToUse)
-    : numTracks (twinsToUse.size()), numFrames (frames),
-      numLoud (std::min (frames, std::max (std::size_t{ 8 }, frames / 50))), // two in a hundred
-      twins (twinsToUse), gain (numTracks * numTracks), bound (gain.size()), floors (numTracks),
-      numerators (gain.size()), denominators (gain.size()), reciprocals (numTracks * frameBlock),
-      quotients (numTracks * frameBlock),
+                                      std::span<const RiseRule> rulesToUse,
+                                      const SilentFrames& silent)
+    : numTracks (twinsToUse.size()), numFrames (frames), twins (twinsToUse), gain (numTracks * numTracks),
+      bound (gain.size()), floors (numTracks), numerators (gain.size()), denominators (gain.size()),
+      reciprocals (numTracks * frameBlock), quotients (numTracks * frameBlock),
       peaks (kernels::wholeVectors (std::max (frames / framesPerPeak, std::size_t{ 1 }))), loudest (frames),
-      ratios (numLoud), ownLevels (numLoud)
+      ratios (loudFramesOf (frames)), ownLevels (ratios.size())
 {
     rules.assign (rulesToUse.begin(), rulesToUse.end());
     rules.resize (gain.size());
+
+    for (std::size_t i = 0; i < numTracks; ++i)
+    {
+        numSounding.push_back (silent.numSounding (i, frames));
+
+        if (! silent.isEverSilent (i))
+        {
+            unmuted.push_back (i);
+            continue;
+        }
+
+        MutedMicrophone microphone{ i, AlignedBuffer (frames), AlignedBuffer (frames), {} };
+        microphone.numWithDrums.resize (numTracks);
+
+        for (std::size_t t = 0; t < frames; ++t)
+        {
+            microphone.sounding[t] = silent.isSilent (i, t) ? 0.0f : 1.0f;
+
+            if (silent.isNear (i, t))
+                continue;
+
+            microphone.distant[t] = 1.0f;
+
+            for (std::size_t j = 0; j < numTracks; ++j)
+                microphone.numWithDrums[j] += silent.isSilent (j, t) ? 0 : 1;
+        }
+
+        muted.push_back (std::move (microphone));
+    }
+
+    if (! muted.empty())
+        distantPower = AlignedBuffer (frames);
 }
 
-void InterferenceModel::findLoudest (const float* power)
+void InterferenceModel::findLoudest (const float* power, std::size_t numLoud)
 {
     // The loudest frames of numLoud different groups are numLoud frames, so none of the numLoud loudest lies
     // below the quietest of them. That leaves few candidates, found without sorting all frames.
@@ -62,42 +100,74 @@ bool InterferenceModel::boundGains (const WorkControl& control)
             return false;
 
         const auto* own = powerOf (j);
-        findLoudest (own);
-        const auto* const frame = loudest.data();
-        auto* const ratio = ratios.data();
-        auto* const level = ownLevels.data();
+        const auto numLoud = loudFramesOf (numSounding[j]);
 
-        for (std::size_t n = 0; n < numLoud; ++n)
-            level[n] = std::max (own[frame[n]], 1.0e-20f);
-
-        for (std::size_t i = 0; i < numTracks; ++i)
+        if (numLoud > 0)
         {
-            auto& limit = bound[i * numTracks + j];
-
-            if (i == j || twins.areTwins (i, j))
-            {
-                limit = 0.0f;
-                continue;
-            }
-
-            const auto* other = powerOf (i);
-
-            for (std::size_t n = 0; n < numLoud; ++n)
-                ratio[n] = other[frame[n]];
-
-            for (std::size_t n = 0; n < numLoud; ++n)
-                ratio[n] /= level[n];
-
-            limit = std::min (0.5f, quantile (ratios, 0.2));
+            findLoudest (own, numLoud);
+            boundGains (j, numLoud, unmuted);
         }
 
-        boundByRises (j);
+        // Where the drum is loudest while a microphone that is muted at times hears it.
+        for (const auto& microphone : muted)
+        {
+            const auto numCommon = loudFramesOf (microphone.numWithDrums[j]);
+
+            if (numCommon > 0)
+            {
+                for (std::size_t t = 0; t < numFrames; ++t)
+                    distantPower[t] = own[t] * microphone.distant[t];
+
+                findLoudest (distantPower.data(), numCommon);
+            }
+
+            boundGains (j, numCommon, { &microphone.track, 1 });
+        }
     }
 
     return true;
 }
 
-void InterferenceModel::boundByRises (std::size_t drum)
+void InterferenceModel::boundGains (std::size_t drum,
+                                    std::size_t numLoud,
+                                    std::span<const std::size_t> microphones)
+{
+    const auto* const own = powerOf (drum);
+    const auto* const frame = loudest.data();
+    const auto ratio = std::span (ratios).first (numLoud);
+    auto* const level = ownLevels.data();
+
+    for (std::size_t n = 0; n < numLoud; ++n)
+        level[n] = std::max (own[frame[n]], 1.0e-20f);
+
+    for (const auto i : microphones)
+    {
+        auto& limit = bound[i * numTracks + drum];
+
+        if (i == drum || twins.areTwins (i, drum))
+        {
+            limit = 0.0f;
+            continue;
+        }
+
+        const auto* other = powerOf (i);
+
+        for (std::size_t n = 0; n < numLoud; ++n)
+            ratio[n] = other[frame[n]];
+
+        for (std::size_t n = 0; n < numLoud; ++n)
+            ratio[n] /= level[n];
+
+        limit = std::min (0.5f, quantile (ratio, 0.2));
+    }
+
+    if (numLoud > 0)
+        boundByRises (drum, numLoud, microphones);
+}
+
+void InterferenceModel::boundByRises (std::size_t drum,
+                                      std::size_t numLoud,
+                                      std::span<const std::size_t> microphones)
 {
     const auto* own = powerOf (drum);
     const auto rise = [own] (std::uint32_t t) { return riseAt (own, t); };
@@ -110,7 +180,7 @@ void InterferenceModel::boundByRises (std::size_t drum)
     if (onsets.empty())
         return; // nothing that sounds ever begins: nothing to learn
 
-    for (std::size_t i = 0; i < numTracks; ++i)
+    for (const auto i : microphones)
     {
         auto& limit = bound[i * numTracks + drum];
 
@@ -182,10 +252,11 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
                 return false;
 
             if (pass > 0)
-                kernels::interferenceUpdate (modelBlock (first), floors.data());
+                kernels::interferenceUpdate (modelBlock (first, Silence::itself), floors.data());
 
             if (pass < numUpdates)
-                kernels::interferenceSums (numerators.data(), denominators.data(), modelBlock (first));
+                kernels::interferenceSums (
+                    numerators.data(), denominators.data(), modelBlock (first, Silence::withNeighbours));
         }
 
         if (pass < numUpdates)
@@ -215,7 +286,7 @@ kernels::InterferenceBlock InterferenceModel::blockAt (std::size_t first)
              .gains = gain.data() };
 }
 
-kernels::InterferenceBlock InterferenceModel::modelBlock (std::size_t first)
+kernels::InterferenceBlock InterferenceModel::modelBlock (std::size_t first, Silence leftOut)
 {
     const auto block = blockAt (first);
     const auto numValid = std::min (frameBlock, numFrames - first);
@@ -233,6 +304,20 @@ kernels::InterferenceBlock InterferenceModel::modelBlock (std::size_t first)
     for (std::size_t i = 0; i < numTracks; ++i)
         for (auto t = numValid; t < block.numFrames; ++t)
             reciprocals[i * frameBlock + t] = quotients[i * frameBlock + t] = 0.0f;
+
+    // Of next to no weight, and not of none: a drum that no microphone hears now stays as it is.
+    for (const auto& microphone : muted)
+    {
+        const auto* const weights =
+            (leftOut == Silence::itself ? microphone.sounding : microphone.distant).data() + first;
+
+        for (auto* row : { reciprocals.data(), quotients.data() })
+            for (std::size_t t = 0; t < numValid; ++t)
+            {
+                auto& value = row[microphone.track * frameBlock + t];
+                value = std::max (value * weights[t], leastWeight);
+            }
+    }
 
     return block;
 }

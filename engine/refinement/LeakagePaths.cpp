@@ -38,13 +38,10 @@ std::size_t framesInRoom (const SpectrumShape& shape, std::size_t numTracks)
 class ChosenFrames
 {
 public:
-    ChosenFrames (RefinementRun& r,
-                  const Masks& m,
-                  std::span<const std::vector<float>> totals,
-                  const PathEnds& e)
-        : run (r), masks (m), ends (e)
+    ChosenFrames (RefinementRun& r, const Masks& m, const FittedModel& model, const PathEnds& e)
+        : run (r), masks (m), ends (e), silent (model.silent)
     {
-        choose (ends.drums, totals);
+        choose (ends.drums, model.totals);
         numValues = kernels::wholeVectors (frames.size());
         used.resize (numValues);
 
@@ -66,6 +63,14 @@ public:
 
     /** A row with 1 for the frames that are used, and 0 for those that only precede one. */
     [[nodiscard]] const float* use() const { return used.data(); }
+
+    /** Sets the values of a row of a track to 0 where it holds nothing. */
+    void clearSilence (std::span<float> row, std::size_t track) const
+    {
+        for (std::size_t n = 0; n < frames.size() && silent.isEverSilent (track); ++n)
+            if (silent.isNear (track, static_cast<std::size_t> (frames[n])))
+                row[n] = 0.0f;
+    }
 
     /** A bin of one of the tracks at the paths' ends in all chosen frames: a row of real parts, one of
         imaginary parts, and one of gains, the mask's.
@@ -170,6 +175,7 @@ private:
     RefinementRun& run;
     const Masks& masks;
     const PathEnds& ends;
+    const SilentFrames& silent;
     std::size_t numValues = 0;
     std::vector<std::int64_t> frames; // ascending
     std::vector<float> used;
@@ -305,6 +311,9 @@ private:
             const auto before = re[t - 1] * re[t - 1] + im[t - 1] * im[t - 1];
             weight[t] = isUsed[t] / (floor + 0.5f * now + 0.5f * before);
         }
+
+        // Muted, it hears nothing of the others either.
+        frames.clearSilence (weights, microphone);
     }
 
     void fit (std::size_t bin, std::size_t microphoneIndex, LeakagePaths& paths)
@@ -384,7 +393,7 @@ bool fitPaths (RefinementRun& run,
                LeakagePaths& paths,
                ProgressRange progress)
 {
-    ChosenFrames frames (run, masks, model.totals, ends);
+    ChosenFrames frames (run, masks, model, ends);
 
     if (! frames.read (progress.part (0.0, 0.5)))
         return false;

@@ -35,7 +35,8 @@ public:
                         const Masks& m,
                         std::vector<TakenSums>& sums,
                         Workspace& workspace)
-        : run (r), shape (r.shape), model (fitted), ends (e), paths (p), masks (m), taken (sums), w (workspace)
+        : run (r), shape (r.shape), model (fitted), ends (e), paths (p), masks (m), taken (sums),
+          w (workspace)
     {
     }
 
@@ -153,7 +154,8 @@ private:
     void sumUp (const Stretch& stretch, std::int64_t block)
     {
         const auto numFrames = shape.numFrames;
-        const auto first = std::max (block * static_cast<std::int64_t> (blockFrames), stretch.firstOwnFrame()),
+        const auto first =
+                       std::max (block * static_cast<std::int64_t> (blockFrames), stretch.firstOwnFrame()),
                    end = std::min ({ (block + 1) * static_cast<std::int64_t> (blockFrames),
                                      stretch.endOwnFrame(),
                                      numFrames });
@@ -281,13 +283,13 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
 
     const auto stretches = stretchesOf (run.shape, run.shape.length, run.numWorkers());
 
-    if (! run.forEach (
-            stretches.size(),
-            progress.part (0.3, 1.0),
-            [&] (std::size_t item, Workspace& w) {
-                return StretchSubtraction (run, model, ends, paths, masks, taken, w)
-                    .process (stretches[item], remainders);
-            }))
+    if (! run.forEach (stretches.size(),
+                       progress.part (0.3, 1.0),
+                       [&] (std::size_t item, Workspace& w)
+                       {
+                           return StretchSubtraction (run, model, ends, paths, masks, taken, w)
+                               .process (stretches[item], remainders);
+                       }))
         return std::nullopt;
 
     for (std::size_t n = 0; n < taken.size(); ++n)

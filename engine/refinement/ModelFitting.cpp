@@ -50,6 +50,11 @@ public:
           numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape))
     {
         const auto numTracks = run.tracks.size();
+
+        for (std::size_t i = 0; i < numTracks; ++i)
+            numSounding.push_back (
+                powers.silent.numSounding (i, static_cast<std::size_t> (run.shape.numFrames)));
+
         // Whole large pages from the system; a vector would fill it with zeros first.
         if (const auto numFloats = numBins * codesOfBin (run.shape, numTracks) / 2;
             w.blockCodes.size() < numFloats)
@@ -100,7 +105,7 @@ public:
 
             kernels::accumulate (evidence[i].total (band), row (power, i), rowStride);
             gains.meanPower (firstBin + bin, i) = static_cast<float> (
-                kernels::rowSum (row (power, i), rowStride) / static_cast<double> (run.shape.numFrames));
+                kernels::rowSum (row (power, i), rowStride) / static_cast<double> (numSounding[i]));
         }
 
         if (! model.fit (row (power, 0), row (own, 0), rowStride, run.control))
@@ -166,6 +171,7 @@ private:
     const GatheredPowers& powers;
     Workspace& w;
     const std::size_t firstBin, numBins, numSegments, rowStride;
+    std::vector<std::size_t> numSounding; // frames of each track
 };
 } // namespace
 
@@ -174,22 +180,25 @@ fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twin
 {
     const auto& shape = run.shape;
     const auto& bands = run.bands;
-    const auto numTracks = run.tracks.size();
+    const auto numTracks = run.tracks.size(), numFrames = static_cast<std::size_t> (shape.numFrames);
     std::vector<SeparationEvidence> evidence;
 
     for (std::size_t i = 0; i < numTracks; ++i)
+    {
         evidence.emplace_back (bands,
                                rowFrames (shape),
-                               static_cast<std::size_t> (shape.numFrames),
+                               numFrames,
                                static_cast<double> (shape.rate.hop) / shape.rate.sampleRate);
+        evidence.back().setNumSounding (powers.silent.numSounding (i, numFrames));
+    }
 
-    const auto rules = riseRules (powers.totals, twins);
+    const auto rules = riseRules (powers.totals, twins, powers.silent);
     const auto room = binsOfBlock (shape, numTracks);
     BinGains gains (shape.numBins, numTracks);
 
     const auto fitBand = [&] (std::size_t band, Workspace& w)
     {
-        InterferenceModel model (twins, static_cast<std::size_t> (shape.numFrames), rules);
+        InterferenceModel model (twins, numFrames, rules, powers.silent);
 
         for (auto first = bands.firstBin (band); first < bands.endBin (band); first += room)
         {
@@ -218,7 +227,7 @@ fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twin
                        { return fitBand (bands.count() - 1 - item, w); }))
         return std::nullopt;
 
-    FittedModel model{ {}, std::move (gains), std::move (powers.totals) };
+    FittedModel model{ {}, std::move (gains), std::move (powers.totals), std::move (powers.silent) };
 
     for (std::size_t i = 0; i < numTracks; ++i)
         model.tracks.push_back ({ LogRatioTiles (std::move (powers.tracks[i].upper)),

@@ -12,7 +12,7 @@ namespace
 {
 constexpr std::size_t firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.03f; // of the track's power
-constexpr std::size_t segmentsPerItem = 4;   // at most; a block more is transformed for each item
+constexpr std::size_t segmentsPerItem = 4;  // at most; a block more is transformed for each item
 
 /** Powers of one track, block by block. */
 class TrackGathering
@@ -181,7 +181,16 @@ std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange pr
                                                       powers.totals[i],
                                                       powers.bands[i]);
                                      });
-    return isDone ? std::optional (std::move (powers)) : std::nullopt;
+    if (! isDone)
+        return std::nullopt;
+
+    powers.silent = SilentFrames (shape.length, shape.rate);
+
+    for (const auto& totals : powers.totals)
+        powers.silent.add (totals);
+
+    powers.silent.settle();
+    return powers;
 }
 
 } // namespace tessivar::refinement

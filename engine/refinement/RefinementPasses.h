@@ -3,6 +3,7 @@
 #include "engine/refinement/Planes.h"
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
+#include "engine/refinement/SilentFrames.h"
 #include "engine/refinement/TrackBenefit.h"
 #include "engine/refinement/TwinMicrophones.h"
 
@@ -33,6 +34,7 @@ struct GatheredPowers
     std::vector<std::vector<float>> totals; // power of whole frames, by track
     std::vector<std::vector<float>>
         bands; // power of the evidence's bands, by track; a band's frames in a row
+    SilentFrames silent;
 };
 
 /** First pass: the power of every track, and as the first estimate of its own drum that of its standard
@@ -100,7 +102,8 @@ struct FittedModel
 {
     std::vector<FittedTrack> tracks;
     BinGains bins;
-    std::vector<std::vector<float>> totals; // as in GatheredPowers
+    std::vector<std::vector<float>> totals; // this and the next as in GatheredPowers
+    SilentFrames silent;
 };
 
 /** Fits the interference model band by band. */

@@ -24,8 +24,8 @@ struct SubtractionBuffers
 {
     explicit SubtractionBuffers (const SpectrumShape& shape)
         : frames (shape), spectrum (2 * shape.blockCodes()), leakage (2 * shape.blockCodes()),
-          last (2 * shape.numBins),
-          mask (shape.blockCodes()), carry (static_cast<std::size_t> (shape.rate.hop))
+          last (2 * shape.numBins), mask (shape.blockCodes()),
+          carry (static_cast<std::size_t> (shape.rate.hop))
     {
     }
 

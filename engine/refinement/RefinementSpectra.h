@@ -83,7 +83,10 @@ public:
     /** Frames that no other stretch counts, beyond the signal's end too: all but the first, which the stretch
         before takes, as a frame needs the one before it. */
     [[nodiscard]] std::int64_t firstOwnFrame() const { return start == 0 ? 0 : start / rate.hop + 1; }
-    [[nodiscard]] std::int64_t endOwnFrame() const { return isLast ? endBlock * static_cast<std::int64_t> (blockFrames) : end / rate.hop + 1; }
+    [[nodiscard]] std::int64_t endOwnFrame() const
+    {
+        return isLast ? endBlock * static_cast<std::int64_t> (blockFrames) : end / rate.hop + 1;
+    }
 
     std::int64_t firstBlock = 0, endBlock = 0;
 

@@ -17,8 +17,8 @@ constexpr double heardPairDb = -45.0;                  // of a drum in a microph
 constexpr double wellHeardDb = -22.0, heardDb = -34.0; // the loudest of the other drums in a microphone
 constexpr double unheardDb = -90.0;
 
-/** Onsets: of a track's loudest frames the half that rises most. */
-std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
+/** Onsets: of a track's loudest frames the half that rises most; numSounding frames hold something. */
+std::vector<std::uint32_t> onsetsOf (std::span<const float> own, std::size_t numSounding)
 {
     const auto rise = [own] (std::uint32_t t) { return riseAt (own.data(), t); };
     std::vector<std::uint32_t> frames (own.size());
@@ -35,7 +35,7 @@ std::vector<std::uint32_t> onsetsOf (std::span<const float> own)
     if (frames.empty())
         return frames;
 
-    keepLargest (std::min (frames.size(), std::max (std::size_t{ 20 }, frames.size() / 20)),
+    keepLargest (std::min (frames.size(), std::max (std::size_t{ 20 }, numSounding / 20)),
                  [own] (std::uint32_t t) { return own[t]; });
     keepLargest ((frames.size() + 1) / 2, rise);
     std::erase_if (frames, [&] (std::uint32_t t) { return rise (t) <= 0.0f; });
@@ -59,18 +59,24 @@ medianRiseDb (std::span<const float> own, std::span<const float> other, std::spa
 }
 } // namespace
 
-std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals, const TwinMicrophones& twins)
+std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals,
+                                 const TwinMicrophones& twins,
+                                 const SilentFrames& silent)
 {
     const auto numTracks = totals.size();
     std::vector<double> heard (numTracks * numTracks, unheardDb);
 
     for (std::size_t j = 0; j < numTracks; ++j)
     {
-        const auto onsets = onsetsOf (totals[j]);
+        const auto onsets = onsetsOf (totals[j], silent.numSounding (j, totals[j].size()));
 
         for (std::size_t i = 0; i < numTracks; ++i)
             if (i != j)
-                heard[i * numTracks + j] = medianRiseDb (totals[j], totals[i], onsets);
+            {
+                auto common = onsets;
+                std::erase_if (common, [&] (std::uint32_t t) { return silent.isNear (i, t); });
+                heard[i * numTracks + j] = medianRiseDb (totals[j], totals[i], common);
+            }
     }
 
     std::vector<RiseRule> rules (numTracks * numTracks, wary);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/refinement/SilentFrames.h"
 #include "engine/refinement/TwinMicrophones.h"
 
 #include <algorithm>
@@ -44,8 +45,10 @@ struct RiseRule
     their leakage in.
 
     @param totals  for each microphone the power of whole frames, means of three
+    @param silent  frames that say nothing about a microphone
 */
 [[nodiscard]] std::vector<RiseRule> riseRules (std::span<const std::vector<float>> totals,
-                                               const TwinMicrophones& twins);
+                                               const TwinMicrophones& twins,
+                                               const SilentFrames& silent);
 
 } // namespace tessivar

@@ -9,9 +9,13 @@
 namespace tessivar
 {
 
-void seedActivations (MatrixView<const float> v, std::span<const DrumType> drumTypes, MatrixView<float> h)
+void seedActivations (MatrixView<const float> v,
+                      std::span<const DrumType> drumTypes,
+                      std::span<const std::size_t> numSilent,
+                      MatrixView<float> h)
 {
     assert (v.rows == drumTypes.size() * method::numMelBands && h.columns == v.columns);
+    assert (numSilent.size() == drumTypes.size());
     const auto numFrames = v.columns;
     std::vector<std::vector<float>> relative (drumTypes.size());
     std::vector<float> sums (numFrames);
@@ -32,7 +36,9 @@ void seedActivations (MatrixView<const float> v, std::span<const DrumType> drumT
         }
 
         auto sorted = energy;
-        const auto reference = quantile (sorted, 0.98);
+        const auto sounding = sorted.begin() + static_cast<std::ptrdiff_t> (numSilent[i]);
+        std::nth_element (sorted.begin(), sounding, sorted.end());
+        const auto reference = quantile ({ sounding, sorted.end() }, 0.98);
 
         if (reference <= 0.0f)
             continue;

@@ -62,15 +62,15 @@ SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
                                         std::size_t room,
                                         std::size_t frames,
                                         double hop)
-    : bands (b), numFrames (frames), rowStride (room), hopSeconds (hop), ownSums (bands.count() * rowStride),
-      leakageSums (ownSums.size()), totalSums (ownSums.size())
+    : bands (b), numFrames (frames), rowStride (room), numSounding (frames), hopSeconds (hop),
+      ownSums (bands.count() * rowStride), leakageSums (ownSums.size()), totalSums (ownSums.size())
 {
 }
 
 bool SeparationEvidence::weigh (const WorkControl& control)
 {
     const auto numBands = bands.count();
-    const auto numLargest = std::max (std::size_t{ 4 }, numFrames / 50);
+    const auto numLargest = std::max (std::size_t{ 4 }, numSounding / 50);
     std::vector<float> sorted (numFrames);
     std::vector<double> reference (numBands);
 
@@ -186,7 +186,8 @@ bool SeparationEvidence::weighRemainder (const WorkControl& control)
         {
             const auto before = sums[t - std::min<std::size_t> (t, 1)],
                        after = sums[std::min (t + 1, numFrames - 1)];
-            return (static_cast<double> (before) + static_cast<double> (sums[t]) + static_cast<double> (after))
+            return (static_cast<double> (before) + static_cast<double> (sums[t])
+                    + static_cast<double> (after))
                    / 3.0;
         };
 

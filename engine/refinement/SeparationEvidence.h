@@ -40,6 +40,10 @@ public:
                         std::size_t numFrames,
                         double hopSeconds);
 
+    /** How many frames hold something, of which the loudest are what levels are relative to; all of them
+        until told. */
+    void setNumSounding (std::size_t frames) { numSounding = frames; }
+
     /** Sums over the bins of a band, a row of frames each: fitted power of the own drum, leakage, and
         power of the track. */
     [[nodiscard]] float* own (std::size_t band) { return rowOf (ownSums, band); }
@@ -89,6 +93,7 @@ private:
 
     const EvidenceBands& bands;
     const std::size_t numFrames, rowStride;
+    std::size_t numSounding;
     const double hopSeconds;
     AlignedBuffer ownSums, leakageSums, totalSums;
     std::vector<double> onsets; // their strength

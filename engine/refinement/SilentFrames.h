@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/SpectralFrontEnd.h"
+#include "engine/AnalysisSettings.h"
 #include "engine/numerics/MatrixView.h"
 
 #include <cstddef>
@@ -11,31 +11,58 @@
 namespace tessivar
 {
 
-/** Frames by track in which it holds nothing: its power lies 100 dB or more below that of its loudest frame,
-    as in gaps, before it begins, and where it is muted or gated.
+/** Frames by track that say nothing: the whole Group is silent, or the track is muted.
 
-    Frames that reach over the ends of the Group's signal never count, so recordings without a pause of that
-    kind have none. Takes a look at every power, and a byte a frame of a track that has silence.
+    A track is silent where its power lies 120 dB or more below that of its loudest frame. A drum's own pause
+    in a dry track is silent too, but tells that the microphone hears nothing of the others. So a track counts
+    as muted only where it falls silent from less than 50 dB below its loudest frame at once, and for a second
+    or more, and if all of that takes less than half of the Group's time: a track that is cut to its own hits
+    misses none of them, and what else sounds then is no fair sample of what leaks into it.
+
+    Frames that reach over the ends of the Group's signal never count, so recordings without such pauses have
+    none. Takes two looks at every power, and a byte for every frame of a track that has silence.
 */
 class SilentFrames
 {
 public:
     SilentFrames() = default;
+    SilentFrames (std::int64_t signalLength, const RateParameters& rate);
 
-    /** Takes the tracks one after the other; powers of frames, of which those in within lie in the signal. */
-    void add (std::span<const double> powers, FrameRange within);
-    void add (std::span<const float> powers, FrameRange within);
+    /** Takes the tracks one after the other: powers of frames, or their means of three. */
+    void add (std::span<const double> powers);
+    void add (std::span<const float> powers);
 
-    [[nodiscard]] std::size_t numTracks() const { return flags.size(); }
+    /** To be called once all tracks are there; nothing below holds before. */
+    void settle();
 
-    /** One flag a frame, not 0 where the track is silent; empty where it never is. */
-    [[nodiscard]] std::span<const std::uint8_t> of (std::size_t track) const { return flags[track]; }
+    [[nodiscard]] bool isSilent (std::size_t track, std::size_t frame) const
+    {
+        return isEverSilent (track) && flags[track][frame] != 0;
+    }
 
-    /** The frames, of numFrames, in which any track holds something; empty when that's all of them. */
-    [[nodiscard]] std::vector<std::uint32_t> soundingFrames (std::size_t numFrames) const;
+    /** Whether a frame is silent or lies so close to one that is that some of its samples may be. */
+    [[nodiscard]] bool isNear (std::size_t track, std::size_t frame) const;
+
+    /** Whether a track is silent in any frame. */
+    [[nodiscard]] bool isEverSilent (std::size_t track) const
+    {
+        return track < flags.size() && ! flags[track].empty();
+    }
+
+    /** How many of a track's frames, numFrames in all, are not silent. */
+    [[nodiscard]] std::size_t numSounding (std::size_t track, std::size_t numFrames) const;
+
+    /** The frames in which any track holds something; empty when that's all of them. */
+    [[nodiscard]] std::vector<std::uint32_t> soundingFrames() const;
 
 private:
-    std::vector<std::vector<std::uint8_t>> flags;
+    template <typename Power>
+    [[nodiscard]] std::vector<std::uint8_t> find (std::span<const Power> powers) const;
+
+    std::size_t first = 0, end = 0;               // frames that lie in the signal
+    std::size_t shortestMute = 1;                 // frames
+    std::vector<std::vector<std::uint8_t>> flags; // empty for tracks that are never silent
+    std::vector<std::uint8_t> common;             // the Group's; empty when there are none
 };
 
 /** Moves these columns, in ascending order, to the front. */

@@ -176,6 +176,24 @@ TEST_CASE ("Refined analysis in the corners", "[engine][refinement]")
         CHECK (kit.quality (1) > 8.5); // 6.9 dB less with it
     }
 
+    SECTION ("gaps cost no drum")
+    {
+        SmallKit kit (0.15f);
+
+        for (std::size_t track = 0; track < numDrums; ++track)
+            for (auto* samples : { &kit.own[track], &kit.microphones[track]->samples })
+                for (const auto start : { 16000, 50000, 96000 })
+                    std::fill_n (samples->begin() + start, 17500, 0.0f);
+
+        kit.analyse();
+
+        for (std::size_t track = 0; track < numDrums; ++track)
+        {
+            INFO ("track " << track);
+            CHECK (kit.quality (track) > 25.0);
+        }
+    }
+
     SECTION ("silence, as a lead-in, in a gap, as a whole track and everywhere, stays silence")
     {
         SmallKit kit (0.15f);

@@ -7,6 +7,7 @@
 #include "engine/refinement/InterferenceModel.h"
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SeparationEvidence.h"
+#include "engine/refinement/SilentFrames.h"
 #include "engine/refinement/Statistics.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
@@ -18,6 +19,7 @@
 #include <complex>
 #include <cstring>
 #include <limits>
+#include <numeric>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -197,7 +199,7 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
         source[stride + t] = t % 16 / 2 == 4 ? power[stride + t] : 0.05f * power[stride + t];
     }
 
-    const auto powerStart = std::vector<float> (power.data(), power.data() + power.size());
+    auto powerStart = std::vector<float> (power.data(), power.data() + power.size());
     const auto sourceStart = std::vector<float> (source.data(), source.data() + source.size());
     std::vector<float> expected;
 
@@ -243,6 +245,30 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
         CHECK (model.gains()[2] == Approx (0.01f).epsilon (0.001));
     }
 
+    SECTION ("a microphone's gains come from the frames in which it isn't muted")
+    {
+        // The first one for a third of the time, in the midst of hits.
+        std::fill (powerStart.begin() + 103, powerStart.begin() + 203, 0.0f);
+        std::copy (powerStart.begin(), powerStart.end(), power.data());
+        std::copy (sourceStart.begin(), sourceStart.end(), source.data());
+        std::fill_n (source.data() + 103, 100, 0.0f);
+        SilentFrames silent (numFrames - 8, { 20, 4, 1, 0 });
+
+        for (const auto* row : { power.data(), power.data() + stride })
+            silent.add (std::span<const float> (row, numFrames));
+
+        silent.settle();
+        InterferenceModel model (TwinMicrophones (2), numFrames, {}, silent);
+        REQUIRE (model.fit (power.data(), source.data(), stride, {}));
+        CHECK (model.gains()[1] == Approx (intoFirst).epsilon (0.2));
+        CHECK (model.gains()[2] == Approx (intoSecond).epsilon (0.2));
+
+        // And the second drum is not taken for softer where the first microphone doesn't hear it.
+        for (std::size_t t = 103; t < 203; ++t)
+            if (own[1][t] >= 1.0f)
+                CHECK (source[stride + t] == Approx (own[1][t]).epsilon (0.15));
+    }
+
     SECTION ("two microphones on one drum are no leakage of each other")
     {
         TwinMicrophones twins (2);
@@ -256,6 +282,68 @@ TEST_CASE ("InterferenceModel", "[engine][refinement]")
     }
 }
 
+TEST_CASE ("Silent frames", "[engine][refinement]")
+{
+    // Ten frames a second, of which four overlap.
+    constexpr std::size_t numFrames = 100;
+    constexpr RateParameters rate{ 10, 4, 1, 0 };
+    std::vector<std::vector<float>> tracks (4, std::vector<float> (numFrames, 1.0f));
+    const auto find = [&]
+    {
+        SilentFrames silent (numFrames - 5, rate);
+
+        for (const auto& track : tracks)
+            silent.add (std::span<const float> (track));
+
+        silent.settle();
+        return silent;
+    };
+    const auto mute = [&] (std::size_t track, std::size_t first, std::size_t end)
+    {
+        for (auto t = first; t < end; ++t)
+            tracks[track][t] = 0.0f;
+    };
+
+    CHECK (find().soundingFrames().empty());
+    CHECK_FALSE (find().isEverSilent (0));
+
+    mute (0, 20, 35); // a second and a half
+    mute (1, 40, 45); // too short: gated
+    mute (2, 10, 30); // most of the time, in two parts
+    mute (2, 40, 90);
+
+    for (std::size_t t = 0; t < numFrames; ++t) // a drum that rings out
+        tracks[3][t] = std::pow (10.0f, -0.5f * static_cast<float> (t % 50));
+
+    auto silent = find();
+    CHECK (silent.numSounding (0, numFrames) == numFrames - 15);
+    CHECK (silent.isSilent (0, 34));
+    CHECK_FALSE (silent.isSilent (0, 35));
+    CHECK (silent.isNear (0, 38));
+    CHECK_FALSE (silent.isNear (0, 39));
+
+    for (std::size_t track = 1; track < tracks.size(); ++track)
+        CHECK_FALSE (silent.isEverSilent (track));
+
+    // A gap in all of them takes no part in a factorization.
+    for (std::size_t track = 0; track < tracks.size(); ++track)
+        mute (track, 60, 65);
+
+    silent = find();
+    const auto sounding = silent.soundingFrames();
+    CHECK (sounding.size() == numFrames - 5);
+    CHECK (silent.numSounding (1, numFrames) == numFrames - 5);
+    std::vector<float> values (2 * numFrames);
+    std::iota (values.begin(), values.end(), 0.0f);
+    const MatrixView<float> matrix{ values.data(), 2, numFrames };
+    moveToFront (matrix, sounding);
+    CHECK (matrix (1, 60) == 131.0f);
+    moveBack (matrix, sounding);
+
+    for (std::size_t t = 0; t < numFrames; ++t)
+        CHECK (matrix (1, t) == (t >= 60 && t < 65 ? 0.0f : static_cast<float> (2 * t + 1)));
+}
+
 TEST_CASE ("Seeded start", "[engine][refinement]")
 {
     // Three tracks: a kick in even frames, an Other in odd ones, and a snare that never plays.
@@ -267,7 +355,8 @@ TEST_CASE ("Seeded start", "[engine][refinement]")
             v[m + (t % 2 == 0 ? 0 : 80) + 240 * t] = 1.0f;
 
     const std::vector<DrumType> types{ DrumType::kick, DrumType::other, DrumType::snare };
-    seedActivations ({ v.data(), 240, numFrames }, types, { h.data(), 10, numFrames });
+    const std::vector<std::size_t> numSilent (types.size());
+    seedActivations ({ v.data(), 240, numFrames }, types, numSilent, { h.data(), 10, numFrames });
     CHECK (h[0] == 1.0f);    // the kick alone
     CHECK (h[10] == 0.001f); // the other track alone: at the lower end
     CHECK (h[1] == 0.5f);    // neither Other nor silent tracks take a row
