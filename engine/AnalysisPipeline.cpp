@@ -401,6 +401,11 @@ private:
         {
             const auto index = active[i];
             const auto& track = tracks[static_cast<std::size_t> (index)];
+
+            // Overheads, rooms and others hear every drum and are none's source.
+            if (! isRenderedType (track.shape.drumType))
+                continue;
+
             RefinementTrack participant;
             participant.index = index;
             participant.drumType = track.shape.drumType;
@@ -408,16 +413,16 @@ private:
             participant.ownLength = track.shape.lengthInSamples;
             participant.level = result.tracks[static_cast<std::size_t> (index)].level;
 
-            if (isRenderedType (track.shape.drumType))
-            {
-                participant.standard = standardComponents (i);
+            participant.standard = standardComponents (i);
 
-                if (participant.standard == nullptr)
-                    return AnalysisStatus::storageFailed;
-            }
+            if (participant.standard == nullptr)
+                return AnalysisStatus::storageFailed;
 
             participants.push_back (participant);
         }
+
+        if (participants.empty())
+            return AnalysisStatus::completed;
 
         return refineTracks (
             participants,

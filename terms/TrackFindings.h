@@ -39,8 +39,9 @@ struct TrackFindings
     std::array<int, numFocusSteps> bestFocusUpTo{}; // for Focus f the best match among 0..f
     double leakageDb = 0.0;                         // leakage over own drum, estimated, whole track
     double maskedEnergyDb = 0.0;                    // masked track over track
-    int sharedDrum =
-        0; // the same, above 0, for tracks of a Group that hear one drum; 0 for a drum of its own
+
+    /** Above 0 and the same for tracks of a Group that hear one drum; 0 for a drum of its own. */
+    int sharedDrum = 0;
 
     /** Clear onsets of its own drum; nothing in results of earlier versions, as the following. */
     std::optional<int> numHits;

@@ -239,14 +239,13 @@ PathEnds findEnds (const RefinementRun& run)
     PathEnds ends;
 
     for (std::size_t i = 0; i < run.tracks.size() && run.tracks.size() > 1; ++i)
-        if (run.tracks[i].standard != nullptr)
-        {
-            if (isDrumFound (run.findings (i)))
-                ends.drums.push_back (i);
+    {
+        if (isDrumFound (run.findings (i)))
+            ends.drums.push_back (i);
 
-            if (supportedEffect (run.findings (i)) > 0.0)
-                ends.microphones.push_back (i);
-        }
+        if (supportedEffect (run.findings (i)) > 0.0)
+            ends.microphones.push_back (i);
+    }
 
     std::set_union (ends.drums.begin(),
                     ends.drums.end(),

@@ -16,9 +16,6 @@ bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progre
                         {
                             auto& evidence = model.tracks[track].evidence;
 
-                            if (run.tracks[track].standard == nullptr)
-                                return AnalysisStatus::completed;
-
                             const auto isDone = evidence.weigh (run.control);
                             run.findings (track).leakageDb = evidence.leakageDb();
                             return completedIf (isDone, AnalysisStatus::stopped);

@@ -83,9 +83,6 @@ private:
         w.forward (w.sourceFrames);
         w.smoothPowers (w.sourcePowers, w.sourceFrames);
 
-        if (track.standard == nullptr)
-            return true;
-
         const auto room = estimateFrames().moveTo (first);
         StandardOutputReader::Outputs outputs{};
         outputs[firstEstimateFocus] = room.samples.data();
@@ -123,8 +120,7 @@ private:
     {
         const auto at = block * shape.blockCodes();
         const auto* power = w.sourcePowers.data();
-        // For a track that is not rendered there is nothing better.
-        const auto* estimate = track.standard != nullptr ? w.outputPowers.data() : power;
+        const auto* estimate = w.outputPowers.data();
         kernels::splitFloats (w.codes[0].data() + at, w.codes[1].data() + at, power, shape.blockCodes());
         kernels::packPowers (w.codes[2].data() + at, estimate, power, firstEstimateFloor, shape.blockCodes());
     }

@@ -55,7 +55,7 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
         return matchFocus (run, *model, track, *masks[track], range.part (0.25, 1.0));
     };
 
-    if (! run.forEachRendered ({ 0.51, 0.65 }, findDrum))
+    if (! run.forEachTrack ({ 0.51, 0.65 }, findDrum))
         return run.status();
 
     const auto remainders = subtractLeakage (run, *model, masks, { 0.65, 0.75 });
@@ -75,13 +75,13 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                             range);
     };
 
-    return run.forEachRendered ({ 0.76, 1.0 }, write) ? AnalysisStatus::completed : run.status();
+    return run.forEachTrack ({ 0.76, 1.0 }, write) ? AnalysisStatus::completed : run.status();
 }
 
 AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int numThreads)
 {
     const SpectrumShape shape (analysisShape);
-    const auto tracks = static_cast<std::uint64_t> (analysisShape.numActive);
+    const auto tracks = static_cast<std::uint64_t> (analysisShape.numRendered);
     const auto workers = static_cast<std::uint64_t> (numThreads);
     const auto frames = static_cast<std::uint64_t> (shape.numSegments) * tileFrames;
     const auto bands = static_cast<std::uint64_t> (EvidenceBands (shape.numBins, shape.binWidthHz()).count());
@@ -95,8 +95,8 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
 
     AnalysisForecast forecast;
     forecast.memoryBytes =
-        workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + segment)
-        + evidence + pathBytes (shape, static_cast<std::size_t> (analysisShape.numActive)) + (32u << 20);
+        workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + segment)
+        + evidence + pathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + (32u << 20);
     forecast.scratchBytes = 2 * planesPerTrack * tracks * frames * shape.numBins;
     return forecast;
 }

@@ -15,13 +15,13 @@
 namespace tessivar
 {
 
-/** One active track as the refinement sees it. */
+/** One active close microphone as the refinement sees it. */
 struct RefinementTrack
 {
     int index = 0; // into the tracks of the analysis
     DrumType drumType = DrumType::other;
     SampleSource* source = nullptr;      // the track's own samples
-    ComponentSource* standard = nullptr; // its standard components; null for tracks that pass through
+    ComponentSource* standard = nullptr; // its standard components
     ComponentLevel level;                // of the standard components
     std::int64_t ownLength = 0;          // samples
 };

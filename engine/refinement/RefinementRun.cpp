@@ -86,20 +86,14 @@ bool RefinementRun::forEach (std::size_t numItems,
     return currentStatus == AnalysisStatus::completed;
 }
 
-bool RefinementRun::forEachRendered (ProgressRange progressRange,
-                                     const std::function<bool (std::size_t, ProgressRange)>& work)
+bool RefinementRun::forEachTrack (ProgressRange progressRange,
+                                  const std::function<bool (std::size_t, ProgressRange)>& work)
 {
-    std::vector<std::size_t> rendered;
+    const auto share = 1.0 / static_cast<double> (tracks.size());
 
-    for (std::size_t i = 0; i < tracks.size(); ++i)
-        if (tracks[i].standard != nullptr)
-            rendered.push_back (i);
-
-    const auto share = 1.0 / static_cast<double> (rendered.size());
-
-    for (std::size_t n = 0; n < rendered.size(); ++n)
+    for (std::size_t n = 0; n < tracks.size(); ++n)
         if (const auto done = static_cast<double> (n) * share;
-            ! work (rendered[n], progressRange.part (done, done + share)))
+            ! work (n, progressRange.part (done, done + share)))
             return false;
 
     return true;

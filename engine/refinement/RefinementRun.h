@@ -116,9 +116,9 @@ public:
                                 ProgressRange progressRange,
                                 const std::function<AnalysisStatus (std::size_t item, Workspace&)>& work);
 
-    /** Works on the tracks with standard components, one after the other, until work returns false. */
-    [[nodiscard]] bool forEachRendered (ProgressRange progressRange,
-                                        const std::function<bool (std::size_t track, ProgressRange)>& work);
+    /** Works on the tracks, one after the other, until work returns false. */
+    [[nodiscard]] bool forEachTrack (ProgressRange progressRange,
+                                     const std::function<bool (std::size_t track, ProgressRange)>& work);
 
     [[nodiscard]] int numWorkers() const { return pool.numWorkers(); }
 
