@@ -237,6 +237,9 @@ bool InterferenceModel::fit (float* power, float* source, std::size_t rowStride,
     if (! boundGains (control))
         return false;
 
+    for (std::size_t ij = 0; ij < shares.size(); ++ij)
+        bound[ij] *= shares[ij];
+
     start();
 
     // Each pass over the frames updates the drums with the gains of the pass before and sums up for the next

@@ -37,6 +37,9 @@ public:
                        std::span<const RiseRule> rules = {},
                        const SilentFrames& silent = {});
 
+    /** From now on the bounds of the gains are multiplied with these, M x M: 0..1. */
+    void setShares (std::span<const float> sharesToUse) { shares = sharesToUse; }
+
     /** Rows of frames of one bin: power V_i and first estimate P_i of the own drum, M rows each, rowStride
         floats apart, 64-byte aligned, with room up to a multiple of 256 frames. On return source holds the
         fitted P_i and power the leakage q_i = max (sum over j other than i of L_ij P_j, 1e-30). Returns
@@ -86,6 +89,7 @@ private:
     const std::size_t numTracks, numFrames;
     const TwinMicrophones twins;
     std::vector<RiseRule> rules;
+    std::span<const float> shares;
     std::vector<float> gain, bound, floors;
     std::vector<double> numerators, denominators;
     AlignedBuffer reciprocals, quotients, peaks;

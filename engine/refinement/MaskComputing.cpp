@@ -65,21 +65,30 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
     return std::pair (std::move (mask), LogRatioPlane (std::move (fitted.logRatios)));
 }
 
+namespace
+{
+constexpr double leastConfidence = 0.15; // below, the track is best left as it is
+}
+
 bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange progress)
 {
-    return run.forEach (
-        model.tracks.size(),
-        progress,
-        [&] (std::size_t track, Workspace&)
-        {
-            if (run.tracks[track].standard == nullptr)
-                return AnalysisStatus::completed;
+    return run.forEach (model.tracks.size(),
+                        progress,
+                        [&] (std::size_t track, Workspace&)
+                        {
+                            if (run.tracks[track].standard == nullptr)
+                                return AnalysisStatus::completed;
 
-            auto& fitted = model.tracks[track];
-            run.findings (track).numHits = static_cast<int> (fitted.evidence.numOnsets());
-            run.findings (track).confidence = confidenceOf (run.findings (track), fitted.benefit);
-            return completedIf (fitted.evidence.weighRemainder (run.control), AnalysisStatus::stopped);
-        });
+                            auto& fitted = model.tracks[track];
+                            run.findings (track).numHits = static_cast<int> (fitted.evidence.numOnsets());
+                            auto& findings = run.findings (track);
+                            findings.confidence = confidenceOf (findings, fitted.benefit);
+
+                            if (findings.confidence < leastConfidence)
+                                findings.suggestedFocus = 0.0;
+                            return completedIf (fitted.evidence.weighRemainder (run.control),
+                                                AnalysisStatus::stopped);
+                        });
 }
 
 } // namespace tessivar::refinement

@@ -1,6 +1,7 @@
 #include "engine/numerics/simd/InterferenceKernels.h"
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/PackingKernels.h"
+#include "engine/refinement/CommonHits.h"
 #include "engine/refinement/InterferenceModel.h"
 #include "engine/refinement/RefinementPasses.h"
 
@@ -175,8 +176,11 @@ private:
 };
 } // namespace
 
-std::optional<FittedModel>
-fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twins, ProgressRange progress)
+std::optional<FittedModel> fitModel (RefinementRun& run,
+                                     GatheredPowers powers,
+                                     const TwinMicrophones& twins,
+                                     const CommonHits& common,
+                                     ProgressRange progress)
 {
     const auto& shape = run.shape;
     const auto& bands = run.bands;
@@ -199,6 +203,7 @@ fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twin
     const auto fitBand = [&] (std::size_t band, Workspace& w)
     {
         InterferenceModel model (twins, numFrames, rules, powers.silent);
+        model.setShares (common.ofBand (band));
 
         for (auto first = bands.firstBin (band); first < bands.endBin (band); first += room)
         {

@@ -1,5 +1,6 @@
 #include "engine/refinement/RefinedLayers.h"
 
+#include "engine/refinement/CommonHits.h"
 #include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/RefinementPasses.h"
 
@@ -31,8 +32,13 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! twins)
         return run.status();
 
+    const auto common = findCommonHits (run, *powers, { 0.26, 0.27 });
+
+    if (! common)
+        return run.status();
+
     powers->bands = {};
-    auto model = fitModel (run, std::move (*powers), *twins, { 0.26, 0.5 });
+    auto model = fitModel (run, std::move (*powers), *twins, *common, { 0.27, 0.5 });
 
     if (! model)
         return run.status();

@@ -90,6 +90,8 @@ private:
     std::vector<float> gains, meanPowers;
 };
 
+class CommonHits;
+
 struct FittedTrack
 {
     LogRatioTiles logRatios;
@@ -107,8 +109,11 @@ struct FittedModel
 };
 
 /** Fits the interference model band by band. */
-[[nodiscard]] std::optional<FittedModel>
-fitModel (RefinementRun& run, GatheredPowers powers, const TwinMicrophones& twins, ProgressRange progress);
+[[nodiscard]] std::optional<FittedModel> fitModel (RefinementRun& run,
+                                                   GatheredPowers powers,
+                                                   const TwinMicrophones& twins,
+                                                   const CommonHits& common,
+                                                   ProgressRange progress);
 
 /** Bytes that a worker holds meanwhile, at least the room for one bin of all tracks. */
 [[nodiscard]] std::uint64_t modelBytes (const SpectrumShape& shape, std::size_t numTracks);
