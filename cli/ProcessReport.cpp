@@ -229,6 +229,14 @@ Json workToJson (const WorkForecast& work)
              { "temporaryNeeded", work.diskNeeded } };
 }
 
+Json evidenceToJson (const TrackFindings& findings)
+{
+    return { { "matchDb", findings.focusMatchDb },
+             { "subtractionAgreement", findings.benefit.subtractionAgreement },
+             { "outputAgreement", findings.benefit.outputAgreement },
+             { "subtractedDb", findings.benefit.subtractedDb } };
+}
+
 Json trackToJson (const ProcessReport& report, std::size_t index)
 {
     const auto& track = report.group.tracks[index];
@@ -261,6 +269,7 @@ Json trackToJson (const ProcessReport& report, std::size_t index)
     json["hits"] = isSuggested && track.findings.numHits ? Json (*track.findings.numHits) : Json();
     json["confidence"] =
         isSuggested && track.findings.confidence ? Json (*track.findings.confidence) : Json();
+    json["evidence"] = isSuggested ? evidenceToJson (track.findings) : Json();
     json["sameDrumAs"] = jsonTexts (report.group.namesSharingDrumWith (index));
 
     const bool written = reported.isWritten();

@@ -16,7 +16,7 @@ enum class Certainty
 };
 
 /** From these on a suggestion is fairly sure or sure, the latter with so many hits at least. */
-inline constexpr double fairlySureConfidence = 0.75, sureConfidence = 0.93;
+inline constexpr double fairlySureConfidence = 0.8, sureConfidence = 0.97;
 inline constexpr int sureHits = 4;
 
 /** The same for results without a confidence, from their best match in dB. */
@@ -28,6 +28,23 @@ constexpr const char* certaintyText (Certainty certainty)
            : certainty == Certainty::fairlySure ? "fairly sure"
                                                 : "unsure";
 }
+
+/** How far independent estimates of a track's leakage agree with what its mask would take from it. */
+struct BenefitEvidence
+{
+    static constexpr double nothingDb = -100.0;
+
+    /** Correlation (-1..1) of what the subtraction takes with what the mask would take: leakage is a filtered
+        copy of other drums, drums that are hit together are not. 0 where nothing is subtracted. */
+    double subtractionAgreement = 0.0;
+
+    /** The same of what the best output of the standard method leaves out. */
+    double outputAgreement = 0.0;
+
+    double subtractedDb = nothingDb; // what the subtraction takes, against what the mask would take
+
+    bool operator== (const BenefitEvidence&) const = default;
+};
 
 /** What an analysis by the refined method found out about a track, beside its audio. */
 struct TrackFindings
@@ -42,6 +59,8 @@ struct TrackFindings
 
     /** Above 0 and the same for tracks of a Group that hear one drum; 0 for a drum of its own. */
     int sharedDrum = 0;
+
+    BenefitEvidence benefit; // beside other findings what confidence is made of
 
     /** Clear onsets of its own drum; nothing in results of earlier versions, as the following. */
     std::optional<int> numHits;

@@ -237,13 +237,16 @@ double supportedEffect (const TrackFindings& findings)
            * std::clamp ((inaudibleDb - findings.focusMatchDb[0]) / (inaudibleDb - audibleDb), 0.0, 1.0);
 }
 
-bool matchFocus (
-    RefinementRun& run, FittedModel& model, std::size_t track, const MaskPlane& mask, ProgressRange progress)
+bool matchFocus (RefinementRun& run,
+                 std::size_t track,
+                 const MaskPlane& mask,
+                 std::span<const float> totals,
+                 ProgressRange progress)
 {
     const auto numSegments = static_cast<std::size_t> (
         (run.shape.hopsOf (run.tracks[track].ownLength) + static_cast<std::int64_t> (tileFrames) - 1)
         / static_cast<std::int64_t> (tileFrames));
-    const auto segments = loudSegments (numSegments, model.totals[track]);
+    const auto segments = loudSegments (numSegments, totals);
     std::vector<MatchSums> sums (segments.size());
     const auto runs = runsOf (segments);
 
@@ -269,7 +272,7 @@ bool matchFocus (
     const auto& matches = findings.focusMatchDb;
     const auto best =
         static_cast<std::size_t> (std::max_element (matches.begin() + 1, matches.end()) - matches.begin());
-    model.tracks[track].benefit.outputAgreement =
+    findings.benefit.outputAgreement =
         total.removedProduct[best]
         / std::sqrt (std::max (total.removed[best] * total.removedByMask, 1.0e-60));
     return true;

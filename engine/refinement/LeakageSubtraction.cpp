@@ -292,7 +292,7 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
         return std::nullopt;
 
     for (std::size_t n = 0; n < taken.size(); ++n)
-        conclude (taken[n], model.tracks[ends.microphones[n]].benefit);
+        conclude (taken[n], run.findings (ends.microphones[n]).benefit);
 
     return remainders;
 }

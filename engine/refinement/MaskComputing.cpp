@@ -82,7 +82,7 @@ bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange prog
                             auto& fitted = model.tracks[track];
                             run.findings (track).numHits = static_cast<int> (fitted.evidence.numOnsets());
                             auto& findings = run.findings (track);
-                            findings.confidence = confidenceOf (findings, fitted.benefit);
+                            findings.confidence = confidenceOf (findings);
 
                             if (findings.confidence < leastConfidence)
                                 findings.suggestedFocus = 0.0;

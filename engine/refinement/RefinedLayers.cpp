@@ -58,7 +58,7 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
 
         masks[track].emplace (std::move (planes->first));
         logRatios[track].emplace (std::move (planes->second));
-        return matchFocus (run, *model, track, *masks[track], range.part (0.25, 1.0));
+        return matchFocus (run, track, *masks[track], model->totals[track], range.part (0.25, 1.0));
     };
 
     if (! run.forEachTrack ({ 0.51, 0.65 }, findDrum))

@@ -4,7 +4,6 @@
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
 #include "engine/refinement/SilentFrames.h"
-#include "engine/refinement/TrackBenefit.h"
 #include "engine/refinement/TwinMicrophones.h"
 
 #include <cstdint>
@@ -97,7 +96,6 @@ struct FittedTrack
     LogRatioTiles logRatios;
     Plane spare, spareForMask;   // no longer in use
     SeparationEvidence evidence; // summed up over bands, and then weighed
-    BenefitEvidence benefit{};
 };
 
 struct FittedModel
@@ -127,8 +125,11 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 
 /** Compares the standard output at every whole Focus with the masked track and fills the track's findings:
     matches, the best match up to every Focus, and the Focus to suggest. */
-[[nodiscard]] bool matchFocus (
-    RefinementRun& run, FittedModel& model, std::size_t track, const MaskPlane& mask, ProgressRange progress);
+[[nodiscard]] bool matchFocus (RefinementRun& run,
+                               std::size_t track,
+                               const MaskPlane& mask,
+                               std::span<const float> totals,
+                               ProgressRange progress);
 
 /** Whether a drum was found in a matched track and the suggestion is sure or fairly sure. */
 [[nodiscard]] bool isDrumFound (const TrackFindings& findings);

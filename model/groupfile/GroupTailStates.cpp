@@ -32,7 +32,7 @@ constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysedExcluded = "analysed.excluded", focusMatch = "findings.focusMatchDb",
                bestFocus = "findings.bestFocusUpTo", leakage = "findings.leakageDb",
                maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus",
-               numHits = "findings.numHits", confidence = "findings.confidence",
+               benefit = "findings.benefit", numHits = "findings.numHits", confidence = "findings.confidence",
                sharedDrum = "findings.sharedDrum";
 } // namespace key
 
@@ -125,6 +125,11 @@ void addFindings (const TrackFindings& findings, Properties& properties)
     properties.set (key::leakage, tessivar::textOf (findings.leakageDb));
     properties.set (key::maskedEnergy, tessivar::textOf (findings.maskedEnergyDb));
 
+    if (const auto& benefit = findings.benefit; benefit != BenefitEvidence{})
+        properties.set (key::benefit,
+                        listOf (std::array{
+                            benefit.subtractionAgreement, benefit.outputAgreement, benefit.subtractedDb }));
+
     if (findings.numHits)
         properties.set (key::numHits, juce::String (*findings.numHits));
 
@@ -145,6 +150,9 @@ TrackFindings takeFindings (PropertiesLeft& properties)
     parseList (properties.take (key::bestFocus), findings.bestFocusUpTo);
     findings.leakageDb = doubleOf (properties.take (key::leakage)).value_or (0.0);
     findings.maskedEnergyDb = doubleOf (properties.take (key::maskedEnergy)).value_or (0.0);
+    std::array benefit{ 0.0, 0.0, BenefitEvidence::nothingDb };
+    parseList (properties.take (key::benefit), benefit);
+    findings.benefit = { benefit[0], benefit[1], benefit[2] };
 
     if (const auto hits = properties.takeInt (key::numHits, 0, std::numeric_limits<int>::max(), -1);
         hits >= 0)

@@ -73,6 +73,7 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.findings.leakageDb = -17.3;
     kick.findings.maskedEnergyDb = -0.2;
     kick.findings.suggestedFocus = 2.7;
+    kick.findings.benefit = { 0.8, -0.25, -3.5 };
     kick.findings.numHits = 12;
     kick.findings.confidence = 0.93;
     kick.findings.sharedDrum = 3;
