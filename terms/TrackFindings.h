@@ -15,12 +15,17 @@ enum class Certainty
     sure
 };
 
-/** From these on a suggestion is fairly sure or sure, the latter with so many hits at least. */
+/** From these on a suggestion is fairly sure or sure, the latter with so many hits and such a match in dB at
+    least. */
 inline constexpr double fairlySureConfidence = 0.8, sureConfidence = 0.97;
 inline constexpr int sureHits = 4;
+inline constexpr double fairlySureMatchDb = 12.0;
 
-/** The same for results without a confidence, from their best match in dB. */
-inline constexpr double fairlySureMatchDb = 12.0, sureMatchDb = 20.0;
+inline constexpr double sureMatchDb = 20.0; // for results of earlier versions, without a confidence
+
+/** Below this match no output of the standard method holds the masked drum: mask and outputs contradict each
+    other, as where a drum never plays. Drums that play were seen from 4.4 dB on. */
+inline constexpr double contradictionDb = 4.0;
 
 constexpr const char* certaintyText (Certainty certainty)
 {
@@ -83,17 +88,35 @@ struct TrackFindings
                                                                              : numFocusSteps - 1)];
     }
 
+    /** Match of the best standard output other than the source, in dB. */
+    [[nodiscard]] constexpr double bestOutputMatchDb() const
+    {
+        auto best = focusMatchDb[1];
+
+        for (std::size_t f = 2; f < focusMatchDb.size(); ++f)
+            best = focusMatchDb[f] > best ? focusMatchDb[f] : best;
+
+        return best;
+    }
+
     [[nodiscard]] constexpr Certainty certainty() const
     {
-        if (confidence)
-            return *confidence >= sureConfidence && numHits.value_or (0) >= sureHits ? Certainty::sure
-                   : *confidence >= fairlySureConfidence                             ? Certainty::fairlySure
-                                                                                     : Certainty::unsure;
+        if (! confidence)
+        {
+            const auto match = bestMatchDb();
+            return match >= sureMatchDb         ? Certainty::sure
+                   : match >= fairlySureMatchDb ? Certainty::fairlySure
+                                                : Certainty::unsure;
+        }
 
-        const auto match = bestMatchDb();
-        return match >= sureMatchDb         ? Certainty::sure
-               : match >= fairlySureMatchDb ? Certainty::fairlySure
-                                            : Certainty::unsure;
+        const auto match = bestOutputMatchDb();
+
+        if (*confidence < fairlySureConfidence || match < contradictionDb)
+            return Certainty::unsure;
+
+        return *confidence >= sureConfidence && numHits.value_or (0) >= sureHits && match >= fairlySureMatchDb
+                   ? Certainty::sure
+                   : Certainty::fairlySure;
     }
 };
 

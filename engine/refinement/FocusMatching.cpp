@@ -13,22 +13,12 @@ namespace
 {
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 
-// Below this no output of the standard method holds the masked drum: mask and outputs contradict each other,
-// as where a drum never plays. Drums that play were seen from 4.4 dB on.
-constexpr double contradictionDb = 4.0;
-
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the
 // second goes.
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
 
 constexpr std::size_t fewestSegments = 32;
 constexpr std::size_t longestRun = 4; // of segments that one worker takes at a time
-
-bool isContradictory (const TrackFindings& findings)
-{
-    const auto& matches = findings.focusMatchDb;
-    return *std::max_element (matches.begin() + 1, matches.end()) < contradictionDb;
-}
 
 /** Sums over the standard outputs by Focus, and over the masked track. */
 struct MatchSums
@@ -216,7 +206,7 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
     }
 
     // No output is of any help then: the mask stands for all of them.
-    if (isContradictory (findings))
+    if (findings.bestOutputMatchDb() < contradictionDb)
         findings.bestFocusUpTo.fill (0);
 
     // The lowest value that has the whole effect; nothing where no drum was found to keep.

@@ -41,6 +41,9 @@ TEST_CASE ("A Group of version 0.1.0 opens and exports as it did", "[cli][earlie
             track.erase ("sourceIsThere"); // depends on the machine
     }
 
+    for (auto& track : told.at ("tracks"))
+        track.erase ("sameDrumAs"); // not told then
+
     CHECK (told == expected);
 
     const auto exported =

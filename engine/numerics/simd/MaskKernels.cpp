@@ -325,13 +325,12 @@ void SubtractionSums (float* HWY_RESTRICT sums,
             const auto at = bin * 2 * lanes + l;
             const auto re = hn::LoadU (tag, track + at), im = hn::LoadU (tag, track + at + lanes);
             const auto sRe = hn::LoadU (tag, subtracted + at), sIm = hn::LoadU (tag, subtracted + at + lanes);
-            const auto share = hn::Sub (broadcast (1.0f),
-                                        exponential (hn::Neg (attenuationOf (mask + bin * lanes + l))));
+            const auto share =
+                hn::Sub (broadcast (1.0f), exponential (hn::Neg (attenuationOf (mask + bin * lanes + l))));
             left = hn::Add (left, squared (hn::Sub (re, sRe), hn::Sub (im, sIm)));
             taken = hn::Add (taken, squared (sRe, sIm));
             masked = hn::Add (masked, hn::Mul (hn::Mul (share, share), squared (re, im)));
-            product = hn::Add (product,
-                               hn::Mul (share, hn::Add (hn::Mul (re, sRe), hn::Mul (im, sIm))));
+            product = hn::Add (product, hn::Mul (share, hn::Add (hn::Mul (re, sRe), hn::Mul (im, sIm))));
         }
 
         hn::StoreU (left, tag, sums + l);

@@ -81,11 +81,8 @@ extern const Kernel<void (float* gains, const GainEvidence& evidence, std::size_
     of what its mask m would take, (1 - m) x: |x - s|^2, |s|^2, |(1 - m) x|^2 and Re (s conj ((1 - m) x)), 16
     floats each, one after the other. Spectra in lane layout.
 */
-extern const Kernel<void (float* sums,
-                          const float* track,
-                          const float* subtracted,
-                          const std::uint16_t* mask,
-                          std::size_t numBins)>
+extern const Kernel<void (
+    float* sums, const float* track, const float* subtracted, const std::uint16_t* mask, std::size_t numBins)>
     subtractionSums;
 
 } // namespace tessivar::kernels
