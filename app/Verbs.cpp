@@ -185,10 +185,10 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::moveTrackDown, "moveTrackDown", A::tracks, "Move up, down").when (hasTrack)
             .keys ({ key (Key::downKey, ctrl | shift) }).does ([] (T t) { t.tracks.moveByStep (1); }),
         Entry (V::moveToPreviousGroup, "moveToPreviousGroup", A::tracks, "Move to another group")
-            .keys ({ key (Key::pageUpKey, ctrl | shift) }).when (hasTrack)
+            .keys ({ key (Key::leftKey, ctrl | shift) }).when (hasTrack)
             .does ([] (T t) { t.tracks.moveToGroup (-1); }),
         Entry (V::moveToNextGroup, "moveToNextGroup", A::tracks, "Move to another group")
-            .keys ({ key (Key::pageDownKey, ctrl | shift) }).when (hasTrack)
+            .keys ({ key (Key::rightKey, ctrl | shift) }).when (hasTrack)
             .does ([] (T t) { t.tracks.moveToGroup (1); }),
         Entry (V::locateSource, "locateSource", A::tracks, "Locate source file")
             .inMenus ("Locate source file\xe2\x80\xa6")
@@ -505,8 +505,8 @@ juce::String modifiersOf (const juce::String& keys)
 std::vector<KeySheetSection> keySheetSections()
 {
     std::vector<KeySheetSection> sections{
-        { "Groups and files", {} },  { "Tracks", {} },   { "Knobs and listening", {} },
-        { "Playback and loop", {} }, { "Waveform", {} }, { "Window", {} }
+        { "Groups and files", {} },  { "Window", {} },  { "Tracks", {} }, { "Knobs and listening", {} },
+        { "Playback and loop", {} }, { "Waveform", {} }
     };
 
     for (const auto& entry : allVerbs())

@@ -63,15 +63,15 @@ struct VerbTargets
     [[nodiscard]] Track::Ptr track() const;
 };
 
-/** Where a verb stands on the key sheet. */
+/** Where a verb stands on the key sheet, in the order of its sections. */
 enum class VerbArea
 {
     groups,
+    window,
     tracks,
     knobs,
     playback,
-    waveform,
-    window
+    waveform
 };
 
 /** All there is to know about a verb. A numbered one is a command of the framework; its number, name,

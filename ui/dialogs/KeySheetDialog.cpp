@@ -4,18 +4,15 @@
 #include "ui/Palette.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace tessivar
 {
 
 namespace
 {
-constexpr int lineHeight = 22, captionHeight = 24, gap = 14, columnGap = 28;
-
-int heightOf (const KeySheetSection& section)
-{
-    return captionHeight + lineHeight * static_cast<int> (section.lines.size()) + gap;
-}
+constexpr int lineHeight = 22, leastLineHeight = 17, captionHeight = 24, gap = 14, columnGap = 28,
+              topInset = 8;
 
 juce::String keysOf (const KeySheetLine& line)
 {
@@ -45,58 +42,58 @@ juce::String KeySheetDialog::getMessage() const
     return text.trimEnd();
 }
 
-std::array<std::size_t, KeySheetDialog::numColumns + 1> KeySheetDialog::columnStarts() const
+KeySheetDialog::Columns KeySheetDialog::columns() const
 {
-    auto total = 0;
+    // All ways to cut the row of sections in two places; the lowest sheet wins.
+    Columns best{ { 0, 0, 0, sections.size() } };
+    auto least = std::numeric_limits<int>::max();
 
-    for (const auto& section : sections)
-        total += heightOf (section);
+    for (std::size_t first = 0; first <= sections.size(); ++first)
+        for (auto second = first; second <= sections.size(); ++second)
+        {
+            const Columns tried{ { 0, first, second, sections.size() } };
 
-    std::array<std::size_t, numColumns + 1> starts{};
-    starts.fill (sections.size());
-    starts[0] = 0;
-    auto filled = 0;
-    std::size_t column = 0;
+            if (const auto height = heightOf (tried, lineHeight); height < least)
+            {
+                least = height;
+                best = tried;
+            }
+        }
 
-    // A section goes where its middle falls when all of them stand below each other and are cut into equal
-    // columns.
-    for (std::size_t i = 0; i < sections.size(); ++i)
-    {
-        const auto middle = filled + heightOf (sections[i]) / 2;
-
-        while (column + 1 < numColumns
-               && middle * static_cast<int> (numColumns) > total * static_cast<int> (column + 1))
-            starts[++column] = i;
-
-        filled += heightOf (sections[i]);
-    }
-
-    return starts;
+    return best;
 }
 
-int KeySheetDialog::bodyHeight (int) const
+int KeySheetDialog::heightOf (const Columns& cut, int heightOfLine) const
 {
-    const auto starts = columnStarts();
     auto highest = 0;
 
     for (std::size_t column = 0; column < numColumns; ++column)
     {
         auto height = -gap;
 
-        for (auto i = starts[column]; i < starts[column + 1]; ++i)
-            height += heightOf (sections[i]);
+        for (auto i = cut[column]; i < cut[column + 1]; ++i)
+            height += captionHeight + heightOfLine * static_cast<int> (sections[i].lines.size()) + gap;
 
         highest = std::max (highest, height);
     }
 
-    return highest + 8;
+    return highest;
+}
+
+int KeySheetDialog::bodyHeight (int) const
+{
+    return topInset + heightOf (columns(), lineHeight);
 }
 
 void KeySheetDialog::paint (juce::Graphics& g)
 {
     DialogContent::paint (g);
-    const auto starts = columnStarts();
-    auto body = bodyArea().withTrimmedTop (8);
+    const auto starts = columns();
+    auto body = bodyArea().withTrimmedTop (topInset);
+    // In a low window the lines move together.
+    auto height = lineHeight;
+    while (height > leastLineHeight && heightOf (starts, height) > body.getHeight())
+        --height;
     const auto width =
         (body.getWidth() - columnGap * static_cast<int> (numColumns - 1)) / static_cast<int> (numColumns);
 
@@ -116,7 +113,7 @@ void KeySheetDialog::paint (juce::Graphics& g)
 
             for (const auto& line : sections[i].lines)
             {
-                const auto row = area.removeFromTop (lineHeight);
+                const auto row = area.removeFromTop (height);
                 g.setColour (palette::textHigh);
                 g.drawText (line.text, row, juce::Justification::centredLeft, true);
                 g.setColour (palette::textMid);

@@ -39,7 +39,9 @@ private:
     static constexpr std::size_t numColumns = 3;
 
     /** For each column, the sections from one index up to, not including, the next. */
-    std::array<std::size_t, numColumns + 1> columnStarts() const;
+    using Columns = std::array<std::size_t, numColumns + 1>;
+    Columns columns() const;
+    int heightOf (const Columns& cut, int heightOfLine) const;
 
     const std::vector<KeySheetSection> sections;
 
