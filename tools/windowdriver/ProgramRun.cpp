@@ -396,7 +396,9 @@ bool ProgramRun::exportIsPrimary() const
 bool ProgramRun::analyze (int timeoutMs) const
 {
     user.x.click (analyzeButton());
-    return waitForDialog() && answerUntilRest ("Return", timeoutMs) >= 0
+    // A short one may be over before its dialog is seen.
+    return waitUntil ([this] { return isDimmed() || exportIsPrimary(); })
+           && answerUntilRest ("Return", timeoutMs) >= 0
            && waitUntil ([this] { return exportIsPrimary(); }, timeoutMs);
 }
 
