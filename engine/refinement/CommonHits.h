@@ -10,8 +10,9 @@
 namespace tessivar::refinement
 {
 
-/** How far what a microphone holds at another drum's hits may count as that drum's leakage, by band: less than
-    1 where the microphone's own drum is hit together with the other one. */
+/** How far what a microphone holds at another drum's hits may count as that drum's leakage, by band: less
+    than 1 where the microphone's own drum is hit together with the other one.
+*/
 class CommonHits
 {
 public:
@@ -36,13 +37,14 @@ private:
     std::vector<float> shares;
 };
 
-/** Finds the drums that are hit together. Where a microphone is nearly as loud at most hits of another drum as
-    at its own, either much leaks into it or its own drum plays too. Leakage is a filtered copy of the other
-    drum, so the two spectra are coherent; two drums are not. There the share is the coherence at the other
-    drum's hits (averaged over at most 64 frames, the square of its magnitude, without what chance gives), by
-    band, over what leakage is coherent at least.
+/** Finds the drums that are hit together. Where a microphone is nearly as loud at most hits of another drum
+    as at its own, either much leaks into it or its own drum plays too. Leakage is a filtered copy of the
+    other drum, so the two spectra are coherent; two drums are not. There the share is the coherence at the
+    other drum's hits (averaged over at most 64 frames, the square of its magnitude, without what chance
+    gives), by band, over what leakage is coherent at least.
 
-    M transforms and 16 M flops a bin for each of these frames and drum; 0.5 MB for each worker. */
+    M transforms and 16 M flops a bin for each of these frames and drum; 0.5 MB for each worker.
+*/
 [[nodiscard]] std::optional<CommonHits>
 findCommonHits (RefinementRun& run, const GatheredPowers& powers, ProgressRange progress);
 
