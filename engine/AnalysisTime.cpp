@@ -18,7 +18,7 @@ namespace
 // Microseconds of one thread for a frame of a track, with 512-bit vectors, at 513 bins. Steps of the refined
 // method depend on the tracks that are compared with each.
 constexpr double frontEndCost = 1.5, iterationCost = 0.113, renderingCost = 7.1;
-constexpr double modelCost = 5.0, modelCostPerTrack = 0.82, layersCost = 17.5;
+constexpr double modelCost = 5.0, modelCostPerTrack = 0.82, layersCost = 22.0;
 constexpr double referenceBins = 513.0;
 constexpr double serialShare = 0.1; // of a thread's work that others don't take over
 constexpr double startSeconds = 0.05;
