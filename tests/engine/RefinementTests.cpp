@@ -14,6 +14,7 @@
 #include "terms/WorkControl.h"
 #include "tests/support/EngineFixtures.h"
 
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <complex>
@@ -562,6 +563,47 @@ TEST_CASE ("Kernels for blocks of sixteen frames", "[engine][refinement]")
                         }
                 }
             });
+    }
+
+    SECTION ("sum up what a subtraction takes and what a mask would take")
+    {
+        const auto* const subtracted = spectra.data() + numRows * 16;
+        std::vector<std::uint16_t> mask (numBins * 16);
+        std::vector<float> expected;
+
+        for (std::size_t i = 0; i < mask.size(); ++i)
+            mask[i] = static_cast<std::uint16_t> (37 * i);
+
+        onEveryTarget (
+            [&]
+            {
+                AlignedBuffer sums (64);
+                kernels::subtractionSums (sums.data(), spectra.data(), subtracted, mask.data(), numBins);
+                expected = expected.empty() ? std::vector (sums.data(), sums.data() + 64) : expected;
+                CHECK (std::equal (expected.begin(), expected.end(), sums.data()));
+            });
+
+        for (std::size_t l = 0; l < 16; ++l)
+        {
+            std::array<double, 4> sums{};
+
+            for (std::size_t bin = 0; bin < numBins; ++bin)
+            {
+                const auto at = 2 * bin * 16 + l;
+                const std::complex<double> x (static_cast<double> (spectra[at]),
+                                              static_cast<double> (spectra[at + 16])),
+                    taken (static_cast<double> (subtracted[at]), static_cast<double> (subtracted[at + 16]));
+                const auto masked = (1.0 - std::exp (-40.0 / 65535.0 * mask[bin * 16 + l])) * x;
+                sums[0] += std::norm (x - taken);
+                sums[1] += std::norm (taken);
+                sums[2] += std::norm (masked);
+                sums[3] += (taken * std::conj (masked)).real();
+            }
+
+            for (std::size_t k = 0; k < sums.size(); ++k)
+                CHECK (static_cast<double> (expected[k * 16 + l])
+                       == Approx (sums[k]).epsilon (1.0e-4).margin (1.0e-5));
+        }
     }
 
     SECTION ("sum up bins, paths and products as plain loops do")
