@@ -281,7 +281,7 @@ def take_analysis(stage, pictures):
     stage.keys("ctrl+p")
     stage.wait_for_dialog(True, 10)  # the tips
     stage.keys("Return", pause=0.2)
-    time.sleep(1.3)  # on a fast machine the analysis of the demo session takes three seconds
+    time.sleep(0.4)  # on a fast machine the analysis of the demo session takes a second
     pictures.take("progress", trim_dialog=True)
     stage.wait_for_dialog(False, 300)
 
@@ -320,11 +320,11 @@ def take_files(stage, pictures):
     out.mkdir()
     stage.rubbish.append(out)
     stage.answer.write_text(f"{out}\n")
-    stage.keys("ctrl+x")
-    time.sleep(1)
-    stage.wait_for_dialog(False, 60)
-    stage.keys("ctrl+x")
-    stage.wait_for_dialog(True, 20)
+    for overwrites in (False, True):
+        stage.keys("ctrl+x")
+        stage.wait_for_dialog(True, 10)  # the type of the files
+        stage.keys("Return", pause=1)
+        stage.wait_for_dialog(overwrites, 60)
     stage.click("overwrite")
     stage.away()
     time.sleep(4)
