@@ -32,11 +32,12 @@ struct RefinementTrack
     Spectra have twice the frame length of the analysis, n, with hop n/4. The standard output at Focus 4 is
     the first estimate of every drum's own power; an interference model over all microphones refines it bin by
     bin; evidence from bin, band and whole spectrum gives a mask; the standard outputs are compared with the
-    masked track; what the other masked drums give in a microphone is subtracted from it, and the layers are
-    what is left under mask and layer gains, so that channels 0..5 still rebuild the source and the focus and
-    fine rule holds unchanged. Turning Focus up never moves to a worse match. Streamed: three planes of 16
-    bits a bin and frame of a track in the storage, blocks of bins for the model, blocks of sixteen frames for
-    everything else. Results do not depend on the number of workers.
+    masked track; what the other masked drums give in a microphone is subtracted from it; evidence of onsets
+    and decay makes the gains of the layers, which are what is left under them, as far as they are believed.
+    Channels 0..5 still rebuild the source, and the focus and fine rule holds unchanged. Turning Focus up
+    never moves to a worse match. Streamed: three planes of 16 bits a bin and frame of a track in the storage,
+    blocks of bins for the model, blocks of sixteen frames for everything else. Results do not depend on the
+    number of workers.
 
     progress gets 0..1. Fills the findings of analyses, which is indexed like the tracks of the analysis.
     Returns completed, stopped, readFailed or storageFailed.

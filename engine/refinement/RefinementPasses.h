@@ -131,12 +131,11 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
                                std::span<const float> totals,
                                ProgressRange progress);
 
-/** Whether a drum was found in a matched track and the suggestion is sure or fairly sure. */
+/** Whether a drum was found in a matched track, well enough to be subtracted from the others. */
 [[nodiscard]] bool isDrumFound (const TrackFindings& findings);
 
-/** Share of what the layers of a matched track remove that is to go, 0..1: 0 where the evidence contradicts
-    itself or so little would go (45 dB below the track) that the mask errs more than it mends, 1 from 42 dB
-    on. */
+/** Share of what the layers of a matched track remove that is to go, 0..1: its confidence, and less where so
+    little would go that the mask errs more than it mends, 0 at 45 dB below the track, all from 42 dB on. */
 [[nodiscard]] double supportedEffect (const TrackFindings& findings);
 
 using Masks = std::vector<std::optional<MaskPlane>>;        // by track; none for tracks that pass through
