@@ -1,5 +1,6 @@
 #include "engine/refinement/CommonHits.h"
 
+#include "engine/refinement/CrossPower.h"
 #include "engine/refinement/RiseRules.h"
 
 #include <algorithm>
@@ -50,12 +51,6 @@ std::vector<std::int64_t> hitsOf (std::span<const float> totals)
     std::sort (hits.begin(), hits.end());
     return hits;
 }
-
-/** Powers of two microphones and what they have in common, summed over hits, for every bin. */
-struct CrossPower
-{
-    double powerA = 0.0, powerB = 0.0, re = 0.0, im = 0.0;
-};
 
 class HitSearch
 {
@@ -167,26 +162,12 @@ private:
             w.fft.forward (w.spectrum.data());
 
             for (std::size_t bin = 0; bin < bins.size(); ++bin)
-                add (bins[bin],
-                     spectra[first / blockFrames].data() + 2 * bin * blockFrames,
-                     w.spectrum.data() + 2 * bin * blockFrames,
-                     block.size());
+                bins[bin].add (spectra[first / blockFrames].data() + 2 * bin * blockFrames,
+                               w.spectrum.data() + 2 * bin * blockFrames,
+                               block.size());
         }
 
         return true;
-    }
-
-    static void add (CrossPower& sum, const float* a, const float* b, std::size_t numFrames)
-    {
-        for (std::size_t l = 0; l < numFrames; ++l)
-        {
-            const auto aRe = static_cast<double> (a[l]), aIm = static_cast<double> (a[l + blockFrames]),
-                       bRe = static_cast<double> (b[l]), bIm = static_cast<double> (b[l + blockFrames]);
-            sum.powerA += aRe * aRe + aIm * aIm;
-            sum.powerB += bRe * bRe + bIm * bIm;
-            sum.re += aRe * bRe + aIm * bIm;
-            sum.im += aIm * bRe - aRe * bIm;
-        }
     }
 
     /** 0..1, without what chance gives so few frames. */
@@ -197,12 +178,12 @@ private:
 
         for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
         {
-            product += bins[bin].re * bins[bin].re + bins[bin].im * bins[bin].im;
-            most += bins[bin].powerA * bins[bin].powerB;
+            product += bins[bin].common();
+            most += bins[bin].powers();
         }
 
-        const auto chance = 1.0 / static_cast<double> (numFrames);
-        return most > 0.0 ? std::max (0.0, (product / most - chance) / (1.0 - chance)) : 0.0;
+        return most > 0.0 ? std::max (0.0, beyondChance (product / most, static_cast<double> (numFrames)))
+                          : 0.0;
     }
 
     RefinementRun& run;

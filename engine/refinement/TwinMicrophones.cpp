@@ -1,5 +1,6 @@
 #include "engine/refinement/TwinMicrophones.h"
 
+#include "engine/refinement/CrossPower.h"
 #include "engine/refinement/RefinementPasses.h"
 #include "engine/refinement/RiseRules.h"
 #include "engine/refinement/Statistics.h"
@@ -211,25 +212,6 @@ std::vector<std::int64_t> framesAboutOnsets (const MicrophoneOnsets& a, const Mi
     return frames;
 }
 
-/** Sums over frames of one bin of two microphones. */
-struct CrossPower
-{
-    void add (const float* a, const float* b)
-    {
-        for (std::size_t l = 0; l < blockFrames; ++l)
-        {
-            const auto aRe = static_cast<double> (a[l]), aIm = static_cast<double> (a[l + blockFrames]),
-                       bRe = static_cast<double> (b[l]), bIm = static_cast<double> (b[l + blockFrames]);
-            powerA += aRe * aRe + aIm * aIm;
-            powerB += bRe * bRe + bIm * bIm;
-            re += aRe * bRe + aIm * bIm;
-            im += aIm * bRe - aRe * bIm;
-        }
-    }
-
-    double powerA = 0.0, powerB = 0.0, re = 0.0, im = 0.0;
-};
-
 /** The coherence of all bins (the square of its magnitude, 0..1), weighted by the powers in both
     microphones and without what chance gives so few frames. */
 double meanCoherence (std::span<const CrossPower> bins, std::size_t numFrames)
@@ -237,10 +219,10 @@ double meanCoherence (std::span<const CrossPower> bins, std::size_t numFrames)
     double sum = 0.0, weights = 0.0;
 
     for (const auto& bin : bins)
-        if (const auto powers = bin.powerA * bin.powerB; powers > 0.0)
+        if (const auto powers = bin.powers(); powers > 0.0)
         {
             const auto weight = std::sqrt (powers);
-            sum += weight * (bin.re * bin.re + bin.im * bin.im) / powers;
+            sum += weight * bin.common() / powers;
             weights += weight;
         }
 
@@ -249,8 +231,7 @@ double meanCoherence (std::span<const CrossPower> bins, std::size_t numFrames)
     if (! (weights > 0.0) || numIndependent <= 1.0)
         return 0.0;
 
-    const auto chance = 1.0 / numIndependent;
-    return (sum / weights - chance) / (1.0 - chance);
+    return beyondChance (sum / weights, numIndependent);
 }
 
 struct Pair
@@ -354,7 +335,8 @@ private:
 
             for (std::size_t bin = 0; bin < bins.size(); ++bin)
                 bins[bin].add (spectrum.data() + 2 * bin * blockFrames,
-                               w.spectrum.data() + 2 * bin * blockFrames);
+                               w.spectrum.data() + 2 * bin * blockFrames,
+                               block.size());
         }
 
         return meanCoherence (bins, frames.size());
