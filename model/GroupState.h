@@ -4,6 +4,7 @@
 #include "model/TrackRecord.h"
 #include "model/TrackSamples.h"
 #include "terms/AnalysisMethod.h"
+#include "terms/BleedMap.h"
 #include "terms/DrumType.h"
 #include "terms/TrackFindings.h"
 
@@ -104,6 +105,9 @@ struct GroupState
         AnalysisMethod method = AnalysisMethod::standard;
         std::uint64_t seed = 1;
         int numTracks = 0; // of the Group at that time
+
+        /** Null after a standard analysis, and in files of earlier versions. */
+        std::shared_ptr<const BleedMap> bleed{};
 
         bool operator== (const Analysis&) const = default;
     };

@@ -65,6 +65,9 @@ struct TrackFindings
     /** Above 0 and the same for tracks of a Group that hear one drum; 0 for a drum of its own. */
     int sharedDrum = 0;
 
+    /** The track's row and column in the bleed map of its Group's analysis. */
+    std::optional<std::size_t> bleedPlace;
+
     BenefitEvidence benefit; // beside other findings what confidence is made of
 
     /** Clear onsets of its own drum; nothing in results of earlier versions, as the following. */
