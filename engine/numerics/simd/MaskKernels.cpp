@@ -21,17 +21,32 @@ HWY_INLINE Floats timesPlus (Floats a, Floats b, float c)
     return hn::Add (hn::Mul (a, b), broadcast (c));
 }
 
+struct ExponentAndFraction
+{
+    Floats exponent, fraction;
+};
+
+/** x = 2^exponent * (1 + fraction), 1 + fraction in [sqrt (1/2), sqrt (2)), for normal positive numbers. */
+HWY_INLINE ExponentAndFraction exponentAndFraction (Floats x)
+{
+    const IntTag ti;
+    const auto bits = hn::BitCast (ti, x);
+    const auto exponent = hn::ShiftRight<23> (hn::Sub (bits, hn::Set (ti, 0x3f3504f3)));
+    const auto mantissa = hn::BitCast (tag, hn::Sub (bits, hn::ShiftLeft<23> (exponent)));
+    return { hn::ConvertTo (tag, exponent), hn::Sub (mantissa, broadcast (1.0f)) };
+}
+
+/** 2^n for whole numbers within -126..127. */
+HWY_INLINE Floats powerOfTwo (Floats n)
+{
+    const IntTag ti;
+    return hn::BitCast (tag, hn::ShiftLeft<23> (hn::Add (hn::ConvertTo (ti, n), hn::Set (ti, 127))));
+}
+
 /** Natural logarithm of normal positive numbers. */
 HWY_INLINE Floats logarithm (Floats x)
 {
-    const IntTag ti;
-    // x = 2^e * (1 + f), 1 + f in [sqrt (1/2), sqrt (2)).
-    const auto bits = hn::BitCast (ti, x);
-    const auto offset = hn::Sub (bits, hn::Set (ti, 0x3f3504f3));
-    const auto exponent = hn::ShiftRight<23> (offset);
-    const auto mantissa = hn::BitCast (tag, hn::Sub (bits, hn::ShiftLeft<23> (exponent)));
-    const auto e = hn::ConvertTo (tag, exponent);
-    const auto f = hn::Sub (mantissa, broadcast (1.0f));
+    const auto [e, f] = exponentAndFraction (x);
     const auto squared = hn::Mul (f, f);
 
     auto y = timesPlus (broadcast (7.0376836292e-2f), f, -1.1514610310e-1f);
@@ -49,7 +64,6 @@ HWY_INLINE Floats logarithm (Floats x)
 
 HWY_INLINE Floats exponential (Floats x)
 {
-    const IntTag ti;
     x = hn::Min (hn::Max (x, broadcast (-87.0f)), broadcast (87.0f));
     const auto n = hn::Round (hn::Mul (x, broadcast (1.44269504088896341f)));
     const auto r =
@@ -61,9 +75,7 @@ HWY_INLINE Floats exponential (Floats x)
     y = timesPlus (y, r, 1.6666665459e-1f);
     y = timesPlus (y, r, 5.0000001201e-1f);
     y = hn::Add (hn::Add (hn::Mul (hn::Mul (y, r), r), r), broadcast (1.0f));
-    const auto scale =
-        hn::BitCast (tag, hn::ShiftLeft<23> (hn::Add (hn::ConvertTo (ti, n), hn::Set (ti, 127))));
-    return hn::Mul (y, scale);
+    return hn::Mul (y, powerOfTwo (n));
 }
 
 /** Calls use (index, means) for each vector of what smoothPowers makes. */
@@ -243,12 +255,52 @@ void BandLogits (float* HWY_RESTRICT logits,
     }
 }
 
+/** Binary logarithm of normal positive numbers, 2e-5 off at most: a minimax polynomial. */
+HWY_INLINE Floats quickLog2 (Floats x)
+{
+    const auto [e, f] = exponentAndFraction (x);
+
+    auto y = timesPlus (broadcast (2.52697408e-1f), f, -3.94567281e-1f);
+    y = timesPlus (y, f, 4.86675978e-1f);
+    y = timesPlus (y, f, -7.20242560e-1f);
+    y = timesPlus (y, f, 1.44257855f);
+    return hn::Add (e, hn::Mul (y, f));
+}
+
+/** Power of two, 3e-6 off at most: a minimax polynomial. */
+HWY_INLINE Floats quickExp2 (Floats x)
+{
+    x = hn::Min (hn::Max (x, broadcast (-126.0f)), broadcast (126.0f));
+    const auto n = hn::Round (x);
+    const auto r = hn::Sub (x, n);
+
+    auto y = timesPlus (broadcast (9.57010221e-3f), r, 5.59178628e-2f);
+    y = timesPlus (y, r, 2.40247443e-1f);
+    y = timesPlus (y, r, 6.93121791e-1f);
+    y = timesPlus (y, r, 9.99999285e-1f);
+    return hn::Mul (y, powerOfTwo (n));
+}
+
+/** 1 / sqrt (x), 5e-6 off at most: two steps of Newton's method from the number whose exponent is about
+    minus half of x's. */
+HWY_INLINE Floats quickReciprocalRoot (Floats x)
+{
+    const IntTag ti;
+    const auto half = hn::Mul (broadcast (0.5f), x);
+    auto y = hn::BitCast (tag, hn::Sub (hn::Set (ti, 0x5f3759df), hn::ShiftRight<1> (hn::BitCast (ti, x))));
+
+    for (int step = 0; step < 2; ++step)
+        y = hn::Mul (y, hn::Sub (broadcast (1.5f), hn::Mul (hn::Mul (half, y), y)));
+
+    return y;
+}
+
 void Logarithms (float* HWY_RESTRICT logs, const float* HWY_RESTRICT powers, std::size_t n)
 {
     const auto tiny = broadcast (1.0e-20f);
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
-        hn::StoreU (logarithm (hn::Add (hn::LoadU (tag, powers + i), tiny)), tag, logs + i);
+        hn::StoreU (quickLog2 (hn::Add (hn::LoadU (tag, powers + i), tiny)), tag, logs + i);
 }
 
 /** The attenuation of the mask, -ln m. */
@@ -259,15 +311,18 @@ HWY_INLINE Floats attenuationOf (const std::uint16_t* mask)
     return hn::Mul (broadcast (logMaskLimit / 65535.0f), codes);
 }
 
-/** sqrt (G m^0.35 K^0.5) from the logit, -ln m and ln K. */
-HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutput, float outputWeight)
+constexpr float log2OfE = 1.44269504088896341f;
+
+/** sqrt (G m^0.35 K^0.5) from the logit, -ln m and log2 K^2. */
+HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutputPower, float outputWeight)
 {
-    const auto clipped = hn::Max (logOutput, broadcast (-6.0f));
-    const auto z = hn::Add (logit, hn::Mul (broadcast (outputWeight), clipped));
-    const auto removed = logarithm (hn::Add (broadcast (1.0f), exponential (hn::Neg (z)))); // -ln G
-    const auto kept = hn::Mul (broadcast (0.25f), logOutput);
-    const auto masked = hn::Mul (broadcast (0.175f), attenuation);
-    return exponential (hn::Sub (hn::Sub (kept, masked), hn::Mul (broadcast (0.5f), removed)));
+    const auto clipped = hn::Max (logOutputPower, broadcast (-12.0f * log2OfE));
+    const auto exponent =
+        hn::Add (hn::Mul (broadcast (log2OfE), logit), hn::Mul (broadcast (0.5f * outputWeight), clipped));
+    const auto odds = quickExp2 (hn::Neg (exponent)); // (1 - G) / G
+    const auto kept = hn::Sub (hn::Mul (broadcast (0.125f), logOutputPower),
+                               hn::Mul (broadcast (0.175f * log2OfE), attenuation));
+    return hn::Mul (quickExp2 (kept), quickReciprocalRoot (hn::Add (broadcast (1.0f), odds)));
 }
 
 void LayerGains (float* HWY_RESTRICT gains,
@@ -276,7 +331,7 @@ void LayerGains (float* HWY_RESTRICT gains,
                  const GainEvidence& evidence,
                  std::size_t numBins)
 {
-    const auto half = broadcast (0.5f), tiny = broadcast (1.0e-36f), zero = hn::Zero (tag);
+    const auto tiny = broadcast (1.0e-36f), zero = hn::Zero (tag);
 
     smooth (history,
             spectrum,
@@ -284,10 +339,10 @@ void LayerGains (float* HWY_RESTRICT gains,
             [&] (std::size_t at, Floats layer)
             {
                 const auto powerRatio =
-                    hn::Sub (logarithm (hn::Max (layer, tiny)), hn::LoadU (tag, evidence.logTotals + at));
+                    hn::Sub (quickLog2 (hn::Max (layer, tiny)), hn::LoadU (tag, evidence.logTotals + at));
                 hn::StoreU (layerGain (hn::LoadU (tag, evidence.logits + at),
                                        attenuationOf (evidence.mask + at),
-                                       hn::Min (zero, hn::Mul (half, powerRatio)),
+                                       hn::Min (zero, powerRatio),
                                        evidence.outputWeight),
                             tag,
                             gains + at);
@@ -301,7 +356,7 @@ void MaskLayerGains (float* HWY_RESTRICT gains, const GainEvidence& evidence, st
         const auto attenuation = attenuationOf (evidence.mask + i);
         hn::StoreU (layerGain (hn::LoadU (tag, evidence.logits + i),
                                attenuation,
-                               hn::Neg (attenuation),
+                               hn::Mul (broadcast (-2.0f * log2OfE), attenuation),
                                evidence.outputWeight),
                     tag,
                     gains + i);
