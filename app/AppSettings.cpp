@@ -42,6 +42,12 @@ ExportFileType exportFileType (const juce::PropertySet& settings)
     return exportFileTypeFor (settings.getValue (appSettingsKeys::exportFileType));
 }
 
+ExportDepth exportDepth (const juce::PropertySet& settings)
+{
+    return settings.getValue (appSettingsKeys::exportDepth) == "float" ? ExportDepth::float32
+                                                                       : ExportDepth::source;
+}
+
 ReadAheadSettings readAheadSettings (const juce::PropertySet& settings)
 {
     ReadAheadSettings result;

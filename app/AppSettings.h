@@ -19,6 +19,7 @@ inline constexpr auto analysisThreads = "analysisThreads"; // 0: one per core
 inline constexpr auto analysisMethod =
     "analysisMethod"; // "standard" or "refined": chosen last, for new Groups
 inline constexpr auto exportFileType = "exportFileType"; // "wav" or "aiff", of exports to a folder
+inline constexpr auto exportDepth = "exportDepth";       // "float"; else as the source
 inline constexpr auto interfaceSize = "interfaceSize";   // percent; 0: automatic
 inline constexpr auto reducedMotion = "reducedMotion";   // absent: as the desktop says
 inline constexpr auto windowState = "windowState";
@@ -36,6 +37,7 @@ inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as Bench
 [[nodiscard]] AnalysisOptions analysisOptions (AnalysisMethod method, const juce::PropertySet& settings);
 
 [[nodiscard]] ExportFileType exportFileType (const juce::PropertySet& settings);
+[[nodiscard]] ExportDepth exportDepth (const juce::PropertySet& settings);
 [[nodiscard]] ReadAheadSettings readAheadSettings (const juce::PropertySet& settings);
 
 /** Of the window without its frame, logical pixels. */

@@ -10,6 +10,7 @@
 #include "ui/dialogs/ExportReportDialog.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace tessivar
@@ -112,6 +113,7 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
     ExportOptions options;
     options.folder = file.getParentDirectory();
     options.overwrite = true;
+    options.depth = exportDepth (workspace.settings());
     runExport (ExportScope::track, { track->state() }, { PlannedFile{ file } }, options);
 }
 
@@ -128,10 +130,10 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
     const auto isOne = scope == ExportScope::group;
     const auto groups = isOne ? std::vector<Group::Ptr>{ selected } : workspace.allGroups();
     const auto tracks = tracksToExport (groups);
-    const auto type =
+    auto options =
         askForFileType (isOne ? "Export Group" : "Export All Groups", static_cast<int> (tracks.size()));
 
-    if (! type)
+    if (! options)
         return;
 
     FileChooserRequest request;
@@ -145,41 +147,63 @@ void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
     if (folders.empty())
         return;
 
-    ExportOptions options;
-    options.folder = folders.front();
-    options.extension = *type == ExportFileType::aiff ? ".aiff" : ".wav";
-    options.overwrite = true;
-    options.numThreads = analysisThreads (workspace.settings());
-    workspace.setLastExportFolder (options.folder.getFullPathName());
+    options->folder = folders.front();
+    options->overwrite = true;
+    options->numThreads = analysisThreads (workspace.settings());
+    workspace.setLastExportFolder (options->folder.getFullPathName());
 
     // What is tried again goes where it would have gone, whatever has taken the names before it.
-    if (const auto files = planExport (tracks, options); confirmOverwriting (files, prompts))
-        runExport (scope, tracks, files, options);
+    if (const auto files = planExport (tracks, *options); confirmOverwriting (files, prompts))
+        runExport (scope, tracks, files, *options);
 }
 
-std::optional<ExportFileType> GroupWork::askForFileType (const juce::String& title, int numFiles)
+std::optional<ExportOptions> GroupWork::askForFileType (const juce::String& title, int numFiles)
 {
-    const auto isAiffProposed = exportFileType (workspace.settings()) == ExportFileType::aiff;
+    struct Choice
+    {
+        const char* text;
+        const char* type;
+        const char* depth;
+    };
+
+    // The last choice becomes the primary button, and stands at the right.
+    std::array choices{ Choice{ "AIFF", "aiff", "source" },
+                        Choice{ "WAV, 32-bit float", "wav", "float" },
+                        Choice{ "WAV", "wav", "source" } };
+    auto& settings = workspace.settings();
+    const auto isAiffProposed = exportFileType (settings) == ExportFileType::aiff;
+    const auto isFloatProposed = exportDepth (settings) == ExportDepth::float32;
+    const auto proposed = choices.begin() + (isAiffProposed ? 0 : isFloatProposed ? 1 : 2);
+    std::rotate (proposed, proposed + 1, choices.end());
+
     auto chosen = 0;
     MessageDialogSettings dialog;
     dialog.title = title;
     dialog.message = numFiles == 1
                          ? juce::String ("One file is written. Of which type?")
                          : juce::String (numFiles) + " files are written, one for each track. Of which type?";
-    // The last choice becomes the primary button.
-    dialog.buttons = {
-        { .text = "Cancel", .isSafe = true },
-        { .text = isAiffProposed ? "WAV" : "AIFF" },
-        { .text = isAiffProposed ? "AIFF" : "WAV", .look = ButtonLook::primary, .hasFirstFocus = true },
-    };
+    dialog.message
+        << "\n\nWAV and AIFF keep the depth of each source. 32-bit float rounds and clips nothing, "
+           "and takes more room; AIFF can't hold it.";
+    dialog.buttons = { { .text = "Cancel", .isSafe = true } };
+
+    for (const auto& choice : choices)
+        dialog.buttons.push_back ({ .text = choice.text });
+
+    dialog.buttons.back().look = ButtonLook::primary;
+    dialog.buttons.back().hasFirstFocus = true;
     prompts.showMessage (dialog, [&] (int button, bool) { chosen = button; });
 
     if (chosen == 0)
         return {};
 
-    const auto isAiff = isAiffProposed == (chosen == 2);
-    workspace.settings().setValue (appSettingsKeys::exportFileType, isAiff ? "aiff" : "wav");
-    return isAiff ? ExportFileType::aiff : ExportFileType::wav;
+    const auto& taken = choices[static_cast<std::size_t> (chosen - 1)];
+    settings.setValue (appSettingsKeys::exportFileType, taken.type);
+    settings.setValue (appSettingsKeys::exportDepth, taken.depth);
+    ExportOptions options;
+    options.extension = juce::String (".") + taken.type;
+    options.depth = exportDepth (settings);
+    return options;
 }
 
 void GroupWork::runExport (ExportScope scope,
@@ -243,7 +267,10 @@ bool GroupWork::reportExport (const ExportReport& report,
     if (report.remarks.empty() && report.errors.isEmpty())
     {
         if (onNotice)
-            onNotice (filesExported (numWritten), "Show in folder", [folder] { showFolder (folder); });
+            onNotice (filesExported (numWritten)
+                          + (options.depth == ExportDepth::float32 ? " as 32-bit float" : ""),
+                      "Show in folder",
+                      [folder] { showFolder (folder); });
 
         return false;
     }

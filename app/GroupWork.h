@@ -109,8 +109,8 @@ private:
     /** Asks what only the user can decide, and notes the answer in the request. */
     [[nodiscard]] SaveAnswer askBeforeSaving (SaveRequest& request);
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
-    /** Which type of files an export to a folder writes; nothing if the user cancels. */
-    [[nodiscard]] std::optional<ExportFileType> askForFileType (const juce::String& title, int numFiles);
+    /** Which type of files an export to a folder writes, and their depth; nothing if the user cancels. */
+    [[nodiscard]] std::optional<ExportOptions> askForFileType (const juce::String& title, int numFiles);
     void runExport (ExportScope scope,
                     std::vector<TrackState> tracks,
                     std::vector<PlannedFile> files,

@@ -97,6 +97,13 @@ constexpr auto excludeOption = repeatable (
 constexpr auto formatOption = valued (
     "--format", "FORMAT", "The kind of file to write: wav or aiff. Default: wav.", ValueKind::audioFormat);
 
+constexpr auto depthOption =
+    valued ("--depth",
+            "DEPTH",
+            "The depth of samples in the files: source, each as its source file has it, or float, 32-bit "
+            "floating point, in which nothing is rounded or clipped; WAV only. Default: source.",
+            ValueKind::sampleDepth);
+
 constexpr auto overwriteOption =
     flag ("--overwrite",
           "Replace files that exist. A source, or a group file in use, is never replaced by anything else.");
@@ -151,10 +158,10 @@ constexpr auto saveOption =
             "again with other knobs in seconds. With several Groups it names a folder.",
             ValueKind::file);
 
-const std::array processOptions{ outOption,       focusOption,      fineOption, methodOption,  typeOption,
-                                 typesOption,     excludeOption,    eachOption, saveOption,    formatOption,
-                                 overwriteOption, componentsOption, seedOption, threadsOption, tempOption,
-                                 spectraOption,   dryRunOption,     jsonOption, quietOption };
+const std::array processOptions{ outOption,   focusOption,     fineOption,       methodOption, typeOption,
+                                 typesOption, excludeOption,   eachOption,       saveOption,   formatOption,
+                                 depthOption, overwriteOption, componentsOption, seedOption,   threadsOption,
+                                 tempOption,  spectraOption,   dryRunOption,     jsonOption,   quietOption };
 
 const std::array analyzeOptions{
     required (saveOption), focusOption,  fineOption,      methodOption, typeOption,    typesOption,
@@ -183,8 +190,8 @@ constexpr auto exportFineOption = repeatable (
             "Another fine than the one saved in the Group, 0 to 1 or a percentage. Given like --focus."));
 
 constexpr std::array exportOptions{ outOption,       settingOption, exportFocusOption, exportFineOption,
-                                    onlyTrackOption, formatOption,  overwriteOption,   dryRunOption,
-                                    jsonOption,      quietOption };
+                                    onlyTrackOption, formatOption,  depthOption,       overwriteOption,
+                                    dryRunOption,    jsonOption,    quietOption };
 
 const std::array editOptions{
     required (repeatable (valued ("--track", "NAME", "The tracks to change: all that NAME matches."))),

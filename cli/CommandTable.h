@@ -15,6 +15,7 @@ enum class ValueKind
     file,          // the name of a file
     drumType,      // NAME=TYPE
     audioFormat,   // wav or aiff
+    sampleDepth,   // source or float
     analysisMethod // standard or refined
 };
 

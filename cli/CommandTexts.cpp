@@ -137,6 +137,8 @@ std::string completionFor (ValueKind kind)
             return "mapfile -t COMPREPLY < <(compgen -W 'standard refined' -- \"$cur\")";
         case ValueKind::audioFormat:
             return "mapfile -t COMPREPLY < <(compgen -W 'wav aiff' -- \"$cur\")";
+        case ValueKind::sampleDepth:
+            return "mapfile -t COMPREPLY < <(compgen -W 'source float' -- \"$cur\")";
         case ValueKind::none:
         case ValueKind::text:
             break;

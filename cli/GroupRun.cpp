@@ -80,6 +80,7 @@ ExportOptions GroupRun::exportOptions() const
 {
     return { .folder = request.outFolder,
              .extension = request.extension,
+             .depth = request.depth,
              .overwrite = request.overwrite,
              .numThreads = request.numThreads };
 }

@@ -319,8 +319,8 @@ bool GroupRun::checkRoom()
     {
         const auto& track = group.tracks[i];
         const auto length = static_cast<std::uint64_t> (track.lengthInSamples());
-        const auto format =
-            exportSampleFormatFor (track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type);
+        const auto format = exportSampleFormatFor (
+            track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type, request.depth);
         if (request.writesAudio() && ! report.tracks[i].isSourceItself)
             forecast.outputNeeded += length * static_cast<std::uint64_t> (format.bitsPerSample / 8);
         if (request.components && track.takesPart())

@@ -367,6 +367,7 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         { "out", request.writesAudio() ? Json (jsonText (request.outFolder.getFullPathName())) : Json() },
         { "save", pathOrNull (request.saveFile) },
         { "format", jsonText (request.extension.substring (1)) },
+        { "depth", request.depth == ExportDepth::float32 ? "float" : "source" },
         { "overwrite", request.overwrite },
         { "components", request.components },
         { "method", analysisMethodKey (report.method) },

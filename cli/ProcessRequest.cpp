@@ -48,6 +48,13 @@ std::optional<juce::String> parseFormat (const juce::String& text)
     return text == "wav" || text == "aiff" ? std::optional ("." + text) : std::nullopt;
 }
 
+std::optional<ExportDepth> parseDepth (const juce::String& text)
+{
+    return text == "source"  ? std::optional (ExportDepth::source)
+           : text == "float" ? std::optional (ExportDepth::float32)
+                             : std::nullopt;
+}
+
 /** What all Groups of the command line share. */
 juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
 {
@@ -82,6 +89,7 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
            parseKnobChoices ("--fine", invocation.all ("--fine"), fineMaximum, false, request.fine),
            parseTypeChoices (invocation.all ("--type"), request.types),
            parseValue (invocation, "--format", parseFormat, "wav or aiff", request.extension),
+           parseValue (invocation, "--depth", parseDepth, "source or float", request.depth),
            parseWholeNumber (invocation,
                              "--seed",
                              std::uint64_t{ 0 },
@@ -90,6 +98,10 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
            parseWholeNumber (invocation, "--threads", 1, maximumThreads, request.numThreads) })
         if (outcome.failed())
             return outcome;
+
+    if (request.depth == ExportDepth::float32
+        && exportFileTypeFor (request.extension) == ExportFileType::aiff)
+        return juce::Result::fail ("--depth float: an AIFF file can't hold it; use --format wav");
 
     return juce::Result::ok();
 }

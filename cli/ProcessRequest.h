@@ -3,6 +3,7 @@
 #include "cli/CommandLine.h"
 #include "cli/TrackChoices.h"
 #include "jobs/AnalyseGroup.h"
+#include "jobs/ExportPlan.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
@@ -41,6 +42,7 @@ struct ProcessRequest
     juce::StringArray excluded;   // patterns
     juce::StringArray onlyTracks; // patterns; empty: all
     juce::String extension = ".wav";
+    ExportDepth depth = ExportDepth::source;
     bool overwrite = false;
     bool components = false;
     std::uint64_t seed = 1;

@@ -135,7 +135,8 @@ public:
             remark (result.format.note);
 
         if (result.clippedSamples > 0)
-            remark (juce::String (result.clippedSamples) + " samples clipped, peak "
+            remark (juce::String (result.clippedSamples)
+                    + (result.clippedSamples == 1 ? " sample" : " samples") + " clipped, peak "
                     + juce::String (juce::Decibels::gainToDecibels (result.peak), 2) + " dBFS.");
 
         for (const auto& note : task.notes)

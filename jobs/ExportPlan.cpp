@@ -88,8 +88,20 @@ ExportFileType exportFileTypeFor (const juce::String& extension)
     return isAiff ? ExportFileType::aiff : ExportFileType::wav;
 }
 
-ExportSampleFormat exportSampleFormatFor (int bitsPerSample, bool isFloatingPoint, ExportFileType type)
+ExportSampleFormat
+exportSampleFormatFor (int bitsPerSample, bool isFloatingPoint, ExportFileType type, ExportDepth depth)
 {
+    if (depth == ExportDepth::float32 && type == ExportFileType::wav)
+        return { 32, true, {} };
+
+    if (depth == ExportDepth::float32)
+    {
+        auto integer = exportSampleFormatFor (bitsPerSample, isFloatingPoint, type);
+        integer.note =
+            "AIFF can't hold 32-bit float: written as " + juce::String (integer.bitsPerSample) + " bit.";
+        return integer;
+    }
+
     ExportSampleFormat format;
     const auto source = juce::String (bitsPerSample) + "-bit " + (isFloatingPoint ? "float" : "integer");
 

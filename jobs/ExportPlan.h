@@ -21,25 +21,36 @@ enum class ExportFileType
 /** AIFF for ".aiff" and ".aif" in any case, with or without the dot; WAV for anything else. */
 [[nodiscard]] ExportFileType exportFileTypeFor (const juce::String& extension);
 
+/** What is asked for. */
+enum class ExportDepth
+{
+    source, // as each source file has it
+    float32 // in WAV files; AIFF files keep the source's
+};
+
 /** How samples are stored in an exported file. */
 struct ExportSampleFormat
 {
     int bitsPerSample = 24; // 8, 16, 24, or 32 when isFloatingPoint
     bool isFloatingPoint = false;
-    juce::String note; // why it is not the source's own format; empty when it is
+    juce::String note; // why it is not what was asked for; empty when it is
 };
 
 /** The format for a source of this depth: the same where the file type can hold it. WAV takes 32-bit samples
-    as float, AIFF takes them as 24 bit; depths between 8, 16 and 24 go to the next of these.
+    as float, AIFF takes them as 24 bit; depths between 8, 16 and 24 go to the next of these. The toolkit
+    writes no AIFF file with floating point.
 */
-[[nodiscard]] ExportSampleFormat
-exportSampleFormatFor (int bitsPerSample, bool isFloatingPoint, ExportFileType type);
+[[nodiscard]] ExportSampleFormat exportSampleFormatFor (int bitsPerSample,
+                                                        bool isFloatingPoint,
+                                                        ExportFileType type,
+                                                        ExportDepth depth = ExportDepth::source);
 
 struct ExportOptions
 {
     juce::File folder;               // created when missing
     juce::String extension = ".wav"; // ".wav", ".aiff" or ".aif"
-    bool overwrite = false;          // replace files that exist
+    ExportDepth depth = ExportDepth::source;
+    bool overwrite = false;       // replace files that exist
     OutputRules* rules = nullptr; // that every file is claimed from; null: only the tracks' own files count
     FileSystemCalls* calls = nullptr; // null: those of the operating system
     int numThreads = 1;               // that compute at the same time; others wait for the disk meanwhile

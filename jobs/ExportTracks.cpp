@@ -16,14 +16,14 @@ namespace tessivar
 namespace
 {
 /** The output of one track, or its source as it is when it has none. */
-ExportTask taskFor (const TrackState& track, const juce::File& file, ExportFileType type)
+ExportTask taskFor (const TrackState& track, const juce::File& file, ExportFileType type, ExportDepth depth)
 {
     auto metadata = carryMetadata (track.sourceInfo, type);
     ExportTask task;
     task.file = file;
     task.plan.type = type;
     task.plan.format =
-        exportSampleFormatFor (track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type);
+        exportSampleFormatFor (track.sourceInfo.bitsPerSample, track.sourceInfo.isFloatingPoint, type, depth);
     task.plan.sampleRate = track.sampleRate();
     task.plan.lengthInSamples = track.lengthInSamples();
     task.plan.metadata = std::move (metadata.chunks);
@@ -71,7 +71,7 @@ ExportReport exportTracks (std::span<const TrackState> tracks,
 
     for (std::size_t i = 0; i < tracks.size(); ++i)
     {
-        tasks.push_back (taskFor (tracks[i], files[i].file, type));
+        tasks.push_back (taskFor (tracks[i], files[i].file, type, options.depth));
         tasks.back().notes.add (files[i].note);
     }
 
@@ -88,7 +88,8 @@ ExportReport exportTrackTo (const juce::File& target,
     auto ownOptions = options;
     ownOptions.folder = target.getParentDirectory();
     const auto file = target.getFileExtension().isEmpty() ? target.withFileExtension (".wav") : target;
-    std::vector<ExportTask> tasks{ taskFor (track, file, exportFileTypeFor (file.getFileExtension())) };
+    std::vector<ExportTask> tasks{ taskFor (
+        track, file, exportFileTypeFor (file.getFileExtension()), options.depth) };
     report.tracks = writeFiles (std::move (tasks), { &track, 1 }, ownOptions, control, report);
     return report;
 }

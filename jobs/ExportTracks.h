@@ -60,7 +60,8 @@ struct ExportReport
 };
 
 /** Writes each track's output to a file of its own: mono, the track's own rate and length, the source's bit
-    depth and metadata. Tracks without processed output are written as their source is.
+    depth unless options say otherwise, and its metadata. Tracks without processed output are written as their
+    source is.
 
     A file appears under its name only when it is complete and was read back; an existing one stays untouched
     until then and is replaced only with options.overwrite. No source of the tracks is replaced, and no group
@@ -79,8 +80,8 @@ struct ExportReport
                                          const ExportOptions& options,
                                          const WorkControl& control = {});
 
-/** Writes one track to a file of any name, with the same guarantees; of options only overwrite, rules and
-    calls count. The extension decides the type; a file without one gets ".wav".
+/** Writes one track to a file of any name, with the same guarantees; of options only depth, overwrite,
+    rules and calls count. The extension decides the type; a file without one gets ".wav".
 */
 [[nodiscard]] ExportReport exportTrackTo (const juce::File& target,
                                           const TrackState& track,

@@ -1,3 +1,5 @@
+#include "app/AppSettings.h"
+#include "app/settings/ChoiceGroup.h"
 #include "app/settings/FoldersState.h"
 #include "app/settings/SettingsPage.h"
 #include "model/ForeignText.h"
@@ -9,7 +11,7 @@ namespace tessivar
 
 namespace
 {
-constexpr int buttonGap = 8, cardHeight = 66, cardInset = 13;
+constexpr int buttonGap = 8, cardHeight = 66, cardInset = 13, segmentsHeight = 34;
 constexpr auto advice =
     "A fast local disk is best. One analyzed minute takes about 80 MB per track at 48 kHz.";
 
@@ -39,7 +41,9 @@ public:
             store (chosen);
         };
         add (temporary, chooseTemporaryButton, defaultButton, temporaryHint, freeSpace, groups);
-        add (exportFolder, chooseExportButton, clearButton, exportHint);
+        add (exportFolder, chooseExportButton, clearButton, exportHint, depthLabel, depth);
+        depth.onSelect = [this] (int index)
+        { workspace.settings().setValue (appSettingsKeys::exportDepth, index == 1 ? "float" : "source"); };
     }
 
     void paint (juce::Graphics& g) override
@@ -81,6 +85,10 @@ public:
         area.removeFromTop (22);
         place (exportFolder, { &clearButton, &chooseExportButton });
         exportHint.setBounds (area.removeFromTop (19));
+        area.removeFromTop (14);
+        depth.setBounds (takeRow (depthLabel, area, 4)
+                             .withSize (depth.idealWidth(), segmentsHeight)
+                             .expanded (ChoiceGroup::ringRoom));
     }
 
 private:
@@ -101,6 +109,7 @@ private:
         const auto preset = workspace.folderSettings().exportFolder;
         exportFolder.setText (preset ? shownText (preset->getFullPathName()) : juce::String(), false);
         clearButton.setEnabled (preset.has_value());
+        depth.select (exportDepth (workspace.settings()) == ExportDepth::float32 ? 1 : 0);
         resized();
         repaint();
     }
@@ -156,6 +165,10 @@ private:
     TextBlock freeSpace{ TextBlock::Kind::value }, groups{ TextBlock::Kind::hint };
     PathField exportFolder{ "Export folder", "No preset: the last folder used" };
     ActionButton chooseExportButton{ "Browse..." }, clearButton{ "Clear" };
+    TextBlock depthLabel{ TextBlock::Kind::label, "Depth of exported WAV files" };
+    ChoiceGroup depth{ "Depth of exported WAV files",
+                       ChoiceGroup::Style::segments,
+                       { { "As each source" }, { "32-bit float" } } };
     TextBlock exportHint{ TextBlock::Kind::hint, "With a preset, every export starts in this folder." };
 };
 } // namespace

@@ -95,6 +95,20 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
         REQUIRE (kick.loadFileAsData (second));
         CHECK (first == second);
 
+        // 32-bit float is larger, and the proposal from then on.
+        for (const auto* name : { "float", "again" })
+        {
+            const auto folder = rig.folder.getChildFile (name);
+            folder.createDirectory();
+            rig.choose ({ folder.getFullPathName() });
+
+            if (juce::String (name) == "float")
+                rig.answers = { "WAV, 32-bit float" };
+
+            rig.work.exportGroups (ExportScope::group, loaded);
+            CHECK (folder.getChildFile (kick.getFileName()).getSize() > kick.getSize() * 5 / 4);
+        }
+
         // A save that is stopped is no failure.
         rig.told.clear();
         rig.cancelsJobs = true;

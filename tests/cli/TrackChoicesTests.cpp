@@ -101,6 +101,8 @@ TEST_CASE ("Options of process", "[cli]")
                  { { "--type", "snare" }, "NAME=TYPE" },
                  { { "--type", "=snare" }, "NAME=TYPE" },
                  { { "--format", "mp3" }, "wav or aiff" },
+                 { { "--depth", "32" }, "source or float" },
+                 { { "--depth", "float", "--format", "aiff" }, "AIFF" },
                  { { "--method", "best" }, "standard or refined" },
                  { { "--threads", "0" }, "1 to 256" },
                  { { "--seed", "-1" }, "whole number" },

@@ -1,6 +1,7 @@
 #include "jobs/ExportTracks.h"
 
 #include "jobs/AudioFileChunks.h"
+#include "jobs/ExportSignals.h"
 #include "jobs/MonoFileWriter.h"
 #include "model/audiofile/ChunkReading.h"
 #include "terms/ChannelLayout.h"
@@ -367,6 +368,29 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         REQUIRE (report.log().size() == 1);
         CHECK (report.log()[0]
                == "Snare_Processed.wav - " + juce::String (clipped) + " samples clipped, peak 1.94 dBFS.");
+    }
+
+    SECTION ("writes 32-bit float on request, with nothing rounded or clipped, where the type can hold it")
+    {
+        writeSource (source, 16);
+        auto tracks = imported (source, *store);
+        process (tracks[0], *store, 1.25f);
+        tracks[0].record.setKnobs (KnobSetting::a, { 5.0f, 0.0f });
+        options.depth = ExportDepth::float32;
+        auto report = exportTracks (tracks, options);
+        REQUIRE (report.outcome.isOk());
+        CHECK (report.tracks[0].clippedSamples == 0);
+        CHECK (report.log().isEmpty());
+        const auto written = rawSamples (report.tracks[0].file);
+        std::vector<float> expected (written.size());
+        REQUIRE (signalOf (tracks[0])->read (0, expected).wasOk());
+        CHECK (std::memcmp (written.data(), expected.data(), expected.size() * sizeof (float)) == 0);
+
+        options.extension = ".aiff";
+        report = exportTracks (tracks, options);
+        REQUIRE (report.outcome.isOk());
+        CHECK (report.tracks[0].format.bitsPerSample == 16);
+        CHECK (report.log()[0].contains ("AIFF can't hold 32-bit float: written as 16 bit."));
     }
 
     SECTION ("writes both channels of a file as mono files of their own, and unprocessed tracks as they are")
