@@ -54,12 +54,30 @@ juce::PopupMenu typeMenu (const VerbTargets& targets)
     return menu;
 }
 
-juce::PopupMenu methodMenu (const VerbTargets& targets)
+juce::PopupMenu menuOf (std::span<const MenuLine> lines, const VerbTargets& targets)
 {
+    static constexpr MenuLine methods[] = { Verb::methodStandard, Verb::methodRefined };
     juce::PopupMenu menu;
 
-    for (const auto method : { Verb::methodStandard, Verb::methodRefined })
-        menu.addItem (itemFor (entryOf (method), targets));
+    for (const auto& line : lines)
+        switch (line.kind)
+        {
+            case MenuLine::Kind::verb:
+                menu.addItem (itemFor (entryOf (line.verb), targets));
+                break;
+            case MenuLine::Kind::drumTypes:
+                menu.addSubMenu ("Drum type", typeMenu (targets));
+                break;
+            case MenuLine::Kind::methods:
+                menu.addSubMenu ("Method of analysis", menuOf (methods, targets));
+                break;
+            case MenuLine::Kind::presets:
+                menu.addSubMenu ("Preset", menuOf (presetMenuLines(), targets));
+                break;
+            default:
+                menu.addSeparator();
+                break;
+        }
 
     return menu;
 }
@@ -147,32 +165,14 @@ void Commands::showMenu (std::span<const MenuLine> lines,
                          juce::Point<int> position,
                          std::function<void (const VerbEntry&)> onChosen)
 {
-    juce::PopupMenu menu;
-
-    for (const auto& line : lines)
-        switch (line.kind)
-        {
-            case MenuLine::Kind::verb:
-                menu.addItem (itemFor (entryOf (line.verb), actedOn));
-                break;
-            case MenuLine::Kind::drumTypes:
-                menu.addSubMenu ("Drum type", typeMenu (actedOn));
-                break;
-            case MenuLine::Kind::methods:
-                menu.addSubMenu ("Method of analysis", methodMenu (actedOn));
-                break;
-            default:
-                menu.addSeparator();
-                break;
-        }
-
-    menu.showMenuAsync (
-        juce::PopupMenu::Options().withTargetScreenArea ({ position.x, position.y, 1, 1 }),
-        [self = juce::WeakReference<Commands> (this), onChosen = std::move (onChosen)] (int item)
-        {
-            if (self != nullptr && item > 0)
-                onChosen (allVerbs()[static_cast<std::size_t> (item - 1)]);
-        });
+    menuOf (lines, actedOn)
+        .showMenuAsync (
+            juce::PopupMenu::Options().withTargetScreenArea ({ position.x, position.y, 1, 1 }),
+            [self = juce::WeakReference<Commands> (this), onChosen = std::move (onChosen)] (int item)
+            {
+                if (self != nullptr && item > 0)
+                    onChosen (allVerbs()[static_cast<std::size_t> (item - 1)]);
+            });
 }
 
 } // namespace tessivar

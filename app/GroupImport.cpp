@@ -3,6 +3,7 @@
 #include "app/GroupWork.h"
 #include "jobs/GroupDLSImporter.h"
 #include "jobs/UserPrompts.h"
+#include "model/KnobPresets.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
 
@@ -165,6 +166,8 @@ void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
 
     for (const auto& refused : imported.refused)
         juce::Logger::writeToLog ("Refused " + refused.file.getFullPathName() + ": " + refused.reason);
+
+    KnobPresets (workspace.settings()).applyToNew (imported.tracks);
 
     if (! imported.tracks.empty())
         target->addTracks (std::move (imported.tracks));

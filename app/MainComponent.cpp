@@ -327,6 +327,7 @@ void MainComponent::wireDock()
     { tracks.chooseSetting (setting, ofWholeGroup); };
     dock.onCopy = [this] { tracks.copySoundingSetting(); };
     dock.onReset = [this] { tracks.resetKnobs(); };
+    dock.onPresets = [this] (juce::Point<int> place) { showMenu (presetMenuLines(), nullptr, place); };
     dock.onListeningChange = [this] (ListenMode mode) { wave.setListening (mode); };
     tracks.onKnobsChanged = [this]
     {

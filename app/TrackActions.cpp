@@ -1,5 +1,6 @@
 #include "app/TrackActions.h"
 
+#include "model/KnobPresets.h"
 #include "terms/KnobValues.h"
 
 #include <algorithm>
@@ -181,7 +182,18 @@ void TrackActions::applyToType (const Track& model)
     auto alike = idsOf (*group());
     std::erase_if (
         alike, [&] (std::uint32_t id) { return group()->findTrack (id)->drumType() != model.drumType(); });
+    // Their other settings, and which of both sounds, are their own.
     group()->setKnobs (alike, model.selectedSetting(), model.soundingKnobs());
+    tellOfKnobs();
+}
+
+void TrackActions::giveKnobs (const TrackIds& ids, const TrackKnobs& knobs, const juce::String& stepName)
+{
+    if (group() == nullptr)
+        return;
+
+    group()->giveKnobs (ids, knobs, stepName);
+    tellOfKnobs();
 }
 
 void TrackActions::tellOfKnobs() const
@@ -196,7 +208,7 @@ void TrackActions::setDrumType (const TrackIds& ids, DrumType type)
 {
     // A chooser works on rows of any Group, selected or not.
     if (const auto owner = ids.empty() ? nullptr : groupOf (ids.front()))
-        owner->setDrumType (ids, type);
+        owner->setDrumType (ids, type, KnobPresets (settings()).ofNewTrack (type));
 }
 
 void TrackActions::setExcluded (const TrackIds& ids, bool excluded)

@@ -2,6 +2,8 @@
 
 #include "jobs/UserPrompts.h"
 #include "model/TessivarWorkspace.h"
+#include "model/TrackKnobs.h"
+#include "model/settings/SettingsStore.h"
 
 #include <functional>
 #include <optional>
@@ -44,6 +46,8 @@ public:
     /** To be called when Groups or tracks may have gone: another track is selected then. */
     void keepSelectionValid();
 
+    [[nodiscard]] SettingsStore& settings() { return workspace.settings(); }
+
     // Knobs of the selected track, unless others are named.
 
     /** The values of a drag, or of keys in a row, are one step of undo, up to the next startKnobGesture(). */
@@ -60,6 +64,9 @@ public:
     void copyKnobs (KnobSetting from); // of all chosen tracks
     void applyToType (const Track& model);
 
+    /** Both settings, in a step of undo of this name. */
+    void giveKnobs (const TrackIds& ids, const TrackKnobs& knobs, const juce::String& stepName);
+
     /** Told at once, before the workspace's listeners are, when what a track sounds like has changed by its
         knobs.
     */
@@ -67,6 +74,7 @@ public:
 
     // The tracks themselves.
 
+    /** With the preset of the type for those whose knobs are untouched, where the user wants that. */
     void setDrumType (const TrackIds& ids, DrumType type);
     void setExcluded (const TrackIds& ids, bool excluded);
 

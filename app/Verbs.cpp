@@ -1,12 +1,14 @@
 #include "app/Verbs.h"
 
 #include "app/GroupWork.h"
+#include "app/KnobExchange.h"
 #include "app/MainComponent.h"
 #include "app/Player.h"
 #include "app/TrackActions.h"
 #include "app/WaveController.h"
 #include "app/WindowDialogs.h"
 #include "platform/Desktop.h"
+#include "terms/DrumType.h"
 
 #include <algorithm>
 #include <utility>
@@ -81,6 +83,14 @@ bool hasGroup (T t) { return t.group() != nullptr; }
 bool hasTrack (T t) { return t.track() != nullptr; }
 bool anyGroup (T t) { return t.work.hasGroups(); }
 bool playsWholeGroup (T t) { return hasTrack (t) && t.player.playsWholeGroup(); }
+bool hasKnobs (T t) { return hasTrack (t) && isRenderedType (t.track()->drumType()); }
+bool hasPreset (T t) { return hasTrack (t) && KnobExchange (t.tracks).hasPreset (t.track()->drumType()); }
+bool isPresetForNew (T t)
+{
+    return hasTrack (t) && KnobExchange (t.tracks).isForNewTracks (t.track()->drumType());
+}
+void usePresetForNew (T t, bool use) { KnobExchange (t.tracks).setForNewTracks (t.track()->drumType(), use); }
+juce::String typeName (T t) { return hasTrack (t) ? drumTypeDisplayName (t.track()->drumType()) : ""; }
 template <AnalysisMethod method> bool hasMethod (T t) { return t.group()->method() == method; }
 template <AnalysisMethod method> void setMethod (T t) { t.work.chooseMethod (t.group(), method); }
 void postExport (T t, ExportScope scope) { t.window.postExport (scope, t.group(), t.track()); }
@@ -241,6 +251,19 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.tracks.copyKnobs (KnobSetting::b); }),
         Entry (V::applyToType, "applyToType", A::knobs, "Apply to all of this type")
             .does ([] (T t) { t.tracks.applyToType (*t.track()); }).when (hasTrack),
+        Entry (V::copySettings, "copySettings", A::knobs, "Copy settings").keys ({ key ('C', ctrl) })
+            .does ([] (T t) { KnobExchange (t.tracks).copyToClipboard (*t.track()); }).when (hasKnobs),
+        Entry (V::pasteSettings, "pasteSettings", A::knobs, "Paste settings").keys ({ key ('V', ctrl) })
+            .does ([] (T t) { KnobExchange (t.tracks).paste(); }).when (hasTrack),
+        Entry (V::applyPreset, "applyPreset", A::knobs, "Apply preset of").when (hasPreset).of (typeName)
+            .does ([] (T t) { KnobExchange (t.tracks).applyPreset (t.track()->drumType()); }),
+        Entry (V::savePreset, "savePreset", A::knobs, "Save as preset of").when (hasKnobs).of (typeName)
+            .does ([] (T t) { KnobExchange (t.tracks).savePreset (*t.track()); }),
+        Entry (V::presetForNewTracks, "presetForNewTracks", A::knobs, "Use for new tracks of this type")
+            .does ([] (T t) { usePresetForNew (t, ! isPresetForNew (t)); }).when (hasPreset)
+            .ticked (isPresetForNew),
+        Entry (V::forgetPreset, "forgetPreset", A::knobs, "Back to the program's own").when (hasPreset)
+            .does ([] (T t) { KnobExchange (t.tracks).forgetPreset (t.track()->drumType()); }),
         Entry (V::bypass, "bypass", A::knobs, "Bypass").keys ({ key ('B') })
             .does ([] (T t) { t.wave.toggleListening (ListenMode::bypass); }),
         Entry (V::removed, "removed", A::knobs, "Removed").keys ({ key ('R') })
@@ -345,7 +368,8 @@ std::vector<VerbEntry> makeVerbs()
 }
 
 constexpr auto separator = MenuLine::Kind::separator, recentFiles = MenuLine::Kind::recentFiles,
-               drumTypes = MenuLine::Kind::drumTypes, methods = MenuLine::Kind::methods;
+               drumTypes = MenuLine::Kind::drumTypes, methods = MenuLine::Kind::methods,
+               presets = MenuLine::Kind::presets;
 
 // clang-format off
 const std::vector<MenuLine> menus[] = {
@@ -358,7 +382,8 @@ const std::vector<MenuLine> menus[] = {
 };
 
 const std::vector<MenuLine> trackMenu{
-    V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType, separator,
+    V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType,
+    V::copySettings, V::pasteSettings, presets, separator,
     V::solo, V::mute, V::equalLoudness, separator, V::duplicateTrack, V::exportTrack, V::showSource,
     V::locateSource,
     separator, V::removeTrack, separator, V::undo, V::redo };
@@ -366,6 +391,9 @@ const std::vector<MenuLine> trackMenu{
 const std::vector<MenuLine> groupMenu{
     V::renameGroup, V::playWholeGroup, separator, methods, V::analyzeGroup, V::exportGroup, separator,
     V::saveGroup, V::saveGroupAs, separator, V::closeSelectedGroup, separator, V::undo, V::redo };
+
+const std::vector<MenuLine> presetMenu{
+    V::applyPreset, V::savePreset, V::presetForNewTracks, separator, V::forgetPreset };
 // clang-format on
 } // namespace
 
@@ -491,6 +519,11 @@ std::span<const MenuLine> trackMenuLines()
 std::span<const MenuLine> groupMenuLines()
 {
     return groupMenu;
+}
+
+std::span<const MenuLine> presetMenuLines()
+{
+    return presetMenu;
 }
 
 namespace

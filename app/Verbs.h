@@ -36,7 +36,8 @@ enum class Verb
 
     toggleSetting, toggleSettingOfGroup, focusUp, focusDown, focusUpCoarse, focusDownCoarse,
     fineUp, fineDown, fineUpCoarse, fineDownCoarse, typeFocus, typeFine, resetKnobs,
-    copySetting, copyAToB, copyBToA, applyToType, bypass, removed, solo, mute, equalLoudness,
+    copySetting, copyAToB, copyBToA, applyToType, copySettings, pasteSettings,
+    applyPreset, savePreset, presetForNewTracks, forgetPreset, bypass, removed, solo, mute, equalLoudness,
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
     loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,
@@ -138,7 +139,8 @@ struct MenuLine
         separator,
         recentFiles,
         drumTypes,
-        methods
+        methods,
+        presets
     };
 
     Kind kind = Kind::verb;
@@ -152,6 +154,7 @@ struct MenuLine
 [[nodiscard]] std::span<const MenuLine> menuLines (int menuIndex);
 [[nodiscard]] std::span<const MenuLine> trackMenuLines();
 [[nodiscard]] std::span<const MenuLine> groupMenuLines();
+[[nodiscard]] std::span<const MenuLine> presetMenuLines();
 
 [[nodiscard]] std::vector<KeySheetSection> keySheetSections();
 

@@ -314,9 +314,19 @@ void Group::renameTrack (std::uint32_t trackId, const juce::String& newName)
     editTracks ("Rename Track", { trackId }, [&] (EditableTrack& entry) { entry.name = newName; });
 }
 
-void Group::setDrumType (const std::vector<std::uint32_t>& trackIds, DrumType type)
+void Group::setDrumType (const std::vector<std::uint32_t>& trackIds,
+                         DrumType type,
+                         const std::optional<TrackKnobs>& forUntouched)
 {
-    editTracks ("Change Drum Type", trackIds, [&] (EditableTrack& entry) { entry.drumType = type; });
+    editTracks ("Change Drum Type",
+                trackIds,
+                [&] (EditableTrack& entry)
+                {
+                    if (forUntouched && ! entry.knobsTouched && entry.drumType != type)
+                        entry.take (*forUntouched);
+
+                    entry.drumType = type;
+                });
 }
 
 void Group::setExcluded (const std::vector<std::uint32_t>& trackIds, bool excluded)
@@ -345,6 +355,19 @@ void Group::setKnobs (const std::vector<std::uint32_t>& trackIds,
             entry.knobsTouched = true;
         },
         continuesStep);
+}
+
+void Group::giveKnobs (const std::vector<std::uint32_t>& trackIds,
+                       const TrackKnobs& knobs,
+                       const juce::String& stepName)
+{
+    editTracks (stepName,
+                trackIds,
+                [&] (EditableTrack& entry)
+                {
+                    if (isRenderedType (entry.drumType))
+                        entry.take (knobs);
+                });
 }
 
 void Group::resetKnobs (const std::vector<std::uint32_t>& trackIds, KnobSetting setting)

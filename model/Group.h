@@ -2,6 +2,7 @@
 
 #include "model/GroupHistory.h"
 #include "model/Track.h"
+#include "model/TrackKnobs.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
@@ -81,7 +82,11 @@ public:
     void duplicateTrack (std::uint32_t trackId);
 
     void renameTrack (std::uint32_t trackId, const juce::String& newName);
-    void setDrumType (const std::vector<std::uint32_t>& trackIds, DrumType type);
+
+    /** Tracks whose knobs the user has not touched take these, if there are any. */
+    void setDrumType (const std::vector<std::uint32_t>& trackIds,
+                      DrumType type,
+                      const std::optional<TrackKnobs>& forUntouched = {});
     void setExcluded (const std::vector<std::uint32_t>& trackIds, bool excluded);
     void setSourceFile (std::uint32_t trackId, const juce::File& file);
 
@@ -92,6 +97,11 @@ public:
                    KnobSetting setting,
                    KnobValues values,
                    bool continuesStep = false);
+
+    /** Both settings at once, in a step of this name; tracks of types that pass through are left alone. */
+    void giveKnobs (const std::vector<std::uint32_t>& trackIds,
+                    const TrackKnobs& knobs,
+                    const juce::String& stepName);
 
     /** Puts a setting where it starts: Focus at the suggestion if there is one. Setting A then follows the
         next suggestion, unless B was turned.

@@ -31,6 +31,14 @@ EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& s
 {
 }
 
+void EditableTrack::take (const TrackKnobs& knobs)
+{
+    a = knobs.a.sanitised();
+    b = knobs.b.sanitised();
+    selected = knobs.sounding;
+    knobsTouched = true;
+}
+
 void Group::Editable::change (const Editable& from, const Editable& to)
 {
     if (from.name != to.name)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Group.h"
+#include "model/TrackKnobs.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
@@ -29,6 +30,10 @@ struct EditableTrack
     explicit EditableTrack (const Track::Ptr& trackToRead) : EditableTrack (trackToRead, trackToRead->state())
     {
     }
+
+    /** As if the user had turned them. */
+    void take (const TrackKnobs& knobs);
+
     bool operator== (const EditableTrack&) const = default;
 };
 

@@ -22,6 +22,8 @@ inline constexpr auto lastViewedImportFolder = "LastViewedImportFolder";
 inline constexpr auto lastExportFolder = "LastExportFolder";
 inline constexpr auto exportPath = "exportPath";
 inline constexpr auto tempFileLocation = "tempFileLocation";
+inline constexpr auto presetPrefix = "preset."; // before drumTypeKey(): knobs, as knobText() writes them
+inline constexpr auto presetForNewPrefix = "presetForNew."; // before drumTypeKey(): a flag
 } // namespace settingsKeys
 
 inline constexpr auto settingsTrue = "TRUE";

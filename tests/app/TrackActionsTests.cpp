@@ -1,4 +1,6 @@
 #include "app/TrackActions.h"
+#include "model/KnobPresets.h"
+#include "model/TrackKnobs.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "tests/support/MemorySamples.h"
@@ -172,6 +174,42 @@ TEST_CASE ("Knobs of the selected track", "[app][tracks]")
         actions.applyToType (*rig.take->track (2));
         CHECK (knobs (3).focus == 3.0f);
         CHECK (knobs (1).focus != 3.0f);
+    }
+
+    SECTION ("of a drum type's preset are taken by tracks that become of it, untouched ones only")
+    {
+        const TrackKnobs preset{ { 4.0f, 0.25f }, { 1.0f, 0.0f }, KnobSetting::b };
+        KnobPresets presets (actions.settings());
+        presets.save (DrumType::tomHigh, preset);
+        actions.setDrumType ({ rig.id (2) }, DrumType::tomHigh);
+        CHECK (knobs (2) != preset.a); // nobody wants that yet
+
+        presets.setForNewTracks (DrumType::tomHigh, true);
+        actions.selectTrack (rig.id (1));
+        actions.turnKnobs (3.0f, {});
+        const auto before = knobs (3);
+        actions.setDrumType ({ rig.id (1), rig.id (3) }, DrumType::tomHigh);
+        CHECK (knobs (1).focus == 3.0f);
+        CHECK (knobs (3) == preset.a);
+        CHECK (rig.take->track (3)->soundingKnobs() == preset.b);
+        actions.undo();
+        CHECK (rig.take->track (3)->drumType() == DrumType::tomLow);
+        CHECK (knobs (3) == before);
+    }
+
+    SECTION ("go to all chosen tracks in one step, past those that pass through")
+    {
+        const TrackKnobs given{ { 4.0f, 0.25f }, { 1.0f, 0.0f }, KnobSetting::b };
+        rig.take->setDrumType ({ rig.id (3) }, DrumType::other);
+        const auto before = knobs (1);
+        actions.giveKnobs ({ rig.id (1), rig.id (2), rig.id (3) }, given, "Paste Settings");
+        CHECK (knobs (1) == given.a);
+        CHECK (rig.take->track (2)->soundingKnobs() == given.b);
+        CHECK (knobs (3) == before);
+        CHECK (rig.take->undo().undoName() == "Paste Settings");
+        actions.undo();
+        CHECK (knobs (1) == before);
+        CHECK (knobs (2) == before);
     }
 
     SECTION ("do not turn by keys while nothing is to be turned")

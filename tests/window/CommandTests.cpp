@@ -3,6 +3,7 @@
 
 #include "app/MainWindow.h"
 #include "app/system/ProgramLog.h"
+#include "ui/Buttons.h"
 #include "ui/TessivarLookAndFeel.h"
 #include "ui/browser/BrowserRows.h"
 #include "ui/dock/KnobSection.h"
@@ -98,6 +99,7 @@ public:
 
     bool press (const juce::KeyPress& key) { return window->content().keyPressed (key); }
 
+    juce::Component& content() { return window->content(); }
     Commands& commands() { return window->content().getCommands(); }
     TessivarWorkspace& workspace() { return window->content().getWorkspace(); }
     Group::Ptr group() { return workspace().selectedGroup(); }
@@ -352,6 +354,90 @@ TEST_CASE ("Shift-click takes the tracks from the last plain choice on", "[windo
     rig.settle();
     click (3, juce::ModifierKeys::shiftModifier);
     CHECK (excluded() == "-xxx-");
+}
+
+TEST_CASE ("Settings go from track to track by the clipboard", "[window][knobs]")
+{
+    WindowRig rig;
+    rig.chooserAnswers ({ demoFile ("Floor.flac").getFullPathName(),
+                          demoFile ("HH.flac").getFullPathName(),
+                          demoFile ("Kick In.flac").getFullPathName() });
+    rig.perform (number (Verb::importTracks));
+    const auto knobs = [&] (int index) { return rig.group()->track (index)->knobs (KnobSetting::a); };
+    const auto ctrl = juce::ModifierKeys::commandModifier;
+    const auto press = [&] (int code, int modifiers = 0)
+    {
+        REQUIRE (rig.press (juce::KeyPress (code, juce::ModifierKeys (modifiers), 0)));
+        rig.settle();
+    };
+    rig.group()->setKnobs ({ rig.group()->track (0)->id() }, KnobSetting::a, { 3.3f, 0.2f });
+    press ('c', ctrl);
+    press ('a', ctrl);
+    press ('v', ctrl);
+    CHECK (knobs (1) == KnobValues{ 3.3f, 0.2f });
+    CHECK (knobs (2) == KnobValues{ 3.3f, 0.2f });
+    CHECK (rig.group()->undo().undoName() == "Paste Settings");
+
+    // Anything else on the clipboard is nobody's setting.
+    juce::SystemClipboard::copyTextToClipboard ("Tessivar settings: A Focus 9 Fine 0");
+    rig.group()->undo().undo();
+    const auto before = knobs (1);
+    press ('v', ctrl);
+    CHECK (knobs (1) == before);
+}
+
+TEST_CASE ("All of the window is in it", "[window][layout]")
+{
+    struct Size
+    {
+        int width, height; // of the content, logical pixels
+    };
+
+    WindowRig rig;
+    std::function<void (juce::Component&)> check = [&] (juce::Component& parent)
+    {
+        for (auto* child : parent.getChildren())
+        {
+            if (! child->isVisible() || child->getBounds().isEmpty())
+                continue;
+
+            const auto name = child->getTitle().isNotEmpty() ? child->getTitle() : child->getName();
+            const auto bounds = child->getBoundsInParent();
+            INFO (name << ", " << bounds.toString() << " in " << parent.getTitle() << " "
+                       << parent.getLocalBounds().toString());
+            CHECK (parent.getLocalBounds().expanded (1).contains (bounds)); // half a line, as the playhead's
+
+            if (const auto* button = dynamic_cast<ActionButton*> (child))
+                CHECK (button->getWidth() >= button->idealWidth() - 8); // the words, if not all of their air
+
+            // What scrolls is larger than what shows it.
+            if (dynamic_cast<juce::Viewport*> (child) == nullptr)
+                check (*child);
+        }
+    };
+
+    // The smallest, 1366 x 768 as it is and at 150 % (of which 115 % fit), 2560 x 1440 at 200 %.
+    for (const auto hasGroup : { false, true })
+    {
+        if (hasGroup)
+        {
+            rig.chooserAnswers (
+                { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
+            rig.perform (number (Verb::importTracks));
+            rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
+            rig.perform (number (Verb::analyzeGroup));
+            REQUIRE (rig.group()->isAnalysed());
+        }
+
+        for (const auto& [width, height] :
+             { Size{ 1024, 640 }, Size{ 1366, 740 }, Size{ 1187, 640 }, Size{ 1280, 692 } })
+        {
+            INFO (width << " x " << height << (hasGroup ? ", with a Group" : ", empty"));
+            rig.content().setSize (width, height);
+            rig.settle();
+            check (rig.content());
+        }
+    }
 }
 
 TEST_CASE ("A knob's value label goes away and tells the value in between", "[window][dock]")

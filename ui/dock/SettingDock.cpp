@@ -83,6 +83,7 @@ SettingDock::SettingDock (const ResourceImages& images)
     { call (onChooseSetting, letter, wholeGroup); };
     setting.onCopy = [this] { call (onCopy); };
     setting.onReset = [this] { call (onReset); };
+    setting.onPresets = [this] (juce::Point<int> place) { call (onPresets, place); };
     listen.onChange = [this] (ListenMode mode)
     {
         state.listening = mode;

@@ -52,6 +52,8 @@ public:
     std::function<void()> onCopy;
     /** Resets both knobs to their defaults. */
     std::function<void()> onReset;
+    /** The menu of presets is wanted at this place on the screen. */
+    std::function<void (juce::Point<int>)> onPresets;
     std::function<void (ListenMode)> onListeningChange;
 
     KnobSection& getFocus() { return focus; }

@@ -13,6 +13,10 @@ SettingSwitch::SettingSwitch() : DockSection ("Setting", true, false)
 {
     addAndMakeVisible (copy);
     addAndMakeVisible (reset);
+    addAndMakeVisible (presets);
+    presets.setTrailing (Icon::chevronDown, {});
+    presets.setTooltip ("Knobs for this type of drum: save them, use them");
+    presets.onClick = [this] { call (onPresets, presets.getScreenBounds().getBottomLeft()); };
     copy.setTooltip ("Copy the sounding setting to the other [C]");
     reset.setTooltip ("Both knobs to default [Alt+0]");
     copy.onClick = [this] { call (onCopy); };
@@ -97,6 +101,8 @@ void SettingSwitch::mouseExit (const juce::MouseEvent&)
 
 void SettingSwitch::resized()
 {
+    presets.setSize (90, 28);
+    presets.setTopRightPosition (getWidth() - inset + 8, 5);
     auto row = juce::Rectangle<int> (inset, 130, getWidth() - 2 * inset, 26);
     reset.setBounds (row.removeFromRight (53));
     row.removeFromRight (6);

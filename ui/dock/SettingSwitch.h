@@ -20,6 +20,8 @@ public:
     /** The user chose a cell; with Shift, for every track of the Group. */
     std::function<void (KnobSetting, bool wholeGroup)> onChoose;
     std::function<void()> onCopy, onReset;
+    /** The menu of presets is wanted at this place on the screen. */
+    std::function<void (juce::Point<int>)> onPresets;
 
     bool keyPressed (const juce::KeyPress& key) override;
     void mouseDown (const juce::MouseEvent& event) override;
@@ -38,7 +40,7 @@ private:
 
     DockState state;
     std::optional<KnobSetting> hovered;
-    ActionButton copy{ "Copy A" }, reset{ "Reset" };
+    ActionButton copy{ "Copy A" }, reset{ "Reset" }, presets{ "Preset", ButtonLook::text };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingSwitch)
 };
