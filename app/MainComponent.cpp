@@ -297,11 +297,7 @@ void MainComponent::wireBrowser()
             tracks.move (idsOf (rows), *target, index);
     };
 
-    splitter->onDrag = [this] (int right)
-    {
-        browserWidth = juce::jlimit (smallestBrowser, largestBrowser, right);
-        resized();
-    };
+    splitter->onDrag = [this] (int right) { widenBrowser (right - browserWidth); };
 }
 
 void MainComponent::wireWave()
@@ -572,6 +568,12 @@ void MainComponent::stepGroup (int step)
 
     if (const auto group = tracks.group())
         presenter.unfold (*group);
+}
+
+void MainComponent::widenBrowser (int by)
+{
+    browserWidth = juce::jlimit (smallestBrowser, largestBrowser, browserWidth + by);
+    resized();
 }
 
 void MainComponent::changeVolume (float byDb)

@@ -64,6 +64,8 @@ public:
     void stepGroup (int step);
     void locateSource (std::uint32_t trackId);
     void changeVolume (float byDb);
+    void widenBrowser (int by);
+    void clearMeter() { meter.getMeter().clear(); }
     void typeFocus() { dock.getFocus().typeValue(); }
     void typeFine() { dock.getFine().typeValue(); }
     void playOrStop();
@@ -76,6 +78,7 @@ public:
     void resized() override;
     bool keyPressed (const juce::KeyPress& key) override;
     bool keyStateChanged (bool isDown) override;
+    void modifierKeysChanged (const juce::ModifierKeys&) override { menuBar.repaint(); }
     void handleMessage (const juce::Message& message) override;
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return true; }

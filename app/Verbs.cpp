@@ -35,6 +35,7 @@ using T = VerbEntry::Target;
 constexpr float nudge = 0.01f, coarseNudge = 0.05f;
 constexpr double playheadStep = 0.1, coarsePlayheadStep = 1.0; // s
 constexpr float volumeStep = 1.0f;                             // dB
+constexpr int browserStep = 16;                                // logical pixels
 
 constexpr int shift = juce::ModifierKeys::shiftModifier, alt = juce::ModifierKeys::altModifier,
               ctrl = juce::ModifierKeys::commandModifier;
@@ -307,6 +308,8 @@ std::vector<VerbEntry> makeVerbs()
             .keys ({ key ('N', shift) }).does ([] (T t) { t.wave.selectHit (1); }).when (hasTrack),
         Entry (V::selectPreviousHit, "selectPreviousHit", A::playback, "Select from hit to hit")
             .keys ({ key ('P', shift) }).does ([] (T t) { t.wave.selectHit (-1); }).when (hasTrack),
+        Entry (V::clearMeter, "clearMeter", A::playback, "Clear the meter's number").keys ({ key ('Z') })
+            .does ([] (T t) { t.window.clearMeter(); }),
         Entry (V::volumeUp, "volumeUp", A::playback, "Volume by 1 dB").keys ({ key (Key::upKey, ctrl) })
             .does ([] (T t) { t.window.changeVolume (volumeStep); }),
         Entry (V::volumeDown, "volumeDown", A::playback, "Volume by 1 dB").keys ({ key (Key::downKey, ctrl) })
@@ -341,6 +344,10 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.window.moveToArea (1); }),
         Entry (V::previousArea, "previousArea", A::window, "Next, previous area")
             .keys ({ key (Key::F6Key, shift) }).does ([] (T t) { t.window.moveToArea (-1); }),
+        Entry (V::browserNarrower, "browserNarrower", A::window, "Browser narrower, wider")
+            .keys ({ key (',', ctrl) }).does ([] (T t) { t.window.widenBrowser (-browserStep); }),
+        Entry (V::browserWider, "browserWider", A::window, "Browser narrower, wider")
+            .keys ({ key ('.', ctrl) }).does ([] (T t) { t.window.widenBrowser (browserStep); }),
         Entry (V::menuBar, "menuBar", A::window, "Menus").keys ({ key (Key::F10Key) })
             .does ([] (T t) { t.window.openMenu (0); }),
         Entry (V::keySheet, "keySheet", A::window, "All keys").keys ({ key (Key::F1Key) })

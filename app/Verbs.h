@@ -43,7 +43,7 @@ enum class Verb
     loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,
     follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved,
     zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
-    clearSelection, nextArea, previousArea, menuBar,
+    clearSelection, clearMeter, nextArea, previousArea, browserNarrower, browserWider, menuBar,
     openMenu, // of several entries, one for each menu
     keySheet
     // clang-format on

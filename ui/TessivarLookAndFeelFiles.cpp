@@ -27,6 +27,7 @@ void TessivarLookAndFeel::drawFileBrowserRow (juce::Graphics& g,
                                               juce::DirectoryContentsDisplayComponent&)
 {
     auto row = juce::Rectangle<int> (width, height).toFloat();
+    const auto faint = isSelected ? palette::textMid : palette::textLow;
     if (isSelected)
     {
         g.setColour (palette::highlight);
@@ -36,11 +37,11 @@ void TessivarLookAndFeel::drawFileBrowserRow (juce::Graphics& g,
     drawIcon (g,
               isDirectory ? Icon::folder : Icon::file,
               row.removeFromLeft (16.0f).withSizeKeepingCentre (15.0f, 15.0f),
-              isDirectory ? palette::iceMid : palette::textLow);
+              isDirectory ? palette::iceMid : faint);
     row.removeFromLeft (10.0f);
     if (! isDirectory)
     {
-        g.setColour (palette::textLow);
+        g.setColour (faint);
         g.setFont (fonts::inter (12.0f));
         g.drawText (time, row.removeFromRight (150.0f), juce::Justification::centredRight, false);
         g.drawText (size, row.removeFromRight (80.0f), juce::Justification::centredRight, false);

@@ -82,7 +82,8 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
         g.fillRect (row.reduced (12.0f, 0.0f).withSizeKeepingCentre (row.getWidth() - 24.0f, 1.0f));
         return;
     }
-    if (isHighlighted && isActive)
+    const auto stands = isHighlighted && isActive;
+    if (stands)
     {
         g.setColour (palette::highlight);
         g.fillRoundedRectangle (row.reduced (6.0f, 0.0f), 6.0f);
@@ -103,11 +104,12 @@ void TessivarLookAndFeel::drawPopupMenuItem (juce::Graphics& g,
 
     if (hasSubMenu)
     {
-        drawIcon (g, Icon::chevronRight, row.removeFromRight (10.0f), palette::textLow);
+        drawIcon (
+            g, Icon::chevronRight, row.removeFromRight (10.0f), stands ? palette::textMid : palette::textLow);
     }
     else if (shortcutKeyText.isNotEmpty())
     {
-        g.setColour (isActive ? palette::textLow : palette::textDisabled);
+        g.setColour (! isActive ? palette::textDisabled : stands ? palette::textMid : palette::textLow);
         g.setFont (fonts::inter (12.0f));
         g.drawText (keyName (shortcutKeyText), row, juce::Justification::centredRight, false);
     }
@@ -152,8 +154,19 @@ void TessivarLookAndFeel::drawMenuBarItem (juce::Graphics& g,
     g.setColour (bar.isEnabled() ? palette::textMid.interpolatedWith (palette::textHigh,
                                                                       isOverItem || isOpen ? 1.0f : 0.4f)
                                  : palette::textDisabled);
-    g.setFont (getMenuBarFont (bar, index, text));
+    const auto font = getMenuBarFont (bar, index, text);
+    g.setFont (font);
     g.drawText (text, area, juce::Justification::centred, false);
+
+    // The letter that opens it together with Alt, while that is held.
+    if (bar.isEnabled() && juce::ModifierKeys::currentModifiers.isAltDown())
+    {
+        const auto left = 0.5f * (static_cast<float> (width) - font.getStringWidthFloat (text));
+        g.fillRect (left,
+                    0.5f * (static_cast<float> (height) + font.getHeight()),
+                    font.getStringWidthFloat (text.substring (0, 1)),
+                    1.0f);
+    }
 }
 
 int TessivarLookAndFeel::getMenuBarItemWidth (juce::MenuBarComponent& bar,

@@ -87,7 +87,7 @@ TessivarSuppressionMeterComponent::TessivarSuppressionMeterComponent (const Reso
       headerOff (images.get ("suppressionMeter/suppressionMeterHeaderOff.png"))
 {
     setTitle ("Suppression");
-    setTooltip ("Click the number to clear it");
+    setTooltip ("Click the number to clear it [Z]");
     setOpaque (true);
 }
 
@@ -121,8 +121,12 @@ void TessivarSuppressionMeterComponent::layOut (juce::Point<int> topLeft, int pi
 
 void TessivarSuppressionMeterComponent::mouseDown (const juce::MouseEvent& event)
 {
-    if (event.y >= readoutBacking.getHeight())
-        return;
+    if (event.y < readoutBacking.getHeight())
+        clear();
+}
+
+void TessivarSuppressionMeterComponent::clear()
+{
     state.clear();
     repaint();
 }

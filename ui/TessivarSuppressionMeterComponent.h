@@ -60,6 +60,9 @@ public:
     /** Places the meter, 56 wide and as high as its pitch requires, in logical pixels of its parent. */
     void layOut (juce::Point<int> topLeft, int pitch);
 
+    /** Lets go of the largest value so far. */
+    void clear();
+
     void mouseDown (const juce::MouseEvent& event) override;
     void paint (juce::Graphics& g) override;
     std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;

@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tessivar
 {
@@ -24,10 +25,15 @@ void applyInterfaceSize (const juce::PropertySet& settings)
 juce::BorderSize<int> frameAround (const juce::Component& window)
 {
     const auto scale = juce::Desktop::getInstance().getGlobalScaleFactor();
+    const auto logical = [scale] (int pixels)
+    { return static_cast<int> (std::ceil (static_cast<float> (pixels) / scale)); };
 
     if (const auto* peer = window.getPeer())
         if (const auto frame = peer->getFrameSizeIfPresent())
-            return frame->multipliedBy (1.0 / static_cast<double> (scale));
+            return { logical (frame->getTop()),
+                     logical (frame->getLeft()),
+                     logical (frame->getBottom()),
+                     logical (frame->getRight()) };
 
     return {};
 }
@@ -39,7 +45,12 @@ void fitToScreen (juce::Component& window, int leastWidth, int leastHeight)
     if (display == nullptr)
         return;
 
-    const auto room = frameAround (window).subtractedFrom (display->userArea);
+    // Where a logical pixel is no whole number of the screen's, the last ones may lie beyond its edge.
+    const auto scale = juce::Desktop::getInstance().getGlobalScaleFactor();
+    const auto isWhole = juce::approximatelyEqual (scale, std::round (scale));
+    const auto area =
+        isWhole ? display->userArea : display->userArea.withTrimmedRight (1).withTrimmedBottom (1);
+    const auto room = frameAround (window).subtractedFrom (area);
     const auto width = std::max (leastWidth, std::min (window.getWidth(), room.getWidth()));
     const auto height = std::max (leastHeight, std::min (window.getHeight(), room.getHeight()));
     const auto placed = [] (int start, int size, juce::Range<int> within)

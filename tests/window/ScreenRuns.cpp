@@ -15,7 +15,9 @@ TEST_CASE ("The window fits every screen", "[window][screens]")
 
     for (const auto& [width, height, scale] : { Case{ 1024, 640, "1" },
                                                 Case{ 1280, 720, "1" },
+                                                Case{ 1366, 768, "1" },
                                                 Case{ 1366, 768, "1.5" },
+                                                Case{ 1500, 900, "1.35" },
                                                 Case{ 2560, 1440, "2" } })
     {
         INFO (width << " x " << height << " at " << scale);

@@ -1,7 +1,6 @@
-#include <juce_graphics/juce_graphics.h>
+#include "tools/contrast/Contrast.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -27,26 +26,8 @@ struct Area
     juce::Rectangle<int> bounds;
     juce::String name;
 
-    [[nodiscard]] double wanted() const { return isText ? 4.5 : 3.0; }
+    [[nodiscard]] double wanted() const { return isText ? contrast::ofText : contrast::ofMarks; }
 };
-
-/** Relative luminance of a colour, 0 to 1 (W3C 2008, Web Content Accessibility Guidelines 2.0). */
-double luminance (juce::Colour colour)
-{
-    const auto linear = [] (juce::uint8 value)
-    {
-        const auto share = value / 255.0;
-        return share <= 0.03928 ? share / 12.92 : std::pow ((share + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear (colour.getRed()) + 0.7152 * linear (colour.getGreen())
-           + 0.0722 * linear (colour.getBlue());
-}
-
-double contrast (juce::Colour a, juce::Colour b)
-{
-    const auto first = luminance (a), second = luminance (b);
-    return (std::max (first, second) + 0.05) / (std::min (first, second) + 0.05);
-}
 
 std::optional<Area> areaFrom (const juce::String& line)
 {
@@ -90,9 +71,9 @@ Measured measure (const juce::Image::BitmapData& pixels, juce::Rectangle<int> bo
     std::sort (all.begin(),
                all.end(),
                [&] (juce::Colour a, juce::Colour b)
-               { return contrast (a, result.ground) > contrast (b, result.ground); });
+               { return contrast::between (a, result.ground) > contrast::between (b, result.ground); });
     result.ink = all[std::min (all.size() - 1, std::max<std::size_t> (3, all.size() / 200))];
-    result.ratio = contrast (result.ink, result.ground);
+    result.ratio = contrast::between (result.ink, result.ground);
     return result;
 }
 
