@@ -22,6 +22,7 @@ inline constexpr auto exportFileType = "exportFileType"; // "wav" or "aiff", of 
 inline constexpr auto exportDepth = "exportDepth";       // "float"; else as the source
 inline constexpr auto interfaceSize = "interfaceSize";   // percent; 0: automatic
 inline constexpr auto reducedMotion = "reducedMotion";   // absent: as the desktop says
+inline constexpr auto lastSession = "lastSession";       // what was open at the end, as LastSession writes it
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB

@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 #include "app/ExportMessages.h"
 #include "app/FileChooser.h"
+#include "app/LastSession.h"
 #include "app/TrackPresenter.h"
 #include "app/settings/ReducedMotion.h"
 #include "model/ForeignText.h"
@@ -133,6 +134,7 @@ MainComponent::~MainComponent()
     workspace.removeChangeListener (this);
     player.stop();
     auto& settings = workspace.settings();
+    LastSession::of (workspace, tracks, wave).save (settings);
     settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
     settings.setValue (appSettingsKeys::browserWidth, browserWidth);
 }
@@ -144,6 +146,7 @@ void MainComponent::start (const juce::StringArray& paths)
     showDevice();
     grabKeyboardFocus();
     unsaved.start();
+    offerLastSession();
     openPaths (paths);
 }
 
@@ -373,6 +376,8 @@ void MainComponent::wireWork()
     empty.setHasDemo (resources.getChildFile ("demo").isDirectory());
     empty.onDemo = [this] { callLater ([this] { openDemo(); }); };
     empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
+
+    empty.onReopen = [this] { callLater ([this] { reopenLastSession(); }); };
 
     work.onNotice =
         [this] (const juce::String& text, const juce::String& action, std::function<void()> onAction)
@@ -646,6 +651,35 @@ void MainComponent::openDemo()
 
     paths.sortNatural();
     openPaths (paths);
+}
+
+void MainComponent::offerLastSession()
+{
+    std::vector<ReopenableGroup> groups;
+
+    if (const auto session = LastSession::load (workspace.settings()))
+        for (const auto& file : session->files)
+            groups.push_back ({ shownText (file.getFileNameWithoutExtension()),
+                                shownText (file.getFullPathName()),
+                                file.existsAsFile() ? juce::String() : "the file is no longer there" });
+
+    empty.setReopenable (std::move (groups));
+}
+
+void MainComponent::reopenLastSession()
+{
+    const auto session = LastSession::load (workspace.settings());
+
+    if (isBlocked() || ! session)
+        return;
+
+    auto files = session->files;
+    std::erase_if (files, [] (const juce::File& file) { return ! file.existsAsFile(); });
+    work.open (files);
+    session->show (workspace, tracks);
+    refresh();
+    session->show (wave);
+    offerLastSession(); // some may be gone by the time that all Groups are closed
 }
 
 void MainComponent::dropPaths (const juce::StringArray& paths, const Group::Ptr& target)

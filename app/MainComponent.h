@@ -135,6 +135,8 @@ private:
     void openSettings (SettingsPageId page);
     void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
     void openDemo();
+    void offerLastSession();
+    void reopenLastSession();
 
     const juce::File resources;
     ResourceImages images;

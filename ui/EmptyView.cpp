@@ -8,6 +8,7 @@
 
 #include <array>
 #include <span>
+#include <utility>
 
 namespace tessivar
 {
@@ -23,21 +24,66 @@ juce::String utf8 (const char* text)
     return juce::String::fromUTF8 (text);
 }
 
+juce::String shortened (const juce::String& name)
+{
+    constexpr int longest = 24;
+    return name.length() > longest ? name.substring (0, longest - 1) + utf8 ("\xe2\x80\xa6") : name;
+}
+
 } // namespace
 
 EmptyView::EmptyView()
     : importTracks (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
-      open (utf8 ("Open Group(s)\xe2\x80\xa6")), demo ("Open the demo session", ButtonLook::text)
+      open (utf8 ("Open Group(s)\xe2\x80\xa6")), demo ("Open the demo session", ButtonLook::text),
+      reopen ("Reopen")
 {
     setTitle ("Start");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     addAndMakeVisible (importTracks);
     addAndMakeVisible (open);
     addChildComponent (demo);
+    addChildComponent (reopen);
+    reopen.onClick = [this] { call (onReopen); };
     demo.setTooltip ("Opens a group of example tracks");
     importTracks.onClick = [this] { call (onImport); };
     open.onClick = [this] { call (onOpen); };
     demo.onClick = [this] { call (onDemo); };
+}
+
+void EmptyView::setReopenable (std::vector<ReopenableGroup> groups)
+{
+    reopenable = std::move (groups);
+    juce::StringArray names, lines;
+    for (const auto& group : reopenable)
+    {
+        const auto isThere = group.reasonAgainst.isEmpty();
+        if (isThere)
+            names.add (group.name);
+        lines.add (group.path + (isThere ? "" : ": " + group.reasonAgainst));
+    }
+    auto text = names.isEmpty() ? juce::String ("Reopen") : "Reopen " + shortened (names[0]);
+    if (names.size() > 1)
+        text << " and " << names.size() - 1 << " more";
+    reopen.setButtonText (text);
+    reopen.setTitle ("Reopen " + names.joinIntoString (", "));
+    reopen.setTooltip ("What was open when the program was last quit:\n" + lines.joinIntoString ("\n"));
+    reopen.setEnabled (! names.isEmpty());
+    reopen.setVisible (! reopenable.empty());
+    resized();
+    repaint();
+}
+
+juce::String EmptyView::missingText() const
+{
+    juce::StringArray lines;
+    for (const auto& group : reopenable)
+        if (group.reasonAgainst.isNotEmpty())
+            lines.add (shortened (group.name) + ": " + group.reasonAgainst);
+    if (lines.isEmpty())
+        return {};
+    return lines[0]
+           + (lines.size() > 1 ? ", and " + juce::String (lines.size() - 1) + " more that can't be reopened"
+                               : juce::String());
 }
 
 void EmptyView::setHovered (bool shouldBeHovered)
@@ -62,13 +108,17 @@ int EmptyView::contentTop() const
 void EmptyView::resized()
 {
     const auto y = contentTop() + 227;
-    const auto total = 172 + 10 + 145;
+    reopen.setSize (40, 36);
+    const auto reopenWidth = reopen.isVisible() ? reopen.idealWidth() : 0;
+    const auto total = 172 + 10 + 145 + (reopenWidth > 0 ? 10 + reopenWidth : 0);
     const auto left = getWidth() / 2 - total / 2;
     importTracks.setBounds (left, y, 172, 36);
     open.setBounds (left + 182, y, 145, 36);
+    reopen.setBounds (left + 337, y, reopenWidth, 36);
     demo.setSize (160, 28);
     const auto width = demo.idealWidth();
-    demo.setBounds (zone().getCentreX() - width / 2, contentTop() + 302, width, 28);
+    demo.setBounds (
+        zone().getCentreX() - width / 2, contentTop() + (missingText().isEmpty() ? 302 : 318), width, 28);
 }
 
 void EmptyView::paint (juce::Graphics& g)
@@ -127,6 +177,8 @@ void EmptyView::paint (juce::Graphics& g)
         280,
         16,
         utf8 ("Ctrl+I import tracks  \xc2\xb7  Ctrl+F import a folder  \xc2\xb7  Ctrl+O open a saved group"));
+    g.setColour (palette::textLow);
+    line (300, 16, missingText());
     paintSteps (g);
 }
 

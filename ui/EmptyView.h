@@ -2,8 +2,17 @@
 
 #include "ui/Buttons.h"
 
+#include <vector>
+
 namespace tessivar
 {
+
+/** A Group that can be opened again, or why it can't. */
+struct ReopenableGroup
+{
+    juce::String name, path;
+    juce::String reasonAgainst{}; // empty: it can
+};
 
 /** Fills the centre while no Group is open: the drop zone, two buttons, the five steps and, where it is
     installed, an offer to open the demo session.
@@ -13,11 +22,16 @@ class EmptyView : public juce::Component, public juce::FileDragAndDropTarget
 public:
     EmptyView();
 
-    std::function<void()> onImport, onOpen, onDemo;
+    std::function<void()> onImport, onOpen, onDemo, onReopen;
     std::function<void (const juce::StringArray&)> onFilesDropped;
 
     /** Whether there is a demo session to open; false until set. */
     void setHasDemo (bool shouldHaveDemo) { demo.setVisible (shouldHaveDemo); }
+
+    /** What was open when the program was last quit; none until set. What can't be opened is told with its
+        reason; the button is grey when nothing can.
+    */
+    void setReopenable (std::vector<ReopenableGroup> groups);
 
     /** Highlights the drop zone while files hover over the window. */
     void setHovered (bool shouldBeHovered);
@@ -35,9 +49,11 @@ private:
     int contentTop() const;
     void paintGlyphs (juce::Graphics& g) const;
     void paintSteps (juce::Graphics& g) const;
+    juce::String missingText() const;
 
     bool hovered = false;
-    ActionButton importTracks, open, demo;
+    ActionButton importTracks, open, demo, reopen;
+    std::vector<ReopenableGroup> reopenable;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (EmptyView)
 };

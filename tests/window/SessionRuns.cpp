@@ -302,6 +302,61 @@ TEST_CASE ("Unsaved work", "[window][recovery]")
     }
 }
 
+TEST_CASE ("The last session", "[window][reopen]")
+{
+    UserAtScreen user (testDisplay());
+    user.presetExperiencedUser();
+    const auto saved = user.file ("Take 7.dls");
+    const juce::Rectangle<int> rows (0, 119, 280, 227);
+    juce::Image before;
+    const auto zoomed = juce::Rectangle<int> (400, 110, 500, 200);
+    const auto reopen = [] (const ProgramRun& run) { return run.at (980, 483); };
+
+    {
+        WorkingRun working (user);
+        auto& run = working.run;
+        user.answerChoosers ({ { saved.getFullPathName() } });
+        user.x.key ("ctrl+s");
+        REQUIRE (waitUntil ([&] { return saved.existsAsFile(); }));
+        REQUIRE (run.waitForRest());
+        user.x.key ("Down");
+        user.x.key ("shift+Right");
+
+        for (int i = 0; i < 3; ++i)
+            user.x.key ("plus");
+
+        REQUIRE (run.waitForRest());
+        juce::Thread::sleep (1500); // until the waveform is exact
+        before = run.picture();
+        CHECK (run.quit() == 0);
+    }
+
+    SECTION ("comes back as it was looked at")
+    {
+        ProgramRun run (user);
+        REQUIRE (run.waitForWindow());
+        run.keepPicture ("reopen-1-offered");
+        user.x.click (reopen (run));
+        user.x.moveTo (run.at (640, 700));
+        CHECK (waitUntil ([&] { return run.showsSame (before, zoomed) && ! run.isDimmed(); }));
+        CHECK (waitUntil ([&] { return run.showsSame (before, rows); }));
+        run.keepPicture ("reopen-2-opened");
+        CHECK (run.quit() == 0);
+    }
+
+    SECTION ("is greyed when its file is gone")
+    {
+        REQUIRE (saved.deleteFile());
+        ProgramRun run (user);
+        REQUIRE (run.waitForWindow());
+        run.keepPicture ("reopen-3-gone");
+        user.x.click (reopen (run));
+        CHECK (run.waitForRest());
+        CHECK_FALSE (run.showsTrack());
+        CHECK (run.quit() == 0);
+    }
+}
+
 TEST_CASE ("A second start", "[window][instance]")
 {
     UserAtScreen user (testDisplay());
