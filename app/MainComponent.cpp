@@ -87,7 +87,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
       player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
       presenter (workspace, wave.waveforms), menuBar (&commands), browser (images),
       splitter (std::make_unique<Splitter>()), meter (images), dock (images), transport (images),
-      tooltips (this), prompts (scrim, images), tracks (workspace, prompts),
+      tooltips (this), prompts (scrim, images), tracks (workspace, prompts), dragOut (workspace, tracks),
       work (workspace, runner, prompts, resourceFolder), unsaved (workspace, work, prompts, images),
       dialogs ({ workspace, player, tracks, runner, prompts, images, *this, resourceFolder, log })
 {
@@ -299,6 +299,24 @@ void MainComponent::wireBrowser()
         if (const auto target = presenter.groupOf (toGroup))
             tracks.move (idsOf (rows), *target, index);
     };
+
+    list.onDragOut = [this, idsOf] (const std::vector<RowId>& rows)
+    {
+        dragOut.begin (idsOf (rows),
+                       [this] (const juce::StringArray& uris)
+                       {
+                           browser.getList().handOverDrag();
+                           juce::DragAndDropContainer::performExternalDragDropOfFiles (uris, false, this);
+                       });
+    };
+    list.onDragOver = [this] { dragOut.letGo(); };
+    dragOut.onProgress = [this] (const TrackActions::TrackIds& ids, std::optional<double> share)
+    {
+        const std::vector<RowId> rows (ids.begin(), ids.end());
+        browser.getList().setExporting (rows,
+                                        share ? std::optional (static_cast<float> (*share)) : std::nullopt);
+    };
+    dragOut.onNotice = [this] (const juce::String& text, bool warns) { tellFor (text, {}, {}, warns); };
 
     splitter->onDrag = [this] (int right) { widenBrowser (right - browserWidth); };
 }

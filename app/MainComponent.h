@@ -4,6 +4,7 @@
 #include "app/Commands.h"
 #include "app/GroupWork.h"
 #include "app/Player.h"
+#include "app/RowDragOut.h"
 #include "app/TrackActions.h"
 #include "app/UnsavedWork.h"
 #include "app/WaveController.h"
@@ -177,6 +178,7 @@ private:
     JobRunner runner{ scrim };
     DialogPrompts prompts;
     TrackActions tracks;
+    RowDragOut dragOut;
     GroupWork work;
     UnsavedWork unsaved;
     WindowDialogs dialogs;

@@ -142,20 +142,74 @@ tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_XWindowSystem.cpp
     ev.xclient.data.l[2] = (long) XWindowSystemUtilities::Atoms::getCreating (display, "_NET_WM_STATE_MAXIMIZED_VERT");]=]
     [=[    ev.xclient.data.l[1] = (long) XWindowSystemUtilities::Atoms::getCreating (display, "_NET_WM_STATE_FULLSCREEN");
     ev.xclient.data.l[2] = 0;]=]
+    [=[false, uriList.joinIntoString ("\r\n"), std::move (callback));]=]
+    [=[false, uriList.joinIntoString ("\r\n") + "\r\n", std::move (callback));]=]
     [=[            const auto factor       = peer.getPlatformScaleFactor();]=]
     [=[            const auto factor       = peer.getPlatformScaleFactor() * peer.getComponent().getDesktopScaleFactor();]=])
 
+#
+# A drag to another program: a target that was left and entered again was not told so, the answer of one was
+# taken for another's, one that never says that it is done kept all further drags from starting, the window
+# that the drag came from took the files itself, and the last line of the list had no end.
 tessivar_mend_juce_file(juce_gui_basics native/x11/juce_linux_X11_DragAndDrop.cpp
     [=[namespace juce
 {]=]
     [=[#include "platform/DiskNames.h"
+
+#include <utility>
 
 namespace juce
 {]=]
     [=[lines.addLines (dropData.toString());]=]
     [=[lines.addLines (String::createStringFromData (dropData.getData(), (int) dropData.getSize()));]=]
     [=[dragInfo.files.add (URL::removeEscapeChars (escaped));]=]
-    [=[dragInfo.files.add (tessivar::pathOfBytes (URL::removeEscapeChars (escaped).toRawUTF8()));]=])
+    [=[dragInfo.files.add (tessivar::pathOfBytes (URL::removeEscapeChars (escaped).toRawUTF8()));]=]
+    [=[        if (expectingStatus)
+        {]=]
+    [=[        if (expectingStatus && (::Window) clientMsg.data.l[0] == targetWindow)
+        {]=]
+    [=[            sendExternalDragAndDropDrop();
+        }]=]
+    [=[            sendExternalDragAndDropDrop();
+            externalResetDragAndDrop();
+        }]=]
+    [=[            sendExternalDragAndDropLeave();
+            externalResetDragAndDrop();]=]
+    [=[            if (targetWindow != None)
+                sendExternalDragAndDropLeave();
+
+            externalResetDragAndDrop();]=]
+    [=[            canDrop = false;
+            silentRect = {};
+
+            if (newTargetWindow == None)
+                return;]=]
+    [=[            canDrop = false;
+            silentRect = {};
+            expectingStatus = false;
+            targetWindow = None;
+
+            if (newTargetWindow == None)
+                return;]=]
+    [=[        if (! expectingStatus)
+            sendExternalDragAndDropPosition();]=]
+    [=[        if (targetWindow != None && ! expectingStatus)
+            sendExternalDragAndDropPosition();]=]
+    [=[        if (dndCurrentVersion < 3 ||]=]
+    [=[        if (dragging || dndCurrentVersion < 3 ||]=]
+    [=[        if (completionCallback != nullptr)
+            completionCallback();
+
+        dragging = false;]=]
+    [=[        dragging = false;
+        canDrop = false;
+        expectingStatus = false;
+
+        if (auto done = std::exchange (completionCallback, nullptr))
+            done();]=]
+    [=[        allowedTypes.add (XWindowSystemUtilities]=]
+    [=[        allowedTypes.clear();
+        allowedTypes.add (XWindowSystemUtilities]=])
 
 # A window's frame timer ran at the display's rate for ever, 100 times a second where none is told. It now
 # runs while something is painted, and looks in ten times a second at rest. With it goes a look for events

@@ -12,7 +12,8 @@ namespace tessivar
 namespace
 {
 
-constexpr int dragThreshold = 6; // pixels before a press becomes a drag
+constexpr int dragThreshold = 6;  // pixels before a press becomes a drag
+constexpr int leavingMargin = 12; // pixels around the browser in which a drag is still one of rows
 
 std::vector<RowId> groupsOf (const std::vector<BrowserRow>& rows)
 {
@@ -192,6 +193,14 @@ void BrowserList::setLevels (const std::vector<Level>& levels)
                 track->setLevels (level.source, level.kept);
 }
 
+void BrowserList::setExporting (const std::vector<RowId>& tracks, std::optional<float> share)
+{
+    for (auto& row : rows)
+        if (auto* track = dynamic_cast<TrackRow*> (row.get());
+            track != nullptr && std::find (tracks.begin(), tracks.end(), track->getTrack()) != tracks.end())
+            track->setExporting (share);
+}
+
 void BrowserList::beginRename (RowId group)
 {
     for (auto& row : rows)
@@ -223,7 +232,7 @@ void BrowserList::pressed (RowId group, RowId track, const juce::MouseEvent& eve
 
 void BrowserList::dragged (const juce::MouseEvent& event)
 {
-    if (selection.tracks.empty() || selection.lead == 0)
+    if (selection.tracks.empty() || selection.lead == 0 || isDragDone)
         return;
     if (draggedTracks.empty())
     {
@@ -251,6 +260,31 @@ void BrowserList::dragged (const juce::MouseEvent& event)
             dropPlace.reset();
     }
     repaint();
+    if (! isDragOut && hasLeft (event))
+    {
+        isDragOut = true;
+        call (onDragOut, draggedTracks);
+    }
+}
+
+/** Above and below the list a drag scrolls it: it leaves by the sides, or with the window. */
+bool BrowserList::hasLeft (const juce::MouseEvent& event) const
+{
+    auto* window = getTopLevelComponent();
+    auto* column = findParentComponentOfClass<juce::Viewport>();
+    if (column == nullptr)
+        return false;
+    const auto isBeside = ! column->getLocalBounds()
+                                .expanded (leavingMargin, 0)
+                                .getHorizontalRange()
+                                .contains (event.getEventRelativeTo (column).x);
+    return isBeside || ! window->getLocalBounds().contains (event.getEventRelativeTo (window).getPosition());
+}
+
+void BrowserList::handOverDrag()
+{
+    endDrag();
+    isDragDone = true;
 }
 
 void BrowserList::released (RowId group, RowId track, const juce::MouseEvent& event)
@@ -258,6 +292,10 @@ void BrowserList::released (RowId group, RowId track, const juce::MouseEvent& ev
     const auto moved = draggedTracks;
     const auto place = dropPlace;
     endDrag();
+    if (std::exchange (isDragOut, false))
+        call (onDragOver);
+    if (std::exchange (isDragDone, false))
+        return;
     if (! moved.empty())
     {
         if (place.has_value())
@@ -308,7 +346,7 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     const auto isArrow = code == juce::KeyPress::upKey || code == juce::KeyPress::downKey;
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
     {
-        endDrag();
+        handOverDrag(); // to nobody
         return true;
     }
     if (code == juce::KeyPress::F10Key && shift)

@@ -37,12 +37,20 @@ public:
     };
     void setLevels (const std::vector<Level>& levels);
 
+    /** How much of the files of these tracks is written, 0 to 1; nothing when that is over. */
+    void setExporting (const std::vector<RowId>& tracks, std::optional<float> share);
+
     void beginRename (RowId group);
 
     /** The user selected other rows. */
     std::function<void (const BrowserSelection&)> onSelect;
     /** Tracks were dragged to before the track with this index of a Group, as counted before the move. */
     std::function<void (const std::vector<RowId>& tracks, RowId toGroup, int index)> onMoveTracks;
+    /** A drag of tracks has left the browser; and is over, inside it or not. */
+    std::function<void (const std::vector<RowId>& tracks)> onDragOut;
+    std::function<void()> onDragOver;
+    /** Somebody else goes on with the drag, or nobody: here it changes nothing any more. */
+    void handOverDrag();
     /** The user asked for a menu; track is 0 on a Group row. */
     std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
     /** Toggling one of several selected tracks toggles all of them. */
@@ -72,6 +80,7 @@ private:
     void dragged (const juce::MouseEvent& event);
     void released (RowId group, RowId track, const juce::MouseEvent& event);
     void endDrag();
+    bool hasLeft (const juce::MouseEvent& event) const;
     void scrollToLead();
     bool foldByKey (bool open);
     void openMenuByKey();
@@ -88,6 +97,7 @@ private:
     juce::ComponentAnimator animator;
     std::vector<RowId> draggedTracks; // empty while nothing is dragged
     std::optional<DropPlace> dropPlace;
+    bool isDragOut = false, isDragDone = false; // until the mouse is let go
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (BrowserList)
 };

@@ -97,6 +97,9 @@ public:
     /** Updates the level bar alone; called at display rate. */
     void setLevels (float source, float kept);
 
+    /** How much of the track's file is written, 0 to 1; nothing when none is being written. */
+    void setExporting (std::optional<float> share);
+
     void paint (juce::Graphics& g) override;
     void paintOverChildren (juce::Graphics& g) override;
     void resized() override;
@@ -111,6 +114,7 @@ private:
     void paintLevel (juce::Graphics& g) const;
 
     TrackRowState state;
+    std::optional<float> exporting;
     TessivarCheckBox include;
     DrumTypeChooser type;
     ActionButton locate;

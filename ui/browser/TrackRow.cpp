@@ -128,6 +128,12 @@ void TrackRow::setLevels (float source, float kept)
     repaint (levelBar());
 }
 
+void TrackRow::setExporting (std::optional<float> share)
+{
+    exporting = share;
+    repaint();
+}
+
 juce::Rectangle<int> TrackRow::levelBar() const
 {
     return { getWidth() - 16, 6, 5, getHeight() - 13 };
@@ -165,12 +171,12 @@ void TrackRow::paint (juce::Graphics& g)
         paintWave (g);
     paintLevel (g);
 
-    if (state.loading.has_value())
+    if (const auto share = exporting.has_value() ? exporting : state.loading; share.has_value())
     {
         g.setColour (palette::iceMid);
         g.fillRect (0.0f,
                     static_cast<float> (getHeight() - 3),
-                    static_cast<float> (getWidth()) * juce::jlimit (0.0f, 1.0f, *state.loading),
+                    static_cast<float> (getWidth()) * juce::jlimit (0.0f, 1.0f, *share),
                     2.0f);
     }
     paintSelection (g);
