@@ -1,23 +1,31 @@
+#include "tools/filefaults/FileFaults.h"
 #include "tools/windowdriver/ProgramRun.h"
 #include "tools/windowdriver/VirtualScreen.h"
+#include "tools/windowdriver/XDropTarget.h"
 
 #include <iostream>
+#include <utility>
 
 namespace tessivar::test
 {
 
 namespace
 {
-constexpr auto usage = "Usage: tessivar_monkey [--seconds=N] [--seed=N] [--program=PATH] [--log=FILE]\n"
-                       "\n"
-                       "Clicks, drags, types and drops files at random in the program's window, and looks "
-                       "every few actions whether the\n"
-                       "window answers and whether Escape brings it back to rest. The same seed does the "
-                       "same. Ends with 1 when the program\n"
-                       "ended by itself or did not answer.\n";
+constexpr auto usage =
+    "Usage: tessivar_monkey [--seconds=N] [--seed=N] [--program=PATH] [--log=FILE]\n"
+    "\n"
+    "Clicks, drags, types and drops files at random in the program's window, drags rows out "
+    "of it, takes folders away and\n"
+    "brings them back, fills the disk of the temporary files (as root) and lets a sound "
+    "server come and go (with jackd). Looks\n"
+    "every few actions whether the window answers and whether Escape brings it back to "
+    "rest. The same seed does the same.\n"
+    "Ends with 1 when the program ended by itself or did not answer.\n";
 
 constexpr int beatTimeoutMs = 10000; // a sanitized program on a busy machine
 constexpr int actionsBetweenRests = 150;
+constexpr int diskKilobytes = 64 << 10;                // of the temporary files
+const juce::Rectangle<int> dropTarget{ 0, 0, 60, 60 }; // another program's window
 
 double seconds()
 {
@@ -32,11 +40,21 @@ public:
             const juce::File& programToUse,
             int seed,
             const juce::File& logFile)
-        : program (programToUse), user (displayName), random (seed), log (logFile.createOutputStream())
+        : program (programToUse), user (displayName), target (displayName, dropTarget), random (seed),
+          log (logFile.createOutputStream()), disk (user.newFolder ("tmp"), diskKilobytes)
     {
         prepareFiles();
-        user.presetSettings ({ { "FirstTime", "FALSE" } });
+        user.presetSettings ({ { "FirstTime", "FALSE" },
+                               { "tempFileLocation", user.file ("tmp").getFullPathName().toStdString() } });
+
+        if (! disk.isMounted)
+            std::cout << "monkey: without root no disk gets full" << std::endl;
+
+        if (! programInPath ("jackd"))
+            std::cout << "monkey: without jackd no device goes" << std::endl;
     }
+
+    ~Monkey() { putBack(); }
 
     /** True when nothing went wrong. */
     bool run (double duration)
@@ -55,8 +73,9 @@ public:
                 return false;
         }
 
-        std::cout << "monkey: " << actions << " actions, " << starts << " starts, " << rests
-                  << " rests, longest answer " << longestBeat << " ms" << std::endl;
+        std::cout << "monkey: " << actions << " actions, " << starts << " starts, " << rests << " rests, "
+                  << drops << " rows taken by the other window, longest answer " << longestBeat << " ms"
+                  << std::endl;
         return true;
     }
 
@@ -153,13 +172,107 @@ private:
 
     juce::String oneOf (const juce::StringArray& choices) { return choices[random.nextInt (choices.size())]; }
 
+    /** Takes a folder away that the program knows, or brings it back. */
+    void moveFolder()
+    {
+        if (away != juce::File())
+            return putBack();
+
+        away = user.file (oneOf ({ "short", "longer", "out 0" }));
+        note ("folder away: " + away.getFileName());
+
+        if (! away.moveFileTo (away.getSiblingFile (away.getFileName() + " away")))
+            away = juce::File();
+    }
+
+    void putBack()
+    {
+        if (away == juce::File())
+            return;
+
+        note ("folder back");
+        [[maybe_unused]] const auto isBack =
+            away.getSiblingFile (away.getFileName() + " away").moveFileTo (away);
+        away = juce::File();
+    }
+
+    /** All of the disk but a few kilobytes, or none of it. */
+    void fillDisk()
+    {
+        const auto ballast = user.file ("tmp").getChildFile ("ballast");
+
+        if (! disk.isMounted)
+            return;
+
+        ballast.deleteFile();
+
+        if (std::exchange (isFull, ! isFull))
+            return note ("room on the disk");
+
+        note ("disk full");
+        juce::FileOutputStream stream (ballast);
+        const juce::MemoryBlock block (64 << 10, true);
+
+        while (stream.openedOk() && stream.write (block.getData(), block.getSize())
+               && stream.getStatus().wasOk())
+            stream.flush();
+    }
+
+    void startOrStopSound()
+    {
+        if (sound != nullptr)
+        {
+            note ("sound server ends");
+            sound.reset();
+        }
+        else if (const auto jackd = programInPath ("jackd"))
+        {
+            note ("sound server comes");
+            auto environment = user.environment();
+            const auto name = environment["JACK_DEFAULT_SERVER"];
+            sound = std::make_unique<ChildProgram> (ChildProgram::Start{ .program = *jackd,
+                                                                         .arguments = { "--no-realtime",
+                                                                                        "-n",
+                                                                                        name,
+                                                                                        "-d",
+                                                                                        "dummy",
+                                                                                        "-r",
+                                                                                        "48000",
+                                                                                        "-p",
+                                                                                        "512",
+                                                                                        "-P",
+                                                                                        "2" },
+                                                                         .environment = environment,
+                                                                         .outputFile = {} });
+        }
+    }
+
+    /** From a row of the browser over the edge of the window, with time to write its file. */
+    void dragOut (const ProgramRun& session)
+    {
+        const auto from = session.at (200, 120 + random.nextInt (300));
+        note ("drag out from " + from.toString());
+        user.x.moveTo (from);
+        user.x.press();
+        user.x.moveTo (from.translated (160, 20));
+        user.x.moveTo (from.translated (400, 60));
+        juce::Thread::sleep (random.nextInt (400));
+        user.x.moveTo (dropTarget.getCentre());
+        user.x.moveTo (dropTarget.getCentre().translated (2, 2));
+        juce::Thread::sleep (random.nextInt (100));
+        user.x.release();
+
+        if (target.takeDropped())
+            ++drops;
+    }
+
     void act (ProgramRun& session)
     {
         ++actions;
         const auto place = anywhere (session);
         const auto at = " at " + place.toString();
 
-        switch (random.nextInt (16))
+        switch (random.nextInt (20))
         {
             case 0:
             case 1:
@@ -213,6 +326,19 @@ private:
                 break;
             case 14:
                 drop (session, place);
+                break;
+            case 15:
+            case 16:
+                dragOut (session);
+                break;
+            case 17:
+                moveFolder();
+                break;
+            case 18:
+                if (random.nextInt (2) == 0)
+                    fillDisk();
+                else
+                    startOrStopSound();
                 break;
             default:
                 note ("rest of " + juce::String (random.nextInt (300)) + " ms");
@@ -315,6 +441,10 @@ private:
                                        "alt+Down",
                                        "alt+Left",
                                        "alt+0",
+                                       "ctrl+c",
+                                       "ctrl+v",
+                                       "ctrl+a",
+                                       "z",
                                        "shift+Return",
                                        "alt+shift+Up",
                                        "shift+F6" };
@@ -325,10 +455,15 @@ private:
 
     const juce::File program;
     UserAtScreen user;
+    const XDropTarget target;
     juce::Random random;
     std::unique_ptr<juce::FileOutputStream> log;
+    const SmallFileSystem disk;
+    std::unique_ptr<ChildProgram> sound;
+    juce::File away; // what was taken away, by its usual name
+    bool isFull = false;
     juce::StringArray files;
-    int actions = 0, starts = 0, rests = 0;
+    int actions = 0, starts = 0, rests = 0, drops = 0;
     double longestBeat = 0.0; // ms
 
     JUCE_DECLARE_NON_COPYABLE (Monkey)
