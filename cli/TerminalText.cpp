@@ -1,59 +1,11 @@
 #include "cli/TerminalText.h"
 
-#include "model/ForeignText.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 
 namespace tessivar
 {
-
-namespace
-{
-bool isHarmful (juce::juce_wchar character)
-{
-    const auto code = static_cast<std::uint32_t> (character);
-    const bool isControl = code < 0x20 || (code >= 0x7f && code < 0xa0);
-    const bool isSeparator = code == 0x2028 || code == 0x2029;
-    const bool turnsDirection = code == 0x061c || code == 0x200e || code == 0x200f
-                                || (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
-    return isControl || isSeparator || turnsDirection;
-}
-
-juce::String escaped (juce::juce_wchar character)
-{
-    switch (character)
-    {
-        case '\n':
-            return "\\n";
-        case '\r':
-            return "\\r";
-        case '\t':
-            return "\\t";
-        default:
-            break;
-    }
-    const auto code = static_cast<int> (character);
-    return code < 0x100 ? "\\x" + juce::String::toHexString (code).paddedLeft ('0', 2)
-                        : "\\u" + juce::String::toHexString (code).paddedLeft ('0', 4);
-}
-} // namespace
-
-juce::String printable (const juce::String& text)
-{
-    const auto shown = shownText (text);
-    juce::String result;
-    for (auto pointer = shown.getCharPointer(); ! pointer.isEmpty();)
-    {
-        const auto character = pointer.getAndAdvance();
-        if (isHarmful (character))
-            result << escaped (character);
-        else
-            result << juce::String::charToString (character);
-    }
-    return result;
-}
 
 std::string formatTable (const std::vector<std::vector<juce::String>>& rows)
 {

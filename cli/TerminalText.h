@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/ForeignText.h"
+
 #include <juce_core/juce_core.h>
 
 #include <cstdint>
@@ -8,11 +10,6 @@
 
 namespace tessivar
 {
-
-/** Text from outside, such as a file name, made safe for a terminal: control characters and marks that change
-    the direction of writing become escapes like \n and \x1b.
-*/
-[[nodiscard]] juce::String printable (const juce::String& text);
 
 /** A table: columns two spaces apart, no spaces at line ends, the first row an underlined heading. Widths
     count characters.

@@ -87,6 +87,35 @@ juce::String toString (const std::u32string& text)
     using Characters = juce::CharPointer_UTF32;
     return juce::String (Characters (reinterpret_cast<const Characters::CharType*> (text.c_str())));
 }
+
+bool isHarmful (juce::juce_wchar character)
+{
+    const auto code = static_cast<std::uint32_t> (character);
+    const bool isControl = code < 0x20 || (code >= 0x7f && code < 0xa0);
+    const bool isSeparator = code == 0x2028 || code == 0x2029;
+    const bool turnsDirection = code == 0x061c || code == 0x200e || code == 0x200f
+                                || (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+    const bool isNoCharacter = (code & 0xfffe) == 0xfffe || (code >= 0xd800 && code < 0xe000);
+    return isControl || isSeparator || turnsDirection || isNoCharacter;
+}
+
+juce::String escaped (juce::juce_wchar character)
+{
+    switch (character)
+    {
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        default:
+            break;
+    }
+    const auto code = static_cast<int> (character);
+    return code < 0x100 ? "\\x" + juce::String::toHexString (code).paddedLeft ('0', 2)
+                        : "\\u" + juce::String::toHexString (code).paddedLeft ('0', 4);
+}
 } // namespace
 
 juce::String textOfBytes (Bytes bytes)
@@ -118,6 +147,21 @@ juce::String validText (const juce::String& text)
 juce::String shownText (const juce::String& text)
 {
     return readablePath (validText (text));
+}
+
+juce::String printable (const juce::String& text)
+{
+    const auto shown = shownText (text);
+    juce::String result;
+    for (auto pointer = shown.getCharPointer(); ! pointer.isEmpty();)
+    {
+        const auto character = pointer.getAndAdvance();
+        if (isHarmful (character))
+            result << escaped (character);
+        else
+            result << juce::String::charToString (character);
+    }
+    return result;
 }
 
 } // namespace tessivar

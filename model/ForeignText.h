@@ -22,4 +22,9 @@ namespace tessivar
 /** What is printed, logged and put into documents: valid, and names of files in it as people read them. */
 [[nodiscard]] juce::String shownText (const juce::String& text);
 
+/** The same, made safe for a terminal and for markup: control characters, marks that change the direction of
+    writing and codes that are no characters become escapes like \n and \x1b.
+*/
+[[nodiscard]] juce::String printable (const juce::String& text);
+
 } // namespace tessivar
