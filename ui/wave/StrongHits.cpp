@@ -1,19 +1,14 @@
 #include "ui/wave/StrongHits.h"
 
+#include "terms/HitFinding.h"
+
 #include <algorithm>
-#include <cmath>
 
 namespace tessivar
 {
 
 namespace
 {
-
-struct Stroke
-{
-    std::size_t onset = 0; // base block in which the rise begins
-    float peak = 0.0f;
-};
 
 std::vector<float> blockPeaks (const EnvelopePyramid& source,
                                const ChannelEnergyPyramid* processed,
@@ -37,56 +32,6 @@ std::vector<float> blockPeaks (const EnvelopePyramid& source,
     return peaks;
 }
 
-std::vector<Stroke> findStrokes (const std::vector<float>& peaks, double sampleRate)
-{
-    const auto blocksIn = [sampleRate] (double seconds)
-    {
-        return std::max<std::size_t> (
-            1, static_cast<std::size_t> (std::lround (seconds * sampleRate / EnvelopePyramid::baseBlock)));
-    };
-    const auto before = blocksIn (0.015);
-    const auto around = blocksIn (0.05);
-
-    std::vector<Stroke> strokes;
-    for (std::size_t i = 0; i < peaks.size(); ++i)
-    {
-        const auto height = peaks[i];
-        // -60 dB: below that is hiss, whose blocks easily double.
-        if (height < 0.001f)
-            continue;
-
-        const auto at = [&] (std::size_t index)
-        { return peaks.begin() + static_cast<std::ptrdiff_t> (index); };
-        const auto from = i > around ? i - around : 0;
-        const auto to = std::min (peaks.size(), i + around + 1);
-        if (std::any_of (at (from), at (i), [height] (float p) { return p >= height; })
-            || std::any_of (at (i + 1), at (to), [height] (float p) { return p > height; }))
-            continue;
-
-        auto onset = i;
-        while (onset > from && peaks[onset - 1] > height * 0.5f)
-            --onset;
-        const auto quiet = onset > before ? onset - before : 0;
-        if (onset > 0 && (onset == from || *std::min_element (at (quiet), at (onset)) > height * 0.5f))
-            continue;
-        strokes.push_back ({ onset, height });
-    }
-    return strokes;
-}
-
-float strongThreshold (const std::vector<Stroke>& strokes)
-{
-    std::vector<float> heights;
-    for (const auto& stroke : strokes)
-        heights.push_back (stroke.peak);
-    const auto used = std::min<std::size_t> (heights.size(), 8);
-    std::partial_sort (heights.begin(),
-                       heights.begin() + static_cast<std::ptrdiff_t> (used),
-                       heights.end(),
-                       std::greater<>());
-    return used == 0 ? 0.0f : heights[used / 2] / 3.0f;
-}
-
 /** Two times closer than this are one: a playhead on a hit stands on a whole sample. */
 constexpr double sameTime = 0.001; // s
 
@@ -97,12 +42,12 @@ std::vector<double> findStrongHits (const EnvelopePyramid& source,
                                     const ChannelWeights& weights,
                                     double sampleRate)
 {
-    const auto strokes = findStrokes (blockPeaks (source, processed, weights), sampleRate);
-    const auto threshold = strongThreshold (strokes);
     std::vector<double> hits;
-    for (const auto& stroke : strokes)
-        if (stroke.peak >= threshold)
-            hits.push_back (static_cast<double> (stroke.onset * EnvelopePyramid::baseBlock) / sampleRate);
+
+    for (const auto block :
+         findHitBlocks (blockPeaks (source, processed, weights), sampleRate / EnvelopePyramid::baseBlock))
+        hits.push_back (static_cast<double> (block * EnvelopePyramid::baseBlock) / sampleRate);
+
     return hits;
 }
 
