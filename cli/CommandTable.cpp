@@ -158,10 +158,24 @@ constexpr auto saveOption =
             "again with other knobs in seconds. With several Groups it names a folder.",
             ValueKind::file);
 
-const std::array processOptions{ outOption,   focusOption,     fineOption,       methodOption, typeOption,
-                                 typesOption, excludeOption,   eachOption,       saveOption,   formatOption,
-                                 depthOption, overwriteOption, componentsOption, seedOption,   threadsOption,
-                                 tempOption,  spectraOption,   dryRunOption,     jsonOption,   quietOption };
+constexpr auto reportOption = valued (
+    "--report",
+    "FILE.html",
+    "Write a page to look at: what was removed from each track, waveforms and spectrograms, and which "
+    "tracks want an ear. It is one file that needs nothing else. With several Groups it names a folder.",
+    ValueKind::file);
+
+constexpr auto reportAudioOption = flag (
+    "--report-audio",
+    "Short passages to listen to in the report: source, processed and removed of each track, where most is "
+    "kept and where most is removed. About 3 MB for each track.");
+
+const std::array processOptions{ outOption,        focusOption,  fineOption,        methodOption,
+                                 typeOption,       typesOption,  excludeOption,     eachOption,
+                                 saveOption,       formatOption, depthOption,       overwriteOption,
+                                 componentsOption, reportOption, reportAudioOption, seedOption,
+                                 threadsOption,    tempOption,   spectraOption,     dryRunOption,
+                                 jsonOption,       quietOption };
 
 const std::array analyzeOptions{
     required (saveOption), focusOption,  fineOption,      methodOption, typeOption,    typesOption,
@@ -236,6 +250,14 @@ constexpr std::array renderOptions{ mixFileOption,   onlyTrackOption, allOption,
                                     toOption,        settingOption,   bypassOption, removedOption,
                                     overwriteOption, plainQuietOption };
 
+constexpr std::array reportOptions{ required (
+                                        valued ("--out", "FILE.html", "The page to write.", ValueKind::file)),
+                                    reportAudioOption,
+                                    overwriteOption,
+                                    threadsOption,
+                                    jsonOption,
+                                    plainQuietOption };
+
 constexpr std::array verifyOptions{ jsonOption };
 constexpr std::array classifyOptions{ typesOption };
 constexpr std::array infoOptions{ typesOption, jsonOption };
@@ -303,6 +325,14 @@ constexpr auto commands = std::to_array<CommandSpec> ({
       "write into a file what play would let you hear",
       "The mix of the tracks as one mono file, without a sound device and faster than it plays.",
       renderOptions },
+    { "report",
+      OperandKind::groupFiles,
+      "GROUP",
+      "write a page about a group file, to look at and to send",
+      "One HTML page that needs nothing else: what the knobs saved in the Group remove from each track, "
+      "waveforms, "
+      "spectrograms, levels, and which tracks want an ear. It is what process --report writes.",
+      reportOptions },
     { "devices", OperandKind::none, "", "list the sound devices", "One line for each output.", {} },
     { "classify",
       OperandKind::text,

@@ -25,6 +25,9 @@ namespace tessivar
 /** "render": writes what "play" would play to a mono file. */
 [[nodiscard]] int runRender (const Invocation& invocation, const CommandContext& context);
 
+/** "report": writes a page about a group file. */
+[[nodiscard]] int runReport (const Invocation& invocation, const CommandContext& context);
+
 /** "devices": lists the outputs that "play" can open. */
 [[nodiscard]] int runDevices (const Invocation& invocation, const CommandContext& context);
 

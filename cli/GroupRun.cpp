@@ -22,12 +22,15 @@ ProcessReport GroupRun::run()
 {
     const auto start = secondsNow();
     const bool ready = (request.isFromGroupFile() ? loadGroup() : checkFiles()) && applyChoices()
-                       && planOutput() && planSave() && checkRoom();
+                       && planOutput() && planSave() && planReport() && checkRoom();
 
     if (ready && request.dryRun)
         end (report.refused.empty() ? exitCode::done : exitCode::someFailed);
     else if (ready && readTracks() && analyse() && write())
+    {
         save();
+        writeReportPage();
+    }
 
     progress.finish();
     report.totalSeconds = secondsNow() - start;

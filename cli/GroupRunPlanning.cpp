@@ -279,14 +279,24 @@ bool GroupRun::planSave()
     if (! request.saves())
         return true;
 
-    const auto& file = request.saveFile;
+    if (! claimOrFail (request.saveFile, request.groupFile))
+        return false;
 
+    const auto outcome = checkGroupTarget (request.saveFile, groupFile.get());
+    return outcome.wasOk() || fail (exitCode::outputFailed, outcome.getErrorMessage());
+}
+
+bool GroupRun::planReport()
+{
+    return ! request.reports() || claimOrFail (request.reportFile);
+}
+
+bool GroupRun::claimOrFail (const juce::File& file, const juce::File& ownFile)
+{
     if (file.isDirectory())
         return fail (exitCode::outputFailed, pathOf (file) + ": a folder has this name");
 
-    for (const auto& outcome : { rules.claimFile (file, request.overwrite, request.groupFile),
-                                 checkTarget (file),
-                                 checkGroupTarget (file, groupFile.get()) })
+    for (const auto& outcome : { rules.claimFile (file, request.overwrite, ownFile), checkTarget (file) })
         if (outcome.failed())
             return fail (exitCode::outputFailed, outcome.getErrorMessage());
 

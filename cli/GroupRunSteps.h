@@ -99,6 +99,12 @@ private:
     /** Refuses now a group file that could not be written later. */
     bool planSave();
 
+    /** The same for the report. */
+    bool planReport();
+
+    /** Claims a file; tells the problem and ends the run, if there is one. ownFile: see OutputRules. */
+    bool claimOrFail (const juce::File& file, const juce::File& ownFile = {});
+
     bool checkRoom();
 
     // GroupRunAnalysis.cpp: reading and analysing.
@@ -121,10 +127,14 @@ private:
     /** What a track's knobs will be once an analysis has found this. */
     [[nodiscard]] KnobValues knobsAfter (std::size_t index, const TrackFindings& findings) const;
 
-    // GroupRunWriting.cpp: audio files and the group file.
+    // GroupRunWriting.cpp: audio files, the group file and the report.
 
     bool write();
     void save();
+    void writeReportPage();
+
+    /** What a file that failed after the audio makes of the exit code. */
+    [[nodiscard]] int exitCodeAfterFailure() const;
 
     /** Removes what an interrupted run wrote, except files that replaced older ones. */
     void removeNewFiles (const ExportReport& written, const ExportReport& components, bool folderExisted);

@@ -1,10 +1,12 @@
 #include "cli/GroupRunSteps.h"
 
+#include "cli/ReportCommand.h"
 #include "model/Outcomes.h"
 #include "model/groupfile/GroupFileSaving.h"
 #include "model/settings/UserFolders.h"
 #include "platform/AtomicFile.h"
 #include "platform/Folders.h"
+#include "report/ReportJob.h"
 
 #include <algorithm>
 
@@ -104,10 +106,46 @@ void GroupRun::save()
     }
 
     tell (outcome.reason);
+    report.exitCode = exitCodeAfterFailure();
+}
+
+void GroupRun::writeReportPage()
+{
+    if (! request.reports() || stopRequested())
+        return;
+
+    const auto start = secondsNow();
+    progress.beginStage ("Reporting");
+    collectWarnings();
+    report.method = method();
+    report.hints = hintsFor (report);
+    const auto outcome = writeReport (contentOf (report, request),
+                                      { .file = request.reportFile,
+                                        .overwrite = request.overwrite,
+                                        .withAudio = request.reportAudio,
+                                        .numThreads = request.numThreads,
+                                        .rules = &rulesOfWriting },
+                                      control());
+    progress.finish();
+    report.reportingSeconds = secondsNow() - start;
+
+    if (outcome.isOk())
+        report.reportFile = request.reportFile;
+    else if (outcome.wasStopped())
+        interrupted();
+    else
+    {
+        tell (outcome.reason);
+        report.exitCode = exitCodeAfterFailure();
+    }
+}
+
+int GroupRun::exitCodeAfterFailure() const
+{
     const auto wroteAudio = std::any_of (report.tracks.begin(),
                                          report.tracks.end(),
                                          [] (const ReportedTrack& track) { return track.isWritten(); });
-    report.exitCode = wroteAudio ? exitCode::someFailed : exitCode::outputFailed;
+    return wroteAudio ? exitCode::someFailed : exitCode::outputFailed;
 }
 
 void GroupRun::removeNewFiles (const ExportReport& written,

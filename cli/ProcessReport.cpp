@@ -160,6 +160,8 @@ std::string formatForecast (const ProcessReport& report, const ProcessRequest& r
          << printable ((request.writesAudio() ? request.outFolder : request.saveFile.getParentDirectory())
                            .getFullPathName())
          << "\n";
+    if (request.reports())
+        text << "Report          " << printable (request.reportFile.getFullPathName()) << "\n";
     if (request.analyses())
         text << "--method " << analysisMethodKey (otherMethod (report.method)) << " would take "
              << describeForecastSeconds (other.seconds) << ", " << formatBytes (other.memoryNeeded)
@@ -198,7 +200,8 @@ std::string formatTotals (const ProcessReport& report, const ProcessRequest& req
     for (const auto& [what, seconds] : { std::pair{ "reading ", report.readingSeconds },
                                          std::pair{ "analysis ", report.analysisSeconds },
                                          std::pair{ "writing ", report.writingSeconds },
-                                         std::pair{ "saving ", report.savingSeconds } })
+                                         std::pair{ "saving ", report.savingSeconds },
+                                         std::pair{ "report ", report.reportingSeconds } })
         if (seconds > 0.0)
             parts.add (what + formatSeconds (seconds));
 
@@ -209,6 +212,9 @@ std::string formatTotals (const ProcessReport& report, const ProcessRequest& req
     if (report.savedFile != juce::File())
         text << "Group saved in " << printable (report.savedFile.getFullPathName()) << ", "
              << formatBytes (report.savedBytes) << "\n";
+    if (report.reportFile != juce::File())
+        text << "Report in " << printable (report.reportFile.getFullPathName()) << ", "
+             << formatBytes (static_cast<std::uint64_t> (report.reportFile.getSize())) << "\n";
     text << formatSeconds (longest) << " of audio in " << formatSeconds (report.totalSeconds) << " ("
          << parts.joinIntoString (", ") << ")";
     if (request.analyses())
@@ -366,6 +372,8 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
         { "group", pathOrNull (request.groupFile) },
         { "out", request.writesAudio() ? Json (jsonText (request.outFolder.getFullPathName())) : Json() },
         { "save", pathOrNull (request.saveFile) },
+        { "report", pathOrNull (request.reportFile) },
+        { "reportAudio", request.reportAudio },
         { "format", jsonText (request.extension.substring (1)) },
         { "depth", request.depth == ExportDepth::float32 ? "float" : "source" },
         { "overwrite", request.overwrite },
@@ -408,6 +416,8 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     json["savedFile"] = pathOrNull (report.savedFile);
     json["savedBytes"] = report.savedFile != juce::File() ? Json (report.savedBytes) : Json();
 
+    json["reportFile"] = pathOrNull (report.reportFile);
+
     json["refused"] = Json::array();
     for (const auto& refused : report.refused)
         json["refused"].push_back (Json{
@@ -422,9 +432,9 @@ Json reportToJson (const ProcessReport& report, const ProcessRequest& request)
     json["errors"] = jsonTexts (report.errors);
     json["log"] = jsonTexts (report.log);
     json["seconds"] = Json{
-        { "reading", report.readingSeconds }, { "analysis", report.analysisSeconds },
-        { "writing", report.writingSeconds }, { "saving", report.savingSeconds },
-        { "total", report.totalSeconds },
+        { "reading", report.readingSeconds },     { "analysis", report.analysisSeconds },
+        { "writing", report.writingSeconds },     { "saving", report.savingSeconds },
+        { "reporting", report.reportingSeconds }, { "total", report.totalSeconds },
     };
     return json;
 }

@@ -68,9 +68,10 @@ struct ProcessReport
     AnalysisMethod method = AnalysisMethod::standard; // of the analysis whose result this is
     juce::File savedFile;                             // none: the Group was not saved
     std::uint64_t savedBytes = 0;
+    juce::File reportFile; // none: no page was written
     std::optional<ProcessForecast> forecast;
     double readingSeconds = 0.0, analysisSeconds = 0.0, writingSeconds = 0.0, savingSeconds = 0.0,
-           totalSeconds = 0.0;
+           reportingSeconds = 0.0, totalSeconds = 0.0;
 };
 
 /** What the user should check or listen to: one paragraph each. */

@@ -64,18 +64,18 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
                                           : RunKind::process;
     request.overwrite = invocation.has ("--overwrite");
     request.components = invocation.has ("--components");
+    request.reportAudio = invocation.has ("--report-audio");
     request.dryRun = invocation.has ("--dry-run");
     request.json = invocation.has ("--json");
     request.quiet = invocation.has ("--quiet");
     request.temporaryFolder = TemporaryStore::defaultFolder();
-    request.numThreads =
-        std::clamp (static_cast<int> (std::thread::hardware_concurrency()), 1, maximumThreads);
     request.excluded = textsOf (invocation, "--exclude");
     request.onlyTracks = textsOf (invocation, "--track");
 
     for (const auto& outcome :
          { parseFile (invocation, "--out", request.outFolder),
            parseFile (invocation, "--save", request.saveFile),
+           parseFile (invocation, "--report", request.reportFile),
            parseFile (invocation, "--temp", request.temporaryFolder),
            parseValue (
                invocation,
@@ -95,7 +95,7 @@ juce::Result parseCommon (const Invocation& invocation, ProcessRequest& request)
                              std::uint64_t{ 0 },
                              std::numeric_limits<std::uint64_t>::max(),
                              request.seed),
-           parseWholeNumber (invocation, "--threads", 1, maximumThreads, request.numThreads) })
+           parseThreads (invocation, request.numThreads) })
         if (outcome.failed())
             return outcome;
 
@@ -163,6 +163,12 @@ juce::String claimName (const juce::String& wanted, juce::StringArray& taken)
 }
 } // namespace
 
+juce::Result parseThreads (const Invocation& invocation, int& numThreads)
+{
+    numThreads = std::clamp (static_cast<int> (std::thread::hardware_concurrency()), 1, maximumThreads);
+    return parseWholeNumber (invocation, "--threads", 1, maximumThreads, numThreads);
+}
+
 juce::Result parseProcessRequests (const Invocation& invocation, std::vector<ProcessRequest>& requests)
 {
     ProcessRequest common;
@@ -174,6 +180,9 @@ juce::Result parseProcessRequests (const Invocation& invocation, std::vector<Pro
 
     if (outcome.failed())
         return outcome;
+
+    if (common.reportAudio && ! common.reports())
+        return juce::Result::fail ("--report-audio: needs --report");
 
     if (common.focus.asksForSuggestion() && common.method == AnalysisMethod::standard)
         return juce::Result::fail ("--focus suggested: only the refined method suggests a value");
@@ -195,6 +204,8 @@ juce::Result parseProcessRequests (const Invocation& invocation, std::vector<Pro
                 request.outFolder = common.outFolder.getChildFile (name);
             if (common.saves())
                 request.saveFile = common.saveFile.getChildFile (name + "." + groupFileExtension);
+            if (common.reports())
+                request.reportFile = common.reportFile.getChildFile (name + ".html");
         }
 
         result.push_back (std::move (request));

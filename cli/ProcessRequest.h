@@ -34,6 +34,8 @@ struct ProcessRequest
     juce::File groupFile;            // the Group comes from this file
     juce::File outFolder;            // none: no audio is written
     juce::File saveFile;             // none: the Group is not saved
+    juce::File reportFile;           // none: no page is written
+    bool reportAudio = false;        // in the page
 
     std::optional<AnalysisMethod> method; // nothing: the Group's own, refined for a new one
     std::optional<KnobSetting> setting;   // to export; nothing: the one that sounds in the Group
@@ -57,11 +59,15 @@ struct ProcessRequest
     [[nodiscard]] bool writesAudio() const { return kind != RunKind::analyse; }
     [[nodiscard]] bool isFromGroupFile() const { return groupFile != juce::File(); }
     [[nodiscard]] bool saves() const { return saveFile != juce::File(); }
+    [[nodiscard]] bool reports() const { return reportFile != juce::File(); }
 };
+
+/** How many threads --threads asks for; as many as there are cores without it. */
+[[nodiscard]] juce::Result parseThreads (const Invocation& invocation, int& numThreads);
 
 /** Reads a command line into one request for each Group: every group file among the inputs is one, with
     --each every folder too, and all other inputs together are one. Several Groups have folders of their own
-    below --out and files of their own below --save.
+    below --out and files of their own below --save and --report.
 
     On failure the reason names the option, and requests stays untouched.
 */

@@ -1,0 +1,535 @@
+#include "report/ReportPage.h"
+
+#include "model/ForeignText.h"
+#include "model/Version.h"
+#include "report/Html.h"
+#include "report/Passages.h"
+#include "report/ReportTexts.h"
+#include "report/TrackFigures.h"
+#include "terms/DrumType.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace tessivar
+{
+
+namespace
+{
+constexpr auto policy = "default-src 'none'; img-src data:; media-src data:; style-src 'unsafe-inline'";
+
+juce::String anchorOf (std::size_t track)
+{
+    return "track" + juce::String (track + 1);
+}
+
+juce::String typeName (const TrackState& track)
+{
+    const juce::String name (drumTypeDisplayName (track.drumType()));
+    return name.isNotEmpty() ? name : juce::String ("Overhead");
+}
+
+juce::String rateName (double sampleRate)
+{
+    return juce::String (sampleRate / 1000.0, 1).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
+}
+
+juce::String capitalised (const juce::String& text)
+{
+    return text.substring (0, 1).toUpperCase() + text.substring (1);
+}
+
+/** "2.5 of 5 (50 %)" */
+juce::String knobText (float value, float maximum)
+{
+    return juce::String (juce::String (value, 2).getDoubleValue()) + " of "
+           + juce::String (static_cast<int> (maximum)) + " ("
+           + juce::String (juce::roundToInt (100.0f * value / maximum)) + " %)";
+}
+
+class Page
+{
+public:
+    Page (juce::OutputStream& outputToFill,
+          const ReportContent& contentToTell,
+          const ReportFacts& factsToTell,
+          const std::vector<TrackMeasurement>& measurementsToTell,
+          const PictureAxis& axisToUse)
+        : output (outputToFill), page (output), content (contentToTell), facts (factsToTell),
+          measurements (measurementsToTell), axis (axisToUse)
+    {
+    }
+
+    Outcome write (bool withAudio, const WorkControl& control)
+    {
+        page.verbatim ("<!DOCTYPE html>\n");
+        const auto html = page.element ("html", { { "lang", "en" } });
+        writeHead();
+        const auto body = page.element ("body");
+        const auto main = page.element ("main");
+        writeSummary();
+        writeTable();
+        writeBleed();
+        {
+            const auto section = page.element ("section", { { "class", "tracks" } });
+            page.leaf ("h2", "Track by track");
+            page.leaf ("p",
+                       "In a waveform what is kept stands in front, in the stronger tone; the fainter one "
+                       "behind it is "
+                       "what the source had beyond it. Ticks mark hits. Reduction is how far the level "
+                       "falls, from 0 at "
+                       "the top to 60 dB. Spectrograms show 40 Hz to 20 kHz, "
+                           + juce::String (static_cast<int> (spectrogramRangeDb))
+                           + " dB down from the loudest moment of the source.",
+                       { { "class", "quiet reading" } });
+
+            for (std::size_t i = 0; i < facts.tracks.size(); ++i)
+            {
+                if (control.stopRequested())
+                    return Outcome::stopped();
+
+                if (const auto written = writeTrack (i, withAudio); ! written.isOk())
+                    return written;
+
+                control.progress (static_cast<double> (i + 1) / static_cast<double> (facts.tracks.size()));
+            }
+        }
+        writeMessages();
+        page.leaf ("footer",
+                   "Written by Tessivar " + juce::String (programVersion()) + " ("
+                       + juce::String (programRevision()) + ") on "
+                       + juce::Time::getCurrentTime().formatted ("%Y-%m-%d %H:%M")
+                       + ". The page holds everything it shows and opens no connection.");
+        return Outcome::ok();
+    }
+
+private:
+    void writeHead()
+    {
+        const auto head = page.element ("head");
+        page.empty ("meta", { { "charset", "utf-8" } });
+        page.empty ("meta", { { "http-equiv", "Content-Security-Policy" }, { "content", policy } });
+        page.empty ("meta", { { "name", "viewport" }, { "content", "width=device-width, initial-scale=1" } });
+        page.empty ("meta", { { "name", "color-scheme" }, { "content", "light dark" } });
+        page.leaf ("title", content.group.name + " - Tessivar report");
+        {
+            const auto style = page.element ("style");
+            page.verbatim (reportStyle().toStdString());
+        }
+        const auto script =
+            page.element ("script", { { "type", "application/json" }, { "id", "tessivar-report" } });
+
+        // As JSON has them, so that neither a browser nor an XML parser takes a text for markup.
+        page.verbatim (juce::String::fromUTF8 (
+                           factsToJson (content, facts, measurements)
+                               .dump (-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                               .c_str())
+                           .replace ("&", "\\u0026")
+                           .replace ("<", "\\u003c")
+                           .replace (">", "\\u003e")
+                           .toStdString());
+    }
+
+    [[nodiscard]] juce::String headline() const
+    {
+        const auto numTracks = facts.tracks.size();
+
+        if (facts.numProcessed == 0)
+            return "No track of this Group is processed: all of them pass through unchanged.";
+
+        const auto most = std::ranges::max_element (
+            facts.tracks,
+            {},
+            [] (const TrackFacts& track) { return track.isProcessed ? track.removedShare : -1.0; });
+        auto text =
+            (static_cast<std::size_t> (facts.numProcessed) == numTracks
+                 ? (numTracks == 1 ? juce::String ("The track is")
+                                   : "All " + countText (numTracks, "track") + " are")
+                 : juce::String (facts.numProcessed) + " of " + countText (numTracks, "track") + " are")
+            + " processed by the " + analysisMethodKey (content.method) + " method. ";
+
+        if (facts.meanRemovedShare < 1.0e-14)
+            return text + "Nothing was removed.";
+
+        text << (facts.numProcessed == 1 ? "" : "In the mean, ") << shareText (facts.meanRemovedShare)
+             << " of a track's energy was removed";
+
+        if (facts.numProcessed > 1)
+            text << ", most from " << most->name << " (" << shareText (most->removedShare) << ")";
+
+        return text + ".";
+    }
+
+    void writeSummary()
+    {
+        const auto header = page.element ("header");
+        page.leaf ("p", "Tessivar report", { { "class", "kicker" } });
+        page.leaf ("h1", content.group.name.isNotEmpty() ? content.group.name : juce::String ("Group"));
+
+        if (content.state != "done")
+            page.leaf ("p",
+                       "The run did not end well: " + content.state + ". See the errors below.",
+                       { { "class", "alarm" } });
+
+        page.leaf ("p", headline(), { { "class", "lead" } });
+        writeDoubts();
+        const auto list = page.element ("dl", { { "class", "facts" } });
+        const auto fact = [this] (const char* name, const juce::String& value)
+        {
+            const auto pair = page.element ("div");
+            page.leaf ("dt", name);
+            page.leaf ("dd", value);
+        };
+        fact ("Tracks", countText (facts.tracks.size(), "track") + ", " + timeText (facts.seconds));
+        fact ("Sample rate", rateName (axis.sampleRate));
+        fact ("Method",
+              capitalised (analysisMethodKey (content.method)) + ", seed " + juce::String (content.seed));
+        fact ("Version", programVersion());
+
+        if (content.origin.isNotEmpty())
+            fact ("From", content.origin);
+    }
+
+    /** Which tracks want an ear, reason by reason. */
+    void writeDoubts()
+    {
+        if (facts.numDoubtful == 0)
+        {
+            page.leaf ("p", "No track asks for an ear.", { { "class", "well" } });
+            return;
+        }
+
+        const auto numTracks = facts.tracks.size();
+        page.leaf ("h2",
+                   static_cast<std::size_t> (facts.numDoubtful) == numTracks && numTracks > 1
+                       ? juce::String ("Every track wants an ear")
+                       : countText (static_cast<std::size_t> (facts.numDoubtful), "track")
+                             + (facts.numDoubtful == 1 ? " wants an ear" : " want an ear"));
+        const auto list = page.element ("ul", { { "class", "doubts" } });
+
+        for (auto index = 0; index <= static_cast<int> (Doubt::shortTrack); ++index)
+        {
+            const auto doubt = static_cast<Doubt> (index);
+            std::vector<std::size_t> those;
+
+            for (std::size_t i = 0; i < numTracks; ++i)
+                if (facts.tracks[i].hasDoubt (doubt))
+                    those.push_back (i);
+
+            if (those.empty())
+                continue;
+
+            const auto item = page.element ("li");
+            page.leaf ("strong", capitalised (doubtBrief (doubt)));
+            page.text (": ");
+
+            if (facts.isCommon (doubt))
+                page.text (those.size() == numTracks ? "all tracks" : "all processed tracks");
+            else
+                for (const auto track : those)
+                {
+                    page.text (track == those.front() ? "" : track == those.back() ? " and " : ", ");
+                    page.leaf ("a", facts.tracks[track].name, { { "href", "#" + anchorOf (track) } });
+                }
+
+            page.text (". ");
+            page.leaf ("span", doubtAdvice (doubt), { { "class", "advice" } });
+        }
+    }
+
+    void writeTable()
+    {
+        const auto section = page.element ("section");
+        page.leaf ("h2", "Tracks");
+        const auto table = page.element ("table", { { "class", "overview" } });
+        page.leaf ("caption",
+                   "Levels are the mean over the track, before and after, and its peaks, in dB below full "
+                   "scale. Removed is "
+                   "the energy of what was taken away, against the source's.");
+        {
+            const auto head = page.element ("thead");
+            const auto row = page.element ("tr");
+
+            for (const auto* title :
+                 { "Track", "Type", "Removed", "Level", "Peak", "Focus", "Hits", "Wants an ear" })
+                page.leaf ("th", title, { { "scope", "col" } });
+        }
+        const auto bodyOfTable = page.element ("tbody");
+
+        for (std::size_t i = 0; i < facts.tracks.size(); ++i)
+            writeTableRow (i);
+    }
+
+    void writeTableRow (std::size_t index)
+    {
+        const auto& track = content.group.tracks[index];
+        const auto& fact = facts.tracks[index];
+        const auto& measured = measurements[index];
+        const auto row = page.element ("tr");
+        {
+            const auto cell = page.element ("th", { { "scope", "row" } });
+            page.leaf ("a", fact.name, { { "href", "#" + anchorOf (index) } });
+        }
+        const auto cell = [this] (const char* title, const juce::String& value, const char* kind = "number") {
+            page.leaf ("td", value, { { "data-title", title }, { "class", kind } });
+        };
+
+        cell ("Type", typeName (track), "word");
+
+        if (fact.isProcessed)
+        {
+            const auto box =
+                page.element ("td", { { "data-title", "Removed" }, { "class", "number share" } });
+            page.text (shareText (fact.removedShare));
+            page.leaf (
+                "span",
+                "",
+                { { "class", "bar" },
+                  { "style", "--part:" + juce::String (juce::jlimit (0.0, 1.0, fact.removedShare), 3) } });
+        }
+        else
+            cell ("Removed", track.excluded ? "excluded" : "unchanged", "number quiet");
+
+        cell ("Level",
+              beforeAndAfter (measured.meanDb (measured.source), measured.meanDb (measured.processed), fact));
+        cell ("Peak",
+              beforeAndAfter (gainToDb (measured.source.peak), gainToDb (measured.processed.peak), fact));
+        cell ("Focus",
+              fact.isProcessed
+                  ? juce::String (juce::roundToInt (track.soundingKnobs().focus / focusMaximum * 100.0f))
+                        + " %"
+                  : juce::String());
+        cell ("Hits", juce::String (measured.hits.size()));
+
+        juce::StringArray doubts;
+
+        for (const auto doubt : fact.doubts)
+            doubts.add (doubtBrief (doubt));
+
+        cell ("Wants an ear", doubts.joinIntoString (", "), doubts.isEmpty() ? "word" : "word doubt");
+    }
+
+    [[nodiscard]] static juce::String beforeAndAfter (double before, double after, const TrackFacts& fact)
+    {
+        const auto arrow = juce::String::charToString (0x2192);
+        return levelText (before)
+               + (fact.isProcessed ? " " + arrow + " " + levelText (after) : juce::String());
+    }
+
+    void writeBleed()
+    {
+        const auto section = page.element ("section");
+        page.leaf ("h2", "Leakage between the microphones");
+        page.leaf ("p",
+                   content.method == AnalysisMethod::refined
+                       ? "This analysis was made before the program kept a map of the leakage. A new "
+                         "analysis makes one."
+                       : "The standard method makes no map of the leakage; the refined one does.",
+                   { { "class", "quiet" } });
+    }
+
+    Outcome writeTrack (std::size_t index, bool withAudio)
+    {
+        const auto& track = content.group.tracks[index];
+        const auto& fact = facts.tracks[index];
+        const auto& measured = measurements[index];
+        const auto article = page.element ("article", { { "id", anchorOf (index) } });
+        {
+            const auto title = page.element ("h3");
+            page.text (fact.name + " ");
+            page.leaf (
+                "span",
+                typeName (track),
+                { { "class", "type" },
+                  { "style", juce::String ("--drum:var(--") + drumTypeKey (track.drumType()) + ")" } });
+        }
+
+        // What all have in common is told above.
+        auto own = fact.doubts;
+        std::erase_if (own, [this] (Doubt doubt) { return facts.isCommon (doubt); });
+
+        if (! own.empty())
+        {
+            const auto list = page.element ("ul", { { "class", "doubts" } });
+
+            for (const auto doubt : own)
+            {
+                const auto item = page.element ("li");
+                page.leaf ("strong", capitalised (doubtBrief (doubt)));
+                page.text (". ");
+                page.leaf ("span", doubtAdvice (doubt), { { "class", "advice" } });
+            }
+        }
+
+        if (! measured.outcome.isOk())
+        {
+            page.leaf ("p", measured.outcome.reason, { { "class", "alarm" } });
+            return Outcome::ok();
+        }
+
+        writeTrackFigure (page, track, fact, measured, axis);
+
+        if (withAudio)
+            if (const auto written =
+                    writePassages (page, track, fact, content.exportOf (index), measured, axis);
+                ! written.isOk())
+                return written;
+
+        writeDetails (track, fact, measured, content.exportOf (index));
+        return Outcome::ok();
+    }
+
+    void writeDetails (const TrackState& track,
+                       const TrackFacts& fact,
+                       const TrackMeasurement& measured,
+                       const TrackExport* written)
+    {
+        const auto list = page.element ("dl", { { "class", "details" } });
+        const auto detail = [this] (const char* name, const juce::String& value)
+        {
+            const auto pair = page.element ("div");
+            page.leaf ("dt", name);
+            page.leaf ("dd", value);
+        };
+        const auto decibels = [&] (double before, double after)
+        { return beforeAndAfter (before, after, fact) + " dBFS"; };
+
+        detail ("Level", decibels (measured.meanDb (measured.source), measured.meanDb (measured.processed)));
+        detail ("Peak", decibels (gainToDb (measured.source.peak), gainToDb (measured.processed.peak)));
+
+        if (fact.isProcessed)
+        {
+            const auto knobs = track.soundingKnobs();
+            detail ("Removed",
+                    shareText (fact.removedShare)
+                        + (fact.removedShare < 1.0e-14
+                               ? juce::String()
+                               : " of the energy (" + levelText (fact.removedDb()) + " dB)"));
+            detail ("Reduction",
+                    juce::String (measured.reduction.whole().meanDb, 1) + " dB in the mean, "
+                        + juce::String (measured.reduction.whole().maximumDb, 1) + " dB at most");
+            detail ("Focus", knobText (knobs.focus, focusMaximum) + suggestionText (track));
+            detail ("Fine", knobText (knobs.fine, fineMaximum));
+            detail ("Setting", track.record.selected() == KnobSetting::a ? "A" : "B");
+        }
+
+        detail ("Hits", hitsText (track, measured));
+
+        if (track.findings.suggestedFocus && fact.isProcessed)
+            detail ("Leakage",
+                    juce::String (certaintyText (track.findings.certainty()))
+                        + (track.findings.confidence
+                               ? " (" + juce::String (juce::roundToInt (100.0 * *track.findings.confidence))
+                                     + " %)"
+                               : juce::String())
+                        + "; " + changeText (track.findings.leakageDb) + " dB against the drum");
+
+        detail ("Clipped samples", juce::String (measured.clippedSamples));
+        detail ("Source", sourceText (track));
+
+        if (written != nullptr)
+            detail ("Written",
+                    written->isWritten()
+                        ? written->file.getFileName()
+                        : "not: " + juce::String::fromUTF8 (written->outcome.reason.c_str()));
+    }
+
+    [[nodiscard]] static juce::String suggestionText (const TrackState& track)
+    {
+        if (! track.findings.suggestedFocus)
+            return {};
+
+        const auto suggested = static_cast<float> (*track.findings.suggestedFocus);
+        return std::abs (suggested - track.soundingKnobs().focus) < 0.005f
+                   ? juce::String (", as suggested")
+                   : ", suggested " + knobText (suggested, focusMaximum);
+    }
+
+    [[nodiscard]] static juce::String hitsText (const TrackState& track, const TrackMeasurement& measured)
+    {
+        const auto own = track.findings.numHits;
+        return juce::String (measured.hits.size()) + " loud ones heard"
+               + (own && track.hasProcessedOutput()
+                      ? "; the method counts " + juce::String (*own) + " of its own drum"
+                      : juce::String());
+    }
+
+    [[nodiscard]] static juce::String sourceText (const TrackState& track)
+    {
+        const auto& source = track.sourceInfo;
+        auto text = juce::String (source.bitsPerSample) + (source.isFloatingPoint ? "-bit float, " : "-bit, ")
+                    + rateName (source.sampleRate);
+
+        if (source.numChannels > 1)
+            text << ", channel " << source.channel + 1 << " of " << source.numChannels;
+
+        return source.file == juce::File() ? text : source.file.getFileName() + ", " + text;
+    }
+
+    void writeMessages()
+    {
+        const auto isEmpty = content.warnings.empty() && content.refused.empty() && content.notes.isEmpty()
+                             && content.hints.isEmpty() && content.errors.isEmpty();
+
+        if (isEmpty)
+            return;
+
+        const auto section = page.element ("section", { { "class", "messages" } });
+        page.leaf ("h2", "Messages of the run");
+        writeLines ("Errors", content.errors);
+        juce::StringArray refused;
+
+        for (const auto& each : content.refused)
+            refused.add (each.reason);
+
+        writeLines ("Refused", refused);
+
+        if (! content.warnings.empty())
+            page.leaf ("h3", "Warnings");
+
+        for (const auto& warning : content.warnings)
+        {
+            page.leaf ("p", "Code " + juce::String (warning.code) + ": " + warning.message);
+            writeLines (nullptr, warning.entries);
+        }
+
+        writeLines ("Hints", content.hints);
+        writeLines ("Notes", content.notes);
+    }
+
+    void writeLines (const char* title, const juce::StringArray& lines)
+    {
+        if (lines.isEmpty())
+            return;
+
+        if (title != nullptr)
+            page.leaf ("h3", title);
+
+        const auto list = page.element ("ul");
+
+        for (const auto& line : lines)
+            page.leaf ("li", line);
+    }
+
+    juce::OutputStream& output;
+    Html page;
+    const ReportContent& content;
+    const ReportFacts& facts;
+    const std::vector<TrackMeasurement>& measurements;
+    const PictureAxis& axis;
+};
+} // namespace
+
+Outcome writePage (juce::OutputStream& output,
+                   const ReportContent& content,
+                   const ReportFacts& facts,
+                   const std::vector<TrackMeasurement>& measurements,
+                   const PictureAxis& axis,
+                   bool withAudio,
+                   const WorkControl& control)
+{
+    return Page (output, content, facts, measurements, axis).write (withAudio, control);
+}
+
+} // namespace tessivar
