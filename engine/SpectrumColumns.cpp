@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -11,21 +10,9 @@ namespace tessivar
 
 namespace
 {
-constexpr double bottomFrequency = 40.0, topFrequency = 20000.0, windowSeconds = 0.04;
-
-double toMel (double frequency)
+std::vector<float> hannWindow (std::size_t length)
 {
-    return 1127.0 * std::log1p (frequency / 700.0);
-}
-
-double fromMel (double mel)
-{
-    return 700.0 * std::expm1 (mel / 1127.0);
-}
-
-std::vector<float> hannWindow (double sampleRate)
-{
-    std::vector<float> window (std::bit_floor (static_cast<std::size_t> (windowSeconds * sampleRate * 1.5)));
+    std::vector<float> window (length);
 
     for (std::size_t i = 0; i < window.size(); ++i)
         window[i] = static_cast<float> (0.5
@@ -38,8 +25,8 @@ std::vector<float> hannWindow (double sampleRate)
 } // namespace
 
 SpectrumColumns::SpectrumColumns (double sampleRate)
-    : topMel (toMel (std::min (topFrequency, sampleRate / 2.0))), window (hannWindow (sampleRate)),
-      fft (window), spectrum (fft.spectrumFloats())
+    : grid (sampleRate), window (hannWindow (grid.windowLength())), fft (window),
+      spectrum (fft.spectrumFloats())
 {
     const auto binWidth = sampleRate / static_cast<double> (fft.length());
     auto energy = 0.0;
@@ -71,12 +58,6 @@ SpectrumColumns::SpectrumColumns (double sampleRate)
             bandWeights.push_back (static_cast<float> (weight / fullScale));
         }
     }
-}
-
-double SpectrumColumns::frequencyOf (double band) const
-{
-    const auto bottomMel = toMel (bottomFrequency);
-    return fromMel (bottomMel + (topMel - bottomMel) * band / static_cast<double> (numBands - 1));
 }
 
 void SpectrumColumns::compute (std::span<const float* const> windows, std::span<float> levels)
