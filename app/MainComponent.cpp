@@ -99,6 +99,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     browserWidth = juce::jlimit (
         smallestBrowser, largestBrowser, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
     player.setVolumeDb (volumeDb);
+    wave.setSpectrumShown (settings.getBoolValue (appSettingsKeys::spectrumShown, false));
 
     for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
                                                                 &deviceStatus,
@@ -137,6 +138,7 @@ MainComponent::~MainComponent()
     LastSession::of (workspace, tracks, wave).save (settings);
     settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
     settings.setValue (appSettingsKeys::browserWidth, browserWidth);
+    settings.setValue (appSettingsKeys::spectrumShown, wave.isSpectrumShown());
 }
 
 void MainComponent::start (const juce::StringArray& paths)
@@ -827,6 +829,7 @@ void MainComponent::showTrack()
     meter.setVisible (track != nullptr);
     dock.setVisible (track != nullptr);
     wave.show (tracks.group(), track);
+    meter.setTake (wave.view.reductionOfTake());
 
     if (track != nullptr)
         dock.setState (dockFor (&track->state(), wave.listening()));

@@ -127,6 +127,7 @@ WaveTrack waveTrackFor (const TrackState& track, const TrackWaveform* waveform, 
     result.colour = drumColour (track.drumType());
     result.sampleRate = track.sampleRate();
     result.lengthInSamples = groupLength;
+    result.contentId = track.contentId;
 
     if (waveform != nullptr)
     {

@@ -340,6 +340,10 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::showOrHideRemoved, "showOrHideRemoved", A::waveform, "Show or hide kept, removed")
             .keys ({ key ('K', shift) }).does ([] (T t) { t.wave.header.showOrHideRemoved(); }),
 
+        Entry (V::showOrHideSpectrum, "showOrHideSpectrum", A::waveform, "Spectrum").keys ({ key ('G') })
+            .onSheet ("Show or hide the spectrum").ticked ([] (T t) { return t.wave.isSpectrumShown(); })
+            .does ([] (T t) { t.wave.setSpectrumShown (! t.wave.isSpectrumShown()); }),
+
         Entry (V::nextArea, "nextArea", A::window, "Next, previous area").keys ({ key (Key::F6Key) })
             .does ([] (T t) { t.window.moveToArea (1); }),
         Entry (V::previousArea, "previousArea", A::window, "Next, previous area")
@@ -391,7 +395,7 @@ const std::vector<MenuLine> menus[] = {
 const std::vector<MenuLine> trackMenu{
     V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType,
     V::copySettings, V::pasteSettings, presets, separator,
-    V::solo, V::mute, V::equalLoudness, separator, V::duplicateTrack, V::exportTrack, V::showSource,
+    V::solo, V::mute, V::equalLoudness, V::showOrHideSpectrum, separator, V::duplicateTrack, V::exportTrack, V::showSource,
     V::locateSource,
     separator, V::removeTrack, separator, V::undo, V::redo };
 

@@ -41,7 +41,7 @@ enum class Verb
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
     loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,
-    follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved,
+    follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved, showOrHideSpectrum,
     zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
     clearSelection, clearMeter, nextArea, previousArea, browserNarrower, browserWider, menuBar,
     openMenu, // of several entries, one for each menu

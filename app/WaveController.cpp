@@ -55,6 +55,7 @@ WaveController::~WaveController()
 void WaveController::wireHeader()
 {
     header.onLayersShown = [this] (bool kept, bool removed) { view.setLayersShown (kept, removed); };
+    header.onSpectrumShown = [this] (bool shouldShow) { setSpectrumShown (shouldShow); };
     header.onZoomSteps = [this] (int steps) { view.zoomHorizontally (steps); };
     header.onZoomToSelection = [this] { view.zoomToSelection(); };
     header.onFit = [this] { view.fit(); };
@@ -82,6 +83,13 @@ void WaveController::wireView()
         exactRequestAt = now();
         onAnimate (0.3);
     };
+    view.onSpectrumNeeded = [this] (std::vector<SpectrumWish> tiles)
+    {
+        if (shown != nullptr)
+            spectra.request (shown->state(), soundingWeights (shown->state()), std::move (tiles));
+    };
+    spectra.onTile = [this] (std::uint32_t contentId, std::shared_ptr<const SpectrumTile> tile)
+    { view.setSpectrumTile (contentId, std::move (tile)); };
     waveforms.onExactEnvelope = [this] (const WaveExactEnvelope& answer) { view.setExactEnvelope (answer); };
     waveforms.onProcessed = [this] (std::uint32_t contentId,
                                     const ChannelWeights& weights,
@@ -226,6 +234,12 @@ void WaveController::select (juce::Range<double> range)
 {
     view.setSelection (WaveRange{ range.getStart(), range.getEnd() });
     setLooping (looping);
+}
+
+void WaveController::setSpectrumShown (bool shouldShow)
+{
+    view.setSpectrumShown (shouldShow);
+    header.setSpectrumShown (shouldShow);
 }
 
 void WaveController::setFollowing (bool shouldFollow)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/Player.h"
+#include "app/SpectrumLibrary.h"
 #include "app/TrackPresenter.h"
 #include "app/WaveformLibrary.h"
 #include "terms/ChannelLayout.h"
@@ -28,6 +29,7 @@ public:
     WaveTrackHeader header;
     TessivarWaveViewer view;
     WaveformLibrary waveforms;
+    SpectrumLibrary spectra;
 
     /** Shows this track, null for none, as its knobs and what is listened to make it. */
     void show (const Group::Ptr& group, const Track::Ptr& track);
@@ -52,6 +54,9 @@ public:
 
     [[nodiscard]] bool isFollowing() const { return following; }
     void setFollowing (bool shouldFollow);
+
+    [[nodiscard]] bool isSpectrumShown() const { return view.isSpectrumShown(); }
+    void setSpectrumShown (bool shouldShow);
 
     /** Called for each frame while something moves, and a few times a second otherwise. */
     void tick (double time, double elapsed);

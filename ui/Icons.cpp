@@ -103,6 +103,10 @@ const Shape& shapeOf (Icon icon)
         { Icon::fit,
           shapeFrom ("M2 5.2 L2 2.4 L5 2.4 M11 2.4 L14 2.4 L14 5.2 M14 10.8 L14 13.6 L11 13.6 M5 13.6 L2 "
                      "13.6 L2 10.8 M5 8 L11 8") },
+        { Icon::spectrum,
+          shapeFrom (
+              "M2.4 13.6 L2.4 9.4 M2.4 6.6 L2.4 5 M6.1 13.6 L6.1 6.6 M6.1 3.8 L6.1 2.4 M9.9 13.6 L9.9 11 "
+              "M9.9 8.2 L9.9 5.6 M13.6 13.6 L13.6 12.2 M13.6 9.4 L13.6 7.8") },
         { Icon::file, shapeFrom ("M4 1.8 L9 1.8 L12.4 5.2 L12.4 14.2 L4 14.2 Z M8.8 2 L8.8 5.4 L12.2 5.4") },
         { Icon::folder, shapeFrom ("M1.8 3.2 L6 3.2 L7.6 5 L14.2 5 L14.2 13 L1.8 13 Z") },
         { Icon::device,

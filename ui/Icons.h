@@ -42,7 +42,8 @@ enum class Icon
     bypass,
     removed,
     fit,
-    zoomToSelection
+    zoomToSelection,
+    spectrum
 };
 
 /** Draws an icon centred in the area, scaled to its shorter side. Lines are 1.5 units wide, at least 1.2 px.

@@ -4,6 +4,7 @@
 #include "ui/Palette.h"
 #include "ui/SpokenValue.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tessivar
@@ -187,8 +188,22 @@ MeterColumn::MeterColumn (const ResourceImages& images) : meter (images)
 
 void MeterColumn::resized()
 {
-    pitch = fittingLedPitch (getHeight() - meterTop);
+    pitch = fittingLedPitch (getHeight() - meterTop - takeHeight);
     meter.layOut ({ 24, meterTop }, pitch);
+}
+
+void MeterColumn::setTake (const ReductionCurve::Stretch& newTake)
+{
+    if (take.numSteps == newTake.numSteps && take.meanDb == newTake.meanDb
+        && take.maximumDb == newTake.maximumDb)
+        return;
+
+    take = newTake;
+    setTooltip (take.numSteps == 0 ? juce::String()
+                                   : "Over the whole take, silence left out, " + juce::String (take.meanDb, 1)
+                                         + " dB are removed on average, " + juce::String (take.maximumDb, 1)
+                                         + " dB at most");
+    repaint();
 }
 
 void MeterColumn::paint (juce::Graphics& g)
@@ -206,6 +221,32 @@ void MeterColumn::paint (juce::Graphics& g)
         const auto centre = firstLed + (figure - 1) * pitch + 3;
         g.drawText (juce::String (figure), 85, centre - 7, 19, 14, juce::Justification::centredLeft, false);
     }
+
+    if (take.numSteps == 0)
+        return;
+
+    // The mean as a full triangle, the maximum as an outline.
+    const auto pointer = [&] (float levelDb)
+    {
+        const auto y = static_cast<float> (firstLed + 3)
+                       + (std::clamp (levelDb, 1.0f, 41.0f) - 1.0f) * static_cast<float> (pitch);
+        juce::Path triangle;
+        triangle.addTriangle (12.0f, y - 4.5f, 20.0f, y, 12.0f, y + 4.5f);
+        return triangle;
+    };
+    g.setColour (palette::ember);
+    g.fillPath (pointer (take.meanDb));
+    g.strokePath (pointer (take.maximumDb), juce::PathStrokeType (1.2f));
+
+    const auto figure = [] (float levelDb) { return juce::String (juce::roundToInt (levelDb)); };
+    g.setColour (palette::textMid);
+    g.drawText ("avg " + figure (take.meanDb) + "  max " + figure (take.maximumDb) + " dB",
+                0,
+                meterTop + meterHeightForPitch (pitch) + 4,
+                getWidth(),
+                14,
+                juce::Justification::centred,
+                false);
 }
 
 } // namespace tessivar

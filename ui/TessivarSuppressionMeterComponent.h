@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/ReductionCurve.h"
 #include "ui/TessivarControls.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
@@ -81,9 +82,10 @@ private:
 };
 
 /** The column right of the waveform: caption, suppression meter and, beside it, the figures of the scale,
-    which the column draws. The meter takes the largest pitch that fits and stays at the top.
+    which the column draws. The meter takes the largest pitch that fits and stays at the top; below it stands
+    what is removed over the whole take, and triangles at its left point at the same levels.
 */
-class MeterColumn : public juce::Component
+class MeterColumn : public juce::Component, public juce::SettableTooltipClient
 {
 public:
     explicit MeterColumn (const ResourceImages& images);
@@ -92,13 +94,17 @@ public:
 
     TessivarSuppressionMeterComponent& getMeter() { return meter; }
 
+    /** What is removed over the take, which may be nothing at all. */
+    void setTake (const ReductionCurve::Stretch& newTake);
+
     void paint (juce::Graphics& g) override;
     void resized() override;
 
 private:
-    static constexpr int meterTop = 26;
+    static constexpr int meterTop = 26, takeHeight = 20;
 
     TessivarSuppressionMeterComponent meter;
+    ReductionCurve::Stretch take;
     int pitch = 8;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (MeterColumn)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace tessivar
 {
@@ -137,6 +138,25 @@ float ChannelEnergyPyramid::keptGain (double frame, const ChannelWeights& weight
     };
     const auto share = static_cast<float> (position - before);
     return gainAt (before) * (1.0f - share) + gainAt (before + 1.0) * share;
+}
+
+ReductionCurve ChannelEnergyPyramid::reduction (const ChannelWeights& weights,
+                                                std::int64_t stepInFrames) const
+{
+    const auto squares = squared (weights);
+    const auto blocksInStep = std::max<std::int64_t> (1, stepInFrames / baseBlock);
+    const auto numBlocks = (readyFrames() + baseBlock - 1) / baseBlock;
+    std::vector<ReductionCurve::Powers> steps (
+        static_cast<std::size_t> ((numBlocks + blocksInStep - 1) / blocksInStep));
+    for (std::int64_t i = 0; i < numBlocks; ++i)
+    {
+        const auto& block = at (0, static_cast<std::size_t> (i));
+        const auto source = powers()[block[channelLayout::source]] / static_cast<float> (blocksInStep);
+        auto& step = steps[static_cast<std::size_t> (i / blocksInStep)];
+        step.source += source;
+        step.processed += source * keptShare (block, squares);
+    }
+    return ReductionCurve (steps);
 }
 
 void ChannelEnergyPyramid::estimate (const EnvelopePyramid& source,

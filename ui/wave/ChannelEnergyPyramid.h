@@ -1,6 +1,7 @@
 #pragma once
 
 #include "terms/ChannelLayout.h"
+#include "terms/ReductionCurve.h"
 #include "ui/wave/EnvelopePyramid.h"
 
 #include <array>
@@ -43,6 +44,10 @@ public:
     /** Linear gain from the source to the processed signal at a frame, estimated for these weights and
         interpolated between block centres; 1 where nothing is known. */
     [[nodiscard]] float keptGain (double frame, const ChannelWeights& weights) const noexcept;
+
+    /** How much these weights remove, in steps of so many frames, a multiple of baseBlock; estimated for what is
+        ready. Under 2 ms for 20 minutes at 48 kHz. */
+    [[nodiscard]] ReductionCurve reduction (const ChannelWeights& weights, std::int64_t stepInFrames) const;
 
     /** Estimates the envelope of the processed signal: source.query() with each stretch scaled by the root of
         the share of power that the weights leave there. Channels count as uncorrelated; weights of 1 give the

@@ -6,18 +6,29 @@
 #include "ui/SpokenValue.h"
 #include "ui/wave/WaveTimeText.h"
 
+#include <algorithm>
+
 namespace tessivar
 {
+
+namespace
+{
+
+constexpr int leastForBoth = 190;      // px; with less room the spectrogram takes the waveform's place
+constexpr float waveformShare = 0.36f; // of the height of both
+
+} // namespace
+
 TessivarWaveViewer::TessivarWaveViewer()
 {
     setOpaque (true);
     setWantsKeyboardFocus (true);
     setMouseClickGrabsKeyboardFocus (false);
-    for (auto* part : std::initializer_list<juce::Component*>{ &plot, &ruler, &overview, &zoomColumn })
+    for (auto* part : std::initializer_list<juce::Component*>{
+             &plot, &spectrum, &strip, &ruler, &overview, &zoomColumn, &marker })
         addAndMakeVisible (part);
-    plot.addAndMakeVisible (marker);
-    plot.addChildComponent (stateBanner);
-    plot.addChildComponent (hint);
+    addChildComponent (stateBanner);
+    addChildComponent (hint);
 
     const auto movePlayhead = [this] (double seconds)
     {
@@ -25,20 +36,27 @@ TessivarWaveViewer::TessivarWaveViewer()
         tellAssistiveTechnology();
         call (onPlayheadMoved, scene.view.playhead());
     };
-    plot.onPlayheadMoved = ruler.onPlayheadMoved = movePlayhead;
-    plot.onSelectionChanged =
-        ruler.onSelectionChanged = [this] (bool isFinished) { selectionMoved (isFinished); };
-    plot.onSelectionMade = [this]
+    const auto moveView = [this] { viewMoved(); };
+    const auto moveSelection = [this] (bool isFinished) { selectionMoved (isFinished); };
+    ruler.onPlayheadMoved = movePlayhead;
+    ruler.onSelectionChanged = moveSelection;
+    ruler.onViewChanged = overview.onViewChanged = moveView;
+    for (auto* lane : lanes)
     {
-        if (const auto selection = scene.view.selection())
-            call (onSelectionMade, selection->start);
-    };
-    plot.onViewChanged = ruler.onViewChanged = overview.onViewChanged = [this] { viewMoved(); };
-    plot.onPixelScaleFound = [this] (double scale)
-    {
-        pixelScale = scale;
-        triggerAsyncUpdate();
-    };
+        lane->onPlayheadMoved = movePlayhead;
+        lane->onSelectionChanged = moveSelection;
+        lane->onViewChanged = moveView;
+        lane->onSelectionMade = [this]
+        {
+            if (const auto selection = scene.view.selection())
+                call (onSelectionMade, selection->start);
+        };
+        lane->onPixelScaleFound = [this] (double scale)
+        {
+            pixelScale = scale;
+            triggerAsyncUpdate();
+        };
+    }
     zoomColumn.onZoomSteps = [this] (int steps) { zoomVertically (steps); };
     hint.onButtonClick = [this] { call (onHintButton); };
     clearTrack();
@@ -57,8 +75,13 @@ void TessivarWaveViewer::setTrack (WaveTrack track)
     setTitle (track.name.isEmpty() ? juce::String ("Waveform") : "Waveform of " + track.name);
     scene.view.setTrack (length, track.sampleRate);
     marker.setVisible (track.source != nullptr);
+    scene.spectrum.setTrack (track.contentId,
+                             track.sampleRate,
+                             track.source != nullptr ? track.lengthInSamples : 0,
+                             track.energies != nullptr);
     scene.content.setTrack (std::move (track));
-    scene.hitsAreKnown = false;
+    scene.forgetFindings();
+    placeLanes();
     contentChanged();
     viewMoved();
 }
@@ -86,7 +109,8 @@ void TessivarWaveViewer::setWeights (const ChannelWeights& weights, bool shouldF
     if (shouldFade)
         plot.beginFade();
     scene.content.setWeights (weights);
-    scene.hitsAreKnown = false;
+    scene.spectrum.setWeights (weights);
+    scene.forgetFindings();
     contentChanged();
 }
 
@@ -113,16 +137,47 @@ void TessivarWaveViewer::setExactEnvelope (const WaveExactEnvelope& answer)
     plot.repaint();
 }
 
+void TessivarWaveViewer::envelopesGrew()
+{
+    scene.forgetFindings();
+    contentChanged();
+}
+
+void TessivarWaveViewer::setSpectrumShown (bool shouldShow)
+{
+    if (std::exchange (scene.showsSpectrum, shouldShow) == shouldShow)
+        return;
+    placeLanes();
+    triggerAsyncUpdate();
+}
+
+void TessivarWaveViewer::setSpectrumTile (std::uint32_t contentId, std::shared_ptr<const SpectrumTile> tile)
+{
+    if (! scene.spectrum.take (contentId, std::move (tile)))
+        return;
+    spectrum.repaint();
+    spectrum.updateReadout();
+}
+
 void TessivarWaveViewer::setHint (const juce::String& text, const juce::String& buttonText)
 {
     hint.show (WaveBanner::Kind::hint, Icon::none, text, buttonText);
     placeBanners();
 }
 
+void TessivarWaveViewer::repaintLanes()
+{
+    for (auto* lane : lanes)
+    {
+        lane->repaint();
+        lane->updateReadout();
+    }
+}
+
 void TessivarWaveViewer::contentChanged()
 {
     ++scene.version;
-    plot.repaint();
+    repaintLanes();
     overview.repaint();
     triggerAsyncUpdate();
 }
@@ -131,7 +186,7 @@ void TessivarWaveViewer::viewMoved()
 {
     placePlayhead();
     showZoomOnSliders();
-    plot.repaint();
+    repaintLanes();
     ruler.repaint();
     overview.repaint();
     triggerAsyncUpdate();
@@ -139,12 +194,14 @@ void TessivarWaveViewer::viewMoved()
 
 void TessivarWaveViewer::handleAsyncUpdate()
 {
-    if (onExactEnvelopeNeeded == nullptr)
-        return;
     const auto columns = juce::roundToInt (scene.view.plotWidth() * pixelScale);
-    if (const auto request = scene.content.requestFor (
-            scene.firstColumn (pixelScale), scene.samplesPerColumn (pixelScale), columns))
-        onExactEnvelopeNeeded (*request);
+    const auto first = scene.firstColumn (pixelScale);
+    const auto perColumn = scene.samplesPerColumn (pixelScale);
+    if (onExactEnvelopeNeeded != nullptr)
+        if (const auto request = scene.content.requestFor (first, perColumn, columns))
+            onExactEnvelopeNeeded (*request);
+    if (onSpectrumNeeded != nullptr && scene.showsSpectrum)
+        onSpectrumNeeded (scene.spectrum.wishesFor (first, perColumn, static_cast<std::size_t> (columns)));
 }
 
 void TessivarWaveViewer::setPlayhead (double seconds, bool isPlaying)
@@ -163,7 +220,8 @@ void TessivarWaveViewer::placePlayhead()
     {
         for (const auto place : { playheadX, x })
         {
-            plot.repaintPlayhead (place);
+            for (auto* lane : lanes)
+                lane->repaintPlayhead (place);
             ruler.repaintPlayhead (place);
         }
         playheadX = x;
@@ -174,7 +232,9 @@ void TessivarWaveViewer::placePlayhead()
         overview.repaintPlayhead (overviewX);
         overviewPlayheadX = overviewX;
     }
-    marker.setBounds (x - 1, 0, 2, plot.getHeight());
+    const auto area = laneArea();
+    marker.setBounds (
+        area.getIntersection (juce::Rectangle<int> (area.getX() + x - 1, area.getY(), 2, area.getHeight())));
 }
 
 void TessivarWaveViewer::setLooping (bool isLooping)
@@ -182,7 +242,7 @@ void TessivarWaveViewer::setLooping (bool isLooping)
     if (scene.isLooping == isLooping)
         return;
     scene.isLooping = isLooping;
-    plot.repaint();
+    repaintLanes();
     ruler.repaint();
 }
 
@@ -192,13 +252,13 @@ void TessivarWaveViewer::setSelection (std::optional<WaveRange> selection)
         scene.view.select (selection->start, selection->end);
     else
         scene.view.clearSelection();
-    plot.repaint();
+    repaintLanes();
     ruler.repaint();
 }
 
 void TessivarWaveViewer::selectionMoved (bool isFinished)
 {
-    plot.repaint();
+    repaintLanes();
     ruler.repaint();
     if (isFinished)
         tellAssistiveTechnology();
@@ -331,18 +391,45 @@ void TessivarWaveViewer::resized()
     area.removeFromRight (1);
     ruler.setBounds (area.removeFromTop (rulerHeight));
     overview.setBounds (area.removeFromBottom (overviewHeight));
-    area.removeFromBottom (1);
-    plot.setBounds (area);
-    scene.view.setPlotWidth (plot.getWidth());
+    scene.view.setPlotWidth (area.getWidth());
+    placeLanes();
+    triggerAsyncUpdate();
+}
+
+juce::Rectangle<int> TessivarWaveViewer::laneArea() const
+{
+    return juce::Rectangle<int>::leftTopRightBottom (
+        ruler.getX(), ruler.getBottom(), ruler.getRight(), std::max (ruler.getBottom(), overview.getY() - 1));
+}
+
+void TessivarWaveViewer::placeLanes()
+{
+    auto area = laneArea();
+    strip.setVisible (scene.content.isAnalysed());
+    if (strip.isVisible())
+    {
+        strip.setBounds (area.removeFromBottom (stripHeight));
+        area.removeFromBottom (1);
+    }
+    spectrum.setVisible (scene.showsSpectrum);
+    plot.setVisible (! scene.showsSpectrum || area.getHeight() >= leastForBoth);
+    if (spectrum.isVisible() && plot.isVisible())
+    {
+        plot.setBounds (
+            area.removeFromTop (juce::roundToInt (waveformShare * static_cast<float> (area.getHeight()))));
+        area.removeFromTop (1);
+    }
+    (spectrum.isVisible() ? static_cast<juce::Component&> (spectrum) : plot).setBounds (area);
     placePlayhead();
     placeBanners();
-    triggerAsyncUpdate();
 }
 
 void TessivarWaveViewer::placeBanners()
 {
-    const auto area = plot.getLocalBounds();
-    stateBanner.setBounds (stateBanner.idealSize().withCentre (area.getCentre()).withY (10));
+    auto area = laneArea();
+    stateBanner.setBounds (stateBanner.idealSize().withCentre (area.getCentre()).withY (area.getY() + 10));
+    if (strip.isVisible())
+        area.removeFromBottom (stripHeight);
     const auto hintSize = hint.idealSize();
     hint.setBounds (
         hintSize.withCentre (area.getCentre()).withY (area.getBottom() - 18 - hintSize.getHeight()));

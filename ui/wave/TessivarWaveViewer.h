@@ -1,6 +1,8 @@
 #pragma once
 
 #include "terms/ChannelLayout.h"
+#include "ui/wave/ReductionStrip.h"
+#include "ui/wave/SpectrumPlot.h"
 #include "ui/wave/WaveBanner.h"
 #include "ui/wave/WaveButtons.h"
 #include "ui/wave/WaveOverview.h"
@@ -8,6 +10,11 @@
 #include "ui/wave/WaveRuler.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <vector>
 
 namespace tessivar
 {
@@ -27,7 +34,7 @@ private:
 };
 
 /** The waveform of one track with ruler, overview and vertical zoom: what is kept in front of what is
-    removed.
+    removed, below it, if wanted, the spectrogram, and a strip that tells how much is removed when.
 
     Knows tracks only as envelopes. The owner supplies a track, its look and the weights of the sounding
     setting, moves the playhead at most once per frame, and answers requests for exact columns from a thread
@@ -42,6 +49,7 @@ public:
     static constexpr int rulerHeight = 27; // with the seam below it
     static constexpr int overviewHeight = 46;
     static constexpr int zoomColumnWidth = 26;
+    static constexpr int stripHeight = 36;
 
     TessivarWaveViewer();
     ~TessivarWaveViewer() override;
@@ -57,6 +65,9 @@ public:
         wide view asks for minutes of processed signal; an owner that renders whole tracks anyway can supply
         the pyramid by setProcessedEnvelope() and isn't asked again. */
     std::function<void (const WaveEnvelopeRequest&)> onExactEnvelopeNeeded;
+    /** Asks for tiles of the spectrogram, the most urgent one first; the newest list takes the place of any
+        before. */
+    std::function<void (std::vector<SpectrumWish>)> onSpectrumNeeded;
     std::function<void()> onHintButton;
 
     // What is shown.
@@ -78,9 +89,15 @@ public:
     /** See WaveContent::setProcessed. */
     void setProcessedEnvelope (std::shared_ptr<const EnvelopePyramid> processed);
     /** Blocks were added to the pyramids of the track. */
-    void envelopesGrew() { contentChanged(); }
+    void envelopesGrew();
     /** Takes an answer, whole or partial; one to an older request is ignored. */
     void setExactEnvelope (const WaveExactEnvelope& answer);
+    void setSpectrumShown (bool shouldShow);
+    [[nodiscard]] bool isSpectrumShown() const noexcept { return scene.showsSpectrum; }
+    /** Takes a tile of this track or of another one. */
+    void setSpectrumTile (std::uint32_t contentId, std::shared_ptr<const SpectrumTile> tile);
+    /** How much is removed over the take. */
+    [[nodiscard]] ReductionCurve::Stretch reductionOfTake() { return scene.reduction().whole(); }
     /** Shows a line with a button near the lower edge; an empty text removes it. */
     void setHint (const juce::String& text, const juce::String& buttonText);
 
@@ -133,11 +150,14 @@ private:
     void sliderValueChanged (juce::Slider* slider) override;
     void handleAsyncUpdate() override;
 
+    void repaintLanes();
     void contentChanged();
     void viewMoved();
     void selectionMoved (bool isFinished);
     void placePlayhead();
+    void placeLanes();
     void placeBanners();
+    [[nodiscard]] juce::Rectangle<int> laneArea() const;
     void listenTo (juce::Component::SafePointer<juce::Slider>& held,
                    juce::Slider* slider,
                    const juce::String& title);
@@ -150,6 +170,9 @@ private:
     int overviewPlayheadX = 0; // in the overview
 
     WavePlot plot{ scene };
+    SpectrumPlot spectrum{ scene };
+    ReductionStrip strip{ scene };
+    const std::array<WaveLane*, 3> lanes{ &plot, &spectrum, &strip };
     WaveRuler ruler{ scene };
     WaveOverview overview{ scene };
     WaveZoomColumn zoomColumn;

@@ -26,12 +26,15 @@ WaveIconButton::WaveIconButton (const juce::String& name,
 
 void WaveIconButton::paintButton (juce::Graphics& g, bool isOver, bool isDown)
 {
-    if (isOver || isDown)
+    if (isOver || isDown || getToggleState())
     {
-        g.setColour (isDown ? palette::selected : palette::hover);
+        g.setColour (isDown || getToggleState() ? palette::selected : palette::hover);
         g.fillRoundedRectangle (getLocalBounds().toFloat().reduced (1.0f), 6.0f);
     }
-    const auto colour = ! isEnabled() ? palette::textDisabled : isOver ? palette::textHigh : rest;
+    const auto colour = ! isEnabled()      ? palette::textDisabled
+                        : getToggleState() ? palette::ice
+                        : isOver           ? palette::textHigh
+                                           : rest;
     drawIcon (g, icon, getLocalBounds().toFloat().withSizeKeepingCentre (size, size), colour);
 }
 

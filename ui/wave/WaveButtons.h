@@ -8,7 +8,8 @@
 namespace tessivar
 {
 
-/** A frameless glyph that lights up under the mouse: the zoom buttons around the waveform. */
+/** A frameless glyph that lights up under the mouse, and in ice while it is switched on: the buttons around
+    the waveform. */
 class WaveIconButton : public juce::Button
 {
 public:

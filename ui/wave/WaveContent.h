@@ -20,6 +20,7 @@ struct WaveTrack
     std::int64_t lengthInSamples = 0; // of the time axis; the track itself may be shorter
     std::shared_ptr<const EnvelopePyramid> source;
     std::shared_ptr<const ChannelEnergyPyramid> energies; // null: not analysed
+    std::uint32_t contentId = 0;                          // another one for other samples
 };
 
 /** How the layers are coloured, depending on the track and on what is heard. */

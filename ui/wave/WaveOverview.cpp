@@ -75,7 +75,7 @@ void WaveOverview::drawImages (const ImageKey& key, float scale)
         scene.content.read (0, samplesPerColumn, source, processed);
 
     const auto colours = WaveLayerColours::forLook (scene.look, scene.content.track().colour);
-    const auto hasTwoLayers = scene.content.isAnalysed() && ! colours.processed.isTransparent();
+    const auto hasTwoLayers = scene.hasTwoLayers();
     const auto centre = static_cast<float> (height) / 2.0f;
     // It fills the strip, however softly its microphone was recorded.
     auto loudest = quietestPeak;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ui/wave/WaveGestures.h"
-#include "ui/wave/WavePlot.h"
+#include "ui/wave/WaveScene.h"
 
 namespace tessivar
 {

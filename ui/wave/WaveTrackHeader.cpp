@@ -20,11 +20,14 @@ constexpr int overlap = 10; // px
 WaveTrackHeader::WaveTrackHeader()
 {
     setOpaque (true);
-    for (auto* button :
-         std::initializer_list<juce::Button*>{ &kept, &removed, &smaller, &larger, &zoomToSelection, &fit })
+    for (auto* button : std::initializer_list<juce::Button*>{
+             &kept, &removed, &spectrum, &smaller, &larger, &zoomToSelection, &fit })
         addAndMakeVisible (button);
     kept.onClick =
         removed.onClick = [this] { call (onLayersShown, kept.getToggleState(), removed.getToggleState()); };
+    spectrum.setTooltip ("Show or hide the spectrum [G]");
+    spectrum.setToggleable (true);
+    spectrum.onClick = [this] { call (onSpectrumShown, ! spectrum.getToggleState()); };
     smaller.onClick = [this] { call (onZoomSteps, -1); };
     larger.onClick = [this] { call (onZoomSteps, 1); };
     zoomToSelection.onClick = [this] { call (onZoomToSelection); };
@@ -69,7 +72,9 @@ void WaveTrackHeader::resized()
         slider->setBounds (sliderBounds);
     smaller.setBounds (area.withWidth (28).withX (sliderBounds.getX() + overlap - 28));
     dividerX = smaller.getX() - 5;
-    area.setRight (dividerX - 20);
+    area.setRight (dividerX - 6);
+    spectrum.setBounds (area.removeFromRight (28));
+    area.removeFromRight (14);
     if (kept.isVisible())
     {
         removed.setBounds (area.removeFromRight (removed.idealWidth()));

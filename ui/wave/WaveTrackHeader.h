@@ -29,6 +29,7 @@ public:
     WaveTrackHeader();
 
     std::function<void (bool kept, bool removed)> onLayersShown;
+    std::function<void (bool shouldShow)> onSpectrumShown;
     std::function<void (int steps)> onZoomSteps;
     std::function<void()> onZoomToSelection;
     std::function<void()> onFit;
@@ -39,6 +40,7 @@ public:
     void setSlider (juce::Slider* newSlider);
     void showOrHideKept() { showOrHide (kept); }
     void showOrHideRemoved() { showOrHide (removed); }
+    void setSpectrumShown (bool isShown) { spectrum.setToggleState (isShown, juce::dontSendNotification); }
     void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
 
     void paint (juce::Graphics& g) override;
@@ -54,6 +56,7 @@ private:
     Content content;
     WaveLegendButton kept{ "Kept" };
     WaveLegendButton removed{ "Removed" };
+    WaveIconButton spectrum{ "Spectrum", Icon::spectrum, 16.0f, palette::textMid };
     WaveIconButton smaller{ "Zoom out", Icon::minus, 11.0f, palette::outline };
     WaveIconButton larger{ "Zoom in", Icon::plus, 11.0f, palette::outline };
     WaveIconButton zoomToSelection{ "Zoom to selection", Icon::zoomToSelection, 16.0f, palette::textMid };
