@@ -153,6 +153,7 @@ bool GroupRun::applyChoices()
         {
             if (track.drumType() != *type)
                 track.record.setDrumType (*type);
+            track.typeUnknown = false;
             reported.typeOrigin = TypeOrigin::given;
         }
     }

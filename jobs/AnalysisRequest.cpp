@@ -28,12 +28,13 @@ Outcome requestAnalysis (const Group::Ptr& group,
                          TessivarWorkspace& workspace,
                          ImportWarnings& pending,
                          UserPrompts& prompts,
-                         const AnalysisRunner& run)
+                         const AnalysisRunner& run,
+                         QuickTips tips)
 {
     if (group == nullptr)
         return Outcome::refused ("There is no Group to analyze.");
 
-    if (! passQuickTips (workspace.settings(), prompts))
+    if (tips == QuickTips::once && ! passQuickTips (workspace.settings(), prompts))
         return Outcome::stopped();
 
     const auto contents = group->contents();

@@ -78,9 +78,10 @@ public:
     BatchReading (const std::vector<juce::File>& filesToRead,
                   double sampleRate,
                   TemporaryStore& storeToUse,
-                  const WorkControl& workControl)
+                  const WorkControl& workControl,
+                  const FileWatch& fileWatch)
         : files (filesToRead), groupRate (sampleRate), store (storeToUse), control (workControl),
-          results (files.size()), fractions (files.size()), end (files.size())
+          onFile (fileWatch), results (files.size()), fractions (files.size()), end (files.size())
     {
         for (const auto& file : files)
             weights.push_back (static_cast<double> (std::max<juce::int64> (1, file.getSize())));
@@ -123,7 +124,7 @@ public:
             {
             }
 
-        progress (index, 1.0);
+        progress (index, 1.0, isRefused (result.intake));
     }
 
     /** The results in the order of the files. */
@@ -167,18 +168,27 @@ private:
         return intake.outcome.wasStopped() || intake.outcome.end == Outcome::End::noRoom;
     }
 
-    void progress (std::size_t index, double fraction)
+    static bool isRefused (const Intake& intake)
+    {
+        return intake.outcome.end == Outcome::End::refused || intake.outcome.end == Outcome::End::failed;
+    }
+
+    void progress (std::size_t index, double fraction, bool isRefusedNow = false)
     {
         const std::lock_guard lock (progressLock);
         fractions[index] = fraction;
         const auto done = std::inner_product (weights.begin(), weights.end(), fractions.begin(), 0.0);
         control.progress (done / std::accumulate (weights.begin(), weights.end(), 0.0));
+
+        if (onFile)
+            onFile (index, fraction, isRefusedNow);
     }
 
     const std::vector<juce::File>& files;
     const double groupRate;
     TemporaryStore& store;
     const WorkControl& control;
+    const FileWatch& onFile;
 
     std::size_t firstOfRate = 0; // decides on the rate where the Group has none
     double rateOfHeaders = 0.0;
@@ -229,9 +239,10 @@ std::vector<Intake> importFiles (const std::vector<juce::File>& files,
                                  ImportWarnings& warnings,
                                  TemporaryStore& store,
                                  int numThreads,
-                                 const WorkControl& control)
+                                 const WorkControl& control,
+                                 const FileWatch& onFile)
 {
-    BatchReading batch (files, groupSampleRate, store, control);
+    BatchReading batch (files, groupSampleRate, store, control, onFile);
     WorkerPool pool (std::min (numThreads, static_cast<int> (files.size())));
     pool.forEach (files.size(), [&] (std::size_t index, int) { batch.read (index); });
     return batch.take (warnings);
@@ -242,10 +253,11 @@ ImportedTracks importTracks (const std::vector<juce::File>& files,
                              ImportWarnings& warnings,
                              TemporaryStore& store,
                              int numThreads,
-                             const WorkControl& control)
+                             const WorkControl& control,
+                             const FileWatch& onFile)
 {
     ImportedTracks result;
-    auto intakes = importFiles (files, group.sampleRate(), warnings, store, numThreads, control);
+    auto intakes = importFiles (files, group.sampleRate(), warnings, store, numThreads, control, onFile);
 
     for (std::size_t i = 0; i < intakes.size(); ++i)
     {

@@ -7,6 +7,8 @@
 
 #include <juce_core/juce_core.h>
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -25,6 +27,11 @@ namespace tessivar
                                  TemporaryStore* store,
                                  const WorkControl& control = {});
 
+/** Told how far each file of a batch has been read, 0 to 1, and in the end whether it was refused: on one
+    thread at a time, which may be any.
+*/
+using FileWatch = std::function<void (std::size_t index, double fraction, bool isRefused)>;
+
 /** Reads several files as importFile() does, up to numThreads of them at the same time. What comes back, the
     warnings and their order are as if the files had been read one by one: the list ends with the first file
     that was stopped or found no room. With a groupSampleRate of 0 the first accepted file decides on it.
@@ -35,7 +42,8 @@ namespace tessivar
                                                ImportWarnings& warnings,
                                                TemporaryStore& store,
                                                int numThreads,
-                                               const WorkControl& control = {});
+                                               const WorkControl& control = {},
+                                               const FileWatch& onFile = {});
 
 /** A file that did not become a track. */
 struct ImportRefusal
@@ -63,6 +71,7 @@ struct ImportedTracks
                                            ImportWarnings& warnings,
                                            TemporaryStore& store,
                                            int numThreads,
-                                           const WorkControl& control = {});
+                                           const WorkControl& control = {},
+                                           const FileWatch& onFile = {});
 
 } // namespace tessivar

@@ -26,13 +26,11 @@ ImportRefusal rejectionOf (const juce::File& file, const juce::String& reason)
 }
 
 /** Rejects what else is in a folder of audio files, hidden files aside. */
-void rejectOthers (const juce::File& folder,
-                   const std::vector<juce::File>& audioFiles,
-                   std::vector<ImportRefusal>& rejected)
+void rejectOthers (const juce::File& folder, std::vector<ImportRefusal>& rejected)
 {
     for (const auto& file :
          folder.findChildFiles (juce::File::findFiles | juce::File::ignoreHiddenFiles, false))
-        if (std::find (audioFiles.begin(), audioFiles.end(), file) == audioFiles.end())
+        if (! file.hasFileExtension (audioExtensions))
             rejected.push_back (rejectionOf (
                 file, "of a folder only audio files are taken (wav, aiff, aif, caf, flac, ogg)"));
 }
@@ -78,7 +76,7 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
                 continue;
             }
 
-            rejectOthers (file, group.files, sorted.rejected);
+            rejectOthers (file, sorted.rejected);
             folders.push_back (std::move (group));
         }
         else if (file.hasFileExtension (groupFileExtension))
@@ -106,6 +104,40 @@ SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders)
         sorted.newGroups.push_back (std::move (group));
 
     return sorted;
+}
+
+juce::String describeInputs (const std::vector<juce::File>& filesAndFolders)
+{
+    const auto sorted = sortInputs (filesAndFolders);
+    std::size_t numFiles = 0, numFolders = sorted.newGroups.size(), numLoose = 0;
+
+    for (const auto& group : sorted.newGroups)
+        numFiles += group.files.size();
+
+    // Loose files come first.
+    if (numFolders > 0
+        && std::find (filesAndFolders.begin(), filesAndFolders.end(), sorted.newGroups.front().files.front())
+               != filesAndFolders.end())
+    {
+        numLoose = sorted.newGroups.front().files.size();
+        --numFolders;
+    }
+
+    const auto counted = [] (std::size_t count, const juce::String& what)
+    { return juce::String (count) + " " + what + (count == 1 ? "" : "s"); };
+    juce::StringArray parts;
+
+    if (numFiles > 0)
+        parts.add (counted (numFiles, "audio file")
+                   + (numFolders == 0 ? juce::String()
+                      : numLoose > 0  ? ", " + juce::String (numFiles - numLoose) + " of them in "
+                                           + counted (numFolders, "folder")
+                                     : " in " + counted (numFolders, "folder")));
+
+    if (! sorted.groupFiles.empty())
+        parts.add (counted (sorted.groupFiles.size(), "group file"));
+
+    return parts.isEmpty() ? juce::String ("No audio") : parts.joinIntoString (", ");
 }
 
 } // namespace tessivar

@@ -34,4 +34,7 @@ struct SortedInputs
 
 [[nodiscard]] SortedInputs sortInputs (const std::vector<juce::File>& filesAndFolders);
 
+/** What files and folders hold, before they are let go: "12 audio files in 2 folders, 1 group file". */
+[[nodiscard]] juce::String describeInputs (const std::vector<juce::File>& filesAndFolders);
+
 } // namespace tessivar

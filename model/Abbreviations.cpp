@@ -9,6 +9,7 @@ void AbbreviationTable::registerList (const juce::String& list, DrumType type, L
 {
     juce::StringArray pieces;
     pieces.addTokens (list, ",;", "\"'");
+    const juce::ScopedLock guard (tableLock);
 
     for (const auto& piece : pieces)
         if (abbreviations.emplace (piece.trim(), type).second)
@@ -54,6 +55,7 @@ TrackClassification AbbreviationTable::classify (const juce::String& path) const
     const auto separator =
         juce::jmax (path.lastIndexOfChar ('/'), path.lastIndexOfChar (juce::File::getSeparatorChar()));
     const auto fileName = path.substring (separator + 1);
+    const juce::ScopedLock guard (tableLock);
 
     for (const auto& [abbreviation, type] : abbreviations)
         if (fileName.containsIgnoreCase (abbreviation))
@@ -131,6 +133,26 @@ bool saveAbbreviations (SettingsStore* settings)
 TrackClassification classifyTrackFile (const juce::String& path)
 {
     return processAbbreviations().classify (path);
+}
+
+juce::String stemOfName (const juce::String& name)
+{
+    static const juce::StringArray ofRecorders{ "audio", "ch",   "channel", "in",  "input",   "line",
+                                                "mic",   "take", "track",   "trk", "untitled" };
+    const auto text = name.toLowerCase();
+    auto start = text.getCharPointer();
+
+    // A number in front is the recorder's: "03 SD Top", "1_SD".
+    while (! start.isEmpty() && ! start.isLetter())
+        ++start;
+
+    auto end = start;
+
+    while (end.isLetter())
+        ++end;
+
+    const juce::String stem (start, end);
+    return ofRecorders.contains (stem) ? juce::String() : stem;
 }
 
 std::map<DrumType, juce::String> abbreviationLists()

@@ -32,7 +32,8 @@ struct TrackClassification
     piece already in the table keeps its type. A stray separator makes an empty piece, which occurs in every
     name. Entries stay in the table even when their list is replaced.
 
-    Not thread-safe.
+    Files are read, and so classified, while the user may edit the lists: classify() may be called on any
+    thread, the others on the message thread.
 */
 class AbbreviationTable
 {
@@ -71,6 +72,14 @@ public:
 
 private:
     std::map<DrumType, juce::String> lists;
+    /** Guards abbreviations and sources against classify(); a copy of the table has its own. */
+    struct TableLock : juce::CriticalSection
+    {
+        TableLock() = default;
+        TableLock (const TableLock&) : CriticalSection() {}
+    };
+
+    mutable TableLock tableLock;
     Table abbreviations;
     std::map<juce::String, ListSource> sources; // of the abbreviations
 };
@@ -88,6 +97,11 @@ void setDefaultAbbreviations();
 void loadAbbreviationsAtStart (const juce::PropertySet& settings);
 bool saveAbbreviations (SettingsStore* settings);
 TrackClassification classifyTrackFile (const juce::String& path);
+
+/** What names that tell no drum type have in common when they differ in the microphone or a number alone: "sd"
+    of "SD Top" and "SD Bot 2". Empty for a word that recorders give every file, such as "Audio 1".
+*/
+[[nodiscard]] juce::String stemOfName (const juce::String& name);
 
 /** The raw list texts, by type. */
 std::map<DrumType, juce::String> abbreviationLists();

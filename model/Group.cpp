@@ -137,6 +137,7 @@ void Group::apply (const Editable& wanted)
             continue;
 
         data.name = entry.name;
+        data.typeUnknown = entry.typeUnknown;
         data.excluded = entry.excluded;
         data.sourceInfo.file = entry.sourceFile;
 
@@ -326,6 +327,7 @@ void Group::setDrumType (const std::vector<std::uint32_t>& trackIds,
                         entry.take (*forUntouched);
 
                     entry.drumType = type;
+                    entry.typeUnknown = false;
                 });
 }
 

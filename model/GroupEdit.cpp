@@ -24,10 +24,10 @@ bool haveSameTracks (const std::vector<EditableTrack>& left, const std::vector<E
 } // namespace
 
 EditableTrack::EditableTrack (const Track::Ptr& trackToRead, const TrackState& state)
-    : track (trackToRead), name (state.name), drumType (state.drumType()), excluded (state.excluded),
-      a (state.record.knobs (KnobSetting::a)), b (state.record.knobs (KnobSetting::b)),
-      knobsTouched (state.knobsTouched), selected (state.record.selected()),
-      sourceFile (state.sourceInfo.file)
+    : track (trackToRead), name (state.name), drumType (state.drumType()), typeUnknown (state.typeUnknown),
+      excluded (state.excluded), a (state.record.knobs (KnobSetting::a)),
+      b (state.record.knobs (KnobSetting::b)), knobsTouched (state.knobsTouched),
+      selected (state.record.selected()), sourceFile (state.sourceInfo.file)
 {
 }
 

@@ -18,6 +18,7 @@ struct EditableTrack
     Track::Ptr track; // keeps a removed track for undo
     juce::String name;
     DrumType drumType = DrumType::other;
+    bool typeUnknown = false;
     bool excluded = false;
     KnobValues a, b;
     bool knobsTouched = false;

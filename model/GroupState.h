@@ -56,6 +56,7 @@ struct TrackState
     juce::String name;
     bool excluded = false;
     bool knobsTouched = false; // by the user: from then on no analysis moves them
+    bool typeUnknown = false;  // Other for want of anything better: neither the name nor the user told
 
     SourceInfo sourceInfo;
     std::shared_ptr<TrackSamples> source;   // one channel; null until it is read in, or when it is lost

@@ -135,6 +135,14 @@ void ImportWarnings::clear()
     lists = {};
 }
 
+void ImportWarnings::clear (int code)
+{
+    const juce::ScopedLock lock (entriesLock);
+
+    if (isKnownCode (code))
+        lists[static_cast<std::size_t> (code)] = {};
+}
+
 juce::String warningMessage (int code)
 {
     // Missing and unreadable files each have two lists with the same words and separate dialogs, on purpose.

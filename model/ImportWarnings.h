@@ -73,8 +73,9 @@ public:
     void setSilenced (int code, bool shouldBeSilenced);
     [[nodiscard]] bool isSilenced (int code) const;
 
-    /** Empties all lists without showing them. */
+    /** Empties all lists, or that of one code, without showing them. */
     void clear();
+    void clear (int code);
 
 private:
     struct List

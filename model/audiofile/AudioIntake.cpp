@@ -58,7 +58,8 @@ refused (Intake intake, ImportWarnings& warnings, const juce::File& file, int co
     return intake;
 }
 
-std::vector<IntakeTrack> tracksOf (const juce::File& file, const AudioFileReader& reader, DrumType type)
+std::vector<IntakeTrack>
+tracksOf (const juce::File& file, const AudioFileReader& reader, const TrackClassification& guess)
 {
     const auto name = readablePath (file.getFileNameWithoutExtension());
     const auto numChannels = static_cast<int> (reader.numChannels);
@@ -77,7 +78,8 @@ std::vector<IntakeTrack> tracksOf (const juce::File& file, const AudioFileReader
                              .metadata = reader.metadataValues,
                              .chunks = nullptr };
         state.record.setLengthInSamples (reader.lengthInSamples);
-        state.record.setDrumType (type);
+        state.record.setDrumType (guess.drumType);
+        state.typeUnknown = ! guess.matched;
         state.record.setKnobs (KnobSetting::a, startKnobsA);
         state.record.setKnobs (KnobSetting::b, startKnobsB);
         tracks.push_back ({ .state = std::move (state) });
@@ -231,7 +233,7 @@ Intake intakeFile (const juce::File& file,
 
     intake.formatName = reader->getFormatName();
     intake.guess = classifyTrackFile (file.getFullPathName());
-    intake.tracks = tracksOf (file, *reader, intake.guess.drumType);
+    intake.tracks = tracksOf (file, *reader, intake.guess);
     for (const auto& note : reader->header().notes)
         intake.notes.add (file.getFileName() + ": " + note);
 

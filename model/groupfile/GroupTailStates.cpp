@@ -26,13 +26,14 @@ namespace key
 constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysisMethod = "analysis.method", analysisSeed = "analysis.seed",
                analysisTracks = "analysis.numTracks", excluded = "excluded", knobsTouched = "knobsTouched",
-               sourcePath = "sourcePath", channel = "channel", numSourceChannels = "numSourceChannels",
-               bitsPerSample = "bitsPerSample", floatingPoint = "floatingPoint",
-               sourceChunks = "sourceChunks", analysedType = "analysed.drumType",
-               analysedExcluded = "analysed.excluded", focusMatch = "findings.focusMatchDb",
-               bestFocus = "findings.bestFocusUpTo", leakage = "findings.leakageDb",
-               maskedEnergy = "findings.maskedEnergyDb", suggestedFocus = "findings.suggestedFocus",
-               benefit = "findings.benefit", numHits = "findings.numHits", confidence = "findings.confidence",
+               typeUnknown = "typeUnknown", sourcePath = "sourcePath", channel = "channel",
+               numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
+               floatingPoint = "floatingPoint", sourceChunks = "sourceChunks",
+               analysedType = "analysed.drumType", analysedExcluded = "analysed.excluded",
+               focusMatch = "findings.focusMatchDb", bestFocus = "findings.bestFocusUpTo",
+               leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
+               suggestedFocus = "findings.suggestedFocus", benefit = "findings.benefit",
+               numHits = "findings.numHits", confidence = "findings.confidence",
                sharedDrum = "findings.sharedDrum";
 } // namespace key
 
@@ -188,6 +189,10 @@ TailTrack tailTrackFor (const TrackState& track)
     auto& properties = result.properties;
     properties.set (key::excluded, textOf (track.excluded));
     properties.set (key::knobsTouched, textOf (track.knobsTouched));
+
+    if (track.typeUnknown)
+        properties.set (key::typeUnknown, textOf (true));
+
     properties.set (key::sourcePath, track.sourceInfo.file.getFullPathName());
     properties.set (key::channel, juce::String (track.sourceInfo.channel));
     properties.set (key::numSourceChannels, juce::String (track.sourceInfo.numChannels));
@@ -230,6 +235,7 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
 
     PropertiesLeft properties (track.properties);
     state.excluded = properties.take (key::excluded) == "1";
+    state.typeUnknown = properties.take (key::typeUnknown) == "1" && state.drumType() == DrumType::other;
 
     if (const auto path = properties.take (key::sourcePath); juce::File::isAbsolutePath (path))
         state.sourceInfo.file = juce::File (path);

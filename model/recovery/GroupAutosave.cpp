@@ -43,7 +43,10 @@ void GroupAutosave::look (const Group::Ptr& group, std::int64_t now)
 {
     auto& watched = watchedGroups[group->id()];
 
-    if (! group->hasUnsavedChanges())
+    // A new Group without tracks holds nothing yet; its files may be on their way.
+    const auto isNothing = group->numTracks() == 0 && group->file() == juce::File();
+
+    if (isNothing || ! group->hasUnsavedChanges())
     {
         removeEntry (group->id(), watched);
         watched.renderings = renderingsOf (*group);

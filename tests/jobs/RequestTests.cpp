@@ -229,6 +229,11 @@ TEST_CASE ("sortInputs", "[jobs][import]")
                take.getChildFile ("T9.WAV"), take.getChildFile ("T9 2.wav"), take.getChildFile ("T10.wav") });
     CHECK (sorted.groupFiles == std::vector<juce::File>{ work.file ("old.dls") });
 
+    CHECK (describeInputs ({ take }) == "3 audio files in 1 folder");
+    CHECK (describeInputs ({ work.file ("a.wav"), take, work.file ("old.dls") })
+           == "4 audio files, 3 of them in 1 folder, 1 group file");
+    CHECK (describeInputs ({ empty, work.file ("readme.txt") }) == "No audio");
+
     // What a folder holds besides is told too, and each refusal names its file.
     REQUIRE (sorted.rejected.size() == 3);
     const std::array rejected{ take.getChildFile ("notes.txt"), work.file ("readme.txt"), empty };

@@ -87,6 +87,15 @@ TEST_CASE ("AbbreviationTable", "[model][drumtypes]")
     }
 }
 
+TEST_CASE ("Names that tell no type are alike by their first word", "[model][drumtypes]")
+{
+    for (const auto* name : { "SD Top", "sd_bot 2", "03 SD", "SD2" })
+        CHECK (stemOfName (name) == "sd");
+
+    for (const auto* name : { "Audio 1", "07", "Track_03", "" })
+        CHECK (stemOfName (name).isEmpty());
+}
+
 TEST_CASE ("AbbreviationTable in settings", "[model][drumtypes]")
 {
     const WorkFolder folder;

@@ -87,6 +87,7 @@ GroupState smallGroup (std::int64_t numFrames)
     group.tracks[1].sourceInfo.isFloatingPoint = true;
     group.tracks[1].record.setKnobs (KnobSetting::a, startKnobsA);
     group.tracks[1].knobsTouched = true;
+    group.tracks[2].typeUnknown = true;
     group.tracks[1].fileWord = 0xabc00000;
     group.tracks[2].excluded = true;
     group.tracks[2].analysedAs = AnalysisInput{ DrumType::other, true };
@@ -112,6 +113,7 @@ bool hasSameValues (const TrackState& a, const TrackState& b)
     { return track.sourceInfo.chunks != nullptr ? *track.sourceInfo.chunks : SourceChunks{}; };
 
     return a.name == b.name && a.excluded == b.excluded && a.knobsTouched == b.knobsTouched
+           && a.typeUnknown == b.typeUnknown
            && a.sourceInfo.file == b.sourceInfo.file && a.sourceInfo.channel == b.sourceInfo.channel
            && a.sourceInfo.numChannels == b.sourceInfo.numChannels
            && a.sourceInfo.sampleRate == b.sourceInfo.sampleRate

@@ -381,7 +381,7 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
         GroupAutosave autosave (workspace, fixture.session (calls));
         juce::StringArray told;
         autosave.onFailure = [&] (const juce::String& reason) { told.add (reason); };
-        const Group::Ptr group (new Group ("take", {}));
+        const Group::Ptr group (new Group ("take", { TrackState() }));
         workspace.addGroup (group);
         autosave.writeNow (group);
         autosave.flush();
@@ -410,5 +410,14 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
         tryAgain();
         CHECK (fixture.numEntries() == 1);
         CHECK (told.size() == 1);
+    }
+    SECTION ("keeps nothing of a new Group whose files are still on their way")
+    {
+        GroupAutosave autosave (workspace, fixture.session());
+        workspace.addGroup (new Group ("take", {}));
+        autosave.tick (0);
+        autosave.tick (GroupAutosave::changeDelay);
+        autosave.flush();
+        CHECK (fixture.numEntries() == 0);
     }
 }
