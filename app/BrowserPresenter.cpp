@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 #include "app/TrackPresenter.h"
 #include "jobs/AnalyseGroup.h"
+#include "model/Abbreviations.h"
 #include "terms/AnalysisMethod.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace
 {
 // This bit tells rows of Groups from rows of tracks.
 constexpr RowId groupRows = RowId (1) << 40;
+constexpr RowId readingRows = RowId (1) << 41; // this one rows of files on their way
 constexpr int miniWaveColumns = 96;
 constexpr float levelFloorDb = -60.0f;
 constexpr float quietestPeak = 0.001f; // -60 dB: what is softer is hiss, and stays a line
@@ -61,8 +63,19 @@ juce::String megabytes (std::uint64_t bytes)
     return juce::String (juce::roundToInt (static_cast<double> (bytes) * 1.0e-6)) + " MB";
 }
 
-BrowserState::Analyze analyzeOf (const Group* group)
+juce::String counted (std::size_t count, const char* what)
 {
+    return juce::String (count) + " " + what + (count == 1 ? "" : "s");
+}
+
+BrowserState::Analyze analyzeOf (const Group* group, const GroupWork& work)
+{
+    const auto isReading = group != nullptr && work.imports().isReading (*group);
+
+    if (isReading && work.waitsToAnalyze (*group))
+        return BrowserState::Analyze::waiting;
+    if (isReading)
+        return BrowserState::Analyze::analyze; // when they are in
     if (group == nullptr || group->numTracks() == 0)
         return BrowserState::Analyze::unavailable;
     if (! group->isAnalysed())
@@ -146,11 +159,19 @@ BrowserState BrowserPresenter::makeState()
             row.tracks.push_back (
                 rowFor (contents, static_cast<std::size_t> (i), group->track (i)->isSourceFileThere()));
 
+        for (const auto& file : work.imports().filesOf (*group))
+            row.reading.push_back (
+                { readingRows + file.id, file.name, file.type, file.typeUnknown, file.fraction });
+
+        if (row.isReading())
+            row.facts = (row.tracks.empty() ? juce::String() : counted (row.tracks.size(), "track") + " + ")
+                        + counted (row.reading.size(), "file");
+
         state.groups.push_back (std::move (row));
     }
 
     const auto selected = workspace.selectedGroup();
-    state.analyze = analyzeOf (selected.get());
+    state.analyze = analyzeOf (selected.get(), work);
     state.method = selected != nullptr ? selected->method() : defaultMethod (workspace.settings());
     state.canExport = selected != nullptr && selected->isAnalysed();
 
@@ -167,6 +188,48 @@ BrowserState BrowserPresenter::makeState()
     }
 
     return state;
+}
+
+std::vector<ReadFraction> BrowserPresenter::readFractions() const
+{
+    std::vector<ReadFraction> fractions;
+
+    for (const auto& group : workspace.allGroups())
+        for (const auto& file : work.imports().filesOf (*group))
+            fractions.push_back ({ readingRows + file.id, file.fraction });
+
+    return fractions;
+}
+
+juce::String BrowserPresenter::readingHeadline() const
+{
+    const auto group = workspace.selectedGroup();
+    const auto count = group != nullptr ? work.imports().filesOf (*group).size() : 0;
+    return count > 0 ? "Reading " + counted (count, "file") : juce::String();
+}
+
+juce::String BrowserPresenter::describeType (std::uint32_t trackId) const
+{
+    Track::Ptr track;
+
+    for (const auto& group : workspace.allGroups())
+        if (const auto found = group->findTrack (trackId))
+            track = found;
+
+    if (track == nullptr)
+        return {};
+
+    if (track->state().typeUnknown)
+        return "The name tells no drum type, and the track passes through as it is. Choose one here, or "
+               "press 1 "
+               "to 7";
+
+    const auto& file = track->state().sourceInfo.file;
+    const auto guess =
+        classifyTrackFile (file != juce::File() ? file.getFullPathName() : track->state().name);
+    return guess.matched && guess.drumType == track->drumType() && guess.abbreviation.isNotEmpty()
+               ? "The name tells the drum type: matched '" + guess.abbreviation + "'"
+               : juce::String ("Drum type");
 }
 
 juce::String BrowserPresenter::describeMethod (AnalysisMethod method) const
@@ -204,6 +267,7 @@ TrackRowState BrowserPresenter::rowFor (const GroupState& group, std::size_t ind
     row.id = static_cast<RowId> (track.id);
     row.name = track.name;
     row.type = track.drumType();
+    row.typeUnknown = track.typeUnknown;
     row.included = ! track.excluded;
     row.mark = markOf (track);
     // The track plays from its own audio; only one that has none needs its file.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/GroupWork.h"
 #include "app/WaveformLibrary.h"
 #include "model/TessivarWorkspace.h"
 #include "terms/AnalysisMethod.h"
@@ -16,12 +17,23 @@ namespace tessivar
 class BrowserPresenter
 {
 public:
-    BrowserPresenter (TessivarWorkspace& workspaceToShow, const WaveformLibrary& waveformLibrary)
-        : workspace (workspaceToShow), waveforms (waveformLibrary)
+    BrowserPresenter (TessivarWorkspace& workspaceToShow,
+                      const WaveformLibrary& waveformLibrary,
+                      const GroupWork& workToShow)
+        : workspace (workspaceToShow), waveforms (waveformLibrary), work (workToShow)
     {
     }
 
     [[nodiscard]] BrowserState makeState();
+
+    /** Of all files on their way into Groups. */
+    [[nodiscard]] std::vector<ReadFraction> readFractions() const;
+
+    /** "Reading 24 files", into the selected Group; empty when none are on their way there. */
+    [[nodiscard]] juce::String readingHeadline() const;
+
+    /** What a track's drum type rests on, in a sentence. */
+    [[nodiscard]] juce::String describeType (std::uint32_t trackId) const;
 
     /** What a method does, and what it takes for the selected Group, in a few lines. */
     [[nodiscard]] juce::String describeMethod (AnalysisMethod method) const;
@@ -52,6 +64,7 @@ private:
 
     TessivarWorkspace& workspace;
     const WaveformLibrary& waveforms;
+    const GroupWork& work;
     std::set<std::uint32_t> closedGroups, seenGroups;
     std::map<std::uint32_t, CachedWave> waves; // by content
 };

@@ -119,6 +119,14 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
 
 void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
 {
+    const auto ofOne = scope == ExportScope::group;
+
+    if ((! ofOne || selected != nullptr)
+        && waitsForFiles (ofOne ? Waiting::exporting : Waiting::exportOfAll,
+                          ofOne ? selected : nullptr,
+                          [=, this] { exportGroups (scope, selected); }))
+        return;
+
     const auto check = checkExportable (scope, workspace, selected.get(), nullptr);
 
     if (! check.isOk())

@@ -1,6 +1,7 @@
 #include "app/AppSettings.h"
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
+#include "jobs/DemoSession.h"
 #include "jobs/GroupDLSImporter.h"
 #include "jobs/UserPrompts.h"
 #include "model/KnobPresets.h"
@@ -66,26 +67,31 @@ void GroupWork::chooseAndImportFromGroup (const Group::Ptr& target)
     importFromGroupFile (files.front(), target);
 }
 
-void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target)
+void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& wanted)
 {
     const auto sorted = sortInputs (filesAndFolders);
+    const auto target = workspace.indexOf (wanted.get()) >= 0 ? wanted : nullptr; // it may have been closed
 
     for (const auto& rejected : sorted.rejected)
         juce::Logger::writeToLog ("Rejected file " + rejected.file.getFullPathName());
 
-    for (const auto& group : sorted.newGroups)
-    {
-        // Loose files come first, and only they can join a Group that is there.
-        const auto isLoose =
-            &group == &sorted.newGroups.front() && ! group.files.empty()
-            && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
-                   != filesAndFolders.end();
+    std::vector<BackgroundImport::GroupFiles> groups;
 
-        if (isLoose && target != nullptr)
-            importInto (group.files, target);
-        else
-            importNewGroup (group);
-    }
+    if (! sorted.newGroups.empty() && temporaryStore() != nullptr)
+        for (const auto& group : sorted.newGroups)
+        {
+            // Loose files come first, and only they can join a Group that is there.
+            const auto isLoose =
+                &group == &sorted.newGroups.front() && ! group.files.empty()
+                && std::find (filesAndFolders.begin(), filesAndFolders.end(), group.files.front())
+                       != filesAndFolders.end();
+            groups.push_back ({ isLoose && target != nullptr
+                                    ? target
+                                    : groupForFiles (group.name, defaultMethod (workspace.settings())),
+                                group.files });
+        }
+
+    startReading (std::move (groups));
 
     for (const auto& file : sorted.groupFiles)
     {
@@ -95,7 +101,9 @@ void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, co
             openOne (file);
     }
 
-    showPendingWarnings();
+    if (! sorted.groupFiles.empty())
+        showPendingWarnings();
+
     tellOfRejected (sorted);
 }
 
@@ -124,39 +132,173 @@ void GroupWork::tellOfRejected (const SortedInputs& sorted)
                   { prompts.tell ("Left out", "These were not imported.", names, reasons); });
 }
 
-void GroupWork::importNewGroup (const NewGroupFiles& files)
+Group::Ptr GroupWork::groupForFiles (const juce::String& name, AnalysisMethod method)
 {
-    const Group::Ptr group = new Group (files.name.isEmpty() ? juce::String ("Group") : files.name, {});
-    group->setMethod (defaultMethod (workspace.settings()));
-    importInto (files.files, group);
-
-    if (group->numTracks() == 0)
-        return;
-
+    const Group::Ptr group = new Group (name.isEmpty() ? juce::String ("Group") : name, {});
+    group->setMethod (method);
     group->undo().clear();
-    workspace.selectGroup (workspace.addGroup (group));
+    madeForFiles[group.get()] = workspace.selectedGroup();
+    workspace.addGroup (group);
+    return group;
 }
 
-void GroupWork::importInto (const std::vector<juce::File>& files, const Group::Ptr& target)
+void GroupWork::importDemo()
 {
-    auto* temporary = temporaryStore();
-
-    if (temporary == nullptr)
+    if (temporaryStore() == nullptr)
         return;
 
-    ImportedTracks imported;
-    const auto state = target->state();
-    const auto numThreads = analysisThreads (workspace.settings());
-    const auto end =
-        runner.run ("Importing data",
-                    {},
-                    [&] (const WorkControl& watch)
-                    { imported = importTracks (files, state, warnings, *temporary, numThreads, watch); });
+    const auto group = groupForFiles ("demo", AnalysisMethod::refined);
+    demoGroup = group->id();
+    startReading ({ { group, demoSession::files (resources), demoSession::types() } }, false);
+}
 
-    if (end == JobRunner::End::failed)
-        imported.outcome = Outcome::noRoom (runner.failure().toStdString());
+void GroupWork::startReading (std::vector<BackgroundImport::GroupFiles> groups, bool givesAdvice)
+{
+    if (groups.empty())
+        return;
 
-    finishImport (std::move (imported), target);
+    // The first one is read first; the others are folded then.
+    workspace.selectGroup (workspace.indexOf (groups.front().group.get()));
+    reading.onGroupEnd = [this] (const Group::Ptr& group) { groupIsRead (group); };
+    reading.onNewTracks = [this] (std::vector<TrackState>& tracks)
+    { KnobPresets (workspace.settings()).applyToNew (tracks); };
+    reading.start (std::move (groups),
+                   store,
+                   analysisThreads (workspace.settings()),
+                   [this, givesAdvice] (std::unique_ptr<BackgroundImport::Report> report)
+                   {
+                       if (! givesAdvice)
+                           report->warnings.clear (ImportWarnings::shortDuration);
+
+                       reports.push_back (std::move (report));
+                   });
+}
+
+void GroupWork::groupIsRead (const Group::Ptr& group)
+{
+    const auto made = madeForFiles.find (group.get());
+
+    if (made == madeForFiles.end())
+        return;
+
+    const auto before = made->second;
+    madeForFiles.erase (made);
+
+    if (group->numTracks() == 0)
+    {
+        const auto wasSelected = workspace.selectedGroup() == group;
+        workspace.removeGroup (workspace.indexOf (group.get()));
+
+        if (wasSelected && workspace.indexOf (before.get()) >= 0)
+            workspace.selectGroup (workspace.indexOf (before.get()));
+
+        return;
+    }
+
+    if (demoGroup == group->id() && onDemoRead)
+        onDemoRead (group);
+}
+
+void GroupWork::stopReading (const Group::Ptr& group)
+{
+    std::erase_if (waiters, [&] (const Waiter& waiter) { return waiter.group == group; });
+    reading.stop (group);
+}
+
+void GroupWork::stopReadingAll()
+{
+    waiters.clear();
+    reading.stopAll();
+}
+
+bool GroupWork::mayStopReading()
+{
+    if (! reading.isReading())
+        return true;
+
+    if (! prompts.ask ({ .title = "Quit",
+                         .text = "Files are still being read in. Quit without them?",
+                         .acceptButton = "Stop and Quit",
+                         .refuseButton = "Cancel",
+                         .risk = UserPrompts::Risk::discards }))
+        return false;
+
+    stopReadingAll();
+    return true;
+}
+
+bool GroupWork::isReading (const Group::Ptr& group) const
+{
+    return group != nullptr ? reading.isReading (*group) : reading.isReading();
+}
+
+bool GroupWork::canFinishImports() const
+{
+    return ! reports.empty()
+           || std::any_of (waiters.begin(),
+                           waiters.end(),
+                           [this] (const Waiter& waiter) { return ! isReading (waiter.group); });
+}
+
+bool GroupWork::waitsToAnalyze (const Group& group) const
+{
+    return std::any_of (waiters.begin(),
+                        waiters.end(),
+                        [&] (const Waiter& waiter)
+                        { return waiter.what == Waiting::analysis && waiter.group.get() == &group; });
+}
+
+bool GroupWork::waitsForFiles (Waiting what, const Group::Ptr& group, std::function<void()> start)
+{
+    if (! isReading (group))
+        return false;
+
+    const auto isThis = [what, group] (const Waiter& waiter)
+    { return waiter.what == what && waiter.group == group; };
+    std::erase_if (waiters, isThis);
+    waiters.push_back ({ what, group, std::move (start) });
+
+    if (onNotice)
+        onNotice (juce::String (what == Waiting::analysis || what == Waiting::analysisOfAll  ? "The analysis"
+                                : what == Waiting::exporting || what == Waiting::exportOfAll ? "The export"
+                                                                                             : "Saving")
+                      + " starts when all files are in",
+                  "Cancel",
+                  [this, isThis] { std::erase_if (waiters, isThis); });
+
+    return true;
+}
+
+void GroupWork::finishImports()
+{
+    while (! reports.empty())
+    {
+        const auto report = std::move (reports.front());
+        reports.pop_front();
+
+        // Nobody wants to go on with what is there.
+        if (report->failure.isNotEmpty())
+            waiters.clear();
+
+        if (report->failure.isNotEmpty())
+            prompts.warn ("The files could not be read in.", report->failure);
+
+        if (! report->notes.isEmpty())
+            prompts.tell ("Imported", "There is something to know about these files.", report->notes);
+
+        warnings.add (report->warnings);
+        showPendingWarnings();
+    }
+
+    const auto next = std::find_if (
+        waiters.begin(), waiters.end(), [this] (const Waiter& waiter) { return ! isReading (waiter.group); });
+
+    if (next == waiters.end())
+        return;
+
+    const auto start = std::move (next->start);
+    waiters.erase (next);
+    start();
 }
 
 void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
@@ -168,9 +310,7 @@ void GroupWork::finishImport (ImportedTracks imported, const Group::Ptr& target)
         juce::Logger::writeToLog ("Refused " + refused.file.getFullPathName() + ": " + refused.reason);
 
     KnobPresets (workspace.settings()).applyToNew (imported.tracks);
-
-    if (! imported.tracks.empty())
-        target->addTracks (std::move (imported.tracks));
+    BackgroundImport::addTracks (std::move (imported.tracks), *target, warnings);
 
     if (! imported.notes.isEmpty())
         prompts.tell ("Imported", "There is something to know about these files.", imported.notes);

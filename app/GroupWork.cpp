@@ -158,7 +158,7 @@ void GroupWork::openOne (const juce::File& file)
 
 bool GroupWork::save (const Group::Ptr& group)
 {
-    if (group == nullptr)
+    if (group == nullptr || waitsForFiles (Waiting::save, group, [=, this] { save (group); }))
         return false;
 
     if (group->file() == juce::File())
@@ -175,7 +175,7 @@ bool GroupWork::save (const Group::Ptr& group)
 
 bool GroupWork::saveAs (const Group::Ptr& group)
 {
-    if (group == nullptr)
+    if (group == nullptr || waitsForFiles (Waiting::saveAs, group, [=, this] { saveAs (group); }))
         return false;
 
     auto request = chooserRequest ("Choose a file to save... (" + group->name() + ")",
@@ -306,6 +306,9 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file)
 
 bool GroupWork::saveAll()
 {
+    if (waitsForFiles (Waiting::saveAll, nullptr, [this] { saveAll(); }))
+        return false;
+
     for (const auto& group : workspace.allGroups())
         if (group->hasUnsavedChanges() && ! save (group))
             return false;
@@ -329,7 +332,10 @@ bool GroupWork::close (const Group::Ptr& group)
         auto chosen = static_cast<int> (cancel);
         MessageDialogSettings settings;
         settings.title = "Close " + group->name();
-        settings.message = "Save changes before closing?";
+        settings.message =
+            reading.isReading (*group)
+                ? "Files that are still being read in are left out. Save changes before closing?"
+                : "Save changes before closing?";
         settings.buttons = {
             { .text = "Close Without Saving", .look = ButtonLook::danger, .atLeft = true },
             { .text = "Cancel", .isSafe = true },
@@ -337,9 +343,16 @@ bool GroupWork::close (const Group::Ptr& group)
         };
         prompts.showMessage (settings, [&] (int button, bool) { chosen = button; });
 
-        if (chosen == cancel || (chosen == saveAndClose && ! save (group)))
+        if (chosen == cancel)
+            return false;
+
+        stopReading (group);
+
+        if (chosen == saveAndClose && ! save (group))
             return false;
     }
+
+    stopReading (group);
 
     if (onClosed)
         onClosed (group);
@@ -388,8 +401,26 @@ void GroupWork::chooseMethod (const Group::Ptr& group, AnalysisMethod method)
 
 void GroupWork::analyze (const Group::Ptr& group)
 {
+    if (group != nullptr && waitsToAnalyze (*group) && reading.isReading (*group))
+    {
+        std::erase_if (waiters, // asked for once more, it is called off
+                       [&] (const Waiter& waiter)
+                       { return waiter.what == Waiting::analysis && waiter.group == group; });
+        return;
+    }
+
+    if (group != nullptr && waitsForFiles (Waiting::analysis, group, [=, this] { analyze (group); }))
+        return;
+
+    // The tips are about tracks of one's own.
+    const auto isDemo = group != nullptr && demoGroup == group->id();
     const auto outcome = requestAnalysis (
-        group, workspace, warnings, prompts, [this] (const Group::Ptr& each) { return runAnalysis (each); });
+        group,
+        workspace,
+        warnings,
+        prompts,
+        [this] (const Group::Ptr& each) { return runAnalysis (each); },
+        isDemo ? QuickTips::never : QuickTips::once);
 
     if (outcome.isOk() && onAnalysed)
         onAnalysed (group, analysisRemarks);
@@ -426,6 +457,9 @@ private:
 
 void GroupWork::analyzeAll()
 {
+    if (waitsForFiles (Waiting::analysisOfAll, nullptr, [this] { analyzeAll(); }))
+        return;
+
     juce::StringArray summary;
 
     for (const auto& group : workspace.allGroups())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/BackgroundImport.h"
 #include "app/DialogPrompts.h"
 #include "app/JobRunner.h"
 #include "jobs/AnalysisRequest.h"
@@ -11,16 +12,21 @@
 #include "model/groupfile/GroupFileSaving.h"
 #include "terms/AnalysisMethod.h"
 
+#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace tessivar
 {
 
 /** Opens, saves, imports, analyzes, exports and closes Groups. What takes long runs behind the progress
-    dialog; what fails is told. Message thread; each function returns when all is done.
+    dialog; what fails is told. Message thread; each function returns when all is done, but for audio files,
+    which are read in the background. What needs all tracks of a Group waits for them: it starts when they are
+    in.
 */
 class GroupWork
 {
@@ -46,6 +52,33 @@ public:
         opened, or offer their tracks to the target.
     */
     void importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& target);
+
+    /** Of audio files on their way into Groups. */
+    [[nodiscard]] const BackgroundImport& imports() const { return reading; }
+
+    /** Leaves the Group as it was before its files came; one that was made for them goes. */
+    void stopReading (const Group::Ptr& group);
+    void stopReadingAll();
+
+    /** Before the program ends: asks, and stops. True when no file is on its way. */
+    [[nodiscard]] bool mayStopReading();
+
+    /** To be called when nothing is in front: tells what there is to know of files that were read, and starts
+        what waited for them.
+    */
+    void finishImports();
+
+    /** Whether finishImports() has something to do. */
+    [[nodiscard]] bool canFinishImports() const;
+
+    /** Whether the analysis of the Group starts as soon as its files are in. */
+    [[nodiscard]] bool waitsToAnalyze (const Group& group) const;
+
+    /** A new Group with the demo session, by the refined method. */
+    void importDemo();
+
+    /** The demo's tracks have been read; called before the listeners of the workspace are. */
+    std::function<void (const Group::Ptr&)> onDemoRead;
     void importFromGroupFile (const juce::File& file, const Group::Ptr& target);
 
     /** The user chooses what to import or open. */
@@ -91,9 +124,27 @@ private:
     [[nodiscard]] std::vector<juce::File> choose (const struct FileChooserRequest& request);
     void openOne (const juce::File& file);
     void tellOfRejected (const SortedInputs& sorted);
-    void importNewGroup (const NewGroupFiles& files);
-    void importInto (const std::vector<juce::File>& files, const Group::Ptr& target);
+    [[nodiscard]] Group::Ptr groupForFiles (const juce::String& name, AnalysisMethod method);
+    void startReading (std::vector<BackgroundImport::GroupFiles> groups, bool givesAdvice = true);
+    void groupIsRead (const Group::Ptr& group);
     void finishImport (ImportedTracks imported, const Group::Ptr& target);
+
+    enum class Waiting
+    {
+        analysis,
+        analysisOfAll,
+        save,
+        saveAs,
+        saveAll,
+        exporting,
+        exportOfAll
+    };
+
+    /** Whether files of the Group, null for any, are on their way. Then this starts when they are in, which
+        the user is told and can take back.
+    */
+    [[nodiscard]] bool waitsForFiles (Waiting what, const Group::Ptr& group, std::function<void()> start);
+    [[nodiscard]] bool isReading (const Group::Ptr& group) const;
     bool saveTo (const Group::Ptr& group, const juce::File& file);
 
     /** Protects the files of all open Groups; one of them may be saved to its own. */
@@ -128,7 +179,20 @@ private:
     ImportWarnings warnings;
     std::shared_ptr<TemporaryStore> store; // made when it is first needed
     bool choosing = false;
+    std::map<const Group*, Group::Ptr> madeForFiles; // and which Group was selected before
+    std::optional<std::uint32_t> demoGroup;
+    std::deque<std::unique_ptr<BackgroundImport::Report>> reports; // not told yet
+
+    struct Waiter
+    {
+        Waiting what;
+        Group::Ptr group; // null: all
+        std::function<void()> start;
+    };
+
+    std::vector<Waiter> waiters;
     std::vector<AnalysisRemark> analysisRemarks; // on the last analysis
+    BackgroundImport reading;                    // goes first: it calls back
 };
 
 } // namespace tessivar

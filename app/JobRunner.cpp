@@ -17,6 +17,25 @@ namespace
 constexpr int pollMs = 33;
 }
 
+juce::String failureOf (const std::function<void()>& work)
+{
+    try
+    {
+        work();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return "memory ran out";
+    }
+    catch (const std::exception& error)
+    {
+        return "error of the program itself: "
+               + validText (juce::String (juce::CharPointer_UTF8 (error.what())));
+    }
+
+    return {};
+}
+
 JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work)
 {
     jassert (! running);
@@ -35,21 +54,12 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     std::thread thread (
         [&]
         {
-            try
-            {
-                work ({ [this] { return stopRequested.load(); },
-                        [&progress] (double fraction) { progress = fraction; } });
-            }
-            catch (const std::bad_alloc&)
-            {
-                whyFailed = "memory ran out";
-            }
-            catch (const std::exception& error)
-            {
-                whyFailed = "error of the program itself: "
-                            + validText (juce::String (juce::CharPointer_UTF8 (error.what())));
-            }
-
+            whyFailed = failureOf (
+                [&]
+                {
+                    work ({ [this] { return stopRequested.load(); },
+                            [&progress] (double fraction) { progress = fraction; } });
+                });
             finished = true;
         });
 

@@ -6,6 +6,7 @@
 #include "app/LastSession.h"
 #include "app/TrackPresenter.h"
 #include "app/settings/ReducedMotion.h"
+#include "jobs/DemoSession.h"
 #include "model/ForeignText.h"
 #include "model/settings/Settings.h"
 #include "terms/DrumType.h"
@@ -52,16 +53,6 @@ float levelDbOf (float rms)
 {
     return 20.0f * std::log10 (std::max (rms, 1.0e-6f));
 }
-std::vector<juce::File> filesOf (const juce::StringArray& paths)
-{
-    std::vector<juce::File> files;
-
-    for (const auto& path : paths)
-        if (juce::File::isAbsolutePath (path))
-            files.emplace_back (path);
-
-    return files;
-}
 } // namespace
 
 /** The edge between browser and track: drags the browser wider or narrower. */
@@ -85,10 +76,11 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
                               const ProgramLog& log)
     : resources (resourceFolder), images (resourceFolder), workspace (folders),
       player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
-      presenter (workspace, wave.waveforms), menuBar (&commands), browser (images),
-      splitter (std::make_unique<Splitter>()), meter (images), dock (images), transport (images),
-      tooltips (this), prompts (scrim, images), tracks (workspace, prompts), dragOut (workspace, tracks),
-      work (workspace, runner, prompts, resourceFolder), unsaved (workspace, work, prompts, images),
+      menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()), meter (images),
+      dock (images), transport (images), tooltips (this), prompts (scrim, images),
+      tracks (workspace, prompts), dragOut (workspace, tracks),
+      work (workspace, runner, prompts, resourceFolder), presenter (workspace, wave.waveforms, work),
+      files (work), unsaved (workspace, work, prompts, images),
       dialogs ({ workspace, player, tracks, runner, prompts, images, *this, resourceFolder, log })
 {
     // A folder of settings alone: what else lies there was left behind.
@@ -121,6 +113,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     wireDock();
     wireTransport();
     wireWork();
+    wireFiles();
     workspace.addChangeListener (this);
     setWantsKeyboardFocus (true);
     setSize (1280, 772);
@@ -149,13 +142,13 @@ void MainComponent::start (const juce::StringArray& paths)
     grabKeyboardFocus();
     unsaved.start();
     offerLastSession();
-    openPaths (paths);
+    files.open (paths);
 }
 
 bool MainComponent::mayQuit()
 {
     if (! isBlocked())
-        return unsaved.mayEnd();
+        return work.mayStopReading() && unsaved.mayEnd();
 
     if (runner.isBusy())
         runner.requestStop();
@@ -168,6 +161,7 @@ void MainComponent::keepForRecovery()
     if (runner.isBusy())
         runner.requestStop();
 
+    work.stopReadingAll();
     unsaved.keepForRecovery();
 }
 
@@ -257,8 +251,6 @@ void MainComponent::wireBrowser()
     browser.onMethodChosen = [this] (AnalysisMethod method)
     { perform (method == AnalysisMethod::refined ? Verb::methodRefined : Verb::methodStandard); };
     browser.onDescribeMethod = [this] (AnalysisMethod method) { return presenter.describeMethod (method); };
-    browser.onFilesDropped = [this] (const juce::StringArray& files, RowId group)
-    { dropPaths (files, presenter.groupOf (group)); };
 
     auto& list = browser.getList();
     const auto idsOf = &BrowserPresenter::trackIdsOf;
@@ -295,6 +287,13 @@ void MainComponent::wireBrowser()
         if (const auto group = presenter.groupOf (row); group != nullptr && name.trim().isNotEmpty())
             group->rename (name.trim());
     };
+    list.onStopReading = [this] (RowId row)
+    {
+        if (const auto group = presenter.groupOf (row))
+            work.stopReading (group);
+    };
+    list.onDescribeType = [this] (RowId track)
+    { return presenter.describeType (static_cast<std::uint32_t> (track)); };
     list.onLocate = [this] (RowId track) { locateSource (static_cast<std::uint32_t> (track)); };
     list.onMoveTracks = [this, idsOf] (const std::vector<RowId>& rows, RowId toGroup, int index)
     {
@@ -393,9 +392,6 @@ void MainComponent::wireWork()
 {
     empty.onImport = [this] { perform (Verb::importTracks); };
     empty.onOpen = [this] { perform (Verb::openGroups); };
-    empty.setHasDemo (resources.getChildFile ("demo").isDirectory());
-    empty.onDemo = [this] { callLater ([this] { openDemo(); }); };
-    empty.onFilesDropped = [this] (const juce::StringArray& files) { dropPaths (files, nullptr); };
 
     empty.onReopen = [this] { callLater ([this] { reopenLastSession(); }); };
 
@@ -422,9 +418,41 @@ void MainComponent::wireWork()
             [this, text, list = sentences, name = group->name()] { prompts.tell (name, text, list); },
             false);
     };
+    work.onDemoRead = [this] (const Group::Ptr& group)
+    {
+        for (int i = 0; i < group->numTracks(); ++i)
+            if (group->track (i)->name() == demoSession::firstTrack)
+                tracks.select (group, group->track (i)->id(), {});
+
+        refresh();
+        wave.seek (demoSession::firstPosition);
+    };
+    tracks.onMoreLikeIt = [this] (const Group::Ptr& group, const TrackActions::TrackIds& ids, DrumType type)
+    {
+        const auto what = ids.size() == 1 ? group->findTrack (ids.front())->name()
+                                          : juce::String (ids.size()) + " others like it";
+        tellFor (
+            juce::String (drumTypeDisplayName (type)) + " set",
+            "Same for " + what,
+            [group, ids, type] { group->setDrumType (ids, type); },
+            false);
+    };
     work.onClosed = [this] (const Group::Ptr& group) { unsaved.discard (group); };
     unsaved.onFailure = [this] (const juce::String& reason)
     { tellFor ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
+}
+
+void MainComponent::wireFiles()
+{
+    const auto describe = [this] (const juce::StringArray& paths) { return files.describe (paths); };
+    browser.onDescribeFiles = empty.onDescribeFiles = describe;
+    browser.onFilesDropped = [this] (const juce::StringArray& paths, RowId group)
+    { files.drop (paths, presenter.groupOf (group)); };
+    empty.onFilesDropped = [this] (const juce::StringArray& paths) { files.drop (paths, nullptr); };
+    empty.setHasDemo (! demoSession::files (resources).empty());
+    empty.onDemo = [this] { files.openDemo(); };
+    files.isBlocked = [this] { return isBlocked(); };
+    files.onTaken = [this] { refresh(); };
 }
 
 void MainComponent::openSettings (SettingsPageId page)
@@ -645,34 +673,6 @@ void MainComponent::handleMessage (const juce::Message& message)
 //============================================================================================================
 // Files that come from outside
 
-void MainComponent::openPaths (const juce::StringArray& paths)
-{
-    if (paths.isEmpty())
-        return;
-
-    if (isBlocked())
-    {
-        waitingPaths.addArray (paths);
-        return;
-    }
-
-    work.importInputs (filesOf (paths), nullptr);
-    refresh();
-}
-
-void MainComponent::openDemo()
-{
-    // Not the folder: its licence would be told of as no audio.
-    juce::StringArray paths;
-
-    for (const auto& file :
-         resources.getChildFile ("demo").findChildFiles (juce::File::findFiles, false, "*.flac"))
-        paths.add (file.getFullPathName());
-
-    paths.sortNatural();
-    openPaths (paths);
-}
-
 void MainComponent::offerLastSession()
 {
     std::vector<ReopenableGroup> groups;
@@ -702,32 +702,14 @@ void MainComponent::reopenLastSession()
     offerLastSession(); // some may be gone by the time that all Groups are closed
 }
 
-void MainComponent::dropPaths (const juce::StringArray& paths, const Group::Ptr& target)
-{
-    // The drag and drop has to end before a dialog may come.
-    callLater (
-        [this, paths, target]
-        {
-            if (isBlocked())
-            {
-                waitingPaths.addArray (paths); // for when the dialog or the job in front is over
-                return;
-            }
-
-            work.importInputs (filesOf (paths), target);
-            refresh();
-        });
-}
-
-void MainComponent::fileDragEnter (const juce::StringArray& files, int, int)
+void MainComponent::fileDragEnter (const juce::StringArray& paths, int, int)
 {
     if (isBlocked())
         return;
 
-    dropOverlay.setTexts ("Release to make a new group",
-                          juce::String (files.size()) + (files.size() == 1 ? " file" : " files"));
+    dropOverlay.setTexts (releaseForNewGroup, files.describe (paths));
     dropOverlay.setVisible (! empty.isVisible());
-    empty.setHovered (true);
+    empty.setHovered (true, files.describe (paths));
 }
 
 void MainComponent::fileDragExit (const juce::StringArray&)
@@ -736,10 +718,10 @@ void MainComponent::fileDragExit (const juce::StringArray&)
     empty.setHovered (false);
 }
 
-void MainComponent::filesDropped (const juce::StringArray& files, int, int)
+void MainComponent::filesDropped (const juce::StringArray& paths, int, int)
 {
-    fileDragExit (files);
-    dropPaths (files, nullptr);
+    fileDragExit (paths);
+    files.drop (paths, nullptr);
 }
 
 void MainComponent::locateSource (std::uint32_t trackId)
@@ -754,8 +736,8 @@ void MainComponent::locateSource (std::uint32_t trackId)
     request.wildcard = "*.wav;*.aiff;*.caf;*.aif";
     request.startFolder = workspace.defaultDialogFolder();
 
-    if (const auto files = prompts.chooseFiles (request); ! files.empty())
-        group->setSourceFile (trackId, files.front());
+    if (const auto chosen = prompts.chooseFiles (request); ! chosen.empty())
+        group->setSourceFile (trackId, chosen.front());
 }
 
 //============================================================================================================
@@ -826,6 +808,7 @@ void MainComponent::showTrack()
 {
     const auto track = tracks.track();
     empty.setVisible (track == nullptr);
+    empty.setReading (presenter.readingHeadline());
     meter.setVisible (track != nullptr);
     dock.setVisible (track != nullptr);
     wave.show (tracks.group(), track);
@@ -849,6 +832,15 @@ void MainComponent::showTransport()
     state.loop = wave.selection();
     transport.setState (state);
     wave.header.setCanZoomToSelection (state.loop.has_value());
+}
+
+void MainComponent::showReading()
+{
+    // Rows come and go; else they move on.
+    if (std::exchange (shownReading, work.imports().revision()) != work.imports().revision())
+        refresh();
+    else if (work.imports().isReading())
+        browser.getList().setReadFractions (presenter.readFractions());
 }
 
 void MainComponent::showDevice()
@@ -963,9 +955,6 @@ void MainComponent::timerCallback()
         unsaved.tick();
     }
 
-    if (! isBlocked() && ! waitingPaths.isEmpty())
-        openPaths (std::exchange (waitingPaths, {}));
-
     if (! isPlaying && time >= animateUntil && getTimerInterval() < 1000 / slowHz)
         startTimerHz (slowHz);
 }
@@ -973,6 +962,8 @@ void MainComponent::timerCallback()
 void MainComponent::slowTick()
 {
     player.tick();
+    files.tick();
+    showReading();
     showDevice();
 
     if (wave.haveWaveformsGrown())

@@ -2,6 +2,7 @@
 
 #include "app/BrowserPresenter.h"
 #include "app/Commands.h"
+#include "app/FilesFromOutside.h"
 #include "app/GroupWork.h"
 #include "app/Player.h"
 #include "app/RowDragOut.h"
@@ -39,8 +40,14 @@ public:
     /** Once the window shows: the sound device, what an earlier run left unsaved, and these files. */
     void start (const juce::StringArray& paths);
 
-    /** Files from a second start of the program. */
-    void openPaths (const juce::StringArray& paths);
+    /** Whether audio files are on their way, or something is to be told of them. */
+    [[nodiscard]] bool isReadingFiles() const
+    {
+        return work.imports().isReading() || work.canFinishImports();
+    }
+
+    /** Files that were dropped, or named by a start of the program. */
+    FilesFromOutside& filesFromOutside() { return files; }
 
     /** The keyboard's focus, which the window has just got: to the dialog in front, if there is one. */
     void takeFocus();
@@ -83,9 +90,9 @@ public:
     void handleMessage (const juce::Message& message) override;
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return true; }
-    void fileDragEnter (const juce::StringArray& files, int x, int y) override;
-    void fileDragExit (const juce::StringArray& files) override;
-    void filesDropped (const juce::StringArray& files, int x, int y) override;
+    void fileDragEnter (const juce::StringArray& paths, int x, int y) override;
+    void fileDragExit (const juce::StringArray& paths) override;
+    void filesDropped (const juce::StringArray& paths, int x, int y) override;
 
 private:
     class Splitter;
@@ -97,6 +104,7 @@ private:
     void wireDock();
     void wireTransport();
     void wireWork();
+    void wireFiles();
 
     void changeListenerCallback (juce::ChangeBroadcaster*) override { refresh(); }
     void timerCallback() override;
@@ -125,6 +133,7 @@ private:
     void showSelection();
     void showTrack();
     void showTransport();
+    void showReading();
     void showDevice();
     void showMeter();
     void animateFor (double seconds);
@@ -134,8 +143,6 @@ private:
                   bool warns);
 
     void openSettings (SettingsPageId page);
-    void dropPaths (const juce::StringArray& paths, const Group::Ptr& target);
-    void openDemo();
     void offerLastSession();
     void reopenLastSession();
 
@@ -144,7 +151,6 @@ private:
     TessivarWorkspace workspace;
     Player player;
     WaveController wave;
-    BrowserPresenter presenter;
 
     Commands commands;
     juce::MenuBarComponent menuBar;
@@ -180,9 +186,11 @@ private:
     TrackActions tracks;
     RowDragOut dragOut;
     GroupWork work;
+    BrowserPresenter presenter;
+    FilesFromOutside files;
     UnsavedWork unsaved;
     WindowDialogs dialogs;
-    juce::StringArray waitingPaths; // came while something was in front
+    std::uint32_t shownReading = 0; // revision of what is read
     juce::String loggedDevice;
 
     bool wasPlaying = false, evenTick = false;

@@ -83,7 +83,7 @@ void TessivarApplication::initialise (const juce::String&)
                         return;
 
                     window->toFront (true);
-                    window->content().openPaths (received);
+                    window->content().filesFromOutside().open (received);
                 });
         });
 

@@ -1,5 +1,6 @@
 #include "app/TrackActions.h"
 
+#include "model/Abbreviations.h"
 #include "model/KnobPresets.h"
 #include "terms/KnobValues.h"
 
@@ -207,8 +208,29 @@ void TrackActions::tellOfKnobs() const
 void TrackActions::setDrumType (const TrackIds& ids, DrumType type)
 {
     // A chooser works on rows of any Group, selected or not.
-    if (const auto owner = ids.empty() ? nullptr : groupOf (ids.front()))
-        owner->setDrumType (ids, type, KnobPresets (settings()).ofNewTrack (type));
+    const auto owner = ids.empty() ? nullptr : groupOf (ids.front());
+
+    if (owner == nullptr)
+        return;
+
+    juce::StringArray stems;
+
+    for (const auto id : ids)
+        if (const auto track = owner->findTrack (id); track != nullptr && track->state().typeUnknown)
+            stems.add (stemOfName (track->name()));
+
+    stems.removeEmptyStrings();
+    owner->setDrumType (ids, type, KnobPresets (settings()).ofNewTrack (type));
+    auto alike = idsOf (*owner);
+    std::erase_if (alike,
+                   [&] (std::uint32_t id)
+                   {
+                       const auto track = owner->findTrack (id);
+                       return ! track->state().typeUnknown || ! stems.contains (stemOfName (track->name()));
+                   });
+
+    if (! alike.empty() && onMoreLikeIt)
+        onMoreLikeIt (owner, alike, type);
 }
 
 void TrackActions::setExcluded (const TrackIds& ids, bool excluded)

@@ -76,6 +76,9 @@ public:
 
     /** With the preset of the type for those whose knobs are untouched, where the user wants that. */
     void setDrumType (const TrackIds& ids, DrumType type);
+
+    /** A type was given to tracks whose names told none; these others have names like theirs. */
+    std::function<void (const Group::Ptr&, const TrackIds&, DrumType)> onMoreLikeIt;
     void setExcluded (const TrackIds& ids, bool excluded);
 
     /** Asks first. */

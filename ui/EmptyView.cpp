@@ -34,8 +34,8 @@ juce::String shortened (const juce::String& name)
 
 EmptyView::EmptyView()
     : importTracks (utf8 ("Import Track(s)\xe2\x80\xa6"), ButtonLook::primary, Icon::import),
-      open (utf8 ("Open Group(s)\xe2\x80\xa6")), demo ("Open the demo session", ButtonLook::text),
-      reopen ("Reopen")
+      open (utf8 ("Open Group(s)\xe2\x80\xa6")),
+      demo ("Open the demo session", ButtonLook::standard, Icon::play), reopen ("Reopen")
 {
     setTitle ("Start");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
@@ -68,7 +68,7 @@ void EmptyView::setReopenable (std::vector<ReopenableGroup> groups)
     reopen.setTitle ("Reopen " + names.joinIntoString (", "));
     reopen.setTooltip ("What was open when the program was last quit:\n" + lines.joinIntoString ("\n"));
     reopen.setEnabled (! names.isEmpty());
-    reopen.setVisible (! reopenable.empty());
+    showButtons();
     resized();
     repaint();
 }
@@ -86,12 +86,41 @@ juce::String EmptyView::missingText() const
                                : juce::String());
 }
 
-void EmptyView::setHovered (bool shouldBeHovered)
+void EmptyView::setHasDemo (bool shouldHaveDemo)
 {
-    if (hovered == shouldBeHovered)
+    hasDemo = shouldHaveDemo;
+    showButtons();
+}
+
+void EmptyView::setReading (const juce::String& headline)
+{
+    if (headline == reading)
+        return;
+    reading = headline;
+    showButtons();
+    repaint();
+}
+
+void EmptyView::showButtons()
+{
+    importTracks.setVisible (reading.isEmpty());
+    open.setVisible (reading.isEmpty());
+    demo.setVisible (hasDemo && reading.isEmpty());
+    reopen.setVisible (! reopenable.empty() && reading.isEmpty());
+}
+
+void EmptyView::setHovered (bool shouldBeHovered, const juce::String& contents)
+{
+    if (hovered == shouldBeHovered && hovering == contents)
         return;
     hovered = shouldBeHovered;
+    hovering = contents;
     repaint();
+}
+
+void EmptyView::fileDragEnter (const juce::StringArray& files, int, int)
+{
+    setHovered (true, onDescribeFiles != nullptr ? onDescribeFiles (files) : juce::String());
 }
 
 void EmptyView::filesDropped (const juce::StringArray& files, int, int)
@@ -115,10 +144,10 @@ void EmptyView::resized()
     importTracks.setBounds (left, y, 172, 36);
     open.setBounds (left + 182, y, 145, 36);
     reopen.setBounds (left + 337, y, reopenWidth, 36);
-    demo.setSize (160, 28);
-    const auto width = demo.idealWidth();
+    demo.setSize (160, 34);
+    const auto width = demo.idealWidth() + 8;
     demo.setBounds (
-        zone().getCentreX() - width / 2, contentTop() + (missingText().isEmpty() ? 302 : 318), width, 28);
+        zone().getCentreX() - width / 2, contentTop() + (missingText().isEmpty() ? 312 : 328), width, 34);
 }
 
 void EmptyView::paint (juce::Graphics& g)
@@ -162,10 +191,20 @@ void EmptyView::paint (juce::Graphics& g)
     };
     g.setColour (palette::textHigh);
     g.setFont (fonts::inter (28.0f, fonts::Weight::semibold).withExtraKerningFactor (-0.016f));
-    line (85, 36, hovered ? releaseForNewGroup : "Drop your drum tracks here");
+    line (85,
+          36,
+          hovered                ? juce::String (releaseForNewGroup)
+          : reading.isNotEmpty() ? reading
+                                 : juce::String ("Drop your drum tracks here"));
     g.setColour (palette::textMid);
     const auto body = fonts::inter (15.0f);
     g.setFont (body);
+    if (hovered || reading.isNotEmpty())
+    {
+        line (132, 20, hovered ? hovering : juce::String ("The group is complete when all of them are in."));
+        paintSteps (g);
+        return;
+    }
     const char* const lines[] = { "One close microphone per file. WAV, AIFF or CAF at 44.1 to 192 kHz.",
                                   "Dropped files become one group, and their drum types are read from",
                                   "the file names." };

@@ -14,8 +14,8 @@ struct ReopenableGroup
     juce::String reasonAgainst{}; // empty: it can
 };
 
-/** Fills the centre while no Group is open: the drop zone, two buttons, the five steps and, where it is
-    installed, an offer to open the demo session.
+/** Fills the centre while no Group is open: the drop zone, the buttons, the five steps; the demo session is
+    offered where it is installed.
 */
 class EmptyView : public juce::Component, public juce::FileDragAndDropTarget
 {
@@ -24,20 +24,25 @@ public:
 
     std::function<void()> onImport, onOpen, onDemo, onReopen;
     std::function<void (const juce::StringArray&)> onFilesDropped;
+    /** What hovering files and folders hold. */
+    std::function<juce::String (const juce::StringArray&)> onDescribeFiles;
 
     /** Whether there is a demo session to open; false until set. */
-    void setHasDemo (bool shouldHaveDemo) { demo.setVisible (shouldHaveDemo); }
+    void setHasDemo (bool shouldHaveDemo);
 
     /** What was open when the program was last quit; none until set. What can't be opened is told with its
         reason; the button is grey when nothing can.
     */
     void setReopenable (std::vector<ReopenableGroup> groups);
 
-    /** Highlights the drop zone while files hover over the window. */
-    void setHovered (bool shouldBeHovered);
+    /** "Reading 24 files": in the place of the offers, while files are on their way; empty when none are. */
+    void setReading (const juce::String& headline);
+
+    /** Highlights the drop zone while files hover over the window, and says what they hold. */
+    void setHovered (bool shouldBeHovered, const juce::String& contents = {});
 
     bool isInterestedInFileDrag (const juce::StringArray&) override { return onFilesDropped != nullptr; }
-    void fileDragEnter (const juce::StringArray&, int, int) override { setHovered (true); }
+    void fileDragEnter (const juce::StringArray& files, int x, int y) override;
     void fileDragExit (const juce::StringArray&) override { setHovered (false); }
     void filesDropped (const juce::StringArray& files, int x, int y) override;
 
@@ -50,8 +55,10 @@ private:
     void paintGlyphs (juce::Graphics& g) const;
     void paintSteps (juce::Graphics& g) const;
     juce::String missingText() const;
+    void showButtons();
 
-    bool hovered = false;
+    bool hovered = false, hasDemo = false;
+    juce::String hovering, reading; // what files in the air hold; the headline while files are read
     ActionButton importTracks, open, demo, reopen;
     std::vector<ReopenableGroup> reopenable;
 

@@ -294,3 +294,35 @@ TEST_CASE ("Tracks are moved and removed", "[app][tracks]")
         CHECK (both() == before);
     }
 }
+
+TEST_CASE ("A type that no name told is offered to tracks of like names", "[app][tracks]")
+{
+    Rig rig;
+    auto names = { "SD Top", "SD Bot", "Audio 1", "SD Room" };
+    std::vector<TrackState> tracks;
+
+    for (const auto* name : names)
+    {
+        tracks.push_back (Rig::track (name, DrumType::other));
+        tracks.back().typeUnknown = juce::String (name) != "SD Room"; // that one is meant to be Other
+    }
+
+    rig.take->addTracks (tracks);
+    const auto top = rig.id (4), bottom = rig.id (5), audio = rig.id (6);
+    TrackActions::TrackIds offered;
+    rig.actions.onMoreLikeIt = [&] (const Group::Ptr&, const TrackActions::TrackIds& ids, DrumType type)
+    {
+        CHECK (type == DrumType::snare);
+        offered = ids;
+    };
+    rig.actions.setDrumType ({ audio }, DrumType::snare);
+    CHECK (offered.empty());
+    rig.actions.setDrumType ({ top }, DrumType::snare);
+    CHECK (offered == TrackActions::TrackIds{ bottom });
+    CHECK (rig.take->findTrack (bottom)->drumType() == DrumType::other); // by nobody but the user
+
+    // What was told is known, and undo forgets it.
+    CHECK_FALSE (rig.take->findTrack (top)->state().typeUnknown);
+    rig.actions.undo();
+    CHECK (rig.take->findTrack (top)->state().typeUnknown);
+}

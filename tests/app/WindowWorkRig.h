@@ -68,6 +68,23 @@ public:
         return lines;
     }
 
+    /** Imports, and returns when the files are in and all is told. */
+    void import (const std::vector<juce::File>& files, const Group::Ptr& target = nullptr)
+    {
+        work.importInputs (files, target);
+        awaitImports();
+    }
+
+    /** Nothing of an import arrives before this runs the messages. */
+    void awaitImports()
+    {
+        while (work.imports().isReading() || work.canFinishImports())
+        {
+            juce::MessageManager::getInstance()->runDispatchLoopUntil (5);
+            work.finishImports();
+        }
+    }
+
     PaintingFixture painting;
     const juce::File folder = juce::File::createTempFile ("");
     const juce::File tools = folder.getChildFile ("bin"), answer = folder.getChildFile ("answer");

@@ -54,6 +54,22 @@ TEST_CASE ("Browser rows", "[ui][browser]")
         CHECK_FALSE (groupExtent (state, metrics, 9).has_value());
     }
 
+    SECTION ("of files on their way stand below the tracks, and are neither selected nor dragged between")
+    {
+        auto reading = state;
+        reading.groups[0].reading = { { 91, "Kick", DrumType::kick, false, 0.5f },
+                                      { 92, "Tk 1", DrumType::other, true, 0.0f } };
+        const auto rows = visibleRows (reading, metrics);
+        REQUIRE (rows.size() == 11);
+        CHECK (rows[5] == BrowserRow{ 1, 91, 46 + 4 * 57, 57, true });
+        const auto last = afterTrackClick (reading, {}, 1, 14, false, false);
+        CHECK (afterArrow (reading, last, 1, false) == afterGroupClick (reading, 2));
+        CHECK (dropPlaceAt (reading, metrics, 46 + 6 * 57 - 2) == DropPlace{ 1, 4, 46 + 4 * 57 });
+        CHECK (groupMarkText (reading.groups[0]) == "Reading 25 %");
+        CHECK (accessibleName (reading.groups[0].reading[1])
+               == "Tk 1, drum type unknown, reading, 0 percent");
+    }
+
     SECTION ("take dragged tracks at the nearest border between rows")
     {
         // 46 is the top of track 11, 103 of track 12.

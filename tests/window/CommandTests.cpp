@@ -60,12 +60,16 @@ public:
 
     void settle()
     {
-        // Behind what the command has posted, and what that posts; dialogs and jobs are loops inside that.
-        auto reached = false;
-        juce::MessageManager::callAsync ([&] { juce::MessageManager::callAsync ([&] { reached = true; }); });
+        do
+        {
+            // Behind what the command has posted, and what that posts; dialogs and jobs are loops in it.
+            auto reached = false;
+            juce::MessageManager::callAsync ([&]
+                                             { juce::MessageManager::callAsync ([&] { reached = true; }); });
 
-        while (! reached)
-            REQUIRE (juce::MessageManager::getInstance()->runDispatchLoopUntil (10));
+            while (! reached)
+                REQUIRE (juce::MessageManager::getInstance()->runDispatchLoopUntil (10));
+        } while (window->content().isReadingFiles());
     }
 
     void chooserAnswers (const juce::StringArray& paths) const

@@ -133,6 +133,89 @@ TEST_CASE ("Five hundred files", "[window][trouble]")
     run.keepPicture ("500-files-imported");
 }
 
+TEST_CASE ("Files on their way", "[window][import]")
+{
+    UserAtScreen user (testDisplay());
+    user.presetExperiencedUser();
+    const auto folder = user.newFolder ("Long");
+    juce::StringArray paths;
+
+    // FLAC takes time to decode.
+    for (const auto& demo :
+         juce::File (TESSIVAR_SOURCE_DIR "/demo").findChildFiles (juce::File::findFiles, false, "*.flac"))
+        for (int i = 0; i < 24; ++i)
+        {
+            const auto file = folder.getChildFile ("Tom " + juce::String (paths.size() + 1) + ".flac");
+            REQUIRE (demo.copyFileTo (file));
+            paths.add (file.getFullPathName());
+        }
+
+    ProgramRun run (user);
+    REQUIRE (run.waitForWindow());
+    const auto before = run.picture();
+    const juce::Rectangle<int> firstRow (4, 124, 200, 30);
+    REQUIRE (user.x.drop (run.window, run.waveform(), paths));
+    const auto start = now();
+
+    SECTION ("stand in the browser at once, and the window stays free until all are in")
+    {
+        REQUIRE (waitUntil ([&] { return ! run.showsSame (before, firstRow); }));
+        const auto firstAfter = now() - start;
+        run.keepPicture ("reading");
+        std::vector<double> beats{ 0.0 };
+
+        while (! run.showsTrack() && now() - start < 120000.0)
+        {
+            CHECK_FALSE (run.isDimmed());
+            beats.push_back (user.x.heartbeat (run.window).value_or (5000.0));
+        }
+
+        const auto longest = *std::max_element (beats.begin(), beats.end());
+        WARN (paths.size() << " files: first row " << firstAfter << " ms after the drop, all in after "
+                           << (now() - start) / 1000.0 << " s, longest heartbeat " << longest << " ms of "
+                           << beats.size());
+        CHECK (firstAfter < hangMs);
+        CHECK (longest < hangMs);
+        CHECK (run.showsTrack());
+        run.keepPicture ("read");
+    }
+
+    SECTION ("are stopped by Escape in the browser, and nothing of them is left")
+    {
+        REQUIRE (waitUntil ([&] { return ! run.showsSame (before, firstRow); }));
+        user.x.click (run.at (120, 140));
+        user.x.key ("Escape");
+        CHECK (waitUntil ([&] { return run.showsSame (before, firstRow); }));
+        CHECK (waitUntil ([&] { return user.programLog().contains ("Importing data: stopped"); }));
+        run.keepPicture ("reading-stopped");
+        CHECK (waitUntil (
+            [&] {
+                return user.file ("tmp").findChildFiles (juce::File::findFiles, true).size() <= 1;
+            }));                 // its lock
+        CHECK (run.quit() == 0); // with nothing to lose, nothing is asked
+    }
+
+    SECTION ("are asked about when the program is to end")
+    {
+        REQUIRE (waitUntil ([&] { return user.programLog().contains ("Importing data"); }));
+        user.x.key ("ctrl+q");
+        REQUIRE (run.waitForDialog());
+        run.keepPicture ("reading-quit");
+        user.x.key ("Tab"); // the focus was on Cancel
+        user.x.key ("Return");
+        auto ended = run.process.waitForEnd (5000);
+
+        // On a busy machine all may be in by now, and is asked about in its turn.
+        if (! ended.has_value() && run.asksSomething())
+        {
+            user.x.click (run.leftOfDialog());
+            ended = run.process.waitForEnd (20000);
+        }
+
+        CHECK (ended == 0);
+    }
+}
+
 TEST_CASE ("A job", "[window][job]")
 {
     UserAtScreen user (testDisplay());

@@ -54,6 +54,9 @@ void BrowserList::wireRows()
     callbacks.onType = [this] (RowId track, DrumType type) { call (onType, actedOn (track), type); };
     callbacks.onLocate = [this] (RowId track) { call (onLocate, track); };
     callbacks.onFold = [this] (RowId group) { call (onFold, group); };
+    callbacks.onDescribeType = [this] (RowId track)
+    { return onDescribeType != nullptr ? onDescribeType (track) : juce::String(); };
+    callbacks.onStopReading = [this] (RowId group) { call (onStopReading, group); };
     callbacks.onClose = [this] (RowId group) { call (onClose, group); };
     callbacks.onRename = [this] (RowId group, const juce::String& name) { call (onRename, group, name); };
 }
@@ -97,6 +100,8 @@ void BrowserList::rebuildRows()
             rows.push_back (std::move (*found));
         else if (place.track == 0)
             rows.push_back (std::make_unique<GroupRow> (callbacks, place.group));
+        else if (place.reading)
+            rows.push_back (std::make_unique<ReadingRow> (callbacks, place.group, place.track));
         else
             rows.push_back (std::make_unique<TrackRow> (images, callbacks, place.group, place.track));
         addAndMakeVisible (*rows.back());
@@ -199,6 +204,17 @@ void BrowserList::setExporting (const std::vector<RowId>& tracks, std::optional<
         if (auto* track = dynamic_cast<TrackRow*> (row.get());
             track != nullptr && std::find (tracks.begin(), tracks.end(), track->getTrack()) != tracks.end())
             track->setExporting (share);
+}
+
+void BrowserList::setReadFractions (const std::vector<ReadFraction>& fractions)
+{
+    for (auto& row : rows)
+        if (row->isGroup())
+            static_cast<GroupRow&> (*row).setFractions (fractions);
+        else if (auto* file = dynamic_cast<ReadingRow*> (row.get()))
+            for (const auto& each : fractions)
+                if (each.id == file->getTrack())
+                    file->setFraction (each.fraction);
 }
 
 void BrowserList::beginRename (RowId group)
@@ -347,6 +363,12 @@ bool BrowserList::keyPressed (const juce::KeyPress& key)
     if (code == juce::KeyPress::escapeKey && ! draggedTracks.empty())
     {
         handOverDrag(); // to nobody
+        return true;
+    }
+    if (const auto* group = findGroup (state, selection.group);
+        code == juce::KeyPress::escapeKey && group != nullptr && group->isReading())
+    {
+        call (onStopReading, group->id);
         return true;
     }
     if (code == juce::KeyPress::F10Key && shift)

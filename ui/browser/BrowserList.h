@@ -36,6 +36,7 @@ public:
         float source = 0.0f, kept = 0.0f; // 0 to 1 of the bar
     };
     void setLevels (const std::vector<Level>& levels);
+    void setReadFractions (const std::vector<ReadFraction>& fractions);
 
     /** How much of the files of these tracks is written, 0 to 1; nothing when that is over. */
     void setExporting (const std::vector<RowId>& tracks, std::optional<float> share);
@@ -56,7 +57,9 @@ public:
     /** Toggling one of several selected tracks toggles all of them. */
     std::function<void (const std::vector<RowId>& tracks, bool included)> onInclude;
     std::function<void (const std::vector<RowId>& tracks, DrumType type)> onType;
-    std::function<void (RowId)> onLocate, onFold, onClose;
+    /** What a track's drum type rests on. */
+    std::function<juce::String (RowId track)> onDescribeType;
+    std::function<void (RowId)> onLocate, onFold, onClose, onStopReading;
     std::function<void (RowId group, const juce::String& name)> onRename;
 
     bool keyPressed (const juce::KeyPress& key) override;

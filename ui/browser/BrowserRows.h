@@ -15,12 +15,19 @@ class DrumTypeChooser : public TessivarComboBox
 public:
     DrumTypeChooser();
 
-    /** Shows a type without calling back. An overhead shows a dash and isn't in the list. */
-    void setType (DrumType newType);
+    /** Shows a type without calling back. An overhead shows a dash and isn't in the list; one that nobody has
+        told is asked for.
+    */
+    void setType (DrumType newType, bool isUnknown = false);
 
     /** The user chose a type. */
     std::function<void (DrumType)> onChoose;
 
+    /** What the type rests on; asked when the tooltip is wanted. */
+    std::function<juce::String()> onDescribe;
+    juce::String getTooltip() override;
+
+    void showPopup() override;
     void paint (juce::Graphics& g) override;
     void lookAndFeelChanged() override;
 
@@ -28,6 +35,7 @@ private:
     void hideLabel();
 
     DrumType type = DrumType::other;
+    bool unknown = false;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DrumTypeChooser)
 };
@@ -40,7 +48,8 @@ struct RowCallbacks
     std::function<void (RowId track, bool included)> onInclude;
     std::function<void (RowId track, DrumType type)> onType;
     std::function<void (RowId track)> onLocate;
-    std::function<void (RowId group)> onFold, onClose;
+    std::function<juce::String (RowId track)> onDescribeType;
+    std::function<void (RowId group)> onFold, onClose, onStopReading;
     std::function<void (RowId group, const juce::String& name)> onRename;
 };
 
@@ -120,6 +129,25 @@ private:
     ActionButton locate;
 };
 
+/** The row of a file on its way into a Group: what it is taken for, and how much of it has been read. */
+class ReadingRow : public ListRow
+{
+public:
+    ReadingRow (const RowCallbacks& callbacksToUse, RowId groupId, RowId fileId)
+        : ListRow (callbacksToUse, groupId, fileId)
+    {
+    }
+
+    void takeFrom (const BrowserState& browser) override;
+    void setFraction (float fraction);
+
+    void paint (juce::Graphics& g) override;
+    void mouseDown (const juce::MouseEvent& event) override;
+
+private:
+    ReadingRowState state;
+};
+
 /** The row of a Group. */
 class GroupRow : public ListRow, private juce::TextEditor::Listener
 {
@@ -128,6 +156,8 @@ public:
 
     void takeFrom (const BrowserState& browser) override;
     void setState (const GroupRowState& newState);
+    /** Of the files on their way. */
+    void setFractions (const std::vector<ReadFraction>& fractions);
     /** Shown at an edge of the list, away from its place, with tracks passing behind it. */
     void setPinned (bool shouldBePinned);
 
@@ -145,12 +175,13 @@ private:
     void textEditorEscapeKeyPressed (juce::TextEditor&) override { endRename (false); }
     void textEditorFocusLost (juce::TextEditor&) override { endRename (true); }
     void endRename (bool keep);
+    int markRoom() const; // right of the badge
     float badgeWidth() const;
     void paintBadge (juce::Graphics& g) const;
 
     GroupRowState state;
     bool pinned = false;
-    IconButton fold, close;
+    IconButton fold, close, stop;
     std::unique_ptr<juce::TextEditor> nameEditor;
 };
 

@@ -54,6 +54,11 @@ std::vector<BrowserRow> visibleRows (const BrowserState& state, BrowserMetrics m
             rows.push_back ({ group.id, track.id, y, metrics.trackHeight });
             y += metrics.trackHeight;
         }
+        for (const auto& file : group.reading)
+        {
+            rows.push_back ({ group.id, file.id, y, metrics.trackHeight, true });
+            y += metrics.trackHeight;
+        }
     }
     return rows;
 }
@@ -79,6 +84,23 @@ const TrackRowState* findTrack (const BrowserState& state, RowId id)
             if (track.id == id)
                 return &track;
     return nullptr;
+}
+
+const ReadingRowState* findReading (const BrowserState& state, RowId id)
+{
+    for (const auto& group : state.groups)
+        for (const auto& file : group.reading)
+            if (file.id == id)
+                return &file;
+    return nullptr;
+}
+
+float GroupRowState::readFraction() const
+{
+    auto sum = 0.0f;
+    for (const auto& file : reading)
+        sum += file.fraction;
+    return reading.empty() ? 1.0f : sum / static_cast<float> (reading.size());
 }
 
 BrowserSelection afterTrackClick (const BrowserState& state,
@@ -124,7 +146,8 @@ BrowserSelection afterGroupClick (const BrowserState&, RowId group)
 BrowserSelection
 afterArrow (const BrowserState& state, const BrowserSelection& selection, int step, bool shift)
 {
-    const auto rows = visibleRows (state, {});
+    auto rows = visibleRows (state, {});
+    std::erase_if (rows, [] (const BrowserRow& row) { return row.reading; });
     if (rows.empty())
         return {};
     auto index = indexOf (rows, selection);
@@ -192,7 +215,8 @@ std::optional<DropPlace> dropPlaceAt (const BrowserState& state, BrowserMetrics 
     {
         const auto count = static_cast<int> (group.tracks.size());
         const auto tracksTop = top + metrics.groupHeight;
-        const auto bottom = tracksTop + (group.open ? count * metrics.trackHeight : 0);
+        const auto numReading = static_cast<int> (group.reading.size());
+        const auto bottom = tracksTop + (group.open ? (count + numReading) * metrics.trackHeight : 0);
         if (y < bottom)
         {
             // On a Group's row: to the front of an open Group, to the end of a folded one.
@@ -233,7 +257,9 @@ RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y)
 juce::String accessibleName (const TrackRowState& track)
 {
     juce::StringArray parts{ track.name };
-    parts.add (track.type == DrumType::oh ? "Overhead" : drumName (track.type));
+    parts.add (track.typeUnknown            ? "drum type unknown"
+               : track.type == DrumType::oh ? "Overhead"
+                                            : drumName (track.type));
     if (track.sourceMissing)
         parts.add ("source file not found");
     parts.add (track.included ? "included" : "excluded");
@@ -256,19 +282,27 @@ juce::String accessibleName (const TrackRowState& track)
     return parts.joinIntoString (", ");
 }
 
+juce::String accessibleName (const ReadingRowState& file)
+{
+    return file.name + ", " + (file.typeUnknown ? juce::String ("drum type unknown") : drumName (file.type))
+           + ", reading, " + juce::String (readPercent (file.fraction)) + " percent";
+}
+
 juce::String accessibleName (const GroupRowState& group)
 {
     const auto count = group.tracks.size();
     juce::StringArray parts{ group.name, juce::String (count) + (count == 1 ? " track" : " tracks") };
-    parts.add (groupMarkText (group.mark).toLowerCase());
+    parts.add (groupMarkText (group).toLowerCase());
     if (group.unsaved)
         parts.add ("not saved");
     return parts.joinIntoString (", ");
 }
 
-juce::String groupMarkText (GroupRowState::Mark mark)
+juce::String groupMarkText (const GroupRowState& group)
 {
-    switch (mark)
+    if (group.isReading())
+        return "Reading " + juce::String (readPercent (group.readFraction())) + " %";
+    switch (group.mark)
     {
         case GroupRowState::Mark::analysed:
             return "Analyzed";

@@ -38,6 +38,7 @@ struct TrackRowState
     RowId id = 0;
     juce::String name;
     DrumType type = DrumType::other;
+    bool typeUnknown = false; // nobody has told it, which the row asks for
     bool included = true;
     Mark mark = Mark::notAnalysed;
     juce::String leakage;            // "leakage -3 dB" once an analysis has estimated it
@@ -49,6 +50,29 @@ struct TrackRowState
     float keptLevel = 0.0f;
     std::shared_ptr<const MiniWave> wave;
 };
+
+/** A file on its way into a Group. */
+struct ReadingRowState
+{
+    RowId id = 0; // of no track
+    juce::String name;
+    DrumType type = DrumType::other;
+    bool typeUnknown = false;
+    float fraction = 0.0f; // read
+};
+
+/** How much of a file on its way has been read. */
+struct ReadFraction
+{
+    RowId id = 0;
+    float fraction = 0.0f;
+};
+
+/** Whole percent of what was read, all of it only when it is. */
+constexpr int readPercent (float fraction)
+{
+    return static_cast<int> (fraction * 100.0f);
+}
 
 struct GroupRowState
 {
@@ -66,6 +90,10 @@ struct GroupRowState
     bool open = true;
     Mark mark = Mark::notAnalysed;
     std::vector<TrackRowState> tracks;
+    std::vector<ReadingRowState> reading{}; // below the tracks
+
+    [[nodiscard]] bool isReading() const { return ! reading.empty(); }
+    [[nodiscard]] float readFraction() const; // of all files
 };
 
 struct BrowserState
@@ -73,6 +101,7 @@ struct BrowserState
     enum class Analyze
     {
         unavailable,
+        waiting, // starts when the files are in
         analyze,
         upToDate,
         again
@@ -103,6 +132,7 @@ struct BrowserRow
     RowId group = 0;
     RowId track = 0;
     int top = 0, height = 0; // logical pixels from the top of the list
+    bool reading = false;    // track is that of a file on its way
     friend bool operator== (const BrowserRow&, const BrowserRow&) = default;
 };
 
@@ -122,6 +152,7 @@ int totalHeight (const BrowserState& state, BrowserMetrics metrics);
 
 const GroupRowState* findGroup (const BrowserState& state, RowId group);
 const TrackRowState* findTrack (const BrowserState& state, RowId track);
+const ReadingRowState* findReading (const BrowserState& state, RowId file);
 
 /** The selection after a click on a track: that track alone; Ctrl toggles it; Shift extends from the anchor.
     Several tracks can be selected only within one Group; a click elsewhere starts over.
@@ -165,9 +196,11 @@ RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y);
 
 /** "Kick In, Kick, included, analyzed, Focus 62 percent" and "Take 3, 8 tracks, changed, not saved". */
 juce::String accessibleName (const TrackRowState& track);
+juce::String accessibleName (const ReadingRowState& file);
 juce::String accessibleName (const GroupRowState& group);
 
-juce::String groupMarkText (GroupRowState::Mark mark);
+/** "Analyzed", or "Reading 43 %" while files are on their way. */
+juce::String groupMarkText (const GroupRowState& group);
 juce::String dropText (int numFiles, const juce::String& groupName);
 
 } // namespace tessivar

@@ -65,14 +65,17 @@ void BrowserView::showButtons()
     using Analyze = BrowserState::Analyze;
     const auto& state = getState();
     const auto upToDate = state.analyze == Analyze::upToDate;
+    const auto waiting = state.analyze == Analyze::waiting;
     analyze.setButtonText (upToDate                          ? "Up to date"
+                           : waiting                         ? "Waits for files"
                            : state.analyze == Analyze::again ? "Analyze Again"
                                                              : "Analyze Group");
-    analyze.setLook (upToDate ? ButtonLook::quiet : ButtonLook::primary);
+    analyze.setLook (upToDate || waiting ? ButtonLook::quiet : ButtonLook::primary);
     analyze.setIcon (upToDate ? Icon::tick : Icon::none);
     analyze.setEnabled (state.analyze != Analyze::unavailable);
     const auto isRefined = state.method == AnalysisMethod::refined;
     analyze.setTooltip (upToDate    ? "Nothing has changed since the analysis"
+                        : waiting   ? "Starts when all files are in. Press again to call it off [Ctrl+P]"
                         : isRefined ? "Analyze by the refined method [Ctrl+P]"
                                     : "Analyze by the standard method [Ctrl+P]");
     methods.show (state.method, state.standardTime, state.refinedTime);
@@ -181,12 +184,9 @@ void BrowserView::paintOverChildren (juce::Graphics& g)
     if (! dropHover.has_value())
         return;
     if (const auto* group = findGroup (getState(), dropHover->group))
-        paintDropTarget (g,
-                         dropArea(),
-                         dropText (dropHover->numFiles, group->name),
-                         "The group will need a new analysis.");
+        paintDropTarget (g, dropArea(), dropText (dropHover->numFiles, group->name), dropHover->contents);
     else
-        paintDropTarget (g, dropArea(), releaseForNewGroup, {});
+        paintDropTarget (g, dropArea(), releaseForNewGroup, dropHover->contents);
 }
 
 RowId BrowserView::groupUnder (juce::Point<int> position) const
@@ -198,7 +198,9 @@ RowId BrowserView::groupUnder (juce::Point<int> position) const
 
 void BrowserView::fileDragMove (const juce::StringArray& files, int x, int y)
 {
-    setDropHover (DropHover{ groupUnder ({ x, y }), files.size() });
+    setDropHover (DropHover{ groupUnder ({ x, y }),
+                             files.size(),
+                             onDescribeFiles != nullptr ? onDescribeFiles (files) : juce::String() });
 }
 
 void BrowserView::filesDropped (const juce::StringArray& files, int x, int y)

@@ -34,11 +34,15 @@ public:
     /** Files were dropped on a Group, or elsewhere (0), which makes a new Group. */
     std::function<void (const juce::StringArray& files, RowId group)> onFilesDropped;
 
+    /** What hovering files and folders hold. */
+    std::function<juce::String (const juce::StringArray& files)> onDescribeFiles;
+
     /** Where hovering files would go: nowhere, to a Group, or to a new Group (0). */
     struct DropHover
     {
         RowId group = 0;
         int numFiles = 0;
+        juce::String contents{}; // of files and folders
         friend bool operator== (const DropHover&, const DropHover&) = default;
     };
     void setDropHover (std::optional<DropHover> hover);

@@ -13,9 +13,11 @@ struct MarkLook
     juce::Colour colour;
 };
 
-MarkLook lookOf (GroupRowState::Mark mark)
+MarkLook lookOf (const GroupRowState& group)
 {
-    switch (mark)
+    if (group.isReading())
+        return { Icon::import, palette::ice };
+    switch (group.mark)
     {
         case GroupRowState::Mark::analysed:
             return { Icon::tick, palette::green };
@@ -43,8 +45,8 @@ juce::Font badgeFont()
     return fonts::inter (11.0f, fonts::Weight::semibold);
 }
 
-constexpr int textLeft = 34;
-const juce::Colour trackSeam (0xff0f1316); // between rows of one Group
+constexpr int textLeft = 34, closeRoom = 38, stopRoom = 26; // logical pixels
+const juce::Colour trackSeam (0xff0f1316);                  // between rows of one Group
 
 } // namespace
 
@@ -96,9 +98,9 @@ std::unique_ptr<juce::AccessibilityHandler> ListRow::createAccessibilityHandler(
 
 GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId groupId)
     : ListRow (callbacksToUse, groupId, 0), fold ("Fold or unfold", Icon::chevronDown),
-      close ("Close group", Icon::close)
+      close ("Close group", Icon::close), stop ("Stop reading", Icon::stop)
 {
-    for (auto* button : { &fold, &close })
+    for (auto* button : { &fold, &close, &stop })
     {
         addAndMakeVisible (*button);
         button->addMouseListener (this, false);
@@ -109,6 +111,9 @@ GroupRow::GroupRow (const RowCallbacks& callbacksToUse, RowId groupId)
     close.setInk (palette::textMid);
     fold.onClick = [this] { call (callbacks.onFold, group); };
     close.onClick = [this] { call (callbacks.onClose, group); };
+    stop.setInk (palette::textMid);
+    stop.setTooltip ("Stop reading, and leave out these files [Escape]");
+    stop.onClick = [this] { call (callbacks.onStopReading, group); };
 }
 
 void GroupRow::takeFrom (const BrowserState& browser)
@@ -123,6 +128,21 @@ void GroupRow::setState (const GroupRowState& newState)
     fold.setIcon (state.open ? Icon::chevronDown : Icon::chevronRight);
     fold.setTitle ((state.open ? "Fold " : "Unfold ") + state.name);
     close.setTitle ("Close " + state.name);
+    stop.setTitle ("Stop reading into " + state.name);
+    stop.setVisible (state.isReading());
+    setTitle (accessibleName (state));
+    repaint();
+}
+
+void GroupRow::setFractions (const std::vector<ReadFraction>& fractions)
+{
+    const auto before = groupMarkText (state);
+    for (auto& file : state.reading)
+        for (const auto& each : fractions)
+            if (each.id == file.id)
+                file.fraction = each.fraction;
+    if (groupMarkText (state) == before)
+        return;
     setTitle (accessibleName (state));
     repaint();
 }
@@ -137,30 +157,36 @@ void GroupRow::resized()
 {
     fold.setBounds (6, (getHeight() - 28) / 2, 28, 28);
     close.setBounds (getWidth() - 37, (getHeight() - 28) / 2, 28, 28);
+    stop.setBounds (getWidth() - 37 - stopRoom, (getHeight() - 28) / 2, 28, 28);
     if (nameEditor != nullptr)
         nameEditor->setBounds (textLeft - 4, 4, getWidth() - textLeft - 40, 24);
 }
 
+int GroupRow::markRoom() const
+{
+    return closeRoom + (state.isReading() ? stopRoom : 0);
+}
+
 float GroupRow::badgeWidth() const
 {
-    return badgeFont().getStringWidthFloat (groupMarkText (state.mark)) + 31.0f;
+    return badgeFont().getStringWidthFloat (groupMarkText (state)) + 31.0f;
 }
 
 void GroupRow::paintBadge (juce::Graphics& g) const
 {
-    const auto right = static_cast<float> (getWidth() - 38);
+    const auto right = static_cast<float> (getWidth() - markRoom());
     auto badge = juce::Rectangle<float> (
         right - badgeWidth(), 0.5f * static_cast<float> (getHeight()) - 10.5f, badgeWidth(), 20.0f);
-    const auto [mark, colour] = lookOf (state.mark);
+    const auto [mark, colour] = lookOf (state);
     g.setColour (colour.withAlpha (0.12f));
     g.fillRoundedRectangle (badge, 10.0f);
     badge.removeFromLeft (8.0f);
     const auto icon = badge.removeFromLeft (10.0f).withSizeKeepingCentre (10.0f, 10.0f);
-    drawIcon (g, mark, state.mark == GroupRowState::Mark::notAnalysed ? icon.expanded (2.0f) : icon, colour);
+    drawIcon (g, mark, mark == Icon::ring ? icon.expanded (2.0f) : icon, colour);
     badge.removeFromLeft (5.0f);
     g.setColour (colour);
     g.setFont (badgeFont());
-    g.drawText (groupMarkText (state.mark), badge, juce::Justification::centredLeft, false);
+    g.drawText (groupMarkText (state), badge, juce::Justification::centredLeft, false);
 }
 
 void GroupRow::paint (juce::Graphics& g)
@@ -175,7 +201,7 @@ void GroupRow::paint (juce::Graphics& g)
     }
     paintBadge (g);
 
-    const auto width = getWidth() - 38 - juce::roundToInt (badgeWidth()) - textLeft - 6;
+    const auto width = getWidth() - markRoom() - juce::roundToInt (badgeWidth()) - textLeft - 6;
     if (nameEditor == nullptr)
     {
         const auto font = fonts::inter (13.0f, fonts::Weight::semibold);

@@ -22,7 +22,6 @@ DrumTypeChooser::DrumTypeChooser()
     {
         juce::PopupMenu::Item item (drumName (choice));
         item.itemID = static_cast<int> (drumTypeCode (choice));
-        item.image = iconDrawable (drumIcon (choice), 16.0f, drumColour (choice));
         item.shortcutKeyDescription = juce::String (++place);
         getRootMenu()->addItem (std::move (item));
     }
@@ -38,6 +37,16 @@ DrumTypeChooser::DrumTypeChooser()
     hideLabel();
 }
 
+void DrumTypeChooser::showPopup()
+{
+    // Made when they are looked at: there are rows by the hundred.
+    for (juce::PopupMenu::MenuItemIterator items (*getRootMenu()); items.next();)
+        if (auto& item = items.getItem(); item.image == nullptr)
+            if (const auto choice = drumTypeFromCode (static_cast<std::uint32_t> (item.itemID)))
+                item.image = iconDrawable (drumIcon (*choice), 16.0f, drumColour (*choice));
+    TessivarComboBox::showPopup();
+}
+
 void DrumTypeChooser::hideLabel()
 {
     // The chooser draws glyph and name itself; the toolkit's label would draw the name again, centred.
@@ -51,29 +60,40 @@ void DrumTypeChooser::lookAndFeelChanged()
     hideLabel();
 }
 
-void DrumTypeChooser::setType (DrumType newType)
+void DrumTypeChooser::setType (DrumType newType, bool isUnknown)
 {
     type = newType;
-    setSelectedId (canBeChosen (type) ? static_cast<int> (drumTypeCode (type)) : 0,
+    unknown = isUnknown;
+    // Of one that is asked for, every choice is a new one.
+    setSelectedId (canBeChosen (type) && ! unknown ? static_cast<int> (drumTypeCode (type)) : 0,
                    juce::dontSendNotification);
     repaint();
+}
+
+juce::String DrumTypeChooser::getTooltip()
+{
+    return onDescribe != nullptr ? onDescribe() : TessivarComboBox::getTooltip();
 }
 
 void DrumTypeChooser::paint (juce::Graphics& g)
 {
     const auto enabled = isEnabled();
-    const auto colour = enabled ? drumColour (type) : palette::textDisabled;
-    const auto edge = isMouseOver (true) && enabled ? palette::outline : palette::lineStrong;
+    const auto colour = ! enabled ? palette::textDisabled : unknown ? palette::amber : drumColour (type);
+    const auto isOver = isMouseOver (true) && enabled;
+    const auto edge = unknown && enabled ? palette::amber.withAlpha (isOver ? 0.9f : 0.5f)
+                      : isOver           ? palette::outline
+                                         : palette::lineStrong;
     drawFrame (g, getLocalBounds().toFloat(), juce::Colour (0xff11161a), edge, 5.0f);
 
     auto area = getLocalBounds().toFloat().reduced (6.5f, 0.5f);
-    drawIcon (g, drumIcon (type), area.removeFromLeft (14.0f), colour);
+    drawIcon (g, unknown ? Icon::warning : drumIcon (type), area.removeFromLeft (14.0f), colour);
     area.removeFromLeft (4.5f);
     drawIcon (
         g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
-    g.setColour (enabled ? palette::textHigh : palette::textDisabled);
+    g.setColour (! enabled ? palette::textDisabled : unknown ? palette::amber : palette::textHigh);
     g.setFont (fonts::inter (12.0f));
-    g.drawText (drumName (type), area, juce::Justification::centredLeft, true);
+    g.drawText (
+        unknown ? juce::String ("type?") : drumName (type), area, juce::Justification::centredLeft, true);
 }
 
 TrackRow::TrackRow (const ResourceImages& images,
@@ -90,6 +110,8 @@ TrackRow::TrackRow (const ResourceImages& images,
     locate.setWantsKeyboardFocus (false);
     include.onClick = [this] { call (callbacks.onInclude, track, include.getToggleState()); };
     type.onChoose = [this] (DrumType chosen) { call (callbacks.onType, track, chosen); };
+    type.onDescribe = [this]
+    { return callbacks.onDescribeType != nullptr ? callbacks.onDescribeType (track) : juce::String(); };
     locate.onClick = [this] { call (callbacks.onLocate, track); };
     // Moving onto a control inside the row doesn't end the hover.
     include.addMouseListener (this, false);
@@ -108,7 +130,7 @@ void TrackRow::setState (const TrackRowState& newState)
     include.setToggleState (state.included, juce::dontSendNotification);
     include.setTitle ("Include " + state.name + " in analysis");
     include.setTooltip (state.included ? "Leave out of analysis [E]" : "Include in analysis [E]");
-    type.setType (state.type);
+    type.setType (state.type, state.typeUnknown);
     type.setTitle ("Drum type of " + state.name);
     type.setVisible (! state.sourceMissing);
     locate.setVisible (state.sourceMissing);
