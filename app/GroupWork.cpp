@@ -170,7 +170,7 @@ bool GroupWork::save (const Group::Ptr& group)
         return saveAs (group);
     }
 
-    return ! group->hasUnsavedChanges() || saveTo (group, group->file());
+    return (! group->hasUnsavedChanges() && ! group->hasUnsavedStrips()) || saveTo (group, group->file());
 }
 
 bool GroupWork::saveAs (const Group::Ptr& group)
@@ -310,7 +310,7 @@ bool GroupWork::saveAll()
         return false;
 
     for (const auto& group : workspace.allGroups())
-        if (group->hasUnsavedChanges() && ! save (group))
+        if ((group->hasUnsavedChanges() || group->hasUnsavedStrips()) && ! save (group))
             return false;
 
     return true;

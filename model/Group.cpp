@@ -18,6 +18,12 @@ bool contains (const std::vector<std::uint32_t>& ids, std::uint32_t id)
     return std::find (ids.begin(), ids.end(), id) != ids.end();
 }
 
+/** "Focus": what a step that turns these knobs is called. */
+const char* nameOfTurned (bool focus, bool fine)
+{
+    return focus && fine ? "Focus and Fine" : fine ? "Fine" : "Focus";
+}
+
 std::vector<Track::Ptr> makeTracks (std::vector<TrackState> states)
 {
     std::vector<Track::Ptr> tracks;
@@ -348,8 +354,21 @@ void Group::setKnobs (const std::vector<std::uint32_t>& trackIds,
                       KnobValues values,
                       bool continuesStep)
 {
+    bool turnsFocus = false, turnsFine = false;
+    juce::String what;
+
+    for (const auto& member : members)
+        if (contains (trackIds, member->id()))
+        {
+            const auto before = member->knobs (setting);
+            turnsFocus = turnsFocus || values.focus != before.focus;
+            turnsFine = turnsFine || values.fine != before.fine;
+            what = trackIds.size() == 1 ? member->name()
+                                        : juce::String (static_cast<int> (trackIds.size())) + " Tracks";
+        }
+
     editTracks (
-        setting == KnobSetting::a ? "Change Setting A" : "Change Setting B",
+        juce::String (nameOfTurned (turnsFocus, turnsFine)) + " of " + what,
         trackIds,
         [&, stored = values.sanitised()] (EditableTrack& entry)
         {
@@ -407,6 +426,18 @@ void Group::selectSetting (const std::vector<std::uint32_t>& trackIds, KnobSetti
                 [&] (EditableTrack& entry) { entry.selected = setting; });
 }
 
+void Group::setStrip (std::uint32_t trackId, const MixStrip& strip)
+{
+    const auto track = findTrack (trackId);
+
+    if (track == nullptr || track->data.strip == strip.sanitised())
+        return;
+
+    track->data.strip = strip.sanitised();
+    stripsUnsaved = true;
+    noteChange();
+}
+
 void Group::AnalysedTrack::applyTo (TrackState& track) const
 {
     track.analysedAs = input;
@@ -457,6 +488,13 @@ void Group::markSaved (const GroupState& savedState,
         saved.tracks.emplace_back (track, savedTrack);
     }
 
+    stripsUnsaved =
+        std::ranges::any_of (savedState.tracks,
+                             [this] (const TrackState& savedTrack)
+                             {
+                                 const auto track = findTrack (savedTrack.id);
+                                 return track != nullptr && track->state().strip != savedTrack.strip;
+                             });
     groupFile = savedFile;
     fileHandle = std::move (openFile);
     savedEditable = std::make_unique<Editable> (std::move (saved));

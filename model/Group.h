@@ -6,6 +6,7 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "terms/MixStrip.h"
 #include "terms/TrackFindings.h"
 
 #include <juce_events/juce_events.h>
@@ -116,6 +117,11 @@ public:
 
     [[nodiscard]] GroupHistory& undo() { return history; }
 
+    /** How a track is heard in the kit. Part of the file, but no edit: neither a step of undo nor an unsaved
+        change.
+    */
+    void setStrip (std::uint32_t trackId, const MixStrip& strip);
+
     // Results of jobs.
 
     /** What an analysis of one of the tracks gave. */
@@ -148,6 +154,9 @@ public:
     [[nodiscard]] const juce::File& file() const { return groupFile; } // none: never saved
     [[nodiscard]] std::shared_ptr<GroupFile> openFile() const { return fileHandle; }
     [[nodiscard]] bool hasUnsavedChanges() const;
+
+    /** Whether the file lacks what setStrip() has set. Nobody is asked about it, but a save writes it. */
+    [[nodiscard]] bool hasUnsavedStrips() const { return stripsUnsaved; }
 
     /** For a Group that was recovered: its file, if any, does not hold what it is. */
     void markUnsaved();
@@ -186,6 +195,7 @@ private:
     std::unique_ptr<Editable> savedEditable; // null: never saved
     std::uint64_t analysisCount = 0, savedAnalysisCount = 0;
     std::uint64_t changeCount = 0;
+    bool stripsUnsaved = false;
     GroupHistory history;
 
     JUCE_DECLARE_WEAK_REFERENCEABLE (Group)

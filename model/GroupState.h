@@ -6,6 +6,7 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/BleedMap.h"
 #include "terms/DrumType.h"
+#include "terms/MixStrip.h"
 #include "terms/TrackFindings.h"
 
 #include <juce_core/juce_core.h>
@@ -57,6 +58,7 @@ struct TrackState
     bool excluded = false;
     bool knobsTouched = false; // by the user: from then on no analysis moves them
     bool typeUnknown = false;  // Other for want of anything better: neither the name nor the user told
+    MixStrip strip;            // sanitised
 
     SourceInfo sourceInfo;
     std::shared_ptr<TrackSamples> source;   // one channel; null until it is read in, or when it is lost

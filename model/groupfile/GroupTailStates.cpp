@@ -6,6 +6,7 @@
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"
+#include "terms/MixStrip.h"
 #include "terms/SampleRates.h"
 #include "terms/TrackFindings.h"
 
@@ -34,7 +35,8 @@ constexpr auto name = "name", foreignText = "foreignText", method = "method",
                leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
                suggestedFocus = "findings.suggestedFocus", benefit = "findings.benefit",
                numHits = "findings.numHits", confidence = "findings.confidence",
-               sharedDrum = "findings.sharedDrum";
+               sharedDrum = "findings.sharedDrum", fader = "kit.faderDb", solo = "kit.solo",
+               mute = "kit.mute";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -165,6 +167,26 @@ TrackFindings takeFindings (PropertiesLeft& properties)
     return findings;
 }
 
+void addStrip (const MixStrip& strip, Properties& properties)
+{
+    if (strip == MixStrip{})
+        return;
+
+    properties.set (key::fader, tessivar::textOf (static_cast<double> (strip.faderDb)));
+    properties.set (key::solo, textOf (strip.solo));
+    properties.set (key::mute, textOf (strip.mute));
+}
+
+MixStrip takeStrip (PropertiesLeft& properties)
+{
+    MixStrip strip;
+    const auto faderDb = doubleOf (properties.take (key::fader)).value_or (0.0);
+    strip.faderDb = static_cast<float> (std::clamp (faderDb, -1000.0, 1000.0));
+    strip.solo = properties.take (key::solo) == "1";
+    strip.mute = properties.take (key::mute) == "1";
+    return strip.sanitised();
+}
+
 /** Bits of a track's word that have a meaning here. The rest stays as it came. */
 constexpr std::uint32_t knownWordBits = 0x1ffff;
 
@@ -207,6 +229,7 @@ TailTrack tailTrackFor (const TrackState& track)
     }
 
     addFindings (track.findings, properties);
+    addStrip (track.strip, properties);
 
     if (track.sourceInfo.chunks != nullptr)
         properties.set (key::sourceChunks, track.sourceInfo.chunks->toText());
@@ -254,6 +277,7 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
             state.analysedAs = AnalysisInput{ *drumType, wasExcluded };
 
     state.findings = takeFindings (properties);
+    state.strip = takeStrip (properties);
     state.knobsTouched = properties.has (key::knobsTouched) ? properties.take (key::knobsTouched) == "1"
                                                             : seemsTouched (state);
 

@@ -77,6 +77,7 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.findings.numHits = 12;
     kick.findings.confidence = 0.93;
     kick.findings.sharedDrum = 3;
+    kick.strip = { -7.3f, true, false };
     kick.unknownProperties.set ("x", "1");
 
     SourceChunks chunks;
@@ -122,7 +123,7 @@ bool hasSameValues (const TrackState& a, const TrackState& b)
            && a.sourceInfo.metadata.getAllKeys() == b.sourceInfo.metadata.getAllKeys()
            && a.sourceInfo.metadata.getAllValues() == b.sourceInfo.metadata.getAllValues()
            && chunks (a) == chunks (b) && a.analysedAs == b.analysedAs && a.findings == b.findings
-           && a.unknownProperties == b.unknownProperties && a.drumType() == b.drumType()
+           && a.strip == b.strip && a.unknownProperties == b.unknownProperties && a.drumType() == b.drumType()
            && a.record.knobs (KnobSetting::a) == b.record.knobs (KnobSetting::a)
            && a.record.knobs (KnobSetting::b) == b.record.knobs (KnobSetting::b)
            && a.record.selected() == b.record.selected() && a.lengthInSamples() == b.lengthInSamples()

@@ -93,6 +93,26 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
         CHECK (touched == std::vector<bool>{ false, false, true, true });
     }
 
+    SECTION ("with levels that can't be takes the nearest, or 0 dB")
+    {
+        FoundTail found;
+        found.isOurs = true;
+
+        for (const auto* level : { "1e300", "-1e300", "nan", "loud", "-12.5" })
+        {
+            found.tail.tracks.push_back (groupTailFor (group).tracks[0]);
+            found.tail.tracks.back().properties.set ("kit.faderDb", level);
+        }
+
+        juce::StringArray notes;
+        std::vector<float> levels;
+
+        for (const auto& track : groupStateFrom (found, {}, notes).tracks)
+            levels.push_back (track.strip.faderDb);
+
+        CHECK (levels == std::vector{ 6.0f, -60.0f, 0.0f, 0.0f, -12.5f });
+    }
+
     SECTION ("without tracks, and one with the most there can be, too")
     {
         GroupState none;
