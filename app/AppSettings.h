@@ -27,6 +27,7 @@ inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB
 inline constexpr auto spectrumShown = "spectrumShown";
+inline constexpr auto playsKit = "playsKit";
 inline constexpr auto readAheadSeconds = ReadAheadSettings::secondsKey;
 inline constexpr auto readAheadFrames = ReadAheadSettings::framesPerReadKey;
 inline constexpr auto diskBenchmark = "diskBenchmark"; // the last one, as BenchmarkSummary::toText()

@@ -175,6 +175,12 @@ BrowserState BrowserPresenter::makeState()
     state.method = selected != nullptr ? selected->method() : defaultMethod (workspace.settings());
     state.canExport = selected != nullptr && selected->isAnalysed();
 
+    if (selected != nullptr)
+    {
+        state.undoName = selected->undo().undoName();
+        state.redoName = selected->undo().redoName();
+    }
+
     if (selected != nullptr && selected->numTracks() > 0)
     {
         const auto group = selected->state();
@@ -278,6 +284,14 @@ TrackRowState BrowserPresenter::rowFor (const GroupState& group, std::size_t ind
 
     if (track.hasProcessedOutput())
         row.focusPercent = juce::roundToInt (track.soundingKnobs().focus * 100.0f / focusMaximum);
+
+    if (showsStrips)
+    {
+        const auto anySolo =
+            std::ranges::any_of (group.tracks, [] (const TrackState& other) { return other.strip.solo; });
+        row.strip = track.strip;
+        row.isHeard = ! track.strip.mute && (track.strip.solo || ! anySolo);
+    }
 
     if (const auto share = waveforms.readShare (track); share < 1.0)
         row.loading = static_cast<float> (share);

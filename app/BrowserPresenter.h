@@ -46,6 +46,9 @@ public:
     [[nodiscard]] Group::Ptr groupOf (RowId row) const;
     [[nodiscard]] static std::vector<std::uint32_t> trackIdsOf (const std::vector<RowId>& rows);
 
+    /** Whether rows show how their tracks are heard in the kit. */
+    void setShowsStrips (bool shouldShow) { showsStrips = shouldShow; }
+
     void toggleOpen (RowId group);
     void unfold (const Group& group) { closedGroups.erase (group.id()); }
 
@@ -66,6 +69,7 @@ private:
     const WaveformLibrary& waveforms;
     const GroupWork& work;
     std::set<std::uint32_t> closedGroups, seenGroups;
+    bool showsStrips = false;
     std::map<std::uint32_t, CachedWave> waves; // by content
 };
 

@@ -92,6 +92,8 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
         smallestBrowser, largestBrowser, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
     player.setVolumeDb (volumeDb);
     wave.setSpectrumShown (settings.getBoolValue (appSettingsKeys::spectrumShown, false));
+    player.setPlaysWholeGroup (settings.getBoolValue (appSettingsKeys::playsKit, false));
+    presenter.setShowsStrips (player.playsWholeGroup());
 
     for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
                                                                 &deviceStatus,
@@ -130,6 +132,7 @@ MainComponent::~MainComponent()
     auto& settings = workspace.settings();
     LastSession::of (workspace, tracks, wave).save (settings);
     settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
+    settings.setValue (appSettingsKeys::playsKit, player.playsWholeGroup());
     settings.setValue (appSettingsKeys::browserWidth, browserWidth);
     settings.setValue (appSettingsKeys::spectrumShown, wave.isSpectrumShown());
 }
@@ -246,6 +249,8 @@ void MainComponent::wireBrowser()
 {
     browser.onNewGroup = [this] { perform (Verb::newGroup); };
     browser.onImport = [this] { perform (Verb::importTracks); };
+    browser.onUndo = [this] { perform (Verb::undo); };
+    browser.onRedo = [this] { perform (Verb::redo); };
     browser.onAnalyze = [this] { perform (Verb::analyzeGroup); };
     browser.onExport = [this] { perform (Verb::exportGroup); };
     browser.onMethodChosen = [this] (AnalysisMethod method)
@@ -272,6 +277,12 @@ void MainComponent::wireBrowser()
     { tracks.setExcluded (idsOf (rows), ! included); };
     list.onType = [this, idsOf] (const std::vector<RowId>& rows, DrumType type)
     { tracks.setDrumType (idsOf (rows), type); };
+    list.onSolo = [this, idsOf] (const std::vector<RowId>& rows, bool solo)
+    { tracks.setSolo (idsOf (rows), solo); };
+    list.onMute = [this, idsOf] (const std::vector<RowId>& rows, bool mute)
+    { tracks.setMute (idsOf (rows), mute); };
+    list.onFader = [this] (RowId row, float levelDb)
+    { tracks.setFader (static_cast<std::uint32_t> (row), levelDb); };
     list.onFold = [this] (RowId group)
     {
         presenter.toggleOpen (group);
@@ -346,6 +357,9 @@ void MainComponent::wireDock()
     dock.onCopy = [this] { tracks.copySoundingSetting(); };
     dock.onReset = [this] { tracks.resetKnobs(); };
     dock.onPresets = [this] (juce::Point<int> place) { showMenu (presetMenuLines(), nullptr, place); };
+    dock.onEqualLoudness = [this] { perform (Verb::equalLoudness); };
+    dock.onBlindTest = [this] { callLater ([this] { perform (Verb::blindTest); }); };
+    player.onLoudnessMatched = [this] { showTrack(); };
     dock.onListeningChange = [this] (ListenMode mode) { wave.setListening (mode); };
     tracks.onKnobsChanged = [this]
     {
@@ -361,6 +375,7 @@ void MainComponent::wireTransport()
     transport.onToStart = [this] { wave.seek (0.0); };
     transport.onPlayOrStop = [this] { playOrStop(); };
     transport.onLoop = [this] (bool shouldLoop) { wave.setLooping (shouldLoop); };
+    transport.onWholeGroup = [this] (bool isWhole) { setPlaysKit (isWhole); };
     transport.onFollow = [this] (bool shouldFollow) { wave.setFollowing (shouldFollow); };
     transport.onVolume = [this] (float levelDb) { changeVolume (levelDb - volumeDb); };
     transport.onLoopTyped = [this] (juce::Range<double> range) { wave.select (range); };
@@ -636,6 +651,13 @@ void MainComponent::changeVolume (float byDb)
     showTransport();
 }
 
+void MainComponent::setPlaysKit (bool shouldPlay)
+{
+    player.setPlaysWholeGroup (shouldPlay);
+    presenter.setShowsStrips (shouldPlay);
+    refresh();
+}
+
 void MainComponent::playOrStop()
 {
     player.playOrStop();
@@ -815,7 +837,12 @@ void MainComponent::showTrack()
     meter.setTake (wave.view.reductionOfTake());
 
     if (track != nullptr)
-        dock.setState (dockFor (&track->state(), wave.listening()));
+    {
+        auto state = dockFor (&track->state(), wave.listening());
+        state.equalLoudness = player.matchesLoudness();
+        state.matchingGainDb = player.matchingGainDb();
+        dock.setState (state);
+    }
 }
 
 void MainComponent::showTransport()
@@ -826,6 +853,7 @@ void MainComponent::showTransport()
     state.playing = player.isPlaying();
     state.looping = wave.isLooping();
     state.following = wave.isFollowing();
+    state.wholeGroup = player.playsWholeGroup();
     state.position = player.position();
     state.duration = player.duration();
     state.volumeDb = volumeDb;

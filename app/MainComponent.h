@@ -74,6 +74,7 @@ public:
     void changeVolume (float byDb);
     void widenBrowser (int by);
     void clearMeter() { meter.getMeter().clear(); }
+    void setPlaysKit (bool shouldPlay); // all tracks, instead of the selected one alone
     void typeFocus() { dock.getFocus().typeValue(); }
     void typeFine() { dock.getFine().typeValue(); }
     void playOrStop();

@@ -1,13 +1,11 @@
 #include "app/Player.h"
 
-#include "playback/LoudnessMatch.h"
-#include "terms/ChannelLayout.h"
+#include "app/EqualLoudness.h"
 #include "terms/KnobValues.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <thread>
+#include <utility>
 
 namespace tessivar
 {
@@ -29,101 +27,7 @@ bool isSameSound (const PlaybackTrack& a, const PlaybackTrack& b)
 {
     return a.id == b.id && a.samples == b.samples;
 }
-
-void putInto (std::set<std::uint32_t>& ids, std::uint32_t id, bool shouldBeIn)
-{
-    if (shouldBeIn)
-        ids.insert (id);
-    else
-        ids.erase (id);
-}
 } // namespace
-
-/** Measures one track at a time on its own thread; a newer request stops the one before it. */
-class Player::LoudnessWorker
-{
-public:
-    explicit LoudnessWorker (Player& playerToTell) : player (playerToTell) {}
-    ~LoudnessWorker() { end(); }
-
-    void measure (const PlaybackTrack& track, double sampleRate, std::int64_t position)
-    {
-        const Wish wish{ track.id, track.mix.settingA, track.mix.settingB };
-
-        if (track.samples == nullptr || track.samples->numChannels() != channelLayout::numRendered
-            || wish == current)
-            return;
-
-        end();
-        current = wish;
-        stop = false;
-        thread = std::thread (
-            [this, track, sampleRate, position]
-            {
-                const auto range =
-                    LoudnessMatch::rangeAround (position, track.samples->lengthInFrames(), sampleRate);
-                const auto match = LoudnessMatch::measure (
-                    *track.samples,
-                    sampleRate,
-                    track.mix.settingA,
-                    track.mix.settingB,
-                    range,
-                    { .shouldStop = [this] { return stop.load(); }, .setProgress = {} });
-
-                if (match)
-                    juce::MessageManager::callAsync (
-                        [worker = juce::WeakReference<LoudnessWorker> (this), id = track.id, found = *match]
-                        {
-                            if (worker != nullptr && worker->current.trackId == id)
-                                worker->apply (found);
-                        });
-            });
-    }
-
-    [[nodiscard]] LoudnessMatch gainsOf (std::uint32_t trackId) const
-    {
-        return trackId == current.trackId ? gains : LoudnessMatch();
-    }
-
-private:
-    struct Wish
-    {
-        std::uint32_t trackId = 0;
-        KnobValues a, b;
-
-        bool operator== (const Wish&) const = default;
-    };
-
-    void apply (const LoudnessMatch& found)
-    {
-        gains = found;
-
-        for (auto& track : player.shownTracks)
-            if (track.id == current.trackId)
-            {
-                track.mix.matchingGainA = gains.gainA;
-                track.mix.matchingGainB = gains.gainB;
-                player.engine.setMix (track.id, track.mix);
-            }
-    }
-
-    void end()
-    {
-        stop = true;
-
-        if (thread.joinable())
-            thread.join();
-    }
-
-    Player& player;
-    Wish current;
-    LoudnessMatch gains;
-    std::atomic<bool> stop{ false };
-    std::thread thread;
-
-    JUCE_DECLARE_WEAK_REFERENCEABLE (LoudnessWorker)
-    JUCE_DECLARE_NON_COPYABLE (LoudnessWorker)
-};
 
 Player::Player (TessivarWorkspace& workspace, const ReadAheadSettings& readAhead)
     : engine (workspace.readAheadThread(), readAhead),
@@ -141,15 +45,12 @@ Player::~Player() = default;
 PlaybackTrack Player::playbackTrackOf (const TrackState& track) const
 {
     auto result = PlaybackTrack::of (track);
-    result.mix.solo = isSolo (track.id);
-    result.mix.mute = isMuted (track.id);
+    result.mix.gain = track.strip.gain();
+    result.mix.solo = track.strip.solo;
+    result.mix.mute = track.strip.mute;
 
-    if (loudness != nullptr)
-    {
-        const auto gains = loudness->gainsOf (track.id);
-        result.mix.matchingGainA = gains.gainA;
-        result.mix.matchingGainB = gains.gainB;
-    }
+    if (audition && track.id == shownSelection)
+        result.mix.usesSettingB = *audition == KnobSetting::b;
 
     return result;
 }
@@ -198,15 +99,23 @@ void Player::tick()
     seenLateBlocks = late;
     seenFailedReads = counters.failedReads;
     seenDropouts = dropouts;
+    matchLoudness (shownTracks); // the playhead may have left what was measured
 }
 
 void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
 {
+    if (shownGroup != group)
+        kitGains.reset();
+
+    shownGroup = group;
+    shownSelection = selectedTrack;
     std::vector<PlaybackTrack> tracks;
 
     if (group != nullptr)
         for (const auto& track : group->state().tracks)
             tracks.push_back (playbackTrackOf (track));
+
+    matchLoudness (tracks);
 
     // Without tracks, the device's own rate: nothing is converted, and its status is fine.
     const auto deviceRate = device.callback().deviceRate();
@@ -245,62 +154,103 @@ void Player::show (const Group::Ptr& group, std::uint32_t selectedTrack)
     shownTracks = std::move (tracks);
     shownRate = sampleRate;
 
-    if (selectedTrack != shownSelection)
-        engine.selectTrack (selectedTrack);
+    // What is removed from one drum is lost in the sound of all: it is heard alone.
+    const PlaybackChoice choice{ listening, wholeGroup && listening != Listening::removed, selectedTrack };
 
-    shownSelection = selectedTrack;
-    measureLoudness();
+    if (choice != std::exchange (shownChoice, choice))
+        engine.setChoice (choice);
 }
 
-void Player::measureLoudness()
+void Player::matchLoudness (std::vector<PlaybackTrack>& tracks)
 {
-    if (loudness == nullptr)
+    if (loudness == nullptr || tracks.empty())
         return;
 
-    for (const auto& track : shownTracks)
-        if (track.id == shownSelection)
-            loudness->measure (track, shownRate, engine.position());
+    loudness->want (tracks,
+                    shownGroup->sampleRate(),
+                    { Listening::processed, wholeGroup, shownSelection },
+                    samplesAt (position()),
+                    shownGroup->lengthInSamples());
+
+    auto gains = loudness->gains();
+
+    if (wholeGroup)
+    {
+        // One gain for all, or their balance would change; and another row's is not known at once.
+        if (loudness->isReady())
+        {
+            const auto selected = std::ranges::find (
+                tracks, shownSelection, [] (const PlaybackTrack& track) { return track.id; });
+            const auto usesSettingB = selected != tracks.end() && selected->mix.usesSettingB;
+            gains.processed.fill (gains.processed[usesSettingB ? 1 : 0]);
+            kitGains = gains;
+        }
+
+        gains = kitGains.value_or (MatchingGains{});
+    }
+
+    for (auto& track : tracks)
+        track.mix.matching = gains;
+}
+
+void Player::setListening (Listening newListening)
+{
+    listening = newListening;
+    showAgain();
 }
 
 void Player::setMatchesLoudness (bool shouldMatch)
 {
-    loudness = shouldMatch ? std::make_unique<LoudnessWorker> (*this) : nullptr;
+    if (shouldMatch == matchesLoudness())
+        return;
 
-    for (auto& track : shownTracks)
+    loudness.reset();
+    kitGains.reset();
+
+    if (shouldMatch)
     {
-        track.mix.matchingGainA = track.mix.matchingGainB = 1.0f;
-        engine.setMix (track.id, track.mix);
+        loudness = std::make_unique<EqualLoudness>();
+        loudness->onMatched = [this]
+        {
+            showAgain();
+
+            if (onLoudnessMatched)
+                onLoudnessMatched();
+        };
     }
 
-    measureLoudness();
+    showAgain();
+
+    if (onLoudnessMatched)
+        onLoudnessMatched();
+}
+
+bool Player::isLoudnessKnown() const
+{
+    return loudness != nullptr && loudness->isReady();
+}
+
+std::optional<float> Player::matchingGainDb() const
+{
+    for (const auto& track : shownTracks)
+        if (track.id == shownSelection && loudness != nullptr
+            && (wholeGroup ? kitGains.has_value() : loudness->hasGains()))
+            return 20.0f * std::log10 (track.mix.matchingGain (listening));
+
+    return std::nullopt;
 }
 
 void Player::setPlaysWholeGroup (bool shouldPlayAll)
 {
     wholeGroup = shouldPlayAll;
-    engine.setPlaysWholeGroup (shouldPlayAll);
+    kitGains.reset();
+    showAgain();
 }
 
-void Player::setSolo (std::uint32_t trackId, bool solo)
+void Player::setAudition (std::optional<KnobSetting> setting)
 {
-    putInto (soloTracks, trackId, solo);
-    applySoloAndMute();
-}
-
-void Player::setMute (std::uint32_t trackId, bool mute)
-{
-    putInto (mutedTracks, trackId, mute);
-    applySoloAndMute();
-}
-
-void Player::applySoloAndMute()
-{
-    for (auto& track : shownTracks)
-    {
-        track.mix.solo = isSolo (track.id);
-        track.mix.mute = isMuted (track.id);
-        engine.setMix (track.id, track.mix);
-    }
+    audition = setting;
+    showAgain();
 }
 
 bool Player::canPlay() const

@@ -7,10 +7,13 @@
 
 #include <functional>
 #include <memory>
-#include <set>
+#include <optional>
+#include <vector>
 
 namespace tessivar
 {
+
+class EqualLoudness;
 
 /** What is heard of the open work: gives the selected Group to the playback engine, and keeps engine, device
     and transport in step. Times are seconds from the start of the Group. Message thread.
@@ -30,22 +33,31 @@ public:
     /** Brings playback in line with the Group and its tracks; does nothing if nothing changed. */
     void show (const Group::Ptr& group, std::uint32_t selectedTrack);
 
-    void setListening (Listening listening) { engine.setListening (listening); }
+    /** Bypass is of all that is heard; what is removed is heard of the selected track alone. */
+    void setListening (Listening newListening);
+    [[nodiscard]] Listening listeningTo() const { return listening; }
 
-    /** All tracks of the Group together, each with its own knobs, instead of the selected one alone. */
+    /** All tracks of the Group together, each with its own knobs and its strip, instead of the selected one
+        alone.
+    */
     void setPlaysWholeGroup (bool shouldPlayAll);
     [[nodiscard]] bool playsWholeGroup() const { return wholeGroup; }
 
-    /** Of the tracks while the whole Group plays; mute comes before solo. */
-    void setSolo (std::uint32_t trackId, bool solo);
-    void setMute (std::uint32_t trackId, bool mute);
-    [[nodiscard]] bool isSolo (std::uint32_t trackId) const { return soloTracks.count (trackId) != 0; }
-    [[nodiscard]] bool isMuted (std::uint32_t trackId) const { return mutedTracks.count (trackId) != 0; }
+    /** Plays the selected track with this setting, whichever its Group says; nothing: back to that one. */
+    void setAudition (std::optional<KnobSetting> setting);
 
-    /** Makes A and B of the selected track equally loud, so that the ear compares them and not their levels.
+    /** Makes source, A, B and what they remove equally loud, so that the ear compares them and not their
+        levels.
     */
     void setMatchesLoudness (bool shouldMatch);
     [[nodiscard]] bool matchesLoudness() const { return loudness != nullptr; }
+
+    /** Whether what is heard has been measured. Told when it has, or when the gain has changed. */
+    [[nodiscard]] bool isLoudnessKnown() const;
+    std::function<void()> onLoudnessMatched;
+
+    /** What equal loudness adds to what is heard, in dB; nothing while that is not known. */
+    [[nodiscard]] std::optional<float> matchingGainDb() const;
 
     void play();
     void stop() { engine.stop(); }
@@ -78,19 +90,21 @@ public:
     std::function<void (const juce::String& text, NoticeAction action)> onNotice;
 
 private:
-    class LoudnessWorker;
-
     [[nodiscard]] PlaybackTrack playbackTrackOf (const TrackState& track) const;
-    void measureLoudness();
-    void applySoloAndMute();
+    void matchLoudness (std::vector<PlaybackTrack>& tracks);
+    void showAgain() { show (shownGroup, shownSelection); }
     [[nodiscard]] std::int64_t samplesAt (double seconds) const;
 
     std::vector<PlaybackTrack> shownTracks;
     double shownRate = 0.0;
+    Group::Ptr shownGroup;
     std::uint32_t shownSelection = 0;
+    PlaybackChoice shownChoice;
+    Listening listening = Listening::processed;
     bool wholeGroup = false;
-    std::set<std::uint32_t> soloTracks, mutedTracks;
-    std::unique_ptr<LoudnessWorker> loudness; // null: not wanted
+    std::optional<KnobSetting> audition;
+    std::unique_ptr<EqualLoudness> loudness; // null: not wanted
+    std::optional<MatchingGains> kitGains;   // of all tracks together
     std::uint64_t seenLateBlocks = 0, seenFailedReads = 0, seenDropouts = 0, dropoutsBefore = 0;
     std::uint32_t lastLateNotice = 0, lastReadNotice = 0;
 

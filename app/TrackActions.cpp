@@ -239,6 +239,39 @@ void TrackActions::setExcluded (const TrackIds& ids, bool excluded)
         group()->setExcluded (ids, excluded);
 }
 
+void TrackActions::changeStrips (const TrackIds& ids, const std::function<void (MixStrip&)>& change)
+{
+    const auto owner = ids.empty() ? nullptr : groupOf (ids.front());
+
+    if (owner == nullptr)
+        return;
+
+    for (const auto id : ids)
+        if (const auto track = owner->findTrack (id))
+        {
+            auto strip = track->state().strip;
+            change (strip);
+            owner->setStrip (id, strip);
+        }
+
+    tellOfKnobs();
+}
+
+void TrackActions::setSolo (const TrackIds& ids, bool solo)
+{
+    changeStrips (ids, [solo] (MixStrip& strip) { strip.solo = solo; });
+}
+
+void TrackActions::setMute (const TrackIds& ids, bool mute)
+{
+    changeStrips (ids, [mute] (MixStrip& strip) { strip.mute = mute; });
+}
+
+void TrackActions::setFader (std::uint32_t trackId, float levelDb)
+{
+    changeStrips ({ trackId }, [levelDb] (MixStrip& strip) { strip.faderDb = levelDb; });
+}
+
 void TrackActions::remove (const TrackIds& ids)
 {
     const auto first = group() != nullptr && ! ids.empty() ? group()->findTrack (ids.front()) : nullptr;

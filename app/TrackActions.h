@@ -68,7 +68,7 @@ public:
     void giveKnobs (const TrackIds& ids, const TrackKnobs& knobs, const juce::String& stepName);
 
     /** Told at once, before the workspace's listeners are, when what a track sounds like has changed by its
-        knobs.
+        knobs or in the kit.
     */
     std::function<void()> onKnobsChanged;
 
@@ -80,6 +80,11 @@ public:
     /** A type was given to tracks whose names told none; these others have names like theirs. */
     std::function<void (const Group::Ptr&, const TrackIds&, DrumType)> onMoreLikeIt;
     void setExcluded (const TrackIds& ids, bool excluded);
+
+    /** How they are heard in the kit; no steps of undo. */
+    void setSolo (const TrackIds& ids, bool solo);
+    void setMute (const TrackIds& ids, bool mute);
+    void setFader (std::uint32_t trackId, float levelDb);
 
     /** Asks first. */
     void remove (const TrackIds& ids);
@@ -95,6 +100,7 @@ public:
 private:
     [[nodiscard]] Group::Ptr groupOf (std::uint32_t trackId) const;
     void tellOfKnobs() const;
+    void changeStrips (const TrackIds& ids, const std::function<void (MixStrip&)>& change);
 
     TessivarWorkspace& workspace;
     UserPrompts& prompts;

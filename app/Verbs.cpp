@@ -166,9 +166,6 @@ std::vector<VerbEntry> makeVerbs()
             .keys ({ key (Key::pageUpKey) }).does ([] (T t) { t.window.stepGroup (-1); }),
         Entry (V::nextGroup, "nextGroup", A::groups, "Previous, next group").keys ({ key (Key::pageDownKey) })
             .does ([] (T t) { t.window.stepGroup (1); }),
-        Entry (V::playWholeGroup, "playWholeGroup", A::groups, "Play all tracks together")
-            .does ([] (T t) { t.player.setPlaysWholeGroup (! t.player.playsWholeGroup()); })
-            .ticked ([] (T t) { return t.player.playsWholeGroup(); }),
         Entry (V::methodStandard, "methodStandard", A::groups, "Standard").when (hasGroup)
             .does (setMethod<AnalysisMethod::standard>).ticked (hasMethod<AnalysisMethod::standard>),
         Entry (V::methodRefined, "methodRefined", A::groups, "Refined, with a suggested Focus")
@@ -269,15 +266,23 @@ std::vector<VerbEntry> makeVerbs()
             .does ([] (T t) { t.wave.toggleListening (ListenMode::bypass); }),
         Entry (V::removed, "removed", A::knobs, "Removed").keys ({ key ('R') })
             .does ([] (T t) { t.wave.toggleListening (ListenMode::removed); }),
-        Entry (V::solo, "solo", A::tracks, "Solo in the group").when (playsWholeGroup)
-            .does ([] (T t) { t.player.setSolo (t.track()->id(), ! t.player.isSolo (t.track()->id())); })
-            .ticked ([] (T t) { return t.player.isSolo (t.track()->id()); }),
-        Entry (V::mute, "mute", A::tracks, "Mute in the group").when (playsWholeGroup)
-            .does ([] (T t) { t.player.setMute (t.track()->id(), ! t.player.isMuted (t.track()->id())); })
-            .ticked ([] (T t) { return t.player.isMuted (t.track()->id()); }),
-        Entry (V::equalLoudness, "equalLoudness", A::knobs, "A and B equally loud")
+        Entry (V::playWholeGroup, "playWholeGroup", A::tracks, "Play the whole kit").keys ({ key ('T') })
+            .onSheet ("Hear the track or the kit").when (hasTrack)
+            .does ([] (T t) { t.window.setPlaysKit (! t.player.playsWholeGroup()); })
+            .ticked ([] (T t) { return t.player.playsWholeGroup(); }),
+        Entry (V::solo, "solo", A::tracks, "Solo in the kit").keys ({ key ('S', shift) })
+            .does ([] (T t) { t.tracks.setSolo (t.tracks.chosen(), ! t.track()->state().strip.solo); })
+            .ticked ([] (T t) { return t.track()->state().strip.solo; }).when (playsWholeGroup),
+        Entry (V::mute, "mute", A::tracks, "Mute in the kit").keys ({ key ('M', shift) })
+            .does ([] (T t) { t.tracks.setMute (t.tracks.chosen(), ! t.track()->state().strip.mute); })
+            .ticked ([] (T t) { return t.track()->state().strip.mute; }).when (playsWholeGroup),
+        Entry (V::equalLoudness, "equalLoudness", A::knobs, "Equal loudness").keys ({ key ('Q') })
             .does ([] (T t) { t.player.setMatchesLoudness (! t.player.matchesLoudness()); })
-            .ticked ([] (T t) { return t.player.matchesLoudness(); }),
+            .ticked ([] (T t) { return t.player.matchesLoudness(); }).when (hasTrack),
+        Entry (V::blindTest, "blindTest", A::knobs, "Blind test of A and B").keys ({ key ('X') })
+            .inMenus ("Blind test of A and B\xe2\x80\xa6").does ([] (T t) { t.dialogs.showBlindTest(); })
+            .when ([] (T t) { return hasTrack (t) && t.tracks.track()->state().hasProcessedOutput()
+                                     && t.player.canPlay(); }),
 
         Entry (V::nudgeBack, "nudgeBack", A::playback, "Playhead by 0.1 s").keys ({ key (Key::leftKey) })
             .does ([] (T t) { t.wave.seek (t.player.position() - playheadStep); }),
@@ -395,7 +400,7 @@ const std::vector<MenuLine> menus[] = {
 const std::vector<MenuLine> trackMenu{
     V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType,
     V::copySettings, V::pasteSettings, presets, separator,
-    V::solo, V::mute, V::equalLoudness, V::showOrHideSpectrum, separator, V::duplicateTrack, V::exportTrack, V::showSource,
+    V::playWholeGroup, V::solo, V::mute, separator, V::equalLoudness, V::blindTest, V::showOrHideSpectrum, separator, V::duplicateTrack, V::exportTrack, V::showSource,
     V::locateSource,
     separator, V::removeTrack, separator, V::undo, V::redo };
 

@@ -6,9 +6,11 @@
 #include "app/about/Diagnostics.h"
 #include "app/system/ScreenFit.h"
 #include "platform/Desktop.h"
+#include "ui/dialogs/BlindTestDialog.h"
 #include "ui/dialogs/KeySheetDialog.h"
 
 #include <memory>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -67,6 +69,54 @@ void WindowDialogs::showKeySheet()
 {
     context.prompts.showModally ([] (std::function<void()>)
                                  { return std::make_unique<KeySheetDialog> (keySheetSections()); });
+}
+
+void WindowDialogs::showBlindTest()
+{
+    const auto track = context.tracks.track();
+
+    if (track == nullptr)
+        return;
+
+    if (track->knobs (KnobSetting::a) == track->knobs (KnobSetting::b))
+    {
+        context.prompts.tell ("Blind test of A and B",
+                              "A and B of " + track->name()
+                                  + " are set alike: there is nothing to tell apart.");
+        return;
+    }
+
+    auto& player = context.player;
+    const auto matched = player.matchesLoudness();
+    const auto listening = player.listeningTo();
+    const auto wasPlaying = player.isPlaying();
+    const auto position = player.position();
+    player.setListening (Listening::processed);
+    player.setMatchesLoudness (true);
+    context.prompts.showModally (
+        [&] (std::function<void()>)
+        {
+            auto dialog = std::make_unique<BlindTestDialog> (std::random_device{}());
+            dialog->isReady = [&player] { return player.isLoudnessKnown(); };
+            dialog->onPlayOrStop = [&player] { player.playOrStop(); };
+            dialog->onListen = [&player] (KnobSetting setting)
+            {
+                player.setAudition (setting);
+
+                if (! player.isPlaying())
+                    player.play();
+            };
+            return dialog;
+        });
+    player.setAudition ({});
+    player.setListening (listening);
+    player.setMatchesLoudness (matched);
+
+    if (! wasPlaying)
+    {
+        player.stop();
+        player.seek (position);
+    }
 }
 
 juce::String WindowDialogs::makeDiagnostics (bool withPaths)

@@ -35,6 +35,9 @@ public:
     void showAbout();
     void showKeySheet();
 
+    /** Of the selected track's settings, at equal loudness; afterwards everything sounds as before. */
+    void showBlindTest();
+
 private:
     [[nodiscard]] juce::String makeDiagnostics (bool withPaths);
 

@@ -1,12 +1,13 @@
 #include "playback/LoudnessMatch.h"
 
-#include "terms/ChannelLayout.h"
+#include "playback/OfflineMix.h"
 
 #include <ebur128.h>
 
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace tessivar
@@ -16,7 +17,7 @@ namespace
 {
 constexpr std::int64_t blockLength = 16384;
 
-/** Measures the loudness of one signal. */
+/** Measures one signal. */
 class Meter
 {
 public:
@@ -36,68 +37,142 @@ public:
     {
         if (ebur128_add_frames_float (state, samples.data(), samples.size()) != EBUR128_SUCCESS)
             throw std::bad_alloc(); // its only failure
+
+        for (const auto sample : samples)
+            peak = std::max (peak, std::abs (sample));
     }
 
-    /** LUFS; minus infinity for silence. */
-    [[nodiscard]] double loudness() const
+    [[nodiscard]] Loudness result() const
     {
-        double result = -HUGE_VAL;
-        return ebur128_loudness_global (state, &result) == EBUR128_SUCCESS ? result : -HUGE_VAL;
+        Loudness found{ .peak = peak };
+        double lufs = 0.0;
+
+        if (ebur128_loudness_global (state, &lufs) == EBUR128_SUCCESS)
+            found.lufs = lufs;
+
+        return found;
     }
 
 private:
     ebur128_state* state;
+    float peak = 0.0f;
 };
+
+std::optional<Loudness>
+loudnessOf (OfflineMix mix, double sampleRate, LoopRange range, const WorkControl& control)
+{
+    Meter meter (sampleRate);
+    std::vector<float> samples;
+    const auto end = std::min (range.end, mix.lengthInSamples());
+
+    for (auto at = std::max<std::int64_t> (0, range.start); at < end; at += blockLength)
+    {
+        samples.resize (static_cast<std::size_t> (std::min (blockLength, end - at)));
+
+        if (control.stopRequested() || ! mix.read (at, samples))
+            return std::nullopt;
+
+        meter.add (samples);
+    }
+
+    return meter.result();
+}
 } // namespace
 
-std::optional<LoudnessMatch> LoudnessMatch::measure (TrackSamples& samples,
+std::optional<LoudnessMatch> LoudnessMatch::measure (std::span<const PlaybackTrack> tracks,
                                                      double sampleRate,
-                                                     const KnobValues& settingA,
-                                                     const KnobValues& settingB,
+                                                     const PlaybackChoice& choice,
                                                      LoopRange range,
                                                      const WorkControl& control)
 {
-    if (samples.numChannels() != channelLayout::numRendered)
-        return LoudnessMatch();
+    std::vector<PlaybackTrack> measured (tracks.begin(), tracks.end());
 
-    Meter meterA (sampleRate), meterB (sampleRate);
-    const auto ruleA = SuppressionRule::forSetting (settingA);
-    const auto ruleB = SuppressionRule::forSetting (settingB);
-    const auto end = std::min (range.end, samples.lengthInFrames());
-    std::vector<float> frames, rendered;
-
-    for (auto at = std::max<std::int64_t> (0, range.start); at < end;)
+    const auto signal = [&] (Listening listening, bool usesSettingB)
     {
-        if (control.stopRequested())
+        for (auto& track : measured)
+        {
+            track.mix.matching = {};
+
+            if (track.id == choice.selectedTrack)
+                track.mix.usesSettingB = usesSettingB;
+        }
+
+        const PlaybackChoice heard{ listening,
+                                    choice.playsWholeGroup && listening != Listening::removed,
+                                    choice.selectedTrack };
+        return loudnessOf (OfflineMix (measured, sampleRate, heard), sampleRate, range, control);
+    };
+
+    const auto source = signal (Listening::bypassed, false);
+
+    if (! source)
+        return std::nullopt;
+
+    LoudnessMatch result{
+        .source = *source, .processed = {}, .removed = {}, .isOfGroup = choice.playsWholeGroup
+    };
+
+    for (const auto usesSettingB : { false, true })
+    {
+        const auto processed = signal (Listening::processed, usesSettingB);
+        const auto removed = signal (Listening::removed, usesSettingB);
+
+        if (! processed || ! removed)
             return std::nullopt;
 
-        const auto count = static_cast<std::size_t> (std::min (blockLength, end - at));
-        frames.resize (count * static_cast<std::size_t> (channelLayout::numRendered));
-        rendered.resize (count);
-
-        if (! samples.readFrames (at, frames))
-            return std::nullopt;
-
-        renderSuppression (rendered, frames, ruleA);
-        meterA.add (rendered);
-        renderSuppression (rendered, frames, ruleB);
-        meterB.add (rendered);
-        at += static_cast<std::int64_t> (count);
+        result.processed[usesSettingB ? 1 : 0] = *processed;
+        result.removed[usesSettingB ? 1 : 0] = *removed;
     }
 
-    const auto difference = meterA.loudness() - meterB.loudness();
-
-    if (! std::isfinite (difference))
-        return LoudnessMatch();
-
-    const auto gain =
-        static_cast<float> (std::pow (10.0, -std::min (std::abs (difference), largestDifferenceDb) / 20.0));
-    return difference > 0.0 ? LoudnessMatch{ gain, 1.0f } : LoudnessMatch{ 1.0f, gain };
+    return result;
 }
 
-LoopRange LoudnessMatch::rangeAround (std::int64_t position, std::int64_t lengthInSamples, double sampleRate)
+MatchingGains LoudnessMatch::gains() const
 {
-    const auto length = std::min (lengthInSamples, static_cast<std::int64_t> (longestSeconds * sampleRate));
+    auto scale = 1.0f; // what the loudest peak has to come down by
+    const auto gainOf = [&] (const Loudness& signal, bool pullsAll)
+    {
+        const auto difference = source.lufs - signal.lufs;
+        const auto wanted =
+            std::isfinite (difference)
+                ? std::pow (10.0, std::clamp (difference, -largestDifferenceDb, largestDifferenceDb) / 20.0)
+                : 1.0;
+        const auto gain = static_cast<float> (wanted);
+
+        if (pullsAll)
+            scale = std::max (scale, gain * signal.peak);
+
+        return pullsAll ? gain : gain / std::max (1.0f, gain * signal.peak);
+    };
+
+    MatchingGains result{ .source = gainOf (source, true),
+                          .processed = { gainOf (processed[0], true), gainOf (processed[1], true) },
+                          .removed = { gainOf (removed[0], ! isOfGroup), gainOf (removed[1], ! isOfGroup) } };
+    result.source /= scale;
+
+    for (auto* gains : { &result.processed, &result.removed })
+        for (auto& gain : *gains)
+            gain /= scale;
+
+    return result;
+}
+
+void LoudnessMatch::addPeaks (const LoudnessMatch& other)
+{
+    for (auto [own, others] : { std::pair{ &source, &other.source },
+                                std::pair{ &processed[0], &other.processed[0] },
+                                std::pair{ &processed[1], &other.processed[1] },
+                                std::pair{ &removed[0], &other.removed[0] },
+                                std::pair{ &removed[1], &other.removed[1] } })
+        own->peak = std::max (own->peak, others->peak);
+}
+
+LoopRange LoudnessMatch::rangeAround (std::int64_t position,
+                                      std::int64_t lengthInSamples,
+                                      double sampleRate,
+                                      double seconds)
+{
+    const auto length = std::min (lengthInSamples, static_cast<std::int64_t> (seconds * sampleRate));
     const auto start = std::clamp<std::int64_t> (position - length / 2, 0, lengthInSamples - length);
     return { start, start + length };
 }

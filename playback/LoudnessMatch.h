@@ -1,44 +1,62 @@
 #pragma once
 
 #include "playback/PlaybackTrack.h"
-#include "terms/KnobValues.h"
 #include "terms/WorkControl.h"
 
+#include <array>
+#include <limits>
 #include <optional>
+#include <span>
 
 namespace tessivar
 {
 
-/** Linear gains for PlaybackMix that make both settings of a track equally loud. */
+/** How loud a stretch of sound is. */
+struct Loudness
+{
+    double lufs = -std::numeric_limits<double>::infinity(); // ITU-R BS.1770-4, gated; minus infinity: silence
+    float peak = 0.0f;                                      // largest absolute sample
+};
+
+/** The loudness of all that can be heard of a choice of tracks: its source, the processed signal with the
+    selected track at A and at B, and what is removed from the selected track by A and by B.
+*/
 struct LoudnessMatch
 {
-    float gainA = 1.0f;
-    float gainB = 1.0f;
+    Loudness source;
+    std::array<Loudness, 2> processed, removed;
+    bool isOfGroup = false;
 
-    /** Larger differences are reduced by this much only: such settings aren't compared by ear. */
+    /** Larger differences are reduced by this much only: what is so soft isn't compared by ear. */
     static constexpr double largestDifferenceDb = 24.0;
 
-    /** Longest stretch measured, in seconds. */
-    static constexpr double longestSeconds = 30.0;
+    /** Longest stretches measured of one track and of a whole Group, in seconds. */
+    static constexpr double longestSeconds = 30.0, longestSecondsOfGroup = 10.0;
 
-    /** Renders a range of the track with both settings and measures their loudness (ITU-R BS.1770-4 with its
-        gates, so that a drum's hits count and the pauses in between don't). The louder one is turned down to
-        the other; neither is ever turned up. Both gains are 1 when either is silent or the range is shorter
-        than 0.4 s.
+    /** Gains that make all of it as loud as the source, or softer by as much as keeps every peak within full
+        scale. What is removed from one track does not pull down a whole Group, and is softer then. Silence,
+        and what is too short to measure, stays as it is.
+    */
+    [[nodiscard]] MatchingGains gains() const;
+
+    /** Takes the higher peaks of another stretch of the same sound. */
+    void addPeaks (const LoudnessMatch& other);
+
+    /** Measures a range of the tracks; their own matching gains don't count. Hits of a drum count and the
+        pauses in between don't. Removed is always the selected track alone.
 
         Reads from disk: not for the message thread. Asks shouldStop after every block. Nothing when stopped
-        or when the samples can't be read.
+        or when samples can't be read.
     */
-    [[nodiscard]] static std::optional<LoudnessMatch> measure (TrackSamples& samples,
+    [[nodiscard]] static std::optional<LoudnessMatch> measure (std::span<const PlaybackTrack> tracks,
                                                                double sampleRate,
-                                                               const KnobValues& settingA,
-                                                               const KnobValues& settingB,
+                                                               const PlaybackChoice& choice,
                                                                LoopRange range,
                                                                const WorkControl& control = {});
 
-    /** The range to measure around a position: as long as measuring allows, moved to lie inside the track. */
+    /** The range to measure around a position: as long as asked for, moved to lie inside the track. */
     [[nodiscard]] static LoopRange
-    rangeAround (std::int64_t position, std::int64_t lengthInSamples, double sampleRate);
+    rangeAround (std::int64_t position, std::int64_t lengthInSamples, double sampleRate, double seconds);
 };
 
 } // namespace tessivar

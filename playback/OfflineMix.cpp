@@ -14,7 +14,7 @@ OfflineMix::OfflineMix (std::span<const PlaybackTrack> tracks,
         if (track.samples == nullptr || ! choice.isHeard (track, tracks))
             continue;
 
-        const auto target = VoiceTarget::forMix (track.mix, choice.listening, true);
+        const auto target = VoiceTarget::forTrack (track, tracks, choice);
         parts.push_back ({ track.samples,
                            std::make_unique<TrackVoice> (track.samples->numChannels(), sampleRate, target) });
         parts.back().voice->jumpToTarget();

@@ -41,12 +41,11 @@ std::shared_ptr<PlayingTrack> PlaybackEngine::makeTrack (const PlaybackTrack& tr
     if (numChannels != channelLayout::numUnrendered && numChannels != channelLayout::numRendered)
         return nullptr;
 
-    const auto heard = choice.isHeard (track, playbackTracks);
     return std::make_shared<PlayingTrack> (track,
                                            newRate,
                                            settings.numPages (newRate),
-                                           VoiceTarget::forMix (track.mix, choice.listening, heard),
-                                           heard);
+                                           VoiceTarget::forTrack (track, playbackTracks, choice),
+                                           choice.isHeard (track, playbackTracks));
 }
 
 void PlaybackEngine::setTracks (std::span<const PlaybackTrack> tracks, double newRate)
@@ -108,10 +107,9 @@ void PlaybackEngine::updateTargets()
         if (playingTracks[i] == nullptr)
             continue;
 
-        const auto heard = choice.isHeard (playbackTracks[i], playbackTracks);
-        playingTracks[i]->isAudible.store (heard, std::memory_order_relaxed);
-        playingTracks[i]->voice.setTarget (
-            VoiceTarget::forMix (playbackTracks[i].mix, choice.listening, heard));
+        const auto& track = playbackTracks[i];
+        playingTracks[i]->isAudible.store (choice.isHeard (track, playbackTracks), std::memory_order_relaxed);
+        playingTracks[i]->voice.setTarget (VoiceTarget::forTrack (track, playbackTracks, choice));
     }
 }
 
@@ -124,24 +122,26 @@ void PlaybackEngine::setMix (std::uint32_t trackId, const PlaybackMix& mix)
     updateTargets();
 }
 
+void PlaybackEngine::setChoice (const PlaybackChoice& newChoice)
+{
+    choice = newChoice;
+    updateTargets();
+    wakeReadAhead();
+}
+
 void PlaybackEngine::setListening (Listening newListening)
 {
-    choice.listening = newListening;
-    updateTargets();
+    setChoice ({ newListening, choice.playsWholeGroup, choice.selectedTrack });
 }
 
 void PlaybackEngine::setPlaysWholeGroup (bool shouldPlayAll)
 {
-    choice.playsWholeGroup = shouldPlayAll;
-    updateTargets();
-    wakeReadAhead();
+    setChoice ({ choice.listening, shouldPlayAll, choice.selectedTrack });
 }
 
 void PlaybackEngine::selectTrack (std::uint32_t trackId)
 {
-    choice.selectedTrack = trackId;
-    updateTargets();
-    wakeReadAhead();
+    setChoice ({ choice.listening, choice.playsWholeGroup, trackId });
 }
 
 void PlaybackEngine::setVolume (float linearGain)

@@ -58,8 +58,9 @@ public:
     void setTracks (std::span<const PlaybackTrack> tracks, double sampleRate);
 
     void setMix (std::uint32_t trackId, const PlaybackMix& mix);
-    void setListening (Listening newListening);
 
+    void setChoice (const PlaybackChoice& newChoice);
+    void setListening (Listening newListening);
     void setPlaysWholeGroup (bool shouldPlayAll);
     void selectTrack (std::uint32_t trackId);
 

@@ -7,6 +7,21 @@
 namespace tessivar
 {
 
+float MatchingGains::of (Listening listening, bool usesSettingB) const
+{
+    switch (listening)
+    {
+        case Listening::bypassed:
+            return source;
+        case Listening::removed:
+            return removed[usesSettingB ? 1 : 0];
+        case Listening::processed:
+            break;
+    }
+
+    return processed[usesSettingB ? 1 : 0];
+}
+
 PlaybackTrack PlaybackTrack::of (const TrackState& track)
 {
     PlaybackTrack result;
@@ -26,6 +41,11 @@ bool PlaybackChoice::isHeard (const PlaybackTrack& track, std::span<const Playba
     const auto anySolo = std::any_of (
         tracks.begin(), tracks.end(), [] (const PlaybackTrack& other) { return other.mix.solo; });
     return ! track.mix.mute && (track.mix.solo || ! anySolo);
+}
+
+float PlaybackChoice::gainOf (const PlaybackTrack& track, std::span<const PlaybackTrack> tracks) const
+{
+    return ! isHeard (track, tracks) ? 0.0f : playsWholeGroup ? track.mix.gain : 1.0f;
 }
 
 } // namespace tessivar

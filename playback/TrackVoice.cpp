@@ -27,18 +27,22 @@ void fade (float* samples, int numFrames, bool in)
 }
 } // namespace
 
-VoiceTarget VoiceTarget::forMix (const PlaybackMix& mix, Listening listening, bool isHeard)
+VoiceTarget VoiceTarget::forTrack (const PlaybackTrack& track,
+                                   std::span<const PlaybackTrack> tracks,
+                                   const PlaybackChoice& choice)
 {
-    VoiceTarget result;
-    result.rule = SuppressionRule::forSetting (mix.setting());
-    const auto gain = isHeard && mix.gain > 0.0f ? std::min (mix.gain, highestGain) : 0.0f;
-    const auto matching = mix.matchingGain();
-    const auto matched = std::isfinite (matching) ? gain * std::clamp (matching, 0.0f, highestGain) : gain;
+    const auto within = [] (float gain, float otherwise)
+    { return std::isfinite (gain) ? std::clamp (gain, 0.0f, highestGain) : otherwise; };
 
-    switch (listening)
+    VoiceTarget result;
+    result.rule = SuppressionRule::forSetting (track.mix.setting());
+    const auto gain = within (choice.gainOf (track, tracks), 0.0f)
+                      * within (track.mix.matchingGain (choice.listening), 1.0f);
+
+    switch (choice.listening)
     {
         case Listening::processed:
-            result.processedGain = matched;
+            result.processedGain = gain;
             break;
         case Listening::bypassed:
             result.sourceGain = gain;

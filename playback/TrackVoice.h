@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <span>
 
 namespace tessivar
 {
@@ -32,10 +33,10 @@ struct VoiceTarget
                && processedGain == other.processedGain && sourceGain == other.sourceGain;
     }
 
-    /** The target for the user's settings; isHeard says whether solo, mute and selection let the track
-        through.
-    */
-    [[nodiscard]] static VoiceTarget forMix (const PlaybackMix& mix, Listening listening, bool isHeard);
+    /** The target for one of the tracks. */
+    [[nodiscard]] static VoiceTarget forTrack (const PlaybackTrack& track,
+                                               std::span<const PlaybackTrack> tracks,
+                                               const PlaybackChoice& choice);
 };
 
 /** Turns the frames of one track into its share of the mix.

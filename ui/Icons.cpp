@@ -112,6 +112,11 @@ const Shape& shapeOf (Icon icon)
         { Icon::device,
           shapeFrom ("M4 1.6 L12 1.6 L12 14.4 L4 14.4 Z").circle (8.0f, 10.0f, 2.2f).dot (8.0f, 4.6f, 1.1f) },
         { Icon::tag, shapeFrom ("M2 2 L7.4 2 L14.2 8.8 L8.8 14.2 L2 7.4 Z").dot (5.0f, 5.0f, 1.1f) },
+        { Icon::undo,
+          shapeFrom ("M6.2 2.8 L2.8 6.2 L6.2 9.6 M3 6.2 L9.6 6.2 A3.5 3.5 0 0 1 9.6 13.2 L5.4 13.2") },
+        { Icon::redo,
+          shapeFrom ("M9.8 2.8 L13.2 6.2 L9.8 9.6 M13 6.2 L6.4 6.2 A3.5 3.5 0 0 0 6.4 13.2 L10.6 13.2") },
+        { Icon::equalLoudness, shapeFrom ("M1.6 3 L14.4 3 M4.6 6.2 L4.6 13.4 M11.4 6.2 L11.4 13.4") },
         { Icon::gauge, shapeFrom ("M2.2 12 A6.4 6.4 0 1 1 13.8 12 M8 9.6 L11 5.6") },
     };
     return shapes.at (icon);

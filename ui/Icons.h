@@ -43,7 +43,10 @@ enum class Icon
     removed,
     fit,
     zoomToSelection,
-    spectrum
+    spectrum,
+    undo,
+    redo,
+    equalLoudness
 };
 
 /** Draws an icon centred in the area, scaled to its shorter side. Lines are 1.5 units wide, at least 1.2 px.

@@ -91,9 +91,29 @@ TEST_CASE ("The player plays what the Group says", "[app][player]")
     isHeard ({ 1.5f, 0.5f }, { second.get() });
     player.setPlaysWholeGroup (true);
     isHeard ({ 1.5f, 0.5f }, { first.get(), second.get() });
-    player.setMute (ids.second, true);
+    group->setStrip (ids.second, { 0.0f, false, true });
     player.show (group, ids.first);
     isHeard ({ 1.5f, 0.5f }, { first.get() });
+
+    // A blind test turns no knob; the track alone knows neither mute nor level.
+    player.setAudition (KnobSetting::a);
+    isHeard ({ 4.2f, 0.0f }, { first.get() });
+    player.setAudition ({});
+    group->setStrip (ids.second, { -60.0f, false, true });
+    player.setPlaysWholeGroup (false);
+    player.show (group, ids.second);
+    isHeard ({ 1.5f, 0.5f }, { second.get() });
+
+    // In the kit, what is removed is heard of the selected track alone.
+    player.setPlaysWholeGroup (true);
+    player.setListening (Listening::removed);
+    const auto [place, removed] = heard();
+    const auto source = sourceOf (*second, place, 512), kept = exported (*second, { 1.5f, 0.5f }, place, 512);
+    std::vector<float> difference (512);
+    std::transform (source.begin(), source.end(), kept.begin(), difference.begin(), std::minus<>());
+    checkSame (removed, difference, 1.0e-6f);
+    player.setListening (Listening::processed);
+    player.show (group, ids.first);
 
     // An excluded track plays its source.
     group->setExcluded ({ ids.first }, true);
@@ -113,5 +133,61 @@ TEST_CASE ("The player plays what the Group says", "[app][player]")
     CHECK (player.position() == Approx (0.5));
     CHECK (player.engine.loop() == LoopRange{ 24000, 96000 });
     workspace.removeGroup (0);
+    folder.deleteRecursively();
+}
+
+TEST_CASE ("Equal loudness follows what is heard", "[app][player][loudness]")
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    const auto folder = juce::File::createTempFile ("");
+    TessivarWorkspace workspace (UserFolders::below (folder));
+    const Group::Ptr group (new Group ("take",
+                                       { analysedTrack (std::make_shared<FormulaSamples> (7, length, 1)),
+                                         analysedTrack (std::make_shared<FormulaSamples> (7, length, 2)) }));
+    Player player (workspace, {});
+    player.show (group, group->track (0)->id());
+    auto told = 0;
+    player.onLoudnessMatched = [&] { ++told; };
+    const auto known = [&]
+    {
+        for (int i = 0; i < 1000 && ! player.isLoudnessKnown(); ++i)
+            juce::MessageManager::getInstance()->runDispatchLoopUntil (10);
+
+        REQUIRE (player.isLoudnessKnown());
+        return *player.matchingGainDb();
+    };
+    CHECK_FALSE (player.matchingGainDb().has_value());
+    player.setMatchesLoudness (true);
+    const auto processed = known();
+    player.setListening (Listening::bypassed);
+    REQUIRE (player.isLoudnessKnown()); // all was measured at once
+    const auto source = known();
+    CHECK (source <= 0.0f);
+    CHECK (std::abs (processed - source) > 0.1f);
+
+    // Both settings were measured, other knobs and another track are measured anew.
+    player.setListening (Listening::processed);
+    group->selectSetting ({ group->track (0)->id() }, KnobSetting::b);
+    player.show (group, group->track (0)->id());
+    CHECK (player.isLoudnessKnown());
+    group->setKnobs ({ group->track (0)->id() }, KnobSetting::b, { 5.0f, 0.0f });
+    player.show (group, group->track (0)->id());
+    CHECK_FALSE (player.isLoudnessKnown());
+    CHECK (player.matchingGainDb().has_value()); // meanwhile the last one
+    (void) known();
+    player.show (group, group->track (1)->id());
+    CHECK_FALSE (player.matchingGainDb().has_value());
+    (void) known();
+    CHECK (told >= 4);
+
+    // In the kit another row changes nothing that is heard, whichever setting its track sounds with.
+    player.setPlaysWholeGroup (true);
+    const auto kit = known();
+    player.show (group, group->track (0)->id());
+    CHECK (player.matchingGainDb() == kit);
+    CHECK (known() == Approx (kit).margin (0.01));
+    player.setPlaysWholeGroup (false);
+    player.setMatchesLoudness (false);
+    CHECK_FALSE (player.matchingGainDb().has_value());
     folder.deleteRecursively();
 }

@@ -221,6 +221,37 @@ TEST_CASE ("Knobs of the selected track", "[app][tracks]")
     }
 }
 
+TEST_CASE ("Levels, solo and mute of the kit", "[app][tracks]")
+{
+    Rig rig;
+    auto& actions = rig.actions;
+    const auto strip = [&] (int index) { return rig.take->track (index)->state().strip; };
+    const auto wasUnsaved = rig.take->hasUnsavedChanges();
+    actions.setSolo ({ rig.id (0), rig.id (2) }, true);
+    actions.setMute ({ rig.id (2) }, true);
+    actions.setFader (rig.id (1), 20.0f);
+    CHECK (strip (0) == MixStrip{ 0.0f, true, false });
+    CHECK (strip (1) == MixStrip{ MixStrip::highestDb, false, false });
+    CHECK (strip (2) == MixStrip{ 0.0f, true, true });
+    CHECK (rig.knobChanges == 3); // heard at once
+
+    // They are no edits, but a save takes them.
+    CHECK_FALSE (rig.take->undo().canUndo());
+    CHECK (rig.take->hasUnsavedChanges() == wasUnsaved);
+    const auto saved = rig.take->state();
+    actions.setFader (rig.id (0), -3.0f);
+    rig.take->markSaved (saved, {}, {});
+    CHECK (rig.take->hasUnsavedStrips());
+    rig.take->markSaved (rig.take->state(), {}, {});
+    CHECK_FALSE ((rig.take->hasUnsavedStrips() || rig.take->hasUnsavedChanges()));
+
+    // An edit that is undone leaves them as they are.
+    actions.setExcluded ({ rig.id (0) }, true);
+    actions.setFader (rig.id (0), -6.0f);
+    actions.undo();
+    CHECK (strip (0).faderDb == -6.0f);
+}
+
 TEST_CASE ("Tracks are moved and removed", "[app][tracks]")
 {
     Rig rig;

@@ -10,58 +10,97 @@
 using namespace tessivar;
 using namespace tessivar::test;
 
-TEST_CASE ("Settings of equal loudness", "[playback][loudness]")
+TEST_CASE ("Equal loudness", "[playback][loudness]")
 {
-    // Ten seconds of bursts. The best component is half of the source, so that focus 5 is 6 dB down.
-    std::vector<float> frames;
-
-    for (int i = 0; i < 480000; ++i)
+    // Ten seconds of bursts. The best component is half of the source, so that focus 5 is 6 dB down, and so
+    // is what it removes.
+    const auto bursts = [] (float level)
     {
-        const auto tone =
-            i % 24000 < 12000
-                ? 0.4f * std::sin (2.0f * std::numbers::pi_v<float> * 0.02f * static_cast<float> (i))
-                : 0.0f;
-        frames.insert (frames.end(), { 0.5f * tone, 0, 0, 0, 0, 0.5f * tone, tone });
+        std::vector<float> frames;
+
+        for (int i = 0; i < 480000; ++i)
+        {
+            const auto tone =
+                i % 24000 < 12000
+                    ? level * std::sin (2.0f * std::numbers::pi_v<float> * 0.02f * static_cast<float> (i))
+                    : 0.0f;
+            frames.insert (frames.end(), { 0.5f * tone, 0, 0, 0, 0, 0.5f * tone, tone });
+        }
+
+        return std::make_shared<MemorySamples> (7, std::move (frames));
+    };
+    const LoopRange all{ 0, 480000 };
+    const auto gainsOf = [&] (std::shared_ptr<TrackSamples> samples, LoopRange range)
+    {
+        auto measured = track (1, std::move (samples), { 0.0f, 0.0f });
+        measured.mix.settingB = { 5.0f, 0.0f };
+        measured.mix.matching.source = 0.1f; // doesn't count
+        const auto match = LoudnessMatch::measure (
+            std::vector{ measured, track (2, bursts (0.9f)) }, 48000.0, { .selectedTrack = 1 }, range);
+        REQUIRE (match);
+        return match->gains();
+    };
+
+    SECTION ("turns what is softer up to the source")
+    {
+        const auto gains = gainsOf (bursts (0.4f), all);
+        CHECK (gains.source == Approx (1.0f));
+        CHECK (gains.processed[0] == Approx (1.0f).epsilon (0.01));
+        CHECK (gains.processed[1] == Approx (2.0f).epsilon (0.01));
+        CHECK (gains.removed[1] == Approx (2.0f).epsilon (0.01));
+        CHECK (gains.removed[0] == 1.0f); // there is nothing
     }
 
-    MemorySamples samples (7, std::move (frames));
-    const LoopRange all{ 0, 480000 };
-    const auto matched = LoudnessMatch::measure (samples, 48000.0, { 0.0f, 0.0f }, { 5.0f, 0.0f }, all);
-    REQUIRE (matched);
-    CHECK (matched->gainA == Approx (0.5f).epsilon (0.01));
-    CHECK (matched->gainB == 1.0f);
-    const auto other = LoudnessMatch::measure (samples, 48000.0, { 5.0f, 0.0f }, { 0.0f, 0.0f }, all);
-    REQUIRE (other);
-    CHECK (other->gainB == Approx (0.5f).epsilon (0.01));
-
-    SECTION ("silence, too little of it, and a track without a rendering are left alone")
+    SECTION ("turns all down where a peak would clip")
     {
-        MemorySamples silence (7, std::vector<float> (7 * 96000)),
-            plain (1, std::vector<float> (96000, 0.1f));
+        auto samples = bursts (0.4f);
+        std::vector<float> spiked (7 * 480000);
+        REQUIRE (samples->readFrames (0, spiked));
+        spiked[7 * 5000 + 0] = 0.8f; // of the best component alone: twice that when turned up
+        spiked[7 * 5000 + 6] = 0.8f;
+        const auto gains = gainsOf (std::make_shared<MemorySamples> (7, std::move (spiked)), all);
+        CHECK (gains.processed[1] * 0.8f == Approx (1.0f).epsilon (0.01));
+        CHECK (gains.processed[1] == Approx (2.0f * gains.source).epsilon (0.01));
+    }
 
-        for (const auto& result :
-             { LoudnessMatch::measure (silence, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
-               LoudnessMatch::measure (plain, 48000.0, {}, { 5.0f, 0.0f }, { 0, 96000 }),
-               LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { 500, 900 }),
-               LoudnessMatch::measure (samples, 48000.0, {}, { 5.0f, 0.0f }, { -9, -5 }) })
-        {
-            REQUIRE (result);
-            CHECK (result->gainA == 1.0f);
-            CHECK (result->gainB == 1.0f);
-        }
+    SECTION ("of the kit counts every track, at its level")
+    {
+        std::vector tracks{ track (1, bursts (0.2f), { 5.0f, 0.0f }),
+                            track (2, bursts (0.2f), { 5.0f, 0.0f }) };
+        tracks[1].mix.gain = 0.5f;
+        const auto match =
+            LoudnessMatch::measure (tracks, 48000.0, { .playsWholeGroup = true, .selectedTrack = 1 }, all);
+        REQUIRE (match);
+        // 0.2 + 0.1 of source; of that 0.05 from the other track stays, and 0.1 or 0.2 from the selected one.
+        CHECK (match->gains().processed[0] == Approx (2.0f).epsilon (0.01));
+        CHECK (match->gains().processed[1] == Approx (0.3f / 0.25f).epsilon (0.01));
+    }
+
+    SECTION ("leaves alone what is silent, too short, or no rendering")
+    {
+        for (const auto& gains :
+             { gainsOf (std::make_shared<MemorySamples> (7, std::vector<float> (7 * 96000)), { 0, 96000 }),
+               gainsOf (std::make_shared<MemorySamples> (1, std::vector<float> (96000, 0.1f)), { 0, 96000 }),
+               gainsOf (bursts (0.4f), { 500, 900 }),
+               gainsOf (bursts (0.4f), { -9, -5 }) })
+            CHECK (gains == MatchingGains{});
     }
 
     SECTION ("stops when told to")
     {
-        CHECK_FALSE (LoudnessMatch::measure (samples, 48000.0, {}, {}, all, { [] { return true; }, {} }));
+        CHECK_FALSE (LoudnessMatch::measure (std::vector{ track (1, bursts (0.4f)) },
+                                             48000.0,
+                                             { .selectedTrack = 1 },
+                                             all,
+                                             { [] { return true; }, {} }));
     }
 
-    SECTION ("around the position, inside the track")
+    SECTION ("is measured around the position, inside the track")
     {
-        CHECK (LoudnessMatch::rangeAround (10, 480000, 48000.0) == LoopRange{ 0, 480000 });
-        CHECK (LoudnessMatch::rangeAround (48000 * 100, 48000 * 101, 48000.0)
+        CHECK (LoudnessMatch::rangeAround (10, 480000, 48000.0, 30.0) == LoopRange{ 0, 480000 });
+        CHECK (LoudnessMatch::rangeAround (48000 * 100, 48000 * 101, 48000.0, 30.0)
                == LoopRange{ 48000 * 71, 48000 * 101 });
-        CHECK (LoudnessMatch::rangeAround (0, 0, 48000.0) == LoopRange{ 0, 0 });
+        CHECK (LoudnessMatch::rangeAround (0, 0, 48000.0, 30.0) == LoopRange{ 0, 0 });
     }
 }
 

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <numbers>
 #include <span>
 #include <vector>
 
@@ -168,6 +169,32 @@ inline std::span<const float> part (const std::vector<float>& samples, std::int6
 inline bool isSilent (std::span<const float> samples)
 {
     return std::all_of (samples.begin(), samples.end(), [] (float x) { return x == 0.0f; });
+}
+
+inline float largestStep (std::span<const float> samples)
+{
+    float result = 0.0f;
+
+    for (std::size_t i = 1; i < samples.size(); ++i)
+        result = std::max (result, std::abs (samples[i] - samples[i - 1]));
+
+    return result;
+}
+
+/** Seven channels of which each is a slow sine of its own level, so that a step in the output is a fault
+    of the mixing.
+*/
+inline std::shared_ptr<MemorySamples> slowSines (std::int64_t length)
+{
+    std::vector<float> frames;
+
+    for (std::int64_t i = 0; i < length; ++i)
+        for (int c = 0; c < 7; ++c)
+            frames.push_back (0.1f
+                              * static_cast<float> (std::sin (2.0 * std::numbers::pi * (20.0 + 3.0 * c)
+                                                              * static_cast<double> (i) / 48000.0)));
+
+    return std::make_shared<MemorySamples> (7, std::move (frames));
 }
 
 } // namespace tessivar::test

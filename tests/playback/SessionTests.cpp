@@ -74,6 +74,8 @@ public:
                 t.mix.usesSettingB = ! t.mix.usesSettingB;
                 t.mix.solo = random() % 8 == 0;
                 t.mix.mute = random() % 4 == 0;
+                t.mix.gain = static_cast<float> (random() % 200) / 100.0f;
+                t.mix.matching.processed[random() % 2] = static_cast<float> (random() % 200) / 100.0f;
                 return engine.setMix (t.id, t.mix);
             default:
                 t.mix.settingA.focus = static_cast<float> (random() % 500) / 100.0f;

@@ -1,3 +1,4 @@
+#include "tests/ui/Children.h"
 #include "tests/ui/MouseEvents.h"
 #include "tests/ui/Snapshots.h"
 #include "tools/gallery/SampleStates.h"
@@ -24,16 +25,6 @@ using namespace tessivar::test;
 
 namespace
 {
-
-/** The first child of a kind that a test accepts; null when there is none. */
-template <typename Kind>
-Kind* childOf (juce::Component& parent, const std::function<bool (Kind&)>& accepts)
-{
-    for (auto* child : parent.getChildren())
-        if (auto* found = dynamic_cast<Kind*> (child); found != nullptr && accepts (*found))
-            return found;
-    return nullptr;
-}
 
 constexpr auto left = juce::ModifierKeys::leftButtonModifier;
 constexpr auto shiftLeft = juce::ModifierKeys::leftButtonModifier | juce::ModifierKeys::shiftModifier;

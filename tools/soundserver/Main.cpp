@@ -134,7 +134,7 @@ private:
     std::ptrdiff_t searchFrom = 0;
 };
 
-/** Seeks, a loop, A/B, bypass and removed at one rate. True when everything was as it should. */
+/** Seeks, a loop, A/B, bypass, removed and the kit at one rate. True when everything was as it should. */
 bool compareAt (int rate)
 {
     const JackServer server (rate, 512);
@@ -144,7 +144,10 @@ bool compareAt (int rate)
     auto one = track (1, samples, a);
     one.mix.settingB = b;
     Player player;
-    player.open (std::vector<PlaybackTrack>{ one }, rate);
+    const auto others = std::make_shared<FormulaSamples> (7, length, static_cast<std::uint32_t> (rate) + 1);
+    auto two = track (2, others, b);
+    two.mix.gain = 0.5f;
+    player.open (std::vector<PlaybackTrack>{ one, two }, rate);
     auto& engine = *player.engine;
     const JackCapture capture ("Tessivar:out_1", static_cast<std::size_t> (rate) * 60);
     std::vector<std::function<void (Comparison&)>> checks;
@@ -220,6 +223,21 @@ bool compareAt (int rate)
                     result.begin(), result.end(), processed.begin(), result.begin(), std::minus<>());
                 return result;
             });
+    engine.setChoice ({ Listening::processed, true, 1 });
+    listen ("the kit",
+            400,
+            [=] (auto from, auto count)
+            {
+                auto result = exported (*samples, a, from, count);
+                const auto other = exported (*others, b, from, count);
+
+                for (std::size_t i = 0; i < result.size(); ++i)
+                    result[i] += 0.5f * other[i];
+
+                return result;
+            });
+    engine.setPlaysWholeGroup (false);
+    listen ("the track again", 400, withSetting (a));
     engine.stop();
     player.run (100);
 

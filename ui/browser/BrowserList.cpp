@@ -52,6 +52,9 @@ void BrowserList::wireRows()
     callbacks.onInclude = [this] (RowId track, bool included)
     { call (onInclude, actedOn (track), included); };
     callbacks.onType = [this] (RowId track, DrumType type) { call (onType, actedOn (track), type); };
+    callbacks.onSolo = [this] (RowId track, bool solo) { call (onSolo, actedOn (track), solo); };
+    callbacks.onMute = [this] (RowId track, bool mute) { call (onMute, actedOn (track), mute); };
+    callbacks.onFader = [this] (RowId track, float levelDb) { call (onFader, track, levelDb); };
     callbacks.onLocate = [this] (RowId track) { call (onLocate, track); };
     callbacks.onFold = [this] (RowId group) { call (onFold, group); };
     callbacks.onDescribeType = [this] (RowId track)

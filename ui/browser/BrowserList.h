@@ -57,6 +57,9 @@ public:
     /** Toggling one of several selected tracks toggles all of them. */
     std::function<void (const std::vector<RowId>& tracks, bool included)> onInclude;
     std::function<void (const std::vector<RowId>& tracks, DrumType type)> onType;
+    /** Of the selected tracks when the one clicked is among them. */
+    std::function<void (const std::vector<RowId>&tracks, bool)> onSolo, onMute;
+    std::function<void (RowId track, float levelDb)> onFader;
     /** What a track's drum type rests on. */
     std::function<juce::String (RowId track)> onDescribeType;
     std::function<void (RowId)> onLocate, onFold, onClose, onStopReading;

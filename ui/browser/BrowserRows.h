@@ -5,6 +5,7 @@
 #include "ui/Call.h"
 #include "ui/TessivarControls.h"
 #include "ui/browser/BrowserState.h"
+#include "ui/browser/TrackStrip.h"
 
 namespace tessivar
 {
@@ -16,7 +17,7 @@ public:
     DrumTypeChooser();
 
     /** Shows a type without calling back. An overhead shows a dash and isn't in the list; one that nobody has
-        told is asked for.
+        told is asked for. Below a width of 80 the glyph alone is shown.
     */
     void setType (DrumType newType, bool isUnknown = false);
 
@@ -48,6 +49,8 @@ struct RowCallbacks
     std::function<void (RowId track, bool included)> onInclude;
     std::function<void (RowId track, DrumType type)> onType;
     std::function<void (RowId track)> onLocate;
+    std::function<void (RowId track, bool)> onSolo, onMute;
+    std::function<void (RowId track, float levelDb)> onFader;
     std::function<juce::String (RowId track)> onDescribeType;
     std::function<void (RowId group)> onFold, onClose, onStopReading;
     std::function<void (RowId group, const juce::String& name)> onRename;
@@ -127,6 +130,7 @@ private:
     TessivarCheckBox include;
     DrumTypeChooser type;
     ActionButton locate;
+    TrackStrip strip;
 };
 
 /** The row of a file on its way into a Group: what it is taken for, and how much of it has been read. */

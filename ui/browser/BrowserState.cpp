@@ -279,6 +279,10 @@ juce::String accessibleName (const TrackRowState& track)
     }
     if (track.focusPercent.has_value())
         parts.add ("Focus " + juce::String (*track.focusPercent) + " percent");
+    if (track.strip.has_value() && track.strip->solo)
+        parts.add ("solo");
+    if (track.strip.has_value() && track.strip->mute)
+        parts.add ("muted");
     return parts.joinIntoString (", ");
 }
 

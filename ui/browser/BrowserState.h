@@ -2,6 +2,7 @@
 
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
+#include "terms/MixStrip.h"
 
 #include <juce_core/juce_core.h>
 
@@ -49,6 +50,8 @@ struct TrackRowState
     float sourceLevel = 0.0f;     // at the playhead, 0 to 1 of the bar
     float keptLevel = 0.0f;
     std::shared_ptr<const MiniWave> wave;
+    std::optional<MixStrip> strip; // shown in place of the wave while the kit is heard
+    bool isHeard = true;           // in the kit: neither muted nor left out by another's solo
 };
 
 /** A file on its way into a Group. */
@@ -112,6 +115,7 @@ struct BrowserState
     AnalysisMethod method = usualMethod;    // chosen for the selected Group, or for new ones
     juce::String standardTime, refinedTime; // of an analysis of the selected Group: "about 6 s"
     bool canExport = false;
+    juce::String undoName, redoName; // of the selected Group's next steps; empty: none
 };
 
 /** The selected rows. The lead is shown and played: a Track, or the Group when no track is selected. */

@@ -11,15 +11,25 @@ namespace tessivar
 namespace
 {
 constexpr int scrollBarWidth = 8, methodsHeight = 28;
+
+/** Undo or redo, which names its step; grey without one. */
+void showStep (IconButton& button, const juce::String& word, const char* keys, const juce::String& step)
+{
+    button.setEnabled (step.isNotEmpty());
+    button.setTitle (step.isEmpty() ? word : word + " " + step);
+    button.setTooltip ((step.isEmpty() ? "Nothing to " + word.toLowerCase() : word + ": " + step) + " ["
+                       + keys + "]");
 }
+} // namespace
 
 BrowserView::BrowserView (const ResourceImages& images)
-    : newGroup ("New group", Icon::plus), importTracks ("Import tracks", Icon::import), list (images)
+    : newGroup ("New group", Icon::plus), importTracks ("Import tracks", Icon::import),
+      undo ("Undo", Icon::undo), redo ("Redo", Icon::redo), list (images)
 {
     setTitle ("Browser");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
     for (auto* child : std::initializer_list<juce::Component*>{
-             &newGroup, &importTracks, &viewport, &methods, &analyze, &exportGroup })
+             &undo, &redo, &newGroup, &importTracks, &viewport, &methods, &analyze, &exportGroup })
         addAndMakeVisible (child);
     viewport.setViewedComponent (&list, false);
     addChildComponent (scrollBar);
@@ -30,6 +40,8 @@ BrowserView::BrowserView (const ResourceImages& images)
     scrollBar.addListener (this);
     importTracks.setTooltip ("Import tracks [Ctrl+I]");
 
+    undo.onClick = [this] { call (onUndo); };
+    redo.onClick = [this] { call (onRedo); };
     newGroup.onClick = [this] { call (onNewGroup); };
     importTracks.onClick = [this] { call (onImport); };
     exportGroup.onClick = [this] { call (onExport); };
@@ -80,6 +92,8 @@ void BrowserView::showButtons()
                                     : "Analyze by the standard method [Ctrl+P]");
     methods.show (state.method, state.standardTime, state.refinedTime);
     methods.setEnabled (state.analyze != Analyze::unavailable);
+    showStep (undo, "Undo", "Ctrl+Z", state.undoName);
+    showStep (redo, "Redo", "Ctrl+Shift+Z", state.redoName);
     exportGroup.setEnabled (state.canExport);
     exportGroup.setLook (upToDate ? ButtonLook::primary : ButtonLook::standard);
     exportGroup.setIcon (state.groups.empty() ? Icon::none : Icon::exporting);
@@ -99,6 +113,10 @@ void BrowserView::resized()
     importTracks.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
     title.removeFromRight (6);
     newGroup.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
+    title.removeFromRight (18);
+    redo.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
+    title.removeFromRight (2);
+    undo.setBounds (title.removeFromRight (28).withSizeKeepingCentre (28, 28));
 
     auto footer = area.removeFromBottom (footerHeight).reduced (12);
     methods.setBounds (footer.removeFromTop (methodsHeight));

@@ -26,7 +26,7 @@ public:
 
     BrowserList& getList() { return list; }
 
-    std::function<void()> onNewGroup, onImport, onAnalyze, onExport;
+    std::function<void()> onNewGroup, onImport, onAnalyze, onExport, onUndo, onRedo;
     /** The user chose a method for the selected Group's next analysis. */
     std::function<void (AnalysisMethod)> onMethodChosen;
     /** What a method does, and takes for the selected Group. */
@@ -77,7 +77,7 @@ private:
         std::function<void()> onScroll = [] {};
     };
 
-    IconButton newGroup, importTracks;
+    IconButton newGroup, importTracks, undo, redo;
     ListViewport viewport;
     BrowserList list;
     juce::ScrollBar scrollBar{ true }; // over the rows, so that they keep their width

@@ -11,6 +11,7 @@ namespace
 
 constexpr int dotColumn = 34; // logical pixels; all of it toggles the dot
 constexpr int colourBarWidth = 4;
+constexpr int narrowWidth = 330;
 constexpr float excludedAlpha = 0.5f;
 
 } // namespace
@@ -90,6 +91,8 @@ void DrumTypeChooser::paint (juce::Graphics& g)
     area.removeFromLeft (4.5f);
     drawIcon (
         g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
+    if (getWidth() < 80)
+        return;
     g.setColour (! enabled ? palette::textDisabled : unknown ? palette::amber : palette::textHigh);
     g.setFont (fonts::inter (12.0f));
     g.drawText (
@@ -101,11 +104,12 @@ TrackRow::TrackRow (const ResourceImages& images,
                     RowId groupId,
                     RowId trackId)
     : ListRow (callbacksToUse, groupId, trackId), include (images),
-      locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
+      locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6")), strip (images)
 {
     addAndMakeVisible (include);
     addAndMakeVisible (type);
     addChildComponent (locate);
+    addChildComponent (strip);
     include.setWantsKeyboardFocus (false);
     locate.setWantsKeyboardFocus (false);
     include.onClick = [this] { call (callbacks.onInclude, track, include.getToggleState()); };
@@ -113,9 +117,13 @@ TrackRow::TrackRow (const ResourceImages& images,
     type.onDescribe = [this]
     { return callbacks.onDescribeType != nullptr ? callbacks.onDescribeType (track) : juce::String(); };
     locate.onClick = [this] { call (callbacks.onLocate, track); };
+    strip.onSolo = [this] (bool solo) { call (callbacks.onSolo, track, solo); };
+    strip.onMute = [this] (bool mute) { call (callbacks.onMute, track, mute); };
+    strip.onFader = [this] (float levelDb) { call (callbacks.onFader, track, levelDb); };
     // Moving onto a control inside the row doesn't end the hover.
     include.addMouseListener (this, false);
     type.addMouseListener (this, false);
+    strip.addListenerToParts (*this);
 }
 
 void TrackRow::takeFrom (const BrowserState& browser)
@@ -134,6 +142,9 @@ void TrackRow::setState (const TrackRowState& newState)
     type.setTitle ("Drum type of " + state.name);
     type.setVisible (! state.sourceMissing);
     locate.setVisible (state.sourceMissing);
+    strip.setVisible (state.strip.has_value() && ! state.sourceMissing);
+    if (state.strip.has_value())
+        strip.show (state.name, *state.strip);
     setTitle (accessibleName (state));
     setTooltip (state.hint);
     resized();
@@ -173,7 +184,11 @@ void TrackRow::resized()
 {
     include.layOut ({ 9, (getHeight() - 1) / 2 - 10, 20, 20 });
     const auto chooserTop = getHeight() - 29;
-    type.setBounds (dotColumn, chooserTop, 104, 22);
+    // In a narrow browser the strip takes the place of the type's name.
+    const auto chooserWidth = strip.isVisible() && getWidth() < narrowWidth ? 46 : 104;
+    type.setBounds (dotColumn, chooserTop, chooserWidth, 22);
+    strip.setBounds (juce::Rectangle<int>::leftTopRightBottom (
+        type.getRight() + 4, chooserTop - 3, waveArea().getRight(), chooserTop + 25));
     locate.setBounds (dotColumn, chooserTop, 76, 22);
 }
 
@@ -189,7 +204,7 @@ void TrackRow::paint (juce::Graphics& g)
 
     paintName (g);
     paintMark (g);
-    if (! state.sourceMissing)
+    if (! state.sourceMissing && ! state.strip.has_value())
         paintWave (g);
     paintLevel (g);
 
@@ -214,16 +229,14 @@ void TrackRow::paintName (juce::Graphics& g) const
     const auto font = fonts::inter (13.0f, fonts::Weight::medium);
     auto area = juce::Rectangle<int>::leftTopRightBottom (
         dotColumn, getHeight() > 55 ? 5 : 3, getWidth() - 66, getHeight() > 55 ? 25 : 23);
-    if (state.leakage.isNotEmpty())
+    const auto figure = state.strip.has_value() ? faderText (state.strip->faderDb) : state.leakage;
+    if (figure.isNotEmpty())
     {
         const auto figures = fonts::inter (11.0f);
         g.setColour (palette::textLow.withMultipliedAlpha (state.included ? 1.0f : excludedAlpha));
-        const auto width = juce::roundToInt (std::ceil (fonts::tabularWidth (figures, state.leakage)));
-        fonts::drawTabular (g,
-                            figures,
-                            state.leakage,
-                            area.removeFromRight (width).toFloat(),
-                            juce::Justification::centredRight);
+        const auto width = juce::roundToInt (std::ceil (fonts::tabularWidth (figures, figure)));
+        fonts::drawTabular (
+            g, figures, figure, area.removeFromRight (width).toFloat(), juce::Justification::centredRight);
         area.removeFromRight (8);
     }
     // Dimmed, but legible on the background of a selected row.
@@ -332,7 +345,7 @@ void TrackRow::paintLevel (juce::Graphics& g) const
     g.fillRoundedRectangle (bar, 2.0f);
     const auto level = [&] (float height, juce::Colour colour)
     {
-        g.setColour (colour);
+        g.setColour (colour.withMultipliedAlpha (state.isHeard ? 1.0f : 0.35f));
         g.fillRoundedRectangle (
             bar.withTop (bar.getBottom() - juce::jlimit (0.0f, 1.0f, height) * bar.getHeight()), 2.0f);
     };

@@ -85,6 +85,13 @@ juce::String listeningText (const DockState& state)
     return "The processed track.";
 }
 
+juce::String gainText (float gainDb)
+{
+    const auto shown = std::round (10.0f * gainDb) / 10.0f;
+    const auto* sign = shown > 0.0f ? "+" : shown < 0.0f ? "\xe2\x88\x92" : "";
+    return juce::String::fromUTF8 (sign) + juce::String (std::abs (shown), 1) + " dB";
+}
+
 DockLayout dockLayout (juce::Rectangle<int> area, bool compact)
 {
     constexpr double fineToFocus = 0.55, compactFocusShare = 0.68;

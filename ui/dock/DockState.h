@@ -70,6 +70,8 @@ struct DockState
     std::optional<float> suggestedFocus;                       // 0 to focusMaximum
     std::array<LayerWeight, channelLayout::numParts> layers{}; // the five best components, then the rest
     ListenMode listening = ListenMode::processed;
+    bool equalLoudness = false;
+    std::optional<float> matchingGainDb; // that equal loudness adds to what is heard; none: not known yet
 
     const KnobValues& valuesOf (KnobSetting setting) const
     {
@@ -82,6 +84,9 @@ juce::String settingDescription (const DockState& state);
 
 /** The line below Bypass and Removed that says what is heard, or why nothing can be chosen. */
 juce::String listeningText (const DockState& state);
+
+/** "+4.1 dB" with a true minus sign for less; 0.0 dB has none. */
+juce::String gainText (float gainDb);
 
 /** Bounds of the dock's five sections. Focus and Fine share spare width 1 to 0.55; a compact dock has no
     Layers.

@@ -84,6 +84,8 @@ SettingDock::SettingDock (const ResourceImages& images)
     setting.onCopy = [this] { call (onCopy); };
     setting.onReset = [this] { call (onReset); };
     setting.onPresets = [this] (juce::Point<int> place) { call (onPresets, place); };
+    setting.onEqualLoudness = [this] { call (onEqualLoudness); };
+    setting.onBlindTest = [this] { call (onBlindTest); };
     listen.onChange = [this] (ListenMode mode)
     {
         state.listening = mode;

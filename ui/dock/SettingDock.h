@@ -55,6 +55,8 @@ public:
     /** The menu of presets is wanted at this place on the screen. */
     std::function<void (juce::Point<int>)> onPresets;
     std::function<void (ListenMode)> onListeningChange;
+    /** The user wants equal loudness on or off, or the blind test. */
+    std::function<void()> onEqualLoudness, onBlindTest;
 
     KnobSection& getFocus() { return focus; }
     KnobSection& getFine() { return fine; }

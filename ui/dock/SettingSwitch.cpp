@@ -11,9 +11,16 @@ namespace tessivar
 
 SettingSwitch::SettingSwitch() : DockSection ("Setting", true, false)
 {
-    addAndMakeVisible (copy);
-    addAndMakeVisible (reset);
-    addAndMakeVisible (presets);
+    for (auto* button : { &equal, &copy, &reset, &blindTest, &presets })
+        addAndMakeVisible (button);
+    equal.setTitle ("Equal loudness");
+    equal.setToggleable (true);
+    equal.setTooltip (
+        "Equal loudness: source, A, B and what they remove are played equally loud. Exports don't take "
+        "it. [Q]");
+    blindTest.setTooltip ("Tell A from B by ear alone, and count how often you are right [X]");
+    equal.onClick = [this] { call (onEqualLoudness); };
+    blindTest.onClick = [this] { call (onBlindTest); };
     presets.setTrailing (Icon::chevronDown, {});
     presets.setTooltip ("Knobs for this type of drum: save them, use them");
     presets.onClick = [this] { call (onPresets, presets.getScreenBounds().getBottomLeft()); };
@@ -32,6 +39,16 @@ void SettingSwitch::setState (const DockState& newState)
     copy.setTrailing (Icon::arrowRight, letterOf (otherSetting (state.sounding)));
     copy.setEnabled (state.available);
     reset.setEnabled (state.available);
+    blindTest.setEnabled (state.available);
+    equal.setEnabled (state.available);
+    equal.setToggleState (state.equalLoudness, juce::dontSendNotification);
+    equal.setButtonText (! state.equalLoudness || ! state.available ? juce::String ("Equal")
+                         : state.matchingGainDb.has_value()         ? gainText (*state.matchingGainDb)
+                                                            : juce::String::fromUTF8 ("\xe2\x80\xa6"));
+    equal.setDescription (state.equalLoudness && state.matchingGainDb.has_value()
+                              ? gainText (*state.matchingGainDb)
+                              : juce::String());
+    layOutEqual();
     repaint();
 }
 
@@ -101,14 +118,24 @@ void SettingSwitch::mouseExit (const juce::MouseEvent&)
 
 void SettingSwitch::resized()
 {
-    presets.setSize (90, 28);
-    presets.setTopRightPosition (getWidth() - inset + 8, 5);
     auto row = juce::Rectangle<int> (inset, 130, getWidth() - 2 * inset, 26);
     reset.setBounds (row.removeFromRight (53));
     row.removeFromRight (6);
     copy.setBounds (row);
-    copy.setVisible (! isCompact());
-    reset.setVisible (! isCompact());
+    row = { inset, 162, getWidth() - 2 * inset, 28 };
+    presets.setBounds (row.removeFromRight (presets.idealWidth()));
+    blindTest.setBounds (row);
+    for (auto* button : { &copy, &reset, &blindTest, &presets })
+        button->setVisible (! isCompact());
+    equal.setIcon (isCompact() ? Icon::none : Icon::equalLoudness);
+    layOutEqual();
+}
+
+void SettingSwitch::layOutEqual()
+{
+    equal.setSize (equal.getWidth(), 28);
+    const auto width = std::min (equal.idealWidth() - 4, getWidth() - 2 * inset - 62);
+    equal.setBounds (getWidth() - inset - width, 5, width, 28);
 }
 
 void SettingSwitch::paint (juce::Graphics& g)

@@ -8,7 +8,9 @@
 namespace tessivar
 {
 
-/** Cells A and B with the values of both settings, and Copy and Reset below them. */
+/** Cells A and B with the values of both settings, equal loudness above, and Copy, Reset and the blind test
+    below them.
+*/
 class SettingSwitch : public DockSection, public juce::SettableTooltipClient
 {
 public:
@@ -19,7 +21,7 @@ public:
 
     /** The user chose a cell; with Shift, for every track of the Group. */
     std::function<void (KnobSetting, bool wholeGroup)> onChoose;
-    std::function<void()> onCopy, onReset;
+    std::function<void()> onCopy, onReset, onEqualLoudness, onBlindTest;
     /** The menu of presets is wanted at this place on the screen. */
     std::function<void (juce::Point<int>)> onPresets;
 
@@ -37,10 +39,13 @@ private:
     std::optional<KnobSetting> cellAt (juce::Point<int> position) const;
     void paintCell (juce::Graphics& g, KnobSetting letter) const;
     void choose (KnobSetting letter, bool wholeGroup);
+    void layOutEqual();
 
     DockState state;
     std::optional<KnobSetting> hovered;
-    ActionButton copy{ "Copy A" }, reset{ "Reset" }, presets{ "Preset", ButtonLook::text };
+    ActionButton equal{ "Equal", ButtonLook::bare, Icon::equalLoudness }, copy{ "Copy A" }, reset{ "Reset" },
+        blindTest{ juce::String::fromUTF8 ("Blind test\xe2\x80\xa6"), ButtonLook::text },
+        presets{ "Preset", ButtonLook::text };
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (SettingSwitch)
 };

@@ -10,7 +10,8 @@ namespace tessivar
 namespace
 {
 
-constexpr int timeLeft = 238;
+constexpr int radioGroup = 1; // Track and Kit
+constexpr int trackWidth = 52, kitWidth = 42;
 constexpr int seam = 1; // at the top; the rest is centred below it
 
 } // namespace
@@ -21,8 +22,17 @@ TransportBar::TransportBar (const ResourceImages& images)
 {
     setTitle ("Transport");
     setFocusContainerType (FocusContainerType::keyboardFocusContainer);
-    for (auto* child : std::initializer_list<juce::Component*>{
-             &toStart, &play, &loop, &follow, &position, &loopStart, &loopEnd, &volume, &meter })
+    for (auto* child : std::initializer_list<juce::Component*>{ &toStart,
+                                                                &play,
+                                                                &loop,
+                                                                &follow,
+                                                                &trackAlone,
+                                                                &kit,
+                                                                &position,
+                                                                &loopStart,
+                                                                &loopEnd,
+                                                                &volume,
+                                                                &meter })
         addAndMakeVisible (child);
     addChildComponent (noticeButton);
     play.setIconSize (19.0f);
@@ -31,6 +41,17 @@ TransportBar::TransportBar (const ResourceImages& images)
     toStart.setTooltip ("To start [Home]");
     loop.setTooltip ("Loop [L]");
     follow.setTooltip ("Follow playhead [F]");
+
+    for (auto* button : { &trackAlone, &kit })
+        button->setRadioGroupId (radioGroup, juce::dontSendNotification);
+    trackAlone.setTitle ("Hear the selected track");
+    trackAlone.setTooltip ("Hear the selected track alone [T]");
+    kit.setTitle ("Hear the kit");
+    kit.setTooltip (
+        "Hear all tracks of the group, each with its own knobs, level, solo and mute. Bypass then plays "
+        "the source of the whole kit, Removed the selected track alone. [T]");
+    trackAlone.onClick = [this] { call (onWholeGroup, false); };
+    kit.onClick = [this] { call (onWholeGroup, true); };
 
     toStart.onClick = [this] { call (onToStart); };
     play.onClick = [this] { call (onPlayOrStop); };
@@ -79,6 +100,9 @@ void TransportBar::showControls()
     toStart.setEnabled (state.hasTrack);
     loop.setEnabled (state.hasTrack);
     follow.setEnabled (state.hasTrack);
+    for (auto* button : { &trackAlone, &kit })
+        button->setEnabled (state.hasTrack);
+    (state.wholeGroup ? kit : trackAlone).setToggleState (true, juce::dontSendNotification);
     loop.setToggleState (state.looping, juce::dontSendNotification);
     // Following is the normal state, so only the colour of its icon shows it.
     follow.setInk (state.following ? palette::ice : palette::textMid);
@@ -118,13 +142,16 @@ void TransportBar::tick (double elapsed)
 void TransportBar::layOutPosition()
 {
     const auto longest = std::max (state.position, state.duration);
+    const auto timeLeft = kitFrame().getRight() + (isNarrow() ? 12 : 22);
     position.setBounds (timeLeft, 0, PositionDisplay::widthFor (longest), getHeight());
 }
 
 juce::Rectangle<int> TransportBar::middleArea() const
 {
     const auto total = fonts::tabularWidth (fonts::inter (13.0f), "/ " + waveTimeText (state.duration, 3));
-    const auto left = position.getRight() + (state.hasTrack ? juce::roundToInt (total) + 8 : 8) + 20;
+    const auto showsDuration = state.hasTrack && ! isNarrow();
+    const auto left =
+        position.getRight() + (showsDuration ? juce::roundToInt (total) + 8 : 8) + (isNarrow() ? 8 : 20);
     return juce::Rectangle<int>::leftTopRightBottom (left, 0, volume.getX() - 44, getHeight());
 }
 
@@ -136,12 +163,20 @@ void TransportBar::resized()
     play.setBounds (centre (64, 56));
     loop.setBounds (centre (128, 40));
     follow.setBounds (centre (176, 40));
+    auto cells = kitFrame().reduced (3);
+    trackAlone.setBounds (cells.removeFromLeft (trackWidth));
+    kit.setBounds (cells);
 
     const auto volumeWidth = (isNarrow() ? 84 : 112) + 16;
     meter.setBounds (getWidth() - 126, seam, 110, getHeight());
     layOutPosition();
     volume.setBounds (getWidth() - 159 - 52 - volumeWidth, (getHeight() - 28) / 2 + seam, volumeWidth, 28);
     layOutLoop();
+}
+
+juce::Rectangle<int> TransportBar::kitFrame() const
+{
+    return { isNarrow() ? 224 : 232, (getHeight() - 36) / 2 + seam, trackWidth + kitWidth + 6, 36 };
 }
 
 void TransportBar::layOutLoop()
@@ -161,10 +196,13 @@ void TransportBar::layOutLoop()
         loopEnd.setBounds (line.withX (loopStart.getRight() + 14).withWidth (loopEnd.idealWidth()));
     }
     const auto textWidth = fonts::inter (13.0f).getStringWidth (notice.text);
-    noticeButton.setBounds (left + textWidth + 12 + (notice.warns ? 22 : 0),
-                            (getHeight() - 28) / 2 + seam,
-                            noticeButton.idealWidth(),
-                            28);
+    const auto width = noticeButton.idealWidth();
+    // A long notice is cut, not its action.
+    noticeButton.setBounds (
+        std::min (left + textWidth + 12 + (notice.warns ? 22 : 0), middleArea().getRight() + 20 - width),
+        (getHeight() - 28) / 2 + seam,
+        width,
+        28);
 }
 
 void TransportBar::paint (juce::Graphics& g)
@@ -178,6 +216,7 @@ void TransportBar::paint (juce::Graphics& g)
     g.setColour (palette::line.withAlpha (0.5f));
     g.fillRect (0, 1, getWidth(), 1);
 
+    drawFrame (g, kitFrame().toFloat(), palette::well, palette::line, 8.0f);
     paintDuration (g);
     const auto middle = middleArea();
     g.setColour (palette::line);
@@ -202,7 +241,7 @@ void TransportBar::paint (juce::Graphics& g)
 
 void TransportBar::paintDuration (juce::Graphics& g) const
 {
-    if (! state.hasTrack)
+    if (! state.hasTrack || isNarrow())
         return;
     const auto area = position.getBounds().toFloat();
     g.setColour (palette::textLow);
@@ -243,20 +282,20 @@ void TransportBar::paintLoop (juce::Graphics& g) const
                 line.withLeft (loopStart.getRight()).withWidth (14),
                 juce::Justification::centred,
                 false);
-    if (isNarrow())
+    const auto length =
+        juce::String::fromUTF8 (" \xc2\xb7 ") + juce::String (state.loop->getLength(), 3) + " s";
+    if (static_cast<float> (line.getRight() - loopEnd.getRight()) < fonts::tabularWidth (font, length))
         return;
     g.setColour (palette::textLow);
-    fonts::drawTabular (g,
-                        font,
-                        juce::String::fromUTF8 (" \xc2\xb7 ") + juce::String (state.loop->getLength(), 3)
-                            + " s",
-                        line.withLeft (loopEnd.getRight() + 1).toFloat(),
-                        juce::Justification::centredLeft);
+    fonts::drawTabular (
+        g, font, length, line.withLeft (loopEnd.getRight() + 1).toFloat(), juce::Justification::centredLeft);
 }
 
 void TransportBar::paintNotice (juce::Graphics& g) const
 {
     auto line = middleArea().withTrimmedLeft (17);
+    if (noticeButton.isVisible())
+        line.setRight (noticeButton.getX() - 8);
     if (notice.warns)
     {
         drawIcon (g,

@@ -83,7 +83,7 @@ private:
 };
 
 /** The bar at the bottom of the window. It shows a TransportState and reports what the user does. Below a
-    width of 1180 it hides the loop's length and shortens the volume slider.
+    width of 1180 it hides the duration and shortens the volume slider.
 */
 class TransportBar : public juce::Component
 {
@@ -109,7 +109,7 @@ public:
     void tick (double elapsed);
 
     std::function<void()> onToStart, onPlayOrStop;
-    std::function<void (bool)> onLoop, onFollow;
+    std::function<void (bool)> onLoop, onFollow, onWholeGroup;
     std::function<void (float)> onVolume; // dB
     std::function<void (juce::Range<double>)> onLoopTyped;
 
@@ -122,6 +122,7 @@ private:
     void layOutLoop();
     void showControls();
     void layOutPosition();
+    juce::Rectangle<int> kitFrame() const;
     void paintDuration (juce::Graphics& g) const;
     void paintLoop (juce::Graphics& g) const;
     void paintNotice (juce::Graphics& g) const;
@@ -130,6 +131,7 @@ private:
     NoticeState notice;
     std::function<void()> noticeAction;
     IconButton toStart, play, loop, follow;
+    ActionButton trackAlone{ "Track", ButtonLook::bare }, kit{ "Kit", ButtonLook::bare };
     PositionDisplay position;
     TimeField loopStart{ "Loop start" }, loopEnd{ "Loop end" };
     ActionButton noticeButton;

@@ -15,6 +15,7 @@ struct TransportState
     bool playing = false;
     bool looping = false;
     bool following = false;
+    bool wholeGroup = false; // all tracks are heard, not the selected one alone
     double position = 0.0;
     double duration = 0.0;
     std::optional<juce::Range<double>> loop; // the selection, which is what loops while looping
