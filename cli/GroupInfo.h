@@ -12,7 +12,7 @@ namespace tessivar
 /** The content of a group file for people: Group, analysis, and tracks with their knobs. */
 [[nodiscard]] std::string formatGroupInfo (const juce::File& file, const LoadedGroup& group);
 
-/** The same for machines; docs/cli-json.md lists the keys. */
+/** The same for machines; docs/cli.schema.json describes the keys. */
 [[nodiscard]] nlohmann::ordered_json groupInfoToJson (const juce::File& file, const LoadedGroup& group);
 
 } // namespace tessivar

@@ -81,7 +81,7 @@ struct ProcessReport
 */
 [[nodiscard]] std::string formatReport (const ProcessReport& report, const ProcessRequest& request);
 
-/** The report for machines; docs/cli-json.md lists the keys. */
+/** The report for machines; docs/cli.schema.json describes the keys. */
 [[nodiscard]] nlohmann::ordered_json reportToJson (const ProcessReport& report,
                                                    const ProcessRequest& request);
 

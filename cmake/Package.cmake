@@ -59,7 +59,11 @@ install(PROGRAMS
     ${packagingSources}/batch/with-parallel
     ${packagingSources}/batch/with-slurm
     DESTINATION share/doc/tessivar/examples/batch)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/batch.md ${PROJECT_SOURCE_DIR}/docs/cli-json.md DESTINATION share/doc/tessivar)
+install(FILES
+    ${PROJECT_SOURCE_DIR}/docs/batch.md
+    ${PROJECT_SOURCE_DIR}/docs/cli-json.md
+    ${PROJECT_SOURCE_DIR}/docs/cli.schema.json
+    DESTINATION share/doc/tessivar)
 install(FILES ${packagingSources}/debian/copyright DESTINATION share/doc/tessivar)
 install(FILES ${packagingSources}/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME tessivar)
 install(FILES ${packagingSources}/desktop/org.tessivar.Tessivar.desktop DESTINATION share/applications)

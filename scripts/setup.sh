@@ -43,6 +43,7 @@ packages=(
     parallel
     pkg-config
     python3
+    python3-jsonschema
     shared-mime-info
     strace
     xvfb

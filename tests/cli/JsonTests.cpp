@@ -7,7 +7,6 @@
 #include <catch2/catch.hpp>
 #include <nlohmann/json.hpp>
 
-#include <set>
 #include <sstream>
 
 using namespace tessivar;
@@ -17,48 +16,11 @@ namespace
 {
 using Json = nlohmann::ordered_json;
 
-/** The keys of a document as docs/cli-json.md writes them: "tracks[].name". Those below metadata are the
-    file's.
-*/
-void collectKeys (const Json& json, const std::string& prefix, std::set<std::string>& keys)
+ProcessRequest someRequest()
 {
-    for (const auto& [key, value] : json.items())
-    {
-        const auto path = prefix + key;
-        keys.insert (path);
-        if (value.is_object() && key != "metadata")
-            collectKeys (value, path + ".", keys);
-        if (value.is_array())
-            for (const auto& element : value)
-                if (element.is_object())
-                    collectKeys (element, path + "[].", keys);
-    }
-}
-
-/** The keys in the tables of a chapter of docs/cli-json.md. */
-std::set<std::string> documentedKeys (const juce::String& chapter)
-{
-    const auto text = juce::File (TESSIVAR_SOURCE_DIR "/docs/cli-json.md").loadFileAsString();
-    std::set<std::string> keys;
-    bool inChapter = false;
-    for (const auto& line : juce::StringArray::fromLines (text))
-    {
-        if (line.startsWith ("## "))
-            inChapter = line == "## " + chapter;
-        if (inChapter && line.startsWith ("| `"))
-            keys.insert (line.fromFirstOccurrenceOf ("`", false, false)
-                             .upToFirstOccurrenceOf ("`", false, false)
-                             .toStdString());
-    }
-    REQUIRE_FALSE (keys.empty());
-    return keys;
-}
-
-std::set<std::string> documentKeysFor (const juce::String& chapter)
-{
-    auto keys = documentedKeys ("Every document");
-    keys.merge (documentedKeys (chapter));
-    return keys;
+    ProcessRequest request;
+    request.outFolder = juce::File ("/out");
+    return request;
 }
 
 /** A report with something in every list. */
@@ -68,6 +30,7 @@ ProcessReport fullReport()
     report.group.tracks.resize (1);
     auto& state = report.group.tracks.front();
     state.sourceInfo.sampleRate = 44100.0;
+    state.sourceInfo.bitsPerSample = 24;
     state.record.setLengthInSamples (44100);
     state.record.setDrumType (DrumType::snare);
     ReportedTrack track;
@@ -89,13 +52,10 @@ ProcessReport fullReport()
 
 TEST_CASE ("JSON documents", "[cli]")
 {
-    SECTION ("process prints the documented keys, all of them and no others")
+    SECTION ("process prints every list")
     {
-        const auto json = reportToJson (fullReport(), {});
-        std::set<std::string> keys;
-        collectKeys (json, {}, keys);
-        CHECK (keys == documentKeysFor ("process"));
-
+        const auto json = reportToJson (fullReport(), someRequest());
+        keepDocument (json.dump());
         const auto parsed = Json::parse (json.dump());
         CHECK (parsed["tracks"][0]["name"] == "Sn\xc3\xa4re \"1\"\n");
         CHECK (parsed["tracks"][0]["removedDb"] == -6.0);
@@ -110,7 +70,8 @@ TEST_CASE ("JSON documents", "[cli]")
         report.forecast.reset();
         report.tracks[0].output.reset();
         report.tracks[0].outputFile = juce::File();
-        const auto json = reportToJson (report, {});
+        const auto json = reportToJson (report, someRequest());
+        keepDocument (json.dump());
         CHECK (json["status"] == "interrupted");
         CHECK (json["forecast"].is_null());
         CHECK (json["tracks"][0]["file"].is_null());
@@ -118,7 +79,7 @@ TEST_CASE ("JSON documents", "[cli]")
         CHECK (json["tracks"][0]["written"] == false);
     }
 
-    SECTION ("info prints the documented keys")
+    SECTION ("info tells files that are taken and files that are not")
     {
         const TemporaryFolder temporary;
         writeHits (temporary.child ("Kick.wav"), { .bitsPerSample = 16, .numChannels = 2 });
@@ -133,10 +94,8 @@ TEST_CASE ("JSON documents", "[cli]")
             parseCommandLine ({ "info", "--json", temporary.path ("Kick.wav"), temporary.path ("gone.wav") });
         CHECK (runInfo (parsed.invocation, context) == 1);
 
+        keepDocument (out.str());
         const auto json = Json::parse (out.str());
-        std::set<std::string> keys;
-        collectKeys (json, {}, keys);
-        CHECK (keys == documentKeysFor ("info"));
         CHECK (json["files"][0]["channels"] == 2);
         CHECK (json["files"][0]["bitsPerSample"] == 16);
         CHECK (json["files"][0]["lengthInSamples"] == 20000);

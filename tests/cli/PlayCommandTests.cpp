@@ -70,8 +70,9 @@ TEST_CASE ("render writes what an export holds", "[cli][play]")
         CHECK (loudestRemoved > 1.0e-3f);
     }
 
-    SECTION ("and refuses a range in which nothing plays")
+    SECTION ("and refuses a range in which nothing plays, as play does a device that isn't there")
     {
+        CHECK (run ({ "play", group, "--device", "no such device", "--json" }) == 4);
         CHECK (run ({ "render", group, "--from", "25", "--out", work.path ("b.wav") }) == 3);
         CHECK (run ({ "render", group, "--from", "0.5", "--to", "0.2", "--out", work.path ("b.wav") }) == 2);
         CHECK_FALSE (work.child ("b.wav").exists());

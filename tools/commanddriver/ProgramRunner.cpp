@@ -1,7 +1,9 @@
 #include "tools/commanddriver/ProgramRunner.h"
 #include "tools/windowdriver/ChildProgram.h"
 
+#include <algorithm>
 #include <csignal>
+#include <functional>
 #include <sstream>
 
 namespace tessivar::test
@@ -41,6 +43,17 @@ std::vector<std::string> words (const std::string& line, const std::vector<std::
     return result;
 }
 
+void keepDocument (const std::string& document)
+{
+    const auto folder = juce::SystemStats::getEnvironmentVariable ("TESSIVAR_KEEP_DOCUMENTS", {});
+
+    // Equal documents are kept once.
+    if (folder.isNotEmpty() && ! document.empty())
+        juce::File (folder)
+            .getChildFile (juce::String::toHexString (std::hash<std::string>{}(document)) + ".json")
+            .replaceWithData (document.data(), document.size());
+}
+
 ProgramResult runTessivar (const std::vector<std::string>& arguments,
                            const juce::File& cacheFolder,
                            const std::string& interruptAt)
@@ -67,6 +80,10 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
     ProgramResult result{ end && *end < 256 ? *end : -1, readAll (out), readAll (errors) };
     out.deleteFile();
     errors.deleteFile();
+
+    if (std::find (arguments.begin(), arguments.end(), "--json") != arguments.end())
+        keepDocument (result.out);
+
     return result;
 }
 

@@ -43,8 +43,13 @@ struct ProgramResult
     std::string diagnostics;
 };
 
+/** Keeps a JSON document of the program for the test "documents", which checks all of them against the
+    schema: in the folder that TESSIVAR_KEEP_DOCUMENTS in the environment names. Without it nothing is kept.
+*/
+void keepDocument (const std::string& document);
+
 /** Runs tessivar-cli to its end, with its cache and its state below cacheFolder, the user's settings in its
-    folder "config" and the working directory "/".
+    folder "config" and the working directory "/". Keeps the document that "--json" prints.
 
     @param interruptAt  when not empty: an interrupt is sent as soon as this text appears on standard error
 */
