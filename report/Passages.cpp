@@ -39,7 +39,7 @@ juce::MemoryBlock encodeFlac (std::span<const float> samples, double sampleRate)
     juce::MemoryBlock block;
     constexpr int bits = 16, quality = 5;
     auto stream = std::make_unique<juce::MemoryOutputStream> (block, false);
-    const std::unique_ptr<juce::AudioFormatWriter> writer (
+    std::unique_ptr<juce::AudioFormatWriter> writer (
         juce::FlacAudioFormat().createWriterFor (stream.get(), sampleRate, 1, bits, {}, quality));
 
     if (writer == nullptr)
@@ -48,6 +48,7 @@ juce::MemoryBlock encodeFlac (std::span<const float> samples, double sampleRate)
     stream.release(); // the writer's
     const float* const channels[]{ samples.data() };
     writer->writeFromFloatArrays (channels, 1, static_cast<int> (samples.size()));
+    writer.reset(); // it writes its last block when it goes
     return block;
 }
 } // namespace
