@@ -261,6 +261,7 @@ constexpr std::array reportOptions{ required (
 constexpr std::array verifyOptions{ jsonOption };
 constexpr std::array classifyOptions{ typesOption };
 constexpr std::array infoOptions{ typesOption, jsonOption };
+constexpr std::array indexOptions{ plainQuietOption };
 constexpr std::array demoOptions{ flag ("--overwrite", "Replace files that exist in DIR.") };
 constexpr std::array helpOptions{ flag ("--help", "Print this help.") };
 constexpr std::array versionOptions{ flag ("--version", "Print version and revision.") };
@@ -349,6 +350,15 @@ constexpr auto commands = std::to_array<CommandSpec> ({
       "channels, length, type and warnings. Each file is judged by itself. Of a group file it tells the "
       "tracks with their knobs, and the analysis; its audio is not read, which verify does.",
       infoOptions },
+    { "index",
+      OperandKind::folder,
+      "DIR",
+      "make a page that lists the sessions of a batch",
+      "Writes index.html into DIR, where each session of a batch has left its document NAME.json, its report "
+      "NAME.html and its log NAME.log: a table of sessions with state, length, what was removed, which "
+      "tracks need an ear, and links. Those that were refused, failed or were stopped tell why. A batch that "
+      "is still running gives a page that says so.",
+      indexOptions },
     { "demo",
       OperandKind::folder,
       "DIR",

@@ -39,6 +39,9 @@ namespace tessivar
 */
 [[nodiscard]] int runInfo (const Invocation& invocation, const CommandContext& context);
 
+/** "index": makes a page over the sessions that have a document in a folder. */
+[[nodiscard]] int runIndex (const Invocation& invocation, const CommandContext& context);
+
 /** "demo": writes the demo session into a folder, as WAV files of its own depth, with its licence. */
 [[nodiscard]] int runDemo (const Invocation& invocation, const CommandContext& context);
 

@@ -24,19 +24,13 @@ namespace
 using Command = int (*) (const Invocation&, const CommandContext&);
 
 constexpr std::pair<std::string_view, Command> commands[]{
-    { "process", runProcess },
-    { "analyze", runProcess },
-    { "export", runProcess },
-    { "edit", runEdit },
-    { "verify", runVerify },
-    { "play", runPlay },
-    { "render", runRender },
-    { "report", runReport },
-    { "devices", runDevices },
-    { "classify", runClassify },
-    { "info", runInfo },
-    { "demo", runDemo },
-    { "selftest", runSelfTestCommand },
+    { "process", runProcess }, { "analyze", runProcess },
+    { "export", runProcess },  { "edit", runEdit },
+    { "verify", runVerify },   { "play", runPlay },
+    { "render", runRender },   { "report", runReport },
+    { "devices", runDevices }, { "classify", runClassify },
+    { "info", runInfo },       { "index", runIndex },
+    { "demo", runDemo },       { "selftest", runSelfTestCommand },
 };
 
 int runCommand (const Invocation& invocation, const CommandContext& context)
