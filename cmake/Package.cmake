@@ -55,10 +55,12 @@ install(FILES ${packagingSources}/completion/tessivar.bash DESTINATION ${complet
 install(FILES ${PROJECT_BINARY_DIR}/share/tessivar-cli.bash DESTINATION ${completionFolder} RENAME tessivar-cli)
 install(PROGRAMS
     ${packagingSources}/batch/forecast
+    ${packagingSources}/batch/make-index
     ${packagingSources}/batch/one-group
     ${packagingSources}/batch/with-parallel
     ${packagingSources}/batch/with-slurm
     DESTINATION share/doc/tessivar/examples/batch)
+install(FILES ${packagingSources}/batch/common DESTINATION share/doc/tessivar/examples/batch)
 install(FILES
     ${PROJECT_SOURCE_DIR}/docs/batch.md
     ${PROJECT_SOURCE_DIR}/docs/cli-json.md

@@ -70,7 +70,8 @@ def main():
     print(", ".join(f"{count} of {command}" for command, count in sorted(commands.items())))
     if not files:
         lines.append("no documents")
-    print("\n".join(lines[:40]), file=sys.stderr)
+    for line in lines[:40]:
+        print(line, file=sys.stderr)
     return 1 if lines else 0
 
 

@@ -54,6 +54,23 @@ same ()
     [[ $2 == "$3" ]] || fail "$1: '$2' and '$3'"
 }
 
+# wait_for SECONDS COMMAND...
+wait_for ()
+{
+    local end=$((SECONDS + $1))
+    shift
+    until "$@"; do
+        ((SECONDS < end)) || return 1
+        sleep 0.1
+    done
+}
+
+# check_documents FILE...: documents of --json, against the schema.
+check_documents ()
+{
+    /usr/bin/python3 "$SOURCES/tests/cli/check_documents.py" "$@" >/dev/null || fail "documents do not fit the schema"
+}
+
 finish ()
 {
     ((failures == 0)) || exit 1
