@@ -10,14 +10,6 @@
 namespace tessivar
 {
 
-namespace
-{
-TrackKnobs knobsOf (const Track& track)
-{
-    return { track.knobs (KnobSetting::a), track.knobs (KnobSetting::b), track.selectedSetting() };
-}
-} // namespace
-
 void KnobExchange::copyToClipboard (const Track& from) const
 {
     juce::SystemClipboard::copyTextToClipboard (knobText (knobsOf (from)));

@@ -29,6 +29,11 @@ bool hasKnobs (const Track::Ptr& track)
 }
 } // namespace
 
+TrackKnobs knobsOf (const Track& track)
+{
+    return { track.knobs (KnobSetting::a), track.knobs (KnobSetting::b), track.selectedSetting() };
+}
+
 Track::Ptr TrackActions::track() const
 {
     const auto selected = group();
@@ -183,9 +188,7 @@ void TrackActions::applyToType (const Track& model)
     auto alike = idsOf (*group());
     std::erase_if (
         alike, [&] (std::uint32_t id) { return group()->findTrack (id)->drumType() != model.drumType(); });
-    // Their other settings, and which of both sounds, are their own.
-    group()->setKnobs (alike, model.selectedSetting(), model.soundingKnobs());
-    tellOfKnobs();
+    giveKnobs (alike, knobsOf (model), "Apply to All of This Type");
 }
 
 void TrackActions::giveKnobs (const TrackIds& ids, const TrackKnobs& knobs, const juce::String& stepName)

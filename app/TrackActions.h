@@ -12,6 +12,8 @@
 namespace tessivar
 {
 
+[[nodiscard]] TrackKnobs knobsOf (const Track& track);
+
 /** What the user does with the tracks of the open Groups: select them, turn their knobs, change, move and
     remove them. Knows no window: what has to be asked goes through UserPrompts, and whoever shows the tracks
     listens to the workspace. Every function does nothing where there is nothing to do it with. Message
@@ -62,9 +64,11 @@ public:
     void copySoundingSetting();
     void resetKnobs();
     void copyKnobs (KnobSetting from); // of all chosen tracks
+
+    /** Both settings, and which of them sounds, in one step of undo. */
     void applyToType (const Track& model);
 
-    /** Both settings, in a step of undo of this name. */
+    /** The same, in a step of this name. */
     void giveKnobs (const TrackIds& ids, const TrackKnobs& knobs, const juce::String& stepName);
 
     /** Told at once, before the workspace's listeners are, when what a track sounds like has changed by its

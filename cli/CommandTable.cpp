@@ -276,10 +276,10 @@ constexpr auto commands = std::to_array<CommandSpec> ({
       "analyzed again. Files keep the order in which they are given. WAV, AIFF, CAF, FLAC and Ogg Vorbis are "
       "read, mono or stereo, at 44.1, 48, 88.2, 96 or 192 kHz, all of one rate.\nEvery track becomes one "
       "mono file in DIR, named after its source with _Processed added (and _L or _R before it when the "
-      "source is stereo), at the source's own length and bit depth and with its metadata. Tracks that pass "
-      "through unchanged keep their plain name.\nNAME is a file name without its extension, upper and lower "
-      "case alike; * stands for any characters and ? for one. When several options fit a track, the last one "
-      "counts. A NAME that matches no track is an error.",
+      "source is stereo), at the source's own length, its bit depth unless --depth says otherwise, and with "
+      "its metadata. Tracks that pass through unchanged keep their plain name.\nNAME is a file name without "
+      "its extension, upper and lower case alike; * stands for any characters and ? for one. When several "
+      "options fit a track, the last one counts. A NAME that matches no track is an error.",
       processOptions },
     { "analyze",
       OperandKind::audioFilesAndFolders,

@@ -174,6 +174,7 @@ TEST_CASE ("Knobs of the selected track", "[app][tracks]")
         actions.applyToType (*rig.take->track (2));
         CHECK (knobs (3).focus == 3.0f);
         CHECK (knobs (1).focus != 3.0f);
+        CHECK (rig.take->undo().undoName() == "Apply to All of This Type");
     }
 
     SECTION ("of a drum type's preset are taken by tracks that become of it, untouched ones only")

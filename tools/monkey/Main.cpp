@@ -250,7 +250,16 @@ private:
     /** From a row of the browser over the edge of the window, with time to write its file. */
     void dragOut (const ProgramRun& session)
     {
-        const auto from = session.at (200, 120 + random.nextInt (300));
+        // Only what is analyzed can go.
+        if (random.nextInt (3) == 0)
+            for (const auto* key : { "Escape", "Escape", "ctrl+p", "Return", "Return" })
+            {
+                note ("key " + juce::String (key));
+                user.x.key (key);
+                juce::Thread::sleep (400);
+            }
+
+        const auto from = session.at (200, 120 + random.nextInt (230));
         note ("drag out from " + from.toString());
         user.x.moveTo (from);
         user.x.press();
