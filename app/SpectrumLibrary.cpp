@@ -49,9 +49,8 @@ void SpectrumLibrary::request (const TrackState& track,
         if (from.isOfSameSignal (list))
             list.remove (tile->place);
 
-    isStale = true;
-
-    if (! underway.tiles.empty() && underway.isOfSameSignal (list))
+    // What is under way goes on when it is wanted still, unless it has been told to stop.
+    if (! isStale.exchange (true) && ! underway.tiles.empty() && underway.isOfSameSignal (list))
     {
         const auto place = underway.tiles.front().place;
         const auto count = list.tiles.size();

@@ -22,8 +22,8 @@
 namespace tessivar
 {
 
-/** Computes tiles of spectrograms on a thread of its own, one after the other. It keeps none of them: the view
-    does. Everything else belongs to the message thread.
+/** Computes tiles of spectrograms on a thread of its own, one after the other. It keeps none of them: the
+    view does. Everything else belongs to the message thread.
 */
 class SpectrumLibrary : private juce::AsyncUpdater
 {

@@ -39,7 +39,8 @@ SpectrumColumns::SpectrumColumns (double sampleRate)
 
     for (std::size_t band = 0; band < numBands; ++band)
     {
-        // Triangles from neighbour to neighbour; where those are closer than bins, between the bins at both sides.
+        // Triangles from neighbour to neighbour; where those are closer than bins, between the bins at both
+        // sides.
         const auto at = static_cast<double> (band);
         const auto centre = frequencyOf (at) / binWidth;
         const auto reachDown = std::max (1.0, centre - frequencyOf (at - 1.0) / binWidth);

@@ -87,11 +87,36 @@ public:
         printTimes (name, times);
     }
 
+    /** Shows the spectrum from tiles of noise, which come at once. */
+    void showSpectrum()
+    {
+        test::WaveNoise noise (3);
+        tile.source.resize (SpectrumTile::size);
+        tile.kept.resize (SpectrumTile::size);
+        for (std::size_t i = 0; i < SpectrumTile::size; ++i)
+        {
+            tile.source[i] = static_cast<std::uint8_t> (130.0f + 60.0f * noise.next());
+            tile.kept[i] = static_cast<std::uint8_t> (tile.source[i] * (0.75f + 0.25f * noise.next()));
+        }
+        viewer.onSpectrumNeeded = [this] (const std::vector<SpectrumWish>& wishes)
+        {
+            for (const auto& wish : wishes)
+            {
+                auto answer = std::make_shared<SpectrumTile> (tile);
+                answer->place = wish.place;
+                answer->weights = test::keepOwnDrum;
+                viewer.setSpectrumTile (0, std::move (answer));
+            }
+        };
+        viewer.setSpectrumShown (true);
+    }
+
     TessivarWaveViewer viewer;
 
 private:
     float scale;
     juce::Image window;
+    SpectrumTile tile;
 };
 
 void measureWindow (const std::vector<WaveTrack>& tracks, int width, int height, float scale)
@@ -134,6 +159,29 @@ void measureWindow (const std::vector<WaveTrack>& tracks, int width, int height,
                   3,
                   TessivarWaveViewer::overviewHeight });
     stage.measure ("playhead, strips painted", 100, play, strips);
+
+    // Waveform, spectrum and strip.
+    stage.showSpectrum();
+    viewer.setWeights (test::keepOwnDrum);
+    for (const auto zoom : { 0.0, 0.2, 0.45, 0.7 })
+    {
+        viewer.setHorizontalZoom (zoom);
+        const auto step = viewer.view().visibleLength() / 200.0;
+        stage.measure ("spectrum, scroll at zoom " + std::to_string (zoom).substr (0, 4),
+                       100,
+                       [&] (int i)
+                       {
+                           viewer.setViewStart (100.0 + i * step);
+                           viewer.sendPendingRequest();
+                       });
+    }
+    stage.measure ("spectrum, zoom",
+                   180,
+                   [&] (int i)
+                   {
+                       viewer.setHorizontalZoom (i * 0.005);
+                       viewer.sendPendingRequest();
+                   });
 }
 
 } // namespace

@@ -45,8 +45,8 @@ public:
         interpolated between block centres; 1 where nothing is known. */
     [[nodiscard]] float keptGain (double frame, const ChannelWeights& weights) const noexcept;
 
-    /** How much these weights remove, in steps of so many frames, a multiple of baseBlock; estimated for what is
-        ready. Under 2 ms for 20 minutes at 48 kHz. */
+    /** How much these weights remove, in steps of so many frames, a multiple of baseBlock; estimated for what
+        is ready. Under 2 ms for 20 minutes at 48 kHz. */
     [[nodiscard]] ReductionCurve reduction (const ChannelWeights& weights, std::int64_t stepInFrames) const;
 
     /** Estimates the envelope of the processed signal: source.query() with each stretch scaled by the root of

@@ -5,8 +5,9 @@
 namespace tessivar
 {
 
-/** How much is removed when: hangs from the upper edge, 0 dB, down to 30 dB at the lower one; bright as far as
-    the mean of what a column of pixels stands for, dim as far as the maximum. Empty where the track is silent. */
+/** How much is removed when: hangs from the upper edge, 0 dB, down to 30 dB at the lower one; bright as far
+    as the mean of what a column of pixels stands for, dim as far as the maximum. Empty where the track is
+    silent. */
 class ReductionStrip : public WaveLane
 {
 public:

@@ -15,8 +15,8 @@
 namespace tessivar
 {
 
-/** Levels of a spectrogram as it is drawn, as in SpectrumTile: for each band, from the lowest one up, a row of as
-    many columns as the picture has pixels. */
+/** Levels of a spectrogram as it is drawn, as in SpectrumTile: for each band, from the lowest one up, a row
+    of as many columns as the picture has pixels. */
 struct SpectrumLevels
 {
     explicit SpectrumLevels (std::size_t columns = 0)
@@ -29,17 +29,16 @@ struct SpectrumLevels
     std::vector<std::uint8_t> kept; // as the source where nothing is known
 };
 
-/** A tile that is wanted. */
+/** A tile that is wanted, and the one for other weights, whose source needn't be read again. */
 struct SpectrumWish
 {
     SpectrumPlace place;
-    std::shared_ptr<const SpectrumTile>
-        known; // the tile for other weights, whose source needn't be read again
+    std::shared_ptr<const SpectrumTile> known; // null: there is none
 };
 
-/** The tiles from which the spectrogram of a track is drawn: those of this track and, as long as there is room,
-    of tracks that were shown before. Where a tile isn't there yet, one of a coarser level is drawn in its
-    place, or finer ones. At most 192 tiles of 64 KB, 12.6 MB, are kept. Message thread.
+/** The tiles from which the spectrogram of a track is drawn: those of this track and, as long as there is
+    room, of tracks that were shown before. Where a tile isn't there yet, one of a coarser level is drawn in
+    its place, or finer ones. At most 192 tiles of 64 KB, 12.6 MB, are kept. Message thread.
 */
 class SpectrumContent
 {

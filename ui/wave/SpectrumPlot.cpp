@@ -61,9 +61,23 @@ void SpectrumPlot::drawImage (juce::Image& image, const ImageKey& key)
     }
     juce::Graphics g (image);
     g.addTransform (juce::AffineTransform::scale (key.scale));
-    drawSelectionTint (g, 2.0f); // on a ground that is brighter than the waveform's
+    dimUnselected (g);
     drawAxis (g);
     drawSelectionEdges (g);
+}
+
+void SpectrumPlot::dimUnselected (juce::Graphics& g) const
+{
+    // A tint over the selection would change the colours, which have a meaning.
+    if (const auto selection = scene.view.selection())
+    {
+        const auto left = juce::roundToInt (scene.view.xForTime (selection->start));
+        const auto right = juce::roundToInt (scene.view.xForTime (selection->end));
+        g.setColour (palette::wave.withAlpha (scene.isLooping ? 0.45f : 0.3f));
+        g.fillRect (juce::Rectangle<int>::leftTopRightBottom (0, 0, std::max (left, 0), getHeight()));
+        g.fillRect (juce::Rectangle<int>::leftTopRightBottom (
+            std::min (right, getWidth()), 0, getWidth(), getHeight()));
+    }
 }
 
 void SpectrumPlot::drawAxis (juce::Graphics& g) const

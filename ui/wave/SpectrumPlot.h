@@ -19,6 +19,7 @@ public:
 
 private:
     void drawImage (juce::Image& image, const ImageKey& key) override;
+    void dimUnselected (juce::Graphics& g) const;
     void drawAxis (juce::Graphics& g) const;
     [[nodiscard]] std::uint64_t contentVersion() const override
     {

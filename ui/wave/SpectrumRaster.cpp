@@ -15,16 +15,20 @@ namespace
 
 constexpr auto loudestDb = -24.0, rangeDb = 66.0; // drawn brightest, and from there down to black
 constexpr auto gamma = 1.15;
-constexpr auto glow = 0.35f, glowFrom = 0.8f; // how white the loudest becomes
+constexpr auto glow = 0.35f, glowFrom = 0.8f; // how white the loudest of a bright colour becomes
 
 /** A colour as bright as a level makes it. */
 juce::Colour lit (juce::Colour colour, double levelDb, double gainDb)
 {
     const auto height = std::clamp ((levelDb + gainDb - loudestDb) / rangeDb + 1.0, 0.0, 1.0);
     const auto strength = static_cast<float> (std::pow (height, gamma)) * colour.getFloatAlpha();
-    const auto white = glow * std::max (0.0f, (strength - glowFrom) / (1.0f - glowFrom));
-    return palette::wave.interpolatedWith (
-        colour.withAlpha (1.0f).interpolatedWith (juce::Colours::white, white), strength);
+    const auto excess = std::max (0.0f, (strength - glowFrom) / (1.0f - glowFrom));
+    // A dim colour first becomes brighter: with white in it, its hue would tell something else.
+    const auto brightest = colour.withAlpha (1.0f).withBrightness (
+        colour.getBrightness() + (1.0f - colour.getBrightness()) * excess * 0.6f);
+    const auto white = glow * excess * std::pow (colour.getBrightness(), 6.0f);
+    return palette::wave.interpolatedWith (brightest.interpolatedWith (juce::Colours::white, white),
+                                           strength);
 }
 
 } // namespace

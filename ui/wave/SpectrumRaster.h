@@ -9,8 +9,8 @@
 namespace tessivar
 {
 
-/** Colours of a spectrogram: the hue tells how much of a band is kept, from the color of what is removed to that
-    of what is kept, the brightness tells how loud it is.
+/** Colours of a spectrogram: the hue tells how much of a band is kept, from the colour of what is removed to
+    that of what is kept; the brightness tells how loud it is.
 */
 class SpectrumColours
 {
@@ -36,18 +36,18 @@ public:
     }
 
 private:
-    static constexpr int numShares = 32, removedStep = 2; // of one dB
+    static constexpr int numShares = 64, removedStep = 2; // of one dB
 
     std::array<juce::PixelRGB, 256 * numShares> table;
 };
 
-/** Fills an image with a spectrogram as wide as it is, the lowest band at its lower edge. The image is RGB. */
+/** Fills an RGB image with a spectrogram as wide as it is, the lowest band at its lower edge. */
 void fillSpectrum (juce::Image::BitmapData& pixels,
                    const SpectrumLevels& levels,
                    const SpectrumColours& colours);
 
-/** The band, or what lies between two, at a height of a picture, 0 at its upper edge, 1 at its lower one; and the
-    other way round. */
+/** The band, or what lies between two, at a height of a picture, 0 at its upper edge, 1 at its lower one; and
+    the other way round. */
 [[nodiscard]] double spectrumBandAt (double height) noexcept;
 [[nodiscard]] double spectrumHeightOf (double band) noexcept;
 

@@ -99,26 +99,16 @@ void WaveLane::paint (juce::Graphics& g)
 void WaveLane::drawGround (juce::Graphics& g) const
 {
     g.fillAll (palette::wave);
-    drawSelectionTint (g);
-    drawTimeGrid (g);
-}
-
-void WaveLane::drawSelectionTint (juce::Graphics& g, float strength) const
-{
     const auto& view = scene.view;
     if (const auto selection = view.selection())
     {
         const auto left = static_cast<float> (view.xForTime (selection->start));
         const auto right = static_cast<float> (view.xForTime (selection->end));
-        g.setColour (palette::iceMid.withAlpha (strength * (scene.isLooping ? 0.075f : 0.045f)));
+        g.setColour (palette::iceMid.withAlpha (scene.isLooping ? 0.075f : 0.045f));
         g.fillRect (
             juce::Rectangle<float>::leftTopRightBottom (left, 0.0f, right, static_cast<float> (getHeight())));
     }
-}
 
-void WaveLane::drawTimeGrid (juce::Graphics& g) const
-{
-    const auto& view = scene.view;
     const auto ticks = WaveRulerTicks::forScale (view.pixelsPerSecond());
     const auto part = ticks.labelSpacing / ticks.divisions;
     const auto last = static_cast<juce::int64> (view.timeForX (view.plotWidth()) / part);

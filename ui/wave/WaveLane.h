@@ -70,8 +70,6 @@ protected:
 
     /** Vertical stripes only: the ground, the selection and the grid of time. */
     void drawGround (juce::Graphics& g) const;
-    void drawSelectionTint (juce::Graphics& g, float strength = 1.0f) const;
-    void drawTimeGrid (juce::Graphics& g) const;
     void drawSelectionEdges (juce::Graphics& g) const;
 
     /** A figure of the scale at the left edge, legible over whatever is drawn. */

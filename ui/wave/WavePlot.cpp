@@ -13,6 +13,7 @@ namespace
 
 /** Full scale at true level reaches this share of the way from the centre to the plot's edge. */
 constexpr float fullScaleShare = 0.94f;
+constexpr float closestFigures = 12.0f; // px
 
 const juce::Colour levelLine = juce::Colours::white.withAlpha (0.05f);
 
@@ -67,10 +68,12 @@ void WavePlot::drawOverlay (juce::Graphics& g) const
     // The two multiples of 6 dB that fit the plot best: -6 and -12 at true level.
     const auto gainDb = 20.0 * std::log10 (view.displayGain());
     const auto upper = 6.0 * std::floor (-gainDb / 6.0 + 1.0e-9) - 6.0;
+    const auto distanceOf = [&] (double level)
+    { return centre * fullScaleShare * static_cast<float> (std::pow (10.0, (level + gainDb) / 20.0)); };
     for (const auto level : { upper, upper - 6.0 })
     {
-        const auto distance =
-            centre * fullScaleShare * static_cast<float> (std::pow (10.0, (level + gainDb) / 20.0));
+        const auto distance = distanceOf (level);
+        const auto hasRoom = level == upper || distanceOf (upper) - distance >= closestFigures;
         const auto text =
             (level < 0.0 ? juce::String::fromUTF8 ("\xe2\x88\x92") : juce::String (level > 0.0 ? "+" : ""))
             + juce::String (juce::roundToInt (std::abs (level)));
@@ -78,7 +81,8 @@ void WavePlot::drawOverlay (juce::Graphics& g) const
         {
             g.setColour (levelLine);
             g.fillRect (0, juce::roundToInt (y), getWidth(), 1);
-            drawFigure (g, text, y);
+            if (hasRoom)
+                drawFigure (g, text, y);
         }
     }
 
