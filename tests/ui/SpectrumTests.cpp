@@ -131,18 +131,21 @@ TEST_CASE ("SpectrumContent", "[ui][spectrum]")
     SECTION ("draws a coarser tile, and then finer ones, until the right one is there")
     {
         SpectrumLevels levels (1000);
+        auto isWhole = false;
         const auto at = [&] (std::size_t x)
         {
-            content.read (0, hop, levels);
+            isWhole = content.read (0, hop, levels);
             return static_cast<int> (levels.source[60 * levels.width + x]);
         };
         CHECK (at (100) == 0);
         content.take (7, tileOf ({ 1, 1 }, weights, 50));
         CHECK (at (100) == 0);
         CHECK (at (200) == 50); // columns 128 to 255
+        CHECK_FALSE (isWhole);
         content.take (7, tileOf ({ 5, 0 }, weights, 100));
         CHECK (at (100) == 100);
         CHECK (at (999) == 100);
+        CHECK (isWhole);
         content.take (7, tileOf ({ 2, 0 }, weights, 200));
         CHECK (at (100) == 200);
         CHECK (at (400) == 100);

@@ -109,12 +109,12 @@ std::int64_t SpectrumContent::Picture::columnFrom (double sample) const
     return static_cast<std::int64_t> (std::clamp (column, 0.0, static_cast<double> (levels.width)));
 }
 
-void SpectrumContent::read (std::int64_t firstColumn, double samplesPerColumn, SpectrumLevels& levels)
+bool SpectrumContent::read (std::int64_t firstColumn, double samplesPerColumn, SpectrumLevels& levels)
 {
     std::fill (levels.source.begin(), levels.source.end(), std::uint8_t{ 0 });
     std::fill (levels.kept.begin(), levels.kept.end(), std::uint8_t{ 0 });
     if (length <= 0 || levels.width == 0)
-        return;
+        return false;
 
     Picture picture{ firstColumn, samplesPerColumn, levels };
     const auto level = trackGrid.levelFor (samplesPerColumn);
@@ -123,23 +123,30 @@ void SpectrumContent::read (std::int64_t firstColumn, double samplesPerColumn, S
     const auto last = std::floor (std::min (picture.sampleAt (static_cast<std::int64_t> (levels.width) - 1),
                                             static_cast<double> (length - 1))
                                   / tileLength);
+    auto isWhole = true;
     for (auto index = first; index <= last; ++index)
-        draw (picture, { level, static_cast<std::int64_t> (index) }, std::max (0, level - finerLevels));
+        isWhole &=
+            draw (picture, { level, static_cast<std::int64_t> (index) }, std::max (0, level - finerLevels));
+    return isWhole;
 }
 
-void SpectrumContent::draw (Picture& picture, SpectrumPlace place, int finest)
+bool SpectrumContent::draw (Picture& picture, SpectrumPlace place, int finest)
 {
     const auto tileLength = static_cast<double> (trackGrid.hop (place.level) * columnsPerTile);
     const auto from = picture.columnFrom (static_cast<double> (place.index) * tileLength);
     const auto end = picture.columnFrom (static_cast<double> (place.index + 1) * tileLength);
     if (from >= end)
-        return;
+        return true;
     for (auto [level, index] = place; level <= SpectrumGrid::coarsestLevel; ++level, index /= 2)
         if (const auto* const tile = use ({ level, index }))
-            return draw (picture, *tile, from, end);
-    if (place.level > finest)
-        for (const auto half : { 0, 1 })
-            draw (picture, { place.level - 1, place.index * 2 + half }, finest);
+        {
+            draw (picture, *tile, from, end);
+            return true;
+        }
+    if (place.level == finest)
+        return false;
+    const auto hasLeft = draw (picture, { place.level - 1, place.index * 2 }, finest);
+    return draw (picture, { place.level - 1, place.index * 2 + 1 }, finest) && hasLeft;
 }
 
 void SpectrumContent::draw (Picture& picture, const SpectrumTile& tile, std::int64_t from, std::int64_t end)

@@ -62,8 +62,8 @@ public:
         drawn of the present track. */
     bool take (std::uint32_t contentId, std::shared_ptr<const SpectrumTile> tile);
 
-    /** Fills the levels of columns from this one on. */
-    void read (std::int64_t firstColumn, double samplesPerColumn, SpectrumLevels& levels);
+    /** Fills the levels of columns from this one on; true when there were tiles for all of them. */
+    bool read (std::int64_t firstColumn, double samplesPerColumn, SpectrumLevels& levels);
 
     [[nodiscard]] std::size_t numTiles() const { return tiles.size(); }
 
@@ -97,7 +97,7 @@ private:
         [[nodiscard]] std::int64_t columnFrom (double sample) const;
     };
 
-    void draw (Picture& picture, SpectrumPlace place, int finest);
+    bool draw (Picture& picture, SpectrumPlace place, int finest);
     void draw (Picture& picture, const SpectrumTile& tile, std::int64_t from, std::int64_t end);
 
     SpectrumGrid trackGrid{ 48000.0 };

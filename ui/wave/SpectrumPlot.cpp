@@ -104,15 +104,16 @@ juce::String SpectrumPlot::describe (juce::Point<float> place)
         std::clamp (std::round (band), 0.0, static_cast<double> (SpectrumGrid::numBands - 1)));
     SpectrumLevels here (1);
     const auto perColumn = scene.samplesPerColumn (1.0);
-    scene.spectrum.read (
+    const auto isKnown = scene.spectrum.read (
         static_cast<std::int64_t> (std::floor (seconds * view.sampleRate() / perColumn)), perColumn, here);
 
     const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
-    auto text =
-        waveTimeText (seconds, 3) + dot + frequencyText (scene.spectrum.grid().frequencyOf (band)) + dot;
+    auto text = waveTimeText (seconds, 3) + dot + frequencyText (scene.spectrum.grid().frequencyOf (band));
+    if (! isKnown)
+        return text;
     if (here.source[nearest] == 0)
-        return text + "silent";
-    text << decibels (static_cast<double> (SpectrumTile::levelDbOf (here.source[nearest])));
+        return text + dot + "silent";
+    text << dot << decibels (static_cast<double> (SpectrumTile::levelDbOf (here.source[nearest])));
     if (scene.hasTwoLayers())
     {
         const auto removed = (std::max (here.source[nearest], here.kept[nearest]) - here.kept[nearest]) / 2;
