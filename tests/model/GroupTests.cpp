@@ -201,6 +201,16 @@ TEST_CASE ("Group edits", "[model][group]")
         }
     }
 
+    SECTION ("of knobs are called by what is turned")
+    {
+        group->setKnobs ({ kick }, KnobSetting::a, { 1.0f, 0.0f });
+        CHECK (group->undo().undoName() == "Focus of Kick");
+        group->setKnobs ({ kick }, KnobSetting::a, { 1.0f, 0.5f });
+        CHECK (group->undo().undoName() == "Fine of Kick");
+        group->setKnobs ({ kick, snare }, KnobSetting::b, { 2.0f, 0.1f });
+        CHECK (group->undo().undoName() == "Focus and Fine of 2 Tracks");
+    }
+
     SECTION ("take a move to another Group back, and make it again, from either of the two")
     {
         const auto kickTrack = group->track (0);

@@ -6,6 +6,7 @@
 #include "ui/Buttons.h"
 #include "ui/TessivarLookAndFeel.h"
 #include "ui/browser/BrowserRows.h"
+#include "ui/browser/TrackStrip.h"
 #include "ui/dock/KnobSection.h"
 
 #include <catch2/catch.hpp>
@@ -358,6 +359,50 @@ TEST_CASE ("Shift-click takes the tracks from the last plain choice on", "[windo
     rig.settle();
     click (3, juce::ModifierKeys::shiftModifier);
     CHECK (excluded() == "-xxx-");
+}
+
+TEST_CASE ("The kit is worked by keys, and undo by a button", "[window][kit]")
+{
+    WindowRig rig;
+    rig.chooserAnswers (
+        { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
+    rig.perform (number (Verb::importTracks));
+    const auto first = rig.group()->track (0), second = rig.group()->track (1);
+    auto* fader = rig.find<StripFader> ([&] (StripFader& each)
+                                        { return each.getTitle() == "Level of " + second->name(); });
+    const auto press = [&] (int code, int modifiers = 0)
+    {
+        REQUIRE (rig.press (juce::KeyPress (code, juce::ModifierKeys (modifiers), 0)));
+        rig.settle();
+    };
+    const auto isShown = [&] { return fader != nullptr && fader->getParentComponent()->isVisible(); };
+    CHECK_FALSE (isShown());
+    press ('S', juce::ModifierKeys::shiftModifier); // the track alone knows no solo
+    CHECK (first->state().strip == MixStrip{});
+
+    press ('T');
+    fader = rig.find<StripFader> ([&] (StripFader& each)
+                                  { return each.getTitle() == "Level of " + second->name(); });
+    REQUIRE (isShown());
+    press ('A', juce::ModifierKeys::commandModifier);
+    press ('S', juce::ModifierKeys::shiftModifier);
+    CHECK ((first->state().strip.solo && second->state().strip.solo));
+    CHECK (fader->keyPressed (juce::KeyPress (juce::KeyPress::leftKey)));
+    rig.settle();
+    CHECK (second->state().strip.faderDb == Approx (-0.5f));
+    CHECK (first->state().strip.faderDb == 0.0f);
+
+    // The last edit is what is undone, not the fader.
+    press ('E');
+    auto* undo = rig.find<juce::Button> ([] (juce::Button& each)
+                                         { return each.getTitle() == "Undo Exclude from Analysis"; });
+    REQUIRE (undo != nullptr);
+    undo->onClick();
+    rig.settle();
+    CHECK_FALSE (second->isExcluded());
+    CHECK (second->state().strip.faderDb == Approx (-0.5f));
+    press ('T');
+    CHECK_FALSE (isShown());
 }
 
 TEST_CASE ("Settings go from track to track by the clipboard", "[window][knobs]")

@@ -1,6 +1,7 @@
 #include "ui/browser/TrackStrip.h"
 
 #include "ui/Call.h"
+#include "ui/FocusRings.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
 #include "ui/transport/TransportState.h"
@@ -39,7 +40,6 @@ StripFader::StripFader (const ResourceImages& images) : art (images)
     setMouseDragSensitivity (200);
     setWantsKeyboardFocus (true);
     setMouseClickGrabsKeyboardFocus (false);
-    setHasFocusOutline (true);
     textFromValueFunction = [] (double level) { return faderText (static_cast<float> (level)); };
 }
 
@@ -93,6 +93,9 @@ void StripFader::paint (juce::Graphics& g)
                                    0.5f * static_cast<float> (getHeight()) }));
     g.setImageResamplingQuality (juce::Graphics::highResamplingQuality);
     art.paint (g, *this);
+    // Inside the bounds: the row has no room around them.
+    if (areFocusRingsShown() && hasKeyboardFocus (false))
+        drawFocusRing (g, getLocalBounds().toFloat().reduced (4.0f, 6.0f));
 }
 
 TrackStrip::LetterButton::LetterButton (const juce::String& letter, ButtonLook lookWhenOn)
