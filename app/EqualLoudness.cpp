@@ -11,6 +11,7 @@ namespace
 {
 constexpr double lookAhead = 3.0; // s that are measured ahead of the playhead, at least
 constexpr int longestEnd = 10000; // ms
+constexpr float lowestPeak = 0.001f;
 } // namespace
 
 EqualLoudness::~EqualLoudness()
@@ -66,9 +67,11 @@ void EqualLoudness::want (const std::vector<PlaybackTrack>& tracks,
             && sharesTracks (wanted, wish))
             range = measured.front();
 
-        // Gains of other tracks say nothing about these.
+        // Gains of other tracks say nothing about these; those of other knobs might let them clip.
         if (wanted.choice != wish.choice)
             known.reset();
+        else if (known && match)
+            known = known->within (1.0f / std::max (match->source.peak, lowestPeak));
 
         wish = std::move (wanted);
         match.reset();

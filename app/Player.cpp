@@ -187,6 +187,9 @@ void Player::matchLoudness (std::vector<PlaybackTrack>& tracks)
         }
 
         gains = kitGains.value_or (MatchingGains{});
+
+        if (! loudness->isReady())
+            gains.removed = gains.within (1.0f).removed; // of another track, perhaps
     }
 
     for (auto& track : tracks)

@@ -22,6 +22,17 @@ float MatchingGains::of (Listening listening, bool usesSettingB) const
     return processed[usesSettingB ? 1 : 0];
 }
 
+MatchingGains MatchingGains::within (float largest) const
+{
+    auto result = *this;
+
+    for (auto* gains : { &result.processed, &result.removed })
+        for (auto& gain : *gains)
+            gain = std::min (gain, largest);
+
+    return result;
+}
+
 PlaybackTrack PlaybackTrack::of (const TrackState& track)
 {
     PlaybackTrack result;

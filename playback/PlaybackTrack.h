@@ -30,6 +30,9 @@ struct MatchingGains
 
     bool operator== (const MatchingGains&) const = default;
     [[nodiscard]] float of (Listening listening, bool usesSettingB) const;
+
+    /** With no gain above the largest, except the source's. */
+    [[nodiscard]] MatchingGains within (float largest) const;
 };
 
 /** The user's settings for one track. */
