@@ -22,7 +22,8 @@ public:
     virtual void run (const WorkControl& control) = 0;
 };
 
-/** Does work that may throw; why it failed, as part of a sentence ("memory ran out"), empty when it did not. */
+/** Does work that may throw; why it failed, as part of a sentence ("memory ran out"), empty when it did not.
+*/
 [[nodiscard]] juce::String failureOf (const std::function<void()>& work);
 
 /** Runs one long piece of work at a time on a thread of its own, behind a progress dialog, while the window

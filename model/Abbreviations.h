@@ -98,8 +98,8 @@ void loadAbbreviationsAtStart (const juce::PropertySet& settings);
 bool saveAbbreviations (SettingsStore* settings);
 TrackClassification classifyTrackFile (const juce::String& path);
 
-/** What names that tell no drum type have in common when they differ in the microphone or a number alone: "sd"
-    of "SD Top" and "SD Bot 2". Empty for a word that recorders give every file, such as "Audio 1".
+/** What names that tell no drum type have in common when they differ in the microphone or a number alone:
+    "sd" of "SD Top" and "SD Bot 2". Empty for a word that recorders give every file, such as "Audio 1".
 */
 [[nodiscard]] juce::String stemOfName (const juce::String& name);
 

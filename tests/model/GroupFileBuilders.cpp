@@ -114,8 +114,8 @@ bool hasSameValues (const TrackState& a, const TrackState& b)
     { return track.sourceInfo.chunks != nullptr ? *track.sourceInfo.chunks : SourceChunks{}; };
 
     return a.name == b.name && a.excluded == b.excluded && a.knobsTouched == b.knobsTouched
-           && a.typeUnknown == b.typeUnknown
-           && a.sourceInfo.file == b.sourceInfo.file && a.sourceInfo.channel == b.sourceInfo.channel
+           && a.typeUnknown == b.typeUnknown && a.sourceInfo.file == b.sourceInfo.file
+           && a.sourceInfo.channel == b.sourceInfo.channel
            && a.sourceInfo.numChannels == b.sourceInfo.numChannels
            && a.sourceInfo.sampleRate == b.sourceInfo.sampleRate
            && a.sourceInfo.bitsPerSample == b.sourceInfo.bitsPerSample
