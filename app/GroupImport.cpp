@@ -178,6 +178,9 @@ void GroupWork::groupIsRead (const Group::Ptr& group)
 {
     const auto made = madeForFiles.find (group.get());
 
+    if (group->numTracks() == 0)
+        std::erase_if (waiters, [&] (const Waiter& waiter) { return waiter.group == group; });
+
     if (made == madeForFiles.end())
         return;
 
@@ -264,7 +267,11 @@ bool GroupWork::waitsForFiles (Waiting what, const Group::Ptr& group, std::funct
                                                                                              : "Saving")
                       + " starts when all files are in",
                   "Cancel",
-                  [this, isThis] { std::erase_if (waiters, isThis); });
+                  [this, isThis]
+                  {
+                      std::erase_if (waiters, isThis);
+                      workspace.sendChangeMessage(); // what shows that it waits
+                  });
 
     return true;
 }

@@ -183,6 +183,15 @@ TEST_CASE ("What needs all tracks of a Group starts when its files are in", "[ap
     CHECK (file.existsAsFile());
     CHECK_FALSE (group->hasUnsavedChanges());
     CHECK (notices[0] == "The analysis starts when all files are in");
+
+    // Of a Group into which none came, nothing is left to be done.
+    const auto broken = rig.folder.getChildFile ("Kick.wav");
+    broken.replaceWithText ("RIFF, but no more");
+    rig.work.importInputs ({ broken }, nullptr);
+    rig.work.analyze (rig.workspace.selectedGroup());
+    rig.awaitImports();
+    CHECK (rig.workspace.selectedGroup() == group);
+    CHECK (rig.told.size() == 1);
 }
 
 TEST_CASE ("The demo session opens ready to be analyzed", "[app][import]")
