@@ -162,7 +162,7 @@ constexpr auto reportOption = valued (
     "--report",
     "FILE.html",
     "Write a page to look at: what was removed from each track, waveforms and spectrograms, and which "
-    "tracks want an ear. It is one file that needs nothing else. With several Groups it names a folder.",
+    "tracks need an ear. It is one file that needs nothing else. With several Groups it names a folder.",
     ValueKind::file);
 
 constexpr auto reportAudioOption = flag (
@@ -332,7 +332,7 @@ constexpr auto commands = std::to_array<CommandSpec> ({
       "write a page about a group file, to look at and to send",
       "One HTML page that needs nothing else: what the knobs saved in the Group remove from each track, "
       "waveforms, "
-      "spectrograms, levels, and which tracks want an ear. It is what process --report writes.",
+      "spectrograms, levels, and which tracks need an ear. It is what process --report writes.",
       reportOptions },
     { "devices", OperandKind::none, "", "list the sound devices", "One line for each output.", {} },
     { "classify",

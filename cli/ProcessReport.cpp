@@ -2,6 +2,7 @@
 
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
+#include "report/ReportFacts.h"
 #include "terms/DrumType.h"
 #include "terms/TrackFindings.h"
 
@@ -293,7 +294,6 @@ Json trackToJson (const ProcessReport& report, std::size_t index)
 
 juce::StringArray hintsFor (const ProcessReport& report)
 {
-    constexpr double faintDb = -12.0; // a track that loses more has likely lost its drum
     juce::StringArray untold, faint, withoutDrum, hints;
 
     for (std::size_t i = 0; i < report.tracks.size(); ++i)
@@ -304,7 +304,7 @@ juce::StringArray hintsFor (const ProcessReport& report)
             untold.addIfNotAlreadyThere (reported.name);
         if (track.hasProcessedOutput() && track.findings.suggestedFocus == 0.0)
             withoutDrum.add (quoted (reported.name));
-        if (reported.isWritten() && reported.output->removedDb < faintDb)
+        if (reported.isWritten() && reported.output->removedDb < hardlyLeftDb)
             faint.add (quoted (reported.name));
     }
 

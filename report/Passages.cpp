@@ -34,22 +34,20 @@ std::size_t fullestStretch (const std::vector<double>& energies, std::size_t num
     return first;
 }
 
-juce::MemoryBlock encodeFlac (std::span<const float> samples, double sampleRate)
+/** Writes 16-bit FLAC; the stream gets the rest when the writer goes. */
+void encodeFlac (std::span<const float> samples, double sampleRate, juce::MemoryBlock& block)
 {
-    juce::MemoryBlock block;
     constexpr int bits = 16, quality = 5;
     auto stream = std::make_unique<juce::MemoryOutputStream> (block, false);
-    std::unique_ptr<juce::AudioFormatWriter> writer (
+    const std::unique_ptr<juce::AudioFormatWriter> writer (
         juce::FlacAudioFormat().createWriterFor (stream.get(), sampleRate, 1, bits, {}, quality));
 
     if (writer == nullptr)
-        return {};
+        return;
 
     stream.release(); // the writer's
     const float* const channels[]{ samples.data() };
     writer->writeFromFloatArrays (channels, 1, static_cast<int> (samples.size()));
-    writer.reset(); // it writes its last block when it goes
-    return block;
 }
 } // namespace
 
@@ -104,7 +102,8 @@ Outcome writePassages (Html& page,
 
         const auto player = [&] (const char* label, std::span<const float> samples)
         {
-            const auto audio = encodeFlac (samples, axis.sampleRate);
+            juce::MemoryBlock audio;
+            encodeFlac (samples, axis.sampleRate, audio);
             const auto line = page.element ("div", { { "class", "player" } });
             page.leaf ("span", label);
             page.withData ("audio",

@@ -2,6 +2,7 @@
 
 #include "model/ForeignText.h"
 #include "model/Version.h"
+#include "model/audiofile/AudioIntake.h"
 #include "terms/DrumType.h"
 
 #include <nlohmann/json.hpp>
@@ -44,8 +45,6 @@ constexpr DoubtWords doubtWords[]{
     { "short", "short", "Less than 30 seconds: there is little to learn the drums from." },
 };
 
-constexpr double shortSeconds = 30.0;    // as the warning on short tracks has it
-constexpr double hardlyLeftDb = -12.0;   // as the command line's hint has it
 constexpr double nothingShare = 1.0e-20; // -200 dB
 
 const DoubtWords& wordsOf (Doubt doubt)
@@ -104,7 +103,7 @@ TrackFacts factsOf (const TrackState& track, const TrackExport* written, const T
     }
 
     noteIf (measured.clippedSamples > 0, Doubt::clipped);
-    noteIf (facts.isProcessed && seconds < shortSeconds, Doubt::shortTrack);
+    noteIf (facts.isProcessed && seconds < shortDurationSeconds, Doubt::shortTrack);
     return facts;
 }
 

@@ -15,7 +15,7 @@
 namespace tessivar
 {
 
-/** Why a track wants an ear. The words stand in the page's data, too. */
+/** Why a track needs an ear. The words stand in the page's data, too. */
 enum class Doubt
 {
     unreadable,   // its audio
@@ -27,6 +27,9 @@ enum class Doubt
     clipped,      // the file, or what it would be
     shortTrack    // less than the analysis needs to learn from
 };
+
+/** dB that a track changes by; one that loses more has likely lost its drum. */
+inline constexpr double hardlyLeftDb = -12.0;
 
 [[nodiscard]] const char* doubtKey (Doubt doubt);
 

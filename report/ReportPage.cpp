@@ -56,7 +56,7 @@ public:
           const ReportFacts& factsToTell,
           const std::vector<TrackMeasurement>& measurementsToTell,
           const PictureAxis& axisToUse)
-        : output (outputToFill), page (output), content (contentToTell), facts (factsToTell),
+        : page (outputToFill), content (contentToTell), facts (factsToTell),
           measurements (measurementsToTell), axis (axisToUse)
     {
     }
@@ -120,10 +120,10 @@ private:
         const auto script =
             page.element ("script", { { "type", "application/json" }, { "id", "tessivar-report" } });
 
-        // As JSON has them, so that neither a browser nor an XML parser takes a text for markup.
+        // All but plain letters as JSON writes them: no parser takes a text for markup, or for no character.
         page.verbatim (juce::String::fromUTF8 (
                            factsToJson (content, facts, measurements)
-                               .dump (-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                               .dump (-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace)
                                .c_str())
                            .replace ("&", "\\u0026")
                            .replace ("<", "\\u003c")
@@ -152,7 +152,7 @@ private:
         if (facts.meanRemovedShare < 1.0e-14)
             return text + "Nothing was removed.";
 
-        text << (facts.numProcessed == 1 ? "" : "In the mean, ") << shareText (facts.meanRemovedShare)
+        text << (facts.numProcessed == 1 ? "" : "On average, ") << shareText (facts.meanRemovedShare)
              << " of a track's energy was removed";
 
         if (facts.numProcessed > 1)
@@ -191,21 +191,21 @@ private:
             fact ("From", content.origin);
     }
 
-    /** Which tracks want an ear, reason by reason. */
+    /** Which tracks need an ear, reason by reason. */
     void writeDoubts()
     {
         if (facts.numDoubtful == 0)
         {
-            page.leaf ("p", "No track asks for an ear.", { { "class", "well" } });
+            page.leaf ("p", "No track needs an ear.", { { "class", "well" } });
             return;
         }
 
         const auto numTracks = facts.tracks.size();
         page.leaf ("h2",
                    static_cast<std::size_t> (facts.numDoubtful) == numTracks && numTracks > 1
-                       ? juce::String ("Every track wants an ear")
+                       ? juce::String ("Every track needs an ear")
                        : countText (static_cast<std::size_t> (facts.numDoubtful), "track")
-                             + (facts.numDoubtful == 1 ? " wants an ear" : " want an ear"));
+                             + (facts.numDoubtful == 1 ? " needs an ear" : " need an ear"));
         const auto list = page.element ("ul", { { "class", "doubts" } });
 
         for (auto index = 0; index <= static_cast<int> (Doubt::shortTrack); ++index)
@@ -252,7 +252,7 @@ private:
             const auto row = page.element ("tr");
 
             for (const auto* title :
-                 { "Track", "Type", "Removed", "Level", "Peak", "Focus", "Hits", "Wants an ear" })
+                 { "Track", "Type", "Removed", "Level", "Peak", "Focus", "Hits", "Needs an ear" })
                 page.leaf ("th", title, { { "scope", "col" } });
         }
         const auto bodyOfTable = page.element ("tbody");
@@ -307,7 +307,7 @@ private:
         for (const auto doubt : fact.doubts)
             doubts.add (doubtBrief (doubt));
 
-        cell ("Wants an ear", doubts.joinIntoString (", "), doubts.isEmpty() ? "word" : "word doubt");
+        cell ("Needs an ear", doubts.joinIntoString (", "), doubts.isEmpty() ? "word" : "word doubt");
     }
 
     [[nodiscard]] static juce::String beforeAndAfter (double before, double after, const TrackFacts& fact)
@@ -512,7 +512,6 @@ private:
             page.leaf ("li", line);
     }
 
-    juce::OutputStream& output;
     Html page;
     const ReportContent& content;
     const ReportFacts& facts;

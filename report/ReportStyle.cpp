@@ -56,6 +56,17 @@ td.doubt{color:var(--amber)}
 .share{min-width:110px}
 .bar{display:block;height:3px;margin-top:4px;border-radius:2px;
 background:linear-gradient(to right,var(--ember) calc(var(--part)*100%),var(--line) 0)}
+.pair{display:grid;grid-template-columns:1fr 1fr;gap:24px 40px}
+.pair.wide{grid-template-columns:1fr}
+.scroll{overflow-x:auto}
+.bleed caption{caption-side:top;padding:0 0 6px;color:var(--mid)}
+.bleed th,.bleed td{padding:5px 8px;text-align:right;font-size:13px}
+.bleed th{font-weight:400;color:var(--mid);text-align:left;white-space:nowrap}
+.bleed thead th{text-align:right}
+.bleed td{background:color-mix(in srgb,var(--ember) calc(var(--part,0)*60%),transparent)}
+.bleed .own{color:var(--low);background:var(--plot)}
+.wide .bleed th,.wide .bleed td{padding:4px 5px;font-size:11px}
+.wide .bleed thead th{writing-mode:vertical-rl;transform:rotate(180deg);text-align:left}
 article{padding:28px 0 36px;border-top:1px solid var(--line);break-inside:avoid}
 article:first-of-type{border-top:0;padding-top:8px}
 article .doubts{margin-top:12px;padding:8px 14px;font-size:14px}
@@ -102,6 +113,7 @@ main{padding:24px 16px 40px}
 h1{font-size:27px}
 .lead{font-size:18px}
 .facts{gap:10px 24px}
+.pair{grid-template-columns:1fr}
 .row{display:block}
 .row+.row{margin-top:8px}
 .spectrum span{left:4px;width:auto;color:var(--text);

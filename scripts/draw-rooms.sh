@@ -9,7 +9,7 @@ result=${1-docs/images/rooms.svg}
 command -v dot >/dev/null || { echo "draw-rooms: dot is missing (package graphviz)" >&2; exit 1; }
 
 # The rooms that are drawn: folders of their own, and those inside that are worth a box.
-rooms=(app app/settings cli ui jobs playback engine engine/refinement engine/numerics
+rooms=(app app/settings cli ui report jobs playback engine engine/refinement engine/numerics
     model model/audiofile model/groupfile model/recovery model/settings platform terms)
 
 sources ()
@@ -43,6 +43,7 @@ includes ()
         else if (path == "expat.h") to = "=Expat"
         else if (path ~ /^ebur128/) to = "=libebur128"
         else if (path ~ /^zita-resampler\//) to = "=zita-resampler"
+        else if (path == "png.h") to = "=libpng"
         else if (path ~ /^CLI\//) to = "=CLI11"
         else if (path ~ /^nlohmann\//) to = "=JSON"
         if (to != "" && to != from) print from, to
@@ -80,7 +81,7 @@ DOT
         done
         echo "}"
     done
-    box cli; box jobs; box playback; box platform; box terms
+    box cli; box report; box jobs; box playback; box platform; box terms
     echo '"=windows" [label="JUCE: windows", fillcolor="#fdf3e4"]'
     echo '"=devices" [label="JUCE: sound devices", fillcolor="#fdf3e4"]'
 

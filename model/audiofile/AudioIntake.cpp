@@ -15,7 +15,6 @@ namespace
 {
 using juce::String;
 
-constexpr double shortDurationSeconds = 30.0;
 constexpr double longDurationSeconds = 600.0;
 
 /** "44100 Hz", "44099.5 Hz" */

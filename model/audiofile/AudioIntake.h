@@ -14,6 +14,9 @@
 namespace tessivar
 {
 
+/** A shorter track is warned of: there is little in it to learn from. */
+inline constexpr double shortDurationSeconds = 30.0;
+
 /** Samples in one block of the waveform overview; a file shorter than one block is discarded. */
 inline constexpr int intakeBlockLength = 16384;
 
