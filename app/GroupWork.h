@@ -98,6 +98,9 @@ public:
     void exportTrack (const Group::Ptr& group, const Track::Ptr& track);
     void exportGroups (ExportScope scope, const Group::Ptr& selected);
 
+    /** Asks whether with audio, and for a file, and writes the page about a Group there. */
+    void exportReport (const Group::Ptr& group);
+
     /** Shows the warnings that were collected. */
     void showPendingWarnings();
 

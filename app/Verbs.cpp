@@ -162,6 +162,9 @@ std::vector<VerbEntry> makeVerbs()
 
         Entry (V::renameGroup, "renameGroup", A::groups, "Rename").keys ({ key (Key::F2Key) })
             .onSheet ("Rename group").does ([] (T t) { t.window.renameGroup(); }).when (hasGroup),
+        Entry (V::exportReport, "exportReport", A::groups, "Export Report")
+            .inMenus ("Export Report\xe2\x80\xa6").when (hasGroup)
+            .does ([] (T t) { t.work.exportReport (t.group()); }),
         Entry (V::previousGroup, "previousGroup", A::groups, "Previous, next group")
             .keys ({ key (Key::pageUpKey) }).does ([] (T t) { t.window.stepGroup (-1); }),
         Entry (V::nextGroup, "nextGroup", A::groups, "Previous, next group").keys ({ key (Key::pageDownKey) })
@@ -393,7 +396,7 @@ const std::vector<MenuLine> menus[] = {
       V::saveAllGroups, V::closeAllGroups, separator, V::settings, separator, V::quit },
     { V::importTracks, V::importFolders, V::importFromGroup },
     { V::analyzeGroup, V::analyzeGroups },
-    { V::exportTrack, V::exportGroup, V::exportAllGroups },
+    { V::exportTrack, V::exportGroup, V::exportAllGroups, separator, V::exportReport },
     { V::about, V::quickStartGuide, V::documentation, V::onlineHelp },
 };
 

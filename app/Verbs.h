@@ -25,7 +25,7 @@ enum class Verb
     // clang-format off
     newGroup, openGroups, saveGroup, saveGroupAs, saveAllGroups, closeAllGroups, closeSelectedGroup, settings,
     importTracks, importFolders, importFromGroup, analyzeGroup, analyzeGroups,
-    exportTrack, exportGroup, exportAllGroups,
+    exportTrack, exportGroup, exportAllGroups, exportReport,
     quickStartGuide, documentation, onlineHelp, about, quit, warnings, filesDropped, fullScreen,
 
     renameGroup, previousGroup, nextGroup, playWholeGroup, methodStandard, methodRefined,

@@ -75,6 +75,12 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
         juce::MemoryBlock first, second;
         REQUIRE (kick.loadFileAsData (first));
 
+        // The report gets its ending.
+        rig.answers = { "Pictures only" };
+        rig.choose ({ rig.folder.getChildFile ("Take 12:30").getFullPathName() });
+        rig.work.exportReport (group);
+        CHECK (rig.folder.getChildFile ("Take 12:30.html").loadFileAsString().contains ("<h3>Kick In"));
+
         rig.work.close (group);
         CHECK (rig.workspace.numGroups() == 0);
         rig.work.open ({ file });
