@@ -57,12 +57,14 @@ packaging_packages=(
     lintian
 )
 
-# A queue of one node, a sound server, and the compiler that fuzzes.
+# A queue of one node, a sound server, a browser and a judge of its pages, and the compiler that fuzzes.
 long_packages=(
+    chromium
     clang-14
     jackd2
     libclang-rt-14-dev
     munge
+    python3-html5lib
     slurm-wlm
 )
 
