@@ -106,11 +106,19 @@ void takeReport (BatchSession& session, const Json& data)
 
     for (const auto& track : at (data, "tracks"))
     {
-        BatchSession::Doubt doubt{ textOf (at (track, "name")), {} };
-        for (const auto& key : at (track, "doubts"))
-            doubt.reasons.add (briefOf (textOf (key)));
-        if (! doubt.reasons.isEmpty())
-            session.doubts.push_back (std::move (doubt));
+        const auto& doubts = at (track, "doubts");
+        session.numDoubtful += doubts.empty() ? 0 : 1;
+
+        for (const auto& key : doubts)
+        {
+            const auto reason = briefOf (textOf (key));
+            auto advice = std::find_if (session.advice.begin(),
+                                        session.advice.end(),
+                                        [&] (const auto& each) { return each.reason == reason; });
+            if (advice == session.advice.end())
+                advice = session.advice.insert (advice, BatchSession::Advice{ reason, {} });
+            advice->tracks.add (textOf (at (track, "name")));
+        }
     }
 }
 
@@ -172,7 +180,7 @@ std::vector<BatchSession> batchSessionsIn (const juce::File& folder)
             sessions.push_back (std::move (*session));
 
     const auto place = [] (const BatchSession& session)
-    { return std::pair (session.state, session.state == SessionState::done && session.doubts.empty()); };
+    { return std::pair (session.state, session.state == SessionState::done && session.numDoubtful == 0); };
     std::sort (sessions.begin(),
                sessions.end(),
                [&] (const BatchSession& a, const BatchSession& b)

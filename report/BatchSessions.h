@@ -27,11 +27,11 @@ enum class SessionState
 /** A session of a batch, as its document NAME.json, its report NAME.html and its log NAME.log tell it. */
 struct BatchSession
 {
-    /** A track of which somebody should listen, and why, in a few words each. */
-    struct Doubt
+    /** Why somebody should listen, in a few words, and to which tracks. */
+    struct Advice
     {
-        juce::String track;
-        juce::StringArray reasons;
+        juce::String reason;
+        juce::StringArray tracks;
     };
 
     juce::String name;
@@ -41,7 +41,8 @@ struct BatchSession
     double seconds = 0.0;            // of the longest track; 0 where nobody has read it
     double runSeconds = 0.0;         // that it took; 0 unless it ended by itself
     std::optional<double> removedDb; // in the mean, as the report has it; -200 for nothing
-    std::vector<Doubt> doubts;
+    std::vector<Advice> advice;
+    int numDoubtful = 0; // tracks
     bool hasReport = false, hasTracks = false, hasLog = false;
 
     [[nodiscard]] bool isOpen() const

@@ -163,7 +163,7 @@ private:
                 parts.add (juce::String (count) + " " + stateWord (state));
 
         for (const auto& session : sessions)
-            numDoubtful += session.doubts.empty() ? 0 : 1;
+            numDoubtful += session.numDoubtful > 0 ? 1 : 0;
 
         auto text = countText (sessions.size(), "session");
         if (! parts.isEmpty())
@@ -249,11 +249,11 @@ private:
         const auto cell = page.element (
             "td",
             { { "class", "remarks" },
-              { "data-value", session.hasReport ? juce::String (session.doubts.size()) : juce::String() } });
+              { "data-value", session.hasReport ? juce::String (session.numDoubtful) : juce::String() } });
         for (const auto& reason : session.reasons)
             page.leaf ("p", reason, { { "class", "reason" } });
-        for (const auto& doubt : session.doubts)
-            page.leaf ("p", doubt.track + ": " + doubt.reasons.joinIntoString (", "));
+        for (const auto& advice : session.advice)
+            page.leaf ("p", advice.reason + ": " + advice.tracks.joinIntoString (", "));
     }
 
     void writeLinks (const BatchSession& session)

@@ -21,6 +21,7 @@ cp "$SOURCES/demo/LICENSE" "$work/in/Short/Broken.wav"
 "$batch/make-index" "$out" >/dev/null
 
 cp "$out/$name.html" "$work/report.html"
+grep -q '<audio' "$work/report.html" || fail "the report holds nothing to listen to"
 /usr/bin/python3 "$SOURCES/tests/packaging/browser.py" "$PICTURES" "$work/report.html" "$out/index.html" ||
     fail "pages in the browser"
 finish
