@@ -52,8 +52,8 @@ struct BatchSession
 };
 
 /** The sessions that have a document in a folder, those that want a look first, else by their names. Other
-    documents are passed over. An empty one belongs to a session that waits, runs, or was killed: a run holds a
-    lock on its log.
+    documents are passed over. An empty one belongs to a session that waits, runs, or was killed: a run holds
+    a lock on its log.
 */
 [[nodiscard]] std::vector<BatchSession> batchSessionsIn (const juce::File& folder);
 
