@@ -431,7 +431,8 @@ private:
             storage,
             control,
             [this] (double done) { progress.setWhole (standardShare + (1.0 - standardShare) * done); },
-            result.tracks);
+            result.tracks,
+            result.bleed);
     }
 
     const std::span<const AnalysisTrack> tracks;

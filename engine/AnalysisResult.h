@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/AnalysisSettings.h"
+#include "terms/BleedMap.h"
 #include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
 #include "terms/TrackFindings.h"
@@ -43,6 +44,7 @@ struct AnalysisResult
     bool startedAtRandom = false; // a refined analysis whose seeded start failed
     AnalysisShape shape;
     std::vector<TrackAnalysis> tracks;            // as given to analyseTracks
+    std::shared_ptr<const BleedMap> bleed;        // of a completed refined analysis
     std::shared_ptr<const Factorization> factors; // of a completed analysis, for ComponentReader
 };
 

@@ -1,5 +1,7 @@
 #include "engine/SuppressionRendering.h"
 
+#include "terms/FocusRule.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -11,7 +13,7 @@ SuppressionRule SuppressionRule::forSetting (KnobValues setting)
 {
     const auto [focus, fine] = setting.sanitised();
     const auto whole = static_cast<int> (focus);
-    const auto fade = std::pow (0.001f, focus - static_cast<float> (whole));
+    const auto fade = layerFade (focus);
 
     SuppressionRule rule;
 
@@ -25,14 +27,7 @@ SuppressionRule SuppressionRule::forSetting (KnobValues setting)
             rule.channelWeight[index] = fade;
     }
 
-    // (1001^fine - 1) / 1000, exactly 0 and 1 at the ends of the knob.
-    if (fine <= 0.0f)
-        rule.back = 0.0f;
-    else if (fine >= 1.0f)
-        rule.back = 1.0f;
-    else
-        rule.back = static_cast<float> ((std::pow (1001.0, static_cast<double> (fine)) - 1.0) / 1000.0);
-
+    rule.back = mixedBack (fine);
     return rule;
 }
 

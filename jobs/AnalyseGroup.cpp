@@ -481,7 +481,9 @@ GroupAnalysis analyseGroup (const GroupState& state,
         if (! result.outcome.isOk())
             return result;
 
-        result.analysis = { options.method, options.seed, static_cast<int> (state.tracks.size()) };
+        result.analysis = {
+            options.method, options.seed, static_cast<int> (state.tracks.size()), analysis.bleed
+        };
 
         for (std::size_t i = 0; i < state.tracks.size(); ++i)
         {

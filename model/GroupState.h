@@ -93,6 +93,13 @@ struct TrackState
         return hasProcessedOutput() && other.hasProcessedOutput() && findings.sharedDrum > 0
                && findings.sharedDrum == other.findings.sharedDrum;
     }
+
+    /** Whether another column of the bleed map is this microphone's drum, too: of a second microphone on
+        it, or of a copy of the track. */
+    [[nodiscard]] bool hearsDrumOf (const TrackState& other) const
+    {
+        return findings.bleedPlace == other.findings.bleedPlace || sharesDrumWith (other);
+    }
 };
 
 /** Everything about a Group, as a value. */
@@ -112,7 +119,12 @@ struct GroupState
         /** Null after a standard analysis, and in files of earlier versions. */
         std::shared_ptr<const BleedMap> bleed{};
 
-        bool operator== (const Analysis&) const = default;
+        bool operator== (const Analysis& other) const
+        {
+            return method == other.method && seed == other.seed && numTracks == other.numTracks
+                   && (bleed == other.bleed
+                       || (bleed != nullptr && other.bleed != nullptr && *bleed == *other.bleed));
+        }
     };
 
     std::optional<Analysis> analysis;
@@ -121,6 +133,15 @@ struct GroupState
 
     /** Hz, of the first track; 0 when there is none. */
     [[nodiscard]] double sampleRate() const { return tracks.empty() ? 0.0 : tracks.front().sampleRate(); }
+
+    /** The track's row and column in the analysis's bleed map; nothing where it has none. */
+    [[nodiscard]] std::optional<std::size_t> bleedPlaceOf (const TrackState& track) const
+    {
+        const auto place = track.findings.bleedPlace;
+        return analysis && analysis->bleed != nullptr && place && *place < analysis->bleed->numDrums()
+                   ? place
+                   : std::nullopt;
+    }
 
     /** Names of the other tracks that hear the same drum. */
     [[nodiscard]] juce::StringArray namesSharingDrumWith (std::size_t track) const;

@@ -41,10 +41,11 @@ public:
                     std::span<const std::size_t> l,
                     const LayerEvidence& e,
                     const std::optional<SamplePlane>& whatIsLeft,
+                    BleedRow& bleedRow,
                     ComponentSink& s,
                     Workspace& workspace)
         : bands (r.bands), shape (r.shape), track (r.tracks[t]), findings (r.findings (t)), layers (l),
-          evidence (e), remainder (whatIsLeft), sink (s), w (workspace),
+          evidence (e), remainder (whatIsLeft), row (bleedRow), sink (s), w (workspace),
           effect (static_cast<float> (supportedEffect (findings)))
     {
     }
@@ -67,7 +68,8 @@ public:
 
         for (auto block = stretch.firstBlock; block < stretch.endBlock; ++block)
         {
-            if (const auto status = addLayers (block); status != AnalysisStatus::completed)
+            if (const auto status = addLayers (block, block < stretch.endOwnBlock());
+                status != AnalysisStatus::completed)
                 return status;
 
             if (const auto status = writeComponents (stretch.completedBy (block));
@@ -96,7 +98,7 @@ private:
     }
 
     /** Every layer's signal: the track under the mask and the layer's own gains. */
-    [[nodiscard]] AnalysisStatus addLayers (std::int64_t block)
+    [[nodiscard]] AnalysisStatus addLayers (std::int64_t block, bool isOwnBlock)
     {
         if (layers.empty())
             return AnalysisStatus::completed;
@@ -123,6 +125,10 @@ private:
             w.logits.data(), w.logTotals.data(), w.mask.data(), SeparationEvidence::gainOutputWeight
         };
 
+        if (isOwnBlock)
+            kernels::foreignPowers (
+                w.outputPowers.data(), w.sourcePowers.data(), w.mask.data(), w.mask.size());
+
         for (const auto layer : layers)
         {
             // Layer 0 has no standard output of its own: there the mask stands for it.
@@ -137,6 +143,9 @@ private:
                                      shared,
                                      shape.numBins);
             }
+
+            if (isOwnBlock)
+                row.add (block, layer, w.outputPowers.data(), w.sourcePowers.data(), w.gains.data());
 
             w.fft.overlapGained (
                 w.signals[layer].samples.data(), w.signals[layer].carry, w.gains.data(), w.frameGains.data());
@@ -227,6 +236,7 @@ private:
     const std::span<const std::size_t> layers;
     const LayerEvidence& evidence;
     const std::optional<SamplePlane>& remainder;
+    BleedRow& row;
     ComponentSink& sink;
     Workspace& w;
     const float effect;
@@ -237,6 +247,7 @@ bool writeLayers (RefinementRun& run,
                   std::size_t track,
                   const LayerEvidence& evidence,
                   const std::optional<SamplePlane>& remainder,
+                  BleedMap& map,
                   ProgressRange progress)
 {
     auto* sink = run.storage.refined (run.tracks[track].index, run.findings (track));
@@ -249,14 +260,23 @@ bool writeLayers (RefinementRun& run,
 
     const auto layers = layersOf (run.findings (track), sink->numWanted());
     const auto stretches = stretchesOf (run.shape, run.tracks[track].ownLength, run.numWorkers());
+    BleedRow row (evidence.drums,
+                  track,
+                  static_cast<float> (supportedEffect (run.findings (track))),
+                  stretches.empty() || layers.empty() ? 0 : stretches.back().endBlock);
 
     if (! run.forEach (stretches.size(),
                        progress,
                        [&] (std::size_t item, Workspace& w) {
-                           return StretchWriting (run, track, layers, evidence, remainder, *sink, w)
+                           return StretchWriting (run, track, layers, evidence, remainder, row, *sink, w)
                                .write (stretches[item]);
                        }))
         return false;
+
+    if (! layers.empty())
+        for (auto focus = std::max (std::size_t{ 1 }, lowestFocus (sink->numWanted())); focus < numFocusSteps;
+             ++focus)
+            row.conclude (map, focus, static_cast<std::size_t> (run.findings (track).bestFocusUpTo[focus]));
 
     // Layers stand at their true level.
     if (! sink->finish ({}))

@@ -165,7 +165,7 @@ private:
 
         const auto at = static_cast<std::size_t> (first), count = static_cast<std::size_t> (end - first);
         const auto lane = at % blockFrames;
-        AlignedBuffer sums (4 * blockFrames);
+        AlignedBuffer sums (5 * blockFrames);
 
         for (std::size_t n = 0; n < ends.microphones.size(); ++n)
         {
@@ -180,7 +180,9 @@ private:
                                           track.leakage.data() + 2 * bin * blockFrames,
                                           track.mask.data() + bin * blockFrames,
                                           run.bands.endBin (band) - bin);
-                std::copy_n (sums.data() + lane, count, model.tracks[i].evidence.total (band) + at);
+                auto& evidence = model.tracks[i].evidence;
+                std::copy_n (sums.data() + lane, count, evidence.total (band) + at);
+                std::copy_n (sums.data() + 4 * blockFrames + lane, count, evidence.foreign (band) + at);
 
                 for (std::size_t k = 0; k < count; ++k)
                 {

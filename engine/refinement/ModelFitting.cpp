@@ -117,6 +117,8 @@ public:
         for (std::size_t i = 0; i < run.tracks.size(); ++i)
         {
             kernels::accumulate (evidence[i].own (band), row (own, i), rowStride);
+            gains.drumPower (firstBin + bin, i) =
+                kernels::rowSum (row (own, i), static_cast<std::size_t> (run.shape.numFrames));
             kernels::accumulate (evidence[i].leakage (band), row (power, i), rowStride);
 
             for (std::size_t segment = 0; segment < numSegments; ++segment)
@@ -232,7 +234,10 @@ std::optional<FittedModel> fitModel (RefinementRun& run,
                        { return fitBand (bands.count() - 1 - item, w); }))
         return std::nullopt;
 
-    FittedModel model{ {}, std::move (gains), std::move (powers.totals), std::move (powers.silent) };
+    DrumPowers drums (run, gains, evidence);
+    FittedModel model{
+        {}, std::move (gains), std::move (powers.totals), std::move (powers.silent), std::move (drums)
+    };
 
     for (std::size_t i = 0; i < numTracks; ++i)
         model.tracks.push_back ({ LogRatioTiles (std::move (powers.tracks[i].upper)),

@@ -19,7 +19,8 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                              AnalysisStorage& storage,
                              const WorkControl& control,
                              const std::function<void (double)>& progress,
-                             std::vector<TrackAnalysis>& analyses)
+                             std::vector<TrackAnalysis>& analyses,
+                             std::shared_ptr<const BleedMap>& bleed)
 {
     RefinementRun run (tracks, shape, pool, storage, control, progress, analyses);
     auto powers = gatherPowers (run, { 0.0, 0.25 });
@@ -72,16 +73,27 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! weighRemainders (run, *model, { 0.75, 0.76 }))
         return run.status();
 
+    auto map = mapSources (run, *model, { 0.76, 0.765 });
+
+    if (! map)
+        return run.status();
+
     const auto write = [&] (std::size_t track, ProgressRange range)
     {
+        run.findings (track).bleedPlace = track;
         return writeLayers (run,
                             track,
-                            { *masks[track], *logRatios[track], model->tracks[track].evidence },
+                            { *masks[track], *logRatios[track], model->tracks[track].evidence, model->drums },
                             (*remainders)[track],
+                            *map,
                             range);
     };
 
-    return run.forEachTrack ({ 0.76, 1.0 }, write) ? AnalysisStatus::completed : run.status();
+    if (! run.forEachTrack ({ 0.765, 1.0 }, write))
+        return run.status();
+
+    bleed = std::make_shared<const BleedMap> (*std::move (map));
+    return AnalysisStatus::completed;
 }
 
 AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int numThreads)
@@ -102,7 +114,8 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
     AnalysisForecast forecast;
     forecast.memoryBytes =
         workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + segment)
-        + evidence + pathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + (32u << 20);
+        + evidence + bleedBytes (shape, static_cast<std::size_t> (analysisShape.numRendered))
+        + pathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + (32u << 20);
     forecast.scratchBytes = 2 * planesPerTrack * tracks * frames * shape.numBins;
     return forecast;
 }

@@ -4,11 +4,13 @@
 #include "engine/AnalysisSettings.h"
 #include "engine/SampleStorage.h"
 #include "engine/numerics/WorkerPool.h"
+#include "terms/BleedMap.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -39,8 +41,8 @@ struct RefinementTrack
     blocks of bins for the model, blocks of sixteen frames for everything else. Results do not depend on the
     number of workers.
 
-    progress gets 0..1. Fills the findings of analyses, which is indexed like the tracks of the analysis.
-    Returns completed, stopped, readFailed or storageFailed.
+    progress gets 0..1. Fills the findings of analyses, which is indexed like the tracks of the analysis,
+    and makes the bleed map. Returns completed, stopped, readFailed or storageFailed.
 */
 [[nodiscard]] AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                                            const AnalysisShape& shape,
@@ -48,7 +50,8 @@ struct RefinementTrack
                                            AnalysisStorage& storage,
                                            const WorkControl& control,
                                            const std::function<void (double)>& progress,
-                                           std::vector<TrackAnalysis>& analyses);
+                                           std::vector<TrackAnalysis>& analyses,
+                                           std::shared_ptr<const BleedMap>& bleed);
 
 /** Bytes that refineTracks takes from memory and from its spectrogram planes. */
 [[nodiscard]] AnalysisForecast forecastRefinement (const AnalysisShape& shape, int numThreads);

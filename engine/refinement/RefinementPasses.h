@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/refinement/DrumPowers.h"
 #include "engine/refinement/Planes.h"
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -54,12 +55,14 @@ struct GatheredPowers
 [[nodiscard]] std::optional<TwinMicrophones>
 findTwins (RefinementRun& run, const GatheredPowers& powers, ProgressRange progress);
 
-/** By bin: the power gain from each drum into each microphone, and the mean power of each track. */
+/** By bin: the power gain from each drum into each microphone, the mean power of each track, and the
+    power of its own drum, summed over all frames. */
 class BinGains
 {
 public:
     BinGains (std::size_t numBins, std::size_t tracks)
-        : numTracks (tracks), gains (numBins * tracks * tracks), meanPowers (numBins * tracks)
+        : numTracks (tracks), gains (numBins * tracks * tracks), meanPowers (numBins * tracks),
+          drumPowers (numBins * tracks)
     {
     }
 
@@ -84,9 +87,20 @@ public:
         return meanPowers[bin * numTracks + track];
     }
 
+    [[nodiscard]] double& drumPower (std::size_t bin, std::size_t track)
+    {
+        return drumPowers[bin * numTracks + track];
+    }
+
+    [[nodiscard]] double drumPower (std::size_t bin, std::size_t track) const
+    {
+        return drumPowers[bin * numTracks + track];
+    }
+
 private:
     std::size_t numTracks;
     std::vector<float> gains, meanPowers;
+    std::vector<double> drumPowers;
 };
 
 class CommonHits;
@@ -104,6 +118,7 @@ struct FittedModel
     BinGains bins;
     std::vector<std::vector<float>> totals; // this and the next as in GatheredPowers
     SilentFrames silent;
+    DrumPowers drums;
 };
 
 /** Fits the interference model band by band. */
@@ -151,19 +166,27 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
     findings are. */
 [[nodiscard]] bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange progress);
 
+/** The bleed map with every Focus at what the source holds, without the frames in which a microphone is
+    muted or past its end. M^2 multiplications and divisions a band and frame. */
+[[nodiscard]] std::optional<BleedMap>
+mapSources (RefinementRun& run, const FittedModel& model, ProgressRange progress);
+
 /** What the gains of a track's layers are made of. */
 struct LayerEvidence
 {
     const MaskPlane& mask;
     const LogRatioPlane& logRatios;
     const SeparationEvidence& bands;
+    const DrumPowers& drums;
 };
 
-/** Last pass: writes the components of a track, whose whole Focus values are the refined layers. */
+/** Last pass: writes the components of a track, whose whole Focus values are the refined layers, and
+    fills the track's row of the map with what each of them leaves. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
                                 const LayerEvidence& evidence,
                                 const std::optional<SamplePlane>& remainder,
+                                BleedMap& map,
                                 ProgressRange progress);
 
 } // namespace tessivar::refinement

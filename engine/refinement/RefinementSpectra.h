@@ -88,6 +88,12 @@ public:
         return isLast ? endBlock * static_cast<std::int64_t> (blockFrames) : end / rate.hop + 1;
     }
 
+    /** Past the last block that no later stretch begins with. */
+    [[nodiscard]] std::int64_t endOwnBlock() const
+    {
+        return isLast ? endBlock : end / (rate.hop * static_cast<std::int64_t> (blockFrames));
+    }
+
     std::int64_t firstBlock = 0, endBlock = 0;
 
 private:

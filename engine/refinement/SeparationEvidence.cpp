@@ -167,6 +167,7 @@ void SeparationEvidence::beginRemainder()
 {
     hasRemainder = true;
     totalSums.clear();
+    ownSums.clear();
 }
 
 bool SeparationEvidence::weighRemainder (const WorkControl& control)

@@ -57,6 +57,14 @@ public:
         frames; all zeros at first. */
     void beginRemainder();
 
+    /** From beginRemainder() on, when maskLogit() is gone: room for the power that the mask takes from
+        the track, not averaged either; all zeros at first. */
+    [[nodiscard]] float* foreign (std::size_t band) { return rowOf (ownSums, band); }
+    [[nodiscard]] const float* foreign (std::size_t band) const { return rowOf (ownSums, band); }
+
+    /** Whether beginRemainder() was called. */
+    [[nodiscard]] bool isSubtracted() const { return hasRemainder; }
+
     /** Adds to the gain's logit what the remainder tells, or the track where nothing is subtracted. Returns
         false when told to stop. total() is gone afterwards. */
     [[nodiscard]] bool weighRemainder (const WorkControl& control);

@@ -207,15 +207,15 @@ TEST_CASE ("Kernels for blocks of sixteen frames", "[engine][refinement]")
         onEveryTarget (
             [&]
             {
-                AlignedBuffer sums (64);
+                AlignedBuffer sums (80);
                 kernels::subtractionSums (sums.data(), spectra.data(), subtracted, mask.data(), numBins);
-                expected = expected.empty() ? std::vector (sums.data(), sums.data() + 64) : expected;
+                expected = expected.empty() ? std::vector (sums.data(), sums.data() + 80) : expected;
                 CHECK (std::equal (expected.begin(), expected.end(), sums.data()));
             });
 
         for (std::size_t l = 0; l < 16; ++l)
         {
-            std::array<double, 4> sums{};
+            std::array<double, 5> sums{};
 
             for (std::size_t bin = 0; bin < numBins; ++bin)
             {
@@ -223,16 +223,57 @@ TEST_CASE ("Kernels for blocks of sixteen frames", "[engine][refinement]")
                 const std::complex<double> x (static_cast<double> (spectra[at]),
                                               static_cast<double> (spectra[at + 16])),
                     taken (static_cast<double> (subtracted[at]), static_cast<double> (subtracted[at + 16]));
-                const auto masked = (1.0 - std::exp (-40.0 / 65535.0 * mask[bin * 16 + l])) * x;
+                const auto share = 1.0 - std::exp (-40.0 / 65535.0 * mask[bin * 16 + l]);
+                const auto masked = share * x;
                 sums[0] += std::norm (x - taken);
                 sums[1] += std::norm (taken);
                 sums[2] += std::norm (masked);
                 sums[3] += (taken * std::conj (masked)).real();
+                sums[4] += share * std::norm (x);
             }
 
             for (std::size_t k = 0; k < sums.size(); ++k)
                 CHECK (static_cast<double> (expected[k * 16 + l])
                        == Approx (sums[k]).epsilon (1.0e-4).margin (1.0e-5));
+        }
+    }
+
+    SECTION ("tell own drum and leakage apart in what gains keep")
+    {
+        std::vector<std::uint16_t> mask (numBins * 16);
+        AlignedBuffer all (mask.size()), kept (mask.size()), foreign (mask.size()), sums (32);
+        std::vector<float> expected;
+
+        for (std::size_t i = 0; i < mask.size(); ++i)
+        {
+            mask[i] = static_cast<std::uint16_t> (53 * i);
+            all[i] = 1.0f + static_cast<float> (i % 7);
+            kept[i] = static_cast<float> (i % 11) / 10.0f;
+        }
+
+        onEveryTarget (
+            [&]
+            {
+                kernels::foreignPowers (foreign.data(), all.data(), mask.data(), mask.size());
+                kernels::keptPowers (sums.data(), foreign.data(), all.data(), kept.data(), numBins);
+                expected = expected.empty() ? std::vector (sums.data(), sums.data() + 32) : expected;
+                CHECK (std::equal (expected.begin(), expected.end(), sums.data()));
+            });
+
+        for (std::size_t l = 0; l < 16; ++l)
+        {
+            double leakage = 0.0, own = 0.0;
+
+            for (auto i = l; i < mask.size(); i += 16)
+            {
+                const auto whole = static_cast<double> (all[i]), gain = static_cast<double> (kept[i]);
+                const auto part = whole * (1.0 - std::exp (-40.0 / 65535.0 * mask[i]));
+                leakage += std::min (part, whole * (1.0 - gain * gain)) * gain * gain;
+                own += (whole - part) * gain * gain;
+            }
+
+            CHECK (static_cast<double> (expected[l]) == Approx (leakage).epsilon (1.0e-4));
+            CHECK (static_cast<double> (expected[16 + l]) == Approx (own).epsilon (1.0e-4));
         }
     }
 

@@ -135,8 +135,31 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
             CHECK (result.tracks[track].findings.leakageDb == Approx (20.0 * std::log10 (0.2)).margin (6.0));
         }
 
+        // The map tells what leaks and what is left of it: the kick in the snare's microphone, and back.
+        REQUIRE (result.bleed != nullptr);
+
+        for (std::size_t track = 0; track < 2; ++track)
+        {
+            REQUIRE (result.tracks[track].findings.bleedPlace == track);
+            const auto energyOf = [&] (std::size_t drum)
+            {
+                const auto& own = drums.truth[drum];
+                return std::inner_product (own.begin(), own.end(), own.begin(), 0.0);
+            };
+            const auto level = 10.0 * std::log10 (0.04 * energyOf (1 - track) / energyOf (track));
+            const auto levelAt = [&] (std::size_t drum, float focus) {
+                return result.bleed->levelDb (track, drum, std::nullopt, { focus, 0.0f }).value_or (-200.0);
+            };
+            CHECK (levelAt (1 - track, 0.0f) == Approx (level).margin (3.0));
+            CHECK (levelAt (1 - track, 5.0f) < level - 5.0);
+            CHECK (levelAt (track, 0.0f) == Approx (0.0).margin (0.01));
+            CHECK (levelAt (track, 5.0f) > -1.0);
+        }
+
         const auto first = std::move (drums.storage);
-        REQUIRE (drums.analyse (3).status == AnalysisStatus::completed);
+        const auto again = drums.analyse (3);
+        REQUIRE (again.status == AnalysisStatus::completed);
+        CHECK (*again.bleed == *result.bleed);
         CHECK (drums.storage->refinedSinks.at (0).components == first->refinedSinks.at (0).components);
         CHECK (drums.storage->refinedSinks.at (1).components == first->refinedSinks.at (1).components);
     }

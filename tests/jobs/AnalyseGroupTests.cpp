@@ -150,10 +150,17 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
         CHECK (result.remarks[0].code == AnalysisRemark::startedAtRandom);
         CHECK (result.remarks[1].code == AnalysisRemark::shortPiece);
         applyAnalysis (shortGroup, result);
+        REQUIRE (shortGroup.analysis->bleed != nullptr);
+        REQUIRE (shortGroup.analysis->bleed->numDrums() == 3);
 
         for (const auto& track : shortGroup.tracks)
         {
             REQUIRE (track.rendered != nullptr);
+            // A track that ends early is no microphone of what sounds after its end.
+            const auto place = shortGroup.bleedPlaceOf (track);
+            REQUIRE (place);
+            CHECK (shortGroup.analysis->bleed->levelDb (*place, *place, std::nullopt, {})
+                   == Approx (0.0).margin (0.001));
             REQUIRE (track.rendered->lengthInFrames() == track.lengthInSamples());
             const auto frames = samplesOf (*track.rendered), source = samplesOf (*track.source);
             float worst = 0.0f;

@@ -373,7 +373,7 @@ void SubtractionSums (float* HWY_RESTRICT sums,
 
     for (std::size_t l = 0; l < lanes; l += vectorLanes)
     {
-        auto left = hn::Zero (tag), taken = left, masked = left, product = left;
+        auto left = hn::Zero (tag), taken = left, masked = left, product = left, foreign = left;
 
         for (std::size_t bin = 0; bin < numBins; ++bin)
         {
@@ -384,7 +384,9 @@ void SubtractionSums (float* HWY_RESTRICT sums,
                 hn::Sub (broadcast (1.0f), exponential (hn::Neg (attenuationOf (mask + bin * lanes + l))));
             left = hn::Add (left, squared (hn::Sub (re, sRe), hn::Sub (im, sIm)));
             taken = hn::Add (taken, squared (sRe, sIm));
-            masked = hn::Add (masked, hn::Mul (hn::Mul (share, share), squared (re, im)));
+            const auto part = hn::Mul (share, squared (re, im));
+            masked = hn::Add (masked, hn::Mul (share, part));
+            foreign = hn::Add (foreign, part);
             product = hn::Add (product, hn::Mul (share, hn::Add (hn::Mul (re, sRe), hn::Mul (im, sIm))));
         }
 
@@ -392,6 +394,43 @@ void SubtractionSums (float* HWY_RESTRICT sums,
         hn::StoreU (taken, tag, sums + lanes + l);
         hn::StoreU (masked, tag, sums + 2 * lanes + l);
         hn::StoreU (product, tag, sums + 3 * lanes + l);
+        hn::StoreU (foreign, tag, sums + 4 * lanes + l);
+    }
+}
+
+void ForeignPowers (float* HWY_RESTRICT foreign,
+                    const float* HWY_RESTRICT powers,
+                    const std::uint16_t* HWY_RESTRICT mask,
+                    std::size_t n)
+{
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        const auto share = hn::Sub (broadcast (1.0f), exponential (hn::Neg (attenuationOf (mask + i))));
+        hn::StoreU (hn::Mul (share, hn::LoadU (tag, powers + i)), tag, foreign + i);
+    }
+}
+
+void KeptPowers (float* HWY_RESTRICT sums,
+                 const float* HWY_RESTRICT foreign,
+                 const float* HWY_RESTRICT powers,
+                 const float* HWY_RESTRICT gains,
+                 std::size_t numBins)
+{
+    for (std::size_t l = 0; l < lanes; l += vectorLanes)
+    {
+        auto keptForeign = hn::Zero (tag), keptOwn = keptForeign;
+
+        for (auto i = l; i < numBins * lanes; i += lanes)
+        {
+            const auto gain = hn::LoadU (tag, gains + i), power = hn::LoadU (tag, powers + i);
+            const auto squared = hn::Mul (gain, gain), leaking = hn::LoadU (tag, foreign + i);
+            const auto own = hn::Sub (power, leaking), removed = hn::Sub (power, hn::Mul (power, squared));
+            keptForeign = hn::Add (keptForeign, hn::Mul (hn::Min (leaking, removed), squared));
+            keptOwn = hn::Add (keptOwn, hn::Mul (own, squared));
+        }
+
+        hn::StoreU (keptForeign, tag, sums + l);
+        hn::StoreU (keptOwn, tag, sums + lanes + l);
     }
 }
 
@@ -413,5 +452,7 @@ TESSIVAR_KERNEL (logarithms, Logarithms);
 TESSIVAR_KERNEL (layerGains, LayerGains);
 TESSIVAR_KERNEL (maskLayerGains, MaskLayerGains);
 TESSIVAR_KERNEL (subtractionSums, SubtractionSums);
+TESSIVAR_KERNEL (foreignPowers, ForeignPowers);
+TESSIVAR_KERNEL (keptPowers, KeptPowers);
 } // namespace tessivar::kernels
 #endif

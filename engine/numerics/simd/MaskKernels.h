@@ -79,11 +79,22 @@ extern const Kernel<void (
 extern const Kernel<void (float* gains, const GainEvidence& evidence, std::size_t numBins)> maskLayerGains;
 
 /** Sums over the bins of a band for sixteen frames of a track x, of what a subtraction takes from it, s, and
-    of what its mask m would take, (1 - m) x: |x - s|^2, |s|^2, |(1 - m) x|^2 and Re (s conj ((1 - m) x)), 16
-    floats each, one after the other. Spectra in lane layout.
+    of what its mask m would take, (1 - m) x: |x - s|^2, |s|^2, |(1 - m) x|^2, Re (s conj ((1 - m) x)) and
+    (1 - m) |x|^2, 16 floats each, one after the other. Spectra in lane layout.
 */
 extern const Kernel<void (
     float* sums, const float* track, const float* subtracted, const std::uint16_t* mask, std::size_t numBins)>
     subtractionSums;
+
+/** foreign = (1 - m) powers: the part of a track's power that the mask calls leakage. */
+extern const Kernel<void (float* foreign, const float* powers, const std::uint16_t* mask, std::size_t n)>
+    foreignPowers;
+
+/** What gains keep of a band for sixteen frames, summed over its bins: of leakage, min (foreign,
+    (1 - gain^2) powers) gain^2, as gains tell more than the mask does; and of the own drum, (powers -
+    foreign) gain^2; 16 floats each, one after the other. */
+extern const Kernel<void (
+    float* sums, const float* foreign, const float* powers, const float* gains, std::size_t numBins)>
+    keptPowers;
 
 } // namespace tessivar::kernels
