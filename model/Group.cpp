@@ -284,6 +284,7 @@ void Group::moveTracks (const std::vector<std::uint32_t>& trackIds, Group& targe
     {
         auto state = entry.track->state();
         state.analysedAs.reset(); // that was with other tracks
+        state.findings.bleedPlace.reset();
         entry = EditableTrack (new Track (std::move (state)));
     }
 

@@ -1,5 +1,6 @@
 #include "model/groupfile/GroupTail.h"
 
+#include "model/BleedMapText.h"
 #include "model/LittleEndian.h"
 #include "model/groupfile/PropertyList.h"
 #include "platform/DiskNames.h"
@@ -26,17 +27,17 @@ namespace key
 {
 constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysisMethod = "analysis.method", analysisSeed = "analysis.seed",
-               analysisTracks = "analysis.numTracks", excluded = "excluded", knobsTouched = "knobsTouched",
-               typeUnknown = "typeUnknown", sourcePath = "sourcePath", channel = "channel",
-               numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
+               analysisTracks = "analysis.numTracks", analysisBleed = "analysis.bleed", excluded = "excluded",
+               knobsTouched = "knobsTouched", typeUnknown = "typeUnknown", sourcePath = "sourcePath",
+               channel = "channel", numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
                floatingPoint = "floatingPoint", sourceChunks = "sourceChunks",
                analysedType = "analysed.drumType", analysedExcluded = "analysed.excluded",
                focusMatch = "findings.focusMatchDb", bestFocus = "findings.bestFocusUpTo",
                leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
                suggestedFocus = "findings.suggestedFocus", benefit = "findings.benefit",
                numHits = "findings.numHits", confidence = "findings.confidence",
-               sharedDrum = "findings.sharedDrum", fader = "kit.faderDb", solo = "kit.solo",
-               mute = "kit.mute";
+               sharedDrum = "findings.sharedDrum", bleedPlace = "findings.bleedPlace", fader = "kit.faderDb",
+               solo = "kit.solo", mute = "kit.mute";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -144,6 +145,9 @@ void addFindings (const TrackFindings& findings, Properties& properties)
 
     if (findings.sharedDrum > 0)
         properties.set (key::sharedDrum, juce::String (findings.sharedDrum));
+
+    if (findings.bleedPlace)
+        properties.set (key::bleedPlace, tessivar::textOf (std::uint64_t{ *findings.bleedPlace }));
 }
 
 TrackFindings takeFindings (PropertiesLeft& properties)
@@ -164,6 +168,10 @@ TrackFindings takeFindings (PropertiesLeft& properties)
     findings.confidence = doubleOf (properties.take (key::confidence));
     findings.suggestedFocus = doubleOf (properties.take (key::suggestedFocus));
     findings.sharedDrum = properties.takeInt (key::sharedDrum, 1, 1 << 20, 0);
+
+    if (const auto place = properties.takeInt (key::bleedPlace, 0, 1 << 20, -1); place >= 0)
+        findings.bleedPlace = static_cast<std::size_t> (place);
+
     return findings;
 }
 
@@ -378,11 +386,14 @@ std::optional<GroupState::Analysis> takeAnalysis (PropertiesLeft& properties)
     const auto method = parseAnalysisMethod (properties.take (key::analysisMethod).toRawUTF8());
     const auto seed = unsignedOf (properties.take (key::analysisSeed));
     const auto numTracks = properties.takeInt (key::analysisTracks, 0, 1 << 20, 0);
+    auto bleed = bleedMapFromText (properties.take (key::analysisBleed));
 
     if (! method || ! seed)
         return std::nullopt;
 
-    return GroupState::Analysis{ *method, *seed, numTracks };
+    return GroupState::Analysis{
+        *method, *seed, numTracks, bleed ? std::make_shared<const BleedMap> (*std::move (bleed)) : nullptr
+    };
 }
 } // namespace
 
@@ -413,6 +424,9 @@ GroupTail groupTailFor (const GroupState& state)
         properties.set (key::analysisMethod, analysisMethodKey (state.analysis->method));
         properties.set (key::analysisSeed, tessivar::textOf (state.analysis->seed));
         properties.set (key::analysisTracks, juce::String (state.analysis->numTracks));
+
+        if (state.analysis->bleed != nullptr)
+            properties.set (key::analysisBleed, toText (*state.analysis->bleed));
     }
 
     properties.addArray (state.unknownProperties);

@@ -51,7 +51,12 @@ GroupState smallGroup (std::int64_t numFrames)
     GroupState group;
     group.name = juce::CharPointer_UTF8 ("Take 3 \xe2\x80\x93 stage");
     group.method = AnalysisMethod::refined;
-    group.analysis = GroupState::Analysis{ AnalysisMethod::refined, 0xfedcba9876543210u, 3 };
+    BleedMap bleed (2);
+    bleed.power (0, 1, 3, 0) = 1.0f / 3.0f;
+    bleed.power (1, 1, 7, 5) = 1.0e20f;
+    group.analysis = GroupState::Analysis{
+        AnalysisMethod::refined, 0xfedcba9876543210u, 3, std::make_shared<const BleedMap> (bleed)
+    };
     group.unknownProperties.set ("colour of the Group", "green");
     group.tracks = { trackWith ("Kick in", DrumType::kick, numFrames, true, 1),
                      trackWith ("Snare", DrumType::snare, numFrames + 17, false, 2),
@@ -78,6 +83,7 @@ GroupState smallGroup (std::int64_t numFrames)
     kick.findings.confidence = 0.93;
     kick.findings.sharedDrum = 3;
     kick.strip = { -7.3f, true, false };
+    kick.findings.bleedPlace = 1;
     kick.unknownProperties.set ("x", "1");
 
     SourceChunks chunks;

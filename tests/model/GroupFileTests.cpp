@@ -1,3 +1,4 @@
+#include "model/BleedMapText.h"
 #include "model/LittleEndian.h"
 #include "model/groupfile/GroupFileVerification.h"
 #include "model/groupfile/GroupTail.h"
@@ -111,6 +112,39 @@ TEST_CASE ("A Group in a file", "[model][groupfile]")
             levels.push_back (track.strip.faderDb);
 
         CHECK (levels == std::vector{ 6.0f, -60.0f, 0.0f, 0.0f, -12.5f });
+    }
+
+    SECTION ("is read without its bleed map when that is none")
+    {
+        FoundTail found;
+        found.isOurs = true;
+        const auto read = [&] (const juce::String& bleed)
+        {
+            found.tail = groupTailFor (group);
+            found.tail.properties.set ("analysis.bleed", bleed);
+            found.tail.tracks[0].properties.set ("findings.bleedPlace", "2");
+            juce::StringArray notes;
+            const auto state = groupStateFrom (found, {}, notes);
+            REQUIRE (state.analysis);
+            CHECK_FALSE (state.bleedPlaceOf (state.tracks[0])); // past the map's end, or without one
+            return state.analysis->bleed != nullptr;
+        };
+
+        const auto whole = toText (*group.analysis->bleed);
+        auto values =
+            std::vector (group.analysis->bleed->values().begin(), group.analysis->bleed->values().end());
+        CHECK (read (whole));
+        CHECK_FALSE (read ("1" + whole.fromFirstOccurrenceOf (":", true, false)));
+        CHECK_FALSE (read ("-2" + whole.fromFirstOccurrenceOf (":", true, false)));
+        CHECK_FALSE (read (whole.dropLastCharacters (8)));
+        CHECK_FALSE (read ("2:!"));
+
+        for (const auto bad : { -1.0f, std::nanf (""), std::numeric_limits<float>::infinity() })
+        {
+            values[0] = bad;
+            CHECK_FALSE (
+                read ("2:" + juce::Base64::toBase64 (values.data(), values.size() * sizeof (float))));
+        }
     }
 
     SECTION ("without tracks, and one with the most there can be, too")
