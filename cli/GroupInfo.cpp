@@ -1,5 +1,6 @@
 #include "cli/GroupInfo.h"
 
+#include "cli/BleedReport.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
@@ -67,6 +68,7 @@ Json trackToJson (const GroupState& group, std::size_t index)
     json["suggestedFocus"] = valueOrNull (track.findings.suggestedFocus);
     json["leakageDb"] = track.findings.suggestedFocus ? Json (track.findings.leakageDb) : Json();
     json["sameDrumAs"] = jsonTexts (group.namesSharingDrumWith (index));
+    json["bleed"] = bleedToJson (group, index, track.soundingKnobs());
     json["sampleRate"] = track.sourceInfo.sampleRate;
     json["lengthInSamples"] = track.lengthInSamples();
     json["bitsPerSample"] = track.sourceInfo.bitsPerSample;
@@ -103,7 +105,9 @@ std::string formatGroupInfo (const juce::File& file, const LoadedGroup& loaded)
                           track.record.selected() == KnobSetting::a ? "A" : "B",
                           printable (track.sourceInfo.file.getFileName())
                               + (track.sourceInfo.file.existsAsFile() ? "" : " (not found)") });
-    return text.toStdString() + "\n" + formatTable (rows);
+    const auto bleed = formatBleed (group);
+    return text.toStdString() + "\n" + formatTable (rows)
+           + (bleed.empty() ? "" : "\nDrums (columns) in microphones (rows), against their own:\n" + bleed);
 }
 
 Json groupInfoToJson (const juce::File& file, const LoadedGroup& loaded)

@@ -1,5 +1,6 @@
 #include "cli/ProcessReport.h"
 
+#include "cli/BleedReport.h"
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "report/ReportFacts.h"
@@ -278,6 +279,7 @@ Json trackToJson (const ProcessReport& report, std::size_t index)
         isSuggested && track.findings.confidence ? Json (*track.findings.confidence) : Json();
     json["evidence"] = isSuggested ? evidenceToJson (track.findings) : Json();
     json["sameDrumAs"] = jsonTexts (report.group.namesSharingDrumWith (index));
+    json["bleed"] = isOpen ? Json() : bleedToJson (report.group, index, reported.knobs);
 
     const bool written = reported.isWritten();
     json["written"] = written;
