@@ -78,7 +78,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
       player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
       menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()), meter (images),
       dock (images), transport (images), tooltips (this), prompts (scrim, images),
-      tracks (workspace, prompts), dragOut (workspace, tracks),
+      tracks (workspace, prompts), dragOut (workspace, tracks), bleed (wave, player, tracks),
       work (workspace, runner, prompts, resourceFolder), presenter (workspace, wave.waveforms, work),
       files (work), unsaved (workspace, work, prompts, images),
       dialogs ({ workspace, player, tracks, runner, prompts, images, *this, resourceFolder, log })
@@ -106,7 +106,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
                                                                 &transport })
         addAndMakeVisible (child);
 
-    for (auto* child : std::initializer_list<juce::Component*>{ &empty, &dropOverlay, &scrim })
+    for (auto* child : std::initializer_list<juce::Component*>{ &bleed.view, &empty, &dropOverlay, &scrim })
         addChildComponent (child);
 
     wireCommands();
@@ -203,6 +203,7 @@ void MainComponent::resized()
     meter.setBounds (area.removeFromRight (MeterColumn::width));
     area.removeFromRight (seam);
     wave.view.setBounds (area);
+    bleed.view.setBounds (area);
 }
 
 //============================================================================================================
@@ -344,6 +345,13 @@ void MainComponent::wireWave()
         browser.getList().setLevels (presenter.levelsAt (position));
     };
     wave.view.onHintButton = [this] { perform (Verb::analyzeGroup); };
+    wave.header.onBleedShown = [this] (bool shouldShow) { bleed.setOpen (shouldShow); };
+    bleed.onChanged = [this] { refresh(); };
+    bleed.view.onAnalyze = [this]
+    {
+        perform (Verb::methodRefined);
+        perform (Verb::analyzeGroup);
+    };
 }
 
 void MainComponent::wireDock()
@@ -489,7 +497,7 @@ bool MainComponent::isBlocked() const
 
 VerbTargets MainComponent::targets (const Track::Ptr& clicked)
 {
-    return { *this, dialogs, tracks, wave, work, player, clicked };
+    return { *this, dialogs, tracks, wave, bleed, work, player, clicked };
 }
 
 void MainComponent::perform (const VerbEntry& entry, const Track::Ptr& clicked)
@@ -596,8 +604,8 @@ void MainComponent::moveToArea (int step)
 {
     std::vector<juce::Component*> areas;
 
-    for (auto* area :
-         std::initializer_list<juce::Component*>{ &browser, &empty, &wave.view, &dock, &transport })
+    for (auto* area : std::initializer_list<juce::Component*>{
+             &browser, &empty, &wave.view, &bleed.view, &dock, &transport })
         if (area->isShowing())
             areas.push_back (area);
 
@@ -835,6 +843,7 @@ void MainComponent::showTrack()
     dock.setVisible (track != nullptr);
     wave.show (tracks.group(), track);
     meter.setTake (wave.view.reductionOfTake());
+    bleed.show (tracks.group(), track);
 
     if (track != nullptr)
     {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/BleedController.h"
 #include "app/BrowserPresenter.h"
 #include "app/Commands.h"
 #include "app/FilesFromOutside.h"
@@ -186,6 +187,7 @@ private:
     DialogPrompts prompts;
     TrackActions tracks;
     RowDragOut dragOut;
+    BleedController bleed;
     GroupWork work;
     BrowserPresenter presenter;
     FilesFromOutside files;

@@ -1,5 +1,6 @@
 #include "app/Verbs.h"
 
+#include "app/BleedController.h"
 #include "app/GroupWork.h"
 #include "app/KnobExchange.h"
 #include "app/MainComponent.h"
@@ -351,6 +352,9 @@ std::vector<VerbEntry> makeVerbs()
         Entry (V::showOrHideSpectrum, "showOrHideSpectrum", A::waveform, "Spectrum").keys ({ key ('G') })
             .onSheet ("Show or hide the spectrum").ticked ([] (T t) { return t.wave.isSpectrumShown(); })
             .does ([] (T t) { t.wave.setSpectrumShown (! t.wave.isSpectrumShown()); }),
+        Entry (V::bleedMap, "bleedMap", A::waveform, "Bleed map").keys ({ key ('M') })
+            .does ([] (T t) { t.bleed.setOpen (! t.bleed.isOpen()); }).when (hasTrack)
+            .ticked ([] (T t) { return t.bleed.isOpen(); }),
 
         Entry (V::nextArea, "nextArea", A::window, "Next, previous area").keys ({ key (Key::F6Key) })
             .does ([] (T t) { t.window.moveToArea (1); }),
@@ -408,7 +412,8 @@ const std::vector<MenuLine> trackMenu{
     separator, V::removeTrack, separator, V::undo, V::redo };
 
 const std::vector<MenuLine> groupMenu{
-    V::renameGroup, V::playWholeGroup, separator, methods, V::analyzeGroup, V::exportGroup, separator,
+    V::renameGroup, V::playWholeGroup, V::bleedMap, separator, methods, V::analyzeGroup, V::exportGroup,
+    separator,
     V::saveGroup, V::saveGroupAs, separator, V::closeSelectedGroup, separator, V::undo, V::redo };
 
 const std::vector<MenuLine> presetMenu{

@@ -12,6 +12,7 @@
 namespace tessivar
 {
 
+class BleedController;
 class GroupWork;
 class MainComponent;
 class Player;
@@ -41,7 +42,7 @@ enum class Verb
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
     loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,
-    follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved, showOrHideSpectrum,
+    follow, volumeUp, volumeDown, showOrHideKept, showOrHideRemoved, showOrHideSpectrum, bleedMap,
     zoomIn, zoomOut, zoomInVertically, zoomOutVertically, fit, zoomToSelection,
     clearSelection, clearMeter, nextArea, previousArea, browserNarrower, browserWider, menuBar,
     openMenu, // of several entries, one for each menu
@@ -56,6 +57,7 @@ struct VerbTargets
     WindowDialogs& dialogs;
     TrackActions& tracks;
     WaveController& wave;
+    BleedController& bleed;
     GroupWork& work;
     Player& player;
     Track::Ptr clicked; // whose menu is open; null: the selected track

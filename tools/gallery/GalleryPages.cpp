@@ -12,6 +12,7 @@
 #include "ui/TessivarKnobComponent.h"
 #include "ui/TessivarLookAndFeel.h"
 #include "ui/TessivarSuppressionMeterComponent.h"
+#include "ui/bleed/BleedView.h"
 #include "ui/browser/BrowserView.h"
 #include "ui/dock/SettingDock.h"
 #include "ui/transport/TransportBar.h"
@@ -218,13 +219,39 @@ std::unique_ptr<juce::Component> emptyPage (const ResourceImages& images)
     return sheet;
 }
 
+std::unique_ptr<juce::Component> bleedPage (const ResourceImages&)
+{
+    auto sheet = std::make_unique<GallerySheet> (1280, 1220, palette::window);
+    const auto add = [&] (std::size_t numDrums, juce::Rectangle<int> bounds)
+    {
+        auto& view = sheet->add (std::make_unique<BleedView>());
+        view.setBounds (bounds);
+        view.bandsOf = [] (std::size_t, std::size_t)
+        {
+            std::vector<BleedBand> bands;
+
+            for (const auto* name : { "to 120 Hz", "120 to 240", "240 to 480", "from 480" })
+                bands.push_back ({ { -31.2, -44.0 }, name });
+
+            return bands;
+        };
+        view.setState (bleedSample (numDrums));
+    };
+    add (7, { 0, 0, 660, 400 });
+    add (0, { 670, 0, 610, 200 });
+    add (1, { 670, 210, 610, 190 });
+    add (24, { 0, 410, 1280, 800 });
+    return sheet;
+}
+
 } // namespace
 
 std::vector<GalleryPage> galleryPages()
 {
     return { { "knobs", knobPage },  { "meter", meterPage },     { "small controls", smallControlsPage },
              { "dock", dockPage },   { "browser", browserPage }, { "transport", transportPage },
-             { "empty", emptyPage }, { "dialogs", dialogsPage }, { "menus", menusPage } };
+             { "empty", emptyPage }, { "bleed", bleedPage },     { "dialogs", dialogsPage },
+             { "menus", menusPage } };
 }
 
 } // namespace tessivar::test

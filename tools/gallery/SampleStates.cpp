@@ -1,7 +1,9 @@
 #include "tools/gallery/SampleStates.h"
 
 #include "terms/DrumType.h"
+#include "ui/DrumDrawing.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tessivar::test
@@ -105,6 +107,45 @@ DockState dockSample()
         { { 1.0f, 0.0f }, { 1.0f, 0.0f }, { 0.5f, 0.09f }, { 0.0f, 0.18f }, { 0.0f, 0.18f }, { 0.0f, 0.18f } }
     };
     state.suggestedFocus = 3.8f;
+    return state;
+}
+
+BleedState bleedSample (std::size_t numDrums)
+{
+    BleedState state;
+    state.selectedTrack = 11;
+
+    if (numDrums == 0)
+    {
+        state.message = "Analyze by the refined method to see whose leakage is in here.";
+        state.buttonText = "Analyze Group";
+    }
+
+    for (std::size_t i = 0; i < numDrums; ++i)
+    {
+        const auto type = drumTypeChooserOrder[i % 6];
+        state.drums.push_back ({ static_cast<std::uint32_t> (10 + i),
+                                 drumName (type) + (i < 6 ? juce::String() : " " + juce::String (i / 6 + 1)),
+                                 drumColour (type),
+                                 drumIcon (type) });
+
+        for (std::size_t j = 0; j < numDrums; ++j)
+        {
+            BleedState::Cell cell;
+            cell.isSameDrum = i != j && std::min (i, j) + 2 == numDrums;
+
+            if (i == j)
+                cell.before = cell.after = 0.0;
+            else if (! cell.isSameDrum && (i + 2 * j) % 5 != 0)
+            {
+                cell.before = 4.0 - static_cast<double> ((7 * i + 11 * j) % 53);
+                cell.after = *cell.before - 5.0 - static_cast<double> ((3 * i + j) % 17);
+            }
+
+            state.cells.push_back (cell);
+        }
+    }
+
     return state;
 }
 

@@ -32,6 +32,9 @@ WaveTrackHeader::WaveTrackHeader()
     larger.onClick = [this] { call (onZoomSteps, 1); };
     zoomToSelection.onClick = [this] { call (onZoomToSelection); };
     fit.onClick = [this] { call (onFit); };
+    addAndMakeVisible (bleed);
+    bleed.setTooltip ("Show or hide the bleed map: whose leakage is in which microphone [M]");
+    bleed.onClick = [this] { call (onBleedShown, ! bleed.getToggleState()); };
     setContent ({});
 }
 
@@ -59,6 +62,8 @@ void WaveTrackHeader::setSlider (juce::Slider* newSlider)
 void WaveTrackHeader::resized()
 {
     auto area = getLocalBounds().withTrimmedRight (13).withSizeKeepingCentre (getWidth() - 13, 28).withX (0);
+    bleed.setBounds (area.removeFromRight (28));
+    area.removeFromRight (6);
     fit.setBounds (area.removeFromRight (28));
     area.removeFromRight (2);
     zoomToSelection.setBounds (area.removeFromRight (28));

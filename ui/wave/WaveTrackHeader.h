@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/Buttons.h"
 #include "ui/Palette.h"
 #include "ui/wave/WaveButtons.h"
 #include "ui/wave/WaveContent.h"
@@ -33,6 +34,7 @@ public:
     std::function<void (int steps)> onZoomSteps;
     std::function<void()> onZoomToSelection;
     std::function<void()> onFit;
+    std::function<void (bool shouldShow)> onBleedShown;
 
     /** The legend shows only for a track with two layers. */
     void setContent (const Content& newContent);
@@ -41,6 +43,7 @@ public:
     void showOrHideKept() { showOrHide (kept); }
     void showOrHideRemoved() { showOrHide (removed); }
     void setSpectrumShown (bool isShown) { spectrum.setToggleState (isShown, juce::dontSendNotification); }
+    void setBleedShown (bool isShown) { bleed.setToggleState (isShown, juce::dontSendNotification); }
     void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
 
     void paint (juce::Graphics& g) override;
@@ -61,6 +64,7 @@ private:
     WaveIconButton larger{ "Zoom in", Icon::plus, 11.0f, palette::outline };
     WaveIconButton zoomToSelection{ "Zoom to selection", Icon::zoomToSelection, 16.0f, palette::textMid };
     WaveIconButton fit{ "Show the whole track", Icon::fit, 16.0f, palette::textMid };
+    IconButton bleed{ "Bleed map", Icon::microphone };
     juce::Component::SafePointer<juce::Slider> slider;
     int dividerX = 0;
     int textEnd = 0; // x where the facts must end
