@@ -2,6 +2,7 @@
 
 #include "model/ForeignText.h"
 #include "model/Version.h"
+#include "report/BleedTables.h"
 #include "report/Html.h"
 #include "report/Passages.h"
 #include "report/ReportTexts.h"
@@ -321,12 +322,7 @@ private:
     {
         const auto section = page.element ("section");
         page.leaf ("h2", "Leakage between the microphones");
-        page.leaf ("p",
-                   content.method == AnalysisMethod::refined
-                       ? "This analysis was made before the program kept a map of the leakage. A new "
-                         "analysis makes one."
-                       : "The standard method makes no map of the leakage; the refined one does.",
-                   { { "class", "quiet" } });
+        writeBleedTables (page, content.group, content.method);
     }
 
     Outcome writeTrack (std::size_t index, bool withAudio)

@@ -149,6 +149,27 @@ TEST_CASE ("A report", "[report][page]")
         CHECK (data["tracks"][4]["doubts"][0] == "unreadable");
         CHECK (data["numDoubtful"] == 5);
 
+        // A map of what leaks: the first track's drum into the second, and half of it gone at full Focus.
+        group.tracks = { toneTrack ("Snare"), toneTrack ("Kick") };
+        auto map = std::make_shared<BleedMap> (2);
+
+        for (std::size_t i = 0; i < 2; ++i)
+        {
+            group.tracks[i].findings.bleedPlace = i;
+
+            for (std::size_t focus = 0; focus < BleedMap::numFocusSteps; ++focus)
+                map->power (i, i, 3, focus) = 10.0f;
+        }
+
+        map->power (1, 0, 3, 0) = 1.0f;
+        map->power (1, 0, 3, 5) = 0.1f;
+        group.analysis->bleed = map;
+        REQUIRE (writeReport (contentOf (group, {}), { .file = file, .overwrite = true }).isOk());
+        const auto minus = juce::String::charToString (0x2212);
+        const auto table = parsed (file)["text"].get<std::string>();
+        CHECK_THAT (table, Contains (("Kick " + minus + "10.0 0.0").toStdString()));
+        CHECK_THAT (table, Contains (("Kick " + minus + "20.0 0.0").toStdString()));
+
         // No analysis at all, and a single track.
         group.tracks = { trackOf ("Alone", loud) };
         group.analysis.reset();
