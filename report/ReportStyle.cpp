@@ -62,7 +62,7 @@ background:linear-gradient(to right,var(--ember) calc(var(--part)*100%),var(--li
 .bleed caption{caption-side:top;padding:0 0 6px;color:var(--mid)}
 .bleed th,.bleed td{padding:5px 8px;text-align:right;font-size:13px}
 .bleed th{font-weight:400;color:var(--mid);text-align:left;white-space:nowrap}
-.bleed thead th{text-align:right}
+.bleed thead th{text-align:right;white-space:normal;vertical-align:bottom}
 .bleed td{background:color-mix(in srgb,var(--ember) calc(var(--part,0)*60%),transparent)}
 .bleed .own{color:var(--low);background:var(--plot)}
 .wide .bleed th,.wide .bleed td{padding:4px 5px;font-size:11px}

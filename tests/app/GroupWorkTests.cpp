@@ -80,6 +80,7 @@ TEST_CASE ("Work on a Group from its files to its exports", "[app][work]")
         rig.choose ({ rig.folder.getChildFile ("Take 12:30").getFullPathName() });
         rig.work.exportReport (group);
         CHECK (rig.folder.getChildFile ("Take 12:30.html").loadFileAsString().contains ("<h3>Kick In"));
+        rig.choose ({ exports.getFullPathName() });
 
         rig.work.close (group);
         CHECK (rig.workspace.numGroups() == 0);
