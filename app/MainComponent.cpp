@@ -723,9 +723,9 @@ void MainComponent::reopenLastSession()
     if (isBlocked() || ! session)
         return;
 
-    auto files = session->files;
-    std::erase_if (files, [] (const juce::File& file) { return ! file.existsAsFile(); });
-    work.open (files);
+    auto there = session->files;
+    std::erase_if (there, [] (const juce::File& file) { return ! file.existsAsFile(); });
+    work.open (there);
     session->show (workspace, tracks);
     refresh();
     session->show (wave);
