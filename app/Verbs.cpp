@@ -407,7 +407,8 @@ const std::vector<MenuLine> menus[] = {
 const std::vector<MenuLine> trackMenu{
     V::includeOrExclude, drumTypes, separator, V::copyAToB, V::copyBToA, V::applyToType,
     V::copySettings, V::pasteSettings, presets, separator,
-    V::playWholeGroup, V::solo, V::mute, separator, V::equalLoudness, V::blindTest, V::showOrHideSpectrum, separator,
+    V::playWholeGroup, V::solo, V::mute, separator, V::equalLoudness, V::blindTest, V::showOrHideSpectrum,
+    separator,
     V::duplicateTrack, V::exportTrack, V::showSource, V::locateSource,
     separator, V::removeTrack, separator, V::undo, V::redo };
 

@@ -38,7 +38,8 @@ enum class Verb
     toggleSetting, toggleSettingOfGroup, focusUp, focusDown, focusUpCoarse, focusDownCoarse,
     fineUp, fineDown, fineUpCoarse, fineDownCoarse, typeFocus, typeFine, resetKnobs,
     copySetting, copyAToB, copyBToA, applyToType, copySettings, pasteSettings,
-    applyPreset, savePreset, presetForNewTracks, forgetPreset, bypass, removed, solo, mute, equalLoudness, blindTest,
+    applyPreset, savePreset, presetForNewTracks, forgetPreset,
+    bypass, removed, solo, mute, equalLoudness, blindTest,
 
     playOrStop, nudgeBack, nudgeForward, nudgeBackCoarse, nudgeForwardCoarse, toStart, toEnd,
     loop, loopIn, loopOut, nextHit, previousHit, selectNextHit, selectPreviousHit,

@@ -5,7 +5,8 @@
 namespace tessivar
 {
 
-/** How a track is heard while all tracks of its Group play together. An aid to listening: no export knows it. */
+/** How a track is heard while all tracks of its Group play together. An aid to listening: no export knows
+    it. */
 struct MixStrip
 {
     static constexpr float lowestDb = -60.0f, highestDb = 6.0f;

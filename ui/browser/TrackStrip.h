@@ -11,7 +11,8 @@ namespace tessivar
 juce::String faderText (float levelDb);
 
 /** A small horizontal fader, in dB, that rests at 0 dB. A double-click or Backspace takes it there; the wheel
-    moves it by half a dB and so do Left and Right while it has the focus, with Ctrl by a tenth, with Shift by three dB.
+    moves it by half a dB and so do Left and Right while it has the focus, with Ctrl by a tenth, with Shift by
+    three dB.
 */
 class StripFader : public juce::Slider
 {

@@ -122,7 +122,7 @@ void SettingSwitch::resized()
     reset.setBounds (row.removeFromRight (53));
     row.removeFromRight (6);
     copy.setBounds (row);
-    row = { inset, 162, getWidth() - 2 * inset, 28 };
+    row = { inset - 8, 162, getWidth() - 2 * inset + 16, 28 }; // their words stand within the inset
     presets.setBounds (row.removeFromRight (presets.idealWidth()));
     blindTest.setBounds (row);
     for (auto* button : { &copy, &reset, &blindTest, &presets })

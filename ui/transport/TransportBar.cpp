@@ -11,7 +11,7 @@ namespace
 {
 
 constexpr int radioGroup = 1; // Track and Kit
-constexpr int trackWidth = 52, kitWidth = 42;
+constexpr int trackWidth = 54, kitWidth = 42;
 constexpr int seam = 1; // at the top; the rest is centred below it
 
 } // namespace

@@ -11,10 +11,10 @@
 namespace tessivar
 {
 
-/** Where the loud hits of a track begin, in seconds, ascending, accurate to a base block (5 ms at 48 kHz); see
-    terms/HitFinding. `processed` may be null; with it, heights are those of the processed signal as estimated
-    with `weights`, and leakage from other drums counts for little. Reads every ready base block once: about
-    5 ms for 20 minutes.
+/** Where the loud hits of a track begin, in seconds, ascending, accurate to a base block (5 ms at 48 kHz);
+    see terms/HitFinding. `processed` may be null; with it, heights are those of the processed signal as
+    estimated with `weights`, and leakage from other drums counts for little. Reads every ready base block
+    once: about 5 ms for 20 minutes.
 */
 [[nodiscard]] std::vector<double> findStrongHits (const EnvelopePyramid& source,
                                                   const ChannelEnergyPyramid* processed,
