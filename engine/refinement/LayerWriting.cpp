@@ -41,12 +41,13 @@ public:
                     std::span<const std::size_t> l,
                     const LayerEvidence& e,
                     const std::optional<SamplePlane>& whatIsLeft,
+                    const std::optional<LowSignal>& whatIsToGo,
                     BleedRow& bleedRow,
                     ComponentSink& s,
                     Workspace& workspace)
         : bands (r.bands), shape (r.shape), track (r.tracks[t]), findings (r.findings (t)), layers (l),
-          evidence (e), remainder (whatIsLeft), row (bleedRow), sink (s), w (workspace),
-          effect (static_cast<float> (supportedEffect (findings)))
+          evidence (e), remainder (whatIsLeft), lowLeakage (whatIsToGo), row (bleedRow), sink (s),
+          w (workspace), effect (static_cast<float> (supportedEffect (findings)))
     {
     }
 
@@ -169,6 +170,16 @@ private:
 
         w.forward (w.sourceFrames);
         w.smoothPowers (w.sourcePowers, w.sourceFrames);
+
+        // Evidence and gains are those of the remainder as it was.
+        if (lowLeakage)
+        {
+            const auto& leakage = w.low.forward (*lowLeakage, first);
+
+            for (std::size_t i = 0; i < lowBand::numBins * 2 * blockFrames; ++i)
+                w.spectrum[i] -= leakage[i];
+        }
+
         kernels::delayFrames (w.spectrum.data(), w.lastFrame.data(), 2 * shape.numBins);
         w.fft.prepare (w.spectrum.data());
 
@@ -236,6 +247,7 @@ private:
     const std::span<const std::size_t> layers;
     const LayerEvidence& evidence;
     const std::optional<SamplePlane>& remainder;
+    const std::optional<LowSignal>& lowLeakage;
     BleedRow& row;
     ComponentSink& sink;
     Workspace& w;
@@ -247,6 +259,7 @@ bool writeLayers (RefinementRun& run,
                   std::size_t track,
                   const LayerEvidence& evidence,
                   const std::optional<SamplePlane>& remainder,
+                  const std::optional<LowSignal>& lowLeakage,
                   BleedMap& map,
                   ProgressRange progress)
 {
@@ -267,8 +280,10 @@ bool writeLayers (RefinementRun& run,
 
     if (! run.forEach (stretches.size(),
                        progress,
-                       [&] (std::size_t item, Workspace& w) {
-                           return StretchWriting (run, track, layers, evidence, remainder, row, *sink, w)
+                       [&] (std::size_t item, Workspace& w)
+                       {
+                           return StretchWriting (
+                                      run, track, layers, evidence, remainder, lowLeakage, row, *sink, w)
                                .write (stretches[item]);
                        }))
         return false;

@@ -40,7 +40,8 @@ public:
     {
     }
 
-    [[nodiscard]] AnalysisStatus process (const Stretch& stretch, const Remainders& remainders)
+    [[nodiscard]] AnalysisStatus
+    process (const Stretch& stretch, const Remainders& remainders, LowSignals& low)
     {
         prepare();
 
@@ -54,6 +55,7 @@ public:
 
             addLeakage();
             sumUp (stretch, block);
+            writeLowBand (stretch.completedBy (block), low);
 
             for (const auto i : ends.microphones)
                 if (! write (i, stretch.completedBy (block), *remainders[i]))
@@ -77,6 +79,8 @@ private:
             of (i).frames.restart();
             of (i).last.clear();
             of (i).carry.clear();
+            of (i).lowDrumCarry.clear();
+            of (i).lowRemainderCarry.clear();
         }
 
         const auto numFloats = drumStride * ends.drums.size();
@@ -194,6 +198,32 @@ private:
         }
     }
 
+    /** The low band of masked drums, and of what is left in the microphones. */
+    void writeLowBand (const Stretch::Part& part, LowSignals& low)
+    {
+        constexpr auto numGains = lowBand::numBins * blockFrames, numFloats = 2 * numGains;
+        auto* const gains = w.low.gains.data();
+
+        for (const auto j : ends.drums)
+        {
+            kernels::maskGains (gains, of (j).mask.data(), LeakagePaths::maskExponent, numGains);
+            low.drums[j]->write (part, w.low.overlap (of (j).spectrum.data(), gains, of (j).lowDrumCarry));
+        }
+
+        std::fill_n (gains, numGains, 1.0f);
+
+        for (const auto i : ends.microphones)
+        {
+            auto& track = of (i);
+
+            for (std::size_t k = 0; k < numFloats; ++k)
+                w.spectrum[k] = track.spectrum[k] - track.leakage[k];
+
+            low.microphones[i]->write (part,
+                                       w.low.overlap (w.spectrum.data(), gains, track.lowRemainderCarry));
+        }
+    }
+
     [[nodiscard]] bool write (std::size_t microphone, const Stretch::Part& part, const SamplePlane& remainder)
     {
         auto& track = of (microphone);
@@ -259,8 +289,8 @@ PathEnds findEnds (const RefinementRun& run)
 }
 } // namespace
 
-std::optional<Remainders>
-subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress)
+std::optional<Remainders> subtractLeakage (
+    RefinementRun& run, FittedModel& model, const Masks& masks, LowSignals& low, ProgressRange progress)
 {
     const auto ends = findEnds (run);
     Remainders remainders (run.tracks.size());
@@ -275,8 +305,12 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
 
     std::vector<TakenSums> taken;
 
+    for (const auto j : ends.drums)
+        low.drums[j].emplace (run.shape);
+
     for (const auto i : ends.microphones)
     {
+        low.microphones[i].emplace (run.shape);
         remainders[i].emplace (std::move (model.tracks[i].spare));
         model.tracks[i].evidence.beginRemainder();
         taken.emplace_back (static_cast<std::size_t> (run.shape.numFrames));
@@ -289,7 +323,7 @@ subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, Pro
                        [&] (std::size_t item, Workspace& w)
                        {
                            return StretchSubtraction (run, model, ends, paths, masks, taken, w)
-                               .process (stretches[item], remainders);
+                               .process (stretches[item], remainders, low);
                        }))
         return std::nullopt;
 

@@ -2,6 +2,7 @@
 
 #include "engine/refinement/CommonHits.h"
 #include "engine/refinement/LeakagePaths.h"
+#include "engine/refinement/LowPaths.h"
 #include "engine/refinement/RefinementPasses.h"
 
 #include <optional>
@@ -65,12 +66,19 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
     if (! run.forEachTrack ({ 0.51, 0.65 }, findDrum))
         return run.status();
 
-    const auto remainders = subtractLeakage (run, *model, masks, { 0.65, 0.75 });
+    LowSignals low (tracks.size());
+    const auto remainders = subtractLeakage (run, *model, masks, low, { 0.65, 0.75 });
 
     if (! remainders)
         return run.status();
 
-    if (! weighRemainders (run, *model, { 0.75, 0.76 }))
+    if (! weighRemainders (run, *model, { 0.75, 0.755 }))
+        return run.status();
+
+    if (! takeLowBand (run, *model, masks, logRatios, low, { 0.755, 0.758 }))
+        return run.status();
+
+    if (! predictLowLeakage (run, model->bins, model->silent, low, { 0.758, 0.76 }))
         return run.status();
 
     auto map = mapSources (run, *model, { 0.76, 0.765 });
@@ -85,6 +93,7 @@ AnalysisStatus refineTracks (std::span<const RefinementTrack> tracks,
                             track,
                             { *masks[track], *logRatios[track], model->tracks[track].evidence, model->drums },
                             (*remainders)[track],
+                            low.microphones[track],
                             *map,
                             range);
     };
@@ -115,7 +124,8 @@ AnalysisForecast forecastRefinement (const AnalysisShape& analysisShape, int num
     forecast.memoryBytes =
         workers * (modelBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + segment)
         + evidence + bleedBytes (shape, static_cast<std::size_t> (analysisShape.numRendered))
-        + pathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + (32u << 20);
+        + pathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered))
+        + lowPathBytes (shape, static_cast<std::size_t> (analysisShape.numRendered)) + (32u << 20);
     forecast.scratchBytes = 2 * planesPerTrack * tracks * frames * shape.numBins;
     return forecast;
 }

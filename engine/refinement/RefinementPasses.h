@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/refinement/DrumPowers.h"
+#include "engine/refinement/LowBand.h"
 #include "engine/refinement/Planes.h"
 #include "engine/refinement/RefinementRun.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -156,11 +157,21 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 using Masks = std::vector<std::optional<MaskPlane>>;        // by track; none for tracks that pass through
 using Remainders = std::vector<std::optional<SamplePlane>>; // by track; none where nothing was subtracted
 
+/** The low band of tracks; none for tracks that have no part in it. */
+struct LowSignals
+{
+    explicit LowSignals (std::size_t numTracks) : drums (numTracks), microphones (numTracks) {}
+
+    std::vector<std::optional<LowSignal>> drums;       // masked tracks that are subtracted from the others
+    std::vector<std::optional<LowSignal>> microphones; // what is left of them, see LowPaths.h
+};
+
 /** Subtracts from every microphone what the masked drums of the others give in it (LeakagePaths), phase and
     all. A mask can only turn down a bin in which the own drum and leakage sound together; this takes the
-    leakage out from under the drum. What remains, above all its own drum, is what the layers are made of. */
-[[nodiscard]] std::optional<Remainders>
-subtractLeakage (RefinementRun& run, FittedModel& model, const Masks& masks, ProgressRange progress);
+    leakage out from under the drum. What remains, above all its own drum, is what the layers are made of.
+    Masked drums and remainders also come as low-band signals. */
+[[nodiscard]] std::optional<Remainders> subtractLeakage (
+    RefinementRun& run, FittedModel& model, const Masks& masks, LowSignals& low, ProgressRange progress);
 
 /** Weighs what the subtraction has left of all tracks, for their gains, and what it took, for how sure the
     findings are. */
@@ -180,12 +191,14 @@ struct LayerEvidence
     const DrumPowers& drums;
 };
 
-/** Last pass: writes the components of a track, whose whole Focus values are the refined layers, and
-    fills the track's row of the map with what each of them leaves. */
+/** Last pass: writes the components of a track, whose whole Focus values are the refined layers, and fills the
+    track's row of the map with what each of them leaves. The layers are made of what is left once the low band
+    of the leakage that the subtraction missed, if given, is gone too. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
                                 const LayerEvidence& evidence,
                                 const std::optional<SamplePlane>& remainder,
+                                const std::optional<LowSignal>& lowLeakage,
                                 BleedMap& map,
                                 ProgressRange progress);
 

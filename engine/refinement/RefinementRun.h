@@ -4,6 +4,7 @@
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
 #include "engine/numerics/simd/MaskKernels.h"
+#include "engine/refinement/LowBand.h"
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/RefinementSpectra.h"
 #include "engine/refinement/SeparationEvidence.h"
@@ -25,14 +26,15 @@ struct SubtractionBuffers
     explicit SubtractionBuffers (const SpectrumShape& shape)
         : frames (shape), spectrum (2 * shape.blockCodes()), leakage (2 * shape.blockCodes()),
           last (2 * shape.numBins), mask (shape.blockCodes()),
-          carry (static_cast<std::size_t> (shape.rate.hop))
+          carry (static_cast<std::size_t> (shape.rate.hop)), lowDrumCarry (lowBand::hop),
+          lowRemainderCarry (lowBand::hop)
     {
     }
 
     FrameStream frames;
     AlignedBuffer spectrum, leakage, last;
     std::vector<std::uint16_t> mask;
-    OverlapCarry carry;
+    OverlapCarry carry, lowDrumCarry, lowRemainderCarry;
 };
 
 /** A signal that is summed up from frames, a block at a time. */
@@ -88,6 +90,7 @@ struct Workspace
     std::vector<SubtractionBuffers> subtraction; // by track
     AlignedBuffer maskedDrums, ones;
     std::vector<float> chosen; // frames from here and there
+    LowTransforms low;
 };
 
 /** A stretch of the progress, 0..1. */
