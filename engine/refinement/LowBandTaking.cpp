@@ -98,7 +98,9 @@ bool takeLowBand (RefinementRun& run,
         if (! low.microphones[track])
             return AnalysisStatus::completed;
 
-        const LayerEvidence evidence{ *masks[track], *logRatios[track], model.tracks[track].evidence };
+        const LayerEvidence evidence{
+            *masks[track], *logRatios[track], model.tracks[track].evidence, model.drums
+        };
         return TakenSignal (run, track, evidence, *low.microphones[track], w).make();
     };
 
