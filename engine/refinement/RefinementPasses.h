@@ -191,9 +191,9 @@ struct LayerEvidence
     const DrumPowers& drums;
 };
 
-/** Last pass: writes the components of a track, whose whole Focus values are the refined layers, and fills the
-    track's row of the map with what each of them leaves. The layers are made of what is left once the low band
-    of the leakage that the subtraction missed, if given, is gone too. */
+/** Last pass: writes the components of a track, whose whole Focus values are the refined layers, and fills
+    the track's row of the map with what each of them leaves. The layers are made of what is left once the low
+    band of the leakage that the subtraction missed, if given, is gone too. */
 [[nodiscard]] bool writeLayers (RefinementRun& run,
                                 std::size_t track,
                                 const LayerEvidence& evidence,
