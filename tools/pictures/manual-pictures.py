@@ -274,7 +274,7 @@ def take_first_minutes(stage, pictures, folder):
 
 def take_analysis(stage, pictures):
     stage.click("groupRow", button=3)
-    stage.keys("Down", "Down", "Down", "Right", pause=0.4)
+    stage.keys("Down", "Down", "Down", "Down", "Right", pause=0.4)
     pictures.take("group-menu", "groupMenu")
     stage.keys("Down", "Return", pause=0.5)
     stage.away()
@@ -304,7 +304,10 @@ def take_work(stage, pictures):
     stage.keys("g", "r")
     time.sleep(0.6)
     pictures.take("removed", "centre")
-    stage.keys("r", "l", "Escape", "0")
+    stage.keys("r", "l", "Escape", "0", "m")
+    time.sleep(1)
+    pictures.take("bleed", "centre")
+    stage.keys("m")
 
 
 def take_settings(stage, pictures):
