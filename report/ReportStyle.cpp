@@ -143,11 +143,16 @@ h1{font-size:22pt}
 .lead{font-size:13pt}
 section{margin-top:8mm}
 .listen{display:none}
-.wave{height:16mm}.reduction{height:7mm}.spectrum{height:13mm}
+.pair{grid-template-columns:1fr;gap:5mm}
+.scroll{overflow:visible;break-inside:avoid}
+.bleed th,.bleed td{padding:1mm 2mm;font-size:8pt}
+.wide .bleed th,.wide .bleed td{padding:.6mm;font-size:6pt}
+.wave{height:14mm}.reduction{height:6mm}.spectrum{height:11mm}
+.times{height:4mm}figure{margin-top:2mm}
 .details{grid-template-columns:repeat(4,1fr);gap:1.5mm 5mm;margin-top:3mm;font-size:8.5pt}
 .details dt{font-size:7.5pt}
-article{padding:5mm 0}
-.row{grid-template-columns:19mm 1fr}
+article{padding:3mm 0}
+.row{grid-template-columns:26mm 1fr}
 h2,h3{break-after:avoid}
 .overview tr,.doubts li{break-inside:avoid}
 a{color:inherit;text-decoration:none}
