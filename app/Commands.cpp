@@ -119,14 +119,21 @@ void Commands::getCommandInfo (juce::CommandID id, juce::ApplicationCommandInfo&
 
 bool Commands::perform (const InvocationInfo& info)
 {
+    if (const auto* const entry = findCommand (info.commandID))
+        performLater (*entry);
+
+    return true;
+}
+
+void Commands::performLater (const VerbEntry& entry)
+{
     // A menu or a key press is still under way here.
     juce::MessageManager::callAsync (
-        [self = juce::WeakReference<Commands> (this), entry = findCommand (info.commandID)]
+        [self = juce::WeakReference<Commands> (this), &entry]
         {
-            if (self != nullptr && entry != nullptr && self->onPerform)
-                self->onPerform (*entry);
+            if (self != nullptr && self->onPerform)
+                self->onPerform (entry);
         });
-    return true;
 }
 
 juce::PopupMenu Commands::getMenuForIndex (int index, const juce::String&)
@@ -137,8 +144,12 @@ juce::PopupMenu Commands::getMenuForIndex (int index, const juce::String&)
         switch (line.kind)
         {
             case MenuLine::Kind::verb:
-                // Adds nothing for a command that is not served.
-                menu.addCommandItem (&commands, entryOf (line.verb).number);
+                if (const auto& entry = entryOf (line.verb); entry.number > 0)
+                    // Adds nothing for a command that is not served.
+                    menu.addCommandItem (&commands, entry.number);
+                else
+                    menu.addItem (menuBarItemFor (entry));
+
                 break;
             case MenuLine::Kind::recentFiles:
                 for (const auto& file : recentFiles ? recentFiles() : std::vector<RecentFile>())
@@ -152,6 +163,18 @@ juce::PopupMenu Commands::getMenuForIndex (int index, const juce::String&)
         }
 
     return menu;
+}
+
+juce::PopupMenu::Item Commands::menuBarItemFor (const VerbEntry& entry)
+{
+    auto item = targets ? itemFor (entry, targets()) : juce::PopupMenu::Item (entry.menuText);
+    item.itemID = -1; // neither a command's nor a recent file's
+    item.action = [self = juce::WeakReference<Commands> (this), &entry]
+    {
+        if (self != nullptr)
+            self->performLater (entry);
+    };
+    return item;
 }
 
 void Commands::menuItemSelected (int itemId, int)

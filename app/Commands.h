@@ -57,6 +57,11 @@ public:
     void menuItemSelected (int itemId, int menuIndex) override;
 
 private:
+    void performLater (const VerbEntry& entry);
+
+    /** An entry of the menu bar that is no command of the framework. */
+    [[nodiscard]] juce::PopupMenu::Item menuBarItemFor (const VerbEntry& entry);
+
     juce::ApplicationCommandManager commands;
 
     JUCE_DECLARE_WEAK_REFERENCEABLE (Commands)

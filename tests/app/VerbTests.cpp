@@ -140,6 +140,19 @@ TEST_CASE ("The menu bar", "[app][verbs]")
     CHECK (textsOf (commands.getMenuForIndex (4, {}))
            == juce::StringArray{ "About Tessivar", "QuickStartGuide", "Documentation", "Online Help" });
 
+    // A verb that is no command of the framework is performed from the menu bar as well.
+    auto performed = Verb::quit;
+    commands.onPerform = [&] (const VerbEntry& entry) { performed = entry.verb; };
+    const auto exports = commands.getMenuForIndex (3, {});
+    juce::PopupMenu::MenuItemIterator items (exports);
+
+    while (items.next())
+        if (items.getItem().text.startsWith ("Export Report"))
+            items.getItem().action();
+
+    juce::MessageManager::getInstance()->runDispatchLoopUntil (20);
+    CHECK (performed == Verb::exportReport);
+
     auto opened = -1;
     commands.onRecentFile = [&] (int index) { opened = index; };
     commands.menuItemSelected (16, 0); // a command, which the framework performs
