@@ -100,11 +100,12 @@ install(FILES ${packagingSources}/icons/tessivar-symbolic.svg DESTINATION ${icon
 
 add_custom_target(tessivar_package_files ALL DEPENDS ${packageFiles})
 
+include(cmake/Publisher.cmake)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tessivar)
-set(CPACK_PACKAGE_VENDOR "The Tessivar developers")
+set(CPACK_PACKAGE_VENDOR ${TESSIVAR_PUBLISHER})
 set(CPACK_PACKAGE_CONTACT "Tessivar developers <contact@tessivar.org>")
-set(CPACK_PACKAGE_HOMEPAGE_URL "https://tessivar.org/")
+set(CPACK_PACKAGE_HOMEPAGE_URL ${TESSIVAR_HOMEPAGE})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "leakage reduction for multitrack drum recordings")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
