@@ -8,23 +8,9 @@ cd "$(dirname "$(readlink -f "$0")")/.."
 build_folder=$(readlink --canonicalize-missing "${1-build/package}")
 packages=$build_folder/packages
 maximum_installed_kib=$((40 * 1024))
+source scripts/steps.sh
 
 bash scripts/setup.sh packaging
-
-say ()
-{
-    printf '%s\n' "$1" >&2
-}
-
-# Runs a step with its words in a log, which is shown when it fails.
-quietly ()
-{
-    local log=$build_folder/last-step.log
-    if ! "$@" >"$log" 2>&1; then
-        cat "$log" >&2
-        exit 1
-    fi
-}
 
 # With debug symbols, which go into a package of their own, and without a path of this machine in them. The
 # two options of hardening are for what is given away, beyond those of cmake/CompilerOptions.cmake, which
@@ -37,12 +23,7 @@ build ()
     quietly cmake -S . -B "$build_folder" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTESSIVAR_PACKAGE=ON \
         -DTESSIVAR_BUILD_TESTS=OFF -DTESSIVAR_BUILD_BENCHMARKS=OFF \
         -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags"
-
-    if [[ -t 2 ]]; then
-        ninja -C "$build_folder" >&2
-    else
-        quietly ninja -C "$build_folder"
-    fi
+    build_quietly
 }
 
 # The sources that became part of the programs, for Debian's Built-Using field.
@@ -111,19 +92,12 @@ make_tarball ()
 
 check_packages ()
 {
-    local tree=$build_folder/checked installed package document
+    local tree=$build_folder/checked package
     package=$(ls "$packages"/tessivar_*.deb)
     rm -rf "$tree"
     dpkg-deb --extract "$package" "$tree"
 
-    # The Help menu opens these.
-    for document in tessivarManual tessivarQuickStartGuide; do
-        if [[ ! -s $tree/usr/lib/tessivar/Resources/$document.pdf ]]; then
-            say "$document.pdf is not in the package"
-            exit 1
-        fi
-    done
-
+    check_books "$tree/usr/lib/tessivar/Resources"
     bash scripts/check-hardening.sh "$tree"/usr/lib/tessivar/tessivar{,-cli}
     desktop-file-validate "$tree"/usr/share/applications/*.desktop
     quietly appstreamcli validate --no-net "$tree"/usr/share/metainfo/*.xml
@@ -132,24 +106,16 @@ check_packages ()
     quietly update-mime-database "$tree/mime"
     quietly "$tree/usr/bin/tessivar-cli" selftest
 
-    installed=$(dpkg-deb --field "$package" Installed-Size)
-    if ((installed > maximum_installed_kib)); then
-        say "the package takes $installed KiB when installed; at most $maximum_installed_kib are wanted"
-        exit 1
-    fi
+    check_kib "the installed package" "$(dpkg-deb --field "$package" Installed-Size)" "$maximum_installed_kib"
     rm -rf "$tree"
 
     lintian --allow-root --fail-on error,warning "$packages"/*.deb
 }
 
 build
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' "$build_folder/CMakeCache.txt")
-SOURCE_DATE_EPOCH=$(dpkg-parsechangelog --file packaging/debian/changelog --show-field Timestamp)
-export SOURCE_DATE_EPOCH
+set_package_facts
 make_debian_packages
 make_tarball
 check_packages
 
-for file in "$packages"/*; do
-    printf '%8d KiB  %s\n' "$(($(stat --format=%s "$file") / 1024))" "$file"
-done
+list_packages
