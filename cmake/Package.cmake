@@ -1,6 +1,11 @@
 # What is installed, and the Debian package made of it: the programs in a folder of their own with Resources
 # beside them, as they find them, and links in the path. `./run package` calls this with TESSIVAR_PACKAGE=ON;
 # a plain build needs none of the tools. Included last, when all targets exist.
+if(WIN32)
+    include(cmake/windows/Package.cmake)
+    return()
+endif()
+
 option(TESSIVAR_PACKAGE "Prepare installing and packaging; needs rsvg-convert and gzip" OFF)
 
 if(NOT TESSIVAR_PACKAGE)
