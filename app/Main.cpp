@@ -74,7 +74,7 @@ int main (int argc, char* argv[])
     for (const auto& text : texts)
         arguments.push_back (text.c_str());
 
-    tessivar::makeBadWritesFail(); // whoever read the standard output may be gone
+    tessivar::prepareOutput(); // whoever read the standard output may be gone
     juce::JUCEApplicationBase::createInstance = &createApplication;
     const auto code = juce::JUCEApplicationBase::main (argc, arguments.data());
     tessivar::roomRelease::handOver();

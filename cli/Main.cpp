@@ -8,7 +8,7 @@
 int main (int numArguments, char** arguments)
 {
     tessivar::noteTerminationRequests();
-    tessivar::makeBadWritesFail();
+    tessivar::prepareOutput();
 
     const tessivar::CommandContext context{ .out = std::cout,
                                             .diagnostics = std::cerr,
@@ -16,7 +16,7 @@ int main (int numArguments, char** arguments)
                                             .resourceFolder =
                                                 tessivar::programFile().getSiblingFile ("Resources"),
                                             .stopRequested = tessivar::terminationRequested };
-    const auto code = tessivar::runProgram ({ arguments + 1, arguments + numArguments }, context);
+    const auto code = tessivar::runProgram (tessivar::programArguments (numArguments, arguments), context);
 
     // After an interruption the user waits for the end; otherwise the next command may need the room.
     if (tessivar::terminationRequested())

@@ -284,3 +284,7 @@ tessivar_mend_juce_file(juce_events native/juce_linux_Messaging.cpp
     [=[                return runLoop->sleepUntilNextEvent (20);
 
             runLoop->sleepUntilNextEvent (2000);]=])
+
+if(WIN32)
+    include(cmake/JuceFixesWindows.cmake)
+endif()

@@ -1,5 +1,6 @@
 #include "platform/DiskNames.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tessivar
@@ -50,8 +51,14 @@ std::string withoutCarriers (std::string_view text, Replacement&& replacement)
     return result;
 }
 
+enum class Surrogates
+{
+    refused,
+    taken // as characters of their own
+};
+
 /** The number of bytes of the character that a text begins with; 0 when it begins with none. */
-std::size_t characterLength (std::string_view text)
+std::size_t characterLength (std::string_view text, Surrogates surrogates = Surrogates::refused)
 {
     const auto first = byteAt (text, 0);
     if (first < 0x80)
@@ -65,7 +72,9 @@ std::size_t characterLength (std::string_view text)
 
     // The second byte tells overlong forms, surrogates and what lies above U+10FFFF.
     const auto lowest = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
-    const auto highest = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
+    const auto highest = first == 0xed && surrogates == Surrogates::refused ? 0x9f
+                         : first == 0xf4                                    ? 0x8f
+                                                                            : 0xbf;
     if (byteAt (text, 1) < lowest || byteAt (text, 1) > highest)
         return 0;
 
@@ -98,6 +107,76 @@ juce::String pathOfBytes (std::string_view bytes)
 std::string bytesOfPath (const juce::String& path)
 {
     return withoutCarriers (path.toRawUTF8(), [] (std::uint8_t byte) { return static_cast<char> (byte); });
+}
+
+juce::String pathOfUtf16 (std::u16string_view units)
+{
+    std::string bytes;
+
+    while (! units.empty())
+    {
+        const auto isPair =
+            units.size() > 1 && (units[0] & 0xfc00) == 0xd800 && (units[1] & 0xfc00) == 0xdc00;
+        const auto character =
+            isPair ? 0x10000u + ((units[0] & 0x3ffu) << 10) + (units[1] & 0x3ffu) : std::uint32_t{ units[0] };
+        units.remove_prefix (isPair ? 2 : 1);
+
+        if (character < 0x80)
+        {
+            bytes += static_cast<char> (character);
+            continue;
+        }
+
+        const auto numFollowing = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+        const auto lead = numFollowing == 1 ? 0xc0u : numFollowing == 2 ? 0xe0u : 0xf0u;
+        bytes += static_cast<char> (lead | character >> (6 * numFollowing));
+
+        for (int i = numFollowing - 1; i >= 0; --i)
+            bytes += static_cast<char> (0x80u | ((character >> (6 * i)) & 0x3fu));
+    }
+
+    return pathOfBytes (bytes);
+}
+
+std::u16string utf16OfPath (const juce::String& path)
+{
+    const auto allBytes = bytesOfPath (path);
+    std::u16string units;
+
+    for (std::string_view bytes = allBytes; ! bytes.empty();)
+    {
+        const auto length = characterLength (bytes, Surrogates::taken);
+        // The bits of the first byte that belong to the character, and six of each other one.
+        std::uint32_t character =
+            length > 1 ? byteAt (bytes, 0) & (0x7fu >> length) : std::uint32_t{ byteAt (bytes, 0) };
+
+        for (std::size_t i = 1; i < length; ++i)
+            character = character << 6 | (byteAt (bytes, i) & 0x3fu);
+
+        if (length == 0)
+            character = 0xef00u | byteAt (bytes, 0); // its carrier
+
+        if (character >= 0x10000)
+            units += static_cast<char16_t> (0xd800u + ((character - 0x10000) >> 10));
+
+        units += static_cast<char16_t> (character >= 0x10000 ? 0xdc00u | (character & 0x3ffu) : character);
+        bytes.remove_prefix (std::max<std::size_t> (1, length));
+    }
+
+    return units;
+}
+
+std::u16string longPath (std::u16string_view path)
+{
+    // Folders may have 12 units less than the 260 of a file, and some calls add to what they are given.
+    constexpr std::size_t longestPlain = 240;
+    constexpr std::u16string_view asItStands = uR"(\\?\)", ofNetwork = uR"(\\?\UNC)", network = uR"(\\)";
+
+    if (path.size() < longestPlain || path.starts_with (asItStands))
+        return std::u16string (path);
+
+    const auto isOfNetwork = path.starts_with (network);
+    return std::u16string (isOfNetwork ? ofNetwork : asItStands).append (path.substr (isOfNetwork ? 1 : 0));
 }
 
 juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes)

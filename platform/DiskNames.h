@@ -25,6 +25,16 @@ namespace tessivar
     return bytesOfPath (file.getFullPathName());
 }
 
+/** The same for a system whose names are any units of UTF-16: a surrogate without its other half counts as the
+    three bytes that it would have in UTF-8. What can't be a name there, bytes that are no part of UTF-8, stays
+    as it is carried.
+*/
+[[nodiscard]] juce::String pathOfUtf16 (std::u16string_view units);
+[[nodiscard]] std::u16string utf16OfPath (const juce::String& path);
+
+/** A whole path as Windows takes it at any length; a short one stays as it is. */
+[[nodiscard]] std::u16string longPath (std::u16string_view path);
+
 /** Text with paths in it as people read it, such a byte as the letter that it is in Windows-1252. */
 [[nodiscard]] juce::String readablePath (const juce::String& text);
 

@@ -1,5 +1,7 @@
 #include "platform/Folders.h"
 
+#include "platform/FileStatus.h"
+
 namespace tessivar
 {
 
@@ -18,6 +20,18 @@ juce::File existingAncestor (juce::File folder)
         folder = folder.getParentDirectory();
 
     return folder;
+}
+
+bool areOnOneVolume (const juce::File& a, const juce::File& b)
+{
+    const auto first = statusOf (existingAncestor (a)), second = statusOf (existingAncestor (b));
+    return first && second && first->id.volume == second->id.volume;
+}
+
+bool isOwnFolder (const juce::File& folder)
+{
+    const auto status = statusOf (folder, Links::keep);
+    return status && status->isFolder() && status->isOwn;
 }
 
 juce::String describeBytes (std::uint64_t bytes)

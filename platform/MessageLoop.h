@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <memory>
 
 namespace tessivar
 {
@@ -19,7 +19,8 @@ public:
     MessageLoopWaker& operator= (const MessageLoopWaker&) = delete;
 
 private:
-    std::array<int, 2> ends{ -1, -1 }; // of what the loop watches
+    struct Way;
+    std::unique_ptr<Way> way;
 };
 
 } // namespace tessivar

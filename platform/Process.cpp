@@ -1,10 +1,5 @@
 #include "platform/Process.h"
 
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <thread>
-
 namespace tessivar
 {
 
@@ -27,43 +22,23 @@ bool isUniqueTag (const juce::String& text)
            && random.length() == numRandomDigits && random.containsOnly ("0123456789abcdef");
 }
 
-std::optional<std::string> outputOfProgram (const juce::StringArray& arguments,
-                                            const std::function<bool()>& keepWaiting)
+juce::StringArray listeningSocketsIn (const juce::String& table)
 {
-    constexpr int exitMs = 2000; // from the end of its output to its own
-    juce::ChildProcess process;
+    // Columns: number, references, protocol, flags, type, state, inode, path.
+    constexpr int flagsColumn = 3, pathColumn = 7;
+    constexpr int listens = 0x10000;
+    juce::StringArray names;
 
-    if (! process.start (arguments, juce::ChildProcess::wantStdOut))
-        return std::nullopt;
+    for (const auto& line : juce::StringArray::fromLines (table))
+    {
+        auto columns = juce::StringArray::fromTokens (line, " ", {});
+        columns.removeEmptyStrings();
 
-    // Read while it runs: whoever writes to a full pipe waits.
-    std::string output;
-    std::atomic<bool> isRead{ false };
-    std::thread reader (
-        [&]
-        {
-            std::array<char, 4096> piece{};
+        if (columns.size() > pathColumn && (columns[flagsColumn].getHexValue32() & listens) != 0)
+            names.add (columns[pathColumn]);
+    }
 
-            for (int count = 1; count > 0;)
-            {
-                count = process.readProcessOutput (piece.data(), static_cast<int> (piece.size()));
-                output.append (piece.data(), static_cast<std::size_t> (std::max (0, count)));
-            }
-
-            isRead = true;
-        });
-
-    auto isEnding = false;
-
-    while (! isRead && ! isEnding)
-        isEnding = ! keepWaiting();
-
-    if (isEnding)
-        process.kill();
-
-    reader.join();
-    process.waitForProcessToFinish (exitMs);
-    return ! isEnding && process.getExitCode() == 0 ? std::make_optional (output) : std::nullopt;
+    return names;
 }
 
 } // namespace tessivar

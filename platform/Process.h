@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tessivar
 {
@@ -30,11 +31,16 @@ namespace tessivar
 
 [[nodiscard]] bool standardErrorIsTerminal();
 
-/** Makes writing into a pipe that nobody reads, or more than a file may hold (ulimit -f), fail like any other
-    write in place of ending the process. Programs that are started from here keep the system's way with the
-    latter. Once, at the start.
+/** The arguments of main() as bytes, from the first behind the program's name (DiskNames tells how they become
+    text), of all characters whatever the system's language.
 */
-void makeBadWritesFail();
+[[nodiscard]] std::vector<std::string> programArguments (int numArguments, const char* const* arguments);
+
+/** For what is printed: it goes out byte by byte, as UTF-8 on a terminal. Writing into a pipe that nobody
+    reads, or more than a file may hold (ulimit -f), fails like any other write in place of ending the process;
+    programs that are started from here keep the system's way with the latter. Once, at the start.
+*/
+void prepareOutput();
 
 /** Runs a program to its end and returns what it printed, of any length; nothing when it can't be started,
     fails, or is ended because keepWaiting() returned false. That is called on this thread, again and again

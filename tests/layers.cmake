@@ -26,10 +26,10 @@ set(withoutJuce platform/Memory.h)
 set(engine_platform ${withoutJuce})
 set(tests/engine_platform ${withoutJuce})
 
-# Headers of the operating system, and the only folder whose sources may include them. Nothing else includes
+# Headers of the operating systems, and the only folders whose sources may include them. Nothing else includes
 # what lies there.
-set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
-set(system_at "^platform/posix/")
+set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows|winioctl|winternl|aclapi|sddl|psapi|shellapi|shlobj|objbase|tlhelp32|io)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
+set(system_at "^platform/(posix|windows)/")
 
 # A C library tells a failure by errno there.
 set(errno_at "^model/(audiofile/)?PatchedInputStream\\.cpp$")
@@ -85,7 +85,7 @@ foreach(room IN LISTS rooms)
     foreach(file IN LISTS files)
         math(EXPR numFiles "${numFiles} + 1")
         string(REGEX REPLACE "\\.[a-z]+$" "" unit "${file}")
-        string(REPLACE "platform/posix/" "platform/" unit "${unit}")
+        string(REGEX REPLACE "^platform/(posix|windows)/" "platform/" unit "${unit}")
         list(APPEND units "${unit}")
         file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*[\"<]")
 

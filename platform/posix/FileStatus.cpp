@@ -51,29 +51,11 @@ SystemError readStatus (const juce::File& file, FileStatus& status, Links links)
     return error;
 }
 
-std::optional<FileStatus> statusOf (const juce::File& file, Links links)
-{
-    FileStatus status;
-    return readStatus (file, status, links).failed() ? std::nullopt : std::make_optional (status);
-}
-
 std::optional<FileStatus> statusOf (FileHandle handle)
 {
     struct stat info = {};
     return ::fstat (descriptorOf (handle), &info) == 0 ? std::make_optional (statusFrom (info))
                                                        : std::nullopt;
-}
-
-bool isSameFile (const juce::File& a, const juce::File& b)
-{
-    const auto first = statusOf (a), second = statusOf (b);
-    return first && second && first->id == second->id;
-}
-
-bool isStillAt (FileHandle handle, const juce::File& file)
-{
-    const auto open = statusOf (handle), named = statusOf (file);
-    return open && named && open->id == named->id;
 }
 
 SystemError checkWritable (const juce::File& file)

@@ -48,23 +48,11 @@ void makePrivate (const juce::File& folder)
     juce::ignoreUnused (::chmod (bytesOfPath (folder).c_str(), 0700));
 }
 
-bool areOnOneVolume (const juce::File& a, const juce::File& b)
-{
-    const auto first = statusOf (existingAncestor (a)), second = statusOf (existingAncestor (b));
-    return first && second && first->id.volume == second->id.volume;
-}
-
 bool canMakeFilesIn (const juce::File& folder)
 {
     const auto existing = existingAncestor (folder);
     return existing.isDirectory()
            && ::faccessat (AT_FDCWD, bytesOfPath (existing).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-}
-
-bool isOwnFolder (const juce::File& folder)
-{
-    const auto status = statusOf (folder, Links::keep);
-    return status && status->isFolder() && status->isOwn;
 }
 
 void removeFolder (const juce::File& folder)

@@ -2,26 +2,33 @@
 
 #include <juce_events/juce_events.h>
 
+#include <array>
+
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace tessivar
 {
 
-MessageLoopWaker::MessageLoopWaker()
+struct MessageLoopWaker::Way
 {
-    if (::pipe2 (ends.data(), O_CLOEXEC) == 0)
-        juce::LinuxEventLoop::registerFdCallback (ends[0], [] (int) {});
+    std::array<int, 2> ends{ -1, -1 }; // of a pipe that the loop watches
+};
+
+MessageLoopWaker::MessageLoopWaker() : way (std::make_unique<Way>())
+{
+    if (::pipe2 (way->ends.data(), O_CLOEXEC) == 0)
+        juce::LinuxEventLoop::registerFdCallback (way->ends[0], [] (int) {});
 }
 
 MessageLoopWaker::~MessageLoopWaker()
 {
-    if (ends[0] < 0)
+    if (way->ends[0] < 0)
         return;
 
-    juce::LinuxEventLoop::unregisterFdCallback (ends[0]);
+    juce::LinuxEventLoop::unregisterFdCallback (way->ends[0]);
 
-    for (const auto end : ends)
+    for (const auto end : way->ends)
         ::close (end);
 }
 
@@ -29,8 +36,8 @@ void MessageLoopWaker::wake()
 {
     const unsigned char byte = 1;
 
-    if (ends[1] >= 0) [[maybe_unused]]
-        const auto ignored = ::write (ends[1], &byte, 1);
+    if (way->ends[1] >= 0) [[maybe_unused]]
+        const auto ignored = ::write (way->ends[1], &byte, 1);
 }
 
 } // namespace tessivar

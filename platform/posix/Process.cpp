@@ -2,9 +2,13 @@
 
 #include "platform/DiskNames.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -43,7 +47,12 @@ bool standardErrorIsTerminal()
     return ::isatty (STDERR_FILENO) == 1;
 }
 
-void makeBadWritesFail()
+std::vector<std::string> programArguments (int numArguments, const char* const* arguments)
+{
+    return { arguments + std::min (1, numArguments), arguments + numArguments };
+}
+
+void prepareOutput()
 {
     // A handler and not SIG_IGN, which other programs would inherit.
     struct sigaction action = {};
@@ -52,6 +61,45 @@ void makeBadWritesFail()
     sigemptyset (&action.sa_mask);
     ::sigaction (SIGXFSZ, &action, nullptr);
     ::signal (SIGPIPE, SIG_IGN);
+}
+
+std::optional<std::string> outputOfProgram (const juce::StringArray& arguments,
+                                            const std::function<bool()>& keepWaiting)
+{
+    constexpr int exitMs = 2000; // from the end of its output to its own
+    juce::ChildProcess process;
+
+    if (! process.start (arguments, juce::ChildProcess::wantStdOut))
+        return std::nullopt;
+
+    // Read while it runs: whoever writes to a full pipe waits.
+    std::string output;
+    std::atomic<bool> isRead{ false };
+    std::thread reader (
+        [&]
+        {
+            std::array<char, 4096> piece{};
+
+            for (int count = 1; count > 0;)
+            {
+                count = process.readProcessOutput (piece.data(), static_cast<int> (piece.size()));
+                output.append (piece.data(), static_cast<std::size_t> (std::max (0, count)));
+            }
+
+            isRead = true;
+        });
+
+    auto isEnding = false;
+
+    while (! isRead && ! isEnding)
+        isEnding = ! keepWaiting();
+
+    if (isEnding)
+        process.kill();
+
+    reader.join();
+    process.waitForProcessToFinish (exitMs);
+    return ! isEnding && process.getExitCode() == 0 ? std::make_optional (output) : std::nullopt;
 }
 
 juce::String libraryHolding (const void* function)
@@ -64,25 +112,6 @@ juce::String libraryHolding (const void* function)
 juce::StringArray listeningSockets()
 {
     return listeningSocketsIn (juce::File ("/proc/net/unix").loadFileAsString());
-}
-
-juce::StringArray listeningSocketsIn (const juce::String& table)
-{
-    // Columns: number, references, protocol, flags, type, state, inode, path.
-    constexpr int flagsColumn = 3, pathColumn = 7;
-    constexpr int listens = 0x10000;
-    juce::StringArray names;
-
-    for (const auto& line : juce::StringArray::fromLines (table))
-    {
-        auto columns = juce::StringArray::fromTokens (line, " ", {});
-        columns.removeEmptyStrings();
-
-        if (columns.size() > pathColumn && (columns[flagsColumn].getHexValue32() & listens) != 0)
-            names.add (columns[pathColumn]);
-    }
-
-    return names;
 }
 
 } // namespace tessivar

@@ -1,0 +1,290 @@
+#include "platform/FileSystemCalls.h"
+
+#include "platform/Process.h"
+#include "platform/windows/Access.h"
+#include "platform/windows/SystemCall.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include <winioctl.h>
+
+namespace tessivar
+{
+
+using windows::OwnedHandle, windows::resultOf, windows::systemHandle, windows::widePath;
+
+namespace
+{
+struct Flags
+{
+    DWORD access = 0, creation = OPEN_EXISTING, flags = FILE_ATTRIBUTE_NORMAL;
+    bool isPrivate = false;
+};
+
+Flags flagsFor (Opening how)
+{
+    constexpr DWORD readAndWrite = GENERIC_READ | GENERIC_WRITE;
+
+    switch (how)
+    {
+        case Opening::newFile:
+            return { readAndWrite, CREATE_NEW };
+        case Opening::newPrivateFile:
+            return { readAndWrite | WRITE_DAC, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, true };
+        case Opening::ownFile:
+            return { readAndWrite, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT };
+        case Opening::readAndWrite:
+            return { readAndWrite };
+        case Opening::append:
+            return { FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                     OPEN_ALWAYS,
+                     FILE_ATTRIBUTE_NORMAL,
+                     true };
+        case Opening::unnamed:
+            return {
+                readAndWrite | DELETE, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, true
+            };
+        case Opening::readOnly:
+            break;
+    }
+
+    return { GENERIC_READ };
+}
+
+Transfer transferOf (BOOL succeeded, DWORD numBytes)
+{
+    const auto isEnd = ! succeeded && ::GetLastError() == ERROR_HANDLE_EOF;
+    return { isEnd ? SystemError() : resultOf (succeeded), succeeded ? numBytes : 0 };
+}
+
+OVERLAPPED at (std::uint64_t offset)
+{
+    OVERLAPPED place = {};
+    place.Offset = static_cast<DWORD> (offset);
+    place.OffsetHigh = static_cast<DWORD> (offset >> 32);
+    return place;
+}
+
+/** One call takes no more. */
+DWORD pieceOf (std::size_t numBytes)
+{
+    return static_cast<DWORD> (std::min (numBytes, std::size_t{ 1 } << 30));
+}
+
+template <typename Information>
+SystemError setInformation (HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, Information information)
+{
+    return resultOf (::SetFileInformationByHandle (file, kind, &information, sizeof (information)));
+}
+
+SystemError setEnd (HANDLE file, std::uint64_t numBytes)
+{
+    FILE_END_OF_FILE_INFO end = {};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG> (numBytes);
+    return setInformation (file, FileEndOfFileInfo, end);
+}
+
+/** The file's new name takes the place of one that is open too, in one step. */
+SystemError renameOpen (HANDLE file, const std::wstring& target, bool replace)
+{
+    // As from Windows 10 1607; older headers don't have the structure with flags.
+    constexpr auto renameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS> (22);
+    constexpr DWORD replaceIfExists = 1, posixSemantics = 2;
+    const auto nameBytes = target.size() * sizeof (wchar_t);
+    std::vector<std::uint64_t> memory ((sizeof (FILE_RENAME_INFO) + nameBytes) / sizeof (std::uint64_t) + 1);
+    auto& info = *reinterpret_cast<FILE_RENAME_INFO*> (memory.data());
+    const DWORD flags = replace ? replaceIfExists | posixSemantics : posixSemantics;
+    std::memcpy (&info, &flags, sizeof (flags)); // where the older structure has its only flag
+    info.FileNameLength = static_cast<DWORD> (nameBytes);
+    std::memcpy (info.FileName, target.data(), nameBytes);
+    return resultOf (::SetFileInformationByHandle (
+        file, renameInfoEx, &info, static_cast<DWORD> (memory.size() * sizeof (std::uint64_t))));
+}
+
+/** For systems and file systems that know no such rename. */
+SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool replace)
+{
+    const auto result = resultOf (::MoveFileExW (
+        from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH | (replace ? MOVEFILE_REPLACE_EXISTING : 0)));
+
+    // A file that is open can't be replaced that way, but moved aside by the system; both files have names
+    // whenever that fails.
+    const auto mayBeOpen =
+        result.kind() == SystemError::Kind::notPermitted || result.kind() == SystemError::Kind::inUse;
+    constexpr DWORD ignoreErrorsOfLists = 4;
+    return replace && mayBeOpen
+                   && ::ReplaceFileW (to.c_str(),
+                                      from.c_str(),
+                                      nullptr,
+                                      REPLACEFILE_IGNORE_MERGE_ERRORS | ignoreErrorsOfLists,
+                                      nullptr,
+                                      nullptr)
+               ? SystemError()
+               : result;
+}
+} // namespace
+
+SystemError FileSystemCalls::open (const juce::File& file, Opening how, FileHandle& handle)
+{
+    const auto [access, creation, flags, isPrivate] = flagsFor (how);
+    const auto path =
+        widePath (how == Opening::unnamed ? file.getChildFile ("tessivar-" + uniqueTag() + ".tmp") : file);
+    OwnedHandle opened (::CreateFileW (path.c_str(),
+                                       access,
+                                       windows::sharedWithAll,
+                                       isPrivate ? windows::forTheUserAlone() : nullptr,
+                                       creation,
+                                       flags,
+                                       nullptr));
+    handle = FileHandle::none;
+
+    if (! opened)
+    {
+        const auto error = windows::lastError();
+        return error.kind() == SystemError::Kind::notPermitted && file.isDirectory()
+                       && how != Opening::unnamed
+                   ? SystemError (SystemError::Kind::isFolder)
+                   : error;
+    }
+
+    if (how == Opening::ownFile && windows::isLink (opened.get()))
+        return SystemError (ERROR_CANT_ACCESS_FILE);
+
+    handle = windows::handleOf (opened.release());
+    return {};
+}
+
+SystemError FileSystemCalls::close (FileHandle handle)
+{
+    return resultOf (::CloseHandle (systemHandle (handle)));
+}
+
+Transfer
+FileSystemCalls::writeAt (FileHandle handle, std::uint64_t offset, const void* data, std::size_t numBytes)
+{
+    auto place = at (offset);
+    DWORD count = 0;
+    const auto succeeded = ::WriteFile (systemHandle (handle), data, pieceOf (numBytes), &count, &place);
+    return transferOf (succeeded, count);
+}
+
+Transfer FileSystemCalls::readAt (FileHandle handle, std::uint64_t offset, void* dest, std::size_t numBytes)
+{
+    auto place = at (offset);
+    DWORD count = 0;
+    const auto succeeded = ::ReadFile (systemHandle (handle), dest, pieceOf (numBytes), &count, &place);
+    return transferOf (succeeded, count);
+}
+
+SystemError FileSystemCalls::reserve (FileHandle handle, std::uint64_t numBytes, SizeOfFile sizeOfFile)
+{
+    LARGE_INTEGER size = {};
+
+    if (! ::GetFileSizeEx (systemHandle (handle), &size))
+        return windows::lastError();
+
+    // Less room than the file has would cut it.
+    if (numBytes <= static_cast<std::uint64_t> (size.QuadPart))
+        return {};
+
+    FILE_ALLOCATION_INFO room = {};
+    room.AllocationSize.QuadPart = static_cast<LONGLONG> (numBytes);
+    const auto error = setInformation (systemHandle (handle), FileAllocationInfo, room);
+    return error.failed() || sizeOfFile == SizeOfFile::keep ? error
+                                                            : setEnd (systemHandle (handle), numBytes);
+}
+
+SystemError FileSystemCalls::giveBack (FileHandle handle, std::uint64_t offset, std::uint64_t numBytes)
+{
+    DWORD ignored = 0;
+
+    // Otherwise the zeros would be written.
+    if (! ::DeviceIoControl (
+            systemHandle (handle), FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &ignored, nullptr))
+        return windows::lastError();
+
+    FILE_ZERO_DATA_INFORMATION range = {};
+    range.FileOffset.QuadPart = static_cast<LONGLONG> (offset);
+    range.BeyondFinalZero.QuadPart = static_cast<LONGLONG> (offset + numBytes);
+    return resultOf (::DeviceIoControl (
+        systemHandle (handle), FSCTL_SET_ZERO_DATA, &range, sizeof (range), nullptr, 0, &ignored, nullptr));
+}
+
+SystemError FileSystemCalls::setSize (FileHandle handle, std::uint64_t numBytes)
+{
+    return setEnd (systemHandle (handle), numBytes);
+}
+
+SystemError FileSystemCalls::flush (FileHandle handle)
+{
+    return resultOf (::FlushFileBuffers (systemHandle (handle)));
+}
+
+SystemError FileSystemCalls::flushFolder (const juce::File& folder)
+{
+    // A folder can't be flushed here: rename() comes back when the new name is on disk.
+    juce::ignoreUnused (folder);
+    return {};
+}
+
+SystemError FileSystemCalls::rename (const juce::File& from, const juce::File& to, bool replace)
+{
+    const auto source = widePath (from), target = widePath (to);
+    OwnedHandle file (::CreateFileW (source.c_str(),
+                                     GENERIC_WRITE | DELETE,
+                                     windows::sharedWithAll,
+                                     nullptr,
+                                     OPEN_EXISTING,
+                                     FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS,
+                                     nullptr));
+
+    if (! file)
+        return windows::lastError();
+
+    const auto error = renameOpen (file.get(), target, replace);
+
+    // The name comes to disk with the journal's entries before those of the file's.
+    if (! error.failed())
+        return resultOf (::FlushFileBuffers (file.get()));
+
+    if (error.kind() != SystemError::Kind::notSupported)
+        return error;
+
+    file.close();
+    return renameClosed (source, target, replace);
+}
+
+SystemError FileSystemCalls::remove (const juce::File& file)
+{
+    // As from Windows 10 1607: the name goes at once, although the file is open somewhere, and an attribute
+    // doesn't protect it, as no permission of a file does elsewhere.
+    constexpr auto dispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS> (21);
+    constexpr DWORD removesName = 1, posixSemantics = 2, ignoresReadOnly = 0x10;
+    const auto path = widePath (file);
+    OwnedHandle opened (::CreateFileW (path.c_str(),
+                                       DELETE,
+                                       windows::sharedWithAll,
+                                       nullptr,
+                                       OPEN_EXISTING,
+                                       FILE_FLAG_OPEN_REPARSE_POINT,
+                                       nullptr));
+
+    if (opened
+        && ! setInformation (opened.get(), dispositionInfoEx, removesName | posixSemantics | ignoresReadOnly)
+                 .failed())
+        return {};
+
+    opened.close();
+    return resultOf (::DeleteFileW (path.c_str()));
+}
+
+void dropCached (FileHandle handle)
+{
+    // Whoever reads past the cache first makes the system empty it.
+    const OwnedHandle uncached (
+        ::ReOpenFile (systemHandle (handle), GENERIC_READ, windows::sharedWithAll, FILE_FLAG_NO_BUFFERING));
+}
+
+} // namespace tessivar
