@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -58,7 +59,7 @@ std::vector<DataFileEntry> allDataFiles()
 void readDataFile (const std::string& path, std::span<float> dest, const DiagnosticLog& log)
 {
     std::vector<char> bytes;
-    std::ifstream file (path, std::ios::binary);
+    std::ifstream file (std::filesystem::path (path), std::ios::binary);
     auto isRead = file.is_open();
 
     if (isRead)

@@ -269,8 +269,15 @@ void AtomicFile::discard()
 WritingNote::WritingNote (const juce::File& notes, const juce::File& folder)
     : note (notes.getChildFile (uniqueTag() + noteSuffix)), lock (FileLock::waitFor (note, 0))
 {
-    if (lock)
-        note.appendText (folder.getFullPathName());
+    if (! lock)
+        return;
+
+    auto& calls = FileSystemCalls::system();
+    const auto text = folder.getFullPathName().toStdString();
+    OpenFile file;
+
+    if (! file.open (note, Opening::readAndWrite).failed())
+        juce::ignoreUnused (calls.writeAll (file.handle(), 0, text.data(), text.size()));
 }
 
 WritingNote::~WritingNote()

@@ -1,12 +1,10 @@
 #include "model/audiofile/PatchedInputStream.h"
 
-#include "platform/DiskNames.h"
+#include "platform/FileStatus.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace tessivar
@@ -28,12 +26,10 @@ std::unique_ptr<PatchedInputStream>
 PatchedInputStream::open (const juce::File& file, juce::Result& why, std::function<bool()> shouldStop)
 {
     // A pipe or a device would block the opening or never end.
-    std::error_code error;
-    const std::filesystem::path path (bytesOfPath (file));
-    if (! std::filesystem::is_regular_file (path, error))
+    FileStatus status;
+    if (const auto error = readStatus (file, status); ! status.isFile())
     {
-        why = juce::Result::fail (error ? juce::String (error.message())
-                                        : juce::String ("not an ordinary file"));
+        why = juce::Result::fail (error.failed() ? error.text() : juce::String ("not an ordinary file"));
         return nullptr;
     }
 
