@@ -50,6 +50,11 @@ function(tessivar_mend_juce_file module file)
     set_property(TARGET ${target} PROPERTY INTERFACE_SOURCES "${sources}")
 endfunction()
 
+if(WIN32)
+    include(cmake/JuceFixesWindows.cmake)
+    return()
+endif()
+
 # A child process whose output was read had its end of the pipe closed twice: the second time it hit whatever
 # file another thread had opened in between. Its pipe was also left open in every other child.
 #
@@ -284,7 +289,3 @@ tessivar_mend_juce_file(juce_events native/juce_linux_Messaging.cpp
     [=[                return runLoop->sleepUntilNextEvent (20);
 
             runLoop->sleepUntilNextEvent (2000);]=])
-
-if(WIN32)
-    include(cmake/JuceFixesWindows.cmake)
-endif()
