@@ -45,6 +45,17 @@ class Marks(unittest.TestCase):
         self.assertNotIn("{", text)
 
 
+class Systems(unittest.TestCase):
+    TEXT = "{linux:bash }{windows:cmd}\n{linux}\n`man tessivar-cli`\n{end}\n{windows}\nPress {key:nowhere}.\n{end}\n"
+
+    def test_have_their_own_words_and_faults_with_their_lines(self):
+        linux, windows = (book_of(self.TEXT, {**FACTS, "system": system}) for system in manual.SYSTEMS)
+        self.assertEqual(linux.errors, [])
+        self.assertEqual(linux.filled[0][1].split(), ["bash", "`man", "tessivar-cli`"])
+        self.assertEqual(windows.filled[0][1].split(), ["cmd", "Press", "."])
+        self.assertTrue(windows.errors[0].startswith("text.md:6:"), windows.errors)
+
+
 class Faults(unittest.TestCase):
     def assert_fault(self, text, part):
         errors = book_of(text).errors

@@ -16,6 +16,8 @@
 #include "terms/SampleRates.h"
 #include "ui/KnobGeometry.h"
 
+#include <array>
+
 namespace tessivar
 {
 
@@ -88,17 +90,36 @@ Json limits()
              { "fineWheelStep", percent (KnobDrag::fineWheelStep) } };
 }
 
+#if JUCE_WINDOWS
+constexpr auto systemName = "Windows";
+constexpr auto homeOfSomebody = R"(C:\Users\you)";
+constexpr std::array<std::array<const char*, 2>, 2> shortNames{
+    { { R"(C:\Users\you\AppData\Roaming)", "%APPDATA%" },
+      { R"(C:\Users\you\AppData\Local)", "%LOCALAPPDATA%" } }
+};
+#else
+constexpr auto systemName = "Linux";
+constexpr auto homeOfSomebody = "/home/you";
+constexpr std::array<std::array<const char*, 2>, 1> shortNames{ { { homeOfSomebody, "~" } } };
+#endif
+
 Json folders()
 {
-    const juce::File home ("/home/you");
-    const auto user = UserFolders::below (home);
-    const auto from = [&] (const juce::File& file)
-    { return file.getFullPathName().replace (home.getFullPathName(), "~").toStdString(); };
-    return { { "settingsFile", from (user.settingsFile()) },
-             { "recovery", from (user.recovery()) },
-             { "damagedSettings", from (user.damagedSettings()) },
-             { "cacheTemporary", from (user.cache.getChildFile ("tmp")) },
-             { "sharedTemporary", sharedTemporaryFolder().getFullPathName().toStdString() } };
+    const auto user = UserFolders::below (juce::File (homeOfSomebody));
+    const auto shown = [] (const juce::File& file)
+    {
+        auto path = file.getFullPathName();
+
+        for (const auto& [folder, name] : shortNames)
+            path = path.replace (folder, name);
+
+        return path.toStdString();
+    };
+    return { { "settingsFile", shown (user.settingsFile()) },
+             { "recovery", shown (user.recovery()) },
+             { "damagedSettings", shown (user.damagedSettings()) },
+             { "cacheTemporary", shown (user.cache.getChildFile ("tmp")) },
+             { "sharedTemporary", shown (sharedTemporaryFolder()) } };
 }
 
 Json messages()
@@ -130,6 +151,7 @@ Json messages()
 nlohmann::ordered_json valueFacts()
 {
     return { { "version", programVersion() },
+             { "system", systemName },
              { "drumTypes", drumTypes() },
              { "overheadList", AbbreviationTable::defaultList (DrumType::oh).toStdString() },
              { "start", startValues() },

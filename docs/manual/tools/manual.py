@@ -18,6 +18,8 @@ that are filled in here:
     {ref:NAME}           "Figure 3"            {chapter:ID}  "chapter 4"
     {figure:NAME|WIDTH|CAPTION}  on a line of its own
     {table:NAME}         a table made of the facts: drumTypes, commands, exitCodes, separation, menus
+    {linux:TEXT} {windows:TEXT}  words for one system alone, which is that of the facts; longer passages, with listings,
+                         stand between a line {linux} or {windows} and a line {end}
 
 Anything in the text that looks like a key, an option of the command line or a menu and is not marked is an error.
 """
@@ -33,9 +35,11 @@ from pathlib import Path
 MANUAL = Path(__file__).resolve().parent.parent
 ROOT = MANUAL.parent.parent
 BOOKS = {"manual": "tessivarManual.pdf", "quickstart": "tessivarQuickStartGuide.pdf"}
+SYSTEMS = ("Linux", "Windows")
 CHAPTERS = {"manual": sorted((MANUAL / "text").glob("[0-9]*.md")), "quickstart": [MANUAL / "text/quickstart.md"]}
 
 MARK = re.compile(r"\{([a-zA-Z]+):([^{}]*)\}")
+PASSAGE = re.compile(r"^\{(\w+)\}\n(.*?)^\{end\}$", re.M | re.S)
 UNMARKED_KEY = re.compile(r"\b(Ctrl|Alt|Shift)\s?\+|\b(Ctrl|Alt|Shift)-(?!click)|\bF([1-9]|1[0-2])\b")
 OPTION = re.compile(r"(?<![\w-])--[a-z][a-z-]*")
 SOURCE_FOLDERS = ("app", "ui", "jobs", "model", "playback")
@@ -147,10 +151,19 @@ class Book:
         self.figures = {}
         self.chapters = {}
         self.command = ""  # of the listing that is being read
-        self.texts = texts if texts is not None else \
+        texts = texts if texts is not None else \
             [(path.name, path.read_text(encoding="utf-8")) for path in CHAPTERS[name]]
+        self.texts = [(path, PASSAGE.sub(self.passage, text)) for path, text in texts]
         self.number_things()
         self.filled = [(path, self.fill(path, text)) for path, text in self.texts]
+
+    def is_for(self, system):
+        return system == self.facts["system"].lower()
+
+    def passage(self, match):
+        """What is for another system leaves its lines empty, so that faults are still told by their lines."""
+        text = match.group(2) if self.is_for(match.group(1)) else "\n" * match.group(2).count("\n")
+        return f"\n{text}"
 
     def number_things(self):
         for _, text in self.texts:
@@ -259,6 +272,12 @@ class Book:
     def mark_command(self, name):
         command = self.facts["commands"].get(name)
         return command and f'<span class="ui">{html.escape(command["text"])}</span>'
+
+    def mark_linux(self, words):
+        return words if self.is_for("linux") else ""
+
+    def mark_windows(self, words):
+        return words if self.is_for("windows") else ""
 
     def mark_start(self, name):
         return self.facts["start"].get(name, "").replace(" ", "\u00a0") or None
@@ -385,10 +404,10 @@ class Book:
 
 def check(facts, sources, separation, books=None):
     """Every fault of the text, as lines."""
-    books = books or [Book(name, facts, sources, separation) for name in BOOKS]
+    books = books or [Book(name, {**facts, "system": system}, sources, separation)
+                      for system in SYSTEMS for name in BOOKS]
     errors = [error for book in books for error in book.errors]
-    manual = next((book for book in books if book.name == "manual"), None)
-    if manual is not None:
+    for manual in (book for book in books if book.name == "manual"):
         for name in sorted(set(facts["windowKeys"]) - manual.used["key"]):
             errors.append(f"the manual does not name the key of {name}: {', '.join(facts['windowKeys'][name])}")
         for name, command in facts["commands"].items():
@@ -398,7 +417,7 @@ def check(facts, sources, separation, books=None):
                 errors.append(f"the manual does not name {command['menu']}, {command['text']}")
         for name in sorted(set(facts["commandLine"]["commands"]) - manual.used["cli"]):
             errors.append(f"the manual does not name the command {name}")
-    return errors
+    return list(dict.fromkeys(errors))
 
 
 # Setting
