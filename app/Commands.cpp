@@ -1,87 +1,9 @@
 #include "app/Commands.h"
 
-#include "ui/DrumDrawing.h"
-#include "ui/Palette.h"
-
 #include <utility>
 
 namespace tessivar
 {
-
-namespace
-{
-/** Numbers of the entries in the menus of tracks and Groups: their place in the table. */
-int itemIdOf (const VerbEntry& entry)
-{
-    return 1 + static_cast<int> (&entry - allVerbs().data());
-}
-
-juce::PopupMenu::Item itemFor (const VerbEntry& entry, const VerbTargets& targets)
-{
-    juce::PopupMenu::Item item (entry.menuText.isNotEmpty() ? entry.menuText : entry.name);
-    item.itemID = itemIdOf (entry);
-    item.isEnabled = entry.canPerform == nullptr || entry.canPerform (targets);
-
-    if (const auto key = entry.type ? entry.windowKeys.front() : shownKeyOf (entry.verb); key.isValid())
-        item.shortcutKeyDescription = key.getTextDescription();
-
-    if (entry.object != nullptr)
-        item.text = (item.text + " " + entry.object (targets)).trimEnd();
-
-    if (entry.isTicked != nullptr && targets.group() != nullptr)
-        item.isTicked = entry.isTicked (targets);
-
-    if (entry.isDangerous)
-        item.colour = palette::danger;
-
-    if (entry.type)
-    {
-        item.image = iconDrawable (drumIcon (*entry.type), 16.0f, drumColour (*entry.type));
-        item.isTicked = targets.track() != nullptr && targets.track()->drumType() == *entry.type;
-    }
-
-    return item;
-}
-
-juce::PopupMenu typeMenu (const VerbTargets& targets)
-{
-    juce::PopupMenu menu;
-
-    for (const auto& entry : allVerbs())
-        if (entry.type)
-            menu.addItem (itemFor (entry, targets));
-
-    return menu;
-}
-
-juce::PopupMenu menuOf (std::span<const MenuLine> lines, const VerbTargets& targets)
-{
-    static constexpr MenuLine methods[] = { Verb::methodStandard, Verb::methodRefined };
-    juce::PopupMenu menu;
-
-    for (const auto& line : lines)
-        switch (line.kind)
-        {
-            case MenuLine::Kind::verb:
-                menu.addItem (itemFor (entryOf (line.verb), targets));
-                break;
-            case MenuLine::Kind::drumTypes:
-                menu.addSubMenu ("Drum type", typeMenu (targets));
-                break;
-            case MenuLine::Kind::methods:
-                menu.addSubMenu ("Method of analysis", menuOf (methods, targets));
-                break;
-            case MenuLine::Kind::presets:
-                menu.addSubMenu ("Preset", menuOf (presetMenuLines(), targets));
-                break;
-            default:
-                menu.addSeparator();
-                break;
-        }
-
-    return menu;
-}
-} // namespace
 
 Commands::Commands()
 {
@@ -167,7 +89,7 @@ juce::PopupMenu Commands::getMenuForIndex (int index, const juce::String&)
 
 juce::PopupMenu::Item Commands::menuBarItemFor (const VerbEntry& entry)
 {
-    auto item = targets ? itemFor (entry, targets()) : juce::PopupMenu::Item (entry.menuText);
+    auto item = targets ? menuItemFor (entry, targets()) : juce::PopupMenu::Item (entry.menuText);
     item.itemID = -1; // neither a command's nor a recent file's
     item.action = [self = juce::WeakReference<Commands> (this), &entry]
     {

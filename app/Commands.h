@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/Verbs.h"
+#include "app/Menus.h"
 
 #include <functional>
 #include <vector>

@@ -67,6 +67,23 @@ void GroupWork::chooseAndImportFromGroup (const Group::Ptr& target)
     importFromGroupFile (files.front(), target);
 }
 
+void GroupWork::chooseSource (const Group::Ptr& group, std::uint32_t trackId)
+{
+    const auto track = group != nullptr ? group->findTrack (trackId) : nullptr;
+
+    if (track == nullptr)
+        return;
+
+    const auto files = choose ({ "Locate " + track->name(),
+                                 importWildcard,
+                                 FileChooserRequest::Kind::openFile,
+                                 workspace.defaultDialogFolder(),
+                                 {} });
+
+    if (! files.empty())
+        group->setSourceFile (trackId, files.front());
+}
+
 void GroupWork::importInputs (const std::vector<juce::File>& filesAndFolders, const Group::Ptr& wanted)
 {
     const auto sorted = sortInputs (filesAndFolders);

@@ -87,6 +87,9 @@ public:
     void chooseAndImportFolders();
     void chooseAndImportFromGroup (const Group::Ptr& target);
 
+    /** The user chooses the file that a track came from, which is no longer where it was. */
+    void chooseSource (const Group::Ptr& group, std::uint32_t trackId);
+
     /** For the next analysis of this Group, and for Groups to come. */
     void chooseMethod (const Group::Ptr& group, AnalysisMethod method);
 

@@ -1,6 +1,7 @@
 #include "app/LastSession.h"
 
 #include "app/AppSettings.h"
+#include "model/ForeignText.h"
 
 #include <cmath>
 
@@ -137,6 +138,25 @@ std::optional<LastSession> LastSession::load (const juce::PropertySet& settings)
         session.selection = juce::Range<double> (start, end);
 
     return session;
+}
+
+std::vector<juce::File> LastSession::filesThatAreThere() const
+{
+    auto there = files;
+    std::erase_if (there, [] (const juce::File& file) { return ! file.existsAsFile(); });
+    return there;
+}
+
+std::vector<ReopenableGroup> LastSession::reopenable() const
+{
+    std::vector<ReopenableGroup> groups;
+
+    for (const auto& file : files)
+        groups.push_back ({ shownText (file.getFileNameWithoutExtension()),
+                            shownText (file.getFullPathName()),
+                            file.existsAsFile() ? juce::String() : "the file is no longer there" });
+
+    return groups;
 }
 
 void LastSession::show (TessivarWorkspace& workspace, TrackActions& tracks) const

@@ -3,6 +3,7 @@
 #include "app/TrackActions.h"
 #include "app/WaveController.h"
 #include "model/TessivarWorkspace.h"
+#include "ui/EmptyView.h"
 
 #include <juce_core/juce_core.h>
 
@@ -34,6 +35,11 @@ struct LastSession
 
     /** A session without files leaves the one before it in place. */
     void save (juce::PropertySet& settings) const;
+
+    [[nodiscard]] std::vector<juce::File> filesThatAreThere() const;
+
+    /** What the empty window offers of it. */
+    [[nodiscard]] std::vector<ReopenableGroup> reopenable() const;
 
     /** Selects and shows what was selected and shown, as far as its Group is open. */
     void show (TessivarWorkspace& workspace, TrackActions& tracks) const;

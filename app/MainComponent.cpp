@@ -2,7 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "app/ExportMessages.h"
-#include "app/FileChooser.h"
+#include "app/KeyboardFocus.h"
 #include "app/LastSession.h"
 #include "app/TrackPresenter.h"
 #include "app/settings/ReducedMotion.h"
@@ -10,12 +10,11 @@
 #include "model/ForeignText.h"
 #include "model/settings/Settings.h"
 #include "terms/DrumType.h"
-#include "terms/KnobValues.h"
 #include "ui/FocusRings.h"
 #include "ui/Palette.h"
 
 #include <algorithm>
-#include <cmath>
+#include <vector>
 
 namespace tessivar
 {
@@ -24,62 +23,27 @@ namespace
 {
 constexpr int menuBarHeight = 28, menuBarInset = 6, seam = 1;
 constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
-constexpr int smallestBrowser = 300, largestBrowser = 480;
 constexpr int fastHz = 60, slowHz = 4;
 constexpr double meterRelease =
     2.5;                           // s in which the output meter falls after playback, its held peak included
 constexpr double labelStays = 4.0; // s in which a knob's value label has faded
-constexpr double noticeStays = 5.0; // s
-constexpr double meterRange = SuppressionMeterState::numLeds;
 
 double now()
 {
     return juce::Time::getMillisecondCounterHiRes() / 1000.0;
 }
 
-/** "Studio Interface · 48 kHz · 256 samples", the device by its own name and, where that says little, its
-    kind's.
-*/
-juce::String deviceText (juce::AudioIODevice& device)
-{
-    const auto dot = juce::String::fromUTF8 (" \xc2\xb7 ");
-    const auto isJack = device.getTypeName() == "JACK";
-    return (isJack ? "JACK " + device.getName() : device.getName()) + dot
-           + rateText (device.getCurrentSampleRate()) + dot
-           + juce::String (device.getCurrentBufferSizeSamples()) + " samples";
-}
-
-float levelDbOf (float rms)
-{
-    return 20.0f * std::log10 (std::max (rms, 1.0e-6f));
-}
 } // namespace
-
-/** The edge between browser and track: drags the browser wider or narrower. */
-class MainComponent::Splitter : public juce::Component
-{
-public:
-    Splitter() { setMouseCursor (juce::MouseCursor::LeftRightResizeCursor); }
-
-    /** The browser's new right edge, in the parent's coordinates. */
-    std::function<void (int)> onDrag;
-
-    void mouseDrag (const juce::MouseEvent& event) override
-    {
-        if (onDrag)
-            onDrag (event.getEventRelativeTo (getParentComponent()).x);
-    }
-};
 
 MainComponent::MainComponent (const juce::File& resourceFolder,
                               const UserFolders& folders,
                               const ProgramLog& log)
     : resources (resourceFolder), images (resourceFolder), workspace (folders),
       player (workspace, readAheadSettings (workspace.settings())), wave (images, player),
-      menuBar (&commands), browser (images), splitter (std::make_unique<Splitter>()), meter (images),
-      dock (images), transport (images), tooltips (this), prompts (scrim, images),
-      tracks (workspace, prompts), dragOut (workspace, tracks), bleed (wave, player, tracks),
-      work (workspace, runner, prompts, resourceFolder), presenter (workspace, wave.waveforms, work),
+      menuBar (&commands), tooltips (this), prompts (scrim, images), tracks (workspace, prompts),
+      playback (player, wave, tracks, prompts, workspace.settings(), images),
+      dock (tracks, player, wave, images), bleed (wave, player, tracks),
+      work (workspace, runner, prompts, resourceFolder), browser (workspace, tracks, work, wave, images),
       files (work), unsaved (workspace, work, prompts, images),
       dialogs ({ workspace, player, tracks, runner, prompts, images, *this, resourceFolder, log })
 {
@@ -87,23 +51,19 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     tidySettingsFolder (folders.settings);
     [[maybe_unused]] const auto firstRun = workspace.isFirstRun();
     auto& settings = workspace.settings();
-    volumeDb = static_cast<float> (settings.getDoubleValue (appSettingsKeys::volume, 0.0));
-    browserWidth = juce::jlimit (
-        smallestBrowser, largestBrowser, settings.getIntValue (appSettingsKeys::browserWidth, browserWidth));
-    player.setVolumeDb (volumeDb);
     wave.setSpectrumShown (settings.getBoolValue (appSettingsKeys::spectrumShown, false));
     player.setPlaysWholeGroup (settings.getBoolValue (appSettingsKeys::playsKit, false));
-    presenter.setShowsStrips (player.playsWholeGroup());
+    browser.presenter.setShowsStrips (player.playsWholeGroup());
 
     for (auto* child : std::initializer_list<juce::Component*>{ &menuBar,
-                                                                &deviceStatus,
-                                                                &browser,
-                                                                splitter.get(),
+                                                                &playback.deviceStatus,
+                                                                &browser.view,
+                                                                &browser.edge(),
                                                                 &wave.header,
                                                                 &wave.view,
-                                                                &meter,
-                                                                &dock,
-                                                                &transport })
+                                                                &dock.meter,
+                                                                &dock.view,
+                                                                &playback.transport })
         addAndMakeVisible (child);
 
     for (auto* child : std::initializer_list<juce::Component*>{ &bleed.view, &empty, &dropOverlay, &scrim })
@@ -113,7 +73,7 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     wireBrowser();
     wireWave();
     wireDock();
-    wireTransport();
+    wirePlayback();
     wireWork();
     wireFiles();
     workspace.addChangeListener (this);
@@ -131,9 +91,7 @@ MainComponent::~MainComponent()
     player.stop();
     auto& settings = workspace.settings();
     LastSession::of (workspace, tracks, wave).save (settings);
-    settings.setValue (appSettingsKeys::volume, static_cast<double> (volumeDb));
     settings.setValue (appSettingsKeys::playsKit, player.playsWholeGroup());
-    settings.setValue (appSettingsKeys::browserWidth, browserWidth);
     settings.setValue (appSettingsKeys::spectrumShown, wave.isSpectrumShown());
 }
 
@@ -141,7 +99,7 @@ void MainComponent::start (const juce::StringArray& paths)
 {
     applyMotion (workspace.settings());
     player.start();
-    showDevice();
+    playback.showDevice();
     grabKeyboardFocus();
     unsaved.start();
     offerLastSession();
@@ -186,21 +144,22 @@ void MainComponent::resized()
     scrim.setBounds (area);
 
     auto bar = area.removeFromTop (menuBarHeight);
-    deviceStatus.setBounds (bar.removeFromRight (std::min (bar.getWidth() / 2, deviceStatus.idealWidth())));
+    auto& device = playback.deviceStatus;
+    device.setBounds (bar.removeFromRight (std::min (bar.getWidth() / 2, device.idealWidth())));
     menuBar.setBounds (bar.withTrimmedLeft (menuBarInset));
-    transport.setBounds (area.removeFromBottom (TransportBar::height));
+    playback.transport.setBounds (area.removeFromBottom (TransportBar::height));
 
-    browser.setCompact (isCompact);
-    dock.setCompact (isCompact);
-    browser.setBounds (area.removeFromLeft (isCompact ? compactBrowserWidth : browserWidth));
-    splitter->setBounds (browser.getBounds().removeFromRight (3).translated (2, 0));
+    browser.view.setCompact (isCompact);
+    dock.view.setCompact (isCompact);
+    browser.view.setBounds (area.removeFromLeft (isCompact ? compactBrowserWidth : browser.width()));
+    browser.edge().setBounds (browser.view.getBounds().removeFromRight (3).translated (2, 0));
     area.removeFromLeft (seam);
     empty.setBounds (area);
     dropOverlay.setBounds (area);
 
-    dock.setBounds (area.removeFromBottom (dockHeight (isCompact)).withTrimmedTop (seam));
+    dock.view.setBounds (area.removeFromBottom (dockHeight (isCompact)).withTrimmedTop (seam));
     wave.header.setBounds (area.removeFromTop (WaveTrackHeader::height));
-    meter.setBounds (area.removeFromRight (MeterColumn::width));
+    dock.meter.setBounds (area.removeFromRight (MeterColumn::width));
     area.removeFromRight (seam);
     wave.view.setBounds (area);
     bleed.view.setBounds (area);
@@ -243,106 +202,30 @@ void MainComponent::wireCommands()
             commands.menuItemsChanged();
         }
     };
-    deviceStatus.onClick = [this] { openSettings (SettingsPageId::audioDevice); };
 }
 
 void MainComponent::wireBrowser()
 {
-    browser.onNewGroup = [this] { perform (Verb::newGroup); };
-    browser.onImport = [this] { perform (Verb::importTracks); };
-    browser.onUndo = [this] { perform (Verb::undo); };
-    browser.onRedo = [this] { perform (Verb::redo); };
-    browser.onAnalyze = [this] { perform (Verb::analyzeGroup); };
-    browser.onExport = [this] { perform (Verb::exportGroup); };
-    browser.onMethodChosen = [this] (AnalysisMethod method)
-    { perform (method == AnalysisMethod::refined ? Verb::methodRefined : Verb::methodStandard); };
-    browser.onDescribeMethod = [this] (AnalysisMethod method) { return presenter.describeMethod (method); };
-
-    auto& list = browser.getList();
-    const auto idsOf = &BrowserPresenter::trackIdsOf;
-    list.onSelect = [this, idsOf] (const BrowserSelection& selection)
-    {
-        tracks.select (presenter.groupOf (selection.group),
-                       static_cast<std::uint32_t> (selection.lead),
-                       idsOf (selection.tracks));
-        showSelection();
-    };
-    list.onMenu = [this] (RowId group, RowId row, juce::Point<int> position)
-    {
-        if (row == 0 && presenter.groupOf (group) != nullptr)
-            showMenu (groupMenuLines(), nullptr, position);
-        else if (const auto selected = tracks.group(); row != 0 && selected != nullptr)
-            showMenu (trackMenuLines(), selected->findTrack (static_cast<std::uint32_t> (row)), position);
-    };
-    list.onInclude = [this, idsOf] (const std::vector<RowId>& rows, bool included)
-    { tracks.setExcluded (idsOf (rows), ! included); };
-    list.onType = [this, idsOf] (const std::vector<RowId>& rows, DrumType type)
-    { tracks.setDrumType (idsOf (rows), type); };
-    list.onSolo = [this, idsOf] (const std::vector<RowId>& rows, bool solo)
-    { tracks.setSolo (idsOf (rows), solo); };
-    list.onMute = [this, idsOf] (const std::vector<RowId>& rows, bool mute)
-    { tracks.setMute (idsOf (rows), mute); };
-    list.onFader = [this] (RowId row, float levelDb)
-    { tracks.setFader (static_cast<std::uint32_t> (row), levelDb); };
-    list.onFold = [this] (RowId group)
-    {
-        presenter.toggleOpen (group);
-        browser.setState (presenter.makeState());
-    };
-    list.onClose = [this] (RowId row)
-    {
-        if (const auto group = presenter.groupOf (row); group != nullptr && ! isBlocked())
-            callLater ([this, group] { work.close (group); });
-    };
-    list.onRename = [this] (RowId row, const juce::String& name)
-    {
-        if (const auto group = presenter.groupOf (row); group != nullptr && name.trim().isNotEmpty())
-            group->rename (name.trim());
-    };
-    list.onStopReading = [this] (RowId row)
-    {
-        if (const auto group = presenter.groupOf (row))
-            work.stopReading (group);
-    };
-    list.onDescribeType = [this] (RowId track)
-    { return presenter.describeType (static_cast<std::uint32_t> (track)); };
-    list.onLocate = [this] (RowId track) { locateSource (static_cast<std::uint32_t> (track)); };
-    list.onMoveTracks = [this, idsOf] (const std::vector<RowId>& rows, RowId toGroup, int index)
-    {
-        if (const auto target = presenter.groupOf (toGroup))
-            tracks.move (idsOf (rows), *target, index);
-    };
-
-    list.onDragOut = [this, idsOf] (const std::vector<RowId>& rows)
-    {
-        dragOut.begin (idsOf (rows),
-                       [this] (const juce::StringArray& uris)
-                       {
-                           browser.getList().handOverDrag();
-                           juce::DragAndDropContainer::performExternalDragDropOfFiles (uris, false, this);
-                       });
-    };
-    list.onDragOver = [this] { dragOut.letGo(); };
-    dragOut.onProgress = [this] (const TrackActions::TrackIds& ids, std::optional<double> share)
-    {
-        const std::vector<RowId> rows (ids.begin(), ids.end());
-        browser.getList().setExporting (rows,
-                                        share ? std::optional (static_cast<float> (*share)) : std::nullopt);
-    };
-    dragOut.onNotice = [this] (const juce::String& text, bool warns) { tellFor (text, {}, {}, warns); };
-
-    splitter->onDrag = [this] (int right) { widenBrowser (right - browserWidth); };
+    browser.isBlocked = [this] { return isBlocked(); };
+    browser.onVerb = [this] (Verb verb) { perform (verb); };
+    browser.onMenu =
+        [this] (std::span<const MenuLine> lines, const Track::Ptr& clicked, juce::Point<int> position)
+    { showMenu (lines, clicked, position); };
+    browser.onClose = [this] (const Group::Ptr& group) { callLater ([this, group] { work.close (group); }); };
+    browser.onSelected = [this] { showSelection(); };
+    browser.onWidthChanged = [this] { resized(); };
+    browser.onNotice = [this] (const juce::String& text, bool warns) { playback.tell (text, {}, {}, warns); };
 }
 
 void MainComponent::wireWave()
 {
     wave.onAnimate = [this] (double seconds) { animateFor (seconds); };
-    wave.onTransportChanged = [this] { showTransport(); };
+    wave.onTransportChanged = [this] { playback.show(); };
     wave.onListeningChanged = [this] { showTrack(); };
     wave.onPlayheadMoved = [this] (double position)
     {
-        transport.setPosition (position);
-        browser.getList().setLevels (presenter.levelsAt (position));
+        playback.transport.setPosition (position);
+        browser.view.getList().setLevels (browser.presenter.levelsAt (position));
     };
     wave.view.onHintButton = [this] { perform (Verb::analyzeGroup); };
     wave.header.onBleedShown = [this] (bool shouldShow) { bleed.setOpen (shouldShow); };
@@ -356,19 +239,10 @@ void MainComponent::wireWave()
 
 void MainComponent::wireDock()
 {
-    dock.onFocusChange = [this] (float focus) { tracks.turnKnobs (focus, {}); };
-    dock.onFineChange = [this] (float fine) { tracks.turnKnobs ({}, fine); };
-    dock.onGestureStart = [this] { tracks.startKnobGesture(); };
-    dock.onGestureEnd = [this] { tracks.startKnobGesture(); };
-    dock.onChooseSetting = [this] (KnobSetting setting, bool ofWholeGroup)
-    { tracks.chooseSetting (setting, ofWholeGroup); };
-    dock.onCopy = [this] { tracks.copySoundingSetting(); };
-    dock.onReset = [this] { tracks.resetKnobs(); };
-    dock.onPresets = [this] (juce::Point<int> place) { showMenu (presetMenuLines(), nullptr, place); };
-    dock.onEqualLoudness = [this] { perform (Verb::equalLoudness); };
-    dock.onBlindTest = [this] { callLater ([this] { perform (Verb::blindTest); }); };
+    dock.view.onPresets = [this] (juce::Point<int> place) { showMenu (presetMenuLines(), nullptr, place); };
+    dock.view.onEqualLoudness = [this] { perform (Verb::equalLoudness); };
+    dock.view.onBlindTest = [this] { callLater ([this] { perform (Verb::blindTest); }); };
     player.onLoudnessMatched = [this] { showTrack(); };
-    dock.onListeningChange = [this] (ListenMode mode) { wave.setListening (mode); };
     tracks.onKnobsChanged = [this]
     {
         // At once, not with the next message: this is what is heard and seen under the hand.
@@ -378,37 +252,12 @@ void MainComponent::wireDock()
     };
 }
 
-void MainComponent::wireTransport()
+void MainComponent::wirePlayback()
 {
-    transport.onToStart = [this] { wave.seek (0.0); };
-    transport.onPlayOrStop = [this] { playOrStop(); };
-    transport.onLoop = [this] (bool shouldLoop) { wave.setLooping (shouldLoop); };
-    transport.onWholeGroup = [this] (bool isWhole) { setPlaysKit (isWhole); };
-    transport.onFollow = [this] (bool shouldFollow) { wave.setFollowing (shouldFollow); };
-    transport.onVolume = [this] (float levelDb) { changeVolume (levelDb - volumeDb); };
-    transport.onLoopTyped = [this] (juce::Range<double> range) { wave.select (range); };
-    player.onNotice = [this] (const juce::String& text, Player::NoticeAction action)
-    {
-        switch (action)
-        {
-            case Player::NoticeAction::none:
-                return tellFor (text, {}, {}, true);
-            case Player::NoticeAction::showPerformance:
-                return tellFor (
-                    text, "Performance", [this] { openSettings (SettingsPageId::performance); }, true);
-            case Player::NoticeAction::reopenDevice:
-                break;
-        }
-
-        const auto reopen = [this]
-        {
-            if (const auto opened = player.device.reopen(); opened.failed())
-                prompts.warn ("The audio device can't be opened.", opened.getErrorMessage());
-
-            showDevice();
-        };
-        tellFor (text, "Reopen", reopen, true);
-    };
+    playback.onAnimate = [this] (double seconds) { animateFor (seconds); };
+    playback.onSettings = [this] (SettingsPageId page) { openSettings (page); };
+    playback.onDeviceTextChanged = [this] { resized(); };
+    playback.transport.onWholeGroup = [this] (bool isWhole) { setPlaysKit (isWhole); };
 }
 
 void MainComponent::wireWork()
@@ -420,7 +269,7 @@ void MainComponent::wireWork()
 
     work.onNotice =
         [this] (const juce::String& text, const juce::String& action, std::function<void()> onAction)
-    { tellFor (text, action, std::move (onAction), false); };
+    { playback.tell (text, action, std::move (onAction), false); };
     work.onChooseTemporaryFolder = [this] { openSettings (SettingsPageId::folders); };
     work.onAnalysed = [this] (const Group::Ptr& group, const std::vector<AnalysisRemark>& remarks)
     {
@@ -435,7 +284,7 @@ void MainComponent::wireWork()
         }
 
         const auto hasMore = ! sentences.isEmpty() || ! remarks.empty();
-        tellFor (
+        playback.tell (
             notice,
             hasMore ? "Details" : "",
             [this, text, list = sentences, name = group->name()] { prompts.tell (name, text, list); },
@@ -454,7 +303,7 @@ void MainComponent::wireWork()
     {
         const auto what = ids.size() == 1 ? group->findTrack (ids.front())->name()
                                           : juce::String (ids.size()) + " others like it";
-        tellFor (
+        playback.tell (
             juce::String (drumTypeDisplayName (type)) + " set",
             "Same for " + what,
             [group, ids, type] { group->setDrumType (ids, type); },
@@ -462,15 +311,15 @@ void MainComponent::wireWork()
     };
     work.onClosed = [this] (const Group::Ptr& group) { unsaved.discard (group); };
     unsaved.onFailure = [this] (const juce::String& reason)
-    { tellFor ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
+    { playback.tell ("Changes can't be kept for recovery: " + reason, {}, {}, true); };
 }
 
 void MainComponent::wireFiles()
 {
     const auto describe = [this] (const juce::StringArray& paths) { return files.describe (paths); };
-    browser.onDescribeFiles = empty.onDescribeFiles = describe;
-    browser.onFilesDropped = [this] (const juce::StringArray& paths, RowId group)
-    { files.drop (paths, presenter.groupOf (group)); };
+    browser.view.onDescribeFiles = empty.onDescribeFiles = describe;
+    browser.view.onFilesDropped = [this] (const juce::StringArray& paths, RowId group)
+    { files.drop (paths, browser.presenter.groupOf (group)); };
     empty.onFilesDropped = [this] (const juce::StringArray& paths) { files.drop (paths, nullptr); };
     empty.setHasDemo (! demoSession::files (resources).empty());
     empty.onDemo = [this] { files.openDemo(); };
@@ -497,7 +346,7 @@ bool MainComponent::isBlocked() const
 
 VerbTargets MainComponent::targets (const Track::Ptr& clicked)
 {
-    return { *this, dialogs, tracks, wave, bleed, work, player, clicked };
+    return { *this, dialogs, tracks, wave, bleed, work, player, browser, dock, playback, clicked };
 }
 
 void MainComponent::perform (const VerbEntry& entry, const Track::Ptr& clicked)
@@ -534,7 +383,7 @@ void MainComponent::showMenu (std::span<const MenuLine> lines,
 
 void MainComponent::showTrackMenu (const Track::Ptr& track)
 {
-    showMenu (trackMenuLines(), track, browser.getScreenBounds().getCentre());
+    showMenu (trackMenuLines(), track, browser.view.getScreenBounds().getCentre());
 }
 
 bool MainComponent::keyPressed (const juce::KeyPress& key)
@@ -543,7 +392,7 @@ bool MainComponent::keyPressed (const juce::KeyPress& key)
     if (isBlocked())
     {
         if (! quitInSpiteOfDialog (key))
-            giveToDialog (key);
+            giveKeyToDialog (scrim, key);
 
         return ! key.isKeyCode (juce::KeyPress::tabKey); // the toolkit's: the next control of the dialog
     }
@@ -577,21 +426,6 @@ bool MainComponent::quitInSpiteOfDialog (const juce::KeyPress& key)
     return true;
 }
 
-void MainComponent::giveToDialog (const juce::KeyPress& key)
-{
-    auto* dialog = scrim.getTop();
-
-    // One that came before the window had the focus, or while another window had it, is without it.
-    if (dialog == nullptr || dialog->hasKeyboardFocus (true))
-        return;
-
-    dialog->takeFirstFocus();
-    auto* focused = juce::Component::getCurrentlyFocusedComponent();
-
-    if (! (focused != nullptr && dialog->isParentOf (focused) && focused->keyPressed (key)))
-        dialog->keyPressed (key);
-}
-
 void MainComponent::takeFocus()
 {
     if (auto* dialog = scrim.getTop())
@@ -602,74 +436,22 @@ void MainComponent::takeFocus()
 
 void MainComponent::moveToArea (int step)
 {
-    std::vector<juce::Component*> areas;
+    auto& list = browser.view.getList();
+    std::vector<FocusArea> areas;
 
     for (auto* area : std::initializer_list<juce::Component*>{
-             &browser, &empty, &wave.view, &bleed.view, &dock, &transport })
+             &browser.view, &empty, &wave.view, &bleed.view, &dock.view, &playback.transport })
         if (area->isShowing())
-            areas.push_back (area);
+            areas.push_back ({ area, area == &browser.view && list.isShowing() ? &list : area });
 
-    const auto count = static_cast<int> (areas.size());
-    const auto here =
-        std::find_if (areas.begin(),
-                      areas.end(),
-                      [] (const juce::Component* area) { return area->hasKeyboardFocus (true); });
-    auto index = here != areas.end() ? static_cast<int> (here - areas.begin()) : (step > 0 ? -1 : count);
-
-    // An area in which nothing can be used right now is passed over.
-    for (int tries = 0; tries < count; ++tries)
-    {
-        index = (index + step + count) % count;
-        auto* area = areas[static_cast<std::size_t> (index)];
-
-        if (area == &browser && browser.getList().isShowing())
-            browser.getList().grabKeyboardFocus();
-        else
-            area->grabKeyboardFocus();
-
-        if (area->hasKeyboardFocus (true))
-            return;
-    }
-}
-
-void MainComponent::renameGroup()
-{
-    if (const auto group = tracks.group())
-        browser.getList().beginRename (BrowserPresenter::rowOf (*group));
-}
-
-void MainComponent::stepGroup (int step)
-{
-    tracks.stepGroup (step);
-
-    if (const auto group = tracks.group())
-        presenter.unfold (*group);
-}
-
-void MainComponent::widenBrowser (int by)
-{
-    browserWidth = juce::jlimit (smallestBrowser, largestBrowser, browserWidth + by);
-    resized();
-}
-
-void MainComponent::changeVolume (float byDb)
-{
-    volumeDb = juce::jlimit (volumeDbForPosition (0.0), volumeDbForPosition (1.0), volumeDb + byDb);
-    player.setVolumeDb (volumeDb);
-    showTransport();
+    moveFocusBetween (areas, step);
 }
 
 void MainComponent::setPlaysKit (bool shouldPlay)
 {
     player.setPlaysWholeGroup (shouldPlay);
-    presenter.setShowsStrips (shouldPlay);
+    browser.presenter.setShowsStrips (shouldPlay);
     refresh();
-}
-
-void MainComponent::playOrStop()
-{
-    player.playOrStop();
-    animateFor (1.0);
 }
 
 void MainComponent::postExport (ExportScope scope, const Group::Ptr& group, const Track::Ptr& track)
@@ -705,15 +487,8 @@ void MainComponent::handleMessage (const juce::Message& message)
 
 void MainComponent::offerLastSession()
 {
-    std::vector<ReopenableGroup> groups;
-
-    if (const auto session = LastSession::load (workspace.settings()))
-        for (const auto& file : session->files)
-            groups.push_back ({ shownText (file.getFileNameWithoutExtension()),
-                                shownText (file.getFullPathName()),
-                                file.existsAsFile() ? juce::String() : "the file is no longer there" });
-
-    empty.setReopenable (std::move (groups));
+    const auto session = LastSession::load (workspace.settings());
+    empty.setReopenable (session ? session->reopenable() : std::vector<ReopenableGroup>());
 }
 
 void MainComponent::reopenLastSession()
@@ -723,9 +498,7 @@ void MainComponent::reopenLastSession()
     if (isBlocked() || ! session)
         return;
 
-    auto there = session->files;
-    std::erase_if (there, [] (const juce::File& file) { return ! file.existsAsFile(); });
-    work.open (there);
+    work.open (session->filesThatAreThere());
     session->show (workspace, tracks);
     refresh();
     session->show (wave);
@@ -754,22 +527,6 @@ void MainComponent::filesDropped (const juce::StringArray& paths, int, int)
     files.drop (paths, nullptr);
 }
 
-void MainComponent::locateSource (std::uint32_t trackId)
-{
-    const auto group = tracks.group();
-
-    if (isBlocked() || group == nullptr || group->findTrack (trackId) == nullptr)
-        return;
-
-    FileChooserRequest request;
-    request.title = "Locate " + group->findTrack (trackId)->name();
-    request.wildcard = "*.wav;*.aiff;*.caf;*.aif";
-    request.startFolder = workspace.defaultDialogFolder();
-
-    if (const auto chosen = prompts.chooseFiles (request); ! chosen.empty())
-        group->setSourceFile (trackId, chosen.front());
-}
-
 //============================================================================================================
 // Showing
 
@@ -777,10 +534,10 @@ void MainComponent::refresh()
 {
     tracks.keepSelectionValid();
     readWaveforms();
-    browser.setState (presenter.makeState());
-    selectInBrowser();
+    browser.show();
+    browser.showSelection();
     showSelection();
-    showDevice();
+    playback.showDevice();
 }
 
 void MainComponent::readWaveforms()
@@ -803,34 +560,11 @@ void MainComponent::readWaveforms()
         animateFor (0.5);
 }
 
-void MainComponent::selectInBrowser()
-{
-    const auto group = tracks.group();
-    const auto lead = static_cast<RowId> (tracks.trackId());
-    const auto& shown = browser.getList().getSelection();
-
-    const auto chosen = tracks.chosen();
-
-    if (group == nullptr
-        || (shown.group == BrowserPresenter::rowOf (*group) && shown.lead == lead
-            && shown.tracks.size() == chosen.size()))
-        return;
-
-    BrowserSelection selection;
-    selection.group = BrowserPresenter::rowOf (*group);
-    selection.lead = selection.anchor = lead;
-
-    for (const auto id : chosen)
-        selection.tracks.push_back (static_cast<RowId> (id));
-
-    browser.getList().setSelection (selection);
-}
-
 void MainComponent::showSelection()
 {
     player.show (tracks.group(), tracks.trackId());
     showTrack();
-    showTransport();
+    playback.show();
     commands.refresh();
 }
 
@@ -838,37 +572,10 @@ void MainComponent::showTrack()
 {
     const auto track = tracks.track();
     empty.setVisible (track == nullptr);
-    empty.setReading (presenter.readingHeadline());
-    meter.setVisible (track != nullptr);
-    dock.setVisible (track != nullptr);
+    empty.setReading (browser.presenter.readingHeadline());
     wave.show (tracks.group(), track);
-    meter.setTake (wave.view.reductionOfTake());
+    dock.show();
     bleed.show (tracks.group(), track);
-
-    if (track != nullptr)
-    {
-        auto state = dockFor (&track->state(), wave.listening());
-        state.equalLoudness = player.matchesLoudness();
-        state.matchingGainDb = player.matchingGainDb();
-        dock.setState (state);
-    }
-}
-
-void MainComponent::showTransport()
-{
-    TransportState state;
-    state.hasTrack = tracks.track() != nullptr;
-    state.playable = player.canPlay();
-    state.playing = player.isPlaying();
-    state.looping = wave.isLooping();
-    state.following = wave.isFollowing();
-    state.wholeGroup = player.playsWholeGroup();
-    state.position = player.position();
-    state.duration = player.duration();
-    state.volumeDb = volumeDb;
-    state.loop = wave.selection();
-    transport.setState (state);
-    wave.header.setCanZoomToSelection (state.loop.has_value());
 }
 
 void MainComponent::showReading()
@@ -877,62 +584,7 @@ void MainComponent::showReading()
     if (std::exchange (shownReading, work.imports().revision()) != work.imports().revision())
         refresh();
     else if (work.imports().isReading())
-        browser.getList().setReadFractions (presenter.readFractions());
-}
-
-void MainComponent::showDevice()
-{
-    auto* device = player.device.manager().getCurrentAudioDevice();
-    const auto deviceStatusNow = player.device.status();
-    // Without a Group there is no rate to differ from.
-    const auto isRunning = deviceStatusNow == DeviceStatus::running
-                           || (deviceStatusNow == DeviceStatus::converting && tracks.group() == nullptr);
-    const auto name = isRunning && device != nullptr ? deviceText (*device) : player.device.statusText();
-    auto text = name;
-    const auto dropouts = player.numDropouts();
-
-    if (dropouts > 0)
-        text << juce::String::fromUTF8 (" \xc2\xb7 ") << juce::String (dropouts)
-             << (dropouts == 1 ? " dropout" : " dropouts");
-
-    if (deviceStatus.getButtonText() != text)
-    {
-        // Not every dropout has a line of its own.
-        if (std::exchange (loggedDevice, name) != name)
-            juce::Logger::writeToLog ("Audio device: " + name);
-
-        deviceStatus.setStatus (text, ! isRunning || dropouts > 0);
-        resized();
-    }
-}
-
-void MainComponent::showMeter()
-{
-    const auto track = tracks.track();
-    const auto isSilent = track == nullptr || ! player.isPlaying() || wave.listening() == ListenMode::bypass
-                          || ! track->state().hasProcessedOutput();
-
-    if (isSilent)
-    {
-        meter.getMeter().setLevel (0.0f, 0.0f, static_cast<float> (meterRange), true);
-        return;
-    }
-
-    const auto levels = player.levels (track->id());
-    const auto suppression =
-        levels.source > 0.0f ? levelDbOf (levels.source) - levelDbOf (levels.processed) : 0.0f;
-    // A hair more, so that a whole dB always lights its LED.
-    const auto fraction = std::clamp (suppression / static_cast<float> (meterRange) + 0.0005f, 0.0f, 1.0f);
-    meter.getMeter().setLevel (fraction, 0.0f, static_cast<float> (meterRange), false);
-}
-
-void MainComponent::tellFor (const juce::String& notice,
-                             const juce::String& action,
-                             std::function<void()> onAction,
-                             bool warns)
-{
-    transport.showNotice (notice, action, std::move (onAction), warns);
-    animateFor (noticeStays);
+        browser.view.getList().setReadFractions (browser.presenter.readFractions());
 }
 
 //============================================================================================================
@@ -958,27 +610,23 @@ void MainComponent::timerCallback()
 
     if (isPlaying != std::exchange (wasPlaying, isPlaying))
     {
-        showTransport();
+        playback.show();
         animateFor (meterRelease);
     }
 
-    if (dock.isFading())
+    if (dock.view.isFading())
         animateFor (1.0 / slowHz);
 
     if (isPlaying || time < animateUntil)
     {
         if (evenTick)
-        {
-            dock.fadeTick();
-            showMeter();
-        }
+            dock.tick();
 
-        const auto peaks = player.engine.takeOutputPeaks();
-        transport.getMeter().update ({ levelDbOf (peaks[0]), levelDbOf (peaks[1]) }, elapsed);
+        playback.updateMeter (elapsed);
     }
 
     wave.tick (time, elapsed);
-    transport.tick (elapsed);
+    playback.transport.tick (elapsed);
 
     if (time - lastSlowTick >= 1.0 / slowHz)
     {
@@ -1001,12 +649,12 @@ void MainComponent::slowTick()
     player.tick();
     files.tick();
     showReading();
-    showDevice();
+    playback.showDevice();
 
     if (wave.haveWaveformsGrown())
     {
         showTrack();
-        browser.setState (presenter.makeState());
+        browser.show();
         animateFor (0.5);
     }
 }

@@ -1,29 +1,25 @@
 #pragma once
 
 #include "app/BleedController.h"
-#include "app/BrowserPresenter.h"
+#include "app/BrowserController.h"
 #include "app/Commands.h"
+#include "app/DockController.h"
 #include "app/FilesFromOutside.h"
 #include "app/GroupWork.h"
+#include "app/PlaybackController.h"
 #include "app/Player.h"
-#include "app/RowDragOut.h"
 #include "app/TrackActions.h"
 #include "app/UnsavedWork.h"
 #include "app/WaveController.h"
 #include "app/WindowDialogs.h"
-#include "ui/Buttons.h"
 #include "ui/EmptyView.h"
 #include "ui/TessivarControls.h"
-#include "ui/TessivarSuppressionMeterComponent.h"
-#include "ui/browser/BrowserView.h"
-#include "ui/dock/SettingDock.h"
-#include "ui/transport/TransportBar.h"
 
 namespace tessivar
 {
 
 /** Everything in the window: lays out its areas, fills them when something changes, and leads what the user
-    does to those who do it: verbs, TrackActions, WaveController, GroupWork.
+    does to those who do it: verbs, TrackActions, GroupWork, and the controllers of the areas.
 */
 class MainComponent : public juce::Component,
                       public juce::FileDragAndDropTarget,
@@ -69,16 +65,7 @@ public:
 
     void openMenu (int index) { menuBar.showMenu (index); }
     void showTrackMenu (const Track::Ptr& track);
-    void renameGroup();
-    void stepGroup (int step);
-    void locateSource (std::uint32_t trackId);
-    void changeVolume (float byDb);
-    void widenBrowser (int by);
-    void clearMeter() { meter.getMeter().clear(); }
     void setPlaysKit (bool shouldPlay); // all tracks, instead of the selected one alone
-    void typeFocus() { dock.getFocus().typeValue(); }
-    void typeFine() { dock.getFine().typeValue(); }
-    void playOrStop();
     void moveToArea (int step);
 
     /** Exports when whatever asks for it has returned. */
@@ -97,14 +84,12 @@ public:
     void filesDropped (const juce::StringArray& paths, int x, int y) override;
 
 private:
-    class Splitter;
-
     // Wiring, in the order of the areas.
     void wireCommands();
     void wireBrowser();
     void wireWave();
     void wireDock();
-    void wireTransport();
+    void wirePlayback();
     void wireWork();
     void wireFiles();
 
@@ -125,24 +110,15 @@ private:
     void perform (const VerbEntry& entry, const Track::Ptr& clicked = nullptr);
     void perform (Verb verb) { perform (entryOf (verb)); }
     void showMenu (std::span<const MenuLine> lines, const Track::Ptr& clicked, juce::Point<int> position);
-    void giveToDialog (const juce::KeyPress& key);
     bool quitInSpiteOfDialog (const juce::KeyPress& key);
 
     // Showing.
     void refresh();
     void readWaveforms();
-    void selectInBrowser();
     void showSelection();
     void showTrack();
-    void showTransport();
     void showReading();
-    void showDevice();
-    void showMeter();
     void animateFor (double seconds);
-    void tellFor (const juce::String& notice,
-                  const juce::String& action,
-                  std::function<void()> onAction,
-                  bool warns);
 
     void openSettings (SettingsPageId page);
     void offerLastSession();
@@ -156,12 +132,6 @@ private:
 
     Commands commands;
     juce::MenuBarComponent menuBar;
-    DeviceStatusButton deviceStatus;
-    BrowserView browser;
-    std::unique_ptr<Splitter> splitter;
-    MeterColumn meter;
-    SettingDock dock;
-    TransportBar transport;
     EmptyView empty;
     DropOverlay dropOverlay;
 
@@ -186,19 +156,16 @@ private:
     JobRunner runner{ scrim };
     DialogPrompts prompts;
     TrackActions tracks;
-    RowDragOut dragOut;
+    PlaybackController playback;
+    DockController dock;
     BleedController bleed;
     GroupWork work;
-    BrowserPresenter presenter;
+    BrowserController browser;
     FilesFromOutside files;
     UnsavedWork unsaved;
     WindowDialogs dialogs;
     std::uint32_t shownReading = 0; // revision of what is read
-    juce::String loggedDevice;
-
     bool wasPlaying = false, evenTick = false;
-    float volumeDb = 0.0f;
-    int browserWidth = 344;
     double animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
 
     JUCE_DECLARE_NON_COPYABLE (MainComponent)

@@ -5,6 +5,7 @@
 #include "terms/TrackFindings.h"
 #include "ui/DrumDrawing.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tessivar
@@ -223,6 +224,11 @@ DockState dockFor (const TrackState* track, ListenMode listening)
         dock.layers[i] = { rule.channelWeight[i], rule.back * (1.0f - rule.channelWeight[i]) };
 
     return dock;
+}
+
+float levelDbOf (float rms)
+{
+    return 20.0f * std::log10 (std::max (rms, 1.0e-6f));
 }
 
 } // namespace tessivar

@@ -40,4 +40,7 @@ struct AnalysisSummary
 /** "44.1 kHz" */
 [[nodiscard]] juce::String rateText (double sampleRate);
 
+/** In dB, at least -120. */
+[[nodiscard]] float levelDbOf (float rms);
+
 } // namespace tessivar

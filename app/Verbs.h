@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/Group.h"
-#include "ui/dialogs/KeySheetDialog.h"
+#include "terms/DrumType.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
@@ -13,8 +13,11 @@ namespace tessivar
 {
 
 class BleedController;
+class BrowserController;
+class DockController;
 class GroupWork;
 class MainComponent;
+class PlaybackController;
 class Player;
 class TrackActions;
 class WaveController;
@@ -61,6 +64,9 @@ struct VerbTargets
     BleedController& bleed;
     GroupWork& work;
     Player& player;
+    BrowserController& browser;
+    DockController& dock;
+    PlaybackController& playback;
     Track::Ptr clicked; // whose menu is open; null: the selected track
 
     [[nodiscard]] Group::Ptr group() const;
@@ -104,7 +110,7 @@ struct VerbEntry
     juce::String (*object) (Target) = nullptr; // stands behind the name in a menu
 };
 
-/** Every verb; those with numbers first, in the order in which the framework is told of them. "Save Group" is
+/** Every verb, from the table in app/VerbTable.cpp; those with numbers first, in the order in which the framework is told of them. "Save Group" is
     described as "Save Track", and two commands claim one key: both are intended.
 */
 [[nodiscard]] std::span<const VerbEntry> allVerbs();
@@ -127,38 +133,7 @@ struct VerbEntry
 */
 [[nodiscard]] juce::KeyPress shownKeyOf (Verb verb);
 
-/** "Ctrl+Shift+S" */
-[[nodiscard]] juce::String keyText (const juce::KeyPress& key);
-
 /** Does what an entry's verb does, where it can be done. */
 void perform (const VerbEntry& entry, const VerbTargets& targets);
-
-/** A line of a menu: a verb, or one of the others. */
-struct MenuLine
-{
-    enum class Kind
-    {
-        verb,
-        separator,
-        recentFiles,
-        drumTypes,
-        methods,
-        presets
-    };
-
-    Kind kind = Kind::verb;
-    Verb verb = Verb::newGroup;
-
-    constexpr MenuLine (Verb verbToShow) : verb (verbToShow) {}
-    constexpr MenuLine (Kind kindToShow) : kind (kindToShow) {}
-};
-
-[[nodiscard]] juce::StringArray menuNames();
-[[nodiscard]] std::span<const MenuLine> menuLines (int menuIndex);
-[[nodiscard]] std::span<const MenuLine> trackMenuLines();
-[[nodiscard]] std::span<const MenuLine> groupMenuLines();
-[[nodiscard]] std::span<const MenuLine> presetMenuLines();
-
-[[nodiscard]] std::vector<KeySheetSection> keySheetSections();
 
 } // namespace tessivar

@@ -1,13 +1,12 @@
 #include "app/WindowDialogs.h"
 
 #include "app/FileChooser.h"
-#include "app/Verbs.h"
+#include "app/KeySheet.h"
 #include "app/about/AboutDialog.h"
 #include "app/about/Diagnostics.h"
 #include "app/system/ScreenFit.h"
 #include "platform/Desktop.h"
 #include "ui/dialogs/BlindTestDialog.h"
-#include "ui/dialogs/KeySheetDialog.h"
 
 #include <memory>
 #include <random>

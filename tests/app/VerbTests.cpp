@@ -1,4 +1,5 @@
 #include "app/Commands.h"
+#include "app/KeySheet.h"
 
 #include <catch2/catch.hpp>
 

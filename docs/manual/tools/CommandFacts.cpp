@@ -1,6 +1,7 @@
 #include "docs/manual/tools/ManualFacts.h"
 
 #include "app/Commands.h"
+#include "app/KeySheet.h"
 
 #include <algorithm>
 #include <map>
