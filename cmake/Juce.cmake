@@ -26,7 +26,9 @@ target_compile_definitions(tessivar_juce
         JUCE_DISPLAY_SPLASH_SCREEN=0
         JUCE_REPORT_APP_USAGE=0
         JUCE_STANDALONE_APPLICATION=1
-        JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1)
+        JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1
+        # Windows alone has decoders of its own: what one system reads, all do.
+        $<$<BOOL:${WIN32}>:JUCE_USE_WINDOWS_MEDIA_FORMAT=0>)
 target_compile_definitions(tessivar_juce INTERFACE $<TARGET_PROPERTY:tessivar_juce,COMPILE_DEFINITIONS>)
 target_include_directories(tessivar_juce SYSTEM INTERFACE $<TARGET_PROPERTY:tessivar_juce,INCLUDE_DIRECTORIES>)
 
@@ -46,14 +48,20 @@ function(tessivar_add_juce_modules target)
     target_link_libraries(${target} PUBLIC ${ARG_LIBS})
 endfunction()
 
-pkg_check_modules(TESSIVAR_ALSA REQUIRED IMPORTED_TARGET alsa)
-tessivar_add_juce_modules(tessivar_juce_devices
-    MODULES juce_audio_devices
-    LIBS tessivar_juce PkgConfig::TESSIVAR_ALSA)
-# libjack is opened at run time; its headers alone are needed here.
-target_compile_definitions(tessivar_juce_devices PUBLIC JUCE_ALSA=1 JUCE_JACK=1 JUCE_JACK_CLIENT_NAME="Tessivar")
+tessivar_add_juce_modules(tessivar_juce_devices MODULES juce_audio_devices LIBS tessivar_juce)
+set(graphicsPackages libpng libjpeg)
 
-pkg_check_modules(TESSIVAR_GRAPHICS REQUIRED IMPORTED_TARGET freetype2 libpng libjpeg)
+if(WIN32)
+    target_compile_definitions(tessivar_juce_devices PUBLIC JUCE_WASAPI=1 JUCE_DIRECTSOUND=1 JUCE_ASIO=0)
+else()
+    pkg_check_modules(TESSIVAR_ALSA REQUIRED IMPORTED_TARGET alsa)
+    target_link_libraries(tessivar_juce_devices PUBLIC PkgConfig::TESSIVAR_ALSA)
+    # libjack is opened at run time; its headers alone are needed here.
+    target_compile_definitions(tessivar_juce_devices PUBLIC JUCE_ALSA=1 JUCE_JACK=1 JUCE_JACK_CLIENT_NAME="Tessivar")
+    list(APPEND graphicsPackages freetype2)
+endif()
+
+pkg_check_modules(TESSIVAR_GRAPHICS REQUIRED IMPORTED_TARGET ${graphicsPackages})
 tessivar_add_juce_modules(tessivar_juce_window
     MODULES juce_graphics juce_gui_basics juce_gui_extra
     LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS)

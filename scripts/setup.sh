@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs the packages that building and testing need; says nothing and changes nothing when all are there.
 # Made for Debian 12. Needs root or sudo only when something is missing.
-#   scripts/setup.sh [packaging | long]   also what ./run package draws icons and checks its work with, or
-#                                         what ./test --long needs
+#   scripts/setup.sh [packaging | long | windows]   also what ./run package draws icons and checks its work with,
+#                                                   what ./test --long needs, or what builds for Windows
 set -euo pipefail
 
 packages=(
@@ -68,6 +68,19 @@ long_packages=(
     slurm-wlm
 )
 
+# The compiler for Windows, what runs its programs here, and what makes an installer of them.
+windows_packages=(
+    dpkg-dev
+    g++-mingw-w64-x86-64-posix
+    icoutils
+    librsvg2-bin
+    libz-mingw-w64-dev
+    nsis
+    python3-pil
+    wine
+    wine64
+)
+
 # They set the manual; with what they depend on they take 300 MB.
 manual_packages=(
     python3-markdown
@@ -84,6 +97,7 @@ optional_packages=(
 case ${1-} in
     packaging) packages+=("${packaging_packages[@]}" "${manual_packages[@]}") ;;
     long) packages+=("${long_packages[@]}") ;;
+    windows) packages+=("${windows_packages[@]}" "${manual_packages[@]}") ;;
 esac
 
 die ()

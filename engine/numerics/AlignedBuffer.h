@@ -3,7 +3,6 @@
 #include "platform/Memory.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <span>
@@ -36,18 +35,14 @@ public:
         }
 
         const auto bytes = (numFloats * sizeof (float) + alignment - 1) / alignment * alignment;
-        floats = static_cast<float*> (std::aligned_alloc (alignment, bytes));
-
-        if (floats == nullptr)
-            throw std::bad_alloc();
-
+        floats = static_cast<float*> (::operator new (bytes, std::align_val_t{ alignment }));
         std::memset (floats, 0, bytes);
     }
 
     ~AlignedBuffer()
     {
         if (pages.data() == nullptr)
-            std::free (floats);
+            ::operator delete (floats, std::align_val_t{ alignment });
     }
 
     AlignedBuffer (AlignedBuffer&& other) noexcept { swap (other); }

@@ -2,24 +2,19 @@
 
 #include <juce_core/juce_core.h>
 
-#if JUCE_LINUX
-    #include <alsa/asoundlib.h>
-#endif
+#include <alsa/asoundlib.h>
 
 namespace tessivar
 {
 
 namespace
 {
-#if JUCE_LINUX
 void ignoreAlsa (const char*, int, const char*, int, const char*, ...) {}
 void ignoreJack (const char*) {}
-#endif
 } // namespace
 
 void silenceSoundLibraries()
 {
-#if JUCE_LINUX
     snd_lib_error_set_handler (ignoreAlsa);
 
     using SetHandler = void (*) (void (*) (const char*));
@@ -30,7 +25,6 @@ void silenceSoundLibraries()
     for (const auto* name : { "jack_set_error_function", "jack_set_info_function" })
         if (auto* function = jack.getFunction (name))
             reinterpret_cast<SetHandler> (function) (ignoreJack);
-#endif
 }
 
 } // namespace tessivar

@@ -2,9 +2,7 @@
 
 #include "platform/Process.h"
 
-#if JUCE_LINUX
-    #include <jack/jack.h>
-#endif
+#include <jack/jack.h>
 
 #include <algorithm>
 #include <chrono>
@@ -22,7 +20,6 @@ bool listsJackServer (const juce::StringArray& sockets)
                         { return name.fromLastOccurrenceOf ("/", false, false).startsWith ("jack_"); });
 }
 
-#if JUCE_LINUX
 namespace
 {
 /** libjack, or whatever stands in for it. */
@@ -180,21 +177,5 @@ JackClock::~JackClock()
     if (client != nullptr && isAlive())
         jackLibrary().close (client);
 }
-
-#else
-
-std::unique_ptr<JackClock> JackClock::open()
-{
-    return nullptr;
-}
-
-JackClock::~JackClock() = default;
-
-std::unique_ptr<juce::AudioIODeviceType> createJackDevices()
-{
-    return std::unique_ptr<juce::AudioIODeviceType> (juce::AudioIODeviceType::createAudioIODeviceType_JACK());
-}
-
-#endif
 
 } // namespace tessivar
