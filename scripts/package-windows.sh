@@ -19,6 +19,7 @@ system_libraries=(advapi32 avrt bcrypt comctl32 comdlg32 d2d1 dwrite dxgi dsound
 
 build ()
 {
+    export WINEPREFIX=$build_folder/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     bash scripts/setup.sh windows
     bash scripts/windows/libraries.sh
     mkdir -p "$build_folder" "$packages"
@@ -27,19 +28,20 @@ build ()
     set_package_facts
 }
 
-# The licenses of the libraries in the programs, and those of the compiler's own libraries, which are in them too.
+# With the licenses of the libraries that are parts of the programs; those of the tests are not.
 stage_files ()
 {
-    local license package
+    local license
     rm -rf "$stage"
     quietly cmake --install "$build_folder" --strip --prefix "$stage"
     for license in "$libraries"/licenses/*; do
-        install -D --mode=644 "$license" "$stage/licenses/$(basename "$license").txt"
+        case ${license##*/} in
+            catch2 | fftw3) ;;
+            *) install -D --mode=644 "$license" "$stage/licenses/${license##*/}.txt" ;;
+        esac
     done
-    for package in gcc-mingw-w64-base mingw-w64-common; do
-        install --mode=644 "/usr/share/doc/$package/copyright" "$stage/licenses/$package.txt"
-    done
-    install --mode=644 "$libraries/versions.txt" "$stage/licenses"
+    grep --invert-match --extended-regexp '^(catch2|fftw3) ' "$libraries/versions.txt" >"$stage/licenses/versions.txt"
+    install --mode=644 /usr/share/doc/nsis/copyright "$stage/licenses/nsis.txt"
     find "$stage" -exec touch --no-dereference --date="@$SOURCE_DATE_EPOCH" {} +
 }
 
@@ -54,6 +56,10 @@ check_programs ()
                 exit 1
             fi
         done < <(x86_64-w64-mingw32-objdump --private-headers "$program" | sed -n 's/.*DLL Name: //p')
+        if [[ $(x86_64-w64-mingw32-objdump --private-headers "$program") != *HIGH_ENTROPY_VA*DYNAMIC_BASE*NX_COMPAT* ]]; then
+            say "${program##*/} lacks a protection"
+            exit 1
+        fi
         if grep --quiet --fixed-strings "$PWD" "$program"; then
             say "${program##*/} holds a path of this machine"
             exit 1
