@@ -71,8 +71,12 @@ check_programs ()
 make_installer ()
 {
     installer=$packages/$name-setup.exe
+    rsvg-convert --output="$build_folder/side.png" packaging/windows/installer-side.svg
+    /usr/bin/python3 -c 'import sys; from PIL import Image; Image.open(sys.argv[1]).convert("RGB").save(sys.argv[2])' \
+        "$build_folder/side.png" "$build_folder/side.bmp"
     packaging/windows/file-list.py "$stage" >"$build_folder/files.nsh"
     quietly makensis -NOCD -V2 -WX -DPRODUCT_FILE="$build_folder/product.nsh" -DFILES_FILE="$build_folder/files.nsh" \
+        -DSIDE_PICTURE="$build_folder/side.bmp" \
         -DINSTALLED_KIB="$(du --summarize --apparent-size --block-size=KiB "$stage" | cut --delimiter=K --fields=1)" \
         -DOUTPUT="$installer" packaging/windows/installer.nsi
     check_kib "the installer" "$(($(stat --format=%s "$installer") / 1024))" "$maximum_installer_kib"

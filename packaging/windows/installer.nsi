@@ -2,6 +2,7 @@
 ; scripts/package-windows.sh calls makensis with
 ;   PRODUCT_FILE   what CMake knows of the program (product.nsh)
 ;   FILES_FILE     the macros InstallFiles and RemoveFiles, made from what is staged
+;   SIDE_PICTURE   beside the words of the last page, a bitmap of 164 by 314 pixels
 ;   INSTALLED_KIB  what the files take on disk
 ;   OUTPUT         the installer to write
 ;
@@ -48,9 +49,9 @@ VIAddVersionKey LegalCopyright "Copyright ${PUBLISHER}, GNU General Public Licen
 
 !define MUI_ICON "${PROGRAM_ICON}"
 !define MUI_UNICON "${PROGRAM_ICON}"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${SIDE_PICTURE}"
 !define MUI_COMPONENTSPAGE_SMALLDESC
 !define MUI_FINISHPAGE_RUN "$INSTDIR\tessivar.exe"
-!define MUI_FINISHPAGE_NOAUTOCLOSE
 !define MUI_PAGE_CUSTOMFUNCTION_LEAVE LeaveFolderPage
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_COMPONENTS
