@@ -19,9 +19,8 @@ system_libraries=(advapi32 avrt bcrypt comctl32 comdlg32 d2d1 dwrite dxgi dsound
 
 build ()
 {
-    export WINEPREFIX=$build_folder/wine WINEDEBUG=-all WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     bash scripts/setup.sh windows
-    bash scripts/windows/libraries.sh
+    bash scripts/windows/libraries.sh tests # the preset configures the tests too
     mkdir -p "$build_folder" "$packages"
     quietly cmake --preset windows
     build_quietly Tessivar tessivar-cli tessivar_manual
