@@ -210,8 +210,17 @@ std::vector<ReadFraction> BrowserPresenter::readFractions() const
 juce::String BrowserPresenter::readingHeadline() const
 {
     const auto group = workspace.selectedGroup();
-    const auto count = group != nullptr ? work.imports().filesOf (*group).size() : 0;
-    return count > 0 ? "Reading " + counted (count, "file") : juce::String();
+    const auto files =
+        group != nullptr ? work.imports().filesOf (*group) : std::vector<BackgroundImport::File>();
+
+    if (files.empty())
+        return {};
+
+    const auto isTheirTurn =
+        std::ranges::any_of (files, [] (const BackgroundImport::File& file) { return file.fraction > 0.0f; });
+    return isTheirTurn
+               ? "Reading " + counted (files.size(), "file")
+               : counted (files.size(), "file") + (files.size() == 1 ? " waits" : " wait") + " to be read";
 }
 
 juce::String BrowserPresenter::describeType (std::uint32_t trackId) const

@@ -29,7 +29,8 @@ public:
     /** Of all files on their way into Groups. */
     [[nodiscard]] std::vector<ReadFraction> readFractions() const;
 
-    /** "Reading 24 files", into the selected Group; empty when none are on their way there. */
+    /** "Reading 24 files" into the selected Group, or that they wait; empty when none are on their way there.
+    */
     [[nodiscard]] juce::String readingHeadline() const;
 
     /** What a track's drum type rests on, in a sentence. */

@@ -305,7 +305,9 @@ juce::String accessibleName (const GroupRowState& group)
 juce::String groupMarkText (const GroupRowState& group)
 {
     if (group.isReading())
-        return "Reading " + juce::String (readPercent (group.readFraction())) + " %";
+        return group.readFraction() > 0.0f
+                   ? "Reading " + juce::String (readPercent (group.readFraction())) + " %"
+                   : juce::String ("Waiting");
     switch (group.mark)
     {
         case GroupRowState::Mark::analysed:

@@ -203,7 +203,7 @@ juce::String accessibleName (const TrackRowState& track);
 juce::String accessibleName (const ReadingRowState& file);
 juce::String accessibleName (const GroupRowState& group);
 
-/** "Analyzed", or "Reading 43 %" while files are on their way. */
+/** "Analyzed", or "Reading 43 %" while files are on their way, and "Waiting" before their turn. */
 juce::String groupMarkText (const GroupRowState& group);
 juce::String dropText (int numFiles, const juce::String& groupName);
 
