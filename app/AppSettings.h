@@ -26,7 +26,6 @@ inline constexpr auto lastSession = "lastSession";       // what was open at the
 inline constexpr auto windowState = "windowState";
 inline constexpr auto browserWidth = "browserWidth";
 inline constexpr auto volume = "volume"; // dB
-inline constexpr auto spectrumShown = "spectrumShown";
 inline constexpr auto playsKit = "playsKit";
 inline constexpr auto readAheadSeconds = ReadAheadSettings::secondsKey;
 inline constexpr auto readAheadFrames = ReadAheadSettings::framesPerReadKey;

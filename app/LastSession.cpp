@@ -15,7 +15,8 @@ namespace key
 constexpr auto files = "files", selectedFile = "selectedFile", leadTrack = "leadTrack",
                chosenTracks = "chosenTracks", position = "position", viewStart = "viewStart",
                horizontalZoom = "horizontalZoom", verticalZoom = "verticalZoom",
-               selectionStart = "selectionStart", selectionEnd = "selectionEnd", loops = "loops";
+               selectionStart = "selectionStart", selectionEnd = "selectionEnd", loops = "loops",
+               showsSpectrum = "showsSpectrum", showsKept = "showsKept", showsRemoved = "showsRemoved";
 } // namespace key
 
 constexpr int mostFiles = 100;
@@ -61,6 +62,9 @@ LastSession::of (const TessivarWorkspace& workspace, const TrackActions& tracks,
     session.verticalZoom = view.verticalZoom();
     session.selection = wave.selection();
     session.loops = wave.isLooping();
+    session.showsSpectrum = wave.isSpectrumShown();
+    session.showsKept = wave.view.isKeptShown();
+    session.showsRemoved = wave.view.isRemovedShown();
     return session;
 }
 
@@ -87,6 +91,9 @@ void LastSession::save (juce::PropertySet& settings) const
     object->setProperty (key::horizontalZoom, horizontalZoom);
     object->setProperty (key::verticalZoom, verticalZoom);
     object->setProperty (key::loops, loops);
+    object->setProperty (key::showsSpectrum, showsSpectrum);
+    object->setProperty (key::showsKept, showsKept);
+    object->setProperty (key::showsRemoved, showsRemoved);
 
     if (selection)
     {
@@ -131,7 +138,12 @@ std::optional<LastSession> LastSession::load (const juce::PropertySet& settings)
         numberOf (read[key::horizontalZoom], 0.0, WaveViewState::maxHorizontalZoom, session.horizontalZoom);
     session.verticalZoom =
         numberOf (read[key::verticalZoom], 0.0, WaveViewState::maxVerticalZoom, session.verticalZoom);
-    session.loops = read[key::loops].isBool() && static_cast<bool> (read[key::loops]);
+    const auto boolOf = [&] (const char* name, bool otherwise)
+    { return read[name].isBool() ? static_cast<bool> (read[name]) : otherwise; };
+    session.loops = boolOf (key::loops, false);
+    session.showsSpectrum = boolOf (key::showsSpectrum, false);
+    session.showsKept = boolOf (key::showsKept, true);
+    session.showsRemoved = boolOf (key::showsRemoved, true);
     const auto start = numberOf (read[key::selectionStart], 0.0, longest, 0.0);
 
     if (const auto end = numberOf (read[key::selectionEnd], 0.0, longest, 0.0); end > start)
@@ -190,6 +202,8 @@ void LastSession::show (WaveController& wave) const
     if (selection)
         wave.select (*selection);
 
+    wave.setSpectrumShown (showsSpectrum);
+    wave.setLayersShown (showsKept, showsRemoved);
     wave.setLooping (loops);
     wave.seek (position);
     wave.view.setViewStart (viewStart);

@@ -26,6 +26,7 @@ struct LastSession
     double horizontalZoom = 0.0, verticalZoom = 1.0;
     std::optional<juce::Range<double>> selection; // s
     bool loops = false;
+    bool showsSpectrum = false, showsKept = true, showsRemoved = true;
 
     [[nodiscard]] static LastSession
     of (const TessivarWorkspace& workspace, const TrackActions& tracks, const WaveController& wave);

@@ -51,7 +51,6 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     tidySettingsFolder (folders.settings);
     [[maybe_unused]] const auto firstRun = workspace.isFirstRun();
     auto& settings = workspace.settings();
-    wave.setSpectrumShown (settings.getBoolValue (appSettingsKeys::spectrumShown, false));
     player.setPlaysWholeGroup (settings.getBoolValue (appSettingsKeys::playsKit, false));
     browser.presenter.setShowsStrips (player.playsWholeGroup());
 
@@ -92,7 +91,6 @@ MainComponent::~MainComponent()
     auto& settings = workspace.settings();
     LastSession::of (workspace, tracks, wave).save (settings);
     settings.setValue (appSettingsKeys::playsKit, player.playsWholeGroup());
-    settings.setValue (appSettingsKeys::spectrumShown, wave.isSpectrumShown());
 }
 
 void MainComponent::start (const juce::StringArray& paths)

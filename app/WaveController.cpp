@@ -244,6 +244,12 @@ void WaveController::setSpectrumShown (bool shouldShow)
 
 void WaveController::setFollowing (bool shouldFollow)
 {
+void WaveController::setLayersShown (bool kept, bool removed)
+{
+    view.setLayersShown (kept, removed);
+    header.setLayersShown (kept, removed);
+}
+
     following = shouldFollow;
     view.setFollowing (following);
     onTransportChanged();

@@ -57,6 +57,7 @@ public:
 
     [[nodiscard]] bool isSpectrumShown() const { return view.isSpectrumShown(); }
     void setSpectrumShown (bool shouldShow);
+    void setLayersShown (bool kept, bool removed);
 
     /** Called for each frame while something moves, and a few times a second otherwise. */
     void tick (double time, double elapsed);

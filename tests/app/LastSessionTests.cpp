@@ -19,7 +19,8 @@ TEST_CASE ("The last session in the settings", "[app][session]")
     session.horizontalZoom = 0.5;
     session.verticalZoom = 1.2;
     session.selection = juce::Range<double> (11.0, 13.0);
-    session.loops = true;
+    session.loops = session.showsSpectrum = true;
+    session.showsKept = false;
     session.save (settings);
     const auto saved = settings.getValue (appSettingsKeys::lastSession);
 
@@ -37,6 +38,9 @@ TEST_CASE ("The last session in the settings", "[app][session]")
         CHECK (loaded->verticalZoom == 1.2);
         CHECK (loaded->selection == session.selection);
         CHECK (loaded->loops);
+        CHECK (loaded->showsSpectrum);
+        CHECK_FALSE (loaded->showsKept);
+        CHECK (loaded->showsRemoved);
     }
 
     SECTION ("stays when a run ends with nothing open")
@@ -58,7 +62,7 @@ TEST_CASE ("The last session in the settings", "[app][session]")
         settings.setValue (appSettingsKeys::lastSession,
                            R"({"files":["/a.dls"],"selectedFile":"x","leadTrack":1e99,"chosenTracks":[null],
                                "position":-1,"horizontalZoom":7,"verticalZoom":[],"selectionStart":5,
-                               "selectionEnd":1})");
+                               "selectionEnd":1,"showsKept":7})");
         const auto loaded = LastSession::load (settings);
         REQUIRE (loaded.has_value());
         CHECK (loaded->selectedFile == -1);
@@ -66,6 +70,7 @@ TEST_CASE ("The last session in the settings", "[app][session]")
         CHECK (loaded->position == 0.0);
         CHECK (loaded->horizontalZoom == WaveViewState::maxHorizontalZoom);
         CHECK (loaded->verticalZoom == 1.0);
+        CHECK (loaded->showsKept);
         CHECK_FALSE (loaded->selection.has_value());
     }
 }

@@ -86,6 +86,8 @@ public:
     bool advanceFade (double seconds) { return plot.advanceFade (seconds); }
     /** Shows or hides the two layers; a track that isn't analysed has only one, which is always drawn. */
     void setLayersShown (bool kept, bool removed);
+    [[nodiscard]] bool isKeptShown() const noexcept { return scene.showsKept; }
+    [[nodiscard]] bool isRemovedShown() const noexcept { return scene.showsRemoved; }
     /** See WaveContent::setProcessed. */
     void setProcessedEnvelope (std::shared_ptr<const EnvelopePyramid> processed);
     /** Blocks were added to the pyramids of the track. */

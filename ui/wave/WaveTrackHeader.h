@@ -42,6 +42,11 @@ public:
     void setSlider (juce::Slider* newSlider);
     void showOrHideKept() { showOrHide (kept); }
     void showOrHideRemoved() { showOrHide (removed); }
+    void setLayersShown (bool showsKept, bool showsRemoved)
+    {
+        kept.setToggleState (showsKept, juce::dontSendNotification);
+        removed.setToggleState (showsRemoved, juce::dontSendNotification);
+    }
     void setSpectrumShown (bool isShown) { spectrum.setToggleState (isShown, juce::dontSendNotification); }
     void setBleedShown (bool isShown) { bleed.setToggleState (isShown, juce::dontSendNotification); }
     void setCanZoomToSelection (bool can) { zoomToSelection.setEnabled (can); }
