@@ -9,10 +9,10 @@ namespace tessivar
 
 namespace
 {
-constexpr double exactPause = 0.1;     // s without a change before exact columns are asked for
-constexpr double processedPause = 0.5; // s without a change before a whole processed track is read
-constexpr double longestExact = 60.0;  // s read at once for exact columns; the whole track covers more
-constexpr double playingGrace = 0.3;   // s
+constexpr double exactPause = 0.02;     // s without a change before exact columns are asked for
+constexpr double processedPause = 0.15; // s without a change before a whole processed track is read
+constexpr double longestExact = 60.0;   // s read at once for exact columns; the whole track covers more
+constexpr double playingGrace = 0.3;    // s
 constexpr double largestHorizontalZoom = 0.9, largestVerticalZoom = 1.4;
 
 double now()
@@ -159,6 +159,8 @@ void WaveController::wishForProcessed (const TrackState& state, const TrackWavef
 
     if (known != nullptr)
         view.setProcessedEnvelope (std::move (known));
+    else
+        onAnimate (2.0 * processedPause); // else the pause is noticed late
 }
 
 void WaveController::setListening (ListenMode newMode)
@@ -242,14 +244,14 @@ void WaveController::setSpectrumShown (bool shouldShow)
     header.setSpectrumShown (shouldShow);
 }
 
-void WaveController::setFollowing (bool shouldFollow)
-{
 void WaveController::setLayersShown (bool kept, bool removed)
 {
     view.setLayersShown (kept, removed);
     header.setLayersShown (kept, removed);
 }
 
+void WaveController::setFollowing (bool shouldFollow)
+{
     following = shouldFollow;
     view.setFollowing (following);
     onTransportChanged();
