@@ -326,8 +326,16 @@ TEST_CASE ("The last session", "[window][reopen]")
             user.x.key ("plus");
 
         REQUIRE (run.waitForRest());
-        juce::Thread::sleep (1500); // until the waveform is exact
-        before = run.picture();
+
+        // Until all waveforms, those in the rows too, have been read and are exact.
+        REQUIRE (waitUntil (
+            [&]
+            {
+                before = run.picture();
+                juce::Thread::sleep (1000);
+                return run.showsSame (before, zoomed) && run.showsSame (before, rows);
+            },
+            60000));
         CHECK (run.quit() == 0);
     }
 
