@@ -365,6 +365,34 @@ TEST_CASE ("The last session", "[window][reopen]")
     }
 }
 
+TEST_CASE ("The bleed map by keys", "[window][bleed]")
+{
+    UserAtScreen user (testDisplay());
+    user.presetExperiencedUser();
+    WorkingRun working (user);
+    auto& run = working.run;
+    REQUIRE (run.analyze());
+    const auto row = [] (int index) { return juce::Rectangle<int> (4, 122 + 57 * index, 28, 50); };
+    const auto wave = juce::Rectangle<int> (400, 110, 500, 200);
+    const auto before = run.picture();
+    user.x.key ("m");
+    REQUIRE (waitUntil ([&] { return ! run.showsSame (before, wave); }));
+    run.keepPicture ("bleed-1-open");
+
+    // From the first track's own drum to the third microphone's.
+    for (const auto* key : { "Down", "Down", "Return" })
+        user.x.key (key);
+
+    CHECK (
+        waitUntil ([&] { return ! run.showsSame (before, row (0)) && ! run.showsSame (before, row (2)); }));
+    CHECK (run.showsSame (before, row (1)));
+    run.keepPicture ("bleed-2-chosen");
+    user.x.key ("Escape");
+    user.x.key ("Home");
+    CHECK (user.x.heartbeat (run.window));
+    CHECK (run.quitUntilAsked());
+}
+
 TEST_CASE ("A second start", "[window][instance]")
 {
     UserAtScreen user (testDisplay());

@@ -44,8 +44,8 @@ BleedView::BleedView()
     for (auto* child : std::initializer_list<juce::Component*>{ &before, &after, &closeButton, &analyze })
         addAndMakeVisible (child);
 
-    before.setTooltip ("The levels in the sources");
-    after.setTooltip ("The levels with the knobs as they stand");
+    before.setTooltip ("The levels in the sources, mostly true to 2 or 3 dB");
+    after.setTooltip ("The levels with the knobs as they stand: a rough estimate, true to about 4 dB");
     closeButton.setTooltip ("Back to the waveform [M]");
     before.onClick = [this] { setAfter (false); };
     after.onClick = [this] { setAfter (true); };
