@@ -66,6 +66,11 @@ BrowserView::~BrowserView()
 void BrowserView::setState (const BrowserState& newState)
 {
     list.setState (newState);
+
+    // A list that goes with the last Group would leave the focus to the first button, which then shows its ring.
+    if (newState.groups.empty() && list.hasKeyboardFocus (true) && getParentComponent() != nullptr)
+        getParentComponent()->grabKeyboardFocus();
+
     viewport.setVisible (! newState.groups.empty());
     showButtons();
     resized();
