@@ -54,6 +54,9 @@ juce::String leakageText (const TrackState& track)
     if (! hasFindings (track))
         return {};
 
+    if (! track.findings.hasLeakage())
+        return "no leakage";
+
     const auto level = juce::roundToInt (track.findings.leakageDb);
     return "leakage " + juce::String (level > 0 ? "+" : "")
            + (level < 0 ? juce::String::fromUTF8 ("\xe2\x88\x92") : juce::String())
@@ -73,6 +76,9 @@ juce::String findingsSentence (const TrackState& track, const juce::StringArray&
     if (focus == 0.0)
         return "No drum was found that could be kept apart: it hardly plays, or most of the track would go."
                + twins;
+
+    if (! track.findings.hasLeakage())
+        return "No leakage was found." + twins;
 
     const auto level = juce::roundToInt (track.findings.leakageDb);
     const auto place =

@@ -88,7 +88,9 @@ juce::String fineLabel (const TrackState& track, const ReportedTrack& reported)
 
 juce::String leakageLabel (const TrackState& track, const ReportedTrack&)
 {
-    return track.hasProcessedOutput() ? formatDb (track.findings.leakageDb) + " dB" : "-";
+    if (! track.hasProcessedOutput())
+        return "-";
+    return track.findings.hasLeakage() ? formatDb (track.findings.leakageDb) + " dB" : "none";
 }
 
 bool hasSuggestion (const TrackState& track)

@@ -419,7 +419,10 @@ private:
                                ? " (" + juce::String (juce::roundToInt (100.0 * *track.findings.confidence))
                                      + " %)"
                                : juce::String())
-                        + "; " + changeText (track.findings.leakageDb) + " dB against the drum");
+                        + "; "
+                        + (track.findings.hasLeakage()
+                               ? changeText (track.findings.leakageDb) + " dB against the drum"
+                               : juce::String ("none found")));
 
         detail ("Clipped samples", juce::String (measured.clippedSamples));
         detail ("Source", sourceText (track));

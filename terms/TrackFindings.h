@@ -55,6 +55,7 @@ struct BenefitEvidence
 struct TrackFindings
 {
     static constexpr int numFocusSteps = 6; // 0..5
+    static constexpr double faintestLeakageDb = -100.0; // what is softer is none
 
     std::array<double, numFocusSteps>
         focusMatchDb{};                             // standard output at Focus 0..5 against the masked track
@@ -81,6 +82,9 @@ struct TrackFindings
     std::optional<double> suggestedFocus;
 
     bool operator== (const TrackFindings&) const = default;
+
+    /** Whether leakage was found; a microphone alone has none. */
+    [[nodiscard]] constexpr bool hasLeakage() const { return leakageDb > faintestLeakageDb; }
 
     /** Match of the suggested Focus, in dB. A file may hold any number, so the index is kept in range. */
     [[nodiscard]] constexpr double bestMatchDb() const
