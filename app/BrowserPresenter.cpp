@@ -63,6 +63,13 @@ juce::String megabytes (std::uint64_t bytes)
     return juce::String (juce::roundToInt (static_cast<double> (bytes) * 1.0e-6)) + " MB";
 }
 
+/** The figure that sets a type. */
+juce::String keyOf (DrumType type)
+{
+    const auto place = std::ranges::find (drumTypeChooserOrder, type) - drumTypeChooserOrder.begin();
+    return juce::String (static_cast<int> (place) + 1);
+}
+
 juce::String counted (std::size_t count, const char* what)
 {
     return juce::String (count) + " " + what + (count == 1 ? "" : "s");
@@ -234,6 +241,11 @@ juce::String BrowserPresenter::describeType (std::uint32_t trackId) const
     if (track == nullptr)
         return {};
 
+    if (const auto offered = track->state().offeredType())
+        return "The name tells no drum type, but the track sounds like "
+               + juce::String (drumTypeNoun (*offered)) + ": press " + keyOf (*offered) + " to set it, "
+               + keyOf (DrumType::other) + " if it is no drum";
+
     if (track->state().typeUnknown)
         return "The name tells no drum type, and the track passes through as it is. Choose one here, or "
                "press 1 "
@@ -283,6 +295,7 @@ TrackRowState BrowserPresenter::rowFor (const GroupState& group, std::size_t ind
     row.name = track.name;
     row.type = track.drumType();
     row.typeUnknown = track.typeUnknown;
+    row.offeredType = track.offeredType();
     row.included = ! track.excluded;
     row.mark = markOf (track);
     // The track plays from its own audio; only one that has none needs its file.

@@ -1,6 +1,7 @@
 #include "app/TrackPresenter.h"
 
 #include "playback/PlaybackTrack.h"
+#include "terms/DrumType.h"
 #include "terms/KnobValues.h"
 #include "terms/TrackFindings.h"
 #include "ui/DrumDrawing.h"
@@ -95,13 +96,20 @@ juce::String findingsSentence (const TrackState& track, const juce::StringArray&
 AnalysisSummary analysisSummary (const GroupState& group)
 {
     AnalysisSummary summary;
-    juce::StringArray unsure;
+    juce::StringArray unsure, untold;
     auto count = 0;
 
     for (std::size_t i = 0; i < group.tracks.size(); ++i)
     {
         const auto& track = group.tracks[i];
         count += track.hasProcessedOutput() ? 1 : 0;
+
+        if (const auto offered = track.offeredType())
+        {
+            summary.sentences.add (track.name + ": its name tells no drum type, but it sounds like "
+                                   + drumTypeNoun (*offered) + ".");
+            untold.add (track.name);
+        }
 
         if (! hasFindings (track))
             continue;
@@ -117,6 +125,11 @@ AnalysisSummary analysisSummary (const GroupState& group)
     if (! unsure.isEmpty())
         summary.headline << ", listen to " << unsure.joinIntoString (", ", 0, 2)
                          << (unsure.size() > 2 ? " and " + juce::String (unsure.size() - 2) + " more"
+                                               : juce::String());
+
+    if (! untold.isEmpty())
+        summary.headline << ", set the type of " << untold[0]
+                         << (untold.size() > 1 ? " and " + juce::String (untold.size() - 1) + " more"
                                                : juce::String());
 
     return summary;
@@ -186,6 +199,9 @@ headerFor (const TrackState& track, WaveLook look, const juce::StringArray& same
         else
             content.facts.add ("best left as it is");
     }
+
+    if (const auto offered = track.offeredType())
+        content.facts.add (juce::String ("sounds like ") + drumTypeNoun (*offered));
 
     if (! sameDrumAs.isEmpty())
         content.facts.add ("same drum as " + sameDrumAs.joinIntoString (", "));

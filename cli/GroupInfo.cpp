@@ -60,6 +60,7 @@ Json trackToJson (const GroupState& group, std::size_t index)
     Json json;
     json["name"] = jsonText (track.name);
     json["type"] = jsonText (drumTypeKey (track.drumType()));
+    json["soundsLike"] = typeOrNull (track.offeredType());
     json["excluded"] = track.excluded;
     json["processed"] = track.rendered != nullptr;
     json["settingA"] = knobsToJson (track.record.knobs (KnobSetting::a));

@@ -59,6 +59,11 @@ void printJson (std::ostream& out, const nlohmann::ordered_json& document)
     out << document.dump (2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
 }
 
+nlohmann::ordered_json typeOrNull (std::optional<DrumType> type)
+{
+    return type ? nlohmann::ordered_json (jsonText (drumTypeKey (*type))) : nlohmann::ordered_json();
+}
+
 void addTypeOrigin (nlohmann::ordered_json& json, TypeOrigin origin, const TrackClassification& guess)
 {
     using Json = nlohmann::ordered_json;

@@ -2,10 +2,12 @@
 
 #include "cli/TypeOrigin.h"
 #include "model/ImportWarnings.h"
+#include "terms/DrumType.h"
 
 #include <nlohmann/json.hpp>
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +31,9 @@ namespace tessivar
 {
     return value ? nlohmann::ordered_json (*value) : nlohmann::ordered_json();
 }
+
+/** The drum type's word, or null. */
+[[nodiscard]] nlohmann::ordered_json typeOrNull (std::optional<DrumType> type);
 
 /** The word for one of the program's exit codes. */
 [[nodiscard]] const char* statusWord (int exitCode);

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -264,6 +265,7 @@ Json trackToJson (const ProcessReport& report, std::size_t index)
     json["nonFiniteSamples"] = reported.nonFiniteSamples;
     json["type"] = jsonText (drumTypeKey (track.drumType()));
     addTypeOrigin (json, reported.typeOrigin, reported.guess);
+    json["soundsLike"] = typeOrNull (track.offeredType());
     json["excluded"] = track.excluded;
     json["takesPart"] = track.takesPart();
     const bool isOpen = reported.knobs.focus == suggestedValue; // the run ended before the analysis chose
@@ -298,14 +300,21 @@ Json trackToJson (const ProcessReport& report, std::size_t index)
 
 juce::StringArray hintsFor (const ProcessReport& report)
 {
-    juce::StringArray untold, faint, withoutDrum, hints;
+    juce::StringArray untold, heard, faint, withoutDrum, hints;
+    std::optional<DrumType> likely; // of the first that is untold
 
     for (std::size_t i = 0; i < report.tracks.size(); ++i)
     {
         const auto& track = report.group.tracks[i];
         const auto& reported = report.tracks[i];
         if (! track.excluded && reported.typeOrigin == TypeOrigin::fallback)
+        {
+            if (untold.isEmpty())
+                likely = track.offeredType();
             untold.addIfNotAlreadyThere (reported.name);
+            if (const auto offered = track.offeredType())
+                heard.add (quoted (reported.name) + " sounds like " + drumTypeNoun (*offered));
+        }
         if (track.hasProcessedOutput() && track.findings.suggestedFocus == 0.0)
             withoutDrum.add (quoted (reported.name));
         if (reported.isWritten() && reported.output->removedDb < hardlyLeftDb)
@@ -318,8 +327,10 @@ juce::StringArray hintsFor (const ProcessReport& report)
         for (const auto& name : untold)
             names.add (quoted (name));
         hints.add ("The name of " + names.joinIntoString (", ")
-                   + " tells no drum: type Other, passed through unchanged. To say what it is, use --type "
-                   + shellQuoted (untold[0] + "=snare"));
+                   + " tells no drum: type Other, passed through unchanged. "
+                   + (heard.isEmpty() ? juce::String() : heard.joinIntoString (", ") + ". ")
+                   + "To say what it is, use --type "
+                   + shellQuoted (untold[0] + "=" + drumTypeKey (likely.value_or (DrumType::snare))));
     }
     if (! withoutDrum.isEmpty())
         hints.add (withoutDrum.joinIntoString (", ")

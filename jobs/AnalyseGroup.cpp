@@ -1,6 +1,7 @@
 #include "jobs/AnalyseGroup.h"
 
 #include "engine/AnalysisTime.h"
+#include "engine/DrumRecognition.h"
 #include "jobs/KnobRendering.h"
 #include "jobs/StoreSignals.h"
 #include "model/TemporaryStore.h"
@@ -264,6 +265,29 @@ Outcome outcomeOf (AnalysisStatus status,
     return Outcome::ok();
 }
 
+/** The drums that the tracks sound like of which neither name nor user told the type. */
+std::vector<std::optional<DrumType>>
+untoldDrums (const GroupState& state, std::vector<TrackSource>& sources, const WorkControl& control)
+{
+    std::vector<HeardTrack> heard;
+    std::vector<std::size_t> places;
+
+    for (std::size_t i = 0; i < state.tracks.size(); ++i)
+        if (const auto& track = state.tracks[i]; ! track.excluded)
+        {
+            heard.push_back ({ &sources[i], track.drumType(), track.typeUnknown });
+            places.push_back (i);
+        }
+
+    std::vector<std::optional<DrumType>> drums (state.tracks.size());
+    const auto recognized = recognizeDrums (heard, state.sampleRate(), control);
+
+    for (std::size_t i = 0; i < places.size(); ++i)
+        drums[places[i]] = recognized[i];
+
+    return drums;
+}
+
 /** What the user should know before trusting the result. */
 std::vector<AnalysisRemark>
 remarksOn (const GroupState& state, AnalysisMethod method, const AnalysisResult& analysis)
@@ -481,6 +505,14 @@ GroupAnalysis analyseGroup (const GroupState& state,
         if (! result.outcome.isOk())
             return result;
 
+        const auto drums = untoldDrums (state, sources, control);
+
+        if (control.stopRequested())
+        {
+            result.outcome = Outcome::stopped();
+            return result;
+        }
+
         result.analysis = {
             options.method, options.seed, static_cast<int> (state.tracks.size()), analysis.bleed
         };
@@ -491,6 +523,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
             track.trackId = state.tracks[i].id;
             track.input = state.tracks[i].analysisInput();
             track.findings = analysis.tracks[i].findings;
+            track.findings.soundsLike = drums[i];
             storage.moveInto (track, i, analysis);
             result.tracks.push_back (std::move (track));
         }

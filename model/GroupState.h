@@ -84,6 +84,12 @@ struct TrackState
     /** Whether an analysis renders this track; all others pass through unchanged. */
     [[nodiscard]] bool takesPart() const { return ! excluded && isRenderedType (drumType()); }
 
+    /** The type that the track is offered, as it sounds like it and nobody has told another one. */
+    [[nodiscard]] std::optional<DrumType> offeredType() const
+    {
+        return typeUnknown ? findings.soundsLike : std::nullopt;
+    }
+
     /** Whether what is played and exported is rendered, and not the source as it is. */
     [[nodiscard]] bool hasProcessedOutput() const { return rendered != nullptr && takesPart(); }
 

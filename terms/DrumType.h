@@ -32,6 +32,7 @@ struct DrumTypeRow
     DrumType type;
     const char* key;  // of its word list in the settings, and its word on the command line
     const char* name; // as shown; a type without one can't be chosen
+    const char* noun; // in sentences
     bool isRendered;  // by an analysis: a close microphone. All others pass through unchanged
     bool isTom;
     int registered; // place among the word lists: a word of two lists belongs to the first
@@ -40,15 +41,15 @@ struct DrumTypeRow
 
 /** In the order in which types are listed and chosen. */
 inline constexpr auto drumTypeRows = std::to_array<DrumTypeRow> ({
-    // type               key         name       rendered  tom registered saved
-    { DrumType::kick, "kick", "Kick", true, false, 0, 0 },
-    { DrumType::snare, "snare", "Snare", true, false, 1, 1 },
-    { DrumType::hiHat, "hiHat", "HiHat", true, false, 6, 6 },
-    { DrumType::tomHigh, "tomHigh", "High Tom", true, true, 3, 2 },
-    { DrumType::tomLow, "tomLow", "Low Tom", true, true, 4, 3 },
-    { DrumType::tomFloor, "tomFloor", "Floor Tom", true, true, 2, 4 },
-    { DrumType::oh, "oh", "", false, false, 5, 5 },
-    { DrumType::other, "other", "Other", false, false, 7, 7 },
+    // type, key, name, noun, rendered, tom, registered, saved
+    { DrumType::kick, "kick", "Kick", "a kick", true, false, 0, 0 },
+    { DrumType::snare, "snare", "Snare", "a snare", true, false, 1, 1 },
+    { DrumType::hiHat, "hiHat", "HiHat", "a hi-hat", true, false, 6, 6 },
+    { DrumType::tomHigh, "tomHigh", "High Tom", "a high tom", true, true, 3, 2 },
+    { DrumType::tomLow, "tomLow", "Low Tom", "a low tom", true, true, 4, 3 },
+    { DrumType::tomFloor, "tomFloor", "Floor Tom", "a floor tom", true, true, 2, 4 },
+    { DrumType::oh, "oh", "", "an overhead", false, false, 5, 5 },
+    { DrumType::other, "other", "Other", "no drum", false, false, 7, 7 },
 });
 
 inline constexpr auto numDrumTypes = drumTypeRows.size();
@@ -67,6 +68,12 @@ constexpr const char* drumTypeKey (DrumType type)
 constexpr const char* drumTypeDisplayName (DrumType type)
 {
     return rowOf (type).name;
+}
+
+/** "a snare". */
+constexpr const char* drumTypeNoun (DrumType type)
+{
+    return rowOf (type).noun;
 }
 
 constexpr bool canBeChosen (DrumType type)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/DrumType.h"
+
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -51,7 +53,7 @@ struct BenefitEvidence
     bool operator== (const BenefitEvidence&) const = default;
 };
 
-/** What an analysis by the refined method found out about a track, beside its audio. */
+/** What an analysis found out about a track, beside its audio; the standard method only what it sounds like. */
 struct TrackFindings
 {
     static constexpr int numFocusSteps = 6; // 0..5
@@ -80,6 +82,9 @@ struct TrackFindings
 
     /** 0 where nothing should be removed; nothing after a standard analysis. */
     std::optional<double> suggestedFocus;
+
+    /** The drum that a track of an untold type sounds like; nothing where that is unsure. */
+    std::optional<DrumType> soundsLike;
 
     bool operator== (const TrackFindings&) const = default;
 

@@ -36,8 +36,9 @@ constexpr auto name = "name", foreignText = "foreignText", method = "method",
                leakage = "findings.leakageDb", maskedEnergy = "findings.maskedEnergyDb",
                suggestedFocus = "findings.suggestedFocus", benefit = "findings.benefit",
                numHits = "findings.numHits", confidence = "findings.confidence",
-               sharedDrum = "findings.sharedDrum", bleedPlace = "findings.bleedPlace", fader = "kit.faderDb",
-               solo = "kit.solo", mute = "kit.mute";
+               sharedDrum = "findings.sharedDrum", bleedPlace = "findings.bleedPlace",
+               soundsLike = "findings.soundsLike", fader = "kit.faderDb", solo = "kit.solo",
+               mute = "kit.mute";
 } // namespace key
 
 juce::String textOf (bool value)
@@ -121,7 +122,10 @@ private:
 
 void addFindings (const TrackFindings& findings, Properties& properties)
 {
-    if (findings == TrackFindings{})
+    if (findings.soundsLike)
+        properties.set (key::soundsLike, drumTypeKey (*findings.soundsLike));
+
+    if (TrackFindings rest = findings; rest.soundsLike.reset(), rest == TrackFindings{})
         return;
 
     properties.set (key::focusMatch, listOf (findings.focusMatchDb));
@@ -168,6 +172,10 @@ TrackFindings takeFindings (PropertiesLeft& properties)
     findings.confidence = doubleOf (properties.take (key::confidence));
     findings.suggestedFocus = doubleOf (properties.take (key::suggestedFocus));
     findings.sharedDrum = properties.takeInt (key::sharedDrum, 1, 1 << 20, 0);
+
+    if (const auto type = parseDrumType (properties.take (key::soundsLike).toStdString());
+        type && isRenderedType (*type))
+        findings.soundsLike = type;
 
     if (const auto place = properties.takeInt (key::bleedPlace, 0, 1 << 20, -1); place >= 0)
         findings.bleedPlace = static_cast<std::size_t> (place);

@@ -358,3 +358,20 @@ TEST_CASE ("A type that no name told is offered to tracks of like names", "[app]
     rig.actions.undo();
     CHECK (rig.take->findTrack (top)->state().typeUnknown);
 }
+
+TEST_CASE ("A type that a track sounds like is an offer", "[app][tracks]")
+{
+    Rig rig;
+    auto state = Rig::track ("Audio 1", DrumType::other);
+    state.typeUnknown = true;
+    state.findings.soundsLike = DrumType::snare;
+    rig.take->addTracks ({ state });
+    const auto id = rig.id (4);
+    const auto offered = [&] { return rig.take->findTrack (id)->state().offeredType(); };
+    CHECK (offered() == DrumType::snare);
+    CHECK (rig.take->findTrack (id)->drumType() == DrumType::other);
+    rig.actions.setDrumType ({ id }, DrumType::other); // not a drum
+    CHECK_FALSE (offered().has_value());
+    rig.actions.undo();
+    CHECK (offered() == DrumType::snare);
+}

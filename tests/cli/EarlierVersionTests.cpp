@@ -46,6 +46,8 @@ TEST_CASE ("A Group of version 0.1.0 opens and exports as it did", "[cli][earlie
         track.erase ("sameDrumAs"); // not told then
         CHECK (track.at ("bleed").is_null());
         track.erase ("bleed");
+        CHECK (track.at ("soundsLike").is_null());
+        track.erase ("soundsLike");
     }
 
     CHECK (told == expected);

@@ -95,6 +95,7 @@ GroupState smallGroup (std::int64_t numFrames)
     group.tracks[1].record.setKnobs (KnobSetting::a, startKnobsA);
     group.tracks[1].knobsTouched = true;
     group.tracks[2].typeUnknown = true;
+    group.tracks[2].findings.soundsLike = DrumType::tomLow;
     group.tracks[1].fileWord = 0xabc00000;
     group.tracks[2].excluded = true;
     group.tracks[2].analysedAs = AnalysisInput{ DrumType::other, true };

@@ -299,6 +299,31 @@ TEST_CASE ("BrowserList", "[ui][browser]")
         CHECK (list.getSelection().tracks == std::vector<RowId>{ 13 });
     }
 
+    SECTION ("sets the type that a track sounds like, or says that it is no drum, of that row alone")
+    {
+        std::vector<std::pair<std::vector<RowId>, DrumType>> answers;
+        list.onType = [&] (const std::vector<RowId>& tracks, DrumType type) {
+            answers.push_back ({ tracks, type });
+        };
+        const auto button = [&] (const char* name) {
+            return childOf<IconButton> (*rowOf (12),
+                                        [&] (IconButton& found) { return found.getName() == name; });
+        };
+        CHECK (childOf<OfferButtons> (*rowOf (12), [] (auto&) { return true; }) == nullptr);
+        auto state = browserSample (true);
+        auto& offered = state.groups[0].tracks[1];
+        offered.type = DrumType::other;
+        offered.typeUnknown = true;
+        offered.offeredType = DrumType::tomLow;
+        list.setState (state);
+        list.setSelection ({ 1, 11, 11, { 11, 12 } });
+        REQUIRE (button ("Set this drum type") != nullptr);
+        button ("Set this drum type")->onClick();
+        button ("Not a drum")->onClick();
+        const std::vector<RowId> alone{ 12 };
+        CHECK (answers == decltype (answers){ { alone, DrumType::tomLow }, { alone, DrumType::other } });
+    }
+
     SECTION ("moves a row that is dragged inside the list, not one that is let go beside it")
     {
         juce::Viewport viewport;

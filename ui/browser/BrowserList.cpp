@@ -52,6 +52,9 @@ void BrowserList::wireRows()
     callbacks.onInclude = [this] (RowId track, bool included)
     { call (onInclude, actedOn (track), included); };
     callbacks.onType = [this] (RowId track, DrumType type) { call (onType, actedOn (track), type); };
+    // What one track sounds like says nothing of the others that are selected.
+    callbacks.onOfferAnswered = [this] (RowId track, DrumType type)
+    { call (onType, std::vector<RowId>{ track }, type); };
     callbacks.onSolo = [this] (RowId track, bool solo) { call (onSolo, actedOn (track), solo); };
     callbacks.onMute = [this] (RowId track, bool mute) { call (onMute, actedOn (track), mute); };
     callbacks.onFader = [this] (RowId track, float levelDb) { call (onFader, track, levelDb); };

@@ -7,6 +7,8 @@
 #include "ui/browser/BrowserState.h"
 #include "ui/browser/TrackStrip.h"
 
+#include <optional>
+
 namespace tessivar
 {
 
@@ -17,9 +19,10 @@ public:
     DrumTypeChooser();
 
     /** Shows a type without calling back. An overhead shows a dash and isn't in the list; one that nobody has
-        told is asked for. Below a width of 80 the glyph alone is shown.
+        told is asked for, by the name of the drum it sounds like if there is one. Below a width of 80 the
+        glyph alone is shown.
     */
-    void setType (DrumType newType, bool isUnknown = false);
+    void setType (DrumType newType, bool isUnknown = false, std::optional<DrumType> soundsLike = {});
 
     /** The user chose a type. */
     std::function<void (DrumType)> onChoose;
@@ -37,8 +40,27 @@ private:
 
     DrumType type = DrumType::other;
     bool unknown = false;
+    std::optional<DrumType> offered;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (DrumTypeChooser)
+};
+
+/** Two small buttons that answer what a track sounds like. */
+class OfferButtons : public juce::Component
+{
+public:
+    OfferButtons();
+
+    std::function<void()> onTake, onRefuse;
+
+    void show (const juce::String& trackName, DrumType offered);
+    void listenToMouse (juce::MouseListener& listener);
+    void resized() override;
+
+private:
+    IconButton take{ "Set this drum type", Icon::tick }, refuse{ "Not a drum", Icon::close };
+
+    JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR (OfferButtons)
 };
 
 /** What rows report to the list, which sets these once for all rows. */
@@ -47,7 +69,7 @@ struct RowCallbacks
     std::function<void (RowId group, RowId track, const juce::MouseEvent&)> onPress, onDrag, onRelease;
     std::function<void (RowId group, RowId track, juce::Point<int> screenPosition)> onMenu;
     std::function<void (RowId track, bool included)> onInclude;
-    std::function<void (RowId track, DrumType type)> onType;
+    std::function<void (RowId track, DrumType type)> onType, onOfferAnswered;
     std::function<void (RowId track)> onLocate;
     std::function<void (RowId track, bool)> onSolo, onMute;
     std::function<void (RowId track, float levelDb)> onFader;
@@ -120,17 +142,22 @@ public:
 private:
     juce::Rectangle<int> levelBar() const;
     juce::Rectangle<int> waveArea() const;
+    void showOffer();
+    void showStrip();
     void paintName (juce::Graphics& g) const;
     void paintMark (juce::Graphics& g) const;
     void paintWave (juce::Graphics& g) const;
     void paintLevel (juce::Graphics& g) const;
 
+    const ResourceImages& images;
     TrackRowState state;
     std::optional<float> exporting;
     TessivarCheckBox include;
     DrumTypeChooser type;
+    // Most of hundreds of rows never need these.
+    std::unique_ptr<OfferButtons> offer;
     ActionButton locate;
-    TrackStrip strip;
+    std::unique_ptr<TrackStrip> strip;
 };
 
 /** The row of a file on its way into a Group: what it is taken for, and how much of it has been read. */

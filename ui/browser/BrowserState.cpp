@@ -257,8 +257,9 @@ RowId groupAt (const BrowserState& state, BrowserMetrics metrics, int y)
 juce::String accessibleName (const TrackRowState& track)
 {
     juce::StringArray parts{ track.name };
-    parts.add (track.typeUnknown            ? "drum type unknown"
-               : track.type == DrumType::oh ? "Overhead"
+    parts.add (track.offeredType   ? juce::String ("sounds like ") + drumTypeNoun (*track.offeredType)
+               : track.typeUnknown ? juce::String ("drum type unknown")
+               : track.type == DrumType::oh ? juce::String ("Overhead")
                                             : drumName (track.type));
     if (track.sourceMissing)
         parts.add ("source file not found");

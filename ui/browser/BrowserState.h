@@ -39,7 +39,8 @@ struct TrackRowState
     RowId id = 0;
     juce::String name;
     DrumType type = DrumType::other;
-    bool typeUnknown = false; // nobody has told it, which the row asks for
+    bool typeUnknown = false;            // nobody has told it, which the row asks for
+    std::optional<DrumType> offeredType; // one of unknown type sounds like this
     bool included = true;
     Mark mark = Mark::notAnalysed;
     juce::String leakage;            // "leakage -3 dB" once an analysis has estimated it

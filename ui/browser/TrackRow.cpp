@@ -61,10 +61,11 @@ void DrumTypeChooser::lookAndFeelChanged()
     hideLabel();
 }
 
-void DrumTypeChooser::setType (DrumType newType, bool isUnknown)
+void DrumTypeChooser::setType (DrumType newType, bool isUnknown, std::optional<DrumType> soundsLike)
 {
     type = newType;
     unknown = isUnknown;
+    offered = soundsLike;
     // Of one that is asked for, every choice is a new one.
     setSelectedId (canBeChosen (type) && ! unknown ? static_cast<int> (drumTypeCode (type)) : 0,
                    juce::dontSendNotification);
@@ -87,7 +88,12 @@ void DrumTypeChooser::paint (juce::Graphics& g)
     drawFrame (g, getLocalBounds().toFloat(), juce::Colour (0xff11161a), edge, 5.0f);
 
     auto area = getLocalBounds().toFloat().reduced (6.5f, 0.5f);
-    drawIcon (g, unknown ? Icon::warning : drumIcon (type), area.removeFromLeft (14.0f), colour);
+    drawIcon (g,
+              offered   ? drumIcon (*offered)
+              : unknown ? Icon::warning
+                        : drumIcon (type),
+              area.removeFromLeft (14.0f),
+              colour);
     area.removeFromLeft (4.5f);
     drawIcon (
         g, Icon::chevronDown, area.removeFromRight (12.0f).withSizeKeepingCentre (11.0f, 11.0f), colour);
@@ -95,21 +101,54 @@ void DrumTypeChooser::paint (juce::Graphics& g)
         return;
     g.setColour (! enabled ? palette::textDisabled : unknown ? palette::amber : palette::textHigh);
     g.setFont (fonts::inter (12.0f));
-    g.drawText (
-        unknown ? juce::String ("type?") : drumName (type), area, juce::Justification::centredLeft, true);
+    g.drawText (offered   ? drumName (*offered) + "?"
+                : unknown ? juce::String ("type?")
+                          : drumName (type),
+                area,
+                juce::Justification::centredLeft,
+                true);
 }
 
-TrackRow::TrackRow (const ResourceImages& images,
+OfferButtons::OfferButtons()
+{
+    for (auto* button : { &take, &refuse })
+    {
+        addAndMakeVisible (button);
+        button->setIconSize (12.0f);
+        button->setInk (palette::amber);
+        button->setWantsKeyboardFocus (false); // the figures do the same
+    }
+    take.onClick = [this] { call (onTake); };
+    refuse.onClick = [this] { call (onRefuse); };
+}
+
+void OfferButtons::show (const juce::String& trackName, DrumType offered)
+{
+    take.setTitle ("Set " + trackName + " to " + drumName (offered));
+    refuse.setTitle (trackName + " is not a drum");
+}
+
+void OfferButtons::listenToMouse (juce::MouseListener& listener)
+{
+    addMouseListener (&listener, true);
+}
+
+void OfferButtons::resized()
+{
+    take.setBounds (0, 0, 22, 22);
+    refuse.setBounds (22, 0, 22, 22);
+}
+
+TrackRow::TrackRow (const ResourceImages& imagesToUse,
                     const RowCallbacks& callbacksToUse,
                     RowId groupId,
                     RowId trackId)
-    : ListRow (callbacksToUse, groupId, trackId), include (images),
-      locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6")), strip (images)
+    : ListRow (callbacksToUse, groupId, trackId), images (imagesToUse), include (imagesToUse),
+      locate (juce::String::fromUTF8 ("Locate\xe2\x80\xa6"))
 {
     addAndMakeVisible (include);
     addAndMakeVisible (type);
     addChildComponent (locate);
-    addChildComponent (strip);
     include.setWantsKeyboardFocus (false);
     locate.setWantsKeyboardFocus (false);
     include.onClick = [this] { call (callbacks.onInclude, track, include.getToggleState()); };
@@ -117,13 +156,9 @@ TrackRow::TrackRow (const ResourceImages& images,
     type.onDescribe = [this]
     { return callbacks.onDescribeType != nullptr ? callbacks.onDescribeType (track) : juce::String(); };
     locate.onClick = [this] { call (callbacks.onLocate, track); };
-    strip.onSolo = [this] (bool solo) { call (callbacks.onSolo, track, solo); };
-    strip.onMute = [this] (bool mute) { call (callbacks.onMute, track, mute); };
-    strip.onFader = [this] (float levelDb) { call (callbacks.onFader, track, levelDb); };
     // Moving onto a control inside the row doesn't end the hover.
     include.addMouseListener (this, false);
     type.addMouseListener (this, false);
-    strip.addListenerToParts (*this);
 }
 
 void TrackRow::takeFrom (const BrowserState& browser)
@@ -138,17 +173,54 @@ void TrackRow::setState (const TrackRowState& newState)
     include.setToggleState (state.included, juce::dontSendNotification);
     include.setTitle ("Include " + state.name + " in analysis");
     include.setTooltip (state.included ? "Leave out of analysis [E]" : "Include in analysis [E]");
-    type.setType (state.type, state.typeUnknown);
+    type.setType (state.type, state.typeUnknown, state.offeredType);
     type.setTitle ("Drum type of " + state.name);
     type.setVisible (! state.sourceMissing);
     locate.setVisible (state.sourceMissing);
-    strip.setVisible (state.strip.has_value() && ! state.sourceMissing);
-    if (state.strip.has_value())
-        strip.show (state.name, *state.strip);
+    showStrip();
+    showOffer();
     setTitle (accessibleName (state));
     setTooltip (state.hint);
     resized();
     repaint();
+}
+
+void TrackRow::showStrip()
+{
+    if (state.strip && strip == nullptr)
+    {
+        strip = std::make_unique<TrackStrip> (images);
+        addChildComponent (*strip);
+        strip->onSolo = [this] (bool solo) { call (callbacks.onSolo, track, solo); };
+        strip->onMute = [this] (bool mute) { call (callbacks.onMute, track, mute); };
+        strip->onFader = [this] (float levelDb) { call (callbacks.onFader, track, levelDb); };
+        strip->addListenerToParts (*this);
+    }
+    if (strip != nullptr)
+        strip->setVisible (state.strip && ! state.sourceMissing);
+    if (state.strip)
+        strip->show (state.name, *state.strip);
+}
+
+void TrackRow::showOffer()
+{
+    const auto isOffered = state.offeredType && ! state.sourceMissing && ! state.strip;
+    if (isOffered && offer == nullptr)
+    {
+        offer = std::make_unique<OfferButtons>();
+        addChildComponent (*offer);
+        offer->listenToMouse (*this);
+        offer->onTake = [this]
+        {
+            if (const auto offered = state.offeredType)
+                call (callbacks.onOfferAnswered, track, *offered);
+        };
+        offer->onRefuse = [this] { call (callbacks.onOfferAnswered, track, DrumType::other); };
+    }
+    if (offer != nullptr)
+        offer->setVisible (isOffered);
+    if (isOffered)
+        offer->show (state.name, *state.offeredType);
 }
 
 void TrackRow::setLevels (float source, float kept)
@@ -176,8 +248,9 @@ juce::Rectangle<int> TrackRow::waveArea() const
 {
     // "Excluded" is wider than the other marks.
     const auto right = state.mark == TrackRowState::Mark::excluded ? 80 : 72;
+    const auto left = offer != nullptr && offer->isVisible() ? offer->getRight() + 6 : 146;
     return juce::Rectangle<int>::leftTopRightBottom (
-        146, getHeight() - 32, getWidth() - right, getHeight() - 6);
+        left, getHeight() - 32, getWidth() - right, getHeight() - 6);
 }
 
 void TrackRow::resized()
@@ -185,10 +258,15 @@ void TrackRow::resized()
     include.layOut ({ 9, (getHeight() - 1) / 2 - 10, 20, 20 });
     const auto chooserTop = getHeight() - 29;
     // In a narrow browser the strip takes the place of the type's name.
-    const auto chooserWidth = strip.isVisible() && getWidth() < narrowWidth ? 46 : 104;
+    const auto chooserWidth = state.strip && getWidth() < narrowWidth ? 46 : 104;
     type.setBounds (dotColumn, chooserTop, chooserWidth, 22);
-    strip.setBounds (juce::Rectangle<int>::leftTopRightBottom (
-        type.getRight() + 4, chooserTop - 3, waveArea().getRight(), chooserTop + 25));
+
+    if (offer != nullptr)
+        offer->setBounds (type.getRight() + 3, chooserTop, 44, 22);
+
+    if (strip != nullptr)
+        strip->setBounds (juce::Rectangle<int>::leftTopRightBottom (
+            type.getRight() + 4, chooserTop - 3, waveArea().getRight(), chooserTop + 25));
     locate.setBounds (dotColumn, chooserTop, 76, 22);
 }
 

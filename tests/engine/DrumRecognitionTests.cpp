@@ -1,0 +1,134 @@
+#include "engine/DrumRecognition.h"
+#include "tests/support/EngineFixtures.h"
+
+#include <catch2/catch.hpp>
+
+#include <cmath>
+#include <initializer_list>
+#include <memory>
+#include <numbers>
+#include <random>
+#include <span>
+#include <string>
+#include <vector>
+
+using namespace tessivar;
+
+namespace
+{
+constexpr double rate = 48000.0;
+using Signal = std::vector<float>;
+
+/** A stroke: a tone that falls by 60 dB in so many seconds, and noise that does so in others. */
+struct Stroke
+{
+    double frequency, toneLevel, toneSeconds;
+    double noiseLevel, noiseSeconds;
+    bool isBright;
+};
+
+constexpr Stroke kick{ 60.0, 0.9, 0.15, 0.01, 0.02, false }, snare{ 200.0, 0.5, 0.12, 0.3, 0.15, false },
+    tom{ 140.0, 0.7, 0.7, 0.02, 0.05, false }, floorTom{ 80.0, 0.8, 0.9, 0.02, 0.05, false },
+    hiHat{ 400.0, 0.01, 0.05, 0.4, 0.08, true };
+
+/** Played every so many seconds, from a start on, for 20 seconds. */
+Signal played (const Stroke& stroke, double start, double interval)
+{
+    Signal signal (static_cast<std::size_t> (20.0 * rate));
+    std::mt19937 random (7);
+    std::uniform_real_distribution<double> noise (-1.0, 1.0);
+    auto last = 0.0;
+    const auto fallen = [] (double t, double seconds) { return std::pow (10.0, -3.0 * t / seconds); };
+
+    for (auto begin = start; begin < 19.0; begin += interval)
+        for (std::size_t i = 0; i < static_cast<std::size_t> (rate); ++i)
+        {
+            const auto t = static_cast<double> (i) / rate, sample = noise (random);
+            const auto hiss = stroke.isBright ? sample - last : sample;
+            last = sample;
+            signal[static_cast<std::size_t> (begin * rate) + i] +=
+                static_cast<float> (stroke.toneLevel * fallen (t, stroke.toneSeconds)
+                                        * std::sin (2.0 * std::numbers::pi * stroke.frequency * t)
+                                    + stroke.noiseLevel * fallen (t, stroke.noiseSeconds) * hiss);
+        }
+
+    return signal;
+}
+
+/** What is told of these tracks, a dash for nothing. */
+std::vector<std::string> told (std::span<const HeardTrack> tracks)
+{
+    std::vector<std::string> words;
+
+    for (const auto& drum : recognizeDrums (tracks, rate, {}))
+        words.emplace_back (drum ? drumTypeKey (*drum) : "-");
+
+    return words;
+}
+
+/** Microphones that are asked what they sound like, in a kit of which every one hears everything. */
+std::vector<std::string>
+heardIn (const std::vector<Signal>& drums, float leakage, std::initializer_list<float> roomLevels = {})
+{
+    std::vector<std::unique_ptr<test::MemorySource>> sources;
+    std::vector<HeardTrack> tracks;
+    const auto add = [&] (const auto& gainOf)
+    {
+        Signal sum (drums.front().size());
+
+        for (std::size_t drum = 0; drum < drums.size(); ++drum)
+            for (std::size_t i = 0; i < sum.size(); ++i)
+                sum[i] += gainOf (drum) * drums[drum][i];
+
+        sources.push_back (std::make_unique<test::MemorySource> (std::move (sum)));
+        tracks.push_back ({ sources.back().get(), DrumType::other, true });
+    };
+
+    for (std::size_t own = 0; own < drums.size(); ++own)
+        add ([&] (std::size_t drum) { return drum == own ? 1.0f : leakage; });
+
+    if (roomLevels.size() > 0)
+        add ([&] (std::size_t drum) { return roomLevels.begin()[drum]; });
+
+    return told (tracks);
+}
+} // namespace
+
+TEST_CASE ("Drums are told by their hits", "[engine][recognition]")
+{
+    const std::vector<Signal> kit{ played (kick, 0.25, 1.0),
+                                   played (snare, 0.75, 1.0),
+                                   played (hiHat, 0.1, 0.5),
+                                   played (tom, 3.4, 2.9),
+                                   played (floorTom, 4.4, 3.0) };
+    const std::vector<std::string> types{ "kick", "snare", "hiHat", "tomHigh", "tomFloor" };
+
+    SECTION ("with and without leakage")
+    {
+        CHECK (heardIn (kit, 0.0f) == types);
+        CHECK (heardIn (kit, 0.15f) == types);
+    }
+
+    SECTION ("but not in a room, where every drum is another microphone's")
+    {
+        auto withRoom = types;
+        withRoom.emplace_back ("-");
+        CHECK (heardIn (kit, 0.1f, { 0.3f, 0.5f, 0.4f, 0.4f, 0.3f }) == withRoom);
+    }
+
+    SECTION ("and nothing is told of what never strikes, or of too few strokes")
+    {
+        const auto silent = Signal (kit[0].size()), twice = played (snare, 0.5, 10.0);
+        auto hum = played ({ 100.0, 0.3, 1.0e6, 0.0, 1.0, false }, 0.0, 1.0);
+        CHECK (heardIn ({ kit[0], hum, silent, twice }, 0.0f)
+               == std::vector<std::string>{ "kick", "-", "-", "-" });
+    }
+
+    SECTION ("and a hi-hat only where there is no other")
+    {
+        test::MemorySource first (kit[2]), second (kit[2]);
+        CHECK (told (std::vector<HeardTrack>{ { &first, DrumType::hiHat, false },
+                                              { &second, DrumType::other, true } })
+               == std::vector<std::string>{ "-", "-" });
+    }
+}
