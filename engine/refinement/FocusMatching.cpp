@@ -13,6 +13,9 @@ namespace
 {
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 
+// A higher Focus takes more from a track, so it has to match by so much better than a lower one.
+constexpr double clearlyBetterDb = 0.75;
+
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the
 // second goes.
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
@@ -198,11 +201,16 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
     findings.maskedEnergyDb =
         10.0 * std::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
 
-    for (int f = 0; f < numFocusSteps; ++f)
+    std::size_t best = 0;
+
+    for (std::size_t f = 0; f < numFocusSteps; ++f)
     {
-        const auto begin = findings.focusMatchDb.begin();
-        findings.bestFocusUpTo[static_cast<std::size_t> (f)] =
-            static_cast<int> (std::max_element (begin, begin + f + 1) - begin);
+        const auto asked = findings.focusMatchDb[best] + (best == 0 ? 0.0 : clearlyBetterDb);
+
+        if (findings.focusMatchDb[f] > asked)
+            best = f;
+
+        findings.bestFocusUpTo[f] = static_cast<int> (best);
     }
 
     // No output is of any help then: the mask stands for all of them.
@@ -210,9 +218,9 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
         findings.bestFocusUpTo.fill (0);
 
     // The lowest value that has the whole effect; nothing where no drum was found to keep.
-    const auto best = findings.bestFocusUpTo.back();
+    const auto wholeEffect = findings.bestFocusUpTo.back();
     const auto isLeft = sums.energy[0] <= 0.0 || findings.maskedEnergyDb < emptyTrackDb;
-    findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, best));
+    findings.suggestedFocus = isLeft ? 0.0 : static_cast<double> (std::max (1, wholeEffect));
 }
 } // namespace
 

@@ -313,15 +313,18 @@ HWY_INLINE Floats attenuationOf (const std::uint16_t* mask)
 
 constexpr float log2OfE = 1.44269504088896341f;
 
-/** sqrt (G m^0.35 K^0.5) from the logit, -ln m and log2 K^2. */
+// What mask and standard output count beside G; in its logit they have their say already.
+constexpr float maskExponent = 0.05f, outputExponent = 0.1f;
+
+/** G^0.5 m^0.05 K^0.1 from the logit, -ln m and log2 K^2. */
 HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutputPower, float outputWeight)
 {
     const auto clipped = hn::Max (logOutputPower, broadcast (-12.0f * log2OfE));
     const auto exponent =
         hn::Add (hn::Mul (broadcast (log2OfE), logit), hn::Mul (broadcast (0.5f * outputWeight), clipped));
     const auto odds = quickExp2 (hn::Neg (exponent)); // (1 - G) / G
-    const auto kept = hn::Sub (hn::Mul (broadcast (0.125f), logOutputPower),
-                               hn::Mul (broadcast (0.175f * log2OfE), attenuation));
+    const auto kept = hn::Sub (hn::Mul (broadcast (0.5f * outputExponent), logOutputPower),
+                               hn::Mul (broadcast (maskExponent * log2OfE), attenuation));
     return hn::Mul (quickExp2 (kept), quickReciprocalRoot (hn::Add (broadcast (1.0f), odds)));
 }
 
