@@ -23,7 +23,7 @@ import soundfile as sf
 from tables import print_heading, print_row
 
 NAMES = ["certain", "foreign", "small", "unlike output", "foreign and unlike", "no source", "much leakage", "no better",
-         "few hits", "wet"]
+         "few hits", "wet", "small and much leakage", "small and no better", "foreign and no better", "few hits and discord"]
 SKIPPED = ("88.2 kHz", "96 kHz", "192 kHz", "60 s", "61 s", "5 minutes", "20 tracks", "all silent", "one microphone",
            "no leakage")
 SPARED = ("second microphone on one drum", "wrong types", "leakage +20 dB")  # extreme: count a third
@@ -41,9 +41,12 @@ def doubts(told):
     short = lambda limit, value, step: max(0.0, limit - value) / step
     foreign = short(0.85, share, 0.1) if subtracted else 0.0
     unlike = short(0.7, e["outputAgreement"], 0.2)
-    return [1.0, foreign, short(0.6, e["subtractionAgreement"], 0.1) if subtracted else 0.0, unlike, foreign * unlike / 3,
-            0.0 if subtracted else short(20, -leakage, 5), short(8, -leakage, 4), short(3, better, 3),
-            short(4, told["hits"], 1), short(6, matches[0], 3)]
+    agreement = e["subtractionAgreement"]
+    small = short(0.6, agreement, 0.1) if subtracted else 0.0
+    much, no_better, few = short(8, -leakage, 4), short(3, better, 3), short(4, told["hits"], 1)
+    discord = short(0.72, agreement, 0.1) * short(-leakage - 1, matches[0], 2) if subtracted else 0.0
+    return [1.0, foreign, small, unlike, foreign * unlike / 3, 0.0 if subtracted else short(20, -leakage, 5), much, no_better,
+            few, short(6, matches[0], 3), small * much, small * no_better, foreign * no_better, few * discord]
 
 
 def products(x, own, y):
