@@ -4,6 +4,7 @@
 #include "app/TrackPresenter.h"
 #include "jobs/AnalyseGroup.h"
 #include "model/Abbreviations.h"
+#include "model/SampleRateText.h"
 #include "terms/AnalysisMethod.h"
 
 #include <algorithm>
@@ -52,7 +53,7 @@ juce::String factsOf (const Group& group)
     facts << count << (count == 1 ? " track" : " tracks");
 
     if (group.sampleRate() > 0.0)
-        facts << dot << rateText (group.sampleRate()) << dot
+        facts << dot << sampleRateText (group.sampleRate()) << dot
               << durationText (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), false);
 
     return facts;

@@ -4,6 +4,7 @@
 #include "app/TrackPresenter.h"
 #include "app/WindowJobs.h"
 #include "model/ForeignText.h"
+#include "model/SampleRateText.h"
 #include "platform/AtomicFile.h"
 #include "platform/Desktop.h"
 #include "terms/WorkControl.h"
@@ -66,7 +67,7 @@ factsOf (const ExportReport& report, const std::vector<TrackState>& tracks, cons
         types.addIfNotAlreadyThere (isAiff ? "AIFF" : "WAV");
         depths.addIfNotAlreadyThere (juce::String (track.format.bitsPerSample) + "-bit"
                                      + (track.format.isFloatingPoint ? " float" : ""));
-        rates.addIfNotAlreadyThere (rateText (tracks[i].sampleRate()));
+        rates.addIfNotAlreadyThere (sampleRateText (tracks[i].sampleRate()));
     }
 
     juce::StringArray facts{ shownText (folder.getFullPathName()) };

@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "app/TrackPresenter.h"
+#include "model/SampleRateText.h"
 
 #include <utility>
 
@@ -21,7 +22,7 @@ juce::String deviceText (juce::AudioIODevice& device)
 {
     const auto isJack = device.getTypeName() == "JACK";
     return (isJack ? "JACK " + device.getName() : device.getName()) + dot
-           + rateText (device.getCurrentSampleRate()) + dot
+           + sampleRateText (device.getCurrentSampleRate()) + dot
            + juce::String (device.getCurrentBufferSizeSamples()) + " samples";
 }
 } // namespace

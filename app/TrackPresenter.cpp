@@ -45,11 +45,6 @@ juce::String durationText (double seconds, bool withMilliseconds)
     return withMilliseconds ? text + "." + juce::String (milliseconds % 1000).paddedLeft ('0', 3) : text;
 }
 
-juce::String rateText (double sampleRate)
-{
-    return juce::String (sampleRate / 1000.0, 1).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
-}
-
 juce::String leakageText (const TrackState& track)
 {
     if (! hasFindings (track))

@@ -37,9 +37,6 @@ struct AnalysisSummary
 /** "3:42" and "3:42.000". */
 [[nodiscard]] juce::String durationText (double seconds, bool withMilliseconds);
 
-/** "44.1 kHz" */
-[[nodiscard]] juce::String rateText (double sampleRate);
-
 /** In dB, at least -120. */
 [[nodiscard]] float levelDbOf (float rms);
 

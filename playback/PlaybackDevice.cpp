@@ -1,5 +1,6 @@
 #include "playback/PlaybackDevice.h"
 
+#include "model/SampleRateText.h"
 #include "platform/AtomicFile.h"
 #include "playback/JackDevices.h"
 
@@ -19,11 +20,6 @@ constexpr const char* typeAttribute = "deviceType";
 
 // A device that has called back once must go on; the first call may take a sound server some seconds.
 constexpr std::uint32_t longestSilence = 600, longestStart = 4000; // ms
-
-juce::String kiloHertz (double rate)
-{
-    return juce::String (rate / 1000.0, 3).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
-}
 } // namespace
 
 void PlaybackDevice::DeviceManager::createAudioDeviceTypes (juce::OwnedArray<juce::AudioIODeviceType>& types)
@@ -270,7 +266,7 @@ DeviceStatus PlaybackDevice::status() const
 
 juce::String PlaybackDevice::statusText() const
 {
-    const auto rate = kiloHertz (deviceCallback.deviceRate());
+    const auto rate = sampleRateText (deviceCallback.deviceRate());
 
     switch (status())
     {
@@ -279,7 +275,7 @@ juce::String PlaybackDevice::statusText() const
         case DeviceStatus::lost:
             return "Audio device lost";
         case DeviceStatus::converting:
-            return "Device " + rate + ", group " + kiloHertz (engine.sampleRate());
+            return "Device " + rate + ", group " + sampleRateText (engine.sampleRate());
         case DeviceStatus::running:
             auto* device = deviceManager.getCurrentAudioDevice();
             return device->getTypeName() + ": " + device->getName() + ", " + rate;

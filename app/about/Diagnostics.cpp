@@ -2,6 +2,7 @@
 
 #include "jobs/SelfTest.h"
 #include "model/ForeignText.h"
+#include "model/SampleRateText.h"
 #include "model/Version.h"
 #include "platform/Folders.h"
 #include "platform/Memory.h"
@@ -28,7 +29,7 @@ juce::String groupLine (const Group& group)
     juce::String line = juce::String (group.numTracks()) + " tracks";
 
     if (group.sampleRate() > 0.0)
-        line << ", " << juce::String (group.sampleRate() / 1000.0, 1) << " kHz, "
+        line << ", " << sampleRateText (group.sampleRate()) << ", "
              << juce::String (static_cast<double> (group.lengthInSamples()) / group.sampleRate(), 1) << " s";
 
     line << ", " << analysisMethodKey (group.method()) << " method"

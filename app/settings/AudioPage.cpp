@@ -1,5 +1,6 @@
 #include "app/settings/AudioPageState.h"
 #include "app/settings/SettingsPage.h"
+#include "model/SampleRateText.h"
 #include "ui/Buttons.h"
 
 namespace tessivar

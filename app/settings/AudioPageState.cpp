@@ -1,5 +1,7 @@
 #include "app/settings/AudioPageState.h"
 
+#include "model/SampleRateText.h"
+
 #include <algorithm>
 
 namespace tessivar
@@ -63,11 +65,6 @@ juce::Result failure (PlaybackDevice& device, const juce::String& reason, const 
 }
 
 } // namespace
-
-juce::String sampleRateText (double rate)
-{
-    return juce::String (rate / 1000.0, 3).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
-}
 
 juce::String bufferSizeText (int samples, double rate)
 {

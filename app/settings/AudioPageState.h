@@ -6,9 +6,6 @@
 namespace tessivar
 {
 
-/** "44.1 kHz" */
-[[nodiscard]] juce::String sampleRateText (double rate);
-
 /** "256 samples · 5.3 ms" */
 [[nodiscard]] juce::String bufferSizeText (int samples, double rate);
 

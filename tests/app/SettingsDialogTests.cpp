@@ -3,6 +3,7 @@
 #include "app/settings/AudioPageState.h"
 #include "app/settings/FoldersState.h"
 #include "app/settings/PerformanceState.h"
+#include "model/SampleRateText.h"
 
 #include <catch2/catch.hpp>
 
