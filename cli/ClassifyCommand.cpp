@@ -3,6 +3,7 @@
 #include "cli/Arguments.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
+#include "report/ReportTexts.h"
 
 #include <ostream>
 

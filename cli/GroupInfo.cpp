@@ -4,6 +4,7 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
+#include "report/ReportTexts.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/KnobValues.h"

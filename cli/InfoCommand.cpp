@@ -6,6 +6,7 @@
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
 #include "model/audiofile/AudioIntake.h"
+#include "report/ReportTexts.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,6 +4,7 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "report/ReportFacts.h"
+#include "report/ReportTexts.h"
 #include "terms/DrumType.h"
 #include "terms/TrackFindings.h"
 

@@ -34,9 +34,4 @@ const char* listWord (ListSource source)
     return source == ListSource::settings ? "user" : source == ListSource::file ? "file" : "default";
 }
 
-juce::String typeText (DrumType type)
-{
-    return canBeChosen (type) ? drumTypeDisplayName (type) : "Overhead";
-}
-
 } // namespace tessivar

@@ -29,7 +29,4 @@ enum class TypeOrigin
 /** The word in JSON for where the list comes from: default, user or file. */
 [[nodiscard]] const char* listWord (ListSource source);
 
-/** The display name; overheads have one here, too. */
-[[nodiscard]] juce::String typeText (DrumType type);
-
 } // namespace tessivar

@@ -104,6 +104,8 @@ void takeReport (BatchSession& session, const Json& data)
     if (const auto& removed = at (data, "meanRemovedDb"); removed.is_number())
         session.removedDb = removed.get<double>();
 
+    session.isShort = at (data, "short") == true;
+
     for (const auto& track : at (data, "tracks"))
     {
         const auto& doubts = at (track, "doubts");

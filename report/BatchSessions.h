@@ -42,7 +42,8 @@ struct BatchSession
     double runSeconds = 0.0;         // that it took; 0 unless it ended by itself
     std::optional<double> removedDb; // in the mean, as the report has it; -200 for nothing
     std::vector<Advice> advice;
-    int numDoubtful = 0; // tracks
+    int numDoubtful = 0;  // tracks
+    bool isShort = false; // so that there is little to learn the drums from
     bool hasReport = false, hasTracks = false, hasLog = false;
 
     [[nodiscard]] bool isOpen() const

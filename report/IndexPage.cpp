@@ -3,7 +3,8 @@
 #include "model/Version.h"
 #include "platform/DiskNames.h"
 #include "report/Html.h"
-#include "report/ReportPage.h"
+#include "report/PageHead.h"
+#include "report/ReportFacts.h"
 #include "report/ReportTexts.h"
 
 #include <algorithm>
@@ -108,7 +109,9 @@ public:
     {
         page.verbatim ("<!DOCTYPE html>\n");
         const auto html = page.element ("html", { { "lang", "en" } });
-        writeHead();
+        {
+            const PageHead head (page, policy, title + " - Tessivar batch", reportStyle() + rules);
+        }
         const auto body = page.element ("body");
         const auto main = page.element ("main");
         page.leaf ("p", "Tessivar batch", { { "class", "kicker" } });
@@ -132,17 +135,6 @@ public:
     }
 
 private:
-    void writeHead()
-    {
-        const auto head = page.element ("head");
-        page.empty ("meta", { { "charset", "utf-8" } });
-        page.empty ("meta", { { "http-equiv", "Content-Security-Policy" }, { "content", policy } });
-        page.empty ("meta", { { "name", "viewport" }, { "content", "width=device-width, initial-scale=1" } });
-        page.leaf ("title", title + " - Tessivar batch");
-        const auto style = page.element ("style");
-        page.verbatim ((reportStyle() + rules).toStdString());
-    }
-
     [[nodiscard]] juce::String summary() const
     {
         juce::StringArray parts;
@@ -252,6 +244,8 @@ private:
               { "data-value", session.hasReport ? juce::String (session.numDoubtful) : juce::String() } });
         for (const auto& reason : session.reasons)
             page.leaf ("p", reason, { { "class", "reason" } });
+        if (session.isShort)
+            page.leaf ("p", doubtBrief (Doubt::shortTrack));
         for (const auto& advice : session.advice)
             page.leaf ("p", advice.reason + ": " + advice.tracks.joinIntoString (", "));
     }

@@ -179,7 +179,6 @@ ReportFacts factsOf (const ReportContent& content, const std::vector<TrackMeasur
     {
         const auto& track = facts.tracks.emplace_back (
             factsOf (content.group.tracks[i], content.exportOf (i), measurements[i]));
-        facts.numDoubtful += track.doubts.empty() ? 0 : 1;
 
         if (! track.isProcessed)
             continue;
@@ -194,6 +193,20 @@ ReportFacts factsOf (const ReportContent& content, const std::vector<TrackMeasur
     }
 
     facts.meanRemovedShare /= std::max (1, numMeasured);
+    facts.isShort =
+        facts.numProcessed > 0
+        && std::ranges::all_of (facts.tracks,
+                                [] (const TrackFacts& track)
+                                { return ! track.isProcessed || track.hasDoubt (Doubt::shortTrack); });
+
+    for (auto& track : facts.tracks)
+    {
+        if (facts.isShort)
+            std::erase (track.doubts, Doubt::shortTrack);
+
+        facts.numDoubtful += track.doubts.empty() ? 0 : 1;
+    }
+
     return facts;
 }
 
@@ -265,6 +278,7 @@ nlohmann::ordered_json factsToJson (const ReportContent& content,
         { "created", juce::Time::getCurrentTime().toISO8601 (true).toStdString() },
         { "sampleRate", group.sampleRate() },
         { "durationSeconds", facts.seconds },
+        { "short", facts.isShort },
         { "numTracks", group.tracks.size() },
         { "numProcessed", facts.numProcessed },
         { "numDoubtful", facts.numDoubtful },

@@ -25,7 +25,7 @@ enum class Doubt
     nothingFound, // no drum of its own; nothing is removed
     hardlyLeft,   // of what was there
     clipped,      // the file, or what it would be
-    shortTrack    // less than the analysis needs to learn from
+    shortTrack    // less than the analysis needs to learn from, in a longer take
 };
 
 /** dB that a track changes by; one that loses more has likely lost its drum. */
@@ -90,6 +90,7 @@ struct ReportFacts
     double seconds = 0.0;          // of the longest track
     int numProcessed = 0;          // tracks
     int numDoubtful = 0;           // tracks
+    bool isShort = false;          // all processed tracks: said of the take, and no doubt about one of them
     double meanRemovedShare = 0.0; // of the processed tracks that aren't silent
 
     [[nodiscard]] double meanRemovedDb() const;
@@ -104,10 +105,11 @@ struct ReportFacts
 /** The page's data for programs: see the page's script element with the id "tessivar-report".
 
     format 1; program, version, revision; name, origin, state, method, seed; created (ISO 8601); sampleRate,
-    durationSeconds; numTracks, numProcessed, numDoubtful; meanRemovedShare and meanRemovedDb (null when
-    nothing was processed); tracks: name, type, processed, excluded, focus, fine, seconds, hits, certainty,
-    removedShare, removedDb, levelChangeDb (these four null where there are none), peakBefore, peakAfter,
-    clippedSamples, doubts (the words of Doubt); refused: file, reason; warnings: code, message, entries.
+    durationSeconds; short (the take); numTracks, numProcessed, numDoubtful; meanRemovedShare and
+    meanRemovedDb (null when nothing was processed); tracks: name, type, processed, excluded, focus, fine,
+    seconds, hits, certainty, removedShare, removedDb, levelChangeDb (these four null where there are none),
+    peakBefore, peakAfter, clippedSamples, doubts (the words of Doubt); refused: file, reason; warnings: code,
+    message, entries.
     Levels are dB.
 */
 [[nodiscard]] nlohmann::ordered_json factsToJson (const ReportContent& content,

@@ -1,17 +1,18 @@
 #include "report/ReportPage.h"
 
-#include "model/ForeignText.h"
+#include "model/SampleRateText.h"
 #include "model/Version.h"
 #include "report/BleedTables.h"
 #include "report/Html.h"
-#include "report/Passages.h"
+#include "report/PageHead.h"
 #include "report/ReportTexts.h"
 #include "report/TrackFigures.h"
-#include "terms/DrumType.h"
+#include "report/TrackSection.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <utility>
 
 namespace tessivar
 {
@@ -23,30 +24,6 @@ constexpr auto policy = "default-src 'none'; img-src data:; media-src data:; sty
 juce::String anchorOf (std::size_t track)
 {
     return "track" + juce::String (track + 1);
-}
-
-juce::String typeName (const TrackState& track)
-{
-    const juce::String name (drumTypeDisplayName (track.drumType()));
-    return name.isNotEmpty() ? name : juce::String ("Overhead");
-}
-
-juce::String rateName (double sampleRate)
-{
-    return juce::String (sampleRate / 1000.0, 1).trimCharactersAtEnd ("0").trimCharactersAtEnd (".") + " kHz";
-}
-
-juce::String capitalised (const juce::String& text)
-{
-    return text.substring (0, 1).toUpperCase() + text.substring (1);
-}
-
-/** "2.5 of 5 (50 %)" */
-juce::String knobText (float value, float maximum)
-{
-    return juce::String (juce::String (value, 2).getDoubleValue()) + " of "
-           + juce::String (static_cast<int> (maximum)) + " ("
-           + juce::String (juce::roundToInt (100.0f * value / maximum)) + " %)";
 }
 
 class Page
@@ -90,7 +67,8 @@ public:
                 if (control.stopRequested())
                     return Outcome::stopped();
 
-                if (const auto written = writeTrack (i, withAudio); ! written.isOk())
+                if (const auto written = writeTrackSection (page, sectionOf (i), axis, withAudio);
+                    ! written.isOk())
                     return written;
 
                 control.progress (static_cast<double> (i + 1) / static_cast<double> (facts.tracks.size()));
@@ -108,16 +86,7 @@ public:
 private:
     void writeHead()
     {
-        const auto head = page.element ("head");
-        page.empty ("meta", { { "charset", "utf-8" } });
-        page.empty ("meta", { { "http-equiv", "Content-Security-Policy" }, { "content", policy } });
-        page.empty ("meta", { { "name", "viewport" }, { "content", "width=device-width, initial-scale=1" } });
-        page.empty ("meta", { { "name", "color-scheme" }, { "content", "light dark" } });
-        page.leaf ("title", content.group.name + " - Tessivar report");
-        {
-            const auto style = page.element ("style");
-            page.verbatim (reportStyle().toStdString());
-        }
+        const PageHead head (page, policy, content.group.name + " - Tessivar report", reportStyle());
         const auto script =
             page.element ("script", { { "type", "application/json" }, { "id", "tessivar-report" } });
 
@@ -183,9 +152,9 @@ private:
             page.leaf ("dd", value);
         };
         fact ("Tracks", countText (facts.tracks.size(), "track") + ", " + timeText (facts.seconds));
-        fact ("Sample rate", rateName (axis.sampleRate));
+        fact ("Sample rate", sampleRateText (axis.sampleRate));
         fact ("Method",
-              capitalised (analysisMethodKey (content.method)) + ", seed " + juce::String (content.seed));
+              capitalized (analysisMethodKey (content.method)) + ", seed " + juce::String (content.seed));
         fact ("Version", programVersion());
 
         if (content.origin.isNotEmpty())
@@ -195,6 +164,12 @@ private:
     /** Which tracks need an ear, reason by reason. */
     void writeDoubts()
     {
+        if (facts.isShort)
+            page.leaf ("p",
+                       "The take lasts only " + timeText (facts.seconds) + ". "
+                           + doubtAdvice (Doubt::shortTrack),
+                       { { "class", "quiet" } });
+
         if (facts.numDoubtful == 0)
         {
             page.leaf ("p", "No track needs an ear.", { { "class", "well" } });
@@ -222,7 +197,7 @@ private:
                 continue;
 
             const auto item = page.element ("li");
-            page.leaf ("strong", capitalised (doubtBrief (doubt)));
+            page.leaf ("strong", capitalized (doubtBrief (doubt)));
             page.text (": ");
 
             if (facts.isCommon (doubt))
@@ -276,7 +251,7 @@ private:
             page.leaf ("td", value, { { "data-title", title }, { "class", kind } });
         };
 
-        cell ("Type", typeName (track), "word");
+        cell ("Type", typeText (track.drumType()), "word");
 
         if (fact.isProcessed)
         {
@@ -293,9 +268,11 @@ private:
             cell ("Removed", track.excluded ? "excluded" : "unchanged", "number quiet");
 
         cell ("Level",
-              beforeAndAfter (measured.meanDb (measured.source), measured.meanDb (measured.processed), fact));
+              levelsText (
+                  measured.meanDb (measured.source), measured.meanDb (measured.processed), fact.isProcessed));
         cell ("Peak",
-              beforeAndAfter (gainToDb (measured.source.peak), gainToDb (measured.processed.peak), fact));
+              levelsText (
+                  gainToDb (measured.source.peak), gainToDb (measured.processed.peak), fact.isProcessed));
         cell ("Focus",
               fact.isProcessed
                   ? juce::String (juce::roundToInt (track.soundingKnobs().focus / focusMaximum * 100.0f))
@@ -311,13 +288,6 @@ private:
         cell ("Needs an ear", doubts.joinIntoString (", "), doubts.isEmpty() ? "word" : "word doubt");
     }
 
-    [[nodiscard]] static juce::String beforeAndAfter (double before, double after, const TrackFacts& fact)
-    {
-        const auto arrow = juce::String::charToString (0x2192);
-        return levelText (before)
-               + (fact.isProcessed ? " " + arrow + " " + levelText (after) : juce::String());
-    }
-
     void writeBleed()
     {
         const auto section = page.element ("section");
@@ -325,145 +295,13 @@ private:
         writeBleedTables (page, content.group, content.method);
     }
 
-    Outcome writeTrack (std::size_t index, bool withAudio)
+    [[nodiscard]] TrackSection sectionOf (std::size_t index) const
     {
-        const auto& track = content.group.tracks[index];
-        const auto& fact = facts.tracks[index];
-        const auto& measured = measurements[index];
-        const auto article = page.element ("article", { { "id", anchorOf (index) } });
-        {
-            const auto title = page.element ("h3");
-            page.text (fact.name + " ");
-            page.leaf (
-                "span",
-                typeName (track),
-                { { "class", "type" },
-                  { "style", juce::String ("--drum:var(--") + drumTypeKey (track.drumType()) + ")" } });
-        }
-
         // What all have in common is told above.
-        auto own = fact.doubts;
+        auto own = facts.tracks[index].doubts;
         std::erase_if (own, [this] (Doubt doubt) { return facts.isCommon (doubt); });
-
-        if (! own.empty())
-        {
-            const auto list = page.element ("ul", { { "class", "doubts" } });
-
-            for (const auto doubt : own)
-            {
-                const auto item = page.element ("li");
-                page.leaf ("strong", capitalised (doubtBrief (doubt)));
-                page.text (". ");
-                page.leaf ("span", doubtAdvice (doubt), { { "class", "advice" } });
-            }
-        }
-
-        if (! measured.outcome.isOk())
-        {
-            page.leaf ("p", measured.outcome.reason, { { "class", "alarm" } });
-            return Outcome::ok();
-        }
-
-        writeTrackFigure (page, track, fact, measured, axis);
-
-        if (withAudio)
-            if (const auto written =
-                    writePassages (page, track, fact, content.exportOf (index), measured, axis);
-                ! written.isOk())
-                return written;
-
-        writeDetails (track, fact, measured, content.exportOf (index));
-        return Outcome::ok();
-    }
-
-    void writeDetails (const TrackState& track,
-                       const TrackFacts& fact,
-                       const TrackMeasurement& measured,
-                       const TrackExport* written)
-    {
-        const auto list = page.element ("dl", { { "class", "details" } });
-        const auto detail = [this] (const char* name, const juce::String& value)
-        {
-            const auto pair = page.element ("div");
-            page.leaf ("dt", name);
-            page.leaf ("dd", value);
-        };
-        const auto decibels = [&] (double before, double after)
-        { return beforeAndAfter (before, after, fact) + " dBFS"; };
-
-        detail ("Level", decibels (measured.meanDb (measured.source), measured.meanDb (measured.processed)));
-        detail ("Peak", decibels (gainToDb (measured.source.peak), gainToDb (measured.processed.peak)));
-
-        if (fact.isProcessed)
-        {
-            const auto knobs = track.soundingKnobs();
-            detail ("Removed",
-                    shareText (fact.removedShare)
-                        + (fact.removedShare < 1.0e-14
-                               ? juce::String()
-                               : " of the energy (" + levelText (fact.removedDb()) + " dB)"));
-            detail ("Reduction",
-                    juce::String (measured.reduction.whole().meanDb, 1) + " dB in the mean, "
-                        + juce::String (measured.reduction.whole().maximumDb, 1) + " dB at most");
-            detail ("Focus", knobText (knobs.focus, focusMaximum) + suggestionText (track));
-            detail ("Fine", knobText (knobs.fine, fineMaximum));
-            detail ("Setting", track.record.selected() == KnobSetting::a ? "A" : "B");
-        }
-
-        detail ("Hits", hitsText (track, measured));
-
-        if (track.findings.suggestedFocus && fact.isProcessed)
-            detail ("Leakage",
-                    juce::String (certaintyText (track.findings.certainty()))
-                        + (track.findings.confidence
-                               ? " (" + juce::String (juce::roundToInt (100.0 * *track.findings.confidence))
-                                     + " %)"
-                               : juce::String())
-                        + "; "
-                        + (track.findings.hasLeakage()
-                               ? changeText (track.findings.leakageDb) + " dB against the drum"
-                               : juce::String ("none found")));
-
-        detail ("Clipped samples", juce::String (measured.clippedSamples));
-        detail ("Source", sourceText (track));
-
-        if (written != nullptr)
-            detail ("Written",
-                    written->isWritten()
-                        ? written->file.getFileName()
-                        : "not: " + juce::String::fromUTF8 (written->outcome.reason.c_str()));
-    }
-
-    [[nodiscard]] static juce::String suggestionText (const TrackState& track)
-    {
-        if (! track.findings.suggestedFocus)
-            return {};
-
-        const auto suggested = static_cast<float> (*track.findings.suggestedFocus);
-        return std::abs (suggested - track.soundingKnobs().focus) < 0.005f
-                   ? juce::String (", as suggested")
-                   : ", suggested " + knobText (suggested, focusMaximum);
-    }
-
-    [[nodiscard]] static juce::String hitsText (const TrackState& track, const TrackMeasurement& measured)
-    {
-        const auto own = track.findings.numHits;
-        return juce::String (measured.hits.size()) + " loud ones heard"
-               + (own && track.hasProcessedOutput()
-                      ? "; the method counts " + juce::String (*own) + " of its own drum"
-                      : juce::String());
-    }
-
-    [[nodiscard]] static juce::String sourceText (const TrackState& track)
-    {
-        const auto& source = track.sourceInfo;
-        auto text = juce::String (source.bitsPerSample) + (source.isFloatingPoint ? "-bit float, " : "-bit, ")
-                    + rateName (source.sampleRate);
-
-        if (source.numChannels > 1)
-            text << ", channel " << source.channel + 1 << " of " << source.numChannels;
-
-        return source.file == juce::File() ? text : source.file.getFileName() + ", " + text;
+        return { anchorOf (index),    content.group.tracks[index], facts.tracks[index],
+                 measurements[index], content.exportOf (index),    std::move (own) };
     }
 
     void writeMessages()

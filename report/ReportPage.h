@@ -26,7 +26,4 @@ namespace tessivar
                                  bool withAudio,
                                  const WorkControl& control);
 
-/** The page's style sheet. */
-[[nodiscard]] juce::String reportStyle();
-
 } // namespace tessivar

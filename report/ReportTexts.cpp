@@ -64,6 +64,23 @@ juce::String listText (const juce::StringArray& names)
                     : names.joinIntoString (", ", 0, last) + " and " + names[last];
 }
 
+juce::String levelsText (double beforeDb, double afterDb, bool isProcessed)
+{
+    const auto arrow = juce::String::charToString (0x2192);
+    return levelText (beforeDb) + (isProcessed ? " " + arrow + " " + levelText (afterDb) : juce::String());
+}
+
+juce::String typeText (DrumType type)
+{
+    const juce::String name (drumTypeDisplayName (type));
+    return name.isNotEmpty() ? name : juce::String ("Overhead");
+}
+
+juce::String capitalized (const juce::String& text)
+{
+    return text.substring (0, 1).toUpperCase() + text.substring (1);
+}
+
 double gainToDb (float gain)
 {
     return 20.0 * std::log10 (std::max (static_cast<double> (gain), 1.0e-10));

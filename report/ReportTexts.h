@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/DrumType.h"
+
 #include <juce_core/juce_core.h>
 
 #include <cstddef>
@@ -25,6 +27,15 @@ namespace tessivar
 
 /** "A", "A and B", "A, B and C". */
 [[nodiscard]] juce::String listText (const juce::StringArray& names);
+
+/** "-12.0", or with an arrow between them "-12.0" and what it has become. */
+[[nodiscard]] juce::String levelsText (double beforeDb, double afterDb, bool isProcessed);
+
+/** As a drum type is shown; also one that can't be chosen. */
+[[nodiscard]] juce::String typeText (DrumType type);
+
+/** The text with a capital in front. */
+[[nodiscard]] juce::String capitalized (const juce::String& text);
 
 [[nodiscard]] double gainToDb (float gain);
 

@@ -1,4 +1,5 @@
-#include "report/ReportPage.h"
+#include "report/PageHead.h"
+
 #include "report/TrackFigures.h"
 
 namespace tessivar
@@ -167,6 +168,18 @@ juce::String reportStyle()
                onLight = drumColourVariables (false) + lightColours;
     return ":root{" + onLight + "}\n@media (prefers-color-scheme:dark){:root{" + onDark
            + "}}\n@media print{:root{" + onLight + "--page:#fff;}}" + juce::String (rules);
+}
+
+PageHead::PageHead (Html& page, const char* policy, const juce::String& title, const juce::String& style)
+    : head (page.element ("head"))
+{
+    page.empty ("meta", { { "charset", "utf-8" } });
+    page.empty ("meta", { { "http-equiv", "Content-Security-Policy" }, { "content", policy } });
+    page.empty ("meta", { { "name", "viewport" }, { "content", "width=device-width, initial-scale=1" } });
+    page.empty ("meta", { { "name", "color-scheme" }, { "content", "light dark" } });
+    page.leaf ("title", title);
+    const auto element = page.element ("style");
+    page.verbatim (style.toStdString());
 }
 
 } // namespace tessivar
