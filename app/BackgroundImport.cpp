@@ -58,23 +58,25 @@ struct BackgroundImport::Batch
     /** @param changes  of what is told of the files */
     void read (const GroupState& state, std::atomic<std::uint32_t>& changes)
     {
-        failure = failureOf (
-            [&]
-            {
-                imported = importTracks (wanted.files,
-                                         state,
-                                         warnings,
-                                         *drop->store,
-                                         drop->numThreads,
-                                         { [this] { return isStopped.load(); }, {} },
-                                         [&] (std::size_t index, double fraction, bool isRefused)
-                                         {
-                                             rows[index].fraction = static_cast<float> (fraction);
+        failure = guarded (
+                      [&]
+                      {
+                          imported =
+                              importTracks (wanted.files,
+                                            state,
+                                            warnings,
+                                            *drop->store,
+                                            drop->numThreads,
+                                            { [this] { return isStopped.load(); }, {} },
+                                            [&] (std::size_t index, double fraction, bool isRefused)
+                                            {
+                                                rows[index].fraction = static_cast<float> (fraction);
 
-                                             if (isRefused && ! rows[index].isRefused.exchange (true))
-                                                 ++changes;
-                                         });
-            });
+                                                if (isRefused && ! rows[index].isRefused.exchange (true))
+                                                    ++changes;
+                                            });
+                      })
+                      .reason;
     }
 
     const GroupFiles wanted;

@@ -93,29 +93,42 @@ void GroupWork::exportTrack (const Group::Ptr& group, const Track::Ptr& track)
         return;
     }
 
-    FileChooserRequest request;
-    request.title = "Choose a file to export your audio - " + track->name();
-    request.wildcard = "*.wav";
-    request.kind = FileChooserRequest::Kind::saveFile;
-    request.startFolder = workspace.exportDialogFolder();
-    request.suggestedName = exportFileName (track->state(), ".wav");
-    const auto files = choose (request);
+    const auto file = chooseExportFile (
+        "Choose a file to export your audio - " + track->name(),
+        "*.wav",
+        exportFileName (track->state(), ".wav"),
+        [] (const juce::File& chosen)
+        { return chosen.getFileExtension().isEmpty() ? chosen.withFileExtension (".wav") : chosen; });
 
-    if (files.empty())
-        return;
-
-    const auto file =
-        files.front().getFileExtension().isEmpty() ? files.front().withFileExtension (".wav") : files.front();
-    workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
-
-    if (! confirmOverwriting (std::vector{ PlannedFile{ file } }, prompts))
+    if (! file)
         return;
 
     ExportOptions options;
-    options.folder = file.getParentDirectory();
+    options.folder = file->getParentDirectory();
     options.overwrite = true;
     options.depth = exportDepth (workspace.settings());
-    runExport (ExportScope::track, { track->state() }, { PlannedFile{ file } }, options);
+    runExport (ExportScope::track, { track->state() }, { PlannedFile{ *file } }, options);
+}
+
+std::optional<juce::File>
+GroupWork::chooseExportFile (const juce::String& title,
+                             const juce::String& wildcard,
+                             const juce::String& suggestedName,
+                             const std::function<juce::File (const juce::File&)>& withExtension)
+{
+    const auto files = choose ({ title,
+                                 wildcard,
+                                 FileChooserRequest::Kind::saveFile,
+                                 workspace.exportDialogFolder(),
+                                 suggestedName });
+
+    if (files.empty())
+        return {};
+
+    const auto file = withExtension (files.front());
+    workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
+    return confirmOverwriting (std::vector{ PlannedFile{ file } }, prompts) ? std::optional (file)
+                                                                            : std::nullopt;
 }
 
 void GroupWork::exportGroups (ExportScope scope, const Group::Ptr& selected)
@@ -234,15 +247,14 @@ void GroupWork::runExport (ExportScope scope,
         else
             job = std::make_unique<ExportGroupThread> (tracks, files, ownOptions);
 
-        const auto end = runner.run (*job);
+        const auto ended = runner.run (*job);
         const auto& report = job->report;
 
-        if (end == JobRunner::End::failed)
-            prompts.warn ("The export did not come to its end.", runner.failure());
+        if (hasFailed (ended))
+            prompts.warn ("The export did not come to its end.", ended.reason);
 
         // A stop that came too late changes nothing: the files are there.
-        if (end == JobRunner::End::failed || report.outcome.wasStopped()
-            || ! reportExport (report, tracks, options))
+        if (hasFailed (ended) || report.outcome.wasStopped() || ! reportExport (report, tracks, options))
             return;
 
         std::vector<TrackState> failed;

@@ -344,17 +344,17 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
 {
     GroupDLSImporter importer;
     auto opened = juce::Result::ok();
-    const auto end = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
-                                 {},
-                                 [&] (const WorkControl&) { opened = importer.open (file, warnings); });
+    const auto ended = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
+                                   {},
+                                   [&] (const WorkControl&) { opened = importer.open (file, warnings); });
 
-    if (end == JobRunner::End::stopped)
+    if (ended.wasStopped())
         return;
 
-    if (end == JobRunner::End::failed)
-        warnings.add (file.getFileName(), ImportWarnings::unreadable, runner.failure());
+    if (! ended.isOk())
+        warnings.add (file.getFileName(), ImportWarnings::unreadable, ended.reason);
 
-    if (end == JobRunner::End::failed || opened.failed())
+    if (! ended.isOk() || opened.failed())
     {
         showPendingWarnings();
         return;
@@ -387,14 +387,14 @@ void GroupWork::importFromGroupFile (const juce::File& file, const Group::Ptr& t
     const auto group = target != nullptr ? target : newGroup();
     const auto state = group->state();
     ImportedTracks imported;
-    const auto imports =
+    const auto importing =
         runner.run ("Importing data",
                     {},
                     [&] (const WorkControl& watch)
                     { imported = importer.import (indices, state, warnings, *temporary, watch); });
 
-    if (imports == JobRunner::End::failed)
-        imported.outcome = Outcome::noRoom (runner.failure().toStdString());
+    if (hasFailed (importing))
+        imported.outcome = importing;
 
     finishImport (std::move (imported), group);
 

@@ -1,10 +1,8 @@
 #include "app/AppSettings.h"
-#include "app/FileChooser.h"
 #include "app/GroupWork.h"
+#include "platform/AtomicFile.h"
 #include "platform/Desktop.h"
 #include "report/ReportJob.h"
-
-#include <vector>
 
 namespace tessivar
 {
@@ -33,28 +31,24 @@ void GroupWork::exportReport (const Group::Ptr& group)
     if (answer == 0)
         return;
 
-    FileChooserRequest request;
-    request.title = "Choose a file for the report - " + group->name();
-    request.wildcard = "*.html";
-    request.kind = FileChooserRequest::Kind::saveFile;
-    request.startFolder = workspace.exportDialogFolder();
-    request.suggestedName = juce::File::createLegalFileName (group->name()) + ".html";
-    const auto files = choose (request);
+    const auto file =
+        chooseExportFile ("Choose a file for the report - " + group->name(),
+                          "*.html",
+                          juce::File::createLegalFileName (group->name()) + ".html",
+                          [] (const juce::File& chosen)
+                          {
+                              return chosen.hasFileExtension ("html;htm")
+                                         ? chosen
+                                         : chosen.getSiblingFile (chosen.getFileName() + ".html");
+                          });
 
-    if (files.empty())
+    if (! file)
         return;
 
-    const auto file = files.front().hasFileExtension ("html;htm")
-                          ? files.front()
-                          : files.front().getSiblingFile (files.front().getFileName() + ".html");
-    workspace.setLastExportFolder (file.getParentDirectory().getFullPathName());
-
-    if (! confirmOverwriting (std::vector{ PlannedFile{ file } }, prompts))
-        return;
-
+    const WritingNote note (workspace.folders().writing(), file->getParentDirectory());
     auto rules = outputRules();
     ReportOptions options;
-    options.file = file;
+    options.file = *file;
     options.overwrite = true;
     options.withAudio = answer == 1;
     options.numThreads = analysisThreads (workspace.settings());
@@ -62,17 +56,18 @@ void GroupWork::exportReport (const Group::Ptr& group)
     const auto content = contentOf (
         group->state(), group->file() != juce::File() ? group->file().getFullPathName() : juce::String());
     auto outcome = Outcome::stopped();
-    const auto end =
+    const auto ended =
         runner.run ("Writing the report on " + group->name(),
                     {},
                     [&] (const WorkControl& control) { outcome = writeReport (content, options, control); });
 
-    if (end == JobRunner::End::failed)
-        prompts.warn ("The report was not written.", runner.failure());
-    else if (! outcome.isOk() && ! outcome.wasStopped())
-        prompts.warn ("The report was not written.", juce::String (outcome.reason));
+    if (hasFailed (ended))
+        outcome = ended;
+
+    if (hasFailed (outcome))
+        prompts.warn ("The report was not written.", outcome.reason);
     else if (outcome.isOk() && onNotice)
-        onNotice ("Report written", "Open", [file] { openExternally (file.getFullPathName()); });
+        onNotice ("Report written", "Open", [file] { openExternally (file->getFullPathName()); });
 }
 
 } // namespace tessivar

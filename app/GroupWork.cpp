@@ -122,19 +122,20 @@ void GroupWork::openOne (const juce::File& file)
 
     LoadedGroup loaded;
     auto outcome = juce::Result::ok();
-    const auto end = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
-                                 {},
-                                 [&] (const WorkControl&) { outcome = openGroupFile (file, loaded); });
+    const auto ended = runner.run ("Loading Group " + file.getFileNameWithoutExtension(),
+                                   {},
+                                   [&] (const WorkControl&) { outcome = openGroupFile (file, loaded); });
 
-    if (end == JobRunner::End::stopped)
+    if (ended.wasStopped())
         return;
 
-    if (end == JobRunner::End::failed || outcome.failed())
+    if (! ended.isOk() || outcome.failed())
     {
         workspace.removeRecentFile (file);
         prompts.warn (
             warningMessage (file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing),
-            outcome.failed() ? outcome.getErrorMessage() : file.getFullPathName() + ": " + runner.failure());
+            outcome.failed() ? outcome.getErrorMessage()
+                             : file.getFullPathName() + ": " + juce::String (ended.reason));
         return;
     }
 
@@ -278,13 +279,13 @@ bool GroupWork::saveTo (const Group::Ptr& group, const juce::File& file)
     const WritingNote note (workspace.folders().writing(), file.getParentDirectory());
     SavedGroup saved;
     Outcome outcome;
-    const auto end =
+    const auto ended =
         runner.run ("Saving Track " + group->name(),
                     {},
                     [&] (const WorkControl& watch) { outcome = saveGroup (request, saved, watch); });
 
-    if (end == JobRunner::End::failed)
-        outcome = Outcome::failed (runner.failure().toStdString());
+    if (hasFailed (ended))
+        outcome = ended;
 
     // A stop that came too late changes nothing: the file is there.
     if (! outcome.isOk())
@@ -383,11 +384,11 @@ GroupAnalysis GroupWork::runAnalysis (const Group::Ptr& group)
     auto options = analysisOptions (group->state().workableMethod(), workspace.settings());
     options.resourceFolder = bytesOfPath (resources);
     TessivarProcess process (group, options, *temporary);
-    const auto end = runner.run (process);
+    const auto ended = runner.run (process);
     result = std::move (process.result);
 
-    if (end == JobRunner::End::failed)
-        result.outcome = Outcome::failed (runner.failure().toStdString());
+    if (hasFailed (ended))
+        result.outcome = ended;
 
     analysisRemarks = result.remarks;
     return result;

@@ -168,6 +168,13 @@ private:
     [[nodiscard]] GroupAnalysis runAnalysis (const Group::Ptr& group);
     /** Which type of files an export to a folder writes, and their depth; nothing if the user cancels. */
     [[nodiscard]] std::optional<ExportOptions> askForFileType (const juce::String& title, int numFiles);
+
+    /** A file for a result that the user wants to be replaced, if it exists; nothing if the user cancels. */
+    [[nodiscard]] std::optional<juce::File>
+    chooseExportFile (const juce::String& title,
+                      const juce::String& wildcard,
+                      const juce::String& suggestedName,
+                      const std::function<juce::File (const juce::File&)>& withExtension);
     void runExport (ExportScope scope,
                     std::vector<TrackState> tracks,
                     std::vector<PlannedFile> files,

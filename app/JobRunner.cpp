@@ -17,7 +17,7 @@ namespace
 constexpr int pollMs = 33;
 }
 
-juce::String failureOf (const std::function<void()>& work)
+Outcome guarded (const std::function<void()>& work)
 {
     try
     {
@@ -25,18 +25,19 @@ juce::String failureOf (const std::function<void()>& work)
     }
     catch (const std::bad_alloc&)
     {
-        return "memory ran out";
+        return Outcome::noRoom ("memory ran out");
     }
     catch (const std::exception& error)
     {
-        return "error of the program itself: "
-               + validText (juce::String (juce::CharPointer_UTF8 (error.what())));
+        return Outcome::failed (
+            "error of the program itself: "
+            + validText (juce::String (juce::CharPointer_UTF8 (error.what()))).toStdString());
     }
 
-    return {};
+    return Outcome::ok();
 }
 
-JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work)
+Outcome JobRunner::run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work)
 {
     jassert (! running);
     running = true;
@@ -45,7 +46,7 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
 
     std::atomic<double> progress{ 0.0 };
     std::atomic<bool> finished{ false };
-    whyFailed = {};
+    auto failure = Outcome::ok();
     auto content = std::make_unique<ProgressDialog> (shownText (title));
     juce::Component::SafePointer<ProgressDialog> dialog (content.get());
     content->onCancel = [this] { stopRequested = true; };
@@ -54,7 +55,7 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     std::thread thread (
         [&]
         {
-            whyFailed = failureOf (
+            failure = guarded (
                 [&]
                 {
                     work ({ [this] { return stopRequested.load(); },
@@ -95,11 +96,11 @@ JobRunner::End JobRunner::run (const juce::String& title, std::vector<ProgressSt
     running = false;
     juce::Logger::writeToLog (
         title + ": "
-        + (whyFailed.isNotEmpty() ? whyFailed
-           : stopRequested        ? "stopped"
-                                  : "over")
+        + (! failure.isOk() ? juce::String (failure.reason)
+           : stopRequested  ? "stopped"
+                            : "over")
         + " after " + juce::String ((juce::Time::getMillisecondCounterHiRes() - start) / 1000.0, 1) + " s");
-    return whyFailed.isNotEmpty() ? End::failed : stopRequested ? End::stopped : End::done;
+    return ! failure.isOk() ? failure : stopRequested ? Outcome::stopped() : Outcome::ok();
 }
 
 } // namespace tessivar

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "terms/Outcome.h"
 #include "terms/WorkControl.h"
 #include "ui/dialogs/ProgressDialog.h"
 
@@ -22,9 +23,16 @@ public:
     virtual void run (const WorkControl& control) = 0;
 };
 
-/** Does work that may throw; why it failed, as part of a sentence ("memory ran out"), empty when it did not.
+/** Does work that may throw: ok, noRoom or failed, with a reason that is part of a sentence, such as "memory
+    ran out".
 */
-[[nodiscard]] juce::String failureOf (const std::function<void()>& work);
+[[nodiscard]] Outcome guarded (const std::function<void()>& work);
+
+/** Whether work ended by an error, which a stop is not. */
+[[nodiscard]] inline bool hasFailed (const Outcome& ended)
+{
+    return ! ended.isOk() && ! ended.wasStopped();
+}
 
 /** Runs one long piece of work at a time on a thread of its own, behind a progress dialog, while the window
     stays alive.
@@ -41,21 +49,14 @@ public:
     /** Runs on its own thread. */
     using Work = std::function<void (const WorkControl&)>;
 
-    enum class End
-    {
-        done,
-        stopped, // the user asked for it; the work has ended all the same
-        failed   // by an exception: failure() tells
-    };
-
-    End run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work);
-    End run (WindowJob& job)
+    /** Stopped when the user asked for it, though the work may have come to its end all the same; failed or
+        noRoom when it threw.
+    */
+    Outcome run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work);
+    Outcome run (WindowJob& job)
     {
         return run (job.title(), job.stages(), [&] (const WorkControl& control) { job.run (control); });
     }
-
-    /** Why the last work failed, as part of a sentence: "memory ran out". */
-    [[nodiscard]] const juce::String& failure() const { return whyFailed; }
 
     [[nodiscard]] bool isBusy() const { return running; }
 
@@ -65,7 +66,6 @@ public:
 private:
     DialogScrim& scrim;
     bool running = false;
-    juce::String whyFailed;
     std::atomic<bool> stopRequested{ false };
 };
 

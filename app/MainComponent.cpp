@@ -124,6 +124,14 @@ void MainComponent::keepForRecovery()
     unsaved.keepForRecovery();
 }
 
+void MainComponent::tellFailure (const juce::String& reason)
+{
+    const auto isKept = unsaved.writeAllNow();
+    prompts.warn ("Something went wrong: " + reason + ".",
+                  juce::String (isKept ? "What is not saved has been written to the recovery folder. " : "")
+                      + "Save your Groups, then start Tessivar anew.");
+}
+
 //============================================================================================================
 // Layout
 

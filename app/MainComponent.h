@@ -55,6 +55,9 @@ public:
     /** For an end without questions: stops a job and writes what is not saved to the recovery folder. */
     void keepForRecovery();
 
+    /** The program has made an error, and goes on: keeps what is not saved, and tells. */
+    void tellFailure (const juce::String& reason);
+
     [[nodiscard]] TessivarWorkspace& getWorkspace() { return workspace; }
     [[nodiscard]] Commands& getCommands() { return commands; }
 

@@ -33,8 +33,8 @@ struct MenuLine
 [[nodiscard]] std::span<const MenuLine> groupMenuLines();
 [[nodiscard]] std::span<const MenuLine> presetMenuLines();
 
-/** A verb as an entry of a menu, for what it would act on. Its number is its place in the table of verbs, from
-    1.
+/** A verb as an entry of a menu, for what it would act on. Its number is its place in the table of verbs,
+    from 1.
 */
 [[nodiscard]] juce::PopupMenu::Item menuItemFor (const VerbEntry& entry, const VerbTargets& targets);
 

@@ -1,11 +1,15 @@
 #include "app/TessivarApplication.h"
 
+#include "app/JobRunner.h"
 #include "app/system/ScreenFit.h"
+#include "model/ForeignText.h"
 #include "model/Version.h"
 #include "model/settings/SettingsStore.h"
 #include "platform/Process.h"
 
+#include <exception>
 #include <iostream>
+#include <new>
 
 namespace tessivar
 {
@@ -148,10 +152,28 @@ void TessivarApplication::leave()
 
 void TessivarApplication::unhandledException (const std::exception* error, const juce::String&, int)
 {
-    // Jobs report their own lack of memory. Nothing can go on after this; open work is kept for recovery.
-    const juce::String reason (error != nullptr ? error->what() : "unknown error");
-    juce::Logger::writeToLog ("Unhandled error: " + reason);
-    std::cerr << "tessivar: " << reason << std::endl;
+    // Here too memory may run out, and nobody catches what is thrown here.
+    [[maybe_unused]] const auto told = guarded (
+        [&]
+        {
+            const auto* const noMemory = dynamic_cast<const std::bad_alloc*> (error);
+            const auto reason = noMemory != nullptr ? juce::String ("memory ran out")
+                                : error != nullptr  ? shownText (error->what())
+                                                    : juce::String ("unknown error");
+
+            // What comes back with every picture is told once.
+            if (! toldFailures.addIfNotAlreadyThere (reason))
+                return;
+
+            juce::Logger::writeToLog ("Unhandled error: " + reason);
+            std::cerr << "tessivar: " << reason << std::endl;
+            juce::MessageManager::callAsync (
+                [this, reason]
+                {
+                    if (window != nullptr)
+                        window->content().tellFailure (reason);
+                });
+        });
 }
 
 } // namespace tessivar

@@ -23,6 +23,7 @@ public:
     void initialise (const juce::String& commandLine) override;
     void shutdown() override;
     void systemRequestedQuit() override;
+    /** What a message has thrown; the program goes on. */
     void unhandledException (const std::exception* error, const juce::String& file, int line) override;
 
     /** Files on a command line, relative ones as seen from the working directory; options left out. */
@@ -42,6 +43,7 @@ private:
     std::unique_ptr<TerminationListener> termination;
     std::unique_ptr<MessageLoopWaker> waker;
     bool isQuitting = false;
+    juce::StringArray toldFailures;
 };
 
 /** The program's resources, beside the executable wherever it was started from, links included. */

@@ -5,6 +5,8 @@
 #include "model/recovery/RecoveryList.h"
 #include "platform/AtomicFile.h"
 
+#include <algorithm>
+
 namespace tessivar
 {
 
@@ -132,22 +134,26 @@ bool UnsavedWork::mayEnd()
     return true;
 }
 
-void UnsavedWork::keepForRecovery()
+bool UnsavedWork::writeAllNow()
 {
     if (autosave == nullptr)
-        return;
-
-    auto isAnyUnsaved = false;
+        return false;
 
     for (const auto& group : workspace.allGroups())
-    {
         autosave->writeNow (group);
-        isAnyUnsaved |= group->hasUnsavedChanges();
-    }
 
     autosave->flush();
+    return true;
+}
 
-    if (isAnyUnsaved)
+void UnsavedWork::keepForRecovery()
+{
+    const auto groups = workspace.allGroups();
+
+    if (writeAllNow()
+        && std::any_of (groups.begin(),
+                        groups.end(),
+                        [] (const Group::Ptr& group) { return group->hasUnsavedChanges(); }))
         TemporaryStore::leaveAllBehind(); // the next start finds the audio there
 }
 

@@ -34,6 +34,9 @@ public:
     /** Asks about unsaved Groups. True when the program may end. */
     [[nodiscard]] bool mayEnd();
 
+    /** Writes what is not saved to the recovery folder at once. False where that can't be done. */
+    bool writeAllNow();
+
     /** For an end without questions. */
     void keepForRecovery();
 

@@ -110,8 +110,9 @@ struct VerbEntry
     juce::String (*object) (Target) = nullptr; // stands behind the name in a menu
 };
 
-/** Every verb, from the table in app/VerbTable.cpp; those with numbers first, in the order in which the framework is told of them. "Save Group" is
-    described as "Save Track", and two commands claim one key: both are intended.
+/** Every verb, from the table in app/VerbTable.cpp; those with numbers first, in the order in which the
+    framework is told of them. "Save Group" is described as "Save Track", and two commands claim one key: both
+    are intended.
 */
 [[nodiscard]] std::span<const VerbEntry> allVerbs();
 

@@ -281,11 +281,21 @@ namespace juce
 {]=])
 
 # The loop under a dialog looked for messages a thousand times a second. It now sleeps until there is one, and
-# looks up often enough for whoever gave it a time to return.
+# looks up often enough for whoever gave it a time to return. It also emptied the list of callbacks that the
+# loop above it was still going through.
 tessivar_mend_juce_file(juce_events native/juce_linux_Messaging.cpp
     [=[                return false;
 
             runLoop->sleepUntilNextEvent (2000);]=]
     [=[                return runLoop->sleepUntilNextEvent (20);
 
-            runLoop->sleepUntilNextEvent (2000);]=])
+            runLoop->sleepUntilNextEvent (2000);]=]
+    [=[        callbackStorage.clear();
+]=]
+    [=[        std::vector<SharedCallback> callbackStorage;
+]=])
+
+# What a message throws is caught where messages are delivered, also below a dialog or a job, and told to
+# TessivarApplication::unhandledException(). Only this module delivers any.
+set_property(SOURCE ${CMAKE_BINARY_DIR}/juce-mended/juce_events/juce_events.cpp
+    APPEND PROPERTY COMPILE_DEFINITIONS JUCE_CATCH_UNHANDLED_EXCEPTIONS=1)

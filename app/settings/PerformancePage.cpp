@@ -212,16 +212,16 @@ private:
 
         // Messages are delivered meanwhile; this page may be gone afterwards.
         const juce::Component::SafePointer<juce::Component> self (this);
-        const auto end = context.runJob ("Testing the disk",
-                                         { { "Write", 0.4 }, { "Read", 0.55 }, { "Read 24 tracks", 1.0 } },
-                                         [&] (const WorkControl& watch) {
-                                             outcome = DiskBenchmark::run (folder, options, watch, measured);
-                                         });
+        const auto ended =
+            context.runJob ("Testing the disk",
+                            { { "Write", 0.4 }, { "Read", 0.55 }, { "Read 24 tracks", 1.0 } },
+                            [&] (const WorkControl& watch)
+                            { outcome = DiskBenchmark::run (folder, options, watch, measured); });
 
-        if (self == nullptr || ! isOpen() || end == JobRunner::End::stopped)
+        if (self == nullptr || ! isOpen() || ended.wasStopped())
             return;
 
-        if (end == JobRunner::End::failed || outcome.failed())
+        if (! ended.isOk() || outcome.failed())
             return context.prompts.warn ("The disk could not be tested.", outcome.getErrorMessage());
 
         benchmark = BenchmarkSummary::of (measured, folder, juce::Time::getCurrentTime());

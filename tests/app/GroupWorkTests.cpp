@@ -422,11 +422,11 @@ TEST_CASE ("A job behind the progress dialog", "[app][work]")
     SECTION ("ends as failed, and tells why, when memory runs out or an exception comes up")
     {
         CHECK (rig.runner.run ("x", {}, [] (const WorkControl&) { throw std::bad_alloc(); })
-               == JobRunner::End::failed);
-        CHECK (rig.runner.failure() == "memory ran out");
-        CHECK (rig.runner.run ("x", {}, [] (const WorkControl&) { throw std::runtime_error ("odd"); })
-               == JobRunner::End::failed);
-        CHECK (rig.runner.failure().contains ("odd"));
+               == Outcome::noRoom ("memory ran out"));
+        const auto odd =
+            rig.runner.run ("x", {}, [] (const WorkControl&) { throw std::runtime_error ("odd"); });
+        CHECK (odd.end == Outcome::End::failed);
+        CHECK_THAT (odd.reason, Catch::EndsWith (": odd"));
         CHECK_FALSE (rig.runner.isBusy());
         CHECK_FALSE (rig.scrim.isShowingDialog());
     }
@@ -444,7 +444,25 @@ TEST_CASE ("A job behind the progress dialog", "[app][work]")
                                              while (! watch.shouldStop() || delivered == 0)
                                                  juce::Thread::sleep (1);
                                          });
-        CHECK (end == JobRunner::End::stopped);
+        CHECK (end.wasStopped());
+    }
+
+    SECTION ("goes on when a message throws, and the messages behind it come")
+    {
+        std::atomic<int> delivered{ 0 };
+        const auto ended =
+            rig.runner.run ("x",
+                            {},
+                            [&] (const WorkControl&)
+                            {
+                                juce::MessageManager::callAsync ([] { throw std::runtime_error ("odd"); });
+                                juce::MessageManager::callAsync ([] { throw std::bad_alloc(); });
+                                juce::MessageManager::callAsync ([&] { ++delivered; });
+
+                                while (delivered == 0)
+                                    juce::Thread::sleep (1);
+                            });
+        CHECK (ended.isOk());
     }
 }
 

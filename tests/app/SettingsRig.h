@@ -38,7 +38,7 @@ public:
                          const juce::String&, const std::vector<ProgressStage>&, const JobRunner::Work& work)
                  {
                      work ({ [this] { return stopsJobs; }, [] (double) {} });
-                     return stopsJobs ? JobRunner::End::stopped : JobRunner::End::done;
+                     return stopsJobs ? Outcome::stopped() : Outcome::ok();
                  },
                  .chooseFiles =
                      [this] (const FileChooserRequest& request)
