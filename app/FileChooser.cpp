@@ -119,6 +119,11 @@ std::optional<std::vector<juce::File>> chooseWithDesktop (const FileChooserReque
 {
     auto request = wanted;
     request.startFolder = nearestFolder (wanted.startFolder);
+
+    // What a program is told is text, which the name of a folder need not be.
+    while (bytesOfPath (request.startFolder) != request.startFolder.getFullPathName().toStdString())
+        request.startFolder = request.startFolder.getParentDirectory();
+
     const auto zenity = programInPath ("zenity"), kdialog = programInPath ("kdialog");
 
     // kdialog can't choose several folders.

@@ -5,6 +5,7 @@
 #include "jobs/ExportTracks.h"
 #include "jobs/ImportTracks.h"
 #include "model/OutputRules.h"
+#include "model/settings/UserFolders.h"
 #include "platform/AtomicFile.h"
 #include "terms/WorkControl.h"
 
@@ -65,6 +66,7 @@ int runDemo (const Invocation& invocation, const CommandContext& context)
             demo.tracks.push_back (std::move (track.state));
     }
 
+    const WritingNote note (UserFolders::ofUser().writing(), folder);
     OutputRules rules;
     const auto report =
         exportTracks (demo.tracks,

@@ -43,7 +43,8 @@ bool GroupRun::write()
         return interrupted();
     }
 
-    int numWritten = 0, numFailed = 0;
+    int numWritten = 0;
+    juce::StringArray errors;
     for (std::size_t i = 0; i < report.tracks.size(); ++i)
     {
         auto& reported = report.tracks[i];
@@ -55,18 +56,18 @@ bool GroupRun::write()
         }
         else if (! reported.isSourceItself)
         {
-            tell (written.tracks[i].outcome.reason);
-            ++numFailed;
+            errors.add (written.tracks[i].outcome.reason);
         }
     }
-    for (const auto& error : components.errors)
-    {
+
+    // A folder that can't be written to fails all tracks for one reason, which is told once.
+    errors.addArray (components.errors);
+    errors.removeDuplicates (false);
+    for (const auto& error : errors)
         tell (error);
-        ++numFailed;
-    }
     report.componentFiles = components.componentFiles;
 
-    if (numFailed > 0)
+    if (! errors.isEmpty())
         report.exitCode = numWritten == 0 ? exitCode::outputFailed : exitCode::someFailed;
     else
         report.exitCode = report.refused.empty() ? exitCode::done : exitCode::someFailed;
@@ -119,6 +120,7 @@ void GroupRun::writeReportPage()
     collectWarnings();
     report.method = method();
     report.hints = hintsFor (report);
+    const WritingNote note (UserFolders::ofUser().writing(), request.reportFile.getParentDirectory());
     const auto outcome = writeReport (contentOf (report, request),
                                       { .file = request.reportFile,
                                         .overwrite = request.overwrite,

@@ -8,6 +8,8 @@
 #include "jobs/MonoFileWriter.h"
 #include "model/OutputRules.h"
 #include "model/groupfile/GroupFileLoading.h"
+#include "model/settings/UserFolders.h"
+#include "platform/AtomicFile.h"
 #include "playback/OfflineMix.h"
 #include "playback/PlaybackDevice.h"
 #include "playback/PlaybackEngine.h"
@@ -258,6 +260,7 @@ int runRender (const Invocation& invocation, const CommandContext& context)
     plan.format = exportSampleFormatFor (32, true, plan.type);
     plan.sampleRate = programme.sampleRate;
     plan.lengthInSamples = programme.end - programme.start;
+    const WritingNote note (UserFolders::ofUser().writing(), request.outFile.getParentDirectory());
     MonoFileWriter writer (request.outFile, plan, FileSystemCalls::system());
     OfflineMix mix (programme.tracks, programme.sampleRate, programme.choice);
     std::vector<float> samples (static_cast<std::size_t> (renderBlock));

@@ -300,6 +300,8 @@ std::vector<TrackExport> writeFiles (std::vector<ExportTask> tasks,
 
     if (const auto created = makeFolder (options.folder); created.failed())
         folderError = options.folder.getFullPathName() + " can't be made: " + created.getErrorMessage();
+    else if (! options.folder.hasWriteAccess())
+        folderError = options.folder.getFullPathName() + " can't be written to";
 
     double totalSamples = 1.0;
 
@@ -382,7 +384,7 @@ std::vector<TrackExport> writeFiles (std::vector<ExportTask> tasks,
             continue;
 
         if (! result.outcome.wasStopped())
-            report.errors.add (result.outcome.reason);
+            report.errors.addIfNotAlreadyThere (result.outcome.reason);
 
         report.outcome = result.outcome;
     }
