@@ -1,18 +1,12 @@
-#include "jobs/ExportTracks.h"
-
 #include "jobs/AudioFileChunks.h"
 #include "jobs/ExportSignals.h"
 #include "jobs/MonoFileWriter.h"
 #include "model/audiofile/ChunkReading.h"
-#include "terms/ChannelLayout.h"
-#include "terms/DrumType.h"
 #include "terms/KnobValues.h"
-#include "tests/jobs/JobFixtures.h"
-#include "tests/support/WhicheverCallFails.h"
+#include "tests/jobs/ExportFixtures.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <cstring>
 #include <tuple>
 
@@ -21,89 +15,6 @@ using namespace tessivar::test;
 
 namespace
 {
-constexpr std::int64_t length = 20000; // more than one block, no multiple of it
-
-juce::AudioFormat& formatFor (const juce::File& file)
-{
-    static juce::WavAudioFormat wav;
-    static juce::AiffAudioFormat aiff;
-    return exportFileTypeFor (file.getFileExtension()) == ExportFileType::wav
-               ? static_cast<juce::AudioFormat&> (wav)
-               : static_cast<juce::AudioFormat&> (aiff);
-}
-
-/** A file of noise up to full scale, both ends of the scale included. */
-void writeSource (const juce::File& file, int bits, int numChannels = 1)
-{
-    juce::AudioBuffer<float> audio (numChannels, static_cast<int> (length));
-
-    for (int c = 0; c < numChannels; ++c)
-    {
-        const auto samples = noise (length, static_cast<std::uint32_t> (c + bits), 1.0f);
-        audio.copyFrom (c, 0, samples.data(), static_cast<int> (length));
-        audio.setSample (c, 0, 1.0f);
-        audio.setSample (c, 1, -1.0f);
-    }
-
-    REQUIRE (file.getParentDirectory().createDirectory().wasOk());
-    file.deleteFile(); // a stream would append to it
-    auto stream = file.createOutputStream();
-    REQUIRE (stream != nullptr);
-    std::unique_ptr<juce::AudioFormatWriter> writer (formatFor (file).createWriterFor (
-        stream.release(), 48000.0, static_cast<unsigned int> (numChannels), bits, {}, 0));
-    REQUIRE (writer->writeFromAudioSampleBuffer (audio, 0, audio.getNumSamples()));
-}
-
-/** The samples of the first channel as the reader's integers, floats as their bits. */
-std::vector<int> rawSamples (const juce::File& file)
-{
-    std::unique_ptr<juce::AudioFormatReader> reader (
-        formatFor (file).createReaderFor (file.createInputStream().release(), true));
-    REQUIRE (reader != nullptr);
-    std::vector<int> samples (static_cast<std::size_t> (reader->lengthInSamples));
-    auto* channel = samples.data();
-    REQUIRE (reader->read (&channel, 1, 0, static_cast<int> (samples.size()), false));
-    return samples;
-}
-
-std::vector<TrackState> imported (const juce::File& file, TemporaryStore& store)
-{
-    ImportWarnings warnings;
-    auto intake = importFile (file, 0.0, warnings, &store);
-    INFO (intake.outcome.reason);
-    REQUIRE (intake.accepted());
-    std::vector<TrackState> tracks;
-
-    for (auto& track : intake.tracks)
-        tracks.push_back (std::move (track.state));
-
-    return tracks;
-}
-
-/** Gives a track seven channels as an analysis would: five components of noise, the residual, the source. */
-void process (TrackState& track, TemporaryStore& store, float componentLevel = 0.3f)
-{
-    const auto source = samplesOf (*track.source);
-    std::vector<float> frames;
-
-    for (std::size_t i = 0; i < source.size(); ++i)
-    {
-        auto residual = source[i];
-
-        for (std::size_t c = 0; c < 5; ++c)
-        {
-            frames.push_back (componentLevel * std::sin (static_cast<float> ((c + 2) * i) * 0.1f));
-            residual -= frames.back();
-        }
-
-        frames.push_back (residual);
-        frames.push_back (source[i]);
-    }
-
-    track.record.setDrumType (DrumType::snare);
-    track.rendered = storedTrack (store, frames, channelLayout::numRendered);
-}
-
 /** A small WAV file with chunks of a field recorder, a text tool and an unknown program ahead of its audio.
 */
 std::vector<MetadataChunk> writeSourceWithMetadata (const juce::File& file)
@@ -141,12 +52,12 @@ std::vector<MetadataChunk> writeSourceWithMetadata (const juce::File& file)
     MonoFilePlan plan;
     plan.format = { 24, false, {} };
     plan.sampleRate = 48000.0;
-    plan.lengthInSamples = length;
+    plan.lengthInSamples = exportLength;
     plan.metadata = chunks;
     MonoFileWriter writer (file, plan, FileSystemCalls::system());
     REQUIRE (writer.openFile().wasOk());
     REQUIRE (writer.createWriter().wasOk());
-    REQUIRE (writer.write (noise (length, 5)).wasOk());
+    REQUIRE (writer.write (noise (exportLength, 5)).wasOk());
     const auto finished = writer.finish();
     INFO (finished.getErrorMessage());
     REQUIRE (finished.wasOk());
@@ -172,131 +83,6 @@ juce::String idsOf (const std::vector<MetadataChunk>& chunks)
     return ids.joinIntoString ("|");
 }
 } // namespace
-
-TEST_CASE ("Export names and formats", "[jobs][export]")
-{
-    TrackState track;
-    track.sourceInfo.file = juce::File ("/takes/Kick in.WAV");
-
-    SECTION ("a name tells the channel and whether the track is processed")
-    {
-        CHECK (exportFileName (track, ".wav") == "Kick in.wav");
-        track.rendered = std::make_shared<ChannelOfSamples> (nullptr, 0);
-        track.record.setDrumType (DrumType::kick);
-        CHECK (exportFileName (track, ".aif") == "Kick in_Processed.aif");
-        track.sourceInfo.numChannels = 2;
-        CHECK (exportFileName (track, ".wav") == "Kick in_L_Processed.wav");
-        track.sourceInfo.channel = 1;
-        CHECK (exportFileName (track, ".wav") == "Kick in_R_Processed.wav");
-        track.excluded = true;
-        CHECK (exportFileName (track, ".wav") == "Kick in_R.wav");
-    }
-
-    SECTION ("no two tracks share a name, nor does one exceed what a file system takes")
-    {
-        std::vector<TrackState> tracks (4);
-        tracks[0].sourceInfo.file = juce::File ("/a/~kick.wav");
-        tracks[1].sourceInfo.file = juce::File ("/b/~Kick.wav");
-        tracks[2].sourceInfo.file = juce::File ("/c/~Kick.aiff");
-        const auto longName = juce::String::repeatedString (juce::String::fromUTF8 ("\xc3\xb6"), 125);
-        tracks[3].sourceInfo.file = juce::File ("/d/" + longName + ".wav");
-        tracks[3].record.setDrumType (DrumType::kick);
-
-        const auto files = planExport (
-            tracks, { .folder = juce::File ("/out"), .extension = ".wav" }, PlannedFor::tracksOnceAnalysed);
-        CHECK (files[0].file.getFullPathName() == "/out/~kick.wav");
-        CHECK (files[0].note.isEmpty());
-        CHECK (files[1].file.getFullPathName() == "/out/~Kick_2.wav");
-        CHECK (files[1].note == "Numbered: another track has the name ~Kick.wav.");
-        CHECK (files[2].file.getFullPathName() == "/out/~Kick_3.wav");
-        CHECK (files[3].file.getFileName().getNumBytesAsUTF8() <= 255);
-        CHECK (files[3].file.getFileName().endsWith (juce::String::fromUTF8 ("\xc3\xb6_Processed.wav")));
-        CHECK (files[3].note.startsWith ("Name shortened"));
-    }
-
-    SECTION ("a track that knows no source file goes by its own name, as far as files can")
-    {
-        std::vector<TrackState> tracks (4);
-        tracks[0].name = "Snare / Top\n";
-        tracks[1].name = "Kick";
-        tracks[2].name = "../..";
-        tracks[3].name = "Kick";
-        tracks[3].sourceInfo.file = juce::File ("/takes/Kick in.WAV");
-        juce::StringArray names;
-
-        for (const auto& planned :
-             planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" }))
-            names.add (planned.file.getRelativePathFrom (juce::File ("/out")));
-
-        CHECK (names == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav" });
-    }
-
-    SECTION ("the extension chooses the type, the source and the type choose the depth")
-    {
-        CHECK (exportFileTypeFor (".AIF") == ExportFileType::aiff);
-        CHECK (exportFileTypeFor ("aiff") == ExportFileType::aiff);
-        CHECK (exportFileTypeFor (".flac") == ExportFileType::wav);
-
-        struct Case
-        {
-            int bits;
-            bool isFloat;
-            int wavBits, aiffBits;
-        };
-
-        for (const auto& [bits, isFloat, wavBits, aiffBits] : { Case{ 8, false, 8, 8 },
-                                                                Case{ 12, false, 16, 16 },
-                                                                Case{ 16, false, 16, 16 },
-                                                                Case{ 20, false, 24, 24 },
-                                                                Case{ 24, false, 24, 24 },
-                                                                Case{ 32, false, 32, 24 },
-                                                                Case{ 32, true, 32, 24 },
-                                                                Case{ 64, true, 32, 24 } })
-        {
-            INFO (bits << (isFloat ? " bit float" : " bit"));
-            const auto wav = exportSampleFormatFor (bits, isFloat, ExportFileType::wav);
-            const auto aiff = exportSampleFormatFor (bits, isFloat, ExportFileType::aiff);
-            CHECK (wav.bitsPerSample == wavBits);
-            CHECK (wav.isFloatingPoint == (wavBits == 32));
-            CHECK (wav.note.isEmpty() == (wavBits == bits && wav.isFloatingPoint == isFloat));
-            CHECK (aiff.bitsPerSample == aiffBits);
-            CHECK_FALSE (aiff.isFloatingPoint);
-            CHECK (aiff.note.isEmpty() == (aiffBits == bits));
-        }
-    }
-
-    SECTION ("WAV becomes RF64 and AIFF is refused at 4 GB")
-    {
-        MonoFilePlan plan;
-        plan.format = { 32, true, {} };
-        plan.lengthInSamples = (1ll << 30) - 1;
-        CHECK_FALSE (plan.needsRf64());
-        plan.lengthInSamples += 1;
-        CHECK (plan.needsRf64());
-        CHECK (plan.check().wasOk());
-        CHECK (plan.fileBytes() == (1ull << 32) + 104);
-
-        plan.type = ExportFileType::aiff;
-        plan.format = { 16, false, {} };
-        CHECK (plan.check().wasOk());
-        plan.lengthInSamples *= 2;
-        CHECK (plan.check().getErrorMessage().contains (juce::String (plan.fileBytes())));
-    }
-
-    SECTION ("samples are rounded to the nearest step, and only what is lost counts as clipped")
-    {
-        // 8 bit: 128 steps up to full scale.
-        const std::vector<float> samples{ 0.49f / 128, 0.51f / 128, -0.51f / 128, 1.0f,
-                                          1.01f,       -1.0f,       -1.01f,       NAN };
-        std::vector<int> steps (samples.size());
-        CHECK (quantise (samples, 8, steps) == 2);
-
-        for (auto& step : steps)
-            step /= 1 << 24;
-
-        CHECK (steps == std::vector<int>{ 0, 1, -1, 127, 127, -128, -128, 0 });
-    }
-}
 
 TEST_CASE ("exportTracks", "[jobs][export]")
 {
@@ -410,14 +196,15 @@ TEST_CASE ("exportTracks", "[jobs][export]")
     {
         writeSource (source, 16);
         auto tracks = imported (source, *store);
-        const auto components = noise (10 * length, 7, 2.0f);
+        const auto components = noise (10 * exportLength, 7, 2.0f);
         tracks[0].components = stored (*store, components);
         const auto report = exportComponents (tracks, options);
         REQUIRE (report.outcome.isOk());
         REQUIRE (report.componentFiles.size() == 10);
         CHECK (report.componentFiles[9] == work.file ("out/Snare_Component10.wav"));
         const auto written = rawSamples (work.file ("out/Snare_Component03.wav"));
-        CHECK (std::memcmp (written.data(), &components[2 * length], length * sizeof (float)) == 0);
+        CHECK (std::memcmp (written.data(), &components[2 * exportLength], exportLength * sizeof (float))
+               == 0);
     }
 
     SECTION ("passes metadata on byte for byte, and translates only what the other type has a place for")
@@ -459,130 +246,6 @@ TEST_CASE ("exportTracks", "[jobs][export]")
         tracks = imported (source, *store);
         options.folder = work.file ("plain");
         CHECK (chunksOf (exportTracks (tracks, options).tracks[0].file, ExportFileType::wav).empty());
-    }
-
-    SECTION ("replaces files only when told to, and says so")
-    {
-        writeSource (source, 16);
-        auto tracks = imported (source, *store);
-        const auto target = work.file ("out/Snare.wav");
-        REQUIRE (target.create().wasOk());
-        REQUIRE (target.replaceWithText ("old"));
-
-        auto report = exportTracks (tracks, options);
-        CHECK_FALSE (report.tracks[0].isWritten());
-        CHECK (report.errors[0].startsWith (target.getFullPathName() + ": "));
-        CHECK (target.loadFileAsString() == "old");
-
-        options.overwrite = true;
-        report = exportTracks (tracks, options);
-        CHECK (report.outcome.isOk());
-        CHECK (report.log()[0] == "Snare.wav - File already exists - Overwritting.");
-        CHECK (rawSamples (target) == rawSamples (source));
-    }
-
-    SECTION ("never replaces a source, whatever way leads to it; the other tracks go on")
-    {
-        const auto other = work.file ("in/Tom.wav");
-        writeSource (source, 16);
-        writeSource (other, 16);
-        auto tracks = imported (source, *store);
-        tracks.push_back (imported (other, *store)[0]);
-        process (tracks[1], *store);
-        const auto before = rawSamples (source);
-
-        REQUIRE (source.getParentDirectory().createSymbolicLink (work.file ("link"), false));
-        options.folder = work.file ("link");
-        options.overwrite = true;
-        const auto report = exportTracks (tracks, options);
-        CHECK_FALSE (report.tracks[0].isWritten());
-        CHECK (juce::String (report.tracks[0].outcome.reason).contains ("source file"));
-        CHECK (report.tracks[1].isWritten());
-        CHECK (rawSamples (source) == before);
-        CHECK (work.file ("in/Tom_Processed.wav").existsAsFile());
-        CHECK (work.file ("in").getNumberOfChildFiles (juce::File::findFiles) == 3);
-    }
-
-    SECTION ("never replaces a group file in use, nor one result by another, by links of any kind")
-    {
-        writeSource (source, 16);
-        writeSource (work.file ("in/Tom.wav"), 16);
-        auto tracks = imported (source, *store);
-        tracks.push_back (imported (work.file ("in/Tom.wav"), *store)[0]);
-        const auto group = work.file ("take.dls"), first = work.file ("out/Snare.wav"),
-                   second = work.file ("out/Tom.wav");
-        REQUIRE (group.replaceWithText ("group"));
-        REQUIRE (first.getParentDirectory().createDirectory().wasOk());
-        options.overwrite = true;
-        OutputRules rules;
-        rules.protectGroupFile (group);
-        options.rules = &rules;
-
-        SECTION ("a hard link to the group file")
-        {
-            REQUIRE (::link (group.getFullPathName().toRawUTF8(), first.getFullPathName().toRawUTF8()) == 0);
-            const auto report = exportTracks (tracks, options);
-            CHECK (juce::String (report.tracks[0].outcome.reason).contains ("group file in use"));
-            CHECK (report.tracks[1].isWritten());
-            CHECK (first.loadFileAsString() == "group");
-        }
-
-        for (const auto exists : { false, true })
-            DYNAMIC_SECTION ("a name that leads to the file of the track before, which exists: " << exists)
-            {
-                if (exists)
-                    REQUIRE (first.replaceWithText ("old"));
-
-                REQUIRE (first.createSymbolicLink (second, false));
-                const auto report = exportTracks (tracks, options);
-                CHECK (report.tracks[0].isWritten());
-                CHECK (juce::String (report.tracks[1].outcome.reason).contains ("two results"));
-                CHECK (rawSamples (first) == rawSamples (source));
-            }
-    }
-
-    SECTION ("a stop leaves complete files and nothing half-written")
-    {
-        writeSource (source, 16);
-        auto tracks = imported (source, *store);
-        tracks.push_back (tracks[0]);
-        const auto target = work.file ("out/Snare_2.wav");
-        REQUIRE (target.create().wasOk());
-        options.overwrite = true;
-
-        for (int stopAt = 1;; ++stopAt)
-        {
-            work.file ("out/Snare.wav").deleteFile();
-            REQUIRE (target.replaceWithText ("old"));
-            int asked = 0;
-            double last = 0.0;
-            auto rises = true;
-            const auto report = exportTracks (tracks,
-                                              options,
-                                              { .shouldStop = [&] { return ++asked == stopAt; },
-                                                .setProgress =
-                                                    [&] (double value)
-                                                {
-                                                    rises = rises && value >= last && value <= 1.0;
-                                                    last = value;
-                                                } });
-            INFO ("stopped at " << stopAt);
-            CHECK (rises);
-
-            if (! report.outcome.wasStopped())
-            {
-                CHECK (stopAt > 4);
-                CHECK (last == 1.0);
-                break;
-            }
-
-            const auto firstIsComplete = report.tracks[0].isWritten();
-            CHECK (work.file ("out/Snare.wav").existsAsFile() == firstIsComplete);
-            CHECK (target.loadFileAsString() == "old");
-            CHECK (work.file ("out").getNumberOfChildFiles (juce::File::findFiles)
-                   == (firstIsComplete ? 2 : 1));
-            CHECK (report.errors.isEmpty());
-        }
     }
 
     SECTION ("tells and writes the same by any number of threads, and is stopped by any of them")
@@ -650,70 +313,6 @@ TEST_CASE ("exportTracks", "[jobs][export]")
             CHECK (stopped.outcome.wasStopped());
             const auto numWritten = std::ranges::count_if (stopped.tracks, &TrackExport::isWritten);
             CHECK (options.folder.getNumberOfChildFiles (juce::File::findFiles) == numWritten + 1);
-        }
-    }
-
-    SECTION ("whichever call fails, the old file is whole, the failure is told and no other file remains")
-    {
-        writeSource (source, 24);
-        auto tracks = imported (source, *store);
-        process (tracks[0], *store);
-        tracks[0].record.setKnobs (KnobSetting::a, { 3.0f, 0.0f });
-        const auto target = work.file ("out/Snare_Processed.wav");
-        REQUIRE (target.create().wasOk());
-        options.overwrite = true;
-
-        whicheverCallFails (
-            1,
-            [&] (FaultyCalls& calls)
-            {
-                REQUIRE (target.replaceWithText ("old"));
-                options.calls = &calls;
-                const auto report = exportTracks (tracks, options);
-                REQUIRE (target.getParentDirectory().getNumberOfChildFiles (juce::File::findFiles) == 1);
-
-                if (report.outcome.isOk() || calls.failedAfterRename())
-                    REQUIRE (rawSamples (target).size() == static_cast<std::size_t> (length));
-                else
-                    REQUIRE (target.loadFileAsString() == "old");
-
-                if (! report.outcome.isOk())
-                {
-                    REQUIRE (report.errors.size() == 1);
-                    REQUIRE (report.errors[0].contains (target.getFullPathName()));
-                    REQUIRE (report.log()[report.log().size() - 1].startsWith (
-                        "Snare_Processed.wav - Failed to "));
-                }
-            });
-    }
-
-    SECTION ("says what is wrong with the folder or the name")
-    {
-        writeSource (source, 16);
-        auto tracks = imported (source, *store);
-        const auto errorOf = [&]
-        {
-            const auto report = exportTracks (tracks, options);
-            REQUIRE (report.errors.size() == 1);
-            CHECK (report.log().joinIntoString ("\n") == "Snare.wav - Failed to open file.");
-            return report.errors[0];
-        };
-
-        options.folder = source;
-        CHECK (errorOf().startsWith (source.getFullPathName()));
-
-        options.folder = work.file ("out");
-        REQUIRE (work.file ("out/Snare.wav").createDirectory().wasOk());
-        CHECK (errorOf()
-               == work.file ("out/Snare.wav").getFullPathName() + " can't be written: Is a directory");
-
-        const SmallFileSystem disk (work.file ("disk"), 16);
-
-        if (disk.isMounted)
-        {
-            options.folder = disk.folder;
-            CHECK (errorOf().contains ("40104 bytes needed, "));
-            CHECK (disk.folder.getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0);
         }
     }
 }
