@@ -247,13 +247,15 @@ Outcome outcomeOf (AnalysisStatus status,
             return Outcome::refused (
                 ("sample rate " + juce::String (sampleRate) + " Hz can't be analyzed").toStdString());
         case AnalysisStatus::readFailed:
+        case AnalysisStatus::storageFailed: // also when a source fails while signals are made of it
+            if (storage.failure().isNotEmpty())
+                return failed (storage.failure());
+
             for (const auto& source : sources)
                 if (source.lastError().isNotEmpty())
                     return failed (source.lastError());
 
             return failed ("a track's audio can't be read");
-        case AnalysisStatus::storageFailed:
-            return failed (storage.failure());
         case AnalysisStatus::numericalFailure:
             return failed ("a component holds nothing but values that are no numbers");
         case AnalysisStatus::stopped:

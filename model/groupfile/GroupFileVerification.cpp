@@ -30,7 +30,7 @@ struct AudioToCheck
 };
 
 /** Checks the blocks of a track's audio; without sums, only that they can be read. Tells of the first and the
-    last damaged one. False when stopped.
+    last bad one. False when stopped.
 */
 bool checkBlocks (RandomAccessBytes& bytes,
                   const AudioToCheck& track,
@@ -39,7 +39,7 @@ bool checkBlocks (RandomAccessBytes& bytes,
                   const std::function<bool (std::uint64_t)>& goesOn)
 {
     std::vector<std::uint8_t> block (AudioSums::blockSize);
-    std::uint64_t numDamaged = 0, firstDamaged = 0, endOfDamage = 0;
+    std::uint64_t numBad = 0, numUnread = 0, firstBad = 0, endOfBad = 0;
 
     for (std::uint64_t place = 0; place < track.audio.size; place += AudioSums::blockSize)
     {
@@ -50,25 +50,27 @@ bool checkBlocks (RandomAccessBytes& bytes,
         if (! goesOn (count))
             return false;
 
-        if (bytes.read (track.audio.offset + place, part)
-            && (sums.empty() || crc32Of (part) == littleEndian::readU32 (&sums[sumAt])))
+        const auto isRead = bytes.read (track.audio.offset + place, part);
+
+        if (isRead && (sums.empty() || crc32Of (part) == littleEndian::readU32 (&sums[sumAt])))
             continue;
 
-        firstDamaged = numDamaged++ == 0 ? place : firstDamaged;
-        endOfDamage = place + count;
+        numUnread += isRead ? 0 : 1;
+        firstBad = numBad++ == 0 ? place : firstBad;
+        endOfBad = place + count;
     }
 
     if (! sums.empty())
         verification.bytesChecked += track.audio.size;
 
-    if (numDamaged > 0 && sums.empty())
-        verification.damage.add (track.name + ": its audio can't be read");
-    else if (numDamaged > 0)
-        verification.damage.add (track.name + ": " + juce::String (numDamaged) + " of "
-                                 + juce::String (sums.size() / sizeof (std::uint32_t))
-                                 + " blocks of its audio are damaged, between "
-                                 + timeAt (firstDamaged, track.audio, track.sampleRate) + " s and "
-                                 + timeAt (endOfDamage, track.audio, track.sampleRate) + " s");
+    // What a disk keeps back may be whole.
+    if (numBad > 0)
+        verification.damage.add (
+            track.name + ": " + juce::String (numBad) + " of "
+            + juce::String ((track.audio.size + AudioSums::blockSize - 1) / AudioSums::blockSize)
+            + " blocks of its audio " + (numUnread > 0 ? "can't be read" : "are damaged") + ", between "
+            + timeAt (firstBad, track.audio, track.sampleRate) + " s and "
+            + timeAt (endOfBad, track.audio, track.sampleRate) + " s");
 
     return true;
 }
@@ -109,10 +111,13 @@ Outcome verifyAudio (RandomAccessBytes& bytes,
         std::vector<std::uint8_t> sums (toCheck.sums.length);
         const auto damageBefore = verification.damage.size();
 
-        if (sums.empty() || ! bytes.read (toCheck.sums.offset, sums) || crc32Of (sums) != toCheck.sums.crc)
+        const auto areRead = ! sums.empty() && bytes.read (toCheck.sums.offset, sums);
+
+        if (! areRead || crc32Of (sums) != toCheck.sums.crc)
         {
             if (found.isOurs && ! sums.empty())
-                verification.damage.add (name + ": the sums of its audio are damaged");
+                verification.damage.add (name + ": the sums of its audio "
+                                         + (areRead ? "are damaged" : "can't be read"));
             else if (audio.size > 0)
                 verification.notes.add (name + ": its audio has no sums");
 

@@ -7,6 +7,7 @@
 #include "tests/jobs/JobFixtures.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <numeric>
 
@@ -51,22 +52,31 @@ TrackState trackOf (TemporaryStore& store, DrumType type, const std::vector<floa
     return track;
 }
 
-/** A disk that is full as soon as a file of an analysis is wanted. */
-struct FullDisk final : FileSystemCalls
+/** A disk that is full as soon as a file of an analysis is wanted, or breaks at one of its reads. */
+struct BadDisk final : FileSystemCalls
 {
+    Transfer readAt (FileHandle handle, std::uint64_t offset, void* dest, std::size_t numBytes) override
+    {
+        if (--readsLeft == 0)
+            return { SystemError::Kind::failed, 0 };
+
+        return FileSystemCalls::readAt (handle, offset, dest, numBytes);
+    }
+
     SystemError reserve (FileHandle handle, std::uint64_t numBytes, SizeOfFile sizeOfFile) override
     {
         return isFull ? SystemError::Kind::noRoom : FileSystemCalls::reserve (handle, numBytes, sizeOfFile);
     }
 
     bool isFull = false;
+    std::atomic<int> readsLeft{ 0 }; // at which the next one fails
 };
 } // namespace
 
 TEST_CASE ("analyseGroup", "[jobs][analyse]")
 {
     WorkFolder work;
-    FullDisk disk;
+    BadDisk disk;
     std::unique_ptr<TemporaryStore> store;
     REQUIRE (TemporaryStore::open (work.folder, store, disk).wasOk());
 
@@ -279,6 +289,28 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
             CHECK (juce::String (result.outcome.reason).contains (store->folder().getFullPathName())
                    == (expected != Outcome::End::stopped));
             CHECK (result.tracks.empty());
+            CHECK (numFiles() == filesBefore);
+        }
+    }
+
+    SECTION ("whichever read fails, the user is told of which file, and no file is left")
+    {
+        options.method = AnalysisMethod::refined;
+
+        for (int failing = 1;; failing += 1 + failing / 4)
+        {
+            INFO ("read " << failing);
+            disk.readsLeft = failing;
+            const auto result = analyseGroup (group, options, *store, {});
+
+            if (result.outcome.isOk())
+            {
+                CHECK (failing > 20);
+                break;
+            }
+
+            CHECK (result.outcome.end == Outcome::End::failed);
+            CHECK (juce::String (result.outcome.reason).contains (store->folder().getFullPathName()));
             CHECK (numFiles() == filesBefore);
         }
     }

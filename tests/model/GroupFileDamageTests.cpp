@@ -220,6 +220,38 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
         CHECK (verification.damage
                == juce::StringArray ("track 3 \"Room\": the sums of its audio are damaged"));
 
+        // What a disk keeps back is told apart.
+        struct BadDisk final : RandomAccessBytes
+        {
+            explicit BadDisk (const std::vector<std::uint8_t>& content) : bytes (content) {}
+
+            [[nodiscard]] std::uint64_t sizeInBytes() const override { return bytes.sizeInBytes(); }
+            [[nodiscard]] bool read (std::uint64_t offset, std::span<std::uint8_t> dest) override
+            {
+                const auto fails = offset <= badByte && badByte < offset + dest.size();
+                return ! fails && bytes.read (offset, dest);
+            }
+
+            MemoryBytes bytes;
+            std::uint64_t badByte = 0;
+        };
+        BadDisk disk (bytes);
+        std::shared_ptr<GroupFile> whole;
+        FoundTail found;
+        REQUIRE (GroupFile::open (file, whole).wasOk());
+        REQUIRE (findTailOf (*whole, found).wasOk());
+
+        for (const auto& [badByte, text] :
+             { std::pair<std::uint64_t, const char*>{ 70, "\"Kick in\": 1 of 1 blocks of its audio can't" },
+               { oldTail - 1, "\"Room\": the sums of its audio can't be read" } })
+        {
+            GroupVerification ofDisk;
+            disk.badByte = badByte;
+            REQUIRE (verifyAudio (disk, found, ofDisk, {}).isOk());
+            REQUIRE (ofDisk.damage.size() == 1);
+            CHECK (ofDisk.damage[0].contains (text));
+        }
+
         damaged = bytes;
         damaged[damaged.size() - 24 - 100] ^= 4; // a record
         REQUIRE (verifyGroupFile (folder.write ("damaged.dls", damaged), verification).isOk());
