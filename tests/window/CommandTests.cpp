@@ -169,6 +169,17 @@ juce::File demoFile (const char* name)
 {
     return juce::File (TESSIVAR_SOURCE_DIR "/demo").getChildFile (name);
 }
+
+/** A Group with a kick and a hi-hat, analyzed. */
+void analyzeDemo (WindowRig& rig)
+{
+    rig.chooserAnswers (
+        { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
+    rig.perform (number (Verb::importTracks));
+    rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
+    rig.perform (number (Verb::analyzeGroup));
+    REQUIRE (rig.group()->isAnalysed());
+}
 } // namespace
 
 TEST_CASE ("All commands are performed", "[window][commands]")
@@ -469,14 +480,7 @@ TEST_CASE ("All of the window is in it", "[window][layout]")
     for (const auto hasGroup : { false, true })
     {
         if (hasGroup)
-        {
-            rig.chooserAnswers (
-                { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
-            rig.perform (number (Verb::importTracks));
-            rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
-            rig.perform (number (Verb::analyzeGroup));
-            REQUIRE (rig.group()->isAnalysed());
-        }
+            analyzeDemo (rig);
 
         for (const auto& [width, height] :
              { Size{ 1024, 640 }, Size{ 1366, 740 }, Size{ 1187, 640 }, Size{ 1280, 692 } })
@@ -492,12 +496,7 @@ TEST_CASE ("All of the window is in it", "[window][layout]")
 TEST_CASE ("A knob's value label goes away and tells the value in between", "[window][dock]")
 {
     WindowRig rig;
-    rig.chooserAnswers (
-        { demoFile ("Kick In.flac").getFullPathName(), demoFile ("HH.flac").getFullPathName() });
-    rig.perform (number (Verb::importTracks));
-    rig.workspace().settings().setValue (settingsKeys::analysisTips, settingsFalse);
-    rig.perform (number (Verb::analyzeGroup));
-    REQUIRE (rig.group()->isAnalysed());
+    analyzeDemo (rig);
     auto* focus = rig.find<KnobSection> ([] (KnobSection& each) { return each.getTitle() == "Focus"; });
     REQUIRE (focus != nullptr);
     auto& label = focus->getLabel();

@@ -150,34 +150,26 @@ bool BlindTestDialog::keyPressed (const juce::KeyPress& key)
         playA.grabKeyboardFocus();
         return true;
     }
-    switch (juce::CharacterFunctions::toUpperCase (static_cast<juce::juce_wchar> (key.getKeyCode())))
-    {
-        case 'A':
-            listenTo (Heard::a);
+    const auto code =
+        juce::CharacterFunctions::toUpperCase (static_cast<juce::juce_wchar> (key.getKeyCode()));
+
+    for (const auto& [letter, button] : { std::pair<char, juce::Button*>{ 'A', &playA },
+                                          { 'B', &playB },
+                                          { 'X', &playX },
+                                          { '1', &isA },
+                                          { '2', &isB },
+                                          { 'S', &getButton (showScore) } })
+        if (code == static_cast<juce::juce_wchar> (letter))
+        {
+            if (button->isEnabled())
+                call (button->onClick);
             return true;
-        case 'B':
-            listenTo (Heard::b);
-            return true;
-        case 'X':
-            if (! showsScore)
-                listenTo (Heard::x);
-            return true;
-        case '1':
-            answer (KnobSetting::a);
-            return true;
-        case '2':
-            answer (KnobSetting::b);
-            return true;
-        case 'S':
-            if (getButton (showScore).isEnabled())
-                choose (showScore);
-            return true;
-        case ' ':
-            call (onPlayOrStop);
-            return true;
-        default:
-            return DialogContent::keyPressed (key);
-    }
+        }
+
+    if (code != ' ')
+        return DialogContent::keyPressed (key);
+    call (onPlayOrStop);
+    return true;
 }
 
 int BlindTestDialog::bodyHeight (int) const
