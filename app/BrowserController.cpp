@@ -143,10 +143,10 @@ void BrowserController::wireDragOut()
     view.getList().onDragOut = [this] (const std::vector<RowId>& rows)
     {
         dragOut.begin (BrowserPresenter::trackIdsOf (rows),
-                       [this] (const juce::StringArray& uris)
+                       [this] (const juce::StringArray& files)
                        {
                            view.getList().handOverDrag();
-                           juce::DragAndDropContainer::performExternalDragDropOfFiles (uris, false, &view);
+                           juce::DragAndDropContainer::performExternalDragDropOfFiles (files, false, &view);
                        });
     };
     view.getList().onDragOver = [this] { dragOut.letGo(); };

@@ -45,16 +45,12 @@ struct FileChooserRequest
 /** The folder, or the nearest one above it that exists; the home folder when there is none. */
 [[nodiscard]] juce::File nearestFolder (juce::File folder);
 
-/** Opens the desktop's own chooser, zenity or kdialog, and returns what the user chose: no file when it was
-    cancelled, nothing at all where there is none. Messages are delivered meanwhile. The working directory
+/** Opens the desktop's own chooser and returns what the user chose: no file when it was cancelled, nothing at
+    all where there is none. Messages are delivered meanwhile. The working directory
     stays what it is, and names keep colons, blanks and quotes. It begins in the nearest folder to startFolder
     that exists.
 */
 [[nodiscard]] std::optional<std::vector<juce::File>> chooseWithDesktop (const FileChooserRequest& request);
-
-/** The arguments that a chooser program is started with; the first is its name. For tests. */
-[[nodiscard]] juce::StringArray zenityArguments (const FileChooserRequest& request);
-[[nodiscard]] juce::StringArray kdialogArguments (const FileChooserRequest& request);
 
 /** A wildcard with its upper-case form beside it, parted by blanks: "*.wav *.WAV". */
 [[nodiscard]] juce::String bothCases (const juce::String& wildcard);

@@ -1,5 +1,6 @@
 #include "app/TessivarApplication.h"
 #include "model/Version.h"
+#include "platform/Desktop.h"
 #include "platform/DiskNames.h"
 #include "platform/Process.h"
 #include "platform/RoomRelease.h"
@@ -31,10 +32,11 @@ juce::JUCEApplicationBase* createApplication()
 
 int main (int argc, char* argv[])
 {
-    for (int i = 1; i < argc; ++i)
-    {
-        const std::string_view argument (argv[i]);
+    tessivar::prepareOutput(); // whoever read the standard output may be gone
+    const auto given = tessivar::programArguments (argc, argv);
 
+    for (const auto& argument : given)
+    {
         if (argument == "--")
             break;
 
@@ -58,25 +60,23 @@ int main (int argc, char* argv[])
         }
     }
 
-    if (tessivar::environmentVariable ("DISPLAY").isEmpty())
+    if (const auto reason = tessivar::whyNoWindow(); reason.isNotEmpty())
     {
-        std::cerr << "tessivar: there is no X server to show a window on (DISPLAY is not set); "
-                     "tessivar-cli works without one\n";
+        std::cerr << "tessivar: " << reason << "; tessivar-cli works without one\n";
         return 1;
     }
 
     // As text, since arguments are any bytes.
-    std::vector<std::string> texts;
-    for (int i = 0; i < argc; ++i)
-        texts.push_back (tessivar::pathOfBytes (argv[i]).toStdString());
+    std::vector<std::string> texts{ "tessivar" };
+    for (const auto& argument : given)
+        texts.push_back (tessivar::pathOfBytes (argument).toStdString());
 
     std::vector<const char*> arguments;
     for (const auto& text : texts)
         arguments.push_back (text.c_str());
 
-    tessivar::prepareOutput(); // whoever read the standard output may be gone
     juce::JUCEApplicationBase::createInstance = &createApplication;
-    const auto code = juce::JUCEApplicationBase::main (argc, arguments.data());
+    const auto code = juce::JUCEApplicationBase::main (static_cast<int> (arguments.size()), arguments.data());
     tessivar::roomRelease::handOver();
     return code;
 }

@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "app/system/ScreenFit.h"
+#include "platform/Desktop.h"
 #include "ui/Palette.h"
 
 namespace tessivar
@@ -39,6 +40,8 @@ MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& fol
     // The toolkit's own setIcon is for the title bar that it draws itself.
     if (auto* peer = getPeer(); peer != nullptr && icon.isValid())
         peer->setIcon (icon);
+
+    darkenFrame (getWindowHandle());
 
     setVisible (true);
     startTimer (frameWaitMs);

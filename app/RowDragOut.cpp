@@ -2,13 +2,12 @@
 
 #include "app/AppSettings.h"
 #include "jobs/ExportRequest.h"
-#include "platform/DiskNames.h"
+#include "platform/Desktop.h"
 #include "terms/WorkControl.h"
 
 #include <algorithm>
 #include <array>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace tessivar
@@ -79,12 +78,12 @@ bool RowDragOut::Rendering::isThere() const
         files.begin(), files.end(), [] (const juce::File& file) { return file.existsAsFile(); });
 }
 
-juce::StringArray RowDragOut::Rendering::uris() const
+juce::StringArray RowDragOut::Rendering::names() const
 {
     juce::StringArray list;
 
     for (const auto& file : files)
-        list.add (uriOf (file));
+        list.add (nameInDrag (file));
 
     return list;
 }
@@ -128,7 +127,7 @@ void RowDragOut::begin (const TrackActions::TrackIds& ids,
 
     for (const auto& known : renderings)
         if (known.sources == rendering.sources && known.isThere())
-            return onReady (known.uris());
+            return onReady (known.names());
 
     if (writer != nullptr && writer->rendering.sources != rendering.sources)
         return tell ("Other files are still being written.", false);
@@ -186,11 +185,11 @@ void RowDragOut::finish()
     for (const auto& line : report.log())
         juce::Logger::writeToLog ("Dragged out: " + line);
 
-    const auto uris = rendering.uris();
+    const auto names = rendering.names();
     renderings.push_back (std::move (rendering));
 
     if (const auto drag = std::exchange (ready, nullptr))
-        drag (uris);
+        drag (names);
     else
         tell (filesText (report.tracks.size()) + " ready: drag again.", false);
 }
@@ -199,23 +198,6 @@ void RowDragOut::tell (const juce::String& text, bool warns) const
 {
     if (onNotice)
         onNotice (text, warns);
-}
-
-juce::String RowDragOut::uriOf (const juce::File& file)
-{
-    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
-    juce::String uri ("file://");
-
-    for (const auto character : bytesOfPath (file.getFullPathName()))
-        if (plain.find (character) != std::string_view::npos)
-            uri += character;
-        else
-            uri << "%"
-                << juce::String::toHexString (static_cast<unsigned char> (character))
-                       .paddedLeft ('0', 2)
-                       .toUpperCase();
-
-    return uri;
 }
 
 } // namespace tessivar

@@ -43,11 +43,6 @@ public:
     std::function<void (const TrackActions::TrackIds& ids, std::optional<double> share)> onProgress;
     std::function<void (const juce::String& text, bool warns)> onNotice;
 
-    /** "file:///home/me/My%20Snare.wav": every byte of the name that is no plain character stands as its
-        number.
-    */
-    [[nodiscard]] static juce::String uriOf (const juce::File& file);
-
 private:
     /** What decides over the bytes of a track's file. */
     struct Source
@@ -69,7 +64,7 @@ private:
 
         /** Whether nobody has taken them away. */
         [[nodiscard]] bool isThere() const;
-        [[nodiscard]] juce::StringArray uris() const;
+        [[nodiscard]] juce::StringArray names() const;
     };
 
     class Writer;

@@ -48,9 +48,8 @@ void TessivarApplication::initialise (const juce::String&)
 
     if (juce::Desktop::getInstance().getDisplays().getPrimaryDisplay() == nullptr)
     {
-        std::cerr
-            << "tessivar: there is no X server to show a window on (DISPLAY); tessivar-cli works without one"
-            << std::endl;
+        std::cerr << "tessivar: there is no screen to show a window on; tessivar-cli works without one"
+                  << std::endl;
         setApplicationReturnValue (1);
         quit();
         return;

@@ -19,6 +19,7 @@ function(tessivar_mend_juce_file module file)
     set(source "${original}/${module}.cpp")
     set(folder "${CMAKE_BINARY_DIR}/juce-mended/${module}")
     file(READ "${original}/${file}" text)
+    string(REPLACE "\r\n" "\n" text "${text}")
 
     math(EXPR last_pair "${ARGC} - 2")
     foreach(index RANGE 2 ${last_pair} 2)

@@ -75,5 +75,23 @@ static std::wstring longPath (const wchar_t* path)
 #define SetFileAttributes(path, attributes)   ::SetFileAttributesW (longPath (path).c_str(), attributes)
 
 #ifndef INVALID_FILE_ATTRIBUTES]=]
-    [=[                         GENERIC_WRITE, FILE_SHARE_READ, nullptr,]=]
-    [=[                         GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,]=])
+    [=[    auto h = CreateFile (file.getFullPathName().toWideCharPointer(),
+                         GENERIC_WRITE, FILE_SHARE_READ, nullptr,]=]
+    [=[    auto h = CreateFile (file.getFullPathName().toWideCharPointer(),
+                         GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,]=])
+
+# Outlines made of cubic curves, as those of .otf fonts are, were drawn without them.
+tessivar_mend_juce_file(juce_graphics native/juce_win32_Fonts.cpp
+    [=[                    curve = (const TTPOLYCURVE*) &(curve->apfx [curve->cpfx]);]=]
+    [=[                    else if (curve->wType == TT_PRIM_CSPLINE)
+                    {
+                        for (int i = 0; i + 2 < curve->cpfx; i += 3)
+                            glyphPath.cubicTo (scaleX * curve->apfx[i].x.value,
+                                               scaleY * curve->apfx[i].y.value,
+                                               scaleX * curve->apfx[i + 1].x.value,
+                                               scaleY * curve->apfx[i + 1].y.value,
+                                               scaleX * curve->apfx[i + 2].x.value,
+                                               scaleY * curve->apfx[i + 2].y.value);
+                    }
+
+                    curve = (const TTPOLYCURVE*) &(curve->apfx [curve->cpfx]);]=])

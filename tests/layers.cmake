@@ -28,7 +28,7 @@ set(tests/engine_platform ${withoutJuce})
 
 # Headers of the operating systems, and the only folders whose sources may include them. Nothing else includes
 # what lies there.
-set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows|winioctl|winternl|aclapi|sddl|psapi|shellapi|shlobj|objbase|tlhelp32|io)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
+set(system_header "^(unistd|fcntl|signal|dlfcn|poll|spawn|pthread|sched|pwd|grp|errno|termios|dirent|ftw|glob|execinfo|mntent|syslog|ucontext|windows|winioctl|winternl|aclapi|sddl|psapi|shellapi|shlobj|objbase|tlhelp32|dwmapi|io)\\.h$|^(csignal|cerrno)$|^(sys|linux|netinet|arpa|net|X11)/")
 set(system_at "^platform/(posix|windows)/")
 
 # A C library tells a failure by errno there.

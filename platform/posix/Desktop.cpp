@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <string_view>
+
 namespace tessivar
 {
 
@@ -94,6 +96,32 @@ bool showFolder (const juce::File& folder)
 {
     return openExternally (folder.getFullPathName());
 }
+
+juce::String nameInDrag (const juce::File& file)
+{
+    constexpr std::string_view plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+    juce::String uri ("file://");
+
+    for (const auto character : bytesOfPath (file.getFullPathName()))
+        if (plain.find (character) != std::string_view::npos)
+            uri += character;
+        else
+            uri << "%"
+                << juce::String::toHexString (static_cast<unsigned char> (character))
+                       .paddedLeft ('0', 2)
+                       .toUpperCase();
+
+    return uri;
+}
+
+juce::String whyNoWindow()
+{
+    return environmentVariable ("DISPLAY").isEmpty()
+               ? "there is no X server to show a window on (DISPLAY is not set)"
+               : juce::String();
+}
+
+void darkenFrame (void*) {} // window managers have a theme of the user's
 
 std::optional<bool> desktopReducesMotion()
 {

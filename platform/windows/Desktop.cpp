@@ -2,6 +2,7 @@
 
 #include "platform/windows/SystemCall.h"
 
+#include <dwmapi.h>
 #include <objbase.h>
 #include <shellapi.h>
 
@@ -38,6 +39,27 @@ bool openExternally (const juce::String& pathOrAddress)
 bool showFolder (const juce::File& folder)
 {
     return open (folder.getFullPathName(), L"explore");
+}
+
+juce::String nameInDrag (const juce::File& file)
+{
+    return file.getFullPathName();
+}
+
+juce::String whyNoWindow()
+{
+    return {};
+}
+
+void darkenFrame (void* window)
+{
+    constexpr DWORD darkMode = 20, darkModeBefore2004 = 19; // attributes of a frame
+    const BOOL isDark = TRUE;
+
+    for (const auto attribute : { darkMode, darkModeBefore2004 })
+        if (SUCCEEDED (
+                ::DwmSetWindowAttribute (static_cast<HWND> (window), attribute, &isDark, sizeof (isDark))))
+            return;
 }
 
 std::optional<bool> desktopReducesMotion()

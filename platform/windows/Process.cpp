@@ -163,8 +163,14 @@ std::vector<std::string> programArguments (int, const char* const*)
 
 void prepareOutput()
 {
+    // A program with a window has no streams of its own; it takes those of the terminal that it came from.
+    if (::GetStdHandle (STD_OUTPUT_HANDLE) == nullptr && ::AttachConsole (ATTACH_PARENT_PROCESS))
+        for (auto* const stream : { stdout, stderr })
+            std::freopen ("CONOUT$", "w", stream);
+
     for (auto* const stream : { stdin, stdout, stderr })
-        ::_setmode (::_fileno (stream), _O_BINARY);
+        if (const auto number = ::_fileno (stream); number >= 0)
+            ::_setmode (number, _O_BINARY);
 
     // The terminal goes back to what it was for the next program.
     static const auto before = ::GetConsoleOutputCP();

@@ -1,4 +1,4 @@
-#include "app/FileChooser.h"
+#include "app/linux/DesktopChooser.h"
 
 #include <catch2/catch.hpp>
 
