@@ -7,9 +7,9 @@
 #include "cli/TypeOrigin.h"
 #include "model/audiofile/AudioIntake.h"
 #include "report/ReportTexts.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 #include <ostream>
 #include <utility>
@@ -79,7 +79,7 @@ std::string formatInfo (const FileInfo& info)
              << "  Length    " << juce::String (track.lengthInSamples()) << " samples, "
              << juce::String (intakeDurationSeconds (track.lengthInSamples(), source.sampleRate), 2) << " s\n"
              << "  Peak      "
-             << (peak > 0.0f ? formatDb (20.0 * std::log10 (static_cast<double> (peak))) + " dBFS"
+             << (peak > 0.0f ? formatDb (20.0 * math::log10 (static_cast<double> (peak))) + " dBFS"
                              : juce::String ("silence"))
              << "\n"
              << "  Type      " << typeText (track.drumType()) << " (" << originText (originOf (guess), guess)

@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisData.h"
 #include "engine/numerics/RandomStream.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,8 +36,7 @@ std::vector<float> sineBellWindow (int frameLength)
     std::vector<float> window (static_cast<std::size_t> (frameLength));
 
     for (std::size_t n = 0; n < window.size(); ++n)
-        window[n] =
-            static_cast<float> (0.5L * std::sin (pi * (static_cast<long double> (n) + 0.5L) / frameLength));
+        window[n] = static_cast<float> (0.5 * math::sinOfTurn (2 * n + 1, 4 * window.size()));
 
     return window;
 }

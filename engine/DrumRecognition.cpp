@@ -3,6 +3,7 @@
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
 #include "terms/HitFinding.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +11,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <numbers>
 
 namespace tessivar
 {
@@ -188,9 +188,7 @@ private:
         std::vector<float> weights (length);
 
         for (std::size_t i = 0; i < used; ++i)
-            weights[i] = static_cast<float> (
-                0.5
-                + 0.5 * std::cos (std::numbers::pi * static_cast<double> (i) / static_cast<double> (used)));
+            weights[i] = static_cast<float> (0.5 + 0.5 * math::cosOfTurn (i, 2 * used));
 
         return weights;
     }

@@ -1,9 +1,10 @@
 #include "engine/SpectrumColumns.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numbers>
 
 namespace tessivar
 {
@@ -15,10 +16,7 @@ std::vector<float> hannWindow (std::size_t length)
     std::vector<float> window (length);
 
     for (std::size_t i = 0; i < window.size(); ++i)
-        window[i] = static_cast<float> (0.5
-                                        - 0.5
-                                              * std::cos (2.0 * std::numbers::pi * static_cast<double> (i)
-                                                          / static_cast<double> (window.size())));
+        window[i] = static_cast<float> (0.5 - 0.5 * math::cosOfTurn (i, window.size()));
 
     return window;
 }
@@ -87,8 +85,9 @@ void SpectrumColumns::compute (std::span<const float* const> windows, std::span<
             }
 
             for (std::size_t l = 0; l < count; ++l)
-                levels[(first + l) * numBands + band] =
-                    std::max (floorDb, 10.0f * std::log10 (power[l] + 1e-30f));
+                levels[(first + l) * numBands + band] = std::max (
+                    floorDb,
+                    static_cast<float> (10.0 * math::log10 (static_cast<double> (power[l] + 1e-30f))));
         }
     }
 }

@@ -2,11 +2,11 @@
 
 #include "model/GroupState.h"
 #include "model/TrackSamples.h"
+#include "terms/Mathematics.h"
 
 #include <juce_core/juce_core.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -33,7 +33,7 @@ struct ExportLevels
     [[nodiscard]] double overSource (double energy) const
     {
         constexpr double lowest = -200.0;
-        return source > 0.0 ? std::max (lowest, 10.0 * std::log10 (std::max (energy / source, 1.0e-20)))
+        return source > 0.0 ? std::max (lowest, 10.0 * math::log10 (std::max (energy / source, 1.0e-20)))
                             : 0.0;
     }
 };

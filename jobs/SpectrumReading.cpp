@@ -1,5 +1,7 @@
 #include "jobs/SpectrumReading.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -75,12 +77,13 @@ bool SpectrumReading::read (TrackSamples& samples,
 
                 if (windowsPerColumn > 1)
                 {
-                    auto sum = 0.0f;
+                    auto sum = 0.0;
 
                     for (std::size_t k = 0; k < static_cast<std::size_t> (windowsPerColumn); ++k)
-                        sum += std::pow (10.0f, own[k * numBands + band] / 10.0f);
+                        sum += math::power (10.0, static_cast<double> (own[k * numBands + band]) / 10.0);
 
-                    level = 10.0f * std::log10 (sum / static_cast<float> (windowsPerColumn));
+                    level = static_cast<float> (10.0
+                                                * math::log10 (sum / static_cast<double> (windowsPerColumn)));
                 }
 
                 column[band] = SpectrumTile::byteOf (level);

@@ -1,6 +1,7 @@
 #include "playback/LoudnessMatch.h"
 
 #include "playback/OfflineMix.h"
+#include "terms/Mathematics.h"
 
 #include <ebur128.h>
 
@@ -134,9 +135,9 @@ MatchingGains LoudnessMatch::gains() const
     {
         const auto difference = source.lufs - signal.lufs;
         const auto wanted =
-            std::isfinite (difference)
-                ? std::pow (10.0, std::clamp (difference, -largestDifferenceDb, largestDifferenceDb) / 20.0)
-                : 1.0;
+            std::isfinite (difference) ? math::power (
+                10.0, std::clamp (difference, -largestDifferenceDb, largestDifferenceDb) / 20.0)
+                                       : 1.0;
         const auto gain = static_cast<float> (wanted);
 
         if (pullsAll)

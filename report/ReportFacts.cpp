@@ -4,11 +4,11 @@
 #include "model/Version.h"
 #include "model/audiofile/AudioIntake.h"
 #include "terms/DrumType.h"
+#include "terms/Mathematics.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 
 namespace tessivar
@@ -55,7 +55,7 @@ const DoubtWords& wordsOf (Doubt doubt)
 
 double shareToDb (double share)
 {
-    return 10.0 * std::log10 (std::max (share, nothingShare));
+    return 10.0 * math::log10 (std::max (share, nothingShare));
 }
 
 juce::String labelOf (const TrackState& track)
@@ -76,7 +76,7 @@ TrackFacts factsOf (const TrackState& track, const TrackExport* written, const T
     facts.isProcessed = track.hasProcessedOutput();
 
     const auto isWritten = written != nullptr && written->isWritten();
-    facts.removedShare = isWritten ? std::pow (10.0, written->removedPartDb / 10.0)
+    facts.removedShare = isWritten ? math::power (10.0, written->removedPartDb / 10.0)
                                    : std::max (measured.shareOf (measured.removed), nothingShare);
     facts.levelChangeDb = isWritten                      ? written->removedDb
                           : measured.source.energy > 0.0 ? shareToDb (measured.shareOf (measured.processed))

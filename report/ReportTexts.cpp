@@ -1,5 +1,7 @@
 #include "report/ReportTexts.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -83,7 +85,7 @@ juce::String capitalized (const juce::String& text)
 
 double gainToDb (float gain)
 {
-    return 20.0 * std::log10 (std::max (static_cast<double> (gain), 1.0e-10));
+    return 20.0 * math::log10 (std::max (static_cast<double> (gain), 1.0e-10));
 }
 
 } // namespace tessivar

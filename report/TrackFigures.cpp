@@ -1,6 +1,7 @@
 #include "report/TrackFigures.h"
 
 #include "report/ReportTexts.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <array>
@@ -148,7 +149,7 @@ double loudestFrequency (const SignalPicture& signal, const PictureAxis& axis, c
 
     for (std::size_t column = 0; column < axis.numColumns; ++column)
         for (std::size_t band = 0; band < powers.size(); ++band)
-            powers[band] += std::pow (
+            powers[band] += math::power (
                 10.0,
                 static_cast<double> (SignalPicture::levelOf (signal.levels[column * powers.size() + band]))
                     / 10.0);

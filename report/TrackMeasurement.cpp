@@ -6,6 +6,7 @@
 #include "model/Outcomes.h"
 #include "model/audiofile/AudioFileReaders.h"
 #include "terms/HitFinding.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -370,7 +371,8 @@ float SignalPicture::levelOf (std::uint8_t step)
 float TrackMeasurement::meanDb (const SignalPicture& signal) const
 {
     const auto meanSquare = lengthInSamples > 0 ? signal.energy / static_cast<double> (lengthInSamples) : 0.0;
-    return std::max (SpectrumColumns::floorDb, static_cast<float> (10.0 * std::log10 (meanSquare + 1.0e-30)));
+    return std::max (SpectrumColumns::floorDb,
+                     static_cast<float> (10.0 * math::log10 (meanSquare + 1.0e-30)));
 }
 
 TrackMeasurement measureTrack (const TrackState& track,

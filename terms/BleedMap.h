@@ -2,6 +2,7 @@
 
 #include "terms/FocusRule.h"
 #include "terms/KnobValues.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <array>
@@ -92,7 +93,7 @@ public:
         };
 
         const auto own = sum (microphone, std::nullopt, {}), arriving = sum (drum, band, knobs);
-        return own > 0.0 && arriving > 0.0 ? std::optional (10.0 * std::log10 (arriving / own))
+        return own > 0.0 && arriving > 0.0 ? std::optional (10.0 * math::log10 (arriving / own))
                                            : std::nullopt;
     }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cmath>
+#include "terms/Mathematics.h"
 
 namespace tessivar
 {
@@ -29,7 +29,12 @@ struct MixStrip
     }
 
     /** The fader's linear gain. */
-    [[nodiscard]] float gain() const { return faderDb > lowestDb ? std::pow (10.0f, faderDb / 20.0f) : 0.0f; }
+    [[nodiscard]] float gain() const
+    {
+        return faderDb > lowestDb
+                   ? static_cast<float> (math::power (10.0, static_cast<double> (faderDb) / 20.0))
+                   : 0.0f;
+    }
 };
 
 } // namespace tessivar

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -42,8 +44,8 @@ public:
             return nothingToTell;
 
         const auto least = powers.source * 1.0e-6f; // = deepestDb below it
-        return std::clamp (
-            10.0f * std::log10 (powers.source / std::max (powers.processed, least)), 0.0f, deepestDb);
+        const auto ratio = static_cast<double> (powers.source / std::max (powers.processed, least));
+        return std::clamp (static_cast<float> (10.0 * math::log10 (ratio)), 0.0f, deepestDb);
     }
 
     ReductionCurve() = default;

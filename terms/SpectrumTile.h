@@ -1,6 +1,7 @@
 #pragma once
 
 #include "terms/ChannelLayout.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <bit>
@@ -67,8 +68,8 @@ public:
 private:
     static constexpr double bottomFrequency = 40.0, topFrequency = 20000.0, windowSeconds = 0.04;
 
-    static double toMel (double frequency) { return 1127.0 * std::log1p (frequency / 700.0); }
-    static double fromMel (double mel) { return 700.0 * std::expm1 (mel / 1127.0); }
+    static double toMel (double frequency) { return 1127.0 * math::log (1.0 + frequency / 700.0); }
+    static double fromMel (double mel) { return 700.0 * (math::exp (mel / 1127.0) - 1.0); }
     static double bottomMel() { return toMel (bottomFrequency); }
 
     double rate, topMel;

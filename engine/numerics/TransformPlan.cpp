@@ -1,20 +1,15 @@
 #include "engine/numerics/TransformPlan.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <cassert>
-#include <cmath>
-#include <numbers>
 
 namespace tessivar
 {
 
 namespace
 {
-double turn (std::size_t part, std::size_t whole)
-{
-    return 2.0 * std::numbers::pi * static_cast<double> (part) / static_cast<double> (whole);
-}
-
 std::vector<float> twiddles (std::size_t radix, std::size_t span, double scale)
 {
     std::vector<float> table;
@@ -22,9 +17,8 @@ std::vector<float> twiddles (std::size_t radix, std::size_t span, double scale)
     for (std::size_t j = 0; j < span; ++j)
         for (std::size_t q = 1; q < radix; ++q)
         {
-            const auto angle = turn (j * q, radix * span);
-            table.push_back (static_cast<float> (scale * std::cos (angle)));
-            table.push_back (static_cast<float> (scale * std::sin (angle)));
+            table.push_back (static_cast<float> (scale * math::cosOfTurn (j * q, radix * span)));
+            table.push_back (static_cast<float> (scale * math::sinOfTurn (j * q, radix * span)));
         }
 
     return table;
@@ -50,9 +44,9 @@ TransformPlan::TransformPlan (std::size_t n) : length (n / 2), silence (n)
 
     for (std::size_t k = 0; k <= length; ++k)
     {
-        splitTwiddles.push_back (static_cast<float> (std::cos (turn (k, n))));
-        splitTwiddles.push_back (static_cast<float> (std::sin (turn (k, n))));
-        const auto c = std::cos (turn (k, 2 * n)), s = std::sin (turn (k, 2 * n));
+        splitTwiddles.push_back (static_cast<float> (math::cosOfTurn (k, n)));
+        splitTwiddles.push_back (static_cast<float> (math::sinOfTurn (k, n)));
+        const auto c = math::cosOfTurn (k, 2 * n), s = math::sinOfTurn (k, 2 * n);
         differences.push_back (static_cast<float> (c - s));
         sums.push_back (static_cast<float> (c + s));
     }

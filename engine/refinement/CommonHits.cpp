@@ -2,6 +2,7 @@
 
 #include "engine/refinement/CrossPower.h"
 #include "engine/refinement/RiseRules.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -127,8 +128,8 @@ private:
             / static_cast<double> (count);
         const auto level = static_cast<double> (
             there[static_cast<std::size_t> (levelQuantile * static_cast<double> (there.size() - 1))]);
-        return std::clamp (std::log (std::max (level / std::max (reference, 1.0e-30), 1.0e-9) / leastLevel)
-                               / std::log (fullLevel / leastLevel),
+        return std::clamp (math::log (std::max (level / std::max (reference, 1.0e-30), 1.0e-9) / leastLevel)
+                               / math::log (fullLevel / leastLevel),
                            0.0,
                            1.0);
     }

@@ -1,5 +1,7 @@
 #include "engine/refinement/DrumEvents.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <cmath>
 #include <functional>
@@ -79,10 +81,10 @@ OnsetEvidence onsetEvidence (const BandRows& own,
     const auto numBands = static_cast<double> (std::max<std::size_t> (1, reference.size()));
 
     for (auto& value : roots)
-        value = 2.0 * std::log (value / numBands + 1.0e-5);
+        value = 2.0 * math::log (value / numBands + 1.0e-5);
 
     for (auto& value : rises)
-        value = std::log (value / numBands + 1.0e-9);
+        value = math::log (value / numBands + 1.0e-9);
 
     OnsetEvidence evidence;
     evidence.strength = relativeToStrongest (std::move (roots));
@@ -126,7 +128,7 @@ std::vector<double> held (std::span<const double> values, double decay)
 }
 
 DecayBound::DecayBound (double hopSeconds)
-    : decay (std::exp (-hopSeconds / decaySeconds)), peakDecay (std::exp (-hopSeconds / peakSeconds))
+    : decay (math::exp (-hopSeconds / decaySeconds)), peakDecay (math::exp (-hopSeconds / peakSeconds))
 {
 }
 
@@ -135,7 +137,7 @@ DecayBound::Likelihoods DecayBound::likelihoodsOf (double strength)
     Likelihoods likelihoods{};
 
     for (std::size_t k = 0; k < numThresholds; ++k)
-        likelihoods[k] = 1.0 / (1.0 + std::exp (-2.0 * (strength - thresholds[k])));
+        likelihoods[k] = 1.0 / (1.0 + math::exp (-2.0 * (strength - thresholds[k])));
 
     return likelihoods;
 }
@@ -144,12 +146,12 @@ DecayBound::Levels DecayBound::next (double power, const Likelihoods& likelihood
 {
     Levels levels{};
     peak = std::max (peak * peakDecay, power);
-    levels.belowPeak = std::clamp (std::log (std::max (power, tiny) / std::max (peak, tiny)), floor, 0.0);
+    levels.belowPeak = std::clamp (math::log (std::max (power, tiny) / std::max (peak, tiny)), floor, 0.0);
 
     for (std::size_t k = 0; k < numThresholds; ++k)
     {
         bounds[k] = std::max (likelihoods[k] * power, std::min (bounds[k] * decay, power));
-        levels.belowOnset[k] = std::clamp (std::log ((bounds[k] + tiny) / (power + tiny)), floor, 0.0);
+        levels.belowOnset[k] = std::clamp (math::log ((bounds[k] + tiny) / (power + tiny)), floor, 0.0);
     }
 
     return levels;

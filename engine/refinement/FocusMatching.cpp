@@ -1,6 +1,7 @@
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/SignalKernels.h"
 #include "engine/refinement/RefinementPasses.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -195,11 +196,11 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
     {
         const auto projection = sums.product[f] * sums.product[f] / std::max (sums.masked, 1.0e-30);
         const auto distortion = std::max (sums.energy[f] - projection, 1.0e-12 * sums.energy[f] + 1.0e-30);
-        findings.focusMatchDb[f] = 10.0 * std::log10 (std::max (projection, 1.0e-30) / distortion);
+        findings.focusMatchDb[f] = 10.0 * math::log10 (std::max (projection, 1.0e-30) / distortion);
     }
 
     findings.maskedEnergyDb =
-        10.0 * std::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
+        10.0 * math::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
 
     std::size_t best = 0;
 

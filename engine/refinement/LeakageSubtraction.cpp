@@ -2,6 +2,7 @@
 #include "engine/numerics/simd/PathKernels.h"
 #include "engine/refinement/LeakagePaths.h"
 #include "engine/refinement/RefinementPasses.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -262,7 +263,7 @@ void conclude (const TakenSums& sums, BenefitEvidence& evidence)
         return;
 
     evidence.subtractionAgreement = total (sums.product) / std::sqrt (taken * masked);
-    evidence.subtractedDb = 10.0 * std::log10 (taken / masked);
+    evidence.subtractedDb = 10.0 * math::log10 (taken / masked);
 }
 
 /** Which drums to subtract, and where; nothing without a second track. */

@@ -1,8 +1,8 @@
 #include "engine/refinement/LowBand.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
-#include <cmath>
-#include <numbers>
 
 namespace tessivar::refinement
 {
@@ -27,11 +27,7 @@ AlignedBuffer hannWindow (std::size_t length)
     AlignedBuffer weights (length);
 
     for (std::size_t k = 0; k < length; ++k)
-        weights.data()[k] =
-            static_cast<float> (0.5
-                                - 0.5
-                                      * std::cos (2.0 * std::numbers::pi * static_cast<double> (k)
-                                                  / static_cast<double> (length)));
+        weights.data()[k] = static_cast<float> (0.5 - 0.5 * math::cosOfTurn (k, length));
 
     return weights;
 }

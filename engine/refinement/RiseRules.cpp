@@ -1,8 +1,8 @@
 #include "engine/refinement/RiseRules.h"
 
 #include "engine/refinement/Statistics.h"
+#include "terms/Mathematics.h"
 
-#include <cmath>
 #include <cstdint>
 
 namespace tessivar
@@ -55,7 +55,7 @@ medianRiseDb (std::span<const float> own, std::span<const float> other, std::spa
                     [&] (std::uint32_t t)
                     { return riseRatio (own.data(), other.data(), t, wary.steadyFactor); });
     const auto median = static_cast<double> (quantile (ratios, 0.5));
-    return std::clamp (10.0 * std::log10 (median + 1.0e-30), unheardDb, 0.0);
+    return std::clamp (10.0 * math::log10 (median + 1.0e-30), unheardDb, 0.0);
 }
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "engine/refinement/DrumEvents.h"
 #include "engine/refinement/Statistics.h"
+#include "terms/Mathematics.h"
 
 #include <algorithm>
 #include <array>
@@ -47,7 +48,7 @@ EvidenceBands::EvidenceBands (std::size_t numBins, double binWidthHz)
         const auto hertz = static_cast<double> (bin) * binWidthHz;
         const auto band = hertz < lowestBandHz
                               ? 0
-                              : 1 + static_cast<int> (std::floor (3.0 * std::log2 (hertz / lowestBandHz)));
+                              : 1 + static_cast<int> (std::floor (3.0 * math::log2 (hertz / lowestBandHz)));
 
         if (band != current)
             firstBins.push_back (bin);
@@ -98,7 +99,7 @@ bool SeparationEvidence::weigh (const WorkControl& control)
         leakageTotal += leakageBroad[t];
     }
 
-    leakageLevelDb = 10.0 * std::log10 (std::max (leakageTotal, 1.0e-30) / std::max (ownTotal, 1.0e-30));
+    leakageLevelDb = 10.0 * math::log10 (std::max (leakageTotal, 1.0e-30) / std::max (ownTotal, 1.0e-30));
     std::transform (
         ownBroad.begin(), ownBroad.end(), sorted.begin(), [] (double x) { return static_cast<float> (x); });
     const auto ownReference = std::max (meanOfLargest (sorted, numLargest), 1.0e-30);
@@ -116,8 +117,8 @@ bool SeparationEvidence::weigh (const WorkControl& control)
         }
 
         balance[t] =
-            std::log (std::max (relativeOwn, 1.0e-30)) - std::log (std::max (relativeLeakage, 1.0e-30));
-        ownLevel[t] = std::log (ownBroad[t] / ownReference + 1.0e-12);
+            math::log (std::max (relativeOwn, 1.0e-30)) - math::log (std::max (relativeLeakage, 1.0e-30));
+        ownLevel[t] = math::log (ownBroad[t] / ownReference + 1.0e-12);
     }
 
     const auto holdDecay = hopSeconds / holdSeconds;
@@ -133,7 +134,7 @@ bool SeparationEvidence::weigh (const WorkControl& control)
             return false;
 
         const auto broadRatio =
-            clipped (std::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30)));
+            clipped (math::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30)));
         const auto shared = [&] (const ModelWeights& w)
         {
             return w.intercept + w.broadRatio * broadRatio + w.balance * clipped (balance[t])
@@ -148,9 +149,9 @@ bool SeparationEvidence::weigh (const WorkControl& control)
         {
             const auto p = std::max (static_cast<double> (own (g)[t]), 1.0e-30);
             const auto q = std::max (static_cast<double> (leakage (g)[t]), 1.0e-30);
-            const auto ratio = clipped (std::log (p / q));
+            const auto ratio = clipped (math::log (p / q));
             const auto level =
-                clipped (std::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12));
+                clipped (math::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12));
             const auto ofBand = [&] (const ModelWeights& w)
             { return w.bandRatio * ratio + w.bandLevel * level; };
             own (g)[t] = static_cast<float> (forMask + ofBand (maskWeights));

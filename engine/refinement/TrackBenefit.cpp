@@ -1,8 +1,9 @@
 #include "engine/refinement/TrackBenefit.h"
 
+#include "terms/Mathematics.h"
+
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 namespace tessivar
 {
@@ -35,7 +36,7 @@ double confidenceOf (const TrackFindings& findings)
     const auto leakageDb = std::min (findings.leakageDb, 5.0);
 
     // Of what is subtracted, the part that the mask would take too.
-    const auto share = evidence.subtractionAgreement * std::pow (10.0, -evidence.subtractedDb / 20.0);
+    const auto share = evidence.subtractionAgreement * math::power (10.0, -evidence.subtractedDb / 20.0);
     const auto foreign = isSubtracted ? shortfall (0.85, share, 0.1) : 0.0;
     const auto small = isSubtracted ? shortfall (0.6, evidence.subtractionAgreement, 0.1) : 0.0;
     const auto unlikeOutput = shortfall (0.7, evidence.outputAgreement, 0.2);
@@ -72,7 +73,7 @@ double confidenceOf (const TrackFindings& findings)
     for (const auto& doubt : doubts)
         logit -= doubt.weight * doubt.amount;
 
-    return std::min (1.0, 1.0 / (1.0 + std::exp (-logit)) / beyondDoubt);
+    return std::min (1.0, 1.0 / (1.0 + math::exp (-logit)) / beyondDoubt);
 }
 
 } // namespace tessivar

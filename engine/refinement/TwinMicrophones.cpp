@@ -4,6 +4,7 @@
 #include "engine/refinement/RefinementPasses.h"
 #include "engine/refinement/RiseRules.h"
 #include "engine/refinement/Statistics.h"
+#include "terms/Mathematics.h"
 
 #include <array>
 #include <cmath>
@@ -160,7 +161,7 @@ std::optional<double> excessDb (const MicrophoneOnsets& one,
     for (const auto t : one.bands[band].frames)
         if (otherTotals[t] > 0.0f)
             excesses[count++] = static_cast<float> (
-                10.0 * std::log10 (one.riseAbout (band, t) / (other.riseAbout (band, t) + leastRise)));
+                10.0 * math::log10 (one.riseAbout (band, t) / (other.riseAbout (band, t) + leastRise)));
 
     if (count == 0)
         return std::nullopt;

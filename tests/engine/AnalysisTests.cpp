@@ -299,7 +299,7 @@ TEST_CASE ("Suppression rule", "[engine][suppression]")
     const auto weightsAt = [] (float focus) {
         return SuppressionRule::forSetting ({ focus, 0.0f }).channelWeight;
     };
-    const auto fade = std::pow (0.001f, 0.5f);
+    const auto fade = std::sqrt (0.001f);
     CHECK (weightsAt (0.0f) == std::array<float, 6>{ 1, 1, 1, 1, 1, 1 });
     CHECK (weightsAt (0.5f) == std::array<float, 6>{ 1, 1, 1, 1, 1, fade });
     CHECK (weightsAt (1.0f) == std::array<float, 6>{ 1, 1, 1, 1, 1, 0 });

@@ -8,7 +8,6 @@
         #define TESSIVAR_EXACT_ARITHMETIC_TOGGLE
     #endif
 
-    #include <cmath>
     #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
@@ -29,7 +28,7 @@ HWY_INLINE Floats broadcast (float value)
 }
 
 /** a * b + c rounded once, even where the processor has no such instruction: there by exact products in
-    double precision, and lane by lane where rounding twice could make a difference. */
+    double precision, and with care where rounding twice could make a difference. */
 HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
 {
     #if HWY_TARGET == HWY_SSE2 || HWY_TARGET == HWY_SSSE3 || HWY_TARGET == HWY_SSE4
@@ -38,11 +37,14 @@ HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
     const hn::Repartition<std::uint64_t, FloatTag> du;
     const hn::Rebind<float, decltype (dd)> dh;
 
-    const auto half = [&] (auto x, auto y, auto z)
-    { return hn::MulAdd (hn::PromoteTo (dd, x), hn::PromoteTo (dd, y), hn::PromoteTo (dd, z)); };
+    const auto productOf = [&] (auto x, auto y)
+    { return hn::Mul (hn::PromoteTo (dd, x), hn::PromoteTo (dd, y)); };
 
-    const auto low = half (hn::LowerHalf (dh, a), hn::LowerHalf (dh, b), hn::LowerHalf (dh, c));
-    const auto high = half (hn::UpperHalf (dh, a), hn::UpperHalf (dh, b), hn::UpperHalf (dh, c));
+    const auto lowProduct = productOf (hn::LowerHalf (dh, a), hn::LowerHalf (dh, b));
+    const auto highProduct = productOf (hn::UpperHalf (dh, a), hn::UpperHalf (dh, b));
+    const auto lowAddend = hn::PromoteTo (dd, hn::LowerHalf (dh, c));
+    const auto highAddend = hn::PromoteTo (dd, hn::UpperHalf (dh, c));
+    const auto low = hn::Add (lowProduct, lowAddend), high = hn::Add (highProduct, highAddend);
 
     // A double half-way between two floats may itself be rounded, and subnormal floats round at another bit.
     const auto isDoubtful = [&] (auto x)
@@ -57,15 +59,21 @@ HWY_INLINE Floats fusedMultiplyAdd (Floats a, Floats b, Floats c)
     if (HWY_LIKELY (hn::AllFalse (du, hn::Or (isDoubtful (low), isDoubtful (high)))))
         return hn::Combine (df, hn::DemoteTo (dh, high), hn::DemoteTo (dh, low));
 
-    HWY_ALIGN float x[4], y[4], z[4];
-    hn::Store (a, df, x);
-    hn::Store (b, df, y);
-    hn::Store (c, df, z);
+    // Where the sum isn't exact, its odd neighbour: that one rounds to a float as the exact sum does. (Boldo
+    // and Melquiond 2008)
+    const auto oddSum = [&] (auto product, auto addend, auto sum)
+    {
+        const auto back = hn::Sub (sum, product);
+        const auto error = hn::Add (hn::Sub (product, hn::Sub (sum, back)), hn::Sub (addend, back));
+        const auto isInexact = hn::RebindMask (du, hn::Gt (hn::Abs (error), hn::Zero (dd)));
+        const auto isTooFar = hn::ShiftRight<63> (hn::BitCast (du, hn::Xor (error, sum)));
+        const auto bits = hn::Sub (hn::BitCast (du, sum), hn::IfThenElseZero (isInexact, isTooFar));
+        return hn::BitCast (dd, hn::Or (bits, hn::IfThenElseZero (isInexact, hn::Set (du, 1))));
+    };
 
-    for (int i = 0; i < 4; ++i)
-        x[i] = std::fma (x[i], y[i], z[i]);
-
-    return hn::Load (df, x);
+    return hn::Combine (df,
+                        hn::DemoteTo (dh, oddSum (highProduct, highAddend, high)),
+                        hn::DemoteTo (dh, oddSum (lowProduct, lowAddend, low)));
     #else
     return hn::MulAdd (a, b, c);
     #endif
