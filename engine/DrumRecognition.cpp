@@ -222,7 +222,8 @@ private:
         return sum;
     }
 
-    /** The lowest peak that isn't much below the highest one under 500 Hz: of a tom its pitch, not an overtone. */
+    /** The lowest peak that isn't much below the highest one under 500 Hz: of a tom its pitch, not an
+        overtone. */
     [[nodiscard]] double resonanceOf (std::size_t frame) const
     {
         const auto from = binOf (shareBorders.front()), to = binOf (500.0);

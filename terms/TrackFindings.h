@@ -53,10 +53,11 @@ struct BenefitEvidence
     bool operator== (const BenefitEvidence&) const = default;
 };
 
-/** What an analysis found out about a track, beside its audio; the standard method only what it sounds like. */
+/** What an analysis found out about a track, beside its audio; the standard method only what it sounds like.
+*/
 struct TrackFindings
 {
-    static constexpr int numFocusSteps = 6; // 0..5
+    static constexpr int numFocusSteps = 6;             // 0..5
     static constexpr double faintestLeakageDb = -100.0; // what is softer is none
 
     std::array<double, numFocusSteps>

@@ -67,7 +67,7 @@ void BrowserView::setState (const BrowserState& newState)
 {
     list.setState (newState);
 
-    // A list that goes with the last Group would leave the focus to the first button, which then shows its ring.
+    // A list that goes with the last Group would leave the focus, and its ring, to the first button.
     if (newState.groups.empty() && list.hasKeyboardFocus (true) && getParentComponent() != nullptr)
         getParentComponent()->grabKeyboardFocus();
 
