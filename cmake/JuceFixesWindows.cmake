@@ -95,3 +95,8 @@ tessivar_mend_juce_file(juce_graphics native/juce_win32_Fonts.cpp
                     }
 
                     curve = (const TTPOLYCURVE*) &(curve->apfx [curve->cpfx]);]=])
+
+# The system's own type of that name is the one that libjpeg's headers use there.
+tessivar_mend_juce_file(juce_graphics image_formats/juce_JPEGLoader.cpp
+    [=[   #if ! (JUCE_WINDOWS && (JUCE_MSVC || JUCE_CLANG))]=]
+    [=[   #if ! JUCE_WINDOWS]=])

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs the packages that building and testing need; says nothing and changes nothing when all are there.
 # Made for Debian 12. Needs root or sudo only when something is missing.
-#   scripts/setup.sh [packaging | long | windows]   also what ./run package draws icons and checks its work with,
-#                                                   what ./test --long needs, or what builds for Windows
+#   scripts/setup.sh packaging   also what ./run package draws icons and checks its work with
+#   scripts/setup.sh long        also what ./test --long needs
+#   scripts/setup.sh windows     also what builds for Windows, packages it and runs it in Wine
 set -euo pipefail
 
 packages=(

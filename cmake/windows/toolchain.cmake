@@ -1,5 +1,6 @@
-# Builds for 64-bit Windows 10 and later on Debian: the posix flavour of its mingw compiler, the static libraries of
-# scripts/windows/libraries.sh, and Wine for the programs that run during the build and in the tests.
+# Builds for 64-bit Windows 10 and later on Debian: the posix flavour of its mingw compiler, the static
+# libraries of scripts/windows/libraries.sh, and Wine for the programs that run during the build and in the
+# tests.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
@@ -27,9 +28,9 @@ set(ZLIB_LIBRARY /usr/${TESSIVAR_TRIPLE}/lib/libz.a)
 # JUCE comes as sources, the same ones for every system.
 file(GLOB JUCE_DIR /usr/lib/*/cmake/JUCE-7.0.5)
 
-# The stack of 64-bit Windows is aligned to 16 bytes, and this compiler keeps wider vectors there as if it were
-# aligned to theirs: the assembler makes every such move one that needs no alignment. Programs hold no path of
-# the machine that they are made on.
+# The stack of 64-bit Windows is aligned to 16 bytes, and this compiler keeps wider vectors there as if it
+# were aligned to theirs: the assembler makes every such move one that needs no alignment. Programs hold no
+# path of the machine that they are made on.
 string(JOIN " " flags
     -D_WIN32_WINNT=0x0A00
     -DWINVER=0x0A00

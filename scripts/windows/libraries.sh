@@ -19,7 +19,8 @@ die ()
     exit 1
 }
 
-# Source package, and what its CMake is told beyond the usual; a space within an option follows a backslash. Each comes after those that it needs.
+# Source package, and what its CMake is told beyond the usual; a space within an option follows a backslash.
+# Each comes after those that it needs.
 libraries=(
     "libogg"
     "flac -DBUILD_CXXLIBS=OFF -DBUILD_PROGRAMS=OFF -DBUILD_EXAMPLES=OFF -DBUILD_DOCS=OFF -DINSTALL_MANPAGES=OFF
@@ -39,8 +40,8 @@ test_libraries=(
     "fftw3 -DENABLE_FLOAT=ON -DBUILD_TESTS=OFF"
 )
 
-# Debian packages that are used as they are installed: headers alone, or built for Windows by Debian itself. The
-# folders of their headers, and of their CMake files.
+# Debian packages that are used as they are installed: headers alone, or built for Windows by Debian itself.
+# The folders of their headers, and of their CMake files.
 header_folders=(CLI nlohmann)
 cmake_folders=(share/cmake/CLI11 share/cmake/nlohmann_json)
 packages=(libcli11-dev nlohmann-json3-dev juce-modules-source libz-mingw-w64-dev mingw-w64-x86-64-dev
@@ -57,8 +58,8 @@ case ${1-} in
     *) die "unknown: $1" ;;
 esac
 
-# An index of sources of its own: the machine's own places for packages, asked for what they are built from, and
-# checked by apt as it checks everything.
+# An index of sources of its own: the machine's own places for packages, asked for what they are built from,
+# and checked by apt as it checks everything.
 apt_options=(
     -o "Dir::Etc::sourcelist=$sources/index/sources.list"
     -o "Dir::Etc::sourceparts=-"
@@ -90,7 +91,11 @@ is_index_new ()
 # What a library was built from and how; a change of either builds it anew.
 recipe_sum ()
 {
-    cat "$toolchain" <(printf '%s\n' "$@") <(declare -f build_library build_zita_resampler) | sha256sum | cut -c 1-16
+    {
+        grep --invert-match '^#' "$toolchain"
+        printf '%s\n' "$@"
+        declare -f build_library build_zita_resampler
+    } | sha256sum | cut -c 1-16
 }
 
 # Newest first: an index may name a version that its mirror doesn't have yet, or no longer.
@@ -125,7 +130,8 @@ build_library ()
         rm -rf "$objects"
 }
 
-# Its Makefile knows no Windows, whose memory is always aligned to the 16 bytes that it asks for. Options as Debian's.
+# Its Makefile knows no Windows, whose memory is always aligned to the 16 bytes that it asks for. The options
+# are Debian's.
 build_zita_resampler ()
 {
     local source=$1/source objects=$sources/objects part
@@ -185,6 +191,8 @@ link_headers ()
         mkdir -p "$prefix/${folder%/*}"
         cp -R "/usr/$folder" "$prefix/${folder%/*}"
     done
+    # Which the toolkit reads, and Debian's package of libjpeg for Linux has too.
+    install -m 644 "$sources"/libjpeg-turbo_*/jpegint.h "$prefix/include"
     rm -f "$prefix"/lib/cmake/Catch2/Catch2Targets-*.cmake # they name a library of Linux
 }
 
