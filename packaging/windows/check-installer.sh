@@ -7,8 +7,8 @@ installer=$(readlink -f "$1")
 expected=$(readlink -f "$2")
 
 work=$(mktemp --directory /tmp/tessivar-wine-XXXXXX)
-export HOME=$work/home WINEPREFIX=$work/prefix WINEDEBUG=-all
-export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+in_wine=$(dirname "$(readlink -f "$0")")/../../scripts/windows/in-wine.sh
+export HOME=$work/home WINEPREFIX=$work/prefix
 unset DISPLAY
 trap 'wineserver --kill 2>/dev/null || true; rm -rf "$work"' EXIT
 
@@ -28,7 +28,7 @@ die ()
 
 windows ()
 {
-    timeout 300 wine "$@" 2>/dev/null
+    timeout 300 "$in_wine" "$@" 2>/dev/null
 }
 
 # exits_with CODE WHAT COMMAND...
@@ -91,7 +91,7 @@ for value in DisplayVersion Publisher EstimatedSize DisplayIcon UninstallString;
 done
 
 # A running program is neither replaced nor ended.
-timeout 300 wine "$folder/tessivar-cli.exe" selftest >/dev/null 2>&1 &
+timeout 300 "$in_wine" "$folder/tessivar-cli.exe" selftest >/dev/null 2>&1 &
 running=$!
 for _ in $(seq 100); do
     child=$(pgrep --parent "$running" | head -n 1) || true
