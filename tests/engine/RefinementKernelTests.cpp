@@ -82,7 +82,8 @@ TEST_CASE ("Kernels for masks and gains", "[engine][refinement]")
                     const auto gainOf = [&] (double logOutput)
                     {
                         const auto z = logit + 1.1 * std::max (-6.0, logOutput);
-                        return std::exp (0.1 * logOutput + 0.05 * logMask) / std::sqrt (1.0 + std::exp (-z));
+                        return std::exp (0.15 * logOutput + 0.1 * logMask)
+                               / std::pow (1.0 + std::exp (-z), 0.6);
                     };
                     const auto ratio = std::max (power, 1.0e-36) / (static_cast<double> (total[i]) + 1.0e-20);
                     CHECK (static_cast<double> (gains[i])

@@ -281,20 +281,6 @@ HWY_INLINE Floats quickExp2 (Floats x)
     return hn::Mul (y, powerOfTwo (n));
 }
 
-/** 1 / sqrt (x), 5e-6 off at most: two steps of Newton's method from the number whose exponent is about
-    minus half of x's. */
-HWY_INLINE Floats quickReciprocalRoot (Floats x)
-{
-    const IntTag ti;
-    const auto half = hn::Mul (broadcast (0.5f), x);
-    auto y = hn::BitCast (tag, hn::Sub (hn::Set (ti, 0x5f3759df), hn::ShiftRight<1> (hn::BitCast (ti, x))));
-
-    for (int step = 0; step < 2; ++step)
-        y = hn::Mul (y, hn::Sub (broadcast (1.5f), hn::Mul (hn::Mul (half, y), y)));
-
-    return y;
-}
-
 void Logarithms (float* HWY_RESTRICT logs, const float* HWY_RESTRICT powers, std::size_t n)
 {
     const auto tiny = broadcast (1.0e-20f);
@@ -313,10 +299,10 @@ HWY_INLINE Floats attenuationOf (const std::uint16_t* mask)
 
 constexpr float log2OfE = 1.44269504088896341f;
 
-// What mask and standard output count beside G; in its logit they have their say already.
-constexpr float maskExponent = 0.05f, outputExponent = 0.1f;
+// What G counts, and mask and standard output beside it: in its logit they have their say already.
+constexpr float evidenceExponent = 0.6f, maskExponent = 0.1f, outputExponent = 0.15f;
 
-/** G^0.5 m^0.05 K^0.1 from the logit, -ln m and log2 K^2. */
+/** G^0.6 m^0.1 K^0.15 from the logit, -ln m and log2 K^2. */
 HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutputPower, float outputWeight)
 {
     const auto clipped = hn::Max (logOutputPower, broadcast (-12.0f * log2OfE));
@@ -325,7 +311,8 @@ HWY_INLINE Floats layerGain (Floats logit, Floats attenuation, Floats logOutputP
     const auto odds = quickExp2 (hn::Neg (exponent)); // (1 - G) / G
     const auto kept = hn::Sub (hn::Mul (broadcast (0.5f * outputExponent), logOutputPower),
                                hn::Mul (broadcast (maskExponent * log2OfE), attenuation));
-    return hn::Mul (quickExp2 (kept), quickReciprocalRoot (hn::Add (broadcast (1.0f), odds)));
+    const auto taken = hn::Mul (broadcast (evidenceExponent), quickLog2 (hn::Add (broadcast (1.0f), odds)));
+    return quickExp2 (hn::Sub (kept, taken));
 }
 
 void LayerGains (float* HWY_RESTRICT gains,

@@ -68,7 +68,7 @@ struct GainEvidence
     float outputWeight;        // of ln K in the logit, there clipped to -6..0
 };
 
-/** gains = G^0.5 m^0.05 K^0.1, G = 1 / (1 + exp (-logit - outputWeight ln K)), K = min (1, sqrt (layer /
+/** gains = G^0.6 m^0.1 K^0.15, G = 1 / (1 + exp (-logit - outputWeight ln K)), K = min (1, sqrt (layer /
     total)), where layer is what smoothPowers makes of history and spectrum.
 */
 extern const Kernel<void (
