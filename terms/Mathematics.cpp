@@ -98,30 +98,36 @@ constexpr auto powersOfTwo = []
 constexpr auto stepOfPowers = onGrid (quotientOf (ln2, numSteps), 0x1.8p+10);
 constexpr auto ln2OnGrid = onGrid (ln2, 0x1.8p+10);
 
-/** A step c around 1, on which logarithms begin. */
+/** The bits of the least number of the octave around 1 that logarithms are reduced to, 0.709 to 1.418. */
+constexpr std::uint64_t octaveBits = 0x3fe6b00000000000u;
+constexpr auto stepBits = 52 - 7;
+
+/** The middle c of a step of that octave, by which the upper bits of a double count; 1 is such a middle. */
 struct LogarithmStart
 {
+    double middle;
     Pair logarithm, inverse; // of c; their upper parts on grids of 2^-42 and 2^-30
 };
 
-/** From 90 / numSteps to 182 / numSteps, by the series of the inverse hyperbolic tangent. */
-constexpr std::int64_t firstStart = 90;
+/** By the series of the inverse hyperbolic tangent. */
 constexpr auto logarithmStarts = []
 {
-    std::array<LogarithmStart, 93> table;
+    std::array<LogarithmStart, numSteps> table;
 
-    for (std::size_t i = 0; i < table.size(); ++i)
+    for (std::uint64_t i = 0; i < table.size(); ++i)
     {
-        const auto c = static_cast<double> (firstStart + static_cast<std::int64_t> (i));
-        const auto z = quotientOf ({ c - numSteps, 0.0 }, c + numSteps);
+        const auto c =
+            std::bit_cast<double> (octaveBits + (2 * i + 1) * (std::uint64_t{ 1 } << (stepBits - 1)));
+        const auto z = quotientOf ({ c - 1.0, 0.0 }, c + 1.0);
         const auto square = productOf (z, z);
         Pair sum;
 
         for (auto k = 43; k > 0; k -= 2)
             sum = sumOf (quotientOf ({ 2.0, 0.0 }, k), productOf (sum, square));
 
-        table[i] = { onGrid (productOf (sum, z), 0x1.8p+10),
-                     onGrid (quotientOf ({ numSteps, 0.0 }, c), 0x1.8p+22) };
+        table[i] = { c,
+                     onGrid (productOf (sum, z), 0x1.8p+10),
+                     onGrid (quotientOf ({ 1.0, 0.0 }, c), 0x1.8p+22) };
     }
 
     return table;
@@ -157,21 +163,21 @@ double exponential (double x, double low)
     return result * powerOfTwo (half) * powerOfTwo (exponent - half);
 }
 
-/** ln (x) + exponent * ln (2) of a normal positive x: high + low, of which low may be a few thousandths of
-    high. */
-Pair logarithm (double x, double exponent)
+/** ln (x) + exponent * ln (2) of a normal positive x with these bits: high + low, of which low may be a few
+    thousandths of high. */
+[[gnu::always_inline]] inline Pair logarithm (std::uint64_t bits, double exponent)
 {
-    // x = 2^exponent * m with m between the square roots of 1/2 and 2, and m near a step of the table.
-    const auto bits = std::bit_cast<std::uint64_t> (x);
-    const auto octave = static_cast<std::int64_t> (bits - 0x3fe6a09e00000000u) >> 52;
+    // x = 2^octave * m
+    const auto fromOctave = bits - octaveBits;
+    const auto octave = static_cast<std::int64_t> (fromOctave) >> 52;
     const auto m = std::bit_cast<double> (bits - (static_cast<std::uint64_t> (octave) << 52));
-    const auto step = static_cast<std::int64_t> (m * numSteps + 0.5);
-    const auto& start = logarithmStarts[static_cast<std::size_t> (step - firstStart)];
+    const auto& start = logarithmStarts[fromOctave >> stepBits & (numSteps - 1)];
 
     // The series of ln (1 + r), where 1 + r = m / c and |r| < 1 / 180; the upper part of r is exact.
-    const auto distance = onGrid ({ m - static_cast<double> (step) * (1.0 / numSteps), 0.0 }, 0x1.8p+22);
+    const auto difference = m - start.middle;
+    const auto distance = onGrid ({ difference, 0.0 }, 0x1.8p+22);
     const auto upper = distance.high * start.inverse.high;
-    const auto lower = distance.low * start.inverse.high + (distance.high + distance.low) * start.inverse.low;
+    const auto lower = distance.low * start.inverse.high + difference * start.inverse.low;
     const auto r = upper + lower, square = r * r;
     const auto series = square
                         * ((-1.0 / 2 + r * (1.0 / 3))
@@ -179,22 +185,23 @@ Pair logarithm (double x, double exponent)
 
     const auto octaves = static_cast<double> (octave) + exponent;
     const auto sum = sumOfOrdered (octaves * ln2OnGrid.high + start.logarithm.high, upper);
-    return { sum.high, sum.low + (octaves * ln2OnGrid.low + start.logarithm.low + lower + series) };
+    return { sum.high, (sum.low + (octaves * ln2OnGrid.low + start.logarithm.low)) + (lower + series) };
 }
 
 Pair logarithmOfOther (double x)
 {
     if (x > 0.0 && x < infinity)
-        return logarithm (x * 0x1p+54, -54.0);
+        return logarithm (std::bit_cast<std::uint64_t> (x * 0x1p+54), -54.0);
 
     return { x == 0.0 ? -infinity : x == infinity ? x : std::numeric_limits<double>::quiet_NaN(), 0.0 };
 }
 
 /** Of any x. */
-Pair logarithm (double x)
+[[gnu::always_inline]] inline Pair logarithm (double x)
 {
-    return x >= std::numeric_limits<double>::min() && x < infinity ? logarithm (x, 0.0)
-                                                                   : logarithmOfOther (x);
+    constexpr std::uint64_t leastNormal = std::uint64_t{ 1 } << 52, infinite = 0x7ff0000000000000u;
+    const auto bits = std::bit_cast<std::uint64_t> (x);
+    return bits - leastNormal < infinite - leastNormal ? logarithm (bits, 0.0) : logarithmOfOther (x);
 }
 
 /** log (x) to a base. unit: the inverse of the base's natural logarithm, as a double of at most 26 bits and
