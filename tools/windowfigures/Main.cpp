@@ -133,7 +133,7 @@ void measureGroup (UserAtScreen& user, const juce::File& program, const juce::St
 
         for (int i = 0; i < rounds; ++i)
         {
-            user.x.key (i % 2 == 0 ? "alt+shift+Down" : "alt+shift+Up");
+            user.x.key (i % 2 == 0 ? "alt+Down" : "alt+Up");
             times.push_back (lastChange (run, wave, 1500.0));
         }
 
