@@ -90,19 +90,17 @@ for value in DisplayVersion Publisher EstimatedSize DisplayIcon UninstallString;
     [[ -n $(registry "$uninstall_key" "$value") ]] || die "no $value for the list of programs"
 done
 
-# A running program is neither replaced nor ended.
-timeout 300 "$in_wine" "$folder/tessivar-cli.exe" selftest >/dev/null 2>&1 &
+# A running program is neither replaced nor ended. It is let run in short turns until it is loaded, and then held.
+"$in_wine" "$folder/tessivar-cli.exe" selftest >/dev/null 2>&1 &
 running=$!
-for _ in $(seq 100); do
-    child=$(pgrep --parent "$running" | head -n 1) || true
-    if [[ -n $child ]] && grep --quiet --ignore-case 'tessivar-cli\.exe' "/proc/$child/maps"; then
-        break
-    fi
-    sleep 0.02
+for _ in $(seq 3000); do
+    sleep 0.01
+    kill -STOP "$running" || die "the program ended before it could be held"
+    ! grep --quiet --ignore-case 'tessivar-cli\.exe' "/proc/$running/maps" || break
+    kill -CONT "$running"
 done
-kill -STOP "$child"
 exits_with 3 "installing over a running program" "$installer" /S
-kill -CONT "$child"
+kill -CONT "$running"
 wait "$running" || die "the running program was ended"
 
 # Again, over the old one, with what was chosen before, and a user's files in the folder.
