@@ -62,7 +62,7 @@ static std::wstring longPath (const wchar_t* path)
 #undef RemoveDirectory
 #undef ReplaceFile
 #undef SetFileAttributes
-#define CopyFile(from, to, fails)             ::CopyFileW (longPath (from).c_str(), longPath (to).c_str(), fails)
+#define CopyFile(a, b, fails)                 ::CopyFileW (longPath (a).c_str(), longPath (b).c_str(), fails)
 #define CreateDirectory(path, security)       ::CreateDirectoryW (longPath (path).c_str(), security)
 #define CreateFile(path, ...)                 ::CreateFileW (longPath (path).c_str(), __VA_ARGS__)
 #define DeleteFile(path)                      ::DeleteFileW (longPath (path).c_str())
@@ -71,7 +71,7 @@ static std::wstring longPath (const wchar_t* path)
 #define GetFileAttributesEx(path, kind, data) ::GetFileAttributesExW (longPath (path).c_str(), kind, data)
 #define MoveFile(from, to)                    ::MoveFileW (longPath (from).c_str(), longPath (to).c_str())
 #define RemoveDirectory(path)                 ::RemoveDirectoryW (longPath (path).c_str())
-#define ReplaceFile(to, from, ...)            ::ReplaceFileW (longPath (to).c_str(), longPath (from).c_str(), __VA_ARGS__)
+#define ReplaceFile(a, b, ...) ::ReplaceFileW (longPath (a).c_str(), longPath (b).c_str(), __VA_ARGS__)
 #define SetFileAttributes(path, attributes)   ::SetFileAttributesW (longPath (path).c_str(), attributes)
 
 #ifndef INVALID_FILE_ATTRIBUTES]=]

@@ -25,8 +25,8 @@ namespace tessivar
     return bytesOfPath (file.getFullPathName());
 }
 
-/** The same for a system whose names are any units of UTF-16: a surrogate without its other half counts as the
-    three bytes that it would have in UTF-8. What can't be a name there, bytes that are no part of UTF-8, stays
+/** The same for a system whose names are any units of UTF-16: a surrogate on its own counts as the three
+    bytes that it would have in UTF-8. What can't be a name there, bytes that are no part of UTF-8, stays
     as it is carried.
 */
 [[nodiscard]] juce::String pathOfUtf16 (std::u16string_view units);

@@ -31,13 +31,13 @@ namespace tessivar
 
 [[nodiscard]] bool standardErrorIsTerminal();
 
-/** The arguments of main() as bytes, from the first behind the program's name (DiskNames tells how they become
-    text), of all characters whatever the system's language.
+/** The arguments of main() as bytes, from the first behind the program's name (DiskNames tells how they turn
+    into text), of all characters whatever the system's language.
 */
 [[nodiscard]] std::vector<std::string> programArguments (int numArguments, const char* const* arguments);
 
 /** For what is printed: it goes out byte by byte, as UTF-8 on a terminal. Writing into a pipe that nobody
-    reads, or more than a file may hold (ulimit -f), fails like any other write in place of ending the process;
+    reads, or more than a file may hold (ulimit -f), fails like any other write and does not end the process;
     programs that are started from here keep the system's way with the latter. Once, at the start.
 */
 void prepareOutput();

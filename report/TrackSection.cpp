@@ -97,8 +97,9 @@ void writeDetails (Html& page, const TrackSection& section)
                        ? " (" + juce::String (juce::roundToInt (100.0 * *track.findings.confidence)) + " %)"
                        : juce::String())
                 + "; "
-                + (track.findings.hasLeakage() ? changeText (track.findings.leakageDb) + " dB against the drum"
-                                               : juce::String ("none found")));
+                + (track.findings.hasLeakage()
+                       ? changeText (track.findings.leakageDb) + " dB against the drum"
+                       : juce::String ("none found")));
 
     detail ("Clipped samples", juce::String (measured.clippedSamples));
     detail ("Source", sourceText (track));

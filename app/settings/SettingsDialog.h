@@ -34,8 +34,7 @@ struct SettingsDialogContext
     std::function<double()> groupRate;
 
     /** Runs work behind a progress dialog and returns when it is over: JobRunner::run(). */
-    std::function<Outcome (
-        const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)>
+    std::function<Outcome (const juce::String& title, std::vector<ProgressStage>, const JobRunner::Work&)>
         runJob;
 
     /** Asks the user for a folder. */

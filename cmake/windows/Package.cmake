@@ -1,5 +1,6 @@
-# What is installed on Windows: the programs with Resources beside them, as they find them, and the words of the
-# licenses. scripts/package-windows.sh makes the installer and the zip of it. Included last, when all targets exist.
+# What is installed on Windows: the programs with Resources beside them, as they find them, and the words of
+# the licenses. scripts/package-windows.sh makes the installer and the zip of it. Included last, when all
+# targets exist.
 install(TARGETS Tessivar tessivar-cli RUNTIME DESTINATION .)
 install(DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/Resources DESTINATION .)
 install(FILES LICENSE DESTINATION . RENAME LICENSE.txt)

@@ -50,7 +50,7 @@ tessivar_draw_icon(${TESSIVAR_PROGRAM_ICON} tessivar tessivar-small)
 tessivar_draw_icon(${TESSIVAR_GROUP_ICON} group-file group-file)
 add_custom_target(tessivar_windows_icons DEPENDS ${TESSIVAR_PROGRAM_ICON} ${TESSIVAR_GROUP_ICON})
 
-# tessivar_add_windows_resources(TARGET NAME DESCRIPTION): NAME.exe gets its resources; the description is what
+# tessivar_add_windows_resources(TARGET NAME DESCRIPTION): NAME.exe gets its resources; DESCRIPTION is what
 # Explorer and the task manager call it.
 function(tessivar_add_windows_resources target name description)
     set(PROGRAM_NAME ${name})

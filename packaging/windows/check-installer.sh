@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs under Wine, in a Windows that has nothing else, works with what is installed, installs over it and removes
+# Installs under Wine, in a Windows that has nothing else, uses what it installed, installs over it, removes
 # it again; nothing but the user's own must be left. Needs no screen.
 #   packaging/windows/check-installer.sh INSTALLER.exe FOLDER   FOLDER: what has to be installed, file by file
 set -euo pipefail
@@ -90,7 +90,7 @@ for value in DisplayVersion Publisher EstimatedSize DisplayIcon UninstallString;
     [[ -n $(registry "$uninstall_key" "$value") ]] || die "no $value for the list of programs"
 done
 
-# A running program is neither replaced nor ended. It is let run in short turns until it is loaded, and then held.
+# A running program is neither replaced nor ended. It runs in short turns until loaded, and is then held.
 "$in_wine" "$folder/tessivar-cli.exe" selftest >/dev/null 2>&1 &
 running=$!
 for _ in $(seq 3000); do
