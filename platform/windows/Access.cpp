@@ -19,20 +19,25 @@ struct FreeLocally
 template <typename Type>
 using Local = std::unique_ptr<Type, FreeLocally>;
 
-/** What the token of this process says of the user, or of whom its new files belong to. */
-std::vector<std::uint8_t> tokenInformation (TOKEN_INFORMATION_CLASS kind)
+/** What the token of a process says of its user, or of whom its new files belong to. */
+std::vector<std::uint8_t> tokenInformation (TOKEN_INFORMATION_CLASS kind,
+                                            HANDLE process = ::GetCurrentProcess())
 {
     HANDLE token = nullptr;
 
-    if (! ::OpenProcessToken (::GetCurrentProcess(), TOKEN_QUERY, &token))
+    if (! ::OpenProcessToken (process, TOKEN_QUERY, &token))
         return {};
 
     const OwnedHandle owned (token);
     DWORD size = 0;
     ::GetTokenInformation (token, kind, nullptr, 0, &size);
     std::vector<std::uint8_t> bytes (size);
-    return ::GetTokenInformation (token, kind, bytes.data(), size, &size) ? bytes
-                                                                          : std::vector<std::uint8_t>();
+
+    // What it tells points into these bytes: they may move, but not be copied.
+    if (! ::GetTokenInformation (token, kind, bytes.data(), size, &size))
+        bytes.clear();
+
+    return bytes;
 }
 
 PSID userIn (const std::vector<std::uint8_t>& information)
@@ -71,7 +76,8 @@ Local<void> makeDescriptor()
 
     const Local<wchar_t> owned (name);
     // Protected from what the folder above hands down; in a folder, for its files and folders too.
-    const auto text = L"D:P(A;OICI;FA;;;" + std::wstring (name) + L")(A;OICI;FA;;;SY)";
+    const std::wstring who = name;
+    const auto text = L"O:" + who + L"D:P(A;OICI;FA;;;" + who + L")(A;OICI;FA;;;SY)";
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     ::ConvertStringSecurityDescriptorToSecurityDescriptorW (
         text.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
@@ -79,13 +85,13 @@ Local<void> makeDescriptor()
 }
 
 /** Nothing where there are none. */
-Local<void> descriptorOf (HANDLE object, SE_OBJECT_TYPE type, PSID& owner)
+Local<void> descriptorOf (HANDLE file, PSID& owner)
 {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     owner = nullptr;
 
     if (::GetSecurityInfo (
-            object, type, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr, &descriptor)
+            file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr, &descriptor)
         != ERROR_SUCCESS)
         owner = nullptr;
 
@@ -109,16 +115,21 @@ SECURITY_ATTRIBUTES* forTheUserAlone()
 bool belongsToUser (HANDLE object)
 {
     PSID owner = nullptr;
-    const auto descriptor = descriptorOf (object, SE_FILE_OBJECT, owner);
+    const auto descriptor = descriptorOf (object, owner);
     return owner == nullptr ? descriptor != nullptr
                             : isUserOrOwner (owner) || ::IsWellKnownSid (owner, WinWorldSid) != 0;
 }
 
 bool isPipeOfUser (HANDLE pipe)
 {
-    PSID owner = nullptr;
-    const auto descriptor = descriptorOf (pipe, SE_KERNEL_OBJECT, owner);
-    return owner != nullptr && isUserOrOwner (owner);
+    ULONG id = 0;
+
+    if (! ::GetNamedPipeServerProcessId (pipe, &id))
+        return false;
+
+    const OwnedHandle process (::OpenProcess (PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
+    const auto owner = process ? tokenInformation (TokenUser, process.get()) : std::vector<std::uint8_t>();
+    return ! owner.empty() && isUserOrOwner (userIn (owner));
 }
 
 void closeToOthers (const juce::File& folder)

@@ -14,7 +14,7 @@ SECURITY_ATTRIBUTES* forTheUserAlone();
 */
 bool belongsToUser (HANDLE object);
 
-/** The same for a pipe, which always has an owner. */
+/** Whether the process that made a pipe is one of this user's. */
 bool isPipeOfUser (HANDLE pipe);
 
 /** Replaces the access list of a folder by that of the user alone. */
