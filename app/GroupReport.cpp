@@ -2,6 +2,7 @@
 #include "app/GroupWork.h"
 #include "platform/AtomicFile.h"
 #include "platform/Desktop.h"
+#include "platform/DiskNames.h"
 #include "report/ReportJob.h"
 
 namespace tessivar
@@ -34,7 +35,7 @@ void GroupWork::exportReport (const Group::Ptr& group)
     const auto file =
         chooseExportFile ("Choose a file for the report - " + group->name(),
                           "*.html",
-                          juce::File::createLegalFileName (group->name()) + ".html",
+                          portableFileName (juce::File::createLegalFileName (group->name()) + ".html"),
                           [] (const juce::File& chosen)
                           {
                               return chosen.hasFileExtension ("html;htm")

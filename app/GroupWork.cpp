@@ -183,7 +183,8 @@ bool GroupWork::saveAs (const Group::Ptr& group)
                                    groupFileWildcard,
                                    FileChooserRequest::Kind::saveFile,
                                    workspace.lastViewedFolder());
-    request.suggestedName = juce::File::createLegalFileName (group->name()) + groupFileExtension;
+    request.suggestedName =
+        portableFileName (juce::File::createLegalFileName (group->name()) + groupFileExtension);
     const auto files = choose (request);
 
     if (files.empty())

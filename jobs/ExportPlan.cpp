@@ -1,6 +1,7 @@
 #include "jobs/ExportPlan.h"
 
 #include "platform/DiskNames.h"
+#include "platform/Folders.h"
 #include "terms/ChannelLayout.h"
 
 #include <set>
@@ -41,7 +42,7 @@ juce::String safeFileName (const juce::String& name)
 juce::String baseName (const TrackState& track)
 {
     const auto ofSource = track.sourceInfo.file.getFileNameWithoutExtension();
-    return ofSource.isNotEmpty() ? ofSource : safeFileName (track.name);
+    return ofSource.isNotEmpty() ? ofSource : portableFileName (safeFileName (track.name));
 }
 
 juce::String channelSuffix (const TrackState& track)
@@ -69,7 +70,7 @@ public:
         for (int number = 1;; ++number)
         {
             const auto numbered = number == 1 ? suffix : suffix + "_" + juce::String (number);
-            auto name = joinedName (base, numbered + extension);
+            auto name = possibleFileName (joinedName (base, numbered + extension));
 
             if (taken.insert (name.toLowerCase()).second)
                 return name;

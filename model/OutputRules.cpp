@@ -20,6 +20,11 @@ juce::File endOfLinks (juce::File file)
     return file;
 }
 
+bool isOneName (const juce::String& a, const juce::String& b)
+{
+    return juce::File::areFileNamesCaseSensitive() ? a == b : a.equalsIgnoreCase (b);
+}
+
 /** Whether what is written to one would be written to the other, though they may not exist yet. */
 bool leadsToOneFile (const juce::File& a, const juce::File& b)
 {
@@ -28,7 +33,7 @@ bool leadsToOneFile (const juce::File& a, const juce::File& b)
 
     const auto endOfA = endOfLinks (a), endOfB = endOfLinks (b);
     return endOfA == endOfB
-           || (endOfA.getFileName() == endOfB.getFileName()
+           || (isOneName (endOfA.getFileName(), endOfB.getFileName())
                && isSameFile (endOfA.getParentDirectory(), endOfB.getParentDirectory()));
 }
 } // namespace
@@ -57,7 +62,7 @@ void OutputRules::Protected::add (const juce::File& file)
     if (file == juce::File())
         return;
 
-    paths.insert (file.getFullPathName());
+    paths.insert (file);
 
     if (const auto status = statusOf (file))
         ids.insert (status->id);
@@ -66,7 +71,7 @@ void OutputRules::Protected::add (const juce::File& file)
 bool OutputRules::Protected::contains (const juce::File& file) const
 {
     const auto status = statusOf (file);
-    return status && (ids.contains (status->id) || paths.contains (endOfLinks (file).getFullPathName()));
+    return status && (ids.contains (status->id) || paths.contains (endOfLinks (file)));
 }
 
 void OutputRules::protectSamples (const TrackSamples* samples, const juce::File& ownFile)

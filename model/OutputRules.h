@@ -57,7 +57,7 @@ public:
 private:
     struct Protected
     {
-        std::set<juce::String> paths; // for a file that was replaced since, or doesn't exist any more
+        std::set<juce::File> paths; // for a file that was replaced since, or doesn't exist any more
         std::set<FileId> ids;
 
         void add (const juce::File& file);

@@ -179,6 +179,34 @@ std::u16string longPath (std::u16string_view path)
     return std::u16string (isOfNetwork ? ofNetwork : asItStands).append (path.substr (isOfNetwork ? 1 : 0));
 }
 
+juce::String portableFileName (const juce::String& name)
+{
+    // With any extension, in any case; those with a number from 1 to 9, or its superscript.
+    const auto first = name.upToFirstOccurrenceOf (".", false, false).trimEnd().toLowerCase();
+    const auto number = first.substring (3);
+    const auto hasNumber = first.length() == 4
+                           && (number.containsOnly ("123456789")
+                               || number.containsOnly (juce::String::fromUTF8 ("\xc2\xb9\xc2\xb2\xc2\xb3")));
+    const auto isDevice =
+        juce::StringArray{ "con", "prn", "aux", "nul", "conin$", "conout$" }.contains (first)
+        || (hasNumber && (first.startsWith ("com") || first.startsWith ("lpt")));
+
+    const auto whole =
+        isDevice ? name.substring (0, first.length()) + "_" + name.substring (first.length()) : name;
+    const auto end = whole.trimCharactersAtEnd (". ").length();
+    juce::String result;
+
+    for (int i = 0; i < whole.length(); ++i)
+    {
+        const auto character = whole[i];
+        const auto isRefused =
+            character < 0x20 || i >= end || juce::String ("<>:\"/\\|?*").containsChar (character);
+        result += isRefused ? juce::String ("_") : juce::String::charToString (character);
+    }
+
+    return result;
+}
+
 juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes)
 {
     const auto* bytes = name.toRawUTF8();

@@ -38,6 +38,11 @@ namespace tessivar
 /** Text with paths in it as people read it, such a byte as the letter that it is in Windows-1252. */
 [[nodiscard]] juce::String readablePath (const juce::String& text);
 
+/** A file's name that every system can hold: "_" stands for the characters that Windows refuses, for blanks and
+    dots at the end, and behind the name of a device such as "con.wav". Any other name stays as it is.
+*/
+[[nodiscard]] juce::String portableFileName (const juce::String& name);
+
 /** The name cut to at most maxBytes of UTF-8, never inside a character. */
 [[nodiscard]] juce::String shortenedToBytes (const juce::String& name, std::size_t maxBytes);
 

@@ -32,6 +32,9 @@ void makePrivate (const juce::File& folder);
 /** Whether it is a folder of this user, and no link to one. */
 [[nodiscard]] bool isOwnFolder (const juce::File& folder);
 
+/** The name that a file of this name gets: its own wherever the system can hold that. */
+[[nodiscard]] juce::String possibleFileName (const juce::String& name);
+
 /** Removes an empty folder. */
 void removeFolder (const juce::File& folder);
 

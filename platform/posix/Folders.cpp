@@ -55,6 +55,11 @@ bool canMakeFilesIn (const juce::File& folder)
            && ::faccessat (AT_FDCWD, bytesOfPath (existing).c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
+juce::String possibleFileName (const juce::String& name)
+{
+    return name;
+}
+
 void removeFolder (const juce::File& folder)
 {
     ::rmdir (bytesOfPath (folder).c_str());

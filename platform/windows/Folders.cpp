@@ -1,5 +1,6 @@
 #include "platform/Folders.h"
 
+#include "platform/DiskNames.h"
 #include "platform/FileStatus.h"
 #include "platform/FileSystemCalls.h"
 #include "platform/Process.h"
@@ -49,6 +50,11 @@ bool canMakeFilesIn (const juce::File& folder)
                                                       FILE_FLAG_BACKUP_SEMANTICS,
                                                       nullptr));
     return opened && existing.isDirectory();
+}
+
+juce::String possibleFileName (const juce::String& name)
+{
+    return portableFileName (name);
 }
 
 void removeFolder (const juce::File& folder)
