@@ -38,7 +38,7 @@ namespace tessivar
 /** Text with paths in it as people read it, such a byte as the letter that it is in Windows-1252. */
 [[nodiscard]] juce::String readablePath (const juce::String& text);
 
-/** A file's name that every system can hold: "_" stands for the characters that Windows refuses, for blanks and
+/** A file name that every system can hold: "_" stands for characters that Windows refuses, for blanks and
     dots at the end, and behind the name of a device such as "con.wav". Any other name stays as it is.
 */
 [[nodiscard]] juce::String portableFileName (const juce::String& name);

@@ -1,6 +1,7 @@
 #include "jobs/AnalyseGroup.h"
 
 #include "jobs/StoreSignals.h"
+#include "platform/FileSystemCalls.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
@@ -10,8 +11,6 @@
 #include <atomic>
 #include <cmath>
 #include <numeric>
-
-#include <unistd.h>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -281,7 +280,11 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
                 const auto data = store->folder().findChildFiles (juce::File::findFiles, false, "*.data");
 
                 for (const auto& file : data)
-                    REQUIRE (::truncate (file.getFullPathName().toRawUTF8(), 1000) == 0);
+                {
+                    OpenFile cut;
+                    REQUIRE_FALSE (cut.open (file, Opening::readAndWrite).failed());
+                    REQUIRE_FALSE (FileSystemCalls::system().setSize (cut.handle(), 1000).failed());
+                }
             }
 
             const auto result = analyseGroup (group, options, *store, control);

@@ -5,7 +5,9 @@
 
 #include <catch2/catch.hpp>
 
-#include <sys/stat.h>
+#if ! JUCE_WINDOWS
+    #include <sys/stat.h>
+#endif
 
 #include <bit>
 #include <cmath>
@@ -93,9 +95,13 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
         CHECK (surround.code == 3);
         CHECK (juce::String (surround.outcome.reason).contains ("surround.wav: 6 channels"));
 
-        const auto pipe = folder.file ("pipe.wav");
-        REQUIRE (::mkfifo (pipe.getFullPathName().toRawUTF8(), 0600) == 0);
-        CHECK (check (pipe).code == 3);
+        const auto other = folder.file ("pipe.wav");
+#if JUCE_WINDOWS
+        REQUIRE (other.createDirectory().wasOk());
+#else
+        REQUIRE (::mkfifo (other.getFullPathName().toRawUTF8(), 0600) == 0);
+#endif
+        CHECK (check (other).code == 3);
         CHECK (warnings.entries (3)
                == juce::StringArray{ "empty.wav", "text.wav", "surround.wav", "pipe.wav" });
     }

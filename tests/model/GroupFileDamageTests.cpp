@@ -320,7 +320,7 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
 
                 // Only harmless faults may go unreported: a short write, space not released, a folder not
                 // closed.
-                if (calls.reachedTheFault() && saving.isOk() && calls.errorNumber != FaultyCalls::shortWrite)
+                if (calls.reachedTheFault() && saving.isOk() && calls.kind != FaultyCalls::shortWrite)
                     REQUIRE (
                         (kind == SaveKind::whole ? calls.failedAfterRename() : ! result.notes.isEmpty()));
             });
@@ -346,10 +346,12 @@ TEST_CASE ("An appended save is on disk before its trailer is written", "[model]
 TEST_CASE ("Group files whose saving is killed, and small disks", "[model][groupfile]")
 {
     WorkFolder folder;
+#if ! JUCE_WINDOWS
     auto& random = juce::Random::getSystemRandom();
     const auto kills = killSaves (folder.folder, 20, random);
     CHECK (kills.lost == 0);
     CHECK (kills.leftovers == 0);
+#endif
     const auto disks = saveOnSmallDisks (folder.folder, 64);
     CHECK (disks.lost == 0);
     CHECK (disks.unnamed == 0);

@@ -15,7 +15,6 @@
 
 #include <functional>
 
-#include <unistd.h>
 namespace tessivar::test
 {
 

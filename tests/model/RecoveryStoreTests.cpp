@@ -2,7 +2,7 @@
 #include "tests/model/RecoveryFixtures.h"
 #include "tools/filefaults/FileFaults.h"
 
-#include <unistd.h>
+#include <cstdlib>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -20,7 +20,7 @@ TEST_CASE ("TemporaryStore of a process that is gone", "[model][recovery]")
             std::shared_ptr<StoreFile> file;
             juce::ignoreUnused (store->createFile (1000, file),
                                 TemporaryStore::keepWhileExists (store->folder(), needed));
-            ::_exit (file->write (0, "samples", 7) ? 0 : 1);
+            std::_Exit (file->write (0, "samples", 7) ? 0 : 1);
         });
 
     const auto folder = fixture.temporary.findChildFiles (juce::File::findDirectories, false).getFirst();
@@ -67,9 +67,11 @@ TEST_CASE ("TemporaryStore of a process that is gone", "[model][recovery]")
         CHECK (adopted->openFile ("9.data", 1000, file).failed());
         CHECK (adopted->openFile ("lock", 0, file).failed());
         CHECK (adopted->openFile ("../1.data", 3, file).failed());
+#if ! JUCE_WINDOWS
         REQUIRE (fixture.temporary.getChildFile ("1.data").createSymbolicLink (folder.getChildFile ("7.data"),
                                                                                false));
         CHECK (adopted->openFile ("7.data", 3, file).failed());
+#endif
         CHECK (file == nullptr);
     }
 
@@ -78,9 +80,11 @@ TEST_CASE ("TemporaryStore of a process that is gone", "[model][recovery]")
         const auto living = fixture.store();
         CHECK (TemporaryStore::adopt (living->folder(), adopted).failed());
         CHECK (TemporaryStore::adopt (fixture.temporary, adopted).failed());
+#if ! JUCE_WINDOWS
         const auto link = fixture.temporary.getChildFile ("tessivar-5-01234567");
         REQUIRE (folder.createSymbolicLink (link, false));
         CHECK (TemporaryStore::adopt (link, adopted).failed());
+#endif
         CHECK (
             TemporaryStore::adopt (fixture.temporary.getChildFile ("tessivar-6-01234567"), adopted).failed());
         CHECK (adopted == nullptr);

@@ -1,13 +1,15 @@
 #include "model/settings/Settings.h"
 #include "model/settings/SettingsStore.h"
+#include "platform/Process.h"
 #include "tests/model/AudioFileBuilders.h"
 #include "tests/support/ForkedProcess.h"
 #include "tests/support/WhicheverCallFails.h"
 
 #include <catch2/catch.hpp>
 
-#include <sys/stat.h>
-#include <unistd.h>
+#if ! JUCE_WINDOWS
+    #include <sys/stat.h>
+#endif
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -342,9 +344,11 @@ TEST_CASE ("SettingsStore", "[model][settings]")
         CHECK (isFirstRun (store));
         CHECK_FALSE (isFirstRun (store));
         CHECK (store.save().getErrorMessage().startsWith (fixture.file.getFullPathName()));
+#if ! JUCE_WINDOWS
         REQUIRE (fixture.file.deleteFile());
         REQUIRE (::mkfifo (fixture.file.getFullPathName().toRawUTF8(), 0600) == 0);
         CHECK (store.save().failed());
+#endif
         REQUIRE (fixture.file.deleteFile());
         CHECK (store.save().wasOk());
     }
@@ -369,10 +373,10 @@ TEST_CASE ("Settings folder", "[model][settings]")
     {
         ForkedProcess dead ([] { return 0; });
         REQUIRE (dead.wait() == 0);
-        const auto temporary = [] (pid_t process)
+        const auto temporary = [] (int process)
         { return ".tessivar.config.tmp-" + juce::String (process) + "-0123abcd"; };
         const juce::StringArray kept{
-            "tessivar.config", "AudioDeviceSetup.config", "themes/dark.txt", temporary (::getpid())
+            "tessivar.config", "AudioDeviceSetup.config", "themes/dark.txt", temporary (processId())
         };
         const juce::StringArray stray{ "notes.txt", "noextension",          ".hidden",
                                        "lock",      temporary (dead.pid()), "tessivar.config.bak" };
@@ -385,9 +389,9 @@ TEST_CASE ("Settings folder", "[model][settings]")
 
         const auto elsewhere = fixture.owner.file ("elsewhere.txt");
         REQUIRE (elsewhere.create().wasOk());
-        REQUIRE (elsewhere.createSymbolicLink (folder.getChildFile ("link"), false));
+        const auto hasLink = elsewhere.createSymbolicLink (folder.getChildFile ("link"), false);
 
-        CHECK (tidySettingsFolder (folder) == stray.size() + 1);
+        CHECK (tidySettingsFolder (folder) == stray.size() + (hasLink ? 1 : 0));
         CHECK (elsewhere.existsAsFile());
 
         for (const auto& name : kept)

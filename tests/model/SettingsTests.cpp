@@ -7,7 +7,9 @@
 
 #include <catch2/catch.hpp>
 
-#include <sys/stat.h>
+#if ! JUCE_WINDOWS
+    #include <sys/stat.h>
+#endif
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -120,6 +122,7 @@ TEST_CASE ("RecentFiles", "[model][settings]")
     }
 }
 
+#if ! JUCE_WINDOWS
 TEST_CASE ("UserFolders", "[model][settings]")
 {
     const juce::File home ("/home/me");
@@ -161,3 +164,19 @@ TEST_CASE ("UserFolders", "[model][settings]")
         CHECK (refused.reason == Reason::sharedNotWritable);
     }
 }
+#else
+TEST_CASE ("UserFolders", "[model][settings]")
+{
+    const auto folders = UserFolders::in (KnownFolders::from (
+        [] (const char* variable)
+        {
+            const juce::String name (variable);
+            return juce::String (name == "APPDATA" ? "C:\\conf" : name == "LOCALAPPDATA" ? "relative" : "");
+        },
+        juce::File ("C:\\Users\\me")));
+    CHECK (folders.settingsFile().getFullPathName() == "C:\\conf\\Tessivar\\tessivar.config");
+    CHECK (folders.state.getFullPathName() == "C:\\Users\\me\\AppData\\Local\\tessivar");
+    CHECK_FALSE (folders.settingsLock().isAChildOf (folders.settings));
+    CHECK_FALSE (UserFolders::ofUser().documents == juce::File());
+}
+#endif

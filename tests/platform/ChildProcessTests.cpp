@@ -4,11 +4,14 @@
 
 #include <catch2/catch.hpp>
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <cerrno>
+#include <iostream>
+
+#if ! JUCE_WINDOWS
+    #include <cerrno>
+
+    #include <sys/syscall.h>
+    #include <unistd.h>
 
 namespace
 {
@@ -52,6 +55,7 @@ TEST_CASE ("A child process leaves the files of other threads alone", "[child]")
     ::close (isLowest);
     REQUIRE (isLowest == wasLowest);
 }
+#endif
 
 TEST_CASE ("The output of a program", "[child]")
 {
@@ -61,14 +65,41 @@ TEST_CASE ("The output of a program", "[child]")
         return true;
     };
 
-    const auto numbers = tessivar::outputOfProgram ({ "seq", "100000" }, isPatient); // more than a pipe holds
+    const auto self = tessivar::programFile().getFullPathName();
+    const auto numbers =
+        tessivar::outputOfProgram ({ self, "[.prints]" }, isPatient); // more than a pipe holds
     REQUIRE (numbers.has_value());
-    CHECK (numbers->substr (numbers->size() - 7) == "100000\n");
+    CHECK (juce::String (*numbers).contains ("100000"));
 
-    CHECK_FALSE (tessivar::outputOfProgram ({ "sh", "-c", "echo said; exit 1" }, isPatient));
+    for (const auto* argument : { "a \"quoted\" \\\" end\\", "C:\\my takes\\", "100% & more", "tail\\\\" })
+        CHECK (juce::String (
+                   tessivar::outputOfProgram ({ self, "[.prints]", "-n", argument }, isPatient).value_or (""))
+                   .contains ("<" + juce::String (argument) + ">"));
+
+    CHECK_FALSE (tessivar::outputOfProgram ({ self, "[.fails]" }, isPatient));
     CHECK_FALSE (tessivar::outputOfProgram ({ "no program of this name" }, isPatient));
 
     const auto start = juce::Time::getMillisecondCounter();
-    CHECK_FALSE (tessivar::outputOfProgram ({ "sleep", "20" }, [] { return false; }));
+    CHECK_FALSE (tessivar::outputOfProgram ({ self, "[.sleeps]" }, [] { return false; }));
     CHECK (juce::Time::getMillisecondCounter() - start < 5000);
+}
+
+// What the program is started with above.
+
+TEST_CASE ("prints", "[.prints]")
+{
+    std::cout << '<' << Catch::getCurrentContext().getConfig()->name() << ">\n";
+
+    for (int i = 1; i <= 100000; ++i)
+        std::cout << i << '\n';
+}
+
+TEST_CASE ("fails", "[.fails]")
+{
+    FAIL();
+}
+
+TEST_CASE ("sleeps", "[.sleeps]")
+{
+    juce::Thread::sleep (20000);
 }

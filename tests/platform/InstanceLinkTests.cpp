@@ -10,15 +10,18 @@
 #include <string>
 #include <vector>
 
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
+#if ! JUCE_WINDOWS
+    #include <sys/socket.h>
+    #include <sys/stat.h>
+    #include <sys/un.h>
+    #include <unistd.h>
+#endif
 
 using namespace tessivar;
 
 namespace
 {
+#if ! JUCE_WINDOWS
 /** A client of the window's socket that does not keep to the rules: it sends some bytes and waits. */
 class RawClient
 {
@@ -60,12 +63,13 @@ private:
 
     const int connection;
 };
+#endif
 } // namespace
 
 TEST_CASE ("InstanceLink", "[instance]")
 {
     const test::TemporaryFolder owner;
-    const juce::File folder{ juce::String (owner.name()) };
+    const auto folder = juce::File (juce::String (owner.name()));
     std::mutex lock;
     std::vector<juce::StringArray> received;
     const auto receive = [&] (const juce::StringArray& paths)
@@ -92,6 +96,7 @@ TEST_CASE ("InstanceLink", "[instance]")
         CHECK (received[1].isEmpty());
     }
 
+#if ! JUCE_WINDOWS
     SECTION ("listens where nobody else of the system can write, and again after one that has gone")
     {
         {
@@ -108,7 +113,9 @@ TEST_CASE ("InstanceLink", "[instance]")
         CHECK_FALSE (next.handOver ({}));
         CHECK (next.listen (receive));
     }
+#endif
 
+#if ! JUCE_WINDOWS
     SECTION ("serves the next start at once, whatever other clients do")
     {
         InstanceLink first (folder), second (folder);
@@ -128,7 +135,9 @@ TEST_CASE ("InstanceLink", "[instance]")
         REQUIRE (received.size() == 1);
         CHECK (received[0] == juce::StringArray{ "/takes/a.dls" });
     }
+#endif
 
+#if ! JUCE_WINDOWS
     SECTION ("gives up after its time where nobody answers")
     {
         const auto listening = RawClient::listenWithoutAnswer (folder);
@@ -146,4 +155,5 @@ TEST_CASE ("InstanceLink", "[instance]")
 
         ::close (listening);
     }
+#endif
 }

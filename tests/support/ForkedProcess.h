@@ -1,13 +1,50 @@
 #pragma once
 
-#include <csignal>
 #include <functional>
 
-#include <sys/wait.h>
-#include <unistd.h>
+#ifdef _WIN32
+    #include "tests/support/RepeatedRun.h"
+#else
+    #include <csignal>
+
+    #include <sys/wait.h>
+    #include <unistd.h>
+#endif
 
 namespace tessivar::test
 {
+
+#ifdef _WIN32
+
+/** A process that comes to the same place of the same test by itself and does some work there. It needs the
+    same way to it, without a generator, and what this process has made in temporary folders, once more.
+*/
+class ForkedProcess
+{
+public:
+    /** What the work returns is the exit code. */
+    explicit ForkedProcess (const std::function<int()>& work) : process (RepeatedRun::current().start (work))
+    {
+    }
+
+    ~ForkedProcess() { process->kill(); }
+
+    [[nodiscard]] int pid() const { return process->pid(); }
+
+    /** The exit code. */
+    int wait() { return process->wait(); }
+
+    /** Ends it at once; true when nothing else has. */
+    bool kill() { return process->kill(); }
+
+    ForkedProcess (const ForkedProcess&) = delete;
+    ForkedProcess& operator= (const ForkedProcess&) = delete;
+
+private:
+    const std::unique_ptr<RepeatedRun::Process> process;
+};
+
+#else
 
 /** A copy of this process that does some work and ends at once, without destructors, as a crash would. */
 class ForkedProcess
@@ -23,7 +60,7 @@ public:
     ~ForkedProcess()
     {
         if (! ended)
-            (void) end (SIGKILL);
+            (void) kill();
     }
 
     [[nodiscard]] pid_t pid() const { return process; }
@@ -36,10 +73,11 @@ public:
         return ! ended ? -1 : WIFEXITED (status) ? WEXITSTATUS (status) : 256 + WTERMSIG (status);
     }
 
-    int end (int signal)
+    /** Ends it at once; true when nothing else has. */
+    bool kill()
     {
-        ::kill (process, signal);
-        return wait();
+        ::kill (process, SIGKILL);
+        return wait() == 256 + SIGKILL;
     }
 
     ForkedProcess (const ForkedProcess&) = delete;
@@ -49,5 +87,7 @@ private:
     const pid_t process;
     bool ended = false;
 };
+
+#endif
 
 } // namespace tessivar::test

@@ -1,7 +1,11 @@
 #pragma once
 
-#include <cstdlib>
+#ifdef _WIN32
+    #include "tests/support/RepeatedRun.h"
+#endif
+
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -14,25 +18,39 @@ class TemporaryFolder
 public:
     TemporaryFolder()
     {
-        auto pattern = (std::filesystem::temp_directory_path() / "tessivar-test-XXXXXX").string();
+        std::random_device device;
+        std::error_code error;
 
-        if (::mkdtemp (pattern.data()) != nullptr)
-            path = pattern;
+        // Of a name that is taken, nothing is made.
+        for (auto isMade = false; ! isMade && ! error;)
+        {
+            path = std::filesystem::temp_directory_path() / ("tessivar-test-" + std::to_string (device()));
+#ifdef _WIN32
+            path = RepeatedRun::current().folder (path.string(), isOwn);
+#endif
+            isMade = std::filesystem::create_directory (path, error) || ! isOwn;
+        }
     }
 
     ~TemporaryFolder()
     {
         std::error_code ignored;
-        std::filesystem::remove_all (path, ignored);
+
+        if (isOwn)
+            std::filesystem::remove_all (path, ignored);
     }
 
     TemporaryFolder (const TemporaryFolder&) = delete;
     TemporaryFolder& operator= (const TemporaryFolder&) = delete;
 
-    [[nodiscard]] std::string name() const { return path.string(); }
+    [[nodiscard]] std::string name() const
+    {
+        return path.string();
+    }
 
 private:
     std::filesystem::path path;
+    bool isOwn = true; // and not that of a process that was started here
 };
 
 } // namespace tessivar::test

@@ -13,11 +13,11 @@ namespace tessivar::test
 template <typename Test>
 void whicheverCallFails (int leastCalls, Test&& test)
 {
-    for (const auto error : { ENOSPC, EIO, FaultyCalls::shortWrite })
+    for (const auto error : { SystemError::Kind::noRoom, SystemError::Kind::failed, FaultyCalls::shortWrite })
         for (const auto duration : { Fault::once, Fault::lasting })
             for (int call = 1;; ++call)
             {
-                INFO ("call " << call << ", error " << error
+                INFO ("call " << call << ", error " << SystemError (error).text().toStdString()
                               << (duration == Fault::lasting ? " and all after it" : ""));
                 FaultyCalls calls (call, error, duration);
                 test (calls);

@@ -4,12 +4,13 @@
 
 #include <juce_core/juce_core.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 
-#include <sys/mount.h>
-#include <unistd.h>
+#if ! JUCE_WINDOWS
+    #include <sys/mount.h>
+    #include <unistd.h>
+#endif
 
 /** Disks that are full, calls that fail and rights that are missing. */
 namespace tessivar::test
@@ -21,9 +22,13 @@ struct SmallFileSystem
     SmallFileSystem (const juce::File& where, int kilobytes) : folder (where)
     {
         folder.createDirectory();
+#if JUCE_WINDOWS
+        juce::ignoreUnused (kilobytes);
+#else
         const auto size = "size=" + juce::String (kilobytes) + "k";
         isMounted =
             ::mount ("tmpfs", folder.getFullPathName().toRawUTF8(), "tmpfs", 0, size.toRawUTF8()) == 0;
+#endif
 
         if (! isMounted)
             std::cout << "skipped: mounting a file system is not permitted here\n";
@@ -31,8 +36,10 @@ struct SmallFileSystem
 
     ~SmallFileSystem()
     {
+#if ! JUCE_WINDOWS
         if (isMounted)
             ::umount2 (folder.getFullPathName().toRawUTF8(), MNT_DETACH);
+#endif
     }
 
     SmallFileSystem (const SmallFileSystem&) = delete;
@@ -42,6 +49,7 @@ struct SmallFileSystem
     bool isMounted = false;
 };
 
+#if ! JUCE_WINDOWS
 /** Takes away the rights of root, which no permission holds back, while it lives. */
 struct WithoutPrivileges
 {
@@ -58,6 +66,7 @@ struct WithoutPrivileges
 
     const bool wasRoot;
 };
+#endif
 
 /** How long a fault lasts: for one call, or until end() as on a disk that is gone. */
 enum class Fault
@@ -72,14 +81,15 @@ enum class Fault
 class FaultyCalls final : public FileSystemCalls
 {
 public:
-    static constexpr int shortWrite = -1; // as errorNumber: the call takes only part of its bytes
+    /** In place of an error: the call takes only part of its bytes. */
+    static constexpr auto shortWrite = SystemError::Kind::none;
 
-    FaultyCalls (int callToFail, int errorToGive, Fault duration = Fault::once)
-        : errorNumber (errorToGive), lasts (duration == Fault::lasting), failingCall (callToFail)
+    FaultyCalls (int callToFail, SystemError::Kind errorToGive, Fault duration = Fault::once)
+        : kind (errorToGive), lasts (duration == Fault::lasting), failingCall (callToFail)
     {
     }
 
-    const int errorNumber;
+    const SystemError::Kind kind;
     const bool lasts;
 
     void end() { hasEnded = true; }
@@ -104,7 +114,7 @@ public:
     {
         const auto isFaulty = isFault();
 
-        if (isFaulty && errorNumber != shortWrite)
+        if (isFaulty && kind != shortWrite)
             return { error() };
 
         return FileSystemCalls::writeAt (handle, offset, data, isFaulty ? (numBytes + 1) / 2 : numBytes);
@@ -154,8 +164,8 @@ private:
         return ! hasEnded && (lasts ? numCalls >= failingCall : numCalls == failingCall);
     }
 
-    bool fails() { return isFault() && errorNumber != shortWrite; }
-    [[nodiscard]] SystemError error() const { return SystemError (errorNumber); }
+    bool fails() { return isFault() && kind != shortWrite; }
+    [[nodiscard]] SystemError error() const { return kind; }
 
     const int failingCall;
     int numCalls = 0;

@@ -3,10 +3,10 @@
 #include "tests/support/ForkedProcess.h"
 #include "tools/filefaults/FileFaults.h"
 
-#include <csignal>
+#include <chrono>
 #include <optional>
+#include <thread>
 
-#include <unistd.h>
 namespace tessivar::test
 {
 
@@ -74,10 +74,10 @@ KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& rand
     for (; counts.kills < numKills; ++counts.kills)
     {
         ForkedProcess child ([&] { return saveForEver (file); });
-        ::usleep (static_cast<useconds_t> (random.nextInt (40000)));
+        std::this_thread::sleep_for (std::chrono::microseconds (random.nextInt (40000)));
         LoadedGroup found;
 
-        if (child.end (SIGKILL) != 256 + SIGKILL || openGroupFile (file, found).failed() || found.damaged
+        if (! child.kill() || openGroupFile (file, found).failed() || found.damaged
             || ! isEither (found.state, original))
         {
             ++counts.lost;
