@@ -23,7 +23,9 @@ elseif(TESSIVAR_SANITIZE)
 else()
     add_compile_options($<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=2> -fstack-protector-strong)
 
-    if(NOT WIN32)
+    if(WIN32)
+        add_link_options(-fstack-protector-strong) # brings the library that the checks call
+    else()
         add_link_options(-Wl,-z,relro,-z,now)
     endif()
 endif()
