@@ -56,6 +56,7 @@ set(graphicsPackages libpng libjpeg)
 
 if(WIN32)
     target_compile_definitions(tessivar_juce_devices PUBLIC JUCE_WASAPI=1 JUCE_DIRECTSOUND=1 JUCE_ASIO=0)
+    set(TESSIVAR_WINDOW_SYSTEM dxgi) # which the toolkit's own list leaves out
 else()
     pkg_check_modules(TESSIVAR_ALSA REQUIRED IMPORTED_TARGET alsa)
     target_link_libraries(tessivar_juce_devices PUBLIC PkgConfig::TESSIVAR_ALSA)
@@ -67,7 +68,7 @@ endif()
 pkg_check_modules(TESSIVAR_GRAPHICS REQUIRED IMPORTED_TARGET ${graphicsPackages})
 tessivar_add_juce_modules(tessivar_juce_window
     MODULES juce_graphics juce_gui_basics juce_gui_extra
-    LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS)
+    LIBS tessivar_juce PkgConfig::TESSIVAR_GRAPHICS ${TESSIVAR_WINDOW_SYSTEM})
 
 # Compiling the windows' modules with the checks for undefined behaviour, or with debug information for every
 # variable, takes an hour and gigabytes; memory errors in them are still found.

@@ -22,7 +22,7 @@ namespace tessivar
 [[nodiscard]] ChoiceList<int> pieceChoices (int chosen);
 
 /** Percent; 0: automatic. */
-inline constexpr std::array interfaceSizes{ 0, 100, 125, 150, 200 };
+inline constexpr std::array<int, 5> interfaceSizes{ 0, 100, 125, 150, 200 };
 
 /** Index among the sizes; any other value counts as automatic. */
 [[nodiscard]] int interfaceSizeIndex (int percent);
