@@ -34,9 +34,7 @@ juce::StringArray TessivarApplication::pathsFrom (const juce::StringArray& argum
         if (argument == "--")
             onlyFiles = true;
         else if (onlyFiles || ! argument.startsWith ("-"))
-            paths.add (juce::File::isAbsolutePath (argument)
-                           ? argument
-                           : juce::File::getCurrentWorkingDirectory().getFullPathName() + "/" + argument);
+            paths.add (fileOfArgument (argument).getFullPathName());
     }
 
     return paths;

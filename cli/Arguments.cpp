@@ -1,6 +1,7 @@
 #include "cli/Arguments.h"
 
 #include "jobs/SortedInputs.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 
@@ -20,10 +21,7 @@ juce::Result fileFromArgument (const std::string& argument, juce::File& file)
     if (argument.empty())
         return juce::Result::fail ("an empty name is given");
 
-    auto path = textOf (argument);
-    if (! path.startsWithChar ('/'))
-        path = juce::File::getCurrentWorkingDirectory().getFullPathName() + "/" + path;
-    file = juce::File (path);
+    file = fileOfArgument (textOf (argument));
     return juce::Result::ok();
 }
 

@@ -80,8 +80,13 @@ static std::wstring longPath (const wchar_t* path)
     [=[    auto h = CreateFile (file.getFullPathName().toWideCharPointer(),
                          GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,]=])
 
-# Outlines made of cubic curves, as those of .otf fonts are, were drawn without them.
+# Outlines made of cubic curves, as those of .otf fonts are, came out angular or not at all: all are asked for
+# as such, and drawn.
 tessivar_mend_juce_file(juce_graphics native/juce_win32_Fonts.cpp
+    [=[        auto bufSize = (int) GetGlyphOutline (dc, (UINT) glyphNumber, GGO_NATIVE | GGO_GLYPH_INDEX,]=]
+    [=[        auto bufSize = (int) GetGlyphOutline (dc, (UINT) glyphNumber, GGO_BEZIER | GGO_GLYPH_INDEX,]=]
+    [=[            GetGlyphOutline (dc, (UINT) glyphNumber, GGO_NATIVE | GGO_GLYPH_INDEX, &gm,]=]
+    [=[            GetGlyphOutline (dc, (UINT) glyphNumber, GGO_BEZIER | GGO_GLYPH_INDEX, &gm,]=]
     [=[                    curve = (const TTPOLYCURVE*) &(curve->apfx [curve->cpfx]);]=]
     [=[                    else if (curve->wType == TT_PRIM_CSPLINE)
                     {
@@ -100,3 +105,17 @@ tessivar_mend_juce_file(juce_graphics native/juce_win32_Fonts.cpp
 tessivar_mend_juce_file(juce_graphics image_formats/juce_JPEGLoader.cpp
     [=[   #if ! (JUCE_WINDOWS && (JUCE_MSVC || JUCE_CLANG))]=]
     [=[   #if ! JUCE_WINDOWS]=])
+
+# Where the screen's pace can't be waited for, as in a remote session, nothing was painted after the first time;
+# and while the screen slept, one processor asked for it without end.
+tessivar_mend_juce_file(juce_gui_basics native/juce_win32_Windowing.cpp
+    [=[            if (output->WaitForVBlank() == S_OK)
+                triggerAsyncUpdate();
+            else
+                Thread::sleep (1);]=]
+    [=[            const auto start = Time::getMillisecondCounterHiRes();
+
+            if (output->WaitForVBlank() != S_OK || Time::getMillisecondCounterHiRes() - start < 1.0)
+                Thread::sleep (1000 / 60);
+
+            triggerAsyncUpdate();]=])

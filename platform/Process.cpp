@@ -41,4 +41,13 @@ juce::StringArray listeningSocketsIn (const juce::String& table)
     return names;
 }
 
+juce::File fileOfArgument (const juce::String& argument)
+{
+    const auto isWhole = argument.startsWithChar ('/')
+                         || (! argument.startsWithChar ('~') && juce::File::isAbsolutePath (argument));
+
+    return juce::File (isWhole ? argument
+                               : juce::File::getCurrentWorkingDirectory().getFullPathName() + "/" + argument);
+}
+
 } // namespace tessivar

@@ -36,6 +36,11 @@ namespace tessivar
 */
 [[nodiscard]] std::vector<std::string> programArguments (int numArguments, const char* const* arguments);
 
+/** The file that an argument names, seen from the working directory unless it is a whole path; a tilde is a
+    letter of the name.
+*/
+[[nodiscard]] juce::File fileOfArgument (const juce::String& argument);
+
 /** For what is printed: it goes out byte by byte, as UTF-8 on a terminal. Writing into a pipe that nobody
     reads, or more than a file may hold (ulimit -f), fails like any other write and does not end the process;
     programs that are started from here keep the system's way with the latter. Once, at the start.
