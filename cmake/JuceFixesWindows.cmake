@@ -106,7 +106,7 @@ tessivar_mend_juce_file(juce_graphics image_formats/juce_JPEGLoader.cpp
     [=[   #if ! (JUCE_WINDOWS && (JUCE_MSVC || JUCE_CLANG))]=]
     [=[   #if ! JUCE_WINDOWS]=])
 
-# Where the screen's pace can't be waited for, as in a remote session, nothing was painted after the first time;
+# Where the pace of the screen is unknown, as in a remote session, nothing was painted after the first time;
 # and while the screen slept, one processor asked for it without end.
 tessivar_mend_juce_file(juce_gui_basics native/juce_win32_Windowing.cpp
     [=[            if (output->WaitForVBlank() == S_OK)
