@@ -15,7 +15,7 @@ source scripts/steps.sh
 # What every Windows 10 has. Anything else would have to come along.
 system_libraries=(advapi32 avrt bcrypt comctl32 comdlg32 d2d1 dwmapi dwrite dxgi dsound gdi32 imm32 kernel32 mmdevapi
     msvcrt ntdll ole32 oleaut32 opengl32 rpcrt4 secur32 setupapi shell32 shlwapi user32 userenv uxtheme version winhttp wininet
-    winmm winspool ws2_32)
+    winmm winspool ws2_32 wsock32)
 
 build ()
 {
