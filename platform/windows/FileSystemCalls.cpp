@@ -103,26 +103,36 @@ SystemError renameOpen (HANDLE file, const std::wstring& target, bool replace)
         file, renameInfoEx, &info, static_cast<DWORD> (memory.size() * sizeof (std::uint64_t))));
 }
 
+SystemError moveFile (const std::wstring& from, const std::wstring& to, DWORD flags = 0)
+{
+    return resultOf (::MoveFileExW (from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH | flags));
+}
+
 /** For systems and file systems that know no such rename. */
 SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool replace)
 {
-    const auto result = resultOf (::MoveFileExW (
-        from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH | (replace ? MOVEFILE_REPLACE_EXISTING : 0)));
-
-    // A file that is open can't be replaced that way, but moved aside by the system; both files have names
-    // whenever that fails.
+    const auto result = moveFile (from, to, replace ? MOVEFILE_REPLACE_EXISTING : 0);
     const auto mayBeOpen =
         result.kind() == SystemError::Kind::notPermitted || result.kind() == SystemError::Kind::inUse;
-    constexpr DWORD ignoreErrorsOfLists = 4;
-    return replace && mayBeOpen
-                   && ::ReplaceFileW (to.c_str(),
-                                      from.c_str(),
-                                      nullptr,
-                                      REPLACEFILE_IGNORE_MERGE_ERRORS | ignoreErrorsOfLists,
-                                      nullptr,
-                                      nullptr)
-               ? SystemError()
-               : result;
+
+    if (! replace || ! mayBeOpen)
+        return result;
+
+    // A file that is open can't be replaced that way, but it can be moved aside, under a name that nothing
+    // clears away: whoever is killed in between leaves both of them whole.
+    const auto aside = to + windows::wideText (".old-" + uniqueTag());
+
+    if (moveFile (to, aside).failed())
+        return result;
+
+    if (const auto error = moveFile (from, to); error.failed())
+    {
+        juce::ignoreUnused (moveFile (aside, to));
+        return error;
+    }
+
+    ::DeleteFileW (aside.c_str());
+    return {};
 }
 } // namespace
 
