@@ -30,7 +30,7 @@ target_compile_definitions(tessivar_juce
         # Windows alone has decoders of its own: what one system reads, all do.
         $<$<BOOL:${WIN32}>:JUCE_USE_WINDOWS_MEDIA_FORMAT=0>)
 # main() hands the toolkit the arguments, on Windows too, as a program of the console does there.
-set_property(SOURCE ${JUCE_MODULES_DIR}/juce_events/juce_events.cpp PROPERTY COMPILE_DEFINITIONS
+set_property(SOURCE ${JUCE_MODULES_DIR}/juce_events/juce_events.cpp APPEND PROPERTY COMPILE_DEFINITIONS
     $<$<BOOL:${WIN32}>:_CONSOLE=1>)
 target_compile_definitions(tessivar_juce INTERFACE $<TARGET_PROPERTY:tessivar_juce,COMPILE_DEFINITIONS>)
 target_include_directories(tessivar_juce SYSTEM INTERFACE $<TARGET_PROPERTY:tessivar_juce,INCLUDE_DIRECTORIES>)

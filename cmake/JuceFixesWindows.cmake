@@ -107,7 +107,8 @@ tessivar_mend_juce_file(juce_graphics image_formats/juce_JPEGLoader.cpp
     [=[   #if ! JUCE_WINDOWS]=])
 
 # Where the pace of the screen is unknown, as in a remote session, nothing was painted after the first time;
-# and while the screen slept, one processor asked for it without end.
+# and while the screen slept, one processor asked for it without end. What handling an event threw ended the
+# program.
 tessivar_mend_juce_file(juce_gui_basics native/juce_win32_Windowing.cpp
     [=[            if (output->WaitForVBlank() == S_OK)
                 triggerAsyncUpdate();
@@ -118,4 +119,19 @@ tessivar_mend_juce_file(juce_gui_basics native/juce_win32_Windowing.cpp
             if (output->WaitForVBlank() != S_OK || Time::getMillisecondCounterHiRes() - start < 1.0)
                 Thread::sleep (1000 / 60);
 
-            triggerAsyncUpdate();]=])
+            triggerAsyncUpdate();]=]
+    [=[            return peer->peerWindowProc (h, message, wParam, lParam);]=]
+    [=[
+            JUCE_TRY
+            {
+                return peer->peerWindowProc (h, message, wParam, lParam);
+            }
+            JUCE_CATCH_EXCEPTION
+
+            return 0;]=])
+
+# What a message throws is caught before it reaches the system, which lets nothing through: where messages are
+# delivered, and in a window's own procedure.
+set_property(SOURCE ${JUCE_MODULES_DIR}/juce_events/juce_events.cpp
+        ${CMAKE_BINARY_DIR}/juce-mended/juce_gui_basics/juce_gui_basics.cpp
+    APPEND PROPERTY COMPILE_DEFINITIONS JUCE_CATCH_UNHANDLED_EXCEPTIONS=1)
