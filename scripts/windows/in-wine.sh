@@ -1,10 +1,16 @@
 #!/usr/bin/env bash
 # in-wine.sh PROGRAM [ARG...]: runs a program for Windows, quietly, in a Wine folder of the build's own, so
-# that the user's stays as it is. WINEPREFIX names another one.
+# that the user's stays as it is. WINEPREFIX names another one. It is a Windows 10, which Wine's own folders
+# aren't.
 set -euo pipefail
 root=$(dirname "$(readlink -f "$0")")/../..
 export WINEPREFIX=${WINEPREFIX-$(readlink -f "$root")/build/wine}
 export WINEDEBUG=${WINEDEBUG--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES-mscoree,mshtml,winemenubuilder.exe=}
-mkdir -p "${WINEPREFIX%/*}"
+
+if [[ ! -e $WINEPREFIX/is-windows-10 ]]; then
+    mkdir -p "$WINEPREFIX"
+    flock --close "$WINEPREFIX/lock" wine winecfg -v win10 >/dev/null 2>&1
+    touch "$WINEPREFIX/is-windows-10"
+fi
 exec wine "$@"
