@@ -1,6 +1,6 @@
 #pragma once
 
-#ifdef _WIN32
+#if TESSIVAR_REPEATED_RUNS
     #include "tests/support/RepeatedRun.h"
 #endif
 
@@ -25,7 +25,7 @@ public:
         for (auto isMade = false; ! isMade && ! error;)
         {
             path = std::filesystem::temp_directory_path() / ("tessivar-test-" + std::to_string (device()));
-#ifdef _WIN32
+#if TESSIVAR_REPEATED_RUNS
             path = RepeatedRun::current().folder (path.string(), isOwn);
 #endif
             isMade = std::filesystem::create_directory (path, error) || ! isOwn;

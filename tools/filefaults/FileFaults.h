@@ -5,6 +5,7 @@
 #include <juce_core/juce_core.h>
 
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 
 #if ! JUCE_WINDOWS
@@ -91,6 +92,7 @@ public:
 
     const SystemError::Kind kind;
     const bool lasts;
+    std::function<void()> beforeFault;
 
     void end() { hasEnded = true; }
 
@@ -161,7 +163,12 @@ private:
     bool isFault()
     {
         ++numCalls;
-        return ! hasEnded && (lasts ? numCalls >= failingCall : numCalls == failingCall);
+        const auto is = ! hasEnded && (lasts ? numCalls >= failingCall : numCalls == failingCall);
+
+        if (is && beforeFault != nullptr)
+            beforeFault();
+
+        return is;
     }
 
     bool fails() { return isFault() && kind != shortWrite; }

@@ -1,11 +1,9 @@
 #include "tools/filefaults/GroupFileFaultRuns.h"
 
-#include "tests/support/ForkedProcess.h"
+#include "platform/Process.h"
 #include "tools/filefaults/FileFaults.h"
 
-#include <chrono>
-#include <optional>
-#include <thread>
+#include <iostream>
 
 namespace tessivar::test
 {
@@ -30,28 +28,6 @@ GroupState groupToSave()
     return group;
 }
 
-/** Saves until it is killed, or a save fails. */
-int saveForEver (const juce::File& file)
-{
-    LoadedGroup group;
-
-    for (auto count = 0;; ++count)
-    {
-        if (group.file == nullptr && openGroupFile (file, group).failed())
-            return 1;
-
-        auto request = requestFor (versionOf (group.state, count % 2 == 0), file, group.file);
-        request.compact = count % 3 == 0;
-        SavedGroup result;
-
-        if (! saveGroup (request, result).isOk())
-            return 2;
-
-        group.state = result.state;
-        group.file = result.file;
-    }
-}
-
 bool isEither (const GroupState& found, const GroupState& original)
 {
     return isSameGroup (found, versionOf (original, true))
@@ -62,10 +38,75 @@ int entriesOf (const juce::File& folder)
 {
     return folder.getNumberOfChildFiles (juce::File::findFilesAndDirectories);
 }
+constexpr auto begins = '.', waits = ':';
+
+/** A process that saves over a file. */
+class Saver
+{
+public:
+    Saver (const juce::File& file, int callToWaitBefore)
+    {
+        const auto self = programFile();
+        const auto program =
+            self.getSiblingFile ("tessivar_group_file_faults" + self.getFileExtension()).getFullPathName();
+        isRunning =
+            process.start ({ program, "--save", file.getFullPathName(), juce::String (callToWaitBefore) },
+                           juce::ChildProcess::wantStdOut);
+    }
+
+    /** Waits until the process says something; false when that is something else. */
+    bool says (char what)
+    {
+        char found = 0;
+        return isRunning && process.readProcessOutput (&found, 1) == 1 && found == what;
+    }
+
+    /** Ends it; false when it has ended by itself. */
+    bool kill()
+    {
+        constexpr auto waitMs = 10000;
+        return process.isRunning() && process.kill() && process.waitForProcessToFinish (waitMs);
+    }
+
+private:
+    juce::ChildProcess process;
+    bool isRunning = false;
+};
 } // namespace
 
-KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& random)
+int saveForEver (const juce::File& file, int callToWaitBefore)
 {
+    FaultyCalls calls (callToWaitBefore, SystemError::Kind::failed);
+    calls.beforeFault = []
+    {
+        std::cout << waits << std::flush;
+        juce::Thread::sleep (60000);
+    };
+    LoadedGroup group;
+    std::cout << begins << std::flush;
+
+    for (auto count = 0;; ++count)
+    {
+        if (group.file == nullptr && openGroupFile (file, group).failed())
+            return 1;
+
+        auto request = requestFor (versionOf (group.state, count % 2 == 0), file, group.file);
+        request.compact = count % 3 == 0;
+        request.calls = &calls;
+        SavedGroup result;
+
+        if (! saveGroup (request, result).isOk())
+            return 2;
+
+        group.state = result.state;
+        group.file = result.file;
+    }
+}
+
+KillCounts killSaves (const juce::File& folder, int numKills)
+{
+    constexpr auto numCalls = 32, longestMs = 40; // some saves of each kind
+    auto& random = juce::Random::getSystemRandom();
     const auto file = folder.getChildFile ("killed.dls");
     const auto original = groupToSave();
     KillCounts counts;
@@ -73,11 +114,18 @@ KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& rand
 
     for (; counts.kills < numKills; ++counts.kills)
     {
-        ForkedProcess child ([&] { return saveForEver (file); });
-        std::this_thread::sleep_for (std::chrono::microseconds (random.nextInt (40000)));
+        const auto call = counts.kills % 2 == 0 ? 0 : 1 + counts.kills / 2 % numCalls;
+        Saver saver (file, call);
+        auto isSaving = saver.says (begins);
+
+        if (call > 0)
+            isSaving = isSaving && saver.says (waits);
+        else
+            juce::Thread::sleep (random.nextInt (longestMs));
+
         LoadedGroup found;
 
-        if (! child.kill() || openGroupFile (file, found).failed() || found.damaged
+        if (! saver.kill() || ! isSaving || openGroupFile (file, found).failed() || found.damaged
             || ! isEither (found.state, original))
         {
             ++counts.lost;

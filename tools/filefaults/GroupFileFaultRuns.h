@@ -14,8 +14,16 @@ struct KillCounts
     int leftovers = 0; // temporary files after the next save
 };
 
-/** Lets child processes save over a file in a loop, whole and by tails, and kills each at a random moment. */
-KillCounts killSaves (const juce::File& folder, int numKills, juce::Random& random);
+/** Starts processes that save over a file in a loop, whole and by tails, and kills each: every other one at a
+    random moment, those between before one of the calls that a save consists of. They are
+    tessivar_group_file_faults, which lies beside the running program.
+*/
+KillCounts killSaves (const juce::File& folder, int numKills);
+
+/** What such a process does: it saves until it is killed or a save fails, says that it begins, and says when it
+    waits before a call, counted from 1; 0: never.
+*/
+int saveForEver (const juce::File& file, int callToWaitBefore);
 
 struct FullDiskCounts
 {

@@ -46,19 +46,26 @@ void writeSeeds (const juce::File& folder)
     and what the fuzzer starts from:
 
       tessivar_group_file_faults --seeds tests/fuzz/corpus/group_file
+
+    The first starts itself to be killed:
+
+      tessivar_group_file_faults --save FILE CALL
 */
 int main (int argc, char* argv[])
 {
     const juce::StringArray arguments (argv + 1, argc - 1);
     const auto numberBehind = [&] (const char* option)
     { return arguments.contains (option) ? arguments[arguments.indexOf (option) + 1].getIntValue() : 0; };
+
+    if (arguments.size() == 3 && arguments[0] == "--save")
+        return saveForEver (juce::File (arguments[1]), arguments[2].getIntValue());
+
     const WorkFolder folder;
     auto isClean = true;
 
     if (const auto kills = numberBehind ("--kills"); kills > 0)
     {
-        auto& random = juce::Random::getSystemRandom();
-        const auto counts = killSaves (folder.file (""), kills, random);
+        const auto counts = killSaves (folder.file (""), kills);
         std::cout << "kills " << counts.kills << ", opened " << counts.opened << ", of these recovered "
                   << counts.recovered << ", lost " << counts.lost << ", temporary files left "
                   << counts.leftovers << "\n";
