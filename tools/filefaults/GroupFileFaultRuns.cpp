@@ -105,7 +105,7 @@ int saveForEver (const juce::File& file, int callToWaitBefore)
 
 KillCounts killSaves (const juce::File& folder, int numKills)
 {
-    constexpr auto numCalls = 32, longestMs = 40; // some saves of each kind
+    constexpr auto numCalls = 34, longestMs = 40; // a whole save and two that append
     auto& random = juce::Random::getSystemRandom();
     const auto file = folder.getChildFile ("killed.dls");
     const auto original = groupToSave();
