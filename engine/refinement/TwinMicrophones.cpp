@@ -34,7 +34,7 @@ constexpr double excessQuantile = 0.7, mostExcessDb = 40.0, leastRise = 1.0e-6;
 constexpr double independentFrames = 0.4; // of frames that overlap by three quarters
 
 // The difference that a pair may show grows with its coherence above the least; more for equal types.
-constexpr double leastCoherence = 0.43, usualSlopeDb = 15.0, usualMostDb = 6.0, likeTypesFactor = 1.2;
+constexpr double leastCoherence = 0.56, usualSlopeDb = 15.0, usualMostDb = 4.0, likeTypesFactor = 1.3;
 constexpr double mostWithinDrumDb = 12.0; // difference of twins by a third
 
 double allowedDifferenceDb (double coherence, bool likeTypes)
@@ -196,8 +196,11 @@ double differenceDb (const MicrophoneOnsets& a,
     return weights > 0.0 ? sum / weights : mostExcessDb;
 }
 
-/** Frames about the strongest onsets of both microphones, in ascending order. */
-std::vector<std::int64_t> framesAboutOnsets (const MicrophoneOnsets& a, const MicrophoneOnsets& b)
+/** Frames about the strongest onsets of both microphones in which neither is silenced, in ascending order. */
+std::vector<std::int64_t> framesAboutOnsets (const MicrophoneOnsets& a,
+                                             const MicrophoneOnsets& b,
+                                             std::span<const float> totalsA,
+                                             std::span<const float> totalsB)
 {
     std::vector<std::int64_t> frames;
 
@@ -206,7 +209,8 @@ std::vector<std::int64_t> framesAboutOnsets (const MicrophoneOnsets& a, const Mi
             for (auto frame = t - std::min (t, framesBefore);
                  frame < std::min (a.numFrames, t + framesAfter + 1);
                  ++frame)
-                frames.push_back (static_cast<std::int64_t> (frame));
+                if (totalsA[frame] > 0.0f && totalsB[frame] > 0.0f)
+                    frames.push_back (static_cast<std::int64_t> (frame));
 
     std::sort (frames.begin(), frames.end());
     frames.erase (std::unique (frames.begin(), frames.end()), frames.end());
@@ -299,12 +303,13 @@ private:
     {
         const auto &a = *onsets[pair.a], &b = *onsets[pair.b];
         const auto likeTypes = run.tracks[pair.a].drumType == run.tracks[pair.b].drumType;
-        pair.differenceDb = differenceDb (a, b, powers.totals[pair.a], powers.totals[pair.b]);
+        const std::span<const float> totalsA = powers.totals[pair.a], totalsB = powers.totals[pair.b];
+        pair.differenceDb = differenceDb (a, b, totalsA, totalsB);
 
         if (pair.differenceDb >= allowedDifferenceDb (1.0, likeTypes))
             return AnalysisStatus::completed;
 
-        const auto coherence = coherenceAt (framesAboutOnsets (a, b), pair, w);
+        const auto coherence = coherenceAt (framesAboutOnsets (a, b, totalsA, totalsB), pair, w);
 
         if (! coherence)
             return AnalysisStatus::readFailed;
