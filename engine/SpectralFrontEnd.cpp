@@ -1,27 +1,16 @@
 #include "engine/SpectralFrontEnd.h"
 
 #include "engine/numerics/simd/LaneKernels.h"
+#include "engine/numerics/simd/SignalKernels.h"
 
 #include <array>
-#include <bit>
 
 namespace tessivar
 {
 
 std::int64_t replaceNonFinite (std::span<float> samples)
 {
-    constexpr std::uint32_t exponentMask = 0x7f800000u;
-    std::int64_t count = 0;
-
-    // An integer comparison, which the compiler vectorises.
-    for (auto& sample : samples)
-    {
-        const auto isNonFinite = (std::bit_cast<std::uint32_t> (sample) & exponentMask) == exponentMask;
-        sample = isNonFinite ? 0.0f : sample;
-        count += isNonFinite ? 1 : 0;
-    }
-
-    return count;
+    return static_cast<std::int64_t> (kernels::replaceNonFinite (samples.data(), samples.size()));
 }
 
 PaddedSignal::PaddedSignal (SampleSource& s,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/numerics/simd/SignalKernels.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +11,7 @@
 namespace tessivar
 {
 
-/** The quantile (0..1) of values with linear interpolation between neighbours; reorders them. 0 for no
+/** The quantile (0..1) of values with linear interpolation between neighbours; uses them up. 0 for no
     values. */
 inline float quantile (std::span<float> values, double fraction)
 {
@@ -18,15 +20,10 @@ inline float quantile (std::span<float> values, double fraction)
 
     const auto position = fraction * static_cast<double> (values.size() - 1);
     const auto index = static_cast<std::size_t> (position);
-    const auto nth = values.begin() + static_cast<std::ptrdiff_t> (index);
-    std::nth_element (values.begin(), nth, values.end());
-    const auto lower = *nth;
-
-    if (index + 1 == values.size())
-        return lower;
-
-    const auto upper = *std::min_element (nth + 1, values.end());
-    return lower + static_cast<float> (position - static_cast<double> (index)) * (upper - lower);
+    const auto [lower, upper] = kernels::rankedValues (values.data(), values.size(), index);
+    return lower == upper
+               ? lower
+               : lower + static_cast<float> (position - static_cast<double> (index)) * (upper - lower);
 }
 
 /** Moves the indices of the count largest values (at least 1) to the front, in any order; of equal values the

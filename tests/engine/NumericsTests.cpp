@@ -4,6 +4,7 @@
 #include "engine/numerics/simd/SignalKernels.h"
 #include "tests/support/EngineFixtures.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <limits>
@@ -56,6 +57,36 @@ TEST_CASE ("Signal kernels", "[engine][numerics]")
                 }
             });
     }
+}
+
+TEST_CASE ("Values by rank", "[engine][numerics]")
+{
+    onEveryTarget (
+        []
+        {
+            for (const std::size_t n : { 1u, 15u, 16u, 17u, 100u })
+            {
+                auto values = noise (n, n);
+
+                for (std::size_t i = 0; i + 3 < n; i += 3)
+                    values[i] = values[i + 3]; // some more than once
+
+                values[n / 2] = std::numeric_limits<float>::infinity();
+                std::vector<float> sorted (values.data(), values.data() + n);
+                std::sort (sorted.begin(), sorted.end());
+
+                for (std::size_t index = 0; index < n; ++index)
+                {
+                    std::vector<float> usedUp (values.data(), values.data() + n);
+                    const auto found = kernels::rankedValues (usedUp.data(), n, index);
+                    CHECK (found.lower == sorted[index]);
+                    CHECK (found.upper == sorted[std::min (index + 1, n - 1)]);
+                }
+
+                CHECK (kernels::replaceNonFinite (values.data(), n) == 1);
+                CHECK (values[n / 2] == 0.0f);
+            }
+        });
 }
 
 TEST_CASE ("WorkerPool", "[engine][numerics]")

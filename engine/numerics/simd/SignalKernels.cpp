@@ -1,6 +1,11 @@
 #include "engine/numerics/simd/SignalKernels.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/numerics/simd/SignalKernels.cpp"
@@ -28,50 +33,179 @@ HWY_INLINE float sumLanes (const float* lanesOfSum)
     return x[0];
 }
 
-double DotProduct (const float* a, const float* b, std::size_t n)
+std::size_t ReplaceNonFinite (float* a, std::size_t n)
 {
-    double total = 0.0;
+    std::size_t count = 0, i = 0;
 
-    for (std::size_t start = 0; start < n; start += 1024)
+    for (; i + vectorLanes <= n; i += vectorLanes)
     {
-        const auto end = std::min (n, start + 1024);
-        Floats sums[vectorsPerPanel];
-        HWY_ALIGN float x[16];
-        auto i = start;
+        const auto x = hn::LoadU (tag, a + i);
 
-#pragma GCC unroll 4
-        for (auto& s : sums)
-            s = hn::Zero (tag);
+        if (const auto isFinite = hn::IsFinite (x); HWY_UNLIKELY (! hn::AllTrue (tag, isFinite)))
+        {
+            count += vectorLanes - hn::CountTrue (tag, isFinite);
+            hn::StoreU (hn::IfThenElseZero (isFinite, x), tag, a + i);
+        }
+    }
 
-        for (; i + 16 <= end; i += 16)
-#pragma GCC unroll 4
-            for (std::size_t s = 0; s < vectorsPerPanel; ++s)
-                sums[s] = hn::Add (sums[s],
-                                   hn::Mul (hn::LoadU (tag, a + i + s * vectorLanes),
-                                            hn::LoadU (tag, b + i + s * vectorLanes)));
+    for (; i < n; ++i)
+        if (! std::isfinite (a[i]))
+        {
+            a[i] = 0.0f;
+            ++count;
+        }
 
+    return count;
+}
+
+/** Integers in the order of the floats with these bits. */
+template <typename D, typename V>
+HWY_INLINE V keysOf (D d, V bits)
+{
+    return hn::Xor (bits, hn::And (hn::ShiftRight<31> (bits), hn::Set (d, 0x7fffffff)));
+}
+
+RankedValues GetRankedValues (float* values, std::size_t n, std::size_t index)
+{
+    const hn::RebindToSigned<FloatTag> ti;
+    const auto one = hn::Set (ti, 1);
+    constexpr auto highest = std::numeric_limits<std::int32_t>::max();
+    constexpr std::uint32_t sign = 0x80000000u;
+    const auto whole = n / vectorLanes * vectorLanes;
+    auto* const keys = reinterpret_cast<std::int32_t*> (values);
+
+    for (std::size_t i = 0; i < whole; i += vectorLanes)
+        hn::StoreU (keysOf (ti, hn::LoadU (ti, keys + i)), ti, keys + i);
+
+    // Nothing lies above what fills the last vector.
+    HWY_ALIGN std::int32_t rest[vectorLanes];
+    std::fill_n (rest, vectorLanes, highest);
+    std::memcpy (rest, values + whole, (n - whole) * sizeof (float));
+    const auto restKeys = keysOf (ti, hn::Load (ti, rest));
+
+    const auto numBelow = [&] (std::int32_t limit)
+    {
+        const auto threshold = hn::Set (ti, limit);
+        auto counts = hn::IfThenElseZero (hn::Lt (restKeys, threshold), one);
+
+        for (std::size_t i = 0; i < whole; i += vectorLanes)
+            counts = hn::Add (counts, hn::IfThenElseZero (hn::Lt (hn::LoadU (ti, keys + i), threshold), one));
+
+        return static_cast<std::size_t> (hn::GetLane (hn::SumOfLanes (ti, counts)));
+    };
+
+    // The highest key that no more than index keys lie below, bit by bit; without their sign keys are in order.
+    std::uint32_t found = 0;
+
+    for (auto bit = sign; bit != 0; bit >>= 1)
+        if (numBelow (static_cast<std::int32_t> ((found | bit) ^ sign)) <= index)
+            found |= bit;
+
+    const auto lower = static_cast<std::int32_t> (found ^ sign);
+    auto upper = lower;
+
+    if (index + 1 < n && lower < highest && numBelow (lower + 1) == index + 1)
+    {
+        const auto limit = hn::Set (ti, lower);
+        const auto above = [&] (auto key)
+        { return hn::IfThenElse (hn::Gt (key, limit), key, hn::Set (ti, highest)); };
+        auto least = above (restKeys);
+
+        for (std::size_t i = 0; i < whole; i += vectorLanes)
+            least = hn::Min (least, above (hn::LoadU (ti, keys + i)));
+
+        upper = hn::GetLane (hn::MinOfLanes (ti, least));
+    }
+
+    const auto valueOf = [] (std::int32_t key)
+    { return std::bit_cast<float> (key < 0 ? key ^ highest : key); };
+    return { valueOf (lower), valueOf (upper) };
+}
+
+constexpr std::size_t blockLength = 1024; // summed in single precision
+
+/** Dot products of whole blocks that follow one another, added to total in turn: several at once, so that
+    additions need not wait for one another. */
+template <std::size_t numBlocks>
+HWY_INLINE void addDotProducts (double& total, const float* a, const float* b)
+{
+    Floats sums[numBlocks * vectorsPerPanel];
+    HWY_ALIGN float x[16];
+
+#pragma GCC unroll 16
+    for (auto& s : sums)
+        s = hn::Zero (tag);
+
+    for (std::size_t i = 0; i < blockLength; i += 16)
+#pragma GCC unroll 16
+        for (std::size_t s = 0; s < numBlocks * vectorsPerPanel; ++s)
+        {
+            const auto at = s / vectorsPerPanel * blockLength + i + s % vectorsPerPanel * vectorLanes;
+            sums[s] = hn::Add (sums[s], hn::Mul (hn::LoadU (tag, a + at), hn::LoadU (tag, b + at)));
+        }
+
+    for (std::size_t block = 0; block < numBlocks; ++block)
+    {
 #pragma GCC unroll 4
         for (std::size_t s = 0; s < vectorsPerPanel; ++s)
-            hn::Store (sums[s], tag, x + s * vectorLanes);
-
-        for (std::size_t lane = 0; i < end; ++i, ++lane)
-            x[lane] += a[i] * b[i];
+            hn::Store (sums[block * vectorsPerPanel + s], tag, x + s * vectorLanes);
 
         total += static_cast<double> (sumLanes (x));
     }
+}
 
-    return total;
+double DotProduct (const float* a, const float* b, std::size_t n)
+{
+    constexpr auto atOnce = std::max<std::size_t> (2, 8 / vectorsPerPanel);
+    double total = 0.0;
+    std::size_t start = 0;
+
+    for (; start + atOnce * blockLength <= n; start += atOnce * blockLength)
+        addDotProducts<atOnce> (total, a + start, b + start);
+
+    for (; start + blockLength <= n; start += blockLength)
+        addDotProducts<1> (total, a + start, b + start);
+
+    if (start == n)
+        return total;
+
+    Floats sums[vectorsPerPanel];
+    HWY_ALIGN float x[16];
+
+#pragma GCC unroll 4
+    for (auto& s : sums)
+        s = hn::Zero (tag);
+
+    for (; start + 16 <= n; start += 16)
+#pragma GCC unroll 4
+        for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+            sums[s] = hn::Add (sums[s],
+                               hn::Mul (hn::LoadU (tag, a + start + s * vectorLanes),
+                                        hn::LoadU (tag, b + start + s * vectorLanes)));
+
+#pragma GCC unroll 4
+    for (std::size_t s = 0; s < vectorsPerPanel; ++s)
+        hn::Store (sums[s], tag, x + s * vectorLanes);
+
+    for (std::size_t lane = 0; start < n; ++start, ++lane)
+        x[lane] += a[start] * b[start];
+
+    return total + static_cast<double> (sumLanes (x));
 }
 
 SignalLevel GetSignalLevel (const float* a, std::size_t n)
 {
     constexpr std::size_t step = 4 * 16; // four sums in each lane, so that additions need not wait
     SignalLevel result;
-    auto peaks = hn::Zero (tag);
+    Floats peaks[4];
 
-    for (std::size_t start = 0; start < n; start += 1024)
+#pragma GCC unroll 4
+    for (auto& peak : peaks)
+        peak = hn::Zero (tag);
+
+    for (std::size_t start = 0; start < n; start += blockLength)
     {
-        const auto end = std::min (n, start + 1024);
+        const auto end = std::min (n, start + blockLength);
         Floats sums[step / vectorLanes];
         HWY_ALIGN float x[step];
         auto i = start;
@@ -81,18 +215,14 @@ SignalLevel GetSignalLevel (const float* a, std::size_t n)
             s = hn::Zero (tag);
 
         for (; i + step <= end; i += step)
-        {
-            auto peak = hn::Zero (tag);
 #pragma GCC unroll 16
             for (std::size_t s = 0; s < step / vectorLanes; ++s)
             {
                 const auto value = hn::LoadU (tag, a + i + s * vectorLanes);
                 sums[s] = hn::Add (sums[s], hn::Mul (value, value));
+                auto& peak = peaks[s % 4];
                 peak = hn::Max (hn::Abs (value), peak); // with a NaN, the second
             }
-
-            peaks = hn::Max (peak, peaks);
-        }
 
 #pragma GCC unroll 16
         for (std::size_t s = 0; s < step / vectorLanes; ++s)
@@ -110,7 +240,9 @@ SignalLevel GetSignalLevel (const float* a, std::size_t n)
         result.squares += static_cast<double> (sumLanes (x));
     }
 
-    result.peak = std::max (result.peak, hn::GetLane (hn::MaxOfLanes (tag, peaks)));
+    for (const auto& peak : peaks)
+        result.peak = std::max (result.peak, hn::GetLane (hn::MaxOfLanes (tag, peak)));
+
     return result;
 }
 
@@ -155,6 +287,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tessivar::kernels
 {
+TESSIVAR_KERNEL (replaceNonFinite, ReplaceNonFinite);
+TESSIVAR_KERNEL (rankedValues, GetRankedValues);
 TESSIVAR_KERNEL (dotProduct, DotProduct);
 TESSIVAR_KERNEL (signalLevel, GetSignalLevel);
 TESSIVAR_KERNEL (addUp, AddUp);

@@ -11,6 +11,19 @@ namespace tessivar::kernels
     fixed tree: results are the same on every instruction set. No operation is fused.
 */
 
+/** Replaces infinities and NaNs by 0, and returns how many there were. */
+extern const Kernel<std::size_t (float* a, std::size_t n)> replaceNonFinite;
+
+/** Two neighbouring values in ascending order, the upper one the lower again at the end. */
+struct RankedValues
+{
+    float lower, upper;
+};
+
+/** Those at index and index + 1 of n > index values, none of them NaN. Uses the values up. Bits of the lower one are
+    found one after the other, each by counting: exact, n / 16 comparisons of vectors a bit. */
+extern const Kernel<RankedValues (float* values, std::size_t n, std::size_t index)> rankedValues;
+
 /** Sum of products, each rounded to single precision: blocks of 1024 in single precision, their sums in
     double. */
 extern const Kernel<double (const float* a, const float* b, std::size_t n)> dotProduct;
