@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/Memory.h"
 #include "terms/ChannelFolding.h"
 #include "terms/ChannelLayout.h"
 #include "terms/TrackFindings.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -25,7 +27,7 @@ public:
     [[nodiscard]] virtual bool read (std::int64_t start, std::span<float> dest) = 0;
 };
 
-/** Planes of an analysis that are kept outside memory: numPlanes() rows of floats of equal length.
+/** Large planes of an analysis, rows of floats of equal length, on disk or in memory.
 
     Reads and writes of different ranges may come from several worker threads at once. What was never written
     is undefined. A false return ends the analysis with storageFailed; the implementation keeps the reason.
@@ -37,6 +39,51 @@ public:
 
     [[nodiscard]] virtual bool write (int plane, std::int64_t start, std::span<const float> samples) = 0;
     [[nodiscard]] virtual bool read (int plane, std::int64_t start, std::span<float> dest) = 0;
+
+    /** A plane that lies in memory, on a 64-byte boundary if its length allows it, to be worked on where it is;
+        null for one on disk. */
+    [[nodiscard]] virtual float* inMemory (int /*plane*/) { return nullptr; }
+};
+
+/** Planes in memory, which is given back when this goes. */
+class MemoryPlanes final : public ScratchPlanes
+{
+public:
+    /** Whether planes of so many bytes belong in memory when nothing else is said. */
+    [[nodiscard]] static bool areWorth (std::uint64_t numBytes, std::uint64_t freeBytes)
+    {
+        return numBytes <= freeBytes / 4;
+    }
+
+    /** Throws std::bad_alloc when memory runs out. */
+    MemoryPlanes (int numPlanes, std::int64_t planeLength)
+        : memory (static_cast<std::size_t> (numPlanes) * static_cast<std::size_t> (planeLength)
+                      * sizeof (float),
+                  LargeMemory::Pages::ordinary), // touched once, in pieces
+          length (planeLength)
+    {
+    }
+
+    [[nodiscard]] bool write (int plane, std::int64_t start, std::span<const float> samples) override
+    {
+        std::copy (samples.begin(), samples.end(), inMemory (plane) + start);
+        return true;
+    }
+
+    [[nodiscard]] bool read (int plane, std::int64_t start, std::span<float> dest) override
+    {
+        std::copy_n (inMemory (plane) + start, dest.size(), dest.begin());
+        return true;
+    }
+
+    [[nodiscard]] float* inMemory (int plane) override
+    {
+        return static_cast<float*> (memory.data()) + plane * length;
+    }
+
+private:
+    LargeMemory memory;
+    const std::int64_t length;
 };
 
 /** Takes the result of one rendered track: its five best components, best first, before their gain. With the

@@ -433,7 +433,7 @@ WorkForecast forecastWork (const GroupState& group,
     forecast.spectraInMemory = engine.scratchBytes > 0
                                && (keeping.spectra == SpectraPlace::memory
                                    || (keeping.spectra == SpectraPlace::automatic
-                                       && engine.scratchBytes <= forecast.memoryFree / 4));
+                                       && MemoryPlanes::areWorth (engine.scratchBytes, forecast.memoryFree)));
     forecast.seconds = forecastSeconds (*shape, options.method, options.numThreads);
     (forecast.spectraInMemory ? forecast.memoryNeeded : forecast.diskNeeded) += engine.scratchBytes;
 

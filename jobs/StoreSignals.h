@@ -51,41 +51,6 @@ private:
     std::int64_t length;
 };
 
-/** Planes in memory, which is given back when this goes. */
-class MemoryPlanes final : public ScratchPlanes
-{
-public:
-    /** Throws std::bad_alloc when memory runs out. */
-    MemoryPlanes (int numPlanes, std::int64_t planeLength)
-        : memory (static_cast<std::size_t> (numPlanes) * static_cast<std::size_t> (planeLength)
-                      * sizeof (float),
-                  LargeMemory::Pages::ordinary), // touched once, in pieces
-          length (planeLength)
-    {
-    }
-
-    [[nodiscard]] bool write (int plane, std::int64_t start, std::span<const float> samples) override
-    {
-        std::copy (samples.begin(), samples.end(), at (plane, start));
-        return true;
-    }
-
-    [[nodiscard]] bool read (int plane, std::int64_t start, std::span<float> dest) override
-    {
-        std::copy_n (at (plane, start), dest.size(), dest.begin());
-        return true;
-    }
-
-private:
-    [[nodiscard]] float* at (int plane, std::int64_t start) const
-    {
-        return static_cast<float*> (memory.data()) + plane * length + start;
-    }
-
-    LargeMemory memory;
-    const std::int64_t length;
-};
-
 /** The components of a rendered track in a file of the store. */
 class StoreComponents final : public ComponentSink, public ComponentSource
 {

@@ -67,7 +67,9 @@ public:
 
         for (auto block = stretch.firstBlock; block < stretch.endBlock; ++block)
         {
-            if (! mask.readBlock (block, w.mask))
+            const auto* const codes = mask.readBlock (block, w.maskRoom);
+
+            if (codes == nullptr)
                 return AnalysisStatus::storageFailed;
 
             if (! readSource (*track.source,
@@ -76,7 +78,7 @@ public:
 
             // The track under its mask alone.
             w.forward (w.sourceFrames);
-            kernels::maskGains (w.gains.data(), w.mask.data(), 1.0f, w.mask.size());
+            kernels::maskGains (w.gains.data(), codes, 1.0f, shape.blockCodes());
             w.fft.prepare (w.spectrum.data());
             w.fft.overlapGained (signal.samples.data(), signal.carry, w.gains.data(), w.frameGains.data());
 

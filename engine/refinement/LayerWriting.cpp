@@ -104,7 +104,10 @@ private:
         if (layers.empty())
             return AnalysisStatus::completed;
 
-        if (! evidence.mask.readBlock (block, w.mask) || ! evidence.logRatios.readBlock (block, w.ratios))
+        const auto* const mask = evidence.mask.readBlock (block, w.maskRoom);
+        const auto* const ratios = evidence.logRatios.readBlock (block, w.ratioRoom);
+
+        if (mask == nullptr || ratios == nullptr)
             return AnalysisStatus::storageFailed;
 
         if (const auto status = read (block); status != AnalysisStatus::completed)
@@ -113,22 +116,21 @@ private:
         for (std::size_t band = 0; band < bands.count(); ++band)
         {
             const auto first = bands.firstBin (band);
-            kernels::bandLogits (
-                w.logits.data() + first * blockFrames,
-                reinterpret_cast<const std::int16_t*> (w.ratios.data()) + first * blockFrames,
-                evidence.bands.gainLogit (band) + static_cast<std::size_t> (block) * blockFrames,
-                SeparationEvidence::gainRatioWeight,
-                bands.endBin (band) - first);
+            kernels::bandLogits (w.logits.data() + first * blockFrames,
+                                 reinterpret_cast<const std::int16_t*> (ratios) + first * blockFrames,
+                                 evidence.bands.gainLogit (band)
+                                     + static_cast<std::size_t> (block) * blockFrames,
+                                 SeparationEvidence::gainRatioWeight,
+                                 bands.endBin (band) - first);
         }
 
-        kernels::logarithms (w.logTotals.data(), w.sourcePowers.data(), w.mask.size());
+        kernels::logarithms (w.logTotals.data(), w.sourcePowers.data(), shape.blockCodes());
         const kernels::GainEvidence shared{
-            w.logits.data(), w.logTotals.data(), w.mask.data(), SeparationEvidence::gainOutputWeight
+            w.logits.data(), w.logTotals.data(), mask, SeparationEvidence::gainOutputWeight
         };
 
         if (isOwnBlock)
-            kernels::foreignPowers (
-                w.outputPowers.data(), w.sourcePowers.data(), w.mask.data(), w.mask.size());
+            kernels::foreignPowers (w.outputPowers.data(), w.sourcePowers.data(), mask, shape.blockCodes());
 
         for (const auto layer : layers)
         {

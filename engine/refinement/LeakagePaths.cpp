@@ -139,6 +139,7 @@ private:
         auto& codes = w.codes[0];
         codes.resize (std::max (codes.size(), shape.blockCodes()));
         std::int64_t blockInHand = -1;
+        const std::uint16_t* blockCodes = nullptr;
 
         if (! w.load (*run.tracks[ends.tracks[n]].source, std::span (frames).subspan (first, count), shape))
             return AnalysisStatus::readFailed;
@@ -151,13 +152,16 @@ private:
             const auto block = t / static_cast<std::int64_t> (blockFrames);
             const auto lane = static_cast<std::size_t> (t) % blockFrames;
 
-            if (block != blockInHand && ! mask->readBlock (block, w.mask))
+            if (block != blockInHand)
+                blockCodes = mask->readBlock (block, w.maskRoom);
+
+            if (blockCodes == nullptr)
                 return AnalysisStatus::storageFailed;
 
             blockInHand = block;
 
             for (std::size_t bin = 0; bin < shape.numBins; ++bin)
-                codes[bin * blockFrames + l] = w.mask[bin * blockFrames + lane];
+                codes[bin * blockFrames + l] = blockCodes[bin * blockFrames + lane];
         }
 
         kernels::maskGains (w.gains.data(), codes.data(), LeakagePaths::maskExponent, w.gains.size());

@@ -106,7 +106,7 @@ private:
 
         for (const auto i : ends.tracks)
         {
-            if (! masks[i]->readBlock (block, of (i).mask))
+            if (of (i).mask = masks[i]->readBlock (block, of (i).maskRoom); of (i).mask == nullptr)
                 return AnalysisStatus::storageFailed;
 
             w.fft.load (of (i).frames.samples());
@@ -131,7 +131,7 @@ private:
             {
                 auto& drum = of (ends.drums[d]);
                 kernels::maskGains (w.gains.data(),
-                                    drum.mask.data() + first * blockFrames,
+                                    drum.mask + first * blockFrames,
                                     LeakagePaths::maskExponent,
                                     numBins * blockFrames);
                 kernels::maskWithDelay (w.maskedDrums.data() + d * drumStride,
@@ -183,7 +183,7 @@ private:
                 kernels::subtractionSums (sums.data(),
                                           track.spectrum.data() + 2 * bin * blockFrames,
                                           track.leakage.data() + 2 * bin * blockFrames,
-                                          track.mask.data() + bin * blockFrames,
+                                          track.mask + bin * blockFrames,
                                           run.bands.endBin (band) - bin);
                 auto& evidence = model.tracks[i].evidence;
                 std::copy_n (sums.data() + lane, count, evidence.total (band) + at);
@@ -207,7 +207,7 @@ private:
 
         for (const auto j : ends.drums)
         {
-            kernels::maskGains (gains, of (j).mask.data(), LeakagePaths::maskExponent, numGains);
+            kernels::maskGains (gains, of (j).mask, LeakagePaths::maskExponent, numGains);
             low.drums[j]->write (part, w.low.overlap (of (j).spectrum.data(), gains, of (j).lowDrumCarry));
         }
 
@@ -312,7 +312,7 @@ std::optional<Remainders> subtractLeakage (
     for (const auto i : ends.microphones)
     {
         low.microphones[i].emplace (run.shape);
-        remainders[i].emplace (std::move (model.tracks[i].spare));
+        remainders[i].emplace (std::move (model.tracks[i].logRatios));
         model.tracks[i].evidence.beginRemainder();
         taken.emplace_back (static_cast<std::size_t> (run.shape.numFrames));
     }

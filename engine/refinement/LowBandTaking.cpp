@@ -46,9 +46,11 @@ private:
     [[nodiscard]] bool readGains (std::int64_t block)
     {
         constexpr auto numGains = lowBand::numBins * blockFrames;
-        const auto mask = std::span (w.mask).first (numGains), ratios = std::span (w.ratios).first (numGains);
+        const auto* const mask = evidence.mask.readBlock (block, std::span (w.maskRoom).first (numGains));
+        const auto* const ratios =
+            evidence.logRatios.readBlock (block, std::span (w.ratioRoom).first (numGains));
 
-        if (! evidence.mask.readBlock (block, mask) || ! evidence.logRatios.readBlock (block, ratios))
+        if (mask == nullptr || ratios == nullptr)
             return false;
 
         for (std::size_t band = 0; band < run.bands.count(); ++band)
@@ -57,18 +59,18 @@ private:
                        end = std::min (run.bands.endBin (band), lowBand::numBins);
 
             if (first < end)
-                kernels::bandLogits (
-                    w.logits.data() + first * blockFrames,
-                    reinterpret_cast<const std::int16_t*> (ratios.data()) + first * blockFrames,
-                    evidence.bands.gainLogit (band) + static_cast<std::size_t> (block) * blockFrames,
-                    SeparationEvidence::gainRatioWeight,
-                    end - first);
+                kernels::bandLogits (w.logits.data() + first * blockFrames,
+                                     reinterpret_cast<const std::int16_t*> (ratios) + first * blockFrames,
+                                     evidence.bands.gainLogit (band)
+                                         + static_cast<std::size_t> (block) * blockFrames,
+                                     SeparationEvidence::gainRatioWeight,
+                                     end - first);
         }
 
         auto* const gains = w.low.gains.data();
         kernels::maskLayerGains (
             gains,
-            { w.logits.data(), w.logTotals.data(), mask.data(), SeparationEvidence::gainOutputWeight },
+            { w.logits.data(), w.logTotals.data(), mask, SeparationEvidence::gainOutputWeight },
             lowBand::numBins);
         const auto effect = static_cast<float> (supportedEffect (run.findings (track)));
 

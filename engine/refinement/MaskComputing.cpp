@@ -28,41 +28,45 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
     const auto& shape = run.shape;
     const auto& tiles = fitted.logRatios;
     MaskPlane mask (std::move (fitted.spareForMask));
+    LogRatioPlane logRatios (std::move (fitted.spareForRatios));
     const auto isDone = run.forEach (
         static_cast<std::size_t> (shape.numSegments),
         progress,
         [&] (std::size_t segment, Workspace& w)
         {
-            auto &tile = w.codes[0], &maskTile = w.codes[1], &blocks = w.codes[2];
+            auto &room = w.codes[0], &maskTile = w.codes[1], &roomForBlocks = w.codes[2];
 
-            for (auto* codes : { &tile, &maskTile, &blocks })
+            for (auto* codes : { &room, &maskTile, &roomForBlocks })
                 codes->resize (shape.tileCodes());
 
-            if (! tiles.read (segment, 0, tile))
+            const auto* const tile = tiles.read (segment, 0, room);
+
+            if (tile == nullptr)
                 return AnalysisStatus::storageFailed;
 
             for (std::size_t band = 0; band < run.bands.count(); ++band)
                 for (auto bin = run.bands.firstBin (band); bin < run.bands.endBin (band); ++bin)
                     kernels::packMask (maskTile.data() + bin * tileFrames,
-                                       reinterpret_cast<const std::int16_t*> (tile.data()) + bin * tileFrames,
+                                       reinterpret_cast<const std::int16_t*> (tile) + bin * tileFrames,
                                        fitted.evidence.maskLogit (band) + segment * tileFrames,
                                        SeparationEvidence::maskRatioWeight,
                                        tileFrames);
 
-            tileToBlocks (blocks, maskTile);
+            const auto put = [&] (const BlockPlane& plane, std::span<const std::uint16_t> codes)
+            {
+                const auto blocks = plane.roomFor (segment * tileBlocks, roomForBlocks);
+                tileToBlocks (blocks, codes);
+                return plane.write (segment * tileBlocks, blocks);
+            };
 
-            if (! mask.write (segment * tileBlocks, blocks))
-                return AnalysisStatus::storageFailed;
-
-            // As large as the tile, and in its place.
-            tileToBlocks (blocks, tile);
-            return completedIf (tiles.write (segment, 0, blocks), AnalysisStatus::storageFailed);
+            return completedIf (put (mask, maskTile) && put (logRatios, { tile, shape.tileCodes() }),
+                                AnalysisStatus::storageFailed);
         });
 
     if (! isDone)
         return std::nullopt;
 
-    return std::pair (std::move (mask), LogRatioPlane (std::move (fitted.logRatios)));
+    return std::pair (std::move (mask), std::move (logRatios));
 }
 
 namespace

@@ -38,7 +38,7 @@ std::size_t binsOfBlock (const SpectrumShape& shape, std::size_t numTracks)
     return std::max (std::size_t{ 1 }, blockBytes / sizeof (std::uint16_t) / codesOfBin (shape, numTracks));
 }
 
-/** Neighbouring bins of one band, all tracks and frames. */
+/** Neighbouring bins of one band, all tracks and frames: where they lie in memory, or read from disk. */
 class BinBlock
 {
 public:
@@ -48,7 +48,8 @@ public:
               std::size_t first,
               std::size_t count)
         : run (r), powers (p), w (workspace), firstBin (first), numBins (count),
-          numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape))
+          numSegments (static_cast<std::size_t> (r.shape.numSegments)), rowStride (rowFrames (r.shape)),
+          pieces (planesPerTrack * r.tracks.size() * numSegments)
     {
         const auto numTracks = run.tracks.size();
 
@@ -58,7 +59,7 @@ public:
 
         // Whole large pages from the system; a vector would fill it with zeros first.
         if (const auto numFloats = numBins * codesOfBin (run.shape, numTracks) / 2;
-            w.blockCodes.size() < numFloats)
+            ! isInMemory() && w.blockCodes.size() < numFloats)
             w.blockCodes = AlignedBuffer (numFloats);
 
         if (const auto numFloats = floatsOfBin (run.shape, numTracks); w.blockRows.size() != numFloats)
@@ -71,9 +72,14 @@ public:
             [&] (std::size_t i, std::size_t segment)
             {
                 const auto& track = powers.tracks[i];
-                return track.upper.read (segment, firstBin, codes (power, i, segment))
-                       && track.lower.read (segment, firstBin, codes (lower, i, segment))
-                       && track.ownDrum.read (segment, firstBin, codes (own, i, segment));
+                const auto isRead = [&] (Kind kind, const TilePlane& plane)
+                {
+                    auto& codes = pieces[pieceOf (kind, i, segment)];
+                    codes = plane.read (segment, firstBin, roomOf (kind, i, segment));
+                    return codes != nullptr;
+                };
+                return isRead (power, track.upper) && isRead (lower, track.lower)
+                       && isRead (own, track.ownDrum);
             });
     }
 
@@ -82,7 +88,10 @@ public:
     {
         return forEachPiece (
             [&] (std::size_t i, std::size_t segment)
-            { return powers.tracks[i].upper.write (segment, firstBin, codes (power, i, segment)); });
+            {
+                return powers.tracks[i].upper.write (
+                    segment, firstBin, { codes (power, i, segment), numBins * tileFrames });
+            });
     }
 
     [[nodiscard]] bool fit (InterferenceModel& model,
@@ -96,11 +105,11 @@ public:
             for (std::size_t segment = 0; segment < numSegments; ++segment)
             {
                 kernels::joinFloats (row (power, i) + segment * tileFrames,
-                                     codes (power, i, segment).data() + bin * tileFrames,
-                                     codes (lower, i, segment).data() + bin * tileFrames,
+                                     codes (power, i, segment) + bin * tileFrames,
+                                     codes (lower, i, segment) + bin * tileFrames,
                                      tileFrames);
                 kernels::unpackPowers (row (own, i) + segment * tileFrames,
-                                       codes (own, i, segment).data() + bin * tileFrames,
+                                       codes (own, i, segment) + bin * tileFrames,
                                        tileFrames);
             }
 
@@ -122,7 +131,7 @@ public:
             kernels::accumulate (evidence[i].leakage (band), row (power, i), rowStride);
 
             for (std::size_t segment = 0; segment < numSegments; ++segment)
-                kernels::packLogRatios (reinterpret_cast<std::int16_t*> (codes (power, i, segment).data())
+                kernels::packLogRatios (reinterpret_cast<std::int16_t*> (codes (power, i, segment))
                                             + bin * tileFrames,
                                         row (own, i) + segment * tileFrames,
                                         row (power, i) + segment * tileFrames,
@@ -158,11 +167,24 @@ private:
         return AnalysisStatus::completed;
     }
 
-    [[nodiscard]] std::span<std::uint16_t> codes (Kind kind, std::size_t track, std::size_t segment)
+    [[nodiscard]] bool isInMemory() const { return powers.tracks.front().upper.isInMemory(); }
+
+    [[nodiscard]] std::size_t pieceOf (Kind kind, std::size_t track, std::size_t segment) const
     {
-        const auto piece = numBins * tileFrames;
-        return std::span (reinterpret_cast<std::uint16_t*> (w.blockCodes.data()), 2 * w.blockCodes.size())
-            .subspan (((kind * run.tracks.size() + track) * numSegments + segment) * piece, piece);
+        return (kind * run.tracks.size() + track) * numSegments + segment;
+    }
+
+    [[nodiscard]] std::span<std::uint16_t> roomOf (Kind kind, std::size_t track, std::size_t segment)
+    {
+        const auto size = numBins * tileFrames;
+        auto* const room = reinterpret_cast<std::uint16_t*> (w.blockCodes.data());
+        return { isInMemory() ? nullptr : room + pieceOf (kind, track, segment) * size, size };
+    }
+
+    /** Of all bins, once they are read. */
+    [[nodiscard]] std::uint16_t* codes (Kind kind, std::size_t track, std::size_t segment) const
+    {
+        return pieces[pieceOf (kind, track, segment)];
     }
 
     [[nodiscard]] float* row (Kind kind, std::size_t track)
@@ -174,6 +196,7 @@ private:
     const GatheredPowers& powers;
     Workspace& w;
     const std::size_t firstBin, numBins, numSegments, rowStride;
+    std::vector<std::uint16_t*> pieces;   // codes by kind, track and segment
     std::vector<std::size_t> numSounding; // frames of each track
 };
 } // namespace

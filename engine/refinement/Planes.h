@@ -11,19 +11,22 @@
 namespace tessivar::refinement
 {
 
-/** Handle of a scratch plane of 16-bit codes, two to a float. A pass that overwrites a plane takes the handle
+/** Handle of a scratch plane of 16-bit codes, two to a float. Codes of a plane in memory are worked on where
+    they are, others in room that the caller gives. A pass that overwrites a plane takes the handle
     and returns one of another type, so that a plane can't be read as what it no longer holds. Several threads
     may use different ranges at once. */
 class Plane
 {
 public:
     Plane (ScratchPlanes& scratch, int planeIndex, const SpectrumShape& spectra)
-        : planes (&scratch), index (planeIndex), shape (&spectra)
+        : planes (&scratch), index (planeIndex), shape (&spectra),
+          memory (reinterpret_cast<std::uint16_t*> (scratch.inMemory (index)))
     {
     }
 
     Plane (Plane&& other) noexcept
-        : planes (std::exchange (other.planes, nullptr)), index (other.index), shape (other.shape)
+        : planes (std::exchange (other.planes, nullptr)), index (other.index), shape (other.shape),
+          memory (other.memory)
     {
     }
 
@@ -31,24 +34,40 @@ public:
     Plane& operator= (const Plane&) = delete;
     Plane& operator= (Plane&&) = delete;
 
+    [[nodiscard]] bool isInMemory() const { return memory != nullptr; }
+
 protected:
+    /** Where codes are put before they are written: the plane itself if it lies in memory, else the room. */
+    [[nodiscard]] std::span<std::uint16_t> roomAt (std::size_t start, std::span<std::uint16_t> room) const
+    {
+        return isInMemory() ? std::span (memory + start, room.size()) : room;
+    }
+
     [[nodiscard]] bool writeCodes (std::size_t start, std::span<const std::uint16_t> codes) const
     {
+        if (isInMemory() && codes.data() == memory + start)
+            return true;
+
         return planes->write (index,
                               static_cast<std::int64_t> (start / 2),
                               { reinterpret_cast<const float*> (codes.data()), codes.size() / 2 });
     }
 
-    [[nodiscard]] bool readCodes (std::size_t start, std::span<std::uint16_t> codes) const
+    /** Codes where they lie in memory, else read into the room; null when they can't be read. */
+    [[nodiscard]] std::uint16_t* readCodes (std::size_t start, std::span<std::uint16_t> room) const
     {
-        return planes->read (index,
-                             static_cast<std::int64_t> (start / 2),
-                             { reinterpret_cast<float*> (codes.data()), codes.size() / 2 });
+        const auto codes = roomAt (start, room);
+        const auto isRead = isInMemory()
+                            || planes->read (index,
+                                             static_cast<std::int64_t> (start / 2),
+                                             { reinterpret_cast<float*> (codes.data()), codes.size() / 2 });
+        return isRead ? codes.data() : nullptr;
     }
 
     ScratchPlanes* planes;
     int index;
     const SpectrumShape* shape;
+    std::uint16_t* memory; // null: on disk
 };
 
 /** Codes of powers by segment of 256 frames, bin and frame: what works on the whole length of a bin reads
@@ -66,9 +85,16 @@ public:
         return writeCodes (segment * shape->tileCodes() + firstBin * tileFrames, codes);
     }
 
-    [[nodiscard]] bool read (std::size_t segment, std::size_t firstBin, std::span<std::uint16_t> codes) const
+    /** For the whole segment. */
+    [[nodiscard]] std::span<std::uint16_t> roomFor (std::size_t segment, std::span<std::uint16_t> room) const
     {
-        return readCodes (segment * shape->tileCodes() + firstBin * tileFrames, codes);
+        return roomAt (segment * shape->tileCodes(), room);
+    }
+
+    [[nodiscard]] std::uint16_t*
+    read (std::size_t segment, std::size_t firstBin, std::span<std::uint16_t> room) const
+    {
+        return readCodes (segment * shape->tileCodes() + firstBin * tileFrames, room);
     }
 };
 
@@ -91,9 +117,15 @@ public:
         return writeCodes (first * shape->blockCodes(), codes);
     }
 
-    [[nodiscard]] bool readBlock (std::int64_t block, std::span<std::uint16_t> codes) const
+    [[nodiscard]] std::span<std::uint16_t> roomFor (std::size_t first, std::span<std::uint16_t> room) const
     {
-        return readCodes (static_cast<std::size_t> (block) * shape->blockCodes(), codes);
+        return roomAt (first * shape->blockCodes(), room);
+    }
+
+    /** The first bins of a block, as many as the room holds. */
+    [[nodiscard]] const std::uint16_t* readBlock (std::int64_t block, std::span<std::uint16_t> room) const
+    {
+        return readCodes (static_cast<std::size_t> (block) * shape->blockCodes(), room);
     }
 };
 
@@ -104,7 +136,7 @@ public:
     using BlockPlane::BlockPlane;
 };
 
-/** A track's log ratios, where their tiles were. */
+/** A track's log ratios. */
 class LogRatioPlane : public BlockPlane
 {
 public:

@@ -128,8 +128,9 @@ private:
     [[nodiscard]] bool
     write (std::size_t segment, const TilePlane& plane, std::span<const std::uint16_t> blocks)
     {
-        blocksToTile (w.tile, blocks);
-        return plane.write (segment, 0, w.tile);
+        const auto tile = plane.roomFor (segment, w.tile);
+        blocksToTile (tile, blocks);
+        return plane.write (segment, 0, tile);
     }
 
     const SpectrumShape& shape;

@@ -109,8 +109,8 @@ class CommonHits;
 struct FittedTrack
 {
     LogRatioTiles logRatios;
-    Plane spare, spareForMask;   // no longer in use
-    SeparationEvidence evidence; // summed up over bands, and then weighed
+    Plane spareForRatios, spareForMask; // no longer in use
+    SeparationEvidence evidence;        // summed up over bands, and then weighed
 };
 
 struct FittedModel
@@ -135,7 +135,7 @@ struct FittedModel
 /** Weighs the evidence of all tracks that are rendered, and fills their findings' leakage. */
 [[nodiscard]] bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progress);
 
-/** Makes a track's mask of its log ratios, which are put into blocks. */
+/** Makes a track's mask of its log ratios, and puts these into blocks; the plane of their tiles is free then. */
 [[nodiscard]] std::optional<std::pair<MaskPlane, LogRatioPlane>>
 computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 

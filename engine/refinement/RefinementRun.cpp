@@ -11,8 +11,8 @@ Workspace::Workspace (const SpectrumShape& shape, std::span<const float> window)
     : fft (window), spectrum (fft.spectrumFloats()), lastFrame (2 * shape.numBins),
       sourcePowers (shape.blockCodes()), outputPowers (shape.blockCodes()), logits (shape.blockCodes()),
       logTotals (shape.blockCodes()), gains (shape.blockCodes()), sourceFrames (shape),
-      source (shape.blockSamples()), rendered (channelLayout::numBestComponents), mask (shape.blockCodes()),
-      ratios (shape.blockCodes()), low (shape, window)
+      source (shape.blockSamples()), rendered (channelLayout::numBestComponents),
+      maskRoom (shape.blockCodes()), ratioRoom (shape.blockCodes()), low (shape, window)
 {
     // Four windows squared add up to two.
     frameGains.fill (2.0f / static_cast<float> (shape.rate.frameLength));

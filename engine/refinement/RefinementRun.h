@@ -25,7 +25,7 @@ struct SubtractionBuffers
 {
     explicit SubtractionBuffers (const SpectrumShape& shape)
         : frames (shape), spectrum (2 * shape.blockCodes()), leakage (2 * shape.blockCodes()),
-          last (2 * shape.numBins), mask (shape.blockCodes()),
+          last (2 * shape.numBins), maskRoom (shape.blockCodes()),
           carry (static_cast<std::size_t> (shape.rate.hop)), lowDrumCarry (lowBand::hop),
           lowRemainderCarry (lowBand::hop)
     {
@@ -33,7 +33,8 @@ struct SubtractionBuffers
 
     FrameStream frames;
     AlignedBuffer spectrum, leakage, last;
-    std::vector<std::uint16_t> mask;
+    std::vector<std::uint16_t> maskRoom;
+    const std::uint16_t* mask = nullptr; // of the block
     OverlapCarry carry, lowDrumCarry, lowRemainderCarry;
 };
 
@@ -82,7 +83,7 @@ struct Workspace
     StandardOutputReader outputReader;
     std::vector<float> source;                       // of a block
     std::vector<std::vector<float>> rendered;        // parts of a block
-    std::vector<std::uint16_t> mask, ratios;         // of a block
+    std::vector<std::uint16_t> maskRoom, ratioRoom;  // for a block of a plane on disk
     std::array<std::vector<std::uint16_t>, 3> codes; // of segments
     std::vector<std::uint16_t> tile;
     AlignedBuffer blockCodes;                    // the model's block of bins, two codes a float
