@@ -1,5 +1,6 @@
 #include "benchmarks/FileStorage.h"
 
+#include "platform/Memory.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -203,7 +205,14 @@ FileStorage::~FileStorage() = default;
 
 ScratchPlanes* FileStorage::spectrograms (int numPlanes, std::int64_t floatsPerPlane)
 {
-    spectrogramPlanes = std::make_unique<Planes> (folder + "/spectrograms", numPlanes, floatsPerPlane);
+    const auto numBytes =
+        static_cast<std::uint64_t> (numPlanes) * static_cast<std::uint64_t> (floatsPerPlane) * sizeof (float);
+
+    if (MemoryPlanes::areWorth (numBytes, freeMemory().value_or (0)))
+        spectrogramPlanes = std::make_unique<MemoryPlanes> (numPlanes, floatsPerPlane);
+    else
+        spectrogramPlanes = std::make_unique<Planes> (folder + "/spectrograms", numPlanes, floatsPerPlane);
+
     return spectrogramPlanes.get();
 }
 
@@ -223,9 +232,16 @@ ComponentSource* FileStorage::standard (int trackIndex)
 ComponentSink* FileStorage::refined (int trackIndex, const TrackFindings&)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
-    refinedResults[i] =
-        std::make_unique<Result> (folder + "/refined" + std::to_string (trackIndex), lengths[i]);
-    return refinedResults[i].get();
+    auto& result = refinedResults[i];
+
+    // The file of the track before has its room on disk.
+    if (const auto done = std::exchange (lastRefined, i);
+        done < lengths.size() && lengths[done] == lengths[i])
+        result = std::move (standardResults[done]);
+    else
+        result = std::make_unique<Result> (folder + "/refined" + std::to_string (trackIndex), lengths[i]);
+
+    return result.get();
 }
 
 std::uint64_t FileStorage::checksum() const

@@ -44,7 +44,7 @@ private:
     FloatFile file;
 };
 
-/** Spectrogram planes and components in real files, as the product keeps them. */
+/** Components in real files, and planes of spectra in memory or in a file, as the product keeps them. */
 class FileStorage : public AnalysisStorage
 {
 public:
@@ -64,9 +64,11 @@ private:
     class Planes;
     class Result;
 
+    std::size_t lastRefined = SIZE_MAX; // none yet
+
     const std::string folder;
     const std::vector<std::int64_t> lengths;
-    std::unique_ptr<Planes> spectrogramPlanes;
+    std::unique_ptr<ScratchPlanes> spectrogramPlanes;
     std::vector<std::unique_ptr<Result>> standardResults,
         refinedResults; // by track; null for those not rendered
 };
