@@ -11,7 +11,6 @@ namespace
 {
 constexpr double exactPause = 0.02;     // s without a change before exact columns are asked for
 constexpr double processedPause = 0.05; // s without a change before a whole processed track is read
-constexpr double longestExact = 60.0;   // s read at once for exact columns; the whole track covers more
 constexpr double playingGrace = 0.3;    // s
 constexpr double largestHorizontalZoom = 0.9, largestVerticalZoom = 1.4;
 
@@ -280,8 +279,7 @@ void WaveController::sendExactRequest()
 {
     const auto request = *std::exchange (exactRequest, std::nullopt);
 
-    if (shown != nullptr
-        && request.numColumns * request.samplesPerColumn / shown->sampleRate() <= longestExact)
+    if (shown != nullptr)
         waveforms.requestExact (shown->state(), request, soundingWeights (shown->state()));
 }
 

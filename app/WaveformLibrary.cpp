@@ -10,6 +10,7 @@ namespace
 {
 constexpr std::int64_t framesPerPiece = 65536; // of pyramids
 constexpr std::int64_t framesPerBlock = 16384; // of exact columns
+constexpr double longestRead = 60.0 * 48000.0; // frames, all of which are read for exact columns
 
 std::shared_ptr<TrackSamples> samplesOf (const TrackState& track)
 {
@@ -82,7 +83,10 @@ void WaveformLibrary::setTracks (const std::vector<TrackState>& tracks)
         entry->waveform->source = std::make_shared<EnvelopePyramid> (track.lengthInSamples());
 
         if (track.rendered != nullptr)
+        {
             entry->waveform->energies = std::make_shared<ChannelEnergyPyramid> (track.lengthInSamples());
+            entry->peaks = std::make_shared<ChannelPeaks> (track.lengthInSamples());
+        }
 
         entries.push_back (std::move (entry));
     }
@@ -124,8 +128,9 @@ void WaveformLibrary::requestExact (const TrackState& track,
                                     const WaveEnvelopeRequest& request,
                                     const ChannelWeights& weights)
 {
+    const auto entry = entryOf (track.contentId);
     const std::lock_guard guard (lock);
-    exactTask = ExactTask{ samplesOf (track), request, weights };
+    exactTask = ExactTask{ samplesOf (track), entry != nullptr ? entry->peaks : nullptr, request, weights };
     newestRequest.fetch_add (1);
     wake.notify_all();
 }
@@ -256,7 +261,10 @@ void WaveformLibrary::readPiece (Entry& entry)
     }
 
     if (energies != nullptr)
+    {
         energies->append (frames);
+        entry.peaks->append (frames);
+    }
 
     pickSource (frames, entry.samples->numChannels(), signal);
     source->append (signal);
@@ -288,12 +296,40 @@ void WaveformLibrary::readPiece (const std::shared_ptr<ProcessedTask>& task)
     }
 }
 
+std::optional<WaveExactEnvelope> WaveformLibrary::readExtremes (const ExactTask& task)
+{
+    const auto serial = newestRequest.load();
+    const auto read = [&] (std::int64_t start, std::span<float> dest)
+    {
+        frames.resize (dest.size() * channelLayout::numRendered);
+
+        // A newer request has come, or the end.
+        if (newestRequest.load() != serial || ! task.samples->readFrames (start, frames))
+            return false;
+
+        weigh (frames, task.weights, dest);
+        return true;
+    };
+    auto columns = task.peaks->findColumns (task.request, task.weights, read);
+
+    if (! columns)
+        return std::nullopt;
+
+    return WaveExactEnvelope{ task.request.serial, task.request.firstColumn, {}, std::move (*columns) };
+}
+
 std::optional<WaveExactEnvelope> WaveformLibrary::readExact (const ExactTask& task)
 {
     const auto& request = task.request;
     const auto serial = newestRequest.load();
 
     if (task.samples == nullptr || request.numColumns <= 0)
+        return std::nullopt;
+
+    if (! request.wantsSource && task.peaks != nullptr && task.peaks->isComplete())
+        return readExtremes (task);
+
+    if (request.numColumns * request.samplesPerColumn > longestRead)
         return std::nullopt;
 
     const auto numChannels = task.samples->numChannels();

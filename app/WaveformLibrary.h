@@ -3,6 +3,7 @@
 #include "model/GroupState.h"
 #include "terms/ChannelLayout.h"
 #include "ui/wave/ChannelEnergyPyramid.h"
+#include "ui/wave/ChannelPeaks.h"
 #include "ui/wave/EnvelopePyramid.h"
 #include "ui/wave/WaveContent.h"
 
@@ -50,7 +51,8 @@ public:
     [[nodiscard]] bool isReading() const { return busy.load (std::memory_order_relaxed); }
 
     /** Reads the columns of a request; the newest request takes the place of any before. The answer comes on
-        the message thread, by onExactEnvelope.
+        the message thread, by onExactEnvelope; none comes for more than a minute of a track that is still
+        being read.
     */
     void
     requestExact (const TrackState& track, const WaveEnvelopeRequest& request, const ChannelWeights& weights);
@@ -82,11 +84,13 @@ private:
     struct Entry : Reading
     {
         std::shared_ptr<TrackWaveform> waveform;
+        std::shared_ptr<ChannelPeaks> peaks; // null unless rendered; on the library's thread
     };
 
     struct ExactTask
     {
         std::shared_ptr<TrackSamples> samples;
+        std::shared_ptr<const ChannelPeaks> peaks; // null: every sample is read
         WaveEnvelopeRequest request;
         ChannelWeights weights{};
     };
@@ -105,6 +109,7 @@ private:
     void readPiece (Entry& entry);
     void readPiece (const std::shared_ptr<ProcessedTask>& task);
     [[nodiscard]] std::optional<WaveExactEnvelope> readExact (const ExactTask& task);
+    [[nodiscard]] std::optional<WaveExactEnvelope> readExtremes (const ExactTask& task);
     void handleAsyncUpdate() override;
 
     std::vector<std::shared_ptr<Entry>> known; // message thread

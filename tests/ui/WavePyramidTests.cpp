@@ -1,4 +1,5 @@
 #include "terms/ChannelLayout.h"
+#include "ui/wave/ChannelPeaks.h"
 #include "ui/wave/StrongHits.h"
 
 #include "tests/ui/WaveSignals.h"
@@ -227,4 +228,72 @@ TEST_CASE ("findStrongHits", "[ui][wave]")
         CHECK (extendedToHit (hits, {}, 2.5, -1, 9.0) == WaveRange{ 1.0, 2.5 });
         CHECK (extendedToHit (hits, WaveRange{ 4.0, 9.0 }, 4.0, 1, 9.0) == WaveRange{ 4.0, 9.0 });
     }
+}
+
+TEST_CASE ("ChannelPeaks", "[ui][wave]")
+{
+    // Drums, and below them what bounds must hold for: a sum of parts that is not the source, more than can be
+    // stored, and a last block that is cut short.
+    const std::int64_t length = 48000 * 20 + 100;
+    std::vector<float> frames;
+    WaveDrums drums;
+    WaveNoise noise (11);
+
+    for (std::int64_t i = 0; i < length; ++i)
+    {
+        auto frame = drums.frame (static_cast<double> (i) / 48000.0);
+        frame[1] = 0.01f * noise.next();
+        frame[4] = 0.05f * noise.next();
+        frame[6] += 0.06f * noise.next() + (i == 70000 ? 3.0f : 0.0f);
+        frames.insert (frames.end(), frame.begin(), frame.end());
+    }
+
+    ChannelPeaks peaks (length);
+
+    for (std::size_t at = 0; at < frames.size(); at += 7 * 1000)
+        peaks.append ({ frames.data() + at, std::min<std::size_t> (7 * 1000, frames.size() - at) });
+
+    REQUIRE (peaks.isComplete());
+    const auto weights = GENERATE (keepOwnDrum,
+                                   ChannelWeights{ 1.0f, 1.0f, 1.0f, 0.4f, 0.0f, 0.0f, 0.0f },
+                                   ChannelWeights{ 0.7f, 0.7f, 0.7f, 0.7f, 0.7f, 0.2f, 0.3f },
+                                   ChannelWeights{ 0.0f, 0.0f, 0.0f, 0.0f, -1.0f, -1.0f, 1.0f });
+    std::size_t numRead = 0;
+    const auto read = [&] (std::int64_t start, std::span<float> dest)
+    {
+        numRead += dest.size();
+
+        for (std::size_t i = 0; i < dest.size(); ++i)
+        {
+            dest[i] = 0.0f;
+
+            for (std::size_t c = 0; c < 7; ++c)
+                dest[i] += weights[c] * frames[(static_cast<std::size_t> (start) + i) * 7 + c];
+        }
+
+        return true;
+    };
+    std::vector<float> all (static_cast<std::size_t> (length));
+    REQUIRE (read (0, all));
+    numRead = 0;
+
+    for (const auto& [first, spacing] : { std::pair<std::int64_t, double>{ 0, 9600.5 }, { 120, 700.3 } })
+    {
+        const auto numColumns =
+            static_cast<int> (static_cast<double> (length) / spacing) + 1 - static_cast<int> (first);
+        WaveColumnBuilder builder (first, spacing, numColumns);
+        builder.add (0, all);
+        const auto found = peaks.findColumns ({ 1, first, spacing, numColumns, false, true }, weights, read);
+        REQUIRE (found.has_value());
+        const auto [different, expected] =
+            std::mismatch (found->begin(), found->end(), builder.columns().begin(), builder.columns().end());
+        CAPTURE (spacing, different - found->begin());
+        CHECK (different == found->end());
+
+        if (spacing > 5000.0)
+            CHECK (numRead < all.size() / 2);
+    }
+
+    const auto unreadable = [] (std::int64_t, std::span<float>) { return false; };
+    CHECK_FALSE (peaks.findColumns ({ 1, 0, 9600.0, 10, false, true }, weights, unreadable).has_value());
 }
