@@ -42,6 +42,7 @@ from tables import mean, print_heading, print_row, text
 SURE_DB, UNSURE_DB = 20.0, 12.0  # of the agreement, for programs that don't say how sure they are
 FOCUS = ["1", "2", "3", "4", "5"]
 HARM_DB = -0.5
+TOLD = ("suggestedFocus", "leakageDb", "agreementDb", "removedDb", "hits", "confidence", "evidence")
 CLASSES = {  # the corner's name begins with one of these
     "as recorded": ("as recorded",),
     "less leakage": ("no leakage", "leakage -"),
@@ -72,6 +73,11 @@ def certainty(told):
         return told["certainty"]
     agreement = told["agreementDb"] if told.get("agreementDb") is not None else -100.0
     return "sure" if agreement >= SURE_DB else "unsure" if agreement < UNSURE_DB else "fairly sure"
+
+
+def products(x, own, y):
+    """Of an output y with the truth, the source and itself; with x for y the source's own, then the truth's."""
+    return [float(y @ own), float(x @ y), float(y @ y), float(own @ own)]
 
 
 class Runner:
@@ -127,7 +133,7 @@ class Runner:
             for t in info["tracks"]:
                 told = next(r for r in report["tracks"] if r["name"] == t["name"])
                 rows[t["name"]] = self.compare(folder, t, outputs) | {"certainty": certainty(told)} | {
-                    k: told.get(k) for k in ("suggestedFocus", "leakageDb", "agreementDb", "removedDb")}
+                    k: told.get(k) for k in TOLD}
             return rows
 
     def compare(self, folder, track, outputs):
@@ -135,6 +141,7 @@ class Runner:
         own = sf.read(os.path.join(folder, "truth", track["file"]))[0]
         sounds = bool(np.sum(own ** 2) > 1e-12 * len(own))
         row = {"sounds": sounds, "drum": track.get("drum"), "finite": True, "gains": {},
+               "products": {"": products(x, own, x)},
                "in": self.truth.si_sdr(x, own) if sounds else None,
                "trueLeakDb": float(10 * np.log10((np.sum((x - own) ** 2) + 1e-20) / (np.sum(own ** 2) + 1e-20)))}
         for focus, where in outputs.items():
@@ -144,6 +151,7 @@ class Runner:
             if not sounds:
                 continue
             row["gains"][focus] = self.truth.si_sdr(y, own) - row["in"]
+            row["products"][focus] = products(x, own, y)
             if focus == "chosen":
                 hits = self.truth.attack(y, own, track["hits"], rate, x - own)
                 quiet = [change for change, velocity in hits if velocity < 0.4]

@@ -299,16 +299,33 @@ def joint_corners(sessions):
     yield "5 minutes in sections", sections(all_at, all_at[0].name, 300, 2)
 
 
-CORNERS = (leakage_corners, membership_corners, silence_corners, rate_corners, piece_corners, noise_corners, type_corners,
-           timing_corners, absence_corners, change_corners)
+CORNERS = (  # who makes them, of each session, and the names of all that it makes
+    (lambda session, first: [("as recorded", session)], ["as recorded"]),
+    (leakage_corners, [*("leakage %+d dB" % db for db in LEAKS), "no leakage", "other levels"]),
+    (membership_corners, ["missing microphone", "few microphones", "one microphone", "a drum never plays", "a drum plays once",
+                          "Other and overheads"]),
+    (silence_corners, ["silent lead-in", "silent gaps", "silent gaps cut out", "35 % silence", "tracks muted by turns",
+                       "a silent track", "all silent"]),
+    (rate_corners, [*("%g kHz" % (rate / 1000) for rate in RATES), "60 s", "61 s"]),
+    (piece_corners, ["10 s", "10 s, leakage -10 dB", "10 s, leakage +10 dB"]),
+    (noise_corners, ["noise at -40 dB"]),
+    (type_corners, ["wrong types", "second microphone on one drum", "second microphone of type Other"]),
+    (timing_corners, ["drums hit together", "drums hit apart"]),
+    (absence_corners, ["a drum never plays, leakage +10 dB"]),
+    (change_corners, ["changes to one microphone"]))
+JOINT_CORNERS = ["two snares", "two kicks", "two like toms", "12 tracks", "20 tracks", "5 minutes in sections"]
 
 
-def corners(sessions):
+def corners(sessions, only):
+    """What is made together with a corner that is asked for is made too: it shares its random values."""
+    asked = lambda names: any(only in name for name in names)
     for session in sessions:
-        yield "as recorded", session
-        for make in CORNERS:
-            yield from make(session, session is sessions[0])
-    yield from joint_corners([s.copy(s.name) for s in sessions])
+        for make, names in CORNERS:
+            for corner, made in make(session, session is sessions[0]) if asked(names) else ():
+                assert corner in names, corner
+                yield corner, made
+    if asked(JOINT_CORNERS):
+        yield from joint_corners([s.copy(s.name) for s in sessions])
 
 
 def main():
@@ -317,7 +334,7 @@ def main():
     parser.add_argument("--out", required=True)
     parser.add_argument("--only", default="", help="corners whose name holds this")
     args = parser.parse_args()
-    for corner, session in corners([load(s) for s in args.sessions]):
+    for corner, session in corners([load(s) for s in args.sessions], args.only):
         if args.only in corner:
             save(session, os.path.join(args.out, corner, session.name))
             print(os.path.join(args.out, corner, session.name))

@@ -29,15 +29,26 @@ def merit(track):
     return value - 0.1 * (track["lost"] or 0.0)
 
 
-def process(args, session, method, focus, seed, out):
+def process(args, session, method, focus, seed, out, *options):
     with open(os.path.join(session, "session.json")) as f:
         tracks = json.load(f)["tracks"]
     command = [args.program, "process", "--out", out, "--overwrite", "--quiet", "--method", method]
-    command += ["--focus", focus, "--seed", str(seed)]
+    command += ["--focus", focus, "--seed", str(seed), *options]
     for track in tracks:
         command += ["--type", track["name"] + "=" + track["drum_type"]]
     command += [os.path.join(session, "tracks", track["file"]) for track in tracks]
     subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+
+
+def at_every_focus(args, session, method, seed, out):
+    """Processes a session into folders of out that are named after the Focus, and returns these names."""
+    focus = FOCUS + (["suggested"] if method == "refined" else [])
+    group = os.path.join(out, "group.dls")
+    process(args, session, method, focus[-1], seed, os.path.join(out, focus[-1]), "--save", group)
+    for f in focus[:-1]:
+        subprocess.run([args.program, "export", group, "--out", os.path.join(out, f), "--focus", f, "--quiet"], check=True,
+                       stdout=subprocess.DEVNULL)
+    return focus
 
 
 def evaluate(args, session, out):
@@ -63,13 +74,12 @@ def main():
     all_results = {}
 
     for method in methods:
-        for focus in FOCUS + (["suggested"] if method == "refined" else []):
-            for session in args.sessions:
-                for seed in seeds:
-                    with tempfile.TemporaryDirectory() as out:
-                        process(args, session, method, focus, seed, out)
+        for session in args.sessions:
+            for seed in seeds:
+                with tempfile.TemporaryDirectory() as out:
+                    for focus in at_every_focus(args, session, method, seed, out):
                         key = (method, focus, os.path.basename(os.path.normpath(session)), seed)
-                        all_results[key] = evaluate(args, session, out)
+                        all_results[key] = evaluate(args, session, os.path.join(out, focus))
 
     def tracks_of(method, focus, name=None, seed=None):
         return [t for key, tracks in all_results.items() if key[:2] == (method, focus)
