@@ -15,7 +15,10 @@ namespace
 constexpr double emptyTrackDb = -15.0; // a mask that leaves less than this found no drum to keep
 
 // A higher Focus takes more from a track, so it has to match by so much better than a lower one.
-constexpr double clearlyBetterDb = 0.75;
+constexpr double clearlyBetterDb = 1.5;
+
+// The mask resembles the output that the model started from by so much more.
+constexpr double firstEstimateLeadDb = 2.0;
 
 // What the mask takes from a track lies this far below it: less than the first is left alone, more than the
 // second goes.
@@ -204,13 +207,13 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
     findings.maskedEnergyDb =
         10.0 * math::log10 (std::max (sums.masked, 1.0e-30) / std::max (sums.energy[0], 1.0e-30));
 
+    const auto matchOf = [&] (std::size_t f)
+    { return findings.focusMatchDb[f] - (f == firstEstimateFocus ? firstEstimateLeadDb : 0.0); };
     std::size_t best = 0;
 
     for (std::size_t f = 0; f < numFocusSteps; ++f)
     {
-        const auto asked = findings.focusMatchDb[best] + (best == 0 ? 0.0 : clearlyBetterDb);
-
-        if (findings.focusMatchDb[f] > asked)
+        if (matchOf (f) > matchOf (best) + (best == 0 ? 0.0 : clearlyBetterDb))
             best = f;
 
         findings.bestFocusUpTo[f] = static_cast<int> (best);
@@ -229,7 +232,8 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
 
 bool isDrumFound (const TrackFindings& findings)
 {
-    return findings.suggestedFocus.value_or (0.0) > 0.0 && findings.bestMatchDb() >= fairlySureMatchDb;
+    return findings.suggestedFocus.value_or (0.0) > 0.0
+           && std::max (findings.focusMatchDb[0], findings.bestOutputMatchDb()) >= fairlySureMatchDb;
 }
 
 double supportedEffect (const TrackFindings& findings)

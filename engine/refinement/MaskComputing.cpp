@@ -71,7 +71,7 @@ computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress)
 
 namespace
 {
-constexpr double leastConfidence = 0.5; // below, the track is best left as it is
+constexpr double leastConfidence = 0.05; // below, next to nothing would go
 }
 
 bool weighRemainders (RefinementRun& run, FittedModel& model, ProgressRange progress)

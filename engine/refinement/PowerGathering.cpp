@@ -10,7 +10,6 @@ namespace tessivar::refinement
 
 namespace
 {
-constexpr std::size_t firstEstimateFocus = 4;
 constexpr float firstEstimateFloor = 0.03f; // of the track's power
 constexpr std::size_t segmentsPerItem = 4;  // at most; a block more is transformed for each item
 

@@ -38,8 +38,10 @@ struct GatheredPowers
     SilentFrames silent;
 };
 
-/** First pass: the power of every track, and as the first estimate of its own drum that of its standard
-    output at Focus 4. */
+/** Of the standard output that is the first estimate of a track's own drum. */
+inline constexpr std::size_t firstEstimateFocus = 4;
+
+/** First pass: the power of every track, and of the first estimate of its own drum. */
 [[nodiscard]] std::optional<GatheredPowers> gatherPowers (RefinementRun& run, ProgressRange progress);
 
 /** Finds the microphones that hear the same drum, by their sound, and fills the findings' sharedDrum.

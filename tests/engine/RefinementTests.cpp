@@ -447,7 +447,7 @@ TEST_CASE ("Confidence tells tracks that lose from those that gain", "[engine][r
         { 29, -4.0, 2.5, 8.1, 0.34, 0.82, -9.0, false },   { 29, -4.0, 2.5, 8.1, 0.75, 0.82, -2.0, true }
     };
 
-    for (const auto& track : tracks)
+    const auto confidence = [] (const Measured& track)
     {
         TrackFindings findings;
         findings.numHits = track.hits;
@@ -455,7 +455,23 @@ TEST_CASE ("Confidence tells tracks that lose from those that gain", "[engine][r
         findings.focusMatchDb.fill (track.bestDb);
         findings.focusMatchDb[0] = track.withoutAnyDb;
         findings.benefit = { track.subtractionAgreement, track.outputAgreement, track.subtractedDb };
+        return confidenceOf (findings);
+    };
+
+    for (const auto& track : tracks)
+    {
         INFO ("track " << &track - tracks.data());
-        CHECK ((confidenceOf (findings) > 0.5) == track.gains);
+        CHECK ((confidence (track) > 0.5) == track.gains);
     }
+
+    // As loud, and no other microphone holds it: a snare lost 42 dB.
+    CHECK (confidence ({ 36, -4.0, 1.0, 13.0, 0.0, 0.97, BenefitEvidence::nothingDb, false }) < 0.05);
+
+    // A dry kick, of which nothing would go anyway.
+    CHECK (confidence ({ 29, -80.0, 67.0, 62.0, 0.0, 0.66, BenefitEvidence::nothingDb, true }) > 0.9);
+
+    // A tom that is hit twice, and whose evidence is mixed, gains from part of the effect.
+    const auto mixed = confidence ({ 2, -19.0, 15.0, 21.0, 0.65, 0.88, -1.4, true });
+    CHECK (mixed > 0.1);
+    CHECK (mixed < 0.9);
 }
