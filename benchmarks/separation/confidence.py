@@ -34,7 +34,7 @@ def doubts(told):
     foreign = short(0.85, agreement * 10 ** (-e["subtractedDb"] / 20) if subtracted else 1.0, 0.1)
     no_better = short(3, max(max(matches[1:]) - matches[0], -12.0), 3)
     discord = short(0.72, agreement, 0.1) * short(-leakage - 1, matches[0], 2)
-    return [foreign * (no_better + 0.1 * short(0.7, e["outputAgreement"], 0.2)), short(4, told["hits"], 1) * discord,
+    return [foreign * (no_better + 0.1 * short(0.7, e["outputAgreement"], 0.2)), min(1.5, short(4, told["hits"], 1) * discord),
             short(0.6, agreement, 0.1) * (short(8, -leakage, 4) + (0.3 * no_better if subtracted else 0.0))]
 
 
