@@ -9,6 +9,30 @@
 #include <vector>
 
 #include <winioctl.h>
+#include <winternl.h>
+
+// Not in all headers.
+extern "C"
+{
+    NTSTATUS NTAPI NtReadFile (HANDLE,
+                               HANDLE event,
+                               PIO_APC_ROUTINE,
+                               void* context,
+                               IO_STATUS_BLOCK*,
+                               void* dest,
+                               ULONG numBytes,
+                               LARGE_INTEGER* offset,
+                               ULONG* key);
+    NTSTATUS NTAPI NtWriteFile (HANDLE,
+                                HANDLE event,
+                                PIO_APC_ROUTINE,
+                                void* context,
+                                IO_STATUS_BLOCK*,
+                                const void* data,
+                                ULONG numBytes,
+                                LARGE_INTEGER* offset,
+                                ULONG* key);
+}
 
 namespace tessivar
 {
@@ -53,24 +77,34 @@ Flags flagsFor (Opening how)
     return { GENERIC_READ };
 }
 
-Transfer transferOf (BOOL succeeded, DWORD numBytes)
+/** Reads or writes at an offset. ReadFile() and WriteFile() tell whoever may wait for the end of the call, even
+    where nobody can: under Wine that takes longer than the reading.
+*/
+template <typename Call, typename Data>
+Transfer transfer (Call call, FileHandle handle, std::uint64_t offset, Data* data, std::size_t numBytes)
 {
-    const auto isEnd = ! succeeded && ::GetLastError() == ERROR_HANDLE_EOF;
-    return { isEnd ? SystemError() : resultOf (succeeded), succeeded ? numBytes : 0 };
-}
+    constexpr std::size_t mostAtOnce = 1u << 30;
+    constexpr auto endOfFile = static_cast<NTSTATUS> (0xc0000011u);
+    LARGE_INTEGER place = {};
+    place.QuadPart = static_cast<LONGLONG> (offset);
+    IO_STATUS_BLOCK done = {};
+    const auto status = call (systemHandle (handle),
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              &done,
+                              data,
+                              static_cast<ULONG> (std::min (numBytes, mostAtOnce)),
+                              &place,
+                              nullptr);
 
-OVERLAPPED at (std::uint64_t offset)
-{
-    OVERLAPPED place = {};
-    place.Offset = static_cast<DWORD> (offset);
-    place.OffsetHigh = static_cast<DWORD> (offset >> 32);
-    return place;
-}
+    if (status == endOfFile)
+        return {};
 
-/** One call takes no more. */
-DWORD pieceOf (std::size_t numBytes)
-{
-    return static_cast<DWORD> (std::min (numBytes, std::size_t{ 1 } << 30));
+    if (status < 0)
+        return { SystemError (static_cast<int> (::RtlNtStatusToDosError (status))) };
+
+    return { {}, done.Information };
 }
 
 template <typename Information>
@@ -174,18 +208,12 @@ SystemError FileSystemCalls::close (FileHandle handle)
 Transfer
 FileSystemCalls::writeAt (FileHandle handle, std::uint64_t offset, const void* data, std::size_t numBytes)
 {
-    auto place = at (offset);
-    DWORD count = 0;
-    const auto succeeded = ::WriteFile (systemHandle (handle), data, pieceOf (numBytes), &count, &place);
-    return transferOf (succeeded, count);
+    return transfer (::NtWriteFile, handle, offset, data, numBytes);
 }
 
 Transfer FileSystemCalls::readAt (FileHandle handle, std::uint64_t offset, void* dest, std::size_t numBytes)
 {
-    auto place = at (offset);
-    DWORD count = 0;
-    const auto succeeded = ::ReadFile (systemHandle (handle), dest, pieceOf (numBytes), &count, &place);
-    return transferOf (succeeded, count);
+    return transfer (::NtReadFile, handle, offset, dest, numBytes);
 }
 
 SystemError FileSystemCalls::reserve (FileHandle handle, std::uint64_t numBytes, SizeOfFile sizeOfFile)
