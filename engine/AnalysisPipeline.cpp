@@ -14,7 +14,10 @@
 #include "terms/DrumType.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <deque>
 #include <memory>
 
 namespace tessivar
@@ -143,7 +146,13 @@ private:
         for (int i = 0; i < pool.numWorkers(); ++i)
             analysers.push_back (std::make_unique<MelAnalyser> (data.window.span(), bands));
 
-        std::vector<double> energies (active.size() * numFrames); // track after track
+        // What tells silence, track after track.
+        std::vector<float> energies (isRefined() ? active.size() * numFrames : 0);
+        std::deque<LoudestFrames> loudestOfTracks;
+
+        for (std::size_t i = 0; i < active.size(); ++i)
+            loudestOfTracks.emplace_back (shape.paddingFrames(), shape.numSegments);
+
         const auto numPieces =
             static_cast<std::size_t> ((shape.numFrames + frontEndFrames - 1) / frontEndFrames);
         const auto numItems = numPieces * active.size();
@@ -153,16 +162,31 @@ private:
         {
             const auto track = item % active.size();
             const auto first = static_cast<std::int64_t> (item / active.size()) * frontEndFrames;
+            const auto end = std::min (first + frontEndFrames, shape.numFrames);
             auto& analyser = *analysers[static_cast<std::size_t> (worker)];
-            return completedIf (
-                analyser.analyse (*signals[track],
-                                  { first, std::min (first + frontEndFrames, shape.numFrames) },
-                                  shape.rate,
-                                  spectrogram.data() + static_cast<std::size_t> (first) * shape.melRows()
-                                      + track * method::numMelBands,
-                                  shape.melRows(),
-                                  energies.data() + track * numFrames + first),
-                AnalysisStatus::readFailed);
+            std::array<double, frontEndFrames> energiesOfPiece;
+
+            if (! analyser.analyse (*signals[track],
+                                    { first, end },
+                                    shape.rate,
+                                    spectrogram.data() + static_cast<std::size_t> (first) * shape.melRows()
+                                        + track * method::numMelBands,
+                                    shape.melRows(),
+                                    energiesOfPiece.data()))
+                return AnalysisStatus::readFailed;
+
+            const auto found = std::span (energiesOfPiece).first (static_cast<std::size_t> (end - first));
+
+            if (isRenderedType (trackShape (active[track]).drumType))
+                loudestOfTracks[track].add (first, found);
+
+            if (! energies.empty())
+                std::transform (found.begin(),
+                                found.end(),
+                                energies.begin() + static_cast<std::ptrdiff_t> (track * numFrames) + first,
+                                [] (double energy) { return static_cast<float> (energy); });
+
+            return AnalysisStatus::completed;
         };
 
         const auto showProgress = [&] (double done)
@@ -186,7 +210,7 @@ private:
             SilentFrames silent (shape.paddedLength(), shape.rate);
 
             for (std::size_t i = 0; i < active.size(); ++i)
-                silent.add (std::span<const double> (energies).subspan (i * numFrames, numFrames));
+                silent.add (std::span<const float> (energies).subspan (i * numFrames, numFrames));
 
             silent.settle();
             soundingFrames = silent.soundingFrames();
@@ -196,16 +220,9 @@ private:
                 numSilent.push_back (numTaken() - silent.numSounding (i, numFrames));
         }
 
-        loudest.resize (active.size());
-        pool.forEach (active.size(),
-                      [&] (std::size_t i, int)
-                      {
-                          if (isRenderedType (trackShape (active[i]).drumType))
-                              loudest[i] = loudestFrames (
-                                  std::span<const double> (energies).subspan (i * numFrames, numFrames),
-                                  shape.paddingFrames(),
-                                  shape.numSegments);
-                      });
+        for (auto& ofTrack : loudestOfTracks)
+            loudest.push_back (ofTrack.inOrder());
+
         return AnalysisStatus::completed;
     }
 

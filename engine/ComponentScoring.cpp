@@ -68,25 +68,51 @@ double correlation (std::span<const float> a, std::span<const float> b)
                         kernels::sumOfSquares (b.data(), b.size()));
 }
 
-std::vector<std::int64_t>
-loudestFrames (std::span<const double> energies, std::int64_t firstFrame, int numWanted)
+LoudestFrames::LoudestFrames (std::int64_t first, int wanted)
+    : firstFrame (first), numWanted (static_cast<std::size_t> (std::max (0, wanted)))
 {
-    const auto numFrames = static_cast<std::int64_t> (energies.size());
-    std::vector<std::int64_t> frames (
-        static_cast<std::size_t> (std::max (std::int64_t{ 0 }, numFrames - firstFrame)));
-    std::iota (frames.begin(), frames.end(), firstFrame);
+    frames.reserve (numWanted);
+}
 
-    const auto numKept = std::min (frames.size(), static_cast<std::size_t> (numWanted));
-    const auto isLouder = [&] (std::int64_t a, std::int64_t b)
+bool LoudestFrames::isLouder (const Frame& a, const Frame& b)
+{
+    return a.energy > b.energy || (a.energy == b.energy && a.index < b.index);
+}
+
+void LoudestFrames::add (std::int64_t first, std::span<const double> energies)
+{
+    const std::lock_guard guard (lock);
+
+    for (std::size_t i = 0; i < energies.size(); ++i)
     {
-        const auto ea = energies[static_cast<std::size_t> (a)], eb = energies[static_cast<std::size_t> (b)];
-        return ea > eb || (ea == eb && a < b);
-    };
+        const Frame frame{ energies[i], first + static_cast<std::int64_t> (i) };
 
-    std::partial_sort (
-        frames.begin(), frames.begin() + static_cast<std::ptrdiff_t> (numKept), frames.end(), isLouder);
-    frames.resize (numKept);
-    return frames;
+        if (frame.index < firstFrame || numWanted == 0)
+            continue;
+
+        if (frames.size() == numWanted)
+        {
+            if (! isLouder (frame, frames.front()))
+                continue;
+
+            std::pop_heap (frames.begin(), frames.end(), isLouder);
+            frames.pop_back();
+        }
+
+        frames.push_back (frame);
+        std::push_heap (frames.begin(), frames.end(), isLouder);
+    }
+}
+
+std::vector<std::int64_t> LoudestFrames::inOrder()
+{
+    const std::lock_guard guard (lock);
+    auto sorted = frames;
+    std::sort (sorted.begin(), sorted.end(), isLouder);
+    std::vector<std::int64_t> indices (sorted.size());
+    std::transform (
+        sorted.begin(), sorted.end(), indices.begin(), [] (const Frame& frame) { return frame.index; });
+    return indices;
 }
 
 ComponentOrder orderByScore (const ComponentValues& scores)

@@ -4,7 +4,9 @@
 #include "terms/ChannelLayout.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <span>
 #include <vector>
 
@@ -23,10 +25,33 @@ using ComponentOrder = std::array<int, channelLayout::numComponents>;
 /** The same from sums. */
 [[nodiscard]] double correlation (double product, double energyA, double energyB);
 
-/** Indices of the frames with the most energy from frame firstFrame on, loudest first, at most numWanted and
-    at most the frames there are. Indices are absolute; ties go to the earlier frame. */
-[[nodiscard]] std::vector<std::int64_t>
-loudestFrames (std::span<const double> energies, std::int64_t firstFrame, int numWanted);
+/** The frames of a track with the most energy, at most numWanted of those from firstFrame on; ties go to the
+    earlier frame. Keeps no others, so that the energies of long tracks need not lie in memory. */
+class LoudestFrames
+{
+public:
+    LoudestFrames (std::int64_t firstFrame, int numWanted);
+
+    /** The energies of frames from first on. Each frame comes once, in any order, from several threads. */
+    void add (std::int64_t first, std::span<const double> energies);
+
+    /** Indices of all that came, loudest first. */
+    [[nodiscard]] std::vector<std::int64_t> inOrder();
+
+private:
+    struct Frame
+    {
+        double energy;
+        std::int64_t index;
+    };
+
+    static bool isLouder (const Frame& a, const Frame& b);
+
+    const std::int64_t firstFrame;
+    const std::size_t numWanted;
+    std::mutex lock;           // guards what follows
+    std::vector<Frame> frames; // a heap, the faintest in front
+};
 
 /** Component indices by descending score; ties go to the lower index. */
 [[nodiscard]] ComponentOrder orderByScore (const ComponentValues& scores);

@@ -19,14 +19,13 @@ SilentFrames::SilentFrames (std::int64_t signalLength, const RateParameters& rat
 {
 }
 
-template <typename Power>
-std::vector<std::uint8_t> SilentFrames::find (std::span<const Power> powers) const
+std::vector<std::uint8_t> SilentFrames::find (std::span<const float> powers) const
 {
     if (first >= end)
         return {};
 
     const auto loudest = static_cast<double> (*std::max_element (powers.begin(), powers.end()));
-    const auto isSilent = [most = silencePower * loudest] (Power power)
+    const auto isSilent = [most = silencePower * loudest] (float power)
     { return static_cast<double> (power) <= most; };
     const auto inSignal = powers.subspan (first, end - first);
 
@@ -53,11 +52,6 @@ std::vector<std::uint8_t> SilentFrames::find (std::span<const Power> powers) con
     }
 
     return found;
-}
-
-void SilentFrames::add (std::span<const double> powers)
-{
-    flags.push_back (find (powers));
 }
 
 void SilentFrames::add (std::span<const float> powers)

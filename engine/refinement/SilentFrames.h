@@ -29,7 +29,6 @@ public:
     SilentFrames (std::int64_t signalLength, const RateParameters& rate);
 
     /** Takes the tracks one after the other: powers of frames, or their means of three. */
-    void add (std::span<const double> powers);
     void add (std::span<const float> powers);
 
     /** To be called once all tracks are there; nothing below holds before. */
@@ -56,8 +55,7 @@ public:
     [[nodiscard]] std::vector<std::uint32_t> soundingFrames() const;
 
 private:
-    template <typename Power>
-    [[nodiscard]] std::vector<std::uint8_t> find (std::span<const Power> powers) const;
+    [[nodiscard]] std::vector<std::uint8_t> find (std::span<const float> powers) const;
 
     std::size_t first = 0, end = 0;               // frames that lie in the signal
     std::size_t shortestMute = 1;                 // frames

@@ -270,8 +270,16 @@ TEST_CASE ("Component scoring", "[engine][scoring]")
         const ComponentValues scores{ 0.5, 0.9, 0.5, 0.9, 0.0, 0.0, 0.5, 0.1, 0.2, 0.3 };
         CHECK (orderByScore (scores) == ComponentOrder{ 1, 3, 0, 2, 6, 9, 8, 7, 4, 5 });
         const std::vector<double> energies{ 9.0, 1.0, 3.0, 3.0, 2.0, 3.0 };
-        CHECK (loudestFrames (energies, 1, 3) == std::vector<std::int64_t>{ 2, 3, 5 }); // frame 0 is padding
-        CHECK (loudestFrames (energies, 4, 50) == std::vector<std::int64_t>{ 5, 4 });
+        LoudestFrames three (1, 3), all (4, 50); // the frames before are padding
+
+        for (auto* frames : { &three, &all })
+        {
+            frames->add (3, std::span (energies).subspan (3));
+            frames->add (0, std::span (energies).first (3));
+        }
+
+        CHECK (three.inOrder() == std::vector<std::int64_t>{ 2, 3, 5 });
+        CHECK (all.inOrder() == std::vector<std::int64_t>{ 5, 4 });
     }
 
     SECTION ("components like the Kick or the Snare fill a HiHat's slots from the back")

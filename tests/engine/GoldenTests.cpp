@@ -214,7 +214,9 @@ Results componentArrays (const GoldenCase& golden)
     job.signal = &signal;
     job.bases = { w.data(), method::numMelBands, 10 };
     job.activations = { h.data(), 10, static_cast<std::size_t> (shape.numFrames) };
-    job.loudest = loudestFrames (energies, 0, golden.params.at ("segments"));
+    LoudestFrames loudest (0, golden.params.at ("segments"));
+    loudest.add (0, energies);
+    job.loudest = loudest.inOrder();
     job.ownLength = shape.lengthInSamples;
 
     WorkerPool pool (2);
