@@ -10,7 +10,7 @@ namespace tessivar
 
 namespace
 {
-constexpr int frameWaitMs = 50, mostFrameWaits = 20;
+constexpr int frameWaitMs = 50, mostFrameWaits = 200; // 10 s: a busy machine gives the frame late
 } // namespace
 
 MainWindow::MainWindow (const juce::File& resourceFolder, const UserFolders& folders, ProgramLog& log)
