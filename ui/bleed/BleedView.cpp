@@ -18,7 +18,7 @@ constexpr int inset = 12, titleHeight = 44, columnHead = 42, stripHeight = 70;
 constexpr int smallestWidth = 36, largestWidth = 128, smallestHeight = 20, largestHeight = 48;
 constexpr int twoLines = 36; // of a cell's height that shows both levels
 constexpr int wideName = 56; // of a column that has its name
-constexpr int compactBelow = 700;
+constexpr int leastHead = 96, headIcon = 24;
 constexpr float wheelRows = 6.0f;
 
 /** Names one cell by where it stands. */
@@ -108,7 +108,15 @@ void BleedView::resized()
         button->setBounds (title.removeFromRight (button->idealWidth()));
 
     analyze.setBounds (getLocalBounds().withSizeKeepingCentre (analyze.idealWidth(), 36).translated (0, 44));
-    headWidth = getWidth() < compactBelow ? 96 : 148;
+
+    // As wide as the longest name, or the names of two toms may look the same.
+    const auto nameFont = fonts::inter (12.0f, fonts::Weight::semibold);
+    auto longest = 0;
+
+    for (const auto& drum : state.drums)
+        longest = std::max (longest, nameFont.getStringWidth (drum.name));
+
+    headWidth = juce::jlimit (leastHead, std::max (leastHead, getWidth() / 5), longest + headIcon + 12);
 
     if (hasMap())
     {
@@ -334,7 +342,7 @@ void BleedView::paintHeads (juce::Graphics& g) const
                 g.fillRect (head.reduced (0, 1));
             }
 
-            drawIcon (g, drum.icon, head.removeFromLeft (24).reduced (3).toFloat(), drum.colour);
+            drawIcon (g, drum.icon, head.removeFromLeft (headIcon).reduced (3).toFloat(), drum.colour);
             g.setFont (fonts::inter (12.0f, i == shown.y ? fonts::Weight::semibold : fonts::Weight::regular));
             g.setColour (i == shown.y ? palette::textHigh : palette::textMid);
             g.drawText (drum.name, head.withTrimmedLeft (4), juce::Justification::centredLeft, true);
