@@ -56,8 +56,8 @@ juce::String modifiersOf (const juce::String& keys)
 std::vector<KeySheetSection> keySheetSections()
 {
     std::vector<KeySheetSection> sections{
-        { "Groups and files", {} },  { "Window", {} },  { "Tracks", {} }, { "Knobs and listening", {} },
-        { "Playback and loop", {} }, { "Waveform", {} }
+        { "Groups and files", {} },    { "Window", {} },  { "Tracks", {} }, { "Playback and loop", {} },
+        { "Knobs and listening", {} }, { "Waveform", {} }
     };
 
     for (const auto& entry : allVerbs())

@@ -79,8 +79,8 @@ enum class VerbArea
     groups,
     window,
     tracks,
-    knobs,
     playback,
+    knobs,
     waveform
 };
 
