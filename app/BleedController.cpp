@@ -101,6 +101,7 @@ BleedController::BleedController (WaveController& waveToUse, Player& playerToUse
     : wave (waveToUse), player (playerToUse), tracks (tracksToUse)
 {
     view.onClosed = [this] { setOpen (false); };
+    wave.header.onSpectrumShown = [this] (bool shouldShow) { showSpectrum (shouldShow); };
     view.onChosen = [this] (std::size_t microphone, std::size_t drum) { listenTo (microphone, drum); };
     view.bandsOf = [this] (std::size_t microphone, std::size_t drum) { return bandsOf (microphone, drum); };
     view.describeChoice = [this] (std::size_t microphone, std::size_t drum)
@@ -116,11 +117,25 @@ void BleedController::setOpen (bool shouldBeOpen)
         view.grabKeyboardFocus();
 }
 
+bool BleedController::isSpectrumSeen() const
+{
+    return ! open && wave.isSpectrumShown();
+}
+
+void BleedController::showSpectrum (bool shouldShow)
+{
+    wave.setSpectrumShown (shouldShow);
+
+    if (open)
+        setOpen (false);
+}
+
 void BleedController::show (const Group::Ptr& groupToShow, const Track::Ptr& track)
 {
     const auto isShown = open && track != nullptr;
     wave.view.setVisible (track != nullptr && ! open);
     wave.header.setBleedShown (isShown);
+    wave.header.setSpectrumShown (isSpectrumSeen());
     view.setVisible (isShown);
 
     if (! isShown)

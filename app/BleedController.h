@@ -27,6 +27,10 @@ public:
     [[nodiscard]] bool isOpen() const { return open; }
     void setOpen (bool shouldBeOpen);
 
+    /** The map lies over waveform and spectrum: whoever asks for the spectrum leaves the map. */
+    [[nodiscard]] bool isSpectrumSeen() const;
+    void showSpectrum (bool shouldShow);
+
     /** Shows the Group's map while it is open; to be called after the waveform was shown. */
     void show (const Group::Ptr& group, const Track::Ptr& track);
 

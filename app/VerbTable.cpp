@@ -342,8 +342,8 @@ std::vector<VerbEntry> makeVerbs()
             .keys ({ key ('K', shift) }).does ([] (T t) { t.wave.header.showOrHideRemoved(); }),
 
         Entry (V::showOrHideSpectrum, "showOrHideSpectrum", A::waveform, "Spectrum").keys ({ key ('G') })
-            .onSheet ("Show or hide the spectrum").ticked ([] (T t) { return t.wave.isSpectrumShown(); })
-            .does ([] (T t) { t.wave.setSpectrumShown (! t.wave.isSpectrumShown()); }),
+            .onSheet ("Show or hide the spectrum").ticked ([] (T t) { return t.bleed.isSpectrumSeen(); })
+            .does ([] (T t) { t.bleed.showSpectrum (! t.bleed.isSpectrumSeen()); }),
         Entry (V::bleedMap, "bleedMap", A::waveform, "Bleed map").keys ({ key ('M') })
             .does ([] (T t) { t.bleed.setOpen (! t.bleed.isOpen()); }).when (hasTrack)
             .ticked ([] (T t) { return t.bleed.isOpen(); }),

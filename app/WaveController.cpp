@@ -54,7 +54,6 @@ WaveController::~WaveController()
 void WaveController::wireHeader()
 {
     header.onLayersShown = [this] (bool kept, bool removed) { view.setLayersShown (kept, removed); };
-    header.onSpectrumShown = [this] (bool shouldShow) { setSpectrumShown (shouldShow); };
     header.onZoomSteps = [this] (int steps) { view.zoomHorizontally (steps); };
     header.onZoomToSelection = [this] { view.zoomToSelection(); };
     header.onFit = [this] { view.fit(); };

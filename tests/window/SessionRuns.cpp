@@ -379,6 +379,16 @@ TEST_CASE ("The bleed map by keys", "[window][bleed]")
     REQUIRE (waitUntil ([&] { return ! run.showsSame (before, wave); }));
     run.keepPicture ("bleed-1-open");
 
+    // Who asks for the spectrum leaves the map, whether it lay under it or not.
+    const auto map = run.picture();
+    user.x.key ("g");
+    CHECK (waitUntil ([&] { return ! run.showsSame (map, wave) && ! run.showsSame (before, wave); }));
+    run.keepPicture ("bleed-3-spectrum");
+    user.x.key ("g");
+    CHECK (waitUntil ([&] { return run.showsSame (before, wave); }));
+    user.x.key ("m");
+    REQUIRE (waitUntil ([&] { return run.showsSame (map, wave); }));
+
     // From the first track's own drum to the third microphone's.
     for (const auto* key : { "Down", "Down", "Return" })
         user.x.key (key);
