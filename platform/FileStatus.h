@@ -11,7 +11,8 @@ namespace tessivar
 /** Tells files apart whatever their names: links of both kinds have that of the file they lead to. */
 struct FileId
 {
-    std::uint64_t volume = 0, number = 0;
+    std::uint64_t volume = 0; // 0: the system doesn't tell
+    std::uint64_t number = 0;
 
     auto operator<=> (const FileId&) const = default;
 };

@@ -270,6 +270,8 @@ TEST_CASE ("Damaged group files", "[model][groupfile]")
 
 TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
 {
+    const auto namesGoAtOnce = openFilesLoseTheirNames (WorkFolder().folder);
+
     for (const auto kind : { SaveKind::whole, SaveKind::tail, SaveKind::inPlace })
         whicheverCallFails (
             4,
@@ -284,7 +286,7 @@ TEST_CASE ("Group files whose saving fails", "[model][groupfile]")
                 const SaveToDisturb save{ kind };
                 SavedGroup result;
                 const auto saving = saveGroup (save.request (old, file, calls), result);
-                REQUIRE (folder.numEntries() == 1);
+                REQUIRE ((folder.numEntries() == 1 || ! namesGoAtOnce));
 
                 if (saving.isOk())
                 {

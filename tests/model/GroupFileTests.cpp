@@ -5,8 +5,12 @@
 #include "platform/FileStatus.h"
 #include "tests/model/GroupFileBuilders.h"
 #include "tests/support/ForkedProcess.h"
+#include "tools/filefaults/FileFaults.h"
 
 #include <catch2/catch.hpp>
+
+#include <chrono>
+#include <filesystem>
 
 #if ! JUCE_WINDOWS
     #include <unistd.h>
@@ -245,12 +249,18 @@ TEST_CASE ("Saving what was changed", "[model][groupfile]")
 
     SECTION ("goes to a new file when the old one is gone, and appends to one that was only touched")
     {
-        REQUIRE (file.setLastModificationTime (juce::Time::getCurrentTime() + juce::RelativeTime::hours (1)));
+        const auto path = std::filesystem::path (file.getFullPathName().toStdString());
+        std::filesystem::last_write_time (path,
+                                          std::filesystem::last_write_time (path) + std::chrono::hours (1));
         const auto second = saved (changed, file, first.file);
         CHECK (second.kind == SaveKind::tail);
         REQUIRE (file.deleteFile());
-        CHECK (saved (changed, file, second.file).kind == SaveKind::whole);
-        CHECK (isSameGroup (loaded (file).state, changed));
+
+        if (openFilesLoseTheirNames (folder.folder))
+        {
+            CHECK (saved (changed, file, second.file).kind == SaveKind::whole);
+            CHECK (isSameGroup (loaded (file).state, changed));
+        }
     }
 
     SECTION ("replaces what others made of the file only on request")
@@ -365,7 +375,8 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
         CHECK (questionBeforeSaving (request).about == SaveQuestion::About::nothing);
         REQUIRE (saveGroup (request, result).isOk());
         CHECK (result.kind == SaveKind::inPlace);
-        CHECK (result.notes.isEmpty());
+        const auto canGiveBack = roomCanBeGivenBack (folder.folder);
+        CHECK (result.notes.isEmpty() == canGiveBack);
         CHECK (isSameGroup (loaded (file).state, rendered));
         CHECK (verified (file).isIntact());
 
@@ -389,7 +400,7 @@ TEST_CASE ("Room that a group file does not need any more", "[model][groupfile]"
         CHECK (result.kind == SaveKind::inPlace);
         CHECK (isSameGroup (loaded (file).state, next));
         CHECK (verified (file).isIntact());
-        CHECK (bytesOnDisk (file) < onDisk + 4 * 300000 + 100000);
+        CHECK ((bytesOnDisk (file) < onDisk + 4 * 300000 + 100000 || ! canGiveBack));
     }
 }
 
@@ -405,7 +416,11 @@ TEST_CASE ("Who may save to a group file", "[model][groupfile]")
     {
         auto second = loaded (file);
         CHECK (second.file->isReadOnly());
+#if JUCE_WINDOWS
+        CHECK (second.file->why() == "open in another window"); // whose, the system doesn't tell
+#else
         CHECK (second.file->why() == "open in another window of this program");
+#endif
         CHECK (second.notes.size() == 1);
         CHECK_THROWS_WITH (saved (second.state, file, second.file),
                            Catch::Contains ("open in another window"));

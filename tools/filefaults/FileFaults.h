@@ -69,6 +69,37 @@ struct WithoutPrivileges
 };
 #endif
 
+/** Whether a file that is removed loses its name although it is open. */
+inline bool openFilesLoseTheirNames (const juce::File& folder)
+{
+    const auto file = folder.getNonexistentChildFile ("open", {});
+    OpenFile opened;
+    const auto isGone = ! opened.open (file, Opening::newFile).failed()
+                        && ! FileSystemCalls::system().remove (file).failed() && ! file.exists();
+
+    if (! isGone)
+        std::cout << "skipped: this file system keeps the names of open files that are removed\n";
+
+    return isGone;
+}
+
+/** Whether a file can give back the room of a part of its bytes. */
+inline bool roomCanBeGivenBack (const juce::File& folder)
+{
+    const auto file = folder.getNonexistentChildFile ("holes", {});
+    OpenFile opened;
+    const auto succeeds = ! opened.open (file, Opening::newFile).failed()
+                          && ! FileSystemCalls::system().setSize (opened.handle(), 1 << 20).failed()
+                          && ! FileSystemCalls::system().giveBack (opened.handle(), 0, 1 << 20).failed();
+    opened.close();
+    file.deleteFile();
+
+    if (! succeeds)
+        std::cout << "skipped: this file system gives back no room of a file that stays\n";
+
+    return succeeds;
+}
+
 /** How long a fault lasts: for one call, or until end() as on a disk that is gone. */
 enum class Fault
 {
@@ -96,6 +127,7 @@ public:
 
     void end() { hasEnded = true; }
 
+    [[nodiscard]] int count() const { return numCalls; }
     [[nodiscard]] bool reachedTheFault() const { return numCalls >= failingCall; }
     [[nodiscard]] bool failedAfterRename() const { return renamed && reachedTheFault() && ! failedRename; }
 
