@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace tessivar
 {
@@ -198,7 +199,7 @@ TemporaryStore::TemporaryStore (FileSystemCalls& callsToUse,
 TemporaryStore::~TemporaryStore()
 {
     if (! everythingIsLeftBehind && ! isNeeded (ownFolder))
-        removeFolderOfFiles (ownFolder, lockFileName);
+        removeFolderOfFiles (ownFolder, lockFileName, std::move (lock));
 }
 
 void TemporaryStore::leaveAllBehind (bool shouldLeave)
@@ -319,9 +320,9 @@ int TemporaryStore::sweep (const juce::File& parentFolder)
         if (! isStoreFolder (folder))
             continue;
 
-        if (const auto lock = FileLock::take (lockFileOf (folder)); lock && ! isNeeded (folder))
+        if (auto lock = FileLock::take (lockFileOf (folder)); lock && ! isNeeded (folder))
         {
-            removeFolderOfFiles (folder, lockFileName);
+            removeFolderOfFiles (folder, lockFileName, std::move (*lock));
             removed += folder.exists() ? 0 : 1;
         }
     }

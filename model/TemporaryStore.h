@@ -132,7 +132,7 @@ private:
 
     FileSystemCalls& calls;
     const juce::File ownFolder;
-    const FileLock lock;
+    FileLock lock;
     std::atomic<int> nextFileNumber{ 1 };
 
     JUCE_DECLARE_NON_COPYABLE (TemporaryStore)

@@ -1,6 +1,9 @@
 #include "platform/Folders.h"
 
+#include "platform/FileLock.h"
 #include "platform/FileStatus.h"
+
+#include <utility>
 
 namespace tessivar
 {
@@ -32,6 +35,18 @@ bool isOwnFolder (const juce::File& folder)
 {
     const auto status = statusOf (folder, Links::keep);
     return status && status->isFolder() && status->isOwn;
+}
+
+void removeFolderOfFiles (const juce::File& folder, const char* lockedFile, FileLock lock)
+{
+    removeFiles (folder, lockedFile);
+
+    {
+        // Some file systems keep the name of a removed file until nobody has that open.
+        const auto closed = std::move (lock);
+    }
+
+    removeFolder (folder);
 }
 
 juce::String describeBytes (std::uint64_t bytes)

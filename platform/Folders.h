@@ -11,6 +11,8 @@
 namespace tessivar
 {
 
+class FileLock;
+
 /** Makes a folder and those above it; one that another process makes at the same moment counts as made. */
 [[nodiscard]] juce::Result makeFolder (const juce::File& folder);
 
@@ -38,11 +40,14 @@ void makePrivate (const juce::File& folder);
 /** Removes an empty folder. */
 void removeFolder (const juce::File& folder);
 
-/** Removes a folder of plain files, never through a link. The file named last goes last, so that what is cut
-    short can be repeated as long as it is there. The room of large files comes back behind the scenes
+/** Removes a folder of plain files, never through a link. The locked file in it goes last, so that what is
+    cut short can be repeated as long as it is there. The room of large files comes back behind the scenes
     (RoomRelease).
 */
-void removeFolderOfFiles (const juce::File& folder, const char* last);
+void removeFolderOfFiles (const juce::File& folder, const char* lockedFile, FileLock lock);
+
+/** The same for the files alone. */
+void removeFiles (const juce::File& folder, const char* last);
 
 /** Bytes that can be written to the file system of a folder, or of its nearest ancestor that exists; nothing
     when it can't be asked. What removed files are still giving back counts.

@@ -65,7 +65,7 @@ void removeFolder (const juce::File& folder)
     ::rmdir (bytesOfPath (folder).c_str());
 }
 
-void removeFolderOfFiles (const juce::File& folder, const char* last)
+void removeFiles (const juce::File& folder, const char* last)
 {
     const auto descriptor =
         ::open (bytesOfPath (folder).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -86,8 +86,6 @@ void removeFolderOfFiles (const juce::File& folder, const char* last)
     {
         ::close (descriptor);
     }
-
-    removeFolder (folder);
 }
 
 std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)

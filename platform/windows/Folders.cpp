@@ -62,7 +62,7 @@ void removeFolder (const juce::File& folder)
     ::RemoveDirectoryW (widePath (folder).c_str());
 }
 
-void removeFolderOfFiles (const juce::File& folder, const char* last)
+void removeFiles (const juce::File& folder, const char* last)
 {
     if (const auto status = statusOf (folder, Links::keep); ! status || ! status->isFolder())
         return;
@@ -74,7 +74,6 @@ void removeFolderOfFiles (const juce::File& folder, const char* last)
             calls.remove (file);
 
     calls.remove (folder.getChildFile (last));
-    removeFolder (folder);
 }
 
 std::optional<std::uint64_t> freeBytesOf (const juce::File& folder)

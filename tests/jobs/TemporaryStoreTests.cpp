@@ -89,8 +89,17 @@ TEST_CASE ("StoreFile", "[model][store]")
 
     SECTION ("finishes short writes and says why others fail")
     {
-        FaultyCalls shortOnce (3, FaultyCalls::shortWrite); // after open and fallocate
-        FaultyCalls fails (3, SystemError::Kind::failed);
+        FaultyCalls counting (1000, SystemError::Kind::failed);
+        {
+            std::unique_ptr<TemporaryStore> other;
+            std::shared_ptr<StoreFile> file;
+            REQUIRE (TemporaryStore::open (work.folder, other, counting).wasOk());
+            REQUIRE (other->createFile (1000, file).wasOk());
+        }
+
+        const auto firstWrite = counting.count() + 1;
+        FaultyCalls shortOnce (firstWrite, FaultyCalls::shortWrite);
+        FaultyCalls fails (firstWrite, SystemError::Kind::failed);
         const std::vector<char> data (1000, 'x');
 
         for (auto* calls : { &shortOnce, &fails })
@@ -191,7 +200,8 @@ TEST_CASE ("TemporaryStore", "[model][store]")
 
         auto file = stored (*store, { 1.0f, 2.0f });
         store.reset();
-        CHECK (parent.getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0);
+        CHECK ((parent.getNumberOfChildFiles (juce::File::findFilesAndDirectories) == 0
+                || ! openFilesLoseTheirNames (work.folder)));
         CHECK (samplesOf (*file) == std::vector<float>{ 1.0f, 2.0f });
     }
 
