@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -12,6 +11,11 @@ namespace tessivar
 {
 
 static_assert (std::endian::native == std::endian::little, "the data files hold little-endian floats");
+
+std::filesystem::path pathOf (const std::string& utf8)
+{
+    return std::u8string (utf8.begin(), utf8.end());
+}
 
 std::span<const float> AnalysisData::templateFor (DrumType drumType) const
 {
@@ -59,7 +63,7 @@ std::vector<DataFileEntry> allDataFiles()
 void readDataFile (const std::string& path, std::span<float> dest, const DiagnosticLog& log)
 {
     std::vector<char> bytes;
-    std::ifstream file (std::filesystem::path (path), std::ios::binary);
+    std::ifstream file (pathOf (path), std::ios::binary);
     auto isRead = file.is_open();
 
     if (isRead)

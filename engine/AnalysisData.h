@@ -6,6 +6,7 @@
 #include "terms/WorkControl.h"
 
 #include <cstddef>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
@@ -34,6 +35,9 @@ struct DataFileEntry
     std::string name;
     std::size_t numFloats = 0;
 };
+
+/** What a text in UTF-8 names, whatever letters the system's language has. */
+[[nodiscard]] std::filesystem::path pathOf (const std::string& utf8);
 
 /** The files of one rate in loading order: high, low and floor template, window, interpolation vector, mel
     filter bank. */

@@ -143,7 +143,7 @@ std::string writeAllDataFiles (const std::string& resourceFolder)
             if (! written.insert (files[i].name).second)
                 continue;
 
-            const auto path = std::filesystem::path (resourceFolder) / files[i].name;
+            const auto path = pathOf (resourceFolder) / files[i].name;
             std::error_code error;
             std::filesystem::create_directories (path.parent_path(), error);
 

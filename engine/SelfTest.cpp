@@ -34,7 +34,7 @@ SelfTestLine checkDataFiles (const std::string& folder)
     for (const auto& file : files)
     {
         std::error_code error;
-        const auto size = std::filesystem::file_size (std::filesystem::path (folder) / file.name, error);
+        const auto size = std::filesystem::file_size (pathOf (folder) / file.name, error);
 
         if (! error && size == file.numFloats * sizeof (float))
             ++numRight;

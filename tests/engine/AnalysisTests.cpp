@@ -391,10 +391,20 @@ TEST_CASE ("Analysis data files", "[engine][data]")
             CHECK (line.ok);
         }
 
-        const TemporaryFolder copy;
-        std::filesystem::copy (resourceFolder(), copy.name(), std::filesystem::copy_options::recursive);
-        std::filesystem::resize_file (copy.name() + "/resources02/sinebell_1024_256.dat", 4000);
-        const auto lines = runSelfTest (copy.name());
+        // In a folder whose name not every language of a system has letters for.
+        const TemporaryFolder temporary;
+        const auto copy = temporary.name() + "/J\xc3\xb6rg \xe6\x9d\xb1";
+
+        for (const auto& entry : allDataFiles())
+        {
+            const auto target = pathOf (copy + "/" + entry.name);
+            std::filesystem::create_directories (target.parent_path());
+            std::filesystem::copy_file (pathOf (resourceFolder() + "/" + entry.name), target);
+        }
+
+        CHECK (runSelfTest (copy)[0].ok);
+        std::filesystem::resize_file (pathOf (copy + "/resources02/sinebell_1024_256.dat"), 4000);
+        const auto lines = runSelfTest (copy);
         CHECK_FALSE (lines[0].ok);
         CHECK (lines[0].detail.find ("sinebell_1024_256.dat has 4000 bytes, not 4096") != std::string::npos);
         CHECK_FALSE (lines[1].ok);
