@@ -237,9 +237,10 @@ TEST_CASE ("analyseGroup", "[jobs][analyse]")
             {
                 const auto target = data.file (files[i].name.c_str());
                 const auto isAbsent = i == absent;
-                expected.add (isAbsent ? "Some data from " + target.getFullPathName() + " didn't fit."
+                const auto path = options.resourceFolder + "/" + files[i].name;
+                expected.add (isAbsent ? "Some data from " + path + " didn't fit."
                                        : "Read " + juce::String (4 * files[i].numFloats) + " bytes from "
-                                             + target.getFullPathName());
+                                             + juce::String (path));
 
                 if (isAbsent)
                     continue;

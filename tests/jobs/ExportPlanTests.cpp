@@ -2,6 +2,7 @@
 #include "jobs/ExportTracks.h"
 #include "jobs/MonoFileWriter.h"
 #include "tests/jobs/JobFixtures.h"
+#include "tests/support/SystemPaths.h"
 
 #include <cmath>
 #include <vector>
@@ -39,12 +40,12 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
         tracks[3].record.setDrumType (DrumType::kick);
 
         const auto files = planExport (
-            tracks, { .folder = juce::File ("/out"), .extension = ".wav" }, PlannedFor::tracksOnceAnalysed);
-        CHECK (files[0].file.getFullPathName() == "/out/~kick.wav");
+            tracks, { .folder = systemFile ("/out"), .extension = ".wav" }, PlannedFor::tracksOnceAnalysed);
+        CHECK (files[0].file.getFullPathName() == systemPath ("/out/~kick.wav"));
         CHECK (files[0].note.isEmpty());
-        CHECK (files[1].file.getFullPathName() == "/out/~Kick_2.wav");
+        CHECK (files[1].file.getFullPathName() == systemPath ("/out/~Kick_2.wav"));
         CHECK (files[1].note == "Numbered: another track has the name ~Kick.wav.");
-        CHECK (files[2].file.getFullPathName() == "/out/~Kick_3.wav");
+        CHECK (files[2].file.getFullPathName() == systemPath ("/out/~Kick_3.wav"));
         CHECK (files[3].file.getFileName().getNumBytesAsUTF8() <= 255);
         CHECK (files[3].file.getFileName().endsWith (juce::String::fromUTF8 ("\xc3\xb6_Processed.wav")));
         CHECK (files[3].note.startsWith ("Name shortened"));
@@ -61,8 +62,8 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
         juce::StringArray names;
 
         for (const auto& planned :
-             planExport (tracks, { .folder = juce::File ("/out"), .extension = ".wav" }))
-            names.add (planned.file.getRelativePathFrom (juce::File ("/out")));
+             planExport (tracks, { .folder = systemFile ("/out"), .extension = ".wav" }))
+            names.add (planned.file.getRelativePathFrom (systemFile ("/out")));
 
         CHECK (names == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav" });
     }

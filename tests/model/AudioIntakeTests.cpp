@@ -95,15 +95,14 @@ TEST_CASE ("intakeFile checks in a fixed order", "[model][intake]")
         CHECK (surround.code == 3);
         CHECK (juce::String (surround.outcome.reason).contains ("surround.wav: 6 channels"));
 
-        const auto other = folder.file ("pipe.wav");
-#if JUCE_WINDOWS
-        REQUIRE (other.createDirectory().wasOk());
-#else
-        REQUIRE (::mkfifo (other.getFullPathName().toRawUTF8(), 0600) == 0);
+        juce::StringArray entries{ "empty.wav", "text.wav", "surround.wav" };
+#if ! JUCE_WINDOWS
+        const auto pipe = folder.file ("pipe.wav");
+        REQUIRE (::mkfifo (pipe.getFullPathName().toRawUTF8(), 0600) == 0);
+        CHECK (check (pipe).code == 3);
+        entries.add ("pipe.wav");
 #endif
-        CHECK (check (other).code == 3);
-        CHECK (warnings.entries (3)
-               == juce::StringArray{ "empty.wav", "text.wav", "surround.wav", "pipe.wav" });
+        CHECK (warnings.entries (3) == entries);
     }
 
     SECTION ("codes 1 and 7: the rate of the group before the rates there are")

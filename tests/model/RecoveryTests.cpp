@@ -390,7 +390,7 @@ TEST_CASE ("GroupAutosave", "[model][recovery]")
         autosave.flush();
         autosave.tick (0);
         REQUIRE (told.size() == 1);
-        CHECK (told[0].contains ("No space left on device"));
+        CHECK (told[0].contains (SystemError (SystemError::Kind::noRoom).text()));
         autosave.tick (GroupAutosave::retryDelay - 1);
         autosave.flush();
         CHECK (fixture.numEntries() == 0);

@@ -3,6 +3,7 @@
 #include "model/settings/Settings.h"
 #include "model/settings/UserFolders.h"
 #include "tests/model/AudioFileBuilders.h"
+#include "tests/support/SystemPaths.h"
 #include "tools/filefaults/FileFaults.h"
 
 #include <catch2/catch.hpp>
@@ -46,20 +47,20 @@ TEST_CASE ("Settings", "[model][settings]")
     SECTION ("a default export folder loses its key, a default folder for temporary files keeps it")
     {
         FolderSettings chosen;
-        chosen.temporaryFiles = juce::File ("/big/tmp");
-        chosen.exportFolder = juce::File ("/mix");
+        chosen.temporaryFiles = systemFile ("/big/tmp");
+        chosen.exportFolder = systemFile ("/mix");
         CHECK_FALSE (hasFolderSettings (settings));
         chosen.save (settings);
-        CHECK (settings.getValue ("tempFileLocation") == "/big/tmp");
-        CHECK (settings.getValue ("exportPath") == "/mix");
+        CHECK (settings.getValue ("tempFileLocation") == systemPath ("/big/tmp"));
+        CHECK (settings.getValue ("exportPath") == systemPath ("/mix"));
 
         FolderSettings{}.save (settings);
         CHECK_FALSE (settings.containsKey ("exportPath"));
-        CHECK (settings.getValue ("tempFileLocation") == "/big/tmp");
+        CHECK (settings.getValue ("tempFileLocation") == systemPath ("/big/tmp"));
         CHECK (hasFolderSettings (settings));
 
         const auto loaded = FolderSettings::load (settings);
-        CHECK (loaded.temporaryFiles == juce::File ("/big/tmp"));
+        CHECK (loaded.temporaryFiles == systemFile ("/big/tmp"));
         CHECK_FALSE (loaded.exportFolder.has_value());
 
         settings.setValue ("exportPath", "relative");
@@ -75,16 +76,20 @@ TEST_CASE ("RecentFiles", "[model][settings]")
     SECTION ("is newest first, without repetition, and ends at its limit")
     {
         for (int i = 1; i <= 12; ++i)
-            recent.add (juce::File ("/take " + juce::String (i)));
+            recent.add (systemFile ("/take " + juce::String (i)));
 
-        recent.add (juce::File ("/take 5"));
-        CHECK (recent.paths().joinIntoString ("|")
-               == "/take 5|/take 12|/take 11|/take 10|/take 9|/take 8|/take 7|/take 6|/take 4|/take 3");
+        recent.add (systemFile ("/take 5"));
+        juce::StringArray expected;
+
+        for (const auto number : { 5, 12, 11, 10, 9, 8, 7, 6, 4, 3 })
+            expected.add (systemPath ("/take " + juce::String (number)));
+
+        CHECK (recent.paths() == expected);
         recent.setLimit (0);
-        CHECK (recent.toString() == "/take 5");
+        CHECK (recent.toString() == systemPath ("/take 5"));
         recent.add (juce::File ("/two\nlines"));
         recent.add (juce::File());
-        CHECK (recent.toString() == "/take 5");
+        CHECK (recent.toString() == systemPath ("/take 5"));
     }
 
     SECTION ("comes back from a text, blank lines included, the first ten of eleven")
@@ -112,13 +117,13 @@ TEST_CASE ("RecentFiles", "[model][settings]")
 
     SECTION ("is carried over to what another copy of the program made of the list")
     {
-        recent.restoreFrom ("/a\n/b");
-        recent.add (juce::File ("/mine"));
-        recent.remove (juce::File ("/a"));
+        recent.restoreFrom (systemPath ("/a") + "\n/b");
+        recent.add (systemFile ("/mine"));
+        recent.remove (systemFile ("/a"));
         RecentFiles theirs;
-        theirs.restoreFrom ("/theirs\n/a\n/b");
+        theirs.restoreFrom ("/theirs\n" + systemPath ("/a") + "\n/b");
         recent.replayOn (theirs);
-        CHECK (theirs.paths() == juce::StringArray{ "/mine", "/theirs", "/b" });
+        CHECK (theirs.paths() == juce::StringArray{ systemPath ("/mine"), "/theirs", "/b" });
     }
 }
 

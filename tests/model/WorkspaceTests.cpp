@@ -1,6 +1,7 @@
 #include "model/Abbreviations.h"
 #include "model/TessivarWorkspace.h"
 #include "tests/model/AudioFileBuilders.h"
+#include "tests/support/SystemPaths.h"
 
 #include <catch2/catch.hpp>
 
@@ -78,14 +79,15 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         }
 
         CHECK (fixture.stored ("kick") == AbbreviationTable::defaultList (DrumType::kick));
-        fixture.store ({ { "kick", "boom" }, { "snare", "clack" }, { "tempFileLocation", "/big" } });
+        fixture.store (
+            { { "kick", "boom" }, { "snare", "clack" }, { "tempFileLocation", systemPath ("/big") } });
 
         {
             const TessivarWorkspace workspace (fixture.folders);
             CHECK (abbreviationLists()[DrumType::kick] == "boom");
             CHECK (abbreviationLists()[DrumType::snare] == "clack");
-            CHECK (workspace.folderSettings().temporaryFiles == juce::File ("/big"));
-            CHECK (workspace.temporaryFolder().folder == juce::File ("/big"));
+            CHECK (workspace.folderSettings().temporaryFiles == systemFile ("/big"));
+            CHECK (workspace.temporaryFolder().folder == systemFile ("/big"));
         }
 
         CHECK (fixture.stored ("kick") == "boom");
@@ -98,12 +100,13 @@ TEST_CASE ("Workspace settings", "[model][workspace]")
         {
             TessivarWorkspace first (fixture.folders);
             CHECK (first.recentFiles().paths().size() == 10);
-            first.addRecentFile (juce::File ("/first"));
+            first.addRecentFile (systemFile ("/first"));
             TessivarWorkspace second (fixture.folders);
-            second.addRecentFile (juce::File ("/second"));
+            second.addRecentFile (systemFile ("/second"));
         }
 
-        CHECK (fixture.stored ("RecentFiles") == "/first\n/second\n/old\n\n1\n2\n3\n4\n5\n6");
+        CHECK (fixture.stored ("RecentFiles")
+               == systemPath ("/first") + "\n" + systemPath ("/second") + "\n/old\n\n1\n2\n3\n4\n5\n6");
     }
 }
 
