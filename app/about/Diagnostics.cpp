@@ -70,6 +70,13 @@ juce::String folderLine (const char* name, const juce::File& folder)
 
 juce::String withoutPaths (const juce::String& line)
 {
+    // As Linux writes them, or Windows: with a drive, or a computer of the network.
+    const auto isPath = [] (juce::juce_wchar first, juce::juce_wchar second, juce::juce_wchar third)
+    {
+        const auto hasDrive = juce::CharacterFunctions::isLetter (first) && second == ':';
+        return first == '/' || (first == '\\' && second == '\\')
+               || (hasDrive && (third == '\\' || third == '/'));
+    };
     juce::String result;
     auto rest = line;
 
@@ -79,7 +86,8 @@ juce::String withoutPaths (const juce::String& line)
         int start = -1;
 
         for (int i = 0; i + 1 < rest.length() && start < 0; ++i)
-            if (rest[i] == '/' && (i == 0 || juce::String (" \"'(=\t").containsChar (rest[i - 1])))
+            if (isPath (rest[i], rest[i + 1], rest[i + 2])
+                && (i == 0 || juce::String (" \"'(=\t").containsChar (rest[i - 1])))
                 start = i;
 
         if (start < 0)

@@ -48,11 +48,20 @@ TEST_CASE ("The program's log", "[app][log]")
             [&]
             {
                 log.noteCrashes();
+#if JUCE_WINDOWS
+                *static_cast<volatile int*> (nullptr) = 0;
+#else
                 std::raise (SIGSEGV);
+#endif
                 return 0;
             });
+#if JUCE_WINDOWS
+        CHECK (child.wait() == static_cast<int> (0xc0000005));
+        CHECK (log.currentFile().loadFileAsString().contains ("crashed: exception c0000005"));
+#else
         CHECK (child.wait() == 256 + SIGSEGV);
         CHECK (log.currentFile().loadFileAsString().contains ("crashed: signal 11"));
+#endif
     }
 }
 
@@ -61,6 +70,9 @@ TEST_CASE ("Diagnostics hide names of files and folders", "[app][diagnostics]")
     CHECK (withoutPaths ("Loading /home/anna/My Take.dls") == "Loading (path)");
     CHECK (withoutPaths ("State: /home/anna/.local/state: writable, 3/4 free")
            == "State: (path): writable, 3/4 free");
+    CHECK (withoutPaths (R"(Loading C:\Users\anna\My Take.dls)") == "Loading (path)");
+    CHECK (withoutPaths (R"("\\studio\takes\one": read-only, 1 bytes free)")
+           == "\"(path): read-only, 1 bytes free");
     CHECK (withoutPaths ("'/a' and '/b c'").containsNonWhitespaceChars());
     CHECK_FALSE (withoutPaths ("'/secret' and '/b secret'").contains ("secret"));
     CHECK (withoutPaths ("48 kHz, A/B") == "48 kHz, A/B");
