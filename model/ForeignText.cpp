@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
+#include <string_view>
 
 namespace tessivar
 {
@@ -14,32 +15,6 @@ namespace
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr char32_t replacement = 0xfffd;
-
-bool isUtf8 (Bytes bytes)
-{
-    for (std::size_t i = 0; i < bytes.size();)
-    {
-        const auto first = bytes[i++];
-        if (first < 0x80)
-            continue;
-
-        const auto more = first >= 0xf0 ? 3u : first >= 0xe0 ? 2u : 1u;
-        if (first < 0xc2 || first > 0xf4 || bytes.size() - i < more)
-            return false;
-
-        // Only the second byte tells overlong forms, surrogates and what lies above U+10FFFF.
-        const auto lowest = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
-        const auto highest = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
-        if (bytes[i] < lowest || bytes[i] > highest)
-            return false;
-        for (const auto byte : bytes.subspan (i + 1, more - 1))
-            if ((byte & 0xc0) != 0x80)
-                return false;
-        i += more;
-    }
-
-    return true;
-}
 
 std::u32string fromUtf16 (Bytes bytes, bool isBigEndian)
 {
@@ -130,11 +105,10 @@ juce::String textOfBytes (Bytes bytes)
 
     bytes = bytes.first (
         static_cast<std::size_t> (std::find (bytes.begin(), bytes.end(), std::uint8_t{ 0 }) - bytes.begin()));
-    if (! isUtf8 (bytes))
-        return toString (fromWindows1252 (bytes));
+    const std::string_view text (reinterpret_cast<const char*> (bytes.data()), bytes.size());
 
-    return juce::String::fromUTF8 (reinterpret_cast<const char*> (bytes.data()),
-                                   static_cast<int> (bytes.size()));
+    return isUtf8 (text) ? juce::String::fromUTF8 (text.data(), static_cast<int> (text.size()))
+                         : toString (fromWindows1252 (bytes));
 }
 
 juce::String validText (const juce::String& text)

@@ -109,6 +109,21 @@ std::string bytesOfPath (const juce::String& path)
     return withoutCarriers (path.toRawUTF8(), [] (std::uint8_t byte) { return static_cast<char> (byte); });
 }
 
+bool isUtf8 (std::string_view bytes)
+{
+    while (! bytes.empty())
+    {
+        const auto length = characterLength (bytes);
+
+        if (length == 0)
+            return false;
+
+        bytes.remove_prefix (length);
+    }
+
+    return true;
+}
+
 juce::String pathOfUtf16 (std::u16string_view units)
 {
     std::string bytes;

@@ -32,6 +32,9 @@ namespace tessivar
 [[nodiscard]] juce::String pathOfUtf16 (std::u16string_view units);
 [[nodiscard]] std::u16string utf16OfPath (const juce::String& path);
 
+/** Whether bytes are UTF-8 throughout: no overlong forms, no surrogates. */
+[[nodiscard]] bool isUtf8 (std::string_view bytes);
+
 /** A whole path as Windows takes it at any length; a short one stays as it is. */
 [[nodiscard]] std::u16string longPath (std::u16string_view path);
 

@@ -7,7 +7,7 @@ namespace tessivar
 {
 
 /** The sample rates that can be analyzed, in Hz. */
-inline constexpr std::array supportedSampleRates{ 44100, 48000, 88200, 96000, 192000 };
+inline constexpr std::array<int, 5> supportedSampleRates{ 44100, 48000, 88200, 96000, 192000 };
 
 constexpr bool isSupportedSampleRate (double sampleRate)
 {
