@@ -1,9 +1,25 @@
 #include "platform/FileLock.h"
 
+#include "platform/FileLocking.h"
+#include "platform/FileStatus.h"
 #include "platform/Folders.h"
 
 namespace tessivar
 {
+
+std::optional<FileLock> FileLock::take (const juce::File& file, SystemError& error)
+{
+    OpenFile opened;
+    error = fileLocking::open (file, fileLocking::IfMissing::make, opened);
+
+    if (! error.failed())
+        error = fileLocking::lock (opened.handle());
+
+    if (! error.failed() && ! isStillAt (opened.handle(), file))
+        error = SystemError::Kind::inUse; // somebody removes it at this moment: the next try makes a new one
+
+    return error.failed() ? std::nullopt : std::make_optional (FileLock (std::move (opened)));
+}
 
 std::optional<FileLock> FileLock::take (const juce::File& file)
 {
@@ -31,6 +47,23 @@ std::optional<FileLock> FileLock::waitFor (const juce::File& file, int milliseco
 
         juce::Thread::sleep (2);
     }
+}
+
+LockState tryLock (FileHandle handle)
+{
+    const auto error = fileLocking::lock (handle);
+
+    if (! error.failed())
+        return LockState::free;
+
+    return error.kind() == SystemError::Kind::inUse ? LockState::held : LockState::unknown;
+}
+
+LockState lockStateOf (const juce::File& file)
+{
+    OpenFile opened;
+    const auto isOpen = ! fileLocking::open (file, fileLocking::IfMissing::fail, opened).failed();
+    return isOpen ? tryLock (opened.handle()) : LockState::unknown;
 }
 
 } // namespace tessivar

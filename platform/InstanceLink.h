@@ -14,6 +14,8 @@ namespace tessivar
 class InstanceLink
 {
 public:
+    class Server;
+
     /** Takes the paths that another start was given, which may be none: it then only wants the window to come
         up. Called on the link's own thread.
     */
@@ -32,11 +34,9 @@ public:
     /** Listens from now on. False when another instance does, or no channel can be made; the program then
         runs all the same, on its own.
     */
-    [[nodiscard]] bool listen (Receiver receiver);
+    [[nodiscard]] bool listen (const Receiver& receiver);
 
 private:
-    class Server;
-
     const juce::File folder;
     std::unique_ptr<Server> server; // as long as it listens
 

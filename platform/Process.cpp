@@ -1,5 +1,11 @@
 #include "platform/Process.h"
 
+#include "platform/ProcessOutput.h"
+
+#include <array>
+#include <atomic>
+#include <thread>
+
 namespace tessivar
 {
 
@@ -20,6 +26,35 @@ bool isUniqueTag (const juce::String& text)
     const auto random = text.fromFirstOccurrenceOf ("-", false, false);
     return process.isNotEmpty() && process.length() <= 9 && process.containsOnly ("0123456789")
            && random.length() == numRandomDigits && random.containsOnly ("0123456789abcdef");
+}
+
+std::optional<std::string> readToEnd (const std::function<std::size_t (std::span<char>)>& read,
+                                      const std::function<void()>& end,
+                                      const std::function<bool()>& keepWaiting)
+{
+    std::string output;
+    std::atomic<bool> isRead{ false };
+    std::thread reader (
+        [&]
+        {
+            std::array<char, 4096> piece{};
+
+            for (auto count = read (piece); count > 0; count = read (piece))
+                output.append (piece.data(), count);
+
+            isRead = true;
+        });
+
+    auto isEnding = false;
+
+    while (! isRead && ! isEnding)
+        isEnding = ! keepWaiting();
+
+    if (isEnding)
+        end();
+
+    reader.join();
+    return isEnding ? std::nullopt : std::make_optional (output);
 }
 
 juce::StringArray listeningSocketsIn (const juce::String& table)

@@ -1,7 +1,7 @@
 #include "platform/FileLock.h"
 
 #include "platform/DiskNames.h"
-#include "platform/FileStatus.h"
+#include "platform/FileLocking.h"
 #include "platform/posix/SystemCall.h"
 
 #include <array>
@@ -17,38 +17,18 @@ namespace tessivar
 
 using posix::descriptorOf;
 
-std::optional<FileLock> FileLock::take (const juce::File& file, SystemError& error)
+SystemError fileLocking::open (const juce::File& file, IfMissing ifMissing, OpenFile& opened)
 {
-    OpenFile opened (posix::handleOf (
-        ::open (bytesOfPath (file).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)));
-
-    if (! opened.isOpen() || ::flock (descriptorOf (opened.handle()), LOCK_EX | LOCK_NB) != 0)
-    {
-        error = posix::lastError();
-        return std::nullopt;
-    }
-
-    if (isStillAt (opened.handle(), file))
-        return FileLock (std::move (opened));
-
-    error =
-        SystemError::Kind::inUse; // somebody removes the file at this moment: the next try makes a new one
-    return std::nullopt;
+    const auto flags = O_CLOEXEC | O_NOFOLLOW
+                       | (ifMissing == IfMissing::make ? O_RDWR | O_CREAT : O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    opened = OpenFile (posix::handleOf (::open (bytesOfPath (file).c_str(), flags, 0600)));
+    return opened.isOpen() ? SystemError() : posix::lastError();
 }
 
-LockState tryLock (FileHandle handle)
+SystemError fileLocking::lock (FileHandle handle)
 {
-    if (posix::untilDone ([&] { return ::flock (descriptorOf (handle), LOCK_EX | LOCK_NB); }) == 0)
-        return LockState::free;
-
-    return errno == EWOULDBLOCK ? LockState::held : LockState::unknown;
-}
-
-LockState lockStateOf (const juce::File& file)
-{
-    const OpenFile opened (posix::handleOf (
-        ::open (bytesOfPath (file).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY)));
-    return opened.isOpen() ? tryLock (opened.handle()) : LockState::unknown;
+    return posix::resultOf (
+        posix::untilDone ([&] { return ::flock (descriptorOf (handle), LOCK_EX | LOCK_NB); }));
 }
 
 int holderOfLock (FileHandle handle)

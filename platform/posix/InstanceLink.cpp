@@ -1,8 +1,7 @@
-#include "platform/InstanceLink.h"
+#include "platform/InstanceLinkServer.h"
 
 #include "platform/DiskNames.h"
 #include "platform/FileLock.h"
-#include "platform/Folders.h"
 #include "platform/posix/SystemCall.h"
 
 #include <algorithm>
@@ -27,16 +26,8 @@ namespace tessivar
 
 namespace
 {
-using Clock = std::chrono::steady_clock;
-
-// A message is the paths, each ended by a zero byte, and an end of the stream; the answer is one byte.
-constexpr std::size_t maxMessageBytes = 1 << 20;
-constexpr char accepted = 1;
-
-// Of one client, from its first byte to its last; shorter than a second start waits, so that nobody is served
-// who has given up. Clients beyond their number cost the oldest one its place.
-constexpr std::chrono::milliseconds serveTime{ 800 };
-constexpr std::size_t maxClients = 16;
+// A message ends with its stream.
+using namespace instanceLink;
 
 bool makeAddress (const juce::File& file, sockaddr_un& address)
 {
@@ -49,12 +40,6 @@ bool makeAddress (const juce::File& file, sockaddr_un& address)
 
     std::memcpy (address.sun_path, path.data(), path.size());
     return true;
-}
-
-int millisecondsUntil (Clock::time_point time)
-{
-    const auto left = std::chrono::ceil<std::chrono::milliseconds> (time - Clock::now()).count();
-    return static_cast<int> (std::max<std::int64_t> (0, left));
 }
 
 /** Waits until the descriptor can be read, or written. */
@@ -100,13 +85,11 @@ juce::File socketIn (const juce::File& folder)
 {
     return folder.getChildFile ("window.socket");
 }
-} // namespace
 
-/** Listens at the socket as long as it lives, on a thread of its own. */
-class InstanceLink::Server : private juce::Thread
+class SocketServer final : public InstanceLink::Server, private juce::Thread
 {
 public:
-    Server (const juce::File& folder, Receiver receiver)
+    SocketServer (const juce::File& folder, InstanceLink::Receiver receiver)
         : Thread ("Instance link"), socketFile (socketIn (folder)), receive (std::move (receiver)),
           lock (FileLock::take (folder.getChildFile ("window.lock")))
     {
@@ -128,7 +111,7 @@ public:
             startThread();
     }
 
-    ~Server() override
+    ~SocketServer() override
     {
         if (isListening())
         {
@@ -218,41 +201,36 @@ private:
             return client.message.size() > maxMessageBytes;
         }
 
-        if (client.message.empty() || client.message.back() == '\0')
+        if (isMessage (client.message))
         {
-            deliver (client.message);
+            receive (pathsIn (client.message));
             ::send (client.descriptor(), &accepted, 1, MSG_NOSIGNAL);
         }
 
         return true;
     }
 
-    void deliver (const std::string& message) const
-    {
-        juce::StringArray paths;
-
-        for (std::size_t start = 0; start < message.size();)
-        {
-            const auto end = message.find ('\0', start);
-            paths.add (pathOfBytes ({ message.data() + start, end - start }));
-            start = end + 1;
-        }
-
-        receive (paths);
-    }
-
     [[nodiscard]] int descriptor() const { return posix::descriptorOf (listening.handle()); }
 
     const juce::File socketFile;
-    const Receiver receive;
+    const InstanceLink::Receiver receive;
     const std::optional<FileLock> lock; // whoever holds it owns the socket's name
     OpenFile listening;
     int wakeUp[2] = { -1, -1 }; // a pipe that ends the wait for connections
 };
 
-InstanceLink::InstanceLink (const juce::File& folderToUse) : folder (folderToUse) {}
+} // namespace
 
-InstanceLink::~InstanceLink() = default;
+std::unique_ptr<InstanceLink::Server> InstanceLink::Server::start (const juce::File& folder,
+                                                                   const Receiver& receiver)
+{
+    auto server = std::make_unique<SocketServer> (folder, receiver);
+
+    if (! server->isListening())
+        server.reset();
+
+    return server;
+}
 
 bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) const
 {
@@ -266,29 +244,11 @@ bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) cons
         || ! connectTo (connection, address, deadline))
         return false;
 
-    std::string message;
-
-    for (const auto& path : paths)
-        message.append (bytesOfPath (path)).push_back ('\0');
-
+    const auto message = messageOf (paths);
     char answer = 0;
     return message.size() <= maxMessageBytes && sendAll (connection, message, deadline)
            && waitFor (connection, POLLIN, deadline) && ::recv (connection, &answer, 1, 0) == 1
            && answer == accepted;
-}
-
-bool InstanceLink::listen (Receiver receiver)
-{
-    if (makeFolder (folder).failed())
-        return false;
-
-    makePrivate (folder);
-    server = std::make_unique<Server> (folder, std::move (receiver));
-
-    if (! server->isListening())
-        server.reset();
-
-    return server != nullptr;
 }
 
 } // namespace tessivar

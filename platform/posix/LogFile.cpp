@@ -1,6 +1,5 @@
 #include "platform/LogFile.h"
 
-#include "platform/FileStatus.h"
 #include "platform/posix/SystemCall.h"
 
 #include <array>
@@ -44,23 +43,10 @@ extern "C" void noteCrash (int signal)
 }
 } // namespace
 
-LogFile::LogFile (const juce::File& path)
-{
-    if (! file.open (path, Opening::append).failed())
-        if (const auto status = statusOf (file.handle()))
-            numBytes = status->size;
-}
-
 LogFile::~LogFile()
 {
     if (file.isOpen() && crashDescriptor == posix::descriptorOf (file.handle()))
         crashDescriptor = -1;
-}
-
-void LogFile::append (std::string_view text)
-{
-    if (const auto count = ::write (posix::descriptorOf (file.handle()), text.data(), text.size()); count > 0)
-        numBytes += static_cast<std::uint64_t> (count);
 }
 
 void LogFile::noteCrashes()

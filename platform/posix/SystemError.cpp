@@ -1,8 +1,6 @@
-#include "platform/SystemError.h"
+#include "platform/SystemErrorNumbers.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 #include <system_error>
 
 namespace tessivar
@@ -12,40 +10,28 @@ namespace
 {
 using Kind = SystemError::Kind;
 
-/** The first number of a kind is its usual one. */
-constexpr struct
-{
-    Kind kind;
-    int number;
-} numbers[] = { { Kind::none, 0 },
-                { Kind::notFound, ENOENT },
-                { Kind::notAFolder, ENOTDIR },
-                { Kind::isFolder, EISDIR },
-                { Kind::alreadyExists, EEXIST },
-                { Kind::notPermitted, EACCES },
-                { Kind::notPermitted, EPERM },
-                { Kind::notPermitted, EROFS },
-                { Kind::notPermitted, ETXTBSY },
-                { Kind::inUse, EWOULDBLOCK },
-                { Kind::noRoom, ENOSPC },
-                { Kind::noRoom, EDQUOT },
-                { Kind::tooLarge, EFBIG },
-                { Kind::notSupported, EINVAL },
-                { Kind::notSupported, EOPNOTSUPP },
-                { Kind::notSupported, ENOSYS },
-                { Kind::failed, EIO } };
+constexpr SystemErrorNumber numbers[] = { { Kind::none, 0 },
+                                          { Kind::notFound, ENOENT },
+                                          { Kind::notAFolder, ENOTDIR },
+                                          { Kind::isFolder, EISDIR },
+                                          { Kind::alreadyExists, EEXIST },
+                                          { Kind::notPermitted, EACCES },
+                                          { Kind::notPermitted, EPERM },
+                                          { Kind::notPermitted, EROFS },
+                                          { Kind::notPermitted, ETXTBSY },
+                                          { Kind::inUse, EWOULDBLOCK },
+                                          { Kind::noRoom, ENOSPC },
+                                          { Kind::noRoom, EDQUOT },
+                                          { Kind::tooLarge, EFBIG },
+                                          { Kind::notSupported, EINVAL },
+                                          { Kind::notSupported, EOPNOTSUPP },
+                                          { Kind::notSupported, ENOSYS },
+                                          { Kind::failed, EIO } };
 } // namespace
 
-SystemError::SystemError (Kind kind)
-    : number (std::ranges::find (numbers, kind, [] (const auto& entry) { return entry.kind; })->number)
+std::span<const SystemErrorNumber> systemErrorNumbers()
 {
-}
-
-SystemError::Kind SystemError::kind() const
-{
-    const auto* const found =
-        std::ranges::find (numbers, number, [] (const auto& entry) { return entry.number; });
-    return found == std::end (numbers) ? Kind::failed : found->kind;
+    return numbers;
 }
 
 juce::String SystemError::text() const

@@ -1,8 +1,7 @@
-#include "platform/InstanceLink.h"
+#include "platform/InstanceLinkServer.h"
 
 #include "platform/DiskNames.h"
 #include "platform/FileLock.h"
-#include "platform/Folders.h"
 #include "platform/windows/Access.h"
 #include "platform/windows/SystemCall.h"
 
@@ -23,23 +22,10 @@ using windows::OwnedHandle;
 
 namespace
 {
-using Clock = std::chrono::steady_clock;
+// A message is its number of bytes, 32 bits, and the paths.
+using namespace instanceLink;
 
-// A message is the number of its bytes, 32 bits, and the paths, each ended by a zero byte; the answer is one
-// byte.
-constexpr std::size_t maxMessageBytes = 1 << 20, numberBytes = 4;
-constexpr char accepted = 1;
-
-// Of one client, from its first byte to its last; shorter than a second start waits, so that nobody is served
-// who has given up. Clients beyond their number cost the oldest one its place.
-constexpr std::chrono::milliseconds serveTime{ 800 };
-constexpr std::size_t maxClients = 16;
-
-DWORD millisecondsUntil (Clock::time_point time)
-{
-    const auto left = std::chrono::ceil<std::chrono::milliseconds> (time - Clock::now()).count();
-    return static_cast<DWORD> (std::max<std::int64_t> (0, left));
-}
+constexpr std::size_t numberBytes = 4;
 
 /** One for each folder: pipes have names of their own, which know no folders. */
 std::wstring pipeNameOf (const juce::File& folder)
@@ -83,7 +69,8 @@ public:
     /** Waits for its end, and cancels it when that does not come in time. */
     [[nodiscard]] std::optional<DWORD> wait (HANDLE pipe, Clock::time_point deadline)
     {
-        if (::WaitForSingleObject (event.get(), millisecondsUntil (deadline)) == WAIT_OBJECT_0)
+        if (::WaitForSingleObject (event.get(), static_cast<DWORD> (millisecondsUntil (deadline)))
+            == WAIT_OBJECT_0)
             return result (pipe);
 
         cancel (pipe);
@@ -123,13 +110,11 @@ bool sendAll (HANDLE pipe, const std::string& message, Clock::time_point deadlin
 
     return true;
 }
-} // namespace
 
-/** Listens at the pipe as long as it lives, on a thread of its own. */
-class InstanceLink::Server : private juce::Thread
+class PipeServer final : public InstanceLink::Server, private juce::Thread
 {
 public:
-    Server (const juce::File& folder, Receiver receiver)
+    PipeServer (const juce::File& folder, InstanceLink::Receiver receiver)
         : Thread ("Instance link"), name (pipeNameOf (folder)), receive (std::move (receiver)),
           lock (FileLock::take (folder.getChildFile ("window.lock")))
     {
@@ -141,7 +126,7 @@ public:
             startThread();
     }
 
-    ~Server() override
+    ~PipeServer() override
     {
         signalThreadShouldExit();
         ::SetEvent (wakeUp.get());
@@ -223,7 +208,7 @@ private:
 
             for (const auto& place : places)
                 if (place->hasClient)
-                    wait = std::min (wait, millisecondsUntil (place->deadline));
+                    wait = std::min (wait, static_cast<DWORD> (millisecondsUntil (place->deadline)));
 
             ::WaitForMultipleObjects (static_cast<DWORD> (events.size()), events.data(), FALSE, wait);
 
@@ -269,27 +254,15 @@ private:
         if (message.size() < numberBytes + size)
             return place.readMore();
 
-        if (size == 0 || message.back() == '\0')
+        const auto paths = std::string_view (message).substr (numberBytes);
+
+        if (isMessage (paths))
         {
-            deliver (message.substr (numberBytes));
+            receive (pathsIn (paths));
             answer (place.pipe.get());
         }
 
         return false;
-    }
-
-    void deliver (const std::string& message) const
-    {
-        juce::StringArray paths;
-
-        for (std::size_t start = 0; start < message.size();)
-        {
-            const auto end = message.find ('\0', start);
-            paths.add (pathOfBytes ({ message.data() + start, end - start }));
-            start = end + 1;
-        }
-
-        receive (paths);
     }
 
     /** What a pipe holds goes when it is disconnected: that waits until the client has it. */
@@ -322,15 +295,24 @@ private:
     }
 
     const std::wstring name;
-    const Receiver receive;
+    const InstanceLink::Receiver receive;
     const std::optional<FileLock> lock; // whoever holds it owns the pipe's name
     const OwnedHandle wakeUp{ ::CreateEventW (nullptr, TRUE, FALSE, nullptr) };
     std::vector<std::unique_ptr<Place>> places;
 };
 
-InstanceLink::InstanceLink (const juce::File& folderToUse) : folder (folderToUse) {}
+} // namespace
 
-InstanceLink::~InstanceLink() = default;
+std::unique_ptr<InstanceLink::Server> InstanceLink::Server::start (const juce::File& folder,
+                                                                   const Receiver& receiver)
+{
+    auto server = std::make_unique<PipeServer> (folder, receiver);
+
+    if (! server->isListening())
+        server.reset();
+
+    return server;
+}
 
 bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) const
 {
@@ -367,15 +349,11 @@ bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) cons
     if (ULONG process = 0; ::GetNamedPipeServerProcessId (opened.get(), &process))
         ::AllowSetForegroundWindow (process);
 
-    std::string message (numberBytes, '\0');
+    const auto message = messageOf (paths);
+    const auto size = static_cast<std::uint32_t> (message.size());
+    const std::string number (reinterpret_cast<const char*> (&size), numberBytes);
 
-    for (const auto& path : paths)
-        message.append (bytesOfPath (path)).push_back ('\0');
-
-    const auto size = static_cast<std::uint32_t> (message.size() - numberBytes);
-    std::memcpy (message.data(), &size, numberBytes);
-
-    if (size > maxMessageBytes || ! sendAll (opened.get(), message, deadline))
+    if (message.size() > maxMessageBytes || ! sendAll (opened.get(), number + message, deadline))
         return false;
 
     Operation reading;
@@ -383,20 +361,6 @@ bool InstanceLink::handOver (const juce::StringArray& paths, int timeoutMs) cons
     const auto isBegun = reading.begin ([&] (OVERLAPPED* state)
                                         { return ::ReadFile (opened.get(), &answer, 1, nullptr, state); });
     return isBegun && reading.wait (opened.get(), deadline) == DWORD{ 1 } && answer == accepted;
-}
-
-bool InstanceLink::listen (Receiver receiver)
-{
-    if (makeFolder (folder).failed())
-        return false;
-
-    makePrivate (folder);
-    server = std::make_unique<Server> (folder, std::move (receiver));
-
-    if (! server->isListening())
-        server.reset();
-
-    return server != nullptr;
 }
 
 } // namespace tessivar

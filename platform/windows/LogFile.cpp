@@ -1,6 +1,5 @@
 #include "platform/LogFile.h"
 
-#include "platform/FileStatus.h"
 #include "platform/windows/SystemCall.h"
 
 #include <array>
@@ -107,23 +106,10 @@ extern "C" void noteAbort (int)
 }
 } // namespace
 
-LogFile::LogFile (const juce::File& path)
-{
-    if (! file.open (path, Opening::append).failed())
-        if (const auto status = statusOf (file.handle()))
-            numBytes = status->size;
-}
-
 LogFile::~LogFile()
 {
     if (file.isOpen() && crashFile == windows::systemHandle (file.handle()))
         crashFile = nullptr;
-}
-
-void LogFile::append (std::string_view text)
-{
-    // Opened for that, the file takes everything at its end.
-    numBytes += FileSystemCalls::system().writeAt (file.handle(), 0, text.data(), text.size()).numBytes;
 }
 
 void LogFile::noteCrashes()

@@ -1,14 +1,11 @@
 #include "platform/Process.h"
 
+#include "platform/ProcessOutput.h"
 #include "platform/windows/SystemCall.h"
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -34,33 +31,6 @@ juce::String moduleFile (HMODULE module)
     return windows::textOfWide (path.c_str());
 }
 
-/** The arguments as one line that every program of the C library takes apart into the same ones. */
-std::wstring commandLine (const juce::StringArray& arguments)
-{
-    std::wstring line;
-
-    for (const auto& argument : arguments)
-    {
-        std::size_t numBackslashes = 0;
-        line += line.empty() ? L"\"" : L" \"";
-
-        for (const auto unit : windows::wideText (argument))
-        {
-            // Backslashes count double in front of a quote, and as they are elsewhere.
-            if (unit == L'"')
-                line.append (numBackslashes + 1, L'\\');
-
-            numBackslashes = unit == L'\\' ? numBackslashes + 1 : 0;
-            line += unit;
-        }
-
-        line.append (numBackslashes, L'\\');
-        line += L'"';
-    }
-
-    return line;
-}
-
 /** Starts a program that has one end of a pipe for its output, and no other handle of this process. */
 OwnedHandle start (const juce::StringArray& arguments, HANDLE output)
 {
@@ -78,7 +48,7 @@ OwnedHandle start (const juce::StringArray& arguments, HANDLE output)
     info.StartupInfo.hStdOutput = output;
     info.lpAttributeList = list;
     PROCESS_INFORMATION process = {};
-    auto line = commandLine (arguments);
+    auto line = windows::commandLine (arguments);
     const auto isStarted =
         ::UpdateProcThreadAttribute (
             list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, &output, sizeof (output), nullptr, nullptr)
@@ -185,7 +155,6 @@ void prepareOutput()
 std::optional<std::string> outputOfProgram (const juce::StringArray& arguments,
                                             const std::function<bool()>& keepWaiting)
 {
-    constexpr DWORD exitMs = 2000; // from the end of its output to its own
     SECURITY_ATTRIBUTES inherited = { sizeof (inherited), nullptr, TRUE };
     HANDLE ends[2] = {};
 
@@ -201,34 +170,20 @@ std::optional<std::string> outputOfProgram (const juce::StringArray& arguments,
     if (! process)
         return std::nullopt;
 
-    // Read while it runs: whoever writes to a full pipe waits.
-    std::string output;
-    std::atomic<bool> isRead{ false };
-    std::thread reader (
-        [&]
+    auto output = readToEnd (
+        [&] (std::span<char> piece)
         {
-            std::array<char, 4096> piece{};
-
-            for (DWORD count = 0; ::ReadFile (
-                     readEnd.get(), piece.data(), static_cast<DWORD> (piece.size()), &count, nullptr);)
-                output.append (piece.data(), count);
-
-            isRead = true;
-        });
-
-    auto isEnding = false;
-
-    while (! isRead && ! isEnding)
-        isEnding = ! keepWaiting();
-
-    if (isEnding)
-        ::TerminateProcess (process.get(), 1);
-
-    reader.join();
-    ::WaitForSingleObject (process.get(), exitMs);
+            DWORD count = 0;
+            const auto isRead =
+                ::ReadFile (readEnd.get(), piece.data(), static_cast<DWORD> (piece.size()), &count, nullptr);
+            return isRead ? std::size_t{ count } : 0;
+        },
+        [&] { ::TerminateProcess (process.get(), 1); },
+        keepWaiting);
+    ::WaitForSingleObject (process.get(), longestExit);
     DWORD code = 1;
     ::GetExitCodeProcess (process.get(), &code);
-    return ! isEnding && code == 0 ? std::make_optional (output) : std::nullopt;
+    return code == 0 ? output : std::nullopt;
 }
 
 juce::String libraryHolding (const void* function)

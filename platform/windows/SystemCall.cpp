@@ -20,6 +20,32 @@ std::wstring widePath (const juce::File& file)
     return { units.begin(), units.end() };
 }
 
+std::wstring commandLine (const juce::StringArray& arguments)
+{
+    std::wstring line;
+
+    for (const auto& argument : arguments)
+    {
+        std::size_t numBackslashes = 0;
+        line += line.empty() ? L"\"" : L" \"";
+
+        for (const auto unit : wideText (argument))
+        {
+            // Backslashes count double in front of a quote, and as they are elsewhere.
+            if (unit == L'"')
+                line.append (numBackslashes + 1, L'\\');
+
+            numBackslashes = unit == L'\\' ? numBackslashes + 1 : 0;
+            line += unit;
+        }
+
+        line.append (numBackslashes, L'\\');
+        line += L'"';
+    }
+
+    return line;
+}
+
 bool isLink (HANDLE file)
 {
     FILE_ATTRIBUTE_TAG_INFO info = {};

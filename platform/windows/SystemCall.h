@@ -52,6 +52,9 @@ juce::String textOfWide (std::wstring_view text);
 /** A path as the system takes it, of any length. */
 std::wstring widePath (const juce::File& file);
 
+/** Arguments as one line that every program of the C library takes apart into the same ones. */
+std::wstring commandLine (const juce::StringArray& arguments);
+
 /** Closes a handle of the system's. */
 class OwnedHandle
 {

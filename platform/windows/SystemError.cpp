@@ -1,9 +1,5 @@
-#include "platform/SystemError.h"
-
+#include "platform/SystemErrorNumbers.h"
 #include "platform/windows/SystemCall.h"
-
-#include <algorithm>
-#include <iterator>
 
 namespace tessivar
 {
@@ -15,40 +11,35 @@ using Kind = SystemError::Kind;
 // Not in all headers.
 constexpr int directoryNotSupported = 336, fileSystemLimitation = 665, diskQuotaExceeded = 1295;
 
-/** The first number of a kind is its usual one. */
-constexpr struct
-{
-    Kind kind;
-    int number;
-} numbers[] = { { Kind::none, ERROR_SUCCESS },
-                { Kind::notFound, ERROR_FILE_NOT_FOUND },
-                { Kind::notFound, ERROR_PATH_NOT_FOUND },
-                { Kind::notFound, ERROR_INVALID_DRIVE },
-                { Kind::notFound, ERROR_BAD_NETPATH },
-                { Kind::notFound, ERROR_BAD_NET_NAME },
-                { Kind::notAFolder, ERROR_DIRECTORY },
-                { Kind::isFolder, directoryNotSupported },
-                { Kind::alreadyExists, ERROR_FILE_EXISTS },
-                { Kind::alreadyExists, ERROR_ALREADY_EXISTS },
-                { Kind::notPermitted, ERROR_ACCESS_DENIED },
-                { Kind::notPermitted, ERROR_WRITE_PROTECT },
-                { Kind::notPermitted, ERROR_NETWORK_ACCESS_DENIED },
-                { Kind::notPermitted, ERROR_PRIVILEGE_NOT_HELD },
-                { Kind::inUse, ERROR_SHARING_VIOLATION },
-                { Kind::inUse, ERROR_LOCK_VIOLATION },
-                { Kind::inUse, ERROR_DELETE_PENDING },
-                { Kind::inUse, ERROR_USER_MAPPED_FILE },
-                { Kind::noRoom, ERROR_DISK_FULL },
-                { Kind::noRoom, ERROR_HANDLE_DISK_FULL },
-                { Kind::noRoom, diskQuotaExceeded },
-                { Kind::tooLarge, ERROR_FILE_TOO_LARGE },
-                { Kind::tooLarge, fileSystemLimitation },
-                { Kind::notSupported, ERROR_NOT_SUPPORTED },
-                { Kind::notSupported, ERROR_INVALID_FUNCTION },
-                { Kind::notSupported, ERROR_INVALID_PARAMETER },
-                { Kind::notSupported, ERROR_INVALID_LEVEL },
-                { Kind::notSupported, ERROR_CALL_NOT_IMPLEMENTED },
-                { Kind::failed, ERROR_IO_DEVICE } };
+constexpr SystemErrorNumber numbers[] = { { Kind::none, ERROR_SUCCESS },
+                                          { Kind::notFound, ERROR_FILE_NOT_FOUND },
+                                          { Kind::notFound, ERROR_PATH_NOT_FOUND },
+                                          { Kind::notFound, ERROR_INVALID_DRIVE },
+                                          { Kind::notFound, ERROR_BAD_NETPATH },
+                                          { Kind::notFound, ERROR_BAD_NET_NAME },
+                                          { Kind::notAFolder, ERROR_DIRECTORY },
+                                          { Kind::isFolder, directoryNotSupported },
+                                          { Kind::alreadyExists, ERROR_FILE_EXISTS },
+                                          { Kind::alreadyExists, ERROR_ALREADY_EXISTS },
+                                          { Kind::notPermitted, ERROR_ACCESS_DENIED },
+                                          { Kind::notPermitted, ERROR_WRITE_PROTECT },
+                                          { Kind::notPermitted, ERROR_NETWORK_ACCESS_DENIED },
+                                          { Kind::notPermitted, ERROR_PRIVILEGE_NOT_HELD },
+                                          { Kind::inUse, ERROR_SHARING_VIOLATION },
+                                          { Kind::inUse, ERROR_LOCK_VIOLATION },
+                                          { Kind::inUse, ERROR_DELETE_PENDING },
+                                          { Kind::inUse, ERROR_USER_MAPPED_FILE },
+                                          { Kind::noRoom, ERROR_DISK_FULL },
+                                          { Kind::noRoom, ERROR_HANDLE_DISK_FULL },
+                                          { Kind::noRoom, diskQuotaExceeded },
+                                          { Kind::tooLarge, ERROR_FILE_TOO_LARGE },
+                                          { Kind::tooLarge, fileSystemLimitation },
+                                          { Kind::notSupported, ERROR_NOT_SUPPORTED },
+                                          { Kind::notSupported, ERROR_INVALID_FUNCTION },
+                                          { Kind::notSupported, ERROR_INVALID_PARAMETER },
+                                          { Kind::notSupported, ERROR_INVALID_LEVEL },
+                                          { Kind::notSupported, ERROR_CALL_NOT_IMPLEMENTED },
+                                          { Kind::failed, ERROR_IO_DEVICE } };
 
 juce::String messageIn (DWORD number, DWORD language)
 {
@@ -67,16 +58,9 @@ juce::String messageIn (DWORD number, DWORD language)
 }
 } // namespace
 
-SystemError::SystemError (Kind kind)
-    : number (std::ranges::find (numbers, kind, [] (const auto& entry) { return entry.kind; })->number)
+std::span<const SystemErrorNumber> systemErrorNumbers()
 {
-}
-
-SystemError::Kind SystemError::kind() const
-{
-    const auto* const found =
-        std::ranges::find (numbers, number, [] (const auto& entry) { return entry.number; });
-    return found == std::end (numbers) ? Kind::failed : found->kind;
+    return numbers;
 }
 
 juce::String SystemError::text() const
