@@ -8,13 +8,16 @@
 #include "cli/TypeLists.h"
 #include "model/Version.h"
 #include "platform/DiskNames.h"
+#include "platform/Process.h"
 
 #include <algorithm>
 #include <exception>
 #include <new>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace tessivar
 {
@@ -48,12 +51,28 @@ int runCommand (const Invocation& invocation, const CommandContext& context)
     return command->second (invocation, context);
 }
 
+/** With the names that patterns among the operands stand for. */
+Invocation withNamesOfPatterns (Invocation invocation)
+{
+    if (! invocation.command->takesSeveralOperands())
+        return invocation;
+
+    std::vector<std::string> operands;
+
+    for (const auto& operand : invocation.operands)
+        for (const auto& name : namesOfPattern (textOf (operand)))
+            operands.push_back (name.toStdString());
+
+    invocation.operands = std::move (operands);
+    return invocation;
+}
+
 int runParsed (const CommandLineResult& parsed, const CommandContext& context)
 {
     switch (parsed.kind)
     {
         case CommandLineResult::Kind::run:
-            return runCommand (parsed.invocation, context);
+            return runCommand (withNamesOfPatterns (parsed.invocation), context);
         case CommandLineResult::Kind::help:
             context.out << helpText (parsed.invocation.command);
             return exitCode::done;

@@ -41,6 +41,11 @@ namespace tessivar
 */
 [[nodiscard]] juce::File fileOfArgument (const juce::String& argument);
 
+/** The names that an argument stands for: those that fit where it ends in a pattern (* and ?) and the shells
+    of this system leave patterns to programs, as whole paths; else the argument itself.
+*/
+[[nodiscard]] juce::StringArray namesOfPattern (const juce::String& argument);
+
 /** For what is printed: it goes out byte by byte, as UTF-8 on a terminal. Writing into a pipe that nobody
     reads, or more than a file may hold (ulimit -f), fails like any other write and does not end the process;
     programs that are started from here keep the system's way with the latter. Once, at the start.

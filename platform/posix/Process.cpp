@@ -50,6 +50,11 @@ std::vector<std::string> programArguments (int numArguments, const char* const* 
     return { arguments + std::min (1, numArguments), arguments + numArguments };
 }
 
+juce::StringArray namesOfPattern (const juce::String& argument)
+{
+    return { argument };
+}
+
 void prepareOutput()
 {
     // A handler and not SIG_IGN, which other programs would inherit.

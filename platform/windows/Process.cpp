@@ -131,6 +131,23 @@ std::vector<std::string> programArguments (int, const char* const*)
     return bytes;
 }
 
+juce::StringArray namesOfPattern (const juce::String& argument)
+{
+    const auto file = fileOfArgument (argument);
+    const auto pattern = file.getFileName();
+    juce::StringArray names;
+
+    // None of the two can be in a name.
+    if (pattern.containsAnyOf ("*?"))
+        for (const auto& entry : file.getParentDirectory().findChildFiles (
+                 juce::File::findFilesAndDirectories | juce::File::ignoreHiddenFiles, false))
+            if (entry.getFileName().matchesWildcard (pattern, true))
+                names.add (entry.getFullPathName());
+
+    names.sortNatural();
+    return names.isEmpty() ? juce::StringArray (argument) : names;
+}
+
 void prepareOutput()
 {
     // A program with a window has no streams of its own; it takes those of the terminal that it came from.

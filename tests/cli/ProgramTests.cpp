@@ -384,6 +384,20 @@ TEST_CASE ("Program: the small commands", "[cli][program]")
                == 1);
     }
 
+#if JUCE_WINDOWS
+    SECTION ("patterns stand for the files that fit, as shells take them apart elsewhere")
+    {
+        for (const auto* name : { "Kick 10.wav", "Kick 2.wav", "Snare.wav" })
+            writeHits (temporary.child (name));
+
+        const auto files =
+            json::parse (run ({ "info", temporary.path ("kick*.wav"), "--json" }).out)["files"];
+        REQUIRE (files.size() == 2);
+        CHECK (files[0]["file"] == temporary.path ("Kick 2.wav"));
+        CHECK (run ({ "info", temporary.path ("Tom*.wav") }).exitCode == 3);
+    }
+#endif
+
     SECTION ("selftest passes on what was built")
     {
         const auto result = run ({ "selftest" });
