@@ -40,8 +40,7 @@ public:
     [[nodiscard]] virtual bool write (int plane, std::int64_t start, std::span<const float> samples) = 0;
     [[nodiscard]] virtual bool read (int plane, std::int64_t start, std::span<float> dest) = 0;
 
-    /** A plane that lies in memory, on a 64-byte boundary if its length allows it, to be worked on where it is;
-        null for one on disk. */
+    /** A plane that lies in memory, to be worked on where it is; null for one on disk. */
     [[nodiscard]] virtual float* inMemory (int /*plane*/) { return nullptr; }
 };
 

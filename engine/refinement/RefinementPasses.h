@@ -137,7 +137,8 @@ struct FittedModel
 /** Weighs the evidence of all tracks that are rendered, and fills their findings' leakage. */
 [[nodiscard]] bool weighEvidence (RefinementRun& run, FittedModel& model, ProgressRange progress);
 
-/** Makes a track's mask of its log ratios, and puts these into blocks; the plane of their tiles is free then. */
+/** Makes a track's mask of its log ratios, and puts these into blocks; the plane of their tiles is free
+    then. */
 [[nodiscard]] std::optional<std::pair<MaskPlane, LogRatioPlane>>
 computeMask (RefinementRun& run, FittedTrack& fitted, ProgressRange progress);
 

@@ -94,7 +94,7 @@ RankedValues GetRankedValues (float* values, std::size_t n, std::size_t index)
         return static_cast<std::size_t> (hn::GetLane (hn::SumOfLanes (ti, counts)));
     };
 
-    // The highest key that no more than index keys lie below, bit by bit; without their sign keys are in order.
+    // The highest key that no more than index keys lie below, bit by bit.
     std::uint32_t found = 0;
 
     for (auto bit = sign; bit != 0; bit >>= 1)

@@ -20,8 +20,8 @@ struct RankedValues
     float lower, upper;
 };
 
-/** Those at index and index + 1 of n > index values, none of them NaN. Uses the values up. Bits of the lower one are
-    found one after the other, each by counting: exact, n / 16 comparisons of vectors a bit. */
+/** Those at index and index + 1 of n > index values, none of them NaN. Uses the values up. Bits of the lower
+    one are found one after the other, each by counting: exact, n / 16 comparisons of vectors a bit. */
 extern const Kernel<RankedValues (float* values, std::size_t n, std::size_t index)> rankedValues;
 
 /** Sum of products, each rounded to single precision: blocks of 1024 in single precision, their sums in
