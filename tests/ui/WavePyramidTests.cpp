@@ -232,8 +232,8 @@ TEST_CASE ("findStrongHits", "[ui][wave]")
 
 TEST_CASE ("ChannelPeaks", "[ui][wave]")
 {
-    // Drums, and below them what bounds must hold for: a sum of parts that is not the source, more than can be
-    // stored, and a last block that is cut short.
+    // Drums, and below them what bounds must hold for: a sum of parts that is not the source, more than can
+    // be stored, and a last block that is cut short.
     const std::int64_t length = 48000 * 20 + 100;
     std::vector<float> frames;
     WaveDrums drums;
