@@ -77,8 +77,8 @@ Flags flagsFor (Opening how)
     return { GENERIC_READ };
 }
 
-/** Reads or writes at an offset. ReadFile() and WriteFile() tell whoever may wait for the end of the call, even
-    where nobody can: under Wine that takes longer than the reading.
+/** Reads or writes at an offset. ReadFile() and WriteFile() tell whoever may wait for the end of the call,
+    even where nobody can: under Wine that takes longer than the reading.
 */
 template <typename Call, typename Data>
 Transfer transfer (Call call, FileHandle handle, std::uint64_t offset, Data* data, std::size_t numBytes)
