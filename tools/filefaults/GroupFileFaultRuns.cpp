@@ -4,6 +4,7 @@
 #include "tools/filefaults/FileFaults.h"
 
 #include <iostream>
+#include <utility>
 
 namespace tessivar::test
 {
@@ -38,6 +39,16 @@ int entriesOf (const juce::File& folder)
 {
     return folder.getNumberOfChildFiles (juce::File::findFilesAndDirectories);
 }
+
+/** With what was opened closed when it is over: until then it may keep the old file. */
+bool savesAgain (LoadedGroup found, const juce::File& file)
+{
+    auto request = requestFor (found.state, file, found.file);
+    request.compact = true;
+    SavedGroup again;
+    return saveGroup (request, again).isOk();
+}
+
 constexpr auto begins = '.', waits = ':';
 
 /** A process that saves over a file. */
@@ -134,12 +145,9 @@ KillCounts killSaves (const juce::File& folder, int numKills)
 
         ++counts.opened;
         counts.recovered += found.recovered ? 1 : 0;
-        auto request = requestFor (found.state, file, found.file);
-        request.compact = true;
-        SavedGroup again;
 
-        if (! saveGroup (request, again).isOk() || entriesOf (folder) != 1)
-            ++counts.leftovers;
+        const auto isSaved = savesAgain (std::move (found), file);
+        counts.leftovers += isSaved && entriesOf (folder) == 1 ? 0 : 1;
     }
 
     return counts;

@@ -20,8 +20,8 @@ struct KillCounts
 */
 KillCounts killSaves (const juce::File& folder, int numKills);
 
-/** What such a process does: it saves until it is killed or a save fails, says that it begins, and says when it
-    waits before a call, counted from 1; 0: never.
+/** What such a process does: it saves until it is killed or a save fails, says that it begins, and says when
+    it waits before a call, counted from 1; 0: never.
 */
 int saveForEver (const juce::File& file, int callToWaitBefore);
 
