@@ -77,6 +77,7 @@ windows_packages=(
     librsvg2-bin
     libz-mingw-w64-dev
     nsis
+    python3-fonttools
     python3-pil
     wine
     wine64
