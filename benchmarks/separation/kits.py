@@ -24,7 +24,7 @@ from sessions import Session, resampled, save, with_leakage
 
 RATE, SECONDS = 44100, 24.0
 SPEED_OF_SOUND = 343.0
-LEAST_LEAKAGE_DB = -8
+LESS_LEAKAGE_DB = -8
 
 # The instruments of a kit, by the beginning of their names.
 KITS = {
@@ -284,7 +284,7 @@ def main():
         kit = kit_of_sound_font(sound_font) if os.path.exists(sound_font) else kit_of_files(os.path.join(args.files, name))
         style = STYLES[i % len(STYLES)]
         session = recorded(re.sub(r"\W+", "_", name) + "." + style, kit, style, ROOMS[i % len(ROOMS)], 100 + i)
-        for corner, db in (("sampled kits", 0), ("sampled kits, leakage %d dB" % LEAST_LEAKAGE_DB, LEAST_LEAKAGE_DB)):
+        for corner, db in (("sampled kits", 0), ("sampled kits, leakage %d dB" % LESS_LEAKAGE_DB, LESS_LEAKAGE_DB)):
             folder = os.path.join(args.out, corner, session.name)
             save(with_leakage(session, db), folder)
             print(folder)

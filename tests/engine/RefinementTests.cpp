@@ -470,8 +470,8 @@ TEST_CASE ("Confidence tells tracks that lose from those that gain", "[engine][r
     // A dry kick, of which nothing would go anyway.
     CHECK (confidence ({ 29, -80.0, 67.0, 62.0, 0.0, 0.66, BenefitEvidence::nothingDb, true }) > 0.9);
 
-    // A tom that is hit twice gains 2.3 dB from half of the effect; another one of such evidence lost 5 dB by the
-    // whole of it.
+    // A tom that is hit twice gains 2.3 dB from half of the effect; another one of such evidence lost 5 dB by
+    // the whole of it.
     const auto half = confidence ({ 2, -39.0, 36.0, 41.0, 0.61, 0.85, -3.9, true });
     CHECK (half > 0.35);
     CHECK (half < 0.6);
