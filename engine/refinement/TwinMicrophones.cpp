@@ -33,14 +33,20 @@ constexpr std::size_t framesBefore = 1, framesAfter = 3; // that coherence is me
 constexpr double excessQuantile = 0.7, mostExcessDb = 40.0, leastRise = 1.0e-6;
 constexpr double independentFrames = 0.4; // of frames that overlap by three quarters
 
-// The difference that a pair may show grows with its coherence above the least; more for equal types.
-constexpr double leastCoherence = 0.56, usualSlopeDb = 15.0, usualMostDb = 4.0, likeTypesFactor = 1.3;
+/** The difference that a pair may show: it grows with the coherence above the least. */
+struct Allowance
+{
+    double leastCoherence, slopeDb, mostDb;
+};
+
+// Unlike types are seldom on one drum; two such microphones may only hear the same loud leakage.
+constexpr Allowance forLikeTypes{ 0.43, 18.0, 7.2 }, forUnlikeTypes{ 0.56, 15.0, 4.0 };
 constexpr double mostWithinDrumDb = 12.0; // difference of twins by a third
 
 double allowedDifferenceDb (double coherence, bool likeTypes)
 {
-    return (likeTypes ? likeTypesFactor : 1.0)
-           * std::min (usualMostDb, usualSlopeDb * (coherence - leastCoherence));
+    const auto& allowance = likeTypes ? forLikeTypes : forUnlikeTypes;
+    return std::min (allowance.mostDb, allowance.slopeDb * (coherence - allowance.leastCoherence));
 }
 
 struct Onsets
