@@ -27,6 +27,7 @@ target_compile_definitions(tessivar_juce
         JUCE_REPORT_APP_USAGE=0
         JUCE_STANDALONE_APPLICATION=1
         JUCE_GLOBAL_MODULE_SETTINGS_INCLUDED=1
+        JUCE_APP_CONFIG_HEADER="${PROJECT_SOURCE_DIR}/platform/ToolkitMemory.h"
         # Windows alone has decoders of its own: what one system reads, all do.
         $<$<BOOL:${WIN32}>:JUCE_USE_WINDOWS_MEDIA_FORMAT=0>)
 # main() hands the toolkit the arguments, on Windows too, as a program of the console does there.

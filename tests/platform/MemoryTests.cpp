@@ -1,6 +1,10 @@
 #include "platform/Memory.h"
 
 #include <catch2/catch.hpp>
+#include <juce_core/juce_core.h>
+
+#include <cstddef>
+#include <new>
 
 #ifndef _WIN32
     #include <sys/resource.h>
@@ -27,3 +31,14 @@ TEST_CASE ("freeMemory", "[memory]")
     CHECK (limited == std::uint64_t (0));
 #endif
 }
+
+// The sanitizer ends the program instead.
+#if ! defined(__SANITIZE_ADDRESS__)
+TEST_CASE ("Memory that the toolkit can't have is told of", "[memory]")
+{
+    constexpr auto tooMuch = std::size_t{ 1 } << 62;
+    juce::HeapBlock<char> block;
+    CHECK_THROWS_AS (block.malloc (tooMuch), std::bad_alloc);
+    CHECK_THROWS_AS (block.realloc (tooMuch), std::bad_alloc);
+}
+#endif
