@@ -4,6 +4,8 @@
 #include "terms/WorkControl.h"
 #include "ui/dialogs/ProgressDialog.h"
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <vector>
 
@@ -27,6 +29,9 @@ public:
     ran out".
 */
 [[nodiscard]] Outcome guarded (const std::function<void()>& work);
+
+/** How long a thread that works for the window pauses where memory ran out, before it tries again. */
+constexpr std::chrono::milliseconds pauseWithoutMemory{ 500 };
 
 /** Whether work ended by an error, which a stop is not. */
 [[nodiscard]] inline bool hasFailed (const Outcome& ended)

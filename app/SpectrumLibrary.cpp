@@ -1,5 +1,7 @@
 #include "app/SpectrumLibrary.h"
 
+#include "app/JobRunner.h"
+
 #include <algorithm>
 
 namespace tessivar
@@ -78,35 +80,56 @@ void SpectrumLibrary::handleAsyncUpdate()
 
 void SpectrumLibrary::work()
 {
-    for (;;)
+    auto goesOn = true;
+
+    while (goesOn)
+        if (! guarded ([&] { goesOn = computeNext(); }).isOk())
+            waitForMemory();
+}
+
+bool SpectrumLibrary::computeNext()
+{
+    List one;
+
     {
-        List one;
+        std::unique_lock guard (lock);
+        wake.wait (guard, [this] { return isEnding || ! wanted.tiles.empty(); });
 
-        {
-            std::unique_lock guard (lock);
-            wake.wait (guard, [this] { return isEnding || ! wanted.tiles.empty(); });
+        if (isEnding)
+            return false;
 
-            if (isEnding)
-                return;
-
-            one = wanted;
-            one.tiles.resize (1);
-            wanted.tiles.erase (wanted.tiles.begin());
-            underway = one;
-            isStale = false;
-        }
-
-        auto tile = compute (one);
-        const std::lock_guard guard (lock);
-        underway = {};
-
-        if (tile != nullptr && ! isStale)
-        {
-            one.samples = nullptr;
-            done.emplace_back (std::move (one), std::move (tile));
-            triggerAsyncUpdate();
-        }
+        one = wanted;
+        one.tiles.resize (1);
+        underway = one;
+        wanted.tiles.erase (wanted.tiles.begin());
+        isStale = false;
     }
+
+    auto tile = compute (one);
+    const std::lock_guard guard (lock);
+
+    if (tile != nullptr && ! isStale)
+    {
+        one.samples = nullptr;
+        done.emplace_back (std::move (one), std::move (tile));
+        triggerAsyncUpdate();
+    }
+
+    underway = {};
+    return true;
+}
+
+void SpectrumLibrary::waitForMemory()
+{
+    reading.reset();
+    std::unique_lock guard (lock);
+
+    // The list has room for the tile, which was taken from it.
+    if (! isStale)
+        wanted.tiles.insert (wanted.tiles.begin(), underway.tiles.begin(), underway.tiles.end());
+
+    underway = {};
+    wake.wait_for (guard, pauseWithoutMemory, [this] { return isEnding; });
 }
 
 std::shared_ptr<SpectrumTile> SpectrumLibrary::compute (const List& one)

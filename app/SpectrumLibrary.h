@@ -57,6 +57,10 @@ private:
     };
 
     void work();
+    /** False at the end. */
+    [[nodiscard]] bool computeNext();
+    /** Keeps what was under way, and pauses. */
+    void waitForMemory();
     [[nodiscard]] std::shared_ptr<SpectrumTile> compute (const List& one);
     void handleAsyncUpdate() override;
 

@@ -1,6 +1,9 @@
 #include "app/WaveformLibrary.h"
 
+#include "app/JobRunner.h"
+
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace tessivar
@@ -218,19 +221,32 @@ void WaveformLibrary::work()
                 processed = processedTask;
         }
 
-        if (processed != nullptr)
+        const auto read = [&]
         {
-            readPiece (processed);
-        }
-        else if (entry != nullptr)
+            if (processed != nullptr)
+            {
+                readPiece (processed);
+            }
+            else if (entry != nullptr)
+            {
+                readPiece (*entry);
+            }
+            else if (auto ready = readExact (*task))
+            {
+                const std::lock_guard guard (lock);
+                answer = std::move (ready);
+                triggerAsyncUpdate();
+            }
+        };
+
+        if (! guarded (std::ref (read)).isOk())
         {
-            readPiece (*entry);
-        }
-        else if (auto ready = readExact (*task))
-        {
-            const std::lock_guard guard (lock);
-            answer = std::move (ready);
-            triggerAsyncUpdate();
+            std::unique_lock guard (lock);
+
+            if (! exactTask)
+                exactTask = std::move (task);
+
+            wake.wait_for (guard, pauseWithoutMemory, [this] { return isEnding; });
         }
     }
 }
@@ -240,12 +256,12 @@ bool WaveformLibrary::readNext (Reading& reading, std::int64_t length)
     const auto left = std::min (length, reading.samples->lengthInFrames()) - reading.next;
     const auto count = std::clamp<std::int64_t> (left, 0, framesPerPiece);
     frames.resize (static_cast<std::size_t> (count * reading.samples->numChannels()));
+    signal.resize (static_cast<std::size_t> (count));
 
     if (count == 0 || ! reading.samples->readFrames (reading.next, frames))
         return false;
 
     reading.next += count;
-    signal.resize (static_cast<std::size_t> (count));
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <new>
 
 namespace tessivar
 {
@@ -13,7 +14,7 @@ namespace
 {
 constexpr int maxBytesPerRead = 1 << 20;
 constexpr int idleMilliseconds = 10, stoppedMilliseconds = 50;
-constexpr std::uint32_t retryMilliseconds = 250;
+constexpr int retryMilliseconds = 250;
 constexpr std::int64_t pageLength = FramePages::framesPerPage;
 
 // A fade out, and the blocks that a device requests before it, still sound while the read-ahead is elsewhere.
@@ -65,7 +66,17 @@ void ReadAhead::setLoop (const std::optional<LoopRange>& newLoop)
 
 int ReadAhead::useTimeSlice()
 {
-    const auto didRead = readOnce();
+    auto didRead = false;
+
+    try
+    {
+        didRead = readOnce();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return retryMilliseconds; // the thread would end, and nothing be heard until the next start
+    }
+
     const auto again = sliceRequested.exchange (false, std::memory_order_acq_rel);
 
     if (didRead || again)
@@ -193,7 +204,8 @@ void ReadAhead::read (const Piece& piece)
     if (! track.samples->readFrames (start, frames))
     {
         track.failedReads.fetch_add (1, std::memory_order_relaxed);
-        track.retryTime = std::max (1u, juce::Time::getMillisecondCounter() + retryMilliseconds);
+        track.retryTime =
+            std::max (1u, juce::Time::getMillisecondCounter() + std::uint32_t{ retryMilliseconds });
         return;
     }
 

@@ -1,10 +1,13 @@
 #include "app/SpectrumLibrary.h"
+#include "app/WaveformLibrary.h"
 
 #include "tests/playback/PlaybackFixtures.h"
 
 #include <juce_gui_basics/juce_gui_basics.h>
 
 #include <catch2/catch.hpp>
+
+#include <new>
 
 using namespace tessivar;
 using namespace tessivar::test;
@@ -68,4 +71,44 @@ TEST_CASE ("The library of spectra computes what was wished for last", "[app][sp
     lost.source = nullptr;
     library.request (lost, {}, { { { 3, 0 }, nullptr } });
     library.request (first, {}, many);
+}
+
+TEST_CASE ("What is read behind the window comes later where memory ran out", "[app][spectrum][waveform]")
+{
+    const juce::ScopedJuceInitialiser_GUI messages;
+    const auto waitUntil = [] (const auto& isDone)
+    {
+        for (int i = 0; i < 1000 && ! isDone(); ++i)
+            juce::MessageManager::getInstance()->runDispatchLoopUntil (5);
+
+        return isDone();
+    };
+    auto track = trackOf (1, 48000 * 4);
+    const auto samples = std::make_shared<FormulaSamples> (1, track.lengthInSamples(), 1);
+    track.source = samples;
+    samples->onRead = [reads = 0] (std::size_t) mutable
+    {
+        if (++reads == 1)
+            throw std::bad_alloc();
+
+        return true;
+    };
+
+    SECTION ("a tile")
+    {
+        SpectrumLibrary library;
+        std::vector<SpectrumPlace> came;
+        library.onTile = [&] (std::uint32_t, const std::shared_ptr<const SpectrumTile>& tile)
+        { came.push_back (tile->place); };
+        library.request (track, {}, { { { 3, 1 }, nullptr }, { { 3, 0 }, nullptr } });
+        REQUIRE (waitUntil ([&] { return came.size() == 2; }));
+        CHECK (came[0] == SpectrumPlace{ 3, 1 });
+    }
+
+    SECTION ("a waveform")
+    {
+        WaveformLibrary library;
+        library.setTracks ({ track });
+        CHECK (waitUntil ([&] { return library.readShare (track) >= 1.0; }));
+    }
 }

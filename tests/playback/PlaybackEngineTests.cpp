@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <numbers>
 
 using namespace tessivar;
@@ -511,6 +512,20 @@ TEST_CASE ("Samples that come late", "[playback]")
         CHECK (rig.engine.counters().lateBlocks > 0);
         CHECK (rig.engine.position() > 200000);
         broken = false;
+    }
+
+    SECTION ("because memory runs out: read later")
+    {
+        samples->onRead = [reads = 0] (std::size_t) mutable
+        {
+            if (++reads == 1)
+                throw std::bad_alloc();
+
+            return true;
+        };
+        rig.engine.seek (200000);
+        REQUIRE_NOTHROW (rig.render (300 * 1000, 4096));
+        CHECK (rig.engine.position() > 200000);
     }
 }
 
