@@ -129,13 +129,19 @@ void GroupWork::openOne (const juce::File& file)
     if (ended.wasStopped())
         return;
 
-    if (! ended.isOk() || outcome.failed())
+    if (! ended.isOk()) // which says nothing about the file
+    {
+        prompts.warn ("The Group could not be opened.",
+                      file.getFullPathName() + ": " + juce::String (ended.reason));
+        return;
+    }
+
+    if (outcome.failed())
     {
         workspace.removeRecentFile (file);
         prompts.warn (
             warningMessage (file.existsAsFile() ? ImportWarnings::unreadable : ImportWarnings::missing),
-            outcome.failed() ? outcome.getErrorMessage()
-                             : file.getFullPathName() + ": " + juce::String (ended.reason));
+            outcome.getErrorMessage());
         return;
     }
 

@@ -1,5 +1,6 @@
 #include "model/recovery/GroupAutosave.h"
 
+#include <new>
 #include <utility>
 
 namespace tessivar
@@ -76,10 +77,7 @@ void GroupAutosave::writeNow (const Group::Ptr& group)
 
 void GroupAutosave::write (const Group& group, Watched& watched)
 {
-    watched.writtenRevision = group.revision();
-    watched.changedSince.reset();
-    watched.renderings = renderingsOf (group);
-    watched.mayHaveEntry = true;
+    auto renderings = renderingsOf (group);
 
     // The next write after a failure has to delete the old entry if this one can't.
     const auto old = watched.oldEntry;
@@ -87,7 +85,16 @@ void GroupAutosave::write (const Group& group, Watched& watched)
     writer.addJob (
         [this, old, id = group.id(), state = group.state(), file = group.file()]
         {
-            const auto written = session->write (id, RecoveryEntry::of (state, file, probes));
+            auto written = juce::Result::ok();
+
+            try
+            {
+                written = session->write (id, RecoveryEntry::of (state, file, probes));
+            }
+            catch (const std::bad_alloc&)
+            {
+                written = juce::Result::fail ("memory ran out");
+            }
 
             if (written.wasOk() && old != nullptr)
             {
@@ -97,6 +104,12 @@ void GroupAutosave::write (const Group& group, Watched& watched)
 
             report (id, written);
         });
+
+    // The job holds the state by now: nothing that is unwritten counts as written.
+    watched.writtenRevision = group.revision();
+    watched.changedSince.reset();
+    watched.renderings = std::move (renderings);
+    watched.mayHaveEntry = true;
 }
 
 void GroupAutosave::removeEntry (std::uint32_t groupId, Watched& watched)

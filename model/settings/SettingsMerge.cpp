@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <regex>
 #include <string>
@@ -50,6 +51,9 @@ public:
     explicit SettingsParser (std::string textToParse)
         : text (std::move (textToParse)), parser (XML_ParserCreate ("UTF-8"), XML_ParserFree)
     {
+        if (parser == nullptr)
+            throw std::bad_alloc();
+
         XML_SetUserData (parser.get(), this);
         XML_SetElementHandler (
             parser.get(),
@@ -65,6 +69,10 @@ public:
     juce::Result parse()
     {
         const auto status = XML_Parse (parser.get(), text.data(), static_cast<int> (text.size()), XML_TRUE);
+
+        // Says nothing about the file.
+        if (status != XML_STATUS_OK && XML_GetErrorCode (parser.get()) == XML_ERROR_NO_MEMORY)
+            throw std::bad_alloc();
 
         if (status != XML_STATUS_OK && problem.isEmpty())
             problem = XML_ErrorString (XML_GetErrorCode (parser.get()));

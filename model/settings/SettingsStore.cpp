@@ -6,6 +6,7 @@
 #include "platform/Folders.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace tessivar
@@ -96,27 +97,37 @@ juce::Result SettingsStore::save()
     const auto processLock = FileLock::waitFor (folders.settingsLock(), longestWaitForLock);
 
     changed = false;
-    const auto mine = currentValues();
-    std::optional<SettingsValues> onDisk;
-    auto result = readFile (onDisk);
-    SettingsValues merged;
+    auto result = juce::Result::ok();
 
-    if (result.wasOk())
+    try
     {
-        merged = onDisk ? mergeSettings (base, mine, *onDisk) : mine;
+        const auto mine = currentValues();
+        std::optional<SettingsValues> onDisk;
+        SettingsValues merged;
+        result = readFile (onDisk);
 
-        if (! onDisk || *onDisk != merged)
-            result = writeFile (merged);
+        if (result.wasOk())
+        {
+            merged = onDisk ? mergeSettings (base, mine, *onDisk) : mine;
+
+            if (! onDisk || *onDisk != merged)
+                result = writeFile (merged);
+        }
+
+        if (result.wasOk())
+        {
+            adopt (mine, merged);
+            base = std::move (merged);
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        result = juce::Result::fail (settingsFile.getFullPathName() + ": memory ran out");
     }
 
     if (result.failed())
-    {
         changed = true;
-        return result;
-    }
 
-    adopt (mine, merged);
-    base = std::move (merged);
     return result;
 }
 
