@@ -18,6 +18,7 @@ public:
         : SettingsPage ("Audio device"), context (contextToUse), device (context.device),
           manager (device.manager())
     {
+        driver.setTextWhenNothingSelected ("None chosen");
         driver.onChange = [this] { finish (changeDeviceType (device, driver.getText())); };
         output.onChange = [this] { chooseOutput(); };
         pair.onChange = [this]

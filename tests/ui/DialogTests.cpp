@@ -2,6 +2,7 @@
 
 #include "ui/dialogs/ChecklistDialog.h"
 #include "ui/dialogs/ExportReportDialog.h"
+#include "ui/dialogs/FileDialog.h"
 #include "ui/dialogs/MessageDialog.h"
 #include "ui/dialogs/ProgressDialog.h"
 
@@ -122,6 +123,17 @@ TEST_CASE ("Dialogs", "[ui][dialogs]")
             dialog->choose (dialog->getButton (0).getButtonText() == "Yes" ? 0 : 1);
             CHECK (answers == std::vector<bool>{ false, true });
         }
+    }
+
+    SECTION ("Enter saves under the proposed name")
+    {
+        const auto proposed =
+            juce::File::getSpecialLocation (juce::File::tempDirectory).getChildFile ("T.wav");
+        FileDialog dialog ({ "T", "Save", "*.wav", proposed, true });
+        std::vector<juce::File> chosen;
+        dialog.onResult = [&] (const auto& files) { chosen = files; };
+        CHECK (dialog.keyPressed (juce::KeyPress (juce::KeyPress::returnKey)));
+        CHECK (chosen == std::vector<juce::File>{ proposed });
     }
 
     SECTION ("quitting hands over which groups are ticked")

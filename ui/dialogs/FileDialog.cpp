@@ -1,6 +1,8 @@
 #include "ui/dialogs/FileDialog.h"
 
 #include "ui/Call.h"
+#include "ui/Fonts.h"
+#include "ui/Palette.h"
 
 namespace tessivar
 {
@@ -23,9 +25,18 @@ FileDialog::FileDialog (const Settings& settings)
     : DialogContent (settings.title,
                      { { .text = "Cancel", .isSafe = true },
                        { .text = settings.acceptText, .look = ButtonLook::primary } }),
-      filter (settings.wildcard, "*", {}), browser (flagsFor (settings), settings.start, &filter, nullptr)
+      nothingHere (settings.choosesFolders ? "No folders in here" : "No files of this kind in here"),
+      filter (settings.wildcard, "*", {}), browser (flagsFor (settings), settings.start, &filter, nullptr),
+      found (browser.getDisplayComponent()->directoryContentsList)
 {
+    found.addChangeListener (this);
     addAndMakeVisible (browser);
+    browser.setFilenameBoxLabel ("Name");
+    for (auto* child : browser.getChildren())
+        if (auto* editor = dynamic_cast<juce::TextEditor*> (child))
+            name = editor;
+    if (name != nullptr)
+        name->onEscapeKey = [this] { escape(); };
     browser.addListener (this);
     onChoice = [this] (int button)
     { call (onResult, button == acceptButton ? chosen() : std::vector<juce::File>()); };
@@ -35,13 +46,36 @@ FileDialog::FileDialog (const Settings& settings)
 FileDialog::~FileDialog()
 {
     browser.removeListener (this);
+    found.removeChangeListener (this);
 }
 
 void FileDialog::focusGained (FocusChangeType)
 {
-    if (auto* list = dynamic_cast<juce::Component*> (browser.getDisplayComponent());
-        list != nullptr && isShowing())
+    if (! isShowing())
+        return;
+    if (browser.isSaveMode() && name != nullptr)
+        name->grabKeyboardFocus();
+    else if (auto* list = dynamic_cast<juce::Component*> (browser.getDisplayComponent()))
         list->grabKeyboardFocus();
+}
+
+bool FileDialog::keyPressed (const juce::KeyPress& key)
+{
+    // A list takes it to open what is selected in it.
+    if (key != juce::KeyPress (juce::KeyPress::returnKey) || ! getButton (acceptButton).isEnabled())
+        return DialogContent::keyPressed (key);
+    choose (acceptButton);
+    return true;
+}
+
+void FileDialog::paintOverChildren (juce::Graphics& g)
+{
+    auto* const list = dynamic_cast<juce::Component*> (browser.getDisplayComponent());
+    if (list == nullptr || found.isStillLoading() || found.getNumFiles() > 0)
+        return;
+    g.setColour (palette::textLow);
+    g.setFont (fonts::inter (13.0f));
+    g.drawText (nothingHere, getLocalArea (&browser, list->getBounds()), juce::Justification::centred, true);
 }
 
 void FileDialog::selectionChanged()
