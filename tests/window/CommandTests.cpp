@@ -13,6 +13,7 @@
 
 #include <cstdlib>
 #include <set>
+#include <typeinfo>
 
 using namespace tessivar;
 
@@ -490,6 +491,60 @@ TEST_CASE ("All of the window is in it", "[window][layout]")
             rig.settle();
             check (rig.content());
         }
+    }
+}
+
+TEST_CASE ("All that the window shows is told to who can't see it", "[window][accessibility]")
+{
+    using Role = juce::AccessibilityRole;
+    WindowRig rig;
+    std::function<void (juce::Component&)> check = [&] (juce::Component& parent)
+    {
+        for (auto* child : parent.getChildren())
+        {
+            if (! child->isVisible() || child->getBounds().isEmpty())
+                continue;
+
+            const auto* told = child->getAccessibilityHandler();
+            INFO (child->getName() << ", " << child->getBounds().toString() << " in " << parent.getTitle()
+                                   << ", " << typeid (*child).name());
+
+            if (child->getWantsKeyboardFocus())
+                CHECK (told != nullptr);
+
+            if (told != nullptr && ! told->isIgnored())
+            {
+                const auto role = told->getRole();
+                const auto isControl = role == Role::button || role == Role::toggleButton
+                                       || role == Role::comboBox || role == Role::slider
+                                       || role == Role::editableText || role == Role::listItem;
+                CHECK ((role != Role::unspecified || ! child->getWantsKeyboardFocus()));
+
+                if (isControl || child->getWantsKeyboardFocus())
+                    CHECK (told->getTitle().isNotEmpty());
+
+                if (role == Role::slider || role == Role::comboBox)
+                {
+                    REQUIRE (told->getValueInterface() != nullptr);
+                    CHECK (told->getValueInterface()->getCurrentValueAsString().isNotEmpty());
+                }
+            }
+
+            check (*child);
+        }
+    };
+
+    check (rig.content());
+    analyzeDemo (rig);
+    check (rig.content());
+    rig.perform (number (Verb::toggleSetting));
+
+    for (const auto* key : { "T", "G", "M" }) // the kit's strips, spectrum, bleed map
+    {
+        INFO ("after " << key);
+        REQUIRE (rig.press (juce::KeyPress::createFromDescription (key)));
+        rig.settle();
+        check (rig.content());
     }
 }
 

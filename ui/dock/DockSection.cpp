@@ -4,6 +4,9 @@
 #include "ui/FocusRings.h"
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
+
+#include <utility>
 
 namespace tessivar
 {
@@ -47,6 +50,20 @@ void DockSection::paintOverChildren (juce::Graphics& g)
 {
     if (areFocusRingsShown() && hasKeyboardFocus (false))
         drawFocusRing (g, getLocalBounds().toFloat().reduced (8.0f));
+}
+
+std::unique_ptr<juce::AccessibilityHandler> DockSection::createAccessibilityHandler()
+{
+    return makeSpokenHandler (*this, juce::AccessibilityRole::group, [this] { return spokenValue(); });
+}
+
+void DockSection::tellValue()
+{
+    auto value = spokenValue();
+    if (value == std::exchange (told, value))
+        return;
+    if (auto* handler = getAccessibilityHandler())
+        handler->notifyAccessibilityEvent (juce::AccessibilityEvent::valueChanged);
 }
 
 } // namespace tessivar

@@ -27,11 +27,19 @@ public:
     void paintOverChildren (juce::Graphics& g) override;
     void focusGained (FocusChangeType) override { repaint(); }
     void focusLost (FocusChangeType) override { repaint(); }
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
+
+protected:
+    /** What screen readers tell after the caption. */
+    virtual juce::String spokenValue() const { return {}; }
+    /** Lets them tell it when it is another than before. */
+    void tellValue();
 
 private:
     const juce::String caption;
     const bool lineAtLeft;
     bool compact = false;
+    juce::String told;
 };
 
 } // namespace tessivar

@@ -2,6 +2,7 @@
 
 #include "ui/Fonts.h"
 #include "ui/Palette.h"
+#include "ui/SpokenValue.h"
 
 #include <cmath>
 
@@ -61,8 +62,7 @@ KnobSection::KnobSection (const ResourceImages& images, const KnobSectionSetting
     knob.setTitle (settings.title);
     knob.setHelpText (settings.help);
     knob.setTooltip (settings.help + " [" + settings.keys + "]");
-    knob.textFromValueFunction = [this] (double value)
-    { return percentText (value, settings.maximum).dropLastCharacters (1) + " percent"; };
+    knob.textFromValueFunction = [this] (double value) { return spoken (value); };
     knob.onContextMenu = [this] (juce::Point<int> place) { showMenu (place); };
     knob.addListener (&label);
     knob.addListener (this);
@@ -94,6 +94,7 @@ void KnobSection::setState (const State& newState)
     if (! label.isBeingEdited())
         label.setText (percentText (knob.getValue(), settings.maximum), juce::dontSendNotification);
     repaint();
+    tellValue();
 }
 
 void KnobSection::sliderValueChanged (juce::Slider*)
@@ -101,6 +102,7 @@ void KnobSection::sliderValueChanged (juce::Slider*)
     label.setVisible (true);
     state.value = knob.getValue();
     repaint();
+    tellValue();
     call (onValueChange, state.value);
 }
 
@@ -149,6 +151,16 @@ bool KnobSection::keyPressed (const juce::KeyPress& key)
     else
         return false;
     return true;
+}
+
+juce::String KnobSection::spoken (double value) const
+{
+    return percentText (value, settings.maximum).dropLastCharacters (1) + " percent";
+}
+
+std::unique_ptr<juce::AccessibilityHandler> KnobSection::createAccessibilityHandler()
+{
+    return makeSpokenHandler (*this, juce::AccessibilityRole::slider, [this] { return spokenValue(); });
 }
 
 void KnobSection::showMenu (juce::Point<int> screenPosition)

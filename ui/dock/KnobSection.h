@@ -81,8 +81,11 @@ public:
     bool keyPressed (const juce::KeyPress& key) override;
     void paint (juce::Graphics& g) override;
     void resized() override;
+    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
+    juce::String spokenValue() const override { return spoken (knob.getValue()); }
+    juce::String spoken (double value) const;
     void sliderValueChanged (juce::Slider*) override;
     void sliderDragStarted (juce::Slider*) override { call (onGestureStart); }
     void sliderDragEnded (juce::Slider*) override { call (onGestureEnd); }

@@ -97,6 +97,7 @@ void ListenSection::showListening()
     bypass.setToggleState (state.listening == ListenMode::bypass, juce::dontSendNotification);
     removed.setToggleState (state.listening == ListenMode::removed, juce::dontSendNotification);
     repaint();
+    tellValue();
 }
 
 void ListenSection::apply (const std::function<void()>& change)

@@ -47,6 +47,7 @@ public:
     void resized() override;
 
 private:
+    juce::String spokenValue() const override { return listeningText (state); }
     void apply (const std::function<void()>& change);
     void showListening();
 

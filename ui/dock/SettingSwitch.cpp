@@ -4,7 +4,6 @@
 #include "ui/Fonts.h"
 #include "ui/KnobGeometry.h"
 #include "ui/Palette.h"
-#include "ui/SpokenValue.h"
 
 namespace tessivar
 {
@@ -34,6 +33,7 @@ SettingSwitch::SettingSwitch() : DockSection ("Setting", true, false)
 void SettingSwitch::setState (const DockState& newState)
 {
     state = newState;
+    tellValue();
     copy.setButtonText ("Copy " + letterOf (state.sounding));
     copy.setTitle ("Copy " + letterOf (state.sounding) + " to " + letterOf (otherSetting (state.sounding)));
     copy.setTrailing (Icon::arrowRight, letterOf (otherSetting (state.sounding)));
@@ -202,12 +202,6 @@ void SettingSwitch::paintCell (juce::Graphics& g, KnobSetting letter) const
           "Fine " + percentText (static_cast<double> (values.fine), static_cast<double> (fineMaximum)),
           61.0f,
           ink.interpolatedWith (palette::textMid, sounds ? 0.5f : 0.0f));
-}
-
-std::unique_ptr<juce::AccessibilityHandler> SettingSwitch::createAccessibilityHandler()
-{
-    return makeSpokenHandler (
-        *this, juce::AccessibilityRole::group, [this] { return settingDescription (state); });
 }
 
 } // namespace tessivar

@@ -31,9 +31,9 @@ public:
     void mouseExit (const juce::MouseEvent& event) override;
     void paint (juce::Graphics& g) override;
     void resized() override;
-    std::unique_ptr<juce::AccessibilityHandler> createAccessibilityHandler() override;
 
 private:
+    juce::String spokenValue() const override { return settingDescription (state); }
     juce::Rectangle<int> frame() const;
     juce::Rectangle<int> cell (KnobSetting letter) const;
     std::optional<KnobSetting> cellAt (juce::Point<int> position) const;
