@@ -159,7 +159,7 @@ void TessivarApplication::unhandledException (const std::exception* error, const
                                                     : juce::String ("unknown error");
 
             // What comes back with every picture is told once.
-            if (! toldFailures.addIfNotAlreadyThere (reason))
+            if (toldFailures.contains (reason))
                 return;
 
             juce::Logger::writeToLog ("Unhandled error: " + reason);
@@ -170,6 +170,7 @@ void TessivarApplication::unhandledException (const std::exception* error, const
                     if (window != nullptr)
                         window->content().tellFailure (reason);
                 });
+            toldFailures.add (reason);
         });
 }
 
