@@ -196,8 +196,7 @@ private:
 };
 
 FileStorage::FileStorage (std::string f, std::vector<std::int64_t> l)
-    : folder (std::move (f)), lengths (std::move (l)), standardResults (lengths.size()),
-      refinedResults (lengths.size())
+    : folder (std::move (f)), lengths (std::move (l)), results (lengths.size())
 {
 }
 
@@ -219,39 +218,27 @@ ScratchPlanes* FileStorage::spectrograms (int numPlanes, std::int64_t floatsPerP
 ComponentSink* FileStorage::rendered (int trackIndex)
 {
     const auto i = static_cast<std::size_t> (trackIndex);
-    standardResults[i] =
-        std::make_unique<Result> (folder + "/rendered" + std::to_string (trackIndex), lengths[i]);
-    return standardResults[i].get();
+    results[i] = std::make_unique<Result> (folder + "/rendered" + std::to_string (trackIndex), lengths[i]);
+    return results[i].get();
 }
 
 ComponentSource* FileStorage::standard (int trackIndex)
 {
-    return standardResults[static_cast<std::size_t> (trackIndex)].get();
+    return results[static_cast<std::size_t> (trackIndex)].get();
 }
 
 ComponentSink* FileStorage::refined (int trackIndex, const TrackFindings&)
 {
-    const auto i = static_cast<std::size_t> (trackIndex);
-    auto& result = refinedResults[i];
-
-    // The file of the track before has its room on disk.
-    if (const auto done = std::exchange (lastRefined, i);
-        done < lengths.size() && lengths[done] == lengths[i])
-        result = std::move (standardResults[done]);
-    else
-        result = std::make_unique<Result> (folder + "/refined" + std::to_string (trackIndex), lengths[i]);
-
-    return result.get();
+    return rendered (trackIndex);
 }
 
 std::uint64_t FileStorage::checksum() const
 {
     std::uint64_t sum = 0xcbf29ce484222325u;
 
-    for (const auto* results : { &standardResults, &refinedResults })
-        for (const auto& result : *results)
-            if (result != nullptr)
-                result->addTo (sum);
+    for (const auto& result : results)
+        if (result != nullptr)
+            result->addTo (sum);
 
     return sum;
 }

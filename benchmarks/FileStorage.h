@@ -64,13 +64,10 @@ private:
     class Planes;
     class Result;
 
-    std::size_t lastRefined = SIZE_MAX; // none yet
-
     const std::string folder;
     const std::vector<std::int64_t> lengths;
     std::unique_ptr<ScratchPlanes> spectrogramPlanes;
-    std::vector<std::unique_ptr<Result>> standardResults,
-        refinedResults; // by track; null for those not rendered
+    std::vector<std::unique_ptr<Result>> results; // by track; null for those not rendered
 };
 
 } // namespace tessivar::benchmarks

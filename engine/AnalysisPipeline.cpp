@@ -3,6 +3,7 @@
 #include "engine/ComponentReader.h"
 #include "engine/ComponentRendering.h"
 #include "engine/Decomposition.h"
+#include "engine/LoudSegments.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/TrackRendering.h"
 #include "engine/WorkItems.h"
@@ -27,6 +28,7 @@ namespace
 {
 constexpr std::int64_t frontEndFrames = 256; // a worker's piece of the front end
 constexpr std::uint64_t mostRandomStarts = 10;
+constexpr std::size_t fewestLoudSegments = 64; // a minute and a half
 
 /** Passes progress on as long as it rises. */
 class RisingProgress
@@ -213,6 +215,17 @@ private:
                 silent.add (std::span<const float> (energies).subspan (i * numFrames, numFrames));
 
             silent.settle();
+            const auto frames = ComponentRenderer::frames (shape);
+
+            for (std::size_t i = 0; i < active.size(); ++i)
+                loudSegments.push_back (loudestSegments (
+                    std::span<const float> (energies)
+                        .subspan (i * numFrames,
+                                  static_cast<std::size_t> (std::min (frames.end, shape.numFrames)))
+                        .subspan (static_cast<std::size_t> (frames.first)),
+                    static_cast<std::size_t> (ComponentRenderer::segmentHops),
+                    fewestLoudSegments));
+
             soundingFrames = silent.soundingFrames();
             moveToFront ({ spectrogram.data(), shape.melRows(), numFrames }, soundingFrames);
 
@@ -358,7 +371,10 @@ private:
                                                                : method::similarityThreshold);
             job.ownLength = trackShape (index).lengthInSamples;
 
-            if (options.storesComponents)
+            if (isRefined())
+                job.loudSegments = loudSegments[i];
+
+            if (storesComponents())
             {
                 job.sink = storage.rendered (index);
 
@@ -391,14 +407,15 @@ private:
 
             result.tracks[static_cast<std::size_t> (index)].row = i;
 
-            if (! options.storesComponents)
+            if (! storesComponents())
+            {
+                const auto& found = result.tracks[static_cast<std::size_t> (index)];
                 readers[i] = std::make_unique<ComponentReader> (
                     factors,
-                    ComponentReader::Track{ i,
-                                            trackShape (index).drumType,
-                                            job.ownLength,
-                                            result.tracks[static_cast<std::size_t> (index)].slots },
+                    ComponentReader::Track{
+                        i, trackShape (index).drumType, job.ownLength, found.slots, found.level },
                     *tracks[static_cast<std::size_t> (index)].source);
+            }
         }
 
         return AnalysisStatus::completed;
@@ -407,8 +424,11 @@ private:
     /** Of the active track i, once it was rendered. */
     [[nodiscard]] ComponentSource* standardComponents (std::size_t i)
     {
-        return options.storesComponents ? storage.standard (active[i]) : readers[i].get();
+        return storesComponents() ? storage.standard (active[i]) : readers[i].get();
     }
+
+    /** The refined method reads sums of components, which are rendered faster than they are stored. */
+    [[nodiscard]] bool storesComponents() const { return options.storesComponents && ! isRefined(); }
 
     AnalysisStatus refine()
     {
@@ -428,13 +448,7 @@ private:
             participant.drumType = track.shape.drumType;
             participant.source = track.source;
             participant.ownLength = track.shape.lengthInSamples;
-            participant.level = result.tracks[static_cast<std::size_t> (index)].level;
-
-            participant.standard = standardComponents (i);
-
-            if (participant.standard == nullptr)
-                return AnalysisStatus::storageFailed;
-
+            participant.standard = readers[i].get();
             participants.push_back (participant);
         }
 
@@ -465,6 +479,7 @@ private:
     std::vector<int> active;                            // indices of the tracks that are not excluded
     std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
+    std::vector<std::vector<std::size_t>> loudSegments;    // of a refined analysis
     std::vector<std::unique_ptr<ComponentReader>> readers; // where components are not stored; null for others
     // Of a refined analysis: take part in the factorization, so their columns stand first. Empty: all.
     std::vector<std::uint32_t> soundingFrames;
@@ -491,9 +506,6 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     // First the stacked spectrogram and its factors, later a renderer for each worker: never both.
     const auto factorisation = 4 * (rows * frames + 26 * frames + 40 * rows * 16 + 20 * rows * workers);
     const auto rendering = workers * ComponentRenderer::rendererBytes (shape.rate);
-    // Tracks that are rendered again when they are read keep their renderers.
-    const auto readers =
-        options.storesComponents ? 0 : static_cast<std::uint64_t> (shape.numRendered) * rendering;
 
     AnalysisForecast forecast;
     forecast.memoryBytes = std::max (factorisation, rendering + 4 * components * frames) + (32u << 20);
@@ -501,6 +513,8 @@ AnalysisForecast forecastAnalysis (const AnalysisShape& shape, const AnalysisOpt
     if (options.method == AnalysisMethod::refined)
     {
         const auto refinement = forecastRefinement (shape, static_cast<int> (workers));
+        // Tracks that are rendered again when they are read keep their renderers.
+        const auto readers = static_cast<std::uint64_t> (shape.numRendered) * rendering;
         forecast.memoryBytes = std::max (forecast.memoryBytes, refinement.memoryBytes + readers);
         forecast.scratchBytes = refinement.scratchBytes;
     }

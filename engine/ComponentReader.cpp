@@ -25,7 +25,7 @@ public:
     /** Whether rendering can go on to that sample from where it stands. */
     [[nodiscard]] bool reaches (std::int64_t position) const { return position >= first && position <= end; }
 
-    [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& components)
+    [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& components, bool asSums)
     {
         std::vector<std::size_t> slots;
 
@@ -33,8 +33,11 @@ public:
             if (components[slot] != nullptr)
                 slots.push_back (slot);
 
-        if (! reaches (start) || slots != rendered)
+        if (! reaches (start) || slots != rendered || asSums != areSums)
+        {
+            areSums = asSums;
             seek (start, slots);
+        }
 
         for (std::size_t done = 0; done < n;)
         {
@@ -99,8 +102,14 @@ private:
         renderer.setBlock (samples.data() + (nextFrame - framesRead.first) * shape.rate.hop,
                            { nextFrame, std::min (nextFrame + blockFrames, shape.numFrames) });
 
+        const auto& [row, drumType, ownLength, components, level] = reader.track;
+
         for (const auto slot : rendered)
-            renderer.renderBlock (blocks[slot].data(), static_cast<std::size_t> (reader.track.slots[slot]));
+            if (areSums)
+                renderer.renderSumOfBlock (
+                    blocks[slot].data(), std::span (components).first (slot + 1), level.applyTo (1.0f));
+            else
+                renderer.renderBlock (blocks[slot].data(), static_cast<std::size_t> (components[slot]));
 
         blockStart = sampleOf (nextFrame);
         first = std::max (first, blockStart);
@@ -117,6 +126,7 @@ private:
     ComponentRenderer renderer;
     std::array<AlignedBuffer, channelLayout::numBestComponents> blocks; // by slot
     std::vector<std::size_t> rendered;                                  // slots
+    bool areSums = false;                                               // of the components up to each slot
     std::vector<float> samples;
     FrameRange framesRead;            // that the samples hold
     std::int64_t nextFrame = 0;       // that the next block begins with
@@ -153,12 +163,22 @@ std::unique_ptr<ComponentReader::Renderer> ComponentReader::take (std::int64_t p
 
 bool ComponentReader::read (std::int64_t start, std::size_t n, const Signals& components)
 {
+    return read (start, n, components, false);
+}
+
+bool ComponentReader::readSums (std::int64_t start, std::size_t n, const Signals& sums)
+{
+    return read (start, n, sums, true);
+}
+
+bool ComponentReader::read (std::int64_t start, std::size_t n, const Signals& components, bool asSums)
+{
     auto renderer = take (start);
 
     if (renderer == nullptr)
         renderer = std::make_unique<Renderer> (*this);
 
-    const auto isRead = renderer->read (start, n, components);
+    const auto isRead = renderer->read (start, n, components, asSums);
     const std::lock_guard lock (idleLock);
     idle.push_back (std::move (renderer));
     return isRead;

@@ -6,6 +6,7 @@
 #include "engine/SampleStorage.h"
 #include "engine/SpectralFrontEnd.h"
 #include "engine/numerics/AlignedBuffer.h"
+#include "terms/ChannelFolding.h"
 #include "terms/DrumType.h"
 
 #include <cstddef>
@@ -38,6 +39,7 @@ public:
         DrumType drumType = DrumType::other;
         std::int64_t ownLength = 0; // samples
         ComponentOrder slots{};
+        ComponentLevel level{}; // of sums
     };
 
     /** source must outlive this. */
@@ -47,9 +49,14 @@ public:
     [[nodiscard]] std::int64_t lengthInSamples() const override { return track.ownLength; }
     [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& components) override;
 
+    /** Samples of sums[c], the components 0 .. c added up, at their level; null pointers are skipped. Each costs
+        as much as one component. */
+    [[nodiscard]] bool readSums (std::int64_t start, std::size_t n, const Signals& sums);
+
 private:
     class Renderer;
 
+    [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& signals, bool asSums);
     [[nodiscard]] std::unique_ptr<Renderer> take (std::int64_t position);
 
     const std::shared_ptr<const Factorization> factors;

@@ -13,10 +13,8 @@ namespace tessivar
 namespace
 {
 constexpr auto lanes = BlockFft::numFrames;
-constexpr std::int64_t segmentFrames = 256;
 constexpr std::size_t pieceFrames = 64;   // whose five best components take 320 KB at 44.1 kHz
 constexpr std::int64_t leadingFrames = 4; // that a segment's first hop and the one before take in
-constexpr std::int64_t segmentHops = segmentFrames - leadingFrames;
 
 /** The hops that samples 0 .. length - 1 of a track reach over, each with the number of the frame that starts
     with it. */
@@ -147,6 +145,11 @@ std::size_t ComponentRenderer::numSegments (const AnalysisShape& shape, std::int
     return static_cast<std::size_t> ((hopsOf (shape, length).size() + segmentHops - 1) / segmentHops);
 }
 
+FrameRange ComponentRenderer::frames (const AnalysisShape& shape)
+{
+    return hopsOf (shape, shape.lengthInSamples);
+}
+
 void ComponentRenderer::restart()
 {
     wasHeard = false;
@@ -183,6 +186,31 @@ void ComponentRenderer::renderBlock (float* out, std::size_t k)
         fft.overlapWeighted (out, carries[k], bases.component (k), gains.data() + k * lanes);
 }
 
+void ComponentRenderer::renderSumOfBlock (float* out, std::span<const int> components, float gain)
+{
+    if (isSilent)
+    {
+        std::fill_n (out, lanes * fft.hop(), 0.0f);
+        return;
+    }
+
+    if (sumWeights.size() == 0)
+        sumWeights = AlignedBuffer (bases.numBins() * lanes);
+
+    kernels::sumOfBases (sumWeights.data(),
+                         bases.data(),
+                         bases.columnStride(),
+                         frameActivations.data(),
+                         components.data(),
+                         components.size(),
+                         bases.numBins());
+
+    alignas (64) std::array<float, lanes> frameGains;
+    frameGains.fill (gain * 2.0f / static_cast<float> (rate.frameLength));
+    fft.overlapGained (
+        out, carries[static_cast<std::size_t> (components.back())], sumWeights.data(), frameGains.data());
+}
+
 bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
                                        std::size_t index,
                                        const AnalysisShape& shape,
@@ -190,7 +218,7 @@ bool ComponentRenderer::renderSegment (const PaddedSignal& signal,
                                        ComponentLevels* levels,
                                        const PieceConsumer& consume)
 {
-    const auto hops = hopsOf (shape, shape.lengthInSamples);
+    const auto hops = frames (shape);
     const auto firstHop = hops.first + static_cast<std::int64_t> (index) * segmentHops;
     const auto endHop = std::min (firstHop + segmentHops, hops.end);
     const auto sampleOf = [&] (std::int64_t hop) { return frameStart (hop, rate) - shape.paddingSamples; };

@@ -88,6 +88,10 @@ public:
         transformed for the segment before too, so that segments may be rendered in any order. */
     [[nodiscard]] static std::size_t numSegments (const AnalysisShape& shape, std::int64_t length);
 
+    /** The frames whose hops the segments of a whole track are cut into, and how many there are in one. */
+    [[nodiscard]] static FrameRange frames (const AnalysisShape& shape);
+    static constexpr std::int64_t segmentHops = 252;
+
     /** Renders a segment, hands over the wanted components piece by piece while they are in the cache, and
         finds the levels of all ten, unless they are null. Returns false when the source can't be read or the
         consumer said so. */
@@ -106,6 +110,10 @@ public:
     void setBlock (const float* samples, FrameRange frames);
     void renderBlock (float* out, std::size_t component);
 
+    /** The same for one to five components added up, times gain, at the cost of one. Each sum has a last
+        component of its own. */
+    void renderSumOfBlock (float* out, std::span<const int> components, float gain);
+
 private:
     void setFrames (std::span<const std::int64_t> frames);
     /** The block of a piece that begins with frame first. Samples start .. end - 1 of it count in levels. */
@@ -122,6 +130,7 @@ private:
     BlockFft fft;
     AlignedBuffer spectrum, frameActivations, gains; // the last two in lane layout
     AlignedBuffer block;                             // of a component that nobody keeps, or frames in lanes
+    AlignedBuffer sumWeights;                        // of a sum of components, by bin, in lane layout
     std::vector<float> samples;
     std::array<OverlapCarry, channelLayout::numComponents> carries;
     std::array<AlignedBuffer, channelLayout::numComponents> signals; // of a piece, a hop ahead of it

@@ -126,10 +126,11 @@ class AnalysisStorage
 public:
     virtual ~AnalysisStorage() = default;
 
-    /** The sink for the best components of the track with this index; null when there is no room. */
+    /** Standard method only: the sink for the best components of the track with this index; null when there
+        is no room. */
     virtual ComponentSink* rendered (int trackIndex) = 0;
 
-    /** Reads back what the track's first sink took. */
+    /** Reads back what that sink took. */
     virtual ComponentSource* standard (int trackIndex) = 0;
 
     /** Refined method only, after the last standard track: planes of spectra; null when there is no room. */
@@ -138,9 +139,7 @@ public:
         return nullptr;
     }
 
-    /** Refined method only: a second sink for the track, which replaces the first when the analysis
-        completes. Called track by track; each call says that the standard components of the track before are
-        no longer needed. */
+    /** Refined method only: the sink for the layers of a track, of which the findings are known. */
     virtual ComponentSink* refined (int /*trackIndex*/, const TrackFindings& /*findings*/) { return nullptr; }
 
     /** Only with keepAllComponents: samples of a component slot (0 = best) of a track from start on, at their

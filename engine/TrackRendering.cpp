@@ -104,23 +104,23 @@ private:
 
     using Piece = ComponentRenderer::Piece;
 
-    /** Renders the track once up to its end, from first to last share of the progress. */
-    bool stream (std::int64_t end,
+    /** Renders segments of the track, from first to last share of the progress. */
+    bool stream (std::span<const std::size_t> segments,
                  std::span<const int> wanted,
                  bool wantsLevels,
                  double firstShare,
                  double lastShare,
                  const std::function<AnalysisStatus (std::size_t item, const Piece&)>& use)
     {
-        const auto numSegments = ComponentRenderer::numSegments (context.shape, end);
         const auto numSteps = static_cast<int> (std::lround ((lastShare - firstShare) * 60.0));
         int step = 1;
 
         if (wantsLevels)
-            levels.assign (numSegments, {});
+            levels.assign (segments.empty() ? 0 : segments.back() + 1, {});
 
-        const auto renderOne = [&] (std::size_t item, int worker)
+        const auto renderOne = [&] (std::size_t n, int worker)
         {
+            const auto item = segments[n];
             auto outcome = AnalysisStatus::completed;
             const auto useOne = [&] (const Piece& piece)
             {
@@ -132,7 +132,7 @@ private:
             return isDone || outcome != AnalysisStatus::completed ? outcome : AnalysisStatus::readFailed;
         };
 
-        return forEach (numSegments,
+        return forEach (segments.size(),
                         renderOne,
                         [&] (double done)
                         {
@@ -140,6 +140,14 @@ private:
                                  ++step)
                                 progress (firstShare + step / 60.0);
                         });
+    }
+
+    /** Up to a sample. */
+    [[nodiscard]] std::vector<std::size_t> segmentsUpTo (std::int64_t end) const
+    {
+        std::vector<std::size_t> segments (ComponentRenderer::numSegments (context.shape, end));
+        std::iota (segments.begin(), segments.end(), std::size_t{ 0 });
+        return segments;
     }
 
     /** Products of the filtered components of a stretch with the filtered references. */
@@ -160,12 +168,13 @@ private:
     /** Renders the track for its levels alone, and orders the components of a HiHat track. */
     bool measure (double lastShare)
     {
-        std::vector<Likeness> likeness (
-            isCompared() ? ComponentRenderer::numSegments (context.shape, context.shape.lengthInSamples) : 0);
+        const auto segments =
+            job.loudSegments.empty() ? segmentsUpTo (context.shape.lengthInSamples) : job.loudSegments;
+        std::vector<Likeness> likeness (isCompared() && ! segments.empty() ? segments.back() + 1 : 0);
         const auto compare = [&] (std::size_t item, const Piece& piece)
         { return compareWithReferences (piece, likeness[item]); };
 
-        if (! stream (context.shape.lengthInSamples,
+        if (! stream (segments,
                       isCompared() ? std::span<const int> (result.slots) : std::span<const int>(),
                       true,
                       1.0 / 6.0,
@@ -275,7 +284,7 @@ private:
     {
         const std::span<const int> slots (result.slots);
         const auto numKept = job.allComponents ? slots.size() : channelLayout::numBestComponents;
-        return stream (wantsLevels ? context.shape.lengthInSamples : job.ownLength,
+        return stream (segmentsUpTo (wantsLevels ? context.shape.lengthInSamples : job.ownLength),
                        slots.first (numKept),
                        wantsLevels,
                        firstShare,
@@ -329,8 +338,12 @@ private:
     {
         total = {};
 
-        for (const auto& part : levels)
-            total.add (part);
+        if (job.loudSegments.empty())
+            for (const auto& part : levels)
+                total.add (part);
+
+        for (const auto segment : job.loudSegments)
+            total.add (levels[segment]);
 
         result.level.gain = componentGain (
             total.source, std::accumulate (total.component.begin(), total.component.end(), 0.0));

@@ -40,15 +40,17 @@ struct TrackRenderingJob
     double similarityThreshold = 0.0; // of a HiHat track
     ComponentSource* kick = nullptr;  // of a HiHat track: what was rendered of the first Kick and Snare track
     ComponentSource* snare = nullptr;
-    std::int64_t ownLength = 0;        // samples
-    ComponentSink* sink = nullptr;     // for the five best components; null when nobody wants them
-    ComponentConsumer allComponents{}; // for all ten at their true level; empty when nobody wants them
+    std::int64_t ownLength = 0;            // samples
+    std::vector<std::size_t> loudSegments; // that the level is taken from; all where there are none
+    ComponentSink* sink = nullptr;         // for the five best components; null when nobody wants them
+    ComponentConsumer allComponents{};     // for all ten at their true level; empty when nobody wants them
 };
 
 /** Renders, scores and orders the ten component signals of one track and hands over the five best.
 
     First only the loudest frames are rendered, for the scores; then the track is streamed once, segment by
-    segment. HiHat tracks are streamed twice, as their order takes all ten components in their whole length,
+    segment, or only where it is loud, when its level comes from there and nobody wants its components. HiHat
+    tracks are streamed twice, as their order takes all ten components in their whole length,
     and so are tracks whose ten components are wanted at their true level. That computes no more than storing
     ten signals costs, and needs no room. Results do not depend on the number of workers. progress gets the
     finished share of the track, 0..1, in coarse steps. Returns completed, stopped, readFailed, storageFailed

@@ -58,15 +58,12 @@ public:
     {
     }
 
-    ComponentSink* rendered (int trackIndex) override
-    {
-        return makeComponents (at (trackIndex).standard, trackIndex);
-    }
+    ComponentSink* rendered (int trackIndex) override { return makeComponents (trackIndex); }
 
     ComponentSource* standard (int trackIndex) override
     {
         auto& result = at (trackIndex);
-        return result.standard ? &*result.standard : nullptr;
+        return result.stored ? &*result.stored : nullptr;
     }
 
     ScratchPlanes* spectrograms (int numPlanes, std::int64_t floatsPerPlane) override
@@ -98,15 +95,7 @@ public:
             return result.mix ? &*result.mix : nullptr;
         }
 
-        // The standard components of the previous track are no longer needed. Their file already has its room
-        // on disk.
-        if (const auto done = std::exchange (lastRefined, static_cast<std::size_t> (trackIndex));
-            done < results.size())
-            if (auto old = std::exchange (results[done].standard, std::nullopt);
-                old && old->storeFile()->sizeInBytes() == componentBytes (trackIndex))
-                return &result.refined.emplace (old->storeFile());
-
-        return makeComponents (result.refined, trackIndex);
+        return makeComponents (trackIndex);
     }
 
     bool component (int trackIndex, int slot, std::int64_t start, std::span<const float> samples) override
@@ -137,9 +126,8 @@ public:
 
         for (const auto& result : results)
         {
-            for (const auto* signals : { &result.standard, &result.refined })
-                if (*signals && (*signals)->storeFile()->lastError().isNotEmpty())
-                    return (*signals)->storeFile()->lastError();
+            if (result.stored && result.stored->storeFile()->lastError().isNotEmpty())
+                return result.stored->storeFile()->lastError();
 
             if (result.mix && result.mix->storeFile()->lastError().isNotEmpty())
                 return result.mix->storeFile()->lastError();
@@ -162,8 +150,8 @@ public:
 
         if (result.mix)
             track.rendered = result.mix->withSource (state.source);
-        else if (const auto& signals = result.refined ? result.refined : result.standard)
-            track.rendered = signals->withSource (state.source);
+        else if (result.stored)
+            track.rendered = result.stored->withSource (state.source);
         else if (found.rendered)
             track.rendered = std::make_shared<FactoredSamples> (
                 analysis.factors,
@@ -176,7 +164,7 @@ public:
 private:
     struct TrackResult
     {
-        std::optional<StoreComponents> standard, refined;
+        std::optional<StoreComponents> stored; // the five best
         std::optional<MixSink> mix;            // of a refined track, for known knobs
         std::shared_ptr<StoreFile> components; // all ten
     };
@@ -187,8 +175,6 @@ private:
     {
         return lengthOf (tracks[static_cast<std::size_t> (trackIndex)]);
     }
-
-    std::size_t lastRefined = SIZE_MAX; // none yet
 
     std::shared_ptr<StoreFile> make (std::uint64_t size)
     {
@@ -205,12 +191,14 @@ private:
         return ComponentFile::sizeFor (static_cast<std::int64_t> (length (trackIndex)));
     }
 
-    ComponentSink* makeComponents (std::optional<StoreComponents>& signals, int trackIndex)
+    ComponentSink* makeComponents (int trackIndex)
     {
-        if (auto file = make (componentBytes (trackIndex)))
-            signals.emplace (std::move (file));
+        auto& stored = at (trackIndex).stored;
 
-        return signals ? &*signals : nullptr;
+        if (auto file = make (componentBytes (trackIndex)))
+            stored.emplace (std::move (file));
+
+        return stored ? &*stored : nullptr;
     }
 
     [[nodiscard]] SoundingPart partOf (int trackIndex, const TrackFindings& findings) const
@@ -439,7 +427,6 @@ WorkForecast forecastWork (const GroupState& group,
 
     const auto isForKnobs = static_cast<bool> (keeping.soundingKnobs);
     const auto isRefined = options.method == AnalysisMethod::refined;
-    std::uint64_t longest = 0;
 
     for (const auto& track : group.tracks)
     {
@@ -447,8 +434,6 @@ WorkForecast forecastWork (const GroupState& group,
 
         if (track.takesPart())
         {
-            longest = std::max (longest, length);
-
             if (! isForKnobs)
                 forecast.diskNeeded += ComponentFile::sizeFor (track.lengthInSamples());
             else if (isRefined)
@@ -461,10 +446,6 @@ WorkForecast forecastWork (const GroupState& group,
         if (track.source == nullptr)
             forecast.diskNeeded += length * sizeof (float);
     }
-
-    // One track at a time has its standard components beside the refined ones.
-    if (isRefined && ! isForKnobs)
-        forecast.diskNeeded += ComponentFile::sizeFor (static_cast<std::int64_t> (longest));
 
     return forecast;
 }

@@ -1,3 +1,4 @@
+#include "engine/LoudSegments.h"
 #include "engine/numerics/simd/MaskKernels.h"
 #include "engine/numerics/simd/SignalKernels.h"
 #include "engine/refinement/RefinementPasses.h"
@@ -5,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 namespace tessivar::refinement
 {
@@ -24,8 +24,8 @@ constexpr double firstEstimateLeadDb = 2.0;
 // second goes.
 constexpr double inaudibleDb = 45.0, audibleDb = 42.0;
 
-constexpr std::size_t fewestSegments = 32;
-constexpr std::size_t longestRun = 4; // of segments that one worker takes at a time
+constexpr std::size_t fewestSegments = 32; // a minute and a half
+constexpr std::size_t longestRun = 4;      // of segments that one worker takes at a time
 
 /** Sums over the standard outputs by Focus, and over the masked track. */
 struct MatchSums
@@ -86,12 +86,12 @@ public:
             w.fft.overlapGained (signal.samples.data(), signal.carry, w.gains.data(), w.frameGains.data());
 
             const auto part = stretch.completedBy (block);
-            StandardOutputReader::Outputs outputs{};
+            StandardOutputs outputs{};
 
             for (std::size_t f = 1; f < numFocusSteps; ++f)
                 outputs[f] = w.rendered[f - 1].data();
 
-            if (! w.outputReader.read (track, part.start, part.length, outputs))
+            if (! readStandard (track, part.start, part.length, outputs))
                 return AnalysisStatus::readFailed;
 
             // Segments end within what a block completes. These pieces are the same wherever a run begins.
@@ -123,7 +123,7 @@ private:
     }
 
     /** Samples from .. to - 1 of a part. */
-    void add (const StandardOutputReader::Outputs& outputs,
+    void add (const StandardOutputs& outputs,
               const Stretch::Part& part,
               std::size_t from,
               std::size_t to,
@@ -157,29 +157,6 @@ private:
     const MaskPlane& mask;
     Workspace& w;
 };
-
-/** The segments in which a track is loudest, in order: all of a minute and a half, of longer tracks half,
-    which hold next to all that the sums are made of.
-*/
-std::vector<std::size_t> loudSegments (std::size_t numSegments, std::span<const float> totals)
-{
-    std::vector<double> power (numSegments);
-    std::vector<std::size_t> segments (numSegments);
-
-    for (std::size_t n = 0; n < numSegments; ++n)
-    {
-        const auto first = std::min (n * tileFrames, totals.size());
-        const auto part = totals.subspan (first, std::min (tileFrames, totals.size() - first));
-        power[n] = std::accumulate (part.begin(), part.end(), 0.0);
-        segments[n] = n;
-    }
-
-    std::stable_sort (
-        segments.begin(), segments.end(), [&] (std::size_t a, std::size_t b) { return power[a] > power[b]; });
-    segments.resize (std::min (segments.size(), std::max (fewestSegments, (segments.size() + 1) / 2)));
-    std::sort (segments.begin(), segments.end());
-    return segments;
-}
 
 /** Where runs of consecutive segments begin, as indices, and behind the last one. */
 std::vector<std::size_t> runsOf (std::span<const std::size_t> segments)
@@ -251,7 +228,8 @@ bool matchFocus (RefinementRun& run,
     const auto numSegments = static_cast<std::size_t> (
         (run.shape.hopsOf (run.tracks[track].ownLength) + static_cast<std::int64_t> (tileFrames) - 1)
         / static_cast<std::int64_t> (tileFrames));
-    const auto segments = loudSegments (numSegments, totals);
+    const auto segments = loudestSegments (
+        totals.first (std::min (totals.size(), numSegments * tileFrames)), tileFrames, fewestSegments);
     std::vector<MatchSums> sums (segments.size());
     const auto runs = runsOf (segments);
 

@@ -185,14 +185,14 @@ private:
         kernels::delayFrames (w.spectrum.data(), w.lastFrame.data(), 2 * shape.numBins);
         w.fft.prepare (w.spectrum.data());
 
-        StandardOutputReader::Outputs outputs{};
+        StandardOutputs outputs{};
 
         for (const auto layer : layers)
             if (layer != 0)
                 outputs[layer] = w.outputFrames[layer].moveTo (first).samples.data();
 
         // All streams move alike.
-        return completedIf (w.outputReader.read (track, room.start, room.samples.size(), outputs),
+        return completedIf (readStandard (track, room.start, room.samples.size(), outputs),
                             AnalysisStatus::readFailed);
     }
 

@@ -83,10 +83,10 @@ private:
         w.smoothPowers (w.sourcePowers, w.sourceFrames);
 
         const auto room = estimateFrames().moveTo (first);
-        StandardOutputReader::Outputs outputs{};
+        StandardOutputs outputs{};
         outputs[firstEstimateFocus] = room.samples.data();
 
-        if (! w.outputReader.read (track, room.start, room.samples.size(), outputs))
+        if (! readStandard (track, room.start, room.samples.size(), outputs))
             return false;
 
         w.forward (estimateFrames());

@@ -2,6 +2,7 @@
 
 #include "engine/AnalysisResult.h"
 #include "engine/AnalysisSettings.h"
+#include "engine/ComponentReader.h"
 #include "engine/SampleStorage.h"
 #include "engine/numerics/WorkerPool.h"
 #include "terms/BleedMap.h"
@@ -23,8 +24,7 @@ struct RefinementTrack
     int index = 0; // into the tracks of the analysis
     DrumType drumType = DrumType::other;
     SampleSource* source = nullptr;      // the track's own samples
-    ComponentSource* standard = nullptr; // its standard components
-    ComponentLevel level;                // of the standard components
+    ComponentReader* standard = nullptr; // what the standard method makes of it
     std::int64_t ownLength = 0;          // samples
 };
 

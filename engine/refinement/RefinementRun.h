@@ -80,7 +80,6 @@ struct Workspace
     FrameStream sourceFrames;
     std::vector<FrameStream> outputFrames; // by Focus, as the following
     std::vector<OutputSignal> signals;
-    StandardOutputReader outputReader;
     std::vector<float> source;                       // of a block
     std::vector<std::vector<float>> rendered;        // parts of a block
     std::vector<std::uint16_t> maskRoom, ratioRoom;  // for a block of a plane on disk

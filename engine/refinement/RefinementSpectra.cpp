@@ -119,49 +119,26 @@ bool readSource (SampleSource& source, FrameStream::Room room)
     return true;
 }
 
-bool StandardOutputReader::read (const RefinementTrack& track,
-                                 std::int64_t start,
-                                 std::size_t length,
-                                 const Outputs& outputs)
+bool readStandard (const RefinementTrack& track,
+                   std::int64_t start,
+                   std::size_t length,
+                   const StandardOutputs& outputs)
 {
     const auto limit = start + static_cast<std::int64_t> (length);
     const auto first = std::clamp (std::int64_t{ 0 }, start, limit);
     const auto end = std::clamp (track.ownLength, first, limit);
-    const auto n = static_cast<std::size_t> (end - first);
-    ComponentSource::Signals signals{};
+    ComponentReader::Signals sums{};
 
     // Focus 5 keeps one component, Focus 1 five.
-    const auto outputOf = [&] (std::size_t component) { return outputs[numFocusSteps - 1 - component]; };
-    std::size_t numWanted = 0;
-
-    for (std::size_t c = 0; c < signals.size(); ++c)
-        if (auto* const output = outputOf (c); output != nullptr)
+    for (std::size_t c = 0; c < sums.size(); ++c)
+        if (auto* const output = outputs[numFocusSteps - 1 - c]; output != nullptr)
         {
             std::fill (output, output + (first - start), 0.0f);
             std::fill (output + (end - start), output + length, 0.0f);
-            numWanted = c + 1;
+            sums[c] = output + (first - start);
         }
 
-    if (n == 0)
-        return true;
-
-    for (std::size_t c = 0; c < numWanted; ++c)
-    {
-        components[c].resize (std::max (components[c].size(), n));
-        signals[c] = components[c].data();
-    }
-
-    if (! track.standard->read (first, n, signals))
-        return false;
-
-    std::array<float*, signals.size()> sums{};
-
-    for (std::size_t c = 0; c < numWanted; ++c)
-        if (auto* const output = outputOf (c); output != nullptr)
-            sums[c] = output + (first - start);
-
-    kernels::addUp (sums.data(), signals.data(), numWanted, track.level.gain, track.level.rescaling, n);
-    return true;
+    return end == first || track.standard->readSums (first, static_cast<std::size_t> (end - first), sums);
 }
 
 } // namespace tessivar::refinement

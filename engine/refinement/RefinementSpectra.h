@@ -143,20 +143,15 @@ private:
 /** Reads a source, non-finite samples as 0. False when it can't be read. */
 [[nodiscard]] bool readSource (SampleSource& source, FrameStream::Room room);
 
-/** Reads the standard method's components and adds them up to outputs. */
-class StandardOutputReader
-{
-public:
-    using Outputs = std::array<float*, numFocusSteps>;
+/** Standard outputs by Focus. */
+using StandardOutputs = std::array<float*, numFocusSteps>;
 
-    /** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track:
-        the best components that each keeps, at their level, summed in order. Null pointers and Focus 0 are
-        skipped. False when the components can't be read. */
-    [[nodiscard]] bool
-    read (const RefinementTrack& track, std::int64_t start, std::size_t length, const Outputs& outputs);
-
-private:
-    std::array<std::vector<float>, channelLayout::numBestComponents> components;
-};
+/** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track: the best
+    components that each keeps, added up, at their level. Null pointers and Focus 0 are skipped. False when the
+    track can't be read. */
+[[nodiscard]] bool readStandard (const RefinementTrack& track,
+                                 std::int64_t start,
+                                 std::size_t length,
+                                 const StandardOutputs& outputs);
 
 } // namespace tessivar::refinement

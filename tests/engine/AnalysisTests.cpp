@@ -158,7 +158,8 @@ TEST_CASE ("Analysis", "[engine][analysis]")
                                     { found.row,
                                       group.tracks[i].shape.drumType,
                                       group.tracks[i].shape.lengthInSamples,
-                                      found.slots },
+                                      found.slots,
+                                      found.level },
                                     *group.sources[i]);
 
             // Runs of all sizes, on from the one before and from elsewhere, of all components and of some.
@@ -181,6 +182,30 @@ TEST_CASE ("Analysis", "[engine][analysis]")
                         CHECK (
                             std::equal (read[c].begin(), read[c].end(), sink.components[c].begin() + start));
                 }
+
+            // Added up before they are transformed, or afterwards: the same on every target.
+            std::vector<float> expected;
+            onEveryTarget (
+                [&]
+                {
+                    std::vector<float> one (20000), three (one.size());
+                    REQUIRE (reader.readSums (500, one.size(), { one.data(), nullptr, three.data() }));
+                    float error = 0.0f;
+
+                    for (std::size_t s = 0; s < one.size(); ++s)
+                    {
+                        const auto at = [&] (std::size_t c)
+                        { return found.level.applyTo (sink.components[c][500 + s]); };
+                        error = std::max ({ error,
+                                            std::abs (one[s] - at (0)),
+                                            std::abs (three[s] - (at (0) + at (1) + at (2))) });
+                    }
+
+                    CHECK (error < 1.0e-6f);
+                    three.insert (three.end(), one.begin(), one.end());
+                    expected = expected.empty() ? three : expected;
+                    CHECK (three == expected);
+                });
         }
     }
 

@@ -94,7 +94,7 @@ struct SmallKit
 
     [[nodiscard]] std::vector<float> rendered (std::size_t track, float focus) const
     {
-        return renderedAt (storage->refinedSinks.at (static_cast<int> (track)), focus);
+        return renderedAt (storage->sinks.at (static_cast<int> (track)), focus);
     }
 
     /** Energy of what a Focus takes away, against the track, in dB. */

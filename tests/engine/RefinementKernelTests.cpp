@@ -361,31 +361,4 @@ TEST_CASE ("Kernels for blocks of sixteen frames", "[engine][refinement]")
                 CHECK (all == expected); // the same bits on every target
             });
     }
-
-    SECTION ("add up the components of an output at their level, whatever its length")
-    {
-        constexpr std::size_t length = 1043, numSignals = 3; // pieces of 512, and some over
-        const auto components = noise (numSignals * length);
-
-        onEveryTarget (
-            [&]
-            {
-                std::vector<float> first (length + 1, 9.0f), all (length + 1, 9.0f);
-                float* const sums[]{ first.data(), nullptr, all.data() };
-                const float* const signals[]{ components.data(),
-                                              components.data() + length,
-                                              components.data() + 2 * length };
-                kernels::addUp (sums, signals, numSignals, 0.7f, 0.9f, length);
-
-                for (std::size_t i = 0; i < length; ++i)
-                {
-                    const auto at = [&] (std::size_t c) { return signals[c][i] * 0.7f * 0.9f; };
-                    REQUIRE (first[i] == at (0));
-                    REQUIRE (all[i] == at (0) + at (1) + at (2));
-                }
-
-                CHECK (first[length] == 9.0f);
-                CHECK (all[length] == 9.0f);
-            });
-    }
 }

@@ -97,7 +97,7 @@ struct TwoDrums
 
     [[nodiscard]] std::vector<float> rendered (std::size_t track, float focus) const
     {
-        return renderedAt (storage->refinedSinks.at (static_cast<int> (track)), focus);
+        return renderedAt (storage->sinks.at (static_cast<int> (track)), focus);
     }
 
     std::vector<float> truth[2];
@@ -161,8 +161,8 @@ TEST_CASE ("Refined analysis", "[engine][refinement]")
         const auto again = drums.analyse (3);
         REQUIRE (again.status == AnalysisStatus::completed);
         CHECK (*again.bleed == *result.bleed);
-        CHECK (drums.storage->refinedSinks.at (0).components == first->refinedSinks.at (0).components);
-        CHECK (drums.storage->refinedSinks.at (1).components == first->refinedSinks.at (1).components);
+        CHECK (drums.storage->sinks.at (0).components == first->sinks.at (0).components);
+        CHECK (drums.storage->sinks.at (1).components == first->sinks.at (1).components);
     }
 
     SECTION ("takes leakage out from under a drum that sounds with it")

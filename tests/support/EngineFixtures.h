@@ -194,10 +194,7 @@ public:
         return spectra.get();
     }
 
-    ComponentSink* refined (int track, const TrackFindings&) override
-    {
-        return &refinedSinks.try_emplace (track, source (track)).first->second;
-    }
+    ComponentSink* refined (int track, const TrackFindings&) override { return rendered (track); }
 
     bool component (int track, int slot, std::int64_t start, std::span<const float> samples) override
     {
@@ -208,7 +205,7 @@ public:
         return true;
     }
 
-    std::map<int, MemorySink> sinks, refinedSinks;
+    std::map<int, MemorySink> sinks;
     std::map<std::pair<int, int>, std::vector<float>> components;
 
 private:

@@ -182,6 +182,57 @@ void DivideFramesByModel (float* spectrum,
     }
 }
 
+template <std::size_t numSummed>
+void sumBases (float* HWY_RESTRICT dest,
+               const float* HWY_RESTRICT bases,
+               std::size_t basesStride,
+               const float* HWY_RESTRICT activations,
+               const int* components,
+               std::size_t numBins)
+{
+    const auto lowest = broadcast (1.0e-30f);
+    const float* weights[numSummed];
+
+    for (std::size_t c = 0; c < numSummed; ++c)
+        weights[c] = bases + static_cast<std::size_t> (components[c]) * basesStride;
+
+    for (std::size_t v = 0; v < lanes; v += vectorLanes)
+    {
+        Floats h[numSummed];
+
+#pragma GCC unroll 5
+        for (std::size_t c = 0; c < numSummed; ++c)
+            h[c] = hn::Load (tag, activations + static_cast<std::size_t> (components[c]) * lanes + v);
+
+        for (std::size_t bin = 0; bin < numBins; ++bin)
+        {
+            auto sum = hn::Mul (h[0], broadcast (weights[0][bin]));
+#pragma GCC unroll 5
+            for (std::size_t c = 1; c < numSummed; ++c)
+                sum = hn::Add (sum, hn::Mul (h[c], broadcast (weights[c][bin])));
+
+            // A transform that works with subnormal numbers would take a hundred times as long.
+            hn::Store (hn::IfThenElseZero (hn::Ge (sum, lowest), sum), tag, dest + bin * lanes + v);
+        }
+    }
+}
+
+void SumOfBases (float* dest,
+                 const float* bases,
+                 std::size_t basesStride,
+                 const float* activations,
+                 const int* components,
+                 std::size_t numSummed,
+                 std::size_t numBins)
+{
+    const auto sum = numSummed == 1   ? sumBases<1>
+                     : numSummed == 2 ? sumBases<2>
+                     : numSummed == 3 ? sumBases<3>
+                     : numSummed == 4 ? sumBases<4>
+                                      : sumBases<5>;
+    sum (dest, bases, basesStride, activations, components, numBins);
+}
+
 } // namespace tessivar::kernels::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -193,5 +244,6 @@ TESSIVAR_KERNEL (productsOfFrames, ProductsOfFrames);
 TESSIVAR_KERNEL (magnitudesOfFrames, MagnitudesOfFrames);
 TESSIVAR_KERNEL (bandPowersOfFrames, BandPowersOfFrames);
 TESSIVAR_KERNEL (divideFramesByModel, DivideFramesByModel);
+TESSIVAR_KERNEL (sumOfBases, SumOfBases);
 } // namespace tessivar::kernels
 #endif
