@@ -24,44 +24,41 @@ constexpr std::size_t panelFloats = numComponents * lanes;
 constexpr float floorValue = 1.0e-24f;
 constexpr float inverseFloor = 1.0f / floorValue;
 
-// Register blocks: as many independent sums as the registers hold, to hide the latency of a multiply-add. The
-// model takes modelPanels panels by columnsAtOnce columns, the sums over rows take sumComponents components
-// by sumColumns columns, the sums over columns take basesGroup components.
+// Register blocks. The model takes one panel by columnsAtOnce columns: the divisions that follow them bound it,
+// and in small blocks the next one's multiply-adds begin beside them. Sums need as many side by side as the
+// registers hold, to hide the latency of a multiply-add: over rows sumComponents components by sumColumns
+// columns, over columns basesGroup components.
+constexpr std::size_t columnsAtOnce = 4;
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86
-constexpr std::size_t modelPanels = 5, columnsAtOnce = 4, sumColumns = 1, sumComponents = 10, basesGroup = 10;
+constexpr std::size_t sumColumns = 2, sumComponents = 5, basesGroup = 10;
 #else
-constexpr std::size_t modelPanels = 1, columnsAtOnce = 4, sumColumns = 1, sumComponents = 5, basesGroup = 5;
+constexpr std::size_t sumColumns = 1, sumComponents = 5, basesGroup = 5;
 #endif
 
-/** Quotients and reciprocals of numP panels by numC columns. dest: 16 quotients and 16 reciprocals per column
-    and panel, the columns of a panel destColumns apart. */
-template <std::size_t numP, std::size_t numC>
-HWY_INLINE void quotientBlock (const float* HWY_RESTRICT bases,
-                               const float* HWY_RESTRICT power,
-                               std::size_t powerStride,
-                               const float* HWY_RESTRICT activations,
-                               float* HWY_RESTRICT dest,
-                               std::size_t destColumns)
+/** Quotients and reciprocals of a panel by numC columns. dest: 16 quotients and 16 reciprocals per column. */
+template <std::size_t numC>
+HWY_INLINE void quotientsOfPanel (const float* HWY_RESTRICT bases,
+                                  const float* HWY_RESTRICT power,
+                                  std::size_t powerStride,
+                                  const float* HWY_RESTRICT activations,
+                                  float* HWY_RESTRICT dest)
 {
     const FloatTag d;
-    constexpr auto numV = numP * vectorsPerPanel;
-    Floats model[numV][numC];
+    Floats model[vectorsPerPanel][numC];
 
 #pragma GCC unroll 16
     for (std::size_t k = 0; k < numComponents; ++k)
     {
-        Floats w[numV];
+        Floats w[vectorsPerPanel];
 #pragma GCC unroll 8
-        for (std::size_t i = 0; i < numV; ++i)
-            w[i] = hn::Load (d,
-                             bases + (i / vectorsPerPanel) * panelFloats + k * lanes
-                                 + (i % vectorsPerPanel) * vectorLanes);
+        for (std::size_t i = 0; i < vectorsPerPanel; ++i)
+            w[i] = hn::Load (d, bases + k * lanes + i * vectorLanes);
 #pragma GCC unroll 8
         for (std::size_t c = 0; c < numC; ++c)
         {
             const auto h = broadcast (activations[c * activationStride + k]);
 #pragma GCC unroll 8
-            for (std::size_t i = 0; i < numV; ++i)
+            for (std::size_t i = 0; i < vectorsPerPanel; ++i)
                 model[i][c] = k == 0 ? hn::Mul (w[i], h) : fusedMultiplyAdd (w[i], h, model[i][c]);
         }
     }
@@ -72,20 +69,20 @@ HWY_INLINE void quotientBlock (const float* HWY_RESTRICT bases,
     for (std::size_t c = 0; c < numC; ++c)
     {
 #pragma GCC unroll 8
-        for (std::size_t i = 0; i < numV; ++i)
+        for (std::size_t i = 0; i < vectorsPerPanel; ++i)
         {
             const auto u = hn::Div (one, hn::Max (model[i][c], lowest));
             const auto v = hn::LoadU (d, power + c * powerStride + i * vectorLanes);
             const auto q = hn::Mul (v, hn::Min (hn::Mul (u, u), highest));
-            auto* out = dest + ((i / vectorsPerPanel) * destColumns + c) * 2 * lanes
-                        + (i % vectorsPerPanel) * vectorLanes;
+            auto* out = dest + c * 2 * lanes + i * vectorLanes;
             hn::Store (q, d, out);
             hn::Store (u, d, out + lanes);
         }
     }
 }
 
-/** The same over any number of panels; prefetches the power prefetchDistance columns ahead. */
+/** The same over any number of panels, whose columns stand destColumns apart; prefetches the power of the
+    columns that come next. */
 template <std::size_t numC>
 HWY_INLINE void quotients (const float* bases,
                            const float* power,
@@ -95,31 +92,18 @@ HWY_INLINE void quotients (const float* bases,
                            std::size_t destColumns,
                            std::size_t numPanels)
 {
-    std::size_t p = 0;
-
-    for (; p + modelPanels <= numPanels; p += modelPanels)
+    for (std::size_t p = 0; p < numPanels; ++p)
     {
 #pragma GCC unroll 8
-        for (std::size_t i = 0; i < modelPanels; ++i)
-#pragma GCC unroll 8
-            for (std::size_t c = 0; c < numC; ++c)
-                hwy::Prefetch (power + (c + numC) * powerStride + (p + i) * lanes);
+        for (std::size_t c = 0; c < numC; ++c)
+            hwy::Prefetch (power + (c + numC) * powerStride + p * lanes);
 
-        quotientBlock<modelPanels, numC> (bases + p * panelFloats,
-                                          power + p * lanes,
-                                          powerStride,
-                                          activations,
-                                          dest + p * destColumns * 2 * lanes,
-                                          destColumns);
-    }
-
-    for (; p < numPanels; ++p)
-        quotientBlock<1, numC> (bases + p * panelFloats,
+        quotientsOfPanel<numC> (bases + p * panelFloats,
                                 power + p * lanes,
                                 powerStride,
                                 activations,
-                                dest + p * destColumns * 2 * lanes,
-                                destColumns);
+                                dest + p * destColumns * 2 * lanes);
+    }
 }
 
 /** Adds the products of numC columns with numPanels panels to 20 logical vectors per column: ten numerators,
