@@ -1,11 +1,11 @@
 #include "jobs/ExportFiles.h"
 
 #include "engine/numerics/WorkerPool.h"
+#include "engine/numerics/simd/SignalKernels.h"
 #include "platform/Folders.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <deque>
 #include <iterator>
 #include <map>
@@ -31,16 +31,6 @@ void protectFilesOf (std::span<const TrackState> tracks, OutputRules& rules)
         rules.protectSamples (track.source.get());
         rules.protectSamples (track.rendered.get());
     }
-}
-
-float peakOf (std::span<const float> samples)
-{
-    float peak = 0.0f;
-
-    for (const auto sample : samples)
-        peak = std::max (peak, std::abs (sample));
-
-    return peak;
 }
 
 /** Writes one file, whose pieces several threads may compute. */
@@ -198,7 +188,7 @@ private:
                 std::span (piece.samples)
                     .subspan (static_cast<std::size_t> (start), static_cast<std::size_t> (count));
             piece.read = signal->read (first + start, block);
-            piece.peak = std::max (piece.peak, peakOf (block));
+            piece.peak = std::max (piece.peak, kernels::signalLevel (block.data(), block.size()).peak);
             control.progress (static_cast<double> (count));
         }
 

@@ -1,11 +1,11 @@
 #include "jobs/ExportSignals.h"
 
 #include "engine/SuppressionRendering.h"
+#include "engine/numerics/simd/SignalKernels.h"
 #include "terms/ChannelLayout.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <numeric>
 #include <utility>
 #include <vector>
@@ -33,14 +33,9 @@ double sumOf (std::size_t count, const Value& value)
     return std::accumulate (sums.begin(), sums.end(), 0.0);
 }
 
-double square (float value)
-{
-    return static_cast<double> (value) * static_cast<double> (value);
-}
-
 double energyOf (std::span<const float> samples)
 {
-    return sumOf (samples.size(), [&] (std::size_t i) { return square (samples[i]); });
+    return kernels::sumOfSquares (samples.data(), samples.size());
 }
 
 juce::Result lostAudio (const TrackState& track, const std::shared_ptr<TrackSamples>& samples)

@@ -1,10 +1,10 @@
 #include "jobs/MonoFileWriter.h"
 
+#include "engine/numerics/simd/SignalKernels.h"
 #include "jobs/AudioFileChunks.h"
 #include "platform/Folders.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace tessivar
@@ -158,7 +158,8 @@ juce::Result MonoFileWriter::write (std::span<const float> samples)
     else
     {
         integers.resize (samples.size());
-        numClipped += quantise (samples, plan.format.bitsPerSample, integers);
+        numClipped += static_cast<std::int64_t> (
+            kernels::quantised (integers.data(), samples.data(), plan.format.bitsPerSample, samples.size()));
         const int* channel = integers.data();
         writer->write (&channel, numSamples);
     }
@@ -239,28 +240,6 @@ juce::Result MonoFileWriter::verify() const
 juce::Result MonoFileWriter::failure (const juce::String& reason) const
 {
     return juce::Result::fail (file.targetFile().getFullPathName() + ": " + reason);
-}
-
-std::int64_t quantise (std::span<const float> samples, int bitsPerSample, std::span<int> dest)
-{
-    jassert (dest.size() == samples.size() && bitsPerSample >= 8 && bitsPerSample <= 24);
-    const auto fullScale = static_cast<double> (1 << (bitsPerSample - 1));
-    const auto step = 1 << (32 - bitsPerSample);
-
-    // Adding it leaves no bits below 1, which rounds to the nearest, ties to even, in vectors.
-    constexpr double rounding = 0x1.8p52;
-    std::int64_t clipped = 0;
-
-    for (std::size_t i = 0; i < samples.size(); ++i)
-    {
-        const auto sample = samples[i] == samples[i] ? static_cast<double> (samples[i]) : 0.0;
-        const auto value = sample * fullScale + rounding - rounding;
-        clipped += std::abs (value) > fullScale ? 1 : 0;
-        const auto notAbove = value < fullScale - 1.0 ? value : fullScale - 1.0;
-        dest[i] = static_cast<int> (notAbove > -fullScale ? notAbove : -fullScale) * step;
-    }
-
-    return clipped;
 }
 
 } // namespace tessivar

@@ -77,9 +77,4 @@ private:
     std::int64_t numClipped = 0;
 };
 
-/** Rounds samples to the nearest step of an integer format and clips them; dest gets them in its upper bits.
-    Returns how many were beyond full scale by more than a step; not-a-number becomes 0.
-*/
-std::int64_t quantise (std::span<const float> samples, int bitsPerSample, std::span<int> dest);
-
 } // namespace tessivar

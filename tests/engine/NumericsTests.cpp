@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -57,6 +59,44 @@ TEST_CASE ("Signal kernels", "[engine][numerics]")
                 }
             });
     }
+}
+
+TEST_CASE ("Samples are rounded to the nearest step, and only what is lost counts as clipped",
+           "[engine][numerics]")
+{
+    onEveryTarget (
+        []
+        {
+            // 8 bit: 128 steps up to full scale. Around the ends of vectors all of them stay the same.
+            const std::vector<float> given{ 0.49f / 128, 0.51f / 128, -0.51f / 128, 2.5f / 128, 1.0f,
+                                            1.01f,       -1.0f,       -1.01f,       NAN };
+            const std::vector<int> expected{ 0, 1, -1, 2, 127, 127, -128, -128, 0 };
+
+            for (std::size_t n = 0; n <= 40; ++n)
+            {
+                std::vector<float> samples (n);
+                std::vector<std::int32_t> steps (n + 1, 9);
+                std::size_t numClipped = 0;
+
+                for (std::size_t i = 0; i < n; ++i)
+                {
+                    samples[i] = given[i % given.size()];
+                    numClipped += std::abs (samples[i]) > 1.0f ? 1 : 0;
+                }
+
+                CHECK (kernels::quantised (steps.data(), samples.data(), 8, n) == numClipped);
+                CHECK (steps[n] == 9);
+
+                for (std::size_t i = 0; i < n; ++i)
+                    CHECK (steps[i] == expected[i % expected.size()] * (1 << 24));
+            }
+
+            const auto beforeFullScale = std::nextafter (1.0f, 0.0f), overFullScale = 1.0f + 0x1p-22f;
+            const std::vector<float> fine{ 0x1.8p-24f, beforeFullScale, overFullScale, -overFullScale };
+            std::vector<std::int32_t> steps (fine.size());
+            CHECK (kernels::quantised (steps.data(), fine.data(), 24, fine.size()) == 2);
+            CHECK (steps == std::vector<std::int32_t>{ 256, 0x7fffff00, 0x7fffff00, INT32_MIN });
+        });
 }
 
 TEST_CASE ("Values by rank", "[engine][numerics]")

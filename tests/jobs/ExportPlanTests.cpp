@@ -4,7 +4,6 @@
 #include "tests/jobs/JobFixtures.h"
 #include "tests/support/SystemPaths.h"
 
-#include <cmath>
 #include <vector>
 
 using namespace tessivar;
@@ -118,19 +117,5 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
         CHECK (plan.check().wasOk());
         plan.lengthInSamples *= 2;
         CHECK (plan.check().getErrorMessage().contains (juce::String (plan.fileBytes())));
-    }
-
-    SECTION ("samples are rounded to the nearest step, and only what is lost counts as clipped")
-    {
-        // 8 bit: 128 steps up to full scale.
-        const std::vector<float> samples{ 0.49f / 128, 0.51f / 128, -0.51f / 128, 1.0f,
-                                          1.01f,       -1.0f,       -1.01f,       NAN };
-        std::vector<int> steps (samples.size());
-        CHECK (quantise (samples, 8, steps) == 2);
-
-        for (auto& step : steps)
-            step /= 1 << 24;
-
-        CHECK (steps == std::vector<int>{ 0, 1, -1, 127, 127, -128, -128, 0 });
     }
 }

@@ -246,39 +246,39 @@ SignalLevel GetSignalLevel (const float* a, std::size_t n)
     return result;
 }
 
-void AddUp (float* const* sums,
-            const float* const* signals,
-            std::size_t numSignals,
-            float gain,
-            float rescaling,
-            std::size_t n)
+std::size_t Quantised (std::int32_t* dest, const float* a, int bits, std::size_t n)
 {
-    constexpr std::size_t piece = 512;
-    HWY_ALIGN float total[piece];
+    const hn::RebindToSigned<FloatTag> integers;
+    const auto fullScale = static_cast<float> (1 << (bits - 1));
+    const auto scale = broadcast (fullScale), lowest = broadcast (-fullScale),
+               highest = broadcast (fullScale - 1.0f);
+    std::size_t numClipped = 0;
 
-    for (std::size_t start = 0; start < n; start += piece)
+    const auto quantise = [&] (const float* from, std::int32_t* to)
     {
-        const auto count = std::min (piece, n - start);
-        const auto whole = count / vectorLanes * vectorLanes;
+        const auto sample = hn::LoadU (tag, from);
+        // Multiplied with a power of two, so exact.
+        const auto steps = hn::Round (hn::Mul (hn::IfThenElseZero (hn::Eq (sample, sample), sample), scale));
+        numClipped += hn::CountTrue (tag, hn::Gt (hn::Abs (steps), scale));
+        const auto kept = hn::ConvertTo (integers, hn::Max (hn::Min (steps, highest), lowest));
+        hn::StoreU (hn::ShiftLeftSame (kept, 32 - bits), integers, to);
+    };
 
-        for (std::size_t c = 0; c < numSignals; ++c)
-        {
-            const auto* HWY_RESTRICT x = signals[c] + start;
+    std::size_t i = 0;
 
-            for (std::size_t i = 0; i < whole; i += vectorLanes)
-            {
-                const auto scaled =
-                    hn::Mul (hn::Mul (hn::LoadU (tag, x + i), broadcast (gain)), broadcast (rescaling));
-                hn::Store (c == 0 ? scaled : hn::Add (hn::Load (tag, total + i), scaled), tag, total + i);
-            }
+    for (; i + vectorLanes <= n; i += vectorLanes)
+        quantise (a + i, dest + i);
 
-            for (auto i = whole; i < count; ++i)
-                total[i] = c == 0 ? x[i] * gain * rescaling : total[i] + x[i] * gain * rescaling;
-
-            if (sums[c] != nullptr)
-                std::copy_n (total, count, sums[c] + start);
-        }
+    if (i < n)
+    {
+        float from[vectorLanes] = {};
+        std::int32_t to[vectorLanes];
+        std::copy_n (a + i, n - i, from);
+        quantise (from, to);
+        std::copy_n (to, n - i, dest + i);
     }
+
+    return numClipped;
 }
 
 } // namespace tessivar::kernels::HWY_NAMESPACE
@@ -291,6 +291,6 @@ TESSIVAR_KERNEL (replaceNonFinite, ReplaceNonFinite);
 TESSIVAR_KERNEL (rankedValues, GetRankedValues);
 TESSIVAR_KERNEL (dotProduct, DotProduct);
 TESSIVAR_KERNEL (signalLevel, GetSignalLevel);
-TESSIVAR_KERNEL (addUp, AddUp);
+TESSIVAR_KERNEL (quantised, Quantised);
 } // namespace tessivar::kernels
 #endif
