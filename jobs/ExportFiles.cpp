@@ -6,11 +6,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <iterator>
 #include <map>
 #include <mutex>
-#include <semaphore>
 #include <utility>
 
 namespace tessivar
@@ -241,18 +242,49 @@ private:
     ExportLevels levels;
 };
 
+/** How many may compute at once. The standard library's semaphore won't do: where the system wakes by no
+    address, its threads can sleep through a place that comes free.
+*/
+class Places
+{
+public:
+    explicit Places (std::ptrdiff_t count) : numFree (count) {}
+
+    void take()
+    {
+        std::unique_lock guard (lock);
+        cameFree.wait (guard, [this] { return numFree > 0; });
+        --numFree;
+    }
+
+    void giveBack()
+    {
+        {
+            const std::lock_guard guard (lock);
+            ++numFree;
+        }
+
+        cameFree.notify_one();
+    }
+
+private:
+    std::mutex lock; // guards numFree
+    std::condition_variable cameFree;
+    std::ptrdiff_t numFree;
+};
+
 /** One of those who may compute, for as long as it lives. */
 class Place
 {
 public:
-    explicit Place (std::counting_semaphore<>& placesToUse) : places (placesToUse) { places.acquire(); }
-    ~Place() { places.release(); }
+    explicit Place (Places& placesToUse) : places (placesToUse) { places.take(); }
+    ~Place() { places.giveBack(); }
 
     Place (const Place&) = delete;
     Place& operator= (const Place&) = delete;
 
 private:
-    std::counting_semaphore<>& places;
+    Places& places;
 };
 
 /** The file that a thread goes on with: its own, whose signal goes on where it left off, then one that nobody
@@ -320,7 +352,7 @@ std::vector<TrackExport> writeFiles (std::vector<ExportTask> tasks,
         files.emplace_back (task, options, controlOfFiles).claim (folderError, rules);
 
     const auto numAtWork = std::clamp<std::ptrdiff_t> (options.numThreads, 1, 256);
-    std::counting_semaphore<> places (numAtWork);
+    Places places (numAtWork);
     std::mutex choiceLock; // guards what pieces of the files are taken
     WorkerPool pool (
         static_cast<int> (numAtWork + std::min<std::ptrdiff_t> (numAtWork, std::ssize (files) - 1)));
