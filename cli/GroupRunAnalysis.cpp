@@ -51,9 +51,11 @@ bool GroupRun::readTracks()
 
     const auto start = secondsNow();
     WritingNote::sweep (UserFolders::ofUser().writing());
-    const auto opened = TemporaryStore::open (request.temporaryFolder, store);
-    if (opened.failed())
-        return fail (exitCode::analysisFailed, opened.getErrorMessage());
+    std::unique_ptr<TemporaryStore> opened;
+    if (const auto result = TemporaryStore::open (request.temporaryFolder, opened); result.failed())
+        return fail (exitCode::analysisFailed, result.getErrorMessage());
+
+    store = std::move (opened);
 
     if (request.isFromGroupFile())
         return true; // audio is read from the group file itself

@@ -145,7 +145,7 @@ private:
     OutputRules rulesOfWriting; // and written files from these
     ProgressDisplay progress;
 
-    std::unique_ptr<TemporaryStore> store; // outlives the tracks, whose audio lies in it
+    std::shared_ptr<TemporaryStore> store; // goes with the last of the tracks, whose audio lies in it
     std::shared_ptr<GroupFile> groupFile;  // that the Group came from
     ImportWarnings warnings;
     juce::StringArray inputNames;

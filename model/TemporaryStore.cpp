@@ -64,6 +64,19 @@ bool isNeeded (const juce::File& folder)
 }
 } // namespace
 
+/** The file as one that its store, if it is shared, goes with the last of: not all file systems can remove a
+    folder of files that are open. A weak pointer to the file keeps this function, but must not keep the store.
+*/
+static std::shared_ptr<StoreFile> keeping (std::shared_ptr<TemporaryStore> store, StoreFile* file)
+{
+    return { file,
+             [kept = std::move (store)] (StoreFile* opened) mutable
+             {
+                 delete opened;
+                 kept.reset();
+             } };
+}
+
 StoreFile::StoreFile (FileSystemCalls& callsToUse,
                       const juce::File& fileToUse,
                       FileHandle handleToOwn,
@@ -237,14 +250,7 @@ juce::Result TemporaryStore::openFile (const juce::String& name,
                                    + ": not what was stored there");
     }
 
-    // The store goes with the last of its files. A weak pointer to a file keeps this function, but must not
-    // keep the store.
-    file = { new StoreFile (calls, path, handle, sizeInBytes),
-             [store = weak_from_this().lock()] (StoreFile* opened) mutable
-             {
-                 delete opened;
-                 store.reset();
-             } };
+    file = keeping (weak_from_this().lock(), new StoreFile (calls, path, handle, sizeInBytes));
     return juce::Result::ok();
 }
 
@@ -269,7 +275,7 @@ juce::Result TemporaryStore::createFile (std::uint64_t sizeInBytes, std::shared_
         return juce::Result::fail ("temporary file " + errorOf (path, error));
 
     // Owns the handle and the name from here on, so that every return below cleans up.
-    std::shared_ptr<StoreFile> made (new StoreFile (calls, path, handle, sizeInBytes));
+    auto made = keeping (weak_from_this().lock(), new StoreFile (calls, path, handle, sizeInBytes));
 
     const auto reserve = [&]
     {

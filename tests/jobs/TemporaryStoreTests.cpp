@@ -118,6 +118,18 @@ TEST_CASE ("StoreFile", "[model][store]")
         }
     }
 
+    SECTION ("keeps a shared store, whose folder goes after the last file")
+    {
+        std::shared_ptr<TemporaryStore> shared = openStore (work.folder);
+        std::shared_ptr<StoreFile> file;
+        REQUIRE (shared->createFile (1000, file).wasOk());
+        const auto folder = shared->folder();
+        shared.reset();
+        CHECK (folder.isDirectory());
+        file.reset();
+        CHECK_FALSE (folder.exists());
+    }
+
 #if ! JUCE_WINDOWS
     SECTION ("gives large room back behind the scenes, and by another process when this one ends")
     {
