@@ -4,6 +4,7 @@
 #include "cli/JsonText.h"
 #include "cli/TerminalText.h"
 #include "cli/TypeOrigin.h"
+#include "model/SourcePath.h"
 #include "report/ReportTexts.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/DrumType.h"
@@ -75,7 +76,7 @@ Json trackToJson (const GroupState& group, std::size_t index)
     json["lengthInSamples"] = track.lengthInSamples();
     json["bitsPerSample"] = track.sourceInfo.bitsPerSample;
     json["floatingPoint"] = track.sourceInfo.isFloatingPoint;
-    json["source"] = jsonText (track.sourceInfo.file.getFullPathName());
+    json["source"] = jsonText (sourcePathOf (track));
     json["sourceIsThere"] = track.sourceInfo.file.existsAsFile();
     json["channel"] = track.sourceInfo.channel;
     json["channels"] = track.sourceInfo.numChannels;
@@ -105,7 +106,7 @@ std::string formatGroupInfo (const juce::File& file, const LoadedGroup& loaded)
                           knobText (track.record.knobs (KnobSetting::a)),
                           knobText (track.record.knobs (KnobSetting::b)),
                           track.record.selected() == KnobSetting::a ? "A" : "B",
-                          printable (track.sourceInfo.file.getFileName())
+                          printable (sourceNameOf (track))
                               + (track.sourceInfo.file.existsAsFile() ? "" : " (not found)") });
     const auto bleed = formatBleed (group);
     return text.toStdString() + "\n" + formatTable (rows)

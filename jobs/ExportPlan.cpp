@@ -1,5 +1,6 @@
 #include "jobs/ExportPlan.h"
 
+#include "model/SourcePath.h"
 #include "platform/DiskNames.h"
 #include "platform/Folders.h"
 #include "terms/ChannelLayout.h"
@@ -38,11 +39,17 @@ juce::String safeFileName (const juce::String& name)
     return safe.isNotEmpty() ? safe : juce::String ("Track");
 }
 
-/** Group files by other programs don't say where a track came from. */
+/** Group files by other programs don't say where a track came from; those of another system say it in their
+    own way.
+*/
 juce::String baseName (const TrackState& track)
 {
-    const auto ofSource = track.sourceInfo.file.getFileNameWithoutExtension();
-    return ofSource.isNotEmpty() ? ofSource : portableFileName (safeFileName (track.name));
+    const auto ofSource = sourceNameOf (track).upToLastOccurrenceOf (".", false, false);
+
+    if (track.sourceInfo.file != juce::File() && ofSource.isNotEmpty())
+        return ofSource;
+
+    return portableFileName (safeFileName (ofSource.isNotEmpty() ? ofSource : track.name));
 }
 
 juce::String channelSuffix (const TrackState& track)

@@ -2,6 +2,7 @@
 
 #include "model/BleedMapText.h"
 #include "model/LittleEndian.h"
+#include "model/SourcePath.h"
 #include "model/groupfile/PropertyList.h"
 #include "platform/DiskNames.h"
 #include "terms/AnalysisMethod.h"
@@ -28,7 +29,7 @@ namespace key
 constexpr auto name = "name", foreignText = "foreignText", method = "method",
                analysisMethod = "analysis.method", analysisSeed = "analysis.seed",
                analysisTracks = "analysis.numTracks", analysisBleed = "analysis.bleed", excluded = "excluded",
-               knobsTouched = "knobsTouched", typeUnknown = "typeUnknown", sourcePath = "sourcePath",
+               knobsTouched = "knobsTouched", typeUnknown = "typeUnknown", sourcePath = sourcePathProperty,
                channel = "channel", numSourceChannels = "numSourceChannels", bitsPerSample = "bitsPerSample",
                floatingPoint = "floatingPoint", sourceChunks = "sourceChunks",
                analysedType = "analysed.drumType", analysedExcluded = "analysed.excluded",
@@ -89,6 +90,8 @@ public:
     explicit PropertiesLeft (const Properties& properties) : left (properties) {}
 
     [[nodiscard]] bool has (const char* name) const { return left.containsKey (name); }
+
+    [[nodiscard]] const juce::String& peek (const char* name) const { return left[name]; }
 
     juce::String take (const char* name)
     {
@@ -250,7 +253,13 @@ TailTrack tailTrackFor (const TrackState& track)
     if (track.sourceInfo.chunks != nullptr)
         properties.set (key::sourceChunks, track.sourceInfo.chunks->toText());
 
-    properties.addArray (track.unknownProperties);
+    auto unknown = track.unknownProperties;
+
+    // The path from another system goes with the first file that the track has here.
+    if (track.sourceInfo.file != juce::File())
+        unknown.remove (juce::StringRef (key::sourcePath));
+
+    properties.addArray (unknown);
     return result;
 }
 
@@ -276,8 +285,10 @@ TrackState trackStateFrom (const TailTrack& track, double sampleRate, bool isOur
     state.excluded = properties.take (key::excluded) == "1";
     state.typeUnknown = properties.take (key::typeUnknown) == "1" && state.drumType() == DrumType::other;
 
-    if (const auto path = properties.take (key::sourcePath); juce::File::isAbsolutePath (path))
-        state.sourceInfo.file = juce::File (path);
+    // Left among the unknown: that of another system.
+    if (const auto path = properties.peek (key::sourcePath);
+        path.isEmpty() || juce::File::isAbsolutePath (path))
+        state.sourceInfo.file = juce::File (properties.take (key::sourcePath));
 
     state.sourceInfo.numChannels = properties.takeInt (key::numSourceChannels, 1, 64, 1);
     state.sourceInfo.channel = properties.takeInt (key::channel, 0, state.sourceInfo.numChannels - 1, 0);

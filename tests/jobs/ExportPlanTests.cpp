@@ -1,6 +1,7 @@
 #include "jobs/ExportSignals.h"
 #include "jobs/ExportTracks.h"
 #include "jobs/MonoFileWriter.h"
+#include "model/SourcePath.h"
 #include "tests/jobs/JobFixtures.h"
 #include "tests/support/SystemPaths.h"
 
@@ -50,21 +51,25 @@ TEST_CASE ("Export names and formats", "[jobs][export]")
         CHECK (files[3].note.startsWith ("Name shortened"));
     }
 
-    SECTION ("a track that knows no source file goes by its own name, as far as files can")
+    SECTION ("a track goes by its source's name, from another system too, or by its own, as far as files can")
     {
-        std::vector<TrackState> tracks (4);
+        std::vector<TrackState> tracks (5);
         tracks[0].name = "Snare / Top\n";
         tracks[1].name = "Kick";
         tracks[2].name = "../..";
         tracks[3].name = "Kick";
         tracks[3].sourceInfo.file = juce::File ("/takes/Kick in.WAV");
+        tracks[4].name = "Kick";
+        tracks[4].unknownProperties.set (sourcePathProperty, foreignPath ("/takes/Kick out.aiff"));
         juce::StringArray names;
 
         for (const auto& planned :
              planExport (tracks, { .folder = systemFile ("/out"), .extension = ".wav" }))
             names.add (planned.file.getRelativePathFrom (systemFile ("/out")));
 
-        CHECK (names == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav" });
+        CHECK (
+            names
+            == juce::StringArray{ "Snare  Top.wav", "Kick.wav", "Track.wav", "Kick in.wav", "Kick out.wav" });
     }
 
     SECTION ("the extension chooses the type, the source and the type choose the depth")

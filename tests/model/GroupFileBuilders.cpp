@@ -1,9 +1,11 @@
 #include "tests/model/GroupFileBuilders.h"
 
 #include "model/LittleEndian.h"
+#include "model/SourcePath.h"
 #include "terms/AnalysisMethod.h"
 #include "terms/ChannelLayout.h"
 #include "terms/KnobValues.h"
+#include "tests/support/SystemPaths.h"
 
 #include <algorithm>
 #include <bit>
@@ -96,6 +98,7 @@ GroupState smallGroup (std::int64_t numFrames)
     group.tracks[1].knobsTouched = true;
     group.tracks[2].typeUnknown = true;
     group.tracks[2].findings.soundsLike = DrumType::tomLow;
+    group.tracks[2].unknownProperties.set (sourcePathProperty, foreignPath ("/takes/3/Room.wav"));
     group.tracks[1].fileWord = 0xabc00000;
     group.tracks[2].excluded = true;
     group.tracks[2].analysedAs = AnalysisInput{ DrumType::other, true };

@@ -20,4 +20,14 @@ inline juce::File systemFile (const juce::String& path)
     return juce::File (systemPath (path));
 }
 
+/** The same path as it comes from the other kind of system. */
+inline juce::String foreignPath (const juce::String& path)
+{
+#if JUCE_WINDOWS
+    return path;
+#else
+    return "C:" + path.replaceCharacter ('/', '\\');
+#endif
+}
+
 } // namespace tessivar::test
