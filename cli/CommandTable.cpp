@@ -364,8 +364,8 @@ constexpr auto commands = std::to_array<CommandSpec> ({
       "DIR",
       "write the demo session as 24-bit WAV files",
       "Writes seven tracks of a real drum kit with much leakage into DIR, 20 seconds each, with their "
-      "licence. Not every name tells its drum: process them with --type 'SD*=snare' --type "
-      "'Rack*=tomHigh'.",
+      "licence. Not every name tells its drum: process them with --type \"SD*=snare\" --type "
+      "\"Rack*=tomHigh\".",
       demoOptions },
     { "selftest",
       OperandKind::none,

@@ -84,7 +84,10 @@ juce::String formatKnob (float value)
 
 juce::String shellQuoted (const juce::String& text)
 {
-    return "'" + printable (text).replace ("'", "'\\''") + "'";
+    const auto shown = printable (text);
+
+    // Double quotes serve the shells of every system, as long as nothing inside means more to one of them.
+    return shown.containsAnyOf ("\"$`\\!%") ? "'" + shown.replace ("'", "'\\''") + "'" : "\"" + shown + "\"";
 }
 
 } // namespace tessivar

@@ -18,7 +18,8 @@ TEST_CASE ("Text for a terminal", "[cli]")
             juce::String::fromUTF8 ("a\x1b[2J\nb\r\t\x7f\xc2\x9b\xe2\x80\xae\xc3\xa9\xe9\xbc\x93");
         CHECK (printable (text)
                == juce::String::fromUTF8 ("a\\x1b[2J\\nb\\r\\t\\x7f\\x9b\\u202e\xc3\xa9\xe9\xbc\x93"));
-        CHECK (shellQuoted ("Bob's SD=snare") == "'Bob'\\''s SD=snare'");
+        CHECK (shellQuoted ("Bob's SD=snare") == "\"Bob's SD=snare\"");
+        CHECK (shellQuoted ("Bob's $SD=snare") == "'Bob'\\''s $SD=snare'");
     }
 
     SECTION ("columns line up by characters, not by bytes")
@@ -115,6 +116,6 @@ TEST_CASE ("Input files", "[cli]")
         const auto inputs = collectInputFiles ({ folder + "/empty", "" });
         CHECK (inputs.files.empty());
         REQUIRE (inputs.bad.size() == 2);
-        CHECK_THAT (inputs.bad[0].reason.toStdString(), Catch::Contains ("/empty: "));
+        CHECK_THAT (inputs.bad[0].reason.toStdString(), Catch::Contains (temporary.path ("empty") + ": "));
     }
 }
