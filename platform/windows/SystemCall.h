@@ -16,7 +16,7 @@
 #endif
 #include <windows.h>
 
-/** For the sources of this folder alone. */
+/** For the sources of this folder, and for those of tools/ that drive programs. */
 namespace tessivar::windows
 {
 

@@ -1,10 +1,12 @@
 #include "app/LastSession.h"
 
 #include "app/AppSettings.h"
+#include "tests/support/SystemPaths.h"
 
 #include <catch2/catch.hpp>
 
 using namespace tessivar;
+using namespace tessivar::test;
 
 TEST_CASE ("The last session in the settings", "[app][session]")
 {
@@ -60,7 +62,8 @@ TEST_CASE ("The last session in the settings", "[app][session]")
         }
 
         settings.setValue (appSettingsKeys::lastSession,
-                           R"({"files":["/a.dls"],"selectedFile":"x","leadTrack":1e99,"chosenTracks":[null],
+                           R"({"files":[)" + juce::JSON::toString (systemPath ("/a.dls"))
+                               + R"(],"selectedFile":"x","leadTrack":1e99,"chosenTracks":[null],
                                "position":-1,"horizontalZoom":7,"verticalZoom":[],"selectionStart":5,
                                "selectionEnd":1,"showsKept":7})");
         const auto loaded = LastSession::load (settings);

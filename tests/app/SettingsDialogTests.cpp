@@ -4,12 +4,14 @@
 #include "app/settings/FoldersState.h"
 #include "app/settings/PerformanceState.h"
 #include "model/SampleRateText.h"
+#include "tests/support/SystemPaths.h"
 
 #include <catch2/catch.hpp>
 
 #include <limits>
 
 using namespace tessivar;
+using namespace tessivar::test;
 
 namespace
 {
@@ -279,12 +281,13 @@ TEST_CASE ("Settings of the performance", "[app][settings]")
     result.streams = { { 8192, 700e6, 0.003 }, { 16384, 900e6, 0.3123 } };
     result.propose (48000.0);
     const juce::Time when (2026, 4, 6, 14, 2);
-    const auto summary = BenchmarkSummary::of (result, juce::File ("/Scratch"), when);
+    const auto summary = BenchmarkSummary::of (result, systemFile ("/Scratch"), when);
 
     SECTION ("a benchmark reads as figures, a verdict and a proposal")
     {
         CHECK (summary.headline() == utf8 ("Read 1,840 MB/s \xc2\xb7 Write 90 MB/s"));
-        CHECK (summary.verdict (when) == "/Scratch is fast enough for any group. Tested today, 14:02.");
+        CHECK (summary.verdict (when)
+               == systemPath ("/Scratch") + " is fast enough for any group. Tested today, 14:02.");
         CHECK (summary.verdict (when + juce::RelativeTime::days (1)).contains ("Tested 2026-05-06, 14:02."));
         CHECK (summary.proposal.framesPerRead == 16384);
         CHECK (summary.proposal.seconds >= result.proposal.seconds - 1.0e-6);
@@ -294,7 +297,8 @@ TEST_CASE ("Settings of the performance", "[app][settings]")
         auto slow = summary;
         slow.keepsUp = false;
         slow.streamsBytesPerSecond = 20e6;
-        CHECK (slow.verdict (when).startsWith ("/Scratch reads 24 tracks at 20 MB/s; they need 32 MB/s."));
+        CHECK (slow.verdict (when).startsWith (systemPath ("/Scratch")
+                                               + " reads 24 tracks at 20 MB/s; they need 32 MB/s."));
     }
 
     SECTION ("it survives the settings file, and rubbish there is none")

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "tests/app/ScriptedChooser.h"
 #include "tests/ui/Snapshots.h"
 
 #include "app/FileChooser.h"
 #include "app/GroupWork.h"
 
-#include <cstdlib>
 #include <deque>
 
 namespace tessivar::test
@@ -18,15 +18,6 @@ public:
     WindowWorkRig()
     {
         juce::Logger::setCurrentLogger (&quiet);
-        tools.createDirectory();
-        const auto script = tools.getChildFile ("zenity");
-        script.replaceWithText ("#!/bin/sh\necho \"$@\" >> '" + folder.getFullPathName() + "/asked'\ncat '"
-                                    + answer.getFullPathName() + "'\n",
-                                false,
-                                false,
-                                "\n");
-        script.setExecutePermission (true);
-        ::setenv ("PATH", (tools.getFullPathName() + ":" + oldPath).toRawUTF8(), 1);
         scrim.setBounds (0, 0, 1280, 800);
         auto folders = workspace.folderSettings();
         folders.temporaryFiles = folder.getChildFile ("temporary");
@@ -39,7 +30,6 @@ public:
     {
         stopTimer();
         juce::Logger::setCurrentLogger (nullptr);
-        ::setenv ("PATH", oldPath.toRawUTF8(), 1);
 
         while (workspace.numGroups() > 0)
             workspace.removeGroup (0);
@@ -55,18 +45,8 @@ public:
     juce::StringArray told;                        // messages of the dialogs that came
     bool cancelsJobs = false;
 
-    void choose (const juce::StringArray& paths)
-    {
-        answer.replaceWithText (
-            paths.joinIntoString (juce::String::charToString (0x1f)) + "\n", false, false, "\n");
-    }
-
-    [[nodiscard]] juce::StringArray chooserCalls() const
-    {
-        auto lines = juce::StringArray::fromLines (folder.getChildFile ("asked").loadFileAsString());
-        lines.removeEmptyStrings();
-        return lines;
-    }
+    void choose (const juce::StringArray& paths) { chooser.choose (paths); }
+    [[nodiscard]] juce::StringArray chooserCalls() const { return chooser.calls(); }
 
     /** Imports, and returns when the files are in and all is told. */
     void import (const std::vector<juce::File>& files, const Group::Ptr& target = nullptr)
@@ -87,8 +67,7 @@ public:
 
     PaintingFixture painting;
     const juce::File folder = juce::File::createTempFile ("");
-    const juce::File tools = folder.getChildFile ("bin"), answer = folder.getChildFile ("answer");
-    const juce::String oldPath = juce::SystemStats::getEnvironmentVariable ("PATH", {});
+    ScriptedChooser chooser{ newFolder ("chooser") };
     TessivarWorkspace workspace{ UserFolders::below (folder.getChildFile ("user")) };
     DialogScrim scrim;
     JobRunner runner{ scrim };
@@ -106,6 +85,13 @@ public:
     }
 
 private:
+    [[nodiscard]] juce::File newFolder (const char* name) const
+    {
+        const auto made = folder.getChildFile (name);
+        made.createDirectory();
+        return made;
+    }
+
     static bool hasButton (const DialogContent& dialog, const juce::String& text)
     {
         for (int i = 0; i < dialog.getNumButtons(); ++i)

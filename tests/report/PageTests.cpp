@@ -1,6 +1,5 @@
 #include "report/ReportJob.h"
 #include "tests/report/ReportFixtures.h"
-#include "tests/support/WhicheverCallFails.h"
 #include "tests/support/WorkFolder.h"
 
 #include <catch2/catch.hpp>
@@ -53,23 +52,14 @@ struct Picture
     std::size_t width = 0, height = 0;
     std::vector<std::uint8_t> pixels;
 };
-
-TrackState toneTrack (const juce::String& name)
-{
-    std::vector<float> kept (reportLength);
-    addTone (kept, 1000.0, 5.0, 6.0, 0.5f);
-    auto source = kept;
-    addTone (source, 200.0, 1.0, 3.0, 0.25f);
-    return processedTrack (name, source, kept);
-}
 } // namespace
 
-TEST_CASE ("A report", "[report][page]")
+TEST_CASE ("The page of a report", "[report][page]")
 {
     const WorkFolder work;
     const auto file = work.file ("report.html");
 
-    SECTION ("is one page that every parser reads, with pictures of what is heard")
+    SECTION ("is one that every parser reads, with pictures of what is heard")
     {
         auto content =
             contentOf (groupOf ({ toneTrack ("Snare"),
@@ -197,33 +187,5 @@ TEST_CASE ("A report", "[report][page]")
         group.tracks.clear();
         CHECK (writeReport (contentOf (group, {}), { .file = file, .overwrite = true }).end
                == Outcome::End::refused);
-    }
-
-    SECTION ("replaces a file only by a whole page, and only when asked to")
-    {
-        const auto content = contentOf (groupOf ({ toneTrack ("Snare") }), {});
-        REQUIRE (file.replaceWithText ("older"));
-        CHECK_THAT (writeReport (content, { .file = file }).reason,
-                    Contains ("report.html: the file exists"));
-        CHECK (writeReport (content, { .file = file, .overwrite = true }, { [] { return true; }, {} })
-                   .wasStopped());
-        CHECK (file.loadFileAsString() == "older");
-
-        auto own = content;
-        own.group.tracks[0].sourceInfo.file = file;
-        CHECK_THAT (writeReport (own, { .file = file, .overwrite = true }).reason, Contains ("source file"));
-
-        whicheverCallFails (2,
-                            [&] (FaultyCalls& calls)
-                            {
-                                REQUIRE (file.replaceWithText ("older"));
-                                const auto outcome = writeReport (
-                                    content, { .file = file, .overwrite = true, .calls = &calls });
-                                const auto now = file.loadFileAsString();
-                                CHECK ((now == "older" || now.endsWith ("</html>\n")));
-                                CHECK ((outcome.isOk() || ! outcome.reason.empty()));
-                                CHECK ((! outcome.isOk() || now != "older"));
-                                CHECK (work.numEntries() == 1);
-                            });
     }
 }

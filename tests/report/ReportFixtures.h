@@ -64,6 +64,16 @@ processedTrack (const juce::String& name, const std::vector<float>& source, cons
     return track;
 }
 
+/** A snare of which a tone stays, and one before it goes. */
+inline TrackState toneTrack (const juce::String& name)
+{
+    std::vector<float> kept (reportLength);
+    addTone (kept, 1000.0, 5.0, 6.0, 0.5f);
+    auto source = kept;
+    addTone (source, 200.0, 1.0, 3.0, 0.25f);
+    return processedTrack (name, source, kept);
+}
+
 inline GroupState groupOf (std::vector<TrackState> tracks)
 {
     GroupState group;

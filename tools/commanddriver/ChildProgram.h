@@ -22,7 +22,9 @@ public:
         std::string outputFile;                         // standard output and error; empty: nowhere
         std::string errorFile = {};                     // standard error, when it is not with the output
         std::string workingFolder = "/";
+#if ! JUCE_WINDOWS
         int inheritedDescriptor = -1; // stays open in the program
+#endif
     };
 
     explicit ChildProgram (const Start& start);
@@ -30,28 +32,38 @@ public:
     /** Ends the program by force when it still runs. */
     ~ChildProgram();
 
-    [[nodiscard]] int pid() const { return process; }
     [[nodiscard]] bool isRunning();
 
-    /** The exit code, or 256 plus the signal that ended the program; nothing if it still runs after this
-        time.
+    /** The exit code, or 256 plus the signal that ended the program (256 on Windows, where it crashed);
+        nothing if it still runs after this time.
     */
     [[nodiscard]] std::optional<int> waitForEnd (int timeoutMs);
 
+    /** What Ctrl+C in its terminal does. */
+    void interrupt() const;
+
+#if ! JUCE_WINDOWS
     void signal (int signalNumber) const;
+
+    [[nodiscard]] int pid() const
+    {
+        return process;
+    }
 
     /** Seconds of processor time it has used. */
     [[nodiscard]] double processorSeconds() const;
+#endif
 
 private:
+#if JUCE_WINDOWS
+    void* process = nullptr; // its handle
+#else
     int process = -1;
+#endif
     std::optional<int> end;
 
     JUCE_DECLARE_NON_COPYABLE (ChildProgram)
 };
-
-/** A program's path by its name, as the shell finds it; nothing when there is none. */
-[[nodiscard]] std::optional<std::string> programInPath (const std::string& name);
 
 /** Asks every few milliseconds until the answer is yes; no after this time. */
 template <typename Condition>

@@ -1,8 +1,8 @@
 #include "tools/commanddriver/ProgramRunner.h"
-#include "tools/windowdriver/ChildProgram.h"
+
+#include "tools/commanddriver/ChildProgram.h"
 
 #include <algorithm>
-#include <csignal>
 #include <functional>
 #include <sstream>
 
@@ -68,13 +68,15 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
           .environment = { { "XDG_CACHE_HOME", path (cacheFolder) },
                            { "XDG_STATE_HOME", path (cacheFolder) },
                            { "XDG_CONFIG_HOME", path (cacheFolder.getChildFile ("config")) },
+                           { "LOCALAPPDATA", path (cacheFolder) },
+                           { "APPDATA", path (cacheFolder.getChildFile ("config")) },
                            { "DISPLAY", {} } },
           .outputFile = path (out),
           .errorFile = path (errors) });
 
     if (! interruptAt.empty()
         && waitUntil ([&] { return readAll (errors).find (interruptAt) != std::string::npos; }, longestRun))
-        program.signal (SIGINT);
+        program.interrupt();
 
     const auto end = program.waitForEnd (longestRun);
     ProgramResult result{ end && *end < 256 ? *end : -1, readAll (out), readAll (errors) };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/windowdriver/ChildProgram.h"
+#include "tools/commanddriver/ChildProgram.h"
 #include "tools/windowdriver/XClient.h"
 
 namespace tessivar::test

@@ -1,6 +1,8 @@
 #include "tools/windowdriver/VirtualScreen.h"
 
 #include <array>
+#include <cstdlib>
+#include <sstream>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -54,6 +56,19 @@ VirtualScreen::VirtualScreen (const std::string& size)
     manager.arguments = { "--sm-disable" };
     manager.environment = { { "DISPLAY", displayName } };
     windowManager = std::make_unique<ChildProgram> (manager);
+}
+
+std::optional<std::string> programInPath (const std::string& name)
+{
+    const auto* path = std::getenv ("PATH");
+    std::istringstream folders (path != nullptr ? path : "");
+    std::string folder;
+
+    while (std::getline (folders, folder, ':'))
+        if (const auto file = folder + "/" + name; ::access (file.c_str(), X_OK) == 0)
+            return file;
+
+    return std::nullopt;
 }
 
 } // namespace tessivar::test

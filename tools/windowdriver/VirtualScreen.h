@@ -1,8 +1,10 @@
 #pragma once
 
-#include "tools/windowdriver/ChildProgram.h"
+#include "tools/commanddriver/ChildProgram.h"
 
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace tessivar::test
 {
@@ -25,5 +27,8 @@ private:
 
     JUCE_DECLARE_NON_COPYABLE (VirtualScreen)
 };
+
+/** A program's path by its name, as the shell finds it; nothing when there is none. */
+[[nodiscard]] std::optional<std::string> programInPath (const std::string& name);
 
 } // namespace tessivar::test

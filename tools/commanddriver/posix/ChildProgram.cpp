@@ -1,7 +1,6 @@
-#include "tools/windowdriver/ChildProgram.h"
+#include "tools/commanddriver/ChildProgram.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -102,6 +101,11 @@ std::optional<int> ChildProgram::waitForEnd (int timeoutMs)
     return end;
 }
 
+void ChildProgram::interrupt() const
+{
+    signal (SIGINT);
+}
+
 void ChildProgram::signal (int signalNumber) const
 {
     if (process > 0 && ! end)
@@ -123,19 +127,6 @@ double ChildProgram::processorSeconds() const
             ticks += std::stod (field);
 
     return ticks / static_cast<double> (::sysconf (_SC_CLK_TCK));
-}
-
-std::optional<std::string> programInPath (const std::string& name)
-{
-    const auto* path = std::getenv ("PATH");
-    std::istringstream folders (path != nullptr ? path : "");
-    std::string folder;
-
-    while (std::getline (folders, folder, ':'))
-        if (const auto file = folder + "/" + name; ::access (file.c_str(), X_OK) == 0)
-            return file;
-
-    return std::nullopt;
 }
 
 } // namespace tessivar::test
