@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <exception>
+#include <functional>
 #include <new>
 #include <thread>
 
@@ -40,35 +41,44 @@ Outcome guarded (const std::function<void()>& work)
 Outcome JobRunner::run (const juce::String& title, std::vector<ProgressStage> stages, const Work& work)
 {
     jassert (! running);
-    running = true;
+    const juce::ScopedValueSetter<bool> busy (running, true, false);
     juce::Logger::writeToLog (title);
     stopRequested = false;
 
+    const auto start = juce::Time::getMillisecondCounterHiRes();
     std::atomic<double> progress{ 0.0 };
     std::atomic<bool> finished{ false };
-    auto failure = Outcome::ok();
-    auto content = std::make_unique<ProgressDialog> (shownText (title));
-    juce::Component::SafePointer<ProgressDialog> dialog (content.get());
-    content->onCancel = [this] { stopRequested = true; };
-    scrim.show (std::move (content));
+    juce::Component::SafePointer<ProgressDialog> dialog;
+    std::thread thread;
+    auto ended = Outcome::ok(); // the thread's while it works
+    const auto doWork = [&]
+    {
+        work ({ [this] { return stopRequested.load(); },
+                [&progress] (double fraction) { progress = fraction; } });
+    };
+    const auto begin = [&]
+    {
+        auto content = std::make_unique<ProgressDialog> (shownText (title));
+        content->onCancel = [this] { stopRequested = true; };
+        dialog = content.get();
+        scrim.show (std::move (content));
+        thread = std::thread (
+            [&]
+            {
+                ended = guarded (std::ref (doWork));
+                finished = true;
+            });
+    };
 
-    std::thread thread (
-        [&]
-        {
-            failure = guarded (
-                [&]
-                {
-                    work ({ [this] { return stopRequested.load(); },
-                            [&progress] (double fraction) { progress = fraction; } });
-                });
-            finished = true;
-        });
+    if (const auto begun = guarded (std::ref (begin)); ! begun.isOk())
+    {
+        ended = begun;
+        finished = true;
+    }
 
-    const auto start = juce::Time::getMillisecondCounterHiRes();
     ProgressState state;
     state.stages = std::move (stages);
-
-    while (! finished)
+    const auto wait = [&]
     {
         state.progress = progress;
         state.status = stopRequested ? juce::String ("Stopping...") : stageActivity (state);
@@ -86,21 +96,26 @@ Outcome JobRunner::run (const juce::String& title, std::vector<ProgressStage> st
             stopRequested = true;
             juce::Thread::sleep (pollMs);
         }
-    }
+    };
 
-    thread.join();
+    // Memory may run out for what is shown; the thread needs what it works with until its end all the same.
+    while (! finished)
+        if (! guarded (std::ref (wait)).isOk())
+            juce::Thread::sleep (pollMs);
+
+    if (thread.joinable())
+        thread.join();
 
     if (dialog != nullptr && scrim.getTop() == dialog.getComponent())
         scrim.dismissTop();
 
-    running = false;
     juce::Logger::writeToLog (
         title + ": "
-        + (! failure.isOk() ? juce::String (failure.reason)
-           : stopRequested  ? "stopped"
-                            : "over")
+        + (! ended.isOk()  ? juce::String (ended.reason)
+           : stopRequested ? "stopped"
+                           : "over")
         + " after " + juce::String ((juce::Time::getMillisecondCounterHiRes() - start) / 1000.0, 1) + " s");
-    return ! failure.isOk() ? failure : stopRequested ? Outcome::stopped() : Outcome::ok();
+    return ! ended.isOk() ? ended : stopRequested ? Outcome::stopped() : Outcome::ok();
 }
 
 } // namespace tessivar
