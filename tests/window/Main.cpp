@@ -4,6 +4,7 @@
 #define CATCH_CONFIG_RUNNER
 #include <catch2/catch.hpp>
 
+#include <cstdlib>
 #include <iostream>
 
 namespace tessivar::test
@@ -44,6 +45,9 @@ int run (int argc, char* argv[])
     }
 
     displayName() = screen.name();
+
+    // The windows of this process open there too, and not on screen 0, which may be somebody else's.
+    ::setenv ("DISPLAY", screen.name().c_str(), 1);
     return Catch::Session().run (argc, argv);
 }
 
