@@ -6,6 +6,7 @@
 #include "terms/WorkControl.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 namespace tessivar
@@ -133,17 +134,28 @@ void BackgroundImport::readNext()
     const auto state = batch.wanted.group->state();
     juce::Logger::writeToLog ("Importing data: " + juce::String (batch.rows.size()) + " files into "
                               + state.name);
-    thread = std::thread (
-        [this, &batch, state]
-        {
-            batch.read (state, changes);
-            triggerAsyncUpdate();
-        });
+
+    try
+    {
+        thread = std::thread (
+            [this, &batch, state]
+            {
+                batch.read (state, changes);
+                triggerAsyncUpdate();
+            });
+    }
+    catch (const std::system_error& error)
+    {
+        batch.failure = error.what();
+        triggerAsyncUpdate();
+    }
 }
 
 void BackgroundImport::handleAsyncUpdate()
 {
-    thread.join();
+    if (thread.joinable())
+        thread.join();
+
     const auto batch = std::move (batches.front());
     batches.pop_front();
     const auto group = batch->wanted.group;

@@ -49,8 +49,8 @@ public:
     [[nodiscard]] std::int64_t lengthInSamples() const override { return track.ownLength; }
     [[nodiscard]] bool read (std::int64_t start, std::size_t n, const Signals& components) override;
 
-    /** Samples of sums[c], the components 0 .. c added up, at their level; null pointers are skipped. Each costs
-        as much as one component. */
+    /** Samples of sums[c], the components 0 .. c added up, at their level; null pointers are skipped. Each
+        costs as much as one component. */
     [[nodiscard]] bool readSums (std::int64_t start, std::size_t n, const Signals& sums);
 
 private:

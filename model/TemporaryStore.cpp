@@ -65,7 +65,8 @@ bool isNeeded (const juce::File& folder)
 } // namespace
 
 /** The file as one that its store, if it is shared, goes with the last of: not all file systems can remove a
-    folder of files that are open. A weak pointer to the file keeps this function, but must not keep the store.
+    folder of files that are open. A weak pointer to the file keeps this function, but must not keep the
+    store.
 */
 static std::shared_ptr<StoreFile> keeping (std::shared_ptr<TemporaryStore> store, StoreFile* file)
 {

@@ -1,12 +1,21 @@
 #include "engine/numerics/WorkerPool.h"
 
+#include <exception>
+
 namespace tessivar
 {
 
 WorkerPool::WorkerPool (int numThreads)
 {
-    for (int worker = 1; worker < numThreads; ++worker)
-        threads.emplace_back ([this, worker] { runThread (worker); });
+    try
+    {
+        for (int worker = 1; worker < numThreads; ++worker)
+            threads.emplace_back ([this, worker] { runThread (worker); });
+    }
+    catch (const std::exception&)
+    {
+        // As many as the system gives.
+    }
 }
 
 WorkerPool::~WorkerPool()

@@ -20,7 +20,8 @@ namespace tessivar
 class WorkerPool
 {
 public:
-    /** numThreads includes the caller's thread; values below 1 count as 1. */
+    /** numThreads includes the caller's thread; values below 1 count as 1. Fewer where the system gives no
+        more. */
     explicit WorkerPool (int numThreads);
     ~WorkerPool();
 

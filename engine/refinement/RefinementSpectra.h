@@ -146,9 +146,9 @@ private:
 /** Standard outputs by Focus. */
 using StandardOutputs = std::array<float*, numFocusSteps>;
 
-/** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track: the best
-    components that each keeps, added up, at their level. Null pointers and Focus 0 are skipped. False when the
-    track can't be read. */
+/** The outputs at Focus 1..5, Fine 0, of samples start .. start + length - 1, zeros outside the track: the
+    best components that each keeps, added up, at their level. Null pointers and Focus 0 are skipped. False
+    when the track can't be read. */
 [[nodiscard]] bool readStandard (const RefinementTrack& track,
                                  std::int64_t start,
                                  std::size_t length,

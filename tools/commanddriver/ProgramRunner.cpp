@@ -58,9 +58,9 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
                            const juce::File& cacheFolder,
                            const std::string& interruptAt)
 {
-    const auto name = juce::Uuid().toString();
-    const auto out = cacheFolder.getChildFile ("stdout-" + name),
-               errors = cacheFolder.getChildFile ("stderr-" + name);
+    // Not in the cache: what Windows keeps of a console holds them open for a moment longer.
+    const TemporaryFolder streams;
+    const auto out = streams.child ("out"), errors = streams.child ("errors");
     const auto path = [] (const juce::File& file) { return file.getFullPathName().toStdString(); };
     ChildProgram program (
         { .program = TESSIVAR_BIN_DIR "/tessivar-cli",
@@ -80,8 +80,6 @@ ProgramResult runTessivar (const std::vector<std::string>& arguments,
 
     const auto end = program.waitForEnd (longestRun);
     ProgramResult result{ end && *end < 256 ? *end : -1, readAll (out), readAll (errors) };
-    out.deleteFile();
-    errors.deleteFile();
 
     if (std::find (arguments.begin(), arguments.end(), "--json") != arguments.end())
         keepDocument (result.out);

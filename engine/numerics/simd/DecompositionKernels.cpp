@@ -24,9 +24,9 @@ constexpr std::size_t panelFloats = numComponents * lanes;
 constexpr float floorValue = 1.0e-24f;
 constexpr float inverseFloor = 1.0f / floorValue;
 
-// Register blocks. The model takes one panel by columnsAtOnce columns: the divisions that follow them bound it,
-// and in small blocks the next one's multiply-adds begin beside them. Sums need as many side by side as the
-// registers hold, to hide the latency of a multiply-add: over rows sumComponents components by sumColumns
+// Register blocks. The model takes one panel by columnsAtOnce columns: the divisions that follow them bound
+// it, and in small blocks the next one's multiply-adds begin beside them. Sums need as many side by side as
+// the registers hold, to hide the latency of a multiply-add: over rows sumComponents components by sumColumns
 // columns, over columns basesGroup components.
 constexpr std::size_t columnsAtOnce = 4;
 #if HWY_TARGET <= HWY_AVX3 && HWY_ARCH_X86

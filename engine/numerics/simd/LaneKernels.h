@@ -46,8 +46,8 @@ extern const Kernel<void (float* spectrum,
                           std::size_t numBins)>
     divideFramesByModel;
 
-/** dest[bin * 16 + l] = sum over c of activations[components[c] * 16 + l] * bases[components[c]][bin], in that
-    order, of one to five components; 0 where that is below 1e-30, which no model of a sound is. */
+/** dest[bin * 16 + l] = sum over c of activations[components[c] * 16 + l] * bases[components[c]][bin], in
+    that order, of one to five components; 0 where that is below 1e-30, which no model of a sound is. */
 extern const Kernel<void (float* dest,
                           const float* bases,
                           std::size_t basesStride,
