@@ -47,8 +47,8 @@ struct SignalLevel
 extern const Kernel<SignalLevel (const float* a, std::size_t n)> signalLevel;
 
 /** dest[i] = 2^(bits - 1) a[i], rounded to the nearest integer, ties to even, no further than
-    -2^(bits - 1) .. 2^(bits - 1) - 1, in the upper of 32 bits; NaNs become 0. Returns how many lay beyond full
-    scale by more than a step. bits: 8..24. */
+    -2^(bits - 1) .. 2^(bits - 1) - 1, in the upper of 32 bits; NaNs become 0. Returns how many lay beyond
+    full scale by more than a step. bits: 8..24. */
 extern const Kernel<std::size_t (std::int32_t* dest, const float* a, int bits, std::size_t n)> quantised;
 
 } // namespace tessivar::kernels
