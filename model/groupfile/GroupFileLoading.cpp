@@ -1,6 +1,7 @@
 #include "model/groupfile/GroupFileLoading.h"
 
 #include "model/groupfile/PropertyList.h"
+#include "platform/BrokenReplacement.h"
 #include "platform/DiskNames.h"
 #include "terms/ChannelLayout.h"
 
@@ -120,8 +121,13 @@ juce::Result openGroupFile (const juce::File& path, LoadedGroup& group)
 {
     LoadedGroup loaded;
 
-    if (const auto result = GroupFile::open (path, loaded.file); result.failed())
-        return result;
+    auto opened = GroupFile::open (path, loaded.file);
+
+    if (opened.failed() && undoBrokenReplacement (path))
+        opened = GroupFile::open (path, loaded.file);
+
+    if (opened.failed())
+        return opened;
 
     FoundTail found;
 

@@ -1,5 +1,6 @@
 #include "platform/FileSystemCalls.h"
 
+#include "platform/BrokenReplacement.h"
 #include "platform/DiskNames.h"
 #include "platform/posix/SystemCall.h"
 
@@ -151,6 +152,11 @@ SystemError FileSystemCalls::rename (const juce::File& from, const juce::File& t
                                   AT_FDCWD,
                                   bytesOfPath (to).c_str(),
                                   replace ? 0 : RENAME_NOREPLACE));
+}
+
+bool undoBrokenReplacement (const juce::File&)
+{
+    return false; // all replace in one step
 }
 
 SystemError FileSystemCalls::remove (const juce::File& file)

@@ -1,5 +1,6 @@
 #include "platform/FileSystemCalls.h"
 
+#include "platform/BrokenReplacement.h"
 #include "platform/Process.h"
 #include "platform/windows/Access.h"
 #include "platform/windows/SystemCall.h"
@@ -142,6 +143,16 @@ SystemError moveFile (const std::wstring& from, const std::wstring& to, DWORD fl
     return resultOf (::MoveFileExW (from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH | flags));
 }
 
+/** Between the name of a file that is moved aside and what makes it unique. */
+constexpr auto asideTag = ".old-";
+
+/** What was moved aside for a file and never cleared away. */
+juce::Array<juce::File> asidesOf (const juce::File& target)
+{
+    return target.getParentDirectory().findChildFiles (
+        juce::File::findFiles, false, target.getFileName() + asideTag + "*");
+}
+
 /** For systems and file systems that know no such rename. */
 SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool replace)
 {
@@ -153,8 +164,8 @@ SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool
         return result;
 
     // A file that is open can't be replaced that way, but it can be moved aside, under a name that nothing
-    // clears away: whoever is killed in between leaves both of them whole.
-    const auto aside = to + windows::wideText (".old-" + uniqueTag());
+    // clears away: whoever is killed in between leaves both of them whole, and undoBrokenReplacement finds it.
+    const auto aside = to + windows::wideText (asideTag + uniqueTag());
 
     if (moveFile (to, aside).failed())
         return result;
@@ -165,7 +176,6 @@ SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool
         return error;
     }
 
-    ::DeleteFileW (aside.c_str());
     return {};
 }
 } // namespace
@@ -291,7 +301,14 @@ SystemError FileSystemCalls::rename (const juce::File& from, const juce::File& t
         return error;
 
     file.close();
-    return renameClosed (source, target, replace);
+    const auto renamed = renameClosed (source, target, replace);
+
+    // The one just moved there, and those of programs that were killed.
+    if (replace && ! renamed.failed())
+        for (const auto& aside : asidesOf (to))
+            ::DeleteFileW (widePath (aside).c_str());
+
+    return renamed;
 }
 
 SystemError FileSystemCalls::remove (const juce::File& file)
@@ -323,6 +340,26 @@ void dropCached (FileHandle handle)
     // Whoever reads past the cache first makes the system empty it.
     const OwnedHandle uncached (
         ::ReOpenFile (systemHandle (handle), GENERIC_READ, windows::sharedWithAll, FILE_FLAG_NO_BUFFERING));
+}
+
+bool undoBrokenReplacement (const juce::File& target)
+{
+    if (target.exists())
+        return false;
+
+    constexpr DWORD replacementMs = 100; // of one that is under way
+    ::Sleep (replacementMs);
+
+    if (target.exists())
+        return true;
+
+    juce::File latest;
+
+    for (const auto& aside : asidesOf (target))
+        if (latest == juce::File() || aside.getLastModificationTime() > latest.getLastModificationTime())
+            latest = aside;
+
+    return latest != juce::File() && ! moveFile (widePath (latest), widePath (target)).failed();
 }
 
 } // namespace tessivar

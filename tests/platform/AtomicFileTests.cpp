@@ -1,4 +1,5 @@
 #include "platform/AtomicFile.h"
+#include "platform/BrokenReplacement.h"
 #include "platform/DiskNames.h"
 #include "platform/FileLock.h"
 
@@ -218,6 +219,19 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
         REQUIRE (writeContent (link, FileSystemCalls::system()).wasOk());
         CHECK (link.isSymbolicLink());
         CHECK (holds (target, contentToWrite()));
+    }
+#endif
+
+#if JUCE_WINDOWS
+    SECTION ("gets its name back when it was moved aside for one that never came")
+    {
+        const auto aside = target.getSiblingFile (target.getFileName() + ".old-1");
+        REQUIRE (aside.replaceWithText ("the last save"));
+        REQUIRE (target.deleteFile());
+        CHECK (undoBrokenReplacement (target));
+        CHECK (target.loadFileAsString() == "the last save");
+        CHECK_FALSE (aside.exists());
+        CHECK_FALSE (undoBrokenReplacement (target));
     }
 #endif
 
