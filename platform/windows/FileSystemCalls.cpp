@@ -164,7 +164,7 @@ SystemError renameClosed (const std::wstring& from, const std::wstring& to, bool
         return result;
 
     // A file that is open can't be replaced that way, but it can be moved aside, under a name that nothing
-    // clears away: whoever is killed in between leaves both of them whole, and undoBrokenReplacement finds it.
+    // clears away: whoever is killed in between leaves both of them whole for undoBrokenReplacement.
     const auto aside = to + windows::wideText (asideTag + uniqueTag());
 
     if (moveFile (to, aside).failed())
