@@ -28,7 +28,7 @@ struct AnalysisOptions
     std::string resourceFolder{}; // the folder that holds resources01, resources02 and resources03
     int numThreads = 1;           // results do not depend on it
     std::uint64_t seed = method::defaultSeed;
-    bool storesComponents = true; // false: of the standard method; they are rendered again when they are read
+    bool storesComponents = true;   // of the standard method; otherwise they are rendered when they are read
     bool keepAllComponents = false; // also hand all ten component signals to AnalysisStorage
     DiagnosticLog diagnostics{};    // of loading the data files; standard output when empty
 };

@@ -143,14 +143,22 @@ SystemError moveFile (const std::wstring& from, const std::wstring& to, DWORD fl
     return resultOf (::MoveFileExW (from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH | flags));
 }
 
-/** Between the name of a file that is moved aside and what makes it unique. */
-constexpr auto asideTag = ".old-";
+/** Between the name of a file that is moved aside and what makes it unique: no name that a user gives. */
+constexpr auto asideTag = ".tessivar-aside-";
 
-/** What was moved aside for a file and never cleared away. */
-juce::Array<juce::File> asidesOf (const juce::File& target)
+/** What was moved aside for a file and never cleared away. Compared by name, as the file's own may hold what a
+    pattern takes for its separators. */
+std::vector<juce::File> asidesOf (const juce::File& target)
 {
-    return target.getParentDirectory().findChildFiles (
-        juce::File::findFiles, false, target.getFileName() + asideTag + "*");
+    const auto start = target.getFileName() + asideTag;
+    std::vector<juce::File> asides;
+
+    for (const auto& file : target.getParentDirectory().findChildFiles (juce::File::findFiles, false))
+        if (const auto name = file.getFileName();
+            name.startsWith (start) && isUniqueTag (name.substring (start.length())))
+            asides.push_back (file);
+
+    return asides;
 }
 
 /** For systems and file systems that know no such rename. */

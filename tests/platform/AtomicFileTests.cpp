@@ -225,13 +225,28 @@ TEST_CASE ("AtomicFile", "[atomicfile]")
 #if JUCE_WINDOWS
     SECTION ("gets its name back when it was moved aside for one that never came")
     {
-        const auto aside = target.getSiblingFile (target.getFileName() + ".old-1");
+        const auto separated = work.file ("take 1, final.wav"), own = work.file ("take 1"),
+                   copy = work.file ("take 1, final.wav.old-1");
+        REQUIRE (own.replaceWithText ("the user's"));
+        REQUIRE (copy.replaceWithText ("the user's copy"));
+        CHECK_FALSE (undoBrokenReplacement (separated));
+
+        const auto aside = work.file ("take 1, final.wav.tessivar-aside-12-0000abcd");
         REQUIRE (aside.replaceWithText ("the last save"));
-        REQUIRE (target.deleteFile());
-        CHECK (undoBrokenReplacement (target));
-        CHECK (target.loadFileAsString() == "the last save");
+        CHECK (undoBrokenReplacement (separated));
+        CHECK (separated.loadFileAsString() == "the last save");
         CHECK_FALSE (aside.exists());
-        CHECK_FALSE (undoBrokenReplacement (target));
+        CHECK_FALSE (undoBrokenReplacement (separated));
+
+        // The next save, of a file that is open, clears away what was left, and nothing else.
+        REQUIRE (aside.replaceWithText ("left"));
+        juce::FileInputStream opened (separated);
+        AtomicFile file (separated);
+        REQUIRE (file.open().wasOk());
+        REQUIRE (file.commit().wasOk());
+        CHECK_FALSE (aside.exists());
+        CHECK (own.loadFileAsString() == "the user's");
+        CHECK (copy.loadFileAsString() == "the user's copy");
     }
 #endif
 
