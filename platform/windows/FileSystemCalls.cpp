@@ -146,8 +146,8 @@ SystemError moveFile (const std::wstring& from, const std::wstring& to, DWORD fl
 /** Between the name of a file that is moved aside and what makes it unique: no name that a user gives. */
 constexpr auto asideTag = ".tessivar-aside-";
 
-/** What was moved aside for a file and never cleared away. Compared by name, as the file's own may hold what a
-    pattern takes for its separators. */
+/** What was moved aside for a file and never cleared away. Names are compared one by one, as in a pattern the
+    file's own may hold separators. */
 std::vector<juce::File> asidesOf (const juce::File& target)
 {
     const auto start = target.getFileName() + asideTag;
