@@ -12,6 +12,7 @@
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SilentFrames.h"
+#include "engine/refinement/TypesBySound.h"
 #include "terms/DrumType.h"
 
 #include <algorithm>
@@ -314,22 +315,37 @@ private:
                           iterating);
     }
 
-    [[nodiscard]] bool isHiHat (int index) const { return trackShape (index).drumType == DrumType::hiHat; }
-
-    /** Index into active of the first track of a type, in Group order. */
-    [[nodiscard]] std::optional<std::size_t> firstOfType (DrumType type) const
+    /** What the active tracks are taken for when the components of a hi-hat are told from kick and snare. */
+    [[nodiscard]] std::vector<DrumType> orderingTypes() const
     {
-        for (std::size_t i = 0; i < active.size(); ++i)
-            if (trackShape (active[i]).drumType == type)
-                return i;
+        std::vector<TypedTrack> typed;
 
-        return std::nullopt;
+        for (const auto index : active)
+            typed.push_back (
+                { tracks[static_cast<std::size_t> (index)].source, trackShape (index).drumType });
+
+        if (isRefined())
+            return typesBySound (typed, result.shape.rate.sampleRate, control);
+
+        std::vector<DrumType> types;
+
+        for (const auto& track : typed)
+            types.push_back (track.type);
+
+        return types;
     }
 
     AnalysisStatus renderTracks()
     {
-        const auto withHiHat =
-            std::any_of (active.begin(), active.end(), [this] (int index) { return isHiHat (index); });
+        const auto types = orderingTypes();
+        const auto isHiHat = [&] (std::size_t i) { return types[i] == DrumType::hiHat; };
+        const auto withHiHat = std::ranges::count (types, DrumType::hiHat) > 0;
+        const auto firstOfType = [&] (DrumType type) -> std::optional<std::size_t>
+        {
+            const auto found = std::ranges::find (types, type);
+            return found == types.end() ? std::nullopt
+                                        : std::optional (static_cast<std::size_t> (found - types.begin()));
+        };
         const RenderingContext context{ result.shape, data, pool, control };
         const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
         const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
@@ -343,7 +359,7 @@ private:
 
         for (const auto hiHatsTurn : { false, true })
             for (std::size_t i = 0; i < active.size(); ++i)
-                if (isHiHat (active[i]) == hiHatsTurn)
+                if (isHiHat (i) == hiHatsTurn)
                     sequence.push_back (i);
 
         for (std::size_t position = 0; position < sequence.size(); ++position)
@@ -365,7 +381,7 @@ private:
                                 channelLayout::numComponents,
                                 static_cast<std::size_t> (result.shape.numFrames) };
             job.loudest = loudest[i];
-            job.isHiHat = isHiHat (index);
+            job.isHiHat = isHiHat (i);
             job.similarityThreshold = static_cast<double> (trackShape (index).drumType == DrumType::oh
                                                                ? method::similarityThresholdOverhead
                                                                : method::similarityThreshold);

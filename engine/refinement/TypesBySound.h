@@ -1,0 +1,30 @@
+#pragma once
+
+#include "engine/SampleStorage.h"
+#include "terms/DrumType.h"
+#include "terms/WorkControl.h"
+
+#include <span>
+#include <vector>
+
+namespace tessivar
+{
+
+/** A track as its user typed it. */
+struct TypedTrack
+{
+    SampleSource* source = nullptr;
+    DrumType type = DrumType::other;
+};
+
+/** The types of the tracks by their sound where that tells a drum, else as they were typed; overheads, rooms
+    and others keep theirs. Where no kick or no snare would be left, what was typed so and sounds like a tom
+    is one. A hi-hat is told from kick and snare by these types, so that a wrong one costs no other track
+    anything.
+
+    Listens to two minutes at most, from the middle of the Group.
+*/
+[[nodiscard]] std::vector<DrumType>
+typesBySound (std::span<const TypedTrack> tracks, double sampleRate, const WorkControl& control);
+
+} // namespace tessivar
