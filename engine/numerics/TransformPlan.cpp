@@ -88,6 +88,11 @@ TransformPlan::Order TransformPlan::makeOrder (bool paired) const
     for (std::size_t i = 0; i < numButterflies; ++i)
         positions[bins[i]] = i * firstRadix;
 
+    const auto placeOf = [this] (std::size_t position)
+    {
+        const auto block = length / 8;
+        return position / block * lastStride (length) + position % block;
+    };
     Order order;
     std::vector<std::vector<std::size_t>> numReady; // values of every block of every middle pass
 
@@ -102,7 +107,7 @@ TransformPlan::Order TransformPlan::makeOrder (bool paired) const
 
             if ((numReady[p][block] += firstRadix) == size)
             {
-                order.joins.push_back ({ p, block * size });
+                order.joins.push_back ({ p, placeOf (block * size) });
                 ++order.steps.back().numJoins;
             }
         }
@@ -117,7 +122,7 @@ TransformPlan::Order TransformPlan::makeOrder (bool paired) const
 
         const auto mirrored = paired ? (numButterflies - bin) % numButterflies : bin;
         isDone[mirrored] = true;
-        order.steps.push_back ({ bin, positions[bin], positions[mirrored], 0 });
+        order.steps.push_back ({ bin, placeOf (positions[bin]), placeOf (positions[mirrored]), 0 });
         add (positions[bin]);
 
         if (mirrored != bin)

@@ -54,6 +54,10 @@ public:
         std::vector<Join> joins; // of all steps, in turn
     };
 
+    /** Positions, in complex values: the last pass joins eight blocks, and between two of them there is room
+        for one value more, as the caches keep few lines at distances of a power of two. */
+    [[nodiscard]] static constexpr std::size_t lastStride (std::size_t m) { return m / 8 + 1; }
+
     std::size_t length; // m
     std::size_t firstRadix;
     std::vector<Pass> middlePasses;
@@ -64,10 +68,13 @@ public:
     std::vector<float> differences, sums; // cos h - sin h and cos h + sin h with h = pi k / n, for k <= m
     std::vector<float> silence;           // n zeros
 
-    /** Floats a kernel works in: m complex values and two factors a bin. */
+    /** Floats of the complex values that a kernel works with. */
+    [[nodiscard]] std::size_t valueFloatsPerFrame() const { return 8 * lastStride (length) * 2; }
+
+    /** Floats a kernel works in: these of all lanes, and two factors a bin. */
     [[nodiscard]] std::size_t workFloats() const
     {
-        return 2 * length * kernels::lanes + 2 * (length + kernels::lanes);
+        return kernels::lanes * valueFloatsPerFrame() + 2 * (length + kernels::lanes);
     }
 
     /** Floats of a prepared spectrum. */

@@ -107,7 +107,7 @@ HWY_INLINE void butterfly (Complex (&x)[radix])
     }
 }
 
-/** Joins the values at the same place of radix neighbouring blocks of span values; head is the first. */
+/** Joins the values at the same place of radix neighbouring blocks, span values apart; head is the first. */
 template <std::size_t radix>
 HWY_INLINE void
 join (Complex (&x)[radix], Complex head, const float* first, std::size_t span, const float* twiddles)

@@ -15,8 +15,9 @@ HWY_BEFORE_NAMESPACE();
 namespace tessivar::kernels::HWY_NAMESPACE
 {
 
-// Vectors of fewer than 16 lanes take the frames in parts, one after the other: each part then has its own
-// prepared values, and a work array small enough for the caches.
+// Vectors of fewer than 16 lanes take the frames in parts. Inverse transforms take one after the other: each
+// part has its own prepared values, and a work array small enough for the caches. Forward transforms take them
+// together, as they read and write lines of all sixteen frames.
 
 template <std::size_t value>
 using Constant = std::integral_constant<std::size_t, value>;
@@ -64,15 +65,18 @@ HWY_INLINE void joinBlocksOfAnySpan (float* first, std::size_t span, const float
     transform gives the forward one, exchanged as well. */
 struct SampleSource
 {
+    static constexpr auto numLanes = lanes;
+
     const float* samples;
 
     template <std::size_t radix, typename Length>
-    HWY_INLINE void load (Complex (&x)[radix], Length m, std::size_t, std::size_t bin, float*) const
+    HWY_INLINE void
+    load (Complex (&x)[radix], Length m, std::size_t, std::size_t bin, std::size_t part, float*) const
     {
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
         {
-            const auto* p = samples + (bin + q * (m / radix)) * 2 * lanes;
+            const auto* p = samples + (bin + q * (m / radix)) * 2 * lanes + part;
             x[q] = { hn::Load (tag, p + lanes), hn::Load (tag, p) };
         }
     }
@@ -86,6 +90,8 @@ struct SampleSource
 template <typename Factors>
 struct SpectrumSource
 {
+    static constexpr auto numLanes = L; // one part
+
     const float* prepared;
     Factors factors; // w[k] (cos h - sin h) and w[k] (cos h + sin h)
 
@@ -96,8 +102,8 @@ struct SpectrumSource
 
     /** Leaves the mirrored bins, in the order of a butterfly of their own. */
     template <std::size_t radix, typename Length>
-    HWY_INLINE void
-    load (Complex (&x)[radix], Length m, std::size_t step, std::size_t bin, float* mirrored) const
+    HWY_INLINE void load (
+        Complex (&x)[radix], Length m, std::size_t step, std::size_t bin, std::size_t, float* mirrored) const
     {
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < radix; ++q)
@@ -155,7 +161,8 @@ HWY_INLINE void storeButterfly (Complex (&x)[radix], float* dest)
         storeComplex (x[q], dest + q * 2 * L);
 }
 
-/** All passes but the last one. Blocks are joined as soon as they are there, while the caches hold them. */
+/** All passes but the last one. Blocks are joined as soon as they are there, while the caches hold them. The
+    parts of a source that stand side by side go together, step by step, as they share its lines. */
 template <std::size_t radix, typename Source, typename Length>
 HWY_NOINLINE void joinUpToEight (
     float* work, const Source source, const TransformPlan::Order& order, Length m, const TransformPlan& plan)
@@ -167,31 +174,39 @@ HWY_NOINLINE void joinUpToEight (
     for (std::size_t i = 0; i < numSteps; ++i)
     {
         const auto& step = steps[i];
-        auto* const dest = work + step.position * 2 * L;
-        auto* const mirrored = work + step.mirroredPosition * 2 * L;
-        Complex x[radix];
-        source.load (x, m, i, step.bin, mirrored);
-        storeButterfly (x, dest);
+        const auto* const end = join + step.numJoins;
 
-        if (mirrored != dest)
+        for (std::size_t part = 0; part < Source::numLanes; part += L)
         {
+            auto* const values = work + part * plan.valueFloatsPerFrame();
+            auto* const dest = values + step.position * 2 * L;
+            auto* const mirrored = values + step.mirroredPosition * 2 * L;
+            Complex x[radix];
+            source.load (x, m, i, step.bin, part, mirrored);
+            storeButterfly (x, dest);
+
+            if (mirrored != dest)
+            {
 #pragma GCC unroll 8
-            for (std::size_t q = 0; q < radix; ++q)
-                x[q] = loadComplex (mirrored + q * 2 * L);
+                for (std::size_t q = 0; q < radix; ++q)
+                    x[q] = loadComplex (mirrored + q * 2 * L);
 
-            storeButterfly (x, mirrored);
+                storeButterfly (x, mirrored);
+            }
+
+            for (const auto* j = join; j < end; ++j)
+            {
+                const auto& pass = plan.middlePasses[j->pass];
+                auto* const block = values + j->position * 2 * L;
+
+                if (pass.radix == 8)
+                    joinBlocksOfAnySpan<8> (block, pass.span, pass.twiddles.data());
+                else
+                    joinBlocksOfAnySpan<4> (block, pass.span, pass.twiddles.data());
+            }
         }
 
-        for (const auto* const end = join + step.numJoins; join < end; ++join)
-        {
-            const auto& pass = plan.middlePasses[join->pass];
-            auto* const block = work + join->position * 2 * L;
-
-            if (pass.radix == 8)
-                joinBlocksOfAnySpan<8> (block, pass.span, pass.twiddles.data());
-            else
-                joinBlocksOfAnySpan<4> (block, pass.span, pass.twiddles.data());
-        }
+        join = end;
     }
 }
 
@@ -210,7 +225,7 @@ HWY_INLINE void allButLastPass (
 HWY_INLINE WeightFactors weightFactors (float* work, const float* weights, const TransformPlan& plan)
 {
     const auto m = plan.length;
-    auto* const differences = work + 2 * m * lanes;
+    auto* const differences = work + lanes * plan.valueFloatsPerFrame();
     auto* const sums = differences + m + lanes;
 
     for (std::size_t k = 0; k < m; k += L)
@@ -346,47 +361,56 @@ splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, 
     hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
 }
 
-/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. */
+/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. Part by part
+    at each, so that a line of the spectrum is whole before the cache gives it up. */
 template <typename Length>
 HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, const TransformPlan& plan)
 {
     const std::size_t span = m / 8;
     Complex x[8], y[8];
-    const auto joinAt = [&] (Complex (&z)[8], std::size_t j)
+    const auto joinAt = [&] (Complex (&z)[8], std::size_t j, std::size_t part)
     {
-        const auto* const first = work + j * 2 * L;
+        const auto* const first = work + part * plan.valueFloatsPerFrame() + j * 2 * L;
         const auto head = loadComplex (first);
         const auto half = broadcast (0.5f);
         join (z,
               { hn::Mul (half, head.re), hn::Mul (half, head.im) },
               first,
-              span,
+              TransformPlan::lastStride (m),
               plan.halvedLastTwiddles.data() + j * 14);
     };
-    const auto split = [&] (Complex a, Complex b, std::size_t k) { splitBins (spectrum, a, b, k, m, plan); };
+    const auto split = [&] (Complex a, Complex b, std::size_t k, std::size_t part)
+    { splitBins (spectrum + part, a, b, k, m, plan); };
 
-    joinAt (x, 0);
-    split (x[0], x[0], 0);
+    for (std::size_t part = 0; part < lanes; part += L)
+    {
+        joinAt (x, 0, part);
+        split (x[0], x[0], 0, part);
 
 #pragma GCC unroll 4
-    for (std::size_t q = 1; q <= 4; ++q)
-        split (x[q], x[8 - q], q * span);
-
-    for (std::size_t j = 1; j < span / 2; ++j)
-    {
-        joinAt (x, j);
-        joinAt (y, span - j);
-
-#pragma GCC unroll 8
-        for (std::size_t q = 0; q < 8; ++q)
-            split (x[q], y[7 - q], j + q * span);
+        for (std::size_t q = 1; q <= 4; ++q)
+            split (x[q], x[8 - q], q * span, part);
     }
 
-    joinAt (x, span / 2);
+    for (std::size_t j = 1; j < span / 2; ++j)
+        for (std::size_t part = 0; part < lanes; part += L)
+        {
+            joinAt (x, j, part);
+            joinAt (y, span - j, part);
+
+#pragma GCC unroll 8
+            for (std::size_t q = 0; q < 8; ++q)
+                split (x[q], y[7 - q], j + q * span, part);
+        }
+
+    for (std::size_t part = 0; part < lanes; part += L)
+    {
+        joinAt (x, span / 2, part);
 
 #pragma GCC unroll 4
-    for (std::size_t q = 0; q < 4; ++q)
-        split (x[q], x[7 - q], span / 2 + q * span);
+        for (std::size_t q = 0; q < 4; ++q)
+            split (x[q], x[7 - q], span / 2 + q * span, part);
+    }
 }
 
 void TransformForward (float* spectrum, const float* samples, float* work, const TransformPlan& plan)
@@ -394,11 +418,9 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
     withLength (plan.length,
                 [&] (auto m)
                 {
-                    for (std::size_t part = 0; part < lanes; part += L)
-                    {
-                        allButLastPass (work, SampleSource{ samples + part }, plan.oneByOne, m, plan);
-                        splitLastPass (spectrum + part, work, m, plan);
-                    }
+                    allButLastPass (work, SampleSource{ samples }, plan.oneByOne, m, plan);
+
+                    splitLastPass (spectrum, work, m, plan);
                 });
 }
 
@@ -442,7 +464,7 @@ HWY_NOINLINE void storeLastPass (float* samples, const float* work, Length m, co
     for (std::size_t j = 0; j < span; ++j, work += 2 * L, samples += 2 * lanes, twiddles += 14)
     {
         Complex x[8];
-        join (x, loadComplex (work), work, span, twiddles);
+        join (x, loadComplex (work), work, TransformPlan::lastStride (m), twiddles);
 
 #pragma GCC unroll 8
         for (std::size_t q = 0; q < 8; ++q)
@@ -485,10 +507,13 @@ HWY_INLINE Floats shift (Floats x, const float* carry)
 
 HWY_INLINE void storeHighestLane (Floats x, float* carry)
 {
-#if HWY_TARGET == HWY_SSE4
-    *carry = hn::ExtractLane (x, L - 1);
-#else
+#if HWY_TARGET == HWY_AVX3
     hn::BlendedStore (x, hn::Not (hn::FirstN (tag, L - 1)), tag, carry - (L - 1));
+#elif HWY_TARGET == HWY_AVX2
+    // Masked stores of this instruction set take some twenty cycles on many processors.
+    *carry = hn::ExtractLane (hn::UpperHalf (hn::Half<FloatTag>(), x), L / 2 - 1);
+#else
+    *carry = hn::ExtractLane (x, L - 1);
 #endif
 }
 
@@ -532,7 +557,7 @@ overlapLastPass (const OverlapTarget& target, const float* work, Length m, const
         for (std::size_t j = 0; j < atOnce; ++j)
         {
             Complex x[8];
-            join (x, loadComplex (work), work, span, twiddles);
+            join (x, loadComplex (work), work, TransformPlan::lastStride (m), twiddles);
             auto* upper = row + atOnce * 2 * L;
             overlap (row, x[0].re, x[2].re, x[4].re, x[6].re, gains, window, carry);
             overlap (row + L, x[0].im, x[2].im, x[4].im, x[6].im, gains, window + 4, carry + 3);
