@@ -139,8 +139,10 @@ public:
         auto isWritten = true;
 
         for (std::size_t c = 0; c < components.size(); ++c)
-            isWritten = isWritten
-                        && file.write (static_cast<std::int64_t> (c) * length + start, { components[c], n });
+            if (components[c] != nullptr)
+                isWritten =
+                    isWritten
+                    && file.write (static_cast<std::int64_t> (c) * length + start, { components[c], n });
 
         return isWritten;
     }

@@ -95,8 +95,9 @@ void SoundingPart::mix (std::span<float> dest, const ComponentSink::Signals& com
     std::fill (dest.begin(), dest.end(), 0.0f);
 
     for (std::size_t c = 0; c < numComponents(); ++c)
-        for (std::size_t i = 0; i < dest.size(); ++i)
-            dest[i] += weights[c] * components[c][i];
+        if (components[c] != nullptr)
+            for (std::size_t i = 0; i < dest.size(); ++i)
+                dest[i] += weights[c] * components[c][i];
 }
 
 FactoredSamples::FactoredSamples (std::shared_ptr<const Factorization> factors,
@@ -170,7 +171,7 @@ bool MixSink::write (std::int64_t start, std::size_t n, const Signals& component
     std::fill (samples.begin(), samples.end(), 0.0f);
 
     for (const auto* component : components)
-        for (std::size_t i = 0; i < n; ++i)
+        for (std::size_t i = 0; i < n && component != nullptr; ++i)
             samples[i] += component[i];
 
     return writeSamples (*file, length + start, samples);

@@ -73,7 +73,10 @@ bool ComponentFile::write (std::int64_t start, std::size_t n, const Signals<cons
                        start,
                        n,
                        [&] (std::uint64_t offset, std::size_t c, std::size_t first, std::size_t count)
-                       { return storeFile->write (offset, components[c] + first, count * sizeof (float)); });
+                       {
+                           return components[c] == nullptr
+                                  || storeFile->write (offset, components[c] + first, count * sizeof (float));
+                       });
 }
 
 bool ComponentFile::read (std::int64_t start, std::size_t n, const Signals<float>& components)

@@ -35,7 +35,8 @@ public:
     [[nodiscard]] std::int64_t lengthInSamples() const { return length; }
     [[nodiscard]] const std::shared_ptr<StoreFile>& file() const { return storeFile; }
 
-    /** Samples start .. start + n - 1, before their gain; false when the file refuses. */
+    /** Samples start .. start + n - 1, before their gain; false when the file refuses. Null pointers are left
+        out, and what was never written reads as zeros. */
     [[nodiscard]] bool write (std::int64_t start, std::size_t n, const Signals<const float>& components);
 
     /** Null pointers are left out. */

@@ -231,6 +231,11 @@ private:
         for (std::size_t c = 1; c < sink.numWanted(); ++c)
         {
             const auto *kept = keptAt (components.size() - c), *more = keptAt (components.size() - c + 1);
+
+            // One layer serves both: nothing lies between them.
+            if (kept == more)
+                continue;
+
             auto* const component = w.rendered[c].data();
 
             for (std::size_t i = 0; i < part.length; ++i)

@@ -133,7 +133,8 @@ public:
     bool write (std::int64_t start, std::size_t n, const ComponentSink::Signals& signals) override
     {
         for (std::size_t c = 0; c < components.size(); ++c)
-            std::copy_n (signals[c], n, components[c].begin() + static_cast<std::ptrdiff_t> (start));
+            if (signals[c] != nullptr)
+                std::copy_n (signals[c], n, components[c].begin() + static_cast<std::ptrdiff_t> (start));
 
         return true;
     }
