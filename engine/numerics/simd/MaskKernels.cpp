@@ -39,8 +39,9 @@ HWY_INLINE ExponentAndFraction exponentAndFraction (Floats x)
 /** 2^n for whole numbers within -126..127. */
 HWY_INLINE Floats powerOfTwo (Floats n)
 {
-    const IntTag ti;
-    return hn::BitCast (tag, hn::ShiftLeft<23> (hn::Add (hn::ConvertTo (ti, n), hn::Set (ti, 127))));
+    // Beyond 2^23 floats are whole: the sum holds n + 127 in its lowest bits, where the shift finds it.
+    const auto sum = hn::Add (n, broadcast (12582912.0f + 127.0f));
+    return hn::BitCast (tag, hn::ShiftLeft<23> (hn::BitCast (IntTag(), sum)));
 }
 
 /** Natural logarithm of normal positive numbers. */
