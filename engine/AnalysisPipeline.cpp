@@ -316,7 +316,7 @@ private:
     }
 
     /** What the active tracks are taken for when the components of a hi-hat are told from kick and snare. */
-    [[nodiscard]] std::vector<DrumType> orderingTypes() const
+    [[nodiscard]] std::optional<std::vector<DrumType>> orderingTypes() const
     {
         std::vector<TypedTrack> typed;
 
@@ -337,7 +337,12 @@ private:
 
     AnalysisStatus renderTracks()
     {
-        const auto types = orderingTypes();
+        const auto ordering = orderingTypes();
+
+        if (! ordering)
+            return control.stopRequested() ? AnalysisStatus::stopped : AnalysisStatus::readFailed;
+
+        const auto& types = *ordering;
         const auto isHiHat = [&] (std::size_t i) { return types[i] == DrumType::hiHat; };
         const auto withHiHat = std::ranges::count (types, DrumType::hiHat) > 0;
         const auto firstOfType = [&] (DrumType type) -> std::optional<std::size_t>

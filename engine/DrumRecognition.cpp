@@ -332,7 +332,7 @@ std::optional<DrumType> drumOf (const Sound& sound)
 }
 } // namespace
 
-std::vector<std::optional<DrumType>>
+std::optional<std::vector<std::optional<DrumType>>>
 recognizeDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control)
 {
     std::vector<std::optional<DrumType>> drums (tracks.size());
@@ -347,24 +347,27 @@ recognizeDrums (std::span<const HeardTrack> tracks, double sampleRate, const Wor
         auto found = strokesOf (*track.source, sampleRate, control);
 
         if (! found)
-            return drums;
+            return std::nullopt;
 
         strokes.push_back (std::move (*found));
     }
 
     HitSpectra spectra (sampleRate);
 
-    for (std::size_t i = 0; i < tracks.size() && ! control.stopRequested(); ++i)
+    for (std::size_t i = 0; i < tracks.size(); ++i)
     {
         if (! tracks[i].isAsked)
             continue;
+
+        if (control.stopRequested())
+            return std::nullopt;
 
         const auto hits = ownHits (strokes, i);
         auto sound =
             spectra.soundOf (*tracks[i].source, std::span (hits).first (std::min (mostHits, hits.size())));
 
         if (! sound)
-            return std::vector<std::optional<DrumType>> (tracks.size());
+            return std::nullopt;
 
         sound->ownShare =
             hits.empty() ? 0.0

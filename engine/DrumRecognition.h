@@ -29,10 +29,10 @@ struct HeardTrack
     what is left of the resonance 0.12 s later tell a kick from a snare, a tom (high from 110 Hz on, floor
     below 101 Hz) and a hi-hat, which is told only where the Group has no other.
 
-    Reads every source once, and works on one thread. Nothing for all when told to stop, or when a source
-    can't be read.
+    Reads every source once, and works on one thread. No list when told to stop, or when a source can't be
+    read.
 */
-[[nodiscard]] std::vector<std::optional<DrumType>>
+[[nodiscard]] std::optional<std::vector<std::optional<DrumType>>>
 recognizeDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control);
 
 } // namespace tessivar

@@ -99,8 +99,8 @@ public:
     /** Components that the sink looks at, from the first on: the others may be null. */
     [[nodiscard]] virtual std::size_t numWanted() const { return channelLayout::numBestComponents; }
 
-    /** Samples start .. start + n - 1 of those that are wanted. One of them that is null is silent in the whole
-        track; the first never is. */
+    /** Samples start .. start + n - 1 of those that are wanted. One of them that is null is silent in the
+        whole track; the first never is. */
     [[nodiscard]] virtual bool write (std::int64_t start, std::size_t n, const Signals& components) = 0;
 
     /** Once, after the last sample: what the components are to be multiplied with. */

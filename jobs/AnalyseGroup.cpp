@@ -270,10 +270,10 @@ untoldDrums (const GroupState& state, std::vector<TrackSource>& sources, const W
         }
 
     std::vector<std::optional<DrumType>> drums (state.tracks.size());
-    const auto recognized = recognizeDrums (heard, state.sampleRate(), control);
 
-    for (std::size_t i = 0; i < places.size(); ++i)
-        drums[places[i]] = recognized[i];
+    if (const auto recognized = recognizeDrums (heard, state.sampleRate(), control))
+        for (std::size_t i = 0; i < places.size(); ++i)
+            drums[places[i]] = (*recognized)[i];
 
     return drums;
 }

@@ -35,7 +35,7 @@ private:
 };
 } // namespace
 
-std::vector<DrumType>
+std::optional<std::vector<DrumType>>
 typesBySound (std::span<const TypedTrack> tracks, double sampleRate, const WorkControl& control)
 {
     std::int64_t groupLength = 0;
@@ -57,10 +57,14 @@ typesBySound (std::span<const TypedTrack> tracks, double sampleRate, const WorkC
     }
 
     const auto drums = recognizeDrums (heard, sampleRate, control);
+
+    if (! drums)
+        return std::nullopt;
+
     std::vector<DrumType> types;
 
     for (std::size_t i = 0; i < tracks.size(); ++i)
-        types.push_back (drums[i].value_or (tracks[i].type));
+        types.push_back ((*drums)[i].value_or (tracks[i].type));
 
     // A kick without damping sounds like a tom, and so does a snare without its wires.
     for (const auto type : { DrumType::kick, DrumType::snare })

@@ -4,6 +4,7 @@
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
 
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -22,9 +23,10 @@ struct TypedTrack
     is one. A hi-hat is told from kick and snare by these types, so that a wrong one costs no other track
     anything.
 
-    Listens to two minutes at most, from the middle of the Group.
+    Listens to two minutes at most, from the middle of the Group. Nothing when told to stop, or when a source
+    can't be read.
 */
-[[nodiscard]] std::vector<DrumType>
+[[nodiscard]] std::optional<std::vector<DrumType>>
 typesBySound (std::span<const TypedTrack> tracks, double sampleRate, const WorkControl& control);
 
 } // namespace tessivar

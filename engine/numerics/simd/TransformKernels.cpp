@@ -16,8 +16,8 @@ namespace tessivar::kernels::HWY_NAMESPACE
 {
 
 // Vectors of fewer than 16 lanes take the frames in parts. Inverse transforms take one after the other: each
-// part has its own prepared values, and a work array small enough for the caches. Forward transforms take them
-// together, as they read and write lines of all sixteen frames.
+// part has its own prepared values, and a work array small enough for the caches. Forward transforms take
+// them together, as they read and write lines of all sixteen frames.
 
 template <std::size_t value>
 using Constant = std::integral_constant<std::size_t, value>;
@@ -361,8 +361,8 @@ splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, 
     hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
 }
 
-/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. Part by part
-    at each, so that a line of the spectrum is whole before the cache gives it up. */
+/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. Part by
+    part at each, so that a line of the spectrum is whole before the cache gives it up. */
 template <typename Length>
 HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, const TransformPlan& plan)
 {
