@@ -23,16 +23,10 @@ namespace
 {
 constexpr int menuBarHeight = 28, menuBarInset = 6, seam = 1;
 constexpr int compactHeight = 720, compactWidth = 1180, compactBrowserWidth = 300;
-constexpr int fastHz = 60, slowHz = 4;
-constexpr double meterRelease =
-    2.5;                           // s in which the output meter falls after playback, its held peak included
-constexpr double labelStays = 4.0; // s in which a knob's value label has faded
 
-double now()
-{
-    return juce::Time::getMillisecondCounterHiRes() / 1000.0;
-}
-
+// Seconds in which the output meter falls after playback, its held peak included, and in which a knob's value
+// label has faded.
+constexpr double meterRelease = 2.5, labelStays = 4.0;
 } // namespace
 
 MainComponent::MainComponent (const juce::File& resourceFolder,
@@ -75,17 +69,17 @@ MainComponent::MainComponent (const juce::File& resourceFolder,
     wirePlayback();
     wireWork();
     wireFiles();
+    wireClock();
     workspace.addChangeListener (this);
     setWantsKeyboardFocus (true);
     setSize (1280, 772);
-    lastTick = now();
-    startTimerHz (slowHz);
+    clock.start();
     refresh();
 }
 
 MainComponent::~MainComponent()
 {
-    stopTimer();
+    clock.stop();
     workspace.removeChangeListener (this);
     player.stop();
     auto& settings = workspace.settings();
@@ -225,7 +219,7 @@ void MainComponent::wireBrowser()
 
 void MainComponent::wireWave()
 {
-    wave.onAnimate = [this] (double seconds) { animateFor (seconds); };
+    wave.onAnimate = [this] (double seconds) { clock.animateFor (seconds); };
     wave.onTransportChanged = [this] { playback.show(); };
     wave.onListeningChanged = [this] { showTrack(); };
     wave.onPlayheadMoved = [this] (double position)
@@ -254,13 +248,13 @@ void MainComponent::wireDock()
         // At once, not with the next message: this is what is heard and seen under the hand.
         player.show (tracks.group(), tracks.trackId());
         showTrack();
-        animateFor (labelStays);
+        clock.animateFor (labelStays);
     };
 }
 
 void MainComponent::wirePlayback()
 {
-    playback.onAnimate = [this] (double seconds) { animateFor (seconds); };
+    playback.onAnimate = [this] (double seconds) { clock.animateFor (seconds); };
     playback.onSettings = [this] (SettingsPageId page) { openSettings (page); };
     playback.onDeviceTextChanged = [this] { resized(); };
     playback.transport.onWholeGroup = [this] (bool isWhole) { setPlaysKit (isWhole); };
@@ -563,7 +557,7 @@ void MainComponent::readWaveforms()
     wave.setTracks (wanted);
 
     if (wave.waveforms.isReading())
-        animateFor (0.5);
+        clock.animateFor (0.5);
 }
 
 void MainComponent::showSelection()
@@ -596,20 +590,17 @@ void MainComponent::showReading()
 //============================================================================================================
 // Time
 
-void MainComponent::animateFor (double seconds)
+void MainComponent::wireClock()
 {
-    animateUntil = std::max (animateUntil, now() + seconds);
-
-    if (getTimerInterval() > 1000 / fastHz)
-        startTimerHz (fastHz);
+    clock.onFrame = [this] (double time, double elapsed) { return showFrame (time, elapsed); };
+    clock.onSlowTick = [this] { showSlowly(); };
+    clock.onSecond = [this] { unsaved.tick(); };
 }
 
-void MainComponent::timerCallback()
+bool MainComponent::showFrame (double time, double elapsed)
 {
-    const auto time = now();
-    const auto elapsed = time - std::exchange (lastTick, time);
     const auto isPlaying = player.isPlaying();
-    evenTick = ! evenTick;
+    isEvenFrame = ! isEvenFrame;
 
     if (isPlaying || isPlaying != wasPlaying)
         wave.movePlayhead();
@@ -617,15 +608,15 @@ void MainComponent::timerCallback()
     if (isPlaying != std::exchange (wasPlaying, isPlaying))
     {
         playback.show();
-        animateFor (meterRelease);
+        clock.animateFor (meterRelease);
     }
 
     if (dock.view.isFading())
-        animateFor (1.0 / slowHz);
+        clock.animateFor (WindowClock::slowTickSeconds);
 
-    if (isPlaying || time < animateUntil)
+    if (isPlaying || clock.isAnimating())
     {
-        if (evenTick)
+        if (isEvenFrame)
             dock.tick();
 
         playback.updateMeter (elapsed);
@@ -633,24 +624,10 @@ void MainComponent::timerCallback()
 
     wave.tick (time, elapsed);
     playback.transport.tick (elapsed);
-
-    if (time - lastSlowTick >= 1.0 / slowHz)
-    {
-        lastSlowTick = time;
-        slowTick();
-    }
-
-    if (time - lastSecond >= 1.0)
-    {
-        lastSecond = time;
-        unsaved.tick();
-    }
-
-    if (! isPlaying && time >= animateUntil && getTimerInterval() < 1000 / slowHz)
-        startTimerHz (slowHz);
+    return isPlaying;
 }
 
-void MainComponent::slowTick()
+void MainComponent::showSlowly()
 {
     player.tick();
     files.tick();
@@ -661,7 +638,7 @@ void MainComponent::slowTick()
     {
         showTrack();
         browser.show();
-        animateFor (0.5);
+        clock.animateFor (0.5);
     }
 }
 

@@ -11,6 +11,7 @@
 #include "app/TrackActions.h"
 #include "app/UnsavedWork.h"
 #include "app/WaveController.h"
+#include "app/WindowClock.h"
 #include "app/WindowDialogs.h"
 #include "ui/EmptyView.h"
 #include "ui/TessivarControls.h"
@@ -24,8 +25,7 @@ namespace tessivar
 class MainComponent : public juce::Component,
                       public juce::FileDragAndDropTarget,
                       public juce::MessageListener,
-                      private juce::ChangeListener,
-                      private juce::Timer
+                      private juce::ChangeListener
 {
 public:
     /** @param resourceFolder  images, fonts, documents and analysis data
@@ -95,10 +95,9 @@ private:
     void wirePlayback();
     void wireWork();
     void wireFiles();
+    void wireClock();
 
     void changeListenerCallback (juce::ChangeBroadcaster*) override { refresh(); }
-    void timerCallback() override;
-    void slowTick();
 
     /** Whether a job or a dialog is in front of everything. */
     [[nodiscard]] bool isBlocked() const;
@@ -121,7 +120,8 @@ private:
     void showSelection();
     void showTrack();
     void showReading();
-    void animateFor (double seconds);
+    bool showFrame (double time, double elapsed);
+    void showSlowly();
 
     void openSettings (SettingsPageId page);
     void offerLastSession();
@@ -168,8 +168,8 @@ private:
     UnsavedWork unsaved;
     WindowDialogs dialogs;
     std::uint32_t shownReading = 0; // revision of what is read
-    bool wasPlaying = false, evenTick = false;
-    double animateUntil = 0.0, lastTick = 0.0, lastSlowTick = 0.0, lastSecond = 0.0;
+    bool wasPlaying = false, isEvenFrame = false;
+    WindowClock clock;
 
     JUCE_DECLARE_NON_COPYABLE (MainComponent)
 };
