@@ -38,18 +38,6 @@ struct Strokes
     }
 };
 
-/** What the hits of one track are like, in the middle of them. */
-struct Sound
-{
-    std::size_t numHits = 0;
-    double ownShare = 0.0;                                    // of the loud hits
-    double resonance = 0.0;                                   // Hz
-    double resonanceRatio = 0.0;                              // of high ones to low ones among the hits
-    double medianFrequency = 0.0, medianRatio = 0.0;          // Hz, half of the power lies below; as above
-    double lows = 0.0, mids = 0.0, uppers = 0.0, highs = 0.0; // shares of the power, see shareBorders
-    double left = 0.0;                                        // of the resonance's power after 0.12 s
-};
-
 constexpr std::array shareBorders{ 30.0, 110.0, 450.0, 2000.0, 16000.0 }; // Hz
 
 template <typename Value>
@@ -142,7 +130,7 @@ public:
     }
 
     /** Of the hits that begin in these blocks; nothing when the source can't be read. */
-    [[nodiscard]] std::optional<Sound> soundOf (SampleSource& source, std::span<const std::size_t> blocks)
+    [[nodiscard]] std::optional<DrumSound> soundOf (SampleSource& source, std::span<const std::size_t> blocks)
     {
         constexpr auto hitsAtOnce = BlockFft::numFrames / 2;
         const auto blockLength = std::lround (blockSeconds * sampleRate);
@@ -264,9 +252,9 @@ private:
             features[3 + i].push_back (powerBetween (shareBorders[i], shareBorders[i + 1], frame) / total);
     }
 
-    [[nodiscard]] Sound conclude() const
+    [[nodiscard]] DrumSound conclude() const
     {
-        Sound sound;
+        DrumSound sound;
         sound.numHits = features[0].size();
 
         if (sound.numHits == 0)
@@ -295,7 +283,7 @@ private:
     std::array<std::vector<double>, 3 + shareBorders.size() - 1> features; // of every hit
 };
 
-std::optional<DrumType> drumOf (const Sound& sound)
+std::optional<DrumType> drumOf (const DrumSound& sound)
 {
     constexpr double damped = 0.025, singing = 0.4; // -16 and -4 dB
     constexpr double lowestSnare = 150.0, highestSnare = 330.0, lowestTom = 55.0, lowestLowTom = 101.0,
@@ -332,13 +320,13 @@ std::optional<DrumType> drumOf (const Sound& sound)
 }
 } // namespace
 
-std::optional<std::vector<std::optional<DrumType>>>
-recognizeDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control)
+std::optional<std::vector<DrumSound>>
+hearDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control)
 {
-    std::vector<std::optional<DrumType>> drums (tracks.size());
+    std::vector<DrumSound> sounds (tracks.size());
 
     if (std::ranges::none_of (tracks, &HeardTrack::isAsked))
-        return drums;
+        return sounds;
 
     std::vector<Strokes> strokes;
 
@@ -363,17 +351,29 @@ recognizeDrums (std::span<const HeardTrack> tracks, double sampleRate, const Wor
             return std::nullopt;
 
         const auto hits = ownHits (strokes, i);
-        auto sound =
+        const auto sound =
             spectra.soundOf (*tracks[i].source, std::span (hits).first (std::min (mostHits, hits.size())));
 
         if (! sound)
             return std::nullopt;
 
-        sound->ownShare =
+        sounds[i] = *sound;
+        sounds[i].ownShare =
             hits.empty() ? 0.0
                          : static_cast<double> (hits.size()) / static_cast<double> (strokes[i].hits.size());
-        drums[i] = drumOf (*sound);
     }
+
+    return sounds;
+}
+
+std::vector<std::optional<DrumType>> recognizeDrums (std::span<const HeardTrack> tracks,
+                                                     std::span<const DrumSound> sounds)
+{
+    std::vector<std::optional<DrumType>> drums (tracks.size());
+
+    for (std::size_t i = 0; i < tracks.size(); ++i)
+        if (tracks[i].isAsked)
+            drums[i] = drumOf (sounds[i]);
 
     // A drum set has one; what else is as bright and regular are its overheads.
     const auto numHiHats =

@@ -271,9 +271,13 @@ untoldDrums (const GroupState& state, std::vector<TrackSource>& sources, const W
 
     std::vector<std::optional<DrumType>> drums (state.tracks.size());
 
-    if (const auto recognized = recognizeDrums (heard, state.sampleRate(), control))
+    if (const auto sounds = hearDrums (heard, state.sampleRate(), control))
+    {
+        const auto recognized = recognizeDrums (heard, *sounds);
+
         for (std::size_t i = 0; i < places.size(); ++i)
-            drums[places[i]] = (*recognized)[i];
+            drums[places[i]] = recognized[i];
+    }
 
     return drums;
 }
