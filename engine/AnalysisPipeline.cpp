@@ -12,7 +12,7 @@
 #include "engine/refinement/RefinedLayers.h"
 #include "engine/refinement/SeededStart.h"
 #include "engine/refinement/SilentFrames.h"
-#include "engine/refinement/TypesBySound.h"
+#include "engine/refinement/TracksBySound.h"
 #include "terms/DrumType.h"
 
 #include <algorithm>
@@ -315,8 +315,8 @@ private:
                           iterating);
     }
 
-    /** What the active tracks are taken for when the components of a hi-hat are told from kick and snare. */
-    [[nodiscard]] std::optional<std::vector<DrumType>> orderingTypes() const
+    /** What the active tracks are taken for: by the standard method for what they are typed. */
+    bool hear()
     {
         std::vector<TypedTrack> typed;
 
@@ -325,32 +325,35 @@ private:
                 { tracks[static_cast<std::size_t> (index)].source, trackShape (index).drumType });
 
         if (isRefined())
-            return typesBySound (typed, result.shape.rate.sampleRate, control);
+        {
+            auto found = hearTracks (typed, result.shape.rate.sampleRate, pool, control);
 
-        std::vector<DrumType> types;
+            if (! found)
+                return false;
+
+            heard = std::move (*found);
+            return true;
+        }
 
         for (const auto& track : typed)
-            types.push_back (track.type);
+            heard.push_back ({ track.type });
 
-        return types;
+        return true;
     }
 
     AnalysisStatus renderTracks()
     {
-        const auto ordering = orderingTypes();
-
-        if (! ordering)
+        if (! hear())
             return control.stopRequested() ? AnalysisStatus::stopped : AnalysisStatus::readFailed;
 
-        const auto& types = *ordering;
-        const auto isHiHat = [&] (std::size_t i) { return types[i] == DrumType::hiHat; };
-        const auto withHiHat = std::ranges::count (types, DrumType::hiHat) > 0;
+        const auto isHiHat = [&] (std::size_t i) { return heard[i].type == DrumType::hiHat; };
         const auto firstOfType = [&] (DrumType type) -> std::optional<std::size_t>
         {
-            const auto found = std::ranges::find (types, type);
-            return found == types.end() ? std::nullopt
-                                        : std::optional (static_cast<std::size_t> (found - types.begin()));
+            const auto found = std::ranges::find (heard, type, &TrackBySound::type);
+            return found == heard.end() ? std::nullopt
+                                        : std::optional (static_cast<std::size_t> (found - heard.begin()));
         };
+        const auto withHiHat = firstOfType (DrumType::hiHat).has_value();
         const RenderingContext context{ result.shape, data, pool, control };
         const auto kick = withHiHat ? firstOfType (DrumType::kick) : std::nullopt;
         const auto snare = withHiHat ? firstOfType (DrumType::snare) : std::nullopt;
@@ -470,6 +473,7 @@ private:
             participant.source = track.source;
             participant.ownLength = track.shape.lengthInSamples;
             participant.standard = readers[i].get();
+            participant.rings = heard[i].rings;
             participants.push_back (participant);
         }
 
@@ -501,6 +505,7 @@ private:
     std::vector<std::unique_ptr<PaddedSignal>> signals; // indexed like active, as loudest is
     std::vector<std::vector<std::int64_t>> loudest;
     std::vector<std::vector<std::size_t>> loudSegments;    // of a refined analysis
+    std::vector<TrackBySound> heard;                       // active tracks
     std::vector<std::unique_ptr<ComponentReader>> readers; // where components are not stored; null for others
     // Of a refined analysis: take part in the factorization, so their columns stand first. Empty: all.
     std::vector<std::uint32_t> soundingFrames;

@@ -1,5 +1,6 @@
 #include "engine/DrumRecognition.h"
 
+#include "engine/WorkItems.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
 #include "terms/HitFinding.h"
@@ -320,48 +321,50 @@ std::optional<DrumType> drumOf (const DrumSound& sound)
 }
 } // namespace
 
-std::optional<std::vector<DrumSound>>
-hearDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control)
+std::optional<std::vector<DrumSound>> hearDrums (std::span<const HeardTrack> tracks,
+                                                 double sampleRate,
+                                                 WorkerPool& pool,
+                                                 const WorkControl& control)
 {
     std::vector<DrumSound> sounds (tracks.size());
 
     if (std::ranges::none_of (tracks, &HeardTrack::isAsked))
         return sounds;
 
-    std::vector<Strokes> strokes;
-
-    for (const auto& track : tracks)
+    std::vector<Strokes> strokes (tracks.size());
+    const auto findStrokes = [&] (std::size_t i, int)
     {
-        auto found = strokesOf (*track.source, sampleRate, control);
+        auto found = strokesOf (*tracks[i].source, sampleRate, control);
 
         if (! found)
-            return std::nullopt;
+            return AnalysisStatus::readFailed;
 
-        strokes.push_back (std::move (*found));
-    }
-
-    HitSpectra spectra (sampleRate);
-
-    for (std::size_t i = 0; i < tracks.size(); ++i)
+        strokes[i] = std::move (*found);
+        return AnalysisStatus::completed;
+    };
+    const auto listen = [&] (std::size_t i, int)
     {
         if (! tracks[i].isAsked)
-            continue;
-
-        if (control.stopRequested())
-            return std::nullopt;
+            return AnalysisStatus::completed;
 
         const auto hits = ownHits (strokes, i);
         const auto sound =
-            spectra.soundOf (*tracks[i].source, std::span (hits).first (std::min (mostHits, hits.size())));
+            HitSpectra (sampleRate)
+                .soundOf (*tracks[i].source, std::span (hits).first (std::min (mostHits, hits.size())));
 
         if (! sound)
-            return std::nullopt;
+            return AnalysisStatus::readFailed;
 
         sounds[i] = *sound;
         sounds[i].ownShare =
             hits.empty() ? 0.0
                          : static_cast<double> (hits.size()) / static_cast<double> (strokes[i].hits.size());
-    }
+        return AnalysisStatus::completed;
+    };
+
+    if (forEachItem (pool, control, tracks.size(), findStrokes) != AnalysisStatus::completed
+        || forEachItem (pool, control, tracks.size(), listen) != AnalysisStatus::completed)
+        return std::nullopt;
 
     return sounds;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/SampleStorage.h"
+#include "engine/numerics/WorkerPool.h"
 #include "terms/DrumType.h"
 #include "terms/WorkControl.h"
 
@@ -39,10 +40,12 @@ struct DrumSound
 
 /** Of the tracks which are asked, in their order; nothing when told to stop, or when a source can't be read.
 
-    Reads every source once, and works on one thread.
+    Reads every source once, each on one thread.
 */
-[[nodiscard]] std::optional<std::vector<DrumSound>>
-hearDrums (std::span<const HeardTrack> tracks, double sampleRate, const WorkControl& control);
+[[nodiscard]] std::optional<std::vector<DrumSound>> hearDrums (std::span<const HeardTrack> tracks,
+                                                               double sampleRate,
+                                                               WorkerPool& pool,
+                                                               const WorkControl& control);
 
 /** The drums that the tracks which are asked sound like, in their order; nothing for the others, where a
     track sounds like no drum, and where that is unsure.

@@ -256,8 +256,10 @@ Outcome outcomeOf (AnalysisStatus status,
 }
 
 /** The drums that the tracks sound like of which neither name nor user told the type. */
-std::vector<std::optional<DrumType>>
-untoldDrums (const GroupState& state, std::vector<TrackSource>& sources, const WorkControl& control)
+std::vector<std::optional<DrumType>> untoldDrums (const GroupState& state,
+                                                  std::vector<TrackSource>& sources,
+                                                  int numThreads,
+                                                  const WorkControl& control)
 {
     std::vector<HeardTrack> heard;
     std::vector<std::size_t> places;
@@ -271,7 +273,9 @@ untoldDrums (const GroupState& state, std::vector<TrackSource>& sources, const W
 
     std::vector<std::optional<DrumType>> drums (state.tracks.size());
 
-    if (const auto sounds = hearDrums (heard, state.sampleRate(), control))
+    WorkerPool pool (numThreads);
+
+    if (const auto sounds = hearDrums (heard, state.sampleRate(), pool, control))
     {
         const auto recognized = recognizeDrums (heard, *sounds);
 
@@ -492,7 +496,7 @@ GroupAnalysis analyseGroup (const GroupState& state,
         if (! result.outcome.isOk())
             return result;
 
-        const auto drums = untoldDrums (state, sources, control);
+        const auto drums = untoldDrums (state, sources, std::max (1, options.numThreads), control);
 
         if (control.stopRequested())
         {

@@ -171,7 +171,7 @@ std::vector<std::size_t> runsOf (std::span<const std::size_t> segments)
     return begins;
 }
 
-void conclude (const MatchSums& sums, TrackFindings& findings)
+void conclude (const MatchSums& sums, bool rings, TrackFindings& findings)
 {
     // Scale-invariant signal-to-distortion ratio of each output against the masked track, in dB.
     for (std::size_t f = 0; f < numFocusSteps; ++f)
@@ -188,9 +188,11 @@ void conclude (const MatchSums& sums, TrackFindings& findings)
     { return findings.focusMatchDb[f] - (f == firstEstimateFocus ? firstEstimateLeadDb : 0.0); };
     std::size_t best = 0;
 
+    // A drum that rings changes its sound as it decays, and few components don't follow: what a higher Focus
+    // takes from it is its ring. There the lowest one that serves stands for all.
     for (std::size_t f = 0; f < numFocusSteps; ++f)
     {
-        if (matchOf (f) > matchOf (best) + (best == 0 ? 0.0 : clearlyBetterDb))
+        if (matchOf (f) > matchOf (best) + (best == 0 ? 0.0 : clearlyBetterDb) && (best == 0 || ! rings))
             best = f;
 
         findings.bestFocusUpTo[f] = static_cast<int> (best);
@@ -250,7 +252,7 @@ bool matchFocus (RefinementRun& run,
         total.add (part);
 
     auto& findings = run.findings (track);
-    conclude (total, findings);
+    conclude (total, run.tracks[track].rings, findings);
 
     const auto& matches = findings.focusMatchDb;
     const auto best =

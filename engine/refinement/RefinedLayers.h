@@ -26,6 +26,7 @@ struct RefinementTrack
     SampleSource* source = nullptr;      // the track's own samples
     ComponentReader* standard = nullptr; // what the standard method makes of it
     std::int64_t ownLength = 0;          // samples
+    bool rings = false;                  // by its sound
 };
 
 /** Takes the standard method's result further, to channels whose whole Focus values remove what the evidence

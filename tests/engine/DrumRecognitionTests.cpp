@@ -1,6 +1,6 @@
 #include "engine/AnalysisPipeline.h"
 #include "engine/DrumRecognition.h"
-#include "engine/refinement/TypesBySound.h"
+#include "engine/refinement/TracksBySound.h"
 #include "tests/support/EngineFixtures.h"
 
 #include <catch2/catch.hpp>
@@ -62,7 +62,8 @@ std::vector<std::string> told (std::span<const HeardTrack> tracks)
 {
     std::vector<std::string> words;
 
-    const auto sounds = hearDrums (tracks, rate, {});
+    WorkerPool pool (2);
+    const auto sounds = hearDrums (tracks, rate, pool, {});
     REQUIRE (sounds);
 
     for (const auto& drum : recognizeDrums (tracks, *sounds))
@@ -109,6 +110,29 @@ heardIn (const std::vector<Signal>& drums, float leakage, std::initializer_list<
         tracks.push_back ({ microphone.get(), DrumType::other, true });
 
     return told (tracks);
+}
+
+std::vector<TrackBySound> bySound (const Microphones& microphones, const std::vector<DrumType>& types)
+{
+    std::vector<TypedTrack> tracks;
+
+    for (std::size_t i = 0; i < types.size(); ++i)
+        tracks.push_back ({ microphones[i].get(), types[i] });
+
+    WorkerPool pool (2);
+    auto heard = hearTracks (tracks, rate, pool, {});
+    REQUIRE (heard);
+    return std::move (*heard);
+}
+
+std::vector<DrumType> typesBySound (const Microphones& microphones, const std::vector<DrumType>& typed)
+{
+    std::vector<DrumType> types;
+
+    for (const auto& track : bySound (microphones, typed))
+        types.push_back (track.type);
+
+    return types;
 }
 
 /** The channels of every track by the refined method. */
@@ -194,10 +218,7 @@ TEST_CASE ("Drums go by their sound, whatever their types", "[engine][recognitio
         const auto twice = played (snare, 0.5, 10.0);
         const auto microphones =
             record ({ played (kick, 0.25, 1.0), twice, played (snare, 0.75, 1.0) }, 0.1f);
-        const std::vector<TypedTrack> tracks{ { microphones[0].get(), DrumType::tomLow },
-                                              { microphones[1].get(), DrumType::hiHat },
-                                              { microphones[2].get(), DrumType::oh } };
-        CHECK (typesBySound (tracks, rate, {})
+        CHECK (typesBySound (microphones, { DrumType::tomLow, DrumType::hiHat, DrumType::oh })
                == std::vector{ DrumType::kick, DrumType::hiHat, DrumType::oh });
     }
 
@@ -211,34 +232,19 @@ TEST_CASE ("Drums go by their sound, whatever their types", "[engine][recognitio
                                        played (dull, 0.1, 0.5) };
         CHECK (heardIn (kit, 0.1f) == std::vector<std::string>{ "tomFloor", "tomFloor", "snare", "-" });
         const auto microphones = record (kit, 0.1f);
-        const auto typed = [&] (DrumType ofKick, DrumType ofHiHat)
-        {
-            return typesBySound (std::vector<TypedTrack>{ { microphones[0].get(), DrumType::tomFloor },
-                                                          { microphones[1].get(), ofKick },
-                                                          { microphones[2].get(), DrumType::snare },
-                                                          { microphones[3].get(), ofHiHat } },
-                                 rate,
-                                 {});
-        };
         const std::vector right{ DrumType::tomFloor, DrumType::kick, DrumType::snare, DrumType::hiHat };
-        CHECK (typed (DrumType::kick, DrumType::hiHat) == right);
-        CHECK (typed (DrumType::tomFloor, DrumType::snare) == right);
+        CHECK (typesBySound (microphones, right) == right);
+        CHECK (typesBySound (microphones,
+                             { DrumType::tomFloor, DrumType::tomFloor, DrumType::snare, DrumType::snare })
+               == right);
     }
 
-    SECTION ("and long Groups by their middle")
+    SECTION ("and low drums that go on are known to ring")
     {
-        Signal song (static_cast<std::size_t> (160.0 * rate));
-        const auto part = played (kick, 0.25, 1.0);
-        const auto play = [&] (double start)
-        {
-            std::fill (song.begin(), song.end(), 0.0f);
-            std::copy (part.begin(), part.end(), song.begin() + static_cast<std::ptrdiff_t> (start * rate));
-            test::MemorySource source (song);
-            return typesBySound (std::vector<TypedTrack>{ { &source, DrumType::snare } }, rate, {})
-                .value()
-                .front();
-        };
-        CHECK (play (70.0) == DrumType::kick);
-        CHECK (play (0.0) == DrumType::snare);
+        constexpr Stroke singing{ 130.0, 0.7, 1.6, 0.02, 0.05, false };
+        const auto microphones = record (
+            { played (kick, 0.25, 1.0), played (singing, 0.75, 2.0), played (hiHat, 0.1, 0.5) }, 0.1f);
+        const auto heard = bySound (microphones, { DrumType::kick, DrumType::tomHigh, DrumType::hiHat });
+        CHECK ((! heard[0].rings && heard[1].rings && ! heard[2].rings));
     }
 }
