@@ -3,6 +3,7 @@
 #include "engine/WorkItems.h"
 #include "engine/numerics/AlignedBuffer.h"
 #include "engine/numerics/BlockFft.h"
+#include "engine/numerics/simd/SignalKernels.h"
 #include "terms/HitFinding.h"
 #include "terms/Mathematics.h"
 
@@ -69,14 +70,7 @@ std::optional<Strokes> strokesOf (SampleSource& source, double sampleRate, const
             return std::nullopt;
 
         for (std::size_t start = 0; start < part.size(); start += blockLength)
-        {
-            auto peak = 0.0f;
-
-            for (const auto sample : part.subspan (start, blockLength))
-                peak = std::max (peak, std::abs (sample)); // a NaN changes nothing
-
-            strokes.peaks.push_back (peak);
-        }
+            strokes.peaks.push_back (kernels::signalLevel (part.data() + start, blockLength).peak);
     }
 
     strokes.hits = findHitBlocks (strokes.peaks, sampleRate / static_cast<double> (blockLength));
