@@ -16,8 +16,8 @@ namespace tessivar::kernels::HWY_NAMESPACE
 {
 
 // Vectors of fewer than 16 lanes take the frames in parts. Inverse transforms take one after the other: each
-// part has its own prepared values, and a work array small enough for the caches. Forward transforms take
-// them together, as they read and write lines of all sixteen frames.
+// part has its own prepared values, and a work array small enough for the caches. The first passes of forward
+// transforms take them together, as they read lines of all sixteen frames.
 
 template <std::size_t value>
 using Constant = std::integral_constant<std::size_t, value>;
@@ -361,16 +361,15 @@ splitBins (float* spectrum, Complex a, Complex b, std::size_t k, std::size_t m, 
     hn::Store (hn::Sub (turned.im, even.im), tag, high + lanes);
 }
 
-/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. Part by
-    part at each, so that a line of the spectrum is whole before the cache gives it up. */
+/** The last pass and the split, which needs bins k and m - k: those of butterflies j and m/8 - j. */
 template <typename Length>
 HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, const TransformPlan& plan)
 {
     const std::size_t span = m / 8;
     Complex x[8], y[8];
-    const auto joinAt = [&] (Complex (&z)[8], std::size_t j, std::size_t part)
+    const auto joinAt = [&] (Complex (&z)[8], std::size_t j)
     {
-        const auto* const first = work + part * plan.valueFloatsPerFrame() + j * 2 * L;
+        const auto* const first = work + j * 2 * L;
         const auto head = loadComplex (first);
         const auto half = broadcast (0.5f);
         join (z,
@@ -379,38 +378,30 @@ HWY_NOINLINE void splitLastPass (float* spectrum, const float* work, Length m, c
               TransformPlan::lastStride (m),
               plan.halvedLastTwiddles.data() + j * 14);
     };
-    const auto split = [&] (Complex a, Complex b, std::size_t k, std::size_t part)
-    { splitBins (spectrum + part, a, b, k, m, plan); };
+    const auto split = [&] (Complex a, Complex b, std::size_t k) { splitBins (spectrum, a, b, k, m, plan); };
 
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        joinAt (x, 0, part);
-        split (x[0], x[0], 0, part);
+    joinAt (x, 0);
+    split (x[0], x[0], 0);
 
 #pragma GCC unroll 4
-        for (std::size_t q = 1; q <= 4; ++q)
-            split (x[q], x[8 - q], q * span, part);
-    }
+    for (std::size_t q = 1; q <= 4; ++q)
+        split (x[q], x[8 - q], q * span);
 
     for (std::size_t j = 1; j < span / 2; ++j)
-        for (std::size_t part = 0; part < lanes; part += L)
-        {
-            joinAt (x, j, part);
-            joinAt (y, span - j, part);
+    {
+        joinAt (x, j);
+        joinAt (y, span - j);
 
 #pragma GCC unroll 8
-            for (std::size_t q = 0; q < 8; ++q)
-                split (x[q], y[7 - q], j + q * span, part);
-        }
+        for (std::size_t q = 0; q < 8; ++q)
+            split (x[q], y[7 - q], j + q * span);
+    }
 
-    for (std::size_t part = 0; part < lanes; part += L)
-    {
-        joinAt (x, span / 2, part);
+    joinAt (x, span / 2);
 
 #pragma GCC unroll 4
-        for (std::size_t q = 0; q < 4; ++q)
-            split (x[q], x[7 - q], span / 2 + q * span, part);
-    }
+    for (std::size_t q = 0; q < 4; ++q)
+        split (x[q], x[7 - q], span / 2 + q * span);
 }
 
 void TransformForward (float* spectrum, const float* samples, float* work, const TransformPlan& plan)
@@ -420,7 +411,8 @@ void TransformForward (float* spectrum, const float* samples, float* work, const
                 {
                     allButLastPass (work, SampleSource{ samples }, plan.oneByOne, m, plan);
 
-                    splitLastPass (spectrum, work, m, plan);
+                    for (std::size_t part = 0; part < lanes; part += L)
+                        splitLastPass (spectrum + part, work + part * plan.valueFloatsPerFrame(), m, plan);
                 });
 }
 
