@@ -321,24 +321,21 @@ private:
         std::vector<TypedTrack> typed;
 
         for (const auto index : active)
+        {
             typed.push_back (
                 { tracks[static_cast<std::size_t> (index)].source, trackShape (index).drumType });
-
-        if (isRefined())
-        {
-            auto found = hearTracks (typed, result.shape.rate.sampleRate, pool, control);
-
-            if (! found)
-                return false;
-
-            heard = std::move (*found);
-            return true;
+            heard.push_back ({ typed.back().type });
         }
 
-        for (const auto& track : typed)
-            heard.push_back ({ track.type });
+        if (! isRefined())
+            return true;
 
-        return true;
+        auto found = hearTracks (typed, result.shape.rate.sampleRate, pool, control);
+
+        if (found)
+            heard = std::move (*found);
+
+        return found.has_value();
     }
 
     AnalysisStatus renderTracks()

@@ -20,7 +20,7 @@ namespace tessivar
 namespace
 {
 constexpr double blockSeconds = 0.005;
-constexpr std::size_t mostHits = 24, fewestHits = 4, fewestHiHatHits = 8;
+constexpr std::size_t mostHits = 24, fewestHiHatHits = 8;
 
 /** Largest magnitudes of blocks, and the blocks in which loud hits begin. */
 struct Strokes
@@ -289,7 +289,7 @@ std::optional<DrumType> drumOf (const DrumSound& sound)
                               && sound.left <= 0.63 * damped && sound.resonance >= lowestSnare
                               && sound.resonance < highestSnare;
 
-    if (sound.numHits < fewestHits)
+    if (sound.numHits < DrumSound::fewestHits)
         return std::nullopt;
 
     if (couldBeSnare && sound.mids + sound.uppers >= 0.7)

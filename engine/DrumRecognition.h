@@ -27,6 +27,8 @@ struct HeardTrack
 */
 struct DrumSound
 {
+    static constexpr std::size_t fewestHits = 4; // to tell a drum by
+
     std::size_t numHits = 0;          // that were listened to, at most 24; nothing below is known without any
     double ownShare = 0.0;            // own hits among all loud ones
     double resonance = 0.0;           // the lowest strong one below 500 Hz, in Hz

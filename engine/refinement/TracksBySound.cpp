@@ -23,11 +23,11 @@ constexpr LikelyDrum likelyDrums[]{
     { DrumType::hiHat,
       [] (const DrumSound& sound) { return sound.lows + sound.mids <= 0.4 ? sound.highs - 0.3 : 0.0; } },
 };
-constexpr std::size_t fewestHits = 4;
 
 bool rings (const DrumSound& sound)
 {
-    return sound.numHits >= fewestHits - 1 && sound.lows + sound.mids >= 0.5 && sound.left >= 0.2;
+    constexpr std::size_t fewestHits = 3; // to know how it goes on takes fewer than to tell a drum
+    return sound.numHits >= fewestHits && sound.lows + sound.mids >= 0.5 && sound.left >= 0.2;
 }
 
 /** The track that is most like the drum, if any may be one. */
@@ -39,7 +39,7 @@ std::optional<std::size_t> likeliest (const LikelyDrum& drum,
     std::optional<std::size_t> found;
 
     for (std::size_t i = 0; i < sounds.size(); ++i)
-        if (sounds[i].numHits >= fewestHits && (! recognized[i] || rowOf (*recognized[i]).isTom))
+        if (sounds[i].numHits >= DrumSound::fewestHits && (! recognized[i] || rowOf (*recognized[i]).isTom))
             if (const auto like = drum.likeness (sounds[i]); like > best)
             {
                 best = like;
