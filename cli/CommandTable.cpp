@@ -126,8 +126,8 @@ constexpr auto tempOption = valued (
     "--temp",
     "DIR",
     "The folder for temporary data. It needs 4 bytes for each sample of each track, and with --save 20 more "
-    "for each of an analyzed one. The refined method adds 12 for its spectra (see --spectra), and 4 to 8, or "
-    "with --save 20 for the longest track. --dry-run tells how much that is. Default: tessivar/tmp in the "
+    "for each of an analyzed one. The refined method adds 12 for its spectra (see --spectra), and 4, or with "
+    "--save 20 for the longest track. --dry-run tells how much that is. Default: tessivar/tmp in the "
     "user's cache folder.",
     ValueKind::folder);
 

@@ -25,7 +25,7 @@ namespace tessivar
 namespace
 {
 constexpr double shortPieceSeconds = 20.0; // below, there may be too few hits to learn a drum from
-constexpr std::uint64_t mostBytesPerMixedSample = 2 * sizeof (float);
+constexpr std::uint64_t mostBytesPerMixedSample = sizeof (float);
 constexpr std::uint64_t bytesPerComponentSample = channelLayout::numComponents * sizeof (float);
 
 std::uint64_t lengthOf (const TrackState& track)
@@ -87,10 +87,11 @@ public:
         if (soundingKnobs)
         {
             const auto part = partOf (trackIndex, findings);
-            const auto numSamples = static_cast<std::int64_t> (length (trackIndex));
+            const auto size = MixSink::bytesFor (part, static_cast<std::int64_t> (length (trackIndex)));
 
-            if (auto file = make (MixSink::bytesFor (part, numSamples)))
-                result.mix.emplace (std::move (file), part, numSamples);
+            if (auto file = size > 0 ? make (size) : nullptr; file != nullptr || size == 0)
+                result.mix.emplace (
+                    std::move (file), part, tracks[static_cast<std::size_t> (trackIndex)].source);
 
             return result.mix ? &*result.mix : nullptr;
         }
@@ -129,8 +130,8 @@ public:
             if (result.stored && result.stored->storeFile()->lastError().isNotEmpty())
                 return result.stored->storeFile()->lastError();
 
-            if (result.mix && result.mix->storeFile()->lastError().isNotEmpty())
-                return result.mix->storeFile()->lastError();
+            if (result.mix && result.mix->lastError().isNotEmpty())
+                return result.mix->lastError();
 
             if (result.components != nullptr && result.components->lastError().isNotEmpty())
                 return result.components->lastError();
@@ -149,7 +150,7 @@ public:
         track.components = std::move (result.components);
 
         if (result.mix)
-            track.rendered = result.mix->withSource (state.source);
+            track.rendered = result.mix->channels();
         else if (result.stored)
             track.rendered = result.stored->withSource (state.source);
         else if (found.rendered)

@@ -8,21 +8,17 @@ namespace tessivar
 
 namespace
 {
-/** A mix and, where the residual sounds, the sum of the components. */
+/** A mix, or the source in its place. */
 class MixedSamples final : public TrackSamples
 {
 public:
-    MixedSamples (std::shared_ptr<StoreFile> mixFile,
-                  bool hasSum,
-                  std::int64_t lengthInSamples,
-                  std::shared_ptr<TrackSamples> trackSource)
-        : file (std::move (mixFile)), isSumThere (hasSum), length (lengthInSamples),
-          source (std::move (trackSource))
+    MixedSamples (std::shared_ptr<StoreFile> mixFile, std::shared_ptr<TrackSamples> trackSource)
+        : file (std::move (mixFile)), samples (std::move (trackSource)), source (samples)
     {
     }
 
     [[nodiscard]] int numChannels() const override { return channelLayout::numRendered; }
-    [[nodiscard]] std::int64_t lengthInFrames() const override { return length; }
+    [[nodiscard]] std::int64_t lengthInFrames() const override { return samples->lengthInFrames(); }
 
     [[nodiscard]] bool readFrames (std::int64_t start, std::span<float> dest) override
     {
@@ -31,50 +27,45 @@ public:
 
     [[nodiscard]] bool readPlanes (std::int64_t start, std::size_t n, const ChannelPlanes& dest) override
     {
-        auto planes = dest;
-        const auto room = completeForResidual (planes, n);
+        for (std::size_t c = 1; c < channelLayout::numParts; ++c)
+            if (dest[c] != nullptr)
+                std::fill_n (dest[c], n, 0.0f);
 
-        if (auto* const own = planes[channelLayout::source]; own != nullptr)
-        {
-            if (! source.read (start, { own, n }))
-                return false;
+        auto* const own = dest[channelLayout::source];
+        auto* const mix = dest[0];
 
-            replaceNonFinite ({ own, n });
-        }
-
-        for (std::size_t c = 1; c < channelLayout::numBestComponents; ++c)
-            if (planes[c] != nullptr)
-                std::fill_n (planes[c], n, 0.0f);
-
-        if (planes[0] != nullptr && ! readSamples (*file, start, { planes[0], n }))
+        if (own != nullptr && ! readFinite (start, { own, n }))
             return false;
 
-        if (auto* const residual = planes[channelLayout::residual]; residual != nullptr)
-        {
-            std::fill_n (residual, n, 0.0f);
+        if (mix == nullptr)
+            return true;
 
-            if (isSumThere && ! readSamples (*file, length + start, { residual, n }))
-                return false;
-
-            for (std::size_t i = 0; i < n; ++i)
-                residual[i] = planes[channelLayout::source][i] - residual[i];
-        }
-
-        return true;
+        return file != nullptr ? readSamples (*file, start, { mix, n }) : readFinite (start, { mix, n });
     }
 
     [[nodiscard]] juce::String lastError() const override
     {
-        const auto error = file->lastError();
+        const auto error = file != nullptr ? file->lastError() : juce::String();
         return error.isNotEmpty() ? error : source.lastError();
     }
 
-    [[nodiscard]] Location location() const override { return { file->path(), 0 }; }
+    [[nodiscard]] Location location() const override
+    {
+        return file != nullptr ? Location{ file->path(), 0 } : samples->location();
+    }
 
 private:
+    [[nodiscard]] bool readFinite (std::int64_t start, std::span<float> dest)
+    {
+        if (! source.read (start, dest))
+            return false;
+
+        replaceNonFinite (dest);
+        return true;
+    }
+
     const std::shared_ptr<StoreFile> file;
-    const bool isSumThere;
-    const std::int64_t length;
+    const std::shared_ptr<TrackSamples> samples;
     TrackSource source;
 };
 } // namespace
@@ -88,6 +79,11 @@ std::size_t SoundingPart::numComponents() const
             --count;
 
     return count;
+}
+
+bool SoundingPart::isWhole() const
+{
+    return std::all_of (weights.begin(), weights.end(), [] (float weight) { return weight == 1.0f; });
 }
 
 void SoundingPart::mix (std::span<float> dest, const ComponentSink::Signals& components) const
@@ -148,38 +144,53 @@ bool FactoredSamples::readPlanes (std::int64_t start, std::size_t n, const Chann
 
 std::uint64_t MixSink::bytesFor (SoundingPart part, std::int64_t lengthInSamples)
 {
-    return static_cast<std::uint64_t> (lengthInSamples) * sizeof (float) * (part.hasResidual() ? 2 : 1);
+    return part.isWhole() ? 0 : static_cast<std::uint64_t> (lengthInSamples) * sizeof (float);
 }
 
-MixSink::MixSink (std::shared_ptr<StoreFile> mixFile, SoundingPart soundingPart, std::int64_t lengthInSamples)
-    : file (std::move (mixFile)), part (soundingPart), length (lengthInSamples)
+MixSink::MixSink (std::shared_ptr<StoreFile> mixFile,
+                  SoundingPart soundingPart,
+                  std::shared_ptr<TrackSamples> trackSource)
+    : file (std::move (mixFile)), part (soundingPart), samples (std::move (trackSource)), source (samples)
 {
-    jassert (file->sizeInBytes() == bytesFor (part, length));
+    jassert ((file == nullptr ? 0 : file->sizeInBytes()) == bytesFor (part, samples->lengthInFrames()));
 }
 
 bool MixSink::write (std::int64_t start, std::size_t n, const Signals& components)
 {
-    std::vector<float> samples (n);
-    part.mix (samples, components);
-
-    if (! writeSamples (*file, start, samples))
-        return false;
-
-    if (! part.hasResidual())
+    if (file == nullptr)
         return true;
 
-    std::fill (samples.begin(), samples.end(), 0.0f);
+    std::vector<float> mixed (n);
+    part.mix (mixed, components);
 
-    for (const auto* component : components)
-        for (std::size_t i = 0; i < n && component != nullptr; ++i)
-            samples[i] += component[i];
+    if (part.hasResidual())
+    {
+        std::vector<float> sum (n), whole (n);
 
-    return writeSamples (*file, length + start, samples);
+        if (! source.read (start, whole))
+            return false;
+
+        replaceNonFinite (whole);
+
+        for (const auto* component : components)
+            for (std::size_t i = 0; i < n && component != nullptr; ++i)
+                sum[i] += component[i];
+
+        for (std::size_t i = 0; i < n; ++i)
+            mixed[i] += part.residualWeight() * (whole[i] - sum[i]);
+    }
+
+    return writeSamples (*file, start, mixed);
 }
 
-std::shared_ptr<TrackSamples> MixSink::withSource (std::shared_ptr<TrackSamples> source) const
+juce::String MixSink::lastError() const
 {
-    return std::make_shared<MixedSamples> (file, part.hasResidual(), length, std::move (source));
+    return file != nullptr ? file->lastError() : juce::String();
+}
+
+std::shared_ptr<TrackSamples> MixSink::channels() const
+{
+    return std::make_shared<MixedSamples> (file, samples);
 }
 
 } // namespace tessivar

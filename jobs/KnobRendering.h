@@ -32,7 +32,12 @@ public:
     [[nodiscard]] std::size_t numComponents() const;
 
     /** Whether the residual sounds, for which all five are needed. */
-    [[nodiscard]] bool hasResidual() const { return weights[channelLayout::residual] != 0.0f; }
+    [[nodiscard]] bool hasResidual() const { return residualWeight() != 0.0f; }
+
+    /** Whether everything sounds: the source as it is. */
+    [[nodiscard]] bool isWhole() const;
+
+    [[nodiscard]] float residualWeight() const { return weights[channelLayout::residual]; }
 
     /** dest = the sounding components under their weights, summed in ascending order. */
     void mix (std::span<float> dest, const ComponentSink::Signals& components) const;
@@ -69,28 +74,31 @@ private:
     const SoundingPart part;
 };
 
-/** Takes a track's components and keeps only their mix: 4 bytes a sample, or 8 where the residual sounds. */
+/** Takes a track's components and keeps only what sounds of them and the residual: 4 bytes a sample, and none
+    where the track stays as it is.
+*/
 class MixSink final : public ComponentSink
 {
 public:
     [[nodiscard]] static std::uint64_t bytesFor (SoundingPart part, std::int64_t lengthInSamples);
 
-    /** file: of that size. Components come at their true level. */
-    MixSink (std::shared_ptr<StoreFile> file, SoundingPart part, std::int64_t lengthInSamples);
+    /** file: of that size, null where that is 0. Components come at their true level. */
+    MixSink (std::shared_ptr<StoreFile> file, SoundingPart part, std::shared_ptr<TrackSamples> source);
 
     [[nodiscard]] std::size_t numWanted() const override { return part.numComponents(); }
     [[nodiscard]] bool write (std::int64_t start, std::size_t n, const Signals& components) override;
     [[nodiscard]] bool finish (ComponentLevel) override { return true; }
 
-    [[nodiscard]] const std::shared_ptr<StoreFile>& storeFile() const { return file; }
+    [[nodiscard]] juce::String lastError() const;
 
-    /** Channels that hold the mix in place of the first component. */
-    [[nodiscard]] std::shared_ptr<TrackSamples> withSource (std::shared_ptr<TrackSamples> source) const;
+    /** Channels that hold the mix in place of the first component; the others are silent. */
+    [[nodiscard]] std::shared_ptr<TrackSamples> channels() const;
 
 private:
     const std::shared_ptr<StoreFile> file;
     const SoundingPart part;
-    const std::int64_t length;
+    const std::shared_ptr<TrackSamples> samples;
+    TrackSource source;
 };
 
 } // namespace tessivar
