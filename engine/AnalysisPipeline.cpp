@@ -141,7 +141,8 @@ private:
     {
         const auto& shape = result.shape;
         const auto numFrames = static_cast<std::size_t> (shape.numFrames);
-        spectrogram = AlignedBuffer (shape.melRows() * numFrames);
+        // Each iteration reads it twice.
+        spectrogram = AlignedBuffer (shape.melRows() * numFrames, LargeMemory::Pages::large);
 
         const MelBands bands (data.melFilterBank.span(), static_cast<std::size_t> (shape.rate.numBins()));
         std::vector<std::unique_ptr<MelAnalyser>> analysers;

@@ -10,8 +10,8 @@ namespace tessivar
 {
 
 /** Memory for large arrays, straight from the system: zero, made when it is touched, on a boundary of
-    largePage bytes and in large pages, unless told otherwise, where the system has them. Filling gigabytes by
-    hand would take a second.
+    largePage bytes, and in large pages where it is told to and the system has them. Filling gigabytes by hand
+    would take a second.
 */
 class LargeMemory
 {
@@ -30,7 +30,7 @@ public:
     LargeMemory() = default;
 
     /** Throws std::bad_alloc when memory runs out. */
-    explicit LargeMemory (std::size_t numBytes, Pages pages = Pages::large);
+    LargeMemory (std::size_t numBytes, Pages pages);
     ~LargeMemory();
 
     LargeMemory (const LargeMemory&) = delete;

@@ -21,15 +21,16 @@ public:
 
     /** Throws std::bad_alloc when memory runs out. Allocations are rounded up to whole cache lines; large
         ones come from the system as pages that are zero and made when touched: filling gigabytes here would
-        take a second. */
-    explicit AlignedBuffer (std::size_t numFloats) : numUsed (numFloats)
+        take a second. Large pages pay where all of it is read again and again. */
+    explicit AlignedBuffer (std::size_t numFloats, LargeMemory::Pages kind = LargeMemory::Pages::ordinary)
+        : numUsed (numFloats)
     {
         if (numFloats == 0)
             return;
 
         if (numFloats >= LargeMemory::largePage)
         {
-            LargeMemory (numFloats * sizeof (float)).swap (pages);
+            LargeMemory (numFloats * sizeof (float), kind).swap (pages);
             floats = static_cast<float*> (pages.data());
             return;
         }

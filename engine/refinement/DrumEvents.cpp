@@ -142,19 +142,20 @@ DecayBound::Likelihoods DecayBound::likelihoodsOf (double strength)
     return likelihoods;
 }
 
-DecayBound::Levels DecayBound::next (double power, const Likelihoods& likelihoods)
+DecayBound::Bounds DecayBound::next (double power, const Likelihoods& likelihoods)
 {
-    Levels levels{};
     peak = std::max (peak * peakDecay, power);
-    levels.belowPeak = std::clamp (math::log (std::max (power, tiny) / std::max (peak, tiny)), floor, 0.0);
+    Bounds result;
+    result.power = power + tiny;
+    result.peak = peak + tiny;
 
     for (std::size_t k = 0; k < numThresholds; ++k)
     {
         bounds[k] = std::max (likelihoods[k] * power, std::min (bounds[k] * decay, power));
-        levels.belowOnset[k] = std::clamp (math::log ((bounds[k] + tiny) / (power + tiny)), floor, 0.0);
+        result.own[k] = bounds[k] + tiny;
     }
 
-    return levels;
+    return result;
 }
 
 } // namespace tessivar

@@ -45,17 +45,18 @@ class DecayBound
 {
 public:
     static constexpr std::size_t numThresholds = 3;
-    static constexpr double floor = -12.0;
 
     explicit DecayBound (double hopSeconds);
 
-    struct Levels
+    /** Powers of a frame, all above 0 by next to nothing at least. */
+    struct Bounds
     {
-        /** ln (bound / power), for onsets from the threshold on: after each the drum starts from the band's
-            power, and falls by one in 0.6 s at least. */
-        std::array<double, numThresholds> belowOnset{};
+        /** Of the own drum at most, for onsets from the threshold on: after each it starts from the band's
+            power, and falls by one (natural logarithm) in 0.6 s at least. */
+        std::array<double, numThresholds> own{};
 
-        double belowPeak = 0.0; // ln (power / peak), a peak that falls by one in 0.15 s
+        double power = 0.0; // of the band
+        double peak = 0.0;  // of the band; it falls by one in 0.15 s
     };
 
     /** How likely an onset of this strength (OnsetEvidence) is one of the drum's own, by each threshold. */
@@ -63,7 +64,7 @@ public:
     [[nodiscard]] static Likelihoods likelihoodsOf (double strength);
 
     /** Moves on to the next frame. */
-    [[nodiscard]] Levels next (double power, const Likelihoods& likelihoods);
+    [[nodiscard]] Bounds next (double power, const Likelihoods& likelihoods);
 
 private:
     const double decay, peakDecay; // factors a frame

@@ -1,5 +1,6 @@
 #include "engine/refinement/SeparationEvidence.h"
 
+#include "engine/numerics/simd/MaskKernels.h"
 #include "engine/refinement/DrumEvents.h"
 #include "engine/refinement/Statistics.h"
 #include "terms/Mathematics.h"
@@ -17,7 +18,6 @@ namespace
 constexpr double lowestBandHz = 60.0;
 constexpr double holdSeconds = 0.030; // held evidence falls by one in this time
 constexpr double evidenceLimit = 12.0;
-constexpr std::size_t framesPerStopCheck = 4096;
 
 /** What the eight pieces of evidence from the model count, but for the bin's own ratio. */
 struct ModelWeights
@@ -66,6 +66,23 @@ SeparationEvidence::SeparationEvidence (const EvidenceBands& b,
     : bands (b), numFrames (frames), rowStride (room), numSounding (frames), hopSeconds (hop),
       ownSums (bands.count() * rowStride), leakageSums (ownSums.size()), totalSums (ownSums.size())
 {
+}
+
+std::size_t SeparationEvidence::roomOfRow() const
+{
+    return kernels::wholeVectors (numFrames);
+}
+
+void SeparationEvidence::addLogRatios (
+    float* dest, const float* a, const float* b, double weight, double highest) const
+{
+    kernels::addLogRatios (dest,
+                           a,
+                           b,
+                           static_cast<float> (weight),
+                           static_cast<float> (-evidenceLimit),
+                           static_cast<float> (highest),
+                           roomOfRow());
 }
 
 bool SeparationEvidence::weigh (const WorkControl& control)
@@ -128,11 +145,11 @@ bool SeparationEvidence::weigh (const WorkControl& control)
                                numFrames,
                                hopSeconds);
 
+    // By frame: what all bands share.
+    AlignedBuffer forMask (roomOfRow()), forGain (roomOfRow());
+
     for (std::size_t t = 0; t < numFrames; ++t)
     {
-        if (t % framesPerStopCheck == 0 && control.stopRequested())
-            return false;
-
         const auto broadRatio =
             clipped (math::log (std::max (ownBroad[t], 1.0e-30) / std::max (leakageBroad[t], 1.0e-30)));
         const auto shared = [&] (const ModelWeights& w)
@@ -141,22 +158,33 @@ bool SeparationEvidence::weigh (const WorkControl& control)
                    + w.ownLevel * clipped (ownLevel[t]) + w.heldBalance * clipped (heldBalance[t])
                    + w.heldLevel * clipped (heldLevel[t]);
         };
-        const auto forMask = shared (maskWeights);
-        const auto forGain = shared (gainWeights) + shortHoldWeight * drum.shortHold[t]
-                             + longHoldWeight * drum.longHold[t] + loudnessWeight * drum.loudness[t];
+        forMask[t] = static_cast<float> (shared (maskWeights));
+        forGain[t] = static_cast<float> (shared (gainWeights) + shortHoldWeight * drum.shortHold[t]
+                                         + longHoldWeight * drum.longHold[t]
+                                         + loudnessWeight * drum.loudness[t]);
+    }
 
-        for (std::size_t g = 0; g < numBands; ++g)
+    AlignedBuffer mask (roomOfRow()), gain (roomOfRow()), levels (roomOfRow()), ones (roomOfRow());
+    std::fill_n (ones.data(), roomOfRow(), 1.0f);
+
+    for (std::size_t g = 0; g < numBands; ++g)
+    {
+        if (control.stopRequested())
+            return false;
+
+        for (std::size_t t = 0; t < numFrames; ++t)
+            levels[t] = static_cast<float> (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12);
+
+        const auto add = [&] (AlignedBuffer& dest, const AlignedBuffer& shared, const ModelWeights& w)
         {
-            const auto p = std::max (static_cast<double> (own (g)[t]), 1.0e-30);
-            const auto q = std::max (static_cast<double> (leakage (g)[t]), 1.0e-30);
-            const auto ratio = clipped (math::log (p / q));
-            const auto level =
-                clipped (math::log (static_cast<double> (total (g)[t]) / reference[g] + 1.0e-12));
-            const auto ofBand = [&] (const ModelWeights& w)
-            { return w.bandRatio * ratio + w.bandLevel * level; };
-            own (g)[t] = static_cast<float> (forMask + ofBand (maskWeights));
-            leakage (g)[t] = static_cast<float> (forGain + ofBand (gainWeights));
-        }
+            std::copy_n (shared.data(), roomOfRow(), dest.data());
+            addLogRatios (dest.data(), own (g), leakage (g), w.bandRatio, evidenceLimit);
+            addLogRatios (dest.data(), levels.data(), ones.data(), w.bandLevel, evidenceLimit);
+        };
+        add (mask, forMask, maskWeights);
+        add (gain, forGain, gainWeights);
+        std::copy_n (mask.data(), numFrames, own (g));
+        std::copy_n (gain.data(), numFrames, leakage (g));
     }
 
     onsets = std::move (drum.strength);
@@ -176,13 +204,18 @@ bool SeparationEvidence::weighRemainder (const WorkControl& control)
     std::vector<DecayBound::Likelihoods> likelihoods (numFrames);
     std::transform (onsets.begin(), onsets.end(), likelihoods.begin(), DecayBound::likelihoodsOf);
 
+    AlignedBuffer power (roomOfRow()), peak (roomOfRow());
+    std::array<AlignedBuffer, DecayBound::numThresholds> bounds;
+
+    for (auto& row : bounds)
+        row = AlignedBuffer (roomOfRow());
+
     for (std::size_t g = 0; g < bands.count(); ++g)
     {
         if (control.stopRequested())
             return false;
 
         const auto* sums = total (g);
-        auto* logit = leakage (g);
         DecayBound bound (hopSeconds);
         const auto meanAt = [&] (std::size_t t)
         {
@@ -196,14 +229,19 @@ bool SeparationEvidence::weighRemainder (const WorkControl& control)
         for (std::size_t t = 0; t < numFrames; ++t)
         {
             const auto mean = hasRemainder ? meanAt (t) : static_cast<double> (sums[t]);
-            const auto levels = bound.next (mean, likelihoods[t]);
-            auto sum = belowPeakWeight * levels.belowPeak;
+            const auto at = bound.next (mean, likelihoods[t]);
+            power[t] = static_cast<float> (at.power);
+            peak[t] = static_cast<float> (at.peak);
 
-            for (std::size_t k = 0; k < DecayBound::numThresholds; ++k)
-                sum += decayWeights[k] * levels.belowOnset[k];
-
-            logit[t] += static_cast<float> (sum);
+            for (std::size_t k = 0; k < bounds.size(); ++k)
+                bounds[k][t] = static_cast<float> (at.own[k]);
         }
+
+        auto* const logit = leakage (g);
+        addLogRatios (logit, power.data(), peak.data(), belowPeakWeight, 0.0);
+
+        for (std::size_t k = 0; k < bounds.size(); ++k)
+            addLogRatios (logit, bounds[k].data(), power.data(), decayWeights[k], 0.0);
     }
 
     onsets = {};

@@ -34,7 +34,7 @@ private:
 class SeparationEvidence
 {
 public:
-    /** Rows have room for at least numFrames frames. */
+    /** Rows have room for at least numFrames frames, in whole vectors. */
     SeparationEvidence (const EvidenceBands& bands,
                         std::size_t room,
                         std::size_t numFrames,
@@ -98,6 +98,12 @@ private:
     {
         return rows.data() + band * rowStride;
     }
+
+    [[nodiscard]] std::size_t roomOfRow() const; // whole vectors of frames
+
+    /** Rows of frames: dest += weight * clip (ln (a / b), -12, highest). */
+    void
+    addLogRatios (float* dest, const float* a, const float* b, double weight, double highest) const;
 
     const EvidenceBands& bands;
     const std::size_t numFrames, rowStride;

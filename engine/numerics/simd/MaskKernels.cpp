@@ -187,6 +187,27 @@ void Accumulate (float* dest, const float* a, std::size_t n)
         hn::StoreU (hn::Add (hn::LoadU (tag, dest + i), hn::LoadU (tag, a + i)), tag, dest + i);
 }
 
+void AddLogRatios (float* HWY_RESTRICT dest,
+                   const float* HWY_RESTRICT a,
+                   const float* HWY_RESTRICT b,
+                   float weight,
+                   float lowest,
+                   float highest,
+                   std::size_t n)
+{
+    const auto least = broadcast (1.0e-30f), factor = broadcast (weight);
+    const auto from = broadcast (lowest), to = broadcast (highest);
+    const auto logarithmAt = [&] (const float* x) { return logarithm (hn::Max (hn::LoadU (tag, x), least)); };
+
+    for (std::size_t i = 0; i < n; i += vectorLanes)
+    {
+        // Not of the quotient, which may leave a float's range.
+        const auto ratio = hn::Sub (logarithmAt (a + i), logarithmAt (b + i));
+        const auto clipped = hn::Min (hn::Max (ratio, from), to);
+        hn::StoreU (hn::Add (hn::LoadU (tag, dest + i), hn::Mul (factor, clipped)), tag, dest + i);
+    }
+}
+
 void PackLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)
 {
     const hn::Rebind<std::int16_t, FloatTag> tagOfCodes;
@@ -435,6 +456,7 @@ TESSIVAR_KERNEL (smoothPowers, SmoothPowers);
 TESSIVAR_KERNEL (delayFrames, DelayFrames);
 TESSIVAR_KERNEL (sumRows, SumRows);
 TESSIVAR_KERNEL (accumulate, Accumulate);
+TESSIVAR_KERNEL (addLogRatios, AddLogRatios);
 TESSIVAR_KERNEL (packLogRatios, PackLogRatios);
 TESSIVAR_KERNEL (packMask, PackMask);
 TESSIVAR_KERNEL (maskGains, MaskGains);

@@ -38,6 +38,11 @@ extern const Kernel<void (float* sums, const float* rows, std::size_t numRows)> 
 /** dest += a. */
 extern const Kernel<void (float* dest, const float* a, std::size_t n)> accumulate;
 
+/** dest += weight * clip (ln (a / b), lowest, highest), where a and b count as 1e-30 at least. */
+extern const Kernel<void (
+    float* dest, const float* a, const float* b, float weight, float lowest, float highest, std::size_t n)>
+    addLogRatios;
+
 /** codes = clip (ln (own / leakage), +-logRatioLimit), full scale 32767. */
 extern const Kernel<void (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)>
     packLogRatios;
