@@ -4,7 +4,6 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "engine/numerics/simd/DecompositionKernels.cpp"
-#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -34,6 +33,12 @@ constexpr std::size_t sumColumns = 2, sumComponents = 5, basesGroup = 10;
 #else
 constexpr std::size_t sumColumns = 1, sumComponents = 5, basesGroup = 5;
 #endif
+
+/** Not to the first level, where bases and quotients would have to make room. */
+HWY_INLINE void prefetchToSecondLevel (const float* address)
+{
+    __builtin_prefetch (address, 0, 2);
+}
 
 /** Quotients and reciprocals of a panel by numC columns. dest: 16 quotients and 16 reciprocals per column. */
 template <std::size_t numC>
@@ -81,8 +86,8 @@ HWY_INLINE void quotientsOfPanel (const float* HWY_RESTRICT bases,
     }
 }
 
-/** The same over any number of panels, whose columns stand destColumns apart; prefetches the power of the
-    columns that come next. */
+/** The same over any number of panels, whose columns stand destColumns apart; fetches the power of the columns
+    that come next. */
 template <std::size_t numC>
 HWY_INLINE void quotients (const float* bases,
                            const float* power,
@@ -96,7 +101,7 @@ HWY_INLINE void quotients (const float* bases,
     {
 #pragma GCC unroll 8
         for (std::size_t c = 0; c < numC; ++c)
-            hwy::Prefetch (power + (c + numC) * powerStride + p * lanes);
+            prefetchToSecondLevel (power + (c + numC) * powerStride + p * lanes);
 
         quotientsOfPanel<numC> (bases + p * panelFloats,
                                 power + p * lanes,
