@@ -189,10 +189,14 @@ void conclude (const MatchSums& sums, bool rings, TrackFindings& findings)
     std::size_t best = 0;
 
     // A drum that rings changes its sound as it decays, and few components don't follow: what a higher Focus
-    // takes from it is its ring. There the lowest one that serves stands for all.
+    // takes from it is its ring. There the lowest one that serves stands for all, and serves when it matches
+    // as well as the mask does.
+    const auto leadOverMask = rings ? -0.01 : 0.0;
+
     for (std::size_t f = 0; f < numFocusSteps; ++f)
     {
-        if (matchOf (f) > matchOf (best) + (best == 0 ? 0.0 : clearlyBetterDb) && (best == 0 || ! rings))
+        if (matchOf (f) > matchOf (best) + (best == 0 ? leadOverMask : clearlyBetterDb)
+            && (best == 0 || ! rings))
             best = f;
 
         findings.bestFocusUpTo[f] = static_cast<int> (best);

@@ -159,9 +159,9 @@ bool SeparationEvidence::weigh (const WorkControl& control)
                    + w.heldLevel * clipped (heldLevel[t]);
         };
         forMask[t] = static_cast<float> (shared (maskWeights));
-        forGain[t] = static_cast<float> (shared (gainWeights) + shortHoldWeight * drum.shortHold[t]
-                                         + longHoldWeight * drum.longHold[t]
-                                         + loudnessWeight * drum.loudness[t]);
+        forGain[t] =
+            static_cast<float> (shared (gainWeights) + shortHoldWeight * drum.shortHold[t]
+                                + longHoldWeight * drum.longHold[t] + loudnessWeight * drum.loudness[t]);
     }
 
     AlignedBuffer mask (roomOfRow()), gain (roomOfRow()), levels (roomOfRow()), ones (roomOfRow());

@@ -102,8 +102,7 @@ private:
     [[nodiscard]] std::size_t roomOfRow() const; // whole vectors of frames
 
     /** Rows of frames: dest += weight * clip (ln (a / b), -12, highest). */
-    void
-    addLogRatios (float* dest, const float* a, const float* b, double weight, double highest) const;
+    void addLogRatios (float* dest, const float* a, const float* b, double weight, double highest) const;
 
     const EvidenceBands& bands;
     const std::size_t numFrames, rowStride;

@@ -171,6 +171,7 @@ TEST_CASE ("A Group on the command line", "[cli][group]")
         for (const auto* knobs : { "refined --focus suggested",
                                    "refined --focus 2.3 --fine 0.2",
                                    "refined --focus 0.4",
+                                   "refined --focus Kick=0 --focus Snare=3",
                                    "standard --focus 1.7 --components",
                                    "standard --focus 0.4 --fine 0.2" })
         {

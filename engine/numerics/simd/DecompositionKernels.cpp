@@ -86,8 +86,8 @@ HWY_INLINE void quotientsOfPanel (const float* HWY_RESTRICT bases,
     }
 }
 
-/** The same over any number of panels, whose columns stand destColumns apart; fetches the power of the columns
-    that come next. */
+/** The same over any number of panels, whose columns stand destColumns apart; fetches the power of the
+    columns that come next. */
 template <std::size_t numC>
 HWY_INLINE void quotients (const float* bases,
                            const float* power,

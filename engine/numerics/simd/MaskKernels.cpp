@@ -79,6 +79,34 @@ HWY_INLINE Floats exponential (Floats x)
     return hn::Mul (y, powerOfTwo (n));
 }
 
+constexpr float log2OfE = 1.44269504088896341f;
+
+/** Binary logarithm of normal positive numbers, 2e-5 off at most: a minimax polynomial. */
+HWY_INLINE Floats quickLog2 (Floats x)
+{
+    const auto [e, f] = exponentAndFraction (x);
+
+    auto y = timesPlus (broadcast (2.52697408e-1f), f, -3.94567281e-1f);
+    y = timesPlus (y, f, 4.86675978e-1f);
+    y = timesPlus (y, f, -7.20242560e-1f);
+    y = timesPlus (y, f, 1.44257855f);
+    return hn::Add (e, hn::Mul (y, f));
+}
+
+/** Power of two, 3e-6 off at most: a minimax polynomial. */
+HWY_INLINE Floats quickExp2 (Floats x)
+{
+    x = hn::Min (hn::Max (x, broadcast (-126.0f)), broadcast (126.0f));
+    const auto n = hn::Round (x);
+    const auto r = hn::Sub (x, n);
+
+    auto y = timesPlus (broadcast (9.57010221e-3f), r, 5.59178628e-2f);
+    y = timesPlus (y, r, 2.40247443e-1f);
+    y = timesPlus (y, r, 6.93121791e-1f);
+    y = timesPlus (y, r, 9.99999285e-1f);
+    return hn::Mul (y, powerOfTwo (n));
+}
+
 /** Calls use (index, means) for each vector of what smoothPowers makes. */
 template <typename Use>
 HWY_INLINE void
@@ -211,11 +239,12 @@ void AddLogRatios (float* HWY_RESTRICT dest,
 void PackLogRatios (std::int16_t* codes, const float* own, const float* leakage, std::size_t n)
 {
     const hn::Rebind<std::int16_t, FloatTag> tagOfCodes;
-    const auto limit = broadcast (logRatioLimit), scale = broadcast (32767.0f / logRatioLimit);
+    const auto limit = broadcast (logRatioLimit * log2OfE);
+    const auto scale = broadcast (32767.0f / (logRatioLimit * log2OfE));
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
-        const auto ratio = logarithm (hn::Div (hn::LoadU (tag, own + i), hn::LoadU (tag, leakage + i)));
+        const auto ratio = quickLog2 (hn::Div (hn::LoadU (tag, own + i), hn::LoadU (tag, leakage + i)));
         const auto clipped = hn::Min (hn::Max (ratio, hn::Neg (limit)), limit);
         hn::StoreU (
             hn::DemoteTo (tagOfCodes, hn::NearestInt (hn::Mul (clipped, scale))), tagOfCodes, codes + i);
@@ -228,15 +257,16 @@ void PackMask (
     const hn::Rebind<std::int16_t, FloatTag> tagOfRatios;
     const hn::Rebind<std::uint16_t, FloatTag> tagOfMask;
     const IntTag ti;
-    const auto factor = broadcast (weight * (logRatioLimit / 32767.0f)), one = broadcast (1.0f);
-    const auto scale = broadcast (65535.0f / logMaskLimit);
+    const auto factor = broadcast (-log2OfE * weight * (logRatioLimit / 32767.0f));
+    const auto one = broadcast (1.0f), scale = broadcast (65535.0f / (logMaskLimit * log2OfE));
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
         const auto evidence = hn::ConvertTo (tag, hn::PromoteTo (ti, hn::LoadU (tagOfRatios, ratios + i)));
-        const auto logit = hn::Add (hn::LoadU (tag, common + i), hn::Mul (factor, evidence));
-        // -ln m = ln (1 + exp (-logit))
-        const auto attenuation = logarithm (hn::Add (one, exponential (hn::Neg (logit))));
+        // -log2 m = log2 (1 + 2^x), x = -log2 (e) logit
+        const auto x =
+            hn::Add (hn::Mul (broadcast (-log2OfE), hn::LoadU (tag, common + i)), hn::Mul (factor, evidence));
+        const auto attenuation = quickLog2 (hn::Add (one, quickExp2 (x)));
         hn::StoreU (
             hn::DemoteTo (tagOfMask, hn::NearestInt (hn::Mul (attenuation, scale))), tagOfMask, mask + i);
     }
@@ -246,12 +276,12 @@ void MaskGains (float* gains, const std::uint16_t* mask, float exponent, std::si
 {
     const hn::Rebind<std::uint16_t, FloatTag> tagOfMask;
     const IntTag ti;
-    const auto factor = broadcast (-exponent * (logMaskLimit / 65535.0f));
+    const auto factor = broadcast (-log2OfE * exponent * (logMaskLimit / 65535.0f));
 
     for (std::size_t i = 0; i < n; i += vectorLanes)
     {
         const auto attenuation = hn::ConvertTo (tag, hn::PromoteTo (ti, hn::LoadU (tagOfMask, mask + i)));
-        hn::StoreU (exponential (hn::Mul (factor, attenuation)), tag, gains + i);
+        hn::StoreU (quickExp2 (hn::Mul (factor, attenuation)), tag, gains + i);
     }
 }
 
@@ -277,32 +307,6 @@ void BandLogits (float* HWY_RESTRICT logits,
     }
 }
 
-/** Binary logarithm of normal positive numbers, 2e-5 off at most: a minimax polynomial. */
-HWY_INLINE Floats quickLog2 (Floats x)
-{
-    const auto [e, f] = exponentAndFraction (x);
-
-    auto y = timesPlus (broadcast (2.52697408e-1f), f, -3.94567281e-1f);
-    y = timesPlus (y, f, 4.86675978e-1f);
-    y = timesPlus (y, f, -7.20242560e-1f);
-    y = timesPlus (y, f, 1.44257855f);
-    return hn::Add (e, hn::Mul (y, f));
-}
-
-/** Power of two, 3e-6 off at most: a minimax polynomial. */
-HWY_INLINE Floats quickExp2 (Floats x)
-{
-    x = hn::Min (hn::Max (x, broadcast (-126.0f)), broadcast (126.0f));
-    const auto n = hn::Round (x);
-    const auto r = hn::Sub (x, n);
-
-    auto y = timesPlus (broadcast (9.57010221e-3f), r, 5.59178628e-2f);
-    y = timesPlus (y, r, 2.40247443e-1f);
-    y = timesPlus (y, r, 6.93121791e-1f);
-    y = timesPlus (y, r, 9.99999285e-1f);
-    return hn::Mul (y, powerOfTwo (n));
-}
-
 void Logarithms (float* HWY_RESTRICT logs, const float* HWY_RESTRICT powers, std::size_t n)
 {
     const auto tiny = broadcast (1.0e-20f);
@@ -318,8 +322,6 @@ HWY_INLINE Floats attenuationOf (const std::uint16_t* mask)
     const auto codes = hn::ConvertTo (tag, hn::PromoteTo (IntTag(), hn::LoadU (tagOfMask, mask)));
     return hn::Mul (broadcast (logMaskLimit / 65535.0f), codes);
 }
-
-constexpr float log2OfE = 1.44269504088896341f;
 
 // What G counts, and mask and standard output beside it: in its logit they have their say already.
 constexpr float evidenceExponent = 0.6f, maskExponent = 0.1f, outputExponent = 0.15f;

@@ -10,8 +10,8 @@ namespace tessivar::kernels
 
 /** Passes that turn powers and evidence into gains. Rows may start anywhere; n is a multiple of 16. No
     operation is fused, and logarithm and exponential are our own polynomials (after Moshier's Cephes, 2e-7
-    relative; minimax ones with 2e-5 for the gains of layers), so results are the same on every instruction
-    set.
+    relative; minimax ones with 2e-5 for gains and for what 16 bits hold), so results are the same on every
+    instruction set.
 
     What is kept between two passes takes 16 bits per bin and frame: a log ratio in steps of 4e-4, a mask as
     its negative logarithm in steps of 6e-4. Half a step is less than 0.003 dB of gain.
