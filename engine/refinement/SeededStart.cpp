@@ -17,13 +17,12 @@ void seedActivations (MatrixView<const float> v,
     assert (v.rows == drumTypes.size() * method::numMelBands && h.columns == v.columns);
     assert (numSilent.size() == drumTypes.size());
     const auto numFrames = v.columns;
-    std::vector<std::vector<float>> relative (drumTypes.size());
-    std::vector<float> sums (numFrames);
+    std::vector<float> sums (numFrames), energy (numFrames), sorted;
+    std::size_t numRows = 0;
 
+    // A track's relative energy first, in the row that its share will take.
     for (std::size_t i = 0; i < drumTypes.size(); ++i)
     {
-        std::vector<float> energy (numFrames);
-
         for (std::size_t t = 0; t < numFrames; ++t)
         {
             const auto* rows = v.column (t) + i * method::numMelBands;
@@ -35,7 +34,7 @@ void seedActivations (MatrixView<const float> v,
             energy[t] = static_cast<float> (sum);
         }
 
-        auto sorted = energy;
+        sorted = energy;
         const auto sounding = sorted.begin() + static_cast<std::ptrdiff_t> (numSilent[i]);
         std::nth_element (sorted.begin(), sounding, sorted.end());
         const auto reference = quantile ({ sounding, sorted.end() }, 0.98);
@@ -43,31 +42,27 @@ void seedActivations (MatrixView<const float> v,
         if (reference <= 0.0f)
             continue;
 
+        const auto hasRow = isRenderedType (drumTypes[i]) && numRows < h.rows;
+
         for (std::size_t t = 0; t < numFrames; ++t)
         {
-            energy[t] /= reference;
-            sums[t] += energy[t];
+            const auto relative = energy[t] / reference;
+            sums[t] += relative;
+
+            if (hasRow)
+                h (numRows, t) = relative;
         }
 
-        relative[i] = std::move (energy);
+        numRows += hasRow ? 1 : 0;
     }
 
-    std::size_t row = 0;
-
-    for (std::size_t i = 0; i < drumTypes.size() && row < h.rows; ++i)
-    {
-        if (! isRenderedType (drumTypes[i]) || relative[i].empty())
-            continue;
-
-        for (std::size_t t = 0; t < numFrames; ++t)
+    for (std::size_t t = 0; t < numFrames; ++t)
+        for (std::size_t row = 0; row < numRows; ++row)
         {
-            const auto e = relative[i][t];
+            const auto e = h (row, t);
             const auto share = sums[t] > 0.0f ? std::min (1.0f, e) * e / sums[t] : 0.0f;
             h (row, t) = std::clamp (share, 0.001f, 1.0f);
         }
-
-        ++row;
-    }
 }
 
 } // namespace tessivar
