@@ -86,7 +86,8 @@ TEST_CASE ("Low paths find what rings on in another microphone", "[engine][refin
     const auto findWith = [&] (int threads)
     {
         WorkerPool pool (threads);
-        RefinementRun run (tracks, analysisShape, pool, storage, {}, progress, analyses);
+        const WorkControl control;
+        RefinementRun run (tracks, analysisShape, pool, storage, control, progress, analyses);
         BinGains gains (run.shape.numBins, tracks.size());
         SilentFrames silent (run.shape.length, run.shape.rate);
         LowSignals low (tracks.size());
