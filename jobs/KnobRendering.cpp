@@ -8,6 +8,15 @@ namespace tessivar
 
 namespace
 {
+[[nodiscard]] bool readFinite (TrackSource& source, std::int64_t start, std::span<float> dest)
+{
+    if (! source.read (start, dest))
+        return false;
+
+    replaceNonFinite (dest);
+    return true;
+}
+
 /** A mix, or the source in its place. */
 class MixedSamples final : public TrackSamples
 {
@@ -34,13 +43,14 @@ public:
         auto* const own = dest[channelLayout::source];
         auto* const mix = dest[0];
 
-        if (own != nullptr && ! readFinite (start, { own, n }))
+        if (own != nullptr && ! readFinite (source, start, { own, n }))
             return false;
 
         if (mix == nullptr)
             return true;
 
-        return file != nullptr ? readSamples (*file, start, { mix, n }) : readFinite (start, { mix, n });
+        return file != nullptr ? readSamples (*file, start, { mix, n })
+                               : readFinite (source, start, { mix, n });
     }
 
     [[nodiscard]] juce::String lastError() const override
@@ -55,15 +65,6 @@ public:
     }
 
 private:
-    [[nodiscard]] bool readFinite (std::int64_t start, std::span<float> dest)
-    {
-        if (! source.read (start, dest))
-            return false;
-
-        replaceNonFinite (dest);
-        return true;
-    }
-
     const std::shared_ptr<StoreFile> file;
     const std::shared_ptr<TrackSamples> samples;
     TrackSource source;
@@ -127,13 +128,9 @@ bool FactoredSamples::readPlanes (std::int64_t start, std::size_t n, const Chann
     ComponentSource::Signals components{};
     std::copy_n (planes.begin(), components.size(), components.begin());
 
-    if (auto* const plane = planes[channelLayout::source]; plane != nullptr)
-    {
-        if (! source.read (start, { plane, n }))
-            return false;
-
-        replaceNonFinite ({ plane, n });
-    }
+    if (auto* const plane = planes[channelLayout::source];
+        plane != nullptr && ! readFinite (source, start, { plane, n }))
+        return false;
 
     if (! reader.read (start, n, components))
         return false;
@@ -167,10 +164,8 @@ bool MixSink::write (std::int64_t start, std::size_t n, const Signals& component
     {
         std::vector<float> sum (n), whole (n);
 
-        if (! source.read (start, whole))
+        if (! readFinite (source, start, whole))
             return false;
-
-        replaceNonFinite (whole);
 
         for (const auto* component : components)
             for (std::size_t i = 0; i < n && component != nullptr; ++i)
